@@ -1,0 +1,42 @@
+# What every target of ours is built with. Warnings become errors only in the check presets
+# (CMAKE_COMPILE_WARNING_AS_ERROR), so that a newer compiler never stops a user's build.
+include(CheckPIESupported)
+check_pie_supported()
+
+add_library(vy_options INTERFACE)
+target_compile_features(vy_options INTERFACE cxx_std_20)
+target_include_directories(vy_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+target_compile_options(vy_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor
+  -Woverloaded-virtual)
+if(VANTRY_SANITIZE)
+  target_compile_options(vy_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
+  target_link_options(vy_options INTERFACE -fsanitize=address,undefined)
+  target_compile_definitions(vy_options INTERFACE _GLIBCXX_ASSERTIONS)
+else()
+  target_compile_definitions(vy_options INTERFACE _GLIBCXX_ASSERTIONS)
+  target_compile_options(vy_options INTERFACE -fstack-protector-strong -fcf-protection
+    $<$<CONFIG:Release,RelWithDebInfo>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release,RelWithDebInfo>:-D_FORTIFY_SOURCE=3>)
+  target_link_options(vy_options INTERFACE -Wl,-z,relro,-z,now)
+endif()
+
+# vantry_library(NAME SOURCES... [DEPENDS ...]): a static library of one folder.
+function(vantry_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC vy_options ${ARG_DEPENDS})
+  target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/pch.h)
+endfunction()
+
+# vantry_test(NAME SOURCES... [DEPENDS ...]): one test binary, its cases registered one by one.
+function(vantry_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE vy_options ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
+  target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/pch.h
+    ${PROJECT_SOURCE_DIR}/cmake/pch_test.h)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT 600 LABELS "${ARG_LABELS}")
+endfunction()

@@ -1,0 +1,232 @@
+#pragma once
+// The data-access objects: all that pages, loaders and the repository know of any database. They
+// are value-like fronts over a driver (data/driver.h); an object is closed when it goes out of
+// scope. Each failing operation raises DataError at that operation, never later.
+//
+// Names are those of the objects' published shape. The end-of-rows test is spelled Eof because
+// <cstdio> owns the other spelling as a macro.
+
+#include "data/driver.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+namespace vantry {
+
+class Recordset;
+class Command;
+
+class Connection {
+public:
+    int CursorLocation = adUseServer;
+    std::string ConnectionString;
+
+    // User and password are part of the string: the two texts are for callers that pass them empty.
+    // Opening an open connection is an error, as is opening one without a string.
+    void Open(std::string_view connection_string = {},
+              std::string_view user = {},
+              std::string_view password = {},
+              int options = adCmdUnspecified);
+    // A statement that gives no rows. `records_affected` may be null.
+    void Execute(std::string_view sql,
+                 std::int64_t* records_affected = nullptr,
+                 int options = adCmdUnspecified);
+    void Close();
+
+private:
+    friend class Recordset;
+    friend class Command;
+    friend class Catalog;
+    DriverConnection& Driver() const;  // throws kErrObjectClosed
+    std::shared_ptr<DriverConnection> driver_;
+};
+
+// One column of a recordset and its value in the current row, or in the new row that AddNew began.
+class Field {
+public:
+    const std::string& Name() const { return info_->name; }
+    int Type() const { return info_->type; }
+    std::int64_t DefinedSize() const { return info_->defined_size; }
+    int Precision() const { return info_->precision; }
+    int NumericScale() const { return info_->scale; }
+    // Valid until the recordset moves. Throws the source's own error where the value couldn't be
+    // read, and kErrNoCurrentRow outside the rows.
+    const Cell& Value() const;
+    // Keeps a copy of text and bytes. Throws when no row is being added.
+    void SetValue(const Cell& value);
+
+private:
+    friend class Fields;
+    friend class Recordset;
+    Field(Recordset* owner, const ColumnInfo* info, std::size_t position)
+        : owner_(owner), info_(info), position_(position) {}
+    Recordset* owner_;
+    const ColumnInfo* info_;
+    std::size_t position_;
+};
+
+class Fields {
+public:
+    std::int32_t Count() const { return static_cast<std::int32_t>(items_.size()); }
+    Field& operator[](std::int32_t index);  // throws kErrItemNotFound
+
+private:
+    friend class Recordset;
+    std::vector<Field> items_;
+};
+
+class Recordset {
+public:
+    Recordset() = default;
+    Recordset(const Recordset&) = delete;  // fields point back to it
+    Recordset& operator=(const Recordset&) = delete;
+
+    // `active_connection` is a live Connection, or a connection string: then the recordset has a
+    // connection of its own, closed with it. With adLockOptimistic on a dynamic cursor the rows of
+    // `source` aren't read: AddNew is what it is opened for. A static cursor holds its rows in
+    // memory; all others stream.
+    void Open(std::string_view source,
+              Connection& active_connection,
+              int cursor_type = adOpenUnspecified,
+              int lock_type = adLockUnspecified,
+              int options = adCmdUnspecified);
+    void Open(std::string_view source,
+              std::string_view connection_string,
+              int cursor_type = adOpenUnspecified,
+              int lock_type = adLockUnspecified,
+              int options = adCmdUnspecified);
+    void Close();
+
+    class Fields& Fields();  // throws kErrObjectClosed
+    bool Eof() const;        // throws once a move has failed for good: there is no row and no end
+    void MoveNext();
+    void MoveFirst();
+    // Exact on static cursors, -1 on all others.
+    std::int64_t RecordCount() const;
+    void Requery();
+
+    // AddNew begins a row whose fields have no value yet. Update sends it; it refuses a row in
+    // which a field was never given one, so that a value that couldn't be read never turns into a
+    // row with something else in its place. Either way the row is done with only after a successful
+    // Update or CancelUpdate.
+    void AddNew();
+    void Update();
+    void CancelUpdate();
+
+private:
+    friend class Field;
+    struct Buffered;
+    void OpenOn(std::shared_ptr<DriverConnection> connection,
+                std::string_view source,
+                int cursor_type,
+                int lock_type);
+    void BuildFields(std::span<const ColumnInfo> columns);
+    void RequireOpen() const;
+    const Cell& ValueAt(std::size_t position) const;
+    void SetNewValue(std::size_t position, const Cell& value);
+    void StepCursor();
+    void ReadAllRows();
+
+    enum class Position { Closed, OnRow, AtEnd, Broken, AddOnly };
+
+    std::shared_ptr<DriverConnection> connection_;
+    std::string source_;
+    int cursor_type_ = adOpenForwardOnly;
+    int lock_type_ = adLockReadOnly;
+    std::unique_ptr<Cursor> cursor_;
+    std::unique_ptr<Appender> appender_;
+    std::vector<ColumnInfo> columns_;
+    class Fields fields_;
+    Position position_ = Position::Closed;
+    std::span<const Cell> row_;
+    std::vector<std::vector<Value>> rows_;  // static cursors only
+    std::size_t row_index_ = 0;
+    std::vector<Cell> buffered_row_;
+    bool adding_ = false;
+    std::vector<Value> new_row_;
+    std::vector<Cell> new_cells_;
+};
+
+class Parameter {
+public:
+    int Direction = adParamInput;
+    int Type = adEmpty;
+    std::int64_t Size = 0;
+    int NumericScale = 0;
+    int Precision = 0;
+    // Looks at the cell's memory until the next Execute and doesn't copy it: what it was read from
+    // must stand still until then.
+    void SetValue(const Cell& value) { value_ = value; }
+    const Cell& Value() const { return value_; }
+
+private:
+    friend class Command;
+    Cell value_;
+};
+
+class Parameters {
+public:
+    void Append(const Parameter& parameter) { items_.push_back(parameter); }
+    Parameter& operator[](std::int32_t index);  // throws kErrItemNotFound
+    std::int32_t Count() const { return static_cast<std::int32_t>(items_.size()); }
+
+private:
+    friend class Command;
+    std::vector<Parameter> items_;
+};
+
+class Command {
+public:
+    int CommandType = adCmdText;
+    std::string ActiveConnection;  // a connection string: the command opens a connection of its own
+                                   // at its first Execute
+    std::string CommandText;       // may be replaced between two calls of Execute
+    class Parameters Parameters;
+
+    // Prepares at the first call and whenever text or parameter types have changed. A call uses the
+    // parameters' values up: each must be set again before the next. A parameter without a value is
+    // an error of this call.
+    void Execute();
+
+private:
+    std::shared_ptr<DriverConnection> connection_;
+    std::string connected_to_;
+    std::unique_ptr<Statement> statement_;
+    std::string prepared_text_;
+    std::vector<int> prepared_types_;
+    std::vector<Cell> values_;
+};
+
+class Tables {
+public:
+    std::int32_t Count() const { return static_cast<std::int32_t>(items_.size()); }
+    // An item has Name and Type.
+    struct Item {
+        std::string Name;
+        std::string Type;
+    };
+    const Item& operator[](std::int32_t index) const;  // throws kErrItemNotFound
+
+private:
+    friend class Catalog;
+    std::vector<Item> items_;
+};
+
+class Catalog {
+public:
+    // A new empty database file; an existing one is an error.
+    void Create(std::string_view connection_string);
+    void SetActiveConnection(std::string_view connection_string);  // connects
+    class Tables&
+    Tables();  // read afresh after each SetActiveConnection; throws kErrObjectClosed before one
+
+private:
+    std::shared_ptr<DriverConnection> connection_;
+    std::unique_ptr<class Tables> tables_;
+};
+
+}  // namespace vantry

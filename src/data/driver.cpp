@@ -1,0 +1,13 @@
+#include "data/driver.h"
+
+namespace vantry {
+
+DataError Cursor::FieldError(std::size_t column) const {
+    return {kErrConversion, "The value of column " + Columns()[column].name + " can't be read."};
+}
+
+void Driver::CreateDatabase(const ConnectionString&) {
+    throw DataError(kErrUnspecified, "This kind of database can't be created from here.");
+}
+
+}  // namespace vantry

@@ -1,0 +1,100 @@
+#pragma once
+// What stands behind the data-access objects. A driver is one implementation of Driver; the
+// connection string alone picks it (core/driver_registry.h). All calls on one connection come from
+// one thread; two connections are independent of each other. Every failure is a DataError in the
+// data source's own words, raised by the call that caused it and never later.
+
+#include "data/ado_types.h"
+#include "data/connection_string.h"
+#include "data/data_error.h"
+#include "data/value.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry {
+
+struct ColumnInfo {
+    std::string name;
+    int type = adEmpty;             // a code of ado_types.h
+    std::int64_t defined_size = 0;  // characters, bytes, or the size of the structure, by type
+    int precision = kDoesNotApply;
+    int scale = kDoesNotApply;
+};
+
+struct TableEntry {
+    std::string name;
+    std::string type;  // "TABLE", "VIEW", "SYSTEM TABLE", "ACCESS TABLE", "LINK", ...
+};
+
+struct ParameterInfo {
+    int type = adEmpty;
+    std::int64_t size = 0;
+    int precision = 0;
+    int scale = 0;
+};
+
+// The rows of a result, read forward once, in memory that doesn't grow with their number.
+class Cursor {
+public:
+    virtual ~Cursor() = default;
+    virtual std::span<const ColumnInfo> Columns() const = 0;
+    // Moves to the first row, then to each further one; false behind the last. A failure leaves the
+    // cursor without a row for good: each further call throws.
+    virtual bool Next() = 0;
+    // The current row, one cell a column, valid until Next() or the cursor's end. A field that the
+    // source couldn't make a value of is Unreadable: the row's other fields and the rows after it
+    // are good.
+    virtual std::span<const Cell> Row() const = 0;
+    // Why field `column` of the current row is Unreadable.
+    virtual DataError FieldError(std::size_t column) const;
+};
+
+// A prepared statement with positional parameters.
+class Statement {
+public:
+    virtual ~Statement() = default;
+    // One value a parameter, none of them Unset or Unreadable. Returns the count of rows affected.
+    // When it returns, the values are used up and the row is the data source's to keep.
+    virtual std::int64_t Execute(std::span<const Cell> values) = 0;
+};
+
+// Adds rows to the columns of a SELECT.
+class Appender {
+public:
+    virtual ~Appender() = default;
+    virtual std::span<const ColumnInfo> Columns() const = 0;
+    // One cell a column, in the order of Columns(). Unset means: the column's default.
+    virtual void Append(std::span<const Cell> row) = 0;
+};
+
+class DriverConnection {
+public:
+    virtual ~DriverConnection() = default;
+    // Runs a statement that gives rows.
+    virtual std::unique_ptr<Cursor> OpenCursor(std::string_view sql) = 0;
+    // Runs a statement that gives none; returns the count of rows affected, -1 where it isn't
+    // known.
+    virtual std::int64_t Execute(std::string_view sql) = 0;
+    // `parameters` may be empty: the statement then has none.
+    virtual std::unique_ptr<Statement> Prepare(std::string_view sql,
+                                               std::span<const ParameterInfo> parameters) = 0;
+    // `select_sql` is "SELECT columns FROM table": no row of it is read.
+    virtual std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) = 0;
+    // Tables and views, in the order of the data source.
+    virtual std::vector<TableEntry> Tables() = 0;
+};
+
+class Driver {
+public:
+    virtual ~Driver() = default;
+    virtual std::unique_ptr<DriverConnection> Connect(const ConnectionString& connection) = 0;
+    // Makes a new empty database file; only file engines can. The default says so.
+    virtual void CreateDatabase(const ConnectionString& connection);
+};
+
+}  // namespace vantry

@@ -1,0 +1,44 @@
+#pragma once
+// A folder of a test's own, gone with it.
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+namespace vantry::test {
+
+class TempDir {
+public:
+    TempDir() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "vantry-XXXXXX").string();
+        path_ = mkdtemp(pattern.data());
+    }
+    ~TempDir() {
+        std::error_code ignored;  // a test that has removed its folder itself is fine
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    const std::filesystem::path& Path() const { return path_; }
+    std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+    std::filesystem::path Write(std::string_view name, std::string_view content) const {
+        const auto file = path_ / name;
+        std::ofstream(file, std::ios::binary) << content;
+        return file;
+    }
+    std::string Read(std::string_view name) const {
+        std::ifstream in(path_ / name, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+
+private:
+    std::filesystem::path path_;
+};
+
+}  // namespace vantry::test
