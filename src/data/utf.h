@@ -3,6 +3,7 @@
 // drivers'.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
