@@ -1,0 +1,398 @@
+#include "core/data_access.h"
+
+#include "core/driver_registry.h"
+
+#include <utility>
+
+namespace vantry {
+namespace {
+
+DataError ObjectClosed(std::string_view object) {
+    return {kErrObjectClosed,
+            "Operation is not allowed when the object is closed: " + std::string(object) + "."};
+}
+
+DataError NoSuchItem(std::string_view collection, std::int32_t index, std::int32_t count) {
+    return {kErrItemNotFound,
+            "Item " + std::to_string(index) + " cannot be found in the collection " +
+                std::string(collection) + ", which has " + std::to_string(count) + "."};
+}
+
+std::shared_ptr<DriverConnection> ConnectByString(std::string_view text) {
+    const auto connection = ConnectionString::Parse(text);
+    return DriverFor(connection).Connect(connection);
+}
+
+}  // namespace
+
+// ---- Connection
+
+void Connection::Open(std::string_view connection_string, std::string_view, std::string_view, int) {
+    if (driver_) {
+        throw DataError(kErrInvalidArgument,
+                        "Operation is not allowed when the connection is open already.");
+    }
+    if (!connection_string.empty()) {
+        ConnectionString = connection_string;
+    }
+    driver_ = ConnectByString(ConnectionString);
+}
+
+void Connection::Execute(std::string_view sql, std::int64_t* records_affected, int) {
+    const auto affected = Driver().Execute(sql);
+    if (records_affected != nullptr) {
+        *records_affected = affected;
+    }
+}
+
+void Connection::Close() {
+    if (!driver_) {
+        throw ObjectClosed("Connection");
+    }
+    driver_.reset();
+}
+
+DriverConnection& Connection::Driver() const {
+    if (!driver_) {
+        throw ObjectClosed("Connection");
+    }
+    return *driver_;
+}
+
+// ---- Field, Fields
+
+const Cell& Field::Value() const {
+    return owner_->ValueAt(position_);
+}
+
+void Field::SetValue(const Cell& value) {
+    owner_->SetNewValue(position_, value);
+}
+
+Field& Fields::operator[](std::int32_t index) {
+    if (index < 0 || index >= Count()) {
+        throw NoSuchItem("Fields", index, Count());
+    }
+    return items_[static_cast<std::size_t>(index)];
+}
+
+// ---- Recordset
+
+void Recordset::Open(
+    std::string_view source, Connection& active_connection, int cursor_type, int lock_type, int) {
+    active_connection.Driver();  // a closed connection is an error of this call
+    OpenOn(active_connection.driver_, source, cursor_type, lock_type);
+}
+
+void Recordset::Open(std::string_view source,
+                     std::string_view connection_string,
+                     int cursor_type,
+                     int lock_type,
+                     int) {
+    if (position_ != Position::Closed) {
+        throw DataError(kErrInvalidArgument,
+                        "Operation is not allowed when the recordset is open already.");
+    }
+    OpenOn(ConnectByString(connection_string), source, cursor_type, lock_type);
+}
+
+void Recordset::OpenOn(std::shared_ptr<DriverConnection> connection,
+                       std::string_view source,
+                       int cursor_type,
+                       int lock_type) {
+    if (position_ != Position::Closed) {
+        throw DataError(kErrInvalidArgument,
+                        "Operation is not allowed when the recordset is open already.");
+    }
+    connection_ = std::move(connection);
+    source_ = source;
+    cursor_type_ = cursor_type;
+    lock_type_ = lock_type;
+    try {
+        Requery();
+    } catch (...) {
+        cursor_.reset();
+        appender_.reset();
+        connection_.reset();
+        position_ = Position::Closed;
+        throw;
+    }
+}
+
+void Recordset::Requery() {
+    if (!connection_) {
+        throw ObjectClosed("Recordset");
+    }
+    adding_ = false;
+    cursor_.reset();
+    appender_.reset();
+    if (cursor_type_ == adOpenDynamic && lock_type_ == adLockOptimistic) {
+        appender_ = connection_->OpenAppender(source_);
+        BuildFields(appender_->Columns());
+        new_row_.resize(columns_.size());
+        new_cells_.resize(columns_.size());
+        position_ = Position::AddOnly;
+        return;
+    }
+    cursor_ = connection_->OpenCursor(source_);
+    BuildFields(cursor_->Columns());
+    if (cursor_type_ == adOpenStatic) {
+        ReadAllRows();
+        MoveFirst();
+    } else {
+        StepCursor();
+    }
+}
+
+void Recordset::BuildFields(std::span<const ColumnInfo> columns) {
+    columns_.assign(columns.begin(), columns.end());
+    fields_.items_.clear();
+    for (std::size_t position = 0; position < columns_.size(); ++position) {
+        fields_.items_.push_back(Field(this, &columns_[position], position));
+    }
+}
+
+void Recordset::ReadAllRows() {
+    rows_.clear();
+    while (cursor_->Next()) {
+        const auto row = cursor_->Row();
+        auto& kept = rows_.emplace_back();
+        kept.reserve(row.size());
+        for (std::size_t column = 0; column < row.size(); ++column) {
+            if (row[column].Kind() == ValueKind::Unreadable) {
+                throw cursor_->FieldError(column);
+            }
+            kept.emplace_back(row[column]);
+        }
+    }
+    cursor_.reset();
+}
+
+void Recordset::StepCursor() {
+    // Until the step is done there is no row: if it throws, there never will be one again.
+    position_ = Position::Broken;
+    if (cursor_->Next()) {
+        row_ = cursor_->Row();
+        position_ = Position::OnRow;
+    } else {
+        row_ = {};
+        position_ = Position::AtEnd;
+    }
+}
+
+void Recordset::Close() {
+    RequireOpen();
+    adding_ = false;
+    cursor_.reset();
+    appender_.reset();
+    connection_.reset();
+    rows_.clear();
+    row_ = {};
+    fields_.items_.clear();
+    position_ = Position::Closed;
+}
+
+void Recordset::RequireOpen() const {
+    if (position_ == Position::Closed) {
+        throw ObjectClosed("Recordset");
+    }
+}
+
+Fields& Recordset::Fields() {
+    RequireOpen();
+    return fields_;
+}
+
+bool Recordset::Eof() const {
+    RequireOpen();
+    if (position_ == Position::Broken) {
+        throw DataError(kErrNoCurrentRow, "Reading the source broke off: there is no current row.");
+    }
+    return position_ != Position::OnRow;
+}
+
+void Recordset::MoveNext() {
+    RequireOpen();
+    if (position_ == Position::Broken) {
+        throw DataError(kErrNoCurrentRow, "Reading the source broke off: there is no current row.");
+    }
+    if (position_ != Position::OnRow) {
+        throw DataError(kErrNoCurrentRow,
+                        "There is no current row to move from: the rows have ended.");
+    }
+    if (cursor_) {
+        StepCursor();
+        return;
+    }
+    ++row_index_;
+    if (row_index_ >= rows_.size()) {
+        position_ = Position::AtEnd;
+    }
+}
+
+void Recordset::MoveFirst() {
+    RequireOpen();
+    if (appender_) {
+        return;
+    }
+    if (cursor_type_ != adOpenStatic) {
+        Requery();
+        return;
+    }
+    row_index_ = 0;
+    position_ = rows_.empty() ? Position::AtEnd : Position::OnRow;
+}
+
+std::int64_t Recordset::RecordCount() const {
+    RequireOpen();
+    return cursor_type_ == adOpenStatic ? static_cast<std::int64_t>(rows_.size()) : -1;
+}
+
+const Cell& Recordset::ValueAt(std::size_t position) const {
+    if (adding_) {
+        return new_row_[position].AsCell();
+    }
+    if (position_ != Position::OnRow) {
+        throw DataError(
+            kErrNoCurrentRow,
+            "There is no current row: column " + columns_[position].name + " has no value.");
+    }
+    if (!cursor_) {
+        return rows_[row_index_][position].AsCell();
+    }
+    const Cell& cell = row_[position];
+    if (cell.Kind() == ValueKind::Unreadable) {
+        throw cursor_->FieldError(position);
+    }
+    return cell;
+}
+
+void Recordset::SetNewValue(std::size_t position, const Cell& value) {
+    if (!adding_) {
+        throw DataError(
+            kErrInvalidArgument,
+            "Column " + columns_[position].name + " can't be set: no new row was begun.");
+    }
+    new_row_[position].Assign(value);
+}
+
+void Recordset::AddNew() {
+    RequireOpen();
+    if (!appender_) {
+        throw DataError(kErrInvalidArgument,
+                        "Current Recordset does not support updating: it was opened for reading.");
+    }
+    for (auto& value : new_row_) {
+        value.Assign(Cell());
+    }
+    adding_ = true;
+}
+
+void Recordset::Update() {
+    RequireOpen();
+    if (!adding_) {
+        throw DataError(kErrInvalidArgument, "There is no new row to update.");
+    }
+    for (std::size_t column = 0; column < new_row_.size(); ++column) {
+        new_cells_[column] = new_row_[column].AsCell();
+        if (new_cells_[column].IsUnset()) {
+            throw DataError(
+                kErrMissingParameter,
+                "The row isn't stored: column " + columns_[column].name + " was given no value.");
+        }
+    }
+    appender_->Append(new_cells_);
+    adding_ = false;
+}
+
+void Recordset::CancelUpdate() {
+    RequireOpen();
+    adding_ = false;
+}
+
+// ---- Command
+
+Parameter& Parameters::operator[](std::int32_t index) {
+    if (index < 0 || index >= Count()) {
+        throw NoSuchItem("Parameters", index, Count());
+    }
+    return items_[static_cast<std::size_t>(index)];
+}
+
+void Command::Execute() {
+    auto& items = Parameters.items_;
+    if (!connection_ || connected_to_ != ActiveConnection) {
+        statement_.reset();
+        connection_ = ConnectByString(ActiveConnection);
+        connected_to_ = ActiveConnection;
+    }
+    if (items.empty()) {
+        connection_->Execute(CommandText);
+        return;
+    }
+    values_.clear();
+    bool same =
+        statement_ && prepared_text_ == CommandText && prepared_types_.size() == items.size();
+    std::size_t missing = items.size();
+    for (std::size_t k = 0; k < items.size(); ++k) {
+        same = same && prepared_types_[k] == items[k].Type;
+        if (items[k].value_.IsUnset()) {
+            missing = std::min(missing, k);
+        }
+        values_.push_back(items[k].value_);
+        items[k].value_ = Cell();
+    }
+    if (missing < items.size()) {
+        throw DataError(kErrMissingParameter,
+                        "No value given for one or more required parameters: parameter " +
+                            std::to_string(missing + 1) + " of " + std::to_string(items.size()) +
+                            " has none, so the row isn't sent.");
+    }
+    if (!same) {
+        std::vector<ParameterInfo> infos;
+        prepared_types_.clear();
+        for (const auto& item : items) {
+            infos.push_back({item.Type, item.Size, item.Precision, item.NumericScale});
+            prepared_types_.push_back(item.Type);
+        }
+        statement_.reset();
+        statement_ = connection_->Prepare(CommandText, infos);
+        prepared_text_ = CommandText;
+    }
+    statement_->Execute(values_);
+}
+
+// ---- Catalog
+
+const Tables::Item& Tables::operator[](std::int32_t index) const {
+    if (index < 0 || index >= Count()) {
+        throw NoSuchItem("Tables", index, Count());
+    }
+    return items_[static_cast<std::size_t>(index)];
+}
+
+void Catalog::Create(std::string_view connection_string) {
+    const auto connection = ConnectionString::Parse(connection_string);
+    DriverFor(connection).CreateDatabase(connection);
+}
+
+void Catalog::SetActiveConnection(std::string_view connection_string) {
+    tables_.reset();
+    connection_.reset();
+    connection_ = ConnectByString(connection_string);
+}
+
+Tables& Catalog::Tables() {
+    if (!connection_) {
+        throw ObjectClosed("Catalog");
+    }
+    if (!tables_) {
+        tables_ = std::make_unique<class Tables>();
+        for (auto& entry : connection_->Tables()) {
+            tables_->items_.push_back({std::move(entry.name), std::move(entry.type)});
+        }
+    }
+    return *tables_;
+}
+
+}  // namespace vantry

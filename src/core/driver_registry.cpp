@@ -1,0 +1,134 @@
+#include "core/driver_registry.h"
+
+#ifdef VANTRY_HAS_ACCESS
+#include "drivers/access/driver.h"
+#endif
+#ifdef VANTRY_HAS_MYSQL
+#include "drivers/mysql/driver.h"
+#endif
+#ifdef VANTRY_HAS_ODBC
+#include "drivers/odbc/driver.h"
+#include "drivers/odbc/installed.h"
+#endif
+#ifdef VANTRY_HAS_TEXT
+#include "drivers/text/driver.h"
+#endif
+
+#include <map>
+
+namespace vantry {
+namespace {
+
+std::map<std::string, std::shared_ptr<Driver>>& RegisteredDrivers() {
+    static std::map<std::string, std::shared_ptr<Driver>> drivers;
+    return drivers;
+}
+
+Driver& TextDriver() {
+#ifdef VANTRY_HAS_TEXT
+    static const auto driver = text::MakeTextDriver();
+    return *driver;
+#else
+    throw DataError(kErrUnspecified, "This build has no text driver.");
+#endif
+}
+
+Driver& MySqlDriver() {
+#ifdef VANTRY_HAS_MYSQL
+    static const auto driver = mysql::MakeMySqlDriver();
+    return *driver;
+#else
+    throw DataError(kErrUnspecified, "This build has no mysql driver.");
+#endif
+}
+
+Driver& OdbcDriver() {
+#ifdef VANTRY_HAS_ODBC
+    static const auto driver = odbc::MakeOdbcDriver();
+    return *driver;
+#else
+    throw DataError(kErrUnspecified, "This build has no odbc driver.");
+#endif
+}
+
+Driver& AccessDriver() {
+#ifdef VANTRY_HAS_ACCESS
+    static const auto driver = access::MakeAccessDriver();
+    return *driver;
+#else
+    throw DataError(kErrUnspecified, "This build has no access driver.");
+#endif
+}
+
+DataError NoFoxProEngine() {
+    return {kErrUnspecified,
+            "FoxPro and DBF files can't be opened by this version of Vantry. Convert the file with "
+            "another program, or "
+            "choose another kind of source or target."};
+}
+
+Driver& DriverForProvider(const ConnectionString& connection, const std::string& provider) {
+    if (ContainsNoCase(provider, "Microsoft.Jet.OLEDB") ||
+        ContainsNoCase(provider, "Microsoft.ACE.OLEDB")) {
+        const auto& extended = connection.Get("Extended Properties");
+        return ContainsNoCase(extended.substr(0, 5), "text") ? TextDriver() : AccessDriver();
+    }
+    if (provider.size() >= 8 && EqualsNoCase(provider.substr(0, 8), "vfpoledb")) {
+        throw NoFoxProEngine();
+    }
+    return OdbcDriver();
+}
+
+// Names that stand for a driver of our own. A driver of that name that is installed comes first, so
+// that a user who has one gets it.
+Driver& DriverForOdbcName(const std::string& name) {
+    if (EqualsNoCase(name, "MySQL (built in)")) {
+        return MySqlDriver();
+    }
+#ifdef VANTRY_HAS_ODBC
+    if (odbc::IsInstalledDriver(name)) {
+        return OdbcDriver();
+    }
+#endif
+    if (ContainsNoCase(name, "Access") && ContainsNoCase(name, "mdb")) {
+        return AccessDriver();
+    }
+    if (ContainsNoCase(name, "FoxPro")) {
+        throw NoFoxProEngine();
+    }
+    // A session that was saved where another MySQL driver was installed runs here all the same.
+    if (ContainsNoCase(name, "MySQL") || ContainsNoCase(name, "MariaDB")) {
+        return MySqlDriver();
+    }
+    return OdbcDriver();
+}
+
+}  // namespace
+
+void RegisterDriver(const std::string& provider, std::shared_ptr<Driver> driver) {
+    if (driver) {
+        RegisteredDrivers()[provider] = std::move(driver);
+    } else {
+        RegisteredDrivers().erase(provider);
+    }
+}
+
+Driver& DriverFor(const ConnectionString& connection) {
+    const auto& provider = connection.Get("Provider");
+    if (const auto found = RegisteredDrivers().find(provider); found != RegisteredDrivers().end()) {
+        return *found->second;
+    }
+    if (!provider.empty()) {
+        return DriverForProvider(connection, provider);
+    }
+    if (const auto& name = connection.Get("Driver"); !name.empty()) {
+        return DriverForOdbcName(name);
+    }
+    if (connection.Text().empty()) {
+        throw DataError(kErrInvalidArgument,
+                        "There is no connection string: choose the source or target again.");
+    }
+    return OdbcDriver();
+}
+
+}  // namespace vantry

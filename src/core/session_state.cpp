@@ -1,0 +1,80 @@
+#include "core/session_state.h"
+
+#include <filesystem>
+
+namespace vantry {
+
+std::string HelpFilePath;
+std::string QuoteChar = "\"";
+std::string SkipLabel = "<Skip>";
+std::string RepoConnStr;
+i32 CurrentSessionID = 0;
+
+std::string SourceType;
+std::string TargetType;
+std::string SourceConnStr;
+std::string TargetConnStr;
+std::vector<TableRec> SrcTables;
+std::vector<TableRec> DstTables;
+std::vector<ColumnRec> SrcCols;
+std::vector<ColumnRec> DstCols;
+std::vector<ColMapRec> ColMaps;
+std::string FoxSrcMode;
+std::string FoxSrcPrefix;
+std::string FoxDestMode;
+std::string FoxDestPrefix;
+std::string TextDelim;
+std::string TextQual;
+std::string TextDestFormat;
+std::string TextDestDir;
+std::string TextDestExt;
+std::string TextDestDelim;
+i16 TextDestHeader = kFalse;
+std::string TextDestQual;
+std::string PollPattern;
+std::string PollRename;
+std::string PollFolder;
+std::string MySQLSrcDB;
+std::string MySQLDstDB;
+std::string MSSQLSrcDB;
+std::string MSSQLDstDB;
+std::string OracleDstUser;
+i16 SourceViaOdbc = kFalse;
+i16 SourceQueryMode = 0;
+std::vector<std::string> OdbcDrivers;
+std::vector<DsnRec> OdbcDsns;
+
+std::unique_ptr<Connection> SrcConn;
+std::unique_ptr<Recordset> SrcRS;
+std::unique_ptr<Connection> DstConn;
+std::unique_ptr<Recordset> DstRS;
+std::unique_ptr<Connection> RepoConn;
+
+i16 SessionCancelled = kFalse;
+i16 TableCancelled = kFalse;
+std::vector<TableRec> CreatedTables;
+DateTime SessionStartTime;
+DateTime SessionEndTime;
+DateTime TableStartTime;
+DateTime TableEndTime;
+
+void InitSharedState(const std::string& application_folder) {
+    HelpFilePath = JoinPath(application_folder, "VY3Help.chm");
+    QuoteChar = "\"";
+    SkipLabel = "<Skip>";
+    RepoConnStr = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" +
+                  JoinPath(application_folder, "vyrepo.mdb");
+    CurrentSessionID = 0;
+}
+
+std::string ApplicationFolder() {
+    std::error_code error;
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    return error ? std::string(".") : executable.parent_path().string();
+}
+
+std::string JoinPath(const std::string& folder, const std::string& name) {
+    return folder.ends_with('/') ? folder + name : folder + "/" + name;
+}
+
+}  // namespace vantry
