@@ -1,0 +1,25 @@
+# Shared by ./start and ./check: sets the machine up, once. Sourced from the root of the tree.
+
+# need_packages NAME...: installs what is missing, with sudo when we aren't root. Costs nothing when all is there.
+need_packages() {
+    local missing=() name
+    for name in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$name" 2>/dev/null)" = installed ] || missing+=("$name")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing: ${missing[*]}"
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "Packages are missing and there is no sudo; as root: apt-get install ${missing[*]}" >&2; return 1; }
+        as_root=(sudo)
+    fi
+    "${as_root[@]}" apt-get update -qq || echo "apt-get update failed; trying with the lists that are there" >&2
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev)
+TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
+               libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin sqlite3 python3 python3-dbfread locales-all)
+FUZZ_PACKAGES=(clang libclang-rt-14-dev)
+
+jobs() { nproc 2>/dev/null || echo 2; }

@@ -1,0 +1,349 @@
+#include "mapping/column_discovery.h"
+
+#include "data/letter_case.h"
+#include "mapping/type_catalogue.h"
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+namespace vantry {
+namespace {
+
+bool IsTextSource() {
+    return SourceType == "TEXT" || SourceType == "TEXTPOLL";
+}
+
+std::string BaseName(const std::string& name) {
+    return name.substr(0, name.find('.'));
+}
+
+bool IsBlank(const std::string& text) {
+    return Trimmed(text).empty();
+}
+
+// Arrays of the session have one empty element before their first real one: it is filled, the
+// others are appended.
+template <typename Record>
+Record& NextElement(std::vector<Record>& array, std::size_t& next) {
+    if (next > 0) {
+        array.emplace_back();
+    } else {
+        array.assign(1, Record());
+    }
+    return array[next++];
+}
+
+enum class Probe { First, Reload };
+
+std::string SourceProbe(const TableRec& table, Probe probe) {
+    const std::string& name = table.Name;
+    if (SourceType == "ORACLE") {
+        const bool bare = probe == Probe::First && IsBlank(table.Owner);
+        return "SELECT * FROM " + (bare ? name : table.Owner + "." + name) + " WHERE 1=2";
+    }
+    if (SourceType == "MySQL") {
+        return "SELECT * FROM `" + name + "` WHERE 1=2";
+    }
+    if (SourceType == "MSSQL" && (probe == Probe::Reload || !table.Owner.empty())) {
+        return "SELECT * FROM [" + table.Owner + "].[" + name + "] WHERE 1=2";
+    }
+    if (IsTextSource()) {
+        return "SELECT * FROM [" + name + "]";
+    }
+    if (SourceType == "ODBC" && probe == Probe::First) {
+        return "SELECT * FROM " + name + " WHERE 1=2";
+    }
+    return "SELECT * FROM [" + name + "] WHERE 1=2";
+}
+
+std::string TargetProbe(const std::string& name) {
+    if (TargetType == "ORACLE") {
+        return "select * from " + name + " where 1=2";
+    }
+    if (TargetType == "MySQL") {
+        return "select * from `" + name + "` where 1=2";
+    }
+    return "select * from [" + name + "] where 1=2";
+}
+
+i32 WidthOf(const Field& field, const std::string& type) {
+    if (type == "Numeric" || type == "Decimal" || type == "VarNumeric") {
+        return field.Precision() & 0xFF;
+    }
+    if (type == "LongVarBinary" || type == "LongVarChar" || type == "LongVarWChar") {
+        return 0;
+    }
+    return static_cast<i32>(
+        std::clamp<std::int64_t>(field.DefinedSize(), 0, std::numeric_limits<i32>::max()));
+}
+
+ColumnRec ColumnOf(const Field& field,
+                   double tab_id,
+                   const std::string& table,
+                   std::int32_t count,
+                   std::size_t position) {
+    ColumnRec column;
+    column.TabID = tab_id;
+    column.TName = table;
+    column.ColCount = static_cast<i16>(count);
+    column.ColName = field.Name();
+    column.ColType = AdoTypeName(field.Type());
+    column.ColWidth = WidthOf(field, column.ColType);
+    if (column.ColType == "Numeric" || column.ColType == "Decimal" ||
+        column.ColType == "VarNumeric") {
+        column.ColScale = field.NumericScale() & 0xFF;
+    }
+    column.ColPos = static_cast<i16>(position);
+    return column;
+}
+
+void AppendSourceColumns(const TableRec& table, Probe probe, std::size_t& next) {
+    Recordset columns;
+    columns.Open(SourceProbe(table, probe), SourceConnStr, adOpenForwardOnly);
+    const std::string name = IsTextSource() ? BaseName(table.Name) : table.Name;
+    const auto count = columns.Fields().Count();
+    for (std::int32_t j = 0; j < count; ++j) {
+        auto column = ColumnOf(columns.Fields()[j], table.TabID, name, count, next);
+        column.ColSelected = 1;
+        NextElement(SrcCols, next) = std::move(column);
+    }
+    columns.Close();
+}
+
+void AppendTargetColumns(const TableRec& table, std::size_t& next) {
+    if (table.TableExists == kFalse) {
+        for (const auto& source : SrcCols) {
+            if (source.TabID == table.TabID) {
+                ColumnRec column = source;
+                column.ColSelected = 0;
+                column.ColPos = static_cast<i16>(next);
+                NextElement(DstCols, next) = std::move(column);
+            }
+        }
+        return;
+    }
+    Recordset columns;
+    columns.Open(TargetProbe(table.Name), TargetConnStr, adOpenForwardOnly, adLockReadOnly);
+    const auto count = columns.Fields().Count();
+    for (std::int32_t j = 0; j < count; ++j) {
+        auto column = ColumnOf(columns.Fields()[j], table.TabID, table.Name, count, next);
+        NextElement(DstCols, next) = std::move(column);
+    }
+    columns.Close();
+}
+
+void SetExistence(std::size_t index, i16 exists, const char* first_time) {
+    for (auto* table : {&SrcTables[index], &DstTables[index]}) {
+        table->TableExists = exists;
+        table->LoadOption = "APPEND";
+        table->FirstTimeLoadOpt = first_time;
+    }
+}
+
+// What the target holds: user_tables of an Oracle user, else everything that the catalogue lists.
+std::vector<std::string> NamesInTarget() {
+    std::vector<std::string> names;
+    if (TargetType == "ORACLE") {
+        Connection connection;
+        connection.Open(TargetConnStr);
+        Recordset tables;
+        tables.Open(
+            "select table_name from user_tables", connection, adOpenForwardOnly, adLockOptimistic);
+        for (; !tables.Eof(); tables.MoveNext()) {
+            names.emplace_back(tables.Fields()[0].Value().AsText());
+        }
+    } else {
+        Catalog catalog;
+        catalog.SetActiveConnection(TargetConnStr);
+        for (i32 k = 0; k < catalog.Tables().Count(); ++k) {
+            names.push_back(catalog.Tables()[k].Name);
+        }
+    }
+    return names;
+}
+
+void MarkExisting(std::size_t index, const std::vector<std::string>& names) {
+    for (const auto& name : names) {
+        if (SameName(DstTables[index].Name, name)) {
+            SetExistence(index, kTrue, "");
+        }
+    }
+}
+
+void AppendMapRows(const TableRec& table, std::size_t& next) {
+    std::vector<ColumnRec> source_columns;
+    std::vector<ColumnRec> target_columns;
+    SplitTableColumns(table.TabID, source_columns, target_columns);
+    const std::size_t count = std::max(source_columns.size(), target_columns.size());
+    for (std::size_t r = 0; r < count; ++r) {
+        ColMapRec row;
+        row.Pos = static_cast<i16>(next);
+        row.CPos = static_cast<i16>(r);
+        if (r < source_columns.size()) {
+            const auto& column = source_columns[r];
+            row.TabID = column.TabID;
+            row.TName = column.TName;
+            row.SCName = column.ColName;
+            row.SCCount = column.ColCount;
+            row.SDtype = TranslateType(column.ColType, "SOURCE");
+            row.SOrgDtype = column.ColType;
+            row.SWidth = column.ColWidth;
+            row.SScale = static_cast<i16>(column.ColScale);
+            row.SSelected = 1;
+        } else {
+            row.SCName = SkipLabel;
+        }
+        if (r < target_columns.size()) {
+            const auto& column = target_columns[r];
+            row.TabID = column.TabID;
+            row.TName = column.TName;
+            row.DCName = column.ColName;
+            row.DCCount = column.ColCount;
+            row.DDtype = TranslateType(column.ColType, "DEST");
+            row.DWidth = column.ColWidth;
+            row.DScale = static_cast<i16>(column.ColScale);
+        } else {
+            row.DCName = SkipLabel;
+            row.SSelected = 0;
+        }
+        NextElement(ColMaps, next) = std::move(row);
+    }
+}
+
+std::vector<ColumnRec> RowsOf(const std::vector<ColumnRec>& columns, double tab_id) {
+    std::vector<ColumnRec> rows;
+    for (const auto& column : columns) {
+        if (column.TabID == tab_id) {
+            rows.push_back(column);
+            rows.back().ColPos = static_cast<i16>(rows.size() - 1);
+        }
+    }
+    if (rows.empty()) {
+        rows.emplace_back();
+    }
+    return rows;
+}
+
+// Takes a table's rows out of an array and says where its new ones begin: with a single row left
+// that row's place is taken, as the upper bound alone decides.
+template <typename Record>
+std::size_t TakeOut(std::vector<Record>& array, double tab_id) {
+    std::erase_if(array, [&](const Record& record) { return record.TabID == tab_id; });
+    if (array.empty()) {
+        array.emplace_back();
+    }
+    return array.size() == 1 ? 0 : array.size();
+}
+
+const TableRec& TableOf(const std::vector<TableRec>& tables, i16 tab_id) {
+    const auto found = std::find_if(
+        tables.begin(), tables.end(), [&](const TableRec& t) { return t.TabID == tab_id; });
+    if (found == tables.end()) {
+        throw DataError(kErrItemNotFound,
+                        "The session has no table number " + std::to_string(tab_id) + ".");
+    }
+    return *found;
+}
+
+}  // namespace
+
+void FillTargetTables() {
+    DstTables.resize(SrcTables.size());
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        auto& target = DstTables[i];
+        const std::string& source_name = SrcTables[i].Name;
+        if (TargetType == "TEXT") {
+            const std::string base = SourceType == "TEXT" ? BaseName(source_name) : source_name;
+            target.Name = JoinPath(TextDestDir, base) + TextDestExt;
+            target.SFirstColLine = TextDestHeader != kFalse ? 1 : 0;
+            target.SFormat = TextDestDelim;
+        } else {
+            target.Name = IsTextSource() ? BaseName(source_name) : source_name;
+        }
+        target.TabID = static_cast<i16>(i);
+        SrcTables[i].TabID = static_cast<i16>(i);
+    }
+}
+
+void LoadSourceColumns() {
+    SrcCols.assign(1, ColumnRec());
+    std::size_t next = 0;
+    for (const auto& table : SrcTables) {
+        AppendSourceColumns(table, Probe::First, next);
+    }
+}
+
+void CheckTargetTables(std::vector<std::string>& target_names) {
+    target_names.clear();
+    const bool to_text = TargetType == "TEXT";
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        SetExistence(i, kFalse, to_text ? "" : "CREATE");
+    }
+    if (to_text) {
+        return;
+    }
+    target_names = NamesInTarget();
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        MarkExisting(i, target_names);
+    }
+}
+
+void LoadTargetColumns() {
+    DstCols.assign(1, ColumnRec());
+    std::size_t next = 0;
+    for (const auto& table : DstTables) {
+        AppendTargetColumns(table, next);
+    }
+}
+
+void SplitTableColumns(double tab_id,
+                       std::vector<ColumnRec>& source_columns,
+                       std::vector<ColumnRec>& target_columns) {
+    source_columns = RowsOf(SrcCols, tab_id);
+    target_columns = RowsOf(DstCols, tab_id);
+}
+
+void BuildColMaps() {
+    ColMaps.assign(1, ColMapRec());
+    std::size_t next = 0;
+    for (const auto& table : SrcTables) {
+        AppendMapRows(table, next);
+    }
+}
+
+void ReloadSourceColumns(i16 tab_id, std::vector<std::string>& target_names) {
+    std::size_t next = TakeOut(SrcCols, tab_id);
+    AppendSourceColumns(TableOf(SrcTables, tab_id), Probe::Reload, next);
+
+    const bool to_text = TargetType == "TEXT";
+    const auto index = static_cast<std::size_t>(&TableOf(DstTables, tab_id) - DstTables.data());
+    SetExistence(index, kFalse, to_text ? "" : "CREATE");
+    if (!to_text) {
+        const auto names = NamesInTarget();
+        if (TargetType == "ORACLE") {
+            for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+                MarkExisting(i, names);
+            }
+            target_names.insert(target_names.end(), names.begin(), names.end());
+        } else {
+            MarkExisting(index, names);
+        }
+    }
+    ReloadTargetColumns(tab_id);
+}
+
+void ReloadTargetColumns(i16 tab_id) {
+    std::size_t next = TakeOut(DstCols, tab_id);
+    AppendTargetColumns(TableOf(DstTables, tab_id), next);
+}
+
+void RebuildTableMap(i16 tab_id) {
+    std::size_t next = TakeOut(ColMaps, tab_id);
+    AppendMapRows(TableOf(SrcTables, tab_id), next);
+    for (std::size_t row = 0; row < ColMaps.size(); ++row) {
+        ColMaps[row].Pos = static_cast<i16>(row);
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,39 @@
+#pragma once
+// Finds out which target tables exist and what columns both sides have, and makes the first column
+// map: by position, never by name. No catalogue is asked for columns: they are the field list of a
+// query without rows. A target table that doesn't exist takes the source's columns as its own.
+// Reads and writes the session's arrays. Failures of the data layer go through to the caller, who
+// shows them.
+
+#include "core/session_state.h"
+
+#include <string>
+#include <vector>
+
+namespace vantry {
+
+// Names of the target tables, and TabID of both sides.
+void FillTargetTables();
+
+// SrcCols of all source tables.
+void LoadSourceColumns();
+// Which of the target tables exist; `target_names` becomes what the target's catalogue lists.
+void CheckTargetTables(std::vector<std::string>& target_names);
+// DstCols of all tables.
+void LoadTargetColumns();
+
+// The rows of SrcCols and DstCols of one table, ColPos counted from 0. One empty row when there is
+// none.
+void SplitTableColumns(double tab_id,
+                       std::vector<ColumnRec>& source_columns,
+                       std::vector<ColumnRec>& target_columns);
+// The whole of ColMaps.
+void BuildColMaps();
+
+// The same for one table whose target name has changed. Its rows move to the end of their arrays.
+// `target_names` grows by the target's names.
+void ReloadSourceColumns(i16 tab_id, std::vector<std::string>& target_names);
+void ReloadTargetColumns(i16 tab_id);
+void RebuildTableMap(i16 tab_id);
+
+}  // namespace vantry
