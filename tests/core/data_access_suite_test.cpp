@@ -1,0 +1,267 @@
+// One body of cases over every driver: what the loaders and pages rely on, through the data-access objects alone.
+
+#include "core/backends.h"
+
+#include "core/data_access.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+
+#include <set>
+
+namespace vantry::test {
+namespace {
+
+class DataAccessSuite : public testing::TestWithParam<const BackendFactory*> {
+protected:
+    void SetUp() override {
+        if (const auto missing = GetParam()->missing(); !missing.empty()) {
+            GTEST_SKIP() << missing;
+        }
+        backend_ = GetParam()->make();
+    }
+
+    const std::string& ConnStr() const { return backend_->connection_string; }
+    std::string Quoted(const std::string& name) const { return backend_->quote_open + name + backend_->quote_close; }
+
+    void Execute(const std::string& sql) {
+        Connection connection;
+        connection.Open(ConnStr());
+        connection.Execute(sql);
+    }
+
+    // A table `name` with a number, a text and a date, all three nullable; filled with rows 1 .. count.
+    std::string MakePeople(int count) {
+        const auto& types = backend_->types;
+        const std::string table = Quoted(backend_->table_name("people"));
+        Execute("Create Table " + table + " (\r" + Quoted("id") + " " + types.integer + ",\r" + Quoted("full name") + " " +
+                types.text + ",\r" + Quoted("born") + " " + types.date + "\r)");
+        Command command;
+        command.ActiveConnection = ConnStr();
+        command.CommandText = "INSERT INTO " + table + " (" + Columns() + ") VALUES (?,?,?)";
+        AppendParameter(command, adInteger, 4);
+        AppendParameter(command, adVarWChar, 60);
+        AppendParameter(command, adDBTimeStamp, 16);
+        for (int id = 1; id <= count; ++id) {
+            const std::string name = "Person " + std::to_string(id);
+            command.Parameters[0].SetValue(Cell::Int64(id));
+            command.Parameters[1].SetValue(Cell::Text(name));
+            command.Parameters[2].SetValue(Cell::FromDateTime({36526 + id, 0}));
+            command.Execute();
+        }
+        return table;
+    }
+
+    std::string Columns() const { return Quoted("id") + "," + Quoted("full name") + "," + Quoted("born"); }
+
+    static void AppendParameter(Command& command, int type, std::int64_t size) {
+        Parameter parameter;
+        parameter.Direction = adParamInput;
+        parameter.Type = type;
+        parameter.Size = size;
+        command.Parameters.Append(parameter);
+    }
+
+    std::int64_t Count(const std::string& table) {
+        Recordset rows;
+        rows.Open("Select count(*)  FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
+        return ToInt64(rows.Fields()[0].Value()).value_or(-1);
+    }
+
+    std::unique_ptr<Backend> backend_;
+};
+
+TEST_P(DataAccessSuite, RowsComeBackInOrderAndEndCleanly) {
+    const auto table = MakePeople(3);
+    Recordset rows;
+    rows.Open("SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenKeyset, adLockReadOnly);
+    ASSERT_EQ(rows.Fields().Count(), 3);
+    EXPECT_EQ(rows.Fields()[1].Name(), "full name");
+    for (int id = 1; id <= 3; ++id) {
+        ASSERT_FALSE(rows.Eof());
+        EXPECT_EQ(ToInt64(rows.Fields()[0].Value()), id);
+        EXPECT_EQ(ToText(rows.Fields()[1].Value()), "Person " + std::to_string(id));
+        EXPECT_EQ(ToDateTime(rows.Fields()[2].Value()), (DateTime{36526 + id, 0}));
+        rows.MoveNext();
+    }
+    EXPECT_TRUE(rows.Eof());
+    EXPECT_THROW(rows.MoveNext(), DataError);
+    EXPECT_THROW(rows.Fields()[0].Value(), DataError);
+    EXPECT_THROW(rows.Fields()[3], DataError);
+    rows.Close();
+    EXPECT_THROW(rows.Eof(), DataError);
+    rows.Open("SELECT " + Columns() + " FROM " + table, ConnStr());
+    EXPECT_FALSE(rows.Eof());
+}
+
+TEST_P(DataAccessSuite, ProbeWithoutRowsTellsTheColumns) {
+    const auto table = MakePeople(2);
+    Recordset rows;
+    rows.Open("SELECT * FROM " + table + " WHERE 1=2", ConnStr(), adOpenForwardOnly);
+    EXPECT_TRUE(rows.Eof());
+    ASSERT_EQ(rows.Fields().Count(), 3);
+    EXPECT_TRUE(IsTextType(rows.Fields()[1].Type())) << rows.Fields()[1].Type();
+    EXPECT_TRUE(IsDateType(rows.Fields()[2].Type())) << rows.Fields()[2].Type();
+}
+
+TEST_P(DataAccessSuite, RecordCountIsExactOnStaticCursorsOnly) {
+    const auto table = MakePeople(4);
+    Connection connection;
+    connection.CursorLocation = adUseClient;
+    connection.Open(ConnStr());
+    Recordset rows;
+    rows.Open("SELECT " + Columns() + " FROM " + table, connection, adOpenStatic, adLockOptimistic);
+    EXPECT_EQ(rows.RecordCount(), 4);
+    rows.MoveNext();
+    rows.MoveFirst();
+    EXPECT_EQ(ToInt64(rows.Fields()[0].Value()), 1);
+    Recordset forward;
+    forward.Open("SELECT " + Columns() + " FROM " + table, connection, adOpenForwardOnly, adLockReadOnly);
+    EXPECT_EQ(forward.RecordCount(), -1);
+    if (backend_->can_delete) {
+        connection.Execute("delete from " + table);
+        rows.Requery();
+        EXPECT_EQ(rows.RecordCount(), 0);
+        EXPECT_TRUE(rows.Eof());
+    }
+}
+
+TEST_P(DataAccessSuite, TwoRecordsetsAndAStatementWorkSideBySide) {
+    const auto table = MakePeople(250);
+    Connection connection;
+    connection.Open(ConnStr());
+    Recordset outer;
+    outer.Open("SELECT " + Columns() + " FROM " + table, connection, adOpenForwardOnly, adLockReadOnly);
+    Recordset inner;
+    inner.Open("SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
+    int seen = 0;
+    for (; !outer.Eof(); outer.MoveNext()) {
+        EXPECT_EQ(ToInt64(outer.Fields()[0].Value()), ToInt64(inner.Fields()[0].Value()));
+        inner.MoveNext();
+        ++seen;
+    }
+    EXPECT_EQ(seen, 250);
+    EXPECT_TRUE(inner.Eof());
+}
+
+TEST_P(DataAccessSuite, AddNewStoresWhatWasSetAndNullStaysNull) {
+    const auto table = MakePeople(0);
+    Connection connection;
+    connection.Open(ConnStr());
+    Recordset target;
+    target.Open("Select " + Columns() + " FROM " + table, connection, adOpenDynamic, adLockOptimistic);
+    target.AddNew();
+    target.Fields()[0].SetValue(Cell::Int64(7));
+    target.Fields()[1].SetValue(Cell::Text("O'Brien \"äöü\" \\ 😀"));
+    target.Fields()[2].SetValue(Cell::Null());
+    target.Update();
+
+    target.AddNew();
+    target.Fields()[0].SetValue(Cell::Int64(8));
+    EXPECT_THROW(target.Update(), DataError) << "two fields were never set";
+    target.CancelUpdate();
+    EXPECT_THROW(target.Update(), DataError) << "nothing is being added";
+    target.Close();
+
+    Recordset rows;
+    rows.Open("SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
+    ASSERT_FALSE(rows.Eof());
+    EXPECT_EQ(ToText(rows.Fields()[1].Value()), "O'Brien \"äöü\" \\ 😀");
+    EXPECT_TRUE(rows.Fields()[2].Value().IsNull());
+    rows.MoveNext();
+    EXPECT_TRUE(rows.Eof());
+}
+
+TEST_P(DataAccessSuite, CommandUsesItsValuesUpAndTakesNullsAndNewTexts) {
+    const auto table = MakePeople(0);
+    Command command;
+    command.CommandType = adCmdText;
+    command.ActiveConnection = ConnStr();
+    command.CommandText = "INSERT INTO " + table + " (" + Columns() + ") VALUES (?,?,?)";
+    AppendParameter(command, adInteger, 4);
+    AppendParameter(command, adVarWChar, 60);
+    AppendParameter(command, adDBTimeStamp, 16);
+    command.Parameters[0].SetValue(Cell::Int64(-2147483648LL));
+    command.Parameters[1].SetValue(Cell::Text(""));
+    command.Parameters[2].SetValue(Cell::Null());
+    command.Execute();
+    try {
+        command.Execute();
+        ADD_FAILURE() << "an Execute without new values must fail";
+    } catch (const DataError& error) {
+        EXPECT_EQ(error.Number(), kErrMissingParameter);
+    }
+    EXPECT_EQ(Count(table), 1);
+
+    Command literal;
+    literal.ActiveConnection = ConnStr();
+    literal.CommandText = "INSERT INTO " + table + " (" + Quoted("id") + ") VALUES (1)";
+    literal.Execute();
+    literal.CommandText = "INSERT INTO " + table + " (" + Quoted("id") + ") VALUES (2)";
+    literal.Execute();
+    EXPECT_EQ(Count(table), 3);
+}
+
+TEST_P(DataAccessSuite, FailuresRaiseAtTheirStatementAndLeaveTheConnectionUsable) {
+    const auto table = MakePeople(2);
+    Connection connection;
+    connection.Open(ConnStr());
+    EXPECT_THROW(connection.Execute("delete from " + Quoted(backend_->table_name("nosuch"))), DataError);
+    EXPECT_THROW(connection.Execute("this is no statement"), DataError);
+    Recordset rows;
+    try {
+        rows.Open("SELECT * FROM " + Quoted(backend_->table_name("nosuch")), connection);
+        ADD_FAILURE() << "the table isn't there";
+    } catch (const DataError& error) {
+        EXPECT_NE(error.Description().find("nosuch"), std::string::npos) << error.Description();
+    }
+    rows.Open("SELECT " + Columns() + " FROM " + table, connection);
+    EXPECT_FALSE(rows.Eof());
+    EXPECT_THROW(connection.Open(ConnStr()), DataError) << "it is open already";
+    connection.Close();
+    EXPECT_THROW(connection.Close(), DataError);
+    EXPECT_THROW(connection.Execute("delete from " + table), DataError);
+    connection.Open(ConnStr());
+}
+
+TEST_P(DataAccessSuite, WhereOrderAndCountWork) {
+    const auto table = MakePeople(120);
+    Recordset rows;
+    rows.Open("SELECT " + Quoted("id") + " FROM " + table + " WHERE " + Quoted("id") + " > 100 AND " + Quoted("id") +
+                  " <= 103 ORDER BY " + Quoted("id") + " DESC",
+              ConnStr());
+    std::vector<std::int64_t> ids;
+    for (; !rows.Eof(); rows.MoveNext()) {
+        ids.push_back(ToInt64(rows.Fields()[0].Value()).value_or(-1));
+    }
+    EXPECT_EQ(ids, (std::vector<std::int64_t>{103, 102, 101}));
+    EXPECT_EQ(Count(table), 120);
+}
+
+TEST_P(DataAccessSuite, CatalogListsTheTable) {
+    MakePeople(0);
+    Catalog catalog;
+    EXPECT_THROW(catalog.Tables(), DataError);
+    catalog.SetActiveConnection(ConnStr());
+    std::set<std::string> tables;
+    for (std::int32_t k = 0; k < catalog.Tables().Count(); ++k) {
+        if (catalog.Tables()[k].Type == "TABLE") {
+            tables.insert(catalog.Tables()[k].Name);
+        }
+    }
+    EXPECT_TRUE(tables.contains(backend_->catalog_name("people"))) << testing::PrintToString(tables);
+    EXPECT_THROW(catalog.Tables()[catalog.Tables().Count()], DataError);
+}
+
+TEST_P(DataAccessSuite, DropTakesTheTableAway) {
+    const auto table = MakePeople(1);
+    Execute("drop table " + table);
+    Recordset rows;
+    EXPECT_THROW(rows.Open("SELECT * FROM " + table, ConnStr()), DataError);
+}
+
+INSTANTIATE_TEST_SUITE_P(Drivers, DataAccessSuite, testing::ValuesIn(AllBackends()), [](const auto& info) {
+    return info.param->name;
+});
+
+}  // namespace
+}  // namespace vantry::test
