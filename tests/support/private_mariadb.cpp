@@ -1,0 +1,317 @@
+#include "support/private_mariadb.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <mysql.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+
+namespace vantry::test {
+namespace {
+
+using MysqlHandle = std::unique_ptr<MYSQL, decltype(&mysql_close)>;
+
+// The server lies outside the PATH of an ordinary user.
+std::string FindProgram(const std::string& name) {
+    std::string path = std::getenv("PATH") != nullptr ? std::getenv("PATH") : "";
+    path += ":/usr/sbin:/usr/local/sbin:/usr/bin";
+    for (std::size_t begin = 0; begin < path.size();) {
+        const auto end = std::min(path.find(':', begin), path.size());
+        const auto file = path.substr(begin, end - begin) + "/" + name;
+        if (access(file.c_str(), X_OK) == 0) {
+            return file;
+        }
+        begin = end + 1;
+    }
+    return {};
+}
+
+// Starts `arguments` with both outputs in `output`. The child dies with this thread.
+pid_t Spawn(const std::vector<std::string>& arguments, const std::string& output) {
+    std::vector<char*> words;
+    for (const auto& argument : arguments) {
+        words.push_back(const_cast<char*>(argument.c_str()));  // execv's own signature
+    }
+    words.push_back(nullptr);
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child < 0) {
+        throw std::runtime_error("fork failed");
+    }
+    if (child == 0) {
+        // The server must keep its user for this: a change of user would clear the signal again,
+        // which is why it runs as root where the test does.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent) {
+            _exit(127);
+        }
+        const int file = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        dup2(nothing, 0);
+        dup2(file, 1);
+        dup2(file, 2);
+        execv(words[0], words.data());
+        _exit(127);
+    }
+    return child;
+}
+
+int FreePort() {
+    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    const bool bound = bind(probe, generic, size) == 0 && getsockname(probe, generic, &size) == 0;
+    close(probe);
+    if (!bound) {
+        throw std::runtime_error("no free port on the loopback address");
+    }
+    return ntohs(address.sin_port);
+}
+
+MysqlHandle ConnectAsRoot(const std::string& socket) {
+    MysqlHandle handle(mysql_init(nullptr), &mysql_close);
+    mysql_options(handle.get(), MYSQL_SET_CHARSET_NAME, "utf8mb4");
+    if (mysql_real_connect(handle.get(),
+                           "localhost",
+                           "root",
+                           nullptr,
+                           nullptr,
+                           0,
+                           socket.c_str(),
+                           CLIENT_MULTI_STATEMENTS) == nullptr) {
+        throw std::runtime_error(mysql_error(handle.get()));
+    }
+    return handle;
+}
+
+// Runs all statements of `sql`; the first value of the last result.
+std::string RunAll(MYSQL* handle, std::string_view sql) {
+    std::string first;
+    int status = mysql_real_query(handle, sql.data(), sql.size());
+    while (status == 0) {
+        if (MYSQL_RES* result = mysql_store_result(handle)) {
+            if (MYSQL_ROW row = mysql_fetch_row(result); row != nullptr && row[0] != nullptr) {
+                first.assign(row[0], mysql_fetch_lengths(result)[0]);
+            }
+            mysql_free_result(result);
+        }
+        status = mysql_next_result(handle);
+    }
+    if (status > 0) {
+        throw std::runtime_error(std::string(mysql_error(handle)) + " in: " + std::string(sql));
+    }
+    return first;
+}
+
+}  // namespace
+
+std::string PrivateMariaDb::Missing() {
+    if (FindProgram("mariadbd").empty() || FindProgram("mariadb-install-db").empty()) {
+        return "mariadbd isn't installed: apt-get install mariadb-server";
+    }
+    return {};
+}
+
+PrivateMariaDb::PrivateMariaDb(MariaDbOptions options) : options_(std::move(options)) {
+    if (const auto missing = Missing(); !missing.empty()) {
+        throw std::runtime_error(missing);
+    }
+    Initialise();
+    if (options_.listen_on_tcp) {
+        port_ = FreePort();
+    }
+    try {
+        Start();
+        CreateUser();
+    } catch (...) {
+        Kill();
+        throw;
+    }
+}
+
+PrivateMariaDb::~PrivateMariaDb() {
+    Kill();  // the data goes away with the folder, so a clean end would only cost time
+}
+
+void PrivateMariaDb::Initialise() {
+    std::vector<std::string> arguments = {FindProgram("mariadb-install-db"),
+                                          "--no-defaults",
+                                          "--datadir=" + (folder_ / "data").string(),
+                                          "--auth-root-authentication-method=normal",
+                                          "--skip-test-db",
+                                          "--innodb-log-file-size=16M"};
+    if (geteuid() == 0) {
+        arguments.emplace_back("--user=root");
+    }
+    int status = 0;
+    waitpid(Spawn(arguments, (folder_ / "install.log").string()), &status, 0);
+    if (status != 0) {
+        throw std::runtime_error("mariadb-install-db failed:\n" + folder_.Read("install.log"));
+    }
+}
+
+void PrivateMariaDb::Start() {
+    std::vector<std::string> arguments = {
+        FindProgram("mariadbd"),
+        "--no-defaults",
+        "--datadir=" + (folder_ / "data").string(),
+        "--socket=" + Socket(),
+        "--pid-file=" + (folder_ / "m.pid").string(),
+        "--log-error=" + (folder_ / "error.log").string(),
+        "--character-set-server=utf8mb4",
+        "--skip-name-resolve",
+        "--innodb-log-file-size=16M",
+        "--innodb-flush-log-at-trx-commit=" + std::to_string(options_.flush_log_at_commit)};
+    if (geteuid() == 0) {
+        arguments.emplace_back("--user=root");
+    }
+    if (options_.listen_on_tcp) {
+        arguments.push_back("--port=" + std::to_string(port_));
+        arguments.emplace_back("--bind-address=127.0.0.1");
+    } else {
+        arguments.emplace_back("--skip-networking");
+    }
+    if (options_.general_log) {
+        arguments.emplace_back("--general-log=1");
+        arguments.push_back("--general-log-file=" + (folder_ / "general.log").string());
+    }
+    if (options_.max_allowed_packet != 0) {
+        arguments.push_back("--max-allowed-packet=" + std::to_string(options_.max_allowed_packet));
+    }
+    arguments.insert(arguments.end(), options_.more_settings.begin(), options_.more_settings.end());
+    pid_ = Spawn(arguments, (folder_ / "error.log").string());
+    WaitUntilReady();
+}
+
+void PrivateMariaDb::WaitUntilReady() const {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (waitpid(pid_, nullptr, WNOHANG) != 0) {
+            throw std::runtime_error("mariadbd ended while starting:\n" + LogTail());
+        }
+        try {
+            ConnectAsRoot(Socket());
+            return;
+        } catch (const std::runtime_error&) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));  // not listening yet
+        }
+    }
+    throw std::runtime_error("mariadbd doesn't answer after 60 s:\n" + LogTail());
+}
+
+void PrivateMariaDb::CreateUser() const {
+    std::string sql = "create database " + database_ + ";";
+    for (const char* host : {"localhost", "127.0.0.1"}) {
+        const auto account = user_ + "@'" + host + "'";
+        sql += "create user " + account + " identified by '" + password_ + "';";
+        sql += "grant all on *.* to " + account + ";";
+    }
+    Run(sql);
+    ClearLog();
+}
+
+std::string PrivateMariaDb::LogTail() const {
+    const auto log = folder_.Read("error.log");
+    return log.size() > 3000 ? log.substr(log.size() - 3000) : log;
+}
+
+std::string PrivateMariaDb::ConnectionText(std::string_view driver) const {
+    std::string text = "DRIVER={" + std::string(driver) + "};";
+    text += port_ != 0 ? "SERVER=127.0.0.1;port=" + std::to_string(port_)
+                       : "SERVER=localhost;SOCKET=" + Socket();
+    return text + ";DATABASE=" + database_ + ";USER=" + user_ + ";PASSWORD=" + password_ +
+           ";Option=3";
+}
+
+void PrivateMariaDb::Run(std::string_view sql) const {
+    const auto handle = ConnectAsRoot(Socket());
+    mysql_select_db(handle.get(), database_.c_str());  // fails before the database is there: fine
+    RunAll(handle.get(), sql);
+}
+
+std::string PrivateMariaDb::QueryOne(std::string_view sql) const {
+    const auto handle = ConnectAsRoot(Socket());
+    mysql_select_db(handle.get(), database_.c_str());
+    return RunAll(handle.get(), sql);
+}
+
+void PrivateMariaDb::Stop() {
+    if (pid_ <= 0) {
+        return;
+    }
+    kill(pid_, SIGTERM);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+}
+
+void PrivateMariaDb::Kill() {
+    if (pid_ <= 0) {
+        return;
+    }
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+}
+
+void PrivateMariaDb::Restart() {
+    Stop();
+    Start();
+}
+
+// A line of the log is "[time]\t<thread id> <command>\t<text>", the thread id right-aligned in
+// blanks; a text with line breaks goes on in lines that don't have this form (observed with server
+// 10.11).
+std::vector<std::string> PrivateMariaDb::LoggedStatements() const {
+    std::vector<std::string> statements;
+    bool in_statement = false;
+    const auto log = folder_.Read("general.log");
+    for (std::size_t begin = 0; begin < log.size();) {
+        const auto end = std::min(log.find('\n', begin), log.size());
+        const auto line = log.substr(begin, end - begin);
+        begin = end + 1;
+        const auto id = line.find('\t') == std::string::npos
+                            ? std::string::npos
+                            : line.find_first_not_of(" \t", line.find('\t'));
+        const auto command = id == std::string::npos || std::isdigit(line[id]) == 0
+                                 ? std::string::npos
+                                 : line.find_first_not_of("0123456789", id);
+        if (command != std::string::npos && line[command] == ' ' &&
+            std::isupper(line[command + 1]) != 0) {
+            const auto tab = line.find('\t', command);
+            const auto word = line.substr(command + 1, tab - command - 1);
+            in_statement = word == "Query" || word == "Execute";
+            if (in_statement) {
+                statements.push_back(line.substr(tab + 1));
+            }
+        } else if (line.find(", Version: ") != std::string::npos) {
+            in_statement = false;  // the heading that each start of the server writes
+        } else if (in_statement) {
+            statements.back() += "\n" + line;
+        }
+    }
+    return statements;
+}
+
+void PrivateMariaDb::ClearLog() const {
+    std::error_code ignored;  // there is no file without the option
+    std::filesystem::resize_file(folder_ / "general.log", 0, ignored);
+}
+
+}  // namespace vantry::test

@@ -1,0 +1,78 @@
+#pragma once
+// A MariaDB server of a test's own: data folder, socket and log files in a temporary folder, one
+// port on the loopback address. It ends with this object, and also when the process (exactly: the
+// thread that started it) dies without a word. Works for root and for an ordinary user alike.
+
+#include "support/temp_dir.h"
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::test {
+
+struct MariaDbOptions {
+    bool general_log = false;                // LoggedStatements() needs it
+    int flush_log_at_commit = 0;             // 1: as an untouched server, for measurements
+    std::uint64_t max_allowed_packet = 0;    // bytes; 0: the server's default of 16 MiB
+    bool listen_on_tcp = true;               // false: the socket alone
+    std::vector<std::string> more_settings;  // further "--name=value" arguments of the server
+};
+
+class PrivateMariaDb {
+public:
+    // Empty when a server can be started here, else what to install.
+    static std::string Missing();
+
+    // Starts and waits until the server answers. Throws std::runtime_error with the end of the
+    // server's log if it doesn't.
+    explicit PrivateMariaDb(MariaDbOptions options = {});
+    ~PrivateMariaDb();
+    PrivateMariaDb(const PrivateMariaDb&) = delete;
+    PrivateMariaDb& operator=(const PrivateMariaDb&) = delete;
+
+    std::string Socket() const { return (folder_ / "s.sock").string(); }
+    int Port() const { return port_; }
+    const std::string& User() const { return user_; }
+    const std::string& Password() const { return password_; }
+    const std::string& Database() const { return database_; }
+    pid_t Pid() const { return pid_; }
+
+    // "DRIVER={driver};SERVER=...": by the loopback port, or by the socket where there is none.
+    std::string ConnectionText(std::string_view driver = "MySQL (built in)") const;
+
+    // Runs statements as root, past everything that is under test; throws std::runtime_error. The
+    // second gives the first column of the first row, or an empty text.
+    void Run(std::string_view sql) const;
+    std::string QueryOne(std::string_view sql) const;
+
+    void Stop();     // a clean end; nothing if it isn't running
+    void Kill();     // SIGKILL, as in a crash; returns when the process is gone
+    void Restart();  // same data, same port; after Stop, Kill or while it runs
+
+    // The statement texts that clients sent, in order, with the words "Query" and the like cut off
+    // and the line breaks inside as they were sent. The server itself cuts trailing blanks and
+    // semicolons.
+    std::vector<std::string> LoggedStatements() const;
+    void ClearLog() const;
+
+private:
+    void Initialise();
+    void Start();
+    void WaitUntilReady() const;
+    void CreateUser() const;
+    std::string LogTail() const;
+
+    TempDir folder_;
+    MariaDbOptions options_;
+    int port_ = 0;
+    pid_t pid_ = -1;
+    std::string user_ = "vantry";
+    std::string password_ = "S3cr3t-Ünique";
+    std::string database_ = "shop";
+};
+
+}  // namespace vantry::test
