@@ -7,6 +7,8 @@
 // case; values are kept as typed. A stray unpaired quote at the end is ignored: the strings of text
 // sources have one.
 
+#include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,10 +39,23 @@ public:
 
     // The text with the values of passwords blanked out: for messages and logs.
     std::string Masked() const;
+    // Every password in the string, each once: also those of repeated keys and of a string inside a
+    // value, and those that were written otherwise than they read.
+    const std::vector<std::string>& Secrets() const { return secrets_; }
 
 private:
+    struct Scanned;
+    void Settle(const Scanned& scanned);
+    void CollectSecret(const Scanned& scanned);
+
     std::string text_;
     std::vector<Pair> pairs_;
+    std::vector<std::string> secrets_;
+    struct Range {
+        std::size_t start;
+        std::size_t length;
+    };
+    std::vector<Range> secret_ranges_;  // in text_, ascending
     bool ole_db_ = false;
 };
 
