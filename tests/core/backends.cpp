@@ -1,17 +1,25 @@
 #include "core/backends.h"
 
+#include "core/data_access.h"
+#include "support/private_mariadb.h"
 #include "support/temp_dir.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace vantry::test {
 namespace {
 
+std::string NothingMissing() {
+    return {};
+}
+
 class TextBackend : public Backend {
 public:
     TextBackend() {
-        connection_string = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder_.Path().string() +
-                            ";Extended Properties=\"text;FMT=Delimited\";\"";
+        connection_string =
+            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder_.Path().string() +
+            ";Extended Properties=\"text;FMT=Delimited\";\"";
         types = {"Long", "Text(60)", "DateTime"};
         table_name = [](const std::string& name) { return name + ".csv"; };
         catalog_name = [](const std::string& name) { return name + "#csv"; };
@@ -22,10 +30,78 @@ private:
     TempDir folder_;
 };
 
-const BackendFactory kText{"Text", [] { return std::string(); }, [] { return std::make_unique<TextBackend>(); }};
+class MySqlBackend : public Backend {
+public:
+    explicit MySqlBackend(const std::string& driver) {
+        connection_string = server_.ConnectionText(driver);
+        quote_open = quote_close = "`";
+        types = {"INTEGER", "VARCHAR(60)", "DATETIME"};
+    }
+
+private:
+    PrivateMariaDb server_;
+};
+
+class SqliteBackend : public Backend {
+public:
+    SqliteBackend() {
+        connection_string =
+            "DRIVER={SQLite3};Database=" + (folder_ / "any.db").string() + ";SyncPragma=OFF";
+        types = {"integer", "varchar(60)", "datetime"};
+    }
+
+private:
+    TempDir folder_;
+};
+
+class AccessBackend : public Backend {
+public:
+    explicit AccessBackend(const std::string& extension) {
+        connection_string = "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" +
+                            (folder_ / ("any" + extension)).string();
+        types = {"Long", "Text(60)", "DateTime"};
+        Catalog catalog;
+        catalog.Create(connection_string);
+    }
+
+private:
+    TempDir folder_;
+};
+
+std::string MissingOdbc(const std::string& library, const std::string& package) {
+    for (const char* folder :
+         {"/usr/lib/x86_64-linux-gnu/odbc", "/usr/lib/aarch64-linux-gnu/odbc"}) {
+        if (std::filesystem::exists(std::filesystem::path(folder) / library)) {
+            return {};
+        }
+    }
+    return "The Debian package " + package + " isn't installed.";
+}
+
+std::string MissingMariaDbOdbc() {
+    auto missing = MissingOdbc("libmaodbc.so", "odbc-mariadb");
+    return missing.empty() ? PrivateMariaDb::Missing() : missing;
+}
+
+const BackendFactory kText{"Text", NothingMissing, [] { return std::make_unique<TextBackend>(); }};
+const BackendFactory kMySql{"MySqlBuiltIn", PrivateMariaDb::Missing, [] {
+                                return std::make_unique<MySqlBackend>("MySQL (built in)");
+                            }};
+const BackendFactory kMariaDbOdbc{"MariaDbOdbc", MissingMariaDbOdbc, [] {
+                                      return std::make_unique<MySqlBackend>("MariaDB Unicode");
+                                  }};
+const BackendFactory kSqliteOdbc{"SqliteOdbc",
+                                 [] { return MissingOdbc("libsqlite3odbc.so", "libsqliteodbc"); },
+                                 [] { return std::make_unique<SqliteBackend>(); }};
+const BackendFactory kAccessMdb{
+    "AccessMdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".mdb"); }};
+const BackendFactory kAccessAccdb{
+    "AccessAccdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".accdb"); }};
 
 }  // namespace
 
-std::vector<const BackendFactory*> AllBackends() { return {&kText}; }
+std::vector<const BackendFactory*> AllBackends() {
+    return {&kText, &kMySql, &kMariaDbOdbc, &kSqliteOdbc, &kAccessMdb, &kAccessAccdb};
+}
 
 }  // namespace vantry::test

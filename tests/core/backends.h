@@ -1,6 +1,6 @@
 #pragma once
-// The data sources that the data-access suite runs over: each makes an empty database of its own kind and says
-// how its dialect spells what the suite needs.
+// The data sources that the data-access suite runs over: each makes an empty database of its own
+// kind and says how its dialect spells what the suite needs.
 
 #include <functional>
 #include <memory>
@@ -19,8 +19,12 @@ struct Backend {
         std::string text;
         std::string date;
     } types;
-    std::function<std::string(const std::string&)> table_name = [](const std::string& name) { return name; };
-    std::function<std::string(const std::string&)> catalog_name = [](const std::string& name) { return name; };
+    std::function<std::string(const std::string&)> table_name = [](const std::string& name) {
+        return name;
+    };
+    std::function<std::string(const std::string&)> catalog_name = [](const std::string& name) {
+        return name;
+    };
     bool can_delete = true;
 };
 

@@ -1,7 +1,7 @@
-// One body of cases over every driver: what the loaders and pages rely on, through the data-access objects alone.
+// One body of cases over every driver: what the loaders and pages rely on, through the data-access
+// objects alone.
 
 #include "core/backends.h"
-
 #include "core/data_access.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -21,7 +21,9 @@ protected:
     }
 
     const std::string& ConnStr() const { return backend_->connection_string; }
-    std::string Quoted(const std::string& name) const { return backend_->quote_open + name + backend_->quote_close; }
+    std::string Quoted(const std::string& name) const {
+        return backend_->quote_open + name + backend_->quote_close;
+    }
 
     void Execute(const std::string& sql) {
         Connection connection;
@@ -29,12 +31,14 @@ protected:
         connection.Execute(sql);
     }
 
-    // A table `name` with a number, a text and a date, all three nullable; filled with rows 1 .. count.
+    // A table `name` with a number, a text and a date, all three nullable; filled with rows 1 ..
+    // count.
     std::string MakePeople(int count) {
         const auto& types = backend_->types;
         const std::string table = Quoted(backend_->table_name("people"));
-        Execute("Create Table " + table + " (\r" + Quoted("id") + " " + types.integer + ",\r" + Quoted("full name") + " " +
-                types.text + ",\r" + Quoted("born") + " " + types.date + "\r)");
+        Execute("Create Table " + table + " (\r" + Quoted("id") + " " + types.integer + ",\r" +
+                Quoted("full name") + " " + types.text + ",\r" + Quoted("born") + " " + types.date +
+                "\r)");
         Command command;
         command.ActiveConnection = ConnStr();
         command.CommandText = "INSERT INTO " + table + " (" + Columns() + ") VALUES (?,?,?)";
@@ -51,7 +55,9 @@ protected:
         return table;
     }
 
-    std::string Columns() const { return Quoted("id") + "," + Quoted("full name") + "," + Quoted("born"); }
+    std::string Columns() const {
+        return Quoted("id") + "," + Quoted("full name") + "," + Quoted("born");
+    }
 
     static void AppendParameter(Command& command, int type, std::int64_t size) {
         Parameter parameter;
@@ -115,7 +121,8 @@ TEST_P(DataAccessSuite, RecordCountIsExactOnStaticCursorsOnly) {
     rows.MoveFirst();
     EXPECT_EQ(ToInt64(rows.Fields()[0].Value()), 1);
     Recordset forward;
-    forward.Open("SELECT " + Columns() + " FROM " + table, connection, adOpenForwardOnly, adLockReadOnly);
+    forward.Open(
+        "SELECT " + Columns() + " FROM " + table, connection, adOpenForwardOnly, adLockReadOnly);
     EXPECT_EQ(forward.RecordCount(), -1);
     if (backend_->can_delete) {
         connection.Execute("delete from " + table);
@@ -130,9 +137,11 @@ TEST_P(DataAccessSuite, TwoRecordsetsAndAStatementWorkSideBySide) {
     Connection connection;
     connection.Open(ConnStr());
     Recordset outer;
-    outer.Open("SELECT " + Columns() + " FROM " + table, connection, adOpenForwardOnly, adLockReadOnly);
+    outer.Open(
+        "SELECT " + Columns() + " FROM " + table, connection, adOpenForwardOnly, adLockReadOnly);
     Recordset inner;
-    inner.Open("SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
+    inner.Open(
+        "SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
     int seen = 0;
     for (; !outer.Eof(); outer.MoveNext()) {
         EXPECT_EQ(ToInt64(outer.Fields()[0].Value()), ToInt64(inner.Fields()[0].Value()));
@@ -148,7 +157,8 @@ TEST_P(DataAccessSuite, AddNewStoresWhatWasSetAndNullStaysNull) {
     Connection connection;
     connection.Open(ConnStr());
     Recordset target;
-    target.Open("Select " + Columns() + " FROM " + table, connection, adOpenDynamic, adLockOptimistic);
+    target.Open(
+        "Select " + Columns() + " FROM " + table, connection, adOpenDynamic, adLockOptimistic);
     target.AddNew();
     target.Fields()[0].SetValue(Cell::Int64(7));
     target.Fields()[1].SetValue(Cell::Text("O'Brien \"äöü\" \\ 😀"));
@@ -163,7 +173,8 @@ TEST_P(DataAccessSuite, AddNewStoresWhatWasSetAndNullStaysNull) {
     target.Close();
 
     Recordset rows;
-    rows.Open("SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
+    rows.Open(
+        "SELECT " + Columns() + " FROM " + table, ConnStr(), adOpenForwardOnly, adLockReadOnly);
     ASSERT_FALSE(rows.Eof());
     EXPECT_EQ(ToText(rows.Fields()[1].Value()), "O'Brien \"äöü\" \\ 😀");
     EXPECT_TRUE(rows.Fields()[2].Value().IsNull());
@@ -205,7 +216,8 @@ TEST_P(DataAccessSuite, FailuresRaiseAtTheirStatementAndLeaveTheConnectionUsable
     const auto table = MakePeople(2);
     Connection connection;
     connection.Open(ConnStr());
-    EXPECT_THROW(connection.Execute("delete from " + Quoted(backend_->table_name("nosuch"))), DataError);
+    EXPECT_THROW(connection.Execute("delete from " + Quoted(backend_->table_name("nosuch"))),
+                 DataError);
     EXPECT_THROW(connection.Execute("this is no statement"), DataError);
     Recordset rows;
     try {
@@ -226,8 +238,8 @@ TEST_P(DataAccessSuite, FailuresRaiseAtTheirStatementAndLeaveTheConnectionUsable
 TEST_P(DataAccessSuite, WhereOrderAndCountWork) {
     const auto table = MakePeople(120);
     Recordset rows;
-    rows.Open("SELECT " + Quoted("id") + " FROM " + table + " WHERE " + Quoted("id") + " > 100 AND " + Quoted("id") +
-                  " <= 103 ORDER BY " + Quoted("id") + " DESC",
+    rows.Open("SELECT " + Quoted("id") + " FROM " + table + " WHERE " + Quoted("id") +
+                  " > 100 AND " + Quoted("id") + " <= 103 ORDER BY " + Quoted("id") + " DESC",
               ConnStr());
     std::vector<std::int64_t> ids;
     for (; !rows.Eof(); rows.MoveNext()) {
@@ -248,7 +260,8 @@ TEST_P(DataAccessSuite, CatalogListsTheTable) {
             tables.insert(catalog.Tables()[k].Name);
         }
     }
-    EXPECT_TRUE(tables.contains(backend_->catalog_name("people"))) << testing::PrintToString(tables);
+    EXPECT_TRUE(tables.contains(backend_->catalog_name("people")))
+        << testing::PrintToString(tables);
     EXPECT_THROW(catalog.Tables()[catalog.Tables().Count()], DataError);
 }
 
@@ -259,9 +272,10 @@ TEST_P(DataAccessSuite, DropTakesTheTableAway) {
     EXPECT_THROW(rows.Open("SELECT * FROM " + table, ConnStr()), DataError);
 }
 
-INSTANTIATE_TEST_SUITE_P(Drivers, DataAccessSuite, testing::ValuesIn(AllBackends()), [](const auto& info) {
-    return info.param->name;
-});
+INSTANTIATE_TEST_SUITE_P(Drivers,
+                         DataAccessSuite,
+                         testing::ValuesIn(AllBackends()),
+                         [](const auto& info) { return info.param->name; });
 
 }  // namespace
 }  // namespace vantry::test
