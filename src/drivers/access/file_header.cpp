@@ -148,7 +148,7 @@ std::unique_ptr<PageSource> OpenReadOnly(const std::filesystem::path& path,
         throw;
     }
     return std::make_unique<FilePageSource>(
-        descriptor, *header.layout, path.filename().string(), header.encryption_key);
+        descriptor, std::move(header), path.filename().string());
 }
 
 }  // namespace vantry::access

@@ -103,11 +103,8 @@ RowSlot FindRow(const Layout& layout, ByteSpan page, RowNumber row) {
         Slice(page, start, end - start), (slot & kSlotDeleted) != 0, (slot & kSlotOverflow) != 0};
 }
 
-FilePageSource::FilePageSource(int descriptor,
-                               const Layout& layout,
-                               std::string name,
-                               std::uint32_t key)
-    : PageSource(layout, std::move(name)), descriptor_(descriptor), key_(key) {}
+FilePageSource::FilePageSource(int descriptor, FileHeader header, std::string name)
+    : PageSource(std::move(header), std::move(name)), descriptor_(descriptor) {}
 
 FilePageSource::~FilePageSource() {
     ::close(descriptor_);
@@ -138,14 +135,11 @@ void FilePageSource::Read(PageNumber first, std::span<std::byte> out) {
         }
         filled += static_cast<std::size_t>(got);
     }
-    Decode(key_, first, PageSize(), out);
+    Decode(Header().encryption_key, first, PageSize(), out);
 }
 
-MemoryPageSource::MemoryPageSource(ByteSpan bytes,
-                                   const Layout& layout,
-                                   std::string name,
-                                   std::uint32_t key)
-    : PageSource(layout, std::move(name)), bytes_(bytes), key_(key) {}
+MemoryPageSource::MemoryPageSource(ByteSpan bytes, FileHeader header, std::string name)
+    : PageSource(std::move(header), std::move(name)), bytes_(bytes) {}
 
 PageNumber MemoryPageSource::PageCount() {
     return PagesOf(bytes_.size(), PageSize());
@@ -157,7 +151,7 @@ void MemoryPageSource::Read(PageNumber first, std::span<std::byte> out) {
         throw DamagedPage(Name(), first, "which is referred to, lies behind the file's end");
     }
     std::memcpy(out.data(), bytes_.data() + begin, out.size());
-    Decode(key_, first, PageSize(), out);
+    Decode(Header().encryption_key, first, PageSize(), out);
 }
 
 }  // namespace vantry::access

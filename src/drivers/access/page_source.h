@@ -8,6 +8,7 @@
 // pages.
 
 #include "drivers/access/bytes.h"
+#include "drivers/access/file_header.h"
 #include "drivers/access/format.h"
 
 #include <memory>
@@ -22,8 +23,9 @@ public:
     PageSource(const PageSource&) = delete;
     PageSource& operator=(const PageSource&) = delete;
 
-    const Layout& GetLayout() const { return *layout_; }
-    std::size_t PageSize() const { return layout_->page_size; }
+    const FileHeader& Header() const { return header_; }
+    const Layout& GetLayout() const { return *header_.layout; }
+    std::size_t PageSize() const { return header_.layout->page_size; }
     // For messages: the file's name without its folder.
     const std::string& Name() const { return name_; }
     // Whole pages that are there now, page 0 included; grows with the file.
@@ -38,11 +40,12 @@ public:
     std::uint64_t Version() const { return version_; }
 
 protected:
-    PageSource(const Layout& layout, std::string name) : layout_(&layout), name_(std::move(name)) {}
+    PageSource(FileHeader header, std::string name)
+        : header_(std::move(header)), name_(std::move(name)) {}
     void BumpVersion() { ++version_; }
 
 private:
-    const Layout* layout_;
+    FileHeader header_;
     std::string name_;
     std::uint64_t version_ = 0;
 };
@@ -81,8 +84,8 @@ std::size_t CountSlots(const Layout& layout, ByteSpan page);
 // A file that is only read: through pread, so that a file that shrinks is an error and no signal.
 class FilePageSource : public PageSource {
 public:
-    // Takes over `descriptor`. Page encoding is switched on by `key` (0: plain).
-    FilePageSource(int descriptor, const Layout& layout, std::string name, std::uint32_t key);
+    // Takes over `descriptor`.
+    FilePageSource(int descriptor, FileHeader header, std::string name);
     ~FilePageSource() override;
 
     PageNumber PageCount() override;
@@ -90,20 +93,18 @@ public:
 
 private:
     int descriptor_;
-    std::uint32_t key_;
 };
 
 // Bytes that somebody else owns: for tests and fuzzers.
 class MemoryPageSource : public PageSource {
 public:
-    MemoryPageSource(ByteSpan bytes, const Layout& layout, std::string name, std::uint32_t key = 0);
+    MemoryPageSource(ByteSpan bytes, FileHeader header, std::string name);
 
     PageNumber PageCount() override;
     void Read(PageNumber first, std::span<std::byte> out) override;
 
 private:
     ByteSpan bytes_;
-    std::uint32_t key_;
 };
 
 }  // namespace vantry::access
