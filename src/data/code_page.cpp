@@ -57,6 +57,9 @@ public:
             if (error == E2BIG) {
                 continue;
             }
+            if (flushing) {
+                return;
+            }
             if (error != 0) {
                 // A character that waits for its accent is still inside the converter.
                 to = chunk.data();
@@ -67,8 +70,6 @@ public:
                 const std::size_t skipped = std::min(on_bad(in.size() - left, out), left);
                 from += skipped;
                 left -= skipped;
-            } else if (flushing) {
-                return;
             } else {
                 flushing = left == 0;
             }

@@ -47,8 +47,9 @@ enum class ValueKind : std::uint8_t {
     Single,
     Double,
     Decimal,
-    NumberText,  // a number still in its text: canonical form (see IsCanonicalNumber in
-                 // value_text.h)
+    NumberText,  // a number still in its text, written just as AppendText writes the value: a
+                 // canonical number (see IsCanonicalNumber in value_text.h), or a decimal of at most
+                 // 38 digits with all digits of its scale (12.50)
     DateTime,
     Text,  // UTF-8
     Bytes,

@@ -1,0 +1,337 @@
+#include "data/text_scan.h"
+#include "data/value_text.h"
+
+#include <algorithm>
+
+namespace vantry {
+namespace {
+
+constexpr int kFractionDigits = 9;
+// Two-digit years: 00 to 29 are 2000 and after.
+constexpr int kFirstYearOf1900s = 30;
+constexpr std::size_t kIsoDateLength = 10;
+constexpr std::size_t kShortName = 3;
+
+constexpr std::array<std::string_view, 12> kMonths = {"january",
+                                                      "february",
+                                                      "march",
+                                                      "april",
+                                                      "may",
+                                                      "june",
+                                                      "july",
+                                                      "august",
+                                                      "september",
+                                                      "october",
+                                                      "november",
+                                                      "december"};
+
+char LowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+bool IsLetter(char c) {
+    return LowerCase(c) >= 'a' && LowerCase(c) <= 'z';
+}
+
+// Reads a text from left to right; each Take moves on only if it finds what it looks for.
+class Reader {
+public:
+    explicit Reader(std::string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
+
+    bool AtEnd() const { return at_ == end_; }
+    char Peek() const { return at_ == end_ ? '\0' : *at_; }
+    bool Take(char c) {
+        if (Peek() != c || AtEnd()) {
+            return false;
+        }
+        ++at_;
+        return true;
+    }
+    bool TakeBlanks() {
+        const char* const from = at_;
+        while (Peek() == ' ' || Peek() == '\t') {
+            ++at_;
+        }
+        return at_ != from;
+    }
+    // A run of at most `most` digits; the run's length, 0 if there is none or it is longer.
+    int TakeDigits(int most, std::int64_t& value) {
+        const char* to = at_;
+        std::int64_t read = 0;
+        while (to != end_ && IsDigit(*to) && to - at_ < most) {
+            read = read * 10 + DigitOf(*to++);
+        }
+        const auto count = static_cast<int>(to - at_);
+        if (count == 0 || (to != end_ && IsDigit(*to))) {
+            return 0;
+        }
+        at_ = to;
+        value = read;
+        return count;
+    }
+    std::string_view TakeLetters() {
+        const char* const from = at_;
+        while (!AtEnd() && IsLetter(*at_)) {
+            ++at_;
+        }
+        return {from, static_cast<std::size_t>(at_ - from)};
+    }
+
+private:
+    const char* at_;
+    const char* end_;
+};
+
+// 1 to 12, or 0 if it is no month's full or three-letter English name.
+int MonthOf(std::string_view word) {
+    if (word.size() < kShortName) {
+        return 0;
+    }
+    for (std::size_t i = 0; i < kMonths.size(); ++i) {
+        const std::string_view name = kMonths[i];
+        if ((word.size() == kShortName || word.size() == name.size()) &&
+            std::equal(word.begin(), word.end(), name.begin(), [](char a, char b) {
+                return LowerCase(a) == b;
+            })) {
+            return static_cast<int>(i) + 1;
+        }
+    }
+    return 0;
+}
+
+// Nanoseconds of ".f" at the reader, 0 without one.
+bool ReadFraction(Reader& reader, std::int64_t& nanos) {
+    nanos = 0;
+    if (!reader.Take('.')) {
+        return true;
+    }
+    const int digits = reader.TakeDigits(kFractionDigits, nanos);
+    for (int i = digits; i < kFractionDigits; ++i) {
+        nanos *= 10;
+    }
+    return digits > 0;
+}
+
+// "h:mm[:ss[.f]][ AM|PM]" up to the end of the text.
+std::optional<std::int64_t> ReadTime(Reader& reader) {
+    std::int64_t hour = 0;
+    std::int64_t minute = 0;
+    std::int64_t second = 0;
+    std::int64_t nanos = 0;
+    if (reader.TakeDigits(2, hour) == 0 || !reader.Take(':') || reader.TakeDigits(2, minute) != 2) {
+        return std::nullopt;
+    }
+    if (reader.Take(':') && (reader.TakeDigits(2, second) != 2 || !ReadFraction(reader, nanos))) {
+        return std::nullopt;
+    }
+    reader.TakeBlanks();
+    if (!reader.AtEnd()) {
+        const std::string_view mark = reader.TakeLetters();
+        const bool marked = mark.size() == 2 && LowerCase(mark[1]) == 'm' && reader.AtEnd();
+        const char half = marked ? LowerCase(mark[0]) : '\0';
+        if ((half != 'a' && half != 'p') || hour < 1 || hour > 12) {
+            return std::nullopt;
+        }
+        hour = hour % 12 + (half == 'p' ? 12 : 0);
+    }
+    return NanosOf(
+        static_cast<int>(hour), static_cast<int>(minute), static_cast<int>(second), nanos);
+}
+
+// A piece of a date: a number with the count of its digits, or a month's name.
+struct Piece {
+    std::int64_t value = 0;
+    int digits = 0;
+    bool is_name = false;
+};
+
+bool ReadPiece(Reader& reader, Piece& piece) {
+    if (IsLetter(reader.Peek())) {
+        piece.is_name = true;
+        piece.value = MonthOf(reader.TakeLetters());
+        return piece.value != 0;
+    }
+    piece.digits = reader.TakeDigits(4, piece.value);
+    return piece.digits != 0;
+}
+
+// What stands between two pieces: '\0' if nothing of the kind. Beside a month's name blanks may
+// join the separator, or be it.
+char ReadSeparator(Reader& reader, const DateForm& form, bool beside_name) {
+    const char c = reader.Peek();
+    if (c == '-' || c == '/' || c == '.' || (c == form.separator && !IsDigit(c) && !IsLetter(c))) {
+        reader.Take(c);
+        if (beside_name) {
+            reader.TakeBlanks();
+        }
+        return c;
+    }
+    if (beside_name) {
+        const bool comma = reader.Take(',');
+        if (reader.TakeBlanks() || comma) {
+            return ' ';
+        }
+    }
+    return '\0';
+}
+
+class DateReader {
+public:
+    DateReader(Reader& reader, const DateForm& form) : reader_(reader), form_(form) {}
+
+    std::optional<std::int32_t> Read() {
+        if (!ReadPiece(reader_, pieces_[0])) {
+            return std::nullopt;
+        }
+        separator_ = ReadSeparator(reader_, form_, pieces_[0].is_name || NameFollows());
+        if (separator_ == '\0' || !ReadPiece(reader_, pieces_[1])) {
+            return std::nullopt;
+        }
+        const bool named = pieces_[0].is_name || pieces_[1].is_name;
+        const char second = ReadSeparator(reader_, form_, named);
+        if (second == '\0' || (!named && second != separator_) || !ReadPiece(reader_, pieces_[2])) {
+            return std::nullopt;
+        }
+        return Arrange();
+    }
+
+    // A "T" may stand before the time.
+    bool YearFirst() const { return pieces_[0].digits == 4; }
+
+private:
+    bool NameFollows() const {
+        Reader ahead = reader_;
+        ahead.Take('-') || ahead.Take('/') || ahead.Take('.');
+        ahead.TakeBlanks();
+        return IsLetter(ahead.Peek());
+    }
+
+    std::optional<std::int32_t> Arrange() const {
+        const auto& [first, second, third] = pieces_;
+        if (third.is_name || (first.is_name && second.is_name)) {
+            return std::nullopt;
+        }
+        if (first.is_name) {
+            return Day(third, first, second);
+        }
+        if (first.digits == 4) {
+            return Day(first, second, third);
+        }
+        if (second.is_name) {
+            return Day(third, second, first);
+        }
+        // With points and a short year it could as well be a version number: only a locale that
+        // writes its dates so makes it a date.
+        if (separator_ == '.' && third.digits != 4 && form_.separator != '.') {
+            return std::nullopt;
+        }
+        if (form_.order == DateOrder::YearMonthDay && third.digits != 4) {
+            return Day(first, second, third);
+        }
+        return form_.order == DateOrder::DayMonthYear ? Day(third, second, first)
+                                                      : Day(third, first, second);
+    }
+
+    static std::optional<std::int32_t> Day(const Piece& year,
+                                           const Piece& month,
+                                           const Piece& day) {
+        if ((year.digits != 2 && year.digits != 4) || month.digits > 2 || day.digits > 2 ||
+            day.is_name) {
+            return std::nullopt;
+        }
+        auto full_year = static_cast<int>(year.value);
+        if (year.digits == 2) {
+            full_year += full_year < kFirstYearOf1900s ? 2000 : 1900;
+        }
+        return DayOf(full_year, static_cast<int>(month.value), static_cast<int>(day.value));
+    }
+
+    Reader& reader_;
+    const DateForm& form_;
+    std::array<Piece, 3> pieces_;
+    char separator_ = '\0';
+};
+
+}  // namespace
+
+std::optional<DateTime> ParseIsoTime(std::string_view text) {
+    constexpr std::size_t kShortest = 5;
+    if (text.size() < kShortest || text[2] != ':') {
+        return std::nullopt;
+    }
+    const int hour = TwoDigitsAt(text.data());
+    const int minute = TwoDigitsAt(text.data() + 3);
+    int second = 0;
+    std::int64_t nanos = 0;
+    if (text.size() > kShortest) {
+        constexpr std::size_t kWithSeconds = 8;
+        if (text.size() < kWithSeconds || text[5] != ':') {
+            return std::nullopt;
+        }
+        second = TwoDigitsAt(text.data() + 6);
+        Reader rest(text.substr(kWithSeconds));
+        if (!ReadFraction(rest, nanos) || !rest.AtEnd()) {
+            return std::nullopt;
+        }
+    }
+    const auto of_day = NanosOf(hour, minute, second, nanos);
+    return of_day ? std::optional<DateTime>({0, *of_day}) : std::nullopt;
+}
+
+std::optional<DateTime> ParseIsoDateTime(std::string_view text) {
+    if (text.size() < kIsoDateLength || text[4] != '-' || text[7] != '-') {
+        return std::nullopt;
+    }
+    const int century = TwoDigitsAt(text.data());
+    const int year = TwoDigitsAt(text.data() + 2);
+    if (century < 0 || year < 0) {
+        return std::nullopt;
+    }
+    const auto day =
+        DayOf(century * 100 + year, TwoDigitsAt(text.data() + 5), TwoDigitsAt(text.data() + 8));
+    if (!day) {
+        return std::nullopt;
+    }
+    if (text.size() == kIsoDateLength) {
+        return DateTime{*day, 0};
+    }
+    if (text[kIsoDateLength] != ' ' && text[kIsoDateLength] != 'T') {
+        return std::nullopt;
+    }
+    auto value = ParseIsoTime(text.substr(kIsoDateLength + 1));
+    if (value) {
+        value->day = *day;
+    }
+    return value;
+}
+
+std::optional<DateTime> ParseDateTime(std::string_view text) {
+    return ParseDateTime(text, LocalDateForm());
+}
+
+std::optional<DateTime> ParseDateTime(std::string_view text, const DateForm& form) {
+    text = TrimBlanks(text);
+    if (const auto iso = ParseIsoDateTime(text)) {
+        return iso;
+    }
+    Reader reader(text);
+    Reader time_alone = reader;
+    if (const auto nanos = ReadTime(time_alone)) {
+        return DateTime{0, *nanos};
+    }
+    DateReader date(reader, form);
+    const auto day = date.Read();
+    if (!day) {
+        return std::nullopt;
+    }
+    if (reader.AtEnd()) {
+        return DateTime{*day, 0};
+    }
+    if (!reader.TakeBlanks() && !(date.YearFirst() && reader.Take('T'))) {
+        return std::nullopt;
+    }
+    const auto nanos = ReadTime(reader);
+    return nanos ? std::optional<DateTime>({*day, *nanos}) : std::nullopt;
+}
+
+}  // namespace vantry

@@ -1,0 +1,459 @@
+#include "data/text_scan.h"
+#include "data/value_text.h"
+
+#include <langinfo.h>
+#include <locale.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace vantry {
+namespace {
+
+constexpr int kMinYear = 1;
+constexpr int kMaxYear = 9999;
+constexpr std::int64_t kNanosPerMicro = 1'000;
+constexpr std::int64_t kNanosPerMilli = 1'000'000;
+constexpr int kFractionDigits = 9;
+
+// 1899-12-30 counted in days from 0000-03-01, where the leap day ends a year.
+constexpr std::int64_t kDayZero = 693'899;
+constexpr std::int64_t kDaysPer400Years = 146'097;
+
+constexpr std::array<std::string_view, 12> kMonthNames = {"January",
+                                                          "February",
+                                                          "March",
+                                                          "April",
+                                                          "May",
+                                                          "June",
+                                                          "July",
+                                                          "August",
+                                                          "September",
+                                                          "October",
+                                                          "November",
+                                                          "December"};
+constexpr std::array<std::string_view, 7> kDayNames = {
+    "Saturday", "Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday"};
+constexpr std::size_t kShortName = 3;
+
+bool IsLeap(int year) {
+    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
+}
+
+int DaysOfMonth(int year, int month) {
+    constexpr std::array<int, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    return month == 2 && IsLeap(year) ? 29 : kDays[static_cast<std::size_t>(month - 1)];
+}
+
+struct ClockTime {
+    unsigned hour;
+    unsigned minute;
+    unsigned second;
+    std::uint32_t nanos;
+};
+
+ClockTime ClockOf(std::int64_t nanos_of_day) {
+    const auto nanos =
+        static_cast<std::uint64_t>(std::clamp<std::int64_t>(nanos_of_day, 0, kNanosPerDay - 1));
+    const auto seconds = static_cast<std::uint32_t>(nanos / kNanosPerSecond);
+    return {seconds / 3600,
+            seconds / 60 % 60,
+            seconds % 60,
+            static_cast<std::uint32_t>(nanos % kNanosPerSecond)};
+}
+
+// What the locale writes dates and times with, as far as a date form can say it.
+class LocaleDateForm {
+public:
+    LocaleDateForm() : locale_(newlocale(LC_TIME_MASK, "", nullptr)) {}
+    ~LocaleDateForm() {
+        if (locale_ != nullptr) {
+            freelocale(locale_);
+        }
+    }
+    LocaleDateForm(const LocaleDateForm&) = delete;
+    LocaleDateForm& operator=(const LocaleDateForm&) = delete;
+
+    DateForm Read() const {
+        DateForm form;
+        if (locale_ == nullptr || IsPlainC()) {
+            return form;
+        }
+        ReadDate(nl_langinfo_l(D_FMT, locale_), form);
+        const std::string_view time = nl_langinfo_l(T_FMT, locale_);
+        const bool has_am = *nl_langinfo_l(AM_STR, locale_) != '\0';
+        form.twelve_hours = has_am && (time.find("%r") != std::string_view::npos ||
+                                       time.find("%I") != std::string_view::npos ||
+                                       time.find("%l") != std::string_view::npos);
+        return form;
+    }
+
+private:
+    // The C locale's own form is month first with two digits of the year, which nobody chose.
+    bool IsPlainC() const {
+        const std::string_view name = nl_langinfo_l(_NL_LOCALE_NAME(LC_TIME), locale_);
+        return name == "C" || name == "POSIX" || name.starts_with("C.");
+    }
+
+    static void ReadDate(std::string_view pattern, DateForm& form) {
+        std::string order;
+        char separator = '\0';
+        bool padded = true;
+        for (std::size_t i = 0; i < pattern.size(); ++i) {
+            if (pattern[i] != '%') {
+                const bool usable = pattern[i] == '/' || pattern[i] == '.' || pattern[i] == '-';
+                if (usable && separator == '\0' && !order.empty()) {
+                    separator = pattern[i];
+                }
+                continue;
+            }
+            ++i;
+            bool unpadded = false;
+            while (i < pattern.size() &&
+                   std::string_view("-_0^#EO").find(pattern[i]) != std::string_view::npos) {
+                unpadded = unpadded || pattern[i] == '-';
+                ++i;
+            }
+            if (i == pattern.size()) {
+                break;
+            }
+            if (pattern[i] == 'D') {
+                return ReadDate("%m/%d/%y", form);
+            }
+            if (pattern[i] == 'F') {
+                return ReadDate("%Y-%m-%d", form);
+            }
+            AddPart(pattern[i], unpadded, order, padded);
+        }
+        if (order == "ymd") {
+            form.order = DateOrder::YearMonthDay;
+        } else if (order == "mdy") {
+            form.order = DateOrder::MonthDayYear;
+        } else if (order == "dmy") {
+            form.order = DateOrder::DayMonthYear;
+        } else {
+            return;
+        }
+        form.separator = separator == '\0' ? '-' : separator;
+        form.padded = padded;
+    }
+
+    static void AddPart(char part, bool unpadded, std::string& order, bool& padded) {
+        switch (part) {
+            case 'e':
+                padded = false;
+                order += 'd';
+                break;
+            case 'd':
+                padded = padded && !unpadded;
+                order += 'd';
+                break;
+            case 'm':
+                padded = padded && !unpadded;
+                order += 'm';
+                break;
+            case 'b':
+            case 'B':
+            case 'h':
+                order += 'm';
+                break;
+            case 'y':
+            case 'Y':
+                order += 'y';
+                break;
+            default:
+                break;
+        }
+    }
+
+    locale_t locale_;
+};
+
+DateForm& FormInForce() {
+    static DateForm form = LocaleDateForm().Read();
+    return form;
+}
+
+char* PutNumber(char* to, unsigned value, bool padded) {
+    if (value < 10 && !padded) {
+        *to = static_cast<char>('0' + value);
+        return to + 1;
+    }
+    return PutTwoDigits(to, value);
+}
+
+char* PutYear(char* to, int year) {
+    to = PutTwoDigits(to, static_cast<unsigned>(year) / 100);
+    return PutTwoDigits(to, static_cast<unsigned>(year) % 100);
+}
+
+char* PutDate(char* to, std::int32_t day, const DateForm& form) {
+    const CalendarDate date = CalendarOf(day);
+    const auto month = static_cast<unsigned>(date.month);
+    const auto of_month = static_cast<unsigned>(date.day);
+    if (form.order == DateOrder::YearMonthDay) {
+        to = PutYear(to, date.year);
+        *to++ = form.separator;
+        to = PutNumber(to, month, form.padded);
+        *to++ = form.separator;
+        return PutNumber(to, of_month, form.padded);
+    }
+    const bool month_first = form.order == DateOrder::MonthDayYear;
+    to = PutNumber(to, month_first ? month : of_month, form.padded);
+    *to++ = form.separator;
+    to = PutNumber(to, month_first ? of_month : month, form.padded);
+    *to++ = form.separator;
+    return PutYear(to, date.year);
+}
+
+char* PutTime(char* to, std::int64_t nanos_of_day, bool twelve_hours) {
+    const ClockTime time = ClockOf(nanos_of_day);
+    const unsigned hour = twelve_hours ? (time.hour + 11) % 12 + 1 : time.hour;
+    to = PutTwoDigits(to, hour);
+    *to++ = ':';
+    to = PutTwoDigits(to, time.minute);
+    *to++ = ':';
+    to = PutTwoDigits(to, time.second);
+    if (time.nanos != 0) {
+        *to++ = '.';
+        PutDigitsBefore(to + kFractionDigits, time.nanos, kFractionDigits);
+        to += kFractionDigits;
+        while (to[-1] == '0') {
+            --to;
+        }
+    }
+    if (twelve_hours) {
+        to = std::copy_n(time.hour < 12 ? " AM" : " PM", 3, to);
+    }
+    return to;
+}
+
+// The longest text is "yyyy-mm-dd hh:mm:ss.fffffffff AM".
+using DateBuffer = std::array<char, 48>;
+
+constexpr DateForm kIsoForm{};
+
+}  // namespace
+
+const DateForm& LocalDateForm() {
+    return FormInForce();
+}
+
+void SetLocalDateForm(const DateForm& form) {
+    FormInForce() = form;
+}
+
+CalendarDate CalendarOf(std::int32_t day) {
+    const std::int64_t shifted = std::clamp(day, kMinDay, kMaxDay) + kDayZero;
+    const std::int64_t era = shifted / kDaysPer400Years;
+    const auto of_era = static_cast<unsigned>(shifted % kDaysPer400Years);
+    const unsigned year_of_era =
+        (of_era - of_era / 1460 + of_era / 36'524 - of_era / 146'096) / 365;
+    const unsigned of_year = of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    const unsigned month_from_march = (5 * of_year + 2) / 153;
+    CalendarDate date;
+    date.day = static_cast<int>(of_year - (153 * month_from_march + 2) / 5 + 1);
+    date.month =
+        static_cast<int>(month_from_march < 10 ? month_from_march + 3 : month_from_march - 9);
+    date.year = static_cast<int>(era * 400 + year_of_era) + (date.month <= 2 ? 1 : 0);
+    return date;
+}
+
+std::optional<std::int32_t> DayOf(int year, int month, int day) {
+    if (year < kMinYear || year > kMaxYear || month < 1 || month > 12 || day < 1 || day > 31 ||
+        (day > 28 && day > DaysOfMonth(year, month))) {
+        return std::nullopt;
+    }
+    const int from_march = month <= 2 ? year - 1 : year;
+    const auto era = static_cast<unsigned>(from_march) / 400;
+    const unsigned year_of_era = static_cast<unsigned>(from_march) % 400;
+    const auto month_from_march = static_cast<unsigned>(month > 2 ? month - 3 : month + 9);
+    const unsigned of_year = (153 * month_from_march + 2) / 5 + static_cast<unsigned>(day) - 1;
+    const unsigned of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + of_year;
+    return static_cast<std::int32_t>(era * kDaysPer400Years + of_era - kDayZero);
+}
+
+std::optional<std::int64_t> NanosOf(int hour, int minute, int second, std::int64_t nanos) {
+    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59 ||
+        nanos < 0 || nanos >= kNanosPerSecond) {
+        return std::nullopt;
+    }
+    return (hour * 3600 + minute * 60 + second) * kNanosPerSecond + nanos;
+}
+
+double ToSerial(const DateTime& value) {
+    const double fraction = static_cast<double>(value.nanos) / static_cast<double>(kNanosPerDay);
+    return value.day < 0 ? value.day - fraction : value.day + fraction;
+}
+
+std::optional<DateTime> FromSerial(double serial) {
+    if (!(serial > kMinDay - 1 && serial < kMaxDay + 1)) {
+        return std::nullopt;
+    }
+    const double whole = std::trunc(serial);
+    const double exact = std::abs(serial - whole) * static_cast<double>(kNanosPerDay);
+    // Far from day 0 the number itself is coarser than a microsecond: of the moments within its
+    // reach the roundest one was meant.
+    const double reach = (std::nextafter(std::abs(serial), HUGE_VAL) - std::abs(serial)) *
+                         static_cast<double>(kNanosPerDay);
+    double nanos = 0;
+    for (const std::int64_t unit : {kNanosPerSecond, kNanosPerMilli, kNanosPerMicro}) {
+        nanos = std::round(exact / static_cast<double>(unit)) * static_cast<double>(unit);
+        if (std::abs(nanos - exact) <= reach) {
+            break;
+        }
+    }
+    DateTime value{static_cast<std::int32_t>(whole), static_cast<std::int64_t>(nanos)};
+    if (value.nanos >= kNanosPerDay) {
+        value.nanos = 0;
+        ++value.day;
+    }
+    if (value.day < kMinDay || value.day > kMaxDay) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+void AppendDateTime(const DateTime& value, std::string& out) {
+    const DateForm& form = FormInForce();
+    DateBuffer buffer;
+    char* to = buffer.data();
+    if (value.day != 0) {
+        to = PutDate(to, value.day, form);
+        if (value.nanos != 0) {
+            *to++ = ' ';
+        }
+    }
+    if (value.day == 0 || value.nanos != 0) {
+        to = PutTime(to, value.nanos, form.twelve_hours);
+    }
+    out.append(buffer.data(), to);
+}
+
+void AppendIsoDateTime(const DateTime& value, std::string& out) {
+    DateBuffer buffer;
+    char* to = PutDate(buffer.data(), value.day, kIsoForm);
+    *to++ = ' ';
+    to = PutTime(to, value.nanos, false);
+    out.append(buffer.data(), to);
+}
+
+std::string ShortDate(const DateTime& value) {
+    DateBuffer buffer;
+    char* end = PutDate(buffer.data(), value.day, FormInForce());
+    return {buffer.data(), end};
+}
+
+std::string TimeAmPm(const DateTime& value) {
+    return FormatDateTime(value, "hh:mm:ss AMPM");
+}
+
+DateTime Now() {
+    const time_t seconds = time(nullptr);
+    tm local{};
+    localtime_r(&seconds, &local);
+    return {DayOf(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday).value_or(0),
+            NanosOf(local.tm_hour, local.tm_min, std::min(local.tm_sec, 59)).value_or(0)};
+}
+
+namespace {
+
+// One element of a picture: a run of the same letter.
+void AppendElement(char letter,
+                   std::size_t count,
+                   bool minutes,
+                   bool twelve_hours,
+                   const DateTime& value,
+                   std::string& out) {
+    const CalendarDate date = CalendarOf(value.day);
+    const ClockTime time = ClockOf(value.nanos);
+    const auto number = [&](unsigned n) {
+        std::array<char, 2> digits;
+        out.append(digits.data(), PutNumber(digits.data(), n, count >= 2));
+    };
+    const auto name = [&](std::string_view full) {
+        out.append(count == kShortName ? full.substr(0, kShortName) : full);
+    };
+    switch (letter) {
+        case 'y': {
+            std::array<char, 4> digits;
+            PutYear(digits.data(), date.year);
+            out.append(digits.data() + (count > 2 ? 0 : 2), digits.data() + 4);
+            break;
+        }
+        case 'm':
+            if (minutes) {
+                number(time.minute);
+            } else if (count > 2) {
+                name(kMonthNames[static_cast<std::size_t>(date.month - 1)]);
+            } else {
+                number(static_cast<unsigned>(date.month));
+            }
+            break;
+        case 'd':
+            if (count > 2) {
+                const std::int64_t since_saturday = std::int64_t{value.day} - kMinDay + 2;
+                name(kDayNames[static_cast<std::size_t>(since_saturday % 7)]);
+            } else {
+                number(static_cast<unsigned>(date.day));
+            }
+            break;
+        case 'h':
+            number(twelve_hours ? (time.hour + 11) % 12 + 1 : time.hour);
+            break;
+        case 'n':
+            number(time.minute);
+            break;
+        default:
+            number(time.second);
+            break;
+    }
+}
+
+char LowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+}
+
+bool AmPmAt(std::string_view picture, std::size_t at) {
+    constexpr std::string_view kMark = "ampm";
+    return picture.size() - at >= kMark.size() &&
+           std::equal(kMark.begin(),
+                      kMark.end(),
+                      picture.begin() + static_cast<std::ptrdiff_t>(at),
+                      [](char a, char b) { return a == LowerCase(b); });
+}
+
+}  // namespace
+
+std::string FormatDateTime(const DateTime& value, std::string_view picture) {
+    bool twelve_hours = false;
+    for (std::size_t at = 0; at < picture.size(); ++at) {
+        twelve_hours = twelve_hours || AmPmAt(picture, at);
+    }
+    std::string out;
+    char before = '\0';  // the last element's letter
+    for (std::size_t at = 0; at < picture.size();) {
+        if (AmPmAt(picture, at)) {
+            out.append(ClockOf(value.nanos).hour < 12 ? "AM" : "PM");
+            at += 4;
+            continue;
+        }
+        const char letter = LowerCase(picture[at]);
+        if (std::string_view("ymdhns").find(letter) == std::string_view::npos) {
+            out += picture[at++];
+            continue;
+        }
+        std::size_t end = at;
+        while (end < picture.size() && LowerCase(picture[end]) == letter) {
+            ++end;
+        }
+        const bool minutes = letter == 'm' && before == 'h' && end - at <= 2;
+        AppendElement(letter, end - at, minutes, twelve_hours, value, out);
+        before = letter;
+        at = end;
+    }
+    return out;
+}
+
+}  // namespace vantry

@@ -1,0 +1,340 @@
+#include "data/value_text.h"
+
+#include "data/connection_string.h"
+#include "data/text_scan.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace vantry {
+namespace {
+
+constexpr int kMaxDecimalDigits = 38;
+constexpr int kSignificantDigits = 15;
+// Plain notation from 1E-04 on and below 1E+15; decimal exponents of the first digit.
+constexpr int kFirstPlainExponent = -4;
+constexpr int kLastPlainExponent = 14;
+constexpr std::uint64_t kTenTo19 = 10'000'000'000'000'000'000ULL;
+
+void AppendInt64(std::int64_t value, std::string& out) {
+    std::array<char, 20> buffer;
+    const auto bits = static_cast<std::uint64_t>(value);
+    char* const end = buffer.data() + buffer.size();
+    char* begin = PutDigitsBefore(end, value < 0 ? 0 - bits : bits);
+    if (value < 0) {
+        *--begin = '-';
+    }
+    out.append(begin, end);
+}
+
+void AppendUInt64(std::uint64_t value, std::string& out) {
+    std::array<char, 20> buffer;
+    char* const end = buffer.data() + buffer.size();
+    out.append(PutDigitsBefore(end, value), end);
+}
+
+// Appends `unscaled` / 10^`scale`.
+void AppendScaled(bool negative, UInt128 unscaled, std::size_t scale, std::string& out) {
+    std::array<char, 40 + 1 + 256> buffer;
+    char* const end = buffer.data() + buffer.size();
+    char* begin = end;
+    // 19 digits at a time: the most that 64 bits hold.
+    while (unscaled >= kTenTo19) {
+        begin = PutDigitsBefore(begin, static_cast<std::uint64_t>(unscaled % kTenTo19), 19);
+        unscaled /= kTenTo19;
+    }
+    begin = PutDigitsBefore(begin, static_cast<std::uint64_t>(unscaled));
+    if (scale > 0) {
+        while (end - begin < static_cast<std::ptrdiff_t>(scale) + 1) {
+            *--begin = '0';
+        }
+        const std::size_t whole = static_cast<std::size_t>(end - begin) - scale;
+        std::memmove(begin - 1, begin, whole);
+        --begin;
+        begin[whole] = '.';
+    }
+    if (negative) {
+        *--begin = '-';
+    }
+    out.append(begin, end);
+}
+
+// Most numbers of tables have few decimals. Such a value times a small power of ten is whole, and
+// the division back, being exactly rounded, proves that the digits read back as the value. With at
+// most 15 digits no other number of so few digits does.
+bool AppendFewDecimals(double value, std::string& out) {
+    const double magnitude = std::abs(value);
+    struct Step {
+        double power;
+        std::size_t decimals;
+    };
+    for (const Step step : {Step{1, 0}, Step{1e2, 2}, Step{1e4, 4}}) {
+        const double scaled = magnitude * step.power + 0.5;
+        if (!(scaled < 1e15)) {
+            return false;
+        }
+        auto digits = static_cast<std::uint64_t>(scaled);
+        if (static_cast<double>(digits) / step.power == magnitude) {
+            std::size_t decimals = step.decimals;
+            while (decimals > 0 && digits % 10 == 0) {
+                digits /= 10;
+                --decimals;
+            }
+            AppendScaled(value < 0, digits, decimals, out);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Appends the shortest digits that read back as `value`, which is finite and not zero.
+template <typename Float>
+void AppendShortest(Float value, std::string& out) {
+    std::array<char, 64> buffer;
+    const auto written = std::to_chars(
+        buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::scientific);
+    std::string_view text(buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data()));
+    if (text.front() == '-') {
+        out += '-';
+        text.remove_prefix(1);
+    }
+    // "d.ddde-xx" or "de+xx"
+    const std::size_t e = text.find('e');
+    int exponent = 0;
+    const char* exponent_from = text.data() + e + (text[e + 1] == '+' ? 2 : 1);
+    std::from_chars(exponent_from, text.data() + text.size(), exponent);
+    std::array<char, 32> digits;
+    digits[0] = text[0];
+    const std::string_view rest = e > 2 ? text.substr(2, e - 2) : std::string_view{};
+    std::copy(rest.begin(), rest.end(), digits.begin() + 1);
+    const std::string_view all(digits.data(), 1 + rest.size());
+
+    if (exponent < kFirstPlainExponent || exponent > kLastPlainExponent) {
+        out += all[0];
+        if (all.size() > 1) {
+            out.append(1, '.').append(all.substr(1));
+        }
+        const int magnitude = std::abs(exponent);
+        out.append(exponent < 0 ? "E-" : "E+").append(magnitude < 10 ? "0" : "");
+        AppendInt64(magnitude, out);
+    } else if (exponent < 0) {
+        out.append("0.").append(static_cast<std::size_t>(-exponent - 1), '0').append(all);
+    } else {
+        const auto whole = static_cast<std::size_t>(exponent) + 1;
+        out.append(all.substr(0, whole));
+        if (all.size() > whole) {
+            out.append(1, '.').append(all.substr(whole));
+        } else {
+            out.append(whole - all.size(), '0');
+        }
+    }
+}
+
+template <typename Float>
+void AppendFloat(Float value, std::string& out) {
+    if (std::isnan(value)) {
+        out.append("NaN");
+    } else if (std::isinf(value)) {
+        out.append(value < 0 ? "-Infinity" : "Infinity");
+    } else {
+        AppendShortest(value, out);
+    }
+}
+
+}  // namespace
+
+void AppendDecimal(const Decimal& value, std::string& out) {
+    const auto bits = static_cast<UInt128>(value.unscaled);
+    AppendScaled(value.unscaled < 0, value.unscaled < 0 ? 0 - bits : bits, value.scale, out);
+}
+
+void AppendDouble(double value, std::string& out) {
+    if (!AppendFewDecimals(value, out)) {
+        AppendFloat(value, out);
+    }
+}
+
+void AppendSingle(float value, std::string& out) {
+    if (value == 0) {
+        out += '0';  // also the negative one
+    } else {
+        AppendFloat(value, out);
+    }
+}
+
+void AppendText(const Cell& value, std::string& out) {
+    switch (value.Kind()) {
+        case ValueKind::Unset:
+        case ValueKind::Null:
+        case ValueKind::Unreadable:
+            break;
+        case ValueKind::Boolean:
+            out.append(value.AsBoolean() ? "True" : "False");
+            break;
+        case ValueKind::Int64:
+            AppendInt64(value.AsInt64(), out);
+            break;
+        case ValueKind::UInt64:
+            AppendUInt64(value.AsUInt64(), out);
+            break;
+        case ValueKind::Single:
+            AppendSingle(value.AsSingle(), out);
+            break;
+        case ValueKind::Double:
+            AppendDouble(value.AsDouble(), out);
+            break;
+        case ValueKind::Decimal:
+            AppendDecimal(value.AsDecimal(), out);
+            break;
+        case ValueKind::DateTime:
+            AppendDateTime(value.AsDateTime(), out);
+            break;
+        case ValueKind::NumberText:
+        case ValueKind::Text:
+        case ValueKind::Bytes:
+            out.append(value.AsText());
+            break;
+    }
+}
+
+std::string ToText(const Cell& value) {
+    std::string text;
+    AppendText(value, text);
+    return text;
+}
+
+std::optional<std::int64_t> ParseInt64(std::string_view text) {
+    text = TrimBlanks(text);
+    if (text.size() > 1 && text[0] == '+' && IsDigit(text[1])) {
+        text.remove_prefix(1);
+    }
+    std::int64_t value = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (result.ec != std::errc() || result.ptr != end) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<double> ParseDouble(std::string_view text) {
+    text = TrimBlanks(text);
+    bool negative = false;
+    if (!text.empty() && (text[0] == '+' || text[0] == '-')) {
+        negative = text[0] == '-';
+        text.remove_prefix(1);
+    }
+    // The library also reads "inf" and "nan".
+    if (text.empty() || !(IsDigit(text[0]) || text[0] == '.')) {
+        return std::nullopt;
+    }
+    double value = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (result.ec != std::errc() || result.ptr != end) {
+        return std::nullopt;
+    }
+    return negative ? -value : value;
+}
+
+std::optional<Decimal> ParseDecimal(std::string_view text) {
+    text = TrimBlanks(text);
+    bool negative = false;
+    if (!text.empty() && (text[0] == '+' || text[0] == '-')) {
+        negative = text[0] == '-';
+        text.remove_prefix(1);
+    }
+    UInt128 high = 0;
+    std::uint64_t low = 0;  // the digits since the last move into `high`
+    std::uint64_t low_power = 1;
+    int significant = 0;
+    std::size_t decimals = 0;
+    bool point = false;
+    bool any = false;
+    for (const char c : text) {
+        if (c == '.' && !point) {
+            point = true;
+            continue;
+        }
+        if (!IsDigit(c)) {
+            return std::nullopt;
+        }
+        any = true;
+        decimals += point ? 1 : 0;
+        significant += significant > 0 || c != '0' ? 1 : 0;
+        if (significant > kMaxDecimalDigits || decimals > kMaxDecimalDigits) {
+            return std::nullopt;
+        }
+        low = low * 10 + static_cast<std::uint64_t>(DigitOf(c));
+        low_power *= 10;
+        if (low_power == kTenTo19) {
+            high = high * low_power + low;
+            low = 0;
+            low_power = 1;
+        }
+    }
+    if (!any) {
+        return std::nullopt;
+    }
+    const auto unscaled = static_cast<Int128>(high * low_power + low);
+    return Decimal{negative ? -unscaled : unscaled, static_cast<std::uint8_t>(decimals)};
+}
+
+std::optional<bool> ParseBoolean(std::string_view text) {
+    text = TrimBlanks(text);
+    for (const auto word : {"True", "Yes", "On"}) {
+        if (EqualsNoCase(text, word)) {
+            return true;
+        }
+    }
+    for (const auto word : {"False", "No", "Off"}) {
+        if (EqualsNoCase(text, word)) {
+            return false;
+        }
+    }
+    const auto number = ParseDouble(text);
+    return number ? std::optional<bool>(*number != 0) : std::nullopt;
+}
+
+bool IsCanonicalNumber(std::string_view text) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    const bool negative = at != end && *at == '-';
+    at += negative ? 1 : 0;
+    const char* const whole = at;
+    while (at != end && IsDigit(*at)) {
+        ++at;
+    }
+    const std::ptrdiff_t whole_digits = at - whole;
+    if (whole_digits == 0 || whole_digits > kSignificantDigits ||
+        (*whole == '0' && whole_digits > 1)) {
+        return false;
+    }
+    const bool below_one = *whole == '0';
+    if (at == end) {
+        return !(below_one && negative);
+    }
+    if (*at != '.' || end[-1] == '0' || end[-1] == '.') {
+        return false;
+    }
+    const char* const fraction = ++at;
+    while (at != end && *at == '0') {
+        ++at;
+    }
+    const std::ptrdiff_t zeros = at - fraction;
+    const char* const significant = at;
+    while (at != end && IsDigit(*at)) {
+        ++at;
+    }
+    if (at != end) {
+        return false;
+    }
+    if (below_one) {
+        // More zeros and the number would be written with an exponent.
+        return zeros < -kFirstPlainExponent && end - significant <= kSignificantDigits;
+    }
+    return whole_digits + (end - fraction) <= kSignificantDigits;
+}
+
+}  // namespace vantry
