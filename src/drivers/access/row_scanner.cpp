@@ -1,0 +1,194 @@
+#include "drivers/access/row_scanner.h"
+
+#include "drivers/access/errors.h"
+
+namespace vantry::access {
+namespace {
+
+// A page that the table's map lists but that is somebody else's by now is passed over: maps of real
+// files keep such entries. What is no page at all was one of the table's.
+bool IsOtherKind(std::byte type) {
+    return type >= std::byte{static_cast<std::uint8_t>(PageType::Data)} && type <= std::byte{8};
+}
+
+}  // namespace
+
+RowScanner::RowScanner(PageSource& source, const TableDef& def)
+    : source_(&source),
+      def_(&def),
+      owned_(source, def.owned_map),
+      finder_(source, def),
+      page_limit_(source.PageCount()),
+      limit_version_(source.Version()) {}
+
+void RowScanner::ThrowBadSlots() const {
+    throw DamagedPage(source_->Name(), page_number_, "its row list runs outside");
+}
+
+bool RowScanner::LoadBlock() {
+    const auto first = owned_.Next(next_page_);
+    if (first && *first >= page_limit_ && source_->Version() == limit_version_) {
+        throw DamagedPage(source_->Name(), *first, "which holds rows, lies behind the file's end");
+    }
+    if (!first || *first >= page_limit_) {
+        return false;
+    }
+    block_.assign(1, *first);
+    for (auto next = owned_.Next(*first + 1);
+         next && *next < page_limit_ && *next - *first < kBlockPages;
+         next = owned_.Next(*next + 1)) {
+        // Not over a wide gap: its pages would be read for nothing.
+        if (*next - block_.back() > kBlockPages / 8) {
+            break;
+        }
+        block_.push_back(*next);
+    }
+    if (!buffer_) {
+        buffer_ = std::make_unique<std::byte[]>(kBlockPages * source_->PageSize());
+    }
+    const std::size_t count = block_.back() - *first + 1;
+    source_->Read(*first, {buffer_.get(), count * source_->PageSize()});
+    block_version_ = source_->Version();
+    block_first_ = *first;
+    block_next_ = 0;
+    next_page_ = block_.back() + 1;
+    return true;
+}
+
+bool RowScanner::EnterPage(ByteSpan page, PageNumber number) {
+    page_number_ = number;
+    if (page[kPageTypeOffset] != std::byte{static_cast<std::uint8_t>(PageType::Data)}) {
+        if (!IsOtherKind(page[kPageTypeOffset])) {
+            throw DamagedPage(source_->Name(), number, "it should hold rows and isn't a data page");
+        }
+        return false;
+    }
+    if (LoadU32(page, kPageOwnerOffset) != def_->page) {
+        return false;
+    }
+    page_ = page;
+    try {
+        slots_ = CountSlots(source_->GetLayout(), page);
+    } catch (const BoundsError&) {
+        ThrowBadSlots();
+    }
+    if (slots_ > kMaxRowsPerPage + 1) {
+        ThrowBadSlots();
+    }
+    next_slot_ = 0;
+    row_end_ = page.size();
+    return true;
+}
+
+bool RowScanner::NextPage() {
+    for (;;) {
+        if (block_next_ == block_.size() && !LoadBlock()) {
+            slots_ = next_slot_ = 0;
+            return false;
+        }
+        const PageNumber number = block_[block_next_++];
+        const std::size_t size = source_->PageSize();
+        if (EnterPage({buffer_.get() + (number - block_first_) * size, size}, number)) {
+            return true;
+        }
+    }
+}
+
+bool RowScanner::Next() {
+    for (;;) {
+        if (next_slot_ == slots_) {
+            if (!NextPage()) {
+                return false;
+            }
+            continue;
+        }
+        const auto& layout = source_->GetLayout().data;
+        const std::uint16_t slot = LoadU16(page_, layout.slots_offset + next_slot_ * kSlotSize);
+        const std::size_t start = slot & kSlotOffsetMask;
+        const std::size_t end = row_end_;
+        slot_ = static_cast<RowNumber>(next_slot_);
+        if (start > end || end > page_.size() || start < layout.slots_offset + slots_ * kSlotSize) {
+            // An engine that moves rows together may leave any offset in a deleted slot.
+            if ((slot & kSlotDeleted) == 0) {
+                ThrowBadSlots();
+            }
+        }
+        ++next_slot_;
+        row_end_ = start;
+        if ((slot & kSlotDeleted) != 0) {
+            continue;
+        }
+        row_ = page_.subspan(start, end - start);
+        if ((slot & kSlotOverflow) != 0) {
+            if (IsStale()) {
+                if (!Refresh()) {
+                    continue;
+                }
+            } else {
+                row_ = finder_.Follow(row_, Pointer());
+            }
+        }
+        return true;
+    }
+}
+
+bool RowScanner::Refresh() {
+    const auto row = finder_.Find(Pointer());
+    if (!row) {
+        return false;
+    }
+    row_ = *row;
+    return true;
+}
+
+bool RowScanner::Seek(RowPointer row) {
+    if (row.page >= source_->PageCount()) {
+        return false;
+    }
+    if (!buffer_) {
+        buffer_ = std::make_unique<std::byte[]>(kBlockPages * source_->PageSize());
+    }
+    const bool here = block_next_ > 0 && block_next_ <= block_.size() && page_number_ == row.page &&
+                      slots_ > 0 && !IsStale();
+    if (!here) {
+        source_->Read(row.page, {buffer_.get(), source_->PageSize()});
+        block_version_ = source_->Version();
+        block_.assign(1, row.page);
+        block_first_ = row.page;
+        block_next_ = 1;
+        next_page_ = row.page + 1;
+        if (!EnterPage({buffer_.get(), source_->PageSize()}, row.page)) {
+            slots_ = next_slot_ = 0;
+            return false;
+        }
+    }
+    if (row.row >= slots_) {
+        return false;
+    }
+    const auto slot = WithPage(source_->Name(), row.page, "its row list runs outside", [&] {
+        return FindRow(source_->GetLayout(), page_, row.row);
+    });
+    slot_ = row.row;
+    next_slot_ = std::size_t{row.row} + 1;
+    row_end_ = LoadU16(page_, source_->GetLayout().data.slots_offset + row.row * kSlotSize) &
+               kSlotOffsetMask;
+    if (slot.deleted) {
+        return false;
+    }
+    row_ = slot.overflow ? finder_.Follow(slot.bytes, row) : slot.bytes;
+    return true;
+}
+
+std::int64_t RowScanner::CountRest() {
+    std::int64_t count = 0;
+    const std::size_t slots_at = source_->GetLayout().data.slots_offset;
+    do {
+        for (; next_slot_ < slots_; ++next_slot_) {
+            const auto slot = LoadU16(page_, slots_at + next_slot_ * kSlotSize);
+            count += (slot & kSlotDeleted) == 0 ? 1 : 0;
+        }
+    } while (NextPage());
+    return count;
+}
+
+}  // namespace vantry::access
