@@ -1,0 +1,28 @@
+#pragma once
+// The errors of the file layer: what is wrong, with which file, and what the user can do.
+
+#include "data/data_error.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vantry::file {
+
+// `doing` completes "... could not be": "opened", "read", "written".
+DataError SystemError(std::string_view path, std::string_view doing, int error);
+DataError UnexpectedEnd(std::string_view path, std::uint64_t offset);
+// `holders`: who has the file, empty if that isn't known.
+DataError FileInUse(std::string_view path, std::string_view holders);
+DataError LockingRefused(std::string_view path, int error);
+DataError AlreadyExists(std::string_view path);
+DataError ReplacedWhileOpen(std::string_view path);
+DataError SizeLimit(std::string_view path, std::uint64_t limit);
+DataError OpenedReadOnly(std::string_view path);
+// `error` made a bulk load's last `rows` rows be taken back, which had been reported as added.
+DataError RowsLost(const DataError& error, std::uint64_t rows);
+DataError NotAJournal(std::string_view path, std::string_view journal);
+DataError DamagedJournal(std::string_view path, std::string_view journal);
+DataError ForeignJournal(std::string_view path, std::string_view journal);
+
+}  // namespace vantry::file
