@@ -1,0 +1,86 @@
+#pragma once
+// The error policy of the row loaders and the text writer: a failing statement is told and counted,
+// the walk goes on with the statement after it, and the whole walk is given up when the count
+// reaches its limit. A statement is whatever is passed to the scope:
+//
+//     ErrorScope scope(50, [&](auto description) { AppendLog(log_line::RowError(row, description));
+//     }); const bool whole = scope.Run([&] {
+//         scope([&] { SrcRS->Open(...); });                         // fails: the next line runs
+//         while (scope.Enters([&] { return !SrcRS->Eof(); })) {     // fails: its block runs
+//             ...
+//         }
+//     });
+//
+// A source that can't be reached thus ends in as many told errors as are allowed: nothing has to
+// ask whether the statement before it went well, and nothing runs on for ever. A statement that
+// doesn't fail costs no more than its call.
+
+#include <exception>
+#include <functional>
+#include <string_view>
+#include <utility>
+
+namespace vantry {
+
+class ErrorScope {
+public:
+    using Tell = std::function<void(std::string_view description)>;
+
+    // Error number `limit` gives the walk up, after it was told.
+    ErrorScope(int limit, Tell tell) : limit_(limit), tell_(std::move(tell)) {}
+
+    // The walk sets it at the start of each row; an error takes it away.
+    bool RowOK = true;
+    int ErrorCount = 0;
+
+    template <typename Statement>
+    void operator()(Statement&& statement) {
+        try {
+            statement();
+        } catch (const std::exception& error) {
+            Fail(error);
+        }
+    }
+
+    // The condition of a loop or a block. When the condition itself fails, the statement after it
+    // is the first one inside.
+    template <typename Condition>
+    bool Enters(Condition&& condition) {
+        try {
+            return condition();
+        } catch (const std::exception& error) {
+            Fail(error);
+        }
+        return true;
+    }
+
+    // Runs the walk; false when it was given up. An error outside a statement gives it up at once.
+    template <typename Walk>
+    bool Run(Walk&& walk) {
+        try {
+            walk();
+            return true;
+        } catch (const GiveUp&) {
+        } catch (const std::exception& error) {
+            tell_(error.what());
+        }
+        return false;
+    }
+
+private:
+    struct GiveUp {};  // no std::exception: statements around it let it pass
+
+    [[gnu::cold, gnu::noinline]] void Fail(const std::exception& error) {
+        RowOK = false;
+        tell_(error.what());
+        ++ErrorCount;
+        if (ErrorCount >= limit_) {
+            throw GiveUp();
+        }
+    }
+
+    int limit_;
+    Tell tell_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,56 @@
+#include "engine/row_walk.h"
+
+#include "data/letter_case.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "engine/run_view.h"
+
+namespace vantry {
+
+double CountOf(const Cell& value) {
+    const auto count = ToDouble(value);
+    if (!count) {
+        throw DataError(kErrTypeMismatch,
+                        "The source's answer to the count of its rows is no number.");
+    }
+    return *count;
+}
+
+bool CountSourceRows(ErrorScope& scope,
+                     const SourceStatements& statements,
+                     int cursor_type,
+                     double& total_rows) {
+    bool counted = false;
+    scope([&] { SrcRS->Open(statements.count, SourceConnStr, cursor_type, adLockReadOnly); });
+    scope([&] {
+        total_rows = CountOf(SrcRS->Fields()[0].Value());
+        counted = true;
+    });
+    scope([&] { SrcRS->Close(); });
+    return counted;
+}
+
+void OpenSourceRows(ErrorScope& scope, const SourceStatements& statements, int cursor_type) {
+    scope([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
+}
+
+void StartBar(double total_rows) {
+    CurrentRunView->SetBarMin(1);
+    if (total_rows > 1) {
+        CurrentRunView->SetBarMax(static_cast<std::int64_t>(total_rows));
+    }
+}
+
+bool CancelRequested() {
+    return TableCancelled != kFalse || SessionCancelled != kFalse;
+}
+
+void AppendTrimmedText(const Cell& value, std::string& out) {
+    if (value.Kind() != ValueKind::Text) {
+        AppendText(value, out);  // no other kind has blanks at its ends
+        return;
+    }
+    out += Trimmed(value.AsText());
+}
+
+}  // namespace vantry

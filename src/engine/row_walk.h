@@ -1,0 +1,30 @@
+#pragma once
+// What the row loaders and the text writer do alike while they walk a source: count its rows, open
+// them, set up the bar, see a cancel.
+
+#include "engine/error_scope.h"
+#include "engine/source_statements.h"
+
+#include <cstdint>
+
+namespace vantry {
+
+// The result of a count query; throws when it isn't a number.
+double CountOf(const Cell& value);
+
+// Runs the count on SrcRS. False when the count couldn't be had: `total_rows` is then as it was.
+bool CountSourceRows(ErrorScope& scope,
+                     const SourceStatements& statements,
+                     int cursor_type,
+                     double& total_rows);
+void OpenSourceRows(ErrorScope& scope, const SourceStatements& statements, int cursor_type);
+
+// The bar goes from 1 to the count of rows; below two rows its upper end stays what it was.
+void StartBar(double total_rows);
+
+bool CancelRequested();
+
+// Appends the value as text without blanks at its ends.
+void AppendTrimmedText(const Cell& value, std::string& out);
+
+}  // namespace vantry

@@ -1,0 +1,181 @@
+#include "engine/run_log.h"
+
+#include "data/value_text.h"
+
+namespace vantry {
+
+RunView* CurrentRunView = nullptr;
+
+namespace {
+
+constexpr std::string_view kLineBreak = "\r\n";
+
+template <typename... Pieces>
+std::string Join(const Pieces&... pieces) {
+    std::string text;
+    (text.append(pieces), ...);
+    return text;
+}
+
+// The present date and time in the machine's general form.
+std::string PresentTime() {
+    std::string text;
+    AppendDateTime(Now(), text);
+    return text;
+}
+
+std::int64_t SecondsOf(const DateTime& moment) {
+    return moment.day * std::int64_t{86'400} + moment.nanos / kNanosPerSecond;
+}
+
+// Days before the calendar's day 0 count down: round towards the past.
+std::int64_t MinutesOf(const DateTime& moment) {
+    const auto seconds = SecondsOf(moment);
+    return (seconds >= 0 ? seconds : seconds - 59) / 60;
+}
+
+}  // namespace
+
+void StartLog(std::string_view line) {
+    CurrentRunView->SetLogText(line);
+    CurrentRunView->Repaint();
+}
+
+void AppendLog(std::string_view line) {
+    AppendLogCaretKept(line);
+    CurrentRunView->CaretToEnd();
+}
+
+void AppendLogCaretKept(std::string_view line) {
+    CurrentRunView->AppendLogText(Join(kLineBreak, line));
+}
+
+void ContinueLog(std::string_view text) {
+    CurrentRunView->AppendLogText(text);
+    CurrentRunView->CaretToEnd();
+}
+
+std::string ElapsedText(const DateTime& from, const DateTime& to) {
+    const auto minutes = MinutesOf(to) - MinutesOf(from);
+    const auto seconds = SecondsOf(to) - SecondsOf(from);
+    return Join(std::to_string(minutes / 60),
+                " Hrs ",
+                std::to_string(seconds / 60),
+                " Min ",
+                std::to_string(seconds % 60),
+                " Sec");
+}
+
+namespace log_line {
+
+std::string Started() {
+    return Join("Started loading at :", PresentTime());
+}
+
+std::string TableElapsed(std::string_view elapsed) {
+    return Join(" Time Elapsed :", elapsed);
+}
+
+std::string EndTime() {
+    return Join("End Time is :", PresentTime());
+}
+
+std::string SessionElapsed(std::string_view elapsed) {
+    return Join("Total Time Elapsed for Session:", elapsed);
+}
+
+std::string_view Finished() {
+    return "*******( F.I.N.I.S.H )*********";
+}
+
+std::string AboutToDrop(std::string_view target) {
+    return Join("About to Drop Table :", target);
+}
+
+std::string Dropped(std::string_view target) {
+    return Join(target, " Table dropped");
+}
+
+std::string DropFailed(std::string_view target, std::string_view description) {
+    return Join(target, " Table Cannot be Dropped", kLineBreak, description);
+}
+
+std::string AboutToDelete(std::string_view target) {
+    return Join("About to delete existing rows from ", target);
+}
+
+std::string Deleted(std::string_view target) {
+    return Join("Existing Rows deleted succesfully from table ", target);
+}
+
+std::string DeleteFailed(std::string_view target, std::string_view description) {
+    return Join("Error deleting rows from table ", target, kLineBreak, description);
+}
+
+std::string AboutToCreate(std::string_view source) {
+    return Join("About To Create Table ", source, kLineBreak);
+}
+
+std::string Created(std::string_view target) {
+    return Join(target, " Table Created Successfully", kLineBreak);
+}
+
+std::string CreateFailed(std::string_view target) {
+    return Join("Error Creating Table ", target, kLineBreak);
+}
+
+std::string AboutToInsert(std::string_view source, std::string_view target) {
+    return Join("About to Insert Rows from ", source, " to ", target);
+}
+
+std::string AboutToInsertMySQL(std::string_view target) {
+    return Join("About to Insert Rows in ", target, " Table");
+}
+
+std::string RowError(std::int64_t row, std::string_view description) {
+    return Join("Error Loading Row:", std::to_string(row), kLineBreak, description);
+}
+
+std::string Aborting(std::string_view source) {
+    return Join("Aborting Loading Rows for Table :", source, " As Errors Exceeded 50 Allowed");
+}
+
+std::string RowsLoaded(std::int64_t rows) {
+    return Join(std::to_string(rows), " Rows Loaded");
+}
+
+std::string_view LoadCancelled() {
+    return "User Requested to cancel loading";
+}
+
+std::string TextStarted() {
+    return Join("Started Loading at ", PresentTime());
+}
+
+std::string AboutToWrite(std::string_view file) {
+    return Join("About to Start Loading Rows in :", file);
+}
+
+std::string_view LongColumns() {
+    return "Table Contains Long Datatypes. Cannot Create Fixed Length File. Pl Choose Delimited "
+           "Format or De-Select the Long Columns.";
+}
+
+std::string_view SkippingTable() {
+    return "Skipping table";
+}
+
+std::string_view TextAborting() {
+    return "Aborting loading as Errors exceed 50 allowed";
+}
+
+std::string_view TextFinished() {
+    return "******( FINISH )*******";
+}
+
+std::string_view TextCancelled() {
+    return "User Requested to abort loading";
+}
+
+}  // namespace log_line
+}  // namespace vantry

@@ -1,0 +1,104 @@
+#include "engine/run_session.h"
+
+#include "core/session_state.h"
+#include "data/value_text.h"
+#include "engine/row_loader.h"
+#include "engine/row_loader_mysql.h"
+#include "engine/run_log.h"
+#include "engine/target_creation.h"
+#include "engine/target_preparation.h"
+#include "text/file_rename.h"
+
+namespace vantry {
+namespace {
+
+bool Prepare(i16 i) {
+    const TableRec& table = SrcTables[static_cast<std::size_t>(i)];
+    if (table.TableExists != kTrue) {
+        return CreateTargetTable(i) == kTrue;
+    }
+    if (table.LoadOption == "DROP") {
+        return DropTargetTable(i) == kTrue && CreateTargetTable(i) == kTrue;
+    }
+    if (table.LoadOption == "DELETE") {
+        return DeleteTargetRows(i) == kTrue;
+    }
+    return true;
+}
+
+// Before any row moves: a table whose load fails later is there all the same.
+void NoteCreation(i16 i) {
+    const auto table = static_cast<std::size_t>(i);
+    if (SrcTables[table].FirstTimeLoadOpt == "CREATE") {
+        CreatedTables[table].TabID = SrcTables[table].TabID;
+        CreatedTables[table].Name = SrcTables[table].Name;
+        CreatedTables[table].FirstTimeLoadOpt = "CREATED";
+    }
+}
+
+void WalkTables() {
+    // A table that couldn't be prepared leaves the result of the one before it standing, and the
+    // renaming of a polled file goes by that.
+    i16 load_result = kFalse;
+    for (std::size_t table = 0; table < SrcTables.size(); ++table) {
+        const auto i = static_cast<i16>(table);
+        TableCancelled = kFalse;
+        TableStartTime = Now();
+        if (Prepare(i)) {
+            NoteCreation(i);
+            load_result = TargetType == "MySQL" ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
+            TableEndTime = Now();
+            ContinueLog(log_line::TableElapsed(ElapsedText(TableStartTime, TableEndTime)));
+            CurrentRunView->Repaint();
+        }
+        if (SourceType == "TEXTPOLL" && load_result == kTrue) {
+            MoveLoadedFile(SrcTables[table].Name);
+        }
+        if (SessionCancelled != kFalse) {
+            break;
+        }
+    }
+}
+
+void WriteRunRecord() {
+    const bool failed = false;  // a table's failure stands in the log alone
+    const std::string session = std::to_string(CurrentSessionID);
+    const DateTime now = Now();
+    RepoConn = std::make_unique<Connection>();
+    RepoConn->Open(RepoConnStr);
+    RepoConn->Execute("update sessions set LastRunDate=" + QuoteChar + ShortDate(now) + QuoteChar +
+                      ",LastRunTime=" + QuoteChar + TimeAmPm(now) + QuoteChar +
+                      ",SessionError=" + (failed ? "1" : "0") + " where sessionid=" + session);
+    if (TargetType != "TEXT") {
+        for (const auto& table : CreatedTables) {
+            if (table.FirstTimeLoadOpt == "CREATED") {
+                RepoConn->Execute("Update vytabs set TableExists=1,FirstTimeLoadOpt=" + QuoteChar +
+                                  QuoteChar + " where vytabs.SessionId=" + session +
+                                  " and vytabs.tabid=" + std::to_string(table.TabID));
+            }
+        }
+    }
+    RepoConn->Close();
+    RepoConn.reset();
+}
+
+}  // namespace
+
+void RunSession(const std::string& /*ignored*/) {
+    SessionCancelled = kFalse;
+    TableCancelled = kFalse;
+    SessionStartTime = Now();
+    StartLog(log_line::Started());
+    CreatedTables.assign(SrcTables.size(), TableRec());
+    WalkTables();
+    if (CurrentSessionID >= 1) {
+        WriteRunRecord();
+    }
+    SessionEndTime = Now();
+    CurrentRunView->ClearRowCounter();
+    AppendLog(log_line::EndTime());
+    AppendLog(log_line::SessionElapsed(ElapsedText(SessionStartTime, SessionEndTime)));
+    AppendLog(log_line::Finished());
+}
+
+}  // namespace vantry

@@ -1,0 +1,16 @@
+#pragma once
+// Runs the session in memory against a database target: prepares each target table, moves its rows,
+// tells the log, and writes the run's record into the repository. A failing table is told in the
+// log and the next one is taken; a failure of the repository goes through to the caller.
+//
+// CurrentRunView must be set. The session's arrays are read and never changed, so a run can be
+// repeated.
+
+#include <string>
+
+namespace vantry {
+
+// The argument is ignored.
+void RunSession(const std::string& ignored);
+
+}  // namespace vantry

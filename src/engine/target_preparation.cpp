@@ -1,0 +1,65 @@
+#include "engine/target_preparation.h"
+
+#include "engine/run_log.h"
+
+namespace vantry {
+namespace {
+
+// The table as it stands behind "drop table " and "delete from ": bracketed also on FoxPro, where a
+// name may hold a blank.
+std::string TableInStatement(const std::string& name) {
+    if (TargetType == "FOXPRO" && FoxDestMode == "DIR") {
+        return "[" + FoxDestPrefix + name + ".dbf]";
+    }
+    if (TargetType == "ORACLE") {
+        return name;
+    }
+    if (TargetType == "MySQL") {
+        return "`" + name + "`";
+    }
+    return "[" + name + "]";
+}
+
+const std::string& TargetName(i16 i) {
+    return DstTables.at(static_cast<std::size_t>(i)).Name;
+}
+
+}  // namespace
+
+i16 DropTargetTable(i16 i) {
+    const std::string& name = TargetName(i);
+    try {
+        Connection connection;
+        AppendLog(log_line::AboutToDrop(name));
+        // Opened twice: the first open makes a file engine let go of what an earlier table of the
+        // run left cached of this one.
+        connection.Open(TargetConnStr);
+        connection.Close();
+        connection.CursorLocation = adUseClient;
+        connection.Open(TargetConnStr);
+        connection.Execute("drop table " + TableInStatement(name));
+        AppendLog(log_line::Dropped(name));
+        return kTrue;
+    } catch (const std::exception& error) {
+        AppendLog(log_line::DropFailed(name, error.what()));
+        return kFalse;
+    }
+}
+
+i16 DeleteTargetRows(i16 i) {
+    const std::string& name = TargetName(i);
+    try {
+        Connection connection;
+        connection.CursorLocation = adUseClient;
+        connection.Open(TargetConnStr);
+        AppendLog(log_line::AboutToDelete(name));
+        connection.Execute("delete from " + TableInStatement(name));
+        AppendLog(log_line::Deleted(name));
+        return kTrue;
+    } catch (const std::exception& error) {
+        AppendLog(log_line::DeleteFailed(name, error.what()));
+        return kFalse;
+    }
+}
+
+}  // namespace vantry

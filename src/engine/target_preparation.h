@@ -1,0 +1,14 @@
+#pragma once
+// Drops or empties an existing target table before its rows come. Each uses a connection of its own
+// and tells what it does in the log; a failure is told with the data source's own words and gives
+// 0, and the table is then left out of the run.
+
+#include "core/session_state.h"
+
+namespace vantry {
+
+// `i` indexes DstTables. -1 on success, 0 on failure.
+i16 DropTargetTable(i16 i);
+i16 DeleteTargetRows(i16 i);
+
+}  // namespace vantry

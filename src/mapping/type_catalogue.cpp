@@ -1,0 +1,158 @@
+#include "mapping/type_catalogue.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+
+namespace vantry {
+namespace {
+
+struct CodeName {
+    i32 code;
+    std::string_view name;
+};
+
+constexpr CodeName kCodeNames[] = {
+    {0, "Empty"},
+    {2, "SmallInt"},
+    {3, "Integer"},
+    {4, "Single"},
+    {5, "Double"},
+    {6, "Currency"},
+    {7, "Date"},
+    {8, "BSTR"},
+    {9, "IDispatch"},
+    {10, "Error"},
+    {11, "Boolean"},
+    {12, "Variant"},
+    {13, "IUnknown"},
+    {14, "Decimal"},
+    {16, "TinyInt"},
+    {17, "UnsignedTinyInt"},
+    {18, "UnsignedSmallInt"},
+    {19, "UnsignedInt"},
+    {20, "BigInt"},
+    {21, "UnsignedBigInt"},
+    {64, "FileTime"},
+    {72, "GUID"},
+    {128, "Binary"},
+    {129, "Char"},
+    {130, "Wchar"},
+    {131, "Numeric"},
+    {132, "UserDefined"},
+    {133, "DBDate"},
+    {134, "DBTime"},
+    {135, "DBTimeStamp"},
+    {136, "Chapter"},
+    {138, "PropVariant"},
+    {139, "VarNumeric"},
+    {200, "Varchar"},
+    {201, "LongVarChar"},
+    {202, "VarWchar"},
+    {203, "LongVarWChar"},
+    {204, "VarBinary"},
+    {205, "LongVarBinary"},
+};
+
+struct Translation {
+    std::string_view neutral;
+    std::string_view access;
+    std::string_view foxpro;
+    std::string_view oracle;
+    std::string_view mysql;
+    std::string_view mssql;
+};
+
+// clang-format off
+constexpr Translation kTranslations[] = {
+    {"Binary",          "Binary",   "General",   "BLOB",     "BLOB",     "binary"},
+    {"Boolean",         "Boolean",  "Logical",   "Varchar2", "TinyInt",  "bit"},
+    {"Char",            "Text",     "Character", "Varchar2", "Varchar",  "char"},
+    {"Currency",        "Currency", "Currency",  "Number",   "Double",   "money"},
+    {"Date",            "DateTime", "DateTime",  "Date",     "DateTime", "datetime"},
+    {"DBDate",          "DateTime", "DateTime",  "Date",     "DateTime", "datetime"},
+    {"DBTime",          "DateTime", "DateTime",  "Date",     "DateTime", "datetime"},
+    {"DBTimeStamp",     "DateTime", "DateTime",  "Date",     "DateTime", "datetime"},
+    {"Double",          "Double",   "Double",    "Number",   "Double",   "float"},
+    {"GUID",            "Long",     "Double",    "Number",   "Double",   "uniqueidentifier"},
+    {"Integer",         "Long",     "Integer",   "Number",   "Integer",  "int"},
+    {"LongVarBinary",   "Binary",   "General",   "BLOB",     "LongBLOB", "image"},
+    {"LongVarChar",     "Memo",     "Memo",      "CLOB",     "LongText", "text"},
+    {"LongVarWChar",    "Memo",     "Memo",      "CLOB",     "LongText", "ntext"},
+    {"Numeric",         "Double",   "Numeric",   "Number",   "Decimal",  "decimal"},
+    {"Single",          "Single",   "Integer",   "Number",   "Integer",  "real"},
+    {"SmallInt",        "Integer",  "Integer",   "Number",   "SmallInt", "smallint"},
+    {"TinyInt",         "Single",   "Integer",   "Number",   "TinyInt",  "Bit"},
+    {"UnsignedInt",     "Integer",  "Integer",   "Number",   "Integer",  "int"},
+    {"UnsignedTinyInt", "Byte",     "Integer",   "Number",   "SmallInt", "tinyint"},
+    {"VarBinary",       "Binary",   "General",   "BLOB",     "LongBLOB", "varbinary"},
+    {"Varchar",         "Text",     "Character", "Varchar2", "Varchar",  "varchar"},
+    {"VarNumeric",      "Double",   "Double",    "Number",   "Decimal",  "numeric"},
+    {"VarWchar",        "Text",     "Character", "Varchar2", "Varchar",  "nvarchar"},
+    {"Wchar",           "Text",     "Character", "Varchar2", "Varchar",  "nchar"},
+    // Spellings that no type code gives; names typed by hand or kept by old sessions still translate.
+    {"DBTime'",         "",         "",          "",         "DateTime", "datetime"},
+    {"BIT",             "",         "",          "",         "TinyInt",  ""},
+};
+// clang-format on
+
+std::string Translate(const std::string& name, std::string_view Translation::*column) {
+    const auto* const row = std::find_if(std::begin(kTranslations),
+                                         std::end(kTranslations),
+                                         [&](const Translation& t) { return t.neutral == name; });
+    return row == std::end(kTranslations) ? std::string() : std::string(row->*column);
+}
+
+}  // namespace
+
+std::string AdoTypeName(i32 code) {
+    const auto* const row = std::find_if(std::begin(kCodeNames),
+                                         std::end(kCodeNames),
+                                         [&](const CodeName& c) { return c.code == code; });
+    return row == std::end(kCodeNames) ? std::string() : std::string(row->name);
+}
+
+std::string AccessTypeOf(const std::string& name) {
+    return Translate(name, &Translation::access);
+}
+
+std::string FoxProTypeOf(const std::string& name) {
+    return Translate(name, &Translation::foxpro);
+}
+
+std::string OracleTypeOf(const std::string& name) {
+    return Translate(name, &Translation::oracle);
+}
+
+std::string MySQLTypeOf(const std::string& name) {
+    return Translate(name, &Translation::mysql);
+}
+
+std::string MSSQLTypeOf(const std::string& name) {
+    return Translate(name, &Translation::mssql);
+}
+
+std::string TranslateType(const std::string& name, const std::string& direction) {
+    const std::string none;
+    const std::string& kind = direction == "SOURCE" ? SourceType
+                              : direction == "DEST" ? TargetType
+                                                    : none;
+    if (kind == "ACCESS") {
+        return AccessTypeOf(name);
+    }
+    if (kind == "FOXPRO") {
+        return FoxProTypeOf(name);
+    }
+    if (kind == "ORACLE") {
+        return OracleTypeOf(name);
+    }
+    if (kind == "MySQL") {
+        return MySQLTypeOf(name);
+    }
+    if (kind == "MSSQL") {
+        return MSSQLTypeOf(name);
+    }
+    return name;
+}
+
+}  // namespace vantry

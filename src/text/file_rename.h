@@ -1,0 +1,14 @@
+#pragma once
+// Renames a polled file once it is loaded, so that it isn't loaded twice.
+
+#include "core/session_state.h"
+
+#include <string>
+
+namespace vantry {
+
+// `name` as it stands in SrcTables; the file is that of PollFolder. -1 on success; a failure is
+// shown in a box and gives 0.
+i16 MoveLoadedFile(const std::string& name);
+
+}  // namespace vantry

@@ -1,0 +1,234 @@
+#include "text/line_file.h"
+
+#include "data/data_error.h"
+#include "drivers/file/file_errors.h"
+#include "drivers/file/file_lock.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <span>
+
+namespace vantry::text {
+namespace {
+
+constexpr int kUtf8CodePage = 65001;
+constexpr mode_t kPermissionBits = 07777;
+
+DataError NotAFile(const std::string& path) {
+    return {kErrUnspecified,
+            "\"" + path +
+                "\" can't be written: there is a folder or a device of that name. Choose another "
+                "name or folder for the text file."};
+}
+
+DataError BeingWritten(const std::string& path) {
+    return {kErrUnspecified,
+            "\"" + path +
+                "\" is being written by another run. Wait for its end, or choose another folder."};
+}
+
+DataError NotOpen() {
+    return {kErrObjectClosed, "Nothing is written: the text file couldn't be opened."};
+}
+
+DataError UnknownCharacter(const std::string& path) {
+    return {kErrConversion,
+            "The line isn't written to \"" + path +
+                "\": it has a character that the character set of this machine lacks. Run the "
+                "program with a UTF-8 locale."};
+}
+
+DataError LastLinesMissing(const std::string& path, std::int64_t lines, const DataError& reason) {
+    return {reason.Number(),
+            reason.Description() + " The last " + std::to_string(lines) + " lines aren't in \"" +
+                path + "\"."};
+}
+
+std::filesystem::file_type TypeOf(const std::string& path) {
+    std::error_code absent;
+    return std::filesystem::symlink_status(path, absent).type();
+}
+
+bool IsThere(const std::string& path) {
+    return TypeOf(path) != std::filesystem::file_type::not_found;
+}
+
+bool LockForWriting(const file::File& file) {
+    return file::TryLock(file, file::LockByte::Writer, file::LockKind::Exclusive);
+}
+
+// A file system that is somewhere else sends what it still holds when a descriptor is closed, and
+// says only then that there is no room for it.
+void FlushToServer(const file::File& file) {
+    if (::close(::dup(file.Descriptor())) != 0) {
+        throw file::SystemError(file.Path(), "written", errno);
+    }
+}
+
+// Takes away what a run that died has left; a file that a living run writes is locked.
+void RemoveStale(const std::string& partial) {
+    if (TypeOf(partial) == std::filesystem::file_type::regular) {
+        const auto stale = file::File::OpenIfThere(partial, file::OpenMode::ReadWrite);
+        if (stale && !LockForWriting(*stale)) {
+            throw BeingWritten(partial);
+        }
+        file::RemoveFile(partial);
+    } else if (TypeOf(partial) == std::filesystem::file_type::symlink) {
+        file::RemoveFile(partial);  // the link, never what it leads to
+    }
+}
+
+}  // namespace
+
+void LineFile::Open(const std::string& path) {
+    Abandon();
+    path_ = path;
+    size_ = line_start_ = 0;
+    file_size_ = 0;
+    lines_ = lines_waiting_ = 0;
+    const auto type = TypeOf(path);
+    if (path.find('\0') != std::string::npos || (type != std::filesystem::file_type::not_found &&
+                                                 type != std::filesystem::file_type::regular &&
+                                                 type != std::filesystem::file_type::symlink)) {
+        throw NotAFile(path);
+    }
+    code_page_.reset();
+    if (LocaleCodePage() != kUtf8CodePage) {
+        code_page_.emplace(LocaleCodePage());
+    }
+    if (capacity_ == 0) {
+        Grow(kWriteSize + kWriteSize / 4);
+    }
+    TakePartialName();
+    KeepMode();
+}
+
+void LineFile::TakePartialName() {
+    const std::string partial = path_ + ".partial";
+    RemoveStale(partial);
+    auto created = file::File::CreateNew(partial, false);
+    // Between its making and its lock the file looked stale to others.
+    const bool locked = LockForWriting(created);
+    const auto there = file::StampOf(partial);
+    if (!locked || !there || !there->SameFile(created.Stamp())) {
+        throw BeingWritten(partial);
+    }
+    file_ = std::move(created);
+}
+
+// The new file may be read by whom the former one may be read by.
+void LineFile::KeepMode() const {
+    struct stat former {};
+    if (::lstat(path_.c_str(), &former) == 0 && S_ISREG(former.st_mode)) {
+        // A file system without permissions refuses: it then keeps none for the former one either.
+        (void)::fchmod(file_.Descriptor(), former.st_mode & kPermissionBits);
+    }
+}
+
+void LineFile::Grow(std::size_t count) {
+    const std::size_t capacity = std::max(capacity_ * 2, size_ + count);
+    auto larger = std::make_unique_for_overwrite<char[]>(capacity);
+    if (size_ != 0) {
+        std::memcpy(larger.get(), buffer_.get(), size_);
+    }
+    buffer_ = std::move(larger);
+    capacity_ = capacity;
+}
+
+void LineFile::PrepareUncommonLine() {
+    try {
+        if (!file_) {
+            throw NotOpen();
+        }
+        if (code_page_) {
+            Recode();
+        }
+        if (size_ >= kWriteSize) {
+            WriteOut();
+        }
+    } catch (...) {
+        BeginLine();
+        throw;
+    }
+}
+
+void LineFile::Recode() {
+    const std::string_view line(buffer_.get() + line_start_, size_ - line_start_);
+    if (IsAscii(line)) {
+        return;
+    }
+    recoded_.clear();
+    if (!code_page_->AppendBytes(line, recoded_)) {
+        throw UnknownCharacter(path_);
+    }
+    BeginLine();
+    Append(recoded_);
+}
+
+// Writes the accepted lines and moves the line that is being made to the buffer's start. A write
+// that fails leaves all as it is: the next one writes the same bytes to the same place.
+void LineFile::WriteOut() {
+    if (line_start_ == 0) {
+        return;
+    }
+    file_.Write(file_size_, std::as_bytes(std::span(buffer_.get(), line_start_)));
+    file_size_ += line_start_;
+    lines_waiting_ = 0;
+    std::memmove(buffer_.get(), buffer_.get() + line_start_, size_ - line_start_);
+    size_ -= line_start_;
+    line_start_ = 0;
+}
+
+void LineFile::Finish() {
+    if (!file_) {
+        throw NotOpen();
+    }
+    try {
+        BeginLine();
+        WriteOut();
+        if (IsThere(path_)) {
+            file_.Sync();  // a former file is given up only for one that is safe on the disk
+        } else {
+            FlushToServer(file_);
+        }
+        file::RenameReplacing(file_.Path(), path_);
+        file_ = {};
+    } catch (const DataError& error) {
+        const std::int64_t missing = lines_waiting_;
+        Abandon();
+        if (missing == 0) {
+            throw;
+        }
+        throw LastLinesMissing(path_, missing, error);
+    }
+}
+
+void LineFile::Abandon() noexcept {
+    if (!file_) {
+        return;
+    }
+    try {
+        BeginLine();
+        WriteOut();
+    } catch (const DataError&) {
+        lines_ -= lines_waiting_;
+        lines_waiting_ = 0;
+        try {
+            file_.Truncate(file_size_);
+        } catch (const DataError&) {
+            // A torn last line stays in a file that is called partial.
+        }
+    }
+    try {
+        file::RenameNoReplace(file_.Path(), path_);
+    } catch (const DataError&) {
+        // The former file has the name: the lines stay beside it.
+    }
+    file_ = {};
+}
+
+}  // namespace vantry::text

@@ -1,0 +1,263 @@
+#include "text/text_writer.h"
+
+#include "engine/row_walk.h"
+#include "engine/run_log.h"
+#include "text/field_text.h"
+#include "text/line_file.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace vantry {
+namespace {
+
+constexpr int kErrorLimit = 51;
+constexpr std::int64_t kRowsPerHandOver = 100;
+
+DataError NoPlainName(const std::string& path) {
+    return {kErrUnspecified,
+            "\"" + path + "\" is no file of the folder \"" + TextDestDir +
+                "\": the table's name holds a \"/\". Give the target file another name."};
+}
+
+DataError IncompleteLine(std::size_t missing, std::size_t columns) {
+    return {kErrMissingParameter,
+            "The line isn't written: " + std::to_string(missing) + " of its " +
+                std::to_string(columns) + " fields have no value."};
+}
+
+// Names come from data: inside the folder of the session a file name leads nowhere else.
+void RequirePlainName(const std::string& path) {
+    const std::string folder = JoinPath(TextDestDir, "");
+    if (path.starts_with(folder) && path.find('/', folder.size()) != std::string::npos) {
+        throw NoPlainName(path);
+    }
+}
+
+class TextRun {
+public:
+    enum class ClassBy { FieldType, TypeName };
+    explicit TextRun(ClassBy class_by)
+        : class_by_(class_by),
+          delimited_(TextDestFormat == "DELIMITED"),
+          scope_(kErrorLimit, [this](auto description) { TellError(description); }) {
+        style_.qualifier = TextDestQual;
+        style_.delimiter = TextDestDelim;
+        style_.closing = TextDestQual + TextDestDelim;
+    }
+
+    void Run();
+
+private:
+    void TellError(std::string_view description) const;
+    void WriteTable(const TableRec& source, const TableRec& target);
+    void ReadLongColumns();
+    void ChooseColumns(const MappedColumns& mapped);
+    void OpenFile(const std::string& path);
+    void WriteHeading(const MappedColumns& mapped);
+    void WriteRows();
+    void EndLine(std::size_t fields, std::size_t columns);
+    void FinishFile();
+
+    ClassBy class_by_;
+    bool delimited_;
+    ErrorScope scope_;
+    text::LineStyle style_;
+    text::LineFile file_;
+
+    // Of the table that is being written.
+    std::vector<text::LineColumn> columns_;
+    bool has_long_columns_ = false;
+    std::int64_t heading_lines_ = 0;
+    std::int64_t rows_read_ = 0;
+    std::int64_t rows_loaded_ = 0;
+    double total_rows_ = 0;
+};
+
+void TextRun::Run() {
+    StartLog(log_line::TextStarted());
+    SessionCancelled = kFalse;
+    TableCancelled = kFalse;
+    const bool whole = scope_.Run([this] {
+        for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+            WriteTable(SrcTables[i], DstTables.at(i));
+            if (CancelRequested()) {
+                break;
+            }
+        }
+    });
+    if (!whole) {
+        AppendLog(log_line::TextAborting());
+        try {
+            SrcRS->Close();
+        } catch (const DataError&) {
+            // It never opened: there is nothing to close, and nobody left to tell.
+        }
+        file_.Abandon();
+        return;
+    }
+    CurrentRunView->ClearRowCounter();
+    AppendLog(log_line::EndTime());
+    AppendLog(log_line::TextFinished());
+    if (CancelRequested()) {
+        AppendLog(log_line::TextCancelled());
+    }
+}
+
+void TextRun::TellError(std::string_view description) const {
+    if (class_by_ == ClassBy::TypeName) {
+        AppendLog(description);
+    } else {
+        AppendLog(log_line::RowError(rows_read_, description));
+    }
+}
+
+void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
+    TableCancelled = kFalse;
+    AppendLog(log_line::AboutToWrite(JoinPath(TextDestDir, source.Name) +
+                                     (SourceType == "TEXT" ? std::string() : TextDestExt)));
+    const auto mapped = MappedColumnsOf(source.TabID);
+    const auto statements = ReadingStatements(source, mapped, kTextReading);
+    SrcRS = std::make_unique<Recordset>();
+    const bool counted = CountSourceRows(scope_, statements, adOpenForwardOnly, total_rows_);
+    StartBar(total_rows_);
+    rows_read_ = 0;
+    rows_loaded_ = 0;
+    OpenSourceRows(scope_, statements, adOpenForwardOnly);
+    if (TextDestFormat == "FIXED") {
+        ReadLongColumns();
+    }
+    ChooseColumns(mapped);
+    OpenFile(target.Name);
+    if (TextDestHeader != kFalse) {
+        WriteHeading(mapped);
+    }
+    if (TextDestFormat == "FIXED" && has_long_columns_) {
+        AppendLog(log_line::SkippingTable());
+        FinishFile();
+        return;
+    }
+    // A count that couldn't be had is no count of zero: the rows are then tried all the same.
+    if (counted && total_rows_ <= 0) {
+        FinishFile();
+        return;
+    }
+    WriteRows();
+    scope_([] { SrcRS->Close(); });
+    FinishFile();
+    AppendLog(log_line::RowsLoaded(rows_loaded_));
+}
+
+void TextRun::ReadLongColumns() {
+    has_long_columns_ = false;
+    scope_([this] {
+        for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
+            const int type = SrcRS->Fields()[k].Type();
+            has_long_columns_ = has_long_columns_ || IsLongType(type) || IsBinaryType(type);
+        }
+    });
+    if (has_long_columns_) {
+        AppendLog(log_line::LongColumns());
+    }
+}
+
+void TextRun::ChooseColumns(const MappedColumns& mapped) {
+    columns_.clear();
+    scope_([&] {
+        for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
+            auto& field = SrcRS->Fields()[k];
+            const auto field_class =
+                class_by_ == ClassBy::TypeName
+                    ? text::ClassOfTypeName(mapped.at(static_cast<std::size_t>(k))->DDtype)
+                    : text::ClassOfType(field.Type());
+            columns_.push_back(delimited_ ? text::DelimitedColumn(field, field_class, style_)
+                                          : text::FixedColumn(field, field_class, style_));
+        }
+    });
+}
+
+void TextRun::OpenFile(const std::string& path) {
+    heading_lines_ = 0;
+    scope_([&] {
+        RequirePlainName(path);
+        file_.Open(path);
+    });
+}
+
+void TextRun::WriteHeading(const MappedColumns& mapped) {
+    scope_([&] {
+        file_.BeginLine();
+        for (const auto* row : mapped) {
+            if (delimited_) {
+                file_.Append({}, row->DCName, style_.delimiter);
+            } else {
+                file_.Append(text::FixedHeading(*row));
+            }
+        }
+        EndLine(mapped.size(), mapped.size());
+        heading_lines_ = 1;
+    });
+}
+
+void TextRun::WriteRows() {
+    while (scope_.Enters([] { return !SrcRS->Eof(); })) {
+        scope_.RowOK = true;
+        scope_([] { SrcRS->Fields(); });
+        file_.BeginLine();
+        std::size_t fields = 0;
+        for (const auto& column : columns_) {
+            scope_([&] {
+                column.write(column, file_);
+                ++fields;
+            });
+        }
+        scope_([&] { EndLine(fields, columns_.size()); });
+        if (rows_loaded_ % kRowsPerHandOver == 0) {
+            CurrentRunView->DoEvents();
+        }
+        if (CancelRequested()) {
+            break;
+        }
+        ++rows_read_;
+        if (scope_.RowOK) {
+            ++rows_loaded_;
+            if (static_cast<double>(rows_loaded_) <= total_rows_) {
+                CurrentRunView->SetBarValue(rows_loaded_);
+            }
+            CurrentRunView->SetRowCounter(rows_loaded_, total_rows_);
+        }
+        scope_([] { SrcRS->MoveNext(); });
+    }
+}
+
+void TextRun::EndLine(std::size_t fields, std::size_t columns) {
+    if (fields < columns || columns == 0) {
+        throw IncompleteLine(columns - fields, columns);
+    }
+    if (delimited_) {
+        file_.CutBack(style_.delimiter.size());
+    }
+    file_.EndLine();
+}
+
+// Rows that turn out not to be in the file were counted too soon.
+void TextRun::FinishFile() {
+    scope_([this] { file_.Finish(); });
+    rows_loaded_ = std::clamp<std::int64_t>(file_.Lines() - heading_lines_, 0, rows_loaded_);
+}
+
+}  // namespace
+
+void RunSessionToText(const std::string& ignored) {
+    if (SourceType == "TEXT" && TargetType == "TEXT") {
+        RunTextToText(ignored);
+        return;
+    }
+    TextRun(TextRun::ClassBy::FieldType).Run();
+}
+
+void RunTextToText(const std::string& /*ignored*/) {
+    TextRun(TextRun::ClassBy::TypeName).Run();
+}
+
+}  // namespace vantry
