@@ -421,7 +421,8 @@ int WindowsCodePageOfLocale() {
     const std::string language = with_country.substr(0, with_country.find('_'));
     const auto modifier_at = locale.find('@');
     const std::string modifier = modifier_at == std::string::npos ? "" : locale.substr(modifier_at);
-    for (const auto& name : {language + modifier, with_country, language}) {
+    for (const auto& name :
+         {modifier.empty() ? with_country : language + modifier, with_country, language}) {
         if (const auto page = PageOfLanguage(name)) {
             return *page;
         }

@@ -13,6 +13,7 @@ namespace {
 constexpr int kMaxDigits = 38;
 // Powers of ten up to here, and whole numbers up to 2^53, are exact as doubles.
 constexpr int kMaxExactPower = 22;
+constexpr double kTwoTo63 = 9223372036854775808.0;
 constexpr UInt128 kMaxExactWhole = UInt128{1} << 53;
 
 constexpr std::array<UInt128, kMaxDigits + 1> kPowers = [] {
@@ -45,6 +46,10 @@ template <typename Float>
 std::optional<Scientific> FromFloat(Float value) {
     if (!std::isfinite(value)) {
         return std::nullopt;
+    }
+    if (value >= -kTwoTo63 && value < kTwoTo63 && std::trunc(value) == value) {
+        const auto whole = static_cast<std::int64_t>(value);
+        return Scientific{Magnitude(whole), 0, whole < 0};
     }
     // The shortest digits that read back: 0.1 is meant as 0.1.
     std::array<char, 64> buffer;

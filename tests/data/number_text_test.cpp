@@ -1,0 +1,213 @@
+#include "data/value_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+namespace vantry {
+namespace {
+
+std::string DoubleText(double value) {
+    std::string text;
+    AppendDouble(value, text);
+    return text;
+}
+
+std::string DecimalText(Int128 unscaled, int scale) {
+    return ToText(Cell::FromDecimal({unscaled, static_cast<std::uint8_t>(scale)}));
+}
+
+const Int128 kMostDigits = [] {
+    Int128 value = 1;
+    for (int i = 0; i < 38; ++i) {
+        value *= 10;
+    }
+    return value - 1;
+}();
+
+TEST(NumberText, DoublesAreWrittenPlainInTheMiddleAndWithExponentsOutside) {
+    const std::vector<std::pair<double, const char*>> cases = {
+        {0.0, "0"},
+        {-0.0, "0"},
+        {1, "1"},
+        {-12.34, "-12.34"},
+        {0.1, "0.1"},
+        {0.1 + 0.2, "0.30000000000000004"},
+        {1.0 / 3, "0.3333333333333333"},
+        {0.0001, "0.0001"},
+        {-0.00012345, "-0.00012345"},
+        {0.00001, "1E-05"},
+        {0.000015, "1.5E-05"},
+        {100000.00005, "100000.00005"},
+        {99999999999.9999, "99999999999.9999"},
+        {999999999999999.0, "999999999999999"},
+        {-1e15, "-1E+15"},
+        {1234567890123456.0, "1.234567890123456E+15"},
+        {1e100, "1E+100"},
+        {std::numeric_limits<double>::max(), "1.7976931348623157E+308"},
+        {std::numeric_limits<double>::denorm_min(), "5E-324"},
+        {std::numeric_limits<double>::quiet_NaN(), "NaN"},
+        {-std::numeric_limits<double>::infinity(), "-Infinity"},
+    };
+    for (const auto& [value, text] : cases) {
+        EXPECT_EQ(DoubleText(value), text);
+    }
+    EXPECT_EQ(ToText(Cell::Single(0.1F)), "0.1");
+    EXPECT_EQ(ToText(Cell::Single(-0.0F)), "0");
+    EXPECT_EQ(ToText(Cell::Single(16777216.0F)), "16777216");
+    EXPECT_EQ(ToText(Cell::Single(3.4028235E+38F)), "3.4028235E+38");
+}
+
+TEST(NumberText, IntegersAndDecimalsKeepEveryDigit) {
+    EXPECT_EQ(ToText(Cell::Int64(INT64_MIN)), "-9223372036854775808");
+    EXPECT_EQ(ToText(Cell::Int64(INT64_MAX)), "9223372036854775807");
+    EXPECT_EQ(ToText(Cell::UInt64(UINT64_MAX)), "18446744073709551615");
+    EXPECT_EQ(ToText(Cell::Int64(-100)), "-100");
+    EXPECT_EQ(DecimalText(1250, 2), "12.50");
+    EXPECT_EQ(DecimalText(-5, 3), "-0.005");
+    EXPECT_EQ(DecimalText(0, 2), "0.00");
+    EXPECT_EQ(DecimalText(-kMostDigits, 0), "-" + std::string(38, '9'));
+    EXPECT_EQ(DecimalText(kMostDigits, 38), "0." + std::string(38, '9'));
+    EXPECT_EQ(DecimalText(Int128{INT64_MAX} * 1000, 1), "922337203685477580700.0");
+    EXPECT_EQ(DecimalText(Int128{10'000'000'000'000'000'000U}, 0), "10000000000000000000");
+}
+
+TEST(NumberText, OtherKindsHaveTheirForms) {
+    EXPECT_EQ(ToText(Cell::Boolean(true)), "True");
+    EXPECT_EQ(ToText(Cell::Boolean(false)), "False");
+    EXPECT_EQ(ToText(Cell::Null()), "");
+    EXPECT_EQ(ToText(Cell()), "");
+    EXPECT_EQ(ToText(Cell::Text("é\n")), "é\n");
+    const std::array<std::byte, 3> bytes = {std::byte{0}, std::byte{0xFF}, std::byte{'x'}};
+    EXPECT_EQ(ToText(Cell::Bytes(bytes)), std::string("\0\xFFx", 3));
+}
+
+// Doubles of every magnitude and of the few decimals that the short way writes.
+TEST(NumberText, DoublesReadBackAndNoShorterTextWould) {
+    std::mt19937_64 random(11);  // NOLINT(cert-msc51-cpp): the same values at each run
+    for (int round = 0; round < 60000; ++round) {
+        double value = 0;
+        if (round % 3 == 0) {
+            const std::uint64_t bits = random();
+            std::memcpy(&value, &bits, sizeof value);
+        } else {
+            constexpr std::array<double, 6> kPowers = {1, 10, 100, 1000, 1e4, 1e6};
+            const auto whole = static_cast<std::int64_t>(random() >> (random() % 63 + 1));
+            value = static_cast<double>(round % 2 == 0 ? whole : -whole) / kPowers[random() % 6];
+        }
+        if (!std::isfinite(value)) {
+            continue;
+        }
+        const std::string text = DoubleText(value);
+        ASSERT_EQ(std::strtod(text.c_str(), nullptr), value) << text;
+        ASSERT_EQ(ParseDouble(text), value) << text;
+        std::array<char, 32> fifteen{};
+        std::snprintf(fifteen.data(), fifteen.size(), "%.15g", value);
+        const auto digits = static_cast<std::size_t>(std::count_if(
+            text.begin(),
+            text.begin() + static_cast<std::ptrdiff_t>(std::min(text.find('E'), text.size())),
+            [](char c) { return c >= '0' && c <= '9'; }));
+        if (std::strtod(fifteen.data(), nullptr) == value) {
+            ASSERT_LE(digits, 15U + 4U) << text;  // up to four zeros before the first digit
+        }
+        const bool short_plain = text.find('E') == std::string::npos && digits <= 15;
+        ASSERT_TRUE(!short_plain || IsCanonicalNumber(text)) << text;
+    }
+}
+
+TEST(NumberText, DecimalsAndIntegersReadBack) {
+    std::mt19937_64 random(12);  // NOLINT(cert-msc51-cpp): the same values at each run
+    for (int round = 0; round < 20000; ++round) {
+        const auto wide = (static_cast<UInt128>(random()) << 64) | random();
+        const auto magnitude =
+            static_cast<Int128>((wide >> (random() % 127)) % static_cast<UInt128>(kMostDigits));
+        const Decimal value{random() % 2 == 0 ? magnitude : -magnitude,
+                            static_cast<std::uint8_t>(random() % 39)};
+        std::string text;
+        AppendDecimal(value, text);
+        const auto back = ParseDecimal(text);
+        ASSERT_TRUE(back) << text;
+        ASSERT_TRUE(back->unscaled == value.unscaled && back->scale == value.scale) << text;
+        const auto whole = static_cast<std::int64_t>(random() >> (random() % 64));
+        ASSERT_EQ(ParseInt64(ToText(Cell::Int64(whole))), whole);
+        ASSERT_EQ(ToText(Cell::Int64(whole)), std::to_string(whole));
+    }
+}
+
+TEST(NumberText, OnlyNumbersAreReadAsNumbers) {
+    EXPECT_EQ(ParseInt64(" +12 "), 12);
+    EXPECT_EQ(ParseInt64("-9223372036854775808"), INT64_MIN);
+    for (const auto* text :
+         {"", " ", "+", "-", "+-1", "1.0", "1e3", "0x1", "9223372036854775808", "1 2", "1,000"}) {
+        EXPECT_FALSE(ParseInt64(text)) << text;
+    }
+    EXPECT_EQ(ParseDouble(" 1. "), 1.0);
+    EXPECT_EQ(ParseDouble("-.5"), -0.5);
+    EXPECT_EQ(ParseDouble("+1.5E+3"), 1500.0);
+    for (const auto* text : {"",
+                             ".",
+                             "1e",
+                             "1e+",
+                             "nan",
+                             "inf",
+                             "-Infinity",
+                             "0x1p3",
+                             "&H1F",
+                             "1,5",
+                             "1e999",
+                             "--1",
+                             "1.2.3",
+                             "$1"}) {
+        EXPECT_FALSE(ParseDouble(text)) << text;
+    }
+    EXPECT_EQ(ParseDecimal("+00012.50")->scale, 2);
+    EXPECT_TRUE(ParseDecimal(std::string(50, '0') + std::string(38, '9'))->unscaled == kMostDigits);
+    for (const std::string& text : {std::string(39, '9'),
+                                    "0." + std::string(39, '0'),
+                                    std::string("1e2"),
+                                    std::string("."),
+                                    std::string("-"),
+                                    std::string("1 2"),
+                                    std::string("1..2")}) {
+        EXPECT_FALSE(ParseDecimal(text)) << text;
+    }
+    for (const auto* text : {"TRUE", " yes", "On", "-1", "0.5", "1e3"}) {
+        EXPECT_EQ(ParseBoolean(text), true) << text;
+    }
+    for (const auto* text : {"false", "NO", "off ", "0", "-0.0"}) {
+        EXPECT_EQ(ParseBoolean(text), false) << text;
+    }
+    EXPECT_FALSE(ParseBoolean("T"));
+    EXPECT_FALSE(ParseBoolean(""));
+}
+
+// Whatever a short text of number characters is, it is canonical exactly if it is what its own
+// value is written as.
+TEST(NumberText, ACanonicalNumberIsOneThatIsWrittenAsItStands) {
+    std::mt19937 random(13);  // NOLINT(cert-msc51-cpp): the same texts at each run
+    constexpr std::string_view kAlphabet = "00001259--..E+ ";
+    int canonical = 0;
+    for (int round = 0; round < 200000; ++round) {
+        std::string text;
+        const std::size_t length = random() % 9;
+        for (std::size_t i = 0; i < length; ++i) {
+            text += kAlphabet[random() % kAlphabet.size()];
+        }
+        const auto value = ParseDouble(text);
+        const bool expected =
+            value && DoubleText(*value) == text && text.find('E') == std::string::npos;
+        ASSERT_EQ(IsCanonicalNumber(text), expected) << '"' << text << '"';
+        canonical += expected ? 1 : 0;
+    }
+    EXPECT_GT(canonical, 1000);
+    EXPECT_TRUE(IsCanonicalNumber("999999999999999"));
+    EXPECT_TRUE(IsCanonicalNumber("-0.000123456789012345"));
+    EXPECT_FALSE(IsCanonicalNumber("0.0000123"));
+    EXPECT_FALSE(IsCanonicalNumber("1000000000000000"));
+    EXPECT_FALSE(IsCanonicalNumber("12345678.12345678"));
+}
+
+}  // namespace
+}  // namespace vantry
