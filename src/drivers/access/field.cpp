@@ -116,7 +116,9 @@ FieldDecoder::FieldDecoder(PageSource& source, const ColumnDef& column)
       calculated_(column.IsCalculated()),
       scale_(column.scale),
       coding_(source.Header(), column.code_page) {
-    if (column.IsLongValue()) {
+    // The descriptor of a calculated column may name another type than its result's.
+    if (column.IsLongValue() || column.value_type == ColumnType::Memo ||
+        column.value_type == ColumnType::Ole) {
         long_values_.emplace(source);
     }
 }
@@ -211,6 +213,9 @@ Cell FieldDecoder::DecodeCalculated(ByteSpan stored) {
     const auto wrapped = long_values_ ? long_values_->Read(stored) : stored;
     const auto length = LoadU32(wrapped, kCalculatedLengthOffset);
     const auto data = Slice(wrapped, kCalculatedDataOffset, length);
+    if (data.empty() && FixedSizeOf(type_) != 0) {
+        return Cell::Null();
+    }
     switch (type_) {
         case ColumnType::Numeric: {
             if (data.size() == kNumericSize) {
