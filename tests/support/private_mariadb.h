@@ -15,8 +15,8 @@
 namespace vantry::test {
 
 struct MariaDbOptions {
-    bool general_log = false;                // LoggedStatements() needs it
-    int flush_log_at_commit = 0;             // 1: as an untouched server, for measurements
+    bool general_log = false;     // LoggedStatements() needs it
+    int flush_log_at_commit = 2;  // a killed server keeps its commits; 1: as an untouched server
     std::uint64_t max_allowed_packet = 0;    // bytes; 0: the server's default of 16 MiB
     bool listen_on_tcp = true;               // false: the socket alone
     std::vector<std::string> more_settings;  // further "--name=value" arguments of the server

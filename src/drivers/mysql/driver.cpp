@@ -1,0 +1,98 @@
+#include "drivers/mysql/driver.h"
+
+#include "drivers/mysql/appender.h"
+#include "drivers/mysql/bound_statement.h"
+#include "drivers/mysql/cursor.h"
+#include "drivers/mysql/errors.h"
+#include "drivers/mysql/session.h"
+
+#include <utility>
+
+namespace vantry::mysql {
+namespace {
+
+class MySqlStatement : public Statement {
+public:
+    MySqlStatement(std::shared_ptr<Session> session, std::string_view sql, std::vector<int> types)
+        : statement_(std::move(session), sql, std::move(types)) {}
+    std::int64_t Execute(std::span<const Cell> values) override {
+        return statement_.Execute(values);
+    }
+
+private:
+    BoundStatement statement_;
+};
+
+class MySqlConnection : public DriverConnection {
+public:
+    explicit MySqlConnection(Login login) : session_(std::make_shared<Session>(std::move(login))) {}
+
+    std::unique_ptr<Cursor> OpenCursor(std::string_view sql) override {
+        return std::make_unique<MySqlCursor>(session_, sql);
+    }
+
+    std::int64_t Execute(std::string_view sql) override {
+        MYSQL* handle = session_->Idle();
+        if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
+            throw ServerError(handle);
+        }
+        const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
+        if (MYSQL_RES* result = mysql_use_result(handle)) {
+            mysql_free_result(result);
+        }
+        DropFurtherResults(handle);
+        return affected;
+    }
+
+    std::unique_ptr<Statement> Prepare(std::string_view sql,
+                                       std::span<const ParameterInfo> parameters) override {
+        std::vector<int> types;
+        for (const auto& parameter : parameters) {
+            types.push_back(parameter.type);
+        }
+        return std::make_unique<MySqlStatement>(session_, sql, std::move(types));
+    }
+
+    std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) override {
+        return std::make_unique<MySqlAppender>(session_, select_sql);
+    }
+
+    std::vector<TableEntry> Tables() override {
+        std::vector<TableEntry> tables;
+        const auto cursor = OpenCursor("show full tables");
+        while (cursor->Next()) {
+            const auto row = cursor->Row();
+            std::string type(row[1].AsText());
+            if (type == "BASE TABLE" || type == "SYSTEM VERSIONED") {
+                type = "TABLE";
+            }
+            tables.push_back({std::string(row[0].AsText()), std::move(type)});
+        }
+        return tables;
+    }
+
+private:
+    std::shared_ptr<Session> session_;
+};
+
+class MySqlDriver : public Driver {
+public:
+    std::unique_ptr<DriverConnection> Connect(const ConnectionString& connection) override {
+        try {
+            return std::make_unique<MySqlConnection>(Login::From(connection));
+        } catch (const DataError& error) {
+            // A statement of the string itself (INITSTMT) may hold a password that the server
+            // repeats.
+            throw DataError(
+                error.Number(), MaskSecrets(error.Description(), connection), error.Source());
+        }
+    }
+};
+
+}  // namespace
+
+std::unique_ptr<Driver> MakeMySqlDriver() {
+    return std::make_unique<MySqlDriver>();
+}
+
+}  // namespace vantry::mysql

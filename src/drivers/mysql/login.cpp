@@ -1,0 +1,203 @@
+#include "drivers/mysql/login.h"
+
+#include "drivers/mysql/errors.h"
+
+#include <errmsg.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <charconv>
+#include <optional>
+
+namespace vantry::mysql {
+namespace {
+
+constexpr unsigned kDefaultPort = 3306;
+constexpr unsigned long kMaxPacket = 1UL << 30;  // bytes; the protocol's own limit for a row
+constexpr unsigned kOptionMatchedRows = 2;
+
+unsigned NumberOf(const ConnectionString& connection,
+                  const std::string& key,
+                  unsigned fallback,
+                  unsigned minimum,
+                  unsigned maximum) {
+    const auto& text = connection.Get(key);
+    if (text.empty()) {
+        return fallback;
+    }
+    unsigned number = 0;
+    const auto* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || rest != end || number < minimum || number > maximum) {
+        throw BadConnectionKey(key, text);
+    }
+    return number;
+}
+
+bool IsOn(const std::string& value) {
+    return value == "1" || EqualsNoCase(value, "yes") || EqualsNoCase(value, "true");
+}
+
+// A server behind a dead network is given up after about two minutes; a server that only takes its
+// time with a statement isn't.
+void KeepAlive(MYSQL* handle) {
+    const int socket = static_cast<int>(mysql_get_socket(handle));
+    const int on = 1;
+    const int idle_s = 60;
+    const int interval_s = 10;
+    const int probes = 6;
+    setsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPIDLE, &idle_s, sizeof idle_s);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPINTVL, &interval_s, sizeof interval_s);
+    setsockopt(socket, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
+}
+
+UniqueHandle NewHandle(const Login& login) {
+    UniqueHandle handle(mysql_init(nullptr));
+    if (!handle) {
+        throw DataError(kErrUnspecified, "There is no memory left for a connection.", "MySQL");
+    }
+    const auto set = [&](mysql_option option, const void* value) {
+        mysql_optionsv(handle.get(), option, value);
+    };
+    const unsigned off = 0;
+    const my_bool yes = 1;
+    set(MYSQL_OPT_CONNECT_TIMEOUT, &login.timeout_s);
+    set(MYSQL_OPT_LOCAL_INFILE, &off);  // a server may ask for any file of this machine otherwise
+    set(MYSQL_SET_CHARSET_NAME, "utf8mb4");
+    set(MYSQL_OPT_MAX_ALLOWED_PACKET, &kMaxPacket);
+    if (login.force_tls) {
+        set(MYSQL_OPT_SSL_ENFORCE, &yes);
+    }
+    if (login.verify_tls) {
+        set(MYSQL_OPT_SSL_VERIFY_SERVER_CERT, &yes);
+    }
+    const auto set_path = [&](mysql_option option, const std::string& path) {
+        if (!path.empty()) {
+            set(option, path.c_str());
+        }
+    };
+    set_path(MYSQL_OPT_SSL_CA, login.tls_ca);
+    set_path(MYSQL_OPT_SSL_CERT, login.tls_certificate);
+    set_path(MYSQL_OPT_SSL_KEY, login.tls_key);
+    mysql_optionsv(handle.get(), MYSQL_OPT_CONNECT_ATTR_ADD, "program_name", "Vantry");
+    return handle;
+}
+
+const char* OrNull(const std::string& text) {
+    return text.empty() ? nullptr : text.c_str();
+}
+
+// Nothing if nobody listens there; all other failures are thrown.
+UniqueHandle TrySocket(const Login& login) {
+    auto handle = NewHandle(login);
+    if (mysql_real_connect(handle.get(),
+                           "localhost",
+                           login.user.c_str(),
+                           login.password.c_str(),
+                           OrNull(login.database),
+                           0,
+                           OrNull(login.socket),
+                           login.count_matched_rows ? CLIENT_FOUND_ROWS : 0) != nullptr) {
+        return handle;
+    }
+    if (login.try_default_socket && mysql_errno(handle.get()) == CR_CONNECTION_ERROR) {
+        return nullptr;
+    }
+    throw ServerError(handle.get());
+}
+
+UniqueHandle ConnectByPort(const Login& login) {
+    auto handle = NewHandle(login);
+    const unsigned protocol = MYSQL_PROTOCOL_TCP;
+    mysql_optionsv(handle.get(), MYSQL_OPT_PROTOCOL, &protocol);
+    if (mysql_real_connect(handle.get(),
+                           login.host.c_str(),
+                           login.user.c_str(),
+                           login.password.c_str(),
+                           OrNull(login.database),
+                           login.port,
+                           nullptr,
+                           login.count_matched_rows ? CLIENT_FOUND_ROWS : 0) == nullptr) {
+        throw ServerError(handle.get());
+    }
+    KeepAlive(handle.get());
+    return handle;
+}
+
+// The library goes on in the clear with a server that has no TLS, also when it was told to insist.
+void RequireTlsIfAsked(const Login& login, MYSQL* handle) {
+    const bool asked = login.force_tls || login.verify_tls || !login.tls_ca.empty();
+    if (asked && mysql_get_ssl_cipher(handle) == nullptr) {
+        throw NoTls();
+    }
+}
+
+// Each statement must be kept by the server when it returns, whatever the server's own start value.
+void RequireAutocommit(MYSQL* handle) {
+    unsigned status = 0;
+    mariadb_get_infov(handle, MARIADB_CONNECTION_SERVER_STATUS, &status);
+    if ((status & SERVER_STATUS_AUTOCOMMIT) == 0 && mysql_autocommit(handle, 1) != 0) {
+        throw ServerError(handle);
+    }
+}
+
+void RunFirstStatement(MYSQL* handle, const std::string& sql) {
+    if (sql.empty()) {
+        return;
+    }
+    if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
+        throw ServerError(handle);
+    }
+    mysql_free_result(mysql_store_result(handle));
+}
+
+}  // namespace
+
+Login Login::From(const ConnectionString& connection) {
+    Login login;
+    login.host = connection.GetAny({"SERVER", "SERVERNAME", "HOST"});
+    login.port = NumberOf(connection, "PORT", kDefaultPort, 1, 65535);
+    login.socket = connection.Get("SOCKET");
+    const bool local = login.host.empty() || login.host == "." ||
+                       EqualsNoCase(login.host, "(local)") || EqualsNoCase(login.host, "localhost");
+    if (local) {
+        // The client library would take the socket of the machine's own server and pass a port over
+        // in silence; who names another port means the server there.
+        login.host = "127.0.0.1";
+        login.try_default_socket = login.socket.empty() && login.port == kDefaultPort;
+    }
+    login.user = connection.GetAny({"USER", "UID"});
+    login.password = connection.GetAny({"PASSWORD", "PWD"});
+    login.database = connection.GetAny({"DATABASE", "DB"});
+    login.first_statement = connection.Get("INITSTMT");
+    login.timeout_s = NumberOf(connection, "CONN_TIMEOUT", login.timeout_s, 0, 86'400);
+    if (login.timeout_s == 0) {
+        login.timeout_s = Login().timeout_s;  // never without an end
+    }
+    const auto option = NumberOf(connection, "OPTION", 0, 0, UINT32_MAX);
+    login.count_matched_rows = (option & kOptionMatchedRows) != 0;
+    login.force_tls = IsOn(connection.Get("FORCETLS"));
+    login.verify_tls = IsOn(connection.Get("SSLVERIFY"));
+    login.tls_ca = connection.Get("SSLCA");
+    login.tls_certificate = connection.Get("SSLCERT");
+    login.tls_key = connection.Get("SSLKEY");
+    return login;
+}
+
+UniqueHandle OpenHandle(const Login& login) {
+    UniqueHandle handle;
+    if (!login.socket.empty() || login.try_default_socket) {
+        handle = TrySocket(login);
+    }
+    if (!handle) {
+        handle = ConnectByPort(login);
+    }
+    RequireTlsIfAsked(login, handle.get());
+    RequireAutocommit(handle.get());
+    RunFirstStatement(handle.get(), login.first_statement);
+    return handle;
+}
+
+}  // namespace vantry::mysql

@@ -1,0 +1,214 @@
+#include "drivers/mysql/row_source.h"
+
+#include "drivers/mysql/errors.h"
+
+#include <mysqld_error.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace vantry::mysql {
+namespace {
+
+struct ResultCloser {
+    void operator()(MYSQL_RES* result) const { mysql_free_result(result); }
+};
+using UniqueResult = std::unique_ptr<MYSQL_RES, ResultCloser>;
+
+struct StatementCloser {
+    void operator()(MYSQL_STMT* statement) const { mysql_stmt_close(statement); }
+};
+using UniqueStatement = std::unique_ptr<MYSQL_STMT, StatementCloser>;
+
+std::vector<Column> DescribeAll(MYSQL_RES* result, unsigned bytes_per_character) {
+    std::vector<Column> columns;
+    for (unsigned k = 0; k < mysql_num_fields(result); ++k) {
+        columns.push_back(Describe(*mysql_fetch_field_direct(result, k), bytes_per_character));
+    }
+    return columns;
+}
+
+class TextRows : public RowSource {
+public:
+    TextRows(MYSQL* handle, UniqueResult result) : handle_(handle), result_(std::move(result)) {}
+
+    bool Fetch(std::span<RawField> fields) override {
+        MYSQL_ROW row = mysql_fetch_row(result_.get());
+        if (row == nullptr) {
+            if (mysql_errno(handle_) != 0) {
+                throw ServerError(handle_);
+            }
+            DropFurtherResults(handle_);  // a procedure gives its status behind its rows
+            return false;
+        }
+        const unsigned long* lengths = mysql_fetch_lengths(result_.get());
+        for (std::size_t k = 0; k < fields.size(); ++k) {
+            fields[k] = {row[k], lengths[k]};
+        }
+        return true;
+    }
+
+private:
+    MYSQL* handle_;
+    UniqueResult result_;
+};
+
+// Floating-point numbers as they are, all else as the text that the other way would give.
+class BinaryRows : public RowSource {
+public:
+    BinaryRows(MYSQL* handle, UniqueStatement statement, std::vector<Column>& columns)
+        : handle_(handle),
+          statement_(std::move(statement)),
+          targets_(columns.size()),
+          binds_(columns.size()) {
+        for (std::size_t k = 0; k < columns.size(); ++k) {
+            auto& form = columns[k].form;
+            auto& target = targets_[k];
+            auto& bind = binds_[k];
+            bind = {};
+            bind.length = &target.length;
+            bind.is_null = &target.is_null;
+            bind.error = &target.truncated;
+            if (form == Form::Single || form == Form::Double) {
+                const bool single = form == Form::Single;
+                form = single ? Form::SingleBits : Form::DoubleBits;
+                bind.buffer_type = single ? MYSQL_TYPE_FLOAT : MYSQL_TYPE_DOUBLE;
+                target.buffer.resize(single ? sizeof(float) : sizeof(double));
+            } else {
+                bind.buffer_type = MYSQL_TYPE_STRING;
+                target.buffer.resize(kFirstBufferBytes);
+            }
+            PointAtBuffer(k);
+        }
+        Bind();
+    }
+
+    bool Fetch(std::span<RawField> fields) override {
+        const int status = mysql_stmt_fetch(statement_.get());
+        if (status == MYSQL_NO_DATA) {
+            return false;
+        }
+        if (status != 0 && status != MYSQL_DATA_TRUNCATED) {
+            // The library tells a lost connection at the connection alone.
+            throw mysql_stmt_errno(statement_.get()) != 0 ? StatementError(statement_.get())
+                                                          : ServerError(handle_);
+        }
+        bool grown = false;
+        for (std::size_t k = 0; k < fields.size(); ++k) {
+            auto& target = targets_[k];
+            if (target.is_null != 0) {
+                fields[k] = {};
+                continue;
+            }
+            if (target.length > target.buffer.size()) {
+                FetchWhole(k);
+                grown = true;
+            }
+            fields[k] = {target.buffer.data(), target.length};
+        }
+        if (grown) {
+            Bind();
+        }
+        return true;
+    }
+
+private:
+    static constexpr std::size_t kFirstBufferBytes = 256;
+
+    struct Target {
+        std::vector<char> buffer;
+        unsigned long length = 0;
+        my_bool is_null = 0;
+        my_bool truncated = 0;
+    };
+
+    void PointAtBuffer(std::size_t column) {
+        binds_[column].buffer = targets_[column].buffer.data();
+        binds_[column].buffer_length = targets_[column].buffer.size();
+    }
+
+    void Bind() {
+        if (mysql_stmt_bind_result(statement_.get(), binds_.data()) != 0) {
+            throw StatementError(statement_.get());
+        }
+    }
+
+    void FetchWhole(std::size_t column) {
+        auto& target = targets_[column];
+        target.buffer.resize(target.length);
+        PointAtBuffer(column);
+        if (mysql_stmt_fetch_column(
+                statement_.get(), &binds_[column], static_cast<unsigned>(column), 0) != 0) {
+            throw StatementError(statement_.get());
+        }
+    }
+
+    MYSQL* handle_;
+    UniqueStatement statement_;
+    std::vector<Target> targets_;
+    std::vector<MYSQL_BIND> binds_;
+};
+
+// The prepared statement if its result has a FLOAT column, else nothing. The one extra round trip
+// is what it costs to know this before the rows are on their way.
+UniqueStatement PrepareIfSingle(MYSQL* handle, std::string_view sql) {
+    UniqueStatement statement(mysql_stmt_init(handle));
+    if (!statement) {
+        throw ServerError(handle);
+    }
+    if (mysql_stmt_prepare(statement.get(), sql.data(), sql.size()) != 0) {
+        if (mysql_stmt_errno(statement.get()) == ER_UNSUPPORTED_PS) {
+            return nullptr;
+        }
+        throw StatementError(statement.get());
+    }
+    const UniqueResult columns(mysql_stmt_result_metadata(statement.get()));
+    for (unsigned k = 0; columns && k < mysql_num_fields(columns.get()); ++k) {
+        if (mysql_fetch_field_direct(columns.get(), k)->type == MYSQL_TYPE_FLOAT) {
+            return statement;
+        }
+    }
+    return nullptr;
+}
+
+OpenedRows OpenBinary(Session& session, UniqueStatement statement) {
+    if (mysql_stmt_execute(statement.get()) != 0) {
+        throw StatementError(statement.get());
+    }
+    const UniqueResult result(mysql_stmt_result_metadata(statement.get()));
+    if (!result) {
+        throw NotARowStatement();
+    }
+    OpenedRows opened{DescribeAll(result.get(), session.BytesPerCharacter()), nullptr};
+    opened.rows =
+        std::make_unique<BinaryRows>(session.Busy(), std::move(statement), opened.columns);
+    return opened;
+}
+
+OpenedRows OpenText(Session& session, std::string_view sql) {
+    MYSQL* handle = session.Busy();
+    if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
+        throw ServerError(handle);
+    }
+    UniqueResult result(mysql_use_result(handle));
+    if (!result) {
+        if (mysql_errno(handle) != 0) {
+            throw ServerError(handle);
+        }
+        DropFurtherResults(handle);
+        throw NotARowStatement();
+    }
+    OpenedRows opened{DescribeAll(result.get(), session.BytesPerCharacter()), nullptr};
+    opened.rows = std::make_unique<TextRows>(handle, std::move(result));
+    return opened;
+}
+
+}  // namespace
+
+OpenedRows OpenRows(Session& session, std::string_view sql) {
+    auto statement = PrepareIfSingle(session.Busy(), sql);
+    return statement ? OpenBinary(session, std::move(statement)) : OpenText(session, sql);
+}
+
+}  // namespace vantry::mysql

@@ -1,0 +1,92 @@
+#include "drivers/mysql/session.h"
+
+#include "drivers/mysql/errors.h"
+
+#include <sys/socket.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vantry::mysql {
+namespace {
+
+constexpr int kRowsNotWorthAStop = 1000;
+
+}  // namespace
+
+Session::Session(Login login) : login_(std::move(login)), handle_(OpenHandle(login_)) {
+    MY_CHARSET_INFO charset{};
+    mysql_get_character_set_info(handle_.get(), &charset);
+    bytes_per_character_ = charset.mbmaxlen;
+}
+
+Session::~Session() {
+    if (abandoned_) {
+        // Nobody reads the rest: without this the client library would, to the last row.
+        shutdown(static_cast<int>(mysql_get_socket(handle_.get())), SHUT_RDWR);
+        abandoned_.reset();
+    }
+}
+
+MYSQL* Session::Idle() {
+    if (streamer_ != nullptr) {
+        std::exchange(streamer_, nullptr)->TakeRowsIntoMemory();
+    }
+    if (abandoned_) {
+        DropAbandoned();
+    }
+    return handle_.get();
+}
+
+void Session::Abandon(std::unique_ptr<RowSource> rows) {
+    streamer_ = nullptr;
+    abandoned_ = std::move(rows);
+}
+
+void Session::DropAbandoned() {
+    auto rows = std::move(abandoned_);
+    std::vector<RawField> fields(mysql_field_count(handle_.get()));
+    try {
+        for (int k = 0; k < kRowsNotWorthAStop; ++k) {
+            if (!rows->Fetch(fields)) {
+                return;
+            }
+        }
+        StopRunningStatement();
+        while (rows->Fetch(fields)) {
+        }
+    } catch (const DataError&) {  // the stopped statement's own end, or a dead connection: the
+                                  // statement that comes next tells that
+    }
+    rows.reset();
+    // A stop that came too late for its statement would hit the next one: let it hit this.
+    constexpr std::string_view kNothing = "do 0";
+    mysql_real_query(handle_.get(), kNothing.data(), kNothing.size());
+}
+
+// Everybody may stop their own statements. If it can't be done the rows are read to their end.
+void Session::StopRunningStatement() const {
+    try {
+        auto login = login_;
+        login.first_statement.clear();
+        const auto side = OpenHandle(login);
+        const auto sql = "kill query " + std::to_string(mysql_thread_id(handle_.get()));
+        mysql_real_query(side.get(), sql.data(), sql.size());
+    } catch (const DataError&) {  // no second connection: then it takes longer
+    }
+}
+
+void DropFurtherResults(MYSQL* handle) {
+    int status = 0;
+    while ((status = mysql_next_result(handle)) == 0) {
+        if (MYSQL_RES* result = mysql_use_result(handle)) {
+            mysql_free_result(result);
+        }
+    }
+    if (status > 0) {
+        throw ServerError(handle);
+    }
+}
+
+}  // namespace vantry::mysql

@@ -1,0 +1,69 @@
+#pragma once
+// One connection to a server, which carries one result at a time. A cursor streams from it for as
+// long as nobody else needs it; then the rest of its rows is taken into memory.
+
+#include "drivers/mysql/login.h"
+#include "drivers/mysql/types.h"
+
+#include <mysql.h>
+
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace vantry::mysql {
+
+// The rows of one result on their way from the server. Destroying it reads what is left of them.
+class RowSource {
+public:
+    virtual ~RowSource() = default;
+    // False behind the last row. The fields are valid until the next call, or until the connection
+    // is used for anything else. Throws DataError.
+    virtual bool Fetch(std::span<RawField> fields) = 0;
+};
+
+// Whoever reads rows while the connection is wanted for something else.
+class Streamer {
+public:
+    virtual void TakeRowsIntoMemory() = 0;  // doesn't throw: a failure is told to the reader
+
+protected:
+    ~Streamer() = default;
+};
+
+class Session {
+public:
+    explicit Session(Login login);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // The connection, free for a new statement.
+    MYSQL* Idle();
+    // The connection as it is: for those who are in the middle of their own statement.
+    MYSQL* Busy() const { return handle_.get(); }
+    unsigned BytesPerCharacter() const { return bytes_per_character_; }
+
+    bool IsStreaming() const { return streamer_ != nullptr; }
+    void BeginStream(Streamer* streamer) { streamer_ = streamer; }
+    void EndStream() { streamer_ = nullptr; }
+    // Takes over a result that nobody wants to read to its end. It costs nothing if the connection
+    // is closed next.
+    void Abandon(std::unique_ptr<RowSource> rows);
+
+private:
+    void DropAbandoned();
+    void StopRunningStatement() const;
+
+    Login login_;
+    UniqueHandle handle_;
+    unsigned bytes_per_character_ = 4;
+    Streamer* streamer_ = nullptr;
+    std::unique_ptr<RowSource> abandoned_;
+};
+
+// Reads the results behind the first that a statement gave, so that the connection is free again.
+// Throws DataError if one of them is an error.
+void DropFurtherResults(MYSQL* handle);
+
+}  // namespace vantry::mysql

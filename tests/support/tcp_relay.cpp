@@ -1,0 +1,175 @@
+#include "support/tcp_relay.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <stdexcept>
+#include <utility>
+
+namespace vantry::test {
+namespace {
+
+constexpr std::size_t kPacketHeader = 4;  // three bytes of length, one sequence number
+constexpr char kQueryCommand = 3;
+
+sockaddr_in Loopback(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+bool SendAll(int socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
+}
+
+}  // namespace
+
+struct TcpRelay::Link {
+    int client = -1;
+    int server = -1;
+    std::string unread;  // of the client's packets
+
+    void Close() const {
+        close(client);
+        close(server);
+    }
+};
+
+TcpRelay::TcpRelay(int server_port) : server_port_(server_port) {
+    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    auto address = Loopback(0);
+    socklen_t size = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener_, generic, size) != 0 || listen(listener_, 16) != 0 ||
+        getsockname(listener_, generic, &size) != 0) {
+        throw std::runtime_error("the relay can't listen");
+    }
+    port_ = ntohs(address.sin_port);
+    wake_ = eventfd(0, EFD_CLOEXEC);
+    worker_ = std::thread([this] { Work(); });
+}
+
+TcpRelay::~TcpRelay() {
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const auto written = write(wake_, &one, sizeof one);
+    worker_.join();
+    close(listener_);
+    close(wake_);
+}
+
+void TcpRelay::Spoil(Spoiler spoiler) {
+    const std::lock_guard lock(mutex_);
+    spoiler_ = std::move(spoiler);
+}
+
+std::vector<std::string> TcpRelay::Queries() const {
+    const std::lock_guard lock(mutex_);
+    return queries_;
+}
+
+std::string TcpRelay::Sent() const {
+    const std::lock_guard lock(mutex_);
+    return sent_;
+}
+
+void TcpRelay::Work() {
+    std::vector<Link> links;
+    for (;;) {
+        std::vector<pollfd> waits = {{wake_, POLLIN, 0}, {listener_, POLLIN, 0}};
+        for (const auto& link : links) {
+            waits.push_back({link.client, POLLIN, 0});
+            waits.push_back({link.server, POLLIN, 0});
+        }
+        poll(waits.data(), waits.size(), -1);
+        if (waits[0].revents != 0) {
+            break;
+        }
+        std::vector<Link> kept;
+        for (std::size_t k = 0; k < links.size(); ++k) {
+            const bool open = (waits[2 + 2 * k].revents == 0 || Pump(links[k], true)) &&
+                              (waits[3 + 2 * k].revents == 0 || Pump(links[k], false));
+            if (open) {
+                kept.push_back(std::move(links[k]));
+            } else {
+                links[k].Close();
+            }
+        }
+        links = std::move(kept);
+        if (waits[1].revents != 0) {
+            Accept(links);
+        }
+    }
+    for (const auto& link : links) {
+        link.Close();
+    }
+}
+
+void TcpRelay::Accept(std::vector<Link>& links) const {
+    Link link;
+    link.client = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    link.server = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const auto address = Loopback(server_port_);
+    if (connect(link.server, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        link.Close();
+        return;
+    }
+    const int on = 1;
+    setsockopt(link.client, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    setsockopt(link.server, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    links.push_back(std::move(link));
+}
+
+bool TcpRelay::Pump(Link& link, bool from_client) {
+    std::array<char, 65536> buffer;
+    const auto size =
+        recv(from_client ? link.client : link.server, buffer.data(), buffer.size(), 0);
+    if (size <= 0) {
+        return false;
+    }
+    std::string piece(buffer.data(), static_cast<std::size_t>(size));
+    bool go_on = true;
+    const std::lock_guard lock(mutex_);
+    if (from_client) {
+        sent_ += piece;
+        link.unread += piece;
+        KeepQueries(link);
+    } else {
+        go_on = !spoiler_ || spoiler_(piece);
+    }
+    return SendAll(from_client ? link.server : link.client, piece) && go_on;
+}
+
+void TcpRelay::KeepQueries(Link& link) {
+    const auto byte = [&](std::size_t at) {
+        return static_cast<std::size_t>(static_cast<unsigned char>(link.unread[at]));
+    };
+    while (link.unread.size() >= kPacketHeader) {
+        const auto length = byte(0) | byte(1) << 8 | byte(2) << 16;
+        if (link.unread.size() < kPacketHeader + length) {
+            return;
+        }
+        if (byte(3) == 0 && length > 0 && link.unread[kPacketHeader] == kQueryCommand) {
+            queries_.push_back(link.unread.substr(kPacketHeader + 1, length - 1));
+        }
+        link.unread.erase(0, kPacketHeader + length);
+    }
+}
+
+}  // namespace vantry::test
