@@ -1,0 +1,140 @@
+#include "repository/schedule.h"
+
+#include "data/value_text.h"
+
+#include <algorithm>
+
+namespace vantry {
+namespace {
+
+constexpr std::int64_t kNanosPerMinute = 60 * kNanosPerSecond;
+constexpr int kMinutesPerDay = 24 * 60;
+constexpr int kDaysPerWeek = 7;
+
+// Day 0, 1899-12-30, was a Saturday. Monday is 0.
+int WeekDayOf(std::int32_t day) {
+    return ((day + 5) % kDaysPerWeek + kDaysPerWeek) % kDaysPerWeek;
+}
+
+bool IsWeekMask(const std::string& mask) {
+    return mask.size() == kDaysPerWeek && mask.find_first_not_of("01") == std::string::npos &&
+           mask.find('1') != std::string::npos;
+}
+
+std::optional<int> MinuteMark(const std::string& text) {
+    const auto minute = ParseInt64(text);
+    if (!minute || *minute < 0 || *minute > 59) {
+        return std::nullopt;
+    }
+    return static_cast<int>(*minute);
+}
+
+int LastDayOfMonth(int year, int month) {
+    for (int day = 31; day > 28; --day) {
+        if (DayOf(year, month, day)) {
+            return day;
+        }
+    }
+    return 28;
+}
+
+std::optional<DateTime> NextMonthly(int day_of_month, std::int64_t time, const DateTime& after) {
+    auto date = CalendarOf(after.day);
+    for (int months = 0; months < 2; ++months) {
+        const int day = std::min(day_of_month, LastDayOfMonth(date.year, date.month));
+        if (const auto number = DayOf(date.year, date.month, day)) {
+            const DateTime due{*number, time};
+            if (due > after) {
+                return due;
+            }
+        }
+        date.year += date.month / 12;
+        date.month = date.month % 12 + 1;
+    }
+    return std::nullopt;
+}
+
+std::optional<DateTime> NextOnDays(const std::string& mask,
+                                   std::int64_t time,
+                                   const DateTime& after) {
+    for (std::int32_t day = after.day; day <= after.day + kDaysPerWeek; ++day) {
+        const DateTime due{day, time};
+        if (due > after && mask[static_cast<std::size_t>(WeekDayOf(day))] == '1') {
+            return due;
+        }
+    }
+    return std::nullopt;
+}
+
+// Minutes of the day `first`, `first` + `step`, ... and so anew each day.
+DateTime NextInDay(int first, int step, const DateTime& after) {
+    for (int minute = first; minute < kMinutesPerDay; minute += step) {
+        const DateTime due{after.day, minute * kNanosPerMinute};
+        if (due > after) {
+            return due;
+        }
+    }
+    return {after.day + 1, first * kNanosPerMinute};
+}
+
+bool IsBetween(const std::optional<int>& value, int low, int high) {
+    return value && *value >= low && *value <= high;
+}
+
+}  // namespace
+
+std::string ScheduleFault(const ScheduleRec& schedule) {
+    const std::string& kind = schedule.SesFreq;
+    const bool with_time = kind == "D" || kind == "W" || kind == "M" || kind == "O";
+    if (with_time && !schedule.SesRunTime) {
+        return "the schedule has no time of day";
+    }
+    if (kind == "D") {
+        return {};
+    }
+    if (kind == "W") {
+        return IsWeekMask(schedule.SesWeekDay) ? "" : "the schedule names no day of the week";
+    }
+    if (kind == "M") {
+        return IsBetween(schedule.SesRunDay, 1, 31) ? "" : "the schedule names no day of the month";
+    }
+    if (kind == "O") {
+        return schedule.SesRunDate ? "" : "the schedule has no date";
+    }
+    if (kind == "H") {
+        if (!IsBetween(schedule.SesRunDay, 1, 23)) {
+            return "the schedule has no interval of 1 to 23 hours";
+        }
+        return MinuteMark(schedule.SesWeekDay) ? "" : "the schedule has no minute of the hour";
+    }
+    if (kind == "N") {
+        return IsBetween(schedule.SesRunDay, 1, 59)
+                   ? ""
+                   : "the schedule has no interval of 1 to 59 minutes";
+    }
+    return "\"" + kind + "\" is no kind of schedule";
+}
+
+std::optional<DateTime> NextDue(const ScheduleRec& schedule, const DateTime& after) {
+    if (!ScheduleFault(schedule).empty()) {
+        return std::nullopt;
+    }
+    switch (schedule.SesFreq[0]) {
+        case 'D':
+            return NextOnDays("1111111", *schedule.SesRunTime, after);
+        case 'W':
+            return NextOnDays(schedule.SesWeekDay, *schedule.SesRunTime, after);
+        case 'M':
+            return NextMonthly(*schedule.SesRunDay, *schedule.SesRunTime, after);
+        case 'O': {
+            const DateTime due{*schedule.SesRunDate, *schedule.SesRunTime};
+            return due > after ? std::optional(due) : std::nullopt;
+        }
+        case 'H':
+            return NextInDay(*MinuteMark(schedule.SesWeekDay), *schedule.SesRunDay * 60, after);
+        default:
+            return NextInDay(0, *schedule.SesRunDay, after);
+    }
+}
+
+}  // namespace vantry
