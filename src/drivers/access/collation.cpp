@@ -1,10 +1,10 @@
 // The weights stand in collation_data.cpp as entries with a blank behind each:
 //
-//   [@first] [+n] kind inline-bytes [.extra-bytes]       all numbers hexadecimal
+//   [@first] [+n] [^] kind inline-bytes [.extra-bytes]       all numbers hexadecimal
 //
 // for the characters first to first + n; without @ the entry goes on behind the former one. Kinds:
-// p plain, a accent, h hidden, m modifier, k and j kana, i ignored. A capital kind letter: the
-// inline value grows by one with each character.
+// p plain, a accent, h hidden, m modifier, k and j kana, i ignored. With ^ the inline value grows
+// by one with each character.
 
 #include "drivers/access/collation.h"
 
@@ -180,9 +180,9 @@ Collation::Collation(const char* weights) {
             next += static_cast<char32_t>(TakeHex(++at));
         }
         weight.last = static_cast<char16_t>(next++);
-        const char kind = *at++;
-        weight.step = kind < 'a';
-        switch (weight.step ? kind - 'A' + 'a' : kind) {
+        weight.step = *at == '^';
+        at += weight.step ? 1 : 0;
+        switch (*at++) {
             case 'p':
                 weight.kind = Kind::Plain;
                 break;

@@ -116,9 +116,7 @@ FieldDecoder::FieldDecoder(PageSource& source, const ColumnDef& column)
       calculated_(column.IsCalculated()),
       scale_(column.scale),
       coding_(source.Header(), column.code_page) {
-    // The descriptor of a calculated column may name another type than its result's.
-    if (column.IsLongValue() || column.value_type == ColumnType::Memo ||
-        column.value_type == ColumnType::Ole) {
+    if (column.IsLongValue()) {
         long_values_.emplace(source);
     }
 }

@@ -39,7 +39,11 @@ struct ColumnDef {
     // Takes room in the fixed area.
     bool HasFixedStorage() const { return IsFixed() && type != ColumnType::Boolean; }
     bool HasVariableStorage() const { return !IsFixed(); }
-    bool IsLongValue() const { return type == ColumnType::Memo || type == ColumnType::Ole; }
+    // The descriptor of a calculated column may name another type than its result's.
+    bool IsLongValue() const {
+        return type == ColumnType::Memo || type == ColumnType::Ole ||
+               value_type == ColumnType::Memo || value_type == ColumnType::Ole;
+    }
     bool IsCalculated() const { return (extended_flags & kColumnCalculated) == kColumnCalculated; }
     bool IsAutoNumber() const {
         return (flags & kColumnAutoNumber) != 0 && type == ColumnType::Long;
