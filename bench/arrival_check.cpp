@@ -1,0 +1,197 @@
+#include "arrival_check.h"
+
+#include "orders_data.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+namespace vantry::bench {
+namespace {
+
+// Reads the fields of one record into `fields`; false at the end of the file.
+class RecordReader {
+public:
+    RecordReader(const std::filesystem::path& path, const ArrivedForm& form)
+        : file_(path, std::ios::binary), form_(form) {
+        if (!file_) {
+            throw std::runtime_error("there is no file " + path.string());
+        }
+    }
+
+    bool Next(std::array<std::string_view, kColumns>& fields) {
+        if (!std::getline(file_, line_)) {
+            return false;
+        }
+        if (line_.ends_with('\r')) {
+            line_.pop_back();
+        }
+        unquoted_.clear();
+        unquoted_.reserve(line_.size());
+        std::string_view rest = line_;
+        for (int k = 0; k < kColumns; ++k) {
+            const std::size_t end = FieldEnd(rest);
+            const bool last = end == rest.size();
+            if (last != (k == kColumns - 1) || (!last && rest[end] != form_.delimiter)) {
+                throw std::runtime_error("a record without eight fields: " + line_);
+            }
+            fields[static_cast<std::size_t>(k)] = Plain(rest.substr(0, end));
+            rest.remove_prefix(last ? end : end + 1);
+        }
+        return true;
+    }
+
+private:
+    bool Qualified(std::string_view text) const {
+        return form_.qualifier != '\0' && !text.empty() && text.front() == form_.qualifier;
+    }
+
+    std::size_t FieldEnd(std::string_view rest) const {
+        if (!form_.doubled || !Qualified(rest)) {
+            return std::min(rest.find(form_.delimiter), rest.size());
+        }
+        std::size_t at = 1;
+        for (; at < rest.size(); ++at) {
+            if (rest[at] == form_.qualifier) {
+                if (at + 1 >= rest.size() || rest[at + 1] != form_.qualifier) {
+                    return at + 1;
+                }
+                ++at;
+            }
+        }
+        return at;
+    }
+
+    std::string_view Plain(std::string_view field) {
+        if (!Qualified(field)) {
+            return field;
+        }
+        if (field.size() < 2 || field.back() != form_.qualifier) {
+            throw std::runtime_error("an unclosed field: " + line_);
+        }
+        field = field.substr(1, field.size() - 2);
+        if (!form_.doubled) {
+            return field;
+        }
+        const std::size_t start = unquoted_.size();
+        for (std::size_t i = 0; i < field.size(); ++i) {
+            unquoted_ += field[i];
+            i += field[i] == form_.qualifier ? 1U : 0U;
+        }
+        return std::string_view(unquoted_).substr(start);
+    }
+
+    std::ifstream file_;
+    const ArrivedForm& form_;
+    std::string line_;
+    std::string unquoted_;
+};
+
+// The number of hundredths that a decimal text says, whatever its zeros; -1 if it is none.
+std::int64_t HundredthsOf(std::string_view text) {
+    const auto point = std::min(text.find('.'), text.size());
+    std::int64_t whole = 0;
+    const auto read = std::from_chars(text.data(), text.data() + point, whole);
+    if (read.ec != std::errc() || read.ptr != text.data() + point) {
+        return -1;
+    }
+    std::int64_t cents = whole * 100;
+    std::int64_t unit = 10;
+    for (const char c : text.substr(std::min(point + 1, text.size()))) {
+        if (c < '0' || c > '9' || (unit == 0 && c != '0')) {
+            return -1;
+        }
+        cents += (c - '0') * unit;
+        unit /= 10;
+    }
+    return cents;
+}
+
+bool SameMoment(std::string_view text, const Order& order) {
+    std::array<char, 80> expected;
+    std::snprintf(expected.data(),
+                  expected.size(),
+                  "%04d-%02d-%02d %02d:%02d:%02d",
+                  order.year,
+                  order.month,
+                  order.day,
+                  order.hour,
+                  order.minute,
+                  order.second);
+    const std::string_view whole(expected.data(), 19);
+    // At midnight the day may stand alone.
+    return text == whole || (whole.ends_with(" 00:00:00") && text == whole.substr(0, 10));
+}
+
+bool SameBoolean(std::string_view text, bool value) {
+    return value ? text == "1" || text == "True" || text == "-1" : text == "0" || text == "False";
+}
+
+// The column that differs, or -1.
+int Difference(const std::array<std::string_view, kColumns>& fields,
+               const Order& order,
+               const std::string& null_text) {
+    const std::array<bool, kColumns> same = {
+        fields[0] == std::to_string(order.id),
+        fields[1] == order.customer,
+        fields[2] == order.city,
+        HundredthsOf(fields[3]) == order.cents,
+        fields[4] == std::to_string(order.qty),
+        SameMoment(fields[5], order),
+        SameBoolean(fields[6], order.shipped),
+        fields[7] == (order.note ? std::string_view(*order.note) : std::string_view(null_text))};
+    for (int k = 0; k < kColumns; ++k) {
+        if (!same[static_cast<std::size_t>(k)]) {
+            return k;
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
+void CheckArrived(const std::filesystem::path& path, std::int64_t rows, const ArrivedForm& form) {
+    RecordReader reader(path, form);
+    std::array<std::string_view, kColumns> fields;
+    if (form.heading && !reader.Next(fields)) {
+        throw std::runtime_error("nothing arrived");
+    }
+    Order order;
+    std::int64_t arrived = 0;
+    while (reader.Next(fields)) {
+        MakeOrder(++arrived, order);
+        const int column = Difference(fields, order, form.null_text);
+        if (column >= 0) {
+            throw std::runtime_error("row " + std::to_string(arrived) + ", column " +
+                                     std::to_string(column + 1) + " differs: \"" +
+                                     std::string(fields[static_cast<std::size_t>(column)]) +
+                                     "\" arrived");
+        }
+    }
+    if (arrived != rows) {
+        throw std::runtime_error(std::to_string(arrived) + " rows of " + std::to_string(rows) +
+                                 " arrived");
+    }
+}
+
+void CheckLineCount(const std::filesystem::path& path, std::int64_t rows) {
+    std::ifstream file(path, std::ios::binary);
+    std::vector<char> block(1 << 20);
+    std::int64_t lines = 0;
+    do {
+        file.read(block.data(), static_cast<std::streamsize>(block.size()));
+        lines += std::count(block.begin(), block.begin() + file.gcount(), '\n');
+    } while (file);
+    if (lines < rows) {
+        throw std::runtime_error("the peer wrote " + std::to_string(lines) + " lines for " +
+                                 std::to_string(rows) + " rows");
+    }
+}
+
+}  // namespace vantry::bench

@@ -1,0 +1,113 @@
+// Measures a route against what a user would take instead:
+//
+//     route_bench ROUTE ROWS [ROUNDS]
+//
+// Both copy the same generated table in turn, each into an empty target; medians of the rounds. A
+// run of ours counts only if every row and value arrived. Prints a heading and one line:
+// seconds of ours, seconds of the peer, the peer's time by ours, peak memory of ours.
+
+#include "routes.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <vector>
+
+namespace vantry::bench {
+namespace {
+
+constexpr std::int64_t kManyRows = 1'000'000;
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+void Measure(const Route& route, std::int64_t rows, std::int64_t rounds) {
+    Arena arena(route, rows);
+    std::vector<double> ours;
+    std::vector<double> peer;
+    for (std::int64_t round = 0; round < rounds; ++round) {
+        ours.push_back(arena.RunOurs());
+        peer.push_back(arena.RunPeer());
+    }
+    const double ours_s = Median(ours);
+    const double peer_s = Median(peer);
+    std::printf("%-14s %9lld %8.3f %8.3f %7.2f %8.1f\n",
+                std::string(route.name).c_str(),
+                static_cast<long long>(rows),
+                ours_s,
+                peer_s,
+                peer_s / ours_s,
+                arena.PeakMebibytes());
+    std::fflush(stdout);
+}
+
+int Usage() {
+    std::fputs("usage: route_bench ROUTE ROWS [ROUNDS]\n  routes:", stderr);
+    for (const auto& route : AllRoutes()) {
+        std::fprintf(stderr, " %s", std::string(route.name).c_str());
+    }
+    std::fputs(", or all\n", stderr);
+    return 2;
+}
+
+bool ReadNumber(std::string_view text, std::int64_t& number) {
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() && number > 0;
+}
+
+int Main(const std::vector<std::string>& arguments) {
+    if (arguments.size() == 3 && arguments[0] == "--session") {
+        const char* server = std::getenv("VANTRY_BENCH_SERVER");
+        if (const Route* route = FindRoute(arguments[1])) {
+            RunRoute(route->source,
+                     route->target,
+                     Places(arguments[2]),
+                     server == nullptr ? "" : server);
+            return 0;
+        }
+        return 2;
+    }
+    std::int64_t rows = 0;
+    if (arguments.size() < 2 || arguments.size() > 3 || !ReadNumber(arguments[1], rows)) {
+        return Usage();
+    }
+    std::int64_t rounds = rows <= kManyRows ? 3 : 1;
+    if (arguments.size() == 3 && !ReadNumber(arguments[2], rounds)) {
+        return Usage();
+    }
+    std::vector<const Route*> chosen;
+    for (const auto& route : AllRoutes()) {
+        if (arguments[0] == "all" || arguments[0] == route.name) {
+            chosen.push_back(&route);
+        }
+    }
+    if (chosen.empty()) {
+        return Usage();
+    }
+    std::puts("route               rows   ours_s   peer_s   ratio peak_MiB");
+    for (const auto* route : chosen) {
+        if (const auto missing = MissingFor(*route); !missing.empty()) {
+            std::fprintf(stderr, "%s: %s\n", std::string(route->name).c_str(), missing.c_str());
+            return 1;
+        }
+        Measure(*route, rows, rounds);
+    }
+    return 0;
+}
+
+}  // namespace
+}  // namespace vantry::bench
+
+int main(int argc, char** argv) {
+    try {
+        return vantry::bench::Main({argv + 1, argv + argc});
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "route_bench: %s\n", error.what());
+        return 1;
+    }
+}

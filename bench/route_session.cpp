@@ -1,0 +1,135 @@
+#include "route_session.h"
+
+#include "engine/run_session.h"
+#include "engine/run_view.h"
+#include "mapping/column_discovery.h"
+#include "orders_data.h"
+#include "text/text_writer.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <string_view>
+
+namespace vantry::bench {
+namespace {
+
+class QuietView : public RunView {
+public:
+    void SetLogText(std::string_view text) override { log_ = text; }
+    void AppendLogText(std::string_view text) override { log_ += text; }
+    void CaretToEnd() override {}
+    void Repaint() override {}
+    void SetRowCounter(std::int64_t loaded, double) override { loaded_ = loaded; }
+    void ClearRowCounter() override {}
+    void SetBarMin(std::int64_t) override {}
+    void SetBarMax(std::int64_t) override {}
+    void SetBarValue(std::int64_t value) override { bar_ = value; }
+    void DoEvents() override {}
+    void ShowMessage(std::string_view text) override { log_.append("\n").append(text); }
+
+    const std::string& Log() const { return log_; }
+
+private:
+    std::string log_;
+    std::int64_t loaded_ = 0;
+    std::int64_t bar_ = 0;
+};
+
+std::string AccessText(const std::filesystem::path& file) {
+    return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file.string() +
+           ";Jet OLEDB:Database Password=;Jet OLEDB:System Database=";
+}
+
+void SetSource(Side side, const Places& places, const std::string& server) {
+    SrcTables.assign(1, TableRec());
+    auto& table = SrcTables[0];
+    table.Name = kTableName;
+    switch (side) {
+        case Side::Csv:
+            SourceType = "TEXT";
+            SourceConnStr =
+                "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + places.SourceFolder().string() +
+                ";Extended Properties=\"text;FMT=Delimited\";\"";
+            table.Name = places.SourceCsv().filename();
+            table.FolderName = places.SourceFolder();
+            table.SFormat = ",";
+            table.TextQ = "\"";
+            table.SFirstColLine = 1;
+            break;
+        case Side::MySql:
+            SourceType = "MySQL";
+            SourceConnStr = server;
+            break;
+        case Side::Access:
+            SourceType = "ACCESS";
+            SourceConnStr = AccessText(places.SourceAccess());
+            break;
+    }
+}
+
+void SetTarget(Side side, const Places& places, const std::string& server) {
+    switch (side) {
+        case Side::Csv:
+            TargetType = "TEXT";
+            // With a tab between them the fields can be told apart: quotes inside a text aren't
+            // doubled in the files that a run writes.
+            TextDestFormat = "DELIMITED";
+            TextDestDelim = "\t";
+            TextDestQual = "\"";
+            TextDestHeader = kTrue;
+            TextDestExt = ".csv";
+            TextDestDir = places.TargetFolder();
+            break;
+        case Side::MySql:
+            TargetType = "MySQL";
+            TargetConnStr = server;
+            break;
+        case Side::Access:
+            TargetType = "ACCESS";
+            TargetConnStr = AccessText(places.TargetAccess());
+            Catalog().Create(TargetConnStr);
+            break;
+    }
+}
+
+// Peak of this program alone: what wait() tells includes the process that it was forked from.
+std::string PeakKibibytes() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM:")) {
+            return line.substr(6);
+        }
+    }
+    return "0";
+}
+
+}  // namespace
+
+void WriteSchemaIni(const Places& places) {
+    std::ofstream(places.SourceFolder() / "Schema.ini", std::ios::binary)
+        << "\r\n[" << places.SourceCsv().filename().string()
+        << "]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n";
+}
+
+void RunRoute(Side source, Side target, const Places& places, const std::string& server) {
+    QuietView view;
+    CurrentRunView = &view;
+    InitSharedState(ApplicationFolder());
+    SetSource(source, places, server);
+    SetTarget(target, places, server);
+    FillTargetTables();
+    LoadSourceColumns();
+    std::vector<std::string> target_names;
+    CheckTargetTables(target_names);
+    LoadTargetColumns();
+    BuildColMaps();
+    if (target == Side::Csv) {
+        RunSessionToText("");
+    } else {
+        RunSession("");
+    }
+    std::ofstream(places.Log()) << view.Log();
+    std::ofstream(places.Peak()) << PeakKibibytes();
+}
+
+}  // namespace vantry::bench

@@ -1,0 +1,34 @@
+#pragma once
+// Our side of a route: a session as the wizard's pages would leave it, run to its end. It is meant
+// to be a process of its own, so that its memory is that of the route alone.
+
+#include <filesystem>
+#include <string>
+
+namespace vantry::bench {
+
+enum class Side { Csv, MySql, Access };
+
+// Where the sides of a route are, all in one working folder.
+struct Places {
+    explicit Places(std::filesystem::path working_folder) : folder(std::move(working_folder)) {}
+    std::filesystem::path folder;
+
+    std::filesystem::path SourceFolder() const { return folder / "in"; }
+    std::filesystem::path SourceCsv() const { return SourceFolder() / "orders.csv"; }
+    std::filesystem::path SourceAccess() const { return SourceFolder() / "orders.mdb"; }
+    std::filesystem::path TargetFolder() const { return folder / "out"; }
+    std::filesystem::path TargetCsv() const { return TargetFolder() / "orders.csv"; }
+    std::filesystem::path TargetAccess() const { return TargetFolder() / "orders.mdb"; }
+    std::filesystem::path Log() const { return folder / "session.log"; }
+    std::filesystem::path Peak() const { return folder / "session.peak"; }
+};
+
+// The section that the text source's page writes for the file.
+void WriteSchemaIni(const Places& places);
+
+// Runs the session. The run's log and the peak memory in KiB are left in files. `server` is the
+// connection string of the MySQL server where a side is one.
+void RunRoute(Side source, Side target, const Places& places, const std::string& server);
+
+}  // namespace vantry::bench

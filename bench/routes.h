@@ -1,0 +1,65 @@
+#pragma once
+// The routes that are measured, each with the program that a user would take instead.
+
+#include "child_process.h"
+#include "orders_data.h"
+#include "route_session.h"
+#include "support/private_mariadb.h"
+#include "support/temp_dir.h"
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vantry::bench {
+
+struct Route {
+    std::string_view name;
+    Side source;
+    Side target;
+    // The programs that the peer and the check need, blanks between them.
+    std::string_view programs;
+
+    bool NeedsServer() const { return source == Side::MySql || target == Side::MySql; }
+};
+
+std::span<const Route> AllRoutes();
+// Null if there is none of that name.
+const Route* FindRoute(std::string_view name);
+// What has to be installed first, or an empty text.
+std::string MissingFor(const Route& route);
+
+// One route with its data, in a temporary folder that goes away with it.
+class Arena {
+public:
+    Arena(const Route& route, std::int64_t rows);  // makes the data
+    ~Arena();
+    Arena(const Arena&) = delete;
+    Arena& operator=(const Arena&) = delete;
+
+    // Wall-clock seconds of one run into an empty target, whose content is compared afterwards;
+    // throws std::runtime_error when something is missing there.
+    double RunOurs();
+    double RunPeer();
+    double PeakMebibytes() const { return peak_mebibytes_; }
+
+private:
+    void EmptyTarget();
+    void MakeSource();
+    void CheckOurs();
+    Command PeerCommand() const;
+    std::filesystem::path FetchTable() const;
+    std::string ClientFile() const;
+    void WriteClientFile() const;
+
+    const Route& route_;
+    std::int64_t rows_;
+    test::TempDir temp_;
+    Places places_;
+    std::unique_ptr<test::PrivateMariaDb> server_;
+    double peak_mebibytes_ = 0;
+};
+
+}  // namespace vantry::bench
