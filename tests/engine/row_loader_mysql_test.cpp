@@ -1,0 +1,238 @@
+#include "engine/row_loader_mysql.h"
+
+#include "engine/session_fixture.h"
+
+namespace vantry::test {
+namespace {
+
+Value Moment(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+    return Value(Cell::FromDateTime({*DayOf(year, month, day), *NanosOf(hour, minute, second)}));
+}
+
+class MySQLLoaderTest : public SessionTest {
+protected:
+    MySQLLoaderTest() { TargetType = "MySQL"; }
+    // The rows of a batch, counted by their opening bracket.
+    static int RowsIn(const std::string& statement) {
+        return Count(statement.substr(statement.find(" VALUES ")), "(");
+    }
+};
+
+TEST_F(MySQLLoaderTest, EachKindOfSourceIsReadInItsOwnQuoting) {
+    struct {
+        const char* type;
+        const char* owner;
+        const char* only_name;
+        const char* rows;
+    } const cases[] = {
+        {"ACCESS", "", "", "SELECT [s_a] FROM [src]"},
+        {"ODBC", "", "", "SELECT s_a FROM src"},
+        {"MySQL", "own", "", "SELECT `s_a` FROM own.`src`"},
+        {"MSSQL", "dbo", "", "SELECT [s_a] FROM [src]"},
+        {"MSSQL", "dbo", "x", "SELECT [s_a] FROM [dbo].[src]"},
+        {"ORACLE", "own", "", "SELECT \"s_a\" FROM own.src"},
+        {"ORACLE", "", "", "SELECT \"s_a\" FROM .src"},
+        {"FOXPRO", "", "", "SELECT s_a FROM \"/data/src\""},
+    };
+    AddColumn("a", adInteger);
+    FoxSrcMode = "DIR";
+    FoxSrcPrefix = "/data/";
+    for (const auto& c : cases) {
+        SourceType = c.type;
+        SrcTables[0].Owner = c.owner;
+        SrcTables[0].OnlyTabname = c.only_name;
+        source->queries.clear();
+        LoadRowsMySQL(0);
+        const std::string rows = c.rows;
+        EXPECT_EQ(
+            source->queries,
+            (std::vector<std::string>{"Select Count(*) " + rows.substr(rows.find(" FROM")), rows}));
+    }
+}
+
+TEST_F(MySQLLoaderTest, AHundredRowsGoInOneStatement) {
+    struct {
+        int rows;
+        std::vector<int> batches;
+    } const cases[] = {{0, {}}, {1, {1}}, {99, {99}}, {100, {100}}, {250, {100, 100, 50}}};
+    for (const auto& c : cases) {
+        ClearTable();
+        FillSource(c.rows);
+        target->statements.clear();
+        view = RecordingView();
+        EXPECT_EQ(LoadRowsMySQL(0), kTrue);
+        ASSERT_EQ(target->statements.size(), c.batches.size()) << c.rows;
+        for (std::size_t k = 0; k < c.batches.size(); ++k) {
+            EXPECT_EQ(RowsIn(target->statements[k]), c.batches[k]);
+            EXPECT_EQ(target->statements[k].ends_with(");"), c.batches[k] == 100);
+        }
+        EXPECT_EQ(view.events, c.rows + c.rows / 100);
+        EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(c.rows) + " Rows Loaded"));
+        if (c.rows > 0) {
+            EXPECT_EQ(view.counter, std::to_string(c.rows) + " of " + std::to_string(c.rows));
+        }
+    }
+}
+
+TEST_F(MySQLLoaderTest, ValuesStandInTheStatementByTheirType) {
+    struct {
+        int type;
+        Value value;
+        const char* text;
+    } const cases[] = {
+        {adDate, Moment(2006, 5, 1, 14, 30, 15), "'2006-05-01-14-30-15'"},
+        {adDBTimeStamp, Moment(805, 12, 31), "'0805-12-31-00-00-00'"},
+        {adDBTime, Value(Cell::FromDateTime({0, *NanosOf(7, 5, 9)})), "'1899-12-30-07-05-09'"},
+        {adDBDate, Null(), "NULL"},
+        {adVarWChar, Text("O'Brien"), "'O''Brien'"},
+        {adVarChar, Text("''"), "''''''"},
+        {adChar, Text("back\\slash 'q"), "'back\\slash ''q'"},
+        {adWChar, Text(" padded "), "' padded '"},
+        {adBSTR, Text("Ærø"), "'Ærø'"},
+        {adVarWChar, Null(), "''"},
+        {adVarWChar, Int(5), "'5'"},
+        {adBoolean, Bool(true), "True"},
+        {adBoolean, Bool(false), "False"},
+        {adBoolean, Null(), "NULL"},
+        {adInteger, Int(-42), "-42"},
+        {adCurrency, Value(Cell::FromDecimal({125000, 4})), "12.5000"},
+        {adDouble, Value(Cell::Double(0.5)), "0.5"},
+        {adNumeric, Value(Cell::NumberText("3.25")), "3.25"},
+        {adGUID, Text("  {abc}  "), "{abc}"},
+    };
+    for (const auto& c : cases) {
+        ClearTable();
+        AddColumn("a", c.type);
+        source->rows = {{c.value}};
+        target->statements.clear();
+        LoadRowsMySQL(0);
+        ASSERT_EQ(target->statements.size(), 1u);
+        EXPECT_EQ(target->statements[0],
+                  std::string("INSERT INTO `dst` ( `d_a`) VALUES (") + c.text + ")");
+    }
+}
+
+TEST_F(MySQLLoaderTest, ALongColumnSendsTheTableThroughNewRows) {
+    AddColumn("memo", adLongVarWChar);
+    AddColumn("day", adDBTimeStamp);
+    AddColumn("flag", adBoolean);
+    AddColumn("wide", adWChar);
+    source->rows = {{Text("text"), Moment(2006, 5, 1, 14, 30, 15), Bool(true), Text("w")},
+                    {Null(), Null(), Null(), Null()}};
+    EXPECT_EQ(LoadRowsMySQL(0), kTrue);
+    EXPECT_EQ(target->queries[0], "Select  `d_memo`, `d_day`, `d_flag`, `d_wide` FROM `dst` ");
+    ASSERT_EQ(target->taken.size(), 2u);
+    EXPECT_EQ(Shown(target->taken[0]), "'text'|'2006-05-01'|True|'w'|");
+    EXPECT_EQ(Shown(target->taken[1]), "null|'NULL'|null|null|");
+    EXPECT_EQ(view.events, 2);
+
+    for (int k = 0; k < 20; ++k) {
+        source->rows.push_back(source->rows[0]);
+    }
+    view = RecordingView();
+    LoadRowsMySQL(0);
+    EXPECT_EQ(view.events, 22 + 2);  // every row, and again at 10 and 20
+    EXPECT_EQ(view.bar_value, 22);
+}
+
+TEST_F(MySQLLoaderTest, WideTextAloneStaysInBatches) {
+    FillSource(1, adWChar);
+    LoadRowsMySQL(0);
+    EXPECT_EQ(target->statements.size(), 1u);
+}
+
+TEST_F(MySQLLoaderTest, ARefusedBatchIsOneErrorAndItsRowsStayCounted) {
+    FillSource(250);
+    target->FailAt("Execute", {2}, "duplicate key");
+    EXPECT_EQ(LoadRowsMySQL(0), kTrue);
+    EXPECT_EQ(ReadableLog(view.log),
+              "\nAbout to Insert Rows in dst Table\nError Loading Row:200\nduplicate key\n"
+              "250 Rows Loaded");
+    EXPECT_EQ(view.counter_changes, 2);  // not for the batch that failed
+}
+
+// The server refuses a batch whose rows don't have one value for each column.
+TEST_F(MySQLLoaderTest, AnUnreadableFieldLeavesItsBatchMalformed) {
+    FillSource(3);
+    source->rows[1][1] = Unreadable();
+    LoadRowsMySQL(0);
+    EXPECT_EQ(target->statements[0],
+              "INSERT INTO `dst` ( `d_id`, `d_name`) VALUES (1,'row 1'),(2),(3,'row 3')");
+    EXPECT_EQ(LoggedErrors(), 1);
+
+    source->rows[1] = {Unreadable(), Unreadable()};
+    target->statements.clear();
+    LoadRowsMySQL(0);
+    EXPECT_EQ(target->statements[0],
+              "INSERT INTO `dst` ( `d_id`, `d_name`) VALUES (1,'row 1'),),(3,'row 3')");
+}
+
+TEST_F(MySQLLoaderTest, TheFiftyFirstErrorGivesTheTableUp) {
+    struct {
+        int bad_batches;
+        i16 result;
+    } const cases[] = {{50, kTrue}, {51, kFalse}};
+    FillSource(5200);
+    for (const auto& c : cases) {
+        std::vector<int> bad;
+        for (int k = 1; k <= c.bad_batches; ++k) {
+            bad.push_back(k);
+        }
+        target->calls.clear();
+        target->FailAt("Execute", bad, "refused");
+        view = RecordingView();
+        EXPECT_EQ(LoadRowsMySQL(0), c.result);
+        EXPECT_EQ(LoggedErrors(), c.bad_batches);
+        EXPECT_TRUE(view.log.ends_with(
+            c.result == kTrue
+                ? "\r\n5200 Rows Loaded"
+                : "\r\nAborting Loading Rows for Table :src As Errors Exceeded 50 Allowed"));
+        EXPECT_EQ(view.caret, view.log.size());
+    }
+}
+
+TEST_F(MySQLLoaderTest, ASourceThatCantBeReachedEndsInFiftyOneErrorsFromRowZero) {
+    FillSource(3);
+    source->FailAlways("Connect", "no such server");
+    EXPECT_EQ(LoadRowsMySQL(0), kFalse);
+    EXPECT_EQ(LoggedErrors(), 51);
+    EXPECT_TRUE(view.log.starts_with(
+        "\r\nAbout to Insert Rows in dst Table\r\nError Loading Row:0\r\nno such server"));
+}
+
+TEST_F(MySQLLoaderTest, ASourceThatDiesMidwayNeverMakesAWholeBatchOfWhatIsMissing) {
+    FillSource(150);
+    source->FailFrom("Next", 122, "connection lost");  // the step from row 120 to row 121
+    EXPECT_EQ(LoadRowsMySQL(0), kFalse);
+    ASSERT_EQ(target->statements.size(), 1u);
+    EXPECT_EQ(RowsIn(target->statements[0]), 100);
+    EXPECT_EQ(Count(view.log, "Error Loading Row:120\r\nconnection lost"), 1);
+}
+
+TEST_F(MySQLLoaderTest, ACancelIsSeenAfterABatchAndThrowsTheUnfinishedOneAway) {
+    struct {
+        int at_event;
+        std::size_t batches;
+        int counted;
+    } const cases[] = {
+        {50, 1, 100},   // within the first batch
+        {100, 1, 100},  // just after it
+        {102, 2, 200},  // row 101's own hand-over
+        {205, 2, 250},  // within the last, incomplete batch
+    };
+    FillSource(250);
+    for (const auto& c : cases) {
+        SessionCancelled = TableCancelled = kFalse;
+        view = RecordingView();
+        view.cancel_at_event = c.at_event;
+        target->statements.clear();
+        EXPECT_EQ(LoadRowsMySQL(0), kTrue);
+        EXPECT_EQ(target->statements.size(), c.batches) << c.at_event;
+        EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(c.counted) +
+                                       " Rows Loaded\r\nUser Requested to cancel loading"));
+    }
+    SessionCancelled = TableCancelled = kFalse;
+}
+
+}  // namespace
+}  // namespace vantry::test

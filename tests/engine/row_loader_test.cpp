@@ -1,0 +1,462 @@
+#include "engine/row_loader.h"
+
+#include "engine/session_fixture.h"
+
+namespace vantry::test {
+namespace {
+
+class RowLoaderTest : public SessionTest {};
+
+struct SourceCase {
+    const char* type;
+    const char* owner;
+    const char* fox_mode;
+    const char* where;
+    const char* rows;
+};
+
+TEST_F(RowLoaderTest, EachKindOfSourceIsReadInItsOwnQuoting) {
+    const SourceCase cases[] = {
+        {"ACCESS", "", "", "", "SELECT [s_a],[s_b] FROM [src]"},
+        {"TEXT", "", "", "s_a > 1", "SELECT [s_a],[s_b] FROM [src] WHERE s_a > 1"},
+        {"TEXTPOLL", "", "", "", "SELECT [s_a],[s_b] FROM [src]"},
+        {"ODBC", "own", "", "", "SELECT [s_a],[s_b] FROM src"},
+        {"MySQL", "own", "", "", "SELECT `s_a`,`s_b` FROM own.`src`"},
+        {"MSSQL", "dbo", "", "", "SELECT [s_a],[s_b] FROM [dbo].[src]"},
+        {"MSSQL", "  ", "", "", "SELECT [s_a],[s_b] FROM [src]"},
+        {"ORACLE", "own", "", "", "SELECT \"s_a\",\"s_b\" FROM own.src"},
+        {"ORACLE", " ", "", "", "SELECT \"s_a\",\"s_b\" FROM src"},
+        {"FOXPRO", "", "DIR", "", "SELECT s_a,s_b FROM \"/data/src\""},
+        {"FOXPRO", "", "DBC", "", "SELECT s_a,s_b FROM [src]"},
+    };
+    AddColumn("a", adInteger);
+    AddColumn("b", adInteger);
+    FoxSrcPrefix = "/data/";
+    for (const auto& c : cases) {
+        SourceType = c.type;
+        FoxSrcMode = c.fox_mode;
+        SrcTables[0].Owner = c.owner;
+        SrcTables[0].WhereCond = c.where;
+        source->queries.clear();
+        ASSERT_EQ(LoadRowsGeneric(0), kTrue);
+        const std::string rows = c.rows;
+        EXPECT_EQ(
+            source->queries,
+            (std::vector<std::string>{"Select count(*) " + rows.substr(rows.find(" FROM")), rows}))
+            << c.type;
+    }
+}
+
+struct TargetCase {
+    const char* type;
+    const char* fox_mode;
+    const char* name;
+    const char* insert;
+    const char* select;
+};
+
+TEST_F(RowLoaderTest, EachKindOfTargetIsWrittenInItsOwnQuoting) {
+    const TargetCase cases[] = {
+        {"ACCESS",
+         "",
+         "dst",
+         "INSERT INTO [dst] ( [d_a], [d_b]) VALUES (?,?)",
+         "Select  [d_a], [d_b] FROM [dst] "},
+        {"MSSQL",
+         "",
+         "dst",
+         "INSERT INTO [dst] ( [d_a], [d_b]) VALUES (?,?)",
+         "Select  [d_a], [d_b] FROM [dst] "},
+        {"ORACLE", "", "dst", "INSERT INTO dst (d_a,d_b) VALUES (?,?)", "Select d_a,d_b FROM dst"},
+        {"FOXPRO",
+         "DIR",
+         "dst",
+         "INSERT INTO /out/dst.dbf (d_a,d_b) VALUES (?,?)",
+         "Select d_a,d_b FROM dst"},
+        {"FOXPRO",
+         "DIR",
+         "my dst",
+         "INSERT INTO [/out/my dst.dbf] (d_a,d_b) VALUES (?,?)",
+         "Select d_a,d_b FROM my dst"},
+        {"FOXPRO",
+         "DBC",
+         "dst",
+         "INSERT INTO [dst] (d_a,d_b) VALUES (?,?)",
+         "Select d_a,d_b FROM dst"},
+    };
+    AddColumn("a", adInteger);
+    AddColumn("b", adInteger);
+    source->rows = {{Int(1), Int(2)}};
+    FoxDestPrefix = "/out/";
+    for (const auto& c : cases) {
+        TargetType = c.type;
+        FoxDestMode = c.fox_mode;
+        DstTables[0].Name = c.name;
+        target->prepared.clear();
+        target->queries.clear();
+        source->columns[1].type = adInteger;
+        LoadRowsGeneric(0);
+        source->columns[1].type = adLongVarBinary;
+        LoadRowsGeneric(0);
+        EXPECT_EQ(target->prepared, std::vector<std::string>{c.insert}) << c.type;
+        EXPECT_EQ(target->queries, std::vector<std::string>{c.select}) << c.type;
+    }
+}
+
+TEST_F(RowLoaderTest, ColumnsAreTheSelectedOnesOfTheTableAndARebuiltTableHasTheSourcesNames) {
+    FillSource(1);
+    AddTable("other", "other");
+    MapColumn("elsewhere");
+    MapColumn("skipped").SSelected = 0;
+    SrcTables[0].LoadOption = "DROP";
+    LoadRowsGeneric(0);
+    EXPECT_EQ(target->prepared[0], "INSERT INTO [dst] ( [s_id], [s_name]) VALUES (?,?)");
+}
+
+TEST_F(RowLoaderTest, ParametersCarryTheFieldsTypeAndSize) {
+    struct {
+        const char* target;
+        int field;
+        int parameter;
+    } const types[] = {
+        {"ORACLE", adBoolean, adVarChar},
+        {"ORACLE", adCurrency, adVarNumeric},
+        {"ACCESS", adBoolean, adBoolean},
+        {"ACCESS", adCurrency, adCurrency},
+        {"ACCESS", adVarWChar, adVarChar},
+        {"MSSQL", adVarNumeric, adNumeric},
+        {"ORACLE", adVarNumeric, adNumeric},
+        {"MSSQL", adDBTimeStamp, adDBTimeStamp},
+    };
+    for (const auto& t : types) {
+        TargetType = t.target;
+        EXPECT_EQ(ParamTypeFor(static_cast<std::uint16_t>(t.field)), t.parameter) << t.target;
+    }
+
+    TargetType = "FOXPRO";
+    AddColumn("small", adNumeric, 19);
+    AddColumn("large", adNumeric, 19);
+    source->columns[0].precision = 20;
+    source->columns[0].scale = 2;
+    source->columns[1].precision = 21;
+    source->columns[1].scale = 3;
+    source->rows = {{Int(1), Int(2)}};
+    LoadRowsGeneric(0);
+    ASSERT_EQ(target->parameters.size(), 2u);
+    EXPECT_EQ(target->parameters[0].size, 19);
+    EXPECT_EQ(target->parameters[0].precision, 20);
+    EXPECT_EQ(target->parameters[0].scale, 2);
+    EXPECT_EQ(target->parameters[1].size, 20);
+    EXPECT_EQ(target->parameters[1].precision, 20);
+    EXPECT_EQ(target->parameters[1].scale, 19);
+}
+
+struct PathCase {
+    const char* target;
+    int type;
+    bool recordset;
+};
+
+TEST_F(RowLoaderTest, LongAndBinaryColumnsTakeTheRecordsetPath) {
+    const PathCase cases[] = {
+        {"ACCESS", adBinary, true},
+        {"ACCESS", adLongVarChar, true},
+        {"ACCESS", adLongVarWChar, true},
+        {"ACCESS", adVarBinary, true},
+        {"ACCESS", adLongVarBinary, true},
+        {"ACCESS", adWChar, false},
+        {"FOXPRO", adWChar, true},
+        {"FOXPRO", adVarWChar, false},
+        {"ACCESS", adVarWChar, false},
+    };
+    FillSource(3);
+    for (const auto& c : cases) {
+        TargetType = c.target;
+        source->columns[1].type = c.type;
+        target->calls.clear();
+        EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+        EXPECT_EQ(target->calls["Append"], c.recordset ? 3 : 0) << c.target << ' ' << c.type;
+        EXPECT_EQ(target->calls["ExecutePrepared"], c.recordset ? 0 : 3)
+            << c.target << ' ' << c.type;
+    }
+}
+
+struct BooleanCase {
+    const char* source;
+    const char* target;
+    bool recordset;
+    const char* expected;  // for True, False, null
+};
+
+TEST_F(RowLoaderTest, BooleansTakeTheTargetsForm) {
+    const BooleanCase cases[] = {
+        {"ODBC", "ORACLE", false, "'T'|'F'|'F'|"},
+        {"ODBC", "ORACLE", true, "'T'|'F'|'F'|"},
+        {"ACCESS", "ACCESS", false, "-1|0|0|"},
+        {"MSSQL", "ACCESS", false, "-1|0|0|"},
+        {"ODBC", "ACCESS", false, "True|False|null|"},
+        {"ACCESS", "ACCESS", true, "True|False|null|"},
+        {"ACCESS", "MSSQL", false, "True|False|null|"},
+    };
+    AddColumn("flag", adBoolean, 2);
+    AddColumn("other", adInteger, 4);
+    for (const auto& c : cases) {
+        SourceType = c.source;
+        TargetType = c.target;
+        source->columns[1].type = c.recordset ? adLongVarBinary : adInteger;
+        source->rows = {{Bool(true), Null()}, {Bool(false), Null()}, {Null(), Null()}};
+        target->taken.clear();
+        LoadRowsGeneric(0);
+        std::string flags;
+        for (auto& row : target->taken) {
+            row.resize(1);
+            flags += Shown(row);
+        }
+        EXPECT_EQ(flags, c.expected) << c.source << " to " << c.target << ' ' << c.recordset;
+    }
+}
+
+TEST_F(RowLoaderTest, LongValuesTravelAsBytesAndNullsStayNulls) {
+    const std::pair<int, const char*> types[] = {
+        {adLongVarWChar, "bytes:Grüße|"},
+        {adLongVarChar, "bytes:Grüße|"},
+        {adLongVarBinary, "bytes:Grüße|"},
+        {adBinary, "bytes:Grüße|"},
+        {adVarBinary, "'Grüße'|"},
+    };
+    AddColumn("memo", adLongVarWChar, 0);
+    for (const auto& [type, expected] : types) {
+        source->columns[0].type = type;
+        source->rows = {{Text("Grüße")}, {Null()}, {Text("")}};
+        target->taken.clear();
+        EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+        ASSERT_EQ(target->taken.size(), 3u);
+        EXPECT_EQ(Shown(target->taken[0]), expected) << type;
+        EXPECT_EQ(Shown(target->taken[1]), "null|") << type;
+    }
+}
+
+TEST_F(RowLoaderTest, ProgressIsShownPerRowAndEventsComeInEveryTenLoadedRows) {
+    for (const int type : {adVarWChar, adLongVarWChar}) {
+        FillSource(25, type);
+        view = RecordingView();
+        EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+        EXPECT_EQ(view.events, 2);
+        EXPECT_EQ(view.counter, "25 of 25");
+        EXPECT_EQ(view.counter_changes, 25);
+        EXPECT_EQ(view.bar_min, 1);
+        EXPECT_EQ(view.bar_max, 25);
+        EXPECT_EQ(view.bar_value, 25);
+        EXPECT_EQ(view.caret, view.log.size());
+        ClearTable();
+    }
+}
+
+TEST_F(RowLoaderTest, TablesOfNoneAndOneRowLeaveTheBarsEnd) {
+    for (const int rows : {0, 1}) {
+        ClearTable();
+        FillSource(rows);
+        view = RecordingView();
+        EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+        EXPECT_EQ(view.bar_max, 100);
+        EXPECT_EQ(
+            ReadableLog(view.log),
+            "\nAbout to Insert Rows from src to dst\n" + std::to_string(rows) + " Rows Loaded");
+    }
+}
+
+// The rows at which the target refuses, and what comes of it.
+struct BadRowsCase {
+    std::vector<int> bad;
+    i16 result;
+    std::size_t loaded;
+};
+
+TEST_F(RowLoaderTest, ARefusedRowIsToldWithItsNumberAndTheWalkGoesOnUntilTheFiftieth) {
+    std::vector<int> first49;
+    std::vector<int> first50;
+    for (int k = 1; k <= 50; ++k) {
+        if (k < 50) {
+            first49.push_back(k);
+        }
+        first50.push_back(k);
+    }
+    const BadRowsCase cases[] = {
+        {{1}, kTrue, 59},
+        {{49}, kTrue, 59},
+        {{50}, kTrue, 59},
+        {{51}, kTrue, 59},
+        {{60}, kTrue, 59},
+        {{1, 60}, kTrue, 58},
+        {first49, kTrue, 11},
+        {first50, kFalse, 0},
+    };
+    for (const auto& [type, operation] :
+         {std::pair{adVarWChar, "ExecutePrepared"}, std::pair{adLongVarWChar, "Append"}}) {
+        FillSource(60, type);
+        for (const auto& c : cases) {
+            view = RecordingView();
+            target->taken.clear();
+            target->calls.clear();
+            target->FailAt(operation, c.bad, "refused");
+            EXPECT_EQ(LoadRowsGeneric(0), c.result);
+            EXPECT_EQ(target->taken.size(), c.loaded) << c.bad.size();
+            EXPECT_EQ(LoggedErrors(), static_cast<int>(c.bad.size()));
+            for (const int row : c.bad) {
+                EXPECT_NE(view.log.find("\r\nError Loading Row:" + std::to_string(row) +
+                                        "\r\nrefused\r\n"),
+                          std::string::npos);
+            }
+            const std::string end =
+                c.result == kTrue
+                    ? "\r\n" + std::to_string(c.loaded) + " Rows Loaded"
+                    : "\r\nAborting Loading Rows for Table :src As Errors Exceeded 50 Allowed";
+            EXPECT_TRUE(view.log.ends_with(end)) << view.log;
+            EXPECT_EQ(view.caret == view.log.size(), c.result == kTrue);
+        }
+        ClearTable();
+    }
+}
+
+TEST_F(RowLoaderTest, EveryFailingRowLetsEventsInWhileTheCountStandsOnAMultipleOfTen) {
+    FillSource(14);
+    target->FailAt("ExecutePrepared", {1, 2, 13}, "refused");
+    LoadRowsGeneric(0);
+    // Rows 1 and 2 at count 0, row 12 (the tenth good one), row 13 again at 10.
+    EXPECT_EQ(view.events, 4);
+}
+
+TEST_F(RowLoaderTest, AnUnreadableFieldCostsItsRowAloneAndNeverBecomesAnotherValue) {
+    for (const int type : {adVarWChar, adLongVarWChar}) {
+        FillSource(5, type);
+        source->rows[2][0] = Unreadable();
+        target->taken.clear();
+        view = RecordingView();
+        EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+        ASSERT_EQ(target->taken.size(), 4u);
+        EXPECT_EQ(Shown(target->taken[2]).substr(0, 2), "4|");
+        // The field is told with the number of the row before it, the refused row with its own.
+        EXPECT_NE(view.log.find("Error Loading Row:2\r\nrow 3, field 0 can't be read"),
+                  std::string::npos);
+        EXPECT_EQ(Count(view.log, "Error Loading Row:3\r\n"), 1);
+        EXPECT_TRUE(view.log.ends_with("\r\n4 Rows Loaded"));
+        ClearTable();
+    }
+}
+
+TEST_F(RowLoaderTest, ASourceThatCantBeReachedEndsInFiftyErrorsFromRowZero) {
+    FillSource(3);
+    source->FailAlways("Connect", "no such server");
+    target->FailAlways("Execute", "syntax error");
+    EXPECT_EQ(LoadRowsGeneric(0), kFalse);
+    EXPECT_EQ(LoggedErrors(), 50);
+    EXPECT_TRUE(
+        view.log.starts_with("\r\nAbout to Insert Rows from src to dst"
+                             "\r\nError Loading Row:0\r\nno such server"
+                             "\r\nError Loading Row:0\r\nno such server"));
+    EXPECT_TRUE(target->taken.empty());
+}
+
+TEST_F(RowLoaderTest, ASourceThatDiesMidwayGivesTheTableUpWithWhatArrivedBefore) {
+    for (const int type : {adVarWChar, adLongVarWChar}) {
+        FillSource(60, type);
+        target->taken.clear();
+        source->calls.clear();
+        source->FailFrom("Next", 32, "connection lost");  // the step from row 30 to row 31
+        view = RecordingView();
+        EXPECT_EQ(LoadRowsGeneric(0), kFalse);
+        EXPECT_EQ(target->taken.size(), 30u);
+        EXPECT_EQ(LoggedErrors(), 50);
+        EXPECT_EQ(Count(view.log, "Error Loading Row:30\r\nconnection lost"), 1);
+        ClearTable();
+    }
+}
+
+TEST_F(RowLoaderTest, ATargetThatDiesMidwayOrNeverOpensGivesTheTableUp) {
+    FillSource(80);
+    target->FailFrom("ExecutePrepared", 11, "server has gone");
+    EXPECT_EQ(LoadRowsGeneric(0), kFalse);
+    EXPECT_EQ(target->taken.size(), 10u);
+    EXPECT_EQ(LoggedErrors(), 50);
+    EXPECT_NE(view.log.find("Error Loading Row:60\r\nserver has gone\r\nAborting"),
+              std::string::npos);
+
+    for (const char* operation : {"Connect", "OpenAppender"}) {
+        source->columns[1].type = adLongVarWChar;
+        target->taken.clear();
+        view = RecordingView();
+        target->FailAlways(operation, "no target");
+        EXPECT_EQ(LoadRowsGeneric(0), kFalse);
+        EXPECT_EQ(LoggedErrors(), 50);
+        EXPECT_TRUE(target->taken.empty());
+    }
+}
+
+TEST_F(RowLoaderTest, ACancelEndsTheLoopAtTheHandOverThatBroughtIt) {
+    for (const int type : {adVarWChar, adLongVarWChar}) {
+        FillSource(45, type);
+        for (int hand_over = 1; hand_over <= 4; ++hand_over) {
+            view = RecordingView();
+            view.cancel_at_event = hand_over;
+            SessionCancelled = TableCancelled = kFalse;
+            target->taken.clear();
+            EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+            EXPECT_EQ(target->taken.size(), static_cast<std::size_t>(hand_over * 10));
+            EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(hand_over * 10) +
+                                           " Rows Loaded\r\nUser Requested to cancel loading"));
+        }
+        ClearTable();
+    }
+    SessionCancelled = TableCancelled = kFalse;
+}
+
+// Whatever call fails once: the rows in the target are those that the log counts, each of them as
+// the source has it, and each missing row has an error in the log.
+TEST_F(RowLoaderTest, TheLedgerHoldsWhicheverCallFails) {
+    for (const int type : {adVarWChar, adLongVarWChar}) {
+        FillSource(12, type);
+        std::vector<std::string> all;
+        for (const auto& row : source->rows) {
+            all.push_back(row[1].AsCell().AsText().data());
+        }
+        int fired = 1;
+        for (int n = 1; fired != 0; ++n) {
+            fired = 0;
+            int call = 0;
+            const auto count_down = [&](std::string_view, int) {
+                if (++call == n) {
+                    ++fired;
+                    throw DataError(kErrUnspecified, "call " + std::to_string(n) + " failed");
+                }
+            };
+            source->before = count_down;
+            target->before = count_down;
+            target->taken.clear();
+            view = RecordingView();
+            const i16 result = LoadRowsGeneric(0);
+            std::size_t next = 0;
+            for (const auto& row : target->taken) {
+                while (next < all.size() && all[next] != std::string(row[1].AsCell().AsText())) {
+                    ++next;
+                }
+                ASSERT_LT(next++, all.size())
+                    << "a row that the source doesn't have, at call " << n;
+            }
+            const auto missing = static_cast<int>(all.size() - target->taken.size());
+            if (result == kTrue) {
+                EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(target->taken.size()) +
+                                               " Rows Loaded"))
+                    << view.log;
+                EXPECT_GE(LoggedErrors(), missing);
+            } else {
+                EXPECT_EQ(LoggedErrors(), 50);
+            }
+            EXPECT_GE(LoggedErrors(), fired);
+        }
+        ClearTable();
+        source->before = target->before = nullptr;
+    }
+}
+
+}  // namespace
+}  // namespace vantry::test

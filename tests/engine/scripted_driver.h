@@ -1,0 +1,194 @@
+#pragma once
+// A data source that is played from a script, for what no real one does on demand: fail at a chosen
+// call. It keeps every statement that it was sent and every row that it took.
+
+#include "core/driver_registry.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vantry::test {
+
+using ValueRow = std::vector<Value>;
+
+// Not inlined: the compiler loses sight of the kind that guards a value's view and warns.
+[[gnu::noinline]] inline Value Int(std::int64_t value) {
+    return Value(Cell::Int64(value));
+}
+[[gnu::noinline]] inline Value Text(std::string_view text) {
+    return Value(Cell::Text(text));
+}
+[[gnu::noinline]] inline Value Bytes(std::string_view text) {
+    return Value(Cell::Bytes(std::as_bytes(std::span(text.data(), text.size()))));
+}
+[[gnu::noinline]] inline Value Bool(bool value) {
+    return Value(Cell::Boolean(value));
+}
+[[gnu::noinline]] inline Value Null() {
+    return Value(Cell::Null());
+}
+[[gnu::noinline]] inline Value Unreadable() {
+    return Value(Cell::Unreadable());
+}
+
+class ScriptedDriver : public Driver {
+public:
+    // What a SELECT gives; a statement with "count(" gives the number of rows.
+    std::vector<ColumnInfo> columns;
+    std::vector<ValueRow> rows;
+
+    // Called before each operation ("Connect", "OpenCursor", "Next", "Execute", "Prepare",
+    // "ExecutePrepared", "OpenAppender", "Append") with its number among those of its name, from 1.
+    // What it throws is what the operation throws. Counting and count queries aside.
+    std::function<void(std::string_view operation, int number)> before;
+
+    std::vector<std::string> queries;     // OpenCursor and OpenAppender
+    std::vector<std::string> statements;  // Execute
+    std::vector<std::string> prepared;
+    std::vector<ParameterInfo> parameters;  // of the last Prepare
+    std::vector<ValueRow> taken;            // rows of ExecutePrepared and Append
+    std::map<std::string, int, std::less<>> calls;
+
+    void FailAlways(const std::string& operation, const std::string& words) {
+        FailFrom(operation, 1, words);
+    }
+    void FailFrom(const std::string& operation, int first, const std::string& words) {
+        before = [=](std::string_view name, int number) {
+            if (name == operation && number >= first) {
+                throw DataError(kErrUnspecified, words);
+            }
+        };
+    }
+    void FailAt(const std::string& operation, std::vector<int> numbers, const std::string& words) {
+        before = [=](std::string_view name, int number) {
+            if (name == operation &&
+                std::find(numbers.begin(), numbers.end(), number) != numbers.end()) {
+                throw DataError(kErrUnspecified, words);
+            }
+        };
+    }
+
+    std::unique_ptr<DriverConnection> Connect(const ConnectionString&) override {
+        Enter("Connect");
+        return std::make_unique<Link>(*this);
+    }
+
+    void Enter(std::string_view operation) {
+        const int number = ++calls[std::string(operation)];
+        if (before) {
+            before(operation, number);
+        }
+    }
+
+private:
+    static std::vector<Cell> Cells(const ValueRow& row) {
+        std::vector<Cell> cells;
+        for (const auto& value : row) {
+            cells.push_back(value.AsCell());
+        }
+        return cells;
+    }
+
+    class Rows : public Cursor {
+    public:
+        Rows(ScriptedDriver& driver, std::vector<ColumnInfo> columns, std::vector<ValueRow> rows)
+            : driver_(driver), columns_(std::move(columns)), rows_(std::move(rows)) {}
+        std::span<const ColumnInfo> Columns() const override { return columns_; }
+        bool Next() override {
+            if (broken_) {
+                throw DataError(kErrUnspecified, "read after the end of a broken cursor");
+            }
+            broken_ = true;
+            driver_.Enter("Next");
+            broken_ = false;
+            if (next_ == rows_.size()) {
+                return false;
+            }
+            row_ = Cells(rows_[next_++]);
+            return true;
+        }
+        std::span<const Cell> Row() const override { return row_; }
+        DataError FieldError(std::size_t column) const override {
+            return {kErrConversion,
+                    "row " + std::to_string(next_) + ", field " + std::to_string(column) +
+                        " can't be read"};
+        }
+
+    private:
+        ScriptedDriver& driver_;
+        std::vector<ColumnInfo> columns_;
+        std::vector<ValueRow> rows_;
+        std::vector<Cell> row_;
+        std::size_t next_ = 0;
+        bool broken_ = false;
+    };
+
+    class Taker : public Statement, public Appender {
+    public:
+        Taker(ScriptedDriver& driver, std::string_view operation)
+            : driver_(driver), operation_(operation), columns_(driver.columns) {}
+        std::int64_t Execute(std::span<const Cell> values) override {
+            Take(values);
+            return 1;
+        }
+        std::span<const ColumnInfo> Columns() const override { return columns_; }
+        void Append(std::span<const Cell> row) override { Take(row); }
+
+    private:
+        void Take(std::span<const Cell> cells) {
+            driver_.Enter(operation_);
+            ValueRow row;
+            for (const auto& cell : cells) {
+                row.emplace_back(cell);
+            }
+            driver_.taken.push_back(std::move(row));
+        }
+        ScriptedDriver& driver_;
+        std::string operation_;
+        std::vector<ColumnInfo> columns_;
+    };
+
+    class Link : public DriverConnection {
+    public:
+        explicit Link(ScriptedDriver& driver) : driver_(driver) {}
+        std::unique_ptr<Cursor> OpenCursor(std::string_view sql) override {
+            driver_.queries.emplace_back(sql);
+            driver_.Enter("OpenCursor");
+            if (ContainsNoCase(sql, "count(")) {
+                const auto count = static_cast<std::int64_t>(driver_.rows.size());
+                return std::make_unique<Rows>(driver_,
+                                              std::vector<ColumnInfo>{{"count", adInteger}},
+                                              std::vector<ValueRow>{{Int(count)}});
+            }
+            return std::make_unique<Rows>(driver_, driver_.columns, driver_.rows);
+        }
+        std::int64_t Execute(std::string_view sql) override {
+            driver_.statements.emplace_back(sql);
+            driver_.Enter("Execute");
+            return -1;
+        }
+        std::unique_ptr<Statement> Prepare(std::string_view sql,
+                                           std::span<const ParameterInfo> parameters) override {
+            driver_.prepared.emplace_back(sql);
+            driver_.parameters.assign(parameters.begin(), parameters.end());
+            driver_.Enter("Prepare");
+            return std::make_unique<Taker>(driver_, "ExecutePrepared");
+        }
+        std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) override {
+            driver_.queries.emplace_back(select_sql);
+            driver_.Enter("OpenAppender");
+            return std::make_unique<Taker>(driver_, "Append");
+        }
+        std::vector<TableEntry> Tables() override { return {}; }
+
+    private:
+        ScriptedDriver& driver_;
+    };
+};
+
+}  // namespace vantry::test

@@ -1,0 +1,231 @@
+// The statements that drop, empty and create target tables, in each dialect.
+
+#include "engine/session_fixture.h"
+#include "engine/target_creation.h"
+#include "engine/target_preparation.h"
+
+namespace vantry::test {
+namespace {
+
+class TargetTablesTest : public SessionTest {
+protected:
+    ColMapRec& AddTyped(const std::string& name,
+                        const std::string& source_type,
+                        const std::string& target_type,
+                        i32 width = 10,
+                        i16 scale = 0) {
+        auto& row = MapColumn(name);
+        row.SOrgDtype = source_type;
+        row.SDtype = source_type;
+        row.DDtype = target_type;
+        row.SWidth = width + 1;
+        row.DWidth = width;
+        row.SScale = static_cast<i16>(scale + 1);
+        row.DScale = scale;
+        return row;
+    }
+    void Choose(bool is_new) { SrcTables[0].TableExists = is_new ? kFalse : kTrue; }
+};
+
+TEST_F(TargetTablesTest, TablesAreDroppedAndEmptiedInTheTargetsQuoting) {
+    struct {
+        const char* type;
+        const char* fox_mode;
+        const char* table;
+    } const cases[] = {
+        {"FOXPRO", "DIR", "[/out/my table.dbf]"},
+        {"FOXPRO", "DBC", "[my table]"},
+        {"ORACLE", "", "my table"},
+        {"MySQL", "", "`my table`"},
+        {"ACCESS", "", "[my table]"},
+        {"MSSQL", "", "[my table]"},
+    };
+    DstTables[0].Name = "my table";
+    FoxDestPrefix = "/out/";
+    for (const auto& c : cases) {
+        TargetType = c.type;
+        FoxDestMode = c.fox_mode;
+        target->statements.clear();
+        EXPECT_EQ(DropTargetTable(0), kTrue);
+        EXPECT_EQ(DeleteTargetRows(0), kTrue);
+        EXPECT_EQ(target->statements,
+                  (std::vector<std::string>{std::string("drop table ") + c.table,
+                                            std::string("delete from ") + c.table}));
+    }
+}
+
+TEST_F(TargetTablesTest, TheHeadOfACreationGoesByKindAndByABlankInOneOfTheNames) {
+    struct {
+        const char* type;
+        const char* fox_mode;
+        bool is_new;
+        const char* source;
+        const char* target;
+        const char* head;
+    } const cases[] = {
+        // A new table is judged by the source's name, a rebuilt one by its own.
+        {"FOXPRO", "DIR", true, "s s", "t", "Create Table [/out/t.dbf] ("},
+        {"FOXPRO", "DIR", true, "s", "t t", "Create Table /out/t t.dbf ("},
+        {"FOXPRO", "DIR", false, "s", "t t", "Create Table [/out/t t.dbf] ("},
+        {"FOXPRO", "DIR", false, "s s", "t", "Create Table /out/t.dbf ("},
+        {"FOXPRO", "DBC", true, "s s", "t", "Create Table [t] ("},
+        {"FOXPRO", "DBC", true, "s", "t", "Create Table t("},
+        {"ACCESS", "", true, "s", "t", "Create Table [t] ("},
+        {"MySQL", "", true, "s", "t", "Create Table `t` ("},
+        {"MSSQL", "", false, "s", "t", "Create Table [t] ("},
+        {"ORACLE", "", true, "s s", "t t", "Create Table t t("},
+    };
+    FoxDestPrefix = "/out/";
+    AddTyped("a", "Integer", "x");
+    for (const auto& c : cases) {
+        TargetType = c.type;
+        FoxDestMode = c.fox_mode;
+        SrcTables[0].Name = c.source;
+        DstTables[0].Name = c.target;
+        Choose(c.is_new);
+        const std::string statement = CreateTableStatement(0);
+        EXPECT_EQ(statement.substr(0, statement.find('\r')), c.head);
+        EXPECT_TRUE(statement.ends_with("\r)"));
+    }
+}
+
+struct PieceCase {
+    const char* target;
+    bool is_new;
+    const char* source_type;  // neutral; translated for a rebuilt table
+    const char* target_type;  // of a new table
+    i32 width;
+    const char* piece;
+};
+
+TEST_F(TargetTablesTest, EachColumnIsStatedInTheTargetsDialect) {
+    const PieceCase cases[] = {
+        {"FOXPRO", true, "", "Currency", 8, "d_a Y"},
+        {"FOXPRO", true, "", "double", 8, "d_a B"},
+        {"FOXPRO", true, "", "Character", 255, "d_a Character(255)"},
+        {"FOXPRO", true, "", "Numeric", 12, "d_a Numeric(12,2)"},
+        {"FOXPRO", false, "Currency", "", 8, "s_a Y"},
+        {"FOXPRO", false, "Double", "", 8, "s_a B"},
+        {"FOXPRO", false, "GUID", "", 16, "s_a B"},
+        {"FOXPRO", false, "VarWchar", "", 253, "s_a Character(254)"},
+        {"FOXPRO", false, "VarWchar", "", 254, "s_a MEMO"},
+        {"FOXPRO", false, "Boolean", "", 2, "s_a Logical"},
+        {"ACCESS", true, "", "Binary", 8, " [d_a]  OLEOBJECT"},
+        {"ACCESS", true, "", "Boolean", 2, " [d_a]  yesno"},
+        {"ACCESS", true, "", "Text", 255, " [d_a] Text(255)"},
+        {"ACCESS", true, "", "Text", 256, " [d_a] Text"},
+        {"ACCESS", false, "LongVarBinary", "", 8, " [s_a]  oleobject"},
+        {"ACCESS", false, "Boolean", "", 2, " [s_a]  yesno"},
+        {"ACCESS", false, "Char", "", 20, " [s_a] Text(21)"},
+        {"ACCESS", false, "LongVarWChar", "", 20, " [s_a] Memo"},
+        {"MySQL", true, "", "Varchar", 20, "`d_a` Varchar(20)"},
+        {"MySQL", false, "Integer", "", 4, "`s_a` Integer(4)"},
+        {"MSSQL", true, "", "nvarchar", 20, "[d_a] nvarchar(20)"},
+        {"MSSQL", false, "Date", "", 8, "[s_a] datetime"},
+        {"ORACLE", true, "", "Varchar2", 20, "d_a Varchar2(20)"},
+        {"ORACLE", false, "LongVarChar", "", 20, "s_a CLOB"},
+        {"ORACLE", false, "Numeric", "", 9, "s_a Number(10,3)"},
+        // No entry in the catalogue: no type at all, and the data source says so.
+        {"ORACLE", false, "BigInt", "", 8, "s_a "},
+    };
+    for (const auto& c : cases) {
+        TargetType = c.target;
+        ColMaps.clear();
+        AddTyped("a", c.source_type, c.target_type, c.width, 2);
+        Choose(c.is_new);
+        const std::string statement = CreateTableStatement(0);
+        const auto begin = statement.find('\r') + 1;
+        EXPECT_EQ(statement.substr(begin, statement.size() - 2 - begin), c.piece) << c.target;
+    }
+}
+
+TEST_F(TargetTablesTest, OnlySelectedColumnsOfTheTableAreStatedInTheirOrder) {
+    AddTyped("a", "Integer", "Long");
+    AddTyped("b", "Integer", "Long").SSelected = 0;
+    AddTyped("c", "Integer", "Long").Ignor = kTrue;
+    AddTyped("other", "Integer", "Long").TabID = 1;
+    Choose(true);
+    EXPECT_EQ(CreateTableStatement(0), "Create Table [dst] (\r [d_a] Long,\r [d_c] Long\r)");
+    ColMaps.clear();
+    EXPECT_EQ(CreateTableStatement(0), "Create Table [dst] \r)");
+}
+
+struct SizeCase {
+    const char* target;
+    const char* types;  // names of one result, blank between
+    const char* suffix;
+};
+
+// Width 20 and scale 3 on the target's side, 21 and 4 on the source's.
+TEST_F(TargetTablesTest, SizesFollowTheTypesThatTakeThem) {
+    const SizeCase cases[] = {
+        {"ACCESS", "text TEXT", "(20)"},
+        {"ACCESS", "Memo Long Currency DateTime", ""},
+        {"FOXPRO", "Numeric", "(20,3)"},
+        {"FOXPRO", "Character", "(20)"},
+        {"FOXPRO", "Memo Logical Integer DateTime General", ""},
+        {"ORACLE", "Char VARCHAR2 Varchar", "(20)"},
+        {"ORACLE", "Number", "(20,3)"},
+        {"ORACLE", "BLOB CLOB LONG BFILE DATE RAW", ""},
+        {"MSSQL", "char VARCHAR varbinary nchar nvarchar binary", "(20)"},
+        {"MSSQL", "numeric decimal datetime bit int image text ntext uniqueidentifier", ""},
+        {"MySQL", "Char Varchar Text", "(20)"},
+        {"MySQL", "Integer INT", "(20)"},
+        {"MySQL", "LongText BigInt TinyInt SmallInt Double DateTime Decimal LongBLOB", ""},
+        {"TEXT", "Varchar", ""},
+    };
+    for (const auto& c : cases) {
+        TargetType = c.target;
+        std::istringstream types(c.types);
+        for (std::string type; types >> type;) {
+            ColMaps.clear();
+            AddTyped("a", "Numeric", " " + type + " ", 20, 3);
+            EXPECT_EQ(ColumnSizeSuffix(0, "N"), c.suffix) << c.target << ' ' << type;
+        }
+    }
+    // A rebuilt table takes the source's side.
+    TargetType = "ORACLE";
+    ColMaps.clear();
+    AddTyped("a", "Numeric", "Date", 20, 3);
+    EXPECT_EQ(ColumnSizeSuffix(0, "O"), "(21,4)");
+    TargetType = "FOXPRO";
+    EXPECT_EQ(ColumnSizeSuffix(0, "O"), "(21,4)");
+}
+
+TEST_F(TargetTablesTest, SomeNumbersTakeNoSize) {
+    TargetType = "ORACLE";
+    for (const char* type : {"Long",
+                             "Double",
+                             "Integer",
+                             "Single",
+                             "Currency",
+                             "int",
+                             "money",
+                             "smallint",
+                             "TinyInt",
+                             "real",
+                             "float",
+                             " decimal "}) {
+        ColMaps.clear();
+        AddTyped("a", "Numeric", "Number").SDtype = type;
+        EXPECT_EQ(ColumnSizeSuffix(0, "N"), "") << type;
+    }
+    // Oracle to Oracle, a number without a stated precision keeps none.
+    ColMaps.clear();
+    auto& row = AddTyped("a", "VarNumeric", "Number");
+    row.SDtype = "Number";
+    EXPECT_EQ(ColumnSizeSuffix(0, "N"), "(10,0)");
+    SourceType = "ORACLE";
+    EXPECT_EQ(ColumnSizeSuffix(0, "N"), "");
+
+    TargetType = "MySQL";
+    row.DDtype = "Integer";
+    row.DWidth = -1;
+    EXPECT_EQ(ColumnSizeSuffix(0, "N"), "");
+    row.DWidth = 6;
+    row.SOrgDtype = "Integer";
+    EXPECT_EQ(ColumnSizeSuffix(0, "O"), "(6)");  // the target's width in both modes
+}
+
+}  // namespace
+}  // namespace vantry::test
