@@ -58,7 +58,7 @@ MySqlAppender::MySqlAppender(std::shared_ptr<Session> session, std::string_view 
         const std::string database(field.db, field.db_length);
         const auto quoted_table =
             database.empty() ? Quoted(table) : Quoted(database) + "." + Quoted(table);
-        if (table.empty() || field.org_name_length == 0 || (k > 0 && quoted_table != table_)) {
+        if (table.empty() || (k > 0 && quoted_table != table_)) {
             throw NotATableColumn(column.info.name);
         }
         table_ = quoted_table;

@@ -62,8 +62,7 @@ TEST_F(MySqlConnect, FailuresSpeakTheServersWordsAndNeverThePassword) {
          "no.such.host.invalid"},
         {"DRIVER=MySQL;SERVER=127.0.0.1;port=33o6;USER=vantry", "33o6"},
         {"DRIVER=MySQL;SERVER=127.0.0.1;port=70000;USER=vantry", "70000"},
-        {start + Server().Password() + ";INITSTMT=set password = password('" + Server().Password() +
-             "',1)",
+        {start + Server().Password() + ";INITSTMT=sett password = '" + Server().Password() + "'",
          "You have an error in your SQL syntax"},
         {start + Server().Password() + ";FORCETLS=1", "FORCETLS"},
     };
