@@ -1,0 +1,147 @@
+#pragma once
+// 64 bytes at a time: where the separators are, as bits. The lowest bit is the first byte.
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
+
+namespace vantry::text {
+
+struct ByteMasks {
+    std::uint64_t breaks = 0;      // CR and LF
+    std::uint64_t delimiters = 0;  // the given byte
+    std::uint64_t qualifiers = 0;  // the other given byte
+    std::uint64_t odd = 0;         // below 9 or above 0x7F
+};
+
+#ifdef __SSE2__
+
+// `at` is readable for 64 bytes. Masks that the caller doesn't use cost nothing once inlined.
+inline ByteMasks MasksOf(const char* at, char delimiter, char qualifier) {
+    const __m128i delimiters = _mm_set1_epi8(delimiter);
+    const __m128i qualifiers = _mm_set1_epi8(qualifier);
+    const __m128i line_feeds = _mm_set1_epi8('\n');
+    const __m128i returns = _mm_set1_epi8('\r');
+    const __m128i first_plain = _mm_set1_epi8(9);
+    ByteMasks masks;
+    const auto bits = [](__m128i hits, int part) {
+        return static_cast<std::uint64_t>(static_cast<std::uint32_t>(_mm_movemask_epi8(hits)))
+               << (16 * part);
+    };
+    for (int part = 0; part < 4; ++part) {
+        const __m128i bytes =
+            _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + std::ptrdiff_t{16} * part));
+        masks.breaks |= bits(
+            _mm_or_si128(_mm_cmpeq_epi8(bytes, line_feeds), _mm_cmpeq_epi8(bytes, returns)), part);
+        masks.delimiters |= bits(_mm_cmpeq_epi8(bytes, delimiters), part);
+        masks.qualifiers |= bits(_mm_cmpeq_epi8(bytes, qualifiers), part);
+        masks.odd |= bits(_mm_cmplt_epi8(bytes, first_plain), part);  // signed: above 0x7F is below
+    }
+    return masks;
+}
+
+#else
+
+inline ByteMasks MasksOf(const char* at, char delimiter, char qualifier) {
+    ByteMasks masks;
+    for (unsigned k = 0; k < 64; ++k) {
+        const char byte = at[k];
+        const std::uint64_t bit = std::uint64_t{1} << k;
+        masks.breaks |= byte == '\n' || byte == '\r' ? bit : 0;
+        masks.delimiters |= byte == delimiter ? bit : 0;
+        masks.qualifiers |= byte == qualifier ? bit : 0;
+        masks.odd |= static_cast<unsigned char>(byte) - 9U > 0x76U ? bit : 0;
+    }
+    return masks;
+}
+
+#endif
+
+// Walks over the places of interest in a window that is readable for 64 bytes behind its end.
+// `kEvents` says which: separators for reading fields, or line breaks and the qualifiers that begin
+// a field for finding rows.
+enum class WalkEvents : std::uint8_t { Separators, BreaksAndOpenings, Breaks };
+
+template <WalkEvents kEvents>
+class MaskWalk {
+public:
+    MaskWalk(const char* window, std::size_t size, char delimiter, char qualifier)
+        : window_(window), size_(size), delimiter_(delimiter), qualifier_(qualifier) {
+        if (size_ > 0) {
+            Load(0);
+        }
+    }
+
+    // The next place, or the window's size when there is none.
+    std::size_t Next() {
+        while (bits_ == 0) {
+            if (base_ + 64 >= size_) {
+                return size_;
+            }
+            Load(base_ + 64);
+        }
+        const auto place = base_ + static_cast<std::size_t>(std::countr_zero(bits_));
+        bits_ &= bits_ - 1;
+        return place;
+    }
+
+    // Goes on at `place`, which is at or behind the last one returned.
+    void MoveTo(std::size_t place) {
+        if (place - base_ >= 64) {
+            if (place >= size_) {
+                bits_ = 0;
+                base_ = size_;
+                return;
+            }
+            odd_ = ~std::uint64_t{0};  // nobody has looked at what was passed over
+            Load(place & ~std::size_t{63});
+        }
+        bits_ &= ~std::uint64_t{0} << (place - base_);
+    }
+
+    // Whether all bytes since the last call were plain, give or take 64 at the ends.
+    bool TakePlain() {
+        const bool plain = odd_ == 0;
+        odd_ = last_odd_;
+        return plain;
+    }
+
+private:
+    void Load(std::size_t base) {
+        base_ = base;
+        const ByteMasks masks = MasksOf(window_ + base, delimiter_, qualifier_);
+        if constexpr (kEvents == WalkEvents::Separators) {
+            bits_ = masks.breaks | masks.delimiters;
+        } else if constexpr (kEvents == WalkEvents::Breaks) {
+            bits_ = masks.breaks;
+        } else {
+            const std::uint64_t separators = masks.breaks | masks.delimiters;
+            const std::uint64_t starts =
+                (separators << 1) | (base == 0 || IsSeparator(window_[base - 1]) ? 1U : 0U);
+            bits_ = masks.breaks | (masks.qualifiers & starts);
+        }
+        last_odd_ = masks.odd;
+        if (size_ - base < 64) {
+            const std::uint64_t inside = (std::uint64_t{1} << (size_ - base)) - 1;
+            bits_ &= inside;
+            last_odd_ &= inside;
+        }
+        odd_ |= last_odd_;
+    }
+    bool IsSeparator(char byte) const { return byte == delimiter_ || byte == '\n' || byte == '\r'; }
+
+    const char* window_;
+    std::size_t size_;
+    char delimiter_;
+    char qualifier_;
+    std::size_t base_ = 0;
+    std::uint64_t bits_ = 0;
+    std::uint64_t odd_ = 0;
+    std::uint64_t last_odd_ = 0;
+};
+
+}  // namespace vantry::text

@@ -1,0 +1,46 @@
+#pragma once
+// The errors of the text driver beside those of the file layer. A text says what is wrong, in which
+// file and where in it, and what the user can do.
+
+#include "data/data_error.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vantry::text {
+
+// Connecting and finding files.
+DataError FolderMissing(std::string_view folder);
+DataError FileMissing(std::string_view name);
+DataError CannotListFolder(std::string_view folder, std::string_view reason);
+
+// Reading.
+DataError ChangedWhileRead(std::string_view path);
+DataError NotText(std::string_view path, std::int64_t line, unsigned byte);
+DataError WideText(std::string_view path);
+DataError RowTooLong(std::string_view path, std::int64_t line);
+DataError TooManyFields(std::string_view path, std::size_t count);
+DataError SchemaTooLarge(std::string_view path);
+DataError UnknownCharacterSet(std::string_view path, std::string_view word);
+DataError FixedNeedsColumns(std::string_view path);
+
+// A field that can't be read as its column's type.
+struct FieldPlace {
+    std::string path;
+    std::int64_t line = 0;
+    std::string column;
+    std::string value;  // as it stands in the file; cut by the error if it is long
+};
+DataError FieldDoesNotFit(const FieldPlace& place, std::string_view wanted, std::string_view hint);
+
+// Writing.
+DataError UpdatesNotSupported();
+DataError DeletesNotSupported();
+DataError ValueDoesNotFit(std::string_view file, std::string_view column, std::string_view reason);
+DataError TableExists(std::string_view name);
+DataError TableNotThere(std::string_view name);
+DataError BadTableName(std::string_view name);
+DataError BadColumnType(std::string_view column, std::string_view type);
+
+}  // namespace vantry::text

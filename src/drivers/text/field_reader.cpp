@@ -1,0 +1,312 @@
+#include "drivers/text/field_reader.h"
+
+#include "data/utf.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <utility>
+
+namespace vantry::text {
+namespace {
+
+constexpr int kCurrencyDecimals = 4;
+constexpr std::size_t kSingleDigits = 7;
+
+struct IntegerRange {
+    std::int64_t least;
+    std::int64_t most;
+};
+
+IntegerRange RangeOf(ColumnType type) {
+    switch (type) {
+        case ColumnType::Byte:
+            return {0, std::numeric_limits<std::uint8_t>::max()};
+        case ColumnType::Short:
+            return {std::numeric_limits<std::int16_t>::min(),
+                    std::numeric_limits<std::int16_t>::max()};
+        default:
+            return {std::numeric_limits<std::int32_t>::min(),
+                    std::numeric_limits<std::int32_t>::max()};
+    }
+}
+
+bool IsInteger(ColumnType type) {
+    return type == ColumnType::Byte || type == ColumnType::Short || type == ColumnType::Long;
+}
+
+// As many characters surely fit the type if they are a canonical number.
+std::size_t CanonicalLimit(ColumnType type) {
+    switch (type) {
+        case ColumnType::Short:
+            return 4;
+        case ColumnType::Long:
+            return 9;
+        case ColumnType::Single:
+            return kSingleDigits;
+        case ColumnType::Double:
+            return 24;  // CutToCanonical minds the digits; the rest is zeros
+        default:
+            return 0;
+    }
+}
+
+// Whether a guessed column may take the number: as in guessing its type.
+bool FitsGuess(const NumberParts& parts) {
+    return !parts.plus && !parts.HasLeadingZero() &&
+           parts.Digits() <= static_cast<std::size_t>(kMaxGuessedDigits);
+}
+
+void HalveDoubledQualifiers(std::string& text, std::string_view qualifier) {
+    std::size_t from = 0;
+    std::size_t to = 0;
+    while (from < text.size()) {
+        const std::size_t hit = text.find(qualifier, from);
+        const std::size_t end = hit == std::string::npos ? text.size() : hit + qualifier.size();
+        std::memmove(text.data() + to, text.data() + from, end - from);
+        to += end - from;
+        const bool doubled = text.compare(end, qualifier.size(), qualifier) == 0;
+        from = end + (doubled ? qualifier.size() : 0);
+    }
+    text.resize(to);
+}
+
+std::string_view WithoutTrailingBlanks(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+}  // namespace
+
+FieldReader::FieldReader(const TextColumn& column, const FileForms& forms)
+    : column_(column), forms_(forms) {
+    is_text_ = column_.type == ColumnType::Text || column_.type == ColumnType::Memo;
+    cuts_ = column_.width > 0 || forms.fixed_columns;
+    whole_ = IsInteger(column_.type);
+    // A canonical number has "." for its point.
+    if (whole_ || forms.values.numbers.decimal_symbol == ".") {
+        canonical_limit_ = CanonicalLimit(column_.type);
+    }
+}
+
+// The field as UTF-8 with single qualifiers; a view of `bytes` if they are that already.
+std::string_view FieldReader::Decode(std::string_view bytes, FieldSpan field, bool plain) {
+    const bool as_it_is = plain || forms_.encoding.IsUtf8Already(bytes);
+    if (as_it_is && !field.HasDoubledQualifier()) {
+        return bytes;
+    }
+    scratch_.clear();
+    if (as_it_is) {
+        scratch_ = bytes;
+    } else {
+        forms_.encoding.AppendUtf8(bytes, scratch_);
+    }
+    if (field.HasDoubledQualifier()) {
+        HalveDoubledQualifiers(scratch_, forms_.qualifier);
+    }
+    return scratch_;
+}
+
+Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) {
+    if (forms_.fixed_columns) {
+        bytes = WithoutTrailingBlanks(bytes);
+    }
+    if (bytes.empty()) {
+        return field.IsQualified() ? Cell::Text({}) : Cell::Null();
+    }
+    if (!plain && bytes.find('\0') != std::string_view::npos) {
+        return Cell::Unreadable();
+    }
+    std::string_view text = Decode(bytes, field, plain);
+    if (column_.width > 0 && text.size() > column_.width) {
+        text = PrefixOfUtf16Units(text, column_.width);
+    }
+    return Cell::Text(text);
+}
+
+Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain) {
+    if (column_.type == ColumnType::Binary || column_.type == ColumnType::Ole) {
+        if (bytes.empty()) {
+            return Cell::Null();
+        }
+        scratch_ = bytes;
+        if (field.HasDoubledQualifier()) {
+            HalveDoubledQualifiers(scratch_, forms_.encoding.SplitToken(forms_.qualifier));
+        }
+        return Cell::Bytes(std::as_bytes(std::span(scratch_.data(), scratch_.size())));
+    }
+    const std::string_view text = WithoutBlanks(Decode(bytes, field, plain));
+    return text.empty() ? Cell::Null() : ReadValue(text);
+}
+
+Cell FieldReader::ReadValue(std::string_view text) {
+    switch (column_.type) {
+        case ColumnType::Bit: {
+            const auto value = ParseBoolean(text);
+            return value ? Cell::Boolean(*value) : Cell::Unreadable();
+        }
+        case ColumnType::Byte:
+        case ColumnType::Short:
+        case ColumnType::Long:
+            return ReadInteger(text);
+        case ColumnType::Single:
+        case ColumnType::Double:
+            return ReadFloat(text);
+        case ColumnType::Currency:
+            return ReadCurrency(text);
+        case ColumnType::Decimal:
+            return ReadDecimal(text);
+        case ColumnType::DateTime:
+            return ReadDate(text);
+        default:
+            return Cell::Unreadable();
+    }
+}
+
+Cell FieldReader::ReadInteger(std::string_view text) const {
+    std::optional<std::int64_t> value;
+    const NumberForm& numbers = forms_.values.numbers;
+    if (const auto parts = TakeApart(text, numbers.decimal_symbol)) {
+        if (column_.guessed && (!FitsGuess(*parts) || parts->has_point || parts->has_exponent)) {
+            return Cell::Unreadable();
+        }
+        if (const auto decimal = text::ToDecimal(*parts)) {
+            value = ToInt64(Cell::FromDecimal(*decimal));
+        } else if (const auto number = text::ToDouble(*parts)) {
+            value = ToInt64(Cell::Double(*number));
+        }
+    } else if (!column_.guessed) {
+        if (const auto amount = ParseGrouped(text, numbers)) {
+            value = ToInt64(Cell::FromDecimal(amount->value));
+        }
+    }
+    const IntegerRange range = RangeOf(column_.type);
+    return value && *value >= range.least && *value <= range.most ? Cell::Int64(*value)
+                                                                  : Cell::Unreadable();
+}
+
+Cell FieldReader::ReadFloat(std::string_view text) const {
+    std::optional<double> value;
+    const NumberForm& numbers = forms_.values.numbers;
+    if (const auto parts = TakeApart(text, numbers.decimal_symbol)) {
+        if (!column_.guessed || FitsGuess(*parts)) {
+            value = text::ToDouble(*parts);
+        }
+    } else if (const auto amount =
+                   column_.guessed ? ParseAmount(text, numbers) : ParseGrouped(text, numbers);
+               amount && (!column_.guessed || (amount->has_symbol && amount->is_plain))) {
+        value = ToDouble(Cell::FromDecimal(amount->value));
+    }
+    if (!value) {
+        return Cell::Unreadable();
+    }
+    if (column_.type == ColumnType::Double) {
+        return Cell::Double(*value);
+    }
+    const auto single = static_cast<float>(*value);
+    return std::isfinite(single) ? Cell::Single(single) : Cell::Unreadable();
+}
+
+Cell FieldReader::ReadCurrency(std::string_view text) const {
+    const NumberForm& numbers = forms_.values.numbers;
+    std::optional<Decimal> value;
+    if (const auto parts = TakeApart(text, numbers.decimal_symbol);
+        parts && (!column_.guessed || FitsGuess(*parts))) {
+        value = text::ToDecimal(*parts);
+    }
+    if (!value) {
+        const auto amount = ParseAmount(text, numbers);
+        if (amount && (!column_.guessed || (amount->is_plain && amount->has_symbol))) {
+            value = amount->value;
+        }
+    }
+    if (value) {
+        value = WithoutTrailingZeros(*value);
+        if (value->scale > kCurrencyDecimals) {
+            value = column_.guessed
+                        ? std::nullopt
+                        : vantry::ToDecimal(Cell::FromDecimal(*value), kCurrencyDecimals);
+        }
+    }
+    // The type's own form is a 64-bit count of ten-thousandths.
+    const auto scaled =
+        value ? vantry::ToDecimal(Cell::FromDecimal(*value), kCurrencyDecimals) : std::nullopt;
+    if (!scaled || scaled->unscaled > std::numeric_limits<std::int64_t>::max() ||
+        scaled->unscaled < std::numeric_limits<std::int64_t>::min()) {
+        return Cell::Unreadable();
+    }
+    return Cell::FromDecimal(WithoutTrailingZeros(*value));
+}
+
+Cell FieldReader::ReadDecimal(std::string_view text) const {
+    const NumberForm& numbers = forms_.values.numbers;
+    std::optional<Decimal> value;
+    if (const auto parts = TakeApart(text, numbers.decimal_symbol)) {
+        value = text::ToDecimal(*parts);
+    } else if (const auto amount = ParseGrouped(text, numbers)) {
+        value = amount->value;
+    }
+    if (!value) {
+        return Cell::Unreadable();
+    }
+    Decimal shortest = WithoutTrailingZeros(*value);
+    if (shortest.scale > column_.scale) {
+        return Cell::Unreadable();
+    }
+    UInt128 limit = 1;  // 10 to the power of the digits that there may be
+    for (int k = 0; k < column_.precision - column_.scale + shortest.scale; ++k) {
+        limit *= 10;
+    }
+    const auto size =
+        static_cast<UInt128>(shortest.unscaled < 0 ? -shortest.unscaled : shortest.unscaled);
+    if (size >= limit) {
+        return Cell::Unreadable();
+    }
+    return Cell::FromDecimal(value->scale > column_.scale ? shortest : *value);
+}
+
+Cell FieldReader::ReadDate(std::string_view text) const {
+    const auto value =
+        column_.picture ? column_.picture->Parse(text) : DateOfValue(text, forms_.values);
+    return value ? Cell::FromDateTime(*value) : Cell::Unreadable();
+}
+
+std::string FieldReader::ShownText(std::string_view bytes, FieldSpan field) {
+    return std::string(Decode(bytes, field, false));
+}
+
+std::string FieldReader::Wanted() const {
+    const auto whole_number = [&] {
+        const IntegerRange range = RangeOf(column_.type);
+        return "a whole number from " + std::to_string(range.least) + " to " +
+               std::to_string(range.most);
+    };
+    switch (column_.type) {
+        case ColumnType::Bit:
+            return "True or False, Yes or No, or a number";
+        case ColumnType::Byte:
+        case ColumnType::Short:
+        case ColumnType::Long:
+            return whole_number();
+        case ColumnType::Single:
+        case ColumnType::Double:
+            return "a number that fits the type " + std::string(TypeWord(column_.type));
+        case ColumnType::Currency:
+            return "an amount of money of at most four decimals";
+        case ColumnType::Decimal:
+            return "a number of at most " + std::to_string(column_.precision) + " digits, " +
+                   std::to_string(column_.scale) + " of them decimals";
+        case ColumnType::DateTime:
+            if (column_.picture || forms_.values.picture) {
+                return "a date of the form " +
+                       (column_.picture ? column_.picture->Text() : forms_.values.picture->Text());
+            }
+            return "a date in the order of year, month and day that is in use here";
+        default:
+            return "text: it holds a NUL byte";
+    }
+}
+
+}  // namespace vantry::text

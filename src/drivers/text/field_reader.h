@@ -1,0 +1,95 @@
+#pragma once
+// From the bytes of a field to a cell, by the type of its column. One reader a column; the kind of
+// work is settled when it is made.
+
+#include "data/value.h"
+#include "drivers/text/encoding.h"
+#include "drivers/text/number_form.h"
+#include "drivers/text/row_splitter.h"
+#include "drivers/text/type_guess.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace vantry::text {
+
+struct TextColumn {
+    std::string name;
+    ColumnType type = ColumnType::Text;
+    bool guessed = false;
+    std::uint32_t width = 0;  // of Text: characters, longer values are cut; 0: they aren't
+    int precision = 18;       // of Decimal
+    int scale = 0;
+    std::optional<DatePicture> picture;  // of its own, before the file's
+};
+
+// What all columns of a file share.
+struct FileForms {
+    TextEncoding encoding;
+    std::string qualifier;       // UTF-8
+    bool fixed_columns = false;  // blanks fill the columns up
+    ValueForms values;
+};
+
+class FieldReader {
+public:
+    FieldReader(const TextColumn& column, const FileForms& forms);
+
+    // `bytes` are the field without its qualifiers, readable for one byte more; `plain` says that
+    // they are ASCII without NUL. The cell looks at `bytes` or at memory of this reader and is
+    // valid until the next call. Unreadable if the field isn't a value of the column's type.
+    Cell Read(std::string_view bytes, FieldSpan field, bool plain) {
+        if (is_text_) {
+            if (plain && !cuts_ && !field.HasDoubledQualifier()) {
+                return bytes.empty() && !field.IsQualified() ? Cell::Null() : Cell::Text(bytes);
+            }
+            return ReadText(bytes, field, plain);
+        }
+        if (bytes.size() <= canonical_limit_) {
+            std::string_view number = bytes;
+            if (whole_ ? IsCanonicalWhole(number) : CutToCanonical(number)) {
+                return Cell::NumberText(number);
+            }
+        }
+        return ReadOther(bytes, field, plain);
+    }
+
+    // The field as text, for messages.
+    std::string ShownText(std::string_view bytes, FieldSpan field);
+    // What a value of this column must be, as it stands behind "is not".
+    std::string Wanted() const;
+
+private:
+    static bool IsCanonicalWhole(std::string_view text) {
+        const std::size_t sign = !text.empty() && text.front() == '-' ? 1 : 0;
+        if (text.size() == sign || (text[sign] == '0' && text.size() > 1)) {
+            return false;
+        }
+        for (std::size_t k = sign; k < text.size(); ++k) {
+            if (text[k] < '0' || text[k] > '9') {
+                return false;
+            }
+        }
+        return true;
+    }
+    Cell ReadText(std::string_view bytes, FieldSpan field, bool plain);
+    Cell ReadOther(std::string_view bytes, FieldSpan field, bool plain);
+    Cell ReadValue(std::string_view text);
+    Cell ReadInteger(std::string_view text) const;
+    Cell ReadFloat(std::string_view text) const;
+    Cell ReadCurrency(std::string_view text) const;
+    Cell ReadDecimal(std::string_view text) const;
+    Cell ReadDate(std::string_view text) const;
+    std::string_view Decode(std::string_view bytes, FieldSpan field, bool plain);
+
+    TextColumn column_;
+    const FileForms& forms_;
+    bool is_text_ = false;
+    bool cuts_ = false;                // every text must be looked at: widths, fixed columns
+    bool whole_ = false;               // fractions don't fit
+    std::size_t canonical_limit_ = 0;  // so short a number fits if it is canonical; 0: never
+    std::string scratch_;
+};
+
+}  // namespace vantry::text

@@ -1,0 +1,223 @@
+#include "drivers/text/line_writer.h"
+
+#include "data/utf.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "drivers/text/errors.h"
+#include "drivers/text/number_form.h"
+
+#include <algorithm>
+#include <span>
+
+namespace vantry::text {
+namespace {
+
+constexpr std::string_view kLineBreak = "\r\n";
+
+// Whether a line that is added now would be glued to the last one.
+bool EndsWithinLine(const file::File& file, std::uint64_t size, const TextEncoding& encoding) {
+    const std::size_t unit = encoding.IsUtf16() ? 2 : 1;
+    if (size < encoding.MarkBytes() + unit) {
+        return false;
+    }
+    char last[2] = {0, 0};
+    file.ReadExactly(size - unit, std::as_writable_bytes(std::span(last, unit)));
+    const bool little = encoding.Kind() != TextEncoding::Form::Utf16Be;
+    const char low = last[little ? 0 : 1];
+    const char high = last[little ? 1 : 0];
+    return high != 0 || (low != '\n' && low != '\r');
+}
+
+bool IsNumberType(ColumnType type) {
+    return type == ColumnType::Byte || type == ColumnType::Short || type == ColumnType::Long ||
+           type == ColumnType::Single || type == ColumnType::Double ||
+           type == ColumnType::Currency || type == ColumnType::Decimal;
+}
+
+}  // namespace
+
+LineWriter::LineWriter(const TableSource& source, const TableLayout& layout)
+    : source_(source), columns_(layout.columns), forms_(source.Forms()) {
+    readers_.reserve(columns_.size());
+    for (const TextColumn& column : columns_) {
+        readers_.emplace_back(column, forms_);
+    }
+}
+
+const std::string& LineWriter::LineOf(std::span<const Cell> row) {
+    line_.clear();
+    const bool fixed = forms_.fixed_columns;
+    for (std::size_t k = 0; k < columns_.size(); ++k) {
+        if (k > 0 && !fixed) {
+            source_.encoding.AppendFileBytes(source_.format.delimiter, line_);
+        }
+        field_.clear();
+        if (k < row.size() && !row[k].IsNull() && !row[k].IsUnset()) {
+            AppendValue(k, row[k]);
+        }
+        if (fixed) {
+            PadField(columns_[k], source_.format.columns[k].width);
+        }
+        if (!source_.encoding.AppendFileBytes(field_, line_)) {
+            Refuse(columns_[k], "it has a character that the character set of the file hasn't");
+        }
+    }
+    if (line_.empty()) {
+        // An empty line would be no row.
+        const std::string& qualifier = source_.format.qualifier;
+        if (qualifier.empty()) {
+            Refuse(columns_.front(), "a row of one empty field would be no row");
+        }
+        source_.encoding.AppendFileBytes(qualifier + qualifier, line_);
+    }
+    source_.encoding.AppendFileBytes(kLineBreak, line_);
+    return line_;
+}
+
+void LineWriter::AppendValue(std::size_t position, const Cell& value) {
+    const TextColumn& column = columns_[position];
+    if (column.type == ColumnType::Text || column.type == ColumnType::Memo) {
+        AppendText(column, ToText(value));
+        return;
+    }
+    if (!AppendPlain(column, value) ||
+        readers_[position].Read(field_, FieldSpan(0, field_.size()), false).Kind() ==
+            ValueKind::Unreadable) {
+        Refuse(column, "it is not " + readers_[position].Wanted());
+    }
+}
+
+bool LineWriter::AppendPlain(const TextColumn& column, const Cell& value) {
+    if (column.type == ColumnType::Bit) {
+        const auto boolean = ToBoolean(value);
+        field_ += boolean.value_or(false) ? "True" : "False";
+        return boolean.has_value();
+    }
+    if (column.type == ColumnType::DateTime) {
+        const auto date = ToDateTime(value);
+        if (!date) {
+            return false;
+        }
+        const auto& picture = column.picture ? column.picture : source_.format.picture;
+        if (picture) {
+            field_ += FormatDateTime(*date, picture->Text());
+        } else {
+            AppendDateTime(*date, field_);
+        }
+        return true;
+    }
+    if (!IsNumberType(column.type)) {
+        return false;
+    }
+    if (const auto decimal = vantry::ToDecimal(value)) {
+        vantry::AppendDecimal(WithoutTrailingZeros(*decimal), field_);
+    } else if (const auto number = vantry::ToDouble(value)) {
+        AppendDouble(*number, field_);
+    } else {
+        return false;
+    }
+    const std::string& point = source_.format.numbers.decimal_symbol;
+    if (const auto dot = field_.find('.'); dot != std::string::npos) {
+        field_.replace(dot, 1, point);
+    }
+    // Without a qualifier of their own, numbers must do without the delimiter.
+    if (!forms_.fixed_columns && field_.find(source_.format.delimiter) != std::string::npos) {
+        if (forms_.qualifier.empty()) {
+            Refuse(column, "it has the delimiter in it, and the file has no text qualifier");
+        }
+        field_ = forms_.qualifier + field_ + forms_.qualifier;
+    }
+    return true;
+}
+
+void LineWriter::AppendText(const TextColumn& column, std::string_view text) {
+    if (column.width > 0 && CountUtf16Units(text) > column.width) {
+        throw DataError(kErrFieldTooSmall,
+                        "File '" + source_.file->Path() + "', column '" + column.name +
+                            "': The field is too small to accept the amount of data you attempted "
+                            "to add.  Try inserting or pasting less data.");
+    }
+    if (text.find('\0') != std::string_view::npos) {
+        Refuse(column, "it has a NUL character in it");
+    }
+    const std::string& qualifier = forms_.qualifier;
+    if (forms_.fixed_columns || qualifier.empty()) {
+        if (text.find_first_of("\r\n") != std::string_view::npos ||
+            (!forms_.fixed_columns &&
+             text.find(source_.format.delimiter) != std::string_view::npos)) {
+            Refuse(column,
+                   "it has a line break or the delimiter in it, and the file has no text "
+                   "qualifier");
+        }
+        field_ += text;
+        return;
+    }
+    field_ += qualifier;
+    std::size_t from = 0;
+    for (;;) {
+        const auto hit = text.find(qualifier, from);
+        field_ += text.substr(from, hit - from);
+        if (hit == std::string_view::npos) {
+            break;
+        }
+        field_ += qualifier + qualifier;
+        from = hit + qualifier.size();
+    }
+    field_ += qualifier;
+}
+
+void LineWriter::PadField(const TextColumn& column, std::size_t width) {
+    const std::size_t length = CountUtf16Units(field_);
+    if (length > width) {
+        Refuse(column, "it is wider than the column");
+    }
+    field_.append(width - length, ' ');
+}
+
+void LineWriter::Refuse(const TextColumn& column, std::string_view reason) const {
+    throw ValueDoesNotFit(source_.file->Path(), column.name, reason);
+}
+
+void AppendJournal::Append(const std::shared_ptr<TextFile>& file,
+                           const TextEncoding& encoding,
+                           std::string_view line) {
+    file::File target = file::File::Open(file->Path(), file::OpenMode::ReadWrite);
+    const file::FileStamp before = target.Stamp();
+    if (!IsSameState(before, file->Stamp())) {
+        throw ChangedWhileRead(file->Path());
+    }
+    std::string bytes;
+    if (EndsWithinLine(target, before.size, encoding)) {
+        encoding.AppendFileBytes(kLineBreak, bytes);
+    }
+    bytes += line;
+    try {
+        target.Write(before.size, std::as_bytes(std::span(bytes)));
+    } catch (const DataError&) {
+        target.Truncate(before.size);  // half a line would be a wrong row
+        file->Refresh();
+        throw;
+    }
+    file->Refresh();
+    const auto known = std::find_if(
+        files_.begin(), files_.end(), [&](const Grown& grown) { return grown.file == file; });
+    if (known == files_.end()) {
+        files_.push_back({file, before.size, before.size + bytes.size()});
+    } else {
+        known->new_size = before.size + bytes.size();
+    }
+}
+
+void AppendJournal::Rollback() {
+    const auto files = std::move(files_);
+    files_.clear();
+    for (const Grown& grown : files) {
+        file::File target = file::File::Open(grown.file->Path(), file::OpenMode::ReadWrite);
+        if (target.Size() == grown.new_size) {
+            target.Truncate(grown.old_size);
+            grown.file->Refresh();
+        }
+    }
+}
+
+}  // namespace vantry::text

@@ -1,0 +1,214 @@
+#include "drivers/text/row_reader.h"
+
+#include "drivers/text/errors.h"
+#include "drivers/text/format.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace vantry::text {
+namespace {
+
+constexpr char kCtrlZ = '\x1A';
+
+// Where the rows end: a Ctrl-Z as the last character, the end mark of old systems, is none of them.
+std::int64_t EndOfRows(const TextFile& file, const TextEncoding& encoding) {
+    const std::int64_t unit = encoding.IsUtf16() ? 2 : 1;
+    const std::int64_t size = file.Size();
+    if (size < unit) {
+        return size;
+    }
+    char last[2] = {0, 0};
+    file.Read(size - unit, last, static_cast<std::size_t>(unit));
+    const bool marked =
+        unit == 1 ? last[0] == kCtrlZ
+                  : (last[0] == kCtrlZ && last[1] == 0) || (last[0] == 0 && last[1] == kCtrlZ);
+    return marked ? size - unit : size;
+}
+
+}  // namespace
+
+RowReader::RowReader(std::shared_ptr<const TextFile> file,
+                     const TextEncoding& encoding,
+                     const SplitRules& rules,
+                     std::int64_t offset,
+                     std::size_t max_fields,
+                     ReaderSizes sizes)
+    : file_(std::move(file)),
+      encoding_(encoding),
+      splitter_(rules, max_fields),
+      sizes_(sizes),
+      end_(EndOfRows(*file_, encoding)) {
+    capacity_ = std::max<std::size_t>(sizes_.window, 16);
+    window_ = std::make_unique_for_overwrite<char[]>(capacity_ + kWindowPadding);
+    MoveTo(offset);
+}
+
+void RowReader::MoveTo(std::int64_t offset) {
+    used_ = 0;
+    done_ = 0;
+    window_offset_ = offset;
+    read_offset_ = offset;
+    known_place_ = 0;
+    known_offset_ = offset;
+    at_end_ = read_offset_ >= end_;
+    batch_.rows.clear();
+    row_ = 0;
+    std::memset(window_.get(), 0, kWindowPadding);
+}
+
+bool RowReader::NextBatch() {
+    for (;;) {
+        batch_start_ = window_.get() + done_;
+        row_ = 0;
+        if (encoding_.IsUtf16()) {
+            OffsetOf(done_);  // while the bytes before the batch are still in the window
+        }
+        const std::size_t taken =
+            splitter_.Split(batch_start_, used_ - done_, at_end_, sizes_.batch, batch_);
+        done_ += taken;
+        if (!batch_.rows.empty()) {
+            return true;
+        }
+        if (at_end_ && done_ == used_) {
+            return false;
+        }
+        if (taken == 0) {
+            ReadMore();
+        }
+    }
+}
+
+std::int64_t RowReader::CountRest() {
+    std::int64_t count = 0;
+    while (NextBatch()) {
+        count += static_cast<std::int64_t>(batch_.rows.size());
+    }
+    return count;
+}
+
+// Reads behind what is left of the window; makes the window larger when a row fills it.
+void RowReader::ReadMore() {
+    const std::size_t left = used_ - done_;
+    if (done_ > 0) {
+        if (encoding_.IsUtf16()) {
+            known_offset_ = OffsetOf(done_);
+            known_place_ = 0;
+        }
+        std::memmove(window_.get(), window_.get() + done_, left);
+        window_offset_ += static_cast<std::int64_t>(done_);
+        used_ = left;
+        done_ = 0;
+    }
+    if (left > capacity_ / 2 && (capacity_ < kMaxRowBytes || left == capacity_)) {
+        Grow();
+    }
+    if (encoding_.IsUtf16()) {
+        AppendDecoded();
+    } else {
+        const auto rest = static_cast<std::uint64_t>(end_ - read_offset_);
+        const auto wanted =
+            static_cast<std::size_t>(std::min<std::uint64_t>(capacity_ - used_, rest));
+        Append(file_->Read(read_offset_, window_.get() + used_, wanted));
+    }
+    std::memset(window_.get() + used_, 0, kWindowPadding);
+}
+
+void RowReader::Append(std::size_t size) {
+    if (size == 0) {
+        throw ChangedWhileRead(file_->Path());  // it ended before its end
+    }
+    used_ += size;
+    read_offset_ += static_cast<std::int64_t>(size);
+    at_end_ = read_offset_ >= end_;
+}
+
+void RowReader::AppendDecoded() {
+    // One unit is at most three bytes of UTF-8.
+    std::size_t wanted = std::max<std::size_t>((capacity_ - used_) / 3, 2) & ~std::size_t{1};
+    wanted = static_cast<std::size_t>(
+        std::min<std::int64_t>(static_cast<std::int64_t>(wanted), end_ - read_offset_));
+    raw_.resize(wanted);
+    raw_.resize(file_->Read(read_offset_, raw_.data(), wanted));
+    // The first half of a pair waits for the second.
+    if (raw_.size() >= 4 && read_offset_ + static_cast<std::int64_t>(raw_.size()) < end_) {
+        const bool little = encoding_.Kind() == TextEncoding::Form::Utf16Le;
+        const auto high = static_cast<unsigned char>(raw_[raw_.size() - (little ? 1 : 2)]);
+        if (high >= 0xD8 && high < 0xDC) {
+            raw_.resize(raw_.size() - 2);
+        }
+    }
+    decoded_.clear();
+    encoding_.AppendUtf8FromUnits(raw_, decoded_);
+    while (capacity_ - used_ < decoded_.size()) {
+        Grow();
+    }
+    std::memcpy(window_.get() + used_, decoded_.data(), decoded_.size());
+    const std::size_t before = used_;
+    Append(raw_.size());
+    used_ = before + decoded_.size();
+}
+
+void RowReader::Grow() {
+    if (capacity_ >= kMaxRowBytes) {
+        const std::int64_t offset = encoding_.IsUtf16() ? known_offset_ : window_offset_;
+        throw RowTooLong(file_->Path(), LineCounter(file_, encoding_).LineOf(offset));
+    }
+    const std::size_t larger = capacity_ * 2;
+    auto window = std::make_unique_for_overwrite<char[]>(larger + kWindowPadding);
+    std::memcpy(window.get(), window_.get(), used_);
+    window_ = std::move(window);
+    capacity_ = larger;
+}
+
+std::int64_t RowReader::RowOffset() const {
+    const auto place =
+        static_cast<std::size_t>(batch_start_ - window_.get()) + batch_.rows[row_].begin;
+    return OffsetOf(place);
+}
+
+std::int64_t RowReader::OffsetOf(std::size_t place) const {
+    if (!encoding_.IsUtf16()) {
+        return window_offset_ + static_cast<std::int64_t>(place);
+    }
+    if (place < known_place_) {
+        return known_offset_ - 2 * static_cast<std::int64_t>(CountUtf16Units(
+                                       {window_.get() + place, known_place_ - place}));
+    }
+    known_offset_ += 2 * static_cast<std::int64_t>(
+                             CountUtf16Units({window_.get() + known_place_, place - known_place_}));
+    known_place_ = place;
+    return known_offset_;
+}
+
+std::int64_t LineCounter::LineOf(std::int64_t offset) {
+    if (offset < counted_to_) {
+        counted_to_ = 0;
+        breaks_ = 0;
+        after_return_ = false;
+    }
+    const std::size_t unit =
+        form_ == TextEncoding::Form::Utf16Le || form_ == TextEncoding::Form::Utf16Be ? 2 : 1;
+    const std::size_t low = form_ == TextEncoding::Form::Utf16Be ? 1 : 0;
+    std::string block(std::size_t{64} << 10, '\0');
+    while (counted_to_ < offset) {
+        const auto wanted = static_cast<std::size_t>(
+            std::min<std::int64_t>(static_cast<std::int64_t>(block.size()), offset - counted_to_));
+        const std::size_t got = file_->Read(counted_to_, block.data(), wanted);
+        if (got < unit) {
+            break;
+        }
+        for (std::size_t k = 0; k + unit <= got; k += unit) {
+            const char byte = unit == 2 && block[k + 1 - low] != 0 ? ' ' : block[k + low];
+            if (byte == '\r' || (byte == '\n' && !after_return_)) {
+                ++breaks_;
+            }
+            after_return_ = byte == '\r';
+        }
+        counted_to_ += static_cast<std::int64_t>(got - got % unit);
+    }
+    return breaks_ + 1;
+}
+
+}  // namespace vantry::text

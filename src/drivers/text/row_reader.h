@@ -1,0 +1,113 @@
+#pragma once
+// The rows of a data file, in file order, in memory that depends on the longest row and not on the
+// file. Fields are views of the reader's window, valid until the next call of Next() or MoveTo().
+
+#include "drivers/text/encoding.h"
+#include "drivers/text/row_splitter.h"
+#include "drivers/text/text_file.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vantry::text {
+
+// Bytes of the file that are looked at at once, and rows that are split at once.
+struct ReaderSizes {
+    std::size_t window = std::size_t{256} << 10;
+    std::size_t batch = std::size_t{16} << 10;
+};
+
+class RowReader {
+public:
+    // Stands before the row that begins at `offset`. At most `max_fields` fields of a row can be
+    // asked for; with 0 rows are found in the quickest way.
+    RowReader(std::shared_ptr<const TextFile> file,
+              const TextEncoding& encoding,
+              const SplitRules& rules,
+              std::int64_t offset,
+              std::size_t max_fields,
+              ReaderSizes sizes = {});
+
+    // Throws DataError if the file can't be read, has changed, or a row is longer than
+    // kMaxRowBytes.
+    bool Next() {
+        if (++row_ < batch_.rows.size()) {
+            return true;
+        }
+        return NextBatch();
+    }
+
+    // Fields of the current row, those beyond `max_fields` included.
+    std::size_t FieldCount() const { return batch_.rows[row_].field_count; }
+    // `position` below both FieldCount() and `max_fields`.
+    FieldSpan Field(std::size_t position) const {
+        return batch_.fields[batch_.rows[row_].first_field + position];
+    }
+    std::string_view Bytes(FieldSpan field) const {
+        return {batch_start_ + field.Begin(), field.End() - field.Begin()};
+    }
+    // Surely ASCII without NUL.
+    bool IsPlainRow() const { return batch_.rows[row_].plain; }
+    // Where the current row begins in the file, in bytes.
+    std::int64_t RowOffset() const;
+
+    // The next row will be the one that begins at `offset`.
+    void MoveTo(std::int64_t offset);
+    // The rows from here to the end, which is where the reader stands afterwards.
+    std::int64_t CountRest();
+
+    const TextFile& File() const { return *file_; }
+
+private:
+    bool NextBatch();
+    void ReadMore();
+    void Append(std::size_t size);
+    void AppendDecoded();
+    void Grow();
+    std::int64_t OffsetOf(std::size_t place) const;
+
+    std::shared_ptr<const TextFile> file_;
+    TextEncoding encoding_;
+    RowSplitter splitter_;
+    ReaderSizes sizes_;
+    std::int64_t end_;  // of the data; a Ctrl-Z as the last byte is behind it
+
+    std::unique_ptr<char[]> window_;  // capacity_ + kWindowPadding bytes
+    std::size_t capacity_ = 0;
+    std::size_t used_ = 0;            // bytes in the window
+    std::size_t done_ = 0;            // bytes of it whose rows are in the batch or were read
+    std::int64_t window_offset_ = 0;  // in the file, of the window's first byte
+    std::int64_t read_offset_ = 0;    // in the file, of what is read next
+    bool at_end_ = false;
+
+    RowBatch batch_;
+    const char* batch_start_ = nullptr;
+    std::size_t row_ = 0;
+
+    // UTF-16 only: a place in the window whose offset in the file is known.
+    mutable std::size_t known_place_ = 0;
+    mutable std::int64_t known_offset_ = 0;
+    std::string raw_;
+    std::string decoded_;
+};
+
+// The number of the line that a place in a file is in, counted from 1. Asking for later places in
+// turn reads the file once.
+class LineCounter {
+public:
+    LineCounter(std::shared_ptr<const TextFile> file, const TextEncoding& encoding)
+        : file_(std::move(file)), form_(encoding.Kind()) {}
+    std::int64_t LineOf(std::int64_t offset);
+
+private:
+    std::shared_ptr<const TextFile> file_;
+    TextEncoding::Form form_;
+    std::int64_t counted_to_ = 0;
+    std::int64_t breaks_ = 0;
+    bool after_return_ = false;
+};
+
+}  // namespace vantry::text

@@ -1,0 +1,119 @@
+#pragma once
+// Finds rows and fields in a piece of a text file. Knows bytes only: what a field means, and in
+// which character set, is others' business. The window must begin at the start of a row and must be
+// readable for kWindowPadding bytes behind its end.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vantry::text {
+
+inline constexpr std::size_t kWindowPadding = 64;
+
+// How characters are made of bytes.
+enum class ByteForm : std::uint8_t {
+    SingleByte,
+    Utf8,
+    DoubleByte,  // a lead byte of 0x81 or above; the byte behind it may look like ASCII
+    ShiftJis,    // the same, but 0xA1 .. 0xDF stand alone
+};
+
+struct SplitRules {
+    enum class Layout : std::uint8_t {
+        Delimited,
+        RaggedEdge,      // fixed columns; a row ends at a line break, perhaps early
+        TrueFixedLength  // fixed columns; a row is as long as its columns
+    };
+    Layout layout = Layout::Delimited;
+    std::string delimiter = ",";        // bytes of one character
+    std::string qualifier = "\"";       // the same; empty: there is none
+    std::vector<std::uint32_t> widths;  // characters a column; fixed layouts only
+    ByteForm bytes = ByteForm::Utf8;
+};
+
+// One field, as offsets from the window's beginning: without its qualifiers.
+class FieldSpan {
+public:
+    FieldSpan() = default;
+    FieldSpan(std::size_t begin, std::size_t end)
+        : begin_(static_cast<std::uint32_t>(begin)), end_(static_cast<std::uint32_t>(end)) {}
+    static FieldSpan Qualified(std::size_t begin, std::size_t end, bool doubled) {
+        FieldSpan span(begin, end);
+        span.begin_ |= kFlag;
+        span.end_ |= doubled ? kFlag : 0;
+        return span;
+    }
+    std::size_t Begin() const { return begin_ & ~kFlag; }
+    std::size_t End() const { return end_ & ~kFlag; }
+    bool IsQualified() const { return (begin_ & kFlag) != 0; }
+    bool HasDoubledQualifier() const { return (end_ & kFlag) != 0; }
+
+private:
+    static constexpr std::uint32_t kFlag = 0x8000'0000U;  // windows are far smaller
+    std::uint32_t begin_ = 0;
+    std::uint32_t end_ = 0;
+};
+
+struct RowSpan {
+    std::uint32_t begin = 0;
+    std::uint32_t first_field = 0;  // index into RowBatch::fields
+    std::uint32_t field_count = 0;  // all of the row, also those that weren't stored
+    bool plain = false;             // surely ASCII without NUL; otherwise nothing is known
+};
+
+// The rows of one call. At most `max_fields` fields of each row are stored.
+struct RowBatch {
+    std::vector<RowSpan> rows;
+    std::vector<FieldSpan> fields;
+    std::size_t field_count = 0;  // of `fields`, which only grows
+};
+
+class RowSplitter {
+public:
+    RowSplitter(SplitRules rules, std::size_t max_fields);
+
+    // Finds the rows that are whole in the window, at most some `batch_bytes` of them but at least
+    // one if there is one. With `final` the window ends where the file ends, and what stands there
+    // without a line break is a row, too. Empty lines are no rows. Returns the bytes that are done
+    // with; what is left over is to stand at the beginning of the next window.
+    std::size_t Split(const char* window,
+                      std::size_t size,
+                      bool final,
+                      std::size_t batch_bytes,
+                      RowBatch& batch) const;
+
+    const SplitRules& Rules() const { return rules_; }
+
+    // Bytes up to behind the first line break, whatever the layout; nothing special about
+    // qualifiers. 0 when there is none in the window and it isn't final.
+    static std::size_t FirstLine(const char* window, std::size_t size, bool final);
+
+private:
+    struct Window {
+        const char* data;
+        std::size_t size;
+        bool final;
+        std::size_t limit;  // no row is begun at or behind this offset
+    };
+    std::size_t SplitFields(const Window& window, RowBatch& batch) const;
+    std::size_t SplitRows(const Window& window, RowBatch& batch) const;
+    std::size_t SplitCarefully(const Window& window, RowBatch& batch) const;
+    std::size_t SplitLines(const Window& window, RowBatch& batch) const;
+    std::size_t SplitRecords(const Window& window, RowBatch& batch) const;
+    void CutColumns(const Window& window,
+                    std::size_t begin,
+                    std::size_t end,
+                    bool plain,
+                    RowBatch& batch) const;
+    std::size_t CharacterBytes(const char* at, const char* end) const;
+    std::size_t BytesOfUnits(const char* from, const char* end, std::size_t units) const;
+
+    SplitRules rules_;
+    std::size_t max_fields_;
+    std::size_t record_units_ = 0;
+    bool careful_ = false;  // delimiter, qualifier or character set need the byte-by-byte way
+};
+
+}  // namespace vantry::text

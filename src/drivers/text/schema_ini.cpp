@@ -1,0 +1,118 @@
+#include "drivers/text/schema_ini.h"
+
+#include "data/connection_string.h"
+#include "data/letter_case.h"
+#include "drivers/text/encoding.h"
+#include "drivers/text/errors.h"
+#include "drivers/text/file_names.h"
+#include "drivers/text/format.h"
+#include "drivers/text/text_file.h"
+
+namespace vantry::text {
+namespace {
+
+std::string_view Unquoted(std::string_view value) {
+    const bool quoted = value.size() >= 2 && value.front() == value.back() &&
+                        (value.front() == '"' || value.front() == '\'');
+    return quoted ? value.substr(1, value.size() - 2) : value;
+}
+
+std::string_view TakeLine(std::string_view& rest) {
+    const auto end = rest.find_first_of("\r\n");
+    const std::string_view line = rest.substr(0, end);
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+    return line;
+}
+
+}  // namespace
+
+std::string_view WithoutBlanks(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t";
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+std::optional<std::string_view> SchemaSection::GetQuoted(std::string_view key) const {
+    for (const Line& line : lines_) {
+        if (EqualsNoCase(line.key, key)) {
+            return line.value;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string_view> SchemaSection::Get(std::string_view key) const {
+    const auto value = GetQuoted(key);
+    return value ? std::optional(Unquoted(*value)) : std::nullopt;
+}
+
+std::optional<std::string> ReadSchemaFile(const std::string& folder) {
+    const auto name = FindFile(folder, kSchemaFile);
+    if (!name) {
+        return std::nullopt;
+    }
+    const auto file = TextFile::Open(PathIn(folder, *name));
+    if (static_cast<std::uint64_t>(file->Size()) > kMaxSchemaBytes) {
+        throw SchemaTooLarge(file->Path());
+    }
+    std::string content(static_cast<std::size_t>(file->Size()), '\0');
+    content.resize(file->Read(0, content.data(), content.size()));
+    return content;
+}
+
+SchemaIni SchemaIni::Load(const std::string& folder) {
+    const auto content = ReadSchemaFile(folder);
+    if (!content) {
+        return {};
+    }
+    const auto encoding = TextEncoding::Choose("", *content, PathIn(folder, kSchemaFile));
+    std::string utf8;
+    const auto bytes = std::string_view(*content).substr(encoding.MarkBytes());
+    if (encoding.IsUtf16()) {
+        encoding.AppendUtf8FromUnits(bytes, utf8);
+    } else {
+        encoding.AppendUtf8(bytes, utf8);
+    }
+    return Parse(utf8);
+}
+
+SchemaIni SchemaIni::Parse(std::string_view utf8) {
+    SchemaIni schema;
+    while (!utf8.empty()) {
+        const std::string_view line = WithoutBlanks(TakeLine(utf8));
+        if (line.empty() || line.front() == ';') {
+            continue;
+        }
+        if (line.front() == '[') {
+            const auto close = line.rfind(']');
+            if (close != std::string_view::npos) {
+                schema.sections_.emplace_back(
+                    std::string(WithoutBlanks(line.substr(1, close - 1))));
+            }
+            continue;
+        }
+        const auto equals = line.find('=');
+        if (equals == std::string_view::npos || schema.sections_.empty()) {
+            continue;
+        }
+        schema.sections_.back().lines_.push_back(
+            {std::string(WithoutBlanks(line.substr(0, equals))),
+             std::string(WithoutBlanks(line.substr(equals + 1)))});
+    }
+    return schema;
+}
+
+const SchemaSection* SchemaIni::Find(std::string_view file_name) const {
+    const std::string wanted = UpperCased(file_name);
+    for (const SchemaSection& section : sections_) {
+        if (UpperCased(section.Name()) == wanted) {
+            return &section;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace vantry::text

@@ -1,0 +1,55 @@
+#pragma once
+// "Schema.ini" of a folder, as sections of keys. What the keys mean is table_format.h's business.
+// The rules are those of Windows private profiles: the first section of a name is the only one that
+// counts, the first line of a key in it likewise; a value in one pair of quotes loses them.
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::text {
+
+// Without the blanks and tabs at both ends.
+std::string_view WithoutBlanks(std::string_view text);
+
+class SchemaSection {
+public:
+    explicit SchemaSection(std::string name) : name_(std::move(name)) {}
+
+    const std::string& Name() const { return name_; }
+    // Keys in any letter case. Nothing when there is no such line.
+    std::optional<std::string_view> Get(std::string_view key) const;
+    // The same, with the quotes that Get takes away.
+    std::optional<std::string_view> GetQuoted(std::string_view key) const;
+
+private:
+    friend class SchemaIni;
+    struct Line {
+        std::string key;
+        std::string value;
+    };
+    std::string name_;
+    std::vector<Line> lines_;
+};
+
+class SchemaIni {
+public:
+    // The folder's file, or no sections when there is none. Throws DataError if it can't be read or
+    // is larger than kMaxSchemaBytes.
+    static SchemaIni Load(const std::string& folder);
+    // Never fails: what isn't a section or a line of one is passed over.
+    static SchemaIni Parse(std::string_view utf8);
+
+    // The first section of that file; nullptr if there is none.
+    const SchemaSection* Find(std::string_view file_name) const;
+    const std::vector<SchemaSection>& Sections() const { return sections_; }
+
+private:
+    std::vector<SchemaSection> sections_;
+};
+
+// The content of the folder's file as it stands, byte order mark and all; nothing if there is none.
+std::optional<std::string> ReadSchemaFile(const std::string& folder);
+
+}  // namespace vantry::text

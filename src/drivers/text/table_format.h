@@ -1,0 +1,61 @@
+#pragma once
+// How one file is to be read as a table: what "Schema.ini" says of it, else what the connection
+// string says, else the defaults.
+
+#include "data/connection_string.h"
+#include "drivers/text/date_picture.h"
+#include "drivers/text/format.h"
+#include "drivers/text/row_splitter.h"
+#include "drivers/text/schema_ini.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::text {
+
+// What numbers look like in a file, beside digits. Single characters of UTF-8, but for the
+// currency.
+struct NumberForm {
+    std::string decimal_symbol = ".";
+    std::string currency_symbol = "$";
+    std::string currency_thousand_symbol = ",";
+    std::string currency_decimal_symbol = ".";
+};
+
+struct DeclaredColumn {
+    std::string name;
+    ColumnType type = ColumnType::Text;
+    std::uint32_t width = 0;  // as written; 0: not written
+    int precision = 18;       // of Decimal
+    int scale = 0;
+    std::optional<DatePicture> picture;  // of its own
+};
+
+struct TableFormat {
+    SplitRules::Layout layout = SplitRules::Layout::Delimited;
+    std::string delimiter = ",";   // one character of UTF-8
+    std::string qualifier = "\"";  // the same; empty: there is none
+    bool has_header = true;
+    int max_scan_rows = kDefaultScanRows;  // 0: all
+    std::string character_set;             // as written; empty: not written
+    std::vector<DeclaredColumn> columns;   // empty: to be found out
+    std::optional<DatePicture> picture;
+    NumberForm numbers;
+    // Of what is written into the file.
+    std::optional<int> number_digits;
+    bool number_leading_zeros = true;
+    int currency_digits = 2;
+};
+
+// The Extended Properties of a connection string: "text;HDR=No;FMT=Delimited(;)".
+TableFormat FormatOfConnection(const ConnectionString& connection);
+
+// `format` with everything that the file's section says otherwise. `section` may be null.
+void ApplySection(const SchemaSection* section, TableFormat& format);
+
+// The types that a Col line may name, with Text for words that mean none.
+ColumnType TypeOfWord(std::string_view word);
+
+}  // namespace vantry::text

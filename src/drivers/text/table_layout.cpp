@@ -1,0 +1,336 @@
+#include "drivers/text/table_layout.h"
+
+#include "data/letter_case.h"
+#include "data/utf.h"
+#include "data/value_text.h"
+#include "drivers/text/errors.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <utility>
+
+namespace vantry::text {
+namespace {
+
+constexpr std::size_t kHeadBytes = std::size_t{64} << 10;
+constexpr std::size_t kMaxRemembered = 64;
+constexpr std::int64_t kSettledNanos = 2'000'000'000;
+
+// Bytes that no text has: below the tab and between the line breaks and the blank. An escape or a
+// Ctrl-Z is seen in old files.
+bool IsForeign(unsigned char byte) {
+    return byte < 0x09 || (byte > 0x0D && byte < 0x20 && byte != 0x1A && byte != 0x1B);
+}
+
+void RequireText(const TableSource& source, std::string_view head) {
+    if (source.encoding.IsUtf16()) {
+        return;
+    }
+    // Who names a character set knows what the control bytes of the file are.
+    const bool only_nul = !source.format.character_set.empty();
+    const std::string own = source.format.delimiter + source.format.qualifier;
+    std::int64_t line = 1;
+    for (const char c : head) {
+        line += c == '\n' ? 1 : 0;
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte == 0 || (!only_nul && IsForeign(byte))) && own.find(c) == std::string::npos) {
+            throw NotText(source.file->Path(), line, byte);
+        }
+    }
+}
+
+// What the header, its cells as text, and the widest row make of the columns.
+std::vector<TextColumn> NameColumns(const std::vector<std::string>& header, std::size_t count) {
+    ColumnNamer namer;
+    std::vector<TextColumn> columns(count);
+    for (std::size_t k = 0; k < count; ++k) {
+        columns[k].guessed = true;
+        columns[k].name = namer.Next(k < header.size() ? header[k] : "F" + std::to_string(k + 1));
+    }
+    return columns;
+}
+
+std::vector<TextColumn> DeclaredColumns(const TableSource& source) {
+    ColumnNamer namer;
+    std::vector<TextColumn> columns;
+    for (const DeclaredColumn& declared : source.format.columns) {
+        TextColumn column;
+        column.name = namer.Next(declared.name);
+        column.type = declared.type;
+        column.width = declared.width;
+        if (column.type == ColumnType::Text) {
+            if (column.width > kMaxTextUnits) {
+                column.type = ColumnType::Memo;  // the only type that can hold what is promised
+            }
+            column.width = column.width == 0 ? kMaxTextUnits : column.width;
+        }
+        if (column.type != ColumnType::Text) {
+            column.width = 0;
+        }
+        column.precision = declared.precision;
+        column.scale = declared.scale;
+        column.picture = declared.picture;
+        columns.push_back(std::move(column));
+    }
+    return columns;
+}
+
+std::vector<std::string> ReadHeader(RowReader& reader, const FileForms& forms) {
+    std::vector<std::string> header;
+    FieldReader text(TextColumn{}, forms);
+    const std::size_t count = std::min(reader.FieldCount(), kMaxColumns);
+    for (std::size_t k = 0; k < count; ++k) {
+        const FieldSpan field = reader.Field(k);
+        header.push_back(text.ShownText(reader.Bytes(field), field));
+    }
+    return header;
+}
+
+// Where the rows begin behind the header.
+std::int64_t PassHeader(const TableSource& source,
+                        ReaderSizes sizes,
+                        std::vector<std::string>& header,
+                        std::size_t& header_count) {
+    SplitRules rules = source.Rules();
+    if (rules.layout == SplitRules::Layout::TrueFixedLength) {
+        rules.layout = SplitRules::Layout::RaggedEdge;  // a header is a line of any length
+    }
+    const auto start = static_cast<std::int64_t>(source.encoding.MarkBytes());
+    RowReader reader(source.file, source.encoding, rules, start, kMaxColumns, sizes);
+    if (!reader.Next()) {
+        return source.file->Size();
+    }
+    header = ReadHeader(reader, source.Forms());
+    header_count = reader.FieldCount();
+    return reader.Next() ? reader.RowOffset() : source.file->Size();
+}
+
+class Guesser {
+public:
+    Guesser(const TableSource& source, ReaderSizes sizes)
+        : source_(source), forms_(source.Forms()), sizes_(sizes), text_(TextColumn{}, forms_) {}
+
+    void Scan(std::int64_t first_row) {
+        RowReader reader(
+            source_.file, source_.encoding, source_.Rules(), first_row, kMaxColumns, sizes_);
+        const int limit = source_.format.max_scan_rows;
+        while ((limit == 0 || rows_ < limit)) {
+            if (!reader.Next()) {
+                at_end_ = true;
+                return;
+            }
+            ++rows_;
+            most_fields_ = std::max(most_fields_, reader.FieldCount());
+            AddRow(reader);
+        }
+    }
+    std::int64_t Rows() const { return rows_; }
+    bool SawAll() const { return at_end_; }
+    std::size_t MostFields() const { return most_fields_; }
+    ColumnType TypeOf(std::size_t column) const {
+        return column < guesses_.size() ? guesses_[column].Type() : ColumnType::Text;
+    }
+
+private:
+    void AddRow(const RowReader& reader) {
+        const std::size_t count = std::min(reader.FieldCount(), kMaxColumns);
+        if (guesses_.size() < count) {
+            guesses_.resize(count);
+        }
+        for (std::size_t k = 0; k < count; ++k) {
+            const FieldSpan field = reader.Field(k);
+            const std::string_view bytes = reader.Bytes(field);
+            if (bytes.empty() || guesses_[k].IsSettled()) {
+                continue;
+            }
+            if (reader.IsPlainRow() && !field.HasDoubledQualifier()) {
+                guesses_[k].Add(bytes, forms_.values);
+            } else {
+                guesses_[k].Add(text_.ShownText(bytes, field), forms_.values);
+            }
+        }
+    }
+
+    const TableSource& source_;
+    FileForms forms_;
+    ReaderSizes sizes_;
+    FieldReader text_;
+    std::vector<TypeGuess> guesses_;
+    std::int64_t rows_ = 0;
+    std::size_t most_fields_ = 0;
+    bool at_end_ = false;
+};
+
+bool IsControl(char c) {
+    return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
+}
+
+std::string Fingerprint(const TableSource& source) {
+    const TableFormat& format = source.format;
+    const DateForm& dates = LocalDateForm();
+    std::string text = source.file->Path();
+    const auto add = [&](std::string_view part) {
+        text += '\n';
+        text += part;
+    };
+    add(format.delimiter);
+    add(format.qualifier);
+    add(format.character_set);
+    add(format.picture ? format.picture->Text() : "\t");
+    add(format.numbers.decimal_symbol);
+    add(format.numbers.currency_symbol);
+    add(format.numbers.currency_thousand_symbol);
+    add(format.numbers.currency_decimal_symbol);
+    add(std::to_string(format.max_scan_rows));
+    add(format.has_header ? "header" : "");
+    add(std::string{static_cast<char>('0' + static_cast<int>(dates.order)), dates.separator});
+    return text;
+}
+
+}  // namespace
+
+SplitRules TableSource::Rules() const {
+    SplitRules rules;
+    rules.layout = format.layout;
+    rules.bytes = encoding.SplitForm();
+    if (format.layout == SplitRules::Layout::Delimited) {
+        rules.delimiter = encoding.SplitToken(format.delimiter);
+        rules.qualifier = encoding.SplitToken(format.qualifier);
+        return rules;
+    }
+    rules.qualifier.clear();
+    for (const DeclaredColumn& column : format.columns) {
+        rules.widths.push_back(column.width);
+    }
+    return rules;
+}
+
+FileForms TableSource::Forms() const {
+    FileForms forms;
+    forms.encoding = encoding;
+    forms.qualifier = format.qualifier;
+    forms.fixed_columns = format.layout != SplitRules::Layout::Delimited;
+    forms.values.numbers = format.numbers;
+    forms.values.picture = format.picture;
+    return forms;
+}
+
+TableSource OpenSource(const std::string& path, TableFormat format) {
+    TableSource source;
+    source.file = TextFile::Open(path);
+    source.format = std::move(format);
+    std::string head(kHeadBytes, '\0');
+    head.resize(source.file->Read(0, head.data(), head.size()));
+    source.encoding = TextEncoding::Choose(source.format.character_set, head, path);
+    RequireText(source, head);
+    if (source.format.columns.size() > kMaxColumns) {
+        throw TooManyFields(path, source.format.columns.size());
+    }
+    if (source.format.layout != SplitRules::Layout::Delimited) {
+        const auto& columns = source.format.columns;
+        if (columns.empty() || std::any_of(columns.begin(), columns.end(), [](const auto& column) {
+                return column.width == 0;
+            })) {
+            throw FixedNeedsColumns(path);
+        }
+    }
+    return source;
+}
+
+TableLayout FindLayout(const TableSource& source, ReaderSizes sizes) {
+    TableLayout layout;
+    std::vector<std::string> header;
+    std::size_t header_count = 0;
+    layout.first_row = static_cast<std::int64_t>(source.encoding.MarkBytes());
+    if (source.format.has_header) {
+        layout.first_row = PassHeader(source, sizes, header, header_count);
+    }
+    if (!source.format.columns.empty()) {
+        layout.columns = DeclaredColumns(source);
+        return layout;
+    }
+    Guesser guesser(source, sizes);
+    guesser.Scan(layout.first_row);
+    const std::size_t count = std::max({header_count, guesser.MostFields(), std::size_t{1}});
+    if (count > kMaxColumns) {
+        throw TooManyFields(source.file->Path(), count);
+    }
+    layout.columns = NameColumns(header, count);
+    for (std::size_t k = 0; k < count; ++k) {
+        layout.columns[k].type = guesser.TypeOf(k);
+    }
+    layout.scanned_rows = guesser.Rows();
+    if (guesser.SawAll()) {
+        layout.row_count = guesser.Rows();
+    }
+    return layout;
+}
+
+std::string ColumnNamer::Next(std::string_view wanted) {
+    std::string name(wanted.substr(std::min(wanted.find_first_not_of(" \t"), wanted.size())));
+    for (char& c : name) {
+        switch (c) {
+            case '.':
+                c = '#';
+                break;
+            case '[':
+                c = '(';
+                break;
+            case ']':
+                c = ')';
+                break;
+            case '!':
+            case '`':
+            case '"':
+                c = '_';
+                break;
+            default:
+                c = IsControl(c) ? '_' : c;
+                break;
+        }
+    }
+    if (name.empty()) {
+        name = "NoName";
+    }
+    name = PrefixOfUtf16Units(name, kMaxNameUnits);
+    std::string unique = name;
+    const auto is_taken = [&] {
+        return std::find(taken_.begin(), taken_.end(), UpperCased(unique)) != taken_.end();
+    };
+    for (int number = 1; is_taken(); ++number) {
+        const std::string suffix = std::to_string(number);
+        unique = std::string(PrefixOfUtf16Units(name, kMaxNameUnits - suffix.size())) + suffix;
+    }
+    taken_.push_back(UpperCased(unique));
+    return unique;
+}
+
+std::shared_ptr<const TableLayout> LayoutCache::Find(const TableSource& source) {
+    if (!source.format.columns.empty()) {
+        return std::make_shared<const TableLayout>(FindLayout(source));  // nothing is guessed
+    }
+    const std::string key = Fingerprint(source);
+    const file::FileStamp stamp = source.file->Stamp();
+    {
+        const std::lock_guard lock(mutex_);
+        const auto found = entries_.find(key);
+        if (found != entries_.end() && IsSameState(found->second.stamp, stamp)) {
+            return found->second.layout;
+        }
+    }
+    auto layout = std::make_shared<const TableLayout>(FindLayout(source));
+    const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
+                         std::chrono::system_clock::now().time_since_epoch())
+                         .count();
+    if (now - stamp.modified_ns > kSettledNanos) {
+        const std::lock_guard lock(mutex_);
+        if (entries_.size() >= kMaxRemembered) {
+            entries_.clear();
+        }
+        entries_[key] = {stamp, layout};
+    }
+    return layout;
+}
+
+}  // namespace vantry::text

@@ -1,0 +1,164 @@
+#include "drivers/text/text_table.h"
+
+#include "drivers/text/errors.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vantry::text {
+namespace {
+
+constexpr std::string_view kGuessHint = "The type was guessed from the first ";
+constexpr std::string_view kGuessRemedy =
+    " rows: set MaxScanRows=0 for this file in Schema.ini, or name its columns and their types "
+    "there, as in Col1=Name Text.";
+constexpr std::string_view kDeclaredHint =
+    "Correct the value in the file, or give the column another type in Schema.ini.";
+
+class TextScan : public sql::TableScan {
+public:
+    TextScan(const TableSource& source,
+             std::shared_ptr<const TableLayout> layout,
+             std::span<const std::size_t> projection,
+             ReaderSizes sizes)
+        : file_(source.file),
+          encoding_(source.encoding),
+          layout_(std::move(layout)),
+          forms_(source.Forms()),
+          reader_(
+              file_, encoding_, source.Rules(), layout_->first_row, FieldsFor(projection), sizes),
+          columns_(projection.begin(), projection.end()),
+          cells_(projection.size()) {
+        readers_.reserve(columns_.size());
+        for (const std::size_t column : columns_) {
+            readers_.emplace_back(layout_->columns[column], forms_);
+        }
+    }
+
+    bool Next() override {
+        if (!reader_.Next()) {
+            return false;
+        }
+        BuildRow();
+        return true;
+    }
+
+    std::span<const Cell> Row() const override { return cells_; }
+    sql::RowId CurrentRow() const override { return reader_.RowOffset(); }
+
+    bool Seek(sql::RowId row) override {
+        if (row < layout_->first_row || row >= file_->Size()) {
+            return false;
+        }
+        reader_.MoveTo(row);
+        if (!reader_.Next() || reader_.RowOffset() != row) {
+            return false;
+        }
+        BuildRow();
+        return true;
+    }
+
+    DataError FieldError(std::size_t position) const override {
+        const std::size_t column = columns_[position];
+        const TextColumn& info = layout_->columns[column];
+        FieldReader text(info, forms_);
+        FieldPlace place;
+        place.path = file_->Path();
+        place.line = lines_.LineOf(reader_.RowOffset());
+        place.column = info.name;
+        if (column < reader_.FieldCount()) {
+            const FieldSpan field = reader_.Field(column);
+            place.value = text.ShownText(reader_.Bytes(field), field);
+        }
+        const std::string hint = info.guessed ? std::string(kGuessHint) +
+                                                    std::to_string(layout_->scanned_rows) +
+                                                    std::string(kGuessRemedy)
+                                              : std::string(kDeclaredHint);
+        return FieldDoesNotFit(place, text.Wanted(), hint);
+    }
+
+private:
+    static std::size_t FieldsFor(std::span<const std::size_t> projection) {
+        return projection.empty() ? 0 : *std::max_element(projection.begin(), projection.end()) + 1;
+    }
+
+    void BuildRow() {
+        const bool plain = reader_.IsPlainRow();
+        const std::size_t count = reader_.FieldCount();
+        for (std::size_t k = 0; k < columns_.size(); ++k) {
+            if (columns_[k] >= count) {
+                cells_[k] = Cell::Null();
+                continue;
+            }
+            const FieldSpan field = reader_.Field(columns_[k]);
+            cells_[k] = readers_[k].Read(reader_.Bytes(field), field, plain);
+        }
+    }
+
+    std::shared_ptr<const TextFile> file_;
+    TextEncoding encoding_;
+    std::shared_ptr<const TableLayout> layout_;
+    FileForms forms_;
+    RowReader reader_;
+    std::vector<std::size_t> columns_;
+    std::vector<FieldReader> readers_;
+    std::vector<Cell> cells_;
+    mutable LineCounter lines_{file_, encoding_};
+};
+
+}  // namespace
+
+TextTable::TextTable(std::string name,
+                     TableSource source,
+                     std::shared_ptr<const TableLayout> layout,
+                     std::shared_ptr<AppendJournal> journal,
+                     ReaderSizes sizes)
+    : name_(std::move(name)),
+      source_(std::move(source)),
+      layout_(std::move(layout)),
+      journal_(std::move(journal)),
+      sizes_(sizes) {
+    for (const TextColumn& column : layout_->columns) {
+        sql::StoredColumn stored;
+        const int width =
+            column.width == 0 ? static_cast<int>(kMaxTextUnits) : static_cast<int>(column.width);
+        stored.info = InfoFor(column.type, width, column.precision, column.scale);
+        stored.info.name = column.name;
+        columns_.push_back(std::move(stored));
+    }
+}
+
+std::unique_ptr<sql::TableScan> TextTable::Scan(std::span<const std::size_t> projection) {
+    return std::make_unique<TextScan>(source_, layout_, projection, sizes_);
+}
+
+std::int64_t TextTable::CountRows() {
+    if (layout_->row_count && !grown_) {
+        return *layout_->row_count;
+    }
+    RowReader reader(
+        source_.file, source_.encoding, source_.Rules(), layout_->first_row, 0, sizes_);
+    return reader.CountRest();
+}
+
+void TextTable::Insert(std::span<const Cell> row) {
+    if (!writer_) {
+        writer_ = std::make_unique<LineWriter>(source_, *layout_);
+    }
+    journal_->Append(source_.file, source_.encoding, writer_->LineOf(row));
+    grown_ = true;
+}
+
+void TextTable::Update(sql::RowId, std::span<const std::size_t>, std::span<const Cell>) {
+    throw UpdatesNotSupported();
+}
+
+void TextTable::Delete(sql::RowId) {
+    throw DeletesNotSupported();
+}
+
+std::int64_t TextTable::DeleteAll() {
+    throw DeletesNotSupported();
+}
+
+}  // namespace vantry::text

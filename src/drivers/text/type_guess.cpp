@@ -1,0 +1,103 @@
+#include "drivers/text/type_guess.h"
+
+#include "data/utf.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "drivers/text/number_form.h"
+
+#include <cstdint>
+#include <limits>
+
+namespace vantry::text {
+namespace {
+
+constexpr std::size_t kSafeLongDigits = 9;  // with a sign one character more
+constexpr int kCurrencyDecimals = 4;
+
+bool IsTooLongForText(std::string_view text) {
+    return text.size() > kMaxTextUnits && CountUtf16Units(text) > kMaxTextUnits;
+}
+
+ColumnType TypeOfNumber(const NumberParts& parts) {
+    // Such numbers are codes, telephone numbers, account numbers: a number can't give them back.
+    if (parts.plus || parts.HasLeadingZero() ||
+        parts.Digits() > static_cast<std::size_t>(kMaxGuessedDigits)) {
+        return ColumnType::Text;
+    }
+    if (parts.has_point || parts.has_exponent) {
+        return ToDouble(parts) ? ColumnType::Double : ColumnType::Text;
+    }
+    const auto value = ToInt64(Cell::FromDecimal(*ToDecimal(parts)));
+    return value && *value >= std::numeric_limits<std::int32_t>::min() &&
+                   *value <= std::numeric_limits<std::int32_t>::max()
+               ? ColumnType::Long
+               : ColumnType::Double;
+}
+
+}  // namespace
+
+ColumnType TypeOfValue(std::string_view text, const ValueForms& forms) {
+    if (IsTooLongForText(text)) {
+        return ColumnType::Memo;
+    }
+    const std::string_view value = WithoutBlanks(text);
+    if (const auto parts = TakeApart(value, forms.numbers.decimal_symbol)) {
+        return TypeOfNumber(*parts);
+    }
+    if (const auto amount = ParseAmount(value, forms.numbers); amount && amount->has_symbol) {
+        return amount->is_plain && amount->value.scale <= kCurrencyDecimals ? ColumnType::Currency
+                                                                            : ColumnType::Text;
+    }
+    return DateOfValue(value, forms) ? ColumnType::DateTime : ColumnType::Text;
+}
+
+std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& forms) {
+    const std::string_view value = WithoutBlanks(text);
+    return forms.picture ? forms.picture->Parse(value) : ParseDateTime(value);
+}
+
+ColumnType WiderType(ColumnType left, ColumnType right) {
+    if (left == right) {
+        return left;
+    }
+    const auto one_is = [&](ColumnType type) { return left == type || right == type; };
+    if (one_is(ColumnType::Memo)) {
+        return ColumnType::Memo;
+    }
+    if (one_is(ColumnType::Text) || one_is(ColumnType::DateTime)) {
+        return ColumnType::Text;
+    }
+    return one_is(ColumnType::Double) ? ColumnType::Double : ColumnType::Currency;
+}
+
+void TypeGuess::Add(std::string_view text, const ValueForms& forms) {
+    if (IsSettled() || (seen_ && FitsAsBefore(text, forms))) {
+        return;
+    }
+    if (WithoutBlanks(text).empty()) {
+        return;
+    }
+    const ColumnType type = TypeOfValue(text, forms);
+    type_ = seen_ ? WiderType(type_, type) : type;
+    seen_ = true;
+}
+
+// The usual case: one more value of the kind that the column has.
+bool TypeGuess::FitsAsBefore(std::string_view text, const ValueForms& forms) const {
+    switch (type_) {
+        case ColumnType::Text:
+            return text.size() <= kMaxTextUnits;
+        case ColumnType::Long:
+            return text.size() <= kSafeLongDigits && text.find('.') == std::string_view::npos &&
+                   CutToCanonical(text);
+        case ColumnType::Double:
+            return text.size() <= static_cast<std::size_t>(kMaxGuessedDigits) &&
+                   forms.numbers.decimal_symbol == "." && CutToCanonical(text);
+        case ColumnType::DateTime:
+            return !forms.picture && ParseIsoDateTime(text);
+        default:
+            return false;
+    }
+}
+
+}  // namespace vantry::text

@@ -1,0 +1,209 @@
+#include "drivers/text/row_splitter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::text {
+namespace {
+
+using namespace std::string_view_literals;
+
+// The text with the padding that a window has.
+class Padded {
+public:
+    explicit Padded(std::string_view text) : bytes_(text) { bytes_.append(kWindowPadding, ','); }
+    const char* Data() const { return bytes_.data(); }
+
+private:
+    std::string bytes_;
+};
+
+// Rows as "a|b", fields that were qualified in angle brackets; row ends as ";".
+std::string SplitAll(const SplitRules& rules, std::string_view text, std::size_t batch_bytes) {
+    const RowSplitter splitter(rules, 8);
+    std::string shown;
+    RowBatch batch;
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const std::string_view rest = text.substr(done);
+        const Padded window(rest);
+        const std::size_t taken =
+            splitter.Split(window.Data(), rest.size(), true, batch_bytes, batch);
+        EXPECT_GT(taken, 0U);
+        for (const RowSpan& row : batch.rows) {
+            for (std::size_t k = 0; k < std::min<std::size_t>(row.field_count, 8); ++k) {
+                const FieldSpan field = batch.fields[row.first_field + k];
+                const auto bytes = rest.substr(field.Begin(), field.End() - field.Begin());
+                shown += k > 0 ? "|" : "";
+                shown += field.IsQualified() ? "<" + std::string(bytes) + ">" : std::string(bytes);
+                shown += field.HasDoubledQualifier() ? "*" : "";
+            }
+            shown += row.field_count > 8 ? "+" + std::to_string(row.field_count - 8) + ";" : ";";
+        }
+        done += taken;
+    }
+    return shown;
+}
+
+struct Case {
+    std::string_view text;
+    std::string_view rows;
+};
+
+constexpr Case kDelimited[] = {
+    {"a,b\r\nc,d\r\n", "a|b;c|d;"},
+    {"a,b\nc,d", "a|b;c|d;"},
+    {"a\rb\rc", "a;b;c;"},
+    {"a\r\n\r\n\n\nb\r\n\r\n", "a;b;"},
+    {",\n", "|;"},
+    {"a,", "a|;"},
+    {" \n", " ;"},
+    {"\"a,b\",c\n", "<a,b>|c;"},
+    {"\"a\r\nb\",c\n", "<a\r\nb>|c;"},
+    {"\"a\"\"b\",c\n", "<a\"\"b>*|c;"},
+    {"\"\"\n\"\"\"\"\n", "<>;<\"\">*;"},
+    {"\"a\" junk,\"b\"x\"\n", "<a>|<b>;"},
+    {" \"a,b\"\n", " \"a|b\";"},
+    {"5\" pipe,6\"\n7,8\n", "5\" pipe|6\";7|8;"},
+    {"a,\"never closed\nb,c", "a|<never closed\nb,c>;"},
+    {"\"", "<>;"},
+    {"a\r", "a;"},
+    {"a,\"b\"\r\n", "a|<b>;"},
+    {"1,2,3,4,5,6,7,8,9,10\nx\n", "1|2|3|4|5|6|7|8+2;x;"},
+};
+
+TEST(RowSplitter, FindsFieldsQualifiersAndLineBreaks) {
+    for (const Case& test : kDelimited) {
+        for (const std::size_t batch : {1U, 3U, 1000U}) {
+            EXPECT_EQ(SplitAll({}, test.text, batch), test.rows) << test.text;
+            SplitRules other;  // the byte-by-byte way
+            other.delimiter = "\xC2\xA7";
+            std::string text(test.text);
+            for (auto at = text.find(','); at != std::string::npos; at = text.find(',', at)) {
+                text.replace(at, 1, "\xC2\xA7");
+            }
+            std::string rows(test.rows);
+            for (auto at = rows.find(','); at != std::string::npos; at = rows.find(',', at)) {
+                rows.replace(at, 1, "\xC2\xA7");
+            }
+            EXPECT_EQ(SplitAll(other, text, batch), rows) << text;
+        }
+    }
+}
+
+// The fast way looks at 64 bytes at a time: the same rows must come out wherever they lie.
+TEST(RowSplitter, FindsTheSameRowsAtEveryDistanceFromTheBlocks) {
+    for (const Case& test : kDelimited) {
+        for (std::size_t shift = 1; shift < 70; ++shift) {
+            const std::string text = std::string(shift, 'x') + "\n" + std::string(test.text);
+            EXPECT_EQ(SplitAll({}, text, 1U << 20),
+                      std::string(shift, 'x') + ";" + std::string(test.rows));
+        }
+    }
+}
+
+std::string RandomText(std::mt19937& random, std::size_t length) {
+    constexpr std::string_view kLetters = "aaaaaaaab,,\"\"\n\r\xC3";
+    std::string text;
+    for (std::size_t k = 0; k < length; ++k) {
+        text += kLetters[random() % kLetters.size()];
+    }
+    return text;
+}
+
+struct Found {
+    std::vector<std::size_t> begins;
+    std::string fields;
+};
+
+// Rows found with windows that end anywhere, each followed by a longer one when it held no row.
+Found FindRows(const SplitRules& rules,
+               std::string_view text,
+               std::size_t max_fields,
+               std::mt19937& random) {
+    const RowSplitter splitter(rules, max_fields);
+    Found found;
+    RowBatch batch;
+    std::size_t done = 0;
+    std::size_t window_size = 1;
+    while (done < text.size()) {
+        const std::string_view rest = text.substr(done, window_size);
+        const bool final = done + rest.size() == text.size();
+        const Padded window(rest);
+        const std::size_t taken =
+            splitter.Split(window.Data(), rest.size(), final, 1 + random() % 100, batch);
+        for (const RowSpan& row : batch.rows) {
+            found.begins.push_back(done + row.begin);
+            for (std::size_t k = 0; k < std::min<std::size_t>(row.field_count, max_fields); ++k) {
+                const FieldSpan field = batch.fields[row.first_field + k];
+                found.fields += rest.substr(field.Begin(), field.End() - field.Begin());
+                found.fields += field.IsQualified() ? '>' : '|';
+            }
+            found.fields += ';';
+        }
+        done += taken;
+        window_size = taken == 0 ? window_size * 2 : 1 + random() % 300;
+    }
+    return found;
+}
+
+TEST(RowSplitter, AllWaysAgreeOnRandomText) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 3000; ++round) {
+        const std::string text = RandomText(random, random() % 400);
+        const SplitRules fast;
+        SplitRules careful;
+        careful.bytes = ByteForm::DoubleByte;
+        careful.delimiter = "b";  // looks like a second byte
+        SplitRules fast_b;
+        fast_b.delimiter = "b";
+        std::string no_pairs = text;
+        std::erase(no_pairs, '\xC3');
+        const Found rows_only = FindRows(fast, text, 0, random);
+        const Found whole = FindRows(fast, text, 500, random);
+        EXPECT_EQ(rows_only.begins, whole.begins) << text;
+        const Found by_bytes = FindRows(careful, no_pairs, 500, random);
+        const Found by_masks = FindRows(fast_b, no_pairs, 500, random);
+        EXPECT_EQ(by_bytes.begins, by_masks.begins) << no_pairs;
+        EXPECT_EQ(by_bytes.fields, by_masks.fields) << no_pairs;
+    }
+}
+
+TEST(RowSplitter, DelimiterThatIsTheSecondByteOfACharacterDoesNotSplit) {
+    SplitRules rules;
+    rules.delimiter = "|";
+    rules.bytes = ByteForm::ShiftJis;
+    // 0x83 0x7C is one character; 0xB1 is one by itself.
+    EXPECT_EQ(SplitAll(rules, "\x83|x|y\n\xB1|z\n", 100), "\x83|x|y;\xB1|z;");
+    const RowSplitter splitter(rules, 8);
+    const Padded window("\x83|x|y\n\xB1|z\n");
+    RowBatch batch;
+    splitter.Split(window.Data(), 9, true, 100, batch);
+    ASSERT_EQ(batch.rows.size(), 2U);
+    EXPECT_EQ(batch.rows[0].field_count, 2U);
+    EXPECT_EQ(batch.rows[1].field_count, 2U);
+}
+
+TEST(RowSplitter, CutsFixedColumnsByCharacters) {
+    SplitRules ragged;
+    ragged.layout = SplitRules::Layout::RaggedEdge;
+    ragged.widths = {2, 3};
+    EXPECT_EQ(SplitAll(ragged, "aabbbcc\r\na\n\n\xC3\xA4\xC3\xA4xyz\r\n", 1000),
+              "aa|bbb;a;\xC3\xA4\xC3\xA4|xyz;");
+    SplitRules exact = ragged;
+    exact.layout = SplitRules::Layout::TrueFixedLength;
+    EXPECT_EQ(SplitAll(exact, "aabbbccddd\r\ne\rfff\nggh", 1000), "aa|bbb;cc|ddd;e\r|fff;gg|h;");
+    EXPECT_EQ(SplitAll(exact, "aabbbccddd\r\ne\rfff\nggh", 1), "aa|bbb;cc|ddd;e\r|fff;gg|h;");
+    // A character of two units doesn't end within a column.
+    SplitRules narrow = exact;
+    narrow.widths = {1};
+    EXPECT_EQ(SplitAll(narrow, "\xF0\x9F\x98\x80", 10), ";");
+}
+
+}  // namespace
+}  // namespace vantry::text
