@@ -1,4 +1,5 @@
 #include "data/data_error.h"
+#include "data/text_scan.h"
 #include "data/utf.h"
 
 #include <iconv.h>
@@ -81,6 +82,10 @@ private:
         reinterpret_cast<iconv_t>(-1);  // NOLINT(performance-no-int-to-ptr)
     iconv_t handle_;
 };
+
+bool EightAscii(std::string_view text, std::size_t at) {
+    return text.size() - at >= 8 && (EightAt(text.data() + at) & 0x8080808080808080) == 0;
+}
 
 // The platform's names of a code page, the likeliest first.
 std::vector<std::string> NamesOf(int number) {
@@ -239,8 +244,14 @@ void CodePage::Tables::DecodeSingleByte(std::string_view bytes, std::string& out
         const std::string_view part = bytes.substr(0, kChunk);
         bytes.remove_prefix(part.size());
         char* to = chunk.data();
-        for (const char byte : part) {
-            const Decoded& character = decoded[static_cast<unsigned char>(byte)];
+        for (std::size_t at = 0; at < part.size();) {
+            if (ascii_stays && EightAscii(part, at)) {
+                std::memcpy(to, part.data() + at, 8);
+                at += 8;
+                to += 8;
+                continue;
+            }
+            const Decoded& character = decoded[static_cast<unsigned char>(part[at++])];
             std::memcpy(to, &character, sizeof character);  // the length goes where the next begins
             to += character.length;
         }
@@ -253,9 +264,15 @@ bool CodePage::Tables::EncodeSingleByte(std::string_view utf8, std::string& out)
     std::array<char, kChunk> chunk;
     std::size_t used = 0;
     for (std::size_t at = 0; at < utf8.size();) {
-        if (used == chunk.size()) {
+        if (used + 8 > chunk.size()) {
             out.append(chunk.data(), used);
             used = 0;
+        }
+        if (ascii_stays && EightAscii(utf8, at)) {
+            std::memcpy(chunk.data() + used, utf8.data() + at, 8);
+            at += 8;
+            used += 8;
+            continue;
         }
         const char32_t code_point = NextCodePoint(utf8, at);
         const int byte =

@@ -255,40 +255,39 @@ private:
 }  // namespace
 
 std::optional<DateTime> ParseIsoTime(std::string_view text) {
-    constexpr std::size_t kShortest = 5;
-    if (text.size() < kShortest || text[2] != ':') {
+    constexpr std::size_t kWithSeconds = 8;
+    constexpr std::string_view kNoSeconds = ":00";
+    std::array<char, kWithSeconds> whole;
+    const char* from = text.data();
+    if (text.size() == kWithSeconds - kNoSeconds.size()) {
+        std::copy(text.begin(), text.end(), whole.begin());
+        std::copy(kNoSeconds.begin(), kNoSeconds.end(), whole.end() - kNoSeconds.size());
+        from = whole.data();
+    } else if (text.size() < kWithSeconds) {
         return std::nullopt;
     }
-    const int hour = TwoDigitsAt(text.data());
-    const int minute = TwoDigitsAt(text.data() + 3);
-    int second = 0;
+    std::uint64_t pairs = 0;
+    if (!ReadPairs(from, "00:00:00", pairs)) {
+        return std::nullopt;
+    }
     std::int64_t nanos = 0;
-    if (text.size() > kShortest) {
-        constexpr std::size_t kWithSeconds = 8;
-        if (text.size() < kWithSeconds || text[5] != ':') {
-            return std::nullopt;
-        }
-        second = TwoDigitsAt(text.data() + 6);
+    if (text.size() > kWithSeconds) {
         Reader rest(text.substr(kWithSeconds));
         if (!ReadFraction(rest, nanos) || !rest.AtEnd()) {
             return std::nullopt;
         }
     }
-    const auto of_day = NanosOf(hour, minute, second, nanos);
+    const auto of_day = NanosOf(PairAt(pairs, 0), PairAt(pairs, 3), PairAt(pairs, 6), nanos);
     return of_day ? std::optional<DateTime>({0, *of_day}) : std::nullopt;
 }
 
 std::optional<DateTime> ParseIsoDateTime(std::string_view text) {
-    if (text.size() < kIsoDateLength || text[4] != '-' || text[7] != '-') {
+    std::uint64_t pairs = 0;
+    if (text.size() < kIsoDateLength || !ReadPairs(text.data(), "0000-00-", pairs)) {
         return std::nullopt;
     }
-    const int century = TwoDigitsAt(text.data());
-    const int year = TwoDigitsAt(text.data() + 2);
-    if (century < 0 || year < 0) {
-        return std::nullopt;
-    }
-    const auto day =
-        DayOf(century * 100 + year, TwoDigitsAt(text.data() + 5), TwoDigitsAt(text.data() + 8));
+    const auto day = DayOf(
+        PairAt(pairs, 0) * 100 + PairAt(pairs, 2), PairAt(pairs, 5), TwoDigitsAt(text.data() + 8));
     if (!day) {
         return std::nullopt;
     }

@@ -2,6 +2,7 @@
 // Digits in and out of text, for the text forms of values: no allocation, no locale.
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -56,6 +57,38 @@ inline char* PutDigitsBefore(char* end, std::uint64_t value, std::ptrdiff_t widt
 // Two digits at `text`, or -1.
 inline int TwoDigitsAt(const char* text) {
     return IsDigit(text[0]) && IsDigit(text[1]) ? DigitOf(text[0]) * 10 + DigitOf(text[1]) : -1;
+}
+
+// Eight characters as a number, the first one lowest.
+inline std::uint64_t EightAt(const char* text) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text, sizeof word);
+    if constexpr (std::endian::native == std::endian::big) {
+        word = __builtin_bswap64(word);
+    }
+    return word;
+}
+
+// Reads eight characters that look like `shape`, in which a "0" stands for any digit and every
+// other character for itself. On success byte i of `pairs` is the two-digit number at place i, if
+// there is one.
+inline bool ReadPairs(const char* text, const char* shape, std::uint64_t& pairs) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    const std::uint64_t pattern = EightAt(shape);
+    const std::uint64_t word = EightAt(text) ^ pattern;
+    // Digits have become 0 to 9 and all else that fits 0. Where the shape has no digit nothing may
+    // be left; a byte of ten or more shows in its high bits, at the latest once 0x76 is added.
+    const std::uint64_t not_zero = pattern ^ (kOnes * '0');
+    const std::uint64_t fixed = ((not_zero + kOnes * 0x7F) & (kOnes * 0x80)) / 0x80 * 0xFF;
+    if (((word | (word + kOnes * 0x76)) & (kOnes * 0x80)) != 0 || (word & fixed) != 0) {
+        return false;
+    }
+    pairs = word * 10 + (word >> 8);
+    return true;
+}
+
+inline constexpr int PairAt(std::uint64_t pairs, int place) {
+    return static_cast<int>((pairs >> (8 * place)) & 0xFF);
 }
 
 inline std::string_view TrimBlanks(std::string_view text) {

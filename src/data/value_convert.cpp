@@ -162,6 +162,11 @@ std::optional<std::int64_t> ToWhole(const Cell& value, bool round) {
     if (value.Kind() == ValueKind::Int64) {
         return value.AsInt64();
     }
+    if (value.Kind() == ValueKind::Text || value.Kind() == ValueKind::NumberText) {
+        if (const auto plain = ParseInt64(value.AsText())) {
+            return plain;
+        }
+    }
     const auto number = ToScientific(value);
     if (!number) {
         return std::nullopt;
