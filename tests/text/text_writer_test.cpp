@@ -1,0 +1,591 @@
+#include "text/text_writer.h"
+
+#include "drivers/file/fault_plan.h"
+#include "engine/session_fixture.h"
+#include "support/temp_dir.h"
+#include "text/field_text.h"
+#include "text/line_file.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <filesystem>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+Value Moment(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+    return Value(Cell::FromDateTime({*DayOf(year, month, day), *NanosOf(hour, minute, second)}));
+}
+
+class TextWriterTest : public SessionTest {
+protected:
+    TextWriterTest() {
+        TargetType = "TEXT";
+        TextDestDir = folder.Path().string();
+        TextDestExt = ".txt";
+        TextDestHeader = kFalse;
+        TextDestFormat = "DELIMITED";
+        TextDestDelim = ",";
+        TextDestQual = "\"";
+        SetFile(0);
+    }
+    void SetFile(std::size_t table) {
+        DstTables[table].Name = JoinPath(TextDestDir, DstTables[table].Name) + TextDestExt;
+    }
+    std::string Written(const std::string& name = "dst.txt") const { return folder.Read(name); }
+    bool IsThere(const std::string& name) const { return fs::exists(folder / name); }
+    // Lines "k","row k" from 1.
+    static std::string Lines(int count) {
+        std::string lines;
+        for (int k = 1; k <= count; ++k) {
+            lines += std::to_string(k) + ",\"row " + std::to_string(k) + "\"\r\n";
+        }
+        return lines;
+    }
+
+    TempDir folder;
+};
+
+// ---- Statements and log
+
+TEST_F(TextWriterTest, EachKindOfSourceIsReadInItsOwnQuoting) {
+    struct {
+        const char* type;
+        const char* owner;
+        const char* rows;
+    } const cases[] = {
+        {"ACCESS", "", "SELECT [s_a],[s_b] FROM [src] WHERE x"},
+        {"ODBC", "", "SELECT s_a,s_b FROM src WHERE x"},
+        {"MySQL", "own", "SELECT `s_a`,`s_b` FROM `src` WHERE x"},
+        {"MSSQL", "dbo", "SELECT [s_a],[s_b] FROM [dbo].[src] WHERE x"},
+        {"MSSQL", "", "SELECT [s_a],[s_b] FROM [src] WHERE x"},
+        {"ORACLE", "own", "SELECT \"s_a\",\"s_b\" FROM own.src WHERE x"},
+        {"ORACLE", "", "SELECT \"s_a\",\"s_b\" FROM src WHERE x"},
+        {"FOXPRO", "", "SELECT s_a,s_b FROM \"/data/src\" WHERE x"},
+    };
+    AddColumn("a", adInteger);
+    AddColumn("b", adInteger);
+    SrcTables[0].WhereCond = "x";
+    FoxSrcMode = "DIR";
+    FoxSrcPrefix = "/data/";
+    for (const auto& c : cases) {
+        SourceType = c.type;
+        SrcTables[0].Owner = c.owner;
+        source->queries.clear();
+        RunSessionToText("");
+        const std::string rows = c.rows;
+        EXPECT_EQ(source->queries,
+                  (std::vector<std::string>{" Select count(*) " + rows.substr(rows.find(" FROM")),
+                                            rows}));
+    }
+}
+
+TEST_F(TextWriterTest, TheLogTellsEachFileAndItsRows) {
+    FillSource(2);
+    RunSessionToText("");
+    const std::string head = "Started Loading at T\nAbout to Start Loading Rows in :" + TextDestDir;
+    EXPECT_EQ(ReadableLog(view.log),
+              head + "/src.txt\n2 Rows Loaded\nEnd Time is :T\n******( FINISH )*******");
+    EXPECT_EQ(view.caret, view.log.size());
+
+    // From text to text the source's name has its extension already.
+    SourceType = "TEXT";
+    TextDestDir += "/";
+    RunSessionToText("");
+    EXPECT_EQ(ReadableLog(view.log),
+              head + "/src\n2 Rows Loaded\nEnd Time is :T\n******( FINISH )*******");
+    // No record is left of a run into text.
+    EXPECT_TRUE(repository->calls.empty());
+}
+
+TEST_F(TextWriterTest, ProgressIsShownPerRowAndEventsComeInAtEachHundred) {
+    FillSource(250);
+    RunSessionToText("");
+    EXPECT_EQ(view.events, 3);  // at 0, 100 and 200 loaded rows
+    EXPECT_EQ(view.counter_changes, 250);
+    EXPECT_EQ(view.bar_min, 1);
+    EXPECT_EQ(view.bar_max, 250);
+    EXPECT_EQ(view.bar_value, 250);
+    EXPECT_EQ(Written(), Lines(250));
+}
+
+// ---- Formats
+
+struct FormatCase {
+    int type;
+    std::int64_t size;
+    Value value;
+    const char* delimited;
+    const char* fixed;
+};
+
+std::vector<FormatCase> FormatCases() {
+    return {
+        {adSmallInt, 2, Int(42), "42", "     42"},
+        {adInteger, 4, Int(-123), "-123", "   -123"},
+        {adInteger, 4, Int(12345678), "12345678", "1234567"},
+        {adInteger, 4, Null(), "", "       "},
+        {adDouble, 8, Value(Cell::Double(0.25)), "0.25", "             0.25"},
+        {adDouble, 8, Null(), "", "                 "},
+        {adCurrency, 8, Value(Cell::FromDecimal({15000, 4})), "1.5000", "               1.5000"},
+        {adDate, 8, Moment(2006, 5, 1), "2006-05-01", "2006-05-01"},
+        {adDate, 8, Moment(2006, 5, 1, 7, 8, 9), "2006-05-01 07:08:09", "2006-05-01 07:08:09"},
+        {adDBTime, 6, Value(Cell::FromDateTime({0, *NanosOf(7, 8, 9)})), "07:08:09", "07:08:09  "},
+        {adDBDate, 6, Null(), "", "          "},
+        {adDBTimeStamp,
+         16,
+         Moment(2006, 5, 1, 7, 8, 9),
+         "2006-05-01 07:08:09",
+         "2006-05-01 07:08:09   "},
+        {adDBTimeStamp, 16, Null(), "", "                      "},
+        {adBoolean, 2, Bool(true), "True", "True "},
+        {adBoolean, 2, Bool(false), "False", "False"},
+        {adBoolean, 2, Null(), "", "False"},
+        {adVarWChar, 6, Text(" ab "), "\"ab\"", " ab   "},
+        {adVarChar, 2, Text("abcd"), "\"abcd\"", "abcd"},
+        {adChar, 4, Text("Ærø"), "\"Ærø\"", "Ærø "},
+        {adWChar, 3, Null(), "", "   "},
+        {adVarWChar, 9, Text("a\"b,c"), "\"a\"b,c\"", "a\"b,c    "},
+        {adVarWChar, 2, Text(""), "\"\"", "  "},
+        {adNumeric, 6, Value(Cell::NumberText("12.5")), "12.5", "  12.5"},
+        {adNumeric, 3, Value(Cell::NumberText("12.5")), "12.5", "   "},
+        {adNumeric, 4, Null(), "", "    "},
+        {adVarNumeric, 4, Int(7), "7", "                                       7"},
+        {adVarNumeric, 4, Null(), "", "                                        "},
+        {adSingle, 4, Value(Cell::Single(1.5F)), "1.5", " 1.5"},
+        {adBigInt, 8, Int(123456789012), "123456789012", "123456789012"},
+        {adGUID, 4, Null(), "", "    "},
+    };
+}
+
+TEST_F(TextWriterTest, EachTypeHasItsFormInEachFormat) {
+    for (const auto& c : FormatCases()) {
+        for (const bool fixed : {false, true}) {
+            ClearTable();
+            AddColumn("a", c.type, c.size);
+            AddColumn("end", adVarWChar, 1);
+            source->rows = {{c.value, Text(".")}};
+            TextDestFormat = fixed ? "FIXED" : "DELIMITED";
+            RunSessionToText("");
+            EXPECT_EQ(
+                Written(),
+                fixed ? std::string(c.fixed) + ".\r\n" : std::string(c.delimited) + ",\".\"\r\n")
+                << "type " << c.type << (fixed ? " fixed" : " delimited");
+        }
+    }
+}
+
+TEST_F(TextWriterTest, LongAndBinaryValuesGoIntoDelimitedLinesAsTheyAre) {
+    AddColumn("memo", adLongVarWChar, 0);
+    AddColumn("bytes", adLongVarBinary, 0);
+    const std::string memo(600'000, 'm');  // longer than what is written at once
+    source->rows = {{Text(memo), Bytes("b\n")}, {Text("x"), Null()}};
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "\"" + memo + "\",b\n\r\n\"x\",\r\n");
+}
+
+TEST_F(TextWriterTest, DelimiterAndQualifierAreTheSessions) {
+    FillSource(1);
+    struct {
+        const char* delimiter;
+        const char* qualifier;
+        const char* line;
+    } const cases[] = {
+        {"\t", "'", "1\t'row 1'\r\n"},
+        {";", "", "1;row 1\r\n"},
+        {"||", "\"", "1||\"row 1\"\r\n"},
+        {"", "\"", "1\"row 1\"\r\n"},
+    };
+    for (const auto& c : cases) {
+        TextDestDelim = c.delimiter;
+        TextDestQual = c.qualifier;
+        RunSessionToText("");
+        EXPECT_EQ(Written(), c.line);
+    }
+}
+
+TEST_F(TextWriterTest, TheHeadingHasTheTargetsNames) {
+    FillSource(1);
+    TextDestHeader = kTrue;
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "d_id,d_name\r\n1,\"row 1\"\r\n");
+}
+
+TEST_F(TextWriterTest, AFixedHeadingIsAsWideAsItsTypeSays) {
+    struct {
+        const char* type;
+        const char* heading;
+    } const cases[] = {
+        {"DateTime", "a_long_nam"},
+        {"Date", "a_long_nam"},
+        {"SMALLINT", "a_long_"},
+        {"SmallInt", ""},  // the one name that must match in its letter case
+        {"Integer", "a_long_"},
+        {"Double", "a_long_name      "},
+        {"long", "a_long_name      "},
+        {"Currency", "a_long_name          "},
+        {"money", "a_long_name          "},
+        {"MediumInt", ""},
+        {"LONGINT", ""},
+        {"bit", "a_lon"},
+        {"VarWchar", "a_long_name "},
+    };
+    ColMapRec row;
+    row.DCName = "a_long_name";
+    row.DWidth = 12;
+    for (const auto& c : cases) {
+        row.DDtype = c.type;
+        EXPECT_EQ(text::FixedHeading(row), c.heading) << c.type;
+    }
+    row.DWidth = 3;
+    row.DCName = "Ærøen";
+    EXPECT_EQ(text::FixedHeading(row), "Ærø");
+    row.DWidth = -1;
+    EXPECT_EQ(text::FixedHeading(row), "");
+}
+
+TEST(FieldTextTest, NumbersOfFixedWidthAreCutPaddedOrBlank) {
+    EXPECT_EQ(Blanks(3), "   ");
+    EXPECT_EQ(Blanks(-1), "");
+    EXPECT_EQ(FixedNumberByCode(Cell::Int64(5), adSmallInt, kFalse), "      5");
+    EXPECT_EQ(FixedNumberByCode(Cell::Text(" 5 "), adInteger, kFalse), "      5");
+    EXPECT_EQ(FixedNumberByCode(Cell::Text(" 5 "), adInteger, kTrue), "     5 ");
+    EXPECT_EQ(FixedNumberByCode(Cell::Null(), adDouble, kTrue), std::string(17, ' '));
+    EXPECT_EQ(FixedNumberByCode(Cell::Text("1234567"), adInteger, kFalse), "1234567");
+    EXPECT_EQ(FixedNumberByCode(Cell::Int64(5), adSingle, kFalse), "");
+    EXPECT_EQ(FixedNumberByName(Cell::Text("n"), "Currency", kTrue), "n" + std::string(20, ' '));
+    EXPECT_EQ(FixedNumberByName(Cell::Null(), "MONEY", kFalse), std::string(21, ' '));
+    EXPECT_EQ(FixedNumberByName(Cell::Text("n"), "Real", kTrue), "");
+}
+
+TEST_F(TextWriterTest, TextToTextGoesByTheTypesOfTheColumnMap) {
+    struct {
+        const char* type_name;
+        const char* delimited;
+        const char* fixed;
+    } const cases[] = {
+        {"VarWchar", "\"12\"", " 12   "},
+        {"Char", "\"12\"", " 12   "},
+        {"203", "\"12\"", " 12   "},
+        {"Varchar", " 12", "    12"},
+        {"Date", " 12", " 12       "},
+        {"135", " 12", " 12                   "},
+        {"131", " 12", "    12"},
+        {"139", " 12", nullptr},
+        {"11", " 12", "True "},
+        {"Integer", " 12", ""},
+        {"varwchar", " 12", "    12"},
+    };
+    AddColumn("a", adVarWChar, 6);
+    source->rows = {{Text(" 12")}};
+    SourceType = "TEXT";
+    const std::string wide = std::string(38, ' ') + "12";
+    for (const auto& c : cases) {
+        ColMaps[0].DDtype = c.type_name;
+        TextDestFormat = "DELIMITED";
+        RunSessionToText("");
+        EXPECT_EQ(Written(), std::string(c.delimited) + "\r\n") << c.type_name;
+        TextDestFormat = "FIXED";
+        RunSessionToText("");
+        EXPECT_EQ(Written(), (c.fixed == nullptr ? wide : c.fixed) + "\r\n") << c.type_name;
+    }
+}
+
+TEST_F(TextWriterTest, ANumberOfATextSourceTakesTheWidthOfItsFieldsType) {
+    AddColumn("a", adInteger, 4);
+    ColMaps[0].DDtype = "Integer";
+    source->rows = {{Int(7)}};
+    SourceType = "TEXT";
+    TextDestFormat = "FIXED";
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "      7\r\n");
+}
+
+// ---- Tables without rows in the file
+
+TEST_F(TextWriterTest, AnEmptyTableLeavesItsHeadingAndNoLineInTheLog) {
+    FillSource(0);
+    folder.Write("dst.txt", "former");
+    for (const i16 header : {kTrue, kFalse}) {
+        TextDestHeader = header;
+        RunSessionToText("");
+        EXPECT_EQ(Written(), header == kTrue ? "d_id,d_name\r\n" : "");
+        EXPECT_EQ(ReadableLog(view.log).find("Rows Loaded"), std::string::npos);
+        EXPECT_FALSE(IsThere("dst.txt.partial"));
+    }
+}
+
+TEST_F(TextWriterTest, ALongColumnSkipsATableOfFixedWidthAndTheNextIsTried) {
+    AddColumn("memo", adLongVarWChar, 0);
+    source->rows = {{Text("m")}};
+    TextDestFormat = "FIXED";
+    TextDestHeader = kTrue;
+    AddTable("src2", "dst2");
+    SetFile(1);
+    MapColumn("memo").DWidth = 8;
+    RunSessionToText("");
+    EXPECT_EQ(Count(view.log,
+                    "\r\nTable Contains Long Datatypes. Cannot Create Fixed Length File. Pl Choose "
+                    "Delimited Format or De-Select the Long Columns.\r\nSkipping table\r\n"),
+              2);
+    EXPECT_EQ(Written("dst2.txt"), "d_memo  \r\n");
+    EXPECT_EQ(Written("dst.txt"), "\r\n");
+}
+
+TEST_F(TextWriterTest, AFieldTooWideForAnyLineIsAnErrorAndNoMemory) {
+    AddColumn("a", adVarWChar, INT32_MAX);
+    source->rows = {{Text("x")}};
+    TextDestFormat = "FIXED";
+    RunSessionToText("");
+    EXPECT_NE(view.log.find("Column s_a is 2147483647 characters wide"), std::string::npos);
+    EXPECT_EQ(Written(), "");
+}
+
+// ---- Errors
+
+TEST_F(TextWriterTest, AnUnreadableFieldCostsItsRowAlone) {
+    FillSource(4);
+    source->rows[1][0] = Unreadable();
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "1,\"row 1\"\r\n3,\"row 3\"\r\n4,\"row 4\"\r\n");
+    EXPECT_NE(view.log.find("\r\nError Loading Row:1\r\nrow 2, field 0 can't be read"
+                            "\r\nError Loading Row:1\r\nThe line isn't written: 1 of its 2 fields "
+                            "have no value."
+                            "\r\n3 Rows Loaded"),
+              std::string::npos);
+
+    // From text to text the words before the description are left out.
+    SourceType = "TEXT";
+    RunSessionToText("");
+    EXPECT_EQ(LoggedErrors(), 0);
+    EXPECT_EQ(Count(view.log, "\r\nrow 2, field 0 can't be read\r\n"), 1);
+}
+
+TEST_F(TextWriterTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
+    FillSource(40);
+    for (int k = 10; k < 35; ++k) {
+        source->rows[static_cast<std::size_t>(k)][0] = Unreadable();  // two errors each
+    }
+    AddTable("src2", "dst2");
+    SetFile(1);
+    MapColumn("id");
+    MapColumn("name");
+    AddTable("src3", "dst3");
+    SetFile(2);
+    folder.Write("dst2.txt", "former");
+    for (const bool former : {true, false}) {
+        if (!former) {
+            fs::remove(folder / "dst2.txt");
+        }
+        RunSessionToText("");
+        EXPECT_EQ(LoggedErrors(), 51);
+        EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+        EXPECT_EQ(Count(view.log, "\r\n15 Rows Loaded"), 1);  // of the first table
+        EXPECT_EQ(Written("dst2.txt"), former ? "former" : Lines(10));
+        EXPECT_EQ(Written("dst2.txt.partial"), former ? Lines(10) : "");
+        fs::remove(folder / "dst2.txt.partial");
+        EXPECT_FALSE(IsThere("dst3.txt"));
+    }
+}
+
+TEST_F(TextWriterTest, ASourceThatCantBeReachedEndsInFiftyOneErrorsFromRowZero) {
+    FillSource(3);
+    source->FailAlways("Connect", "no such server");
+    folder.Write("dst.txt", "former");
+    RunSessionToText("");
+    EXPECT_EQ(LoggedErrors(), 51);
+    EXPECT_NE(view.log.find(".txt\r\nError Loading Row:0\r\nno such server"), std::string::npos);
+    EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+    EXPECT_EQ(Written(), "former");
+}
+
+TEST_F(TextWriterTest, ASourceThatDiesMidwayLeavesTheRowsBeforeBesideTheFormerFile) {
+    FillSource(80);
+    source->FailFrom("Next", 32, "connection lost");  // the step from row 30 to row 31
+    folder.Write("dst.txt", "former");
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "former");
+    EXPECT_EQ(Written("dst.txt.partial"), Lines(30));
+    EXPECT_EQ(LoggedErrors(), 51);
+}
+
+TEST_F(TextWriterTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
+    FillSource(250);
+    AddTable("src2", "dst2");
+    SetFile(1);
+    MapColumn("id");
+    for (const int hand_over : {1, 2, 3}) {
+        view = RecordingView();
+        view.cancel_at_event = hand_over;
+        RunSessionToText("");
+        const int loaded = (hand_over - 1) * 100;
+        EXPECT_EQ(Written(), Lines(loaded + 1));
+        EXPECT_TRUE(ReadableLog(view.log).ends_with(
+            "\n" + std::to_string(loaded) +
+            " Rows Loaded\nEnd Time is :T\n******( FINISH )*******\n"
+            "User Requested to abort loading"));
+        EXPECT_FALSE(IsThere("dst2.txt"));
+    }
+    SessionCancelled = TableCancelled = kFalse;
+}
+
+// ---- The file
+
+// Fails writes by number; counts them.
+class WriteFaults : public file::FaultPlan {
+public:
+    explicit WriteFaults(int first, int last = INT_MAX) : first_(first), last_(last) {
+        file::InstallFaultPlan(this);
+    }
+    ~WriteFaults() override { file::InstallFaultPlan(nullptr); }
+    file::Verdict Before(const file::Call& call) override {
+        if (call.operation == file::Operation::Write) {
+            ++writes;
+            if (writes >= first_ && writes <= last_) {
+                return {.error = ENOSPC};
+            }
+        }
+        return {};
+    }
+    int writes = 0;
+
+private:
+    int first_;
+    int last_;
+};
+
+constexpr int kManyRows = 40'000;  // about 700 KiB: two full buffers and a rest
+
+TEST_F(TextWriterTest, ADiskThatFillsUpMidwayGivesTheRunUpAndKeepsWholeLines) {
+    FillSource(kManyRows);
+    folder.Write("dst.txt", "former");
+    {
+        const WriteFaults full(2);
+        RunSessionToText("");
+    }
+    EXPECT_EQ(LoggedErrors(), 51);
+    EXPECT_EQ(Count(view.log, "No space left"), 51);
+    EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+    EXPECT_EQ(Written(), "former");
+    const std::string partial = Written("dst.txt.partial");
+    EXPECT_GT(partial.size(), 200'000u);
+    EXPECT_TRUE(partial.ends_with("\"\r\n"));
+    EXPECT_EQ(partial, Lines(kManyRows).substr(0, partial.size()));
+}
+
+TEST_F(TextWriterTest, ADiskThatHasRoomAgainLosesOnlyTheRowsThatTheLogTells) {
+    FillSource(kManyRows);
+    {
+        const WriteFaults full(2, 11);
+        RunSessionToText("");
+    }
+    EXPECT_EQ(LoggedErrors(), 10);
+    EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kManyRows - 10) + " Rows Loaded"), 1);
+    EXPECT_EQ(Count(Written(), "\r\n"), kManyRows - 10);
+    EXPECT_TRUE(Written().ends_with("\"row " + std::to_string(kManyRows) + "\"\r\n"));
+}
+
+TEST_F(TextWriterTest, ADiskThatIsFullAtTheEndTakesBackTheCountOfTheLastRows) {
+    FillSource(kManyRows);
+    folder.Write("dst.txt", "former");
+    TextDestHeader = kTrue;
+    {
+        const WriteFaults full(3);
+        RunSessionToText("");
+    }
+    EXPECT_EQ(Written(), "former");
+    const int kept = Count(Written("dst.txt.partial"), "\r\n") - 1;
+    EXPECT_GT(kept, 0);
+    EXPECT_EQ(LoggedErrors(), 1);
+    EXPECT_NE(view.log.find("The last " + std::to_string(kManyRows - kept) + " lines aren't in"),
+              std::string::npos);
+    EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kept) + " Rows Loaded"), 1);
+}
+
+TEST_F(TextWriterTest, ATinyTableOnAFullDiskCountsNothing) {
+    FillSource(3);
+    TextDestHeader = kTrue;
+    {
+        const WriteFaults full(1);
+        RunSessionToText("");
+    }
+    EXPECT_EQ(Count(view.log, "\r\n0 Rows Loaded"), 1);
+    EXPECT_EQ(Written(), "");
+}
+
+// The kernel's own refusal, behind a part of the bytes.
+TEST_F(TextWriterTest, AFileAtTheSystemsSizeLimitEndsInWholeLines) {
+    FillSource(kManyRows);
+    const auto former = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit low{300'000, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &low), 0);
+    RunSessionToText("");
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, former);
+    EXPECT_EQ(LoggedErrors(), 51);
+    EXPECT_TRUE(Written().ends_with("\"\r\n"));
+    EXPECT_EQ(Written(), Lines(kManyRows).substr(0, Written().size()));
+}
+
+TEST_F(TextWriterTest, TheNewFileKeepsTheFormersPermissionsAndReplacesALinkNotItsTarget) {
+    FillSource(1);
+    folder.Write("dst.txt", "former");
+    ::chmod((folder / "dst.txt").c_str(), 0640);
+    RunSessionToText("");
+    struct stat status {};
+    ASSERT_EQ(::stat((folder / "dst.txt").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+
+    folder.Write("elsewhere", "untouched");
+    fs::remove(folder / "dst.txt");
+    fs::create_symlink(folder / "elsewhere", folder / "dst.txt");
+    fs::create_symlink(folder / "elsewhere", folder / "dst.txt.partial");
+    RunSessionToText("");
+    EXPECT_EQ(Written("elsewhere"), "untouched");
+    EXPECT_FALSE(fs::is_symlink(folder / "dst.txt"));
+    EXPECT_EQ(Written(), Lines(1));
+}
+
+TEST_F(TextWriterTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
+    FillSource(60);
+    const std::string out = TextDestDir;
+    fs::create_directory(folder / "folder.txt");
+    for (const std::string& name : {out + "/folder.txt",
+                                    out + "/../escape.txt",
+                                    out + "/none/dst.txt",
+                                    std::string("/dev/full"),
+                                    out + std::string("/a\0b", 4)}) {
+        DstTables[0].Name = name;
+        RunSessionToText("");
+        EXPECT_TRUE(view.log.ends_with("Aborting loading as Errors exceed 50 allowed")) << name;
+    }
+    EXPECT_TRUE(fs::is_character_file("/dev/full"));
+    EXPECT_FALSE(fs::exists(folder.Path().parent_path() / "escape.txt"));
+}
+
+TEST_F(TextWriterTest, WhatADeadRunLeftIsReplacedButNotWhatALivingOneWrites) {
+    FillSource(1);
+    folder.Write("dst.txt.partial", "of a run that died, and longer than the new file");
+    RunSessionToText("");
+    EXPECT_EQ(Written(), Lines(1));
+    EXPECT_FALSE(IsThere("dst.txt.partial"));
+
+    text::LineFile living;
+    living.Open(DstTables[0].Name);
+    living.Append("living");
+    living.EndLine();
+    RunSessionToText("");
+    EXPECT_NE(view.log.find("is being written by another run"), std::string::npos);
+    EXPECT_EQ(Written(), Lines(1));
+    living.Finish();
+    EXPECT_EQ(Written(), "living\r\n");
+}
+
+}  // namespace
+}  // namespace vantry::test
