@@ -1,0 +1,219 @@
+#include "repository/repository.h"
+
+#include "data/letter_case.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "drivers/file/file_name.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <system_error>
+
+namespace vantry {
+namespace {
+
+constexpr const char* kRepositoryName = "VYRepo.mdb";
+constexpr i32 kLastSessionID = 32767;
+
+DataError FileFailure(const std::string& what,
+                      const std::filesystem::path& file,
+                      const std::error_code& error) {
+    return {kErrUnspecified, what + " \"" + file.string() + "\": " + error.message() + "."};
+}
+
+void KeepPrivate(const std::filesystem::path& file) {
+    std::error_code error;
+    std::filesystem::permissions(
+        file, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write, error);
+    if (error) {
+        throw FileFailure("Can't keep others from reading", file, error);
+    }
+}
+
+// Copies to a new file beside `to` and renames: `to` is the old file or the whole new one at every
+// moment.
+void CopyPrivately(const std::filesystem::path& from, const std::filesystem::path& to) {
+    const std::filesystem::path part = to.string() + ".part-" + std::to_string(::getpid());
+    const mode_t former = ::umask(S_IRWXG | S_IRWXO);
+    std::error_code error;
+    std::filesystem::copy_file(from, part, error);
+    ::umask(former);
+    if (!error) {
+        KeepPrivate(part);
+        std::filesystem::rename(part, to, error);
+    }
+    if (error) {
+        std::error_code ignored;  // the copy's own failure is what there is to tell
+        std::filesystem::remove(part, ignored);
+        throw FileFailure("Can't copy \"" + from.string() + "\" to", to, error);
+    }
+}
+
+std::string TextOf(Field& field) {
+    return ToText(field.Value());
+}
+
+void RemoveIfThere(const std::filesystem::path& file) {
+    std::error_code error;
+    std::filesystem::remove(file, error);
+    if (error) {
+        throw FileFailure("Can't delete", file, error);
+    }
+}
+
+void ExecuteAll(std::initializer_list<std::string> statements) {
+    Connection connection;
+    connection.Open(RepoConnStr);
+    for (const auto& statement : statements) {
+        connection.Execute(statement);
+    }
+    connection.Close();
+}
+
+std::string LogFileOf(i32 session_id) {
+    Recordset session;
+    session.Open("select LogFileName from sessions where SessionID=" + std::to_string(session_id),
+                 RepoConnStr);
+    return session.Eof() ? std::string() : TextOf(session.Fields()[0]);
+}
+
+i32 NextSessionID(Connection& connection) {
+    Recordset sessions;
+    sessions.Open("select max(sessionid) from sessions", connection);
+    const std::int64_t last =
+        sessions.Eof() ? 0 : ToInt64(sessions.Fields()[0].Value()).value_or(0);
+    sessions.Close();
+    if (last >= kLastSessionID) {
+        throw DataError(
+            kErrUnspecified,
+            "Overflow: the repository has had its last session number. Create a new repository.");
+    }
+    return static_cast<i32>(last) + 1;
+}
+
+}  // namespace
+
+std::filesystem::path RepositoryFile(const std::string& folder) {
+    return file::ResolveFileName(JoinPath(folder, kRepositoryName));
+}
+
+void CreateRepository(const std::string& folder, const DateTime& now) {
+    const auto former = RepositoryFile(folder);
+    if (std::filesystem::exists(former)) {
+        CopyPrivately(former, JoinPath(folder, "VYRepo" + FormatDateTime(now, "ddmmyy_hh_mm")));
+        RemoveIfThere(former);
+    }
+    const std::string connection_string =
+        "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + JoinPath(folder, "vyrepo.mdb");
+    {
+        Catalog catalog;
+        catalog.Create(connection_string);
+    }
+    KeepPrivate(JoinPath(folder, "vyrepo.mdb"));
+    Connection connection;
+    connection.Open(connection_string);
+    for (const char* statement : {kCreateSessions, kCreateVYTabs, kCreateSrcDCols}) {
+        connection.Execute(statement);
+    }
+    connection.Close();
+}
+
+i32 NextSessionID() {
+    Connection connection;
+    connection.Open(RepoConnStr);
+    return NextSessionID(connection);
+}
+
+i32 SaveSession(const SessionSave& save) {
+    Connection connection;
+    connection.Open(RepoConnStr);
+    const i32 id = NextSessionID(connection);
+    CurrentSessionID = id;
+    connection.Execute(SessionsInsert(id, save, Now()));
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        SrcTables[i].TabID = static_cast<i16>(i);
+        connection.Execute(TableInsert(id, i));
+    }
+    for (const auto& table : SrcTables) {
+        for (const auto& column : ColMaps) {
+            if (column.TabID == table.TabID) {
+                connection.Execute(ColumnInsert(id, table.TabID, column));
+            }
+        }
+    }
+    connection.Close();
+    return id;
+}
+
+std::vector<SessionListRow> ListSessions() {
+    Connection connection;
+    connection.CursorLocation = adUseClient;
+    connection.Open(RepoConnStr);
+    Recordset rows;
+    rows.Open(
+        "select "
+        "SessionID,SessionName,SourceDBName,TargetDBName,DateCreated,LogFileName,LastRunDate from "
+        "Sessions order by "
+        "SessionID desc",
+        connection,
+        adOpenStatic,
+        adLockOptimistic);
+    std::vector<SessionListRow> sessions;
+    for (; !rows.Eof(); rows.MoveNext()) {
+        auto& fields = rows.Fields();
+        sessions.push_back({static_cast<i32>(ToInt64(fields[0].Value()).value_or(0)),
+                            TextOf(fields[1]),
+                            TextOf(fields[2]),
+                            TextOf(fields[3]),
+                            TextOf(fields[4]),
+                            TextOf(fields[5]),
+                            TextOf(fields[6])});
+    }
+    return sessions;
+}
+
+void DeleteSession(i32 session_id) {
+    const std::string log_file = LogFileOf(session_id);
+    const std::string id = std::to_string(session_id);
+    ExecuteAll({"delete from SrcDcols where sessionid=" + id,
+                "delete from vytabs where sessionid=" + id,
+                "delete from sessions where sessionid=" + id});
+    if (!log_file.empty()) {
+        RemoveIfThere(log_file);
+    }
+}
+
+void DeleteAllSessions(const std::string& folder) {
+    ExecuteAll({"delete from SrcDcols", "delete from vytabs", "delete from sessions"});
+    const std::filesystem::path logs = JoinPath(folder, "log");
+    if (!std::filesystem::is_directory(logs)) {
+        return;
+    }
+    std::vector<std::filesystem::path> files;
+    for (const auto& entry : std::filesystem::directory_iterator(logs)) {
+        if (LowerCased(entry.path().extension().string()) == ".log") {
+            files.push_back(entry.path());
+        }
+    }
+    for (const auto& file : files) {
+        RemoveIfThere(file);
+    }
+}
+
+void BackupRepository(const std::string& folder, const std::filesystem::path& destination) {
+    std::error_code error;
+    const bool created = std::filesystem::create_directory(destination, error);
+    if (error || !created) {
+        throw FileFailure("Can't create the folder",
+                          destination,
+                          error ? error : std::make_error_code(std::errc::file_exists));
+    }
+    CopyPrivately(RepositoryFile(folder), destination / kRepositoryName);
+}
+
+void RestoreRepository(const std::string& folder, const std::filesystem::path& file) {
+    CopyPrivately(file, RepositoryFile(folder));
+}
+
+}  // namespace vantry
