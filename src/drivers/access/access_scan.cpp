@@ -1,0 +1,185 @@
+#include "drivers/access/access_scan.h"
+
+#include "drivers/access/errors.h"
+
+namespace vantry::access {
+namespace {
+
+// How often a row is read again when other connections keep changing the file meanwhile.
+constexpr int kMaxRetries = 8;
+
+}  // namespace
+
+RowDecoder::RowDecoder(DatabaseFile& file,
+                       const TableDef& def,
+                       std::span<const std::size_t> projection)
+    : file_(&file), def_(&def), cells_(projection.size(), Cell::Null()) {
+    for (const auto position : projection) {
+        const auto& column = def.columns.at(position);
+        leaves_page_ |= column.IsLongValue() || column.type == ColumnType::Complex;
+        fields_.push_back({&column, FieldDecoder(*file.store, column), nullptr, {}});
+    }
+}
+
+void RowDecoder::Decode(ByteSpan bytes, RowPointer pointer) {
+    pointer_ = pointer;
+    std::optional<RowView> row;
+    std::size_t i = 0;
+    try {
+        row.emplace(*def_, file_->store->GetLayout(), bytes);
+        for (; i < fields_.size(); ++i) {
+            auto& field = fields_[i];
+            const auto stored = row->Field(*field.column);
+            cells_[i] = stored ? field.decoder.Decode(*stored) : Cell::Null();
+            if (field.column->type == ColumnType::Complex) {
+                DecodeComplex(field, cells_[i]);
+            }
+        }
+    } catch (const BoundsError&) {
+        if (!row) {
+            throw DamagedPage(file_->store->Name(),
+                              pointer.page,
+                              "row " + std::to_string(pointer.row) + " of table '" + def_->name +
+                                  "' is too short");
+        }
+        DecodeDamaged(*row, i);
+    }
+}
+
+void RowDecoder::DecodeDamaged(const RowView& row, std::size_t first) {
+    for (std::size_t i = first; i < fields_.size(); ++i) {
+        auto& field = fields_[i];
+        field.fault.clear();
+        try {
+            const auto stored = row.Field(*field.column);
+            cells_[i] = stored ? field.decoder.Decode(*stored) : Cell::Null();
+            if (field.column->type == ColumnType::Complex) {
+                DecodeComplex(field, cells_[i]);
+            }
+        } catch (const BoundsError&) {
+            cells_[i] = Cell::Unreadable();
+            field.fault = "its place in the row lies outside";
+        }
+    }
+}
+
+void RowDecoder::DecodeComplex(Field& field, Cell& cell) {
+    if (cell.Kind() != ValueKind::Int64) {
+        return;
+    }
+    try {
+        if (!field.complex) {
+            field.complex =
+                std::make_unique<ComplexValueReader>(*file_->store, file_->catalog, *field.column);
+        }
+        const auto& text = field.complex->Read(static_cast<std::int32_t>(cell.AsInt64()));
+        cell = text.empty() ? Cell::Null() : Cell::Text(text);
+    } catch (const DataError& error) {
+        field.fault = error.Description();
+        cell = Cell::Unreadable();
+    }
+}
+
+DataError RowDecoder::FieldError(std::size_t position) const {
+    const auto& field = fields_.at(position);
+    return UnreadableField(def_->name,
+                           field.column->name,
+                           pointer_.page,
+                           pointer_.row,
+                           field.fault.empty() ? field.decoder.Fault() : field.fault);
+}
+
+AccessScan::AccessScan(std::shared_ptr<DatabaseFile> file,
+                       std::shared_ptr<const TableDef> def,
+                       std::span<const std::size_t> projection)
+    : file_(std::move(file)),
+      def_(std::move(def)),
+      scanner_(*file_->store, *def_),
+      decoder_(*file_, *def_, projection) {}
+
+bool AccessScan::Next() {
+    while (scanner_.Next()) {
+        if (!decoder_.LeavesThePage()) {
+            decoder_.Decode(scanner_.Row(), scanner_.Pointer());
+            return true;
+        }
+        if (DecodeSettled()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// A row whose fields go on to other pages: all of them must be of one state of the file.
+bool AccessScan::DecodeSettled() {
+    if (scanner_.IsStale() && !scanner_.Refresh()) {
+        return false;
+    }
+    for (int tries = 0;; ++tries) {
+        const auto version = file_->store->Version();
+        decoder_.Decode(scanner_.Row(), scanner_.Pointer());
+        if (file_->store->Version() == version || tries == kMaxRetries) {
+            return true;
+        }
+        if (!scanner_.Refresh()) {
+            return false;
+        }
+    }
+}
+
+bool AccessScan::Seek(sql::RowId row) {
+    if (row < 0 || row > UINT32_MAX ||
+        !scanner_.Seek(UnpackRowPointer(static_cast<std::uint32_t>(row)))) {
+        return false;
+    }
+    decoder_.Decode(scanner_.Row(), scanner_.Pointer());
+    return true;
+}
+
+AccessKeyScan::AccessKeyScan(std::shared_ptr<DatabaseFile> file,
+                             std::shared_ptr<const TableDef> def,
+                             const RealIndex& index,
+                             std::vector<std::byte> key,
+                             std::span<const std::size_t> projection)
+    : file_(std::move(file)),
+      def_(std::move(def)),
+      key_(std::move(key)),
+      entries_(*file_->store, *def_, index),
+      finder_(*file_->store, *def_),
+      decoder_(*file_, *def_, projection) {}
+
+bool AccessKeyScan::Next() {
+    if (!started_) {
+        started_ = true;
+        entries_.Seek(key_);
+    }
+    while (entries_.Next()) {
+        const auto key = entries_.Key();
+        if (key.size() < key_.size() || !std::equal(key_.begin(), key_.end(), key.begin())) {
+            return false;
+        }
+        pointer_ = entries_.Row();
+        if (const auto row = finder_.Find(pointer_)) {
+            decoder_.Decode(*row, pointer_);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool AccessKeyScan::Seek(sql::RowId row) {
+    if (row < 0 || row > UINT32_MAX) {
+        return false;
+    }
+    pointer_ = UnpackRowPointer(static_cast<std::uint32_t>(row));
+    if (pointer_.page >= file_->store->PageCount()) {
+        return false;
+    }
+    const auto bytes = finder_.Find(pointer_);
+    if (bytes) {
+        decoder_.Decode(*bytes, pointer_);
+    }
+    return bytes.has_value();
+}
+
+}  // namespace vantry::access

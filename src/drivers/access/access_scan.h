@@ -1,0 +1,99 @@
+#pragma once
+// Rows of a table as cells: the scan that the SQL layer asks for.
+
+#include "drivers/access/complex_value.h"
+#include "drivers/access/database_file.h"
+#include "drivers/access/field.h"
+#include "drivers/access/row_scanner.h"
+#include "drivers/sql/storage.h"
+
+#include <memory>
+#include <vector>
+
+namespace vantry::access {
+
+// One projection of a table: what both kinds of scans decode rows with.
+class RowDecoder {
+public:
+    // `projection` holds positions in `def`, which with `file` must outlive it.
+    RowDecoder(DatabaseFile& file, const TableDef& def, std::span<const std::size_t> projection);
+
+    // Throws DataError naming page and row when the row as a whole can't be read.
+    void Decode(ByteSpan row, RowPointer pointer);
+    std::span<const Cell> Cells() const { return cells_; }
+    DataError FieldError(std::size_t position) const;
+    // Whether a field may lie on other pages than its row.
+    bool LeavesThePage() const { return leaves_page_; }
+
+private:
+    struct Field {
+        const ColumnDef* column;
+        FieldDecoder decoder;
+        std::unique_ptr<ComplexValueReader> complex;
+        std::string fault;
+    };
+    // Fields from `first` on, one of which is damaged.
+    void DecodeDamaged(const RowView& row, std::size_t first);
+    void DecodeComplex(Field& field, Cell& cell);
+
+    DatabaseFile* file_;
+    const TableDef* def_;
+    std::vector<Field> fields_;
+    std::vector<Cell> cells_;
+    RowPointer pointer_;
+    bool leaves_page_ = false;
+};
+
+class AccessScan : public sql::TableScan {
+public:
+    AccessScan(std::shared_ptr<DatabaseFile> file,
+               std::shared_ptr<const TableDef> def,
+               std::span<const std::size_t> projection);
+
+    bool Next() override;
+    std::span<const Cell> Row() const override { return decoder_.Cells(); }
+    sql::RowId CurrentRow() const override { return PackRowPointer(scanner_.Pointer()); }
+    bool Seek(sql::RowId row) override;
+    DataError FieldError(std::size_t position) const override {
+        return decoder_.FieldError(position);
+    }
+
+private:
+    bool DecodeSettled();
+
+    std::shared_ptr<DatabaseFile> file_;
+    std::shared_ptr<const TableDef> def_;
+    RowScanner scanner_;
+    RowDecoder decoder_;
+};
+
+// The rows whose key in one index column equals a value, in the order of the index.
+class AccessKeyScan : public sql::TableScan {
+public:
+    // `key` is the beginning of the entries' keys.
+    AccessKeyScan(std::shared_ptr<DatabaseFile> file,
+                  std::shared_ptr<const TableDef> def,
+                  const RealIndex& index,
+                  std::vector<std::byte> key,
+                  std::span<const std::size_t> projection);
+
+    bool Next() override;
+    std::span<const Cell> Row() const override { return decoder_.Cells(); }
+    sql::RowId CurrentRow() const override { return PackRowPointer(pointer_); }
+    bool Seek(sql::RowId row) override;
+    DataError FieldError(std::size_t position) const override {
+        return decoder_.FieldError(position);
+    }
+
+private:
+    std::shared_ptr<DatabaseFile> file_;
+    std::shared_ptr<const TableDef> def_;
+    std::vector<std::byte> key_;
+    IndexReader entries_;
+    RowFinder finder_;
+    RowDecoder decoder_;
+    RowPointer pointer_;
+    bool started_ = false;
+};
+
+}  // namespace vantry::access

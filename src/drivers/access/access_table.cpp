@@ -1,0 +1,142 @@
+#include "drivers/access/access_table.h"
+
+#include "data/utf.h"
+#include "drivers/access/access_scan.h"
+#include "drivers/access/column_info.h"
+#include "drivers/access/errors.h"
+#include "drivers/access/index_key.h"
+
+namespace vantry::access {
+namespace {
+
+bool SameColumns(const TableDef& left, const TableDef& right) {
+    return std::equal(left.columns.begin(),
+                      left.columns.end(),
+                      right.columns.begin(),
+                      right.columns.end(),
+                      [](const ColumnDef& a, const ColumnDef& b) {
+                          return a.name == b.name && a.type == b.type && a.number == b.number;
+                      });
+}
+
+template <typename Number>
+bool StoreInteger(std::int64_t value, std::vector<std::byte>& out) {
+    const auto number = static_cast<Number>(value);
+    if (number != value) {
+        return false;
+    }
+    const auto bytes = std::as_bytes(std::span(&number, 1));
+    out.assign(bytes.begin(), bytes.end());
+    return true;
+}
+
+// The stored form of a value to look up; false for values whose equals an index needn't keep
+// together.
+bool StoreForLookup(const ColumnDef& column, const Cell& value, std::vector<std::byte>& out) {
+    if (value.Kind() == ValueKind::Int64) {
+        switch (column.type) {
+            case ColumnType::Byte:
+                return StoreInteger<std::uint8_t>(value.AsInt64(), out);
+            case ColumnType::Integer:
+                return StoreInteger<std::int16_t>(value.AsInt64(), out);
+            case ColumnType::Long:
+                return StoreInteger<std::int32_t>(value.AsInt64(), out);
+            case ColumnType::BigInt:
+                return StoreInteger<std::int64_t>(value.AsInt64(), out);
+            default:
+                return false;
+        }
+    }
+    // Of text only what is plain: comparisons may take other letters for the same that the index
+    // keeps apart.
+    if (column.type == ColumnType::Text && value.Kind() == ValueKind::Text &&
+        IsAscii(value.AsText())) {
+        const auto text = value.AsText();
+        out.clear();
+        for (const char c : text) {
+            out.push_back(static_cast<std::byte>(c));
+            out.push_back(std::byte{0});
+        }
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+AccessTable::AccessTable(std::shared_ptr<DatabaseFile> file, const CatalogObject& object)
+    : file_(std::move(file)), id_(object.id) {
+    version_ = file_->store->Version();
+    def_ = std::make_shared<const TableDef>(file_->catalog.ReadTable(object));
+    shown_ = ShownColumns(*def_);
+    const auto properties = file_->catalog.ReadProperties(object);
+    for (const auto position : shown_) {
+        columns_.push_back(
+            DescribeColumn(def_->columns[position], file_->store->GetLayout(), properties));
+    }
+}
+
+AccessTable::~AccessTable() = default;
+
+void AccessTable::Refresh() {
+    file_->store->Settle();
+    if (version_ == file_->store->Version()) {
+        return;
+    }
+    const auto* object = file_->catalog.FindId(id_);
+    if (object == nullptr || !object->IsTable() || object->name != def_->name) {
+        throw NoSuchTable(file_->store->Name(), def_->name);
+    }
+    auto def = std::make_shared<const TableDef>(file_->catalog.ReadTable(*object));
+    if (!SameColumns(*def_, *def)) {
+        throw CannotReadObject(def_->name, "its columns have been changed meanwhile");
+    }
+    def_ = std::move(def);
+    version_ = file_->store->Version();
+}
+
+std::vector<std::size_t> AccessTable::Positions(std::span<const std::size_t> columns) const {
+    std::vector<std::size_t> positions;
+    for (const auto column : columns) {
+        positions.push_back(shown_.at(column));
+    }
+    return positions;
+}
+
+std::unique_ptr<sql::TableScan> AccessTable::Scan(std::span<const std::size_t> projection) {
+    Refresh();
+    return std::make_unique<AccessScan>(file_, def_, Positions(projection));
+}
+
+std::int64_t AccessTable::CountRows() {
+    Refresh();
+    return RowScanner(*file_->store, *def_).CountRest();
+}
+
+std::unique_ptr<sql::TableScan> AccessTable::FindEqual(std::size_t column,
+                                                       const Cell& value,
+                                                       std::span<const std::size_t> projection) {
+    const std::size_t position = shown_.at(column);
+    std::vector<std::byte> stored;
+    if (!StoreForLookup(def_->columns[position], value, stored)) {
+        return nullptr;
+    }
+    Refresh();
+    for (const auto& index : def_->real_indexes) {
+        if (index.columns.empty() || index.columns[0].position != position ||
+            (index.columns.size() > 1 && index.columns[0].ascending == false)) {
+            continue;
+        }
+        const KeyEncoder encoder(file_->store->Header(), *def_, index);
+        std::vector<std::byte> key;
+        if (!encoder.Unsupported().empty() ||
+            encoder.AppendColumn(0, ByteSpan(stored), key) != KeyResult::Ok) {
+            continue;
+        }
+        return std::make_unique<AccessKeyScan>(
+            file_, def_, index, std::move(key), Positions(projection));
+    }
+    return nullptr;
+}
+
+}  // namespace vantry::access
