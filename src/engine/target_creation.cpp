@@ -179,7 +179,8 @@ std::string CreateTableStatement(i16 i) {
     const auto table = static_cast<std::size_t>(i);
     std::string statement = Head(table);
     for (const auto* row : MappedColumnsOf(DstTables.at(table).TabID)) {
-        statement += "\r" + (IsNew(table) ? NewPiece(*row) : RebuiltPiece(*row));
+        statement += '\r';
+        statement += IsNew(table) ? NewPiece(*row) : RebuiltPiece(*row);
     }
     CutLast(statement);
     return statement + "\r)";
