@@ -1,6 +1,7 @@
 #pragma once
-// A MariaDB server of a test's own: data folder, socket and log files in a temporary folder, one
-// port on the loopback address. It ends with this object, and also when the process (exactly: the
+// A MariaDB server of a test's own: data folder, socket and log files in a temporary folder (in
+// memory, if there is room: a server syncs a thousand times before it is set up), one port on the
+// loopback address. It ends with this object, and also when the process (exactly: the
 // thread that started it) dies without a word. Works for root and for an ordinary user alike.
 
 #include "support/temp_dir.h"
@@ -15,8 +16,9 @@
 namespace vantry::test {
 
 struct MariaDbOptions {
-    bool general_log = false;     // LoggedStatements() needs it
-    int flush_log_at_commit = 2;  // a killed server keeps its commits; 1: as an untouched server
+    bool general_log = false;  // LoggedStatements() needs it
+    // 2: a killed server keeps its commits; 1: on disk and as an untouched server, to measure.
+    int flush_log_at_commit = 2;
     std::uint64_t max_allowed_packet = 0;    // bytes; 0: the server's default of 16 MiB
     bool listen_on_tcp = true;               // false: the socket alone
     std::vector<std::string> more_settings;  // further "--name=value" arguments of the server
@@ -66,8 +68,8 @@ private:
     void CreateUser() const;
     std::string LogTail() const;
 
-    TempDir folder_;
     MariaDbOptions options_;
+    TempDir folder_;
     int port_ = 0;
     pid_t pid_ = -1;
     std::string user_ = "vantry";

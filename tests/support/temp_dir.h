@@ -14,8 +14,9 @@ namespace vantry::test {
 
 class TempDir {
 public:
-    TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vantry-XXXXXX").string();
+    TempDir() : TempDir(std::filesystem::temp_directory_path(), "vantry") {}
+    TempDir(const std::filesystem::path& parent, const std::string& prefix) {
+        std::string pattern = (parent / (prefix + "-XXXXXX")).string();
         path_ = mkdtemp(pattern.data());
     }
     ~TempDir() {
