@@ -138,7 +138,8 @@ void Recordset::Requery() {
     BuildFields(cursor_->Columns());
     if (cursor_type_ == adOpenStatic) {
         ReadAllRows();
-        MoveFirst();
+        row_index_ = 0;
+        position_ = rows_.empty() ? Position::AtEnd : Position::OnRow;
     } else {
         StepCursor();
     }

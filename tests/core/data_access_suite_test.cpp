@@ -275,7 +275,7 @@ TEST_P(DataAccessSuite, DropTakesTheTableAway) {
 INSTANTIATE_TEST_SUITE_P(Drivers,
                          DataAccessSuite,
                          testing::ValuesIn(AllBackends()),
-                         [](const auto& info) { return info.param->name; });
+                         [](const auto& backend) { return backend.param->name; });
 
 }  // namespace
 }  // namespace vantry::test
