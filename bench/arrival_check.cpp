@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -95,6 +96,13 @@ private:
 
 // The number of hundredths that a decimal text says, whatever its zeros; -1 if it is none.
 std::int64_t HundredthsOf(std::string_view text) {
+    if (text.find('e') != std::string_view::npos) {
+        // A binary fraction in full: hundredths are what it is nearest to.
+        double value = 0;
+        std::from_chars(text.data(), text.data() + text.size(), value);
+        const double cents = std::round(value * 100);
+        return std::abs(value * 100 - cents) < 1e-4 ? static_cast<std::int64_t>(cents) : -1;
+    }
     const auto point = std::min(text.find('.'), text.size());
     std::int64_t whole = 0;
     const auto read = std::from_chars(text.data(), text.data() + point, whole);

@@ -60,17 +60,24 @@ bool ReadNumber(std::string_view text, std::int64_t& number) {
     return read.ec == std::errc() && read.ptr == text.data() + text.size() && number > 0;
 }
 
+// What this program does as a process of its own.
+int RunTask(const std::string& task, const std::string& route_name, const Places& places) {
+    const char* server = std::getenv("VANTRY_BENCH_SERVER");
+    const Route* route = FindRoute(route_name);
+    if (task == "--session" && route != nullptr) {
+        RunRoute(route->source, route->target, places, server == nullptr ? "" : server);
+        return 0;
+    }
+    if (task == "--fill") {
+        FillAccess(places);
+        return 0;
+    }
+    return 2;
+}
+
 int Main(const std::vector<std::string>& arguments) {
-    if (arguments.size() == 3 && arguments[0] == "--session") {
-        const char* server = std::getenv("VANTRY_BENCH_SERVER");
-        if (const Route* route = FindRoute(arguments[1])) {
-            RunRoute(route->source,
-                     route->target,
-                     Places(arguments[2]),
-                     server == nullptr ? "" : server);
-            return 0;
-        }
-        return 2;
+    if (arguments.size() == 3 && arguments[0].starts_with("--")) {
+        return RunTask(arguments[0], arguments[1], Places(arguments[2]));
     }
     std::int64_t rows = 0;
     if (arguments.size() < 2 || arguments.size() > 3 || !ReadNumber(arguments[1], rows)) {

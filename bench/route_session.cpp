@@ -87,7 +87,9 @@ void SetTarget(Side side, const Places& places, const std::string& server) {
         case Side::Access:
             TargetType = "ACCESS";
             TargetConnStr = AccessText(places.TargetAccess());
-            Catalog().Create(TargetConnStr);
+            if (!std::filesystem::exists(places.TargetAccess())) {
+                Catalog().Create(TargetConnStr);
+            }
             break;
     }
 }
@@ -130,6 +132,18 @@ void RunRoute(Side source, Side target, const Places& places, const std::string&
     }
     std::ofstream(places.Log()) << view.Log();
     std::ofstream(places.Peak()) << PeakKibibytes();
+}
+
+void FillAccess(const Places& places) {
+    const std::string file = AccessText(places.TargetAccess());
+    Catalog().Create(file);
+    Connection connection;
+    connection.Open(file);
+    connection.Execute(
+        "CREATE TABLE [orders] ([id] Long, [customer] Text(40), [city] Text(30), [price] Currency, "
+        "[qty] Integer, [ordered] DateTime, [shipped] YesNo, [note] Text(100))");
+    connection.Close();
+    RunRoute(Side::Csv, Side::Access, places, {});
 }
 
 }  // namespace vantry::bench

@@ -31,4 +31,8 @@ void WriteSchemaIni(const Places& places);
 // connection string of the MySQL server where a side is one.
 void RunRoute(Side source, Side target, const Places& places, const std::string& server);
 
+// Fills a new Access file at the target's place from the CSV source, in columns of the types that a
+// designer would choose: it becomes the source of other routes.
+void FillAccess(const Places& places);
+
 }  // namespace vantry::bench

@@ -17,6 +17,10 @@ constexpr std::array kRoutes = {
     Route{"csv-csv", Side::Csv, Side::Csv, "ogr2ogr"},
     Route{"csv-mysql", Side::Csv, Side::MySql, "mariadb mariadbd"},
     Route{"mysql-csv", Side::MySql, Side::Csv, "mariadb mariadbd"},
+    Route{"csv-access", Side::Csv, Side::Access, "sqlite3 mdb-export"},
+    Route{"access-csv", Side::Access, Side::Csv, "mdb-export"},
+    Route{"access-mysql", Side::Access, Side::MySql, "mdb-export mariadb mariadbd"},
+    Route{"access-access", Side::Access, Side::Access, "sqlite3 mdb-export"},
 };
 
 struct Package {
@@ -32,6 +36,7 @@ constexpr std::array kPackages = {
 
 constexpr std::int64_t kRowsPerStatement = 100;  // as a run sends them
 constexpr std::int64_t kRowsPerFilling = 1000;
+constexpr std::string_view kIsoForm = "%Y-%m-%d %H:%M:%S";
 
 std::string ReadFile(const std::filesystem::path& path) {
     std::ostringstream text;
@@ -125,9 +130,15 @@ void Arena::MakeSource() {
             break;
         }
         case Side::Access:
-            throw std::runtime_error("no Access source can be made yet");
+            WriteCsv(places_.SourceCsv(), rows_);
+            WriteSchemaIni(places_);
+            RunSessionProcess("--fill");
+            std::filesystem::rename(places_.TargetAccess(), places_.SourceAccess());
+            std::filesystem::remove(places_.SourceCsv());
+            CheckAccess(places_.SourceAccess());
+            break;
     }
-    if (route_.target == Side::MySql) {
+    if (route_.name == "csv-mysql") {
         WriteInserts(
             places_.SourceFolder() / "orders.sql", rows_, kRowsPerStatement, NullNote::EmptyText);
     }
@@ -142,11 +153,10 @@ void Arena::EmptyTarget() {
     }
 }
 
-double Arena::RunOurs() {
-    EmptyTarget();
+double Arena::RunSessionProcess(const std::string& task) const {
     Command command;
     command.words = {std::filesystem::read_symlink("/proc/self/exe").string(),
-                     "--session",
+                     task,
                      std::string(route_.name),
                      places_.folder.string()};
     // The forms of dates and numbers are then the same on every machine.
@@ -154,7 +164,12 @@ double Arena::RunOurs() {
     if (server_) {
         command.environment.push_back("VANTRY_BENCH_SERVER=" + server_->ConnectionText());
     }
-    const double seconds = RunTimed(command);
+    return RunTimed(command);
+}
+
+double Arena::RunOurs() {
+    EmptyTarget();
+    const double seconds = RunSessionProcess("--session");
     peak_mebibytes_ = std::max(peak_mebibytes_, std::stod(ReadFile(places_.Peak())) / 1024);
     try {
         CheckOurs();
@@ -168,9 +183,28 @@ double Arena::RunOurs() {
 void Arena::CheckOurs() {
     if (route_.target == Side::Csv) {
         CheckArrived(places_.TargetCsv(), rows_, {'\t', '"', false, true, ""});
+    } else if (route_.target == Side::Access) {
+        CheckAccess(places_.TargetAccess());
     } else {
         CheckArrived(FetchTable(), rows_, {'\t', '\0', false, false, ""});
     }
+}
+
+std::vector<std::string> Arena::ExportWords(const std::filesystem::path& file) const {
+    return {"mdb-export",
+            "-T",
+            std::string(kIsoForm),
+            "-D",
+            std::string(kIsoForm),
+            file.string(),
+            std::string(kTableName)};
+}
+
+// Read by a program that we didn't write.
+void Arena::CheckAccess(const std::filesystem::path& file) const {
+    const auto exported = places_.folder / "arrived.csv";
+    RunTimed({ExportWords(file), {}, exported, {}});
+    CheckArrived(exported, rows_, {',', '"', true, true, ""});
 }
 
 // What the server's table holds, in the order of the rows.
@@ -191,22 +225,49 @@ std::filesystem::path Arena::FetchTable() const {
 }
 
 Command Arena::PeerCommand() const {
-    if (route_.target == Side::MySql) {
-        return {{"mariadb", "--defaults-file=" + ClientFile(), server_->Database()},
-                places_.SourceFolder() / "orders.sql",
+    const std::vector<std::string> client = {
+        "mariadb", "--defaults-file=" + ClientFile(), server_ ? server_->Database() : ""};
+    const std::string export_words =
+        "mdb-export -T '" + std::string(kIsoForm) + "' -D '" + std::string(kIsoForm) + "' ";
+    const std::string source = places_.SourceAccess().string() + " " + std::string(kTableName);
+    const std::string new_database = (places_.TargetFolder() / "orders.db").string();
+    if (route_.name == "csv-mysql") {
+        return {client, places_.SourceFolder() / "orders.sql", {}, {}};
+    }
+    if (route_.name == "mysql-csv") {
+        auto words = client;
+        words.insert(words.end() - 1, {"-B", "--quick", "-e", "select * from orders"});
+        return {words, {}, places_.TargetCsv(), {}};
+    }
+    if (route_.name == "csv-access") {
+        return {{"sqlite3",
+                 new_database,
+                 ".mode csv",
+                 ".import " + places_.SourceCsv().string() + " " + std::string(kTableName)},
+                {},
                 {},
                 {}};
     }
-    if (route_.source == Side::MySql) {
-        return {{"mariadb",
-                 "--defaults-file=" + ClientFile(),
-                 "-B",
-                 "--quick",
-                 "-e",
-                 "select * from orders",
-                 server_->Database()},
+    if (route_.name == "access-csv") {
+        return {ExportWords(places_.SourceAccess()), {}, places_.TargetCsv(), {}};
+    }
+    if (route_.name == "access-mysql") {
+        return {{"sh",
+                 "-c",
+                 export_words + "-I mysql -S 100 " + source +
+                     " | mariadb --defaults-file=" + ClientFile() + " " + server_->Database()},
                 {},
-                places_.TargetCsv(),
+                {},
+                {}};
+    }
+    if (route_.name == "access-access") {
+        // Nothing else writes Access files here: into the database file that anyone can write.
+        return {{"sh",
+                 "-c",
+                 export_words + source + " | sqlite3 " + new_database +
+                     " '.mode csv' '.import /dev/stdin orders'"},
+                {},
+                {},
                 {}};
     }
     return {{"ogr2ogr",
@@ -221,10 +282,32 @@ Command Arena::PeerCommand() const {
             {}};
 }
 
+// Only whether it did its work: its forms are its own.
+void Arena::CheckPeer() const {
+    if (route_.target == Side::Csv) {
+        CheckLineCount(places_.TargetCsv(), rows_);
+        return;
+    }
+    if (route_.target == Side::MySql) {
+        CheckLineCount(FetchTable(), rows_);
+        return;
+    }
+    const auto counted = places_.folder / "counted.txt";
+    RunTimed({{"sqlite3",
+               (places_.TargetFolder() / "orders.db").string(),
+               "select count(*) from orders"},
+              {},
+              counted,
+              {}});
+    if (std::stoll(ReadFile(counted)) != rows_) {
+        throw std::runtime_error("the peer wrote " + ReadFile(counted) + " rows");
+    }
+}
+
 double Arena::RunPeer() {
     EmptyTarget();
     const double seconds = RunTimed(PeerCommand());
-    CheckLineCount(route_.target == Side::MySql ? FetchTable() : places_.TargetCsv(), rows_);
+    CheckPeer();
     return seconds;
 }
 

@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantry::bench {
 
@@ -48,7 +49,11 @@ public:
 private:
     void EmptyTarget();
     void MakeSource();
+    double RunSessionProcess(const std::string& task) const;
     void CheckOurs();
+    void CheckPeer() const;
+    void CheckAccess(const std::filesystem::path& file) const;
+    std::vector<std::string> ExportWords(const std::filesystem::path& file) const;
     Command PeerCommand() const;
     std::filesystem::path FetchTable() const;
     std::string ClientFile() const;
