@@ -18,8 +18,7 @@ constexpr std::int64_t kNanosPerMilli = 1'000'000;
 constexpr int kFractionDigits = 9;
 
 // 1899-12-30 counted in days from 0000-03-01, where the leap day ends a year.
-constexpr std::int64_t kDayZero = 693'899;
-constexpr std::int64_t kDaysPer400Years = 146'097;
+constexpr std::int32_t kDayZero = 693'899;
 
 constexpr std::array<std::string_view, 12> kMonthNames = {"January",
                                                           "February",
@@ -244,19 +243,29 @@ void SetLocalDateForm(const DateForm& form) {
     FormInForce() = form;
 }
 
+// Both ways count from a year that begins in March: then a leap day is its last day, and lengths of
+// months and years are straight lines, rounded. The lines are taken by multiplication and shift,
+// with factors that are exact over all years that a DateTime has (tried for every day).
+
 CalendarDate CalendarOf(std::int32_t day) {
-    const std::int64_t shifted = std::clamp(day, kMinDay, kMaxDay) + kDayZero;
-    const std::int64_t era = shifted / kDaysPer400Years;
-    const auto of_era = static_cast<unsigned>(shifted % kDaysPer400Years);
-    const unsigned year_of_era =
-        (of_era - of_era / 1460 + of_era / 36'524 - of_era / 146'096) / 365;
-    const unsigned of_year = of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-    const unsigned month_from_march = (5 * of_year + 2) / 153;
+    constexpr std::uint32_t kQuartersPerCentury = 146'097;  // 36'524.25 days, times four
+    constexpr std::uint32_t kYearFactor = 2'939'745;        // 2^32 / 1461, rounded up
+    constexpr std::uint32_t kMonthFactor = 2'141;           // 2^16 * 5 / 153, rounded
+    constexpr std::uint32_t kMonthStart = 197'913;
+    constexpr std::uint32_t kJanuary = 306;  // days from March to January
+    const auto since_march =
+        static_cast<std::uint32_t>(std::clamp(day, kMinDay, kMaxDay) + kDayZero);
+    const std::uint32_t quarters = 4 * since_march + 3;
+    const std::uint32_t century = quarters / kQuartersPerCentury;
+    const std::uint32_t of_century = quarters % kQuartersPerCentury | 3;
+    const std::uint64_t years = std::uint64_t{kYearFactor} * of_century;
+    const std::uint32_t of_year = static_cast<std::uint32_t>(years) / kYearFactor / 4;
+    const std::uint32_t months = kMonthFactor * of_year + kMonthStart;
+    const bool next_year = of_year >= kJanuary;
     CalendarDate date;
-    date.day = static_cast<int>(of_year - (153 * month_from_march + 2) / 5 + 1);
-    date.month =
-        static_cast<int>(month_from_march < 10 ? month_from_march + 3 : month_from_march - 9);
-    date.year = static_cast<int>(era * 400 + year_of_era) + (date.month <= 2 ? 1 : 0);
+    date.year = static_cast<int>(100 * century + (years >> 32)) + (next_year ? 1 : 0);
+    date.month = static_cast<int>(months >> 16) - (next_year ? 12 : 0);
+    date.day = static_cast<int>((months & 0xFFFF) / kMonthFactor) + 1;
     return date;
 }
 
@@ -265,13 +274,13 @@ std::optional<std::int32_t> DayOf(int year, int month, int day) {
         (day > 28 && day > DaysOfMonth(year, month))) {
         return std::nullopt;
     }
-    const int from_march = month <= 2 ? year - 1 : year;
-    const auto era = static_cast<unsigned>(from_march) / 400;
-    const unsigned year_of_era = static_cast<unsigned>(from_march) % 400;
-    const auto month_from_march = static_cast<unsigned>(month > 2 ? month - 3 : month + 9);
-    const unsigned of_year = (153 * month_from_march + 2) / 5 + static_cast<unsigned>(day) - 1;
-    const unsigned of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + of_year;
-    return static_cast<std::int32_t>(era * kDaysPer400Years + of_era - kDayZero);
+    const bool before_march = month <= 2;
+    const int from_march = before_march ? year - 1 : year;
+    const int month_from_march = before_march ? month + 12 : month;
+    const int century = from_march / 100;
+    const int of_years = 1461 * from_march / 4 - century + century / 4;
+    const int of_months = (979 * month_from_march - 2919) / 32;
+    return of_years + of_months + day - 1 - kDayZero;
 }
 
 std::optional<std::int64_t> NanosOf(int hour, int minute, int second, std::int64_t nanos) {

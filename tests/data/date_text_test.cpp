@@ -33,7 +33,7 @@ DateTime At(int year,
 TEST_F(DateText, DaysAgreeWithTheCalendarOfTheLibrary) {
     using namespace std::chrono;
     const auto day_zero = sys_days(year(1899) / December / 30);
-    for (std::int32_t day = kMinDay; day <= kMaxDay; day += day < kMinDay + 800 ? 1 : 13) {
+    for (std::int32_t day = kMinDay; day <= kMaxDay; ++day) {
         const year_month_day expected(day_zero + days(day));
         const CalendarDate date = CalendarOf(day);
         ASSERT_EQ(date.year, static_cast<int>(expected.year())) << day;
