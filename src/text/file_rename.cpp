@@ -6,16 +6,33 @@
 #include "engine/run_view.h"
 
 namespace vantry {
+namespace {
+
+// A name of the folder itself: the session may come from somebody else's repository.
+void RequirePlainName(const std::string& name) {
+    if (!file::IsPlainFileName(name)) {
+        throw DataError(kErrUnspecified,
+                        "'" + name +
+                            "' can't be the name of a file in the folder. Correct the file name "
+                            "and the rename extension of the session.");
+    }
+}
+
+}  // namespace
 
 i16 MoveLoadedFile(const std::string& name) {
     try {
+        const std::string ending =
+            "." + PollRename + "_On_" + FormatDateTime(Now(), "dd_mmm_yy_hh_m_ss");
+        RequirePlainName(name);
+        RequirePlainName(name + ending);
         const std::string loaded = file::ResolveFileName(JoinPath(PollFolder, name));
-        file::RenameNoReplace(
-            loaded,
-            loaded + "." + PollRename + "_On_" + FormatDateTime(Now(), "dd_mmm_yy_hh_m_ss"));
+        file::RenameNoReplace(loaded, loaded + ending);
         return kTrue;
     } catch (const DataError& error) {
-        CurrentRunView->ShowMessage("Unable to Rename File:\r\n" + error.Description());
+        if (CurrentRunView != nullptr) {
+            CurrentRunView->ShowMessage("Unable to Rename File:\r\n" + error.Description());
+        }
         return kFalse;
     }
 }

@@ -1,0 +1,222 @@
+// What a text source leaves in its folder: "Schema.ini", and the new names of loaded files.
+
+#include "drivers/file/fault_plan.h"
+#include "drivers/text/schema_ini.h"
+#include "engine/session_fixture.h"
+#include "support/temp_dir.h"
+#include "text/file_rename.h"
+#include "text/schema_ini_writer.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <regex>
+
+namespace vantry::test {
+namespace {
+
+TableRec File(const std::string& name, const std::string& delimiter, i16 header) {
+    TableRec file;
+    file.Name = name;
+    file.SFormat = delimiter;
+    file.SFirstColLine = header;
+    return file;
+}
+
+TEST(SchemaIniWriter, SectionSaysFormatHeaderRowsAndQualifier) {
+    struct Case {
+        TableRec file;
+        QualifierChoice qualifier;
+        int rows;
+        std::string text;
+    };
+    const Case cases[] = {
+        {File("orders.csv", ",", 1),
+         {},
+         50,
+         "\r\n\r\n[orders.csv]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"},
+        {File("a b.tab", "\t", 0),
+         {1, ""},
+         0,
+         "\r\n\r\n[a b.tab]\r\nFormat=TabDelimited\r\nColNameHeader=False\r\nMaxScanRows=0\r\n"
+         "TextDelimiter=\"'\"\r\n"},
+        {File("x.txt", ";", 1),
+         {2, ""},
+         50,
+         "\r\n\r\n[x.txt]\r\nFormat=Delimited(;)\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"
+         "TextDelimiter=\"\"\r\n"},
+        {File("x.txt", "||", 1),
+         {-1, "#"},
+         50,
+         "\r\n\r\n[x.txt]\r\nFormat=Delimited(||)\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"
+         "TextDelimiter=\"#\"\r\n"},
+        {File("x.txt", ",", 1),
+         {-1, "\""},
+         50,
+         "\r\n\r\n[x.txt]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"},
+    };
+    for (const Case& test : cases) {
+        EXPECT_EQ(SchemaSectionText(test.file, test.qualifier, test.rows), test.text);
+    }
+}
+
+TEST(SchemaIniWriter, NewSectionsStandBeforeAllOlderText) {
+    const TempDir folder;
+    const std::string path = folder.Path().string();
+    const TableRec first[] = {File("a.csv", ",", 1), File("b.csv", ";", 1)};
+    WriteSchemaIni(path, first, {}, kTextSourceScanRows);
+    const std::string sections = SchemaSectionText(first[0], {}, kTextSourceScanRows) +
+                                 SchemaSectionText(first[1], {}, kTextSourceScanRows);
+    EXPECT_EQ(folder.Read("Schema.ini"), sections);
+
+    const TableRec second[] = {File("b.csv", "\t", 0)};
+    WriteSchemaIni(path + "/", second, {}, kTextSourceScanRows);
+    EXPECT_EQ(folder.Read("Schema.ini"),
+              SchemaSectionText(second[0], {}, kTextSourceScanRows) + "\r\n\r\n" +
+                  sections.substr(0, sections.size() - 2) + "\r\n");
+    const auto schema = text::SchemaIni::Load(path);
+    EXPECT_EQ(schema.Find("B.CSV")->Get("Format"), "TabDelimited");
+    EXPECT_EQ(schema.Find("a.csv")->Get("Format"), "CSVDelimited");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1);
+}
+
+TEST(SchemaIniWriter, KeepsOlderTextOfAnyLineEndAndCharacterSet) {
+    const TableRec file[] = {File("ä.csv", ",", 1)};
+    const std::string section = SchemaSectionText(file[0], {}, 0);
+    struct Case {
+        std::string older;
+        std::string kept;
+    };
+    const Case cases[] = {
+        {"", ""},
+        {"\n", "\r\n\r\n\r\n"},
+        {"[a]\nk=1", "\r\n\r\n[a]\r\nk=1\r\n"},
+        {"[a]\r\nk=\xE4\xFF\r\n", "\r\n\r\n[a]\r\nk=\xE4\xFF\r\n"},
+    };
+    for (const Case& test : cases) {
+        const TempDir folder;
+        folder.Write("schema.INI", test.older);
+        WriteSchemaIni(folder.Path().string(), file, {}, 0);
+        EXPECT_EQ(folder.Read("schema.INI"), section + test.kept);
+        EXPECT_FALSE(std::filesystem::exists(folder / "Schema.ini"));
+    }
+    const TempDir folder;
+    folder.Write("Schema.ini", "\xEF\xBB\xBF[old]\r\nFormat=TabDelimited");
+    WriteSchemaIni(folder.Path().string(), file, {}, 0);
+    EXPECT_EQ(folder.Read("Schema.ini"),
+              "\xEF\xBB\xBF" + section + "\r\n\r\n[old]\r\nFormat=TabDelimited\r\n");
+    folder.Write("Schema.ini",
+                 std::string("\xFF\xFE[\0o\0]\0\n\0a\0=\0"
+                             "1\0",
+                             16));
+    WriteSchemaIni(folder.Path().string(), file, {}, 0);
+    const auto schema = text::SchemaIni::Load(folder.Path().string());
+    ASSERT_NE(schema.Find("ä.csv"), nullptr);
+    EXPECT_EQ(schema.Find("o")->Get("a"), "1");
+}
+
+// Fails one operation on files, by its number.
+class FailAt : public file::FaultPlan {
+public:
+    explicit FailAt(int number) : number_(number) { file::InstallFaultPlan(this); }
+    ~FailAt() override { file::InstallFaultPlan(nullptr); }
+    file::Verdict Before(const file::Call& call) override {
+        last_ = call.operation;
+        return {.error = number_-- == 0 ? ENOSPC : 0};
+    }
+    file::Operation Last() const { return last_; }
+
+private:
+    int number_;
+    file::Operation last_ = file::Operation::Open;
+};
+
+TEST(SchemaIniWriter, FailureAtAnyPointLeavesTheOlderFile) {
+    const TempDir folder;
+    folder.Write("Schema.ini", "old");
+    const TableRec file[] = {File("a.csv", ",", 1)};
+    int failures = 0;
+    for (bool failed = true; failed; ++failures) {
+        const FailAt plan(failures);
+        try {
+            WriteSchemaIni(folder.Path().string(), file, {}, 50);
+            failed = false;
+        } catch (const DataError&) {
+            // Once the new file has its name, only its lasting is in doubt.
+            if (plan.Last() != file::Operation::SyncFolder) {
+                EXPECT_EQ(folder.Read("Schema.ini"), "old") << failures;
+            }
+        }
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
+    }
+    EXPECT_GE(failures, 6);
+    EXPECT_EQ(text::SchemaIni::Load(folder.Path().string()).Find("a.csv")->Get("MaxScanRows"),
+              "50");
+}
+
+TEST(SchemaIniWriter, ConnectionStringEndsInASemicolonAndAStrayQuote) {
+    EXPECT_EQ(TextSourceConnectionString("/data/in"),
+              "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/data/in;"
+              "Extended Properties=\"text;FMT=Delimited\";\"");
+}
+
+class MoveLoadedFileTest : public testing::Test {
+protected:
+    MoveLoadedFileTest() {
+        PollFolder = folder_.Path().string();
+        PollRename = "Loaded";
+        CurrentRunView = &view_;
+    }
+    ~MoveLoadedFileTest() override { CurrentRunView = nullptr; }
+
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
+            names.push_back(entry.path().filename().string());
+        }
+        return names;
+    }
+
+    TempDir folder_;
+    RecordingView view_;
+};
+
+TEST_F(MoveLoadedFileTest, AddsTheExtensionAndTheTime) {
+    folder_.Write("Orders.CSV", "x");
+    EXPECT_EQ(MoveLoadedFile("orders.csv"), kTrue);
+    ASSERT_EQ(Names().size(), 1U);
+    EXPECT_TRUE(std::regex_match(
+        Names()[0],
+        std::regex(R"(Orders\.CSV\.Loaded_On_\d\d_[A-Z][a-z][a-z]_\d\d_\d\d_\d{1,2}_\d\d)")))
+        << Names()[0];
+    EXPECT_TRUE(view_.messages.empty());
+}
+
+TEST_F(MoveLoadedFileTest, FailureIsShownAndNothingIsOverwritten) {
+    EXPECT_EQ(MoveLoadedFile("missing.csv"), kFalse);
+    ASSERT_EQ(view_.messages.size(), 1U);
+    EXPECT_EQ(view_.messages[0].find("Unable to Rename File:\r\nThe file '"), 0U)
+        << view_.messages[0];
+
+    // Whatever second it is, its name is taken.
+    folder_.Write("orders.csv", "new");
+    for (int ahead = 0; ahead < 20; ++ahead) {
+        DateTime time = Now();
+        time.nanos = (time.nanos + ahead * kNanosPerSecond) % kNanosPerDay;
+        folder_.Write("orders.csv.Loaded_On_" + FormatDateTime(time, "dd_mmm_yy_hh_m_ss"), "old");
+    }
+    EXPECT_EQ(MoveLoadedFile("orders.csv"), kFalse);
+    EXPECT_EQ(folder_.Read("orders.csv"), "new");
+    EXPECT_EQ(view_.messages.size(), 2U);
+}
+
+TEST_F(MoveLoadedFileTest, NamesDoNotLeaveTheFolder) {
+    folder_.Write("orders.csv", "x");
+    EXPECT_EQ(MoveLoadedFile("../orders.csv"), kFalse);
+    PollRename = "/../../gone";
+    EXPECT_EQ(MoveLoadedFile("orders.csv"), kFalse);
+    EXPECT_EQ(Names(), std::vector<std::string>{"orders.csv"});
+    EXPECT_EQ(view_.messages.size(), 2U);
+}
+
+}  // namespace
+}  // namespace vantry::test
