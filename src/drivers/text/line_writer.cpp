@@ -85,6 +85,13 @@ void LineWriter::AppendValue(std::size_t position, const Cell& value) {
             ValueKind::Unreadable) {
         Refuse(column, "it is not " + readers_[position].Wanted());
     }
+    // A decimal comma, or a date with blanks in a file that is delimited by blanks.
+    if (!forms_.fixed_columns && field_.find(source_.format.delimiter) != std::string::npos) {
+        if (forms_.qualifier.empty()) {
+            Refuse(column, "it has the delimiter in it, and the file has no text qualifier");
+        }
+        field_ = forms_.qualifier + field_ + forms_.qualifier;
+    }
 }
 
 bool LineWriter::AppendPlain(const TextColumn& column, const Cell& value) {
@@ -119,13 +126,6 @@ bool LineWriter::AppendPlain(const TextColumn& column, const Cell& value) {
     const std::string& point = source_.format.numbers.decimal_symbol;
     if (const auto dot = field_.find('.'); dot != std::string::npos) {
         field_.replace(dot, 1, point);
-    }
-    // Without a qualifier of their own, numbers must do without the delimiter.
-    if (!forms_.fixed_columns && field_.find(source_.format.delimiter) != std::string::npos) {
-        if (forms_.qualifier.empty()) {
-            Refuse(column, "it has the delimiter in it, and the file has no text qualifier");
-        }
-        field_ = forms_.qualifier + field_ + forms_.qualifier;
     }
     return true;
 }

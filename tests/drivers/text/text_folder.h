@@ -83,7 +83,8 @@ public:
     // "name Type(size), ..." by the numbers that a caller sees.
     std::string Columns(std::string_view table) {
         std::string line;
-        for (const auto& column : Open(table)->Columns()) {
+        const auto opened = Open(table);
+        for (const auto& column : opened->Columns()) {
             line += (line.empty() ? "" : ", ") + column.info.name + " " +
                     std::to_string(column.info.type) + "/" +
                     std::to_string(column.info.defined_size);

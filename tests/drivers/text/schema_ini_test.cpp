@@ -1,0 +1,203 @@
+#include "drivers/text/schema_ini.h"
+
+#include "drivers/text/table_format.h"
+#include "drivers/text/text_folder.h"
+
+#include <gtest/gtest.h>
+
+namespace vantry::text {
+namespace {
+
+TEST(SchemaIni, FollowsTheRulesOfPrivateProfiles) {
+    const SchemaIni schema = SchemaIni::Parse(
+        "Format=TabDelimited\n"
+        "; comment\r\n"
+        "  [ Orders.csv ]  \r\n"
+        "no equals sign\r\n"
+        " Format =\tDelimited(;) \r\n"
+        "format=TabDelimited\r\n"
+        ";MaxScanRows=3\r\n"
+        "TextDelimiter=\"'\"\n"
+        "Quoted='a b'\r"
+        "Half=\"\r\n"
+        "Empty=\"\"\r\n"
+        "\r\n"
+        "[a]b.csv]\r\n"
+        "k==1\r\n"
+        "[orders.csv]\r\n"
+        "MaxScanRows=0\r\n");
+    const SchemaSection* const orders = schema.Find("ORDERS.CSV");
+    ASSERT_NE(orders, nullptr);
+    EXPECT_EQ(orders->Get("FORMAT"), "Delimited(;)");
+    EXPECT_EQ(orders->Get("MaxScanRows"), std::nullopt);  // neither a comment's nor the other's
+    EXPECT_EQ(orders->Get("TextDelimiter"), "'");
+    EXPECT_EQ(orders->Get("Quoted"), "a b");
+    EXPECT_EQ(orders->Get("Half"), "\"");
+    EXPECT_EQ(orders->Get("Empty"), "");
+    EXPECT_EQ(schema.Find("a]b.csv")->Get("k"), "=1");
+    EXPECT_EQ(schema.Find("other.csv"), nullptr);
+}
+
+TEST(SchemaIni, IsReadInItsOwnCharacterSet) {
+    using namespace std::string_literals;
+    struct Case {
+        std::string bytes;
+    };
+    const Case cases[] = {
+        {"[\xC3\xA4.csv]\nk=v"},
+        {"\xEF\xBB\xBF[\xC3\xA4.csv]\nk=v"},
+        {"\xFF\xFE[\0\xE4\0.\0c\0s\0v\0]\0\n\0k\0=\0v\0"s},
+        {"[\xE4.csv]\nk=v"},  // the Windows page of the locale
+    };
+    for (const Case& test : cases) {
+        const test::TextFolder folder;
+        folder.Schema(test.bytes);
+        const SchemaIni schema = SchemaIni::Load(folder.Dir().Path().string());
+        const SchemaSection* const section = schema.Find("\xC3\x84.csv");
+        ASSERT_NE(section, nullptr) << test.bytes;
+        EXPECT_EQ(section->Get("k"), "v");
+    }
+}
+
+TableFormat FormatOf(const std::string& lines, const std::string& properties = "text") {
+    TableFormat format = FormatOfConnection(ConnectionString::Parse(
+        "Provider=Microsoft.Jet.OLEDB.4.0;Extended Properties=\"" + properties + "\";\""));
+    const SchemaIni schema = SchemaIni::Parse("[f]\n" + lines);
+    ApplySection(schema.Find("f"), format);
+    return format;
+}
+
+TEST(TableFormat, DelimiterAndQualifierComeFromManySpellings) {
+    struct Case {
+        std::string lines;
+        std::string properties;
+        std::string delimiter;
+        std::string qualifier;
+    };
+    const Case cases[] = {
+        {"", "text", ",", "\""},
+        {"", "text;FMT=Delimited", ",", "\""},
+        {"", "text;HDR=Yes;FMT=Delimited(;)", ";", "\""},
+        {"", "text;FMT=TabDelimited", "\t", "\""},
+        {"Format=CSVDelimited", "text;FMT=TabDelimited", ",", "\""},
+        {"Format=tabdelimited", "text", "\t", "\""},
+        {"Format=Delimited(;)", "text", ";", "\""},
+        {"Format=Delimited(\t)", "text", "\t", "\""},
+        {"Format=Delimited( )", "text", " ", "\""},
+        {"Format=Delimited())", "text", ")", "\""},
+        {"Format=Delimited(()", "text", "(", "\""},
+        {"Format=Delimited()", "text", ",", "\""},
+        {"Format=Delimited(||)", "text", "|", "\""},
+        {"Format=Delimited(\xC2\xA7)", "text", "\xC2\xA7", "\""},
+        {"Format=Delimited(\")", "text", ",", "\""},
+        {"Format=Nonsense", "text", ",", "\""},
+        {"TextDelimiter='", "text", ",", "'"},
+        {"TextDelimiter=\"'\"", "text", ",", "'"},
+        {"TextDelimiter=\"", "text", ",", "\""},
+        {"TextDelimiter=none", "text", ",", ""},
+        {"TextDelimiter=\"\"", "text", ",", ""},
+        {"TextDelimiter=ab", "text", ",", "a"},
+        {"TextDelimeter='", "text", ",", "'"},
+        {"Format=Delimited(')\nTextDelimiter='", "text", "'", ""},
+    };
+    for (const Case& test : cases) {
+        const TableFormat format = FormatOf(test.lines, test.properties);
+        EXPECT_EQ(format.delimiter, test.delimiter) << test.lines << test.properties;
+        EXPECT_EQ(format.qualifier, test.qualifier) << test.lines << test.properties;
+    }
+}
+
+TEST(TableFormat, KeysOverrideTheConnectionAndBadValuesCountAsMissing) {
+    EXPECT_FALSE(FormatOf("", "text;HDR=No").has_header);
+    EXPECT_TRUE(FormatOf("ColNameHeader=on", "text;HDR=No").has_header);
+    EXPECT_FALSE(FormatOf("ColNameHeader=maybe", "text;HDR=No").has_header);
+    EXPECT_FALSE(FormatOf("ColNameHeader=0").has_header);
+    EXPECT_EQ(FormatOf("").max_scan_rows, 25);
+    EXPECT_EQ(FormatOf("MaxScanRows=0").max_scan_rows, 0);
+    EXPECT_EQ(FormatOf("MaxScanRows=-3").max_scan_rows, 25);
+    EXPECT_EQ(FormatOf("MaxScanRows=99999999999").max_scan_rows, 25);
+    EXPECT_EQ(FormatOf("CharacterSet=1252", "text;CharacterSet=65001").character_set, "1252");
+    EXPECT_EQ(FormatOf("", "text;CharacterSet=65001").character_set, "65001");
+    EXPECT_EQ(FormatOf("Format=FixedLength\nFixedFormat=TrueFixedLength").layout,
+              SplitRules::Layout::TrueFixedLength);
+    EXPECT_EQ(FormatOf("FixedFormat=TrueFixedLength").layout, SplitRules::Layout::Delimited);
+    EXPECT_EQ(FormatOf("", "text;FMT=Fixed").layout, SplitRules::Layout::RaggedEdge);
+}
+
+std::string ShowColumn(const DeclaredColumn& column) {
+    std::string shown = column.name + ":" + std::string(TypeWord(column.type));
+    shown += column.width > 0 ? " w" + std::to_string(column.width) : "";
+    shown += column.type == ColumnType::Decimal
+                 ? " p" + std::to_string(column.precision) + " s" + std::to_string(column.scale)
+                 : "";
+    shown += column.picture ? " " + column.picture->Text() : "";
+    return shown;
+}
+
+TEST(TableFormat, ColumnLinesHaveNameTypeAndWidth) {
+    struct Case {
+        std::string line;
+        std::string column;
+    };
+    const Case cases[] = {
+        {"id Long", "id:Long"},
+        {"id integer", "id:Long"},
+        {"\"Customer name\" Text Width 30", "Customer name:Text w30"},
+        {"\"Customer name\"", "Customer name:Text"},
+        {"\"id Long\"", "id:Long"},
+        {"'id Long'", "id:Long"},
+        {"a\tCHAR\tWIDTH 7", "a:Text w7"},
+        {"a", "a:Text"},
+        {"a Whatever", "a:Text"},
+        {"a Float", "a:Double"},
+        {"a LongChar", "a:Memo"},
+        {"a Decimal", "a:Decimal p18 s0"},
+        {"a Decimal Precision 10 Scale 2", "a:Decimal p10 s2"},
+        {"a Date dd/mm/yyyy hh:nn", "a:DateTime dd/mm/yyyy hh:nn"},
+        {"a DateTime Width 10", "a:DateTime w10"},
+        {"a Text Width x", "a:Text"},
+    };
+    for (const Case& test : cases) {
+        const TableFormat format = FormatOf("Col1=" + test.line);
+        ASSERT_EQ(format.columns.size(), 1U) << test.line;
+        EXPECT_EQ(ShowColumn(format.columns[0]), test.column) << test.line;
+    }
+    EXPECT_EQ(FormatOf("Col1=a Long\nCol3=c Long\nCol2=b Long\nCol5=e Long").columns.size(), 3U);
+}
+
+TEST(DatePicture, ReadsItsOwnFormOnly) {
+    struct Case {
+        std::string_view picture;
+        std::string_view text;
+        std::string_view date;  // empty: none
+    };
+    constexpr Case kCases[] = {
+        {"dd/mm/yyyy", "05/12/2024", "2024-12-05 00:00:00"},
+        {"dd/mm/yyyy", "5/2/2024", "2024-02-05 00:00:00"},
+        {"dd/mm/yyyy", "12-05-2024", ""},
+        {"dd/mm/yyyy", "31/02/2024", ""},
+        {"dd/mm/yyyy", "05/12/2024 ", ""},
+        {"DD.MM.YY hh:mm", "05.12.29 7:05", "2029-12-05 07:05:00"},
+        {"d.m.yy", "5.2.30", "1930-02-05 00:00:00"},
+        {"yyyymmddhhnnss", "20240131235958", "2024-01-31 23:59:58"},
+        {"yyyymmdd", "2024131", ""},
+        {"mmm d, yyyy", "feb 3, 2024", "2024-02-03 00:00:00"},
+        {"dddd, d mmmm yyyy", "Saturday, 3 February 2024", "2024-02-03 00:00:00"},
+        {"yyyy-mm-dd h:nn AM/PM", "2024-01-31 12:05 am", "2024-01-31 00:05:00"},
+        {"yyyy-mm-dd h:nn AM/PM", "2024-01-31 13:05 pm", ""},
+        {"hh:nn", "23:59", "1899-12-30 23:59:00"},
+        {"hh:nn", "24:00", ""},
+        {"yyyy-mm", "2024-02", "2024-02-01 00:00:00"},
+    };
+    for (const Case& test : kCases) {
+        const auto date = DatePicture(test.picture).Parse(test.text);
+        std::string shown;
+        if (date) {
+            AppendIsoDateTime(*date, shown);
+        }
+        EXPECT_EQ(shown, test.date) << test.picture << " " << test.text;
+    }
+}
+
+}  // namespace
+}  // namespace vantry::text

@@ -1,0 +1,301 @@
+#include "drivers/file/fault_plan.h"
+#include "drivers/text/text_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+
+namespace vantry::text {
+namespace {
+
+using test::ErrorOf;
+using test::TextFolder;
+
+using Lines = std::vector<std::string>;
+
+TEST(TextDatabase, FindsFilesByAllNamesOfATable) {
+    TextFolder folder;
+    for (const char* name : {"Orders.CSV", "a.b.txt", "x#y.csv", "same.txt", "SAME.TXT"}) {
+        folder.Write(name, "h\n1\n");
+    }
+    struct Case {
+        std::string_view name;
+        std::string_view file;
+    };
+    constexpr Case kCases[] = {
+        {"Orders.CSV", "Orders.CSV"},
+        {"orders.csv", "Orders.CSV"},
+        {"ORDERS#csv", "Orders.CSV"},
+        {"a.b#txt", "a.b.txt"},
+        {"a#b#txt", "a.b.txt"},
+        {"x#y.csv", "x#y.csv"},
+        {"x#y#csv", "x#y.csv"},
+        {"same.txt", "same.txt"},
+        {"Same.txt", "SAME.TXT"},
+    };
+    for (const Case& test : kCases) {
+        EXPECT_EQ(folder.Open(test.name)->Name(), test.file) << test.name;
+    }
+    for (const std::string_view name : {"orders", "", ".", "..", "../orders.csv", "/etc/passwd"}) {
+        EXPECT_EQ(folder.Database().OpenTable(name), nullptr) << name;
+    }
+    EXPECT_EQ(folder.Database().OpenTable(std::string_view("a\0b", 3)), nullptr);
+}
+
+TEST(TextDatabase, ListsTextFilesAndFilesWithASection) {
+    TextFolder folder;
+    for (const char* name : {"b.csv", "a.TXT", "c.tab", "d.asc", "e.dat", "f.dat", "noext"}) {
+        folder.Write(name, "h\n");
+    }
+    folder.Schema("[F.DAT]\n[missing.csv]\n[noext]\n");
+    std::filesystem::create_directory(folder.Dir() / "sub.csv");
+    std::string names;
+    for (const auto& entry : folder.Database().Tables()) {
+        names += entry.name + " " + entry.type + ";";
+    }
+    EXPECT_EQ(names, "a#TXT TABLE;b#csv TABLE;c#tab TABLE;d#asc TABLE;f#dat TABLE;noext TABLE;");
+}
+
+TEST(TextDatabase, FolderIsFoundInAnyLetterCaseOrIsAnError) {
+    const TextFolder folder;
+    std::filesystem::create_directories(folder.Dir() / "Some" / "Folder");
+    const auto open = [&](const std::string& path) {
+        TextDatabase database(path, {}, std::make_shared<LayoutCache>());
+        return database.Tables().size();
+    };
+    EXPECT_EQ(open((folder.Dir() / "some" / "FOLDER/").string()), 0U);
+    folder.Write("file", "x");
+    for (const char* name : {"missing", "file", "file/x"}) {
+        const std::string path = (folder.Dir() / name).string();
+        EXPECT_EQ(ErrorOf([&] { open(path); }).find("'" + path + "' is not a valid path.  Make"),
+                  0U);
+    }
+    EXPECT_THROW(open(""), DataError);
+}
+
+std::shared_ptr<sql::StoredTable> Create(TextFolder& folder,
+                                         const std::string& name,
+                                         std::vector<sql::ColumnDefinition> columns) {
+    folder.Database().CreateTable({name, std::move(columns), {}});
+    return folder.Open(name);
+}
+
+sql::ColumnDefinition Column(std::string name, std::string type, std::optional<int> size = {}) {
+    sql::ColumnDefinition column;
+    column.name = std::move(name);
+    column.type = std::move(type);
+    column.size = size;
+    return column;
+}
+
+TEST(TextDatabase, CreatedTableTakesRowsAndGivesThemBack) {
+    for (const char* properties : {"text",
+                                   "text;HDR=No;FMT=Delimited(;)",
+                                   "text;FMT=TabDelimited",
+                                   "text;CharacterSet=Unicode",
+                                   "text;CharacterSet=1252"}) {
+        TextFolder folder(properties);
+        folder.Schema("[new.csv]\nFormat=Delimited(x)\nCol1=old Long\n");
+        const auto table = Create(folder,
+                                  "new#csv",
+                                  {Column("id", "LONG"),
+                                   Column("full name", "TEXT", 20),
+                                   Column("born", "DATETIME"),
+                                   Column("price", "CURRENCY"),
+                                   Column("note", "MEMO"),
+                                   Column("ok", "BIT"),
+                                   Column("d", "DOUBLE")});
+        EXPECT_EQ(
+            folder.Columns("new.csv"),
+            "id 3/4, full name 202/20, born 7/8, price 6/8, note 203/536870910, ok 11/2, d 5/8");
+        const Cell rows[][7] = {
+            {Cell::Int64(-5),
+             Cell::Text("a \"b\", \xC3\xA4;\t"),
+             Cell::FromDateTime({45322, 3 * kNanosPerSecond}),
+             Cell::FromDecimal({12500, 4}),
+             Cell::Text("two\r\nlines"),
+             Cell::Boolean(true),
+             Cell::Double(1e300)},
+            {Cell::Null(),
+             Cell::Text(""),
+             Cell(),
+             Cell::Null(),
+             Cell::Text(" "),
+             Cell::Null(),
+             Cell()},
+        };
+        folder.Database().InsertRow(*table, rows[0]);
+        folder.Database().InsertRow(*table, rows[1]);
+        EXPECT_EQ(
+            TextFolder::Rows(*table),
+            (Lines{
+                "-5|'a \"b\", \xC3\xA4;\t'|#2024-01-31 00:00:03#|1.25m|'two\r\nlines'|True|1E+300d",
+                "<null>|''|<null>|<null>|' '|<null>|<null>"}))
+            << properties;
+        EXPECT_EQ(table->CountRows(), 2);
+        EXPECT_EQ(folder.Rows("new.csv").size(), 2U);
+    }
+}
+
+TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
+    TextFolder folder;
+    folder.Schema(
+        "[bare.csv]\nTextDelimiter=none\nCol1=t Text Width 5\nCol2=n Short\n"
+        "[fixed.txt]\nFormat=FixedLength\nCol1=t Text Width 3\nCol2=n Long Width 4\n"
+        "[ansi.csv]\nCharacterSet=1252\nCol1=t Text\nCol2=n Long\n"
+        "[one.csv]\nTextDelimiter=none\nCol1=t Text\n");
+    for (const char* name : {"bare.csv", "fixed.txt", "ansi.csv", "one.csv"}) {
+        folder.Write(name, "t,n\r\n");
+    }
+    struct Attempt {
+        std::string table;
+        Cell text;
+        Cell number;
+        std::string words;  // of the error
+    };
+    const Attempt attempts[] = {
+        {"bare.csv", Cell::Text("a,b"), Cell::Null(), "delimiter"},
+        {"bare.csv", Cell::Text("a\nb"), Cell::Null(), "line break"},
+        {"bare.csv", Cell::Text("abcdef"), Cell::Null(), "too small"},
+        {"bare.csv", Cell::Text("a"), Cell::Int64(32768), "whole number from -32768"},
+        {"bare.csv", Cell::Text("a"), Cell::Text("x"), "whole number"},
+        {"bare.csv", Cell::Text(std::string_view("a\0b", 3)), Cell::Null(), "NUL"},
+        {"fixed.txt", Cell::Text("abcd"), Cell::Null(), "too small"},
+        {"fixed.txt", Cell::Text("abc"), Cell::Int64(12345), "wider"},
+        {"ansi.csv", Cell::Text("\xD0\x96"), Cell::Null(), "character set"},
+        {"one.csv", Cell::Null(), Cell::Null(), "empty field"},
+    };
+    for (const Attempt& attempt : attempts) {
+        const std::string before = folder.Dir().Read(attempt.table);
+        const auto table = folder.Open(attempt.table);
+        const Cell row[] = {attempt.text, attempt.number};
+        const std::string error = ErrorOf([&] {
+            folder.Database().InsertRow(*table, std::span(row).first(table->Columns().size()));
+        });
+        EXPECT_NE(error.find(attempt.words), std::string::npos) << error;
+        EXPECT_NE(error.find(attempt.table), std::string::npos) << error;
+        EXPECT_EQ(folder.Dir().Read(attempt.table), before);
+    }
+}
+
+TEST(TextDatabase, InsertKeepsToTheFileAsItIs) {
+    TextFolder folder;
+    folder.Schema(
+        "[a.csv]\nDecimalSymbol=,\nDateTimeFormat=dd.mm.yyyy\nCol1=d DateTime\nCol2=n Double\n"
+        "[f.txt]\nFormat=FixedLength\nColNameHeader=False\nCol1=t Text Width 3\nCol2=n Long Width "
+        "4\n"
+        "[one.csv]\nCol1=n Long\n");
+    folder.Write("a.csv", "d,n\n01.02.2024,1");  // without a line break at its end
+    folder.Write("f.txt", "abc   1\r\n");
+    folder.Write("one.csv", "n\n");
+    const Cell dated[] = {Cell::FromDateTime({45322, 0}), Cell::Double(2.5)};
+    folder.Database().InsertRow(*folder.Open("a.csv"), dated);
+    EXPECT_EQ(folder.Dir().Read("a.csv"), "d,n\n01.02.2024,1\r\n31.01.2024,\"2,5\"\r\n");
+    EXPECT_EQ(folder.Rows("a.csv")[1], "#2024-01-31 00:00:00#|2.5d");
+    const Cell fixed[] = {Cell::Text("\xC3\xA4"), Cell::Int64(22)};
+    folder.Database().InsertRow(*folder.Open("f.txt"), fixed);
+    EXPECT_EQ(folder.Dir().Read("f.txt"), "abc   1\r\n\xC3\xA4  22  \r\n");
+    const Cell nothing[] = {Cell::Null()};
+    folder.Database().InsertRow(*folder.Open("one.csv"), nothing);
+    EXPECT_EQ(folder.Rows("one.csv"), Lines{"<null>"});
+}
+
+TEST(TextDatabase, StatementThatFailsLeavesNoRowBehind) {
+    TextFolder folder;
+    folder.Write("a.csv", "n,t\r\n1,\"x\"");
+    const auto table = folder.Open("a.csv");
+    const Cell row[] = {Cell::Int64(2), Cell::Text("y")};
+    folder.Database().BeginStatement();
+    table->Insert(row);
+    table->Insert(row);
+    folder.Database().RollbackStatement();
+    EXPECT_EQ(folder.Dir().Read("a.csv"), "n,t\r\n1,\"x\"");
+    folder.Database().InsertRow(*table, row);
+    EXPECT_EQ(TextFolder::Rows(*table), (Lines{"1|'x'", "2|'y'"}));
+}
+
+TEST(TextDatabase, ScanSeesTheRowsThatWereThereWhenItBegan) {
+    TextFolder folder("text", {64, 64});
+    std::string content = "n\r\n";
+    for (int row = 0; row < 100; ++row) {
+        content += std::to_string(row) + "\r\n";
+    }
+    folder.Write("a.csv", content);
+    const auto table = folder.Open("a.csv");
+    const std::size_t first[] = {0};
+    const auto scan = table->Scan(first);
+    int copied = 0;
+    while (scan->Next()) {
+        folder.Database().InsertRow(*table, scan->Row());
+        ++copied;
+    }
+    EXPECT_EQ(copied, 100);
+    EXPECT_EQ(table->CountRows(), 200);
+}
+
+// Fails, or cuts short, the n-th write.
+class WriteFault : public file::FaultPlan {
+public:
+    explicit WriteFault(bool cut) : cut_(cut) { file::InstallFaultPlan(this); }
+    ~WriteFault() override { file::InstallFaultPlan(nullptr); }
+    file::Verdict Before(const file::Call& call) override {
+        if (call.operation != file::Operation::Write) {
+            return {};
+        }
+        if (cut_) {
+            cut_ = false;
+            return {.limit = 3};
+        }
+        return {.error = ENOSPC};
+    }
+
+private:
+    bool cut_;
+};
+
+TEST(TextDatabase, FullDiskLeavesNoHalfLineAndNoHalfTable) {
+    for (const bool cut : {false, true}) {
+        TextFolder folder;
+        folder.Write("a.csv", "n,t\r\n1,\"x\"\r\n");
+        const auto table = folder.Open("a.csv");
+        const Cell row[] = {Cell::Int64(2), Cell::Text("yyyyyyyy")};
+        {
+            const WriteFault fault(cut);
+            EXPECT_THROW(folder.Database().InsertRow(*table, row), DataError);
+            EXPECT_THROW(Create(folder, "new.csv", {Column("a", "LONG")}), DataError);
+        }
+        EXPECT_EQ(folder.Dir().Read("a.csv"), "n,t\r\n1,\"x\"\r\n");
+        EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "new.csv"));
+        folder.Database().InsertRow(*table, row);
+        EXPECT_EQ(table->CountRows(), 2);
+    }
+}
+
+TEST(TextDatabase, TablesAreCreatedAndDroppedAsFiles) {
+    TextFolder folder;
+    Create(folder, "a#csv", {Column("x", "LONG")});
+    EXPECT_EQ(folder.Dir().Read("a.csv"), "\"x\"\r\n");
+    EXPECT_EQ(ErrorOf([&] { Create(folder, "A.CSV", {Column("x", "LONG")}); }),
+              "Table 'A.CSV' already exists.");
+    EXPECT_NE(
+        ErrorOf([&] { Create(folder, "../b.csv", {Column("x", "LONG")}); }).find("valid name"),
+        std::string::npos);
+    EXPECT_NE(ErrorOf([&] {
+                  Create(folder, "b.csv", {Column("x", "GUID")});
+              }).find("Syntax error in field definition."),
+              std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "b.csv"));
+    const auto table = folder.Open("a.csv");
+    EXPECT_NE(ErrorOf([&] { table->DeleteAll(); }).find("Deleting data in a linked table"),
+              std::string::npos);
+    EXPECT_NE(ErrorOf([&] { table->Update(0, {}, {}); }).find("Updating data in a linked table"),
+              std::string::npos);
+    folder.Database().DropTable("a#csv");
+    EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "a.csv"));
+    EXPECT_EQ(ErrorOf([&] { folder.Database().DropTable("a.csv"); }),
+              "Table 'a.csv' does not exist.");
+}
+
+}  // namespace
+}  // namespace vantry::text

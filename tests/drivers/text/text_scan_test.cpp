@@ -1,0 +1,328 @@
+#include "drivers/text/text_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+namespace vantry::text {
+namespace {
+
+using namespace std::string_literals;
+using test::ErrorOf;
+using test::ShowRow;
+using test::TextFolder;
+
+using Lines = std::vector<std::string>;
+
+struct Case {
+    std::string schema;
+    std::string file;
+    Lines rows;
+};
+
+const std::vector<Case>& Cases() {
+    static const std::vector<Case> cases = {
+        // Rows and fields.
+        {"", "a,b\r\n1,x\r\n2,y\r\n", {"1|'x'", "2|'y'"}},
+        {"", "a,b\n\n1,x\n\n2,y", {"1|'x'", "2|'y'"}},
+        {"", "a,b\r1,x\r2,y\r", {"1|'x'", "2|'y'"}},
+        {"", "a,b\n1\n2,y,surplus,more\n", {"1|<null>|<null>|<null>", "2|'y'|'surplus'|'more'"}},
+        {"MaxScanRows=1", "a,b\n1,x\n2,y,surplus\n", {"1|'x'", "2|'y'"}},
+        {"", "a,b\n1,\"x\ny, \"\"z\"\"\"\n", {"1|'x\ny, \"z\"'"}},
+        {"", "a,b\n1,\"x\" dropped\n", {"1|'x'"}},
+        {"", "a,b\n1,never\n2,\"closed\n3,x", {"1|'never'", "2|'closed\n3,x'"}},
+        {"", "a,b\n1,x\n\x1A", {"1|'x'"}},
+        {"", "a,b\n1,x\x1A", {"1|'x'"}},
+        {"TextDelimiter='", "a,b\n1,'x,''y'\n2,\"z\"\n", {"1|'x,'y'", "2|'\"z\"'"}},
+        {"TextDelimiter=none", "a,b\n1,\"x\n", {"1|'\"x'"}},
+        {"Format=Delimited(\xC2\xA7)",
+         "a\xC2\xA7"
+         "b\n1\xC2\xA7\"x\xC2\xA7\"\n",
+         {"1|'x\xC2\xA7'"}},
+        {"ColNameHeader=False", "1,x\n2,y\n", {"1|'x'", "2|'y'"}},
+        // Null, empty and blank.
+        {"", "a,b,c\n1,,x\n", {"1|<null>|'x'"}},
+        {"", "n,t\n1,\"\"\n\"\",x\n", {"1|''", "<null>|'x'"}},
+        {"", "n,t\n1,  \n  , x \n", {"1|'  '", "<null>|' x '"}},
+        // Numbers.
+        {"", "a\n12.50\n-0.00\n100\n.5\n 7 \n", {"12.5", "0", "100", "0.5d", "7d"}},
+        {"", "a\n1\n-0\n 7\n", {"1", "0", "7"}},
+        {"", "a\n3000000000\n1E3\n", {"3000000000", "1000d"}},
+        {"", "a\n0.000001\n", {"1E-06d"}},
+        {"Format=TabDelimited", "a\n$1,234.50\n(2)\n3\n", {"'$1,234.50'", "'(2)'", "'3'"}},
+        {"TextDelimiter='\nFormat=TabDelimited",
+         "a\n$1,234.50\n($2)\n3\n",
+         {"1234.5m", "-2m", "3m"}},
+        {"DecimalSymbol=,\nFormat=Delimited(;)", "a;b\n1,5;1\n2;2\n", {"1.5d|1", "2d|2"}},
+        {"Col1=a Long\nCol2=b Double\nCol3=c Short\nCol4=d Byte",
+         "h\n007,+1.5,-32768,255\n\"1,234\",1e3, 5 ,0\n12.0,,,\n",
+         {"7|1.5d|-32768|255", "1234|1000d|5|0", "12|<null>|<null>|<null>"}},
+        {"Col1=a Currency\nCol2=b Decimal Precision 5 Scale 2\nCol3=c Single",
+         "h\n1.00005,123.45,0.1\n-5 $,1.5,1234567.5\n(1.5),-999.99,3\n",
+         {"1m|123.45m|0.1", "-5m|1.5m|1234567.5f", "-1.5m|-999.99m|3"}},
+        {"Col1=a Bit\nCol2=b Binary",
+         "h\nTrue,A\nno,\n1,\"\"\"\"\n",
+         {"True|xA", "False|<null>", "True|x\""}},
+        // What doesn't fit is an error of the field, never a null.
+        {"MaxScanRows=1",
+         "a,b,c\n1,1.5,2024-01-31\n007,+5,31.12.2024\n5,,\n",
+         {"1|1.5|#2024-01-31 00:00:00#", "!!!|!!!|!!!", "5|<null>|<null>"}},
+        {"MaxScanRows=1", "a\n1\n1.5\n3000000000\n0.0\n", {"1", "!!!", "!!!", "!!!"}},
+        {"MaxScanRows=1", "a\n1.5\n1234567890123456\n00.5\n2\n", {"1.5", "!!!", "!!!", "2"}},
+        {"Col1=a Long\nCol2=b Short\nCol3=c Byte\nCol4=d Bit\nCol5=e Currency\n"
+         "Col6=f Decimal Precision 3 Scale 1\nCol7=g DateTime\nCol8=h Single",
+         "h\n2147483648,32768,-1,maybe,1e30,12.34,2024-02-30,1e39\n"
+         "1.5,x,256,,922337203685478,1000,x,NaN\n",
+         {"!!!|!!!|!!!|!!!|!!!|!!!|!!!|!!!", "!!!|!!!|!!!|<null>|!!!|!!!|!!!|!!!"}},
+        // Text.
+        {"MaxScanRows=1",
+         "a\nx\n" + std::string(300, 'y') + "\n",
+         {"'x'", "'" + std::string(300, 'y') + "'"}},
+        {"Col1=a Text Width 3",
+         "h\nabcdef\n\xC3\xA4\xC3\xB6\xC3\xBC\xC3\x9F\n",
+         {"'abc'", "'\xC3\xA4\xC3\xB6\xC3\xBC'"}},
+        {"MaxScanRows=1\nCharacterSet=65001",
+         "a\n\xC3\xA4\n\xE4\n\xC3\xA4\xE4\x80\n",
+         {"'\xC3\xA4'", "'\xC3\xA4'", "'\xC3\xA4\xC3\xA4\xE2\x82\xAC'"}},
+        {"CharacterSet=1252", "a\n\x80\xE4\x81\n", {"'\xE2\x82\xAC\xC3\xA4\xC2\x81'"}},
+        {"CharacterSet=932\nFormat=Delimited(|)",
+         "a|b\n\x83|x|\xB1|\n",
+         {"'\xE3\x83\x9D"
+          "x'|'\xEF\xBD\xB1'|<null>"}},
+        {"CharacterSet=Unicode", "a\0\n\0=\xD8\0\xDE\n\0"s, {"'\xF0\x9F\x98\x80'"}},
+        {"", "\xFE\xFF\0a\0,\0b\0\r\0\n\0001\0,\0\"\0,\0\"\0\"\0\"\0\r\0\n"s, {"1|',\"'"}},
+        {"", "\xEF\xBB\xBF\"a\",b\n1,x\n", {"1|'x'"}},
+        // Dates.
+        {"",
+         "a\n2024-01-31\n2024-01-31 23:59:59\n12:30\n",
+         {"#2024-01-31 00:00:00#", "#2024-01-31 23:59:59#", "#1899-12-30 12:30:00#"}},
+        {"DateTimeFormat=dd/mm/yyyy",
+         "a\n31/01/2024\n 1/2/2024 \n",
+         {"#2024-01-31 00:00:00#", "#2024-02-01 00:00:00#"}},
+        {"Col1=a Date yyyymmdd", "h\n20240131\n", {"#2024-01-31 00:00:00#"}},
+        // Fixed columns.
+        {"Format=FixedLength\nColNameHeader=False\nCol1=a Long Width 4\nCol2=b Text Width 5",
+         "   1 ab  \r\n22  \xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4xx\r\n\r\n  33\r\n    c\n",
+         {"1|' ab'", "22|'\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4'", "33|<null>", "<null>|'c'"}},
+        {"Format=FixedLength\nFixedFormat=TrueFixedLength\nCol1=a Text Width 2\nCol2=b Text Width "
+         "3",
+         "any header\r\nab\rcd1 234\r\nxyz",
+         {"'ab'|'\rcd'", "'1'|'234'", "'xy'|'z'"}},
+    };
+    return cases;
+}
+
+Lines RowsOf(TextFolder& folder) {
+    return folder.Rows("f.csv");
+}
+
+TEST(TextScan, ReadsRowsAsTheFormatSays) {
+    for (const Case& test : Cases()) {
+        TextFolder folder;
+        folder.Write("f.csv", test.file);
+        folder.Schema("[f.csv]\n" + test.schema);
+        EXPECT_EQ(RowsOf(folder), test.rows) << test.schema << "\n" << test.file;
+    }
+}
+
+// Rows that lie across the ends of blocks, rows that are longer than a block.
+TEST(TextScan, ReadsTheSameRowsThroughTinyWindows) {
+    for (const Case& test : Cases()) {
+        TextFolder folder("text", {16, 1});
+        folder.Write("f.csv", test.file);
+        folder.Schema("[f.csv]\n" + test.schema);
+        EXPECT_EQ(RowsOf(folder), test.rows) << test.schema << "\n" << test.file;
+    }
+}
+
+TEST(TextScan, CountRowIdsAndSeekAgreeWithTheRows) {
+    for (const Case& test : Cases()) {
+        for (const std::size_t window : {16U, 65536U}) {
+            TextFolder folder("text", {window, window});
+            folder.Write("f.csv", test.file);
+            folder.Schema("[f.csv]\n" + test.schema);
+            const auto table = folder.Open("f.csv");
+            EXPECT_EQ(table->CountRows(), static_cast<std::int64_t>(test.rows.size()));
+            const auto ids = table->Scan({});
+            std::vector<sql::RowId> found;
+            while (ids->Next()) {
+                found.push_back(ids->CurrentRow());
+            }
+            ASSERT_EQ(found.size(), test.rows.size()) << test.file;
+            std::vector<std::size_t> all(table->Columns().size());
+            std::iota(all.begin(), all.end(), std::size_t{0});
+            const auto scan = table->Scan(all);
+            for (std::size_t k = found.size(); k-- > 0;) {
+                ASSERT_TRUE(scan->Seek(found[k])) << test.file;
+                EXPECT_EQ(scan->CurrentRow(), found[k]);
+                EXPECT_EQ(ShowRow(scan->Row()), test.rows[k]);
+                EXPECT_EQ(scan->Next(), k + 1 < found.size());
+                if (k + 1 < found.size()) {
+                    EXPECT_EQ(ShowRow(scan->Row()), test.rows[k + 1]);
+                }
+            }
+            EXPECT_FALSE(scan->Seek(-1));
+            EXPECT_FALSE(scan->Seek(static_cast<sql::RowId>(test.file.size())));
+        }
+    }
+}
+
+TEST(TextScan, ProjectionPicksAndOrdersColumns) {
+    TextFolder folder;
+    folder.Write("f.csv", "a,b,c\n1,\"x,y\",3\n4,z\n");
+    const auto table = folder.Open("f.csv");
+    const std::size_t wanted[] = {2, 0, 2};
+    const auto scan = table->Scan(wanted);
+    ASSERT_TRUE(scan->Next());
+    EXPECT_EQ(ShowRow(scan->Row()), "3|1|3");
+    ASSERT_TRUE(scan->Next());
+    EXPECT_EQ(ShowRow(scan->Row()), "<null>|4|<null>");
+    EXPECT_FALSE(scan->Next());
+    EXPECT_FALSE(scan->Next());
+}
+
+TEST(TextScan, UnreadableFieldTellsFileLineColumnValueAndRemedy) {
+    TextFolder folder;
+    folder.Schema("[f.csv]\nMaxScanRows=2\n[g.csv]\nCol1=a Long\nCol2=b Text");
+    folder.Write("f.csv", "id,qty\r\n1,5\r\n\r\n2,\"6\"\r\n3,\"1\n\n0\"\r\n4,abc\r\n");
+    const auto table = folder.Open("f.csv");
+    const std::size_t wanted[] = {1};
+    const auto scan = table->Scan(wanted);
+    scan->Next();
+    scan->Next();
+    ASSERT_TRUE(scan->Next());
+    EXPECT_EQ(scan->FieldError(0).Description().find("File '" + (folder.Dir() / "f.csv").string() +
+                                                     "', line 5, column 'qty': the value '1  0'"),
+              0U)
+        << scan->FieldError(0).Description();
+    ASSERT_TRUE(scan->Next());
+    const DataError error = scan->FieldError(0);
+    EXPECT_EQ(error.Number(), kErrConversion);
+    for (const char* const words :
+         {"line 8", "'abc'", "a whole number from -2147483648", "first 2 rows", "MaxScanRows=0"}) {
+        EXPECT_NE(error.Description().find(words), std::string::npos) << error.Description();
+    }
+    folder.Write("g.csv", "h\nx,\0\n"s + std::string(70000, ' ') + ",\0\n"s);
+    EXPECT_NE(ErrorOf([&] { folder.Open("g.csv"); }).find("NUL"), std::string::npos);
+    folder.Write("g.csv", "h\n" + std::string(70000, '1') + ",b\nx,\0\n"s);
+    EXPECT_EQ(folder.Rows("g.csv"), (Lines{"!!!|'b'", "!!!|!!!"}));
+}
+
+TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
+    struct Change {
+        const char* name;
+        void (*make)(const std::filesystem::path&);
+    };
+    const Change changes[] = {
+        {"grown",
+         [](const std::filesystem::path& path) {
+             std::ofstream(path, std::ios::app | std::ios::binary) << "more,1\n";
+         }},
+        {"cut", [](const std::filesystem::path& path) { std::filesystem::resize_file(path, 100); }},
+        {"replaced",
+         [](const std::filesystem::path& path) {
+             std::filesystem::copy_file(path, path.string() + ".new");
+             std::filesystem::rename(path.string() + ".new", path);
+         }},
+        {"removed", [](const std::filesystem::path& path) { std::filesystem::remove(path); }},
+    };
+    for (const Change& change : changes) {
+        TextFolder folder("text", {1024, 1024});
+        std::string content = "a,b\n";
+        for (int row = 0; row < 1000; ++row) {
+            content += "x,1\n";
+        }
+        folder.Write("f.csv", content);
+        const auto table = folder.Open("f.csv");
+        const std::size_t wanted[] = {0};
+        const auto scan = table->Scan(wanted);
+        ASSERT_TRUE(scan->Next());
+        change.make(folder.Dir() / "f.csv");
+        const std::string error = ErrorOf([&] {
+            while (scan->Next()) {
+            }
+        });
+        EXPECT_NE(error.find("f.csv' was changed by another program"), std::string::npos)
+            << change.name << error;
+        EXPECT_THROW(scan->Next(), DataError) << change.name;
+    }
+}
+
+// The reader against a plain one, on text made of what is awkward.
+Lines PlainlyRead(std::string_view text) {
+    Lines rows;
+    std::string field;
+    std::string row;
+    std::size_t at = 0;
+    bool any = false;
+    const auto end_field = [&] {
+        row += (any ? "|" : "") + field;
+        any = true;
+        field.clear();
+    };
+    while (at < text.size()) {
+        const std::size_t row_begin = at;
+        row.clear();
+        any = false;
+        for (;;) {
+            if (at < text.size() && text[at] == '"') {
+                field = "'";
+                for (++at; at < text.size(); ++at) {
+                    if (text[at] == '"' && text.substr(at + 1, 1) != "\"") {
+                        break;
+                    }
+                    at += text[at] == '"' ? 1 : 0;
+                    field += text[at];
+                }
+                field += "'";
+                while (at < text.size() && text[at] != ',' && text[at] != '\n') {
+                    ++at;
+                }
+            } else {
+                const std::size_t begin = at;
+                while (at < text.size() && text[at] != ',' && text[at] != '\n') {
+                    ++at;
+                }
+                field = text.substr(begin, at - begin);
+                field = field.empty() ? "<null>" : "'" + field + "'";
+            }
+            end_field();
+            if (at >= text.size() || text[at] == '\n') {
+                break;
+            }
+            ++at;
+        }
+        if (at > row_begin) {
+            rows.push_back(row);
+        }
+        ++at;
+    }
+    return rows;
+}
+
+TEST(TextScan, AgreesWithAPlainReaderOnRandomText) {
+    std::mt19937 random(11);
+    constexpr std::string_view kLetters = "xyxyxyxy ,,\"\n";
+    for (int round = 0; round < 300; ++round) {
+        std::string text;
+        for (auto length = random() % 2000; length > 0; --length) {
+            text += kLetters[random() % kLetters.size()];
+        }
+        const Lines plain = PlainlyRead(text);
+        TextFolder folder("text", {64 + random() % 500, 1 + random() % 500});
+        folder.Schema("[f.csv]\nColNameHeader=False\nMaxScanRows=0\n");
+        folder.Write("f.csv", text);
+        Lines rows = folder.Rows("f.csv");
+        ASSERT_EQ(rows.size(), plain.size()) << text;
+        for (std::size_t k = 0; k < rows.size(); ++k) {
+            // Short rows are filled up with nulls.
+            const std::string& expected = plain[k];
+            EXPECT_EQ(rows[k].substr(0, expected.size()), expected) << text;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantry::text
