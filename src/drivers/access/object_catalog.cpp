@@ -13,10 +13,6 @@ constexpr std::string_view kObjectsTableName = "MSysObjects";
 // The container that every file has.
 constexpr std::string_view kTablesContainerName = "Tables";
 
-bool IsSystemName(std::string_view name) {
-    return name.size() > 4 && SameName(name.substr(0, 4), "MSys");
-}
-
 // Tables behind columns that hold several values: "f_" and 32 hexadecimal digits and "_".
 bool IsFlatTableName(std::string_view name) {
     constexpr std::size_t kPrefix = 2;
@@ -59,8 +55,7 @@ std::string ListedType(const CatalogObject& object) {
     if ((object.flags & kObjectSystem) != 0) {
         return "SYSTEM TABLE";
     }
-    return IsSystemName(object.name) || (object.flags & kObjectHidden) != 0 ? "ACCESS TABLE"
-                                                                            : "TABLE";
+    return (object.flags & kObjectHidden) != 0 ? "ACCESS TABLE" : "TABLE";
 }
 
 ObjectCatalog::ObjectCatalog(PageSource& source) : source_(&source) {
