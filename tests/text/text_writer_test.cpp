@@ -8,6 +8,8 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -433,6 +435,33 @@ TEST_F(TextWriterTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
     SessionCancelled = TableCancelled = kFalse;
 }
 
+// Whichever call fails once: the file holds the rows that the log counts, each as the source has
+// it.
+TEST_F(TextWriterTest, TheLedgerHoldsWhicheverCallFails) {
+    FillSource(12);
+    const std::string all = Lines(12);
+    int fired = 1;
+    for (int n = 1; fired != 0; ++n) {
+        fired = 0;
+        int call = 0;
+        source->before = [&](std::string_view, int) {
+            if (++call == n) {
+                ++fired;
+                throw DataError(kErrUnspecified, "call " + std::to_string(n) + " failed");
+            }
+        };
+        fs::remove(folder / "dst.txt");
+        RunSessionToText("");
+        const std::string written = Written();
+        const int lines = Count(written, "\r\n");
+        EXPECT_EQ(written, all.substr(0, written.size())) << n;
+        if (LoggedErrors() < 51) {
+            EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1) << n;
+            EXPECT_EQ(lines, 12) << n;
+        }
+    }
+}
+
 // ---- The file
 
 // Fails writes by number; counts them.
@@ -554,8 +583,8 @@ TEST_F(TextWriterTest, TheNewFileKeepsTheFormersPermissionsAndReplacesALinkNotIt
 
 TEST_F(TextWriterTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
     FillSource(60);
-    const std::string out = TextDestDir;
-    fs::create_directory(folder / "folder.txt");
+    const std::string out = TextDestDir = (folder / "out").string();
+    fs::create_directories(out + "/folder.txt");
     for (const std::string& name : {out + "/folder.txt",
                                     out + "/../escape.txt",
                                     out + "/none/dst.txt",
@@ -566,7 +595,31 @@ TEST_F(TextWriterTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
         EXPECT_TRUE(view.log.ends_with("Aborting loading as Errors exceed 50 allowed")) << name;
     }
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
-    EXPECT_FALSE(fs::exists(folder.Path().parent_path() / "escape.txt"));
+    EXPECT_FALSE(IsThere("escape.txt"));
+}
+
+TEST_F(TextWriterTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {
+    FillSource(kManyRows);
+    folder.Write("dst.txt", "former");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        source->before = [](std::string_view name, int number) {
+            if (name == "Next" && number == 30'000) {
+                ::kill(::getpid(), SIGKILL);
+            }
+        };
+        RunSessionToText("");
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(Written(), "former");
+    EXPECT_TRUE(IsThere("dst.txt.partial"));
+    RunSessionToText("");
+    EXPECT_EQ(Written(), Lines(kManyRows));
+    EXPECT_FALSE(IsThere("dst.txt.partial"));
 }
 
 TEST_F(TextWriterTest, WhatADeadRunLeftIsReplacedButNotWhatALivingOneWrites) {
