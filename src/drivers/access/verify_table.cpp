@@ -92,11 +92,13 @@ private:
         UsageMap map(source_, row);
         owners_.ClaimMap(row, map, owner);
         std::vector<PageNumber> pages;
+        const PageNumber count = source_.PageCount();
         for (auto page = map.Next(0); page; page = map.Next(*page + 1)) {
             owners_.Claim(*page, owner);
-            if (*page < source_.PageCount()) {
-                pages.push_back(*page);
+            if (*page >= count) {
+                break;  // the further ones are behind the end, too
             }
+            pages.push_back(*page);
         }
         return pages;
     }
@@ -115,6 +117,9 @@ private:
                 Note("free map",
                      "page " + std::to_string(*page) + " is listed as one with room of " + owner +
                          " and isn't one of them");
+            }
+            if (*page >= source_.PageCount()) {
+                break;
             }
         }
     }
@@ -387,7 +392,7 @@ private:
             const auto key = page.Key(i);
             const auto row = page.Row(i);
             if (walk.any && IndexPage::Compare(walk.last_key, walk.last_row, key, row) >= 0) {
-                Finding(walk.name,
+                Finding(walk.name + " order",
                         walk.name + ": page " + std::to_string(number) + ", entry " +
                             std::to_string(i) + " is out of order");
             }
@@ -470,9 +475,12 @@ private:
                             walk.rows.begin(),
                             walk.rows.end(),
                             std::back_inserter(missing));
+        if (!std::includes(rows_.begin(), rows_.end(), walk.rows.begin(), walk.rows.end())) {
+            Finding(walk.name, walk.name + " has entries of rows that the table doesn't list");
+        }
         for (const auto row : missing) {
             if (!walk.index->IgnoresNulls() || HasKey(walk, row)) {
-                Finding(walk.name, walk.name + " lacks " + At(row));
+                Finding(walk.name + " rows", walk.name + " lacks " + At(row));
             }
         }
     }

@@ -1,0 +1,49 @@
+#pragma once
+// A database file in memory, for damaging it.
+
+#include "drivers/access/page_source.h"
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vantry::test {
+
+class FileBytes {
+public:
+    explicit FileBytes(const std::filesystem::path& path) {
+        std::ifstream in(path, std::ios::binary);
+        const std::string content{std::istreambuf_iterator<char>(in), {}};
+        bytes.resize(content.size());
+        std::memcpy(bytes.data(), content.data(), content.size());
+    }
+
+    // Throws DataError if the header is no good.
+    std::unique_ptr<access::MemoryPageSource> Open() const {
+        auto header = access::ParseFileHeader(bytes, "damaged.mdb");
+        access::CheckPassword(header, "", "damaged.mdb");
+        return std::make_unique<access::MemoryPageSource>(bytes, std::move(header), "damaged.mdb");
+    }
+
+    template <typename Number>
+    Number Get(std::size_t offset) const {
+        Number number;
+        std::memcpy(&number, bytes.data() + offset, sizeof(number));
+        return number;
+    }
+    template <typename Number>
+    void Put(std::size_t offset, Number number) {
+        std::memcpy(bytes.data() + offset, &number, sizeof(number));
+    }
+    std::byte& At(access::PageNumber page, std::size_t offset) {
+        return bytes.at(std::size_t{page} * 4096 + offset);
+    }
+
+    std::vector<std::byte> bytes;
+};
+
+}  // namespace vantry::test

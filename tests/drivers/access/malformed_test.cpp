@@ -1,0 +1,234 @@
+// Damaged and hostile files: a clear error or sane rows, never a crash, a hang or more memory than
+// the file calls for.
+
+#include "data/data_error.h"
+#include "drivers/access/complex_value.h"
+#include "drivers/access/file_bytes.h"
+#include "drivers/access/index_reader.h"
+#include "drivers/access/saved_query.h"
+#include "drivers/access/stored_rows.h"
+#include "drivers/access/verify.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <random>
+
+namespace vantry::access {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
+constexpr int kMutations = 2'000;
+
+// Reads all that there is to read. Rows may be fewer or other than before the damage; errors are
+// DataErrors that name the file.
+void ReadEverything(const test::FileBytes& file) {
+    try {
+        const auto source = file.Open();
+        (void)Verify(*source);
+        ObjectCatalog catalog(*source);
+        const auto objects = catalog.Objects();
+        for (const auto& object : objects) {
+            try {
+                (void)catalog.ReadProperties(object);
+                if (object.IsQuery()) {
+                    (void)SavedQueryText(*source, catalog, object);
+                }
+                if (!object.IsTable()) {
+                    continue;
+                }
+                const auto table = test::ReadRows(*source, object);
+                for (const auto& index : table.def.real_indexes) {
+                    IndexReader entries(*source, table.def, index);
+                    for (entries.SeekFirst(); entries.Next();) {
+                    }
+                }
+                for (const auto& column : table.def.columns) {
+                    if (column.type == ColumnType::Complex) {
+                        ComplexValueReader(*source, catalog, column).Read(2);
+                    }
+                }
+            } catch (const BoundsError&) {
+                // What WithPage and the scans of the SQL layer make a DataError of.
+            } catch (const DataError& error) {
+                EXPECT_FALSE(error.Description().empty());
+            }
+        }
+    } catch (const DataError& error) {
+        EXPECT_FALSE(error.Description().empty());
+    }
+}
+
+struct Mutator {
+    std::string name;
+    std::function<void(test::FileBytes&, std::mt19937&)> apply;
+};
+
+std::uint32_t InterestingNumber(const test::FileBytes& file,
+                                std::size_t offset,
+                                std::mt19937& random) {
+    const auto pages = static_cast<std::uint32_t>(file.bytes.size() / 4096);
+    const std::uint32_t self = static_cast<std::uint32_t>(offset / 4096);
+    const std::uint32_t numbers[] = {0,
+                                     1,
+                                     0xFFFFFFFF,
+                                     0x7FFFFFFF,
+                                     0x80000000,
+                                     self,
+                                     self << 8,
+                                     2,
+                                     pages - 1,
+                                     pages,
+                                     pages << 8,
+                                     0x3FFFFFFF,
+                                     0xFFFF,
+                                     0x1FFF,
+                                     255,
+                                     256};
+    return numbers[random() % std::size(numbers)];
+}
+
+std::vector<Mutator> Mutators() {
+    return {
+        {"a byte of the header",
+         [](test::FileBytes& file, std::mt19937& random) {
+             file.bytes[random() % 0x300] = static_cast<std::byte>(random());
+         }},
+        {"a number anywhere",
+         [](test::FileBytes& file, std::mt19937& random) {
+             const std::size_t at = random() % (file.bytes.size() - 4);
+             const auto number = InterestingNumber(file, at, random);
+             if (random() % 2 == 0) {
+                 file.Put(at, number);
+             } else {
+                 file.Put(at, static_cast<std::uint16_t>(number));
+             }
+         }},
+        {"numbers at the head of pages, where types, owners, links and counts are",
+         [](test::FileBytes& file, std::mt19937& random) {
+             for (int i = 0; i < 3; ++i) {
+                 const std::size_t page = random() % (file.bytes.size() / 2048);
+                 const std::size_t at = page * 2048 + random() % 96;
+                 file.Put(at, InterestingNumber(file, at, random));
+             }
+         }},
+        {"numbers in table definitions",
+         [](test::FileBytes& file, std::mt19937& random) {
+             const std::size_t size = file.bytes[kVersionOffset] == std::byte{0} ? 2048 : 4096;
+             for (std::size_t tries = 0; tries < 50; ++tries) {
+                 const std::size_t page = random() % (file.bytes.size() / size);
+                 if (file.bytes[page * size] == std::byte{2}) {
+                     const std::size_t at = page * size + random() % 1200;
+                     file.Put(at, static_cast<std::uint16_t>(InterestingNumber(file, at, random)));
+                     return;
+                 }
+             }
+         }},
+        {"the trailing numbers of rows",
+         [](test::FileBytes& file, std::mt19937& random) {
+             const std::size_t page = random() % (file.bytes.size() / 2048);
+             for (int i = 0; i < 4; ++i) {
+                 file.bytes[page * 2048 + 2047 - random() % 200] = static_cast<std::byte>(random());
+             }
+         }},
+        {"a cut file",
+         [](test::FileBytes& file, std::mt19937& random) {
+             file.bytes.resize(random() % (file.bytes.size() / 512) * 512);
+         }},
+        {"swapped pages",
+         [](test::FileBytes& file, std::mt19937& random) {
+             const std::size_t left = random() % (file.bytes.size() / 4096) * 4096;
+             const std::size_t right = random() % (file.bytes.size() / 4096) * 4096;
+             for (std::size_t i = 0; i < 4096; ++i) {
+                 std::swap(file.bytes[left + i], file.bytes[right + i]);
+             }
+         }},
+        {"one page written over another",
+         [](test::FileBytes& file, std::mt19937& random) {
+             const std::size_t left = random() % (file.bytes.size() / 4096) * 4096;
+             const std::size_t right = random() % (file.bytes.size() / 4096) * 4096;
+             std::memmove(&file.bytes[left], &file.bytes[right], 4096);
+         }},
+    };
+}
+
+class Malformed : public testing::TestWithParam<const char*> {};
+
+TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
+    const fs::path path = kFolder / GetParam();
+    if (!fs::exists(path)) {
+        GTEST_SKIP() << path << " isn't there";
+    }
+    const test::FileBytes original(path);
+    const auto mutators = Mutators();
+    std::mt19937 random(20'000);
+    for (int i = 0; i < kMutations / 5; ++i) {
+        const auto& mutator = mutators[static_cast<std::size_t>(i) % mutators.size()];
+        SCOPED_TRACE("mutation " + std::to_string(i) + ": " + mutator.name);
+        auto file = original;
+        mutator.apply(file, random);
+        const auto start = std::chrono::steady_clock::now();
+        ReadEverything(file);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Access,
+                         Malformed,
+                         testing::Values("indexTestV2000.mdb",
+                                         "overflowTestV1997.mdb",
+                                         "overflowTestV2000.mdb",
+                                         "queryTestV2003.mdb",
+                                         "complexDataTestV2010.accdb"),
+                         [](const auto& tested) {
+                             const std::string name = tested.param;
+                             return name.substr(0, name.find('.'));
+                         });
+
+// Loops that a reader without step counts would follow for ever.
+TEST(Malformed, LoopsHaveAnEnd) {
+    const fs::path path = kFolder / "test2V2010.accdb";
+    if (!fs::exists(path)) {
+        GTEST_SKIP() << path << " isn't there";
+    }
+    test::FileBytes file(path);
+    const auto source = file.Open();
+    ObjectCatalog catalog(*source);
+    const auto def = catalog.ReadTable(*catalog.Find("MSP_PROJECTS"));
+    // The definition's second page leads back to its first.
+    ASSERT_GT(def.pages.size(), 1U);
+    const auto pristine = file.bytes;
+    file.Put<std::uint32_t>(def.pages.back() * 4096 + kTdefNextPageOffset, def.page);
+    EXPECT_THROW((void)catalog.ReadTable(*catalog.Find("MSP_PROJECTS")), DataError);
+    file.bytes = pristine;
+    // Each piece of the long values leads to itself.
+    int spoiled = 0;
+    for (const auto& column : def.columns) {
+        if (!column.has_maps) {
+            continue;
+        }
+        UsageMap map(*source, column.owned_map);
+        for (auto page = map.Next(0); page; page = map.Next(*page + 1)) {
+            const auto bytes = ByteSpan(file.bytes).subspan(*page * 4096, 4096);
+            const std::size_t rows = CountSlots(kJet4Layout, bytes);
+            for (std::size_t row = 0; row < rows; ++row) {
+                const auto slot = FindRow(kJet4Layout, bytes, static_cast<RowNumber>(row));
+                if (slot.bytes.size() < 4 || UnpackRowPointer(LoadU32(slot.bytes, 0)).page == 0) {
+                    continue;
+                }
+                file.Put(static_cast<std::size_t>(slot.bytes.data() - file.bytes.data()),
+                         PackRowPointer({*page, static_cast<RowNumber>(row)}));
+                ++spoiled;
+            }
+        }
+    }
+    EXPECT_GT(spoiled, 0);
+    (void)test::ReadRows(*source, *catalog.Find("MSP_PROJECTS"));
+}
+
+}  // namespace
+}  // namespace vantry::access
