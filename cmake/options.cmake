@@ -27,6 +27,11 @@ else()
   target_link_options(vy_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
 
+if(VANTRY_FUZZ)
+  # Without it the fuzzer sees nothing of what its input reaches in the libraries.
+  target_compile_options(vy_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # vantry_library(NAME SOURCES... [DEPENDS ...]): a static library of one folder.
 function(vantry_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})

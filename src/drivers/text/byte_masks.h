@@ -92,12 +92,12 @@ public:
     // Goes on at `place`, which is at or behind the last one returned.
     void MoveTo(std::size_t place) {
         if (place - base_ >= 64) {
+            odd_ = ~std::uint64_t{0};  // nobody has looked at what is passed over
             if (place >= size_) {
                 bits_ = 0;
                 base_ = size_;
                 return;
             }
-            odd_ = ~std::uint64_t{0};  // nobody has looked at what was passed over
             Load(place & ~std::size_t{63});
         }
         bits_ &= ~std::uint64_t{0} << (place - base_);

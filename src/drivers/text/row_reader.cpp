@@ -125,8 +125,8 @@ void RowReader::Append(std::size_t size) {
 }
 
 void RowReader::AppendDecoded() {
-    // One unit is at most three bytes of UTF-8.
-    std::size_t wanted = std::max<std::size_t>((capacity_ - used_) / 3, 2) & ~std::size_t{1};
+    // One unit is at most three bytes of UTF-8; two are read at least, for a pair.
+    std::size_t wanted = std::max<std::size_t>((capacity_ - used_) / 3, 4) & ~std::size_t{1};
     wanted = static_cast<std::size_t>(
         std::min<std::int64_t>(static_cast<std::int64_t>(wanted), end_ - read_offset_));
     raw_.resize(wanted);

@@ -94,6 +94,13 @@ const std::vector<Case>& Cases() {
         {"CharacterSet=Unicode", "a\0\n\0=\xD8\0\xDE\n\0"s, {"'\xF0\x9F\x98\x80'"}},
         {"", "\xFE\xFF\0a\0,\0b\0\r\0\n\0001\0,\0\"\0,\0\"\0\"\0\"\0\r\0\n"s, {"1|',\"'"}},
         {"", "\xEF\xBB\xBF\"a\",b\n1,x\n", {"1|'x'"}},
+        // Stray bytes far behind a qualifier that isn't closed, and far before one that is.
+        {"",
+         "a,b\n1,\"" + std::string(200, 'x') + "\xE4" + std::string(50, 'x'),
+         {"1|'" + std::string(200, 'x') + "\xC3\xA4" + std::string(50, 'x') + "'"}},
+        {"",
+         "a,b\n1,\"\xE4" + std::string(200, 'x') + "\"\n2,x",
+         {"1|'\xC3\xA4" + std::string(200, 'x') + "'", "2|'x'"}},
         // Dates.
         {"",
          "a\n2024-01-31\n2024-01-31 23:59:59\n12:30\n",
