@@ -1,0 +1,64 @@
+// The connection of the embedded engines: decides which way a statement goes.
+
+#include "drivers/sql/change.h"
+#include "drivers/sql/errors.h"
+#include "drivers/sql/parser.h"
+#include "drivers/sql/plain_query.h"
+#include "drivers/sql/query.h"
+
+namespace vantry::sql {
+namespace {
+
+class SqlConnection : public DriverConnection {
+public:
+    SqlConnection(std::shared_ptr<EmbeddedDatabase> database, Dialect dialect)
+        : database_(std::move(database)), dialect_(std::move(dialect)) {}
+
+    std::unique_ptr<Cursor> OpenCursor(std::string_view sql) override {
+        const auto statement = ParseStatement(sql, dialect_.kind);
+        const auto* select = std::get_if<Select>(&statement.content);
+        if (select == nullptr || select->into) {
+            throw DataError(kErrSyntax, "This statement gives no rows; only SELECT does.");
+        }
+        if (statement.parameter_count > 0) {
+            throw NoSuchColumn();
+        }
+        if (auto plain = MatchPlainQuery(*select, *database_)) {
+            return OpenPlainQuery(std::move(*plain), database_);
+        }
+        return OpenQuery(*select, database_, dialect_);
+    }
+
+    std::int64_t Execute(std::string_view sql) override {
+        return PrepareChange(sql, database_, dialect_)->Execute({});
+    }
+
+    std::unique_ptr<vantry::Statement> Prepare(std::string_view sql,
+                                               std::span<const ParameterInfo>) override {
+        return PrepareChange(sql, database_, dialect_);
+    }
+
+    std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) override {
+        const auto statement = ParseStatement(select_sql, dialect_.kind);
+        const auto* select = std::get_if<Select>(&statement.content);
+        if (select == nullptr || statement.parameter_count > 0) {
+            throw InvalidStatement();
+        }
+        return MakeAppender(*select, database_, dialect_);
+    }
+
+    std::vector<TableEntry> Tables() override { return database_->Tables(); }
+
+private:
+    std::shared_ptr<EmbeddedDatabase> database_;
+    Dialect dialect_;
+};
+
+}  // namespace
+
+std::unique_ptr<DriverConnection> ConnectSql(std::shared_ptr<EmbeddedDatabase> database,
+                                             Dialect dialect) {
+    return std::make_unique<SqlConnection>(std::move(database), std::move(dialect));
+}
+
+}  // namespace vantry::sql

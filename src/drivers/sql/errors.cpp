@@ -1,0 +1,166 @@
+#include "drivers/sql/errors.h"
+
+#include "data/utf.h"
+
+namespace vantry::sql {
+namespace {
+
+// "Near 'x y', character 12." so that the user finds the place in a long statement.
+std::string Place(Spot spot) {
+    const auto offset = std::min(spot.offset, spot.sql.size());
+    const auto rest = spot.sql.substr(offset);
+    if (rest.find_first_not_of(" \t\r\n;") == std::string_view::npos) {
+        return "  The statement ends too early.";
+    }
+    const auto shown = PrefixOfUtf16Units(rest.substr(0, rest.find_first_of("\r\n")), 30);
+    return "  Near '" + std::string(shown) + "', character " +
+           std::to_string(CountCodePoints(spot.sql.substr(0, offset)) + 1) + ".";
+}
+
+DataError Syntax(std::string text) {
+    return {kErrSyntax, std::move(text)};
+}
+
+std::string Quoted(std::string_view text) {
+    return "'" + std::string(text) + "'";
+}
+
+}  // namespace
+
+DataError SyntaxErrorIn(std::string_view clause, Spot spot) {
+    return Syntax("Syntax error in " + std::string(clause) + "." + Place(spot));
+}
+
+DataError MissingOperator(std::string_view expression, Spot spot) {
+    return Syntax("Syntax error (missing operator) in query expression " + Quoted(expression) +
+                  "." + Place(spot));
+}
+
+DataError SyntaxErrorInExpression(std::string_view why, std::string_view expression) {
+    return Syntax("Syntax error" + std::string(why) + " in query expression " + Quoted(expression) +
+                  ".");
+}
+
+DataError InvalidStatement() {
+    return Syntax(
+        "Invalid SQL statement; expected 'DELETE', 'INSERT', 'PROCEDURE', 'SELECT', or 'UPDATE'.");
+}
+
+DataError TextAfterEnd(Spot spot) {
+    return Syntax("Characters found after end of SQL statement." + Place(spot));
+}
+
+DataError FieldDefinitionError(Spot spot) {
+    return Syntax("Syntax error in field definition." + Place(spot));
+}
+
+DataError NotSupported(std::string_view what) {
+    return Syntax(std::string(what) + " isn't supported here.");
+}
+
+DataError TooComplex() {
+    return Syntax("Query is too complex.");
+}
+
+DataError NoSuchTable(std::string_view engine, std::string_view table) {
+    return {kErrNoSuchTable,
+            "The " + std::string(engine) + " cannot find the input table or query " +
+                Quoted(table) + ".  Make sure it exists and that its name is spelled correctly."};
+}
+
+DataError NoSuchTableToDrop(std::string_view table) {
+    return {kErrNoSuchTable, "Table " + Quoted(table) + " does not exist."};
+}
+
+DataError TableExists(std::string_view table) {
+    return Syntax("Table " + Quoted(table) + " already exists.");
+}
+
+DataError NoSuchColumn() {
+    return {kErrMissingParameter, "No value given for one or more required parameters."};
+}
+
+DataError AmbiguousColumn(std::string_view column) {
+    return Syntax("The specified field " + Quoted(column) +
+                  " could refer to more than one table listed in the FROM clause of your SQL "
+                  "statement.");
+}
+
+DataError UndefinedFunction(std::string_view function) {
+    return Syntax("Undefined function " + Quoted(function) + " in expression.");
+}
+
+DataError WrongArguments(std::string_view function) {
+    return Syntax("Wrong number of arguments used with function in query expression " +
+                  Quoted(function) + ".");
+}
+
+DataError NotInAggregate(std::string_view expression) {
+    return Syntax("You tried to execute a query that does not include the specified expression " +
+                  Quoted(expression) + " as part of an aggregate function.");
+}
+
+DataError MisplacedAggregate(std::string_view expression) {
+    return Syntax("Cannot have aggregate function in WHERE clause (" + std::string(expression) +
+                  ").");
+}
+
+DataError ViewCycle(std::string_view view) {
+    return Syntax("Circular reference caused by " + Quoted(view) + ".");
+}
+
+DataError ColumnCountDiffers() {
+    return Syntax(
+        "The number of columns in the two selected tables or queries of a union query do not "
+        "match.");
+}
+
+DataError UnknownTarget(std::string_view column) {
+    return Syntax(
+        "The INSERT INTO statement contains the following unknown field name: " + Quoted(column) +
+        ".  Make sure you have typed the name correctly, and try the operation again.");
+}
+
+DataError DuplicateTarget(std::string_view column) {
+    return Syntax("Duplicate output destination " + Quoted(column) + ".");
+}
+
+DataError SizeTooLong(std::string_view column) {
+    return Syntax("Size of field " + Quoted(column) + " is too long.");
+}
+
+DataError TypeMismatch() {
+    return {kErrTypeMismatch, "Data type mismatch in criteria expression."};
+}
+
+DataError DivisionByZero() {
+    return {kErrUnspecified, "Division by zero"};
+}
+
+DataError Overflow() {
+    return {kErrUnspecified, "Overflow"};
+}
+
+DataError InvalidUseOfNull() {
+    return {kErrUnspecified, "Invalid use of Null"};
+}
+
+DataError InvalidCall(std::string_view function) {
+    return {kErrUnspecified, "Invalid procedure call: " + std::string(function) + "."};
+}
+
+DataError RowGone(std::string_view table) {
+    return {kErrUnspecified,
+            "A row of the table " + Quoted(table) +
+                " was deleted by another user while it was read.  Read the table again."};
+}
+
+DataError ManyRowsInSubquery() {
+    return {kErrUnspecified, "At most one record can be returned by this subquery."};
+}
+
+DataError ReadOnlyEngine(std::string_view what) {
+    return {kErrUnspecified, std::string(what) + " isn't possible with this kind of file."};
+}
+
+}  // namespace vantry::sql

@@ -1,0 +1,52 @@
+#pragma once
+// The errors of the SQL layer, in the words that users of this dialect know. `engine` is the
+// dialect's engine name ("Microsoft Jet database engine"); `near` the place in the statement.
+
+#include "data/data_error.h"
+
+#include <string>
+#include <string_view>
+
+namespace vantry::sql {
+
+// Where reading a statement stopped: the statement and a byte offset in it.
+struct Spot {
+    std::string_view sql;
+    std::size_t offset = 0;
+};
+
+// A clause that can't be read: "FROM clause", "CREATE TABLE statement", ...
+DataError SyntaxErrorIn(std::string_view clause, Spot spot);
+DataError MissingOperator(std::string_view expression, Spot spot);
+DataError SyntaxErrorInExpression(std::string_view why, std::string_view expression);
+DataError InvalidStatement();
+DataError TextAfterEnd(Spot spot);
+DataError FieldDefinitionError(Spot spot);
+DataError NotSupported(std::string_view what);
+DataError TooComplex();
+
+DataError NoSuchTable(std::string_view engine, std::string_view table);
+DataError NoSuchTableToDrop(std::string_view table);
+DataError TableExists(std::string_view table);
+DataError NoSuchColumn();
+DataError AmbiguousColumn(std::string_view column);
+DataError UndefinedFunction(std::string_view function);
+DataError WrongArguments(std::string_view function);
+DataError NotInAggregate(std::string_view expression);
+DataError MisplacedAggregate(std::string_view expression);
+DataError ViewCycle(std::string_view view);
+DataError ColumnCountDiffers();
+DataError UnknownTarget(std::string_view column);
+DataError DuplicateTarget(std::string_view column);
+DataError SizeTooLong(std::string_view column);
+
+DataError TypeMismatch();
+DataError DivisionByZero();
+DataError Overflow();
+DataError InvalidUseOfNull();
+DataError InvalidCall(std::string_view function);
+DataError RowGone(std::string_view table);
+DataError ManyRowsInSubquery();
+DataError ReadOnlyEngine(std::string_view what);
+
+}  // namespace vantry::sql

@@ -1,0 +1,296 @@
+#include "drivers/sql/query.h"
+
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "drivers/sql/errors.h"
+#include "drivers/sql/functions.h"
+#include "drivers/sql/value_type.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace vantry::sql {
+
+Query::Query(CompiledQuery compiled,
+             std::shared_ptr<EmbeddedDatabase> database,
+             const Dialect& dialect)
+    : database_(std::move(database)), compiled_(std::move(compiled)), session_(dialect) {
+    for (const auto* function : compiled_.functions) {
+        session_.AddFunction(*function);
+    }
+    for (std::size_t k = 0; k < compiled_.sources.size(); ++k) {
+        compiled_.sources[k]->Register(session_, k);
+    }
+    sqlite3_stmt* statement = nullptr;
+    const int code = sqlite3_prepare_v3(session_.Handle(),
+                                        compiled_.sql.data(),
+                                        static_cast<int>(compiled_.sql.size()),
+                                        SQLITE_PREPARE_PERSISTENT,
+                                        &statement,
+                                        nullptr);
+    statement_.reset(statement);
+    if (code != SQLITE_OK || statement == nullptr) {
+        session_.Throw(code);
+    }
+    shown_.resize(compiled_.sources.size());
+    bool in_order = true;
+    for (const auto& column : compiled_.columns) {
+        infos_.push_back(column.info);
+        std::size_t position = 0;
+        if (column.source) {
+            const auto& shown = compiled_.sources[*column.source]->shown_columns;
+            const auto found = std::find(shown.begin(), shown.end(), column.stored_column);
+            position = static_cast<std::size_t>(found - shown.begin());
+        }
+        in_order = in_order && column.source && position == positions_.size();
+        positions_.push_back(position);
+    }
+    passes_through_ = in_order && compiled_.sources.size() == 1;
+    cells_.resize(compiled_.columns.size());
+}
+
+void Query::Start(std::span<const Cell> parameters) {
+    if (parameters.size() < compiled_.parameter_count) {
+        throw NoSuchColumn();
+    }
+    Stop();
+    session_.ForgetPresent();
+    for (std::size_t k = 0; k < compiled_.parameter_count; ++k) {
+        BindCell(static_cast<int>(k + 1), parameters[k]);
+    }
+    at_end_ = false;
+}
+
+void Query::Stop() {
+    sqlite3_reset(statement_.get());
+    at_end_ = true;
+    row_ = {};
+}
+
+void Query::BindCell(int index, const Cell& cell) {
+    auto* statement = statement_.get();
+    const auto copied = reinterpret_cast<sqlite3_destructor_type>(std::intptr_t{-1});
+    switch (cell.Kind()) {
+        case ValueKind::Unset:
+        case ValueKind::Unreadable:
+            throw NoSuchColumn();
+        case ValueKind::Null:
+            sqlite3_bind_null(statement, index);
+            break;
+        case ValueKind::Boolean:
+            sqlite3_bind_int(statement, index, cell.AsBoolean() ? -1 : 0);
+            break;
+        case ValueKind::Int64:
+            sqlite3_bind_int64(statement, index, cell.AsInt64());
+            break;
+        case ValueKind::DateTime:
+            sqlite3_bind_double(statement, index, LinearDays(cell.AsDateTime()));
+            break;
+        case ValueKind::Text:
+            sqlite3_bind_text64(statement,
+                                index,
+                                cell.AsText().empty() ? "" : cell.AsText().data(),
+                                cell.AsText().size(),
+                                copied,
+                                SQLITE_UTF8);
+            break;
+        case ValueKind::Bytes:
+            sqlite3_bind_blob64(
+                statement,
+                index,
+                cell.AsBytes().empty() ? "" : static_cast<const void*>(cell.AsBytes().data()),
+                cell.AsBytes().size(),
+                copied);
+            break;
+        default:
+            if (const auto whole = ToInt64(cell)) {
+                sqlite3_bind_int64(statement, index, *whole);
+            } else {
+                sqlite3_bind_double(statement, index, ToDouble(cell).value_or(0));
+            }
+            break;
+    }
+}
+
+bool Query::Next() {
+    if (at_end_) {
+        return false;
+    }
+    const int code = sqlite3_step(statement_.get());
+    if (code != SQLITE_ROW) {
+        at_end_ = true;
+        if (code != SQLITE_DONE) {
+            session_.Throw(code);
+        }
+        return false;
+    }
+    for (std::size_t k = 0; k < compiled_.sources.size(); ++k) {
+        if (!compiled_.sources[k]->shown_columns.empty()) {
+            FindRow(k);
+        }
+    }
+    if (passes_through_ && !shown_[0].cells.empty()) {
+        row_ = shown_[0].cells.first(cells_.size());
+        return true;
+    }
+    for (std::size_t k = 0; k < cells_.size(); ++k) {
+        const auto& column = compiled_.columns[k];
+        if (!column.source) {
+            cells_[k] = Computed(column);
+        } else {
+            const auto& cells = shown_[*column.source].cells;
+            cells_[k] = cells.empty() ? Cell::Null() : cells[positions_[k]];
+        }
+    }
+    row_ = cells_;
+    return true;
+}
+
+void Query::FindRow(std::size_t source) {
+    auto& shown = shown_[source];
+    auto& table = *compiled_.sources[source];
+    const int column = compiled_.row_id_columns[source];
+    shown.cells = {};
+    if (sqlite3_column_type(statement_.get(), column) == SQLITE_NULL) {
+        return;
+    }
+    const RowId row = sqlite3_column_int64(statement_.get(), column);
+    auto* current = table.Current();
+    if (table.shows_directly && current != nullptr && current->CurrentRow() == row) {
+        shown.standing = current;
+    } else {
+        if (!shown.by_id) {
+            shown.by_id = table.Table().Scan(table.shown_columns);
+        }
+        if (!shown.by_id->Seek(row)) {
+            throw RowGone(table.Table().Name());
+        }
+        shown.standing = shown.by_id.get();
+    }
+    shown.cells = shown.standing->Row();
+}
+
+RowId Query::RowOf(std::size_t source) const {
+    return sqlite3_column_int64(statement_.get(), compiled_.row_id_columns[source]);
+}
+
+DataError Query::FieldError(std::size_t column) const {
+    const auto& result = compiled_.columns[column];
+    const auto* standing = result.source ? shown_[*result.source].standing : nullptr;
+    if (standing == nullptr) {
+        return {kErrConversion, "The value of column " + infos_[column].name + " can't be read."};
+    }
+    return standing->FieldError(positions_[column]);
+}
+
+Cell Query::Number(const ColumnInfo& info, int sql_column) {
+    auto* statement = statement_.get();
+    const bool whole = sqlite3_column_type(statement, sql_column) == SQLITE_INTEGER;
+    const double number = sqlite3_column_double(statement, sql_column);
+    if (info.type == adDouble) {
+        return Cell::Double(number);
+    }
+    if (info.type == adSingle) {
+        return Cell::Single(static_cast<float>(number));
+    }
+    const auto cell =
+        whole ? Cell::Int64(sqlite3_column_int64(statement, sql_column)) : Cell::Double(number);
+    if (IsExactDecimal(info.type)) {
+        const int scale = info.type == adCurrency       ? 4
+                          : info.scale == kDoesNotApply ? 0
+                                                        : info.scale;
+        const auto decimal = ToDecimal(cell, scale);
+        if (!decimal) {
+            throw Overflow();
+        }
+        return Cell::FromDecimal(*decimal);
+    }
+    const auto rounded = ToInt64Rounded(cell);
+    const bool small = info.type == adInteger || info.type == adSmallInt;
+    if (!rounded || (small && (*rounded < INT32_MIN || *rounded > INT32_MAX))) {
+        throw Overflow();
+    }
+    return Cell::Int64(*rounded);
+}
+
+// The value of an expression, in the kind that its type says.
+Cell Query::Computed(const ResultColumn& column) {
+    auto* statement = statement_.get();
+    const int index = column.sql_column;
+    const int kind = sqlite3_column_type(statement, index);
+    if (kind == SQLITE_NULL) {
+        return Cell::Null();
+    }
+    const bool number = kind == SQLITE_INTEGER || kind == SQLITE_FLOAT;
+    const auto family = FamilyOf(column.info.type);
+    if (number && family == Family::Number) {
+        return Number(column.info, index);
+    }
+    if (number && family == Family::Boolean) {
+        return Cell::Boolean(sqlite3_column_double(statement, index) != 0);
+    }
+    if (number && family == Family::Date) {
+        const auto date = FromLinearDays(sqlite3_column_double(statement, index));
+        if (!date) {
+            throw Overflow();
+        }
+        return Cell::FromDateTime(*date);
+    }
+    if (kind == SQLITE_BLOB) {
+        const auto* data = static_cast<const std::byte*>(sqlite3_column_blob(statement, index));
+        return Cell::Bytes(
+            {data, static_cast<std::size_t>(sqlite3_column_bytes(statement, index))});
+    }
+    if (kind == SQLITE_INTEGER) {
+        return Cell::Int64(sqlite3_column_int64(statement, index));
+    }
+    if (kind == SQLITE_FLOAT) {
+        return Cell::Double(sqlite3_column_double(statement, index));
+    }
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
+    return Cell::Text({text, static_cast<std::size_t>(sqlite3_column_bytes(statement, index))});
+}
+
+namespace {
+
+class QueryCursor : public Cursor {
+public:
+    QueryCursor(CompiledQuery compiled,
+                std::shared_ptr<EmbeddedDatabase> database,
+                const Dialect& dialect)
+        : query_(std::move(compiled), std::move(database), dialect) {
+        query_.Start({});
+    }
+
+    std::span<const ColumnInfo> Columns() const override { return query_.Columns(); }
+
+    bool Next() override {
+        if (failure_) {
+            std::rethrow_exception(failure_);
+        }
+        try {
+            return query_.Next();
+        } catch (...) {
+            failure_ = std::current_exception();
+            throw;
+        }
+    }
+
+    std::span<const Cell> Row() const override { return query_.Row(); }
+    DataError FieldError(std::size_t column) const override { return query_.FieldError(column); }
+
+private:
+    Query query_;
+    std::exception_ptr failure_;
+};
+
+}  // namespace
+
+std::unique_ptr<Cursor> OpenQuery(const Select& select,
+                                  std::shared_ptr<EmbeddedDatabase> database,
+                                  const Dialect& dialect) {
+    auto compiled = CompileSelect(select, *database, dialect);
+    return std::make_unique<QueryCursor>(std::move(compiled), std::move(database), dialect);
+}
+
+}  // namespace vantry::sql

@@ -1,0 +1,69 @@
+#pragma once
+// A stored table as SQLite sees it: a read-only virtual table with the columns that the statement's
+// expressions look at ("c" and the column's number), and "r", the row's id. The result's plain
+// columns never go through SQLite: whoever made the source reads them from the scan's row, or from
+// a scan of its own by the id.
+
+#include "drivers/sql/storage.h"
+
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+struct sqlite3_context;
+struct sqlite3_value;
+
+namespace vantry::sql {
+
+class Session;
+
+class TableSource {
+public:
+    explicit TableSource(std::shared_ptr<StoredTable> table) : table_(std::move(table)) {}
+
+    StoredTable& Table() const { return *table_; }
+    const std::shared_ptr<StoredTable>& SharedTable() const { return table_; }
+
+    // Filled while the statement is compiled: the numbers of columns that its expressions read and
+    // that its result shows. Each once.
+    std::vector<std::size_t> read_columns;
+    std::vector<std::size_t> shown_columns;
+    // SQLite's scan carries the shown columns too, in front: right as long as rows come out in the
+    // order in which they are scanned.
+    bool shows_directly = false;
+    // SQLite may look at a text only while the scan stands at its row.
+    bool copies_text = true;
+
+    // Makes it a table named "t<number>" of the session, which must not outlive it.
+    void Register(Session& session, std::size_t number);
+
+    // The scan that SQLite moved last and its row; null when none is open.
+    TableScan* Current() const { return current_; }
+    // Column numbers that a scan of SQLite's carries.
+    const std::vector<std::size_t>& Projection() const { return projection_; }
+
+private:
+    friend struct TableModule;
+    // Rows by the hash of one column, for joins on a column without an index of the engine's.
+    using HashIndex = std::vector<std::pair<std::uint64_t, RowId>>;
+    const HashIndex& IndexOf(std::size_t read_position);
+
+    std::shared_ptr<StoredTable> table_;
+    Session* session_ = nullptr;
+    std::vector<std::size_t> projection_;
+    std::vector<std::size_t> positions_;  // of read_columns in projection_
+    std::vector<std::optional<HashIndex>> indexes_;
+    std::vector<std::size_t> lookups_;  // how often each read column was looked up by value
+    TableScan* current_ = nullptr;
+};
+
+// Dates are days since 1899-12-30 with the fraction counted forward, so that they sort.
+double LinearDays(const DateTime& date);
+// Nothing outside the years 1 to 9999. Within two microseconds of a whole millisecond it is that.
+std::optional<DateTime> FromLinearDays(double days);
+
+// Hands a cell to SQLite; false for Unreadable.
+bool SetResult(sqlite3_context* context, const Cell& cell, bool copy_text);
+
+}  // namespace vantry::sql

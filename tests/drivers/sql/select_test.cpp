@@ -1,0 +1,283 @@
+// Expected rows follow the rules of the dialect that the user writes, not what the code gives.
+
+#include "drivers/sql/sql_fixture.h"
+
+namespace vantry::sql::test {
+namespace {
+
+class SelectTest : public SqlTest {};
+
+struct Case {
+    const char* sql;
+    const char* rows;
+};
+
+TEST_F(SelectTest, PlainQueriesGiveTheStoredCells) {
+    const Case cases[] = {
+        {"SELECT [id],[customer] FROM [Orders]", "1|Ada\n2|ÉMILE\n3|ada\n4|-\n5|Bob"},
+        {"SELECT id, id, price FROM orders",
+         "1|1|12.5000\n2|2|100.0000\n3|3|7.2500\n4|4|-\n5|5|0.3333"},
+        {" Select count(*)  FROM [Orders]", "5"},
+        {"select TOP 2 id from Orders;", "1\n2"},
+        {"select * from People where 1=2", ""},
+        {"select * from People where 1=1", "ADA|36\némile|51\nZoe|-"},
+        {"select Orders.id from Orders where 1 <> 2 order by id desc", "5\n4\n3\n2\n1"},
+        {"SELECT `name` FROM \"People\"", "ADA\némile\nZoe"},
+        {"SELECT p!name FROM People AS p", "ADA\némile\nZoe"},
+    };
+    for (const auto& [sql, rows] : cases) {
+        EXPECT_EQ(Rows(sql), rows) << sql;
+    }
+}
+
+TEST_F(SelectTest, Conditions) {
+    const Case cases[] = {
+        {"select id from Orders where customer = 'ADA'", "1\n3"},
+        {"select id from Orders where customer = \"émile\"", "2"},
+        {"select id from Orders where customer <> 'ada'", "2\n5"},
+        {"select id from Orders where customer in ('BOB', 'Émile')", "2\n5"},
+        {"select id from Orders where customer not in ('BOB', 'Émile')", "1\n3"},
+        {"select id from Orders where shipped", "1\n3\n5"},
+        {"select id from Orders where not shipped", "2\n4"},
+        {"select id from Orders where shipped = True and id > 1", "3\n5"},
+        {"select id from Orders where shipped = 1", ""},
+        {"select id from Orders where shipped = Yes", "1\n3\n5"},
+        {"select id from Orders where ordered = #1/2/2024 1:45:00 PM#", "1"},
+        {"select id from Orders where ordered >= #2024-01-02#", "1\n2"},
+        {"select id from Orders where ordered < #1/1/1800#", "5"},
+        {"select id from Orders where ordered >= '2024-02-01'", "2"},
+        {"select id from Orders where qty = '10'", "4"},
+        {"select id from Orders where qty between 0 and 5", "1\n2"},
+        {"select id from Orders where qty not between 0 and 5", "4\n5"},
+        {"select id from Orders where qty is null", "3"},
+        {"select id from Orders where note is not null and note <> ''", "1\n4\n5"},
+        {"select id from Orders where note = Null", ""},
+        {"select id from Orders where price * qty > 30", "1\n2"},
+        {"select id from Orders where id mod 2 = 1 and id \\ 2 = 1", "3"},
+        {"select id from Orders where id = 1 or id = 2 and shipped", "1"},
+        {"select id from Orders where id < 3 xor shipped", "2\n3\n5"},
+        {"select id from Orders where id < 3 eqv shipped", "1\n4"},
+        {"select id from Orders where id < 3 imp shipped", "1\n3\n4\n5"},
+        {"select id from Orders where price = 0.3333", "5"},
+        {"select id from Orders where id = &H5", "5"},
+        {"select id from Orders where -id ^ 2 = -9", "3"},
+    };
+    for (const auto& [sql, rows] : cases) {
+        EXPECT_EQ(Rows(sql), rows) << sql;
+    }
+}
+
+TEST_F(SelectTest, LikeKnowsRunsSetsAndNoCase) {
+    const Case cases[] = {
+        {"'Hello' Like 'h%'", "-1"},
+        {"'Hello' Like '%LL%'", "-1"},
+        {"'Hello' Like 'h_llo'", "-1"},
+        {"'Hello' Like 'h[ae]llo'", "-1"},
+        {"'Hello' Like 'h[a-d]llo'", "0"},
+        {"'Hello' Like 'h[!a-d]llo'", "-1"},
+        {"'Hello' Like 'h[^e]llo'", "0"},
+        {"'50%' Like '50[%]'", "-1"},
+        {"'50x' Like '50[%]'", "0"},
+        {"'a*b' Like 'a*b'", "-1"},
+        {"'axb' Like 'a*b'", "0"},
+        {"'ÀÉ' Like 'à_'", "-1"},
+        {"'' Like '%'", "-1"},
+        {"'aXbXc' Like '%x%x_'", "-1"},
+        {"'ab' Like 'a[]b'", "-1"},
+        {"'[x' Like '[x'", "-1"},
+        {"Null Like '%'", "-"},
+    };
+    for (const auto& [condition, value] : cases) {
+        const auto rows = Rows(std::string("select Int(") + condition + ") as v");
+        EXPECT_EQ(rows, value) << condition;
+    }
+}
+
+TEST_F(SelectTest, JoinsSubqueriesAndUnions) {
+    const Case cases[] = {
+        {"select o.id, p.age from Orders as o inner join People as p on o.customer = p.name",
+         "1|36\n2|51\n3|36"},
+        {"select o.id, age from Orders o, People p where o.customer = p.name and age > 40", "2|51"},
+        {"select id, name from Orders left join People on Orders.customer = People.name",
+         "1|ADA\n2|émile\n3|ADA\n4|-\n5|-"},
+        {"select name, id from Orders right join People on Orders.customer = People.name order by "
+         "name, id",
+         "ADA|1\nADA|3\nZoe|-\némile|2"},
+        {"select a.id, b.id, c.name from (Orders a inner join Orders b on a.id = b.id - 1) inner "
+         "join People c on a.customer = c.name",
+         "1|2|ADA\n2|3|émile\n3|4|ADA"},
+        {"select id from Orders left join (People inner join Orders as x on People.name = "
+         "x.customer) on Orders.id = x.qty where Orders.id = 3",
+         nullptr},
+        {"select id from Orders where customer in (select name from People)", "1\n2\n3"},
+        {"select id from Orders o where exists (select * from People where name = o.customer and "
+         "age > 40)",
+         "2"},
+        {"select id from Orders where price = (select max(price) from Orders)", "2"},
+        {"select count(*) from (select name from People union select customer from Orders)", "5"},
+        {"select id from Orders where id < 3 union all select age from People", "1\n2\n36\n51\n-"},
+        {"select t.c from (select customer as c, id from Orders where id < 3) as t", "Ada\nÉMILE"},
+        {"select c from [select customer as c from Orders where id = 5]. as t", "Bob"},
+    };
+    for (const auto& [sql, rows] : cases) {
+        if (rows == nullptr) {
+            EXPECT_NE(ErrorOf(sql).Number(), 0) << sql;  // "id" stands in two of the tables
+        } else {
+            EXPECT_EQ(Rows(sql), rows) << sql;
+        }
+    }
+}
+
+TEST_F(SelectTest, GroupsOrderAndTop) {
+    const Case cases[] = {
+        {"select customer, count(*), sum(qty) from Orders group by customer order by count(*) "
+         "desc, 1",
+         "Ada|2|3\n-|1|10\nBob|1|-2\nÉMILE|1|1"},
+        {"select shipped, sum(price) as s from Orders group by shipped having count(*) > 2",
+         "True|20.0833"},
+        {"select max(id), min(ordered), max(customer), avg(qty), count(qty) from Orders",
+         "5|1776-07-04|ÉMILE|3|4"},
+        {"select max(sessionid) from (select id as sessionid from Orders where id > 99)", "-"},
+        {"select year(ordered) as y, count(*) from Orders where ordered is not null group by "
+         "year(ordered) order by 1",
+         "1776|1\n2023|1\n2024|2"},
+        {"select first(id), last(id), stdev(id), varp(id) from Orders", "1|5|1.5811388300841898|2"},
+        {"select distinct customer from Orders order by customer", "-\nAda\nBob\nÉMILE"},
+        {"select distinct shipped, count(*) from Orders group by customer, shipped order by "
+         "shipped",
+         "True|1\nTrue|2\nFalse|1"},
+        {"select top 1 customer from Orders where customer is not null order by customer",
+         "Ada\nada"},
+        {"select top 40 percent id from Orders order by id desc", "5\n4"},
+        {"select top 3 id from Orders where id > 1 ", "2\n3\n4"},
+        {"select id, customer from Orders order by customer desc, id desc",
+         "2|ÉMILE\n5|Bob\n3|ada\n1|Ada\n4|-"},
+        {"select id as n from Orders where id > 3 order by n desc", "5\n4"},
+        {"select qty + 1 as q, q * 2 as r from Orders where id = 1", "4|8"},
+    };
+    for (const auto& [sql, rows] : cases) {
+        EXPECT_EQ(Rows(sql), rows) << sql;
+    }
+}
+
+TEST_F(SelectTest, ColumnsReportNameAndType) {
+    const Case cases[] = {
+        {"select * from Orders where id = 1",
+         "id:3,customer:202,price:6,qty:2,ordered:7,shipped:11,note:203"},
+        {"select count(*) from Orders", "Expr1000:3"},
+        {"select id, count(*), max(ordered), sum(price) as total, sum(qty) from Orders group by id",
+         "id:3,Expr1001:3,Expr1002:7,total:6,Expr1004:5"},
+        {"select a.id, b.id, b.qty from Orders a, Orders b where a.id = b.id",
+         "a.id:3,b.id:3,qty:2"},
+        {"select customer & ' x', note & 'x', ordered + 1, qty / 2, shipped and True, qty * price "
+         "from Orders where id = 0",
+         "Expr1000:202,Expr1001:203,Expr1002:7,Expr1003:5,Expr1004:11,Expr1005:6"},
+        {"select ID as Number from ORDERS", "Number:3"},
+    };
+    for (const auto& [sql, names] : cases) {
+        EXPECT_EQ(Names(sql), names) << sql;
+    }
+}
+
+TEST_F(SelectTest, PlainColumnsKeepWhatSqliteCannotHold) {
+    using D = MemoryDatabase;
+    auto& rows = database_->AddTable(
+        "Exact",
+        {D::Column("k", adInteger, 4), D::Column("d", adNumeric, 19, 10), D::Column("t", adDate)});
+    const Decimal long_decimal{static_cast<Int128>(1234567890123456789LL) * 10'000'000'000LL + 7,
+                               10};
+    for (int k = 0; k < 3; ++k) {
+        std::vector<Value> row(3);
+        row[0].Assign(Cell::Int64(k % 2));
+        row[1].Assign(Cell::FromDecimal(long_decimal));
+        row[2].Assign(Cell::FromDateTime({45000 + k, 123'456'789}));
+        rows.rows.push_back(std::move(row));
+        rows.deleted.push_back(false);
+    }
+    for (const std::string sql :
+         {"select d, t from Exact where k = 1",
+          "select d, t from Exact where k >= 0 order by t desc",
+          "select distinct d, t from Exact order by t",
+          "select d, t, count(*) from Exact group by d, t",
+          "select top 1 d, t from Exact order by k",
+          "select v.d, v.t from (select d, t, k from Exact) as v where k=0",
+          "select e.d, e.t from Exact e left join People p on p.age = e.k"}) {
+        const auto cursor = connection_->OpenCursor(sql);
+        ASSERT_TRUE(cursor->Next()) << sql;
+        EXPECT_EQ(ToText(cursor->Row()[0]), "1234567890123456789.0000000007") << sql;
+        EXPECT_EQ(cursor->Row()[1].AsDateTime().nanos, 123'456'789) << sql;
+    }
+}
+
+TEST_F(SelectTest, SavedQueriesAreTablesToo) {
+    database_->views["BIG"] = "SELECT id, customer, price FROM Orders WHERE price > 5;";
+    database_->views["BIGGER"] = "select Big.*, price * 2 as twice from Big where price > 10";
+    database_->views["LOOP"] = "select * from LOOP2";
+    database_->views["LOOP2"] = "select * from LOOP";
+    EXPECT_EQ(Rows("select * from Bigger order by id desc"),
+              "2|ÉMILE|100.0000|200.0000\n1|Ada|12.5000|25.0000");
+    EXPECT_EQ(Rows("select count(*) from Big"), "3");
+    EXPECT_EQ(Names("select * from [Bigger]"), "id:3,customer:202,price:6,twice:6");
+    EXPECT_EQ(ErrorOf("select * from Loop").Description(), "Circular reference caused by 'LOOP'.");
+}
+
+TEST_F(SelectTest, UnreadableValuesHurtOnlyThoseWhoLookAtThem) {
+    auto& rows = database_->Rows("Orders");
+    rows.rows[2][2].Assign(Cell::Unreadable());
+    EXPECT_EQ(Rows("select id, price from Orders where id > 1"), "2|100.0000\n3|!\n4|-\n5|0.3333");
+    EXPECT_EQ(Rows("select id, price from Orders order by id desc"),
+              "5|0.3333\n4|-\n3|!\n2|100.0000\n1|12.5000");
+    const auto cursor = connection_->OpenCursor("select id from Orders where price > 1");
+    EXPECT_TRUE(cursor->Next());
+    EXPECT_TRUE(cursor->Next());
+    for (int again = 0; again < 2; ++again) {
+        try {
+            cursor->Next();
+            FAIL() << "a condition on an unreadable value was decided";
+        } catch (const DataError& error) {
+            EXPECT_EQ(error.Description(), "unreadable Orders.price row 3");
+        }
+    }
+    const auto plain = connection_->OpenCursor("select price, id from Orders where id = 3");
+    ASSERT_TRUE(plain->Next());
+    EXPECT_EQ(plain->FieldError(0).Description(), "unreadable Orders.price row 3");
+}
+
+TEST_F(SelectTest, JoinsDontWalkTheInnerTableForEachRow) {
+    auto& people = database_->Rows("People");
+    auto& orders = database_->Rows("Orders");
+    for (int k = 0; k < 500; ++k) {
+        connection_->Execute("insert into Orders (id, customer) values (" +
+                             std::to_string(1000 + k) + ", 'c" + std::to_string(k) + "')");
+        connection_->Execute("insert into People values ('C" + std::to_string(k) + "', 1)");
+    }
+    orders.rows_read = people.rows_read = 0;
+    EXPECT_EQ(Rows("select count(*) from Orders inner join People on customer = name"), "503");
+    EXPECT_LT(orders.rows_read + people.rows_read, 5000U);
+
+    people.indexed.insert(0);
+    EXPECT_EQ(Rows("select age from People where name = 'c77'"), "1");
+    EXPECT_EQ(people.searches, 1);
+}
+
+TEST_F(SelectTest, PathsAreTableNames) {
+    using D = MemoryDatabase;
+    for (const std::string name : {"/dir/my orders.dbf", "orders#csv", "orders.csv", "sub/list"}) {
+        database_->AddTable(name, {D::Column("a", adInteger, 4)});
+        connection_->Execute("insert into [" + name + "] values (7)");
+    }
+    const Case cases[] = {
+        {"SELECT a FROM \"/dir/my orders.dbf\"", "7"},
+        {"SELECT a FROM [/dir/my orders.dbf] WHERE a = 7", "7"},
+        {"SELECT a FROM orders#csv WHERE a=7", "7"},
+        {"SELECT [orders#csv].a FROM [orders#csv] WHERE orders.a=7", "7"},
+        {"SELECT a FROM orders.csv", "7"},
+        {"SELECT list.a FROM sub/list WHERE a > 0", "7"},
+    };
+    for (const auto& [sql, rows] : cases) {
+        EXPECT_EQ(Rows(sql), rows) << sql;
+    }
+}
+
+}  // namespace
+}  // namespace vantry::sql::test
