@@ -39,6 +39,27 @@ MYSQL* Session::Idle() {
     return handle_.get();
 }
 
+void Session::ReadBackslashesAs(Backslash meaning, std::string_view sql) {
+    if (sql.find('\\') == std::string_view::npos) {
+        return;
+    }
+    unsigned status = 0;  // as the server told with its last answer
+    mariadb_get_infov(handle_.get(), MARIADB_CONNECTION_SERVER_STATUS, &status);
+    const bool are_data = (status & SERVER_STATUS_NO_BACKSLASH_ESCAPES) != 0;
+    const bool shall_be_data = meaning == Backslash::Data;
+    // A server that always takes them as data is left as it is.
+    if (are_data == shall_be_data || (are_data && !backslashes_set_)) {
+        return;
+    }
+    const std::string_view set =
+        shall_be_data ? "set session sql_mode=concat(@@sql_mode,',NO_BACKSLASH_ESCAPES')"
+                      : "set session sql_mode=replace(@@sql_mode,'NO_BACKSLASH_ESCAPES','')";
+    if (mysql_real_query(handle_.get(), set.data(), set.size()) != 0) {
+        throw ServerError(handle_.get());
+    }
+    backslashes_set_ = shall_be_data;
+}
+
 void Session::Abandon(std::unique_ptr<RowSource> rows) {
     streamer_ = nullptr;
     abandoned_ = std::move(rows);

@@ -31,6 +31,10 @@ protected:
     ~Streamer() = default;
 };
 
+// What a backslash in a literal of a statement's text is: the character itself, or the beginning of
+// an escape such as \n, as servers have it unless they are told otherwise.
+enum class Backslash { Data, Escape };
+
 class Session {
 public:
     explicit Session(Login login);
@@ -43,6 +47,10 @@ public:
     // The connection as it is: for those who are in the middle of their own statement.
     MYSQL* Busy() const { return handle_.get(); }
     unsigned BytesPerCharacter() const { return bytes_per_character_; }
+
+    // To be called on the idle connection before `sql` is sent. Costs nothing unless there is a
+    // backslash in it. Throws DataError.
+    void ReadBackslashesAs(Backslash meaning, std::string_view sql);
 
     bool IsStreaming() const { return streamer_ != nullptr; }
     void BeginStream(Streamer* streamer) { streamer_ = streamer; }
@@ -58,6 +66,7 @@ private:
     Login login_;
     UniqueHandle handle_;
     unsigned bytes_per_character_ = 4;
+    bool backslashes_set_ = false;  // to be data, by us
     Streamer* streamer_ = nullptr;
     std::unique_ptr<RowSource> abandoned_;
 };

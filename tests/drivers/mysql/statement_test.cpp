@@ -24,6 +24,26 @@ TEST_F(MySqlStatementTest, TextsRunAsTheyStandOneStatementEach) {
     EXPECT_NE(ErrorOf([&] { connection->OpenCursor("delete from plain"); }).Number(), 0);
 }
 
+// Loaders double the quotes in a value and leave all else; a condition is in the server's dialect.
+TEST_F(MySqlStatementTest, BackslashesAreDataInInsertsAndEscapesInConditions) {
+    for (const char* mode : {"STRICT_TRANS_TABLES", "NO_BACKSLASH_ESCAPES", ""}) {
+        SCOPED_TRACE(mode);
+        const auto connection =
+            ConnectBy(Server().ConnectionText() + ";INITSTMT=set sql_mode='" + mode + "'");
+        connection->Execute("create or replace table paths (id int, p varchar(40));");
+        connection->Execute(
+            "INSERT INTO `paths` ( `id`, `p`) VALUES (1,'C:\\new\\'),(2,'a''\\''b');");
+        EXPECT_EQ(ReadColumn(*connection, "select p from paths order by id"),
+                  (std::vector<std::string>{"T C:\\new\\", "T a'\\'b"}));
+        const bool escapes = std::string(mode) != "NO_BACKSLASH_ESCAPES";
+        EXPECT_EQ(ReadColumn(*connection, "select 'x\\ty'"),
+                  std::vector<std::string>{escapes ? "T x\ty" : "T x\\ty"});
+        connection->Execute("INSERT INTO `paths` VALUES (3,'\\');");
+        EXPECT_EQ(ReadColumn(*connection, "select p from paths where id=3"),
+                  std::vector<std::string>{"T \\"});
+    }
+}
+
 TEST_F(MySqlStatementTest, FailuresCarryTheServersWordsAndTheirNumber) {
     Server().Run(
         "create table strict (id int primary key, t varchar(3) not null, n tinyint, d date);"
