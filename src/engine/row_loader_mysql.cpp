@@ -71,9 +71,19 @@ DateText FormatForServer(const Cell& value) {
     return text;
 }
 
+// A date that no calendar has, such as 0000-00-00 out of an old server, comes as the text that its
+// source wrote. It goes on as it stands: whether it is taken is the target's to say.
+bool IsTextWithoutDate(const Cell& value) {
+    return value.Kind() == ValueKind::Text && !ToDateTime(value);
+}
+
 void AppendDatePiece(const Cell& value, std::string& batch) {
     if (value.IsNull()) {
         AppendNull(batch);
+        return;
+    }
+    if (IsTextWithoutDate(value)) {
+        AppendQuoted(value.AsText(), batch);
         return;
     }
     const auto text = FormatForServer(value);
@@ -141,6 +151,10 @@ void CopyValue(Field& target, const Cell& value) {
 void CopyDay(Field& target, const Cell& value) {
     if (value.IsNull()) {
         target.SetValue(Cell::Text("NULL"));
+        return;
+    }
+    if (IsTextWithoutDate(value)) {
+        target.SetValue(value);
         return;
     }
     const auto text = FormatForServer(value);
