@@ -145,14 +145,17 @@ bool TcpRelay::Pump(Link& link, bool from_client) {
     }
     std::string piece(buffer.data(), static_cast<std::size_t>(size));
     bool go_on = true;
-    const std::lock_guard lock(mutex_);
-    if (from_client) {
-        sent_ += piece;
-        link.unread += piece;
-        KeepQueries(link);
-    } else {
-        go_on = !spoiler_ || spoiler_(piece);
+    {
+        const std::lock_guard lock(mutex_);
+        if (from_client) {
+            sent_ += piece;
+            link.unread += piece;
+            KeepQueries(link);
+        } else {
+            go_on = !spoiler_ || spoiler_(piece);
+        }
     }
+    // A client that doesn't read just now may be about to call Spoil: no lock while sending.
     return SendAll(from_client ? link.server : link.client, piece) && go_on;
 }
 
