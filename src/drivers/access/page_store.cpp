@@ -119,6 +119,7 @@ void PageStore::RequireWritable() {
 void PageStore::StartTransaction() {
     BumpVersion();
     free_pages_.reset();
+    freed_.clear();
     search_from_ = kFirstFreePage;
 }
 
@@ -152,7 +153,9 @@ void PageStore::BeginRow(bool undo) {
 
 void PageStore::EndRow(bool keep) {
     if (!keep) {
-        StartTransaction();
+        // A page freed by the row is in use again. Pages freed earlier in the batch stay known.
+        BumpVersion();
+        search_from_ = kFirstFreePage;
     }
     file_->EndRow(keep);
 }
@@ -194,34 +197,39 @@ PageNumber PageStore::Append() {
     return file_->Append();
 }
 
-PageNumber PageStore::Allocate() {
+UsageMapWriter& PageStore::FreePages() {
     if (!free_pages_) {
         free_pages_ = std::make_unique<UsageMapWriter>(
             *this, RowPointer{kGlobalMapPage, 0}, UsageMapWriter::Kind::FreePages);
     }
+    return *free_pages_;
+}
+
+PageNumber PageStore::Allocate() {
     if (search_from_ < PageCount()) {
-        if (const auto free = free_pages_->Next(search_from_, PageCount())) {
+        if (const auto free = FreePages().Next(search_from_, PageCount())) {
             search_from_ = *free + 1;
-            free_pages_->Remove(*free);
-            const auto bytes = Change(*free);
-            std::memset(bytes.data(), 0, bytes.size());
+            FreePages().Remove(*free);
+            if (freed_.contains(*free)) {
+                const auto bytes = Change(*free);
+                std::memset(bytes.data(), 0, bytes.size());
+            } else {
+                BumpVersion();
+                file_->Renew(*free);
+            }
             return *free;
         }
         search_from_ = kMaxPageNumber;
     }
     const PageNumber page = Append();
-    free_pages_->Remove(page);
+    FreePages().Remove(page);
     return page;
 }
 
 void PageStore::Free(PageNumber page) {
-    if (!free_pages_) {
-        free_pages_ = std::make_unique<UsageMapWriter>(
-            *this, RowPointer{kGlobalMapPage, 0}, UsageMapWriter::Kind::FreePages);
-    }
-    const auto bytes = Change(page);
-    std::memset(bytes.data(), 0, GetLayout().data.slots_offset);
-    free_pages_->Add(page);
+    BumpVersion();
+    FreePages().Add(page);
+    freed_.insert(page);
     search_from_ = std::min(search_from_, page);
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 namespace vantry::access {
@@ -59,7 +60,7 @@ public:
     // A page of zeros: a free one of the file, or one behind its end. The file's map of free pages
     // is kept up.
     PageNumber Allocate();
-    // Gives a page back; stale pointers to it find no page type there.
+    // Gives a page back. Its bytes stay until it is used again.
     void Free(PageNumber page);
     void Finish(PageNumber page) { file_->Finish(page); }
     void SafePoint();
@@ -72,12 +73,13 @@ private:
     // A page behind the end, not marked in the map of free pages.
     PageNumber Append();
     void StartTransaction();
+    UsageMapWriter& FreePages();
 
     std::unique_ptr<file::PagedFile> file_;
     std::vector<CommitListener*> listeners_;
     std::unique_ptr<UsageMapWriter> free_pages_;
-    std::uint64_t free_pages_transaction_ = 0;
-    PageNumber search_from_ = 0;  // no free page before this one
+    std::unordered_set<PageNumber> freed_;  // in this transaction: it may have to come back
+    PageNumber search_from_ = 0;            // no free page before this one
     std::uint64_t seen_version_ = 0;
 };
 

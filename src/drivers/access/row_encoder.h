@@ -69,16 +69,20 @@ private:
         std::uint32_t length = 0;
     };
     struct Pending {
-        std::size_t column = 0;
+        std::size_t column = 0;  // position in `def`
         std::size_t header = 0;  // offset in the row
-        ByteSpan data;
-        std::vector<std::byte> own;
+        ByteSpan data;           // of the caller's cell or of `own`
+        std::u16string own;
     };
 
-    template <typename Each>
-    void Build(Each&& each);
-    void Reserve(std::size_t behind, std::size_t length);
-    void SetEncoder(Column& column);
+    static void SetEncoder(Column& column);
+    void Build(std::span<const Cell> row, const StoredField* given);
+    // Puts one field at `out`, which has room for the longest; its end.
+    std::byte* PutField(const Column& column,
+                        std::span<const Cell> row,
+                        const StoredField* given,
+                        std::byte* out);
+    [[noreturn]] void ThrowStoredTooLong(const Column& column) const;
 
     // Each writes the stored form at `out` and returns its end; a null cell never arrives.
     std::byte* EncodeByte(const Column&, const Cell&, std::byte*);
@@ -99,9 +103,8 @@ private:
     std::byte* EncodeOle(const Column&, const Cell&, std::byte*);
 
     std::int64_t WholeNumber(const Column&, const Cell&, std::int64_t low, std::int64_t high);
-    std::byte* PutText(const Column&, std::string_view text, std::byte* out);
-    std::byte* PutLongValue(const Column&, ByteSpan data, std::vector<std::byte>* own, std::byte*);
-    // The bytes of a value for a binary field.
+    // Leaves `own` empty where the caller keeps the data.
+    std::byte* PutLongValue(const Column&, ByteSpan data, std::u16string own, std::byte*);
     ByteSpan BytesOf(const Cell& cell);
     std::string_view TextOf(const Cell& cell);
     FieldName NameOf(const Column& column) const { return {table_, column.def->name}; }
@@ -115,13 +118,13 @@ private:
     std::size_t fixed_end_ = 0;     // offset of the variable data
     std::size_t mask_size_ = 0;
 
+    std::size_t capacity_ = 0;  // of any row of values
     std::vector<std::byte> buffer_;
     std::size_t length_ = 0;
     std::vector<Field> fields_;  // by position in `def`
     std::vector<Pending> pending_;
     std::vector<std::uint16_t> starts_;  // of the variable data, by variable index
-    std::byte* mask_ = nullptr;
-    std::vector<std::byte> mask_bytes_;
+    std::vector<std::byte> mask_;
     std::string scratch_;
     std::u16string units_;
 };

@@ -1,5 +1,6 @@
 #include "drivers/access/usage_map_writer.h"
 
+#include "drivers/access/data_page.h"
 #include "drivers/access/errors.h"
 
 #include <algorithm>
@@ -11,9 +12,6 @@ namespace {
 
 constexpr std::string_view kDamage = "its usage map runs outside the page";
 
-bool TestBit(ByteSpan bits, std::size_t bit) {
-    return (std::to_integer<unsigned>(bits[bit / 8]) >> (bit % 8) & 1U) != 0;
-}
 void PutBit(std::span<std::byte> bits, std::size_t bit, bool value) {
     const std::byte mask{static_cast<unsigned char>(1U << (bit % 8))};
     bits[bit / 8] = value ? bits[bit / 8] | mask : bits[bit / 8] & ~mask;
@@ -30,13 +28,6 @@ std::optional<std::size_t> FindBit(ByteSpan bits, std::size_t from, std::size_t 
         bit = (bit / 8 + 1) * 8;
     }
     return std::nullopt;
-}
-
-void StoreU32(std::span<std::byte> bytes, std::size_t offset, std::uint32_t value) {
-    if (offset + sizeof value > bytes.size()) {
-        throw BoundsError();
-    }
-    std::memcpy(bytes.data() + offset, &value, sizeof value);
 }
 
 }  // namespace
@@ -215,6 +206,14 @@ std::vector<PageNumber> UsageMapWriter::BitmapPages() {
         }
     }
     return pages;
+}
+
+void UsageMapWriter::Clear() {
+    for (const PageNumber bitmap : BitmapPages()) {
+        store_->Free(bitmap);
+    }
+    const auto row = ChangeRow();
+    std::memset(row.data(), 0, row.size());
 }
 
 void UsageMapWriter::ThrowFull(PageNumber page) {

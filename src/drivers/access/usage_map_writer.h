@@ -24,6 +24,8 @@ public:
     std::optional<PageNumber> Next(PageNumber from, PageNumber limit);
     // The bitmap pages of a reference map.
     std::vector<PageNumber> BitmapPages();
+    // Frees the bitmap pages; the map is then an empty inline one.
+    void Clear();
 
 private:
     ByteSpan LookRow();

@@ -132,6 +132,12 @@ DataError ChildRowsExist(std::string_view table, std::string_view child) {
                      " includes related records. (Table " + Quoted(table) + ".)");
 }
 
+DataError DatabaseExists(std::string_view path) {
+    return Error(kErrUnspecified,
+                 "Database already exists. The file " + Quoted(path) +
+                     " is there: choose another name, or delete it first.");
+}
+
 DataError TableExists(std::string_view table) {
     return Error(kErrSyntax, "Table " + Quoted(table) + " already exists.");
 }

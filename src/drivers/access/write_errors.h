@@ -38,6 +38,7 @@ DataError NoParentRow(std::string_view table, std::string_view relation);
 DataError ChildRowsExist(std::string_view table, std::string_view child);
 
 // Definitions.
+DataError DatabaseExists(std::string_view path);
 DataError TableExists(std::string_view table);
 DataError TableMissing(std::string_view table);
 DataError BadFieldDefinition(std::string_view column, std::string_view what);

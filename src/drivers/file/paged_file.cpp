@@ -79,6 +79,7 @@ void PagedFile::NoteStamp(bool own_change) {
     const FileStamp now = file_.Stamp();
     if (own_change || stamp_is_recent_ || !(now == stamp_)) {
         ++version_;
+        foreign_changes_ += own_change ? 0 : 1;
     }
     stamp_ = now;
     stamp_is_recent_ = !now.marked && NowAsFileTime() - now.modified_ns < kClockGrain_ns;
@@ -380,7 +381,7 @@ void PagedFile::UndoRow() {
         std::memcpy(frame.bytes, image.bytes.get(), options_.page_size);
         if (!frame.changed) {
             frame.changed = true;
-            changed_existing_ += image.page < base_pages_ ? 1 : 0;
+            changed_existing_ += Matters(image.page) ? 1 : 0;
         }
     }
     for (std::uint32_t page = pages_at_mark_; page < page_count_; ++page) {
@@ -456,7 +457,7 @@ void PagedFile::LockContent() {
 void PagedFile::JournalPages(std::span<const std::uint32_t> pages, bool last) {
     std::vector<std::byte> former(options_.page_size);
     for (const std::uint32_t page : pages) {
-        if (page >= base_pages_ || !journaled_.insert(page).second) {
+        if (!Matters(page) || !journaled_.insert(page).second) {
             continue;
         }
         file_.ReadExactly(OffsetOf(page), former);
@@ -489,7 +490,7 @@ void PagedFile::WritePages(std::vector<std::uint32_t>& pages) {
             run.push_back({frame.bytes, options_.page_size});
             if (frame.changed) {
                 frame.changed = false;
-                changed_existing_ -= pages[end] < base_pages_ ? 1 : 0;
+                changed_existing_ -= Matters(pages[end]) ? 1 : 0;
             }
         }
         if (options_.transform) {
@@ -512,7 +513,7 @@ void PagedFile::WriteEverything() {
     std::vector<std::uint32_t> appended;
     for (const auto& [page, frame] : frames_) {
         if (frame.changed) {
-            (page < base_pages_ ? existing : appended).push_back(page);
+            (Matters(page) ? existing : appended).push_back(page);
         }
     }
     if (existing.empty() && appended.empty() && !journal_) {
@@ -539,7 +540,7 @@ void PagedFile::WriteEverything() {
 void PagedFile::WriteEarly(std::vector<std::uint32_t> pages) {
     OpenJournal();
     if (std::any_of(pages.begin(), pages.end(), [this](std::uint32_t page) {
-            return page < base_pages_;
+            return Matters(page);
         })) {
         JournalPages(pages, false);
         LockContent();
@@ -552,7 +553,7 @@ void PagedFile::SafePoint() {
         std::vector<std::uint32_t> complete;
         for (const std::uint32_t page : finished_) {
             const auto frame = frames_.find(page);
-            if (page >= base_pages_ && frame != frames_.end() && frame->second.changed) {
+            if (!Matters(page) && frame != frames_.end() && frame->second.changed) {
                 complete.push_back(page);
             }
         }
@@ -577,7 +578,7 @@ void PagedFile::SafePoint() {
     for (const auto& [page, frame] : frames_) {
         if (frame.changed) {
             all.push_back(page);
-            if (page >= base_pages_) {
+            if (!Matters(page)) {
                 appended.push_back(page);
             }
         }
@@ -634,6 +635,7 @@ void PagedFile::DropFrames() {
     }
     finished_.clear();
     journaled_.clear();
+    renewed_.clear();
     images_.clear();
     changed_existing_ = 0;
     undo_ = false;
@@ -673,7 +675,7 @@ std::span<std::byte> PagedFile::Change(std::uint32_t page) {
     }
     if (!frame.changed) {
         frame.changed = true;
-        if (page < base_pages_) {
+        if (Matters(page)) {
             ++changed_existing_;
             if (!journaled_.contains(page)) {
                 OpenJournal();
@@ -681,6 +683,19 @@ std::span<std::byte> PagedFile::Change(std::uint32_t page) {
             }
         }
     }
+    return {frame.bytes, options_.page_size};
+}
+
+std::span<std::byte> PagedFile::Renew(std::uint32_t page) {
+    ++version_;
+    Frame& frame = Load(page, false);
+    if (frame.changed && Matters(page)) {
+        --changed_existing_;
+    }
+    renewed_.insert(page);
+    std::memset(frame.bytes, 0, options_.page_size);
+    frame.changed = true;
+    frame.mark = mark_;
     return {frame.bytes, options_.page_size};
 }
 

@@ -63,6 +63,8 @@ public:
     // Makes the rows that this and other connections of the process still keep in an open batch
     // visible to everybody. Throws what went wrong when a batch was committed in the background.
     void Settle();
+    // Counts the times when another connection was found to have changed the file.
+    std::uint64_t ForeignChanges() const { return foreign_changes_; }
 
     // ---- Transactions
     // Throws when the file can't be written, or is in use for longer than the lock timeout. Begin()
@@ -86,6 +88,8 @@ public:
     std::span<const std::byte> Look(std::uint32_t page);
     // A new page of zeros behind the last one.
     std::uint32_t Append();
+    // An existing page whose former content matters to nobody, as zeros: it isn't journalled.
+    std::span<std::byte> Renew(std::uint32_t page);
     // The page is full or otherwise complete: it will hardly be touched again.
     void Finish(std::uint32_t page) { finished_.push_back(page); }
     // No view is in use: pages may be written early and views become stale.
@@ -111,6 +115,11 @@ private:
     }
     std::uint32_t PagesIn(std::uint64_t size) const {
         return static_cast<std::uint32_t>(size / options_.page_size);
+    }
+
+    // Whether a change of the page must be taken back after an interruption.
+    bool Matters(std::uint32_t page) const {
+        return page < base_pages_ && !renewed_.contains(page);
     }
 
     void StartReading();
@@ -145,6 +154,7 @@ private:
     FileStamp stamp_;
     bool stamp_is_recent_ = true;
     std::uint64_t version_ = 1;
+    std::uint64_t foreign_changes_ = 0;
 
     State state_ = State::Idle;
     std::uint64_t transaction_ = 0;
@@ -156,6 +166,7 @@ private:
     std::vector<std::uint32_t> finished_;
     std::size_t changed_existing_ = 0;
     std::unordered_set<std::uint32_t> journaled_;
+    std::unordered_set<std::uint32_t> renewed_;
     std::unique_ptr<Journal> journal_;
     bool content_locked_ = false;
     std::function<void()> before_commit_;

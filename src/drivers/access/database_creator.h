@@ -1,0 +1,12 @@
+#pragma once
+// Making a new, empty database file: .mdb of Jet 4, .accdb of ACE 14.
+
+#include <string>
+
+namespace vantry::access {
+
+// The kind follows the extension (.accdb or anything else). The file appears whole or not at all,
+// readable by its owner alone. Throws DataError, also when there is a file of that name.
+void CreateDatabaseFile(const std::string& path);
+
+}  // namespace vantry::access
