@@ -420,7 +420,11 @@ Term StatementCompiler::Sum(Operator op, const Term& left, const Term& right) {
     const auto left_family = FamilyOf(left.type);
     const auto right_family = FamilyOf(right.type);
     Term term;
-    if (op == Operator::Add && left_family == Family::Text && right_family == Family::Text) {
+    const auto joins = [](Family one, Family other) {
+        return one == Family::Text && (other == Family::Text || other == Family::Unknown);
+    };
+    if (op == Operator::Add &&
+        (joins(left_family, right_family) || joins(right_family, left_family))) {
         term.sql = "(" + AsText(left) + " || " + AsText(right) + ")";
         term.type = TextType(left.type.size + right.type.size);
         return term;

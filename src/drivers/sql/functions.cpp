@@ -271,16 +271,13 @@ std::span<const FunctionEntry> OperatorFunctions() {
 }
 
 const FunctionEntry* FindFunction(std::string_view name, Dialect::Kind dialect) {
-    if (name.starts_with('+')) {
-        const auto* entry = FindIn(OperatorFunctions(), name);
-        return entry != nullptr ? entry : FindIn(AggregateFunctions(), name);
-    }
     if (dialect == Dialect::Kind::FoxPro) {
         if (const auto* entry = FindIn(FoxProFunctions(), name)) {
             return entry;
         }
     }
-    for (const auto entries : {TextFunctions(),
+    for (const auto entries : {OperatorFunctions(),
+                               TextFunctions(),
                                NumberFunctions(),
                                DateFunctions(),
                                FormatFunctions(),

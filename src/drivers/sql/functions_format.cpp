@@ -127,6 +127,9 @@ struct NumberLayout {
                 }
             } else if (c == '.') {
                 behind_point = true;
+                for (; commas > 0; --commas) {
+                    factor /= 1000;
+                }
             } else if (c == ',') {
                 ++commas;
             } else if (c == '%') {
@@ -140,8 +143,8 @@ struct NumberLayout {
                 --k;
             }
         }
-        for (; commas > 0 && !behind_point; --commas) {
-            factor /= 1000;  // commas behind the last placeholder
+        for (; commas > 0; --commas) {
+            factor /= 1000;  // commas with no placeholder behind them, or before the point
         }
         decimals = std::min(decimals, kMaxPlaces);
         least_decimals = std::min(least_decimals, decimals);

@@ -35,10 +35,11 @@ void ToTruth(FunctionCall& call) {
 void ToCurrency(FunctionCall& call) {
     RefuseNull(call);
     const auto number = call.Number(0);
-    if (std::abs(number) > 922337203685477.0) {
+    const auto rounded = ToDecimal(Cell::Double(number), 4);
+    if (std::abs(number) > 922337203685477.0 || !rounded) {
         throw Overflow();
     }
-    call.Return(RoundHalfEven(number * 10000) / 10000);
+    call.Return(ToDouble(Cell::FromDecimal(*rounded)).value_or(0));
 }
 
 void ToDoubleNumber(FunctionCall& call) {

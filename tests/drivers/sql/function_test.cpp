@@ -1,0 +1,280 @@
+// One expression, one value: the functions, operators and literals of the dialect.
+
+#include "drivers/sql/sql_fixture.h"
+
+namespace vantry::sql::test {
+namespace {
+
+struct Case {
+    const char* expression;
+    const char* value;
+};
+
+class FunctionTest : public SqlTest {
+protected:
+    void Check(std::span<const Case> cases) {
+        for (const auto& [expression, value] : cases) {
+            std::string found;
+            try {
+                found = Rows(std::string("select ") + expression);
+            } catch (const DataError& error) {
+                found = "error: " + error.Description();
+            }
+            EXPECT_EQ(found, value) << expression;
+        }
+    }
+};
+
+TEST_F(FunctionTest, OperatorsBindAndConvertAsInJet) {
+    const Case cases[] = {
+        {"2 + 3 * 4 ^ 2", "50"},
+        {"-2 ^ 2", "-4"},
+        {"2 ^ -1", "0.5"},
+        {"7 / 2", "3.5"},
+        {"7 \\ 2", "3"},
+        {"7.5 \\ 2", "4"},
+        {"6.5 \\ 2", "3"},
+        {"-7 Mod 3", "-1"},
+        {"10 Mod 4 * 2", "2"},
+        {"8 \\ 3 * 2", "1"},
+        {"1 / 0", "error: Division by zero"},
+        {"1 \\ 0", "error: Division by zero"},
+        {"'a' & 1 + 2 & Null & 'b'", "a3b"},
+        {"Null & Null", "-"},
+        {"'a' + 'b'", "ab"},
+        {"'a' + Null", "-"},
+        {"'1' + 2", "3"},
+        {"'x' + 2", "error: Data type mismatch in criteria expression."},
+        {"True & ''", "-1"},
+        {"1.5 & ''", "1.5"},
+        {"#1/2/2024# & ''", "2024-01-02"},
+        {"(1 = 1) + 0", "-1"},
+        {"(1 = 2) & ''", "0"},
+        {"6 And 3", "2"},
+        {"6 Or 3", "7"},
+        {"True And Null", "-"},
+        {"False And Null", "False"},
+        {"Not Null", "-"},
+        {"&HFF", "255"},
+        {"&HFFFF", "-1"},
+        {"'it''s' & \"a\"\"b\"", "it'sa\"b"},
+        {".5 + 1E2", "100.5"},
+        {"#2/29/2024# + 1", "2024-03-01"},
+        {"#3/1/2024# - #2/1/2024#", "29"},
+        {"#13/2/2024#", "2024-02-13"},
+        {"#1/2/2024 1:45:00 PM#", "2024-01-02 13:45:00"},
+        {"#13:45#", "13:45:00"},
+        {"#Jan 2, 2024#", "2024-01-02"},
+        {"#1/2/29# > #1/2/30#", "True"},
+        {"1 = '1'", "True"},
+        {"#1/2/2024# = '2024-01-02'", "True"},
+        {"'A' < 'b' and 'a' = 'A' and 'É' = 'é' and not 'e' = 'é'", "True"},
+        {"'a ' = 'a'", "False"},
+        {"2147483647 + 1", "error: Overflow"},
+    };
+    Check(cases);
+}
+
+TEST_F(FunctionTest, Text) {
+    const Case cases[] = {
+        {"Left('Überall', 4)", "Über"},
+        {"Left('ab', 9) & '|' & Right('Überall', 3) & '|' & Right('ab', 0)", "ab|all|"},
+        {"Left('ab', -1)", "error: Invalid procedure call: Left."},
+        {"Mid('Überall', 2, 3) & Mid$('abc', 3) & Mid('abc', 9)", "berc"},
+        {"Mid('abc', 0)", "error: Invalid procedure call: Mid."},
+        {"Len('Ü€x') & Len(123) & Len('')", "330"},
+        {"Len(Null)", "-"},
+        {"InStr('Banana', 'AN') & InStr(3, 'Banana', 'an') & InStr('abc', 'x')", "240"},
+        {"InStr(1, 'Banana', 'AN', 0)", "0"},
+        {"InStr('', 'x') & InStr('abc', '')", "01"},
+        {"InStrRev('Banana', 'an') & InStrRev('Banana', 'an', 3)", "42"},
+        {"'[' & Trim('  a b ') & LTrim('  c') & RTrim('d  ') & ']'", "[a bcd]"},
+        {"UCase('straße é') & LCase('ÀB')", "STRAßE Éàb"},
+        {"String(3, '*') & String(2, 65) & Space(2) & '.'", "***AA  ."},
+        {"String(2000000000, 'xx')", "error: Overflow"},
+        {"StrReverse('añb')", "bña"},
+        {"StrComp('a', 'B') & StrComp('b', 'A') & StrComp('a', 'A') & StrComp('a', 'A', 0)",
+         "-1101"},
+        {"StrConv('the END of', 3)", "The End Of"},
+        {"Asc('A') & '/' & Asc('€') & '/' & AscW('€')", "65/128/8364"},
+        {"Chr(65) & Chr(233) & ChrW(8364)", "Aé€"},
+        {"Val('12ab') & '/' & Val('') & '/' & Val(' 1 2.5x') & '/' & Val('-3e2')",
+         "12/0/12.5/-300"},
+        {"'[' & Str(5) & Str(-5) & ']'", "[ 5-5]"},
+        {"Hex(255) & Oct(8) & Hex(-1)", "FF10FFFFFFFF"},
+        {"Replace('aXbx', 'x', '--') & Replace('aXbx', 'x', '', 1, 1)", "a--b--abx"},
+        {"Replace('abc', 'b', 'x', 2)", "xc"},
+        {"Left(Null, 2) & UCase(Null) & 'x'", "x"},
+    };
+    Check(cases);
+}
+
+TEST_F(FunctionTest, Numbers) {
+    const Case cases[] = {
+        {"CInt(2.5) & CInt(3.5) & CLng('-2.5')", "24-2"},
+        {"CInt(40000)", "error: Overflow"},
+        {"CInt(Null)", "error: Invalid use of Null"},
+        {"CByte(256)", "error: Overflow"},
+        {"CBool(2) & CBool('0')", "-10"},
+        {"CCur(1.00005) & '/' & CDbl('1.5') & '/' & CStr(12.5)", "1/1.5/12.5"},
+        {"CDbl(#1/1/2000#)", "36526"},
+        {"CDbl(#12/29/1899 6:00:00#)", "-1.25"},
+        {"CDate(-1.25)", "1899-12-29 06:00:00"},
+        {"Int(-1.5) & Fix(-1.5) & Int(1.9)", "-2-11"},
+        {"Int(#1/2/2024 13:00#)", "2024-01-02"},
+        {"Round(2.5) & Round(3.5) & '/' & Round(2.675, 2) & '/' & Round(-0.125, 2)",
+         "24/2.68/-0.12"},
+        {"Abs(-3) & Sgn(-2.5) & Sgn(0) & Sqr(16) & Exp(0) & Log(1)", "3-10410"},
+        {"Sqr(-1)", "error: Invalid procedure call: Sqr."},
+        {"IsNumeric('1e3') & IsNumeric('x') & IsNumeric(Null)", "-100"},
+        {"IIf(1 > 2, 1 / 0, 'safe')", "safe"},
+        {"IIf(Null, 1, 2)", "2"},
+        {"Choose(2, 'a', 'b') & Switch(False, 1, True, 2)", "b2"},
+        {"Choose(9, 'a')", "-"},
+        {"Nz(Null, 'n') & Nz('v', 'n') & '[' & Nz(Null) & ']'", "nv[]"},
+        {"IsNull(Null) and not IsNull('')", "True"},
+        {"TypeName(1.5) & TypeName('x') & TypeName(Null) & VarType(#1/1/2024#)",
+         "DoubleStringNull7"},
+        {"Partition(42, 0, 99, 10)", " 40: 49"},
+        {"Partition(-1, 0, 99, 10) & '|' & Partition(150, 0, 99, 10)", "   : -1|100:   "},
+    };
+    Check(cases);
+}
+
+TEST_F(FunctionTest, Dates) {
+    const Case cases[] = {
+        {"DateAdd('m', 1, #1/31/2023#)", "2023-02-28"},
+        {"DateAdd('yyyy', 1, #2/29/2024#)", "2025-02-28"},
+        {"DateAdd('q', -1, #5/31/2024#)", "2024-02-29"},
+        {"DateAdd('ww', 1, #1/1/2024#) & DateAdd('d', -1, #1/1/2024#)", "2024-01-082023-12-31"},
+        {"DateAdd('h', 25, #1/1/2024 23:30:00#)", "2024-01-03 00:30:00"},
+        {"DateAdd('n', -1, #1/1/2024#)", "2023-12-31 23:59:00"},
+        {"DateAdd('s', 90, #12/29/1899 23:59:00#)", "00:00:30"},
+        {"DateAdd('x', 1, #1/1/2024#)", "error: Invalid procedure call: DateAdd."},
+        {"DateAdd('yyyy', 9000, #1/1/2024#)", "error: Overflow"},
+        {"DateDiff('yyyy', #12/31/2023#, #1/1/2024#)", "1"},
+        {"DateDiff('m', #1/31/2024#, #2/1/2024#) & DateDiff('q', #1/1/2024#, #12/1/2023#)", "1-1"},
+        {"DateDiff('d', #1/1/2024 23:00#, #1/2/2024 1:00#)", "1"},
+        {"DateDiff('h', #1/1/2024 23:59#, #1/2/2024 0:01#)", "1"},
+        {"DateDiff('s', #1/1/2024#, #1/2/2024#)", "86400"},
+        {"DateDiff('ww', #1/6/2024#, #1/7/2024#) & DateDiff('w', #1/6/2024#, #1/12/2024#)", "10"},
+        {"DatePart('q', #5/1/2024#) & DatePart('y', #12/31/2024#) & DatePart('ww', #1/7/2024#)",
+         "23662"},
+        {"DatePart('ww', #1/1/2023#, 2, 2) & '/' & DatePart('ww', #12/31/2024#, 2, 2)", "52/1"},
+        {"Year(#7/4/1776#) & Month(#7/4/1776#) & Day(#7/4/1776#)", "177674"},
+        {"Hour(#13:45:59#) & Minute(#13:45:59#) & Second(#13:45:59#)", "134559"},
+        {"Weekday(#1/7/2024#) & Weekday(#1/7/2024#, 2) & WeekdayName(1) & MonthName(2, True)",
+         "17SundayFeb"},
+        {"DateSerial(2024, 13, 0)", "2024-12-31"},
+        {"DateSerial(24, 2, 30)", "2024-03-01"},
+        {"TimeSerial(25, 0, -1)", "1899-12-31 00:59:59"},
+        {"DateValue('2024-01-02 13:45:00') & TimeValue('13:45')", "2024-01-0213:45:00"},
+        {"CDate('2024-01-02') = #1/2/2024# and CDate(36526) = #1/1/2000#", "True"},
+        {"CDate('soon')", "error: Data type mismatch in criteria expression."},
+        {"IsDate('2024-02-30') & IsDate('2024-02-29') & IsDate(#1/1/2024#)", "0-1-1"},
+        {"Date() <= Now() and Now() < Date() + 1 and Time() < 1", "True"},
+        {"Year(Null)", "-"},
+    };
+    Check(cases);
+}
+
+TEST_F(FunctionTest, Format) {
+    const Case cases[] = {
+        {"Format(1234.567, '0.00')", "1234.57"},
+        {"Format(2.675, '0.00') & Format(0.5, '0') & Format(1.5, '#')", "2.6812"},
+        {"Format(1234567.8, '#,##0.00')", "1,234,567.80"},
+        {"Format(-5, '0.0') & Format(-0.04, '0.0')", "-5.00.0"},
+        {"Format(-5, '0;(0);zero') & Format(0, '0;(0);zero') & Format(5, '0;(0);zero')",
+         "(5)zero5"},
+        {"Format(0.256, '0.0%') & Format(0.5, 'Percent')", "25.6%50.00%"},
+        {"Format(12345, '0.00E+00') & '/' & Format(0.00012, '0.0E-0')", "1.23E+04/1.2E-4"},
+        {"Format(7, '000') & Format(7, '##') & Format(1234, '0\\-00')", "007712-34"},
+        {"Format(1500000, '0.0,,') & Format(5, '\"n=\"0')", "1.5n=5"},
+        {"Format(1234.5, 'Standard') & Format(1234.5, 'Fixed') & Format(-2, 'Currency')",
+         "1,234.501234.50($2.00)"},
+        {"Format(True, 'Yes/No') & Format(0, 'On/Off')", "YesOff"},
+        {"Format(#1/2/2024 13:05:09#, 'yyyy-mm-dd hh:nn:ss')", "2024-01-02 13:05:09"},
+        {"Format(#1/2/2024 13:05:09#, 'd/m/yy h:mm AM/PM')", "2/1/24 1:05 PM"},
+        {"Format(#1/2/2024 0:05:09#, 'hh:nn a/p')", "12:05 a"},
+        {"Format(#1/2/2024#, 'dddd, d mmmm yyyy') & Format(#1/2/2024#, 'ddd mmm q y w ww')",
+         "Tuesday, 2 January 2024Tue Jan 1 2 3 1"},
+        {"Format(#1/2/2024#, 'Short Date') & Format(#13:05:00#, 'Short Time')", "2024-01-0213:05"},
+        {"Format(#1/2/2024#) & Format(12.5)", "2024-01-0212.5"},
+        {"Format('2024-01-02', 'yyyy') & Format('text', '0.0') & Format('12', '0.0')",
+         "2024text12.0"},
+        {"Format('abc', '>') & Format('ABC', '<') & Format('ab', '@@@@') & Format('5551234', "
+         "'@@@-@@@@')",
+         "ABCabc  ab555-1234"},
+        {"Format(Null, '0')", "-"},
+    };
+    Check(cases);
+}
+
+class FoxProFunctionTest : public SqlTest {
+protected:
+    FoxProFunctionTest() : SqlTest(Dialect::Kind::Jet) {
+        dialect_.kind = Dialect::Kind::FoxPro;
+        dialect_.text_ignores_case = false;
+        dialect_.engine_name = "Visual FoxPro engine";
+        connection_ = ConnectSql(database_, dialect_);
+    }
+};
+
+TEST_F(FoxProFunctionTest, ExpressionsAndFunctions) {
+    const Case cases[] = {
+        {"UPPER('ab') + PROPER('the end') + ALLTRIM('  x ') + TRIM('y ')", "ABThe Endxy"},
+        {"SUBSTR('Überall', 2, 3) + LEFT('abc', 9) + RIGHT('abc', 1)", "berabcc"},
+        {"AT('b', 'abcb', 2)", "4"},
+        {"PADL('7', 3, '0') + PADR('a', 3) + PADC('b', 3, '*')", "007a  *b*"},
+        {"STR(3.14159, 6, 2) + STR(12345, 3) + STR(5)", "  3.14***         5"},
+        {"VAL('12.5x')", "12.5"},
+        {"STRTRAN('aXbx', 'x', '-')", "aXb-"},
+        {"DTOS({^2024-01-02}) + DTOC({^2024-01-02})", "202401022024-01-02"},
+        {"CTOD('2024-01-02') = {^2024-01-02}", "True"},
+        {"{^2024-01-02 13:45:00}", "2024-01-02 13:45:00"},
+        {"GOMONTH({^2024-01-31}, 1)", "2024-02-29"},
+        {"DOW({^2024-01-07}) + MOD(-7, 3)", "3"},
+        {"CMONTH({^2024-01-07}) + CDOW({^2024-01-07})", "JanuarySunday"},
+        {"ROUND(2.675, 2)", "2.68"},
+        {"ROUND(1250, -2)", "1300"},
+        {"INT(-1.5)", "-1"},
+        {"EMPTY('  ') AND EMPTY(0) AND NOT EMPTY('x')", "True"},
+        {".T. AND NOT .F. .OR. .NULL.", "True"},
+        {"IIF(1 # 2, 'ne', 'eq') + NVL(.NULL., 'n')", "nen"},
+        {"'b' $ 'abc'", "True"},
+        {"'a' == 'a '", "True"},
+        {"'a' = 'A'", "False"},
+        {"7 % 4 + 2 ** 3", "11"},
+        {"BETWEEN(2, 1, 3) AND INLIST('b', 'a', 'b')", "True"},
+        {"MAX(2, 5) - MIN(2, 5)", "3"},
+        {"DELETED()", "False"},
+    };
+    for (const auto& [expression, value] : cases) {
+        std::string found;
+        try {
+            found = Rows(std::string("select ") + expression);
+        } catch (const DataError& error) {
+            found = "error: " + error.Description();
+        }
+        EXPECT_EQ(found, value) << expression;
+    }
+}
+
+TEST_F(FoxProFunctionTest, TextComparesExactlyAndPathsAreNames) {
+    EXPECT_EQ(Rows("select id from Orders where customer = 'ada'"), "3");
+    EXPECT_EQ(Rows("SELECT id,customer FROM \"Orders\" WHERE shipped AND NOT DELETED()"),
+              "1|Ada\n3|ada\n5|Bob");
+    EXPECT_EQ(Rows("select customer name from Orders where customer like 'A[d]%'"), "");
+    EXPECT_EQ(Rows("select COUNT(DISTINCT customer) from Orders"), "4");
+    connection_->Execute("Create Table /home/me/my data/orders.dbf (\rid I,\rname C(10))");
+    ASSERT_TRUE(database_->created);
+    EXPECT_EQ(database_->created->name, "/home/me/my data/orders.dbf");
+    EXPECT_EQ(database_->created->columns[1].type, "C");
+    connection_->Execute("INSERT INTO /home/me/my data/orders.dbf (id,name) VALUES (1,'x')");
+    EXPECT_EQ(Rows("SELECT id,name FROM \"/home/me/my data/orders.dbf\""), "1|x");
+    connection_->Execute("drop table [/home/me/my data/orders.dbf]");
+    EXPECT_EQ(ErrorOf("select * from \"/home/me/my data/orders.dbf\"").Number(), kErrNoSuchTable);
+}
+
+}  // namespace
+}  // namespace vantry::sql::test
