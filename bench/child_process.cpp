@@ -1,6 +1,8 @@
 #include "child_process.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,7 +52,7 @@ std::string ReadBack(std::FILE* file) {
 
 }  // namespace
 
-double RunTimed(const Command& command) {
+Seconds RunTimed(const Command& command) {
     const File errors(std::tmpfile(), &std::fclose);
     if (!errors) {
         throw std::runtime_error("no temporary file can be made");
@@ -64,13 +66,17 @@ double RunTimed(const Command& command) {
         Become(command, fileno(errors.get()));
     }
     int status = 0;
-    waitpid(child, &status, 0);
+    rusage used{};
+    wait4(child, &status, 0, &used);
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
     if (status != 0) {
         throw std::runtime_error(command.words[0] + " failed (status " + std::to_string(status) +
                                  "): " + ReadBack(errors.get()));
     }
-    return wall.count();
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return {wall.count(), seconds(used.ru_utime) + seconds(used.ru_stime)};
 }
 
 bool IsInstalled(const std::string& program) {

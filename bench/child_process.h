@@ -15,9 +15,14 @@ struct Command {
     std::vector<std::string> environment;
 };
 
-// Wall-clock seconds from the start of the program to its end. Throws std::runtime_error with what
-// it wrote as errors when it can't be started or fails.
-double RunTimed(const Command& command);
+struct Seconds {
+    double wall = 0;  // from the start of the program to its end
+    double cpu = 0;   // its own and its children's work; a server's isn't in it
+};
+
+// Throws std::runtime_error with what the program wrote as errors when it can't be started or
+// fails.
+Seconds RunTimed(const Command& command);
 
 // Whether there is such a program in PATH.
 bool IsInstalled(const std::string& program);

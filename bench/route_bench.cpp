@@ -20,7 +20,11 @@ namespace {
 
 constexpr std::int64_t kManyRows = 1'000'000;
 
-double Median(std::vector<double> values) {
+double Median(const std::vector<Seconds>& runs, double Seconds::*part) {
+    std::vector<double> values;
+    for (const auto& run : runs) {
+        values.push_back(run.*part);
+    }
     std::sort(values.begin(), values.end());
     const std::size_t middle = values.size() / 2;
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
@@ -28,14 +32,14 @@ double Median(std::vector<double> values) {
 
 void Measure(const Route& route, std::int64_t rows, std::int64_t rounds) {
     Arena arena(route, rows);
-    std::vector<double> ours;
-    std::vector<double> peer;
+    std::vector<Seconds> ours;
+    std::vector<Seconds> peer;
     for (std::int64_t round = 0; round < rounds; ++round) {
         ours.push_back(arena.RunOurs());
         peer.push_back(arena.RunPeer());
     }
-    const double ours_s = Median(ours);
-    const double peer_s = Median(peer);
+    const double ours_s = Median(ours, &Seconds::wall);
+    const double peer_s = Median(peer, &Seconds::wall);
     std::printf("%-14s %9lld %8.3f %8.3f %7.2f %8.1f\n",
                 std::string(route.name).c_str(),
                 static_cast<long long>(rows),
@@ -44,6 +48,11 @@ void Measure(const Route& route, std::int64_t rows, std::int64_t rounds) {
                 peer_s / ours_s,
                 arena.PeakMebibytes());
     std::fflush(stdout);
+    // On a busy machine the work says more than the clock.
+    std::fprintf(stderr,
+                 "  cpu seconds of the programs, without a server's: ours %.3f, peer %.3f\n",
+                 Median(ours, &Seconds::cpu),
+                 Median(peer, &Seconds::cpu));
 }
 
 int Usage() {

@@ -4,6 +4,7 @@
 #include "engine/run_view.h"
 #include "mapping/column_discovery.h"
 #include "orders_data.h"
+#include "text/schema_ini_writer.h"
 #include "text/text_writer.h"
 
 #include <cstdlib>
@@ -107,10 +108,9 @@ std::string PeakKibibytes() {
 
 }  // namespace
 
-void WriteSchemaIni(const Places& places) {
-    std::ofstream(places.SourceFolder() / "Schema.ini", std::ios::binary)
-        << "\r\n[" << places.SourceCsv().filename().string()
-        << "]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n";
+void DescribeSource(const Places& places) {
+    SetSource(Side::Csv, places, {});
+    WriteSchemaIni(places.SourceFolder(), SrcTables, QualifierChoice(), kTextSourceScanRows);
 }
 
 void RunRoute(Side source, Side target, const Places& places, const std::string& server) {

@@ -24,8 +24,8 @@ struct Places {
     std::filesystem::path Peak() const { return folder / "session.peak"; }
 };
 
-// The section that the text source's page writes for the file.
-void WriteSchemaIni(const Places& places);
+// Leaves "Schema.ini" beside the CSV source, as the text source's page does.
+void DescribeSource(const Places& places);
 
 // Runs the session. The run's log and the peak memory in KiB are left in files. `server` is the
 // connection string of the MySQL server where a side is one.

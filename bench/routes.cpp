@@ -116,7 +116,7 @@ void Arena::MakeSource() {
     switch (route_.source) {
         case Side::Csv:
             WriteCsv(places_.SourceCsv(), rows_);
-            WriteSchemaIni(places_);
+            DescribeSource(places_);
             break;
         case Side::MySql: {
             const auto statements = places_.folder / "fill.sql";
@@ -131,7 +131,7 @@ void Arena::MakeSource() {
         }
         case Side::Access:
             WriteCsv(places_.SourceCsv(), rows_);
-            WriteSchemaIni(places_);
+            DescribeSource(places_);
             RunSessionProcess("--fill");
             std::filesystem::rename(places_.TargetAccess(), places_.SourceAccess());
             std::filesystem::remove(places_.SourceCsv());
@@ -153,7 +153,7 @@ void Arena::EmptyTarget() {
     }
 }
 
-double Arena::RunSessionProcess(const std::string& task) const {
+Seconds Arena::RunSessionProcess(const std::string& task) const {
     Command command;
     command.words = {std::filesystem::read_symlink("/proc/self/exe").string(),
                      task,
@@ -167,9 +167,9 @@ double Arena::RunSessionProcess(const std::string& task) const {
     return RunTimed(command);
 }
 
-double Arena::RunOurs() {
+Seconds Arena::RunOurs() {
     EmptyTarget();
-    const double seconds = RunSessionProcess("--session");
+    const Seconds seconds = RunSessionProcess("--session");
     peak_mebibytes_ = std::max(peak_mebibytes_, std::stod(ReadFile(places_.Peak())) / 1024);
     try {
         CheckOurs();
@@ -304,9 +304,9 @@ void Arena::CheckPeer() const {
     }
 }
 
-double Arena::RunPeer() {
+Seconds Arena::RunPeer() {
     EmptyTarget();
-    const double seconds = RunTimed(PeerCommand());
+    const Seconds seconds = RunTimed(PeerCommand());
     CheckPeer();
     return seconds;
 }

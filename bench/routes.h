@@ -40,16 +40,16 @@ public:
     Arena(const Arena&) = delete;
     Arena& operator=(const Arena&) = delete;
 
-    // Wall-clock seconds of one run into an empty target, whose content is compared afterwards;
+    // One run into an empty target, whose content is compared afterwards;
     // throws std::runtime_error when something is missing there.
-    double RunOurs();
-    double RunPeer();
+    Seconds RunOurs();
+    Seconds RunPeer();
     double PeakMebibytes() const { return peak_mebibytes_; }
 
 private:
     void EmptyTarget();
     void MakeSource();
-    double RunSessionProcess(const std::string& task) const;
+    Seconds RunSessionProcess(const std::string& task) const;
     void CheckOurs();
     void CheckPeer() const;
     void CheckAccess(const std::filesystem::path& file) const;
