@@ -34,6 +34,11 @@ constexpr std::int32_t kDistinctRow = 0x08;
 constexpr std::int32_t kTop = 0x10;
 constexpr std::int32_t kPercent = 0x20;
 
+// Flags of a join.
+constexpr std::int32_t kInnerJoin = 1;
+constexpr std::int32_t kLeftJoin = 2;
+constexpr std::int32_t kRightJoin = 3;
+
 // Kinds, in the flags of the object.
 constexpr std::uint32_t kSelectKind = 0x00;
 constexpr std::uint32_t kCrosstabKind = 0x10;
@@ -55,9 +60,9 @@ std::string Bracketed(const std::string& name) {
 
 std::string JoinWord(std::int32_t flag) {
     switch (flag) {
-        case 2:
+        case kLeftJoin:
             return " LEFT JOIN ";
-        case 3:
+        case kRightJoin:
             return " RIGHT JOIN ";
         default:
             return " INNER JOIN ";
@@ -191,13 +196,16 @@ private:
             }
             return static_cast<std::size_t>(found - parts.begin());
         };
-        ForEach(kJoin, [&](const QueryRow& join) {
-            const std::size_t left = part_of(join.name1);
-            const std::size_t right = part_of(join.name2);
-            if (left != right) {
-                JoinParts(parts, left, right, join.flag);
-            }
-        });
+        // The rows say nothing of brackets: inner joins bind closer than outer ones.
+        for (const bool inner : {true, false}) {
+            ForEach(kJoin, [&](const QueryRow& join) {
+                const std::size_t left = part_of(join.name1);
+                const std::size_t right = part_of(join.name2);
+                if (left != right && inner == (join.flag == kInnerJoin)) {
+                    JoinParts(parts, left, right, join.flag);
+                }
+            });
+        }
         std::string text;
         for (const auto& part : parts) {
             text += (text.empty() ? "" : ", ") + part.text;
