@@ -9,7 +9,7 @@ namespace {
 constexpr int kFractionDigits = 9;
 // Two-digit years: 00 to 29 are 2000 and after.
 constexpr int kFirstYearOf1900s = 30;
-constexpr std::size_t kIsoDateLength = 10;
+constexpr std::size_t kFullDateLength = 10;
 constexpr std::size_t kShortName = 3;
 
 constexpr std::array<std::string_view, 12> kMonths = {"january",
@@ -252,6 +252,49 @@ private:
     char separator_ = '\0';
 };
 
+// What stands behind a date of ten characters: nothing, or a blank and the time.
+std::optional<DateTime> WithTime(std::int32_t day, std::string_view text, bool with_t) {
+    if (text.size() == kFullDateLength) {
+        return DateTime{day, 0};
+    }
+    if (text[kFullDateLength] != ' ' && !(with_t && text[kFullDateLength] == 'T')) {
+        return std::nullopt;
+    }
+    auto value = ParseIsoTime(text.substr(kFullDateLength + 1));
+    if (value) {
+        value->day = day;
+    }
+    return value;
+}
+
+// The common case of the local forms, "01/05/2024 13:04:05"; nothing for all others, good or bad.
+std::optional<DateTime> ParsePadded(std::string_view text, const DateForm& form) {
+    if (text.size() < kFullDateLength ||
+        (text[2] != '/' && text[2] != '.' && text[2] != '-' && text[2] != form.separator)) {
+        return std::nullopt;
+    }
+    const std::array<char, 8> shape = {'0', '0', text[2], '0', '0', text[2], '0', '0'};
+    std::uint64_t pairs = 0;
+    const int year_end = TwoDigitsAt(text.data() + 8);
+    if (year_end < 0 || !ReadPairs(text.data(), shape.data(), pairs)) {
+        return std::nullopt;
+    }
+    const int year = PairAt(pairs, 6) * 100 + year_end;
+    const auto day = form.order == DateOrder::DayMonthYear
+                         ? DayOf(year, PairAt(pairs, 3), PairAt(pairs, 0))
+                         : DayOf(year, PairAt(pairs, 0), PairAt(pairs, 3));
+    if (!day) {
+        return std::nullopt;
+    }
+    const auto value = WithTime(*day, text, false);
+    if (value || text[kFullDateLength] != ' ') {
+        return value;
+    }
+    Reader rest(text.substr(kFullDateLength + 1));
+    const auto nanos = ReadTime(rest);
+    return nanos ? std::optional<DateTime>({*day, *nanos}) : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<DateTime> ParseIsoTime(std::string_view text) {
@@ -283,7 +326,7 @@ std::optional<DateTime> ParseIsoTime(std::string_view text) {
 
 std::optional<DateTime> ParseIsoDateTime(std::string_view text) {
     std::uint64_t pairs = 0;
-    if (text.size() < kIsoDateLength || !ReadPairs(text.data(), "0000-00-", pairs)) {
+    if (text.size() < kFullDateLength || !ReadPairs(text.data(), "0000-00-", pairs)) {
         return std::nullopt;
     }
     const auto day = DayOf(
@@ -291,17 +334,7 @@ std::optional<DateTime> ParseIsoDateTime(std::string_view text) {
     if (!day) {
         return std::nullopt;
     }
-    if (text.size() == kIsoDateLength) {
-        return DateTime{*day, 0};
-    }
-    if (text[kIsoDateLength] != ' ' && text[kIsoDateLength] != 'T') {
-        return std::nullopt;
-    }
-    auto value = ParseIsoTime(text.substr(kIsoDateLength + 1));
-    if (value) {
-        value->day = *day;
-    }
-    return value;
+    return WithTime(*day, text, true);
 }
 
 std::optional<DateTime> ParseDateTime(std::string_view text) {
@@ -312,6 +345,9 @@ std::optional<DateTime> ParseDateTime(std::string_view text, const DateForm& for
     text = TrimBlanks(text);
     if (const auto iso = ParseIsoDateTime(text)) {
         return iso;
+    }
+    if (const auto padded = ParsePadded(text, form)) {
+        return padded;
     }
     Reader reader(text);
     Reader time_alone = reader;

@@ -11,14 +11,9 @@
 namespace vantry {
 namespace {
 
-constexpr int kMinYear = 1;
-constexpr int kMaxYear = 9999;
 constexpr std::int64_t kNanosPerMicro = 1'000;
 constexpr std::int64_t kNanosPerMilli = 1'000'000;
 constexpr int kFractionDigits = 9;
-
-// 1899-12-30 counted in days from 0000-03-01, where the leap day ends a year.
-constexpr std::int32_t kDayZero = 693'899;
 
 constexpr std::array<std::string_view, 12> kMonthNames = {"January",
                                                           "February",
@@ -35,15 +30,6 @@ constexpr std::array<std::string_view, 12> kMonthNames = {"January",
 constexpr std::array<std::string_view, 7> kDayNames = {
     "Saturday", "Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday"};
 constexpr std::size_t kShortName = 3;
-
-bool IsLeap(int year) {
-    return year % 4 == 0 && (year % 100 != 0 || year % 400 == 0);
-}
-
-int DaysOfMonth(int year, int month) {
-    constexpr std::array<int, 12> kDays = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-    return month == 2 && IsLeap(year) ? 29 : kDays[static_cast<std::size_t>(month - 1)];
-}
 
 struct ClockTime {
     unsigned hour;
@@ -241,54 +227,6 @@ const DateForm& LocalDateForm() {
 
 void SetLocalDateForm(const DateForm& form) {
     FormInForce() = form;
-}
-
-// Both ways count from a year that begins in March: then a leap day is its last day, and lengths of
-// months and years are straight lines, rounded. The lines are taken by multiplication and shift,
-// with factors that are exact over all years that a DateTime has (tried for every day).
-
-CalendarDate CalendarOf(std::int32_t day) {
-    constexpr std::uint32_t kQuartersPerCentury = 146'097;  // 36'524.25 days, times four
-    constexpr std::uint32_t kYearFactor = 2'939'745;        // 2^32 / 1461, rounded up
-    constexpr std::uint32_t kMonthFactor = 2'141;           // 2^16 * 5 / 153, rounded
-    constexpr std::uint32_t kMonthStart = 197'913;
-    constexpr std::uint32_t kJanuary = 306;  // days from March to January
-    const auto since_march =
-        static_cast<std::uint32_t>(std::clamp(day, kMinDay, kMaxDay) + kDayZero);
-    const std::uint32_t quarters = 4 * since_march + 3;
-    const std::uint32_t century = quarters / kQuartersPerCentury;
-    const std::uint32_t of_century = quarters % kQuartersPerCentury | 3;
-    const std::uint64_t years = std::uint64_t{kYearFactor} * of_century;
-    const std::uint32_t of_year = static_cast<std::uint32_t>(years) / kYearFactor / 4;
-    const std::uint32_t months = kMonthFactor * of_year + kMonthStart;
-    const bool next_year = of_year >= kJanuary;
-    CalendarDate date;
-    date.year = static_cast<int>(100 * century + (years >> 32)) + (next_year ? 1 : 0);
-    date.month = static_cast<int>(months >> 16) - (next_year ? 12 : 0);
-    date.day = static_cast<int>((months & 0xFFFF) / kMonthFactor) + 1;
-    return date;
-}
-
-std::optional<std::int32_t> DayOf(int year, int month, int day) {
-    if (year < kMinYear || year > kMaxYear || month < 1 || month > 12 || day < 1 || day > 31 ||
-        (day > 28 && day > DaysOfMonth(year, month))) {
-        return std::nullopt;
-    }
-    const bool before_march = month <= 2;
-    const int from_march = before_march ? year - 1 : year;
-    const int month_from_march = before_march ? month + 12 : month;
-    const int century = from_march / 100;
-    const int of_years = 1461 * from_march / 4 - century + century / 4;
-    const int of_months = (979 * month_from_march - 2919) / 32;
-    return of_years + of_months + day - 1 - kDayZero;
-}
-
-std::optional<std::int64_t> NanosOf(int hour, int minute, int second, std::int64_t nanos) {
-    if (hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59 ||
-        nanos < 0 || nanos >= kNanosPerSecond) {
-        return std::nullopt;
-    }
-    return (hour * 3600 + minute * 60 + second) * kNanosPerSecond + nanos;
 }
 
 double ToSerial(const DateTime& value) {

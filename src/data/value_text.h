@@ -8,6 +8,7 @@
 // 1899-12-30, the day alone at midnight; fractions of a second follow the seconds as ".123" when
 // there are any. In the locales "C" and "POSIX" that is yyyy-mm-dd hh:mm:ss.
 
+#include "data/calendar.h"
 #include "data/value.h"
 
 #include <optional>
@@ -30,16 +31,6 @@ struct DateForm {
 // replaces it (tests, and a session that names a form).
 const DateForm& LocalDateForm();
 void SetLocalDateForm(const DateForm& form);
-
-struct CalendarDate {
-    int year = 1899;
-    int month = 12;
-    int day = 30;
-};
-// Proleptic Gregorian calendar, years 1 to 9999.
-CalendarDate CalendarOf(std::int32_t day);
-std::optional<std::int32_t> DayOf(int year, int month, int day);  // nothing if there is no such day
-std::optional<std::int64_t> NanosOf(int hour, int minute, int second, std::int64_t nanos = 0);
 
 // The days-and-fraction number of the file formats: the fraction counts forward also before day 0.
 // Rounded to the microsecond; nothing when outside the years 1 to 9999.
