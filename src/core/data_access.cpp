@@ -61,10 +61,6 @@ DriverConnection& Connection::Driver() const {
 
 // ---- Field, Fields
 
-const Cell& Field::Value() const {
-    return owner_->ValueAt(position_);
-}
-
 void Field::SetValue(const Cell& value) {
     owner_->SetNewValue(position_, value);
 }
@@ -111,6 +107,7 @@ void Recordset::OpenOn(std::shared_ptr<DriverConnection> connection,
     try {
         Requery();
     } catch (...) {
+        row_ = {};
         cursor_.reset();
         appender_.reset();
         connection_.reset();
@@ -124,6 +121,7 @@ void Recordset::Requery() {
         throw ObjectClosed("Recordset");
     }
     adding_ = false;
+    row_ = {};
     cursor_.reset();
     appender_.reset();
     if (cursor_type_ == adOpenDynamic && lock_type_ == adLockOptimistic) {
@@ -172,11 +170,11 @@ void Recordset::ReadAllRows() {
 void Recordset::StepCursor() {
     // Until the step is done there is no row: if it throws, there never will be one again.
     position_ = Position::Broken;
+    row_ = {};
     if (cursor_->Next()) {
         row_ = cursor_->Row();
         position_ = Position::OnRow;
     } else {
-        row_ = {};
         position_ = Position::AtEnd;
     }
 }
@@ -184,11 +182,11 @@ void Recordset::StepCursor() {
 void Recordset::Close() {
     RequireOpen();
     adding_ = false;
+    row_ = {};
     cursor_.reset();
     appender_.reset();
     connection_.reset();
     rows_.clear();
-    row_ = {};
     fields_.items_.clear();
     position_ = Position::Closed;
 }
@@ -204,7 +202,7 @@ Fields& Recordset::Fields() {
     return fields_;
 }
 
-bool Recordset::Eof() const {
+bool Recordset::EofWithoutRow() const {
     RequireOpen();
     if (position_ == Position::Broken) {
         throw DataError(kErrNoCurrentRow, "Reading the source broke off: there is no current row.");

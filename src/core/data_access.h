@@ -102,7 +102,8 @@ public:
     void Close();
 
     class Fields& Fields();  // throws kErrObjectClosed
-    bool Eof() const;        // throws once a move has failed for good: there is no row and no end
+    // Throws once a move has failed for good: there is no row and no end.
+    bool Eof() const { return row_.empty() && EofWithoutRow(); }
     void MoveNext();
     void MoveFirst();
     // Exact on static cursors, -1 on all others.
@@ -126,6 +127,7 @@ private:
                 int lock_type);
     void BuildFields(std::span<const ColumnInfo> columns);
     void RequireOpen() const;
+    bool EofWithoutRow() const;
     const Cell& ValueAt(std::size_t position) const;
     void SetNewValue(std::size_t position, const Cell& value);
     void StepCursor();
@@ -142,7 +144,7 @@ private:
     std::vector<ColumnInfo> columns_;
     class Fields fields_;
     Position position_ = Position::Closed;
-    std::span<const Cell> row_;
+    std::span<const Cell> row_;  // of a streaming cursor that stands on a row, else empty
     std::vector<std::vector<Value>> rows_;  // static cursors only
     std::size_t row_index_ = 0;
     std::vector<Cell> buffered_row_;
@@ -150,6 +152,15 @@ private:
     std::vector<Value> new_row_;
     std::vector<Cell> new_cells_;
 };
+
+// Inline: every field of every row comes through here.
+inline const Cell& Field::Value() const {
+    const auto& row = owner_->row_;
+    if (position_ < row.size() && row[position_].Kind() != ValueKind::Unreadable) [[likely]] {
+        return row[position_];
+    }
+    return owner_->ValueAt(position_);
+}
 
 class Parameter {
 public:
