@@ -267,6 +267,22 @@ std::optional<DateTime> WithTime(std::int32_t day, std::string_view text, bool w
     return value;
 }
 
+// Just " hh:mm:ss AM".
+std::optional<std::int64_t> ParseHalfDayTime(std::string_view text) {
+    constexpr std::size_t kLength = 12;
+    std::uint64_t pairs = 0;
+    if (text.size() != kLength || text[0] != ' ' || text[9] != ' ' || LowerCase(text[11]) != 'm' ||
+        !ReadPairs(text.data() + 1, "00:00:00", pairs)) {
+        return std::nullopt;
+    }
+    const char half = LowerCase(text[10]);
+    const int hour = PairAt(pairs, 0);
+    if ((half != 'a' && half != 'p') || hour < 1 || hour > 12) {
+        return std::nullopt;
+    }
+    return NanosOf(hour % 12 + (half == 'p' ? 12 : 0), PairAt(pairs, 3), PairAt(pairs, 6));
+}
+
 // The common case of the local forms, "01/05/2024 13:04:05"; nothing for all others, good or bad.
 std::optional<DateTime> ParsePadded(std::string_view text, const DateForm& form) {
     if (text.size() < kFullDateLength ||
@@ -286,12 +302,10 @@ std::optional<DateTime> ParsePadded(std::string_view text, const DateForm& form)
     if (!day) {
         return std::nullopt;
     }
-    const auto value = WithTime(*day, text, false);
-    if (value || text[kFullDateLength] != ' ') {
+    if (const auto value = WithTime(*day, text, false)) {
         return value;
     }
-    Reader rest(text.substr(kFullDateLength + 1));
-    const auto nanos = ReadTime(rest);
+    const auto nanos = ParseHalfDayTime(text.substr(kFullDateLength));
     return nanos ? std::optional<DateTime>({*day, *nanos}) : std::nullopt;
 }
 
