@@ -5,6 +5,7 @@
 #include "drivers/access/column_info.h"
 #include "drivers/access/errors.h"
 #include "drivers/access/index_key.h"
+#include "drivers/access/table_writer.h"
 
 namespace vantry::access {
 namespace {

@@ -9,6 +9,8 @@
 
 namespace vantry::access {
 
+class TableWriter;
+
 class AccessTable : public sql::StoredTable {
 public:
     // Throws DataError when the table's definition can't be read.
@@ -23,11 +25,24 @@ public:
                                               const Cell& value,
                                               std::span<const std::size_t> projection) override;
 
+    // Changes, inside a statement of the database.
+    void Insert(std::span<const Cell> row) override;
+    void Update(sql::RowId row,
+                std::span<const std::size_t> columns,
+                std::span<const Cell> values) override;
+    void Delete(sql::RowId row) override;
+    std::int64_t DeleteAll() override;
+    // A row of a bulk load, with its own bracket.
+    void InsertBatched(std::span<const Cell> row);
+
 private:
     // The definition as it is in the file: another connection may have changed the table. Throws
     // when it is gone or has other columns.
     void Refresh();
     std::vector<std::size_t> Positions(std::span<const std::size_t> columns) const;
+    TableWriter& Writer();
+    // With a cell for each hidden column.
+    std::span<const Cell> WholeRow(std::span<const Cell> row);
 
     std::shared_ptr<DatabaseFile> file_;
     std::shared_ptr<const TableDef> def_;
@@ -35,6 +50,8 @@ private:
     std::vector<std::size_t> shown_;  // positions of the columns in def_
     std::vector<sql::StoredColumn> columns_;
     std::uint64_t version_ = 0;
+    std::unique_ptr<TableWriter> writer_;
+    std::vector<Cell> whole_row_;
 };
 
 }  // namespace vantry::access

@@ -18,7 +18,18 @@ public:
     std::shared_ptr<sql::StoredTable> OpenTable(std::string_view name) override;
     std::optional<std::string> ViewText(std::string_view name) override;
 
+    void CreateTable(const sql::TableDefinition& definition) override;
+    void DropTable(std::string_view name) override;
+    void CreateIndex(std::string_view table, const sql::IndexDefinition& index) override;
+    void BeginStatement() override;
+    void CommitStatement() override;
+    void RollbackStatement() override;
+    void InsertRow(sql::StoredTable& table, std::span<const Cell> row) override;
+
 private:
+    template <typename Change>
+    void ChangeDefinitions(Change&& change);
+
     std::shared_ptr<DatabaseFile> file_;
 };
 

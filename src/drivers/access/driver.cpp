@@ -1,6 +1,7 @@
 #include "drivers/access/driver.h"
 
 #include "drivers/access/database.h"
+#include "drivers/access/database_creator.h"
 #include "drivers/access/errors.h"
 #include "drivers/file/file_name.h"
 
@@ -45,6 +46,10 @@ public:
         dialect.engine_name = kEngineName;
         return sql::ConnectSql(std::make_shared<AccessDatabase>(std::move(file)),
                                std::move(dialect));
+    }
+
+    void CreateDatabase(const ConnectionString& connection) override {
+        CreateDatabaseFile(TargetOf(connection).path);
     }
 };
 

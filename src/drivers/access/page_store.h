@@ -46,6 +46,7 @@ public:
     void BeginRow(bool undo);
     void EndRow(bool keep);
     bool InTransaction() const { return file_->InTransaction(); }
+    bool InStatement() const { return file_->InStatement(); }
     std::uint64_t TransactionNumber() const { return file_->TransactionNumber(); }
     // Asks for a call before each commit, until Forget().
     void Remember(CommitListener& listener);

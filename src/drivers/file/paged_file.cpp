@@ -221,6 +221,8 @@ void PagedFile::Settle() {
     }
     if (state_ == State::Idle) {
         FlushSiblings();
+        StartReading();
+        Unlock(file_, LockByte::Content);
     }
 }
 
@@ -319,7 +321,8 @@ void PagedFile::BeginRow(bool undo) {
     mutex_.lock();
     try {
         ThrowPending();
-        if (state_ != State::Batch) {
+        const bool first = state_ != State::Batch;
+        if (first) {
             AcquireWriter();
             state_ = State::Batch;
             batch_start_ = Clock::now();
@@ -334,7 +337,7 @@ void PagedFile::BeginRow(bool undo) {
                 timer_wake_.notify_all();
             }
         }
-        undo_ = undo;
+        undo_ = undo || first;
         ++mark_;
         ++version_;
         pages_at_mark_ = page_count_;
@@ -539,9 +542,8 @@ void PagedFile::WriteEverything() {
 // Writes pages before the commit. Appended ones need the journal's header alone.
 void PagedFile::WriteEarly(std::vector<std::uint32_t> pages) {
     OpenJournal();
-    if (std::any_of(pages.begin(), pages.end(), [this](std::uint32_t page) {
-            return Matters(page);
-        })) {
+    if (std::any_of(
+            pages.begin(), pages.end(), [this](std::uint32_t page) { return Matters(page); })) {
         JournalPages(pages, false);
         LockContent();
     }

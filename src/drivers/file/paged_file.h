@@ -16,6 +16,7 @@
 #include "drivers/file/file.h"
 #include "drivers/file/journal.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <exception>
@@ -60,8 +61,9 @@ public:
     void Read(std::uint32_t first, std::span<std::byte> out);
     // Grows whenever pages may have changed since they were read.
     std::uint64_t Version() const { return version_; }
-    // Makes the rows that this and other connections of the process still keep in an open batch
-    // visible to everybody. Throws what went wrong when a batch was committed in the background.
+    // At the start of a statement: makes the rows that this and other connections of the process
+    // still keep in an open batch visible to everybody, and notices changes by others. Throws what
+    // went wrong when a batch was committed in the background.
     void Settle();
     // Counts the times when another connection was found to have changed the file.
     std::uint64_t ForeignChanges() const { return foreign_changes_; }
@@ -72,10 +74,14 @@ public:
     void Begin();
     void Commit();  // when it throws, everything is as before Begin()
     void Rollback();
-    // `undo`: whether EndRow(false) can take back this row's changes alone.
+    // `undo`: whether EndRow(false) can take back this row's changes alone; it always can for the
+    // first row of a transaction.
     void BeginRow(bool undo);
     void EndRow(bool keep);
+    // The state itself is guarded by the transaction's own thread: a batch may be committed by the
+    // timer between two rows.
     bool InTransaction() const { return state_ != State::Idle; }
+    bool InStatement() const { return state_ == State::Statement; }
     // Called before each commit, to put what was gathered into pages.
     void SetBeforeCommit(std::function<void()> action) { before_commit_ = std::move(action); }
     // Differs for each transaction: what was remembered of pages in another one is stale.
@@ -156,7 +162,7 @@ private:
     std::uint64_t version_ = 1;
     std::uint64_t foreign_changes_ = 0;
 
-    State state_ = State::Idle;
+    std::atomic<State> state_ = State::Idle;
     std::uint64_t transaction_ = 0;
     std::uint64_t view_ = 0;
     std::uint32_t base_pages_ = 0;  // in the file before the transaction

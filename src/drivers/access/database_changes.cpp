@@ -1,0 +1,123 @@
+// The writing side of the database and its tables for the SQL layer.
+
+#include "drivers/access/access_table.h"
+#include "drivers/access/database.h"
+#include "drivers/access/definition_writer.h"
+#include "drivers/access/table_writer.h"
+#include "drivers/access/write_errors.h"
+
+namespace vantry::access {
+
+// ---- Tables
+// --------------------------------------------------------------------------------------
+
+TableWriter& AccessTable::Writer() {
+    if (!writer_) {
+        const auto* const object = file_->catalog.FindId(id_);
+        if (object == nullptr || !object->IsTable() || object->name != def_->name) {
+            throw TableMissing(def_->name);
+        }
+        writer_ = std::make_unique<TableWriter>(*file_->store,
+                                                file_->catalog.ReadTable(*object),
+                                                file_->catalog.ReadProperties(*object));
+    }
+    return *writer_;
+}
+
+std::span<const Cell> AccessTable::WholeRow(std::span<const Cell> row) {
+    const std::size_t columns = def_->columns.size();
+    if (shown_.size() == columns) {
+        return row;
+    }
+    whole_row_.assign(columns, Cell());
+    for (std::size_t at = 0; at < shown_.size(); ++at) {
+        whole_row_[shown_[at]] = row[at];
+    }
+    return whole_row_;
+}
+
+void AccessTable::Insert(std::span<const Cell> row) {
+    Writer().Insert(WholeRow(row));
+}
+
+void AccessTable::InsertBatched(std::span<const Cell> row) {
+    PageStore& store = *file_->store;
+    TableWriter& writer = Writer();
+    store.BeginRow(writer.NeedsUndo());
+    try {
+        writer.Insert(WholeRow(row));
+    } catch (...) {
+        store.EndRow(false);
+        throw;
+    }
+    store.EndRow(true);
+}
+
+void AccessTable::Update(sql::RowId row,
+                         std::span<const std::size_t> columns,
+                         std::span<const Cell> values) {
+    Writer().Update(UnpackRowPointer(static_cast<std::uint32_t>(row)), Positions(columns), values);
+}
+
+void AccessTable::Delete(sql::RowId row) {
+    Writer().Delete(UnpackRowPointer(static_cast<std::uint32_t>(row)));
+}
+
+std::int64_t AccessTable::DeleteAll() {
+    return Writer().DeleteAll();
+}
+
+// ---- The database
+// --------------------------------------------------------------------------------
+
+void AccessDatabase::BeginStatement() {
+    file_->store->Begin();
+}
+
+void AccessDatabase::CommitStatement() {
+    file_->store->Commit();
+}
+
+void AccessDatabase::RollbackStatement() {
+    // A commit that failed has taken everything back itself.
+    if (file_->store->InTransaction()) {
+        file_->store->Rollback();
+    }
+}
+
+void AccessDatabase::InsertRow(sql::StoredTable& table, std::span<const Cell> row) {
+    static_cast<AccessTable&>(table).InsertBatched(row);
+}
+
+// Definitions change in a statement of their own, unless one is open.
+template <typename Change>
+void AccessDatabase::ChangeDefinitions(Change&& change) {
+    PageStore& store = *file_->store;
+    DefinitionWriter writer(store);
+    if (store.InStatement()) {
+        change(writer);
+        return;
+    }
+    store.Begin();
+    try {
+        change(writer);
+        store.Commit();
+    } catch (...) {
+        RollbackStatement();
+        throw;
+    }
+}
+
+void AccessDatabase::CreateTable(const sql::TableDefinition& definition) {
+    ChangeDefinitions([&](DefinitionWriter& writer) { writer.CreateTable(definition); });
+}
+
+void AccessDatabase::DropTable(std::string_view name) {
+    ChangeDefinitions([&](DefinitionWriter& writer) { writer.DropTable(name); });
+}
+
+void AccessDatabase::CreateIndex(std::string_view table, const sql::IndexDefinition& index) {
+    ChangeDefinitions([&](DefinitionWriter& writer) { writer.CreateIndex(table, index); });
+}
+
+}  // namespace vantry::access
