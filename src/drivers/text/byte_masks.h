@@ -1,9 +1,12 @@
 #pragma once
 // 64 bytes at a time: where the separators are, as bits. The lowest bit is the first byte.
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <string_view>
 
 #ifdef __SSE2__
 #include <emmintrin.h>
@@ -60,6 +63,49 @@ inline ByteMasks MasksOf(const char* at, char delimiter, char qualifier) {
 }
 
 #endif
+
+// The first `wanted` at or behind `from`, or `size`; looks at 16 bytes at a time, as what is sought
+// is mostly near. The window is readable for 64 bytes behind `size`.
+inline std::size_t FindByte(const char* window, std::size_t size, std::size_t from, char wanted) {
+#ifdef __SSE2__
+    const __m128i pattern = _mm_set1_epi8(wanted);
+    for (; from < size; from += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(window + from));
+        const auto hits =
+            static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, pattern)));
+        if (hits != 0) {
+            return std::min(from + static_cast<std::size_t>(std::countr_zero(hits)), size);
+        }
+    }
+    return size;
+#else
+    const void* const hit = from < size ? std::memchr(window + from, wanted, size - from) : nullptr;
+    return hit == nullptr ? size : static_cast<std::size_t>(static_cast<const char*>(hit) - window);
+#endif
+}
+
+// Whether all of `text` is ASCII above the control bytes. Readable for 16 bytes behind its end.
+inline bool IsPlainText(std::string_view text) {
+#ifdef __SSE2__
+    const __m128i first_plain = _mm_set1_epi8(9);
+    for (std::size_t at = 0; at < text.size(); at += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+        auto odd =
+            static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmplt_epi8(bytes, first_plain)));
+        if (text.size() - at < 16) {
+            odd &= (1U << (text.size() - at)) - 1;
+        }
+        if (odd != 0) {
+            return false;
+        }
+    }
+    return true;
+#else
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        return static_cast<unsigned char>(c) - 9U <= 0x76U;
+    });
+#endif
+}
 
 // Walks over the places of interest in a window that is readable for 64 bytes behind its end.
 // `kEvents` says which: separators for reading fields, or line breaks and the qualifiers that begin

@@ -150,7 +150,7 @@ void TextEncoding::AppendUtf8(std::string_view bytes, std::string& out) const {
 }
 
 bool TextEncoding::IsUtf8Already(std::string_view bytes) const {
-    return IsAscii(bytes) || IsUtf16() || (form_ == Form::Utf8 && IsValidUtf8(bytes));
+    return form_ == Form::Utf8 ? IsValidUtf8(bytes) : IsUtf16() || IsAscii(bytes);
 }
 
 void TextEncoding::AppendUtf8FromUnits(std::string_view bytes, std::string& out) const {

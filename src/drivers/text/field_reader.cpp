@@ -84,6 +84,7 @@ FieldReader::FieldReader(const TextColumn& column, const FileForms& forms)
     : column_(column), forms_(forms) {
     is_text_ = column_.type == ColumnType::Text || column_.type == ColumnType::Memo;
     cuts_ = column_.width > 0 || forms.fixed_columns;
+    iso_dates_ = column_.type == ColumnType::DateTime && !column_.picture && !forms.values.picture;
     whole_ = IsInteger(column_.type);
     // A canonical number has "." for its point.
     if (whole_ || forms.values.numbers.decimal_symbol == ".") {

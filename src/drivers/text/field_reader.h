@@ -3,6 +3,8 @@
 // work is settled when it is made.
 
 #include "data/value.h"
+#include "data/value_text.h"
+#include "drivers/text/byte_masks.h"
 #include "drivers/text/encoding.h"
 #include "drivers/text/number_form.h"
 #include "drivers/text/row_splitter.h"
@@ -36,12 +38,12 @@ class FieldReader {
 public:
     FieldReader(const TextColumn& column, const FileForms& forms);
 
-    // `bytes` are the field without its qualifiers, readable for one byte more; `plain` says that
-    // they are ASCII without NUL. The cell looks at `bytes` or at memory of this reader and is
-    // valid until the next call. Unreadable if the field isn't a value of the column's type.
+    // `bytes` are the field without its qualifiers, readable for 16 bytes more; `plain` says that
+    // they are surely ASCII without NUL. The cell looks at `bytes` or at memory of this reader and
+    // is valid until the next call. Unreadable if the field isn't a value of the column's type.
     Cell Read(std::string_view bytes, FieldSpan field, bool plain) {
         if (is_text_) {
-            if (plain && !cuts_ && !field.HasDoubledQualifier()) {
+            if (!cuts_ && !field.HasDoubledQualifier() && (plain || IsPlainText(bytes))) {
                 return bytes.empty() && !field.IsQualified() ? Cell::Null() : Cell::Text(bytes);
             }
             return ReadText(bytes, field, plain);
@@ -50,6 +52,11 @@ public:
             std::string_view number = bytes;
             if (whole_ ? IsCanonicalWhole(number) : CutToCanonical(number)) {
                 return Cell::NumberText(number);
+            }
+        }
+        if (iso_dates_) {
+            if (const auto date = ParseIsoDateTime(bytes)) {
+                return Cell::FromDateTime(*date);
             }
         }
         return ReadOther(bytes, field, plain);
@@ -87,6 +94,7 @@ private:
     const FileForms& forms_;
     bool is_text_ = false;
     bool cuts_ = false;                // every text must be looked at: widths, fixed columns
+    bool iso_dates_ = false;           // the form that needs no picture
     bool whole_ = false;               // fractions don't fit
     std::size_t canonical_limit_ = 0;  // so short a number fits if it is canonical; 0: never
     std::string scratch_;

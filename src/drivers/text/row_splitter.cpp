@@ -38,20 +38,14 @@ struct QualifiedEnd {
 
 QualifiedEnd FindClosing(const char* data, std::size_t size, std::size_t from, char qualifier) {
     QualifiedEnd end;
-    while (from < size) {
-        const void* hit = std::memchr(data + from, qualifier, size - from);
-        if (hit == nullptr) {
-            break;
-        }
-        end.place = static_cast<std::size_t>(static_cast<const char*>(hit) - data);
+    for (;;) {
+        end.place = FindByte(data, size, from, qualifier);
         if (end.place + 1 >= size || data[end.place + 1] != qualifier) {
             return end;
         }
         end.doubled = true;
         from = end.place + 2;
     }
-    end.place = size;
-    return end;
 }
 
 // Room for one more row's fields.
