@@ -68,8 +68,8 @@ class Appender {
 public:
     virtual ~Appender() = default;
     virtual std::span<const ColumnInfo> Columns() const = 0;
-    // One cell a column, in the order of Columns(). Unset means: the column's default. Bytes for a text
-    // column are its text in UTF-8: long texts travel like that.
+    // One cell a column, in the order of Columns(). Unset means: the column's default. Bytes for a
+    // text column are its text in UTF-8: long texts travel like that.
     virtual void Append(std::span<const Cell> row) = 0;
 };
 

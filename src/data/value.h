@@ -48,8 +48,8 @@ enum class ValueKind : std::uint8_t {
     Double,
     Decimal,
     NumberText,  // a number still in its text, written just as AppendText writes the value: a
-                 // canonical number (see IsCanonicalNumber in value_text.h), or a decimal of at most
-                 // 38 digits with all digits of its scale (12.50)
+                 // canonical number (see IsCanonicalNumber in value_text.h), or a decimal of at
+                 // most 38 digits with all digits of its scale (12.50)
     DateTime,
     Text,  // UTF-8
     Bytes,
