@@ -46,10 +46,10 @@ std::string ListedType(const CatalogObject& object) {
         default:
             return "";
     }
-    if (object.name.starts_with('~')) {
+    if (object.name.starts_with('~') || IsFlatTableName(object.name)) {
         return "";
     }
-    if (IsFlatTableName(object.name) || (object.flags & kObjectSystem2) != 0) {
+    if ((object.flags & kObjectSystem2) != 0) {
         return "ACCESS TABLE";
     }
     if ((object.flags & kObjectSystem) != 0) {

@@ -1,13 +1,9 @@
 // Damaged and hostile files: a clear error or sane rows, never a crash, a hang or more memory than
 // the file calls for.
 
-#include "data/data_error.h"
-#include "drivers/access/complex_value.h"
 #include "drivers/access/file_bytes.h"
-#include "drivers/access/index_reader.h"
-#include "drivers/access/saved_query.h"
+#include "drivers/access/read_everything.h"
 #include "drivers/access/stored_rows.h"
-#include "drivers/access/verify.h"
 
 #include <gtest/gtest.h>
 
@@ -23,45 +19,6 @@ namespace fs = std::filesystem;
 
 const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
 constexpr int kMutations = 2'000;
-
-// Reads all that there is to read. Rows may be fewer or other than before the damage; errors are
-// DataErrors that name the file.
-void ReadEverything(const test::FileBytes& file) {
-    try {
-        const auto source = file.Open();
-        (void)Verify(*source);
-        ObjectCatalog catalog(*source);
-        const auto objects = catalog.Objects();
-        for (const auto& object : objects) {
-            try {
-                (void)catalog.ReadProperties(object);
-                if (object.IsQuery()) {
-                    (void)SavedQueryText(*source, catalog, object);
-                }
-                if (!object.IsTable()) {
-                    continue;
-                }
-                const auto table = test::ReadRows(*source, object);
-                for (const auto& index : table.def.real_indexes) {
-                    IndexReader entries(*source, table.def, index);
-                    for (entries.SeekFirst(); entries.Next();) {
-                    }
-                }
-                for (const auto& column : table.def.columns) {
-                    if (column.type == ColumnType::Complex) {
-                        ComplexValueReader(*source, catalog, column).Read(2);
-                    }
-                }
-            } catch (const BoundsError&) {
-                // What WithPage and the scans of the SQL layer make a DataError of.
-            } catch (const DataError& error) {
-                EXPECT_FALSE(error.Description().empty());
-            }
-        }
-    } catch (const DataError& error) {
-        EXPECT_FALSE(error.Description().empty());
-    }
-}
 
 struct Mutator {
     std::string name;
@@ -172,7 +129,7 @@ TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
         auto file = original;
         mutator.apply(file, random);
         const auto start = std::chrono::steady_clock::now();
-        ReadEverything(file);
+        test::ReadEverything(file.bytes);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
     }
 }

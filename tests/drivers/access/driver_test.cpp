@@ -1,0 +1,286 @@
+// The driver's outside, on files that Access wrote: connecting, listing, queries, keys, links.
+
+#include "drivers/access/driver.h"
+
+#include "data/utf.h"
+#include "data/value_text.h"
+#include "drivers/access/file_bytes.h"
+#include "drivers/access/page_codec.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+namespace vantry::access {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
+
+using Strings = std::vector<std::string>;
+
+class AccessDriverTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!fs::exists(kFolder)) {
+            GTEST_SKIP() << kFolder << " isn't there";
+        }
+    }
+
+    // A copy that nothing else uses.
+    std::string Copy(const std::string& file, const std::string& name = {}) {
+        const auto path = folder_.Path() / (name.empty() ? file : name);
+        fs::copy_file(kFolder / file, path, fs::copy_options::overwrite_existing);
+        return path.string();
+    }
+    std::string Damaged(const std::string& file,
+                        const std::function<void(test::FileBytes&)>& change) {
+        test::FileBytes bytes(kFolder / file);
+        change(bytes);
+        const auto path = folder_.Write(
+            file, {reinterpret_cast<const char*>(bytes.bytes.data()), bytes.bytes.size()});
+        return path.string();
+    }
+
+    std::unique_ptr<DriverConnection> Connect(const std::string& text) {
+        return driver_->Connect(ConnectionString::Parse(text));
+    }
+    std::unique_ptr<DriverConnection> Open(const std::string& path) {
+        return Connect("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path);
+    }
+    static Strings Rows(DriverConnection& connection, const std::string& sql) {
+        Strings lines;
+        const auto cursor = connection.OpenCursor(sql);
+        while (cursor->Next()) {
+            std::string line;
+            for (const auto& cell : cursor->Row()) {
+                line += (line.empty() ? "" : "|") + (cell.IsNull() ? "NULL" : ToText(cell));
+            }
+            lines.push_back(std::move(line));
+        }
+        return lines;
+    }
+    static std::string ErrorOf(const std::function<void()>& action) {
+        try {
+            action();
+        } catch (const DataError& error) {
+            return error.Description();
+        }
+        return "(no error)";
+    }
+
+    test::TempDir folder_;
+    std::unique_ptr<Driver> driver_ = MakeAccessDriver();
+};
+
+TEST_F(AccessDriverTest, TakesTheConnectionStringsOfItsProvidersAndOfTheBuiltInDriver) {
+    const auto mdb = Copy("delTestV2000.mdb", "Shop.MDB");
+    Copy("extDateTestV2019.accdb", "new.accdb");
+    const auto folder = folder_.Path().string();
+    for (const auto& text : {"PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + mdb +
+                                 ";Jet OLEDB:Database Password=;Jet OLEDB:System Database=",
+                             "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + folder +
+                                 "/shop.mdb;Jet OLEDB:Database "
+                                 "Password=needless",
+                             "Driver=Microsoft Access Driver (*.mdb, *.accdb);DBQ=" + folder +
+                                 "/SHOP.mdb;UID=admin;PWD=;SystemDB="}) {
+        SCOPED_TRACE(text);
+        EXPECT_EQ(Rows(*Connect(text), "select count(*) from [table]"), Strings{"2"});
+    }
+    EXPECT_NE(ErrorOf([&] {
+                  Connect("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder + "/new.accdb");
+              }).find("Use the ACE provider"),
+              std::string::npos);
+    EXPECT_NE(ErrorOf([&] { Open(folder + "/absent.mdb"); }).find("absent.mdb"), std::string::npos);
+    EXPECT_NE(
+        ErrorOf([&] { Connect("Provider=Microsoft.Jet.OLEDB.4.0"); }).find("no database file"),
+        std::string::npos);
+}
+
+TEST_F(AccessDriverTest, ListsTablesQueriesAndLinksByNameWithTheirTypes) {
+    const auto listed = [&](const std::string& file) {
+        Strings lines;
+        for (const auto& table : Open(Copy(file))->Tables()) {
+            if (table.name.substr(0, 4) != "MSys") {
+                lines.push_back(table.name + ": " + table.type);
+            }
+        }
+        return lines;
+    };
+    EXPECT_EQ(listed("queryTestV2003.mdb"),
+              (Strings{"CrosstabQuery: VIEW",
+                       "SelectQuery: VIEW",
+                       "Table1: TABLE",
+                       "Table2: TABLE",
+                       "Table3: TABLE",
+                       "UnionQuery: VIEW"}));
+    EXPECT_EQ(listed("linkerTestV2007.accdb"), (Strings{"Table1: TABLE", "Table2: LINK"}));
+    const auto system = Open(Copy("delTestV2000.mdb"))->Tables();
+    EXPECT_EQ(system.front().name + ": " + system.front().type, "MSysAccessObjects: ACCESS TABLE");
+    EXPECT_EQ(system[2].name + ": " + system[2].type, "MSysACEs: SYSTEM TABLE");
+}
+
+TEST_F(AccessDriverTest, ReadsSavedQueriesOrSaysWhyNot) {
+    const auto connection = Open(Copy("queryTestV2003.mdb"));
+    const auto cursor = connection->OpenCursor("select * from SelectQuery");
+    EXPECT_EQ(cursor->Columns().size(), 6U);  // three of Table1, two of Table2, one of Table3
+    EXPECT_FALSE(cursor->Next());
+    const auto why = [&](const std::string& query) {
+        return ErrorOf([&] { connection->OpenCursor("select * from " + query); });
+    };
+    EXPECT_NE(why("CrosstabQuery").find("crosstab"), std::string::npos);
+    EXPECT_NE(why("PassthroughQuery").find("another server"), std::string::npos);
+    EXPECT_NE(why("DeleteQuery").find("changes data"), std::string::npos);
+    EXPECT_NE(ErrorOf([&] {
+                  Open(Copy("linkerTestV2007.accdb"))->OpenCursor("select * from Table2");
+              }).find("linkeeTest.accdb"),
+              std::string::npos);
+}
+
+TEST_F(AccessDriverTest, ShowsTheValuesOfColumnsThatHoldSeveral) {
+    EXPECT_EQ(Rows(*Open(Copy("complexDataTestV2010.accdb")), "select * from Table1"),
+              (Strings{"row1|NULL|NULL|NULL|NULL",
+                       "row2|row2-memo|row2-memo|value1;value4|test_data.txt;test_data2.txt",
+                       "row3|row3-memo|row3-memo-again|value1;value2;value3;value4|NULL",
+                       "row4|row4-memo|row4-memo|NULL|test_data2.txt"}));
+}
+
+TEST_F(AccessDriverTest, FindsRowsByKey) {
+    const auto index = Open(Copy("indexTestV2000.mdb"));
+    EXPECT_EQ(Rows(*index, "select id, data from Table1 where id = 2"),
+              Rows(*index, "select id, data from Table1 where id + 0 = 2"));
+    EXPECT_EQ(Rows(*index, "select t.id from Table1 t inner join Table2 u on t.otherfk1 = u.id"),
+              Rows(*index, "select t.id from Table1 t, Table2 u where t.otherfk1 = u.id + 0"));
+    const auto text = Open(Copy("testUnicodeCompV2003.mdb"));
+    EXPECT_EQ(Rows(*text, "select id from [Table] where unicode = 'ONLY ascii chars'"),
+              Strings{"1"});
+    EXPECT_EQ(Rows(*text, "select id from [Table] where unicode = 'Мир'"), Strings{"3"});
+    EXPECT_EQ(Rows(*text, "select id from [Table] where unicode = 'ascii'"), Strings());
+}
+
+TEST_F(AccessDriverTest, ReportsColumnsAsTheProvidersDo) {
+    const auto columns = [&](const std::string& file, const std::string& sql) {
+        const auto connection = Open(Copy(file));
+        const auto cursor = connection->OpenCursor(sql);
+        Strings lines;
+        for (const auto& info : cursor->Columns()) {
+            lines.push_back(info.name + " " + std::to_string(info.type) + " " +
+                            std::to_string(info.defined_size) + " " +
+                            std::to_string(info.precision) + " " + std::to_string(info.scale));
+        }
+        return lines;
+    };
+    EXPECT_EQ(columns("testV1997.mdb", "select * from Table1 where 1=2"),
+              (Strings{"A 202 50 255 255",
+                       "B 202 100 255 255",
+                       "C 17 1 3 255",
+                       "D 2 2 5 255",
+                       "E 3 4 10 255",
+                       "F 5 8 15 255",
+                       "G 7 8 255 255",
+                       "H 6 8 19 255",
+                       "I 11 2 255 255"}));
+    EXPECT_EQ(columns("fixedNumericTestV2003.mdb", "select col1, col2 from test where 1=2"),
+              (Strings{"col1 203 536870910 255 255", "col2 131 19 18 0"}));
+}
+
+TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
+    // The engine's own encoding needs no password.
+    constexpr std::uint32_t kKey = 0x1234ABCD;
+    const auto encoded = Damaged("delTestV2000.mdb", [&](test::FileBytes& file) {
+        const auto pages = file.bytes.size() / 4096;
+        for (std::size_t page = 1; page < pages; ++page) {
+            ApplyPageKey(kKey,
+                         static_cast<PageNumber>(page),
+                         std::span(file.bytes).subspan(page * 4096, 4096));
+        }
+        const auto header = std::span(file.bytes).first(4096);
+        MaskHeader(kJet4Layout, header);
+        std::memcpy(header.data() + kEncryptionKeyOffset, &kKey, sizeof(kKey));
+        MaskHeader(kJet4Layout, header);
+    });
+    EXPECT_EQ(Rows(*Open(encoded), "select count(*) from [table]"), Strings{"2"});
+
+    const auto locked = Damaged("delTestV2000.mdb", [&](test::FileBytes& file) {
+        const auto header = std::span(file.bytes).first(4096);
+        MaskHeader(kJet4Layout, header);
+        // A file without a password has zeros under the date's mask.
+        const auto password = Utf16FromUtf8("S3cr3t-Ünique");
+        const auto bytes = std::as_bytes(std::span(password));
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            header[kPasswordOffset + i] ^= bytes[i];
+        }
+        MaskHeader(kJet4Layout, header);
+    });
+    EXPECT_EQ(Rows(*Connect("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + locked +
+                            ";Jet OLEDB:Database Password=S3cr3t-Ünique"),
+                   "select count(*) from [table]"),
+              Strings{"2"});
+    EXPECT_NE(ErrorOf([&] { Open(locked); }).find("Not a valid password"), std::string::npos);
+    const auto wrong = ErrorOf([&] {
+        Connect("Driver={Microsoft Access Driver (*.mdb, *.accdb)};DBQ=" + locked + ";PWD=s3cr3t");
+    });
+    EXPECT_NE(wrong.find("Not a valid password"), std::string::npos);
+    EXPECT_EQ(wrong.find("s3cr3t"), std::string::npos);
+
+    const auto office = Damaged("empty_2010.accdb", [&](test::FileBytes& file) {
+        file.bytes[kEncryptionKeyOffset] ^= std::byte{0x55};
+    });
+    EXPECT_NE(ErrorOf([&] { Open(office); }).find("Office encryption"), std::string::npos);
+}
+
+TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {
+    const auto write = [&](std::string_view content) {
+        return folder_.Write("other.mdb", content).string();
+    };
+    const std::string money =
+        std::string("\0\1\0\0MSISAM Database\0\1\0\0\0", 24) + std::string(5000, ' ');
+    const std::pair<std::string, const char*> cases[] = {
+        {"", "doesn't begin like"},
+        {"id;name\n1;x\n", "doesn't begin like"},
+        {money, "Money"},
+        {std::string("\xD0\xCF\x11\xE0 and so on"), "OLE container"},
+        {std::string("\0\1\0\0Standard ACE DB\0\x1F\0\0\0", 24) + std::string(5000, ' '),
+         "version byte 31"},
+        {std::string("\0\1\0\0Standard Jet DB\0\1\0\0\0", 24), "shorter than one page"},
+    };
+    for (const auto& [content, words] : cases) {
+        EXPECT_NE(ErrorOf([&] { Open(write(content)); }).find(words), std::string::npos)
+            << ErrorOf([&] { Open(write(content)); });
+    }
+}
+
+// A field that can't be read spoils neither the row's other fields nor the rows behind it.
+TEST_F(AccessDriverTest, SaysWhichFieldIsDamagedAndReadsOn) {
+    const auto path = Damaged("extDateTestV2019.accdb", [&](test::FileBytes& file) {
+        // The extended date of row 2: its digits stand in the file as text.
+        const std::string digits = "0000000000000737954";  // 2021-06-14
+        const auto chars =
+            std::string_view(reinterpret_cast<const char*>(file.bytes.data()), file.bytes.size());
+        const auto at = chars.find(digits);
+        ASSERT_NE(at, std::string_view::npos);
+        file.bytes[at + 3] = std::byte{'x'};
+    });
+    const auto connection = Open(path);
+    const auto cursor = connection->OpenCursor("select ID, DateExt, Field1 from Table1");
+    int damaged = 0;
+    int rows = 0;
+    while (cursor->Next()) {
+        ++rows;
+        EXPECT_EQ(cursor->Row()[2].Kind(), ValueKind::Text);
+        if (cursor->Row()[1].Kind() == ValueKind::Unreadable) {
+            ++damaged;
+            const auto error = cursor->FieldError(1).Description();
+            EXPECT_NE(error.find("'DateExt'"), std::string::npos) << error;
+            EXPECT_NE(error.find("extended date"), std::string::npos) << error;
+        }
+    }
+    EXPECT_EQ(rows, 9);
+    EXPECT_EQ(damaged, 1);
+}
+
+}  // namespace
+}  // namespace vantry::access

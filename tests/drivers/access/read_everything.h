@@ -1,0 +1,83 @@
+#pragma once
+// Reads all that there is to read in a database file, damaged or not: for the sweeps and fuzzers,
+// which look for crashes, hangs and reads outside.
+
+#include "data/data_error.h"
+#include "drivers/access/complex_value.h"
+#include "drivers/access/field.h"
+#include "drivers/access/index_reader.h"
+#include "drivers/access/object_catalog.h"
+#include "drivers/access/row_scanner.h"
+#include "drivers/access/saved_query.h"
+#include "drivers/access/verify.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vantry::test {
+
+// Throws DataError when the header is no good.
+inline std::unique_ptr<access::MemoryPageSource> OpenBytes(access::ByteSpan bytes) {
+    auto header = access::ParseFileHeader(bytes, "damaged.mdb");
+    access::CheckPassword(header, "", "damaged.mdb");
+    return std::make_unique<access::MemoryPageSource>(bytes, std::move(header), "damaged.mdb");
+}
+
+inline void ReadTable(access::PageSource& source,
+                      access::ObjectCatalog& catalog,
+                      const access::CatalogObject& object) {
+    const auto def = catalog.ReadTable(object);
+    std::vector<access::FieldDecoder> decoders;
+    for (const auto& column : def.columns) {
+        decoders.emplace_back(source, column);
+        if (column.type == access::ColumnType::Complex) {
+            access::ComplexValueReader(source, catalog, column).Read(2);
+        }
+    }
+    access::RowScanner scanner(source, def);
+    volatile std::size_t touched = 0;
+    while (scanner.Next()) {
+        try {
+            const access::RowView row(def, source.GetLayout(), scanner.Row());
+            for (std::size_t i = 0; i < decoders.size(); ++i) {
+                const auto stored = row.Field(def.columns[i]);
+                const auto cell = stored ? decoders[i].Decode(*stored) : Cell::Null();
+                for (const auto byte : cell.IsView() ? cell.AsBytes() : access::ByteSpan()) {
+                    touched = touched + static_cast<std::size_t>(byte);
+                }
+            }
+        } catch (const access::BoundsError&) {
+            // What the scans of the SQL layer make an unreadable field of.
+        }
+    }
+    for (const auto& index : def.real_indexes) {
+        access::IndexReader entries(source, def, index);
+        for (entries.SeekFirst(); entries.Next();) {
+        }
+    }
+}
+
+// Errors are DataErrors; anything else gets out.
+inline void ReadEverything(access::ByteSpan bytes) {
+    try {
+        const auto source = OpenBytes(bytes);
+        (void)access::Verify(*source);
+        access::ObjectCatalog catalog(*source);
+        const auto objects = catalog.Objects();
+        for (const auto& object : objects) {
+            try {
+                (void)catalog.ReadProperties(object);
+                if (object.IsQuery()) {
+                    (void)access::SavedQueryText(*source, catalog, object);
+                } else if (object.IsTable()) {
+                    ReadTable(*source, catalog, object);
+                }
+            } catch (const DataError&) {
+            }
+        }
+    } catch (const DataError&) {
+    }
+}
+
+}  // namespace vantry::test
