@@ -1,0 +1,114 @@
+// Runs the sample sessions without a window: the files of the samples folder to delimited and to
+// fixed-width text. Usage: sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when every row
+// arrived.
+
+#include "core/session_state.h"
+#include "mapping/column_discovery.h"
+#include "programs/console_view.h"
+#include "text/schema_ini_writer.h"
+#include "text/text_writer.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace vantry;  // NOLINT(google-build-using-namespace): a program of one page
+
+struct SampleFile {
+    const char* name;
+    const char* delimiter;
+};
+constexpr SampleFile kSampleFiles[] = {{"customers.csv", ","}, {"orders.csv", ";"}};
+
+// The source pages write Schema.ini beside the data: the samples are therefore read from a copy.
+void ChooseSource(const std::filesystem::path& samples, const std::filesystem::path& folder) {
+    std::filesystem::create_directories(folder);
+    SourceType = "TEXT";
+    SrcTables.clear();
+    for (const auto& sample : kSampleFiles) {
+        std::filesystem::copy_file(samples / sample.name,
+                                   folder / sample.name,
+                                   std::filesystem::copy_options::overwrite_existing);
+        TableRec table;
+        table.TabID = static_cast<i16>(SrcTables.size());
+        table.Name = sample.name;
+        table.SFormat = sample.delimiter;
+        table.TextQ = "\"";
+        table.SFirstColLine = 1;
+        table.FolderName = folder.string();
+        SrcTables.push_back(table);
+    }
+    std::filesystem::remove(folder / "Schema.ini");
+    WriteSchemaIni(folder.string(), SrcTables, QualifierChoice(), kTextSourceScanRows);
+    SourceConnStr = TextSourceConnectionString(folder.string());
+}
+
+void ChooseTarget(const std::filesystem::path& folder,
+                  const char* format,
+                  const char* extension,
+                  const char* delimiter) {
+    std::filesystem::create_directories(folder);
+    TargetType = "TEXT";
+    TextDestFormat = format;
+    TextDestDir = folder.string();
+    TextDestExt = extension;
+    TextDestDelim = delimiter;
+    TextDestQual = "\"";
+    TextDestHeader = kTrue;
+}
+
+void MapTables() {
+    std::vector<std::string> names;
+    FillTargetTables();
+    LoadSourceColumns();
+    CheckTargetTables(names);
+    LoadTargetColumns();
+    BuildColMaps();
+    // A fixed-width line has no room for texts without a width.
+    for (auto& row : ColMaps) {
+        if (TextDestFormat == "FIXED" && row.SWidth == 0) {
+            row.SSelected = 0;
+        }
+    }
+}
+
+int Run(const std::filesystem::path& samples, const std::filesystem::path& out) {
+    ConsoleView view;
+    CurrentRunView = &view;
+    InitSharedState(ApplicationFolder());
+    ChooseSource(samples, out / "source");
+
+    struct Target {
+        const char* folder;
+        const char* format;
+        const char* extension;
+        const char* delimiter;
+    };
+    for (const auto& target :
+         {Target{"delimited", "DELIMITED", ".tab", "\t"}, Target{"fixed", "FIXED", ".txt", ","}}) {
+        ChooseTarget(out / target.folder, target.format, target.extension, target.delimiter);
+        MapTables();
+        RunSessionToText("");
+        std::printf("\n\n");
+    }
+    std::printf("The files are in %s\n", out.c_str());
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: sample_session SAMPLES_FOLDER OUT_FOLDER\n");
+        return 64;
+    }
+    try {
+        return Run(argv[1], argv[2]);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 3;
+    }
+}
