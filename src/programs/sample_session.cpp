@@ -3,6 +3,7 @@
 // arrived.
 
 #include "core/session_state.h"
+#include "engine/run_session.h"
 #include "mapping/column_discovery.h"
 #include "programs/console_view.h"
 #include "text/schema_ini_writer.h"
@@ -46,10 +47,35 @@ void ChooseSource(const std::filesystem::path& samples, const std::filesystem::p
     SourceConnStr = TextSourceConnectionString(folder.string());
 }
 
-void ChooseTarget(const std::filesystem::path& folder,
-                  const char* format,
-                  const char* extension,
-                  const char* delimiter) {
+std::string AccessConnStr(const std::filesystem::path& file) {
+    return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file.string() +
+           ";Jet OLEDB:Database Password=;Jet OLEDB:System Database=";
+}
+
+void ChooseNewAccessTarget(const std::filesystem::path& file) {
+    std::filesystem::remove(file);
+    Catalog().Create("PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file.string());
+    TargetType = "ACCESS";
+    TargetConnStr = AccessConnStr(file);
+}
+
+void ChooseAccessSource(const std::filesystem::path& file) {
+    SourceType = "ACCESS";
+    SourceConnStr = AccessConnStr(file);
+    Catalog catalog;
+    catalog.SetActiveConnection(SourceConnStr);
+    SrcTables.clear();
+    for (i32 k = 0; k < catalog.Tables().Count(); ++k) {
+        if (catalog.Tables()[k].Type == "TABLE") {
+            SrcTables.emplace_back().Name = catalog.Tables()[k].Name;
+        }
+    }
+}
+
+void ChooseTextTarget(const std::filesystem::path& folder,
+                      const char* format,
+                      const char* extension,
+                      const char* delimiter) {
     std::filesystem::create_directories(folder);
     TargetType = "TEXT";
     TextDestFormat = format;
@@ -75,27 +101,30 @@ void MapTables() {
     }
 }
 
-int Run(const std::filesystem::path& samples, const std::filesystem::path& out) {
+void RunMapped() {
+    MapTables();
+    if (TargetType == "TEXT") {
+        RunSessionToText("");
+    } else {
+        RunSession("");
+    }
+    std::printf("\n\n");
+}
+
+void Run(const std::filesystem::path& samples, const std::filesystem::path& out) {
     ConsoleView view;
     CurrentRunView = &view;
     InitSharedState(ApplicationFolder());
+    const auto database = out / "samples.mdb";
     ChooseSource(samples, out / "source");
-
-    struct Target {
-        const char* folder;
-        const char* format;
-        const char* extension;
-        const char* delimiter;
-    };
-    for (const auto& target :
-         {Target{"delimited", "DELIMITED", ".tab", "\t"}, Target{"fixed", "FIXED", ".txt", ","}}) {
-        ChooseTarget(out / target.folder, target.format, target.extension, target.delimiter);
-        MapTables();
-        RunSessionToText("");
-        std::printf("\n\n");
-    }
+    ChooseNewAccessTarget(database);
+    RunMapped();
+    ChooseTextTarget(out / "fixed", "FIXED", ".txt", ",");
+    RunMapped();
+    ChooseAccessSource(database);
+    ChooseTextTarget(out / "delimited", "DELIMITED", ".tab", "\t");
+    RunMapped();
     std::printf("The files are in %s\n", out.c_str());
-    return 0;
 }
 
 }  // namespace
@@ -106,7 +135,8 @@ int main(int argc, char** argv) {
         return 64;
     }
     try {
-        return Run(argv[1], argv[2]);
+        Run(argv[1], argv[2]);
+        return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return 3;
