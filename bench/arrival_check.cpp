@@ -94,31 +94,13 @@ private:
     std::string unquoted_;
 };
 
-// The number of hundredths that a decimal text says, whatever its zeros; -1 if it is none.
-std::int64_t HundredthsOf(std::string_view text) {
-    if (text.find('e') != std::string_view::npos) {
-        // A binary fraction in full: hundredths are what it is nearest to.
-        double value = 0;
-        std::from_chars(text.data(), text.data() + text.size(), value);
-        const double cents = std::round(value * 100);
-        return std::abs(value * 100 - cents) < 1e-4 ? static_cast<std::int64_t>(cents) : -1;
-    }
-    const auto point = std::min(text.find('.'), text.size());
-    std::int64_t whole = 0;
-    const auto read = std::from_chars(text.data(), text.data() + point, whole);
-    if (read.ec != std::errc() || read.ptr != text.data() + point) {
-        return -1;
-    }
-    std::int64_t cents = whole * 100;
-    std::int64_t unit = 10;
-    for (const char c : text.substr(std::min(point + 1, text.size()))) {
-        if (c < '0' || c > '9' || (unit == 0 && c != '0')) {
-            return -1;
-        }
-        cents += (c - '0') * unit;
-        unit /= 10;
-    }
-    return cents;
+bool SameMoney(std::string_view text, std::int64_t cents) {
+    double value = 0;
+    const auto read = std::from_chars(text.data(), text.data() + text.size(), value);
+    // A column of binary fractions is exported with all its digits, or with one too few.
+    constexpr double kLastDigit = 1e-5;
+    return read.ec == std::errc() && read.ptr == text.data() + text.size() &&
+           std::abs(value * 100 - static_cast<double>(cents)) < kLastDigit;
 }
 
 bool SameMoment(std::string_view text, const Order& order) {
@@ -149,7 +131,7 @@ int Difference(const std::array<std::string_view, kColumns>& fields,
         fields[0] == std::to_string(order.id),
         fields[1] == order.customer,
         fields[2] == order.city,
-        HundredthsOf(fields[3]) == order.cents,
+        SameMoney(fields[3], order.cents),
         fields[4] == std::to_string(order.qty),
         SameMoment(fields[5], order),
         SameBoolean(fields[6], order.shipped),
@@ -162,6 +144,18 @@ int Difference(const std::array<std::string_view, kColumns>& fields,
     return -1;
 }
 
+// The row that the text names, if it hasn't arrived before.
+std::int64_t NewIdOf(std::string_view text, std::vector<bool>& seen) {
+    std::size_t id = 0;
+    std::from_chars(text.data(), text.data() + text.size(), id);
+    if (id == 0 || id >= seen.size() || seen[id]) {
+        throw std::runtime_error("a row arrived twice or from nowhere: \"" + std::string(text) +
+                                 "\"");
+    }
+    seen[id] = true;
+    return static_cast<std::int64_t>(id);
+}
+
 }  // namespace
 
 void CheckArrived(const std::filesystem::path& path, std::int64_t rows, const ArrivedForm& form) {
@@ -172,14 +166,17 @@ void CheckArrived(const std::filesystem::path& path, std::int64_t rows, const Ar
     }
     Order order;
     std::int64_t arrived = 0;
+    std::vector<bool> seen(static_cast<std::size_t>(form.in_order ? 0 : rows + 1));
     while (reader.Next(fields)) {
-        MakeOrder(++arrived, order);
+        ++arrived;
+        const std::int64_t id = form.in_order ? arrived : NewIdOf(fields[0], seen);
+        MakeOrder(id, order);
         const int column = Difference(fields, order, form.null_text);
         if (column >= 0) {
             throw std::runtime_error("row " + std::to_string(arrived) + ", column " +
                                      std::to_string(column + 1) + " differs: \"" +
                                      std::string(fields[static_cast<std::size_t>(column)]) +
-                                     "\" arrived");
+                                     "\" arrived for row " + std::to_string(id));
         }
     }
     if (arrived != rows) {

@@ -18,6 +18,8 @@ struct ArrivedForm {
     bool doubled = false;
     bool heading = true;
     std::string null_text;  // how a null note reads
+    // A database may keep its rows in another order than they came in.
+    bool in_order = true;
 };
 
 void CheckArrived(const std::filesystem::path& path, std::int64_t rows, const ArrivedForm& form);

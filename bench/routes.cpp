@@ -182,11 +182,13 @@ Seconds Arena::RunOurs() {
 
 void Arena::CheckOurs() {
     if (route_.target == Side::Csv) {
-        CheckArrived(places_.TargetCsv(), rows_, {'\t', '"', false, true, ""});
+        CheckArrived(places_.TargetCsv(),
+                     rows_,
+                     {'\t', '"', false, true, "", route_.source != Side::Access});
     } else if (route_.target == Side::Access) {
         CheckAccess(places_.TargetAccess());
     } else {
-        CheckArrived(FetchTable(), rows_, {'\t', '\0', false, false, ""});
+        CheckArrived(FetchTable(), rows_, {'\t', '\0', false, false, "", true});
     }
 }
 
@@ -204,7 +206,7 @@ std::vector<std::string> Arena::ExportWords(const std::filesystem::path& file) c
 void Arena::CheckAccess(const std::filesystem::path& file) const {
     const auto exported = places_.folder / "arrived.csv";
     RunTimed({ExportWords(file), {}, exported, {}});
-    CheckArrived(exported, rows_, {',', '"', true, true, ""});
+    CheckArrived(exported, rows_, {',', '"', true, true, "", false});
 }
 
 // What the server's table holds, in the order of the rows.
