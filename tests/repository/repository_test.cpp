@@ -1,0 +1,373 @@
+#include "repository/repository.h"
+
+#include "data/value_text.h"
+#include "repository/saved_session.h"
+#include "support/temp_dir.h"
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+
+namespace vantry {
+namespace {
+
+const DateTime kNow{46347, 69'180'000'000'000};  // 2026-11-21 19:13:00
+
+class Repository : public testing::Test {
+protected:
+    Repository() {
+        InitSharedState(folder_.Path().string());
+        SrcTables.clear();
+        DstTables.clear();
+        ColMaps.clear();
+    }
+
+    static SessionSave Named(const std::string& name) {
+        SessionSave save;
+        save.SesName = name;
+        save.LogName = "/var/log/" + name + ".log";
+        SetDaily(save, {46347, 23'400'000'000'000});
+        return save;
+    }
+
+    // A session of the kinds in which every stored field holds a value of its own.
+    static void MakeSession(const std::string& source, const std::string& target) {
+        SourceType = source;
+        TargetType = target;
+        const bool text_source = source == "TEXT" || source == "TEXTPOLL";
+        SourceConnStr = text_source
+                            ? "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/data/in;Extended "
+                              "Properties=\"text;FMT=Delimited\";\""
+                            : "DSN=it's;UID=u;PWD=pä;w'd";
+        TargetConnStr = "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/data/Ziel Köln.accdb";
+        FoxSrcMode = source == "FOXPRO" ? "DIR" : "";
+        FoxSrcPrefix = source == "FOXPRO" ? "/data/fox/" : "";
+        FoxDestMode = target == "FOXPRO" ? "DBC" : "";
+        FoxDestPrefix = "";
+        PollPattern = source == "TEXTPOLL" ? "*.csv" : "";
+        PollRename = source == "TEXTPOLL" ? "Loaded" : "";
+        PollFolder = source == "TEXTPOLL" ? "/data/poll/" : "";
+        TextDestFormat = "DELIMITED";
+        TextDestDir = "/data/out";
+        TextDestExt = ".tab";
+        TextDestDelim = "\t";
+        TextDestHeader = kTrue;
+        TextDestQual = "\"";
+        SrcTables.clear();
+        DstTables.clear();
+        ColMaps.clear();
+        for (i16 i = 0; i < 2; ++i) {
+            TableRec table;
+            table.TabID = i;
+            table.Name = "orders " + std::to_string(i);
+            table.Owner = "dbo";
+            table.WhereCond = "city = 'Malmö' and qty > 0";
+            table.LoadOption = i == 0 ? "APPEND" : "DROP";
+            table.TableExists = i == 0 ? kFalse : kTrue;
+            table.FirstTimeLoadOpt = i == 0 ? "CREATE" : "";
+            table.SFormat = i == 0 ? ";" : "\"";
+            table.TextQ = i == 0 ? "\"" : "'";
+            table.SFirstColLine = 1;
+            SrcTables.push_back(table);
+            table.Name = "Ziel" + std::to_string(i);
+            DstTables.push_back(table);
+            for (i16 k = 0; k < 3; ++k) {
+                ColMaps.push_back({static_cast<double>(i),
+                                   table.Name,
+                                   k == 2 ? SkipLabel : "col " + std::to_string(k),
+                                   "ziel_" + std::to_string(k),
+                                   3,
+                                   3,
+                                   "Text",
+                                   "VarChar",
+                                   40,
+                                   80,
+                                   2,
+                                   3,
+                                   kFalse,
+                                   static_cast<i16>(i * 3 + k),
+                                   k,
+                                   static_cast<i16>(k == 2 ? 0 : 1),
+                                   "VarWchar"});
+            }
+        }
+    }
+
+    test::TempDir folder_;
+};
+
+std::string State() {
+    std::string state;
+    const auto add = [&](const std::string& value) { state += value + "|"; };
+    for (const auto* text : {&SourceType,
+                             &TargetType,
+                             &SourceConnStr,
+                             &TargetConnStr,
+                             &FoxSrcMode,
+                             &FoxSrcPrefix,
+                             &FoxDestMode,
+                             &FoxDestPrefix,
+                             &PollPattern,
+                             &PollRename,
+                             &PollFolder,
+                             &TextDestFormat,
+                             &TextDestDir,
+                             &TextDestExt,
+                             &TextDestDelim,
+                             &TextDestQual}) {
+        add(*text);
+    }
+    add(std::to_string(TextDestHeader));
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        const auto& s = SrcTables[i];
+        const auto& d = DstTables[i];
+        state += "\n";
+        for (const auto& text : {s.Name,
+                                 s.Owner,
+                                 s.WhereCond,
+                                 s.LoadOption,
+                                 s.OnlyTabname,
+                                 s.FirstTimeLoadOpt,
+                                 s.SFormat,
+                                 s.TextQ,
+                                 d.Name,
+                                 d.Owner,
+                                 d.LoadOption,
+                                 d.FirstTimeLoadOpt}) {
+            add(text);
+        }
+        for (const int number : {int{s.TabID},
+                                 int{s.TableExists},
+                                 int{s.SFirstColLine},
+                                 int{d.TabID},
+                                 int{d.TableExists}}) {
+            add(std::to_string(number));
+        }
+    }
+    for (const auto& c : ColMaps) {
+        state += "\n";
+        for (const auto& text : {c.TName, c.SCName, c.DCName, c.SDtype, c.DDtype, c.SOrgDtype}) {
+            add(text);
+        }
+        for (const int number : {static_cast<int>(c.TabID),
+                                 int{c.SCCount},
+                                 int{c.DCCount},
+                                 int{c.SWidth},
+                                 int{c.DWidth},
+                                 int{c.SScale},
+                                 int{c.DScale},
+                                 int{c.Ignor},
+                                 int{c.Pos},
+                                 int{c.CPos},
+                                 int{c.SSelected}}) {
+            add(std::to_string(number));
+        }
+    }
+    return state;
+}
+
+TEST_F(Repository, EverySourceAndTargetKindComesBackFieldForField) {
+    CreateRepository(folder_.Path().string(), kNow);
+    i32 expected_id = 1;
+    for (const char* source :
+         {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"}) {
+        for (const char* target : {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"}) {
+            MakeSession(source, target);
+            const auto saved_state = State();
+            EXPECT_EQ(NextSessionID(), expected_id);
+            ASSERT_EQ(SaveSession(Named("s")), expected_id) << source << " to " << target;
+            EXPECT_EQ(CurrentSessionID, expected_id);
+            MakeSession("ODBC", "ORACLE");  // something else in memory
+            const auto session = LoadSession(expected_id);
+            ASSERT_TRUE(session);
+            EXPECT_EQ(State(), saved_state) << source << " to " << target;
+            EXPECT_EQ(session->LogFileName, "/var/log/s.log");
+            EXPECT_EQ(session->Schedule.SesFreq, "D");
+            EXPECT_EQ(session->Schedule.SesRunTime, 23'400'000'000'000);
+            ++expected_id;
+        }
+    }
+    EXPECT_FALSE(LoadSession(expected_id));
+    const auto sessions = ListSessions();
+    ASSERT_EQ(sessions.size(), 48U);
+    EXPECT_EQ(sessions.front().SessionID, 48);
+    EXPECT_EQ(sessions.back().SourceDBName, "ACCESS");
+}
+
+TEST_F(Repository, SchedulesComeBackAsTheyWereSet) {
+    CreateRepository(folder_.Path().string(), kNow);
+    MakeSession("ACCESS", "TEXT");
+    auto save = Named("all");
+    save.SesFreq = save.SesRunTime = "Null";
+    std::array<SessionSave, 6> saves;
+    saves.fill(save);
+    SetDaily(saves[0], {0, 3'600'000'000'000});
+    SetWeekly(saves[1], {46347, 3'600'000'000'000}, "1000001");
+    SetMonthly(saves[2], {46347, 0}, 31);
+    SetOnce(saves[3], {46400, 0}, {46347, 60'000'000'000});
+    SetHourly(saves[4], 6, "09");
+    SetMinutely(saves[5], 15);
+    for (const auto& one : saves) {
+        SaveSession(one);
+    }
+    const auto sessions = ListSchedules();
+    ASSERT_EQ(sessions.size(), 6U);
+    for (const auto& session : sessions) {
+        EXPECT_EQ(ScheduleFault(session.Schedule), "") << session.Schedule.SesFreq;
+    }
+    EXPECT_EQ(sessions[1].Schedule.SesWeekDay, "1000001");
+    EXPECT_EQ(sessions[2].Schedule.SesRunDay, 31);
+    EXPECT_EQ(sessions[3].Schedule.SesRunDate, 46400);
+    EXPECT_EQ(sessions[3].Schedule.SesRunTime, 60'000'000'000);
+    EXPECT_EQ(sessions[4].Schedule.SesWeekDay, "09");
+    EXPECT_FALSE(sessions[4].Schedule.SesRunTime);
+    EXPECT_EQ(sessions[5].Schedule.SesRunDay, 15);
+}
+
+TEST_F(Repository, TheStatementsOfASaveAreTheseToTheLetter) {
+    MakeSession("TEXTPOLL", "TEXT");
+    SrcTables[1].TextQ = "";
+    TextDestQual = "#";
+    EXPECT_EQ(
+        SessionsInsert(12, Named("a'b"), kNow),
+        "insert into sessions "
+        "(sessionid,sessionname,datecreated,logfilename,sourcedbname,targetdbname,SourceType,"
+        "TargetType,SourceConnStr,TargetConnStr,SrcDBFPath,DBFPath,FPattern,FRename,FolderName,"
+        "SesFreq,SesRunDate,"
+        "SesRunTime,SesRunDay,SesWeekDay) values ( 12,\"a'b\",\"" +
+            ToText(Cell::FromDateTime(kNow)) +
+            "\",\"/var/log/"
+            "a'b.log\",\"TEXTPOLL\",\"TEXT\",\"\",\"\",'Provider=Microsoft.Jet.OLEDB.4.0;Data "
+            "Source=/data/in;Extended "
+            "Properties=\"text;FMT=Delimited\";\"',\"Provider=Microsoft.ACE.OLEDB.12.0;Data "
+            "Source=/data/Ziel "
+            "Köln.accdb\",\"\",\"\",\"*.csv\",\"Loaded\",\"/data/poll/\",\"D\",Null,\"" +
+            ToText(Cell::FromDateTime({46347, 23'400'000'000'000})) + "\",Null,Null)");
+    EXPECT_EQ(
+        TableInsert(12, 1),
+        "insert into vytabs "
+        "(sessionid,tabid,sourcetablename,sourceownername,desttablename,destownername,onlytabname,"
+        "wherecond,tableexists,loadoption,firstTimeLoadOpt,SFormat,TextQ,SFirstColLine,FileFormat,"
+        "TextDirDest,FileExt,"
+        "DFormat,DFirstColLine,DTextQ) values (12,1,\"orders "
+        "1\",\"dbo\",\"Ziel1\",\"dbo\",\"\",\"city = 'Malmö' and "
+        "qty > "
+        "0\",1,\"DROP\",\"\",'\"',null,\"1\",\"DELIMITED\",\"/data/out\",\".tab\",\"\t\",1,\"#\")");
+    EXPECT_EQ(ColumnInsert(12, 0, ColMaps[2]),
+              "insert into "
+              "srcdcols(sessionid,tabid,tname,scname,dcname,sccount,dccount,sdtype,ddtype,swidth,"
+              "dwidth,sscale,"
+              "dscale,ignor,pos,cpos,sselected,sorgdtype) values "
+              "(12,0,\"Ziel0\",\"<Skip>\",\"ziel_2\",3,3,\"Text\",\"VarChar\",40,80,2,3,0,2,2,0,"
+              "\"VarWchar\")");
+}
+
+TEST_F(Repository, AValueWithItsOwnQuoteFailsAndLeavesTheRest) {
+    CreateRepository(folder_.Path().string(), kNow);
+    MakeSession("ACCESS", "MySQL");
+    SaveSession(Named("good"));
+    EXPECT_THROW(SaveSession(Named("bro\"ken")), DataError);
+    EXPECT_EQ(ListSessions().size(), 1U);
+    EXPECT_EQ(SaveSession(Named("it's fine")), 2);
+}
+
+TEST_F(Repository, DeletingTakesRowsAndLogsAway) {
+    CreateRepository(folder_.Path().string(), kNow);
+    MakeSession("ACCESS", "MySQL");
+    auto save = Named("one");
+    save.LogName = folder_.Write("one.log", "log").string();
+    SaveSession(save);
+    save.LogName = (folder_ / "gone.log").string();
+    SaveSession(save);
+    DeleteSession(1);
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "one.log"));
+    EXPECT_FALSE(LoadSession(1));
+    ASSERT_TRUE(LoadSession(2));
+    EXPECT_EQ(SrcTables.size(), 2U);
+    DeleteSession(2);
+    EXPECT_TRUE(ListSessions().empty());
+    EXPECT_EQ(NextSessionID(), 1);
+
+    SaveSession(save);
+    std::filesystem::create_directory(folder_ / "log");
+    folder_.Write("log/a.log", "");
+    folder_.Write("log/B.LOG", "");
+    folder_.Write("log/keep.txt", "");
+    DeleteAllSessions(folder_.Path().string());
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "log/a.log"));
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "log/B.LOG"));
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "log/keep.txt"));
+    Recordset columns;
+    columns.Open("select count(*) from SrcDCols", RepoConnStr);
+    EXPECT_EQ(ToText(columns.Fields()[0].Value()), "0");
+}
+
+mode_t ModeOf(const std::filesystem::path& file) {
+    struct stat state {};
+    EXPECT_EQ(::stat(file.c_str(), &state), 0) << file;
+    return state.st_mode & 0777U;
+}
+
+TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
+    const std::string folder = folder_.Path().string();
+    CreateRepository(folder, kNow);
+    MakeSession("ACCESS", "MySQL");
+    SaveSession(Named("kept"));
+    CreateRepository(folder, kNow);
+    EXPECT_TRUE(ListSessions().empty());
+    EXPECT_EQ(ModeOf(RepositoryFile(folder)), 0600U);
+    EXPECT_EQ(ModeOf(folder_ / "VYRepo211126_19_13"), 0600U);
+
+    RestoreRepository(folder, folder_ / "VYRepo211126_19_13");
+    EXPECT_EQ(ListSessions().size(), 1U);
+    BackupRepository(folder, folder_ / "backup");
+    EXPECT_EQ(ModeOf(folder_ / "backup/VYRepo.mdb"), 0600U);
+    EXPECT_THROW(BackupRepository(folder, folder_ / "backup"), DataError)
+        << "the folder is there already";
+    EXPECT_THROW(RestoreRepository(folder, folder_ / "nosuch.mdb"), DataError);
+    EXPECT_EQ(ListSessions().size(), 1U);
+}
+
+TEST_F(Repository, WithoutARepositoryEachOperationSaysSo) {
+    EXPECT_THROW(NextSessionID(), DataError);
+    EXPECT_THROW(ListSessions(), DataError);
+    EXPECT_THROW(LoadSession(1), DataError);
+}
+
+std::string OutputOf(const std::string& command) {
+    std::string output;
+    std::array<char, 4096> block{};
+    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
+    while (pipe != nullptr && std::fgets(block.data(), block.size(), pipe) != nullptr) {
+        output += block.data();
+    }
+    if (pipe != nullptr) {
+        ::pclose(pipe);
+    }
+    return output;
+}
+
+TEST_F(Repository, AnIndependentReaderSeesItsTablesAndColumns) {
+    if (OutputOf("command -v mdb-schema").empty()) {
+        GTEST_SKIP() << "The Debian package mdbtools isn't installed.";
+    }
+    CreateRepository(folder_.Path().string(), kNow);
+    const std::string schema = OutputOf("mdb-schema --no-indexes --no-relations '" +
+                                        RepositoryFile(folder_.Path().string()).string() + "'");
+    for (const char* piece : {"CREATE TABLE [Sessions]",
+                              "CREATE TABLE [VYTabs]",
+                              "CREATE TABLE [SrcDCols]",
+                              "[SessionName]\t\t\tText (50)",
+                              "[FPattern]\t\t\tText (255)",
+                              "[LogFileName]\t\t\tMemo/Hyperlink (255)",
+                              "[SesWeekDay]\t\t\tText (7)",
+                              "[TableExists]\t\t\tBoolean",
+                              "[SessionError]\t\t\tLong Integer",
+                              "[SesRunTime]\t\t\tDateTime"}) {
+        EXPECT_NE(schema.find(piece), std::string::npos) << piece << "\n" << schema;
+    }
+}
+
+}  // namespace
+}  // namespace vantry
