@@ -92,6 +92,10 @@ public:
                 row_[columns[k]] = constants_.back().AsCell();
             }
         }
+        whole_row_ = parameters_.size() == row_.size();
+        for (const auto& [parameter, column] : parameters_) {
+            whole_row_ = whole_row_ && parameter == column;
+        }
     }
 
     static bool Fits(const Insert& insert) {
@@ -104,6 +108,10 @@ public:
     std::int64_t Execute(std::span<const Cell> values) override {
         if (values.size() < parameter_count_) {
             throw NoSuchColumn();
+        }
+        if (whole_row_) {
+            database_->InsertRow(*table_, values.first(row_.size()));
+            return 1;
         }
         for (const auto& [parameter, column] : parameters_) {
             row_[column] = values[parameter];
@@ -118,6 +126,7 @@ private:
     std::vector<Cell> row_;
     std::vector<Value> constants_;
     std::vector<std::pair<std::size_t, std::size_t>> parameters_;  // parameter, column
+    bool whole_row_ = false;  // the parameters are the table's row as it stands
     std::size_t parameter_count_ = 0;
 };
 
@@ -520,9 +529,16 @@ public:
     TableAppender(PlainQuery plain, Database database)
         : database_(std::move(database)), plain_(std::move(plain)) {
         row_.resize(plain_.table->Columns().size());
+        whole_row_ = plain_.columns.size() == row_.size();
+        for (std::size_t k = 0; k < plain_.columns.size(); ++k) {
+            whole_row_ = whole_row_ && plain_.columns[k] == k;
+        }
     }
     std::span<const ColumnInfo> Columns() const override { return plain_.infos; }
     void Append(std::span<const Cell> row) override {
+        if (whole_row_) {
+            return database_->InsertRow(*plain_.table, row);
+        }
         for (std::size_t k = 0; k < plain_.columns.size(); ++k) {
             row_[plain_.columns[k]] = row[k];
         }
@@ -533,6 +549,7 @@ private:
     Database database_;
     PlainQuery plain_;
     std::vector<Cell> row_;
+    bool whole_row_ = false;
 };
 
 }  // namespace

@@ -182,7 +182,7 @@ Term StatementCompiler::CompileNode(const Expression& expression, Scope& scope) 
             nests_ = true;
             auto plan = Plan(*expression.query, &scope);
             const std::vector<bool> none(plan->types.size(), false);
-            return Truth("EXISTS (" + Render(*plan, {&none, nullptr, false, {}}).sql + ")");
+            return Truth("EXISTS (" + Render(*plan, {.columns = &none}).sql + ")");
         }
         case Kind::Subquery:
             return Subquery(expression, scope);

@@ -8,7 +8,10 @@
 namespace vantry::sql {
 
 CompiledQuery StatementCompiler::Finish(SelectPlan& plan, std::optional<std::size_t> row_source) {
-    const auto rendered = Render(plan, {nullptr, nullptr, true, row_source});
+    Wanted wanted{.as_rows = true, .row_source = row_source};
+    // One table, walked once in its own order: SQLite needn't hand its rows' ids through.
+    wanted.row_at_hand = !row_source && sources_.size() == 1 && !sorts_ && !nests_;
+    const auto rendered = Render(plan, wanted);
     CompiledQuery query;
     query.sql = rendered.sql;
     query.row_id_columns.assign(sources_.size(), -1);

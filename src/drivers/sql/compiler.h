@@ -28,7 +28,8 @@ struct CompiledQuery {
     std::string sql;
     std::vector<std::unique_ptr<TableSource>> sources;
     std::vector<ResultColumn> columns;
-    // For each source the column of SQLite's result that holds the row's id, -1 if none.
+    // For each source the column of SQLite's result that holds the row's id; -1 if none, because
+    // none of its columns are shown, or SQLite's scan stands at the row.
     std::vector<int> row_id_columns;
     std::set<const FunctionEntry*> functions;
     std::size_t parameter_count = 0;

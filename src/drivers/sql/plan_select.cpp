@@ -65,7 +65,7 @@ void StatementCompiler::PlanCore(CorePlan& plan, const SelectCore& core, Scope& 
         scope.keys = &keys;
         scope.allows_aggregates = true;
     }
-    sorts_ = sorts_ || core.distinct || core.distinct_row;
+    sorts_ = sorts_ || core.distinct || core.distinct_row || core.top_percent;
     PlanItems(plan, core, scope);
     if (core.having) {
         plan.having = Condition(*core.having, scope);

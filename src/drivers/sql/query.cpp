@@ -150,6 +150,11 @@ void Query::FindRow(std::size_t source) {
     auto& shown = shown_[source];
     auto& table = *compiled_.sources[source];
     const int column = compiled_.row_id_columns[source];
+    if (column < 0) {
+        shown.standing = table.Current();
+        shown.cells = shown.standing->Row();
+        return;
+    }
     shown.cells = {};
     if (sqlite3_column_type(statement_.get(), column) == SQLITE_NULL) {
         return;

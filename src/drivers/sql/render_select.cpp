@@ -72,8 +72,10 @@ Rendered StatementCompiler::RenderCore(CorePlan& plan, const Wanted& wanted) {
             out.item_columns.back() = static_cast<int>(list.size());
             list.push_back(Value(term) + " AS x" + std::to_string(k));
         }
-        if (has_row && (wanted.as_rows ||
-                        (wanted.rows != nullptr && wanted.rows->count(term.origin->source) > 0))) {
+        const bool row_wanted = wanted.as_rows ? !wanted.row_at_hand
+                                               : has_row && wanted.rows != nullptr &&
+                                                     wanted.rows->count(term.origin->source) > 0;
+        if (has_row && row_wanted) {
             want_row(term);
         }
     }
@@ -145,7 +147,9 @@ std::string StatementCompiler::RenderNode(FromNode& node) {
         auto& table = *node.table;
         return table.source
                    ? table.sql_name
-                   : "(" + Render(*table.query, {&table.used, &table.rows_used, false, {}}).sql +
+                   : "(" +
+                         Render(*table.query, {.columns = &table.used, .rows = &table.rows_used})
+                             .sql +
                          ") AS " + table.sql_name;
     }
     // A right join is the left join of the tables the other way round.

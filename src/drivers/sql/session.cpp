@@ -105,6 +105,10 @@ int Session::Declare(const std::string& create_table) {
 }
 
 Session::Session(const Dialect& dialect) : dialect_(dialect) {
+    // Without its statistics SQLite takes no lock for each piece of memory. Refused where somebody
+    // else in this process has started SQLite before, which does no harm.
+    static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    static_cast<void>(configured);
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(
         ":memory:",

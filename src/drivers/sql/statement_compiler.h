@@ -106,7 +106,8 @@ struct Wanted {
     const std::vector<bool>* columns = nullptr;   // null: all
     const std::set<std::size_t>* rows = nullptr;  // sources whose rows' ids are to be columns
     bool as_rows = false;                         // plain columns as their rows' ids alone
-    std::optional<std::size_t> row_source;        // a source whose id is wanted in any case
+    bool row_at_hand = false;                     // not even those: the scan stands at the row
+    std::optional<std::size_t> row_source = {};   // a source whose id is wanted in any case
 };
 
 struct Rendered {

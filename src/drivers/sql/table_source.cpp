@@ -138,26 +138,41 @@ struct TableModule {
         return SQLITE_OK;
     }
 
-    static int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
-        const auto& source = *reinterpret_cast<Table*>(base)->source;
-        info->idxNum = 0;
-        info->estimatedCost = kScanCost;
-        info->estimatedRows = static_cast<sqlite3_int64>(kScanCost);
-        for (int k = 0; k < info->nConstraint; ++k) {
-            const auto& constraint = info->aConstraint[k];
-            if (!constraint.usable || constraint.op != SQLITE_INDEX_CONSTRAINT_EQ ||
-                constraint.iColumn < 0 ||
-                static_cast<std::size_t>(constraint.iColumn) >= source.read_columns.size() ||
-                sqlite3_vtab_in(info, k, -1) != 0) {
-                continue;
-            }
-            info->aConstraintUsage[k].argvIndex = 1;
-            info->idxNum = constraint.iColumn + 1;
-            info->estimatedCost = kSearchCost;
-            info->estimatedRows = 10;
-            break;
+    // Worth a search: a value known already only where the engine has an index; one that comes from
+    // another table's rows always.
+    static bool IsSearchable(TableSource& source, sqlite3_index_info* info, int constraint) {
+        sqlite3_value* known = nullptr;
+        if (sqlite3_vtab_rhs_value(info, constraint, &known) != SQLITE_OK) {
+            return true;
         }
-        return SQLITE_OK;
+        const auto column =
+            source.read_columns[static_cast<std::size_t>(info->aConstraint[constraint].iColumn)];
+        const auto key = KeyFor(source.Table().Columns()[column].info.type, CellOf(known));
+        return key && source.Table().FindEqual(column, *key, {}) != nullptr;
+    }
+
+    static int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
+        auto& source = *reinterpret_cast<Table*>(base)->source;
+        return Guarded(source, [&] {
+            info->idxNum = 0;
+            info->estimatedCost = kScanCost;
+            info->estimatedRows = static_cast<sqlite3_int64>(kScanCost);
+            for (int k = 0; k < info->nConstraint; ++k) {
+                const auto& constraint = info->aConstraint[k];
+                if (!constraint.usable || constraint.op != SQLITE_INDEX_CONSTRAINT_EQ ||
+                    constraint.iColumn < 0 ||
+                    static_cast<std::size_t>(constraint.iColumn) >= source.read_columns.size() ||
+                    sqlite3_vtab_in(info, k, -1) != 0 || !IsSearchable(source, info, k)) {
+                    continue;
+                }
+                info->aConstraintUsage[k].argvIndex = 1;
+                info->idxNum = constraint.iColumn + 1;
+                info->estimatedCost = kSearchCost;
+                info->estimatedRows = 10;
+                break;
+            }
+            return SQLITE_OK;
+        });
     }
 
     static int Open(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {

@@ -36,12 +36,21 @@ unsigned char FoldAscii(unsigned char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
 }
 
+char32_t Decode(std::string_view text, std::size_t& position) {
+    const auto first = static_cast<unsigned char>(text[position]);
+    if (first < 0x80) {
+        ++position;
+        return first;
+    }
+    return NextCodePoint(text, position);
+}
+
 int CompareFoldedFrom(std::string_view left, std::string_view right, std::size_t begin) {
     auto i = begin;
     auto j = begin;
     while (i < left.size() && j < right.size()) {
-        const auto a = FoldedCase(NextCodePoint(left, i));
-        const auto b = FoldedCase(NextCodePoint(right, j));
+        const auto a = FoldedCase(Decode(left, i));
+        const auto b = FoldedCase(Decode(right, j));
         if (a != b) {
             return a < b ? -1 : 1;
         }
@@ -92,7 +101,7 @@ std::uint64_t HashIgnoringCase(std::string_view text) {
     std::uint64_t hash = 0xcbf29ce484222325;
     const auto trimmed = WithoutTrailingBlanks(text);
     for (std::size_t k = 0; k < trimmed.size();) {
-        hash ^= FoldedCase(NextCodePoint(trimmed, k));
+        hash ^= FoldedCase(Decode(trimmed, k));
         hash *= 0x100000001b3;
     }
     return hash;
@@ -117,7 +126,7 @@ LikePattern::LikePattern(std::string_view pattern, bool sets, bool ignore_case)
             element.kind = Element::Kind::AnyCharacter;
             ++k;
         } else {
-            element.character = NextCodePoint(pattern, k);
+            element.character = Decode(pattern, k);
             if (ignore_case_) {
                 element.character = FoldedCase(element.character);
             }
@@ -147,11 +156,11 @@ std::size_t LikePattern::AddSet(std::string_view pattern, std::size_t begin) {
         inside.remove_prefix(1);
     }
     for (std::size_t k = 0; k < inside.size();) {
-        const auto first = NextCodePoint(inside, k);
+        const auto first = Decode(inside, k);
         auto last = first;
         if (k + 1 < inside.size() && inside[k] == '-') {
             ++k;
-            last = NextCodePoint(inside, k);
+            last = Decode(inside, k);
         }
         element.ranges.push_back({first, last});
     }
@@ -189,7 +198,7 @@ bool LikePattern::Matches(std::string_view text) const {
     std::size_t run_position = 0;
     while (position < text.size()) {
         auto next = position;
-        const auto code_point = NextCodePoint(text, next);
+        const auto code_point = Decode(text, next);
         if (element < elements_.size() && elements_[element].kind == Element::Kind::AnyRun) {
             run_element = element++;
             run_position = position;
@@ -197,7 +206,7 @@ bool LikePattern::Matches(std::string_view text) const {
             ++element;
             position = next;
         } else if (run_element < elements_.size()) {
-            NextCodePoint(text, run_position);
+            Decode(text, run_position);
             position = run_position;
             element = run_element + 1;
         } else {

@@ -32,7 +32,8 @@ TEST_F(ChangeTest, PreparedInsertTakesEachRowAsItComes) {
     }
     EXPECT_EQ(Rows("select * from People where name like 'p%'"), "p0|0\np1|-\np2|2");
     EXPECT_EQ(database_->rollbacks, 0);
-    const Cell too_long[] = {Cell::Int64(1), Cell::Text(std::string(50, 'x'))};
+    const std::string fifty(50, 'x');
+    const Cell too_long[] = {Cell::Int64(1), Cell::Text(fifty)};
     EXPECT_THROW(insert->Execute(too_long), DataError);
     const Cell good[] = {Cell::Int64(9), Cell::Text("after")};
     insert->Execute(good);

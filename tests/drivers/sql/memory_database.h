@@ -19,8 +19,6 @@ struct MemoryRows {
     std::vector<std::vector<Value>> rows;
     std::vector<bool> deleted;
     std::set<std::size_t> indexed;  // columns that FindEqual knows
-    int searches = 0;               // how often it was asked successfully
-    int scans = 0;
     std::size_t rows_read = 0;
 };
 
@@ -29,7 +27,6 @@ public:
     MemoryScan(std::shared_ptr<MemoryRows> rows, std::span<const std::size_t> projection)
         : rows_(std::move(rows)), projection_(projection.begin(), projection.end()) {
         cells_.resize(projection_.size());
-        ++rows_->scans;
     }
     bool Next() override {
         for (++at_; at_ < static_cast<RowId>(rows_->rows.size()); ++at_) {
@@ -109,7 +106,6 @@ public:
         if (rows_->indexed.count(column) == 0) {
             return nullptr;
         }
-        ++rows_->searches;
         std::set<RowId> found;
         const auto wanted = UpperCased(ToText(value));
         for (std::size_t k = 0; k < rows_->rows.size(); ++k) {
