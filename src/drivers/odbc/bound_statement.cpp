@@ -1,0 +1,72 @@
+#include "drivers/odbc/bound_statement.h"
+
+#include "drivers/odbc/errors.h"
+
+#include <vector>
+
+namespace vantry::odbc {
+namespace {
+
+StatementHandle PreparedStatement(Link& link, std::string_view sql) {
+    link.Idle();
+    auto statement = link.NewStatement();
+    link.Prepare(statement, sql);
+    return statement;
+}
+
+}  // namespace
+
+BoundStatement::BoundStatement(std::shared_ptr<Link> link,
+                               std::string_view sql,
+                               std::span<const ParameterInfo> infos)
+    : link_(std::move(link)),
+      statement_(PreparedStatement(*link_, sql)),
+      parameters_(*link_, statement_, infos) {
+    CheckParameterCount();
+}
+
+BoundStatement::~BoundStatement() {
+    statement_.Reset();  // before the buffers that it is bound to
+}
+
+void BoundStatement::CheckParameterCount() const {
+    SQLSMALLINT count = 0;
+    // A driver that can't count tells the wrong number when the statement is executed.
+    if (SQL_SUCCEEDED(SQLNumParams(statement_.Get(), &count)) &&
+        static_cast<std::size_t>(count) != parameters_.Count()) {
+        throw WrongParameterCount(
+            static_cast<std::size_t>(count), parameters_.Count(), link_->Source());
+    }
+}
+
+std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
+    if (values.size() != parameters_.Count()) {
+        throw WrongParameterCount(parameters_.Count(), values.size(), link_->Source());
+    }
+    std::vector<Value> copies;
+    std::vector<Cell> copied;
+    if (link_->IsStreaming()) {
+        // The values may look at the row of a cursor on this very connection, which moves when its
+        // rows are taken into memory.
+        copies.reserve(values.size());
+        for (const auto& value : values) {
+            copied.push_back(copies.emplace_back(value).AsCell());
+        }
+        values = copied;
+    }
+    link_->Idle();
+    for (std::size_t k = 0; k < values.size(); ++k) {
+        parameters_.Set(k, values[k]);
+    }
+    auto result = SQLExecute(statement_.Get());
+    if (result == SQL_NEED_DATA) {
+        result = parameters_.SendLongValues();
+    }
+    link_->Check(result, statement_);
+    SQLLEN affected = -1;
+    SQLRowCount(statement_.Get(), &affected);
+    link_->DropFurtherResults(statement_);
+    return affected;
+}
+
+}  // namespace vantry::odbc

@@ -1,0 +1,31 @@
+#pragma once
+// A prepared statement with its parameters, executed once for each row.
+
+#include "data/driver.h"
+#include "drivers/odbc/link.h"
+#include "drivers/odbc/parameters.h"
+
+#include <memory>
+#include <span>
+#include <string_view>
+
+namespace vantry::odbc {
+
+class BoundStatement : public Statement {
+public:
+    BoundStatement(std::shared_ptr<Link> link,
+                   std::string_view sql,
+                   std::span<const ParameterInfo> infos);
+    ~BoundStatement() override;
+
+    std::int64_t Execute(std::span<const Cell> values) override;
+
+private:
+    void CheckParameterCount() const;
+
+    std::shared_ptr<Link> link_;
+    StatementHandle statement_;
+    Parameters parameters_;
+};
+
+}  // namespace vantry::odbc

@@ -1,0 +1,136 @@
+#include "drivers/odbc/cursor.h"
+
+#include "drivers/odbc/errors.h"
+
+#include <new>
+
+namespace vantry::odbc {
+namespace {
+
+StatementHandle ExecuteForRows(Link& link, std::string_view sql) {
+    link.Idle();
+    auto statement = link.NewStatement();
+    link.ExecuteDirect(statement, sql);
+    return statement;
+}
+
+}  // namespace
+
+OdbcCursor::OdbcCursor(std::shared_ptr<Link> link, std::string_view sql)
+    : link_(std::move(link)), statement_(ExecuteForRows(*link_, sql)) {
+    Start();
+}
+
+OdbcCursor::OdbcCursor(std::shared_ptr<Link> link, StatementHandle statement)
+    : link_(std::move(link)), statement_(std::move(statement)) {
+    Start();
+}
+
+OdbcCursor::~OdbcCursor() {
+    EndReading();
+}
+
+void OdbcCursor::Start() {
+    auto columns = DescribeColumns(*link_, statement_);
+    // What a server says about rows affected comes as results of its own before the rows.
+    while (columns.empty()) {
+        const auto result = SQLMoreResults(statement_.Get());
+        link_->Check(result, statement_);
+        if (result == SQL_NO_DATA) {
+            throw NotARowStatement(link_->Source());
+        }
+        columns = DescribeColumns(*link_, statement_);
+    }
+    reader_.emplace(*link_, statement_, std::move(columns));
+    infos_.assign(reader_->Columns().begin(), reader_->Columns().end());
+    cells_.resize(infos_.size());
+    link_->BeginStream(this);
+}
+
+bool OdbcCursor::Next() {
+    on_row_ = false;
+    if (reader_) {
+        on_row_ = FetchFromDriver();
+    } else if (!kept_.empty()) {
+        current_ = std::move(kept_.front());
+        kept_.pop_front();
+        ShowKept();
+        on_row_ = true;
+    } else if (failure_) {
+        throw DataError(*failure_);
+    }
+    return on_row_;
+}
+
+bool OdbcCursor::FetchFromDriver() {
+    try {
+        if (reader_->Fetch(cells_)) {
+            return true;
+        }
+    } catch (const DataError& error) {
+        failure_ = error;
+    }
+    EndReading();
+    if (failure_) {
+        throw DataError(*failure_);
+    }
+    return false;
+}
+
+void OdbcCursor::EndReading() {
+    link_->EndStream(this);
+    statement_.Reset();  // the driver lets go of the rows, and of its locks
+    reader_.reset();
+}
+
+DataError OdbcCursor::FieldError(std::size_t column) const {
+    if (current_) {
+        for (const auto& [failed, error] : current_->failures) {
+            if (failed == column) {
+                return error;
+            }
+        }
+    }
+    return reader_ ? reader_->FieldError(column) : Cursor::FieldError(column);
+}
+
+OdbcCursor::KeptRow OdbcCursor::Keep(std::span<const Cell> cells) const {
+    KeptRow kept;
+    kept.values.reserve(cells.size());
+    for (std::size_t k = 0; k < cells.size(); ++k) {
+        kept.values.emplace_back(cells[k]);
+        if (cells[k].Kind() == ValueKind::Unreadable) {
+            kept.failures.emplace_back(k, reader_->FieldError(k));
+        }
+    }
+    return kept;
+}
+
+void OdbcCursor::ShowKept() {
+    for (std::size_t k = 0; k < cells_.size(); ++k) {
+        cells_[k] = current_->values[k].AsCell();
+    }
+}
+
+void OdbcCursor::TakeRowsIntoMemory() {
+    try {
+        // The row that is being looked at goes first: reading on overwrites it.
+        if (on_row_) {
+            current_ = Keep(cells_);
+            ShowKept();
+        }
+        std::vector<Cell> cells(cells_.size());
+        while (reader_->Fetch(cells)) {
+            kept_.push_back(Keep(cells));
+        }
+    } catch (const DataError& error) {
+        failure_ = error;
+    } catch (const std::bad_alloc&) {
+        failure_ = OutOfMemory(
+            "the rest of the rows: close the recordset before the next statement on its connection",
+            link_->Source());
+    }
+    EndReading();
+}
+
+}  // namespace vantry::odbc

@@ -1,0 +1,83 @@
+#include "drivers/odbc/driver.h"
+
+#include "drivers/odbc/appender.h"
+#include "drivers/odbc/bound_statement.h"
+#include "drivers/odbc/cursor.h"
+#include "drivers/odbc/link.h"
+#include "drivers/odbc/translation.h"
+
+#include <utility>
+
+namespace vantry::odbc {
+namespace {
+
+class OdbcConnection : public DriverConnection {
+public:
+    explicit OdbcConnection(std::shared_ptr<Link> link) : link_(std::move(link)) {}
+
+    std::unique_ptr<Cursor> OpenCursor(std::string_view sql) override {
+        return std::make_unique<OdbcCursor>(link_, sql);
+    }
+
+    std::int64_t Execute(std::string_view sql) override {
+        link_->Idle();
+        const auto statement = link_->NewStatement();
+        link_->ExecuteDirect(statement, sql);
+        SQLLEN affected = -1;
+        SQLRowCount(statement.Get(), &affected);
+        link_->DropFurtherResults(statement);
+        return affected;
+    }
+
+    std::unique_ptr<Statement> Prepare(std::string_view sql,
+                                       std::span<const ParameterInfo> parameters) override {
+        return std::make_unique<BoundStatement>(link_, sql, parameters);
+    }
+
+    std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) override {
+        return std::make_unique<OdbcAppender>(link_, select_sql);
+    }
+
+    std::vector<TableEntry> Tables() override {
+        link_->Idle();
+        auto statement = link_->NewStatement();
+        link_->ListTables(statement);
+        OdbcCursor rows(link_, std::move(statement));
+        constexpr std::size_t kName = 2;
+        constexpr std::size_t kType = 3;
+        std::vector<TableEntry> tables;
+        while (rows.Next()) {
+            const auto row = rows.Row();
+            if (row.size() > kType && row[kName].Kind() == ValueKind::Text &&
+                row[kType].Kind() == ValueKind::Text) {
+                tables.push_back(
+                    {std::string(row[kName].AsText()), std::string(row[kType].AsText())});
+            }
+        }
+        return tables;
+    }
+
+private:
+    std::shared_ptr<Link> link_;
+};
+
+class OdbcDriver : public Driver {
+public:
+    explicit OdbcDriver(const Tuning& tuning) : tuning_(tuning) {}
+
+    std::unique_ptr<DriverConnection> Connect(const ConnectionString& connection) override {
+        const auto login = Translate(connection, Machine::Read());
+        return std::make_unique<OdbcConnection>(std::make_shared<Link>(login, connection, tuning_));
+    }
+
+private:
+    Tuning tuning_;
+};
+
+}  // namespace
+
+std::unique_ptr<Driver> MakeOdbcDriver(const Tuning& tuning) {
+    return std::make_unique<OdbcDriver>(tuning);
+}
+
+}  // namespace vantry::odbc

@@ -1,0 +1,219 @@
+#include "drivers/odbc/errors.h"
+
+#include "data/connection_string.h"
+#include "drivers/odbc/handles.h"
+#include "drivers/odbc/text_form.h"
+
+#include <algorithm>
+#include <array>
+
+namespace vantry::odbc {
+namespace {
+
+constexpr const char* kSource = "ODBC";
+constexpr std::size_t kMostRecords = 32;  // a driver that never ends its records
+constexpr std::size_t kMostTextUnits = 32'000;
+
+std::string_view WithoutLineEnd(std::string_view text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+// One call for both forms of SQLGetDiagRec; false when there is no such record.
+template <typename Unit, typename GetRecord>
+bool ReadRecord(GetRecord get_record,
+                short kind,
+                SQLHANDLE handle,
+                SQLSMALLINT number,
+                DiagnosticRecord& record) {
+    std::array<Unit, 6> state{};
+    std::vector<Unit> text(1024);
+    SQLINTEGER native = 0;
+    SQLSMALLINT length = 0;
+    const auto read = [&] {
+        return get_record(kind,
+                          handle,
+                          number,
+                          state.data(),
+                          &native,
+                          text.data(),
+                          static_cast<SQLSMALLINT>(text.size()),
+                          &length);
+    };
+    if (!SQL_SUCCEEDED(read())) {
+        return false;
+    }
+    if (length >= static_cast<SQLSMALLINT>(text.size())) {
+        text.assign(std::min(static_cast<std::size_t>(length) + 1, kMostTextUnits), 0);
+        read();
+    }
+    text.back() = 0;
+    const auto units =
+        static_cast<std::size_t>(std::find(text.begin(), text.end(), Unit{0}) - text.begin());
+    record.text = std::string(WithoutLineEnd(TextOfUnits(text.data(), units)));
+    record.state = TextOfUnits(state.data(), 5);
+    record.native = native;
+    return true;
+}
+
+// The first that fits a state.
+struct StateRule {
+    std::string_view prefix;
+    int number;
+};
+constexpr StateRule kStateRules[] = {
+    {"42S02", kErrNoSuchTable},
+    {"S0002", kErrNoSuchTable},
+    {"42S22", kErrMissingParameter},
+    {"S0022", kErrMissingParameter},
+    {"42", kErrSyntax},
+    {"37", kErrSyntax},
+    {"23", kErrConstraint},
+    {"22", kErrConversion},
+    {"HYC00", kErrConversion},
+};
+
+// The SQLite driver has one state for everything; its native codes and words say what it was.
+struct WordRule {
+    int native;
+    std::string_view word;
+    int number;
+};
+constexpr WordRule kWordRules[] = {
+    {1, "no such table", kErrNoSuchTable},
+    {1, "no such column", kErrMissingParameter},
+    {1, "has no column named", kErrMissingParameter},
+    {1, "syntax error", kErrSyntax},
+    {1, "unrecognized token", kErrSyntax},
+    {1, "incomplete input", kErrSyntax},
+    {19, "", kErrConstraint},
+};
+
+int NumberFor(const DiagnosticRecord& record) {
+    for (const auto& rule : kStateRules) {
+        if (std::string_view(record.state).starts_with(rule.prefix)) {
+            return rule.number;
+        }
+    }
+    if (record.text.find("[SQLite]") != std::string::npos) {
+        for (const auto& rule : kWordRules) {
+            if (record.native == rule.native && ContainsNoCase(record.text, rule.word)) {
+                return rule.number;
+            }
+        }
+    }
+    return kErrUnspecified;
+}
+
+bool IsRemark(const DiagnosticRecord& record) {
+    return record.state.starts_with("01");
+}
+
+DataError WithoutWords(const std::string& source) {
+    return {kErrUnspecified, "The driver of " + source + " failed and gave no reason.", source};
+}
+
+const DiagnosticRecord& FirstError(const std::vector<DiagnosticRecord>& records) {
+    const auto error = std::find_if_not(records.begin(), records.end(), IsRemark);
+    return error != records.end() ? *error : records.front();
+}
+
+}  // namespace
+
+std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, bool wide) {
+    std::vector<DiagnosticRecord> records;
+    DiagnosticRecord record;
+    for (SQLSMALLINT number = 1; records.size() < kMostRecords; ++number) {
+        const bool found =
+            wide ? ReadRecord<SQLWCHAR>(SQLGetDiagRecW, handle_kind, handle, number, record)
+                 : ReadRecord<SQLCHAR>(SQLGetDiagRec, handle_kind, handle, number, record);
+        if (!found) {
+            break;
+        }
+        records.push_back(record);
+    }
+    return records;
+}
+
+DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::string& source) {
+    if (records.empty()) {
+        return WithoutWords(source);
+    }
+    std::vector<std::string_view> told;
+    for (const auto& record : records) {
+        const bool empty = record.text.ends_with("Unable to connect to data source");
+        if (!empty && std::find(told.begin(), told.end(), record.text) == told.end()) {
+            told.emplace_back(record.text);
+        }
+    }
+    std::string description;
+    for (const auto text : told) {
+        description.append(description.empty() ? "" : "\n").append(text);
+    }
+    if (description.empty()) {
+        description = records.front().text;
+    }
+    return {kErrUnspecified, std::move(description), source};
+}
+
+DataError StatementError(const std::vector<DiagnosticRecord>& records, const std::string& source) {
+    if (records.empty()) {
+        return WithoutWords(source);
+    }
+    const auto& record = FirstError(records);
+    return {NumberFor(record), record.text, source};
+}
+
+DataError NoDriverManager() {
+    return {kErrUnspecified,
+            "The ODBC driver manager gives no environment: is there memory left?",
+            kSource};
+}
+
+DataError NoDriverOfKind(std::string_view role, std::string_view advice) {
+    return {kErrUnspecified,
+            "No ODBC driver for " + std::string(role) + " is installed. " + std::string(advice) +
+                ". Nothing else is missing.",
+            kSource};
+}
+
+DataError WrongParameterCount(std::size_t wanted, std::size_t given, const std::string& source) {
+    return {kErrMissingParameter,
+            "The statement has " + std::to_string(wanted) + " parameters and was given " +
+                std::to_string(given) + ".",
+            source};
+}
+
+DataError NotARowStatement(const std::string& source) {
+    return {kErrInvalidArgument, "The statement gives no rows to read.", source};
+}
+
+DataError NotAPlainSelect(std::string_view sql, const std::string& source) {
+    return {kErrInvalidArgument,
+            "Rows can't be added: \"" + std::string(sql) +
+                "\" isn't a SELECT of plain columns of one table.",
+            source};
+}
+
+DataError ValueCutOff(const std::string& column, const std::string& source) {
+    return {kErrConversion,
+            "The driver cut off a value of column " + column +
+                ": it is longer than the column's described size. Read the column by a query that "
+                "converts it to long text.",
+            source};
+}
+
+DataError ImpossibleLength(const std::string& column, long long length, const std::string& source) {
+    return {kErrConversion,
+            "The driver gave a value of column " + column + " the impossible length " +
+                std::to_string(length) + ": the value can't be read.",
+            source};
+}
+
+DataError OutOfMemory(const std::string& what, const std::string& source) {
+    return {kErrUnspecified, "There is not enough memory for " + what + ".", source};
+}
+
+}  // namespace vantry::odbc

@@ -1,0 +1,40 @@
+#pragma once
+// The errors of this driver: the words of the data source, its driver or the driver manager as they
+// stand, numbered by SQLSTATE.
+
+#include "data/data_error.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::odbc {
+
+struct DiagnosticRecord {
+    std::string state;  // five characters
+    int native = 0;
+    std::string text;
+};
+
+// All records of a handle, in the driver's order. `wide`: the driver was connected by the UTF-16
+// call.
+std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, bool wide);
+
+// Why a connection failed. Drivers spread the cause over several records and end with one that says
+// nothing: all that say something are told, each once.
+DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::string& source);
+// Why a statement failed: the first record that is an error and no remark.
+DataError StatementError(const std::vector<DiagnosticRecord>& records, const std::string& source);
+
+DataError NoDriverManager();
+// `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.
+DataError NoDriverOfKind(std::string_view role, std::string_view advice);
+DataError WrongParameterCount(std::size_t wanted, std::size_t given, const std::string& source);
+DataError NotARowStatement(const std::string& source);
+DataError NotAPlainSelect(std::string_view sql, const std::string& source);
+DataError ValueCutOff(const std::string& column, const std::string& source);
+DataError ImpossibleLength(const std::string& column, long long length, const std::string& source);
+DataError OutOfMemory(const std::string& what, const std::string& source);
+
+}  // namespace vantry::odbc

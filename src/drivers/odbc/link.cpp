@@ -1,0 +1,244 @@
+#include "drivers/odbc/link.h"
+
+#include "drivers/odbc/errors.h"
+#include "drivers/odbc/text_form.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace vantry::odbc {
+namespace {
+
+constexpr std::uintptr_t kLoginTimeoutSeconds = 15;
+constexpr std::uintptr_t kCatalogTimeoutSeconds = 60;
+
+SQLPOINTER AsAttribute(std::uintptr_t number) {
+    return reinterpret_cast<SQLPOINTER>(number);
+}
+
+Dialect DialectOf(std::string_view dbms) {
+    struct Rule {
+        std::string_view word;
+        Dialect dialect;
+    };
+    static constexpr Rule kRules[] = {{"SQLite", Dialect::Sqlite},
+                                      {"MariaDB", Dialect::MySql},
+                                      {"MySQL", Dialect::MySql},
+                                      {"PostgreSQL", Dialect::PostgreSql},
+                                      {"Oracle", Dialect::Oracle},
+                                      {"SQL Server", Dialect::SqlServer}};
+    for (const auto& rule : kRules) {
+        if (ContainsNoCase(dbms, rule.word)) {
+            return rule.dialect;
+        }
+    }
+    return Dialect::Other;
+}
+
+DataError Masked(const DataError& error, const ConnectionString& stored, const std::string& sent) {
+    const auto text =
+        MaskSecrets(MaskSecrets(error.Description(), stored), ConnectionString::Parse(sent));
+    return {error.Number(), text, error.Source()};
+}
+
+}  // namespace
+
+Link::Link(const Login& login, const ConnectionString& connection, const Tuning& tuning)
+    : environment_(OpenEnvironment()),
+      handle_(ConnectionHandle::Allocate(environment_.Get())),
+      tuning_(tuning),
+      source_(login.source) {
+    if (!handle_) {
+        throw NoDriverManager();
+    }
+    traits_.provider = login.provider;
+    traits_.wide_calls = HasWideCalls(login.library);
+    Connect(login, connection);
+    LearnTraits(login.library);
+}
+
+void Link::Connect(const Login& login, const ConnectionString& connection) {
+    // A driver that doesn't know the attribute has a time limit of its own or none; it is told at
+    // the connect, which then goes on.
+    SQLSetConnectAttr(handle_.Get(), SQL_ATTR_LOGIN_TIMEOUT, AsAttribute(kLoginTimeoutSeconds), 0);
+    const bool wide = traits_.wide_calls;
+    const CallText text(login.text, wide);
+    const auto length = text.Count<SQLSMALLINT>(wide);
+    const auto result = wide ? SQLDriverConnectW(handle_.Get(),
+                                                 nullptr,
+                                                 text.Wide(),
+                                                 length,
+                                                 nullptr,
+                                                 0,
+                                                 nullptr,
+                                                 SQL_DRIVER_NOPROMPT)
+                             : SQLDriverConnect(handle_.Get(),
+                                                nullptr,
+                                                text.Narrow(),
+                                                length,
+                                                nullptr,
+                                                0,
+                                                nullptr,
+                                                SQL_DRIVER_NOPROMPT);
+    if (!SQL_SUCCEEDED(result)) {
+        const auto records = ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), wide);
+        throw Masked(ConnectError(records, source_), connection, login.text);
+    }
+}
+
+void Link::LearnTraits(const std::string& library) {
+    traits_.dialect = DialectOf(InfoText(SQL_DBMS_NAME));
+    const auto driver = InfoText(SQL_DRIVER_NAME);
+    const auto is = [&](std::string_view word) {
+        return LibraryIs(driver, word) || LibraryIs(library, word);
+    };
+    // Drivers whose bytes are known to be UTF-8 on any locale, FreeTDS because we ask for it. Bytes
+    // are the faster form by far; a driver without wide calls has no other.
+    traits_.utf8_text = is("maodbc") || is("tdsodbc") || !traits_.wide_calls;
+    SQLUSMALLINT statements = 0;
+    SQLGetInfo(
+        handle_.Get(), SQL_MAX_CONCURRENT_ACTIVITIES, &statements, sizeof statements, nullptr);
+    traits_.one_statement = statements == 1 || tuning_.one_statement_at_a_time;
+    SQLUINTEGER extensions = 0;
+    SQLGetInfo(handle_.Get(), SQL_GETDATA_EXTENSIONS, &extensions, sizeof extensions, nullptr);
+    constexpr SQLUINTEGER kNeeded =
+        SQL_GD_ANY_COLUMN | SQL_GD_ANY_ORDER | SQL_GD_BLOCK | SQL_GD_BOUND;
+    traits_.rereads_blocks = (extensions & kNeeded) == kNeeded;
+}
+
+std::string Link::InfoText(SQLUSMALLINT item) const {
+    std::array<SQLCHAR, 256> text{};
+    SQLSMALLINT length = 0;
+    if (!SQL_SUCCEEDED(SQLGetInfo(
+            handle_.Get(), item, text.data(), static_cast<SQLSMALLINT>(text.size()), &length))) {
+        return {};
+    }
+    const auto size =
+        static_cast<std::size_t>(std::clamp<int>(length, 0, static_cast<int>(text.size()) - 1));
+    return TextOfUnits(text.data(), size);
+}
+
+std::string Link::CurrentCatalog() const {
+    constexpr std::size_t kUnits = 1024;
+    SQLINTEGER bytes = 0;
+    if (traits_.wide_calls) {
+        std::vector<SQLWCHAR> text(kUnits);
+        if (SQL_SUCCEEDED(
+                SQLGetConnectAttrW(handle_.Get(),
+                                   SQL_ATTR_CURRENT_CATALOG,
+                                   text.data(),
+                                   static_cast<SQLINTEGER>((kUnits - 1) * sizeof(SQLWCHAR)),
+                                   &bytes))) {
+            const auto end = std::find(text.begin(), text.end(), SQLWCHAR{0});
+            return TextOfUnits(text.data(), static_cast<std::size_t>(end - text.begin()));
+        }
+        return {};
+    }
+    std::vector<SQLCHAR> text(kUnits);
+    if (SQL_SUCCEEDED(SQLGetConnectAttr(
+            handle_.Get(), SQL_ATTR_CURRENT_CATALOG, text.data(), kUnits - 1, &bytes))) {
+        const auto end = std::find(text.begin(), text.end(), SQLCHAR{0});
+        return TextOfUnits(text.data(), static_cast<std::size_t>(end - text.begin()));
+    }
+    return {};
+}
+
+StatementHandle Link::NewStatement() const {
+    auto statement = StatementHandle::Allocate(handle_.Get());
+    if (!statement) {
+        throw StatementError(ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), traits_.wide_calls),
+                             source_);
+    }
+    return statement;
+}
+
+void Link::Prepare(const StatementHandle& statement, std::string_view sql) const {
+    const bool wide = traits_.wide_calls;
+    const CallText text(sql, wide);
+    const auto length = text.Count<SQLINTEGER>(wide);
+    Check(wide ? SQLPrepareW(statement.Get(), text.Wide(), length)
+               : SQLPrepare(statement.Get(), text.Narrow(), length),
+          statement);
+}
+
+void Link::ExecuteDirect(const StatementHandle& statement, std::string_view sql) const {
+    const bool wide = traits_.wide_calls;
+    const CallText text(sql, wide);
+    const auto length = text.Count<SQLINTEGER>(wide);
+    Check(wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
+               : SQLExecDirect(statement.Get(), text.Narrow(), length),
+          statement);
+}
+
+void Link::ListTables(const StatementHandle& statement) const {
+    SQLSetStmtAttr(statement.Get(), SQL_ATTR_QUERY_TIMEOUT, AsAttribute(kCatalogTimeoutSeconds), 0);
+    // Without a catalogue some drivers list those of every database.
+    const auto catalog = CurrentCatalog();
+    const bool wide = traits_.wide_calls;
+    const CallText text(catalog, wide);
+    const auto length = text.Count<SQLSMALLINT>(wide);
+    const auto result = wide ? SQLTablesW(statement.Get(),
+                                          catalog.empty() ? nullptr : text.Wide(),
+                                          length,
+                                          nullptr,
+                                          0,
+                                          nullptr,
+                                          0,
+                                          nullptr,
+                                          0)
+                             : SQLTables(statement.Get(),
+                                         catalog.empty() ? nullptr : text.Narrow(),
+                                         length,
+                                         nullptr,
+                                         0,
+                                         nullptr,
+                                         0,
+                                         nullptr,
+                                         0);
+    Check(result, statement);
+}
+
+void Link::DropFurtherResults(const StatementHandle& statement) const {
+    for (;;) {
+        const auto result = SQLMoreResults(statement.Get());
+        if (result == SQL_NO_DATA) {
+            break;
+        }
+        Check(result, statement);
+    }
+    SQLFreeStmt(statement.Get(), SQL_CLOSE);
+}
+
+void Link::Check(SQLRETURN result, const StatementHandle& statement) const {
+    if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA) {
+        throw ErrorOf(statement);
+    }
+}
+
+DataError Link::ErrorOf(const StatementHandle& statement) const {
+    return StatementError(ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls),
+                          source_);
+}
+
+void Link::Idle() {
+    if (streamer_ != nullptr) {
+        std::exchange(streamer_, nullptr)->TakeRowsIntoMemory();
+    }
+}
+
+void Link::BeginStream(Streamer* streamer) {
+    if (traits_.one_statement) {
+        streamer_ = streamer;
+    }
+}
+
+void Link::EndStream(const Streamer* streamer) {
+    if (streamer_ == streamer) {
+        streamer_ = nullptr;
+    }
+}
+
+}  // namespace vantry::odbc

@@ -1,0 +1,81 @@
+#pragma once
+// One connection to a data source, what is to be known of its driver, and the calls on it.
+
+#include "data/connection_string.h"
+#include "drivers/odbc/driver.h"
+#include "drivers/odbc/handles.h"
+#include "drivers/odbc/translation.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vantry::odbc {
+
+// Who really is at the other end: drivers' oddities hang on it.
+enum class Dialect { Other, MySql, SqlServer, Oracle, PostgreSql, Sqlite };
+
+struct Traits {
+    Dialect dialect = Dialect::Other;
+    Provider provider = Provider::Odbc;
+    bool wide_calls = true;  // statements and names travel as UTF-16
+    bool utf8_text = false;  // SQL_C_CHAR is UTF-8, whatever the locale; else SQL_C_WCHAR is used
+    bool one_statement = false;   // no second statement while rows are being read
+    bool rereads_blocks = false;  // a field of a fetched block can be read again in pieces
+};
+
+// Whoever reads rows while the connection is wanted for something else.
+class Streamer {
+public:
+    virtual void TakeRowsIntoMemory() = 0;  // doesn't throw: a failure is told to the reader
+
+protected:
+    ~Streamer() = default;
+};
+
+class Link {
+public:
+    // Connects; `connection` is the stored string, whose passwords errors must not repeat.
+    Link(const Login& login, const ConnectionString& connection, const Tuning& tuning);
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
+
+    const Traits& GetTraits() const { return traits_; }
+    const Tuning& GetTuning() const { return tuning_; }
+    const std::string& Source() const { return source_; }
+
+    StatementHandle NewStatement() const;
+    void Prepare(const StatementHandle& statement, std::string_view sql) const;
+    void ExecuteDirect(const StatementHandle& statement, std::string_view sql) const;
+    // Tables and views of the current catalogue.
+    void ListTables(const StatementHandle& statement) const;
+    // What stands around a name; a blank where the source has no such thing.
+    std::string IdentifierQuote() const { return InfoText(SQL_IDENTIFIER_QUOTE_CHAR); }
+    // Reads what a statement gives behind its first result; an error in it is this call's.
+    void DropFurtherResults(const StatementHandle& statement) const;
+
+    // The one check of all calls: throws what the statement's diagnostics say. No data is no error.
+    void Check(SQLRETURN result, const StatementHandle& statement) const;
+    DataError ErrorOf(const StatementHandle& statement) const;
+
+    // Makes the connection free for a statement where it can carry only one.
+    void Idle();
+    bool IsStreaming() const { return streamer_ != nullptr; }
+    void BeginStream(Streamer* streamer);
+    void EndStream(const Streamer* streamer);
+
+private:
+    void Connect(const Login& login, const ConnectionString& connection);
+    void LearnTraits(const std::string& library);
+    std::string InfoText(SQLUSMALLINT item) const;
+    std::string CurrentCatalog() const;
+
+    EnvironmentHandle environment_;
+    ConnectionHandle handle_;
+    Tuning tuning_;
+    Traits traits_;
+    std::string source_;
+    Streamer* streamer_ = nullptr;
+};
+
+}  // namespace vantry::odbc

@@ -1,0 +1,76 @@
+#include "drivers/odbc/select_parts.h"
+
+#include "data/connection_string.h"
+
+namespace vantry::odbc {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+
+std::string_view Trimmed(std::string_view text) {
+    const auto first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// Behind the quoted name or round bracket that begins at `at`, or `at` + 1.
+std::size_t Skip(std::string_view sql, std::size_t at) {
+    constexpr std::string_view kOpening = "[\"`'";
+    constexpr std::string_view kClosing = "]\"`'";
+    const auto quote = kOpening.find(sql[at]);
+    if (quote != std::string_view::npos) {
+        const auto end = sql.find(kClosing[quote], at + 1);
+        return end == std::string_view::npos ? sql.size() : end + 1;
+    }
+    if (sql[at] != '(') {
+        return at + 1;
+    }
+    for (++at; at < sql.size() && sql[at] != ')';) {
+        at = Skip(sql, at);
+    }
+    return at + 1;
+}
+
+// Whether the word stands at `at` by itself, in any letter case.
+bool IsWordAt(std::string_view sql, std::size_t at, std::string_view word) {
+    const auto is_edge = [&](std::size_t position) {
+        return position >= sql.size() || (kBlanks.find(sql[position]) != std::string_view::npos) ||
+               std::string_view("[]\"`'()*").find(sql[position]) != std::string_view::npos;
+    };
+    return EqualsNoCase(sql.substr(at, word.size()), word) && (at == 0 || is_edge(at - 1)) &&
+           is_edge(at + word.size());
+}
+
+}  // namespace
+
+std::optional<SelectParts> SplitSelect(std::string_view sql) {
+    constexpr std::string_view kSelect = "select";
+    constexpr std::string_view kFrom = "from";
+    sql = Trimmed(sql);
+    if (!IsWordAt(sql, 0, kSelect)) {
+        return std::nullopt;
+    }
+    SelectParts parts;
+    std::size_t begin = kSelect.size();
+    for (std::size_t at = begin; at < sql.size();) {
+        if (sql[at] == ',') {
+            parts.columns.push_back(Trimmed(sql.substr(begin, at - begin)));
+            begin = at + 1;
+        } else if (IsWordAt(sql, at, kFrom)) {
+            parts.columns.push_back(Trimmed(sql.substr(begin, at - begin)));
+            parts.table = Trimmed(sql.substr(at + kFrom.size()));
+            break;
+        }
+        at = Skip(sql, at);
+    }
+    for (const auto column : parts.columns) {
+        if (column.empty()) {
+            return std::nullopt;
+        }
+    }
+    return parts.table.empty() ? std::nullopt : std::optional(parts);
+}
+
+}  // namespace vantry::odbc

@@ -1,0 +1,15 @@
+#include "drivers/odbc/text_form.h"
+
+namespace vantry::odbc {
+
+std::string_view AsUtf8(std::string_view bytes, std::string& scratch) {
+    if (IsValidUtf8(bytes)) {
+        return bytes;
+    }
+    scratch.clear();
+    thread_local const CodePage code_page(WindowsCodePageOfLocale());
+    code_page.AppendUtf8(bytes, scratch);
+    return scratch;
+}
+
+}  // namespace vantry::odbc
