@@ -1,7 +1,10 @@
 #include "data/utf.h"
 
+#include "data/text_scan.h"
+
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace vantry {
@@ -65,8 +68,20 @@ std::size_t WellFormedLength(std::string_view text, std::size_t position, char32
 
 // Index of the first byte from `position` on that isn't ASCII, or the size.
 std::size_t SkipAscii(std::string_view text, std::size_t position) {
-    while (text.size() - position >= 8 && (Load8(text.data() + position) & kHighBits) == 0) {
+    while (text.size() - position >= 8) {
+        const std::uint64_t high = EightAt(text.data() + position) & kHighBits;
+        if (high != 0) {
+            return position + static_cast<std::size_t>(std::countr_zero(high)) / 8;
+        }
         position += 8;
+    }
+    if (position < text.size() && text.size() >= 8) {
+        // The last eight bytes, those before `position` shifted out.
+        const std::size_t before = 8 - (text.size() - position);
+        const std::uint64_t high =
+            (EightAt(text.data() + text.size() - 8) & kHighBits) >> (8 * before);
+        return high == 0 ? text.size()
+                         : position + static_cast<std::size_t>(std::countr_zero(high)) / 8;
     }
     while (position < text.size() && static_cast<unsigned char>(text[position]) < 0x80) {
         ++position;
