@@ -125,7 +125,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Write("f.csv", input.substr(std::min(cut + 1, input.size())));
     std::shared_ptr<sql::StoredTable> table;
     try {
-        table = Open({});
+        table = Open({4096, 512});
     } catch (const DataError&) {
         return 0;  // an answer as good as rows
     }

@@ -141,10 +141,10 @@ private:
         for (std::size_t k = 0; k < count; ++k) {
             const FieldSpan field = reader.Field(k);
             const std::string_view bytes = reader.Bytes(field);
-            if (bytes.empty() || guesses_[k].IsSettled()) {
+            if (bytes.empty() || guesses_[k].TakesTextOf(bytes.size())) {
                 continue;
             }
-            if (reader.IsPlainRow() && !field.HasDoubledQualifier()) {
+            if (!field.HasDoubledQualifier() && (reader.IsPlainRow() || IsPlainText(bytes))) {
                 guesses_[k].Add(bytes, forms_.values);
             } else {
                 guesses_[k].Add(text_.ShownText(bytes, field), forms_.values);

@@ -71,7 +71,7 @@ ColumnType WiderType(ColumnType left, ColumnType right) {
 }
 
 void TypeGuess::Add(std::string_view text, const ValueForms& forms) {
-    if (IsSettled() || (seen_ && FitsAsBefore(text, forms))) {
+    if (TakesTextOf(text.size()) || (seen_ && FitsAsBefore(text, forms))) {
         return;
     }
     if (WithoutBlanks(text).empty()) {
@@ -85,8 +85,6 @@ void TypeGuess::Add(std::string_view text, const ValueForms& forms) {
 // The usual case: one more value of the kind that the column has.
 bool TypeGuess::FitsAsBefore(std::string_view text, const ValueForms& forms) const {
     switch (type_) {
-        case ColumnType::Text:
-            return text.size() <= kMaxTextUnits;
         case ColumnType::Long:
             return text.size() <= kSafeLongDigits && text.find('.') == std::string_view::npos &&
                    CutToCanonical(text);

@@ -33,8 +33,11 @@ class TypeGuess {
 public:
     // `text` is UTF-8 without its qualifiers. Values that say nothing (blanks) are passed over.
     void Add(std::string_view text, const ValueForms& forms);
-    // Whether no further value can change the type.
-    bool IsSettled() const { return seen_ && type_ == ColumnType::Memo; }
+    // Whether no value of so many bytes can change the type: none has more characters than bytes.
+    bool TakesTextOf(std::size_t bytes) const {
+        return seen_ && (type_ == ColumnType::Memo ||
+                         (type_ == ColumnType::Text && bytes <= kMaxTextUnits));
+    }
     // Text if nothing was seen.
     ColumnType Type() const { return seen_ ? type_ : ColumnType::Text; }
 
