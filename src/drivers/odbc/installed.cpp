@@ -1,6 +1,7 @@
 #include "drivers/odbc/installed.h"
 
 #include "data/connection_string.h"
+#include "data/data_error.h"
 #include "drivers/odbc/handles.h"
 #include "drivers/odbc/text_form.h"
 
@@ -73,11 +74,6 @@ std::string AttributeOf(const std::string& attributes, std::string_view key) {
     return {};
 }
 
-std::string_view BaseName(std::string_view path) {
-    const auto slash = path.rfind('/');
-    return slash == std::string_view::npos ? path : path.substr(slash + 1);
-}
-
 // Where the driver manager looks for a library: bare names in the folder "odbc" beside its own.
 std::vector<std::string> PlacesOf(const std::string& library) {
     if (library.find('/') != std::string::npos) {
@@ -110,11 +106,15 @@ bool LookForWideCalls(const std::string& library) {
 
 Machine Machine::Read() {
     Machine machine;
-    for (auto& entry : ListAll(SQLDrivers)) {
-        machine.drivers.push_back({std::move(entry.name), AttributeOf(entry.more, "Driver")});
-    }
-    for (auto& entry : ListAll(SQLDataSources)) {
-        machine.sources.push_back({std::move(entry.name), std::move(entry.more)});
+    try {
+        for (auto& entry : ListAll(SQLDrivers)) {
+            machine.drivers.push_back({std::move(entry.name), AttributeOf(entry.more, "Driver")});
+        }
+        for (auto& entry : ListAll(SQLDataSources)) {
+            machine.sources.push_back({std::move(entry.name), std::move(entry.more)});
+        }
+    } catch (const DataError&) {
+        return {};  // a connection by one of them will tell
     }
     return machine;
 }
@@ -144,6 +144,11 @@ const InstalledSource* Machine::FindSource(std::string_view name) const {
 std::string Machine::LibraryOf(std::string_view driver) const {
     const auto* found = FindDriver(driver);
     return found != nullptr ? found->library : std::string(driver);
+}
+
+std::string_view BaseName(std::string_view path) {
+    const auto slash = path.rfind('/');
+    return slash == std::string_view::npos ? path : path.substr(slash + 1);
 }
 
 bool LibraryIs(std::string_view library, std::string_view word) {

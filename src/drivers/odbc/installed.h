@@ -43,6 +43,7 @@ Protocol ProtocolOf(std::string_view name, std::string_view library);
 std::string_view WordOf(Protocol protocol);
 // Nothing when the driver's own name holds the word, or needs none.
 std::optional<std::string> AliasOf(std::string_view name, std::string_view library);
+std::string_view BaseName(std::string_view path);
 // Whether `library`, whatever its folder, is the driver known by `word` ("tdsodbc").
 bool LibraryIs(std::string_view library, std::string_view word);
 

@@ -68,8 +68,14 @@ public:
             pairs_.push_back({std::string(key), std::string(value)});
         }
     }
+    // Keeps the key's place where it has one.
     void Replace(std::string_view key, std::string_view value) {
-        Drop(key);
+        for (auto& pair : pairs_) {
+            if (EqualsNoCase(pair.key, key)) {
+                pair = {std::string(key), std::string(value)};
+                return;
+            }
+        }
         Add(key, value);
     }
     void Drop(std::string_view key) {

@@ -1,0 +1,82 @@
+#include "connectors/odbc_enumeration.h"
+
+#include "data/connection_string.h"
+
+#include <algorithm>
+
+namespace vantry {
+namespace {
+
+// Ahead of the aliases: where a page takes the first that fits, it takes the one that streams.
+constexpr const char* kMySqlBuiltIn = "MySQL (built in)";
+constexpr const char* kAccessBuiltIn = "Microsoft Access Driver (*.mdb, *.accdb)";
+constexpr const char* kFoxProBuiltIn = "Microsoft Visual FoxPro Driver";
+
+bool Contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::any_of(names.begin(), names.end(), [&](const std::string& other) {
+        return EqualsNoCase(other, name);
+    });
+}
+
+void AddNew(std::vector<std::string>& names, const std::string& name) {
+    if (!Contains(names, name)) {
+        names.push_back(name);
+    }
+}
+
+// The name under which the library of a data source is registered, for one that names the library.
+std::string RegisteredName(const odbc::InstalledSource& source, const odbc::Machine& machine) {
+    if (machine.FindDriver(source.driver) == nullptr) {
+        for (const auto& driver : machine.drivers) {
+            if (!driver.library.empty() &&
+                odbc::BaseName(driver.library) == odbc::BaseName(source.driver)) {
+                return driver.name;
+            }
+        }
+    }
+    return source.driver;
+}
+
+std::string DriverDescription(const odbc::InstalledSource& source, const odbc::Machine& machine) {
+    const auto name = RegisteredName(source, machine);
+    return odbc::AliasOf(name, machine.LibraryOf(name)).value_or(name);
+}
+
+}  // namespace
+
+std::vector<std::string> OdbcDriverNames(const odbc::Machine& machine) {
+    std::vector<std::string> names;
+    for (const auto& driver : machine.drivers) {
+        names.push_back(driver.name);
+    }
+    AddNew(names, kMySqlBuiltIn);
+    for (const auto& driver : machine.drivers) {
+        if (const auto alias = odbc::AliasOf(driver.name, driver.library)) {
+            AddNew(names, *alias);
+        }
+    }
+    AddNew(names, kAccessBuiltIn);
+    AddNew(names, kFoxProBuiltIn);
+    return names;
+}
+
+std::vector<DsnRec> OdbcDsnRecords(const odbc::Machine& machine) {
+    std::vector<DsnRec> records;
+    for (const auto& source : machine.sources) {
+        records.push_back({source.name, DriverDescription(source, machine)});
+    }
+    if (records.empty()) {
+        records.emplace_back();
+    }
+    return records;
+}
+
+void EnumerateOdbcDrivers() {
+    OdbcDrivers = OdbcDriverNames(odbc::Machine::Read());
+}
+
+void EnumerateOdbcDsns() {
+    OdbcDsns = OdbcDsnRecords(odbc::Machine::Read());
+}
+
+}  // namespace vantry
