@@ -159,6 +159,7 @@ Term StatementCompiler::Aggregate(const Expression& call, Scope& scope) {
         term.type = SimpleType(adInteger);
         return term;
     }
+    keeps_values_ = true;
     scope.in_aggregate = true;
     const auto value = Compile(operand, scope);
     scope.in_aggregate = false;
@@ -211,6 +212,21 @@ Term StatementCompiler::Choice(const std::vector<std::pair<std::string, Term>>& 
     return term;
 }
 
+// IIf(a, x, IIf(b, y, z)) is one CASE, so that long cascades don't nest.
+Term StatementCompiler::Conditional(const Expression& call, Scope& scope) {
+    std::vector<std::pair<std::string, Term>> branches;
+    const auto* at = &call;
+    do {
+        if (at->operands.size() != 3) {
+            throw WrongArguments(at->text);
+        }
+        branches.emplace_back(Condition(*at->operands[0], scope), Compile(*at->operands[1], scope));
+        at = at->operands[2].get();
+    } while (at->kind == Expression::Kind::Call && SameWord(at->name, "iif"));
+    const auto otherwise = Compile(*at, scope);
+    return Choice(branches, &otherwise);
+}
+
 // Functions whose arguments aren't all worked out, or whose type is that of their arguments.
 std::optional<Term> StatementCompiler::SpecialCall(const Expression& call, Scope& scope) {
     const auto& name = call.name;
@@ -223,9 +239,7 @@ std::optional<Term> StatementCompiler::SpecialCall(const Expression& call, Scope
     };
     const bool fox = dialect_.kind == Dialect::Kind::FoxPro;
     if (SameWord(name, "iif")) {
-        expect(count == 3);
-        const auto otherwise = argument(2);
-        return Choice({{Condition(*call.operands[0], scope), argument(1)}}, &otherwise);
+        return Conditional(call, scope);
     }
     if (SameWord(name, "switch")) {
         expect(count >= 2 && count % 2 == 0);

@@ -40,7 +40,7 @@ CompiledQuery StatementCompiler::Finish(SelectPlan& plan, std::optional<std::siz
     }
     for (auto& source : sources_) {
         source->shows_directly = !sorts_;
-        source->copies_text = sorts_ || nests_;
+        source->copies_text = keeps_values_ || nests_;
     }
     query.sources = std::move(sources_);
     query.functions = std::move(functions_);

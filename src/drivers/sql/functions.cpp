@@ -107,7 +107,8 @@ void FunctionCall::Return(const DateTime& date) const {
 }
 
 void FunctionCall::Refuse() const {
-    throw InvalidCall(entry.name);
+    const auto name = entry.name;
+    throw InvalidCall(name.substr(name.starts_with('+') ? 1 : 0));
 }
 
 double RoundHalfEven(double number) {
@@ -161,11 +162,17 @@ void Power(FunctionCall& call) {
     call.Return(std::pow(call.Number(0), call.Number(1)));
 }
 
+// Time is text length times pattern length at worst.
+constexpr std::size_t kMaxPattern = 4000;
+
 // The compiled pattern stays with the call when the pattern is a constant.
 void Like(FunctionCall& call) {
     auto* pattern = static_cast<LikePattern*>(sqlite3_get_auxdata(call.context, 1));
     std::unique_ptr<LikePattern> made;
     if (pattern == nullptr) {
+        if (call.Text(1).size() > kMaxPattern) {
+            call.Refuse();
+        }
         const auto& dialect = call.session.GetDialect();
         made = std::make_unique<LikePattern>(
             call.Text(1), dialect.kind == Dialect::Kind::Jet, dialect.text_ignores_case);

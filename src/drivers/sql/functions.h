@@ -84,7 +84,8 @@ std::span<const FunctionEntry> AggregateFunctions();
 std::span<const FunctionEntry> FoxProFunctions();
 
 // Shared by them.
-inline constexpr std::size_t kMaxMadeText = 64'000'000;  // bytes of a text made by a function
+inline constexpr std::size_t kMaxMadeText = 64'000'000;  // bytes of a function's result
+inline constexpr std::size_t kMaxRepeated = 1'000'000;   // bytes made by repeating something
 double RoundHalfEven(double number);
 std::string_view MonthName(int month);      // 1 to 12
 std::string_view WeekdayName(int weekday);  // 1 is Sunday

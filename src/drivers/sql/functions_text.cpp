@@ -147,7 +147,7 @@ std::string Repeated(const FunctionCall& call, std::string_view unit, std::int64
     if (count < 0) {
         call.Refuse();
     }
-    if (static_cast<std::size_t>(count) > kMaxMadeText / std::max<std::size_t>(unit.size(), 1)) {
+    if (static_cast<std::size_t>(count) > kMaxRepeated / std::max<std::size_t>(unit.size(), 1)) {
         throw Overflow();
     }
     std::string text;

@@ -65,6 +65,9 @@ void StatementCompiler::PlanCore(CorePlan& plan, const SelectCore& core, Scope& 
         scope.keys = &keys;
         scope.allows_aggregates = true;
     }
+    if (core.distinct || core.distinct_row || core.top || !core.group_by.empty()) {
+        keeps_values_ = true;
+    }
     sorts_ = sorts_ || core.distinct || core.distinct_row || core.top_percent;
     PlanItems(plan, core, scope);
     if (core.having) {

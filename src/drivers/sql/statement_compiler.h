@@ -181,6 +181,7 @@ private:
     Term Call(const Expression& call, Scope& scope);
     std::optional<Term> SpecialCall(const Expression& call, Scope& scope);
     Term PlainCall(const Expression& call, const FunctionEntry& entry, Scope& scope);
+    Term Conditional(const Expression& call, Scope& scope);
     Term Aggregate(const Expression& call, Scope& scope);
     Term Choice(const std::vector<std::pair<std::string, Term>>& branches, const Term* otherwise);
     std::string Function(std::string_view name, std::initializer_list<std::string> arguments);
@@ -205,8 +206,9 @@ private:
     std::size_t parameter_count_ = 0;
     std::size_t derived_count_ = 0;
     std::size_t depth_ = 0;
-    bool sorts_ = false;  // rows come out in another order than they are scanned in
-    bool nests_ = false;  // there are queries within the query
+    bool sorts_ = false;         // rows come out in another order than they are scanned in
+    bool nests_ = false;         // there are queries within the query
+    bool keeps_values_ = false;  // a value of one row is looked at when the scan is at another
     std::vector<std::unique_ptr<ParsedStatement>> views_;
     std::vector<std::string> open_views_;
     std::size_t view_count_ = 0;

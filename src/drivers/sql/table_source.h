@@ -32,7 +32,9 @@ public:
     // SQLite's scan carries the shown columns too, in front: right as long as rows come out in the
     // order in which they are scanned.
     bool shows_directly = false;
-    // SQLite may look at a text only while the scan stands at its row.
+    // SQLite gets a text of its own. Without, it may look at it only while the scan stands at the
+    // row: right for conditions and for sorting, which copies, but not for groups, aggregates and
+    // queries within queries.
     bool copies_text = true;
 
     // Makes it a table named "t<number>" of the session, which must not outlive it.

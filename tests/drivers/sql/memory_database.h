@@ -20,6 +20,7 @@ struct MemoryRows {
     std::vector<bool> deleted;
     std::set<std::size_t> indexed;  // columns that FindEqual knows
     std::size_t rows_read = 0;
+    std::size_t row_limit = SIZE_MAX;  // reading more is an error: keeps the fuzzer's joins short
 };
 
 class MemoryScan : public TableScan {
@@ -59,7 +60,9 @@ public:
 
 private:
     void Fill() {
-        ++rows_->rows_read;
+        if (++rows_->rows_read > rows_->row_limit) {
+            throw DataError(kErrUnspecified, "row limit");
+        }
         const auto& row = rows_->rows[static_cast<std::size_t>(at_)];
         for (std::size_t k = 0; k < projection_.size(); ++k) {
             cells_[k] = row[projection_[k]].AsCell();
