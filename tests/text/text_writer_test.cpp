@@ -598,6 +598,26 @@ TEST_F(TextWriterTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
     EXPECT_FALSE(IsThere("escape.txt"));
 }
 
+TEST_F(TextWriterTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharacterSilently) {
+    class Locale {
+    public:
+        explicit Locale(const char* name) { ::setenv("LC_ALL", name, 1); }
+        ~Locale() { ::unsetenv("LC_ALL"); }
+    };
+    const Locale russian("ru_RU.cp1251");
+    if (LocaleCodePage() != 1251) {
+        GTEST_SKIP() << "the locale ru_RU.cp1251 isn't installed";
+    }
+    AddColumn("name", adVarWChar, 6);
+    source->rows = {{Text("Привет")}, {Text("東京")}, {Text("plain")}};
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "\"\xCF\xF0\xE8\xE2\xE5\xF2\"\r\n\"plain\"\r\n");
+    EXPECT_EQ(LoggedErrors(), 1);
+    EXPECT_NE(view.log.find("has a character that the character set of this machine lacks"),
+              std::string::npos);
+    EXPECT_NE(view.log.find("\r\n2 Rows Loaded"), std::string::npos);
+}
+
 TEST_F(TextWriterTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {
     FillSource(kManyRows);
     folder.Write("dst.txt", "former");
