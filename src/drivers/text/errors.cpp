@@ -144,6 +144,14 @@ DataError BadTableName(std::string_view name) {
             kSource};
 }
 
+DataError BadColumnName(std::string_view column) {
+    return {kErrSyntax,
+            Quoted(column) +
+                " is not a valid name.  The name of a column has no quotation marks "
+                "and no line breaks.",
+            kSource};
+}
+
 DataError BadColumnType(std::string_view column, std::string_view type) {
     return {kErrSyntax,
             "Syntax error in field definition.  A text file can't hold the type " + Quoted(type) +

@@ -13,6 +13,7 @@ namespace vantry::text {
 namespace {
 
 constexpr std::string_view kLineBreak = "\r\n";
+constexpr int kMostDecimals = 38;
 
 // Whether a line that is added now would be glued to the last one.
 bool EndsWithinLine(const file::File& file, std::uint64_t size, const TextEncoding& encoding) {
@@ -34,7 +35,37 @@ bool IsNumberType(ColumnType type) {
            type == ColumnType::Currency || type == ColumnType::Decimal;
 }
 
+// With qualifiers around it, and its own doubled.
+void AppendQualified(std::string_view text, const std::string& qualifier, std::string& out) {
+    out += qualifier;
+    std::size_t from = 0;
+    for (;;) {
+        const auto hit = text.find(qualifier, from);
+        out += text.substr(from, hit - from);
+        if (hit == std::string_view::npos) {
+            break;
+        }
+        out += qualifier + qualifier;
+        from = hit + qualifier.size();
+    }
+    out += qualifier;
+}
+
 }  // namespace
+
+std::string HeaderLine(const TableFormat& format, std::span<const std::string> names) {
+    std::string line;
+    for (const std::string& name : names) {
+        line += line.empty() ? "" : format.delimiter;
+        if (format.qualifier.empty() || format.layout != SplitRules::Layout::Delimited) {
+            line += name;
+        } else {
+            AppendQualified(name, format.qualifier, line);
+        }
+    }
+    line += kLineBreak;
+    return line;
+}
 
 LineWriter::LineWriter(const TableSource& source, const TableLayout& layout)
     : source_(source), columns_(layout.columns), forms_(source.Forms()) {
@@ -113,19 +144,36 @@ bool LineWriter::AppendPlain(const TextColumn& column, const Cell& value) {
         }
         return true;
     }
-    if (!IsNumberType(column.type)) {
-        return false;
-    }
-    if (const auto decimal = vantry::ToDecimal(value)) {
+    return IsNumberType(column.type) && AppendNumber(column, value);
+}
+
+bool LineWriter::AppendNumber(const TextColumn& column, const Cell& value) {
+    const TableFormat& format = source_.format;
+    const bool whole = column.type == ColumnType::Byte || column.type == ColumnType::Short ||
+                       column.type == ColumnType::Long;
+    const auto digits =
+        column.type == ColumnType::Currency ? format.currency_digits : format.number_digits;
+    if (digits && !whole && *digits <= kMostDecimals) {
+        const auto rounded = vantry::ToDecimal(value, *digits);
+        if (!rounded) {
+            return false;
+        }
+        vantry::AppendDecimal(*rounded, field_);
+    } else if (const auto decimal = vantry::ToDecimal(value)) {
         vantry::AppendDecimal(WithoutTrailingZeros(*decimal), field_);
     } else if (const auto number = vantry::ToDouble(value)) {
         AppendDouble(*number, field_);
     } else {
         return false;
     }
-    const std::string& point = source_.format.numbers.decimal_symbol;
-    if (const auto dot = field_.find('.'); dot != std::string::npos) {
-        field_.replace(dot, 1, point);
+    const auto dot = field_.find('.');
+    if (dot == std::string::npos) {
+        return true;
+    }
+    field_.replace(dot, 1, format.numbers.decimal_symbol);
+    if (!format.number_leading_zeros && dot > 0 && field_[dot - 1] == '0' &&
+        (dot == 1 || field_[dot - 2] == '-')) {
+        field_.erase(dot - 1, 1);
     }
     return true;
 }
@@ -152,18 +200,7 @@ void LineWriter::AppendText(const TextColumn& column, std::string_view text) {
         field_ += text;
         return;
     }
-    field_ += qualifier;
-    std::size_t from = 0;
-    for (;;) {
-        const auto hit = text.find(qualifier, from);
-        field_ += text.substr(from, hit - from);
-        if (hit == std::string_view::npos) {
-            break;
-        }
-        field_ += qualifier + qualifier;
-        from = hit + qualifier.size();
-    }
-    field_ += qualifier;
+    AppendQualified(text, qualifier, field_);
 }
 
 void LineWriter::PadField(const TextColumn& column, std::size_t width) {

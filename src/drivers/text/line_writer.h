@@ -9,6 +9,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace vantry::text {
 
@@ -25,6 +26,7 @@ public:
 
 private:
     void AppendValue(std::size_t position, const Cell& value);
+    bool AppendNumber(const TextColumn& column, const Cell& value);
     bool AppendPlain(const TextColumn& column, const Cell& value);
     void AppendText(const TextColumn& column, std::string_view text);
     void PadField(const TextColumn& column, std::size_t width);
@@ -37,6 +39,9 @@ private:
     std::string field_;                 // UTF-8
     std::string line_;                  // as it goes into the file
 };
+
+// The line with the names of the columns, in UTF-8 and with its line break.
+std::string HeaderLine(const TableFormat& format, std::span<const std::string> names);
 
 // What the present statement has added to files, so that it can be taken back.
 class AppendJournal {

@@ -1,6 +1,5 @@
 #include "drivers/text/schema_ini.h"
 
-#include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "drivers/text/encoding.h"
 #include "drivers/text/errors.h"
@@ -36,12 +35,8 @@ std::string_view WithoutBlanks(std::string_view text) {
 }
 
 std::optional<std::string_view> SchemaSection::GetQuoted(std::string_view key) const {
-    for (const Line& line : lines_) {
-        if (EqualsNoCase(line.key, key)) {
-            return line.value;
-        }
-    }
-    return std::nullopt;
+    const auto line = lines_.find(UpperCased(key));
+    return line == lines_.end() ? std::nullopt : std::optional<std::string_view>(line->second);
 }
 
 std::optional<std::string_view> SchemaSection::Get(std::string_view key) const {
@@ -81,6 +76,8 @@ SchemaIni SchemaIni::Load(const std::string& folder) {
 
 SchemaIni SchemaIni::Parse(std::string_view utf8) {
     SchemaIni schema;
+    SchemaSection passed_over;  // what stands before the first section, or in a later one of a name
+    SchemaSection* section = &passed_over;
     while (!utf8.empty()) {
         const std::string_view line = WithoutBlanks(TakeLine(utf8));
         if (line.empty() || line.front() == ';') {
@@ -89,30 +86,23 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
         if (line.front() == '[') {
             const auto close = line.rfind(']');
             if (close != std::string_view::npos) {
-                schema.sections_.emplace_back(
-                    std::string(WithoutBlanks(line.substr(1, close - 1))));
+                const auto [place, is_first] = schema.sections_.try_emplace(
+                    UpperCased(WithoutBlanks(line.substr(1, close - 1))));
+                section = is_first ? &place->second : &passed_over;
             }
             continue;
         }
-        const auto equals = line.find('=');
-        if (equals == std::string_view::npos || schema.sections_.empty()) {
-            continue;
+        if (const auto equals = line.find('='); equals != std::string_view::npos) {
+            section->lines_.try_emplace(UpperCased(WithoutBlanks(line.substr(0, equals))),
+                                        WithoutBlanks(line.substr(equals + 1)));
         }
-        schema.sections_.back().lines_.push_back(
-            {std::string(WithoutBlanks(line.substr(0, equals))),
-             std::string(WithoutBlanks(line.substr(equals + 1)))});
     }
     return schema;
 }
 
 const SchemaSection* SchemaIni::Find(std::string_view file_name) const {
-    const std::string wanted = UpperCased(file_name);
-    for (const SchemaSection& section : sections_) {
-        if (UpperCased(section.Name()) == wanted) {
-            return &section;
-        }
-    }
-    return nullptr;
+    const auto section = sections_.find(UpperCased(file_name));
+    return section == sections_.end() ? nullptr : &section->second;
 }
 
 }  // namespace vantry::text

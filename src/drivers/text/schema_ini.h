@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <unordered_map>
 
 namespace vantry::text {
 
@@ -15,9 +15,6 @@ std::string_view WithoutBlanks(std::string_view text);
 
 class SchemaSection {
 public:
-    explicit SchemaSection(std::string name) : name_(std::move(name)) {}
-
-    const std::string& Name() const { return name_; }
     // Keys in any letter case. Nothing when there is no such line.
     std::optional<std::string_view> Get(std::string_view key) const;
     // The same, with the quotes that Get takes away.
@@ -25,12 +22,7 @@ public:
 
 private:
     friend class SchemaIni;
-    struct Line {
-        std::string key;
-        std::string value;
-    };
-    std::string name_;
-    std::vector<Line> lines_;
+    std::unordered_map<std::string, std::string> lines_;  // values by upper-cased keys
 };
 
 class SchemaIni {
@@ -43,10 +35,9 @@ public:
 
     // The first section of that file; nullptr if there is none.
     const SchemaSection* Find(std::string_view file_name) const;
-    const std::vector<SchemaSection>& Sections() const { return sections_; }
 
 private:
-    std::vector<SchemaSection> sections_;
+    std::unordered_map<std::string, SchemaSection> sections_;  // by upper-cased names
 };
 
 // The content of the folder's file as it stands, byte order mark and all; nothing if there is none.

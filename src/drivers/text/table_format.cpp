@@ -191,7 +191,7 @@ void ApplySymbols(const SchemaSection& section, TableFormat& format) {
         format.number_leading_zeros = BooleanOf(*value).value_or(true);
     }
     if (const auto value = section.Get("CurrencyDigits")) {
-        format.currency_digits = NumberOf(*value).value_or(format.currency_digits);
+        format.currency_digits = NumberOf(*value);
     }
 }
 

@@ -44,9 +44,9 @@ struct TableFormat {
     std::optional<DatePicture> picture;
     NumberForm numbers;
     // Of what is written into the file.
-    std::optional<int> number_digits;
+    std::optional<int> number_digits;  // decimals; missing: as many as the value has
+    std::optional<int> currency_digits;
     bool number_leading_zeros = true;
-    int currency_digits = 2;
 };
 
 // The Extended Properties of a connection string: "text;HDR=No;FMT=Delimited(;)".

@@ -81,8 +81,11 @@ std::string ColumnLine(const sql::ColumnDefinition& column) {
         std::find_if(std::begin(kTypeNames), std::end(kTypeNames), [&](const auto& name) {
             return name.word == column.type;
         });
-    if (found == std::end(kTypeNames) || column.name.find_first_of("\"\r\n") != std::string::npos) {
+    if (found == std::end(kTypeNames)) {
         throw BadColumnType(column.name, column.type);
+    }
+    if (column.name.find_first_of("\"\r\n") != std::string::npos) {
+        throw BadColumnName(column.name);
     }
     ColumnType type = found->type;
     if (column.type == "TEXT" && !column.size) {
@@ -122,16 +125,6 @@ std::string SectionOf(const std::string& file_name,
     }
     section += kLineBreak;
     return section;
-}
-
-std::string HeaderOf(const TableFormat& format, const sql::TableDefinition& definition) {
-    std::string header;
-    for (const auto& column : definition.columns) {
-        header += header.empty() ? "" : format.delimiter;
-        header += "\"" + column.name + "\"";
-    }
-    header += kLineBreak;
-    return header;
 }
 
 // The new section in front of the older ones, in the older ones' character set.
@@ -205,7 +198,11 @@ void TextDatabase::CreateTable(const sql::TableDefinition& definition) {
     if (encoding.IsUtf16()) {
         encoding.AppendFileBytes("\xEF\xBB\xBF", content);  // the byte order mark
     }
-    if (format.has_header && !encoding.AppendFileBytes(HeaderOf(format, definition), content)) {
+    std::vector<std::string> names;
+    for (const auto& column : definition.columns) {
+        names.push_back(column.name);
+    }
+    if (format.has_header && !encoding.AppendFileBytes(HeaderLine(format, names), content)) {
         throw BadTableName(definition.name);
     }
     file::File created = file::File::CreateNew(path, false);

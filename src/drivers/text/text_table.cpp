@@ -145,7 +145,21 @@ void TextTable::Insert(std::span<const Cell> row) {
     if (!writer_) {
         writer_ = std::make_unique<LineWriter>(source_, *layout_);
     }
-    journal_->Append(source_.file, source_.encoding, writer_->LineOf(row));
+    const std::string& line = writer_->LineOf(row);
+    std::string header;
+    if (source_.format.has_header &&
+        source_.file->Size() == static_cast<std::int64_t>(source_.encoding.MarkBytes())) {
+        // In an empty file the row would be taken for the header.
+        std::vector<std::string> names;
+        for (const TextColumn& column : layout_->columns) {
+            names.push_back(column.name);
+        }
+        source_.encoding.AppendFileBytes(HeaderLine(source_.format, names), header);
+        TableLayout behind = *layout_;
+        behind.first_row += static_cast<std::int64_t>(header.size());
+        layout_ = std::make_shared<const TableLayout>(std::move(behind));
+    }
+    journal_->Append(source_.file, source_.encoding, header + line);
     grown_ = true;
 }
 

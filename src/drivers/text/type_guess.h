@@ -35,8 +35,8 @@ public:
     void Add(std::string_view text, const ValueForms& forms);
     // Whether no value of so many bytes can change the type: none has more characters than bytes.
     bool TakesTextOf(std::size_t bytes) const {
-        return seen_ && (type_ == ColumnType::Memo ||
-                         (type_ == ColumnType::Text && bytes <= kMaxTextUnits));
+        return seen_ &&
+               (type_ == ColumnType::Memo || (type_ == ColumnType::Text && bytes <= kMaxTextUnits));
     }
     // Text if nothing was seen.
     ColumnType Type() const { return seen_ ? type_ : ColumnType::Text; }

@@ -185,7 +185,9 @@ TEST(TextDatabase, InsertKeepsToTheFileAsItIs) {
         "[a.csv]\nDecimalSymbol=,\nDateTimeFormat=dd.mm.yyyy\nCol1=d DateTime\nCol2=n Double\n"
         "[f.txt]\nFormat=FixedLength\nColNameHeader=False\nCol1=t Text Width 3\nCol2=n Long Width "
         "4\n"
-        "[one.csv]\nCol1=n Long\n");
+        "[one.csv]\nCol1=n Long\n[n.csv]\nNumberDigits=2\nCurrencyDigits=3\n"
+        "NumberLeadingZeros=False\nCol1=a Double\nCol2=b Currency\nCol3=c Long\n");
+    folder.Write("n.csv", "h\r\n");
     folder.Write("a.csv", "d,n\n01.02.2024,1");  // without a line break at its end
     folder.Write("f.txt", "abc   1\r\n");
     folder.Write("one.csv", "n\n");
@@ -196,6 +198,15 @@ TEST(TextDatabase, InsertKeepsToTheFileAsItIs) {
     const Cell fixed[] = {Cell::Text("\xC3\xA4"), Cell::Int64(22)};
     folder.Database().InsertRow(*folder.Open("f.txt"), fixed);
     EXPECT_EQ(folder.Dir().Read("f.txt"), "abc   1\r\n\xC3\xA4  22  \r\n");
+    folder.Write("empty.csv", "");
+    const auto empty = folder.Open("empty.csv");
+    const Cell words[] = {Cell::Text("x")};
+    folder.Database().InsertRow(*empty, words);
+    EXPECT_EQ(TextFolder::Rows(*empty), Lines{"'x'"});
+    EXPECT_EQ(folder.Rows("empty.csv"), Lines{"'x'"});
+    const Cell numbers[] = {Cell::Double(-0.127), Cell::Double(0.5), Cell::Int64(7)};
+    folder.Database().InsertRow(*folder.Open("n.csv"), numbers);
+    EXPECT_EQ(folder.Dir().Read("n.csv"), "h\r\n-.13,.500,7\r\n");
     const Cell nothing[] = {Cell::Null()};
     folder.Database().InsertRow(*folder.Open("one.csv"), nothing);
     EXPECT_EQ(folder.Rows("one.csv"), Lines{"<null>"});
