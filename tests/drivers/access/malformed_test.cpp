@@ -6,6 +6,7 @@
 #include "drivers/access/stored_rows.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <chrono>
 #include <filesystem>
@@ -113,6 +114,12 @@ std::vector<Mutator> Mutators() {
     };
 }
 
+long PeakMemoryKiB() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
 class Malformed : public testing::TestWithParam<const char*> {};
 
 TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
@@ -123,6 +130,7 @@ TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
     const test::FileBytes original(path);
     const auto mutators = Mutators();
     std::mt19937 random(20'000);
+    const long memory = PeakMemoryKiB();
     for (int i = 0; i < kMutations / 5; ++i) {
         const auto& mutator = mutators[static_cast<std::size_t>(i) % mutators.size()];
         SCOPED_TRACE("mutation " + std::to_string(i) + ": " + mutator.name);
@@ -132,6 +140,9 @@ TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
         test::ReadEverything(file.bytes);
         EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
     }
+#ifndef __SANITIZE_ADDRESS__  // which keeps what is freed
+    EXPECT_LT(PeakMemoryKiB() - memory, 64 * 1024);
+#endif
 }
 
 INSTANTIATE_TEST_SUITE_P(Access,

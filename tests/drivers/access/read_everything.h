@@ -3,6 +3,7 @@
 // which look for crashes, hangs and reads outside.
 
 #include "data/data_error.h"
+#include "data/utf.h"
 #include "drivers/access/complex_value.h"
 #include "drivers/access/field.h"
 #include "drivers/access/index_reader.h"
@@ -12,6 +13,7 @@
 #include "drivers/access/verify.h"
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,6 +24,23 @@ inline std::unique_ptr<access::MemoryPageSource> OpenBytes(access::ByteSpan byte
     auto header = access::ParseFileHeader(bytes, "damaged.mdb");
     access::CheckPassword(header, "", "damaged.mdb");
     return std::make_unique<access::MemoryPageSource>(bytes, std::move(header), "damaged.mdb");
+}
+
+// What a reader may give however damaged the file is.
+inline bool IsSane(const Cell& cell) {
+    switch (cell.Kind()) {
+        case ValueKind::Text:
+            return IsValidUtf8(cell.AsText());
+        case ValueKind::DateTime: {
+            const auto& date = cell.AsDateTime();
+            return date.day >= kMinDay && date.day <= kMaxDay && date.nanos >= 0 &&
+                   date.nanos < kNanosPerDay;
+        }
+        case ValueKind::Decimal:
+            return cell.AsDecimal().scale <= 38;
+        default:
+            return true;
+    }
 }
 
 inline void ReadTable(access::PageSource& source,
@@ -43,6 +62,9 @@ inline void ReadTable(access::PageSource& source,
             for (std::size_t i = 0; i < decoders.size(); ++i) {
                 const auto stored = row.Field(def.columns[i]);
                 const auto cell = stored ? decoders[i].Decode(*stored) : Cell::Null();
+                if (!IsSane(cell)) {
+                    throw std::logic_error("a value that can't be");
+                }
                 for (const auto byte : cell.IsView() ? cell.AsBytes() : access::ByteSpan()) {
                     touched = touched + static_cast<std::size_t>(byte);
                 }
