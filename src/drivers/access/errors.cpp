@@ -83,7 +83,7 @@ DataError UnreadableField(std::string_view table,
     return {kErrConversion,
             "Table " + Quoted(table) + ", column " + Quoted(column) + ", page " +
                 std::to_string(page) + ", row " + std::to_string(row) + ": " + std::string(what) +
-                ". The value is damaged; the other fields of the row can be read.",
+                (what.ends_with('.') ? "" : ".") + " The other fields of the row can be read.",
             std::string(kSource)};
 }
 

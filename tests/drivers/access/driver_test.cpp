@@ -282,5 +282,37 @@ TEST_F(AccessDriverTest, SaysWhichFieldIsDamagedAndReadsOn) {
     EXPECT_EQ(damaged, 1);
 }
 
+// The rows' long values lie on other pages, which the other connection frees and uses again.
+TEST(AccessScanTest, GivesWholeValuesWhileAnotherConnectionChangesThem) {
+    const test::TempDir folder;
+    const auto driver = MakeAccessDriver();
+    const auto string = ConnectionString::Parse("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" +
+                                                (folder / "shop.accdb").string());
+    driver->CreateDatabase(string);
+    const auto reader = driver->Connect(string);
+    const auto writer = driver->Connect(string);
+    const std::string before(3'000, 'b');
+    const std::string after(9'000, 'a');
+    writer->Execute("create table t (id long, m memo)");
+    for (int i = 0; i < 300; ++i) {
+        writer->Execute("insert into t values (" + std::to_string(i) + ", '" + before + "')");
+    }
+    const auto cursor = reader->OpenCursor("select id, m from t");
+    int rows = 0;
+    while (cursor->Next()) {
+        if (rows++ % 30 == 10) {
+            const auto limit = std::to_string(rows + 40);
+            writer->Execute("update t set m = '" + after + "' where id < " + limit);
+            writer->Execute("update t set m = 'short' where id > " + limit);
+            writer->Execute("update t set m = '" + before + "' where id > " + limit);
+        }
+        ASSERT_EQ(cursor->Row()[1].Kind(), ValueKind::Text) << cursor->FieldError(1).Description();
+        const auto text = cursor->Row()[1].AsText();
+        EXPECT_TRUE(text == before || text == after)
+            << "row " << rows << ": " << text.substr(0, 40);
+    }
+    EXPECT_EQ(rows, 300);
+}
+
 }  // namespace
 }  // namespace vantry::access
