@@ -8,8 +8,7 @@
 
 namespace vantry::access {
 
-// ---- Tables
-// --------------------------------------------------------------------------------------
+// ---- Tables -----------------------------------------------------------------------------------
 
 TableWriter& AccessTable::Writer() {
     if (!writer_) {
@@ -67,8 +66,7 @@ std::int64_t AccessTable::DeleteAll() {
     return Writer().DeleteAll();
 }
 
-// ---- The database
-// --------------------------------------------------------------------------------
+// ---- The database -----------------------------------------------------------------------------
 
 void AccessDatabase::BeginStatement() {
     file_->store->Begin();

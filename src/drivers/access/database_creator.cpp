@@ -66,8 +66,7 @@ std::vector<std::byte> Masked(const FileKind& kind, Account account) {
             std::byte{static_cast<std::uint8_t>(account[1] ^ kind.account_mask[1])}};
 }
 
-// ---- The pages that must be there before rows can be written
-// -------------------------------------
+// ---- The pages that must be there before rows can be written ----------------------------------
 
 class SystemPages {
 public:
@@ -176,8 +175,7 @@ private:
     std::vector<std::byte> bytes_;
 };
 
-// ---- The rows of a new file
-// ----------------------------------------------------------------------
+// ---- The rows of a new file -------------------------------------------------------------------
 
 struct SystemObject {
     std::int32_t id;

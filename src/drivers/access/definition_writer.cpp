@@ -53,8 +53,7 @@ void InitializeMapRow(std::span<std::byte> row, PageNumber page) {
     row[kInlineMapBitsOffset] = std::byte{static_cast<unsigned char>(1U << (page - start))};
 }
 
-// ---- Page maps
-// -----------------------------------------------------------------------------------
+// ---- Page maps --------------------------------------------------------------------------------
 
 class DefinitionWriter::MapRows {
 public:
@@ -102,8 +101,7 @@ void DefinitionWriter::PlaceIndexes(TableDef& def, MapRows& maps) {
     }
 }
 
-// ---- Catalogue
-// -----------------------------------------------------------------------------------
+// ---- Catalogue --------------------------------------------------------------------------------
 
 ObjectCatalog& DefinitionWriter::Catalog() {
     if (!catalog_) {
@@ -178,8 +176,7 @@ std::vector<Permission> DefinitionWriter::PermissionsOfContainer() {
     return permissions;
 }
 
-// ---- Making
-// --------------------------------------------------------------------------------------
+// ---- Making -----------------------------------------------------------------------------------
 
 void DefinitionWriter::MakeTable(NewTable table) {
     TableDef& def = table.def;
@@ -296,8 +293,7 @@ void DefinitionWriter::CreateIndex(std::string_view table, const sql::IndexDefin
     writer.BeforeCommit();
 }
 
-// ---- Dropping
-// ------------------------------------------------------------------------------------
+// ---- Dropping ---------------------------------------------------------------------------------
 
 void DefinitionWriter::RequireNoRelation(const TableDef& def) {
     for (const LogicalIndex& logical : def.logical_indexes) {

@@ -402,8 +402,7 @@ void RowEncoder::WriteLongValues(LongValueSink& sink) {
     pending_.clear();
 }
 
-// ---- Types
-// ---------------------------------------------------------------------------------------
+// ---- Types ------------------------------------------------------------------------------------
 
 void RowEncoder::ThrowUnfit(const Column& column, const Cell& cell) const {
     throw ValueDoesNotFit(NameOf(column), ToText(cell), TypeName(*column.def));
@@ -634,7 +633,7 @@ std::byte* RowEncoder::EncodeBinary(const Column& column, const Cell& cell, std:
 
 std::byte* RowEncoder::PutLongValue(const Column& column,
                                     ByteSpan data,
-                                    std::u16string own,
+                                    std::u16string&& own,
                                     std::byte* out) {
     if (data.size() > kMaxLongValue) {
         throw TextTooLong(NameOf(column), data.size(), kMaxLongValue);

@@ -106,8 +106,7 @@ void TableWriter::RequireChangeable() const {
     }
 }
 
-// ---- Rows
-// ----------------------------------------------------------------------------------------
+// ---- Rows -------------------------------------------------------------------------------------
 
 RowPointer TableWriter::Insert(std::span<const Cell> row) {
     Synchronize();
@@ -316,8 +315,7 @@ void TableWriter::BeforeCommit() {
     number_changed_ = false;
 }
 
-// ---- Values that nobody gave
-// ---------------------------------------------------------------------
+// ---- Values that nobody gave ------------------------------------------------------------------
 
 std::span<const Cell> TableWriter::Complete(std::span<const Cell> row) {
     const State& state = *state_;
@@ -380,8 +378,7 @@ void TableWriter::RememberNumbers() {
     }
 }
 
-// ---- Places
-// --------------------------------------------------------------------------------------
+// ---- Places -----------------------------------------------------------------------------------
 
 DataPage TableWriter::OwnPage(PageNumber page) {
     const ByteSpan bytes = store_->Look(page);

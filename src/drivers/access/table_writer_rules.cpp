@@ -30,8 +30,7 @@ const RealIndex* RealIndexOf(const TableDef& def, std::uint32_t logical_number) 
 
 }  // namespace
 
-// ---- What is demanded
-// ----------------------------------------------------------------------------
+// ---- What is demanded -------------------------------------------------------------------------
 
 void TableWriter::Prepare(TableDef def) {
     ForgetAll();
@@ -160,8 +159,7 @@ std::string TableWriter::FindRefusal() const {
     return {};
 }
 
-// ---- Keys
-// ----------------------------------------------------------------------------------------
+// ---- Keys -------------------------------------------------------------------------------------
 
 template <typename FieldOf>
 const TableWriter::Fields& TableWriter::FieldsOf(const RealIndex& index, FieldOf&& field_of) {

@@ -143,15 +143,29 @@ private:
         return Load<std::uint64_t>(slot_, kSlotNumberOffset) * block_.size();
     }
 
-    // Slots up to the last end of a batch: these were on disk before any of their blocks changed.
-    std::uint64_t FindSyncedSlots() {
-        for (std::uint64_t slot = slots_; slot > 0; --slot) {
+    // The end of the last batch that ends before `limit`, as the count of slots up to it; 0: none.
+    std::uint64_t LastEnd(std::uint64_t limit) {
+        for (std::uint64_t slot = limit; slot > 0; --slot) {
             if (ReadSlot(slot - 1) && !IsImage() &&
                 Load<std::uint64_t>(slot_, kSlotNumberOffset) == slot - 1) {
                 return slot;
             }
         }
         return 0;
+    }
+
+    // Slots of whole batches: these were on disk before any of their blocks changed. Of the last
+    // batch the end may have reached the disk and another slot not, when the power failed during
+    // its sync; its blocks are unchanged then, which Run() makes sure of.
+    std::uint64_t FindSyncedSlots() {
+        const std::uint64_t end = LastEnd(slots_);
+        const std::uint64_t start = end == 0 ? 0 : LastEnd(end - 1);
+        for (std::uint64_t slot = start; slot < end; ++slot) {
+            if (!ReadSlot(slot)) {
+                return start;
+            }
+        }
+        return end;
     }
 
     void CheckSynced(std::uint64_t slot) {

@@ -18,6 +18,8 @@ constexpr std::uint64_t kMostGrowPages = 256;  // that the file is given at once
 constexpr std::uint32_t kSingleRows = 4;       // of a burst, committed one by one
 constexpr std::uint32_t kRowsPerLook = 64;     // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
+constexpr std::chrono::milliseconds kTimerTick{125};
+constexpr int kQuietTicks = 16;
 // A time of change younger than this when it was read may stay the same through another change.
 constexpr std::int64_t kClockGrain_ns = 20'000'000;
 
@@ -54,26 +56,27 @@ PagedFile::~PagedFile() {
         std::erase(AllFiles().files, this);
     }
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(timer_mutex_);
         closing_ = true;
-        try {
-            if (state_ == State::Batch) {
-                CommitOpen();
-            } else if (state_ == State::Statement) {
-                RollbackOpen();
-                mutex_.unlock();  // of Begin()
-            }
-        } catch (const std::exception&) {
-            // Nobody is left to tell; the file is as before the batch.
-        }
-        timer_wake_.notify_all();
     }
+    timer_wake_.notify_all();
     if (timer_.joinable()) {
         timer_.join();
     }
+    const std::lock_guard lock(mutex_);
+    try {
+        if (state_ == State::Batch) {
+            CommitOpen();
+        } else if (state_ == State::Statement) {
+            RollbackOpen();
+            mutex_.unlock();  // of Begin()
+        }
+    } catch (const std::exception&) {
+        // Nobody is left to tell; the file is as before the batch.
+    }
 }
 
-// ---- Reading ------------------------------------------------------------------------------------
+// ---- Reading ----------------------------------------------------------------------------------
 
 void PagedFile::NoteStamp(bool own_change) {
     const FileStamp now = file_.Stamp();
@@ -180,8 +183,7 @@ void PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
     }
 }
 
-// ---- Other connections of this process
-// -----------------------------------------------------------
+// ---- Other connections of this process --------------------------------------------------------
 
 void PagedFile::FlushSiblings() {
     std::vector<PagedFile*> others;
@@ -226,28 +228,57 @@ void PagedFile::Settle() {
     }
 }
 
-void PagedFile::RunTimer() {
-    std::unique_lock lock(mutex_);
-    while (!closing_) {
-        if (state_ != State::Batch) {
-            timer_wake_.wait(lock);
-            continue;
+void PagedFile::WakeTimer() {
+    if (!timer_.joinable()) {
+        timer_ = std::thread([this] { RunTimer(); });
+    } else if (timer_idle_) {
+        {
+            const std::lock_guard lock(timer_mutex_);
+            timer_idle_ = false;
         }
-        const auto due = batch_start_ + options_.batch_age;
-        if (Clock::now() < due) {
-            timer_wake_.wait_until(lock, due);
-            continue;
-        }
-        try {
-            CommitOpen();
-        } catch (const std::exception&) {
-            pending_ = std::current_exception();
-        }
+        timer_wake_.notify_all();
     }
 }
 
-// ---- Transactions
-// --------------------------------------------------------------------------------
+// Looks at the batch from time to time, so that a load doesn't have to wake it for each one.
+void PagedFile::RunTimer() {
+    std::unique_lock lock(timer_mutex_);
+    int quiet_ticks = 0;
+    while (!closing_) {
+        if (quiet_ticks > kQuietTicks) {
+            timer_idle_ = true;
+            timer_wake_.wait(lock, [this] { return closing_ || !timer_idle_; });
+            quiet_ticks = 0;
+            continue;
+        }
+        timer_wake_.wait_for(lock, kTimerTick);
+        if (closing_) {
+            return;
+        }
+        if (state_ != State::Batch) {
+            ++quiet_ticks;
+            continue;
+        }
+        quiet_ticks = 0;
+        lock.unlock();
+        CommitIfDue();
+        lock.lock();
+    }
+}
+
+void PagedFile::CommitIfDue() {
+    const std::lock_guard lock(mutex_);
+    if (state_ != State::Batch || Clock::now() - batch_start_ < options_.batch_age) {
+        return;
+    }
+    try {
+        CommitOpen();
+    } catch (const std::exception&) {
+        pending_ = std::current_exception();
+    }
+}
+
+// ---- Transactions -----------------------------------------------------------------------------
 
 void PagedFile::AcquireWriter() {
     if (!file_.Writable()) {
@@ -331,10 +362,7 @@ void PagedFile::BeginRow(bool undo) {
                 burst_ = 0;
             }
             if (burst_ >= kSingleRows) {
-                if (!timer_.joinable()) {
-                    timer_ = std::thread([this] { RunTimer(); });
-                }
-                timer_wake_.notify_all();
+                WakeTimer();
             }
         }
         undo_ = undo || first;
@@ -606,8 +634,7 @@ void PagedFile::EvictUnchanged() {
     ++view_;
 }
 
-// ---- Pages in memory
-// -----------------------------------------------------------------------------
+// ---- Pages in memory --------------------------------------------------------------------------
 
 std::byte* PagedFile::TakeBuffer() {
     if (free_buffers_.empty()) {

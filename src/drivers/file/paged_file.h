@@ -35,7 +35,7 @@ struct PagedFileOptions {
     std::uint32_t page_size = 4096;            // 512 to 4096, a power of two
     std::uint64_t max_size = UINT64_MAX;       // of the file, in bytes
     std::size_t cache_pages = 2048;            // changed pages kept before they are written early
-    std::chrono::milliseconds batch_age{450};  // of a bulk load's transaction
+    std::chrono::milliseconds batch_age{350};  // of a bulk load's transaction
     // Encodes and decodes a page in place; nothing: pages are plain.
     std::function<void(std::uint32_t page, std::span<std::byte> bytes)> transform;
 };
@@ -150,7 +150,9 @@ private:
     void EvictUnchanged();
     void FlushSiblings();
     void FlushForSibling(const FileStamp& stamp);
+    void WakeTimer();
     void RunTimer();
+    void CommitIfDue();
     void ThrowPending();
 
     File file_;
@@ -191,9 +193,11 @@ private:
     std::uint32_t burst_ = 0;
     std::uint32_t batch_rows_ = 0;
     std::exception_ptr pending_;
-    std::condition_variable_any timer_wake_;
-    std::thread timer_;
+    std::mutex timer_mutex_;
+    std::condition_variable timer_wake_;
+    std::atomic<bool> timer_idle_ = false;
     bool closing_ = false;
+    std::thread timer_;
 };
 
 }  // namespace vantry::file

@@ -1,0 +1,301 @@
+#pragma once
+// Fault plans for tests of what writes files: fail the n-th operation, kill the process at the n-th
+// write, record everything and make up what a power failure would have left.
+
+#include "drivers/file/fault_plan.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace vantry::test {
+
+inline bool IsJournal(std::string_view path) {
+    return path.ends_with("-journal");
+}
+
+inline bool IsSync(file::Operation operation) {
+    return operation == file::Operation::Sync || operation == file::Operation::SyncFolder;
+}
+inline bool ChangesFiles(file::Operation operation) {
+    return operation != file::Operation::Open && operation != file::Operation::Read;
+}
+
+// A fault in the product itself that a plan can play: tests that stay green with it are worthless.
+enum class Planted {
+    Nothing,
+    JournalNotWritten,
+    JournalNotSynced,
+    FailureIgnored,
+    PlaybackNotDone
+};
+
+class InstalledPlan {
+public:
+    explicit InstalledPlan(file::FaultPlan& plan) { file::InstallFaultPlan(&plan); }
+    ~InstalledPlan() { file::InstallFaultPlan(nullptr); }
+    InstalledPlan(const InstalledPlan&) = delete;
+    InstalledPlan& operator=(const InstalledPlan&) = delete;
+};
+
+// Nothing is forced to disk: for tests of something else, which would wait for it most of the time.
+class NoSync : public file::FaultPlan {
+public:
+    file::Verdict Before(const file::Call& call) override {
+        file::Verdict verdict;
+        verdict.skip = IsSync(call.operation);
+        return verdict;
+    }
+};
+
+// Kills the process at its n-th changing operation, or in the middle of it.
+class KillAt : public file::FaultPlan {
+public:
+    KillAt(int nth, std::size_t torn_at, Planted planted)
+        : left_(nth), torn_at_(torn_at), planted_(planted) {}
+
+    file::Verdict Before(const file::Call& call) override {
+        file::Verdict verdict;
+        if (!ChangesFiles(call.operation)) {
+            return verdict;
+        }
+        ++seen_;
+        const bool journal = IsJournal(call.path);
+        verdict.skip = (planted_ == Planted::JournalNotWritten && journal &&
+                        call.operation == file::Operation::Write) ||
+                       (planted_ == Planted::PlaybackNotDone && !journal &&
+                        call.operation == file::Operation::Write) ||
+                       IsSync(call.operation);  // a kill leaves what the kernel has
+        if (left_-- == 0) {
+            if (call.operation != file::Operation::Write || torn_at_ == 0) {
+                Kill();
+            }
+            verdict.limit = torn_at_;
+            dying_ = true;
+        }
+        return verdict;
+    }
+    void After(const file::Call&) override {
+        if (dying_) {
+            Kill();
+        }
+    }
+    int Seen() const { return seen_; }
+
+private:
+    [[noreturn]] static void Kill() {
+        ::kill(::getpid(), SIGKILL);
+        ::pause();
+        std::abort();
+    }
+    int left_;
+    int seen_ = 0;
+    std::size_t torn_at_;
+    Planted planted_;
+    bool dying_ = false;
+};
+
+// Lets the n-th operation fail, once or from then on.
+class FailAt : public file::FaultPlan {
+public:
+    FailAt(int nth, int error, bool for_good, Planted planted)
+        : left_(nth), error_(error), for_good_(for_good), planted_(planted) {}
+
+    file::Verdict Before(const file::Call& call) override {
+        file::Verdict verdict;
+        if (call.operation == file::Operation::Open) {
+            return verdict;
+        }
+        const int now = left_--;
+        if (now == 0 || (now < 0 && for_good_)) {
+            triggered_ = true;
+            if (planted_ == Planted::FailureIgnored && call.operation == file::Operation::Write) {
+                verdict.skip = true;
+            } else {
+                verdict.error = error_;
+            }
+        } else {
+            verdict.skip = IsSync(call.operation);
+        }
+        return verdict;
+    }
+    bool Triggered() const { return triggered_; }
+
+private:
+    int left_;
+    int error_;
+    bool for_good_;
+    Planted planted_;
+    bool triggered_ = false;
+};
+
+// Keeps every change in order, and makes states of the disk out of them: what was synced, a random
+// part of the rest, single sectors of a torn page, names that were or weren't on disk.
+class DiskRecord : public file::FaultPlan {
+public:
+    using Files = std::map<std::string, std::string>;  // name, content
+
+    explicit DiskRecord(Files start, Planted planted = Planted::Nothing)
+        : start_(std::move(start)), planted_(planted) {}
+
+    file::Verdict Before(const file::Call& call) override {
+        file::Verdict verdict;
+        if (planted_ == Planted::JournalNotSynced && call.operation == file::Operation::Sync &&
+            IsJournal(call.path)) {
+            skipped_ = true;
+        }
+        verdict.skip = IsSync(call.operation);  // the record alone decides what is on disk
+        return verdict;
+    }
+    void After(const file::Call& call) override {
+        if (ChangesFiles(call.operation) && !std::exchange(skipped_, false)) {
+            steps_.push_back(
+                {call.operation,
+                 std::filesystem::path(call.path).filename().string(),
+                 call.offset,
+                 std::string(reinterpret_cast<const char*>(call.data.data()), call.data.size())});
+        }
+    }
+    std::size_t Steps() const { return steps_.size(); }
+
+    // What a killed process leaves after `steps` steps: all of them.
+    Files KilledAfter(std::size_t steps) const {
+        Files files = start_;
+        for (std::size_t at = 0; at < steps; ++at) {
+            const Step& step = steps_[at];
+            if (step.operation == file::Operation::Create) {
+                files[step.name].clear();
+            } else if (step.operation == file::Operation::Remove) {
+                files.erase(step.name);
+            } else if (!IsSync(step.operation)) {
+                Apply(step, files[step.name], SIZE_MAX);
+            }
+        }
+        return files;
+    }
+
+    // What could be on disk if the power failed after `steps` steps.
+    Files StateAfter(std::size_t steps, std::mt19937& random) const {
+        struct Inode {
+            std::string durable;
+            std::vector<const Step*> pending;
+        };
+        std::map<std::string, Inode> inodes;
+        struct Name {
+            bool durable = false;  // what the folder on disk says
+            bool present = false;  // what it says in memory
+        };
+        std::map<std::string, Name> names;
+        for (const auto& [name, content] : start_) {
+            inodes[name].durable = content;
+            names[name] = {true, true};
+        }
+        for (std::size_t at = 0; at < steps; ++at) {
+            const Step& step = steps_[at];
+            Inode& inode = inodes[step.name];
+            switch (step.operation) {
+                case file::Operation::Create:
+                    // A name that comes again is another file.
+                    inode = {};
+                    names[step.name].present = true;
+                    break;
+                case file::Operation::Remove:
+                    names[step.name].present = false;
+                    break;
+                case file::Operation::Sync:
+                    for (const Step* pending : inode.pending) {
+                        Apply(*pending, inode.durable, SIZE_MAX);
+                    }
+                    inode.pending.clear();
+                    break;
+                case file::Operation::SyncFolder:
+                    for (auto& [name, state] : names) {
+                        state.durable = state.present;
+                    }
+                    break;
+                default:
+                    inode.pending.push_back(&step);
+                    break;
+            }
+        }
+        Files files;
+        for (const auto& [name, state] : names) {
+            const bool there = state.durable == state.present ? state.present : random() % 2 == 0;
+            if (!there) {
+                continue;
+            }
+            Inode& inode = inodes[name];
+            std::string content = inode.durable;
+            const auto kept = random() % 101;
+            for (const Step* pending : inode.pending) {
+                if (random() % 100 >= kept) {
+                    continue;
+                }
+                const bool torn = random() % 8 == 0 && pending->data.size() > kSector;
+                const std::size_t sectors = pending->data.size() / kSector;
+                Apply(
+                    *pending,
+                    content,
+                    torn ? kSector * (1 + random() % std::max<std::size_t>(sectors, 1)) : SIZE_MAX);
+            }
+            files[name] = std::move(content);
+        }
+        return files;
+    }
+
+private:
+    static constexpr std::size_t kSector = 512;
+    struct Step {
+        file::Operation operation;
+        std::string name;
+        std::uint64_t offset;
+        std::string data;
+    };
+    static void Apply(const Step& step, std::string& content, std::size_t limit) {
+        if (step.operation == file::Operation::Truncate) {
+            content.resize(step.offset);
+        } else if (step.operation == file::Operation::Reserve) {
+            content.resize(std::max<std::size_t>(content.size(), step.offset));
+        } else if (step.operation == file::Operation::Write) {
+            const std::size_t length = std::min(step.data.size(), limit);
+            if (content.size() < step.offset + length) {
+                content.resize(step.offset + length);
+            }
+            content.replace(step.offset, length, step.data, 0, length);
+        }
+    }
+
+    Files start_;
+    Planted planted_;
+    bool skipped_ = false;
+    std::vector<Step> steps_;
+};
+
+// The files of a folder, for DiskRecord; and back.
+inline DiskRecord::Files ReadFolder(const std::filesystem::path& folder) {
+    DiskRecord::Files files;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::ifstream in(entry.path(), std::ios::binary);
+        files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(in), {}};
+    }
+    return files;
+}
+inline void WriteFolder(const std::filesystem::path& folder, const DiskRecord::Files& files) {
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::filesystem::remove(entry.path());
+    }
+    for (const auto& [name, content] : files) {
+        std::ofstream(folder / name, std::ios::binary) << content;
+    }
+}
+
+}  // namespace vantry::test
