@@ -268,7 +268,14 @@ public:
         }
     }
 
+    // Rows are looked for under the lock that they are changed under: nobody else's change comes
+    // in between.
     std::int64_t Execute(std::span<const Cell> values) override {
+        return Bracketed(*database_, [&] { return Change(values); });
+    }
+
+private:
+    std::int64_t Change(std::span<const Cell> values) {
         query_.Start(values);
         std::vector<RowId> rows;
         std::vector<Value> computed;  // of each row the columns that aren't constant
@@ -284,20 +291,17 @@ public:
         }
         query_.Stop();
         const auto table = query_.SharedTableOf(target_.source);
-        return Bracketed(*database_, [&] {
-            std::vector<Cell> cells(constants_.size());
-            std::size_t next = 0;
-            for (const auto row : rows) {
-                for (std::size_t k = 0; k < cells.size(); ++k) {
-                    cells[k] = constants_[k] ? constants_[k]->AsCell() : computed[next++].AsCell();
-                }
-                table->Update(row, target_.columns, cells);
+        std::vector<Cell> cells(constants_.size());
+        std::size_t next = 0;
+        for (const auto row : rows) {
+            for (std::size_t k = 0; k < cells.size(); ++k) {
+                cells[k] = constants_[k] ? constants_[k]->AsCell() : computed[next++].AsCell();
             }
-            return static_cast<std::int64_t>(rows.size());
-        });
+            table->Update(row, target_.columns, cells);
+        }
+        return static_cast<std::int64_t>(rows.size());
     }
 
-private:
     const ColumnInfo& InfoOfTarget(std::size_t k) const {
         return query_.TableOf(target_.source).Columns()[target_.columns[k]].info;
     }
@@ -329,7 +333,14 @@ public:
         : database_(database),
           query_(CompileDelete(erase, *database, dialect, target_), database, dialect) {}
 
+    // Rows are looked for under the lock that they are changed under: nobody else's change comes
+    // in between.
     std::int64_t Execute(std::span<const Cell> values) override {
+        return Bracketed(*database_, [&] { return Change(values); });
+    }
+
+private:
+    std::int64_t Change(std::span<const Cell> values) {
         query_.Start(values);
         std::vector<RowId> rows;
         std::unordered_set<RowId> seen;
@@ -342,15 +353,12 @@ public:
         }
         query_.Stop();
         const auto table = query_.SharedTableOf(target_.source);
-        return Bracketed(*database_, [&] {
-            for (const auto row : rows) {
-                table->Delete(row);
-            }
-            return static_cast<std::int64_t>(rows.size());
-        });
+        for (const auto row : rows) {
+            table->Delete(row);
+        }
+        return static_cast<std::int64_t>(rows.size());
     }
 
-private:
     Database database_;
     ChangeTarget target_;
     Query query_;
