@@ -63,6 +63,7 @@ public:
 
 private:
     void Initialise();
+    std::string TemporaryTables() const;
     void Start();
     void WaitUntilReady() const;
     void CreateUser() const;
