@@ -104,9 +104,8 @@ void Link::LearnTraits(const std::string& library) {
     traits_.one_statement = statements == 1 || tuning_.one_statement_at_a_time;
     SQLUINTEGER extensions = 0;
     SQLGetInfo(handle_.Get(), SQL_GETDATA_EXTENSIONS, &extensions, sizeof extensions, nullptr);
-    constexpr SQLUINTEGER kNeeded =
-        SQL_GD_ANY_COLUMN | SQL_GD_ANY_ORDER | SQL_GD_BLOCK | SQL_GD_BOUND;
-    traits_.rereads_blocks = (extensions & kNeeded) == kNeeded;
+    constexpr SQLUINTEGER kNeeded = SQL_GD_ANY_COLUMN | SQL_GD_ANY_ORDER | SQL_GD_BOUND;
+    traits_.rereads_bound = (extensions & kNeeded) == kNeeded;
 }
 
 std::string Link::InfoText(SQLUSMALLINT item) const {

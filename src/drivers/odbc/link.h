@@ -20,8 +20,8 @@ struct Traits {
     Provider provider = Provider::Odbc;
     bool wide_calls = true;  // statements and names travel as UTF-16
     bool utf8_text = false;  // SQL_C_CHAR is UTF-8, whatever the locale; else SQL_C_WCHAR is used
-    bool one_statement = false;   // no second statement while rows are being read
-    bool rereads_blocks = false;  // a field of a fetched block can be read again in pieces
+    bool one_statement = false;  // no second statement while rows are being read
+    bool rereads_bound = false;  // a bound field of the current row can be read again in pieces
 };
 
 // Whoever reads rows while the connection is wanted for something else.

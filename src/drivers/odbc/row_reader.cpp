@@ -7,12 +7,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <new>
 
 namespace vantry::odbc {
 namespace {
 
 constexpr std::size_t kAlignment = 16;
+constexpr SQLLEN kNoLengthGiven = std::numeric_limits<SQLLEN>::min();
 
 SQLPOINTER AsAttribute(std::size_t number) {
     return reinterpret_cast<SQLPOINTER>(number);
@@ -60,7 +62,7 @@ void RowReader::BindColumns() {
     std::size_t offset = 0;
     for (std::size_t k = 0; k < bound_; ++k) {
         bindings_[k].offset = offset;
-        bindings_[k].lengths.assign(block_rows_, SQL_NULL_DATA);
+        bindings_[k].lengths.assign(block_rows_, kNoLengthGiven);
         offset += (columns_[k].bytes * block_rows_ + kAlignment - 1) & ~(kAlignment - 1);
     }
     block_.resize(offset);
@@ -90,6 +92,13 @@ bool RowReader::FetchBlock() {
     rows_fetched_ = 0;
     block_error_.reset();
     std::fill(row_status_.begin(), row_status_.end(), SQLUSMALLINT{SQL_ROW_NOROW});
+    // MariaDB's driver (3.1.15) writes no length beside a bit that isn't null: what stood there
+    // from a null before would make another null of it. A length that should be there and isn't is
+    // never taken for a null, nor for a value.
+    for (std::size_t k = 0; k < bound_; ++k) {
+        const SQLLEN untouched = HasFixedSize(columns_[k].form) ? 0 : kNoLengthGiven;
+        std::fill(bindings_[k].lengths.begin(), bindings_[k].lengths.end(), untouched);
+    }
     const auto result = SQLFetch(statement_.Get());
     if (result == SQL_NO_DATA) {
         return false;
@@ -154,14 +163,11 @@ Cell RowReader::BoundCell(std::size_t column) {
     return Failed(column, ImpossibleLength(form.info.name, length, link_.Source()));
 }
 
-// A value longer than its column's description: it is still there to be read in pieces, where the
-// driver lets us go back to a row of the block.
+// A value longer than its column's description. Alone in its block it is still there to be read in
+// pieces. Among others it isn't: MariaDB's driver (3.1.15) says that it can go back to a row of a
+// block, and then gives the first row's value.
 Cell RowReader::CutOffCell(std::size_t column) {
-    if (!link_.GetTraits().rereads_blocks ||
-        !SQL_SUCCEEDED(SQLSetPos(statement_.Get(),
-                                 static_cast<SQLSETPOSIROW>(row_ + 1),
-                                 SQL_POSITION,
-                                 SQL_LOCK_NO_CHANGE))) {
+    if (block_rows_ != 1 || !link_.GetTraits().rereads_bound) {
         return Failed(column, ValueCutOff(columns_[column].info.name, link_.Source()));
     }
     return ReadCell(column);

@@ -13,7 +13,6 @@ constexpr int kSqlServerXml = -152;
 constexpr int kSqlServerUdt = -151;
 constexpr int kSqlServerTime = -154;
 
-constexpr std::size_t kUtf8BytesPerCharacter = 4;
 constexpr std::size_t kUtf16UnitsPerCharacter = 2;
 constexpr std::size_t kShortTextBytes = 64;    // numbers, dates, identifiers as characters
 constexpr std::size_t kDecimalExtraBytes = 4;  // sign, point, a zero before it, the terminator
@@ -232,7 +231,7 @@ Form FormOf(const Described& described, int type, const Traits& traits) {
 }
 
 // Bytes of one bound value with its terminator; 0 where no size holds.
-std::size_t BytesFor(Form form, const Described& described) {
+std::size_t BytesFor(Form form, const Described& described, std::size_t character_bytes) {
     const auto size = static_cast<std::size_t>(described.size);
     switch (form) {
         case Form::Int32:
@@ -257,10 +256,19 @@ std::size_t BytesFor(Form form, const Described& described) {
         case Form::DecimalText:
             return std::max(kShortTextBytes, size + kDecimalExtraBytes);
         case Form::Text:
-            return size == 0 ? 0 : size * kUtf8BytesPerCharacter + 1;
+            return size == 0 ? 0 : size * character_bytes + 1;
         default:
             return kShortTextBytes;
     }
+}
+
+// SQLite keeps values longer than the column says. PostgreSQL's driver gives its columns without a
+// limit one of 255 and more.
+bool SizeMeansNothing(const Described& described, Dialect dialect, Form form) {
+    constexpr std::uint64_t kUnlimited = 255;
+    const bool text = form == Form::Text || form == Form::WideText;
+    return dialect == Dialect::Sqlite ||
+           (dialect == Dialect::PostgreSql && text && described.size >= kUnlimited);
 }
 
 bool HasNoUpperSize(const Described& described, int type) {
@@ -336,7 +344,7 @@ ColumnInfo PlainInfo(const Described& described) {
     }
 }
 
-Column ColumnOf(const Described& given, const Traits& traits, std::size_t bound_bytes) {
+Column ColumnOf(const Described& given, const Traits& traits, const Tuning& tuning) {
     Described described = given;
     if (traits.dialect == Dialect::MySql && described.sql_type == SQL_BINARY &&
         EqualsNoCase(described.type_name, "bit")) {
@@ -350,11 +358,10 @@ Column ColumnOf(const Described& given, const Traits& traits, std::size_t bound_
     column.digits = described.digits;
     column.has_day = described.sql_type != SQL_TYPE_TIME;
     column.has_time = described.sql_type != SQL_TYPE_DATE;
-    // SQLite keeps values longer than the column says.
-    const bool unsure =
-        traits.dialect == Dialect::Sqlite || HasNoUpperSize(described, column.info.type);
-    column.bytes = unsure ? 0 : BytesFor(column.form, described);
-    if (column.bytes > bound_bytes) {
+    const bool unsure = SizeMeansNothing(described, traits.dialect, column.form) ||
+                        HasNoUpperSize(described, column.info.type);
+    column.bytes = unsure ? 0 : BytesFor(column.form, described, tuning.character_bytes);
+    if (column.bytes > tuning.bound_bytes) {
         column.bytes = 0;
     }
     return column;
@@ -366,7 +373,7 @@ std::vector<Column> DescribeColumns(const Link& link, const StatementHandle& sta
     std::vector<Column> columns;
     for (int k = 1; k <= count; ++k) {
         const auto described = Describe(link, statement, static_cast<SQLUSMALLINT>(k));
-        columns.push_back(ColumnOf(described, link.GetTraits(), link.GetTuning().bound_bytes));
+        columns.push_back(ColumnOf(described, link.GetTraits(), link.GetTuning()));
     }
     return columns;
 }

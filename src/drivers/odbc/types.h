@@ -61,8 +61,8 @@ struct Column {
 // The columns of an executed or prepared statement.
 std::vector<Column> DescribeColumns(const Link& link, const StatementHandle& statement);
 
-// Of one column. `bound_bytes`: see Tuning.
-Column ColumnOf(const Described& described, const Traits& traits, std::size_t bound_bytes);
+// Of one column.
+Column ColumnOf(const Described& described, const Traits& traits, const Tuning& tuning);
 
 // Type, sizes and numbers by the driver's own word alone.
 ColumnInfo PlainInfo(const Described& described);

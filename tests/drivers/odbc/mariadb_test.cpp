@@ -1,0 +1,323 @@
+// The driver over the real MariaDB ODBC driver and a private server: bound columns in blocks.
+
+#include "drivers/odbc/odbc_fixture.h"
+#include "support/private_mariadb.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+
+namespace vantry::test {
+namespace {
+
+class MariaDbOdbcTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        if (MissingParts().empty()) {
+            server_ = std::make_unique<PrivateMariaDb>();
+        }
+    }
+    static void TearDownTestSuite() { server_.reset(); }
+    void SetUp() override {
+        if (const auto missing = MissingParts(); !missing.empty()) {
+            GTEST_SKIP() << missing;
+        }
+        Registry().Register(
+            {PrivateOdbc::Driver("MariaDB Unicode", kMariaDbLibrary)},
+            {{"shop",
+              "Driver=MariaDB Unicode\nSERVER=127.0.0.1\nPORT=" + std::to_string(server_->Port()) +
+                  "\nDATABASE=" + server_->Database() + "\nUSER=" + server_->User() +
+                  "\nPASSWORD=" + server_->Password() + "\n"}});
+    }
+    static std::string MissingParts() {
+        auto missing = PrivateOdbc::Missing(kMariaDbLibrary, "odbc-mariadb");
+        return missing.empty() ? PrivateMariaDb::Missing() : missing;
+    }
+    static std::string Text() { return server_->ConnectionText("MySQL (MariaDB Unicode)"); }
+    static std::unique_ptr<DriverConnection> Open(const odbc::Tuning& tuning = {}) {
+        return Connect(Text(), tuning);
+    }
+
+    static std::unique_ptr<PrivateMariaDb> server_;
+};
+std::unique_ptr<PrivateMariaDb> MariaDbOdbcTest::server_;
+
+TEST_F(MariaDbOdbcTest, TypesAndValuesOfAllKindsOfColumns) {
+    const auto connection = Open();
+    connection->Execute("drop table if exists kinds");
+    connection->Execute(
+        "create table kinds (bi bit(1), ti tinyint, tu tinyint unsigned, iu int unsigned, bg "
+        "bigint, "
+        "bu bigint unsigned, dc decimal(38,10), fl float, db double, da date, tm time(3), "
+        "dt datetime(6), ch char(10), vc varchar(50), tx text, lt longtext, bn binary(4), "
+        "lb longblob)");
+    connection->Execute(
+        "insert into kinds values (1,-128,255,4294967295,-9223372036854775808,"
+        "18446744073709551615,-12345678901234567890.5,0.1,0.1,'2020-02-29','-12:30:15.123',"
+        "'2020-02-03 04:05:06.123456','zeichen','vierä😀','text','long','ab','\\0x')");
+    connection->Execute("insert into kinds (bi,vc,tx,lb) values (0,'','','')");
+    connection->Execute("insert into kinds (bi) values (null)");
+    const auto cursor = connection->OpenCursor("select * from kinds");
+    struct Expected {
+        int type;
+        std::int64_t size;
+        int precision;
+        int scale;
+    };
+    constexpr int kNone = kDoesNotApply;
+    const Expected expected[] = {
+        {adBoolean, 2, kNone, kNone},
+        {adTinyInt, 1, 3, kNone},
+        {adUnsignedTinyInt, 1, 3, kNone},
+        {adUnsignedInt, 4, 10, kNone},
+        {adBigInt, 8, 19, kNone},
+        {adUnsignedBigInt, 8, 20, kNone},
+        {adNumeric, 19, 38, 10},
+        {adSingle, 4, 7, kNone},
+        {adDouble, 8, 15, kNone},
+        {adDBDate, 6, 10, 0},
+        {adDBTime, 6, 8, 0},
+        {adDBTimeStamp, 16, 26, 6},
+        {adWChar, 10, kNone, kNone},
+        {adVarWChar, 50, kNone, kNone},
+        {adLongVarWChar, 65'535, kNone, kNone},
+        {adLongVarWChar, 1'073'741'823, kNone, kNone},
+        {adBinary, 4, kNone, kNone},
+        {adLongVarBinary, 2'147'483'647, kNone, kNone},
+    };
+    const auto columns = cursor->Columns();
+    ASSERT_EQ(columns.size(), std::size(expected));
+    for (std::size_t k = 0; k < columns.size(); ++k) {
+        EXPECT_EQ(columns[k].type, expected[k].type) << columns[k].name;
+        EXPECT_EQ(columns[k].defined_size, expected[k].size) << columns[k].name;
+        EXPECT_EQ(columns[k].precision, expected[k].precision) << columns[k].name;
+        EXPECT_EQ(columns[k].scale, expected[k].scale) << columns[k].name;
+    }
+    const auto rows = RowsOf(*cursor);
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_EQ(
+        Shown(rows[0]),
+        "bool:True | number:-128 | number:255 | number:4294967295 | "
+        "number:-9223372036854775808 | number:18446744073709551615 | "
+        "number:-12345678901234567890.5000000000 | number:0.1 | number:0.1 | "
+        "moment:2020-02-29 00:00:00 | text:-12:30:15.123 | moment:2020-02-03 04:05:06.123456 | "
+        "text:zeichen | text:vierä😀 | text:text | text:long | bytes:4 | bytes:2");
+    EXPECT_EQ(Shown(rows[1][13]) + Shown(rows[1][14]) + Shown(rows[1][17]), "text:text:bytes:0");
+    for (const auto& value : rows[2]) {
+        EXPECT_TRUE(value.IsNull());
+    }
+}
+
+// The driver leaves the length of a bit untouched: neither row may take over what another one had.
+TEST_F(MariaDbOdbcTest, BitsAroundNullsKeepTheirValues) {
+    const auto plain = Open();
+    plain->Execute("drop table if exists bits");
+    plain->Execute("create table bits (id int, b bit(1))");
+    plain->Execute("insert into bits values (1,1),(2,null),(3,1),(4,0),(5,null),(6,0)");
+    odbc::Tuning by_row;
+    by_row.block_rows = 1;
+    odbc::Tuning by_two;
+    by_two.block_rows = 2;
+    for (const auto& tuning : {odbc::Tuning{}, by_row, by_two}) {
+        std::string shown;
+        for (const auto& row : Query(*Open(tuning), "select b from bits order by id")) {
+            shown += Shown(row) + " ";
+        }
+        EXPECT_EQ(shown, "bool:True null bool:True bool:False null bool:False ");
+    }
+}
+
+TEST_F(MariaDbOdbcTest, DatesWithZerosAreNoNulls) {
+    const auto connection = Open();
+    connection->Execute("set sql_mode=''");
+    connection->Execute("drop table if exists zeros");
+    connection->Execute("create table zeros (d date, t datetime, h time)");
+    connection->Execute(
+        "insert into zeros values ('0000-00-00','0000-00-00 00:00:00','812:00:01')");
+    EXPECT_EQ(Shown(Query(*connection, "select * from zeros")[0]),
+              "text:0000-00-00 | text:0000-00-00 00:00:00 | text:812:00:01");
+}
+
+// Whole blocks, one row more and one less; by blocks of other sizes, and field by field.
+TEST_F(MariaDbOdbcTest, RowsAtTheEdgesOfBlocksComeOnceAndInOrder) {
+    const auto plain = Open();
+    plain->Execute("drop table if exists edges");
+    plain->Execute("create table edges (id int, v varchar(40), d datetime, n decimal(12,3))");
+    plain->Execute(
+        "insert into edges select seq, if(seq mod 7, concat('row ä', seq), null), "
+        "'2020-01-01' + interval seq second, seq / 8 from seq_1_to_201");
+    std::vector<odbc::Tuning> tunings(4);
+    tunings[1].block_rows = 1;
+    tunings[2].block_bytes = 700;  // three rows or so
+    tunings[3].bound_bytes = 8;    // nearly nothing is bound
+    for (const auto& tuning : tunings) {
+        const auto connection = Open(tuning);
+        for (const int count : {0, 1, 99, 100, 101, 200, 201}) {
+            const auto cursor = connection->OpenCursor(
+                "select id, v, n from edges where id <= " + std::to_string(count) + " order by id");
+            int id = 0;
+            while (cursor->Next()) {
+                ++id;
+                const auto row = cursor->Row();
+                ASSERT_EQ(ToText(row[0]), std::to_string(id));
+                ASSERT_EQ(row[1].IsNull(), id % 7 == 0);
+                if (id % 7 != 0) {
+                    ASSERT_EQ(ToText(row[1]), "row ä" + std::to_string(id));
+                }
+                ASSERT_EQ(row[2].Kind(), ValueKind::NumberText);
+            }
+            EXPECT_EQ(id, count);
+            EXPECT_FALSE(cursor->Next());
+        }
+    }
+}
+
+TEST_F(MariaDbOdbcTest, LongValuesSurviveBothWaysBesideShortOnes) {
+    const auto connection = Open();
+    connection->Execute("set global max_allowed_packet=67108864");
+    const auto fresh = Open();
+    fresh->Execute("drop table if exists longs");
+    fresh->Execute("create table longs (id int, t longtext, b longblob, after_it varchar(10))");
+    const auto appender = fresh->OpenAppender("Select `id`,`t`,`b`,`after_it` FROM `longs`");
+    const auto text = LongText(3'000'000);
+    const auto bytes = LongText(20'000'000);
+    appender->Append(std::vector<Cell>{Cell::Int64(1),
+                                       Cell::Bytes(std::as_bytes(std::span(text))),
+                                       Cell::Bytes(std::as_bytes(std::span(bytes))),
+                                       Cell::Text("end")});
+    appender->Append(
+        std::vector<Cell>{Cell::Int64(2), Cell::Null(), Cell::Null(), Cell::Text("e2")});
+    const auto rows = Query(*fresh, "select t, b, after_it from longs order by id");
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_TRUE(rows[0][0].AsCell().AsText() == text);
+    const auto read = rows[0][1].AsCell().AsBytes();
+    EXPECT_TRUE(std::string_view(reinterpret_cast<const char*>(read.data()), read.size()) == bytes)
+        << read.size();
+    EXPECT_EQ(Shown(rows[0][2]), "text:end");
+    EXPECT_EQ(Shown(rows[1]), "null | null | text:e2");
+    // Past everything that is under test.
+    const auto lengths = server_->QueryOne("select concat(length(t),',',length(b)) from " +
+                                           server_->Database() + ".longs where id=1");
+    EXPECT_EQ(lengths, std::to_string(text.size()) + "," + std::to_string(bytes.size()));
+}
+
+// A value that doesn't fit what its description promised: here the room for a character is too
+// small. It is whole or it is an error of its own field, and never another row's.
+TEST_F(MariaDbOdbcTest, AValueThatDoesntFitItsRoomIsWholeOrAnErrorOfItsField) {
+    const auto plain = Open();
+    plain->Execute("drop table if exists narrow");
+    plain->Execute("create table narrow (id int, a varchar(10), b varchar(10))");
+    plain->Execute(
+        "insert into narrow values (1,'short','x'),(2,'äöüäöüäöüä','y'),(3,'z','😀😀😀😀😀😀')");
+    const auto shown = [](const odbc::Tuning& tuning) {
+        const auto connection = Open(tuning);
+        const auto cursor = connection->OpenCursor("select id, a, b from narrow order by id");
+        std::string text;
+        while (cursor->Next()) {
+            for (std::size_t k = 0; k < cursor->Row().size(); ++k) {
+                text += Shown(Value(cursor->Row()[k])) + " ";
+                if (cursor->Row()[k].Kind() == ValueKind::Unreadable) {
+                    EXPECT_NE(
+                        cursor->FieldError(k).Description().find(k == 1 ? "column a" : "column b"),
+                        std::string::npos)
+                        << cursor->FieldError(k).Description();
+                }
+            }
+        }
+        return text;
+    };
+    odbc::Tuning tuning;
+    tuning.character_bytes = 1;
+    EXPECT_EQ(shown(tuning),
+              "number:1 text:short text:x number:2 unreadable text:y number:3 text:z unreadable ");
+    tuning.block_rows = 1;
+    EXPECT_EQ(shown(tuning),
+              "number:1 text:short text:x number:2 text:äöüäöüäöüä text:y number:3 text:z "
+              "text:😀😀😀😀😀😀 ");
+}
+
+TEST_F(MariaDbOdbcTest, ErrorsAreTheServersOwnAndBelongToTheirStatement) {
+    const auto connection = Open();
+    connection->Execute("drop table if exists strict");
+    connection->Execute("create table strict (id int primary key, v varchar(3))");
+    const auto missing = ErrorOf([&] { connection->OpenCursor("select * from `nosuch`"); });
+    EXPECT_EQ(missing.Number(), kErrNoSuchTable);
+    EXPECT_NE(missing.Description().find("nosuch"), std::string::npos) << missing.Description();
+    EXPECT_EQ(missing.Source(), "MariaDB Unicode");
+    EXPECT_EQ(ErrorOf([&] { connection->Execute("selct 1"); }).Number(), kErrSyntax);
+    const auto appender = connection->OpenAppender("Select id,v FROM strict");
+    const auto append = [&](std::int64_t id, std::string_view value) {
+        return ErrorOf([&] {
+            appender->Append(std::vector<Cell>{Cell::Int64(id), Cell::Text(value)});
+        });
+    };
+    EXPECT_EQ(append(1, "abc").Number(), 0);
+    EXPECT_EQ(append(1, "abc").Number(), kErrConstraint);
+    const auto too_long = append(2, "abcd");
+    EXPECT_EQ(too_long.Number(), kErrConversion) << too_long.Description();
+    EXPECT_NE(too_long.Description().find("Data too long"), std::string::npos);
+    EXPECT_EQ(append(3, "x").Number(), 0);
+    EXPECT_EQ(One(*connection, "select group_concat(id order by id) from strict"), "1,3");
+}
+
+TEST_F(MariaDbOdbcTest, ConnectionsFailInPlainWordsAndWithoutThePassword) {
+    const auto connect = [](const std::string& text) { return ErrorOf([&] { Connect(text); }); };
+    const auto port = ";PORT=" + std::to_string(server_->Port());
+    const auto denied = connect("DRIVER={MariaDB Unicode};SERVER=127.0.0.1" + port +
+                                ";UID=vantry;PWD={wrong;s3cret}}x}");
+    EXPECT_NE(denied.Description().find("Access denied"), std::string::npos)
+        << denied.Description();
+    EXPECT_EQ(denied.Description().find("s3cret"), std::string::npos);
+    const auto closed =
+        connect("DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=1;UID=a;PWD=s3cret");
+    EXPECT_NE(closed.Description().find("127.0.0.1"), std::string::npos) << closed.Description();
+    EXPECT_EQ(closed.Number(), kErrUnspecified);
+    const auto unknown = connect("DSN=nosuch;UID=a;PWD=s3cret");
+    EXPECT_NE(unknown.Description().find("Data source name not found"), std::string::npos)
+        << unknown.Description();
+}
+
+TEST_F(MariaDbOdbcTest, ASourceOfTheIniFileIsReachedByTheProviderOfAnySource) {
+    const auto by_its_own_login = Connect("Provider=MSDASQL;DSN=shop;UID=;PWD=;");
+    EXPECT_EQ(One(*by_its_own_login, "select database()"), server_->Database());
+    const auto by_ours =
+        Connect("DSN=shop;User ID=" + server_->User() + ";Password=" + server_->Password() + ";");
+    by_ours->Execute("create table if not exists listed (id int)");
+    by_ours->Execute("create or replace view looked_at as select 1 as x");
+    std::string found;
+    for (const auto& table : by_ours->Tables()) {
+        if (table.name == "listed" || table.name == "looked_at") {
+            found += table.name + ":" + table.type + ";";
+        }
+        EXPECT_NE(table.name, "user") << "a table of another database";
+    }
+    EXPECT_EQ(found, "listed:TABLE;looked_at:VIEW;");
+}
+
+// A server that accepts and says nothing: the login timeout ends it. The one of this test is short.
+TEST_F(MariaDbOdbcTest, ASilentServerEndsTheConnectByItsTimeLimit) {
+    const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    auto* generic = reinterpret_cast<sockaddr*>(&address);
+    ASSERT_EQ(bind(listener, generic, size), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    ASSERT_EQ(getsockname(listener, generic, &size), 0);
+    const auto begin = std::chrono::steady_clock::now();
+    const auto error = ErrorOf([&] {
+        Connect("DRIVER={MariaDB Unicode};SERVER=127.0.0.1;UID=a;PWD=b;CONN_TIMEOUT=1;PORT=" +
+                std::to_string(ntohs(address.sin_port)));
+    });
+    const auto elapsed = std::chrono::steady_clock::now() - begin;
+    close(listener);
+    EXPECT_EQ(error.Number(), kErrUnspecified);
+    EXPECT_LT(elapsed, std::chrono::seconds(10));
+}
+
+}  // namespace
+}  // namespace vantry::test

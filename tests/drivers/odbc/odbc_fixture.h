@@ -1,0 +1,110 @@
+#pragma once
+// What the tests of this driver share: registered drivers, connections, rows as values.
+
+#include "data/connection_string.h"
+#include "data/value_text.h"
+#include "drivers/odbc/driver.h"
+#include "support/private_odbc.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::test {
+
+inline const std::string kSqliteLibrary = "libsqlite3odbc.so";
+inline const std::string kMariaDbLibrary = "libmaodbc.so";
+inline const std::string kFreeTdsLibrary = "libtdsodbc.so";
+inline const std::string kPostgreSqlLibrary = "psqlodbcw.so";
+
+// The one registration of this process.
+PrivateOdbc& Registry();
+
+using ValueRows = std::vector<std::vector<Value>>;
+
+inline std::unique_ptr<DriverConnection> Connect(const std::string& text,
+                                                 const odbc::Tuning& tuning = {}) {
+    return odbc::MakeOdbcDriver(tuning)->Connect(ConnectionString::Parse(text));
+}
+
+inline ValueRows RowsOf(Cursor& cursor) {
+    ValueRows rows;
+    while (cursor.Next()) {
+        auto& row = rows.emplace_back();
+        for (const auto& cell : cursor.Row()) {
+            row.emplace_back(cell);
+        }
+    }
+    return rows;
+}
+
+inline ValueRows Query(DriverConnection& connection, std::string_view sql) {
+    return RowsOf(*connection.OpenCursor(sql));
+}
+
+inline std::string One(DriverConnection& connection, std::string_view sql) {
+    const auto rows = Query(connection, sql);
+    return rows.empty() || rows[0].empty() ? "no row" : ToText(rows[0][0].AsCell());
+}
+
+// "kind:text", to see in one look what a value became.
+inline std::string Shown(const Value& value) {
+    const Cell& cell = value.AsCell();
+    switch (cell.Kind()) {
+        case ValueKind::Null:
+            return "null";
+        case ValueKind::Boolean:
+            return "bool:" + ToText(cell);
+        case ValueKind::Int64:
+        case ValueKind::UInt64:
+        case ValueKind::NumberText:
+        case ValueKind::Decimal:
+        case ValueKind::Single:
+        case ValueKind::Double:
+            return "number:" + ToText(cell);
+        case ValueKind::DateTime: {
+            std::string text = "moment:";
+            AppendIsoDateTime(cell.AsDateTime(), text);
+            return text;
+        }
+        case ValueKind::Text:
+            return "text:" + ToText(cell);
+        case ValueKind::Bytes:
+            return "bytes:" + std::to_string(cell.AsBytes().size());
+        default:
+            return "unreadable";
+    }
+}
+
+inline std::string Shown(const std::vector<Value>& row) {
+    std::string text;
+    for (const auto& value : row) {
+        text.append(text.empty() ? "" : " | ").append(Shown(value));
+    }
+    return text;
+}
+
+// The description of the error that `call` raises, or what happened instead.
+template <typename Call>
+DataError ErrorOf(Call call) {
+    try {
+        call();
+    } catch (const DataError& error) {
+        return error;
+    }
+    return {0, "no error", ""};
+}
+
+// So many bytes of text with characters of one to four bytes, different at every place.
+inline std::string LongText(std::size_t bytes) {
+    std::string text;
+    for (std::size_t k = 0; text.size() < bytes; ++k) {
+        text += std::to_string(k) + " aé€😀 ";
+    }
+    return text;
+}
+
+}  // namespace vantry::test

@@ -1,0 +1,284 @@
+// The parts that need no data source: lengths that a driver reports, the pieces of a SELECT, column
+// types, the forms of single values, the choice among diagnostic records.
+
+#include "data/value_text.h"
+#include "drivers/odbc/decode.h"
+#include "drivers/odbc/errors.h"
+#include "drivers/odbc/fetch_length.h"
+#include "drivers/odbc/odbc_fixture.h"
+#include "drivers/odbc/select_parts.h"
+#include "drivers/odbc/types.h"
+
+#include <array>
+#include <limits>
+
+namespace vantry::odbc {
+namespace {
+
+TEST(FetchLengthTest, NeverReachesBeyondTheBufferWhateverTheDriverSays) {
+    struct Case {
+        SQLLEN indicator;
+        bool cut_off;
+        Fill fill;
+        std::size_t bytes;
+    };
+    const Case cases[] = {
+        {SQL_NULL_DATA, false, Fill::Null, 0},
+        {0, false, Fill::Whole, 0},
+        {99, false, Fill::Whole, 99},
+        {100, false, Fill::Whole, 100},
+        {100, true, Fill::CutOff, 100},
+        {101, false, Fill::CutOff, 100},
+        {std::numeric_limits<SQLLEN>::max(), true, Fill::CutOff, 100},
+        {SQL_NO_TOTAL, true, Fill::CutOff, 100},
+        {SQL_NO_TOTAL, false, Fill::Impossible, 0},
+        {-2, false, Fill::Impossible, 0},
+        {std::numeric_limits<SQLLEN>::min(), true, Fill::Impossible, 0},
+        {40, true, Fill::Whole, 40},
+    };
+    for (const auto& c : cases) {
+        const auto filled = FilledBytes(c.indicator, 100, c.cut_off);
+        EXPECT_EQ(filled.fill, c.fill) << c.indicator << c.cut_off;
+        EXPECT_EQ(filled.bytes, c.bytes) << c.indicator;
+        EXPECT_LE(filled.bytes, 100U);
+    }
+}
+
+TEST(SelectPartsTest, KeepsTheQuotesOfTheDialectAndSeesNoWordsInsideThem) {
+    struct Case {
+        const char* sql;
+        const char* parts;  // columns, then the table, with "/" between; empty: refused
+    };
+    const Case cases[] = {
+        {"Select  [a], [b c] FROM [t] ", "[a]/[b c]/[t]"},
+        {"Select [from],[a,b] FROM [dbo].[my from]", "[from]/[a,b]/[dbo].[my from]"},
+        {"Select id,name FROM scott.emp", "id/name/scott.emp"},
+        {"select `a from`,\"x,y\" from `d`.`t`", "`a from`/\"x,y\"/`d`.`t`"},
+        {"select * from t", "*/t"},
+        {"select coalesce(a,'from ,') , b\rfrom\rt", "coalesce(a,'from ,')/b/t"},
+        {"select [a]from[t]", "[a]/[t]"},
+        {"select fromage, afrom from t", "fromage/afrom/t"},
+        {"select a,,b from t", ""},
+        {"select a from ", ""},
+        {"select [a from t", ""},
+        {"update t set a=1", ""},
+        {"selecta from t", ""},
+        {"", ""},
+    };
+    for (const auto& c : cases) {
+        const auto parts = SplitSelect(c.sql);
+        std::string shown;
+        if (parts) {
+            for (const auto column : parts->columns) {
+                shown.append(column).append("/");
+            }
+            shown.append(parts->table);
+        }
+        EXPECT_EQ(shown, c.parts) << c.sql;
+    }
+}
+
+Described ColumnLike(const char* type_name, int sql_type, std::uint64_t size, int digits) {
+    Described described;
+    described.type_name = type_name;
+    described.sql_type = sql_type;
+    described.size = size;
+    described.digits = digits;
+    return described;
+}
+
+struct TypeCase {
+    Provider provider;
+    Described described;
+    int type;
+    std::int64_t size;
+    int precision;
+    int scale;
+};
+
+TEST(TypesTest, ASessionsProviderDecidesWhatAServersTypeIsCalled) {
+    constexpr int kNone = kDoesNotApply;
+    const TypeCase cases[] = {
+        // The same column by the plain driver and by the provider that a session names.
+        {Provider::Odbc, ColumnLike("money", SQL_DECIMAL, 19, 4), adNumeric, 19, 19, 4},
+        {Provider::SqlOleDb, ColumnLike("money", SQL_DECIMAL, 19, 4), adCurrency, 8, 19, kNone},
+        {Provider::SqlOleDb,
+         ColumnLike("tinyint", SQL_TINYINT, 3, 0),
+         adUnsignedTinyInt,
+         1,
+         3,
+         kNone},
+        {Provider::SqlOleDb,
+         ColumnLike("numeric() identity", SQL_NUMERIC, 12, 2),
+         adNumeric,
+         19,
+         12,
+         2},
+        {Provider::SqlOleDb,
+         ColumnLike("int identity", SQL_INTEGER, 10, 0),
+         adInteger,
+         4,
+         10,
+         kNone},
+        {Provider::SqlOleDb,
+         ColumnLike("datetime2", SQL_TYPE_TIMESTAMP, 27, 7),
+         adVarWChar,
+         27,
+         kNone,
+         kNone},
+        {Provider::SqlOleDb,
+         ColumnLike("nvarchar", SQL_WVARCHAR, 0, 0),
+         adLongVarWChar,
+         kMaxLongText,
+         kNone,
+         kNone},
+        {Provider::SqlOleDb,
+         ColumnLike("nvarchar", SQL_WVARCHAR, 40, 0),
+         adVarWChar,
+         40,
+         kNone,
+         kNone},
+        {Provider::SqlOleDb, ColumnLike("timestamp", SQL_BINARY, 8, 0), adBinary, 8, kNone, kNone},
+        {Provider::OraOleDb, ColumnLike("NUMBER", SQL_DECIMAL, 10, 2), adVarNumeric, 19, 10, 2},
+        {Provider::OraOleDb, ColumnLike("NUMBER", SQL_DOUBLE, 15, 0), adVarNumeric, 19, 38, kNone},
+        {Provider::OraOleDb, ColumnLike("DECIMAL", SQL_DECIMAL, 10, 2), adVarNumeric, 19, 10, 2},
+        {Provider::MsdaOra, ColumnLike("NUMBER", SQL_DECIMAL, 10, 2), adNumeric, 19, 10, 2},
+        {Provider::MsdaOra, ColumnLike("NUMBER", SQL_DECIMAL, 10, -2), adVarNumeric, 19, 38, kNone},
+        {Provider::OraOleDb,
+         ColumnLike("TIMESTAMP(6) WITH TIME ZONE", SQL_TYPE_TIMESTAMP, 26, 6),
+         adDBTimeStamp,
+         16,
+         26,
+         6},
+        {Provider::OraOleDb,
+         ColumnLike("LONG RAW", SQL_LONGVARBINARY, 0, 0),
+         adLongVarBinary,
+         kMaxLongBytes,
+         kNone,
+         kNone},
+        // A size that no 32 bits hold, and none at all.
+        {Provider::Odbc,
+         ColumnLike("", SQL_LONGVARBINARY, 4294967295U, 0),
+         adLongVarBinary,
+         kMaxLongBytes,
+         kNone,
+         kNone},
+        {Provider::Odbc, ColumnLike("", 111, 0, 0), adChar, kMaxLongBytes, kNone, kNone},
+    };
+    for (const auto& c : cases) {
+        Traits traits;
+        traits.provider = c.provider;
+        traits.dialect = Dialect::SqlServer;
+        const auto column = ColumnOf(c.described, traits, Tuning{});
+        const auto& name = c.described.type_name;
+        EXPECT_EQ(column.info.type, c.type) << name;
+        EXPECT_EQ(column.info.defined_size, c.size) << name;
+        EXPECT_EQ(column.info.precision, c.precision) << name;
+        EXPECT_EQ(column.info.scale, c.scale) << name;
+    }
+}
+
+TEST(DecodeTest, AValueThatIsntOfItsColumnsTypeComesAsText) {
+    struct Case {
+        Form form;
+        const char* fetched;
+        const char* shown;
+    };
+    const Case cases[] = {
+        {Form::IntegerText, "5000000000", "number:5000000000"},
+        {Form::IntegerText, "18446744073709551615", "number:18446744073709551615"},
+        {Form::IntegerText, "-007", "number:-7"},
+        {Form::IntegerText, "abc", "text:abc"},
+        {Form::IntegerText, "", "text:"},
+        {Form::NumberText, "1e400", "text:1e400"},
+        {Form::NumberText, "0.1", "number:0.1"},
+        {Form::DecimalText, "12.50", "number:12.50"},
+        {Form::DecimalText, "-.5", "number:-0.5"},
+        {Form::DecimalText, "-0.00", "number:0.00"},
+        {Form::DecimalText, "0012", "number:12"},
+        {Form::DecimalText, "1.", "number:1"},
+        {Form::DecimalText,
+         "12345678901234567890123456789012345678",
+         "number:12345678901234567890123456789012345678"},
+        {Form::DecimalText,
+         "123456789012345678901234567890123456789",
+         "text:123456789012345678901234567890123456789"},
+        {Form::DecimalText, "NaN", "text:NaN"},
+        {Form::FlagText, "0", "bool:False"},
+        {Form::FlagText, "t e", "text:t e"},
+        {Form::MomentIso, "2020-02-03 04:05:06.123456", "moment:2020-02-03 04:05:06.123456"},
+        {Form::MomentIso, "0000-00-00", "text:0000-00-00"},
+        {Form::MomentIso, "2020-02-30", "text:2020-02-30"},
+        {Form::TimeIso, "812:30:15", "text:812:30:15"},
+        {Form::GuidText,
+         "6f9619ff-8b86-d011-b42d-00c04fc964ff",
+         "text:{6F9619FF-8B86-D011-B42D-00C04FC964FF}"},
+        {Form::Text, "gr\xfc\xdf", "text:grüß"},
+    };
+    for (const auto& c : cases) {
+        Column column;
+        column.form = c.form;
+        std::string scratch;
+        const std::string_view text(c.fetched);
+        const auto cell = DecodeField(column, std::as_bytes(std::span(text)), scratch);
+        EXPECT_EQ(test::Shown(Value(cell)), c.shown) << c.fetched;
+    }
+}
+
+TEST(DecodeTest, AMomentBecomesTheTextOfAProviderThatKnowsNoSuchType) {
+    const SQL_TIMESTAMP_STRUCT moment{2024, 1, 31, 12, 34, 56, 123'456'700};
+    const auto shown = [&](int sql_type, int digits) {
+        Traits traits;
+        traits.provider = Provider::SqlOleDb;
+        traits.dialect = Dialect::SqlServer;
+        const char* name = sql_type == SQL_TYPE_DATE ? "date" : "datetime2";
+        const auto column = ColumnOf(ColumnLike(name, sql_type, 27, digits), traits, Tuning{});
+        std::string scratch;
+        return test::Shown(
+            Value(DecodeField(column, std::as_bytes(std::span(&moment, 1)), scratch)));
+    };
+    EXPECT_EQ(shown(SQL_TYPE_TIMESTAMP, 7), "text:2024-01-31 12:34:56.1234567");
+    EXPECT_EQ(shown(SQL_TYPE_TIMESTAMP, 0), "text:2024-01-31 12:34:56");
+    EXPECT_EQ(shown(SQL_TYPE_DATE, 0), "text:2024-01-31");
+}
+
+TEST(ErrorsTest, TheUsefulRecordIsChosenAndNumbered) {
+    const std::vector<DiagnosticRecord> connecting = {
+        {"08S01", 20009, "[FreeTDS][SQL Server]Unable to connect: Adaptive Server is unavailable"},
+        {"08S01", 20009, "[FreeTDS][SQL Server]Unable to connect: Adaptive Server is unavailable"},
+        {"08001", 0, "[FreeTDS][SQL Server]Unable to connect to data source"},
+        {"01000", 20013, "[FreeTDS][SQL Server]Unknown host machine name."}};
+    EXPECT_EQ(ConnectError(connecting, "s").Description(),
+              "[FreeTDS][SQL Server]Unable to connect: Adaptive Server is unavailable\n"
+              "[FreeTDS][SQL Server]Unknown host machine name.");
+    EXPECT_EQ(ConnectError({connecting[2]}, "s").Description(), connecting[2].text);
+    EXPECT_FALSE(ConnectError({}, "s").Description().empty());
+
+    struct Case {
+        std::vector<DiagnosticRecord> records;
+        const char* description;
+        int number;
+    };
+    const Case cases[] = {
+        {{{"01000", 0, "a remark"}, {"23000", 547, "a rule"}}, "a rule", kErrConstraint},
+        {{{"42S02", 208, "no table"}}, "no table", kErrNoSuchTable},
+        {{{"42000", 1064, "what?"}}, "what?", kErrSyntax},
+        {{{"37000", 0, "what?"}}, "what?", kErrSyntax},
+        {{{"22003", 0, "too big"}}, "too big", kErrConversion},
+        {{{"08S01", 0, "gone"}}, "gone", kErrUnspecified},
+        {{{"HY000", 1, "[SQLite]no such table: x (1)"}},
+         "[SQLite]no such table: x (1)",
+         kErrNoSuchTable},
+        {{{"HY000", 1, "no such table: somebody else"}},
+         "no such table: somebody else",
+         kErrUnspecified},
+    };
+    for (const auto& c : cases) {
+        const auto error = StatementError(c.records, "s");
+        EXPECT_EQ(error.Description(), c.description);
+        EXPECT_EQ(error.Number(), c.number) << c.description;
+    }
+}
+
+}  // namespace
+}  // namespace vantry::odbc

@@ -1,0 +1,266 @@
+// The driver over the real SQLite ODBC driver: a source without types of its own, spoken to in
+// bytes.
+
+#include "drivers/odbc/odbc_fixture.h"
+
+#include <malloc.h>
+
+#include <fstream>
+
+namespace vantry::test {
+namespace {
+
+class SqliteTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto missing = PrivateOdbc::Missing(kSqliteLibrary, "libsqliteodbc");
+            !missing.empty()) {
+            GTEST_SKIP() << missing;
+        }
+        Registry().Register({PrivateOdbc::Driver("SQLite3", kSqliteLibrary)});
+    }
+
+    std::string Text(const std::string& file = "any.db") const {
+        return "DRIVER={SQLite3};Database=" + (folder_ / file).string() + ";SyncPragma=OFF";
+    }
+    std::unique_ptr<DriverConnection> Open(const odbc::Tuning& tuning = {}) const {
+        return Connect(Text(), tuning);
+    }
+
+    TempDir folder_;
+};
+
+TEST_F(SqliteTest, ValuesKeepWhatTheyAreWhateverTheirColumnsSay) {
+    const auto connection = Open();
+    connection->Execute(
+        "create table t (i integer, r real, v varchar(5), d datetime, x date, b blob, f boolean)");
+    connection->Execute(
+        "insert into t values (5000000000, 0.1, 'longer than five äöü😀', "
+        "'2020-02-03 04:05:06.123456', '2020-02-03', x'00ff01', 1)");
+    connection->Execute("insert into t values ('abc', 'xyz', 7, 'n/a', '', 'text', 'maybe')");
+    connection->Execute("insert into t values (null, null, null, null, null, null, null)");
+    connection->Execute("insert into t values (1.5, 1e300, '', '2020-01-01', null, x'', 0)");
+    const auto rows = Query(*connection, "select * from t");
+    ASSERT_EQ(rows.size(), 4U);
+    EXPECT_EQ(
+        Shown(rows[0]),
+        "number:5000000000 | number:0.1 | text:longer than five äöü😀 | "
+        "moment:2020-02-03 04:05:06.123456 | moment:2020-02-03 00:00:00 | bytes:3 | bool:True");
+    EXPECT_EQ(Shown(rows[1]),
+              "text:abc | text:xyz | text:7 | text:n/a | text: | bytes:4 | text:maybe");
+    EXPECT_EQ(Shown(rows[2]), "null | null | null | null | null | null | null");
+    EXPECT_EQ(Shown(rows[3]),
+              "number:1.5 | number:1E+300 | text: | moment:2020-01-01 00:00:00 | null | bytes:0 | "
+              "bool:False");
+}
+
+TEST_F(SqliteTest, NamesAndTextsOutsideOfTheLocaleGoThroughUnchanged) {
+    const auto connection = Connect(Text("dätä😀.db"));
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "dätä😀.db"));
+    connection->Execute("create table [tä 😀] ([spalte ö] varchar(40))");
+    connection->Execute("insert into [tä 😀] values ('Ω 😀')");
+    const auto cursor = connection->OpenCursor("select [spalte ö] from [tä 😀]");
+    EXPECT_EQ(cursor->Columns()[0].name, "spalte ö");
+    EXPECT_EQ(Shown(RowsOf(*cursor)[0]), "text:Ω 😀");
+    const auto error = ErrorOf([&] { connection->Execute("select * from [keine ä😀]"); });
+    EXPECT_NE(error.Description().find("keine ä😀"), std::string::npos) << error.Description();
+    EXPECT_EQ(error.Number(), kErrNoSuchTable);
+    const auto tables = connection->Tables();
+    ASSERT_EQ(tables.size(), 1U);
+    EXPECT_EQ(tables[0].name, "tä 😀");
+    EXPECT_EQ(tables[0].type, "TABLE");
+}
+
+// The result may not depend on how rows and values travel.
+TEST_F(SqliteTest, LongValuesComeAndGoInPiecesOfAnySize) {
+    for (const std::size_t piece : {std::size_t{64}, std::size_t{65'536}}) {
+        odbc::Tuning tuning;
+        tuning.piece_bytes = piece;
+        const auto connection = Open(tuning);
+        connection->Execute("drop table if exists l");
+        connection->Execute("create table l (id integer, t text, b blob)");
+        const auto appender = connection->OpenAppender("Select [id],[t],[b] FROM [l] ");
+        const auto text = LongText(piece == 64 ? 30'000 : 3'000'000);
+        std::string bytes = LongText(piece == 64 ? 30'000 : 20'000'000);
+        bytes[100] = '\0';
+        bytes[101] = '\xff';
+        appender->Append(std::vector<Cell>{
+            Cell::Int64(1), Cell::Text(text), Cell::Bytes(std::as_bytes(std::span(bytes)))});
+        // Long texts come as bytes from the loader.
+        appender->Append(std::vector<Cell>{
+            Cell::Int64(2), Cell::Bytes(std::as_bytes(std::span(text))), Cell::Null()});
+        appender->Append(std::vector<Cell>{Cell::Int64(3), Cell::Text(""), Cell::Bytes({})});
+        const auto rows = Query(*connection, "select id,t,b from l order by id");
+        ASSERT_EQ(rows.size(), 3U);
+        EXPECT_TRUE(rows[0][1].AsCell().AsText() == text) << piece;
+        const auto read = rows[0][2].AsCell().AsBytes();
+        EXPECT_TRUE(std::string_view(reinterpret_cast<const char*>(read.data()), read.size()) ==
+                    bytes)
+            << piece << " " << read.size();
+        EXPECT_TRUE(rows[1][1].AsCell().AsText() == text) << piece;
+        EXPECT_TRUE(rows[1][2].IsNull());
+        EXPECT_EQ(Shown(rows[2]), "number:3 | text: | bytes:0");
+    }
+}
+
+TEST_F(SqliteTest, AStatementSendsValuesOfAnyKindInItsParametersTypes) {
+    const auto connection = Open();
+    connection->Execute(
+        "create table p (i integer, r real, n numeric, v varchar(20), d datetime, f boolean)");
+    const std::vector<ParameterInfo> infos = {{adInteger, 4, 10, kDoesNotApply},
+                                              {adDouble, 8, 15, kDoesNotApply},
+                                              {adNumeric, 19, 30, 2},
+                                              {adVarChar, 20, 0, 0},
+                                              {adDBTimeStamp, 16, 0, 0},
+                                              {adBoolean, 2, 0, 0}};
+    const auto statement = connection->Prepare("insert into p values (?,?,?,?,?,?)", infos);
+    const std::vector<std::vector<Cell>> rows = {
+        {Cell::Int64(9'000'000'000),
+         Cell::Double(0.5),
+         Cell::FromDecimal({12'345'678, 3}),
+         Cell::Int64(7),
+         Cell::FromDateTime({36'526, 3'723'123'456'000}),
+         Cell::Boolean(true)},
+        {Cell::Text("12"),
+         Cell::NumberText("1.25"),
+         Cell::Text("1.5"),
+         Cell::Text("ü😀"),
+         Cell::Null(),
+         Cell::Int64(0)},
+        {Cell::Null(), Cell::Null(), Cell::Null(), Cell::Null(), Cell::Null(), Cell::Null()},
+        {Cell::Text("no number"),
+         Cell::Text("none"),
+         Cell::Text("none"),
+         Cell::Text(""),
+         Cell::Text("no date"),
+         Cell::Text("no flag")},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(statement->Execute(row), 1);
+    }
+    const auto stored = Query(
+        *connection, "select i,typeof(i),r,cast(n as text),v,d,f,typeof(f) from p order by rowid");
+    ASSERT_EQ(stored.size(), 4U);
+    EXPECT_EQ(Shown(stored[0]),
+              "number:9000000000 | text:integer | number:0.5 | text:12345.678 | text:7 | "
+              "moment:2000-01-01 01:02:03.123456 | bool:True | text:integer");
+    EXPECT_EQ(Shown(stored[1]),
+              "number:12 | text:integer | number:1.25 | text:1.5 | text:ü😀 | null | bool:False | "
+              "text:integer");
+    EXPECT_EQ(Shown(stored[2]), "null | text:null | null | null | null | null | null | text:null");
+    EXPECT_EQ(Shown(stored[3]),
+              "text:no number | text:text | text:none | text:none | text: | text:no date | "
+              "text:no flag | text:text");
+    EXPECT_EQ(ErrorOf([&] { statement->Execute(std::vector<Cell>(2)); }).Number(),
+              kErrMissingParameter);
+}
+
+TEST_F(SqliteTest, AnAppenderReadsNoRowAndUsesTheSelectsOwnWords) {
+    const auto connection = Open();
+    connection->Execute("create table [my rows] ([from] varchar(5) default 'd', [b,c] integer)");
+    connection->Execute("insert into [my rows] values ('old', 1)");
+    const auto appender = connection->OpenAppender("Select [from], [b,c] FROM [my rows] ");
+    ASSERT_EQ(appender->Columns().size(), 2U);
+    EXPECT_EQ(appender->Columns()[1].name, "b,c");
+    appender->Append(std::vector<Cell>{Cell::Text("new"), Cell::Int64(2)});
+    appender->Append(std::vector<Cell>{Cell(), Cell::Int64(3)});  // the column's default
+    appender->Append(std::vector<Cell>{Cell::Null(), Cell::Int64(4)});
+    const auto rows = Query(*connection, "select * from [my rows] order by 2");
+    ASSERT_EQ(rows.size(), 4U);
+    EXPECT_EQ(Shown(rows[1]), "text:new | number:2");
+    EXPECT_EQ(Shown(rows[2]), "text:d | number:3");
+    EXPECT_EQ(Shown(rows[3]), "null | number:4");
+    EXPECT_EQ(ErrorOf([&] { connection->OpenAppender("delete from [my rows]"); }).Number(),
+              kErrInvalidArgument);
+    EXPECT_EQ(One(*connection, "select count(*) from [my rows]"), "4");
+}
+
+TEST_F(SqliteTest, AFailedRowIsItsOwnErrorAndTheNextOneGoesOn) {
+    const auto connection = Open();
+    connection->Execute("create table k (id integer primary key, v varchar(5) not null)");
+    const auto appender = connection->OpenAppender("Select [id],[v] FROM [k]");
+    const auto append = [&](int id, Cell value) {
+        return ErrorOf([&] {
+            appender->Append(std::vector<Cell>{Cell::Int64(id), std::move(value)});
+        });
+    };
+    EXPECT_EQ(append(1, Cell::Text("a")).Number(), 0);
+    EXPECT_EQ(append(1, Cell::Text("b")).Number(), kErrConstraint);
+    EXPECT_EQ(append(2, Cell::Null()).Number(), kErrConstraint);
+    EXPECT_EQ(append(3, Cell::Text("c")).Number(), 0);
+    EXPECT_EQ(One(*connection, "select group_concat(id) from k"), "1,3");
+}
+
+TEST_F(SqliteTest, StatementsMayHoldCarriageReturnsAndTellTheirCounts) {
+    const auto connection = Open();
+    connection->Execute("Create Table [c] (\r[id] int,\r[v] varchar(5)\r)");
+    EXPECT_EQ(connection->Execute("insert into c\rvalues (1,'a'),(2,'b')"), 2);
+    EXPECT_EQ(connection->Execute("delete from c where id > 10"), 0);
+    EXPECT_EQ(connection->Execute("delete from c"), 2);
+    EXPECT_THROW(connection->OpenCursor("delete from c"), DataError);
+}
+
+// A connection that can carry one statement keeps a cursor's further rows in memory, and each row
+// comes once and in order.
+TEST_F(SqliteTest, OneStatementAtATimeLosesNoRowOfAnOpenCursor) {
+    odbc::Tuning tuning;
+    tuning.one_statement_at_a_time = true;
+    const auto connection = Open(tuning);
+    connection->Execute("create table o (id integer, v text)");
+    connection->Execute(
+        "insert into o with recursive q(n) as (select 1 union all select n+1 from q where n<250) "
+        "select n, 'row ' || n from q");
+    const auto outer = connection->OpenCursor("select id, v from o");
+    for (int id = 1; id <= 3; ++id) {
+        ASSERT_TRUE(outer->Next());
+    }
+    const auto row = outer->Row();
+    // The values look at the cursor's own row while the cursor is taken into memory.
+    const auto statement = connection->Prepare(
+        "insert into o values (?,?)", std::vector<ParameterInfo>{{adInteger, 4}, {adVarChar, 20}});
+    statement->Execute(std::vector<Cell>(row.begin(), row.end()));
+    EXPECT_EQ(ToText(row[1]), "row 3") << "the row that is being looked at stays as it is";
+    EXPECT_EQ(connection->Execute("delete from o where id = 200"), 1);
+    int next = 4;
+    for (; outer->Next(); ++next) {
+        EXPECT_EQ(ToText(outer->Row()[1]), "row " + std::to_string(next));
+    }
+    EXPECT_EQ(next, 251) << "neither the deleted row is missing nor the new one there";
+    EXPECT_EQ(One(*connection, "select count(*) from o where v = 'row 3'"), "2");
+}
+
+// Resident memory in kilobytes.
+long ResidentMemory() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) {
+            return std::atol(line.c_str() + 6);
+        }
+    }
+    return 0;
+}
+
+TEST_F(SqliteTest, MemoryDoesntGrowWithTheRows) {
+    const auto connection = Open();
+    connection->Execute("create table m (id integer, v varchar(100))");
+    connection->Execute(
+        "insert into m with recursive q(n) as (select 1 union all select n+1 from q where "
+        "n<200000) "
+        "select n, 'a text that fills some of the memory, row ' || n from q");
+    malloc_trim(0);  // what other tests have freed would hide what this one takes
+    const auto before = ResidentMemory();
+    const auto cursor = connection->OpenCursor("select id, v from m");
+    long most = ResidentMemory();
+    int rows = 0;
+    while (cursor->Next()) {
+        if (++rows % 10'000 == 0) {
+            most = std::max(most, ResidentMemory());
+        }
+    }
+    EXPECT_EQ(rows, 200'000);
+    // 200,000 rows are 14 MB of text alone.
+    EXPECT_LT(most - before, 6'000);
+}
+
+}  // namespace
+}  // namespace vantry::test

@@ -1,0 +1,198 @@
+// SQL Server and Oracle without a server of theirs: real drivers of other sources under names of
+// that kind, the real driver of SQL Server as far as it comes without one, and what is registered.
+
+#include "drivers/odbc/installed.h"
+#include "drivers/odbc/odbc_fixture.h"
+
+namespace vantry::test {
+namespace {
+
+class StandInTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto missing = PrivateOdbc::Missing(kSqliteLibrary, "libsqliteodbc");
+            !missing.empty()) {
+            GTEST_SKIP() << missing;
+        }
+        Registry().Register(
+            {PrivateOdbc::Driver("SQL Server", kSqliteLibrary),
+             PrivateOdbc::Driver("Oracle ODBC Driver", kSqliteLibrary)},
+            {{"orcl", "Driver=Oracle ODBC Driver\nDatabase=" + File("oracle") + "\n"}});
+    }
+    std::string File(const std::string& name) const { return (folder_ / name).string(); }
+    TempDir folder_;
+};
+
+TEST_F(StandInTest, ListsOfASqlServerComeByEachOfItsTemplates) {
+    for (const char* head :
+         {"Provider=SQLOLEDB.1;Server=(local)\\SQLExpress;Trusted_Connection=Yes",
+          "Provider=SQLOLEDB.1;Server=h;uid=sa;pwd=p",
+          "driver=SQL Server;Server=(local);Trusted_Connection=yes",
+          "Driver=SQL Server;Server=h;uid=sa;pwd=p"}) {
+        std::filesystem::remove(File("master"));
+        const auto master = Connect(std::string(head) + ";Database=" + File("master"));
+        master->Execute("create table sysdatabases (name nvarchar(128))");
+        master->Execute("create table sysusers (name nvarchar(128), uid int)");
+        master->Execute("create table sysobjects (name nvarchar(128), uid int, type char(2))");
+        master->Execute("insert into sysdatabases values ('master'),('Läden')");
+        master->Execute("insert into sysusers values ('dbo',1),('INFORMATION_SCHEMA',3)");
+        master->Execute("insert into sysobjects values ('orders',1,'U'),('top',1,'V'),('x',3,'U')");
+        EXPECT_EQ(Query(*master, "SELECT name From sysdatabases").size(), 2U) << head;
+        const auto listed =
+            Query(*master,
+                  "select u.name,o.uid,o.name,o.type from sysobjects o,sysusers u where o.type in "
+                  "('U','V') and o.uid=u.uid and upper(u.name) <> 'INFORMATION_SCHEMA'");
+        ASSERT_EQ(listed.size(), 2U) << head;
+        EXPECT_EQ(Shown(listed[0][0]) + Shown(listed[0][2]), "text:dbotext:orders");
+    }
+}
+
+// The dialect of a SQL Server, its types as the session's provider names them.
+TEST_F(StandInTest, ASqlServerTableGoesInAndOutByBracketsAndOwner) {
+    const auto text = "Provider=SQLOLEDB.1;Server=h;uid=sa;pwd=p;Database=" + File("shop");
+    const auto connection = Connect(text);
+    connection->Execute(
+        "Create Table [order lines] (\r[id] int,\r[price] money,\r[name] nvarchar(40),\r[note] "
+        "ntext,\r[ok] bit,\r[at] datetime,\r[pic] image\r)");
+    const auto appender = connection->OpenAppender(
+        "Select  [id], [price], [name], [note], [ok], [at], [pic] FROM [order lines] ");
+    const auto columns = appender->Columns();
+    ASSERT_EQ(columns.size(), 7U);
+    const int types[] = {adInteger,
+                         adCurrency,
+                         adVarWChar,
+                         adLongVarWChar,
+                         adBoolean,
+                         adDBTimeStamp,
+                         adLongVarBinary};
+    for (std::size_t k = 0; k < columns.size(); ++k) {
+        EXPECT_EQ(columns[k].type, types[k]) << columns[k].name;
+    }
+    const std::string picture = "\x01\x02";
+    appender->Append(std::vector<Cell>{Cell::Int64(1),
+                                       Cell::FromDecimal({123'400, 4}),
+                                       Cell::Text("Öl"),
+                                       Cell::Bytes(std::as_bytes(std::span(std::string_view("n")))),
+                                       Cell::Boolean(true),
+                                       Cell::FromDateTime({36'526, 0}),
+                                       Cell::Bytes(std::as_bytes(std::span(picture)))});
+    // The owner of a table is a schema to this source.
+    const auto rows = Query(*connection,
+                            "SELECT [id],[price],[name],[note],[ok],[at],[pic] FROM "
+                            "[main].[order lines]");
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(Shown(rows[0]),
+              "number:1 | number:12.34 | text:Öl | text:n | bool:True | moment:2000-01-01 00:00:00 "
+              "| bytes:2");
+    EXPECT_EQ(connection->Execute("delete from [order lines]"), 1);
+    connection->Execute("drop table [order lines]");
+}
+
+TEST_F(StandInTest, OracleIsReachedByEachOfItsTemplatesAndKeepsItsNames) {
+    const auto service = "svc;Database=" + File("oracle");
+    for (const std::string& text :
+         {"Provider=MSDAORA;Data Source=" + service + ";User ID=scott;Password=tiger;",
+          "Provider=OraOLEDB.Oracle;Data Source=" + service + ";User ID=scott;Password=tiger;",
+          "DRIVER=Oracle ODBC Driver;SERVER=" + service + ";User ID=scott;Password=tiger;",
+          "DRIVER=Oracle in OraHome;SERVER=" + service + ";User ID=scott;Password=tiger;",
+          std::string("DSN=orcl;User ID=scott;Password=tiger;")}) {
+        std::filesystem::remove(File("oracle"));
+        const auto connection = Connect(text);
+        connection->Execute("create table all_tables (owner varchar(30), table_name varchar(30))");
+        connection->Execute("create table all_views (owner varchar(30), view_name varchar(30))");
+        connection->Execute("insert into all_tables values ('SCOTT','EMP'),('SYS','DUAL')");
+        connection->Execute("insert into all_views values ('SCOTT','TOP_EMP')");
+        EXPECT_EQ(Query(*connection,
+                        "select owner,table_name from all_tables where owner='SCOTT' union select "
+                        "owner,view_name from all_views where owner='SCOTT'")
+                      .size(),
+                  2U)
+            << text;
+        connection->Execute(
+            "Create Table emp(\rempno Number(10,2),\rename Varchar2(20),\rpaid Varchar2(1),\rnote "
+            "CLOB,\rhired Date\r)");
+        const auto insert =
+            connection->Prepare("INSERT INTO emp (empno,ename,paid,note,hired) VALUES (?,?,?,?,?)",
+                                std::vector<ParameterInfo>{{adNumeric, 19, 10, 2},
+                                                           {adVarChar, 20},
+                                                           {adVarChar, 2},
+                                                           {adLongVarChar, 0},
+                                                           {adDBTimeStamp, 16}});
+        insert->Execute(std::vector<Cell>{Cell::FromDecimal({1250, 2}),
+                                          Cell::Text("Ø"),
+                                          Cell::Text("T"),
+                                          Cell::Null(),
+                                          Cell::FromDateTime({36'526, 0})});
+        const auto cursor = connection->OpenCursor("SELECT \"empno\",\"paid\" FROM emp");
+        const bool native =
+            text.starts_with("Provider=OraOLEDB") || text.starts_with("Provider=MSD");
+        EXPECT_EQ(cursor->Columns()[0].type, native ? adVarNumeric : adVarChar) << text;
+        EXPECT_EQ(Shown(RowsOf(*cursor)[0][1]), "text:T") << text;
+    }
+}
+
+TEST_F(StandInTest, RegisteredDriversAndSourcesAreFoundByNameAndAlias) {
+    Registry().Register(
+        {PrivateOdbc::Driver("FreeTDS", kFreeTdsLibrary),
+         PrivateOdbc::Driver("MariaDB Unicode", kMariaDbLibrary),
+         PrivateOdbc::Driver("SQLite3", kSqliteLibrary)},
+        {{"shop", "Driver=MariaDB Unicode\n"}, {"erp", "Driver=/x/libtdsodbc.so\n"}});
+    const auto machine = odbc::Machine::Read();
+    ASSERT_EQ(machine.drivers.size(), 3U);
+    EXPECT_EQ(machine.drivers[0].library, kFreeTdsLibrary);
+    ASSERT_EQ(machine.sources.size(), 2U);
+    EXPECT_EQ(machine.sources[1].driver, "/x/libtdsodbc.so");
+    for (const char* name : {"freetds", "SQL Server (FreeTDS)", "mysql (mariadb unicode)"}) {
+        EXPECT_TRUE(odbc::IsInstalledDriver(name)) << name;
+    }
+    for (const char* name : {"SQL Server", "MySQL ODBC 5.1 Driver", "MySQL (built in)", ""}) {
+        EXPECT_FALSE(odbc::IsInstalledDriver(name)) << name;
+    }
+    EXPECT_FALSE(odbc::HasWideCalls(kSqliteLibrary));
+    if (PrivateOdbc::Missing(kFreeTdsLibrary, "").empty()) {
+        EXPECT_TRUE(odbc::HasWideCalls(kFreeTdsLibrary));
+    }
+    EXPECT_TRUE(odbc::HasWideCalls("libnosuchodbc.so"));
+}
+
+class FreeTdsTest : public testing::Test {
+protected:
+    void SetUp() override {
+        if (const auto missing = PrivateOdbc::Missing(kFreeTdsLibrary, "tdsodbc");
+            !missing.empty()) {
+            GTEST_SKIP() << missing;
+        }
+        Registry().Register({PrivateOdbc::Driver("FreeTDS", kFreeTdsLibrary),
+                             PrivateOdbc::Driver("PostgreSQL Unicode", kPostgreSqlLibrary),
+                             PrivateOdbc::Driver("Gone", "libnosuchodbc.so")});
+    }
+    static std::string Said(const std::string& text) {
+        return ErrorOf([&] { Connect(text); }).Description();
+    }
+};
+
+TEST_F(FreeTdsTest, ASqlServerThatIsntThereIsToldInTheDriversOwnWords) {
+    const auto closed = Said("Provider=SQLOLEDB.1;Server=127.0.0.1,1;uid=sa;pwd=s3cret;Database=d");
+    EXPECT_NE(closed.find("Adaptive Server is unavailable"), std::string::npos) << closed;
+    EXPECT_EQ(closed.find("s3cret"), std::string::npos);
+    EXPECT_EQ(closed.find("Unable to connect to data source"), std::string::npos) << closed;
+    const auto unknown = Said("Provider=SQLOLEDB.1;Server=nosuch.invalid;uid=sa;pwd=s3cret");
+    EXPECT_NE(unknown.find("Unknown host machine name"), std::string::npos) << unknown;
+}
+
+TEST_F(FreeTdsTest, DriversThatCantBeLoadedOrReachedSaySo) {
+    const auto gone = Said("DRIVER={Gone};SERVER=h");
+    EXPECT_NE(gone.find("libnosuchodbc.so"), std::string::npos) << gone;
+    const auto masked = Said("DRIVER={/nowhere/s3cret-pass.so};SERVER=h;PWD=s3cret-pass");
+    EXPECT_NE(masked.find("/nowhere/"), std::string::npos) << masked;
+    EXPECT_EQ(masked.find("s3cret-pass"), std::string::npos) << masked;
+    EXPECT_NE(Said("DRIVER={Never heard of};SERVER=h").find("Never heard of"), std::string::npos);
+    if (PrivateOdbc::Missing(kPostgreSqlLibrary, "odbc-postgresql").empty()) {
+        const auto refused =
+            Said("DRIVER={PostgreSQL Unicode};Server=127.0.0.1;Port=1;Database=d;UID=a;PWD=b");
+        EXPECT_NE(refused.find("127.0.0.1"), std::string::npos) << refused;
+    }
+}
+
+}  // namespace
+}  // namespace vantry::test
