@@ -103,7 +103,8 @@ public:
         if ((options & kTop) != 0) {
             text += "TOP " + top + ((options & kPercent) != 0 ? " PERCENT " : " ");
         }
-        text += OutputColumns(options) + " FROM " + From();
+        text += OutputColumns(options);
+        text += " FROM " + From();
         AppendClause(text, " WHERE ", kWhere, " AND ");
         AppendClause(text, " GROUP BY ", kGroupBy, ", ");
         AppendClause(text, " HAVING ", kHaving, " AND ");

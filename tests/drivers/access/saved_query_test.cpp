@@ -1,0 +1,180 @@
+// The text of saved queries, from rows as Access stores them.
+
+#include "drivers/access/saved_query.h"
+
+#include "data/data_error.h"
+#include "drivers/access/driver.h"
+#include "drivers/access/page_source.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+namespace vantry::access {
+namespace {
+
+struct Row {
+    int attribute;
+    std::string expression = {};
+    std::string name1 = {};
+    std::string name2 = {};
+    int flag = 0;
+};
+
+class SavedQuery : public testing::Test {
+protected:
+    SavedQuery() {
+        const auto driver = MakeAccessDriver();
+        const auto string =
+            ConnectionString::Parse("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + Path());
+        driver->CreateDatabase(string);
+        connection_ = driver->Connect(string);
+    }
+
+    std::string Path() const { return (folder_ / "queries.mdb").string(); }
+
+    void Add(const std::string& name, int kind, const std::vector<Row>& rows) {
+        const std::string id = std::to_string(next_id_++);
+        connection_->Execute(
+            "insert into MSysObjects (Id, ParentId, Name, Type, Flags, DateCreate, DateUpdate) "
+            "values (" +
+            id + ", 251658241, '" + name + "', 5, " + std::to_string(kind) +
+            ", #2024-01-01#, #2024-01-01#)");
+        int order = 0;
+        for (const auto& row : rows) {
+            connection_->Execute(
+                "insert into MSysQueries (ObjectId, Attribute, [Order], Expression, Name1, Name2, "
+                "Flag) values (" +
+                id + ", " + std::to_string(row.attribute) + ", '" + std::to_string(1000 + order++) +
+                "', " + Literal(row.expression) + ", " + Literal(row.name1) + ", " +
+                Literal(row.name2) + ", " + std::to_string(row.flag) + ")");
+        }
+    }
+    // The text, or the error's.
+    std::string TextOf(const std::string& name) {
+        const auto source = OpenReadOnly(Path());
+        ObjectCatalog catalog(*source);
+        try {
+            return SavedQueryText(*source, catalog, *catalog.Find(name));
+        } catch (const DataError& error) {
+            return error.Description();
+        }
+    }
+
+    std::unique_ptr<DriverConnection> connection_;
+
+private:
+    static std::string Literal(const std::string& text) {
+        return text.empty() ? "Null" : "'" + text + "'";
+    }
+
+    test::TempDir folder_;
+    int next_id_ = INT32_MIN;
+};
+
+TEST_F(SavedQuery, PutsItsClausesTogether) {
+    Add("plain",
+        0,
+        {{6, "a.id"},
+         {6, "a.x & b.y", "both of them"},
+         {5, "", "first table", "a"},
+         {5, "", "b"},
+         {7, "a.id = b.aid", "a", "b", 2},
+         {7, "a.x = b.y", "a", "b", 2},
+         {8, "a.id > 3"},
+         {11, "b.y", "D"},
+         {11, "a.id"},
+         {3, "", "10", "", 0x10 | 0x20 | 0x02}});
+    EXPECT_EQ(TextOf("plain"),
+              "SELECT DISTINCT TOP 10 PERCENT a.id, a.x & b.y AS [both of them] FROM [first table] "
+              "AS [a] LEFT JOIN [b] ON (a.id = b.aid) AND (a.x = b.y) WHERE a.id > 3 ORDER BY b.y "
+              "DESC, a.id");
+    Add("grouped",
+        0,
+        {{6, "x"},
+         {6, "Count(*)", "n"},
+         {5, "select x from a", "", "inner part"},
+         {9, "x"},
+         {10, "Count(*) > 1"}});
+    EXPECT_EQ(TextOf("grouped"),
+              "SELECT x, Count(*) AS [n] FROM (select x from a) AS [inner part] GROUP BY x HAVING "
+              "Count(*) > 1");
+    Add("star", 0, {{3, "", "", "", 0x01}, {5, "", "a"}, {5, "", "b"}});
+    EXPECT_EQ(TextOf("star"), "SELECT * FROM [a], [b]");
+}
+
+TEST_F(SavedQuery, JoinsInnerTablesFirstAndTurnsOuterJoinsRound) {
+    Add("tree",
+        0,
+        {{6, "*"},
+         {5, "", "a"},
+         {5, "", "b"},
+         {5, "", "c"},
+         {7, "a.i = b.i", "a", "b", 2},
+         {7, "b.j = c.j", "b", "c", 1}});
+    EXPECT_EQ(TextOf("tree"),
+              "SELECT * FROM [a] LEFT JOIN ([b] INNER JOIN [c] ON (b.j = c.j)) ON (a.i = b.i)");
+    Add("turned",
+        0,
+        {{6, "*"},
+         {5, "", "a"},
+         {5, "", "b"},
+         {7, "a.i = b.i", "a", "b", 2},
+         {7, "b.j = a.j", "b", "a", 3}});
+    EXPECT_EQ(TextOf("turned"), "SELECT * FROM [a] LEFT JOIN [b] ON (a.i = b.i) AND (b.j = a.j)");
+    Add("both ways",
+        0,
+        {{6, "*"},
+         {5, "", "a"},
+         {5, "", "b"},
+         {7, "a.i = b.i", "a", "b", 1},
+         {7, "a.j = b.j", "a", "b", 2}});
+    EXPECT_NE(TextOf("both ways").find("in two ways"), std::string::npos);
+}
+
+TEST_F(SavedQuery, OfUnionsWithAndWithoutDoubles) {
+    const std::vector<Row> parts = {{5, "select x from a;", "", "X7YZ_____1"},
+                                    {5, "select y from b", "", "X7YZ_____2"}};
+    Add("all", 0x80, parts);
+    EXPECT_EQ(TextOf("all"), "select x from a UNION ALL select y from b");
+    auto distinct = parts;
+    distinct.push_back({3, "", "", "", 0x02});
+    distinct.push_back({11, "x"});
+    Add("once", 0x80, distinct);
+    EXPECT_EQ(TextOf("once"), "select x from a UNION select y from b ORDER BY x");
+}
+
+TEST_F(SavedQuery, RefusesWhatNeedsMoreThanTheFile) {
+    Add("asks", 0, {{2, "", "From which day"}, {6, "*"}, {5, "", "a"}});
+    EXPECT_NE(TextOf("asks").find("parameter 'From which day'"), std::string::npos);
+    Add("other", 0, {{6, "*"}, {5, "other.mdb", "a"}});
+    EXPECT_NE(TextOf("other").find("of another database"), std::string::npos);
+    Add("elsewhere", 0, {{4, "", "other.mdb"}, {6, "*"}, {5, "", "a"}});
+    EXPECT_NE(TextOf("elsewhere").find("another database"), std::string::npos);
+    Add("empty", 0, {{0}, {255}});
+    EXPECT_NE(TextOf("empty").find("no columns"), std::string::npos) << TextOf("empty");
+    Add("stray", 0, {{6, "*"}, {5, "", "a"}, {7, "a.i = z.i", "a", "z", 1}});
+    EXPECT_NE(TextOf("stray").find("isn't among its tables"), std::string::npos);
+}
+
+TEST_F(SavedQuery, IsReadLikeATable) {
+    connection_->Execute("create table a (id long, x text(20))");
+    connection_->Execute("create table b (aid long, y text(20))");
+    connection_->Execute("insert into a values (1, 'one')");
+    connection_->Execute("insert into a values (2, 'two')");
+    connection_->Execute("insert into b values (2, 'zwei')");
+    Add("words",
+        0,
+        {{6, "a.x", "word"},
+         {6, "b.y"},
+         {5, "", "a"},
+         {5, "", "b"},
+         {7, "a.id = b.aid", "a", "b", 2}});
+    const auto cursor = connection_->OpenCursor("select * from words where word <> 'one'");
+    ASSERT_TRUE(cursor->Next());
+    EXPECT_EQ(cursor->Columns()[0].name, "word");
+    EXPECT_EQ(cursor->Row()[1].AsText(), "zwei");
+    EXPECT_FALSE(cursor->Next());
+}
+
+}  // namespace
+}  // namespace vantry::access
