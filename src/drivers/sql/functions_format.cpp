@@ -170,6 +170,9 @@ std::string ScientificText(double number, const NumberLayout& layout) {
 
 std::string FormatSection(double number, const std::vector<Piece>& section) {
     const NumberLayout layout(section);
+    if (!std::isfinite(number * layout.factor)) {
+        return ToText(Cell::Double(number * layout.factor));  // it has no digits to lay out
+    }
     if (layout.exponent_digits > 0) {
         return ScientificText(number, layout);
     }

@@ -187,6 +187,7 @@ TEST_F(FunctionTest, Format) {
         {"Format(-5, '0;(0);zero') & Format(0, '0;(0);zero') & Format(5, '0;(0);zero')",
          "(5)zero5"},
         {"Format(0.256, '0.0%') & Format(0.5, 'Percent')", "25.6%50.00%"},
+        {"Format(1e308 * 10, '0.00E+00') & '/' & Format(1e308, '0%')", "Infinity/Infinity"},
         {"Format(12345, '0.00E+00') & '/' & Format(0.00012, '0.0E-0')", "1.23E+04/1.2E-4"},
         {"Format(7, '000') & Format(7, '##') & Format(1234, '0\\-00')", "007712-34"},
         {"Format(1500000, '0.0,,') & Format(5, '\"n=\"0')", "1.5n=5"},
