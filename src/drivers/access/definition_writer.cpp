@@ -48,9 +48,11 @@ TableWriter WriterOf(PageStore& store, PageNumber table, std::string_view name) 
 
 void InitializeMapRow(std::span<std::byte> row, PageNumber page) {
     row[0] = std::byte{kInlineMap};
-    const PageNumber start = page & ~PageNumber{7};
+    const std::size_t capacity = (row.size() - kInlineMapBitsOffset) * 8;
+    const PageNumber start = page < capacity ? 0 : page & ~PageNumber{7};
     StoreU32(row, kInlineMapStartOffset, start);
-    row[kInlineMapBitsOffset] = std::byte{static_cast<unsigned char>(1U << (page - start))};
+    const std::size_t bit = page - start;
+    row[kInlineMapBitsOffset + bit / 8] = std::byte{static_cast<unsigned char>(1U << (bit % 8))};
 }
 
 // ---- Page maps --------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #pragma once
 // A database of our own making, driven through what the SQL layer drives it by.
 
+#include "data/value_text.h"
 #include "drivers/access/database.h"
 #include "drivers/access/database_creator.h"
 #include "drivers/access/stored_rows.h"

@@ -1,0 +1,249 @@
+// Changes in files that Access made: their indexes, relationships and what we must not touch.
+
+#include "drivers/access/errors.h"
+#include "drivers/access/writing_fixture.h"
+#include "support/fault_plans.h"
+
+#include <list>
+#include <random>
+
+namespace vantry::access {
+namespace {
+
+namespace fs = std::filesystem;
+
+class WritingRealFiles : public testing::Test {
+protected:
+    void SetUp() override {
+        if (!fs::exists(fs::path(VANTRY_SHARED_DATA) / "access")) {
+            GTEST_SKIP() << "the sample files aren't there";
+        }
+    }
+    std::string CopyOf(const std::string& name) {
+        const std::string path = folder_ / name;
+        fs::copy_file(fs::path(VANTRY_SHARED_DATA) / "access" / name,
+                      path,
+                      fs::copy_options::overwrite_existing);
+        fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
+        return path;
+    }
+
+    // A value of the column's type, different for each `number`.
+    Cell ValueFor(const ColumnInfo& column, int number) {
+        switch (column.type) {
+            case adBoolean:
+                return Cell::Boolean(number % 2 == 0);
+            case adUnsignedTinyInt:
+                return Cell::Int64(number % 256);
+            case adSmallInt:
+            case adInteger:
+            case adBigInt:
+                return Cell::Int64(10000 + number);
+            case adDate:
+                return Cell::FromDateTime({40000 + number, 0});
+            case adGUID:
+                return Cell::Null();
+            case adVarBinary:
+            case adBinary:
+            case adLongVarBinary:
+                return Cell::Null();
+            default:
+                text_ = std::to_string(number);
+                if (IsTextType(column.type)) {
+                    text_ =
+                        number % 3 == 0 && column.defined_size > 20 ? "Zeile é-" + text_ : text_;
+                    text_ = text_.substr(0, static_cast<std::size_t>(column.defined_size));
+                }
+                texts_.push_back(text_);
+                return Cell::Text(texts_.back());
+        }
+    }
+
+    test::NoSync no_sync_;
+    test::InstalledPlan installed_{no_sync_};
+    test::TempDir folder_;
+    std::string text_;
+    std::list<std::string> texts_;
+};
+
+// Rows in and out of every table of every file; what is refused is refused with a word and without
+// a trace.
+TEST_F(WritingRealFiles, RowsGoInAndOutOfEveryTable) {
+    int changed_tables = 0;
+    for (const auto& entry : fs::directory_iterator(fs::path(VANTRY_SHARED_DATA) / "access")) {
+        const std::string name = entry.path().filename().string();
+        if (!name.ends_with(".mdb") && !name.ends_with(".accdb")) {
+            continue;
+        }
+        SCOPED_TRACE(name);
+        const std::string path = CopyOf(name);
+        const auto before = Verify(path);
+        auto opened = std::make_unique<Opened>(path);
+        for (const auto& listed : opened->database->Tables()) {
+            if (listed.type != "TABLE") {
+                continue;
+            }
+            SCOPED_TRACE(listed.name);
+            const auto table = opened->Table(listed.name);
+            const auto rows_before = table->CountRows();
+            int added = 0;
+            std::string refusal;
+            for (int number = 0; number < 40; ++number) {
+                std::vector<Cell> row;
+                for (const auto& column : table->Columns()) {
+                    row.push_back(column.auto_number || column.read_only
+                                      ? Cell()
+                                      : ValueFor(column.info, number));
+                }
+                const std::string error =
+                    ErrorOf([&] { opened->database->InsertRow(*table, row); });
+                added += error.empty() ? 1 : 0;
+                refusal = error.empty() ? refusal : error;
+            }
+            EXPECT_TRUE(added > 0 || !refusal.empty());
+            changed_tables += added > 0 ? 1 : 0;
+            EXPECT_EQ(rows_before + added, table->CountRows());
+            const bool jet3 = name.find("V1997") != std::string::npos;
+            if (jet3) {
+                EXPECT_EQ(0, added);
+                EXPECT_NE(std::string::npos, refusal.find("97")) << refusal;
+            }
+            // The new rows out again: they are the last ones of their values.
+            std::vector<sql::RowId> rows;
+            const auto scan = table->Scan({});
+            while (scan->Next()) {
+                rows.push_back(scan->CurrentRow());
+            }
+            int deleted = 0;
+            for (auto row = rows.rbegin(); row != rows.rend() && deleted < added; ++row) {
+                const std::string error =
+                    ErrorOf([&] { opened->Statement([&] { table->Delete(*row); }); });
+                deleted += error.empty() ? 1 : 0;
+            }
+            EXPECT_EQ(rows_before + added - deleted, table->CountRows());
+        }
+        opened.reset();
+        const auto after = Verify(path);
+        EXPECT_EQ(before.findings, after.findings) << after.Text();
+        EXPECT_LE(after.notes.size(), before.notes.size()) << after.Text();
+    }
+    EXPECT_GE(changed_tables, 15);
+}
+
+TEST_F(WritingRealFiles, IndexesOfAccessStayRight) {
+    for (const auto& [name, table_name] : std::vector<std::pair<std::string, std::string>>{
+             {"bigIndexTestV2000.mdb", "Table1"}, {"compIndexTestV2007.accdb", "Table1"}}) {
+        SCOPED_TRACE(name);
+        const std::string path = CopyOf(name);
+        Opened opened(path);
+        const auto table = opened.Table(table_name);
+        std::mt19937 random(3);
+        int added = 0;
+        for (int number = 0; number < 4000; ++number) {
+            std::vector<Cell> row;
+            for (const auto& column : table->Columns()) {
+                row.push_back(column.auto_number
+                                  ? Cell()
+                                  : ValueFor(column.info, static_cast<int>(random() % 100000)));
+            }
+            added += ErrorOf([&] { opened.database->InsertRow(*table, row); }).empty() ? 1 : 0;
+        }
+        EXPECT_GT(added, 1000);
+        opened.file->store->Settle();
+        EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
+        std::vector<sql::RowId> rows;
+        const auto scan = table->Scan({});
+        while (scan->Next()) {
+            rows.push_back(scan->CurrentRow());
+        }
+        std::shuffle(rows.begin(), rows.end(), random);
+        opened.Statement([&] {
+            for (std::size_t row = 0; row < rows.size() / 2; ++row) {
+                table->Delete(rows[row]);
+            }
+        });
+        EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
+        opened.Statement([&] { table->DeleteAll(); });
+        EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
+    }
+}
+
+TEST_F(WritingRealFiles, RelationshipsHold) {
+    const std::string path = CopyOf("indexTestV2000.mdb");
+    Opened opened(path);
+    // Table1 refers to Table2 and Table3.
+    const auto child = opened.Table("Table1");
+    const auto parent = opened.Table("Table2");
+    std::vector<Cell> row(child->Columns().size(), Cell::Int64(987654));
+    const std::string no_parent = ErrorOf([&] { opened.Insert("Table1", row); });
+    EXPECT_NE(std::string::npos, no_parent.find("related record is required")) << no_parent;
+    const auto scan = parent->Scan({});
+    int refused = 0;
+    std::vector<sql::RowId> rows;
+    while (scan->Next()) {
+        rows.push_back(scan->CurrentRow());
+    }
+    for (const auto id : rows) {
+        const std::string error = ErrorOf([&] { opened.Statement([&] { parent->Delete(id); }); });
+        refused += error.find("includes related records") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_GT(refused, 0);
+    const std::string dropped = ErrorOf([&] { opened.database->DropTable("Table2"); });
+    EXPECT_NE(std::string::npos, dropped.find("relationship")) << dropped;
+    EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
+}
+
+TEST_F(WritingRealFiles, WhatOnlyAccessCanKeepUpIsRefused) {
+    for (const auto& [name, word] : std::vector<std::pair<std::string, std::string>>{
+             {"calcFieldTestV2010.accdb", "calculated"},
+             {"complexDataTestV2010.accdb", "several values"}}) {
+        const std::string path = CopyOf(name);
+        Opened opened(path);
+        const auto table = opened.Table("Table1");
+        const std::string error = ErrorOf([&] {
+            opened.database->InsertRow(*table, std::vector<Cell>(table->Columns().size()));
+        });
+        EXPECT_NE(std::string::npos, error.find(word)) << error;
+    }
+    // Somebody has it open in Access.
+    const std::string path = CopyOf("delTestV2000.mdb");
+    folder_.Write(
+        "delTestV2000.ldb",
+        std::string("OFFICE-PC") + std::string(23, '\0') + "Admin" + std::string(27, '\0'));
+    Opened opened(path);
+    const std::string error = ErrorOf([&] { opened.Statement([] {}); });
+    EXPECT_NE(std::string::npos, error.find("OFFICE-PC/Admin")) << error;
+}
+
+// Tables and indexes of our own in a file of Access, and out again.
+TEST_F(WritingRealFiles, TablesComeAndGoInFilesOfAccess) {
+    for (const char* const name :
+         {"empty_2000.mdb", "empty_2010.accdb", "test2V2010.accdb", "indexTestV2000.mdb"}) {
+        SCOPED_TRACE(name);
+        const std::string path = CopyOf(name);
+        const auto before = Verify(path);
+        Opened opened(path);
+        sql::TableDefinition table;
+        table.name = "Neue Tabelle";
+        table.columns = {Column("id", "COUNTER"), Column("text", "TEXT", 50), Column("m", "MEMO")};
+        auto primary = Index("PrimaryKey", {"id"});
+        primary.primary = true;
+        table.indexes = {primary};
+        opened.database->CreateTable(table);
+        for (int row = 0; row < 300; ++row) {
+            opened.Insert("Neue Tabelle",
+                          {Cell(), Cell::Text("x"), Cell::Text(std::string(200, 'm'))});
+        }
+        opened.database->CreateIndex("Neue Tabelle", Index("text", {"text", "-id"}));
+        auto report = Verify(path);
+        EXPECT_EQ(before.findings, report.findings) << report.Text();
+        EXPECT_EQ(300U, test::ReadRows(path, "Neue Tabelle").rows.size());
+        opened.database->DropTable("Neue Tabelle");
+        report = Verify(path);
+        EXPECT_EQ(before.findings, report.findings) << report.Text();
+        EXPECT_LE(report.notes.size(), before.notes.size()) << report.Text();
+    }
+}
+
+}  // namespace
+}  // namespace vantry::access
