@@ -103,7 +103,8 @@ private:
     std::byte* EncodeOle(const Column&, const Cell&, std::byte*);
 
     std::int64_t WholeNumber(const Column&, const Cell&, std::int64_t low, std::int64_t high);
-    // `data` is the caller's cell's, or that of `own`, which is taken over if the data must be kept.
+    // `data` is the caller's cell's, or that of `own`, which is taken over if the data must be
+    // kept.
     std::byte* PutLongValue(const Column&, ByteSpan data, std::u16string&& own, std::byte*);
     ByteSpan BytesOf(const Cell& cell);
     std::string_view TextOf(const Cell& cell);

@@ -256,8 +256,8 @@ TEST_F(ChangeTest, DeepOrHugeStatementsAreRefusedNotSuffered) {
     }
     EXPECT_EQ(Rows("select id from Orders where id = 1" + repeated(" or id = 1", 150)), "1");
     EXPECT_EQ(Rows("select Len('a'" + repeated(" & 'a'", 200) + ")"), "201");
-    EXPECT_EQ(Rows("select " + repeated("IIf(id = 2, 'two', ", 40) + "'other'" +
-                   repeated(")", 40) + " from Orders where id < 3"),
+    EXPECT_EQ(Rows("select " + repeated("IIf(id = 2, 'two', ", 40) + "'other'" + repeated(")", 40) +
+                   " from Orders where id < 3"),
               "other\ntwo");
 }
 
