@@ -16,10 +16,15 @@ public:
     explicit OdbcConnection(std::shared_ptr<Link> link) : link_(std::move(link)) {}
 
     std::unique_ptr<Cursor> OpenCursor(std::string_view sql) override {
+        // A condition is the user's own text, in the server's own dialect.
+        TakeBackslashesAs(Backslash::Escape, sql);
         return std::make_unique<OdbcCursor>(link_, sql);
     }
 
     std::int64_t Execute(std::string_view sql) override {
+        // The statements that give no rows are written by loaders, which double the quotes of a
+        // value and nothing else: a value that ends in a backslash would swallow its quote.
+        TakeBackslashesAs(Backslash::Data, sql);
         link_->Idle();
         const auto statement = link_->NewStatement();
         link_->ExecuteDirect(statement, sql);
@@ -58,7 +63,26 @@ public:
     }
 
 private:
+    enum class Backslash { Escape, Data };
+
+    // Only MySQL makes a difference. "Escape" goes back to what the server itself is set to.
+    void TakeBackslashesAs(Backslash meaning, std::string_view sql) {
+        if (link_->GetTraits().dialect != Dialect::MySql || meaning == backslashes_ ||
+            sql.find('\\') == std::string_view::npos) {
+            return;
+        }
+        link_->Idle();
+        link_->ExecuteDirect(
+            link_->NewStatement(),
+            meaning == Backslash::Data
+                ? "set @vantry_sql_mode=@@session.sql_mode,"
+                  "session sql_mode=concat(@@session.sql_mode,',NO_BACKSLASH_ESCAPES')"
+                : "set session sql_mode=@vantry_sql_mode");
+        backslashes_ = meaning;
+    }
+
     std::shared_ptr<Link> link_;
+    Backslash backslashes_ = Backslash::Escape;
 };
 
 class OdbcDriver : public Driver {

@@ -57,7 +57,7 @@ TEST_F(MariaDbOdbcTest, TypesAndValuesOfAllKindsOfColumns) {
     connection->Execute(
         "insert into kinds values (1,-128,255,4294967295,-9223372036854775808,"
         "18446744073709551615,-12345678901234567890.5,0.1,0.1,'2020-02-29','-12:30:15.123',"
-        "'2020-02-03 04:05:06.123456','zeichen','vierä😀','text','long','ab','\\0x')");
+        "'2020-02-03 04:05:06.123456','zeichen','vierä😀','text','long','ab',x'0078')");
     connection->Execute("insert into kinds (bi,vc,tx,lb) values (0,'','','')");
     connection->Execute("insert into kinds (bi) values (null)");
     const auto cursor = connection->OpenCursor("select * from kinds");
@@ -261,6 +261,18 @@ TEST_F(MariaDbOdbcTest, ErrorsAreTheServersOwnAndBelongToTheirStatement) {
     EXPECT_NE(too_long.Description().find("Data too long"), std::string::npos);
     EXPECT_EQ(append(3, "x").Number(), 0);
     EXPECT_EQ(One(*connection, "select group_concat(id order by id) from strict"), "1,3");
+}
+
+TEST_F(MariaDbOdbcTest, BackslashesAreDataInStatementsAndEscapesInConditions) {
+    const auto connection = Open();
+    connection->Execute("drop table if exists paths");
+    connection->Execute("create table paths (id int, v varchar(40), w varchar(40))");
+    const char* const all = "select group_concat(id,v,w order by id separator '|') from paths";
+    connection->Execute(R"(INSERT INTO paths VALUES (1,'C:\new\','),(9,'),(2,'it''s \','\\');)");
+    EXPECT_EQ(One(*connection, all), R"(1C:\new\),(9,|2it's \\\)");
+    EXPECT_EQ(One(*connection, R"(select count(*) from paths where v='C:\\new\\')"), "1");
+    connection->Execute(R"(INSERT INTO paths VALUES (3,'\','\t'))");
+    EXPECT_EQ(One(*connection, all), R"(1C:\new\),(9,|2it's \\\|3\\t)");
 }
 
 TEST_F(MariaDbOdbcTest, ConnectionsFailInPlainWordsAndWithoutThePassword) {
