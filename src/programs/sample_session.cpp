@@ -1,6 +1,6 @@
 // Runs the sample sessions without a window: the files of the samples folder to delimited and to
-// fixed-width text. Usage: sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when every row
-// arrived.
+// fixed-width text. Usage: sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when the sessions
+// ran; which of their rows failed is for the log to tell.
 
 #include "core/session_state.h"
 #include "engine/run_session.h"
