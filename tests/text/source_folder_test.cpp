@@ -9,10 +9,20 @@
 
 #include <cerrno>
 #include <filesystem>
-#include <regex>
 
 namespace vantry::test {
 namespace {
+
+// Digits as "9", capitals as "A", small letters as "a".
+std::string ShapeOf(std::string text) {
+    for (char& c : text) {
+        c = c >= '0' && c <= '9'   ? '9'
+            : c >= 'A' && c <= 'Z' ? 'A'
+            : c >= 'a' && c <= 'z' ? 'a'
+                                   : c;
+    }
+    return text;
+}
 
 TableRec File(const std::string& name, const std::string& delimiter, i16 header) {
     TableRec file;
@@ -184,10 +194,11 @@ TEST_F(MoveLoadedFileTest, AddsTheExtensionAndTheTime) {
     folder_.Write("Orders.CSV", "x");
     EXPECT_EQ(MoveLoadedFile("orders.csv"), kTrue);
     ASSERT_EQ(Names().size(), 1U);
-    EXPECT_TRUE(std::regex_match(
-        Names()[0],
-        std::regex(R"(Orders\.CSV\.Loaded_On_\d\d_[A-Z][a-z][a-z]_\d\d_\d\d_\d{1,2}_\d\d)")))
-        << Names()[0];
+    const std::string head = "Orders.CSV.Loaded_On_";
+    ASSERT_TRUE(Names()[0].starts_with(head)) << Names()[0];
+    const std::string stamp = ShapeOf(Names()[0].substr(head.size()));
+    // The minutes have no leading zero.
+    EXPECT_TRUE(stamp == "99_Aaa_99_99_9_99" || stamp == "99_Aaa_99_99_99_99") << Names()[0];
     EXPECT_TRUE(view_.messages.empty());
 }
 
