@@ -115,6 +115,10 @@ public:
                 RequireUnchanged(slot);
             }
         }
+        if (synced == 0) {
+            CutBrokenBlock();
+            return PlaybackResult::Unused;
+        }
         Restore(synced);
         return PlaybackResult::PlayedBack;
     }
@@ -206,6 +210,16 @@ private:
         }
     }
 
+    // Without an image nothing proves that the journal is this file's, so its former size isn't
+    // restored: whole blocks behind it belong to nobody and do no harm.
+    void CutBrokenBlock() {
+        const std::uint64_t size = database_.Size();
+        const std::uint64_t broken = size % block_.size();
+        if (broken != 0 && size > header_.database_size) {
+            database_.Truncate(size - broken);
+        }
+    }
+
     void Restore(std::uint64_t synced) {
         // From the last to the first: a block's first image is the one from before the transaction.
         for (std::uint64_t slot = synced; slot > 0; --slot) {
@@ -252,8 +266,6 @@ Journal::Journal(const std::string& database,
     Store(header, kNonceOffset, nonce_);
     Store(header, kHeaderSumOffset, Crc32c(std::span(header).first(kHeaderSumOffset)));
     file_.Write(0, header);
-    file_.Sync();
-    SyncFolderOf(file_.Path());
 }
 
 void Journal::ReserveImages(std::size_t count) {
@@ -307,6 +319,10 @@ void Journal::Sync() {
     }
     WriteSlot(kBatchEnd, slots_, {}, {});
     file_.Sync();
+    if (!named_) {
+        SyncFolderOf(file_.Path());
+        named_ = true;
+    }
     unsynced_ = false;
 }
 

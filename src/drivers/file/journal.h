@@ -29,8 +29,9 @@ class Journal {
 public:
     static std::string PathFor(const std::string& database) { return database + "-journal"; }
 
-    // Makes the file and its header; both are on disk when it returns. `owner_only` as for the
-    // database. The caller holds the writer's lock.
+    // Makes the file and its header. `owner_only` as for the database. The caller holds the
+    // writer's lock. The header alone needn't be on disk before the database grows: pages behind
+    // its former end belong to nobody.
     Journal(const std::string& database,
             std::uint32_t block_size,
             std::uint64_t database_size,
@@ -65,6 +66,7 @@ private:
     std::uint64_t slots_ = 0;
     std::uint64_t reserved_ = 0;
     bool unsynced_ = false;
+    bool named_ = false;  // the folder on disk has it
     std::vector<std::byte> slot_;
 };
 

@@ -407,7 +407,10 @@ void PagedFile::EndRow(bool keep) {
 }
 
 void PagedFile::UndoRow() {
-    for (const Image& image : images_) {
+    // From the last to the first: a page that was written early and loaded again has a second
+    // image, with changes of the row in it.
+    for (auto saved = images_.rbegin(); saved != images_.rend(); ++saved) {
+        const Image& image = *saved;
         Frame& frame = Load(image.page, false);
         std::memcpy(frame.bytes, image.bytes.get(), options_.page_size);
         if (!frame.changed) {
@@ -456,6 +459,9 @@ void PagedFile::RollbackOpen() {
         try {
             LockContent();
             PlayBack(file_, options_.page_size);
+            if (file_.Size() > OffsetOf(base_pages_)) {
+                file_.Truncate(OffsetOf(base_pages_));
+            }
         } catch (const std::exception&) {
             // The journal stays: whoever opens the file next plays it back. What went wrong first
             // is being reported.
