@@ -124,15 +124,38 @@ void Recordset::Requery() {
     row_ = {};
     cursor_.reset();
     appender_.reset();
-    if (cursor_type_ == adOpenDynamic && lock_type_ == adLockOptimistic) {
-        appender_ = connection_->OpenAppender(source_);
-        BuildFields(appender_->Columns());
-        new_row_.resize(columns_.size());
-        new_cells_.resize(columns_.size());
-        position_ = Position::AddOnly;
+    refusal_.reset();
+    if (cursor_type_ == adOpenDynamic && lock_type_ == adLockOptimistic && OpenForAdding()) {
         return;
     }
-    cursor_ = connection_->OpenCursor(source_);
+    OpenForReading();
+}
+
+// False when no rows can be added to what the source text names, a count for instance: it can still
+// be read.
+bool Recordset::OpenForAdding() {
+    try {
+        appender_ = connection_->OpenAppender(source_);
+    } catch (const DataError& error) {
+        refusal_ = error;
+        return false;
+    }
+    BuildFields(appender_->Columns());
+    new_row_.resize(columns_.size());
+    new_cells_.resize(columns_.size());
+    position_ = Position::AddOnly;
+    return true;
+}
+
+void Recordset::OpenForReading() {
+    try {
+        cursor_ = connection_->OpenCursor(source_);
+    } catch (const DataError&) {
+        if (refusal_) {
+            throw DataError(*refusal_);  // it came first, and says more
+        }
+        throw;
+    }
     BuildFields(cursor_->Columns());
     if (cursor_type_ == adOpenStatic) {
         ReadAllRows();
@@ -277,6 +300,9 @@ void Recordset::SetNewValue(std::size_t position, const Cell& value) {
 
 void Recordset::AddNew() {
     RequireOpen();
+    if (refusal_) {
+        throw DataError(*refusal_);
+    }
     if (!appender_) {
         throw DataError(kErrInvalidArgument,
                         "Current Recordset does not support updating: it was opened for reading.");

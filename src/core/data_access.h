@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -130,6 +131,8 @@ private:
     bool EofWithoutRow() const;
     const Cell& ValueAt(std::size_t position) const;
     void SetNewValue(std::size_t position, const Cell& value);
+    bool OpenForAdding();
+    void OpenForReading();
     void StepCursor();
     void ReadAllRows();
 
@@ -141,6 +144,7 @@ private:
     int lock_type_ = adLockReadOnly;
     std::unique_ptr<Cursor> cursor_;
     std::unique_ptr<Appender> appender_;
+    std::optional<DataError> refusal_;  // why no rows can be added
     std::vector<ColumnInfo> columns_;
     class Fields fields_;
     Position position_ = Position::Closed;

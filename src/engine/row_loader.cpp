@@ -154,6 +154,14 @@ private:
     void LoadByStatement();
     void AppendParameters(Command& command);
     void RequireColumns() const;
+    // A row in which a field failed has been told; sent, it would hold something else in that
+    // field's place.
+    template <typename Write>
+    void Send(Write&& write) {
+        if (scope_.RowOK) {
+            scope_(write);
+        }
+    }
     void ShowLoaded();
     void Close();
 
@@ -251,7 +259,7 @@ void GenericLoad::LoadByRecordset() {
             scope_([&] { column.carry(column); });
         }
         ++rows_read_;
-        scope_([] { DstRS->Update(); });
+        Send([] { DstRS->Update(); });
         scope_([] { SrcRS->MoveNext(); });
         ShowLoaded();
         if (!scope_.RowOK) {
@@ -296,7 +304,7 @@ void GenericLoad::LoadByStatement() {
             scope_([&] { column.carry(column); });
         }
         ++rows_read_;
-        scope_([&] { command.Execute(); });
+        Send([&] { command.Execute(); });
         scope_([] { SrcRS->MoveNext(); });
         ShowLoaded();
         if (rows_loaded_ % kRowsPerHandOver == 0) {

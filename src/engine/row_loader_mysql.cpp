@@ -278,7 +278,10 @@ void MySQLLoad::LoadByRecordset() {
         for (auto& column : columns) {
             scope_([&] { column.copy(DstRS->Fields()[column.position], column.source->Value()); });
         }
-        scope_([] { DstRS->Update(); });
+        if (scope_.RowOK) {  // else a field failed and was told: the row would hold something else
+                             // there
+            scope_([] { DstRS->Update(); });
+        }
         scope_([] { SrcRS->MoveNext(); });
         CurrentRunView->DoEvents();
         if (scope_.RowOK) {

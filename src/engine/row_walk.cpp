@@ -5,6 +5,8 @@
 #include "data/value_text.h"
 #include "engine/run_view.h"
 
+#include <algorithm>
+
 namespace vantry {
 
 double CountOf(const Cell& value) {
@@ -37,7 +39,8 @@ void OpenSourceRows(ErrorScope& scope, const SourceStatements& statements, int c
 void StartBar(double total_rows) {
     CurrentRunView->SetBarMin(1);
     if (total_rows > 1) {
-        CurrentRunView->SetBarMax(static_cast<std::int64_t>(total_rows));
+        constexpr double kLongestBar = 1e15;  // a count from outside may be any number
+        CurrentRunView->SetBarMax(static_cast<std::int64_t>(std::min(total_rows, kLongestBar)));
     }
 }
 

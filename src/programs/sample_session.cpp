@@ -117,12 +117,14 @@ void Run(const std::filesystem::path& samples, const std::filesystem::path& out)
     InitSharedState(ApplicationFolder());
     const auto database = out / "samples.mdb";
     ChooseSource(samples, out / "source");
-    ChooseNewAccessTarget(database);
+    ChooseTextTarget(out / "delimited", "DELIMITED", ".tab", "\t");
     RunMapped();
     ChooseTextTarget(out / "fixed", "FIXED", ".txt", ",");
     RunMapped();
+    ChooseNewAccessTarget(database);
+    RunMapped();
     ChooseAccessSource(database);
-    ChooseTextTarget(out / "delimited", "DELIMITED", ".tab", "\t");
+    ChooseTextTarget(out / "from_access", "DELIMITED", ".tab", "\t");
     RunMapped();
     std::printf("The files are in %s\n", out.c_str());
 }

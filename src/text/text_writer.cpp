@@ -137,9 +137,12 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
         FinishFile();
         return;
     }
-    // A count that couldn't be had is no count of zero: the rows are then tried all the same.
-    if (counted && total_rows_ <= 0) {
-        FinishFile();
+    if (total_rows_ <= 0) {
+        if (counted) {
+            FinishFile();
+        } else {
+            file_.Abandon();  // nobody knows of any rows: a former file is worth more than this one
+        }
         return;
     }
     WriteRows();
@@ -211,7 +214,9 @@ void TextRun::WriteRows() {
                 ++fields;
             });
         }
-        scope_([&] { EndLine(fields, columns_.size()); });
+        if (scope_.RowOK) {  // else a field failed and was told: the line would lack it
+            scope_([&] { EndLine(fields, columns_.size()); });
+        }
         if (rows_loaded_ % kRowsPerHandOver == 0) {
             CurrentRunView->DoEvents();
         }

@@ -249,6 +249,22 @@ TEST_P(DataAccessSuite, WhereOrderAndCountWork) {
     EXPECT_EQ(Count(table), 120);
 }
 
+TEST_P(DataAccessSuite, WhatCantBeAddedToIsReadThroughADynamicCursor) {
+    const auto table = MakePeople(3);
+    Connection connection;
+    connection.Open(ConnStr());
+    Recordset rows;
+    rows.Open("select count(*) from " + table, connection, adOpenDynamic, adLockOptimistic);
+    EXPECT_EQ(ToInt64(rows.Fields()[0].Value()), 3);
+    EXPECT_THROW(rows.AddNew(), DataError);
+    rows.Close();
+    EXPECT_THROW(rows.Open("select a from " + Quoted(backend_->table_name("nosuch")),
+                           connection,
+                           adOpenDynamic,
+                           adLockOptimistic),
+                 DataError);
+}
+
 TEST_P(DataAccessSuite, CatalogListsTheTable) {
     MakePeople(0);
     Catalog catalog;

@@ -355,8 +355,6 @@ TEST_F(TextWriterTest, AnUnreadableFieldCostsItsRowAlone) {
     RunSessionToText("");
     EXPECT_EQ(Written(), "1,\"row 1\"\r\n3,\"row 3\"\r\n4,\"row 4\"\r\n");
     EXPECT_NE(view.log.find("\r\nError Loading Row:1\r\nrow 2, field 0 can't be read"
-                            "\r\nError Loading Row:1\r\nThe line isn't written: 1 of its 2 fields "
-                            "have no value."
                             "\r\n3 Rows Loaded"),
               std::string::npos);
 
@@ -368,9 +366,9 @@ TEST_F(TextWriterTest, AnUnreadableFieldCostsItsRowAlone) {
 }
 
 TEST_F(TextWriterTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
-    FillSource(40);
-    for (int k = 10; k < 35; ++k) {
-        source->rows[static_cast<std::size_t>(k)][0] = Unreadable();  // two errors each
+    FillSource(65);
+    for (int k = 10; k < 60; ++k) {
+        source->rows[static_cast<std::size_t>(k)][0] = Unreadable();
     }
     AddTable("src2", "dst2");
     SetFile(1);
@@ -394,14 +392,15 @@ TEST_F(TextWriterTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile)
     }
 }
 
-TEST_F(TextWriterTest, ASourceThatCantBeReachedEndsInFiftyOneErrorsFromRowZero) {
+TEST_F(TextWriterTest, ASourceThatCantBeReachedEndsTheTableAndKeepsTheFormerFile) {
     FillSource(3);
     source->FailAlways("Connect", "no such server");
     folder.Write("dst.txt", "former");
     RunSessionToText("");
-    EXPECT_EQ(LoggedErrors(), 51);
+    EXPECT_EQ(LoggedErrors(), 5);  // the count and its answer, two opens, the columns
     EXPECT_NE(view.log.find(".txt\r\nError Loading Row:0\r\nno such server"), std::string::npos);
-    EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+    EXPECT_EQ(view.log.find("Rows Loaded"), std::string::npos);
+    EXPECT_TRUE(view.log.ends_with("\r\n******( FINISH )*******"));
     EXPECT_EQ(Written(), "former");
 }
 
@@ -455,7 +454,12 @@ TEST_F(TextWriterTest, TheLedgerHoldsWhicheverCallFails) {
         const std::string written = Written();
         const int lines = Count(written, "\r\n");
         EXPECT_EQ(written, all.substr(0, written.size())) << n;
-        if (LoggedErrors() < 51) {
+        if (view.log.find("Rows Loaded") == std::string::npos && LoggedErrors() < 51) {
+            // The count failed: the table ends before its rows, told as failed and not as empty.
+            EXPECT_GE(LoggedErrors(), 1) << n;
+            EXPECT_LE(n, 3);
+            EXPECT_EQ(lines, 0) << n;
+        } else if (LoggedErrors() < 51) {
             EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1) << n;
             EXPECT_EQ(lines, 12) << n;
         }

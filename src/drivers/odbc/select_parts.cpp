@@ -66,8 +66,10 @@ std::optional<SelectParts> SplitSelect(std::string_view sql) {
         at = Skip(sql, at);
     }
     for (const auto column : parts.columns) {
-        if (column.empty()) {
-            return std::nullopt;
+        const bool quoted =
+            !column.empty() && std::string_view("[\"`").find(column[0]) != std::string_view::npos;
+        if (column.empty() || (!quoted && column.find('(') != std::string_view::npos)) {
+            return std::nullopt;  // an expression is no column that a row could be added to
         }
     }
     return parts.table.empty() ? std::nullopt : std::optional(parts);
