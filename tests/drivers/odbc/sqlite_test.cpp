@@ -210,14 +210,14 @@ TEST_F(SqliteTest, OneStatementAtATimeLosesNoRowOfAnOpenCursor) {
     connection->Execute(
         "insert into o with recursive q(n) as (select 1 union all select n+1 from q where n<250) "
         "select n, 'row ' || n from q");
+    const auto statement = connection->Prepare(
+        "insert into o values (?,?)", std::vector<ParameterInfo>{{adInteger, 4}, {adVarChar, 20}});
     const auto outer = connection->OpenCursor("select id, v from o");
     for (int id = 1; id <= 3; ++id) {
         ASSERT_TRUE(outer->Next());
     }
     const auto row = outer->Row();
     // The values look at the cursor's own row while the cursor is taken into memory.
-    const auto statement = connection->Prepare(
-        "insert into o values (?,?)", std::vector<ParameterInfo>{{adInteger, 4}, {adVarChar, 20}});
     statement->Execute(std::vector<Cell>(row.begin(), row.end()));
     EXPECT_EQ(ToText(row[1]), "row 3") << "the row that is being looked at stays as it is";
     EXPECT_EQ(connection->Execute("delete from o where id = 200"), 1);
