@@ -179,8 +179,7 @@ Term StatementCompiler::CompileNode(const Expression& expression, Scope& scope) 
                          (expression.negated ? " IS NOT NULL)" : " IS NULL)"));
         }
         case Kind::Exists: {
-            nests_ = true;
-            auto plan = Plan(*expression.query, &scope);
+            auto plan = PlanSubquery(*expression.query, scope);
             const std::vector<bool> none(plan->types.size(), false);
             return Truth("EXISTS (" + Render(*plan, {.columns = &none}).sql + ")");
         }
@@ -581,9 +580,8 @@ Term StatementCompiler::InList(const Expression& expression, Scope& scope) {
 }
 
 Term StatementCompiler::InQuery(const Expression& expression, Scope& scope) {
-    nests_ = true;
     const auto subject = Compile(*expression.operands[0], scope);
-    auto plan = Plan(*expression.query, &scope);
+    auto plan = PlanSubquery(*expression.query, scope);
     if (plan->types.size() != 1) {
         throw SyntaxErrorInExpression(" (one field is wanted of a subquery)", expression.text);
     }
@@ -603,8 +601,7 @@ Term StatementCompiler::InQuery(const Expression& expression, Scope& scope) {
 
 // (SELECT ...) as a value: one column, at most one row.
 Term StatementCompiler::Subquery(const Expression& expression, Scope& scope) {
-    nests_ = true;
-    auto plan = Plan(*expression.query, &scope);
+    auto plan = PlanSubquery(*expression.query, scope);
     if (plan->types.size() != 1) {
         throw SyntaxErrorInExpression(" (one field is wanted of a subquery)", expression.text);
     }

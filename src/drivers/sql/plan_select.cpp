@@ -47,6 +47,16 @@ std::unique_ptr<SelectPlan> StatementCompiler::Plan(const sql::Select& select, S
     return plan;
 }
 
+// A query within an expression: its order is nobody else's.
+std::unique_ptr<SelectPlan> StatementCompiler::PlanSubquery(const sql::Select& select,
+                                                            Scope& outer) {
+    nests_ = true;
+    const bool sorts = sorts_;
+    auto plan = Plan(select, &outer);
+    sorts_ = sorts;
+    return plan;
+}
+
 void StatementCompiler::PlanCore(CorePlan& plan, const SelectCore& core, Scope& scope) {
     plan.core = &core;
     PlanTables(plan, core.from, scope);

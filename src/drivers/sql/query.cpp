@@ -10,11 +10,24 @@
 #include <cmath>
 
 namespace vantry::sql {
+namespace {
+
+// The first chunk is small, so that the first row is there soon; the largest is bounded in rows
+// and, by what the rows of the last one took, in bytes.
+constexpr std::size_t kFirstChunk = 100;
+constexpr std::size_t kLargestChunk = 200'000;
+constexpr std::size_t kChunkBytes = 32 * 1024 * 1024;
+
+}  // namespace
 
 Query::Query(CompiledQuery compiled,
              std::shared_ptr<EmbeddedDatabase> database,
              const Dialect& dialect)
-    : database_(std::move(database)), compiled_(std::move(compiled)), session_(dialect) {
+    : database_(std::move(database)),
+      compiled_(std::move(compiled)),
+      session_(dialect),
+      chunk_(compiled_.columns.size()),
+      chunk_rows_(kFirstChunk) {
     for (const auto* function : compiled_.functions) {
         session_.AddFunction(*function);
     }
@@ -47,6 +60,9 @@ Query::Query(CompiledQuery compiled,
     }
     passes_through_ = in_order && compiled_.sources.size() == 1;
     cells_.resize(compiled_.columns.size());
+    for (const auto& source : compiled_.sources) {
+        by_chunks_ = by_chunks_ || (!source->shown_columns.empty() && !source->shows_directly);
+    }
 }
 
 void Query::Start(std::span<const Cell> parameters) {
@@ -64,6 +80,12 @@ void Query::Start(std::span<const Cell> parameters) {
 void Query::Stop() {
     sqlite3_reset(statement_.get());
     at_end_ = true;
+    no_more_ = false;
+    behind_chunk_ = nullptr;
+    ids_.clear();
+    chunk_.Clear();
+    chunk_next_ = 0;
+    chunk_rows_ = kFirstChunk;
     row_ = {};
 }
 
@@ -112,26 +134,39 @@ void Query::BindCell(int index, const Cell& cell) {
     }
 }
 
+bool Query::Step() {
+    const int code = sqlite3_step(statement_.get());
+    if (code != SQLITE_ROW && code != SQLITE_DONE) {
+        session_.Throw(code);
+    }
+    return code == SQLITE_ROW;
+}
+
 bool Query::Next() {
     if (at_end_) {
         return false;
     }
-    const int code = sqlite3_step(statement_.get());
-    if (code != SQLITE_ROW) {
-        at_end_ = true;
-        if (code != SQLITE_DONE) {
-            session_.Throw(code);
-        }
+    at_end_ = true;  // also when the step throws
+    if (by_chunks_ ? !NextKept() : !Step()) {
         return false;
     }
-    for (std::size_t k = 0; k < compiled_.sources.size(); ++k) {
+    at_end_ = false;
+    if (!by_chunks_) {
+        TakeRow();
+    }
+    return true;
+}
+
+// The row that SQLite and its scans stand at.
+void Query::TakeRow() {
+    for (std::size_t k = 0; k < shown_.size(); ++k) {
         if (!compiled_.sources[k]->shown_columns.empty()) {
             FindRow(k);
         }
     }
     if (passes_through_ && !shown_[0].cells.empty()) {
         row_ = shown_[0].cells.first(cells_.size());
-        return true;
+        return;
     }
     for (std::size_t k = 0; k < cells_.size(); ++k) {
         const auto& column = compiled_.columns[k];
@@ -143,49 +178,123 @@ bool Query::Next() {
         }
     }
     row_ = cells_;
-    return true;
 }
 
 void Query::FindRow(std::size_t source) {
     auto& shown = shown_[source];
-    auto& table = *compiled_.sources[source];
-    const int column = compiled_.row_id_columns[source];
-    if (column < 0) {
-        shown.standing = table.Current();
-        shown.cells = shown.standing->Row();
+    const auto& table = *compiled_.sources[source];
+    if (compiled_.row_id_columns[source] < 0) {
+        shown.standing = true;
+        shown.cells = table.CurrentRow();
         return;
     }
-    shown.cells = {};
-    if (sqlite3_column_type(statement_.get(), column) == SQLITE_NULL) {
-        return;
-    }
-    const RowId row = sqlite3_column_int64(statement_.get(), column);
-    auto* current = table.Current();
-    if (table.shows_directly && current != nullptr && current->CurrentRow() == row) {
-        shown.standing = current;
+    const auto id = RowIdAt(source);
+    shown.id = id.value_or(0);
+    shown.standing = id && table.StandsAt(*id);
+    if (shown.standing) {
+        shown.cells = table.CurrentRow();
     } else {
-        if (!shown.by_id) {
-            shown.by_id = table.Table().Scan(table.shown_columns);
-        }
-        if (!shown.by_id->Seek(row)) {
-            throw RowGone(table.Table().Name());
-        }
-        shown.standing = shown.by_id.get();
+        auto& fetcher = FetcherOf(source);
+        fetcher.Fetch(std::span(&id, 1));
+        shown.cells = fetcher.RowOf(0);
     }
-    shown.cells = shown.standing->Row();
+}
+
+std::optional<RowId> Query::RowIdAt(std::size_t source) const {
+    const int column = compiled_.row_id_columns[source];
+    if (column < 0 || sqlite3_column_type(statement_.get(), column) == SQLITE_NULL) {
+        return std::nullopt;
+    }
+    return sqlite3_column_int64(statement_.get(), column);
+}
+
+RowFetcher& Query::FetcherOf(std::size_t source) {
+    auto& fetcher = shown_[source].fetcher;
+    if (!fetcher) {
+        const auto& table = *compiled_.sources[source];
+        fetcher = std::make_unique<RowFetcher>(table.SharedTable(), table.shown_columns);
+    }
+    return *fetcher;
 }
 
 RowId Query::RowOf(std::size_t source) const {
-    return sqlite3_column_int64(statement_.get(), compiled_.row_id_columns[source]);
+    return by_chunks_ ? ids_[source][chunk_next_ - 1].value_or(-1) : RowIdAt(source).value_or(-1);
+}
+
+void Query::FillChunk() {
+    chunk_.Clear();
+    ids_.assign(shown_.size(), {});
+    chunk_next_ = 0;
+    try {
+        while (chunk_.Size() < chunk_rows_ && !no_more_) {
+            if (!Step()) {
+                no_more_ = true;
+                break;
+            }
+            for (std::size_t k = 0; k < cells_.size(); ++k) {
+                const auto& column = compiled_.columns[k];
+                cells_[k] = column.source ? Cell::Null() : Computed(column);
+            }
+            for (std::size_t k = 0; k < shown_.size(); ++k) {
+                ids_[k].push_back(RowIdAt(k));
+            }
+            chunk_.Add(0, cells_);
+        }
+    } catch (...) {
+        behind_chunk_ = std::current_exception();
+        no_more_ = true;
+    }
+    std::size_t bytes = chunk_.Bytes();
+    for (std::size_t k = 0; k < shown_.size(); ++k) {
+        if (!compiled_.sources[k]->shown_columns.empty()) {
+            FetcherOf(k).Fetch(std::span(ids_[k]).first(chunk_.Size()));
+            bytes += FetcherOf(k).Bytes();
+        }
+    }
+    const auto per_row = bytes / std::max<std::size_t>(chunk_.Size(), 1) + 1;
+    chunk_rows_ = std::clamp<std::size_t>(
+        kChunkBytes / per_row, kFirstChunk, std::min(kLargestChunk, chunk_rows_ * 100));
+}
+
+bool Query::NextKept() {
+    if (chunk_next_ == chunk_.Size()) {
+        if (!no_more_) {
+            FillChunk();
+        }
+        if (chunk_next_ == chunk_.Size()) {
+            if (behind_chunk_) {
+                std::rethrow_exception(std::exchange(behind_chunk_, nullptr));
+            }
+            return false;
+        }
+    }
+    const auto row = chunk_next_++;
+    const auto computed = chunk_.RowAt(row);
+    for (std::size_t k = 0; k < shown_.size(); ++k) {
+        if (!compiled_.sources[k]->shown_columns.empty()) {
+            shown_[k].id = ids_[k][row].value_or(0);
+            shown_[k].cells = shown_[k].fetcher->RowOf(row);
+        }
+    }
+    for (std::size_t k = 0; k < cells_.size(); ++k) {
+        const auto& column = compiled_.columns[k];
+        const auto& cells = column.source ? shown_[*column.source].cells : computed;
+        cells_[k] = !column.source  ? computed[k]
+                    : cells.empty() ? Cell::Null()
+                                    : cells[positions_[k]];
+    }
+    row_ = cells_;
+    return true;
 }
 
 DataError Query::FieldError(std::size_t column) const {
     const auto& result = compiled_.columns[column];
-    const auto* standing = result.source ? shown_[*result.source].standing : nullptr;
-    if (standing == nullptr) {
+    if (!result.source) {
         return {kErrConversion, "The value of column " + infos_[column].name + " can't be read."};
     }
-    return standing->FieldError(positions_[column]);
+    const auto& shown = shown_[*result.source];
+    return shown.standing ? compiled_.sources[*result.source]->FieldError(positions_[column])
+                          : shown.fetcher->FieldError(shown.id, positions_[column]);
 }
 
 Cell Query::Number(const ColumnInfo& info, int sql_column) {

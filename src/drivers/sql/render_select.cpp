@@ -212,7 +212,6 @@ std::string StatementCompiler::RenderTop(const CorePlan& plan,
     if (order.empty() && !core.top_percent) {
         return "SELECT " + Joined(list) + body + " LIMIT " + count;
     }
-    sorts_ = true;
     const auto name = "s" + std::to_string(derived_count_++);
     const auto rank = order.empty() ? std::string("row_number() OVER ()")
                                     : "rank() OVER (" + order.substr(1) + ")";

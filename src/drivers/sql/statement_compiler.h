@@ -129,6 +129,7 @@ public:
 private:
     // Planning (plan_select.cpp).
     std::unique_ptr<SelectPlan> Plan(const sql::Select& select, Scope* outer);
+    std::unique_ptr<SelectPlan> PlanSubquery(const sql::Select& select, Scope& outer);
     void PlanCore(CorePlan& plan, const SelectCore& core, Scope& scope);
     void PlanOrder(CorePlan& plan, const std::vector<OrderItem>& order_by, Scope& scope);
     void PlanUnion(SelectPlan& plan, const sql::Select& select);

@@ -15,6 +15,8 @@ constexpr std::int64_t kMicrosPerDay = 86'400'000'000;
 // The planner's idea of costs: a walk over the table against a search for one value.
 constexpr double kScanCost = 1e6;
 constexpr double kSearchCost = 30;
+// An inner table of a join is kept in memory up to this size.
+constexpr std::size_t kMaxKeptBytes = 64 * 1024 * 1024;
 
 std::uint64_t HashNumber(double number) {
     const double normal = number == 0 ? 0 : number;  // -0 equals 0
@@ -66,10 +68,7 @@ std::optional<Cell> KeyFor(int type, const Cell& value) {
     if (IsTextType(type) && value.Kind() == ValueKind::Text) {
         return value;
     }
-    if (IsDateType(type) && number) {
-        const auto date = FromLinearDays(*ToDouble(value));
-        return date ? std::optional(Cell::FromDateTime(*date)) : std::nullopt;
-    }
+    // Not by dates: an index may tell apart what differs by less than a microsecond.
     if (IsIntegerType(type) && value.Kind() == ValueKind::Int64) {
         return value;
     }
@@ -88,16 +87,18 @@ struct TableModule {
         TableSource* source;
     };
 
+    // A walk over the table in its order, or over rows that an index found.
     struct Walk {
         sqlite3_vtab_cursor base;
         TableSource* source;
+        enum class Way { Scan, Kept, Found } way = Way::Scan;
         std::unique_ptr<TableScan> scan;
         std::span<const Cell> row;
+        RowId id = 0;
         bool at_end = true;
-        // Rows left to visit when a hash index is used.
-        bool by_index = false;
-        const std::pair<std::uint64_t, RowId>* next = nullptr;
-        const std::pair<std::uint64_t, RowId>* last = nullptr;
+        std::size_t next_kept = 0;  // Kept: the next row's number
+        const std::pair<std::uint64_t, std::int64_t>* next = nullptr;  // Found: what is left
+        const std::pair<std::uint64_t, std::int64_t>* last = nullptr;
     };
 
     template <typename Work>
@@ -188,11 +189,16 @@ struct TableModule {
 
     static Walk& Of(sqlite3_vtab_cursor* base) { return *reinterpret_cast<Walk*>(base); }
 
+    static void Leave(Walk& walk) {
+        auto& source = *walk.source;
+        if (!walk.at_end && source.stands_ && source.current_row_.data() == walk.row.data()) {
+            source.stands_ = false;
+        }
+    }
+
     static int Close(sqlite3_vtab_cursor* base) {
         auto& walk = Of(base);
-        if (walk.source->current_ == walk.scan.get()) {
-            walk.source->current_ = nullptr;
-        }
+        Leave(walk);
         std::unique_ptr<Walk>(&walk).reset();
         return SQLITE_OK;
     }
@@ -202,14 +208,15 @@ struct TableModule {
         auto& walk = Of(base);
         auto& source = *walk.source;
         return Guarded(source, [&] {
-            walk.by_index = false;
+            Leave(walk);
             walk.at_end = false;
-            if (source.current_ == walk.scan.get()) {
-                source.current_ = nullptr;
-            }
             if (index > 0) {
                 Search(walk, static_cast<std::size_t>(index - 1), CellOf(arguments[0]));
+            } else if (source.walks_++ > 0 && source.KeepRows()) {
+                walk.way = Walk::Way::Kept;
+                walk.next_kept = 0;
             } else {
+                walk.way = Walk::Way::Scan;
                 walk.scan = source.Table().Scan(source.projection_);
             }
             return walk.at_end ? SQLITE_OK : Step(walk);
@@ -229,6 +236,7 @@ struct TableModule {
         const auto column = source.read_columns[position];
         const auto key = KeyFor(source.Table().Columns()[column].info.type, value);
         auto found = key ? source.Table().FindEqual(column, *key, source.projection_) : nullptr;
+        walk.way = Walk::Way::Scan;
         if (found) {
             walk.scan = std::move(found);
         } else if (source.lookups_[position]++ == 0) {
@@ -239,30 +247,63 @@ struct TableModule {
                 return left.first < right.first;
             };
             const auto [first, last] = std::equal_range(
-                rows.begin(), rows.end(), std::pair<std::uint64_t, RowId>(*hash, 0), less);
-            walk.by_index = true;
+                rows.begin(), rows.end(), std::pair<std::uint64_t, std::int64_t>(*hash, 0), less);
+            walk.way = Walk::Way::Found;
             walk.next = rows.data() + (first - rows.begin());
             walk.last = rows.data() + (last - rows.begin());
-            if (!walk.scan) {
+            if (!walk.scan && !source.kept_) {
                 walk.scan = source.Table().Scan(source.projection_);
             }
         }
     }
 
-    static int Step(Walk& walk) {
-        bool found = false;
-        if (walk.by_index) {
-            while (!found && walk.next != walk.last) {
-                found = walk.scan->Seek((walk.next++)->second);
+    static bool StepToFound(Walk& walk) {
+        auto& source = *walk.source;
+        while (walk.next != walk.last) {
+            const auto row = (walk.next++)->second;
+            if (source.kept_) {
+                walk.id = source.kept_->IdOf(static_cast<std::size_t>(row));
+                walk.row = source.kept_->RowAt(static_cast<std::size_t>(row));
+                return true;
             }
-        } else {
-            found = walk.scan->Next();
+            if (walk.scan->Seek(row)) {
+                walk.id = row;
+                walk.row = walk.scan->Row();
+                return true;
+            }
         }
-        walk.at_end = !found;
-        if (found) {
-            walk.row = walk.scan->Row();
-            walk.source->current_ = walk.scan.get();
+        return false;
+    }
+
+    static int Step(Walk& walk) {
+        auto& source = *walk.source;
+        const TableScan* scan = walk.scan.get();
+        switch (walk.way) {
+            case Walk::Way::Scan:
+                walk.at_end = !walk.scan->Next();
+                if (!walk.at_end) {
+                    walk.id = walk.scan->CurrentRow();
+                    walk.row = walk.scan->Row();
+                }
+                break;
+            case Walk::Way::Kept:
+                walk.at_end = walk.next_kept >= source.kept_->Size();
+                if (!walk.at_end) {
+                    walk.id = source.kept_->IdOf(walk.next_kept);
+                    walk.row = source.kept_->RowAt(walk.next_kept);
+                    ++walk.next_kept;
+                }
+                scan = nullptr;
+                break;
+            case Walk::Way::Found:
+                walk.at_end = !StepToFound(walk);
+                scan = source.kept_ ? nullptr : scan;
+                break;
         }
+        source.stands_ = !walk.at_end;
+        source.current_id_ = walk.id;
+        source.current_row_ = walk.row;
+        source.current_scan_ = scan;
         return SQLITE_OK;
     }
 
@@ -278,7 +319,7 @@ struct TableModule {
         auto& source = *walk.source;
         const auto column = static_cast<std::size_t>(index);
         if (column >= source.positions_.size()) {
-            sqlite3_result_int64(context, walk.scan->CurrentRow());
+            sqlite3_result_int64(context, walk.id);
             return SQLITE_OK;
         }
         const auto position = source.positions_[column];
@@ -286,14 +327,16 @@ struct TableModule {
             return SQLITE_OK;
         }
         return Guarded(source, [&]() -> int {
-            source.session_->Keep(walk.scan->FieldError(position));
+            source.session_->Keep(walk.way == Walk::Way::Scan
+                                      ? walk.scan->FieldError(position)
+                                      : source.FieldErrorAt(walk.id, position));
             sqlite3_result_error(context, "unreadable", -1);
             return SQLITE_ERROR;
         });
     }
 
     static int Rowid(sqlite3_vtab_cursor* base, sqlite3_int64* out) {
-        *out = Of(base).scan->CurrentRow();
+        *out = Of(base).id;
         return SQLITE_OK;
     }
 
@@ -340,26 +383,68 @@ void TableSource::Register(Session& session, std::size_t number) {
                              nullptr);
 }
 
-const TableSource::HashIndex& TableSource::IndexOf(std::size_t read_position) {
-    auto& index = indexes_[read_position];
-    if (!index) {
-        HashIndex made;
-        const auto scan = table_->Scan(std::span(&read_columns[read_position], 1));
+// Brings the table's rows into memory if they fit; false if they don't.
+bool TableSource::KeepRows() {
+    if (!kept_ && !too_large_to_keep_) {
+        RowStore rows(projection_.size());
+        const auto scan = table_->Scan(projection_);
         while (scan->Next()) {
-            const auto& cell = scan->Row()[0];
-            if (cell.Kind() == ValueKind::Unreadable) {
-                throw scan->FieldError(0);
-            }
-            if (const auto hash = HashOf(cell)) {
-                made.emplace_back(*hash, scan->CurrentRow());
+            rows.Add(scan->CurrentRow(), scan->Row());
+            if (rows.Bytes() > kMaxKeptBytes) {
+                too_large_to_keep_ = true;
+                return false;
             }
         }
-        std::stable_sort(made.begin(), made.end(), [](const auto& left, const auto& right) {
-            return left.first < right.first;
-        });
-        index = std::move(made);
+        kept_ = std::move(rows);
     }
+    return kept_.has_value();
+}
+
+const TableSource::HashIndex& TableSource::IndexOf(std::size_t read_position) {
+    auto& index = indexes_[read_position];
+    if (index) {
+        return *index;
+    }
+    HashIndex made;
+    const auto add = [&](const Cell& cell, std::int64_t row, auto why) {
+        if (cell.Kind() == ValueKind::Unreadable) {
+            throw why();
+        }
+        if (const auto hash = HashOf(cell)) {
+            made.emplace_back(*hash, row);
+        }
+    };
+    if (KeepRows()) {
+        const auto position = positions_[read_position];
+        for (std::size_t row = 0; row < kept_->Size(); ++row) {
+            add(kept_->RowAt(row)[position], static_cast<std::int64_t>(row), [&] {
+                return FieldErrorAt(kept_->IdOf(row), position);
+            });
+        }
+    } else {
+        const auto scan = table_->Scan(std::span(&read_columns[read_position], 1));
+        while (scan->Next()) {
+            add(scan->Row()[0], scan->CurrentRow(), [&] { return scan->FieldError(0); });
+        }
+    }
+    std::stable_sort(made.begin(), made.end(), [](const auto& left, const auto& right) {
+        return left.first < right.first;
+    });
+    index = std::move(made);
     return *index;
+}
+
+DataError TableSource::FieldError(std::size_t position) const {
+    return current_scan_ != nullptr ? current_scan_->FieldError(position)
+                                    : FieldErrorAt(current_id_, position);
+}
+
+DataError TableSource::FieldErrorAt(RowId row, std::size_t position) const {
+    const auto scan = table_->Scan(std::span(&projection_[position], 1));
+    if (!scan->Seek(row)) {
+        return {kErrConversion, "A value of the table " + table_->Name() + " can't be read."};
+    }
+    return scan->FieldError(0);
 }
 
 double LinearDays(const DateTime& date) {

@@ -4,6 +4,7 @@
 // columns never go through SQLite: whoever made the source reads them from the scan's row, or from
 // a scan of its own by the id.
 
+#include "drivers/sql/row_store.h"
 #include "drivers/sql/storage.h"
 
 #include <memory>
@@ -40,24 +41,38 @@ public:
     // Makes it a table named "t<number>" of the session, which must not outlive it.
     void Register(Session& session, std::size_t number);
 
-    // The scan that SQLite moved last and its row; null when none is open.
-    TableScan* Current() const { return current_; }
-    // Column numbers that a scan of SQLite's carries.
-    const std::vector<std::size_t>& Projection() const { return projection_; }
+    // The row that SQLite's scan of the table stands at, if it stands at one; the shown columns
+    // come first where they are shown directly.
+    bool StandsAt(RowId row) const { return stands_ && current_id_ == row; }
+    bool Stands() const { return stands_; }
+    std::span<const Cell> CurrentRow() const { return current_row_; }
+    // Why the cell at `position` of the current row is Unreadable.
+    DataError FieldError(std::size_t position) const;
 
 private:
     friend struct TableModule;
-    // Rows by the hash of one column, for joins on a column without an index of the engine's.
-    using HashIndex = std::vector<std::pair<std::uint64_t, RowId>>;
+    // Hash of one column's value and the row: its number among the kept ones, else its id.
+    using HashIndex = std::vector<std::pair<std::uint64_t, std::int64_t>>;
     const HashIndex& IndexOf(std::size_t read_position);
+    bool KeepRows();
+    DataError FieldErrorAt(RowId row, std::size_t position) const;
 
     std::shared_ptr<StoredTable> table_;
     Session* session_ = nullptr;
     std::vector<std::size_t> projection_;
     std::vector<std::size_t> positions_;  // of read_columns in projection_
+    // For the inner tables of joins, which are looked at again and again: their rows in memory
+    // where they are few, and indexes made on the way.
+    std::optional<RowStore> kept_;
+    bool too_large_to_keep_ = false;
     std::vector<std::optional<HashIndex>> indexes_;
     std::vector<std::size_t> lookups_;  // how often each read column was looked up by value
-    TableScan* current_ = nullptr;
+    std::size_t walks_ = 0;
+
+    bool stands_ = false;
+    RowId current_id_ = 0;
+    std::span<const Cell> current_row_;
+    const TableScan* current_scan_ = nullptr;  // null: a kept row
 };
 
 // Dates are days since 1899-12-30 with the fraction counted forward, so that they sort.

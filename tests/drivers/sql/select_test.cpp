@@ -258,9 +258,60 @@ TEST_F(SelectTest, JoinsDontWalkTheInnerTableForEachRow) {
     EXPECT_LT(orders.rows_read + people.rows_read, 5000U);
 
     people.indexed.insert(0);
+    orders.rows_read = people.rows_read = 0;
+    EXPECT_EQ(Rows("select count(*) from Orders, People where id < 20 and Orders.id <> age"),
+              "2010");
+    EXPECT_LT(orders.rows_read + people.rows_read, 3000U);
+    people.rows[1][1].Assign(Cell::Unreadable());
+    EXPECT_EQ(Rows("select id, age from Orders, People where customer = name and id < 5"),
+              "1|36\n2|!\n3|36");
+
     people.rows_read = 0;
     EXPECT_EQ(Rows("select age from People where name = 'c77'"), "1");
     EXPECT_EQ(people.rows_read, 1U);
+}
+
+// Sorted rows are read from the table by the chunk: first by id, later by walks over the table.
+TEST_F(SelectTest, LongSortedResultsComeWholeAndInOrder) {
+    using D = MemoryDatabase;
+    auto& rows = database_->AddTable(
+        "Many", {D::Column("id", adInteger, 4), D::Column("t", adVarWChar, 40)});
+    constexpr int kRows = 5000;
+    for (int k = 0; k < kRows; ++k) {
+        const int id = k * 7919 % kRows;
+        std::vector<Value> row(2);
+        row[0].Assign(Cell::Int64(id));
+        const std::string text = "row " + std::to_string(id);
+        row[1].Assign(id == 4321 ? Cell::Unreadable() : Cell::Text(text));
+        rows.rows.push_back(std::move(row));
+        rows.deleted.push_back(false);
+    }
+    const auto cursor = connection_->OpenCursor("select t, id, id * 2 from Many order by id");
+    for (int id = 0; id < kRows; ++id) {
+        ASSERT_TRUE(cursor->Next());
+        ASSERT_EQ(cursor->Row()[1].AsInt64(), id);
+        ASSERT_EQ(cursor->Row()[2].AsInt64(), id * 2);
+        if (id == 4321) {
+            EXPECT_EQ(Shown(cursor->Row()[0]), "!");
+            EXPECT_EQ(cursor->FieldError(0).Description().substr(0, 17), "unreadable Many.t");
+        } else {
+            ASSERT_EQ(cursor->Row()[0].AsText(), "row " + std::to_string(id));
+        }
+    }
+    EXPECT_FALSE(cursor->Next());
+    EXPECT_LT(rows.rows_read, 20U * kRows);
+
+    // What fails behind a chunk comes after its rows; a row deleted meanwhile is told.
+    const auto failing =
+        connection_->OpenCursor("select id, 1 \\ (max(id) - 250) from Many group by id");
+    for (int id = 0; id < 250; ++id) {
+        ASSERT_TRUE(failing->Next());
+    }
+    EXPECT_THROW(failing->Next(), DataError);
+    const auto losing = connection_->OpenCursor("select t, id from Many order by id desc");
+    ASSERT_TRUE(losing->Next());
+    rows.deleted.assign(rows.deleted.size(), true);
+    EXPECT_THROW(while (losing->Next()){}, DataError);
 }
 
 TEST_F(SelectTest, PathsAreTableNames) {
