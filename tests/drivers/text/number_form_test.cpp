@@ -118,6 +118,7 @@ TEST(TypeOfValue, KeepsAsTextWhatANumberCouldNotGiveBack) {
         {"May 5", ColumnType::Text},
         {"True", ColumnType::Text},
     };
+    SetLocalDateForm({});
     for (const Case& test : kCases) {
         EXPECT_EQ(TypeOfValue(test.text, {}), test.type) << test.text;
     }

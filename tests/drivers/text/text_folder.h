@@ -53,7 +53,9 @@ inline std::string ShowRow(std::span<const Cell> row) {
 class TextFolder {
 public:
     explicit TextFolder(std::string_view extended_properties = "text", ReaderSizes sizes = {})
-        : properties_(extended_properties), sizes_(sizes) {}
+        : properties_(extended_properties), sizes_(sizes) {
+        SetLocalDateForm({});  // whatever the locale of the tests
+    }
 
     const vantry::test::TempDir& Dir() const { return dir_; }
     void Write(std::string_view name, std::string_view content) const { dir_.Write(name, content); }

@@ -217,6 +217,21 @@ TEST(TextScan, UnreadableFieldTellsFileLineColumnValueAndRemedy) {
     EXPECT_EQ(folder.Rows("g.csv"), (Lines{"!!!|'b'", "!!!|!!!"}));
 }
 
+TEST(TextScan, DayAndMonthAreNeverSwapped) {
+    TextFolder folder;
+    folder.Schema("[f.csv]\nMaxScanRows=1\n");
+    folder.Write("f.csv", "a\n05/12/2024\n13/12/2024\n12/13/2024\n");
+    const Lines day_first = {"#2024-12-05 00:00:00#", "#2024-12-13 00:00:00#", "!!!"};
+    const Lines month_first = {"#2024-05-12 00:00:00#", "!!!", "#2024-12-13 00:00:00#"};
+    SetLocalDateForm({DateOrder::DayMonthYear, '/', true, false});
+    EXPECT_EQ(RowsOf(folder), day_first);
+    SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
+    EXPECT_EQ(RowsOf(folder), month_first);
+    folder.Schema("[f.csv]\nMaxScanRows=2\n");
+    EXPECT_EQ(folder.Columns("f.csv"), "a 202/255");
+    SetLocalDateForm({});
+}
+
 TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
     struct Change {
         const char* name;
