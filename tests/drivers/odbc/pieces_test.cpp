@@ -55,7 +55,10 @@ TEST(SelectPartsTest, KeepsTheQuotesOfTheDialectAndSeesNoWordsInsideThem) {
         {"Select id,name FROM scott.emp", "id/name/scott.emp"},
         {"select `a from`,\"x,y\" from `d`.`t`", "`a from`/\"x,y\"/`d`.`t`"},
         {"select * from t", "*/t"},
-        {"select coalesce(a,'from ,') , b\rfrom\rt", "coalesce(a,'from ,')/b/t"},
+        {"select a , [f(x)]\rfrom\rt", "a/[f(x)]/t"},
+        // No row can be added to an expression.
+        {"select coalesce(a,'from ,'), b from t", ""},
+        {"select count(*) from t", ""},
         {"select [a]from[t]", "[a]/[t]"},
         {"select fromage, afrom from t", "fromage/afrom/t"},
         {"select a,,b from t", ""},
