@@ -45,17 +45,41 @@ char32_t Decode(std::string_view text, std::size_t& position) {
     return NextCodePoint(text, position);
 }
 
+// The letter that an accented one is filed under, for U+00C0 to U+017F; "." is itself.
+constexpr char32_t kFirstAccented = 0xC0;
+constexpr std::string_view kBaseLetters =
+    "aaaaaaaceeeeiiiidnooooo.ouuuuytsaaaaaaaceeeeiiii"
+    "dnooooo.ouuuuytyaaaaaaccccccccddddeeeeeeeeeegggg"
+    "gggghhhhiiiiiiiiiiiijjkkkllllllllllnnnnnnnnnoooo"
+    "oooorrrrrrssssssssttttttuuuuuuuuuuuuwwyyyzzzzzzs";
+
+char32_t BaseLetter(char32_t folded) {
+    if (folded < kFirstAccented || folded >= kFirstAccented + kBaseLetters.size()) {
+        return folded;
+    }
+    const char base = kBaseLetters[folded - kFirstAccented];
+    return base == '.' ? folded : static_cast<char32_t>(base);
+}
+
+// By letters first, and where those are the same by accents, from a place on up to which both are
+// alike: "emile" < "émile" < "emily".
 int CompareFoldedFrom(std::string_view left, std::string_view right, std::size_t begin) {
     auto i = begin;
     auto j = begin;
+    int accents = 0;
     while (i < left.size() && j < right.size()) {
         const auto a = FoldedCase(Decode(left, i));
         const auto b = FoldedCase(Decode(right, j));
-        if (a != b) {
-            return a < b ? -1 : 1;
+        const auto base_a = BaseLetter(a);
+        const auto base_b = BaseLetter(b);
+        if (base_a != base_b) {
+            return base_a < base_b ? -1 : 1;
+        }
+        if (accents == 0 && a != b) {
+            accents = a < b ? -1 : 1;
         }
     }
-    return i < left.size() ? 1 : j < right.size() ? -1 : 0;
+    return i < left.size() ? 1 : j < right.size() ? -1 : accents;
 }
 
 }  // namespace

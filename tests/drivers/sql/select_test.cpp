@@ -104,7 +104,7 @@ TEST_F(SelectTest, JoinsSubqueriesAndUnions) {
          "1|ADA\n2|émile\n3|ADA\n4|-\n5|-"},
         {"select name, id from Orders right join People on Orders.customer = People.name order by "
          "name, id",
-         "ADA|1\nADA|3\nZoe|-\némile|2"},
+         "ADA|1\nADA|3\némile|2\nZoe|-"},
         {"select a.id, b.id, c.name from (Orders a inner join Orders b on a.id = b.id - 1) inner "
          "join People c on a.customer = c.name",
          "1|2|ADA\n2|3|émile\n3|4|ADA"},
@@ -145,6 +145,10 @@ TEST_F(SelectTest, GroupsOrderAndTop) {
          "1776|1\n2023|1\n2024|2"},
         {"select first(id), last(id), stdev(id), varp(id) from Orders", "1|5|1.5811388300841898|2"},
         {"select distinct customer from Orders order by customer", "-\nAda\nBob\nÉMILE"},
+        {"select n from (select 'emily' as n union select 'émile' union select 'Emile' union "
+         "select 'f') order by n",
+         "Emile\némile\nemily\nf"},
+        {"select id from Orders where customer >= 'e' and customer < 'f'", "2"},
         {"select distinct shipped, count(*) from Orders group by customer, shipped order by "
          "shipped",
          "True|1\nTrue|2\nFalse|1"},
