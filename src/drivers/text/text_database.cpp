@@ -177,6 +177,10 @@ std::shared_ptr<sql::StoredTable> TextDatabase::OpenTable(std::string_view name)
         *file_name, std::move(source), std::move(layout), journal_, sizes_);
 }
 
+std::optional<std::string> TextDatabase::ViewText(std::string_view name) {
+    throw FileMissing(PathIn(folder_, name));
+}
+
 void TextDatabase::CreateTable(const sql::TableDefinition& definition) {
     const std::string file_name = NewFileName(definition.name);
     if (!file::IsPlainFileName(file_name) ||

@@ -92,7 +92,11 @@ TEST_F(TextDriverTest, ErrorsHaveTheNumbersThatCallersKnow) {
         std::string words;
     };
     const Case cases[] = {
-        {"SELECT * FROM [missing.csv]", true, kErrNoSuchTable, "missing.csv"},
+        {"SELECT * FROM [missing.csv]",
+         true,
+         kErrNoSuchTable,
+         "could not find the object '" + (folder_.Path() / "missing.csv").string() + "'."},
+        {"INSERT INTO [missing.csv] (n) VALUES (1)", false, kErrNoSuchTable, "missing.csv'."},
         {"SELECT nope FROM [a.csv]", true, kErrMissingParameter, "required parameters"},
         {"SELECT * FROM", true, kErrSyntax, "yntax error"},
         {"DELETE FROM [a.csv]", false, kErrUnspecified, "Deleting data in a linked table"},
