@@ -13,8 +13,6 @@
 namespace vantry::sql {
 namespace {
 
-constexpr std::size_t kMaxDepth = 400;
-
 std::string_view Symbol(Operator op) {
     switch (op) {
         case Operator::Equal:
@@ -113,7 +111,7 @@ std::string ComparableText(std::string_view text) {
 }
 
 Term StatementCompiler::Compile(const Expression& expression, Scope& scope) {
-    if (++depth_ > kMaxDepth) {
+    if (++depth_ > kMaxCompileDepth) {
         throw TooComplex();
     }
     auto term = CompileNode(expression, scope);

@@ -217,11 +217,18 @@ std::optional<PlainQuery> MatchPlainQuery(const Select& select, EmbeddedDatabase
             plain.limit = 0;
         }
     }
+    const bool counts = core.items.size() == 1 && IsCountOfRows(*core.items[0].expression);
+    for (const auto& item : core.items) {
+        const auto kind = item.expression->kind;
+        if (!counts && kind != Expression::Kind::Star && kind != Expression::Kind::Column) {
+            return std::nullopt;  // before the table is opened for nothing
+        }
+    }
     plain.table = database.OpenTable(core.from[0].name);
     if (!plain.table) {
         return std::nullopt;
     }
-    if (core.items.size() == 1 && IsCountOfRows(*core.items[0].expression)) {
+    if (counts) {
         ColumnInfo info{core.items[0].alias, adInteger, 4, 10, kDoesNotApply};
         if (info.name.empty()) {
             info.name = "Expr1000";

@@ -20,7 +20,7 @@ std::string TableName(const ScopeTable& table) {
 }  // namespace
 
 std::unique_ptr<SelectPlan> StatementCompiler::Plan(const sql::Select& select, Scope* outer) {
-    if (++depth_ > kMaxColumns) {
+    if (++depth_ > kMaxCompileDepth) {
         throw TooComplex();
     }
     if (select.into) {

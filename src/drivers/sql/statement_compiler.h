@@ -116,6 +116,9 @@ struct Rendered {
     std::vector<std::pair<std::size_t, int>> row_ids;  // source, column
 };
 
+// Levels of expressions and queries within each other, saved queries included.
+inline constexpr std::size_t kMaxCompileDepth = 400;
+
 class StatementCompiler {
 public:
     StatementCompiler(EmbeddedDatabase& database, const Dialect& dialect)

@@ -121,7 +121,7 @@ Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) 
         return Cell::Unreadable();
     }
     std::string_view text = Decode(bytes, field, plain);
-    if (column_.width > 0 && text.size() > column_.width) {
+    if (column_.width > 0 && !forms_.fixed_columns && text.size() > column_.width) {
         text = PrefixOfUtf16Units(text, column_.width);
     }
     return Cell::Text(text);

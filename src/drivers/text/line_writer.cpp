@@ -204,7 +204,7 @@ void LineWriter::AppendText(const TextColumn& column, std::string_view text) {
 }
 
 void LineWriter::PadField(const TextColumn& column, std::size_t width) {
-    const std::size_t length = CountUtf16Units(field_);
+    const std::size_t length = CountCodePoints(field_);
     if (length > width) {
         Refuse(column, "it is wider than the column");
     }

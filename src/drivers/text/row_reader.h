@@ -59,8 +59,6 @@ public:
     // The rows from here to the end, which is where the reader stands afterwards.
     std::int64_t CountRest();
 
-    const TextFile& File() const { return *file_; }
-
 private:
     bool NextBatch();
     void ReadMore();

@@ -101,7 +101,8 @@ bool MayBeSecondByte(std::string_view token) {
 
 RowSplitter::RowSplitter(SplitRules rules, std::size_t max_fields)
     : rules_(std::move(rules)), max_fields_(max_fields) {
-    record_units_ = std::accumulate(rules_.widths.begin(), rules_.widths.end(), std::size_t{0});
+    record_width_ = std::max<std::size_t>(
+        std::accumulate(rules_.widths.begin(), rules_.widths.end(), std::size_t{0}), 1);
     const bool pairs = rules_.bytes == ByteForm::DoubleByte || rules_.bytes == ByteForm::ShiftJis;
     careful_ = rules_.delimiter.size() != 1 || rules_.qualifier.size() > 1 ||
                (pairs && (MayBeSecondByte(rules_.delimiter) || MayBeSecondByte(rules_.qualifier)));
@@ -303,9 +304,7 @@ std::size_t RowSplitter::SplitRecords(const Window& window, RowBatch& batch) con
     std::size_t row_begin = 0;
     while (row_begin < window.limit) {
         const char* const from = window.data + row_begin;
-        const std::size_t length =
-            std::max(BytesOfUnits(from, end, record_units_), CharacterBytes(from, end));
-        const std::size_t place = row_begin + length;
+        const std::size_t place = row_begin + BytesOfWidth(from, end, record_width_);
         if (place == window.size && !window.final) {
             return row_begin;  // there may be more of it, or a break behind it
         }
@@ -334,7 +333,7 @@ void RowSplitter::CutColumns(
         const std::size_t width = rules_.widths[column];
         const std::size_t length =
             plain ? std::min(width, end - place)
-                  : BytesOfUnits(window.data + place, window.data + end, width);
+                  : BytesOfWidth(window.data + place, window.data + end, width);
         row.Add(FieldSpan(place, place + length));
         place += length;
     }
@@ -371,33 +370,17 @@ std::size_t RowSplitter::CharacterBytes(const char* at, const char* end) const {
     return 1;
 }
 
-// Bytes of as many characters as make up `units`: of UTF-16 units in UTF-8, of bytes elsewhere,
-// which is how wide the columns of such files are.
-std::size_t RowSplitter::BytesOfUnits(const char* from, const char* end, std::size_t units) const {
+// Columns of double-byte sets are as wide as their bytes, all others as their characters.
+std::size_t RowSplitter::BytesOfWidth(const char* from, const char* end, std::size_t width) const {
     const auto there = static_cast<std::size_t>(end - from);
     if (rules_.bytes != ByteForm::Utf8) {
-        return std::min(units, there);
+        return std::min(width, there);
     }
     std::size_t bytes = 0;
-    while (units > 0 && bytes < there) {
-        const std::size_t length = CharacterBytes(from + bytes, end);
-        const std::size_t cost = length == 4 ? 2 : 1;
-        if (cost > units) {
-            break;
-        }
-        units -= cost;
-        bytes += length;
+    for (; width > 0 && bytes < there; --width) {
+        bytes += CharacterBytes(from + bytes, end);
     }
     return bytes;
-}
-
-std::size_t RowSplitter::FirstLine(const char* window, std::size_t size, bool final) {
-    for (std::size_t place = 0; place < size; ++place) {
-        if (IsBreak(window[place])) {
-            return BehindBreak(window, size, final, place).value_or(0);
-        }
-    }
-    return final ? size : 0;
 }
 
 }  // namespace vantry::text

@@ -86,10 +86,6 @@ public:
 
     const SplitRules& Rules() const { return rules_; }
 
-    // Bytes up to behind the first line break, whatever the layout; nothing special about
-    // qualifiers. 0 when there is none in the window and it isn't final.
-    static std::size_t FirstLine(const char* window, std::size_t size, bool final);
-
 private:
     struct Window {
         const char* data;
@@ -108,11 +104,11 @@ private:
                     bool plain,
                     RowBatch& batch) const;
     std::size_t CharacterBytes(const char* at, const char* end) const;
-    std::size_t BytesOfUnits(const char* from, const char* end, std::size_t units) const;
+    std::size_t BytesOfWidth(const char* from, const char* end, std::size_t width) const;
 
     SplitRules rules_;
     std::size_t max_fields_;
-    std::size_t record_units_ = 0;
+    std::size_t record_width_ = 0;
     bool careful_ = false;  // delimiter, qualifier or character set need the byte-by-byte way
 };
 

@@ -77,6 +77,11 @@ TEST_F(ChangeTest, DeleteInItsForms) {
     EXPECT_EQ(
         connection_->Execute("delete Orders.* from Orders inner join People on customer = name"),
         1);
+    connection_->Execute("insert into Orders (id, customer) select id, 'ada' from Orders");
+    EXPECT_EQ(
+        connection_->Execute("delete People.* from People inner join Orders on customer = name"),
+        1);
+    EXPECT_EQ(connection_->Execute("delete from Orders where customer = 'ADA'"), 2);
     const auto erase = connection_->Prepare("delete from Orders where ordered < ?", {});
     const Cell limit[] = {Cell::Text("1800-01-01")};
     EXPECT_EQ(erase->Execute(limit), 1);
@@ -174,7 +179,9 @@ TEST_F(ChangeTest, ErrorsHaveTheDialectsNumbersAndWords) {
         {"select id from Orders a, Orders b",
          kErrSyntax,
          "The specified field 'id' could refer to more than one table listed in the FROM clause"},
-        {"select id from Orders where customer = 1", kErrTypeMismatch, "Data type mismatch"},
+        {"select id from Orders where id > 99 and customer = 1",
+         kErrTypeMismatch,
+         "Data type mismatch"},
         {"select id from Orders where ordered > 'soon'", kErrTypeMismatch, "Data type mismatch"},
         {"select id from Orders where customer", kErrTypeMismatch, "Data type mismatch"},
         {"select Foo(1) from Orders", kErrSyntax, "Undefined function 'Foo' in expression."},

@@ -20,6 +20,7 @@ struct MemoryRows {
     std::vector<bool> deleted;
     std::set<std::size_t> indexed;  // columns that FindEqual knows
     std::size_t rows_read = 0;
+    bool backwards = false;            // scans begin with the last row
     std::size_t row_limit = SIZE_MAX;  // reading more is an error: keeps the fuzzer's joins short
 };
 
@@ -28,9 +29,12 @@ public:
     MemoryScan(std::shared_ptr<MemoryRows> rows, std::span<const std::size_t> projection)
         : rows_(std::move(rows)), projection_(projection.begin(), projection.end()) {
         cells_.resize(projection_.size());
+        texts_.resize(projection_.size());
+        at_ = rows_->backwards ? static_cast<RowId>(rows_->rows.size()) : -1;
     }
     bool Next() override {
-        for (++at_; at_ < static_cast<RowId>(rows_->rows.size()); ++at_) {
+        const int step = rows_->backwards ? -1 : 1;
+        for (at_ += step; at_ >= 0 && at_ < static_cast<RowId>(rows_->rows.size()); at_ += step) {
             const auto row = static_cast<std::size_t>(at_);
             if (!rows_->deleted[row] && (!only_ || only_->count(at_) > 0)) {
                 Fill();
@@ -66,12 +70,19 @@ private:
         const auto& row = rows_->rows[static_cast<std::size_t>(at_)];
         for (std::size_t k = 0; k < projection_.size(); ++k) {
             cells_[k] = row[projection_[k]].AsCell();
+            if (cells_[k].Kind() == ValueKind::Text) {
+                // As in an engine, the text of the row before is overwritten.
+                std::fill(texts_[k].begin(), texts_[k].end(), '#');
+                texts_[k].assign(cells_[k].AsText());
+                cells_[k] = Cell::Text(texts_[k]);
+            }
         }
     }
     std::shared_ptr<MemoryRows> rows_;
     std::vector<std::size_t> projection_;
     std::vector<Cell> cells_;
-    RowId at_ = -1;
+    std::vector<std::string> texts_;
+    RowId at_;
     std::optional<std::set<RowId>> only_;
 };
 

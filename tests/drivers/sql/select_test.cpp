@@ -119,6 +119,9 @@ TEST_F(SelectTest, JoinsSubqueriesAndUnions) {
         {"select count(*) from (select name from People union select customer from Orders)", "5"},
         {"select id from Orders where id < 3 union all select age from People", "1\n2\n36\n51\n-"},
         {"select t.c from (select customer as c, id from Orders where id < 3) as t", "Ada\nÉMILE"},
+        {"select p.name, v.id from People p left join (select top 3 id, customer from Orders) as v "
+         "on v.customer = p.name",
+         "ADA|1\nADA|3\némile|2\nZoe|-"},
         {"select c from [select customer as c from Orders where id = 5]. as t", "Bob"},
     };
     for (const auto& [sql, rows] : cases) {
@@ -290,6 +293,8 @@ TEST_F(SelectTest, LongSortedResultsComeWholeAndInOrder) {
         rows.rows.push_back(std::move(row));
         rows.deleted.push_back(false);
     }
+    rows.backwards = true;
+    EXPECT_EQ(Rows("select count(*) from Many where id < 7"), "7");
     const auto cursor = connection_->OpenCursor("select t, id, id * 2 from Many order by id");
     for (int id = 0; id < kRows; ++id) {
         ASSERT_TRUE(cursor->Next());

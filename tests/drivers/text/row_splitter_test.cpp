@@ -199,10 +199,9 @@ TEST(RowSplitter, CutsFixedColumnsByCharacters) {
     exact.layout = SplitRules::Layout::TrueFixedLength;
     EXPECT_EQ(SplitAll(exact, "aabbbccddd\r\ne\rfff\nggh", 1000), "aa|bbb;cc|ddd;e\r|fff;gg|h;");
     EXPECT_EQ(SplitAll(exact, "aabbbccddd\r\ne\rfff\nggh", 1), "aa|bbb;cc|ddd;e\r|fff;gg|h;");
-    // A character of two units doesn't end within a column.
     SplitRules narrow = exact;
     narrow.widths = {1};
-    EXPECT_EQ(SplitAll(narrow, "\xF0\x9F\x98\x80", 10), ";");
+    EXPECT_EQ(SplitAll(narrow, "\xF0\x9F\x98\x80x\xF0", 10), "\xF0\x9F\x98\x80;x;\xF0;");
 }
 
 }  // namespace
