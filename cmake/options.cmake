@@ -42,6 +42,18 @@ function(vantry_library name)
   target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/pch.h)
 endfunction()
 
+# vantry_qt_library(NAME SOURCES... [DEPENDS ...]): the same for windows and pages; a form.ui is made into
+# ui_form.h by the build.
+function(vantry_qt_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
+  target_link_libraries(${name} PUBLIC vy_options ${ARG_DEPENDS} Qt6::Widgets)
+  target_compile_definitions(${name} PRIVATE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
+  target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/pch.h
+    ${PROJECT_SOURCE_DIR}/cmake/pch_qt.h)
+endfunction()
+
 # vantry_test(NAME SOURCES... [DEPENDS ...]): one test binary, its cases registered one by one.
 function(vantry_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LABELS" ${ARGN})
@@ -50,6 +62,20 @@ function(vantry_test name)
   target_link_libraries(${name} PRIVATE vy_options ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
   target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/pch.h
     ${PROJECT_SOURCE_DIR}/cmake/pch_test.h)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT 600 LABELS "${ARG_LABELS}")
+endfunction()
+
+# vantry_qt_test(NAME SOURCES... [DEPENDS ...]): the same with a QApplication around the cases, on a
+# platform without a screen.
+function(vantry_qt_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/qt_main.cpp)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
+  target_link_libraries(${name} PRIVATE vy_options ${ARG_DEPENDS} Qt6::Widgets GTest::gtest)
+  target_compile_definitions(${name} PRIVATE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
+  target_precompile_headers(${name} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/pch.h
+    ${PROJECT_SOURCE_DIR}/cmake/pch_test.h ${PROJECT_SOURCE_DIR}/cmake/pch_qt.h)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT 600 LABELS "${ARG_LABELS}")
 endfunction()

@@ -17,9 +17,10 @@ need_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev)
 TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
-               libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin sqlite3 python3 python3-dbfread)
+               libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin sqlite3 python3 python3-dbfread xvfb xauth xdotool
+               fonts-dejavu-core)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
 jobs() { nproc 2>/dev/null || echo 2; }

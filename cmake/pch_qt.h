@@ -1,0 +1,3 @@
+#pragma once
+// What every page includes.
+#include <QtWidgets/QtWidgets>

@@ -1,0 +1,208 @@
+#include "shell/dialogs.h"
+
+#include "core/session_state.h"
+#include "shell/qt_text.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QUrl>
+
+namespace vantry {
+namespace {
+
+QMessageBox::Icon IconOf(BoxIcon icon) {
+    switch (icon) {
+        case BoxIcon::Stop:
+            return QMessageBox::Critical;
+        case BoxIcon::Information:
+            return QMessageBox::Information;
+        case BoxIcon::Question:
+            return QMessageBox::Question;
+        case BoxIcon::Warning:
+            return QMessageBox::Warning;
+        case BoxIcon::None:
+            break;
+    }
+    return QMessageBox::NoIcon;
+}
+
+QMessageBox::StandardButton ButtonOf(BoxAnswer answer) {
+    switch (answer) {
+        case BoxAnswer::Yes:
+            return QMessageBox::Yes;
+        case BoxAnswer::No:
+            return QMessageBox::No;
+        case BoxAnswer::Retry:
+            return QMessageBox::Retry;
+        case BoxAnswer::Cancel:
+            return QMessageBox::Cancel;
+        case BoxAnswer::Ok:
+            break;
+    }
+    return QMessageBox::Ok;
+}
+
+std::vector<BoxAnswer> AnswersOf(BoxButtons buttons) {
+    switch (buttons) {
+        case BoxButtons::YesNo:
+            return {BoxAnswer::Yes, BoxAnswer::No};
+        case BoxButtons::RetryCancel:
+            return {BoxAnswer::Retry, BoxAnswer::Cancel};
+        case BoxButtons::Ok:
+            break;
+    }
+    return {BoxAnswer::Ok};
+}
+
+// "A (*.x)|*.x|B|*.y;*.z" as the toolkit wants it, with both letter cases of each pattern.
+QString QtFilter(const std::string& filter) {
+    const auto parts = ToQt(filter).split('|');
+    QStringList filters;
+    for (qsizetype i = 0; i + 1 < parts.size(); i += 2) {
+        QStringList patterns;
+        for (const auto& pattern : parts[i + 1].split(';', Qt::SkipEmptyParts)) {
+            if (pattern == "*.*") {
+                patterns << "*";  // a name without a dot is a file, too
+                continue;
+            }
+            patterns << pattern;
+            if (pattern.toUpper() != pattern) {
+                patterns << pattern.toUpper();
+            }
+        }
+        QString name = parts[i];
+        if (const auto bracket = name.indexOf(" ("); bracket > 0) {
+            name.truncate(bracket);
+        }
+        filters << name + " (" + patterns.join(' ') + ")";
+    }
+    return filters.join(";;");
+}
+
+class DesktopDialogs : public Dialogs {
+public:
+    BoxAnswer Show(const Box& box) override {
+        QMessageBox window(QApplication::activeWindow());
+        window.setObjectName("MessageBox");
+        window.setIcon(IconOf(box.icon));
+        window.setWindowTitle(ToQt(box.title));
+        // Texts come from data sources, too: none of them is markup.
+        window.setTextFormat(Qt::PlainText);
+        window.setText(ToQt(box.text));
+        const auto answers = AnswersOf(box.buttons);
+        for (const auto answer : answers) {
+            window.addButton(ButtonOf(answer));
+        }
+        window.setDefaultButton(ButtonOf(box.preset.value_or(answers.front())));
+        window.setEscapeButton(ButtonOf(answers.back()));
+        const auto pressed = window.exec();
+        for (const auto answer : answers) {
+            if (ButtonOf(answer) == pressed) {
+                return answer;
+            }
+        }
+        return answers.back();
+    }
+
+    void Beep() override { QApplication::beep(); }
+
+    std::optional<std::string> ChooseFileToOpen(const FileChoice& choice) override {
+        return Choose(choice, QFileDialog::AcceptOpen, QFileDialog::ExistingFile);
+    }
+    std::optional<std::string> ChooseFileToSave(const FileChoice& choice) override {
+        return Choose(choice, QFileDialog::AcceptSave, QFileDialog::AnyFile);
+    }
+    std::optional<std::string> ChooseFolder(const std::string& title,
+                                            const std::string& start) override {
+        return Choose({title, "", start, ""}, QFileDialog::AcceptOpen, QFileDialog::Directory);
+    }
+
+    bool Open(const std::string& path_or_address) override {
+        return QDesktopServices::openUrl(QUrl::fromUserInput(ToQt(path_or_address)));
+    }
+
+private:
+    static std::optional<std::string> Choose(const FileChoice& choice,
+                                             QFileDialog::AcceptMode accept,
+                                             QFileDialog::FileMode mode) {
+        QFileDialog window(QApplication::activeWindow(), ToQt(choice.title));
+        window.setObjectName("FileDialog");
+        window.setAcceptMode(accept);
+        window.setFileMode(mode);
+        if (!choice.filter.empty()) {
+            window.setNameFilter(QtFilter(choice.filter));
+        }
+        if (mode == QFileDialog::Directory) {
+            window.setOption(QFileDialog::ShowDirsOnly);
+        }
+        if (!choice.default_suffix.empty()) {
+            window.setDefaultSuffix(ToQt(choice.default_suffix));
+        }
+        if (!choice.start.empty()) {
+            const QFileInfo start(ToQt(choice.start));
+            if (start.isDir()) {
+                window.setDirectory(start.absoluteFilePath());
+            } else {
+                window.setDirectory(start.absolutePath());
+                window.selectFile(start.fileName());
+            }
+        }
+        if (window.exec() != QDialog::Accepted || window.selectedFiles().isEmpty()) {
+            return std::nullopt;
+        }
+        return FromQt(window.selectedFiles().first());
+    }
+};
+
+Dialogs*& Replacement() {
+    static Dialogs* replacement = nullptr;
+    return replacement;
+}
+
+}  // namespace
+
+Dialogs& CurrentDialogs() {
+    static DesktopDialogs desktop;
+    return Replacement() != nullptr ? *Replacement() : desktop;
+}
+
+DialogsReplacement::DialogsReplacement(Dialogs& dialogs) : former_(Replacement()) {
+    Replacement() = &dialogs;
+}
+
+DialogsReplacement::~DialogsReplacement() {
+    Replacement() = former_;
+}
+
+void Tell(std::string text, std::string title) {
+    CurrentDialogs().Show({std::move(text), std::move(title), BoxIcon::None, BoxButtons::Ok, {}});
+}
+
+void TellStop(std::string text, std::string title) {
+    CurrentDialogs().Show({std::move(text), std::move(title), BoxIcon::Stop, BoxButtons::Ok, {}});
+}
+
+bool AskYesNo(std::string text, std::string title) {
+    return CurrentDialogs().Show(
+               {std::move(text), std::move(title), BoxIcon::None, BoxButtons::YesNo, {}}) ==
+           BoxAnswer::Yes;
+}
+
+void OpenHelp() {
+    const std::string folder = ApplicationFolder();
+    for (const char* name : {"VY3Help.chm", "help/index.html"}) {
+        const std::string path = JoinPath(folder, name);
+        if (QFileInfo::exists(ToQt(path)) && CurrentDialogs().Open(path)) {
+            return;
+        }
+    }
+    TellStop(
+        "The help can't be shown: there is neither \"VY3Help.chm\" nor the folder \"help\" in " +
+        folder + ", or no program that shows it is installed.");
+}
+
+}  // namespace vantry

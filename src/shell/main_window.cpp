@@ -1,0 +1,142 @@
+#include "shell/main_window.h"
+
+#include "ui_MDIForm1.h"
+
+#include "core/session_state.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QMdiSubWindow>
+#include <QVersionNumber>
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace vantry {
+namespace {
+
+// Both stand in for pages of the product's own site, which there isn't yet: the manual explains and
+// shows the same.
+constexpr const char* kTour = "help/index.html";
+
+std::unique_ptr<MainWindow>& Frame() {
+    static std::unique_ptr<MainWindow> frame;
+    return frame;
+}
+
+std::function<void()>& ProgramEnd() {
+    static std::function<void()> end = [] {
+        std::fflush(nullptr);
+        _exit(0);
+    };
+    return end;
+}
+
+void OpenManual(const char* path) {
+    const std::string file = JoinPath(ApplicationFolder(), path);
+    if (!CurrentDialogs().Open(file)) {
+        TellStop("No program that shows " + file + " is installed.");
+    }
+}
+
+}  // namespace
+
+MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
+    ui_->setupUi(this);
+    const auto version = QVersionNumber::fromString(QCoreApplication::applicationVersion());
+    setWindowTitle(QString("Vantry %1.%2").arg(version.majorVersion()).arg(version.minorVersion()));
+    ConnectMenus();
+}
+
+MainWindow::~MainWindow() = default;
+
+QMdiArea* MainWindow::Area() const {
+    return ui_->Pages;
+}
+
+void MainWindow::SetActions(Actions actions) {
+    actions_ = std::move(actions);
+}
+
+void MainWindow::ConnectMenus() {
+    const auto run = [this](std::function<void()> Actions::*action) {
+        return [this, action] {
+            if (actions_.*action) {
+                (actions_.*action)();
+            }
+        };
+    };
+    const auto show = [](const char* page) { return [page] { ShowPage(page); }; };
+    const auto on = [this](QAction* entry, auto action) {
+        connect(entry, &QAction::triggered, this, action);
+    };
+    on(ui_->mRepNew, run(&Actions::create_repository));
+    on(ui_->mRepOpen, show("BackupRepo"));
+    on(ui_->mRepStatus, show("RestoreRepo"));
+    on(ui_->mExit, [this] {
+        if (SureToExit()) {
+            EndProgram();
+        }
+    });
+    on(ui_->mCreateNewSes, run(&Actions::create_session));
+    on(ui_->mOpenSes, show("Form15"));
+    on(ui_->mStatSes, show("CheckSch"));
+    on(ui_->mShowNavigator, run(&Actions::show_navigator));
+    on(ui_->mContents, [] { OpenHelp(); });
+    on(ui_->mIndex, [] { OpenHelp(); });
+    on(ui_->mTakeTour, [] { OpenManual(kTour); });
+    on(ui_->mAbout, show("frmAbout"));
+    on(ui_->mVYWeb, [] { OpenManual(kTour); });
+}
+
+bool MainWindow::SureToExit() {
+    return AskYesNo("Are you Sure to Exit?", "Exit?");
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    if (SureToExit()) {
+        event->accept();
+        EndProgram();
+    }
+}
+
+MainWindow& TheMainWindow() {
+    if (!Frame()) {
+        Frame() = std::make_unique<MainWindow>();
+    }
+    return *Frame();
+}
+
+MainWindow* FindMainWindow() {
+    return Frame().get();
+}
+
+void CloseMainWindow() {
+    Frame().reset();
+}
+
+void EndProgram() {
+    ProgramEnd()();
+}
+
+void SetProgramEnd(std::function<void()> end) {
+    ProgramEnd() = std::move(end);
+}
+
+void CenterPage(Page& page) {
+    auto* const window = qobject_cast<QMdiSubWindow*>(page.parentWidget());
+    const MainWindow* const frame = FindMainWindow();
+    if (window == nullptr || frame == nullptr || window->isMaximized()) {
+        return;
+    }
+    const QSize outer = frame->frameGeometry().size();
+    window->move(std::max(0, (outer.width() - window->width()) / 2),
+                 std::max(0, (outer.height() - window->height()) / 2));
+}
+
+}  // namespace vantry

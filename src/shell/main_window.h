@@ -1,0 +1,59 @@
+#pragma once
+// The frame window MDIForm1: the container in which the pages stand, with the menu bar.
+
+#include <QMainWindow>
+
+#include <functional>
+#include <memory>
+
+class QMdiArea;
+
+namespace Ui {
+class MDIForm1;
+}
+
+namespace vantry {
+
+class Page;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    MainWindow();
+    ~MainWindow() override;
+
+    QMdiArea* Area() const;
+
+    // What the entries of the menus do that isn't the window's own; set by the program's start.
+    struct Actions {
+        std::function<void()> create_repository;
+        std::function<void()> create_session;
+        std::function<void()> show_navigator;
+    };
+    void SetActions(Actions actions);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void ConnectMenus();
+    bool SureToExit();
+
+    std::unique_ptr<Ui::MDIForm1> ui_;
+    Actions actions_;
+};
+
+// The program's main window; made at the first call.
+MainWindow& TheMainWindow();
+// The main window if there is one already.
+MainWindow* FindMainWindow();
+void CloseMainWindow();
+
+// Ends the process at once, without further clean-up. Tests put in another end.
+void EndProgram();
+void SetProgramEnd(std::function<void()> end);
+
+// Centres the page in the main window, by the window's outer size; never above or left of the edge.
+void CenterPage(Page& page);
+
+}  // namespace vantry

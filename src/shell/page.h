@@ -1,0 +1,36 @@
+#pragma once
+// A page of the wizard, or one of the windows beside it. Its object name is its name ("Form1").
+// Pages are loaded, shown, hidden and unloaded by name (page_set.h): a hidden page keeps what its
+// controls hold, an unloaded one loses it.
+
+#include <QWidget>
+
+namespace vantry {
+
+class Page : public QWidget {
+    Q_OBJECT
+public:
+    enum class Place {
+        Frame,   // a window within the main window
+        Window,  // a window of its own: splash and the like
+    };
+
+    explicit Page(const char* name, Place place = Place::Frame);
+
+    // Once, before the page is first shown. May unload its own page.
+    virtual void OnLoad() {}
+    // Each time that the page becomes the active one, the first showing included.
+    virtual void OnActivate();
+    // The user closes the window: false keeps it. Unloading by code doesn't ask.
+    virtual bool QueryUnload() { return true; }
+
+    Place WherePlaced() const { return place_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    Place place_;
+};
+
+}  // namespace vantry

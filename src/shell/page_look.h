@@ -1,0 +1,12 @@
+#pragma once
+// What all pages look like: one scale of fonts and colours, taken from the desktop's own, so that a
+// dark theme or larger fonts need nothing of a page. A label says by its dynamic property "look"
+// what it is: "heading", "hint" (a sentence that explains) or "caption" (names a group).
+
+class QWidget;
+
+namespace vantry {
+
+void ApplyLook(QWidget& page);
+
+}  // namespace vantry

@@ -1,0 +1,253 @@
+#include "shell/page_set.h"
+
+#include "shell/main_window.h"
+#include "shell/page_look.h"
+#include "shell/qt_text.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPointer>
+#include <QTimer>
+
+#include <map>
+#include <stdexcept>
+
+namespace vantry {
+namespace {
+
+struct LoadedPage {
+    std::string name;
+    QPointer<Page> page;
+    QPointer<QMdiSubWindow> window;  // of pages in the frame, once they were shown there
+    bool modal = false;
+    std::function<void()> on_hidden;  // ends the wait of ShowPageModal
+};
+
+std::map<std::string, PageMaker, std::less<>>& Makers() {
+    static std::map<std::string, PageMaker, std::less<>> makers;
+    return makers;
+}
+
+std::vector<LoadedPage>& Pages() {
+    static std::vector<LoadedPage> pages;
+    return pages;
+}
+
+std::string& ActiveName() {
+    static std::string name;
+    return name;
+}
+
+LoadedPage* Find(std::string_view name) {
+    for (auto& loaded : Pages()) {
+        if (loaded.name == name) {
+            return &loaded;
+        }
+    }
+    return nullptr;
+}
+
+// Tells a page that it has become the active one, once for each change.
+void Activate(const std::string& name) {
+    if (ActiveName() == name) {
+        return;
+    }
+    ActiveName() = name;
+    if (Page* const page = FindPage(name)) {
+        page->OnActivate();
+    }
+}
+
+// The larger of what the page asks for and what it was designed for.
+QSize FirstSize(const Page& page) {
+    return page.sizeHint().expandedTo(page.minimumSizeHint()).expandedTo(page.size());
+}
+
+void PutIntoFrame(LoadedPage& loaded) {
+    auto& frame = TheMainWindow();
+    auto* const window = new QMdiSubWindow;
+    const QSize size = FirstSize(*loaded.page);
+    window->setWidget(loaded.page);
+    window->setObjectName(loaded.page->objectName() + "Window");
+    window->setAttribute(Qt::WA_DeleteOnClose, false);
+    frame.Area()->addSubWindow(window,
+                               Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                   Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
+                                   Qt::WindowMaximizeButtonHint);
+    window->resize(size + (window->size() - window->contentsRect().size()));
+    QObject::connect(frame.Area(),
+                     &QMdiArea::subWindowActivated,
+                     window,
+                     [window, name = loaded.name](QMdiSubWindow* active) {
+                         if (active == window && PageIsVisible(name)) {
+                             Activate(name);
+                         }
+                     });
+    loaded.window = window;
+}
+
+void MakeVisible(const std::string& name) {
+    LoadedPage& loaded = *Find(name);
+    if (loaded.modal || loaded.page->WherePlaced() == Page::Place::Window) {
+        loaded.page->resize(FirstSize(*loaded.page));
+        loaded.page->show();
+        loaded.page->raise();
+        loaded.page->activateWindow();
+    } else {
+        auto& frame = TheMainWindow();
+        if (loaded.window == nullptr) {
+            PutIntoFrame(loaded);
+        }
+        if (!frame.isVisible()) {
+            frame.show();
+        }
+        const QPointer<Page> page = loaded.page;
+        const QPointer<QMdiSubWindow> window = loaded.window;
+        page->show();
+        window->show();
+        frame.Area()->setActiveSubWindow(window);
+    }
+    Activate(name);
+}
+
+// A program whose last window went has nothing left to do.
+void QuitWithoutWindows() {
+    QTimer::singleShot(0, qApp, [] {
+        if (Pages().empty() && FindMainWindow() == nullptr) {
+            QCoreApplication::quit();
+        }
+    });
+}
+
+void Vanish(LoadedPage& loaded) {
+    if (ActiveName() == loaded.name) {
+        ActiveName().clear();
+    }
+    if (loaded.window != nullptr) {
+        loaded.window->hide();
+    }
+    if (loaded.page != nullptr) {
+        loaded.page->hide();
+    }
+    if (loaded.on_hidden) {
+        std::exchange(loaded.on_hidden, nullptr)();
+    }
+}
+
+}  // namespace
+
+void RegisterPage(std::string name, PageMaker maker) {
+    Makers()[std::move(name)] = std::move(maker);
+}
+
+Page* LoadPage(std::string_view name) {
+    if (LoadedPage* const loaded = Find(name)) {
+        return loaded->page;
+    }
+    const auto maker = Makers().find(name);
+    if (maker == Makers().end()) {
+        throw std::out_of_range("There is no page " + std::string(name));
+    }
+    auto page = maker->second();
+    const QPointer<Page> watched = page.get();
+    Pages().push_back({std::string(name), page.release(), nullptr, false, nullptr});
+    ApplyLook(*watched);
+    watched->OnLoad();
+    return FindPage(name) == watched ? watched.data() : nullptr;
+}
+
+void ShowPage(std::string_view name) {
+    const std::string key(name);
+    if (LoadPage(key) != nullptr) {
+        MakeVisible(key);
+    }
+}
+
+void ShowPageModal(std::string_view name) {
+    const std::string key(name);
+    Page* const page = LoadPage(key);
+    if (page == nullptr) {
+        return;
+    }
+    QEventLoop loop;
+    LoadedPage& loaded = *Find(key);
+    if (!loaded.modal) {
+        page->setParent(FindMainWindow(), Qt::Dialog);
+        page->setWindowModality(Qt::ApplicationModal);
+        loaded.modal = true;
+    }
+    loaded.on_hidden = [&loop] { loop.quit(); };
+    MakeVisible(key);
+    if (const auto* const still = Find(key); still != nullptr && still->on_hidden) {
+        loop.exec();
+    }
+}
+
+void HidePage(std::string_view name) {
+    if (LoadedPage* const loaded = Find(name)) {
+        Vanish(*loaded);
+    }
+}
+
+void UnloadPage(std::string_view name) {
+    auto& pages = Pages();
+    const auto found = std::find_if(
+        pages.begin(), pages.end(), [&](const LoadedPage& loaded) { return loaded.name == name; });
+    if (found == pages.end()) {
+        return;
+    }
+    LoadedPage gone = std::move(*found);
+    pages.erase(found);
+    Vanish(gone);
+    if (gone.window != nullptr) {
+        gone.window->deleteLater();  // and the page in it
+    } else if (gone.page != nullptr) {
+        gone.page->deleteLater();
+    }
+    QuitWithoutWindows();
+}
+
+Page* FindPage(std::string_view name) {
+    const LoadedPage* const loaded = Find(name);
+    return loaded == nullptr ? nullptr : loaded->page.data();
+}
+
+bool PageIsVisible(std::string_view name) {
+    const LoadedPage* const loaded = Find(name);
+    return loaded != nullptr && loaded->page != nullptr && !loaded->page->isHidden() &&
+           (loaded->window == nullptr || !loaded->window->isHidden()) &&
+           (loaded->window != nullptr || loaded->page->isVisible());
+}
+
+std::vector<std::string> LoadedPages() {
+    std::vector<std::string> names;
+    for (const auto& loaded : Pages()) {
+        names.push_back(loaded.name);
+    }
+    return names;
+}
+
+void UnloadAllPages() {
+    while (!Pages().empty()) {
+        UnloadPage(std::string(Pages().back().name));
+    }
+}
+
+WaitNotice::WaitNotice() {
+    ShowPage("frmWait");
+    // The slow work that follows lets no event in: painted now or never.
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    if (Page* const page = FindPage("frmWait")) {
+        page->repaint();
+    }
+}
+
+void WaitNotice::Close() {
+    if (std::exchange(open_, false)) {
+        UnloadPage("frmWait");
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,60 @@
+#include "shell/plate_button.h"
+
+namespace vantry {
+
+PlateButton::PlateButton(QWidget* parent) : QPushButton(parent) {
+    setAutoDefault(true);
+    connect(this, &QPushButton::clicked, this, [this] { Q_EMIT Click(); });
+}
+
+QString PlateButton::Caption() const {
+    QString caption;
+    const QString marked = text();
+    for (qsizetype i = 0; i < marked.size(); ++i) {
+        if (marked[i] == '&' && i + 1 < marked.size()) {
+            ++i;
+        }
+        caption += marked[i];
+    }
+    return caption;
+}
+
+void PlateButton::SetCaption(const QString& caption) {
+    if (caption != Caption()) {
+        setText(caption);
+    }
+}
+
+QColor PlateButton::BackColor() const {
+    return palette().color(QPalette::Button);
+}
+
+void PlateButton::SetBackColor(const QColor& color) {
+    QPalette own = palette();
+    own.setColor(QPalette::Button, color);
+    setPalette(own);
+}
+
+QColor PlateButton::ForeColor() const {
+    return palette().color(QPalette::ButtonText);
+}
+
+void PlateButton::SetForeColor(const QColor& color) {
+    QPalette own = palette();
+    own.setColor(QPalette::ButtonText, color);
+    setPalette(own);
+}
+
+int PlateButton::MousePointer() const {
+    return testAttribute(Qt::WA_SetCursor) ? static_cast<int>(cursor().shape()) : -1;
+}
+
+void PlateButton::SetMousePointer(int shape) {
+    if (shape < 0 || shape > Qt::LastCursor) {
+        unsetCursor();
+    } else {
+        setCursor(static_cast<Qt::CursorShape>(shape));
+    }
+}
+
+}  // namespace vantry

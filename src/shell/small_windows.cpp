@@ -1,0 +1,35 @@
+#include "shell/small_windows.h"
+
+#include "ui_frmAbout.h"
+#include "ui_frmWait.h"
+
+#include "shell/page_set.h"
+#include "shell/plate_button.h"
+#include "shell/splash.h"
+
+#include <QCoreApplication>
+
+namespace vantry {
+
+AboutWindow::AboutWindow()
+    : Page("frmAbout", Place::Window), ui_(std::make_unique<Ui::frmAbout>()) {
+    ui_->setupUi(this);
+    ui_->Version->setText("Version " + QCoreApplication::applicationVersion());
+    connect(ui_->OkButton, &PlateButton::Click, this, [] { UnloadPage("frmAbout"); });
+}
+
+AboutWindow::~AboutWindow() = default;
+
+WaitPage::WaitPage() : Page("frmWait"), ui_(std::make_unique<Ui::frmWait>()) {
+    ui_->setupUi(this);
+}
+
+WaitPage::~WaitPage() = default;
+
+void RegisterShellPages() {
+    RegisterPage("frmSplash", [] { return std::make_unique<Splash>(); });
+    RegisterPage("frmAbout", [] { return std::make_unique<AboutWindow>(); });
+    RegisterPage("frmWait", [] { return std::make_unique<WaitPage>(); });
+}
+
+}  // namespace vantry
