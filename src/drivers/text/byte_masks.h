@@ -108,9 +108,8 @@ inline bool IsPlainText(std::string_view text) {
 }
 
 // Walks over the places of interest in a window that is readable for 64 bytes behind its end.
-// `kEvents` says which: separators for reading fields, or line breaks and the qualifiers that begin
-// a field for finding rows.
-enum class WalkEvents : std::uint8_t { Separators, BreaksAndOpenings, Breaks };
+// `kEvents` says which: what ends a field, or what ends a line.
+enum class WalkEvents : std::uint8_t { Separators, Breaks };
 
 template <WalkEvents kEvents>
 class MaskWalk {
@@ -162,13 +161,8 @@ private:
         const ByteMasks masks = MasksOf(window_ + base, delimiter_, qualifier_);
         if constexpr (kEvents == WalkEvents::Separators) {
             bits_ = masks.breaks | masks.delimiters;
-        } else if constexpr (kEvents == WalkEvents::Breaks) {
-            bits_ = masks.breaks;
         } else {
-            const std::uint64_t separators = masks.breaks | masks.delimiters;
-            const std::uint64_t starts =
-                (separators << 1) | (base == 0 || IsSeparator(window_[base - 1]) ? 1U : 0U);
-            bits_ = masks.breaks | (masks.qualifiers & starts);
+            bits_ = masks.breaks;
         }
         last_odd_ = masks.odd;
         if (size_ - base < 64) {
@@ -178,8 +172,6 @@ private:
         }
         odd_ |= last_odd_;
     }
-    bool IsSeparator(char byte) const { return byte == delimiter_ || byte == '\n' || byte == '\r'; }
-
     const char* window_;
     std::size_t size_;
     char delimiter_;

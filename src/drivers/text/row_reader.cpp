@@ -2,6 +2,7 @@
 
 #include "drivers/text/errors.h"
 #include "drivers/text/format.h"
+#include "drivers/text/row_counter.h"
 
 #include <algorithm>
 #include <cstring>
@@ -81,11 +82,21 @@ bool RowReader::NextBatch() {
 }
 
 std::int64_t RowReader::CountRest() {
-    std::int64_t count = 0;
-    while (NextBatch()) {
-        count += static_cast<std::int64_t>(batch_.rows.size());
+    if (encoding_.IsUtf16() || used_ > 0 || !RowCounter::CanCount(splitter_.Rules())) {
+        std::int64_t count = 0;
+        while (NextBatch()) {
+            count += static_cast<std::int64_t>(batch_.rows.size());
+        }
+        return count;
     }
-    return count;
+    RowCounter counter(splitter_.Rules());
+    while (!at_end_) {
+        used_ = 0;
+        ReadMore();
+        counter.Add({window_.get(), used_});
+    }
+    MoveTo(end_);
+    return counter.Rows();
 }
 
 // Reads behind what is left of the window; makes the window larger when a row fills it.

@@ -23,7 +23,7 @@ struct ReaderSizes {
 class RowReader {
 public:
     // Stands before the row that begins at `offset`. At most `max_fields` fields of a row can be
-    // asked for; with 0 rows are found in the quickest way.
+    // asked for.
     RowReader(std::shared_ptr<const TextFile> file,
               const TextEncoding& encoding,
               const SplitRules& rules,
@@ -56,7 +56,8 @@ public:
 
     // The next row will be the one that begins at `offset`.
     void MoveTo(std::int64_t offset);
-    // The rows from here to the end, which is where the reader stands afterwards.
+    // The rows from here to the end, which is where the reader stands afterwards. A row that is too
+    // long counts.
     std::int64_t CountRest();
 
 private:

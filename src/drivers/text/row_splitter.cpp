@@ -124,10 +124,7 @@ std::size_t RowSplitter::Split(const char* window,
         case SplitRules::Layout::Delimited:
             break;
     }
-    if (careful_) {
-        return SplitCarefully(piece, batch);
-    }
-    return max_fields_ == 0 ? SplitRows(piece, batch) : SplitFields(piece, batch);
+    return careful_ ? SplitCarefully(piece, batch) : SplitFields(piece, batch);
 }
 
 std::size_t RowSplitter::SplitFields(const Window& window, RowBatch& batch) const {
@@ -174,43 +171,6 @@ std::size_t RowSplitter::SplitFields(const Window& window, RowBatch& batch) cons
         row.Begin(begin);
     }
     return row.RowBegin();
-}
-
-std::size_t RowSplitter::SplitRows(const Window& window, RowBatch& batch) const {
-    const char* const data = window.data;
-    const char qualifier = rules_.qualifier.empty() ? '\0' : rules_.qualifier[0];
-    const bool has_qualifier = !rules_.qualifier.empty();
-    MaskWalk<WalkEvents::BreaksAndOpenings> walk(
-        data, window.size, rules_.delimiter[0], has_qualifier ? qualifier : '\n');
-    std::size_t row_begin = 0;
-    const auto add = [&](std::size_t begin) {
-        batch.rows.push_back({static_cast<std::uint32_t>(begin), 0, 0, false});
-    };
-    while (row_begin < window.limit) {
-        const std::size_t place = walk.Next();
-        if (place == window.size) {
-            if (!window.final) {
-                return row_begin;
-            }
-            add(row_begin);
-            return window.size;
-        }
-        if (!IsBreak(data[place])) {
-            const auto closing = FindClosing(data, window.size, place + 1, qualifier);
-            walk.MoveTo(std::min(closing.place + 1, window.size));
-            continue;
-        }
-        const auto next = BehindBreak(data, window.size, window.final, place);
-        if (!next) {
-            return row_begin;
-        }
-        if (place > row_begin) {
-            add(row_begin);
-        }
-        row_begin = *next;
-        walk.MoveTo(row_begin);
-    }
-    return row_begin;
 }
 
 std::size_t RowSplitter::SplitCarefully(const Window& window, RowBatch& batch) const {

@@ -85,6 +85,8 @@ public:
                       RowBatch& batch) const;
 
     const SplitRules& Rules() const { return rules_; }
+    // Whether some byte of a character may look like a delimiter, a qualifier, or half of one.
+    bool IsCareful() const { return careful_; }
 
 private:
     struct Window {
@@ -94,7 +96,6 @@ private:
         std::size_t limit;  // no row is begun at or behind this offset
     };
     std::size_t SplitFields(const Window& window, RowBatch& batch) const;
-    std::size_t SplitRows(const Window& window, RowBatch& batch) const;
     std::size_t SplitCarefully(const Window& window, RowBatch& batch) const;
     std::size_t SplitLines(const Window& window, RowBatch& batch) const;
     std::size_t SplitRecords(const Window& window, RowBatch& batch) const;

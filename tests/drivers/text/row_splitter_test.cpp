@@ -1,5 +1,7 @@
 #include "drivers/text/row_splitter.h"
 
+#include "drivers/text/row_counter.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -164,14 +166,66 @@ TEST(RowSplitter, AllWaysAgreeOnRandomText) {
         fast_b.delimiter = "b";
         std::string no_pairs = text;
         std::erase(no_pairs, '\xC3');
-        const Found rows_only = FindRows(fast, text, 0, random);
-        const Found whole = FindRows(fast, text, 500, random);
-        EXPECT_EQ(rows_only.begins, whole.begins) << text;
         const Found by_bytes = FindRows(careful, no_pairs, 500, random);
         const Found by_masks = FindRows(fast_b, no_pairs, 500, random);
         EXPECT_EQ(by_bytes.begins, by_masks.begins) << no_pairs;
         EXPECT_EQ(by_bytes.fields, by_masks.fields) << no_pairs;
     }
+}
+
+// Fields whose qualifiers stand as they should, now and then one that doesn't.
+std::string OrderlyText(std::mt19937& random, std::size_t fields) {
+    constexpr std::string_view kEnds = ",,,\n\r";
+    constexpr std::string_view kInside = "aaaaaaaaaaaab,\n\r";
+    std::string text;
+    for (std::size_t k = 0; k < fields; ++k) {
+        const bool qualified = random() % 3 == 0;
+        text += qualified ? "\"" : "";
+        for (auto length = random() % 40; length > 0; --length) {
+            text += qualified ? kInside[random() % kInside.size()] : 'a';
+            text += qualified && random() % 20 == 0 ? "\"\"" : "";
+        }
+        text += qualified ? "\"" : "";
+        text += random() % 60 == 0 ? "\"x" : "";
+        text += kEnds[random() % kEnds.size()];
+        text += random() % 8 == 0 ? "\r\n" : "";
+    }
+    return text;
+}
+
+std::int64_t CountRows(const SplitRules& rules, std::string_view text, std::mt19937& random) {
+    RowCounter counter(rules);
+    while (!text.empty()) {
+        const std::string_view piece = text.substr(0, 1 + random() % 300);
+        const Padded window(piece);
+        counter.Add({window.Data(), piece.size()});
+        text.remove_prefix(piece.size());
+    }
+    return counter.Rows();
+}
+
+TEST(RowCounter, CountsTheRowsThatTheSplitterFinds) {
+    std::mt19937 random(11);
+    SplitRules bare;
+    bare.qualifier.clear();
+    SplitRules lines;
+    lines.layout = SplitRules::Layout::RaggedEdge;
+    lines.widths = {3};
+    for (int round = 0; round < 6000; ++round) {
+        std::string text = round % 2 == 0 ? OrderlyText(random, random() % 40)
+                                          : RandomText(random, random() % 400);
+        text.resize(text.size() - std::min<std::size_t>(text.size(), random() % 3));
+        for (const SplitRules& rules : {SplitRules(), bare, lines}) {
+            ASSERT_TRUE(RowCounter::CanCount(rules));
+            EXPECT_EQ(CountRows(rules, text, random),
+                      static_cast<std::int64_t>(FindRows(rules, text, 500, random).begins.size()))
+                << text;
+        }
+    }
+    SplitRules pairs;
+    pairs.bytes = ByteForm::ShiftJis;
+    pairs.delimiter = "|";
+    EXPECT_FALSE(RowCounter::CanCount(pairs));
 }
 
 TEST(RowSplitter, DelimiterThatIsTheSecondByteOfACharacterDoesNotSplit) {
