@@ -90,6 +90,7 @@ void LineFile::Open(const std::string& path) {
     size_ = line_start_ = 0;
     file_size_ = 0;
     lines_ = lines_waiting_ = 0;
+    block_.size = 0;
     const auto type = TypeOf(path);
     if (path.find('\0') != std::string::npos || (type != std::filesystem::file_type::not_found &&
                                                  type != std::filesystem::file_type::regular &&
@@ -148,7 +149,7 @@ void LineFile::PrepareUncommonLine() {
             Recode();
         }
         if (size_ >= kWriteSize) {
-            WriteOut();
+            HandOver();
         }
     } catch (...) {
         BeginLine();
@@ -169,18 +170,62 @@ void LineFile::Recode() {
     Append(recoded_);
 }
 
-// Writes the accepted lines and moves the line that is being made to the buffer's start. A write
-// that fails leaves all as it is: the next one writes the same bytes to the same place.
-void LineFile::WriteOut() {
+// Gives the accepted lines to the writer and goes on in the other buffer, with the line that is
+// being made.
+void LineFile::HandOver() {
+    SettleBlock();
     if (line_start_ == 0) {
         return;
     }
-    file_.Write(file_size_, std::as_bytes(std::span(buffer_.get(), line_start_)));
-    file_size_ += line_start_;
-    lines_waiting_ = 0;
-    std::memmove(buffer_.get(), buffer_.get() + line_start_, size_ - line_start_);
-    size_ -= line_start_;
+    const std::size_t begun = size_ - line_start_;
+    if (block_.capacity < capacity_) {
+        block_.bytes = std::make_unique_for_overwrite<char[]>(capacity_);
+        block_.capacity = capacity_;
+    }
+    std::memcpy(block_.bytes.get(), buffer_.get() + line_start_, begun);
+    std::swap(block_.bytes, buffer_);
+    std::swap(block_.capacity, capacity_);
+    block_.size = line_start_;
+    block_.lines = lines_waiting_;
+    block_.on_its_way = true;
+    size_ = begun;
     line_start_ = 0;
+    writer_.Begin(file_, file_size_, std::as_bytes(std::span(block_.bytes.get(), block_.size)));
+}
+
+// Until the block is in the file. A write that fails leaves all as it is: the next one writes the
+// same bytes to the same place.
+void LineFile::SettleBlock() {
+    if (block_.size == 0) {
+        return;
+    }
+    if (block_.on_its_way) {
+        block_.on_its_way = false;
+        if (const auto error = writer_.Await()) {
+            std::rethrow_exception(error);
+        }
+    } else {
+        file_.Write(file_size_, std::as_bytes(std::span(block_.bytes.get(), block_.size)));
+    }
+    file_size_ += block_.size;
+    lines_waiting_ -= block_.lines;
+    block_.size = 0;
+}
+
+// All accepted lines; none that is being made.
+void LineFile::WriteAll() {
+    BeginLine();
+    try {
+        SettleBlock();
+    } catch (const DataError&) {
+        SettleBlock();  // what failed a while ago may succeed by now
+    }
+    if (line_start_ != 0) {
+        file_.Write(file_size_, std::as_bytes(std::span(buffer_.get(), line_start_)));
+        file_size_ += line_start_;
+        size_ = line_start_ = 0;
+    }
+    lines_waiting_ = 0;
 }
 
 void LineFile::Finish() {
@@ -188,8 +233,7 @@ void LineFile::Finish() {
         throw NotOpen();
     }
     try {
-        BeginLine();
-        WriteOut();
+        WriteAll();
         if (IsThere(path_)) {
             file_.Sync();  // a former file is given up only for one that is safe on the disk
         } else {
@@ -212,8 +256,7 @@ void LineFile::Abandon() noexcept {
         return;
     }
     try {
-        BeginLine();
-        WriteOut();
+        WriteAll();
     } catch (const DataError&) {
         lines_ -= lines_waiting_;
         lines_waiting_ = 0;

@@ -1,17 +1,19 @@
 #pragma once
 // A text file that is written line by line and stands in its place only when it is whole.
 //
-// Lines go into one reused buffer, the buffer goes into "<path>.partial" beside the file. Finish
-// gives that the file's name; until then, and for good after Abandon or a killed program, a former
-// file of the name stays as it was.
+// Lines go into a buffer; a full one goes into "<path>.partial" beside the file while the next one
+// is filled. Finish gives that the file's name; until then, and for good after Abandon or a killed
+// program, a former file of the name stays as it was.
 //
 // What a count of accepted lines is worth: EndLine either accepts the line or throws, and then the
-// line is gone without a trace. An accepted line is never dropped while the file is open: a write
-// that failed is tried again with the next line, which is refused unless it succeeds. When Finish
-// or Abandon can't get rid of the last lines, Lines() falls to those that are whole in the file.
+// line is gone without a trace. An accepted line is never dropped while the file is open: that a
+// buffer couldn't be written is told by the line that finds the next one full, which is refused,
+// and so is each line after it until the write, tried again with each, succeeds. When Finish or
+// Abandon can't get rid of the last lines, Lines() falls to those that are whole in the file.
 
 #include "data/utf.h"
 #include "drivers/file/file.h"
+#include "text/write_behind.h"
 
 #include <cstdint>
 #include <cstring>
@@ -115,7 +117,9 @@ private:
     void Grow(std::size_t count);
     void PrepareUncommonLine();
     void Recode();
-    void WriteOut();
+    void HandOver();
+    void SettleBlock();
+    void WriteAll();
     void TakePartialName();
     void KeepMode() const;
 
@@ -130,7 +134,18 @@ private:
     std::size_t line_start_ = 0;   // accepted lines stand before it
     std::uint64_t file_size_ = 0;  // all of it whole lines, unless a write has failed since
     std::int64_t lines_ = 0;
-    std::int64_t lines_waiting_ = 0;  // in the buffer
+    std::int64_t lines_waiting_ = 0;  // in the buffer and the block
+
+    // Accepted lines that stand before those of the buffer and aren't known to be in the file.
+    struct Block {
+        std::unique_ptr<char[]> bytes;
+        std::size_t capacity = 0;
+        std::size_t size = 0;
+        std::int64_t lines = 0;
+        bool on_its_way = false;
+    };
+    Block block_;
+    WriteBehind writer_;  // behind what it uses: it is the first to go
 };
 
 }  // namespace vantry::text

@@ -491,7 +491,7 @@ private:
     int last_;
 };
 
-constexpr int kManyRows = 40'000;  // about 700 KiB: two full buffers and a rest
+constexpr int kManyRows = 60'000;  // 1.1 MiB: four full buffers and a rest
 
 TEST_F(TextWriterTest, ADiskThatFillsUpMidwayGivesTheRunUpAndKeepsWholeLines) {
     FillSource(kManyRows);
@@ -527,7 +527,7 @@ TEST_F(TextWriterTest, ADiskThatIsFullAtTheEndTakesBackTheCountOfTheLastRows) {
     folder.Write("dst.txt", "former");
     TextDestHeader = kTrue;
     {
-        const WriteFaults full(3);
+        const WriteFaults full(5);
         RunSessionToText("");
     }
     EXPECT_EQ(Written(), "former");
@@ -537,6 +537,27 @@ TEST_F(TextWriterTest, ADiskThatIsFullAtTheEndTakesBackTheCountOfTheLastRows) {
     EXPECT_NE(view.log.find("The last " + std::to_string(kManyRows - kept) + " lines aren't in"),
               std::string::npos);
     EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kept) + " Rows Loaded"), 1);
+}
+
+// The last full buffer is on its way when the rows end: what became of it shows only then.
+TEST_F(TextWriterTest, AWriteThatFailsWhileTheLastRowsAreMadeIsTriedAgainAtTheEnd) {
+    FillSource(kManyRows);
+    for (const bool for_good : {false, true}) {
+        fs::remove(folder / "dst.txt");
+        {
+            const WriteFaults full(4, for_good ? INT_MAX : 4);
+            RunSessionToText("");
+        }
+        const std::string written = Written();
+        const int lines = Count(written, "\r\n");
+        EXPECT_EQ(written, Lines(kManyRows).substr(0, written.size()));
+        EXPECT_EQ(LoggedErrors(), for_good ? 1 : 0);
+        EXPECT_EQ(lines == kManyRows, !for_good);
+        EXPECT_GT(lines, kManyRows / 2);
+        EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1);
+        EXPECT_EQ(Count(view.log, "The last " + std::to_string(kManyRows - lines) + " lines"),
+                  for_good ? 1 : 0);
+    }
 }
 
 TEST_F(TextWriterTest, ATinyTableOnAFullDiskCountsNothing) {
