@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
+#include <set>
 #include <string_view>
 
 namespace vantry {
@@ -98,9 +100,60 @@ ColumnRec ColumnOf(const Field& field,
     return column;
 }
 
-void AppendSourceColumns(const TableRec& table, Probe probe, std::size_t& next) {
+// The probes of one side go over one connection: opening one for each of a thousand tables takes
+// longer than all the probes.
+class Probes {
+public:
+    explicit Probes(const std::string& connection_string) : connection_string_(connection_string) {}
+
+    void Open(Recordset& columns, const std::string& query, int lock_type) {
+        if (!open_) {
+            connection_.Open(connection_string_);
+            open_ = true;
+        }
+        columns.Open(query, connection_, adOpenForwardOnly, lock_type);
+    }
+
+private:
+    const std::string& connection_string_;
+    Connection connection_;
+    bool open_ = false;
+};
+
+// Where the rows of each table lie in an array.
+using RowsByTable = std::map<double, std::vector<std::size_t>>;
+
+RowsByTable GroupByTable(const std::vector<ColumnRec>& columns) {
+    RowsByTable rows;
+    for (std::size_t index = 0; index < columns.size(); ++index) {
+        rows[columns[index].TabID].push_back(index);
+    }
+    return rows;
+}
+
+std::vector<std::size_t> RowsOf(const RowsByTable& rows, double tab_id) {
+    const auto found = rows.find(tab_id);
+    return found == rows.end() ? std::vector<std::size_t>() : found->second;
+}
+
+// The columns of a table; one empty one when there is none.
+std::vector<ColumnRec> ColumnsOf(const std::vector<ColumnRec>& columns,
+                                 const std::vector<std::size_t>& rows) {
+    std::vector<ColumnRec> found;
+    found.reserve(std::max<std::size_t>(rows.size(), 1));
+    for (const std::size_t row : rows) {
+        found.push_back(columns[row]);
+        found.back().ColPos = static_cast<i16>(found.size() - 1);
+    }
+    if (found.empty()) {
+        found.emplace_back();
+    }
+    return found;
+}
+
+void AppendSourceColumns(const TableRec& table, Probe probe, Probes& probes, std::size_t& next) {
     Recordset columns;
-    columns.Open(SourceProbe(table, probe), SourceConnStr, adOpenForwardOnly);
+    probes.Open(columns, SourceProbe(table, probe), adLockUnspecified);
     const std::string name = IsTextSource() ? BaseName(table.Name) : table.Name;
     const auto count = columns.Fields().Count();
     for (std::int32_t j = 0; j < count; ++j) {
@@ -111,20 +164,22 @@ void AppendSourceColumns(const TableRec& table, Probe probe, std::size_t& next) 
     columns.Close();
 }
 
-void AppendTargetColumns(const TableRec& table, std::size_t& next) {
+// `source_rows` are the table's rows of SrcCols.
+void AppendTargetColumns(const TableRec& table,
+                         const std::vector<std::size_t>& source_rows,
+                         Probes& probes,
+                         std::size_t& next) {
     if (table.TableExists == kFalse) {
-        for (const auto& source : SrcCols) {
-            if (source.TabID == table.TabID) {
-                ColumnRec column = source;
-                column.ColSelected = 0;
-                column.ColPos = static_cast<i16>(next);
-                NextElement(DstCols, next) = std::move(column);
-            }
+        for (const std::size_t row : source_rows) {
+            ColumnRec column = SrcCols[row];
+            column.ColSelected = 0;
+            column.ColPos = static_cast<i16>(next);
+            NextElement(DstCols, next) = std::move(column);
         }
         return;
     }
     Recordset columns;
-    columns.Open(TargetProbe(table.Name), TargetConnStr, adOpenForwardOnly, adLockReadOnly);
+    probes.Open(columns, TargetProbe(table.Name), adLockReadOnly);
     const auto count = columns.Fields().Count();
     for (std::int32_t j = 0; j < count; ++j) {
         auto column = ColumnOf(columns.Fields()[j], table.TabID, table.Name, count, next);
@@ -163,18 +218,28 @@ std::vector<std::string> NamesInTarget() {
     return names;
 }
 
-void MarkExisting(std::size_t index, const std::vector<std::string>& names) {
+// Names as they are compared: whatever the letter case, without outer blanks.
+std::string NameKey(std::string_view name) {
+    return UpperCased(Trimmed(name));
+}
+
+std::set<std::string> KeysOf(const std::vector<std::string>& names) {
+    std::set<std::string> keys;
     for (const auto& name : names) {
-        if (SameName(DstTables[index].Name, name)) {
-            SetExistence(index, kTrue, "");
-        }
+        keys.insert(NameKey(name));
+    }
+    return keys;
+}
+
+void MarkExisting(std::size_t index, const std::set<std::string>& keys) {
+    if (keys.contains(NameKey(DstTables[index].Name))) {
+        SetExistence(index, kTrue, "");
     }
 }
 
-void AppendMapRows(const TableRec& table, std::size_t& next) {
-    std::vector<ColumnRec> source_columns;
-    std::vector<ColumnRec> target_columns;
-    SplitTableColumns(table.TabID, source_columns, target_columns);
+void AppendMapRows(const std::vector<ColumnRec>& source_columns,
+                   const std::vector<ColumnRec>& target_columns,
+                   std::size_t& next) {
     const std::size_t count = std::max(source_columns.size(), target_columns.size());
     for (std::size_t r = 0; r < count; ++r) {
         ColMapRec row;
@@ -209,20 +274,6 @@ void AppendMapRows(const TableRec& table, std::size_t& next) {
         }
         NextElement(ColMaps, next) = std::move(row);
     }
-}
-
-std::vector<ColumnRec> RowsOf(const std::vector<ColumnRec>& columns, double tab_id) {
-    std::vector<ColumnRec> rows;
-    for (const auto& column : columns) {
-        if (column.TabID == tab_id) {
-            rows.push_back(column);
-            rows.back().ColPos = static_cast<i16>(rows.size() - 1);
-        }
-    }
-    if (rows.empty()) {
-        rows.emplace_back();
-    }
-    return rows;
 }
 
 // Takes a table's rows out of an array and says where its new ones begin: with a single row left
@@ -269,8 +320,9 @@ void FillTargetTables() {
 void LoadSourceColumns() {
     SrcCols.assign(1, ColumnRec());
     std::size_t next = 0;
+    Probes probes(SourceConnStr);
     for (const auto& table : SrcTables) {
-        AppendSourceColumns(table, Probe::First, next);
+        AppendSourceColumns(table, Probe::First, probes, next);
     }
 }
 
@@ -284,66 +336,90 @@ void CheckTargetTables(std::vector<std::string>& target_names) {
         return;
     }
     target_names = NamesInTarget();
+    const auto keys = KeysOf(target_names);
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-        MarkExisting(i, target_names);
+        MarkExisting(i, keys);
+    }
+}
+
+void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names) {
+    const bool to_text = TargetType == "TEXT";
+    const auto index = static_cast<std::size_t>(&TableOf(DstTables, tab_id) - DstTables.data());
+    SetExistence(index, kFalse, to_text ? "" : "CREATE");
+    if (to_text) {
+        return;
+    }
+    const auto names = NamesInTarget();
+    const auto keys = KeysOf(names);
+    if (TargetType == "ORACLE") {
+        for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+            MarkExisting(i, keys);
+        }
+        target_names.insert(target_names.end(), names.begin(), names.end());
+    } else {
+        MarkExisting(index, keys);
     }
 }
 
 void LoadTargetColumns() {
     DstCols.assign(1, ColumnRec());
     std::size_t next = 0;
+    const auto source_rows = GroupByTable(SrcCols);
+    Probes probes(TargetConnStr);
     for (const auto& table : DstTables) {
-        AppendTargetColumns(table, next);
+        AppendTargetColumns(table, RowsOf(source_rows, table.TabID), probes, next);
     }
 }
 
 void SplitTableColumns(double tab_id,
                        std::vector<ColumnRec>& source_columns,
                        std::vector<ColumnRec>& target_columns) {
-    source_columns = RowsOf(SrcCols, tab_id);
-    target_columns = RowsOf(DstCols, tab_id);
+    source_columns = ColumnsOf(SrcCols, RowsOf(GroupByTable(SrcCols), tab_id));
+    target_columns = ColumnsOf(DstCols, RowsOf(GroupByTable(DstCols), tab_id));
 }
 
 void BuildColMaps() {
     ColMaps.assign(1, ColMapRec());
     std::size_t next = 0;
+    const auto source_rows = GroupByTable(SrcCols);
+    const auto target_rows = GroupByTable(DstCols);
     for (const auto& table : SrcTables) {
-        AppendMapRows(table, next);
+        AppendMapRows(ColumnsOf(SrcCols, RowsOf(source_rows, table.TabID)),
+                      ColumnsOf(DstCols, RowsOf(target_rows, table.TabID)),
+                      next);
     }
 }
 
-void ReloadSourceColumns(i16 tab_id, std::vector<std::string>& target_names) {
+void ReloadSourceColumns(i16 tab_id) {
     std::size_t next = TakeOut(SrcCols, tab_id);
-    AppendSourceColumns(TableOf(SrcTables, tab_id), Probe::Reload, next);
-
-    const bool to_text = TargetType == "TEXT";
-    const auto index = static_cast<std::size_t>(&TableOf(DstTables, tab_id) - DstTables.data());
-    SetExistence(index, kFalse, to_text ? "" : "CREATE");
-    if (!to_text) {
-        const auto names = NamesInTarget();
-        if (TargetType == "ORACLE") {
-            for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-                MarkExisting(i, names);
-            }
-            target_names.insert(target_names.end(), names.begin(), names.end());
-        } else {
-            MarkExisting(index, names);
-        }
-    }
-    ReloadTargetColumns(tab_id);
+    Probes probes(SourceConnStr);
+    AppendSourceColumns(TableOf(SrcTables, tab_id), Probe::Reload, probes, next);
 }
 
 void ReloadTargetColumns(i16 tab_id) {
     std::size_t next = TakeOut(DstCols, tab_id);
-    AppendTargetColumns(TableOf(DstTables, tab_id), next);
+    Probes probes(TargetConnStr);
+    AppendTargetColumns(
+        TableOf(DstTables, tab_id), RowsOf(GroupByTable(SrcCols), tab_id), probes, next);
 }
 
 void RebuildTableMap(i16 tab_id) {
     std::size_t next = TakeOut(ColMaps, tab_id);
-    AppendMapRows(TableOf(SrcTables, tab_id), next);
+    std::vector<ColumnRec> source_columns;
+    std::vector<ColumnRec> target_columns;
+    SplitTableColumns(tab_id, source_columns, target_columns);
+    AppendMapRows(source_columns, target_columns, next);
     for (std::size_t row = 0; row < ColMaps.size(); ++row) {
         ColMaps[row].Pos = static_cast<i16>(row);
     }
+}
+
+bool NameTargetTable(std::size_t index, const std::string& name) {
+    if (LowerCased(Trimmed(DstTables[index].Name)) == LowerCased(Trimmed(name))) {
+        return false;
+    }
+    DstTables[index].Name = name;
+    return true;
 }
 
 }  // namespace vantry

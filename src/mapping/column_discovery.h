@@ -7,6 +7,7 @@
 
 #include "core/session_state.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -30,9 +31,14 @@ void SplitTableColumns(double tab_id,
 // The whole of ColMaps.
 void BuildColMaps();
 
-// The same for one table whose target name has changed. Its rows move to the end of their arrays.
-// `target_names` grows by the target's names.
-void ReloadSourceColumns(i16 tab_id, std::vector<std::string>& target_names);
+// Gives table `index` another target name, as it stands; false when it is the one that it has,
+// letter case and outer blanks aside. What follows a change, in this order:
+bool NameTargetTable(std::size_t index, const std::string& name);
+// The same as above for one table. Its rows move to the end of their arrays; with a single row of
+// other tables left, its place is taken. An Oracle target's names are added to `target_names`, and
+// its other existing tables are set back to their defaults, too.
+void ReloadSourceColumns(i16 tab_id);
+void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names);
 void ReloadTargetColumns(i16 tab_id);
 void RebuildTableMap(i16 tab_id);
 

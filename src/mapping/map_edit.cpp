@@ -1,0 +1,128 @@
+#include "mapping/map_edit.h"
+
+#include "data/letter_case.h"
+#include "data/value_text.h"
+#include "mapping/type_catalogue.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace vantry {
+namespace {
+
+using Name = std::string_view;
+
+// clang-format off
+constexpr Name kFoxPro[] = {"Numeric", "Character", "Currency", "Date", "DateTime", "Double",
+    "Integer", "Logical", "Memo", "General", "CharBin", "MemoBin"};
+constexpr Name kAccess[] = {"Boolean", "Byte", "Integer", "Long", "Currency", "Single", "Double",
+    "DateTime", "Text", "Binary", "Memo"};
+constexpr Name kOracle[] = {"Char", "Varchar2", "Number", "Date", "Long", "Long Raw", "BLOB",
+    "CLOB", "RAW"};
+constexpr Name kMySQL[] = {"DateTime", "Double", "Decimal", "Integer", "SmallInt", "TinyInt",
+    "Varchar", "SmallText", "MeduimText", "LongText", "BLOB", "MeduimBLOB", "LongBLOB"};
+constexpr Name kMSSQL[] = {"Binary", "Bit", "Char", "Datetime", "Decimal", "Float", "Image", "Int",
+    "Money", "NChar", "NText", "Numeric", "NVarchar", "Real", "Smalldatetime", "Smallint",
+    "Smallmoney", "Text", "Timestamp", "Tinyint", "Uniqueidentifier", "Varbinary", "Varchar"};
+constexpr Name kText[] = {"Char", "Integer", "Date"};
+
+constexpr Name kSizedTypes[] = {"NUMERIC", "CHARACTER", "CHAR", "VARCHAR", "VARCHAR2", "TEXT",
+    "NUMBER"};
+constexpr Name kTypesWithDecimals[] = {"NUMERIC", "DOUBLE"};
+// clang-format on
+
+bool IsOneOf(std::span<const Name> names, const std::string& type) {
+    return std::find(names.begin(), names.end(), UpperCased(Trimmed(type))) != names.end();
+}
+
+template <typename Integer>
+std::optional<Integer> NumberOf(const std::string& text) {
+    const auto number = ParseDouble(Trimmed(text));
+    if (!number) {
+        return std::nullopt;
+    }
+    const double rounded = std::nearbyint(*number);  // half to even
+    if (rounded < std::numeric_limits<Integer>::min() ||
+        rounded > std::numeric_limits<Integer>::max()) {
+        return std::nullopt;
+    }
+    return static_cast<Integer>(rounded);
+}
+
+}  // namespace
+
+std::span<const std::string_view> TargetTypeChoices(std::string_view kind) {
+    const std::string key = UpperCased(Trimmed(kind));
+    const std::pair<Name, std::span<const Name>> kinds[] = {
+        {"FOXPRO", kFoxPro},
+        {"ACCESS", kAccess},
+        {"ORACLE", kOracle},
+        {"MYSQL", kMySQL},
+        {"MSSQL", kMSSQL},
+        {"TEXT", kText},
+    };
+    for (const auto& [name, types] : kinds) {
+        if (key == name) {
+            return types;
+        }
+    }
+    return {};
+}
+
+void PutSourceColumn(ColMapRec& row, std::size_t source_column) {
+    const auto& column = SrcCols[source_column];
+    row.SCName = column.ColName;
+    row.SDtype = TranslateType(column.ColType, "SOURCE");
+    row.SWidth = column.ColWidth;
+    row.SScale = static_cast<i16>(column.ColScale);
+}
+
+void PickSourceSkip(ColMapRec& row) {
+    row.SCName = SkipLabel;
+}
+
+void LeaveSourceSkip(ColMapRec& row) {
+    row.SCName = SkipLabel;
+    row.SDtype.clear();
+    row.SWidth = 0;
+    row.SScale = 0;
+}
+
+void PutTargetColumn(ColMapRec& row, std::size_t target_column) {
+    const auto& column = DstCols[target_column];
+    row.DCName = column.ColName;
+    row.DDtype = TranslateType(column.ColType, "DEST");
+    row.DWidth = column.ColWidth;
+    row.DScale = static_cast<i16>(column.ColScale);
+}
+
+void PutTargetSkip(ColMapRec& row) {
+    row.DCName = SkipLabel;
+    row.DDtype.clear();
+    row.DWidth = 0;
+    row.DScale = 0;
+}
+
+bool HasTargetSize(const std::string& target_type) {
+    return IsOneOf(kSizedTypes, target_type);
+}
+
+bool HasTargetDecimals(const std::string& target_type) {
+    return IsOneOf(kTypesWithDecimals, target_type);
+}
+
+std::optional<i32> SizeOf(const std::string& text) {
+    return NumberOf<i32>(text);
+}
+
+std::optional<i16> DecimalsOf(const std::string& text) {
+    return NumberOf<i16>(text);
+}
+
+bool AreDecimalsBelowSize(const std::string& text, i32 size) {
+    const auto number = ParseDouble(Trimmed(text));
+    return number && std::trunc(*number) < size;
+}
+
+}  // namespace vantry
