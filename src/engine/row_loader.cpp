@@ -4,6 +4,7 @@
 #include "data/value_text.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
+#include "engine/run_report.h"
 
 namespace vantry {
 namespace {
@@ -131,14 +132,19 @@ bool BracketsTarget() {
 
 class GenericLoad {
 public:
-    GenericLoad(const TableRec& source, const TableRec& target)
-        : source_(source), target_(target), scope_(kErrorLimit, [this](auto description) {
+    GenericLoad(const TableRec& source, const TableRec& target, TableReport& report)
+        : source_(source),
+          target_(target),
+          report_(report),
+          scope_(kErrorLimit, [this](auto description) {
               AppendLog(log_line::RowError(rows_read_, description));
           }) {}
 
     i16 Run() {
         AppendLog(log_line::AboutToInsert(source_.Name, target_.Name));
-        if (scope_.Run([this] { Load(); })) {
+        const bool whole = scope_.Run([this] { Load(); });
+        NoteEnd(report_, scope_, whole);
+        if (whole) {
             return kTrue;
         }
         AppendLogCaretKept(log_line::Aborting(source_.Name));
@@ -160,6 +166,7 @@ private:
     void Send(Write&& write) {
         if (scope_.RowOK) {
             scope_(write);
+            report_.RowsLoaded += scope_.RowOK ? 1 : 0;
         }
     }
     void ShowLoaded();
@@ -167,6 +174,7 @@ private:
 
     const TableRec& source_;
     const TableRec& target_;
+    TableReport& report_;
     std::string insert_head_;
     std::string target_select_ = "Select ";
     double total_rows_ = 0;
@@ -252,7 +260,7 @@ void GenericLoad::LoadByRecordset() {
         }
     }
     StartBar(total_rows_);
-    while (scope_.Enters([] { return !SrcRS->Eof(); })) {
+    while (scope_.Enters([this] { return StandsOnRow(report_); })) {
         scope_.RowOK = true;
         scope_([] { DstRS->AddNew(); });
         for (auto& column : columns_) {
@@ -297,7 +305,7 @@ void GenericLoad::LoadByStatement() {
     CutLast(insert_head_);
     command.CommandText = insert_head_ + ")";
     StartBar(total_rows_);
-    while (scope_.Enters([] { return !SrcRS->Eof(); })) {
+    while (scope_.Enters([this] { return StandsOnRow(report_); })) {
         scope_.RowOK = true;
         scope_([this] { RequireColumns(); });
         for (auto& column : columns_) {
@@ -349,7 +357,7 @@ std::uint16_t ParamTypeFor(std::uint16_t code) {
 
 i16 LoadRowsGeneric(i16 i) {
     const auto table = static_cast<std::size_t>(i);
-    return GenericLoad(SrcTables.at(table), DstTables.at(table)).Run();
+    return GenericLoad(SrcTables.at(table), DstTables.at(table), ReportOf(i)).Run();
 }
 
 }  // namespace vantry

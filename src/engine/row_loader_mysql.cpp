@@ -4,6 +4,7 @@
 #include "data/value_text.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
+#include "engine/run_report.h"
 
 #include <array>
 #include <charconv>
@@ -174,14 +175,19 @@ struct RowColumn {
 
 class MySQLLoad {
 public:
-    MySQLLoad(const TableRec& source, const TableRec& target)
-        : source_(source), target_(target), scope_(kErrorLimit, [this](auto description) {
+    MySQLLoad(const TableRec& source, const TableRec& target, TableReport& report)
+        : source_(source),
+          target_(target),
+          report_(report),
+          scope_(kErrorLimit, [this](auto description) {
               AppendLog(log_line::RowError(rows_loaded_, description));
           }) {}
 
     i16 Run() {
         AppendLog(log_line::AboutToInsertMySQL(target_.Name));
-        if (scope_.Run([this] { Load(); })) {
+        const bool whole = scope_.Run([this] { Load(); });
+        NoteEnd(report_, scope_, whole);
+        if (whole) {
             return kTrue;
         }
         AppendLog(log_line::Aborting(source_.Name));
@@ -205,11 +211,13 @@ private:
 
     const TableRec& source_;
     const TableRec& target_;
+    TableReport& report_;
     std::string insert_head_;
     std::string target_select_ = "Select ";
     std::string batch_;
     double total_rows_ = 0;
     std::int64_t rows_loaded_ = 0;
+    std::int64_t rows_in_batch_ = 0;
     ErrorScope scope_;
 };
 
@@ -272,7 +280,7 @@ void MySQLLoad::LoadByRecordset() {
         columns.push_back({&field, k, IsDateType(field.Type()) ? CopyDay : CopyValue});
     }
     StartBar(total_rows_);
-    while (scope_.Enters([] { return !SrcRS->Eof(); })) {
+    while (scope_.Enters([this] { return StandsOnRow(report_); })) {
         scope_.RowOK = true;
         scope_([] { DstRS->AddNew(); });
         for (auto& column : columns) {
@@ -281,6 +289,7 @@ void MySQLLoad::LoadByRecordset() {
         if (scope_.RowOK) {  // else a field failed and was told: the row would hold something else
                              // there
             scope_([] { DstRS->Update(); });
+            report_.RowsLoaded += scope_.RowOK ? 1 : 0;
         }
         scope_([] { SrcRS->MoveNext(); });
         CurrentRunView->DoEvents();
@@ -302,8 +311,12 @@ void MySQLLoad::LoadByRecordset() {
 void MySQLLoad::SendBatch(Command& command, std::string_view end) {
     CutLast(batch_);
     command.CommandText.assign(insert_head_).append(batch_).append(end);
-    scope_([&] { command.Execute(); });
+    scope_([&] {
+        command.Execute();
+        report_.RowsLoaded += rows_in_batch_;
+    });
     batch_.clear();
+    rows_in_batch_ = 0;
 }
 
 void MySQLLoad::LoadByBatches() {
@@ -318,7 +331,7 @@ void MySQLLoad::LoadByBatches() {
             columns.push_back({&field, PieceOf(field.Type())});
         }
     });
-    while (scope_.Enters([] { return !SrcRS->Eof(); })) {
+    while (scope_.Enters([this] { return StandsOnRow(report_); })) {
         batch_ += '(';
         scope_.RowOK = true;
         for (auto& column : columns) {
@@ -327,6 +340,7 @@ void MySQLLoad::LoadByBatches() {
         CutLast(batch_);
         batch_ += "),";
         ++rows_loaded_;
+        ++rows_in_batch_;
         scope_([] { SrcRS->MoveNext(); });
         if (rows_loaded_ % kRowsPerBatch == 0) {
             SendBatch(command, ";");
@@ -342,7 +356,9 @@ void MySQLLoad::LoadByBatches() {
         CurrentRunView->DoEvents();
     }
     // A batch that a cancel finds unfinished is thrown away.
-    if (!batch_.empty() && !CancelRequested()) {
+    if (CancelRequested()) {
+        report_.RowsRead -= rows_in_batch_;
+    } else if (!batch_.empty()) {
         SendBatch(command, {});
         if (scope_.RowOK) {
             CurrentRunView->SetRowCounter(rows_loaded_, total_rows_);
@@ -362,7 +378,7 @@ void MySQLLoad::Close() {
 
 i16 LoadRowsMySQL(i16 i) {
     const auto table = static_cast<std::size_t>(i);
-    return MySQLLoad(SrcTables.at(table), DstTables.at(table)).Run();
+    return MySQLLoad(SrcTables.at(table), DstTables.at(table), ReportOf(i)).Run();
 }
 
 }  // namespace vantry

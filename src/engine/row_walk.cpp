@@ -48,6 +48,13 @@ bool CancelRequested() {
     return TableCancelled != kFalse || SessionCancelled != kFalse;
 }
 
+void NoteEnd(TableReport& report, const ErrorScope& scope, bool whole) {
+    report.Errors = scope.ErrorCount + (whole || scope.ErrorCount > 0 ? 0 : 1);
+    report.Outcome = !whole              ? TableOutcome::GivenUp
+                     : CancelRequested() ? TableOutcome::Cancelled
+                                         : TableOutcome::Loaded;
+}
+
 void AppendTrimmedText(const Cell& value, std::string& out) {
     if (value.Kind() != ValueKind::Text) {
         AppendText(value, out);  // no other kind has blanks at its ends

@@ -3,6 +3,7 @@
 // them, set up the bar, see a cancel.
 
 #include "engine/error_scope.h"
+#include "engine/run_report.h"
 #include "engine/source_statements.h"
 
 #include <cstdint>
@@ -23,6 +24,17 @@ void OpenSourceRows(ErrorScope& scope, const SourceStatements& statements, int c
 void StartBar(double total_rows);
 
 bool CancelRequested();
+
+// Whether there is a row; it then counts as read. Throws where the source can't say.
+inline bool StandsOnRow(TableReport& report) {
+    if (SrcRS->Eof()) {
+        return false;
+    }
+    ++report.RowsRead;
+    return true;
+}
+// How the walk of a table ended; `whole` is what its scope returned.
+void NoteEnd(TableReport& report, const ErrorScope& scope, bool whole);
 
 // Appends the value as text without blanks at its ends.
 void AppendTrimmedText(const Cell& value, std::string& out);

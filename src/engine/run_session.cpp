@@ -5,9 +5,12 @@
 #include "engine/row_loader.h"
 #include "engine/row_loader_mysql.h"
 #include "engine/run_log.h"
+#include "engine/run_report.h"
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
 #include "text/file_rename.h"
+
+#include <chrono>
 
 namespace vantry {
 namespace {
@@ -33,6 +36,9 @@ void NoteCreation(i16 i) {
         CreatedTables[table].TabID = SrcTables[table].TabID;
         CreatedTables[table].Name = SrcTables[table].Name;
         CreatedTables[table].FirstTimeLoadOpt = "CREATED";
+        if (TableCreatedHook != nullptr) {
+            TableCreatedHook(i);
+        }
     }
 }
 
@@ -44,6 +50,8 @@ void WalkTables() {
         const auto i = static_cast<i16>(table);
         TableCancelled = kFalse;
         TableStartTime = Now();
+        const auto start = std::chrono::steady_clock::now();
+        ReportOf(i).Outcome = TableOutcome::NotPrepared;
         if (Prepare(i)) {
             NoteCreation(i);
             load_result = TargetType == "MySQL" ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
@@ -51,6 +59,8 @@ void WalkTables() {
             ContinueLog(log_line::TableElapsed(ElapsedText(TableStartTime, TableEndTime)));
             CurrentRunView->Repaint();
         }
+        ReportOf(i).Seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         if (SourceType == "TEXTPOLL" && load_result == kTrue) {
             MoveLoadedFile(SrcTables[table].Name);
         }
@@ -59,6 +69,8 @@ void WalkTables() {
         }
     }
 }
+
+}  // namespace
 
 void WriteRunRecord() {
     const bool failed = false;  // a table's failure stands in the log alone
@@ -82,7 +94,13 @@ void WriteRunRecord() {
     RepoConn.reset();
 }
 
-}  // namespace
+void FinishRunLog() {
+    SessionEndTime = Now();
+    CurrentRunView->ClearRowCounter();
+    AppendLog(log_line::EndTime());
+    AppendLog(log_line::SessionElapsed(ElapsedText(SessionStartTime, SessionEndTime)));
+    AppendLog(log_line::Finished());
+}
 
 void RunSession(const std::string& /*ignored*/) {
     SessionCancelled = kFalse;
@@ -90,15 +108,13 @@ void RunSession(const std::string& /*ignored*/) {
     SessionStartTime = Now();
     StartLog(log_line::Started());
     CreatedTables.assign(SrcTables.size(), TableRec());
+    StartRunReport();
     WalkTables();
+    CurrentRunReport.Walked = true;
     if (CurrentSessionID >= 1) {
         WriteRunRecord();
     }
-    SessionEndTime = Now();
-    CurrentRunView->ClearRowCounter();
-    AppendLog(log_line::EndTime());
-    AppendLog(log_line::SessionElapsed(ElapsedText(SessionStartTime, SessionEndTime)));
-    AppendLog(log_line::Finished());
+    FinishRunLog();
 }
 
 }  // namespace vantry

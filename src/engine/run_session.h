@@ -13,4 +13,9 @@ namespace vantry {
 // The argument is ignored.
 void RunSession(const std::string& ignored);
 
+// What RunSession ends with, for whoever goes on after a repository failed it: the record of the
+// run, by which a table that was created isn't created again, and the closing lines of the log.
+void WriteRunRecord();
+void FinishRunLog();
+
 }  // namespace vantry

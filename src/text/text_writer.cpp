@@ -2,10 +2,12 @@
 
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
+#include "engine/run_report.h"
 #include "text/field_text.h"
 #include "text/line_file.h"
 
 #include <algorithm>
+#include <chrono>
 #include <string_view>
 
 namespace vantry {
@@ -50,6 +52,7 @@ public:
 
 private:
     void TellError(std::string_view description) const;
+    void WriteTableReported(const TableRec& source, const TableRec& target);
     void WriteTable(const TableRec& source, const TableRec& target);
     void ReadLongColumns();
     void ChooseColumns(const MappedColumns& mapped);
@@ -66,6 +69,7 @@ private:
     text::LineFile file_;
 
     // Of the table that is being written.
+    TableReport* report_ = nullptr;
     std::vector<text::LineColumn> columns_;
     bool has_long_columns_ = false;
     std::int64_t heading_lines_ = 0;
@@ -78,14 +82,17 @@ void TextRun::Run() {
     StartLog(log_line::TextStarted());
     SessionCancelled = kFalse;
     TableCancelled = kFalse;
+    StartRunReport();
     const bool whole = scope_.Run([this] {
         for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-            WriteTable(SrcTables[i], DstTables.at(i));
+            report_ = &ReportOf(static_cast<i16>(i));
+            WriteTableReported(SrcTables[i], DstTables.at(i));
             if (CancelRequested()) {
                 break;
             }
         }
     });
+    CurrentRunReport.Walked = true;
     if (!whole) {
         AppendLog(log_line::TextAborting());
         try {
@@ -94,6 +101,7 @@ void TextRun::Run() {
             // It never opened: there is nothing to close, and nobody left to tell.
         }
         file_.Abandon();
+        report_->RowsLoaded = std::max<std::int64_t>(file_.Lines() - heading_lines_, 0);
         return;
     }
     CurrentRunView->ClearRowCounter();
@@ -109,6 +117,27 @@ void TextRun::TellError(std::string_view description) const {
         AppendLog(description);
     } else {
         AppendLog(log_line::RowError(rows_read_, description));
+    }
+}
+
+void TextRun::WriteTableReported(const TableRec& source, const TableRec& target) {
+    const auto start = std::chrono::steady_clock::now();
+    const int errors_before = scope_.ErrorCount;
+    report_->Outcome = TableOutcome::GivenUp;
+    const auto note = [&] {
+        report_->Errors = scope_.ErrorCount - errors_before;
+        report_->Seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    try {
+        WriteTable(source, target);
+    } catch (...) {
+        note();
+        throw;
+    }
+    note();
+    if (report_->Outcome == TableOutcome::GivenUp) {
+        report_->Outcome = CancelRequested() ? TableOutcome::Cancelled : TableOutcome::Loaded;
     }
 }
 
@@ -135,12 +164,14 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     if (TextDestFormat == "FIXED" && has_long_columns_) {
         AppendLog(log_line::SkippingTable());
         FinishFile();
+        report_->Outcome = TableOutcome::NotPrepared;
         return;
     }
     if (total_rows_ <= 0) {
         if (counted) {
             FinishFile();
         } else {
+            report_->Outcome = TableOutcome::NotPrepared;
             file_.Abandon();  // nobody knows of any rows: a former file is worth more than this one
         }
         return;
@@ -203,7 +234,7 @@ void TextRun::WriteHeading(const MappedColumns& mapped) {
 }
 
 void TextRun::WriteRows() {
-    while (scope_.Enters([] { return !SrcRS->Eof(); })) {
+    while (scope_.Enters([this] { return StandsOnRow(*report_); })) {
         scope_.RowOK = true;
         scope_([] { SrcRS->Fields(); });
         file_.BeginLine();
@@ -248,6 +279,7 @@ void TextRun::EndLine(std::size_t fields, std::size_t columns) {
 // Rows that turn out not to be in the file were counted too soon.
 void TextRun::FinishFile() {
     scope_([this] { file_.Finish(); });
+    report_->RowsLoaded = std::max<std::int64_t>(file_.Lines() - heading_lines_, 0);
     rows_loaded_ = std::clamp<std::int64_t>(file_.Lines() - heading_lines_, 0, rows_loaded_);
 }
 

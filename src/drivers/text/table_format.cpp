@@ -203,6 +203,7 @@ ColumnType TypeOfWord(std::string_view word) {
 
 TableFormat FormatOfConnection(const ConnectionString& connection) {
     TableFormat format;
+    format.layout_file = connection.Get("Layout File");
     std::string_view rest = connection.Get("Extended Properties");
     while (!rest.empty()) {
         // A semicolon in round brackets is the delimiter itself.

@@ -34,6 +34,8 @@ struct DeclaredColumn {
 };
 
 struct TableFormat {
+    // The file whose section counts for every file of the folder; empty: each file has its own.
+    std::string layout_file;
     SplitRules::Layout layout = SplitRules::Layout::Delimited;
     std::string delimiter = ",";   // one character of UTF-8
     std::string qualifier = "\"";  // the same; empty: there is none
@@ -49,7 +51,8 @@ struct TableFormat {
     bool number_leading_zeros = true;
 };
 
-// The Extended Properties of a connection string: "text;HDR=No;FMT=Delimited(;)".
+// The Extended Properties of a connection string, "text;HDR=No;FMT=Delimited(;)", and its key
+// "Layout File": files that come and go under changing names have the layout of one sample.
 TableFormat FormatOfConnection(const ConnectionString& connection);
 
 // `format` with everything that the file's section says otherwise. `section` may be null.

@@ -170,7 +170,8 @@ std::shared_ptr<sql::StoredTable> TextDatabase::OpenTable(std::string_view name)
         return nullptr;
     }
     TableFormat format = defaults_;
-    ApplySection(SchemaIni::Load(folder_).Find(*file_name), format);
+    const std::string& section = format.layout_file.empty() ? *file_name : format.layout_file;
+    ApplySection(SchemaIni::Load(folder_).Find(section), format);
     TableSource source = OpenSource(PathIn(folder_, *file_name), std::move(format));
     auto layout = layouts_->Find(source);
     return std::make_shared<TextTable>(

@@ -1,0 +1,43 @@
+#include "engine/run_report.h"
+
+namespace vantry {
+
+RunReport CurrentRunReport;
+void (*TableCreatedHook)(i16 i) = nullptr;
+
+const char* OutcomeName(TableOutcome outcome) {
+    switch (outcome) {
+        case TableOutcome::NotReached:
+            return "not reached";
+        case TableOutcome::NotPrepared:
+            return "not prepared";
+        case TableOutcome::GivenUp:
+            return "given up";
+        case TableOutcome::Cancelled:
+            return "cancelled";
+        case TableOutcome::Loaded:
+            break;
+    }
+    return "loaded";
+}
+
+void StartRunReport() {
+    CurrentRunReport = {};
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        ReportOf(static_cast<i16>(i));
+    }
+}
+
+TableReport& ReportOf(i16 i) {
+    const auto table = static_cast<std::size_t>(i);
+    auto& tables = CurrentRunReport.Tables;
+    while (tables.size() <= table) {
+        auto& added = tables.emplace_back();
+        const std::size_t k = tables.size() - 1;
+        added.Source = k < SrcTables.size() ? SrcTables[k].Name : "";
+        added.Target = k < DstTables.size() ? DstTables[k].Name : "";
+    }
+    return tables[table];
+}
+
+}  // namespace vantry

@@ -1,0 +1,54 @@
+#pragma once
+// What a run did, table by table, as numbers: exit codes and the summary for machines come from
+// here, never from the log's words. The loaders, the text writer and the run driver fill it as they
+// go; one run at a time has it.
+//
+// Rows are counted where they are: read when the source stood on them, loaded when the target took
+// them. The log's own counts differ from these in a few prescribed cases (a refused batch counts as
+// loaded there).
+
+#include "core/session_state.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vantry {
+
+enum class TableOutcome : std::uint8_t {
+    NotReached,   // the run ended before it
+    NotPrepared,  // couldn't be dropped, emptied, created or opened for writing
+    GivenUp,      // too many errors
+    Cancelled,
+    Loaded,  // walked to its end; rows may have failed
+};
+const char* OutcomeName(TableOutcome outcome);  // "not reached", "not prepared", ...
+
+struct TableReport {
+    std::string Source;
+    std::string Target;
+    std::int64_t RowsRead = 0;
+    std::int64_t RowsLoaded = 0;
+    int Errors = 0;  // statements that failed, those of no row among them
+    double Seconds = 0;
+    TableOutcome Outcome = TableOutcome::NotReached;
+
+    std::int64_t RowsFailed() const { return RowsRead - RowsLoaded; }
+};
+
+struct RunReport {
+    std::vector<TableReport> Tables;  // one per element of SrcTables
+    bool Walked = false;  // all tables are behind: what fails now is the run's record alone
+};
+extern RunReport CurrentRunReport;
+
+// One table "not reached" per element of SrcTables.
+void StartRunReport();
+// Of table `i` of the session; there whenever it is asked for.
+TableReport& ReportOf(i16 i);
+
+// Called as soon as the run has created the table `i` of SrcTables for the first time, before its
+// rows; null, or set by whoever must know of it even if the run dies.
+extern void (*TableCreatedHook)(i16 i);
+
+}  // namespace vantry
