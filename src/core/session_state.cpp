@@ -49,6 +49,7 @@ std::unique_ptr<Recordset> SrcRS;
 std::unique_ptr<Connection> DstConn;
 std::unique_ptr<Recordset> DstRS;
 std::unique_ptr<Connection> RepoConn;
+std::unique_ptr<Catalog> SourceCatalog;
 
 i16 SessionCancelled = kFalse;
 i16 TableCancelled = kFalse;

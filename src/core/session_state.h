@@ -128,6 +128,7 @@ extern std::unique_ptr<Recordset> SrcRS;
 extern std::unique_ptr<Connection> DstConn;
 extern std::unique_ptr<Recordset> DstRS;
 extern std::unique_ptr<Connection> RepoConn;
+extern std::unique_ptr<Catalog> SourceCatalog;  // stays attached until the next one replaces it
 
 // The run.
 extern i16 SessionCancelled;

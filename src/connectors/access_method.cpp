@@ -1,0 +1,27 @@
+#include "connectors/access_method.h"
+
+namespace vantry {
+
+std::string AccessConnectionString(AccessMethod method, const AccessLogin& login) {
+    switch (method) {
+        case AccessMethod::Jet:
+            return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + login.file +
+                   ";Jet OLEDB:Database Password=" + login.password +
+                   ";Jet OLEDB:System Database=" + login.system_database;
+        case AccessMethod::OdbcDriver:
+            return "Driver=" + login.driver + ";DBQ=" + login.file + ";UID=" + login.user +
+                   ";PWD=" + login.password + ";SystemDB=" + login.system_database;
+        case AccessMethod::Dsn:
+            return "DSN=" + login.dsn + ";UID=" + login.user + ";pwd=" + login.password;
+        case AccessMethod::Ace:
+            break;
+    }
+    return "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + login.file +
+           ";Jet OLEDB:Database Password=" + login.password;
+}
+
+std::string NewAccessFileString(const std::string& file) {
+    return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file;
+}
+
+}  // namespace vantry

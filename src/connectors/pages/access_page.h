@@ -1,0 +1,79 @@
+#pragma once
+// What Form2 and Form8 have in common: the controls of file, method and login.
+
+#include "connectors/access_method.h"
+#include "shell/plate_button.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QRadioButton>
+
+#include <optional>
+
+namespace vantry {
+
+inline constexpr const char* kAccessFiles =
+    "MS Access (*.mdb,*.accdb)|*.mdb;*.accdb|MS Access 2007 (*.accdb)|*.accdb|MS Access "
+    "(*.mdb)|*.mdb|All Files (*.*)|*.*";
+
+// Fills both lists with what the machine has for Access; the first driver is selected, no data
+// source is.
+template <class Ui>
+void FillAccessLists(Ui& ui);
+
+// The first of the four options that is chosen.
+template <class Ui>
+std::optional<AccessMethod> ChosenAccessMethod(const Ui& ui);
+
+template <class Ui>
+AccessLogin AccessLoginOf(const Ui& ui);
+
+// The entries of OdbcDrivers and OdbcDsns that are for Access.
+void FillAccessDrivers(QComboBox& drivers);
+void FillAccessDsns(QComboBox& dsns);
+
+// Str of an error's number: a blank stands where a minus sign would.
+std::string NumberText(long number);
+
+}  // namespace vantry
+
+#include "shell/qt_text.h"
+
+namespace vantry {
+
+template <class Ui>
+void FillAccessLists(Ui& ui) {
+    FillAccessDrivers(*ui.ACCOdbcDrv);
+    FillAccessDsns(*ui.AccDSNList);
+    ui.ACCOdbcDrv->setEnabled(false);
+    ui.AccDSNList->setEnabled(false);
+}
+
+template <class Ui>
+std::optional<AccessMethod> ChosenAccessMethod(const Ui& ui) {
+    if (ui.Option1->isChecked()) {
+        return AccessMethod::Jet;
+    }
+    if (ui.Option2->isChecked()) {
+        return AccessMethod::OdbcDriver;
+    }
+    if (ui.Option3->isChecked()) {
+        return AccessMethod::Dsn;
+    }
+    if (ui.Option4->isChecked()) {
+        return AccessMethod::Ace;
+    }
+    return std::nullopt;
+}
+
+template <class Ui>
+AccessLogin AccessLoginOf(const Ui& ui) {
+    return {FromQt(ui.Mdbfilename->text()),
+            FromQt(ui.MdbUsr->text()),
+            FromQt(ui.MdbPwd->text()),
+            FromQt(ui.SysDBFileName->text()),
+            FromQt(ui.ACCOdbcDrv->currentText()),
+            FromQt(ui.AccDSNList->currentText())};
+}
+
+}  // namespace vantry

@@ -1,0 +1,178 @@
+#include "connectors/pages/form2.h"
+
+#include "ui_Form2.h"
+
+#include "connectors/pages/access_page.h"
+#include "connectors/pages/wizard_flow.h"
+#include "core/session_state.h"
+#include "data/data_error.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+
+namespace vantry {
+
+Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
+    ui_->setupUi(this);
+    ConnectOptions();
+    connect(ui_->brow, &PlateButton::Click, this, &Form2::Browse);
+    connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form2::BrowseSystemDatabase);
+    connect(ui_->LOADBUTT, &PlateButton::Click, this, &Form2::Load);
+    connect(ui_->NXT, &PlateButton::Click, this, &Form2::Next);
+    connect(ui_->BCK, &PlateButton::Click, this, [] {
+        HidePage("Form2");
+        ShowPage("Form1");
+    });
+    connect(ui_->HLP, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->CNCL, &PlateButton::Click, this, [] {
+        AskToCancel("Confirm Cancel", "Are you sure to cancel this Session?");
+    });
+}
+
+Form2::~Form2() = default;
+
+void Form2::OnLoad() {
+    FillAccessLists(*ui_);
+}
+
+bool Form2::QueryUnload() {
+    return AskToClose();
+}
+
+// No option disables the data source list again, and Option4 does nothing at all.
+void Form2::ConnectOptions() {
+    connect(ui_->Option1, &QRadioButton::clicked, this, [this] {
+        ui_->ACCOdbcDrv->setEnabled(false);
+        ReloadIfListed();
+    });
+    connect(ui_->Option2, &QRadioButton::clicked, this, [this] {
+        ui_->ACCOdbcDrv->setEnabled(true);
+        ReloadIfListed();
+    });
+    connect(ui_->Option3, &QRadioButton::clicked, this, [this] {
+        ui_->AccDSNList->setEnabled(true);
+        ReloadIfListed();
+    });
+    connect(ui_->ACCOdbcDrv, &QComboBox::activated, this, [this] { ReloadIfListed(); });
+    connect(ui_->AccDSNList, &QComboBox::activated, this, [this] { ReloadIfListed(); });
+}
+
+void Form2::ReloadIfListed() {
+    if (ui_->mdbtables->count() > 0) {
+        Load();
+    }
+}
+
+void Form2::Browse() {
+    const auto file = CurrentDialogs().ChooseFileToOpen(
+        {"Open", kAccessFiles, FromQt(ui_->Mdbfilename->text()), ""});
+    if (!file) {
+        return;
+    }
+    ui_->Mdbfilename->setText(ToQt(*file));
+    const std::string extension = FileExtOf(*file);
+    if (extension == "accdb") {
+        ui_->Option4->click();
+    } else if (extension == "mdb") {
+        ui_->Option1->setChecked(true);
+        ui_->ACCOdbcDrv->setEnabled(false);
+    }
+    Load();
+}
+
+void Form2::BrowseSystemDatabase() {
+    const auto file = CurrentDialogs().ChooseFileToOpen(
+        {"Open",
+         "MS Access System Database (*.mdw)|*.mdw|All Files (*.*)|*.*",
+         FromQt(ui_->SysDBFileName->text()),
+         ""});
+    if (file) {
+        ui_->SysDBFileName->setText(ToQt(*file));
+        Load();
+    }
+}
+
+void Form2::Load() {
+    if (ui_->Mdbfilename->text().isEmpty() && !ui_->Option3->isChecked()) {
+        TellStop("Please enter the MDB File or click button to browse");
+        ui_->mdbtables->clear();
+        return;
+    }
+    SourceCatalog = std::make_unique<Catalog>();
+    if (const auto method = ChosenAccessMethod(*ui_)) {
+        SourceConnStr = AccessConnectionString(*method, AccessLoginOf(*ui_));
+    }
+    ListTables();
+}
+
+// A failure is told, and the next step tried: a database that can't be attached leaves an empty
+// list and is told once more by the count.
+void Form2::ListTables() {
+    WaitNotice wait;
+    const auto tell = [&](const DataError& error) {
+        wait.Close();
+        TellStop(error.Description(), "Error");
+    };
+    try {
+        SourceCatalog->SetActiveConnection(SourceConnStr);
+    } catch (const DataError& error) {
+        tell(error);
+    }
+    ui_->mdbtables->clear();
+    try {
+        auto& tables = SourceCatalog->Tables();
+        if (tables.Count() == 0) {
+            wait.Close();
+            CurrentDialogs().Show({"No Tables found in the selected Database",
+                                   "Not Found",
+                                   BoxIcon::Information,
+                                   BoxButtons::Ok,
+                                   {}});
+            return;
+        }
+        QStringList names;
+        for (std::int32_t i = 0; i < tables.Count(); ++i) {
+            const auto& table = tables[i];
+            if (table.Type == "TABLE" || table.Type == "VIEW") {
+                names << ToQt(table.Name);
+            }
+        }
+        ui_->mdbtables->addItems(names);
+    } catch (const DataError& error) {
+        tell(error);
+    }
+}
+
+i16 Form2::ChkSQLSyntax(const std::string& query) {
+    try {
+        Connection connection;
+        connection.Open(SourceConnStr, "", "");
+        Recordset rows;
+        rows.Open(query, connection);
+        rows.Close();
+        return kTrue;
+    } catch (const DataError& error) {
+        TellStop(NumberText(error.Number()) + "\r" + error.Description() + "\r" + error.Source(),
+                 "Query Error");
+        return kFalse;
+    }
+}
+
+void Form2::Next() {
+    std::vector<TableRec> chosen;
+    for (int row = 0; row < ui_->mdbtables->count(); ++row) {
+        const auto* const entry = ui_->mdbtables->item(row);
+        if (entry->isSelected()) {
+            chosen.emplace_back().Name = FromQt(entry->text());
+        }
+    }
+    if (chosen.empty()) {
+        TellStop("Please select atleast one table", "Stop");
+        return;
+    }
+    SrcTables = std::move(chosen);
+    SourceQueryMode = 0;
+    HidePage("Form2");
+    ShowPage(TargetPageOf(TargetType));
+}
+
+}  // namespace vantry

@@ -1,0 +1,39 @@
+#pragma once
+// Form2: an Access database as source, and which of its tables.
+
+#include "core/session_state.h"
+#include "shell/page.h"
+
+#include <memory>
+
+namespace Ui {
+class Form2;
+}
+
+namespace vantry {
+
+class Form2 : public Page {
+    Q_OBJECT
+public:
+    Form2();
+    ~Form2() override;
+
+    void OnLoad() override;
+    bool QueryUnload() override;
+
+    // Whether the source understands the query; says what it thinks of it if it doesn't.
+    i16 ChkSQLSyntax(const std::string& query);
+
+private:
+    void ConnectOptions();
+    void Browse();
+    void BrowseSystemDatabase();
+    void Load();
+    void ListTables();
+    void ReloadIfListed();
+    void Next();
+
+    std::unique_ptr<Ui::Form2> ui_;
+};
+
+}  // namespace vantry

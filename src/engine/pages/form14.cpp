@@ -1,0 +1,106 @@
+#include "engine/pages/form14.h"
+
+#include "ui_Form14.h"
+
+#include "connectors/pages/wizard_flow.h"
+#include "core/session_state.h"
+#include "engine/run_session.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+#include "text/text_writer.h"
+
+namespace vantry {
+namespace {
+
+void RunChosen() {
+    if (TargetType == "TEXT") {
+        RunSessionToText("");
+    } else {
+        RunSession("");
+    }
+}
+
+}  // namespace
+
+Form14::Form14() : Page("Form14"), ui_(std::make_unique<Ui::Form14>()) {
+    ui_->setupUi(this);
+    display_ = std::make_unique<RunDisplay>(
+        *ui_->LogTxt, *ui_->Label2, *ui_->RowPro, [](std::string_view text) {
+            Tell(std::string(text));
+        });
+    connect(ui_->StartButton, &PlateButton::Click, this, &Form14::Start);
+    connect(ui_->CNCLBUTT, &PlateButton::Click, this, &Form14::Cancel);
+    connect(ui_->FINISHBUTT, &PlateButton::Click, this, [] { CancelSession(); });
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+}
+
+Form14::~Form14() {
+    if (CurrentRunView == display_.get()) {
+        CurrentRunView = nullptr;
+    }
+}
+
+void Form14::OnLoad() {
+    ui_->SrcDestLabel->setText(ToQt("Source DB:" + SourceType + " Target DB:" + TargetType));
+    ui_->FINISHBUTT->setEnabled(false);
+}
+
+void Form14::Start() {
+    ui_->StartButton->setEnabled(false);
+    ui_->CNCLBUTT->setFocus();
+    running_ = true;
+    CurrentRunView = display_.get();
+    try {
+        RunChosen();
+    } catch (const std::exception& error) {
+        // A run tells its failures in its log. What still gets here must not take the program
+        // along.
+        TellStop(std::string("The run ended early.\n") + error.what(), "Error");
+    }
+    CurrentRunView = nullptr;
+    running_ = false;
+    display_->Flush();
+    ui_->FINISHBUTT->setEnabled(true);
+    ui_->CNCLBUTT->setEnabled(false);
+    ui_->FINISHBUTT->setFocus();
+    if (leave_after_run_) {
+        CancelSession();
+    }
+}
+
+void Form14::Cancel() {
+    const auto answer = CurrentDialogs().Show({"Are you sure to cancel Loading",
+                                               "Cancel Loading",
+                                               BoxIcon::None,
+                                               BoxButtons::YesNo,
+                                               BoxAnswer::No});
+    if (answer != BoxAnswer::Yes) {
+        return;
+    }
+    SessionCancelled = kTrue;
+    TableCancelled = kTrue;
+    if (ui_->StartButton->isEnabled()) {
+        UnloadPage("Form14");
+        CancelSession();
+    }
+}
+
+bool Form14::QueryUnload() {
+    if (!running_) {
+        return AskToClose();
+    }
+    // The run holds this page's widgets: it is asked to stop, and the page goes when it has.
+    if (AskYesNo("Are you sure you want to close this session", "Cancel Session")) {
+        SessionCancelled = kTrue;
+        TableCancelled = kTrue;
+        leave_after_run_ = running_;
+    }
+    return false;
+}
+
+void RegisterRunPages() {
+    RegisterPage("Form14", [] { return std::make_unique<Form14>(); });
+}
+
+}  // namespace vantry

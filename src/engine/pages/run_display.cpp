@@ -1,0 +1,96 @@
+#include "engine/pages/run_display.h"
+
+#include "shell/qt_text.h"
+
+#include <QCoreApplication>
+
+#include <limits>
+
+namespace vantry {
+namespace {
+
+constexpr std::chrono::milliseconds kBetweenEvents{33};
+
+}  // namespace
+
+RunDisplay::RunDisplay(QPlainTextEdit& log,
+                       QLabel& counter,
+                       QProgressBar& bar,
+                       std::function<void(std::string_view)> tell)
+    : log_(log), counter_(counter), bar_(bar), tell_(std::move(tell)) {}
+
+void RunDisplay::SetLogText(std::string_view text) {
+    log_.setPlainText(ToQt(text));
+}
+
+void RunDisplay::AppendLogText(std::string_view text) {
+    QTextCursor end(log_.document());
+    end.movePosition(QTextCursor::End);
+    end.insertText(ToQt(text));
+}
+
+void RunDisplay::CaretToEnd() {
+    log_.moveCursor(QTextCursor::End);
+    log_.ensureCursorVisible();
+}
+
+void RunDisplay::Repaint() {
+    Flush();
+    log_.repaint();
+}
+
+void RunDisplay::SetRowCounter(std::int64_t loaded, double total) {
+    loaded_ = loaded;
+    total_ = total;
+    counter_changed_ = true;
+}
+
+void RunDisplay::ClearRowCounter() {
+    counter_changed_ = false;
+    counter_.clear();
+}
+
+void RunDisplay::SetBarMin(std::int64_t minimum) {
+    minimum_ = minimum;
+    bar_changed_ = true;
+}
+
+void RunDisplay::SetBarMax(std::int64_t maximum) {
+    maximum_ = maximum;
+    bar_changed_ = true;
+}
+
+void RunDisplay::SetBarValue(std::int64_t value) {
+    value_ = value;
+    bar_changed_ = true;
+}
+
+void RunDisplay::DoEvents() {
+    const auto now = std::chrono::steady_clock::now();
+    if (now < next_events_) {
+        return;
+    }
+    Flush();
+    QCoreApplication::processEvents();
+    next_events_ = std::chrono::steady_clock::now() + kBetweenEvents;
+}
+
+void RunDisplay::ShowMessage(std::string_view text) {
+    tell_(text);
+}
+
+void RunDisplay::Flush() {
+    if (counter_changed_) {
+        counter_.setText(QString("%1 of %2 Rows Loaded").arg(loaded_).arg(total_, 0, 'f', 0));
+        counter_changed_ = false;
+    }
+    if (bar_changed_) {
+        // The bar counts in ints: a table of more rows than that moves it in larger steps.
+        const std::int64_t step = maximum_ / std::numeric_limits<int>::max() + 1;
+        bar_.setRange(static_cast<int>(minimum_ / step), static_cast<int>(maximum_ / step));
+        bar_.setValue(static_cast<int>(std::min(value_, maximum_) / step));
+        bar_changed_ = false;
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,56 @@
+#pragma once
+// Shows a run on three widgets: the log's box, the row counter's label and the bar. Counter and bar
+// move at every row; they are painted, and waiting events let in, by the clock: often enough for
+// the eye and for a cancel, seldom enough to cost the run nothing.
+
+#include "engine/run_view.h"
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+
+#include <chrono>
+#include <functional>
+
+namespace vantry {
+
+class RunDisplay : public RunView {
+public:
+    // The widgets outlive the display. `tell` shows a box with an OK button.
+    RunDisplay(QPlainTextEdit& log,
+               QLabel& counter,
+               QProgressBar& bar,
+               std::function<void(std::string_view)> tell);
+
+    void SetLogText(std::string_view text) override;
+    void AppendLogText(std::string_view text) override;
+    void CaretToEnd() override;
+    void Repaint() override;
+    void SetRowCounter(std::int64_t loaded, double total) override;
+    void ClearRowCounter() override;
+    void SetBarMin(std::int64_t minimum) override;
+    void SetBarMax(std::int64_t maximum) override;
+    void SetBarValue(std::int64_t value) override;
+    void DoEvents() override;
+    void ShowMessage(std::string_view text) override;
+
+    // Puts the numbers of this moment on the widgets.
+    void Flush();
+
+private:
+    QPlainTextEdit& log_;
+    QLabel& counter_;
+    QProgressBar& bar_;
+    std::function<void(std::string_view)> tell_;
+
+    std::chrono::steady_clock::time_point next_events_{};
+    std::int64_t loaded_ = 0;
+    double total_ = 0;
+    bool counter_changed_ = false;
+    std::int64_t minimum_ = 0;
+    std::int64_t maximum_ = 100;
+    std::int64_t value_ = 0;
+    bool bar_changed_ = false;
+};
+
+}  // namespace vantry

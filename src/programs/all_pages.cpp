@@ -1,0 +1,60 @@
+#include "programs/all_pages.h"
+
+#include "connectors/pages/wizard_flow.h"
+#include "core/session_state.h"
+#include "engine/pages/form14.h"
+#include "shell/dialogs.h"
+#include "shell/main_window.h"
+#include "shell/page_set.h"
+#include "shell/small_windows.h"
+#if __has_include("mapping/pages/register.h")
+#include "mapping/pages/register.h"
+#endif
+#if __has_include("text/pages/register.h")
+#include "text/pages/register.h"
+#endif
+#if __has_include("repository/pages/register.h")
+#include "repository/pages/register.h"
+#endif
+
+namespace vantry {
+
+void RegisterAllPages() {
+    RegisterShellPages();
+    RegisterConnectorPages();
+    RegisterRunPages();
+#if __has_include("mapping/pages/register.h")
+    RegisterMappingPages();
+#endif
+#if __has_include("text/pages/register.h")
+    RegisterTextPages();
+#endif
+#if __has_include("repository/pages/register.h")
+    RegisterRepositoryPages();
+#endif
+}
+
+void StartWizard(const std::string& application_folder) {
+    for (;;) {
+        try {
+            InitSharedState(application_folder);
+            RegisterAllPages();
+            ShowPage("frmSplash");
+            return;
+        } catch (const std::exception& error) {
+            const auto answer =
+                CurrentDialogs().Show({std::string("Vantry Encountered an error\n") + error.what() +
+                                           "\nDo you want to retry the operation or Cancel?",
+                                       "Vantry Ver 2.0",
+                                       BoxIcon::None,
+                                       BoxButtons::RetryCancel,
+                                       {}});
+            if (answer != BoxAnswer::Retry) {
+                EndProgram();
+                return;
+            }
+        }
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,21 @@
+// The wizard.
+
+#include "core/session_state.h"
+#include "programs/all_pages.h"
+
+#include <QApplication>
+
+#include <clocale>
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QCoreApplication::setApplicationName("Vantry");
+    QCoreApplication::setApplicationVersion(VANTRY_VERSION);
+    // Numbers in SQL texts have a point wherever the desktop is; what the user reads goes by the
+    // module of text forms.
+    std::setlocale(LC_NUMERIC, "C");
+    // The set of pages knows when the last one went.
+    QApplication::setQuitOnLastWindowClosed(false);
+    vantry::StartWizard(vantry::ApplicationFolder());
+    return QApplication::exec();
+}
