@@ -269,8 +269,9 @@ Cell FieldReader::ReadDecimal(std::string_view text) const {
 }
 
 Cell FieldReader::ReadDate(std::string_view text) const {
-    const auto value =
-        column_.picture ? column_.picture->Parse(text) : DateOfValue(text, forms_.values);
+    const auto value = column_.picture   ? column_.picture->Parse(text)
+                       : column_.guessed ? GuessedDateOfValue(text, forms_.values)
+                                         : DateOfValue(text, forms_.values);
     return value ? Cell::FromDateTime(*value) : Cell::Unreadable();
 }
 

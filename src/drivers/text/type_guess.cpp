@@ -34,6 +34,31 @@ ColumnType TypeOfNumber(const NumberParts& parts) {
                : ColumnType::Double;
 }
 
+// "05-01-06" where dates begin with the year: whoever wrote it may have meant any of three orders.
+bool IsShortYearFirst(std::string_view text) {
+    if (LocalDateForm().order != DateOrder::YearMonthDay) {
+        return false;
+    }
+    const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+    std::size_t at = 0;
+    for (int piece = 1; piece <= 3; ++piece) {
+        const std::size_t begin = at;
+        while (at < text.size() && is_digit(text[at])) {
+            ++at;
+        }
+        if (at == begin || at - begin > 2) {
+            return false;
+        }
+        if (piece < 3) {
+            if (at == text.size() || text[at] == ':') {
+                return false;
+            }
+            ++at;  // over the separator
+        }
+    }
+    return at == text.size() || text[at] == ' ';
+}
+
 }  // namespace
 
 ColumnType TypeOfValue(std::string_view text, const ValueForms& forms) {
@@ -48,12 +73,19 @@ ColumnType TypeOfValue(std::string_view text, const ValueForms& forms) {
         return amount->is_plain && amount->value.scale <= kCurrencyDecimals ? ColumnType::Currency
                                                                             : ColumnType::Text;
     }
-    return DateOfValue(value, forms) ? ColumnType::DateTime : ColumnType::Text;
+    return GuessedDateOfValue(value, forms) ? ColumnType::DateTime : ColumnType::Text;
 }
 
 std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& forms) {
     const std::string_view value = WithoutBlanks(text);
     return forms.picture ? forms.picture->Parse(value) : ParseDateTime(value);
+}
+
+std::optional<DateTime> GuessedDateOfValue(std::string_view text, const ValueForms& forms) {
+    if (!forms.picture && IsShortYearFirst(WithoutBlanks(text))) {
+        return std::nullopt;
+    }
+    return DateOfValue(text, forms);
 }
 
 ColumnType WiderType(ColumnType left, ColumnType right) {

@@ -24,6 +24,9 @@ ColumnType TypeOfValue(std::string_view text, const ValueForms& forms);
 
 // A date in the file's form.
 std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& forms);
+// The same in a column whose type was guessed: there a date of two-digit numbers that would begin
+// with the year is none.
+std::optional<DateTime> GuessedDateOfValue(std::string_view text, const ValueForms& forms);
 
 // The type that holds the values of both.
 ColumnType WiderType(ColumnType left, ColumnType right);

@@ -232,6 +232,23 @@ TEST(TextScan, DayAndMonthAreNeverSwapped) {
     SetLocalDateForm({});
 }
 
+// Where dates begin with the year, "05-01-06" may be a day of 2005 or of 2006.
+TEST(TextScan, ShortYearsThatMightComeFirstAreTextUnlessTheColumnIsDeclared) {
+    TextFolder folder;
+    folder.Write("f.csv",
+                 "a,b,c,d\n05-01-06,2005-01-06,05-Jan-06,12:30:15\n07/02/03,05-01-06,05-Feb-06,1:"
+                 "05:06\n");
+    folder.Schema("[f.csv]\nMaxScanRows=1\n");
+    EXPECT_EQ(folder.Columns("f.csv"), "a 202/255, b 7/8, c 7/8, d 7/8");
+    EXPECT_EQ(RowsOf(folder)[1], "'07/02/03'|!!!|#2006-02-05 00:00:00#|#1899-12-30 01:05:06#");
+    folder.Schema("[f.csv]\nCol1=a DateTime\n");
+    EXPECT_EQ(RowsOf(folder)[0], "#2005-01-06 00:00:00#");
+    SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
+    folder.Schema("");
+    EXPECT_EQ(RowsOf(folder)[1].substr(0, 22), "#2003-07-02 00:00:00#|");
+    SetLocalDateForm({});
+}
+
 TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
     struct Change {
         const char* name;
