@@ -9,6 +9,13 @@
 
 namespace vantry {
 
+DataError NoTargetFor(const TableRec& source) {
+    return {kErrUnspecified,
+            "\"" + source.Name +
+                "\" isn't loaded: the session names no target for it. Open the session in the "
+                "wizard, choose the tables again and save it."};
+}
+
 double CountOf(const Cell& value) {
     const auto count = ToDouble(value);
     if (!count) {
@@ -50,6 +57,7 @@ bool CancelRequested() {
 
 void NoteEnd(TableReport& report, const ErrorScope& scope, bool whole) {
     report.Errors = scope.ErrorCount + (whole || scope.ErrorCount > 0 ? 0 : 1);
+    report.RowsLoaded -= scope.LostRows;
     report.Outcome = !whole              ? TableOutcome::GivenUp
                      : CancelRequested() ? TableOutcome::Cancelled
                                          : TableOutcome::Loaded;

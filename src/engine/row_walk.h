@@ -10,6 +10,9 @@
 
 namespace vantry {
 
+// What is wrong with a session that has no target for this table.
+DataError NoTargetFor(const TableRec& source);
+
 // The result of a count query; throws when it isn't a number.
 double CountOf(const Cell& value);
 

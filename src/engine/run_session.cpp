@@ -4,6 +4,7 @@
 #include "data/value_text.h"
 #include "engine/row_loader.h"
 #include "engine/row_loader_mysql.h"
+#include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/target_creation.h"
@@ -52,7 +53,10 @@ void WalkTables() {
         TableStartTime = Now();
         const auto start = std::chrono::steady_clock::now();
         ReportOf(i).Outcome = TableOutcome::NotPrepared;
-        if (Prepare(i)) {
+        if (table >= DstTables.size()) {
+            AppendLog(NoTargetFor(SrcTables[table]).Description());
+            ++ReportOf(i).Errors;
+        } else if (Prepare(i)) {
             NoteCreation(i);
             load_result = TargetType == "MySQL" ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
             TableEndTime = Now();

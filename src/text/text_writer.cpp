@@ -86,7 +86,10 @@ void TextRun::Run() {
     const bool whole = scope_.Run([this] {
         for (std::size_t i = 0; i < SrcTables.size(); ++i) {
             report_ = &ReportOf(static_cast<i16>(i));
-            WriteTableReported(SrcTables[i], DstTables.at(i));
+            if (i >= DstTables.size()) {
+                throw NoTargetFor(SrcTables[i]);
+            }
+            WriteTableReported(SrcTables[i], DstTables[i]);
             if (CancelRequested()) {
                 break;
             }
@@ -96,7 +99,9 @@ void TextRun::Run() {
     if (!whole) {
         AppendLog(log_line::TextAborting());
         try {
-            SrcRS->Close();
+            if (SrcRS) {
+                SrcRS->Close();
+            }
         } catch (const DataError&) {
             // It never opened: there is nothing to close, and nobody left to tell.
         }

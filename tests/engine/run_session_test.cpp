@@ -1,6 +1,7 @@
 #include "engine/run_session.h"
 
 #include "engine/run_log.h"
+#include "engine/run_report.h"
 #include "engine/session_fixture.h"
 #include "support/temp_dir.h"
 
@@ -120,6 +121,19 @@ TEST_F(RunSessionTest, ATableThatFailsDoesntStopTheNextOne) {
     RunSession("");
     EXPECT_EQ(target->taken.size(), 2u);
     EXPECT_NE(view.log.find("About to Insert Rows from src2 to dst2"), std::string::npos);
+}
+
+TEST_F(RunSessionTest, ATableWithoutATargetIsToldAndTheOthersAreLoaded) {
+    FillSource(2);
+    AddTable("src2", "dst2");
+    DstTables.pop_back();
+    RunSession("");
+    EXPECT_EQ(target->taken.size(), 2u);
+    EXPECT_NE(view.log.find("\"src2\" isn't loaded: the session names no target for it."),
+              std::string::npos)
+        << view.log;
+    EXPECT_TRUE(view.log.ends_with("*******( F.I.N.I.S.H )*********"));
+    EXPECT_EQ(ReportOf(1).Outcome, TableOutcome::NotPrepared);
 }
 
 TEST_F(RunSessionTest, ACancelEndsTheWalkAfterItsTableAndTheClosingLinesFollow) {

@@ -623,6 +623,15 @@ TEST_F(TextWriterTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
     EXPECT_FALSE(IsThere("escape.txt"));
 }
 
+TEST_F(TextWriterTest, ATableWithoutATargetGivesTheRunUp) {
+    FillSource(2);
+    DstTables.clear();
+    SrcRS.reset();
+    RunSessionToText("");
+    EXPECT_NE(view.log.find("the session names no target for it"), std::string::npos) << view.log;
+    EXPECT_TRUE(view.log.ends_with("Aborting loading as Errors exceed 50 allowed"));
+}
+
 TEST_F(TextWriterTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharacterSilently) {
     class Locale {
     public:
