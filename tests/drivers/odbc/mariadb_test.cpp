@@ -287,6 +287,12 @@ TEST_F(MariaDbOdbcTest, ConnectionsFailInPlainWordsAndWithoutThePassword) {
         connect("DRIVER={MariaDB Unicode};SERVER=127.0.0.1;PORT=1;UID=a;PWD=s3cret");
     EXPECT_NE(closed.Description().find("127.0.0.1"), std::string::npos) << closed.Description();
     EXPECT_EQ(closed.Number(), kErrUnspecified);
+    // A driver that repeats what it was given repeats it without the password.
+    const auto repeated =
+        connect("DRIVER={MariaDB Unicode};SERVER=s3cret.host.invalid;UID=a;PWD=s3cret");
+    EXPECT_NE(repeated.Description().find(".host.invalid"), std::string::npos)
+        << repeated.Description();
+    EXPECT_EQ(repeated.Description().find("s3cret"), std::string::npos) << repeated.Description();
     const auto unknown = connect("DSN=nosuch;UID=a;PWD=s3cret");
     EXPECT_NE(unknown.Description().find("Data source name not found"), std::string::npos)
         << unknown.Description();
