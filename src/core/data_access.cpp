@@ -207,11 +207,15 @@ void Recordset::Close() {
     adding_ = false;
     row_ = {};
     cursor_.reset();
+    const auto filled = appender_ ? connection_ : nullptr;
     appender_.reset();
     connection_.reset();
     rows_.clear();
     fields_.items_.clear();
     position_ = Position::Closed;
+    if (filled) {
+        filled->Settle();
+    }
 }
 
 void Recordset::RequireOpen() const {
@@ -385,6 +389,12 @@ void Command::Execute() {
         prepared_text_ = CommandText;
     }
     statement_->Execute(values_);
+}
+
+void Command::Settle() {
+    if (connection_) {
+        connection_->Settle();
+    }
 }
 
 // ---- Catalog

@@ -206,6 +206,8 @@ public:
     // parameters' values up: each must be set again before the next. A parameter without a value is
     // an error of this call.
     void Execute();
+    // Behind the last call: throws what went wrong with rows that were taken and didn't last.
+    void Settle();
 
 private:
     std::shared_ptr<DriverConnection> connection_;

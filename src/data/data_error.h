@@ -3,6 +3,7 @@
 // the source that spoke. Thrown by value, caught by const reference. Each driver builds its errors
 // in the factory functions of its own errors.h; callers branch on the number, never on the text.
 
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <utility>
@@ -32,10 +33,15 @@ public:
     int Number() const { return number_; }
     const std::string& Description() const { return description_; }
     const std::string& Source() const { return source_; }
+    // Rows that the data source had taken before and that this failure took back: a bulk load's
+    // last ones.
+    std::int64_t LostRows() const { return lost_rows_; }
+    void SetLostRows(std::int64_t rows) { lost_rows_ = rows; }
     const char* what() const noexcept override { return description_.c_str(); }
 
 private:
     int number_;
+    std::int64_t lost_rows_ = 0;
     std::string description_;
     std::string source_;
 };

@@ -88,6 +88,9 @@ public:
     virtual std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) = 0;
     // Tables and views, in the order of the data source.
     virtual std::vector<TableEntry> Tables() = 0;
+    // Makes the rows of a bulk load last; throws what went wrong with those that were taken and
+    // didn't get there (LostRows of the error).
+    virtual void Settle() {}
 };
 
 class Driver {

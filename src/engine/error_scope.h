@@ -15,6 +15,9 @@
 // ask whether the statement before it went well, and nothing runs on for ever. A statement that
 // doesn't fail costs no more than its call.
 
+#include "data/data_error.h"
+
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <string_view>
@@ -32,6 +35,8 @@ public:
     // The walk sets it at the start of each row; an error takes it away.
     bool RowOK = true;
     int ErrorCount = 0;
+    // Rows that had been sent well and that a later failure took back.
+    std::int64_t LostRows = 0;
 
     template <typename Statement>
     void operator()(Statement&& statement) {
@@ -72,6 +77,9 @@ private:
 
     [[gnu::cold, gnu::noinline]] void Fail(const std::exception& error) {
         RowOK = false;
+        if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
+            LostRows += data_error->LostRows();
+        }
         tell_(error.what());
         ++ErrorCount;
         if (ErrorCount >= limit_) {

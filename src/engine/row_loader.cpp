@@ -143,6 +143,9 @@ public:
     i16 Run() {
         AppendLog(log_line::AboutToInsert(source_.Name, target_.Name));
         const bool whole = scope_.Run([this] { Load(); });
+        if (!whole) {
+            SettleGivenUp();
+        }
         NoteEnd(report_, scope_, whole);
         if (whole) {
             return kTrue;
@@ -170,6 +173,7 @@ private:
         }
     }
     void ShowLoaded();
+    void SettleGivenUp();
     void Close();
 
     const TableRec& source_;
@@ -182,6 +186,7 @@ private:
     std::int64_t rows_loaded_ = 0;
     ErrorScope scope_;
     std::vector<RowColumn> columns_;
+    Command command_;
     std::string scratch_;
 };
 
@@ -298,7 +303,7 @@ void GenericLoad::AppendParameters(Command& command) {
 }
 
 void GenericLoad::LoadByStatement() {
-    Command command;
+    Command& command = command_;
     command.CommandType = adCmdText;
     command.ActiveConnection = TargetConnStr;
     scope_([&] { AppendParameters(command); });
@@ -322,6 +327,7 @@ void GenericLoad::LoadByStatement() {
             break;
         }
     }
+    scope_([&] { command.Settle(); });
 }
 
 void GenericLoad::ShowLoaded() {
@@ -332,9 +338,24 @@ void GenericLoad::ShowLoaded() {
     }
 }
 
+// The rows that were sent before the last error are to stay, or to be known as lost.
+void GenericLoad::SettleGivenUp() {
+    try {
+        command_.Settle();
+        if (DstRS) {
+            DstRS->Close();
+        }
+    } catch (const DataError& error) {
+        scope_.LostRows += error.LostRows();
+        if (error.LostRows() > 0) {
+            AppendLog(log_line::RowError(rows_read_, error.Description()));
+        }
+    }
+}
+
 void GenericLoad::Close() {
     scope_([] { SrcRS->Close(); });
-    AppendLog(log_line::RowsLoaded(rows_loaded_));
+    AppendLog(log_line::RowsLoaded(rows_loaded_ - scope_.LostRows));
     if (CancelRequested()) {
         AppendLog(log_line::LoadCancelled());
     }

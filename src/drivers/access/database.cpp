@@ -9,6 +9,10 @@
 
 namespace vantry::access {
 
+void AccessDatabase::Settle() {
+    file_->store->Settle();
+}
+
 std::vector<TableEntry> AccessDatabase::Tables() {
     file_->store->Settle();
     struct Named {

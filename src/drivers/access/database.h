@@ -25,6 +25,7 @@ public:
     void CommitStatement() override;
     void RollbackStatement() override;
     void InsertRow(sql::StoredTable& table, std::span<const Cell> row) override;
+    void Settle() override;
 
 private:
     template <typename Change>

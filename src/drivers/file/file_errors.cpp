@@ -103,10 +103,13 @@ DataError RowsLost(const DataError& error, std::uint64_t rows) {
     if (rows == 0) {
         return error;
     }
-    return {error.Number(),
-            error.Description() + " The " + std::to_string(rows) +
-                " rows added just before are not in the file either.",
-            error.Source()};
+    DataError lost(error.Number(),
+                   error.Description() + " The " + std::to_string(rows) +
+                       (rows == 1 ? " row added just before is" : " rows added just before are") +
+                       " not in the file either.",
+                   error.Source());
+    lost.SetLostRows(static_cast<std::int64_t>(rows));
+    return lost;
 }
 
 DataError NotAJournal(std::string_view path, std::string_view journal) {

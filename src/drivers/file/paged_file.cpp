@@ -390,7 +390,7 @@ void PagedFile::EndRow(bool keep) {
     ++batch_rows_;
     if (burst_ < kSingleRows) {
         ++burst_;
-        CommitOpen();
+        CommitOpen(1);
         return;
     }
     try {
@@ -402,7 +402,7 @@ void PagedFile::EndRow(bool keep) {
     if (batch_rows_ % kRowsPerLook == 0 &&
         (Clock::now() - batch_start_ >= options_.batch_age ||
          LockedByOther(file_, LockByte::Turn, LockKind::Exclusive))) {
-        CommitOpen();
+        CommitOpen(1);
     }
 }
 
@@ -429,9 +429,8 @@ void PagedFile::UndoRow() {
     ++view_;
 }
 
-void PagedFile::CommitOpen() {
-    const std::uint32_t former_rows =
-        state_ == State::Batch && batch_rows_ > 0 ? batch_rows_ - 1 : 0;
+void PagedFile::CommitOpen(std::uint32_t failing) {
+    const std::uint32_t former_rows = state_ == State::Batch ? batch_rows_ - failing : 0;
     try {
         undo_ = false;
         if (before_commit_) {

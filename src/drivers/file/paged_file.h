@@ -134,7 +134,8 @@ private:
     void Recover();
     void AcquireWriter();
     void ReleaseWriter();
-    void CommitOpen();
+    // `failing`: rows of the batch that the caller reports as failed himself.
+    void CommitOpen(std::uint32_t failing = 0);
     void RollbackOpen();
     void WriteEverything();
     void WriteEarly(std::vector<std::uint32_t> pages);

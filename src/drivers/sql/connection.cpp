@@ -48,6 +48,7 @@ public:
     }
 
     std::vector<TableEntry> Tables() override { return database_->Tables(); }
+    void Settle() override { database_->Settle(); }
 
 private:
     std::shared_ptr<EmbeddedDatabase> database_;

@@ -127,6 +127,8 @@ public:
     // A single INSERT of one row, already bracketed by the engine itself: lets a bulk load batch
     // its page writes.
     virtual void InsertRow(StoredTable& table, std::span<const Cell> row);
+    // Ends such a batch; throws what went wrong with it.
+    virtual void Settle() {}
 };
 
 // What the SQL layer must know of an engine's dialect.
