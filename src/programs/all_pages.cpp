@@ -14,6 +14,7 @@
 #include "text/pages/register.h"
 #endif
 #if __has_include("repository/pages/register.h")
+#include "repository/pages/create_repository.h"
 #include "repository/pages/register.h"
 #endif
 
@@ -34,11 +35,26 @@ void RegisterAllPages() {
 #endif
 }
 
+namespace {
+
+void ConnectMenu() {
+    MainWindow::Actions actions;
+#if __has_include("repository/pages/register.h")
+    actions.create_repository = [] { CreateNewRepository(ApplicationFolder()); };
+#endif
+    actions.create_session = [] { CreateNewSession(); };
+    actions.show_navigator = [] { ShowNavigator(); };
+    TheMainWindow().SetActions(std::move(actions));
+}
+
+}  // namespace
+
 void StartWizard(const std::string& application_folder) {
     for (;;) {
         try {
             InitSharedState(application_folder);
             RegisterAllPages();
+            ConnectMenu();
             ShowPage("frmSplash");
             return;
         } catch (const std::exception& error) {

@@ -2,6 +2,7 @@
 
 #include "core/session_state.h"
 #include "programs/all_pages.h"
+#include "shell/product_picture.h"
 
 #include <QApplication>
 
@@ -14,6 +15,7 @@ int main(int argc, char** argv) {
     // Numbers in SQL texts have a point wherever the desktop is; what the user reads goes by the
     // module of text forms.
     std::setlocale(LC_NUMERIC, "C");
+    QApplication::setWindowIcon(vantry::ProductIcon());
     // The set of pages knows when the last one went.
     QApplication::setQuitOnLastWindowClosed(false);
     vantry::StartWizard(vantry::ApplicationFolder());

@@ -115,7 +115,8 @@ void MakeVisible(const std::string& name) {
 // A program whose last window went has nothing left to do.
 void QuitWithoutWindows() {
     QTimer::singleShot(0, qApp, [] {
-        if (Pages().empty() && FindMainWindow() == nullptr) {
+        const MainWindow* const frame = FindMainWindow();
+        if (Pages().empty() && (frame == nullptr || !frame->isVisible())) {
             QCoreApplication::quit();
         }
     });

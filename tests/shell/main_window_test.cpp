@@ -1,0 +1,135 @@
+#include "shell/main_window.h"
+
+#include "core/session_state.h"
+#include "shell/page_set.h"
+#include "shell/small_windows.h"
+#include "support/scripted_dialogs.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMenu>
+#include <QMouseEvent>
+
+namespace vantry {
+namespace {
+
+class NamedPage : public Page {
+public:
+    explicit NamedPage(const char* name) : Page(name) {}
+};
+
+class MainWindowTest : public ::testing::Test {
+protected:
+    MainWindowTest() {
+        RegisterShellPages();
+        for (const char* name : {"NavForm", "Form15", "BackupRepo", "RestoreRepo", "CheckSch"}) {
+            RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
+        }
+        SetProgramEnd([this] { ++ended; });
+        TheMainWindow().SetActions(
+            {[this] { ++created; }, [this] { ++sessions; }, [this] { ++navigators; }});
+    }
+    ~MainWindowTest() override {
+        UnloadAllPages();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        CloseMainWindow();
+        SetProgramEnd([] {});
+    }
+    static void Trigger(const char* entry) {
+        TheMainWindow().findChild<QAction*>(entry)->trigger();
+    }
+    int ended = 0;
+    int created = 0;
+    int sessions = 0;
+    int navigators = 0;
+};
+
+TEST_F(MainWindowTest, HasTheMenusInTheirOrder) {
+    EXPECT_EQ(TheMainWindow().windowTitle(), "Vantry 2.0");
+    const std::pair<const char*, const char*> menus[] = {
+        {"mRep",
+         "Repository: Create New Repository...; Backup Repository; -; Restore from the Backup; -; "
+         "Exit"},
+        {"mSesS",
+         "Session: Create New Session...; Open Existing Sessions...; -; Check Status of Scheduler"},
+        {"mWindow", "Window: Show Navigator"},
+        {"mHelp", "Help: Contents; Index; Take A Tour; -; About; -; Vantry on the Web"},
+    };
+    for (const auto& [name, expected] : menus) {
+        const auto* const menu = TheMainWindow().findChild<QMenu*>(name);
+        ASSERT_NE(menu, nullptr) << name;
+        QStringList entries;
+        for (const auto* const action : menu->actions()) {
+            entries << (action->isSeparator() ? QString("-") : action->text().remove('&'));
+        }
+        EXPECT_EQ((menu->title().remove('&') + ": " + entries.join("; ")).toStdString(), expected);
+    }
+}
+
+TEST_F(MainWindowTest, EntriesOpenWhatTheyName) {
+    ScriptedDialogs dialogs;
+    const std::pair<const char*, const char*> pages[] = {{"mRepOpen", "BackupRepo"},
+                                                         {"mRepStatus", "RestoreRepo"},
+                                                         {"mOpenSes", "Form15"},
+                                                         {"mStatSes", "CheckSch"},
+                                                         {"mAbout", "frmAbout"}};
+    for (const auto& [entry, page] : pages) {
+        Trigger(entry);
+        EXPECT_TRUE(PageIsVisible(page)) << entry;
+        UnloadPage(page);
+    }
+    Trigger("mRepNew");
+    Trigger("mCreateNewSes");
+    Trigger("mShowNavigator");
+    EXPECT_EQ(created + sessions + navigators, 3);
+    Trigger("mTakeTour");
+    Trigger("mVYWeb");
+    EXPECT_EQ(dialogs.opened.size(), 2u);
+}
+
+TEST_F(MainWindowTest, AsksBeforeItEnds) {
+    ScriptedDialogs dialogs;
+    dialogs.answers = {BoxAnswer::No, BoxAnswer::No};
+    Trigger("mExit");
+    TheMainWindow().close();
+    EXPECT_EQ(ended, 0);
+    EXPECT_EQ(dialogs.TakeBoxes(),
+              "none|Exit?|Are you Sure to Exit?|Yes/No\nnone|Exit?|Are you Sure to Exit?|Yes/No");
+    dialogs.answers = {BoxAnswer::Yes, BoxAnswer::Yes};
+    Trigger("mExit");
+    TheMainWindow().close();
+    EXPECT_EQ(ended, 2);
+}
+
+TEST_F(MainWindowTest, HelpThatIsMissingIsTold) {
+    ScriptedDialogs dialogs;
+    dialogs.can_open = false;
+    Trigger("mContents");
+    ASSERT_EQ(dialogs.boxes.size(), 1u);
+    EXPECT_NE(dialogs.boxes[0].text.find("VY3Help.chm"), std::string::npos);
+}
+
+TEST_F(MainWindowTest, TheSplashGivesWayToTheNavigatorByClickAndToNothingByKey) {
+    ShowPage("frmSplash");
+    auto* const image = FindPage("frmSplash")->findChild<QLabel*>("Image1");
+    QMouseEvent release(QEvent::MouseButtonRelease,
+                        QPointF(5, 5),
+                        QPointF(5, 5),
+                        Qt::LeftButton,
+                        Qt::NoButton,
+                        Qt::NoModifier);
+    QApplication::sendEvent(image, &release);
+    EXPECT_EQ(FindPage("frmSplash"), nullptr);
+    EXPECT_TRUE(PageIsVisible("NavForm"));
+    UnloadAllPages();
+
+    ShowPage("frmSplash");
+    QKeyEvent key(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier);
+    QApplication::sendEvent(FindPage("frmSplash"), &key);
+    EXPECT_TRUE(LoadedPages().empty());
+}
+
+}  // namespace
+}  // namespace vantry

@@ -1,0 +1,166 @@
+#include "shell/page_set.h"
+
+#include "shell/main_window.h"
+#include "shell/small_windows.h"
+#include "support/scripted_dialogs.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QTimer>
+
+namespace vantry {
+namespace {
+
+struct Counts {
+    int loads = 0;
+    int activations = 0;
+    int destroyed = 0;
+    bool may_close = true;
+    bool unload_on_load = false;
+};
+
+class Probe : public Page {
+public:
+    Probe(const char* name, Counts& counts) : Page(name), counts_(counts) {
+        edit = new QLineEdit(this);
+    }
+    ~Probe() override { ++counts_.destroyed; }
+    void OnLoad() override {
+        ++counts_.loads;
+        if (counts_.unload_on_load) {
+            UnloadPage(objectName().toStdString());
+        }
+    }
+    void OnActivate() override {
+        ++counts_.activations;
+        Page::OnActivate();
+    }
+    bool QueryUnload() override { return counts_.may_close; }
+
+    QLineEdit* edit;
+
+private:
+    Counts& counts_;
+};
+
+class PageSetTest : public ::testing::Test {
+protected:
+    PageSetTest() {
+        RegisterShellPages();
+        RegisterPage("One", [this] { return std::make_unique<Probe>("One", one); });
+        RegisterPage("Two", [this] { return std::make_unique<Probe>("Two", two); });
+    }
+    ~PageSetTest() override {
+        UnloadAllPages();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        CloseMainWindow();
+    }
+    Counts one;
+    Counts two;
+};
+
+TEST_F(PageSetTest, HidingKeepsWhatControlsHoldAndUnloadingLosesIt) {
+    ShowPage("One");
+    FindPageAs<Probe>("One")->edit->setText("typed");
+    HidePage("One");
+    EXPECT_FALSE(PageIsVisible("One"));
+    ShowPage("One");
+    EXPECT_TRUE(PageIsVisible("One"));
+    EXPECT_EQ(FindPageAs<Probe>("One")->edit->text(), "typed");
+    EXPECT_EQ(one.loads, 1);
+    EXPECT_EQ(one.activations, 2);
+
+    UnloadPage("One");
+    EXPECT_EQ(FindPage("One"), nullptr);
+    EXPECT_EQ(one.destroyed, 0) << "its handlers may still be under way";
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(one.destroyed, 1);
+    ShowPage("One");
+    EXPECT_EQ(FindPageAs<Probe>("One")->edit->text(), "");
+    EXPECT_EQ(one.loads, 2);
+}
+
+TEST_F(PageSetTest, ListsPagesInTheOrderOfLoading) {
+    ShowPage("Two");
+    ShowPage("One");
+    HidePage("Two");
+    EXPECT_EQ(LoadedPages(), (std::vector<std::string>{"Two", "One"}));
+    UnloadPage("Two");
+    UnloadPage("Two");
+    HidePage("Two");
+    EXPECT_EQ(LoadedPages(), std::vector<std::string>{"One"});
+    EXPECT_THROW(ShowPage("Three"), std::out_of_range);
+}
+
+TEST_F(PageSetTest, APageCanUnloadItselfWhileItIsLoaded) {
+    one.unload_on_load = true;
+    ShowPage("One");
+    EXPECT_EQ(FindPage("One"), nullptr);
+    EXPECT_EQ(one.activations, 0);
+}
+
+TEST_F(PageSetTest, TheCloseBoxAsksThePageAndCodeDoesNot) {
+    ShowPage("One");
+    auto* const window = qobject_cast<QMdiSubWindow*>(FindPage("One")->parentWidget());
+    ASSERT_NE(window, nullptr);
+    one.may_close = false;
+    window->close();
+    EXPECT_TRUE(PageIsVisible("One"));
+    one.may_close = true;
+    window->close();
+    EXPECT_EQ(FindPage("One"), nullptr);
+    ShowPage("One");
+    one.may_close = false;
+    UnloadPage("One");
+    EXPECT_EQ(FindPage("One"), nullptr);
+}
+
+TEST_F(PageSetTest, AModalPageReturnsWhenItIsUnloadedOrHidden) {
+    ShowPage("Two");
+    for (int round = 0; round < 2; ++round) {
+        bool seen = false;
+        QTimer::singleShot(0, [&] {
+            seen = FindPage("One")->isModal() && PageIsVisible("One");
+            if (round == 0) {
+                HidePage("One");
+            } else {
+                UnloadPage("One");
+            }
+        });
+        ShowPageModal("One");
+        EXPECT_TRUE(seen);
+    }
+    EXPECT_EQ(FindPage("One"), nullptr);
+    EXPECT_TRUE(PageIsVisible("Two"));
+}
+
+TEST_F(PageSetTest, CentresPagesInTheFrame) {
+    ShowPage("One");
+    auto* const window = FindPage("One")->parentWidget();
+    const QSize outer = TheMainWindow().frameGeometry().size();
+    EXPECT_EQ(
+        window->pos(),
+        QPoint((outer.width() - window->width()) / 2, (outer.height() - window->height()) / 2));
+    window->resize(outer * 2);
+    CenterPage(*FindPage("One"));
+    EXPECT_EQ(window->pos(), QPoint(0, 0));
+}
+
+TEST_F(PageSetTest, TheWaitNoticeShowsAsLongAsItLives) {
+    {
+        WaitNotice wait;
+        ASSERT_TRUE(PageIsVisible("frmWait"));
+        EXPECT_EQ(FindPage("frmWait")->findChild<QLabel*>("Label1")->text(),
+                  "Loading Tables Information");
+        wait.Close();
+        EXPECT_EQ(FindPage("frmWait"), nullptr);
+        ShowPage("frmWait");
+    }
+    EXPECT_NE(FindPage("frmWait"), nullptr) << "closed once only";
+}
+
+}  // namespace
+}  // namespace vantry
