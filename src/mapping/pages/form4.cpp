@@ -1,0 +1,275 @@
+#include "mapping/pages/form4.h"
+
+#include "ui_Form4.h"
+
+#include "connectors/pages/wizard_flow.h"
+#include "data/data_error.h"
+#include "mapping/column_discovery.h"
+#include "mapping/map_check.h"
+#include "mapping/pages/button_column.h"
+#include "mapping/pages/editor_list.h"
+#include "mapping/pages/form5.h"
+#include "mapping/pages/maperrform.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+
+namespace vantry {
+namespace {
+
+constexpr int kSourceTable = 0;
+constexpr int kColMapping = 1;
+constexpr int kDestinationTable = 2;
+constexpr int kNumber = 4;
+
+constexpr GridColumn kColumns[] = {
+    {"Source Table", 2000, 2},
+    {"Col Mapping", 1130, 0},
+    {"Destination Table", 2000, 2},
+    {"Description", 2000, 1},
+    {"S.No.", 1, 0},
+};
+
+constexpr const char* kUnsupportedType = "Data type is not supported.";
+constexpr const char* kUnsupportedTypeHelp =
+    "Data type is not supported\n\n\nPossible Causes:\n"
+    "1.Either Table contains Datatypes, Which is not supported.\n"
+    "2.You have choosen an Old OLE DB Provider or ODBC Driver, Which does not support Long "
+    "Datatypes\n"
+    "Please choose a new OLE Provider or ODBC Driver";
+
+void TellSourceFailure(const DataError& error) {
+    const bool explained = SourceType == "ORACLE" && error.Description() == kUnsupportedType;
+    TellStop(explained ? kUnsupportedTypeHelp : error.Description(), "Stop");
+}
+
+void TellTargetFailure(const DataError& error) {
+    Tell("Error: " + std::to_string(error.Number()) + "\n" + error.Description());
+}
+
+}  // namespace
+
+Form4::Form4() : Page("Form4"), ui_(std::make_unique<Ui::Form4>()) {
+    ui_->setupUi(this);
+    PrepareEditorList(*ui_->DestTabList);
+    ui_->FlexGrid1->AddEditor(ui_->DestTabList, EditorHeight::Own);
+    ui_->FlexGrid1->SetTabCells([](int, int column) { return column == kDestinationTable; });
+
+    connect(ui_->FlexGrid1, &EditorGrid::CellEntered, this, &Form4::EnterCell);
+    connect(ui_->FlexGrid1, &EditorGrid::CellLeft, this, &Form4::LeaveCell);
+    connect(ui_->FlexGrid1, &EditorGrid::Scrolled, this, [this] {
+        ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
+    });
+    connect(ui_->FlexGrid1, &EditorGrid::EnterPressed, this, [this] {
+        CommitName(ui_->FlexGrid1->currentRow());
+        ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
+    });
+    connect(ui_->FlexGrid1, &EditorGrid::Escaped, this, [this] {
+        const auto* const grid = ui_->FlexGrid1;
+        ui_->DestTabList->setEditText(grid->Text(grid->currentRow(), kDestinationTable));
+        ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
+    });
+
+    connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form4::Next);
+    connect(ui_->BCKBUTT, &PlateButton::Click, this, &Form4::Back);
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->CNCLBUTT, &PlateButton::Click, this, [] {
+        AskToCancel("Cancel", "Are you sure to cancel this Session?");
+    });
+}
+
+Form4::~Form4() = default;
+
+void Form4::OnLoad() {
+    WaitNotice wait;
+    ColumnsLoaded = kFalse;
+    ui_->FlexGrid1->GridFilling = true;
+    CellEntered = kFalse;
+    SetupTableGrid();
+    FillSourceTables();
+    FillMapButtons();
+    FillTargetTables();
+    ShowTargetTables();
+    LoadColumns(ColumnsLoaded);
+    if (ColumnsLoaded != kFalse) {
+        BuildColMaps();
+    } else {
+        BackToSource();
+    }
+}
+
+bool Form4::QueryUnload() {
+    return AskToClose();
+}
+
+void Form4::SetupTableGrid() {
+    ui_->FlexGrid1->SetColumns(kColumns);
+}
+
+void Form4::FillSourceTables() {
+    ui_->FlexGrid1->setRowCount(static_cast<int>(SrcTables.size()));
+    for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
+        const auto& table = SrcTables[static_cast<std::size_t>(row)];
+        ui_->FlexGrid1->SetText(row, kSourceTable, ToQt(table.Name));
+    }
+    ui_->FlexGrid1->Rewind();
+}
+
+void Form4::FillMapButtons() {
+    auto* const buttons = new ButtonColumn(ui_->FlexGrid1, kColMapping, "Columns");
+    connect(buttons, &ButtonColumn::Clicked, this, &Form4::OpenColumns);
+}
+
+void Form4::ShowTargetTables() {
+    for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
+        const auto& table = DstTables[static_cast<std::size_t>(row)];
+        ui_->FlexGrid1->SetText(row, kDestinationTable, ToQt(table.Name));
+        ui_->FlexGrid1->SetText(row, kNumber, QString::number(row));
+    }
+}
+
+void Form4::ShowTargetNames() {
+    FillEditorList(*ui_->DestTabList, target_names_);
+}
+
+void Form4::LoadColumns(i16& ok) {
+    ok = kFalse;
+    try {
+        LoadSourceColumns();
+        CheckTargetTables(target_names_);
+        ShowTargetNames();
+    } catch (const DataError& error) {
+        TellSourceFailure(error);
+        return;
+    }
+    LoadAllTargetColumns();
+    ui_->FlexGrid1->GridFilling = false;
+    ok = kTrue;
+}
+
+// A failure sends the user back to the target page; the page is gone afterwards.
+bool Form4::LoadAllTargetColumns() {
+    try {
+        LoadTargetColumns();
+        return true;
+    } catch (const DataError& error) {
+        TellTargetFailure(error);
+    }
+    UnloadPage("Form4");
+    // SQL Server has no way back here.
+    if (TargetType != "MSSQL" && TargetType != "TEXT") {
+        ShowPage(TargetPageOf(TargetType));
+    }
+    return false;
+}
+
+void Form4::BackToSource() {
+    UnloadPage("Form4");
+    if (SourceType == "ACCESS") {
+        Tell(
+            "Please ensure you have entered the correct username,password and System Database "
+            "File if the DB is using one");
+    }
+    if (SourceType != "ODBC") {
+        ShowPage(SourcePageOf(SourceType));
+    }
+}
+
+void Form4::EnterCell(int row, int column) {
+    if (column == kDestinationTable) {
+        ui_->DestTabList->setEditText(ui_->FlexGrid1->Text(row, column));
+        ui_->FlexGrid1->OpenEditor(ui_->DestTabList);
+        ui_->DestTabList->lineEdit()->selectAll();
+    }
+    CellEntered = kTrue;
+}
+
+void Form4::LeaveCell(int row, int column) {
+    if (CellEntered == kFalse) {
+        return;
+    }
+    if (column == kDestinationTable) {
+        CommitName(row);
+    }
+    CellEntered = kFalse;
+}
+
+void Form4::CommitName(int row) {
+    const auto index = static_cast<std::size_t>(row);
+    const std::string name = FromQt(ui_->DestTabList->currentText());
+    if (!NameTargetTable(index, name)) {
+        return;
+    }
+    ui_->FlexGrid1->SetText(row, kDestinationTable, ToQt(name));
+    ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
+    const i16 tab_id = DstTables[index].TabID;
+    ReloadTable(tab_id);
+    RebuildTableMap(tab_id);
+}
+
+void Form4::ReloadTable(i16 tab_id) {
+    const std::size_t listed = target_names_.size();
+    try {
+        ReloadSourceColumns(tab_id);
+        CheckTargetTable(tab_id, target_names_);
+        if (target_names_.size() != listed) {
+            ShowTargetNames();
+        }
+    } catch (const DataError& error) {
+        TellSourceFailure(error);
+        return;
+    }
+    try {
+        ReloadTargetColumns(tab_id);
+    } catch (const DataError& error) {
+        TellTargetFailure(error);
+    }
+}
+
+void Form4::OpenColumns(int row) {
+    LoadPage("Form5");
+    auto* const columns = FindPageAs<Form5>("Form5");
+    if (columns == nullptr) {
+        return;
+    }
+    const auto* const grid = ui_->FlexGrid1;
+    columns->SetTable(grid->Text(row, kNumber),
+                      grid->Text(row, kSourceTable),
+                      grid->Text(row, kDestinationTable));
+    ShowPageModal("Form5");
+}
+
+void Form4::ChkAllTabColMapping(i16& ok) {
+    const std::string errors = MapErrorsOfAllTables();
+    ok = ToI16(errors.empty() ||
+               (AskToIgnoreMapErrors(errors) &&
+                AskYesNo("Some Columns Datatypes are not matching.\nThere is a possibility of "
+                         "conversion errors.\nDo you wish to continue?",
+                         std::string(kDefaultTitle))));
+}
+
+void Form4::Next() {
+    i16 ok = kFalse;
+    try {
+        ChkAllTabColMapping(ok);
+    } catch (const DataError& error) {
+        TellStop(error.Description(), "Stop");
+        return;
+    }
+    if (ok == kFalse) {
+        return;
+    }
+    UnselectSkippedRows();
+    HidePage("Form4");
+    ShowPage("Form13");
+}
+
+// A text target has no page to go back to.
+void Form4::Back() {
+    UnloadPage("Form4");
+    if (TargetType != "TEXT" && !TargetPageOf(TargetType).empty()) {
+        ShowPage(TargetPageOf(TargetType));
+    }
+}
+
+}  // namespace vantry

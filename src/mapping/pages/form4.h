@@ -1,0 +1,57 @@
+#pragma once
+// Form4: one row for each source table with its target table. Derives the target names, reads the
+// columns of both sides and makes the first column map when it loads; here the user changes target
+// names, opens a table's columns (Form5) and goes on to the session page.
+
+#include "core/session_state.h"
+#include "shell/page.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Ui {
+class Form4;
+}
+
+namespace vantry {
+
+class ButtonColumn;
+
+class Form4 : public Page {
+    Q_OBJECT
+public:
+    Form4();
+    ~Form4() override;
+
+    void OnLoad() override;
+    bool QueryUnload() override;
+
+    // Judges the map of all tables, and asks when there are errors.
+    void ChkAllTabColMapping(i16& ok);
+
+private:
+    void SetupTableGrid();
+    void FillSourceTables();
+    void FillMapButtons();
+    void ShowTargetTables();
+    void ShowTargetNames();
+    void LoadColumns(i16& ok);
+    bool LoadAllTargetColumns();
+    void BackToSource();
+
+    void EnterCell(int row, int column);
+    void LeaveCell(int row, int column);
+    void CommitName(int row);
+    void ReloadTable(i16 tab_id);
+    void OpenColumns(int row);
+    void Next();
+    void Back();
+
+    std::unique_ptr<Ui::Form4> ui_;
+    std::vector<std::string> target_names_;  // what DestTabList offers
+    i16 ColumnsLoaded = kFalse;
+    i16 CellEntered = kFalse;  // the next cell left was entered by the user
+};
+
+}  // namespace vantry

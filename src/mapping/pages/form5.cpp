@@ -1,0 +1,485 @@
+#include "mapping/pages/form5.h"
+
+#include "ui_Form5.h"
+
+#include "data/data_error.h"
+#include "mapping/map_check.h"
+#include "mapping/map_edit.h"
+#include "mapping/pages/editor_list.h"
+#include "mapping/pages/maperrform.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+
+#include <QButtonGroup>
+
+#include <algorithm>
+
+namespace vantry {
+namespace {
+
+enum Column {
+    kPos,
+    kSourceColumn,
+    kSourceType,
+    kSourceSize,
+    kSourceDec,
+    kTargetColumn,
+    kTargetType,
+    kTargetSize,
+    kTargetDec,
+    kNull,
+    kPosAgain,
+};
+
+constexpr GridColumn kColumns[] = {
+    {"", 2, 0},
+    {"Source Column", 1200, 3},
+    {"Datatype", 1000, 2},
+    {"Size", 500, 1},
+    {"Dec", 400, 1},
+    {"Dest. Column", 1200, 3},
+    {"Datatype", 1000, 2},
+    {"Size", 500, 1},
+    {"Dec", 400, 1},
+    {"Null", 500, 0},
+    {"", 0, 0},
+};
+
+constexpr const char* kOptions[] = {"DROP", "DELETE", "APPEND"};
+
+const QColor kSourceBack(255, 250, 221);
+const QColor kSkipped(255, 0, 0);
+
+QTableWidgetItem* NewCell(const QString& text, int column) {
+    auto* const cell = new QTableWidgetItem(text);
+    if (column >= kSourceColumn && column <= kSourceDec) {
+        cell->setBackground(kSourceBack);
+    }
+    return cell;
+}
+
+void SetSkipped(QTableWidgetItem& cell, bool skipped) {
+    cell.setData(Qt::ForegroundRole, skipped ? QVariant(QBrush(kSkipped)) : QVariant());
+}
+
+bool IsSkip(const QString& text) {
+    return text == ToQt(SkipLabel);
+}
+
+void SetComboText(QComboBox& combo, const QString& text) {
+    combo.setCurrentIndex(combo.findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive));
+    if (combo.isEditable()) {
+        combo.setEditText(text);
+        combo.lineEdit()->selectAll();
+    }
+}
+
+}  // namespace
+
+Form5::Form5() : Page("Form5"), ui_(std::make_unique<Ui::Form5>()) {
+    ui_->setupUi(this);
+    auto* const grid = ui_->ColGrid1;
+    for (auto* const list : {ui_->SColList, ui_->DColList, ui_->DTCombo}) {
+        PrepareEditorList(*list);
+        grid->AddEditor(list, EditorHeight::Own);
+    }
+    grid->AddEditor(ui_->t1, EditorHeight::Cell);
+    grid->SetTabCells([this](int row, int column) { return TakesEditor(row, column); });
+
+    connect(grid, &EditorGrid::CellEntered, this, &Form5::EnterCell);
+    connect(grid, &EditorGrid::CellLeft, this, &Form5::LeaveCell);
+    connect(grid, &EditorGrid::Scrolled, this, &Form5::Scroll);
+    connect(grid, &EditorGrid::EnterPressed, this, &Form5::PressEnter);
+    connect(grid, &EditorGrid::Escaped, this, &Form5::Escape);
+    connect(ui_->SColList, &QComboBox::activated, this, &Form5::PickSource);
+    connect(ui_->DColList, &QComboBox::activated, this, &Form5::PickTarget);
+
+    QRadioButton* const options[] = {ui_->TabDropOpt_0, ui_->TabDropOpt_1, ui_->TabDropOpt_2};
+    for (int k = 0; k < 3; ++k) {
+        ui_->TabDropOpt->setId(options[k], k);
+    }
+    connect(ui_->TabDropOpt, &QButtonGroup::idClicked, this, &Form5::ChooseOption);
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->closebutt, &PlateButton::Click, this, [this] { Close(); });
+}
+
+Form5::~Form5() = default;
+
+void Form5::SetTable(const QString& tab_id, const QString& source, const QString& target) {
+    ui_->TabIDLabel->setText(tab_id);
+    ui_->SourceTabName->setText(source);
+    ui_->SourceTabName->setToolTip(source);
+    ui_->DestTabName->setText(target);
+    ui_->DestTabName->setToolTip(target);
+}
+
+void Form5::OnActivate() {
+    Page::OnActivate();
+    ui_->ColGrid1->GridFilling = true;
+    FillColGrid(TabId());
+    ShowTableOptions();
+    FillTypeCombo();
+}
+
+double Form5::TabId() const {
+    return ui_->TabIDLabel->text().toDouble();
+}
+
+std::size_t Form5::TableIndex() const {
+    const auto found = std::find_if(SrcTables.begin(), SrcTables.end(), [&](const TableRec& table) {
+        return table.TabID == TabId();
+    });
+    return static_cast<std::size_t>(found - SrcTables.begin());
+}
+
+// ---- Filling ----
+
+void Form5::FillColGrid(double tab_id) {
+    auto* const grid = ui_->ColGrid1;
+    grid->SetColumns(kColumns);
+    RowToMap.clear();
+    for (std::size_t index = 0; index < ColMaps.size(); ++index) {
+        if (ColMaps[index].TabID == tab_id) {
+            RowToMap.push_back(index);
+        }
+    }
+    grid->setRowCount(static_cast<int>(RowToMap.size()));
+    for (int row = 0; row < grid->rowCount(); ++row) {
+        FillRow(row, MapRow(row));
+    }
+    grid->Rewind();
+    FillColLists(tab_id);
+    grid->GridFilling = false;
+}
+
+void Form5::FillRow(int row, const ColMapRec& map) {
+    const QString pos = QString::number(map.Pos);
+    const QString texts[] = {pos,
+                             ToQt(map.SCName),
+                             ToQt(map.SDtype),
+                             QString::number(map.SWidth),
+                             QString::number(map.SScale),
+                             ToQt(map.DCName),
+                             ToQt(map.DDtype),
+                             QString::number(map.DWidth),
+                             QString::number(map.DScale),
+                             QString(),
+                             pos};
+    for (int column = kPos; column <= kPosAgain; ++column) {
+        ui_->ColGrid1->setItem(row, column, NewCell(texts[column], column));
+    }
+}
+
+void Form5::FillColLists(double tab_id) {
+    const auto fill = [&](QComboBox& names, QComboBox& positions, const auto& columns) {
+        QStringList texts(ToQt(SkipLabel));
+        QStringList indexes((QString()));
+        for (std::size_t index = 0; index < columns.size(); ++index) {
+            if (columns[index].TabID == tab_id) {
+                texts << ToQt(columns[index].ColName);
+                indexes << QString::number(index);
+            }
+        }
+        names.clear();
+        names.addItems(texts);
+        positions.clear();
+        positions.addItems(indexes);
+        FitListWidth(names);
+    };
+    fill(*ui_->SColList, *ui_->SColPos, SrcCols);
+    fill(*ui_->DColList, *ui_->DColPos, DstCols);
+}
+
+void Form5::ShowTableOptions() {
+    const std::size_t index = TableIndex();
+    if (index == SrcTables.size()) {
+        return;
+    }
+    const auto& table = SrcTables[index];
+    ui_->SQLCondTxt->setPlainText(ToQt(table.WhereCond));
+    TargetExists = table.TableExists;
+    ui_->FirstTimeChk->setVisible(TargetExists == kFalse);
+    for (int k = 0; k < 3; ++k) {
+        if (table.LoadOption == kOptions[k]) {
+            ui_->TabDropOpt->button(k)->setChecked(true);
+        }
+    }
+}
+
+void Form5::FillTypeCombo() {
+    for (const auto type : TargetTypeChoices(TargetType)) {
+        ui_->DTCombo->addItem(ToQt(type));
+    }
+    FitListWidth(*ui_->DTCombo);
+}
+
+void Form5::ChooseOption(int option) {
+    const std::size_t index = TableIndex();
+    if (index < SrcTables.size() && ui_->TabDropOpt->button(option)->isChecked()) {
+        SrcTables[index].LoadOption = DstTables[index].LoadOption = kOptions[option];
+    }
+}
+
+// ---- Editing ----
+
+ColMapRec& Form5::MapRow(int row) {
+    return ColMaps[RowToMap[static_cast<std::size_t>(row)]];
+}
+
+bool Form5::TakesEditor(int row, int column) {
+    switch (column) {
+        case kSourceColumn:
+            return true;
+        case kTargetColumn:
+        case kTargetType:
+            return TargetExists == kFalse;
+        case kTargetSize:
+            return TargetExists == kFalse && HasTargetSize(MapRow(row).DDtype);
+        case kTargetDec:
+            return TargetExists == kFalse && HasTargetDecimals(MapRow(row).DDtype);
+        default:
+            return false;
+    }
+}
+
+void Form5::EnterCell(int row, int column) {
+    if (!TakesEditor(row, column)) {
+        return;
+    }
+    const QString text = ui_->ColGrid1->Text(row, column);
+    if (column == kTargetSize || column == kTargetDec) {
+        ui_->t1->setText(text);
+        ui_->t1->selectAll();
+        ui_->ColGrid1->OpenEditor(ui_->t1);
+        return;
+    }
+    auto* const list = column == kSourceColumn   ? ui_->SColList
+                       : column == kTargetColumn ? ui_->DColList
+                                                 : ui_->DTCombo;
+    SetComboText(*list, text);
+    ui_->ColGrid1->OpenEditor(list);
+}
+
+void Form5::LeaveCell(int row, int column) {
+    if (column == kSourceColumn) {
+        LeaveSource(row);
+    } else if (TargetExists != kFalse) {
+        return;
+    } else if (column == kTargetColumn) {
+        CommitTargetName(row);
+    } else if (column == kTargetType) {
+        CommitTargetType(row);
+    } else if (column == kTargetSize && ui_->ColGrid1->OpenedEditor() == ui_->t1) {
+        LeaveSize(row);
+    } else if (column == kTargetDec && ui_->ColGrid1->OpenedEditor() == ui_->t1) {
+        LeaveDecimals(row);
+    }
+}
+
+// In t1 Enter is looser than leaving the cell; in a list it does the same.
+void Form5::PressEnter(QWidget* editor) {
+    if (editor == ui_->t1) {
+        CommitNumberLoosely();
+    } else {
+        LeaveCell(ui_->ColGrid1->currentRow(), ui_->ColGrid1->currentColumn());
+    }
+}
+
+void Form5::Scroll() {
+    auto* const grid = ui_->ColGrid1;
+    if (grid->OpenedEditor() == ui_->t1) {
+        CommitNumberLoosely();
+    } else if (grid->OpenedEditor() == ui_->DTCombo) {
+        CommitTargetType(grid->currentRow());
+    }
+    grid->CloseEditor(ui_->SColList);
+    grid->CloseEditor(ui_->DColList);
+}
+
+void Form5::Escape(QWidget* editor) {
+    auto* const grid = ui_->ColGrid1;
+    if (auto* const list = qobject_cast<QComboBox*>(editor)) {
+        SetComboText(*list, grid->Text(grid->currentRow(), grid->currentColumn()));
+    }
+    grid->CloseEditor(editor);
+}
+
+void Form5::ShowSource(int row) {
+    auto* const grid = ui_->ColGrid1;
+    const auto& map = MapRow(row);
+    const bool skipped = map.SCName == SkipLabel;
+    grid->SetText(row, kSourceColumn, ToQt(map.SCName));
+    SetSkipped(*grid->item(row, kSourceColumn), skipped);
+    grid->SetText(row, kSourceType, skipped ? QString() : ToQt(map.SDtype));
+    grid->SetText(row, kSourceSize, skipped ? QString() : QString::number(map.SWidth));
+    grid->SetText(row, kSourceDec, skipped ? QString() : QString::number(map.SScale));
+}
+
+void Form5::ShowTarget(int row) {
+    auto* const grid = ui_->ColGrid1;
+    const auto& map = MapRow(row);
+    const bool skipped = map.DCName == SkipLabel;
+    grid->SetText(row, kTargetColumn, ToQt(map.DCName));
+    SetSkipped(*grid->item(row, kTargetColumn), skipped);
+    grid->SetText(row, kTargetType, skipped ? QString() : ToQt(map.DDtype));
+    grid->SetText(row, kTargetSize, skipped ? QString() : QString::number(map.DWidth));
+    grid->SetText(row, kTargetDec, skipped ? QString() : QString::number(map.DScale));
+}
+
+void Form5::PickSource(int item) {
+    auto* const grid = ui_->ColGrid1;
+    const int row = grid->currentRow();
+    grid->GridFilling = true;
+    if (IsSkip(ui_->SColList->itemText(item))) {
+        PickSourceSkip(MapRow(row));
+    } else {
+        PutSourceColumn(MapRow(row), ui_->SColPos->itemText(item).toULongLong());
+    }
+    ShowSource(row);
+    grid->GridFilling = false;
+}
+
+void Form5::PickTarget(int item) {
+    auto* const grid = ui_->ColGrid1;
+    const int row = grid->currentRow();
+    grid->GridFilling = true;
+    if (IsSkip(ui_->DColList->itemText(item))) {
+        PutTargetSkip(MapRow(row));
+    } else {
+        PutTargetColumn(MapRow(row), ui_->DColPos->itemText(item).toULongLong());
+    }
+    ShowTarget(row);
+    grid->GridFilling = false;
+}
+
+void Form5::LeaveSource(int row) {
+    const int item = ui_->SColList->currentIndex();
+    ui_->ColGrid1->CloseEditor(ui_->SColList);
+    if (item < 0) {
+        return;  // the list doesn't hold what stands in the cell
+    }
+    if (IsSkip(ui_->SColList->itemText(item))) {
+        LeaveSourceSkip(MapRow(row));
+    } else {
+        PutSourceColumn(MapRow(row), ui_->SColPos->itemText(item).toULongLong());
+    }
+    ShowSource(row);
+}
+
+// The list takes typed names, too; nothing else in the row follows from them.
+void Form5::CommitTargetName(int row) {
+    const QString text = ui_->DColList->currentText();
+    ui_->ColGrid1->SetText(row, kTargetColumn, text);
+    SetSkipped(*ui_->ColGrid1->item(row, kTargetColumn), IsSkip(text));
+    MapRow(row).DCName = FromQt(text);
+    ui_->ColGrid1->CloseEditor(ui_->DColList);
+}
+
+void Form5::CommitTargetType(int row) {
+    const QString text = ui_->DTCombo->currentText();
+    ui_->ColGrid1->SetText(row, kTargetType, text);
+    MapRow(row).DDtype = FromQt(text);
+    ui_->ColGrid1->CloseEditor(ui_->DTCombo);
+}
+
+void Form5::LeaveSize(int row) {
+    auto& map = MapRow(row);
+    const QString text = ui_->t1->text();
+    if (const auto size = SizeOf(FromQt(text))) {
+        ui_->ColGrid1->SetText(row, kTargetSize, text);
+        map.DWidth = *size;
+    } else {
+        TellStop("Invalid Number", "Stop");
+        ui_->ColGrid1->SetText(row, kTargetSize, QString::number(map.DWidth));
+    }
+    ui_->ColGrid1->CloseEditor(ui_->t1);
+}
+
+void Form5::LeaveDecimals(int row) {
+    auto& map = MapRow(row);
+    const QString text = ui_->t1->text();
+    const auto decimals = DecimalsOf(FromQt(text));
+    if (decimals && AreDecimalsBelowSize(FromQt(text), map.DWidth)) {
+        ui_->ColGrid1->SetText(row, kTargetDec, text);
+        map.DScale = *decimals;
+    } else {
+        if (decimals) {
+            TellStop("Decimal Places must be less than field size");
+        } else {
+            TellStop("Invalid Number", "Stop");
+        }
+        ui_->ColGrid1->SetText(row, kTargetDec, QString::number(map.DScale));
+        ui_->t1->clear();
+    }
+    ui_->ColGrid1->CloseEditor(ui_->t1);
+}
+
+void Form5::CommitNumberLoosely() {
+    constexpr i32 kSizeOfNoNumber = 10;
+    auto* const grid = ui_->ColGrid1;
+    const int row = grid->currentRow();
+    const QString text = ui_->t1->text();
+    if (grid->currentColumn() == kTargetSize) {
+        MapRow(row).DWidth = SizeOf(FromQt(text)).value_or(kSizeOfNoNumber);
+    } else {
+        MapRow(row).DScale = DecimalsOf(FromQt(text)).value_or(0);
+    }
+    grid->SetText(row, grid->currentColumn(), text);
+    grid->CloseEditor(ui_->t1);
+}
+
+// ---- Closing ----
+
+bool Form5::Close() {
+    UnselectSkippedRows();
+    if (const std::string name = FindDuplicateTarget(ColMaps); !name.empty()) {
+        TellStop("Column " + name + " is Duplicated. Please eliminate Duplicates");
+        return false;
+    }
+    i16 ok = kTrue;
+    if (!ui_->TabDropOpt_0->isChecked()) {
+        ChkColMapping(ok);
+    }
+    if (ok != kFalse) {
+        ChkWhereCond(ok);
+    }
+    if (ok == kFalse) {
+        ui_->ColGrid1->CloseEditor(ui_->SColList);
+        ui_->ColGrid1->CloseEditor(ui_->DColList);
+        return false;
+    }
+    UnloadPage("Form5");
+    ShowPage("Form4");
+    return true;
+}
+
+void Form5::ChkColMapping(i16& ok) {
+    ok = kTrue;
+    if (RowToMap.empty()) {
+        return;
+    }
+    try {
+        const std::string errors = MapErrorsOfRows(RowToMap.front(), RowToMap.back() + 1);
+        if (!errors.empty()) {
+            CurrentDialogs().Beep();
+            ok = ToI16(AskToIgnoreMapErrors(errors));
+        }
+    } catch (const DataError& error) {
+        TellStop(error.Description(), "Stop");
+        ok = kFalse;
+    }
+}
+
+void Form5::ChkWhereCond(i16& ok) {
+    ok = kFalse;
+    try {
+        StoreWhereCondition(TableIndex(), FromQt(ui_->SQLCondTxt->toPlainText()));
+        ok = kTrue;
+    } catch (const DataError& error) {
+        TellStop(std::to_string(error.Number()) + "\r" + error.Description(),
+                 "Invalid Where Condition");
+    }
+}
+
+}  // namespace vantry

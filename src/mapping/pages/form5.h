@@ -1,0 +1,72 @@
+#pragma once
+// Form5: the column map of one table pair. Which source column feeds which target column, the types
+// and sizes of a target that is still to be created, a row filter, and what becomes of a target
+// that exists. All edits go straight into the session; the only way out is Close, which checks
+// them.
+
+#include "core/session_state.h"
+#include "shell/page.h"
+
+#include <memory>
+#include <vector>
+
+namespace Ui {
+class Form5;
+}
+
+namespace vantry {
+
+class Form5 : public Page {
+    Q_OBJECT
+public:
+    Form5();
+    ~Form5() override;
+
+    // Before the page is shown: the table's TabID and the names for its head.
+    void SetTable(const QString& tab_id, const QString& source, const QString& target);
+
+    void OnActivate() override;
+    // The close box is no way round Close.
+    bool QueryUnload() override { return Close(); }
+
+    // Judges the table's rows; shows errors and asks.
+    void ChkColMapping(i16& ok);
+    // Tries the row filter out and stores it.
+    void ChkWhereCond(i16& ok);
+
+private:
+    double TabId() const;
+    std::size_t TableIndex() const;
+    void FillColGrid(double tab_id);
+    void FillRow(int row, const ColMapRec& map);
+    void FillColLists(double tab_id);
+    void ShowTableOptions();
+    void FillTypeCombo();
+    void ChooseOption(int option);
+
+    ColMapRec& MapRow(int row);
+    bool TakesEditor(int row, int column);
+    void EnterCell(int row, int column);
+    void LeaveCell(int row, int column);
+    void PressEnter(QWidget* editor);
+    void Scroll();
+    void Escape(QWidget* editor);
+
+    void PickSource(int item);
+    void PickTarget(int item);
+    void ShowSource(int row);
+    void ShowTarget(int row);
+    void LeaveSource(int row);
+    void CommitTargetName(int row);
+    void CommitTargetType(int row);
+    void LeaveSize(int row);
+    void LeaveDecimals(int row);
+    void CommitNumberLoosely();
+    bool Close();
+
+    std::unique_ptr<Ui::Form5> ui_;
+    std::vector<std::size_t> RowToMap;  // grid row to index in ColMaps
+    i16 TargetExists = kFalse;
+};
+
+}  // namespace vantry
