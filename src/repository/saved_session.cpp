@@ -46,6 +46,7 @@ SavedSession SessionOf(NamedRow& row) {
     session.SessionID = row.Long("SessionID");
     session.SessionName = row.Text("SessionName");
     session.LogFileName = row.Text("LogFileName");
+    session.DateCreated = row.Date("DateCreated");
     session.Schedule.SesFreq = row.Text("SesFreq");
     if (const auto date = row.Date("SesRunDate")) {
         session.Schedule.SesRunDate = date->day;

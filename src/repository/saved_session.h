@@ -15,6 +15,7 @@ struct SavedSession {
     i32 SessionID = 0;
     std::string SessionName;
     std::string LogFileName;
+    std::optional<DateTime> DateCreated;
     ScheduleRec Schedule;
 };
 

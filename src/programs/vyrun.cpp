@@ -1,0 +1,89 @@
+// VYRun <SessionID> [ShowOutput]: runs a saved session of the repository in the program's own
+// folder. With "ShowOutput" the run is shown in a window, or on standard output where there is no
+// display. Exit codes: repository/session_runner.h.
+
+#include "core/session_state.h"
+#include "programs/console_view.h"
+#include "repository/session_runner.h"
+#ifdef VANTRY_HAS_WINDOW
+#include "programs/run_window.h"
+#endif
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+using namespace vantry;  // NOLINT(google-build-using-namespace): a program of one page
+
+volatile sig_atomic_t cancel_signal = 0;
+
+// The second signal ends the program at once: the files stand that.
+void CatchCancel() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { cancel_signal = 1; };
+    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    ::sigaction(SIGINT, &action, nullptr);
+    ::sigaction(SIGTERM, &action, nullptr);
+}
+
+// No image of the memory, in which passwords stand. One byte rather than none: that also keeps the
+// image from a program that collects such.
+void RefuseCoreFile() {
+    const rlimit none{1, 1};
+    ::setrlimit(RLIMIT_CORE, &none);
+}
+
+[[maybe_unused]] bool HasDisplay() {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+        const char* value = std::getenv(name);
+        if (value != nullptr && *value != '\0') {
+            return true;
+        }
+    }
+    return false;
+}
+
+int Run(const RunnerArguments& arguments, int& argc, char** argv) {
+    RunnerSurroundings surroundings;
+    surroundings.application_folder = ApplicationFolder();
+    surroundings.version = VANTRY_VERSION;
+    surroundings.cancel_requested = [] { return cancel_signal != 0; };
+    surroundings.tell = [](const std::string& line) {
+        std::fprintf(stderr, "VYRun: %s\n", line.c_str());
+    };
+    InitSharedState(surroundings.application_folder);
+#ifdef VANTRY_HAS_WINDOW
+    if (arguments.show_output && HasDisplay()) {
+        return ShowRunInWindow(argc, argv, arguments.session_id, surroundings);
+    }
+#endif
+    static_cast<void>(argc);
+    static_cast<void>(argv);
+    ConsoleView console;
+    surroundings.display = arguments.show_output ? &console : nullptr;
+    const int code = RunSavedSession(arguments.session_id, surroundings);
+    if (arguments.show_output) {
+        std::printf("\n");
+    }
+    return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    RefuseCoreFile();
+    CatchCancel();
+    const auto arguments = ParseRunnerArguments(argc, argv);
+    if (!arguments) {
+        const std::string usage = "usage: VYRun SESSIONID [ShowOutput]";
+        std::fprintf(stderr, "%s\n", usage.c_str());
+        TellInRunnerLog(ApplicationFolder(), "Wrong arguments; " + usage);
+        return kRunUsage;
+    }
+    return Run(*arguments, argc, argv);
+}

@@ -1,0 +1,75 @@
+// VYTimer: stays in memory and starts the runner for each saved session that is due. Takes no
+// arguments; the repository is the one in the program's own folder. Ends with SIGTERM or SIGINT.
+// Exits with 0, with 6 when another one works for this repository, 64 for arguments, 3 for anything
+// else that keeps it from starting.
+
+#include "core/session_state.h"
+#include "data/value_text.h"
+#include "repository/program_lock.h"
+#include "repository/timer_service.h"
+
+#include <signal.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace {
+
+using namespace vantry;  // NOLINT(google-build-using-namespace): a program of one page
+
+sigset_t AwaitedSignals() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : {SIGTERM, SIGINT, SIGCHLD}) {
+        ::sigaddset(&signals, signal);
+    }
+    return signals;
+}
+
+// The end of a runner ends the wait as well, so that it is told in time.
+bool IsToldToEnd(std::chrono::milliseconds wait) {
+    const sigset_t signals = AwaitedSignals();
+    timespec left{};
+    left.tv_sec = wait.count() / 1000;
+    left.tv_nsec = wait.count() % 1000 * 1'000'000;
+    const int signal = ::sigtimedwait(&signals, nullptr, &left);
+    return signal == SIGTERM || signal == SIGINT;
+}
+
+int Work() {
+    const std::string folder = ApplicationFolder();
+    InitSharedState(folder);
+    const auto lock = ProgramLock::Take(JoinPath(LogFolder(folder), "VYTimer.lock"));
+    if (!lock) {
+        std::fprintf(stderr, "VYTimer: another one works for this repository already.\n");
+        return 6;
+    }
+    const sigset_t signals = AwaitedSignals();
+    ::sigprocmask(SIG_BLOCK, &signals, nullptr);
+    ::signal(SIGHUP, SIG_IGN);  // the terminal that started it may close
+    TimerService service(folder, Now);
+    service.Log("Scheduler started, process " + std::to_string(::getpid()) + ".");
+    do {
+        // A machine that travels changes its time zone.
+        ::tzset();
+        service.Look();
+    } while (!IsToldToEnd(service.Wait()));
+    service.Log("Scheduler ended.");
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char**) {
+    if (argc != 1) {
+        std::fprintf(stderr, "usage: VYTimer\n");
+        return 64;
+    }
+    try {
+        return Work();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "VYTimer: %s\n", error.what());
+        return 3;
+    }
+}

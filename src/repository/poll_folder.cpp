@@ -1,0 +1,155 @@
+#include "repository/poll_folder.h"
+
+#include "core/session_state.h"
+#include "data/connection_string.h"
+#include "data/letter_case.h"
+#include "drivers/file/file_errors.h"
+#include "drivers/file/unique_fd.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <thread>
+
+namespace vantry {
+namespace {
+
+constexpr std::int64_t kQuietNanos = 1'000'000'000;
+
+std::int64_t NowNanos() {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec * kNanosPerSecond + now.tv_nsec;
+}
+
+// A time in the future says nothing: the file's own clock may be another one.
+bool ChangedJustNow(const file::FileStamp& stamp) {
+    const auto age = NowNanos() - stamp.modified_ns;
+    return age >= 0 && age < kQuietNanos;
+}
+
+bool IsSameState(const file::FileStamp& left, const file::FileStamp& right) {
+    return left.SameFile(right) && left.size == right.size && left.modified_ns == right.modified_ns;
+}
+
+}  // namespace
+
+bool MatchesPattern(const std::string& name, const std::string& pattern) {
+    std::string plain;
+    for (const char c : pattern == "*.*" ? std::string("*") : pattern) {
+        if (c == '[' || c == '\\') {
+            plain += '\\';  // no wildcards of these names
+        }
+        plain += c;
+    }
+    return ::fnmatch(LowerCased(plain).c_str(), LowerCased(name).c_str(), FNM_PERIOD) == 0;
+}
+
+bool IsLoadedName(std::string_view name, std::string_view rename_extension) {
+    return name.find("." + std::string(rename_extension) + "_On_") != std::string_view::npos;
+}
+
+std::vector<PolledFile> MatchingFiles(const std::string& folder,
+                                      const std::string& pattern,
+                                      const std::string& rename_extension) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::opendir(folder.c_str()), ::closedir);
+    if (!listing) {
+        throw file::SystemError(folder, "listed", errno);
+    }
+    std::vector<PolledFile> files;
+    while (const dirent* entry = ::readdir(listing.get())) {
+        const std::string name = entry->d_name;
+        struct stat state {};
+        if (!MatchesPattern(name, pattern) || IsLoadedName(name, rename_extension) ||
+            EqualsNoCase(name, "Schema.ini") || LowerCased(name).ends_with(".partial") ||
+            ::fstatat(::dirfd(listing.get()), name.c_str(), &state, AT_SYMLINK_NOFOLLOW) != 0 ||
+            !S_ISREG(state.st_mode)) {
+            continue;
+        }
+        PolledFile file{name, {}};
+        file.stamp.device = state.st_dev;
+        file.stamp.inode = state.st_ino;
+        file.stamp.size = static_cast<std::uint64_t>(state.st_size);
+        file.stamp.modified_ns = state.st_mtim.tv_sec * kNanosPerSecond + state.st_mtim.tv_nsec;
+        files.push_back(std::move(file));
+    }
+    std::sort(files.begin(), files.end(), [](const PolledFile& left, const PolledFile& right) {
+        return std::tie(left.stamp.modified_ns, left.name) <
+               std::tie(right.stamp.modified_ns, right.name);
+    });
+    return files;
+}
+
+bool IsOpenForWriting(const std::string& path) {
+    const file::UniqueFd descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (!descriptor) {
+        return false;  // the load will say what is wrong with it
+    }
+    // Who opens the file within the moment of the lease makes the system send a signal: one that
+    // nobody minds instead of the usual one, which ends the program.
+    ::fcntl(descriptor.Get(), F_SETSIG, SIGURG);
+    if (::fcntl(descriptor.Get(), F_SETLEASE, F_RDLCK) == 0) {
+        ::fcntl(descriptor.Get(), F_SETLEASE, F_UNLCK);
+        return false;
+    }
+    return errno == EAGAIN;
+}
+
+bool PollWalk::IsWhole(const PolledFile& file) const {
+    const std::string path = JoinPath(folder_, file.name);
+    const auto now = file::StampOf(path);
+    return now && IsSameState(*now, file.stamp) && !ChangedJustNow(*now) && !IsOpenForWriting(path);
+}
+
+std::vector<PolledFile> PollWalk::NewFiles() {
+    auto files = MatchingFiles(folder_, pattern_, rename_extension_);
+    std::erase_if(files, [this](const PolledFile& file) { return seen_.contains(KeyOf(file)); });
+    return files;
+}
+
+bool PollWalk::Refill() {
+    auto files = NewFiles();
+    if (files.empty()) {
+        return false;
+    }
+    const auto whole = [this](const PolledFile& file) { return IsWhole(file); };
+    auto rest = std::stable_partition(files.begin(), files.end(), whole);
+    if (rest == files.begin()) {
+        // Only such as were written just now: what a second more leaves unchanged is whole.
+        std::this_thread::sleep_for(std::chrono::nanoseconds(kQuietNanos));
+        rest = std::stable_partition(files.begin(), files.end(), whole);
+        for (auto file = rest; file != files.end(); ++file) {
+            seen_.insert(KeyOf(*file));
+            waiting_.push_back(file->name);
+        }
+    }
+    files.erase(rest, files.end());
+    ready_.assign(std::make_move_iterator(files.rbegin()), std::make_move_iterator(files.rend()));
+    return true;
+}
+
+bool PollWalk::Next(PolledFile& file) {
+    while (true) {
+        while (!ready_.empty()) {
+            file = std::move(ready_.back());
+            ready_.pop_back();
+            if (IsWhole(file)) {
+                seen_.insert(KeyOf(file));
+                return true;
+            }
+        }
+        if (!Refill()) {
+            return false;
+        }
+    }
+}
+
+}  // namespace vantry

@@ -1,0 +1,156 @@
+#include "repository/polled_run.h"
+
+#include "data/value_text.h"
+#include "engine/run_log.h"
+#include "engine/run_session.h"
+#include "text/file_rename.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+namespace vantry {
+namespace {
+
+constexpr int kRenameTries = 3;
+
+// Names may hold both kinds of quotes.
+std::string WithLayoutOf(const std::string& sample, const std::string& connection_string) {
+    std::string quoted;
+    for (const char c : sample) {
+        quoted += c;
+        if (c == '\'') {
+            quoted += c;
+        }
+    }
+    return "Layout File='" + quoted + "';" + connection_string;
+}
+
+}  // namespace
+
+PolledRun::PolledRun(std::function<void()> run_once, std::function<bool()> cancel_requested)
+    : run_once_(std::move(run_once)),
+      cancel_requested_(std::move(cancel_requested)),
+      source_(SrcTables.at(0)),
+      target_(DstTables.at(0)),
+      columns_(ColMaps),
+      connection_string_(WithLayoutOf(source_.Name, SourceConnStr)) {}
+
+void PolledRun::LoadAll() {
+    // A file that is loaded and can't get its new name would be loaded again the next time.
+    if (::access(PollFolder.c_str(), W_OK | X_OK) != 0) {
+        throw DataError(kErrUnspecified,
+                        "The files of \"" + PollFolder +
+                            "\" couldn't be renamed after their load: " + std::strerror(errno) +
+                            ". Give this user the right to write there.");
+    }
+    PollWalk walk(PollFolder, PollPattern, PollRename);
+    PolledFile file;
+    bool going_on = true;
+    while (going_on && walk.Next(file)) {
+        if (cancel_requested_()) {
+            files_.emplace_back().Source = file.name;  // not reached
+            break;
+        }
+        Load(file);
+        going_on = files_.back().Outcome == TableOutcome::Loaded ||
+                   (files_.back().Outcome != TableOutcome::Cancelled && CanGoOn());
+    }
+    if (files_.empty()) {
+        TellNothingLoaded();
+    }
+    for (const auto& name : walk.Waiting()) {
+        AppendLog(name + " is still being written: it waits for the next run.");
+    }
+}
+
+void PolledRun::SetUpSession(const PolledFile& file) {
+    SourceConnStr = connection_string_;
+    SrcTables = {source_};
+    DstTables = {target_};
+    ColMaps = columns_;
+    SrcTables[0].Name = file.name;
+    if (TargetType == "TEXT") {
+        DstTables[0].Name = JoinPath(TextDestDir, file.name) + TextDestExt;
+        return;
+    }
+    if (!target_prepared_) {
+        return;
+    }
+    if (source_.LoadOption == "DROP") {
+        // The rebuilt table has the source's column names.
+        for (auto& column : ColMaps) {
+            column.DCName = column.SCName;
+        }
+    }
+    for (auto* table : {&SrcTables[0], &DstTables[0]}) {
+        table->TableExists = kTrue;
+        table->FirstTimeLoadOpt.clear();
+        table->LoadOption = "APPEND";
+    }
+}
+
+void PolledRun::Load(const PolledFile& file) {
+    SetUpSession(file);
+    run_once_();
+    const TableReport report = ReportOf(0);
+    target_prepared_ = target_prepared_ || report.Outcome != TableOutcome::NotPrepared;
+    files_.push_back(report);
+    if (report.Outcome == TableOutcome::Loaded) {
+        EnsureRenamed(file);
+    } else if (report.Outcome == TableOutcome::Cancelled) {
+        AppendLog(file.name + ": the load was cancelled after " +
+                  std::to_string(report.RowsLoaded) + " of its rows.");
+    }
+}
+
+// The run has renamed it, unless the target is text or the new name was taken: names differ by the
+// second.
+void PolledRun::EnsureRenamed(const PolledFile& file) {
+    const std::string path = JoinPath(PollFolder, file.name);
+    for (int tries = 0; tries < kRenameTries; ++tries) {
+        const auto still = file::StampOf(path);
+        if (!still || !still->SameFile(file.stamp)) {
+            return;
+        }
+        if (tries > 0 || TargetType != "TEXT") {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        }
+        if (MoveLoadedFile(file.name) == kTrue) {
+            return;
+        }
+    }
+    ++not_renamed_;
+    AppendLog(file.name +
+              " is loaded but keeps its name: rename it, or the next run loads it again.");
+}
+
+// After a file that failed: whether the fault was the file's. Otherwise each of the others would
+// fail as well, each at its own leisure.
+bool PolledRun::CanGoOn() const {
+    if (TargetType == "TEXT") {
+        return true;
+    }
+    try {
+        Connection target;
+        target.Open(TargetConnStr);
+        target.Close();
+        return true;
+    } catch (const DataError& error) {
+        AppendLog("The other files wait for the next run: " + error.Description());
+        return false;
+    }
+}
+
+void PolledRun::TellNothingLoaded() const {
+    SessionStartTime = Now();
+    StartLog(log_line::Started());
+    AppendLog("No file in \"" + PollFolder + "\" that matches \"" + PollPattern +
+              "\" waits to be loaded.");
+    FinishRunLog();
+}
+
+}  // namespace vantry

@@ -1,0 +1,47 @@
+#pragma once
+// The loads of a polled folder: one run of the session per file, each under the layout of the
+// session's sample file. Dropping and emptying the target belongs to the first file that gets so
+// far, the others are added to it; a text target has a file per polled file. A file that fails
+// stays in its place.
+
+#include "engine/run_report.h"
+#include "repository/poll_folder.h"
+
+#include <functional>
+#include <vector>
+
+namespace vantry {
+
+class PolledRun {
+public:
+    // The session in memory is the saved one. `run_once` runs what stands in memory at the time,
+    // into CurrentRunReport.
+    PolledRun(std::function<void()> run_once, std::function<bool()> cancel_requested);
+
+    // Throws DataError when there can't be any load: the folder can't be listed or its files not be
+    // renamed.
+    void LoadAll();
+
+    // One table per file, in the order of loading.
+    const std::vector<TableReport>& Files() const { return files_; }
+    int NotRenamed() const { return not_renamed_; }
+
+private:
+    void Load(const PolledFile& file);
+    void SetUpSession(const PolledFile& file);
+    void EnsureRenamed(const PolledFile& file);
+    bool CanGoOn() const;
+    void TellNothingLoaded() const;
+
+    std::function<void()> run_once_;
+    std::function<bool()> cancel_requested_;
+    const TableRec source_;
+    const TableRec target_;
+    const std::vector<ColMapRec> columns_;
+    const std::string connection_string_;
+    bool target_prepared_ = false;
+    std::vector<TableReport> files_;
+    int not_renamed_ = 0;
+};
+
+}  // namespace vantry

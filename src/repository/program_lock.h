@@ -1,0 +1,28 @@
+#pragma once
+// "At most one of these programs at a time": an exclusive lock on a file of its own, held until the
+// object goes, and gone with the process however that ends. The file stays: removing it would let a
+// third program lock another file of the same name.
+
+#include "drivers/file/unique_fd.h"
+
+#include <optional>
+#include <string>
+
+namespace vantry {
+
+class ProgramLock {
+public:
+    // Nothing if somebody else holds it. Makes the file, readable by its owner alone, and the last
+    // folder of its path. Throws DataError where that can't be, or where the file system doesn't
+    // lock.
+    static std::optional<ProgramLock> Take(const std::string& path);
+
+private:
+    explicit ProgramLock(file::UniqueFd descriptor) : descriptor_(std::move(descriptor)) {}
+    file::UniqueFd descriptor_;
+};
+
+// The folder "log" of `folder`, made for its owner alone if it isn't there.
+std::string LogFolder(const std::string& folder);
+
+}  // namespace vantry

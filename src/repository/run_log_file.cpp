@@ -1,0 +1,152 @@
+#include "repository/run_log_file.h"
+
+#include "core/session_state.h"
+#include "drivers/file/file_errors.h"
+#include "engine/run_log.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <filesystem>
+
+namespace vantry {
+
+LogFile LogFile::Open(const std::string& path) {
+    const auto folder = std::filesystem::path(path).parent_path();
+    if (!folder.empty()) {
+        ::mkdir(folder.c_str(), S_IRWXU);  // most often it is there
+    }
+    // O_NONBLOCK: a pipe of the name must not hold the run up.
+    file::UniqueFd descriptor(
+        ::open(path.c_str(),
+               O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY,
+               S_IRUSR | S_IWUSR));
+    struct stat state {};
+    if (!descriptor || ::fstat(descriptor.Get(), &state) != 0) {
+        throw file::SystemError(path, "opened for writing the log", errno);
+    }
+    if (!S_ISREG(state.st_mode)) {
+        throw file::SystemError(path, "opened for writing the log", EINVAL);
+    }
+    if ((state.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        // Fails on somebody else's file, which is then as private as its owner wants it.
+        static_cast<void>(::fchmod(descriptor.Get(), S_IRUSR | S_IWUSR));
+    }
+    return LogFile(std::move(descriptor));
+}
+
+void LogFile::Clear() {
+    if (descriptor_) {
+        static_cast<void>(!::ftruncate(descriptor_.Get(), 0));  // then the old text stands before
+    }
+}
+
+bool LogFile::Append(std::string_view text) {
+    while (descriptor_ && !text.empty()) {
+        const auto written = ::write(descriptor_.Get(), text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+void RunLogView::SetLogText(std::string_view text) {
+    if (begun_) {
+        AppendLog("");
+        AppendLog(text);
+        return;
+    }
+    begun_ = true;
+    log_.Clear();
+    log_failed_ |= !log_.Append(text);
+    if (display_ != nullptr) {
+        display_->SetLogText(text);
+    }
+    for (const auto& warning : warnings_) {
+        AppendLog(warning);
+    }
+}
+
+void RunLogView::AppendLogText(std::string_view text) {
+    log_failed_ |= !log_.Append(text);
+    if (display_ != nullptr) {
+        display_->AppendLogText(text);
+    }
+}
+
+void RunLogView::CaretToEnd() {
+    if (display_ != nullptr) {
+        display_->CaretToEnd();
+    }
+}
+
+void RunLogView::Repaint() {
+    if (display_ != nullptr) {
+        display_->Repaint();
+    }
+    PassCancelOn();
+}
+
+void RunLogView::SetRowCounter(std::int64_t loaded, double total) {
+    if (display_ != nullptr) {
+        display_->SetRowCounter(loaded, total);
+    }
+}
+
+void RunLogView::ClearRowCounter() {
+    if (display_ != nullptr) {
+        display_->ClearRowCounter();
+    }
+}
+
+void RunLogView::SetBarMin(std::int64_t minimum) {
+    if (display_ != nullptr) {
+        display_->SetBarMin(minimum);
+    }
+}
+
+void RunLogView::SetBarMax(std::int64_t maximum) {
+    if (display_ != nullptr) {
+        display_->SetBarMax(maximum);
+    }
+}
+
+void RunLogView::SetBarValue(std::int64_t value) {
+    if (display_ != nullptr) {
+        display_->SetBarValue(value);
+    }
+}
+
+void RunLogView::DoEvents() {
+    if (display_ != nullptr) {
+        display_->DoEvents();
+    }
+    PassCancelOn();
+}
+
+// Nobody need be there to answer a box.
+void RunLogView::ShowMessage(std::string_view text) {
+    AppendLog(text);
+}
+
+void RunLogView::PassCancelOn() {
+    if (!cancel_requested_()) {
+        return;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (cancelled_at_ == std::chrono::steady_clock::time_point()) {
+        cancelled_at_ = now;
+    }
+    if (now - cancelled_at_ >= cancel_grace_) {
+        SessionCancelled = kTrue;
+        TableCancelled = kTrue;
+    }
+}
+
+}  // namespace vantry

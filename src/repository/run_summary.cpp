@@ -1,0 +1,131 @@
+#include "repository/run_summary.h"
+
+#include "data/value_text.h"
+#include "drivers/file/file.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+namespace vantry {
+namespace {
+
+void AppendQuoted(std::string_view text, std::string& out) {
+    out += '"';
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned char>(c));
+            out += escaped;
+        } else {
+            out += c;
+        }
+    }
+    out += '"';
+}
+
+class JsonObject {
+public:
+    explicit JsonObject(std::string& out) : out_(out) { out_ += '{'; }
+    void End() { out_ += '}'; }
+    void Text(const char* name, std::string_view value) {
+        Name(name);
+        AppendQuoted(value, out_);
+    }
+    void Number(const char* name, std::int64_t value) {
+        Name(name);
+        out_ += std::to_string(value);
+    }
+    void Seconds(const char* name, double value) {
+        Name(name);
+        char text[40];
+        std::snprintf(text,
+                      sizeof text,
+                      "%lld.%03d",
+                      static_cast<long long>(value),
+                      static_cast<int>(value * 1000) % 1000);
+        out_ += text;
+    }
+    void Name(const char* name) {
+        out_ += first_ ? "\n  \"" : ",\n  \"";
+        first_ = false;
+        out_ += name;
+        out_ += "\": ";
+    }
+
+private:
+    std::string& out_;
+    bool first_ = true;
+};
+
+std::string IsoText(const DateTime& moment) {
+    std::string text;
+    AppendIsoDateTime(moment, text);
+    text[10] = 'T';
+    return text;
+}
+
+void AppendTable(const TableReport& table, std::string& out) {
+    JsonObject object(out);
+    object.Text("source", table.Source);
+    object.Text("target", table.Target);
+    object.Number("rowsRead", table.RowsRead);
+    object.Number("rowsLoaded", table.RowsLoaded);
+    object.Number("rowsFailed", table.RowsFailed());
+    object.Seconds("seconds", table.Seconds);
+    object.Number("errors", table.Errors);
+    object.Text("outcome", OutcomeName(table.Outcome));
+    object.End();
+}
+
+}  // namespace
+
+std::string SummaryText(const RunSummary& summary) {
+    std::string out;
+    JsonObject object(out);
+    object.Number("session", summary.SessionID);
+    object.Text("name", summary.SessionName);
+    object.Text("start", IsoText(summary.Start));
+    object.Text("end", IsoText(summary.End));
+    object.Number("exitCode", summary.ExitCode);
+    object.Text("version", summary.Version);
+    if (!summary.Reason.empty()) {
+        object.Text("reason", summary.Reason);
+    }
+    object.Name("tables");
+    out += '[';
+    for (std::size_t k = 0; k < summary.Tables.size(); ++k) {
+        out += k == 0 ? "\n" : ",\n";
+        AppendTable(summary.Tables[k], out);
+    }
+    out += ']';
+    object.End();
+    return out + "\n";
+}
+
+std::string SummaryFileOf(const std::string& log_file) {
+    return log_file + ".json";
+}
+
+void WriteSummary(const std::string& path, const RunSummary& summary) {
+    const std::string text = SummaryText(summary);
+    const std::string part = path + ".part-" + std::to_string(::getpid());
+    file::RemoveFile(part);
+    try {
+        auto written = file::File::CreateNew(part, true);
+        written.Write(0, std::as_bytes(std::span(text)));
+        file::RenameReplacing(part, path);
+    } catch (const DataError&) {
+        try {
+            file::RemoveFile(part);
+        } catch (const DataError&) {
+            // The first failure is what there is to tell.
+        }
+        throw;
+    }
+}
+
+}  // namespace vantry

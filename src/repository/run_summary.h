@@ -1,0 +1,29 @@
+#pragma once
+// What a run leaves for machines: one JSON object beside the log, replaced as a whole at the end of
+// each run.
+
+#include "engine/run_report.h"
+
+#include <string>
+#include <vector>
+
+namespace vantry {
+
+struct RunSummary {
+    i32 SessionID = 0;
+    std::string SessionName;
+    DateTime Start;
+    DateTime End;
+    int ExitCode = 0;
+    std::string Version;
+    std::string Reason;               // why a run with 3 or 6 didn't start; else empty
+    std::vector<TableReport> Tables;  // of a polled folder: one per file
+};
+
+std::string SummaryText(const RunSummary& summary);
+// The log's name with ".json" behind it.
+std::string SummaryFileOf(const std::string& log_file);
+// Readable by its owner alone. Throws DataError.
+void WriteSummary(const std::string& path, const RunSummary& summary);
+
+}  // namespace vantry

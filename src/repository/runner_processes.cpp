@@ -1,0 +1,99 @@
+#include "repository/runner_processes.h"
+
+#include "drivers/file/file_errors.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace vantry {
+namespace {
+
+constexpr int kAtOnce = 16;
+constexpr std::chrono::minutes kLong{10};
+
+// What a runner begins with: no input, no signals blocked, a session of its own.
+class SpawnPlan {
+public:
+    explicit SpawnPlan(const std::string& error_file) {
+        ::posix_spawn_file_actions_init(&actions_);
+        ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        ::posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        ::posix_spawn_file_actions_addopen(&actions_,
+                                           STDERR_FILENO,
+                                           error_file.c_str(),
+                                           O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW,
+                                           S_IRUSR | S_IWUSR);
+        ::posix_spawnattr_init(&attributes_);
+        sigset_t none;
+        sigset_t all;
+        ::sigemptyset(&none);
+        ::sigfillset(&all);
+        ::posix_spawnattr_setsigmask(&attributes_, &none);
+        ::posix_spawnattr_setsigdefault(&attributes_, &all);
+        ::posix_spawnattr_setflags(&attributes_,
+                                   static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK |
+                                                      POSIX_SPAWN_SETSIGDEF));
+    }
+    ~SpawnPlan() {
+        ::posix_spawnattr_destroy(&attributes_);
+        ::posix_spawn_file_actions_destroy(&actions_);
+    }
+    SpawnPlan(const SpawnPlan&) = delete;
+    SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+    int Spawn(const std::string& program, const std::string& argument, pid_t& pid) {
+        std::string words[2] = {program, argument};
+        char* arguments[] = {words[0].data(), words[1].data(), nullptr};
+        return ::posix_spawn(&pid, program.c_str(), &actions_, &attributes_, arguments, ::environ);
+    }
+
+private:
+    posix_spawn_file_actions_t actions_{};
+    posix_spawnattr_t attributes_{};
+};
+
+}  // namespace
+
+void RunnerProcesses::Start(i32 session_id) {
+    SpawnPlan plan(error_file_);
+    Process process;
+    const int error = plan.Spawn(program_, std::to_string(session_id), process.pid);
+    if (error != 0) {
+        throw file::SystemError(program_, "started", error);
+    }
+    process.started = std::chrono::steady_clock::now();
+    running_[session_id] = process;
+}
+
+bool RunnerProcesses::IsFull() const {
+    const auto now = std::chrono::steady_clock::now();
+    int recent = 0;
+    for (const auto& [id, process] : running_) {
+        recent += now - process.started < kLong ? 1 : 0;
+    }
+    return recent >= kAtOnce;
+}
+
+std::vector<RunnerProcesses::Ended> RunnerProcesses::TakeEnded() {
+    std::vector<Ended> ended;
+    for (auto process = running_.begin(); process != running_.end();) {
+        int status = 0;
+        const pid_t pid = ::waitpid(process->second.pid, &status, WNOHANG);
+        if (pid == 0) {
+            ++process;
+            continue;
+        }
+        const std::string how = WIFSIGNALED(status)
+                                    ? "was ended by signal " + std::to_string(WTERMSIG(status))
+                                    : "ended with exit code " + std::to_string(WEXITSTATUS(status));
+        ended.push_back({process->first, how});
+        process = running_.erase(process);
+    }
+    return ended;
+}
+
+}  // namespace vantry

@@ -1,0 +1,46 @@
+#pragma once
+// The runner processes that the scheduler has started. They outlive it: each is a session of its
+// own, and nothing here waits for one.
+
+#include "core/session_state.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <deque>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace vantry {
+
+class RunnerProcesses {
+public:
+    // What runners say on standard error goes to the end of `error_file`.
+    RunnerProcesses(std::string program, std::string error_file)
+        : program_(std::move(program)), error_file_(std::move(error_file)) {}
+
+    bool IsRunning(i32 session_id) const { return running_.contains(session_id); }
+    // Throws DataError when the program can't be started.
+    void Start(i32 session_id);
+    // Whether one more would be too many at once. One that has been going for long doesn't count:
+    // it may hang.
+    bool IsFull() const;
+
+    struct Ended {
+        i32 SessionID = 0;
+        std::string How;  // "ended with exit code 0", "was ended by signal 9"
+    };
+    std::vector<Ended> TakeEnded();
+
+private:
+    struct Process {
+        pid_t pid = 0;
+        std::chrono::steady_clock::time_point started;
+    };
+    std::string program_;
+    std::string error_file_;
+    std::map<i32, Process> running_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,156 @@
+#include "repository/scheduler.h"
+
+#include "data/value_text.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace vantry {
+namespace {
+
+constexpr std::int64_t kNanosPerHour = 3600 * kNanosPerSecond;
+constexpr std::int64_t kLongestStepBack = 2 * kNanosPerHour;
+
+std::string IsoText(const DateTime& moment) {
+    std::string text;
+    AppendIsoDateTime(moment, text);
+    return text;
+}
+
+DateTime DayBefore(const DateTime& moment) {
+    return {moment.day - 1, moment.nanos};
+}
+
+bool IsFurtherThan(const DateTime& later, const DateTime& earlier, std::int64_t nanos) {
+    const std::int64_t days = later.day - earlier.day;
+    return days > 1 || days * 24 * kNanosPerHour + later.nanos - earlier.nanos > nanos;
+}
+
+// One word: it stands in a line of the state.
+std::string SignatureOf(const SavedSession& session) {
+    const auto& schedule = session.Schedule;
+    const auto number = [](const auto& value) {
+        return value ? std::to_string(*value) : std::string("-");
+    };
+    std::string text = schedule.SesFreq + "/" + number(schedule.SesRunDate) + "/" +
+                       number(schedule.SesRunTime) + "/" + number(schedule.SesRunDay) + "/" +
+                       schedule.SesWeekDay + "/" +
+                       (session.DateCreated ? IsoText(*session.DateCreated) : std::string());
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char c) { return c <= ' ' || c == 0x7F; }, '_');
+    return text;
+}
+
+}  // namespace
+
+void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const DateTime& now) {
+    std::map<i32, Entry> entries;
+    for (const auto& session : sessions) {
+        Entry entry{SignatureOf(session), session.Schedule, now, {}};
+        const auto known = entries_.find(session.SessionID);
+        if (known == entries_.end()) {
+            if (has_history_ && session.DateCreated && *session.DateCreated < now) {
+                entry.dealt_with = std::max(*session.DateCreated, DayBefore(now));
+            }
+            state_changed_ = true;
+        } else if (known->second.signature == entry.signature) {
+            entry.dealt_with = known->second.dealt_with;
+        } else {
+            state_changed_ = true;
+        }
+        entry.next = NextDue(entry.schedule, entry.dealt_with);
+        entries.emplace(session.SessionID, std::move(entry));
+    }
+    has_history_ = true;
+    state_changed_ = state_changed_ || entries.size() != entries_.size();
+    entries_ = std::move(entries);
+}
+
+std::vector<DueStart> Scheduler::TakeDue(const DateTime& now) {
+    ResetAfterStepBack(now);
+    std::vector<DueStart> starts;
+    for (auto& [id, entry] : entries_) {
+        if (!entry.next || *entry.next > now) {
+            continue;
+        }
+        DueStart start{id, *entry.next, 0};
+        if (start.Due < DayBefore(now)) {
+            // Too old, and each one before it: go on with the first that isn't.
+            entry.dealt_with = DayBefore(now);
+            entry.dealt_with.nanos -= entry.dealt_with.nanos > 0 ? 1 : 0;
+            entry.next = NextDue(entry.schedule, entry.dealt_with);
+            state_changed_ = true;
+            if (!entry.next || *entry.next > now) {
+                continue;
+            }
+            start.Due = *entry.next;
+        }
+        for (entry.next = NextDue(entry.schedule, start.Due); entry.next && *entry.next <= now;
+             entry.next = NextDue(entry.schedule, start.Due)) {
+            start.Due = *entry.next;
+            ++start.Missed;
+        }
+        entry.dealt_with = start.Due;
+        state_changed_ = true;
+        starts.push_back(start);
+    }
+    std::stable_sort(starts.begin(), starts.end(), [](const DueStart& left, const DueStart& right) {
+        return left.Due < right.Due;
+    });
+    return starts;
+}
+
+void Scheduler::ResetAfterStepBack(const DateTime& now) {
+    for (auto& [id, entry] : entries_) {
+        const bool once =
+            entry.schedule.SesFreq == "O";  // has one due time, whatever the clock says
+        if (!once && IsFurtherThan(entry.dealt_with, now, kLongestStepBack)) {
+            entry.dealt_with = now;
+            entry.next = NextDue(entry.schedule, now);
+            state_changed_ = true;
+        }
+    }
+}
+
+std::optional<DateTime> Scheduler::NextDueTime() const {
+    std::optional<DateTime> next;
+    for (const auto& [id, entry] : entries_) {
+        if (entry.next && (!next || *entry.next < *next)) {
+            next = entry.next;
+        }
+    }
+    return next;
+}
+
+std::string Scheduler::State() const {
+    std::string state;
+    for (const auto& [id, entry] : entries_) {
+        std::string moment = IsoText(entry.dealt_with);
+        moment[10] = 'T';
+        state += std::to_string(id) + " " + moment + " " + entry.signature + "\n";
+    }
+    return state;
+}
+
+bool Scheduler::TakeStateChanged() {
+    return std::exchange(state_changed_, false);
+}
+
+void Scheduler::SetState(const std::string& state) {
+    has_history_ = true;
+    std::istringstream lines(state);
+    for (std::string line; std::getline(lines, line);) {
+        std::istringstream words(line);
+        i32 id = 0;
+        std::string moment;
+        Entry entry;
+        if (words >> id >> moment >> entry.signature) {
+            if (const auto dealt_with = ParseIsoDateTime(moment)) {
+                entry.dealt_with = *dealt_with;
+                entries_[id] = std::move(entry);
+            }
+        }
+    }
+}
+
+}  // namespace vantry

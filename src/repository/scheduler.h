@@ -1,0 +1,58 @@
+#pragma once
+// Decides which sessions are to be started now. No clock, no files, no processes: whoever asks
+// brings the local time and the sessions, and keeps the state between two lives of the program.
+//
+// A due time counts as dealt with as soon as its session has been handed out; each is handed out
+// once. Due times that passed unseen (the program was down, the machine asleep, the clock moved
+// forward, the repository out of reach) become one start, if the latest of them is no more than a
+// day old. When the clock goes back by no more than two hours, which is what the end of summer time
+// does, nothing is due until it has caught up; when it goes back further it was wrong before, and
+// counting begins anew.
+
+#include "repository/saved_session.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vantry {
+
+struct DueStart {
+    i32 SessionID = 0;
+    DateTime Due;
+    int Missed = 0;  // due times before this one that this start makes up for
+};
+
+class Scheduler {
+public:
+    // The sessions as they stand in the repository. Those that are new count from their creation
+    // on, those whose schedule has changed from `now`, and all of them do at the first call when
+    // there is no former state.
+    void SetSessions(const std::vector<SavedSession>& sessions, const DateTime& now);
+    // What is due at `now`, oldest due time first.
+    std::vector<DueStart> TakeDue(const DateTime& now);
+    // When TakeDue will next have something, as far as known.
+    std::optional<DateTime> NextDueTime() const;
+
+    // What must outlive the program, as text, and whether it has changed since the last call.
+    std::string State() const;
+    bool TakeStateChanged();
+    // Lines that can't be read are passed over: their sessions count from now on.
+    void SetState(const std::string& state);
+
+private:
+    struct Entry {
+        std::string signature;  // by which a changed schedule, or a number given anew, shows
+        ScheduleRec schedule;
+        DateTime dealt_with;
+        std::optional<DateTime> next;
+    };
+    void ResetAfterStepBack(const DateTime& now);
+
+    std::map<i32, Entry> entries_;
+    bool state_changed_ = false;
+    bool has_history_ = false;
+};
+
+}  // namespace vantry

@@ -1,0 +1,421 @@
+#include "repository/session_runner.h"
+
+#include "data/value_text.h"
+#include "engine/run_log.h"
+#include "engine/run_report.h"
+#include "engine/run_session.h"
+#include "repository/polled_run.h"
+#include "repository/program_lock.h"
+#include "repository/repository.h"
+#include "repository/run_log_file.h"
+#include "repository/run_summary.h"
+#include "repository/saved_session.h"
+#include "text/text_writer.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+namespace vantry {
+namespace {
+
+constexpr int kRepositoryTries = 4;
+constexpr std::chrono::milliseconds kBetweenTries{300};
+constexpr std::chrono::milliseconds kPolledFileGrace{5000};
+
+// Why a run can't begin; becomes an exit code and a line of the log.
+struct NotStarted {
+    RunnerExit code;
+    std::string reason;
+};
+
+// The repository is others', too: what finds it in use tries again.
+template <typename Action>
+auto WithRepository(Action&& action) {
+    for (int tries = 1;; ++tries) {
+        try {
+            return action();
+        } catch (const DataError&) {
+            if (tries >= kRepositoryTries) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(kBetweenTries);
+    }
+}
+
+// Why the rows of the repository make no session that can run; empty when they do. A session that
+// is being saved is incomplete for a moment.
+std::string SessionFault() {
+    const auto is_one_of = [](const std::string& kind, std::initializer_list<const char*> kinds) {
+        return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+    };
+    if (!is_one_of(SourceType,
+                   {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"})) {
+        return "its source kind \"" + SourceType + "\" is none that this version knows";
+    }
+    if (!is_one_of(TargetType, {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"})) {
+        return "its target kind \"" + TargetType + "\" is none that this version knows";
+    }
+    if (SrcTables.empty() || DstTables.size() != SrcTables.size()) {
+        return "it has no tables, or not as many targets as sources";
+    }
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        const bool mapped = std::any_of(ColMaps.begin(), ColMaps.end(), [&](const ColMapRec& row) {
+            return row.TabID == SrcTables[i].TabID;
+        });
+        if (SrcTables[i].Name.empty() || DstTables[i].Name.empty() || !mapped) {
+            return "table " + std::to_string(i + 1) + " \"" + SrcTables[i].Name +
+                   "\" has no name, no target or no columns";
+        }
+    }
+    return {};
+}
+
+// Both sides, once: a server that is gone would otherwise fail row by row and table by table.
+void RequireBothSides() {
+    const auto require = [](const char* side, const std::string& connection_string) {
+        try {
+            Connection connection;
+            connection.Open(connection_string);
+            connection.Close();
+        } catch (const DataError& error) {
+            throw NotStarted{
+                kRunNotStarted,
+                std::string("Can't connect to the ") + side + ": " + error.Description()};
+        }
+    };
+    require("source", SourceConnStr);
+    if (TargetType != "TEXT") {
+        require("target", TargetConnStr);
+        return;
+    }
+    std::error_code error;
+    if (!std::filesystem::is_directory(TextDestDir, error)) {
+        throw NotStarted{kRunNotStarted,
+                         "There is no folder \"" + TextDestDir +
+                             "\" for the text files. Create it, or save a new session."};
+    }
+}
+
+// A run that is killed after it has created a table must not find it in its way the next time. The
+// run's record says the same at its end; this failing is made good there.
+void RecordCreatedTable(i16 i) {
+    try {
+        Connection repository;
+        repository.Open(RepoConnStr);
+        repository.Execute(
+            "Update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where "
+            "vytabs.SessionId=" +
+            std::to_string(CurrentSessionID) +
+            " and vytabs.tabid=" + std::to_string(SrcTables.at(static_cast<std::size_t>(i)).TabID));
+        repository.Close();
+    } catch (const DataError&) {
+    }
+}
+
+class SavedRun {
+public:
+    SavedRun(i32 session_id, const RunnerSurroundings& surroundings) : surroundings_(surroundings) {
+        summary_.SessionID = session_id;
+        summary_.Version = surroundings.version;
+        summary_.Start = Now();
+    }
+
+    RunnerExit Run();
+
+private:
+    void FindSession();
+    void TakeLock();
+    void LoadWholeSession();
+    void OpenLog();
+    void RunLoads();
+    void RunOnce();
+    void RunPolled();
+    void SaveRecord();
+    RunnerExit CodeOfTables() const;
+    RunnerExit Refuse(const NotStarted& why);
+    void Summarize(RunnerExit code);
+    void Tell(const std::string& line) const { surroundings_.tell(line); }
+
+    const RunnerSurroundings& surroundings_;
+    RunSummary summary_;
+    std::string log_file_;
+    std::optional<ProgramLock> lock_;
+    std::unique_ptr<RunLogView> view_;
+    int faults_ = 0;  // beside those of the tables: a record or a new name that couldn't be made
+};
+
+void SavedRun::FindSession() {
+    const auto repository = RepositoryFile(surroundings_.application_folder);
+    if (!std::filesystem::exists(repository)) {
+        throw NotStarted{kRunNotStarted,
+                         "There is no repository \"" + repository.string() +
+                             "\". Create one in Vantry, or restore a backup."};
+    }
+    std::optional<SavedSession> session;
+    try {
+        session = WithRepository([this] { return LoadSession(summary_.SessionID); });
+    } catch (const DataError& error) {
+        throw NotStarted{kRunNotStarted, "Can't read the repository: " + error.Description()};
+    }
+    if (!session) {
+        throw NotStarted{
+            kRunRefused,
+            "There is no session " + std::to_string(summary_.SessionID) + " in the repository."};
+    }
+    summary_.SessionName = session->SessionName;
+    log_file_ = session->LogFileName;
+}
+
+void SavedRun::TakeLock() {
+    try {
+        lock_ =
+            ProgramLock::Take(JoinPath(LogFolder(surroundings_.application_folder),
+                                       "session" + std::to_string(summary_.SessionID) + ".lock"));
+    } catch (const DataError& error) {
+        throw NotStarted{kRunNotStarted, error.Description()};
+    }
+    if (!lock_) {
+        throw NotStarted{kRunRefused,
+                         "Session " + std::to_string(summary_.SessionID) +
+                             " is running already. Wait for its end, or cancel it."};
+    }
+}
+
+// Once nobody else runs it: a run that has just ended may have changed it.
+void SavedRun::LoadWholeSession() {
+    std::string fault;
+    for (int tries = 0; tries < kRepositoryTries; ++tries) {
+        FindSession();
+        fault = SessionFault();
+        if (fault.empty()) {
+            return;
+        }
+        std::this_thread::sleep_for(kBetweenTries);
+    }
+    throw NotStarted{kRunNotStarted,
+                     "Session " + std::to_string(summary_.SessionID) + " can't be run: " + fault +
+                         ". Save it anew in Vantry."};
+}
+
+void SavedRun::OpenLog() {
+    LogFile log;
+    if (!log_file_.empty()) {
+        try {
+            log = LogFile::Open(log_file_);
+            file::RemoveFile(SummaryFileOf(log_file_));  // of the run before
+        } catch (const DataError& error) {
+            log_file_.clear();
+            throw NotStarted{kRunNotStarted, error.Description()};
+        }
+    }
+    view_ = std::make_unique<RunLogView>(
+        std::move(log), surroundings_.display, surroundings_.cancel_requested);
+    if (auto warning = RepositoryWarning(surroundings_.application_folder); !warning.empty()) {
+        Tell(warning);
+        view_->AddWarning(std::move(warning));
+    }
+    CurrentRunView = view_.get();
+}
+
+RunnerExit SavedRun::Run() {
+    RunnerExit code = kRunNotStarted;
+    try {
+        FindSession();
+        TakeLock();
+        LoadWholeSession();
+        OpenLog();
+        if (surroundings_.cancel_requested()) {
+            throw NotStarted{kRunCancelled, "Cancelled before it began."};
+        }
+        RequireBothSides();
+        RunLoads();
+        code = CodeOfTables();
+    } catch (const NotStarted& why) {
+        return Refuse(why);
+    } catch (const std::exception& error) {
+        code = kRunTableLost;
+        AppendLog(error.what());
+        FinishRunLog();
+        Tell(error.what());
+    }
+    Summarize(code);
+    if (view_->LogFailed()) {
+        Tell("The log file \"" + log_file_ + "\" is incomplete: it couldn't be written.");
+    }
+    return code;
+}
+
+void SavedRun::RunLoads() {
+    TableCreatedHook = RecordCreatedTable;
+    if (SourceType == "TEXTPOLL") {
+        RunPolled();
+    } else {
+        RunOnce();
+        summary_.Tables = CurrentRunReport.Tables;
+        if (TargetType == "TEXT") {
+            SaveRecord();
+        }
+    }
+}
+
+void SavedRun::RunOnce() {
+    if (TargetType == "TEXT") {
+        CreatedTables.clear();
+        RunSessionToText("");
+        return;
+    }
+    try {
+        RunSession("");
+    } catch (const std::exception&) {
+        if (!CurrentRunReport.Walked) {
+            throw;
+        }
+        SaveRecord();  // the record alone failed
+        FinishRunLog();
+    }
+}
+
+void SavedRun::SaveRecord() {
+    try {
+        WithRepository([] { WriteRunRecord(); });
+    } catch (const std::exception& error) {
+        ++faults_;
+        const std::string line =
+            std::string("The run's record couldn't be written into the repository: ") +
+            error.what();
+        AppendLog(line);
+        Tell(line);
+    }
+}
+
+void SavedRun::RunPolled() {
+    view_->SetCancelGrace(kPolledFileGrace);
+    PolledRun run([this] { RunOnce(); }, surroundings_.cancel_requested);
+    try {
+        run.LoadAll();
+    } catch (const DataError& error) {
+        throw NotStarted{kRunNotStarted, error.Description()};
+    }
+    summary_.Tables = run.Files();
+    faults_ += run.NotRenamed();
+    if (TargetType == "TEXT") {
+        SaveRecord();
+    }
+}
+
+RunnerExit SavedRun::CodeOfTables() const {
+    const auto any = [&](auto&& is) {
+        return std::any_of(summary_.Tables.begin(), summary_.Tables.end(), is);
+    };
+    const bool cut_short =
+        any([](const TableReport& table) { return table.Outcome == TableOutcome::NotReached; });
+    if (any([](const auto& table) { return table.Outcome == TableOutcome::Cancelled; }) ||
+        (cut_short && surroundings_.cancel_requested())) {
+        return kRunCancelled;
+    }
+    if (any([](const auto& table) { return table.Outcome != TableOutcome::Loaded; })) {
+        return kRunTableLost;
+    }
+    if (faults_ > 0 ||
+        any([](const auto& table) { return table.Errors > 0 || table.RowsFailed() != 0; })) {
+        return kRunWithErrors;
+    }
+    return kRunWhole;
+}
+
+RunnerExit SavedRun::Refuse(const NotStarted& why) {
+    Tell(why.reason);
+    if (view_) {
+        StartLog(TargetType == "TEXT" ? log_line::TextStarted() : log_line::Started());
+        AppendLog(why.reason);
+        AppendLog(log_line::EndTime());
+        summary_.Reason = why.reason;
+        Summarize(why.code);
+        return why.code;
+    }
+    // Another run may be writing the log: it loses nothing by a line more.
+    bool told = false;
+    if (!log_file_.empty()) {
+        try {
+            told = LogFile::Open(log_file_).Append("\r\n" + why.reason);
+        } catch (const DataError&) {
+        }
+    }
+    if (!told) {
+        TellInRunnerLog(surroundings_.application_folder, why.reason);
+    }
+    return why.code;
+}
+
+void SavedRun::Summarize(RunnerExit code) {
+    summary_.End = Now();
+    summary_.ExitCode = code;
+    if (log_file_.empty()) {
+        return;
+    }
+    try {
+        WriteSummary(SummaryFileOf(log_file_), summary_);
+    } catch (const DataError& error) {
+        Tell(error.Description());
+    }
+}
+
+}  // namespace
+
+std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const* arguments) {
+    if (count < 2 || count > 3) {
+        return std::nullopt;
+    }
+    const std::string_view id = arguments[1];
+    if (id.empty() || id.size() > 9 || id.find_first_not_of("0123456789") != id.npos) {
+        return std::nullopt;
+    }
+    RunnerArguments parsed;
+    parsed.session_id = static_cast<i32>(ParseInt64(id).value_or(0));
+    parsed.show_output = count == 3;
+    if (count == 3 && !EqualsNoCase(arguments[2], "ShowOutput")) {
+        return std::nullopt;
+    }
+    return parsed;
+}
+
+RunnerExit RunSavedSession(i32 session_id, const RunnerSurroundings& surroundings) {
+    SavedRun run(session_id, surroundings);
+    const auto code = run.Run();
+    CurrentRunView = nullptr;
+    TableCreatedHook = nullptr;
+    return code;
+}
+
+void TellInRunnerLog(const std::string& application_folder, const std::string& line) {
+    std::string text;
+    AppendIsoDateTime(Now(), text);
+    try {
+        LogFile::Open(JoinPath(LogFolder(application_folder), "VYRun.log"))
+            .Append(text + " " + line + "\r\n");
+    } catch (const DataError&) {
+        // The caller has told it on standard error.
+    }
+}
+
+std::string RepositoryWarning(const std::string& application_folder) {
+    const auto repository = RepositoryFile(application_folder);
+    struct stat file {};
+    struct stat folder {};
+    const bool open_file = ::stat(repository.c_str(), &file) == 0 && (file.st_mode & S_IWOTH) != 0;
+    const bool open_folder = ::stat(application_folder.c_str(), &folder) == 0 &&
+                             (folder.st_mode & S_IWOTH) != 0 && (folder.st_mode & S_ISVTX) == 0;
+    if (!open_file && !open_folder) {
+        return {};
+    }
+    return "Warning: everyone can change the repository \"" + repository.string() +
+           "\", and so what its sessions do. Let its owner alone write " +
+           (open_file ? "the file" : "its folder") + ".";
+}
+
+}  // namespace vantry

@@ -1,0 +1,52 @@
+#pragma once
+// Runs a saved session from the repository to its end, as the runner does it: log file, summary,
+// run record, one run of a session at a time. A program's main and a test call it alike.
+
+#include "core/session_state.h"
+#include "engine/run_view.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace vantry {
+
+// What the runner's process ends with.
+enum RunnerExit : int {
+    kRunWhole = 0,       // every row of every table loaded
+    kRunWithErrors = 1,  // finished, with error lines
+    kRunTableLost = 2,   // a table was given up or couldn't be prepared
+    kRunNotStarted = 3,  // couldn't connect or start
+    kRunCancelled = 5,
+    kRunRefused = 6,  // no such session, or it is running already
+    kRunUsage = 64,
+};
+
+struct RunnerArguments {
+    i32 session_id = 0;
+    bool show_output = false;
+};
+// "<SessionID> [ShowOutput]"; nothing if the arguments are others.
+std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const* arguments);
+
+struct RunnerSurroundings {
+    std::string application_folder;  // of the repository, and of the folder "log"
+    std::string version;
+    RunView* display = nullptr;  // shows the run besides the log file
+    // Asked at the hand-overs of the run; true once the user has cancelled.
+    std::function<bool()> cancel_requested = [] { return false; };
+    // Takes what the log can't, and what must be seen at once: one line at a time.
+    std::function<void(const std::string&)> tell = [](const std::string&) {};
+};
+
+// Never throws. Everything that went wrong is told and in the log.
+RunnerExit RunSavedSession(i32 session_id, const RunnerSurroundings& surroundings);
+
+// A line with the time in "log/VYRun.log": for what belongs to no session's log.
+void TellInRunnerLog(const std::string& application_folder, const std::string& line);
+
+// Why everyone could change what a session does: the repository or its folder can be written by
+// everyone. Empty when not.
+std::string RepositoryWarning(const std::string& application_folder);
+
+}  // namespace vantry

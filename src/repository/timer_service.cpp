@@ -1,0 +1,177 @@
+#include "repository/timer_service.h"
+
+#include "data/value_text.h"
+#include "repository/program_lock.h"
+#include "repository/repository.h"
+#include "repository/run_log_file.h"
+#include "repository/session_runner.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace vantry {
+namespace {
+
+constexpr std::chrono::milliseconds kLookInterval{5000};
+constexpr int kLooksBetweenReadings = 120;
+constexpr std::uintmax_t kLongestLog = 1'000'000;
+
+std::string IsoText(const DateTime& moment) {
+    std::string text;
+    AppendIsoDateTime(moment, text);
+    return text;
+}
+
+std::string ContentOf(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+}  // namespace
+
+TimerService::TimerService(std::string folder, std::function<DateTime()> now)
+    : folder_(std::move(folder)),
+      now_(std::move(now)),
+      logs_(LogFolder(folder_)),
+      runners_(JoinPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log")) {
+    const std::string state_file = JoinPath(logs_, "VYTimer.state");
+    if (file::StampOf(state_file)) {
+        scheduler_.SetState(ContentOf(state_file));
+    }
+}
+
+void TimerService::Look() {
+    for (const auto& ended : runners_.TakeEnded()) {
+        Log(Named(ended.SessionID) + " " + ended.How + ".");
+    }
+    const DateTime now = now_();
+    ReadSchedules(now);
+    if (!missing_) {
+        for (const auto& due : scheduler_.TakeDue(now)) {
+            waiting_.push_back(due);
+        }
+    }
+    SaveState();
+    while (!waiting_.empty() && !runners_.IsFull()) {
+        Start(waiting_.front());
+        waiting_.pop_front();
+    }
+}
+
+// Only when the file has changed, so that an idle scheduler costs nothing; and now and then all the
+// same, for file systems whose times don't tell.
+void TimerService::ReadSchedules(const DateTime& now) {
+    try {
+        const auto stamp = file::StampOf(RepositoryFile(folder_).string());
+        missing_ = !stamp.has_value();
+        if (missing_) {
+            stamp_.reset();
+            LogOnce(last_trouble_, "There is no repository in \"" + folder_ + "\".");
+            return;
+        }
+        if (stamp_ == stamp && ++looks_since_reading_ < kLooksBetweenReadings) {
+            return;
+        }
+        LogOnce(last_warning_, RepositoryWarning(folder_));
+        const auto sessions = ListSchedules();
+        names_.clear();
+        for (const auto& session : sessions) {
+            names_[session.SessionID] = session.SessionName;
+            LogOnce(last_faults_[session.SessionID],
+                    ScheduleFault(session.Schedule).empty()
+                        ? ""
+                        : Named(session.SessionID) +
+                              " never runs: " + ScheduleFault(session.Schedule) + ".");
+        }
+        scheduler_.SetSessions(sessions, now);
+        if (!last_trouble_.empty()) {
+            Log("The repository can be read again.");
+            last_trouble_.clear();
+        }
+        stamp_ = stamp;
+        looks_since_reading_ = 0;
+    } catch (const std::exception& error) {
+        // What is known of the schedules still holds; runners wait for the repository themselves.
+        LogOnce(last_trouble_, std::string("Can't read the repository: ") + error.what());
+    }
+}
+
+void TimerService::Start(const DueStart& due) {
+    const std::string when = "due " + IsoText(due.Due);
+    if (runners_.IsRunning(due.SessionID)) {
+        Log(Named(due.SessionID) + ", " + when + ", is still running: not started again.");
+        return;
+    }
+    try {
+        runners_.Start(due.SessionID);
+        Log(Named(due.SessionID) + " started, " + when +
+            (due.Missed > 0 ? ", also for " + std::to_string(due.Missed) + " earlier times" : "") +
+            ".");
+    } catch (const DataError& error) {
+        Log(Named(due.SessionID) + ", " + when + ", couldn't be started: " + error.Description());
+    }
+}
+
+// Before the start: should this program end in between, a due time is rather missed than doubled.
+void TimerService::SaveState() {
+    if (!scheduler_.TakeStateChanged()) {
+        return;
+    }
+    const std::string state = scheduler_.State();
+    const std::string path = JoinPath(logs_, "VYTimer.state");
+    try {
+        file::RemoveFile(path + ".part");
+        auto written = file::File::CreateNew(path + ".part", true);
+        written.Write(0, std::as_bytes(std::span(state)));
+        file::RenameReplacing(path + ".part", path);
+    } catch (const DataError& error) {
+        Log("What has been started couldn't be noted: " + error.Description());
+    }
+}
+
+std::chrono::milliseconds TimerService::Wait() const {
+    const auto next = scheduler_.NextDueTime();
+    if (!next || missing_) {
+        return kLookInterval;
+    }
+    const DateTime now = now_();
+    const std::int64_t days = next->day - now.day;
+    if (days > 1) {
+        return kLookInterval;
+    }
+    const auto left = days * 86'400'000 + (next->nanos - now.nanos) / 1'000'000;
+    return std::chrono::milliseconds(std::clamp<std::int64_t>(left, 50, kLookInterval.count()));
+}
+
+// Opened for each line: the wizard may have deleted the file meanwhile.
+void TimerService::Log(const std::string& line) {
+    const std::string path = JoinPath(logs_, "VYTimer.log");
+    std::error_code ignored;
+    if (std::filesystem::file_size(path, ignored) > kLongestLog && !ignored) {
+        std::filesystem::rename(path, path + ".old", ignored);
+    }
+    try {
+        LogFile::Open(path).Append(IsoText(now_()) + " " + line + "\n");
+    } catch (const DataError&) {
+        // There is no other place to tell it.
+    }
+}
+
+void TimerService::LogOnce(std::string& last, const std::string& line) {
+    if (line != last && !line.empty()) {
+        Log(line);
+    }
+    last = line;
+}
+
+std::string TimerService::Named(i32 session_id) const {
+    const auto name = names_.find(session_id);
+    return "Session " + std::to_string(session_id) +
+           (name == names_.end() ? std::string() : " \"" + name->second + "\"");
+}
+
+}  // namespace vantry
