@@ -11,6 +11,8 @@
 namespace vantry::mysql {
 namespace {
 
+constexpr int kLoginsPerCatalog = 4;  // as long as a login may take, so many times
+
 class MySqlStatement : public Statement {
 public:
     MySqlStatement(std::shared_ptr<Session> session, std::string_view sql, std::vector<int> types)
@@ -62,9 +64,15 @@ public:
 
     std::vector<TableEntry> Tables() override {
         std::vector<TableEntry> tables;
+        session_->Idle();
+        const Deadline deadline(*session_, kLoginsPerCatalog * session_->LoginLimit());
         const auto cursor = OpenCursor("show full tables");
         while (cursor->Next()) {
             const auto row = cursor->Row();
+            if (row.size() != 2 || row[0].Kind() != ValueKind::Text ||
+                row[1].Kind() != ValueKind::Text) {
+                continue;  // no list of tables
+            }
             std::string type(row[1].AsText());
             if (type == "BASE TABLE" || type == "SYSTEM VERSIONED") {
                 type = "TABLE";

@@ -16,6 +16,11 @@ namespace {
 constexpr unsigned kDefaultPort = 3306;
 constexpr unsigned long kMaxPacket = 1UL << 30;  // bytes; the protocol's own limit for a row
 constexpr unsigned kOptionMatchedRows = 2;
+// All ways to log in but those in which whoever answers at the server's address gets the password
+// itself by asking for it.
+constexpr const char* kLoginPlugins =
+    "mysql_native_password,client_ed25519,caching_sha2_password,sha256_password,"
+    "auth_gssapi_client";
 
 unsigned NumberOf(const ConnectionString& connection,
                   const std::string& key,
@@ -65,6 +70,7 @@ UniqueHandle NewHandle(const Login& login) {
     const my_bool yes = 1;
     set(MYSQL_OPT_CONNECT_TIMEOUT, &login.timeout_s);
     set(MYSQL_OPT_LOCAL_INFILE, &off);  // a server may ask for any file of this machine otherwise
+    set(MARIADB_OPT_RESTRICTED_AUTH, kLoginPlugins);
     set(MYSQL_SET_CHARSET_NAME, "utf8mb4");
     set(MYSQL_OPT_MAX_ALLOWED_PACKET, &kMaxPacket);
     if (login.force_tls) {

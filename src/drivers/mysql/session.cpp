@@ -98,6 +98,23 @@ void Session::StopRunningStatement() const {
     }
 }
 
+Deadline::Deadline(const Session& session, std::chrono::seconds limit)
+    : watch_([this, limit, socket = static_cast<int>(mysql_get_socket(session.Busy()))] {
+          std::unique_lock lock(mutex_);
+          if (!ended_.wait_for(lock, limit, [this] { return over_; })) {
+              shutdown(socket, SHUT_RDWR);
+          }
+      }) {}
+
+Deadline::~Deadline() {
+    {
+        const std::lock_guard lock(mutex_);
+        over_ = true;
+    }
+    ended_.notify_all();
+    watch_.join();
+}
+
 void DropFurtherResults(MYSQL* handle) {
     int status = 0;
     while ((status = mysql_next_result(handle)) == 0) {

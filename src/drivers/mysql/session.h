@@ -7,9 +7,13 @@
 
 #include <mysql.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string_view>
+#include <thread>
 
 namespace vantry::mysql {
 
@@ -47,6 +51,7 @@ public:
     // The connection as it is: for those who are in the middle of their own statement.
     MYSQL* Busy() const { return handle_.get(); }
     unsigned BytesPerCharacter() const { return bytes_per_character_; }
+    std::chrono::seconds LoginLimit() const { return std::chrono::seconds(login_.timeout_s); }
 
     // To be called on the idle connection before `sql` is sent. Costs nothing unless there is a
     // backslash in it. Throws DataError.
@@ -69,6 +74,22 @@ private:
     bool backslashes_set_ = false;  // to be data, by us
     Streamer* streamer_ = nullptr;
     std::unique_ptr<RowSource> abandoned_;
+};
+
+// Cuts the connection when it outlives its time: the library's own limits can't be set for one
+// statement alone. What is waiting for the server then fails.
+class Deadline {
+public:
+    Deadline(const Session& session, std::chrono::seconds limit);
+    ~Deadline();
+    Deadline(const Deadline&) = delete;
+    Deadline& operator=(const Deadline&) = delete;
+
+private:
+    std::mutex mutex_;
+    std::condition_variable ended_;
+    bool over_ = false;
+    std::thread watch_;
 };
 
 // Reads the results behind the first that a statement gave, so that the connection is free again.

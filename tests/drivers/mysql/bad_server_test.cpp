@@ -1,0 +1,225 @@
+// Servers that lie, stop in the middle or ask for what isn't theirs: an error or sane values, soon,
+// and nothing of this machine goes to them.
+
+#include "data/connection_string.h"
+#include "data/driver.h"
+#include "data/value_text.h"
+#include "drivers/mysql/driver.h"
+#include "drivers/mysql/scripted_server.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::test {
+namespace {
+
+using namespace std::string_literals;
+
+std::unique_ptr<DriverConnection> ConnectTo(const ScriptedServer& server,
+                                            const std::string& more = {}) {
+    return mysql::MakeMySqlDriver()->Connect(ConnectionString::Parse(
+        "DRIVER=MySQL;SERVER=127.0.0.1;USER=u;PASSWORD=S3cr3t;CONN_TIMEOUT=1;port=" +
+        std::to_string(server.Port()) + more));
+}
+
+DataError ErrorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const DataError& error) {
+        return error;
+    }
+    return {0, "no error"};
+}
+
+// Rows that come before the end; every value is looked at.
+int ReadAll(DriverConnection& connection) {
+    const auto cursor = connection.OpenCursor("select 1");
+    int rows = 0;
+    while (cursor->Next()) {
+        ++rows;
+        for (const Cell& cell : cursor->Row()) {
+            ToText(cell);
+        }
+    }
+    return rows;
+}
+
+// What every failure has to be: soon, in words, without the password.
+void ExpectError(const std::string& name, const std::function<void()>& action) {
+    const auto begin = std::chrono::steady_clock::now();
+    const auto error = ErrorOf(action);
+    EXPECT_NE(error.Number(), 0) << name;
+    EXPECT_FALSE(error.Description().empty()) << name;
+    EXPECT_EQ(error.Description().find("S3cr3t"), std::string::npos) << name;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)) << name;
+}
+
+TEST(BadMySqlServer, LoginsThatGoWrongEndInAnError) {
+    const auto switch_to = [](const std::string& plugin) {
+        return Packet(2, "\xFE" + plugin + '\0' + "abcdefghijklmnopqrst" + '\0');
+    };
+    const struct {
+        std::string name;
+        Script script;
+    } cases[] = {
+        {"another protocol", {.greeting = "HTTP/1.1 400 Bad Request\r\n\r\n"}},
+        {"a packet without its end", {.greeting = "\xFF\xFF\xFF\0\x0A"s}},
+        {"an empty greeting", {.greeting = Packet(0, "")}},
+        {"a refusal of endless words",
+         {.login_answer = Packet(2, "\xFF\x15\x04#28000"s + std::string(60'000, 'x'))}},
+        {"an unknown way to log in", {.login_answer = switch_to("../../nosuch")}},
+        {"no answer", {.login_answer = "", .then_hangs = true}},
+    };
+    for (const auto& one : cases) {
+        const ScriptedServer server(one.script);
+        ExpectError(one.name, [&] { ConnectTo(server); });
+    }
+}
+
+// Whoever stands in the server's place could ask for it otherwise.
+TEST(BadMySqlServer, ThePasswordIsNeverSentInTheClear) {
+    for (const std::string plugin : {"mysql_clear_password", "dialog"}) {
+        const ScriptedServer server(
+            {.login_answer = Packet(2, "\xFE" + plugin + '\0' + "Password: " + '\0'),
+             .then_hangs = true});
+        ExpectError(plugin, [&] { ConnectTo(server); });
+        EXPECT_EQ(server.Sent().find("S3cr3t"), std::string::npos) << plugin;
+    }
+}
+
+TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
+    const std::string head = ResultHead(2);
+    const std::string row = Packet(5, Lengthened("a") + Lengthened("b"));
+    const struct {
+        std::string name;
+        std::string answer;
+    } cases[] = {
+        {"closed at once", ""},
+        {"closed in a row", head + row + row.substr(0, 5)},
+        {"closed behind a row", head + row},
+        {"a field longer than its row",
+         head + Packet(5,
+                       "\xC8"
+                       "abc")},
+        {"a field of 2^63 bytes",
+         head + Packet(5,
+                       "\xFE\0\0\0\0\0\0\0\x80"
+                       "abc"s)},
+        {"a row of one field for two", head + Packet(5, Lengthened("a"))},
+        {"a row out of turn", head + Packet(77, Lengthened("a") + Lengthened("b"))},
+        {"65535 columns and no description", Packet(1, "\xFC\xFF\xFF")},
+        {"2^63 columns", Packet(1, "\xFE\0\0\0\0\0\0\0\x80"s)},
+        {"a description without its end",
+         Packet(1, "\1") + Packet(2,
+                                  "\3def\xFA"
+                                  "d")},
+        {"an end before the descriptions", Packet(1, "\2") + EndPacket(2)},
+        {"a packet of no bytes for a row", head + Packet(5, "")},
+        {"an error without words", Packet(1, "\xFF")},
+    };
+    for (const auto& one : cases) {
+        const ScriptedServer server({.answer = one.answer});
+        ExpectError(one.name, [&] { ReadAll(*ConnectTo(server)); });
+        ErrorOf([&] { ConnectTo(server)->Execute("do 1"); });
+        ErrorOf([&] { ConnectTo(server)->Tables(); });
+    }
+}
+
+TEST(BadMySqlServer, AnswersToPreparedStatementsThatLieEndInAnError) {
+    constexpr unsigned char kFloat = 4;
+    const auto prepared = [](char columns, std::string_view parameters) {
+        return Packet(1, "\0\1\0\0\0"s + columns + "\0"s + std::string(parameters) + "\0\0\0"s);
+    };
+    const std::string one_float = ResultHead(1, kFloat);
+    // What follows the head's first packet is what follows the answer to a preparation.
+    const std::string with_column = prepared(1, "\0\0"s) + one_float.substr(5);
+    const struct {
+        std::string name;
+        std::string prepare;
+        std::string answer;
+    } cases[] = {
+        {"cut preparation", Packet(1, "\0\1"s), ""},
+        {"no descriptions", prepared(2, "\0\0"s) + EndPacket(2), ""},
+        {"a row of half a number", with_column, one_float + Packet(4, "\0\0\x12\x34"s)},
+        {"a row without its bits", with_column, one_float + Packet(4, "\0"s)},
+        {"more columns than prepared", with_column, ResultHead(3) + Packet(6, "\0\0\5abc"s)},
+        {"a longer text than its row",
+         with_column,
+         ResultHead(1) + Packet(4, "\0\0\xFE\0\0\0\0\0\0\0\x7F"s + "abc")},
+    };
+    for (const auto& one : cases) {
+        const ScriptedServer server({.prepare_answer = one.prepare, .answer = one.answer});
+        ExpectError(one.name, [&] { ReadAll(*ConnectTo(server)); });
+    }
+    for (const std::string& parameters : {"\0\0"s, "\2\0"s, "\xFF\xFF"s}) {
+        const ScriptedServer server({.prepare_answer = prepared(0, parameters), .answer = ""});
+        ExpectError("parameters", [&] {
+            const auto connection = ConnectTo(server);
+            const std::vector<ParameterInfo> wanted = {{adInteger, 4}};
+            connection->Prepare("insert into t values (?)", wanted)
+                ->Execute(std::vector<Cell>{Cell::Int64(1)});
+        });
+    }
+}
+
+TEST(BadMySqlServer, ValuesThatTheirTypeDoesntHaveAreReadAllTheSame) {
+    const std::string nines(240, '9');
+    const struct {
+        unsigned char type;
+        std::string value;
+    } cases[] = {
+        {3, "999999999999999999999999"},
+        {3, "one"},
+        {246, nines},
+        {246, "1.2.3"},
+        {12, "9999-99-99 99:99:99"},
+        {12, ""},
+        {11, "-999:99:99"},
+        {16, std::string(40, '\xFF')},
+        {16, ""},
+        {13, "20x4"},
+        {253, "\xFF\xFE\0"s},
+        {255, "\1"},
+        {99, "x"},
+    };
+    for (const auto& one : cases) {
+        const std::string row = Packet(4, Lengthened(one.value)) + Packet(5, "\xFB");
+        const ScriptedServer server({.answer = ResultHead(1, one.type) + row + EndPacket(6)});
+        EXPECT_EQ(ReadAll(*ConnectTo(server)), 2) << one.type << " " << one.value;
+    }
+}
+
+TEST(BadMySqlServer, AListOfTablesEndsWhateverTheServerSays) {
+    const std::string answers[] = {
+        ResultHead(1) + Packet(4, Lengthened("a")) + EndPacket(5),
+        ResultHead(2) + Packet(5, "\xFB\xFB") + EndPacket(6),
+        ResultHead(2, 3) + Packet(5, Lengthened("1") + Lengthened("2")) + EndPacket(6),
+    };
+    for (const std::string& answer : answers) {
+        const ScriptedServer server({.answer = answer});
+        EXPECT_TRUE(ConnectTo(server)->Tables().empty());
+    }
+    const ScriptedServer silent({.answer = ResultHead(2), .then_hangs = true});
+    ExpectError("silence", [&] { ConnectTo(silent)->Tables(); });
+}
+
+// It may ask in answer to any statement.
+TEST(BadMySqlServer, NoFileIsSent) {
+    const ScriptedServer server({.answer = Packet(1, "\xFB/etc/hostname")});
+    ExpectError("file", [&] { ConnectTo(server)->Execute("do 1"); });
+    ExpectError("file", [&] { ReadAll(*ConnectTo(server)); });
+    std::string name;
+    std::getline(std::ifstream("/etc/hostname"), name);
+    ASSERT_FALSE(name.empty());
+    EXPECT_EQ(server.Sent().find(name + "\n"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vantry::test
