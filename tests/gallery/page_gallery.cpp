@@ -1,0 +1,250 @@
+// Draws every page into a picture, filled as a user would have filled it: for whoever looks whether
+// something is cut off, overlaps or stands crooked.
+// Usage: page_gallery SAMPLES_FOLDER OUT_FOLDER SUFFIX [dark]; QT_SCALE_FACTOR sets the scale.
+
+#include "core/session_state.h"
+#include "mapping/column_discovery.h"
+#include "programs/all_pages.h"
+#include "shell/main_window.h"
+#include "shell/page_set.h"
+#include "shell/product_picture.h"
+#include "shell/qt_text.h"
+#include "text/schema_ini_writer.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QStyleFactory>
+#include <QTimer>
+
+#include <cstdio>
+#include <filesystem>
+
+namespace vantry {
+namespace {
+
+QPalette DarkPalette() {
+    QPalette dark;
+    const QColor window(0x2b, 0x2d, 0x30);
+    const QColor base(0x1e, 0x1f, 0x22);
+    const QColor text(0xdf, 0xe1, 0xe5);
+    dark.setColor(QPalette::Window, window);
+    dark.setColor(QPalette::WindowText, text);
+    dark.setColor(QPalette::Base, base);
+    dark.setColor(QPalette::AlternateBase, window);
+    dark.setColor(QPalette::Text, text);
+    dark.setColor(QPalette::Button, QColor(0x39, 0x3b, 0x40));
+    dark.setColor(QPalette::ButtonText, text);
+    dark.setColor(QPalette::ToolTipBase, window);
+    dark.setColor(QPalette::ToolTipText, text);
+    dark.setColor(QPalette::PlaceholderText, QColor(0x86, 0x8a, 0x91));
+    dark.setColor(QPalette::Highlight, QColor(0x35, 0x74, 0xf0));
+    dark.setColor(QPalette::HighlightedText, Qt::white);
+    dark.setColor(QPalette::Light, QColor(0x4e, 0x51, 0x57));
+    dark.setColor(QPalette::Mid, QColor(0x39, 0x3b, 0x40));
+    dark.setColor(QPalette::Dark, base);
+    dark.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6f, 0x73, 0x7a));
+    dark.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6f, 0x73, 0x7a));
+    dark.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x6f, 0x73, 0x7a));
+    return dark;
+}
+
+class Gallery {
+public:
+    Gallery(std::filesystem::path samples, std::filesystem::path out, std::string suffix)
+        : samples_(std::move(samples)), out_(std::move(out)), suffix_(std::move(suffix)) {}
+
+    void Draw() {
+        MakeSession();
+        for (const char* name : {"NavForm", "Form1", "Form12c", "frmWait", "Form6", "Form15"}) {
+            Show(name);
+        }
+        ShowPage("Form2");
+        Fill("Form2", "Mdbfilename", file_);
+        Click("Form2", "LOADBUTT");
+        Show("Form2");
+        ShowPage("Form8");
+        Fill("Form8", "Mdbfilename", file_);
+        Click("Form8", "LOADBUTT");
+        Show("Form8");
+        DrawTextPages();
+        DrawMappingPages();
+        Show("Form13");
+        DrawRunPage();
+        for (const char* name : {"frmSplash", "frmAbout"}) {
+            ShowPage(name);
+            Save(*FindPage(name), name);
+            UnloadPage(name);
+        }
+        Save(TheMainWindow(), "MDIForm1");
+    }
+
+private:
+    // The sample files, and an Access database with the same tables in it.
+    void MakeSession() {
+        folder_ = (out_ / ("data-" + suffix_)).string();
+        std::filesystem::remove_all(folder_);
+        std::filesystem::create_directories(folder_);
+        for (const char* name : {"customers.csv", "orders.csv"}) {
+            std::filesystem::copy_file(samples_ / name, std::filesystem::path(folder_) / name);
+        }
+        InitSharedState(folder_);
+        file_ = JoinPath(folder_, "shop.mdb");
+        const std::string connect = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file_;
+        Catalog().Create(connect);
+        Connection connection;
+        connection.Open(connect, "", "");
+        for (const char* table : {"customers", "invoices", "orders", "order items", "products"}) {
+            connection.Execute(
+                std::string("create table [") + table +
+                "] ([id] Long, [name] Text(50), [price] Currency, [since] DateTime)");
+        }
+        SourceType = "ACCESS";
+        TargetType = "ACCESS";
+        SourceConnStr = connect;
+        TargetConnStr = connect;
+        SrcTables.assign(3, {});
+        SrcTables[0].Name = "customers";
+        SrcTables[1].Name = "orders";
+        SrcTables[2].Name = "products";
+        RegisterAllPages();
+    }
+
+    void DrawTextPages() {
+        const auto fill = [this](const char* page) {
+            if (!Exists(page)) {
+                return;
+            }
+            ShowPage(page);
+            Fill(page, "FolderName", folder_);
+            if (auto* const list = FindPage(page)->findChild<QListWidget*>("FilesList")) {
+                if (auto* const box = FindPage(page)->findChild<QComboBox*>("FileExtCombo")) {
+                    box->setCurrentIndex(1);
+                    box->setCurrentIndex(0);
+                }
+                list->setCurrentRow(0);
+            }
+            Show(page);
+        };
+        fill("Form11");
+        fill("Form11Poll");
+    }
+
+    void DrawMappingPages() {
+        Show("Form4");
+        if (Exists("Form5")) {
+            QTimer::singleShot(200, [this] {
+                if (Page* const page = FindPage("Form5")) {
+                    Save(*page, "Form5");
+                    UnloadPage("Form5");
+                }
+            });
+            if (Page* const page = LoadPage("Form5")) {
+                page->findChild<QLabel*>("TabIDLabel")->setText("0");
+                page->findChild<QLabel*>("SourceTabName")->setText("customers");
+                page->findChild<QLabel*>("DestTabName")->setText("customers");
+                ShowPageModal("Form5");
+            }
+        }
+        QTimer::singleShot(200, [this] {
+            if (Page* const page = FindPage("MapErrForm")) {
+                Save(*page, "MapErrForm");
+                UnloadPage("MapErrForm");
+            }
+        });
+        if (Exists("MapErrForm")) {
+            Page* const page = FindPage("MapErrForm");
+            if (auto* const text = page->findChild<QPlainTextEdit*>("t1")) {
+                text->setPlainText("customers: a text of 50 doesn't fit into 20\n");
+            }
+            ShowPageModal("MapErrForm");
+        }
+    }
+
+    void DrawRunPage() {
+        ShowPage("Form14");
+        FindPage("Form14")->findChild<QPlainTextEdit*>("LogTxt")->setPlainText(
+            "Started loading at :11/15/2026 7:03:08 PM\n\nAbout To Create Table customers\n\n"
+            "customers Table Created Successfully\n\nAbout to Insert Rows from customers to "
+            "customers");
+        FindPage("Form14")->findChild<QLabel*>("Label2")->setText("4711 of 10000 Rows Loaded");
+        auto* const bar = FindPage("Form14")->findChild<QProgressBar*>("RowPro");
+        bar->setMaximum(10000);
+        bar->setValue(4711);
+        Show("Form14");
+    }
+
+    static bool Exists(const char* page) {
+        try {
+            return LoadPage(page) != nullptr;
+        } catch (const std::out_of_range& error) {
+            std::printf("%s\n", error.what());
+            return false;
+        }
+    }
+    void Fill(const char* page, const char* edit, const std::string& text) {
+        if (auto* const line = FindPage(page)->findChild<QLineEdit*>(edit)) {
+            line->setText(ToQt(text));
+        }
+    }
+    void Click(const char* page, const char* button) {
+        FindPage(page)->findChild<QAbstractButton*>(button)->click();
+    }
+
+    void Show(const char* name) {
+        if (!Exists(name)) {
+            return;
+        }
+        ShowPage(name);
+        Save(*FindPage(name)->parentWidget(), name);
+        HidePage(name);
+    }
+
+    void Save(QWidget& widget, const char* name) {
+        for (int round = 0; round < 5; ++round) {
+            QCoreApplication::processEvents();
+        }
+        const auto file = out_ / (std::string(name) + "-" + suffix_ + ".png");
+        if (!widget.grab().save(ToQt(file.string()))) {
+            std::printf("can't write %s\n", file.c_str());
+        }
+    }
+
+    std::filesystem::path samples_;
+    std::filesystem::path out_;
+    std::string suffix_;
+    std::string folder_;
+    std::string file_;
+};
+
+}  // namespace
+}  // namespace vantry
+
+int main(int argc, char** argv) {
+    if (argc < 4) {
+        std::fputs("usage: page_gallery SAMPLES_FOLDER OUT_FOLDER SUFFIX [dark]\n", stderr);
+        return 64;
+    }
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    }
+    QApplication application(argc, argv);
+    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::setApplicationVersion("2.0");
+    QApplication::setWindowIcon(vantry::ProductIcon());
+    if (argc > 4) {
+        QApplication::setPalette(vantry::DarkPalette());
+    }
+    std::filesystem::create_directories(argv[2]);
+    vantry::Gallery(argv[1], argv[2], argv[3]).Draw();
+    vantry::UnloadAllPages();
+    vantry::CloseMainWindow();
+    return 0;
+}
