@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QEventLoop>
+#include <QLayout>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPointer>
@@ -62,7 +63,10 @@ void Activate(const std::string& name) {
 
 // The larger of what the page asks for and what it was designed for.
 QSize FirstSize(const Page& page) {
-    return page.sizeHint().expandedTo(page.minimumSizeHint()).expandedTo(page.size());
+    const QSize asked = page.sizeHint().expandedTo(page.minimumSizeHint());
+    // A widget that nobody gave a size has one all the same.
+    return RoomFor(page,
+                   page.testAttribute(Qt::WA_Resized) ? asked.expandedTo(page.size()) : asked);
 }
 
 void PutIntoFrame(LoadedPage& loaded) {
@@ -208,6 +212,14 @@ void UnloadPage(std::string_view name) {
         gone.page->deleteLater();
     }
     QuitWithoutWindows();
+}
+
+QSize RoomFor(const Page& page, QSize asked) {
+    QSize room = asked.expandedTo(page.minimumSizeHint());
+    if (page.layout() != nullptr && page.layout()->hasHeightForWidth()) {
+        room.setHeight(std::max(room.height(), page.layout()->totalHeightForWidth(room.width())));
+    }
+    return room;
 }
 
 Page* FindPage(std::string_view name) {

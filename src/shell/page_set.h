@@ -30,6 +30,10 @@ void ShowPageModal(std::string_view name);
 void HidePage(std::string_view name);
 void UnloadPage(std::string_view name);
 
+// `asked`, or more where the page's contents need it; lines that wrap need more height at less
+// width.
+QSize RoomFor(const Page& page, QSize asked);
+
 Page* FindPage(std::string_view name);
 bool PageIsVisible(std::string_view name);
 std::vector<std::string> LoadedPages();

@@ -139,7 +139,8 @@ void ForceSize(Page& page, int width_twips, int height_twips) {
     const QSize asked(width_twips / kTwipsPerPixel, height_twips / kTwipsPerPixel);
     QWidget* const window = page.parentWidget() != nullptr ? page.parentWidget() : &page;
     if (!window->isMaximized()) {
-        window->resize(asked.expandedTo(window->minimumSizeHint()));
+        const QSize frame = window->size() - page.size();
+        window->resize(RoomFor(page, asked - frame) + frame);
     }
 }
 
