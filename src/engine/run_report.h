@@ -30,6 +30,9 @@ struct TableReport {
     std::int64_t RowsRead = 0;
     std::int64_t RowsLoaded = 0;
     int Errors = 0;  // statements that failed, those of no row among them
+    // Texts of a delimited file that a spreadsheet would take for formulas; of lines that the file
+    // refused, too.
+    std::int64_t FormulaTexts = 0;
     double Seconds = 0;
     TableOutcome Outcome = TableOutcome::NotReached;
 

@@ -77,6 +77,7 @@ void AppendTable(const TableReport& table, std::string& out) {
     object.Number("rowsFailed", table.RowsFailed());
     object.Seconds("seconds", table.Seconds);
     object.Number("errors", table.Errors);
+    object.Number("formulaTexts", table.FormulaTexts);
     object.Text("outcome", OutcomeName(table.Outcome));
     object.End();
 }

@@ -91,11 +91,30 @@ constexpr std::size_t kWidestField = 1 << 20;
 
 // ---- Delimited
 
+[[gnu::noinline, gnu::cold]] void CountFormula(std::string_view text, LineStyle& style) {
+    style.formulas += ToDouble(Cell::Text(text)) ? 0 : 1;
+}
+
+// By its first byte: letters and digits are none of these.
+void NoteIfFormula(std::string_view text, LineStyle& style) {
+    if (text.empty() || text[0] > '@') {
+        return;
+    }
+    const char first = text[0];
+    if (first == '=' || first == '+' || first == '-' || first == '@' || first == '\t' ||
+        first == '\r') {
+        CountFormula(text, style);
+    }
+}
+
 // The value as it stands; nothing for a null.
 void WriteValue(const LineColumn& column, LineFile& line) {
     const Cell& value = column.field->Value();
     switch (value.Kind()) {
         case ValueKind::Text:
+            NoteIfFormula(value.AsText(), *column.style);
+            line.Append({}, value.AsText(), column.style->delimiter);
+            return;
         case ValueKind::NumberText:
         case ValueKind::Bytes:
             line.Append({}, value.AsText(), column.style->delimiter);
@@ -133,7 +152,9 @@ void WriteQualified(const LineColumn& column, LineFile& line) {
         AppendText(value, column.style->scratch);
         text = column.style->scratch;
     }
-    line.Append(column.style->qualifier, Trimmed(text), column.style->closing);
+    text = Trimmed(text);
+    NoteIfFormula(text, *column.style);
+    line.Append(column.style->qualifier, text, column.style->closing);
 }
 
 // ---- Fixed width

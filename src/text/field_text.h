@@ -32,6 +32,8 @@ struct LineStyle {
     std::string delimiter;  // follows every field; the line's end takes the last one back
     std::string closing;    // qualifier and delimiter
     std::string scratch;    // texts of values that aren't text in themselves
+    // Texts that a spreadsheet takes for formulas, numbers apart: they are written as they are.
+    std::int64_t formulas = 0;
 };
 
 // One column of the lines that are being written.

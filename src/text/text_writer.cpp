@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <string_view>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -131,6 +132,7 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
     report_->Outcome = TableOutcome::GivenUp;
     const auto note = [&] {
         report_->Errors = scope_.ErrorCount - errors_before;
+        report_->FormulaTexts = std::exchange(style_.formulas, 0);
         report_->Seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };

@@ -1,6 +1,7 @@
 #include "text/text_writer.h"
 
 #include "drivers/file/fault_plan.h"
+#include "engine/run_report.h"
 #include "engine/session_fixture.h"
 #include "support/temp_dir.h"
 #include "text/field_text.h"
@@ -208,6 +209,25 @@ TEST_F(TextWriterTest, DelimiterAndQualifierAreTheSessions) {
         RunSessionToText("");
         EXPECT_EQ(Written(), c.line);
     }
+}
+
+// A spreadsheet runs what begins like a formula. The file holds the data all the same.
+TEST_F(TextWriterTest, FormulaLikeTextsAreWrittenAsTheyAreAndCounted) {
+    AddColumn("name", adVarWChar, 40);
+    AddColumn("n", adInteger);
+    source->rows = {{Text("=1+1"), Value(Cell::Int64(-1))},
+                    {Text("  @SUM(A1)"), Value(Cell::Int64(-2))},
+                    {Text("-5"), Value(Cell::Int64(3))},
+                    {Text("+1.5"), Value(Cell::Int64(4))},
+                    {Text("-x"), Value(Cell::Int64(5))},
+                    {Text("a=b"), Value(Cell::Int64(6))}};
+    RunSessionToText("");
+    EXPECT_EQ(Written(),
+              "\"=1+1\",-1\r\n\"@SUM(A1)\",-2\r\n\"-5\",3\r\n\"+1.5\",4\r\n\"-x\",5\r\n"
+              "\"a=b\",6\r\n");
+    EXPECT_EQ(ReportOf(0).FormulaTexts, 3);
+    RunSessionToText("");
+    EXPECT_EQ(ReportOf(0).FormulaTexts, 3);
 }
 
 TEST_F(TextWriterTest, TheHeadingHasTheTargetsNames) {
