@@ -92,7 +92,8 @@ public:
         window.setWindowTitle(ToQt(box.title));
         // Texts come from data sources, too: none of them is markup.
         window.setTextFormat(Qt::PlainText);
-        window.setText(ToQt(box.text));
+        // Lines end as the text's maker ended them; a label knows one way only.
+        window.setText(ToQt(box.text).replace("\r\n", "\n").replace('\r', '\n'));
         const auto answers = AnswersOf(box.buttons);
         for (const auto answer : answers) {
             window.addButton(ButtonOf(answer));

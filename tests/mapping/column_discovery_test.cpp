@@ -185,6 +185,29 @@ TEST_F(ColumnDiscovery, TextFilesAreProbedByTheirNamesAndOwnTheirBaseNames) {
     EXPECT_EQ(ColMaps[1].DDtype, "Text");
 }
 
+TEST_F(ColumnDiscovery, AnOracleTargetIsAskedForItsUsersTables) {
+    session_.InSource({"CREATE TABLE a (id LONG)", "CREATE TABLE b (id LONG)"});
+    session_.InTarget({"CREATE TABLE user_tables (table_name TEXT(30))",
+                       "INSERT INTO user_tables (table_name) VALUES ('A')",
+                       "INSERT INTO user_tables (table_name) VALUES (' B ')",
+                       "CREATE TABLE A (x LONG)",
+                       "CREATE TABLE B (y LONG)",
+                       "CREATE TABLE c (z LONG)"});
+    TargetType = "ORACLE";
+    MappingSession::ChooseTables({"a", "b"});
+    auto names = MappingSession::Map();
+    EXPECT_EQ(names, (std::vector<std::string>{"A", " B "})) << "tables of others don't count";
+    EXPECT_EQ(StateOf(1), "-1 APPEND ");
+    for (auto* const tables : {&SrcTables, &DstTables}) {
+        (*tables)[0].LoadOption = "DROP";
+    }
+    NameTargetTable(1, "c");
+    CheckTargetTable(1, names);
+    EXPECT_EQ(StateOf(1), "0 APPEND CREATE");
+    EXPECT_EQ(StateOf(0), "-1 APPEND ") << "looking for one table sets the others back";
+    EXPECT_EQ(names.size(), 4U);
+}
+
 TEST_F(ColumnDiscovery, AMissingTableIsAnErrorThatNamesIt) {
     MappingSession::ChooseTables({"nowhere"});
     FillTargetTables();

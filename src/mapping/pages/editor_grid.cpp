@@ -79,6 +79,7 @@ EditorGrid::EditorGrid(QWidget* parent) : QTableWidget(parent) {
 }
 
 void EditorGrid::SetColumns(std::span<const GridColumn> columns) {
+    spreading_ = true;
     setColumnCount(static_cast<int>(columns.size()));
     QStringList headers;
     for (const auto& column : columns) {
@@ -96,6 +97,7 @@ void EditorGrid::SetColumns(std::span<const GridColumn> columns) {
         least_widths_.push_back(seen ? std::max(given, horizontalHeader()->sectionSizeHint(k)) : 0);
         shares_.push_back(seen ? column.share : 0);
     }
+    spreading_ = false;
     SpreadColumns();
 }
 

@@ -95,6 +95,11 @@ Form5::Form5() : Page("Form5"), ui_(std::make_unique<Ui::Form5>()) {
     connect(ui_->SColList, &QComboBox::activated, this, &Form5::PickSource);
     connect(ui_->DColList, &QComboBox::activated, this, &Form5::PickTarget);
 
+    // The groups keep their heights when the line goes.
+    QSizePolicy stays = ui_->FirstTimeChk->sizePolicy();
+    stays.setRetainSizeWhenHidden(true);
+    ui_->FirstTimeChk->setSizePolicy(stays);
+
     QRadioButton* const options[] = {ui_->TabDropOpt_0, ui_->TabDropOpt_1, ui_->TabDropOpt_2};
     for (int k = 0; k < 3; ++k) {
         ui_->TabDropOpt->setId(options[k], k);

@@ -1,5 +1,6 @@
 #include "mapping/pages/form4.h"
 
+#include "engine/scripted_driver.h"
 #include "mapping/pages/button_column.h"
 #include "mapping/pages/maperrform.h"
 #include "pages_fixture.h"
@@ -27,6 +28,7 @@ protected:
 
     void Open() {
         ShowPage("Form4");
+        QApplication::processEvents();  // the window becomes the active one
         grid_ = Control<EditorGrid>("Form4", "FlexGrid1");
         list_ = Control<QComboBox>("Form4", "DestTabList");
     }
@@ -121,6 +123,28 @@ TEST_F(Form4Test, AFailingSourceGoesBackToItsPage) {
         dialogs_.boxes.clear();
         UnloadAllPages();
     }
+}
+
+TEST_F(Form4Test, ATypeThatAnOracleProviderCantReadIsExplained) {
+    const char* const kWords = "Data type is not supported.";
+    const auto driver = std::make_shared<ScriptedDriver>();
+    driver->FailAlways("OpenCursor", kWords);
+    RegisterDriver("scripted", driver);
+    SourceConnStr = "Provider=scripted";
+    for (const std::string kind : {"ORACLE", "MSSQL"}) {
+        SourceType = kind;
+        ShowPage("Form4");
+        EXPECT_EQ(dialogs_.TakeBoxes(),
+                  kind == "ORACLE"
+                      ? "stop|Stop|Data type is not supported\n\n\nPossible Causes:\n"
+                        "1.Either Table contains Datatypes, Which is not supported.\n"
+                        "2.You have choosen an Old OLE DB Provider or ODBC Driver, Which does not "
+                        "support Long Datatypes\nPlease choose a new OLE Provider or ODBC "
+                        "Driver|OK"
+                      : "stop|Stop|Data type is not supported.|OK");
+        EXPECT_FALSE(IsLoaded("Form4"));
+    }
+    RegisterDriver("scripted", nullptr);
 }
 
 TEST_F(Form4Test, AFailingTargetGoesBackToItsPage) {

@@ -1,0 +1,479 @@
+#include "mapping/pages/form5.h"
+
+#include "mapping/pages/maperrform.h"
+#include "pages_fixture.h"
+
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QRadioButton>
+#include <QScrollBar>
+
+#include <chrono>
+
+namespace vantry::test {
+namespace {
+
+enum { kSource = 1, kTarget = 5, kType = 6, kSize = 7, kDec = 8 };
+
+class Form5Test : public MappingPages {
+protected:
+    Form5Test() {
+        RegisterPage("Form4", [] { return std::make_unique<Page>("Form4"); });
+        session_.InSource(
+            {"CREATE TABLE People (ID LONG, Name TEXT(40), Born DATETIME, Notes MEMO)",
+             "CREATE TABLE Other (X LONG)",
+             "INSERT INTO People (ID, Name) VALUES (1, 'Ada')"});
+        MappingSession::ChooseTables({"Other", "People"});
+    }
+
+    // As Form4 does it, but not modal: the test works it from outside.
+    void Open(const char* tab_id = "1") {
+        grid_ = nullptr;
+        LoadPage("Form5");
+        FindPageAs<Form5>("Form5")->SetTable(tab_id, "People", "People");
+        ShowPage("Form5");
+        QApplication::processEvents();  // the window becomes the active one
+        grid_ = Control<EditorGrid>("Form5", "ColGrid1");
+        sources_ = Control<QComboBox>("Form5", "SColList");
+        targets_ = Control<QComboBox>("Form5", "DColList");
+        types_ = Control<QComboBox>("Form5", "DTCombo");
+        number_ = Control<QLineEdit>("Form5", "t1");
+    }
+    void MapAndOpen() {
+        MappingSession::Map();
+        Open();
+    }
+    std::string Row(int row) const {
+        std::string text;
+        for (int column = 1; column <= 8; ++column) {
+            text += FromQt(grid_->Text(row, column)) + (column < 8 ? "|" : "");
+        }
+        return text;
+    }
+    bool IsRed(int row, int column) const {
+        return grid_->item(row, column)->data(Qt::ForegroundRole).value<QBrush>().color() ==
+               QColor(255, 0, 0);
+    }
+    std::string Opened() const {
+        return grid_->OpenedEditor() == nullptr ? "" : FromQt(grid_->OpenedEditor()->objectName());
+    }
+    // The row of ColMaps behind a row of the grid.
+    static ColMapRec& Map(int row) { return ColMaps[static_cast<std::size_t>(row) + 1]; }
+    static std::string MapOf(int row) {
+        const auto& map = Map(row);
+        return map.SCName + "|" + map.SDtype + "|" + std::to_string(map.SWidth) + "|" +
+               std::to_string(map.SScale) + "|" + map.DCName + "|" + map.DDtype + "|" +
+               std::to_string(map.DWidth) + "|" + std::to_string(map.DScale);
+    }
+    void TypeNumber(int row, int column, const char* text) {
+        ClickCell(grid_, row, column);
+        ASSERT_EQ(Opened(), "t1");
+        number_->clear();
+        Type(number_, text);
+    }
+    void LeaveTheCell() { grid_->setCurrentCell(0, 9); }
+
+    EditorGrid* grid_ = nullptr;
+    QComboBox* sources_ = nullptr;
+    QComboBox* targets_ = nullptr;
+    QComboBox* types_ = nullptr;
+    QLineEdit* number_ = nullptr;
+};
+
+TEST_F(Form5Test, ShowsTheRowsOfItsTableSideBySide) {
+    TargetType = "MySQL";
+    TargetConnStr = session_.MakeDatabase("other.mdb", {});
+    SrcTables[1].WhereCond = "ID > 0";
+    MapAndOpen();
+    EXPECT_EQ(FindPage("Form5")->windowTitle(), "Vantry: Column Mapping");
+    ASSERT_EQ(grid_->columnCount(), 11);
+    std::string headers;
+    for (int column = 0; column < 11; ++column) {
+        headers += FromQt(grid_->horizontalHeaderItem(column)->text()) + "|";
+    }
+    EXPECT_EQ(headers, "|Source Column|Datatype|Size|Dec|Dest. Column|Datatype|Size|Dec|Null||");
+    ASSERT_EQ(grid_->rowCount(), 4);
+    EXPECT_EQ(Row(0), "ID|Long|4|0|ID|Integer|4|0");
+    EXPECT_EQ(Row(1), "Name|Text|40|0|Name|Varchar|40|0");
+    EXPECT_EQ(Row(3), "Notes|Memo|0|0|Notes|LongText|0|0");
+    EXPECT_EQ(grid_->Text(2, 0), "3");
+    EXPECT_EQ(grid_->Text(2, 10), "3");
+    for (int column = 1; column <= 8; ++column) {
+        const QBrush back = grid_->item(1, column)->background();
+        EXPECT_EQ(back.style() != Qt::NoBrush && back.color() == QColor(255, 250, 221),
+                  column <= 4);
+        EXPECT_FALSE(IsRed(1, column));
+    }
+    EXPECT_EQ(Control<QPlainTextEdit>("Form5", "SQLCondTxt")->toPlainText(), "ID > 0");
+    EXPECT_EQ(Control<QLabel>("Form5", "TabIDLabel")->text(), "1");
+    EXPECT_TRUE(Control<QLabel>("Form5", "TabIDLabel")->isHidden());
+    EXPECT_EQ(Control<QLabel>("Form5", "SrcNam")->text(), "Source :");
+    EXPECT_EQ(Control<QLabel>("Form5", "DstNam")->text(), "Destination:");
+    EXPECT_EQ(sources_->count(), 5);
+    EXPECT_EQ(sources_->itemText(0), "<Skip>");
+    EXPECT_EQ(Control<QComboBox>("Form5", "SColPos")->itemText(1), "1");
+    EXPECT_EQ(types_->count(), 13);
+    Shoot(FindPage("Form5"), "form5");
+}
+
+TEST_F(Form5Test, TheTargetSideOpensOnlyWhileTheTableIsStillToBeMade) {
+    MapAndOpen();
+    const auto opened = [&](int row) {
+        std::string text;
+        for (int column = 1; column <= 9; ++column) {
+            grid_->setCurrentCell(row, column);
+            text += Opened().empty() ? "-" : Opened();
+            text += " ";
+        }
+        return text;
+    };
+    EXPECT_EQ(opened(0), "SColList - - - DColList DTCombo - - - ");   // Long
+    EXPECT_EQ(opened(1), "SColList - - - DColList DTCombo t1 - - ");  // Text
+    Map(2).DDtype = " double ";
+    EXPECT_EQ(opened(2), "SColList - - - DColList DTCombo - - - ") << "its cell says DateTime";
+    for (const auto& [type, editors] : {std::pair("NUMERIC", "t1 t1 "),
+                                        {" double ", "- t1 "},
+                                        {"Date", "- - "},
+                                        {"Varchar2", "t1 - "}}) {
+        Map(2).DDtype = type;
+        std::string text;
+        for (const int column : {kSize, kDec}) {
+            LeaveTheCell();
+            grid_->setCurrentCell(2, column);
+            text += Opened().empty() ? "- " : Opened() + " ";
+        }
+        EXPECT_EQ(text, editors) << type;
+    }
+    UnloadPage("Form5");
+    session_.InTarget({"CREATE TABLE People (ID LONG, Name TEXT(40))"});
+    MapAndOpen();
+    EXPECT_EQ(opened(1), "SColList - - - - - - - - ");
+    EXPECT_TRUE(Control<QLabel>("Form5", "FirstTimeChk")->isHidden());
+    Press("Form5", "closebutt");
+    EXPECT_EQ(MappingSession::MapText(),
+              "0 X>X 1\n1 ID>ID 1\n1 Name>Name 1\n1 Born><Skip> 0\n1 Notes><Skip> 0\n")
+        << "walking over the cells changes nothing";
+}
+
+TEST_F(Form5Test, APickedSourceColumnBringsItsTypeAtOnce) {
+    MapAndOpen();
+    ClickCell(grid_, 0, kSource);
+    EXPECT_EQ(sources_->currentText(), "ID");
+    EXPECT_EQ(QApplication::focusWidget(), sources_);
+    Pick(sources_, "Name");
+    EXPECT_EQ(Row(0), "Name|Text|40|0|ID|Long|4|0");
+    EXPECT_EQ(MapOf(0), Row(0));
+    EXPECT_EQ(Map(0).SOrgDtype, "Integer") << "the table is made from the column that stood here";
+    EXPECT_EQ(grid_->currentColumn(), kSource);
+    // Skipped: the cells are empty at once, the record when the cell is left.
+    Pick(sources_, "<Skip>");
+    EXPECT_EQ(Row(0), "<Skip>||||ID|Long|4|0");
+    EXPECT_TRUE(IsRed(0, kSource));
+    EXPECT_EQ(MapOf(0), "<Skip>|Text|40|0|ID|Long|4|0");
+    LeaveTheCell();
+    EXPECT_FALSE(sources_->isVisible());
+    EXPECT_EQ(Row(0), "<Skip>||||ID|Long|4|0");
+    EXPECT_EQ(MapOf(0), "<Skip>||0|0|ID|Long|4|0");
+    // Completed again, but out of the load for good once Close has seen it.
+    Press("Form5", "closebutt");
+    Open();
+    EXPECT_FALSE(IsRed(0, kSource)) << "colours are the user's own doing";
+    ClickCell(grid_, 0, kSource);
+    Pick(sources_, "Born");
+    EXPECT_EQ(MapOf(0), "Born|DateTime|8|0|ID|Long|4|0");
+    EXPECT_EQ(Map(0).SSelected, 0);
+}
+
+TEST_F(Form5Test, APickedTargetColumnBringsItsTypeAndATypedOneItsNameAlone) {
+    MapAndOpen();
+    ClickCell(grid_, 0, kTarget);
+    Pick(targets_, "Notes");
+    EXPECT_EQ(Row(0), "ID|Long|4|0|Notes|Memo|0|0");
+    EXPECT_EQ(MapOf(0), Row(0));
+    Pick(targets_, "<Skip>");
+    EXPECT_EQ(Row(0), "ID|Long|4|0|<Skip>|||");
+    EXPECT_EQ(MapOf(0), "ID|Long|4|0|<Skip>||0|0");
+    EXPECT_TRUE(IsRed(0, kTarget));
+    ClickCell(grid_, 1, kTarget);
+    targets_->lineEdit()->selectAll();
+    Type(targets_, "Full Na");
+    EXPECT_EQ(Map(1).DCName, "Name");
+    LeaveTheCell();
+    EXPECT_EQ(Row(1), "Name|Text|40|0|Full Na|Text|40|0");
+    EXPECT_EQ(Map(1).DCName, "Full Na");
+    EXPECT_FALSE(IsRed(1, kTarget));
+}
+
+TEST_F(Form5Test, ATypeIsTakenWhenItsCellIsLeft) {
+    MapAndOpen();
+    ClickCell(grid_, 1, kType);
+    EXPECT_EQ(types_->currentText(), "Text");
+    Pick(types_, "Memo");
+    EXPECT_EQ(Map(1).DDtype, "Text");
+    LeaveTheCell();
+    EXPECT_EQ(Map(1).DDtype, "Memo");
+    EXPECT_EQ(Row(1), "Name|Text|40|0|Name|Memo|40|0");
+    // Escape takes the choice back.
+    ClickCell(grid_, 1, kType);
+    Pick(types_, "Byte");
+    PressKey(types_, Qt::Key_Escape);
+    EXPECT_EQ(Opened(), "");
+    LeaveTheCell();
+    EXPECT_EQ(Map(1).DDtype, "Memo");
+}
+
+TEST_F(Form5Test, NumbersAreCheckedWhenTheCellIsLeft) {
+    const char* const kInvalid = "stop|Stop|Invalid Number|OK";
+    const char* const kTooMany = "stop|Vantry|Decimal Places must be less than field size|OK";
+    struct {
+        int column;
+        const char* typed;
+        const char* cell;
+        i32 value;
+        const char* box;
+    } const cases[] = {
+        {kSize, "60", "60", 60, ""},
+        {kSize, "7.5", "7.5", 8, ""},
+        {kSize, "abc", "12", 12, kInvalid},
+        {kSize, "", "12", 12, kInvalid},
+        {kSize, "9999999999", "12", 12, kInvalid},
+        {kDec, "11", "11", 11, ""},
+        {kDec, "12", "2", 2, kTooMany},
+        {kDec, "11.9", "11.9", 12, ""},
+        {kDec, "-1", "-1", -1, ""},
+        {kDec, "x", "2", 2, kInvalid},
+    };
+    TargetType = "FOXPRO";
+    for (const auto& c : cases) {
+        MappingSession::Map();
+        Map(1).DDtype = "Numeric";
+        Map(1).DWidth = 12;
+        Map(1).DScale = 2;
+        Open();
+        TypeNumber(1, c.column, c.typed);
+        LeaveTheCell();
+        EXPECT_EQ(Opened(), "");
+        EXPECT_EQ(grid_->Text(1, c.column), c.cell) << c.typed;
+        EXPECT_EQ(c.column == kSize ? Map(1).DWidth : Map(1).DScale, c.value) << c.typed;
+        EXPECT_EQ(dialogs_.TakeBoxes(), c.box) << c.typed;
+        UnloadPage("Form5");
+    }
+}
+
+TEST_F(Form5Test, EnterAndScrollingTakeNumbersUnchecked) {
+    struct {
+        int column;
+        const char* typed;
+        i32 value;
+    } const cases[] = {
+        {kSize, "60", 60}, {kSize, "abc", 10}, {kDec, "12", 12}, {kDec, "x", 0}, {kDec, "", 0}};
+    TargetType = "FOXPRO";
+    std::string columns = "A LONG";
+    for (int k = 0; k < 90; ++k) {
+        columns += ", C" + std::to_string(k) + " LONG";
+    }
+    session_.InSource({"CREATE TABLE Wide (" + columns + ")"});
+    MappingSession::ChooseTables({"Other", "Wide"});
+    for (const bool by_key : {true, false}) {
+        for (const auto& c : cases) {
+            MappingSession::Map();
+            Map(1).DDtype = "Numeric";
+            Map(1).DWidth = 12;
+            Map(1).DScale = 2;
+            Open();
+            TypeNumber(1, c.column, c.typed);
+            if (by_key) {
+                PressKey(number_, Qt::Key_Return);
+            } else {
+                grid_->verticalScrollBar()->setValue(5);
+            }
+            EXPECT_EQ(Opened(), "");
+            EXPECT_EQ(grid_->Text(1, c.column), c.typed);
+            EXPECT_EQ(c.column == kSize ? Map(1).DWidth : Map(1).DScale, c.value) << c.typed;
+            LeaveTheCell();
+            EXPECT_EQ(grid_->Text(1, c.column), c.typed) << "it was hidden: no second judgement";
+            EXPECT_EQ(dialogs_.TakeBoxes(), "");
+            UnloadPage("Form5");
+        }
+    }
+    // The lists: a type is taken by scrolling, columns aren't.
+    Open();
+    ClickCell(grid_, 1, kType);
+    Pick(types_, "Memo");
+    grid_->verticalScrollBar()->setValue(5);
+    EXPECT_EQ(Map(1).DDtype, "Memo");
+    EXPECT_EQ(Opened(), "");
+    grid_->verticalScrollBar()->setValue(0);
+    ClickCell(grid_, 1, kTarget);
+    targets_->setEditText("typed");
+    grid_->verticalScrollBar()->setValue(5);
+    EXPECT_EQ(Opened(), "");
+    EXPECT_EQ(Map(1).DCName, "C0");
+}
+
+TEST_F(Form5Test, OptionsGoToBothSidesAtOnce) {
+    session_.InTarget({"CREATE TABLE People (ID LONG, Name TEXT(40), Born DATETIME, Notes MEMO)"});
+    MapAndOpen();
+    EXPECT_TRUE(Control<QRadioButton>("Form5", "TabDropOpt_2")->isChecked());
+    const std::pair<const char*, const char*> options[] = {
+        {"TabDropOpt_0", "DROP"}, {"TabDropOpt_1", "DELETE"}, {"TabDropOpt_2", "APPEND"}};
+    for (const auto& [button, option] : options) {
+        Control<QRadioButton>("Form5", button)->click();
+        EXPECT_EQ(SrcTables[1].LoadOption, option);
+        EXPECT_EQ(DstTables[1].LoadOption, option);
+        EXPECT_EQ(SrcTables[0].LoadOption, "APPEND");
+        UnloadPage("Form5");
+        Open();
+        EXPECT_TRUE(Control<QRadioButton>("Form5", button)->isChecked());
+    }
+    EXPECT_FALSE(Control<QLabel>("Form5", "FirstTimeChk")->isVisible());
+    Shoot(FindPage("Form5"), "form5_exists");
+}
+
+TEST_F(Form5Test, CloseStopsAtTargetColumnsNamedTwice) {
+    MapAndOpen();
+    Map(0).SCName = "<Skip>";
+    Map(0).DCName = "Name";
+    Press("Form5", "closebutt");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "stop|Vantry|Column Name is Duplicated. Please eliminate Duplicates|OK");
+    EXPECT_EQ(Visible(), "Form5");
+    EXPECT_EQ(Map(0).SSelected, 0) << "skipped rows are out all the same";
+    Map(0).DCName = "name";
+    Press("Form5", "closebutt");
+    EXPECT_FALSE(IsLoaded("Form5"));
+    EXPECT_EQ(Visible(), "Form4");
+}
+
+TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
+    struct {
+        const char* option;
+        const char* button;  // null: no errors are shown
+        bool closes;
+    } const cases[] = {
+        {"TabDropOpt_2", "OKButt", false},
+        {"TabDropOpt_2", "IgnoreButt", true},
+        {"TabDropOpt_1", "OKButt", false},
+        {"TabDropOpt_0", nullptr, true},
+    };
+    for (const auto& c : cases) {
+        MapAndOpen();
+        ColMaps[0].DDtype = "Binary";  // another table's row
+        Map(1).DDtype = "Date";
+        Map(2).DDtype = "Date";
+        Map(3).SSelected = 0;
+        Map(3).DDtype = "Date";
+        ClickCell(grid_, 0, kSource);
+        Control<QRadioButton>("Form5", c.option)->click();
+        bool shown = false;
+        if (c.button != nullptr) {
+            WhenModal([&] {
+                shown = true;
+                EXPECT_EQ(Control<QPlainTextEdit>("MapErrForm", "t1")->toPlainText(),
+                          "\nInvalid Datatype Mapping.\nSrc Col Name :Name\nDest Col Name:Name\n"
+                          "Source Datatype:Text\nDest. Datatype:Date\n");
+                Press("MapErrForm", c.button);
+            });
+        }
+        dialogs_.beeps = 0;
+        Press("Form5", "closebutt");
+        EXPECT_EQ(shown, c.button != nullptr);
+        EXPECT_EQ(dialogs_.beeps, shown ? 1 : 0);
+        EXPECT_EQ(IsLoaded("Form5"), !c.closes) << c.option;
+        if (!c.closes) {
+            EXPECT_FALSE(sources_->isVisible());
+        }
+        EXPECT_EQ(dialogs_.TakeBoxes(), "") << "no further question here";
+        UnloadAllPages();
+    }
+}
+
+TEST_F(Form5Test, CloseTriesTheFilterAtTheSource) {
+    MapAndOpen();
+    auto* const filter = Control<QPlainTextEdit>("Form5", "SQLCondTxt");
+    filter->setPlainText("NoSuchColumn = 1");
+    Control<QRadioButton>("Form5", "TabDropOpt_0")->click();
+    Press("Form5", "closebutt");
+    ASSERT_EQ(dialogs_.boxes.size(), 1U);
+    const Box box = dialogs_.boxes[0];
+    EXPECT_EQ(box.title, "Invalid Where Condition");
+    EXPECT_EQ(box.icon, BoxIcon::Stop);
+    EXPECT_EQ(box.text.find("-21472179"), 0U) << box.text;
+    EXPECT_EQ(box.text.find('\r'), 11U) << box.text;
+    EXPECT_GT(box.text.size(), 20U) << "with the source's words behind the number";
+    dialogs_.boxes.clear();
+    EXPECT_EQ(Visible(), "Form5");
+    EXPECT_EQ(SrcTables[1].WhereCond, "");
+    filter->setPlainText("ID > 0 and Name = 'Ada'");
+    Press("Form5", "closebutt");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(Visible(), "Form4");
+    EXPECT_EQ(SrcTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
+    EXPECT_EQ(DstTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
+}
+
+TEST_F(Form5Test, TheCloseBoxIsNoWayRoundTheChecks) {
+    MapAndOpen();
+    Map(0).DCName = "Name";
+    FindPage("Form5")->close();
+    EXPECT_EQ(Visible(), "Form5");
+    EXPECT_EQ(dialogs_.boxes.size(), 1U);
+    Map(0).DCName = "ID";
+    FindPage("Form5")->close();
+    EXPECT_FALSE(IsLoaded("Form5"));
+    EXPECT_EQ(Visible(), "Form4");
+}
+
+TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
+    MapAndOpen();
+    ClickCell(grid_, 0, kSource);
+    std::string walk;
+    for (int k = 0; k < 8; ++k) {
+        walk += std::to_string(grid_->currentRow()) + "." + std::to_string(grid_->currentColumn()) +
+                " ";
+        PressKey(grid_->OpenedEditor(), Qt::Key_Tab);
+    }
+    EXPECT_EQ(walk, "0.1 0.5 0.6 1.1 1.5 1.6 1.7 2.1 ");
+    // Down in a number leaves its cell for the one below.
+    grid_->setCurrentCell(1, kSize);
+    ASSERT_EQ(Opened(), "t1");
+    PressKey(number_, Qt::Key_Down);
+    EXPECT_EQ(grid_->currentRow(), 2);
+}
+
+TEST_F(Form5Test, AThousandColumnsOpenAndWalkSmoothly) {
+    ColMaps.clear();
+    SrcCols.clear();
+    for (int k = 0; k < 1000; ++k) {
+        ColumnRec column;
+        column.TabID = 1;
+        column.ColName = "Column" + std::to_string(k);
+        column.ColType = "VarWchar";
+        column.ColWidth = 50;
+        column.ColCount = 1000;
+        SrcCols.push_back(column);
+    }
+    DstCols = SrcCols;
+    SrcTables[1].TabID = 1;
+    DstTables = SrcTables;
+    BuildColMaps();
+    const auto start = std::chrono::steady_clock::now();
+    const auto since = [&] {
+        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+            .count();
+    };
+    Open();
+    std::printf("[   TIME   ] Form5 with 1,000 columns shown after %.0f ms\n", since());
+    ASSERT_EQ(grid_->rowCount(), 1000);
+    EXPECT_EQ(sources_->count(), 1001);
+    for (int row = 0; row < 1000; row += 10) {
+        grid_->setCurrentCell(row, kSource);
+    }
+    std::printf("[   TIME   ] a hundred cells entered and left after %.0f ms\n", since());
+    grid_->setCurrentCell(999, kSource);
+    Pick(sources_, "Column0");
+    EXPECT_EQ(ColMaps.back().SCName, "Column0");
+}
+
+}  // namespace
+}  // namespace vantry::test
