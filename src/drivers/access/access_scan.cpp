@@ -2,18 +2,26 @@
 
 #include "drivers/access/errors.h"
 
+#include <system_error>
+
 namespace vantry::access {
 namespace {
 
 // How often a row is read again when other connections keep changing the file meanwhile.
 constexpr int kMaxRetries = 8;
+// Runs of pages before a second thread is worth its start.
+constexpr std::size_t kRunsAlone = 2;
 
 }  // namespace
 
 RowDecoder::RowDecoder(DatabaseFile& file,
                        const TableDef& def,
                        std::span<const std::size_t> projection)
-    : file_(&file), def_(&def), cells_(projection.size(), Cell::Null()) {
+    : file_(&file),
+      def_(&def),
+      quick_(file.store->GetLayout(), def, projection),
+      room_(QuickRow::RoomFor(kJet4Layout.page_size)),
+      cells_(projection.size(), Cell::Null()) {
     for (const auto position : projection) {
         const auto& column = def.columns.at(position);
         leaves_page_ |= column.IsLongValue() || column.type == ColumnType::Complex;
@@ -23,6 +31,16 @@ RowDecoder::RowDecoder(DatabaseFile& file,
 
 void RowDecoder::Decode(ByteSpan bytes, RowPointer pointer) {
     pointer_ = pointer;
+    if (quick_.IsPossible()) {
+        room_.Clear();
+        if (quick_.Decode(bytes, cells_.data(), room_)) {
+            return;
+        }
+    }
+    DecodeCarefully(bytes);
+}
+
+void RowDecoder::DecodeCarefully(ByteSpan bytes) {
     std::optional<RowView> row;
     std::size_t i = 0;
     try {
@@ -38,8 +56,8 @@ void RowDecoder::Decode(ByteSpan bytes, RowPointer pointer) {
     } catch (const BoundsError&) {
         if (!row) {
             throw DamagedPage(file_->store->Name(),
-                              pointer.page,
-                              "row " + std::to_string(pointer.row) + " of table '" + def_->name +
+                              pointer_.page,
+                              "row " + std::to_string(pointer_.row) + " of table '" + def_->name +
                                   "' is too short");
         }
         DecodeDamaged(*row, i);
@@ -95,9 +113,60 @@ AccessScan::AccessScan(std::shared_ptr<DatabaseFile> file,
     : file_(std::move(file)),
       def_(std::move(def)),
       scanner_(*file_->store, *def_),
-      decoder_(*file_, *def_, projection) {}
+      decoder_(*file_, *def_, projection),
+      width_(projection.size()),
+      may_read_ahead_(decoder_.Quick().IsPossible()) {}
+
+void AccessScan::StartAhead() {
+    may_read_ahead_ = false;
+    try {
+        ahead_ = std::make_unique<RowsAhead>(
+            scanner_, file_->store->GetLayout(), *def_, decoder_.Quick());
+    } catch (const std::system_error&) {
+        // No thread to be had: the rows come without one.
+    }
+}
+
+bool AccessScan::NextAhead() {
+    for (;;) {
+        if (in_cut_run_) {
+            if (scanner_.NextInRun()) {
+                decoder_.Decode(scanner_.Row(), scanner_.Pointer());
+                return true;
+            }
+            in_cut_run_ = false;
+            run_ = nullptr;
+        }
+        if (run_ != nullptr && run_->taken < run_->rows.size()) {
+            ahead_row_ = run_->cells.data() + run_->taken * width_;
+            ++run_->taken;
+            return true;
+        }
+        ahead_row_ = nullptr;
+        if (run_ != nullptr && run_->is_cut) {
+            scanner_.StandIn(run_->pages, run_->cut_position, run_->cut_slot);
+            in_cut_run_ = true;
+            continue;
+        }
+        run_ = ahead_->Next();
+        if (run_ == nullptr) {
+            return false;
+        }
+    }
+}
 
 bool AccessScan::Next() {
+    if (ahead_) {
+        return NextAhead();
+    }
+    if (may_read_ahead_ && scanner_.RunCount() >= kRunsAlone) {
+        if (scanner_.NextInRun()) {
+            decoder_.Decode(scanner_.Row(), scanner_.Pointer());
+            return true;
+        }
+        StartAhead();
+        return Next();
+    }
     while (scanner_.Next()) {
         if (!decoder_.LeavesThePage()) {
             decoder_.Decode(scanner_.Row(), scanner_.Pointer());
@@ -128,6 +197,14 @@ bool AccessScan::DecodeSettled() {
 }
 
 bool AccessScan::Seek(sql::RowId row) {
+    if (ahead_) {
+        ahead_.reset();
+        run_ = nullptr;
+        ahead_row_ = nullptr;
+        in_cut_run_ = false;
+        scanner_.LeaveRun();
+    }
+    may_read_ahead_ = false;
     if (row < 0 || row > UINT32_MAX ||
         !scanner_.Seek(UnpackRowPointer(static_cast<std::uint32_t>(row)))) {
         return false;

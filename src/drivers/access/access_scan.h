@@ -4,7 +4,9 @@
 #include "drivers/access/complex_value.h"
 #include "drivers/access/database_file.h"
 #include "drivers/access/field.h"
+#include "drivers/access/quick_row.h"
 #include "drivers/access/row_scanner.h"
+#include "drivers/access/rows_ahead.h"
 #include "drivers/sql/storage.h"
 
 #include <memory>
@@ -24,6 +26,7 @@ public:
     DataError FieldError(std::size_t position) const;
     // Whether a field may lie on other pages than its row.
     bool LeavesThePage() const { return leaves_page_; }
+    const QuickRow& Quick() const { return quick_; }
 
 private:
     struct Field {
@@ -32,12 +35,15 @@ private:
         std::unique_ptr<ComplexValueReader> complex;
         std::string fault;
     };
+    void DecodeCarefully(ByteSpan row);
     // Fields from `first` on, one of which is damaged.
     void DecodeDamaged(const RowView& row, std::size_t first);
     void DecodeComplex(Field& field, Cell& cell);
 
     DatabaseFile* file_;
     const TableDef* def_;
+    QuickRow quick_;
+    TextRoom room_;
     std::vector<Field> fields_;
     std::vector<Cell> cells_;
     RowPointer pointer_;
@@ -51,8 +57,13 @@ public:
                std::span<const std::size_t> projection);
 
     bool Next() override;
-    std::span<const Cell> Row() const override { return decoder_.Cells(); }
-    sql::RowId CurrentRow() const override { return PackRowPointer(scanner_.Pointer()); }
+    std::span<const Cell> Row() const override {
+        return ahead_row_ != nullptr ? std::span(ahead_row_, width_) : decoder_.Cells();
+    }
+    sql::RowId CurrentRow() const override {
+        return PackRowPointer(ahead_row_ != nullptr ? run_->rows[run_->taken - 1]
+                                                    : scanner_.Pointer());
+    }
     bool Seek(sql::RowId row) override;
     DataError FieldError(std::size_t position) const override {
         return decoder_.FieldError(position);
@@ -60,11 +71,19 @@ public:
 
 private:
     bool DecodeSettled();
+    void StartAhead();
+    bool NextAhead();
 
     std::shared_ptr<DatabaseFile> file_;
     std::shared_ptr<const TableDef> def_;
     RowScanner scanner_;
     RowDecoder decoder_;
+    std::size_t width_;
+    bool may_read_ahead_;
+    std::unique_ptr<RowsAhead> ahead_;
+    DecodedRun* run_ = nullptr;
+    const Cell* ahead_row_ = nullptr;  // in run_; null: the row is the decoder's
+    bool in_cut_run_ = false;          // the scanner goes through the rest of a run
 };
 
 // The rows whose key in one index column equals a value, in the order of the index.

@@ -49,9 +49,9 @@ std::optional<DateTime> DateTimeFromSerial(double serial) {
     if (!(serial >= kMinSerialDate - 1) || !(serial < kEndSerialDate)) {
         return std::nullopt;
     }
-    const double whole = std::trunc(serial);
-    auto day = static_cast<std::int32_t>(whole);
-    auto millis = std::llround(std::fabs(serial - whole) * static_cast<double>(kMillisPerDay));
+    auto day = static_cast<std::int32_t>(serial);
+    const double fraction = std::fabs(serial - day);
+    auto millis = static_cast<std::int64_t>(fraction * static_cast<double>(kMillisPerDay) + 0.5);
     if (millis == kMillisPerDay) {
         millis = 0;
         ++day;
@@ -93,22 +93,21 @@ std::optional<DateTime> DateTimeFromExtended(ByteSpan stored) {
                     *seconds * kNanosPerSecond + *ticks * 100};
 }
 
-void AppendGuid(ByteSpan stored, std::string& out) {
+void PutGuid(ByteSpan stored, char* out) {
     constexpr char kHex[] = "0123456789ABCDEF";
     // The first three fields are little-endian numbers; a dash stands before these places.
     constexpr std::size_t kOrder[kGuidSize] = {
         3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
-    const auto bytes = Slice(stored, 0, kGuidSize);
-    out.push_back('{');
+    *out++ = '{';
     for (std::size_t i = 0; i < kGuidSize; ++i) {
         if (i == 4 || i == 6 || i == 8 || i == 10) {
-            out.push_back('-');
+            *out++ = '-';
         }
-        const auto byte = static_cast<unsigned>(bytes[kOrder[i]]);
-        out.push_back(kHex[byte >> 4]);
-        out.push_back(kHex[byte & 0xF]);
+        const auto byte = static_cast<unsigned>(stored[kOrder[i]]);
+        *out++ = kHex[byte >> 4];
+        *out++ = kHex[byte & 0xF];
     }
-    out.push_back('}');
+    *out++ = '}';
 }
 
 FieldDecoder::FieldDecoder(PageSource& source, const ColumnDef& column)
@@ -201,8 +200,8 @@ Cell FieldDecoder::DecodeMemo(ByteSpan stored) {
 }
 
 Cell FieldDecoder::DecodeGuid(ByteSpan stored) {
-    scratch_.clear();
-    AppendGuid(stored, scratch_);
+    scratch_.resize(kGuidTextSize);
+    PutGuid(Slice(stored, 0, kGuidSize), scratch_.data());
     return Cell::Text(scratch_);
 }
 

@@ -46,6 +46,7 @@ std::optional<Decimal> DecimalFromNumeric(ByteSpan stored, std::uint8_t scale);
 // 42 bytes of ASCII; nothing when they aren't of that form.
 std::optional<DateTime> DateTimeFromExtended(ByteSpan stored);
 // "{00000000-0000-0000-0000-000000000000}" with upper-case digits; `stored` has 16 bytes.
-void AppendGuid(ByteSpan stored, std::string& out);
+inline constexpr std::size_t kGuidTextSize = 38;
+void PutGuid(ByteSpan stored, char* out);
 
 }  // namespace vantry::access

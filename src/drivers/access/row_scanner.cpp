@@ -11,6 +11,14 @@ bool IsOtherKind(std::byte type) {
     return type >= std::byte{static_cast<std::uint8_t>(PageType::Data)} && type <= std::byte{8};
 }
 
+constexpr PageNumber kWideGap = PageRun::kMaxPages / 8;
+
+void MakeRoom(PageRun& run, std::size_t page_size) {
+    if (!run.bytes) {
+        run.bytes = std::make_unique<std::byte[]>(PageRun::kMaxPages * page_size);
+    }
+}
+
 }  // namespace
 
 RowScanner::RowScanner(PageSource& source, const TableDef& def)
@@ -25,7 +33,8 @@ void RowScanner::ThrowBadSlots() const {
     throw DamagedPage(source_->Name(), page_number_, "its row list runs outside");
 }
 
-bool RowScanner::LoadBlock() {
+bool RowScanner::TakeRun(PageRun& run, PageNumber most_pages) {
+    run.owned.clear();
     const auto first = owned_.Next(next_page_);
     if (first && *first >= page_limit_ && source_->Version() == limit_version_) {
         throw DamagedPage(source_->Name(), *first, "which holds rows, lies behind the file's end");
@@ -33,26 +42,41 @@ bool RowScanner::LoadBlock() {
     if (!first || *first >= page_limit_) {
         return false;
     }
-    block_.assign(1, *first);
+    run.first = *first;
+    run.owned.push_back(*first);
     for (auto next = owned_.Next(*first + 1);
-         next && *next < page_limit_ && *next - *first < kBlockPages;
+         next && *next < page_limit_ && *next - *first < most_pages;
          next = owned_.Next(*next + 1)) {
         // Not over a wide gap: its pages would be read for nothing.
-        if (*next - block_.back() > kBlockPages / 8) {
+        if (*next - run.owned.back() > kWideGap) {
             break;
         }
-        block_.push_back(*next);
+        run.owned.push_back(*next);
     }
-    if (!buffer_) {
-        buffer_ = std::make_unique<std::byte[]>(kBlockPages * source_->PageSize());
+    MakeRoom(run, source_->PageSize());
+    const std::size_t count = run.owned.back() - *first + 1;
+    try {
+        source_->Read(*first, {run.bytes.get(), count * source_->PageSize()});
+    } catch (...) {
+        run.owned.clear();
+        throw;
     }
-    const std::size_t count = block_.back() - *first + 1;
-    source_->Read(*first, {buffer_.get(), count * source_->PageSize()});
-    block_version_ = source_->Version();
-    block_first_ = *first;
-    block_next_ = 0;
-    next_page_ = block_.back() + 1;
+    run.version = source_->Version();
+    next_page_ = run.owned.back() + 1;
     return true;
+}
+
+void RowScanner::StandIn(PageRun& run, std::size_t position, std::size_t slot) {
+    std::swap(run_, run);
+    run_next_ = position;
+    slots_ = next_slot_ = 0;
+    if (slot == 0 || !NextPageInRun() || run_next_ != position + 1 || slot > slots_) {
+        return;
+    }
+    next_slot_ = slot;
+    row_end_ =
+        LoadU16(page_, source_->GetLayout().data.slots_offset + (next_slot_ - 1) * kSlotSize) &
+        kSlotOffsetMask;
 }
 
 bool RowScanner::EnterPage(ByteSpan page, PageNumber number) {
@@ -80,24 +104,42 @@ bool RowScanner::EnterPage(ByteSpan page, PageNumber number) {
     return true;
 }
 
-bool RowScanner::NextPage() {
-    for (;;) {
-        if (block_next_ == block_.size() && !LoadBlock()) {
-            slots_ = next_slot_ = 0;
-            return false;
-        }
-        const PageNumber number = block_[block_next_++];
+bool RowScanner::NextPageInRun() {
+    while (run_next_ < run_.owned.size()) {
+        const PageNumber number = run_.owned[run_next_++];
         const std::size_t size = source_->PageSize();
-        if (EnterPage({buffer_.get() + (number - block_first_) * size, size}, number)) {
+        if (EnterPage({run_.bytes.get() + (number - run_.first) * size, size}, number)) {
             return true;
         }
     }
+    slots_ = next_slot_ = 0;
+    return false;
+}
+
+bool RowScanner::NextPage() {
+    while (!NextPageInRun()) {
+        run_next_ = 0;
+        if (!TakeRun(run_, PageRun::kMaxPages)) {
+            return false;
+        }
+        ++run_count_;
+    }
+    return true;
 }
 
 bool RowScanner::Next() {
+    while (!NextInRun()) {
+        if (!NextPage()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool RowScanner::NextInRun() {
     for (;;) {
         if (next_slot_ == slots_) {
-            if (!NextPage()) {
+            if (!NextPageInRun()) {
                 return false;
             }
             continue;
@@ -145,19 +187,18 @@ bool RowScanner::Seek(RowPointer row) {
     if (row.page >= source_->PageCount()) {
         return false;
     }
-    if (!buffer_) {
-        buffer_ = std::make_unique<std::byte[]>(kBlockPages * source_->PageSize());
-    }
-    const bool here = block_next_ > 0 && block_next_ <= block_.size() && page_number_ == row.page &&
+    const bool here = run_next_ > 0 && run_next_ <= run_.owned.size() && page_number_ == row.page &&
                       slots_ > 0 && !IsStale();
     if (!here) {
-        source_->Read(row.page, {buffer_.get(), source_->PageSize()});
-        block_version_ = source_->Version();
-        block_.assign(1, row.page);
-        block_first_ = row.page;
-        block_next_ = 1;
+        MakeRoom(run_, source_->PageSize());
+        run_.owned.clear();
+        source_->Read(row.page, {run_.bytes.get(), source_->PageSize()});
+        run_.version = source_->Version();
+        run_.owned.push_back(row.page);
+        run_.first = row.page;
+        run_next_ = 1;
         next_page_ = row.page + 1;
-        if (!EnterPage({buffer_.get(), source_->PageSize()}, row.page)) {
+        if (!EnterPage({run_.bytes.get(), source_->PageSize()}, row.page)) {
             slots_ = next_slot_ = 0;
             return false;
         }
@@ -177,6 +218,11 @@ bool RowScanner::Seek(RowPointer row) {
     }
     row_ = slot.overflow ? finder_.Follow(slot.bytes, row) : slot.bytes;
     return true;
+}
+
+void RowScanner::LeaveRun() {
+    run_.owned.clear();
+    run_next_ = slots_ = next_slot_ = 0;
 }
 
 std::int64_t RowScanner::CountRest() {

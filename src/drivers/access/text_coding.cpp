@@ -29,17 +29,71 @@ std::shared_ptr<const CodePage> OpenCodePage(int number) {
     }
 }
 
-// One byte a character, no switches, as UTF-8.
-void AppendLatin1(std::string_view text, std::string& out) {
-    for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80) {
-            out.push_back(c);
-        } else {
-            out.push_back(static_cast<char>(0xC0 | byte >> 6));
-            out.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
-        }
+// Room for `size` characters in `scratch`, which only ever grows here: its size isn't the text's.
+char* Room(std::string& scratch, std::size_t size) {
+    if (scratch.size() < size) {
+        scratch.resize(size);
     }
+    return scratch.data();
+}
+
+char* PutUnit(char16_t unit, char* out) {
+    if (unit < 0x80) {
+        *out++ = static_cast<char>(unit);
+    } else if (unit < 0x800) {
+        *out++ = static_cast<char>(0xC0 | unit >> 6);
+        *out++ = static_cast<char>(0x80 | (unit & 0x3F));
+    } else {
+        *out++ = static_cast<char>(0xE0 | unit >> 12);
+        *out++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+        *out++ = static_cast<char>(0x80 | (unit & 0x3F));
+    }
+    return out;
+}
+
+// One byte a character, no switches, as UTF-8: up to two bytes each. Returns the end.
+char* PutLatin1(std::string_view text, char* out) {
+    for (std::size_t i = 0; i < text.size();) {
+        std::uint64_t word;
+        if (text.size() - i >= sizeof(word)) {
+            std::memcpy(&word, text.data() + i, sizeof(word));
+            if ((word & 0x8080808080808080) == 0) {
+                std::memcpy(out, &word, sizeof(word));
+                out += sizeof(word);
+                i += sizeof(word);
+                continue;
+            }
+        }
+        out = PutUnit(static_cast<unsigned char>(text[i++]), out);
+    }
+    return out;
+}
+
+// UTF-16 as UTF-8, up to three bytes a unit: the end, or null if there are surrogates. Four
+// characters at a time as long as they are ASCII.
+char* PutUnits(ByteSpan pairs, char* out) {
+    const std::size_t count = pairs.size() / 2;
+    for (std::size_t i = 0; i < count;) {
+        std::uint64_t four;
+        if (count - i >= 4) {
+            std::memcpy(&four, pairs.data() + i * 2, sizeof(four));
+            if ((four & 0xFF80FF80FF80FF80) == 0) {
+                four = (four | four >> 8) & 0x0000FFFF0000FFFF;
+                const auto packed = static_cast<std::uint32_t>(four | four >> 16);
+                std::memcpy(out, &packed, sizeof(packed));
+                out += sizeof(packed);
+                i += 4;
+                continue;
+            }
+        }
+        char16_t unit;
+        std::memcpy(&unit, pairs.data() + i++ * 2, sizeof(unit));
+        if (unit >= 0xD800 && unit <= 0xDFFF) {
+            return nullptr;
+        }
+        out = PutUnit(unit, out);
+    }
+    return out;
 }
 
 }  // namespace
@@ -96,16 +150,25 @@ std::string_view TextCoding::DecodeSlowly(ByteSpan stored, std::string& scratch)
         code_page_->AppendUtf8(AsChars(stored), scratch);
         return scratch;
     }
-    scratch.clear();
-    if (IsCompressed(stored)) {
-        const auto text = AsChars(stored.subspan(2));
-        if (text.find('\0') == std::string_view::npos) {
-            AppendLatin1(text, scratch);
-            return scratch;
+    // Long texts aren't worth the room that every one of them might take.
+    constexpr std::size_t kLong = 64 * 1024;
+    if (stored.size() <= kLong) {
+        char* const room = Room(scratch, RoomFor(stored));
+        if (const char* end = PutSimple(stored, room)) {
+            return {room, static_cast<std::size_t>(end - room)};
         }
     }
+    scratch.clear();
     AppendUtf8FromUtf16(Units(stored), scratch);
     return scratch;
+}
+
+char* TextCoding::PutSimple(ByteSpan stored, char* room) {
+    if (!IsCompressed(stored)) {
+        return PutUnits(stored, room);
+    }
+    const auto text = AsChars(stored.subspan(2));
+    return text.find('\0') == std::string_view::npos ? PutLatin1(text, room) : nullptr;
 }
 
 std::u16string TextCoding::Units(ByteSpan stored) const {

@@ -22,7 +22,7 @@ public:
     std::string Name(ByteSpan stored) const;
 
     // The value as UTF-8: a view of `stored` itself where that is what it holds, otherwise of
-    // `scratch`, whose contents are replaced.
+    // `scratch`, whose contents are replaced and whose size means nothing.
     std::string_view Decode(ByteSpan stored, std::string& scratch) const {
         if (!jet3_ && IsCompressed(stored)) {
             const std::string_view text(reinterpret_cast<const char*>(stored.data()) + 2,
@@ -40,9 +40,15 @@ public:
         return stored.size() >= 2 && stored[0] == std::byte{0xFF} && stored[1] == std::byte{0xFE};
     }
 
-private:
     // Only bytes 01 to 7F, which stand for themselves in compressed text and in UTF-8.
     static bool IsPlainAscii(std::string_view text);
+
+    // Jet 4 text as UTF-8 into `room`, which has RoomFor() bytes. Returns the end; null for text
+    // that isn't simple, with surrogates or both forms in one value.
+    static char* PutSimple(ByteSpan stored, char* room);
+    static std::size_t RoomFor(ByteSpan stored) { return stored.size() * 2; }
+
+private:
     std::string_view DecodeSlowly(ByteSpan stored, std::string& scratch) const;
 
     bool jet3_;

@@ -1,0 +1,230 @@
+// Tables long enough to be read ahead: rows out of the ordinary stand between ordinary ones, and
+// every row comes once, whole and in its place.
+
+#include "drivers/access/stored_rows.h"
+#include "drivers/access/writing_fixture.h"
+#include "support/fault_plans.h"
+
+#include <fstream>
+
+namespace vantry::access {
+namespace {
+
+constexpr int kRows = 12'000;  // some 500 pages
+const std::string kFiller(120, 'f');
+
+class ReadAhead : public testing::Test {
+protected:
+    ReadAhead() : path_(folder_ / "long.accdb") {
+        CreateDatabaseFile(path_);
+        opened_ = std::make_unique<Opened>(path_);
+        sql::TableDefinition table;
+        table.name = "t";
+        table.columns = {Column("id", "LONG"),
+                         Column("day", "DATETIME"),
+                         Column("name", "TEXT", 200),
+                         Column("amount", "CURRENCY"),
+                         Column("done", "YESNO"),
+                         Column("key", "GUID")};
+        opened_->database->CreateTable(table);
+        const auto stored = opened_->Table("t");
+        opened_->Statement([&] {
+            for (int i = 0; i < kRows; ++i) {
+                stored->Insert(RowOf(i, NameOf(i)));
+            }
+        });
+    }
+
+    static std::string NameOf(int i) {
+        switch (i % 5) {
+            case 0:
+                return kFiller + std::to_string(i);
+            case 1:
+                return "Łódź " + kFiller + std::to_string(i);
+            case 2:
+                return "Göteborg " + kFiller;
+            case 3:
+                // Surrogates and both forms are rare and far from the beginning.
+                return i > kRows / 2 && i % 500 == 3 ? "\U0001F600" + kFiller : "plain";
+            default:
+                return "";
+        }
+    }
+    std::span<const Cell> RowOf(int i, const std::string& name) {
+        name_ = name;
+        row_ = {Cell::Int64(i),
+                i % 7 == 0 ? Cell::Null() : Cell::FromDateTime({36'000 + i, i * kNanosPerSecond}),
+                Cell::Text(name_),
+                Cell::FromDecimal({i * 100 - 5'000, 4}),
+                Cell::Boolean(i % 3 == 0),
+                Cell::Text("{00112233-4455-6677-8899-AABBCCDDEEFF}")};
+        return row_;
+    }
+    // id and name of each row of a scan, in its order.
+    static std::vector<std::string> Walk(sql::TableScan& scan) {
+        std::vector<std::string> lines;
+        while (scan.Next()) {
+            std::string line;
+            for (const Cell& cell : scan.Row()) {
+                line += cell.IsNull() ? "NULL" : ToText(cell);
+                line += '|';
+            }
+            lines.push_back(std::move(line));
+        }
+        return lines;
+    }
+    // The same rows by a reader that never reads ahead.
+    std::vector<std::string> WalkPlainly() {
+        std::vector<std::string> lines;
+        for (const auto& row : test::ReadRows(path_, "t").rows) {
+            std::string line;
+            for (const Value& value : row) {
+                line += value.IsNull() ? "NULL" : ToText(value.AsCell());
+                line += '|';
+            }
+            lines.push_back(std::move(line));
+        }
+        return lines;
+    }
+    std::unique_ptr<sql::TableScan> Scan() {
+        static constexpr std::size_t kAll[] = {0, 1, 2, 3, 4, 5};
+        return opened_->Table("t")->Scan(kAll);
+    }
+
+    test::NoSync no_sync_;
+    test::InstalledPlan installed_{no_sync_};
+    test::TempDir folder_;
+    std::string path_;
+    std::unique_ptr<Opened> opened_;
+    std::string name_;
+    std::vector<Cell> row_;
+};
+
+TEST_F(ReadAhead, GivesMovedAndUncommonRowsInTheirPlaces) {
+    // Rows that outgrow their pages, and gaps.
+    const auto table = opened_->Table("t");
+    static constexpr std::size_t kId[] = {0};
+    static constexpr std::size_t kName[] = {2};
+    const std::string longer(200, 'L');
+    const Cell name[] = {Cell::Text(longer)};
+    std::vector<sql::RowId> ids;
+    const auto scan = table->Scan(kId);
+    while (scan->Next()) {
+        ids.push_back(scan->CurrentRow());
+    }
+    ASSERT_EQ(ids.size(), static_cast<std::size_t>(kRows));
+    opened_->Statement([&] {
+        for (std::size_t i = 3'000; i < ids.size(); i += 97) {
+            table->Update(ids[i], kName, name);
+            table->Delete(ids[i + 1 < ids.size() ? i + 1 : i - 1]);
+        }
+    });
+    const auto ahead = Walk(*Scan());
+    EXPECT_EQ(ahead, WalkPlainly());
+    EXPECT_EQ(ahead.size(), static_cast<std::size_t>(table->CountRows()));
+    EXPECT_EQ(
+        std::count_if(ahead.begin(),
+                      ahead.end(),
+                      [&](const auto& line) { return line.find(longer) != std::string::npos; }),
+        (kRows - 3'000 + 96) / 97);
+}
+
+TEST_F(ReadAhead, StandsOnAnyRowAndGoesOnBehindIt) {
+    const auto scan = Scan();
+    std::vector<sql::RowId> ids;
+    for (int i = 0; i < kRows * 3 / 4; ++i) {
+        ASSERT_TRUE(scan->Next());
+        EXPECT_EQ(scan->Row()[0].AsInt64(), i);
+        ids.push_back(scan->CurrentRow());
+    }
+    for (const std::size_t row : {ids.size() - 1, ids.size() / 2, std::size_t{0}}) {
+        ASSERT_TRUE(scan->Seek(ids[row]));
+        EXPECT_EQ(scan->Row()[0].AsInt64(), static_cast<std::int64_t>(row));
+        EXPECT_EQ(scan->CurrentRow(), ids[row]);
+        ASSERT_TRUE(scan->Next());
+        EXPECT_EQ(scan->Row()[0].AsInt64(), static_cast<std::int64_t>(row) + 1);
+    }
+    EXPECT_EQ(Walk(*scan).size(), static_cast<std::size_t>(kRows) - 2);
+}
+
+TEST_F(ReadAhead, TellsADamagedPageAfterTheRowsBeforeIt) {
+    const auto def = test::ReadRows(path_, "t").def;
+    opened_.reset();
+    // The last row of all has its page's list of rows run outside.
+    PageNumber last = 0;
+    {
+        const auto source = OpenReadOnly(path_);
+        RowScanner scanner(*source, def);
+        while (scanner.Next()) {
+            last = std::max(last, scanner.Pointer().page);
+        }
+    }
+    {
+        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(std::streamoff{last} * 4096 + 12);
+        file.write("\xFF\x7F", 2);
+    }
+    opened_ = std::make_unique<Opened>(path_);
+    const auto scan = Scan();
+    int rows = 0;
+    const auto error = ErrorOf([&] {
+        while (scan->Next()) {
+            EXPECT_EQ(scan->Row()[0].AsInt64(), rows++);
+        }
+    });
+    EXPECT_NE(error.find("page " + std::to_string(last)), std::string::npos) << error;
+    EXPECT_GT(rows, kRows - 300);
+    EXPECT_LT(rows, kRows);
+}
+
+TEST_F(ReadAhead, LetsARowGoWhoseDateIsNone) {
+    // One field in the middle of the file can't be read: the others of its row and all rows after
+    // it are good.
+    const auto def = test::ReadRows(path_, "t").def;
+    RowPointer broken;
+    std::streamoff at = 0;
+    {
+        const auto source = OpenReadOnly(path_);
+        RowScanner scanner(*source, def);
+        PageReader pages(*source);
+        for (int i = 0; i <= 8'002; ++i) {
+            ASSERT_TRUE(scanner.Next());
+        }
+        broken = scanner.Pointer();
+        const auto page = pages.Page(broken.page);
+        const auto slot = FindRow(source->GetLayout(), page, broken.row);
+        at = std::streamoff{broken.page} * 4096 + (slot.bytes.data() - page.data()) + 2 +
+             def.columns[1].fixed_offset;
+    }
+    opened_.reset();
+    {
+        const double never = 1e300;
+        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(at);
+        file.write(reinterpret_cast<const char*>(&never), sizeof never);
+    }
+    opened_ = std::make_unique<Opened>(path_);
+    const auto scan = Scan();
+    for (int i = 0; i < kRows; ++i) {
+        ASSERT_TRUE(scan->Next());
+        EXPECT_EQ(scan->Row()[0].AsInt64(), i);
+        EXPECT_EQ(scan->Row()[1].Kind() == ValueKind::Unreadable, i == 8'002) << i;
+        if (i == 8'002) {
+            EXPECT_NE(scan->FieldError(1).Description().find("1E+300"), std::string::npos)
+                << scan->FieldError(1).Description();
+        }
+    }
+    EXPECT_FALSE(scan->Next());
+}
+
+TEST_F(ReadAhead, EndsInTheMiddleWithoutWaiting) {
+    for (const int rows : {0, 1, 5'000, 6'000}) {
+        const auto scan = Scan();
+        for (int i = 0; i < rows; ++i) {
+            ASSERT_TRUE(scan->Next());
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantry::access
