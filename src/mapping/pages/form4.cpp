@@ -117,6 +117,11 @@ void Form4::FillSourceTables() {
 
 void Form4::FillMapButtons() {
     auto* const buttons = new ButtonColumn(ui_->FlexGrid1, kColMapping, "Columns");
+    for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
+        auto* const cell = new QTableWidgetItem;
+        cell->setData(Qt::AccessibleTextRole, "Columns");
+        ui_->FlexGrid1->setItem(row, kColMapping, cell);
+    }
     connect(buttons, &ButtonColumn::Clicked, this, &Form4::OpenColumns);
 }
 

@@ -169,9 +169,11 @@ TEST_F(Form5Test, APickedSourceColumnBringsItsTypeAtOnce) {
     Pick(sources_, "<Skip>");
     EXPECT_EQ(Row(0), "<Skip>||||ID|Long|4|0");
     EXPECT_TRUE(IsRed(0, kSource));
+    Shoot(FindPage("Form5"), "form5_skipping");
     EXPECT_EQ(MapOf(0), "<Skip>|Text|40|0|ID|Long|4|0");
     LeaveTheCell();
     EXPECT_FALSE(sources_->isVisible());
+    Shoot(FindPage("Form5"), "form5_skipped");
     EXPECT_EQ(Row(0), "<Skip>||||ID|Long|4|0");
     EXPECT_EQ(MapOf(0), "<Skip>||0|0|ID|Long|4|0");
     // Completed again, but out of the load for good once Close has seen it.
@@ -208,6 +210,7 @@ TEST_F(Form5Test, ATypeIsTakenWhenItsCellIsLeft) {
     MapAndOpen();
     ClickCell(grid_, 1, kType);
     EXPECT_EQ(types_->currentText(), "Text");
+    Shoot(FindPage("Form5"), "form5_type");
     Pick(types_, "Memo");
     EXPECT_EQ(Map(1).DDtype, "Text");
     LeaveTheCell();
@@ -251,6 +254,7 @@ TEST_F(Form5Test, NumbersAreCheckedWhenTheCellIsLeft) {
         Map(1).DScale = 2;
         Open();
         TypeNumber(1, c.column, c.typed);
+        Shoot(FindPage("Form5"), "form5_number");
         LeaveTheCell();
         EXPECT_EQ(Opened(), "");
         EXPECT_EQ(grid_->Text(1, c.column), c.cell) << c.typed;
