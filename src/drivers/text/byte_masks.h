@@ -107,6 +107,72 @@ inline bool IsPlainText(std::string_view text) {
 #endif
 }
 
+// Whether `text` is ASCII above the control bytes and well-formed characters of two bytes alone:
+// most texts in Latin, Greek, Cyrillic, Hebrew or Arabic letters. Readable for 16 bytes behind its
+// end.
+inline bool IsPlainUtf8(std::string_view text) {
+#ifdef __SSE2__
+    const auto bits = [](__m128i hits) {
+        return static_cast<std::uint32_t>(_mm_movemask_epi8(hits));
+    };
+    std::uint32_t open = 0;  // a first byte was the last of the 16
+    for (std::size_t at = 0; at < text.size(); at += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + at));
+        const std::size_t count = std::min<std::size_t>(text.size() - at, 16);
+        const std::uint32_t there = (1U << count) - 1;
+        const std::uint32_t odd = bits(_mm_cmplt_epi8(bytes, _mm_set1_epi8(9))) & there;
+        if ((odd | open) == 0) {
+            continue;
+        }
+        // As signed bytes: 0xC2 .. 0xDF begin a character, 0x80 .. 0xBF end it.
+        const std::uint32_t firsts =
+            bits(_mm_and_si128(_mm_cmpgt_epi8(bytes, _mm_set1_epi8(-63)),
+                               _mm_cmplt_epi8(bytes, _mm_set1_epi8(-32)))) &
+            there;
+        const std::uint32_t lasts = bits(_mm_cmplt_epi8(bytes, _mm_set1_epi8(-64))) & there;
+        const std::uint32_t wanted = firsts << 1 | open;
+        if ((firsts | lasts) != odd || lasts != (wanted & there)) {
+            return false;
+        }
+        open = wanted >> count;
+    }
+    return open == 0;
+#else
+    return IsPlainText(text);
+#endif
+}
+
+// Copies `text` to `out` with each two of `wanted` that stand together made one; returns the end.
+// 16 bytes behind both may be touched.
+inline char* CopyUndoubled(std::string_view text, char wanted, char* out) {
+    const char* from = text.data();
+    const char* const end = from + text.size();
+#ifdef __SSE2__
+    const __m128i pattern = _mm_set1_epi8(wanted);
+    while (from < end) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), bytes);
+        const auto hits =
+            static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, pattern)));
+        const std::ptrdiff_t step =
+            std::min<std::ptrdiff_t>(hits == 0 ? 16 : std::countr_zero(hits) + 1, end - from);
+        from += step;
+        out += step;
+        if (from < end && from[-1] == wanted && *from == wanted) {
+            ++from;
+        }
+    }
+#else
+    while (from < end) {
+        *out++ = *from++;
+        if (from < end && from[-1] == wanted && *from == wanted) {
+            ++from;
+        }
+    }
+#endif
+    return out;
+}
+
 // Walks over the places of interest in a window that is readable for 64 bytes behind its end.
 // `kEvents` says which: what ends a field, or what ends a line.
 enum class WalkEvents : std::uint8_t { Separators, Breaks };

@@ -83,6 +83,7 @@ std::string_view WithoutTrailingBlanks(std::string_view text) {
 FieldReader::FieldReader(const TextColumn& column, const FileForms& forms)
     : column_(column), forms_(forms) {
     is_text_ = column_.type == ColumnType::Text || column_.type == ColumnType::Memo;
+    is_utf8_ = forms.encoding.Kind() != TextEncoding::Form::CodePage;
     cuts_ = column_.width > 0 || forms.fixed_columns;
     iso_dates_ = column_.type == ColumnType::DateTime && !column_.picture && !forms.values.picture;
     whole_ = IsInteger(column_.type);
@@ -90,6 +91,21 @@ FieldReader::FieldReader(const TextColumn& column, const FileForms& forms)
     if (whole_ || forms.values.numbers.decimal_symbol == ".") {
         canonical_limit_ = CanonicalLimit(column_.type);
     }
+}
+
+// `utf8` is a field's bytes, readable for 16 more. The text stands in memory of this reader.
+std::string_view FieldReader::Undoubled(std::string_view utf8) {
+    if (forms_.qualifier.size() != 1) {
+        scratch_ = utf8;
+        HalveDoubledQualifiers(scratch_, forms_.qualifier);
+        return scratch_;
+    }
+    constexpr std::size_t kRoom = 16;
+    if (scratch_.size() < utf8.size() + kRoom) {
+        scratch_.resize(2 * utf8.size() + kRoom);
+    }
+    const char* const end = CopyUndoubled(utf8, forms_.qualifier[0], scratch_.data());
+    return {scratch_.data(), static_cast<std::size_t>(end - scratch_.data())};
 }
 
 // The field as UTF-8 with single qualifiers; a view of `bytes` if they are that already.

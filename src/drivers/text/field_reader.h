@@ -43,7 +43,10 @@ public:
     // is valid until the next call. Unreadable if the field isn't a value of the column's type.
     Cell Read(std::string_view bytes, FieldSpan field, bool plain) {
         if (is_text_) {
-            if (!cuts_ && !field.HasDoubledQualifier() && (plain || IsPlainText(bytes))) {
+            if (!cuts_ && (plain || (is_utf8_ ? IsPlainUtf8(bytes) : IsPlainText(bytes)))) {
+                if (field.HasDoubledQualifier()) {
+                    return Cell::Text(Undoubled(bytes));
+                }
                 return bytes.empty() && !field.IsQualified() ? Cell::Null() : Cell::Text(bytes);
             }
             return ReadText(bytes, field, plain);
@@ -88,11 +91,13 @@ private:
     Cell ReadCurrency(std::string_view text) const;
     Cell ReadDecimal(std::string_view text) const;
     Cell ReadDate(std::string_view text) const;
+    std::string_view Undoubled(std::string_view utf8);
     std::string_view Decode(std::string_view bytes, FieldSpan field, bool plain);
 
     TextColumn column_;
     const FileForms& forms_;
     bool is_text_ = false;
+    bool is_utf8_ = false;             // what is split is UTF-8 already, or meant to be
     bool cuts_ = false;                // every text must be looked at: widths, fixed columns
     bool iso_dates_ = false;           // the form that needs no picture
     bool whole_ = false;               // fractions don't fit

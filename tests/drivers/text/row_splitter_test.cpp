@@ -1,5 +1,7 @@
 #include "drivers/text/row_splitter.h"
 
+#include "data/utf.h"
+#include "drivers/text/byte_masks.h"
 #include "drivers/text/row_counter.h"
 
 #include <gtest/gtest.h>
@@ -170,6 +172,51 @@ TEST(RowSplitter, AllWaysAgreeOnRandomText) {
         const Found by_masks = FindRows(fast_b, no_pairs, 500, random);
         EXPECT_EQ(by_bytes.begins, by_masks.begins) << no_pairs;
         EXPECT_EQ(by_bytes.fields, by_masks.fields) << no_pairs;
+    }
+}
+
+TEST(ByteMasks, PlainUtf8IsWellFormedAndOfShortCharacters) {
+    std::mt19937 random(5);
+    constexpr std::string_view kPieces[] = {
+        "abcdefgh", "i", "é", "Ω", "\xC3", "\xA9", "\x08", "\xC1\x80", "東", "\xE0"};
+    int plain = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        std::string text;
+        for (auto pieces = random() % 12; pieces > 0; --pieces) {
+            // Mostly what is well-formed, or nothing long ever were.
+            text += kPieces[random() % (random() % 8 == 0 ? std::size(kPieces) : 4)];
+        }
+        bool expected = IsValidUtf8(text);
+        for (const char c : text) {
+            const auto byte = static_cast<unsigned char>(c);
+            expected = expected && byte >= 9 && byte < 0xE0;
+        }
+        plain += expected ? 1 : 0;
+        EXPECT_EQ(IsPlainUtf8({Padded(text).Data(), text.size()}), expected) << text;
+    }
+    EXPECT_GT(plain, 5000);
+    EXPECT_LT(plain, 15'000);
+}
+
+TEST(ByteMasks, UndoubledCopiesHalveEachPairAndKeepASingleOne) {
+    std::mt19937 random(6);
+    for (int round = 0; round < 5000; ++round) {
+        std::string text;
+        std::string expected;
+        for (auto pieces = random() % 20; pieces > 0; --pieces) {
+            const std::string_view piece = random() % 4 == 0 ? "\"\"" : "abcdefghijklm";
+            text += piece;
+            expected += piece == "\"\"" ? "\"" : piece;
+        }
+        if (random() % 8 == 0) {
+            text += '"';
+            expected += '"';
+        }
+        std::string copy(text.size() + 16, '?');
+        const Padded padded(text);
+        copy.resize(static_cast<std::size_t>(
+            CopyUndoubled({padded.Data(), text.size()}, '"', copy.data()) - copy.data()));
+        EXPECT_EQ(copy, expected) << text;
     }
 }
 

@@ -343,11 +343,12 @@ Lines PlainlyRead(std::string_view text) {
 
 TEST(TextScan, AgreesWithAPlainReaderOnRandomText) {
     std::mt19937 random(11);
-    constexpr std::string_view kLetters = "xyxyxyxy ,,\"\n";
+    constexpr std::string_view kLetters[] = {
+        "xyxy", "y", " ", "é", "Ω", "東", "\"\"", "\"\"", ",", ",", "\"", "\n"};
     for (int round = 0; round < 300; ++round) {
         std::string text;
         for (auto length = random() % 2000; length > 0; --length) {
-            text += kLetters[random() % kLetters.size()];
+            text += kLetters[random() % std::size(kLetters)];
         }
         const Lines plain = PlainlyRead(text);
         TextFolder folder("text", {64 + random() % 500, 1 + random() % 500});
