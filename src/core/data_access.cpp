@@ -207,14 +207,21 @@ void Recordset::Close() {
     adding_ = false;
     row_ = {};
     cursor_.reset();
-    const auto filled = appender_ ? connection_ : nullptr;
+    std::exception_ptr lost;
+    try {
+        if (appender_) {
+            connection_->Settle();  // before the appender ends: it has nobody to tell
+        }
+    } catch (...) {
+        lost = std::current_exception();
+    }
     appender_.reset();
     connection_.reset();
     rows_.clear();
     fields_.items_.clear();
     position_ = Position::Closed;
-    if (filled) {
-        filled->Settle();
+    if (lost) {
+        std::rethrow_exception(lost);
     }
 }
 

@@ -4,10 +4,8 @@
 
 #include "core/session_state.h"
 #include "programs/console_view.h"
-#include "repository/session_runner.h"
-#ifdef VANTRY_HAS_WINDOW
 #include "programs/run_window.h"
-#endif
+#include "repository/session_runner.h"
 
 #include <signal.h>
 #include <sys/resource.h>
@@ -38,7 +36,7 @@ void RefuseCoreFile() {
     ::setrlimit(RLIMIT_CORE, &none);
 }
 
-[[maybe_unused]] bool HasDisplay() {
+bool HasDisplay() {
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
         const char* value = std::getenv(name);
         if (value != nullptr && *value != '\0') {
@@ -57,13 +55,9 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         std::fprintf(stderr, "VYRun: %s\n", line.c_str());
     };
     InitSharedState(surroundings.application_folder);
-#ifdef VANTRY_HAS_WINDOW
     if (arguments.show_output && HasDisplay()) {
         return ShowRunInWindow(argc, argv, arguments.session_id, surroundings);
     }
-#endif
-    static_cast<void>(argc);
-    static_cast<void>(argv);
     ConsoleView console;
     surroundings.display = arguments.show_output ? &console : nullptr;
     const int code = RunSavedSession(arguments.session_id, surroundings);

@@ -23,12 +23,26 @@ std::optional<ProgramLock> ProgramLock::Take(const std::string& path) {
     lock.l_whence = SEEK_SET;
     // Of the open file, not of the process: another descriptor that is closed doesn't drop it.
     if (::fcntl(descriptor.Get(), F_OFD_SETLK, &lock) == 0) {
-        return ProgramLock(std::move(descriptor));
+        struct stat state {};
+        ProgramLock taken(std::move(descriptor));
+        taken.found_unfinished_ =
+            ::fstat(taken.descriptor_.Get(), &state) == 0 && state.st_size > 0;
+        return taken;
     }
     if (errno == EAGAIN || errno == EACCES) {
         return std::nullopt;
     }
     throw file::LockingRefused(path, errno);
+}
+
+void ProgramLock::SetUnfinished(bool unfinished) {
+    // Where the disk is full the mark is missing, and the next run may stumble: no reason not to
+    // run.
+    if (unfinished) {
+        static_cast<void>(!::pwrite(descriptor_.Get(), "unfinished\n", 11, 0));
+    } else {
+        static_cast<void>(!::ftruncate(descriptor_.Get(), 0));
+    }
 }
 
 std::string LogFolder(const std::string& folder) {

@@ -17,9 +17,15 @@ public:
     // lock.
     static std::optional<ProgramLock> Take(const std::string& path);
 
+    // A mark in the file, by which the next holder learns that this one died with its work half
+    // done.
+    bool FoundUnfinished() const { return found_unfinished_; }
+    void SetUnfinished(bool unfinished);
+
 private:
     explicit ProgramLock(file::UniqueFd descriptor) : descriptor_(std::move(descriptor)) {}
     file::UniqueFd descriptor_;
+    bool found_unfinished_ = false;
 };
 
 // The folder "log" of `folder`, made for its owner alone if it isn't there.

@@ -4,6 +4,8 @@
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
+#include "engine/target_creation.h"
+#include "mapping/column_discovery.h"
 #include "repository/polled_run.h"
 #include "repository/program_lock.h"
 #include "repository/repository.h"
@@ -101,6 +103,9 @@ void RequireBothSides() {
     }
 }
 
+// The session of RecordCreatedTable: the hook of the run carries none.
+i32 running_session = 0;
+
 // A run that is killed after it has created a table must not find it in its way the next time. The
 // run's record says the same at its end; this failing is made good there.
 void RecordCreatedTable(i16 i) {
@@ -110,10 +115,42 @@ void RecordCreatedTable(i16 i) {
         repository.Execute(
             "Update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where "
             "vytabs.SessionId=" +
-            std::to_string(CurrentSessionID) +
+            std::to_string(running_session) +
             " and vytabs.tabid=" + std::to_string(SrcTables.at(static_cast<std::size_t>(i)).TabID));
         repository.Close();
     } catch (const DataError&) {
+    }
+}
+
+// A run that died may have left a table that it had created and not recorded, or none where it had
+// dropped one. The session in memory, and the target, then become what the next run expects.
+void RepairAfterDeath(i16 i) {
+    auto& source = SrcTables.at(static_cast<std::size_t>(i));
+    auto& target = DstTables.at(static_cast<std::size_t>(i));
+    const bool to_create = source.TableExists == kFalse && source.FirstTimeLoadOpt == "CREATE";
+    const bool to_drop = source.TableExists == kTrue && source.LoadOption == "DROP";
+    if (!to_create && !to_drop) {
+        return;
+    }
+    const auto saved_sources = SrcTables;
+    const auto saved_targets = DstTables;
+    std::vector<std::string> names;
+    CheckTargetTable(source.TabID, names);
+    const bool exists = target.TableExists == kTrue;
+    SrcTables = saved_sources;
+    DstTables = saved_targets;
+    if (to_create && exists) {
+        for (auto* table : {&source, &target}) {
+            table->TableExists = kTrue;
+            table->FirstTimeLoadOpt.clear();
+        }
+        RecordCreatedTable(i);
+    }
+    if (to_drop && !exists) {
+        RunLogView nobody(LogFile(), nullptr, [] { return false; });
+        auto* const view = std::exchange(CurrentRunView, &nobody);
+        CreateTargetTable(i);  // what goes wrong here goes wrong again, and is told, in the run
+        CurrentRunView = view;
     }
 }
 
@@ -132,6 +169,7 @@ private:
     void TakeLock();
     void LoadWholeSession();
     void OpenLog();
+    void Repair();
     void RunLoads();
     void RunOnce();
     void RunPolled();
@@ -233,6 +271,9 @@ RunnerExit SavedRun::Run() {
             throw NotStarted{kRunCancelled, "Cancelled before it began."};
         }
         RequireBothSides();
+        running_session = summary_.SessionID;
+        Repair();
+        lock_->SetUnfinished(true);
         RunLoads();
         code = CodeOfTables();
     } catch (const NotStarted& why) {
@@ -243,11 +284,25 @@ RunnerExit SavedRun::Run() {
         FinishRunLog();
         Tell(error.what());
     }
+    lock_->SetUnfinished(false);
     Summarize(code);
     if (view_->LogFailed()) {
         Tell("The log file \"" + log_file_ + "\" is incomplete: it couldn't be written.");
     }
     return code;
+}
+
+void SavedRun::Repair() {
+    if (!lock_->FoundUnfinished() || TargetType == "TEXT") {
+        return;
+    }
+    try {
+        for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+            RepairAfterDeath(static_cast<i16>(i));
+        }
+    } catch (const DataError& error) {
+        throw NotStarted{kRunNotStarted, error.Description()};
+    }
 }
 
 void SavedRun::RunLoads() {
@@ -295,7 +350,16 @@ void SavedRun::SaveRecord() {
 
 void SavedRun::RunPolled() {
     view_->SetCancelGrace(kPolledFileGrace);
-    PolledRun run([this] { RunOnce(); }, surroundings_.cancel_requested);
+    std::vector<TableRec> created;
+    const auto load_file = [&] {
+        CurrentSessionID = 0;  // one record for all files, at the end
+        RunOnce();
+        CurrentSessionID = summary_.SessionID;
+        if (!CreatedTables.empty() && CreatedTables[0].FirstTimeLoadOpt == "CREATED") {
+            created = CreatedTables;
+        }
+    };
+    PolledRun run(load_file, surroundings_.cancel_requested);
     try {
         run.LoadAll();
     } catch (const DataError& error) {
@@ -303,9 +367,8 @@ void SavedRun::RunPolled() {
     }
     summary_.Tables = run.Files();
     faults_ += run.NotRenamed();
-    if (TargetType == "TEXT") {
-        SaveRecord();
-    }
+    CreatedTables = created;
+    SaveRecord();
 }
 
 RunnerExit SavedRun::CodeOfTables() const {

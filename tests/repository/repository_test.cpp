@@ -94,7 +94,7 @@ protected:
         }
     }
 
-    test::TempDir folder_;
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
 };
 
 std::string State() {

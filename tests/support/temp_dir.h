@@ -12,6 +12,14 @@
 
 namespace vantry::test {
 
+// A folder for files that needn't reach a disk, where the machine has one in memory: what forces
+// its writes down waits for nothing there.
+inline std::filesystem::path MemoryFolder() {
+    const std::filesystem::path folder = "/dev/shm";
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? folder
+                                                      : std::filesystem::temp_directory_path();
+}
+
 class TempDir {
 public:
     TempDir() : TempDir(std::filesystem::temp_directory_path(), "vantry") {}

@@ -1,0 +1,250 @@
+#include "data/value_text.h"
+#include "programs/application.h"
+#include "repository/poll_folder.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <thread>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Sets a file's time of change to `seconds` before now.
+void MakeOlder(const fs::path& file, double seconds) {
+    fs::last_write_time(file,
+                        fs::file_time_type::clock::now() -
+                            std::chrono::milliseconds(static_cast<int>(seconds * 1000)));
+}
+
+std::vector<std::string> NamesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+int CountLoaded(const fs::path& folder) {
+    const auto names = NamesIn(folder);
+    return static_cast<int>(std::count_if(names.begin(), names.end(), [](const auto& name) {
+        return name.find(".csv.Loaded_On_") != name.npos;
+    }));
+}
+
+TEST(PolledFolder, NamesMatchAsFileSystemsDo) {
+    const struct {
+        const char* name;
+        const char* pattern;
+        bool matches;
+    } cases[] = {
+        {"orders.csv", "*.csv", true},
+        {"ORDERS.CSV", "*.csv", true},
+        {"orders.csv.bak", "*.csv", false},
+        {"orders", "*.*", true},
+        {"orders", "*", true},
+        {"a1.csv", "a?.csv", true},
+        {"a12.csv", "a?.csv", false},
+        {"[1].csv", "[1].csv", true},
+        {"1.csv", "[1].csv", false},
+        {".hidden.csv", "*.csv", false},
+        {"a\\b.csv", "a\\b.csv", true},
+        {"Åre.csv", "åre.*", true},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(MatchesPattern(c.name, c.pattern), c.matches) << c.name << " " << c.pattern;
+    }
+    EXPECT_TRUE(IsLoadedName("a.csv.Loaded_On_15_Nov_26_19_3_08", "Loaded"));
+    EXPECT_FALSE(IsLoadedName("Loaded_On.csv", "Loaded"));
+}
+
+TEST(PolledFolder, OldestWholeFilesComeFirstAndEachOnce) {
+    const TempDir folder;
+    double age = 100;
+    for (const char* name : {"c.csv", "a.csv", "b.csv"}) {
+        MakeOlder(folder.Write(name, "x\n"), age--);
+    }
+    for (const char* name : {"Schema.ini", "d.partial", "e.csv.Loaded_On_1", "f.txt"}) {
+        MakeOlder(folder.Write(name, "x\n"), 50);
+    }
+    fs::create_directory(folder / "dir.csv");
+    fs::create_symlink(folder / "f.txt", folder / "link.csv");
+    const int writer = ::open((folder / "b.csv").c_str(), O_WRONLY);
+    MakeOlder(folder.Write("new.csv", "x\n"), 0);  // whole, and too young to tell
+    PollWalk walk(folder.Path().string(), "*.*", "Loaded");
+    PolledFile file;
+    std::string order;
+    while (walk.Next(file)) {
+        order += file.name + " ";
+        if (file.name == "c.csv") {
+            MakeOlder(folder.Write("late.csv", "x\n"), 3);
+        }
+    }
+    EXPECT_EQ(order, "c.csv a.csv f.txt late.csv new.csv ");
+    EXPECT_EQ(walk.Waiting(), std::vector<std::string>{"b.csv"});
+    ::close(writer);
+    // What a program writes piece by piece, each time opening it anew, is no whole file either.
+    std::atomic<bool> stop = false;
+    std::thread grower([&] {
+        while (!stop) {
+            std::ofstream(folder / "grow.csv", std::ios::app) << "x\n";
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+    });
+    PollWalk again(folder.Path().string(), "grow*", "Loaded");
+    EXPECT_TRUE(Within(5, [&] { return fs::exists(folder / "grow.csv"); }));
+    EXPECT_FALSE(again.Next(file));
+    EXPECT_EQ(again.Waiting(), std::vector<std::string>{"grow.csv"});
+    stop = true;
+    grower.join();
+}
+
+TEST(PolledFolder, FiveHundredFilesLoadOnceEachWhileOthersArrive) {
+    const Application app;
+    app.Folder().Write("in/sample.csv", NumberedRows(3));
+    app.FromText("sample.csv", "TEXTPOLL");
+    app.ToAccess("out.mdb");
+    const std::string id = std::to_string(app.Save("poll"));
+    constexpr int kThere = 400;
+    constexpr int kArriving = 100;
+    constexpr int kRows = 20;
+    int next = 4;
+    const auto drop = [&](int number) {
+        // As a careful sender does, and as the others do: in its place from the first byte on.
+        const std::string text = NumberedRows(kRows, next);
+        const std::string name = "in/f" + std::to_string(number) + ".csv";
+        next += kRows;
+        if (number % 2 == 0) {
+            app.Folder().Write("in/.tmp", text);
+            fs::rename(app.Path("in/.tmp"), app.Path(name));
+        } else {
+            std::ofstream out(app.Path(name), std::ios::binary);
+            for (std::size_t at = 0; at < text.size(); at += 100) {
+                out << text.substr(at, 100) << std::flush;
+                if (number >= kThere) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+                }
+            }
+        }
+    };
+    for (int k = 0; k < kThere; ++k) {
+        drop(k);
+    }
+    auto run = app.Start("VYRun", {id});
+    for (int k = kThere; k < kThere + kArriving; ++k) {
+        drop(k);
+    }
+    const auto first = run.Wait();
+    EXPECT_EQ(first.exit_code, 0) << first.errors << app.Log("poll").substr(0, 2000);
+    // What came too late for the first run is the second one's.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    const auto second = app.Run({id});
+    EXPECT_EQ(second.exit_code, 0) << second.errors;
+    EXPECT_EQ(CountLoaded(app.Path("in")), kThere + kArriving + 1);
+    EXPECT_EQ(NamesIn(app.Path("in")).size(), std::size_t{kThere + kArriving + 2});
+    Recordset rows;
+    rows.Open("select count(*), min(n), max(n) from (select count(*) as n from sample group by id)",
+              "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("out.mdb"));
+    const std::string expected = std::to_string((kThere + kArriving) * kRows + 3);
+    EXPECT_EQ(ToText(rows.Fields()[0].Value()), expected);
+    EXPECT_EQ(ToText(rows.Fields()[1].Value()), "1");
+    EXPECT_EQ(ToText(rows.Fields()[2].Value()), "1");
+}
+
+TEST(PolledFolder, EachFileIsReadByTheLayoutOfTheSampleAndOneThatFailsStays) {
+    const Application app;
+    app.Folder().Write("in/sample.csv", "id;name\n1;'a;b'\n");
+    SourceType = "TEXTPOLL";
+    TableRec table;
+    table.Name = "sample.csv";
+    table.SFormat = ";";
+    table.SFirstColLine = 1;
+    table.TextQ = "'";
+    table.LoadOption = "APPEND";
+    SrcTables = {table};
+    WriteSchemaIni(app.Path("in"), SrcTables, {1, ""}, kPolledFileScanRows);
+    SourceConnStr = TextSourceConnectionString(app.Path("in"));
+    PollPattern = "*.csv";
+    PollRename = "done";
+    PollFolder = app.Path("in/");
+    app.ToAccess("out.mdb");
+    // A table that is there already, to be emptied by the first file alone.
+    Connection target;
+    target.Open(TargetConnStr);
+    target.Execute("create table [sample] ([id] long, [name] text(50))");
+    target.Execute("insert into [sample] values (99, 'old')");
+    target.Close();
+    app.Save("poll");
+    Connection repository;
+    repository.Open(RepoConnStr);
+    repository.Execute("update vytabs set loadoption=\"DELETE\"");
+    repository.Close();
+    MakeOlder(app.Path("in/sample.csv"), 30);
+    MakeOlder(app.Folder().Write("in/bad.csv", "other;columns\n1;2\n"), 20);
+    MakeOlder(app.Folder().Write("in/it's.csv", "id;name\n2;'c;d'\n3;e\n"), 10);
+    const auto run = app.Run({"1"});
+    EXPECT_EQ(run.exit_code, 2) << run.errors << app.Log("poll");
+    EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 3) << app.Log("poll");
+    std::string names;
+    for (const auto& name : NamesIn(app.Path("in"))) {
+        names += name.substr(0, name.find("_On_")) + " ";
+    }
+    EXPECT_EQ(names, "Schema.ini bad.csv it's.csv.done sample.csv.done ");
+    const std::string summary = app.Summary("poll");
+    EXPECT_NE(summary.find("it's.csv"), std::string::npos) << summary;
+    EXPECT_NE(summary.find("given up"), std::string::npos) << summary;
+    // Nothing but the bad file is left.
+    EXPECT_EQ(app.Run({"1"}).exit_code, 2);
+    fs::remove(app.Path("in/bad.csv"));
+    EXPECT_EQ(app.Run({"1"}).exit_code, 0);
+    EXPECT_NE(app.Log("poll").find("No file in"), std::string::npos);
+}
+
+TEST(PolledFolder, ATextTargetHasAFilePerPolledFile) {
+    const Application app;
+    app.Folder().Write("in/sample.csv", NumberedRows(2));
+    app.FromText("sample.csv", "TEXTPOLL");
+    app.ToText("out");
+    app.Save("poll");
+    MakeOlder(app.Path("in/sample.csv"), 5);
+    MakeOlder(app.Folder().Write("in/more.csv", NumberedRows(2, 3)), 4);
+    const auto run = app.Run({"1"});
+    EXPECT_EQ(run.exit_code, 0) << run.errors << app.Log("poll");
+    EXPECT_NE(app.Folder().Read("out/sample.csv.tab").find("name 2"), std::string::npos);
+    EXPECT_NE(app.Folder().Read("out/more.csv.tab").find("name 4"), std::string::npos);
+    EXPECT_EQ(CountLoaded(app.Path("in")), 2);
+    EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
+}
+
+TEST(PolledFolder, ACancelLetsTheFileThatIsBeingLoadedComeToItsEnd) {
+    const Application app;
+    app.Folder().Write("in/sample.csv", NumberedRows(3));
+    app.FromText("sample.csv", "TEXTPOLL");
+    app.ToAccess("out.mdb");
+    app.Save("poll");
+    constexpr int kRows = 2000;
+    for (int k = 0; k < 300; ++k) {
+        const auto file =
+            app.Folder().Write("in/f" + std::to_string(k) + ".csv", NumberedRows(kRows, k * kRows));
+        MakeOlder(file, 10);
+    }
+    MakeOlder(app.Path("in/sample.csv"), 20);
+    auto run = app.Start("VYRun", {"1"});
+    ASSERT_TRUE(Within(20, [&] { return CountLoaded(app.Path("in")) > 5; }));
+    run.Signal(SIGINT);
+    EXPECT_EQ(run.Wait().exit_code, 5);
+    const int loaded = CountLoaded(app.Path("in"));
+    EXPECT_LT(loaded, 301);
+    EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 3 + (loaded - 1) * kRows);
+}
+
+}  // namespace
+}  // namespace vantry::test

@@ -1,0 +1,245 @@
+#include "data/value_text.h"
+#include "programs/application.h"
+#include "repository/program_lock.h"
+#include "repository/saved_session.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <regex>
+#include <set>
+#include <thread>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+// The log with its times blanked out.
+std::string Readable(std::string log) {
+    log = std::regex_replace(log, std::regex("\r\n"), "\n");
+    log = std::regex_replace(
+        log, std::regex("(Started loading at :|Started Loading at |End Time is :).*"), "$1T");
+    return std::regex_replace(log, std::regex("(Time Elapsed :|for Session:).*"), "$1E");
+}
+
+mode_t ModeOf(const std::string& file) {
+    struct stat state {};
+    EXPECT_EQ(::stat(file.c_str(), &state), 0) << file;
+    return state.st_mode & 0777U;
+}
+
+std::int64_t NumberIn(const std::string& summary, const std::string& name, int nth = 0) {
+    const std::regex number("\"" + name + "\": (-?[0-9]+)");
+    std::sregex_iterator found(summary.begin(), summary.end(), number);
+    for (; nth > 0 && found != std::sregex_iterator(); --nth) {
+        ++found;
+    }
+    return found == std::sregex_iterator() ? -1 : std::stoll((*found)[1]);
+}
+
+TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(25));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    const std::string id = std::to_string(app.Save("first"));
+
+    const auto first = app.Run({id});
+    EXPECT_EQ(first.exit_code, 0) << first.errors;
+    EXPECT_EQ(first.output, "");
+    const std::string created =
+        "Started loading at :T\nAbout To Create Table orders.csv\n\norders Table Created "
+        "Successfully\n\nAbout to Insert Rows from orders.csv to orders\n25 Rows Loaded Time "
+        "Elapsed :E\nEnd Time is :T\nTotal Time Elapsed for Session:E\n*******( F.I.N.I.S.H "
+        ")*********";
+    EXPECT_EQ(Readable(app.Log("first")), created);
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 25);
+    EXPECT_EQ(NumberIn(app.Summary("first"), "exitCode"), 0);
+    EXPECT_EQ(NumberIn(app.Summary("first"), "rowsRead"), 25);
+    EXPECT_EQ(NumberIn(app.Summary("first"), "rowsLoaded"), 25);
+    EXPECT_NE(app.Summary("first").find("\"version\": \"2.0\""), std::string::npos);
+    const auto sessions = ListSessions();
+    EXPECT_EQ(sessions.at(0).LastRunDate, ShortDate(Now()));
+    ASSERT_TRUE(LoadSession(1));
+    EXPECT_EQ(SrcTables.at(0).TableExists, kTrue);
+    EXPECT_EQ(SrcTables.at(0).FirstTimeLoadOpt, "");
+
+    const auto second = app.Run({id, "ShowOutput"});
+    EXPECT_EQ(second.exit_code, 0) << second.errors;
+    EXPECT_EQ(Readable(app.Log("first")),
+              "Started loading at :T\nAbout to Insert Rows from orders.csv to orders\n25 Rows "
+              "Loaded Time Elapsed :E\nEnd Time is :T\nTotal Time Elapsed for "
+              "Session:E\n*******( F.I.N.I.S.H )*********");
+    EXPECT_NE(second.output.find("25 Rows Loaded"), std::string::npos);
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 50);
+    for (const char* file : {"log/first.log", "log/first.log.json", "log/session1.lock"}) {
+        EXPECT_EQ(ModeOf(app.Path(file)), 0600U) << file;
+    }
+}
+
+TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(5));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("good");  // 1
+    SourceConnStr = TextSourceConnectionString(app.Path("in"));
+    TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("nosuch.mdb");
+    SessionSave save;
+    save.SesName = "x";
+    save.LogName = app.Path("log/no_target.log");
+    SaveSession(save);  // 2
+    TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("out.mdb");
+    SourceConnStr = TextSourceConnectionString(app.Path("nosuch"));
+    save.LogName = app.Path("log/no_source.log");
+    SaveSession(save);  // 3
+    save.LogName = app.Path("log/no_tables.log");
+    SrcTables.clear();
+    SaveSession(save);  // 4
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("linked_log");  // 5
+    app.Folder().Write("other.txt", "kept");
+    fs::create_symlink(app.Path("other.txt"), app.Path("log/linked_log.log"));
+    TargetType = "PAPER";
+    save.LogName = app.Path("log/no_kind.log");
+    SaveSession(save);  // 6
+    // A target without its table, a session without a log.
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("lost_table");  // 7
+    Connection repository;
+    repository.Open(RepoConnStr);
+    repository.Execute("update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where SessionID=7");
+    repository.Execute("update sessions set LogFileName=\"\" where SessionID=7");
+    repository.Close();
+    const auto busy = ProgramLock::Take(app.Path("log/session1.lock"));
+    ASSERT_TRUE(busy);
+
+    const struct {
+        Lines arguments;
+        int code;
+        const char* reason;
+        const char* log;
+    } cases[] = {
+        {{}, 64, "usage", "VYRun"},
+        {{"x"}, 64, "usage", "VYRun"},
+        {{"-1"}, 64, "usage", "VYRun"},
+        {{"1", "ShowInput"}, 64, "usage", "VYRun"},
+        {{"1", "ShowOutput", "2"}, 64, "usage", "VYRun"},
+        {{"99"}, 6, "There is no session 99", "VYRun"},
+        {{"1"}, 6, "is running already", "good"},
+        {{"2"}, 3, "Can't connect to the target", "no_target"},
+        {{"3"}, 3, "Can't connect to the source", "no_source"},
+        {{"4"}, 3, "no tables", "no_tables"},
+        {{"5"}, 3, "linked_log.log", "VYRun"},
+        {{"6"}, 3, "PAPER", "no_kind"},
+        {{"7"}, 1, "", nullptr},  // each row fails, and there are few
+    };
+    for (const auto& c : cases) {
+        const auto run = app.Run(c.arguments);
+        EXPECT_EQ(run.exit_code, c.code) << c.reason << run.errors;
+        EXPECT_NE(run.errors.find(c.reason), std::string::npos) << run.errors;
+        if (c.log != nullptr) {
+            EXPECT_NE(app.Log(c.log).find(c.reason), std::string::npos) << c.log;
+        }
+    }
+    EXPECT_EQ(app.Folder().Read("other.txt"), "kept");
+    EXPECT_EQ(NumberIn(app.Summary("no_target"), "exitCode"), 3);
+    fs::remove(RepositoryFile(app.Folder().Path().string()));
+    const auto without = app.Run({"1"});
+    EXPECT_EQ(without.exit_code, 3);
+    EXPECT_NE(without.errors.find("There is no repository"), std::string::npos) << without.errors;
+}
+
+TEST(VYRun, FailedRowsAndLostTablesShowInTheExitCode) {
+    const Application app;
+    std::string rows = NumberedRows(60);
+    rows += "word,not a number\r\n";
+    app.Folder().Write("in/orders.csv", rows);  // the types are found in the first 50 rows
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("one_bad");
+    EXPECT_EQ(app.Run({"1"}).exit_code, 1);
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 60);
+    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsRead"), 61);
+    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsFailed"), 1);
+
+    for (int k = 0; k < 60; ++k) {
+        rows += "word,not a number\r\n";
+    }
+    app.Folder().Write("in/orders.csv", rows);
+    EXPECT_EQ(app.Run({"1"}).exit_code, 2);
+    EXPECT_NE(app.Log("one_bad").find("As Errors Exceeded 50 Allowed"), std::string::npos);
+    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsLoaded"), 60);
+    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsFailed"), 50);
+}
+
+TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(400'000));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("long");
+    auto run = app.Start("VYRun", {"1"});
+    ASSERT_TRUE(
+        Within(20, [&] { return app.Log("long").find("About to Insert") != app.Log("").npos; }));
+    EXPECT_EQ(app.Run({"1"}).exit_code, 6);
+    run.Signal(SIGTERM);
+    const auto ended = run.Wait();
+    EXPECT_EQ(ended.exit_code, 5) << ended.errors;
+    const std::string log = Readable(app.Log("long"));
+    EXPECT_NE(log.find("User Requested to cancel loading Time Elapsed :E\nEnd Time is :T"),
+              std::string::npos)
+        << log;
+    EXPECT_EQ(NumberIn(app.Summary("long"), "exitCode"), 5);
+    EXPECT_EQ(NumberIn(app.Summary("long"), "rowsLoaded"), app.RowsIn("out.mdb", "orders"));
+    EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
+}
+
+TEST(VYRun, AfterAKillTheNextRunGoesOnWhereNothingIsBroken) {
+    const int rows = 1'000'000;
+    const std::string text = NumberedRows(rows);
+    for (const int wait_ms : {0, 10, 40, 100}) {
+        const Application app;
+        app.Folder().Write("in/orders.csv", text);
+        app.FromText("orders.csv");
+        app.ToAccess("out.mdb");
+        app.Save("killed");
+        {
+            auto run = app.Start("VYRun", {"1"});
+            ASSERT_TRUE(Within(20, [&] { return !app.Log("killed").empty(); }));
+            std::this_thread::sleep_for(std::chrono::milliseconds(wait_ms));
+            run.Signal(SIGKILL);
+            EXPECT_EQ(run.Wait().exit_code, 128 + SIGKILL);
+        }
+        EXPECT_EQ(app.Summary("killed"), "");
+        const auto before = std::max<std::int64_t>(app.RowsIn("out.mdb", "orders"), 0);
+        const auto again = app.Run({"1"});
+        EXPECT_EQ(again.exit_code, 0) << wait_ms << " ms: " << again.errors << app.Log("killed");
+        EXPECT_EQ(app.RowsIn("out.mdb", "orders"), before + rows) << wait_ms << " ms";
+        EXPECT_TRUE(app.Log("killed").starts_with("Started loading at :"));
+        EXPECT_TRUE(app.Log("killed").ends_with("*******( F.I.N.I.S.H )*********"));
+    }
+}
+
+TEST(VYRun, ARepositoryThatEveryoneCanWriteIsWarnedOf) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(5));
+    app.FromText("orders.csv");
+    app.ToText("out");
+    app.Save("open");
+    ::chmod(RepositoryFile(app.Folder().Path().string()).c_str(), 0666);
+    const auto run = app.Run({"1"});
+    EXPECT_EQ(run.exit_code, 0);
+    EXPECT_NE(run.errors.find("Warning: everyone can change the repository"), std::string::npos);
+    EXPECT_NE(app.Log("open").find("Warning: everyone can change"), std::string::npos);
+    EXPECT_NE(app.Folder().Read("out/orders.tab").find("name 5"), std::string::npos);
+    EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
+}
+
+}  // namespace
+}  // namespace vantry::test

@@ -1,0 +1,264 @@
+// Every run's books balance, whatever goes wrong in it: rows of the source are the growth of the
+// target and the rows that failed, and exit code, summary and log say the same.
+
+#include "data/value_text.h"
+#include "engine/run_report.h"
+#include "engine/session_fixture.h"
+#include "repository/repository.h"
+#include "repository/session_runner.h"
+#include "support/fault_plans.h"
+#include "support/temp_dir.h"
+
+#include <cerrno>
+#include <set>
+
+namespace vantry::test {
+namespace {
+
+constexpr int kRows = 260;
+
+class Ledger : public SessionTest {
+protected:
+    Ledger() {
+        const NoSync plan;
+        InitSharedState(folder.Path().string());
+        CreateRepository(folder.Path().string(), Now());
+        std::filesystem::create_directory(folder / "out");
+    }
+
+    // A session of one table, of that kind of target, with the columns of an integer and a text.
+    void SaveSessionTo(const std::string& target_type,
+                       int text_type,
+                       const std::string& target_string = "Provider=target") {
+        SourceType = "ODBC";
+        TargetType = target_type;
+        SourceConnStr = "Provider=source";
+        TargetConnStr = target_string;
+        TextDestFormat = "DELIMITED";
+        TextDestDir = (folder / "out").string();
+        TextDestExt = ".txt";
+        TextDestDelim = ",";
+        TextDestQual = "\"";
+        TextDestHeader = kTrue;
+        SrcTables.clear();
+        DstTables.clear();
+        AddTable("src", target_type == "TEXT" ? (folder / "out/dst.txt").string() : "dst");
+        ClearTable();
+        FillSource(kRows, text_type);
+        SessionSave save;
+        save.SesName = "ledger";
+        save.LogName = (folder / "log/ledger.log").string();
+        SetDaily(save, {0, 0});
+        id = SaveSession(save);
+    }
+
+    RunnerExit Run() {
+        RunnerSurroundings surroundings;
+        surroundings.application_folder = folder.Path().string();
+        surroundings.version = "1";
+        surroundings.display = &view;
+        surroundings.cancel_requested = [] { return false; };
+        surroundings.tell = [this](const std::string& line) { told += line + "\n"; };
+        return RunSavedSession(id, surroundings);
+    }
+
+    // Rows that the target has in the end.
+    std::int64_t Growth() const {
+        if (TargetType == "TEXT") {
+            const std::string text = folder.Read("out/dst.txt");
+            return std::max<std::int64_t>(std::count(text.begin(), text.end(), '\n') - 1, 0);
+        }
+        std::int64_t rows = static_cast<std::int64_t>(target->taken.size());
+        for (std::size_t k = 0; k < target->statements.size(); ++k) {
+            if (target->statements[k].starts_with("INSERT") &&
+                !refused.contains(static_cast<int>(k) + 1)) {
+                rows += Count(target->statements[k], "),(") + 1;
+            }
+        }
+        return rows;
+    }
+
+    void RequireBalance(const std::string& what, RunnerExit code, RunnerExit expected) {
+        EXPECT_EQ(code, expected) << what << "\n" << told << view.log.substr(0, 1500);
+        const auto& tables = CurrentRunReport.Tables;
+        ASSERT_EQ(tables.size(), 1U) << what;
+        const auto& table = tables[0];
+        EXPECT_EQ(table.RowsLoaded, Growth()) << what;
+        EXPECT_LE(table.RowsRead, kRows) << what;
+        if (code == kRunWhole || code == kRunWithErrors) {
+            EXPECT_EQ(table.RowsRead, kRows) << what;
+        }
+        EXPECT_GE(table.RowsFailed(), 0) << what;
+        EXPECT_EQ(code == kRunWhole, table.Errors == 0 && table.Outcome == TableOutcome::Loaded)
+            << what;
+        EXPECT_EQ(table.Errors, LoggedErrors()) << what;
+        const std::string summary = folder.Read("log/ledger.log.json");
+        for (const auto& [name, number] : {std::pair<const char*, std::int64_t>{"exitCode", code},
+                                           {"rowsRead", table.RowsRead},
+                                           {"rowsLoaded", table.RowsLoaded},
+                                           {"rowsFailed", table.RowsFailed()}}) {
+            EXPECT_NE(summary.find("\"" + std::string(name) + "\": " + std::to_string(number)),
+                      summary.npos)
+                << what << summary;
+        }
+        EXPECT_EQ(folder.Read("log/ledger.log"), view.log) << what;
+    }
+
+    const TempDir folder{MemoryFolder(), "vantry"};
+    i32 id = 0;
+    std::set<int> refused;  // numbers of the target's statements
+    std::string told;
+};
+
+struct Route {
+    const char* name;
+    const char* target;
+    int text_type;
+    const char* writes;  // the operation by which rows reach the target
+};
+constexpr Route kRoutes[] = {{"statement", "ACCESS", adVarWChar, "ExecutePrepared"},
+                             {"recordset", "ACCESS", adLongVarWChar, "Append"},
+                             {"batches", "MySQL", adVarWChar, "Execute"},
+                             {"text", "TEXT", adVarWChar, ""}};
+
+class LedgerCases : public Ledger {
+public:
+    int cases = 0;
+
+    void Try(const Route& route,
+             const std::string& name,
+             RunnerExit expected,
+             const std::function<void()>& plant) {
+        view = RecordingView();
+        told.clear();
+        refused.clear();
+        for (const auto& driver : {source, target}) {
+            driver->before = nullptr;
+            driver->calls.clear();
+            driver->statements.clear();
+        }
+        target->taken.clear();
+        std::filesystem::remove(folder / "out/dst.txt");
+        std::filesystem::remove(folder / "out/dst.txt.partial");
+        SaveSessionTo(route.target, route.text_type);
+        plant();
+        RequireBalance(std::string(route.name) + ", " + name, Run(), expected);
+        ++cases;
+    }
+    void RefuseFrom(const char* operation, int first, int last) {
+        for (int k = first; k <= last; ++k) {
+            refused.insert(k);
+        }
+        target->before = [=](std::string_view name, int number) {
+            if (name == operation && number >= first && number <= last) {
+                throw DataError(kErrUnspecified, "refused");
+            }
+        };
+    }
+};
+
+TEST_F(LedgerCases, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
+    for (const auto& route : kRoutes) {
+        const bool batches = route.target == std::string("MySQL");
+        const bool text = route.target == std::string("TEXT");
+        Try(route, "nothing wrong", kRunWhole, [] {});
+        for (const int row : {1, 49, 50, 51, kRows}) {
+            Try(route, "unreadable row " + std::to_string(row), kRunWithErrors, [&] {
+                source->rows[static_cast<std::size_t>(row) - 1][1] = Unreadable();
+                if (batches) {  // the server refuses what the row has spoilt
+                    RefuseFrom("Execute", (row + 99) / 100, (row + 99) / 100);
+                }
+            });
+        }
+        for (const int row : {1, 49, 50, 51, kRows}) {
+            if (!text) {
+                Try(route, "refused row " + std::to_string(row), kRunWithErrors, [&] {
+                    const int number = batches ? (row + 99) / 100 : row;
+                    RefuseFrom(route.writes, number, number);
+                });
+            }
+        }
+        if (!text) {
+            Try(route, "target dies", batches ? kRunWithErrors : kRunTableLost, [&] {
+                RefuseFrom(route.writes, batches ? 2 : 30, 100'000);
+            });
+        }
+        for (const int row : {1, 50, kRows}) {
+            Try(route, "source dies at " + std::to_string(row), kRunTableLost, [&] {
+                source->FailFrom("Next", row + 1, "gone");
+            });
+        }
+        Try(route, "source gone after the first look", kRunTableLost, [&] {
+            source->FailFrom("Connect", 2, "gone");
+        });
+        for (const int hand_over : {1, 3}) {
+            Try(route, "cancel at hand-over " + std::to_string(hand_over), kRunCancelled, [&] {
+                view.cancel_at_event = hand_over;
+            });
+        }
+    }
+    EXPECT_GE(cases, 60);
+}
+
+// Files that fill the disk, from the n-th write on.
+class FullDisk : public file::FaultPlan {
+public:
+    FullDisk(std::string name, int first, int last)
+        : name_(std::move(name)), first_(first), last_(last) {}
+    file::Verdict Before(const file::Call& call) override {
+        file::Verdict verdict;
+        verdict.skip = IsSync(call.operation);
+        if (call.operation == file::Operation::Write &&
+            call.path.find(name_) != std::string_view::npos) {
+            ++writes;
+            verdict.error = writes >= first_ && writes <= last_ ? ENOSPC : 0;
+        }
+        return verdict;
+    }
+    int writes = 0;
+
+private:
+    std::string name_;
+    int first_;
+    int last_;
+};
+
+TEST_F(LedgerCases, AFullDiskLosesNoRowUntold) {
+    const std::string file = (folder / "full.mdb").string();
+    const std::string connection = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file;
+    for (const int text_type : {int{adVarWChar}, int{adLongVarWChar}}) {
+        for (const int first : {1, 2, 3, 5, 8, 13, 40, 200}) {
+            for (const int last : {first, 1'000'000}) {
+                std::filesystem::remove(file);
+                Catalog().Create(connection);
+                Connection target_file;
+                target_file.Open(connection);
+                target_file.Execute("create table [dst] ([d_id] long, [d_name] memo)");
+                target_file.Close();
+                view = RecordingView();
+                SaveSessionTo("ACCESS", text_type, connection);
+                FullDisk disk("full.mdb", first, last);
+                RunnerExit code = kRunNotStarted;
+                {
+                    const InstalledPlan installed(disk);
+                    code = Run();
+                }
+                const auto& table = CurrentRunReport.Tables.at(0);
+                Recordset rows;
+                rows.Open("select count(*) from [dst]", connection);
+                const std::string what =
+                    "write " + std::to_string(first) + " to " + std::to_string(last) + ", type " +
+                    std::to_string(text_type) + "\n" + view.log.substr(0, 150000);
+                EXPECT_EQ(ToText(rows.Fields()[0].Value()), std::to_string(table.RowsLoaded))
+                    << what;
+                EXPECT_EQ(code == kRunWhole, table.RowsLoaded == kRows) << what;
+                if (disk.writes >= first) {
+                    EXPECT_NE(code, kRunWhole) << what;
+                }
+            }
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantry::test

@@ -1,0 +1,197 @@
+#include "repository/scheduler.h"
+
+#include "data/value_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <set>
+
+namespace vantry {
+namespace {
+
+DateTime At(const std::string& text) {
+    return ParseIsoDateTime(text).value();
+}
+std::string Text(const DateTime& moment) {
+    std::string out;
+    AppendIsoDateTime(moment, out);
+    return out;
+}
+
+SavedSession Session(i32 id, ScheduleRec schedule, const char* created = "2026-01-01 00:00:00") {
+    SavedSession session;
+    session.SessionID = id;
+    session.Schedule = std::move(schedule);
+    session.DateCreated = At(created);
+    return session;
+}
+std::int64_t Time(const char* text) {
+    return ParseIsoTime(text).value().nanos;
+}
+
+// One of each kind; those with a time of day inside the hours that summer time leaves out and
+// repeats.
+std::vector<SavedSession> EachKind() {
+    return {Session(1, {"D", {}, Time("02:30:00"), {}, ""}),
+            Session(2, {"W", {}, Time("02:15:00"), {}, "0000011"}),
+            Session(3, {"M", {}, Time("23:59:59"), 31, ""}),
+            Session(4, {"O", At("2026-07-04 00:00:00").day, Time("12:00:00"), {}, ""}),
+            Session(5, {"H", {}, {}, 5, "09"}),
+            Session(6, {"N", {}, {}, 15, ""}),
+            Session(7, {"D", {}, Time("00:00:00"), {}, ""}),
+            Session(8, {"N", {}, {}, 59, ""})};
+}
+
+// A machine's clock: seconds of the epoch, told as local time of a place.
+class LocalClock {
+public:
+    explicit LocalClock(const char* place) {
+        ::setenv("TZ", place, 1);
+        ::tzset();
+    }
+    ~LocalClock() {
+        ::unsetenv("TZ");
+        ::tzset();
+    }
+    LocalClock(const LocalClock&) = delete;
+    LocalClock& operator=(const LocalClock&) = delete;
+
+    static DateTime Local(std::time_t seconds) {
+        std::tm parts{};
+        ::localtime_r(&seconds, &parts);
+        return {*DayOf(parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday),
+                *NanosOf(parts.tm_hour, parts.tm_min, std::min(parts.tm_sec, 59))};
+    }
+};
+
+constexpr std::time_t kStart = 1'767'225'600;  // 2026-01-01 00:00:00 UTC
+constexpr std::time_t kTick = 8;
+constexpr std::time_t kYear = 365 * 86'400;
+
+// All due times of the year by the calendar alone.
+std::set<std::string> DueTimes(const ScheduleRec& schedule, DateTime from, const DateTime& to) {
+    std::set<std::string> due;
+    for (auto next = NextDue(schedule, from); next && *next <= to;
+         next = NextDue(schedule, *next)) {
+        due.insert(Text(*next));
+    }
+    return due;
+}
+
+TEST(Scheduler, AYearMissesNoDueTimeAndDoublesNone) {
+    for (const char* place :
+         {"UTC", "Europe/Stockholm", "America/New_York", "Australia/Lord_Howe"}) {
+        const LocalClock clock(place);
+        const auto sessions = EachKind();
+        Scheduler scheduler;
+        const DateTime first = LocalClock::Local(kStart);
+        scheduler.SetSessions(sessions, first);
+        std::map<i32, std::set<std::string>> started;
+        std::map<i32, int> made_up;
+        for (std::time_t now = kStart; now <= kStart + kYear; now += kTick) {
+            const DateTime local = LocalClock::Local(now);
+            for (const auto& start : scheduler.TakeDue(local)) {
+                EXPECT_TRUE(started[start.SessionID].insert(Text(start.Due)).second)
+                    << place << ": doubled " << start.SessionID << " " << Text(start.Due);
+                made_up[start.SessionID] += start.Missed;
+                EXPECT_LE(start.Due, local);
+            }
+            if (now % 100'000 < kTick) {
+                scheduler.SetSessions(sessions, local);  // as after each change of the repository
+            }
+        }
+        const DateTime last = LocalClock::Local(kStart + kYear);
+        for (const auto& session : sessions) {
+            const auto due = DueTimes(session.Schedule, first, last);
+            const auto& got = started[session.SessionID];
+            // Where the clock jumps ahead, what it jumped over is one start.
+            EXPECT_EQ(got.size() + static_cast<std::size_t>(made_up[session.SessionID]), due.size())
+                << place << " session " << session.SessionID;
+            EXPECT_TRUE(std::includes(due.begin(), due.end(), got.begin(), got.end())) << place;
+            EXPECT_LE(made_up[session.SessionID], 4) << place << " session " << session.SessionID;
+        }
+        EXPECT_EQ(started[1].size(), 365U) << place;
+        EXPECT_EQ(started[3].size(), 12U) << place;
+        EXPECT_EQ(started[4].size(), 1U) << place;
+    }
+}
+
+std::string Starts(Scheduler& scheduler, const char* now) {
+    std::string text;
+    for (const auto& start : scheduler.TakeDue(At(now))) {
+        text += std::to_string(start.SessionID) + "@" + Text(start.Due).substr(5, 11) + "+" +
+                std::to_string(start.Missed) + " ";
+    }
+    return text;
+}
+
+TEST(Scheduler, WhatWasMissedRunsOnceIfItIsNoMoreThanADayOld) {
+    const std::vector<SavedSession> sessions{
+        Session(1, {"D", {}, Time("06:00:00"), {}, ""}),
+        Session(2, {"N", {}, {}, 10, ""}),
+        Session(3, {"O", At("2026-03-02 00:00:00").day, Time("06:00:00"), {}, ""}),
+        Session(4, {"M", {}, Time("06:00:00"), 1, ""})};
+    std::string state;
+    {
+        Scheduler scheduler;
+        scheduler.SetSessions(sessions, At("2026-03-01 05:05:00"));
+        EXPECT_EQ(Starts(scheduler, "2026-03-01 05:09:59"), "");
+        EXPECT_EQ(Starts(scheduler, "2026-03-01 06:00:01"),
+                  "1@03-01 06:00+0 2@03-01 06:00+5 4@03-01 06:00+0 ");
+        state = scheduler.State();
+    }
+    const struct {
+        const char* back_at;
+        const char* starts;
+    } cases[] = {
+        {"2026-03-01 06:09:00", ""},
+        {"2026-03-01 06:31:00", "2@03-01 06:30+2 "},
+        {"2026-03-02 07:05:00", "1@03-02 06:00+0 3@03-02 06:00+0 2@03-02 07:00+143 "},
+        {"2026-03-03 05:59:00", "1@03-02 06:00+0 3@03-02 06:00+0 2@03-03 05:50+143 "},
+        {"2026-03-03 06:01:00", "1@03-03 06:00+0 2@03-03 06:00+143 "},
+        {"2026-04-30 12:00:00", "1@04-30 06:00+0 2@04-30 12:00+144 "},
+    };
+    for (const auto& c : cases) {
+        Scheduler scheduler;
+        scheduler.SetState(state);
+        scheduler.SetSessions(sessions, At(c.back_at));
+        EXPECT_EQ(Starts(scheduler, c.back_at), c.starts) << c.back_at;
+        EXPECT_EQ(Starts(scheduler, c.back_at), "") << c.back_at;
+    }
+}
+
+TEST(Scheduler, ClocksAreSetAndSessionsChange) {
+    const auto daily = Session(1, {"D", {}, Time("06:00:00"), {}, ""});
+    Scheduler scheduler;
+    // The first life of the program has missed nothing.
+    scheduler.SetSessions({daily}, At("2026-03-01 12:00:00"));
+    EXPECT_EQ(Starts(scheduler, "2026-03-01 12:00:00"), "");
+    EXPECT_EQ(Starts(scheduler, "2026-03-02 06:00:00"), "1@03-02 06:00+0 ");
+    // Back by an hour: nothing twice. Back by a year: the clock was wrong.
+    EXPECT_EQ(Starts(scheduler, "2026-03-02 05:00:00"), "");
+    EXPECT_EQ(Starts(scheduler, "2026-03-02 06:30:00"), "");
+    EXPECT_EQ(Starts(scheduler, "2025-03-02 05:00:00"), "");
+    EXPECT_EQ(Starts(scheduler, "2025-03-02 06:00:00"), "1@03-02 06:00+0 ");
+    // Another time of day counts from now, a session that is new from its creation.
+    auto changed = daily;
+    changed.Schedule.SesRunTime = Time("06:10:00");
+    const auto created = Session(2, {"D", {}, Time("06:19:00"), {}, ""}, "2025-03-02 06:20:00");
+    const auto before = Session(3, {"D", {}, Time("06:21:00"), {}, ""}, "2025-03-02 06:20:00");
+    scheduler.SetSessions({changed, created, before}, At("2025-03-02 06:22:00"));
+    EXPECT_EQ(Starts(scheduler, "2025-03-02 06:22:00"), "3@03-02 06:21+0 ");
+    // A number that is given anew is another session.
+    const auto anew = Session(3, {"D", {}, Time("06:21:00"), {}, ""}, "2025-03-02 06:25:00");
+    scheduler.SetSessions({anew}, At("2025-03-02 06:26:00"));
+    EXPECT_EQ(Starts(scheduler, "2025-03-03 06:00:00"), "");
+    // A state that somebody has spoilt is passed over.
+    Scheduler spoilt;
+    spoilt.SetState("x\n3 yesterday D\n\xFF\xFE\n99999999999999999999 2025-03-02T06:00:00 D\n");
+    spoilt.SetSessions({anew}, At("2025-03-02 06:20:00"));
+    EXPECT_EQ(Starts(spoilt, "2025-03-02 06:20:30"), "");
+    EXPECT_EQ(spoilt.NextDueTime(), At("2025-03-02 06:21:00"));
+}
+
+}  // namespace
+}  // namespace vantry
