@@ -1,0 +1,189 @@
+#include "data/value_text.h"
+#include "programs/application.h"
+#include "repository/timer_service.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/times.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <thread>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+DateTime At(const std::string& text) {
+    return ParseIsoDateTime(text).value();
+}
+
+// A scheduler with a clock that the test sets, and in place of the runner a script that notes what
+// it is started with.
+class TimerServiceTest : public testing::Test {
+protected:
+    TimerServiceTest() {
+        fs::remove(app.Path("VYRun"));
+        app.Folder().Write("VYRun",
+                           "#!/bin/sh\ncd \"$(dirname \"$0\")\"\necho $# $1 >>starts\n"
+                           "[ -f \"does$1\" ] && . \"./does$1\"\nexit 0\n");
+        fs::permissions(app.Path("VYRun"), fs::perms::owner_all);
+        SourceType = "ACCESS";
+        TargetType = "TEXT";
+        for (const auto& set_schedule : std::vector<std::function<void(SessionSave&)>>{
+                 [](SessionSave& save) {
+                     SetDaily(save, {0, *NanosOf(6, 0, 0)});
+                 },
+                 [](SessionSave& save) { SetMinutely(save, 10); }}) {
+            SessionSave save;
+            save.SesName = "s";
+            save.LogName = app.Path("log/s.log");
+            set_schedule(save);
+            SaveSession(save);
+        }
+        Connection repository;
+        repository.Open(RepoConnStr);
+        repository.Execute("update sessions set DateCreated=#2026-01-01#");
+        repository.Close();
+    }
+    std::unique_ptr<TimerService> NewService() {
+        return std::make_unique<TimerService>(app.Folder().Path().string(), [this] { return now; });
+    }
+    void LookAt(TimerService& service, const char* time) {
+        now = At(time);
+        service.Look();
+    }
+    std::string Starts() const { return app.Folder().Read("starts"); }
+    std::string Log() const { return app.Folder().Read("log/VYTimer.log"); }
+    bool StartsBecome(const std::string& starts) const {
+        return Within(5, [&] { return Starts() == starts; }) && Starts() == starts;
+    }
+    // Until the service has seen so many runners end.
+    bool EndsBecome(TimerService& service, int count) {
+        return Within(5, [&] {
+            service.Look();
+            const std::string log = Log();
+            int ends = 0;
+            for (const char* how : {"ended with", "was ended by"}) {
+                for (auto at = log.find(how); at != log.npos; at = log.find(how, at + 1)) {
+                    ++ends;
+                }
+            }
+            return ends >= count;
+        });
+    }
+
+    const Application app;
+    DateTime now = At("2026-03-01 05:55:00");
+};
+
+TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
+    auto service = NewService();
+    LookAt(*service, "2026-03-01 05:55:00");
+    EXPECT_LE(service->Wait(), std::chrono::seconds(5));
+    LookAt(*service, "2026-03-01 06:00:00");
+    EXPECT_TRUE(EndsBecome(*service, 2));
+    LookAt(*service, "2026-03-01 06:00:05");
+    LookAt(*service, "2026-03-01 06:10:02");
+    EXPECT_TRUE(EndsBecome(*service, 3));
+    std::string starts = Starts();
+    EXPECT_TRUE(starts == "1 1\n1 2\n1 2\n" || starts == "1 2\n1 1\n1 2\n") << starts;
+    EXPECT_NE(Log().find("06:00:00 Session 1 \"s\" started, due 2026-03-01 06:00:00."), Log().npos)
+        << Log();
+    now = At("2026-03-01 06:19:58");
+    EXPECT_EQ(service->Wait(), std::chrono::seconds(2));
+    struct stat state {};
+    ASSERT_EQ(::stat(app.Path("log/VYTimer.log").c_str(), &state), 0);
+    EXPECT_EQ(state.st_mode & 0777U, 0600U);
+}
+
+TEST_F(TimerServiceTest, ARestartMakesUpForWhatWasMissedOnce) {
+    LookAt(*NewService(), "2026-03-01 05:55:00");
+    LookAt(*NewService(), "2026-03-01 06:35:00");
+    EXPECT_TRUE(Within(5, [&] { return Starts().size() == 8; })) << Starts();
+    LookAt(*NewService(), "2026-03-01 06:39:59");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(Starts().size(), 8U);
+    EXPECT_NE(Log().find("due 2026-03-01 06:30:00, also for 3 earlier times"), Log().npos) << Log();
+}
+
+TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
+    app.Folder().Write("does1", "exec sleep 15\n");
+    app.Folder().Write("does2", "kill -9 $$\n");
+    auto service = NewService();
+    LookAt(*service, "2026-03-01 05:55:00");
+    LookAt(*service, "2026-03-01 06:00:00");
+    EXPECT_TRUE(EndsBecome(*service, 1));
+    EXPECT_NE(Log().find("Session 2 \"s\" was ended by signal 9"), Log().npos) << Log();
+    LookAt(*service, "2026-03-01 06:10:00");
+    EXPECT_TRUE(EndsBecome(*service, 2));
+    LookAt(*service, "2026-03-02 06:00:00");
+    EXPECT_NE(Log().find("Session 1 \"s\", due 2026-03-02 06:00:00, is still running"), Log().npos)
+        << Log();
+    EXPECT_TRUE(EndsBecome(*service, 3));
+    // Without a program there is a line, and the next due time all the same.
+    fs::remove(app.Path("VYRun"));
+    LookAt(*service, "2026-03-02 06:10:00");
+    EXPECT_NE(Log().find("couldn't be started"), Log().npos) << Log();
+}
+
+TEST_F(TimerServiceTest, ARepositoryThatIsMissingOrInUseIsWaitedFor) {
+    auto service = NewService();
+    LookAt(*service, "2026-03-01 05:55:00");
+    const auto repository = RepositoryFile(app.Folder().Path().string());
+    fs::rename(repository, app.Path("away"));
+    LookAt(*service, "2026-03-01 06:00:00");
+    LookAt(*service, "2026-03-01 06:00:05");
+    EXPECT_EQ(Starts(), "");
+    EXPECT_EQ(service->Wait(), std::chrono::seconds(5));
+    fs::rename(app.Path("away"), repository);
+    LookAt(*service, "2026-03-01 06:01:00");
+    EXPECT_TRUE(Within(5, [&] { return Starts().size() == 8; })) << Starts();
+    const std::string log = Log();
+    EXPECT_EQ(log.find("There is no repository"), log.rfind("There is no repository"));
+    EXPECT_NE(log.find("The repository can be read again."), log.npos) << log;
+    // One that isn't a database: what was known before still runs.
+    const auto content = app.Folder().Read(repository.filename().string());
+    std::ofstream(repository, std::ios::binary) << "rubbish";
+    LookAt(*service, "2026-03-01 06:10:00");
+    EXPECT_TRUE(Within(5, [&] { return Starts().size() == 12; })) << Starts();
+    EXPECT_NE(Log().find("Can't read the repository"), Log().npos) << Log();
+}
+
+TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {
+    const Application app;
+    EXPECT_EQ(app.Start("VYTimer", {"x"}).Wait().exit_code, 64);
+    auto timer = app.Start("VYTimer", {});
+    ASSERT_TRUE(Within(5, [&] { return fs::exists(app.Path("log/VYTimer.log")); }));
+    EXPECT_EQ(app.Start("VYTimer", {}).Wait().exit_code, 6);
+    EXPECT_TRUE(timer.IsRunning());
+    timer.Signal(SIGTERM);
+    EXPECT_EQ(timer.Wait().exit_code, 0);
+    EXPECT_NE(app.Folder().Read("log/VYTimer.log").find("Scheduler ended."), std::string::npos);
+}
+
+// The programs themselves over three minutes: too long for every check, run by its name.
+TEST(VYTimer, DISABLED_ThreeRealMinutes) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(10));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("minutely");
+    Connection repository;
+    repository.Open(RepoConnStr);
+    repository.Execute("update sessions set SesFreq=\"N\",SesRunDay=1,SesRunTime=Null");
+    repository.Close();
+    auto timer = app.Start("VYTimer", {});
+    std::this_thread::sleep_for(std::chrono::seconds(185));
+    std::ifstream stat("/proc/" + std::to_string(timer.Pid()) + "/stat");
+    const std::string line(std::istreambuf_iterator<char>(stat), {});
+    timer.Signal(SIGTERM);
+    EXPECT_EQ(timer.Wait().exit_code, 0);
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 30);
+    std::printf("%s\n%s\n", app.Folder().Read("log/VYTimer.log").c_str(), line.c_str());
+}
+
+}  // namespace
+}  // namespace vantry::test
