@@ -1,14 +1,20 @@
 #include "repository/repository.h"
 
+#include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
+#include "drivers/file/file_lock.h"
 #include "drivers/file/file_name.h"
+#include "repository/program_lock.h"
+#include "repository/run_summary.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <system_error>
+#include <thread>
 
 namespace vantry {
 namespace {
@@ -92,6 +98,30 @@ i32 NextSessionID(Connection& connection) {
     return static_cast<i32>(last) + 1;
 }
 
+// Two programs that save at once would both take the same next number. Where there can't be a lock,
+// in a folder that may not be written, there is no second program to fear.
+std::optional<ProgramLock> WaitForSaveLock() {
+    const std::filesystem::path repository =
+        ConnectionString::Parse(RepoConnStr).Get("Data Source");
+    const std::string path =
+        JoinPath(LogFolder(repository.parent_path().string()), "session_save.lock");
+    const auto give_up = std::chrono::steady_clock::now() + file::LockTimeout();
+    while (true) {
+        try {
+            if (auto lock = ProgramLock::Take(path)) {
+                return lock;
+            }
+        } catch (const DataError&) {
+            return std::nullopt;
+        }
+        if (std::chrono::steady_clock::now() > give_up) {
+            throw DataError(kErrUnspecified,
+                            "Another program is saving a session. Try again in a moment.");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 }  // namespace
 
 std::filesystem::path RepositoryFile(const std::string& folder) {
@@ -126,6 +156,7 @@ i32 NextSessionID() {
 }
 
 i32 SaveSession(const SessionSave& save) {
+    const auto alone = WaitForSaveLock();
     Connection connection;
     connection.Open(RepoConnStr);
     const i32 id = NextSessionID(connection);
@@ -181,6 +212,7 @@ void DeleteSession(i32 session_id) {
                 "delete from sessions where sessionid=" + id});
     if (!log_file.empty()) {
         RemoveIfThere(log_file);
+        RemoveIfThere(SummaryFileOf(log_file));
     }
 }
 
@@ -192,7 +224,8 @@ void DeleteAllSessions(const std::string& folder) {
     }
     std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(logs)) {
-        if (LowerCased(entry.path().extension().string()) == ".log") {
+        const std::string name = LowerCased(entry.path().filename().string());
+        if (name.ends_with(".log") || name.ends_with(SummaryFileOf(".log"))) {
             files.push_back(entry.path());
         }
     }

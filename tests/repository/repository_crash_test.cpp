@@ -1,0 +1,249 @@
+// What a repository is after its program was killed, and after somebody else has found it so: every
+// session whose save had ended is whole, and the next save and load go on.
+
+#include "data/value_text.h"
+#include "drivers/access/verify.h"
+#include "repository/repository.h"
+#include "repository/saved_session.h"
+#include "support/fault_plans.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <functional>
+#include <random>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kTables = 2;
+constexpr int kColumns = 3;
+
+// Names tell the session they belong to, so that a row in the wrong one shows.
+void SetSession(int number) {
+    const std::string mark = std::to_string(number);
+    SourceType = "ACCESS";
+    TargetType = "MySQL";
+    SourceConnStr = "source " + mark;
+    TargetConnStr = "target " + mark;
+    SrcTables.clear();
+    DstTables.clear();
+    ColMaps.clear();
+    for (i16 i = 0; i < kTables; ++i) {
+        TableRec table;
+        table.TabID = i;
+        table.Name = "table " + mark;
+        table.WhereCond = std::string(300, 'w');
+        SrcTables.push_back(table);
+        DstTables.push_back(table);
+        for (i16 k = 0; k < kColumns; ++k) {
+            ColMapRec row;
+            row.TabID = i;
+            row.SCName = "s" + mark;
+            row.DCName = "d" + mark;
+            row.Pos = static_cast<i16>(i * kColumns + k);
+            row.SSelected = 1;
+            ColMaps.push_back(row);
+        }
+    }
+}
+
+i32 SaveNumbered(int number) {
+    SetSession(number);
+    SessionSave save;
+    save.SesName = "session " + std::to_string(number);
+    save.LogName = "/nowhere/" + std::to_string(number) + ".log";
+    SetDaily(save, {0, 0});
+    return SaveSession(save);
+}
+
+// What is wrong with the repository; sessions 1 to `whole` must be whole, and one more may
+// be there in part.
+std::string WrongWith(const std::string& folder, int whole, bool spotless = true) {
+    try {
+        for (int number = 1; number <= whole; ++number) {
+            const auto session = LoadSession(number);
+            if (!session || session->SessionName != "session " + std::to_string(number)) {
+                return "session " + std::to_string(number) + " is gone";
+            }
+            const std::string mark = std::to_string(number);
+            if (SrcTables.size() != kTables || ColMaps.size() != kTables * kColumns ||
+                SrcTables[1].Name != "table " + mark || ColMaps.back().SCName != "s" + mark) {
+                return "session " + mark + " isn't whole";
+            }
+        }
+        const auto sessions = ListSessions();
+        if (sessions.size() > static_cast<std::size_t>(whole) + 1) {
+            return "sessions that nobody saved";
+        }
+        const i32 next = SaveNumbered(static_cast<int>(sessions.size()) + 1);
+        if (!LoadSession(next) || ColMaps.size() != kTables * kColumns) {
+            return "the next save isn't whole";
+        }
+        DeleteSession(next);
+        const auto report = access::Verify(RepositoryFile(folder));
+        return spotless || !report.IsSound() ? report.Text() : "";
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
+// Runs the body in a process of its own; true when it was killed.
+bool RunKilled(const std::function<void()>& body) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        try {
+            body();
+        } catch (const std::exception&) {
+            ::_exit(1);
+        }
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    return WIFSIGNALED(status);
+}
+
+class RepositoryCrash : public testing::Test {
+protected:
+    RepositoryCrash() { InitSharedState(folder_.Path().string()); }
+
+    static constexpr int kSaved = 3;
+    void MakeRepository() {
+        const NoSyncPlan quick;
+        for (const auto& entry : fs::directory_iterator(folder_.Path())) {
+            fs::remove(entry);
+        }
+        CreateRepository(folder_.Path().string(), Now());
+        for (int number = 1; number <= kSaved; ++number) {
+            SaveNumbered(number);
+        }
+        files_ = ReadFolder(folder_.Path());
+    }
+    // Kills a save, or a deletion of the session after it, at its operation `point`; false when it
+    // ended before.
+    bool KillWriter(int point) {
+        WriteFolder(folder_.Path(), files_);
+        return RunKilled([&] {
+            KillAt plan(point, 512, Planted::Nothing);
+            const InstalledPlan installed(plan);
+            SaveNumbered(kSaved + 1);
+        });
+    }
+    bool HasJournal() const { return !Journal().empty(); }
+    fs::path Journal() const {
+        for (const auto& entry : fs::directory_iterator(folder_.Path())) {
+            if (IsJournal(entry.path().string())) {
+                return entry.path();
+            }
+        }
+        return {};
+    }
+
+private:
+    struct NoSyncPlan {
+        NoSync plan;
+        InstalledPlan installed{plan};
+    };
+
+protected:
+    const TempDir folder_{MemoryFolder(), "vantry"};
+    DiskRecord::Files files_;
+};
+
+TEST_F(RepositoryCrash, ASaveKilledAnywhereAndRollBacksKilledAgainLeaveTheOthersWhole) {
+    MakeRepository();
+    int cases = 0;
+    int journals = 0;
+    for (int point = 0; KillWriter(point); point += 5) {
+        const auto killed = ReadFolder(folder_.Path());
+        EXPECT_EQ(WrongWith(folder_.Path().string(), kSaved), "") << "killed at " << point;
+        ++cases;
+        WriteFolder(folder_.Path(), killed);
+        if (!HasJournal()) {
+            continue;
+        }
+        ++journals;
+        // The roll-back is killed in its turn, and then two programs open at once.
+        for (int second = 0; second < 6; second += 2) {
+            WriteFolder(folder_.Path(), killed);
+            RunKilled([&] {
+                KillAt plan(second, 512, Planted::Nothing);
+                const InstalledPlan installed(plan);
+                ListSessions();
+            });
+            EXPECT_EQ(WrongWith(folder_.Path().string(), kSaved), "")
+                << "killed at " << point << ", then at " << second;
+            ++cases;
+        }
+        WriteFolder(folder_.Path(), killed);
+        const pid_t other = ::fork();
+        if (other == 0) {
+            ::_exit(ListSessions().empty() ? 1 : 0);
+        }
+        EXPECT_TRUE(LoadSession(1)) << "killed at " << point;
+        int status = 0;
+        ::waitpid(other, &status, 0);
+        EXPECT_EQ(status, 0) << "killed at " << point;
+        EXPECT_EQ(WrongWith(folder_.Path().string(), kSaved), "")
+            << "killed at " << point << ", two at once";
+        ++cases;
+    }
+    EXPECT_GT(journals, 10);
+    EXPECT_GE(cases, 100);
+}
+
+TEST_F(RepositoryCrash, JournalsThatAreNotOursNeverSpoilIt) {
+    MakeRepository();
+    std::mt19937 random(20261121);
+    int cases = 0;
+    for (int point = 3; cases < 120 && KillWriter(point); point += 7) {
+        if (!HasJournal()) {
+            continue;
+        }
+        const auto killed = ReadFolder(folder_.Path());
+        const std::string journal = Journal().filename().string();
+        const std::string& bytes = killed.at(journal);
+        struct Damage {
+            const char* name;
+            std::string content;
+        };
+        std::vector<Damage> damages{{"cut to nothing", ""},
+                                    {"cut in its header", bytes.substr(0, bytes.size() / 40)},
+                                    {"cut in the middle", bytes.substr(0, bytes.size() / 2)},
+                                    {"of zeros", std::string(bytes.size(), '\0')},
+                                    {"another kind of file", "Dear diary"}};
+        for (int k = 0; k < 3 && !bytes.empty(); ++k) {
+            damages.push_back({"with a wrong byte", bytes});
+            damages.back().content[random() % bytes.size()] ^= 0x20;
+        }
+        for (const auto& damage : damages) {
+            auto files = killed;
+            files[journal] = damage.content;
+            WriteFolder(folder_.Path(), files);
+            // A journal that can't be played back whole is refused, and then nothing is written.
+            // Without its beginning there is none to play back: no crash does that, and what is
+            // then left over in the file harms nobody.
+            const std::string wrong = WrongWith(folder_.Path().string(), kSaved, false);
+            if (!wrong.empty()) {
+                EXPECT_NE(wrong.find("journal"), wrong.npos)
+                    << point << ", journal " << damage.name << ": " << wrong;
+            }
+            ++cases;
+        }
+        // One that is stale: its repository was put back from a copy meanwhile.
+        WriteFolder(folder_.Path(), files_);
+        folder_.Write(journal, bytes);
+        const std::string wrong = WrongWith(folder_.Path().string(), kSaved);
+        EXPECT_TRUE(wrong.empty() || wrong.find("journal") != wrong.npos)
+            << point << ", stale journal: " << wrong;
+        ++cases;
+    }
+    EXPECT_GE(cases, 100);
+}
+
+}  // namespace
+}  // namespace vantry::test
