@@ -3,10 +3,12 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QScrollBar>
 #include <QStyledItemDelegate>
+#include <QToolTip>
 
 namespace vantry {
 namespace {
@@ -14,6 +16,7 @@ namespace {
 constexpr double kPixelsPerTwip = 1.0 / 15;
 // Given widths are for a font of this height in pixels; with a larger font they grow.
 constexpr double kGivenFontHeight = 16;
+constexpr int kTextMargins = 8;  // pixels between a cell's edges and its text, both sides
 
 class Counted {
 public:
@@ -31,6 +34,20 @@ private:
 class CellPainter : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
+
+    // A text that is cut off is shown whole while the mouse rests on it.
+    bool helpEvent(QHelpEvent* event,
+                   QAbstractItemView* view,
+                   const QStyleOptionViewItem& option,
+                   const QModelIndex& index) override {
+        const QString text = index.data().toString();
+        if (event->type() != QEvent::ToolTip ||
+            option.fontMetrics.horizontalAdvance(text) + kTextMargins <= option.rect.width()) {
+            return QStyledItemDelegate::helpEvent(event, view, option, index);
+        }
+        QToolTip::showText(event->globalPos(), text, view);
+        return true;
+    }
 
 protected:
     void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
@@ -62,6 +79,7 @@ EditorGrid::EditorGrid(QWidget* parent) : QTableWidget(parent) {
     setVerticalScrollMode(ScrollPerItem);
     setHorizontalScrollMode(ScrollPerPixel);
     setWordWrap(false);
+    setTextElideMode(Qt::ElideMiddle);  // paths tell most at their ends
     setCornerButtonEnabled(false);
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);

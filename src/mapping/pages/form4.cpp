@@ -6,6 +6,7 @@
 #include "data/data_error.h"
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
+#include "mapping/pages/busy_cursor.h"
 #include "mapping/pages/button_column.h"
 #include "mapping/pages/editor_list.h"
 #include "mapping/pages/form5.h"
@@ -215,6 +216,7 @@ void Form4::CommitName(int row) {
 void Form4::ReloadTable(i16 tab_id) {
     const std::size_t listed = target_names_.size();
     try {
+        const BusyCursor busy;
         ReloadSourceColumns(tab_id);
         CheckTargetTable(tab_id, target_names_);
         if (target_names_.size() != listed) {
@@ -225,6 +227,7 @@ void Form4::ReloadTable(i16 tab_id) {
         return;
     }
     try {
+        const BusyCursor busy;
         ReloadTargetColumns(tab_id);
     } catch (const DataError& error) {
         TellTargetFailure(error);

@@ -5,6 +5,7 @@
 #include "data/data_error.h"
 #include "mapping/map_check.h"
 #include "mapping/map_edit.h"
+#include "mapping/pages/busy_cursor.h"
 #include "mapping/pages/editor_list.h"
 #include "mapping/pages/maperrform.h"
 #include "shell/dialogs.h"
@@ -479,6 +480,7 @@ void Form5::ChkColMapping(i16& ok) {
 void Form5::ChkWhereCond(i16& ok) {
     ok = kFalse;
     try {
+        const BusyCursor busy;
         StoreWhereCondition(TableIndex(), FromQt(ui_->SQLCondTxt->toPlainText()));
         ok = kTrue;
     } catch (const DataError& error) {

@@ -300,6 +300,14 @@ TEST_F(Form5Test, EnterAndScrollingTakeNumbersUnchecked) {
             UnloadPage("Form5");
         }
     }
+    // A cell that is left for one out of view is left first, with its checks.
+    Open();
+    Map(1).DDtype = "Numeric";
+    TypeNumber(1, kSize, "abc");
+    grid_->setCurrentCell(80, kSize);
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Number|OK");
+    EXPECT_EQ(Map(1).DWidth, 12);
+    UnloadPage("Form5");
     // The lists: a type is taken by scrolling, columns aren't.
     Open();
     ClickCell(grid_, 1, kType);
@@ -364,9 +372,9 @@ TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
         MapAndOpen();
         ColMaps[0].DDtype = "Binary";  // another table's row
         Map(1).DDtype = "Date";
-        Map(2).DDtype = "Date";
-        Map(3).SSelected = 0;
-        Map(3).DDtype = "Date";
+        Map(2).DDtype = "Text";
+        Map(2).SSelected = 0;
+        Map(3).DDtype = "Byte";
         ClickCell(grid_, 0, kSource);
         Control<QRadioButton>("Form5", c.option)->click();
         bool shown = false;
@@ -375,7 +383,9 @@ TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
                 shown = true;
                 EXPECT_EQ(Control<QPlainTextEdit>("MapErrForm", "t1")->toPlainText(),
                           "\nInvalid Datatype Mapping.\nSrc Col Name :Name\nDest Col Name:Name\n"
-                          "Source Datatype:Text\nDest. Datatype:Date\n");
+                          "Source Datatype:Text\nDest. Datatype:Date\n"
+                          "\nInvalid Datatype Mapping.\nSrc Col Name :Notes\nDest Col Name:Notes\n"
+                          "Source Datatype:Memo\nDest. Datatype:Byte\n");
                 Press("MapErrForm", c.button);
             });
         }
