@@ -120,8 +120,7 @@ AccessScan::AccessScan(std::shared_ptr<DatabaseFile> file,
 void AccessScan::StartAhead() {
     may_read_ahead_ = false;
     try {
-        ahead_ = std::make_unique<RowsAhead>(
-            scanner_, file_->store->GetLayout(), *def_, decoder_.Quick());
+        ahead_ = std::make_unique<RowsAhead>(*file_->store, scanner_, *def_, decoder_.Quick());
     } catch (const std::system_error&) {
         // No thread to be had: the rows come without one.
     }
@@ -144,6 +143,11 @@ bool AccessScan::NextAhead() {
         }
         ahead_row_ = nullptr;
         if (run_ != nullptr && run_->is_cut) {
+            if (run_->is_read) {
+                run_->pages.version = file_->store->VersionOf(run_->stamp);
+            } else {
+                scanner_.ReadRun(run_->pages);
+            }
             scanner_.StandIn(run_->pages, run_->cut_position, run_->cut_slot);
             in_cut_run_ = true;
             continue;

@@ -47,6 +47,16 @@ void Decode(std::uint32_t key, PageNumber first, std::size_t page_size, std::spa
 
 }  // namespace
 
+bool PageSource::TryRead(PageNumber /*first*/,
+                         std::span<std::byte> /*out*/,
+                         std::uint64_t& /*stamp*/) {
+    return false;
+}
+
+std::uint64_t PageSource::VersionOf(std::uint64_t /*stamp*/) const {
+    return kStale;
+}
+
 PageReader::PageReader(PageSource& source, std::size_t slots)
     : source_(&source),
       held_(slots, kNothing),

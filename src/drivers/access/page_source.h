@@ -34,6 +34,13 @@ public:
     // naming file and page when one of them isn't there or can't be read.
     virtual void Read(PageNumber first, std::span<std::byte> out) = 0;
 
+    // The same for a second thread that reads ahead while the source's own thread goes on: false
+    // where only the own thread can. `stamp` says of what state of the file the pages are.
+    virtual bool TryRead(PageNumber first, std::span<std::byte> out, std::uint64_t& stamp);
+    // For the own thread: the Version() of pages with that stamp; kStale if they may have changed.
+    static constexpr std::uint64_t kStale = UINT64_MAX;
+    virtual std::uint64_t VersionOf(std::uint64_t stamp) const;
+
     // Changes whenever a page may have changed: copies taken at another version are stale. The
     // number is good after each Read, so a reader that puts several pages together compares it at
     // both ends.

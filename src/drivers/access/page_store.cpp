@@ -89,6 +89,15 @@ void PageStore::Read(PageNumber first, std::span<std::byte> out) {
     }
 }
 
+bool PageStore::TryRead(PageNumber first, std::span<std::byte> out, std::uint64_t& stamp) {
+    return file_->TryRead(first, out, stamp);
+}
+
+std::uint64_t PageStore::VersionOf(std::uint64_t stamp) const {
+    // Version() follows the file's at the next Read(), and so does everybody who compares it.
+    return stamp == seen_version_ && stamp == file_->Version() ? Version() : kStale;
+}
+
 void PageStore::Settle() {
     file_->Settle();
     if (const std::uint64_t version = file_->Version(); version != seen_version_) {

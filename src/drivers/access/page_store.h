@@ -32,6 +32,8 @@ public:
     const std::string& Path() const { return file_->Path(); }
     PageNumber PageCount() override;
     void Read(PageNumber first, std::span<std::byte> out) override;
+    bool TryRead(PageNumber first, std::span<std::byte> out, std::uint64_t& stamp) override;
+    std::uint64_t VersionOf(std::uint64_t stamp) const override;
 
     // At the start of a statement that reads: rows that connections of this process keep back
     // become visible, and changes by others are noticed. Throws what went wrong in the background.

@@ -33,7 +33,7 @@ void RowScanner::ThrowBadSlots() const {
     throw DamagedPage(source_->Name(), page_number_, "its row list runs outside");
 }
 
-bool RowScanner::TakeRun(PageRun& run, PageNumber most_pages) {
+bool RowScanner::PlanRun(PageRun& run, PageNumber most_pages) {
     run.owned.clear();
     const auto first = owned_.Next(next_page_);
     if (first && *first >= page_limit_ && source_->Version() == limit_version_) {
@@ -54,16 +54,13 @@ bool RowScanner::TakeRun(PageRun& run, PageNumber most_pages) {
         run.owned.push_back(*next);
     }
     MakeRoom(run, source_->PageSize());
-    const std::size_t count = run.owned.back() - *first + 1;
-    try {
-        source_->Read(*first, {run.bytes.get(), count * source_->PageSize()});
-    } catch (...) {
-        run.owned.clear();
-        throw;
-    }
-    run.version = source_->Version();
     next_page_ = run.owned.back() + 1;
     return true;
+}
+
+void RowScanner::ReadRun(PageRun& run) {
+    source_->Read(run.first, {run.bytes.get(), run.PageCount() * source_->PageSize()});
+    run.version = source_->Version();
 }
 
 void RowScanner::StandIn(PageRun& run, std::size_t position, std::size_t slot) {
@@ -119,8 +116,15 @@ bool RowScanner::NextPageInRun() {
 bool RowScanner::NextPage() {
     while (!NextPageInRun()) {
         run_next_ = 0;
-        if (!TakeRun(run_, PageRun::kMaxPages)) {
+        if (!PlanRun(run_, PageRun::kMaxPages)) {
             return false;
+        }
+        try {
+            ReadRun(run_);
+        } catch (...) {
+            next_page_ = run_.first;
+            LeaveRun();
+            throw;
         }
         ++run_count_;
     }

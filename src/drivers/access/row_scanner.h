@@ -18,6 +18,8 @@ struct PageRun {
     PageNumber first = 0;           // the one at the start of `bytes`
     std::vector<PageNumber> owned;  // ascending
     std::uint64_t version = 0;      // of the source, when they were read
+
+    std::size_t PageCount() const { return owned.empty() ? 0 : owned.back() - first + 1; }
 };
 
 class RowScanner {
@@ -35,9 +37,10 @@ public:
     bool NextInRun();
     // How many runs have been read so far by Next().
     std::size_t RunCount() const { return run_count_; }
-    // Takes the next run of at most so many pages out of the scan, without standing in it; false
-    // behind the last. Throws DataError.
-    bool TakeRun(PageRun& run, PageNumber most_pages);
+    // Takes the next run of at most so many pages out of the scan, without standing in it or
+    // reading it; false behind the last. Throws DataError.
+    bool PlanRun(PageRun& run, PageNumber most_pages);
+    void ReadRun(PageRun& run);
     // Stands before slot `slot` of page number `position` of the run's own, which it swaps for the
     // run that it stood in. What NextInRun() gives then is what Next() would have given there.
     void StandIn(PageRun& run, std::size_t position, std::size_t slot);

@@ -18,40 +18,41 @@ PageNumber PagesOfARun(std::size_t width) {
 
 }  // namespace
 
-RowsAhead::RowsAhead(RowScanner& scanner,
-                     const Layout& layout,
+RowsAhead::RowsAhead(PageSource& source,
+                     RowScanner& scanner,
                      const TableDef& def,
                      const QuickRow& plan)
-    : scanner_(&scanner),
-      layout_(&layout),
+    : source_(&source),
+      scanner_(&scanner),
+      layout_(&source.GetLayout()),
       def_(&def),
       plan_(&plan),
       width_(plan.Width()),
       run_pages_(PagesOfARun(width_)) {
     for (auto& run : runs_) {
-        run.room = std::make_unique<TextRoom>(QuickRow::RoomFor(run_pages_ * layout.page_size));
+        run.room = std::make_unique<TextRoom>(QuickRow::RoomFor(run_pages_ * layout_->page_size));
     }
     worker_ = std::thread([this] { Work(); });
 }
 
 RowsAhead::~RowsAhead() {
     stop_ = true;
-    ++read_;  // no run, but something to wake up for
-    read_.notify_one();
+    ++planned_;  // no run, but something to wake up for
+    planned_.notify_one();
     worker_.join();
 }
 
-void RowsAhead::ReadMore() {
-    while (!at_end_ && read_ - used_ < kRuns) {
+void RowsAhead::PlanMore() {
+    while (!at_end_ && planned_ - used_ < kRuns) {
         try {
-            at_end_ = !scanner_->TakeRun(runs_[read_ % kRuns].pages, run_pages_);
+            at_end_ = !scanner_->PlanRun(runs_[planned_ % kRuns].pages, run_pages_);
         } catch (...) {
             failure_ = std::current_exception();
             at_end_ = true;
         }
         if (!at_end_) {
-            ++read_;
-            read_.notify_one();
+            ++planned_;
+            planned_.notify_one();
         }
     }
 }
@@ -59,8 +60,10 @@ void RowsAhead::ReadMore() {
 DecodedRun* RowsAhead::Next() {
     used_ += in_use_ ? 1 : 0;
     in_use_ = false;
-    ReadMore();
-    if (used_ == read_) {
+    if (planned_ - used_ <= kRuns / 2) {
+        PlanMore();
+    }
+    if (used_ == planned_) {
         if (failure_) {
             std::rethrow_exception(failure_);
         }
@@ -75,39 +78,44 @@ DecodedRun* RowsAhead::Next() {
 
 void RowsAhead::Work() {
     for (std::uint32_t next = 0;; ++next) {
-        for (auto read = read_.load(); read == next; read = read_.load()) {
-            read_.wait(read);
+        for (auto planned = planned_.load(); planned == next; planned = planned_.load()) {
+            planned_.wait(planned);
         }
         if (stop_) {
             return;
         }
-        Decode(runs_[next % kRuns]);
+        ReadAndDecode(runs_[next % kRuns]);
         ++decoded_;
         decoded_.notify_one();
     }
 }
 
-void RowsAhead::Decode(DecodedRun& run) const noexcept {
+void RowsAhead::ReadAndDecode(DecodedRun& run) const noexcept {
     run.rows.clear();
     run.taken = 0;
-    run.is_cut = false;
+    run.cut_position = run.cut_slot = 0;
     run.room->Clear();
     const auto& pages = run.pages;
-    for (run.cut_position = 0; run.cut_position < pages.owned.size(); ++run.cut_position) {
+    try {
+        run.is_read = source_->TryRead(
+            pages.first, {pages.bytes.get(), pages.PageCount() * layout_->page_size}, run.stamp);
+        if (run.is_read) {
+            Decode(run);
+        }
+    } catch (...) {
+        // A number that leads outside the page, or no memory: the owner of the scan meets it again
+        // at this place, and tells it.
+    }
+    run.is_cut = run.cut_position < pages.owned.size();
+}
+
+void RowsAhead::Decode(DecodedRun& run) const {
+    const auto& pages = run.pages;
+    for (; run.cut_position < pages.owned.size(); ++run.cut_position) {
         const PageNumber number = pages.owned[run.cut_position];
         run.cut_slot = 0;
-        bool whole = false;
-        try {
-            whole = DecodePage(run,
-                               {pages.bytes.get() + (number - pages.first) * layout_->page_size,
-                                layout_->page_size},
-                               number);
-        } catch (const std::exception&) {
-            // A number that leads outside the page, or no memory: the owner of the scan meets it
-            // again at this place, and tells it.
-        }
-        if (!whole) {
-            run.is_cut = true;
+        const std::size_t at = (number - pages.first) * layout_->page_size;
+        if (!DecodePage(run, {pages.bytes.get() + at, layout_->page_size}, number)) {
             return;
         }
     }

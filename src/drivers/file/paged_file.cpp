@@ -16,7 +16,8 @@ constexpr std::size_t kChunkPages = 64;        // of the page memory
 constexpr std::size_t kRunPages = 64;          // complete pages written together
 constexpr std::uint64_t kMostGrowPages = 256;  // that the file is given at once
 constexpr std::uint32_t kSingleRows = 4;       // of a burst, committed one by one
-constexpr std::uint32_t kRowsPerLook = 64;     // at the clock
+constexpr int kFlushTries = 50;
+constexpr std::uint32_t kRowsPerLook = 64;  // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
 constexpr std::chrono::milliseconds kTimerTick{125};
 constexpr int kQuietTicks = 16;
@@ -183,6 +184,29 @@ void PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
     }
 }
 
+bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint64_t& version) {
+    if (state_ != State::Idle) {
+        return false;
+    }
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (!lock.owns_lock() || state_ != State::Idle || stamp_is_recent_ ||
+        !TryLock(file_, LockByte::Content, LockKind::Shared)) {
+        return false;
+    }
+    bool read = false;
+    try {
+        if (file_.Stamp() == stamp_) {
+            ReadFromDisk(first, out);
+            version = version_;
+            read = true;
+        }
+    } catch (const DataError&) {
+        // The connection's thread meets it again, and tells it.
+    }
+    Unlock(file_, LockByte::Content);
+    return read;
+}
+
 // ---- Other connections of this process --------------------------------------------------------
 
 void PagedFile::FlushSiblings() {
@@ -198,7 +222,13 @@ void PagedFile::FlushSiblings() {
 void PagedFile::FlushForSibling(const FileStamp& stamp) {
     // A statement under way on another thread ends by itself; its lock is waited for as another
     // process's would be.
-    const std::unique_lock lock(mutex_, std::try_to_lock);
+    std::unique_lock lock(mutex_, std::try_to_lock);
+    for (int tries = 0; !lock.owns_lock() && state_ == State::Batch && tries < kFlushTries;
+         ++tries) {
+        // Its timer or a thread that reads for it holds the mutex for a moment.
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        lock.try_lock();
+    }
     if (!lock.owns_lock() || state_ != State::Batch || !stamp_.SameFile(stamp)) {
         return;
     }

@@ -59,6 +59,11 @@ public:
     // Pages from `first` on; `out` is a multiple of the page size. With the changes of the open
     // transaction.
     void Read(std::uint32_t first, std::span<std::byte> out);
+    // The same from a thread other than the connection's, which may go on using it meanwhile: only
+    // when nothing stands against it, neither a transaction nor a change by others that the
+    // connection hasn't noticed yet. False: the connection's own thread must read. `version` is
+    // that of what was read.
+    bool TryRead(std::uint32_t first, std::span<std::byte> out, std::uint64_t& version);
     // Grows whenever pages may have changed since they were read.
     std::uint64_t Version() const { return version_; }
     // At the start of a statement: makes the rows that this and other connections of the process
