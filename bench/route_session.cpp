@@ -113,9 +113,7 @@ void DescribeSource(const Places& places) {
     WriteSchemaIni(places.SourceFolder(), SrcTables, QualifierChoice(), kTextSourceScanRows);
 }
 
-void RunRoute(Side source, Side target, const Places& places, const std::string& server) {
-    QuietView view;
-    CurrentRunView = &view;
+void PrepareRoute(Side source, Side target, const Places& places, const std::string& server) {
     InitSharedState(ApplicationFolder());
     SetSource(source, places, server);
     SetTarget(target, places, server);
@@ -125,6 +123,12 @@ void RunRoute(Side source, Side target, const Places& places, const std::string&
     CheckTargetTables(target_names);
     LoadTargetColumns();
     BuildColMaps();
+}
+
+void RunRoute(Side source, Side target, const Places& places, const std::string& server) {
+    QuietView view;
+    CurrentRunView = &view;
+    PrepareRoute(source, target, places, server);
     if (target == Side::Csv) {
         RunSessionToText("");
     } else {

@@ -27,6 +27,9 @@ struct Places {
 // Leaves "Schema.ini" beside the CSV source, as the text source's page does.
 void DescribeSource(const Places& places);
 
+// The session in memory, ready to be run.
+void PrepareRoute(Side source, Side target, const Places& places, const std::string& server);
+
 // Runs the session. The run's log and the peak memory in KiB are left in files. `server` is the
 // connection string of the MySQL server where a side is one.
 void RunRoute(Side source, Side target, const Places& places, const std::string& server);
