@@ -21,10 +21,12 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QStyleFactory>
+#include <QTableWidget>
 #include <QTimer>
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 
 namespace vantry {
 namespace {
@@ -138,33 +140,52 @@ private:
 
     void DrawMappingPages() {
         Show("Form4");
-        if (Exists("Form5")) {
-            QTimer::singleShot(200, [this] {
-                if (Page* const page = FindPage("Form5")) {
-                    Save(*page, "Form5");
-                    UnloadPage("Form5");
-                }
-            });
-            if (Page* const page = LoadPage("Form5")) {
-                page->findChild<QLabel*>("TabIDLabel")->setText("0");
-                page->findChild<QLabel*>("SourceTabName")->setText("customers");
-                page->findChild<QLabel*>("DestTabName")->setText("customers");
-                ShowPageModal("Form5");
-            }
+        if (!Exists("Form4") || !Exists("Form5") || !Exists("MapErrForm")) {
+            return;
         }
+        ShowPage("Form4");
+        Grid("Form4", "FlexGrid1")->setCurrentCell(1, 2);
+        Save(*FindPage("Form4")->parentWidget(), "Form4-list");
+        HidePage("Form4");
+        DrawColumns("Form5", [] {});
+        // A table that is still to be made, one column skipped, one size being changed.
+        SrcTables[0].TableExists = kFalse;
+        DrawColumns("Form5-editing", [] {
+            auto* const grid = Grid("Form5", "ColGrid1");
+            auto* const list = FindPage("Form5")->findChild<QComboBox*>("SColList");
+            grid->setCurrentCell(2, 1);
+            list->setCurrentIndex(0);
+            Q_EMIT list->activated(0);
+            grid->setCurrentCell(1, 7);
+        });
         QTimer::singleShot(200, [this] {
             if (Page* const page = FindPage("MapErrForm")) {
                 Save(*page, "MapErrForm");
                 UnloadPage("MapErrForm");
             }
         });
-        if (Exists("MapErrForm")) {
-            Page* const page = FindPage("MapErrForm");
-            if (auto* const text = page->findChild<QPlainTextEdit*>("t1")) {
-                text->setPlainText("customers: a text of 50 doesn't fit into 20\n");
-            }
-            ShowPageModal("MapErrForm");
-        }
+        LoadPage("MapErrForm")
+            ->findChild<QPlainTextEdit*>("t1")
+            ->setPlainText(
+                "TABLE NAME :customers\n\nInvalid Datatype Mapping.\nSrc Col Name :name\n"
+                "Dest Col Name:born\nSource Datatype:Text\nDest. Datatype:DateTime\n");
+        ShowPageModal("MapErrForm");
+    }
+
+    void DrawColumns(const char* name, const std::function<void()>& work) {
+        QTimer::singleShot(200, [&] {
+            work();
+            Save(*FindPage("Form5"), name);
+            UnloadPage("Form5");
+        });
+        Page* const page = LoadPage("Form5");
+        page->findChild<QLabel*>("TabIDLabel")->setText("0");
+        page->findChild<QLabel*>("SourceTabName")->setText("customers");
+        page->findChild<QLabel*>("DestTabName")->setText("customers");
+        ShowPageModal("Form5");
+    }
+    static QTableWidget* Grid(const char* page, const char* name) {
+        return FindPage(page)->findChild<QTableWidget*>(name);
     }
 
     void DrawRunPage() {
