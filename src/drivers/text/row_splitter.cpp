@@ -12,6 +12,8 @@
 namespace vantry::text {
 namespace {
 
+constexpr std::size_t kCharacterBytes = 4;  // the longest
+
 bool IsBreak(char byte) {
     return byte == '\n' || byte == '\r';
 }
@@ -265,8 +267,8 @@ std::size_t RowSplitter::SplitRecords(const Window& window, RowBatch& batch) con
     while (row_begin < window.limit) {
         const char* const from = window.data + row_begin;
         const std::size_t place = row_begin + BytesOfWidth(from, end, record_width_);
-        if (place == window.size && !window.final) {
-            return row_begin;  // there may be more of it, or a break behind it
+        if (!window.final && window.size - place < kCharacterBytes) {
+            return row_begin;  // there may be more of its last character, or a break behind it
         }
         std::size_t next_row = place;
         if (place < window.size && IsBreak(window.data[place])) {

@@ -305,5 +305,28 @@ TEST(RowSplitter, CutsFixedColumnsByCharacters) {
     EXPECT_EQ(SplitAll(narrow, "\xF0\x9F\x98\x80x\xF0", 10), "\xF0\x9F\x98\x80;x;\xF0;");
 }
 
+// A window may end in the middle of a record's last character.
+TEST(RowSplitter, RecordsAreTheSameInWindowsThatEndAnywhere) {
+    std::mt19937 random(13);
+    constexpr std::string_view kPieces[] = {"a", "b", "é", "東", "😀", "\xE6", "\xF0\x9F", "\n"};
+    SplitRules exact;
+    exact.layout = SplitRules::Layout::TrueFixedLength;
+    exact.widths = {2, 1};
+    for (int round = 0; round < 2000; ++round) {
+        std::string text;
+        for (auto pieces = random() % 60; pieces > 0; --pieces) {
+            text += kPieces[random() % std::size(kPieces)];
+        }
+        RowBatch whole;
+        const Padded window(text);
+        RowSplitter(exact, 2).Split(window.Data(), text.size(), true, text.size() + 1, whole);
+        std::vector<std::size_t> begins;
+        for (const RowSpan& row : whole.rows) {
+            begins.push_back(row.begin);
+        }
+        EXPECT_EQ(FindRows(exact, text, 2, random).begins, begins) << text;
+    }
+}
+
 }  // namespace
 }  // namespace vantry::text
