@@ -8,6 +8,7 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace vantry {
@@ -156,9 +157,15 @@ int ShowRunInWindow(int& argc, char** argv, i32 session_id, RunnerSurroundings s
     };
     const int code = RunSavedSession(session_id, surroundings);
     window.ShowEnd(code);
-    if (!signalled()) {  // else nobody is there to close it
-        QApplication::exec();
-    }
+    // Whoever signals doesn't want to close it by hand.
+    QTimer until_signal;
+    QObject::connect(&until_signal, &QTimer::timeout, &application, [&] {
+        if (signalled()) {
+            QApplication::quit();
+        }
+    });
+    until_signal.start(100);
+    QApplication::exec();
     return code;
 }
 

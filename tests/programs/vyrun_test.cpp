@@ -226,6 +226,25 @@ TEST(VYRun, AfterAKillTheNextRunGoesOnWhereNothingIsBroken) {
     }
 }
 
+TEST(VYRun, AWindowStaysAfterTheRunUntilItIsToldToGo) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(5));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("shown");
+    ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    auto run = app.Start("VYRun", {"1", "ShowOutput"});
+    ::unsetenv("QT_QPA_PLATFORM");
+    EXPECT_TRUE(Within(20, [&] { return !app.Summary("shown").empty(); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_TRUE(run.IsRunning());
+    run.Signal(SIGTERM);
+    const auto outcome = run.Wait();
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 5);
+}
+
 TEST(VYRun, ARepositoryThatEveryoneCanWriteIsWarnedOf) {
     const Application app;
     app.Folder().Write("in/orders.csv", NumberedRows(5));

@@ -263,6 +263,30 @@ TEST_F(Repository, TheStatementsOfASaveAreTheseToTheLetter) {
               "\"VarWchar\")");
 }
 
+// The golden files were written from the rules for these texts, not by this program.
+TEST_F(Repository, TheStatementsOfEveryPairOfKindsEqualTheirGoldenFile) {
+    const DateForm form = LocalDateForm();
+    SetLocalDateForm({});
+    for (const char* source :
+         {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"}) {
+        std::string statements;
+        for (const char* target : {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"}) {
+            MakeSession(source, target);
+            statements += std::string("-- ") + source + " to " + target + "\n" +
+                          SessionsInsert(7, Named("s"), kNow) + "\n";
+            for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+                statements += TableInsert(7, i) + "\n";
+            }
+            for (const auto& column : ColMaps) {
+                statements += ColumnInsert(7, static_cast<i16>(column.TabID), column) + "\n";
+            }
+        }
+        std::ifstream golden(std::string(VANTRY_GOLDEN) + "/" + source + ".sql", std::ios::binary);
+        EXPECT_EQ(statements, std::string(std::istreambuf_iterator<char>(golden), {})) << source;
+    }
+    SetLocalDateForm(form);
+}
+
 TEST_F(Repository, AValueWithItsOwnQuoteFailsAndLeavesTheRest) {
     CreateRepository(folder_.Path().string(), kNow);
     MakeSession("ACCESS", "MySQL");
