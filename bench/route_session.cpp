@@ -66,6 +66,10 @@ void SetSource(Side side, const Places& places, const std::string& server) {
             SourceConnStr = AccessText(places.SourceAccess());
             break;
     }
+    // A condition for the rows, where a benchmark asks for one.
+    if (const char* condition = std::getenv("VANTRY_BENCH_WHERE")) {
+        table.WhereCond = condition;
+    }
 }
 
 void SetTarget(Side side, const Places& places, const std::string& server) {
