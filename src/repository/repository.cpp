@@ -204,6 +204,10 @@ std::vector<SessionListRow> ListSessions() {
     return sessions;
 }
 
+void EditSession(i32 session_id, const SessionSave& save) {
+    ExecuteAll({SessionUpdate(session_id, save)});
+}
+
 void DeleteSession(i32 session_id) {
     const std::string log_file = LogFileOf(session_id);
     const std::string id = std::to_string(session_id);

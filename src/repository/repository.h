@@ -40,6 +40,9 @@ struct SessionListRow {
 // Newest first.
 std::vector<SessionListRow> ListSessions();
 
+// Writes another name, log file and schedule into a saved session.
+void EditSession(i32 session_id, const SessionSave& save);
+
 // The session's rows, then its log file if there is one.
 void DeleteSession(i32 session_id);
 // All rows, then every log file in the folder "log" of `folder`.

@@ -171,6 +171,16 @@ std::optional<SavedSession> LoadSession(i32 session_id) {
     return session;
 }
 
+std::optional<SavedSession> FindSession(i32 session_id) {
+    Recordset rows;
+    rows.Open("select * from sessions where SessionID=" + std::to_string(session_id), RepoConnStr);
+    if (rows.Eof()) {
+        return std::nullopt;
+    }
+    NamedRow row(rows);
+    return SessionOf(row);
+}
+
 std::vector<SavedSession> ListSchedules() {
     Recordset rows;
     rows.Open("select * from sessions order by SessionID", RepoConnStr);

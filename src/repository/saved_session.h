@@ -23,6 +23,9 @@ struct SavedSession {
 // session: the state is then as it was. Throws DataError when the repository can't be read.
 std::optional<SavedSession> LoadSession(i32 session_id);
 
+// The same without the session state: what the editing window begins with.
+std::optional<SavedSession> FindSession(i32 session_id);
+
 // Every session with its schedule, by id; the session state isn't touched.
 std::vector<SavedSession> ListSchedules();
 

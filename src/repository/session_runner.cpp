@@ -189,7 +189,8 @@ private:
 
 void SavedRun::FindSession() {
     const auto repository = RepositoryFile(surroundings_.application_folder);
-    if (!std::filesystem::exists(repository)) {
+    std::error_code error;
+    if (!std::filesystem::exists(repository, error)) {
         throw NotStarted{kRunNotStarted,
                          "There is no repository \"" + repository.string() +
                              "\". Create one in Vantry, or restore a backup."};
@@ -197,8 +198,8 @@ void SavedRun::FindSession() {
     std::optional<SavedSession> session;
     try {
         session = WithRepository([this] { return LoadSession(summary_.SessionID); });
-    } catch (const DataError& error) {
-        throw NotStarted{kRunNotStarted, "Can't read the repository: " + error.Description()};
+    } catch (const DataError& unreadable) {
+        throw NotStarted{kRunNotStarted, "Can't read the repository: " + unreadable.Description()};
     }
     if (!session) {
         throw NotStarted{
@@ -207,6 +208,9 @@ void SavedRun::FindSession() {
     }
     summary_.SessionName = session->SessionName;
     log_file_ = session->LogFileName;
+    if (!log_file_.empty() && !log_file_.starts_with('/')) {
+        log_file_ = JoinPath(surroundings_.application_folder, log_file_);
+    }
 }
 
 void SavedRun::TakeLock() {
@@ -279,6 +283,9 @@ RunnerExit SavedRun::Run() {
     } catch (const NotStarted& why) {
         return Refuse(why);
     } catch (const std::exception& error) {
+        if (!view_) {
+            return Refuse({kRunNotStarted, error.what()});
+        }
         code = kRunTableLost;
         AppendLog(error.what());
         FinishRunLog();

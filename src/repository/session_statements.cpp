@@ -212,6 +212,18 @@ std::string ColumnInsert(i32 session_id, i16 tab_id, const ColMapRec& column) {
            ")";
 }
 
+std::string SessionUpdate(i32 session_id, const SessionSave& save) {
+    return "Update Sessions Set " +
+           Join({"SessionName=" + DoubleQuoted(save.SesName),
+                 "LogFileName=" + DoubleQuoted(save.LogName),
+                 "SesFreq=" + save.SesFreq,
+                 "SesRunTime=" + save.SesRunTime,
+                 "SesRunDate=" + save.SesRunDate,
+                 "SesRunDay=" + save.SesRunDay,
+                 "SesWeekDay=" + save.SesWeekDay}) +
+           " Where SessionId=" + Number(session_id);
+}
+
 void SetDaily(SessionSave& save, const DateTime& time) {
     save.SesFreq = DoubleQuoted("D");
     save.SesRunTime = PickerText(time);
@@ -227,6 +239,11 @@ void SetMonthly(SessionSave& save, const DateTime& time, int day) {
     save.SesFreq = DoubleQuoted("M");
     save.SesRunTime = PickerText(time);
     save.SesRunDay = DoubleQuoted(Number(day));
+}
+
+void SetMonthlyUnquoted(SessionSave& save, const DateTime& time, const std::string& day) {
+    SetMonthly(save, time, 0);
+    save.SesRunDay = day;
 }
 
 void SetOnce(SessionSave& save, const DateTime& date, const DateTime& time) {

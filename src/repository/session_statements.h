@@ -27,10 +27,16 @@ std::string SessionsInsert(i32 session_id, const SessionSave& save, const DateTi
 std::string TableInsert(i32 session_id, std::size_t i);
 std::string ColumnInsert(i32 session_id, i16 tab_id, const ColMapRec& column);
 
+// Name, log file and schedule of a saved session, as its editing window changes them.
+std::string SessionUpdate(i32 session_id, const SessionSave& save);
+
 // The five schedule values; `time` and `date` are what the pickers hold.
 void SetDaily(SessionSave& save, const DateTime& time);
 void SetWeekly(SessionSave& save, const DateTime& time, const std::string& mask);
 void SetMonthly(SessionSave& save, const DateTime& time, int day);
+// The editing window writes the day without quotes, and a blank one as it is: the statement then
+// fails.
+void SetMonthlyUnquoted(SessionSave& save, const DateTime& time, const std::string& day);
 void SetOnce(SessionSave& save, const DateTime& date, const DateTime& time);
 void SetHourly(SessionSave& save, int hours, const std::string& minute_mark);
 void SetMinutely(SessionSave& save, int minutes);

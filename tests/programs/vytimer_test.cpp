@@ -1,5 +1,6 @@
 #include "data/value_text.h"
 #include "programs/application.h"
+#include "repository/process_finder.h"
 #include "repository/timer_service.h"
 
 #include <gtest/gtest.h>
@@ -159,6 +160,8 @@ TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {
     ASSERT_TRUE(Within(5, [&] { return fs::exists(app.Path("log/VYTimer.log")); }));
     EXPECT_EQ(app.Start("VYTimer", {}).Wait().exit_code, 6);
     EXPECT_TRUE(timer.IsRunning());
+    EXPECT_TRUE(IsProcessRunning("vytimer"));
+    EXPECT_FALSE(IsProcessRunning("vytime"));
     timer.Signal(SIGTERM);
     EXPECT_EQ(timer.Wait().exit_code, 0);
     EXPECT_NE(app.Folder().Read("log/VYTimer.log").find("Scheduler ended."), std::string::npos);

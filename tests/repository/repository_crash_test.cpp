@@ -115,7 +115,7 @@ protected:
     void MakeRepository() {
         const NoSyncPlan quick;
         for (const auto& entry : fs::directory_iterator(folder_.Path())) {
-            fs::remove(entry);
+            fs::remove_all(entry);
         }
         CreateRepository(folder_.Path().string(), Now());
         for (int number = 1; number <= kSaved; ++number) {
@@ -125,10 +125,10 @@ protected:
     }
     // Kills a save, or a deletion of the session after it, at its operation `point`; false when it
     // ended before.
-    bool KillWriter(int point) {
+    bool KillWriter(int point, Planted planted = Planted::Nothing) {
         WriteFolder(folder_.Path(), files_);
         return RunKilled([&] {
-            KillAt plan(point, 512, Planted::Nothing);
+            KillAt plan(point, 512, planted);
             const InstalledPlan installed(plan);
             SaveNumbered(kSaved + 1);
         });
@@ -194,6 +194,16 @@ TEST_F(RepositoryCrash, ASaveKilledAnywhereAndRollBacksKilledAgainLeaveTheOthers
     }
     EXPECT_GT(journals, 10);
     EXPECT_GE(cases, 100);
+}
+
+TEST_F(RepositoryCrash, TheKillsNoticeAMissingJournal) {
+    MakeRepository();
+    std::string wrong;
+    for (int point = 0; wrong.empty() && KillWriter(point, Planted::JournalNotWritten);
+         point += 3) {
+        wrong = WrongWith(folder_.Path().string(), kSaved);
+    }
+    EXPECT_NE(wrong, "");
 }
 
 TEST_F(RepositoryCrash, JournalsThatAreNotOursNeverSpoilIt) {

@@ -287,6 +287,36 @@ TEST_F(Repository, TheStatementsOfEveryPairOfKindsEqualTheirGoldenFile) {
     SetLocalDateForm(form);
 }
 
+TEST_F(Repository, AnEditChangesNameLogAndScheduleAlone) {
+    CreateRepository(folder_.Path().string(), kNow);
+    MakeSession("ACCESS", "MySQL");
+    SaveSession(Named("before"));
+    SaveSession(Named("other"));
+    SessionSave edit;
+    edit.SesName = "it's after";
+    edit.LogName = "/var/log/after.log";
+    SetMonthlyUnquoted(edit, {46347, 0}, "31");
+    EXPECT_EQ(SessionUpdate(1, edit),
+              "Update Sessions Set SessionName=\"it's after\",LogFileName=\"/var/log/after.log\","
+              "SesFreq=\"M\",SesRunTime=\"" +
+                  ToText(Cell::FromDateTime({46347, 0})) +
+                  "\",SesRunDate=Null,SesRunDay=31,SesWeekDay=Null Where SessionId=1");
+    EditSession(1, edit);
+    const auto edited = FindSession(1);
+    ASSERT_TRUE(edited);
+    EXPECT_EQ(edited->SessionName, "it's after");
+    EXPECT_EQ(edited->LogFileName, "/var/log/after.log");
+    EXPECT_EQ(edited->Schedule.SesFreq, "M");
+    EXPECT_EQ(edited->Schedule.SesRunDay, 31);
+    EXPECT_EQ(FindSession(2)->SessionName, "other");
+    EXPECT_EQ(FindSession(2)->Schedule.SesFreq, "D");
+    SetMonthlyUnquoted(edit, {46347, 0}, "");
+    EXPECT_THROW(EditSession(1, edit), DataError);
+    EXPECT_FALSE(FindSession(3));
+    ASSERT_TRUE(LoadSession(1));
+    EXPECT_EQ(SrcTables.size(), 2U);
+}
+
 TEST_F(Repository, AValueWithItsOwnQuoteFailsAndLeavesTheRest) {
     CreateRepository(folder_.Path().string(), kNow);
     MakeSession("ACCESS", "MySQL");

@@ -280,10 +280,13 @@ private:
     std::vector<Step> steps_;
 };
 
-// The files of a folder, for DiskRecord; and back.
+// The files of a folder, for DiskRecord, and back; folders in it are left alone.
 inline DiskRecord::Files ReadFolder(const std::filesystem::path& folder) {
     DiskRecord::Files files;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (!entry.is_regular_file()) {
+            continue;
+        }
         std::ifstream in(entry.path(), std::ios::binary);
         files[entry.path().filename().string()] = {std::istreambuf_iterator<char>(in), {}};
     }
@@ -291,7 +294,9 @@ inline DiskRecord::Files ReadFolder(const std::filesystem::path& folder) {
 }
 inline void WriteFolder(const std::filesystem::path& folder, const DiskRecord::Files& files) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        std::filesystem::remove(entry.path());
+        if (entry.is_regular_file()) {
+            std::filesystem::remove(entry.path());
+        }
     }
     for (const auto& [name, content] : files) {
         std::ofstream(folder / name, std::ios::binary) << content;

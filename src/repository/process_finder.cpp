@@ -1,0 +1,44 @@
+#include "repository/process_finder.h"
+
+#include "data/connection_string.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <system_error>
+
+namespace vantry {
+namespace {
+
+// "pid (name) state ...": the name may hold anything, brackets too.
+bool IsAliveUnder(const std::string& stat, std::string_view name) {
+    const auto open = stat.find('(');
+    const auto close = stat.rfind(')');
+    if (open == std::string::npos || close == std::string::npos || close + 2 >= stat.size()) {
+        return false;
+    }
+    const char state = stat[close + 2];
+    return state != 'Z' && state != 'X' &&
+           EqualsNoCase(std::string_view(stat).substr(open + 1, close - open - 1), name);
+}
+
+}  // namespace
+
+bool IsProcessRunning(std::string_view name) {
+    std::error_code error;
+    std::filesystem::directory_iterator process("/proc", error);
+    while (!error && process != std::filesystem::directory_iterator()) {
+        const auto folder = process->path();
+        if (folder.filename().string().find_first_not_of("0123456789") == std::string::npos) {
+            std::ifstream in(folder / "stat");
+            if (IsAliveUnder({std::istreambuf_iterator<char>(in), {}}, name.substr(0, 15))) {
+                return true;
+            }
+        }
+        process.increment(error);
+    }
+    return false;
+}
+
+}  // namespace vantry
