@@ -1,0 +1,143 @@
+#include "repository/pages/form13.h"
+
+#include "ui_Form13.h"
+
+#include "connectors/pages/wizard_flow.h"
+#include "core/session_state.h"
+#include "data/data_error.h"
+#include "data/value_text.h"
+#include "repository/repository.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+
+#include <filesystem>
+
+namespace vantry {
+namespace {
+
+// What comes after Next: the run page, the run page without saving, the end of the wizard.
+enum After { kSaveAndRun, kRunOnly, kSaveOnly };
+
+// The folder of everything that stands beside the program.
+std::string SharedFolder() {
+    return std::filesystem::path(HelpFilePath).parent_path().string();
+}
+
+DateTime OneMinuteBefore(DateTime time) {
+    constexpr std::int64_t kMinute = 60 * kNanosPerSecond;
+    if (time.nanos >= kMinute) {
+        time.nanos -= kMinute;
+    } else {
+        time.nanos += kNanosPerDay - kMinute;
+        --time.day;
+    }
+    return time;
+}
+
+}  // namespace
+
+Form13::Form13() : Page("Form13"), ui_(std::make_unique<Ui::Form13>()) {
+    ui_->setupUi(this);
+    QRadioButton* const options[] = {ui_->FreqOpt_0, ui_->FreqOpt_1, ui_->FreqOpt_2};
+    for (int i = 0; i < 3; ++i) {
+        ui_->FreqOpt->setId(options[i], i);
+    }
+    connect(ui_->FreqOpt, &QButtonGroup::idToggled, this, [this](int id, bool on) {
+        if (on) {
+            ui_->Frame1->setEnabled(id != kRunOnly);
+        }
+    });
+    connect(ui_->brow, &PlateButton::Click, this, &Form13::Browse);
+    connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form13::Next);
+    connect(ui_->BCKBUTT, &PlateButton::Click, this, [] {
+        HidePage("Form13");
+        ShowPage("Form4");
+    });
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->CNCLBUTT, &PlateButton::Click, this, [] {
+        AskToCancel("Cancel", "Are you sure to you want to cancel this session?");
+    });
+}
+
+Form13::~Form13() = default;
+
+void Form13::OnLoad() {
+    ShowNextId();
+    ui_->SesName->setText(
+        ToQt(SourceType + "To" + TargetType + "SessionID" + FromQt(ui_->SesID->text())));
+    // Logs tell connection troubles in the sources' own words: nobody else's business.
+    const std::filesystem::path logs = JoinPath(SharedFolder(), "log");
+    std::error_code failed;
+    if (std::filesystem::create_directory(logs, failed)) {
+        std::filesystem::permissions(logs, std::filesystem::perms::owner_all, failed);
+    }
+    ui_->LogName->setText(ToQt(JoinPath(logs.string(), FromQt(ui_->SesName->text()) + ".log")));
+    ui_->Schedule->SetTime(OneMinuteBefore(Now()));
+}
+
+// A session can be run without a repository, so the page stays; saving will fail with more words.
+void Form13::ShowNextId() {
+    try {
+        ui_->SesID->setText(QString::number(NextSessionID()));
+    } catch (const DataError& error) {
+        TellStop(error.Description() +
+                     "\nA new repository is made by the menu entry \"Create New Repository...\".",
+                 "Error");
+    }
+}
+
+bool Form13::QueryUnload() {
+    return AskToClose();
+}
+
+void Form13::Browse() {
+    const auto file =
+        CurrentDialogs().ChooseFileToSave({"Log File",
+                                           "Log File (*.log)|*.log|All Files (*.*)|*.*",
+                                           FromQt(ui_->LogName->text()),
+                                           "log"});
+    if (file && !file->empty()) {
+        ui_->LogName->setText(ToQt(*file));
+    }
+}
+
+void Form13::Next() {
+    const int after = ui_->FreqOpt->checkedId();
+    if (after != kRunOnly) {
+        if (ui_->SesName->text().isEmpty()) {
+            Tell("Please Enter the Session Name");
+            ui_->SesName->setFocus();
+            return;
+        }
+        if (!Save()) {
+            return;
+        }
+        Tell("Session Saved Successfully");
+    }
+    UnloadPage("Form13");
+    if (after == kSaveOnly) {
+        CancelSession();
+    } else {
+        ShowPage("Form14");
+    }
+}
+
+bool Form13::Save() {
+    SessionSave save;
+    save.SesName = FromQt(ui_->SesName->text());
+    save.LogName = FromQt(ui_->LogName->text());
+    if (!ui_->Schedule->Fill(save)) {
+        return false;
+    }
+    try {
+        // Another program may have saved meanwhile: the id that is stored is the one shown.
+        ui_->SesID->setText(QString::number(SaveSession(save)));
+        return true;
+    } catch (const DataError& error) {
+        TellStop("Unable to Save Session\n" + error.Description(), "Error");
+        return false;
+    }
+}
+
+}  // namespace vantry

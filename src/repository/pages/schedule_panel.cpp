@@ -1,0 +1,145 @@
+#include "repository/pages/schedule_panel.h"
+
+#include "ui_SchedulePanel.h"
+
+#include "shell/dialogs.h"
+
+namespace vantry {
+namespace {
+
+enum Kind { kDaily, kWeekly, kMonthly, kOnce, kEvery };
+
+const QDate kDayZero(1899, 12, 30);
+
+DateTime TimeOf(const QTime& time) {
+    return {0, static_cast<std::int64_t>(time.msecsSinceStartOfDay()) * 1'000'000};
+}
+
+}  // namespace
+
+SchedulePanel::SchedulePanel(QWidget* parent)
+    : QWidget(parent), ui_(std::make_unique<Ui::SchedulePanel>()) {
+    ui_->setupUi(this);
+    QRadioButton* const kinds[] = {
+        ui_->TimeOpt_0, ui_->TimeOpt_1, ui_->TimeOpt_2, ui_->TimeOpt_3, ui_->TimeOpt_4};
+    for (int i = 0; i < 5; ++i) {
+        ui_->TimeOpt->setId(kinds[i], i);
+    }
+    ui_->Evy->setId(ui_->Evy_0, 0);
+    ui_->Evy->setId(ui_->Evy_1, 1);
+    for (auto* const list : {ui_->SesDay, ui_->Hrs, ui_->Mins}) {
+        list->setCurrentIndex(-1);
+    }
+    connect(ui_->TimeOpt, &QButtonGroup::idToggled, this, [this](int id, bool on) {
+        if (on) {
+            ShowKind(id);
+        }
+    });
+    connect(ui_->Evy, &QButtonGroup::idToggled, this, [this](int id, bool on) {
+        if (on) {
+            ChooseInterval(id);
+        }
+    });
+    ShowKind(kDaily);
+    ChooseInterval(0);
+}
+
+SchedulePanel::~SchedulePanel() = default;
+
+void SchedulePanel::SetTime(const DateTime& time) {
+    ui_->SesTime->setTime(
+        QTime::fromMSecsSinceStartOfDay(static_cast<int>(time.nanos / 1'000'000)));
+    ui_->SesDate->setDate(kDayZero.addDays(time.day));
+    minute_mark_ = ui_->SesTime->time().toString("mm").toStdString();
+}
+
+void SchedulePanel::ShowKind(int kind) {
+    const bool at_time = kind != kEvery;
+    ui_->SesTime->setVisible(at_time);
+    ui_->Label6->setVisible(at_time);
+    for (auto* const day : {ui_->WeekDay_0,
+                            ui_->WeekDay_1,
+                            ui_->WeekDay_2,
+                            ui_->WeekDay_3,
+                            ui_->WeekDay_4,
+                            ui_->WeekDay_5,
+                            ui_->WeekDay_6}) {
+        day->setVisible(kind == kWeekly);
+    }
+    ui_->LabelChoice->setVisible(kind == kMonthly || kind == kOnce);
+    ui_->LabelChoice->setText(kind == kOnce ? "On" : "Every");
+    ui_->SesDay->setVisible(kind == kMonthly);
+    ui_->EveDay->setVisible(kind == kMonthly);
+    ui_->SesDate->setVisible(kind == kOnce);
+    for (QWidget* const control : std::initializer_list<QWidget*>{
+             ui_->Evy_0, ui_->Evy_1, ui_->Hrs, ui_->HrLabel, ui_->Mins, ui_->MinLabel}) {
+        control->setVisible(kind == kEvery);
+    }
+}
+
+void SchedulePanel::ChooseInterval(int unit) {
+    ui_->Hrs->setEnabled(unit == 0);
+    ui_->Mins->setEnabled(unit == 1);
+}
+
+std::string SchedulePanel::WeekMask() const {
+    std::string mask;
+    for (const auto* const day : {ui_->WeekDay_0,
+                                  ui_->WeekDay_1,
+                                  ui_->WeekDay_2,
+                                  ui_->WeekDay_3,
+                                  ui_->WeekDay_4,
+                                  ui_->WeekDay_5,
+                                  ui_->WeekDay_6}) {
+        mask += day->isChecked() ? '1' : '0';
+    }
+    return mask;
+}
+
+bool SchedulePanel::Fill(SessionSave& save) const {
+    const DateTime time = TimeOf(ui_->SesTime->time());
+    switch (ui_->TimeOpt->checkedId()) {
+        case kDaily:
+            SetDaily(save, time);
+            return true;
+        case kWeekly:
+            if (WeekMask() == "0000000") {
+                TellStop("Please Select atleast one WeekDay", "Stop");
+                return false;
+            }
+            SetWeekly(save, time, WeekMask());
+            return true;
+        case kMonthly:
+            if (ui_->SesDay->currentIndex() < 0) {
+                TellStop("Please Select a Day", "Stop");
+                return false;
+            }
+            SetMonthly(save, time, ui_->SesDay->currentText().toInt());
+            return true;
+        case kOnce:
+            SetOnce(
+                save, {static_cast<std::int32_t>(kDayZero.daysTo(ui_->SesDate->date())), 0}, time);
+            return true;
+        default:
+            return FillInterval(save);
+    }
+}
+
+bool SchedulePanel::FillInterval(SessionSave& save) const {
+    if (ui_->Evy->checkedId() == 0) {
+        if (ui_->Hrs->currentIndex() < 0) {
+            Tell("Please Enter Hours Interval");
+            return false;
+        }
+        SetHourly(save, ui_->Hrs->currentText().toInt(), minute_mark_);
+        return true;
+    }
+    if (ui_->Mins->currentIndex() < 0) {
+        Tell("Please Enter Minutes Interval");
+        return false;
+    }
+    SetMinutely(save, ui_->Mins->currentText().toInt());
+    return true;
+}
+
+}  // namespace vantry

@@ -1,0 +1,39 @@
+#pragma once
+// The controls of a schedule, the same on every page that edits one: which kind, and what goes with
+// that kind. What isn't asked for is hidden.
+
+#include "repository/session_statements.h"
+
+#include <QWidget>
+
+#include <memory>
+
+namespace Ui {
+class SchedulePanel;
+}
+
+namespace vantry {
+
+class SchedulePanel : public QWidget {
+    Q_OBJECT
+public:
+    explicit SchedulePanel(QWidget* parent = nullptr);
+    ~SchedulePanel() override;
+
+    // The time in the pickers, and the moment whose minute an hourly schedule takes.
+    void SetTime(const DateTime& time);
+
+    // The five schedule values. False: something is missing; the box that says so was shown.
+    bool Fill(SessionSave& save) const;
+
+private:
+    void ShowKind(int kind);
+    void ChooseInterval(int unit);
+    std::string WeekMask() const;
+    bool FillInterval(SessionSave& save) const;
+
+    std::unique_ptr<Ui::SchedulePanel> ui_;
+    std::string minute_mark_;
+};
+
+}  // namespace vantry
