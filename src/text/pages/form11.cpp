@@ -1,0 +1,183 @@
+#include "text/pages/form11.h"
+
+#include "ui_Form11.h"
+
+#include "connectors/pages/wizard_flow.h"
+#include "data/data_error.h"
+#include "data/letter_case.h"
+#include "drivers/text/file_names.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+
+#include <QSignalBlocker>
+
+namespace vantry {
+namespace {
+
+// "*.csv" as file systems that ignore letter case match it; "*.*" is every file.
+bool Matches(const std::string& name, const std::string& pattern) {
+    return pattern == "*.*" || LowerCased(name).ends_with(LowerCased(pattern.substr(1)));
+}
+
+std::vector<std::string> FilesOf(const std::string& folder, const std::string& pattern) {
+    std::vector<std::string> files;
+    try {
+        files = text::FilesOf(folder);
+    } catch (const DataError&) {
+        return {};  // a folder that isn't there has no files
+    }
+    std::erase_if(files, [&](const std::string& name) { return !Matches(name, pattern); });
+    return files;
+}
+
+}  // namespace
+
+Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
+    ui_->setupUi(this);
+    const auto store = [this](auto TableRec::*field) {
+        return [this, field](const auto& value) {
+            if (TableRec* const file = Selected()) {
+                file->*field = value;
+            }
+        };
+    };
+    format_ = new FormatControls(
+        *this,
+        "F",
+        {store(&TableRec::SFormat), store(&TableRec::TextQ), store(&TableRec::SFirstColLine)});
+    connect(ui_->Command1, &PlateButton::Click, this, &Form11::ChooseFolder);
+    connect(ui_->FolderName, &QLineEdit::returnPressed, this, &Form11::RefreshList);
+    connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
+    connect(ui_->FilesList, &QListWidget::itemSelectionChanged, this, &Form11::SelectFile);
+    // A file that is ticked by the keyboard is the one to be looked at, too.
+    connect(ui_->FilesList, &QListWidget::itemChanged, this, [this](QListWidgetItem* item) {
+        ui_->FilesList->setCurrentItem(item);
+    });
+    connect(ui_->SelAll, &PlateButton::Click, this, [this] { Tick(true); });
+    connect(ui_->SelNone, &PlateButton::Click, this, [this] { Tick(false); });
+    connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form11::Next);
+    connect(ui_->BCKBUTT, &PlateButton::Click, this, [] {
+        UnloadPage("Form11");
+        ShowPage("Form1");
+    });
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->CNCLBUTT, &PlateButton::Click, this, [] {
+        AskToCancel("Cancel", "Are you sure you want to cancel this Session?");
+    });
+}
+
+Form11::~Form11() = default;
+
+void Form11::OnLoad() {
+    format_->Open();
+    const QSignalBlocker quiet(ui_->FileExtCombo);
+    ui_->FileExtCombo->setCurrentIndex(0);
+}
+
+bool Form11::QueryUnload() {
+    return AskToClose();
+}
+
+std::string Form11::Folder() const {
+    return FromQt(ui_->FolderName->text());
+}
+
+void Form11::ChooseFolder() {
+    const auto folder = CurrentDialogs().ChooseFolder(
+        "Select Folder Where CSV/Delimited Text Files are located", Folder());
+    if (folder && !folder->empty()) {
+        ui_->FolderName->setText(ToQt(*folder));
+        RefreshList();
+    }
+}
+
+void Form11::RefreshList() {
+    const std::string pattern = FromQt(ui_->FileExtCombo->currentText());
+    {
+        const QSignalBlocker quiet(ui_->FilesList);
+        ui_->FilesList->clear();
+        format_->Clear();
+        files_.clear();
+        for (const auto& name : FilesOf(Folder(), pattern)) {
+            TableRec& file = files_.emplace_back();
+            file.TabID = static_cast<i16>(files_.size() - 1);
+            file.Name = name;
+            file.SFormat = ",";
+            file.TextQ = "\"";
+            file.SFirstColLine = 1;
+            auto* const entry = new QListWidgetItem(ToQt(name), ui_->FilesList);
+            entry->setCheckState(Qt::Unchecked);
+        }
+    }
+    if (files_.empty()) {
+        Tell("No Files Found in the selected directory matching extention:" +
+             JoinPath(Folder(), pattern));
+    }
+}
+
+TableRec* Form11::Selected() {
+    const auto entries = ui_->FilesList->selectedItems();
+    if (entries.isEmpty()) {
+        return nullptr;
+    }
+    return &files_.at(static_cast<std::size_t>(ui_->FilesList->row(entries.front())));
+}
+
+void Form11::SelectFile() {
+    if (const TableRec* const file = Selected()) {
+        format_->Load(*file);
+        format_->Preview(JoinPath(Folder(), file->Name));
+    }
+}
+
+void Form11::Tick(bool all) {
+    const QSignalBlocker quiet(ui_->FilesList);
+    for (int row = 0; row < ui_->FilesList->count(); ++row) {
+        ui_->FilesList->item(row)->setCheckState(all ? Qt::Checked : Qt::Unchecked);
+    }
+    ui_->FilesList->viewport()->update();
+}
+
+std::vector<TableRec> Form11::TickedFiles() const {
+    std::vector<TableRec> ticked;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (ui_->FilesList->item(static_cast<int>(i))->checkState() == Qt::Checked) {
+            ticked.push_back(files_[i]);
+            ticked.back().TabID = static_cast<i16>(ticked.size() - 1);
+            ticked.back().FolderName = Folder();
+        }
+    }
+    return ticked;
+}
+
+void Form11::Next() {
+    if (!format_->PreviewValid()) {
+        TellStop("Invalid File", "Stop");
+        return;
+    }
+    auto ticked = TickedFiles();
+    if (ticked.empty()) {
+        Tell("Please Select atleast one file for transfer");
+        return;
+    }
+    try {
+        if (Folder().empty()) {
+            throw DataError(kErrUnspecified, "No folder is chosen.");
+        }
+        WriteSchemaIni(Folder(), ticked, format_->Qualifier(), kTextSourceScanRows);
+    } catch (const std::exception& error) {
+        Tell(std::string("Error while preparing Text Source. Please Contact Vantry Support\n") +
+             error.what());
+        return;
+    }
+    SourceConnStr = TextSourceConnectionString(Folder());
+    SrcTables = std::move(ticked);
+    SourceQueryMode = 0;
+    HidePage("Form11");
+    if (const auto target = TargetPageOf(TargetType); !target.empty()) {
+        ShowPage(target);
+    }
+}
+
+}  // namespace vantry

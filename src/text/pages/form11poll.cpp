@@ -1,0 +1,120 @@
+#include "text/pages/form11poll.h"
+
+#include "ui_Form11Poll.h"
+
+#include "connectors/pages/wizard_flow.h"
+#include "data/data_error.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+
+namespace vantry {
+namespace {
+
+constexpr const char* kSampleFiles =
+    "Comma Seperated Values (*.csv)|*.csv|Tab Delimited Files (*.tab)|*.tab|Text Files "
+    "(*.txt)|*.txt|All Files (*.*)|*.*";
+
+struct SamplePath {
+    std::string folder;  // with its closing separator
+    std::string name;
+};
+
+SamplePath Split(const std::string& path) {
+    const auto separator = path.rfind('/');
+    if (separator == std::string::npos || separator + 1 == path.size()) {
+        throw DataError(kErrUnspecified,
+                        "'" + path +
+                            "' doesn't say in which folder which file is. Choose the sample file "
+                            "with the button beside it.");
+    }
+    return {path.substr(0, separator + 1), path.substr(separator + 1)};
+}
+
+// "*.csv"; "*.*" for a name without an extension.
+std::string PatternOf(const std::string& path) {
+    const auto name = path.substr(path.rfind('/') + 1);
+    return name.find('.') == std::string::npos ? "*.*" : "*." + FileExtOf(name);
+}
+
+}  // namespace
+
+Form11Poll::Form11Poll() : Page("Form11Poll"), ui_(std::make_unique<Ui::Form11Poll>()) {
+    ui_->setupUi(this);
+    // The format of the one file stands in the session's variables and in ChkNames alone.
+    const auto nowhere = [](const auto&) {};
+    format_ = new FormatControls(*this, "Col", {nowhere, nowhere, nowhere});
+    connect(ui_->Command1, &PlateButton::Click, this, &Form11Poll::ChooseSample);
+    connect(ui_->TxtFile, &QLineEdit::returnPressed, this, &Form11Poll::TakeSample);
+    connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form11Poll::Next);
+    connect(ui_->BCKBUTT, &PlateButton::Click, this, [] {
+        UnloadPage("Form11Poll");
+        ShowPage("Form1");
+    });
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->CNCLBUTT, &PlateButton::Click, this, [] {
+        AskToCancel("Cancel", "Are you sure you want to cancel this Session?");
+    });
+}
+
+Form11Poll::~Form11Poll() = default;
+
+void Form11Poll::OnLoad() {
+    format_->Open();
+}
+
+bool Form11Poll::QueryUnload() {
+    return AskToClose();
+}
+
+void Form11Poll::ChooseSample() {
+    const auto file = CurrentDialogs().ChooseFileToOpen(
+        {"Open CSV/Delimited File", kSampleFiles, FromQt(ui_->TxtFile->text()), ""});
+    if (file && !file->empty()) {
+        ui_->TxtFile->setText(ToQt(*file));
+        TakeSample();
+    }
+}
+
+void Form11Poll::TakeSample() {
+    const std::string path = FromQt(ui_->TxtFile->text());
+    ui_->FPatternTbox->setText(ToQt(PatternOf(path)));
+    format_->Preview(path);
+}
+
+void Form11Poll::Next() {
+    if (!format_->PreviewValid()) {
+        TellStop("Invalid File", "Stop");
+        return;
+    }
+    try {
+        Prepare();
+    } catch (const std::exception& error) {
+        Tell(std::string("Error while preparing Text Source. Please Contact Vantry Support\n") +
+             error.what());
+        return;
+    }
+    UnloadPage("Form11Poll");
+    if (const auto target = TargetPageOf(TargetType); !target.empty()) {
+        ShowPage(target);
+    }
+}
+
+void Form11Poll::Prepare() {
+    const SamplePath sample = Split(FromQt(ui_->TxtFile->text()));
+    TableRec file;
+    file.Name = sample.name;
+    file.SFormat = TextDelim;
+    file.SFirstColLine = format_->NamesInFirstLine();
+    file.TextQ = TextQual;
+    file.FolderName = sample.folder;
+    PollPattern = FromQt(ui_->FPatternTbox->text());
+    PollRename = FromQt(ui_->FRenameTbox->text());
+    PollFolder = sample.folder;
+    WriteSchemaIni(sample.folder, {&file, 1}, format_->Qualifier(), kPolledFileScanRows);
+    SourceConnStr = TextSourceConnectionString(sample.folder);
+    SrcTables = {file};
+    SourceQueryMode = 0;
+}
+
+}  // namespace vantry

@@ -1,0 +1,36 @@
+#pragma once
+// Form11Poll: a folder into which text files with changing names are dropped, set up on one sample.
+
+#include "core/session_state.h"
+#include "shell/page.h"
+#include "text/pages/format_controls.h"
+
+#include <memory>
+
+namespace Ui {
+class Form11Poll;
+}
+
+namespace vantry {
+
+class Form11Poll : public Page {
+    Q_OBJECT
+public:
+    Form11Poll();
+    ~Form11Poll() override;
+
+    void OnLoad() override;
+    bool QueryUnload() override;
+
+private:
+    void ChooseSample();
+    void TakeSample();
+    void Next();
+    // Writes "Schema.ini" and fills the session; throws DataError.
+    void Prepare();
+
+    std::unique_ptr<Ui::Form11Poll> ui_;
+    FormatControls* format_;
+};
+
+}  // namespace vantry
