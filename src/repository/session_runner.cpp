@@ -4,12 +4,11 @@
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
-#include "engine/target_creation.h"
-#include "mapping/column_discovery.h"
 #include "repository/polled_run.h"
 #include "repository/program_lock.h"
 #include "repository/repository.h"
 #include "repository/run_log_file.h"
+#include "repository/run_readiness.h"
 #include "repository/run_summary.h"
 #include "repository/saved_session.h"
 #include "text/text_writer.h"
@@ -49,111 +48,6 @@ auto WithRepository(Action&& action) {
     }
 }
 
-// Why the rows of the repository make no session that can run; empty when they do. A session that
-// is being saved is incomplete for a moment.
-std::string SessionFault() {
-    const auto is_one_of = [](const std::string& kind, std::initializer_list<const char*> kinds) {
-        return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
-    };
-    if (!is_one_of(SourceType,
-                   {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"})) {
-        return "its source kind \"" + SourceType + "\" is none that this version knows";
-    }
-    if (!is_one_of(TargetType, {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"})) {
-        return "its target kind \"" + TargetType + "\" is none that this version knows";
-    }
-    if (SrcTables.empty() || DstTables.size() != SrcTables.size()) {
-        return "it has no tables, or not as many targets as sources";
-    }
-    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-        const bool mapped = std::any_of(ColMaps.begin(), ColMaps.end(), [&](const ColMapRec& row) {
-            return row.TabID == SrcTables[i].TabID;
-        });
-        if (SrcTables[i].Name.empty() || DstTables[i].Name.empty() || !mapped) {
-            return "table " + std::to_string(i + 1) + " \"" + SrcTables[i].Name +
-                   "\" has no name, no target or no columns";
-        }
-    }
-    return {};
-}
-
-// Both sides, once: a server that is gone would otherwise fail row by row and table by table.
-void RequireBothSides() {
-    const auto require = [](const char* side, const std::string& connection_string) {
-        try {
-            Connection connection;
-            connection.Open(connection_string);
-            connection.Close();
-        } catch (const DataError& error) {
-            throw NotStarted{
-                kRunNotStarted,
-                std::string("Can't connect to the ") + side + ": " + error.Description()};
-        }
-    };
-    require("source", SourceConnStr);
-    if (TargetType != "TEXT") {
-        require("target", TargetConnStr);
-        return;
-    }
-    std::error_code error;
-    if (!std::filesystem::is_directory(TextDestDir, error)) {
-        throw NotStarted{kRunNotStarted,
-                         "There is no folder \"" + TextDestDir +
-                             "\" for the text files. Create it, or save a new session."};
-    }
-}
-
-// The session of RecordCreatedTable: the hook of the run carries none.
-i32 running_session = 0;
-
-// A run that is killed after it has created a table must not find it in its way the next time. The
-// run's record says the same at its end; this failing is made good there.
-void RecordCreatedTable(i16 i) {
-    try {
-        Connection repository;
-        repository.Open(RepoConnStr);
-        repository.Execute(
-            "Update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where "
-            "vytabs.SessionId=" +
-            std::to_string(running_session) +
-            " and vytabs.tabid=" + std::to_string(SrcTables.at(static_cast<std::size_t>(i)).TabID));
-        repository.Close();
-    } catch (const DataError&) {
-    }
-}
-
-// A run that died may have left a table that it had created and not recorded, or none where it had
-// dropped one. The session in memory, and the target, then become what the next run expects.
-void RepairAfterDeath(i16 i) {
-    auto& source = SrcTables.at(static_cast<std::size_t>(i));
-    auto& target = DstTables.at(static_cast<std::size_t>(i));
-    const bool to_create = source.TableExists == kFalse && source.FirstTimeLoadOpt == "CREATE";
-    const bool to_drop = source.TableExists == kTrue && source.LoadOption == "DROP";
-    if (!to_create && !to_drop) {
-        return;
-    }
-    const auto saved_sources = SrcTables;
-    const auto saved_targets = DstTables;
-    std::vector<std::string> names;
-    CheckTargetTable(source.TabID, names);
-    const bool exists = target.TableExists == kTrue;
-    SrcTables = saved_sources;
-    DstTables = saved_targets;
-    if (to_create && exists) {
-        for (auto* table : {&source, &target}) {
-            table->TableExists = kTrue;
-            table->FirstTimeLoadOpt.clear();
-        }
-        RecordCreatedTable(i);
-    }
-    if (to_drop && !exists) {
-        RunLogView nobody(LogFile(), nullptr, [] { return false; });
-        auto* const view = std::exchange(CurrentRunView, &nobody);
-        CreateTargetTable(i);  // what goes wrong here goes wrong again, and is told, in the run
-        CurrentRunView = view;
-    }
-}
-
 class SavedRun {
 public:
     SavedRun(i32 session_id, const RunnerSurroundings& surroundings) : surroundings_(surroundings) {
@@ -169,7 +63,7 @@ private:
     void TakeLock();
     void LoadWholeSession();
     void OpenLog();
-    void Repair();
+    void Prepare();
     void RunLoads();
     void RunOnce();
     void RunPolled();
@@ -228,7 +122,8 @@ void SavedRun::TakeLock() {
     }
 }
 
-// Once nobody else runs it: a run that has just ended may have changed it.
+// Once nobody else runs it: a run that has just ended may have changed it. And again: a session
+// that is being saved is incomplete for a moment.
 void SavedRun::LoadWholeSession() {
     std::string fault;
     for (int tries = 0; tries < kRepositoryTries; ++tries) {
@@ -274,10 +169,7 @@ RunnerExit SavedRun::Run() {
         if (surroundings_.cancel_requested()) {
             throw NotStarted{kRunCancelled, "Cancelled before it began."};
         }
-        RequireBothSides();
-        running_session = summary_.SessionID;
-        Repair();
-        lock_->SetUnfinished(true);
+        Prepare();
         RunLoads();
         code = CodeOfTables();
     } catch (const NotStarted& why) {
@@ -299,21 +191,22 @@ RunnerExit SavedRun::Run() {
     return code;
 }
 
-void SavedRun::Repair() {
-    if (!lock_->FoundUnfinished() || TargetType == "TEXT") {
-        return;
+void SavedRun::Prepare() {
+    if (auto fault = ConnectionFault(); !fault.empty()) {
+        throw NotStarted{kRunNotStarted, std::move(fault)};
     }
-    try {
-        for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-            RepairAfterDeath(static_cast<i16>(i));
+    RecordCreatedTables(summary_.SessionID);
+    if (lock_->FoundUnfinished()) {
+        try {
+            RepairAfterDeath();
+        } catch (const DataError& error) {
+            throw NotStarted{kRunNotStarted, error.Description()};
         }
-    } catch (const DataError& error) {
-        throw NotStarted{kRunNotStarted, error.Description()};
     }
+    lock_->SetUnfinished(true);
 }
 
 void SavedRun::RunLoads() {
-    TableCreatedHook = RecordCreatedTable;
     if (SourceType == "TEXTPOLL") {
         RunPolled();
     } else {

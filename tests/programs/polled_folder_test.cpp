@@ -230,10 +230,10 @@ TEST(PolledFolder, ACancelLetsTheFileThatIsBeingLoadedComeToItsEnd) {
     app.FromText("sample.csv", "TEXTPOLL");
     app.ToAccess("out.mdb");
     app.Save("poll");
-    constexpr int kRows = 2000;
+    constexpr int kRows = 20'000;
+    const std::string text = NumberedRows(kRows);
     for (int k = 0; k < 300; ++k) {
-        const auto file =
-            app.Folder().Write("in/f" + std::to_string(k) + ".csv", NumberedRows(kRows, k * kRows));
+        const auto file = app.Folder().Write("in/f" + std::to_string(k) + ".csv", text);
         MakeOlder(file, 10);
     }
     MakeOlder(app.Path("in/sample.csv"), 20);

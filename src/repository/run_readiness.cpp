@@ -1,0 +1,129 @@
+#include "repository/run_readiness.h"
+
+#include "engine/run_report.h"
+#include "engine/run_view.h"
+#include "engine/target_creation.h"
+#include "mapping/column_discovery.h"
+#include "repository/run_log_file.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <initializer_list>
+
+namespace vantry {
+namespace {
+
+// The session of RecordCreatedTable: the hook of the run carries none.
+i32 running_session = 0;
+
+// Its failing is made good by the run's record.
+void RecordCreatedTable(i16 i) {
+    try {
+        Connection repository;
+        repository.Open(RepoConnStr);
+        repository.Execute(
+            "Update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where "
+            "vytabs.SessionId=" +
+            std::to_string(running_session) +
+            " and vytabs.tabid=" + std::to_string(SrcTables.at(static_cast<std::size_t>(i)).TabID));
+        repository.Close();
+    } catch (const DataError&) {
+    }
+}
+
+void RepairTable(i16 i) {
+    auto& source = SrcTables.at(static_cast<std::size_t>(i));
+    auto& target = DstTables.at(static_cast<std::size_t>(i));
+    const bool to_create = source.TableExists == kFalse && source.FirstTimeLoadOpt == "CREATE";
+    const bool to_drop = source.TableExists == kTrue && source.LoadOption == "DROP";
+    if (!to_create && !to_drop) {
+        return;
+    }
+    const auto saved_sources = SrcTables;
+    const auto saved_targets = DstTables;
+    std::vector<std::string> names;
+    CheckTargetTable(source.TabID, names);
+    const bool exists = target.TableExists == kTrue;
+    SrcTables = saved_sources;
+    DstTables = saved_targets;
+    if (to_create && exists) {
+        for (auto* table : {&source, &target}) {
+            table->TableExists = kTrue;
+            table->FirstTimeLoadOpt.clear();
+        }
+        RecordCreatedTable(i);
+    }
+    if (to_drop && !exists) {
+        RunLogView nobody(LogFile(), nullptr, [] { return false; });
+        auto* const view = std::exchange(CurrentRunView, &nobody);
+        CreateTargetTable(i);  // what goes wrong here goes wrong again, and is told, in the run
+        CurrentRunView = view;
+    }
+}
+
+}  // namespace
+
+std::string SessionFault() {
+    const auto is_one_of = [](const std::string& kind, std::initializer_list<const char*> kinds) {
+        return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+    };
+    if (!is_one_of(SourceType,
+                   {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"})) {
+        return "its source kind \"" + SourceType + "\" is none that this version knows";
+    }
+    if (!is_one_of(TargetType, {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"})) {
+        return "its target kind \"" + TargetType + "\" is none that this version knows";
+    }
+    if (SrcTables.empty() || DstTables.size() != SrcTables.size()) {
+        return "it has no tables, or not as many targets as sources";
+    }
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        const bool mapped = std::any_of(ColMaps.begin(), ColMaps.end(), [&](const ColMapRec& row) {
+            return row.TabID == SrcTables[i].TabID;
+        });
+        if (SrcTables[i].Name.empty() || DstTables[i].Name.empty() || !mapped) {
+            return "table " + std::to_string(i + 1) + " \"" + SrcTables[i].Name +
+                   "\" has no name, no target or no columns";
+        }
+    }
+    return {};
+}
+
+std::string ConnectionFault() {
+    const auto fault = [](const char* side, const std::string& connection_string) {
+        try {
+            Connection connection;
+            connection.Open(connection_string);
+            connection.Close();
+            return std::string();
+        } catch (const DataError& error) {
+            return std::string("Can't connect to the ") + side + ": " + error.Description();
+        }
+    };
+    auto reason = fault("source", SourceConnStr);
+    if (!reason.empty() || TargetType != "TEXT") {
+        return reason.empty() ? fault("target", TargetConnStr) : reason;
+    }
+    std::error_code error;
+    if (!std::filesystem::is_directory(TextDestDir, error)) {
+        return "There is no folder \"" + TextDestDir +
+               "\" for the text files. Create it, or save a new session.";
+    }
+    return {};
+}
+
+void RecordCreatedTables(i32 session_id) {
+    running_session = session_id;
+    TableCreatedHook = RecordCreatedTable;
+}
+
+void RepairAfterDeath() {
+    if (TargetType == "TEXT") {
+        return;
+    }
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        RepairTable(static_cast<i16>(i));
+    }
+}
+
+}  // namespace vantry
