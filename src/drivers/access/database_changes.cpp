@@ -16,6 +16,9 @@ TableWriter& AccessTable::Writer() {
         if (object == nullptr || !object->IsTable() || object->name != def_->name) {
             throw TableMissing(def_->name);
         }
+        if (object->IsSystem()) {
+            throw CannotChangeSystemTable(object->name);
+        }
         writer_ = std::make_unique<TableWriter>(*file_->store,
                                                 file_->catalog.ReadTable(*object),
                                                 file_->catalog.ReadProperties(*object));

@@ -280,6 +280,9 @@ void DefinitionWriter::CreateIndex(std::string_view table, const sql::IndexDefin
     if (object == nullptr || !object->IsTable()) {
         throw TableMissing(table);
     }
+    if (object->IsSystem()) {
+        throw CannotChangeSystemTable(object->name);
+    }
     TableDef def = Catalog().ReadTable(*object);
     const std::size_t position = def.real_indexes.size();
     AddIndex(def, index);
@@ -393,8 +396,8 @@ void DefinitionWriter::DropTable(std::string_view name) {
         throw TableMissing(name);
     }
     const CatalogObject object = *found;
-    if ((object.flags & (kObjectSystem | kObjectSystem2)) != 0) {
-        throw CannotChangeTable(object.name, "it belongs to the database itself");
+    if (object.IsSystem()) {
+        throw CannotChangeSystemTable(object.name);
     }
     if (object.IsTable()) {
         const TableDef def = Catalog().ReadTable(object);

@@ -27,6 +27,8 @@ struct CatalogObject {
     bool IsTable() const { return type == ObjectType::Table; }
     bool IsLink() const { return type == ObjectType::Link || type == ObjectType::OdbcLink; }
     bool IsQuery() const { return type == ObjectType::Query; }
+    // One of the engine's own tables, which only the engine keeps right.
+    bool IsSystem() const { return (flags & (kObjectSystem | kObjectSystem2)) != 0; }
     PageNumber TablePage() const { return static_cast<std::uint32_t>(id) & kMaxPageNumber; }
 };
 

@@ -58,6 +58,11 @@ DataError CannotChangeTable(std::string_view table, std::string_view reason) {
                  "The table " + Quoted(table) + " can't be changed: " + std::string(reason) + ".");
 }
 
+DataError CannotChangeSystemTable(std::string_view table) {
+    return CannotChangeTable(
+        table, "it belongs to the database itself. Choose another name for your table");
+}
+
 DataError ValueDoesNotFit(FieldName field, std::string_view value, std::string_view type) {
     return Error(kErrConversion,
                  "The value " + Shown(value) + " can't be converted for the field " + At(field) +

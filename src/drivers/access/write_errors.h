@@ -21,6 +21,7 @@ DataError CannotWriteJet3(std::string_view file);
 DataError CannotWriteFile(std::string_view file, std::string_view reason);
 DataError OpenInAccess(std::string_view file, std::string_view user);
 DataError CannotChangeTable(std::string_view table, std::string_view reason);
+DataError CannotChangeSystemTable(std::string_view table);
 
 // Values that don't fit.
 DataError ValueDoesNotFit(FieldName field, std::string_view value, std::string_view type);

@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <functional>
 
 namespace vantry::access {
 namespace {
@@ -460,6 +461,34 @@ TEST(CreatedDatabase, IsLikeTheEnginesOwn) {
     ASSERT_EQ(their_rows.size(), our_rows.size());
     EXPECT_EQ(Content(model.string(), "MSysACEs"), Content(path, "MSysACEs"));
     EXPECT_NE("", ErrorOf([&] { CreateDatabaseFile(path); }));
+}
+
+// A run that empties its target first would else take the whole database away.
+TEST(CreatedDatabase, KeepsItsOwnTablesFromChanges) {
+    const test::TempDir folder;
+    const std::string path = folder / "own.mdb";
+    CreateDatabaseFile(path);
+    Opened opened(path);
+    const auto objects = opened.Table("MSysObjects");
+    const std::vector<std::size_t> columns{0};
+    const std::vector<Cell> values{Cell::Int64(1)};
+    const auto row = [&] {
+        const auto scan = objects->Scan({});
+        scan->Next();
+        return scan->CurrentRow();
+    }();
+    const std::vector<std::function<void()>> changes{
+        [&] { objects->DeleteAll(); },
+        [&] { objects->Delete(row); },
+        [&] { objects->Update(row, columns, values); },
+        [&] { objects->Insert(std::vector<Cell>(objects->Columns().size())); },
+        [&] { opened.database->CreateIndex("MSysObjects", Index("i", {"Type"})); },
+        [&] { opened.database->DropTable("MSysObjects"); }};
+    for (const auto& change : changes) {
+        const std::string error = ErrorOf([&] { opened.Statement(change); });
+        EXPECT_NE(std::string::npos, error.find("'MSysObjects' can't be changed")) << error;
+    }
+    EXPECT_EQ("", Faults(path));
 }
 
 }  // namespace
