@@ -60,7 +60,7 @@ std::uint64_t PageSource::VersionOf(std::uint64_t /*stamp*/) const {
 PageReader::PageReader(PageSource& source, std::size_t slots)
     : source_(&source),
       held_(slots, kNothing),
-      buffer_(std::make_unique<std::byte[]>(slots * source.PageSize())) {}
+      buffer_(std::make_unique_for_overwrite<std::byte[]>(slots * source.PageSize())) {}
 
 ByteSpan PageReader::Page(PageNumber page) {
     if (version_ != source_->Version()) {

@@ -15,7 +15,7 @@ constexpr PageNumber kWideGap = PageRun::kMaxPages / 8;
 
 void MakeRoom(PageRun& run, std::size_t page_size) {
     if (!run.bytes) {
-        run.bytes = std::make_unique<std::byte[]>(PageRun::kMaxPages * page_size);
+        run.bytes = std::make_unique_for_overwrite<std::byte[]>(PageRun::kMaxPages * page_size);
     }
 }
 

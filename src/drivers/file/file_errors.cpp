@@ -34,6 +34,8 @@ std::string_view Advice(int error) {
             return "It is a symbolic link, which isn't followed here.";
         case EFBIG:
             return "The file system allows no larger file.";
+        case ENOMEM:
+            return "Close other programs and try again.";
         case EMFILE:
         case ENFILE:
             return "Too many files are open: close other programs.";
@@ -97,6 +99,10 @@ DataError OpenedReadOnly(std::string_view path) {
     return Error("The file " + Quoted(path) +
                  " can only be read: you don't have permission to change it, or its medium is "
                  "read-only.");
+}
+
+DataError OutOfMemory(std::string_view path) {
+    return SystemError(path, "changed", ENOMEM);
 }
 
 DataError RowsLost(const DataError& error, std::uint64_t rows) {

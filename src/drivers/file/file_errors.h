@@ -19,6 +19,7 @@ DataError AlreadyExists(std::string_view path);
 DataError ReplacedWhileOpen(std::string_view path);
 DataError SizeLimit(std::string_view path, std::uint64_t limit);
 DataError OpenedReadOnly(std::string_view path);
+DataError OutOfMemory(std::string_view path);
 // `error` made a bulk load's last `rows` rows be taken back, which had been reported as added.
 DataError RowsLost(const DataError& error, std::uint64_t rows);
 DataError NotAJournal(std::string_view path, std::string_view journal);

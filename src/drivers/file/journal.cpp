@@ -328,7 +328,13 @@ void Journal::Sync() {
 
 void Journal::Remove() {
     RemoveFile(file_.Path());
-    SyncFolderOf(file_.Path());
+    try {
+        SyncFolderOf(file_.Path());
+    } catch (const std::exception&) {
+        // The transaction is committed: for every reader the journal is gone, and its changes are
+        // on the disk. Only a power failure may bring it back yet. A folder that can't be synced
+        // fails the next transaction before it changes anything.
+    }
 }
 
 PlaybackResult PlayBack(File& database, std::uint32_t block_size) {

@@ -409,7 +409,11 @@ void PagedFile::EndRow(bool keep) {
     const std::lock_guard lock(mutex_, std::adopt_lock);
     if (!keep) {
         if (undo_) {
-            UndoRow();
+            try {
+                UndoRow();
+            } catch (...) {
+                FailOpen(batch_rows_);
+            }
         }
         undo_ = false;
         images_.clear();
@@ -425,9 +429,8 @@ void PagedFile::EndRow(bool keep) {
     }
     try {
         SafePoint();
-    } catch (const DataError& error) {
-        RollbackOpen();
-        throw RowsLost(error, batch_rows_ - 1);
+    } catch (...) {
+        FailOpen(batch_rows_ - 1);
     }
     if (batch_rows_ % kRowsPerLook == 0 &&
         (Clock::now() - batch_start_ >= options_.batch_age ||
@@ -467,19 +470,27 @@ void PagedFile::CommitOpen(std::uint32_t failing) {
             before_commit_();
         }
         WriteEverything();
-    } catch (const DataError& error) {
-        RollbackOpen();
-        if (former_rows > 0) {
-            throw RowsLost(error, former_rows);
-        }
-        throw;
     } catch (...) {
-        RollbackOpen();
-        throw;
+        FailOpen(former_rows);
     }
     last_commit_ = Clock::now();
     NoteStamp(true);
     ReleaseWriter();
+}
+
+// To be called while an exception is handled, whatever it is: pages may be in any state.
+void PagedFile::FailOpen(std::uint32_t lost_rows) {
+    RollbackOpen();
+    try {
+        throw;
+    } catch (const DataError& error) {
+        throw RowsLost(error, lost_rows);
+    } catch (const std::bad_alloc&) {
+        if (lost_rows == 0) {
+            throw;
+        }
+        throw RowsLost(OutOfMemory(file_.Path()), lost_rows);
+    }
 }
 
 void PagedFile::RollbackOpen() {
@@ -487,8 +498,10 @@ void PagedFile::RollbackOpen() {
         journal_.reset();
         try {
             LockContent();
-            PlayBack(file_, options_.page_size);
-            if (file_.Size() > OffsetOf(base_pages_)) {
+            const auto played = PlayBack(file_, options_.page_size);
+            // Without a journal the transaction had been committed when it failed: cutting the file
+            // would take pages from under those that refer to them.
+            if (played != PlaybackResult::NoJournal && file_.Size() > OffsetOf(base_pages_)) {
                 file_.Truncate(OffsetOf(base_pages_));
             }
         } catch (const std::exception&) {
@@ -554,10 +567,6 @@ void PagedFile::WritePages(std::vector<std::uint32_t>& pages) {
         for (; end < pages.size() && pages[end] == first + (end - at); ++end) {
             Frame& frame = frames_.at(pages[end]);
             run.push_back({frame.bytes, options_.page_size});
-            if (frame.changed) {
-                frame.changed = false;
-                changed_existing_ -= Matters(pages[end]) ? 1 : 0;
-            }
         }
         if (options_.transform) {
             encoded.resize(run.size() * options_.page_size);
@@ -570,7 +579,14 @@ void PagedFile::WritePages(std::vector<std::uint32_t>& pages) {
             }
         }
         file_.WriteGathered(OffsetOf(first), run);
-        at = end;
+        // Not before: what a failure keeps from being written must be written later.
+        for (; at < end; ++at) {
+            Frame& frame = frames_.at(pages[at]);
+            if (frame.changed) {
+                frame.changed = false;
+                changed_existing_ -= Matters(pages[at]) ? 1 : 0;
+            }
+        }
     }
 }
 

@@ -142,6 +142,8 @@ private:
     // `failing`: rows of the batch that the caller reports as failed himself.
     void CommitOpen(std::uint32_t failing = 0);
     void RollbackOpen();
+    // Takes the transaction back and throws on, with the count of rows of the batch that go too.
+    [[noreturn]] void FailOpen(std::uint32_t lost_rows);
     void WriteEverything();
     void WriteEarly(std::vector<std::uint32_t> pages);
     void WritePages(std::vector<std::uint32_t>& pages);

@@ -1,0 +1,235 @@
+// Memory runs out at every single allocation of a statement, once or for good: the statement is
+// there whole or not at all, the file is sound, and no lock is left.
+
+#include "drivers/access/writing_fixture.h"
+#include "drivers/file/file_lock.h"
+#include "support/fault_plans.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <new>
+#include <optional>
+
+namespace {
+
+// Of the thread that sets it: allocations until one fails; 0: all succeed.
+thread_local long allocations_left = 0;
+thread_local bool fails_for_good = false;
+thread_local bool has_failed = false;
+
+void* Allocate(std::size_t size) {
+    if (allocations_left > 0 && --allocations_left == 0) {
+        has_failed = true;
+        allocations_left = fails_for_good ? 1 : 0;
+        throw std::bad_alloc();
+    }
+    void* const memory = std::malloc(size == 0 ? 1 : size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+}  // namespace
+
+// For the whole test program; g++ takes the pairing of these with malloc and free for a mistake.
+#pragma GCC diagnostic push
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
+#endif
+void* operator new(std::size_t size) {
+    return Allocate(size);
+}
+void* operator new[](std::size_t size) {
+    return Allocate(size);
+}
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory) noexcept {
+    std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+void operator delete[](void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
+#pragma GCC diagnostic pop
+
+namespace vantry::access {
+namespace {
+
+using Operation = std::function<void(Opened&)>;
+
+const std::string kMemo(9'000, 'm');
+
+std::vector<Cell> RowOf(std::int64_t id) {
+    return {Cell::Int64(id), Cell::Text("a name"), Cell::Text(kMemo)};
+}
+
+std::vector<sql::RowId> RowsOf(sql::StoredTable& table) {
+    std::vector<sql::RowId> rows;
+    const auto scan = table.Scan({});
+    while (scan->Next()) {
+        rows.push_back(scan->CurrentRow());
+    }
+    return rows;
+}
+
+void CreateTable(Opened& opened, const std::string& name) {
+    sql::TableDefinition table;
+    table.name = name;
+    table.columns = {Column("id", "LONG"), Column("name", "TEXT", 50), Column("memo", "MEMO")};
+    auto primary = Index("PrimaryKey", {"id"});
+    primary.primary = true;
+    table.indexes = {primary, Index("name", {"name"})};
+    opened.database->CreateTable(table);
+}
+
+struct NamedOperation {
+    const char* name;
+    Operation run;
+};
+
+std::vector<NamedOperation> Operations() {
+    return {{"create a table", [](Opened& opened) { CreateTable(opened, "second"); }},
+            {"insert", [](Opened& opened) { opened.Insert("first", RowOf(100)); }},
+            {"update",
+             [](Opened& opened) {
+                 const auto table = opened.Table("first");
+                 const std::vector<std::size_t> columns = {0, 1, 2};
+                 const std::string longer(3'000, 'u');
+                 opened.Statement([&] {
+                     table->Update(
+                         RowsOf(*table)[3],
+                         columns,
+                         std::vector<Cell>{Cell::Int64(70), Cell::Text("b"), Cell::Text(longer)});
+                 });
+             }},
+            {"delete",
+             [](Opened& opened) {
+                 const auto table = opened.Table("first");
+                 opened.Statement([&] { table->Delete(RowsOf(*table)[2]); });
+             }},
+            {"drop a table", [](Opened& opened) { opened.database->DropTable("first"); }},
+            {"load rows", [](Opened& opened) {
+                 const auto table = opened.Table("first");
+                 for (int id = 200; id < 220; ++id) {
+                     opened.database->InsertRow(*table, RowOf(id));
+                 }
+                 opened.file->store->Settle();
+             }}};
+}
+
+// Each table with its rows.
+std::vector<std::string> StateOf(const std::string& path) {
+    std::vector<std::string> state;
+    const auto source = OpenReadOnly(path);
+    ObjectCatalog catalog(*source);
+    for (const auto& object : catalog.Objects()) {
+        if (object.IsTable() && object.flags == 0) {
+            state.push_back(object.name);
+            for (auto& row : Content(path, object.name)) {
+                state.push_back(std::move(row));
+            }
+        }
+    }
+    return state;
+}
+
+class Allocation : public testing::TestWithParam<bool> {
+protected:
+    // What is wrong after the operation with its `point`-th allocation failing; empty: nothing.
+    // `more`: whether it got so far at all.
+    std::string Try(const NamedOperation& operation, long point, bool& more) {
+        std::filesystem::remove(path_ + "-journal");
+        std::filesystem::copy_file(
+            original_, path_, std::filesystem::copy_options::overwrite_existing);
+        bool failed = false;
+        {
+            auto opened = std::make_unique<Opened>(path_);
+            has_failed = false;
+            fails_for_good = GetParam();
+            allocations_left = point;
+            try {
+                operation.run(*opened);
+            } catch (const std::exception&) {
+                failed = true;
+            }
+            allocations_left = 0;
+            more = has_failed;
+            // The connection goes on to be of use.
+            if (failed) {
+                const auto error = ErrorOf([&] {
+                    opened->file->store->Settle();
+                    opened->Statement([] {});
+                });
+                if (!error.empty()) {
+                    return "afterwards: " + error;
+                }
+            }
+        }
+        if (const auto faults = Faults(path_); !faults.empty()) {
+            return faults;
+        }
+        const auto state = StateOf(path_);
+        const bool loads = std::string_view(operation.name) == "load rows";
+        if (!after_) {
+            after_ = state;
+        }
+        if (state != before_ && state != *after_ && !loads) {
+            return "half of it is there";
+        }
+        if (state != *after_ && !failed) {
+            return "it reported success";
+        }
+        return ErrorOf([&] { Opened(path_).Statement([] {}); });
+    }
+
+    test::NoSync no_sync_;
+    test::InstalledPlan installed_{no_sync_};
+    test::TempDir folder_;
+    std::string path_ = folder_ / "t.accdb";
+    std::string original_ = folder_ / "original.accdb";
+    std::vector<std::string> before_;
+    std::optional<std::vector<std::string>> after_;  // known from the run without a failure
+};
+
+TEST_P(Allocation, FailingOneTakesItsStatementBack) {
+    file::SetLockTimeout(std::chrono::milliseconds(50));
+    CreateDatabaseFile(original_);
+    {
+        Opened opened(original_);
+        CreateTable(opened, "first");
+        const auto table = opened.Table("first");
+        opened.Statement([&] {
+            for (int id = 0; id < 8; ++id) {
+                table->Insert(RowOf(id));
+            }
+        });
+    }
+    before_ = StateOf(original_);
+    for (const auto& operation : Operations()) {
+        bool more = false;
+        after_.reset();
+        ASSERT_EQ(Try(operation, 1'000'000'000, more), "") << operation.name;
+        long point = 1;
+        int wrong = 0;
+        for (more = true; more && wrong < 5; ++point) {
+            const auto what = Try(operation, point, more);
+            EXPECT_EQ(what, "") << operation.name << ", allocation " << point;
+            wrong += what.empty() ? 0 : 1;
+        }
+        EXPECT_GT(point, 20) << operation.name << " hardly allocates: does the hook work?";
+    }
+    file::SetLockTimeout(std::chrono::milliseconds(5000));
+}
+
+INSTANTIATE_TEST_SUITE_P(Memory, Allocation, testing::Bool(), [](const auto& kind) {
+    return kind.param ? "ForGood" : "Once";
+});
+
+}  // namespace
+}  // namespace vantry::access
