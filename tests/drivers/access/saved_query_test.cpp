@@ -3,11 +3,15 @@
 #include "drivers/access/saved_query.h"
 
 #include "data/data_error.h"
+#include "drivers/access/database_file.h"
 #include "drivers/access/driver.h"
 #include "drivers/access/page_source.h"
+#include "drivers/access/table_writer.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
+
+#include <map>
 
 namespace vantry::access {
 namespace {
@@ -33,20 +37,27 @@ protected:
     std::string Path() const { return (folder_ / "queries.mdb").string(); }
 
     void Add(const std::string& name, int kind, const std::vector<Row>& rows) {
-        const std::string id = std::to_string(next_id_++);
-        connection_->Execute(
-            "insert into MSysObjects (Id, ParentId, Name, Type, Flags, DateCreate, DateUpdate) "
-            "values (" +
-            id + ", 251658241, '" + name + "', 5, " + std::to_string(kind) +
-            ", #2024-01-01#, #2024-01-01#)");
-        int order = 0;
+        const Cell id = Cell::Int64(next_id_++);
+        const Cell day = Cell::FromDateTime({45'000, 0});
+        Insert("MSysObjects",
+               {{"Id", id},
+                {"ParentId", Cell::Int64(251'658'241)},
+                {"Name", Cell::Text(name)},
+                {"Type", Cell::Int64(5)},
+                {"Flags", Cell::Int64(kind)},
+                {"DateCreate", day},
+                {"DateUpdate", day}});
+        int order = 1000;
         for (const auto& row : rows) {
-            connection_->Execute(
-                "insert into MSysQueries (ObjectId, Attribute, [Order], Expression, Name1, Name2, "
-                "Flag) values (" +
-                id + ", " + std::to_string(row.attribute) + ", '" + std::to_string(1000 + order++) +
-                "', " + Literal(row.expression) + ", " + Literal(row.name1) + ", " +
-                Literal(row.name2) + ", " + std::to_string(row.flag) + ")");
+            const auto number = std::to_string(order++);
+            Insert("MSysQueries",
+                   {{"ObjectId", id},
+                    {"Attribute", Cell::Int64(row.attribute)},
+                    {"Order", Cell::Bytes(std::as_bytes(std::span(number)))},
+                    {"Expression", TextOrNull(row.expression)},
+                    {"Name1", TextOrNull(row.name1)},
+                    {"Name2", TextOrNull(row.name2)},
+                    {"Flag", Cell::Int64(row.flag)}});
         }
     }
     // The text, or the error's.
@@ -63,8 +74,22 @@ protected:
     std::unique_ptr<DriverConnection> connection_;
 
 private:
-    static std::string Literal(const std::string& text) {
-        return text.empty() ? "Null" : "'" + text + "'";
+    static Cell TextOrNull(const std::string& text) {
+        return text.empty() ? Cell::Null() : Cell::Text(text);
+    }
+    // Into one of the engine's own tables, which no statement may change.
+    void Insert(std::string_view table, const std::map<std::string, Cell>& values) {
+        DatabaseFile file(Path(), "");
+        const auto* object = file.catalog.Find(table);
+        file.store->Begin();
+        TableWriter writer(*file.store, file.catalog.ReadTable(*object), {});
+        std::vector<Cell> row;
+        for (const auto& column : writer.Def().columns) {
+            const auto value = values.find(column.name);
+            row.push_back(value == values.end() ? Cell::Null() : value->second);
+        }
+        writer.Insert(row);
+        file.store->Commit();
     }
 
     test::TempDir folder_;
