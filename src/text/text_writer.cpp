@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -62,6 +63,7 @@ private:
     void WriteRows();
     void EndLine(std::size_t fields, std::size_t columns);
     void FinishFile();
+    void NoteRowsInPlace();
 
     ClassBy class_by_;
     bool delimited_;
@@ -74,6 +76,7 @@ private:
     std::vector<text::LineColumn> columns_;
     bool has_long_columns_ = false;
     std::int64_t heading_lines_ = 0;
+    bool in_place_ = true;  // the file has got its name
     std::int64_t rows_read_ = 0;
     std::int64_t rows_loaded_ = 0;
     double total_rows_ = 0;
@@ -107,7 +110,8 @@ void TextRun::Run() {
             // It never opened: there is nothing to close, and nobody left to tell.
         }
         file_.Abandon();
-        report_->RowsLoaded = std::max<std::int64_t>(file_.Lines() - heading_lines_, 0);
+        in_place_ = false;
+        NoteRowsInPlace();
         return;
     }
     CurrentRunView->ClearRowCounter();
@@ -130,6 +134,7 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
     const auto start = std::chrono::steady_clock::now();
     const int errors_before = scope_.ErrorCount;
     report_->Outcome = TableOutcome::GivenUp;
+    in_place_ = true;
     const auto note = [&] {
         report_->Errors = scope_.ErrorCount - errors_before;
         report_->FormulaTexts = std::exchange(style_.formulas, 0);
@@ -143,9 +148,16 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
         throw;
     }
     note();
-    if (report_->Outcome == TableOutcome::GivenUp) {
+    if (report_->Outcome == TableOutcome::GivenUp && in_place_) {
         report_->Outcome = CancelRequested() ? TableOutcome::Cancelled : TableOutcome::Loaded;
     }
+}
+
+// Lines that were left beside a former file are no rows of the target.
+void TextRun::NoteRowsInPlace() {
+    std::error_code error;
+    const bool beside = !in_place_ && std::filesystem::exists(report_->Target + ".partial", error);
+    report_->RowsLoaded = beside ? 0 : std::max<std::int64_t>(file_.Lines() - heading_lines_, 0);
 }
 
 void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
@@ -285,8 +297,12 @@ void TextRun::EndLine(std::size_t fields, std::size_t columns) {
 
 // Rows that turn out not to be in the file were counted too soon.
 void TextRun::FinishFile() {
-    scope_([this] { file_.Finish(); });
-    report_->RowsLoaded = std::max<std::int64_t>(file_.Lines() - heading_lines_, 0);
+    in_place_ = false;
+    scope_([this] {
+        file_.Finish();
+        in_place_ = true;
+    });
+    NoteRowsInPlace();
     rows_loaded_ = std::clamp<std::int64_t>(file_.Lines() - heading_lines_, 0, rows_loaded_);
 }
 

@@ -260,5 +260,38 @@ TEST_F(LedgerCases, AFullDiskLosesNoRowUntold) {
     }
 }
 
+TEST_F(LedgerCases, AFullDiskUnderATextFileLosesNoRowUntold) {
+    for (const bool former : {false, true}) {
+        for (const int first : {1, 2, 3, 4}) {
+            for (const int last : {first, 1'000'000}) {
+                std::filesystem::remove_all(folder / "out");
+                std::filesystem::create_directory(folder / "out");
+                if (former) {
+                    folder.Write("out/dst.txt", "former\n");
+                }
+                view = RecordingView();
+                SaveSessionTo("TEXT", adVarWChar);
+                for (auto& row : source->rows) {  // some buffers full
+                    row[1] = Text(std::string(3000, 'x'));
+                }
+                FullDisk disk("dst.txt", first, last);
+                RunnerExit code = kRunNotStarted;
+                {
+                    const InstalledPlan installed(disk);
+                    code = Run();
+                }
+                const auto& table = CurrentRunReport.Tables.at(0);
+                const std::string what = "write " + std::to_string(first) + " to " +
+                                         std::to_string(last) + "\n" + view.log.substr(0, 1500);
+                // A write that fails once succeeds when it is tried again.
+                EXPECT_EQ(code == kRunWhole, table.Errors == 0) << what;
+                EXPECT_TRUE(code != kRunWhole || table.RowsLoaded == kRows) << what;
+                EXPECT_TRUE(last == first || disk.writes < first || code == kRunTableLost) << what;
+                EXPECT_EQ(table.RowsLoaded, Growth()) << what;
+            }
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vantry::test
