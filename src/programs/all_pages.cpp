@@ -3,20 +3,14 @@
 #include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "engine/pages/form14.h"
+#include "mapping/pages/register.h"
+#include "repository/pages/create_repository.h"
+#include "repository/pages/register.h"
 #include "shell/dialogs.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
-#if __has_include("mapping/pages/register.h")
-#include "mapping/pages/register.h"
-#endif
-#if __has_include("text/pages/register.h")
 #include "text/pages/register.h"
-#endif
-#if __has_include("repository/pages/register.h")
-#include "repository/pages/create_repository.h"
-#include "repository/pages/register.h"
-#endif
 
 namespace vantry {
 
@@ -24,24 +18,16 @@ void RegisterAllPages() {
     RegisterShellPages();
     RegisterConnectorPages();
     RegisterRunPages();
-#if __has_include("mapping/pages/register.h")
     RegisterMappingPages();
-#endif
-#if __has_include("text/pages/register.h")
     RegisterTextPages();
-#endif
-#if __has_include("repository/pages/register.h")
     RegisterRepositoryPages();
-#endif
 }
 
 namespace {
 
 void ConnectMenu() {
     MainWindow::Actions actions;
-#if __has_include("repository/pages/register.h")
     actions.create_repository = [] { CreateNewRepository(ApplicationFolder()); };
-#endif
     actions.create_session = [] { CreateNewSession(); };
     actions.show_navigator = [] { ShowNavigator(); };
     TheMainWindow().SetActions(std::move(actions));
