@@ -7,14 +7,19 @@
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 
+#include <QAbstractButton>
 #include <QCloseEvent>
 #include <QCoreApplication>
+#include <QGroupBox>
+#include <QKeySequence>
+#include <QLabel>
 #include <QMdiSubWindow>
 #include <QVersionNumber>
 
 #include <unistd.h>
 
 #include <cstdio>
+#include <set>
 
 namespace vantry {
 namespace {
@@ -49,6 +54,9 @@ MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
     ui_->setupUi(this);
     const auto version = QVersionNumber::fromString(QCoreApplication::applicationVersion());
     setWindowTitle(QString("Vantry %1.%2").arg(version.majorVersion()).arg(version.minorVersion()));
+    for (auto* const menu : {ui_->mRep, ui_->mSesS, ui_->mWindow, ui_->mHelp}) {
+        menus_.emplace_back(menu, menu->title());
+    }
     ConnectMenus();
 }
 
@@ -60,6 +68,28 @@ QMdiArea* MainWindow::Area() const {
 
 void MainWindow::SetActions(Actions actions) {
     actions_ = std::move(actions);
+}
+
+void MainWindow::YieldLetters(const QWidget* page) {
+    std::set<QKeySequence> taken;
+    const auto take = [&](const QString& text) { taken.insert(QKeySequence::mnemonic(text)); };
+    if (page != nullptr) {
+        for (const auto* const button : page->findChildren<QAbstractButton*>()) {
+            take(button->text());
+        }
+        for (const auto* const label : page->findChildren<QLabel*>()) {
+            if (label->buddy() != nullptr) {
+                take(label->text());
+            }
+        }
+        for (const auto* const group : page->findChildren<QGroupBox*>()) {
+            take(group->title());
+        }
+    }
+    for (const auto& [menu, title] : menus_) {
+        const bool yields = taken.contains(QKeySequence::mnemonic(title));
+        menu->setTitle(yields ? QString(title).remove('&') : title);
+    }
 }
 
 void MainWindow::ConnectMenus() {

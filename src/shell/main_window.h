@@ -5,8 +5,11 @@
 
 #include <functional>
 #include <memory>
+#include <utility>
+#include <vector>
 
 class QMdiArea;
+class QMenu;
 
 namespace Ui {
 class MDIForm1;
@@ -32,6 +35,10 @@ public:
     };
     void SetActions(Actions actions);
 
+    // Menus whose letter is one of this page's, too, give theirs up, so that Alt and the letter
+    // mean one thing; null: all have theirs.
+    void YieldLetters(const QWidget* page);
+
 protected:
     void closeEvent(QCloseEvent* event) override;
 
@@ -40,6 +47,7 @@ private:
     bool SureToExit();
 
     std::unique_ptr<Ui::MDIForm1> ui_;
+    std::vector<std::pair<QMenu*, QString>> menus_;  // with their titles, letters marked
     Actions actions_;
 };
 

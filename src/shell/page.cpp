@@ -4,6 +4,8 @@
 #include "shell/page_set.h"
 
 #include <QCloseEvent>
+#include <QKeyEvent>
+#include <QPushButton>
 
 namespace vantry {
 
@@ -13,6 +15,19 @@ Page::Page(const char* name, Place place) : place_(place) {
 
 void Page::OnActivate() {
     CenterPage(*this);
+}
+
+void Page::keyPressEvent(QKeyEvent* event) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+        for (auto* const button : findChildren<QPushButton*>()) {
+            if (button->isDefault() && button->isEnabled() && button->isVisible()) {
+                button->click();
+                return;
+            }
+        }
+    }
+    QWidget::keyPressEvent(event);
 }
 
 void Page::closeEvent(QCloseEvent* event) {

@@ -28,6 +28,8 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    // Enter presses the page's default button, as in a dialog, unless a control wants it.
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
     Place place_;

@@ -50,6 +50,12 @@ LoadedPage* Find(std::string_view name) {
     return nullptr;
 }
 
+void YieldLetters(const Page* page) {
+    if (MainWindow* const frame = FindMainWindow()) {
+        frame->YieldLetters(page);
+    }
+}
+
 // Tells a page that it has become the active one, once for each change.
 void Activate(const std::string& name) {
     if (ActiveName() == name) {
@@ -59,6 +65,7 @@ void Activate(const std::string& name) {
     if (Page* const page = FindPage(name)) {
         page->OnActivate();
     }
+    YieldLetters(FindPage(name));
 }
 
 // The larger of what the page asks for and what it was designed for.
@@ -116,6 +123,28 @@ void MakeVisible(const std::string& name) {
     Activate(name);
 }
 
+// A page that covered others in the frame went: the topmost of them takes the keys, unless another
+// page comes first. The toolkit leaves them to nobody.
+void ActivateUncovered() {
+    QTimer::singleShot(0, qApp, [] {
+        const MainWindow* const frame = FindMainWindow();
+        if (frame == nullptr) {
+            return;
+        }
+        const auto* const active = frame->Area()->activeSubWindow();
+        if (active != nullptr && active->isVisible()) {
+            return;
+        }
+        const auto windows = frame->Area()->subWindowList(QMdiArea::StackingOrder);
+        for (auto window = windows.rbegin(); window != windows.rend(); ++window) {
+            if ((*window)->isVisible()) {
+                frame->Area()->setActiveSubWindow(*window);
+                return;
+            }
+        }
+    });
+}
+
 // A program whose last window went has nothing left to do.
 void QuitWithoutWindows() {
     QTimer::singleShot(0, qApp, [] {
@@ -129,9 +158,11 @@ void QuitWithoutWindows() {
 void Vanish(LoadedPage& loaded) {
     if (ActiveName() == loaded.name) {
         ActiveName().clear();
+        YieldLetters(nullptr);
     }
     if (loaded.window != nullptr) {
         loaded.window->hide();
+        ActivateUncovered();
     }
     if (loaded.page != nullptr) {
         loaded.page->hide();
@@ -248,7 +279,7 @@ void UnloadAllPages() {
     }
 }
 
-WaitNotice::WaitNotice() {
+WaitNotice::WaitNotice() : focus_(QApplication::focusWidget()) {
     ShowPage("frmWait");
     // The slow work that follows lets no event in: painted now or never.
     QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
@@ -260,6 +291,9 @@ WaitNotice::WaitNotice() {
 void WaitNotice::Close() {
     if (std::exchange(open_, false)) {
         UnloadPage("frmWait");
+        if (focus_ != nullptr && focus_->isVisible()) {
+            focus_->setFocus();  // and its page is the active one again
+        }
     }
 }
 

@@ -4,6 +4,8 @@
 
 #include "shell/page.h"
 
+#include <QPointer>
+
 #include <functional>
 #include <memory>
 #include <string>
@@ -46,7 +48,8 @@ T* FindPageAs(std::string_view name) {
     return dynamic_cast<T*>(FindPage(name));
 }
 
-// "Loading Tables Information", painted at once; goes with the object or by Close.
+// "Loading Tables Information", painted at once; goes with the object or by Close, and the focus
+// goes back to where it was.
 class WaitNotice {
 public:
     WaitNotice();
@@ -57,6 +60,7 @@ public:
 
 private:
     bool open_ = true;
+    QPointer<QWidget> focus_;  // what had it before
 };
 
 }  // namespace vantry

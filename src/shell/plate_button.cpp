@@ -57,4 +57,20 @@ void PlateButton::SetMousePointer(int shape) {
     }
 }
 
+// Outside of a dialog the toolkit takes a button for the default as long as it has the focus and
+// not one moment longer: a page's default button would be none after the first walk past it.
+void PlateButton::focusInEvent(QFocusEvent* event) {
+    if (event->reason() != Qt::PopupFocusReason) {
+        default_without_focus_ = isDefault();
+    }
+    QPushButton::focusInEvent(event);
+}
+
+void PlateButton::focusOutEvent(QFocusEvent* event) {
+    QPushButton::focusOutEvent(event);
+    if (default_without_focus_) {
+        setDefault(true);
+    }
+}
+
 }  // namespace vantry

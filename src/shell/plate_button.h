@@ -36,6 +36,13 @@ public:
 
 Q_SIGNALS:
     void Click();
+
+protected:
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+
+private:
+    bool default_without_focus_ = false;
 };
 
 }  // namespace vantry

@@ -7,10 +7,13 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QGroupBox>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QMenuBar>
 #include <QMouseEvent>
+#include <QPushButton>
 
 namespace vantry {
 namespace {
@@ -66,6 +69,31 @@ TEST_F(MainWindowTest, HasTheMenusInTheirOrder) {
         }
         EXPECT_EQ((menu->title().remove('&') + ": " + entries.join("; ")).toStdString(), expected);
     }
+}
+
+TEST_F(MainWindowTest, AMenuYieldsALetterThatThePageHas) {
+    const auto titles = [] {
+        QString text;
+        for (const auto* const action : TheMainWindow().menuBar()->actions()) {
+            text += action->text() + ' ';
+        }
+        return text.toStdString();
+    };
+    ShowPage("NavForm");
+    auto* const page = FindPage("NavForm");
+    HidePage("NavForm");
+    QPushButton help("&Help", page);
+    QGroupBox frame("&Rows", page);
+    QLabel label("&Server", page);
+    ShowPage("NavForm");
+    EXPECT_EQ(titles(), "Repository &Session &Window Help ");
+    HidePage("NavForm");
+    EXPECT_EQ(titles(), "&Repository &Session &Window &Help ");
+    label.setBuddy(&help);
+    ShowPage("NavForm");
+    EXPECT_EQ(titles(), "Repository Session &Window Help ");
+    ShowPage("Form15");
+    EXPECT_EQ(titles(), "&Repository &Session &Window &Help ");
 }
 
 TEST_F(MainWindowTest, EntriesOpenWhatTheyName) {

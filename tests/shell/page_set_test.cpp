@@ -1,10 +1,12 @@
 #include "shell/page_set.h"
 
 #include "shell/main_window.h"
+#include "shell/plate_button.h"
 #include "shell/small_windows.h"
 #include "support/scripted_dialogs.h"
 
 #include <QApplication>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMdiArea>
@@ -124,6 +126,9 @@ TEST_F(PageSetTest, AModalPageReturnsWhenItIsUnloadedOrHidden) {
         bool seen = false;
         QTimer::singleShot(0, [&] {
             seen = FindPage("One")->isModal() && PageIsVisible("One");
+            const auto flags = FindPage("One")->windowFlags();
+            EXPECT_FALSE(flags & Qt::WindowMinMaxButtonsHint);
+            EXPECT_TRUE(flags & Qt::WindowCloseButtonHint);
             if (round == 0) {
                 HidePage("One");
             } else {
@@ -160,6 +165,63 @@ TEST_F(PageSetTest, TheWaitNoticeShowsAsLongAsItLives) {
         ShowPage("frmWait");
     }
     EXPECT_NE(FindPage("frmWait"), nullptr) << "closed once only";
+}
+
+TEST_F(PageSetTest, TheKeysGoBackToThePageThatWasCovered) {
+    const auto active = [] {
+        QCoreApplication::processEvents();
+        const auto* const window = TheMainWindow().Area()->activeSubWindow();
+        return window == nullptr ? std::string() : window->widget()->objectName().toStdString();
+    };
+    ShowPage("One");
+    QCoreApplication::processEvents();
+    auto* const edit = FindPageAs<Probe>("One")->edit;
+    edit->setFocus();
+    { const WaitNotice wait; }
+    EXPECT_EQ(QApplication::focusWidget(), edit);
+    EXPECT_EQ(active(), "One");
+    ShowPage("Two");
+    EXPECT_EQ(active(), "Two");
+    UnloadPage("Two");
+    EXPECT_EQ(active(), "One");
+    EXPECT_EQ(one.activations, 3);
+}
+
+TEST_F(PageSetTest, EnterPressesTheDefaultButtonWhereverTheFocusHasBeen) {
+    ShowPage("One");
+    QCoreApplication::processEvents();
+    auto* const page = FindPage("One");
+    int next = 0;
+    int other = 0;
+    PlateButton buttons[2];
+    for (auto& button : buttons) {
+        button.setParent(page);
+        button.show();
+    }
+    buttons[0].setDefault(true);
+    QObject::connect(&buttons[0], &PlateButton::Click, page, [&] { ++next; });
+    QObject::connect(&buttons[1], &PlateButton::Click, page, [&] { ++other; });
+    auto* const edit = FindPageAs<Probe>("One")->edit;
+    const auto enter = [](Qt::KeyboardModifiers modifiers = {}) {
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_Return, modifiers);
+        QApplication::sendEvent(QApplication::focusWidget(), &key);
+    };
+    edit->setFocus();
+    enter();
+    EXPECT_EQ(next, 1);
+    enter(Qt::ControlModifier);
+    EXPECT_EQ(next, 1);
+    buttons[0].setFocus();
+    buttons[1].setFocus();
+    enter();
+    EXPECT_EQ(other, 1);
+    edit->setFocus();
+    enter();
+    EXPECT_EQ(next, 2);
+    buttons[0].setEnabled(false);
+    enter();
+    EXPECT_EQ(next, 2);
+    EXPECT_EQ(other, 1);
 }
 
 }  // namespace
