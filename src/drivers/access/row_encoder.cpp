@@ -490,10 +490,10 @@ std::byte* RowEncoder::EncodeDate(const Column& column, const Cell& cell, std::b
     if (!value) {
         ThrowUnfit(column, cell);
     }
-    // The time counts forward also before day 0.
+    // The time counts forward also before day 0, so it is the day that has to be in the range.
     const double part = static_cast<double>(value->nanos) / static_cast<double>(kNanosPerDay);
     const double serial = value->day < 0 ? value->day - part : value->day + part;
-    if (serial < kMinSerialDate || serial >= kEndSerialDate) {
+    if (value->day < kMinSerialDate || value->day >= kEndSerialDate) {
         throw ValueOutOfRange(NameOf(column), ToText(cell), TypeName(*column.def));
     }
     return Put(out, serial);
