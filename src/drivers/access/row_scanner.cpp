@@ -26,8 +26,7 @@ RowScanner::RowScanner(PageSource& source, const TableDef& def)
       def_(&def),
       owned_(source, def.owned_map),
       finder_(source, def),
-      page_limit_(source.PageCount()),
-      limit_version_(source.Version()) {}
+      page_limit_(source.PageCount()) {}
 
 void RowScanner::ThrowBadSlots() const {
     throw DamagedPage(source_->Name(), page_number_, "its row list runs outside");
@@ -36,7 +35,8 @@ void RowScanner::ThrowBadSlots() const {
 bool RowScanner::PlanRun(PageRun& run, PageNumber most_pages) {
     run.owned.clear();
     const auto first = owned_.Next(next_page_);
-    if (first && *first >= page_limit_ && source_->Version() == limit_version_) {
+    // A page that others added meanwhile is in the file by now; one of a file that was cut isn't.
+    if (first && *first >= page_limit_ && *first >= source_->PageCount()) {
         throw DamagedPage(source_->Name(), *first, "which holds rows, lies behind the file's end");
     }
     if (!first || *first >= page_limit_) {

@@ -75,7 +75,6 @@ private:
     std::size_t run_count_ = 0;
     PageNumber next_page_ = 0;   // where the owned pages behind the runs begin
     PageNumber page_limit_ = 0;  // pages that are added while we read aren't visited
-    std::uint64_t limit_version_ = 0;
 
     ByteSpan page_;
     PageNumber page_number_ = 0;

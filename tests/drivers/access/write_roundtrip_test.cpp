@@ -463,6 +463,32 @@ TEST(CreatedDatabase, IsLikeTheEnginesOwn) {
     EXPECT_NE("", ErrorOf([&] { CreateDatabaseFile(path); }));
 }
 
+// A copy that broke off isn't taken for a smaller table, least of all when it is seconds old and
+// might be somebody's who adds to it now.
+TEST(CreatedDatabase, TellsThatItsLastPageIsGone) {
+    const test::TempDir folder;
+    const std::string path = folder / "cut.mdb";
+    CreateDatabaseFile(path);
+    {
+        Opened opened(path);
+        sql::TableDefinition table;
+        table.name = "t";
+        table.columns = {Column("a", "TEXT", 255), Column("b", "TEXT", 255)};
+        opened.database->CreateTable(table);
+        const std::string text(255, 'a');
+        for (int row = 0; row < 20; ++row) {
+            opened.Insert("t", {Cell::Text(text), Cell::Text(text)});
+        }
+    }
+    std::filesystem::resize_file(path, std::filesystem::file_size(path) - 1);
+    Opened opened(path);
+    const auto table = opened.Table("t");
+    const std::string error = ErrorOf([&] { (void)table->CountRows(); });
+    EXPECT_NE(std::string::npos, error.find("lies behind the file's end")) << error;
+    const auto scan = table->Scan(std::vector<std::size_t>{0});
+    EXPECT_THROW(while (scan->Next()){}, DataError);
+}
+
 // A run that empties its target first would else take the whole database away.
 TEST(CreatedDatabase, KeepsItsOwnTablesFromChanges) {
     const test::TempDir folder;
