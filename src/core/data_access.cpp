@@ -135,6 +135,7 @@ void Recordset::Requery() {
 // be read.
 bool Recordset::OpenForAdding() {
     try {
+        connection_->ExpectManyRows();  // Close settles
         appender_ = connection_->OpenAppender(source_);
     } catch (const DataError& error) {
         refusal_ = error;
@@ -361,6 +362,9 @@ void Command::Execute() {
         statement_.reset();
         connection_ = ConnectByString(ActiveConnection);
         connected_to_ = ActiveConnection;
+        if (ManyRows) {
+            connection_->ExpectManyRows();
+        }
     }
     if (items.empty()) {
         connection_->Execute(CommandText);

@@ -201,6 +201,7 @@ public:
                                    // at its first Execute
     std::string CommandText;       // may be replaced between two calls of Execute
     class Parameters Parameters;
+    bool ManyRows = false;  // the calls may share what makes a row last, up to Settle
 
     // Prepares at the first call and whenever text or parameter types have changed. A call uses the
     // parameters' values up: each must be set again before the next. A parameter without a value is

@@ -91,6 +91,8 @@ public:
     // Makes the rows of a bulk load last; throws what went wrong with those that were taken and
     // didn't get there (LostRows of the error).
     virtual void Settle() {}
+    // Many rows may come, and whoever sends them settles at the end: none of them need last before.
+    virtual void ExpectManyRows() {}
 };
 
 class Driver {

@@ -306,6 +306,7 @@ void GenericLoad::LoadByStatement() {
     Command& command = command_;
     command.CommandType = adCmdText;
     command.ActiveConnection = TargetConnStr;
+    command.ManyRows = true;
     scope_([&] { AppendParameters(command); });
     CutLast(insert_head_);
     command.CommandText = insert_head_ + ")";

@@ -13,6 +13,10 @@ void AccessDatabase::Settle() {
     file_->store->Settle();
 }
 
+void AccessDatabase::ExpectManyRows() {
+    file_->store->ExpectManyRows();
+}
+
 std::vector<TableEntry> AccessDatabase::Tables() {
     file_->store->Settle();
     struct Named {

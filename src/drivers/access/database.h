@@ -26,6 +26,7 @@ public:
     void RollbackStatement() override;
     void InsertRow(sql::StoredTable& table, std::span<const Cell> row) override;
     void Settle() override;
+    void ExpectManyRows() override;
 
 private:
     template <typename Change>

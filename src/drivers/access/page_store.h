@@ -38,6 +38,7 @@ public:
     // At the start of a statement that reads: rows that connections of this process keep back
     // become visible, and changes by others are noticed. Throws what went wrong in the background.
     void Settle();
+    void ExpectManyRows() { file_->ExpectManyRows(); }
     std::uint64_t ForeignChanges() const { return file_->ForeignChanges(); }
 
     // ---- Transactions; see file::PagedFile

@@ -15,7 +15,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kChunkPages = 64;        // of the page memory
 constexpr std::size_t kRunPages = 64;          // complete pages written together
 constexpr std::uint64_t kMostGrowPages = 256;  // that the file is given at once
-constexpr std::uint32_t kSingleRows = 4;       // of a burst, committed one by one
 constexpr int kFlushTries = 50;
 constexpr std::uint32_t kRowsPerLook = 64;  // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
@@ -391,7 +390,7 @@ void PagedFile::BeginRow(bool undo) {
             if (batch_start_ - last_commit_ > kBurstGap) {
                 burst_ = 0;
             }
-            if (burst_ >= kSingleRows) {
+            if (burst_ >= single_rows_) {
                 WakeTimer();
             }
         }
@@ -422,7 +421,7 @@ void PagedFile::EndRow(bool keep) {
     undo_ = false;
     images_.clear();
     ++batch_rows_;
-    if (burst_ < kSingleRows) {
+    if (burst_ < single_rows_) {
         ++burst_;
         CommitOpen(1);
         return;

@@ -70,6 +70,8 @@ public:
     // still keep in an open batch visible to everybody, and notices changes by others. Throws what
     // went wrong when a batch was committed in the background.
     void Settle();
+    // Rows are batched from the first one on: whoever adds them calls Settle() behind the last.
+    void ExpectManyRows() { single_rows_ = 0; }
     // Counts the times when another connection was found to have changed the file.
     std::uint64_t ForeignChanges() const { return foreign_changes_; }
 
@@ -200,6 +202,8 @@ private:
     std::chrono::steady_clock::time_point last_commit_;
     std::uint32_t burst_ = 0;
     std::uint32_t batch_rows_ = 0;
+    static constexpr std::uint32_t kSingleRows = 4;
+    std::uint32_t single_rows_ = kSingleRows;  // of a burst, committed one by one
     std::exception_ptr pending_;
     std::mutex timer_mutex_;
     std::condition_variable timer_wake_;

@@ -49,6 +49,7 @@ public:
 
     std::vector<TableEntry> Tables() override { return database_->Tables(); }
     void Settle() override { database_->Settle(); }
+    void ExpectManyRows() override { database_->ExpectManyRows(); }
 
 private:
     std::shared_ptr<EmbeddedDatabase> database_;

@@ -129,6 +129,8 @@ public:
     virtual void InsertRow(StoredTable& table, std::span<const Cell> row);
     // Ends such a batch; throws what went wrong with it.
     virtual void Settle() {}
+    // Lets a batch begin with its first row.
+    virtual void ExpectManyRows() {}
 };
 
 // What the SQL layer must know of an engine's dialect.
