@@ -200,20 +200,21 @@ void Form4::LeaveCell(int row, int column) {
     CellEntered = kFalse;
 }
 
-void Form4::CommitName(int row) {
+bool Form4::CommitName(int row) {
     const auto index = static_cast<std::size_t>(row);
     const std::string name = FromQt(ui_->DestTabList->currentText());
     if (!NameTargetTable(index, name)) {
-        return;
+        return true;
     }
     ui_->FlexGrid1->SetText(row, kDestinationTable, ToQt(name));
     ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
     const i16 tab_id = DstTables[index].TabID;
-    ReloadTable(tab_id);
+    const bool reloaded = ReloadTable(tab_id);
     RebuildTableMap(tab_id);
+    return reloaded;
 }
 
-void Form4::ReloadTable(i16 tab_id) {
+bool Form4::ReloadTable(i16 tab_id) {
     const std::size_t listed = target_names_.size();
     try {
         const BusyCursor busy;
@@ -224,13 +225,15 @@ void Form4::ReloadTable(i16 tab_id) {
         }
     } catch (const DataError& error) {
         TellSourceFailure(error);
-        return;
+        return false;
     }
     try {
         const BusyCursor busy;
         ReloadTargetColumns(tab_id);
+        return true;
     } catch (const DataError& error) {
         TellTargetFailure(error);
+        return false;
     }
 }
 
@@ -257,6 +260,12 @@ void Form4::ChkAllTabColMapping(i16& ok) {
 }
 
 void Form4::Next() {
+    // A name that stands in the open list is meant: the button leaves its cell, too.
+    const auto* const grid = ui_->FlexGrid1;
+    if (grid->OpenedEditor() != nullptr && grid->currentColumn() == kDestinationTable &&
+        !CommitName(grid->currentRow())) {
+        return;
+    }
     i16 ok = kFalse;
     try {
         ChkAllTabColMapping(ok);

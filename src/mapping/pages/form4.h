@@ -42,8 +42,9 @@ private:
 
     void EnterCell(int row, int column);
     void LeaveCell(int row, int column);
-    void CommitName(int row);
-    void ReloadTable(i16 tab_id);
+    // Both are false when the table couldn't be read, which the user has been told.
+    bool CommitName(int row);
+    bool ReloadTable(i16 tab_id);
     void OpenColumns(int row);
     void Next();
     void Back();

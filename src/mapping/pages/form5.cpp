@@ -267,20 +267,21 @@ void Form5::EnterCell(int row, int column) {
     ui_->ColGrid1->OpenEditor(list);
 }
 
-void Form5::LeaveCell(int row, int column) {
+bool Form5::LeaveCell(int row, int column) {
     if (column == kSourceColumn) {
         LeaveSource(row);
     } else if (TargetExists != kFalse) {
-        return;
+        return true;
     } else if (column == kTargetColumn) {
         CommitTargetName(row);
     } else if (column == kTargetType) {
         CommitTargetType(row);
     } else if (column == kTargetSize && ui_->ColGrid1->OpenedEditor() == ui_->t1) {
-        LeaveSize(row);
+        return LeaveSize(row);
     } else if (column == kTargetDec && ui_->ColGrid1->OpenedEditor() == ui_->t1) {
-        LeaveDecimals(row);
+        return LeaveDecimals(row);
     }
+    return true;
 }
 
 // In t1 Enter is looser than leaving the cell; in a list it does the same.
@@ -389,10 +390,11 @@ void Form5::CommitTargetType(int row) {
     ui_->ColGrid1->CloseEditor(ui_->DTCombo);
 }
 
-void Form5::LeaveSize(int row) {
+bool Form5::LeaveSize(int row) {
     auto& map = MapRow(row);
     const QString text = ui_->t1->text();
-    if (const auto size = SizeOf(FromQt(text))) {
+    const auto size = SizeOf(FromQt(text));
+    if (size) {
         ui_->ColGrid1->SetText(row, kTargetSize, text);
         map.DWidth = *size;
     } else {
@@ -400,13 +402,15 @@ void Form5::LeaveSize(int row) {
         ui_->ColGrid1->SetText(row, kTargetSize, QString::number(map.DWidth));
     }
     ui_->ColGrid1->CloseEditor(ui_->t1);
+    return size.has_value();
 }
 
-void Form5::LeaveDecimals(int row) {
+bool Form5::LeaveDecimals(int row) {
     auto& map = MapRow(row);
     const QString text = ui_->t1->text();
     const auto decimals = DecimalsOf(FromQt(text));
-    if (decimals && AreDecimalsBelowSize(FromQt(text), map.DWidth)) {
+    const bool good = decimals && AreDecimalsBelowSize(FromQt(text), map.DWidth);
+    if (good) {
         ui_->ColGrid1->SetText(row, kTargetDec, text);
         map.DScale = *decimals;
     } else {
@@ -419,6 +423,7 @@ void Form5::LeaveDecimals(int row) {
         ui_->t1->clear();
     }
     ui_->ColGrid1->CloseEditor(ui_->t1);
+    return good;
 }
 
 void Form5::CommitNumberLoosely() {
@@ -438,6 +443,11 @@ void Form5::CommitNumberLoosely() {
 // ---- Closing ----
 
 bool Form5::Close() {
+    // What stands in an open editor is meant: the button leaves its cell, too.
+    const auto* const grid = ui_->ColGrid1;
+    if (grid->OpenedEditor() != nullptr && !LeaveCell(grid->currentRow(), grid->currentColumn())) {
+        return false;
+    }
     UnselectSkippedRows();
     if (const std::string name = FindDuplicateTarget(ColMaps); !name.empty()) {
         TellStop("Column " + name + " is Duplicated. Please eliminate Duplicates");

@@ -47,7 +47,8 @@ private:
     ColMapRec& MapRow(int row);
     bool TakesEditor(int row, int column);
     void EnterCell(int row, int column);
-    void LeaveCell(int row, int column);
+    // False when a number was refused, which the user has been told; LeaveSize, LeaveDecimals too.
+    bool LeaveCell(int row, int column);
     void PressEnter(QWidget* editor);
     void Scroll();
     void Escape(QWidget* editor);
@@ -59,8 +60,8 @@ private:
     void LeaveSource(int row);
     void CommitTargetName(int row);
     void CommitTargetType(int row);
-    void LeaveSize(int row);
-    void LeaveDecimals(int row);
+    bool LeaveSize(int row);
+    bool LeaveDecimals(int row);
     void CommitNumberLoosely();
     bool Close();
 

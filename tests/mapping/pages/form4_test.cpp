@@ -378,6 +378,20 @@ TEST_F(Form4Test, NextWithoutErrorsTakesSkippedRowsOutAndGoesOn) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
 }
 
+TEST_F(Form4Test, NextTakesTheNameThatStandsInTheOpenList) {
+    Open();
+    session_.InSource({"DROP TABLE Orders"});
+    TypeName(1, "Archive");
+    Press("Form4", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 10), "stop|Stop|");
+    EXPECT_EQ(Visible(), "Form4") << "its columns are unknown";
+    TypeName(2, "Brand New");
+    Press("Form4", "NXTBUTT");
+    EXPECT_EQ(Targets(), "Customers|Archive|Brand New|");
+    EXPECT_EQ(DstTables[2].FirstTimeLoadOpt, "CREATE");
+    EXPECT_EQ(Visible(), "Form13");
+}
+
 TEST_F(Form4Test, NextWithErrorsShowsThemAndAsksWhenTheyAreIgnored) {
     struct {
         const char* button;

@@ -357,6 +357,25 @@ TEST_F(Form5Test, CloseStopsAtTargetColumnsNamedTwice) {
     EXPECT_EQ(Visible(), "Form4");
 }
 
+TEST_F(Form5Test, CloseTakesWhatStandsInAnOpenEditor) {
+    MapAndOpen();
+    TypeNumber(1, kSize, "x");
+    Press("Form5", "closebutt");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Number|OK");
+    EXPECT_EQ(Visible(), "Form5");
+    TypeNumber(1, kSize, "33");
+    Press("Form5", "closebutt");
+    EXPECT_FALSE(IsLoaded("Form5"));
+    EXPECT_EQ(Map(1).DWidth, 33);
+    Open();
+    ClickCell(grid_, 0, kTarget);
+    targets_->lineEdit()->selectAll();
+    Type(targets_, "Number");
+    Press("Form5", "closebutt");
+    EXPECT_FALSE(IsLoaded("Form5"));
+    EXPECT_EQ(Map(0).DCName, "Number");
+}
+
 TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
     struct {
         const char* option;
