@@ -248,7 +248,8 @@ void UnloadPage(std::string_view name) {
 QSize RoomFor(const Page& page, QSize asked) {
     QSize room = asked.expandedTo(page.minimumSizeHint());
     if (page.layout() != nullptr && page.layout()->hasHeightForWidth()) {
-        room.setHeight(std::max(room.height(), page.layout()->totalHeightForWidth(room.width())));
+        room.setHeight(
+            std::max(room.height(), page.layout()->totalMinimumHeightForWidth(room.width())));
     }
     return room;
 }
