@@ -4,6 +4,7 @@
 //                                    the same copy without one
 //     access_bench open [MEBIBYTES]  opening a large file and listing its tables, with the file
 //                                    out of the page cache and in it
+//     access_bench memo [MEBIBYTES]  a memo of that many ASCII characters there and back
 //     access_bench full              fills a file to the format's limit, then verifies it
 
 #include "data/driver.h"
@@ -154,6 +155,52 @@ void MeasureOpen(std::uintmax_t mebibytes) {
                 Median(warm) * 1e3);
 }
 
+void CopyMemo(std::size_t mebibytes) {
+    const test::TempDir folder;
+    const auto file = folder / "memo.accdb";
+    std::string memo(mebibytes << 20, '\0');
+    for (std::size_t at = 0; at < memo.size(); ++at) {
+        memo[at] = static_cast<char>('a' + (at * 7 + at / 4096) % 26);
+    }
+    access::MakeAccessDriver()->CreateDatabase(StringFor(file));
+    const double written = SecondsOf([&] {
+        const auto connection = access::MakeAccessDriver()->Connect(StringFor(file));
+        connection->Execute("CREATE TABLE [memos] (m Memo)");
+        const Cell row[] = {Cell::Text(memo)};
+        connection->OpenAppender("SELECT m FROM [memos]")->Append(row);
+    });
+    bool same = false;
+    const double read = SecondsOf([&] {
+        const auto connection = access::MakeAccessDriver()->Connect(StringFor(file));
+        const auto cursor = connection->OpenCursor("SELECT m FROM [memos]");
+        same = cursor->Next() && cursor->Row()[0].AsText() == memo;
+    });
+    const auto found = access::Verify(file.string()).Text();
+    std::printf("memo of %zu MiB: written in %.2f s, read in %.2f s, %s; verify: %s\n",
+                mebibytes,
+                written,
+                read,
+                same ? "the same" : "DIFFERENT",
+                found.empty() ? "sound" : found.c_str());
+    std::fflush(stdout);
+    constexpr std::size_t kMostOfMdbtools = 7;  // it takes lengths from 16 MiB stored on for flags
+    if (mebibytes > kMostOfMdbtools) {
+        std::puts("mdb-export can't read values of this length: not asked");
+        return;
+    }
+    // It cuts values at 200,000 bytes.
+    const auto exported = (folder / "memo.csv").string();
+    const std::string command =
+        "mdb-export -Q -H '" + file.string() + "' memos > '" + exported + "'";
+    if (std::system(command.c_str()) == 0) {
+        const auto theirs = folder.Read("memo.csv");
+        const auto length = theirs.size() - 1;
+        std::printf("mdb-export: %zu characters, %s\n",
+                    length,
+                    theirs == memo.substr(0, length) + "\n" ? "the same" : "DIFFERENT");
+    }
+}
+
 void FillToTheLimit() {
     const test::TempDir folder;
     const auto file = folder / "full.accdb";
@@ -183,10 +230,14 @@ int Main(const std::vector<std::string>& arguments) {
         MeasureWhere(number(1'000'000));
     } else if (task == "open" && number(1) > 0) {
         MeasureOpen(static_cast<std::uintmax_t>(number(1024)));
+    } else if (task == "memo" && number(1) > 0) {
+        CopyMemo(static_cast<std::size_t>(number(100)));
     } else if (task == "full") {
         FillToTheLimit();
     } else {
-        std::fputs("usage: access_bench where [ROWS] | open [MEBIBYTES] | full\n", stderr);
+        std::fputs(
+            "usage: access_bench where [ROWS] | open [MEBIBYTES] | memo [MEBIBYTES] | full\n",
+            stderr);
         return 2;
     }
     return 0;
