@@ -130,7 +130,7 @@ TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
     const test::FileBytes original(path);
     const auto mutators = Mutators();
     std::mt19937 random(20'000);
-    const long memory = PeakMemoryKiB();
+    [[maybe_unused]] const long memory = PeakMemoryKiB();
     for (int i = 0; i < kMutations / 5; ++i) {
         const auto& mutator = mutators[static_cast<std::size_t>(i) % mutators.size()];
         SCOPED_TRACE("mutation " + std::to_string(i) + ": " + mutator.name);
