@@ -5,6 +5,8 @@
 #include "core/session_state.h"
 #include "mapping/column_discovery.h"
 #include "programs/all_pages.h"
+#include "repository/pages/create_repository.h"
+#include "shell/dialogs.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/product_picture.h"
@@ -30,6 +32,29 @@
 
 namespace vantry {
 namespace {
+
+// Nobody is there to answer a box: it is printed, and the picture shows what the page did next.
+class PrintedDialogs : public Dialogs {
+public:
+    PrintedDialogs() : replacement_(*this) {}
+    BoxAnswer Show(const Box& box) override {
+        std::printf("a box said: %s\n", box.text.c_str());
+        return box.buttons == BoxButtons::YesNo ? BoxAnswer::No : BoxAnswer::Ok;
+    }
+    void Beep() override {}
+    std::optional<std::string> ChooseFileToOpen(const FileChoice&) override { return file; }
+    std::optional<std::string> ChooseFileToSave(const FileChoice&) override { return {}; }
+    std::optional<std::string> ChooseFolder(const std::string&, const std::string&) override {
+        return folder;
+    }
+    bool Open(const std::string&) override { return true; }
+
+    std::optional<std::string> file;
+    std::optional<std::string> folder;
+
+private:
+    DialogsReplacement replacement_;
+};
 
 QPalette DarkPalette() {
     QPalette dark;
@@ -64,7 +89,7 @@ public:
 
     void Draw() {
         MakeSession();
-        for (const char* name : {"NavForm", "Form1", "Form12c", "frmWait", "Form6", "Form15"}) {
+        for (const char* name : {"NavForm", "Form1", "frmWait", "Form6", "Form15"}) {
             Show(name);
         }
         ShowPage("Form2");
@@ -116,26 +141,23 @@ private:
         SrcTables[1].Name = "orders";
         SrcTables[2].Name = "products";
         RegisterAllPages();
+        CreateNewRepository(folder_);
     }
 
     void DrawTextPages() {
-        const auto fill = [this](const char* page) {
-            if (!Exists(page)) {
-                return;
-            }
-            ShowPage(page);
-            Fill(page, "FolderName", folder_);
-            if (auto* const list = FindPage(page)->findChild<QListWidget*>("FilesList")) {
-                if (auto* const box = FindPage(page)->findChild<QComboBox*>("FileExtCombo")) {
-                    box->setCurrentIndex(1);
-                    box->setCurrentIndex(0);
-                }
-                list->setCurrentRow(0);
-            }
-            Show(page);
-        };
-        fill("Form11");
-        fill("Form11Poll");
+        dialogs_.folder = folder_;
+        ShowPage("Form11");
+        Click("Form11", "Command1");
+        auto* const list = FindPage("Form11")->findChild<QAbstractItemView*>("FilesList");
+        list->setCurrentIndex(list->model()->index(0, 0));
+        Show("Form11");
+        dialogs_.file = JoinPath(folder_, "customers.csv");
+        ShowPage("Form11Poll");
+        Click("Form11Poll", "Command1");
+        Show("Form11Poll");
+        ShowPage("Form12c");
+        Fill("Form12c", "FName", folder_);
+        Show("Form12c");
     }
 
     void DrawMappingPages() {
@@ -237,6 +259,7 @@ private:
         }
     }
 
+    PrintedDialogs dialogs_;
     std::filesystem::path samples_;
     std::filesystem::path out_;
     std::string suffix_;

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# Walks through the wizard in a real window of a private X server and reads the results back with programs that we didn't write.
+# Usage: wizard_road_test.sh WIZARD_ROAD_PROGRAM PICTURES_FOLDER
+set -uo pipefail
+program=$1 pictures=$2
+for tool in Xvfb xdotool openbox mdb-export; do
+    command -v "$tool" >/dev/null || { echo "$tool is missing"; exit 1; }
+done
+folder=$(mktemp -d) x_pid= wm_pid=
+finish() {
+    [ -n "$wm_pid" ] && kill "$wm_pid" 2>/dev/null
+    [ -n "$x_pid" ] && kill "$x_pid" 2>/dev/null
+    rm -rf "$pictures"; mkdir -p "$pictures"; cp "$folder"/pictures/*.png "$pictures" 2>/dev/null
+    rm -rf "$folder"
+}
+trap finish EXIT
+cp "$program" "$folder/wizard_road"
+mkdir -m 700 "$folder/run"; mkdir -p "$folder/data" "$folder/pictures" "$folder/delimited" "$folder/fixed"
+printf 'id,name,city,credit\r\n1,"Lindström, Åsa",Malmö,1250.50\r\n2,José Núñez,Córdoba,-3.25\r\n3,"say ""hello""",Łódź,0\r\n' >"$folder/data/customers.csv"
+printf 'id,note\r\n1,"two\r\nlines"\r\n2,\r\n' >"$folder/data/notes.csv"
+{ printf 'id,customer,ordered\r\n'; for i in $(seq 1 500); do printf '%d,%d,2024-02-%02d\r\n' "$i" $((i % 3 + 1)) $((i % 28 + 1)); done; } >"$folder/data/orders.csv"
+
+# A free display is chosen by the server itself.
+mkfifo "$folder/display.pipe"; exec 3<>"$folder/display.pipe"
+Xvfb -displayfd 3 -screen 0 1280x960x24 -nolisten tcp >/dev/null 2>&1 &
+x_pid=$!
+read -r -t 20 -u 3 display || { echo "no X server"; exit 1; }
+export DISPLAY=:$display XDG_RUNTIME_DIR=$folder/run QT_QPA_PLATFORM=xcb LC_ALL=C.UTF-8
+openbox >/dev/null 2>&1 &
+wm_pid=$!
+sleep 0.5
+(cd "$folder" && timeout 240 ./wizard_road) || { echo "the walk through the wizard failed"; exit 1; }
+
+bad=0
+expect() { # NAME EXPECTED ACTUAL
+    [ "$2" = "$3" ] || { bad=1; printf '%s: expected\n%s\ngot\n%s\n' "$1" "$2" "$3"; }
+}
+export MDBICONV=UTF-8
+expect "customers of the new database" $'id,full name,city,credit\n2,"José Núñez","Córdoba",-3.25\n3,"say ""hello""","Łódź",0' \
+    "$(mdb-export "$folder/shop.mdb" customers)"
+expect "a text of 80" "full nameText(80)" \
+    "$(mdb-schema --no-relations "$folder/shop.mdb" access | grep 'full name' | tr -d '[]\t,\r\n' | sed 's/ *Text */Text/;s/ *$//')"
+expect "orders of the new database" 500 "$(mdb-count "$folder/shop.mdb" orders)"
+expect "two lines in one field" $'id,note\n1,"two\r\nlines"\n2,' "$(mdb-export "$folder/shop.mdb" notes)"
+# A run encloses texts and leaves the quotes in them as they are.
+expect "delimited text" "$(printf 'id,full name,city,credit\r\n2,"José Núñez","Córdoba",-3.25\r\n3,"say "hello"","Łódź",0\r\n')" \
+    "$(cat "$folder/delimited/customers.csv")"
+expect "lines of the delimited orders" 501 "$(wc -l <"$folder/delimited/orders.csv")"
+expect "lines of the fixed orders" 501 "$(wc -l <"$folder/fixed/orders.txt")"
+expect "widths of the fixed lines" 1 "$(awk '{ print length }' "$folder/fixed/orders.txt" | sort -u | wc -l)"
+expect "the copy of the database" "$(mdb-export "$folder/shop.mdb" orders)" "$(mdb-export "$folder/copy.mdb" orders)"
+expect "what happens to tables" $'customers.csv,APPEND,id > 1\nnotes.csv,APPEND,\norders.csv,DROP,' \
+    "$(mdb-export "$(ls "$folder"/[vV][yY]*.mdb)" VYTabs | python3 -c 'import csv, sys
+for row in csv.DictReader(sys.stdin): print(row["SourceTableName"], row["LoadOption"], row["WhereCond"], sep=",")')"
+expect "the saved session" 1 "$(mdb-count "$(ls "$folder"/[vV][yY]*.mdb)" Sessions)"
+exit "$bad"
