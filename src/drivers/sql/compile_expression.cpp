@@ -285,7 +285,8 @@ Term StatementCompiler::Column(const Expression& expression, Scope& scope) {
             }
         }
     }
-    throw NoSuchColumn();
+    throw NoSuchColumn(expression.qualifier.empty() ? expression.name
+                                                    : expression.qualifier + "." + expression.name);
 }
 
 Term StatementCompiler::Literal(const Expression& expression) {
@@ -535,7 +536,7 @@ void StatementCompiler::ConvertText(Term& text, Family family) {
     if (family == Family::Date) {
         const auto date = ParseDateTime(words);
         if (!date) {
-            throw TypeMismatch();
+            throw TypeMismatch(words, "a date");
         }
         text.sql = NumberLiteral(LinearDays(*date));
         text.type = SimpleType(adDate);
@@ -549,7 +550,7 @@ void StatementCompiler::ConvertText(Term& text, Family family) {
     } else if (truth) {
         text.sql = *truth ? "(-1)" : "0";
     } else {
-        throw TypeMismatch();
+        throw TypeMismatch(words, "a number");
     }
     text.type = SimpleType(adDouble);
 }

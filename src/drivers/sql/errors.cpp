@@ -76,8 +76,12 @@ DataError TableExists(std::string_view table) {
     return Syntax("Table " + Quoted(table) + " already exists.");
 }
 
-DataError NoSuchColumn() {
-    return {kErrMissingParameter, "No value given for one or more required parameters."};
+DataError NoSuchColumn(std::string_view name) {
+    std::string text = "No value given for one or more required parameters.";
+    if (!name.empty()) {
+        text += "  There is no field " + Quoted(name) + "; check its spelling.";
+    }
+    return {kErrMissingParameter, std::move(text)};
 }
 
 DataError AmbiguousColumn(std::string_view column) {
@@ -129,8 +133,16 @@ DataError SizeTooLong(std::string_view column) {
     return Syntax("Size of field " + Quoted(column) + " is too long.");
 }
 
-DataError TypeMismatch() {
-    return {kErrTypeMismatch, "Data type mismatch in criteria expression."};
+DataError TypeMismatch(std::string_view text, std::string_view wanted) {
+    std::string description = "Data type mismatch in criteria expression.";
+    if (!wanted.empty()) {
+        constexpr std::size_t kLongest = 60;
+        const auto shown = PrefixOfUtf16Units(text, kLongest);
+        description += "  The text '" + std::string(shown) +
+                       (shown.size() < text.size() ? "..." : "") + "' isn't " +
+                       std::string(wanted) + ".";
+    }
+    return {kErrTypeMismatch, std::move(description)};
 }
 
 DataError DivisionByZero() {

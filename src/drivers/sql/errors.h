@@ -28,7 +28,8 @@ DataError TooComplex();
 DataError NoSuchTable(std::string_view engine, std::string_view table);
 DataError NoSuchTableToDrop(std::string_view table);
 DataError TableExists(std::string_view table);
-DataError NoSuchColumn();
+// `name`: what was taken for a parameter; empty: a parameter has no value.
+DataError NoSuchColumn(std::string_view name = {});
 DataError AmbiguousColumn(std::string_view column);
 DataError UndefinedFunction(std::string_view function);
 DataError WrongArguments(std::string_view function);
@@ -40,7 +41,8 @@ DataError UnknownTarget(std::string_view column);
 DataError DuplicateTarget(std::string_view column);
 DataError SizeTooLong(std::string_view column);
 
-DataError TypeMismatch();
+// `text`: the text that should be `wanted`, "a date".
+DataError TypeMismatch(std::string_view text = {}, std::string_view wanted = {});
 DataError DivisionByZero();
 DataError Overflow();
 DataError InvalidUseOfNull();

@@ -383,7 +383,7 @@ Value ConvertForColumn(const Cell& value, const ColumnInfo& column) {
     } else {
         return Value(value);
     }
-    throw TypeMismatch();
+    throw TypeMismatch(text, "a value for the field '" + column.name + "'");
 }
 
 void CreateTableIn(EmbeddedDatabase& database, const TableDefinition& definition) {

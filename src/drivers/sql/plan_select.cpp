@@ -235,7 +235,8 @@ void StatementCompiler::AddStar(CorePlan& plan, const Expression& star, Scope& s
         }
     }
     if (!found) {
-        throw star.qualifier.empty() ? SyntaxErrorInExpression("", "*") : NoSuchColumn();
+        throw star.qualifier.empty() ? SyntaxErrorInExpression("", "*")
+                                     : NoSuchColumn(star.qualifier + ".*");
     }
 }
 
