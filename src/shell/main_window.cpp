@@ -165,8 +165,12 @@ void CenterPage(Page& page) {
         return;
     }
     const QSize outer = frame->frameGeometry().size();
-    window->move(std::max(0, (outer.width() - window->width()) / 2),
-                 std::max(0, (outer.height() - window->height()) / 2));
+    const QSize room = frame->Area()->viewport()->size();
+    const auto middle = [](int whole, int seen, int length) {
+        return std::max(0, std::min((whole - length) / 2, seen - length));
+    };
+    window->move(middle(outer.width(), room.width(), window->width()),
+                 middle(outer.height(), room.height(), window->height()));
 }
 
 }  // namespace vantry

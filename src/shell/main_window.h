@@ -61,7 +61,9 @@ void CloseMainWindow();
 void EndProgram();
 void SetProgramEnd(std::function<void()> end);
 
-// Centres the page in the main window, by the window's outer size; never above or left of the edge.
+// Centres the page in the main window, by the window's outer size, which lies a little low in the
+// area below the menus: as far as the page's bottom can be seen, and never above or left of the
+// edge.
 void CenterPage(Page& page);
 
 }  // namespace vantry

@@ -10,6 +10,7 @@
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QPointer>
+#include <QScreen>
 #include <QTimer>
 
 #include <map>
@@ -76,6 +77,12 @@ QSize FirstSize(const Page& page) {
                    page.testAttribute(Qt::WA_Resized) ? asked.expandedTo(page.size()) : asked);
 }
 
+// What a window of its own can have inside, with room left for the window manager's frame.
+QSize RoomOnScreen(const QWidget& widget) {
+    constexpr QSize kWindowFrame(12, 36);
+    return widget.screen()->availableGeometry().size() - kWindowFrame;
+}
+
 void PutIntoFrame(LoadedPage& loaded) {
     auto& frame = TheMainWindow();
     auto* const window = new QMdiSubWindow;
@@ -87,7 +94,9 @@ void PutIntoFrame(LoadedPage& loaded) {
                                Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
                                    Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
                                    Qt::WindowMaximizeButtonHint);
-    window->resize(size + (window->size() - window->contentsRect().size()));
+    const QSize border = window->size() - window->contentsRect().size();
+    const QSize room = frame.Area()->viewport()->size() - border;
+    window->resize(RoomFor(*loaded.page, size.boundedTo(room)) + border);
     QObject::connect(frame.Area(),
                      &QMdiArea::subWindowActivated,
                      window,
@@ -102,17 +111,19 @@ void PutIntoFrame(LoadedPage& loaded) {
 void MakeVisible(const std::string& name) {
     LoadedPage& loaded = *Find(name);
     if (loaded.modal || loaded.page->WherePlaced() == Page::Place::Window) {
-        loaded.page->resize(FirstSize(*loaded.page));
+        const QSize room = RoomOnScreen(*loaded.page);
+        loaded.page->resize(RoomFor(*loaded.page, FirstSize(*loaded.page).boundedTo(room)));
         loaded.page->show();
         loaded.page->raise();
         loaded.page->activateWindow();
     } else {
         auto& frame = TheMainWindow();
+        if (!frame.isVisible()) {
+            frame.resize(frame.size().boundedTo(RoomOnScreen(frame)));
+            frame.show();
+        }
         if (loaded.window == nullptr) {
             PutIntoFrame(loaded);
-        }
-        if (!frame.isVisible()) {
-            frame.show();
         }
         const QPointer<Page> page = loaded.page;
         const QPointer<QMdiSubWindow> window = loaded.window;

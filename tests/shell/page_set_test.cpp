@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QScreen>
 #include <QTimer>
 
 namespace vantry {
@@ -149,9 +150,29 @@ TEST_F(PageSetTest, CentresPagesInTheFrame) {
     EXPECT_EQ(
         window->pos(),
         QPoint((outer.width() - window->width()) / 2, (outer.height() - window->height()) / 2));
+    const QSize room = TheMainWindow().Area()->viewport()->size();
+    window->resize(room - QSize(2, 4));
+    CenterPage(*FindPage("One"));
+    EXPECT_TRUE(QRect(QPoint(0, 0), room).contains(window->geometry()));
     window->resize(outer * 2);
     CenterPage(*FindPage("One"));
     EXPECT_EQ(window->pos(), QPoint(0, 0));
+}
+
+TEST_F(PageSetTest, NothingIsLargerThanTheScreen) {
+    const QSize screen = QGuiApplication::primaryScreen()->availableGeometry().size();
+    TheMainWindow().resize(screen * 2);
+    LoadPage("One")->resize(screen * 2);
+    ShowPage("One");
+    EXPECT_EQ(TheMainWindow().size().boundedTo(screen), TheMainWindow().size());
+    const auto* const window = FindPage("One")->parentWidget();
+    EXPECT_TRUE(TheMainWindow().Area()->viewport()->rect().contains(window->geometry()));
+    LoadPage("Two")->resize(screen * 2);
+    QTimer::singleShot(0, [&] {
+        EXPECT_EQ(FindPage("Two")->size().boundedTo(screen), FindPage("Two")->size());
+        UnloadPage("Two");
+    });
+    ShowPageModal("Two");
 }
 
 TEST_F(PageSetTest, TheWaitNoticeShowsAsLongAsItLives) {
