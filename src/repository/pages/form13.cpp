@@ -73,7 +73,8 @@ void Form13::OnLoad() {
         std::filesystem::permissions(logs, std::filesystem::perms::owner_all, failed);
     }
     ui_->LogName->setText(ToQt(JoinPath(logs.string(), FromQt(ui_->SesName->text()) + ".log")));
-    ui_->Schedule->SetTime(OneMinuteBefore(Now()));
+    const DateTime now = Now();
+    ui_->Schedule->SetTime(OneMinuteBefore(now), now);
 }
 
 // A session can be run without a repository, so the page stays; saving will fail with more words.
@@ -127,15 +128,17 @@ bool Form13::Save() {
     SessionSave save;
     save.SesName = FromQt(ui_->SesName->text());
     save.LogName = FromQt(ui_->LogName->text());
-    if (!ui_->Schedule->Fill(save)) {
-        return false;
-    }
     try {
+        // A repository that can't be read is told before anything that is missing in the schedule.
+        ui_->SesID->setText(QString::number(NextSessionID()));
+        if (!ui_->Schedule->Fill(save, OneMinuteBefore(Now()))) {
+            return false;
+        }
         // Another program may have saved meanwhile: the id that is stored is the one shown.
         ui_->SesID->setText(QString::number(SaveSession(save)));
         return true;
-    } catch (const DataError& error) {
-        TellStop("Unable to Save Session\n" + error.Description(), "Error");
+    } catch (const std::exception& error) {
+        Tell(std::string("Unable to Save Session\n") + error.what(), "Error");
         return false;
     }
 }

@@ -2,6 +2,7 @@
 
 #include "ui_SchedulePanel.h"
 
+#include "data/value_text.h"
 #include "shell/dialogs.h"
 
 namespace vantry {
@@ -46,11 +47,10 @@ SchedulePanel::SchedulePanel(QWidget* parent)
 
 SchedulePanel::~SchedulePanel() = default;
 
-void SchedulePanel::SetTime(const DateTime& time) {
+void SchedulePanel::SetTime(const DateTime& time, const DateTime& date) {
     ui_->SesTime->setTime(
         QTime::fromMSecsSinceStartOfDay(static_cast<int>(time.nanos / 1'000'000)));
-    ui_->SesDate->setDate(kDayZero.addDays(time.day));
-    minute_mark_ = ui_->SesTime->time().toString("mm").toStdString();
+    ui_->SesDate->setDate(kDayZero.addDays(date.day));
 }
 
 void SchedulePanel::ShowKind(int kind) {
@@ -96,7 +96,7 @@ std::string SchedulePanel::WeekMask() const {
     return mask;
 }
 
-bool SchedulePanel::Fill(SessionSave& save) const {
+bool SchedulePanel::Fill(SessionSave& save, const DateTime& mark) const {
     const DateTime time = TimeOf(ui_->SesTime->time());
     switch (ui_->TimeOpt->checkedId()) {
         case kDaily:
@@ -121,17 +121,17 @@ bool SchedulePanel::Fill(SessionSave& save) const {
                 save, {static_cast<std::int32_t>(kDayZero.daysTo(ui_->SesDate->date())), 0}, time);
             return true;
         default:
-            return FillInterval(save);
+            return FillInterval(save, mark);
     }
 }
 
-bool SchedulePanel::FillInterval(SessionSave& save) const {
+bool SchedulePanel::FillInterval(SessionSave& save, const DateTime& mark) const {
     if (ui_->Evy->checkedId() == 0) {
         if (ui_->Hrs->currentIndex() < 0) {
             Tell("Please Enter Hours Interval");
             return false;
         }
-        SetHourly(save, ui_->Hrs->currentText().toInt(), minute_mark_);
+        SetHourly(save, ui_->Hrs->currentText().toInt(), FormatDateTime(mark, "nn"));
         return true;
     }
     if (ui_->Mins->currentIndex() < 0) {

@@ -20,20 +20,20 @@ public:
     explicit SchedulePanel(QWidget* parent = nullptr);
     ~SchedulePanel() override;
 
-    // The time in the pickers, and the moment whose minute an hourly schedule takes.
-    void SetTime(const DateTime& time);
+    // What the pickers show: the time of the one, the date of the other.
+    void SetTime(const DateTime& time, const DateTime& date);
 
-    // The five schedule values. False: something is missing; the box that says so was shown.
-    bool Fill(SessionSave& save) const;
+    // The five schedule values; an hourly schedule takes the minute of `mark`. False: something is
+    // missing; the box that says so was shown.
+    bool Fill(SessionSave& save, const DateTime& mark) const;
 
 private:
     void ShowKind(int kind);
     void ChooseInterval(int unit);
     std::string WeekMask() const;
-    bool FillInterval(SessionSave& save) const;
+    bool FillInterval(SessionSave& save, const DateTime& mark) const;
 
     std::unique_ptr<Ui::SchedulePanel> ui_;
-    std::string minute_mark_;
 };
 
 }  // namespace vantry

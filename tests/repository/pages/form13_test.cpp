@@ -1,6 +1,5 @@
-// The session page on a real repository.
-
-#include "repository/pages/form13.h"
+// Form13 over a real repository: what it proposes, what its schedule asks for, and the rows that a
+// save leaves.
 
 #include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
@@ -8,253 +7,355 @@
 #include "repository/pages/create_repository.h"
 #include "repository/pages/register.h"
 #include "repository/repository.h"
+#include "repository/saved_session.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
 #include "support/temp_dir.h"
+#include "text/schema_ini_writer.h"
 
 #include <QCheckBox>
 #include <QDateEdit>
 #include <QGroupBox>
 #include <QTimeEdit>
 
-#include <fstream>
-
 namespace vantry {
 namespace {
 
-class NamedPage : public Page {
-public:
-    explicit NamedPage(const char* name) : Page(name) {}
-};
-
 class Form13Test : public ::testing::Test {
 protected:
+    class NamedPage : public Page {
+    public:
+        explicit NamedPage(const char* name) : Page(name) {}
+    };
+
     Form13Test() {
-        InitSharedState(folder_.Path().string());
+        InitSharedState(Folder());
         RegisterShellPages();
         RegisterConnectorPages();
         RegisterRepositoryPages();
         for (const char* name : {"Form4", "Form14"}) {
             RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
         }
+        CreateRepository(Folder(), Now());
         SourceType = "ACCESS";
         TargetType = "ORACLE";
-        SourceConnStr = "source";
-        SrcTables.assign(1, {});
-        DstTables.assign(1, {});
-        ColMaps.clear();
-        CreateNewRepository(folder_.Path().string());
-        EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|New Repository Created|OK");
+        SourceConnStr = "source's";
+        TargetConnStr = "target's";
+        SrcTables.assign(2, {});
+        SrcTables[0].Name = "orders";
+        SrcTables[1].Name = "items";
+        DstTables = SrcTables;
+        ColMaps.assign(1, {});
+        ColMaps[0].TabID = 1;
+        ColMaps[0].SCName = "id";
     }
     ~Form13Test() override { ClearPages(); }
 
-    // Columns of the newest session, "-" for null.
-    static std::string Saved(const std::string& columns) {
+    std::string Folder() const { return folder_.Path().string(); }
+    static void Set(const char* option) {
+        Control<QAbstractButton>("Form13", option).setChecked(true);
+    }
+    static std::string Edit(const char* name) {
+        return FromQt(Control<QLineEdit>("Form13", name).text());
+    }
+    static std::string Query(const std::string& statement) {
         Recordset rows;
-        rows.Open("select " + columns + " from sessions order by sessionid desc", RepoConnStr);
+        rows.Open(statement, RepoConnStr);
         std::string text;
-        for (std::int32_t i = 0; i < rows.Fields().Count(); ++i) {
-            const Cell& cell = rows.Fields()[i].Value();
-            text += (i == 0 ? "" : "|") + (cell.IsNull() ? std::string("-") : ToText(cell));
+        for (; !rows.Eof(); rows.MoveNext()) {
+            for (int i = 0; i < rows.Fields().Count(); ++i) {
+                const Cell value = rows.Fields()[i].Value();
+                text += (i == 0 ? "" : "|") + (value.IsNull() ? "Null" : ToText(value));
+            }
+            text += "\n";
         }
         return text;
     }
-    static void Choose(const char* list, const char* text) {
-        Control<QComboBox>("Form13", list).setCurrentText(text);
-    }
-    // Names of the schedule's controls that can be seen.
-    static std::string Shown() {
-        std::string names;
-        for (const char* name : {"SesTime",
-                                 "Label6",
-                                 "WeekDay_0",
-                                 "WeekDay_6",
-                                 "LabelChoice",
-                                 "SesDay",
-                                 "EveDay",
-                                 "SesDate",
-                                 "Evy_0",
-                                 "Evy_1",
-                                 "Hrs",
-                                 "HrLabel",
-                                 "Mins",
-                                 "MinLabel"}) {
-            if (Control<QWidget>("Form13", name).isVisible()) {
-                names += std::string(names.empty() ? "" : " ") + name;
-            }
-        }
-        return names;
-    }
+    static const char* SavedBox() { return "none|Vantry|Session Saved Successfully|OK"; }
 
     test::TempDir folder_;
     ScriptedDialogs dialogs_;
 };
 
-TEST_F(Form13Test, OpensWithNamesOfTheNextSession) {
-    Connection repository;
-    repository.Open(RepoConnStr, "", "");
-    repository.Execute("insert into sessions (sessionid) values (11)");
-    repository.Close();
+TEST_F(Form13Test, ProposesNumberNameAndLog) {
+    const QTime before = QTime::currentTime();
     ShowPage("Form13");
-    EXPECT_EQ(LabelText("Form13", "SesID"), "12");
-    EXPECT_EQ(Control<QLineEdit>("Form13", "SesName").text(), "ACCESSToORACLESessionID12");
-    EXPECT_EQ(FromQt(Control<QLineEdit>("Form13", "LogName").text()),
-              (folder_ / "log" / "ACCESSToORACLESessionID12.log").string());
+    EXPECT_EQ(LabelText("Form13", "SesID"), "1");
+    EXPECT_EQ(Edit("SesName"), "ACCESSToORACLESessionID1");
+    EXPECT_EQ(Edit("LogName"), Folder() + "/log/ACCESSToORACLESessionID1.log");
     EXPECT_TRUE(std::filesystem::is_directory(folder_ / "log"));
-    dialogs_.choices = {std::nullopt, "elsewhere.log"};
-    Press("Form13", "brow");
-    EXPECT_TRUE(Control<QLineEdit>("Form13", "LogName").text().endsWith("ID12.log"));
-    Press("Form13", "brow");
-    EXPECT_EQ(Control<QLineEdit>("Form13", "LogName").text(), "elsewhere.log");
-    EXPECT_EQ(dialogs_.asked_files[0].filter, "Log File (*.log)|*.log|All Files (*.*)|*.*");
-}
+    const int behind = Control<QTimeEdit>("Form13", "SesTime").time().secsTo(before);
+    EXPECT_TRUE(behind >= 57 && behind <= 60) << behind;
+    EXPECT_EQ(Control<QDateEdit>("Form13", "SesDate").date(), QDate::currentDate());
 
-TEST_F(Form13Test, EveryScheduleShowsItsControlsAndStoresItsColumns) {
-    struct Case {
-        const char* option;
-        std::function<void()> set;
-        const char* shown;
-        const char* stored;  // SesFreq, SesRunDate, SesRunTime, SesRunDay, SesWeekDay
-    };
-    const auto tick = [](std::initializer_list<const char*> days) {
-        for (const char* day : days) {
-            Control<QCheckBox>("Form13", day).setChecked(true);
-        }
-    };
-    const Case cases[] = {
-        {"TimeOpt_0", [] {}, "SesTime Label6", "D|-|19:03:08|-|-"},
-        {"TimeOpt_1",
-         [&] {
-             tick({"WeekDay_0", "WeekDay_4"});
-         },
-         "SesTime Label6 WeekDay_0 WeekDay_6",
-         "W|-|19:03:08|-|1000100"},
-        {"TimeOpt_2",
-         [] { Choose("SesDay", "31"); },
-         "SesTime Label6 LabelChoice SesDay EveDay",
-         "M|-|19:03:08|31|-"},
-        {"TimeOpt_3",
-         [] { Control<QDateEdit>("Form13", "SesDate").setDate(QDate(2026, 12, 24)); },
-         "SesTime Label6 LabelChoice SesDate",
-         "O|2026-12-24|19:03:08|-|-"},
-        {"TimeOpt_4",
-         [] { Choose("Hrs", "5"); },
-         "Evy_0 Evy_1 Hrs HrLabel Mins MinLabel",
-         "H|-|-|5|"},
-        {"TimeOpt_4",
-         [] {
-             Press("Form13", "Evy_1");
-             Choose("Mins", "59");
-         },
-         "Evy_0 Evy_1 Hrs HrLabel Mins MinLabel",
-         "N|-|-|59|-"},
-    };
-    for (const auto& [option, set, shown, stored] : cases) {
+    dialogs_.choices = {std::nullopt, Folder() + "/my.log"};
+    Press("Form13", "brow");
+    EXPECT_EQ(Edit("LogName"), Folder() + "/log/ACCESSToORACLESessionID1.log");
+    Press("Form13", "brow");
+    EXPECT_EQ(Edit("LogName"), Folder() + "/my.log");
+    EXPECT_EQ(dialogs_.asked_files.at(0).filter, "Log File (*.log)|*.log|All Files (*.*)|*.*");
+    UnloadAllPages();
+
+    Connection connection;
+    connection.Open(RepoConnStr);
+    for (const auto& [last, next] : {std::pair("11", "12"), std::pair("32766", "32767")}) {
+        connection.Execute(std::string("insert into sessions (sessionid) values (") + last + ")");
         ShowPage("Form13");
-        Press("Form13", "FreqOpt_2");
-        Press("Form13", option);
-        EXPECT_EQ(Shown(), shown) << stored;
-        Control<QTimeEdit>("Form13", "SesTime").setTime(QTime(19, 3, 8));
-        set();
-        Press("Form13", "NXTBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Session Saved Successfully|OK");
-        EXPECT_EQ(VisiblePages(), "NavForm");
-        const std::string row = Saved("SesFreq,SesRunDate,SesRunTime,SesRunDay,SesWeekDay");
-        EXPECT_EQ(row.substr(0, std::string_view(stored).size()), stored);
-        if (row[0] == 'H') {
-            EXPECT_EQ(row.size(), std::string_view(stored).size() + 2) << row;
-        }
+        EXPECT_EQ(LabelText("Form13", "SesID"), next);
+        EXPECT_EQ(Edit("SesName"), std::string("ACCESSToORACLESessionID") + next);
+        UnloadAllPages();
     }
 }
 
-TEST_F(Form13Test, AScheduleThatLacksSomethingStopsTheSave) {
+TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
+    const std::vector<const char*> all = {"SesTime",
+                                          "Label6",
+                                          "WeekDay_0",
+                                          "WeekDay_1",
+                                          "WeekDay_2",
+                                          "WeekDay_3",
+                                          "WeekDay_4",
+                                          "WeekDay_5",
+                                          "WeekDay_6",
+                                          "SesDate",
+                                          "SesDay",
+                                          "EveDay",
+                                          "Evy_0",
+                                          "LabelChoice",
+                                          "Evy_1",
+                                          "Hrs",
+                                          "HrLabel",
+                                          "Mins",
+                                          "MinLabel"};
+    const std::pair<const char*, const char*> shown[] = {
+        {"TimeOpt_1",
+         "SesTime Label6 WeekDay_0 WeekDay_1 WeekDay_2 WeekDay_3 WeekDay_4 WeekDay_5 WeekDay_6 "},
+        {"TimeOpt_2", "SesTime Label6 SesDay EveDay LabelChoice "},
+        {"TimeOpt_3", "SesTime Label6 SesDate LabelChoice "},
+        {"TimeOpt_4", "Evy_0 Evy_1 Hrs HrLabel Mins MinLabel "},
+        {"TimeOpt_0", "SesTime Label6 "}};
+    ShowPage("Form13");
+    for (const auto& [option, names] : shown) {
+        Set(option);
+        std::string visible;
+        for (const char* name : all) {
+            if (Control<QWidget>("Form13", name).isVisible()) {
+                visible += std::string(name) + " ";
+            }
+        }
+        EXPECT_EQ(visible, names) << option;
+    }
+    Set("TimeOpt_2");
+    EXPECT_EQ(LabelText("Form13", "LabelChoice"), "Every");
+    Set("TimeOpt_3");
+    EXPECT_EQ(LabelText("Form13", "LabelChoice"), "On");
+    for (const auto& [option, hours] : {std::pair("Evy_1", false), std::pair("Evy_0", true)}) {
+        Set(option);
+        EXPECT_EQ(Control<QComboBox>("Form13", "Hrs").isEnabled(), hours);
+        EXPECT_EQ(Control<QComboBox>("Form13", "Mins").isEnabled(), !hours);
+    }
+    for (const auto& [option, enabled] : {std::pair("FreqOpt_1", false),
+                                          std::pair("FreqOpt_0", true),
+                                          std::pair("FreqOpt_2", true)}) {
+        Set(option);
+        EXPECT_EQ(Control<QGroupBox>("Form13", "Frame1").isEnabled(), enabled);
+    }
+    for (const auto& [list, last] :
+         {std::pair("SesDay", 31), std::pair("Hrs", 23), std::pair("Mins", 59)}) {
+        auto& entries = Control<QComboBox>("Form13", list);
+        EXPECT_EQ(entries.count(), last);
+        EXPECT_EQ(entries.itemText(0), "1");
+        EXPECT_EQ(entries.itemText(last - 1), QString::number(last));
+        EXPECT_EQ(entries.currentIndex(), -1) << list;
+    }
+}
+
+TEST_F(Form13Test, RefusesAnUnfinishedSession) {
+    ShowPage("Form13");
     struct Case {
-        const char* option;
-        const char* unit;
+        std::vector<const char*> options;
         const char* box;
     };
     const Case cases[] = {
-        {"TimeOpt_1", nullptr, "stop|Stop|Please Select atleast one WeekDay|OK"},
-        {"TimeOpt_2", nullptr, "stop|Stop|Please Select a Day|OK"},
-        {"TimeOpt_4", "Evy_0", "none|Vantry|Please Enter Hours Interval|OK"},
-        {"TimeOpt_4", "Evy_1", "none|Vantry|Please Enter Minutes Interval|OK"},
+        {{"TimeOpt_1"}, "stop|Stop|Please Select atleast one WeekDay|OK"},
+        {{"TimeOpt_2"}, "stop|Stop|Please Select a Day|OK"},
+        {{"TimeOpt_4", "Evy_0"}, "none|Vantry|Please Enter Hours Interval|OK"},
+        {{"TimeOpt_4", "Evy_1"}, "none|Vantry|Please Enter Minutes Interval|OK"},
     };
-    ShowPage("Form13");
-    for (const auto& [option, unit, box] : cases) {
-        Press("Form13", option);
-        if (unit != nullptr) {
-            Press("Form13", unit);
-            const bool hours = std::string_view(unit) == "Evy_0";
-            EXPECT_EQ(Control<QComboBox>("Form13", "Hrs").isEnabled(), hours);
-            EXPECT_EQ(Control<QComboBox>("Form13", "Mins").isEnabled(), !hours);
+    for (const char* after : {"FreqOpt_0", "FreqOpt_2"}) {
+        Set(after);
+        for (const auto& [options, box] : cases) {
+            for (const char* option : options) {
+                Set(option);
+            }
+            Press("Form13", "NXTBUTT");
+            EXPECT_EQ(dialogs_.TakeBoxes(), box);
+            EXPECT_EQ(VisiblePages(), "Form13");
         }
+        Type("Form13", "SesName", "");
         Press("Form13", "NXTBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), box);
-        EXPECT_EQ(VisiblePages(), "Form13");
+        EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Enter the Session Name|OK");
+        EXPECT_EQ(FindPage("Form13")->focusWidget(), &Control<QLineEdit>("Form13", "SesName"));
+        Type("Form13", "SesName", "x");
     }
-    EXPECT_EQ(NextSessionID(), 1) << "nothing was written";
+    EXPECT_EQ(Query("select count(*) from sessions"), "0\n");
+    EXPECT_EQ(CurrentSessionID, 0);
 }
 
-TEST_F(Form13Test, EachOptionSavesAndGoesOnAsItSays) {
+TEST_F(Form13Test, SavesEveryKindOfSchedule) {
+    struct Case {
+        std::vector<const char*> options;
+        const char* list;
+        int entry;
+        std::string stored;
+    };
+    const std::string time = ToText(Cell::FromDateTime({0, (7 * 60 + 5) * 60 * kNanosPerSecond}));
+    const std::string date = ToText(Cell::FromDateTime({*DayOf(2027, 3, 4), 0}));
+    const Case cases[] = {
+        {{"TimeOpt_0"}, nullptr, 0, "D|Null|" + time + "|Null|Null\n"},
+        {{"TimeOpt_1", "WeekDay_0", "WeekDay_6"}, nullptr, 0, "W|Null|" + time + "|Null|1000001\n"},
+        {{"TimeOpt_2"}, "SesDay", 30, "M|Null|" + time + "|31|Null\n"},
+        {{"TimeOpt_3"}, nullptr, 0, "O|" + date + "|" + time + "|Null|Null\n"},
+        {{"TimeOpt_4", "Evy_0"}, "Hrs", 4, "H|Null|Null|5|minute\n"},
+        {{"TimeOpt_4", "Evy_1"}, "Mins", 58, "N|Null|Null|59|Null\n"},
+    };
+    int id = 0;
+    for (const auto& [options, list, entry, stored] : cases) {
+        ShowPage("Form13");
+        Set("FreqOpt_2");
+        for (const char* option : options) {
+            Set(option);
+        }
+        if (list != nullptr) {
+            Control<QComboBox>("Form13", list).setCurrentIndex(entry);
+        }
+        Control<QTimeEdit>("Form13", "SesTime").setTime(QTime(7, 5));
+        Control<QDateEdit>("Form13", "SesDate").setDate(QDate(2027, 3, 4));
+        const QTime now = QTime::currentTime();
+        Press("Form13", "NXTBUTT");
+        EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
+        EXPECT_EQ(VisiblePages(), "NavForm");
+        EXPECT_EQ(FindPage("Form13"), nullptr);
+        EXPECT_EQ(CurrentSessionID, ++id);
+        std::string row = Query(
+            "select SesFreq,SesRunDate,SesRunTime,SesRunDay,SesWeekDay from sessions where "
+            "sessionid=" +
+            std::to_string(id));
+        if (stored[0] == 'H') {
+            const auto mark = FromQt(now.addSecs(-60).toString("mm"));
+            const auto next = FromQt(now.addSecs(-55).toString("mm"));
+            EXPECT_TRUE(row == "H|Null|Null|5|" + mark + "\n" ||
+                        row == "H|Null|Null|5|" + next + "\n")
+                << row;
+        } else {
+            EXPECT_EQ(row, stored);
+        }
+        const auto saved = LoadSession(id);
+        ASSERT_TRUE(saved);
+        EXPECT_EQ(ScheduleFault(saved->Schedule), "");
+    }
+}
+
+TEST_F(Form13Test, SavesRunsOrBoth) {
     CurrentSessionID = 77;
     ShowPage("Form13");
-    Press("Form13", "FreqOpt_1");
-    EXPECT_FALSE(Control<QGroupBox>("Form13", "Frame1").isEnabled());
+    Set("FreqOpt_1");
     Type("Form13", "SesName", "");
     Press("Form13", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
     EXPECT_EQ(VisiblePages(), "Form14");
     EXPECT_EQ(FindPage("Form13"), nullptr);
     EXPECT_EQ(CurrentSessionID, 77);
-    EXPECT_EQ(NextSessionID(), 1);
-    EXPECT_TRUE(dialogs_.boxes.empty());
-    UnloadPage("Form14");
+    EXPECT_EQ(Query("select count(*) from sessions"), "0\n");
+    UnloadAllPages();
 
+    SourceType = "TEXT";
+    SourceConnStr = TextSourceConnectionString("/data/in");
+    SrcTables[0].SFormat = "\"";
+    SrcTables[0].TextQ = "'";
     ShowPage("Form13");
-    EXPECT_TRUE(Control<QGroupBox>("Form13", "Frame1").isEnabled());
-    Press("Form13", "FreqOpt_0");
-    Type("Form13", "SesName", "");
+    Set("FreqOpt_0");
+    Type("Form13", "SesName", "Anna's");
+    // Another program takes the number meanwhile.
+    Connection connection;
+    connection.Open(RepoConnStr);
+    connection.Execute("insert into sessions (sessionid) values (6)");
+    connection.Close();
     Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Enter the Session Name|OK");
-    Type("Form13", "SesName", "it's mine");
-    Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Session Saved Successfully|OK");
+    EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
     EXPECT_EQ(VisiblePages(), "Form14");
-    EXPECT_EQ(CurrentSessionID, 1);
-    EXPECT_EQ(Saved("sessionid,sessionname,sourceconnstr"), "1|it's mine|source");
+    EXPECT_EQ(CurrentSessionID, 7);
+    EXPECT_EQ(Query("select sessionname,logfilename,sourcedbname,SourceConnStr,TargetConnStr from "
+                    "sessions where sessionid=7"),
+              "Anna's|" + Folder() + "/log/TEXTToORACLESessionID1.log|TEXT|" + SourceConnStr +
+                  "|target's\n");
+    EXPECT_EQ(Query("select tabid,sourcetablename,SFormat,TextQ from vytabs where sessionid=7 "
+                    "order by tabid"),
+              "0|orders|\"|SQ\n1|items||Null\n");
+    EXPECT_EQ(Query("select tabid,scname from srcdcols where sessionid=7"), "1|id\n");
 }
 
-TEST_F(Form13Test, AFailedSaveIsToldAndThePageStays) {
+TEST_F(Form13Test, StaysWhenItCantSave) {
     ShowPage("Form13");
-    Type("Form13", "SesName", "a \"quoted\" name");
+    const std::string start = "none|Error|Unable to Save Session\n";
+    const auto fails = [&](const char* why) {
+        Press("Form13", "NXTBUTT");
+        const std::string box = dialogs_.TakeBoxes();
+        EXPECT_TRUE(box.starts_with(start) && box.size() > start.size() + 10) << why << ": " << box;
+        EXPECT_EQ(VisiblePages(), "Form13");
+    };
+    Type("Form13", "SesName", "the \"big\" one");
+    fails("a double quote");
+    Type("Form13", "SesName", "name");
+    SourceType = "TEXT";
+    SourceConnStr = TextSourceConnectionString("/data/Anna's");
+    fails("an apostrophe in a text source's folder");
+    SourceConnStr = "x";
+    DstTables.clear();
+    fails("no target tables");
+    DstTables = SrcTables;
+    EXPECT_EQ(Query("select count(*) from sessions"), "1\n") << "what was written stays";
     Press("Form13", "NXTBUTT");
-    ASSERT_EQ(dialogs_.boxes.size(), 1u);
-    EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 34), "stop|Error|Unable to Save Session\n");
-    EXPECT_EQ(VisiblePages(), "Form13");
+    EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
+    EXPECT_EQ(CurrentSessionID, 2) << "the second attempt takes a new number";
+    UnloadAllPages();
 
-    UnloadPage("Form13");
-    std::filesystem::remove(RepositoryFile(folder_.Path().string()));
+    Connection connection;
+    connection.Open(RepoConnStr);
+    connection.Execute("insert into sessions (sessionid) values (32767)");
+    connection.Close();
     ShowPage("Form13");
-    ASSERT_EQ(dialogs_.boxes.size(), 1u);
-    EXPECT_NE(dialogs_.TakeBoxes().find("Create New Repository..."), std::string::npos);
-    EXPECT_EQ(VisiblePages(), "Form13") << "a session can be run without a repository";
+    EXPECT_NE(dialogs_.TakeBoxes().find("Overflow"), std::string::npos);
+    fails("no number left");
+    UnloadAllPages();
+
+    // Without a repository the session can still be run. The schedule is asked about later.
+    for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
+        if (entry.is_regular_file()) {
+            std::filesystem::remove(entry.path());
+        }
+    }
+    ShowPage("Form13");
+    EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("stop|Error|"));
+    Set("TimeOpt_1");
+    fails("no repository");
+    Set("FreqOpt_1");
+    Press("Form13", "NXTBUTT");
+    EXPECT_EQ(VisiblePages(), "Form14");
 }
 
 TEST_F(Form13Test, LeavesByBackCancelAndTheCloseBox) {
-    ShowPage("Form4");
-    HidePage("Form4");
     ShowPage("Form13");
-    Press("Form13", "BCKBUTT");
-    EXPECT_EQ(VisiblePages(), "Form4");
-    HidePage("Form4");
-    ShowPage("Form13");
-    dialogs_.answers = {BoxAnswer::No, BoxAnswer::No};
     Press("Form13", "CNCLBUTT");
     EXPECT_FALSE(CloseBox("Form13"));
     EXPECT_EQ(dialogs_.TakeBoxes(),
               "none|Cancel|Are you sure to you want to cancel this session?|Yes/No\n"
               "none|Cancel Session|Are you sure you want to close this session|Yes/No");
+    Press("Form13", "BCKBUTT");
+    EXPECT_EQ(VisiblePages(), "Form4");
+    ShowPage("Form13");
     dialogs_.answers = {BoxAnswer::Yes};
-    Press("Form13", "CNCLBUTT");
+    EXPECT_TRUE(CloseBox("Form13"));
     EXPECT_EQ(VisiblePages(), "NavForm");
 }
 
