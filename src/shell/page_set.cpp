@@ -23,6 +23,7 @@ struct LoadedPage {
     std::string name;
     QPointer<Page> page;
     QPointer<QMdiSubWindow> window;  // of pages in the frame, once they were shown there
+    QPointer<QWidget> focus;         // what had it when the page was hidden
     bool modal = false;
     std::function<void()> on_hidden;  // ends the wait of ShowPageModal
 };
@@ -130,6 +131,9 @@ void MakeVisible(const std::string& name) {
         page->show();
         window->show();
         frame.Area()->setActiveSubWindow(window);
+        if (LoadedPage* const shown = Find(name); shown != nullptr && shown->focus != nullptr) {
+            shown->focus->setFocus();
+        }
     }
     Activate(name);
 }
@@ -172,6 +176,8 @@ void Vanish(LoadedPage& loaded) {
         YieldLetters(nullptr);
     }
     if (loaded.window != nullptr) {
+        // Hiding gives the focus to whatever comes next in the page.
+        loaded.focus = loaded.page == nullptr ? nullptr : loaded.page->focusWidget();
         loaded.window->hide();
         ActivateUncovered();
     }
@@ -199,7 +205,7 @@ Page* LoadPage(std::string_view name) {
     }
     auto page = maker->second();
     const QPointer<Page> watched = page.get();
-    Pages().push_back({std::string(name), page.release(), nullptr, false, nullptr});
+    Pages().push_back({std::string(name), page.release(), nullptr, nullptr, false, nullptr});
     ApplyLook(*watched);
     watched->OnLoad();
     return FindPage(name) == watched ? watched.data() : nullptr;

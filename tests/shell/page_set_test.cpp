@@ -206,6 +206,15 @@ TEST_F(PageSetTest, TheKeysGoBackToThePageThatWasCovered) {
     UnloadPage("Two");
     EXPECT_EQ(active(), "One");
     EXPECT_EQ(one.activations, 3);
+    QLineEdit next(FindPage("One"));
+    next.show();
+    HidePage("One");
+    ShowPage("Two");
+    EXPECT_EQ(active(), "Two");
+    HidePage("Two");
+    ShowPage("One");
+    EXPECT_EQ(active(), "One");
+    EXPECT_EQ(QApplication::focusWidget(), edit) << "as the page was left";
 }
 
 TEST_F(PageSetTest, EnterPressesTheDefaultButtonWhereverTheFocusHasBeen) {
