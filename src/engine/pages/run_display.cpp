@@ -3,6 +3,7 @@
 #include "shell/qt_text.h"
 
 #include <QCoreApplication>
+#include <QScrollBar>
 
 #include <limits>
 
@@ -31,7 +32,8 @@ void RunDisplay::AppendLogText(std::string_view text) {
 
 void RunDisplay::CaretToEnd() {
     log_.moveCursor(QTextCursor::End);
-    log_.ensureCursorVisible();
+    // The last line whole: to make the caret visible shows its upper half.
+    log_.verticalScrollBar()->setValue(log_.verticalScrollBar()->maximum());
 }
 
 void RunDisplay::Repaint() {

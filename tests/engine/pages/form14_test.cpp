@@ -11,6 +11,7 @@
 #include "text/schema_ini_writer.h"
 
 #include <QElapsedTimer>
+#include <QScrollBar>
 #include <QTimer>
 
 namespace vantry {
@@ -90,6 +91,9 @@ TEST_F(Form14Test, RunsAndShowsTheLog) {
     EXPECT_EQ(LabelText("Form14", "SrcDestLabel"), "Source DB:TEXT Target DB:ACCESS");
     EXPECT_EQ(LabelText("Form14", "Label1"), "Now press Start Button to start conversion");
     EXPECT_EQ(Buttons(), "1011");
+    auto& box = Control<QPlainTextEdit>("Form14", "LogTxt");
+    box.setFixedHeight(box.fontMetrics().lineSpacing() * 7 / 2 + 2 * box.frameWidth());
+    QApplication::processEvents();
     Press("Form14", "StartButton");
     EXPECT_EQ(Buttons(), "0101");
     const std::string log = Log();
@@ -100,6 +104,9 @@ TEST_F(Form14Test, RunsAndShowsTheLog) {
     EXPECT_EQ(Control<QProgressBar>("Form14", "RowPro").maximum(), 1000);
     EXPECT_EQ(Control<QPlainTextEdit>("Form14", "LogTxt").textCursor().position(),
               static_cast<int>(ToQt(log).size()));
+    EXPECT_GT(box.verticalScrollBar()->maximum(), 0);
+    EXPECT_EQ(box.verticalScrollBar()->value(), box.verticalScrollBar()->maximum())
+        << "the last line, whole";
     Press("Form14", "FINISHBUTT");
     EXPECT_EQ(VisiblePages(), "NavForm");
     EXPECT_TRUE(dialogs_.boxes.empty());
