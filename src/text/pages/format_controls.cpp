@@ -28,6 +28,7 @@ constexpr std::string_view kQualifiers[] = {"\"", "'", ""};
 constexpr qsizetype kLongestShownLine = 5000;
 constexpr int kFittedColumns = 30;
 constexpr int kWidestFitted = 240;
+constexpr int kRowMargin = 6;
 
 int IndexOf(const std::string_view (&list)[3], const std::string& text) {
     const auto* const found = std::find(std::begin(list), std::end(list), text);
@@ -52,6 +53,7 @@ FormatControls::FormatControls(QWidget& page, std::string heading, Stores stores
     }
     TQ->setCompleter(nullptr);  // it would turn a typed character into an entry of the list
     ColGrid->setModel(grid_);
+    ColGrid->verticalHeader()->setDefaultSectionSize(ColGrid->fontMetrics().height() + kRowMargin);
     TextPreview->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     connect(Option1, &QButtonGroup::idToggled, this, [this](int id, bool checked) {
         if (checked) {

@@ -1,0 +1,420 @@
+// Form11 and Form11Poll: lists, previews, messages, and what Next leaves behind, read by the text
+// driver.
+
+#include "data/value_text.h"
+#include "text/pages/text_pages_fixture.h"
+
+#include <QElapsedTimer>
+
+namespace vantry {
+namespace {
+
+using namespace std::string_literals;
+
+class Form11Test : public TextPagesTest {
+protected:
+    void Open() {
+        ShowPage("Form11");
+        dialogs_.choices.push_back(Folder());
+        Press("Form11", "Command1");
+    }
+    static QListWidget& Files() { return Control<QListWidget>("Form11", "FilesList"); }
+    static QListWidgetItem& Entry(const char* name) {
+        return *Files().findItems(name, Qt::MatchExactly).at(0);
+    }
+    static void Select(const char* name) { Files().setCurrentItem(&Entry(name)); }
+    static std::string Listed() {
+        std::string names;
+        for (int row = 0; row < Files().count(); ++row) {
+            names += (row == 0 ? "" : " ") + FromQt(Files().item(row)->text()) +
+                     (Files().item(row)->checkState() == Qt::Checked ? "+" : "");
+        }
+        return names;
+    }
+    static std::string Chosen(const char* page) {
+        for (int i = 0; i < 4; ++i) {
+            if (Control<QRadioButton>(page, ("Option1_" + std::to_string(i)).c_str()).isChecked()) {
+                return std::to_string(i) + FromQt(Control<QComboBox>(page, "TQ").currentText()) +
+                       (Control<QCheckBox>(page, "ChkNames").isChecked() ? "+" : "-");
+            }
+        }
+        return {};
+    }
+    static std::string ReadTable(const std::string& table) {
+        Connection connection;
+        connection.Open(SourceConnStr, "", "");
+        Recordset rows;
+        rows.Open("SELECT * FROM [" + table + "]", connection);
+        std::string text;
+        for (int i = 0; i < rows.Fields().Count(); ++i) {
+            text += "[" + rows.Fields()[i].Name() + "]";
+        }
+        for (; !rows.Eof(); rows.MoveNext()) {
+            text += "\n";
+            for (int i = 0; i < rows.Fields().Count(); ++i) {
+                text += "[" + ToText(rows.Fields()[i].Value()) + "]";
+            }
+        }
+        return text;
+    }
+};
+
+TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
+    for (const char* name : {"b.csv", "A.CSV", "c.tab", "d.txt", "none", "x.csv.bak"}) {
+        folder_.Write(name, "a\n");
+    }
+    std::filesystem::create_directory(folder_ / "folder.csv");
+    Open();
+    EXPECT_EQ(dialogs_.asked_files.at(0).title,
+              "Select Folder Where CSV/Delimited Text Files are located");
+    EXPECT_EQ(Listed(), "A.CSV b.csv");
+    auto& extensions = Control<QComboBox>("Form11", "FileExtCombo");
+    const std::pair<int, const char*> cases[] = {
+        {1, "c.tab"}, {2, "d.txt"}, {3, "A.CSV b.csv c.tab d.txt none x.csv.bak"}};
+    for (const auto& [index, names] : cases) {
+        extensions.setCurrentIndex(index);
+        EXPECT_EQ(Listed(), names);
+    }
+    Press("Form11", "SelAll");
+    EXPECT_EQ(Listed(), "A.CSV+ b.csv+ c.tab+ d.txt+ none+ x.csv.bak+");
+    Press("Form11", "SelNone");
+    EXPECT_EQ(Listed(), "A.CSV b.csv c.tab d.txt none x.csv.bak");
+    Select("d.txt");
+    EXPECT_EQ(Preview("Form11"), "a");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+
+    Type("Form11", "FolderName", Folder() + "/nowhere");
+    extensions.setCurrentIndex(0);
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Vantry|No Files Found in the selected directory matching extention:" +
+                  Folder() + "/nowhere/*.csv|OK");
+    EXPECT_EQ(Listed() + Preview("Form11") + Grid("Form11", 0), "");
+    SetOption("Form11", "Option1_1");  // of no file
+    dialogs_.choices.push_back(std::nullopt);
+    Press("Form11", "Command1");
+    EXPECT_EQ(FromQt(Control<QLineEdit>("Form11", "FolderName").text()), Folder() + "/nowhere");
+}
+
+TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
+    folder_.Write("a.csv", "id,name\n1,\"x,y\"\n");
+    folder_.Write("b.csv", "id;name\n1;'x;y'\n");
+    folder_.Write("c.csv", "id|name\n");
+    folder_.Write("empty.csv", "");
+    ShowPage("Form11");
+    EXPECT_EQ(TextDelim + TextQual, ",\"");
+    Open();
+    Select("a.csv");
+    EXPECT_EQ(Chosen("Form11"), "0Double Qoutes \"+");
+    EXPECT_EQ(Preview("Form11"), "id,name\n1,\"x,y\"");
+    EXPECT_EQ(Grid("Form11", 2), "[id][name]\n[1][x,y]\n[][]");
+    EXPECT_EQ(Control<QTableView>("Form11", "ColGrid").model()->rowCount(), 99);
+
+    Select("b.csv");
+    SetOption("Form11", "Option1_2");
+    EXPECT_EQ(TextDelim, ";");
+    Control<QComboBox>("Form11", "TQ").setCurrentIndex(1);
+    EXPECT_EQ(TextQual, "'");
+    EXPECT_EQ(Grid("Form11", 1), "[id][name]\n[1][x;y]");
+    Control<QCheckBox>("Form11", "ChkNames").click();
+    EXPECT_EQ(Grid("Form11", 2), "[F1][F2]\n[id][name]\n[1][x;y]");
+    Control<QComboBox>("Form11", "TQ").setCurrentIndex(2);
+    EXPECT_EQ(TextQual, "");
+    EXPECT_EQ(Grid("Form11", 2), "[F1][F2]\n[id][name]\n[1]['x]");
+
+    Select("c.csv");
+    auto& other = Control<QLineEdit>("Form11", "OthChr");
+    EXPECT_FALSE(other.isEnabled());
+    SetOption("Form11", "Option1_3");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter Delimiting Char|OK");
+    EXPECT_TRUE(other.isEnabled());
+    EXPECT_EQ(FindPage("Form11")->focusWidget(), &other);
+    other.setText("|");
+    EXPECT_EQ(TextDelim, "|");
+    EXPECT_EQ(Grid("Form11", 0), "[id][name]");
+    Control<QComboBox>("Form11", "TQ").setEditText("#");
+    EXPECT_EQ(TextQual, "#");
+
+    const std::pair<const char*, const char*> kept[] = {{"a.csv", "0Double Qoutes \"+"},
+                                                        {"b.csv", "2<none>-"},
+                                                        {"c.csv", "3#+"},
+                                                        {"empty.csv", "0Double Qoutes \"+"},
+                                                        {"c.csv", "3#+"}};
+    for (const auto& [name, format] : kept) {
+        Select(name);
+        EXPECT_EQ(Chosen("Form11"), format) << name;
+        EXPECT_EQ(other.isEnabled(), format[0] == '3');
+    }
+    EXPECT_EQ(Grid("Form11", 0), "[id][name]") << "by its own delimiter";
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+}
+
+TEST_F(Form11Test, RefusesWhatCantBeRead) {
+    folder_.Write("good.csv", "a,b\n");
+    folder_.Write("open.csv", "\"a,b\n1,2\n");
+    folder_.Write("further.csv", "a,b\n\"1,2\n");
+    ShowPage("Form11");
+    const std::string invalid = "stop|Stop|Invalid File|OK";
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), invalid);
+    Open();
+    Press("Form11", "SelAll");
+    Select("open.csv");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Invalid Text |OK");
+    EXPECT_EQ(Grid("Form11", 0), "");
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), invalid);
+    Control<QComboBox>("Form11", "TQ").setCurrentIndex(2);
+    EXPECT_EQ(Grid("Form11", 1), "[\"a][b]\n[1][2]");
+    Select("further.csv");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "") << "only the first line is judged";
+
+    Press("Form11", "SelNone");
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Select atleast one file for transfer|OK");
+
+    std::filesystem::remove(folder_ / "good.csv");
+    Select("good.csv");
+    const std::string gone = dialogs_.TakeBoxes();
+    EXPECT_TRUE(gone.starts_with("none|Vantry|Error :")) << gone;
+    EXPECT_NE(gone.find("good.csv"), std::string::npos) << gone;
+    EXPECT_EQ(VisiblePages(), "Form11");
+    EXPECT_EQ(SourceConnStr, "former");
+}
+
+TEST_F(Form11Test, TellsWhenSchemaIniCantBeWritten) {
+    folder_.Write("a.csv", "a,b\n");
+    Open();
+    Entry("a.csv").setCheckState(Qt::Checked);
+    EXPECT_EQ(Preview("Form11"), "a,b") << "ticked is looked at, too";
+    const std::string start =
+        "none|Vantry|Error while preparing Text Source. Please Contact Vantry Support\n";
+    for (const auto& folder : {Folder() + "/a.csv", Folder() + "/gone", std::string()}) {
+        Type("Form11", "FolderName", folder);
+        Press("Form11", "NXTBUTT");
+        const std::string box = dialogs_.TakeBoxes();
+        EXPECT_TRUE(box.starts_with(start) && box.size() > start.size() + 10) << box;
+        EXPECT_EQ(VisiblePages(), "Form11");
+        EXPECT_EQ(Listed(), "a.csv+");
+    }
+    EXPECT_EQ(SourceConnStr, "former");
+    EXPECT_EQ(SrcTables.size(), 3u);
+}
+
+TEST_F(Form11Test, LeavesTablesThatTheTextDriverReads) {
+    folder_.Write("a.csv", "id,name\n1,\"x,y\"\n2,z\n");
+    folder_.Write("b.csv", "7\tseven\n");
+    folder_.Write("c.csv", "k;v\n1;2\n");
+    folder_.Write("skipped.csv", "a\n");
+    folder_.Write("schema.ini", "[old.csv]\r\nFormat=TabDelimited\r\n");
+    Open();
+    Select("b.csv");
+    SetOption("Form11", "Option1_1");
+    Control<QCheckBox>("Form11", "ChkNames").click();
+    Select("c.csv");
+    SetOption("Form11", "Option1_2");
+    Select("a.csv");
+    for (const char* name : {"c.csv", "a.csv", "b.csv"}) {
+        Entry(name).setCheckState(Qt::Checked);
+    }
+    Select("a.csv");
+    SourceQueryMode = 7;
+    Press("Form11", "NXTBUTT");
+    ASSERT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(VisiblePages(), "Form8");
+    EXPECT_EQ(folder_.Read("schema.ini"),
+              "\r\n\r\n[a.csv]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"
+              "\r\n\r\n[b.csv]\r\nFormat=TabDelimited\r\nColNameHeader=False\r\nMaxScanRows=50\r\n"
+              "\r\n\r\n[c.csv]\r\nFormat=Delimited(;)\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"
+              "\r\n\r\n[old.csv]\r\nFormat=TabDelimited\r\n");
+    EXPECT_EQ(SourceConnStr,
+              "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + Folder() +
+                  ";Extended Properties=\"text;FMT=Delimited\";\"");
+    EXPECT_EQ(SourceQueryMode, 0);
+    std::string tables;
+    for (const auto& table : SrcTables) {
+        EXPECT_EQ(table.FolderName, Folder());
+        tables += std::to_string(table.TabID) + table.Name + table.SFormat + table.TextQ +
+                  std::to_string(table.SFirstColLine) + table.Owner + " ";
+    }
+    EXPECT_EQ(tables, "0a.csv,\"1 1b.csv\t\"0 2c.csv;\"1 ");
+    EXPECT_EQ(ReadTable("a.csv"), "[id][name]\n[1][x,y]\n[2][z]");
+    EXPECT_EQ(ReadTable("b.csv"), "[F1][F2]\n[7][seven]");
+    EXPECT_EQ(ReadTable("c.csv"), "[k][v]\n[1][2]");
+
+    // Back shows the page as it was left; a second pass puts its sections before the former ones.
+    HidePage("Form8");
+    BackToSourcePage();
+    EXPECT_EQ(Listed(), "a.csv+ b.csv+ c.csv+ skipped.csv");
+    Control<QComboBox>("Form11", "TQ").setCurrentIndex(1);
+    Press("Form11", "SelNone");
+    Entry("c.csv").setCheckState(Qt::Checked);
+    TargetType = "TEXT";
+    const std::string former = folder_.Read("schema.ini");
+    Control<QComboBox>("Form11", "TQ").setCurrentIndex(1);
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(VisiblePages(), "Form12c");
+    const std::string section =
+        "\r\n\r\n[c.csv]\r\nFormat=Delimited(;)\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"
+        "TextDelimiter=\"'\"\r\n";
+    EXPECT_TRUE(folder_.Read("schema.ini").starts_with(section + "\r\n"));
+    EXPECT_TRUE(folder_.Read("schema.ini").ends_with(former));
+    EXPECT_EQ(SrcTables.size(), 1u);
+}
+
+TEST_F(Form11Test, LeavesByBackCancelAndTheCloseBox) {
+    for (const char* page : {"Form11", "Form11Poll"}) {
+        const std::string cancel =
+            "none|Cancel|Are you sure you want to cancel this Session?|Yes/No";
+        const std::string close =
+            "none|Cancel Session|Are you sure you want to close this session|Yes/No";
+        ShowPage(page);
+        Press(page, "CNCLBUTT");
+        EXPECT_EQ(dialogs_.TakeBoxes(), cancel);
+        EXPECT_FALSE(CloseBox(page));
+        EXPECT_EQ(dialogs_.TakeBoxes(), close);
+        Press(page, "BCKBUTT");
+        EXPECT_EQ(VisiblePages(), "Form1");
+        EXPECT_EQ(FindPage(page), nullptr);
+        for (const bool by_close_box : {true, false}) {
+            ShowPage(page);
+            dialogs_.answers = {BoxAnswer::Yes};
+            if (by_close_box) {
+                EXPECT_TRUE(CloseBox(page));
+            } else {
+                Press(page, "CNCLBUTT");
+            }
+            EXPECT_EQ(VisiblePages(), "NavForm");
+            EXPECT_EQ(FindPage(page), nullptr);
+            UnloadAllPages();
+        }
+        dialogs_.TakeBoxes();
+    }
+}
+
+// What users point the wizard at by mistake or in need.
+TEST_F(Form11Test, ShowsFilesOfEveryKindAtOnce) {
+    std::string wide;
+    for (int i = 0; i < 100'000; ++i) {
+        wide += "column" + std::to_string(i) + ",";
+    }
+    folder_.Write("wide.csv", wide + "\n" + wide + "\n");
+    std::string binary;
+    for (unsigned i = 0; i < 300'000; ++i) {
+        binary += static_cast<char>(i * 7919U >> 3);
+    }
+    folder_.Write("binary.csv", binary);
+    folder_.Write("delimiters.csv", std::string(5'000'000, ','));
+    std::filesystem::resize_file(folder_.Write("huge.csv", "a,b"), 1ull << 30);
+    folder_.Write("utf16.csv",
+                  "\xFF\xFE"
+                  "a\0,\0\x11\x04\n\0"s);
+    folder_.Write("utf32.csv", "\xFF\xFE\0\0a\0\0\0"s);
+    folder_.Write("zero.csv", "a\0b,c\x01\n"s);
+    Open();
+    QElapsedTimer timer;
+    timer.start();
+    for (int row = 0; row < Files().count(); ++row) {
+        Files().setCurrentRow(row);
+        FindPage("Form11")->grab();
+    }
+    EXPECT_LT(timer.elapsed(), 20'000) << "a page that reads whole files would take minutes";
+    Select("wide.csv");
+    EXPECT_EQ(Control<QTableView>("Form11", "ColGrid").model()->columnCount(), 100'001);
+    Control<QTableView>("Form11", "ColGrid")
+        .scrollTo(Control<QTableView>("Form11", "ColGrid").model()->index(0, 99'999));
+    FindPage("Form11")->grab();
+    Select("utf16.csv");
+    EXPECT_EQ(Grid("Form11", 0), "[a][Б]");
+    Select("zero.csv");
+    EXPECT_EQ(Grid("Form11", 0), "[a\uFFFDb][c\uFFFD]");
+    dialogs_.TakeBoxes();
+    Select("utf32.csv");
+    EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("none|Vantry|Error :"));
+}
+
+TEST_F(Form11Test, ListsTenThousandFilesQuickly) {
+    for (int i = 0; i < 10'000; ++i) {
+        folder_.Write(std::to_string(i) + ".csv", "a,b\n");
+    }
+    ShowPage("Form11");
+    QElapsedTimer timer;
+    timer.start();
+    Open();
+    Press("Form11", "SelAll");
+    Files().setCurrentRow(9'999);
+    Files().scrollToBottom();
+    FindPage("Form11")->grab();
+    RecordProperty("milliseconds", static_cast<int>(timer.elapsed()));
+    EXPECT_LT(timer.elapsed(), 5'000);
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(SrcTables.size(), 10'000u);
+    EXPECT_EQ(SrcTables.back().TabID, 9'999);
+}
+
+class Form11PollTest : public Form11Test {};
+
+TEST_F(Form11PollTest, TakesASampleFile) {
+    const std::pair<const char*, const char*> patterns[] = {
+        {"orders.csv", "*.csv"}, {"a.b.TXT", "*.TXT"}, {"plain", "*.*"}};
+    ShowPage("Form11Poll");
+    EXPECT_EQ(FromQt(Control<QLineEdit>("Form11Poll", "FRenameTbox").text()), "Loaded");
+    std::filesystem::create_directory(folder_ / "in.box");
+    for (const auto& [name, pattern] : patterns) {
+        dialogs_.choices.push_back(folder_.Write("in.box/"s + name, "id,name\n1,'x'\n").string());
+        Press("Form11Poll", "Command1");
+        EXPECT_EQ(FromQt(Control<QLineEdit>("Form11Poll", "FPatternTbox").text()), pattern);
+        EXPECT_EQ(Preview("Form11Poll"), "id,name\n1,'x'");
+    }
+    EXPECT_EQ(dialogs_.asked_files.at(0).title, "Open CSV/Delimited File");
+    EXPECT_EQ(dialogs_.asked_files.at(0).filter,
+              "Comma Seperated Values (*.csv)|*.csv|Tab Delimited Files (*.tab)|*.tab|Text Files "
+              "(*.txt)|*.txt|All Files (*.*)|*.*");
+    EXPECT_EQ(Grid("Form11Poll", 1), "[id][name]\n[1]['x']");
+    Control<QCheckBox>("Form11Poll", "ChkNames").setChecked(false);
+    EXPECT_EQ(Grid("Form11Poll", 1), "[Col1][Col2]\n[id][name]");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+}
+
+TEST_F(Form11PollTest, LeavesOneTableThatTheTextDriverReads) {
+    const std::string file = folder_.Write("orders.csv", "id;name\n1;'x;y'\n").string();
+    SourceType = "TEXTPOLL";
+    TargetType = "TEXT";
+    ShowPage("Form11Poll");
+    Press("Form11Poll", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid File|OK");
+    dialogs_.choices.push_back(file);
+    Press("Form11Poll", "Command1");
+    SetOption("Form11Poll", "Option1_3");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter Delimiting Char|OK");
+    Type("Form11Poll", "OthChr", ";");
+    Control<QComboBox>("Form11Poll", "TQ").setEditText("'");
+    EXPECT_EQ(Grid("Form11Poll", 1), "[id][name]\n[1][x;y]");
+    Type("Form11Poll", "FPatternTbox", "ord*.csv");
+    Type("Form11Poll", "FRenameTbox", "Done");
+    Type("Form11Poll", "TxtFile", "orders.csv");
+    Press("Form11Poll", "NXTBUTT");
+    EXPECT_TRUE(dialogs_.TakeBoxes().starts_with(
+        "none|Vantry|Error while preparing Text Source. Please Contact Vantry Support\n"))
+        << "no folder";
+    Type("Form11Poll", "TxtFile", file);
+    Press("Form11Poll", "NXTBUTT");
+    ASSERT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(VisiblePages(), "Form12c");
+    EXPECT_EQ(FindPage("Form11Poll"), nullptr);
+    EXPECT_EQ(PollPattern + " " + PollRename + " " + PollFolder, "ord*.csv Done " + Folder() + "/");
+    EXPECT_EQ(folder_.Read("Schema.ini"),
+              "\r\n\r\n[orders.csv]\r\nFormat=Delimited(;)\r\nColNameHeader=True\r\n"
+              "MaxScanRows=0\r\nTextDelimiter=\"'\"\r\n");
+    EXPECT_EQ(SourceConnStr,
+              "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + Folder() +
+                  "/;Extended Properties=\"text;FMT=Delimited\";\"");
+    ASSERT_EQ(SrcTables.size(), 1u);
+    const TableRec& table = SrcTables[0];
+    EXPECT_EQ(table.Name + table.SFormat + table.TextQ + table.FolderName,
+              "orders.csv;'" + Folder() + "/");
+    EXPECT_EQ(table.SFirstColLine * 10 + table.TabID, 10);
+    EXPECT_EQ(ReadTable("orders.csv"), "[id][name]\n[1][x;y]");
+}
+
+}  // namespace
+}  // namespace vantry

@@ -1,0 +1,213 @@
+// Form12c: its controls' rules, its messages, and the six variables of a text target.
+
+#include "text/pages/text_pages_fixture.h"
+
+#include <QGroupBox>
+#include <QKeyEvent>
+
+namespace vantry {
+namespace {
+
+class Form12cTest : public TextPagesTest {
+protected:
+    Form12cTest() {
+        TargetType = "TEXT";
+        TextDestFormat = TextDestDir = TextDestExt = TextDestDelim = TextDestQual = "former";
+        TextDestHeader = kFalse;
+        ShowPage("Form12c");
+    }
+    static QLineEdit& Other() { return Control<QLineEdit>("Form12c", "OthFormat"); }
+    static QWidget* Focus() { return FindPage("Form12c")->focusWidget(); }
+    static void Key(QWidget& widget, int key, const char* text) {
+        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, text);
+        QCoreApplication::sendEvent(&widget, &press);
+    }
+    static void LeaveFolder(Qt::FocusReason reason) {
+        QFocusEvent leave(QEvent::FocusOut, reason);
+        QCoreApplication::sendEvent(&Control<QLineEdit>("Form12c", "FName"), &leave);
+        QCoreApplication::processEvents();
+    }
+    static std::string Stored() {
+        return TextDestFormat + "|" + TextDestDir + "|" + TextDestExt + "|" + TextDestDelim + "|" +
+               TextDestQual + "|" + std::to_string(TextDestHeader);
+    }
+};
+
+TEST_F(Form12cTest, StoresItsChoices) {
+    struct Case {
+        const char* format;
+        const char* option;
+        const char* other;
+        const char* extension;
+        const char* qualifier;
+        bool names;
+        const char* stored;
+    };
+    const Case cases[] = {
+        {"FileFormatOpt_0", "Option1_0", "", ".csv", "\"", false, "DELIMITED|.csv|,|\"|0"},
+        {"FileFormatOpt_0", "Option1_1", "", "csv", "'", true, "DELIMITED|.csv|\t|'|-1"},
+        {"FileFormatOpt_0", "Option1_2", "", "", "", true, "DELIMITED|.txt|;||-1"},
+        {"FileFormatOpt_0", "Option1_3", "|", ".dat", "ab", false, "DELIMITED|.dat|||ab|0"},
+        {"FileFormatOpt_1", "Option1_3", "", "t.x", "#", false, "FIXED|.t.x||#|0"},
+        {"FileFormatOpt_1", "Option1_2", "", ".", "\"", true, "FIXED|.|;|\"|-1"},
+    };
+    for (const auto& [format, option, other, extension, qualifier, names, stored] : cases) {
+        ShowPage("Form12c");
+        EXPECT_EQ(Control<QComboBox>("Form12c", "DefExt").currentText(), ".csv");
+        SetOption("Form12c", option);
+        Other().setText(ToQt(other));
+        if (*other == '\0' && std::string_view(option) != "Option1_3") {
+            SetOption("Form12c", "Option1_3");
+            SetOption("Form12c", option);
+        }
+        SetOption("Form12c", format);
+        Type("Form12c", "FName", Folder());
+        Control<QComboBox>("Form12c", "DefExt").setEditText(extension);
+        Control<QComboBox>("Form12c", "TQ").setEditText(qualifier);
+        Control<QCheckBox>("Form12c", "ColNames").setChecked(names);
+        Press("Form12c", "NXTBUTT");
+        EXPECT_EQ(dialogs_.TakeBoxes(), "");
+        std::string expected = stored;
+        expected.insert(expected.find('|'), "|" + Folder());
+        EXPECT_EQ(Stored(), expected);
+        EXPECT_EQ(VisiblePages(), "Form4");
+        EXPECT_NE(FindPage("Form12c"), nullptr);
+        UnloadAllPages();
+    }
+}
+
+TEST_F(Form12cTest, FixedFieldsNeedNoDelimiter) {
+    const char* const controls[] = {"Frame2",
+                                    "Option1_0",
+                                    "Option1_1",
+                                    "Option1_2",
+                                    "Option1_3",
+                                    "OthFormat",
+                                    "TQ",
+                                    "Label4",
+                                    "Label6"};
+    EXPECT_FALSE(Other().isEnabled());
+    for (const bool delimited : {false, true}) {
+        SetOption("Form12c", delimited ? "FileFormatOpt_0" : "FileFormatOpt_1");
+        for (const char* name : controls) {
+            EXPECT_EQ(Control<QWidget>("Form12c", name).isEnabled(), delimited) << name;
+        }
+        EXPECT_TRUE(Control<QWidget>("Form12c", "ColNames").isEnabled());
+    }
+    SetOption("Form12c", "Option1_3");
+    EXPECT_TRUE(Other().isEnabled());
+    EXPECT_EQ(Focus(), &Other());
+    SetOption("Form12c", "Option1_1");
+    EXPECT_FALSE(Other().isEnabled());
+}
+
+TEST_F(Form12cTest, TheOtherDelimiterIsOneCharacterAndNoDoubleQuote) {
+    SetOption("Form12c", "Option1_3");
+    Key(Other(), Qt::Key_Bar, "|");
+    Key(Other(), Qt::Key_A, "a");
+    EXPECT_EQ(Other().text(), "|");
+    Other().selectAll();
+    Key(Other(), Qt::Key_A, "a");
+    EXPECT_EQ(Other().text(), "|");
+    Key(Other(), Qt::Key_Backspace, "\b");
+    EXPECT_EQ(Other().text(), "");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    Key(Other(), Qt::Key_QuoteDbl, "\"");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Delimiting Character|OK");
+    Type("Form12c", "FName", Folder());
+    Press("Form12c", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter Delimiting Characater|OK");
+    EXPECT_EQ(Focus(), &Other());
+    EXPECT_EQ(TextDestDelim, "former");
+    Key(Other(), Qt::Key_A, "ß");
+    Press("Form12c", "NXTBUTT");
+    EXPECT_EQ(TextDestDelim, "ß");
+}
+
+TEST_F(Form12cTest, AFolderThatIsntThereIsToldWhenItsFieldIsLeft) {
+    Press("Form12c", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter the Folder Name|OK");
+    EXPECT_EQ(Focus(), &Control<QLineEdit>("Form12c", "FName"));
+    folder_.Write("file", "");
+    const std::string told = "stop|Stop|Directory does not exist|OK";
+    struct Case {
+        std::string folder;
+        Qt::FocusReason reason;
+        std::string boxes;
+    };
+    const Case cases[] = {
+        {"", Qt::TabFocusReason, ""},
+        {Folder(), Qt::TabFocusReason, ""},
+        {Folder() + "/", Qt::TabFocusReason, ""},
+        {Folder() + "/none", Qt::TabFocusReason, told},
+        {Folder() + "/none", Qt::MouseFocusReason, told},
+        {Folder() + "/none", Qt::ActiveWindowFocusReason, ""},
+        {Folder() + "/none", Qt::PopupFocusReason, ""},
+        {Folder() + "/file", Qt::TabFocusReason, told},
+    };
+    for (const auto& [folder, reason, boxes] : cases) {
+        Type("Form12c", "FName", folder);
+        Control<QWidget>("Form12c", "DefExt").setFocus();
+        QCoreApplication::processEvents();
+        dialogs_.TakeBoxes();
+        LeaveFolder(reason);
+        EXPECT_EQ(dialogs_.TakeBoxes(), boxes) << folder << reason;
+        if (!boxes.empty()) {
+            EXPECT_EQ(Focus(), &Control<QLineEdit>("Form12c", "FName"));
+        }
+    }
+    // Left by a click on Next: told once, and the page stays.
+    Type("Form12c", "FName", Folder() + "/none");
+    QFocusEvent leave(QEvent::FocusOut, Qt::MouseFocusReason);
+    QCoreApplication::sendEvent(&Control<QLineEdit>("Form12c", "FName"), &leave);
+    Press("Form12c", "NXTBUTT");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(dialogs_.TakeBoxes(), told);
+    EXPECT_EQ(VisiblePages(), "Form12c");
+    // By a click on the button that finds the right one, or that leaves the page: not told.
+    QCoreApplication::sendEvent(&Control<QLineEdit>("Form12c", "FName"), &leave);
+    dialogs_.choices = {Folder()};
+    Press("Form12c", "Command1");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(dialogs_.asked_files.at(0).title,
+              "Select Folder Where CSV/Delimited Text Files should be created");
+    Type("Form12c", "FName", Folder() + "/none");
+    QCoreApplication::sendEvent(&Control<QLineEdit>("Form12c", "FName"), &leave);
+    Press("Form12c", "BCKBUTT");
+    QCoreApplication::processEvents();
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+}
+
+TEST_F(Form12cTest, LeavesByBackCancelAndTheCloseBox) {
+    const std::pair<const char*, const char*> sources[] = {{"FOXPRO", "Form10"},
+                                                           {"ORACLE", "Form6"},
+                                                           {"ACCESS", "Form2"},
+                                                           {"MySQL", "MySQLSrc"},
+                                                           {"MSSQL", "MSSQLSrc"},
+                                                           {"TEXT", "Form11"},
+                                                           {"ODBC", ""},
+                                                           {"TEXTPOLL", ""},
+                                                           {"", ""}};
+    for (const auto& [kind, page] : sources) {
+        SourceType = kind;
+        SourceViaOdbc = kTrue;  // isn't asked
+        ShowPage("Form12c");
+        Press("Form12c", "BCKBUTT");
+        EXPECT_EQ(VisiblePages(), page) << kind;
+        EXPECT_EQ(FindPage("Form12c"), nullptr);
+        UnloadAllPages();
+    }
+    SourceViaOdbc = kFalse;
+    ShowPage("Form12c");
+    Press("Form12c", "CNCLBUTT");
+    EXPECT_FALSE(CloseBox("Form12c"));
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Cancel|Are you sure you want to cancel this session?|Yes/No\n"
+              "none|Cancel Session|Are you sure you want to close this session|Yes/No");
+    dialogs_.answers = {BoxAnswer::Yes};
+    Press("Form12c", "CNCLBUTT");
+    EXPECT_EQ(VisiblePages(), "NavForm");
+}
+
+}  // namespace
+}  // namespace vantry

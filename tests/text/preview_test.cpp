@@ -1,0 +1,175 @@
+// The first lines of a file and how they fall into columns.
+
+#include "text/preview.h"
+
+#include "data/data_error.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+namespace vantry {
+namespace {
+
+using namespace std::string_literals;
+
+std::string Joined(const LineFields& split) {
+    std::string text;
+    for (const auto field : split.fields) {
+        text += "[" + std::string(field) + "]";
+    }
+    return text + (split.whole ? "" : "!");
+}
+
+TEST(PreviewTest, SplitsALine) {
+    struct Case {
+        const char* line;
+        const char* delimiter;
+        const char* qualifier;
+        const char* fields;
+    };
+    const Case cases[] = {
+        {"a,b", ",", "\"", "[a][b]"},
+        {"", ",", "\"", "[]"},
+        {",", ",", "\"", "[][]"},
+        {"a,b,", ",", "\"", "[a][b][]"},
+        {"a,b,", ",", "", "[a][b][]"},
+        {"1,\"Malmö, Skåne\",x", ",", "\"", "[1][\"Malmö, Skåne\"][x]"},
+        {"1,\"Malmö, Skåne\",x", ",", "", "[1][\"Malmö][ Skåne\"][x]"},
+        {"1,'a,b',x", ",", "'", "[1]['a,b'][x]"},
+        {"\"a,b\"", ",", "\"", "[\"a,b\"]"},
+        {"\"a,b\",", ",", "\"", "[\"a,b\"][]"},
+        {"\"\",x", ",", "\"", "[\"\"][x]"},
+        {"1,\"open,x", ",", "\"", "[1]!"},
+        {"1,\"a\"b,x", ",", "\"", "[1]!"},
+        {"\"say \"\"hi\"\"\",x", ",", "\"", "!"},
+        // A last field isn't looked at.
+        {"1,\"open", ",", "\"", "[1][\"open]"},
+        {"1,a\"b\"c,2", ",", "\"", "[1][a\"b\"c][2]"},
+        {"a\tb;c", "\t", "\"", "[a][b;c]"},
+        {"a||b|c", "||", "\"", "[a][b|c]"},
+        {"a,b", "", "\"", "[a,b]"},
+        {"a,b", "", "", "[a,b]"},
+        {"a\"b\"c", "\"", "\"", "[a][b][c]"},
+        {"ä¦ö", "¦", "\"", "[ä][ö]"},
+    };
+    for (const auto& [line, delimiter, qualifier, fields] : cases) {
+        EXPECT_EQ(Joined(SplitLine(line, delimiter, qualifier)), fields) << line << delimiter;
+    }
+    EXPECT_EQ(WithoutQualifier("\"say \"\"hi\"\"\"", "\""), "say hi");
+    EXPECT_EQ(WithoutQualifier("aba", ""), "aba");
+}
+
+class PreviewFileTest : public ::testing::Test {
+protected:
+    std::string Lines(const std::string& content) {
+        std::string text;
+        for (const auto& line : ReadPreview(folder_.Write("f.csv", content).string())) {
+            text += "[" + line.text + (line.cut ? "..." : "") + "]";
+        }
+        return text;
+    }
+    test::TempDir folder_;
+};
+
+TEST_F(PreviewFileTest, ReadsLinesOfEveryMaking) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"", ""},
+        {"\n", "[]"},
+        {"a\r\nb\r\n", "[a][b]"},
+        {"a\nb", "[a][b]"},
+        {"a\rb\r", "[a][b]"},
+        {"a\n\nb", "[a][][b]"},
+        {"\xEF\xBB\xBFid,nåme\n1,2\n", "[id,nåme][1,2]"},
+        {"\xFF\xFEi\0d\0\r\0\n\0\x11\x04"s, "[id][Б]"},
+        {"\xFE\xFF\0i\0d\0\n\x04\x11"s, "[id][Б]"},
+        {"Malm\xF6\n", "[Malmö]"},  // a Windows code page
+        {"a\0b\n"s, "[a\0b]"s},
+    };
+    for (const auto& [content, lines] : cases) {
+        EXPECT_EQ(Lines(content), lines);
+    }
+}
+
+TEST_F(PreviewFileTest, LooksAtTheHeadOfAFileOnly) {
+    std::string hundred;
+    for (int i = 1; i <= 100; ++i) {
+        hundred += std::to_string(i) + "\r\n";
+    }
+    EXPECT_EQ(Lines(hundred), Lines(hundred + "101\r\n102"));
+    EXPECT_EQ(ReadPreview(folder_.Write("f", hundred + "x").string()).size(), 100u);
+
+    // Sparse: a line of 8 GB takes neither memory nor time.
+    const auto file = folder_.Write("huge.csv", "a,\"b");
+    std::filesystem::resize_file(file, 8ull << 30);
+    const auto huge = ReadPreview(file.string());
+    ASSERT_EQ(huge.size(), 1u);
+    EXPECT_TRUE(huge[0].cut);
+    EXPECT_EQ(huge[0].text.size(), kPreviewBytes);
+
+    // The cut falls into a character.
+    std::string wide(kPreviewBytes - 1, 'x');
+    wide += "ööö\n";
+    const auto cut = ReadPreview(folder_.Write("wide.csv", wide).string());
+    EXPECT_EQ(cut.at(0).text, std::string(kPreviewBytes - 1, 'x'));
+
+    EXPECT_THROW(ReadPreview((folder_ / "none").string()), DataError);
+    EXPECT_THROW(ReadPreview(folder_.Path().string()), DataError);
+}
+
+std::string Row(const PreviewTable& table, std::size_t row) {
+    std::string text;
+    for (std::size_t column = 0; column < table.Columns(); ++column) {
+        text += "[" + table.Cell(row, column) + "]";
+    }
+    return text;
+}
+
+std::vector<PreviewLine> LinesOf(std::initializer_list<const char*> texts) {
+    std::vector<PreviewLine> lines;
+    for (const char* text : texts) {
+        lines.push_back({text, false});
+    }
+    return lines;
+}
+
+TEST(PreviewTableTest, PlacesLinesInRows) {
+    const PreviewTable named(LinesOf({"\"id\",name", "1,\"a, b\",cut off", "2"}),
+                             {",", "\"", true, "F"});
+    ASSERT_EQ(named.Columns(), 2u);
+    EXPECT_EQ(named.Heading(0), "\"id\"");
+    EXPECT_EQ(named.Name(0), "id");
+    EXPECT_EQ(Row(named, 0), "[1][a, b]");
+    EXPECT_EQ(Row(named, 1), "[2][]");
+    EXPECT_EQ(Row(named, 2), "[][]");
+
+    const PreviewTable unnamed(LinesOf({"\"id\",name", "\"1\",2"}), {",", "\"", false, "Col"});
+    EXPECT_EQ(unnamed.Heading(1), "Col2");
+    EXPECT_EQ(Row(unnamed, 0), "[\"id\"][name]");
+    EXPECT_EQ(Row(unnamed, 1), "[1][2]");
+
+    const PreviewTable broken(LinesOf({"\"id,name", "1,2"}), {",", "\"", true, "F"});
+    EXPECT_FALSE(broken.Valid());
+    EXPECT_EQ(broken.Columns(), 0u);
+    const PreviewTable cut({{"a,\"b,c", true}}, {",", "\"", true, "F"});
+    EXPECT_TRUE(cut.Valid()) << "the qualifier may be closed behind what was read";
+    const PreviewTable later(LinesOf({"id,name", "1,\"x\"y,z"}), {",", "\"", true, "F"});
+    EXPECT_TRUE(later.Valid());
+}
+
+TEST(PreviewTableTest, HasAHundredRowsWhoseLastStaysEmpty) {
+    for (const bool names : {true, false}) {
+        std::vector<PreviewLine> lines;
+        for (int i = 0; i < 100; ++i) {
+            lines.push_back({std::to_string(i), false});
+        }
+        const PreviewTable table(std::move(lines), {",", "\"", names, "F"});
+        EXPECT_EQ(table.Rows(), 99u);
+        EXPECT_EQ(table.Cell(97, 0), names ? "98" : "97");
+        EXPECT_EQ(table.Cell(98, 0), "");
+    }
+}
+
+}  // namespace
+}  // namespace vantry
