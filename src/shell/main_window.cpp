@@ -70,6 +70,16 @@ void MainWindow::SetActions(Actions actions) {
     actions_ = std::move(actions);
 }
 
+void MainWindow::LeaveInputTo(const QWidget* page) {
+    for (auto* const window : ui_->Pages->subWindowList()) {
+        window->setEnabled(page == nullptr || window->widget() == page);
+    }
+    for (auto* const entry :
+         {ui_->mRepNew, ui_->mRepOpen, ui_->mRepStatus, ui_->mOpenSes, ui_->mStatSes}) {
+        entry->setEnabled(page == nullptr);
+    }
+}
+
 void MainWindow::YieldLetters(const QWidget* page) {
     std::set<QKeySequence> taken;
     const auto take = [&](const QString& text) { taken.insert(QKeySequence::mnemonic(text)); };

@@ -35,6 +35,11 @@ public:
     };
     void SetActions(Actions actions);
 
+    // While a run reads the session's state, no other page may change it: all but this one take no
+    // input, and the entries that open pages or replace the repository none either. Null: the run
+    // has ended.
+    void LeaveInputTo(const QWidget* page);
+
     // Menus whose letter is one of this page's, too, give theirs up, so that Alt and the letter
     // mean one thing; null: all have theirs.
     void YieldLetters(const QWidget* page);

@@ -6,6 +6,7 @@
 #include "core/session_state.h"
 #include "engine/run_session.h"
 #include "shell/dialogs.h"
+#include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "text/text_writer.h"
@@ -51,6 +52,7 @@ void Form14::Start() {
     ui_->CNCLBUTT->setFocus();
     running_ = true;
     CurrentRunView = display_.get();
+    TheMainWindow().LeaveInputTo(this);
     try {
         RunChosen();
     } catch (const std::exception& error) {
@@ -59,6 +61,7 @@ void Form14::Start() {
         TellStop(std::string("The run ended early.\n") + error.what(), "Error");
     }
     CurrentRunView = nullptr;
+    TheMainWindow().LeaveInputTo(nullptr);
     running_ = false;
     display_->Flush();
     ui_->FINISHBUTT->setEnabled(true);

@@ -10,6 +10,7 @@
 #include "support/temp_dir.h"
 #include "text/schema_ini_writer.h"
 
+#include <QAction>
 #include <QElapsedTimer>
 #include <QScrollBar>
 #include <QTimer>
@@ -159,6 +160,24 @@ TEST_F(Form14Test, CancelInTheMiddleStopsWithinATenthOfASecond) {
     EXPECT_EQ(Buttons(), "0101");
     EXPECT_EQ(VisiblePages(), "Form14");
     std::printf("[ MEASURED ] cancelled in %lld ms\n", static_cast<long long>(millis));
+}
+
+TEST_F(Form14Test, NoOtherPageTakesInputDuringARun) {
+    MakeTextSession(200'000);
+    MakeAccessTarget();
+    ShowPage("NavForm");
+    ShowPage("Form14");
+    const auto* const others = FindPage("NavForm");
+    const auto* const entry = TheMainWindow().findChild<QAction*>("mOpenSes");
+    std::string inside;
+    QTimer::singleShot(0, [&] {
+        inside = std::string(others->isEnabled() ? "open" : "shut") +
+                 (entry->isEnabled() ? " open " : " shut ") + Buttons();
+    });
+    Press("Form14", "StartButton");
+    EXPECT_EQ(inside, "shut shut 0011");
+    EXPECT_TRUE(others->isEnabled());
+    EXPECT_TRUE(entry->isEnabled());
 }
 
 TEST_F(Form14Test, TheCloseBoxInTheMiddleStopsTheRunAndThenLeaves) {
