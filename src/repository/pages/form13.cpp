@@ -43,6 +43,15 @@ Form13::Form13() : Page("Form13"), ui_(std::make_unique<Ui::Form13>()) {
     for (int i = 0; i < 3; ++i) {
         ui_->FreqOpt->setId(options[i], i);
     }
+    // The panel's controls come where the panel stands, not behind the last button.
+    QWidget* before = ui_->FreqOpt_2;
+    for (auto* const control : ui_->Schedule->findChildren<QWidget*>()) {
+        if ((control->focusPolicy() & Qt::TabFocus) != 0 &&
+            !control->objectName().startsWith("qt_")) {
+            setTabOrder(before, control);
+            before = control;
+        }
+    }
     connect(ui_->FreqOpt, &QButtonGroup::idToggled, this, [this](int id, bool on) {
         if (on) {
             ui_->Frame1->setEnabled(id != kRunOnly);

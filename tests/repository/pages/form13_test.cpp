@@ -170,6 +170,25 @@ TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
     }
 }
 
+TEST_F(Form13Test, TabGoesThroughTheScheduleBeforeTheButtons) {
+    ShowPage("Form13");
+    QWidget* const first = &Control<QLineEdit>("Form13", "SesName");
+    std::string order;
+    QWidget* widget = first;
+    do {
+        const auto* const button = qobject_cast<QAbstractButton*>(widget);
+        const bool in_group = button != nullptr && button->group() != nullptr;
+        if ((widget->focusPolicy() & Qt::TabFocus) != 0 && widget->isVisible() &&
+            !widget->objectName().startsWith("qt_") && (!in_group || button->isChecked()) &&
+            FindPage("Form13")->isAncestorOf(widget)) {
+            order += FromQt(widget->objectName()) + " ";
+        }
+        widget = widget->nextInFocusChain();
+    } while (widget != first);
+    EXPECT_EQ(order,
+              "SesName LogName brow FreqOpt_0 TimeOpt_0 SesTime NXTBUTT BCKBUTT CNCLBUTT HLPBUTT ");
+}
+
 TEST_F(Form13Test, RefusesAnUnfinishedSession) {
     ShowPage("Form13");
     struct Case {
