@@ -7,7 +7,8 @@
 #include "support/temp_dir.h"
 
 #include <QListWidget>
-#include <QStandardItemModel>
+
+#include <fstream>
 
 namespace vantry {
 namespace {
@@ -241,6 +242,9 @@ TEST_F(AccessPagesTest, FormEightCreatesADatabaseAndKeepsOneThatIsThere) {
     EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 12), "none|Vantry|");
     Press("Form8", "NewMdbButton");
     EXPECT_TRUE(dialogs_.boxes.empty()) << "cancelled";
+    dialogs_.choices = {(folder_ / "no folder/x.mdb").string()};
+    Press("Form8", "NewMdbButton");
+    EXPECT_NE(dialogs_.TakeBoxes().find("no folder"), std::string::npos);
     Catalog catalog;
     catalog.SetActiveConnection("PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + full);
     bool kept = false;
@@ -248,6 +252,54 @@ TEST_F(AccessPagesTest, FormEightCreatesADatabaseAndKeepsOneThatIsThere) {
         kept |= catalog.Tables()[i].Name == "kept";
     }
     EXPECT_TRUE(kept);
+}
+
+TEST_F(AccessPagesTest, APasswordIsAskedForAndNeverShown) {
+    const std::string file = MakeDatabase("locked.mdb", {"t"});
+    std::fstream bytes(file, std::ios::in | std::ios::out | std::ios::binary);
+    constexpr std::streamoff kPasswordOffset =
+        0x42;  // under a mask that leaves the changes visible
+    const std::u16string password = u"S3cr3t";
+    for (std::size_t i = 0; i < password.size(); ++i) {
+        const auto place = kPasswordOffset + 2 * static_cast<std::streamoff>(i);
+        bytes.seekg(place);
+        const int there = bytes.get();
+        bytes.seekp(place);
+        bytes.put(static_cast<char>(there ^ static_cast<int>(password[i])));
+    }
+    bytes.close();
+    for (const char* page : {"Form2", "Form8"}) {
+        ShowPage(page);
+        Type(page, "Mdbfilename", file);
+        for (const char* typed : {"", "s3cr3t"}) {
+            Type(page, "MdbPwd", typed);
+            Press(page, "LOADBUTT");
+            const std::string box = dialogs_.TakeBoxes();
+            EXPECT_NE(box.find("Not a valid password"), std::string::npos) << box;
+            EXPECT_EQ(box.find("s3cr3t"), std::string::npos);
+            EXPECT_EQ(VisiblePages(), page);
+        }
+        Type(page, "MdbPwd", "S3cr3t");
+        Press(page, "LOADBUTT");
+        EXPECT_EQ(dialogs_.TakeBoxes(), "");
+        HidePage(page);
+    }
+    EXPECT_EQ(Listed(), "t");
+    EXPECT_EQ(LabelText("Form8", "ACCStatus"), "Connected Succesfully");
+}
+
+TEST_F(AccessPagesTest, TenThousandTablesAreListedAndTakenQuickly) {
+    ShowPage("Form2");
+    auto& list = Control<QListWidget>("Form2", "mdbtables");
+    QStringList names;
+    for (int i = 0; i < 10'000; ++i) {
+        names << QString("table %1").arg(i);
+    }
+    list.addItems(names);
+    list.selectAll();
+    Press("Form2", "NXT");
+    ASSERT_EQ(SrcTables.size(), 10'000u);
+    EXPECT_EQ(SrcTables[9'999].Name, "table 9999");
 }
 
 TEST_F(AccessPagesTest, MethodsOfFormEightEnableAndConnectByTheTable) {
