@@ -210,8 +210,9 @@ TEST_F(MoveLoadedFileTest, FailureIsShownAndNothingIsOverwritten) {
 
     // Whatever second it is, its name is taken.
     folder_.Write("orders.csv", "new");
+    const DateTime begin = Now();
     for (int ahead = 0; ahead < 20; ++ahead) {
-        DateTime time = Now();
+        DateTime time = begin;
         time.nanos = (time.nanos + ahead * kNanosPerSecond) % kNanosPerDay;
         folder_.Write("orders.csv.Loaded_On_" + FormatDateTime(time, "dd_mmm_yy_hh_m_ss"), "old");
     }

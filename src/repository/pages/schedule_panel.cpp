@@ -16,6 +16,17 @@ DateTime TimeOf(const QTime& time) {
     return {0, static_cast<std::int64_t>(time.msecsSinceStartOfDay()) * 1'000'000};
 }
 
+// Monday first, as in the week mask.
+std::array<QCheckBox*, 7> WeekDays(const Ui::SchedulePanel& ui) {
+    return {ui.WeekDay_0,
+            ui.WeekDay_1,
+            ui.WeekDay_2,
+            ui.WeekDay_3,
+            ui.WeekDay_4,
+            ui.WeekDay_5,
+            ui.WeekDay_6};
+}
+
 }  // namespace
 
 SchedulePanel::SchedulePanel(QWidget* parent)
@@ -57,13 +68,7 @@ void SchedulePanel::ShowKind(int kind) {
     const bool at_time = kind != kEvery;
     ui_->SesTime->setVisible(at_time);
     ui_->Label6->setVisible(at_time);
-    for (auto* const day : {ui_->WeekDay_0,
-                            ui_->WeekDay_1,
-                            ui_->WeekDay_2,
-                            ui_->WeekDay_3,
-                            ui_->WeekDay_4,
-                            ui_->WeekDay_5,
-                            ui_->WeekDay_6}) {
+    for (auto* const day : WeekDays(*ui_)) {
         day->setVisible(kind == kWeekly);
     }
     ui_->LabelChoice->setVisible(kind == kMonthly || kind == kOnce);
@@ -84,13 +89,7 @@ void SchedulePanel::ChooseInterval(int unit) {
 
 std::string SchedulePanel::WeekMask() const {
     std::string mask;
-    for (const auto* const day : {ui_->WeekDay_0,
-                                  ui_->WeekDay_1,
-                                  ui_->WeekDay_2,
-                                  ui_->WeekDay_3,
-                                  ui_->WeekDay_4,
-                                  ui_->WeekDay_5,
-                                  ui_->WeekDay_6}) {
+    for (const auto* const day : WeekDays(*ui_)) {
         mask += day->isChecked() ? '1' : '0';
     }
     return mask;
