@@ -13,6 +13,12 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+
 namespace vantry {
 namespace {
 
@@ -89,6 +95,26 @@ private:
 };
 
 }  // namespace
+
+bool CanShowWindow(int argc, char** argv) {
+    const pid_t trial = ::fork();
+    if (trial < 0) {
+        return true;
+    }
+    if (trial == 0) {
+        // What it has to say is no fault of the run.
+        const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        ::dup2(nowhere, STDERR_FILENO);
+        const QApplication application(argc, argv);
+        ::_exit(0);
+    }
+    int status = 0;
+    pid_t ended = 0;
+    do {
+        ended = ::waitpid(trial, &status, 0);
+    } while (ended < 0 && errno == EINTR);
+    return ended == trial && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
 
 int ShowRunInWindow(int& argc, char** argv, i32 session_id, RunnerSurroundings surroundings) {
     QApplication application(argc, argv);

@@ -29,6 +29,13 @@ void CatchCancel() {
     ::sigaction(SIGTERM, &action, nullptr);
 }
 
+// A reader that goes away early (a pager, a server that dies) and a limit on the size of files are
+// failed writes, told like others, and no reason to die in the middle of a load.
+void MakeFailedWritesErrors() {
+    ::signal(SIGPIPE, SIG_IGN);
+    ::signal(SIGXFSZ, SIG_IGN);
+}
+
 // No image of the memory, in which passwords stand. One byte rather than none: that also keeps the
 // image from a program that collects such.
 void RefuseCoreFile() {
@@ -36,7 +43,7 @@ void RefuseCoreFile() {
     ::setrlimit(RLIMIT_CORE, &none);
 }
 
-bool HasDisplay() {
+bool NamesDisplay() {
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
         const char* value = std::getenv(name);
         if (value != nullptr && *value != '\0') {
@@ -55,7 +62,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         std::fprintf(stderr, "VYRun: %s\n", line.c_str());
     };
     InitSharedState(surroundings.application_folder);
-    if (arguments.show_output && HasDisplay()) {
+    if (arguments.show_output && NamesDisplay() && CanShowWindow(argc, argv)) {
         return ShowRunInWindow(argc, argv, arguments.session_id, surroundings);
     }
     ConsoleView console;
@@ -71,6 +78,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
 
 int main(int argc, char** argv) {
     RefuseCoreFile();
+    MakeFailedWritesErrors();
     CatchCancel();
     const auto arguments = ParseRunnerArguments(argc, argv);
     if (!arguments) {

@@ -8,9 +8,22 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 namespace vantry {
+
+namespace {
+
+// A database named by mistake: the first line of a run would be all that is left of it.
+bool IsNoText(const std::string& path) {
+    const file::UniqueFd descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    char begin[512];
+    const auto length = descriptor ? ::read(descriptor.Get(), begin, sizeof begin) : 0;
+    return length > 0 && std::memchr(begin, 0, static_cast<std::size_t>(length)) != nullptr;
+}
+
+}  // namespace
 
 LogFile LogFile::Open(const std::string& path) {
     const auto folder = std::filesystem::path(path).parent_path();
@@ -28,6 +41,12 @@ LogFile LogFile::Open(const std::string& path) {
     }
     if (!S_ISREG(state.st_mode)) {
         throw file::SystemError(path, "opened for writing the log", EINVAL);
+    }
+    if (IsNoText(path)) {
+        throw DataError(kErrUnspecified,
+                        "The log file '" + path +
+                            "' isn't a text file: it is left as it is. Give the session another "
+                            "log file.");
     }
     if ((state.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
         // Fails on somebody else's file, which is then as private as its owner wants it.

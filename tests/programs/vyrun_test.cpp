@@ -6,7 +6,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <cstdlib>
 #include <regex>
 #include <set>
 #include <thread>
@@ -116,6 +119,12 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     repository.Execute("update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where SessionID=7");
     repository.Execute("update sessions set LogFileName=\"\" where SessionID=7");
     repository.Close();
+    // The log's name is that of a database.
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    save.LogName = app.Path("out.mdb");
+    SaveSession(save);  // 8
+    const std::string database = app.Folder().Read("out.mdb");
     const auto busy = ProgramLock::Take(app.Path("log/session1.lock"));
     ASSERT_TRUE(busy);
 
@@ -137,6 +146,7 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
         {{"4"}, 3, "no tables", "no_tables"},
         {{"5"}, 3, "linked_log.log", "VYRun"},
         {{"6"}, 3, "PAPER", "no_kind"},
+        {{"8"}, 3, "isn't a text file", "VYRun"},
         {{"7"}, 1, "", nullptr},  // each row fails, and there are few
     };
     for (const auto& c : cases) {
@@ -148,6 +158,7 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
         }
     }
     EXPECT_EQ(app.Folder().Read("other.txt"), "kept");
+    EXPECT_EQ(app.Folder().Read("out.mdb").substr(0, 2048), database.substr(0, 2048));
     EXPECT_EQ(NumberIn(app.Summary("no_target"), "exitCode"), 3);
     fs::remove(RepositoryFile(app.Folder().Path().string()));
     const auto without = app.Run({"1"});
@@ -290,6 +301,28 @@ TEST(VYRun, AWindowStaysAfterTheRunUntilItIsToldToGo) {
     EXPECT_EQ(outcome.exit_code, 0) << outcome.errors;
     EXPECT_EQ(outcome.output, "");
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 5);
+}
+
+TEST(VYRun, NeitherAReaderNorADisplayThatIsGoneKeepsTheRunFromItsEnd) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(50));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("shown");
+    ::setenv("DISPLAY", ":7777", 1);
+    const auto without_display = app.Run({"1", "ShowOutput"});
+    ::unsetenv("DISPLAY");
+    EXPECT_EQ(without_display.exit_code, 0) << without_display.errors;
+    EXPECT_NE(without_display.output.find("50 Rows Loaded"), std::string::npos);
+
+    int ends[2];
+    ASSERT_EQ(::pipe(ends), 0);
+    ::close(ends[0]);
+    const std::string command = app.Path("VYRun") + " 1 ShowOutput >&" + std::to_string(ends[1]);
+    const int status = std::system(command.c_str());
+    ::close(ends[1]);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 100);
 }
 
 TEST(VYRun, ARepositoryThatEveryoneCanWriteIsWarnedOf) {
