@@ -45,11 +45,15 @@ std::string SignatureOf(const SavedSession& session) {
 
 void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const DateTime& now) {
     std::map<i32, Entry> entries;
+    KeepGone(now);
     for (const auto& session : sessions) {
         Entry entry{SignatureOf(session), session.Schedule, now, {}};
         const auto known = entries_.find(session.SessionID);
         if (known == entries_.end()) {
-            if (has_history_ && session.DateCreated && *session.DateCreated < now) {
+            const auto gone = gone_.find(session.SessionID);
+            if (gone != gone_.end() && gone->second.signature == entry.signature) {
+                entry.dealt_with = gone->second.dealt_with;
+            } else if (has_history_ && session.DateCreated && *session.DateCreated < now) {
                 entry.dealt_with = std::max(*session.DateCreated, DayBefore(now));
             }
             state_changed_ = true;
@@ -63,7 +67,17 @@ void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const Dat
     }
     has_history_ = true;
     state_changed_ = state_changed_ || entries.size() != entries_.size();
+    for (auto& [id, entry] : entries_) {
+        if (!entries.contains(id)) {
+            gone_[id] = std::move(entry);
+        }
+    }
     entries_ = std::move(entries);
+}
+
+// What is older has no due time that could still be handed out.
+void Scheduler::KeepGone(const DateTime& now) {
+    std::erase_if(gone_, [&](const auto& item) { return item.second.dealt_with < DayBefore(now); });
 }
 
 std::vector<DueStart> Scheduler::TakeDue(const DateTime& now) {
@@ -124,10 +138,18 @@ std::optional<DateTime> Scheduler::NextDueTime() const {
 
 std::string Scheduler::State() const {
     std::string state;
-    for (const auto& [id, entry] : entries_) {
+    const auto add = [&](i32 id, const Entry& entry) {
         std::string moment = IsoText(entry.dealt_with);
         moment[10] = 'T';
         state += std::to_string(id) + " " + moment + " " + entry.signature + "\n";
+    };
+    for (const auto& [id, entry] : entries_) {
+        add(id, entry);
+    }
+    for (const auto& [id, entry] : gone_) {
+        if (!entries_.contains(id)) {
+            add(id, entry);
+        }
     }
     return state;
 }

@@ -7,7 +7,8 @@
 // forward, the repository out of reach) become one start, if the latest of them is no more than a
 // day old. When the clock goes back by no more than two hours, which is what the end of summer time
 // does, nothing is due until it has caught up; when it goes back further it was wrong before, and
-// counting begins anew.
+// counting begins anew. A session that leaves the repository and comes back,
+// from a backup say, isn't handed out anew for what it has had.
 
 #include "repository/saved_session.h"
 
@@ -48,9 +49,11 @@ private:
         DateTime dealt_with;
         std::optional<DateTime> next;
     };
+    void KeepGone(const DateTime& now);
     void ResetAfterStepBack(const DateTime& now);
 
     std::map<i32, Entry> entries_;
+    std::map<i32, Entry> gone_;  // out of the repository for up to a day: a backup may restore them
     bool state_changed_ = false;
     bool has_history_ = false;
 };

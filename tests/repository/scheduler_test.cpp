@@ -162,6 +162,24 @@ TEST(Scheduler, WhatWasMissedRunsOnceIfItIsNoMoreThanADayOld) {
     }
 }
 
+TEST(Scheduler, ASessionThatABackupBringsBackDoesntRunAgain) {
+    const auto daily = Session(1, {"D", {}, Time("06:00:00"), {}, ""});
+    for (const bool restarted : {false, true}) {
+        Scheduler first;
+        first.SetSessions({daily}, At("2026-03-01 05:00:00"));
+        EXPECT_EQ(Starts(first, "2026-03-01 06:00:00"), "1@03-01 06:00+0 ");
+        first.SetSessions({}, At("2026-03-01 09:00:00"));
+        first.SetSessions({}, At("2026-03-01 09:01:00"));
+        Scheduler second;
+        second.SetState(first.State());
+        Scheduler& scheduler = restarted ? second : first;
+        scheduler.SetSessions({}, At("2026-03-01 09:02:00"));
+        scheduler.SetSessions({daily}, At("2026-03-01 09:05:00"));
+        EXPECT_EQ(Starts(scheduler, "2026-03-01 09:05:00"), "") << restarted;
+        EXPECT_EQ(Starts(scheduler, "2026-03-02 06:00:00"), "1@03-02 06:00+0 ") << restarted;
+    }
+}
+
 TEST(Scheduler, ClocksAreSetAndSessionsChange) {
     const auto daily = Session(1, {"D", {}, Time("06:00:00"), {}, ""});
     Scheduler scheduler;
