@@ -23,6 +23,7 @@ namespace vantry {
 namespace {
 
 constexpr std::int64_t kQuietNanos = 1'000'000'000;
+constexpr std::int64_t kQuietNanosOfUnknown = 30 * kQuietNanos;
 
 std::int64_t NowNanos() {
     timespec now{};
@@ -31,9 +32,9 @@ std::int64_t NowNanos() {
 }
 
 // A time in the future says nothing: the file's own clock may be another one.
-bool ChangedJustNow(const file::FileStamp& stamp) {
+bool ChangedWithin(std::int64_t nanos, const file::FileStamp& stamp) {
     const auto age = NowNanos() - stamp.modified_ns;
-    return age >= 0 && age < kQuietNanos;
+    return age >= 0 && age < nanos;
 }
 
 bool IsSameState(const file::FileStamp& left, const file::FileStamp& right) {
@@ -88,7 +89,7 @@ std::vector<PolledFile> MatchingFiles(const std::string& folder,
     return files;
 }
 
-bool IsOpenForWriting(const std::string& path) {
+std::optional<bool> IsOpenForWriting(const std::string& path) {
     const file::UniqueFd descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (!descriptor) {
         return false;  // the load will say what is wrong with it
@@ -100,13 +101,17 @@ bool IsOpenForWriting(const std::string& path) {
         ::fcntl(descriptor.Get(), F_SETLEASE, F_UNLCK);
         return false;
     }
-    return errno == EAGAIN;
+    return errno == EAGAIN ? std::optional(true) : std::nullopt;
 }
 
 bool PollWalk::IsWhole(const PolledFile& file) const {
     const std::string path = JoinPath(folder_, file.name);
     const auto now = file::StampOf(path);
-    return now && IsSameState(*now, file.stamp) && !ChangedJustNow(*now) && !IsOpenForWriting(path);
+    if (!now || !IsSameState(*now, file.stamp) || ChangedWithin(kQuietNanos, *now)) {
+        return false;
+    }
+    const auto open_for_writing = IsOpenForWriting(path);
+    return open_for_writing ? !*open_for_writing : !ChangedWithin(kQuietNanosOfUnknown, *now);
 }
 
 std::vector<PolledFile> PollWalk::NewFiles() {

@@ -4,6 +4,7 @@
 
 #include "drivers/file/file.h"
 
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -29,13 +30,14 @@ std::vector<PolledFile> MatchingFiles(const std::string& folder,
                                       const std::string& pattern,
                                       const std::string& rename_extension);
 
-// Whether some program has the file open for writing, as far as the system tells: it does for one's
-// own files on local file systems.
-bool IsOpenForWriting(const std::string& path);
+// Whether some program has the file open for writing. Nothing where the system doesn't tell: it
+// does for one's own files on local file systems.
+std::optional<bool> IsOpenForWriting(const std::string& path);
 
 // Hands out the files of a folder one by one. A file that changed within the last second or is
 // open for writing is looked at again once the others are done; when it is then still being
-// written, it waits for the next run.
+// written, it waits for the next run. So does one that changed within the last half minute where
+// the system doesn't tell of its writers: uploads pause.
 class PollWalk {
 public:
     PollWalk(std::string folder, std::string pattern, std::string rename_extension)

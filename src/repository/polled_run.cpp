@@ -1,10 +1,13 @@
 #include "repository/polled_run.h"
 
 #include "data/value_text.h"
+#include "drivers/file/unique_fd.h"
 #include "engine/run_log.h"
 #include "engine/run_session.h"
 #include "text/file_rename.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -95,12 +98,20 @@ void PolledRun::SetUpSession(const PolledFile& file) {
 
 void PolledRun::Load(const PolledFile& file) {
     SetUpSession(file);
+    const file::UniqueFd loaded(
+        ::open(JoinPath(PollFolder, file.name).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     run_once_();
     const TableReport report = ReportOf(0);
     target_prepared_ = target_prepared_ || report.Outcome != TableOutcome::NotPrepared;
     files_.push_back(report);
     if (report.Outcome == TableOutcome::Loaded) {
         EnsureRenamed(file);
+        struct stat now {};
+        if (loaded && ::fstat(loaded.Get(), &now) == 0 &&
+            static_cast<std::uint64_t>(now.st_size) != file.stamp.size) {
+            ++not_whole_;
+            AppendLog(file.name + " has changed while it was loaded: compare its rows.");
+        }
     } else if (report.Outcome == TableOutcome::Cancelled) {
         AppendLog(file.name + ": the load was cancelled after " +
                   std::to_string(report.RowsLoaded) + " of its rows.");

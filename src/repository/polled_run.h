@@ -24,7 +24,8 @@ public:
 
     // One table per file, in the order of loading.
     const std::vector<TableReport>& Files() const { return files_; }
-    int NotRenamed() const { return not_renamed_; }
+    // Files that are loaded and keep their name, or were written during their load.
+    int Faults() const { return not_renamed_ + not_whole_; }
 
 private:
     void Load(const PolledFile& file);
@@ -42,6 +43,7 @@ private:
     bool target_prepared_ = false;
     std::vector<TableReport> files_;
     int not_renamed_ = 0;
+    int not_whole_ = 0;
 };
 
 }  // namespace vantry

@@ -5,11 +5,20 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 
 namespace vantry {
+namespace {
+
+// Told apart by their first letter; of one length, one replaces the other.
+constexpr std::string_view kUnfinished = "unfinished\n";
+constexpr std::string_view kTableNotMade = "table gone\n";
+
+}  // namespace
 
 std::optional<ProgramLock> ProgramLock::Take(const std::string& path) {
     ::mkdir(std::filesystem::path(path).parent_path().c_str(), S_IRWXU);  // most often it is there
@@ -23,10 +32,11 @@ std::optional<ProgramLock> ProgramLock::Take(const std::string& path) {
     lock.l_whence = SEEK_SET;
     // Of the open file, not of the process: another descriptor that is closed doesn't drop it.
     if (::fcntl(descriptor.Get(), F_OFD_SETLK, &lock) == 0) {
-        struct stat state {};
         ProgramLock taken(std::move(descriptor));
-        taken.found_unfinished_ =
-            ::fstat(taken.descriptor_.Get(), &state) == 0 && state.st_size > 0;
+        char first = 0;
+        if (::pread(taken.descriptor_.Get(), &first, 1, 0) == 1) {
+            taken.found_mark_ = first == kTableNotMade[0] ? Mark::TableNotMade : Mark::Unfinished;
+        }
         return taken;
     }
     if (errno == EAGAIN || errno == EACCES) {
@@ -35,13 +45,14 @@ std::optional<ProgramLock> ProgramLock::Take(const std::string& path) {
     throw file::LockingRefused(path, errno);
 }
 
-void ProgramLock::SetUnfinished(bool unfinished) {
+void ProgramLock::SetMark(Mark mark) {
     // Where the disk is full the mark is missing, and the next run may stumble: no reason not to
     // run.
-    if (unfinished) {
-        static_cast<void>(!::pwrite(descriptor_.Get(), "unfinished\n", 11, 0));
-    } else {
+    if (mark == Mark::None) {
         static_cast<void>(!::ftruncate(descriptor_.Get(), 0));
+    } else {
+        const std::string_view text = mark == Mark::Unfinished ? kUnfinished : kTableNotMade;
+        static_cast<void>(!::pwrite(descriptor_.Get(), text.data(), text.size(), 0));
     }
 }
 

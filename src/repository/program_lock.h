@@ -5,6 +5,7 @@
 
 #include "drivers/file/unique_fd.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,15 +18,20 @@ public:
     // lock.
     static std::optional<ProgramLock> Take(const std::string& path);
 
-    // A mark in the file, by which the next holder learns that this one died with its work half
-    // done.
-    bool FoundUnfinished() const { return found_unfinished_; }
-    void SetUnfinished(bool unfinished);
+    // A mark in the file, by which the next holder learns what this one left behind.
+    enum class Mark : std::uint8_t {
+        None,
+        Unfinished,   // it died with its work half done
+        TableNotMade  // it came to its end, and a table that it was to drop and make anew may be
+                      // gone
+    };
+    Mark FoundMark() const { return found_mark_; }
+    void SetMark(Mark mark);
 
 private:
     explicit ProgramLock(file::UniqueFd descriptor) : descriptor_(std::move(descriptor)) {}
     file::UniqueFd descriptor_;
-    bool found_unfinished_ = false;
+    Mark found_mark_ = Mark::None;
 };
 
 // The folder "log" of `folder`, made for its owner alone if it isn't there.

@@ -31,11 +31,16 @@ void RecordCreatedTable(i16 i) {
     }
 }
 
-void RepairTable(i16 i) {
+bool IsMadeAnew(const TableRec& source) {
+    return source.TableExists == kTrue && source.LoadOption == "DROP";
+}
+
+void RepairTable(i16 i, bool died) {
     auto& source = SrcTables.at(static_cast<std::size_t>(i));
     auto& target = DstTables.at(static_cast<std::size_t>(i));
-    const bool to_create = source.TableExists == kFalse && source.FirstTimeLoadOpt == "CREATE";
-    const bool to_drop = source.TableExists == kTrue && source.LoadOption == "DROP";
+    const bool to_create =
+        died && source.TableExists == kFalse && source.FirstTimeLoadOpt == "CREATE";
+    const bool to_drop = IsMadeAnew(source);
     if (!to_create && !to_drop) {
         return;
     }
@@ -117,12 +122,25 @@ void RecordCreatedTables(i32 session_id) {
     TableCreatedHook = RecordCreatedTable;
 }
 
-void RepairAfterDeath() {
+bool TableMayBeGone() {
+    if (TargetType == "TEXT") {
+        return false;
+    }
+    const auto& tables = CurrentRunReport.Tables;
+    for (std::size_t i = 0; i < std::min(SrcTables.size(), tables.size()); ++i) {
+        if (IsMadeAnew(SrcTables[i]) && tables[i].Outcome == TableOutcome::NotPrepared) {
+            return true;
+        }
+    }
+    return false;
+}
+
+void RepairAfterRun(bool died) {
     if (TargetType == "TEXT") {
         return;
     }
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-        RepairTable(static_cast<i16>(i));
+        RepairTable(static_cast<i16>(i), died);
     }
 }
 

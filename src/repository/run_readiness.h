@@ -20,9 +20,13 @@ std::string ConnectionFault();
 // time; the run's record says the same at its end.
 void RecordCreatedTables(i32 session_id);
 
-// A run that died may have left a table that it had created and not recorded, or none where it had
-// dropped one. The session in memory, and the target, become what the next run expects. Throws
-// DataError when the target can't be looked at.
-void RepairAfterDeath();
+// Whether the run that has just ended may have dropped a table and not made it anew: each later run
+// would then fail at dropping it.
+bool TableMayBeGone();
+
+// A run may have left no table where it had dropped one, and one that `died` a table that it had
+// created and not recorded. The session in memory, and the target, become what the next run
+// expects. Throws DataError when the target can't be looked at.
+void RepairAfterRun(bool died);
 
 }  // namespace vantry

@@ -183,7 +183,7 @@ RunnerExit SavedRun::Run() {
         FinishRunLog();
         Tell(error.what());
     }
-    lock_->SetUnfinished(false);
+    lock_->SetMark(TableMayBeGone() ? ProgramLock::Mark::TableNotMade : ProgramLock::Mark::None);
     Summarize(code);
     if (view_->LogFailed()) {
         Tell("The log file \"" + log_file_ + "\" is incomplete: it couldn't be written.");
@@ -196,14 +196,14 @@ void SavedRun::Prepare() {
         throw NotStarted{kRunNotStarted, std::move(fault)};
     }
     RecordCreatedTables(summary_.SessionID);
-    if (lock_->FoundUnfinished()) {
+    if (lock_->FoundMark() != ProgramLock::Mark::None) {
         try {
-            RepairAfterDeath();
+            RepairAfterRun(lock_->FoundMark() == ProgramLock::Mark::Unfinished);
         } catch (const DataError& error) {
             throw NotStarted{kRunNotStarted, error.Description()};
         }
     }
-    lock_->SetUnfinished(true);
+    lock_->SetMark(ProgramLock::Mark::Unfinished);
 }
 
 void SavedRun::RunLoads() {
@@ -266,7 +266,7 @@ void SavedRun::RunPolled() {
         throw NotStarted{kRunNotStarted, error.Description()};
     }
     summary_.Tables = run.Files();
-    faults_ += run.NotRenamed();
+    faults_ += run.Faults();
     CreatedTables = created;
     SaveRecord();
 }

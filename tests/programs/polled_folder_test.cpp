@@ -107,6 +107,30 @@ TEST(PolledFolder, OldestWholeFilesComeFirstAndEachOnce) {
     grower.join();
 }
 
+// Of another's file the system doesn't tell who writes it.
+TEST(PolledFolder, AFileOfSomebodyElseMayPauseInItsUpload) {
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "Only root can make files of two users.";
+    }
+    constexpr uid_t kSomebody = 65534;
+    const TempDir folder;
+    fs::permissions(folder.Path(), fs::perms::all);
+    MakeOlder(folder.Write("paused.csv", "x\n"), 10);
+    MakeOlder(folder.Write("whole.csv", "x\n"), 60);
+    for (const char* name : {"paused.csv", "whole.csv"}) {
+        fs::permissions(folder / name, fs::perms::all);
+    }
+    ASSERT_EQ(::seteuid(kSomebody), 0);
+    PollWalk walk(folder.Path().string(), "*.csv", "Loaded");
+    std::string order;
+    for (PolledFile file; walk.Next(file);) {
+        order += file.name + " ";
+    }
+    ASSERT_EQ(::seteuid(0), 0);
+    EXPECT_EQ(order, "whole.csv ");
+    EXPECT_EQ(walk.Waiting(), std::vector<std::string>{"paused.csv"});
+}
+
 TEST(PolledFolder, FiveHundredFilesLoadOnceEachWhileOthersArrive) {
     const Application app;
     app.Folder().Write("in/sample.csv", NumberedRows(3));
