@@ -9,10 +9,14 @@
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QKeyEvent>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMdiSubWindow>
 #include <QRadioButton>
+
+#include <map>
 
 namespace vantry {
 
@@ -33,6 +37,40 @@ inline void Press(std::string_view page, const char* button) {
 
 inline void Type(std::string_view page, const char* edit, std::string_view text) {
     Control<QLineEdit>(page, edit).setText(ToQt(text));
+}
+
+// As the keyboard does it: what the page changes by itself isn't typed.
+inline void TypeByKeys(std::string_view page, const char* edit, std::string_view text) {
+    auto& field = Control<QLineEdit>(page, edit);
+    field.clear();
+    QKeyEvent keys(QEvent::KeyPress, 0, Qt::NoModifier, ToQt(text));
+    QCoreApplication::sendEvent(&field, &keys);
+}
+
+inline void PressEnter(std::string_view page, const char* control) {
+    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r");
+    QCoreApplication::sendEvent(&Control<QWidget>(page, control), &enter);
+}
+
+// The letters that more than one control of a page answers to: none of them does it at once.
+inline std::string RepeatedLetters(std::string_view page) {
+    std::map<std::string, int> letters;
+    const auto count = [&](const QString& text) {
+        ++letters[FromQt(QKeySequence::mnemonic(text).toString())];
+    };
+    for (const auto* const button : FindPage(page)->findChildren<QAbstractButton*>()) {
+        count(button->text());
+    }
+    for (const auto* const label : FindPage(page)->findChildren<QLabel*>()) {
+        if (label->buddy() != nullptr) {
+            count(label->text());
+        }
+    }
+    std::string repeated;
+    for (const auto& [letter, times] : letters) {
+        repeated += !letter.empty() && times > 1 ? letter + " " : "";
+    }
+    return repeated;
 }
 
 inline std::string LabelText(std::string_view page, const char* label) {

@@ -9,6 +9,7 @@
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "text/pages/path_field.h"
 
 #include <QSignalBlocker>
 
@@ -47,7 +48,7 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
         "F",
         {store(&TableRec::SFormat), store(&TableRec::TextQ), store(&TableRec::SFirstColLine)});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11::ChooseFolder);
-    connect(ui_->FolderName, &QLineEdit::returnPressed, this, &Form11::RefreshList);
+    folder_ = new PathField(*ui_->FolderName, [this] { RefreshList(); });
     connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
     connect(ui_->FilesList, &QListWidget::itemSelectionChanged, this, &Form11::SelectFile);
     // A file that is ticked by the keyboard is the one to be looked at, too.
@@ -88,7 +89,7 @@ void Form11::ChooseFolder() {
         "Select Folder Where CSV/Delimited Text Files are located", Folder());
     if (folder && !folder->empty()) {
         ui_->FolderName->setText(ToQt(*folder));
-        RefreshList();
+        folder_->Take();
     }
 }
 
@@ -152,6 +153,7 @@ std::vector<TableRec> Form11::TickedFiles() const {
 }
 
 void Form11::Next() {
+    folder_->TakeTyped();
     if (!format_->PreviewValid()) {
         TellStop("Invalid File", "Stop");
         return;

@@ -14,6 +14,8 @@ class Form11;
 
 namespace vantry {
 
+class PathField;
+
 class Form11 : public Page {
     Q_OBJECT
 public:
@@ -36,6 +38,7 @@ private:
 
     std::unique_ptr<Ui::Form11> ui_;
     FormatControls* format_;
+    PathField* folder_;
     // One for each entry of FilesList, in its order.
     std::vector<TableRec> files_;
 };

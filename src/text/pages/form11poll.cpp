@@ -7,6 +7,7 @@
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "text/pages/path_field.h"
 
 namespace vantry {
 namespace {
@@ -45,7 +46,7 @@ Form11Poll::Form11Poll() : Page("Form11Poll"), ui_(std::make_unique<Ui::Form11Po
     const auto nowhere = [](const auto&) {};
     format_ = new FormatControls(*this, "Col", {nowhere, nowhere, nowhere});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11Poll::ChooseSample);
-    connect(ui_->TxtFile, &QLineEdit::returnPressed, this, &Form11Poll::TakeSample);
+    sample_ = new PathField(*ui_->TxtFile, [this] { TakeSample(); });
     connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form11Poll::Next);
     connect(ui_->BCKBUTT, &PlateButton::Click, this, [] {
         UnloadPage("Form11Poll");
@@ -72,7 +73,7 @@ void Form11Poll::ChooseSample() {
         {"Open CSV/Delimited File", kSampleFiles, FromQt(ui_->TxtFile->text()), ""});
     if (file && !file->empty()) {
         ui_->TxtFile->setText(ToQt(*file));
-        TakeSample();
+        sample_->Take();
     }
 }
 
@@ -83,6 +84,7 @@ void Form11Poll::TakeSample() {
 }
 
 void Form11Poll::Next() {
+    sample_->TakeTyped();
     if (!format_->PreviewValid()) {
         TellStop("Invalid File", "Stop");
         return;

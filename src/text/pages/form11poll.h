@@ -13,6 +13,8 @@ class Form11Poll;
 
 namespace vantry {
 
+class PathField;
+
 class Form11Poll : public Page {
     Q_OBJECT
 public:
@@ -31,6 +33,7 @@ private:
 
     std::unique_ptr<Ui::Form11Poll> ui_;
     FormatControls* format_;
+    PathField* sample_;
 };
 
 }  // namespace vantry

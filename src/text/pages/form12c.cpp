@@ -179,6 +179,8 @@ void Form12c::ChooseFolder() {
 }
 
 void Form12c::Next() {
+    // Enter in the field leaves the page without leaving the field first.
+    folder_left_ = folder_left_ || focusWidget() == ui_->FName;
     if (!CheckLeftFolder()) {
         return;
     }

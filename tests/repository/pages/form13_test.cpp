@@ -365,6 +365,7 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
 
 TEST_F(Form13Test, LeavesByBackCancelAndTheCloseBox) {
     ShowPage("Form13");
+    EXPECT_EQ(RepeatedLetters("Form13"), "");
     Press("Form13", "CNCLBUTT");
     EXPECT_FALSE(CloseBox("Form13"));
     EXPECT_EQ(dialogs_.TakeBoxes(),

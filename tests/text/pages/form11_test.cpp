@@ -261,6 +261,36 @@ TEST_F(Form11Test, LeavesTablesThatTheTextDriverReads) {
     EXPECT_EQ(SrcTables.size(), 1u);
 }
 
+TEST_F(Form11Test, ListsTheFolderThatWasTyped) {
+    folder_.Write("a.csv", "a,b\n");
+    folder_.Write("b.tab", "a\n");
+    std::filesystem::create_directory(folder_ / "other");
+    folder_.Write("other/c.csv", "c\n");
+    Open();
+    Press("Form11", "SelAll");
+    Select("a.csv");
+    TypeByKeys("Form11", "FolderName", Folder() + "/other");
+    PressEnter("Form11", "FolderName");
+    EXPECT_EQ(Listed(), "c.csv");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "") << "Enter is the field's, not the default button's";
+
+    TypeByKeys("Form11", "FolderName", Folder());
+    QFocusEvent leave(QEvent::FocusOut, Qt::TabFocusReason);
+    QCoreApplication::sendEvent(&Control<QLineEdit>("Form11", "FolderName"), &leave);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(Listed(), "a.csv");
+    Press("Form11", "SelAll");
+    QCoreApplication::sendEvent(&Control<QLineEdit>("Form11", "FolderName"), &leave);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(Listed(), "a.csv+") << "left as it was";
+
+    TypeByKeys("Form11", "FolderName", Folder() + "/other");
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Select atleast one file for transfer|OK")
+        << "never the files of one folder in another";
+    EXPECT_EQ(Listed(), "c.csv");
+}
+
 TEST_F(Form11Test, LeavesByBackCancelAndTheCloseBox) {
     for (const char* page : {"Form11", "Form11Poll"}) {
         const std::string cancel =
@@ -268,6 +298,7 @@ TEST_F(Form11Test, LeavesByBackCancelAndTheCloseBox) {
         const std::string close =
             "none|Cancel Session|Are you sure you want to close this session|Yes/No";
         ShowPage(page);
+        EXPECT_EQ(RepeatedLetters(page), "");
         Press(page, "CNCLBUTT");
         EXPECT_EQ(dialogs_.TakeBoxes(), cancel);
         EXPECT_FALSE(CloseBox(page));
@@ -373,6 +404,23 @@ TEST_F(Form11PollTest, TakesASampleFile) {
     Control<QCheckBox>("Form11Poll", "ChkNames").setChecked(false);
     EXPECT_EQ(Grid("Form11Poll", 1), "[Col1][Col2]\n[id][name]");
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
+}
+
+TEST_F(Form11PollTest, EnterShowsTheSampleThatWasTyped) {
+    folder_.Write("a.csv", "id,name\n");
+    ShowPage("Form11Poll");
+    TypeByKeys("Form11Poll", "TxtFile", Folder() + "/a.csv");
+    PressEnter("Form11Poll", "TxtFile");
+    EXPECT_EQ(Preview("Form11Poll"), "id,name");
+    EXPECT_EQ(FromQt(Control<QLineEdit>("Form11Poll", "FPatternTbox").text()), "*.csv");
+    EXPECT_EQ(VisiblePages(), "Form11Poll");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "Schema.ini"));
+    TypeByKeys("Form11Poll", "TxtFile", Folder() + "/gone.csv");
+    Press("Form11Poll", "NXTBUTT");
+    const std::string boxes = dialogs_.TakeBoxes();
+    EXPECT_TRUE(boxes.starts_with("none|Vantry|Error :")) << boxes;
+    EXPECT_TRUE(boxes.ends_with("stop|Stop|Invalid File|OK")) << boxes;
+    EXPECT_EQ(VisiblePages(), "Form11Poll");
 }
 
 TEST_F(Form11PollTest, LeavesOneTableThatTheTextDriverReads) {

@@ -164,6 +164,11 @@ TEST_F(Form12cTest, AFolderThatIsntThereIsToldWhenItsFieldIsLeft) {
     QCoreApplication::processEvents();
     EXPECT_EQ(dialogs_.TakeBoxes(), told);
     EXPECT_EQ(VisiblePages(), "Form12c");
+    // Left by Enter, which is Next.
+    Control<QLineEdit>("Form12c", "FName").setFocus();
+    PressEnter("Form12c", "FName");
+    EXPECT_EQ(dialogs_.TakeBoxes(), told);
+    EXPECT_EQ(VisiblePages(), "Form12c");
     // By a click on the button that finds the right one, or that leaves the page: not told.
     QCoreApplication::sendEvent(&Control<QLineEdit>("Form12c", "FName"), &leave);
     dialogs_.choices = {Folder()};

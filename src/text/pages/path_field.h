@@ -1,0 +1,33 @@
+#pragma once
+// A field into which a path can be typed as well as browsed for. What was typed is taken by Enter,
+// which then isn't the page's default button, and when the field is left.
+
+#include <QObject>
+
+#include <functional>
+
+class QLineEdit;
+
+namespace vantry {
+
+class PathField : public QObject {
+    Q_OBJECT
+public:
+    // `take` reads the field and shows what is there.
+    PathField(QLineEdit& field, std::function<void()> take);
+
+    void Take();
+    // For buttons that go by the path: they may come before a field that was left is taken.
+    void TakeTyped();
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void TakeLeftSoon();
+
+    QLineEdit& field_;
+    std::function<void()> take_;
+    bool typed_ = false;  // and not taken yet
+};
+
+}  // namespace vantry
