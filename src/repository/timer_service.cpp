@@ -31,6 +31,11 @@ std::string ContentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// No older than a day, as for due times that passed while this program was down.
+bool IsWorthAnotherTry(const DateTime& due, const DateTime& now) {
+    return now < DateTime{due.day + 1, due.nanos};
+}
+
 }  // namespace
 
 TimerService::TimerService(std::string folder, std::function<DateTime()> now)
@@ -52,14 +57,31 @@ void TimerService::Look() {
     ReadSchedules(now);
     if (!missing_) {
         for (const auto& due : scheduler_.TakeDue(now)) {
-            waiting_.push_back(due);
+            Await(due);
         }
     }
     SaveState();
+    std::deque<DueStart> again;
     while (!waiting_.empty() && !runners_.IsFull()) {
-        Start(waiting_.front());
+        const DueStart due = waiting_.front();
         waiting_.pop_front();
+        if (!Start(due) && IsWorthAnotherTry(due.Due, now)) {
+            again.push_back(due);
+        }
     }
+    waiting_.insert(waiting_.end(), again.begin(), again.end());
+}
+
+// A session that still waits for its former start has one start for both.
+void TimerService::Await(DueStart due) {
+    const auto former = std::find_if(waiting_.begin(), waiting_.end(), [&](const DueStart& other) {
+        return other.SessionID == due.SessionID;
+    });
+    if (former != waiting_.end()) {
+        due.Missed += former->Missed + 1;
+        waiting_.erase(former);
+    }
+    waiting_.push_back(due);
 }
 
 // Only when the file has changed, so that an idle scheduler costs nothing; and now and then all the
@@ -100,19 +122,25 @@ void TimerService::ReadSchedules(const DateTime& now) {
     }
 }
 
-void TimerService::Start(const DueStart& due) {
+// False: the runner itself couldn't be started.
+bool TimerService::Start(const DueStart& due) {
     const std::string when = "due " + IsoText(due.Due);
     if (runners_.IsRunning(due.SessionID)) {
         Log(Named(due.SessionID) + ", " + when + ", is still running: not started again.");
-        return;
+        return true;
     }
     try {
         runners_.Start(due.SessionID);
         Log(Named(due.SessionID) + " started, " + when +
             (due.Missed > 0 ? ", also for " + std::to_string(due.Missed) + " earlier times" : "") +
             ".");
+        last_start_faults_.erase(due.SessionID);
+        return true;
     } catch (const DataError& error) {
-        Log(Named(due.SessionID) + ", " + when + ", couldn't be started: " + error.Description());
+        LogOnce(last_start_faults_[due.SessionID],
+                Named(due.SessionID) + ", " + when + ", couldn't be started: " +
+                    error.Description() + " It is tried again for a day.");
+        return false;
     }
 }
 

@@ -28,7 +28,8 @@ public:
 
 private:
     void ReadSchedules(const DateTime& now);
-    void Start(const DueStart& due);
+    void Await(DueStart due);
+    bool Start(const DueStart& due);
     void SaveState();
     void LogOnce(std::string& last, const std::string& line);
     std::string Named(i32 session_id) const;
@@ -46,6 +47,7 @@ private:
     std::string last_trouble_;
     std::string last_warning_;
     std::map<i32, std::string> last_faults_;
+    std::map<i32, std::string> last_start_faults_;
 };
 
 }  // namespace vantry

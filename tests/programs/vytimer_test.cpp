@@ -124,10 +124,15 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     EXPECT_NE(Log().find("Session 1 \"s\", due 2026-03-02 06:00:00, is still running"), Log().npos)
         << Log();
     EXPECT_TRUE(EndsBecome(*service, 3));
-    // Without a program there is a line, and the next due time all the same.
-    fs::remove(app.Path("VYRun"));
+    // Without a program there is one line, and a start as soon as it is back.
+    fs::rename(app.Path("VYRun"), app.Path("away"));
     LookAt(*service, "2026-03-02 06:10:00");
+    LookAt(*service, "2026-03-02 06:10:05");
     EXPECT_NE(Log().find("couldn't be started"), Log().npos) << Log();
+    EXPECT_EQ(Log().find("couldn't be started"), Log().rfind("couldn't be started")) << Log();
+    fs::rename(app.Path("away"), app.Path("VYRun"));
+    LookAt(*service, "2026-03-02 06:10:10");
+    EXPECT_TRUE(EndsBecome(*service, 4));
 }
 
 TEST_F(TimerServiceTest, ARepositoryThatIsMissingOrInUseIsWaitedFor) {
