@@ -29,7 +29,8 @@ struct Registry {
     std::vector<PagedFile*> files;
 };
 Registry& AllFiles() {
-    static Registry registry;
+    // Never destroyed: connections that live as long as the program are closed after its statics.
+    static Registry& registry = *new Registry;
     return registry;
 }
 
@@ -188,18 +189,20 @@ bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint
         return false;
     }
     const std::unique_lock lock(mutex_, std::try_to_lock);
-    if (!lock.owns_lock() || state_ != State::Idle || stamp_is_recent_ ||
-        !TryLock(file_, LockByte::Content, LockKind::Shared)) {
+    if (!lock.owns_lock() || state_ != State::Idle || stamp_is_recent_) {
         return false;
     }
     bool read = false;
     try {
+        if (!TryLock(file_, LockByte::Content, LockKind::Shared)) {
+            return false;
+        }
         if (file_.Stamp() == stamp_) {
             ReadFromDisk(first, out);
             version = version_;
             read = true;
         }
-    } catch (const DataError&) {
+    } catch (const std::exception&) {
         // The connection's thread meets it again, and tells it.
     }
     Unlock(file_, LockByte::Content);
@@ -259,7 +262,12 @@ void PagedFile::Settle() {
 
 void PagedFile::WakeTimer() {
     if (!timer_.joinable()) {
-        timer_ = std::thread([this] { RunTimer(); });
+        try {
+            timer_ = std::thread([this] { RunTimer(); });
+        } catch (const std::exception&) {
+            // Nobody would commit the batch when no further row comes: no batches, then.
+            single_rows_ = UINT32_MAX;
+        }
     } else if (timer_idle_) {
         {
             const std::lock_guard lock(timer_mutex_);
