@@ -2,7 +2,7 @@
 
 #include "drivers/access/errors.h"
 
-#include <system_error>
+#include <exception>
 
 namespace vantry::access {
 namespace {
@@ -121,8 +121,8 @@ void AccessScan::StartAhead() {
     may_read_ahead_ = false;
     try {
         ahead_ = std::make_unique<RowsAhead>(*file_->store, scanner_, *def_, decoder_.Quick());
-    } catch (const std::system_error&) {
-        // No thread to be had: the rows come without one.
+    } catch (const std::exception&) {
+        // No thread to be had, or no memory for it: the rows come without one.
     }
 }
 

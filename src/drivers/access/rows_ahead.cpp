@@ -65,7 +65,9 @@ DecodedRun* RowsAhead::Next() {
     }
     if (used_ == planned_) {
         if (failure_) {
-            std::rethrow_exception(failure_);
+            // Who calls once more tries once more: a file that was in use may be free by then.
+            at_end_ = false;
+            std::rethrow_exception(std::exchange(failure_, nullptr));
         }
         return nullptr;
     }
@@ -93,6 +95,7 @@ void RowsAhead::Work() {
 void RowsAhead::ReadAndDecode(DecodedRun& run) const noexcept {
     run.rows.clear();
     run.taken = 0;
+    run.is_read = false;
     run.cut_position = run.cut_slot = 0;
     run.room->Clear();
     const auto& pages = run.pages;

@@ -32,7 +32,7 @@ struct DecodedRun {
 
 class RowsAhead {
 public:
-    // All of them must outlive it. Throws std::system_error if there is no thread to be had.
+    // All of them must outlive it. Throws std::exception if there is no thread to be had.
     RowsAhead(PageSource& source, RowScanner& scanner, const TableDef& def, const QuickRow& plan);
     ~RowsAhead();
     RowsAhead(const RowsAhead&) = delete;

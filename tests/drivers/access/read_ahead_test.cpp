@@ -4,8 +4,11 @@
 #include "drivers/access/stored_rows.h"
 #include "drivers/access/writing_fixture.h"
 #include "support/fault_plans.h"
+#include "support/no_threads.h"
 
+#include <atomic>
 #include <fstream>
+#include <thread>
 
 namespace vantry::access {
 namespace {
@@ -215,6 +218,111 @@ TEST_F(ReadAhead, LetsARowGoWhoseDateIsNone) {
         }
     }
     EXPECT_FALSE(scan->Next());
+}
+
+TEST_F(ReadAhead, GivesEachRowOnceWhenTheSecondThreadRunsOutOfMemory) {
+    // From its tenth read on, when it fills runs that it has filled before.
+    class NoMemory : public file::FaultPlan {
+    public:
+        file::Verdict Before(const file::Call& call) override {
+            if (call.operation == file::Operation::Read && std::this_thread::get_id() != owner_ &&
+                ++reads > 9 && reads % 2 == 0) {
+                throw std::bad_alloc();
+            }
+            return {};
+        }
+        std::atomic<int> reads = 0;
+
+    private:
+        std::thread::id owner_ = std::this_thread::get_id();
+    } plan;
+    const auto expected = WalkPlainly();
+    const auto scan = Scan();
+    file::InstallFaultPlan(&plan);
+    const auto ahead = Walk(*scan);
+    file::InstallFaultPlan(&no_sync_);
+    EXPECT_GT(plan.reads, 10);
+    EXPECT_EQ(ahead.size(), expected.size());
+    EXPECT_TRUE(ahead == expected);
+}
+
+TEST_F(ReadAhead, GoesOnOnceAFileIsFreeAgainThatWasInUse) {
+    // A change has the table's map of pages read anew; nothing can be read a while.
+    class InUse : public file::FaultPlan {
+    public:
+        file::Verdict Before(const file::Call& call) override {
+            const bool fails = call.operation == file::Operation::Read && broken;
+            return {.error = fails ? EIO : 0};
+        }
+        std::atomic<bool> broken = false;
+    } plan;
+    static constexpr std::size_t kAmount[] = {3};
+    const Cell amount[] = {Cell::FromDecimal({70'000, 4})};
+    const auto scan = Scan();
+    file::InstallFaultPlan(&plan);
+    int rows = 0;
+    int errors = 0;
+    while (errors < 10) {
+        try {
+            plan.broken = rows >= 6'000 && errors < 3;
+            if (!scan->Next()) {
+                break;
+            }
+            plan.broken = false;
+            if (rows == 5'999) {
+                const auto table = opened_->Table("t");
+                opened_->Statement([&] { table->Update(scan->CurrentRow(), kAmount, amount); });
+            }
+            EXPECT_EQ(scan->Row()[0].AsInt64(), rows);
+            ++rows;
+        } catch (const DataError&) {
+            ++errors;
+        }
+    }
+    file::InstallFaultPlan(&no_sync_);
+    EXPECT_EQ(rows, kRows);
+}
+
+TEST_F(ReadAhead, GivesEachRowOnceWhileThisAndAnotherConnectionWrite) {
+    // This one's rows are committed by its timer, in the pause.
+    sql::TableDefinition other;
+    other.name = "u";
+    other.columns = {Column("id", "LONG"), Column("name", "TEXT", 200)};
+    opened_->database->CreateTable(other);
+    const auto target = opened_->Table("u");
+    const Opened stranger(path_);
+    const auto strange = stranger.database->OpenTable("t");
+    static constexpr std::size_t kAmount[] = {3};
+    const Cell amount[] = {Cell::FromDecimal({70'000, 4})};
+    const auto scan = Scan();
+    int rows = 0;
+    int added = 0;
+    for (; scan->Next(); ++rows) {
+        ASSERT_EQ(scan->Row()[0].AsInt64(), rows);
+        if (rows >= 2'000 && rows % 20 == 0) {
+            const Cell row[] = {Cell::Int64(rows), Cell::Text(kFiller)};
+            opened_->database->InsertRow(*target, row);
+            ++added;
+        }
+        if (rows == 4'000) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        }
+        if (rows % 1'000 == 999) {
+            stranger.database->BeginStatement();
+            strange->Update(scan->CurrentRow(), kAmount, amount);
+            stranger.database->CommitStatement();
+        }
+    }
+    EXPECT_EQ(rows, kRows);
+    opened_->database->Settle();
+    EXPECT_EQ(target->CountRows(), added);
+    EXPECT_EQ(Faults(path_), "");
+}
+
+TEST_F(ReadAhead, GivesAllRowsWhereNoThreadIsToBeHad) {
+    const auto expected = WalkPlainly();
+    const auto scan = Scan();
+    EXPECT_TRUE(test::HoldsWithoutThreads(folder_.Path(), [&] { return Walk(*scan) == expected; }));
 }
 
 TEST_F(ReadAhead, EndsInTheMiddleWithoutWaiting) {

@@ -5,6 +5,7 @@
 #include "data/data_error.h"
 #include "drivers/file/file_lock.h"
 #include "support/fault_plans.h"
+#include "support/no_threads.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -165,6 +166,50 @@ TEST_F(PagedFileTest, BatchedRowsBecomeVisibleInTime) {
     writer.reset();
     EXPECT_EQ("aafa", OnDisk());
     EXPECT_FALSE(HasJournal());
+}
+
+TEST_F(PagedFileTest, RowsAreCommittedOneByOneWhereNoThreadIsToBeHad) {
+    const auto rows = [this] {
+        const auto writer = Open();
+        for (char letter = 'b'; letter < 'l'; ++letter) {
+            writer->BeginRow(false);
+            Fill(writer->Change(2), letter);
+            writer->EndRow(true);
+            if (OnDisk() != std::string("aa") + letter + "a") {
+                return false;
+            }
+        }
+        return true;
+    };
+    EXPECT_TRUE(test::HoldsWithoutThreads(folder_.Path(), rows));
+}
+
+TEST_F(PagedFileTest, AReadForAnotherThreadThatFailsLeavesNoLock) {
+    const auto reader = Open();
+    const auto read = [&] {
+        std::vector<std::byte> page(kPage);
+        std::uint64_t version = 0;
+        return reader->TryRead(1, page, version);
+    };
+    for (int wait = 0; wait < 100 && !read(); ++wait) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        reader->Settle();  // the file is too young to be told from a changed one
+    }
+    ASSERT_TRUE(read());
+    {
+        class NoMemory : public FaultPlan {
+            Verdict Before(const Call& call) override {
+                if (call.operation == Operation::Read) {
+                    throw std::bad_alloc();
+                }
+                return {};
+            }
+        } plan;
+        const test::InstalledPlan installed(plan);
+        EXPECT_FALSE(read());
+    }
+    EXPECT_TRUE(
+        TryLock(File::Open(path_, OpenMode::ReadWrite), LockByte::Content, LockKind::Exclusive));
 }
 
 TEST_F(PagedFileTest, FullDiskIsTheErrorOfTheRowThatNeedsThePage) {
