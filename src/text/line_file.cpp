@@ -242,8 +242,9 @@ void LineFile::Finish() {
         file::RenameReplacing(file_.Path(), path_);
         file_ = {};
     } catch (const DataError& error) {
-        const std::int64_t missing = lines_waiting_;
-        Abandon();
+        const std::int64_t accepted = lines_;
+        Abandon();  // which tries once more
+        const std::int64_t missing = accepted - lines_;
         if (missing == 0) {
             throw;
         }

@@ -1,6 +1,5 @@
 #include "text/write_behind.h"
 
-#include <system_error>
 #include <utility>
 
 namespace vantry::text {
@@ -29,7 +28,7 @@ void WriteBehind::Begin(file::File& file, std::uint64_t offset, std::span<const 
     if (!thread_.joinable()) {
         try {
             thread_ = std::thread([this] { Loop(); });
-        } catch (const std::system_error&) {
+        } catch (const std::exception&) {
             Write();
             asked_ = false;
         }

@@ -3,6 +3,7 @@
 #include "drivers/file/fault_plan.h"
 #include "engine/run_report.h"
 #include "engine/session_fixture.h"
+#include "support/no_threads.h"
 #include "support/temp_dir.h"
 #include "text/field_text.h"
 #include "text/line_file.h"
@@ -578,6 +579,27 @@ TEST_F(TextWriterTest, AWriteThatFailsWhileTheLastRowsAreMadeIsTriedAgainAtTheEn
         EXPECT_EQ(Count(view.log, "The last " + std::to_string(kManyRows - lines) + " lines"),
                   for_good ? 1 : 0);
     }
+}
+
+// The last lines fail once and are written when the file is closed: nothing is missing.
+TEST_F(TextWriterTest, LinesThatGetIntoTheFileAfterAllArentToldMissing) {
+    FillSource(kManyRows);
+    {
+        const WriteFaults full(5, 5);
+        RunSessionToText("");
+    }
+    EXPECT_EQ(Written(), Lines(kManyRows));
+    EXPECT_EQ(LoggedErrors(), 1);
+    EXPECT_EQ(Count(view.log, "aren't in"), 0);
+    EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kManyRows) + " Rows Loaded"), 1);
+}
+
+TEST_F(TextWriterTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
+    FillSource(kManyRows);
+    EXPECT_TRUE(HoldsWithoutThreads(folder.Path(), [&] {
+        RunSessionToText("");
+        return LoggedErrors() == 0 && Written() == Lines(kManyRows);
+    }));
 }
 
 TEST_F(TextWriterTest, ATinyTableOnAFullDiskCountsNothing) {
