@@ -98,6 +98,29 @@ i32 NextSessionID(Connection& connection) {
     return static_cast<i32>(last) + 1;
 }
 
+// The engine repeats a statement that it doesn't understand, and the connection strings stand in
+// it. A double quote in a password is what breaks it, and the engine says where: what stands behind
+// the quote is blanked out by itself, too, unless that would blank out half of the message.
+DataError WithoutPasswords(const DataError& error) {
+    constexpr std::size_t kTellingPart = 3;
+    std::string text = error.Description();
+    for (const auto* const connection : {&SourceConnStr, &TargetConnStr}) {
+        const auto parsed = ConnectionString::Parse(*connection);
+        text = MaskSecrets(text, parsed);
+        for (const auto& secret : parsed.Secrets()) {
+            for (auto quote = secret.find('"'); quote != secret.npos;) {
+                const auto next = secret.find('"', quote + 1);
+                const std::string part = secret.substr(quote + 1, next - quote - 1);
+                if (part.size() >= kTellingPart) {
+                    text = MaskSecrets(text, ConnectionString::Parse("PWD={" + part + "}"));
+                }
+                quote = next;
+            }
+        }
+    }
+    return {error.Number(), text, error.Source()};
+}
+
 // Two programs that save at once would both take the same next number. Where there can't be a lock,
 // in a folder that may not be written, there is no second program to fear.
 std::optional<ProgramLock> WaitForSaveLock() {
@@ -161,7 +184,11 @@ i32 SaveSession(const SessionSave& save) {
     connection.Open(RepoConnStr);
     const i32 id = NextSessionID(connection);
     CurrentSessionID = id;
-    connection.Execute(SessionsInsert(id, save, Now()));
+    try {
+        connection.Execute(SessionsInsert(id, save, Now()));
+    } catch (const DataError& error) {
+        throw WithoutPasswords(error);
+    }
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
         SrcTables[i].TabID = static_cast<i16>(i);
         connection.Execute(TableInsert(id, i));

@@ -325,6 +325,14 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
     };
     Type("Form13", "SesName", "the \"big\" one");
     fails("a double quote");
+    for (const char* password : {"S3cr3t", "a\"S3cr3t", "a\"S3cr3t\"b", "\"S3cr3t;x\""}) {
+        TargetConnStr = "DRIVER=MySQL;SERVER=h;UID=u;PWD=" + std::string(password) + ";PORT=1";
+        Press("Form13", "NXTBUTT");
+        const std::string box = dialogs_.TakeBoxes();
+        EXPECT_TRUE(box.starts_with(start)) << box;
+        EXPECT_EQ(box.find("S3cr3t"), box.npos) << box;
+    }
+    TargetConnStr = "target's";
     Type("Form13", "SesName", "name");
     SourceType = "TEXT";
     SourceConnStr = TextSourceConnectionString("/data/Anna's");
