@@ -112,10 +112,12 @@ Term StatementCompiler::PlainCall(const Expression& call,
         const char wanted = entry.arguments[std::min(k, entry.arguments.size() - 1)];
         const bool date_kept = entry.result == 'v' && FamilyOf(term.type) == Family::Date;
         sql += k > 0 ? ", " : "";
-        sql += wanted == 't'                 ? AsText(term)
-               : wanted == 'd'               ? AsDate(term)
-               : wanted == 'n' && !date_kept ? AsNumber(term)
-                                             : Value(term);
+        const bool plain = IsWide(term.type) ? !entry.exact || k > 0 : wanted == 'n' && !date_kept;
+        sql += entry.result == 'c' ? AsExact(term)
+               : wanted == 't'     ? AsText(term)
+               : wanted == 'd'     ? AsDate(term)
+               : plain             ? AsNumber(term)
+                                   : Value(term);
         if (FamilyOf(term.type) == Family::Text) {
             text_size = std::max(text_size, term.type.size);
         }
@@ -141,6 +143,9 @@ Term StatementCompiler::PlainCall(const Expression& call,
         term.type = TextType(cut ? 0 : text_size);
     } else {
         term.type = TypeOfLetter(entry.result);
+    }
+    if (IsWide(term.type) && !entry.exact) {
+        term.sql = Function("+exact", {term.sql});
     }
     return term;
 }
@@ -174,16 +179,17 @@ Term StatementCompiler::Aggregate(const Expression& call, Scope& scope) {
         term.sql = Function(call.name, {Value(value)});
         term.type = value.type;
     } else if (SameWord(call.name, "sum")) {
-        const bool exact = IsExactDecimal(value.type.code) && !call.distinct;
-        const int scale = value.type.code == adCurrency       ? 4
-                          : value.type.scale == kDoesNotApply ? 0
-                                                              : value.type.scale;
-        term.sql = exact ? Function("+sum", {AsNumber(value), std::to_string(scale)})
+        const bool exact = IsExactDecimal(value.type.code);
+        const int scale = value.type.scale == kDoesNotApply ? 0 : value.type.scale;
+        term.sql = exact ? Function("+sum", {distinct + Value(value)})
                          : "sum(" + distinct + AsNumber(value) + ")";
-        term.type = exact ? value.type : SimpleType(adDouble);
+        term.type = !exact                          ? SimpleType(adDouble)
+                    : value.type.code == adCurrency ? value.type
+                                                    : DecimalType(scale);
     } else if (SameWord(call.name, "avg")) {
         term.sql = "avg(" + distinct + AsNumber(value) + ")";
         term.type = SimpleType(value.type.code == adCurrency ? adCurrency : adDouble);
+        term.sql = IsWide(term.type) ? Function("+exact", {term.sql}) : term.sql;
     } else {
         term.sql = Function(call.name, {distinct + AsNumber(value)});
         term.type = SimpleType(adDouble);
@@ -342,7 +348,7 @@ std::string StatementCompiler::AsCondition(const Term& term) {
         case Family::Unknown:
             return term.dynamic ? Function("+number", {term.sql}) : term.sql;
         default:
-            return term.sql;
+            return IsWide(term.type) ? AsNumber(term) : term.sql;
     }
 }
 
@@ -355,7 +361,9 @@ std::string StatementCompiler::AsText(const Term& term) {
         case Family::Binary:
             throw TypeMismatch();
         default:
-            return term.sql == "NULL" ? term.sql : Function("+text", {Value(term)});
+            return term.sql == "NULL"  ? term.sql
+                   : IsWide(term.type) ? Function("+exacttext", {term.sql})
+                                       : Function("+text", {Value(term)});
     }
 }
 
@@ -363,7 +371,7 @@ std::string StatementCompiler::AsNumber(const Term& term) {
     switch (FamilyOf(term.type)) {
         case Family::Number:
         case Family::Boolean:
-            return Value(term);
+            return IsWide(term.type) ? Function("+plain", {term.sql}) : Value(term);
         case Family::Date:
             return Function("+serial", {term.sql});
         case Family::Binary:
@@ -373,13 +381,22 @@ std::string StatementCompiler::AsNumber(const Term& term) {
     }
 }
 
+std::string StatementCompiler::AsExact(const Term& term) {
+    if (IsWide(term.type) || term.sql == "NULL") {
+        return term.sql;
+    }
+    const auto family = FamilyOf(term.type);
+    const bool number = family == Family::Date || family == Family::Binary;
+    return Function("+exact", {number ? AsNumber(term) : Value(term)});
+}
+
 std::string StatementCompiler::AsDate(const Term& term) {
     switch (FamilyOf(term.type)) {
         case Family::Date:
             return term.sql;
         case Family::Number:
         case Family::Boolean:
-            return Function("+linear", {Value(term)});
+            return Function("+linear", {AsNumber(term)});
         case Family::Binary:
             throw TypeMismatch();
         default:
@@ -404,6 +421,12 @@ std::string StatementCompiler::AsFamily(const Term& term, Family family) {
 std::string StatementCompiler::AsType(const Term& term, const ValueType& type) {
     const auto family = FamilyOf(term.type);
     const auto wanted = FamilyOf(type);
+    if (IsWide(type)) {
+        return AsExact(term);
+    }
+    if (IsWide(term.type)) {
+        return AsFamily(term, wanted);
+    }
     if (family == wanted || family == Family::Unknown || wanted == Family::Unknown) {
         return Value(term);
     }

@@ -71,6 +71,28 @@ Term Chained(Operator op,
     return term;
 }
 
+// The number if a double may not hold it.
+std::optional<Decimal> LongDecimal(const Cell& cell) {
+    constexpr int kDigitsOfDouble = 15;
+    constexpr int kMostDecimals = 28;
+    const auto decimal = ToDecimal(cell);
+    return decimal && SignificantDigits(*decimal) > kDigitsOfDouble &&
+                   decimal->scale <= kMostDecimals
+               ? decimal
+               : std::nullopt;
+}
+
+std::string ExactLiteral(const Decimal& number) {
+    static constexpr char kHex[] = "0123456789ABCDEF";
+    std::string sql = "x'";
+    const ExactBytes exact(number);
+    for (const auto byte : exact.Bytes()) {
+        sql += kHex[std::to_integer<unsigned>(byte) >> 4];
+        sql += kHex[std::to_integer<unsigned>(byte) & 15];
+    }
+    return sql + "'";
+}
+
 }  // namespace
 
 std::string NumberLiteral(double number) {
@@ -299,11 +321,19 @@ Term StatementCompiler::Literal(const Expression& expression) {
             term.type = SimpleType(adBoolean);
             break;
         case ValueKind::Int64:
-            term.sql = std::to_string(cell.AsInt64());
-            term.type = SimpleType(cell.AsInt64() <= INT32_MAX ? adInteger : adDouble);
-            break;
-        case ValueKind::Double:
         case ValueKind::Decimal:
+            if (const auto decimal = LongDecimal(cell)) {
+                term.sql = ExactLiteral(*decimal);
+                term.type = DecimalType(decimal->scale);
+                break;
+            }
+            if (cell.Kind() == ValueKind::Int64) {
+                term.sql = std::to_string(cell.AsInt64());
+                term.type = SimpleType(cell.AsInt64() <= INT32_MAX ? adInteger : adDouble);
+                break;
+            }
+            [[fallthrough]];
+        case ValueKind::Double:
             term.sql = NumberLiteral(ToDouble(cell).value_or(0));
             term.type = SimpleType(adDouble);
             break;
@@ -336,7 +366,8 @@ Term StatementCompiler::Unary(const Expression& expression, Scope& scope) {
         term.type = SimpleType(adInteger);
         return term;
     }
-    term.sql = "(-" + AsNumber(operand) + ")";
+    term.sql =
+        IsWide(operand.type) ? Function("+negate", {operand.sql}) : "(-" + AsNumber(operand) + ")";
     term.type = FamilyOf(operand.type) == Family::Number ? operand.type
                 : IsTruth(operand)                       ? SimpleType(adInteger)
                                                          : SimpleType(adDouble);
@@ -437,14 +468,52 @@ Term StatementCompiler::Sum(Operator op, const Term& left, const Term& right) {
         term.type = SimpleType(difference ? adDouble : adDate);
         return term;
     }
-    const auto kind = op == Operator::Multiply ? Operator::Multiply : Operator::Add;
-    term = Chained(op, kind, left, AsNumber(left), AsNumber(right));
-    const auto number_type = [](const Term& operand) {
+    const auto number_type = [op](const Term& operand, const Term& other) {
+        // A short literal with a fraction is a double, beside a decimal another one; currency times
+        // it is a double, as division is.
+        const bool literal = operand.literal != nullptr && IsWide(other.type) &&
+                             operand.literal->kind == Expression::Kind::Literal &&
+                             operand.literal->literal.AsCell().Kind() == ValueKind::Decimal;
+        const bool money = other.type.code == adCurrency;
+        if (literal && !IsWide(operand.type) && (op != Operator::Multiply || !money)) {
+            const int scale = operand.literal->literal.AsCell().AsDecimal().scale;
+            return money && scale <= 4 ? other.type : DecimalType(scale);
+        }
         const auto family = FamilyOf(operand.type);
         return family == Family::Number || family == Family::Boolean ? operand.type
                                                                      : SimpleType(adDouble);
     };
-    term.type = ArithmeticType(number_type(left), number_type(right), op == Operator::Multiply);
+    const auto type = ArithmeticType(
+        number_type(left, right), number_type(right, left), op == Operator::Multiply);
+    if (IsWide(type)) {
+        return ExactArithmetic(op, left, right, type);
+    }
+    const auto kind = op == Operator::Multiply ? Operator::Multiply : Operator::Add;
+    term = Chained(op, kind, left, AsNumber(left), AsNumber(right));
+    term.type = type;
+    return term;
+}
+
+// a + b - c is one call of many arguments, and so is a * b * c.
+Term StatementCompiler::ExactArithmetic(Operator op,
+                                        const Term& left,
+                                        const Term& right,
+                                        const ValueType& type) {
+    constexpr std::size_t kMaxOperands = 45;
+    const bool product = op == Operator::Multiply;
+    const auto kind = product ? Operator::Multiply : Operator::Add;
+    const std::string sign = product ? "" : op == Operator::Subtract ? ", -1" : ", 1";
+    Term term;
+    if (left.chain == kind && left.chain_length > 0 && left.chain_length < kMaxOperands) {
+        term.sql = left.sql.substr(0, left.sql.size() - 1) + ", " + AsExact(right) + sign + ")";
+        term.chain_length = left.chain_length + 1;
+    } else {
+        term.sql = Function(product ? "+multiply" : "+add",
+                            {AsExact(left) + (product ? "" : ", 1"), AsExact(right) + sign});
+        term.chain_length = 2;
+    }
+    term.chain = kind;
+    term.type = type;
     return term;
 }
 
@@ -474,6 +543,9 @@ Term StatementCompiler::Concatenation(const Term& left, const Term& right) {
 
 Term StatementCompiler::Comparison(Operator op, Term left, Term right) {
     Unify(left, right);
+    if (IsWide(left.type) || IsWide(right.type)) {
+        return ExactComparison(op, left, right);
+    }
     auto left_sql = Value(left);
     if (FamilyOf(left.type) == Family::Text || FamilyOf(right.type) == Family::Text) {
         const auto fixed = [](const Term& term) {
@@ -488,6 +560,25 @@ Term StatementCompiler::Comparison(Operator op, Term left, Term right) {
     return Truth("(" + left_sql + std::string(Symbol(op)) + Value(right) + ")");
 }
 
+// As decimals, but with a floating number as doubles. A join of two columns that aren't of one form
+// says the same from both sides: then the plain column of either can be searched.
+Term StatementCompiler::ExactComparison(Operator op, const Term& left, const Term& right) {
+    const auto floating = [](const Term& term) {
+        return term.literal == nullptr &&
+               (term.type.code == adDouble || term.type.code == adSingle);
+    };
+    const auto plain = [&] {
+        return "(" + AsNumber(left) + std::string(Symbol(op)) + AsNumber(right) + ")";
+    };
+    if (floating(left) || floating(right)) {
+        return Truth(plain());
+    }
+    const auto exact = "(" + AsExact(left) + std::string(Symbol(op)) + AsExact(right) + ")";
+    const bool both = (op == Operator::Equal || op == Operator::ExactlyEqual) && left.column &&
+                      right.column && IsWide(left.type) != IsWide(right.type);
+    return Truth(both ? "(" + exact + " AND " + plain() + ")" : exact);
+}
+
 // Brings both sides of a comparison to one kind. Text may be given for a date or a number: as a
 // literal it must be one, as a parameter or a result it is read when its value is there; a text
 // column isn't compared with a number.
@@ -500,7 +591,11 @@ void StatementCompiler::Unify(Term& left, Term& right) {
     if (left_family == Family::Unknown || right_family == Family::Unknown) {
         auto& open = left_family == Family::Unknown ? left : right;
         const auto family = left_family == Family::Unknown ? right_family : left_family;
-        if (open.dynamic) {
+        const auto type = left_family == Family::Unknown ? right.type : left.type;
+        if (open.dynamic && IsWide(type)) {
+            open.sql = AsExact(open);
+            open.type = type;
+        } else if (open.dynamic) {
             open.sql = AsFamily(open, family);
         }
         return;
@@ -516,9 +611,11 @@ void StatementCompiler::Unify(Term& left, Term& right) {
     }
     if (left_family == Family::Date) {
         right.sql = AsDate(right);
+        right.type = SimpleType(adDate);
         right.logical = false;
     } else if (right_family == Family::Date) {
         left.sql = AsDate(left);
+        left.type = SimpleType(adDate);
         left.logical = false;
     }
 }
@@ -543,6 +640,14 @@ void StatementCompiler::ConvertText(Term& text, Family family) {
         return;
     }
     const auto truth = family == Family::Boolean ? ParseBoolean(words) : std::nullopt;
+    const auto decimal = ParseDecimal(words);
+    const auto long_decimal =
+        decimal ? LongDecimal(Cell::FromDecimal(*decimal)) : std::optional<Decimal>();
+    if (long_decimal) {
+        text.sql = ExactLiteral(*long_decimal);
+        text.type = DecimalType(long_decimal->scale);
+        return;
+    }
     if (const auto whole = ParseInt64(words)) {
         text.sql = "(" + std::to_string(*whole) + ")";
     } else if (const auto number = ParseDouble(words)) {
@@ -558,7 +663,8 @@ void StatementCompiler::ConvertText(Term& text, Family family) {
 Term StatementCompiler::InList(const Expression& expression, Scope& scope) {
     auto subject = Compile(*expression.operands[0], scope);
     const auto family = FamilyOf(subject.type);
-    std::string list;
+    std::vector<Term> items;
+    bool exact = false;
     for (std::size_t k = 1; k < expression.operands.size(); ++k) {
         auto item = Compile(*expression.operands[k], scope);
         if (family == Family::Text && item.column && FamilyOf(item.type) != Family::Text) {
@@ -569,9 +675,18 @@ Term StatementCompiler::InList(const Expression& expression, Scope& scope) {
         if (same.sql != subject.sql && same.type.code != subject.type.code) {
             subject = same;  // a text result among numbers or dates
         }
-        list += (k > 1 ? ", " : "") + Value(item);
+        exact = exact || (IsWide(item.type) && item.literal == nullptr);
+        items.push_back(std::move(item));
     }
-    auto sql = Value(subject);
+    exact = (exact && subject.type.code != adDouble && subject.type.code != adSingle) ||
+            IsWide(subject.type);
+    std::string list;
+    for (const auto& item : items) {
+        list += (list.empty() ? "" : ", ") + (exact               ? AsExact(item)
+                                              : IsWide(item.type) ? AsNumber(item)
+                                                                  : Value(item));
+    }
+    auto sql = exact ? AsExact(subject) : Value(subject);
     if (FamilyOf(subject.type) == Family::Text && !subject.collated) {
         sql += " COLLATE VY";
     }
@@ -590,7 +705,10 @@ Term StatementCompiler::InQuery(const Expression& expression, Scope& scope) {
     if (known && (left == Family::Text) != (right == Family::Text)) {
         throw TypeMismatch();
     }
-    auto sql = subject.dynamic ? AsFamily(subject, right) : Value(subject);
+    auto sql = IsWide(plan->types[0]) ? AsExact(subject)
+               : IsWide(subject.type) ? AsNumber(subject)
+               : subject.dynamic      ? AsFamily(subject, right)
+                                      : Value(subject);
     if (right == Family::Text && !subject.collated) {
         sql += " COLLATE VY";
     }

@@ -153,6 +153,12 @@ DataError Overflow() {
     return {kErrUnspecified, "Overflow"};
 }
 
+DataError TextTooLong(std::string_view function, std::size_t most_bytes) {
+    return {kErrUnspecified,
+            "The text that " + std::string(function) + "() would make is longer than " +
+                std::to_string(most_bytes) + " bytes. Ask for fewer characters."};
+}
+
 DataError InvalidUseOfNull() {
     return {kErrUnspecified, "Invalid use of Null"};
 }

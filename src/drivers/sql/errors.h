@@ -45,6 +45,7 @@ DataError SizeTooLong(std::string_view column);
 DataError TypeMismatch(std::string_view text = {}, std::string_view wanted = {});
 DataError DivisionByZero();
 DataError Overflow();
+DataError TextTooLong(std::string_view function, std::size_t most_bytes);
 DataError InvalidUseOfNull();
 DataError InvalidCall(std::string_view function);
 DataError RowGone(std::string_view table);

@@ -288,7 +288,8 @@ const FunctionEntry* FindFunction(std::string_view name, Dialect::Kind dialect) 
                                NumberFunctions(),
                                DateFunctions(),
                                FormatFunctions(),
-                               AggregateFunctions()}) {
+                               AggregateFunctions(),
+                               ExactFunctions()}) {
         if (const auto* entry = FindIn(entries, name)) {
             return entry;
         }

@@ -1,6 +1,7 @@
 #pragma once
 // The functions of the dialects and the operators that SQLite lacks, as SQLite functions. Values
-// inside SQLite: text, whole and floating numbers, True as -1, dates as linear days.
+// inside SQLite: text, whole and floating numbers, True as -1, dates as linear days, currency and
+// long decimals as the bytes of exact_number.h.
 
 #include "drivers/sql/session.h"
 #include "drivers/sql/table_source.h"
@@ -40,6 +41,7 @@ struct FunctionCall {
     std::int64_t Whole(int k) const;     // rounded half to even; throws Overflow
     int Small(int k) const;              // a Whole in the range of int; throws Overflow
     DateTime Date(int k) const;          // throws TypeMismatch, Overflow
+    Decimal Exact(int k) const;          // of any number; throws Overflow from 10^38 on
     double NumberOr(int k, double otherwise) const { return k < count ? Number(k) : otherwise; }
 
     void Return(std::string_view text) const;
@@ -47,6 +49,8 @@ struct FunctionCall {
     void Return(std::int64_t number) const;
     void Return(bool truth) const;
     void Return(const DateTime& date) const;
+    void Return(const Decimal& number) const;
+    void ReturnBytes(std::span<const std::byte> bytes) const;
     void Return(const char*) const = delete;  // would be taken for a bool
     [[noreturn]] void Refuse() const;         // throws InvalidCall
 
@@ -56,7 +60,9 @@ private:
 
 // `arguments` says what each must be, the last letter standing for all further ones: t text,
 // n number, d date, b condition, v anything as it is. `result`: t text, n double, l Long, i
-// Integer, d date, b boolean, c currency, s single, y byte, v as argument `result_of`.
+// Integer, d date, b boolean, c currency, s single, y byte, v as argument `result_of`. `exact`: the
+// first argument may be in the form of exact_number.h, and so is a result of such a type; other
+// functions get and give plain numbers.
 struct FunctionEntry {
     std::string_view name;
     int least;
@@ -68,6 +74,7 @@ struct FunctionEntry {
     void (*finish)(FunctionCall&) = nullptr;  // aggregates
     bool changes = false;                     // not the same at each call
     int result_of = 0;
+    bool exact = false;
 };
 
 // Nothing if the dialect has no such function. Operators have names that no user can write.
@@ -81,11 +88,11 @@ std::span<const FunctionEntry> NumberFunctions();
 std::span<const FunctionEntry> DateFunctions();
 std::span<const FunctionEntry> FormatFunctions();
 std::span<const FunctionEntry> AggregateFunctions();
+std::span<const FunctionEntry> ExactFunctions();
 std::span<const FunctionEntry> FoxProFunctions();
 
 // Shared by them.
 inline constexpr std::size_t kMaxMadeText = 64'000'000;  // bytes of a function's result
-inline constexpr std::size_t kMaxRepeated = 1'000'000;   // bytes made by repeating something
 double RoundHalfEven(double number);
 std::string_view MonthName(int month);      // 1 to 12
 std::string_view WeekdayName(int weekday);  // 1 is Sunday

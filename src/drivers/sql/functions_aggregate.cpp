@@ -3,6 +3,7 @@
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "drivers/sql/errors.h"
+#include "drivers/sql/exact_number.h"
 #include "drivers/sql/functions.h"
 
 #include <cmath>
@@ -51,46 +52,56 @@ void FinishKept(FunctionCall& call) {
     }
 }
 
-// Sum of numbers with the given count of decimals, exact whatever their order.
-struct ExactSum {
+// Sum of decimals, exact whatever their order while the digits have room (38 of them); from there
+// on that of the doubles.
+struct RunningSum {
     std::int64_t rows;
     std::int64_t scale;
     std::uint64_t low;
     std::int64_t high;
+
+    Decimal Get() const {
+        return {static_cast<Int128>((static_cast<UInt128>(static_cast<std::uint64_t>(high)) << 64) |
+                                    low),
+                static_cast<std::uint8_t>(scale)};
+    }
+    void Set(const Decimal& sum) {
+        low = static_cast<std::uint64_t>(static_cast<UInt128>(sum.unscaled));
+        high = static_cast<std::int64_t>(sum.unscaled >> 64);
+        scale = sum.scale;
+    }
 };
 
 void AddExactly(FunctionCall& call) {
     if (call.IsNull(0)) {
         return;
     }
-    auto* state = StateOf<ExactSum>(call, true);
-    state->scale = call.Whole(1);
-    const auto cell = call.IsWhole(0) ? Cell::Int64(call.Whole(0)) : Cell::Double(call.Number(0));
-    const auto number = ToDecimal(cell, static_cast<int>(state->scale));
-    if (!number) {
+    auto* state = StateOf<RunningSum>(call, true);
+    const auto number = call.Exact(0);
+    auto sum = state->Get();
+    if (sum.scale == number.scale) {
+        constexpr auto kRoom = static_cast<Int128>(10'000'000'000'000'000'000ULL) *
+                               1'000'000'000'000'000'000LL;  // 10^37
+        const auto total = sum.unscaled + number.unscaled;   // each is below 10^38
+        if (total < kRoom && total > -kRoom) {
+            state->Set({total, sum.scale});
+            ++state->rows;
+            return;
+        }
+    }
+    const auto total = ExactSum(sum, number);
+    if (!total) {
         throw Overflow();
     }
-    auto sum = static_cast<Int128>(
-        (static_cast<UInt128>(static_cast<std::uint64_t>(state->high)) << 64) | state->low);
-    // Each number is below 10^38 and SQLite counts rows in 63 bits, so the limit is checked here.
-    if (__builtin_add_overflow(sum, number->unscaled, &sum)) {
-        throw Overflow();
-    }
-    state->low = static_cast<std::uint64_t>(static_cast<UInt128>(sum));
-    state->high = static_cast<std::int64_t>(sum >> 64);
+    state->Set(*total);
     ++state->rows;
 }
 
 void FinishExactSum(FunctionCall& call) {
-    const auto* state = StateOf<ExactSum>(call, false);
-    if (state == nullptr || state->rows == 0) {
-        return;
+    const auto* state = StateOf<RunningSum>(call, false);
+    if (state != nullptr && state->rows > 0) {
+        call.Return(state->Get());
     }
-    Decimal sum;
-    sum.unscaled = static_cast<Int128>(
-        (static_cast<UInt128>(static_cast<std::uint64_t>(state->high)) << 64) | state->low);
-    sum.scale = static_cast<std::uint8_t>(state->scale);
-    call.Return(ToDouble(Cell::FromDecimal(sum)).value_or(0));
 }
 
 // Mean and squares by the running method, which doesn't lose digits to large means.
@@ -128,7 +139,7 @@ constexpr FunctionEntry kAggregates[] = {
     {"First", 1, 1, "v", 'v', KeepFirst, true, FinishKept},
     {"Last", 1, 1, "v", 'v', KeepLast, true, FinishKept},
     {"+only", 1, 1, "v", 'v', KeepOnly, true, FinishKept},
-    {"+sum", 2, 2, "n", 'v', AddExactly, true, FinishExactSum},
+    {"+sum", 1, 1, "v", 'v', AddExactly, true, FinishExactSum},
     {"StDev", 1, 1, "n", 'n', AddToSpread, true, FinishSpread<true, true>},
     {"StDevP", 1, 1, "n", 'n', AddToSpread, true, FinishSpread<false, true>},
     {"Var", 1, 1, "n", 'n', AddToSpread, true, FinishSpread<true, false>},

@@ -133,7 +133,7 @@ std::string Repeated(std::string_view unit, std::int64_t count) {
     if (count < 0) {
         count = 0;
     }
-    if (static_cast<std::size_t>(count) > kMaxRepeated / std::max<std::size_t>(unit.size(), 1)) {
+    if (static_cast<std::size_t>(count) > kMaxMadeText / std::max<std::size_t>(unit.size(), 1)) {
         throw Overflow();
     }
     std::string text;

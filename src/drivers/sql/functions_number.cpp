@@ -34,12 +34,11 @@ void ToTruth(FunctionCall& call) {
 
 void ToCurrency(FunctionCall& call) {
     RefuseNull(call);
-    const auto number = call.Number(0);
-    const auto rounded = ToDecimal(Cell::Double(number), 4);
-    if (std::abs(number) > 922337203685477.0 || !rounded) {
+    const auto rounded = ToDecimal(Cell::FromDecimal(call.Exact(0)), 4);
+    if (!rounded || rounded->unscaled > INT64_MAX || rounded->unscaled < INT64_MIN) {
         throw Overflow();
     }
-    call.Return(ToDouble(Cell::FromDecimal(*rounded)).value_or(0));
+    call.Return(*rounded);
 }
 
 void ToDoubleNumber(FunctionCall& call) {
@@ -62,7 +61,11 @@ void ToTextForm(FunctionCall& call) {
 }
 
 void Absolute(FunctionCall& call) {
-    if (call.IsWhole(0) && call.Whole(0) != INT64_MIN) {
+    if (call.IsBlob(0)) {
+        auto number = call.Exact(0);
+        number.unscaled = number.unscaled < 0 ? -number.unscaled : number.unscaled;
+        call.Return(number);
+    } else if (call.IsWhole(0) && call.Whole(0) != INT64_MIN) {
         call.Return(std::int64_t{std::abs(call.Whole(0))});
     } else {
         call.Return(std::abs(call.Number(0)));
@@ -82,11 +85,29 @@ void ReturnWhole(const FunctionCall& call, double number) {
     }
 }
 
+// The whole number towards zero, or below.
+Decimal WholePart(Decimal number, bool below) {
+    const bool negative = number.unscaled < 0;
+    bool fraction = false;
+    for (; number.scale > 0; --number.scale) {
+        fraction = fraction || number.unscaled % 10 != 0;
+        number.unscaled /= 10;
+    }
+    number.unscaled -= below && negative && fraction ? 1 : 0;
+    return number;
+}
+
 void Int(FunctionCall& call) {
+    if (call.IsBlob(0)) {
+        return call.Return(WholePart(call.Exact(0), true));
+    }
     ReturnWhole(call, std::floor(call.Number(0)));
 }
 
 void Fix(FunctionCall& call) {
+    if (call.IsBlob(0)) {
+        return call.Return(WholePart(call.Exact(0), false));
+    }
     ReturnWhole(call, std::trunc(call.Number(0)));
 }
 
@@ -98,6 +119,11 @@ void Round(FunctionCall& call) {
     }
     if (call.IsWhole(0)) {
         return call.Return(call.Whole(0));
+    }
+    if (call.IsBlob(0)) {
+        const auto exact = call.Exact(0);
+        const auto rounded = ToDecimal(Cell::FromDecimal(exact), static_cast<int>(places));
+        return call.Return(places < exact.scale && rounded ? *rounded : exact);
     }
     const auto number = call.Number(0);
     if (const auto rounded = ToDecimal(Cell::Double(number), static_cast<int>(places))) {
@@ -176,15 +202,15 @@ constexpr FunctionEntry kNumber[] = {
     {"CByte", 1, 1, "n", 'y', ToWhole<0, 255>, true},
     {"CInt", 1, 1, "n", 'i', ToWhole<INT16_MIN, INT16_MAX>, true},
     {"CLng", 1, 1, "n", 'l', ToWhole<INT32_MIN, INT32_MAX>, true},
-    {"CCur", 1, 1, "n", 'c', ToCurrency, true},
+    {"CCur", 1, 1, "v", 'c', ToCurrency, true, nullptr, false, 0, true},
     {"CDbl", 1, 1, "n", 'n', ToDoubleNumber, true},
     {"CSng", 1, 1, "n", 's', ToSingleNumber, true},
     {"CStr", 1, 1, "t", 't', ToTextForm, true},
-    {"Abs", 1, 1, "n", 'v', Absolute},
+    {"Abs", 1, 1, "n", 'v', Absolute, false, nullptr, false, 0, true},
     {"Sgn", 1, 1, "n", 'i', Sign},
-    {"Int", 1, 1, "n", 'v', Int},
-    {"Fix", 1, 1, "n", 'v', Fix},
-    {"Round", 1, 2, "n", 'v', Round},
+    {"Int", 1, 1, "n", 'v', Int, false, nullptr, false, 0, true},
+    {"Fix", 1, 1, "n", 'v', Fix, false, nullptr, false, 0, true},
+    {"Round", 1, 2, "n", 'v', Round, false, nullptr, false, 0, true},
     {"Sqr", 1, 1, "n", 'n', SquareRoot},
     {"Exp", 1, 1, "n", 'n', Plain<std::exp>},
     {"Log", 1, 1, "n", 'n', Logarithm},

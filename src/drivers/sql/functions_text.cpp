@@ -1,4 +1,4 @@
-// Text functions. Positions and lengths count characters (code points), from 1.
+// Text functions. Positions and lengths count UTF-16 units, from 1, as these engines do.
 
 #include "data/letter_case.h"
 #include "data/utf.h"
@@ -15,22 +15,29 @@
 namespace vantry::sql {
 namespace {
 
-// The byte position of character `index` (from 0), at most the text's size.
+// The byte position of unit `index` (from 0), at most the text's size. Within a character of two
+// units it is that of the character: texts that are cut at one place fit together again.
 std::size_t ByteOf(std::string_view text, std::int64_t index) {
-    if (IsAscii(text)) {
-        return static_cast<std::size_t>(
-            std::min<std::int64_t>(index, static_cast<std::int64_t>(text.size())));
+    if (index >= static_cast<std::int64_t>(text.size())) {
+        return text.size();
     }
-    std::size_t position = 0;
-    while (index-- > 0 && position < text.size()) {
-        NextCodePoint(text, position);
-    }
-    return position;
+    const auto units = static_cast<std::size_t>(index);
+    return IsAscii(text) ? units : PrefixOfUtf16Units(text, units).size();
 }
 
-std::string_view Characters(std::string_view text, std::int64_t first, std::int64_t count) {
-    const auto rest = text.substr(ByteOf(text, first));
-    return rest.substr(0, ByteOf(rest, count));
+std::string_view Units(std::string_view text, std::int64_t first, std::int64_t count) {
+    const auto begin = ByteOf(text, first);
+    const auto size = static_cast<std::int64_t>(text.size());
+    const auto end = count > size - first ? text.size() : ByteOf(text, first + count);
+    return text.substr(begin, end - begin);
+}
+
+std::string_view FirstCharacter(std::string_view text) {
+    std::size_t end = 0;
+    if (!text.empty()) {
+        NextCodePoint(text, end);
+    }
+    return text.substr(0, end);
 }
 
 void Left(FunctionCall& call) {
@@ -38,7 +45,7 @@ void Left(FunctionCall& call) {
     if (count < 0) {
         call.Refuse();
     }
-    call.Return(Characters(call.Text(0), 0, count));
+    call.Return(Units(call.Text(0), 0, count));
 }
 
 void Right(FunctionCall& call) {
@@ -47,8 +54,8 @@ void Right(FunctionCall& call) {
     if (count < 0) {
         call.Refuse();
     }
-    const auto length = static_cast<std::int64_t>(CountCodePoints(text));
-    call.Return(Characters(text, std::max<std::int64_t>(0, length - count), length));
+    const auto length = static_cast<std::int64_t>(CountUtf16Units(text));
+    call.Return(Units(text, std::max<std::int64_t>(0, length - count), length));
 }
 
 void Mid(FunctionCall& call) {
@@ -57,11 +64,11 @@ void Mid(FunctionCall& call) {
     if (first < 1 || count < 0) {
         call.Refuse();
     }
-    call.Return(Characters(call.Text(0), first - 1, count));
+    call.Return(Units(call.Text(0), first - 1, count));
 }
 
 void Len(FunctionCall& call) {
-    call.Return(static_cast<std::int64_t>(CountCodePoints(call.Text(0))));
+    call.Return(static_cast<std::int64_t>(CountUtf16Units(call.Text(0))));
 }
 
 void Trim(FunctionCall& call) {
@@ -119,7 +126,7 @@ void InStr(FunctionCall& call) {
     const bool none = found == std::string::npos || text.empty();
     call.Return(none ? std::int64_t{0}
                      : static_cast<std::int64_t>(
-                           CountCodePoints(std::string_view(text).substr(0, found)) + 1));
+                           CountUtf16Units(std::string_view(text).substr(0, found)) + 1));
 }
 
 // InStrRev(text, find [, start [, compare]])
@@ -140,15 +147,15 @@ void InStrRev(FunctionCall& call) {
     const bool none = found == std::string::npos || text.empty();
     call.Return(none ? std::int64_t{0}
                      : static_cast<std::int64_t>(
-                           CountCodePoints(std::string_view(text).substr(0, found)) + 1));
+                           CountUtf16Units(std::string_view(text).substr(0, found)) + 1));
 }
 
 std::string Repeated(const FunctionCall& call, std::string_view unit, std::int64_t count) {
     if (count < 0) {
         call.Refuse();
     }
-    if (static_cast<std::size_t>(count) > kMaxRepeated / std::max<std::size_t>(unit.size(), 1)) {
-        throw Overflow();
+    if (static_cast<std::size_t>(count) > kMaxMadeText / std::max<std::size_t>(unit.size(), 1)) {
+        throw TextTooLong(call.entry.name, kMaxMadeText);
     }
     std::string text;
     text.reserve(unit.size() * static_cast<std::size_t>(count));
@@ -166,7 +173,7 @@ void Space(FunctionCall& call) {
 void String(FunctionCall& call) {
     std::string unit;
     if (call.IsText(1)) {
-        unit = Characters(call.Text(1), 0, 1);
+        unit = FirstCharacter(call.Text(1));
         if (unit.empty()) {
             call.Refuse();
         }
@@ -242,7 +249,7 @@ void Asc(FunctionCall& call) {
     }
     static thread_local const CodePage page(WindowsCodePageOfLocale());
     std::string bytes;
-    page.AppendBytes(Characters(text, 0, 1), bytes);
+    page.AppendBytes(FirstCharacter(text), bytes);
     call.Return(std::int64_t{bytes.empty() ? '?' : static_cast<unsigned char>(bytes[0])});
 }
 
@@ -336,11 +343,11 @@ void Replace(FunctionCall& call) {
         return call.Return(std::string_view(text));
     }
     const LikePattern whole(find, false, fold);
-    const auto wanted = static_cast<std::int64_t>(CountCodePoints(find));
+    const auto wanted = static_cast<std::int64_t>(CountUtf16Units(find));
     std::string out;
     for (std::size_t k = 0; k < text.size();) {
         const auto rest = std::string_view(text).substr(k);
-        const auto candidate = fold ? Characters(rest, 0, wanted) : rest.substr(0, find.size());
+        const auto candidate = fold ? Units(rest, 0, wanted) : rest.substr(0, find.size());
         const bool same =
             left != 0 && (fold ? CompareIgnoringCase(candidate, find) == 0 : candidate == find);
         if (same) {

@@ -3,6 +3,7 @@
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "drivers/sql/errors.h"
+#include "drivers/sql/exact_number.h"
 #include "drivers/sql/functions.h"
 #include "drivers/sql/value_type.h"
 
@@ -17,6 +18,28 @@ namespace {
 constexpr std::size_t kFirstChunk = 100;
 constexpr std::size_t kLargestChunk = 200'000;
 constexpr std::size_t kChunkBytes = 32 * 1024 * 1024;
+
+// With the decimals of the column.
+Cell DecimalCell(const Cell& number, const ColumnInfo& info) {
+    const int scale = info.type == adCurrency ? 4 : info.scale == kDoesNotApply ? 0 : info.scale;
+    const auto decimal = ToDecimal(number, scale);
+    if (!decimal) {
+        throw Overflow();
+    }
+    return Cell::FromDecimal(*decimal);
+}
+
+// The parameter if a double may not hold it.
+std::optional<Decimal> LongDecimal(const Cell& cell) {
+    if (cell.Kind() != ValueKind::Decimal && cell.Kind() != ValueKind::NumberText) {
+        return std::nullopt;
+    }
+    constexpr int kDigitsOfDouble = 15;
+    const auto decimal = ToDecimal(cell);
+    return decimal && SignificantDigits(*decimal) > kDigitsOfDouble && !ToInt64(cell)
+               ? decimal
+               : std::nullopt;
+}
 
 }  // namespace
 
@@ -125,7 +148,13 @@ void Query::BindCell(int index, const Cell& cell) {
                 copied);
             break;
         default:
-            if (const auto whole = ToInt64(cell)) {
+            if (const auto decimal = LongDecimal(cell)) {
+                // Its text, which all that takes a parameter can read.
+                std::string text;
+                AppendDecimal(*decimal, text);
+                sqlite3_bind_text64(
+                    statement, index, text.data(), text.size(), copied, SQLITE_UTF8);
+            } else if (const auto whole = ToInt64(cell)) {
                 sqlite3_bind_int64(statement, index, *whole);
             } else {
                 sqlite3_bind_double(statement, index, ToDouble(cell).value_or(0));
@@ -297,6 +326,17 @@ DataError Query::FieldError(std::size_t column) const {
                           : shown.fetcher->FieldError(shown.id, positions_[column]);
 }
 
+Cell Query::ExactNumber(const ColumnInfo& info, int sql_column) {
+    const auto* data =
+        static_cast<const std::byte*>(sqlite3_column_blob(statement_.get(), sql_column));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_.get(), sql_column));
+    const auto decimal = DecimalOfBytes({data, size});
+    if (!decimal) {
+        throw Overflow();
+    }
+    return DecimalCell(Cell::FromDecimal(*decimal), info);
+}
+
 Cell Query::Number(const ColumnInfo& info, int sql_column) {
     auto* statement = statement_.get();
     const bool whole = sqlite3_column_type(statement, sql_column) == SQLITE_INTEGER;
@@ -310,14 +350,7 @@ Cell Query::Number(const ColumnInfo& info, int sql_column) {
     const auto cell =
         whole ? Cell::Int64(sqlite3_column_int64(statement, sql_column)) : Cell::Double(number);
     if (IsExactDecimal(info.type)) {
-        const int scale = info.type == adCurrency       ? 4
-                          : info.scale == kDoesNotApply ? 0
-                                                        : info.scale;
-        const auto decimal = ToDecimal(cell, scale);
-        if (!decimal) {
-            throw Overflow();
-        }
-        return Cell::FromDecimal(*decimal);
+        return DecimalCell(cell, info);
     }
     const auto rounded = ToInt64Rounded(cell);
     const bool small = info.type == adInteger || info.type == adSmallInt;
@@ -349,6 +382,9 @@ Cell Query::Computed(const ResultColumn& column) {
             throw Overflow();
         }
         return Cell::FromDateTime(*date);
+    }
+    if (kind == SQLITE_BLOB && IsWide(TypeOf(column.info))) {
+        return ExactNumber(column.info, index);
     }
     if (kind == SQLITE_BLOB) {
         const auto* data = static_cast<const std::byte*>(sqlite3_column_blob(statement, index));

@@ -61,6 +61,7 @@ private:
     RowFetcher& FetcherOf(std::size_t source);
     Cell Computed(const ResultColumn& column);
     Cell Number(const ColumnInfo& info, int sql_column);
+    Cell ExactNumber(const ColumnInfo& info, int sql_column);
 
     std::shared_ptr<EmbeddedDatabase> database_;
     CompiledQuery compiled_;

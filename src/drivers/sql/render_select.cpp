@@ -233,6 +233,7 @@ Rendered StatementCompiler::RenderUnion(SelectPlan& plan) {
             auto& term = core.items[k].term;
             Touch(term);
             term.sql = AsType(term, plan.types[k]);
+            term.type = plan.types[k];
             term.logical = false;
             term.table = nullptr;
             term.origin.reset();

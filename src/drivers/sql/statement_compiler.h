@@ -4,6 +4,7 @@
 // in a FROM clause are wanted at all.
 
 #include "drivers/sql/compiler.h"
+#include "drivers/sql/exact_number.h"
 #include "drivers/sql/value_type.h"
 
 #include <deque>
@@ -174,6 +175,8 @@ private:
     Term Binary(const Expression& expression, Scope& scope);
     Term Logic(Operator op, const Term& left, const Term& right);
     Term Sum(Operator op, const Term& left, const Term& right);
+    Term ExactArithmetic(Operator op, const Term& left, const Term& right, const ValueType& type);
+    Term ExactComparison(Operator op, const Term& left, const Term& right);
     Term Concatenation(const Term& left, const Term& right);
     Term Comparison(Operator op, Term left, Term right);
     Term InList(const Expression& expression, Scope& scope);
@@ -194,7 +197,8 @@ private:
     std::string Value(const Term& term) const;
     std::string AsCondition(const Term& term);
     std::string AsText(const Term& term);
-    std::string AsNumber(const Term& term);
+    std::string AsNumber(const Term& term);  // never in the form of exact_number.h
+    std::string AsExact(const Term& term);   // always in that form
     std::string AsDate(const Term& term);
     std::string AsFamily(const Term& term, Family family);
     std::string AsType(const Term& term, const ValueType& type);

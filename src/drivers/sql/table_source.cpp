@@ -1,6 +1,7 @@
 #include "drivers/sql/table_source.h"
 
 #include "data/value_convert.h"
+#include "drivers/sql/exact_number.h"
 #include "drivers/sql/session.h"
 #include "drivers/sql/text_order.h"
 
@@ -43,6 +44,20 @@ std::optional<std::uint64_t> HashOf(const Cell& cell) {
         default:
             return HashNumber(ToDouble(cell).value_or(0));
     }
+}
+
+// A number in the form of exact_number.h; false for Unreadable.
+bool SetExactResult(sqlite3_context* context, const Cell& cell) {
+    if (cell.Kind() == ValueKind::Unreadable || cell.IsNull() || cell.IsUnset()) {
+        return SetResult(context, cell, true);
+    }
+    const auto decimal = cell.Kind() == ValueKind::Decimal ? cell.AsDecimal() : DecimalOf(cell);
+    const auto exact = decimal ? ExactBytes(*decimal) : ExactBytes(ToDouble(cell).value_or(0));
+    sqlite3_result_blob64(context,
+                          exact.Bytes().data(),
+                          exact.Bytes().size(),
+                          reinterpret_cast<sqlite3_destructor_type>(std::intptr_t{-1}));
+    return true;
 }
 
 Cell CellOf(sqlite3_value* value) {
@@ -211,7 +226,13 @@ struct TableModule {
             Leave(walk);
             walk.at_end = false;
             if (index > 0) {
-                Search(walk, static_cast<std::size_t>(index - 1), CellOf(arguments[0]));
+                const auto position = static_cast<std::size_t>(index - 1);
+                auto value = CellOf(arguments[0]);
+                if (source.exact_[position] != 0 && value.Kind() == ValueKind::Bytes) {
+                    const auto decimal = DecimalOfBytes(value.AsBytes());
+                    value = decimal ? Cell::FromDecimal(*decimal) : Cell::Null();
+                }
+                Search(walk, position, value);
             } else if (source.walks_++ > 0 && source.KeepRows()) {
                 walk.way = Walk::Way::Kept;
                 walk.next_kept = 0;
@@ -323,7 +344,9 @@ struct TableModule {
             return SQLITE_OK;
         }
         const auto position = source.positions_[column];
-        if (SetResult(context, walk.row[position], source.copies_text)) {
+        if (source.exact_[column] != 0
+                ? SetExactResult(context, walk.row[position])
+                : SetResult(context, walk.row[position], source.copies_text)) {
             return SQLITE_OK;
         }
         return Guarded(source, [&]() -> int {
@@ -373,6 +396,10 @@ void TableSource::Register(Session& session, std::size_t number) {
         if (found == projection_.end()) {
             projection_.push_back(column);
         }
+    }
+    exact_.clear();
+    for (const auto column : read_columns) {
+        exact_.push_back(IsWide(TypeOf(table_->Columns()[column].info)) ? 1 : 0);
     }
     indexes_.assign(read_columns.size(), std::nullopt);
     lookups_.assign(read_columns.size(), 0);

@@ -60,6 +60,7 @@ private:
     std::shared_ptr<StoredTable> table_;
     Session* session_ = nullptr;
     std::vector<std::size_t> projection_;
+    std::vector<char> exact_;  // whether each of read_columns is in the form of exact_number.h
     std::vector<std::size_t> positions_;  // of read_columns in projection_
     // For the inner tables of joins, which are looked at again and again: their rows in memory
     // where they are few, and indexes made on the way.

@@ -163,7 +163,7 @@ ValueType ArithmeticType(const ValueType& left, const ValueType& right, bool pro
     }
     const int scale =
         product ? scale_of(left) + scale_of(right) : std::max(scale_of(left), scale_of(right));
-    return scale > 15 ? SimpleType(adDouble) : DecimalType(scale);
+    return scale > kMaxPrecision ? SimpleType(adDouble) : DecimalType(scale);
 }
 
 ColumnInfo InfoOf(const ValueType& type, std::string_view name) {

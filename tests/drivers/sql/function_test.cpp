@@ -91,7 +91,15 @@ TEST_F(FunctionTest, Text) {
         {"'[' & Trim('  a b ') & LTrim('  c') & RTrim('d  ') & ']'", "[a bcd]"},
         {"UCase('straße é') & LCase('ÀB')", "STRAßE Éàb"},
         {"String(3, '*') & String(2, 65) & Space(2) & '.'", "***AA  ."},
-        {"String(2000000000, 'xx')", "error: Overflow"},
+        {"Len(String(5000000, 'x'))", "5000000"},
+        {"String(2000000000, 'xx')",
+         "error: The text that String() would make is longer than 64000000 bytes. Ask for fewer "
+         "characters."},
+        {"Len('日😀') & Left('日😀', 3) & Right('a😀日', 3) & InStr('😀日x', 'X')", "3日😀😀日4"},
+        // A cut within a character of two units goes before it, on both sides of the cut.
+        {"Left('a😀b', 2) & '|' & Mid('a😀b', 3) & '|' & Right('a😀b', 2)", "a|😀b|😀b"},
+        {"Mid('a😀b', 2, 1) & '|' & Mid('a😀b', 3, 1) & '|' & Mid('a😀b', 4, 9)", "|😀|b"},
+        {"InStr(4, 'a😀ba', 'A') & InStrRev('a😀ba', 'b') & String(2, '😀')", "54😀😀"},
         {"StrReverse('añb')", "bña"},
         {"StrComp('a', 'B') & StrComp('b', 'A') & StrComp('a', 'A') & StrComp('a', 'A', 0)",
          "-1101"},
