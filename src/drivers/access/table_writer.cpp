@@ -326,7 +326,11 @@ std::span<const Cell> TableWriter::Complete(std::span<const Cell> row) {
     for (const std::size_t column : state.auto_numbers) {
         if (cells_[column].IsNull() || cells_[column].IsUnset()) {
             if (last_number_ == INT32_MAX) {
-                throw CannotChangeTable(state.def.name, "its AutoNumber values are used up");
+                throw CannotChangeTable(
+                    state.def.name,
+                    "its AutoNumber values are used up: they go on from the largest one "
+                    "ever stored, which was 2147483647. Give the new row a number of its "
+                    "own, or copy the rows to a new table");
             }
             cells_[column] = Cell::Int64(static_cast<std::int32_t>(last_number_) + 1LL);
         }
