@@ -1,5 +1,6 @@
 #include "text/schema_ini_writer.h"
 
+#include "data/connection_string.h"
 #include "drivers/text/encoding.h"
 #include "drivers/text/file_names.h"
 #include "drivers/text/format.h"
@@ -35,9 +36,24 @@ DataError UnknownCharacter(const std::string& path) {
                 "character set of this file lacks. Rename the file, or save Schema.ini as UTF-8."};
 }
 
-DataError NameWithLineBreak(const std::string& name) {
+// The name is going to stand in brackets.
+DataError NameInNoBrackets(const std::string& name) {
+    return {
+        kErrUnspecified,
+        "'" + name +
+            "' can't be read as a table: its name has a line break or a \"]\". Rename the file."};
+}
+
+DataError FolderInNoConnectionString(const std::string& folder) {
     return {kErrUnspecified,
-            "'" + name + "' can't be read as a table: its name has a line break. Rename the file."};
+            "The folder '" + folder +
+                "' can't be named in a connection string, which takes a semicolon or a blank at "
+                "the end of a name for its own. Rename the folder."};
+}
+
+// Otherwise the driver would look into another folder.
+bool IsReadAsWritten(const std::string& folder) {
+    return ConnectionString::Parse(TextSourceConnectionString(folder)).Get("Data Source") == folder;
 }
 
 }  // namespace
@@ -75,6 +91,9 @@ void WriteSchemaIni(const std::string& folder,
                     std::span<const TableRec> files,
                     const QualifierChoice& qualifier,
                     int max_scan_rows) {
+    if (!IsReadAsWritten(folder)) {
+        throw FolderInNoConnectionString(folder);
+    }
     const std::string name(text::kSchemaFile);
     const std::string path = JoinPath(folder, text::FindFile(folder, name).value_or(name));
     const std::string older = text::ReadSchemaFile(folder).value_or("");
@@ -88,8 +107,8 @@ void WriteSchemaIni(const std::string& folder,
         }
     };
     for (const TableRec& file : files) {
-        if (file.Name.find_first_of("\r\n") != std::string::npos) {
-            throw NameWithLineBreak(file.Name);
+        if (file.Name.find_first_of("\r\n]") != std::string::npos) {
+            throw NameInNoBrackets(file.Name);
         }
         append(SchemaSectionText(file, qualifier, max_scan_rows));
     }

@@ -163,6 +163,32 @@ TEST(SchemaIniWriter, FailureAtAnyPointLeavesTheOlderFile) {
               "50");
 }
 
+// "/data/in;old" would be read as "/data/in", where a file of the same name may stand.
+TEST(SchemaIniWriter, RefusesNamesThatWouldBeReadAsOthers) {
+    const TempDir parent;
+    const auto refused = [&](const char* folder, const char* file) {
+        std::filesystem::create_directory(parent / folder);
+        const TableRec files[] = {File("a.csv", ",", 1), File(file, ",", 1)};
+        try {
+            WriteSchemaIni((parent / folder).string(), files, {}, 0);
+        } catch (const DataError& error) {
+            EXPECT_TRUE(error.Description().ends_with(".")) << error.Description();
+            EXPECT_TRUE(std::filesystem::is_empty(parent / folder));
+            return true;
+        }
+        return false;
+    };
+    for (const char* name : {"in;old", "blank ", "in;"}) {
+        EXPECT_TRUE(refused(name, "b.csv")) << name;
+    }
+    for (const char* name : {"o'brien", "a=b", "a \"b\"", "{x}", "Łódź", "a b"}) {
+        EXPECT_FALSE(refused(name, "b.csv")) << name;
+    }
+    for (const char* name : {"a]b.csv", "[x].csv", "x\ny.csv"}) {
+        EXPECT_TRUE(refused("in", name)) << name;
+    }
+}
+
 TEST(SchemaIniWriter, ConnectionStringEndsInASemicolonAndAStrayQuote) {
     EXPECT_EQ(TextSourceConnectionString("/data/in"),
               "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/data/in;"
