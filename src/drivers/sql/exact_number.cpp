@@ -167,6 +167,18 @@ std::optional<Decimal> DecimalOf(const Cell& number) {
     return ToDecimal(number, kMaxScale);  // a fraction with more decimals than there are
 }
 
+std::optional<Decimal> LongDecimal(const Cell& cell) {
+    constexpr int kMostDecimals = 28;
+    if (cell.Kind() == ValueKind::Double || cell.Kind() == ValueKind::Single) {
+        return std::nullopt;
+    }
+    const auto decimal = ToDecimal(cell);
+    return decimal && SignificantDigits(*decimal) > kDigitsOfDouble &&
+                   decimal->scale <= kMostDecimals
+               ? decimal
+               : std::nullopt;
+}
+
 Decimal WithoutTrailingZeros(Decimal number) {
     while (number.scale > 0 && number.unscaled % 10 == 0) {
         number.unscaled /= 10;

@@ -20,10 +20,11 @@
 
 namespace vantry::sql {
 
+inline constexpr int kDigitsOfDouble = 15;
+
 // Whether values of the type are in that form. A type decides for all its values: decimals of at
 // most 15 digits are doubles or whole numbers, as other numbers are.
 inline bool IsWide(const ValueType& type) {
-    constexpr int kDigitsOfDouble = 15;
     return IsExactDecimal(type.code) &&
            (type.code == adCurrency || type.precision < 1 || type.precision > kDigitsOfDouble);
 }
@@ -47,6 +48,8 @@ std::optional<double> BeyondDecimals(std::span<const std::byte> bytes);
 
 // The nearest decimal, nothing from 10^38 on.
 std::optional<Decimal> DecimalOf(const Cell& number);
+// The number if a double may not hold it; nothing, too, with more than 28 decimals.
+std::optional<Decimal> LongDecimal(const Cell& cell);
 // Digits without zeros at either end.
 int SignificantDigits(const Decimal& number);
 Decimal WithoutTrailingZeros(Decimal number);

@@ -29,18 +29,6 @@ Cell DecimalCell(const Cell& number, const ColumnInfo& info) {
     return Cell::FromDecimal(*decimal);
 }
 
-// The parameter if a double may not hold it.
-std::optional<Decimal> LongDecimal(const Cell& cell) {
-    if (cell.Kind() != ValueKind::Decimal && cell.Kind() != ValueKind::NumberText) {
-        return std::nullopt;
-    }
-    constexpr int kDigitsOfDouble = 15;
-    const auto decimal = ToDecimal(cell);
-    return decimal && SignificantDigits(*decimal) > kDigitsOfDouble && !ToInt64(cell)
-               ? decimal
-               : std::nullopt;
-}
-
 }  // namespace
 
 Query::Query(CompiledQuery compiled,
@@ -148,14 +136,14 @@ void Query::BindCell(int index, const Cell& cell) {
                 copied);
             break;
         default:
-            if (const auto decimal = LongDecimal(cell)) {
+            if (const auto whole = ToInt64(cell)) {
+                sqlite3_bind_int64(statement, index, *whole);
+            } else if (const auto decimal = LongDecimal(cell)) {
                 // Its text, which all that takes a parameter can read.
                 std::string text;
                 AppendDecimal(*decimal, text);
                 sqlite3_bind_text64(
                     statement, index, text.data(), text.size(), copied, SQLITE_UTF8);
-            } else if (const auto whole = ToInt64(cell)) {
-                sqlite3_bind_int64(statement, index, *whole);
             } else {
                 sqlite3_bind_double(statement, index, ToDouble(cell).value_or(0));
             }

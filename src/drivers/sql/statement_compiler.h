@@ -226,7 +226,10 @@ private:
 
 bool IsAggregateName(std::string_view name);
 bool HasAggregate(const Expression& expression);
+std::string_view Symbol(Operator op);
+Term Truth(std::string sql);
 std::string NumberLiteral(double number);
+std::string ExactLiteral(const Decimal& number);
 std::string TextLiteral(std::string_view text);
 // Equal for expressions that differ in blanks and letter case alone.
 std::string ComparableText(std::string_view text);
