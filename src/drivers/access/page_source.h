@@ -11,6 +11,7 @@
 #include "drivers/access/file_header.h"
 #include "drivers/access/format.h"
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,17 +45,18 @@ public:
     // Changes whenever a page may have changed: copies taken at another version are stale. The
     // number is good after each Read, so a reader that puts several pages together compares it at
     // both ends.
-    std::uint64_t Version() const { return version_; }
+    std::uint64_t Version() const { return version_.load(std::memory_order_relaxed); }
 
 protected:
     PageSource(FileHeader header, std::string name)
         : header_(std::move(header)), name_(std::move(name)) {}
-    void BumpVersion() { ++version_; }
+    // Also from the thread that commits a batch in the background.
+    void BumpVersion() { version_.fetch_add(1, std::memory_order_relaxed); }
 
 private:
     FileHeader header_;
     std::string name_;
-    std::uint64_t version_ = 0;
+    std::atomic<std::uint64_t> version_ = 0;
 };
 
 // A reused buffer of pages over a source.

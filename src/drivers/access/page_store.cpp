@@ -82,8 +82,7 @@ void PageStore::Read(PageNumber first, std::span<std::byte> out) {
         throw DamagedPage(
             Name(), std::max(first, count), "which is referred to, lies behind the file's end");
     }
-    file_->Read(first, out);
-    if (const std::uint64_t version = file_->Version(); version != seen_version_) {
+    if (const std::uint64_t version = file_->Read(first, out); version != seen_version_) {
         seen_version_ = version;
         BumpVersion();
     }

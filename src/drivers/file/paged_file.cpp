@@ -82,8 +82,10 @@ PagedFile::~PagedFile() {
 void PagedFile::NoteStamp(bool own_change) {
     const FileStamp now = file_.Stamp();
     if (own_change || stamp_is_recent_ || !(now == stamp_)) {
-        ++version_;
-        foreign_changes_ += own_change ? 0 : 1;
+        BumpVersion();
+        if (!own_change) {
+            ++foreign_changes_;
+        }
     }
     stamp_ = now;
     stamp_is_recent_ = !now.marked && NowAsFileTime() - now.modified_ns < kClockGrain_ns;
@@ -149,7 +151,7 @@ void PagedFile::ReadFromDisk(std::uint32_t first, std::span<std::byte> out) {
     }
 }
 
-void PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
+std::uint64_t PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
     const std::lock_guard lock(mutex_);
     if (state_ == State::Idle) {
         StartReading();
@@ -160,7 +162,7 @@ void PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
             throw;
         }
         Unlock(file_, LockByte::Content);
-        return;
+        return version_;
     }
     // Runs of pages that aren't in memory come from the file, the others from memory.
     const auto count = static_cast<std::uint32_t>(out.size() / options_.page_size);
@@ -182,6 +184,7 @@ void PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
                                  std::size_t{end - at} * options_.page_size));
         at = end;
     }
+    return version_;
 }
 
 bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint64_t& version) {
@@ -404,7 +407,7 @@ void PagedFile::BeginRow(bool undo) {
         }
         undo_ = undo || first;
         ++mark_;
-        ++version_;
+        BumpVersion();
         pages_at_mark_ = page_count_;
     } catch (...) {
         mutex_.unlock();
@@ -520,7 +523,7 @@ void PagedFile::RollbackOpen() {
         NoteStamp(true);
     } catch (const std::exception&) {
         stamp_is_recent_ = true;  // unknown: read everything anew next time
-        ++version_;
+        BumpVersion();
     }
     ReleaseWriter();
 }
@@ -752,7 +755,7 @@ std::span<const std::byte> PagedFile::Look(std::uint32_t page) {
 }
 
 std::span<std::byte> PagedFile::Change(std::uint32_t page) {
-    ++version_;
+    BumpVersion();
     Frame& frame = Load(page, true);
     if (undo_ && page < pages_at_mark_ && frame.mark != mark_) {
         Image image{page, frame.changed, std::make_unique<std::byte[]>(options_.page_size)};
@@ -774,7 +777,7 @@ std::span<std::byte> PagedFile::Change(std::uint32_t page) {
 }
 
 std::span<std::byte> PagedFile::Renew(std::uint32_t page) {
-    ++version_;
+    BumpVersion();
     Frame& frame = Load(page, false);
     if (frame.changed && Matters(page)) {
         --changed_existing_;
@@ -807,7 +810,7 @@ std::uint32_t PagedFile::Append() {
     std::memset(frame.bytes, 0, options_.page_size);
     frame.changed = true;
     frame.mark = mark_;
-    ++version_;
+    BumpVersion();
     ++page_count_;
     return page;
 }

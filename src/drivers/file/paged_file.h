@@ -57,15 +57,15 @@ public:
     // Whole pages; with those of the open transaction.
     std::uint32_t PageCount();
     // Pages from `first` on; `out` is a multiple of the page size. With the changes of the open
-    // transaction.
-    void Read(std::uint32_t first, std::span<std::byte> out);
+    // transaction. Returns the version of what was read.
+    std::uint64_t Read(std::uint32_t first, std::span<std::byte> out);
     // The same from a thread other than the connection's, which may go on using it meanwhile: only
     // when nothing stands against it, neither a transaction nor a change by others that the
     // connection hasn't noticed yet. False: the connection's own thread must read. `version` is
     // that of what was read.
     bool TryRead(std::uint32_t first, std::span<std::byte> out, std::uint64_t& version);
     // Grows whenever pages may have changed since they were read.
-    std::uint64_t Version() const { return version_; }
+    std::uint64_t Version() const { return version_.load(std::memory_order_relaxed); }
     // At the start of a statement: makes the rows that this and other connections of the process
     // still keep in an open batch visible to everybody, and notices changes by others. Throws what
     // went wrong when a batch was committed in the background.
@@ -135,6 +135,9 @@ private:
         return page < base_pages_ && !renewed_.contains(page);
     }
 
+    void BumpVersion() {
+        version_.store(version_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    }
     void StartReading();
     void NoteStamp(bool own_change);
     void RecoverIfInterrupted();
@@ -171,7 +174,7 @@ private:
 
     FileStamp stamp_;
     bool stamp_is_recent_ = true;
-    std::uint64_t version_ = 1;
+    std::atomic<std::uint64_t> version_ = 1;  // changed under the mutex alone
     std::uint64_t foreign_changes_ = 0;
 
     std::atomic<State> state_ = State::Idle;
