@@ -1,5 +1,6 @@
 #include "text/text_writer.h"
 
+#include "data/connection_string.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
@@ -36,6 +37,25 @@ void RequirePlainName(const std::string& path) {
     if (path.starts_with(folder) && path.find('/', folder.size()) != std::string::npos) {
         throw NoPlainName(path);
     }
+}
+
+DataError OwnSource(const std::string& path) {
+    return {kErrUnspecified,
+            "\"" + path +
+                "\" is the file that is read. It stays as it is; choose another folder or another "
+                "extension for the target files."};
+}
+
+// A text file written over itself would lose what the session leaves out: columns, rows, its
+// heading.
+bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
+    if (SourceType != "TEXT" && SourceType != "TEXTPOLL") {
+        return false;
+    }
+    const auto connection = ConnectionString::Parse(SourceConnStr);
+    std::error_code missing;
+    return std::filesystem::equivalent(
+        JoinPath(connection.Get("Data Source"), source.Name), target.Name, missing);
 }
 
 class TextRun {
@@ -164,6 +184,11 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     TableCancelled = kFalse;
     AppendLog(log_line::AboutToWrite(JoinPath(TextDestDir, source.Name) +
                                      (SourceType == "TEXT" ? std::string() : TextDestExt)));
+    if (IsItsOwnSource(source, target)) {
+        scope_([&] { throw OwnSource(target.Name); });
+        report_->Outcome = TableOutcome::NotPrepared;
+        return;
+    }
     const auto mapped = MappedColumnsOf(source.TabID);
     const auto statements = ReadingStatements(source, mapped, kTextReading);
     SrcRS = std::make_unique<Recordset>();

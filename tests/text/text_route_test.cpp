@@ -117,21 +117,6 @@ TEST_F(TextRouteTest, TextOfTheWindowsCodePageBecomesTheMachines) {
     EXPECT_EQ(Run(), "name\r\n'Müller'\r\n'€ 5'\r\n");
 }
 
-TEST_F(TextRouteTest, AFileCanTakeItsOwnPlace) {
-    std::string in = "id,name\r\n";
-    std::string expected = "id;name\r\n";
-    for (int k = 1; k <= 50'000; ++k) {
-        in += std::to_string(k) + ",name " + std::to_string(k) + "\r\n";
-        expected += std::to_string(k) + ";'name " + std::to_string(k) + "'\r\n";
-    }
-    Source(in);
-    Map();
-    TextDestDir = (folder / "in").string();
-    DstTables[0].Name = (folder / "in/data.csv").string();
-    RunSessionToText("");
-    EXPECT_TRUE(folder.Read("in/data.csv") == expected);
-}
-
 TEST_F(TextRouteTest, HeadingsAloneGiveAHeadingAlone) {
     Source("id,name\r\n");
     EXPECT_EQ(Run(), "id;name\r\n");

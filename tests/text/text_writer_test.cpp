@@ -318,6 +318,22 @@ TEST_F(TextWriterTest, TextToTextGoesByTheTypesOfTheColumnMap) {
     }
 }
 
+TEST_F(TextWriterTest, AFileIsNotWrittenOverItself) {
+    AddColumn("a", adVarWChar, 6);
+    source->rows = {{Text("12")}};
+    folder.Write("dst.txt", "a,b\r\n12,kept\r\n");
+    const std::string former = SourceConnStr;
+    SourceType = "TEXT";
+    SourceConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder.Path().string() +
+                    "/.;Extended Properties=\"text;FMT=Delimited\";\"";
+    SrcTables[0].Name = "dst.txt";
+    RunSessionToText("");
+    EXPECT_EQ(Written(), "a,b\r\n12,kept\r\n");
+    EXPECT_NE(view.log.find("is the file that is read"), std::string::npos) << view.log;
+    EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::NotPrepared);
+    SourceConnStr = former;
+}
+
 TEST_F(TextWriterTest, ANumberOfATextSourceTakesTheWidthOfItsFieldsType) {
     AddColumn("a", adInteger, 4);
     ColMaps[0].DDtype = "Integer";
