@@ -23,4 +23,8 @@ TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-clien
                fonts-dejavu-core)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
+# build_twice PRESET: a page whose .ui file has changed is compiled anew only by the second pass, as the first makes the header in the
+# middle of its work. Without a change both do nothing.
+build_twice() { cmake --build --preset "$1" -j "$(jobs)" && cmake --build --preset "$1" -j "$(jobs)"; }
+
 jobs() { nproc 2>/dev/null || echo 2; }
