@@ -11,6 +11,15 @@ namespace {
 
 enum class NumericWidthTest { No, Yes };
 
+// What the rules look at; they know nothing of the source's width and of decimals.
+struct ColumnPair {
+    const std::string& SCName;
+    const std::string& DCName;
+    const std::string& SDtype;
+    const std::string& DDtype;
+    i16 DWidth;
+};
+
 constexpr std::size_t kOracleNameLimit = 30;  // characters
 constexpr std::size_t kFreeTableNameLimit = 10;
 constexpr i16 kFoxCharacterLimit = 254;
@@ -31,32 +40,28 @@ std::string OracleNameError(const std::string& name) {
     return HasBlank(name) ? NoSpaces(name) : "";
 }
 
-std::string FoxProError(const std::string& name,
-                        const std::string& type,
-                        i16 width,
-                        NumericWidthTest numeric_test) {
-    const std::string kind = UpperCased(Trimmed(type));
+std::string FoxProError(const ColumnPair& pair, NumericWidthTest numeric_test) {
+    const std::string& name = pair.DCName;
+    const std::string kind = UpperCased(Trimmed(pair.DDtype));
     if (FoxDestMode == "DIR" && CountCodePoints(name) > kFreeTableNameLimit) {
         return name + " Col. Name Length must be <= 10 Chars in Free table DBF File";
     }
-    if (kind == "CHARACTER" && width > kFoxCharacterLimit) {
+    if (kind == "CHARACTER" && pair.DWidth > kFoxCharacterLimit) {
         return "Character Column width must be <= 254 Col:" + name;
     }
-    if (numeric_test == NumericWidthTest::Yes && kind == "NUMERIC" && width > kFoxNumericLimit) {
+    if (numeric_test == NumericWidthTest::Yes && kind == "NUMERIC" &&
+        pair.DWidth > kFoxNumericLimit) {
         return "Numeric Column width must be <= 20 Col:" + name;
     }
     return HasBlank(name) ? NoSpaces(name) : "";
 }
 
-std::string NameError(const std::string& name,
-                      const std::string& type,
-                      i16 width,
-                      NumericWidthTest numeric_test) {
+std::string NameError(const ColumnPair& pair, NumericWidthTest numeric_test) {
     if (TargetType == "ORACLE") {
-        return OracleNameError(name);
+        return OracleNameError(pair.DCName);
     }
     if (TargetType == "FOXPRO") {
-        return FoxProError(name, type, width, numeric_test);
+        return FoxProError(pair, numeric_test);
     }
     return {};
 }
@@ -65,117 +70,63 @@ std::string NameError(const std::string& name,
 // the block shows names and types as they were given.
 std::string TypeError(std::string_view source_kind,
                       const std::string& source_key,
-                      const std::string& source_name,
-                      const std::string& target_name,
-                      const std::string& source_type,
-                      const std::string& target_type) {
-    if (IsTypePairAllowed(source_kind, TargetType, source_key, UpperCased(Trimmed(target_type)))) {
+                      const ColumnPair& pair) {
+    if (IsTypePairAllowed(source_kind, TargetType, source_key, UpperCased(Trimmed(pair.DDtype)))) {
         return {};
     }
-    return "\r\nInvalid Datatype Mapping.\r\nSrc Col Name :" + source_name +
-           "\r\nDest Col Name:" + target_name + "\r\nSource Datatype:" + source_type +
-           "\r\nDest. Datatype:" + target_type;
+    return "\r\nInvalid Datatype Mapping.\r\nSrc Col Name :" + pair.SCName +
+           "\r\nDest Col Name:" + pair.DCName + "\r\nSource Datatype:" + pair.SDtype +
+           "\r\nDest. Datatype:" + pair.DDtype;
 }
 
-std::string NameAndTypeErrors(std::string_view source_kind,
-                              const std::string& source_name,
-                              const std::string& target_name,
-                              const std::string& source_type,
-                              const std::string& target_type,
-                              i16 target_width) {
-    return NameError(target_name, target_type, target_width, NumericWidthTest::Yes) +
-           TypeError(source_kind,
-                     UpperCased(Trimmed(source_type)),
-                     source_name,
-                     target_name,
-                     source_type,
-                     target_type);
+std::string NameAndTypeErrors(std::string_view source_kind, const ColumnPair& pair) {
+    return NameError(pair, NumericWidthTest::Yes) +
+           TypeError(source_kind, UpperCased(Trimmed(pair.SDtype)), pair);
 }
 
-}  // namespace
-
-std::string CheckFromAccess(const std::string& SCName,
-                            const std::string& DCName,
-                            const std::string& SDtype,
-                            const std::string& DDtype,
-                            i16 /*SWidth*/,
-                            i16 DWidth,
-                            i16 /*SScale*/,
-                            i16 /*DScale*/) {
-    return NameAndTypeErrors("ACCESS", SCName, DCName, SDtype, DDtype, DWidth);
+std::string CheckFromAccess(const ColumnPair& pair) {
+    return NameAndTypeErrors("ACCESS", pair);
 }
 
-std::string CheckFromOracle(const std::string& SCName,
-                            const std::string& DCName,
-                            const std::string& SDtype,
-                            const std::string& DDtype,
-                            i16 /*SWidth*/,
-                            i16 DWidth,
-                            i16 /*SScale*/,
-                            i16 /*DScale*/) {
-    return NameAndTypeErrors("ORACLE", SCName, DCName, SDtype, DDtype, DWidth);
+std::string CheckFromOracle(const ColumnPair& pair) {
+    return NameAndTypeErrors("ORACLE", pair);
 }
 
 // Unlike the others: no name rule for an Oracle target, no numeric width test, and outer blanks of
 // the source type count except for an Access target.
-std::string CheckFromFoxPro(const std::string& SCName,
-                            const std::string& DCName,
-                            const std::string& SDtype,
-                            const std::string& DDtype,
-                            i16 /*SWidth*/,
-                            i16 DWidth,
-                            i16 /*SScale*/,
-                            i16 /*DScale*/) {
+std::string CheckFromFoxPro(const ColumnPair& pair) {
     std::string text;
     if (TargetType == "FOXPRO") {
-        text = FoxProError(DCName, DDtype, DWidth, NumericWidthTest::No);
+        text = FoxProError(pair, NumericWidthTest::No);
     }
     const std::string key =
-        TargetType == "ACCESS" ? UpperCased(Trimmed(SDtype)) : UpperCased(SDtype);
-    return text + TypeError("FOXPRO", key, SCName, DCName, SDtype, DDtype);
+        TargetType == "ACCESS" ? UpperCased(Trimmed(pair.SDtype)) : UpperCased(pair.SDtype);
+    return text + TypeError("FOXPRO", key, pair);
 }
 
-std::string CheckFromMySQL(const std::string& SCName,
-                           const std::string& DCName,
-                           const std::string& SDtype,
-                           const std::string& DDtype,
-                           i16 /*SWidth*/,
-                           i16 DWidth,
-                           i16 /*SScale*/,
-                           i16 /*DScale*/) {
-    return NameAndTypeErrors("MySQL", SCName, DCName, SDtype, DDtype, DWidth);
+std::string CheckFromMySQL(const ColumnPair& pair) {
+    return NameAndTypeErrors("MySQL", pair);
 }
 
-std::string CheckFromMSSQL(const std::string& SCName,
-                           const std::string& DCName,
-                           const std::string& SDtype,
-                           const std::string& DDtype,
-                           i16 /*SWidth*/,
-                           i16 DWidth,
-                           i16 /*SScale*/,
-                           i16 /*DScale*/) {
-    return NameAndTypeErrors("MSSQL", SCName, DCName, SDtype, DDtype, DWidth);
+std::string CheckFromMSSQL(const ColumnPair& pair) {
+    return NameAndTypeErrors("MSSQL", pair);
 }
 
-std::string CheckFromText(const std::string& /*SCName*/,
-                          const std::string& DCName,
-                          const std::string& /*SDtype*/,
-                          const std::string& DDtype,
-                          i16 /*SWidth*/,
-                          i16 DWidth,
-                          i16 /*SScale*/,
-                          i16 /*DScale*/) {
-    return NameError(DCName, DDtype, DWidth, NumericWidthTest::No);
+// Text has no types: names and widths alone.
+std::string CheckFromText(const ColumnPair& pair) {
+    return NameError(pair, NumericWidthTest::No);
 }
+
+}  // namespace
 
 std::string CheckColumnPair(const std::string& SCName,
                             const std::string& DCName,
                             const std::string& SDtype,
                             const std::string& DDtype,
-                            i16 SWidth,
+                            i16 /*SWidth*/,
                             i16 DWidth,
-                            i16 SScale,
-                            i16 DScale) {
+                            i16 /*SScale*/,
+                            i16 /*DScale*/) {
     using RuleFunction = decltype(&CheckFromAccess);
     static constexpr std::pair<std::string_view, RuleFunction> kFunctions[] = {
         {"ACCESS", CheckFromAccess},
@@ -187,7 +138,7 @@ std::string CheckColumnPair(const std::string& SCName,
     };
     for (const auto& [kind, function] : kFunctions) {
         if (SourceType == kind) {
-            return function(SCName, DCName, SDtype, DDtype, SWidth, DWidth, SScale, DScale);
+            return function({SCName, DCName, SDtype, DDtype, DWidth});
         }
     }
     return {};

@@ -141,14 +141,6 @@ constexpr EmptyPageRecord kPages[] = {
      false},
 };
 
-PlateButton* MakeButton(const char* name, const char* text, QHBoxLayout& row) {
-    auto* const button = new PlateButton;
-    button->setObjectName(name);
-    button->setText(text);
-    row.addWidget(button);
-    return button;
-}
-
 }  // namespace
 
 EmptyPage::EmptyPage(const EmptyPageRecord& record) : Page(record.name), record_(record) {
@@ -163,19 +155,21 @@ EmptyPage::EmptyPage(const EmptyPageRecord& record) : Page(record.name), record_
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Sunken);
     auto* const buttons = new QHBoxLayout;
-    connect(MakeButton("HLP", "&Help", *buttons), &PlateButton::Click, this, [] { OpenHelp(); });
+    const auto add = [this, buttons](const char* name, const char* text, auto action) {
+        auto* const button = new PlateButton;
+        button->setObjectName(name);
+        button->setText(text);
+        connect(button, &PlateButton::Click, this, action);
+        buttons->addWidget(button);
+    };
+    add("HLP", "&Help", [] { OpenHelp(); });
     buttons->addStretch();
     if (record.role == Role::Beside) {
-        connect(
-            MakeButton("Close", "&Close", *buttons), &PlateButton::Click, this, [this] { Back(); });
+        add("Close", "&Close", [this] { Back(); });
     } else {
-        connect(
-            MakeButton("BCK", "< &Back", *buttons), &PlateButton::Click, this, [this] { Back(); });
-        connect(
-            MakeButton("NXT", "&Next >", *buttons), &PlateButton::Click, this, [this] { Next(); });
-        connect(MakeButton("CNCL", "&Cancel", *buttons), &PlateButton::Click, this, [this] {
-            AskToCancel(record_.cancel_title, record_.cancel_text);
-        });
+        add("BCK", "< &Back", [this] { Back(); });
+        add("NXT", "&Next >", [this] { Next(); });
+        add("CNCL", "&Cancel", [this] { AskToCancel(record_.cancel_title, record_.cancel_text); });
     }
     rows->addWidget(heading);
     rows->addWidget(note);
