@@ -44,10 +44,8 @@ TEST_F(ColumnDiscovery, TargetNamesFollowFromTheKinds) {
         std::string expected;
     } const cases[] = {
         {"ACCESS", "MySQL", "Order Lines", "", "Order Lines"},
-        {"FOXPRO", "ACCESS", "a.b", "", "a.b"},
         {"TEXT", "ACCESS", "orders.csv", "", "orders"},
         {"TEXTPOLL", "ACCESS", "orders.old.csv", "", "orders"},
-        {"TEXT", "ACCESS", "orders", "", "orders"},
         {"TEXT", "TEXT", "orders.csv", "/out", "/out/orders.txt"},
         {"TEXT", "TEXT", "orders.csv", "/out/", "/out/orders.txt"},
         {"TEXTPOLL", "TEXT", "orders.csv", "/out", "/out/orders.csv.txt"},
@@ -86,7 +84,6 @@ TEST_F(ColumnDiscovery, ANewTargetTakesTheColumnsOfItsSource) {
     EXPECT_EQ(name.DWidth, 40);
     EXPECT_EQ(name.SCCount, 4);
     EXPECT_EQ(name.CPos, 1);
-    EXPECT_EQ(ColMaps[3].SDtype, "Memo");
     EXPECT_EQ(ColMaps[3].SWidth, 0);
 }
 
@@ -103,10 +100,8 @@ TEST_F(ColumnDiscovery, AnExistingTargetIsMatchedByPositionAndSkipsWhatIsLeft) {
     EXPECT_EQ(MappingSession::MapText(),
               "0 a>x 1\n0 b>y 1\n0 c>z 1\n0 d><Skip> 0\n0 e><Skip> 0\n"
               "1 a>v 1\n1 b>w 1\n1 c>x 1\n1 <Skip>>y 0\n1 <Skip>>z 0\n");
-    EXPECT_EQ(ColMaps[4].DCCount, 0);
-    EXPECT_EQ(ColMaps[4].DDtype, "");
-    EXPECT_EQ(ColMaps[9].SCCount, 0);
-    EXPECT_EQ(ColMaps[9].SDtype, "");
+    EXPECT_EQ(std::to_string(ColMaps[4].DCCount) + ColMaps[4].DDtype, "0");
+    EXPECT_EQ(std::to_string(ColMaps[9].SCCount) + ColMaps[9].SDtype, "0");
     EXPECT_EQ(ColMaps[9].TName, "three");
 }
 
@@ -119,18 +114,6 @@ TEST_F(ColumnDiscovery, ATextTargetIsNeverLookedFor) {
     EXPECT_TRUE(MappingSession::Map().empty());
     EXPECT_EQ(StateOf(0), "0 APPEND ");
     EXPECT_EQ(ColMaps[0].DDtype, "Integer");
-}
-
-TEST_F(ColumnDiscovery, TwoSourcesMayGoToOneExistingTarget) {
-    session_.InSource({"CREATE TABLE a (id LONG)", "CREATE TABLE b (id LONG)"});
-    session_.InTarget({"CREATE TABLE both (id LONG)"});
-    MappingSession::ChooseTables({"a", "b"});
-    MappingSession::Map();
-    Rename(0, "Both");
-    Rename(1, " BOTH ");
-    EXPECT_EQ(StateOf(0), "-1 APPEND ");
-    EXPECT_EQ(StateOf(1), "-1 APPEND ");
-    EXPECT_EQ(DstTables[1].Name, " BOTH ");
 }
 
 TEST_F(ColumnDiscovery, ARenamedTargetIsMappedAnewBehindTheOtherTables) {
@@ -148,24 +131,23 @@ TEST_F(ColumnDiscovery, ARenamedTargetIsMappedAnewBehindTheOtherTables) {
     Rename(0, "fresh");
     EXPECT_EQ(MappingSession::MapText(), "1 r>r 1\n1 s>s 1\n0 p>p 1\n0 q>q 1\n");
     EXPECT_EQ(StateOf(0), "0 APPEND CREATE");
-}
-
-TEST_F(ColumnDiscovery, TheOnlyTableIsReplacedWhole) {
-    session_.InSource({"CREATE TABLE a (p LONG, q LONG)"});
-    MappingSession::ChooseTables({"a"});
-    MappingSession::Map();
-    Rename(0, "other");
-    EXPECT_EQ(MappingSession::MapText(), "0 p>p 1\n0 q>q 1\n");
-    EXPECT_EQ(SrcCols.size(), 2U);
-    EXPECT_EQ(DstCols.size(), 2U);
+    // Two sources may go to one target.
+    Rename(0, "Narrow");
+    Rename(1, " NARROW ");
+    EXPECT_EQ(StateOf(0), "-1 APPEND ");
+    EXPECT_EQ(StateOf(1), "-1 APPEND ");
+    EXPECT_EQ(DstTables[1].Name, " NARROW ");
 }
 
 TEST_F(ColumnDiscovery, ASingleRowOfAnotherTableGivesUpItsPlace) {
     session_.InSource({"CREATE TABLE a (p LONG, q LONG)", "CREATE TABLE b (r LONG)"});
-    MappingSession::ChooseTables({"a", "b"});
-    MappingSession::Map();
-    Rename(0, "other");
-    EXPECT_EQ(MappingSession::MapText(), "0 p>p 1\n0 q>q 1\n");
+    for (const auto& tables : {std::vector<std::string>{"a"}, {"a", "b"}}) {
+        MappingSession::ChooseTables(tables);
+        MappingSession::Map();
+        Rename(0, "other");
+        EXPECT_EQ(MappingSession::MapText(), "0 p>p 1\n0 q>q 1\n");
+        EXPECT_EQ(SrcCols.size(), DstCols.size());
+    }
 }
 
 TEST_F(ColumnDiscovery, TextFilesAreProbedByTheirNamesAndOwnTheirBaseNames) {
@@ -198,25 +180,12 @@ TEST_F(ColumnDiscovery, AnOracleTargetIsAskedForItsUsersTables) {
     auto names = MappingSession::Map();
     EXPECT_EQ(names, (std::vector<std::string>{"A", " B "})) << "tables of others don't count";
     EXPECT_EQ(StateOf(1), "-1 APPEND ");
-    for (auto* const tables : {&SrcTables, &DstTables}) {
-        (*tables)[0].LoadOption = "DROP";
-    }
+    SrcTables[0].LoadOption = DstTables[0].LoadOption = "DROP";
     NameTargetTable(1, "c");
     CheckTargetTable(1, names);
     EXPECT_EQ(StateOf(1), "0 APPEND CREATE");
     EXPECT_EQ(StateOf(0), "-1 APPEND ") << "looking for one table sets the others back";
     EXPECT_EQ(names.size(), 4U);
-}
-
-TEST_F(ColumnDiscovery, AMissingTableIsAnErrorThatNamesIt) {
-    MappingSession::ChooseTables({"nowhere"});
-    FillTargetTables();
-    try {
-        LoadSourceColumns();
-        FAIL();
-    } catch (const DataError& error) {
-        EXPECT_NE(error.Description().find("nowhere"), std::string::npos) << error.Description();
-    }
 }
 
 }  // namespace
