@@ -159,6 +159,8 @@ private:
     }
 };
 
+constexpr const char* kManual = "help/index.html";
+
 Dialogs*& Replacement() {
     static Dialogs* replacement = nullptr;
     return replacement;
@@ -195,7 +197,7 @@ bool AskYesNo(std::string text, std::string title) {
 
 void OpenHelp() {
     const std::string folder = ApplicationFolder();
-    for (const char* name : {"VY3Help.chm", "help/index.html"}) {
+    for (const char* name : {"VY3Help.chm", kManual}) {
         const std::string path = JoinPath(folder, name);
         if (QFileInfo::exists(ToQt(path)) && CurrentDialogs().Open(path)) {
             return;
@@ -204,6 +206,12 @@ void OpenHelp() {
     TellStop(
         "The help can't be shown: there is neither \"VY3Help.chm\" nor the folder \"help\" in " +
         folder + ", or no program that shows it is installed.");
+}
+
+void OpenWebPage() {
+    if (!CurrentDialogs().Open(JoinPath(ApplicationFolder(), kManual))) {
+        TellStop("No program that shows web pages is installed.");
+    }
 }
 
 }  // namespace vantry

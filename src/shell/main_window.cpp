@@ -2,7 +2,6 @@
 
 #include "ui_MDIForm1.h"
 
-#include "core/session_state.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
@@ -24,10 +23,6 @@
 namespace vantry {
 namespace {
 
-// Both stand in for pages of the product's own site, which there isn't yet: the manual explains and
-// shows the same.
-constexpr const char* kTour = "help/index.html";
-
 std::unique_ptr<MainWindow>& Frame() {
     static std::unique_ptr<MainWindow> frame;
     return frame;
@@ -39,13 +34,6 @@ std::function<void()>& ProgramEnd() {
         _exit(0);
     };
     return end;
-}
-
-void OpenManual(const char* path) {
-    const std::string file = JoinPath(ApplicationFolder(), path);
-    if (!CurrentDialogs().Open(file)) {
-        TellStop("No program that shows " + file + " is installed.");
-    }
 }
 
 }  // namespace
@@ -128,9 +116,9 @@ void MainWindow::ConnectMenus() {
     on(ui_->mShowNavigator, run(&Actions::show_navigator));
     on(ui_->mContents, [] { OpenHelp(); });
     on(ui_->mIndex, [] { OpenHelp(); });
-    on(ui_->mTakeTour, [] { OpenManual(kTour); });
+    on(ui_->mTakeTour, [] { OpenWebPage(); });
     on(ui_->mAbout, show("frmAbout"));
-    on(ui_->mVYWeb, [] { OpenManual(kTour); });
+    on(ui_->mVYWeb, [] { OpenWebPage(); });
 }
 
 bool MainWindow::SureToExit() {

@@ -2,7 +2,6 @@
 
 #include "ui_NavForm.h"
 
-#include "core/session_state.h"
 #include "shell/dialogs.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
@@ -32,9 +31,7 @@ void NavForm::Next() {
             ShowPage("Form15");
             break;
         case 2:
-            if (!CurrentDialogs().Open(JoinPath(ApplicationFolder(), "help/index.html"))) {
-                TellStop("No program that shows web pages is installed.");
-            }
+            OpenWebPage();
             break;
         default:
             break;
