@@ -5,74 +5,30 @@
 namespace vantry::sql::test {
 namespace {
 
-struct Case {
-    const char* expression;
-    const char* value;
-};
-
-class FunctionTest : public SqlTest {
-protected:
-    void Check(std::span<const Case> cases) {
-        for (const auto& [expression, value] : cases) {
-            std::string found;
-            try {
-                found = Rows(std::string("select ") + expression);
-            } catch (const DataError& error) {
-                found = "error: " + error.Description();
-            }
-            EXPECT_EQ(found, value) << expression;
-        }
-    }
-};
+class FunctionTest : public SqlTest {};
 
 TEST_F(FunctionTest, OperatorsBindAndConvertAsInJet) {
     const Case cases[] = {
-        {"2 + 3 * 4 ^ 2", "50"},
-        {"-2 ^ 2", "-4"},
-        {"2 ^ -1", "0.5"},
-        {"7 / 2", "3.5"},
-        {"7 \\ 2", "3"},
-        {"7.5 \\ 2", "4"},
-        {"6.5 \\ 2", "3"},
-        {"-7 Mod 3", "-1"},
-        {"10 Mod 4 * 2", "2"},
-        {"8 \\ 3 * 2", "1"},
+        {"2 + 3 * 4 ^ 2, -2 ^ 2, 2 ^ -1, 7 / 2", "50|-4|0.5|3.5"},
+        {"7 \\ 2, 7.5 \\ 2, 6.5 \\ 2, -7 Mod 3", "3|4|3|-1"},
+        {"10 Mod 4 * 2, 8 \\ 3 * 2", "2|1"},
         {"1 / 0", "error: Division by zero"},
-        {"1 \\ 0", "error: Division by zero"},
         {"'a' & 1 + 2 & Null & 'b'", "a3b"},
         {"Null & Null", "-"},
-        {"'a' + 'b'", "ab"},
-        {"'a' + Null", "-"},
-        {"'1' + 2", "3"},
+        {"'a' + 'b', 'a' + Null, '1' + 2", "ab|-|3"},
         {"'x' + 2", "error: Data type mismatch in criteria expression."},
-        {"True & ''", "-1"},
-        {"1.5 & ''", "1.5"},
-        {"#1/2/2024# & ''", "2024-01-02"},
-        {"(1 = 1) + 0", "-1"},
-        {"(1 = 2) & ''", "0"},
-        {"6 And 3", "2"},
-        {"6 Or 3", "7"},
-        {"True And Null", "-"},
-        {"False And Null", "False"},
-        {"Not Null", "-"},
-        {"&HFF", "255"},
-        {"&HFFFF", "-1"},
-        {"'it''s' & \"a\"\"b\"", "it'sa\"b"},
-        {".5 + 1E2", "100.5"},
-        {"#2/29/2024# + 1", "2024-03-01"},
-        {"#3/1/2024# - #2/1/2024#", "29"},
-        {"#13/2/2024#", "2024-02-13"},
-        {"#1/2/2024 1:45:00 PM#", "2024-01-02 13:45:00"},
-        {"#13:45#", "13:45:00"},
-        {"#Jan 2, 2024#", "2024-01-02"},
-        {"#1/2/29# > #1/2/30#", "True"},
-        {"1 = '1'", "True"},
+        {"True & '', 1.5 & '', #1/2/2024# & '', (1 = 1) + 0", "-1|1.5|2024-01-02|-1"},
+        {"(1 = 2) & '', 6 And 3, 6 Or 3, True And Null", "0|2|7|-"},
+        {"False And Null, Not Null, &HFF, &HFFFF", "False|-|255|-1"},
+        {"'it''s' & \"a\"\"b\", .5 + 1E2, #2/29/2024# + 1", "it'sa\"b|100.5|2024-03-01"},
+        {"#3/1/2024# - #2/1/2024#, #13/2/2024#", "29|2024-02-13"},
+        {"#1/2/2024 1:45:00 PM#, #13:45#", "2024-01-02 13:45:00|13:45:00"},
+        {"#Jan 2, 2024#, #1/2/29# > #1/2/30#, 1 = '1'", "2024-01-02|True|True"},
         {"#1/2/2024# = '2024-01-02'", "True"},
-        {"'A' < 'b' and 'a' = 'A' and 'É' = 'é' and not 'e' = 'é'", "True"},
-        {"'a ' = 'a'", "False"},
+        {"'A' < 'b' and 'a' = 'A' and 'É' = 'é' and not 'e' = 'é', 'a ' = 'a'", "True|False"},
         {"2147483647 + 1", "error: Overflow"},
     };
-    Check(cases);
+    Check(cases, "select ");
 }
 
 TEST_F(FunctionTest, Text) {
@@ -82,11 +38,9 @@ TEST_F(FunctionTest, Text) {
         {"Left('ab', -1)", "error: Invalid procedure call: Left."},
         {"Mid('Überall', 2, 3) & Mid$('abc', 3) & Mid('abc', 9)", "berc"},
         {"Mid('abc', 0)", "error: Invalid procedure call: Mid."},
-        {"Len('Ü€x') & Len(123) & Len('')", "330"},
-        {"Len(Null)", "-"},
+        {"Len('Ü€x') & Len(123) & Len(''), Len(Null)", "330|-"},
         {"InStr('Banana', 'AN') & InStr(3, 'Banana', 'an') & InStr('abc', 'x')", "240"},
-        {"InStr(1, 'Banana', 'AN', 0)", "0"},
-        {"InStr('', 'x') & InStr('abc', '')", "01"},
+        {"InStr(1, 'Banana', 'AN', 0), InStr('', 'x') & InStr('abc', '')", "0|01"},
         {"InStrRev('Banana', 'an') & InStrRev('Banana', 'an', 3)", "42"},
         {"'[' & Trim('  a b ') & LTrim('  c') & RTrim('d  ') & ']'", "[a bcd]"},
         {"UCase('straße é') & LCase('ÀB')", "STRAßE Éàb"},
@@ -108,13 +62,11 @@ TEST_F(FunctionTest, Text) {
         {"Chr(65) & Chr(233) & ChrW(8364)", "Aé€"},
         {"Val('12ab') & '/' & Val('') & '/' & Val(' 1 2.5x') & '/' & Val('-3e2')",
          "12/0/12.5/-300"},
-        {"'[' & Str(5) & Str(-5) & ']'", "[ 5-5]"},
-        {"Hex(255) & Oct(8) & Hex(-1)", "FF10FFFFFFFF"},
+        {"'[' & Str(5) & Str(-5) & ']', Hex(255) & Oct(8) & Hex(-1)", "[ 5-5]|FF10FFFFFFFF"},
         {"Replace('aXbx', 'x', '--') & Replace('aXbx', 'x', '', 1, 1)", "a--b--abx"},
-        {"Replace('abc', 'b', 'x', 2)", "xc"},
-        {"Left(Null, 2) & UCase(Null) & 'x'", "x"},
+        {"Replace('abc', 'b', 'x', 2), Left(Null, 2) & UCase(Null) & 'x'", "xc|x"},
     };
-    Check(cases);
+    Check(cases, "select ");
 }
 
 TEST_F(FunctionTest, Numbers) {
@@ -125,21 +77,16 @@ TEST_F(FunctionTest, Numbers) {
         {"CByte(256)", "error: Overflow"},
         {"CBool(2) & CBool('0')", "-10"},
         {"CCur(1.00005) & '/' & CDbl('1.5') & '/' & CStr(12.5)", "1/1.5/12.5"},
-        {"CDbl(#1/1/2000#)", "36526"},
-        {"CDbl(#12/29/1899 6:00:00#)", "-1.25"},
-        {"#12/29/1899 6:00:00# = -1.25", "True"},
-        {"CDate(-1.25)", "1899-12-29 06:00:00"},
-        {"Int(-1.5) & Fix(-1.5) & Int(1.9)", "-2-11"},
-        {"Int(#1/2/2024 13:00#)", "2024-01-02"},
+        {"CDbl(#1/1/2000#), CDbl(#12/29/1899 6:00:00#)", "36526|-1.25"},
+        {"#12/29/1899 6:00:00# = -1.25, CDate(-1.25)", "True|1899-12-29 06:00:00"},
+        {"Int(-1.5) & Fix(-1.5) & Int(1.9), Int(#1/2/2024 13:00#)", "-2-11|2024-01-02"},
         {"Round(2.5) & Round(3.5) & '/' & Round(2.675, 2) & '/' & Round(-0.125, 2)",
          "24/2.68/-0.12"},
         {"Abs(-3) & Sgn(-2.5) & Sgn(0) & Sqr(16) & Exp(0) & Log(1)", "3-10410"},
         {"Sqr(-1)", "error: Invalid procedure call: Sqr."},
         {"IsNumeric('1e3') & IsNumeric('x') & IsNumeric(Null)", "-100"},
-        {"IIf(1 > 2, 1 / 0, 'safe')", "safe"},
-        {"IIf(Null, 1, 2)", "2"},
-        {"Choose(2, 'a', 'b') & Switch(False, 1, True, 2)", "b2"},
-        {"Choose(9, 'a')", "-"},
+        {"IIf(1 > 2, 1 / 0, 'safe'), IIf(Null, 1, 2)", "safe|2"},
+        {"Choose(2, 'a', 'b') & Switch(False, 1, True, 2), Choose(9, 'a')", "b2|-"},
         {"Nz(Null, 'n') & Nz('v', 'n') & '[' & Nz(Null) & ']'", "nv[]"},
         {"IsNull(Null) and not IsNull('')", "True"},
         {"TypeName(1.5) & TypeName('x') & TypeName(Null) & VarType(#1/1/2024#)",
@@ -147,7 +94,7 @@ TEST_F(FunctionTest, Numbers) {
         {"Partition(42, 0, 99, 10)", " 40: 49"},
         {"Partition(-1, 0, 99, 10) & '|' & Partition(150, 0, 99, 10)", "   : -1|100:   "},
     };
-    Check(cases);
+    Check(cases, "select ");
 }
 
 TEST_F(FunctionTest, Dates) {
@@ -174,17 +121,15 @@ TEST_F(FunctionTest, Dates) {
         {"Hour(#13:45:59#) & Minute(#13:45:59#) & Second(#13:45:59#)", "134559"},
         {"Weekday(#1/7/2024#) & Weekday(#1/7/2024#, 2) & WeekdayName(1) & MonthName(2, True)",
          "17SundayFeb"},
-        {"DateSerial(2024, 13, 0)", "2024-12-31"},
-        {"DateSerial(24, 2, 30)", "2024-03-01"},
+        {"DateSerial(2024, 13, 0), DateSerial(24, 2, 30)", "2024-12-31|2024-03-01"},
         {"TimeSerial(25, 0, -1)", "1899-12-31 00:59:59"},
         {"DateValue('2024-01-02 13:45:00') & TimeValue('13:45')", "2024-01-0213:45:00"},
         {"CDate('2024-01-02') = #1/2/2024# and CDate(36526) = #1/1/2000#", "True"},
         {"CDate('soon')", "error: Data type mismatch in criteria expression."},
         {"IsDate('2024-02-30') & IsDate('2024-02-29') & IsDate(#1/1/2024#)", "0-1-1"},
-        {"Date() <= Now() and Now() < Date() + 1 and Time() < 1", "True"},
-        {"Year(Null)", "-"},
+        {"Date() <= Now() and Now() < Date() + 1 and Time() < 1, Year(Null)", "True|-"},
     };
-    Check(cases);
+    Check(cases, "select ");
 }
 
 TEST_F(FunctionTest, Format) {
@@ -217,15 +162,14 @@ TEST_F(FunctionTest, Format) {
          "ABCabc  ab555-1234"},
         {"Format(Null, '0')", "-"},
     };
-    Check(cases);
+    Check(cases, "select ");
 }
 
 class FoxProFunctionTest : public SqlTest {
 protected:
-    FoxProFunctionTest() : SqlTest(Dialect::Kind::Jet) {
+    FoxProFunctionTest() {
         dialect_.kind = Dialect::Kind::FoxPro;
         dialect_.text_ignores_case = false;
-        dialect_.engine_name = "Visual FoxPro engine";
         connection_ = ConnectSql(database_, dialect_);
     }
 };
@@ -236,38 +180,21 @@ TEST_F(FoxProFunctionTest, ExpressionsAndFunctions) {
         {"SUBSTR('Überall', 2, 3) + LEFT('abc', 9) + RIGHT('abc', 1)", "berabcc"},
         {"AT('b', 'abcb', 2)", "4"},
         {"PADL('7', 3, '0') + PADR('a', 3) + PADC('b', 3, '*')", "007a  *b*"},
-        {"STR(3.14159, 6, 2) + STR(12345, 3) + STR(5)", "  3.14***         5"},
-        {"VAL('12.5x')", "12.5"},
+        {"STR(3.14159, 6, 2) + STR(12345, 3) + STR(5), VAL('12.5x')", "  3.14***         5|12.5"},
         {"STRTRAN('aXbx', 'x', '-')", "aXb-"},
         {"DTOS({^2024-01-02}) + DTOC({^2024-01-02})", "202401022024-01-02"},
         {"CTOD('2024-01-02') = {^2024-01-02}", "True"},
-        {"{^2024-01-02 13:45:00}", "2024-01-02 13:45:00"},
-        {"GOMONTH({^2024-01-31}, 1)", "2024-02-29"},
+        {"{^2024-01-02 13:45:00}, GOMONTH({^2024-01-31}, 1)", "2024-01-02 13:45:00|2024-02-29"},
         {"DOW({^2024-01-07}) + MOD(-7, 3)", "3"},
-        {"CMONTH({^2024-01-07}) + CDOW({^2024-01-07})", "JanuarySunday"},
-        {"ROUND(2.675, 2)", "2.68"},
-        {"ROUND(1250, -2)", "1300"},
-        {"INT(-1.5)", "-1"},
-        {"EMPTY('  ') AND EMPTY(0) AND NOT EMPTY('x')", "True"},
-        {".T. AND NOT .F. .OR. .NULL.", "True"},
-        {"IIF(1 # 2, 'ne', 'eq') + NVL(.NULL., 'n')", "nen"},
-        {"'b' $ 'abc'", "True"},
-        {"'a' == 'a '", "True"},
-        {"'a' = 'A'", "False"},
-        {"7 % 4 + 2 ** 3", "11"},
-        {"BETWEEN(2, 1, 3) AND INLIST('b', 'a', 'b')", "True"},
-        {"MAX(2, 5) - MIN(2, 5)", "3"},
+        {"CMONTH({^2024-01-07}) + CDOW({^2024-01-07}), ROUND(2.675, 2)", "JanuarySunday|2.68"},
+        {"ROUND(1250, -2), INT(-1.5)", "1300|-1"},
+        {"EMPTY('  ') AND EMPTY(0) AND NOT EMPTY('x'), .T. AND NOT .F. .OR. .NULL.", "True|True"},
+        {"IIF(1 # 2, 'ne', 'eq') + NVL(.NULL., 'n'), 'b' $ 'abc', 'a' == 'a '", "nen|True|True"},
+        {"'a' = 'A', 7 % 4 + 2 ** 3", "False|11"},
+        {"BETWEEN(2, 1, 3) AND INLIST('b', 'a', 'b'), MAX(2, 5) - MIN(2, 5)", "True|3"},
         {"DELETED()", "False"},
     };
-    for (const auto& [expression, value] : cases) {
-        std::string found;
-        try {
-            found = Rows(std::string("select ") + expression);
-        } catch (const DataError& error) {
-            found = "error: " + error.Description();
-        }
-        EXPECT_EQ(found, value) << expression;
-    }
+    Check(cases, "select ");
 }
 
 TEST_F(FoxProFunctionTest, TextComparesExactlyAndPathsAreNames) {

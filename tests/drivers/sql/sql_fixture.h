@@ -8,12 +8,18 @@
 
 namespace vantry::sql::test {
 
+// A query, or an expression, and the rows that it gives; "error: " and the words of its failure.
+struct Case {
+    const char* sql;
+    const char* rows;
+};
+
 class SqlTest : public ::testing::Test {
 protected:
-    explicit SqlTest(Dialect::Kind kind = Dialect::Kind::Jet) {
+    SqlTest() {
         SetLocalDateForm({DateOrder::YearMonthDay, '-', true, false});
-        dialect_.kind = kind;
-        dialect_.text_ignores_case = kind == Dialect::Kind::Jet;
+        dialect_.kind = Dialect::Kind::Jet;
+        dialect_.text_ignores_case = true;
         dialect_.engine_name = "Microsoft Jet database engine";
         connection_ = ConnectSql(database_, dialect_);
         using D = MemoryDatabase;
@@ -52,6 +58,18 @@ protected:
             }
         }
         return text;
+    }
+
+    void Check(std::span<const Case> cases, const std::string& head = {}) {
+        for (const auto& [sql, rows] : cases) {
+            std::string found;
+            try {
+                found = Rows(head + sql);
+            } catch (const DataError& error) {
+                found = "error: " + error.Description();
+            }
+            EXPECT_EQ(found, rows) << sql;
+        }
     }
 
     static std::string Shown(const Cell& cell) {
