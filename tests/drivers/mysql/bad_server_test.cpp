@@ -1,41 +1,21 @@
 // Servers that lie, stop in the middle or ask for what isn't theirs: an error or sane values, soon,
 // and nothing of this machine goes to them.
 
-#include "data/connection_string.h"
-#include "data/driver.h"
-#include "data/value_text.h"
-#include "drivers/mysql/driver.h"
+#include "drivers/mysql/mysql_fixture.h"
 #include "drivers/mysql/scripted_server.h"
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <fstream>
-#include <functional>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
 
 namespace vantry::test {
 namespace {
 
 using namespace std::string_literals;
 
-std::unique_ptr<DriverConnection> ConnectTo(const ScriptedServer& server,
-                                            const std::string& more = {}) {
+std::unique_ptr<DriverConnection> ConnectTo(const ScriptedServer& server) {
     return mysql::MakeMySqlDriver()->Connect(ConnectionString::Parse(
         "DRIVER=MySQL;SERVER=127.0.0.1;USER=u;PASSWORD=S3cr3t;CONN_TIMEOUT=1;port=" +
-        std::to_string(server.Port()) + more));
-}
-
-DataError ErrorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const DataError& error) {
-        return error;
-    }
-    return {0, "no error"};
+        std::to_string(server.Port())));
 }
 
 // Rows that come before the end; every value is looked at.
@@ -71,6 +51,7 @@ TEST(BadMySqlServer, LoginsThatGoWrongEndInAnError) {
     } cases[] = {
         {"another protocol", {.greeting = "HTTP/1.1 400 Bad Request\r\n\r\n"}},
         {"a packet without its end", {.greeting = "\xFF\xFF\xFF\0\x0A"s}},
+        {"no greeting", {.greeting = "", .then_hangs = true}},
         {"an empty greeting", {.greeting = Packet(0, "")}},
         {"a refusal of endless words",
          {.login_answer = Packet(2, "\xFF\x15\x04#28000"s + std::string(60'000, 'x'))}},
@@ -104,22 +85,13 @@ TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
         {"closed at once", ""},
         {"closed in a row", head + row + row.substr(0, 5)},
         {"closed behind a row", head + row},
-        {"a field longer than its row",
-         head + Packet(5,
-                       "\xC8"
-                       "abc")},
-        {"a field of 2^63 bytes",
-         head + Packet(5,
-                       "\xFE\0\0\0\0\0\0\0\x80"
-                       "abc"s)},
+        {"a field longer than its row", head + Packet(5, "\xC8xyz")},
+        {"a field of 2^63 bytes", head + Packet(5, "\xFE\0\0\0\0\0\0\0\x80xyz"s)},
         {"a row of one field for two", head + Packet(5, Lengthened("a"))},
         {"a row out of turn", head + Packet(77, Lengthened("a") + Lengthened("b"))},
         {"65535 columns and no description", Packet(1, "\xFC\xFF\xFF")},
         {"2^63 columns", Packet(1, "\xFE\0\0\0\0\0\0\0\x80"s)},
-        {"a description without its end",
-         Packet(1, "\1") + Packet(2,
-                                  "\3def\xFA"
-                                  "d")},
+        {"a description without its end", Packet(1, "\1") + Packet(2, "\3def\xFAx")},
         {"an end before the descriptions", Packet(1, "\2") + EndPacket(2)},
         {"a packet of no bytes for a row", head + Packet(5, "")},
         {"an error without words", Packet(1, "\xFF")},
@@ -176,14 +148,12 @@ TEST(BadMySqlServer, ValuesThatTheirTypeDoesntHaveAreReadAllTheSame) {
         std::string value;
     } cases[] = {
         {3, "999999999999999999999999"},
-        {3, "one"},
         {246, nines},
         {246, "1.2.3"},
         {12, "9999-99-99 99:99:99"},
         {12, ""},
         {11, "-999:99:99"},
         {16, std::string(40, '\xFF')},
-        {16, ""},
         {13, "20x4"},
         {253, "\xFF\xFE\0"s},
         {255, "\1"},

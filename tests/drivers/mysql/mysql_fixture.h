@@ -16,6 +16,16 @@
 
 namespace vantry::test {
 
+// The error that `action` ends with; an error number of 0 says that it didn't fail.
+inline DataError ErrorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const DataError& error) {
+        return error;
+    }
+    return {0, "no error"};
+}
+
 class MySqlTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -76,16 +86,6 @@ protected:
             values.push_back(Show(cursor->Row()[column]));
         }
         return values;
-    }
-
-    // The error that `action` ends with; an error number of 0 says that it didn't fail.
-    static DataError ErrorOf(const std::function<void()>& action) {
-        try {
-            action();
-        } catch (const DataError& error) {
-            return error;
-        }
-        return {0, "no error"};
     }
 };
 

@@ -55,7 +55,6 @@ TEST_F(MySqlStatementTest, FailuresCarryTheServersWordsAndTheirNumber) {
     };
     const std::vector<Case> cases = {
         {"select * from nosuch", kErrNoSuchTable, "Table 'shop.nosuch' doesn't exist"},
-        {"drop table nosuch", kErrNoSuchTable, "Unknown table 'shop.nosuch'"},
         {"select nosuch from strict", kErrMissingParameter, "Unknown column 'nosuch' in"},
         {"this is no statement", kErrSyntax, "You have an error in your SQL syntax"},
         {"insert into strict values (1, 'a', 1, null)",
@@ -74,7 +73,9 @@ TEST_F(MySqlStatementTest, FailuresCarryTheServersWordsAndTheirNumber) {
          kErrConversion,
          "Incorrect date value: '2006-02-30'"},
         {"insert into strict (id) values (2)", kErrUnspecified, "Field 't' doesn't have a default"},
-        {"do sleep(", kErrSyntax, "You have an error"},
+        {"load data local infile '/etc/hostname' into table strict",
+         kErrUnspecified,
+         "The used command is not allowed"},
     };
     const auto connection = Connect();
     for (const auto& one : cases) {
@@ -126,7 +127,7 @@ TEST_F(MySqlStatementTest, PreparedStatementsTakeTypedValues) {
     EXPECT_EQ(connection->Prepare("delete from typed", {})->Execute({}), 2);
 }
 
-TEST_F(MySqlStatementTest, LongValuesGoInWhole) {
+TEST_F(MySqlStatementTest, LongValuesGoInWholeAndComeBackSo) {
     const auto connection = Connect();
     connection->Execute("create or replace table long_values (id int, b longblob, t longtext)");
     std::string bytes;
@@ -151,15 +152,17 @@ TEST_F(MySqlStatementTest, LongValuesGoInWhole) {
     EXPECT_NE(ErrorOf([&] { appender->Append(refused); }).Number(), 0);
     appender->Append(small);
 
-    const auto cursor = connection->OpenCursor("select b, t from long_values");
-    ASSERT_TRUE(cursor->Next());
-    const auto back = cursor->Row()[0].AsText();
-    EXPECT_TRUE(back == bytes) << back.size();
-    EXPECT_TRUE(cursor->Row()[1].AsText() == text);
-    EXPECT_TRUE(cursor->Next());
-    EXPECT_EQ(Show(cursor->Row()[1]), "T short");
-    EXPECT_TRUE(cursor->Next());
-    EXPECT_FALSE(cursor->Next());
+    for (const char* sql :
+         {"select b, t from long_values", "select b, t, cast(1 as float) from long_values"}) {
+        const auto cursor = connection->OpenCursor(sql);
+        ASSERT_TRUE(cursor->Next());
+        EXPECT_TRUE(cursor->Row()[0].AsText() == bytes);
+        EXPECT_TRUE(cursor->Row()[1].AsText() == text);
+        EXPECT_TRUE(cursor->Next());
+        EXPECT_EQ(Show(cursor->Row()[1]), "T short");
+        EXPECT_TRUE(cursor->Next());
+        EXPECT_FALSE(cursor->Next());
+    }
 }
 
 TEST_F(MySqlStatementTest, AppenderReadsNoRowAndBlamesTheRowThatFails) {
