@@ -26,19 +26,17 @@ TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
          "id 3/4, name 202/255, price 5/8, born 7/8, zip 202/255, note 202/255"},
         {"", "a\n$5\n", "a 6/8"},
         {"", "a\n" + std::string(256, 'x') + "\n", "a 203/536870910"},
-        {"", "a\n\"12\"\n", "a 3/4"},
-        {"", "a,b\n", "a 202/255, b 202/255"},
         {"", "", "F1 202/255"},
         {"ColNameHeader=False", "1,x\n2,y,z\n", "F1 3/4, F2 202/255, F3 202/255"},
-        {"", "a\n1,2,3\n", "a 3/4, F2 3/4, F3 3/4"},
         {"", "F2,b\n1,2,3\n", "F2 3/4, b 3/4, F3 3/4"},
+        {"",
+         std::string(70, 'x') + "," + std::string(70, 'x') + "\n",
+         std::string(64, 'x') + " 202/255, " + std::string(63, 'x') + "1 202/255"},
         {"", "F2\n1,2\n", "F2 3/4, F21 3/4"},
         {"",
          " Unit.Price, [x] ,a!b`c,,  ,qty,QTY,qty\n",
          "Unit#Price 202/255, (x)  202/255, a_b_c 202/255, NoName 202/255, NoName1 202/255, "
          "qty 202/255, QTY1 202/255, qty2 202/255"},
-        {"", "\"a\"\"b\",\"c\nd\",2024\n", "a_b 202/255, c_d 202/255, 2024 202/255"},
-        {"", "\xEF\xBB\xBFid\n1\n", "id 3/4"},
         {"",
          "\xFF\xFEi\0d\0\n\0"
          "1\0\n\0"s,
@@ -92,14 +90,6 @@ TEST(TableLayout, LooksAtAsManyRowsAsItIsTold) {
     }
 }
 
-TEST(TableLayout, LongNamesAreCutAndStayUnique) {
-    TextFolder folder;
-    const std::string name(70, 'x');
-    folder.Write("f.csv", name + "," + name + "\n");
-    EXPECT_EQ(folder.Columns("f.csv"),
-              std::string(64, 'x') + " 202/255, " + std::string(63, 'x') + "1 202/255");
-}
-
 TEST(TableLayout, RefusesWhatIsNoTextWithFileAndLine) {
     TextFolder folder;
     folder.Schema(
@@ -116,7 +106,6 @@ TEST(TableLayout, RefusesWhatIsNoTextWithFileAndLine) {
         {"control.csv", "a,b\n1,2\n\x02,3\n", {path("control.csv"), "line 3", "control byte 2"}},
         {"utf32.csv", "\xFF\xFE\0\0a\0\0\0"s, {path("utf32.csv"), "UTF-32"}},
         {"set.csv", "a\n", {path("set.csv"), "'37'"}},
-        {"word.csv", "a\n", {path("word.csv"), "'Latin'"}},
         {"fixed.csv", "a\n", {path("fixed.csv"), "width"}},
         {"wide.csv", std::string(255, ',') + "\n", {"Too many fields defined.", "256"}},
     };
