@@ -1,4 +1,4 @@
-// Standard headers that nearly every source needs; compiled once per target.
+// Standard headers that nearly every source needs; compiled once for all libraries.
 #pragma once
 #include <algorithm>
 #include <array>

@@ -13,6 +13,7 @@
 #include "shell/qt_text.h"
 #include "text/schema_ini_writer.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
 #include <QLabel>
