@@ -31,6 +31,9 @@ public:
             SessionCancelled = kTrue;
             TableCancelled = kTrue;
         }
+        if (events == hook_at_event) {
+            hook();
+        }
     }
     void ShowMessage(std::string_view text) override { messages.emplace_back(text); }
 
@@ -44,6 +47,8 @@ public:
     std::int64_t bar_value = 0;
     int events = 0;
     int cancel_at_event = 0;
+    int hook_at_event = 0;
+    std::function<void()> hook;  // something of the test's own
     std::vector<std::string> messages;
 };
 
@@ -93,36 +98,50 @@ inline std::string Shown(const ValueRow& row) {
     return text;
 }
 
-class SessionTest : public ::testing::Test {
+// An empty unsaved session, and nothing of it left behind.
+class RunTest : public ::testing::Test {
 protected:
-    SessionTest() {
-        RegisterDriver("source", source);
-        RegisterDriver("target", target);
-        RegisterDriver("repository", repository);
+    RunTest() {
         CurrentRunView = &view;
-        SourceType = "ODBC";
-        TargetType = "ACCESS";
-        SourceConnStr = "Provider=source";
-        TargetConnStr = "Provider=target";
-        RepoConnStr = "Provider=repository";
         CurrentSessionID = 0;
+        SessionCancelled = TableCancelled = kFalse;
         SrcTables.clear();
         DstTables.clear();
         ColMaps.clear();
         FoxSrcMode = FoxSrcPrefix = FoxDestMode = FoxDestPrefix = "";
         SetLocalDateForm({});
-        AddTable("src", "dst");
     }
-    ~SessionTest() override {
+    ~RunTest() override {
         SrcRS.reset();
         SrcConn.reset();
         DstRS.reset();
         DstConn.reset();
         RepoConn.reset();
+        CurrentRunView = nullptr;
+    }
+    std::string Log() const { return ReadableLog(view.log); }
+    bool LogHas(const std::string& text) const { return Log().find(text) != std::string::npos; }
+
+    RecordingView view;
+};
+
+class SessionTest : public RunTest {
+protected:
+    SessionTest() {
+        RegisterDriver("source", source);
+        RegisterDriver("target", target);
+        RegisterDriver("repository", repository);
+        SourceType = "ODBC";
+        TargetType = "ACCESS";
+        SourceConnStr = "Provider=source";
+        TargetConnStr = "Provider=target";
+        RepoConnStr = "Provider=repository";
+        AddTable("src", "dst");
+    }
+    ~SessionTest() override {
         for (const char* provider : {"source", "target", "repository"}) {
             RegisterDriver(provider, nullptr);
         }
-        CurrentRunView = nullptr;
     }
 
     // A pair of tables; TableExists is set, so that rows are appended.
@@ -171,7 +190,6 @@ protected:
     std::shared_ptr<ScriptedDriver> source = std::make_shared<ScriptedDriver>();
     std::shared_ptr<ScriptedDriver> target = std::make_shared<ScriptedDriver>();
     std::shared_ptr<ScriptedDriver> repository = std::make_shared<ScriptedDriver>();
-    RecordingView view;
 };
 
 }  // namespace vantry::test

@@ -2,11 +2,13 @@
 // A whole table of a file through the storage core, for tests.
 
 #include "data/value.h"
+#include "data/value_text.h"
 #include "drivers/access/field.h"
 #include "drivers/access/object_catalog.h"
 #include "drivers/access/row_scanner.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantry::test {
@@ -36,11 +38,27 @@ inline StoredRows ReadRows(access::PageSource& source, const access::CatalogObje
     return table;
 }
 
-inline StoredRows ReadRows(const std::string& path, const std::string& table) {
+inline StoredRows ReadRows(const std::string& path, std::string_view table) {
     const auto source = access::OpenReadOnly(path);
     access::ObjectCatalog catalog(*source);
     const auto* object = catalog.Find(table);
     return object != nullptr ? ReadRows(*source, *object) : StoredRows();
+}
+
+inline std::string Shown(const Cell& cell) {
+    return cell.IsNull() ? "NULL" : ToText(cell);
+}
+
+// Each row as its fields' text forms.
+inline std::vector<std::string> Lines(const StoredRows& table) {
+    std::vector<std::string> lines;
+    for (const auto& row : table.rows) {
+        auto& line = lines.emplace_back();
+        for (const Value& value : row) {
+            line += Shown(value.AsCell()) + '|';
+        }
+    }
+    return lines;
 }
 
 }  // namespace vantry::test

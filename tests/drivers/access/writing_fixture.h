@@ -6,6 +6,8 @@
 #include "drivers/access/database_creator.h"
 #include "drivers/access/stored_rows.h"
 #include "drivers/access/verify.h"
+#include "drivers/file/error_of.h"
+#include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -17,12 +19,21 @@
 
 namespace vantry::access {
 
+using test::ErrorOf;
+using test::Has;
+using Columns = std::vector<sql::ColumnDefinition>;
+using Indexes = std::vector<sql::IndexDefinition>;
+
 struct Opened {
     explicit Opened(const std::string& path)
         : file(std::make_shared<DatabaseFile>(path, "")),
           database(std::make_shared<AccessDatabase>(file)) {}
 
-    std::shared_ptr<sql::StoredTable> Table(const std::string& name) {
+    void Create(std::string_view name, Columns columns, Indexes indexes = {}) {
+        database->CreateTable(
+            {.name = std::string(name), .columns = std::move(columns), .indexes = std::move(indexes)});
+    }
+    std::shared_ptr<sql::StoredTable> Table(std::string_view name) {
         return database->OpenTable(name);
     }
     // One statement, taken back when it throws.
@@ -37,7 +48,7 @@ struct Opened {
             throw;
         }
     }
-    void Insert(const std::string& table, const std::vector<Cell>& row) {
+    void Insert(std::string_view table, const std::vector<Cell>& row) {
         const auto opened = Table(table);
         Statement([&] { opened->Insert(row); });
     }
@@ -67,35 +78,39 @@ inline sql::IndexDefinition Index(std::string name, std::vector<std::string> col
     return index;
 }
 
+inline sql::IndexDefinition PrimaryKey() {
+    auto index = Index("PrimaryKey", {"id"});
+    index.primary = true;
+    return index;
+}
+
 // "" or what the verifier found, its notes included: our own writer leaves none.
 inline std::string Faults(const std::string& path) {
     return Verify(path).Text();
 }
 
-// Every row of a table, as text, sorted.
-inline std::vector<std::string> Content(const std::string& path, const std::string& table) {
-    std::vector<std::string> lines;
-    for (const auto& row : test::ReadRows(path, table).rows) {
-        std::string line;
-        for (const Value& value : row) {
-            line += value.IsNull() ? "NULL" : ToText(value.AsCell());
-            line += '|';
-        }
-        lines.push_back(std::move(line));
+inline std::vector<sql::RowId> RowsOf(sql::StoredTable& table) {
+    std::vector<sql::RowId> rows;
+    const auto scan = table.Scan({});
+    while (scan->Next()) {
+        rows.push_back(scan->CurrentRow());
     }
+    return rows;
+}
+
+// Every row of a table, as text, sorted.
+inline std::vector<std::string> Content(const std::string& path, std::string_view table) {
+    auto lines = test::Lines(test::ReadRows(path, table));
     std::sort(lines.begin(), lines.end());
     return lines;
 }
 
-// The message of the DataError that `work` throws; empty if it throws none.
-template <typename Work>
-std::string ErrorOf(Work&& work) {
-    try {
-        work();
-    } catch (const DataError& error) {
-        return error.Description();
-    }
-    return {};
-}
+// A folder whose files needn't reach the disk.
+class WithoutSync : public testing::Test {
+protected:
+    test::NoSync no_sync_;
+    test::InstalledPlan installed_{no_sync_};
+    test::TempDir folder_;
+};
 
 }  // namespace vantry::access

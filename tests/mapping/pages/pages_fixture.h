@@ -4,22 +4,15 @@
 #include "mapping/mapping_session.h"
 #include "mapping/pages/editor_grid.h"
 #include "mapping/pages/register.h"
-#include "shell/main_window.h"
-#include "shell/page_set.h"
-#include "shell/plate_button.h"
-#include "shell/qt_text.h"
 #include "shell/small_windows.h"
-#include "support/scripted_dialogs.h"
+#include "support/page_driver.h"
 
 #include <QApplication>
-#include <QComboBox>
-#include <QKeyEvent>
-#include <QLineEdit>
 #include <QMouseEvent>
 #include <QTimer>
 
+#include <chrono>
 #include <functional>
-#include <set>
 
 namespace vantry::test {
 
@@ -48,46 +41,39 @@ inline void Type(QWidget* widget, const QString& text) {
     }
 }
 
+// Replaces what stands in the editable list.
+inline void Retype(QComboBox* list, const QString& text) {
+    list->lineEdit()->selectAll();
+    Type(list, text);
+}
+
 class MappingPages : public testing::Test {
 protected:
     MappingPages() {
         RegisterShellPages();
         RegisterMappingPages();
         // Stand-ins for the neighbours: what counts here is which of them is shown.
-        for (const char* name : kNeighbours) {
-            RegisterPage(name, [name] { return std::make_unique<Page>(name); });
+        for (const auto& name :
+             QString(
+                 "Form2 Form3 Form6 Form8 Form9 Form10 Form11 Form12c Form11Poll ODBCSrc MySQLSrc "
+                 "MSSQLSrc MySQLDest MSSQLDest Form13 NavForm")
+                 .split(' ')) {
+            RegisterPage(FromQt(name),
+                         [name] { return std::make_unique<Page>(FromQt(name).c_str()); });
         }
         TheMainWindow().resize(1000, 800);
     }
-    ~MappingPages() override {
-        UnloadAllPages();
-        QApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        CloseMainWindow();
-    }
+    ~MappingPages() override { ClearPages(); }
 
-    // All visible pages but the one that waits, in one text.
-    static std::string Visible() {
-        std::string names;
-        for (const auto& name : LoadedPages()) {
-            if (PageIsVisible(name)) {
-                names += (names.empty() ? "" : " ") + name;
-            }
-        }
-        return names;
-    }
     static bool IsLoaded(const std::string& name) { return FindPage(name) != nullptr; }
 
-    template <class T>
-    static T* Control(const char* page, const char* name) {
-        Page* const found = FindPage(page);
-        T* const control = found == nullptr ? nullptr : found->findChild<T*>(name);
-        EXPECT_NE(control, nullptr) << page << '.' << name;
-        return control;
+    static std::string Headers(const EditorGrid* grid) {
+        std::string headers;
+        for (int column = 0; column < grid->columnCount(); ++column) {
+            headers += FromQt(grid->horizontalHeaderItem(column)->text()) + "|";
+        }
+        return headers;
     }
-    static void Press(const char* page, const char* button) {
-        Control<PlateButton>(page, button)->click();
-    }
-
     static QPoint CellAt(const EditorGrid* grid, int row, int column) {
         return grid->visualRect(grid->model()->index(row, column)).center();
     }
@@ -106,33 +92,17 @@ protected:
     // Runs inside the next modal page.
     static void WhenModal(std::function<void()> work) { QTimer::singleShot(0, std::move(work)); }
 
-    // For looking at: a folder in VANTRY_SHOTS gets the picture.
-    static void Shoot(QWidget* widget, const std::string& name) {
-        if (const char* folder = std::getenv("VANTRY_SHOTS")) {
-            QApplication::processEvents();
-            widget->grab().save(QString("%1/%2.png").arg(folder, ToQt(name)));
-        }
+    // Milliseconds since the test began.
+    double Elapsed() const {
+        const auto since = std::chrono::steady_clock::now() - start_;
+        return std::chrono::duration<double, std::milli>(since).count();
     }
-
-    static constexpr const char* kNeighbours[] = {"Form2",
-                                                  "Form3",
-                                                  "Form6",
-                                                  "Form8",
-                                                  "Form9",
-                                                  "Form10",
-                                                  "Form11",
-                                                  "Form12c",
-                                                  "Form11Poll",
-                                                  "ODBCSrc",
-                                                  "MySQLSrc",
-                                                  "MSSQLSrc",
-                                                  "MySQLDest",
-                                                  "MSSQLDest",
-                                                  "Form13",
-                                                  "NavForm"};
 
     ScriptedDialogs dialogs_;
     MappingSession session_;
+
+private:
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace vantry::test

@@ -1,0 +1,48 @@
+#pragma once
+// What tests of whole sessions do around a run: map the tables, send a statement, look at rows.
+
+#include "core/data_access.h"
+#include "core/session_state.h"
+#include "data/value_text.h"
+#include "mapping/column_discovery.h"
+
+#include <string>
+
+namespace vantry::test {
+
+// What the mapping page does when it opens; `target` names the first table's target.
+inline void MapTables(const std::string& target = {}) {
+    std::vector<std::string> names;
+    FillTargetTables();
+    if (!target.empty()) {
+        DstTables[0].Name = target;
+    }
+    LoadSourceColumns();
+    CheckTargetTables(names);
+    LoadTargetColumns();
+    BuildColMaps();
+}
+
+inline void RunStatement(const std::string& connection_text, const std::string& sql) {
+    Connection connection;
+    connection.Open(connection_text);
+    connection.Execute(sql);
+    connection.Close();
+}
+
+// The rows of a query, one a line, fields apart by "|".
+inline std::string RowsOf(const std::string& connection_text, const std::string& sql) {
+    Recordset rows;
+    rows.Open(sql, connection_text, adOpenForwardOnly, adLockReadOnly);
+    std::string text;
+    for (; !rows.Eof(); rows.MoveNext()) {
+        for (std::int32_t k = 0; k < rows.Fields().Count(); ++k) {
+            const Cell value = rows.Fields()[k].Value();
+            text += (k == 0 ? "" : "|") + (value.IsNull() ? "Null" : ToText(value));
+        }
+        text += "\n";
+    }
+    return text;
+}
+
+}  // namespace vantry::test
