@@ -30,8 +30,9 @@ struct Opened {
           database(std::make_shared<AccessDatabase>(file)) {}
 
     void Create(std::string_view name, Columns columns, Indexes indexes = {}) {
-        database->CreateTable(
-            {.name = std::string(name), .columns = std::move(columns), .indexes = std::move(indexes)});
+        database->CreateTable({.name = std::string(name),
+                               .columns = std::move(columns),
+                               .indexes = std::move(indexes)});
     }
     std::shared_ptr<sql::StoredTable> Table(std::string_view name) {
         return database->OpenTable(name);
