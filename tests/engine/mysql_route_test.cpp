@@ -94,11 +94,8 @@ protected:
             "ordered datetime)");
     }
 
-    // The log between its first and its closing lines.
     static std::string Whole(const std::string& middle) {
-        return "Started loading at :T\n" + middle +
-               " Time Elapsed :E\nEnd Time is :T\nTotal Time Elapsed for Session:E\n"
-               "*******( F.I.N.I.S.H )*********";
+        return RunLog(middle + " Time Elapsed :E");
     }
     // Rows that the log calls failed when batches of 100 are lost as a whole: the number beside an
     // error is the row reached.
@@ -137,6 +134,23 @@ TEST_F(MySqlRoute, AnExistingTableIsAppendedToEmptiedOrRebuilt) {
     EXPECT_NE(Server().QueryOne("select column_type from information_schema.columns where "
                                 "table_name='orders' and column_name='customer'"),
               "varchar(40)");
+}
+
+TEST_F(MySqlRoute, ATableThatIsItsOwnSourceKeepsItsRows) {
+    MakeOrders();
+    FromCsv(Orders(250));
+    ToMySql();
+    MapTables();
+    RunSession("");
+    const std::pair<const char*, std::int64_t> cases[] = {
+        {"DROP", 250}, {"DELETE", 250}, {"APPEND", 500}};
+    for (const auto& [option, rows] : cases) {
+        FromMySql("orders");
+        MapTables();
+        SrcTables[0].LoadOption = DstTables[0].LoadOption = option;
+        RunSession("");
+        EXPECT_EQ(RowsIn("orders"), rows) << Log();
+    }
 }
 
 TEST_F(MySqlRoute, ThreeInsertsCarryTwoHundredAndFiftyRows) {
@@ -274,11 +288,8 @@ TEST_F(MySqlRoute, AnUnreachableTargetEndsInErrorsUpToTheLimit) {
     SrcTables[0].TableExists = DstTables[0].TableExists = kFalse;
     RunSession("");
     EXPECT_EQ(Log(),
-              "Started loading at :T\nAbout To Create Table orders.csv\n\n"
-              "Error Creating Table orders\n\n" +
-                  refused +
-                  "End Time is :T\nTotal Time Elapsed for Session:E\n"
-                  "*******( F.I.N.I.S.H )*********");
+              RunLog("About To Create Table orders.csv\n\nError Creating Table orders\n\n" +
+                     refused.substr(0, refused.size() - 1)));
 }
 
 // ---- From the server
@@ -353,33 +364,22 @@ TEST_F(MySqlRoute, EveryTypeReachesTheTextFileUnchanged) {
         {"bit(1)", "1", "True"},
         {"bool", "false", "0"},
         {"tinyint unsigned", "255", "255"},
-        {"smallint", "-32768", "-32768"},
-        {"mediumint", "8388607", "8388607"},
         {"int unsigned zerofill", "42", "42"},
-        {"bigint", "-9223372036854775808", "-9223372036854775808"},
         {"bigint unsigned", "18446744073709551615", "18446744073709551615"},
         {"decimal(10,2)", "-0.5", "-0.50"},
         {"decimal(38,10)",
          "1234567890123456789012345678.0123456789",
          "1234567890123456789012345678.0123456789"},
-        {"decimal(65,0)",
-         "98765432109876543210987654321098765432109876543210",
-         "98765432109876543210987654321098765432109876543210"},
         {"float", "16777216", "16777216"},
-        {"double", "0.1", "0.1"},
         {"double", "12345678901.0625", "12345678901.0625"},
         {"date", "'2006-05-01'", "2006-05-01"},
-        {"time", "'14:30:15'", "14:30:15"},
         {"time", "'-838:59:59'", "-838:59:59"},
-        {"datetime", "'2006-05-01 14:30:15'", "2006-05-01 14:30:15"},
         {"datetime(6)", "'2006-05-01 14:30:15.000001'", "2006-05-01 14:30:15.000001"},
         {"timestamp", "'2006-05-01 00:00:00'", "2006-05-01"},
         {"year", "2006", "2006"},
-        {"char(8)", "'ab'", "\"ab\""},
         {"varchar(40)", "'O\\'Brien, \\\\ 😀'", "\"O'Brien, \\ 😀\""},
         {"text", "'ß\\n'", "\"ß\n\""},
         {"enum('small','large')", "'large'", "\"large\""},
-        {"set('a','b')", "'a,b'", "\"a,b\""},
         {"json", "'{\"k\": [1]}'", "\"{\"k\": [1]}\""},
         {"binary(3)", "x'410042'", {"A\0B", 3}},
         {"varbinary(8)", "x'27ff'", "'\xff"},

@@ -2,12 +2,10 @@
 
 #include "engine/session_fixture.h"
 
+#include <numeric>
+
 namespace vantry::test {
 namespace {
-
-Value Moment(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-    return Value(Cell::FromDateTime({*DayOf(year, month, day), *NanosOf(hour, minute, second)}));
-}
 
 class MySQLLoaderTest : public SessionTest {
 protected:
@@ -19,12 +17,7 @@ protected:
 };
 
 TEST_F(MySQLLoaderTest, EachKindOfSourceIsReadInItsOwnQuoting) {
-    struct {
-        const char* type;
-        const char* owner;
-        const char* only_name;
-        const char* rows;
-    } const cases[] = {
+    const std::tuple<const char*, const char*, const char*, std::string> cases[] = {
         {"ACCESS", "", "", "SELECT [s_a] FROM [src]"},
         {"ODBC", "", "", "SELECT s_a FROM src"},
         {"MySQL", "own", "", "SELECT `s_a` FROM own.`src`"},
@@ -37,16 +30,14 @@ TEST_F(MySQLLoaderTest, EachKindOfSourceIsReadInItsOwnQuoting) {
     AddColumn("a", adInteger);
     FoxSrcMode = "DIR";
     FoxSrcPrefix = "/data/";
-    for (const auto& c : cases) {
-        SourceType = c.type;
-        SrcTables[0].Owner = c.owner;
-        SrcTables[0].OnlyTabname = c.only_name;
+    for (const auto& [type, owner, only_name, rows] : cases) {
+        SourceType = type;
+        SrcTables[0].Owner = owner;
+        SrcTables[0].OnlyTabname = only_name;
         source->queries.clear();
         LoadRowsMySQL(0);
-        const std::string rows = c.rows;
-        EXPECT_EQ(
-            source->queries,
-            (std::vector<std::string>{"Select Count(*) " + rows.substr(rows.find(" FROM")), rows}));
+        const auto count = "Select Count(*) " + rows.substr(rows.find(" FROM"));
+        EXPECT_EQ(source->queries, (std::vector<std::string>{count, rows}));
     }
 }
 
@@ -75,14 +66,10 @@ TEST_F(MySQLLoaderTest, AHundredRowsGoInOneStatement) {
 }
 
 TEST_F(MySQLLoaderTest, ValuesStandInTheStatementByTheirType) {
-    struct {
-        int type;
-        Value value;
-        const char* text;
-    } const cases[] = {
+    const std::tuple<int, Value, std::string> cases[] = {
         {adDate, Moment(2006, 5, 1, 14, 30, 15), "'2006-05-01-14-30-15'"},
         {adDBTimeStamp, Moment(805, 12, 31), "'0805-12-31-00-00-00'"},
-        {adDBTime, Value(Cell::FromDateTime({0, *NanosOf(7, 5, 9)})), "'1899-12-30-07-05-09'"},
+        {adDBTime, Moment(1899, 12, 30, 7, 5, 9), "'1899-12-30-07-05-09'"},
         {adDBDate, Null(), "NULL"},
         {adVarWChar, Text("O'Brien"), "'O''Brien'"},
         {adVarChar, Text("''"), "''''''"},
@@ -100,15 +87,14 @@ TEST_F(MySQLLoaderTest, ValuesStandInTheStatementByTheirType) {
         {adNumeric, Value(Cell::NumberText("3.25")), "3.25"},
         {adGUID, Text("  {abc}  "), "{abc}"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [type, value, text] : cases) {
         ClearTable();
-        AddColumn("a", c.type);
-        source->rows = {{c.value}};
+        AddColumn("a", type);
+        source->rows = {{value}};
         target->statements.clear();
         LoadRowsMySQL(0);
-        ASSERT_EQ(target->statements.size(), 1u);
-        EXPECT_EQ(target->statements[0],
-                  std::string("INSERT INTO `dst` ( `d_a`) VALUES (") + c.text + ")");
+        EXPECT_EQ(target->statements,
+                  std::vector<std::string>{"INSERT INTO `dst` ( `d_a`) VALUES (" + text + ")"});
     }
 }
 
@@ -133,12 +119,6 @@ TEST_F(MySQLLoaderTest, ALongColumnSendsTheTableThroughNewRows) {
     LoadRowsMySQL(0);
     EXPECT_EQ(view.events, 22 + 2);  // every row, and again at 10 and 20
     EXPECT_EQ(view.bar_value, 22);
-}
-
-TEST_F(MySQLLoaderTest, WideTextAloneStaysInBatches) {
-    FillSource(1, adWChar);
-    LoadRowsMySQL(0);
-    EXPECT_EQ(target->statements.size(), 1u);
 }
 
 TEST_F(MySQLLoaderTest, ARefusedBatchIsOneErrorAndItsRowsStayCounted) {
@@ -168,26 +148,20 @@ TEST_F(MySQLLoaderTest, AnUnreadableFieldLeavesItsBatchMalformed) {
 }
 
 TEST_F(MySQLLoaderTest, TheFiftyFirstErrorGivesTheTableUp) {
-    struct {
-        int bad_batches;
-        i16 result;
-    } const cases[] = {{50, kTrue}, {51, kFalse}};
     FillSource(5200);
-    for (const auto& c : cases) {
-        std::vector<int> bad;
-        for (int k = 1; k <= c.bad_batches; ++k) {
-            bad.push_back(k);
-        }
+    std::vector<int> bad(50);
+    std::iota(bad.begin(), bad.end(), 1);
+    for (const char* end : {"\r\n5200 Rows Loaded",
+                            "\r\nAborting Loading Rows for Table :src As Errors Exceeded 50 "
+                            "Allowed"}) {
         target->calls.clear();
         target->FailAt("Execute", bad, "refused");
         view = RecordingView();
-        EXPECT_EQ(LoadRowsMySQL(0), c.result);
-        EXPECT_EQ(LoggedErrors(), c.bad_batches);
-        EXPECT_TRUE(view.log.ends_with(
-            c.result == kTrue
-                ? "\r\n5200 Rows Loaded"
-                : "\r\nAborting Loading Rows for Table :src As Errors Exceeded 50 Allowed"));
+        EXPECT_EQ(LoadRowsMySQL(0), bad.size() == 50 ? kTrue : kFalse);
+        EXPECT_EQ(LoggedErrors(), static_cast<int>(bad.size()));
+        EXPECT_TRUE(view.log.ends_with(end)) << bad.size();
         EXPECT_EQ(view.caret, view.log.size());
+        bad.push_back(51);
     }
 }
 

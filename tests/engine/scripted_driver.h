@@ -36,6 +36,10 @@ using ValueRow = std::vector<Value>;
     return Value(Cell::Unreadable());
 }
 
+inline Value Moment(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+    return Value(Cell::FromDateTime({*DayOf(year, month, day), *NanosOf(hour, minute, second)}));
+}
+
 class ScriptedDriver : public Driver {
 public:
     // What a SELECT gives; a statement with "count(" gives the number of rows.

@@ -76,6 +76,12 @@ inline std::string ReadableLog(const std::string& log) {
     return text;
 }
 
+// The log of a whole run, `lines` between its first and its closing ones.
+inline std::string RunLog(const std::string& lines) {
+    return "Started loading at :T\n" + lines +
+           "\nEnd Time is :T\nTotal Time Elapsed for Session:E\n*******( F.I.N.I.S.H )*********";
+}
+
 inline int Count(const std::string& text, const std::string& word) {
     int count = 0;
     for (auto at = text.find(word); at != std::string::npos; at = text.find(word, at + 1)) {

@@ -3,6 +3,7 @@
 #include "engine/session_fixture.h"
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
+#include "support/temp_dir.h"
 
 namespace vantry::test {
 namespace {
@@ -52,6 +53,64 @@ TEST_F(TargetTablesTest, TablesAreDroppedAndEmptiedInTheTargetsQuoting) {
                   (std::vector<std::string>{std::string("drop table ") + c.table,
                                             std::string("delete from ") + c.table}));
     }
+}
+
+TEST_F(TargetTablesTest, ATableIsNeitherDroppedNorEmptiedWhenItsRowsAreToBeLoaded) {
+    const TempDir folder;
+    folder.Write("Shop.mdb", "");
+    folder.Write("other.mdb", "");
+    const std::string jet = "Provider=target;Data Source=" + folder.Path().string();
+    const std::string mysql = "DRIVER={MySQL ODBC 3.51 Driver};SERVER=";
+    const std::string sql_server = "Provider=target;Server=srv;uid=me;pwd=x;Database=";
+    const std::string oracle = "Provider=target;Data Source=svc;User ID=";
+    struct {
+        bool own_source;
+        const char* kind;
+        std::string source;
+        const char* owner;
+        const char* table;
+        std::string target;
+    } const cases[] = {
+        {true, "ACCESS", jet + "/Shop.mdb", "", "Orders", jet + "/./shop.mdb;Jet OLEDB:x=1"},
+        {false, "ACCESS", jet + "/Shop.mdb", "", "orders", jet + "/other.mdb"},
+        {false, "ACCESS", jet + "/Shop.mdb", "", "order", jet + "/Shop.mdb"},
+        {true, "MySQL", mysql + "localhost;DATABASE=a", "b", "orders", mysql + ";port=3306;DB=b"},
+        {true, "MySQL", mysql + "db1;DATABASE=b;USER=x", "", "orders", mysql + "DB1;DATABASE=b"},
+        {false, "MySQL", mysql + "db1;DATABASE=b", "a", "orders", mysql + "db1;DATABASE=b"},
+        {false, "MySQL", mysql + "db1;DATABASE=b", "b", "orders", mysql + "db2;DATABASE=b"},
+        {false, "MySQL", mysql + "db1", "b", "orders", mysql + "db1;port=3307;DATABASE=b"},
+        {true, "MSSQL", sql_server + "a", "dbo", "orders", sql_server + "A"},
+        {false, "MSSQL", sql_server + "a", "sales", "orders", sql_server + "a"},
+        {false, "MSSQL", sql_server + "a", "dbo", "orders", sql_server + "b"},
+        {true, "ORACLE", oracle + "scott", "", "ORDERS", oracle + "SCOTT"},
+        {false, "ORACLE", oracle + "scott", "hr", "ORDERS", oracle + "scott"},
+        {true, "ODBC", "Provider=MSDASQL;DSN=d;UID=a", "", "orders", "DSN=D"},
+        {false, "ODBC", "Provider=MSDASQL;DSN=d", "", "orders", "DSN=e"},
+        {true, "ODBC", "Driver=x", "", "orders", "Driver=x"},
+        {false, "TEXT", jet, "", "orders", jet},
+        {false, "MySQL", mysql + "db1;DATABASE=b", "b", "orders", sql_server + "b;Server=db1"},
+    };
+    DstTables[0].Name = "orders";
+    RegisterDriver("", target);
+    for (const auto& c : cases) {
+        SourceType = c.kind;
+        TargetType = c.target.starts_with(mysql.substr(0, 7)) ? "MySQL"
+                     : c.target.find(oracle) == 0             ? "ORACLE"
+                     : SourceType == "ACCESS"                 ? "ACCESS"
+                                                              : "MSSQL";
+        SourceConnStr = c.source;
+        TargetConnStr = c.target;
+        SrcTables[0].Owner = c.owner;
+        SrcTables[0].Name = c.table;
+        target->statements.clear();
+        view.log.clear();
+        const i16 expected = c.own_source ? kFalse : kTrue;
+        EXPECT_EQ(DropTargetTable(0), expected) << c.source << " | " << c.target;
+        EXPECT_EQ(DeleteTargetRows(0), expected) << c.source << " | " << c.target;
+        EXPECT_EQ(target->statements.size(), c.own_source ? 0U : 2U);
+        EXPECT_EQ(Count(view.log, "is the table that the rows come from"), c.own_source ? 2 : 0);
+    }
+    RegisterDriver("", nullptr);
 }
 
 TEST_F(TargetTablesTest, TheHeadOfACreationGoesByKindAndByABlankInOneOfTheNames) {
@@ -150,15 +209,10 @@ TEST_F(TargetTablesTest, OnlySelectedColumnsOfTheTableAreStatedInTheirOrder) {
     EXPECT_EQ(CreateTableStatement(0), "Create Table [dst] \r)");
 }
 
-struct SizeCase {
-    const char* target;
-    const char* types;  // names of one result, blank between
-    const char* suffix;
-};
-
 // Width 20 and scale 3 on the target's side, 21 and 4 on the source's.
 TEST_F(TargetTablesTest, SizesFollowTheTypesThatTakeThem) {
-    const SizeCase cases[] = {
+    // Target, types of one result, what follows them.
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"ACCESS", "text TEXT", "(20)"},
         {"ACCESS", "Memo Long Currency DateTime", ""},
         {"FOXPRO", "Numeric", "(20,3)"},
@@ -169,45 +223,37 @@ TEST_F(TargetTablesTest, SizesFollowTheTypesThatTakeThem) {
         {"ORACLE", "BLOB CLOB LONG BFILE DATE RAW", ""},
         {"MSSQL", "char VARCHAR varbinary nchar nvarchar binary", "(20)"},
         {"MSSQL", "numeric decimal datetime bit int image text ntext uniqueidentifier", ""},
-        {"MySQL", "Char Varchar Text", "(20)"},
-        {"MySQL", "Integer INT", "(20)"},
+        {"MySQL", "Char Varchar Text Integer INT", "(20)"},
         {"MySQL", "LongText BigInt TinyInt SmallInt Double DateTime Decimal LongBLOB", ""},
         {"TEXT", "Varchar", ""},
     };
-    for (const auto& c : cases) {
-        TargetType = c.target;
-        std::istringstream types(c.types);
+    const auto size = [this](const std::string& type) {
+        ColMaps.clear();
+        AddTyped("a", "Numeric", type, 20, 3);
+        return ColumnSizeSuffix(0, "N");
+    };
+    for (const auto& [kind, names, suffix] : cases) {
+        TargetType = kind;
+        std::istringstream types(names);
         for (std::string type; types >> type;) {
-            ColMaps.clear();
-            AddTyped("a", "Numeric", " " + type + " ", 20, 3);
-            EXPECT_EQ(ColumnSizeSuffix(0, "N"), c.suffix) << c.target << ' ' << type;
+            EXPECT_EQ(size(" " + type + " "), suffix) << kind << ' ' << type;
         }
     }
     // A rebuilt table takes the source's side.
-    TargetType = "ORACLE";
-    ColMaps.clear();
-    AddTyped("a", "Numeric", "Date", 20, 3);
-    EXPECT_EQ(ColumnSizeSuffix(0, "O"), "(21,4)");
-    TargetType = "FOXPRO";
-    EXPECT_EQ(ColumnSizeSuffix(0, "O"), "(21,4)");
+    for (const char* kind : {"ORACLE", "FOXPRO"}) {
+        TargetType = kind;
+        size("Date");
+        EXPECT_EQ(ColumnSizeSuffix(0, "O"), "(21,4)");
+    }
 }
 
 TEST_F(TargetTablesTest, SomeNumbersTakeNoSize) {
     TargetType = "ORACLE";
-    for (const char* type : {"Long",
-                             "Double",
-                             "Integer",
-                             "Single",
-                             "Currency",
-                             "int",
-                             "money",
-                             "smallint",
-                             "TinyInt",
-                             "real",
-                             "float",
-                             " decimal "}) {
+    std::istringstream types(
+        "Long Double Integer Single Currency int money smallint TinyInt real float decimal");
+    for (std::string type; types >> type;) {
         ColMaps.clear();
-        AddTyped("a", "Numeric", "Number").SDtype = type;
+        AddTyped("a", "Numeric", "Number").SDtype = " " + type + " ";
         EXPECT_EQ(ColumnSizeSuffix(0, "N"), "") << type;
     }
     // Oracle to Oracle, a number without a stated precision keeps none.

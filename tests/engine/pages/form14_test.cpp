@@ -3,10 +3,9 @@
 #include "engine/pages/form14.h"
 
 #include "connectors/pages/wizard_flow.h"
-#include "core/session_state.h"
-#include "mapping/column_discovery.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "text/schema_ini_writer.h"
 
@@ -52,26 +51,17 @@ protected:
         TextDestDelim = ";";
         TextDestHeader = kTrue;
         TextDestQual = "\"";
-        PrepareTables();
+        test::MapTables();
     }
     void MakeAccessTarget() {
         TargetType = "ACCESS";
         TargetConnStr =
             "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + (folder_ / "t.mdb").string();
         Catalog().Create(TargetConnStr);
-        PrepareTables();
-    }
-    void PrepareTables() {
-        FillTargetTables();
-        std::vector<std::string> names;
-        LoadSourceColumns();
-        CheckTargetTables(names);
-        LoadTargetColumns();
-        BuildColMaps();
+        test::MapTables();
     }
     static std::string Log() {
-        std::string log = FromQt(Control<QPlainTextEdit>("Form14", "LogTxt").toPlainText());
-        return log;
+        return FromQt(Control<QPlainTextEdit>("Form14", "LogTxt").toPlainText());
     }
     static std::string Buttons() {
         std::string enabled;
