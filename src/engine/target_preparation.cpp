@@ -1,5 +1,6 @@
 #include "engine/target_preparation.h"
 
+#include "engine/own_source.h"
 #include "engine/run_log.h"
 
 namespace vantry {
@@ -24,6 +25,17 @@ const std::string& TargetName(i16 i) {
     return DstTables.at(static_cast<std::size_t>(i)).Name;
 }
 
+void RequireOtherTable(i16 i) {
+    const auto table = static_cast<std::size_t>(i);
+    if (IsItsOwnSource(SrcTables.at(table), DstTables.at(table))) {
+        throw DataError(kErrUnspecified,
+                        "\"" + DstTables[table].Name +
+                            "\" is the table that the rows come from: they would be gone before "
+                            "they are read. It stays as it is. Choose another target table, or "
+                            "append to this one.");
+    }
+}
+
 }  // namespace
 
 i16 DropTargetTable(i16 i) {
@@ -31,6 +43,7 @@ i16 DropTargetTable(i16 i) {
     try {
         Connection connection;
         AppendLog(log_line::AboutToDrop(name));
+        RequireOtherTable(i);
         // Opened twice: the first open makes a file engine let go of what an earlier table of the
         // run left cached of this one.
         connection.Open(TargetConnStr);
@@ -53,6 +66,7 @@ i16 DeleteTargetRows(i16 i) {
         connection.CursorLocation = adUseClient;
         connection.Open(TargetConnStr);
         AppendLog(log_line::AboutToDelete(name));
+        RequireOtherTable(i);
         connection.Execute("delete from " + TableInStatement(name));
         AppendLog(log_line::Deleted(name));
         return kTrue;

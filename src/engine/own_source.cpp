@@ -1,0 +1,102 @@
+#include "engine/own_source.h"
+
+#include "data/connection_string.h"
+#include "data/letter_case.h"
+#include "drivers/file/file_name.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <string_view>
+
+namespace vantry {
+namespace {
+
+const std::string& FileOrServer(const ConnectionString& connection) {
+    return connection.GetAny(
+        {"Data Source", "DataSource", "DBQ", "SERVER", "SERVERNAME", "HOST", "ADDRESS"});
+}
+
+const std::string& DatabaseOf(const ConnectionString& connection) {
+    return connection.GetAny({"DATABASE", "DB", "Initial Catalog"});
+}
+
+const std::string& UserOf(const ConnectionString& connection) {
+    return connection.GetAny({"User ID", "UID", "USER"});
+}
+
+bool IsThisMachine(std::string_view server) {
+    constexpr std::string_view kNames[] = {"", ".", "(local)", "localhost", "127.0.0.1", "::1"};
+    return std::any_of(std::begin(kNames), std::end(kNames), [&](std::string_view name) {
+        return EqualsNoCase(name, server);
+    });
+}
+
+bool SameFileOrServer(const std::string& source, const std::string& target) {
+    if (SameName(source, target) || (IsThisMachine(source) && IsThisMachine(target))) {
+        return true;
+    }
+    std::error_code no_file;
+    return std::filesystem::equivalent(
+        file::ResolveFileName(source), file::ResolveFileName(target), no_file);
+}
+
+std::string_view PortOf(const ConnectionString& connection) {
+    const auto& port = connection.Get("PORT");
+    return port.empty() && TargetType == "MySQL" ? std::string_view("3306") : port;
+}
+
+// Who may log in, and by which driver, makes no difference to where a connection leads.
+bool SamePlace(const ConnectionString& source, const ConnectionString& target) {
+    const auto same = [&](std::string_view key) {
+        return EqualsNoCase(source.Get(key), target.Get(key));
+    };
+    if (!SameFileOrServer(FileOrServer(source), FileOrServer(target)) || !same("DSN") ||
+        !same("FILEDSN") || !same("SOCKET") || PortOf(source) != PortOf(target)) {
+        return false;
+    }
+    const bool says_where = !FileOrServer(source).empty() || !DatabaseOf(source).empty() ||
+                            source.Has("DSN") || source.Has("FILEDSN");
+    return says_where || source.Text() == target.Text();
+}
+
+// The target's statements name no owner: the table is in what the connection opens for its user.
+bool SameOwner(const TableRec& table,
+               const ConnectionString& source,
+               const ConnectionString& target) {
+    const std::string_view owner = Trimmed(table.Owner);
+    const bool same_database = EqualsNoCase(DatabaseOf(source), DatabaseOf(target));
+    if (SourceType == "MySQL" && !owner.empty()) {
+        return EqualsNoCase(owner, DatabaseOf(target));  // the owner is the database
+    }
+    if (SourceType == "MSSQL") {
+        return same_database &&
+               (owner.empty() || EqualsNoCase(owner, "dbo") || EqualsNoCase(owner, UserOf(target)));
+    }
+    if (SourceType == "ORACLE") {
+        return EqualsNoCase(owner.empty() ? std::string_view(UserOf(source)) : owner,
+                            UserOf(target));
+    }
+    return same_database;
+}
+
+std::string_view BareName(std::string_view name) {
+    constexpr std::string_view kFoxProFile = ".dbf";
+    name = Trimmed(name);
+    const bool is_file = SourceType == "FOXPRO" && name.size() > kFoxProFile.size() &&
+                         EqualsNoCase(name.substr(name.size() - kFoxProFile.size()), kFoxProFile);
+    return is_file ? name.substr(0, name.size() - kFoxProFile.size()) : name;
+}
+
+}  // namespace
+
+bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
+    const bool same_kind = SourceType == TargetType || SourceType == "ODBC";
+    if (!same_kind || !SameName(BareName(source.Name), BareName(target.Name))) {
+        return false;
+    }
+    const auto from = ConnectionString::Parse(SourceConnStr);
+    const auto to = ConnectionString::Parse(TargetConnStr);
+    return SamePlace(from, to) && SameOwner(source, from, to);
+}
+
+}  // namespace vantry

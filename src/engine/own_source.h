@@ -1,0 +1,13 @@
+#pragma once
+// A table pair whose two sides are one table: emptied or dropped to receive the rows, it would take
+// them with it.
+
+#include "core/session_state.h"
+
+namespace vantry {
+
+// Whether the session's connections lead to the same data and both names mean the same table there.
+// Names compare without case, also where a server tells them apart: a refusal costs nothing.
+bool IsItsOwnSource(const TableRec& source, const TableRec& target);
+
+}  // namespace vantry
