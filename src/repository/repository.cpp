@@ -243,7 +243,9 @@ void DeleteSession(i32 session_id) {
                 "delete from sessions where sessionid=" + id});
     if (!log_file.empty()) {
         RemoveIfThere(log_file);
-        RemoveIfThere(SummaryFileOf(log_file));
+        if (const std::string summary = SummaryFileOf(log_file); IsSummary(summary)) {
+            RemoveIfThere(summary);
+        }
     }
 }
 

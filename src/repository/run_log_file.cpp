@@ -7,20 +7,31 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 namespace vantry {
 
 namespace {
 
-// A database named by mistake: the first line of a run would be all that is left of it.
-bool IsNoText(const std::string& path) {
-    const file::UniqueFd descriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    char begin[512];
-    const auto length = descriptor ? ::read(descriptor.Get(), begin, sizeof begin) : 0;
-    return length > 0 && std::memchr(begin, 0, static_cast<std::size_t>(length)) != nullptr;
+// An empty file, and one whose first line a full disk has cut off, are logs, too.
+bool IsSessionLog(const std::string& path) {
+    const file::UniqueFd descriptor(
+        ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+    if (!descriptor) {
+        return errno != EACCES;  // what else is wrong shows when it is opened for writing
+    }
+    char bytes[64];
+    const auto length = std::max<ssize_t>(::read(descriptor.Get(), bytes, sizeof bytes), 0);
+    const std::string_view begin(bytes, static_cast<std::size_t>(length));
+    for (const std::string& line : {log_line::Started(), log_line::TextStarted()}) {
+        const std::string_view words = std::string_view(line).substr(0, line.find(" at ") + 4);
+        if (begin.starts_with(words) || words.starts_with(begin)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -42,17 +53,26 @@ LogFile LogFile::Open(const std::string& path) {
     if (!S_ISREG(state.st_mode)) {
         throw file::SystemError(path, "opened for writing the log", EINVAL);
     }
-    if (IsNoText(path)) {
-        throw DataError(kErrUnspecified,
-                        "The log file '" + path +
-                            "' isn't a text file: it is left as it is. Give the session another "
-                            "log file.");
-    }
     if ((state.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
         // Fails on somebody else's file, which is then as private as its owner wants it.
         static_cast<void>(::fchmod(descriptor.Get(), S_IRUSR | S_IWUSR));
     }
     return LogFile(std::move(descriptor));
+}
+
+LogFile LogFile::OpenForSession(const std::string& path) {
+    if (!IsSessionLog(path)) {
+        throw DataError(kErrUnspecified,
+                        "The log file '" + path +
+                            "' holds something else than the log of a session: it is left as it "
+                            "is. Give the session another log file.");
+    }
+    return Open(path);
+}
+
+bool LogFile::IsEmpty() const {
+    struct stat state {};
+    return !descriptor_ || ::fstat(descriptor_.Get(), &state) != 0 || state.st_size == 0;
 }
 
 void LogFile::Clear() {

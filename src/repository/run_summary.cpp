@@ -5,10 +5,14 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
 
 namespace vantry {
 namespace {
+
+// What SummaryText() begins with.
+constexpr std::string_view kBegin = "{\n  \"session\": ";
 
 void AppendQuoted(std::string_view text, std::string& out) {
     out += '"';
@@ -109,6 +113,18 @@ std::string SummaryText(const RunSummary& summary) {
 
 std::string SummaryFileOf(const std::string& log_file) {
     return log_file + ".json";
+}
+
+bool IsSummary(const std::string& path) {
+    std::array<char, kBegin.size()> begin{};
+    try {
+        const auto summary = file::File::OpenIfThere(path, file::OpenMode::Read);
+        return summary &&
+               summary->Read(0, std::as_writable_bytes(std::span(begin))) == begin.size() &&
+               std::string_view(begin.data(), begin.size()) == kBegin;
+    } catch (const DataError&) {
+        return false;
+    }
 }
 
 void WriteSummary(const std::string& path, const RunSummary& summary) {

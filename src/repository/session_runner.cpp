@@ -69,6 +69,7 @@ private:
     void RunPolled();
     void SaveRecord();
     RunnerExit CodeOfTables() const;
+    void RemoveFormerSummary() const;
     RunnerExit Refuse(const NotStarted& why);
     void Summarize(RunnerExit code);
     void Tell(const std::string& line) const { surroundings_.tell(line); }
@@ -143,8 +144,8 @@ void SavedRun::OpenLog() {
     LogFile log;
     if (!log_file_.empty()) {
         try {
-            log = LogFile::Open(log_file_);
-            file::RemoveFile(SummaryFileOf(log_file_));  // of the run before
+            log = LogFile::OpenForSession(log_file_);
+            RemoveFormerSummary();
         } catch (const DataError& error) {
             log_file_.clear();
             throw NotStarted{kRunNotStarted, error.Description()};
@@ -157,6 +158,18 @@ void SavedRun::OpenLog() {
         view_->AddWarning(std::move(warning));
     }
     CurrentRunView = view_.get();
+}
+
+// That of the run before; another program's file may have the name, where the log's is unusual.
+void SavedRun::RemoveFormerSummary() const {
+    const std::string file = SummaryFileOf(log_file_);
+    if (file::StampOf(file) && !IsSummary(file)) {
+        throw DataError(kErrUnspecified,
+                        "The file '" + file +
+                            "' is none of ours, and has the name that the summary of the run gets. "
+                            "Give the session another log file.");
+    }
+    file::RemoveFile(file);
 }
 
 RunnerExit SavedRun::Run() {
@@ -305,7 +318,8 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
     bool told = false;
     if (!log_file_.empty()) {
         try {
-            told = LogFile::Open(log_file_).Append("\r\n" + why.reason);
+            LogFile log = LogFile::OpenForSession(log_file_);
+            told = log.Append((log.IsEmpty() ? log_line::Started() : "") + "\r\n" + why.reason);
         } catch (const DataError&) {
         }
     }

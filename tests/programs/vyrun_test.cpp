@@ -1,7 +1,8 @@
-#include "data/value_text.h"
+#include "engine/session_fixture.h"
 #include "programs/application.h"
 #include "repository/program_lock.h"
 #include "repository/saved_session.h"
+#include "support/session_steps.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -20,45 +21,30 @@ namespace {
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
-// The log with its times blanked out.
-std::string Readable(std::string log) {
-    log = std::regex_replace(log, std::regex("\r\n"), "\n");
-    log = std::regex_replace(
-        log, std::regex("(Started loading at :|Started Loading at |End Time is :).*"), "$1T");
-    return std::regex_replace(log, std::regex("(Time Elapsed :|for Session:).*"), "$1E");
-}
-
 mode_t ModeOf(const std::string& file) {
     struct stat state {};
     EXPECT_EQ(::stat(file.c_str(), &state), 0) << file;
     return state.st_mode & 0777U;
 }
 
-std::int64_t NumberIn(const std::string& summary, const std::string& name, int nth = 0) {
+std::int64_t NumberIn(const std::string& summary, const std::string& name) {
+    std::smatch found;
     const std::regex number("\"" + name + "\": (-?[0-9]+)");
-    std::sregex_iterator found(summary.begin(), summary.end(), number);
-    for (; nth > 0 && found != std::sregex_iterator(); --nth) {
-        ++found;
-    }
-    return found == std::sregex_iterator() ? -1 : std::stoll((*found)[1]);
+    return std::regex_search(summary, found, number) ? std::stoll(found[1]) : -1;
 }
 
 TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(25));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    const std::string id = std::to_string(app.Save("first"));
+    const std::string id = std::to_string(app.SaveOrders("first", 25));
 
     const auto first = app.Run({id});
     EXPECT_EQ(first.exit_code, 0) << first.errors;
     EXPECT_EQ(first.output, "");
-    const std::string created =
-        "Started loading at :T\nAbout To Create Table orders.csv\n\norders Table Created "
-        "Successfully\n\nAbout to Insert Rows from orders.csv to orders\n25 Rows Loaded Time "
-        "Elapsed :E\nEnd Time is :T\nTotal Time Elapsed for Session:E\n*******( F.I.N.I.S.H "
-        ")*********";
-    EXPECT_EQ(Readable(app.Log("first")), created);
+    const std::string loaded =
+        "About to Insert Rows from orders.csv to orders\n25 Rows Loaded Time Elapsed :E";
+    EXPECT_EQ(ReadableLog(app.Log("first")),
+              RunLog("About To Create Table orders.csv\n\norders Table Created Successfully\n\n" +
+                     loaded));
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 25);
     EXPECT_EQ(NumberIn(app.Summary("first"), "exitCode"), 0);
     EXPECT_EQ(NumberIn(app.Summary("first"), "rowsRead"), 25);
@@ -72,10 +58,7 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
 
     const auto second = app.Run({id, "ShowOutput"});
     EXPECT_EQ(second.exit_code, 0) << second.errors;
-    EXPECT_EQ(Readable(app.Log("first")),
-              "Started loading at :T\nAbout to Insert Rows from orders.csv to orders\n25 Rows "
-              "Loaded Time Elapsed :E\nEnd Time is :T\nTotal Time Elapsed for "
-              "Session:E\n*******( F.I.N.I.S.H )*********");
+    EXPECT_EQ(ReadableLog(app.Log("first")), RunLog(loaded));
     EXPECT_NE(second.output.find("25 Rows Loaded"), std::string::npos);
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 50);
     for (const char* file : {"log/first.log", "log/first.log.json", "log/session1.lock"}) {
@@ -85,10 +68,7 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
 
 TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(5));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("good");  // 1
+    app.SaveOrders("good", 5);  // 1
     SourceConnStr = TextSourceConnectionString(app.Path("in"));
     TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("nosuch.mdb");
     SessionSave save;
@@ -114,17 +94,22 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     app.FromText("orders.csv");
     app.ToAccess("out.mdb");
     app.Save("lost_table");  // 7
-    Connection repository;
-    repository.Open(RepoConnStr);
-    repository.Execute("update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where SessionID=7");
-    repository.Execute("update sessions set LogFileName=\"\" where SessionID=7");
-    repository.Close();
+    RunStatement(RepoConnStr,
+                 "update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where SessionID=7");
+    RunStatement(RepoConnStr, "update sessions set LogFileName=\"\" where SessionID=7");
     // The log's name is that of a database.
     app.FromText("orders.csv");
     app.ToAccess("out.mdb");
     save.LogName = app.Path("out.mdb");
     SaveSession(save);  // 8
     const std::string database = app.Folder().Read("out.mdb");
+    // That of a text of the user's own, and one whose summary would have such a name.
+    save.LogName = app.Folder().Write("letter.txt", "\r\nDear Sir\r\n").string();
+    fs::permissions(save.LogName, static_cast<fs::perms>(0644));
+    SaveSession(save);  // 9
+    save.LogName = app.Path("package");
+    app.Folder().Write("package.json", "{\n  \"name\": 1}");
+    SaveSession(save);  // 10
     const auto busy = ProgramLock::Take(app.Path("log/session1.lock"));
     ASSERT_TRUE(busy);
 
@@ -146,7 +131,9 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
         {{"4"}, 3, "no tables", "no_tables"},
         {{"5"}, 3, "linked_log.log", "VYRun"},
         {{"6"}, 3, "PAPER", "no_kind"},
-        {{"8"}, 3, "isn't a text file", "VYRun"},
+        {{"8"}, 3, "holds something else", "VYRun"},
+        {{"9"}, 3, "holds something else", "VYRun"},
+        {{"10"}, 3, "is none of ours", "VYRun"},
         {{"7"}, 1, "", nullptr},  // each row fails, and there are few
     };
     for (const auto& c : cases) {
@@ -158,6 +145,11 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
         }
     }
     EXPECT_EQ(app.Folder().Read("other.txt"), "kept");
+    EXPECT_EQ(app.Folder().Read("letter.txt"), "\r\nDear Sir\r\n");
+    EXPECT_EQ(ModeOf(app.Path("letter.txt")), 0644U);
+    EXPECT_EQ(app.Folder().Read("package.json"), "{\n  \"name\": 1}");
+    DeleteSession(10);
+    EXPECT_TRUE(fs::exists(app.Path("package.json")));
     EXPECT_EQ(app.Folder().Read("out.mdb").substr(0, 2048), database.substr(0, 2048));
     EXPECT_EQ(NumberIn(app.Summary("no_target"), "exitCode"), 3);
     fs::remove(RepositoryFile(app.Folder().Path().string()));
@@ -191,10 +183,7 @@ TEST(VYRun, FailedRowsAndLostTablesShowInTheExitCode) {
 
 TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(1'000'000));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("long");
+    app.SaveOrders("long", 1'000'000);
     auto run = app.Start("VYRun", {"1"});
     ASSERT_TRUE(
         Within(20, [&] { return app.Log("long").find("About to Insert") != app.Log("").npos; }));
@@ -204,7 +193,7 @@ TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     run.Signal(SIGCONT);
     const auto ended = run.Wait();
     EXPECT_EQ(ended.exit_code, 5) << ended.errors;
-    const std::string log = Readable(app.Log("long"));
+    const std::string log = ReadableLog(app.Log("long"));
     EXPECT_NE(log.find("User Requested to cancel loading Time Elapsed :E\nEnd Time is :T"),
               std::string::npos)
         << log;
@@ -215,14 +204,10 @@ TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
 
 TEST(VYRun, AfterAKillTheNextRunGoesOnWhereNothingIsBroken) {
     const int rows = 1'000'000;
-    const std::string text = NumberedRows(rows);
     int killed = 0;
     for (const int wait_ms : {0, 10, 40, 100}) {
         const Application app;
-        app.Folder().Write("in/orders.csv", text);
-        app.FromText("orders.csv");
-        app.ToAccess("out.mdb");
-        app.Save("killed");
+        app.SaveOrders("killed", rows);
         {
             auto run = app.Start("VYRun", {"1"});
             ASSERT_TRUE(Within(20, [&] { return !app.Log("killed").empty(); }));
@@ -259,19 +244,10 @@ TEST(VYRun, WhatADeadRunLeftInTheTargetDoesntStopTheNextOne) {
     for (const auto& c : cases) {
         for (const bool died : {true, false}) {
             const Application app;
-            app.Folder().Write("in/orders.csv", NumberedRows(5));
-            app.FromText("orders.csv");
-            app.ToAccess("out.mdb");
-            app.Save("died");
+            app.SaveOrders("died", 5);
             EXPECT_EQ(app.Run({"1"}).exit_code, 0);
-            for (const auto& [connection_string, statement] :
-                 {std::pair(RepoConnStr, std::string("update vytabs set ") + c.in_repository),
-                  std::pair(TargetConnStr, std::string(c.in_target))}) {
-                Connection connection;
-                connection.Open(connection_string);
-                connection.Execute(statement);
-                connection.Close();
-            }
+            RunStatement(RepoConnStr, std::string("update vytabs set ") + c.in_repository);
+            RunStatement(TargetConnStr, c.in_target);
             if (died) {
                 app.Folder().Write("log/session1.lock", "unfinished\n");
             }
@@ -292,10 +268,7 @@ TEST(VYRun, WhatADeadRunLeftInTheTargetDoesntStopTheNextOne) {
 
 TEST(VYRun, AWindowStaysAfterTheRunUntilItIsToldToGo) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(5));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("shown");
+    app.SaveOrders("shown", 5);
     ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
     auto run = app.Start("VYRun", {"1", "ShowOutput"});
     ::unsetenv("QT_QPA_PLATFORM");
@@ -311,10 +284,7 @@ TEST(VYRun, AWindowStaysAfterTheRunUntilItIsToldToGo) {
 
 TEST(VYRun, NeitherAReaderNorADisplayThatIsGoneKeepsTheRunFromItsEnd) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(50));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("shown");
+    app.SaveOrders("shown", 50);
     ::setenv("DISPLAY", ":7777", 1);
     const auto without_display = app.Run({"1", "ShowOutput"});
     ::unsetenv("DISPLAY");
