@@ -1,5 +1,6 @@
 #include "engine/row_loader_mysql.h"
 
+#include "data/letter_case.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "engine/row_walk.h"
@@ -113,6 +114,15 @@ void AppendBinaryPiece(const Cell& value, std::string& batch) {
     batch += "',";
 }
 
+// A source that doesn't hold its columns to their types may have any text in a column of numbers.
+// Bare in the statement, what is neither a number nor a GUID would be read as part of it.
+bool CanStandBare(std::string_view text) {
+    const bool is_guid =
+        text.starts_with('{') &&
+        text.find_first_not_of("{}-0123456789abcdefABCDEF") == std::string_view::npos;
+    return is_guid || ParseDouble(text);
+}
+
 void AppendPlainPiece(const Cell& value, std::string& batch) {
     switch (value.Kind()) {
         case ValueKind::Null:
@@ -128,6 +138,12 @@ void AppendPlainPiece(const Cell& value, std::string& batch) {
             batch.append(digits.data(), end);
             break;
         }
+        case ValueKind::Text:
+            if (const auto text = Trimmed(value.AsText()); !CanStandBare(text)) {
+                AppendQuoted(text, batch);
+                return;
+            }
+            [[fallthrough]];
         default:
             AppendTrimmedText(value, batch);
             break;

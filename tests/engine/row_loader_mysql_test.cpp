@@ -86,6 +86,15 @@ TEST_F(MySQLLoaderTest, ValuesStandInTheStatementByTheirType) {
         {adDouble, Value(Cell::Double(0.5)), "0.5"},
         {adNumeric, Value(Cell::NumberText("3.25")), "3.25"},
         {adGUID, Text("  {abc}  "), "{abc}"},
+        // Sources without strict columns: what isn't a number never becomes part of the statement.
+        {adNumeric,
+         Text(" 98765432109876543210987654321098765432109876543210 "),
+         "98765432109876543210987654321098765432109876543210"},
+        {adDouble, Text("-1.5e+10"), "-1.5e+10"},
+        {adInteger, Text(" 1),(2 "), "'1),(2'"},
+        {adInteger, Text("user()"), "'user()'"},
+        {adInteger, Text("d_a"), "'d_a'"},
+        {adVariant, Text("O'Brien"), "'O''Brien'"},
     };
     for (const auto& [type, value, text] : cases) {
         ClearTable();
