@@ -161,11 +161,9 @@ private:
         return true;
     }
 
-    // A literal, or an expression up to the next comma or word outside its brackets, as it stands.
+    // An expression up to the next comma or word outside its brackets, as it stands: a text keeps
+    // its quotes, without which it would be a name.
     std::string ParseDefault() {
-        if (reader_.Current().kind == TokenKind::String) {
-            return reader_.Take().text;
-        }
         const auto begin = reader_.Offset();
         int open = 0;
         std::size_t taken = 0;

@@ -100,6 +100,20 @@ TEST_F(AccessDriverTest, TakesTheConnectionStringsOfItsProvidersAndOfTheBuiltInD
         std::string::npos);
 }
 
+TEST_F(AccessDriverTest, DefaultsOfAStatementAreTakenAsTheyWereWritten) {
+    const auto text =
+        "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "made.mdb").string();
+    driver_->CreateDatabase(ConnectionString::Parse(text));
+    const auto connection = Connect(text);
+    connection->Execute(
+        "Create Table [t] ([id] Long, [a] Text(10) DEFAULT 'it''s', [b] Text(5) DEFAULT \"x\" NOT "
+        "NULL, [c] Long DEFAULT 5, [d] YesNo DEFAULT Yes, [e] DateTime DEFAULT #2/1/2024#)");
+    connection->Execute("insert into t (id) values (1)");
+    connection->Execute("insert into t (id, a) values (2, null)");
+    EXPECT_EQ(Rows(*connection, "select * from t"),
+              (Strings{"1|it's|x|5|True|2024-02-01", "2|NULL|x|5|True|2024-02-01"}));
+}
+
 TEST_F(AccessDriverTest, ListsTablesQueriesAndLinksByNameWithTheirTypes) {
     const auto listed = [&](const std::string& file) {
         Strings lines;

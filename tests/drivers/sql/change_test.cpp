@@ -139,7 +139,7 @@ TEST_F(ChangeTest, CreateTableIsReadWithTypesWidthsAndRules) {
     EXPECT_EQ(
         columns,
         "New Table; id COUNTER 10,2 key ; n TEXT 40,0 required ; d DOUBLE PRECISION 0,0 1 + 1; v "
-        "NATIONAL CHARACTER VARYING 9,0 compressed unique ; p DECIMAL 12,3 ; m MEMO 0,0 none");
+        "NATIONAL CHARACTER VARYING 9,0 compressed unique ; p DECIMAL 12,3 ; m MEMO 0,0 'none'");
     ASSERT_EQ(made.indexes.size(), 3U);
     EXPECT_EQ(made.indexes[0].name, "pk");
     EXPECT_TRUE(made.indexes[0].primary);
