@@ -159,27 +159,85 @@ Term StatementCompiler::InList(const Expression& expression, Scope& scope) {
     return Truth("(" + sql + (expression.negated ? " NOT IN (" : " IN (") + list + "))");
 }
 
-Term StatementCompiler::InQuery(const Expression& expression, Scope& scope) {
-    const auto subject = Compile(*expression.operands[0], scope);
+std::unique_ptr<SelectPlan> StatementCompiler::PlanOneColumn(const Expression& expression,
+                                                             Scope& scope) {
     auto plan = PlanSubquery(*expression.query, scope);
     if (plan->types.size() != 1) {
         throw SyntaxErrorInExpression(" (one field is wanted of a subquery)", expression.text);
     }
+    return plan;
+}
+
+Term StatementCompiler::InQuery(const Expression& expression, Scope& scope) {
+    const auto subject = Compile(*expression.operands[0], scope);
+    auto plan = PlanOneColumn(expression, scope);
+    return Member(subject, *plan, expression.negated);
+}
+
+Term StatementCompiler::Member(const Term& subject, SelectPlan& plan, bool negated) {
     const auto left = FamilyOf(subject.type);
-    const auto right = FamilyOf(plan->types[0]);
+    const auto right = FamilyOf(plan.types[0]);
     const bool known = left != Family::Unknown && right != Family::Unknown;
     if (known && (left == Family::Text) != (right == Family::Text)) {
         throw TypeMismatch();
     }
-    auto sql = IsWide(plan->types[0]) ? AsExact(subject)
+    auto sql = IsWide(plan.types[0])  ? AsExact(subject)
                : IsWide(subject.type) ? AsNumber(subject)
                : subject.dynamic      ? AsFamily(subject, right)
                                       : Value(subject);
     if (right == Family::Text && !subject.collated) {
         sql += " COLLATE VY";
     }
-    return Truth("(" + sql + (expression.negated ? " NOT IN (" : " IN (") + Render(*plan, {}).sql +
-                 "))");
+    return Truth("(" + sql + (negated ? " NOT IN (" : " IN (") + Render(plan, {}).sql + "))");
+}
+
+// A comparison with all rows of a query, or with any, is one with the least or the greatest of
+// them. What is left to say: with no rows at all it is true of all and of none, and a Null among
+// them leaves open what the others don't decide.
+Term StatementCompiler::Quantified(const Expression& expression, Scope& scope) {
+    const auto subject = Compile(*expression.operands[0], scope);
+    auto plan = PlanOneColumn(expression, scope);
+    const auto rows = " FROM (" + Render(*plan, {}).sql + "))";
+    const std::string value =
+        FamilyOf(plan->types[0]) == Family::Text ? "x0 COLLATE VY" : std::string("x0");
+    const auto compared = [&](Operator op, std::string_view choice) {
+        Term extreme;
+        extreme.sql = "(SELECT " + std::string(choice) + "(" + value + ")" + rows;
+        extreme.type = plan->types[0];
+        return Comparison(op, subject, extreme).sql;
+    };
+    const bool all = expression.all;
+    std::string decided;
+    switch (expression.op) {
+        case Operator::Greater:
+        case Operator::GreaterOrEqual:
+            decided = compared(expression.op, all ? "max" : "min");
+            break;
+        case Operator::Less:
+        case Operator::LessOrEqual:
+            decided = compared(expression.op, all ? "min" : "max");
+            break;
+        case Operator::Equal:
+        case Operator::ExactlyEqual:
+        case Operator::NotEqual: {
+            // Equal to all: to the least and the greatest. Equal to any: one of them.
+            const bool same = expression.op != Operator::NotEqual;
+            if (same != all) {
+                return Member(subject, *plan, all);
+            }
+            decided = same ? "(" + compared(Operator::Equal, "min") + " AND " +
+                                 compared(Operator::Equal, "max") + ")"
+                           : "(" + compared(Operator::NotEqual, "min") + " OR " +
+                                 compared(Operator::NotEqual, "max") + ")";
+            break;
+        }
+        default:
+            throw SyntaxErrorInExpression("", expression.text);
+    }
+    const auto open = "(SELECT CASE WHEN count(x0) = count(*) THEN " +
+                      std::string(all ? "1" : "0") + " END" + rows;
+    return Truth("(CASE WHEN EXISTS (SELECT 1" + rows + " THEN (" + decided +
+                 (all ? " AND " : " OR ") + open + ") ELSE " + (all ? "1" : "0") + " END)");
 }
 
 }  // namespace vantry::sql

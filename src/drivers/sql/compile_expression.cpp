@@ -182,6 +182,8 @@ Term StatementCompiler::CompileNode(const Expression& expression, Scope& scope) 
             return InList(expression, scope);
         case Kind::InQuery:
             return InQuery(expression, scope);
+        case Kind::AllOrAny:
+            return Quantified(expression, scope);
         case Kind::IsNull: {
             const auto subject = Compile(*expression.operands[0], scope);
             return Truth("(" + Value(subject) +
@@ -532,10 +534,7 @@ Term StatementCompiler::Concatenation(const Term& left, const Term& right) {
 
 // (SELECT ...) as a value: one column, at most one row.
 Term StatementCompiler::Subquery(const Expression& expression, Scope& scope) {
-    auto plan = PlanSubquery(*expression.query, scope);
-    if (plan->types.size() != 1) {
-        throw SyntaxErrorInExpression(" (one field is wanted of a subquery)", expression.text);
-    }
+    auto plan = PlanOneColumn(expression, scope);
     Term term;
     term.type = plan->types[0];
     const auto inner = Render(*plan, {}).sql;

@@ -197,12 +197,42 @@ ExpressionPtr ExpressionParser::ParseComparison() {
         }
         if (op) {
             reader_.Take();
+            if (ParseQuantified(left, *op, begin)) {
+                continue;
+            }
             auto right = ParseLevel(kComparison + 1);
             left = Join(*op, std::move(left), std::move(right), begin);
         } else if (!ParseWordComparison(left, begin)) {
             return left;
         }
     }
+}
+
+// All (SELECT ...), Any (SELECT ...) or Some (SELECT ...) behind a comparison's sign. False if none
+// follows.
+bool ExpressionParser::ParseQuantified(ExpressionPtr& left, Operator op, std::size_t begin) {
+    if (!reader_.IsAnyWord({"all", "any", "some"})) {
+        return false;
+    }
+    const auto bracket = ReadToken(reader_.Here().sql, reader_.Current().end, reader_.Kind());
+    if (bracket.kind != TokenKind::Symbol || bracket.text != "(" ||
+        !SameWord(ReadToken(reader_.Here().sql, bracket.end, reader_.Kind()).text, "select")) {
+        return false;
+    }
+    auto node = Make(Expression::Kind::AllOrAny);
+    node->op = op;
+    node->all = reader_.IsWord("all");
+    reader_.Take();
+    reader_.Take();
+    node->operands.push_back(std::move(left));
+    std::size_t depth = 0;
+    node->query = ParseNestedQuery(depth);
+    node->depth = depth + 1;
+    if (!reader_.AcceptSymbol(")")) {
+        throw MissingOperatorHere();
+    }
+    left = Finish(std::move(node), begin);
+    return true;
 }
 
 // Like, Between, In, Is, each with its Not. False if none follows.

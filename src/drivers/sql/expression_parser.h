@@ -40,6 +40,7 @@ private:
     ExpressionPtr ParseLevel(int level);
     ExpressionPtr ParseNot();
     ExpressionPtr ParseComparison();
+    bool ParseQuantified(ExpressionPtr& left, Operator op, std::size_t begin);
     bool ParseWordComparison(ExpressionPtr& left, std::size_t begin);
     ExpressionPtr ParseUnary();
     ExpressionPtr ParsePower();

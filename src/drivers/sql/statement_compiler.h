@@ -181,6 +181,9 @@ private:
     Term Comparison(Operator op, Term left, Term right);
     Term InList(const Expression& expression, Scope& scope);
     Term InQuery(const Expression& expression, Scope& scope);
+    Term Member(const Term& subject, SelectPlan& plan, bool negated);
+    Term Quantified(const Expression& expression, Scope& scope);
+    std::unique_ptr<SelectPlan> PlanOneColumn(const Expression& expression, Scope& scope);
     Term Subquery(const Expression& expression, Scope& scope);
     std::string Condition(const Expression& expression, Scope& scope);
 

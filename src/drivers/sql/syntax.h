@@ -55,6 +55,7 @@ struct Expression {
         Between,    // operands[0] Between operands[1] And operands[2]
         InList,     // operands[0] In (operands[1..])
         InQuery,    // operands[0] In (query)
+        AllOrAny,   // operands[0] `op` All (query), or Any (query)
         IsNull,     // operands[0]
         Exists,     // query
         Subquery,   // (query) as a value
@@ -64,6 +65,7 @@ struct Expression {
     Operator op = Operator::Add;
     bool negated = false;   // Not Like, Not Between, Not In, Is Not Null
     bool distinct = false;  // Count(Distinct x), in FoxPro
+    bool all = false;       // of AllOrAny
     Value literal;
     std::size_t parameter = 0;
     std::string qualifier;

@@ -88,6 +88,30 @@ TEST_F(SelectTest, JoinsSubqueriesAndUnions) {
     Check(cases);
 }
 
+TEST_F(SelectTest, ComparesWithAllAndWithAnyRowOfAQuery) {
+    const Case cases[] = {
+        {"qty >= all (select qty from Orders where qty is not null)", "4"},
+        {"qty > all (select age from People)", ""},
+        {"not qty > all (select age from People)", "1\n2\n4\n5"},
+        {"qty > any (select 0 from People)", "1\n2\n4"},
+        {"not qty > any (select 99 from People)", "1\n2\n4\n5"},
+        {"qty < any (select age from People where name = 'nobody')", ""},
+        {"qty = some (select qty from Orders where id < 3)", "1\n2"},
+        {"qty <> all (select qty from Orders where id < 3)", "4\n5"},
+        {"qty <> all (select 3 from People where 1=2)", "1\n2\n3\n4\n5"},
+        {"qty = all (select 3 from People)", "1"},
+        {"qty <> any (select qty from Orders where id < 3)", "1\n2\n4\n5"},
+        {"customer <= all (select name from People)", "1\n3"},
+        {"id = all (select id from Orders i where i.customer = Orders.customer)", "2\n4\n5"},
+        {"price >= all (select price from Orders where price is not null)", "2"},
+        {"ordered > all (select ordered from Orders where id = 1)", "2"},
+    };
+    Check(cases, "select id from Orders where ");
+    EXPECT_EQ(Rows("select customer from Orders group by customer having count(*) >= all (select "
+                   "count(*) from Orders group by customer)"),
+              "Ada");
+}
+
 TEST_F(SelectTest, GroupsOrderAndTop) {
     const Case cases[] = {
         {"select customer, count(*), sum(qty) from Orders group by customer order by count(*) "
