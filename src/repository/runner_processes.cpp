@@ -9,10 +9,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace vantry {
 namespace {
 
-constexpr int kAtOnce = 16;
+constexpr std::size_t kAtOnce = 16;
 constexpr std::chrono::minutes kLong{10};
 
 // What a runner begins with: no input, no signals blocked, a session of its own.
@@ -69,13 +71,13 @@ void RunnerProcesses::Start(i32 session_id) {
     running_[session_id] = process;
 }
 
-bool RunnerProcesses::IsFull() const {
+std::size_t RunnerProcesses::Room() const {
     const auto now = std::chrono::steady_clock::now();
-    int recent = 0;
+    std::size_t recent = 0;
     for (const auto& [id, process] : running_) {
         recent += now - process.started < kLong ? 1 : 0;
     }
-    return recent >= kAtOnce;
+    return kAtOnce - std::min(kAtOnce, recent);
 }
 
 std::vector<RunnerProcesses::Ended> RunnerProcesses::TakeEnded() {

@@ -23,9 +23,8 @@ public:
     bool IsRunning(i32 session_id) const { return running_.contains(session_id); }
     // Throws DataError when the program can't be started.
     void Start(i32 session_id);
-    // Whether one more would be too many at once. One that has been going for long doesn't count:
-    // it may hang.
-    bool IsFull() const;
+    // How many more may run at once. One that has been going for long doesn't count: it may hang.
+    std::size_t Room() const;
 
     struct Ended {
         i32 SessionID = 0;

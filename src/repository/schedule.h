@@ -3,8 +3,8 @@
 // the time.
 //
 // A wall-clock time that a change to summer time leaves out is due when the clock has passed it;
-// one that a change back brings twice is due once, because the question is always "what comes after
-// the last due time".
+// one that a change back brings twice is due once, as long as the question is "what comes after the
+// last due time".
 
 #include "data/value.h"
 

@@ -10,6 +10,9 @@ namespace {
 
 constexpr std::int64_t kNanosPerHour = 3600 * kNanosPerSecond;
 constexpr std::int64_t kLongestStepBack = 2 * kNanosPerHour;
+// Lines of the state that are none of a session's.
+const std::string kOffset = "offset ";
+const std::string kEnd = "end";
 
 std::string IsoText(const DateTime& moment) {
     std::string text;
@@ -19,6 +22,21 @@ std::string IsoText(const DateTime& moment) {
 
 DateTime DayBefore(const DateTime& moment) {
     return {moment.day - 1, moment.nanos};
+}
+
+DateTime Earlier(const DateTime& moment, std::int64_t nanos) {
+    const auto left = moment.nanos - nanos;  // by less than a day
+    return left < 0 ? DateTime{moment.day - 1, left + 24 * kNanosPerHour}
+                    : DateTime{moment.day, left};
+}
+
+// In nanoseconds; 0 for a session that runs at fixed times.
+std::int64_t IntervalOf(const ScheduleRec& schedule) {
+    const std::int64_t count = schedule.SesRunDay.value_or(0);
+    if (schedule.SesFreq == "H") {
+        return count * kNanosPerHour;
+    }
+    return schedule.SesFreq == "N" ? count * kNanosPerHour / 60 : 0;
 }
 
 bool IsFurtherThan(const DateTime& later, const DateTime& earlier, std::int64_t nanos) {
@@ -80,8 +98,10 @@ void Scheduler::KeepGone(const DateTime& now) {
     std::erase_if(gone_, [&](const auto& item) { return item.second.dealt_with < DayBefore(now); });
 }
 
-std::vector<DueStart> Scheduler::TakeDue(const DateTime& now) {
+std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_offset) {
+    FollowOffset(utc_offset);
     ResetAfterStepBack(now);
+    last_look_ = now;
     std::vector<DueStart> starts;
     for (auto& [id, entry] : entries_) {
         if (!entry.next || *entry.next > now) {
@@ -114,6 +134,27 @@ std::vector<DueStart> Scheduler::TakeDue(const DateTime& now) {
     return starts;
 }
 
+// What has been dealt with is told in the time of the new offset, and the intervals that fit into
+// what the clock repeats have their due times there, too. Longer ones would come too early.
+void Scheduler::FollowOffset(std::int64_t utc_offset) {
+    const auto former = std::exchange(utc_offset_, utc_offset);
+    if (former == utc_offset) {
+        return;
+    }
+    state_changed_ = true;
+    const auto back = former ? (*former - utc_offset) * kNanosPerSecond : 0;
+    if (back <= 0 || back > kLongestStepBack) {
+        return;
+    }
+    for (auto& [id, entry] : entries_) {
+        const auto interval = IntervalOf(entry.schedule);
+        if (interval > 0 && interval <= back) {
+            entry.dealt_with = Earlier(last_look_.value_or(entry.dealt_with), back);
+            entry.next = NextDue(entry.schedule, entry.dealt_with);
+        }
+    }
+}
+
 void Scheduler::ResetAfterStepBack(const DateTime& now) {
     for (auto& [id, entry] : entries_) {
         const bool once =
@@ -138,6 +179,9 @@ std::optional<DateTime> Scheduler::NextDueTime() const {
 
 std::string Scheduler::State() const {
     std::string state;
+    if (utc_offset_) {
+        state = kOffset + std::to_string(*utc_offset_) + "\n";
+    }
     const auto add = [&](i32 id, const Entry& entry) {
         std::string moment = IsoText(entry.dealt_with);
         moment[10] = 'T';
@@ -151,7 +195,7 @@ std::string Scheduler::State() const {
             add(id, entry);
         }
     }
-    return state;
+    return state + kEnd + "\n";
 }
 
 bool Scheduler::TakeStateChanged() {
@@ -159,20 +203,32 @@ bool Scheduler::TakeStateChanged() {
 }
 
 void Scheduler::SetState(const std::string& state) {
-    has_history_ = true;
+    bool readable = true;
+    bool whole = false;
     std::istringstream lines(state);
     for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with(kOffset)) {
+            utc_offset_ = ParseInt64(std::string_view(line).substr(kOffset.size()));
+            continue;
+        }
+        if (line == kEnd) {
+            whole = true;
+            continue;
+        }
         std::istringstream words(line);
         i32 id = 0;
         std::string moment;
         Entry entry;
-        if (words >> id >> moment >> entry.signature) {
-            if (const auto dealt_with = ParseIsoDateTime(moment)) {
-                entry.dealt_with = *dealt_with;
-                entries_[id] = std::move(entry);
-            }
+        words >> id >> moment >> entry.signature;
+        const auto dealt_with = ParseIsoDateTime(moment);
+        if (words && dealt_with) {
+            entry.dealt_with = *dealt_with;
+            entries_[id] = std::move(entry);
+        } else {
+            readable = false;
         }
     }
+    has_history_ = whole && readable;
 }
 
 }  // namespace vantry

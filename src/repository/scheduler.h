@@ -5,10 +5,11 @@
 // A due time counts as dealt with as soon as its session has been handed out; each is handed out
 // once. Due times that passed unseen (the program was down, the machine asleep, the clock moved
 // forward, the repository out of reach) become one start, if the latest of them is no more than a
-// day old. When the clock goes back by no more than two hours, which is what the end of summer time
-// does, nothing is due until it has caught up; when it goes back further it was wrong before, and
-// counting begins anew. A session that leaves the repository and comes back,
-// from a backup say, isn't handed out anew for what it has had.
+// day old. When the clock goes back by no more than two hours, nothing is due until it has caught
+// up; when it goes back further it was wrong before, and counting begins anew. At the end of summer
+// time the clock goes back and time does not: a session that runs at intervals goes on doing so. A
+// session that leaves the repository and comes back, from a backup say, isn't handed out anew for
+// what it has had.
 
 #include "repository/saved_session.h"
 
@@ -31,15 +32,17 @@ public:
     // on, those whose schedule has changed from `now`, and all of them do at the first call when
     // there is no former state.
     void SetSessions(const std::vector<SavedSession>& sessions, const DateTime& now);
-    // What is due at `now`, oldest due time first.
-    std::vector<DueStart> TakeDue(const DateTime& now);
+    // What is due at `now`, oldest due time first. `utc_offset`: by how many seconds `now` is ahead
+    // of UTC.
+    std::vector<DueStart> TakeDue(const DateTime& now, std::int64_t utc_offset = 0);
     // When TakeDue will next have something, as far as known.
     std::optional<DateTime> NextDueTime() const;
 
     // What must outlive the program, as text, and whether it has changed since the last call.
     std::string State() const;
     bool TakeStateChanged();
-    // Lines that can't be read are passed over: their sessions count from now on.
+    // Lines that can't be read are passed over: their sessions count from now on, and so does each
+    // that isn't named, for it may have stood in one of them or behind a cut.
     void SetState(const std::string& state);
 
 private:
@@ -50,10 +53,13 @@ private:
         std::optional<DateTime> next;
     };
     void KeepGone(const DateTime& now);
+    void FollowOffset(std::int64_t utc_offset);
     void ResetAfterStepBack(const DateTime& now);
 
     std::map<i32, Entry> entries_;
     std::map<i32, Entry> gone_;  // out of the repository for up to a day: a backup may restore them
+    std::optional<std::int64_t> utc_offset_;
+    std::optional<DateTime> last_look_;
     bool state_changed_ = false;
     bool has_history_ = false;
 };

@@ -6,12 +6,14 @@
 #include "repository/run_log_file.h"
 #include "repository/session_runner.h"
 
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace vantry {
 namespace {
@@ -31,45 +33,97 @@ std::string ContentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// Such a line of the state stands for a start that waits: number, due time, times missed.
+const std::string kWaiting = "waiting ";
+
+std::string WaitingLine(const DueStart& due) {
+    std::string when = IsoText(due.Due);
+    when[10] = 'T';
+    return kWaiting + std::to_string(due.SessionID) + " " + when + " " +
+           std::to_string(due.Missed) + "\n";
+}
+
+std::optional<DueStart> WaitingOf(const std::string& line) {
+    std::istringstream words(line.substr(kWaiting.size()));
+    DueStart due;
+    std::string when;
+    words >> due.SessionID >> when >> due.Missed;
+    const auto moment = ParseIsoDateTime(when);
+    if (!words || !moment) {
+        return std::nullopt;
+    }
+    due.Due = *moment;
+    return due;
+}
+
 // No older than a day, as for due times that passed while this program was down.
-bool IsWorthAnotherTry(const DateTime& due, const DateTime& now) {
-    return now < DateTime{due.day + 1, due.nanos};
+bool IsWorthATry(const DateTime& due, const DateTime& now) {
+    return now <= DateTime{due.day + 1, due.nanos};
 }
 
 }  // namespace
 
-TimerService::TimerService(std::string folder, std::function<DateTime()> now)
+TimerService::TimerService(std::string folder,
+                           std::function<DateTime()> now,
+                           std::function<std::int64_t()> utc_offset)
     : folder_(std::move(folder)),
       now_(std::move(now)),
+      utc_offset_(std::move(utc_offset)),
       logs_(LogFolder(folder_)),
       runners_(JoinPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log")) {
+    LoadState();
+}
+
+void TimerService::LoadState() {
     const std::string state_file = JoinPath(logs_, "VYTimer.state");
-    if (file::StampOf(state_file)) {
-        scheduler_.SetState(ContentOf(state_file));
+    if (!file::StampOf(state_file)) {
+        return;
     }
+    std::istringstream lines(ContentOf(state_file));
+    std::string of_scheduler;
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.starts_with(kWaiting)) {
+            of_scheduler += line + "\n";
+        } else if (const auto due = WaitingOf(line)) {
+            waiting_.push_back(*due);
+        }
+    }
+    scheduler_.SetState(of_scheduler);
 }
 
 void TimerService::Look() {
     for (const auto& ended : runners_.TakeEnded()) {
         Log(Named(ended.SessionID) + " " + ended.How + ".");
     }
+    const auto utc_offset =
+        utc_offset_();  // first: should both change now, it is the time that has
     const DateTime now = now_();
     ReadSchedules(now);
     if (!missing_) {
-        for (const auto& due : scheduler_.TakeDue(now)) {
+        for (const auto& due : scheduler_.TakeDue(now, utc_offset)) {
             Await(due);
+        }
+        const auto too_old = [&](const DueStart& due) { return !IsWorthATry(due.Due, now); };
+        unsaved_ |= std::erase_if(waiting_, too_old) > 0;
+        const auto starts = TakeStarts();
+        SaveState();
+        for (const auto& due : starts) {
+            if (!Start(due)) {
+                waiting_.push_back(due);
+                unsaved_ = true;
+            }
         }
     }
     SaveState();
-    std::deque<DueStart> again;
-    while (!waiting_.empty() && !runners_.IsFull()) {
-        const DueStart due = waiting_.front();
-        waiting_.pop_front();
-        if (!Start(due) && IsWorthAnotherTry(due.Due, now)) {
-            again.push_back(due);
-        }
-    }
-    waiting_.insert(waiting_.end(), again.begin(), again.end());
+}
+
+std::vector<DueStart> TimerService::TakeStarts() {
+    const auto count = std::min<std::size_t>(waiting_.size(), runners_.Room());
+    const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
+    std::vector<DueStart> starts(waiting_.begin(), end);
+    waiting_.erase(waiting_.begin(), end);
+    unsaved_ |= !starts.empty();
+    return starts;
 }
 
 // A session that still waits for its former start has one start for both.
@@ -82,6 +136,7 @@ void TimerService::Await(DueStart due) {
         waiting_.erase(former);
     }
     waiting_.push_back(due);
+    unsaved_ = true;
 }
 
 // Only when the file has changed, so that an idle scheduler costs nothing; and now and then all the
@@ -146,19 +201,34 @@ bool TimerService::Start(const DueStart& due) {
 
 // Before the start: should this program end in between, a due time is rather missed than doubled.
 void TimerService::SaveState() {
-    if (!scheduler_.TakeStateChanged()) {
+    unsaved_ |= scheduler_.TakeStateChanged();
+    if (!unsaved_) {
         return;
     }
-    const std::string state = scheduler_.State();
+    std::string state;
+    for (const auto& due : waiting_) {
+        state += WaitingLine(due);
+    }
+    state += scheduler_.State();
     const std::string path = JoinPath(logs_, "VYTimer.state");
     try {
         file::RemoveFile(path + ".part");
         auto written = file::File::CreateNew(path + ".part", true);
         written.Write(0, std::as_bytes(std::span(state)));
+        written.Sync();
         file::RenameReplacing(path + ".part", path);
+        file::SyncFolderOf(path);
+        unsaved_ = false;
     } catch (const DataError& error) {
         Log("What has been started couldn't be noted: " + error.Description());
     }
+}
+
+std::int64_t TimerService::LocalUtcOffset() {
+    const time_t now = ::time(nullptr);
+    struct tm parts {};
+    ::localtime_r(&now, &parts);
+    return parts.tm_gmtoff;
 }
 
 std::chrono::milliseconds TimerService::Wait() const {

@@ -16,8 +16,11 @@ namespace vantry {
 
 class TimerService {
 public:
-    // `folder`: of the repository and of the program VYRun. `now`: local time.
-    TimerService(std::string folder, std::function<DateTime()> now);
+    // `folder`: of the repository and of the program VYRun. `now`: local time, by `utc_offset`
+    // seconds ahead of UTC.
+    TimerService(std::string folder,
+                 std::function<DateTime()> now,
+                 std::function<std::int64_t()> utc_offset = LocalUtcOffset);
 
     // Reads the repository if it has changed, and starts what is due. Never throws.
     void Look();
@@ -26,9 +29,13 @@ public:
     // A line with the time in "log/VYTimer.log".
     void Log(const std::string& line);
 
+    static std::int64_t LocalUtcOffset();  // of this machine, now
+
 private:
     void ReadSchedules(const DateTime& now);
+    void LoadState();
     void Await(DueStart due);
+    std::vector<DueStart> TakeStarts();
     bool Start(const DueStart& due);
     void SaveState();
     void LogOnce(std::string& last, const std::string& line);
@@ -36,10 +43,12 @@ private:
 
     std::string folder_;
     std::function<DateTime()> now_;
+    std::function<std::int64_t()> utc_offset_;
     std::string logs_;
     Scheduler scheduler_;
     RunnerProcesses runners_;
-    std::deque<DueStart> waiting_;
+    std::deque<DueStart> waiting_;  // due, but too many are running or the runner can't be started
+    bool unsaved_ = false;          // something to note besides what the scheduler tells
     std::map<i32, std::string> names_;
     std::optional<file::FileStamp> stamp_;  // of the repository that was read
     int looks_since_reading_ = 0;

@@ -1,7 +1,8 @@
-#include "data/value_text.h"
+#include "engine/session_fixture.h"
 #include "programs/application.h"
 #include "repository/process_finder.h"
 #include "repository/timer_service.h"
+#include "support/session_steps.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -33,21 +34,14 @@ protected:
         fs::permissions(app.Path("VYRun"), fs::perms::owner_all);
         SourceType = "ACCESS";
         TargetType = "TEXT";
-        for (const auto& set_schedule : std::vector<std::function<void(SessionSave&)>>{
-                 [](SessionSave& save) {
-                     SetDaily(save, {0, *NanosOf(6, 0, 0)});
-                 },
-                 [](SessionSave& save) { SetMinutely(save, 10); }}) {
-            SessionSave save;
-            save.SesName = "s";
-            save.LogName = app.Path("log/s.log");
-            set_schedule(save);
-            SaveSession(save);
-        }
-        Connection repository;
-        repository.Open(RepoConnStr);
-        repository.Execute("update sessions set DateCreated=#2026-01-01#");
-        repository.Close();
+        SessionSave save;
+        save.SesName = "s";
+        save.LogName = app.Path("log/s.log");
+        SetDaily(save, {0, *NanosOf(6, 0, 0)});
+        SaveSession(save);
+        SetMinutely(save, 10);
+        SaveSession(save);
+        RunStatement(RepoConnStr, "update sessions set DateCreated=#2026-01-01#");
     }
     std::unique_ptr<TimerService> NewService() {
         return std::make_unique<TimerService>(app.Folder().Path().string(), [this] { return now; });
@@ -58,21 +52,11 @@ protected:
     }
     std::string Starts() const { return app.Folder().Read("starts"); }
     std::string Log() const { return app.Folder().Read("log/VYTimer.log"); }
-    bool StartsBecome(const std::string& starts) const {
-        return Within(20, [&] { return Starts() == starts; }) && Starts() == starts;
-    }
     // Until the service has seen so many runners end.
     bool EndsBecome(TimerService& service, int count) {
         return Within(20, [&] {
             service.Look();
-            const std::string log = Log();
-            int ends = 0;
-            for (const char* how : {"ended with", "was ended by"}) {
-                for (auto at = log.find(how); at != log.npos; at = log.find(how, at + 1)) {
-                    ++ends;
-                }
-            }
-            return ends >= count;
+            return Count(Log(), "ended with") + Count(Log(), "was ended by") >= count;
         });
     }
 
@@ -135,6 +119,44 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     EXPECT_TRUE(EndsBecome(*service, 4));
 }
 
+// Sixteen run at once; the others' starts are kept for as long as they wait.
+TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
+    constexpr int kSessions = 20;
+    for (int id = 3; id <= kSessions; ++id) {
+        SessionSave save;
+        save.SesName = "s";
+        SetDaily(save, {0, *NanosOf(6, 0, 0)});
+        SaveSession(save);
+    }
+    for (int id = 1; id <= kSessions; ++id) {
+        app.Folder().Write("does" + std::to_string(id), "sleep 2\n");
+    }
+    Connection repository;
+    repository.Open(RepoConnStr);
+    repository.Execute("update sessions set DateCreated=#2026-01-01#");
+    repository.Close();
+    const auto count = [&](int expected) {
+        const auto lines = [&] {
+            const auto starts = Starts();
+            return std::count(starts.begin(), starts.end(), '\n');
+        };
+        EXPECT_TRUE(Within(20, [&] { return lines() >= expected; }));
+        EXPECT_EQ(lines(), expected);
+    };
+    auto service = NewService();
+    LookAt(*service, "2026-03-01 05:59:00");
+    LookAt(*service, "2026-03-01 06:00:00");
+    count(16);
+    LookAt(*service, "2026-03-01 06:00:05");
+    count(16);
+    service = NewService();  // which has started none of those that run
+    LookAt(*service, "2026-03-01 06:00:10");
+    count(kSessions);
+    service = NewService();
+    LookAt(*service, "2026-03-01 06:00:15");
+    EXPECT_EQ(Starts().size(), 9U * 4 + 11U * 5);
+}
+
 TEST_F(TimerServiceTest, ARepositoryThatIsMissingOrInUseIsWaitedFor) {
     auto service = NewService();
     LookAt(*service, "2026-03-01 05:55:00");
@@ -175,14 +197,8 @@ TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {
 // The programs themselves over three minutes: too long for every check, run by its name.
 TEST(VYTimer, DISABLED_ThreeRealMinutes) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(10));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("minutely");
-    Connection repository;
-    repository.Open(RepoConnStr);
-    repository.Execute("update sessions set SesFreq=\"N\",SesRunDay=1,SesRunTime=Null");
-    repository.Close();
+    app.SaveOrders("minutely", 10);
+    RunStatement(RepoConnStr, "update sessions set SesFreq=\"N\",SesRunDay=1,SesRunTime=Null");
     auto timer = app.Start("VYTimer", {});
     std::this_thread::sleep_for(std::chrono::seconds(185));
     std::ifstream stat("/proc/" + std::to_string(timer.Pid()) + "/stat");

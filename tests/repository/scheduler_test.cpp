@@ -162,6 +162,67 @@ TEST(Scheduler, WhatWasMissedRunsOnceIfItIsNoMoreThanADayOld) {
     }
 }
 
+// The clock of Stockholm goes from 3 o'clock back to 2 on 2026-10-25, that of Lord Howe Island from
+// 2 o'clock back to half past 1 on 2026-04-05.
+TEST(Scheduler, IntervalsGoOnWhileTheClockRepeatsAnHour) {
+    const struct {
+        const char* place;
+        std::time_t from;  // before the change, by two hours
+        const char* every_15_minutes;
+        const char* every_59_minutes;
+        const char* hourly;
+        const char* daily;
+    } cases[] = {{"Europe/Stockholm",
+                  1'792'882'800,
+                  "01:15 01:30 01:45 02:00 02:15 02:30 02:45 02:00 02:15 02:30 02:45 03:00 03:15 "
+                  "03:30 03:45 04:00 ",
+                  "01:58 02:57 02:57 03:56 ",
+                  "01:09 02:09 02:09 03:09 ",
+                  "02:30 "},
+                 {"Australia/Lord_Howe",
+                  1'775'307'600,
+                  "00:15 00:30 00:45 01:00 01:15 01:30 01:45 01:30 01:45 02:00 02:15 02:30 02:45 "
+                  "03:00 03:15 03:30 ",
+                  "00:59 01:58 02:57 ",
+                  "00:09 01:09 02:09 03:09 ",
+                  "02:30 "}};
+    const auto daily = Session(4, {"D", {}, Time("02:30:00"), {}, ""});
+    const std::vector<SavedSession> sessions{Session(1, {"N", {}, {}, 15, ""}),
+                                             Session(2, {"N", {}, {}, 59, ""}),
+                                             Session(3, {"H", {}, {}, 1, "09"}),
+                                             daily};
+    for (const auto& c : cases) {
+        for (const std::time_t restart_after : {0, 7190, 7203, 9000}) {
+            const LocalClock clock(c.place);
+            auto scheduler = std::make_unique<Scheduler>();
+            scheduler->SetSessions(sessions, LocalClock::Local(c.from));
+            std::string started[5];
+            for (std::time_t passed = 0; passed <= 4 * 3600; passed += 4) {
+                if (restart_after != 0 && passed / 4 == restart_after / 4) {
+                    const auto state = scheduler->State();
+                    scheduler = std::make_unique<Scheduler>();
+                    scheduler->SetState(state);
+                    scheduler->SetSessions(sessions, LocalClock::Local(c.from + passed));
+                }
+                const std::time_t now = c.from + passed;
+                std::tm parts{};
+                ::localtime_r(&now, &parts);
+                for (const auto& start :
+                     scheduler->TakeDue(LocalClock::Local(now), parts.tm_gmtoff)) {
+                    started[start.SessionID] += Text(start.Due).substr(11, 5) + " ";
+                    EXPECT_EQ(start.Missed, 0) << c.place;
+                }
+            }
+            EXPECT_EQ(started[1], c.every_15_minutes) << c.place << restart_after;
+            EXPECT_EQ(started[3], c.hourly) << c.place << restart_after;
+            EXPECT_EQ(started[4], c.daily) << c.place << restart_after;
+            if (restart_after == 0) {
+                EXPECT_EQ(started[2], c.every_59_minutes) << c.place;
+            }
+        }
+    }
+}
+
 TEST(Scheduler, ASessionThatABackupBringsBackDoesntRunAgain) {
     const auto daily = Session(1, {"D", {}, Time("06:00:00"), {}, ""});
     for (const bool restarted : {false, true}) {
@@ -209,6 +270,18 @@ TEST(Scheduler, ClocksAreSetAndSessionsChange) {
     spoilt.SetSessions({anew}, At("2025-03-02 06:20:00"));
     EXPECT_EQ(Starts(spoilt, "2025-03-02 06:20:30"), "");
     EXPECT_EQ(spoilt.NextDueTime(), At("2025-03-02 06:21:00"));
+    // Nor does one that a full disk or a power failure has cut run its sessions once more.
+    Scheduler whole;
+    whole.SetSessions({daily, before}, At("2026-03-02 05:00:00"));
+    EXPECT_EQ(Starts(whole, "2026-03-02 06:30:00"), "1@03-02 06:00+0 3@03-02 06:21+0 ");
+    const std::string state = whole.State();
+    for (std::size_t length = 0; length <= state.size(); ++length) {
+        Scheduler cut;
+        cut.SetState(state.substr(0, length));
+        cut.SetSessions({daily, before}, At("2026-03-02 06:40:00"));
+        EXPECT_EQ(Starts(cut, "2026-03-02 06:40:00"), "") << state.substr(0, length);
+        EXPECT_EQ(cut.NextDueTime(), At("2026-03-03 06:00:00")) << state.substr(0, length);
+    }
 }
 
 }  // namespace
