@@ -1,7 +1,7 @@
 #include "programs/application.h"
 
 #include "data/value_convert.h"
-#include "data/value_text.h"
+#include "support/session_steps.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -156,17 +156,26 @@ void Application::ToText(const std::string& folder) const {
 }
 
 i32 Application::Save(const std::string& name) const {
-    std::vector<std::string> names;
-    FillTargetTables();
-    LoadSourceColumns();
-    CheckTargetTables(names);
-    LoadTargetColumns();
-    BuildColMaps();
+    MapTables();
     SessionSave save;
     save.SesName = name;
     save.LogName = Path("log/" + name + ".log");
     SetDaily(save, {0, 3 * 3600 * kNanosPerSecond});
     return SaveSession(save);
+}
+
+i32 Application::SaveOrders(const std::string& name, int rows) const {
+    folder_.Write("in/orders.csv", NumberedRows(rows));
+    FromText("orders.csv");
+    ToAccess("out.mdb");
+    return Save(name);
+}
+
+i32 Application::SavePoll() const {
+    folder_.Write("in/sample.csv", NumberedRows(3));
+    FromText("sample.csv", "TEXTPOLL");
+    ToAccess("out.mdb");
+    return Save("poll");
 }
 
 std::int64_t Application::RowsIn(const std::string& file, const std::string& table) const {

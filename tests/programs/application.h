@@ -64,6 +64,11 @@ public:
         return folder_.Read("log/" + name + ".log.json");
     }
 
+    // A session from "in/orders.csv" of so many rows to "out.mdb".
+    i32 SaveOrders(const std::string& name, int rows) const;
+    // One from the files "in/*.csv" to "out.mdb"; the sample has three rows.
+    i32 SavePoll() const;
+
     // Rows of a table of an Access file of the folder; -1 when there is no such table.
     std::int64_t RowsIn(const std::string& file, const std::string& table) const;
 

@@ -1,6 +1,6 @@
-#include "data/value_text.h"
 #include "programs/application.h"
 #include "repository/poll_folder.h"
+#include "support/session_steps.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -133,10 +133,7 @@ TEST(PolledFolder, AFileOfSomebodyElseMayPauseInItsUpload) {
 
 TEST(PolledFolder, FiveHundredFilesLoadOnceEachWhileOthersArrive) {
     const Application app;
-    app.Folder().Write("in/sample.csv", NumberedRows(3));
-    app.FromText("sample.csv", "TEXTPOLL");
-    app.ToAccess("out.mdb");
-    const std::string id = std::to_string(app.Save("poll"));
+    const std::string id = std::to_string(app.SavePoll());
     constexpr int kThere = 400;
     constexpr int kArriving = 100;
     constexpr int kRows = 20;
@@ -174,43 +171,27 @@ TEST(PolledFolder, FiveHundredFilesLoadOnceEachWhileOthersArrive) {
     EXPECT_EQ(second.exit_code, 0) << second.errors;
     EXPECT_EQ(CountLoaded(app.Path("in")), kThere + kArriving + 1);
     EXPECT_EQ(NamesIn(app.Path("in")).size(), std::size_t{kThere + kArriving + 2});
-    Recordset rows;
-    rows.Open("select count(*), min(n), max(n) from (select count(*) as n from sample group by id)",
-              "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("out.mdb"));
-    const std::string expected = std::to_string((kThere + kArriving) * kRows + 3);
-    EXPECT_EQ(ToText(rows.Fields()[0].Value()), expected);
-    EXPECT_EQ(ToText(rows.Fields()[1].Value()), "1");
-    EXPECT_EQ(ToText(rows.Fields()[2].Value()), "1");
+    EXPECT_EQ(RowsOf(TargetConnStr,
+                     "select count(*), min(n), max(n) from "
+                     "(select count(*) as n from sample group by id)"),
+              std::to_string((kThere + kArriving) * kRows + 3) + "|1|1\n");
 }
 
 TEST(PolledFolder, EachFileIsReadByTheLayoutOfTheSampleAndOneThatFailsStays) {
     const Application app;
     app.Folder().Write("in/sample.csv", "id;name\n1;'a;b'\n");
-    SourceType = "TEXTPOLL";
-    TableRec table;
-    table.Name = "sample.csv";
-    table.SFormat = ";";
-    table.SFirstColLine = 1;
-    table.TextQ = "'";
-    table.LoadOption = "APPEND";
-    SrcTables = {table};
+    app.FromText("sample.csv", "TEXTPOLL");
+    SrcTables[0].SFormat = ";";
+    SrcTables[0].TextQ = "'";
+    fs::remove(app.Path("in/Schema.ini"));
     WriteSchemaIni(app.Path("in"), SrcTables, {1, ""}, kPolledFileScanRows);
-    SourceConnStr = TextSourceConnectionString(app.Path("in"));
-    PollPattern = "*.csv";
     PollRename = "done";
-    PollFolder = app.Path("in/");
     app.ToAccess("out.mdb");
     // A table that is there already, to be emptied by the first file alone.
-    Connection target;
-    target.Open(TargetConnStr);
-    target.Execute("create table [sample] ([id] long, [name] text(50))");
-    target.Execute("insert into [sample] values (99, 'old')");
-    target.Close();
+    RunStatement(TargetConnStr, "create table [sample] ([id] long, [name] text(50))");
+    RunStatement(TargetConnStr, "insert into [sample] values (99, 'old')");
     app.Save("poll");
-    Connection repository;
-    repository.Open(RepoConnStr);
-    repository.Execute("update vytabs set loadoption=\"DELETE\"");
-    repository.Close();
+    RunStatement(RepoConnStr, "update vytabs set loadoption=\"DELETE\"");
     MakeOlder(app.Path("in/sample.csv"), 30);
     MakeOlder(app.Folder().Write("in/bad.csv", "other;columns\n1;2\n"), 20);
     MakeOlder(app.Folder().Write("in/it's.csv", "id;name\n2;'c;d'\n3;e\n"), 10);
@@ -250,10 +231,7 @@ TEST(PolledFolder, ATextTargetHasAFilePerPolledFile) {
 
 TEST(PolledFolder, ACancelLetsTheFileThatIsBeingLoadedComeToItsEnd) {
     const Application app;
-    app.Folder().Write("in/sample.csv", NumberedRows(3));
-    app.FromText("sample.csv", "TEXTPOLL");
-    app.ToAccess("out.mdb");
-    app.Save("poll");
+    app.SavePoll();
     constexpr int kRows = 20'000;
     const std::string text = NumberedRows(kRows);
     for (int k = 0; k < 300; ++k) {

@@ -9,7 +9,6 @@
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
-#include <cerrno>
 #include <set>
 
 namespace vantry::test {
@@ -199,29 +198,6 @@ TEST_F(LedgerCases, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
     }
     EXPECT_GE(cases, 60);
 }
-
-// Files that fill the disk, from the n-th write on.
-class FullDisk : public file::FaultPlan {
-public:
-    FullDisk(std::string name, int first, int last)
-        : name_(std::move(name)), first_(first), last_(last) {}
-    file::Verdict Before(const file::Call& call) override {
-        file::Verdict verdict;
-        verdict.skip = IsSync(call.operation);
-        if (call.operation == file::Operation::Write &&
-            call.path.find(name_) != std::string_view::npos) {
-            ++writes;
-            verdict.error = writes >= first_ && writes <= last_ ? ENOSPC : 0;
-        }
-        return verdict;
-    }
-    int writes = 0;
-
-private:
-    std::string name_;
-    int first_;
-    int last_;
-};
 
 TEST_F(LedgerCases, AFullDiskLosesNoRowUntold) {
     const std::string file = (folder / "full.mdb").string();

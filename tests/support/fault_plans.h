@@ -117,7 +117,7 @@ public:
         }
         const int now = left_--;
         if (now == 0 || (now < 0 && for_good_)) {
-            triggered_ = true;
+            failed_ = call.operation;
             if (planted_ == Planted::FailureIgnored && call.operation == file::Operation::Write) {
                 verdict.skip = true;
             } else {
@@ -128,14 +128,38 @@ public:
         }
         return verdict;
     }
-    bool Triggered() const { return triggered_; }
+    bool Triggered() const { return failed_ != file::Operation::Open; }
+    file::Operation Failed() const { return failed_; }  // the last one that did; Open: none
 
 private:
     int left_;
     int error_;
     bool for_good_;
     Planted planted_;
-    bool triggered_ = false;
+    file::Operation failed_ = file::Operation::Open;
+};
+
+// A full disk: writes to files whose path has `name` in it fail, from the `first` to the `last`.
+class FullDisk : public file::FaultPlan {
+public:
+    FullDisk(std::string name, int first, int last)
+        : name_(std::move(name)), first_(first), last_(last) {}
+    file::Verdict Before(const file::Call& call) override {
+        file::Verdict verdict;
+        verdict.skip = IsSync(call.operation);
+        if (call.operation == file::Operation::Write &&
+            call.path.find(name_) != std::string_view::npos) {
+            ++writes;
+            verdict.error = writes >= first_ && writes <= last_ ? ENOSPC : 0;
+        }
+        return verdict;
+    }
+    int writes = 0;
+
+private:
+    std::string name_;
+    int first_;
+    int last_;
 };
 
 // Keeps every change in order, and makes states of the disk out of them: what was synced, a random

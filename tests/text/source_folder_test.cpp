@@ -1,13 +1,12 @@
 // What a text source leaves in its folder: "Schema.ini", and the new names of loaded files.
 
-#include "drivers/file/fault_plan.h"
 #include "drivers/text/schema_ini.h"
 #include "engine/session_fixture.h"
+#include "support/fault_plans.h"
 #include "support/temp_dir.h"
 #include "text/file_rename.h"
 #include "text/schema_ini_writer.h"
 
-#include <cerrno>
 #include <filesystem>
 
 namespace vantry::test {
@@ -124,35 +123,20 @@ TEST(SchemaIniWriter, KeepsOlderTextOfAnyLineEndAndCharacterSet) {
     EXPECT_EQ(schema.Find("o")->Get("a"), "1");
 }
 
-// Fails one operation on files, by its number.
-class FailAt : public file::FaultPlan {
-public:
-    explicit FailAt(int number) : number_(number) { file::InstallFaultPlan(this); }
-    ~FailAt() override { file::InstallFaultPlan(nullptr); }
-    file::Verdict Before(const file::Call& call) override {
-        last_ = call.operation;
-        return {.error = number_-- == 0 ? ENOSPC : 0};
-    }
-    file::Operation Last() const { return last_; }
-
-private:
-    int number_;
-    file::Operation last_ = file::Operation::Open;
-};
-
 TEST(SchemaIniWriter, FailureAtAnyPointLeavesTheOlderFile) {
     const TempDir folder;
     folder.Write("Schema.ini", "old");
     const TableRec file[] = {File("a.csv", ",", 1)};
     int failures = 0;
     for (bool failed = true; failed; ++failures) {
-        const FailAt plan(failures);
+        FailAt plan(failures, ENOSPC, false, Planted::Nothing);
+        const InstalledPlan installed(plan);
         try {
             WriteSchemaIni(folder.Path().string(), file, {}, 50);
             failed = false;
         } catch (const DataError&) {
             // Once the new file has its name, only its lasting is in doubt.
-            if (plan.Last() != file::Operation::SyncFolder) {
+            if (plan.Failed() != file::Operation::SyncFolder) {
                 EXPECT_EQ(folder.Read("Schema.ini"), "old") << failures;
             }
         }

@@ -1,8 +1,7 @@
 // Text files copied to text files by the real text driver.
 
-#include "data/value_text.h"
 #include "engine/session_fixture.h"
-#include "mapping/column_discovery.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "text/text_writer.h"
 
@@ -11,13 +10,9 @@
 namespace vantry::test {
 namespace {
 
-class TextRouteTest : public ::testing::Test {
+class TextRouteTest : public RunTest {
 protected:
     TextRouteTest() {
-        CurrentRunView = &view;
-        SetLocalDateForm({});
-        SessionCancelled = TableCancelled = kFalse;
-        CurrentSessionID = 0;
         SourceType = TargetType = "TEXT";
         std::filesystem::create_directory(folder / "in");
         std::filesystem::create_directory(folder / "out");
@@ -30,10 +25,6 @@ protected:
         TextDestQual = "'";
         TextDestHeader = kTrue;
     }
-    ~TextRouteTest() override {
-        SrcRS.reset();
-        CurrentRunView = nullptr;
-    }
 
     // A comma-delimited source with a line of names.
     void Source(const std::string& content, int scanned_rows = 50) {
@@ -45,22 +36,15 @@ protected:
     void Map() {
         SrcTables.assign(1, TableRec());
         SrcTables[0].Name = "data.csv";
-        FillTargetTables();
-        LoadSourceColumns();
-        std::vector<std::string> names;
-        CheckTargetTables(names);
-        LoadTargetColumns();
-        BuildColMaps();
+        MapTables();
     }
     std::string Run() {
         Map();
         RunSessionToText("");
         return folder.Read("out/data.txt");
     }
-    bool LogHas(const std::string& text) const { return view.log.find(text) != std::string::npos; }
 
     TempDir folder;
-    RecordingView view;
 };
 
 TEST_F(TextRouteTest, ALargeFileArrivesWholeInTheOtherFormat) {
@@ -90,7 +74,7 @@ TEST_F(TextRouteTest, ALargeFileArrivesWholeInTheOtherFormat) {
     EXPECT_EQ(out.size(), expected.size());
     const auto difference = std::mismatch(out.begin(), out.end(), expected.begin(), expected.end());
     EXPECT_TRUE(out == expected) << std::string(difference.first, out.end()).substr(0, 200);
-    EXPECT_TRUE(LogHas("\r\n60000 Rows Loaded")) << view.log;
+    EXPECT_TRUE(LogHas("\n60000 Rows Loaded")) << view.log;
     EXPECT_EQ(view.counter_changes, kRows);
 }
 
@@ -106,7 +90,7 @@ TEST_F(TextRouteTest, AValueThatDoesntFitItsColumnCostsItsRowAndIsToldWithItsPla
     }
     Source(in);
     EXPECT_EQ(Run(), expected);
-    EXPECT_TRUE(LogHas("\r\n198 Rows Loaded")) << view.log;
+    EXPECT_TRUE(LogHas("\n198 Rows Loaded")) << view.log;
     for (const char* words : {"data.csv", "101", "201", "amount", "many"}) {
         EXPECT_TRUE(LogHas(words)) << words << view.log;
     }
@@ -141,17 +125,13 @@ TEST_F(TextRouteTest, ACancelLeavesTheRowsSoFar) {
     Source(in);
     view.cancel_at_event = 4;
     EXPECT_EQ(Count(Run(), "\r\n"), 1 + 300 + 1);
-    EXPECT_TRUE(LogHas("\r\n300 Rows Loaded")) << view.log;
-    SessionCancelled = TableCancelled = kFalse;
+    EXPECT_TRUE(LogHas("\n300 Rows Loaded")) << view.log;
 }
 
 TEST_F(TextRouteTest, AFixedFileHasItsColumnsOneBehindTheOther) {
     Source("id,name\r\n1,Ærø\r\n20,Zürich\r\n");
     TextDestFormat = "FIXED";
     Map();
-    for (auto& row : ColMaps) {
-        row.SSelected = 1;
-    }
     RunSessionToText("");
     const std::string out = folder.Read("out/data.txt");
     const auto width = static_cast<std::size_t>(ColMaps[1].SWidth);

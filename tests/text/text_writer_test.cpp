@@ -1,8 +1,8 @@
 #include "text/text_writer.h"
 
-#include "drivers/file/fault_plan.h"
 #include "engine/run_report.h"
 #include "engine/session_fixture.h"
+#include "support/fault_plans.h"
 #include "support/no_threads.h"
 #include "support/temp_dir.h"
 #include "text/field_text.h"
@@ -169,21 +169,16 @@ TEST_F(TextWriterTest, LongAndBinaryValuesGoIntoDelimitedLinesAsTheyAre) {
 
 TEST_F(TextWriterTest, DelimiterAndQualifierAreTheSessions) {
     FillSource(1);
-    struct {
-        const char* delimiter;
-        const char* qualifier;
-        const char* line;
-    } const cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"\t", "'", "1\t'row 1'\r\n"},
         {";", "", "1;row 1\r\n"},
         {"||", "\"", "1||\"row 1\"\r\n"},
         {"", "\"", "1\"row 1\"\r\n"},
     };
-    for (const auto& c : cases) {
-        TextDestDelim = c.delimiter;
-        TextDestQual = c.qualifier;
-        RunSessionToText("");
-        EXPECT_EQ(Written(), c.line);
+    for (const auto& [delimiter, qualifier, line] : cases) {
+        TextDestDelim = delimiter;
+        TextDestQual = qualifier;
+        EXPECT_EQ(Run(), line);
     }
 }
 
@@ -207,10 +202,7 @@ TEST_F(TextWriterTest, FormulaLikeTextsAreWrittenAsTheyAreAndCounted) {
 }
 
 TEST_F(TextWriterTest, AFixedHeadingIsAsWideAsItsTypeSays) {
-    struct {
-        const char* type;
-        const char* heading;
-    } const cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"DateTime", "a_long_nam"},
         {"Date", "a_long_nam"},
         {"SMALLINT", "a_long_"},
@@ -228,9 +220,9 @@ TEST_F(TextWriterTest, AFixedHeadingIsAsWideAsItsTypeSays) {
     ColMapRec row;
     row.DCName = "a_long_name";
     row.DWidth = 12;
-    for (const auto& c : cases) {
-        row.DDtype = c.type;
-        EXPECT_EQ(text::FixedHeading(row), c.heading) << c.type;
+    for (const auto& [type, heading] : cases) {
+        row.DDtype = type;
+        EXPECT_EQ(text::FixedHeading(row), heading) << type;
     }
     row.DWidth = 3;
     row.DCName = "Ærøen";
@@ -254,11 +246,8 @@ TEST(FieldTextTest, NumbersOfFixedWidthAreCutPaddedOrBlank) {
 }
 
 TEST_F(TextWriterTest, TextToTextGoesByTheTypesOfTheColumnMap) {
-    struct {
-        const char* type_name;
-        const char* delimited;
-        const char* fixed;
-    } const cases[] = {
+    const std::string wide = std::string(38, ' ') + "12";
+    const std::tuple<const char*, std::string, std::string> cases[] = {
         {"VarWchar", "\"12\"", " 12   "},
         {"Char", "\"12\"", " 12   "},
         {"203", "\"12\"", " 12   "},
@@ -266,7 +255,7 @@ TEST_F(TextWriterTest, TextToTextGoesByTheTypesOfTheColumnMap) {
         {"Date", " 12", " 12       "},
         {"135", " 12", " 12                   "},
         {"131", " 12", "    12"},
-        {"139", " 12", nullptr},
+        {"139", " 12", wide},
         {"11", " 12", "True "},
         {"Integer", " 12", ""},
         {"varwchar", " 12", "    12"},
@@ -274,16 +263,18 @@ TEST_F(TextWriterTest, TextToTextGoesByTheTypesOfTheColumnMap) {
     AddColumn("a", adVarWChar, 6);
     source->rows = {{Text(" 12")}};
     SourceType = "TEXT";
-    const std::string wide = std::string(38, ' ') + "12";
-    for (const auto& c : cases) {
-        ColMaps[0].DDtype = c.type_name;
+    for (const auto& [type, delimited, fixed] : cases) {
+        ColMaps[0].DDtype = type;
         TextDestFormat = "DELIMITED";
-        RunSessionToText("");
-        EXPECT_EQ(Written(), std::string(c.delimited) + "\r\n") << c.type_name;
+        EXPECT_EQ(Run(), delimited + "\r\n") << type;
         TextDestFormat = "FIXED";
-        RunSessionToText("");
-        EXPECT_EQ(Written(), (c.fixed == nullptr ? wide : c.fixed) + "\r\n") << c.type_name;
+        EXPECT_EQ(Run(), fixed + "\r\n") << type;
     }
+    // Its numbers take the width of their field's type.
+    source->columns[0].type = adInteger;
+    source->rows = {{Int(7)}};
+    ColMaps[0].DDtype = "Integer";
+    EXPECT_EQ(Run(), "      7\r\n");
 }
 
 TEST_F(TextWriterTest, AFileIsNotWrittenOverItself) {
@@ -299,15 +290,6 @@ TEST_F(TextWriterTest, AFileIsNotWrittenOverItself) {
     EXPECT_NE(view.log.find("is the file that is read"), std::string::npos) << view.log;
     EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::NotPrepared);
     SourceConnStr = former;
-}
-
-TEST_F(TextWriterTest, ANumberOfATextSourceTakesTheWidthOfItsFieldsType) {
-    AddColumn("a", adInteger, 4);
-    ColMaps[0].DDtype = "Integer";
-    source->rows = {{Int(7)}};
-    SourceType = "TEXT";
-    TextDestFormat = "FIXED";
-    EXPECT_EQ(Run(), "      7\r\n");
 }
 
 // ---- Tables without rows in the file
@@ -406,15 +388,6 @@ TEST_F(TextWriterTest, ASourceThatCantBeReachedEndsTheTableAndKeepsTheFormerFile
     EXPECT_EQ(Written(), "former");
 }
 
-TEST_F(TextWriterTest, ASourceThatDiesMidwayLeavesTheRowsBeforeBesideTheFormerFile) {
-    FillSource(80);
-    source->FailFrom("Next", 32, "connection lost");  // the step from row 30 to row 31
-    folder.Write("dst.txt", "former");
-    EXPECT_EQ(Run(), "former");
-    EXPECT_EQ(Written("dst.txt.partial"), Lines(30));
-    EXPECT_EQ(LoggedErrors(), 51);
-}
-
 TEST_F(TextWriterTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
     FillSource(250);
     AddTable("src2", "dst2");
@@ -469,109 +442,65 @@ TEST_F(TextWriterTest, TheLedgerHoldsWhicheverCallFails) {
 
 // ---- The file
 
-// Fails writes by number; counts them.
-class WriteFaults : public file::FaultPlan {
-public:
-    explicit WriteFaults(int first, int last = INT_MAX) : first_(first), last_(last) {
-        file::InstallFaultPlan(this);
-    }
-    ~WriteFaults() override { file::InstallFaultPlan(nullptr); }
-    file::Verdict Before(const file::Call& call) override {
-        if (call.operation == file::Operation::Write) {
-            ++writes;
-            if (writes >= first_ && writes <= last_) {
-                return {.error = ENOSPC};
-            }
-        }
-        return {};
-    }
-    int writes = 0;
-
-private:
-    int first_;
-    int last_;
-};
-
 constexpr int kManyRows = 60'000;  // 1.1 MiB: four full buffers and a rest
 
-TEST_F(TextWriterTest, ADiskThatFillsUpMidwayGivesTheRunUpAndKeepsWholeLines) {
-    FillSource(kManyRows);
-    folder.Write("dst.txt", "former");
-    {
-        const WriteFaults full(2);
-        RunSessionToText("");
-    }
-    EXPECT_EQ(LoggedErrors(), 51);
-    EXPECT_EQ(Count(view.log, "No space left"), 51);
-    EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
-    EXPECT_EQ(Written(), "former");
-    const std::string partial = Written("dst.txt.partial");
-    EXPECT_GT(partial.size(), 200'000u);
-    EXPECT_TRUE(partial.ends_with("\"\r\n"));
-    EXPECT_EQ(partial, Lines(kManyRows).substr(0, partial.size()));
-}
-
-TEST_F(TextWriterTest, ADiskThatHasRoomAgainLosesOnlyTheRowsThatTheLogTells) {
-    FillSource(kManyRows);
-    {
-        const WriteFaults full(2, 11);
-        RunSessionToText("");
-    }
-    EXPECT_EQ(LoggedErrors(), 10);
-    EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kManyRows - 10) + " Rows Loaded"), 1);
-    EXPECT_EQ(Count(Written(), "\r\n"), kManyRows - 10);
-    EXPECT_TRUE(Written().ends_with("\"row " + std::to_string(kManyRows) + "\"\r\n"));
-}
-
-TEST_F(TextWriterTest, ADiskThatIsFullAtTheEndTakesBackTheCountOfTheLastRows) {
-    FillSource(kManyRows);
-    folder.Write("dst.txt", "former");
-    TextDestHeader = kTrue;
-    {
-        const WriteFaults full(5);
-        RunSessionToText("");
-    }
-    EXPECT_EQ(Written(), "former");
-    const int kept = Count(Written("dst.txt.partial"), "\r\n") - 1;
-    EXPECT_GT(kept, 0);
-    EXPECT_EQ(LoggedErrors(), 1);
-    EXPECT_NE(view.log.find("The last " + std::to_string(kManyRows - kept) + " lines aren't in"),
-              std::string::npos);
-    EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kept) + " Rows Loaded"), 1);
-}
-
-// The last full buffer is on its way when the rows end: what became of it shows only then.
-TEST_F(TextWriterTest, AWriteThatFailsWhileTheLastRowsAreMadeIsTriedAgainAtTheEnd) {
-    FillSource(kManyRows);
-    for (const bool for_good : {false, true}) {
-        fs::remove(folder / "dst.txt");
-        {
-            const WriteFaults full(4, for_good ? INT_MAX : 4);
-            RunSessionToText("");
+TEST_F(TextWriterTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile) {
+    constexpr int kForGood = INT_MAX;
+    constexpr int kRest = -1;  // all behind what was written
+    struct {
+        int rows;
+        int first;  // and last write that fails
+        int last;
+        int errors;
+        int lost;
+    } const cases[] = {
+        {kManyRows, 2, kForGood, 51, kRest},
+        {kManyRows, 2, 11, 10, 10},  // there is room again
+        // The last full buffer, on its way when the rows end: what became of it shows only then.
+        {kManyRows, 4, 4, 0, 0},
+        {kManyRows, 4, kForGood, 1, kRest},
+        // The last lines, which are tried again when the file is closed.
+        {kManyRows, 5, 5, 1, 0},
+        {kManyRows, 5, kForGood, 1, kRest},
+        {3, 1, kForGood, 1, 3},
+    };
+    for (const auto& c : cases) {
+        ClearTable();
+        FillSource(c.rows);
+        for (const bool former : {true, false}) {
+            fs::remove(folder / "dst.txt");
+            fs::remove(folder / "dst.txt.partial");
+            if (former) {
+                folder.Write("dst.txt", "former");
+            }
+            {
+                FullDisk disk("", c.first, c.last);
+                const InstalledPlan installed(disk);
+                RunSessionToText("");
+            }
+            const bool kept = former && (c.lost == kRest || c.errors == 1);
+            EXPECT_TRUE(!kept || Written() == "former");
+            const std::string written = Written(kept ? "dst.txt.partial" : "dst.txt");
+            const int lines = Count(written, "\r\n");
+            SCOPED_TRACE("writes " + std::to_string(c.first) + " to " + std::to_string(c.last));
+            EXPECT_EQ(LoggedErrors(), c.errors);
+            if (c.lost == 10) {
+                EXPECT_TRUE(written.ends_with("\"row " + std::to_string(c.rows) + "\"\r\n"));
+            } else {
+                EXPECT_TRUE(written == Lines(c.rows).substr(0, written.size()));
+                EXPECT_TRUE(written.empty() || written.ends_with("\"\r\n"));
+            }
+            EXPECT_TRUE(c.lost == kRest ? lines > 0 && lines < c.rows : lines == c.rows - c.lost);
+            if (c.errors == 51) {
+                EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+                EXPECT_EQ(Count(view.log, "No space left"), 51);
+            } else {
+                EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1);
+                const auto told = "The last " + std::to_string(c.rows - lines) + " lines aren't in";
+                EXPECT_EQ(Count(view.log, told), c.errors == 1 && c.lost != 0 ? 1 : 0);
+            }
         }
-        const std::string written = Written();
-        const int lines = Count(written, "\r\n");
-        EXPECT_EQ(written, Lines(kManyRows).substr(0, written.size()));
-        EXPECT_EQ(LoggedErrors(), for_good ? 1 : 0);
-        EXPECT_EQ(lines == kManyRows, !for_good);
-        EXPECT_GT(lines, kManyRows / 2);
-        EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1);
-        EXPECT_EQ(Count(view.log, "The last " + std::to_string(kManyRows - lines) + " lines"),
-                  for_good ? 1 : 0);
     }
-}
-
-// The last lines fail once and are written when the file is closed: nothing is missing.
-TEST_F(TextWriterTest, LinesThatGetIntoTheFileAfterAllArentToldMissing) {
-    FillSource(kManyRows);
-    {
-        const WriteFaults full(5, 5);
-        RunSessionToText("");
-    }
-    EXPECT_EQ(Written(), Lines(kManyRows));
-    EXPECT_EQ(LoggedErrors(), 1);
-    EXPECT_EQ(Count(view.log, "aren't in"), 0);
-    EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(kManyRows) + " Rows Loaded"), 1);
 }
 
 TEST_F(TextWriterTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
@@ -580,17 +509,6 @@ TEST_F(TextWriterTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
         RunSessionToText("");
         return LoggedErrors() == 0 && Written() == Lines(kManyRows);
     }));
-}
-
-TEST_F(TextWriterTest, ATinyTableOnAFullDiskCountsNothing) {
-    FillSource(3);
-    TextDestHeader = kTrue;
-    {
-        const WriteFaults full(1);
-        RunSessionToText("");
-    }
-    EXPECT_EQ(Count(view.log, "\r\n0 Rows Loaded"), 1);
-    EXPECT_EQ(Written(), "");
 }
 
 // The kernel's own refusal, behind a part of the bytes.

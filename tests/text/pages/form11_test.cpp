@@ -1,7 +1,7 @@
 // Form11 and Form11Poll: lists, previews, messages, and what Next leaves behind, read by the text
 // driver.
 
-#include "data/value_text.h"
+#include "support/session_steps.h"
 #include "text/pages/text_pages_fixture.h"
 
 #include <QElapsedTimer>
@@ -39,23 +39,6 @@ protected:
             }
         }
         return {};
-    }
-    static std::string ReadTable(const std::string& table) {
-        Connection connection;
-        connection.Open(SourceConnStr, "", "");
-        Recordset rows;
-        rows.Open("SELECT * FROM [" + table + "]", connection);
-        std::string text;
-        for (int i = 0; i < rows.Fields().Count(); ++i) {
-            text += "[" + rows.Fields()[i].Name() + "]";
-        }
-        for (; !rows.Eof(); rows.MoveNext()) {
-            text += "\n";
-            for (int i = 0; i < rows.Fields().Count(); ++i) {
-                text += "[" + ToText(rows.Fields()[i].Value()) + "]";
-            }
-        }
-        return text;
     }
 };
 
@@ -237,9 +220,9 @@ TEST_F(Form11Test, LeavesTablesThatTheTextDriverReads) {
                   std::to_string(table.SFirstColLine) + table.Owner + " ";
     }
     EXPECT_EQ(tables, "0a.csv,\"1 1b.csv\t\"0 2c.csv;\"1 ");
-    EXPECT_EQ(ReadTable("a.csv"), "[id][name]\n[1][x,y]\n[2][z]");
-    EXPECT_EQ(ReadTable("b.csv"), "[F1][F2]\n[7][seven]");
-    EXPECT_EQ(ReadTable("c.csv"), "[k][v]\n[1][2]");
+    EXPECT_EQ(test::RowsOf(SourceConnStr, "select id,name from [a.csv]"), "1|x,y\n2|z\n");
+    EXPECT_EQ(test::RowsOf(SourceConnStr, "select F1,F2 from [b.csv]"), "7|seven\n");
+    EXPECT_EQ(test::RowsOf(SourceConnStr, "select k,v from [c.csv]"), "1|2\n");
 
     // Back shows the page as it was left; a second pass puts its sections before the former ones.
     HidePage("Form8");
@@ -461,7 +444,7 @@ TEST_F(Form11PollTest, LeavesOneTableThatTheTextDriverReads) {
     EXPECT_EQ(table.Name + table.SFormat + table.TextQ + table.FolderName,
               "orders.csv;'" + Folder() + "/");
     EXPECT_EQ(table.SFirstColLine * 10 + table.TabID, 10);
-    EXPECT_EQ(ReadTable("orders.csv"), "[id][name]\n[1][x;y]");
+    EXPECT_EQ(test::RowsOf(SourceConnStr, "select id,name from [orders.csv]"), "1|x;y\n");
 }
 
 }  // namespace
