@@ -6,13 +6,11 @@
 #include "data/value_text.h"
 #include "drivers/file/file_lock.h"
 #include "drivers/file/file_name.h"
-#include "repository/program_lock.h"
 #include "repository/run_summary.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <system_error>
 #include <thread>
 
@@ -121,30 +119,6 @@ DataError WithoutPasswords(const DataError& error) {
     return {error.Number(), text, error.Source()};
 }
 
-// Two programs that save at once would both take the same next number. Where there can't be a lock,
-// in a folder that may not be written, there is no second program to fear.
-std::optional<ProgramLock> WaitForSaveLock() {
-    const std::filesystem::path repository =
-        ConnectionString::Parse(RepoConnStr).Get("Data Source");
-    const std::string path =
-        JoinPath(LogFolder(repository.parent_path().string()), "session_save.lock");
-    const auto give_up = std::chrono::steady_clock::now() + file::LockTimeout();
-    while (true) {
-        try {
-            if (auto lock = ProgramLock::Take(path)) {
-                return lock;
-            }
-        } catch (const DataError&) {
-            return std::nullopt;
-        }
-        if (std::chrono::steady_clock::now() > give_up) {
-            throw DataError(kErrUnspecified,
-                            "Another program is saving a session. Try again in a moment.");
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
 }  // namespace
 
 std::filesystem::path RepositoryFile(const std::string& folder) {
@@ -178,8 +152,34 @@ i32 NextSessionID() {
     return NextSessionID(connection);
 }
 
+bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>& lock) {
+    const std::filesystem::path repository =
+        ConnectionString::Parse(RepoConnStr).Get("Data Source");
+    const std::string path =
+        JoinPath(LogFolder(repository.parent_path().string()), "session_save.lock");
+    const auto give_up = std::chrono::steady_clock::now() + patience;
+    while (true) {
+        try {
+            if ((lock = ProgramLock::Take(path))) {
+                return true;
+            }
+        } catch (const DataError&) {
+            return true;
+        }
+        if (std::chrono::steady_clock::now() > give_up) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
 i32 SaveSession(const SessionSave& save) {
-    const auto alone = WaitForSaveLock();
+    // Two programs that save at once would both take the same next number.
+    std::optional<ProgramLock> alone;
+    if (!TakeSaveLock(file::LockTimeout(), alone)) {
+        throw DataError(kErrUnspecified,
+                        "Another program is saving a session. Try again in a moment.");
+    }
     Connection connection;
     connection.Open(RepoConnStr);
     const i32 id = NextSessionID(connection);

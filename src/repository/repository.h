@@ -3,8 +3,10 @@
 // pages and the sibling programs do with it, without their boxes. Failures go through to the caller
 // as DataError.
 
+#include "repository/program_lock.h"
 #include "repository/session_statements.h"
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -27,6 +29,11 @@ i32 NextSessionID();
 // Writes the session in memory with the id that is next by then, sets TabID of SrcTables and
 // CurrentSessionID, and returns the id. Rows written before a failure stay.
 i32 SaveSession(const SessionSave& save);
+
+// Held by whoever saves a session, and by whoever wants to read none that is half saved. False when
+// somebody else has held it for all of `patience`. Where there can't be a lock, in a folder that
+// may not be written, there is no second program to fear: true, and nothing is locked.
+bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>& lock);
 
 struct SessionListRow {
     i32 SessionID = 0;

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <initializer_list>
+#include <limits>
+#include <map>
 
 namespace vantry {
 namespace {
@@ -29,6 +31,21 @@ void RecordCreatedTable(i16 i) {
         repository.Close();
     } catch (const DataError&) {
     }
+}
+
+// A map has a row for each column of the side that has more of them.
+struct MapSize {
+    int rows = 0;
+    int columns = 0;
+};
+std::map<double, MapSize> MapSizes() {
+    std::map<double, MapSize> sizes;
+    for (const auto& row : ColMaps) {
+        auto& size = sizes[row.TabID];
+        ++size.rows;
+        size.columns = std::max({size.columns, int{row.SCCount}, int{row.DCCount}});
+    }
+    return sizes;
 }
 
 bool IsMadeAnew(const TableRec& source) {
@@ -82,13 +99,21 @@ std::string SessionFault() {
     if (SrcTables.empty() || DstTables.size() != SrcTables.size()) {
         return "it has no tables, or not as many targets as sources";
     }
+    if (SrcTables.size() > std::size_t{std::numeric_limits<i16>::max()} + 1) {
+        return "it has more tables than their 16-bit numbers can count";
+    }
+    const auto maps = MapSizes();
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-        const bool mapped = std::any_of(ColMaps.begin(), ColMaps.end(), [&](const ColMapRec& row) {
-            return row.TabID == SrcTables[i].TabID;
-        });
-        if (SrcTables[i].Name.empty() || DstTables[i].Name.empty() || !mapped) {
-            return "table " + std::to_string(i + 1) + " \"" + SrcTables[i].Name +
-                   "\" has no name, no target or no columns";
+        const auto map = maps.find(SrcTables[i].TabID);
+        const std::string table =
+            "table " + std::to_string(i + 1) + " \"" + SrcTables[i].Name + "\"";
+        if (SrcTables[i].Name.empty() || DstTables[i].Name.empty() || map == maps.end()) {
+            return table + " has no name, no target or no columns";
+        }
+        if (map->second.rows < map->second.columns) {
+            return table + " has " + std::to_string(map->second.rows) + " of its " +
+                   std::to_string(map->second.columns) +
+                   " columns: its saving was broken off, and what is left of it should be deleted";
         }
     }
     return {};

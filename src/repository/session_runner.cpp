@@ -26,6 +26,7 @@ namespace {
 constexpr int kRepositoryTries = 4;
 constexpr std::chrono::milliseconds kBetweenTries{300};
 constexpr std::chrono::milliseconds kPolledFileGrace{5000};
+constexpr std::chrono::seconds kPatienceWithSaves{60};
 
 // Why a run can't begin; becomes an exit code and a line of the log.
 struct NotStarted {
@@ -123,12 +124,15 @@ void SavedRun::TakeLock() {
     }
 }
 
-// Once nobody else runs it: a run that has just ended may have changed it. And again: a session
-// that is being saved is incomplete for a moment.
+// Once nobody else runs it: a run that has just ended may have changed it. And once nobody saves: a
+// session that is due at once is incomplete for as long as its columns are being written.
 void SavedRun::LoadWholeSession() {
     std::string fault;
     for (int tries = 0; tries < kRepositoryTries; ++tries) {
+        std::optional<ProgramLock> nobody_saves;
+        TakeSaveLock(kPatienceWithSaves, nobody_saves);
         FindSession();
+        nobody_saves.reset();
         fault = SessionFault();
         if (fault.empty()) {
             return;

@@ -158,6 +158,31 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     EXPECT_NE(without.errors.find("There is no repository"), std::string::npos) << without.errors;
 }
 
+// A save that fails or is killed in the middle leaves its rows, its schedule among them.
+TEST(VYRun, ASessionThatIsHalfSavedWaitsForItsRestAndDoesntRunWithoutIt) {
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(5));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("half");
+    Connection repository;
+    repository.Open(RepoConnStr);
+    repository.Execute("update srcdcols set sessionid=2 where scname=\"name\"");
+    const auto alone = app.Run({"1"});
+    EXPECT_EQ(alone.exit_code, 3) << alone.errors;
+    EXPECT_NE(alone.errors.find("has 1 of its 2 columns"), std::string::npos) << alone.errors;
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), -1);
+    auto saving = ProgramLock::Take(app.Path("log/session_save.lock"));
+    ASSERT_TRUE(saving);
+    auto run = app.Start("VYRun", {"1"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    EXPECT_TRUE(run.IsRunning());
+    repository.Execute("update srcdcols set sessionid=1 where sessionid=2");
+    saving.reset();
+    EXPECT_EQ(run.Wait().exit_code, 0);
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 5);
+}
+
 TEST(VYRun, FailedRowsAndLostTablesShowInTheExitCode) {
     const Application app;
     std::string rows = NumberedRows(60);
