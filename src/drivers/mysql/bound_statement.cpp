@@ -10,8 +10,9 @@ namespace vantry::mysql {
 namespace {
 
 // Values above this size are sent ahead of the statement, in pieces of this size: the library would
-// copy them into one packet otherwise.
-constexpr std::size_t kLongDataBytes = std::size_t{1} << 20;
+// copy them into one packet otherwise. A server cuts the connection over a packet that is too long
+// for it, while it refuses a value that is too long when all its pieces are there.
+constexpr std::size_t kLongDataBytes = std::size_t{64} << 10;
 
 MYSQL_TIME TimeOf(std::int64_t nanos) {
     const auto seconds = nanos / kNanosPerSecond;

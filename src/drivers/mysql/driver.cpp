@@ -38,6 +38,7 @@ public:
         // The statements that give no rows are written by loaders, which double the quotes of a
         // value and nothing else: C:\new has to arrive as it is.
         session_->ReadBackslashesAs(Backslash::Data, sql);
+        session_->RequireFits(sql);
         if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
             throw ServerError(handle);
         }

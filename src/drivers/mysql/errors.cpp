@@ -72,6 +72,14 @@ DataError WrongParameterCount(std::size_t wanted, std::size_t given) {
             kSource};
 }
 
+DataError StatementTooLong(std::size_t bytes, std::uint64_t most) {
+    return {kErrUnspecified,
+            "Got a packet bigger than 'max_allowed_packet' bytes: the statement has " +
+                std::to_string(bytes) + " bytes, and the server takes " + std::to_string(most) +
+                ". Raise max_allowed_packet on the server.",
+            kSource};
+}
+
 DataError NotATableColumn(const std::string& column) {
     return {kErrInvalidArgument,
             "Rows can't be added: " + column +

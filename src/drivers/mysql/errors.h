@@ -6,6 +6,7 @@
 #include <mysql.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace vantry::mysql {
@@ -17,6 +18,7 @@ DataError StatementError(MYSQL_STMT* statement);
 DataError BadConnectionKey(const std::string& key, const std::string& value);
 DataError NoTls();
 DataError WrongParameterCount(std::size_t wanted, std::size_t given);
+DataError StatementTooLong(std::size_t bytes, std::uint64_t most);
 DataError NotATableColumn(const std::string& column);
 DataError NoColumns();
 DataError NotARowStatement();

@@ -4,6 +4,7 @@
 
 #include <sys/socket.h>
 
+#include <charconv>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +13,24 @@ namespace vantry::mysql {
 namespace {
 
 constexpr int kRowsNotWorthAStop = 1000;
+constexpr std::size_t kAlwaysFits = std::size_t{64} << 10;
+
+// 0 when the server doesn't tell.
+std::uint64_t LongestStatement(MYSQL* handle) {
+    constexpr std::string_view kQuestion = "select @@max_allowed_packet";
+    if (mysql_real_query(handle, kQuestion.data(), kQuestion.size()) != 0) {
+        return 0;
+    }
+    const std::unique_ptr<MYSQL_RES, void (*)(MYSQL_RES*)> result(mysql_store_result(handle),
+                                                                  mysql_free_result);
+    const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
+    std::uint64_t bytes = 0;
+    if (row != nullptr && row[0] != nullptr) {
+        const std::string_view text = row[0];
+        std::from_chars(text.data(), text.data() + text.size(), bytes);
+    }
+    return bytes;
+}
 
 }  // namespace
 
@@ -58,6 +77,18 @@ void Session::ReadBackslashesAs(Backslash meaning, std::string_view sql) {
         throw ServerError(handle_.get());
     }
     backslashes_set_ = shall_be_data;
+}
+
+void Session::RequireFits(std::string_view sql) {
+    if (sql.size() < kAlwaysFits) {
+        return;
+    }
+    if (!longest_statement_) {
+        longest_statement_ = LongestStatement(handle_.get());
+    }
+    if (*longest_statement_ > 0 && sql.size() >= *longest_statement_) {
+        throw StatementTooLong(sql.size(), *longest_statement_);
+    }
 }
 
 void Session::Abandon(std::unique_ptr<RowSource> rows) {

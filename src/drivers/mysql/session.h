@@ -9,8 +9,10 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <thread>
@@ -57,6 +59,10 @@ public:
     // backslash in it. Throws DataError.
     void ReadBackslashesAs(Backslash meaning, std::string_view sql);
 
+    // To be called on the idle connection before `sql` is sent. Throws DataError if it is longer
+    // than the server takes: sent, it would cost the connection and with it every later statement.
+    void RequireFits(std::string_view sql);
+
     bool IsStreaming() const { return streamer_ != nullptr; }
     void BeginStream(Streamer* streamer) { streamer_ = streamer; }
     void EndStream() { streamer_ = nullptr; }
@@ -71,7 +77,8 @@ private:
     Login login_;
     UniqueHandle handle_;
     unsigned bytes_per_character_ = 4;
-    bool backslashes_set_ = false;  // to be data, by us
+    bool backslashes_set_ = false;                    // to be data, by us
+    std::optional<std::uint64_t> longest_statement_;  // once it was asked for; 0 is unknown
     Streamer* streamer_ = nullptr;
     std::unique_ptr<RowSource> abandoned_;
 };

@@ -165,6 +165,33 @@ TEST_F(MySqlStatementTest, LongValuesGoInWholeAndComeBackSo) {
     }
 }
 
+TEST_F(MySqlStatementTest, WhatIsTooLongForTheServerCostsItsStatementAndNotTheConnection) {
+    Server().Run("create table long_rows (id int, t longtext, b longblob)");
+    Server().Run("set global max_allowed_packet=1048576");
+    const auto connection = Connect();
+    const auto appender = connection->OpenAppender("Select id, t, b FROM long_rows");
+    const std::string half(600'000, 'h');
+    const std::string whole(3'000'000, 'w');
+    const auto row = [](std::int64_t id, std::string_view text, std::string_view bytes) {
+        return std::vector<Cell>{Cell::Int64(id),
+                                 Cell::Text(text),
+                                 Cell::Bytes(std::as_bytes(std::span(bytes.data(), bytes.size())))};
+    };
+    appender->Append(row(1, half, half));
+    EXPECT_NE(ErrorOf([&] { appender->Append(row(2, whole, "")); }).Number(), 0);
+    appender->Append(row(3, "", "x"));
+    const auto insert = [&](int id, const std::string& text) {
+        connection->Execute("insert into long_rows (id,t) values (" + std::to_string(id) + ",'" +
+                            text + "')");
+    };
+    EXPECT_NE(ErrorOf([&] { insert(4, whole); }).Description().find("max_allowed_packet"),
+              std::string::npos);
+    insert(5, half);
+    Server().Run("set global max_allowed_packet=67108864");
+    EXPECT_EQ(ReadColumn(*Connect(), "select concat(id, ' ', length(t)) from long_rows"),
+              (std::vector<std::string>{"T 1 600000", "T 3 0", "T 5 600000"}));
+}
+
 TEST_F(MySqlStatementTest, AppenderReadsNoRowAndBlamesTheRowThatFails) {
     Server().Run(
         "create table keyed (id int primary key, t varchar(5) default 'dflt', `a``b` int);"
