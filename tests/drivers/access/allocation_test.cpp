@@ -3,7 +3,6 @@
 
 #include "drivers/access/writing_fixture.h"
 #include "drivers/file/file_lock.h"
-#include "support/fault_plans.h"
 
 #include <cstdlib>
 #include <fstream>
@@ -76,23 +75,10 @@ std::vector<Cell> RowOf(std::int64_t id) {
     return {Cell::Int64(id), Cell::Text("a name"), Cell::Text(kMemo)};
 }
 
-std::vector<sql::RowId> RowsOf(sql::StoredTable& table) {
-    std::vector<sql::RowId> rows;
-    const auto scan = table.Scan({});
-    while (scan->Next()) {
-        rows.push_back(scan->CurrentRow());
-    }
-    return rows;
-}
-
 void CreateTable(Opened& opened, const std::string& name) {
-    sql::TableDefinition table;
-    table.name = name;
-    table.columns = {Column("id", "LONG"), Column("name", "TEXT", 50), Column("memo", "MEMO")};
-    auto primary = Index("PrimaryKey", {"id"});
-    primary.primary = true;
-    table.indexes = {primary, Index("name", {"name"})};
-    opened.database->CreateTable(table);
+    opened.Create(name,
+                  {Column("id", "LONG"), Column("name", "TEXT", 50), Column("memo", "MEMO")},
+                  {PrimaryKey(), Index("name", {"name"})});
 }
 
 struct NamedOperation {
@@ -146,7 +132,7 @@ std::vector<std::string> StateOf(const std::string& path) {
     return state;
 }
 
-class Allocation : public testing::TestWithParam<bool> {
+class Allocation : public WithoutSync, public testing::WithParamInterface<bool> {
 protected:
     // What is wrong after the operation with its `point`-th allocation failing; empty: nothing.
     // `more`: whether it got so far at all.
@@ -195,9 +181,6 @@ protected:
         return ErrorOf([&] { Opened(path_).Statement([] {}); });
     }
 
-    test::NoSync no_sync_;
-    test::InstalledPlan installed_{no_sync_};
-    test::TempDir folder_;
     std::string path_ = folder_ / "t.accdb";
     std::string original_ = folder_ / "original.accdb";
     std::vector<std::string> before_;

@@ -40,7 +40,6 @@ Snapshot Look(const std::string& path) {
 }
 
 // ---- The statements
-// ------------------------------------------------------------------------------
 
 void InsertSome(Opened& opened, int first, int count) {
     const auto table = opened.Table("main");
@@ -55,17 +54,8 @@ void InsertSome(Opened& opened, int first, int count) {
     });
 }
 
-std::vector<sql::RowId> RowsOf(sql::StoredTable& table) {
-    std::vector<sql::RowId> rows;
-    const auto scan = table.Scan({});
-    while (scan->Next()) {
-        rows.push_back(scan->CurrentRow());
-    }
-    return rows;
-}
-
 void BulkLoad(Opened& opened, int first, int count) {
-    const auto table = opened.Table(std::string(kBulkTable));
+    const auto table = opened.Table(kBulkTable);
     for (int row = first; row < first + count; ++row) {
         const std::string text = std::to_string(100000 + row) + std::string(200, 'b');
         opened.database->InsertRow(*table, std::vector<Cell>{Cell::Text(text)});
@@ -76,16 +66,12 @@ void BulkLoad(Opened& opened, int first, int count) {
 const std::vector<std::function<void(Opened&)>>& Script() {
     static const std::vector<std::function<void(Opened&)>> script = {
         [](Opened& opened) {
-            sql::TableDefinition table;
-            table.name = "main";
-            table.columns = {Column("id", "COUNTER"),
-                             Column("name", "TEXT", 50),
-                             Column("n", "LONG"),
-                             Column("memo", "MEMO")};
-            auto primary = Index("PrimaryKey", {"id"});
-            primary.primary = true;
-            table.indexes = {primary, Index("name", {"name", "-n"})};
-            opened.database->CreateTable(table);
+            opened.Create("main",
+                          {Column("id", "COUNTER"),
+                           Column("name", "TEXT", 50),
+                           Column("n", "LONG"),
+                           Column("memo", "MEMO")},
+                          {PrimaryKey(), Index("name", {"name", "-n"})});
         },
         [](Opened& opened) { InsertSome(opened, 0, 40); },
         [](Opened& opened) { InsertSome(opened, 40, 1); },
@@ -109,23 +95,26 @@ const std::vector<std::function<void(Opened&)>>& Script() {
                 }
             });
         },
-        [](Opened& opened) {
-            sql::TableDefinition table;
-            table.name = kBulkTable;
-            table.columns = {Column("text", "TEXT", 255)};
-            opened.database->CreateTable(table);
-        },
+        [](Opened& opened) { opened.Create(kBulkTable, {Column("text", "TEXT", 255)}); },
         [](Opened& opened) { BulkLoad(opened, 0, 600); },
         [](Opened& opened) { opened.database->DropTable("main"); },
         [](Opened& opened) { BulkLoad(opened, 600, 600); },
         [](Opened& opened) { opened.database->CreateIndex(kBulkTable, Index("text", {"text"})); },
         [](Opened& opened) {
-            const auto table = opened.Table(std::string(kBulkTable));
+            const auto table = opened.Table(kBulkTable);
             opened.Statement([&] { table->DeleteAll(); });
         },
         [](Opened& opened) { BulkLoad(opened, 0, 100); },
     };
     return script;
+}
+// `done` is called after each step.
+void RunScript(const std::string& path, const std::function<void()>& done) {
+    Opened opened(path);
+    for (const auto& step : Script()) {
+        step(opened);
+        done();
+    }
 }
 bool IsBulkLoad(std::size_t step) {
     return step == 6 || step == 8 || step == 11;
@@ -140,11 +129,7 @@ const std::vector<Snapshot>& Snapshots() {
         const std::string path = folder / kFile;
         CreateDatabaseFile(path);
         std::vector<Snapshot> states{Look(path)};
-        Opened opened(path);
-        for (const auto& step : Script()) {
-            step(opened);
-            states.push_back(Look(path));
-        }
+        RunScript(path, [&] { states.push_back(Look(path)); });
         return states;
     }();
     return snapshots;
@@ -200,8 +185,11 @@ const test::DiskRecord::Files& EmptyDatabase() {
     return files;
 }
 
-// Runs `work` in a child; the number of steps that it reported.
-std::size_t RunChild(const std::function<void(const std::function<void()>&)>& work, bool& killed) {
+// Runs `work` in a child, and `meanwhile` beside it; the number of steps that it reported.
+std::size_t RunChild(
+    const std::function<void(const std::function<void()>&)>& work,
+    bool& killed,
+    const std::function<void(pid_t)>& meanwhile = [](pid_t) {}) {
     int ends[2];
     if (::pipe(ends) != 0) {
         throw std::runtime_error("pipe");
@@ -219,6 +207,7 @@ std::size_t RunChild(const std::function<void(const std::function<void()>&)>& wo
         ::_exit(0);
     }
     ::close(ends[1]);
+    meanwhile(child);
     std::size_t steps = 0;
     char mark = 0;
     while (::read(ends[0], &mark, 1) == 1) {
@@ -232,7 +221,6 @@ std::size_t RunChild(const std::function<void(const std::function<void()>&)>& wo
 }
 
 // ---- Killed
-// --------------------------------------------------------------------------------------
 
 // Kills the writer at every `stride`-th operation; the states that were wrong.
 std::vector<std::string> KillLoop(int stride, Planted planted, std::size_t enough) {
@@ -248,11 +236,7 @@ std::vector<std::string> KillLoop(int stride, Planted planted, std::size_t enoug
             [&](const std::function<void()>& report) {
                 test::KillAt plan(point, torn, planted);
                 const test::InstalledPlan installed(plan);
-                Opened opened(path);
-                for (const auto& step : Script()) {
-                    step(opened);
-                    report();
-                }
+                RunScript(path, report);
             },
             killed);
         const std::string what = WrongWith(path, done);
@@ -307,49 +291,26 @@ TEST(AccessCrash, SigkillAtRandomMomentsLosesNoStatement) {
     const int kills = FromEnvironment("VANTRY_KILLS", 12);
     for (int kill = 0; kill < kills; ++kill) {
         test::WriteFolder(folder.Path(), EmptyDatabase());
-        int ends[2];
-        ASSERT_EQ(0, ::pipe(ends));
-        const pid_t child = ::fork();
-        if (child == 0) {
-            try {
-                Opened opened(path);
-                for (const auto& step : Script()) {
-                    step(opened);
-                    const char mark = 1;
-                    static_cast<void>(!::write(ends[1], &mark, 1));
-                }
-            } catch (const std::exception&) {
-            }
-            ::_exit(0);
-        }
-        ::close(ends[1]);
-        ::usleep(static_cast<useconds_t>(random() % 60000));
-        ::kill(child, SIGKILL);
-        std::size_t done = 0;
-        char mark = 0;
-        while (::read(ends[0], &mark, 1) == 1) {
-            ++done;
-        }
-        ::close(ends[0]);
-        int status = 0;
-        ::waitpid(child, &status, 0);
+        bool killed = false;
+        const std::size_t done =
+            RunChild([&](const std::function<void()>& report) { RunScript(path, report); },
+                     killed,
+                     [&](pid_t child) {
+                         ::usleep(static_cast<useconds_t>(random() % 60000));
+                         ::kill(child, SIGKILL);
+                     });
         EXPECT_EQ("", WrongWith(path, done)) << "after " << done << " steps";
     }
 }
 
 // ---- Power failure
-// -------------------------------------------------------------------------------
 
 struct Recording {
     explicit Recording(Planted planted) : record(EmptyDatabase(), planted) {
         const test::TempDir folder;
         test::WriteFolder(folder.Path(), EmptyDatabase());
         const test::InstalledPlan installed(record);
-        Opened opened(folder / kFile);
-        for (const auto& step : Script()) {
-            step(opened);
-            returned.push_back(record.Steps());
-        }
+        RunScript(folder / kFile, [&] { returned.push_back(record.Steps()); });
     }
     // Statements that had returned when `steps` operations were done.
     std::size_t DoneAt(std::size_t steps) const {
@@ -390,7 +351,6 @@ TEST(AccessCrash, PowerLoopNoticesAMissingSync) {
 }
 
 // ---- Failing operations
-// --------------------------------------------------------------------------
 
 std::vector<std::string> FailLoop(int stride, Planted planted, std::size_t enough) {
     const test::TempDir folder;
@@ -406,11 +366,7 @@ std::vector<std::string> FailLoop(int stride, Planted planted, std::size_t enoug
                 test::FailAt plan(point, point % 2 == 0 ? ENOSPC : EIO, for_good, planted);
                 const test::InstalledPlan installed(plan);
                 try {
-                    Opened opened(path);
-                    for (const auto& step : Script()) {
-                        step(opened);
-                        ++done;
-                    }
+                    RunScript(path, [&] { ++done; });
                 } catch (const DataError&) {
                     // The statement failed: it must have left no trace, or all of it where the
                     // failure came after its end.
@@ -447,7 +403,6 @@ TEST(AccessCrash, FailLoopNoticesAFailureThatIsIgnored) {
 }
 
 // ---- Journals in trouble
-// -------------------------------------------------------------------------
 
 // States of a killed writer with a journal whose pages have been changed already.
 std::vector<std::pair<test::DiskRecord::Files, std::size_t>> HotStates(std::size_t wanted) {
@@ -455,7 +410,6 @@ std::vector<std::pair<test::DiskRecord::Files, std::size_t>> HotStates(std::size
     const std::string journal = std::string(kFile) + "-journal";
     std::vector<std::pair<test::DiskRecord::Files, std::size_t>> states;
     const std::size_t stride = std::max<std::size_t>(1, recording.record.Steps() / (6 * wanted));
-    std::string former;
     for (std::size_t steps = 0; steps < recording.record.Steps() && states.size() < wanted;
          steps += stride) {
         auto files = recording.record.KilledAfter(steps);
@@ -549,15 +503,10 @@ TEST(AccessCrash, DamagedJournalIsPlayedBackWhollyOrRefused) {
                     bytes[at] = static_cast<char>(bytes[at] ^ 0x40);
                 }
                 test::WriteFolder(folder.Path(), damaged);
-                std::string error;
-                try {
-                    Opened opened(path);
-                } catch (const DataError& refusal) {
-                    error = refusal.Description();
-                }
+                const std::string error = ErrorOf([&] { Opened opened(path); });
                 if (!error.empty()) {
                     ++refused;
-                    EXPECT_NE(std::string::npos, error.find("-journal")) << error;
+                    EXPECT_TRUE(Has(error, "-journal"));
                     EXPECT_TRUE(files.at(std::string(kFile)) ==
                                 test::ReadFolder(folder.Path())[std::string(kFile)]);
                 } else {
@@ -592,7 +541,6 @@ TEST(AccessCrash, JournalOfAnotherFileIsNeverPlayedBack) {
 }
 
 // ---- Two writers
-// ---------------------------------------------------------------------------------
 
 TEST(AccessCrash, TwoProcessesWriteOneFile) {
     const test::TempDir folder;
@@ -600,13 +548,9 @@ TEST(AccessCrash, TwoProcessesWriteOneFile) {
     CreateDatabaseFile(path);
     {
         Opened opened(path);
-        sql::TableDefinition table;
-        table.name = "t";
-        table.columns = {Column("id", "COUNTER"), Column("who", "LONG"), Column("n", "LONG")};
-        auto primary = Index("PrimaryKey", {"id"});
-        primary.primary = true;
-        table.indexes = {primary};
-        opened.database->CreateTable(table);
+        opened.Create("t",
+                      {Column("id", "COUNTER"), Column("who", "LONG"), Column("n", "LONG")},
+                      {PrimaryKey()});
     }
     const int seconds = FromEnvironment("VANTRY_TWO_WRITERS_SECONDS", 3);
     constexpr int kWriters = 3;
@@ -681,7 +625,7 @@ TEST(AccessCrash, WaitingForAWriterEndsWithTheNameOfWhoHoldsTheFile) {
     file::SetLockTimeout(std::chrono::milliseconds(100));
     const std::string error = ErrorOf([&] { opened.Statement([] {}); });
     file::SetLockTimeout(std::chrono::milliseconds(5000));
-    EXPECT_NE(std::string::npos, error.find("(process " + std::to_string(child) + ")")) << error;
+    EXPECT_TRUE(Has(error, "(process " + std::to_string(child) + ")"));
     ::kill(child, SIGKILL);
     int status = 0;
     ::waitpid(child, &status, 0);

@@ -4,18 +4,20 @@
 #include "data/value_text.h"
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/writing_fixture.h"
-#include "support/fault_plans.h"
 
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
+#include <numeric>
 #include <random>
+#include <sstream>
 
 namespace vantry::access {
 namespace {
 
 constexpr int kTablesPerFile = 30;
 
-class RandomTables : public testing::Test {
+class RandomTables : public WithoutSync {
 protected:
     std::size_t Pick(std::size_t count) { return random_() % count; }
 
@@ -44,41 +46,22 @@ protected:
         return bytes;
     }
     std::int64_t Number(std::int64_t lowest, std::int64_t highest) {
-        switch (Pick(4)) {
-            case 0:
-                return lowest;
-            case 1:
-                return highest;
-            case 2:
-                return 0;
-            default:
-                return std::uniform_int_distribution(lowest, highest)(random_);
-        }
+        const std::int64_t numbers[] = {
+            lowest, highest, 0, std::uniform_int_distribution(lowest, highest)(random_)};
+        return numbers[Pick(4)];
     }
 
     // A column of any type and a value that fits it.
     sql::ColumnDefinition RandomColumn(int number) {
-        static constexpr const char* kTypes[] = {"BYTE",
-                                                 "SHORT",
-                                                 "LONG",
-                                                 "CURRENCY",
-                                                 "SINGLE",
-                                                 "DOUBLE",
-                                                 "DATETIME",
-                                                 "YESNO",
-                                                 "GUID",
-                                                 "TEXT",
-                                                 "MEMO",
-                                                 "IMAGE",
-                                                 "DECIMAL",
-                                                 "BINARY",
-                                                 "TEXT",
-                                                 "LONG"};
-        const std::string type = kTypes[Pick(std::size(kTypes))];
+        static const std::vector<std::string> kTypes = [] {
+            std::istringstream names(
+                "BYTE SHORT LONG CURRENCY SINGLE DOUBLE DATETIME YESNO GUID TEXT MEMO IMAGE "
+                "DECIMAL BINARY TEXT LONG");
+            return std::vector<std::string>(std::istream_iterator<std::string>(names), {});
+        }();
+        const std::string type = kTypes[Pick(kTypes.size())];
         auto column = Column("c" + std::to_string(number) + (Pick(5) == 0 ? " ß 日" : ""), type);
-        if (type == "TEXT") {
-            column.size = static_cast<int>(1 + Pick(255));
-        } else if (type == "BINARY") {
+        if (type == "TEXT" || type == "BINARY") {
             column.size = static_cast<int>(1 + Pick(255));
         } else if (type == "DECIMAL") {
             column.size = static_cast<int>(1 + Pick(28));
@@ -150,15 +133,6 @@ protected:
         return Value(Cell::Bytes(std::as_bytes(std::span(bytes.data(), bytes.size()))));
     }
 
-    // What a cell holds, its kind aside.
-    static std::string Shown(const Cell& cell) {
-        if (cell.Kind() == ValueKind::Bytes) {
-            const auto bytes = cell.AsBytes();
-            return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-        }
-        return cell.IsNull() ? "NULL" : ToText(cell);
-    }
-
     struct Model {
         sql::TableDefinition table;
         std::vector<std::vector<Value>> rows;
@@ -204,9 +178,7 @@ protected:
         const auto read = test::ReadRows(path, name);
         ASSERT_EQ(read.rows.size(), model.rows.size()) << name;
         std::vector<std::size_t> all(model.table.columns.size());
-        for (std::size_t column = 0; column < all.size(); ++column) {
-            all[column] = column;
-        }
+        std::iota(all.begin(), all.end(), std::size_t{0});
         const auto scan = opened.Table(name)->Scan(all);
         const auto theirs =
             test::HasMdbtools() ? test::MdbRows(path, name) : std::vector<test::MdbRow>();
@@ -214,10 +186,10 @@ protected:
             ASSERT_TRUE(scan->Next());
             for (const auto column : all) {
                 const auto& type = model.table.columns[column].type;
-                const auto wanted = Shown(model.rows[row][column].AsCell());
+                const auto wanted = test::Shown(model.rows[row][column].AsCell());
                 const Cell& cell = read.rows[row][column].AsCell();
-                EXPECT_EQ(wanted, Shown(cell)) << name << ", row " << row << ", " << type;
-                EXPECT_EQ(wanted, Shown(scan->Row()[column])) << name << ", row " << row;
+                EXPECT_EQ(wanted, test::Shown(cell)) << name << ", row " << row << ", " << type;
+                EXPECT_EQ(wanted, test::Shown(scan->Row()[column])) << name << ", row " << row;
                 // mdbtools prints nothing for an empty text, question marks for characters of two
                 // units, and ends values at a NUL byte.
                 if (theirs.empty() || type == "IMAGE" || type == "BINARY" || wanted.empty() ||
@@ -236,9 +208,6 @@ protected:
         EXPECT_FALSE(scan->Next());
     }
 
-    test::NoSync no_sync_;
-    test::InstalledPlan installed_{no_sync_};
-    test::TempDir folder_;
     std::mt19937 random_{20'240'229};
 };
 

@@ -1,9 +1,7 @@
 // Tables long enough to be read ahead: rows out of the ordinary stand between ordinary ones, and
 // every row comes once, whole and in its place.
 
-#include "drivers/access/stored_rows.h"
 #include "drivers/access/writing_fixture.h"
-#include "support/fault_plans.h"
 #include "support/no_threads.h"
 
 #include <atomic>
@@ -16,20 +14,18 @@ namespace {
 constexpr int kRows = 12'000;  // some 500 pages
 const std::string kFiller(120, 'f');
 
-class ReadAhead : public testing::Test {
+class ReadAhead : public WithoutSync {
 protected:
     ReadAhead() : path_(folder_ / "long.accdb") {
         CreateDatabaseFile(path_);
         opened_ = std::make_unique<Opened>(path_);
-        sql::TableDefinition table;
-        table.name = "t";
-        table.columns = {Column("id", "LONG"),
+        opened_->Create("t",
+                        {Column("id", "LONG"),
                          Column("day", "DATETIME"),
                          Column("name", "TEXT", 200),
                          Column("amount", "CURRENCY"),
                          Column("done", "YESNO"),
-                         Column("key", "GUID")};
-        opened_->database->CreateTable(table);
+                         Column("key", "GUID")});
         const auto stored = opened_->Table("t");
         opened_->Statement([&] {
             for (int i = 0; i < kRows; ++i) {
@@ -69,34 +65,26 @@ protected:
         while (scan.Next()) {
             std::string line;
             for (const Cell& cell : scan.Row()) {
-                line += cell.IsNull() ? "NULL" : ToText(cell);
-                line += '|';
+                line += test::Shown(cell) + '|';
             }
             lines.push_back(std::move(line));
         }
         return lines;
     }
     // The same rows by a reader that never reads ahead.
-    std::vector<std::string> WalkPlainly() {
-        std::vector<std::string> lines;
-        for (const auto& row : test::ReadRows(path_, "t").rows) {
-            std::string line;
-            for (const Value& value : row) {
-                line += value.IsNull() ? "NULL" : ToText(value.AsCell());
-                line += '|';
-            }
-            lines.push_back(std::move(line));
-        }
-        return lines;
+    std::vector<std::string> WalkPlainly() { return test::Lines(test::ReadRows(path_, "t")); }
+    void Overwrite(std::streamoff at, std::string_view bytes) {
+        opened_.reset();
+        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(at);
+        file << bytes << std::flush;
+        opened_ = std::make_unique<Opened>(path_);
     }
     std::unique_ptr<sql::TableScan> Scan() {
         static constexpr std::size_t kAll[] = {0, 1, 2, 3, 4, 5};
         return opened_->Table("t")->Scan(kAll);
     }
 
-    test::NoSync no_sync_;
-    test::InstalledPlan installed_{no_sync_};
-    test::TempDir folder_;
     std::string path_;
     std::unique_ptr<Opened> opened_;
     std::string name_;
@@ -106,15 +94,10 @@ protected:
 TEST_F(ReadAhead, GivesMovedAndUncommonRowsInTheirPlaces) {
     // Rows that outgrow their pages, and gaps.
     const auto table = opened_->Table("t");
-    static constexpr std::size_t kId[] = {0};
     static constexpr std::size_t kName[] = {2};
     const std::string longer(200, 'L');
     const Cell name[] = {Cell::Text(longer)};
-    std::vector<sql::RowId> ids;
-    const auto scan = table->Scan(kId);
-    while (scan->Next()) {
-        ids.push_back(scan->CurrentRow());
-    }
+    const auto ids = RowsOf(*table);
     ASSERT_EQ(ids.size(), static_cast<std::size_t>(kRows));
     opened_->Statement([&] {
         for (std::size_t i = 3'000; i < ids.size(); i += 97) {
@@ -152,7 +135,6 @@ TEST_F(ReadAhead, StandsOnAnyRowAndGoesOnBehindIt) {
 
 TEST_F(ReadAhead, TellsADamagedPageAfterTheRowsBeforeIt) {
     const auto def = test::ReadRows(path_, "t").def;
-    opened_.reset();
     // The last row of all has its page's list of rows run outside.
     PageNumber last = 0;
     {
@@ -162,12 +144,7 @@ TEST_F(ReadAhead, TellsADamagedPageAfterTheRowsBeforeIt) {
             last = std::max(last, scanner.Pointer().page);
         }
     }
-    {
-        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(std::streamoff{last} * 4096 + 12);
-        file.write("\xFF\x7F", 2);
-    }
-    opened_ = std::make_unique<Opened>(path_);
+    Overwrite(std::streamoff{last} * 4096 + 12, std::string_view("\xFF\x7F"));
     const auto scan = Scan();
     int rows = 0;
     const auto error = ErrorOf([&] {
@@ -175,7 +152,7 @@ TEST_F(ReadAhead, TellsADamagedPageAfterTheRowsBeforeIt) {
             EXPECT_EQ(scan->Row()[0].AsInt64(), rows++);
         }
     });
-    EXPECT_NE(error.find("page " + std::to_string(last)), std::string::npos) << error;
+    EXPECT_TRUE(Has(error, "page " + std::to_string(last)));
     EXPECT_GT(rows, kRows - 300);
     EXPECT_LT(rows, kRows);
 }
@@ -199,22 +176,15 @@ TEST_F(ReadAhead, LetsARowGoWhoseDateIsNone) {
         at = std::streamoff{broken.page} * 4096 + (slot.bytes.data() - page.data()) + 2 +
              def.columns[1].fixed_offset;
     }
-    opened_.reset();
-    {
-        const double never = 1e300;
-        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
-        file.seekp(at);
-        file.write(reinterpret_cast<const char*>(&never), sizeof never);
-    }
-    opened_ = std::make_unique<Opened>(path_);
+    const double never = 1e300;
+    Overwrite(at, {reinterpret_cast<const char*>(&never), sizeof never});
     const auto scan = Scan();
     for (int i = 0; i < kRows; ++i) {
         ASSERT_TRUE(scan->Next());
         EXPECT_EQ(scan->Row()[0].AsInt64(), i);
         EXPECT_EQ(scan->Row()[1].Kind() == ValueKind::Unreadable, i == 8'002) << i;
         if (i == 8'002) {
-            EXPECT_NE(scan->FieldError(1).Description().find("1E+300"), std::string::npos)
-                << scan->FieldError(1).Description();
+            EXPECT_TRUE(Has(scan->FieldError(1).Description(), "1E+300"));
         }
     }
     EXPECT_FALSE(scan->Next());
@@ -285,10 +255,7 @@ TEST_F(ReadAhead, GoesOnOnceAFileIsFreeAgainThatWasInUse) {
 
 TEST_F(ReadAhead, GivesEachRowOnceWhileThisAndAnotherConnectionWrite) {
     // This one's rows are committed by its timer, in the pause.
-    sql::TableDefinition other;
-    other.name = "u";
-    other.columns = {Column("id", "LONG"), Column("name", "TEXT", 200)};
-    opened_->database->CreateTable(other);
+    opened_->Create("u", {Column("id", "LONG"), Column("name", "TEXT", 200)});
     const auto target = opened_->Table("u");
     const Opened stranger(path_);
     const auto strange = stranger.database->OpenTable("t");

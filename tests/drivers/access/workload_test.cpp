@@ -3,7 +3,6 @@
 #include "data/value_text.h"
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/writing_fixture.h"
-#include "support/fault_plans.h"
 
 #include <cstdlib>
 #include <random>
@@ -23,17 +22,14 @@ class Workload {
 public:
     Workload(std::string path, unsigned seed) : path_(std::move(path)), random_(seed) {
         opened_ = std::make_unique<Opened>(path_);
-        sql::TableDefinition table;
-        table.name = "work";
-        table.columns = {Column("id", "LONG"),
-                         Column("name", "TEXT", 120),
-                         Column("grp", "SHORT"),
-                         Column("amount", "DOUBLE"),
-                         Column("memo", "MEMO")};
-        auto primary = Index("PrimaryKey", {"id"});
-        primary.primary = true;
-        table.indexes = {primary, Index("names", {"-name"}), Index("groups", {"grp", "-amount"})};
-        opened_->database->CreateTable(table);
+        opened_->Create(
+            "work",
+            {Column("id", "LONG"),
+             Column("name", "TEXT", 120),
+             Column("grp", "SHORT"),
+             Column("amount", "DOUBLE"),
+             Column("memo", "MEMO")},
+            {PrimaryKey(), Index("names", {"-name"}), Index("groups", {"grp", "-amount"})});
         table_ = opened_->Table("work");
     }
 
@@ -182,11 +178,8 @@ private:
             opened_->database->DropTable("other table");
             return;
         }
-        sql::TableDefinition table;
-        table.name = "other table";
-        table.columns = {Column("a", "MEMO"), Column("b", "LONG")};
-        table.indexes = {Index("b", {"b"})};
-        opened_->database->CreateTable(table);
+        opened_->Create(
+            "other table", {Column("a", "MEMO"), Column("b", "LONG")}, {Index("b", {"b"})});
         const std::string memo(30000, 'm');
         for (int row = 0; row < 20; ++row) {
             opened_->Insert("other table", {Cell::Text(memo), Cell::Int64(row)});
@@ -201,19 +194,13 @@ private:
     bool other_ = false;
 };
 
-int WorkloadSteps() {
-    const char* const steps = std::getenv("VANTRY_ACCESS_WORKLOAD");
-    constexpr int kStepsInCheck = 4000;
-    return steps != nullptr ? std::atoi(steps) : kStepsInCheck;
-}
+class AccessWorkload : public WithoutSync {};
 
-TEST(AccessWorkload, RandomChangesLeaveWhatTheModelSays) {
-    test::NoSync no_sync;
-    const test::InstalledPlan installed(no_sync);
-    const test::TempDir folder;
-    const std::string path = folder / "work.mdb";
+TEST_F(AccessWorkload, RandomChangesLeaveWhatTheModelSays) {
+    const std::string path = folder_ / "work.mdb";
     CreateDatabaseFile(path);
-    const int steps = WorkloadSteps();
+    const char* const wanted = std::getenv("VANTRY_ACCESS_WORKLOAD");
+    const int steps = wanted != nullptr ? std::atoi(wanted) : 4000;
     const int between_checks = std::max(500, steps / 50);
     Workload workload(path, 20250101);
     for (int step = 1; step <= steps; ++step) {
@@ -233,19 +220,14 @@ TEST(AccessWorkload, RandomChangesLeaveWhatTheModelSays) {
 }
 
 // Keys in one direction, and all of them away again: pages must split and empty at their ends.
-TEST(AccessWorkload, IndexesSurviveOrderedGrowthAndEmptying) {
-    test::NoSync no_sync;
-    const test::InstalledPlan installed(no_sync);
+TEST_F(AccessWorkload, IndexesSurviveOrderedGrowthAndEmptying) {
     for (const int direction : {1, -1}) {
-        const test::TempDir folder;
-        const std::string path = folder / "order.accdb";
+        const std::string path = folder_ / (direction > 0 ? "up.accdb" : "down.accdb");
         CreateDatabaseFile(path);
         Opened opened(path);
-        sql::TableDefinition table;
-        table.name = "t";
-        table.columns = {Column("id", "LONG"), Column("name", "TEXT", 200)};
-        table.indexes = {Index("id", {"id"}), Index("name", {"name"})};
-        opened.database->CreateTable(table);
+        opened.Create("t",
+                      {Column("id", "LONG"), Column("name", "TEXT", 200)},
+                      {Index("id", {"id"}), Index("name", {"name"})});
         const auto stored = opened.Table("t");
         constexpr int kRows = 3000;
         for (int row = 0; row < kRows; ++row) {
@@ -258,11 +240,7 @@ TEST(AccessWorkload, IndexesSurviveOrderedGrowthAndEmptying) {
         }
         opened.file->store->Settle();
         ASSERT_EQ("", Faults(path));
-        std::vector<sql::RowId> rows;
-        const auto scan = stored->Scan({});
-        while (scan->Next()) {
-            rows.push_back(scan->CurrentRow());
-        }
+        const auto rows = RowsOf(*stored);
         ASSERT_EQ(static_cast<std::size_t>(kRows), rows.size());
         for (std::size_t part = 0; part < 3; ++part) {
             opened.Statement([&] {
