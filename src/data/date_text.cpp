@@ -262,10 +262,8 @@ std::optional<DateTime> FromSerial(double serial) {
     return value;
 }
 
-void AppendDateTime(const DateTime& value, std::string& out) {
+char* PutDateTime(const DateTime& value, char* to) {
     const DateForm& form = FormInForce();
-    DateBuffer buffer;
-    char* to = buffer.data();
     if (value.day != 0) {
         to = PutDate(to, value.day, form);
         if (value.nanos != 0) {
@@ -275,7 +273,12 @@ void AppendDateTime(const DateTime& value, std::string& out) {
     if (value.day == 0 || value.nanos != 0) {
         to = PutTime(to, value.nanos, form.twelve_hours);
     }
-    out.append(buffer.data(), to);
+    return to;
+}
+
+void AppendDateTime(const DateTime& value, std::string& out) {
+    DateBuffer buffer;
+    out.append(buffer.data(), PutDateTime(value, buffer.data()));
 }
 
 void AppendIsoDateTime(const DateTime& value, std::string& out) {

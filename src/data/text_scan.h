@@ -54,6 +54,30 @@ inline char* PutDigitsBefore(char* end, std::uint64_t value, std::ptrdiff_t widt
     return to;
 }
 
+inline constexpr std::array<std::uint64_t, 20> kPowersOfTen = [] {
+    std::array<std::uint64_t, 20> table{};
+    std::uint64_t power = 1;
+    for (auto& entry : table) {
+        entry = power;
+        power *= 10;
+    }
+    return table;
+}();
+
+// How many digits `value` has; one for 0.
+inline int CountDigits(std::uint64_t value) {
+    // 1233 / 4096 is the logarithm of 2, near enough for 64 bits.
+    const int guess = (static_cast<int>(std::bit_width(value | 1)) * 1233) >> 12;
+    return guess + (value >= kPowersOfTen[static_cast<std::size_t>(guess)] || guess == 0 ? 1 : 0);
+}
+
+// Writes the digits of `value` and returns what is behind them.
+inline char* PutDigits(char* to, std::uint64_t value) {
+    char* const end = to + CountDigits(value);
+    PutDigitsBefore(end, value);
+    return end;
+}
+
 // Two digits at `text`, or -1.
 inline int TwoDigitsAt(const char* text) {
     return IsDigit(text[0]) && IsDigit(text[1]) ? DigitOf(text[0]) * 10 + DigitOf(text[1]) : -1;

@@ -102,7 +102,9 @@ public:
     }
     static Cell FromDateTime(const vantry::DateTime& value) {
         Cell cell(ValueKind::DateTime);
-        cell.date_ = value;
+        // Part by part: a value just made in memory can't be read back at one go without a wait.
+        cell.date_.day = value.day;
+        cell.date_.nanos = value.nanos;
         return cell;
     }
     static Cell Text(std::string_view utf8) {

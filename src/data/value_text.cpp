@@ -17,26 +17,17 @@ constexpr int kFirstPlainExponent = -4;
 constexpr int kLastPlainExponent = 14;
 constexpr std::uint64_t kTenTo19 = 10'000'000'000'000'000'000ULL;
 
-void AppendInt64(std::int64_t value, std::string& out) {
-    std::array<char, 20> buffer;
+char* PutInt64(char* to, std::int64_t value) {
     const auto bits = static_cast<std::uint64_t>(value);
-    char* const end = buffer.data() + buffer.size();
-    char* begin = PutDigitsBefore(end, value < 0 ? 0 - bits : bits);
     if (value < 0) {
-        *--begin = '-';
+        *to++ = '-';
     }
-    out.append(begin, end);
+    return PutDigits(to, value < 0 ? 0 - bits : bits);
 }
 
-void AppendUInt64(std::uint64_t value, std::string& out) {
-    std::array<char, 20> buffer;
-    char* const end = buffer.data() + buffer.size();
-    out.append(PutDigitsBefore(end, value), end);
-}
-
-// Appends `unscaled` / 10^`scale`.
-void AppendScaled(bool negative, UInt128 unscaled, std::size_t scale, std::string& out) {
-    std::array<char, 40 + 1 + 256> buffer;
+// What doesn't fit 64 bits, or has more decimals than they have digits.
+char* PutLongScaled(char* to, UInt128 unscaled, std::size_t scale) {
+    std::array<char, kLongestShortText> buffer;
     char* const end = buffer.data() + buffer.size();
     char* begin = end;
     // 19 digits at a time: the most that 64 bits hold.
@@ -45,25 +36,40 @@ void AppendScaled(bool negative, UInt128 unscaled, std::size_t scale, std::strin
         unscaled /= kTenTo19;
     }
     begin = PutDigitsBefore(begin, static_cast<std::uint64_t>(unscaled));
+    while (end - begin < static_cast<std::ptrdiff_t>(scale) + 1) {
+        *--begin = '0';
+    }
+    to = std::copy(begin, end - scale, to);
     if (scale > 0) {
-        while (end - begin < static_cast<std::ptrdiff_t>(scale) + 1) {
-            *--begin = '0';
-        }
-        const std::size_t whole = static_cast<std::size_t>(end - begin) - scale;
-        std::memmove(begin - 1, begin, whole);
-        --begin;
-        begin[whole] = '.';
+        *to++ = '.';
     }
+    return std::copy(end - scale, end, to);
+}
+
+// `unscaled` / 10^`scale`.
+char* PutScaled(char* to, bool negative, UInt128 unscaled, std::size_t scale) {
     if (negative) {
-        *--begin = '-';
+        *to++ = '-';
     }
-    out.append(begin, end);
+    if (unscaled > UINT64_MAX || scale >= kPowersOfTen.size()) {
+        return PutLongScaled(to, unscaled, scale);
+    }
+    const auto digits = static_cast<std::uint64_t>(unscaled);
+    const std::uint64_t whole = digits / kPowersOfTen[scale];
+    to = PutDigits(to, whole);
+    if (scale > 0) {
+        *to++ = '.';
+        to += scale;
+        PutDigitsBefore(
+            to, digits - whole * kPowersOfTen[scale], static_cast<std::ptrdiff_t>(scale));
+    }
+    return to;
 }
 
 // Most numbers of tables have few decimals. Such a value times a small power of ten is whole, and
 // the division back, being exactly rounded, proves that the digits read back as the value. With at
-// most 15 digits no other number of so few digits does.
-bool AppendFewDecimals(double value, std::string& out) {
+// most 15 digits no other number of so few digits does. Null: the value isn't one of them.
+char* PutFewDecimals(char* to, double value) {
     const double magnitude = std::abs(value);
     struct Step {
         double power;
@@ -72,7 +78,7 @@ bool AppendFewDecimals(double value, std::string& out) {
     for (const Step step : {Step{1, 0}, Step{1e2, 2}, Step{1e4, 4}}) {
         const double scaled = magnitude * step.power + 0.5;
         if (!(scaled < 1e15)) {
-            return false;
+            return nullptr;
         }
         auto digits = static_cast<std::uint64_t>(scaled);
         if (static_cast<double>(digits) / step.power == magnitude) {
@@ -81,22 +87,25 @@ bool AppendFewDecimals(double value, std::string& out) {
                 digits /= 10;
                 --decimals;
             }
-            AppendScaled(value < 0, digits, decimals, out);
-            return true;
+            return PutScaled(to, value < 0, digits, decimals);
         }
     }
-    return false;
+    return nullptr;
 }
 
-// Appends the shortest digits that read back as `value`, which is finite and not zero.
+char* Put(char* to, std::string_view text) {
+    return std::copy(text.begin(), text.end(), to);
+}
+
+// The shortest digits that read back as `value`, which is finite and not zero.
 template <typename Float>
-void AppendShortest(Float value, std::string& out) {
+char* PutShortest(char* to, Float value) {
     std::array<char, 64> buffer;
     const auto written = std::to_chars(
         buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::scientific);
     std::string_view text(buffer.data(), static_cast<std::size_t>(written.ptr - buffer.data()));
     if (text.front() == '-') {
-        out += '-';
+        *to++ = '-';
         text.remove_prefix(1);
     }
     // "d.ddde-xx" or "de+xx"
@@ -111,91 +120,106 @@ void AppendShortest(Float value, std::string& out) {
     const std::string_view all(digits.data(), 1 + rest.size());
 
     if (exponent < kFirstPlainExponent || exponent > kLastPlainExponent) {
-        out += all[0];
+        *to++ = all[0];
         if (all.size() > 1) {
-            out.append(1, '.').append(all.substr(1));
+            *to++ = '.';
+            to = Put(to, all.substr(1));
         }
         const int magnitude = std::abs(exponent);
-        out.append(exponent < 0 ? "E-" : "E+").append(magnitude < 10 ? "0" : "");
-        AppendInt64(magnitude, out);
-    } else if (exponent < 0) {
-        out.append("0.").append(static_cast<std::size_t>(-exponent - 1), '0').append(all);
-    } else {
-        const auto whole = static_cast<std::size_t>(exponent) + 1;
-        out.append(all.substr(0, whole));
-        if (all.size() > whole) {
-            out.append(1, '.').append(all.substr(whole));
-        } else {
-            out.append(whole - all.size(), '0');
-        }
+        to = Put(to, exponent < 0 ? "E-" : "E+");
+        to = Put(to, magnitude < 10 ? "0" : "");
+        return PutInt64(to, magnitude);
     }
+    if (exponent < 0) {
+        to = Put(to, "0.");
+        return Put(std::fill_n(to, -exponent - 1, '0'), all);
+    }
+    const auto whole = static_cast<std::size_t>(exponent) + 1;
+    to = Put(to, all.substr(0, whole));
+    if (all.size() > whole) {
+        *to++ = '.';
+        return Put(to, all.substr(whole));
+    }
+    return std::fill_n(to, whole - all.size(), '0');
 }
 
 template <typename Float>
-void AppendFloat(Float value, std::string& out) {
+char* PutFloat(char* to, Float value) {
     if (std::isnan(value)) {
-        out.append("NaN");
-    } else if (std::isinf(value)) {
-        out.append(value < 0 ? "-Infinity" : "Infinity");
-    } else {
-        AppendShortest(value, out);
+        return Put(to, "NaN");
     }
+    if (std::isinf(value)) {
+        return Put(to, value < 0 ? "-Infinity" : "Infinity");
+    }
+    return PutShortest(to, value);
+}
+
+char* PutDecimal(char* to, const Decimal& value) {
+    const auto bits = static_cast<UInt128>(value.unscaled);
+    return PutScaled(to, value.unscaled < 0, value.unscaled < 0 ? 0 - bits : bits, value.scale);
+}
+
+char* PutDouble(char* to, double value) {
+    char* const end = PutFewDecimals(to, value);
+    return end != nullptr ? end : PutFloat(to, value);
+}
+
+char* PutSingle(char* to, float value) {
+    return value == 0 ? Put(to, "0")  // also the negative one
+                      : PutFloat(to, value);
 }
 
 }  // namespace
 
 void AppendDecimal(const Decimal& value, std::string& out) {
-    const auto bits = static_cast<UInt128>(value.unscaled);
-    AppendScaled(value.unscaled < 0, value.unscaled < 0 ? 0 - bits : bits, value.scale, out);
+    std::array<char, kLongestShortText> text;
+    out.append(text.data(), PutDecimal(text.data(), value));
 }
 
 void AppendDouble(double value, std::string& out) {
-    if (!AppendFewDecimals(value, out)) {
-        AppendFloat(value, out);
-    }
+    std::array<char, kLongestShortText> text;
+    out.append(text.data(), PutDouble(text.data(), value));
 }
 
 void AppendSingle(float value, std::string& out) {
-    if (value == 0) {
-        out += '0';  // also the negative one
-    } else {
-        AppendFloat(value, out);
-    }
+    std::array<char, kLongestShortText> text;
+    out.append(text.data(), PutSingle(text.data(), value));
 }
 
-void AppendText(const Cell& value, std::string& out) {
+char* PutShortText(const Cell& value, char* to) {
     switch (value.Kind()) {
+        case ValueKind::Boolean:
+            return Put(to, value.AsBoolean() ? "True" : "False");
+        case ValueKind::Int64:
+            return PutInt64(to, value.AsInt64());
+        case ValueKind::UInt64:
+            return PutDigits(to, value.AsUInt64());
+        case ValueKind::Single:
+            return PutSingle(to, value.AsSingle());
+        case ValueKind::Double:
+            return PutDouble(to, value.AsDouble());
+        case ValueKind::Decimal:
+            return PutDecimal(to, value.AsDecimal());
+        case ValueKind::DateTime:
+            return PutDateTime(value.AsDateTime(), to);
         case ValueKind::Unset:
         case ValueKind::Null:
         case ValueKind::Unreadable:
-            break;
-        case ValueKind::Boolean:
-            out.append(value.AsBoolean() ? "True" : "False");
-            break;
-        case ValueKind::Int64:
-            AppendInt64(value.AsInt64(), out);
-            break;
-        case ValueKind::UInt64:
-            AppendUInt64(value.AsUInt64(), out);
-            break;
-        case ValueKind::Single:
-            AppendSingle(value.AsSingle(), out);
-            break;
-        case ValueKind::Double:
-            AppendDouble(value.AsDouble(), out);
-            break;
-        case ValueKind::Decimal:
-            AppendDecimal(value.AsDecimal(), out);
-            break;
-        case ValueKind::DateTime:
-            AppendDateTime(value.AsDateTime(), out);
-            break;
         case ValueKind::NumberText:
         case ValueKind::Text:
         case ValueKind::Bytes:
-            out.append(value.AsText());
             break;
     }
+    return to;
+}
+
+void AppendText(const Cell& value, std::string& out) {
+    if (value.IsView()) {
+        out.append(value.AsText());
+        return;
+    }
+    std::array<char, kLongestShortText> text;
+    out.append(text.data(), PutShortText(value, text.data()));
 }
 
 std::string ToText(const Cell& value) {

@@ -42,7 +42,13 @@ std::optional<DateTime> FromSerial(double serial);
 void AppendText(const Cell& value, std::string& out);
 std::string ToText(const Cell& value);
 
+// The same, straight into the place where it is to stand, for values that aren't text or bytes
+// themselves (nothing for those): `to` has room for kLongestShortText; returns the text's end.
+inline constexpr std::size_t kLongestShortText = 320;  // a sign, 39 digits, 255 decimals, a point
+char* PutShortText(const Cell& value, char* to);
+
 void AppendDateTime(const DateTime& value, std::string& out);  // local form
+char* PutDateTime(const DateTime& value, char* to);
 void AppendIsoDateTime(const DateTime& value,
                        std::string& out);  // yyyy-mm-dd hh:mm:ss[.f], always both parts
 void AppendDecimal(const Decimal& value, std::string& out);

@@ -6,8 +6,6 @@
 #include "data/value_text.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <initializer_list>
 
 namespace vantry {
@@ -89,6 +87,17 @@ namespace {
 // padded to that.
 constexpr std::size_t kWidestField = 1 << 20;
 
+// The value's text, in memory that stands still until the next value; nothing for a null.
+std::string_view TextOf(const LineColumn& column) {
+    const Cell& value = column.field->Value();
+    if (value.IsView()) {
+        return value.AsText();
+    }
+    column.style->scratch.clear();
+    AppendText(value, column.style->scratch);
+    return column.style->scratch;
+}
+
 // ---- Delimited
 
 [[gnu::noinline, gnu::cold]] void CountFormula(std::string_view text, LineStyle& style) {
@@ -122,17 +131,12 @@ void WriteValue(const LineColumn& column, LineFile& line) {
         case ValueKind::Null:
             line.Append(column.style->delimiter);
             return;
-        case ValueKind::Int64: {
-            std::array<char, 24> digits;
-            const auto* const end =
-                std::to_chars(digits.data(), digits.data() + digits.size(), value.AsInt64()).ptr;
-            line.Append({}, {digits.data(), end}, column.style->delimiter);
-            return;
-        }
         default:
-            column.style->scratch.clear();
-            AppendText(value, column.style->scratch);
-            line.Append({}, column.style->scratch, column.style->delimiter);
+            line.AppendMade(
+                {},
+                kLongestShortText,
+                [&value](char* to) { return PutShortText(value, to); },
+                column.style->delimiter);
             return;
     }
 }
@@ -144,15 +148,7 @@ void WriteQualified(const LineColumn& column, LineFile& line) {
         line.Append(column.style->delimiter);
         return;
     }
-    std::string_view text;
-    if (value.IsView()) {
-        text = value.AsText();
-    } else {
-        column.style->scratch.clear();
-        AppendText(value, column.style->scratch);
-        text = column.style->scratch;
-    }
-    text = Trimmed(text);
+    const std::string_view text = Trimmed(TextOf(column));
     NoteIfFormula(text, *column.style);
     line.Append(column.style->qualifier, text, column.style->closing);
 }
@@ -160,17 +156,6 @@ void WriteQualified(const LineColumn& column, LineFile& line) {
 // ---- Fixed width
 
 enum class Side { Left, Right };
-
-// The value's text, in memory that stands still until the next value; nothing for a null.
-std::string_view TextOf(const LineColumn& column) {
-    const Cell& value = column.field->Value();
-    if (value.IsView()) {
-        return value.AsText();
-    }
-    column.style->scratch.clear();
-    AppendText(value, column.style->scratch);
-    return column.style->scratch;
-}
 
 // Padded to the column's width, never cut.
 template <Side text_side>

@@ -49,6 +49,15 @@ public:
         out = Copy(out, after);
         size_ = static_cast<std::size_t>(out - buffer_.get());
     }
+    // What `put` writes to the place that it is given, at most `most` bytes, up to the end that it
+    // returns, between `before` and `after`. Whoever makes a text elsewhere and copies it at once
+    // waits for his own writes.
+    template <typename Put>
+    void AppendMade(std::string_view before, std::size_t most, Put put, std::string_view after) {
+        char* out = Room(before.size() + most + after.size());
+        out = Copy(put(Copy(out, before)), after);
+        size_ = static_cast<std::size_t>(out - buffer_.get());
+    }
     void AppendBlanks(std::size_t count) {
         std::memset(Room(count), ' ', count);
         size_ += count;

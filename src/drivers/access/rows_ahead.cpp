@@ -9,7 +9,7 @@ namespace {
 // A run's cells stay in the processor's cache, whatever the table looks like.
 constexpr std::size_t kMostCells = 65'536;
 constexpr PageNumber kFewestPages = 4;
-constexpr PageNumber kMostPages = 32;
+constexpr PageNumber kMostPages = 8;
 
 PageNumber PagesOfARun(std::size_t width) {
     return std::clamp(

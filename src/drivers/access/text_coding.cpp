@@ -2,6 +2,8 @@
 
 #include "data/data_error.h"
 
+#include <algorithm>
+
 namespace vantry::access {
 namespace {
 
@@ -123,22 +125,21 @@ bool TextCoding::IsPlainAscii(std::string_view text) {
     // (x - 01..01) | x, bar a borrow that only ever adds a false alarm.
     constexpr std::uint64_t kOnes = 0x0101010101010101;
     constexpr std::uint64_t kTops = 0x8080808080808080;
-    std::uint64_t odd = 0;
-    std::size_t i = 0;
-    for (; i + 8 <= text.size(); i += 8) {
+    const auto odd_at = [&](std::size_t at) {
         std::uint64_t word;
-        std::memcpy(&word, text.data() + i, sizeof(word));
-        odd |= (word - kOnes) | word;
+        std::memcpy(&word, text.data() + at, sizeof(word));
+        return (word - kOnes) | word;
+    };
+    if (text.size() < sizeof(std::uint64_t)) {
+        return std::all_of(text.begin(), text.end(), [](char c) {
+            return static_cast<unsigned char>(c - 1) < 0x7F;
+        });
     }
-    if ((odd & kTops) != 0) {
-        return false;
+    std::uint64_t odd = odd_at(text.size() - sizeof(std::uint64_t));  // overlaps the one before
+    for (std::size_t i = 0; i + sizeof(std::uint64_t) < text.size(); i += sizeof(std::uint64_t)) {
+        odd |= odd_at(i);
     }
-    for (; i < text.size(); ++i) {
-        if (static_cast<unsigned char>(text[i] - 1) >= 0x7F) {
-            return false;
-        }
-    }
-    return true;
+    return (odd & kTops) == 0;
 }
 
 std::string_view TextCoding::DecodeSlowly(ByteSpan stored, std::string& scratch) const {
