@@ -6,6 +6,7 @@
 #include "data/value_text.h"
 #include "drivers/file/file_lock.h"
 #include "drivers/file/file_name.h"
+#include "drivers/file/journal.h"
 #include "repository/run_summary.h"
 
 #include <sys/stat.h>
@@ -53,6 +54,55 @@ void CopyPrivately(const std::filesystem::path& from, const std::filesystem::pat
         throw FileFailure("Can't copy \"" + from.string() + "\" to", to, error);
     }
 }
+
+std::string ConnectionStringOf(const std::string& database) {
+    return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + database;
+}
+
+// Keeps other programs from changing the repository while it is handled as a file. What one that
+// died has left half done is rolled back before: its other half stands in a file beside it.
+class HeldFile {
+public:
+    explicit HeldFile(const std::filesystem::path& path) : path_(path) {
+        RollBack();
+        file_ = file::File::OpenIfThere(path.string(), file::OpenMode::ReadWriteIfAllowed);
+        if (file_ && file_->Writable()) {
+            file::Lock(*file_, file::LockByte::Writer, file::LockKind::Exclusive);
+        }
+    }
+
+    // Nobody reads it either.
+    void PrepareToReplace() {
+        if (file_ && file_->Writable()) {
+            file::Lock(*file_, file::LockByte::Content, file::LockKind::Exclusive);
+        }
+    }
+    // What couldn't be rolled back belongs to no file that has its name from now on.
+    void WasReplaced() { file::RemoveFile(file::Journal::PathFor(path_.string())); }
+    void CopyTo(const std::filesystem::path& to) {
+        if (file_) {
+            file::Lock(*file_, file::LockByte::Content, file::LockKind::Shared);
+        }
+        CopyPrivately(path_, to);
+    }
+
+private:
+    void RollBack() const {
+        if (!file::StampOf(file::Journal::PathFor(path_.string()))) {
+            return;
+        }
+        try {
+            Connection connection;
+            connection.Open(ConnectionStringOf(path_.string()));
+            connection.Close();
+        } catch (const DataError&) {
+            // A file that is no database, or whose other half is lost, can be copied all the same.
+        }
+    }
+
+    std::filesystem::path path_;
+    std::optional<file::File> file_;
+};
 
 std::string TextOf(Field& field) {
     return ToText(field.Value());
@@ -128,11 +178,13 @@ std::filesystem::path RepositoryFile(const std::string& folder) {
 void CreateRepository(const std::string& folder, const DateTime& now) {
     const auto former = RepositoryFile(folder);
     if (std::filesystem::exists(former)) {
-        CopyPrivately(former, JoinPath(folder, "VYRepo" + FormatDateTime(now, "ddmmyy_hh_mm")));
+        HeldFile held(former);
+        held.CopyTo(JoinPath(folder, "VYRepo" + FormatDateTime(now, "ddmmyy_hh_mm")));
+        held.PrepareToReplace();
         RemoveIfThere(former);
+        held.WasReplaced();
     }
-    const std::string connection_string =
-        "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + JoinPath(folder, "vyrepo.mdb");
+    const std::string connection_string = ConnectionStringOf(JoinPath(folder, "vyrepo.mdb"));
     {
         Catalog catalog;
         catalog.Create(connection_string);
@@ -275,11 +327,15 @@ void BackupRepository(const std::string& folder, const std::filesystem::path& de
                           destination,
                           error ? error : std::make_error_code(std::errc::file_exists));
     }
-    CopyPrivately(RepositoryFile(folder), destination / kRepositoryName);
+    HeldFile(RepositoryFile(folder)).CopyTo(destination / kRepositoryName);
 }
 
 void RestoreRepository(const std::string& folder, const std::filesystem::path& file) {
-    CopyPrivately(file, RepositoryFile(folder));
+    const auto repository = RepositoryFile(folder);
+    HeldFile held(repository);
+    held.PrepareToReplace();
+    CopyPrivately(file, repository);
+    held.WasReplaced();
 }
 
 }  // namespace vantry

@@ -55,10 +55,11 @@ void DeleteSession(i32 session_id);
 // All rows, then every log file in the folder "log" of `folder`.
 void DeleteAllSessions(const std::string& folder);
 
-// Copies the repository of `folder` into the new folder `destination`; an existing folder is an
-// error.
+// Copies the repository of `folder` into the new folder `destination`, between two changes by other
+// programs; an existing folder is an error.
 void BackupRepository(const std::string& folder, const std::filesystem::path& destination);
-// Puts a copy of `file` in the repository's place. The file isn't examined.
+// Puts a copy of `file` in the repository's place. The file isn't examined. An error while another
+// program is at work in the repository.
 void RestoreRepository(const std::string& folder, const std::filesystem::path& file);
 
 }  // namespace vantry

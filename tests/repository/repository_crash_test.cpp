@@ -9,6 +9,7 @@
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/wait.h>
 
 #include <functional>
@@ -194,6 +195,68 @@ TEST_F(RepositoryCrash, ASaveKilledAnywhereAndRollBacksKilledAgainLeaveTheOthers
     }
     EXPECT_GT(journals, 10);
     EXPECT_GE(cases, 100);
+}
+
+// Of a program that died in the middle of a change the file alone is half the truth.
+TEST_F(RepositoryCrash, WhatAKilledProgramLeftIsInNoCopyAndSpoilsNoOtherRepository) {
+    MakeRepository();
+    const std::string folder = folder_.Path().string();
+    const TempDir copies(MemoryFolder(), "vantry");
+    BackupRepository(folder, copies / "good");
+    int cases = 0;
+    for (int point = 0; KillWriter(point); point += 9) {
+        if (!HasJournal()) {
+            continue;
+        }
+        const auto killed = ReadFolder(folder_.Path());
+        const auto backup = copies / ("killed" + std::to_string(point));
+        BackupRepository(folder, backup);
+        InitSharedState(backup.string());
+        EXPECT_EQ(WrongWith(backup.string(), kSaved), "") << "backup, killed at " << point;
+        InitSharedState(folder);
+        for (const bool restored : {true, false}) {
+            WriteFolder(folder_.Path(), killed);
+            if (restored) {
+                RestoreRepository(folder, copies / "good/VYRepo.mdb");
+            } else {
+                CreateRepository(folder, Now());
+            }
+            EXPECT_EQ(WrongWith(folder, restored ? kSaved : 0), "") << "killed at " << point;
+            ++cases;
+        }
+    }
+    EXPECT_GT(cases, 10);
+}
+
+TEST_F(RepositoryCrash, CopiesAreSoundWhileAnotherProgramSaves) {
+    MakeRepository();
+    const std::string folder = folder_.Path().string();
+    const TempDir copies(MemoryFolder(), "vantry");
+    BackupRepository(folder, copies / "good");
+    const pid_t other = ::fork();
+    if (other == 0) {
+        for (int number = kSaved + 1;; ++number) {
+            try {
+                SaveNumbered(number);
+            } catch (const DataError&) {
+                // Was cut off by a restore.
+            }
+        }
+    }
+    for (int k = 0; k < 500; ++k) {
+        const auto backup = copies / std::to_string(k);
+        BackupRepository(folder, backup);
+        const auto report = access::Verify(backup / "VYRepo.mdb");
+        EXPECT_TRUE(report.IsSound()) << k << ": " << report.Text();
+        if (k % 20 == 0) {
+            RestoreRepository(folder, copies / "good/VYRepo.mdb");
+        }
+    }
+    ::kill(other, SIGKILL);
+    ::waitpid(other, nullptr, 0);
+    ListSessions();  // what the kill left is rolled back
+    const auto report = access::Verify(RepositoryFile(folder));
+    EXPECT_TRUE(report.IsSound()) << report.Text();
 }
 
 TEST_F(RepositoryCrash, TheKillsNoticeAMissingJournal) {

@@ -22,10 +22,6 @@ void PagedFile::AcquireWriter() {
     if (!file_.Writable()) {
         throw OpenedReadOnly(file_.Path());
     }
-    const auto named = StampOf(file_.Path());
-    if (!named || !named->SameFile(stamp_)) {
-        throw ReplacedWhileOpen(file_.Path());
-    }
     FlushSiblings();
     Lock(file_, LockByte::Turn, LockKind::Exclusive);
     try {
@@ -36,6 +32,11 @@ void PagedFile::AcquireWriter() {
     }
     Unlock(file_, LockByte::Turn);
     try {
+        // Not before: whoever held the lock may have replaced the file.
+        const auto named = StampOf(file_.Path());
+        if (!named || !named->SameFile(stamp_)) {
+            throw ReplacedWhileOpen(file_.Path());
+        }
         while (StampOf(Journal::PathFor(file_.Path()))) {
             Recover();
             Lock(file_, LockByte::Writer, LockKind::Exclusive);
