@@ -6,6 +6,8 @@
 #include "data/value_text.h"
 #include "drivers/access/file_bytes.h"
 #include "drivers/access/page_codec.h"
+#include "drivers/access/real_files.h"
+#include "drivers/file/error_of.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -17,28 +19,21 @@ namespace vantry::access {
 namespace {
 
 namespace fs = std::filesystem;
-
-const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
-
+using test::ErrorOf;
+using test::Has;
 using Strings = std::vector<std::string>;
 
-class AccessDriverTest : public testing::Test {
+class AccessDriverTest : public test::OnRealFiles {
 protected:
-    void SetUp() override {
-        if (!fs::exists(kFolder)) {
-            GTEST_SKIP() << kFolder << " isn't there";
-        }
-    }
-
     // A copy that nothing else uses.
     std::string Copy(const std::string& file, const std::string& name = {}) {
         const auto path = folder_.Path() / (name.empty() ? file : name);
-        fs::copy_file(kFolder / file, path, fs::copy_options::overwrite_existing);
+        fs::copy_file(test::kRealFiles / file, path, fs::copy_options::overwrite_existing);
         return path.string();
     }
     std::string Damaged(const std::string& file,
                         const std::function<void(test::FileBytes&)>& change) {
-        test::FileBytes bytes(kFolder / file);
+        test::FileBytes bytes(test::kRealFiles / file);
         change(bytes);
         const auto path = folder_.Write(
             file, {reinterpret_cast<const char*>(bytes.bytes.data()), bytes.bytes.size()});
@@ -63,15 +58,6 @@ protected:
         }
         return lines;
     }
-    static std::string ErrorOf(const std::function<void()>& action) {
-        try {
-            action();
-        } catch (const DataError& error) {
-            return error.Description();
-        }
-        return "(no error)";
-    }
-
     test::TempDir folder_;
     std::unique_ptr<Driver> driver_ = MakeAccessDriver();
 };
@@ -90,14 +76,14 @@ TEST_F(AccessDriverTest, TakesTheConnectionStringsOfItsProvidersAndOfTheBuiltInD
         SCOPED_TRACE(text);
         EXPECT_EQ(Rows(*Connect(text), "select count(*) from [table]"), Strings{"2"});
     }
-    EXPECT_NE(ErrorOf([&] {
-                  Connect("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder + "/new.accdb");
-              }).find("Use the ACE provider"),
-              std::string::npos);
-    EXPECT_NE(ErrorOf([&] { Open(folder + "/absent.mdb"); }).find("absent.mdb"), std::string::npos);
-    EXPECT_NE(
-        ErrorOf([&] { Connect("Provider=Microsoft.Jet.OLEDB.4.0"); }).find("no database file"),
-        std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] {
+                        Connect("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder +
+                                "/new.accdb");
+                    }),
+                    "Use the ACE provider"));
+    EXPECT_TRUE(Has(ErrorOf([&] { Open(folder + "/absent.mdb"); }), "absent.mdb"));
+    EXPECT_TRUE(
+        Has(ErrorOf([&] { Connect("Provider=Microsoft.Jet.OLEDB.4.0"); }), "no database file"));
 }
 
 TEST_F(AccessDriverTest, DefaultsOfAStatementAreTakenAsTheyWereWritten) {
@@ -145,13 +131,12 @@ TEST_F(AccessDriverTest, ReadsSavedQueriesOrSaysWhyNot) {
     const auto why = [&](const std::string& query) {
         return ErrorOf([&] { connection->OpenCursor("select * from " + query); });
     };
-    EXPECT_NE(why("CrosstabQuery").find("crosstab"), std::string::npos);
-    EXPECT_NE(why("PassthroughQuery").find("another server"), std::string::npos);
-    EXPECT_NE(why("DeleteQuery").find("changes data"), std::string::npos);
-    EXPECT_NE(ErrorOf([&] {
-                  Open(Copy("linkerTestV2007.accdb"))->OpenCursor("select * from Table2");
-              }).find("linkeeTest.accdb"),
-              std::string::npos);
+    EXPECT_TRUE(Has(why("CrosstabQuery"), "crosstab"));
+    EXPECT_TRUE(Has(why("PassthroughQuery"), "another server"));
+    EXPECT_TRUE(Has(why("DeleteQuery"), "changes data"));
+    EXPECT_TRUE(Has(
+        ErrorOf([&] { Open(Copy("linkerTestV2007.accdb"))->OpenCursor("select * from Table2"); }),
+        "linkeeTest.accdb"));
 }
 
 TEST_F(AccessDriverTest, ShowsTheValuesOfColumnsThatHoldSeveral) {
@@ -233,17 +218,17 @@ TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
                             ";Jet OLEDB:Database Password=S3cr3t-Ünique"),
                    "select count(*) from [table]"),
               Strings{"2"});
-    EXPECT_NE(ErrorOf([&] { Open(locked); }).find("Not a valid password"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { Open(locked); }), "Not a valid password"));
     const auto wrong = ErrorOf([&] {
         Connect("Driver={Microsoft Access Driver (*.mdb, *.accdb)};DBQ=" + locked + ";PWD=s3cr3t");
     });
-    EXPECT_NE(wrong.find("Not a valid password"), std::string::npos);
-    EXPECT_EQ(wrong.find("s3cr3t"), std::string::npos);
+    EXPECT_TRUE(Has(wrong, "Not a valid password"));
+    EXPECT_FALSE(Has(wrong, "s3cr3t"));
 
     const auto office = Damaged("empty_2010.accdb", [&](test::FileBytes& file) {
         file.bytes[kEncryptionKeyOffset] ^= std::byte{0x55};
     });
-    EXPECT_NE(ErrorOf([&] { Open(office); }).find("Office encryption"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { Open(office); }), "Office encryption"));
 }
 
 TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {
@@ -262,8 +247,7 @@ TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {
         {std::string("\0\1\0\0Standard Jet DB\0\1\0\0\0", 24), "shorter than one page"},
     };
     for (const auto& [content, words] : cases) {
-        EXPECT_NE(ErrorOf([&] { Open(write(content)); }).find(words), std::string::npos)
-            << ErrorOf([&] { Open(write(content)); });
+        EXPECT_TRUE(Has(ErrorOf([&] { Open(write(content)); }), words));
     }
 }
 
@@ -288,8 +272,8 @@ TEST_F(AccessDriverTest, SaysWhichFieldIsDamagedAndReadsOn) {
         if (cursor->Row()[1].Kind() == ValueKind::Unreadable) {
             ++damaged;
             const auto error = cursor->FieldError(1).Description();
-            EXPECT_NE(error.find("'DateExt'"), std::string::npos) << error;
-            EXPECT_NE(error.find("extended date"), std::string::npos) << error;
+            EXPECT_TRUE(Has(error, "'DateExt'"));
+            EXPECT_TRUE(Has(error, "extended date"));
         }
     }
     EXPECT_EQ(rows, 9);
