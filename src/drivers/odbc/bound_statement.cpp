@@ -20,6 +20,7 @@ BoundStatement::BoundStatement(std::shared_ptr<Link> link,
                                std::string_view sql,
                                std::span<const ParameterInfo> infos)
     : link_(std::move(link)),
+      sql_(sql),
       statement_(PreparedStatement(*link_, sql)),
       parameters_(*link_, statement_, infos) {
     CheckParameterCount();
@@ -36,6 +37,22 @@ void BoundStatement::CheckParameterCount() const {
         static_cast<std::size_t>(count) != parameters_.Count()) {
         throw WrongParameterCount(
             static_cast<std::size_t>(count), parameters_.Count(), link_->Source());
+    }
+}
+
+// A refused long value stays with the statement of some servers, and would be refused with every
+// row behind it: those go by a fresh one.
+SQLRETURN BoundStatement::ExecuteWithLongValues() {
+    try {
+        const auto result = parameters_.SendLongValues();
+        link_->Check(result, statement_);
+        return result;
+    } catch (const DataError&) {
+        try {
+            link_->Prepare(statement_, sql_);
+        } catch (const DataError&) {  // told by the next row
+        }
+        throw;
     }
 }
 
@@ -58,9 +75,14 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
     for (std::size_t k = 0; k < values.size(); ++k) {
         parameters_.Set(k, values[k]);
     }
+    // MariaDB's driver keeps the former buffer of a parameter whose data now comes in pieces, and
+    // sends what lies there in the place of the parameter behind it.
+    if (parameters_.TakeTurnedLong() && link_->GetTraits().dialect == Dialect::MySql) {
+        link_->Prepare(statement_, sql_);
+    }
     auto result = SQLExecute(statement_.Get());
     if (result == SQL_NEED_DATA) {
-        result = parameters_.SendLongValues();
+        result = ExecuteWithLongValues();
     }
     link_->Check(result, statement_);
     SQLLEN affected = -1;

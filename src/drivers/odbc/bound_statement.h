@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace vantry::odbc {
@@ -22,8 +23,10 @@ public:
 
 private:
     void CheckParameterCount() const;
+    SQLRETURN ExecuteWithLongValues();
 
     std::shared_ptr<Link> link_;
+    std::string sql_;
     StatementHandle statement_;
     Parameters parameters_;
 };

@@ -1,11 +1,14 @@
 #include "drivers/odbc/driver.h"
 
+#include "data/value_convert.h"
 #include "drivers/odbc/appender.h"
 #include "drivers/odbc/bound_statement.h"
 #include "drivers/odbc/cursor.h"
+#include "drivers/odbc/errors.h"
 #include "drivers/odbc/link.h"
 #include "drivers/odbc/translation.h"
 
+#include <optional>
 #include <utility>
 
 namespace vantry::odbc {
@@ -25,6 +28,7 @@ public:
         // The statements that give no rows are written by loaders, which double the quotes of a
         // value and nothing else: a value that ends in a backslash would swallow its quote.
         TakeBackslashesAs(Backslash::Data, sql);
+        RequireFits(sql);
         link_->Idle();
         const auto statement = link_->NewStatement();
         link_->ExecuteDirect(statement, sql);
@@ -81,6 +85,23 @@ private:
         backslashes_ = meaning;
     }
 
+    // A MySQL server cuts the connection over a statement that is too long for it, and every later
+    // one would fail with it.
+    void RequireFits(std::string_view sql) {
+        constexpr std::size_t kAlwaysFits = std::size_t{64} << 10;
+        if (link_->GetTraits().dialect != Dialect::MySql || sql.size() < kAlwaysFits) {
+            return;
+        }
+        if (!longest_statement_) {
+            OdbcCursor rows(link_, "select @@max_allowed_packet");
+            longest_statement_ = rows.Next() ? ToDouble(rows.Row()[0]).value_or(0) : 0;
+        }
+        if (*longest_statement_ > 0 && static_cast<double>(sql.size()) >= *longest_statement_) {
+            throw StatementTooLong(sql.size(), *longest_statement_, link_->Source());
+        }
+    }
+
+    std::optional<double> longest_statement_;  // bytes, once it was asked for; 0 is unknown
     std::shared_ptr<Link> link_;
     Backslash backslashes_ = Backslash::Escape;
 };

@@ -186,6 +186,15 @@ DataError WrongParameterCount(std::size_t wanted, std::size_t given, const std::
             source};
 }
 
+DataError StatementTooLong(std::size_t bytes, double most, const std::string& source) {
+    return {kErrUnspecified,
+            "Got a packet bigger than 'max_allowed_packet' bytes: the statement has " +
+                std::to_string(bytes) + " bytes, and the server takes " +
+                std::to_string(static_cast<std::uint64_t>(most)) +
+                ". Raise max_allowed_packet on the server.",
+            source};
+}
+
 DataError NotARowStatement(const std::string& source) {
     return {kErrInvalidArgument, "The statement gives no rows to read.", source};
 }

@@ -31,6 +31,7 @@ DataError NoDriverManager();
 // `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.
 DataError NoDriverOfKind(std::string_view role, std::string_view advice);
 DataError WrongParameterCount(std::size_t wanted, std::size_t given, const std::string& source);
+DataError StatementTooLong(std::size_t bytes, double most, const std::string& source);
 DataError NotARowStatement(const std::string& source);
 DataError NotAPlainSelect(std::string_view sql, const std::string& source);
 DataError ValueCutOff(const std::string& column, const std::string& source);

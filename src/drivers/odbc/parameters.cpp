@@ -395,6 +395,7 @@ void Parameters::PutLong(Slot& slot, std::string_view value, bool is_text, Shape
     }
     slot.length = SQL_LEN_DATA_AT_EXEC(bytes);
     shape.data = &slot;  // by which the driver says whose data it wants
+    turned_long_ = turned_long_ || (slot.bound.c_type != 0 && slot.bound.data != &slot);
     Bind(slot, shape);
 }
 

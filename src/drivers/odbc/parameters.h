@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vantry::odbc {
@@ -24,6 +25,8 @@ public:
     std::size_t Count() const { return slots_.size(); }
     // Small values are copied, long ones looked at until SendLongValues is done.
     void Set(std::size_t parameter, const Cell& value);
+    // Whether a parameter that had a short value before has a long one now, since the last call.
+    bool TakeTurnedLong() { return std::exchange(turned_long_, false); }
     // After an execution that asks for data: sends the long values in pieces. Returns the result of
     // the statement itself.
     SQLRETURN SendLongValues();
@@ -82,6 +85,7 @@ private:
     const Link& link_;
     const StatementHandle& statement_;
     std::vector<Slot> slots_;
+    bool turned_long_ = false;
     std::string scratch_;
     std::u16string units_;
 };

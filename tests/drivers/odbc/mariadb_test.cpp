@@ -5,6 +5,7 @@
 #include "support/private_mariadb.h"
 
 #include <chrono>
+#include <random>
 
 namespace vantry::test {
 namespace {
@@ -194,6 +195,63 @@ TEST_F(MariaDbOdbcTest, LongValuesSurviveBothWaysBesideShortOnes) {
     const auto lengths = server_->QueryOne("select concat(length(t),',',length(b)) from " +
                                            server_->Database() + ".longs where id=1");
     EXPECT_EQ(lengths, std::to_string(text.size()) + "," + std::to_string(bytes.size()));
+}
+
+TEST_F(MariaDbOdbcTest, RowsOfLongAndShortValuesKeepThemApartInAnyOrder) {
+    const auto connection = Open();
+    connection->Execute("drop table if exists mixed");
+    connection->Execute(
+        "create table mixed (id int, a longtext, b longblob, c varchar(40), d longtext)");
+    const auto appender = connection->OpenAppender("Select id, a, b, c, d FROM mixed");
+    std::mt19937 random(7);
+    std::string expected;
+    for (int id = 1; id <= 60; ++id) {
+        std::vector<std::string> texts(4);
+        std::vector<Cell> row = {Cell::Int64(id)};
+        for (std::size_t k = 0; k < texts.size(); ++k) {
+            const auto form = random() % 4;
+            texts[k] = std::string(form == 0 && k != 2 ? 100'000 + random() % 3 : random() % 9,
+                                   static_cast<char>('a' + random() % 26));
+            row.push_back(form == 1 ? Cell::Null()
+                          : k == 1  ? Cell::Bytes(std::as_bytes(std::span(texts[k])))
+                                    : Cell::Text(texts[k]));
+            expected +=
+                form == 1 ? "-|" : std::to_string(texts[k].size()) + texts[k].substr(0, 1) + "|";
+        }
+        appender->Append(row);
+        expected += " ";
+    }
+    const auto one = [](const std::string& name) {
+        return "ifnull(concat(length(" + name + "),left(" + name + ",1)),'-'),'|'";
+    };
+    EXPECT_EQ(
+        server_->QueryOne("set group_concat_max_len=100000000; select group_concat(" + one("a") +
+                          "," + one("b") + "," + one("c") + "," + one("d") +
+                          ",' ' order by id separator '') from " + server_->Database() + ".mixed"),
+        expected);
+}
+
+TEST_F(MariaDbOdbcTest, WhatIsTooLongForTheServerCostsItsStatementAlone) {
+    server_->Run("set global max_allowed_packet=1048576");
+    const auto connection = Open();
+    server_->Run("set global max_allowed_packet=67108864");
+    connection->Execute("create or replace table too_long (id int, t longtext)");
+    const std::string whole(3'000'000, 'w');
+    const auto insert = [&](const std::string& text) {
+        connection->Execute("insert into too_long values (1,'" + text + "')");
+    };
+    EXPECT_NE(ErrorOf([&] { insert(whole); }).Description().find("max_allowed_packet"),
+              std::string::npos);
+    insert(whole.substr(0, 500'000));
+    const auto appender = connection->OpenAppender("Select id, t FROM too_long");
+    const auto append = [&](int id, std::string_view text) {
+        appender->Append(std::vector<Cell>{Cell::Int64(id), Cell::Text(text)});
+    };
+    EXPECT_NE(ErrorOf([&] { append(2, whole); }).Number(), 0);
+    append(3, std::string_view(whole).substr(0, 500'000));
+    append(4, "short");
+    EXPECT_EQ(One(*connection, "select group_concat(id, ':', length(t) order by id) from too_long"),
+              "1:500000,3:500000,4:5");
 }
 
 // A value that doesn't fit what its description promised: here the room for a character is too
