@@ -3,6 +3,7 @@
 // call. It keeps every statement that it was sent and every row that it took.
 
 #include "core/driver_registry.h"
+#include "data/calendar.h"
 
 #include <functional>
 #include <map>
