@@ -1,12 +1,14 @@
 #include "repository/polled_run.h"
 
 #include "data/value_text.h"
+#include "drivers/file/file_name.h"
 #include "drivers/file/unique_fd.h"
 #include "engine/run_log.h"
 #include "engine/run_session.h"
 #include "text/file_rename.h"
 
 #include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -42,14 +44,54 @@ PolledRun::PolledRun(std::function<void()> run_once, std::function<bool()> cance
       columns_(ColMaps),
       connection_string_(WithLayoutOf(source_.Name, SourceConnStr)) {}
 
-void PolledRun::LoadAll() {
-    // A file that is loaded and can't get its new name would be loaded again the next time.
+// A file that is loaded and can't get its new name would be loaded again the next time.
+void PolledRun::RequireRenaming() const {
     if (::access(PollFolder.c_str(), W_OK | X_OK) != 0) {
         throw DataError(kErrUnspecified,
                         "The files of \"" + PollFolder +
                             "\" couldn't be renamed after their load: " + std::strerror(errno) +
                             ". Give this user the right to write there.");
     }
+    if (!file::IsPlainFileName("x." + PollRename)) {
+        throw DataError(kErrUnspecified,
+                        "The rename extension \"" + PollRename +
+                            "\" can't be part of a file's name. Save the session anew with "
+                            "another one.");
+    }
+}
+
+// The same of one file; empty when it can be renamed.
+std::string PolledRun::RenameFault(const PolledFile& file) const {
+    constexpr std::size_t kLongerMinute = 1;
+    if (file.name.size() + LoadedEnding().size() + kLongerMinute > NAME_MAX) {
+        return "its name is too long to be made longer after the load. Give it a shorter one.";
+    }
+    struct stat folder {};
+    struct stat state {};
+    if (::stat(PollFolder.c_str(), &folder) != 0 ||
+        ::lstat(JoinPath(PollFolder, file.name).c_str(), &state) != 0) {
+        return {};  // the load will say what is wrong
+    }
+    const uid_t user = ::geteuid();
+    if ((folder.st_mode & S_ISVTX) != 0 && user != 0 && user != folder.st_uid &&
+        user != state.st_uid) {
+        return "it belongs to another user, who alone can rename it in this folder. Take the "
+               "sticky bit off the folder.";
+    }
+    return {};
+}
+
+void PolledRun::LeaveUnloaded(const PolledFile& file, const std::string& fault) {
+    left_unloaded_.push_back(file.name + " isn't loaded: " + fault);
+    auto& report = files_.emplace_back();
+    report.Source = file.name;
+    report.Target = target_.Name;
+    report.Outcome = TableOutcome::NotPrepared;
+    report.Errors = 1;
+}
+
+void PolledRun::LoadAll() {
+    RequireRenaming();
     PollWalk walk(PollFolder, PollPattern, PollRename);
     PolledFile file;
     bool going_on = true;
@@ -58,12 +100,19 @@ void PolledRun::LoadAll() {
             files_.emplace_back().Source = file.name;  // not reached
             break;
         }
+        if (const auto fault = RenameFault(file); !fault.empty()) {
+            LeaveUnloaded(file, fault);
+            continue;
+        }
         Load(file);
         going_on = files_.back().Outcome == TableOutcome::Loaded ||
                    (files_.back().Outcome != TableOutcome::Cancelled && CanGoOn());
     }
-    if (files_.empty()) {
+    if (!log_started_) {
         TellNothingLoaded();
+    }
+    for (const auto& line : left_unloaded_) {
+        AppendLog(line);
     }
     for (const auto& name : walk.Waiting()) {
         AppendLog(name + " is still being written: it waits for the next run.");
@@ -100,6 +149,7 @@ void PolledRun::Load(const PolledFile& file) {
     SetUpSession(file);
     const file::UniqueFd loaded(
         ::open(JoinPath(PollFolder, file.name).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    log_started_ = true;
     run_once_();
     const TableReport report = ReportOf(0);
     target_prepared_ = target_prepared_ || report.Outcome != TableOutcome::NotPrepared;
@@ -159,8 +209,10 @@ bool PolledRun::CanGoOn() const {
 void PolledRun::TellNothingLoaded() const {
     SessionStartTime = Now();
     StartLog(log_line::Started());
-    AppendLog("No file in \"" + PollFolder + "\" that matches \"" + PollPattern +
-              "\" waits to be loaded.");
+    if (files_.empty()) {
+        AppendLog("No file in \"" + PollFolder + "\" that matches \"" + PollPattern +
+                  "\" waits to be loaded.");
+    }
     FinishRunLog();
 }
 

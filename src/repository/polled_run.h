@@ -28,6 +28,9 @@ public:
     int Faults() const { return not_renamed_ + not_whole_; }
 
 private:
+    void RequireRenaming() const;
+    std::string RenameFault(const PolledFile& file) const;
+    void LeaveUnloaded(const PolledFile& file, const std::string& fault);
     void Load(const PolledFile& file);
     void SetUpSession(const PolledFile& file);
     void EnsureRenamed(const PolledFile& file);
@@ -41,6 +44,8 @@ private:
     const std::vector<ColMapRec> columns_;
     const std::string connection_string_;
     bool target_prepared_ = false;
+    bool log_started_ = false;
+    std::vector<std::string> left_unloaded_;  // lines for the log
     std::vector<TableReport> files_;
     int not_renamed_ = 0;
     int not_whole_ = 0;

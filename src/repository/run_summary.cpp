@@ -1,5 +1,6 @@
 #include "repository/run_summary.h"
 
+#include "data/utf.h"
 #include "data/value_text.h"
 #include "drivers/file/file.h"
 
@@ -14,7 +15,20 @@ namespace {
 // What SummaryText() begins with.
 constexpr std::string_view kBegin = "{\n  \"session\": ";
 
+// Names of files needn't be text, but what other programs are to read must be.
+std::string AsUtf8(std::string_view text) {
+    std::string valid;
+    for (std::size_t at = 0; at < text.size();) {
+        AppendUtf8(NextCodePoint(text, at), valid);
+    }
+    return valid;
+}
+
 void AppendQuoted(std::string_view text, std::string& out) {
+    if (!IsValidUtf8(text)) {
+        AppendQuoted(AsUtf8(text), out);
+        return;
+    }
     out += '"';
     for (const char c : text) {
         if (c == '"' || c == '\\') {

@@ -20,10 +20,13 @@ void RequirePlainName(const std::string& name) {
 
 }  // namespace
 
+std::string LoadedEnding() {
+    return "." + PollRename + "_On_" + FormatDateTime(Now(), "dd_mmm_yy_hh_m_ss");
+}
+
 i16 MoveLoadedFile(const std::string& name) {
     try {
-        const std::string ending =
-            "." + PollRename + "_On_" + FormatDateTime(Now(), "dd_mmm_yy_hh_m_ss");
+        const std::string ending = LoadedEnding();
         RequirePlainName(name);
         RequirePlainName(name + ending);
         const std::string loaded = file::ResolveFileName(JoinPath(PollFolder, name));

@@ -7,6 +7,9 @@
 
 namespace vantry {
 
+// What is added to the name: how it was loaded and when.
+std::string LoadedEnding();
+
 // `name` as it stands in SrcTables; the file is that of PollFolder. -1 on success; a failure is
 // shown in a box and gives 0.
 i16 MoveLoadedFile(const std::string& name);

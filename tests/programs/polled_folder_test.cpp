@@ -213,6 +213,37 @@ TEST(PolledFolder, EachFileIsReadByTheLayoutOfTheSampleAndOneThatFailsStays) {
     EXPECT_NE(app.Log("poll").find("No file in"), std::string::npos);
 }
 
+// A file that were loaded without getting its new name would be loaded again by each later run.
+TEST(PolledFolder, WhatCouldntGetItsNewNameIsntLoaded) {
+    const Application app;
+    app.Folder().Write("in/sample.csv", NumberedRows(2));
+    app.FromText("sample.csv", "TEXTPOLL");
+    app.ToAccess("out.mdb");
+    app.Save("long");
+    PollRename = "done/by us";
+    app.Save("nowhere");
+    MakeOlder(app.Path("in/sample.csv"), 5);
+    const auto nowhere = app.Run({"2"});
+    EXPECT_EQ(nowhere.exit_code, 3) << app.Log("nowhere");
+    EXPECT_NE(nowhere.errors.find("done/by us"), std::string::npos) << nowhere.errors;
+    EXPECT_EQ(app.RowsIn("out.mdb", "sample"), -1);
+    const std::string long_name = "in/" + std::string(240, 'x') + ".csv";
+    MakeOlder(app.Folder().Write(long_name, NumberedRows(2, 3)), 9);
+    // A name that isn't text, as other systems leave it.
+    MakeOlder(app.Folder().Write("in/gr\xFC\xDF.csv", NumberedRows(2, 5)), 8);
+    const auto run = app.Run({"1"});
+    EXPECT_EQ(run.exit_code, 2) << app.Log("long");
+    EXPECT_NE(app.Log("long").find("name is too long"), std::string::npos) << app.Log("long");
+    EXPECT_TRUE(fs::exists(app.Path(long_name)));
+    EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 4) << app.Log("long");
+    EXPECT_EQ(CountLoaded(app.Path("in")), 2);
+    EXPECT_EQ(
+        std::system(
+            ("python3 -m json.tool '" + app.Path("log/long.log.json") + "' >/dev/null").c_str()),
+        0)
+        << app.Summary("long");
+}
+
 TEST(PolledFolder, ATextTargetHasAFilePerPolledFile) {
     const Application app;
     app.Folder().Write("in/sample.csv", NumberedRows(2));
