@@ -83,6 +83,7 @@ private:
     void WriteRows();
     void EndLine(std::size_t fields, std::size_t columns);
     void FinishFile();
+    void AbandonFile();
     void NoteRowsInPlace();
 
     ClassBy class_by_;
@@ -121,6 +122,7 @@ void TextRun::Run() {
     });
     CurrentRunReport.Walked = true;
     if (!whole) {
+        AbandonFile();
         AppendLog(log_line::TextAborting());
         try {
             if (SrcRS) {
@@ -129,9 +131,6 @@ void TextRun::Run() {
         } catch (const DataError&) {
             // It never opened: there is nothing to close, and nobody left to tell.
         }
-        file_.Abandon();
-        in_place_ = false;
-        NoteRowsInPlace();
         return;
     }
     CurrentRunView->ClearRowCounter();
@@ -140,6 +139,18 @@ void TextRun::Run() {
     if (CancelRequested()) {
         AppendLog(log_line::TextCancelled());
     }
+}
+
+// The errors that gave the run up may have taken lines with them that had been accepted.
+void TextRun::AbandonFile() {
+    const std::int64_t accepted = file_.Lines();
+    file_.Abandon();
+    if (const std::int64_t lost = accepted - file_.Lines(); lost > 0) {
+        AppendLog("The " + std::to_string(lost) +
+                  " lines before these errors aren't in the file either.");
+    }
+    in_place_ = false;
+    NoteRowsInPlace();
 }
 
 void TextRun::TellError(std::string_view description) const {

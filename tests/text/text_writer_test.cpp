@@ -494,6 +494,10 @@ TEST_F(TextWriterTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFil
             if (c.errors == 51) {
                 EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
                 EXPECT_EQ(Count(view.log, "No space left"), 51);
+                const auto at = view.log.find("Error Loading Row:") + 18;
+                const int before = std::stoi(view.log.substr(at)) - lines;
+                EXPECT_EQ(Count(view.log, "\r\nThe " + std::to_string(before) + " lines before"),
+                          1);
             } else {
                 EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1);
                 const auto told = "The last " + std::to_string(c.rows - lines) + " lines aren't in";
