@@ -1,6 +1,7 @@
 #include "mapping/column_discovery.h"
 
 #include "data/letter_case.h"
+#include "data/value_text.h"
 #include "mapping/type_catalogue.h"
 
 #include <algorithm>
@@ -206,7 +207,9 @@ std::vector<std::string> NamesInTarget() {
         tables.Open(
             "select table_name from user_tables", connection, adOpenForwardOnly, adLockOptimistic);
         for (; !tables.Eof(); tables.MoveNext()) {
-            names.emplace_back(tables.Fields()[0].Value().AsText());
+            if (const Cell& name = tables.Fields()[0].Value(); !name.IsNull()) {
+                names.push_back(ToText(name));
+            }
         }
     } else {
         Catalog catalog;

@@ -188,5 +188,15 @@ TEST_F(ColumnDiscovery, AnOracleTargetIsAskedForItsUsersTables) {
     EXPECT_EQ(names.size(), 4U);
 }
 
+TEST_F(ColumnDiscovery, NamesThatAreNoTextsAreTakenForWhatTheyRead) {
+    session_.InSource({"CREATE TABLE a (id LONG)"});
+    session_.InTarget({"CREATE TABLE user_tables (table_name LONG)",
+                       "INSERT INTO user_tables (table_name) VALUES (7)",
+                       "INSERT INTO user_tables (table_name) VALUES (NULL)"});
+    TargetType = "ORACLE";
+    MappingSession::ChooseTables({"a"});
+    EXPECT_EQ(MappingSession::Map(), std::vector<std::string>{"7"});
+}
+
 }  // namespace
 }  // namespace vantry::test
