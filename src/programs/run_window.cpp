@@ -1,6 +1,8 @@
 #include "programs/run_window.h"
 
 #include "engine/pages/run_display.h"
+#include "engine/run_log.h"
+#include "repository/run_log_file.h"
 #include "shell/qt_text.h"
 
 #include <QApplication>
@@ -18,6 +20,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 
 namespace vantry {
 namespace {
@@ -94,6 +98,27 @@ private:
     bool running_ = true;
 };
 
+enum class WindowPhase { NotShown, RunIsGoing, RunHasEnded };
+WindowPhase phase = WindowPhase::NotShown;
+int code_of_run = 0;
+
+// The toolkit ends the program when its display goes, with a code that says something else.
+void TellLostDisplay() {
+    if (phase == WindowPhase::NotShown) {
+        return;
+    }
+    if (phase == WindowPhase::RunHasEnded) {
+        ::_exit(code_of_run);
+    }
+    const char* const line = "The display is gone: the run ended here.";
+    std::fprintf(stderr, "VYRun: %s\n", line);
+    if (auto* const log = dynamic_cast<RunLogView*>(CurrentRunView)) {
+        log->LoseDisplay();
+        AppendLog(line);
+    }
+    ::_exit(kRunTableLost);
+}
+
 }  // namespace
 
 bool CanShowWindow(int argc, char** argv) {
@@ -128,8 +153,11 @@ int ShowRunInWindow(int& argc, char** argv, i32 session_id, RunnerSurroundings s
         tell(line);
         window.AddLine(ToQt(line));
     };
-    const int code = RunSavedSession(session_id, surroundings);
-    window.ShowEnd(code);
+    std::atexit(TellLostDisplay);
+    phase = WindowPhase::RunIsGoing;
+    code_of_run = RunSavedSession(session_id, surroundings);
+    phase = WindowPhase::RunHasEnded;
+    window.ShowEnd(code_of_run);
     // Whoever signals doesn't want to close it by hand.
     QTimer until_signal;
     QObject::connect(&until_signal, &QTimer::timeout, &application, [&] {
@@ -139,7 +167,8 @@ int ShowRunInWindow(int& argc, char** argv, i32 session_id, RunnerSurroundings s
     });
     until_signal.start(100);
     QApplication::exec();
-    return code;
+    phase = WindowPhase::NotShown;
+    return code_of_run;
 }
 
 }  // namespace vantry

@@ -45,6 +45,8 @@ public:
     void SetCancelGrace(std::chrono::milliseconds grace) { cancel_grace_ = grace; }
     // Told behind the first line of the log.
     void AddWarning(std::string text) { warnings_.push_back(std::move(text)); }
+    // The log goes on without the one that shows it.
+    void LoseDisplay() { display_ = nullptr; }
     // A text could not be written into the log file.
     bool LogFailed() const { return log_failed_; }
 

@@ -326,6 +326,30 @@ TEST(VYRun, NeitherAReaderNorADisplayThatIsGoneKeepsTheRunFromItsEnd) {
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 100);
 }
 
+TEST(VYRun, ADisplayThatDiesInTheMiddleIsNoRunThatHasFinished) {
+    const std::string server = "/usr/bin/Xvfb";
+    if (!fs::exists(server)) {
+        GTEST_SKIP() << "The Debian package xvfb isn't installed.";
+    }
+    const Application app;
+    app.Folder().Write("in/orders.csv", NumberedRows(2'000'000));
+    app.FromText("orders.csv");
+    app.ToAccess("out.mdb");
+    app.Save("shown");
+    Running display({server, "-displayfd", "1", "-nolisten", "tcp"}, app.Folder() / "display");
+    ASSERT_TRUE(Within(20, [&] { return app.Folder().Read("display.out").ends_with("\n"); }));
+    const std::string number = app.Folder().Read("display.out");
+    ::setenv("DISPLAY", (":" + number.substr(0, number.size() - 1)).c_str(), 1);
+    auto run = app.Start("VYRun", {"1", "ShowOutput"});
+    ::unsetenv("DISPLAY");
+    ASSERT_TRUE(
+        Within(20, [&] { return app.Log("shown").find("About to Insert") != app.Log("").npos; }));
+    display.Signal(SIGKILL);
+    EXPECT_EQ(run.Wait().exit_code, 2);
+    EXPECT_NE(app.Log("shown").find("display"), std::string::npos) << app.Log("shown");
+    EXPECT_EQ(app.Run({"1"}).exit_code, 0);
+}
+
 TEST(VYRun, ARepositoryThatEveryoneCanWriteIsWarnedOf) {
     const Application app;
     app.Folder().Write("in/orders.csv", NumberedRows(5));
