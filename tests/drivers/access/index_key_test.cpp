@@ -75,41 +75,44 @@ struct KeyOf {
 };
 
 TEST(IndexKey, FollowsTheRulesForEachType) {
-    EXPECT_EQ(KeyOf{ColumnType::Boolean}(Bytes{std::byte{1}}), FromHex("7F00"));
-    EXPECT_EQ(KeyOf{ColumnType::Boolean}(Bytes{std::byte{0}}), FromHex("7FFF"));
-    EXPECT_EQ((KeyOf{ColumnType::Boolean, false}(Bytes{std::byte{1}})), FromHex("80FF"));
-    EXPECT_EQ(KeyOf{ColumnType::Long}(std::nullopt), FromHex("00"));
-    EXPECT_EQ((KeyOf{ColumnType::Long, false}(std::nullopt)), FromHex("FF"));
-    EXPECT_EQ(KeyOf{ColumnType::Currency}(Stored(std::int64_t{12'345})),
-              FromHex("7F 8000000000003039"));
-    EXPECT_EQ(KeyOf{ColumnType::Double}(Stored(-1.0)), FromHex("7F 400FFFFFFFFFFFFF"));
-    EXPECT_EQ((KeyOf{ColumnType::Single, false}(Stored(1.0F))), FromHex("80 407FFFFF"));
-    EXPECT_EQ(KeyOf{ColumnType::Guid}(FromHex("33221100554477668899AABBCCDDEEFF")),
-              FromHex("7F 0011223344556677 09 8899AABBCCDDEEFF 08"));
-    EXPECT_EQ(KeyOf{ColumnType::Binary}(FromHex("0102")), FromHex("7F 0102000000000000 02"));
-    // Jet's numbers and ACE's, of both signs and directions.
     const std::string zeros(28, '0');
     const std::string ones(28, 'F');
-    EXPECT_EQ((KeyOf{ColumnType::Numeric, true, kVersionJet4}(Numeric(5))),
-              FromHex("7F FF" + zeros + "0005"));
-    EXPECT_EQ((KeyOf{ColumnType::Numeric, true, kVersionJet4}(Numeric(-5))),
-              FromHex("7F 00" + ones + "FFFA"));
-    EXPECT_EQ((KeyOf{ColumnType::Numeric, false, kVersionJet4}(Numeric(5))),
-              FromHex("80 FF" + ones + "FFFA"));
-    EXPECT_EQ((KeyOf{ColumnType::Numeric, false, kVersionAce14}(Numeric(5))),
-              FromHex("80 00" + ones + "FFFA"));
-    EXPECT_EQ((KeyOf{ColumnType::Numeric, false, kVersionAce14}(Numeric(-5))),
-              FromHex("80 FF" + zeros + "0005"));
+    const struct {
+        KeyOf key;
+        std::optional<Bytes> stored;
+        std::string hex;
+    } cases[] = {
+        {{ColumnType::Boolean}, Bytes{std::byte{1}}, "7F00"},
+        {{ColumnType::Boolean}, Bytes{std::byte{0}}, "7FFF"},
+        {{ColumnType::Boolean, false}, Bytes{std::byte{1}}, "80FF"},
+        {{ColumnType::Long}, std::nullopt, "00"},
+        {{ColumnType::Long, false}, std::nullopt, "FF"},
+        {{ColumnType::Currency}, Stored(std::int64_t{12'345}), "7F 8000000000003039"},
+        {{ColumnType::Double}, Stored(-1.0), "7F 400FFFFFFFFFFFFF"},
+        {{ColumnType::Single, false}, Stored(1.0F), "80 407FFFFF"},
+        {{ColumnType::Guid},
+         FromHex("33221100554477668899AABBCCDDEEFF"),
+         "7F 0011223344556677 09 8899AABBCCDDEEFF 08"},
+        {{ColumnType::Binary}, FromHex("0102"), "7F 0102000000000000 02"},
+        // Jet's numbers and ACE's, of both signs and directions.
+        {{ColumnType::Numeric, true, kVersionJet4}, Numeric(5), "7F FF" + zeros + "0005"},
+        {{ColumnType::Numeric, true, kVersionJet4}, Numeric(-5), "7F 00" + ones + "FFFA"},
+        {{ColumnType::Numeric, false, kVersionJet4}, Numeric(5), "80 FF" + ones + "FFFA"},
+        {{ColumnType::Numeric, false, kVersionAce14}, Numeric(5), "80 00" + ones + "FFFA"},
+        {{ColumnType::Numeric, false, kVersionAce14}, Numeric(-5), "80 FF" + zeros + "0005"},
+    };
+    for (auto [key, stored, hex] : cases) {
+        EXPECT_EQ(key(stored), FromHex(hex)) << hex;
+    }
 }
 
 TEST(IndexKey, SortsAsTheValuesDo) {
-    const auto expect_order = [](ColumnType type, const std::vector<Bytes>& ascending_values) {
-        SCOPED_TRACE(static_cast<int>(type));
-        for (std::size_t i = 1; i < ascending_values.size(); ++i) {
-            EXPECT_LT(KeyOf{type}(ascending_values[i - 1]), KeyOf{type}(ascending_values[i])) << i;
-            EXPECT_GT((KeyOf{type, false}(ascending_values[i - 1])),
-                      (KeyOf{type, false}(ascending_values[i])))
-                << i;
+    const auto expect_order = [](ColumnType type, const std::vector<Bytes>& values) {
+        KeyOf up{type};
+        KeyOf down{type, false};
+        for (std::size_t i = 1; i < values.size(); ++i) {
+            EXPECT_LT(up(values[i - 1]), up(values[i])) << static_cast<int>(type) << ' ' << i;
+            EXPECT_GT(down(values[i - 1]), down(values[i])) << static_cast<int>(type) << ' ' << i;
         }
     };
     expect_order(ColumnType::Double,

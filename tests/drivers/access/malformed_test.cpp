@@ -3,6 +3,7 @@
 
 #include "drivers/access/file_bytes.h"
 #include "drivers/access/read_everything.h"
+#include "drivers/access/real_files.h"
 #include "drivers/access/stored_rows.h"
 
 #include <gtest/gtest.h>
@@ -16,9 +17,6 @@
 namespace vantry::access {
 namespace {
 
-namespace fs = std::filesystem;
-
-const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
 constexpr int kMutations = 2'000;
 
 struct Mutator {
@@ -31,23 +29,11 @@ std::uint32_t InterestingNumber(const test::FileBytes& file,
                                 std::mt19937& random) {
     const auto pages = static_cast<std::uint32_t>(file.bytes.size() / 4096);
     const std::uint32_t self = static_cast<std::uint32_t>(offset / 4096);
-    const std::uint32_t numbers[] = {0,
-                                     1,
-                                     0xFFFFFFFF,
-                                     0x7FFFFFFF,
-                                     0x80000000,
-                                     self,
-                                     self << 8,
-                                     2,
-                                     pages - 1,
-                                     pages,
-                                     pages << 8,
-                                     0x3FFFFFFF,
-                                     0xFFFF,
-                                     0x1FFF,
-                                     255,
-                                     256};
-    return numbers[random() % std::size(numbers)];
+    const std::uint32_t of_this_file[] = {self, self << 8, pages - 1, pages, pages << 8};
+    constexpr std::uint32_t kEdges[] = {
+        0, 1, 2, 255, 256, 0x1FFF, 0xFFFF, 0x3FFFFFFF, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
+    const auto pick = random() % (std::size(of_this_file) + std::size(kEdges));
+    return pick < std::size(kEdges) ? kEdges[pick] : of_this_file[pick - std::size(kEdges)];
 }
 
 std::vector<Mutator> Mutators() {
@@ -120,14 +106,10 @@ long PeakMemoryKiB() {
     return usage.ru_maxrss;
 }
 
-class Malformed : public testing::TestWithParam<const char*> {};
+class Malformed : public test::OnRealFiles, public testing::WithParamInterface<const char*> {};
 
 TEST_P(Malformed, IsAnErrorOrSaneRowsWithinASecond) {
-    const fs::path path = kFolder / GetParam();
-    if (!fs::exists(path)) {
-        GTEST_SKIP() << path << " isn't there";
-    }
-    const test::FileBytes original(path);
+    const test::FileBytes original(test::kRealFiles / GetParam());
     const auto mutators = Mutators();
     std::mt19937 random(20'000);
     [[maybe_unused]] const long memory = PeakMemoryKiB();
@@ -157,13 +139,11 @@ INSTANTIATE_TEST_SUITE_P(Access,
                              return name.substr(0, name.find('.'));
                          });
 
+class Loops : public test::OnRealFiles {};
+
 // Loops that a reader without step counts would follow for ever.
-TEST(Malformed, LoopsHaveAnEnd) {
-    const fs::path path = kFolder / "test2V2010.accdb";
-    if (!fs::exists(path)) {
-        GTEST_SKIP() << path << " isn't there";
-    }
-    test::FileBytes file(path);
+TEST_F(Loops, HaveAnEnd) {
+    test::FileBytes file(test::kRealFiles / "test2V2010.accdb");
     const auto source = file.Open();
     ObjectCatalog catalog(*source);
     const auto def = catalog.ReadTable(*catalog.Find("MSP_PROJECTS"));

@@ -1,6 +1,8 @@
 // Files that Access itself wrote, against what another reader makes of them and against what is
 // known to be in them.
 
+#include "drivers/access/real_files.h"
+
 #include "data/value_text.h"
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/stored_rows.h"
@@ -15,12 +17,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
-
 std::vector<std::string> RealFiles() {
     std::vector<std::string> names;
     std::error_code error;
-    for (const auto& entry : fs::directory_iterator(kFolder, error)) {
+    for (const auto& entry : fs::directory_iterator(test::kRealFiles, error)) {
         const auto extension = entry.path().extension();
         if (extension == ".mdb" || extension == ".accdb") {
             names.push_back(entry.path().filename().string());
@@ -53,7 +53,7 @@ std::string Mismatch(const test::StoredRows& ours,
 
 class RealFile : public testing::TestWithParam<std::string> {
 protected:
-    std::string Path() const { return (kFolder / GetParam()).string(); }
+    std::string Path() const { return (test::kRealFiles / GetParam()).string(); }
 };
 
 TEST_P(RealFile, ListsTheTablesThatMdbtoolsLists) {
@@ -120,26 +120,19 @@ INSTANTIATE_TEST_SUITE_P(Access, RealFile, testing::ValuesIn(RealFiles()), [](co
 });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RealFile);
 
-class KnownContent : public testing::Test {
+class KnownContent : public test::OnRealFiles {
 protected:
-    void SetUp() override {
-        if (!fs::exists(kFolder)) {
-            GTEST_SKIP() << kFolder << " isn't there";
-        }
-    }
-
     // Each row as its fields' text forms, "NULL" for null.
     static std::vector<std::string> Lines(const std::string& file,
                                           const std::string& table,
                                           const std::vector<std::string>& columns) {
-        const auto stored = test::ReadRows((kFolder / file).string(), table);
+        const auto stored = test::ReadRows((test::kRealFiles / file).string(), table);
         std::vector<std::string> lines;
         for (const auto& row : stored.rows) {
             auto& line = lines.emplace_back();
             for (const auto& name : columns) {
                 const auto& cell = row.at(stored.def.FindColumn(name)).AsCell();
-                line += line.empty() && name == columns[0] ? "" : "|";
-                line += cell.IsNull() ? "NULL" : ToText(cell);
+                line += (&name == &columns[0] ? "" : "|") + test::Shown(cell);
             }
         }
         return lines;

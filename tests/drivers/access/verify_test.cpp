@@ -4,7 +4,9 @@
 
 #include "drivers/access/file_bytes.h"
 #include "drivers/access/index_reader.h"
+#include "drivers/access/real_files.h"
 #include "drivers/access/stored_rows.h"
+#include "drivers/file/error_of.h"
 
 #include <gtest/gtest.h>
 
@@ -13,40 +15,27 @@
 namespace vantry::access {
 namespace {
 
-namespace fs = std::filesystem;
-
-const fs::path kFolder = fs::path(VANTRY_SHARED_DATA) / "access";
 constexpr std::size_t kPage = 4096;
 
-class Damage : public testing::Test {
+class Damage : public test::OnRealFiles {
 protected:
-    void SetUp() override {
-        if (!fs::exists(kFolder)) {
-            GTEST_SKIP() << kFolder << " isn't there";
-        }
-    }
-
     void Open(const std::string& file, const std::string& table) {
-        file_ = std::make_unique<test::FileBytes>(kFolder / file);
+        file_ = std::make_unique<test::FileBytes>(test::kRealFiles / file);
         source_ = file_->Open();
         ASSERT_TRUE(Verify(*source_).IsSound()) << Verify(*source_).Text();
         ObjectCatalog catalog(*source_);
         def_ = catalog.ReadTable(*catalog.Find(table));
+        pristine_ = file_->bytes;
     }
 
-    // Whether a finding (or a note) holds `words`.
-    bool Found(const std::string& words) {
-        report_ = Verify(*source_).Text();
-        return report_.find(words) != std::string::npos;
-    }
-
-    const RealIndex& IndexNamed(const std::string& name) const {
-        for (const auto& index : def_.logical_indexes) {
-            if (index.name == name) {
-                return def_.real_indexes[index.real];
-            }
+    // A finding (or a note) holds `words`; the damage is undone.
+    void ExpectFound(std::initializer_list<const char*> words) {
+        for (const char* const one : words) {
+            EXPECT_TRUE(test::Has(Verify(*source_).Text(), one));
         }
-        throw std::runtime_error("no such index");
+        if (file_->bytes.size() == pristine_.size()) {
+            file_->bytes = pristine_;
+        }
     }
 
     std::size_t OffsetOf(PageNumber page) const { return page * kPage; }
@@ -69,7 +58,7 @@ protected:
     std::unique_ptr<test::FileBytes> file_;
     std::unique_ptr<MemoryPageSource> source_;
     TableDef def_;
-    std::string report_;
+    std::vector<std::byte> pristine_;
 };
 
 TEST_F(Damage, OfIndexes) {
@@ -80,75 +69,61 @@ TEST_F(Damage, OfIndexes) {
     IndexReader entries(*source_, def_, index);
     entries.SeekFirst();
     ASSERT_TRUE(entries.Next());
-    const auto pristine = file_->bytes;
     IndexPage node;
-    node.Parse(kJet4Layout, ByteSpan(pristine).subspan(OffsetOf(root), kPage));
+    node.Parse(kJet4Layout, ByteSpan(pristine_).subspan(OffsetOf(root), kPage));
     const PageNumber leaf = node.Child(0);
     const std::size_t area = kJet4Layout.index.entries_offset;
 
     file_->At(leaf, area + 2) ^= std::byte{0x01};
-    EXPECT_TRUE(Found("isn't the row's key")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"isn't the row's key"});
 
     const std::size_t second = entries.Key().size() + kLeafEntryTail;
     file_->At(leaf, area + second) = std::byte{0};
-    EXPECT_TRUE(Found("out of order")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"out of order"});
 
     file_->At(root, area + 2) ^= std::byte{0x01};
-    EXPECT_TRUE(Found("isn't the last entry of its child")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"isn't the last entry of its child"});
 
     file_->Put<std::uint32_t>(OffsetOf(leaf) + kJet4Layout.index.next_offset, 0);
-    EXPECT_TRUE(Found("wrongly linked")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"wrongly linked"});
 
     file_->bytes[MapByte(index.owned_map, leaf)] = std::byte{0};
-    EXPECT_TRUE(Found("isn't in its page map")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"isn't in its page map"});
 
     EXPECT_TRUE(Verify(*source_).IsSound());
 }
 
 TEST_F(Damage, OfRowsUnderAnIndex) {
     Open("compIndexTestV2007.accdb", "Table1");
-    const auto pristine = file_->bytes;
     const auto row = FirstRow();
     const std::size_t slot = OffsetOf(row.page) + kJet4Layout.data.slots_offset + 2U * row.row;
 
     file_->Put(slot, static_cast<std::uint16_t>(file_->Get<std::uint16_t>(slot) | kSlotDeleted));
-    EXPECT_TRUE(Found("which is no row")) << report_;
-    EXPECT_TRUE(Found("has 511")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"which is no row", "has 511"});
 
     file_->Put<std::uint16_t>(slot, 20);
-    EXPECT_TRUE(Found("overlaps another")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"overlaps another"});
 
     file_->bytes[MapByte(def_.owned_map, row.page)] = std::byte{0};
-    EXPECT_TRUE(Found("rows that the table doesn't list")) << report_;
-    EXPECT_TRUE(Found("belongs to nobody")) << report_;
+    ExpectFound({"rows that the table doesn't list", "belongs to nobody"});
 }
 
 TEST_F(Damage, OfPageOwnership) {
     Open("indexTestV2000.mdb", "Table1");
-    const auto pristine = file_->bytes;
     const auto row = FirstRow();
 
     file_->bytes[MapByte({kGlobalMapPage, 0}, row.page)] = std::byte{0xFF};
-    EXPECT_TRUE(Found("is marked free")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"is marked free"});
 
     // A second table's map claims the page, too.
     ObjectCatalog catalog(*source_);
     const auto other = catalog.ReadTable(*catalog.Find("Table2"));
     file_->bytes[MapByte(other.owned_map, row.page)] = std::byte{0xFF};
-    EXPECT_TRUE(Found("belongs to")) << report_;
-    file_->bytes = pristine;
+    ExpectFound({"belongs to"});
 
     file_->bytes.resize(file_->bytes.size() - kPage * 8);
     source_ = file_->Open();
-    EXPECT_TRUE(Found("behind the file's end")) << report_;
+    ExpectFound({"behind the file's end"});
 }
 
 TEST_F(Damage, OfLongValuesMovedRowsAndPermissions) {
@@ -164,7 +139,7 @@ TEST_F(Damage, OfLongValuesMovedRowsAndPermissions) {
             break;
         }
     }
-    EXPECT_TRUE(Found("it isn't a page of long values")) << report_;
+    ExpectFound({"it isn't a page of long values"});
 
     Open("overflowTestV2000.mdb", "Table1");
     RowScanner scanner(*source_, def_);
@@ -179,7 +154,7 @@ TEST_F(Damage, OfLongValuesMovedRowsAndPermissions) {
             break;
         }
     }
-    EXPECT_TRUE(Found("a moved row would be read twice")) << report_;
+    ExpectFound({"a moved row would be read twice"});
 
     Open("adox_jet4.mdb", "MSysACEs");
     const auto row = FirstRow();
@@ -188,7 +163,7 @@ TEST_F(Damage, OfLongValuesMovedRowsAndPermissions) {
         const auto value = file_->Get<std::uint16_t>(slot + 2 * i);
         file_->Put(slot + 2 * i, static_cast<std::uint16_t>(value | kSlotDeleted));
     }
-    EXPECT_TRUE(Found("has no entry in MSysACEs")) << report_;
+    ExpectFound({"has no entry in MSysACEs"});
 }
 
 }  // namespace

@@ -2,8 +2,8 @@
 
 #include "drivers/file/file.h"
 
-#include "data/data_error.h"
 #include "drivers/file/checksum.h"
+#include "drivers/file/error_of.h"
 #include "drivers/file/file_lock.h"
 #include "drivers/file/file_name.h"
 #include "support/fault_plans.h"
@@ -17,15 +17,8 @@
 namespace vantry::file {
 namespace {
 
-template <typename Work>
-std::string ErrorOf(Work&& work) {
-    try {
-        work();
-    } catch (const DataError& error) {
-        return error.Description();
-    }
-    return {};
-}
+using test::ErrorOf;
+using test::Has;
 
 std::span<const std::byte> BytesOf(std::string_view text) {
     return std::as_bytes(std::span(text.data(), text.size()));
@@ -50,26 +43,22 @@ TEST(FileErrors, NameTheFileAndWhatToDo) {
     folder.Write("there", "0123456789");
     const std::string there = folder / "there";
     std::filesystem::create_symlink("there", folder / "link");
-    const auto has = [](const std::string& text, std::string_view words) {
-        return text.find(words) != std::string::npos;
-    };
     std::string text = ErrorOf([&] { File::Open(folder / "missing", OpenMode::Read); });
-    EXPECT_TRUE(has(text, "missing'") && has(text, "spelling")) << text;
-    text = ErrorOf([&] { File::Open(folder.Path(), OpenMode::Read); });
-    EXPECT_TRUE(has(text, "folder")) << text;
-    text = ErrorOf([&] { File::CreateNew(there, true); });
-    EXPECT_TRUE(has(text, "already exists")) << text;
+    EXPECT_TRUE(Has(text, "missing'"));
+    EXPECT_TRUE(Has(text, "spelling"));
+    EXPECT_TRUE(Has(ErrorOf([&] { File::Open(folder.Path(), OpenMode::Read); }), "folder"));
+    EXPECT_TRUE(Has(ErrorOf([&] { File::CreateNew(there, true); }), "already exists"));
     EXPECT_NE("", ErrorOf([&] { File::CreateNew(folder / "link", true); }));
     File file = File::Open(there, OpenMode::ReadWrite);
     std::array<std::byte, 8> out{};
-    text = ErrorOf([&] { file.ReadExactly(5, out); });
-    EXPECT_TRUE(has(text, "ends before byte 13")) << text;
+    EXPECT_TRUE(Has(ErrorOf([&] { file.ReadExactly(5, out); }), "ends before byte 13"));
     for (const auto& [error, word] : std::vector<std::pair<int, std::string_view>>{
              {ENOSPC, "disk is full"}, {EROFS, "read-only"}, {EIO, "device failed"}}) {
         test::FailAt plan(0, error, true, test::Planted::Nothing);
         const test::InstalledPlan installed(plan);
         text = ErrorOf([&] { file.Write(0, BytesOf("x")); });
-        EXPECT_TRUE(has(text, word) && has(text, "there'")) << text;
+        EXPECT_TRUE(Has(text, word));
+        EXPECT_TRUE(Has(text, "there'"));
     }
     EXPECT_EQ("0123456789", folder.Read("there"));
     File::CreateNew(folder / "private", true);
@@ -117,8 +106,7 @@ TEST(FileLocks, BelongToTheDescriptionAndWaitOnlySoLong) {
     EXPECT_TRUE(TryLock(one, LockByte::Content, LockKind::Shared));
     EXPECT_FALSE(TryLock(one, LockByte::Content, LockKind::Exclusive));
     SetLockTimeout(std::chrono::milliseconds(30));
-    EXPECT_NE(std::string::npos,
-              ErrorOf([&] { Lock(two, LockByte::Writer, LockKind::Exclusive); }).find("in use"));
+    EXPECT_TRUE(Has(ErrorOf([&] { Lock(two, LockByte::Writer, LockKind::Exclusive); }), "in use"));
     SetLockTimeout(std::chrono::milliseconds(5000));
     std::thread later([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));

@@ -2,7 +2,7 @@
 
 #include "drivers/file/paged_file.h"
 
-#include "data/data_error.h"
+#include "drivers/file/error_of.h"
 #include "drivers/file/file_lock.h"
 #include "support/fault_plans.h"
 #include "support/no_threads.h"
@@ -16,17 +16,10 @@
 namespace vantry::file {
 namespace {
 
-constexpr std::uint32_t kPage = 4096;
+using test::ErrorOf;
+using test::Has;
 
-template <typename Work>
-std::string ErrorOf(Work&& work) {
-    try {
-        work();
-    } catch (const DataError& error) {
-        return error.Description();
-    }
-    return {};
-}
+constexpr std::uint32_t kPage = 4096;
 
 class PagedFileTest : public testing::Test {
 protected:
@@ -235,12 +228,12 @@ TEST_F(PagedFileTest, FullDiskIsTheErrorOfTheRowThatNeedsThePage) {
             error = ErrorOf([&] { Fill(file->Change(file->Append()), 's'); });
             file->EndRow(error.empty());
         }
-        EXPECT_NE(std::string::npos, error.find("disk is full")) << error;
+        EXPECT_TRUE(Has(error, "disk is full"));
         EXPECT_EQ("", ErrorOf([&] { file->Settle(); }));
     }
     const std::string content = OnDisk();
     EXPECT_EQ("aaaarrrrrr", content.substr(0, 10));
-    EXPECT_EQ(std::string::npos, content.find('\0'));
+    EXPECT_FALSE(Has(content, std::string_view("\0", 1)));
 }
 
 TEST_F(PagedFileTest, LimitsAndStrangersAreErrors) {
@@ -249,17 +242,17 @@ TEST_F(PagedFileTest, LimitsAndStrangersAreErrors) {
     const auto file = Open(options);
     file->Begin();
     file->Append();
-    EXPECT_NE(std::string::npos, ErrorOf([&] { file->Append(); }).find("largest size"));
+    EXPECT_TRUE(Has(ErrorOf([&] { file->Append(); }), "largest size"));
     file->Rollback();
     EXPECT_EQ("aaaa", OnDisk());
     // The name stands for another file meanwhile: its content isn't ours to write.
     folder_.Write("other", std::string(4 * kPage, 'o'));
     std::filesystem::rename(folder_ / "other", path_);
-    EXPECT_NE(std::string::npos, ErrorOf([&] { file->Begin(); }).find("replaced"));
+    EXPECT_TRUE(Has(ErrorOf([&] { file->Begin(); }), "replaced"));
     EXPECT_EQ("oooo", OnDisk());
     // Something else where the journal would be.
     folder_.Write("pages-journal", "a letter to somebody, longer than eight bytes");
-    EXPECT_NE(std::string::npos, ErrorOf([&] { Open(); }).find("another kind of file"));
+    EXPECT_TRUE(Has(ErrorOf([&] { Open(); }), "another kind of file"));
     EXPECT_TRUE(HasJournal());
 }
 
@@ -282,7 +275,7 @@ TEST_F(PagedFileTest, LargeTransactionComesBackFromTheJournal) {
         ReadAll(reader);
     });
     SetLockTimeout(std::chrono::milliseconds(5000));
-    EXPECT_NE(std::string::npos, reader_error.find("in use")) << reader_error;
+    EXPECT_TRUE(Has(reader_error, "in use"));
     {
         class FailWrites : public FaultPlan {
             Verdict Before(const Call& call) override {

@@ -14,11 +14,8 @@ namespace vantry::text {
 namespace {
 
 TEST(CutToCanonical, LeavesWhatADoubleWouldBeWrittenAs) {
-    struct Case {
-        std::string_view text;
-        std::string_view canonical;  // empty: not cut
-    };
-    constexpr Case kCases[] = {
+    // Text, what is left of it; empty: not cut.
+    constexpr std::pair<std::string_view, std::string_view> kCases[] = {
         {"12.50", "12.5"},
         {"-0.00", "0"},
         {"999999999999999", "999999999999999"},
@@ -32,11 +29,10 @@ TEST(CutToCanonical, LeavesWhatADoubleWouldBeWrittenAs) {
         {"", ""},
         {"-", ""},
     };
-    for (const Case& test : kCases) {
-        std::string_view text = test.text;
-        const bool cut = CutToCanonical(text);
-        EXPECT_EQ(cut, !test.canonical.empty()) << test.text;
-        EXPECT_EQ(text, cut ? test.canonical : test.text);
+    for (const auto& [given, canonical] : kCases) {
+        std::string_view text = given;
+        EXPECT_EQ(CutToCanonical(text), !canonical.empty()) << given;
+        EXPECT_EQ(text, canonical.empty() ? given : canonical);
     }
 }
 
@@ -63,11 +59,8 @@ TEST(CutToCanonical, AgreesWithTheTextFormOfDoubles) {
 }
 
 TEST(TypeOfValue, KeepsAsTextWhatANumberCouldNotGiveBack) {
-    struct Case {
-        ColumnType type;
-        std::string_view texts;  // a bar between two
-    };
-    constexpr Case kCases[] = {
+    constexpr std::pair<ColumnType, std::string_view> kCases[] = {
+        // a bar between two texts
         {ColumnType::Long, "7| 7 |0|-2147483648"},
         {ColumnType::Double, "2147483648|999999999999999|1.5|.5|1.|1E5|1.5E-3"},
         {ColumnType::Text, "1000000000000000|007|-007|+49|00.5|1E999|1E-999|1e|&H1F|NaN|Infinity"},
@@ -76,10 +69,10 @@ TEST(TypeOfValue, KeepsAsTextWhatANumberCouldNotGiveBack) {
         {ColumnType::DateTime, "2024-01-31|2024-01-31 23:59:59|31-Jan-2024|12:30"},
     };
     SetLocalDateForm({});
-    for (const Case& test : kCases) {
-        for (const auto part : std::views::split(test.texts, '|')) {
+    for (const auto& [type, texts] : kCases) {
+        for (const auto part : std::views::split(texts, '|')) {
             const std::string_view text(part.begin(), part.end());
-            EXPECT_EQ(TypeOfValue(text, {}), test.type) << text;
+            EXPECT_EQ(TypeOfValue(text, {}), type) << text;
         }
     }
     EXPECT_EQ(TypeOfValue(std::string(255, 'x'), {}), ColumnType::Text);
@@ -91,11 +84,8 @@ TEST(TypeOfValue, KeepsAsTextWhatANumberCouldNotGiveBack) {
 }
 
 TEST(TypeGuess, WidensOverAllValues) {
-    struct Case {
-        std::vector<std::string_view> values;
-        ColumnType type;
-    };
-    const Case cases[] = {
+    const std::string long_text(300, 'x');
+    const std::pair<std::vector<std::string_view>, ColumnType> cases[] = {
         {{}, ColumnType::Text},
         {{" ", ""}, ColumnType::Text},
         {{"1", " ", "2.5"}, ColumnType::Double},
@@ -106,19 +96,15 @@ TEST(TypeGuess, WidensOverAllValues) {
         {{"2024-01-31", "5"}, ColumnType::Text},
         {{"5", "1.5", "2024-01-31"}, ColumnType::Text},
         {{"5", "2.50", "1234567890123456"}, ColumnType::Text},
+        {{"short", long_text, "short"}, ColumnType::Memo},
     };
-    for (const Case& test : cases) {
+    for (const auto& [values, type] : cases) {
         TypeGuess guess;
-        for (const auto value : test.values) {
+        for (const auto value : values) {
             guess.Add(value, {});
         }
-        EXPECT_EQ(guess.Type(), test.type);
+        EXPECT_EQ(guess.Type(), type);
     }
-    TypeGuess memo;
-    memo.Add("short", {});
-    memo.Add(std::string(300, 'x'), {});
-    memo.Add("short", {});
-    EXPECT_EQ(memo.Type(), ColumnType::Memo);
 }
 
 }  // namespace

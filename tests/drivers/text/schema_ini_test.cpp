@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace vantry::text {
 namespace {
 
@@ -62,13 +64,8 @@ TableFormat FormatOf(const std::string& lines, const std::string& properties = "
 }
 
 TEST(TableFormat, DelimiterAndQualifierComeFromManySpellings) {
-    struct Case {
-        std::string lines;
-        std::string properties;
-        std::string delimiter;
-        std::string qualifier;
-    };
-    const Case cases[] = {
+    // Lines of the section, of the connection, delimiter, qualifier.
+    const std::array<std::string, 4> cases[] = {
         {"", "text", ",", "\""},
         {"", "text;HDR=Yes;FMT=Delimited(;)", ";", "\""},
         {"Format=CSVDelimited", "text;FMT=TabDelimited", ",", "\""},
@@ -86,10 +83,10 @@ TEST(TableFormat, DelimiterAndQualifierComeFromManySpellings) {
         {"TextDelimeter='", "text", ",", "'"},
         {"Format=Delimited(')\nTextDelimiter='", "text", "'", ""},
     };
-    for (const Case& test : cases) {
-        const TableFormat format = FormatOf(test.lines, test.properties);
-        EXPECT_EQ(format.delimiter, test.delimiter) << test.lines << test.properties;
-        EXPECT_EQ(format.qualifier, test.qualifier) << test.lines << test.properties;
+    for (const auto& [lines, properties, delimiter, qualifier] : cases) {
+        const TableFormat format = FormatOf(lines, properties);
+        EXPECT_EQ(format.delimiter, delimiter) << lines << properties;
+        EXPECT_EQ(format.qualifier, qualifier) << lines << properties;
     }
 }
 
@@ -121,11 +118,7 @@ std::string ShowColumn(const DeclaredColumn& column) {
 }
 
 TEST(TableFormat, ColumnLinesHaveNameTypeAndWidth) {
-    struct Case {
-        std::string line;
-        std::string column;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"id Long", "id:Long"},
         {"\"Customer name\" Text Width 30", "Customer name:Text w30"},
         {"\"Customer name\"", "Customer name:Text"},
@@ -138,21 +131,17 @@ TEST(TableFormat, ColumnLinesHaveNameTypeAndWidth) {
         {"a Date dd/mm/yyyy hh:nn", "a:DateTime dd/mm/yyyy hh:nn"},
         {"a Text Width x", "a:Text"},
     };
-    for (const Case& test : cases) {
-        const TableFormat format = FormatOf("Col1=" + test.line);
-        ASSERT_EQ(format.columns.size(), 1U) << test.line;
-        EXPECT_EQ(ShowColumn(format.columns[0]), test.column) << test.line;
+    for (const auto& [line, column] : cases) {
+        const TableFormat format = FormatOf("Col1=" + line);
+        ASSERT_EQ(format.columns.size(), 1U) << line;
+        EXPECT_EQ(ShowColumn(format.columns[0]), column) << line;
     }
     EXPECT_EQ(FormatOf("Col1=a Long\nCol3=c Long\nCol2=b Long\nCol5=e Long").columns.size(), 3U);
 }
 
 TEST(DatePicture, ReadsItsOwnFormOnly) {
-    struct Case {
-        std::string_view picture;
-        std::string_view text;
-        std::string_view date;  // empty: none
-    };
-    constexpr Case kCases[] = {
+    // Picture, text, date; empty: none.
+    constexpr std::array<std::string_view, 3> kCases[] = {
         {"dd/mm/yyyy", "05/12/2024", "2024-12-05 00:00:00"},
         {"dd/mm/yyyy", "12-05-2024", ""},
         {"dd/mm/yyyy", "31/02/2024", ""},
@@ -165,13 +154,13 @@ TEST(DatePicture, ReadsItsOwnFormOnly) {
         {"yyyy-mm-dd h:nn AM/PM", "2024-01-31 13:05 pm", ""},
         {"hh:nn", "24:00", ""},
     };
-    for (const Case& test : kCases) {
-        const auto date = DatePicture(test.picture).Parse(test.text);
+    for (const auto& [picture, text, expected] : kCases) {
+        const auto date = DatePicture(picture).Parse(text);
         std::string shown;
         if (date) {
             AppendIsoDateTime(*date, shown);
         }
-        EXPECT_EQ(shown, test.date) << test.picture << " " << test.text;
+        EXPECT_EQ(shown, expected) << picture << " " << text;
     }
 }
 

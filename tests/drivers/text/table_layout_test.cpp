@@ -11,16 +11,13 @@ namespace vantry::text {
 namespace {
 
 using namespace std::string_literals;
-using test::ErrorOf;
 using test::TextFolder;
+using vantry::test::ErrorOf;
+using vantry::test::Has;
 
 TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
-    struct Case {
-        std::string schema;
-        std::string file;
-        std::string columns;
-    };
-    const Case cases[] = {
+    // Section, file, columns.
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {"",
          "id,name,price,born,zip,note\r\n1,Ann,1.50,2024-01-31,01234,\r\n2,Bo,3,,99999,x\r\n",
          "id 3/4, name 202/255, price 5/8, born 7/8, zip 202/255, note 202/255"},
@@ -60,11 +57,11 @@ TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
          "x\n",
          "a 11/2, b 17/1, c 6/8, d 4/4, e 131/19, f 205/1073741823"},
     };
-    for (const Case& test : cases) {
+    for (const auto& [schema, file, columns] : cases) {
         TextFolder folder;
-        folder.Write("f.csv", test.file);
-        folder.Schema("[f.csv]\n" + test.schema);
-        EXPECT_EQ(folder.Columns("f.csv"), test.columns) << test.schema << "\n" << test.file;
+        folder.Write("f.csv", file);
+        folder.Schema("[f.csv]\n" + schema);
+        EXPECT_EQ(folder.Columns("f.csv"), columns) << schema << "\n" << file;
     }
 }
 
@@ -73,20 +70,16 @@ TEST(TableLayout, LooksAtAsManyRowsAsItIsTold) {
     for (int row = 0; row < 30; ++row) {
         file += row == 24 ? "x,1\n" : row == 25 ? "1,x\n" : "1,1\n";
     }
-    struct Case {
-        std::string schema;
-        std::string columns;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", "a 202/255, b 3/4"},
         {"MaxScanRows=24", "a 3/4, b 3/4"},
         {"MaxScanRows=0", "a 202/255, b 202/255"},
     };
-    for (const Case& test : cases) {
+    for (const auto& [schema, columns] : cases) {
         TextFolder folder;
         folder.Write("f.csv", file);
-        folder.Schema("[f.csv]\n" + test.schema);
-        EXPECT_EQ(folder.Columns("f.csv"), test.columns) << test.schema;
+        folder.Schema("[f.csv]\n" + schema);
+        EXPECT_EQ(folder.Columns("f.csv"), columns) << schema;
     }
 }
 
@@ -96,12 +89,7 @@ TEST(TableLayout, RefusesWhatIsNoTextWithFileAndLine) {
         "[set.csv]\nCharacterSet=37\n[word.csv]\nCharacterSet=Latin\n"
         "[fixed.csv]\nFormat=FixedLength\nCol1=a Text\n[known.csv]\nCharacterSet=1252\n");
     const auto path = [&](std::string_view name) { return (folder.Dir() / name).string(); };
-    struct Case {
-        std::string name;
-        std::string content;
-        std::vector<std::string> words;
-    };
-    const Case cases[] = {
+    const std::tuple<std::string, std::string, std::vector<std::string>> cases[] = {
         {"nul.csv", "a,b\n1,\0\n"s, {path("nul.csv"), "line 2", "NUL", "CharacterSet=Unicode"}},
         {"control.csv", "a,b\n1,2\n\x02,3\n", {path("control.csv"), "line 3", "control byte 2"}},
         {"utf32.csv", "\xFF\xFE\0\0a\0\0\0"s, {path("utf32.csv"), "UTF-32"}},
@@ -109,24 +97,24 @@ TEST(TableLayout, RefusesWhatIsNoTextWithFileAndLine) {
         {"fixed.csv", "a\n", {path("fixed.csv"), "width"}},
         {"wide.csv", std::string(255, ',') + "\n", {"Too many fields defined.", "256"}},
     };
-    for (const Case& test : cases) {
-        folder.Write(test.name, test.content);
-        const std::string error = ErrorOf([&] { folder.Open(test.name); });
-        for (const std::string& word : test.words) {
-            EXPECT_NE(error.find(word), std::string::npos) << test.name << ": " << error;
+    for (const auto& [name, content, words] : cases) {
+        folder.Write(name, content);
+        const std::string error = ErrorOf([&, file = name] { folder.Open(file); });
+        for (const std::string& word : words) {
+            EXPECT_TRUE(Has(error, word));
         }
     }
     folder.Write("known.csv", "a\n\x02\n");
     EXPECT_EQ(folder.Rows("known.csv"), std::vector<std::string>{"'\x02'"});
     std::filesystem::create_directory(folder.Dir() / "folder.csv");
-    EXPECT_NE(ErrorOf([&] { folder.Open("folder.csv"); }).find("folder"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { folder.Open("folder.csv"); }), "folder"));
 }
 
 TEST(TableLayout, LineOfManyThousandColumnsIsAnErrorOrIsCutOff) {
     TextFolder folder;
     const std::string wide(100'000, ',');
     folder.Write("first.csv", wide + "\n1,2\n");
-    EXPECT_NE(ErrorOf([&] { folder.Open("first.csv"); }).find("100001 columns"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { folder.Open("first.csv"); }), "100001 columns"));
     folder.Schema("[later.csv]\nMaxScanRows=1\n");
     folder.Write("later.csv", "a,b\n1,2\n3,4" + wide + "\n5,6\n");
     EXPECT_EQ(folder.Rows("later.csv"), (std::vector<std::string>{"1|2", "3|4", "5|6"}));

@@ -1,5 +1,5 @@
-#include "drivers/file/fault_plan.h"
 #include "drivers/text/text_folder.h"
+#include "support/fault_plans.h"
 
 #include <gtest/gtest.h>
 
@@ -9,8 +9,9 @@
 namespace vantry::text {
 namespace {
 
-using test::ErrorOf;
 using test::TextFolder;
+using vantry::test::ErrorOf;
+using vantry::test::Has;
 
 using Lines = std::vector<std::string>;
 
@@ -19,11 +20,7 @@ TEST(TextDatabase, FindsFilesByAllNamesOfATable) {
     for (const char* name : {"Orders.CSV", "a.b.txt", "x#y.csv", "same.txt", "SAME.TXT"}) {
         folder.Write(name, "h\n1\n");
     }
-    struct Case {
-        std::string_view name;
-        std::string_view file;
-    };
-    constexpr Case kCases[] = {
+    constexpr std::pair<std::string_view, std::string_view> kCases[] = {
         {"orders.csv", "Orders.CSV"},
         {"ORDERS#csv", "Orders.CSV"},
         {"a#b#txt", "a.b.txt"},
@@ -32,8 +29,8 @@ TEST(TextDatabase, FindsFilesByAllNamesOfATable) {
         {"same.txt", "same.txt"},
         {"Same.txt", "SAME.TXT"},
     };
-    for (const Case& test : kCases) {
-        EXPECT_EQ(folder.Open(test.name)->Name(), test.file) << test.name;
+    for (const auto& [name, file] : kCases) {
+        EXPECT_EQ(folder.Open(name)->Name(), file) << name;
     }
     for (const std::string_view name : {"orders", "", ".", "..", "../orders.csv", "/etc/passwd"}) {
         EXPECT_EQ(folder.Database().OpenTable(name), nullptr) << name;
@@ -107,24 +104,17 @@ TEST(TextDatabase, CreatedTableTakesRowsAndGivesThemBack) {
         EXPECT_EQ(
             folder.Columns("new.csv"),
             "id 3/4, full name 202/20, born 7/8, price 6/8, note 203/536870910, ok 11/2, d 5/8");
-        const Cell rows[][7] = {
-            {Cell::Int64(-5),
-             Cell::Text("a \"b\", \xC3\xA4;\t"),
-             Cell::FromDateTime({45322, 3 * kNanosPerSecond}),
-             Cell::FromDecimal({12500, 4}),
-             Cell::Text("two\r\nlines"),
-             Cell::Boolean(true),
-             Cell::Double(1e300)},
-            {Cell::Null(),
-             Cell::Text(""),
-             Cell(),
-             Cell::Null(),
-             Cell::Text(" "),
-             Cell::Null(),
-             Cell()},
-        };
-        folder.Database().InsertRow(*table, rows[0]);
-        folder.Database().InsertRow(*table, rows[1]);
+        const Cell full[] = {Cell::Int64(-5),
+                             Cell::Text("a \"b\", \xC3\xA4;\t"),
+                             Cell::FromDateTime({45322, 3 * kNanosPerSecond}),
+                             Cell::FromDecimal({12500, 4}),
+                             Cell::Text("two\r\nlines"),
+                             Cell::Boolean(true),
+                             Cell::Double(1e300)};
+        const Cell bare[] = {
+            Cell::Null(), Cell::Text(""), Cell(), Cell::Null(), Cell::Text(" "), Cell(), Cell()};
+        folder.Database().InsertRow(*table, full);
+        folder.Database().InsertRow(*table, bare);
         EXPECT_EQ(
             TextFolder::Rows(*table),
             (Lines{
@@ -171,8 +161,8 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
         const std::string error = ErrorOf([&] {
             folder.Database().InsertRow(*table, std::span(row).first(table->Columns().size()));
         });
-        EXPECT_NE(error.find(attempt.words), std::string::npos) << error;
-        EXPECT_NE(error.find(attempt.table), std::string::npos) << error;
+        EXPECT_TRUE(Has(error, attempt.words));
+        EXPECT_TRUE(Has(error, attempt.table));
         EXPECT_EQ(folder.Dir().Read(attempt.table), before);
     }
 }
@@ -232,17 +222,13 @@ TEST(TextDatabase, ScanSeesTheRowsThatWereThereWhenItBegan) {
 // Fails, or cuts short, the n-th write.
 class WriteFault : public file::FaultPlan {
 public:
-    explicit WriteFault(bool cut) : cut_(cut) { file::InstallFaultPlan(this); }
-    ~WriteFault() override { file::InstallFaultPlan(nullptr); }
+    explicit WriteFault(bool cut) : cut_(cut) {}
     file::Verdict Before(const file::Call& call) override {
         if (call.operation != file::Operation::Write) {
             return {};
         }
-        if (cut_) {
-            cut_ = false;
-            return {.limit = 3};
-        }
-        return {.error = ENOSPC};
+        return std::exchange(cut_, false) ? file::Verdict{.limit = 3}
+                                          : file::Verdict{.error = ENOSPC};
     }
 
 private:
@@ -256,7 +242,8 @@ TEST(TextDatabase, FullDiskLeavesNoHalfLineAndNoHalfTable) {
         const auto table = folder.Open("a.csv");
         const Cell row[] = {Cell::Int64(2), Cell::Text("yyyyyyyy")};
         {
-            const WriteFault fault(cut);
+            WriteFault fault(cut);
+            const vantry::test::InstalledPlan installed(fault);
             EXPECT_THROW(folder.Database().InsertRow(*table, row), DataError);
             EXPECT_THROW(Create(folder, "new.csv", {Column("a", "LONG")}), DataError);
         }
@@ -273,19 +260,14 @@ TEST(TextDatabase, TablesAreCreatedAndDroppedAsFiles) {
     EXPECT_EQ(folder.Dir().Read("a.csv"), "\"x\"\r\n");
     EXPECT_EQ(ErrorOf([&] { Create(folder, "A.CSV", {Column("x", "LONG")}); }),
               "Table 'A.CSV' already exists.");
-    EXPECT_NE(
-        ErrorOf([&] { Create(folder, "../b.csv", {Column("x", "LONG")}); }).find("valid name"),
-        std::string::npos);
-    EXPECT_NE(ErrorOf([&] {
-                  Create(folder, "b.csv", {Column("x", "GUID")});
-              }).find("Syntax error in field definition."),
-              std::string::npos);
+    EXPECT_TRUE(
+        Has(ErrorOf([&] { Create(folder, "../b.csv", {Column("x", "LONG")}); }), "valid name"));
+    EXPECT_TRUE(Has(ErrorOf([&] { Create(folder, "b.csv", {Column("x", "GUID")}); }),
+                    "Syntax error in field definition."));
     EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "b.csv"));
     const auto table = folder.Open("a.csv");
-    EXPECT_NE(ErrorOf([&] { table->DeleteAll(); }).find("Deleting data in a linked table"),
-              std::string::npos);
-    EXPECT_NE(ErrorOf([&] { table->Update(0, {}, {}); }).find("Updating data in a linked table"),
-              std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { table->DeleteAll(); }), "Deleting data in a linked table"));
+    EXPECT_TRUE(Has(ErrorOf([&] { table->Update(0, {}, {}); }), "Updating data in a linked table"));
     folder.Database().DropTable("a#csv");
     EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "a.csv"));
     EXPECT_EQ(ErrorOf([&] { folder.Database().DropTable("a.csv"); }),

@@ -2,6 +2,7 @@
 // A folder of text files and its tables, with rows as readable lines.
 
 #include "data/value_text.h"
+#include "drivers/file/error_of.h"
 #include "drivers/text/text_database.h"
 #include "support/temp_dir.h"
 
@@ -17,6 +18,7 @@ namespace vantry::text::test {
 // A cell with its kind where that matters: <null>, 'text', #date#, 12, 12.5d (a double), 1.50m (a
 // decimal), x41 (bytes), !!! (unreadable).
 inline std::string Show(const Cell& cell) {
+    std::string text;
     switch (cell.Kind()) {
         case ValueKind::Null:
             return "<null>";
@@ -24,21 +26,16 @@ inline std::string Show(const Cell& cell) {
             return "!!!";
         case ValueKind::Text:
             return "'" + ToText(cell) + "'";
-        case ValueKind::DateTime: {
-            std::string text;
+        case ValueKind::DateTime:
             AppendIsoDateTime(cell.AsDateTime(), text);
             return "#" + text + "#";
-        }
-        case ValueKind::Double:
-            return ToText(cell) + "d";
-        case ValueKind::Single:
-            return ToText(cell) + "f";
-        case ValueKind::Decimal:
-            return ToText(cell) + "m";
         case ValueKind::Bytes:
             return "x" + ToText(cell);
         default:
-            return ToText(cell);
+            return ToText(cell) + (cell.Kind() == ValueKind::Double    ? "d"
+                                   : cell.Kind() == ValueKind::Single  ? "f"
+                                   : cell.Kind() == ValueKind::Decimal ? "m"
+                                                                       : "");
     }
 }
 
@@ -60,7 +57,6 @@ public:
     const vantry::test::TempDir& Dir() const { return dir_; }
     void Write(std::string_view name, std::string_view content) const { dir_.Write(name, content); }
     void Schema(std::string_view sections) const { dir_.Write("Schema.ini", sections); }
-    void SetSizes(ReaderSizes sizes) { sizes_ = sizes; }
 
     TextDatabase& Database() {
         if (!database_) {
@@ -111,16 +107,5 @@ private:
     ReaderSizes sizes_;
     std::unique_ptr<TextDatabase> database_;
 };
-
-// What `action` throws, as its description; empty if it throws nothing.
-template <typename Action>
-std::string ErrorOf(Action action) {
-    try {
-        action();
-    } catch (const DataError& error) {
-        return error.Description();
-    }
-    return {};
-}
 
 }  // namespace vantry::text::test

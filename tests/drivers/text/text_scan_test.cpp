@@ -10,20 +10,17 @@ namespace vantry::text {
 namespace {
 
 using namespace std::string_literals;
-using test::ErrorOf;
 using test::ShowRow;
 using test::TextFolder;
+using vantry::test::ErrorOf;
+using vantry::test::Has;
 
 using Lines = std::vector<std::string>;
 
-struct Case {
-    std::string schema;
-    std::string file;
-    Lines rows;
-};
-
-const std::vector<Case>& Cases() {
-    static const std::vector<Case> cases = {
+// Rows that lie across the ends of blocks, rows that are longer than a block.
+TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySize) {
+    // Section, file, rows.
+    const std::tuple<std::string, std::string, Lines> cases[] = {
         // Rows and fields.
         {"", "a,b\r\n1,x\r\n2,y\r\n", {"1|'x'", "2|'y'"}},
         {"", "a,b\r1,x\r2,y\r", {"1|'x'", "2|'y'"}},
@@ -112,43 +109,34 @@ const std::vector<Case>& Cases() {
          "any header\r\nab\rcd1 234\r\nxyz",
          {"'ab'|'\rcd'", "'1'|'234'", "'xy'|'z'"}},
     };
-    return cases;
-}
-
-Lines RowsOf(TextFolder& folder) {
-    return folder.Rows("f.csv");
-}
-
-// Rows that lie across the ends of blocks, rows that are longer than a block.
-TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySize) {
-    for (const Case& test : Cases()) {
+    for (const auto& [schema, file, rows] : cases) {
         for (const std::size_t window : {1U, 16U, 65536U}) {
             TextFolder folder("text", {window, window});
-            folder.Write("f.csv", test.file);
-            folder.Schema("[f.csv]\n" + test.schema);
-            EXPECT_EQ(RowsOf(folder), test.rows) << test.schema << "\n" << test.file;
+            folder.Write("f.csv", file);
+            folder.Schema("[f.csv]\n" + schema);
+            EXPECT_EQ(folder.Rows("f.csv"), rows) << schema << "\n" << file;
             const auto table = folder.Open("f.csv");
-            EXPECT_EQ(table->CountRows(), static_cast<std::int64_t>(test.rows.size()));
+            EXPECT_EQ(table->CountRows(), static_cast<std::int64_t>(rows.size()));
             const auto ids = table->Scan({});
             std::vector<sql::RowId> found;
             while (ids->Next()) {
                 found.push_back(ids->CurrentRow());
             }
-            ASSERT_EQ(found.size(), test.rows.size()) << test.file;
+            ASSERT_EQ(found.size(), rows.size()) << file;
             std::vector<std::size_t> all(table->Columns().size());
             std::iota(all.begin(), all.end(), std::size_t{0});
             const auto scan = table->Scan(all);
             for (std::size_t k = found.size(); k-- > 0;) {
-                ASSERT_TRUE(scan->Seek(found[k])) << test.file;
+                ASSERT_TRUE(scan->Seek(found[k])) << file;
                 EXPECT_EQ(scan->CurrentRow(), found[k]);
-                EXPECT_EQ(ShowRow(scan->Row()), test.rows[k]);
+                EXPECT_EQ(ShowRow(scan->Row()), rows[k]);
                 EXPECT_EQ(scan->Next(), k + 1 < found.size());
                 if (k + 1 < found.size()) {
-                    EXPECT_EQ(ShowRow(scan->Row()), test.rows[k + 1]);
+                    EXPECT_EQ(ShowRow(scan->Row()), rows[k + 1]);
                 }
             }
             EXPECT_FALSE(scan->Seek(-1));
-            EXPECT_FALSE(scan->Seek(static_cast<sql::RowId>(test.file.size())));
+            EXPECT_FALSE(scan->Seek(static_cast<sql::RowId>(file.size())));
         }
     }
 }
@@ -172,10 +160,10 @@ TEST(TextScan, UnreadableFieldTellsFileLineColumnValueAndRemedy) {
     EXPECT_EQ(error.Number(), kErrConversion);
     for (const char* const words :
          {"line 8", "'abc'", "a whole number from -2147483648", "first 2 rows", "MaxScanRows=0"}) {
-        EXPECT_NE(error.Description().find(words), std::string::npos) << error.Description();
+        EXPECT_TRUE(Has(error.Description(), words));
     }
     folder.Write("g.csv", "h\nx,\0\n"s + std::string(70000, ' ') + ",\0\n"s);
-    EXPECT_NE(ErrorOf([&] { folder.Open("g.csv"); }).find("NUL"), std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { folder.Open("g.csv"); }), "NUL"));
     folder.Write("g.csv", "h\n" + std::string(70000, '1') + ",b\nx,\0\n"s);
     EXPECT_EQ(folder.Rows("g.csv"), (Lines{"!!!|'b'", "!!!|!!!"}));
 }
@@ -187,9 +175,9 @@ TEST(TextScan, DayAndMonthAreNeverSwapped) {
     const Lines day_first = {"#2024-12-05 00:00:00#", "#2024-12-13 00:00:00#", "!!!"};
     const Lines month_first = {"#2024-05-12 00:00:00#", "!!!", "#2024-12-13 00:00:00#"};
     SetLocalDateForm({DateOrder::DayMonthYear, '/', true, false});
-    EXPECT_EQ(RowsOf(folder), day_first);
+    EXPECT_EQ(folder.Rows("f.csv"), day_first);
     SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
-    EXPECT_EQ(RowsOf(folder), month_first);
+    EXPECT_EQ(folder.Rows("f.csv"), month_first);
     folder.Schema("[f.csv]\nMaxScanRows=2\n");
     EXPECT_EQ(folder.Columns("f.csv"), "a 202/255");
     SetLocalDateForm({});
@@ -203,21 +191,18 @@ TEST(TextScan, ShortYearsThatMightComeFirstAreTextUnlessTheColumnIsDeclared) {
                  "05:06\n");
     folder.Schema("[f.csv]\nMaxScanRows=1\n");
     EXPECT_EQ(folder.Columns("f.csv"), "a 202/255, b 7/8, c 7/8, d 7/8");
-    EXPECT_EQ(RowsOf(folder)[1], "'07/02/03'|!!!|#2006-02-05 00:00:00#|#1899-12-30 01:05:06#");
+    EXPECT_EQ(folder.Rows("f.csv")[1],
+              "'07/02/03'|!!!|#2006-02-05 00:00:00#|#1899-12-30 01:05:06#");
     folder.Schema("[f.csv]\nCol1=a DateTime\n");
-    EXPECT_EQ(RowsOf(folder)[0], "#2005-01-06 00:00:00#");
+    EXPECT_EQ(folder.Rows("f.csv")[0], "#2005-01-06 00:00:00#");
     SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
     folder.Schema("");
-    EXPECT_EQ(RowsOf(folder)[1].substr(0, 22), "#2003-07-02 00:00:00#|");
+    EXPECT_EQ(folder.Rows("f.csv")[1].substr(0, 22), "#2003-07-02 00:00:00#|");
     SetLocalDateForm({});
 }
 
 TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
-    struct Change {
-        const char* name;
-        void (*make)(const std::filesystem::path&);
-    };
-    const Change changes[] = {
+    const std::pair<const char*, void (*)(const std::filesystem::path&)> changes[] = {
         {"grown",
          [](const std::filesystem::path& path) {
              std::ofstream(path, std::ios::app | std::ios::binary) << "more,1\n";
@@ -230,7 +215,7 @@ TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
          }},
         {"removed", [](const std::filesystem::path& path) { std::filesystem::remove(path); }},
     };
-    for (const Change& change : changes) {
+    for (const auto& [name, change] : changes) {
         TextFolder folder("text", {1024, 1024});
         std::string content = "a,b\n";
         for (int row = 0; row < 1000; ++row) {
@@ -241,14 +226,13 @@ TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
         const std::size_t wanted[] = {0};
         const auto scan = table->Scan(wanted);
         ASSERT_TRUE(scan->Next());
-        change.make(folder.Dir() / "f.csv");
+        change(folder.Dir() / "f.csv");
         const std::string error = ErrorOf([&] {
             while (scan->Next()) {
             }
         });
-        EXPECT_NE(error.find("f.csv' was changed by another program"), std::string::npos)
-            << change.name << error;
-        EXPECT_THROW(scan->Next(), DataError) << change.name;
+        EXPECT_TRUE(Has(error, "f.csv' was changed by another program")) << name << error;
+        EXPECT_THROW(scan->Next(), DataError) << name;
     }
 }
 
@@ -279,15 +263,10 @@ Lines PlainlyRead(std::string_view text) {
                     field += text[at];
                 }
                 field += "'";
-                while (at < text.size() && text[at] != ',' && text[at] != '\n') {
-                    ++at;
-                }
+                at = std::min(text.find_first_of(",\n", at), text.size());
             } else {
-                const std::size_t begin = at;
-                while (at < text.size() && text[at] != ',' && text[at] != '\n') {
-                    ++at;
-                }
-                field = text.substr(begin, at - begin);
+                field = text.substr(at, text.find_first_of(",\n", at) - at);
+                at += field.size();
                 field = field.empty() ? "<null>" : "'" + field + "'";
             }
             end_field();
@@ -321,8 +300,7 @@ TEST(TextScan, AgreesWithAPlainReaderOnRandomText) {
         ASSERT_EQ(rows.size(), plain.size()) << text;
         for (std::size_t k = 0; k < rows.size(); ++k) {
             // Short rows are filled up with nulls.
-            const std::string& expected = plain[k];
-            EXPECT_EQ(rows[k].substr(0, expected.size()), expected) << text;
+            EXPECT_EQ(rows[k].substr(0, plain[k].size()), plain[k]) << text;
         }
     }
 }
