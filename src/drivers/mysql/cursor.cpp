@@ -13,6 +13,7 @@ MySqlCursor::MySqlCursor(std::shared_ptr<Session> session, std::string_view sql)
     session_->Idle();
     // A condition is the user's own text, in the server's own dialect.
     session_->ReadBackslashesAs(Backslash::Escape, sql);
+    session_->AllowSlowReading();
     auto opened = OpenRows(*session_, sql);
     rows_ = std::move(opened.rows);
     for (auto& column : opened.columns) {

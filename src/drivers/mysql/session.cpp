@@ -91,6 +91,17 @@ void Session::RequireFits(std::string_view sql) {
     }
 }
 
+void Session::AllowSlowReading() {
+    if (slow_reading_allowed_) {
+        return;
+    }
+    slow_reading_allowed_ = true;
+    // In seconds. Where it is refused the server's own limit holds; a dead connection is told by
+    // the statement that comes next.
+    constexpr std::string_view kOneDay = "set session net_write_timeout=86400";
+    mysql_real_query(handle_.get(), kOneDay.data(), kOneDay.size());
+}
+
 void Session::Abandon(std::unique_ptr<RowSource> rows) {
     streamer_ = nullptr;
     abandoned_ = std::move(rows);

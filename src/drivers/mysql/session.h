@@ -63,6 +63,11 @@ public:
     // than the server takes: sent, it would cost the connection and with it every later statement.
     void RequireFits(std::string_view sql);
 
+    // To be called on the idle connection before rows are read. Whoever reads them may pause for as
+    // long as the rows' target, or a question to the user, takes: a server cuts a reader off after
+    // a minute of that unless it is told otherwise.
+    void AllowSlowReading();
+
     bool IsStreaming() const { return streamer_ != nullptr; }
     void BeginStream(Streamer* streamer) { streamer_ = streamer; }
     void EndStream() { streamer_ = nullptr; }
@@ -79,6 +84,7 @@ private:
     unsigned bytes_per_character_ = 4;
     bool backslashes_set_ = false;                    // to be data, by us
     std::optional<std::uint64_t> longest_statement_;  // once it was asked for; 0 is unknown
+    bool slow_reading_allowed_ = false;
     Streamer* streamer_ = nullptr;
     std::unique_ptr<RowSource> abandoned_;
 };

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <thread>
 
 namespace vantry::test {
 namespace {
@@ -129,6 +130,22 @@ TEST_F(MySqlCursorTest, AStatementThatIsKilledTellsSo) {
     Server().Run("kill query " + id);
     EXPECT_NE(ErrorOfReading(*cursor).Description().find("interrupted"), std::string::npos);
     EXPECT_EQ(ReadColumn(*connection, "select 5"), std::vector<std::string>{"N 5"});
+}
+
+TEST_F(MySqlCursorTest, AReaderThatPausesIsntCutOff) {
+    Server().Run(
+        "create table paused (t varchar(200)); insert into paused select repeat('x', 200) from "
+        "seq_1_to_100000; set global net_write_timeout=1");
+    const auto connection = Connect();
+    const auto cursor = connection->OpenCursor("select t from paused");
+    ASSERT_TRUE(cursor->Next());
+    std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    int rows = 1;
+    while (cursor->Next()) {
+        ++rows;
+    }
+    EXPECT_EQ(rows, 100'000);
+    Server().Run("set global net_write_timeout=60");
 }
 
 }  // namespace

@@ -20,6 +20,7 @@ using namespace std::string_view_literals;
 
 constexpr char kQuit = 1;
 constexpr char kPrepare = 22;
+constexpr char kSetting = 127;  // no command of the protocol
 
 void SendAll(int client, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -135,7 +136,7 @@ void ScriptedServer::Work() {
 }
 
 // The command in what the client sends next, whose packets are short and come whole; kQuit when it
-// is gone.
+// is gone, kSetting when it sets something of the session.
 char ScriptedServer::Take(int client) {
     constexpr std::size_t kHead = 4;
     std::array<char, 4096> piece;
@@ -148,7 +149,11 @@ char ScriptedServer::Take(int client) {
     }
     const std::lock_guard lock(mutex_);
     sent_.append(piece.data(), static_cast<std::size_t>(got));
-    return static_cast<std::size_t>(got) > kHead ? piece[kHead] : '\0';
+    const std::string_view packet(piece.data(), static_cast<std::size_t>(got));
+    if (packet.find("set session ") != std::string_view::npos) {
+        return kSetting;
+    }
+    return packet.size() > kHead ? piece[kHead] : '\0';
 }
 
 void ScriptedServer::Serve(int client) {
@@ -159,7 +164,9 @@ void ScriptedServer::Serve(int client) {
     SendAll(client, script_.login_answer);
     bool said_all = false;
     for (char command = Take(client); command != kQuit; command = Take(client)) {
-        if (command == kPrepare) {
+        if (command == kSetting) {
+            SendAll(client, OkPacket(1));
+        } else if (command == kPrepare) {
             SendAll(client, script_.prepare_answer);
             if (script_.answer.empty()) {
                 return;
