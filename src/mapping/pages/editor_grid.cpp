@@ -10,6 +10,8 @@
 #include <QStyledItemDelegate>
 #include <QToolTip>
 
+#include <utility>
+
 namespace vantry {
 namespace {
 
@@ -123,8 +125,13 @@ void EditorGrid::Rewind() {
     if (open_ != nullptr) {
         CloseEditor(open_);
     }
+    int column = 0;
+    while (column + 1 < columnCount() && isColumnHidden(column)) {
+        ++column;
+    }
+    entered_ = false;
     if (rowCount() > 0) {
-        setCurrentCell(0, 0);
+        setCurrentCell(0, column);
     }
 }
 
@@ -189,7 +196,7 @@ void EditorGrid::ChangeCell(int row, int column, int former_row, int former_colu
     if (GridFilling) {
         return;
     }
-    if (former_row >= 0) {
+    if (former_row >= 0 && std::exchange(entered_, false)) {
         Q_EMIT CellLeft(former_row, former_column);
     }
     if (row < 0 || row != currentRow() || column != currentColumn()) {
@@ -199,12 +206,17 @@ void EditorGrid::ChangeCell(int row, int column, int former_row, int former_colu
         const Counted quiet(quiet_scrolls_);
         scrollTo(currentIndex());
     }
+    Enter(row, column);
+}
+
+void EditorGrid::Enter(int row, int column) {
+    entered_ = true;
     Q_EMIT CellEntered(row, column);
 }
 
 void EditorGrid::EnterAgain() {
     if (!GridFilling && open_ == nullptr && currentRow() >= 0) {
-        Q_EMIT CellEntered(currentRow(), currentColumn());
+        Enter(currentRow(), currentColumn());
     }
 }
 

@@ -29,8 +29,8 @@ public:
     bool GridFilling = false;
 
     void SetColumns(std::span<const GridColumn> columns);
-    // Puts the current cell to the first column of the first row, where nothing is edited. Editors
-    // are closed.
+    // Puts the current cell to the first cell that is seen, without entering it. Editors are
+    // closed.
     void Rewind();
 
     QString Text(int row, int column) const;
@@ -49,6 +49,7 @@ public:
 Q_SIGNALS:
     // Also when the current cell is clicked or asked for by a key and no editor is open.
     void CellEntered(int row, int column);
+    // Told of cells that were entered.
     void CellLeft(int row, int column);
     // By the user, not by OpenEditor or a changed size.
     void Scrolled();
@@ -70,6 +71,7 @@ protected Q_SLOTS:
 
 private:
     void ChangeCell(int row, int column, int former_row, int former_column);
+    void Enter(int row, int column);
     void EnterAgain();
     bool EditorKey(QWidget* editor, QKeyEvent* event);
     void GoToTabCell(int step);
@@ -87,6 +89,7 @@ private:
     std::function<bool(int, int)> takes_editor_;
     std::vector<int> least_widths_;
     std::vector<int> shares_;
+    bool entered_ = false;  // the current cell was
     bool dragged_ = false;  // the user has set a width: nothing is spread any more
     bool spreading_ = false;
     int quiet_scrolls_ = 0;  // scrolling that isn't the user's

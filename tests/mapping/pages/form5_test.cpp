@@ -123,6 +123,7 @@ TEST_F(Form5Test, TheTargetSideOpensOnlyWhileTheTableIsStillToBeMade) {
     MapAndOpen();
     const auto opened = [&](int row) {
         std::string text;
+        LeaveTheCell();
         for (int column = 1; column <= 9; ++column) {
             grid_->setCurrentCell(row, column);
             text += Opened().empty() ? "-" : Opened();
@@ -408,6 +409,16 @@ TEST_F(Form5Test, CloseTriesTheFilterAtTheSource) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
     EXPECT_EQ(VisiblePages(), "Form4");
     EXPECT_EQ(SrcTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
+}
+
+TEST_F(Form5Test, OpensOnACellThatIsSeenAndNotEntered) {
+    MapAndOpen();
+    const std::string map = MapOf(0);
+    EXPECT_FALSE(grid_->isColumnHidden(grid_->currentColumn()));
+    EXPECT_EQ(Opened(), "");
+    PressKey(grid_, Qt::Key_Down);
+    EXPECT_EQ(Opened(), "SColList");
+    EXPECT_EQ(MapOf(0), map);
 }
 
 TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
