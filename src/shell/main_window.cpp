@@ -7,12 +7,14 @@
 #include "shell/qt_text.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QCloseEvent>
 #include <QCoreApplication>
 #include <QGroupBox>
 #include <QKeySequence>
 #include <QLabel>
 #include <QMdiSubWindow>
+#include <QScrollBar>
 #include <QVersionNumber>
 
 #include <unistd.h>
@@ -36,6 +38,16 @@ std::function<void()>& ProgramEnd() {
     return end;
 }
 
+// Where CenterPage put the page's window.
+constexpr const char* kCentredAt = "centred_at";
+
+// How far a scroll bar has to go until a control from `first` to `last` is seen; its start counts
+// more than its end.
+int Distance(int first, int last, int length) {
+    const int down = std::max(0, last - length);
+    return std::min(first, down);
+}
+
 }  // namespace
 
 MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
@@ -46,6 +58,12 @@ MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
         menus_.emplace_back(menu, menu->title());
     }
     ConnectMenus();
+    ui_->Pages->viewport()->installEventFilter(this);
+    connect(qApp, &QApplication::focusChanged, this, [this](const QWidget*, const QWidget* now) {
+        if (now != nullptr && QApplication::mouseButtons() == Qt::NoButton) {
+            BringIntoView(*now);
+        }
+    });
 }
 
 MainWindow::~MainWindow() = default;
@@ -133,6 +151,35 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     }
 }
 
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::Resize) {
+        KeepPagesCentred();
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::KeepPagesCentred() {
+    for (auto* const window : ui_->Pages->subWindowList()) {
+        auto* const page = qobject_cast<Page*>(window->widget());
+        if (page != nullptr && window->property(kCentredAt).toPoint() == window->pos()) {
+            CenterPage(*page);
+        }
+    }
+}
+
+// On a small screen a page may reach beyond the area: the keyboard walks there all the same.
+void MainWindow::BringIntoView(const QWidget& control) {
+    const auto* const area = ui_->Pages->viewport();
+    if (!area->isAncestorOf(&control)) {
+        return;
+    }
+    const QRect place(control.mapTo(area, QPoint()), control.size());
+    auto* const across = ui_->Pages->horizontalScrollBar();
+    auto* const down = ui_->Pages->verticalScrollBar();
+    across->setValue(across->value() + Distance(place.left(), place.right() + 1, area->width()));
+    down->setValue(down->value() + Distance(place.top(), place.bottom() + 1, area->height()));
+}
+
 MainWindow& TheMainWindow() {
     if (!Frame()) {
         Frame() = std::make_unique<MainWindow>();
@@ -169,6 +216,7 @@ void CenterPage(Page& page) {
     };
     window->move(middle(outer.width(), room.width(), window->width()),
                  middle(outer.height(), room.height(), window->height()));
+    window->setProperty(kCentredAt, window->pos());
 }
 
 }  // namespace vantry

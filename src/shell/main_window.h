@@ -46,8 +46,11 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void KeepPagesCentred();
+    void BringIntoView(const QWidget& control);
     void ConnectMenus();
     bool SureToExit();
 
@@ -68,7 +71,7 @@ void SetProgramEnd(std::function<void()> end);
 
 // Centres the page in the main window, by the window's outer size, which lies a little low in the
 // area below the menus: as far as the page's bottom can be seen, and never above or left of the
-// edge.
+// edge. A page stays centred while the main window is resized, unless the user has moved it.
 void CenterPage(Page& page);
 
 }  // namespace vantry

@@ -1,6 +1,7 @@
 #include "shell/page_look.h"
 
 #include <QLabel>
+#include <QRadioButton>
 #include <QVariant>
 
 namespace vantry {
@@ -15,6 +16,16 @@ void Enlarge(QLabel& label, double factor, QFont::Weight weight) {
     label.setFont(font);
 }
 
+void TakeTab(QRadioButton& option, bool takes) {
+    const int others = option.focusPolicy() & ~Qt::TabFocus;
+    option.setFocusPolicy(static_cast<Qt::FocusPolicy>(takes ? others | Qt::TabFocus : others));
+}
+
+bool AreOneGroup(const QRadioButton& one, const QRadioButton& other) {
+    return one.group() == other.group() &&
+           (one.group() != nullptr || one.parentWidget() == other.parentWidget());
+}
+
 }  // namespace
 
 void ApplyLook(QWidget& page) {
@@ -26,6 +37,27 @@ void ApplyLook(QWidget& page) {
             Enlarge(*label, 1.0, QFont::DemiBold);
         } else if (look == "hint") {
             label->setWordWrap(true);
+        }
+    }
+}
+
+void TabToChosenOptions(QWidget& page) {
+    const auto options = page.findChildren<QRadioButton*>();
+    const auto give_tab_to = [options](const QRadioButton& chosen) {
+        for (auto* const option : options) {
+            if (AreOneGroup(*option, chosen)) {
+                TakeTab(*option, option == &chosen);
+            }
+        }
+    };
+    for (auto* const option : options) {
+        QObject::connect(option, &QRadioButton::toggled, option, [=](bool on) {
+            if (on) {
+                give_tab_to(*option);
+            }
+        });
+        if (option->isChecked()) {
+            give_tab_to(*option);
         }
     }
 }

@@ -9,4 +9,8 @@ namespace vantry {
 
 void ApplyLook(QWidget& page);
 
+// Tab comes to the chosen option of a group, not to its first: a blank there would choose another.
+// The arrow keys go on from the chosen one.
+void TabToChosenOptions(QWidget& page);
+
 }  // namespace vantry

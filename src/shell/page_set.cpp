@@ -207,6 +207,7 @@ Page* LoadPage(std::string_view name) {
     const QPointer<Page> watched = page.get();
     Pages().push_back({std::string(name), page.release(), nullptr, nullptr, false, nullptr});
     ApplyLook(*watched);
+    TabToChosenOptions(*watched);
     watched->OnLoad();
     return FindPage(name) == watched ? watched.data() : nullptr;
 }

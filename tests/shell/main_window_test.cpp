@@ -10,10 +10,13 @@
 #include <QGroupBox>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMdiArea>
+#include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QVBoxLayout>
 
 namespace vantry {
 namespace {
@@ -129,6 +132,51 @@ TEST_F(MainWindowTest, AsksBeforeItEnds) {
     Trigger("mExit");
     TheMainWindow().close();
     EXPECT_EQ(ended, 2);
+}
+
+TEST_F(MainWindowTest, APageStaysCentredUntilItIsMoved) {
+    auto& frame = TheMainWindow();
+    frame.resize(800, 600);
+    ShowPage("NavForm");
+    auto* const window = qobject_cast<QMdiSubWindow*>(FindPage("NavForm")->parentWidget());
+    const auto off_centre = [&] {
+        QCoreApplication::processEvents();
+        return frame.frameGeometry().width() - window->width() - 2 * window->x();
+    };
+    EXPECT_LE(std::abs(off_centre()), 1);
+    frame.resize(1000, 700);
+    EXPECT_LE(std::abs(off_centre()), 1);
+    frame.resize(600, 500);
+    EXPECT_LE(std::abs(off_centre()), 1);
+    window->move(3, 4);
+    frame.resize(900, 600);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(window->pos(), QPoint(3, 4));
+}
+
+TEST_F(MainWindowTest, AControlBeyondTheAreaComesIntoViewWithTheFocus) {
+    auto& frame = TheMainWindow();
+    frame.resize(400, 300);
+    auto* const page = LoadPage("NavForm");
+    auto* const rows = new QVBoxLayout(page);
+    auto* const near = new QPushButton("near");
+    auto* const far = new QPushButton("far");
+    rows->addWidget(near);
+    rows->addSpacing(500);
+    rows->addWidget(far);
+    ShowPage("NavForm");
+    frame.activateWindow();
+    const auto* const area = frame.Area()->viewport();
+    const auto is_seen = [&](const QPushButton* button) {
+        QCoreApplication::processEvents();
+        return area->rect().contains(QRect(button->mapTo(area, QPoint()), button->size()));
+    };
+    ASSERT_FALSE(is_seen(far));
+    far->setFocus();
+    EXPECT_TRUE(is_seen(far));
+    EXPECT_FALSE(is_seen(near));
+    near->setFocus();
+    EXPECT_TRUE(is_seen(near));
 }
 
 TEST_F(MainWindowTest, HelpThatIsMissingIsTold) {

@@ -11,8 +11,10 @@
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QRadioButton>
 #include <QScreen>
 #include <QTimer>
+#include <QVBoxLayout>
 
 namespace vantry {
 namespace {
@@ -47,6 +49,11 @@ public:
 
 private:
     Counts& counts_;
+};
+
+class PlainPage : public Page {
+public:
+    explicit PlainPage(const char* name) : Page(name) {}
 };
 
 class PageSetTest : public ::testing::Test {
@@ -141,6 +148,34 @@ TEST_F(PageSetTest, AModalPageReturnsWhenItIsUnloadedOrHidden) {
     }
     EXPECT_EQ(FindPage("One"), nullptr);
     EXPECT_TRUE(PageIsVisible("Two"));
+}
+
+TEST_F(PageSetTest, TabComesToTheChosenOptionOfAGroup) {
+    RegisterPage("Options", [] {
+        auto page = std::make_unique<PlainPage>("Options");
+        auto* const rows = new QVBoxLayout(page.get());
+        rows->addWidget(new QLineEdit(page.get()));
+        for (const char* name : {"first", "second", "third"}) {
+            auto* const option = new QRadioButton(name, page.get());
+            option->setObjectName(name);
+            rows->addWidget(option);
+        }
+        return page;
+    });
+    ShowPage("Options");
+    Page* const page = FindPage("Options");
+    auto* const edit = page->findChild<QLineEdit*>();
+    const auto tab_to = [&] {
+        edit->setFocus();
+        QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
+        QApplication::sendEvent(edit, &tab);
+        return page->focusWidget()->objectName().toStdString();
+    };
+    EXPECT_EQ(tab_to(), "first") << "none is chosen";
+    page->findChild<QRadioButton*>("third")->setChecked(true);
+    EXPECT_EQ(tab_to(), "third");
+    page->findChild<QRadioButton*>("second")->setChecked(true);
+    EXPECT_EQ(tab_to(), "second");
 }
 
 TEST_F(PageSetTest, CentresPagesInTheFrame) {
