@@ -146,7 +146,7 @@ constexpr EmptyPageRecord kPages[] = {
 EmptyPage::EmptyPage(const EmptyPageRecord& record) : Page(record.name), record_(record) {
     setWindowTitle(record.caption);
     auto* const rows = new QVBoxLayout(this);
-    rows->setContentsMargins(16, 16, 16, 16);
+    rows->setContentsMargins(16, 12, 16, 12);
     auto* const heading = new QLabel(QString(record.what));
     heading->setProperty("look", "heading");
     auto* const note = new QLabel("This version has no page for it yet.");

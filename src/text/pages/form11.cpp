@@ -12,6 +12,7 @@
 #include "text/pages/path_field.h"
 
 #include <QSignalBlocker>
+#include <QStyledItemDelegate>
 
 namespace vantry {
 namespace {
@@ -32,6 +33,21 @@ std::vector<std::string> FilesOf(const std::string& folder, const std::string& p
     return files;
 }
 
+// Styles draw the outline of a tick box as a shade of the window. In a list on a dark desktop that
+// is the list's own colour, and an empty box couldn't be seen.
+class TickPainter : public QStyledItemDelegate {
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+protected:
+    void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+        QStyledItemDelegate::initStyleOption(option, index);
+        if (option->palette.color(QPalette::Base).lightness() < 128) {
+            option->palette.setColor(QPalette::Window, option->palette.color(QPalette::Text));
+        }
+    }
+};
+
 }  // namespace
 
 Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
@@ -51,6 +67,7 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
     folder_ = new PathField(*ui_->FolderName, [this] { RefreshList(); });
     connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
     connect(ui_->FilesList, &QListWidget::itemSelectionChanged, this, &Form11::SelectFile);
+    ui_->FilesList->setItemDelegate(new TickPainter(ui_->FilesList));
     // A file that is ticked by the keyboard is the one to be looked at, too.
     connect(ui_->FilesList, &QListWidget::itemChanged, this, [this](QListWidgetItem* item) {
         ui_->FilesList->setCurrentItem(item);
