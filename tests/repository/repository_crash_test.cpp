@@ -114,7 +114,8 @@ protected:
 
     static constexpr int kSaved = 3;
     void MakeRepository() {
-        const NoSyncPlan quick;
+        NoSync plan;
+        const InstalledPlan installed(plan);
         for (const auto& entry : fs::directory_iterator(folder_.Path())) {
             fs::remove_all(entry);
         }
@@ -144,13 +145,6 @@ protected:
         return {};
     }
 
-private:
-    struct NoSyncPlan {
-        NoSync plan;
-        InstalledPlan installed{plan};
-    };
-
-protected:
     const TempDir folder_{MemoryFolder(), "vantry"};
     DiskRecord::Files files_;
 };
@@ -280,22 +274,19 @@ TEST_F(RepositoryCrash, JournalsThatAreNotOursNeverSpoilIt) {
         const auto killed = ReadFolder(folder_.Path());
         const std::string journal = Journal().filename().string();
         const std::string& bytes = killed.at(journal);
-        struct Damage {
-            const char* name;
-            std::string content;
-        };
-        std::vector<Damage> damages{{"cut to nothing", ""},
-                                    {"cut in its header", bytes.substr(0, bytes.size() / 40)},
-                                    {"cut in the middle", bytes.substr(0, bytes.size() / 2)},
-                                    {"of zeros", std::string(bytes.size(), '\0')},
-                                    {"another kind of file", "Dear diary"}};
+        std::vector<std::pair<const char*, std::string>> damages{
+            {"cut to nothing", ""},
+            {"cut in its header", bytes.substr(0, bytes.size() / 40)},
+            {"cut in the middle", bytes.substr(0, bytes.size() / 2)},
+            {"of zeros", std::string(bytes.size(), '\0')},
+            {"another kind of file", "Dear diary"}};
         for (int k = 0; k < 3 && !bytes.empty(); ++k) {
             damages.push_back({"with a wrong byte", bytes});
-            damages.back().content[random() % bytes.size()] ^= 0x20;
+            damages.back().second[random() % bytes.size()] ^= 0x20;
         }
-        for (const auto& damage : damages) {
+        for (const auto& [name, content] : damages) {
             auto files = killed;
-            files[journal] = damage.content;
+            files[journal] = content;
             WriteFolder(folder_.Path(), files);
             // A journal that can't be played back whole is refused, and then nothing is written.
             // Without its beginning there is none to play back: no crash does that, and what is
@@ -303,7 +294,7 @@ TEST_F(RepositoryCrash, JournalsThatAreNotOursNeverSpoilIt) {
             const std::string wrong = WrongWith(folder_.Path().string(), kSaved, false);
             if (!wrong.empty()) {
                 EXPECT_NE(wrong.find("journal"), wrong.npos)
-                    << point << ", journal " << damage.name << ": " << wrong;
+                    << point << ", journal " << name << ": " << wrong;
             }
             ++cases;
         }

@@ -1,7 +1,7 @@
 #include "repository/repository.h"
 
-#include "data/value_text.h"
 #include "repository/saved_session.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 
 #include <sys/stat.h>
@@ -12,6 +12,9 @@
 namespace vantry {
 namespace {
 
+constexpr const char* kSources[] = {
+    "ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"};
+constexpr const char* kTargets[] = {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"};
 const DateTime kNow{46347, 69'180'000'000'000};  // 2026-11-21 19:13:00
 
 class Repository : public testing::Test {
@@ -98,81 +101,37 @@ protected:
 };
 
 std::string State() {
-    std::string state;
-    const auto add = [&](const std::string& value) { state += value + "|"; };
-    for (const auto* text : {&SourceType,
-                             &TargetType,
-                             &SourceConnStr,
-                             &TargetConnStr,
-                             &FoxSrcMode,
-                             &FoxSrcPrefix,
-                             &FoxDestMode,
-                             &FoxDestPrefix,
-                             &PollPattern,
-                             &PollRename,
-                             &PollFolder,
-                             &TextDestFormat,
-                             &TextDestDir,
-                             &TextDestExt,
-                             &TextDestDelim,
-                             &TextDestQual}) {
-        add(*text);
-    }
-    add(std::to_string(TextDestHeader));
+    std::ostringstream state;
+    state << SourceType << '|' << TargetType << '|' << SourceConnStr << '|' << TargetConnStr << '|'
+          << FoxSrcMode << '|' << FoxSrcPrefix << '|' << FoxDestMode << '|' << FoxDestPrefix << '|'
+          << PollPattern << '|' << PollRename << '|' << PollFolder << '|' << TextDestFormat << '|'
+          << TextDestDir << '|' << TextDestExt << '|' << TextDestDelim << '|' << TextDestQual << '|'
+          << TextDestHeader;
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
         const auto& s = SrcTables[i];
         const auto& d = DstTables[i];
-        state += "\n";
-        for (const auto& text : {s.Name,
-                                 s.Owner,
-                                 s.WhereCond,
-                                 s.LoadOption,
-                                 s.OnlyTabname,
-                                 s.FirstTimeLoadOpt,
-                                 s.SFormat,
-                                 s.TextQ,
-                                 d.Name,
-                                 d.Owner,
-                                 d.LoadOption,
-                                 d.FirstTimeLoadOpt}) {
-            add(text);
-        }
-        for (const int number : {int{s.TabID},
-                                 int{s.TableExists},
-                                 int{s.SFirstColLine},
-                                 int{d.TabID},
-                                 int{d.TableExists}}) {
-            add(std::to_string(number));
-        }
+        state << '\n'
+              << s.TabID << '|' << s.Name << '|' << s.Owner << '|' << s.WhereCond << '|'
+              << s.LoadOption << '|' << s.OnlyTabname << '|' << s.FirstTimeLoadOpt << '|'
+              << s.SFormat << '|' << s.TextQ << '|' << s.TableExists << '|' << s.SFirstColLine
+              << '|' << d.TabID << '|' << d.Name << '|' << d.Owner << '|' << d.LoadOption << '|'
+              << d.FirstTimeLoadOpt << '|' << d.TableExists;
     }
     for (const auto& c : ColMaps) {
-        state += "\n";
-        for (const auto& text : {c.TName, c.SCName, c.DCName, c.SDtype, c.DDtype, c.SOrgDtype}) {
-            add(text);
-        }
-        for (const int number : {static_cast<int>(c.TabID),
-                                 int{c.SCCount},
-                                 int{c.DCCount},
-                                 int{c.SWidth},
-                                 int{c.DWidth},
-                                 int{c.SScale},
-                                 int{c.DScale},
-                                 int{c.Ignor},
-                                 int{c.Pos},
-                                 int{c.CPos},
-                                 int{c.SSelected}}) {
-            add(std::to_string(number));
-        }
+        state << '\n'
+              << c.TabID << '|' << c.TName << '|' << c.SCName << '|' << c.DCName << '|' << c.SDtype
+              << '|' << c.DDtype << '|' << c.SOrgDtype << '|' << c.SCCount << '|' << c.DCCount
+              << '|' << c.SWidth << '|' << c.DWidth << '|' << c.SScale << '|' << c.DScale << '|'
+              << c.Ignor << '|' << c.Pos << '|' << c.CPos << '|' << c.SSelected;
     }
-    return state;
+    return state.str();
 }
 
 TEST_F(Repository, EverySourceAndTargetKindComesBackFieldForField) {
     CreateRepository(folder_.Path().string(), kNow);
     i32 expected_id = 1;
-    for (const char* source :
-         {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"}) {
-        for (const char* target : {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"}) {
+    for (const char* source : kSources) {
+        for (const char* target : kTargets) {
             MakeSession(source, target);
             const auto saved_state = State();
             EXPECT_EQ(NextSessionID(), expected_id);
@@ -195,82 +154,25 @@ TEST_F(Repository, EverySourceAndTargetKindComesBackFieldForField) {
     EXPECT_EQ(sessions.back().SourceDBName, "ACCESS");
 }
 
-TEST_F(Repository, SchedulesComeBackAsTheyWereSet) {
-    CreateRepository(folder_.Path().string(), kNow);
-    MakeSession("ACCESS", "TEXT");
-    auto save = Named("all");
-    save.SesFreq = save.SesRunTime = "Null";
-    std::array<SessionSave, 6> saves;
-    saves.fill(save);
-    SetDaily(saves[0], {0, 3'600'000'000'000});
-    SetWeekly(saves[1], {46347, 3'600'000'000'000}, "1000001");
-    SetMonthly(saves[2], {46347, 0}, 31);
-    SetOnce(saves[3], {46400, 0}, {46347, 60'000'000'000});
-    SetHourly(saves[4], 6, "09");
-    SetMinutely(saves[5], 15);
-    for (const auto& one : saves) {
-        SaveSession(one);
-    }
-    const auto sessions = ListSchedules();
-    ASSERT_EQ(sessions.size(), 6U);
-    for (const auto& session : sessions) {
-        EXPECT_EQ(ScheduleFault(session.Schedule), "") << session.Schedule.SesFreq;
-    }
-    EXPECT_EQ(sessions[1].Schedule.SesWeekDay, "1000001");
-    EXPECT_EQ(sessions[2].Schedule.SesRunDay, 31);
-    EXPECT_EQ(sessions[3].Schedule.SesRunDate, 46400);
-    EXPECT_EQ(sessions[3].Schedule.SesRunTime, 60'000'000'000);
-    EXPECT_EQ(sessions[4].Schedule.SesWeekDay, "09");
-    EXPECT_FALSE(sessions[4].Schedule.SesRunTime);
-    EXPECT_EQ(sessions[5].Schedule.SesRunDay, 15);
-}
-
-TEST_F(Repository, TheStatementsOfASaveAreTheseToTheLetter) {
+// What the pairs of kinds below have none of.
+TEST_F(Repository, ASingleQuoteInANameAndQualifiersOfTheirOwnStandInTheStatements) {
     MakeSession("TEXTPOLL", "TEXT");
     SrcTables[1].TextQ = "";
     TextDestQual = "#";
-    EXPECT_EQ(
-        SessionsInsert(12, Named("a'b"), kNow),
-        "insert into sessions "
-        "(sessionid,sessionname,datecreated,logfilename,sourcedbname,targetdbname,SourceType,"
-        "TargetType,SourceConnStr,TargetConnStr,SrcDBFPath,DBFPath,FPattern,FRename,FolderName,"
-        "SesFreq,SesRunDate,"
-        "SesRunTime,SesRunDay,SesWeekDay) values ( 12,\"a'b\",\"" +
-            ToText(Cell::FromDateTime(kNow)) +
-            "\",\"/var/log/"
-            "a'b.log\",\"TEXTPOLL\",\"TEXT\",\"\",\"\",'Provider=Microsoft.Jet.OLEDB.4.0;Data "
-            "Source=/data/in;Extended "
-            "Properties=\"text;FMT=Delimited\";\"',\"Provider=Microsoft.ACE.OLEDB.12.0;Data "
-            "Source=/data/Ziel "
-            "Köln.accdb\",\"\",\"\",\"*.csv\",\"Loaded\",\"/data/poll/\",\"D\",Null,\"" +
-            ToText(Cell::FromDateTime({46347, 23'400'000'000'000})) + "\",Null,Null)");
-    EXPECT_EQ(
-        TableInsert(12, 1),
-        "insert into vytabs "
-        "(sessionid,tabid,sourcetablename,sourceownername,desttablename,destownername,onlytabname,"
-        "wherecond,tableexists,loadoption,firstTimeLoadOpt,SFormat,TextQ,SFirstColLine,FileFormat,"
-        "TextDirDest,FileExt,"
-        "DFormat,DFirstColLine,DTextQ) values (12,1,\"orders "
-        "1\",\"dbo\",\"Ziel1\",\"dbo\",\"\",\"city = 'Malmö' and "
-        "qty > "
-        "0\",1,\"DROP\",\"\",'\"',null,\"1\",\"DELIMITED\",\"/data/out\",\".tab\",\"\t\",1,\"#\")");
-    EXPECT_EQ(ColumnInsert(12, 0, ColMaps[2]),
-              "insert into "
-              "srcdcols(sessionid,tabid,tname,scname,dcname,sccount,dccount,sdtype,ddtype,swidth,"
-              "dwidth,sscale,"
-              "dscale,ignor,pos,cpos,sselected,sorgdtype) values "
-              "(12,0,\"Ziel0\",\"<Skip>\",\"ziel_2\",3,3,\"Text\",\"VarChar\",40,80,2,3,0,2,2,0,"
-              "\"VarWchar\")");
+    EXPECT_TRUE(SessionsInsert(12, Named("a'b"), kNow).find(" values ( 12,\"a'b\",\"") !=
+                std::string::npos);
+    EXPECT_TRUE(TableInsert(12, 1).ends_with(
+        ",1,\"DROP\",\"\",'\"',null,\"1\",\"DELIMITED\",\"/data/out\",\".tab\",\"\t\",1,\"#\")"))
+        << TableInsert(12, 1);
 }
 
 // The golden files were written from the rules for these texts, not by this program.
 TEST_F(Repository, TheStatementsOfEveryPairOfKindsEqualTheirGoldenFile) {
     const DateForm form = LocalDateForm();
     SetLocalDateForm({});
-    for (const char* source :
-         {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"}) {
+    for (const char* source : kSources) {
         std::string statements;
-        for (const char* target : {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"}) {
+        for (const char* target : kTargets) {
             MakeSession(source, target);
             statements += std::string("-- ") + source + " to " + target + "\n" +
                           SessionsInsert(7, Named("s"), kNow) + "\n";
@@ -352,9 +254,7 @@ TEST_F(Repository, DeletingTakesRowsAndLogsAway) {
     EXPECT_FALSE(std::filesystem::exists(folder_ / "log/a.log"));
     EXPECT_FALSE(std::filesystem::exists(folder_ / "log/B.LOG"));
     EXPECT_TRUE(std::filesystem::exists(folder_ / "log/keep.txt"));
-    Recordset columns;
-    columns.Open("select count(*) from SrcDCols", RepoConnStr);
-    EXPECT_EQ(ToText(columns.Fields()[0].Value()), "0");
+    EXPECT_EQ(test::RowsOf(RepoConnStr, "select count(*) from SrcDCols"), "0\n");
 }
 
 mode_t ModeOf(const std::filesystem::path& file) {
@@ -383,20 +283,12 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
     EXPECT_EQ(ListSessions().size(), 1U);
 }
 
-TEST_F(Repository, WithoutARepositoryEachOperationSaysSo) {
-    EXPECT_THROW(NextSessionID(), DataError);
-    EXPECT_THROW(ListSessions(), DataError);
-    EXPECT_THROW(LoadSession(1), DataError);
-}
-
 std::string OutputOf(const std::string& command) {
     std::string output;
-    std::array<char, 4096> block{};
-    FILE* pipe = ::popen((command + " 2>&1").c_str(), "r");
-    while (pipe != nullptr && std::fgets(block.data(), block.size(), pipe) != nullptr) {
-        output += block.data();
-    }
-    if (pipe != nullptr) {
+    if (FILE* const pipe = ::popen(command.c_str(), "r"); pipe != nullptr) {
+        for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
+            output += static_cast<char>(c);
+        }
         ::pclose(pipe);
     }
     return output;

@@ -3,13 +3,13 @@
 
 #include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
-#include "data/value_text.h"
 #include "repository/pages/create_repository.h"
 #include "repository/pages/register.h"
 #include "repository/repository.h"
 #include "repository/saved_session.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "text/schema_ini_writer.h"
 
@@ -59,17 +59,11 @@ protected:
         return FromQt(Control<QLineEdit>("Form13", name).text());
     }
     static std::string Query(const std::string& statement) {
-        Recordset rows;
-        rows.Open(statement, RepoConnStr);
-        std::string text;
-        for (; !rows.Eof(); rows.MoveNext()) {
-            for (int i = 0; i < rows.Fields().Count(); ++i) {
-                const Cell value = rows.Fields()[i].Value();
-                text += (i == 0 ? "" : "|") + (value.IsNull() ? "Null" : ToText(value));
-            }
-            text += "\n";
-        }
-        return text;
+        return test::RowsOf(RepoConnStr, statement);
+    }
+    static void TakeNumber(int id) {
+        test::RunStatement(RepoConnStr,
+                           "insert into sessions (sessionid) values (" + std::to_string(id) + ")");
     }
     static const char* SavedBox() { return "none|Vantry|Session Saved Successfully|OK"; }
 
@@ -96,10 +90,8 @@ TEST_F(Form13Test, ProposesNumberNameAndLog) {
     EXPECT_EQ(dialogs_.asked_files.at(0).filter, "Log File (*.log)|*.log|All Files (*.*)|*.*");
     UnloadAllPages();
 
-    Connection connection;
-    connection.Open(RepoConnStr);
-    for (const auto& [last, next] : {std::pair("11", "12"), std::pair("32766", "32767")}) {
-        connection.Execute(std::string("insert into sessions (sessionid) values (") + last + ")");
+    for (const auto& [last, next] : {std::pair(11, "12"), std::pair(32766, "32767")}) {
+        TakeNumber(last);
         ShowPage("Form13");
         EXPECT_EQ(LabelText("Form13", "SesID"), next);
         EXPECT_EQ(Edit("SesName"), std::string("ACCESSToORACLESessionID") + next);
@@ -108,25 +100,9 @@ TEST_F(Form13Test, ProposesNumberNameAndLog) {
 }
 
 TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
-    const std::vector<const char*> all = {"SesTime",
-                                          "Label6",
-                                          "WeekDay_0",
-                                          "WeekDay_1",
-                                          "WeekDay_2",
-                                          "WeekDay_3",
-                                          "WeekDay_4",
-                                          "WeekDay_5",
-                                          "WeekDay_6",
-                                          "SesDate",
-                                          "SesDay",
-                                          "EveDay",
-                                          "Evy_0",
-                                          "LabelChoice",
-                                          "Evy_1",
-                                          "Hrs",
-                                          "HrLabel",
-                                          "Mins",
-                                          "MinLabel"};
+    const std::string all =
+        "SesTime Label6 WeekDay_0 WeekDay_1 WeekDay_2 WeekDay_3 WeekDay_4 WeekDay_5 WeekDay_6 "
+        "SesDate SesDay EveDay Evy_0 LabelChoice Evy_1 Hrs HrLabel Mins MinLabel";
     const std::pair<const char*, const char*> shown[] = {
         {"TimeOpt_1",
          "SesTime Label6 WeekDay_0 WeekDay_1 WeekDay_2 WeekDay_3 WeekDay_4 WeekDay_5 WeekDay_6 "},
@@ -138,10 +114,9 @@ TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
     for (const auto& [option, names] : shown) {
         Set(option);
         std::string visible;
-        for (const char* name : all) {
-            if (Control<QWidget>("Form13", name).isVisible()) {
-                visible += std::string(name) + " ";
-            }
+        std::istringstream names_of_all(all);
+        for (std::string name; names_of_all >> name;) {
+            visible += Control<QWidget>("Form13", name.c_str()).isVisible() ? name + " " : "";
         }
         EXPECT_EQ(visible, names) << option;
     }
@@ -296,10 +271,7 @@ TEST_F(Form13Test, SavesRunsOrBoth) {
     Set("FreqOpt_0");
     Type("Form13", "SesName", "Anna's");
     // Another program takes the number meanwhile.
-    Connection connection;
-    connection.Open(RepoConnStr);
-    connection.Execute("insert into sessions (sessionid) values (6)");
-    connection.Close();
+    TakeNumber(6);
     Press("Form13", "NXTBUTT");
     EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
     EXPECT_EQ(VisiblePages(), "Form14");
@@ -347,10 +319,7 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
     EXPECT_EQ(CurrentSessionID, 2) << "the second attempt takes a new number";
     UnloadAllPages();
 
-    Connection connection;
-    connection.Open(RepoConnStr);
-    connection.Execute("insert into sessions (sessionid) values (32767)");
-    connection.Close();
+    TakeNumber(32767);
     ShowPage("Form13");
     EXPECT_NE(dialogs_.TakeBoxes().find("Overflow"), std::string::npos);
     fails("no number left");

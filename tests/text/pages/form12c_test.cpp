@@ -77,20 +77,14 @@ TEST_F(Form12cTest, StoresItsChoices) {
 }
 
 TEST_F(Form12cTest, FixedFieldsNeedNoDelimiter) {
-    const char* const controls[] = {"Frame2",
-                                    "Option1_0",
-                                    "Option1_1",
-                                    "Option1_2",
-                                    "Option1_3",
-                                    "OthFormat",
-                                    "TQ",
-                                    "Label4",
-                                    "Label6"};
+    const std::string controls =
+        "Frame2 Option1_0 Option1_1 Option1_2 Option1_3 OthFormat TQ Label4 Label6";
     EXPECT_FALSE(Other().isEnabled());
     for (const bool delimited : {false, true}) {
         SetOption("Form12c", delimited ? "FileFormatOpt_0" : "FileFormatOpt_1");
-        for (const char* name : controls) {
-            EXPECT_EQ(Control<QWidget>("Form12c", name).isEnabled(), delimited) << name;
+        std::istringstream names(controls);
+        for (std::string name; names >> name;) {
+            EXPECT_EQ(Control<QWidget>("Form12c", name.c_str()).isEnabled(), delimited) << name;
         }
         EXPECT_TRUE(Control<QWidget>("Form12c", "ColNames").isEnabled());
     }
