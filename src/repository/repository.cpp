@@ -228,7 +228,7 @@ bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>
 i32 SaveSession(const SessionSave& save) {
     // Two programs that save at once would both take the same next number.
     std::optional<ProgramLock> alone;
-    if (!TakeSaveLock(file::LockTimeout(), alone)) {
+    if (!TakeSaveLock(kPatienceWithSaves, alone)) {
         throw DataError(kErrUnspecified,
                         "Another program is saving a session. Try again in a moment.");
     }

@@ -34,6 +34,8 @@ i32 SaveSession(const SessionSave& save);
 // somebody else has held it for all of `patience`. Where there can't be a lock, in a folder that
 // may not be written, there is no second program to fear: true, and nothing is locked.
 bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>& lock);
+// Each column is a statement of its own, written to disk: some thousands take ten seconds.
+inline constexpr std::chrono::seconds kPatienceWithSaves{60};
 
 struct SessionListRow {
     i32 SessionID = 0;

@@ -26,7 +26,6 @@ namespace {
 constexpr int kRepositoryTries = 4;
 constexpr std::chrono::milliseconds kBetweenTries{300};
 constexpr std::chrono::milliseconds kPolledFileGrace{5000};
-constexpr std::chrono::seconds kPatienceWithSaves{60};
 
 // Why a run can't begin; becomes an exit code and a line of the log.
 struct NotStarted {
