@@ -104,6 +104,12 @@ private:
     std::optional<file::File> file_;
 };
 
+std::string RepositoryFolder() {
+    const std::filesystem::path repository =
+        ConnectionString::Parse(RepoConnStr).Get("Data Source");
+    return repository.parent_path().string();
+}
+
 std::string TextOf(Field& field) {
     return ToText(field.Value());
 }
@@ -129,7 +135,7 @@ std::string LogFileOf(i32 session_id) {
     Recordset session;
     session.Open("select LogFileName from sessions where SessionID=" + std::to_string(session_id),
                  RepoConnStr);
-    return session.Eof() ? std::string() : TextOf(session.Fields()[0]);
+    return session.Eof() ? std::string() : LogFileAt(TextOf(session.Fields()[0]));
 }
 
 i32 NextSessionID(Connection& connection) {
@@ -175,6 +181,12 @@ std::filesystem::path RepositoryFile(const std::string& folder) {
     return file::ResolveFileName(JoinPath(folder, kRepositoryName));
 }
 
+std::string LogFileAt(const std::string& log_file_name) {
+    return log_file_name.empty() || log_file_name.starts_with('/')
+               ? log_file_name
+               : JoinPath(RepositoryFolder(), log_file_name);
+}
+
 void CreateRepository(const std::string& folder, const DateTime& now) {
     const auto former = RepositoryFile(folder);
     if (std::filesystem::exists(former)) {
@@ -205,10 +217,7 @@ i32 NextSessionID() {
 }
 
 bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>& lock) {
-    const std::filesystem::path repository =
-        ConnectionString::Parse(RepoConnStr).Get("Data Source");
-    const std::string path =
-        JoinPath(LogFolder(repository.parent_path().string()), "session_save.lock");
+    const std::string path = JoinPath(LogFolder(RepositoryFolder()), "session_save.lock");
     const auto give_up = std::chrono::steady_clock::now() + patience;
     while (true) {
         try {

@@ -52,6 +52,9 @@ std::vector<SessionListRow> ListSessions();
 // Writes another name, log file and schedule into a saved session.
 void EditSession(i32 session_id, const SessionSave& save);
 
+// Where a session's log is: a name without a folder of its own belongs to the repository's folder.
+std::string LogFileAt(const std::string& log_file_name);
+
 // The session's rows, then its log file if there is one.
 void DeleteSession(i32 session_id);
 // All rows, then every log file in the folder "log" of `folder`.

@@ -65,7 +65,7 @@ void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const Dat
     std::map<i32, Entry> entries;
     KeepGone(now);
     for (const auto& session : sessions) {
-        Entry entry{SignatureOf(session), session.Schedule, now, {}};
+        Entry entry{SignatureOf(session), session.Schedule, now, {}, {}};
         const auto known = entries_.find(session.SessionID);
         if (known == entries_.end()) {
             const auto gone = gone_.find(session.SessionID);
@@ -77,6 +77,7 @@ void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const Dat
             state_changed_ = true;
         } else if (known->second.signature == entry.signature) {
             entry.dealt_with = known->second.dealt_with;
+            entry.before_step_back = known->second.before_step_back;
         } else {
             state_changed_ = true;
         }
@@ -101,6 +102,7 @@ void Scheduler::KeepGone(const DateTime& now) {
 std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_offset) {
     FollowOffset(utc_offset);
     ResetAfterStepBack(now);
+    ReturnFromStepBack(now);
     last_look_ = now;
     std::vector<DueStart> starts;
     for (auto& [id, entry] : entries_) {
@@ -160,8 +162,21 @@ void Scheduler::ResetAfterStepBack(const DateTime& now) {
         const bool once =
             entry.schedule.SesFreq == "O";  // has one due time, whatever the clock says
         if (!once && IsFurtherThan(entry.dealt_with, now, kLongestStepBack)) {
+            entry.before_step_back =
+                std::max(entry.dealt_with, entry.before_step_back.value_or(now));
             entry.dealt_with = now;
             entry.next = NextDue(entry.schedule, now);
+            state_changed_ = true;
+        }
+    }
+}
+
+void Scheduler::ReturnFromStepBack(const DateTime& now) {
+    for (auto& [id, entry] : entries_) {
+        if (entry.before_step_back && *entry.before_step_back <= now) {
+            entry.dealt_with = std::max(entry.dealt_with, *entry.before_step_back);
+            entry.next = NextDue(entry.schedule, entry.dealt_with);
+            entry.before_step_back.reset();
             state_changed_ = true;
         }
     }
@@ -183,7 +198,7 @@ std::string Scheduler::State() const {
         state = kOffset + std::to_string(*utc_offset_) + "\n";
     }
     const auto add = [&](i32 id, const Entry& entry) {
-        std::string moment = IsoText(entry.dealt_with);
+        std::string moment = IsoText(entry.before_step_back.value_or(entry.dealt_with));
         moment[10] = 'T';
         state += std::to_string(id) + " " + moment + " " + entry.signature + "\n";
     };

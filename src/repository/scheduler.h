@@ -6,10 +6,10 @@
 // once. Due times that passed unseen (the program was down, the machine asleep, the clock moved
 // forward, the repository out of reach) become one start, if the latest of them is no more than a
 // day old. When the clock goes back by no more than two hours, nothing is due until it has caught
-// up; when it goes back further it was wrong before, and counting begins anew. At the end of summer
-// time the clock goes back and time does not: a session that runs at intervals goes on doing so. A
-// session that leaves the repository and comes back, from a backup say, isn't handed out anew for
-// what it has had.
+// up; when it goes back further it was wrong before, and counting begins anew, but for what it
+// comes back to. At the end of summer time the clock goes back and time does not: a session that
+// runs at intervals goes on doing so. A session that leaves the repository and comes back, from a
+// backup say, isn't handed out anew for what it has had.
 
 #include "repository/saved_session.h"
 
@@ -51,10 +51,14 @@ private:
         ScheduleRec schedule;
         DateTime dealt_with;
         std::optional<DateTime> next;
+        // What had been dealt with when the clock went back: it may have been right then, and be
+        // wrong now, as after a start without a battery.
+        std::optional<DateTime> before_step_back;
     };
     void KeepGone(const DateTime& now);
     void FollowOffset(std::int64_t utc_offset);
     void ResetAfterStepBack(const DateTime& now);
+    void ReturnFromStepBack(const DateTime& now);
 
     std::map<i32, Entry> entries_;
     std::map<i32, Entry> gone_;  // out of the repository for up to a day: a backup may restore them

@@ -102,10 +102,7 @@ void SavedRun::FindSession() {
             "There is no session " + std::to_string(summary_.SessionID) + " in the repository."};
     }
     summary_.SessionName = session->SessionName;
-    log_file_ = session->LogFileName;
-    if (!log_file_.empty() && !log_file_.starts_with('/')) {
-        log_file_ = JoinPath(surroundings_.application_folder, log_file_);
-    }
+    log_file_ = LogFileAt(session->LogFileName);
 }
 
 void SavedRun::TakeLock() {

@@ -241,6 +241,27 @@ TEST(Scheduler, ASessionThatABackupBringsBackDoesntRunAgain) {
     }
 }
 
+TEST(Scheduler, AClockThatStartsInThePastDoesntBringBackWhatHasRun) {
+    const auto daily = Session(1, {"D", {}, Time("06:00:00"), {}, ""});
+    Scheduler first;
+    first.SetSessions({daily}, At("2026-03-01 05:00:00"));
+    EXPECT_EQ(Starts(first, "2026-03-01 06:00:00"), "1@03-01 06:00+0 ");
+    for (const bool restarted : {false, true}) {
+        auto scheduler = std::make_unique<Scheduler>();
+        scheduler->SetState(first.State());
+        scheduler->SetSessions({daily}, At("2000-01-01 00:00:00"));
+        EXPECT_EQ(Starts(*scheduler, "2000-01-01 00:00:00"), "");
+        if (restarted) {
+            const auto state = scheduler->State();
+            scheduler = std::make_unique<Scheduler>();
+            scheduler->SetState(state);
+        }
+        scheduler->SetSessions({daily}, At("2000-01-01 00:00:05"));
+        EXPECT_EQ(Starts(*scheduler, "2026-03-01 09:00:00"), "") << restarted;
+        EXPECT_EQ(Starts(*scheduler, "2026-03-02 09:00:00"), "1@03-02 06:00+0 ") << restarted;
+    }
+}
+
 TEST(Scheduler, ClocksAreSetAndSessionsChange) {
     const auto daily = Session(1, {"D", {}, Time("06:00:00"), {}, ""});
     Scheduler scheduler;
