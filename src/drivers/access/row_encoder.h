@@ -46,7 +46,8 @@ public:
     void Encode(std::span<const Cell> row, std::span<const StoredField> given);
 
     // The fields' stored bytes as index keys want them, for each column in the order of `def`; of a
-    // Memo its text, also when it goes elsewhere. Valid until the next Encode().
+    // Memo its text, also when it goes elsewhere, but not that of one given in stored form. Valid
+    // until the next Encode().
     std::optional<ByteSpan> KeyField(std::size_t column) const;
     // Of a long value that goes elsewhere.
     bool HasLongValues() const { return !pending_.empty(); }

@@ -173,7 +173,7 @@ void TableWriter::Update(RowPointer row,
     state.encoder.Encode(cells, given);
     if (!state.indexes.empty()) {
         MakeOldKeys(found.bytes);
-        MakeNewKeys();
+        MakeNewKeys(given);
         CheckNewKeys(true);
         CheckParents(true);
         CheckNoChildren(true);

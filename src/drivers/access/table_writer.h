@@ -120,7 +120,10 @@ private:
                  const std::string& index,
                  const Fields& fields,
                  std::vector<std::byte>& key) const;
-    void MakeNewKeys();
+    void MakeNewKeys(std::span<const RowEncoder::StoredField> kept = {});
+    std::optional<ByteSpan> StoredKeyField(const RowView& row,
+                                           std::size_t column,
+                                           LongValueReader& reader);
     void MakeOldKeys(ByteSpan stored);
     void CheckNewKeys(bool updating);
     void CheckParents(bool updating);

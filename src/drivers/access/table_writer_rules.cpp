@@ -204,11 +204,17 @@ bool TableWriter::MakeKey(const KeyEncoder& encoder,
                             "a value of the row can't be a key of index '" + index + "'");
 }
 
-void TableWriter::MakeNewKeys() {
+// `kept`: the fields of a row being changed that stay as they are stored; MakeOldKeys() comes
+// before, and has read the texts of those that lie on other pages.
+void TableWriter::MakeNewKeys(std::span<const RowEncoder::StoredField> kept) {
     State& state = *state_;
+    const auto field_of = [&](std::size_t column) -> std::optional<ByteSpan> {
+        const bool stored = !kept.empty() && kept[column].given && !kept[column].is_null;
+        return stored && state.def.columns[column].IsLongValue() ? ByteSpan(memo_keys_[column])
+                                                                 : state.encoder.KeyField(column);
+    };
     for (Index& index : state.indexes) {
-        const Fields& fields = FieldsOf(
-            *index.real, [&](std::size_t column) { return state.encoder.KeyField(column); });
+        const Fields& fields = FieldsOf(*index.real, field_of);
         index.has_null = AnyNull(fields);
         index.all_null = AllNull(fields);
         index.has_entry = MakeKey(index.encoder, index.name, fields, index.key);
@@ -216,28 +222,33 @@ void TableWriter::MakeNewKeys() {
     for (Relation& relation : state.relations) {
         const Index& own = state.indexes[relation.own_index];
         if (relation.is_child && !own.has_null) {
-            const Fields& fields = FieldsOf(
-                *own.real, [&](std::size_t column) { return state.encoder.KeyField(column); });
-            MakeKey(*relation.encoder, relation.name, fields, relation.key);
+            MakeKey(*relation.encoder, relation.name, FieldsOf(*own.real, field_of), relation.key);
         }
     }
+}
+
+// What a stored row has for a key. The text of a Memo is kept: a key may have several of them.
+std::optional<ByteSpan> TableWriter::StoredKeyField(const RowView& row,
+                                                    std::size_t column,
+                                                    LongValueReader& reader) {
+    const ColumnDef& def = state_->def.columns[column];
+    const auto field = row.Field(def);
+    if (!field || !def.IsLongValue()) {
+        return field;
+    }
+    const ByteSpan text = reader.Read(*field, KeyEncoder::kMemoKeyBytes);
+    memo_keys_.resize(state_->def.columns.size());
+    memo_keys_[column].assign(text.begin(), text.end());
+    return ByteSpan(memo_keys_[column]);
 }
 
 void TableWriter::MakeOldKeys(ByteSpan stored) {
     State& state = *state_;
     WithPage(store_->Name(), state.def.page, "a row of the table is damaged", [&] {
         const RowView view(state.def, store_->GetLayout(), stored);
-        memo_keys_.resize(state.def.columns.size());
-        const auto field_of = [&](std::size_t column) -> std::optional<ByteSpan> {
-            const ColumnDef& def = state.def.columns[column];
-            const auto field = view.Field(def);
-            if (!field || !def.IsLongValue()) {
-                return field;
-            }
-            LongValueReader reader(*store_);
-            const ByteSpan text = reader.Read(*field, KeyEncoder::kMemoKeyBytes);
-            memo_keys_[column].assign(text.begin(), text.end());
-            return ByteSpan(memo_keys_[column]);
+        LongValueReader reader(*store_);
+        const auto field_of = [&](std::size_t column) {
+            return StoredKeyField(view, column, reader);
         };
         for (Index& index : state.indexes) {
             const Fields& fields = FieldsOf(*index.real, field_of);
@@ -352,14 +363,9 @@ void TableWriter::FillIndex(std::size_t position) {
     LongValueReader long_values(*store_);
     while (scanner.Next()) {
         const RowView view(state.def, store_->GetLayout(), scanner.Row());
-        const Fields& fields =
-            FieldsOf(*index.real, [&](std::size_t column) -> std::optional<ByteSpan> {
-                const ColumnDef& def = state.def.columns[column];
-                const auto field = view.Field(def);
-                return field && def.IsLongValue()
-                           ? long_values.Read(*field, KeyEncoder::kMemoKeyBytes)
-                           : field;
-            });
+        const Fields& fields = FieldsOf(*index.real, [&](std::size_t column) {
+            return StoredKeyField(view, column, long_values);
+        });
         if (index.real->IsRequired() && AnyNull(fields)) {
             throw KeyIsNull(state.def.name, index.name);
         }
