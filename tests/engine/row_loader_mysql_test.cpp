@@ -130,16 +130,6 @@ TEST_F(MySQLLoaderTest, ALongColumnSendsTheTableThroughNewRows) {
     EXPECT_EQ(view.bar_value, 22);
 }
 
-TEST_F(MySQLLoaderTest, ARefusedBatchIsOneErrorAndItsRowsStayCounted) {
-    FillSource(250);
-    target->FailAt("Execute", {2}, "duplicate key");
-    EXPECT_EQ(LoadRowsMySQL(0), kTrue);
-    EXPECT_EQ(ReadableLog(view.log),
-              "\nAbout to Insert Rows in dst Table\nError Loading Row:200\nduplicate key\n"
-              "250 Rows Loaded");
-    EXPECT_EQ(view.counter_changes, 2);  // not for the batch that failed
-}
-
 // The server refuses a batch whose rows don't have one value for each column.
 TEST_F(MySQLLoaderTest, AnUnreadableFieldLeavesItsBatchMalformed) {
     FillSource(3);
@@ -181,15 +171,6 @@ TEST_F(MySQLLoaderTest, ASourceThatCantBeReachedEndsInFiftyOneErrorsFromRowZero)
     EXPECT_EQ(LoggedErrors(), 51);
     EXPECT_TRUE(view.log.starts_with(
         "\r\nAbout to Insert Rows in dst Table\r\nError Loading Row:0\r\nno such server"));
-}
-
-TEST_F(MySQLLoaderTest, ASourceThatDiesMidwayNeverMakesAWholeBatchOfWhatIsMissing) {
-    FillSource(150);
-    source->FailFrom("Next", 122, "connection lost");  // the step from row 120 to row 121
-    EXPECT_EQ(LoadRowsMySQL(0), kFalse);
-    ASSERT_EQ(target->statements.size(), 1u);
-    EXPECT_EQ(RowsIn(target->statements[0]), 100);
-    EXPECT_EQ(Count(view.log, "Error Loading Row:120\r\nconnection lost"), 1);
 }
 
 TEST_F(MySQLLoaderTest, ACancelIsSeenAfterABatchAndThrowsTheUnfinishedOneAway) {

@@ -68,48 +68,48 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
 
 TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     const Application app;
+    // Each of these is a session of its own: 1, 2, ...
+    const auto save = [&](const std::string& log) {
+        SessionSave session;
+        session.SesName = "x";
+        session.LogName = app.Path(log);
+        SaveSession(session);
+    };
+    const auto start_over = [&] {
+        app.FromText("orders.csv");
+        app.ToAccess("out.mdb");
+    };
     app.SaveOrders("good", 5);  // 1
     SourceConnStr = TextSourceConnectionString(app.Path("in"));
     TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("nosuch.mdb");
-    SessionSave save;
-    save.SesName = "x";
-    save.LogName = app.Path("log/no_target.log");
-    SaveSession(save);  // 2
-    TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + app.Path("out.mdb");
+    save("log/no_target.log");  // 2
+    start_over();
     SourceConnStr = TextSourceConnectionString(app.Path("nosuch"));
-    save.LogName = app.Path("log/no_source.log");
-    SaveSession(save);  // 3
-    save.LogName = app.Path("log/no_tables.log");
+    save("log/no_source.log");  // 3
     SrcTables.clear();
-    SaveSession(save);  // 4
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
+    save("log/no_tables.log");  // 4
+    start_over();
     app.Save("linked_log");  // 5
     app.Folder().Write("other.txt", "kept");
     fs::create_symlink(app.Path("other.txt"), app.Path("log/linked_log.log"));
     TargetType = "PAPER";
-    save.LogName = app.Path("log/no_kind.log");
-    SaveSession(save);  // 6
+    save("log/no_kind.log");  // 6
     // A target without its table, a session without a log.
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
+    start_over();
     app.Save("lost_table");  // 7
     RunStatement(RepoConnStr,
                  "update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where SessionID=7");
     RunStatement(RepoConnStr, "update sessions set LogFileName=\"\" where SessionID=7");
     // The log's name is that of a database.
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    save.LogName = app.Path("out.mdb");
-    SaveSession(save);  // 8
+    start_over();
+    save("out.mdb");  // 8
     const std::string database = app.Folder().Read("out.mdb");
     // That of a text of the user's own, and one whose summary would have such a name.
-    save.LogName = app.Folder().Write("letter.txt", "\r\nDear Sir\r\n").string();
-    fs::permissions(save.LogName, static_cast<fs::perms>(0644));
-    SaveSession(save);  // 9
-    save.LogName = app.Path("package");
+    const auto letter = app.Folder().Write("letter.txt", "\r\nDear Sir\r\n");
+    fs::permissions(letter, static_cast<fs::perms>(0644));
+    save("letter.txt");  // 9
     app.Folder().Write("package.json", "{\n  \"name\": 1}");
-    SaveSession(save);  // 10
+    save("package");  // 10
     const auto busy = ProgramLock::Take(app.Path("log/session1.lock"));
     ASSERT_TRUE(busy);
 

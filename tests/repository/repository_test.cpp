@@ -1,13 +1,11 @@
 #include "repository/repository.h"
 
 #include "repository/saved_session.h"
+#include "support/child_program.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 
 #include <sys/stat.h>
-
-#include <array>
-#include <cstdio>
 
 namespace vantry {
 namespace {
@@ -283,24 +281,15 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
     EXPECT_EQ(ListSessions().size(), 1U);
 }
 
-std::string OutputOf(const std::string& command) {
-    std::string output;
-    if (FILE* const pipe = ::popen(command.c_str(), "r"); pipe != nullptr) {
-        for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
-            output += static_cast<char>(c);
-        }
-        ::pclose(pipe);
-    }
-    return output;
-}
-
 TEST_F(Repository, AnIndependentReaderSeesItsTablesAndColumns) {
-    if (OutputOf("command -v mdb-schema").empty()) {
+    if (!test::HasProgram("mdb-schema")) {
         GTEST_SKIP() << "The Debian package mdbtools isn't installed.";
     }
     CreateRepository(folder_.Path().string(), kNow);
-    const std::string schema = OutputOf("mdb-schema --no-indexes --no-relations '" +
-                                        RepositoryFile(folder_.Path().string()).string() + "'");
+    const std::string schema = test::OutputOf({"mdb-schema",
+                                               "--no-indexes",
+                                               "--no-relations",
+                                               RepositoryFile(folder_.Path().string()).string()});
     for (const char* piece : {"CREATE TABLE [Sessions]",
                               "CREATE TABLE [VYTabs]",
                               "CREATE TABLE [SrcDCols]",

@@ -166,9 +166,7 @@ PrivateMariaDb::PrivateMariaDb(MariaDbOptions options)
         throw std::runtime_error(missing);
     }
     Initialise();
-    if (options_.listen_on_tcp) {
-        port_ = FreePort();
-    }
+    port_ = FreePort();
     try {
         Start();
         CreateUser();
@@ -215,6 +213,8 @@ void PrivateMariaDb::Start() {
         "--datadir=" + (folder_ / "data").string(),
         "--tmpdir=" + TemporaryTables(),
         "--socket=" + Socket(),
+        "--port=" + std::to_string(port_),
+        "--bind-address=127.0.0.1",
         "--pid-file=" + (folder_ / "m.pid").string(),
         "--log-error=" + (folder_ / "error.log").string(),
         "--character-set-server=utf8mb4",
@@ -223,12 +223,6 @@ void PrivateMariaDb::Start() {
         "--innodb-flush-log-at-trx-commit=" + std::to_string(options_.flush_log_at_commit)};
     if (geteuid() == 0) {
         arguments.emplace_back("--user=root");
-    }
-    if (options_.listen_on_tcp) {
-        arguments.push_back("--port=" + std::to_string(port_));
-        arguments.emplace_back("--bind-address=127.0.0.1");
-    } else {
-        arguments.emplace_back("--skip-networking");
     }
     if (options_.general_log) {
         arguments.emplace_back("--general-log=1");
@@ -275,11 +269,8 @@ std::string PrivateMariaDb::LogTail() const {
 }
 
 std::string PrivateMariaDb::ConnectionText(std::string_view driver) const {
-    std::string text = "DRIVER={" + std::string(driver) + "};";
-    text += port_ != 0 ? "SERVER=127.0.0.1;port=" + std::to_string(port_)
-                       : "SERVER=localhost;SOCKET=" + Socket();
-    return text + ";DATABASE=" + database_ + ";USER=" + user_ + ";PASSWORD=" + password_ +
-           ";Option=3";
+    return "DRIVER={" + std::string(driver) + "};SERVER=127.0.0.1;port=" + std::to_string(port_) +
+           ";DATABASE=" + database_ + ";USER=" + user_ + ";PASSWORD=" + password_ + ";Option=3";
 }
 
 void PrivateMariaDb::Run(std::string_view sql) const {

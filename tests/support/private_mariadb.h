@@ -20,7 +20,6 @@ struct MariaDbOptions {
     // 2: a killed server keeps its commits; 1: on disk and as an untouched server, to measure.
     int flush_log_at_commit = 2;
     std::uint64_t max_allowed_packet = 0;    // bytes; 0: the server's default of 16 MiB
-    bool listen_on_tcp = true;               // false: the socket alone
     std::vector<std::string> more_settings;  // further "--name=value" arguments of the server
 };
 
@@ -43,7 +42,7 @@ public:
     const std::string& Database() const { return database_; }
     pid_t Pid() const { return pid_; }
 
-    // "DRIVER={driver};SERVER=...": by the loopback port, or by the socket where there is none.
+    // "DRIVER={driver};SERVER=...": by the loopback port.
     std::string ConnectionText(std::string_view driver = "MySQL (built in)") const;
 
     // Runs statements as root, past everything that is under test; throws std::runtime_error. The

@@ -453,32 +453,6 @@ TEST(AccessCrash, PlaybackLoopNoticesAPlaybackThatIsNotDone) {
     EXPECT_FALSE(KilledPlaybackLoop(Planted::PlaybackNotDone, 1).empty());
 }
 
-TEST(AccessCrash, TwoProcessesMayOpenAtOnceAfterACrash) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
-    for (const auto& [files, done] : HotStates(6)) {
-        test::WriteFolder(folder.Path(), files);
-        std::vector<pid_t> children;
-        for (int child = 0; child < 3; ++child) {
-            children.push_back(::fork());
-            if (children.back() == 0) {
-                try {
-                    Opened opened(path);
-                    ::_exit(opened.database->Tables().empty() ? 2 : 0);
-                } catch (const std::exception&) {
-                    ::_exit(1);
-                }
-            }
-        }
-        for (const pid_t child : children) {
-            int status = 0;
-            ::waitpid(child, &status, 0);
-            EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << WEXITSTATUS(status);
-        }
-        EXPECT_EQ("", WrongWith(path, done));
-    }
-}
-
 // Cut at any length, or with a byte changed: the statement is taken back, or the error says that it
 // can't be; never half a statement without a word.
 TEST(AccessCrash, DamagedJournalIsPlayedBackWhollyOrRefused) {

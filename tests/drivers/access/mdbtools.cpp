@@ -2,7 +2,7 @@
 
 #include "data/value_convert.h"
 #include "data/value_text.h"
-#include "drivers/access/child_program.h"
+#include "support/child_program.h"
 
 #include <algorithm>
 #include <cmath>
@@ -63,30 +63,20 @@ bool HasMdbtools() {
 }
 
 std::vector<std::string> MdbTableNames(const std::string& path) {
-    auto names = Split(RunProgram({"mdb-tables", "-1", path}).output, "\n");
+    auto names = Split(OutputOf({"mdb-tables", "-1", path}), "\n");
     std::sort(names.begin(), names.end());
     return names;
 }
 
 std::vector<MdbRow> MdbRows(const std::string& path, const std::string& table) {
-    const auto printed = RunProgram({"mdb-export",
-                                     "-Q",
-                                     "-d",
-                                     kFieldEnd,
-                                     "-R",
-                                     kRowEnd,
-                                     "-0",
-                                     kNull,
-                                     "-b",
-                                     "hex",
-                                     "-D",
-                                     "%Y-%m-%d %H:%M:%S",
-                                     "-T",
-                                     "%Y-%m-%d %H:%M:%S",
-                                     path,
-                                     table});
+    const std::string moment = "%Y-%m-%d %H:%M:%S";
+    const std::vector<std::string> ends{"-d", kFieldEnd, "-R", kRowEnd, "-0", kNull};
+    const std::vector<std::string> forms{"-b", "hex", "-D", moment, "-T", moment, path, table};
+    std::vector<std::string> command{"mdb-export", "-Q"};
+    command.insert(command.end(), ends.begin(), ends.end());
+    command.insert(command.end(), forms.begin(), forms.end());
     std::vector<MdbRow> rows;
-    for (const auto& line : Split(printed.output, kRowEnd)) {
+    for (const auto& line : Split(OutputOf(command), kRowEnd)) {
         // An empty last field leaves no trace behind its separator.
         auto fields = Split(line + kFieldEnd, kFieldEnd);
         MdbRow row;
