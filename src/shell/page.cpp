@@ -6,6 +6,7 @@
 #include <QCloseEvent>
 #include <QKeyEvent>
 #include <QPushButton>
+#include <QShortcut>
 
 namespace vantry {
 
@@ -28,6 +29,11 @@ void Page::keyPressEvent(QKeyEvent* event) {
         }
     }
     QWidget::keyPressEvent(event);
+}
+
+void Page::SetEscapeButton(QAbstractButton* button) {
+    auto* const escape = new QShortcut(Qt::Key_Escape, this);
+    connect(escape, &QShortcut::activated, button, &QAbstractButton::click);
 }
 
 void Page::closeEvent(QCloseEvent* event) {

@@ -5,6 +5,8 @@
 
 #include <QWidget>
 
+class QAbstractButton;
+
 namespace vantry {
 
 class Page : public QWidget {
@@ -12,6 +14,7 @@ class Page : public QWidget {
 public:
     enum class Place {
         Frame,   // a window within the main window
+        Notice,  // there, too, without buttons in its title: it goes by itself
         Window,  // a window of its own: splash and the like
     };
 
@@ -30,6 +33,8 @@ protected:
     void closeEvent(QCloseEvent* event) override;
     // Enter presses the page's default button, as in a dialog, unless a control wants it.
     void keyPressEvent(QKeyEvent* event) override;
+    // Escape presses this button.
+    void SetEscapeButton(QAbstractButton* button);
 
 private:
     Place place_;

@@ -91,10 +91,13 @@ void PutIntoFrame(LoadedPage& loaded) {
     window->setWidget(loaded.page);
     window->setObjectName(loaded.page->objectName() + "Window");
     window->setAttribute(Qt::WA_DeleteOnClose, false);
+    const Qt::WindowFlags title = Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint;
+    const bool goes_by_itself = loaded.page->WherePlaced() == Page::Place::Notice;
     frame.Area()->addSubWindow(window,
-                               Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
-                                   Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
-                                   Qt::WindowMaximizeButtonHint);
+                               goes_by_itself
+                                   ? title
+                                   : title | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
+                                         Qt::WindowMaximizeButtonHint);
     const QSize border = window->size() - window->contentsRect().size();
     const QSize room = frame.Area()->viewport()->size() - border;
     window->resize(RoomFor(*loaded.page, size.boundedTo(room)) + border);

@@ -3,6 +3,7 @@
 #include "ui_frmAbout.h"
 #include "ui_frmWait.h"
 
+#include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/plate_button.h"
 #include "shell/splash.h"
@@ -16,11 +17,17 @@ AboutWindow::AboutWindow()
     ui_->setupUi(this);
     ui_->Version->setText("Version " + QCoreApplication::applicationVersion());
     connect(ui_->OkButton, &PlateButton::Click, this, [] { UnloadPage("frmAbout"); });
+    SetEscapeButton(ui_->OkButton);
 }
 
 AboutWindow::~AboutWindow() = default;
 
-WaitPage::WaitPage() : Page("frmWait"), ui_(std::make_unique<Ui::frmWait>()) {
+// Desktops put a window without a parent wherever there is room, a corner included.
+void AboutWindow::OnLoad() {
+    setParent(FindMainWindow(), Qt::Dialog);
+}
+
+WaitPage::WaitPage() : Page("frmWait", Place::Notice), ui_(std::make_unique<Ui::frmWait>()) {
     ui_->setupUi(this);
 }
 

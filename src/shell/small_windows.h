@@ -17,6 +17,7 @@ class AboutWindow : public Page {
 public:
     AboutWindow();
     ~AboutWindow() override;
+    void OnLoad() override;
     void OnActivate() override {}
 
 private:

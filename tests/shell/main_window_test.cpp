@@ -16,6 +16,7 @@
 #include <QMenuBar>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QShortcut>
 #include <QVBoxLayout>
 
 namespace vantry {
@@ -109,6 +110,11 @@ TEST_F(MainWindowTest, EntriesOpenWhatTheyName) {
     for (const auto& [entry, page] : pages) {
         Trigger(entry);
         EXPECT_TRUE(PageIsVisible(page)) << entry;
+        if (auto* const escape = FindPage(page)->findChild<QShortcut*>()) {
+            EXPECT_EQ(escape->key(), QKeySequence(Qt::Key_Escape));
+            Q_EMIT escape->activated();
+            EXPECT_EQ(FindPage(page), nullptr) << entry;
+        }
         UnloadPage(page);
     }
     Trigger("mRepNew");

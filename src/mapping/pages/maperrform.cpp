@@ -13,6 +13,7 @@ i16 MapErrIgnored = kFalse;
 MapErrForm::MapErrForm() : Page("MapErrForm"), ui_(std::make_unique<Ui::MapErrForm>()) {
     ui_->setupUi(this);
     connect(ui_->OKButt, &PlateButton::Click, this, [] { UnloadPage("MapErrForm"); });
+    SetEscapeButton(ui_->OKButt);
     connect(ui_->IgnoreButt, &PlateButton::Click, this, [] {
         MapErrIgnored = kTrue;
         UnloadPage("MapErrForm");
