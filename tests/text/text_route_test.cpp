@@ -101,33 +101,6 @@ TEST_F(TextRouteTest, TextOfTheWindowsCodePageBecomesTheMachines) {
     EXPECT_EQ(Run(), "name\r\n'Müller'\r\n'€ 5'\r\n");
 }
 
-TEST_F(TextRouteTest, HeadingsAloneGiveAHeadingAlone) {
-    Source("id,name\r\n");
-    EXPECT_EQ(Run(), "id;name\r\n");
-    EXPECT_FALSE(LogHas("Rows Loaded"));
-}
-
-TEST_F(TextRouteTest, ASourceFileThatIsGoneKeepsTheFormerTarget) {
-    Source("id\r\n1\r\n");
-    folder.Write("out/data.txt", "former");
-    Map();
-    std::filesystem::remove(folder / "in/data.csv");
-    RunSessionToText("");
-    EXPECT_EQ(folder.Read("out/data.txt"), "former");
-    EXPECT_TRUE(view.log.ends_with("******( FINISH )*******")) << view.log;
-}
-
-TEST_F(TextRouteTest, ACancelLeavesTheRowsSoFar) {
-    std::string in = "id\r\n";
-    for (int k = 1; k <= 1000; ++k) {
-        in += std::to_string(k) + "\r\n";
-    }
-    Source(in);
-    view.cancel_at_event = 4;
-    EXPECT_EQ(Count(Run(), "\r\n"), 1 + 300 + 1);
-    EXPECT_TRUE(LogHas("\n300 Rows Loaded")) << view.log;
-}
-
 TEST_F(TextRouteTest, AFixedFileHasItsColumnsOneBehindTheOther) {
     Source("id,name\r\n1,Ærø\r\n20,Zürich\r\n");
     TextDestFormat = "FIXED";

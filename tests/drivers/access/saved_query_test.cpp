@@ -24,6 +24,16 @@ struct Row {
     int flag = 0;
 };
 
+// "select *" from the tables with their joins.
+std::vector<Row> AllOf(std::initializer_list<const char*> tables, const std::vector<Row>& joins) {
+    std::vector<Row> rows{{6, "*"}};
+    for (const char* table : tables) {
+        rows.push_back({5, "", table});
+    }
+    rows.insert(rows.end(), joins.begin(), joins.end());
+    return rows;
+}
+
 class SavedQuery : public testing::Test {
 protected:
     SavedQuery() {
@@ -129,21 +139,12 @@ TEST_F(SavedQuery, PutsItsClausesTogether) {
 TEST_F(SavedQuery, JoinsInnerTablesFirstAndTurnsOuterJoinsRound) {
     Add("tree",
         0,
-        {{6, "*"},
-         {5, "", "a"},
-         {5, "", "b"},
-         {5, "", "c"},
-         {7, "a.i = b.i", "a", "b", 2},
-         {7, "b.j = c.j", "b", "c", 1}});
+        AllOf({"a", "b", "c"}, {{7, "a.i = b.i", "a", "b", 2}, {7, "b.j = c.j", "b", "c", 1}}));
     EXPECT_EQ(TextOf("tree"),
               "SELECT * FROM [a] LEFT JOIN ([b] INNER JOIN [c] ON (b.j = c.j)) ON (a.i = b.i)");
     Add("turned",
         0,
-        {{6, "*"},
-         {5, "", "a"},
-         {5, "", "b"},
-         {7, "a.i = b.i", "a", "b", 2},
-         {7, "b.j = a.j", "b", "a", 3}});
+        AllOf({"a", "b"}, {{7, "a.i = b.i", "a", "b", 2}, {7, "b.j = a.j", "b", "a", 3}}));
     EXPECT_EQ(TextOf("turned"), "SELECT * FROM [a] LEFT JOIN [b] ON (a.i = b.i) AND (b.j = a.j)");
 }
 
@@ -165,13 +166,9 @@ TEST_F(SavedQuery, RefusesWhatNeedsMoreThanTheFile) {
         {"of another database", {{6, "*"}, {5, "other.mdb", "a"}}},
         {"another database", {{4, "", "other.mdb"}, {6, "*"}, {5, "", "a"}}},
         {"no columns", {{0}, {255}}},
-        {"isn't among its tables", {{6, "*"}, {5, "", "a"}, {7, "a.i = z.i", "a", "z", 1}}},
+        {"isn't among its tables", AllOf({"a"}, {{7, "a.i = z.i", "a", "z", 1}})},
         {"in two ways",
-         {{6, "*"},
-          {5, "", "a"},
-          {5, "", "b"},
-          {7, "a.i = b.i", "a", "b", 1},
-          {7, "a.j = b.j", "a", "b", 2}}},
+         AllOf({"a", "b"}, {{7, "a.i = b.i", "a", "b", 1}, {7, "a.j = b.j", "a", "b", 2}})},
     };
     for (const auto& [words, rows] : cases) {
         Add(words, 0, rows);

@@ -1,7 +1,6 @@
-// Files of our making, read back value for value by our own reader and by mdbtools.
+// Files of our making, read back value for value.
 
 #include "data/value_text.h"
-#include "drivers/access/mdbtools.h"
 #include "drivers/access/real_files.h"
 #include "drivers/access/writing_fixture.h"
 
@@ -19,32 +18,6 @@ protected:
 
     void Close() { opened_ = std::make_unique<Opened>(path_); }
 
-    // What mdbtools prints of the table is what our reader reads.
-    void ExpectSameInMdbtools(const std::string& table) {
-        if (!test::HasMdbtools()) {
-            GTEST_SKIP() << "mdbtools isn't there";
-        }
-        const auto ours = test::ReadRows(path_, table);
-        const auto theirs = test::MdbRows(path_, table);
-        ASSERT_EQ(ours.rows.size() + 1, theirs.size());
-        for (std::size_t row = 0; row < ours.rows.size(); ++row) {
-            for (std::size_t column = 0; column < ours.def.columns.size(); ++column) {
-                const auto& def = ours.def.columns[column];
-                const Cell& cell = ours.rows[row][column].AsCell();
-                const auto& printed = theirs[row + 1][column];
-                // It prints nothing for an empty text, the last year of all as day 0 of 1900, and
-                // question marks for characters of two units.
-                if ((cell.IsView() && cell.AsBytes().empty() && !printed) ||
-                    (printed && (printed->starts_with("1900-01-00") || printed->ends_with("??")))) {
-                    continue;
-                }
-                EXPECT_TRUE(test::SameAsMdb(cell, def, printed))
-                    << def.name << " of row " << row << ": ours " << ToText(cell).substr(0, 80)
-                    << ", theirs " << printed.value_or("NULL").substr(0, 80);
-            }
-        }
-    }
-
     std::string path_;
     std::unique_ptr<Opened> opened_;
 };
@@ -54,97 +27,66 @@ INSTANTIATE_TEST_SUITE_P(Kinds,
                          testing::Values(".mdb", ".accdb"),
                          [](const auto& kind) { return std::string(kind.param + 1); });
 
-TEST_P(WriteRoundTrip, EveryTypeKeepsItsEdges) {
+// Random tables show that plain values come back; here is what is made into another form.
+TEST_P(WriteRoundTrip, ValuesTakeTheFormOfTheirColumn) {
     const std::vector<std::byte> bytes(510, std::byte{0xA5});
     const std::vector<std::byte> image(70000, std::byte{0x5A});
-    std::string longest(253 * 2, '\0');
-    for (std::size_t at = 0; at < longest.size(); at += 2) {
-        longest.replace(at, 2, "ä");
-    }
-    longest += "x€";
     const Int128 big = Int128{9'999'999'999'999} * 1'000'000'000'000'000 + 999'999'999'999'999;
     const auto number = [](std::int64_t value) { return Cell::Int64(value); };
     const auto text = [](std::string_view value) { return Cell::Text(value); };
-    const Cell none = Cell::Null();
-    // What each of the rows gets, and what is read; "=": the same.
+    // What two rows get, and what is read; "=": the same. A third row gets nothing.
     struct {
         sql::ColumnDefinition column;
         std::vector<Cell> given;
         std::vector<std::string> read;
     } cases[] = {
-        // AutoNumber: handed out, given, handed out behind the one given.
-        {Column("key", "COUNTER"),
-         {Cell(), Cell(), Cell(), number(1000), Cell()},
-         {"1", "2", "3", "1000", "1001"}},
-        {Column("flag", "YESNO"),
-         {Cell::Boolean(true), Cell::Boolean(false), Cell(), none, text("True")},
-         {"True", "False", "False", "False", "True"}},
-        {Column("byte", "BYTE"),
-         {number(255), number(0), Cell(), none, text("7")},
-         {"=", "=", "NULL", "NULL", "7"}},
         // Half to even, text in any form.
-        {Column("short", "SMALLINT"),
-         {number(-32768), number(32767), Cell(), none, Cell::Double(2.5)},
-         {"=", "=", "NULL", "NULL", "2"}},
-        {Column("long", "LONG"),
-         {number(INT32_MIN), number(INT32_MAX), Cell(), none, Cell::Double(3.5)},
-         {"=", "=", "NULL", "NULL", "4"}},
-        {Column("single", "SINGLE"),
-         {Cell::Single(1.5F), Cell::Single(-3.4e38F), Cell(), none, text("0.25")},
-         {"=", "=", "NULL", "NULL", "0.25"}},
-        {Column("double", "DOUBLE"),
-         {Cell::Double(1e300), Cell::Double(-0.0), Cell(), none, text("1e3")},
-         {"=", "=", "NULL", "NULL", "1000"}},
-        {Column("money", "CURRENCY"),
-         {Cell::FromDecimal({-9223372036854775807LL, 4}),
-          Cell::FromDecimal({1, 4}),
-          Cell(),
-          none,
-          text("12.34565")},
-         {"=", "=", "NULL", "NULL", "12.3456"}},
         {Column("dec", "DECIMAL", 28),
-         {Cell::FromDecimal({big, 10}), Cell::FromDecimal({-1, 10}), Cell(), none, text("0.1")},
-         {"=", "=", "NULL", "NULL", "0.1000000000"}},
+         {text("0.1"), Cell::FromDecimal({big, 10}), Cell()},
+         {"0.1000000000", "=", "NULL"}},
+        // AutoNumber: handed out, given, handed out behind the one given.
+        {Column("key", "COUNTER"), {Cell(), number(1000), Cell()}, {"1", "1000", "1001"}},
+        {Column("flag", "YESNO"), {Cell::Null(), text("True"), Cell()}, {"False", "True", "False"}},
+        {Column("byte", "BYTE"), {text("7"), Cell::Null(), Cell()}, {"7", "NULL", "NULL"}},
+        {Column("short", "SMALLINT"), {Cell::Double(2.5), text("-9"), Cell()}, {"2", "-9", "NULL"}},
+        {Column("long", "LONG"), {Cell::Double(3.5), text(" 8 "), Cell()}, {"4", "8", "NULL"}},
+        {Column("single", "SINGLE"), {text("0.25"), number(3), Cell()}, {"0.25", "3", "NULL"}},
+        {Column("double", "DOUBLE"),
+         {text("1e3"), Cell::Double(-0.0), Cell()},
+         {"1000", "=", "NULL"}},
+        {Column("money", "CURRENCY"),
+         {text("12.34565"), Cell::FromDecimal({-9223372036854775807LL, 4}), Cell()},
+         {"12.3456", "=", "NULL"}},
         {Column("when", "DATETIME"),
-         {Cell::FromDateTime({2958465, 86399 * kNanosPerSecond}),
-          Cell::FromDateTime({-657434, 0}),
-          Cell(),
-          Cell::FromDateTime({-2, 6 * 3600 * kNanosPerSecond}),
-          text("2024-02-29 13:14:15")},
-         {"=",
-          "=",
-          "NULL",
-          "=",
-          ToText(Cell::FromDateTime({45351, (13 * 3600 + 14 * 60 + 15) * kNanosPerSecond}))}},
+         {text("2024-02-29"), Cell::FromDateTime({-2, 6 * 3600 * kNanosPerSecond}), Cell()},
+         {ToText(Cell::FromDateTime({45351, 0})), "=", "NULL"}},
         {Column("text", "TEXT", 255),
-         {text(longest), text(""), Cell(), text("\xEF\xBB\xBFmark"), number(42)},
-         {"=", "=", "NULL", "=", "42"}},
+         {number(42), text("\xEF\xBB\xBFmark"), Cell()},
+         {"42", "=", "NULL"}},
         {Column("fixed", "CHAR", 10),
-         {text("abc"), text("äöü"), Cell(), none, Cell::Double(0.5)},
-         {"abc       ", "äöü       ", "NULL", "NULL", "0.5       "}},
+         {Cell::Double(0.5), text("äöü"), Cell()},
+         {"0.5       ", "äöü       ", "NULL"}},
         {Column("memo", "MEMO"),
-         {text("x"), text(""), Cell(), text("日本語 \xF0\x9F\x98\x80"), number(7)},
-         {"=", "=", "NULL", "=", "7"}},
+         {number(7), text("日本語 \xF0\x9F\x98\x80"), Cell()},
+         {"7", "=", "NULL"}},
         {Column("bin", "BINARY", 510),
-         {Cell::Bytes(bytes), Cell::Bytes({}), Cell(), none, text("bytes")},
-         {"=", "=", "NULL", "NULL", "bytes"}},
+         {text("bytes"), Cell::Bytes(bytes), Cell()},
+         {"bytes", "=", "NULL"}},
         {Column("ole", "IMAGE"),
-         {Cell::Bytes(image), Cell::Bytes({}), Cell(), none, text("image")},
-         {"=", "=", "NULL", "NULL", "image"}},
+         {text("image"), Cell::Bytes(image), Cell()},
+         {"image", "=", "NULL"}},
         {Column("guid", "GUID"),
          {text("{01234567-89AB-CDEF-0123-456789ABCDEF}"),
           text("00000000-0000-0000-0000-000000000001"),
-          Cell(),
-          none,
-          none},
-         {"=", "{00000000-0000-0000-0000-000000000001}", "NULL", "NULL", "NULL"}}};
-    cases[8].column.scale = 10;
+          Cell()},
+         {"=", "{00000000-0000-0000-0000-000000000001}", "NULL"}}};
+    cases[0].column.scale = 10;
     Columns columns;
     for (const auto& c : cases) {
         columns.push_back(c.column);
     }
     opened_->Create("types", columns);
-    for (std::size_t row = 0; row < 5; ++row) {
+    for (std::size_t row = 0; row < 3; ++row) {
         std::vector<Cell> cells;
         for (const auto& c : cases) {
             cells.push_back(c.given[row]);
@@ -154,7 +96,7 @@ TEST_P(WriteRoundTrip, EveryTypeKeepsItsEdges) {
     Close();
     EXPECT_EQ("", Faults(path_));
     const auto read = test::ReadRows(path_, "types").rows;
-    ASSERT_EQ(5U, read.size());
+    ASSERT_EQ(3U, read.size());
     for (std::size_t row = 0; row < read.size(); ++row) {
         for (std::size_t column = 0; column < std::size(cases); ++column) {
             const auto& c = cases[column];
@@ -163,7 +105,6 @@ TEST_P(WriteRoundTrip, EveryTypeKeepsItsEdges) {
                 << c.column.name << " of row " << row;
         }
     }
-    ExpectSameInMdbtools("types");
 }
 
 TEST_P(WriteRoundTrip, ValuesThatDoNotFitAreErrorsWithTheirPlace) {
@@ -280,40 +221,27 @@ TEST_P(WriteRoundTrip, TablesThatCanNotBeAreErrors) {
 
 TEST_P(WriteRoundTrip, ManyRowsThroughTheFastPath) {
     constexpr int kRows = 100000;
-    opened_->Create("orders",
-                    {Column("id", "LONG"),
-                     Column("customer", "TEXT", 40),
-                     Column("price", "DOUBLE"),
-                     Column("ordered", "DATETIME"),
-                     Column("shipped", "YESNO")});
+    opened_->Create("orders", {Column("id", "LONG"), Column("customer", "TEXT", 40)});
     const auto table = opened_->Table("orders");
-    for (int row = 0; row < kRows; ++row) {
-        const std::string customer = "Kunde " + std::to_string(row);
-        opened_->database->InsertRow(*table,
-                                     std::vector<Cell>{Cell::Int64(row),
-                                                       Cell::Text(customer),
-                                                       Cell::Double(row / 4.0),
-                                                       Cell::FromDateTime({40000 + row % 3000, 0}),
-                                                       Cell::Boolean(row % 2 == 0)});
-    }
+    const auto fill = [&] {
+        for (int row = 0; row < kRows; ++row) {
+            const std::string customer = "Kunde " + std::to_string(row);
+            const Cell cells[] = {Cell::Int64(row), Cell::Text(customer)};
+            opened_->database->InsertRow(*table, cells);
+        }
+    };
+    fill();
     // Another connection of the process sees every row at once.
     EXPECT_EQ(kRows, Opened(path_).Table("orders")->CountRows());
-    Close();
     EXPECT_EQ("", Faults(path_));
-    const auto rows = test::ReadRows(path_, "orders").rows;
-    ASSERT_EQ(static_cast<std::size_t>(kRows), rows.size());
-    for (int row = 0; row < kRows; row += 777) {
-        EXPECT_EQ("Kunde " + std::to_string(row),
-                  ToText(rows[static_cast<std::size_t>(row)][1].AsCell()));
-    }
+    const auto lines = test::Lines(test::ReadRows(path_, "orders"));
+    ASSERT_EQ(static_cast<std::size_t>(kRows), lines.size());
+    EXPECT_EQ("77777|Kunde 77777|", lines[77777]);
     // Emptied and filled again: the file doesn't grow.
     const auto size = std::filesystem::file_size(path_);
-    const auto again = opened_->Table("orders");
-    opened_->Statement([&] { EXPECT_EQ(kRows, again->DeleteAll()); });
+    opened_->Statement([&] { EXPECT_EQ(kRows, table->DeleteAll()); });
     EXPECT_EQ("", Faults(path_));
-    for (int row = 0; row < kRows; ++row) {
-        opened_->database->InsertRow(*again, std::vector<Cell>(5, Cell::Int64(row)));
-    }
+    fill();
     opened_->file->store->Settle();
     EXPECT_LE(std::filesystem::file_size(path_), size + 16 * 4096);
     EXPECT_EQ("", Faults(path_));

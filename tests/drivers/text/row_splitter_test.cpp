@@ -267,29 +267,6 @@ TEST(RowCounter, CountsTheRowsThatTheSplitterFinds) {
     EXPECT_FALSE(RowCounter::CanCount(pairs));
 }
 
-TEST(RowSplitter, DelimiterThatIsTheSecondByteOfACharacterDoesNotSplit) {
-    SplitRules rules;
-    rules.delimiter = "|";
-    rules.bytes = ByteForm::ShiftJis;
-    // 0x83 0x7C is one character; 0xB1 is one by itself.
-    EXPECT_EQ(SplitAll(rules, "\x83|x|y\n\xB1|z\n", 100), "\x83|x|y;\xB1|z;");
-}
-
-TEST(RowSplitter, CutsFixedColumnsByCharacters) {
-    SplitRules ragged;
-    ragged.layout = SplitRules::Layout::RaggedEdge;
-    ragged.widths = {2, 3};
-    EXPECT_EQ(SplitAll(ragged, "aabbbcc\r\na\n\n\xC3\xA4\xC3\xA4xyz\r\n", 1000),
-              "aa|bbb;a;\xC3\xA4\xC3\xA4|xyz;");
-    SplitRules exact = ragged;
-    exact.layout = SplitRules::Layout::TrueFixedLength;
-    EXPECT_EQ(SplitAll(exact, "aabbbccddd\r\ne\rfff\nggh", 1000), "aa|bbb;cc|ddd;e\r|fff;gg|h;");
-    EXPECT_EQ(SplitAll(exact, "aabbbccddd\r\ne\rfff\nggh", 1), "aa|bbb;cc|ddd;e\r|fff;gg|h;");
-    SplitRules narrow = exact;
-    narrow.widths = {1};
-    EXPECT_EQ(SplitAll(narrow, "\xF0\x9F\x98\x80x\xF0", 10), "\xF0\x9F\x98\x80;x;\xF0;");
-}
-
 // A window may end in the middle of a record's last character.
 TEST(RowSplitter, RecordsAreTheSameInWindowsThatEndAnywhere) {
     std::mt19937 random(13);

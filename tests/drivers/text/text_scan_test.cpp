@@ -108,6 +108,10 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "3",
          "any header\r\nab\rcd1 234\r\nxyz",
          {"'ab'|'\rcd'", "'1'|'234'", "'xy'|'z'"}},
+        {"Format=FixedLength\nFixedFormat=TrueFixedLength\nColNameHeader=False\nCol1=a Text Width "
+         "1",
+         "\xF0\x9F\x98\x80x\xF0",
+         {"'\xF0\x9F\x98\x80'", "'x'", "'\xC3\xB0'"}},
     };
     for (const auto& [schema, file, rows] : cases) {
         for (const std::size_t window : {1U, 16U, 65536U}) {

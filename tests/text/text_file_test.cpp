@@ -1,0 +1,324 @@
+// What becomes of a text file when something fails: rows, disk, process.
+
+#include "support/fault_plans.h"
+#include "support/no_threads.h"
+#include "text/line_file.h"
+#include "text/text_writer_fixture.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class TextFileTest : public TextWriterTest {};
+
+TEST_F(TextFileTest, AnUnreadableFieldCostsItsRowAlone) {
+    FillSource(4);
+    source->rows[1][0] = Unreadable();
+    EXPECT_EQ(Run(), "1,\"row 1\"\r\n3,\"row 3\"\r\n4,\"row 4\"\r\n");
+    EXPECT_NE(view.log.find("\r\nError Loading Row:1\r\nrow 2, field 0 can't be read"
+                            "\r\n3 Rows Loaded"),
+              std::string::npos);
+
+    // From text to text the words before the description are left out.
+    SourceType = "TEXT";
+    RunSessionToText("");
+    EXPECT_EQ(LoggedErrors(), 0);
+    EXPECT_EQ(Count(view.log, "\r\nrow 2, field 0 can't be read\r\n"), 1);
+}
+
+TEST_F(TextFileTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
+    FillSource(65);
+    for (int k = 10; k < 60; ++k) {
+        source->rows[static_cast<std::size_t>(k)][0] = Unreadable();
+    }
+    AddTable("src2", "dst2");
+    SetFile(1);
+    MapColumn("id");
+    MapColumn("name");
+    AddTable("src3", "dst3");
+    SetFile(2);
+    folder.Write("dst2.txt", "former");
+    for (const bool former : {true, false}) {
+        if (!former) {
+            fs::remove(folder / "dst2.txt");
+        }
+        RunSessionToText("");
+        EXPECT_EQ(LoggedErrors(), 51);
+        EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+        EXPECT_EQ(Count(view.log, "\r\n15 Rows Loaded"), 1);  // of the first table
+        EXPECT_EQ(Written("dst2.txt"), former ? "former" : Lines(10));
+        EXPECT_EQ(Written("dst2.txt.partial"), former ? Lines(10) : "");
+        fs::remove(folder / "dst2.txt.partial");
+        EXPECT_FALSE(IsThere("dst3.txt"));
+    }
+}
+
+TEST_F(TextFileTest, ASourceThatCantBeReachedEndsTheTableAndKeepsTheFormerFile) {
+    FillSource(3);
+    source->FailAlways("Connect", "no such server");
+    folder.Write("dst.txt", "former");
+    RunSessionToText("");
+    EXPECT_EQ(LoggedErrors(), 5);  // the count and its answer, two opens, the columns
+    EXPECT_NE(view.log.find(".txt\r\nError Loading Row:0\r\nno such server"), std::string::npos);
+    EXPECT_EQ(view.log.find("Rows Loaded"), std::string::npos);
+    EXPECT_TRUE(view.log.ends_with("\r\n******( FINISH )*******"));
+    EXPECT_EQ(Written(), "former");
+}
+
+TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
+    FillSource(250);
+    AddTable("src2", "dst2");
+    SetFile(1);
+    MapColumn("id");
+    for (const int hand_over : {1, 2, 3}) {
+        view = RecordingView();
+        view.cancel_at_event = hand_over;
+        RunSessionToText("");
+        const int loaded = (hand_over - 1) * 100;
+        EXPECT_EQ(Written(), Lines(loaded + 1));
+        EXPECT_TRUE(ReadableLog(view.log).ends_with(
+            "\n" + std::to_string(loaded) +
+            " Rows Loaded\nEnd Time is :T\n******( FINISH )*******\n"
+            "User Requested to abort loading"));
+        EXPECT_FALSE(IsThere("dst2.txt"));
+    }
+    SessionCancelled = TableCancelled = kFalse;
+}
+
+// Whichever call fails once: the file holds the rows that the log counts, each as the source has
+// it.
+TEST_F(TextFileTest, TheLedgerHoldsWhicheverCallFails) {
+    FillSource(12);
+    const std::string all = Lines(12);
+    int fired = 1;
+    for (int n = 1; fired != 0; ++n) {
+        fired = 0;
+        int call = 0;
+        source->before = [&](std::string_view, int) {
+            if (++call == n) {
+                ++fired;
+                throw DataError(kErrUnspecified, "call " + std::to_string(n) + " failed");
+            }
+        };
+        fs::remove(folder / "dst.txt");
+        RunSessionToText("");
+        const std::string written = Written();
+        const int lines = Count(written, "\r\n");
+        EXPECT_EQ(written, all.substr(0, written.size())) << n;
+        if (view.log.find("Rows Loaded") == std::string::npos && LoggedErrors() < 51) {
+            // The count failed: the table ends before its rows, told as failed and not as empty.
+            EXPECT_GE(LoggedErrors(), 1) << n;
+            EXPECT_LE(n, 3);
+            EXPECT_EQ(lines, 0) << n;
+        } else if (LoggedErrors() < 51) {
+            EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1) << n;
+            EXPECT_EQ(lines, 12) << n;
+        }
+    }
+}
+
+// ---- The file
+
+constexpr int kManyRows = 60'000;  // 1.1 MiB: four full buffers and a rest
+
+TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile) {
+    constexpr int kForGood = INT_MAX;
+    constexpr int kRest = -1;  // all behind what was written
+    struct {
+        int rows;
+        int first;  // and last write that fails
+        int last;
+        int errors;
+        int lost;
+    } const cases[] = {
+        {kManyRows, 2, kForGood, 51, kRest},
+        {kManyRows, 2, 11, 10, 10},  // there is room again
+        // The last full buffer, on its way when the rows end: what became of it shows only then.
+        {kManyRows, 4, 4, 0, 0},
+        {kManyRows, 4, kForGood, 1, kRest},
+        // The last lines, which are tried again when the file is closed.
+        {kManyRows, 5, 5, 1, 0},
+        {kManyRows, 5, kForGood, 1, kRest},
+        {3, 1, kForGood, 1, 3},
+    };
+    for (const auto& c : cases) {
+        ClearTable();
+        FillSource(c.rows);
+        for (const bool former : {true, false}) {
+            fs::remove(folder / "dst.txt");
+            fs::remove(folder / "dst.txt.partial");
+            if (former) {
+                folder.Write("dst.txt", "former");
+            }
+            {
+                FullDisk disk("", c.first, c.last);
+                const InstalledPlan installed(disk);
+                RunSessionToText("");
+            }
+            const bool kept = former && (c.lost == kRest || c.errors == 1);
+            EXPECT_TRUE(!kept || Written() == "former");
+            const std::string written = Written(kept ? "dst.txt.partial" : "dst.txt");
+            const int lines = Count(written, "\r\n");
+            SCOPED_TRACE("writes " + std::to_string(c.first) + " to " + std::to_string(c.last));
+            EXPECT_EQ(LoggedErrors(), c.errors);
+            if (c.lost == 10) {
+                EXPECT_TRUE(written.ends_with("\"row " + std::to_string(c.rows) + "\"\r\n"));
+            } else {
+                EXPECT_TRUE(written == Lines(c.rows).substr(0, written.size()));
+                EXPECT_TRUE(written.empty() || written.ends_with("\"\r\n"));
+            }
+            EXPECT_TRUE(c.lost == kRest ? lines > 0 && lines < c.rows : lines == c.rows - c.lost);
+            if (c.errors == 51) {
+                EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+                EXPECT_EQ(Count(view.log, "No space left"), 51);
+                const auto at = view.log.find("Error Loading Row:") + 18;
+                const int before = std::stoi(view.log.substr(at)) - lines;
+                EXPECT_EQ(Count(view.log, "\r\nThe " + std::to_string(before) + " lines before"),
+                          1);
+            } else {
+                EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1);
+                const auto told = "The last " + std::to_string(c.rows - lines) + " lines aren't in";
+                EXPECT_EQ(Count(view.log, told), c.errors == 1 && c.lost != 0 ? 1 : 0);
+            }
+        }
+    }
+}
+
+TEST_F(TextFileTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
+    FillSource(kManyRows);
+    EXPECT_TRUE(HoldsWithoutThreads(folder.Path(), [&] {
+        RunSessionToText("");
+        return LoggedErrors() == 0 && Written() == Lines(kManyRows);
+    }));
+}
+
+// The kernel's own refusal, behind a part of the bytes.
+TEST_F(TextFileTest, AFileAtTheSystemsSizeLimitEndsInWholeLines) {
+    FillSource(kManyRows);
+    const auto former = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit low{300'000, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &low), 0);
+    RunSessionToText("");
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, former);
+    EXPECT_EQ(LoggedErrors(), 51);
+    EXPECT_TRUE(Written().ends_with("\"\r\n"));
+    EXPECT_EQ(Written(), Lines(kManyRows).substr(0, Written().size()));
+}
+
+TEST_F(TextFileTest, TheNewFileKeepsTheFormersPermissionsAndReplacesALinkNotItsTarget) {
+    FillSource(1);
+    folder.Write("dst.txt", "former");
+    ::chmod((folder / "dst.txt").c_str(), 0640);
+    RunSessionToText("");
+    struct stat status {};
+    ASSERT_EQ(::stat((folder / "dst.txt").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0640U);
+
+    folder.Write("elsewhere", "untouched");
+    fs::remove(folder / "dst.txt");
+    fs::create_symlink(folder / "elsewhere", folder / "dst.txt");
+    fs::create_symlink(folder / "elsewhere", folder / "dst.txt.partial");
+    RunSessionToText("");
+    EXPECT_EQ(Written("elsewhere"), "untouched");
+    EXPECT_FALSE(fs::is_symlink(folder / "dst.txt"));
+    EXPECT_EQ(Written(), Lines(1));
+}
+
+TEST_F(TextFileTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
+    FillSource(60);
+    const std::string out = TextDestDir = (folder / "out").string();
+    fs::create_directories(out + "/folder.txt");
+    for (const std::string& name : {out + "/folder.txt",
+                                    out + "/../escape.txt",
+                                    out + "/none/dst.txt",
+                                    std::string("/dev/full"),
+                                    out + std::string("/a\0b", 4)}) {
+        DstTables[0].Name = name;
+        RunSessionToText("");
+        EXPECT_TRUE(view.log.ends_with("Aborting loading as Errors exceed 50 allowed")) << name;
+    }
+    EXPECT_TRUE(fs::is_character_file("/dev/full"));
+    EXPECT_FALSE(IsThere("escape.txt"));
+}
+
+TEST_F(TextFileTest, ATableWithoutATargetGivesTheRunUp) {
+    FillSource(2);
+    DstTables.clear();
+    SrcRS.reset();
+    RunSessionToText("");
+    EXPECT_NE(view.log.find("the session names no target for it"), std::string::npos) << view.log;
+    EXPECT_TRUE(view.log.ends_with("Aborting loading as Errors exceed 50 allowed"));
+}
+
+TEST_F(TextFileTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharacterSilently) {
+    class Locale {
+    public:
+        explicit Locale(const char* name) { ::setenv("LC_ALL", name, 1); }
+        ~Locale() { ::unsetenv("LC_ALL"); }
+    };
+    const Locale russian("ru_RU.cp1251");
+    if (LocaleCodePage() != 1251) {
+        GTEST_SKIP() << "the locale ru_RU.cp1251 isn't installed";
+    }
+    AddColumn("name", adVarWChar, 6);
+    source->rows = {{Text("Привет")}, {Text("東京")}, {Text("plain")}};
+    EXPECT_EQ(Run(), "\"\xCF\xF0\xE8\xE2\xE5\xF2\"\r\n\"plain\"\r\n");
+    EXPECT_EQ(LoggedErrors(), 1);
+    EXPECT_NE(view.log.find("has a character that the character set of this machine lacks"),
+              std::string::npos);
+    EXPECT_NE(view.log.find("\r\n2 Rows Loaded"), std::string::npos);
+}
+
+TEST_F(TextFileTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {
+    FillSource(kManyRows);
+    folder.Write("dst.txt", "former");
+    const pid_t child = ::fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        source->before = [](std::string_view name, int number) {
+            if (name == "Next" && number == 30'000) {
+                ::kill(::getpid(), SIGKILL);
+            }
+        };
+        RunSessionToText("");
+        ::_exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(Written(), "former");
+    EXPECT_TRUE(IsThere("dst.txt.partial"));
+    EXPECT_EQ(Run(), Lines(kManyRows));
+    EXPECT_FALSE(IsThere("dst.txt.partial"));
+}
+
+TEST_F(TextFileTest, WhatADeadRunLeftIsReplacedButNotWhatALivingOneWrites) {
+    FillSource(1);
+    folder.Write("dst.txt.partial", "of a run that died, and longer than the new file");
+    EXPECT_EQ(Run(), Lines(1));
+    EXPECT_FALSE(IsThere("dst.txt.partial"));
+
+    text::LineFile living;
+    living.Open(DstTables[0].Name);
+    living.Append("living");
+    living.EndLine();
+    RunSessionToText("");
+    EXPECT_NE(view.log.find("is being written by another run"), std::string::npos);
+    EXPECT_EQ(Written(), Lines(1));
+    living.Finish();
+    EXPECT_EQ(Written(), "living\r\n");
+}
+
+}  // namespace
+}  // namespace vantry::test
