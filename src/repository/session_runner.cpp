@@ -314,10 +314,15 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
         Summarize(why.code);
         return why.code;
     }
-    // Another run may be writing the log: it loses nothing by a line more.
+    // Another run may be writing the log: it loses nothing by a line more. Its summary is its own.
     bool told = false;
     if (!log_file_.empty()) {
         try {
+            if (lock_) {
+                RemoveFormerSummary();
+                summary_.Reason = why.reason;
+                Summarize(why.code);
+            }
             LogFile log = LogFile::OpenForSession(log_file_);
             told = log.Append((log.IsEmpty() ? log_line::Started() : "") + "\r\n" + why.reason);
         } catch (const DataError&) {

@@ -68,11 +68,11 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
 
 TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     const Application app;
-    // Each of these is a session of its own: 1, 2, ...
+    // Each of these is a session of its own: 1, 2, ... Its log is in the application's folder.
     const auto save = [&](const std::string& log) {
         SessionSave session;
         session.SesName = "x";
-        session.LogName = app.Path(log);
+        session.LogName = log;
         SaveSession(session);
     };
     const auto start_over = [&] {
@@ -148,6 +148,9 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     EXPECT_EQ(app.Folder().Read("letter.txt"), "\r\nDear Sir\r\n");
     EXPECT_EQ(ModeOf(app.Path("letter.txt")), 0644U);
     EXPECT_EQ(app.Folder().Read("package.json"), "{\n  \"name\": 1}");
+    EXPECT_EQ(NumberIn(app.Summary("no_tables"), "exitCode"), 3);
+    DeleteSession(4);
+    EXPECT_EQ(app.Log("no_tables") + app.Summary("no_tables"), "");
     DeleteSession(10);
     EXPECT_TRUE(fs::exists(app.Path("package.json")));
     EXPECT_EQ(app.Folder().Read("out.mdb").substr(0, 2048), database.substr(0, 2048));
