@@ -34,8 +34,9 @@ ColumnType TypeOfNumber(const NumberParts& parts) {
                : ColumnType::Double;
 }
 
-// "05-01-06" where dates begin with the year: whoever wrote it may have meant any of three orders.
-bool IsShortYearFirst(std::string_view text) {
+// "05-01-06" or "05/01/2006" where dates begin with the year: nothing here says which of the
+// numbers is the month.
+bool MayBeOfAnyOrder(std::string_view text) {
     if (LocalDateForm().order != DateOrder::YearMonthDay) {
         return false;
     }
@@ -46,7 +47,8 @@ bool IsShortYearFirst(std::string_view text) {
         while (at < text.size() && is_digit(text[at])) {
             ++at;
         }
-        if (at == begin || at - begin > 2) {
+        const std::size_t digits = at - begin;
+        if (digits == 0 || (digits > 2 && (piece < 3 || digits != 4))) {
             return false;
         }
         if (piece < 3) {
@@ -82,7 +84,7 @@ std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& for
 }
 
 std::optional<DateTime> GuessedDateOfValue(std::string_view text, const ValueForms& forms) {
-    if (!forms.picture && IsShortYearFirst(WithoutBlanks(text))) {
+    if (!forms.picture && MayBeOfAnyOrder(WithoutBlanks(text))) {
         return std::nullopt;
     }
     return DateOfValue(text, forms);

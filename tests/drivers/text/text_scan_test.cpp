@@ -187,16 +187,17 @@ TEST(TextScan, DayAndMonthAreNeverSwapped) {
     SetLocalDateForm({});
 }
 
-// Where dates begin with the year, "05-01-06" may be a day of 2005 or of 2006.
-TEST(TextScan, ShortYearsThatMightComeFirstAreTextUnlessTheColumnIsDeclared) {
+// Where dates begin with the year, "05-01-06" may be a day of 2005 or of 2006, and "05/01/2006" one
+// in January or in May.
+TEST(TextScan, DatesThatMightBeOfAnyOrderAreTextUnlessTheColumnIsDeclared) {
     TextFolder folder;
     folder.Write("f.csv",
-                 "a,b,c,d\n05-01-06,2005-01-06,05-Jan-06,12:30:15\n07/02/03,05-01-06,05-Feb-06,1:"
-                 "05:06\n");
+                 "a,b,c,d,e\n05-01-06,2005-01-06,05-Jan-06,12:30:15,05/01/2006\n"
+                 "07/02/03,05-01-06,05-Feb-06,1:05:06,13/01/2006 10:00\n");
     folder.Schema("[f.csv]\nMaxScanRows=1\n");
-    EXPECT_EQ(folder.Columns("f.csv"), "a 202/255, b 7/8, c 7/8, d 7/8");
+    EXPECT_EQ(folder.Columns("f.csv"), "a 202/255, b 7/8, c 7/8, d 7/8, e 202/255");
     EXPECT_EQ(folder.Rows("f.csv")[1],
-              "'07/02/03'|!!!|#2006-02-05 00:00:00#|#1899-12-30 01:05:06#");
+              "'07/02/03'|!!!|#2006-02-05 00:00:00#|#1899-12-30 01:05:06#|'13/01/2006 10:00'");
     folder.Schema("[f.csv]\nCol1=a DateTime\n");
     EXPECT_EQ(folder.Rows("f.csv")[0], "#2005-01-06 00:00:00#");
     SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
