@@ -75,10 +75,10 @@ QString QtFilter(const std::string& filter) {
             }
         }
         QString name = parts[i];
-        if (const auto bracket = name.indexOf(" ("); bracket > 0) {
+        if (const auto bracket = name.indexOf('('); bracket > 0) {
             name.truncate(bracket);
         }
-        filters << name + " (" + patterns.join(' ') + ")";
+        filters << name.trimmed() + " (" + patterns.join(' ') + ")";
     }
     return filters.join(";;");
 }

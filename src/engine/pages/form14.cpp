@@ -8,6 +8,7 @@
 #include "shell/dialogs.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
+#include "shell/product_picture.h"
 #include "shell/qt_text.h"
 #include "text/text_writer.h"
 
@@ -26,6 +27,11 @@ void RunChosen() {
 
 Form14::Form14() : Page("Form14"), ui_(std::make_unique<Ui::Form14>()) {
     ui_->setupUi(this);
+    // The rows go from one table to the other.
+    const int side = ui_->RowPro->sizeHint().height();
+    for (auto* const picture : {ui_->Image2, ui_->Image3}) {
+        picture->setPixmap(ProductIcon().pixmap(QSize(side, side), devicePixelRatioF()));
+    }
     display_ = std::make_unique<RunDisplay>(
         *ui_->LogTxt, *ui_->Label2, *ui_->RowPro, [](std::string_view text) {
             Tell(std::string(text));
