@@ -1,6 +1,7 @@
 #include "text/text_writer.h"
 
 #include "data/connection_string.h"
+#include "drivers/text/file_names.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
@@ -53,9 +54,15 @@ bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
         return false;
     }
     const auto connection = ConnectionString::Parse(SourceConnStr);
-    std::error_code missing;
-    return std::filesystem::equivalent(
-        JoinPath(connection.Get("Data Source"), source.Name), target.Name, missing);
+    try {
+        const auto folder = text::FindFolder(connection.Get("Data Source"));
+        const auto name = text::FindFile(folder, source.Name);
+        std::error_code missing;
+        return name &&
+               std::filesystem::equivalent(text::PathIn(folder, *name), target.Name, missing);
+    } catch (const DataError&) {
+        return false;  // nothing is read from a folder that isn't there
+    }
 }
 
 class TextRun {

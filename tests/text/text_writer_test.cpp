@@ -238,10 +238,12 @@ TEST_F(TextWriterTest, AFileIsNotWrittenOverItself) {
     SourceType = "TEXT";
     SourceConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder.Path().string() +
                     "/.;Extended Properties=\"text;FMT=Delimited\";\"";
-    SrcTables[0].Name = "dst.txt";
-    EXPECT_EQ(Run(), "a,b\r\n12,kept\r\n");
-    EXPECT_NE(view.log.find("is the file that is read"), std::string::npos) << view.log;
-    EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::NotPrepared);
+    for (const char* const name : {"dst.txt", "DST.txt", "dst#txt"}) {  // all of them are read
+        SrcTables[0].Name = name;
+        EXPECT_EQ(Run(), "a,b\r\n12,kept\r\n");
+        EXPECT_NE(view.log.find("is the file that is read"), std::string::npos) << view.log;
+        EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::NotPrepared);
+    }
     SourceConnStr = former;
 }
 
