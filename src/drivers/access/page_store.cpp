@@ -1,6 +1,7 @@
 #include "drivers/access/page_store.h"
 
 #include "drivers/access/errors.h"
+#include "drivers/access/owned_pages.h"
 #include "drivers/access/page_codec.h"
 #include "drivers/access/usage_map_writer.h"
 #include "drivers/access/write_errors.h"
@@ -128,12 +129,46 @@ void PageStore::StartTransaction() {
     free_pages_.reset();
     freed_.clear();
     search_from_ = kFirstFreePage;
+    CoverEnd();
+}
+
+// A transaction that was killed may have left pages behind those that the map of free pages covers.
+// A bitmap made later takes all that it finds for used, so they are given to it as free here, where
+// nothing else is half done.
+void PageStore::CoverEnd() {
+    const PageNumber end = PageCount();
+    if (end <= kFirstFreePage || FreePages().Covers(end - 1)) {
+        return;
+    }
+    std::vector<bool> owned;
+    try {
+        owned = FindOwnedPages(*this);
+    } catch (const DataError&) {
+        return;
+    } catch (const BoundsError&) {
+        return;
+    }
+    std::vector<PageNumber> lost;
+    for (PageNumber page = kFirstFreePage; page < end; ++page) {
+        if (!owned[page] && !FreePages().Covers(page)) {
+            lost.push_back(page);
+        }
+    }
+    FreePages().Remove(end - 1);
+    for (const PageNumber page : lost) {
+        FreePages().Add(page);
+    }
 }
 
 void PageStore::Begin() {
     RequireWritable();
     file_->Begin();
-    StartTransaction();
+    try {
+        StartTransaction();
+    } catch (...) {
+        file_->Rollback();
+        throw;
+    }
 }
 
 void PageStore::Commit() {
@@ -153,7 +188,12 @@ void PageStore::BeginRow(bool undo) {
     const std::uint64_t before = file_->TransactionNumber();
     file_->BeginRow(undo);
     if (file_->TransactionNumber() != before) {
-        StartTransaction();
+        try {
+            StartTransaction();
+        } catch (...) {
+            file_->EndRow(false);
+            throw;
+        }
     }
     BumpVersion();
 }

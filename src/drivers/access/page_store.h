@@ -77,6 +77,7 @@ private:
     // A page behind the end, not marked in the map of free pages.
     PageNumber Append();
     void StartTransaction();
+    void CoverEnd();
     UsageMapWriter& FreePages();
 
     std::unique_ptr<file::PagedFile> file_;

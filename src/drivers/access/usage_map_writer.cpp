@@ -54,13 +54,24 @@ void UsageMapWriter::Remove(PageNumber page) {
     Set(page, false);
 }
 
+bool UsageMapWriter::Covers(PageNumber page) {
+    const auto row = LookRow();
+    if (LoadU8(row, 0) == kInlineMap) {
+        const PageNumber start = LoadU32(row, kInlineMapStartOffset);
+        return page >= start && page - start < (row.size() - kInlineMapBitsOffset) * 8;
+    }
+    const std::size_t entry = page / store_->GetLayout().map.bitmap_pages;
+    return entry < (row.size() - kReferenceMapPagesOffset) / 4 &&
+           LoadU32(row, kReferenceMapPagesOffset + 4 * entry) != 0;
+}
+
 void UsageMapWriter::Set(PageNumber page, bool value) {
     // What a map says of pages that it doesn't cover needs no change when that is what is wanted.
     const bool uncovered_value = kind_ == Kind::FreePages;
     if (LoadU8(LookRow(), 0) == kInlineMap) {
         const auto row = LookRow();
         const PageNumber start = LoadU32(row, kInlineMapStartOffset);
-        if (page >= start && page - start < (row.size() - kInlineMapBitsOffset) * 8) {
+        if (Covers(page)) {
             PutBit(ChangeRow().subspan(kInlineMapBitsOffset), page - start, value);
             return;
         }

@@ -20,6 +20,8 @@ public:
     void Add(PageNumber page);
     void Remove(PageNumber page);
     bool Contains(PageNumber page) { return Next(page, page + 1).has_value(); }
+    // Whether the map has a place for the page, be it in it or not.
+    bool Covers(PageNumber page);
     // The first page of the map from `from` on and before `limit`.
     std::optional<PageNumber> Next(PageNumber from, PageNumber limit);
     // The bitmap pages of a reference map.

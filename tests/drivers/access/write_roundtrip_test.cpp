@@ -312,6 +312,29 @@ TEST_P(WriteRoundTrip, IndexesOfLongMemosStayRight) {
     EXPECT_EQ("", Faults(path_));
 }
 
+// What a killed load wrote before its first commit stays behind the file's end, also where the map
+// of free pages doesn't reach.
+TEST_P(WriteRoundTrip, PagesThatAKilledLoadLeftAreUsed) {
+    opened_->Create("bulk", {Column("text", "TEXT", 255)});
+    opened_.reset();
+    std::filesystem::resize_file(path_, 900 * 4096);
+    opened_ = std::make_unique<Opened>(path_);
+    const auto table = opened_->Table("bulk");
+    const std::string text(250, 'b');
+    const auto fill = [&](int rows) {
+        opened_->Statement([&] {
+            for (int row = 0; row < rows; ++row) {
+                table->Insert(std::vector<Cell>{Cell::Text(text)});
+            }
+        });
+    };
+    fill(1);
+    EXPECT_EQ("", Faults(path_));
+    fill(5'000);
+    EXPECT_EQ("", Faults(path_));
+    EXPECT_EQ(std::filesystem::file_size(path_), 901U * 4096);  // with the map's new page
+}
+
 // The file that the engine itself made and ours: same pages, same definitions, same rows.
 class CreatedDatabase : public test::OnRealFiles {
 protected:
