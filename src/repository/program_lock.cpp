@@ -56,6 +56,10 @@ void ProgramLock::SetMark(Mark mark) {
     }
 }
 
+std::string SessionLockFile(const std::string& logs, std::int32_t session_id) {
+    return JoinPath(logs, "session" + std::to_string(session_id) + ".lock");
+}
+
 std::string LogFolder(const std::string& folder) {
     std::string logs = JoinPath(folder, "log");
     ::mkdir(logs.c_str(), S_IRWXU);

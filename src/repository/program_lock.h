@@ -34,6 +34,9 @@ private:
     Mark found_mark_ = Mark::None;
 };
 
+// Held by the run of a session, in the folder `logs`.
+std::string SessionLockFile(const std::string& logs, std::int32_t session_id);
+
 // The folder "log" of `folder`, made for its owner alone if it isn't there.
 std::string LogFolder(const std::string& folder);
 

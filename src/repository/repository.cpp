@@ -234,6 +234,21 @@ bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>
     }
 }
 
+// Numbers of deleted sessions are given anew: what a run of the former one left undone is none of
+// this one's concern.
+void ForgetFormerRun(i32 session_id) {
+    const std::string lock_file = SessionLockFile(LogFolder(RepositoryFolder()), session_id);
+    try {
+        if (file::StampOf(lock_file)) {
+            if (auto nobody_runs = ProgramLock::Take(lock_file)) {
+                nobody_runs->SetMark(ProgramLock::Mark::None);
+            }
+        }
+    } catch (const DataError&) {
+        // A run of the session will say what is wrong with the file.
+    }
+}
+
 i32 SaveSession(const SessionSave& save) {
     // Two programs that save at once would both take the same next number.
     std::optional<ProgramLock> alone;
@@ -244,6 +259,7 @@ i32 SaveSession(const SessionSave& save) {
     Connection connection;
     connection.Open(RepoConnStr);
     const i32 id = NextSessionID(connection);
+    ForgetFormerRun(id);
     CurrentSessionID = id;
     try {
         connection.Execute(SessionsInsert(id, save, Now()));

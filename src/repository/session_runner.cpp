@@ -107,9 +107,8 @@ void SavedRun::FindSession() {
 
 void SavedRun::TakeLock() {
     try {
-        lock_ =
-            ProgramLock::Take(JoinPath(LogFolder(surroundings_.application_folder),
-                                       "session" + std::to_string(summary_.SessionID) + ".lock"));
+        lock_ = ProgramLock::Take(
+            SessionLockFile(LogFolder(surroundings_.application_folder), summary_.SessionID));
     } catch (const DataError& error) {
         throw NotStarted{kRunNotStarted, error.Description()};
     }

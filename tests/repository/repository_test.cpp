@@ -243,7 +243,10 @@ TEST_F(Repository, DeletingTakesRowsAndLogsAway) {
     EXPECT_TRUE(ListSessions().empty());
     EXPECT_EQ(NextSessionID(), 1);
 
+    // The mark of a run that died: the number is another session's now.
+    folder_.Write("log/session1.lock", "unfinished\n");
     SaveSession(save);
+    EXPECT_EQ(folder_.Read("log/session1.lock"), "");
     std::filesystem::create_directory(folder_ / "log");
     folder_.Write("log/a.log", "");
     folder_.Write("log/B.LOG", "");
