@@ -42,25 +42,23 @@ TEST_F(MySQLLoaderTest, EachKindOfSourceIsReadInItsOwnQuoting) {
 }
 
 TEST_F(MySQLLoaderTest, AHundredRowsGoInOneStatement) {
-    struct {
-        int rows;
-        std::vector<int> batches;
-    } const cases[] = {{0, {}}, {1, {1}}, {99, {99}}, {100, {100}}, {250, {100, 100, 50}}};
-    for (const auto& c : cases) {
+    const std::pair<int, std::vector<int>> cases[] = {
+        {0, {}}, {1, {1}}, {99, {99}}, {100, {100}}, {250, {100, 100, 50}}};
+    for (const auto& [rows, batches] : cases) {
         ClearTable();
-        FillSource(c.rows);
+        FillSource(rows);
         target->statements.clear();
         view = RecordingView();
         EXPECT_EQ(LoadRowsMySQL(0), kTrue);
-        ASSERT_EQ(target->statements.size(), c.batches.size()) << c.rows;
-        for (std::size_t k = 0; k < c.batches.size(); ++k) {
-            EXPECT_EQ(RowsIn(target->statements[k]), c.batches[k]);
-            EXPECT_EQ(target->statements[k].ends_with(");"), c.batches[k] == 100);
+        ASSERT_EQ(target->statements.size(), batches.size()) << rows;
+        for (std::size_t k = 0; k < batches.size(); ++k) {
+            EXPECT_EQ(RowsIn(target->statements[k]), batches[k]);
+            EXPECT_EQ(target->statements[k].ends_with(");"), batches[k] == 100);
         }
-        EXPECT_EQ(view.events, c.rows + c.rows / 100);
-        EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(c.rows) + " Rows Loaded"));
-        if (c.rows > 0) {
-            EXPECT_EQ(view.counter, std::to_string(c.rows) + " of " + std::to_string(c.rows));
+        EXPECT_EQ(view.events, rows + rows / 100);
+        EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(rows) + " Rows Loaded"));
+        if (rows > 0) {
+            EXPECT_EQ(view.counter, std::to_string(rows) + " of " + std::to_string(rows));
         }
     }
 }
@@ -174,25 +172,21 @@ TEST_F(MySQLLoaderTest, ASourceThatCantBeReachedEndsInFiftyOneErrorsFromRowZero)
 }
 
 TEST_F(MySQLLoaderTest, ACancelIsSeenAfterABatchAndThrowsTheUnfinishedOneAway) {
-    struct {
-        int at_event;
-        std::size_t batches;
-        int counted;
-    } const cases[] = {
+    const std::tuple<int, std::size_t, int> cases[] = {
         {50, 1, 100},   // within the first batch
         {100, 1, 100},  // just after it
         {102, 2, 200},  // row 101's own hand-over
         {205, 2, 250},  // within the last, incomplete batch
     };
     FillSource(250);
-    for (const auto& c : cases) {
+    for (const auto& [at_event, batches, counted] : cases) {
         SessionCancelled = TableCancelled = kFalse;
         view = RecordingView();
-        view.cancel_at_event = c.at_event;
+        view.cancel_at_event = at_event;
         target->statements.clear();
         EXPECT_EQ(LoadRowsMySQL(0), kTrue);
-        EXPECT_EQ(target->statements.size(), c.batches) << c.at_event;
-        EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(c.counted) +
+        EXPECT_EQ(target->statements.size(), batches) << at_event;
+        EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(counted) +
                                        " Rows Loaded\r\nUser Requested to cancel loading"));
     }
     SessionCancelled = TableCancelled = kFalse;

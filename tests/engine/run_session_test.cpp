@@ -211,11 +211,7 @@ TEST(RunLogTest, ElapsedTimeCountsBoundariesAndKeepsItsMinutesWhole) {
     const auto at = [](int day, int hour, int minute, int second) {
         return DateTime{day, *NanosOf(hour, minute, second)};
     };
-    struct {
-        DateTime from;
-        DateTime to;
-        const char* text;
-    } const cases[] = {
+    const std::tuple<DateTime, DateTime, const char*> cases[] = {
         {at(45000, 9, 0, 0), at(45000, 9, 0, 0), "0 Hrs 0 Min 0 Sec"},
         {at(45000, 9, 0, 0), at(45000, 10, 30, 0), "1 Hrs 90 Min 0 Sec"},
         {at(45000, 9, 0, 59), at(45000, 10, 0, 0), "1 Hrs 59 Min 1 Sec"},
@@ -223,8 +219,8 @@ TEST(RunLogTest, ElapsedTimeCountsBoundariesAndKeepsItsMinutesWhole) {
         {at(45000, 23, 59, 59), at(45001, 0, 0, 1), "0 Hrs 0 Min 2 Sec"},
         {{45000, 999'999'999}, {45000, 1'000'000'000}, "0 Hrs 0 Min 1 Sec"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(ElapsedText(c.from, c.to), c.text);
+    for (const auto& [from, to, text] : cases) {
+        EXPECT_EQ(ElapsedText(from, to), text);
     }
 }
 

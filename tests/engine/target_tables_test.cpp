@@ -29,11 +29,7 @@ protected:
 };
 
 TEST_F(TargetTablesTest, TablesAreDroppedAndEmptiedInTheTargetsQuoting) {
-    struct {
-        const char* type;
-        const char* fox_mode;
-        const char* table;
-    } const cases[] = {
+    const std::array<const char*, 3> cases[] = {
         {"FOXPRO", "DIR", "[/out/my table.dbf]"},
         {"FOXPRO", "DBC", "[my table]"},
         {"ORACLE", "", "my table"},
@@ -43,15 +39,15 @@ TEST_F(TargetTablesTest, TablesAreDroppedAndEmptiedInTheTargetsQuoting) {
     };
     DstTables[0].Name = "my table";
     FoxDestPrefix = "/out/";
-    for (const auto& c : cases) {
-        TargetType = c.type;
-        FoxDestMode = c.fox_mode;
+    for (const auto& [type, fox_mode, table] : cases) {
+        TargetType = type;
+        FoxDestMode = fox_mode;
         target->statements.clear();
         EXPECT_EQ(DropTargetTable(0), kTrue);
         EXPECT_EQ(DeleteTargetRows(0), kTrue);
         EXPECT_EQ(target->statements,
-                  (std::vector<std::string>{std::string("drop table ") + c.table,
-                                            std::string("delete from ") + c.table}));
+                  (std::vector<std::string>{std::string("drop table ") + table,
+                                            std::string("delete from ") + table}));
     }
 }
 
@@ -114,36 +110,30 @@ TEST_F(TargetTablesTest, ATableIsNeitherDroppedNorEmptiedWhenItsRowsAreToBeLoade
 }
 
 TEST_F(TargetTablesTest, TheHeadOfACreationGoesByKindAndByABlankInOneOfTheNames) {
-    struct {
-        const char* type;
-        const char* fox_mode;
-        bool is_new;
-        const char* source;
-        const char* target;
-        const char* head;
-    } const cases[] = {
-        // A new table is judged by the source's name, a rebuilt one by its own.
-        {"FOXPRO", "DIR", true, "s s", "t", "Create Table [/out/t.dbf] ("},
-        {"FOXPRO", "DIR", true, "s", "t t", "Create Table /out/t t.dbf ("},
-        {"FOXPRO", "DIR", false, "s", "t t", "Create Table [/out/t t.dbf] ("},
-        {"FOXPRO", "DIR", false, "s s", "t", "Create Table /out/t.dbf ("},
-        {"FOXPRO", "DBC", true, "s s", "t", "Create Table [t] ("},
-        {"FOXPRO", "DBC", true, "s", "t", "Create Table t("},
-        {"ACCESS", "", true, "s", "t", "Create Table [t] ("},
-        {"MySQL", "", true, "s", "t", "Create Table `t` ("},
-        {"MSSQL", "", false, "s", "t", "Create Table [t] ("},
-        {"ORACLE", "", true, "s s", "t t", "Create Table t t("},
-    };
+    const std::tuple<const char*, const char*, bool, const char*, const char*, const char*>
+        cases[] = {
+            // A new table is judged by the source's name, a rebuilt one by its own.
+            {"FOXPRO", "DIR", true, "s s", "t", "Create Table [/out/t.dbf] ("},
+            {"FOXPRO", "DIR", true, "s", "t t", "Create Table /out/t t.dbf ("},
+            {"FOXPRO", "DIR", false, "s", "t t", "Create Table [/out/t t.dbf] ("},
+            {"FOXPRO", "DIR", false, "s s", "t", "Create Table /out/t.dbf ("},
+            {"FOXPRO", "DBC", true, "s s", "t", "Create Table [t] ("},
+            {"FOXPRO", "DBC", true, "s", "t", "Create Table t("},
+            {"ACCESS", "", true, "s", "t", "Create Table [t] ("},
+            {"MySQL", "", true, "s", "t", "Create Table `t` ("},
+            {"MSSQL", "", false, "s", "t", "Create Table [t] ("},
+            {"ORACLE", "", true, "s s", "t t", "Create Table t t("},
+        };
     FoxDestPrefix = "/out/";
     AddTyped("a", "Integer", "x");
-    for (const auto& c : cases) {
-        TargetType = c.type;
-        FoxDestMode = c.fox_mode;
-        SrcTables[0].Name = c.source;
-        DstTables[0].Name = c.target;
-        Choose(c.is_new);
+    for (const auto& [type, fox_mode, is_new, source_name, target_name, head] : cases) {
+        TargetType = type;
+        FoxDestMode = fox_mode;
+        SrcTables[0].Name = source_name;
+        DstTables[0].Name = target_name;
+        Choose(is_new);
         const std::string statement = CreateTableStatement(0);
-        EXPECT_EQ(statement.substr(0, statement.find('\r')), c.head);
+        EXPECT_EQ(statement.substr(0, statement.find('\r')), head);
         EXPECT_TRUE(statement.ends_with("\r)"));
     }
 }
@@ -212,7 +202,7 @@ TEST_F(TargetTablesTest, OnlySelectedColumnsOfTheTableAreStatedInTheirOrder) {
 // Width 20 and scale 3 on the target's side, 21 and 4 on the source's.
 TEST_F(TargetTablesTest, SizesFollowTheTypesThatTakeThem) {
     // Target, types of one result, what follows them.
-    const std::tuple<const char*, const char*, const char*> cases[] = {
+    const std::array<const char*, 3> cases[] = {
         {"ACCESS", "text TEXT", "(20)"},
         {"ACCESS", "Memo Long Currency DateTime", ""},
         {"FOXPRO", "Numeric", "(20,3)"},

@@ -41,11 +41,7 @@ int CountLoaded(const fs::path& folder) {
 }
 
 TEST(PolledFolder, NamesMatchAsFileSystemsDo) {
-    const struct {
-        const char* name;
-        const char* pattern;
-        bool matches;
-    } cases[] = {
+    const std::tuple<const char*, const char*, bool> cases[] = {
         {"orders.csv", "*.csv", true},
         {"ORDERS.CSV", "*.csv", true},
         {"orders.csv.bak", "*.csv", false},
@@ -59,8 +55,8 @@ TEST(PolledFolder, NamesMatchAsFileSystemsDo) {
         {"a\\b.csv", "a\\b.csv", true},
         {"Åre.csv", "åre.*", true},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(MatchesPattern(c.name, c.pattern), c.matches) << c.name << " " << c.pattern;
+    for (const auto& [name, pattern, matches] : cases) {
+        EXPECT_EQ(MatchesPattern(name, pattern), matches) << name << " " << pattern;
     }
     EXPECT_TRUE(IsLoadedName("a.csv.Loaded_On_15_Nov_26_19_3_08", "Loaded"));
     EXPECT_FALSE(IsLoadedName("Loaded_On.csv", "Loaded"));

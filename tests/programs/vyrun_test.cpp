@@ -260,36 +260,32 @@ TEST(VYRun, AfterAKillTheNextRunGoesOnWhereNothingIsBroken) {
 // The moments between a change of the target and its record are too short to be hit by a kill: they
 // are set up by hand.
 TEST(VYRun, WhatADeadRunLeftInTheTargetDoesntStopTheNextOne) {
-    const struct {
-        const char* in_repository;
-        const char* in_target;
-        std::int64_t rows;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::int64_t> cases[] = {
         {"TableExists=0,FirstTimeLoadOpt=\"CREATE\"", "delete from [orders]", 5},
         {"LoadOption=\"DROP\"", "drop table [orders]", 5},
         {"LoadOption=\"DROP\"", "delete from [orders] where id=1", 5},
     };
-    for (const auto& c : cases) {
+    for (const auto& [in_repository, in_target, rows] : cases) {
         for (const bool died : {true, false}) {
             const Application app;
             app.SaveOrders("died", 5);
             EXPECT_EQ(app.Run({"1"}).exit_code, 0);
-            RunStatement(RepoConnStr, std::string("update vytabs set ") + c.in_repository);
-            RunStatement(TargetConnStr, c.in_target);
+            RunStatement(RepoConnStr, std::string("update vytabs set ") + in_repository);
+            RunStatement(TargetConnStr, in_target);
             if (died) {
                 app.Folder().Write("log/session1.lock", "unfinished\n");
             }
-            const bool whole = died || std::string(c.in_target).ends_with("id=1");
-            EXPECT_EQ(app.Run({"1"}).exit_code, whole ? 0 : 2) << c.in_target << app.Log("died");
+            const bool whole = died || std::string(in_target).ends_with("id=1");
+            EXPECT_EQ(app.Run({"1"}).exit_code, whole ? 0 : 2) << in_target << app.Log("died");
             if (whole) {
-                EXPECT_EQ(app.RowsIn("out.mdb", "orders"), c.rows) << c.in_target;
+                EXPECT_EQ(app.RowsIn("out.mdb", "orders"), rows) << in_target;
                 continue;
             }
             // A run that came to its end without its table doesn't fail for ever after; a table
             // that isn't the session's own is left alone.
-            const bool gone = std::string(c.in_target).starts_with("drop");
-            EXPECT_EQ(app.Run({"1"}).exit_code, gone ? 0 : 2) << c.in_target << app.Log("died");
-            EXPECT_EQ(app.RowsIn("out.mdb", "orders"), gone ? c.rows : 0) << c.in_target;
+            const bool gone = std::string(in_target).starts_with("drop");
+            EXPECT_EQ(app.Run({"1"}).exit_code, gone ? 0 : 2) << in_target << app.Log("died");
+            EXPECT_EQ(app.RowsIn("out.mdb", "orders"), gone ? rows : 0) << in_target;
         }
     }
 }

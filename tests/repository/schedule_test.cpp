@@ -41,12 +41,7 @@ ScheduleRec Minutely(int minutes) {
 }
 
 TEST(Schedule, NextDueIsTheFirstTimeStrictlyAfter) {
-    struct Case {
-        ScheduleRec schedule;
-        const char* after;
-        const char* due;
-    };
-    const Case cases[] = {
+    const std::tuple<ScheduleRec, const char*, const char*> cases[] = {
         {Daily("06:30:00"), "2026-11-21 06:29:59", "2026-11-21 06:30:00"},
         {Daily("06:30:00"), "2026-11-21 06:30:00", "2026-11-22 06:30:00"},
         {Daily("00:00:00"), "2026-12-31 00:00:00", "2027-01-01 00:00:00"},
@@ -69,9 +64,9 @@ TEST(Schedule, NextDueIsTheFirstTimeStrictlyAfter) {
         {Minutely(7), "2026-11-21 00:06:59", "2026-11-21 00:07:00"},
         {Minutely(7), "2026-11-21 23:55:00", "2026-11-22 00:00:00"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Text(NextDue(c.schedule, At(c.after))), c.due)
-            << c.schedule.SesFreq << " after " << c.after;
+    for (const auto& [schedule, after, due] : cases) {
+        EXPECT_EQ(Text(NextDue(schedule, At(after))), due)
+            << schedule.SesFreq << " after " << after;
     }
 }
 
@@ -100,21 +95,17 @@ TEST(Schedule, ColumnsThatMakeNoRuleAreNeverDueAndSayWhy) {
 // A year of each kind, asked as a scheduler asks: what comes after the last due time. Counted
 // against the calendar.
 TEST(Schedule, AYearHasEachDueTimeOnce) {
-    struct Case {
-        ScheduleRec schedule;
-        std::size_t times;
-    };
-    const Case cases[] = {{Daily("02:30:00"), 365},
-                          {Weekly("1111100", "23:59:00"), 261},
-                          {Monthly(31, "02:30:00"), 12},
-                          {Hourly(6, "30"), 365 * 4},
-                          {Hourly(23, "59"), 365 * 2},
-                          {Minutely(59), 365 * 25}};
-    for (const auto& c : cases) {
+    const std::pair<ScheduleRec, std::size_t> cases[] = {{Daily("02:30:00"), 365},
+                                                         {Weekly("1111100", "23:59:00"), 261},
+                                                         {Monthly(31, "02:30:00"), 12},
+                                                         {Hourly(6, "30"), 365 * 4},
+                                                         {Hourly(23, "59"), 365 * 2},
+                                                         {Minutely(59), 365 * 25}};
+    for (const auto& [schedule, times] : cases) {
         std::set<DateTime> seen;
         DateTime last{At("2026-01-01 00:00:00").day - 1, kNanosPerDay - 1};
         for (;;) {
-            const auto due = NextDue(c.schedule, last);
+            const auto due = NextDue(schedule, last);
             ASSERT_TRUE(due && *due > last);
             if (CalendarOf(due->day).year > 2026) {
                 break;
@@ -122,7 +113,7 @@ TEST(Schedule, AYearHasEachDueTimeOnce) {
             seen.insert(*due);
             last = *due;
         }
-        EXPECT_EQ(seen.size(), c.times) << c.schedule.SesFreq;
+        EXPECT_EQ(seen.size(), times) << schedule.SesFreq;
     }
 }
 

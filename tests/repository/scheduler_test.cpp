@@ -142,10 +142,7 @@ TEST(Scheduler, WhatWasMissedRunsOnceIfItIsNoMoreThanADayOld) {
                   "1@03-01 06:00+0 2@03-01 06:00+5 4@03-01 06:00+0 ");
         state = scheduler.State();
     }
-    const struct {
-        const char* back_at;
-        const char* starts;
-    } cases[] = {
+    const std::pair<const char*, const char*> cases[] = {
         {"2026-03-01 06:09:00", ""},
         {"2026-03-01 06:31:00", "2@03-01 06:30+2 "},
         {"2026-03-02 07:05:00", "1@03-02 06:00+0 3@03-02 06:00+0 2@03-02 07:00+143 "},
@@ -153,12 +150,12 @@ TEST(Scheduler, WhatWasMissedRunsOnceIfItIsNoMoreThanADayOld) {
         {"2026-03-03 06:01:00", "1@03-03 06:00+0 2@03-03 06:00+143 "},
         {"2026-04-30 12:00:00", "1@04-30 06:00+0 2@04-30 12:00+144 "},
     };
-    for (const auto& c : cases) {
+    for (const auto& [back_at, expected] : cases) {
         Scheduler scheduler;
         scheduler.SetState(state);
-        scheduler.SetSessions(sessions, At(c.back_at));
-        EXPECT_EQ(Starts(scheduler, c.back_at), c.starts) << c.back_at;
-        EXPECT_EQ(Starts(scheduler, c.back_at), "") << c.back_at;
+        scheduler.SetSessions(sessions, At(back_at));
+        EXPECT_EQ(Starts(scheduler, back_at), expected) << back_at;
+        EXPECT_EQ(Starts(scheduler, back_at), "") << back_at;
     }
 }
 

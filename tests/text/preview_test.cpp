@@ -23,13 +23,7 @@ std::string Joined(const LineFields& split) {
 }
 
 TEST(PreviewTest, SplitsALine) {
-    struct Case {
-        const char* line;
-        const char* delimiter;
-        const char* qualifier;
-        const char* fields;
-    };
-    const Case cases[] = {
+    const std::array<const char*, 4> cases[] = {
         {"a,b", ",", "\"", "[a][b]"},
         {"", ",", "\"", "[]"},
         {",", ",", "\"", "[][]"},

@@ -32,13 +32,7 @@ TableRec File(const std::string& name, const std::string& delimiter, i16 header)
 }
 
 TEST(SchemaIniWriter, SectionSaysFormatHeaderRowsAndQualifier) {
-    struct Case {
-        TableRec file;
-        QualifierChoice qualifier;
-        int rows;
-        std::string text;
-    };
-    const Case cases[] = {
+    const std::tuple<TableRec, QualifierChoice, int, std::string> cases[] = {
         {File("orders.csv", ",", 1),
          {},
          50,
@@ -63,8 +57,8 @@ TEST(SchemaIniWriter, SectionSaysFormatHeaderRowsAndQualifier) {
          50,
          "\r\n\r\n[x.txt]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"},
     };
-    for (const Case& test : cases) {
-        EXPECT_EQ(SchemaSectionText(test.file, test.qualifier, test.rows), test.text);
+    for (const auto& [file, qualifier, rows, text] : cases) {
+        EXPECT_EQ(SchemaSectionText(file, qualifier, rows), text);
     }
 }
 
@@ -91,21 +85,17 @@ TEST(SchemaIniWriter, NewSectionsStandBeforeAllOlderText) {
 TEST(SchemaIniWriter, KeepsOlderTextOfAnyLineEndAndCharacterSet) {
     const TableRec file[] = {File("ä.csv", ",", 1)};
     const std::string section = SchemaSectionText(file[0], {}, 0);
-    struct Case {
-        std::string older;
-        std::string kept;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", ""},
         {"\n", "\r\n\r\n\r\n"},
         {"[a]\nk=1", "\r\n\r\n[a]\r\nk=1\r\n"},
         {"[a]\r\nk=\xE4\xFF\r\n", "\r\n\r\n[a]\r\nk=\xE4\xFF\r\n"},
     };
-    for (const Case& test : cases) {
+    for (const auto& [older, kept] : cases) {
         const TempDir folder;
-        folder.Write("schema.INI", test.older);
+        folder.Write("schema.INI", older);
         WriteSchemaIni(folder.Path().string(), file, {}, 0);
-        EXPECT_EQ(folder.Read("schema.INI"), section + test.kept);
+        EXPECT_EQ(folder.Read("schema.INI"), section + kept);
         EXPECT_FALSE(std::filesystem::exists(folder / "Schema.ini"));
     }
     const TempDir folder;

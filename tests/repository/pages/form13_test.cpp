@@ -166,11 +166,7 @@ TEST_F(Form13Test, TabGoesThroughTheScheduleBeforeTheButtons) {
 
 TEST_F(Form13Test, RefusesAnUnfinishedSession) {
     ShowPage("Form13");
-    struct Case {
-        std::vector<const char*> options;
-        const char* box;
-    };
-    const Case cases[] = {
+    const std::pair<std::vector<const char*>, const char*> cases[] = {
         {{"TimeOpt_1"}, "stop|Stop|Please Select atleast one WeekDay|OK"},
         {{"TimeOpt_2"}, "stop|Stop|Please Select a Day|OK"},
         {{"TimeOpt_4", "Evy_0"}, "none|Vantry|Please Enter Hours Interval|OK"},
@@ -197,15 +193,9 @@ TEST_F(Form13Test, RefusesAnUnfinishedSession) {
 }
 
 TEST_F(Form13Test, SavesEveryKindOfSchedule) {
-    struct Case {
-        std::vector<const char*> options;
-        const char* list;
-        int entry;
-        std::string stored;
-    };
     const std::string time = ToText(Cell::FromDateTime({0, (7 * 60 + 5) * 60 * kNanosPerSecond}));
     const std::string date = ToText(Cell::FromDateTime({*DayOf(2027, 3, 4), 0}));
-    const Case cases[] = {
+    const std::tuple<std::vector<const char*>, const char*, int, std::string> cases[] = {
         {{"TimeOpt_0"}, nullptr, 0, "D|Null|" + time + "|Null|Null\n"},
         {{"TimeOpt_1", "WeekDay_0", "WeekDay_6"}, nullptr, 0, "W|Null|" + time + "|Null|1000001\n"},
         {{"TimeOpt_2"}, "SesDay", 30, "M|Null|" + time + "|31|Null\n"},

@@ -34,23 +34,16 @@ protected:
 };
 
 TEST_F(Form12cTest, StoresItsChoices) {
-    struct Case {
-        const char* format;
-        const char* option;
-        const char* other;
-        const char* extension;
-        const char* qualifier;
-        bool names;
-        const char* stored;
-    };
-    const Case cases[] = {
-        {"FileFormatOpt_0", "Option1_0", "", ".csv", "\"", false, "DELIMITED|.csv|,|\"|0"},
-        {"FileFormatOpt_0", "Option1_1", "", "csv", "'", true, "DELIMITED|.csv|\t|'|-1"},
-        {"FileFormatOpt_0", "Option1_2", "", "", "", true, "DELIMITED|.txt|;||-1"},
-        {"FileFormatOpt_0", "Option1_3", "|", ".dat", "ab", false, "DELIMITED|.dat|||ab|0"},
-        {"FileFormatOpt_1", "Option1_3", "", "t.x", "#", false, "FIXED|.t.x||#|0"},
-        {"FileFormatOpt_1", "Option1_2", "", ".", "\"", true, "FIXED|.|;|\"|-1"},
-    };
+    const std::
+        tuple<const char*, const char*, const char*, const char*, const char*, bool, const char*>
+            cases[] = {
+                {"FileFormatOpt_0", "Option1_0", "", ".csv", "\"", false, "DELIMITED|.csv|,|\"|0"},
+                {"FileFormatOpt_0", "Option1_1", "", "csv", "'", true, "DELIMITED|.csv|\t|'|-1"},
+                {"FileFormatOpt_0", "Option1_2", "", "", "", true, "DELIMITED|.txt|;||-1"},
+                {"FileFormatOpt_0", "Option1_3", "|", ".dat", "ab", false, "DELIMITED|.dat|||ab|0"},
+                {"FileFormatOpt_1", "Option1_3", "", "t.x", "#", false, "FIXED|.t.x||#|0"},
+                {"FileFormatOpt_1", "Option1_2", "", ".", "\"", true, "FIXED|.|;|\"|-1"},
+            };
     for (const auto& [format, option, other, extension, qualifier, names, stored] : cases) {
         ShowPage("Form12c");
         EXPECT_EQ(Control<QComboBox>("Form12c", "DefExt").currentText(), ".csv");
@@ -124,12 +117,7 @@ TEST_F(Form12cTest, AFolderThatIsntThereIsToldWhenItsFieldIsLeft) {
     EXPECT_EQ(Focus(), &Control<QLineEdit>("Form12c", "FName"));
     folder_.Write("file", "");
     const std::string told = "stop|Stop|Directory does not exist|OK";
-    struct Case {
-        std::string folder;
-        Qt::FocusReason reason;
-        std::string boxes;
-    };
-    const Case cases[] = {
+    const std::tuple<std::string, Qt::FocusReason, std::string> cases[] = {
         {"", Qt::TabFocusReason, ""},
         {Folder(), Qt::TabFocusReason, ""},
         {Folder() + "/", Qt::TabFocusReason, ""},
