@@ -171,14 +171,19 @@ void Scheduler::ResetAfterStepBack(const DateTime& now) {
     }
 }
 
+// Only by a leap: where time has gone by instead, on a journey to the west say, it was right.
 void Scheduler::ReturnFromStepBack(const DateTime& now) {
+    const bool leapt = last_look_ && IsFurtherThan(now, *last_look_, kLongestStepBack);
     for (auto& [id, entry] : entries_) {
-        if (entry.before_step_back && *entry.before_step_back <= now) {
+        if (!entry.before_step_back || now < *entry.before_step_back) {
+            continue;
+        }
+        if (leapt) {
             entry.dealt_with = std::max(entry.dealt_with, *entry.before_step_back);
             entry.next = NextDue(entry.schedule, entry.dealt_with);
-            entry.before_step_back.reset();
-            state_changed_ = true;
         }
+        entry.before_step_back.reset();
+        state_changed_ = true;
     }
 }
 

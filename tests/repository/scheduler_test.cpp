@@ -257,6 +257,10 @@ TEST(Scheduler, AClockThatStartsInThePastDoesntBringBackWhatHasRun) {
         EXPECT_EQ(Starts(*scheduler, "2026-03-01 09:00:00"), "") << restarted;
         EXPECT_EQ(Starts(*scheduler, "2026-03-02 09:00:00"), "1@03-02 06:00+0 ") << restarted;
     }
+    // A journey to the west brings the same time of day once more.
+    EXPECT_EQ(Starts(first, "2026-03-01 01:00:00"), "");
+    EXPECT_EQ(Starts(first, "2026-03-01 05:59:59"), "");
+    EXPECT_EQ(Starts(first, "2026-03-01 06:00:00"), "1@03-01 06:00+0 ");
 }
 
 TEST(Scheduler, ClocksAreSetAndSessionsChange) {
