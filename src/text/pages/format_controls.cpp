@@ -54,7 +54,6 @@ FormatControls::FormatControls(QWidget& page, std::string heading, Stores stores
     TQ->setCompleter(nullptr);  // it would turn a typed character into an entry of the list
     ColGrid->setModel(grid_);
     ColGrid->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    ColGrid->horizontalHeader()->setTextElideMode(Qt::ElideRight);
     ColGrid->verticalHeader()->setDefaultSectionSize(ColGrid->fontMetrics().height() + kRowMargin);
     TextPreview->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     connect(Option1, &QButtonGroup::idToggled, this, [this](int id, bool checked) {

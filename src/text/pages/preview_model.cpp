@@ -31,7 +31,7 @@ void PreviewModel::Show(PreviewTable table) {
 }
 
 int PreviewModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : static_cast<int>(table_.Rows());
+    return parent.isValid() || table_.Columns() == 0 ? 0 : static_cast<int>(table_.Rows());
 }
 
 int PreviewModel::columnCount(const QModelIndex& parent) const {
