@@ -218,7 +218,7 @@ Cell StructureCell(const Column& column, std::span<const std::byte> bytes, std::
         case Form::UInt64:
             return Cell::UInt64(As<std::uint64_t>(bytes));
         case Form::Single:
-            return Cell::Single(As<float>(bytes));
+            return Cell::Single(static_cast<float>(As<double>(bytes)));
         case Form::Double:
             return Cell::Double(As<double>(bytes));
         case Form::Bit:

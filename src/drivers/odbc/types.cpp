@@ -235,10 +235,10 @@ std::size_t BytesFor(Form form, const Described& described, std::size_t characte
     const auto size = static_cast<std::size_t>(described.size);
     switch (form) {
         case Form::Int32:
-        case Form::Single:
             return 4;
         case Form::Int64:
         case Form::UInt64:
+        case Form::Single:
         case Form::Double:
             return 8;
         case Form::Bit:
@@ -386,8 +386,8 @@ SQLSMALLINT CTypeOf(Form form) {
             return SQL_C_SBIGINT;
         case Form::UInt64:
             return SQL_C_UBIGINT;
+        // MariaDB's driver (3.1.15) puts the floats of a block eight bytes apart.
         case Form::Single:
-            return SQL_C_FLOAT;
         case Form::Double:
             return SQL_C_DOUBLE;
         case Form::Bit:

@@ -18,7 +18,7 @@ enum class Form : std::uint8_t {
     Int32,
     Int64,
     UInt64,
-    Single,
+    Single,  // as a double
     Double,
     Bit,
     Date,             // SQL_DATE_STRUCT

@@ -127,6 +127,32 @@ TEST_F(MariaDbOdbcTest, BitsAroundNullsKeepTheirValues) {
     }
 }
 
+// The driver has its own idea of how far apart the values of a block lie.
+TEST_F(MariaDbOdbcTest, ABlockHoldsWhatItsRowsHoldOneByOne) {
+    const auto plain = Open();
+    plain->Execute(
+        "create or replace table kinds as select seq as id, cast(seq as float)/8 as f, seq/3e0 as "
+        "d, seq mod 100 as ti, seq*1e9 div 1 as bg, cast(seq as unsigned) as bu, "
+        "cast(seq/7 as decimal(12,3)) as de, '2020-01-01' + interval seq day as da, "
+        "sec_to_time(seq*61) as tm, timestamp('2020-01-01') + interval seq second as dt, "
+        "concat('ä', seq) as v, cast(seq as binary(4)) as bn from seq_1_to_300");
+    plain->Execute(
+        "alter table kinds modify f float, modify ti tinyint, add si smallint, add y year, "
+        "add f2 float");
+    plain->Execute("update kinds set si=-id, y=2000+id mod 100, f2=id/16 where id mod 5");
+    plain->Execute("update kinds set f=null, d=null, ti=null, bg=null where id mod 7 = 0");
+    odbc::Tuning by_row;
+    by_row.block_rows = 1;
+    const auto in_blocks = Query(*Open(), "select * from kinds order by id");
+    const auto one_by_one = Query(*Open(by_row), "select * from kinds order by id");
+    ASSERT_EQ(in_blocks.size(), 300U);
+    for (std::size_t k = 0; k < in_blocks.size(); ++k) {
+        ASSERT_EQ(Shown(in_blocks[k]), Shown(one_by_one[k]));
+    }
+    EXPECT_EQ(Shown(in_blocks[2][1]), "number:0.375");
+    EXPECT_EQ(Shown(in_blocks[298].back()), "number:18.6875");
+}
+
 TEST_F(MariaDbOdbcTest, DatesWithZerosAreNoNulls) {
     const auto connection = Open();
     connection->Execute("set sql_mode=''");
