@@ -6,12 +6,13 @@
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/writing_fixture.h"
 #include "drivers/file/file_lock.h"
-#include "support/fault_plans.h"
 
 #include <sys/wait.h>
 
+#include <array>
 #include <cstdlib>
 #include <functional>
+#include <thread>
 
 namespace vantry::access {
 namespace {
@@ -19,8 +20,9 @@ namespace {
 using test::Planted;
 using Snapshot = std::map<std::string, std::vector<std::string>>;  // table, rows
 
-constexpr std::string_view kBulkTable = "bulk";
-constexpr std::string_view kFile = "crash.mdb";
+const std::string kBulkTable = "bulk";
+const std::string kFile = "crash.mdb";
+const std::string kJournal = kFile + "-journal";
 
 int FromEnvironment(const char* name, int usual) {
     const char* const value = std::getenv(name);
@@ -146,12 +148,12 @@ bool Acceptable(const Snapshot& state, std::size_t done) {
     }
     // The first rows of a load, in the order of their insertion, which is that of their texts.
     Snapshot rest = state;
-    const auto rows = rest[std::string(kBulkTable)];
+    const auto rows = rest[kBulkTable];
     Snapshot whole = snapshots[done + 1];
-    const auto all = whole[std::string(kBulkTable)];
-    rest.erase(std::string(kBulkTable));
-    whole.erase(std::string(kBulkTable));
-    const auto before = snapshots[done].at(std::string(kBulkTable)).size();
+    const auto all = whole[kBulkTable];
+    rest.erase(kBulkTable);
+    whole.erase(kBulkTable);
+    const auto before = snapshots[done].at(kBulkTable).size();
     return rest == whole && rows.size() >= before && rows.size() <= all.size() &&
            std::equal(rows.begin(), rows.end(), all.begin());
 }
@@ -185,72 +187,99 @@ const test::DiskRecord::Files& EmptyDatabase() {
     return files;
 }
 
-// Runs `work` in a child, and `meanwhile` beside it; the number of steps that it reported.
-std::size_t RunChild(
-    const std::function<void(const std::function<void()>&)>& work,
-    bool& killed,
+using Report = std::function<void()>;  // one step more is done
+struct Ended {
+    std::size_t steps = 0;
+    bool killed = false;
+    bool whole = false;  // it came to its end
+};
+
+// Runs `work` in a child, and `meanwhile` beside it.
+Ended RunChild(
+    const std::function<void(const Report&)>& work,
     const std::function<void(pid_t)>& meanwhile = [](pid_t) {}) {
     int ends[2];
     if (::pipe(ends) != 0) {
         throw std::runtime_error("pipe");
     }
     const pid_t child = ::fork();
+    char mark = 1;
     if (child == 0) {
         try {
-            work([&] {
-                const char mark = 1;
-                static_cast<void>(!::write(ends[1], &mark, 1));
-            });
-        } catch (const std::exception&) {
+            work([&] { static_cast<void>(!::write(ends[1], &mark, 1)); });
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "in the child: %s\n", error.what());
             ::_exit(1);
         }
         ::_exit(0);
     }
     ::close(ends[1]);
     meanwhile(child);
-    std::size_t steps = 0;
-    char mark = 0;
+    Ended ended;
     while (::read(ends[0], &mark, 1) == 1) {
-        ++steps;
+        ++ended.steps;
     }
     ::close(ends[0]);
     int status = 0;
     ::waitpid(child, &status, 0);
-    killed = WIFSIGNALED(status);
-    return steps;
+    ended.killed = WIFSIGNALED(status);
+    ended.whole = status == 0;
+    return ended;
 }
+
+Ended RunKilledAt(int point,
+                  std::size_t torn,
+                  Planted planted,
+                  const std::function<void(const Report&)>& work) {
+    return RunChild([&](const Report& report) {
+        test::KillAt plan(point, torn, planted);
+        const test::InstalledPlan installed(plan);
+        work(report);
+    });
+}
+
+// A file that gets into trouble time and again, and what was wrong with it then.
+struct Trials {
+    explicit Trials(std::size_t most = SIZE_MAX) : enough(most) { Snapshots(); }
+    void Put(const test::DiskRecord::Files& files) const {
+        test::WriteFolder(folder.Path(), files);
+    }
+    void Judge(const std::string& trouble, std::size_t done) {
+        Note(trouble + " after " + std::to_string(done) + " steps", WrongWith(path, done));
+    }
+    void Note(const std::string& trouble, const std::string& fault) {
+        if (!fault.empty()) {
+            wrong.push_back(trouble + ": " + fault);
+        }
+    }
+    bool HasEnough() const { return wrong.size() >= enough; }
+
+    const test::TempDir folder;
+    const std::string path = folder / kFile;
+    const std::size_t enough;
+    std::vector<std::string> wrong;
+};
 
 // ---- Killed
 
 // Kills the writer at every `stride`-th operation; the states that were wrong.
 std::vector<std::string> KillLoop(int stride, Planted planted, std::size_t enough) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
-    std::vector<std::string> wrong;
-    Snapshots();
+    Trials trials(enough);
     bool killed = true;
-    for (int point = 0; killed && wrong.size() < enough; point += stride) {
-        test::WriteFolder(folder.Path(), EmptyDatabase());
+    for (int point = 0; killed && !trials.HasEnough(); point += stride) {
+        trials.Put(EmptyDatabase());
         const std::size_t torn = point / stride % 3 == 0 ? 0 : 512 * (1 + point % 8);
-        const std::size_t done = RunChild(
-            [&](const std::function<void()>& report) {
-                test::KillAt plan(point, torn, planted);
-                const test::InstalledPlan installed(plan);
-                RunScript(path, report);
-            },
-            killed);
-        const std::string what = WrongWith(path, done);
-        if (!what.empty()) {
-            wrong.push_back("killed at operation " + std::to_string(point) + " after " +
-                            std::to_string(done) + " steps: " + what);
-        } else if (point / stride % 10 == 0 && test::HasMdbtools()) {
-            const auto names = test::MdbTableNames(path);
-            if (names.size() != Look(path).size()) {
-                wrong.push_back("another reader sees other tables at " + std::to_string(point));
-            }
+        const auto ended = RunKilledAt(
+            point, torn, planted, [&](const Report& report) { RunScript(trials.path, report); });
+        killed = ended.killed;
+        const auto trouble = "killed at operation " + std::to_string(point);
+        trials.Judge(trouble, ended.steps);
+        if (trials.wrong.empty() && point / stride % 10 == 0 && test::HasMdbtools() &&
+            test::MdbTableNames(trials.path).size() != Look(trials.path).size()) {
+            trials.Note(trouble, "another reader sees other tables");
         }
     }
-    return wrong;
+    return trials.wrong;
 }
 
 TEST(AccessCrash, KilledWriterLeavesWholeStatements) {
@@ -263,44 +292,35 @@ TEST(AccessCrash, KillLoopNoticesAMissingJournal) {
 }
 
 TEST(AccessCrash, KilledCreationLeavesNoFileOrAWholeOne) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
+    const Trials trials;
     bool killed = true;
     for (int point = 0; killed; point += 2) {
-        test::WriteFolder(folder.Path(), {});
-        RunChild(
-            [&](const std::function<void()>&) {
-                test::KillAt plan(point, 512, Planted::Nothing);
-                const test::InstalledPlan installed(plan);
-                CreateDatabaseFile(path);
-            },
-            killed);
-        if (std::filesystem::exists(path)) {
-            EXPECT_EQ("", Faults(path)) << point;
+        trials.Put({});
+        const auto create = [&](const Report&) { CreateDatabaseFile(trials.path); };
+        killed = RunKilledAt(point, 512, Planted::Nothing, create).killed;
+        if (std::filesystem::exists(trials.path)) {
+            EXPECT_EQ("", Faults(trials.path)) << point;
         } else {
-            CreateDatabaseFile(path);  // what was left doesn't stand in the way
+            CreateDatabaseFile(trials.path);  // what was left doesn't stand in the way
         }
     }
 }
 
 // Killed from outside, at any moment.
 TEST(AccessCrash, SigkillAtRandomMomentsLosesNoStatement) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
+    Trials trials;
     std::mt19937 random(7);
-    const int kills = FromEnvironment("VANTRY_KILLS", 12);
-    for (int kill = 0; kill < kills; ++kill) {
-        test::WriteFolder(folder.Path(), EmptyDatabase());
-        bool killed = false;
-        const std::size_t done =
-            RunChild([&](const std::function<void()>& report) { RunScript(path, report); },
-                     killed,
-                     [&](pid_t child) {
-                         ::usleep(static_cast<useconds_t>(random() % 60000));
-                         ::kill(child, SIGKILL);
-                     });
-        EXPECT_EQ("", WrongWith(path, done)) << "after " << done << " steps";
+    for (int kills = FromEnvironment("VANTRY_KILLS", 12); kills > 0; --kills) {
+        trials.Put(EmptyDatabase());
+        const auto kill = [&](pid_t child) {
+            ::usleep(static_cast<useconds_t>(random() % 60000));
+            ::kill(child, SIGKILL);
+        };
+        const auto ended =
+            RunChild([&](const Report& report) { RunScript(trials.path, report); }, kill);
+        trials.Judge("killed", ended.steps);
     }
+    EXPECT_EQ(std::vector<std::string>(), trials.wrong);
 }
 
 // ---- Power failure
@@ -323,22 +343,17 @@ struct Recording {
 };
 
 std::vector<std::string> PowerLoop(int states, Planted planted, std::size_t enough) {
-    Snapshots();
+    Trials trials(enough);
     const Recording recording(planted);
-    const test::TempDir folder;
     std::mt19937 random(42);
-    std::vector<std::string> wrong;
-    for (int state = 0; state < states && wrong.size() < enough; ++state) {
+    for (int state = 0; state < states && !trials.HasEnough(); ++state) {
         const std::size_t steps = random() % (recording.record.Steps() + 1);
-        const auto files = recording.record.StateAfter(steps, random);
-        test::WriteFolder(folder.Path(), files);
-        const std::string what = WrongWith(folder / kFile, recording.DoneAt(steps));
-        if (!what.empty()) {
-            wrong.push_back("state " + std::to_string(state) + ", power lost after " +
-                            std::to_string(steps) + " operations: " + what);
-        }
+        trials.Put(recording.record.StateAfter(steps, random));
+        trials.Judge(
+            "state " + std::to_string(state) + ", power lost at operation " + std::to_string(steps),
+            recording.DoneAt(steps));
     }
-    return wrong;
+    return trials.wrong;
 }
 
 TEST(AccessCrash, PowerFailureLeavesWholeStatements) {
@@ -353,44 +368,30 @@ TEST(AccessCrash, PowerLoopNoticesAMissingSync) {
 // ---- Failing operations
 
 std::vector<std::string> FailLoop(int stride, Planted planted, std::size_t enough) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
-    Snapshots();
-    std::vector<std::string> wrong;
+    Trials trials(enough);
     for (const bool for_good : {false, true}) {
         bool triggered = true;
-        for (int point = 3; triggered && wrong.size() < enough; point += stride) {
-            test::WriteFolder(folder.Path(), EmptyDatabase());
+        for (int point = 3; triggered && !trials.HasEnough(); point += stride) {
+            trials.Put(EmptyDatabase());
             std::size_t done = 0;
             {
                 test::FailAt plan(point, point % 2 == 0 ? ENOSPC : EIO, for_good, planted);
                 const test::InstalledPlan installed(plan);
-                try {
-                    RunScript(path, [&] { ++done; });
-                } catch (const DataError&) {
-                    // The statement failed: it must have left no trace, or all of it where the
-                    // failure came after its end.
-                }
+                // A statement that failed must have left no trace, or all of it where the failure
+                // came after its end.
+                ErrorOf([&] { RunScript(trials.path, [&] { ++done; }); });
                 triggered = plan.Triggered();
             }
+            const auto trouble = "operation " + std::to_string(point) +
+                                 (for_good ? " and all later failed" : " failed");
             file::SetLockTimeout(std::chrono::milliseconds(50));
-            std::string what = WrongWith(path, done);
-            if (what.empty()) {
-                // No lock is left: a writer gets in.
-                what = ErrorOf([&] {
-                    Opened opened(path);
-                    opened.Statement([] {});
-                });
-            }
+            trials.Judge(trouble, done);
+            // No lock is left: a writer gets in.
+            trials.Note(trouble, ErrorOf([&] { Opened(trials.path).Statement([] {}); }));
             file::SetLockTimeout(std::chrono::milliseconds(5000));
-            if (!what.empty()) {
-                wrong.push_back("operation " + std::to_string(point) +
-                                (for_good ? " and all later" : "") + " failed after " +
-                                std::to_string(done) + " steps: " + what);
-            }
         }
     }
-    return wrong;
+    return trials.wrong;
 }
 
 TEST(AccessCrash, FailingOperationTakesItsStatementBack) {
@@ -407,13 +408,12 @@ TEST(AccessCrash, FailLoopNoticesAFailureThatIsIgnored) {
 // States of a killed writer with a journal whose pages have been changed already.
 std::vector<std::pair<test::DiskRecord::Files, std::size_t>> HotStates(std::size_t wanted) {
     const Recording recording(Planted::Nothing);
-    const std::string journal = std::string(kFile) + "-journal";
     std::vector<std::pair<test::DiskRecord::Files, std::size_t>> states;
     const std::size_t stride = std::max<std::size_t>(1, recording.record.Steps() / (6 * wanted));
     for (std::size_t steps = 0; steps < recording.record.Steps() && states.size() < wanted;
          steps += stride) {
         auto files = recording.record.KilledAfter(steps);
-        if (files.contains(journal) && files[journal].size() > 5000) {
+        if (files.contains(kJournal) && files[kJournal].size() > 5000) {
             states.emplace_back(std::move(files), recording.DoneAt(steps));
         }
     }
@@ -421,28 +421,17 @@ std::vector<std::pair<test::DiskRecord::Files, std::size_t>> HotStates(std::size
 }
 
 std::vector<std::string> KilledPlaybackLoop(Planted planted, std::size_t enough) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
-    Snapshots();
-    std::vector<std::string> wrong;
+    Trials trials(enough);
     for (const auto& [files, done] : HotStates(12)) {
         bool killed = true;
-        for (int point = 0; killed && wrong.size() < enough; point += 2) {
-            test::WriteFolder(folder.Path(), files);
-            RunChild(
-                [&](const std::function<void()>&) {
-                    test::KillAt plan(point, 1024, planted);
-                    const test::InstalledPlan installed(plan);
-                    Opened opened(path);
-                },
-                killed);
-            const std::string what = WrongWith(path, done);
-            if (!what.empty()) {
-                wrong.push_back(std::to_string(done) + "/" + std::to_string(point) + ": " + what);
-            }
+        for (int point = 0; killed && !trials.HasEnough(); point += 2) {
+            trials.Put(files);
+            const auto open = [&](const Report&) { Opened opened(trials.path); };
+            killed = RunKilledAt(point, 1024, planted, open).killed;
+            trials.Judge("playback killed at " + std::to_string(point), done);
         }
     }
-    return wrong;
+    return trials.wrong;
 }
 
 TEST(AccessCrash, KilledPlaybackIsPlayedBackAgain) {
@@ -456,12 +445,10 @@ TEST(AccessCrash, PlaybackLoopNoticesAPlaybackThatIsNotDone) {
 // Cut at any length, or with a byte changed: the statement is taken back, or the error says that it
 // can't be; never half a statement without a word.
 TEST(AccessCrash, DamagedJournalIsPlayedBackWhollyOrRefused) {
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
-    const std::string journal = std::string(kFile) + "-journal";
+    Trials trials;
     int refused = 0;
     for (const auto& [files, done] : HotStates(5)) {
-        const std::size_t size = files.at(journal).size();
+        const std::size_t size = files.at(kJournal).size();
         // A journal without a single image left says nothing of what was changed.
         constexpr std::size_t kHeaderAndImage = 512 + 64 + 4096;
         for (std::size_t at = 0; at < size; at += 1 + size / 25) {
@@ -470,25 +457,25 @@ TEST(AccessCrash, DamagedJournalIsPlayedBackWhollyOrRefused) {
                     continue;
                 }
                 auto damaged = files;
-                std::string& bytes = damaged[journal];
+                std::string& bytes = damaged[kJournal];
                 if (cut) {
                     bytes.resize(at);
                 } else {
                     bytes[at] = static_cast<char>(bytes[at] ^ 0x40);
                 }
-                test::WriteFolder(folder.Path(), damaged);
-                const std::string error = ErrorOf([&] { Opened opened(path); });
+                trials.Put(damaged);
+                const std::string error = ErrorOf([&] { Opened opened(trials.path); });
                 if (!error.empty()) {
                     ++refused;
                     EXPECT_TRUE(Has(error, "-journal"));
-                    EXPECT_TRUE(files.at(std::string(kFile)) ==
-                                test::ReadFolder(folder.Path())[std::string(kFile)]);
+                    EXPECT_TRUE(files.at(kFile) == trials.folder.Read(kFile));
                 } else {
-                    EXPECT_EQ("", WrongWith(path, done)) << at << (cut ? " cut" : " changed");
+                    trials.Judge((cut ? "cut at " : "changed at ") + std::to_string(at), done);
                 }
             }
         }
     }
+    EXPECT_EQ(std::vector<std::string>(), trials.wrong);
     EXPECT_GT(refused, 0);
 }
 
@@ -496,19 +483,16 @@ TEST(AccessCrash, DamagedJournalIsPlayedBackWhollyOrRefused) {
 TEST(AccessCrash, JournalOfAnotherFileIsNeverPlayedBack) {
     const Recording recording(Planted::Nothing);
     const auto final_file = recording.record.KilledAfter(recording.record.Steps());
-    const std::string name(kFile);
-    const std::string journal = name + "-journal";
-    const test::TempDir folder;
-    const std::string path = folder / kFile;
+    const Trials trials;
     int refused = 0;
     for (const auto& [files, done] : HotStates(8)) {
         for (auto other : {final_file, EmptyDatabase()}) {
-            other[journal] = files.at(journal);
-            test::WriteFolder(folder.Path(), other);
-            const std::string error = ErrorOf([&] { Opened opened(path); });
+            other[kJournal] = files.at(kJournal);
+            trials.Put(other);
+            const std::string error = ErrorOf([&] { Opened opened(trials.path); });
             // A journal of which nothing had been changed yet is harmless and goes.
             refused += error.empty() ? 0 : 1;
-            EXPECT_TRUE(other[name] == test::ReadFolder(folder.Path())[name]) << error;
+            EXPECT_TRUE(other[kFile] == trials.folder.Read(kFile)) << error;
         }
     }
     EXPECT_GT(refused, 0);
@@ -516,66 +500,48 @@ TEST(AccessCrash, JournalOfAnotherFileIsNeverPlayedBack) {
 
 // ---- Two writers
 
-TEST(AccessCrash, TwoProcessesWriteOneFile) {
+TEST(AccessCrash, ThreeProcessesWriteOneFile) {
     const test::TempDir folder;
     const std::string path = folder / kFile;
     CreateDatabaseFile(path);
-    {
-        Opened opened(path);
-        opened.Create("t",
-                      {Column("id", "COUNTER"), Column("who", "LONG"), Column("n", "LONG")},
-                      {PrimaryKey()});
-    }
+    Opened(path).Create(
+        "t", {Column("id", "COUNTER"), Column("who", "LONG"), Column("n", "LONG")}, {PrimaryKey()});
     const int seconds = FromEnvironment("VANTRY_TWO_WRITERS_SECONDS", 3);
-    constexpr int kWriters = 3;
-    std::vector<pid_t> children;
-    std::vector<int> pipes;
-    for (int who = 0; who < kWriters; ++who) {
-        int ends[2];
-        ASSERT_EQ(0, ::pipe(ends));
-        children.push_back(::fork());
-        if (children.back() == 0) {
-            int rows = 0;
-            try {
-                const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
-                auto opened = std::make_unique<Opened>(path);
-                while (std::chrono::steady_clock::now() < end) {
-                    const auto table = opened->Table("t");
-                    const std::vector<Cell> row{Cell(), Cell::Int64(who), Cell::Int64(rows)};
-                    if (rows % 3 == 0) {
-                        opened->database->InsertRow(*table, row);
-                    } else {
-                        opened->Statement([&] { table->Insert(row); });
-                    }
-                    ++rows;
-                    if (rows % 20 == 0) {
-                        opened = std::make_unique<Opened>(path);
-                    }
-                }
-                opened->file->store->Settle();
-            } catch (const std::exception& error) {
-                std::fprintf(stderr, "writer %d: %s\n", who, error.what());
-                ::_exit(1);
+    const auto write = [&](int who, const Report& report) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+        auto opened = std::make_unique<Opened>(path);
+        for (int rows = 0; std::chrono::steady_clock::now() < end; ++rows) {
+            const auto table = opened->Table("t");
+            const std::vector<Cell> row{Cell(), Cell::Int64(who), Cell::Int64(rows)};
+            if (rows % 3 == 0) {
+                opened->database->InsertRow(*table, row);
+            } else {
+                opened->Statement([&] { table->Insert(row); });
             }
-            static_cast<void>(!::write(ends[1], &rows, sizeof rows));
-            ::_exit(0);
+            report();
+            if (rows % 20 == 19) {
+                opened = std::make_unique<Opened>(path);
+            }
         }
-        ::close(ends[1]);
-        pipes.push_back(ends[0]);
+        opened->file->store->Settle();
+    };
+    std::array<Ended, 3> ended;
+    std::vector<std::thread> writers;
+    for (int who = 0; who < 3; ++who) {
+        writers.emplace_back([&, who] {
+            ended.at(static_cast<std::size_t>(who)) =
+                RunChild([&](const Report& report) { write(who, report); });
+        });
     }
-    int expected = 0;
-    for (int who = 0; who < kWriters; ++who) {
-        int rows = 0;
-        EXPECT_EQ(static_cast<ssize_t>(sizeof rows),
-                  ::read(pipes[static_cast<std::size_t>(who)], &rows, sizeof rows));
-        ::close(pipes[static_cast<std::size_t>(who)]);
-        EXPECT_GT(rows, 0) << "a writer was shut out";
-        expected += rows;
-        int status = 0;
-        ::waitpid(children[static_cast<std::size_t>(who)], &status, 0);
+    std::size_t expected = 0;
+    for (std::size_t who = 0; who < 3; ++who) {
+        writers[who].join();
+        EXPECT_TRUE(ended[who].whole);
+        EXPECT_GT(ended[who].steps, 0U) << "a writer was shut out";
+        expected += ended[who].steps;
     }
     EXPECT_EQ("", Faults(path));
-    EXPECT_EQ(static_cast<std::size_t>(expected), Content(path, "t").size());
+    EXPECT_EQ(expected, Content(path, "t").size());
 }
 
 TEST(AccessCrash, WaitingForAWriterEndsWithTheNameOfWhoHoldsTheFile) {
