@@ -352,7 +352,12 @@ void BackupRepository(const std::string& folder, const std::filesystem::path& de
                           destination,
                           error ? error : std::make_error_code(std::errc::file_exists));
     }
-    HeldFile(RepositoryFile(folder)).CopyTo(destination / kRepositoryName);
+    try {
+        HeldFile(RepositoryFile(folder)).CopyTo(destination / kRepositoryName);
+    } catch (const DataError&) {
+        std::filesystem::remove(destination, error);  // or the next try would find it in its way
+        throw;
+    }
 }
 
 void RestoreRepository(const std::string& folder, const std::filesystem::path& file) {

@@ -282,6 +282,11 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
         << "the folder is there already";
     EXPECT_THROW(RestoreRepository(folder, folder_ / "nosuch.mdb"), DataError);
     EXPECT_EQ(ListSessions().size(), 1U);
+    // A backup that failed can be tried again under its name.
+    std::filesystem::rename(RepositoryFile(folder), folder_ / "away");
+    EXPECT_THROW(BackupRepository(folder, folder_ / "again"), DataError);
+    std::filesystem::rename(folder_ / "away", RepositoryFile(folder));
+    BackupRepository(folder, folder_ / "again");
 }
 
 TEST_F(Repository, AnIndependentReaderSeesItsTablesAndColumns) {
