@@ -2,8 +2,6 @@
 
 #include "data/value_text.h"
 
-#include <set>
-
 namespace vantry {
 namespace {
 
@@ -89,31 +87,6 @@ TEST(Schedule, ColumnsThatMakeNoRuleAreNeverDueAndSayWhy) {
     for (const auto& schedule : faulty) {
         EXPECT_FALSE(NextDue(schedule, At("2026-11-21 00:00:00"))) << schedule.SesFreq;
         EXPECT_FALSE(ScheduleFault(schedule).empty());
-    }
-}
-
-// A year of each kind, asked as a scheduler asks: what comes after the last due time. Counted
-// against the calendar.
-TEST(Schedule, AYearHasEachDueTimeOnce) {
-    const std::pair<ScheduleRec, std::size_t> cases[] = {{Daily("02:30:00"), 365},
-                                                         {Weekly("1111100", "23:59:00"), 261},
-                                                         {Monthly(31, "02:30:00"), 12},
-                                                         {Hourly(6, "30"), 365 * 4},
-                                                         {Hourly(23, "59"), 365 * 2},
-                                                         {Minutely(59), 365 * 25}};
-    for (const auto& [schedule, times] : cases) {
-        std::set<DateTime> seen;
-        DateTime last{At("2026-01-01 00:00:00").day - 1, kNanosPerDay - 1};
-        for (;;) {
-            const auto due = NextDue(schedule, last);
-            ASSERT_TRUE(due && *due > last);
-            if (CalendarOf(due->day).year > 2026) {
-                break;
-            }
-            seen.insert(*due);
-            last = *due;
-        }
-        EXPECT_EQ(seen.size(), times) << schedule.SesFreq;
     }
 }
 
