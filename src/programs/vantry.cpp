@@ -2,6 +2,7 @@
 
 #include "core/session_state.h"
 #include "programs/all_pages.h"
+#include "programs/no_core_file.h"
 #include "shell/product_picture.h"
 
 #include <QApplication>
@@ -9,6 +10,7 @@
 #include <clocale>
 
 int main(int argc, char** argv) {
+    vantry::RefuseCoreFile();
     QApplication application(argc, argv);
     QCoreApplication::setApplicationName("Vantry");
     QCoreApplication::setApplicationVersion(VANTRY_VERSION);

@@ -4,11 +4,11 @@
 
 #include "core/session_state.h"
 #include "programs/console_view.h"
+#include "programs/no_core_file.h"
 #include "programs/run_window.h"
 #include "repository/session_runner.h"
 
 #include <signal.h>
-#include <sys/resource.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -34,13 +34,6 @@ void CatchCancel() {
 void MakeFailedWritesErrors() {
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
-}
-
-// No image of the memory, in which passwords stand. One byte rather than none: that also keeps the
-// image from a program that collects such.
-void RefuseCoreFile() {
-    const rlimit none{1, 1};
-    ::setrlimit(RLIMIT_CORE, &none);
 }
 
 bool NamesDisplay() {

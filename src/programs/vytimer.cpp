@@ -5,6 +5,7 @@
 
 #include "core/session_state.h"
 #include "data/value_text.h"
+#include "programs/no_core_file.h"
 #include "repository/program_lock.h"
 #include "repository/timer_service.h"
 
@@ -62,6 +63,7 @@ int Work() {
 }  // namespace
 
 int main(int argc, char**) {
+    RefuseCoreFile();
     if (argc != 1) {
         std::fprintf(stderr, "usage: VYTimer\n");
         return 64;

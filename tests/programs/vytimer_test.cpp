@@ -188,6 +188,9 @@ TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {
     EXPECT_EQ(app.Start("VYTimer", {}).Wait().exit_code, 6);
     EXPECT_TRUE(timer.IsRunning());
     EXPECT_TRUE(IsProcessRunning("vytimer"));
+    std::ifstream limits("/proc/" + std::to_string(timer.Pid()) + "/limits");
+    const std::string text(std::istreambuf_iterator<char>(limits), {});
+    EXPECT_NE(text.find("Max core file size        1  "), text.npos) << text;
     EXPECT_FALSE(IsProcessRunning("vytime"));
     timer.Signal(SIGTERM);
     EXPECT_EQ(timer.Wait().exit_code, 0);
