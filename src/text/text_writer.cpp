@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -45,6 +46,13 @@ DataError OwnSource(const std::string& path) {
             "\"" + path +
                 "\" is the file that is read. It stays as it is; choose another folder or another "
                 "extension for the target files."};
+}
+
+DataError WrittenBefore(const std::string& path) {
+    return {kErrUnspecified,
+            "\"" + path +
+                "\" holds another table of this run, which would be lost. Give one of the two "
+                "target files another name."};
 }
 
 // A text file written over itself would lose what the session leaves out: columns, rows, its
@@ -104,7 +112,8 @@ private:
     std::vector<text::LineColumn> columns_;
     bool has_long_columns_ = false;
     std::int64_t heading_lines_ = 0;
-    bool in_place_ = true;  // the file has got its name
+    bool in_place_ = true;                     // the file has got its name
+    std::set<std::filesystem::path> written_;  // by this run
     std::int64_t rows_read_ = 0;
     std::int64_t rows_loaded_ = 0;
     double total_rows_ = 0;
@@ -202,8 +211,10 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     TableCancelled = kFalse;
     AppendLog(log_line::AboutToWrite(JoinPath(TextDestDir, source.Name) +
                                      (SourceType == "TEXT" ? std::string() : TextDestExt)));
-    if (IsItsOwnSource(source, target)) {
-        scope_([&] { throw OwnSource(target.Name); });
+    const bool own_source = IsItsOwnSource(source, target);
+    if (own_source ||
+        !written_.insert(std::filesystem::path(target.Name).lexically_normal()).second) {
+        scope_([&] { throw own_source ? OwnSource(target.Name) : WrittenBefore(target.Name); });
         report_->Outcome = TableOutcome::NotPrepared;
         return;
     }

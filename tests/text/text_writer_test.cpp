@@ -247,6 +247,18 @@ TEST_F(TextWriterTest, AFileIsNotWrittenOverItself) {
     SourceConnStr = former;
 }
 
+TEST_F(TextWriterTest, ATableDoesntReplaceTheFileOfAnotherOfItsRun) {
+    FillSource(3);
+    AddTable("src2", "dst.txt");
+    DstTables[1].Name = folder.Path().string() + "/./dst.txt";
+    source->rows.pop_back();
+    MapColumn("id");
+    EXPECT_EQ(Run(), Lines(2));
+    EXPECT_EQ(LoggedErrors(), 1) << view.log;
+    EXPECT_NE(view.log.find("holds another table of this run"), std::string::npos) << view.log;
+    EXPECT_EQ(CurrentRunReport.Tables[1].Outcome, TableOutcome::NotPrepared);
+}
+
 // ---- Tables without rows in the file
 
 TEST_F(TextWriterTest, AnEmptyTableLeavesItsHeadingAndNoLineInTheLog) {
