@@ -9,10 +9,12 @@
 #include "drivers/access/table_def_writer.h"
 #include "drivers/access/write_errors.h"
 #include "drivers/file/file.h"
+#include "drivers/file/file_errors.h"
 
 #include <unistd.h>
 
 #include <bit>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
 
@@ -267,12 +269,16 @@ void FillSystemTables(const std::string& path, const FileKind& kind) {
 
 }  // namespace
 
-void CreateDatabaseFile(const std::string& path) {
+void CreateDatabaseFile(const std::string& path, bool jet_only) {
     if (file::StampOf(path)) {
         throw DatabaseExists(path);
     }
     const std::string extension = UpperCased(std::filesystem::path(path).extension().string());
-    const FileKind& kind = extension == ".ACCDB" ? kAce14Kind : kJet4Kind;
+    const FileKind& kind = extension == ".ACCDB" && !jet_only ? kAce14Kind : kJet4Kind;
+    const auto folder = std::filesystem::path(path).parent_path();
+    if (std::error_code error; !folder.empty() && !std::filesystem::exists(folder, error)) {
+        throw file::SystemError(path, "created", ENOENT);
+    }
     // Made beside its place and given its name at the end, so that nobody meets half a file.
     const std::string temporary = path + ".new-" + std::to_string(::getpid());
     try {

@@ -49,7 +49,8 @@ public:
     }
 
     void CreateDatabase(const ConnectionString& connection) override {
-        CreateDatabaseFile(TargetOf(connection).path);
+        const auto target = TargetOf(connection);
+        CreateDatabaseFile(target.path, target.jet_only);
     }
 };
 

@@ -100,6 +100,22 @@ TEST_F(AccessDriverTest, DefaultsOfAStatementAreTakenAsTheyWereWritten) {
               (Strings{"1|it's|x|5|True|2024-02-01", "2|NULL|x|5|True|2024-02-01"}));
 }
 
+TEST_F(AccessDriverTest, MakesFilesThatTheSameProviderOpens) {
+    for (const std::string provider : {"Microsoft.Jet.OLEDB.4.0", "Microsoft.ACE.OLEDB.12.0"}) {
+        for (const std::string name : {"a.mdb", "b.accdb", "c"}) {
+            const auto path = (folder_ / (provider + name)).string();
+            const auto text = "Provider=" + provider + ";Data Source=" + path;
+            driver_->CreateDatabase(ConnectionString::Parse(text));
+            EXPECT_EQ(ErrorOf([&] { Connect(text); }), "") << text;
+        }
+    }
+    const auto lost =
+        "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "no/x.mdb").string();
+    EXPECT_NE(
+        ErrorOf([&] { driver_->CreateDatabase(ConnectionString::Parse(lost)); }).find("no/x.mdb'"),
+        std::string::npos);
+}
+
 TEST_F(AccessDriverTest, ListsTablesQueriesAndLinksByNameWithTheirTypes) {
     const auto listed = [&](const std::string& file) {
         Strings lines;
