@@ -12,8 +12,14 @@ namespace vantry {
 namespace {
 
 const std::string& FileOrServer(const ConnectionString& connection) {
-    return connection.GetAny(
-        {"Data Source", "DataSource", "DBQ", "SERVER", "SERVERNAME", "HOST", "ADDRESS"});
+    return connection.GetAny({"Data Source",
+                              "DataSource",
+                              "DBQ",
+                              "SourceDB",
+                              "SERVER",
+                              "SERVERNAME",
+                              "HOST",
+                              "ADDRESS"});
 }
 
 const std::string& DatabaseOf(const ConnectionString& connection) {
