@@ -133,6 +133,24 @@ std::optional<Number> WholeNumber(std::string_view text) {
     return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
+// What stands in a number's place is the server's to say: only a number may pass for one, since it
+// goes into statements as it is.
+bool IsPlainNumber(std::string_view text) {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    at += at != end && *at == '-' ? 1 : 0;
+    const char* const first = at;
+    int points = 0;
+    for (; at != end; ++at) {
+        if (static_cast<unsigned>(*at - '0') > 9) {
+            if (*at != '.' || at == first || at + 1 == end || ++points > 1) {
+                return false;
+            }
+        }
+    }
+    return at != first;
+}
+
 Cell IntegerCell(std::string_view text) {
     if (const auto number = WholeNumber<std::int64_t>(text)) {
         return Cell::Int64(*number);
@@ -144,6 +162,9 @@ Cell IntegerCell(std::string_view text) {
 // The server writes a decimal with all digits of its scale and one zero at least before the point:
 // just the text form of a decimal value.
 Cell DecimalCell(std::string_view text) {
+    if (!IsPlainNumber(text)) {
+        return Cell::Text(text);
+    }
     if (text.size() > kMaxDecimalDigits) {
         const auto digits =
             std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -204,7 +225,8 @@ Cell Decode(Form form, const RawField& field) {
     const auto text = field.Text();
     switch (form) {
         case Form::Integer:
-            return text.size() <= kSafeIntegerText ? Cell::NumberText(text) : IntegerCell(text);
+            return text.size() <= kSafeIntegerText && IsPlainNumber(text) ? Cell::NumberText(text)
+                                                                          : IntegerCell(text);
         case Form::PaddedInteger:
             return IntegerCell(text);
         case Form::Decimal:

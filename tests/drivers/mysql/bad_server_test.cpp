@@ -166,6 +166,30 @@ TEST(BadMySqlServer, ValuesThatTheirTypeDoesntHaveAreReadAllTheSame) {
     }
 }
 
+// Numbers go into statements for another server as they are.
+TEST(BadMySqlServer, WhatIsNoNumberNeverPassesForOne) {
+    const std::string values[] = {"1),(2",
+                                  "user()",
+                                  "-",
+                                  "",
+                                  "1.",
+                                  "1..2",
+                                  "1-1",
+                                  "1e9(",
+                                  "(select load_file('/etc/hostname'))"};
+    constexpr unsigned char kNumberTypes[] = {3, 8, 246};
+    for (const unsigned char type : kNumberTypes) {
+        for (const auto& value : values) {
+            const ScriptedServer server(
+                {.answer = ResultHead(1, type) + Packet(4, Lengthened(value)) + EndPacket(5)});
+            const auto connection = ConnectTo(server);
+            const auto cursor = connection->OpenCursor("select 1");
+            ASSERT_TRUE(cursor->Next());
+            EXPECT_EQ(cursor->Row()[0].Kind(), ValueKind::Text) << int{type} << " " << value;
+        }
+    }
+}
+
 TEST(BadMySqlServer, AListOfTablesEndsWhateverTheServerSays) {
     const std::string answers[] = {
         ResultHead(1) + Packet(4, Lengthened("a")) + EndPacket(5),
