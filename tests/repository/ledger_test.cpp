@@ -16,6 +16,17 @@ namespace {
 
 constexpr int kRows = 260;
 
+struct Route {
+    const char* name;
+    const char* target;
+    int text_type;
+    const char* writes;  // the operation by which rows reach the target
+};
+constexpr Route kRoutes[] = {{"statement", "ACCESS", adVarWChar, "ExecutePrepared"},
+                             {"recordset", "ACCESS", adLongVarWChar, "Append"},
+                             {"batches", "MySQL", adVarWChar, "Execute"},
+                             {"text", "TEXT", adVarWChar, ""}};
+
 class Ledger : public SessionTest {
 protected:
     Ledger() {
@@ -103,27 +114,6 @@ protected:
         EXPECT_EQ(folder.Read("log/ledger.log"), view.log) << what;
     }
 
-    const TempDir folder{MemoryFolder(), "vantry"};
-    i32 id = 0;
-    std::set<int> refused;  // numbers of the target's statements
-    std::string told;
-};
-
-struct Route {
-    const char* name;
-    const char* target;
-    int text_type;
-    const char* writes;  // the operation by which rows reach the target
-};
-constexpr Route kRoutes[] = {{"statement", "ACCESS", adVarWChar, "ExecutePrepared"},
-                             {"recordset", "ACCESS", adLongVarWChar, "Append"},
-                             {"batches", "MySQL", adVarWChar, "Execute"},
-                             {"text", "TEXT", adVarWChar, ""}};
-
-class LedgerCases : public Ledger {
-public:
-    int cases = 0;
-
     void Try(const Route& route,
              const std::string& name,
              RunnerExit expected,
@@ -154,9 +144,15 @@ public:
             }
         };
     }
+
+    const TempDir folder{MemoryFolder(), "vantry"};
+    i32 id = 0;
+    int cases = 0;
+    std::set<int> refused;  // numbers of the target's statements
+    std::string told;
 };
 
-TEST_F(LedgerCases, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
+TEST_F(Ledger, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
     for (const auto& route : kRoutes) {
         const bool batches = route.target == std::string("MySQL");
         const bool text = route.target == std::string("TEXT");
@@ -199,7 +195,7 @@ TEST_F(LedgerCases, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
     EXPECT_GE(cases, 60);
 }
 
-TEST_F(LedgerCases, AFullDiskLosesNoRowUntold) {
+TEST_F(Ledger, AFullDiskLosesNoRowUntold) {
     const std::string file = (folder / "full.mdb").string();
     const std::string connection = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file;
     for (const int text_type : {int{adVarWChar}, int{adLongVarWChar}}) {
@@ -236,7 +232,7 @@ TEST_F(LedgerCases, AFullDiskLosesNoRowUntold) {
     }
 }
 
-TEST_F(LedgerCases, AFullDiskUnderATextFileLosesNoRowUntold) {
+TEST_F(Ledger, AFullDiskUnderATextFileLosesNoRowUntold) {
     for (const bool former : {false, true}) {
         for (const int first : {1, 2, 3, 4}) {
             for (const int last : {first, 1'000'000}) {

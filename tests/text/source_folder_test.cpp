@@ -33,10 +33,6 @@ TableRec File(const std::string& name, const std::string& delimiter, i16 header)
 
 TEST(SchemaIniWriter, SectionSaysFormatHeaderRowsAndQualifier) {
     const std::tuple<TableRec, QualifierChoice, int, std::string> cases[] = {
-        {File("orders.csv", ",", 1),
-         {},
-         50,
-         "\r\n\r\n[orders.csv]\r\nFormat=CSVDelimited\r\nColNameHeader=True\r\nMaxScanRows=50\r\n"},
         {File("a b.tab", "\t", 0),
          {1, ""},
          0,
@@ -60,26 +56,6 @@ TEST(SchemaIniWriter, SectionSaysFormatHeaderRowsAndQualifier) {
     for (const auto& [file, qualifier, rows, text] : cases) {
         EXPECT_EQ(SchemaSectionText(file, qualifier, rows), text);
     }
-}
-
-TEST(SchemaIniWriter, NewSectionsStandBeforeAllOlderText) {
-    const TempDir folder;
-    const std::string path = folder.Path().string();
-    const TableRec first[] = {File("a.csv", ",", 1), File("b.csv", ";", 1)};
-    WriteSchemaIni(path, first, {}, kTextSourceScanRows);
-    const std::string sections = SchemaSectionText(first[0], {}, kTextSourceScanRows) +
-                                 SchemaSectionText(first[1], {}, kTextSourceScanRows);
-    EXPECT_EQ(folder.Read("Schema.ini"), sections);
-
-    const TableRec second[] = {File("b.csv", "\t", 0)};
-    WriteSchemaIni(path + "/", second, {}, kTextSourceScanRows);
-    EXPECT_EQ(folder.Read("Schema.ini"),
-              SchemaSectionText(second[0], {}, kTextSourceScanRows) + "\r\n\r\n" +
-                  sections.substr(0, sections.size() - 2) + "\r\n");
-    const auto schema = text::SchemaIni::Load(path);
-    EXPECT_EQ(schema.Find("B.CSV")->Get("Format"), "TabDelimited");
-    EXPECT_EQ(schema.Find("a.csv")->Get("Format"), "CSVDelimited");
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path), {}), 1);
 }
 
 TEST(SchemaIniWriter, KeepsOlderTextOfAnyLineEndAndCharacterSet) {
@@ -161,12 +137,6 @@ TEST(SchemaIniWriter, RefusesNamesThatWouldBeReadAsOthers) {
     for (const char* name : {"a]b.csv", "[x].csv", "x\ny.csv"}) {
         EXPECT_TRUE(refused("in", name)) << name;
     }
-}
-
-TEST(SchemaIniWriter, ConnectionStringEndsInASemicolonAndAStrayQuote) {
-    EXPECT_EQ(TextSourceConnectionString("/data/in"),
-              "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/data/in;"
-              "Extended Properties=\"text;FMT=Delimited\";\"");
 }
 
 class MoveLoadedFileTest : public testing::Test {

@@ -173,16 +173,6 @@ TEST_F(KnownContent, CalculatedColumns) {
     EXPECT_EQ(Lines("extDateTestV2019.accdb", "Table1", {"DateNormalCalc"})[4], "NULL");
 }
 
-TEST_F(KnownContent, TextInAllItsForms) {
-    const auto lines = Lines("testUnicodeCompV2003.mdb", "Table", {"Unicode"});
-    ASSERT_EQ(lines.size(), 8U);
-    EXPECT_EQ(lines[1], "ääkkösiä");
-    EXPECT_EQ(lines[2], "Мир");
-    EXPECT_EQ(lines[3], "ϰαὶ τ\u1F79τ' ἐγὼ Κ\u1F7Bϰλωπα");
-    EXPECT_EQ(lines[4], "漢字仮名交じり文");
-    EXPECT_EQ(CountCodePoints(lines[7]), 255U);
-}
-
 TEST_F(KnownContent, MovedRowsStandOnceAndAtTheirPlace) {
     EXPECT_EQ(Lines("overflowTestV2000.mdb", "Table1", {"data1", "data3"}),
               Lines("overflowTestV1997.mdb", "Table1", {"data1", "data3"}));
