@@ -3,7 +3,7 @@
 #include "core/session_state.h"
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
-#include "support/scripted_dialogs.h"
+#include "support/page_driver.h"
 
 #include <QAction>
 #include <QApplication>
@@ -22,26 +22,17 @@
 namespace vantry {
 namespace {
 
-class NamedPage : public Page {
-public:
-    explicit NamedPage(const char* name) : Page(name) {}
-};
-
 class MainWindowTest : public ::testing::Test {
 protected:
     MainWindowTest() {
         RegisterShellPages();
-        for (const char* name : {"NavForm", "Form15", "BackupRepo", "RestoreRepo", "CheckSch"}) {
-            RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
-        }
+        RegisterNamedPages({"NavForm", "Form15", "BackupRepo", "RestoreRepo", "CheckSch"});
         SetProgramEnd([this] { ++ended; });
         TheMainWindow().SetActions(
             {[this] { ++created; }, [this] { ++sessions; }, [this] { ++navigators; }});
     }
     ~MainWindowTest() override {
-        UnloadAllPages();
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        CloseMainWindow();
+        ClearPages();
         SetProgramEnd([] {});
     }
     static void Trigger(const char* entry) {

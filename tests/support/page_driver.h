@@ -20,6 +20,16 @@
 
 namespace vantry {
 
+// Pages around the one under test, by name only.
+inline void RegisterNamedPages(std::initializer_list<const char*> names) {
+    struct NamedPage : Page {
+        explicit NamedPage(const char* name) : Page(name) {}
+    };
+    for (const char* name : names) {
+        RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
+    }
+}
+
 // The control of a loaded page; a missing one ends the test.
 template <class T>
 T& Control(std::string_view page, const char* name) {

@@ -13,18 +13,13 @@
 namespace vantry {
 namespace {
 
-class NamedPage : public Page {
-public:
-    explicit NamedPage(const char* name) : Page(name) {}
-};
-
 class AccessPagesTest : public ::testing::Test {
 protected:
     AccessPagesTest() {
         InitSharedState(folder_.Path().string());
         RegisterShellPages();
         RegisterConnectorPages();
-        RegisterPage("Form4", [] { return std::make_unique<NamedPage>("Form4"); });
+        RegisterNamedPages({"Form4"});
         OdbcDrivers = {"", "Microsoft Access Driver (*.mdb, *.accdb)", "Other", "My ACCESS thing"};
         OdbcDsns = {{"", ""}, {"Sales", "Access driver"}, {"Else", "SQLite3"}};
         TargetType = "ACCESS";

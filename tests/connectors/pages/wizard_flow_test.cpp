@@ -12,19 +12,12 @@
 namespace vantry {
 namespace {
 
-class NamedPage : public Page {
-public:
-    explicit NamedPage(const char* name) : Page(name) {}
-};
-
 class WizardFlowTest : public ::testing::Test {
 protected:
     WizardFlowTest() {
         RegisterShellPages();
         RegisterConnectorPages();
-        for (const char* name : {"Form4", "Form11", "Form11Poll", "Form12c", "Form15"}) {
-            RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
-        }
+        RegisterNamedPages({"Form4", "Form11", "Form11Poll", "Form12c", "Form15"});
         SetProgramEnd([this] { ++ended_; });
         SourceType.clear();
         TargetType.clear();

@@ -23,19 +23,12 @@ namespace {
 
 class Form13Test : public ::testing::Test {
 protected:
-    class NamedPage : public Page {
-    public:
-        explicit NamedPage(const char* name) : Page(name) {}
-    };
-
     Form13Test() {
         InitSharedState(Folder());
         RegisterShellPages();
         RegisterConnectorPages();
         RegisterRepositoryPages();
-        for (const char* name : {"Form4", "Form14"}) {
-            RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
-        }
+        RegisterNamedPages({"Form4", "Form14"});
         CreateRepository(Folder(), Now());
         SourceType = "ACCESS";
         TargetType = "ORACLE";

@@ -17,19 +17,12 @@ namespace vantry {
 
 class TextPagesTest : public ::testing::Test {
 protected:
-    class NamedPage : public Page {
-    public:
-        explicit NamedPage(const char* name) : Page(name) {}
-    };
-
     TextPagesTest() {
         InitSharedState(folder_.Path().string());
         RegisterShellPages();
         RegisterConnectorPages();
         RegisterTextPages();
-        for (const char* name : {"Form1", "Form2", "Form4", "Form8"}) {
-            RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
-        }
+        RegisterNamedPages({"Form1", "Form2", "Form4", "Form8"});
         SourceType = "TEXT";
         TargetType = "ACCESS";
         SourceConnStr = "former";
