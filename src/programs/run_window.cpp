@@ -16,12 +16,15 @@
 #include <QVBoxLayout>
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -121,28 +124,51 @@ void TellLostDisplay() {
 
 }  // namespace
 
-bool CanShowWindow(int argc, char** argv) {
-    const pid_t trial = ::fork();
-    if (trial < 0) {
-        return true;
+DisplayTrial::DisplayTrial(int argc, char** argv) {
+    std::array<int, 2> ends{};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        return;
     }
-    if (trial == 0) {
+    process_ = ::fork();
+    if (process_ == 0) {
+        ::close(ends[0]);
         // What it has to say is no fault of the run.
         const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
         ::dup2(nowhere, STDERR_FILENO);
         const QApplication application(argc, argv);
+        char byte = 1;
+        (void)::send(ends[1], &byte, 1, MSG_NOSIGNAL);
+        (void)::recv(ends[1], &byte, 1, 0);  // until the program has its own connection, or is gone
         ::_exit(0);
     }
-    int status = 0;
-    pid_t ended = 0;
+    ::close(ends[1]);
+    connection_ = ends[0];
+    if (process_ < 0) {
+        return;
+    }
+    char byte = 0;
+    ssize_t got = 0;
     do {
-        ended = ::waitpid(trial, &status, 0);
-    } while (ended < 0 && errno == EINTR);
-    return ended == trial && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        got = ::recv(connection_, &byte, 1, 0);
+    } while (got < 0 && errno == EINTR);
+    works_ = got == 1;
 }
 
-int ShowRunInWindow(int& argc, char** argv, i32 session_id, RunnerSurroundings surroundings) {
+void DisplayTrial::End() {
+    if (connection_ >= 0) {
+        ::close(std::exchange(connection_, -1));
+    }
+    if (process_ > 0) {
+        const pid_t process = std::exchange(process_, -1);
+        while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+        }
+    }
+}
+
+int ShowRunInWindow(
+    int& argc, char** argv, i32 session_id, RunnerSurroundings surroundings, DisplayTrial& trial) {
     QApplication application(argc, argv);
+    trial.End();
     RunWindow window(session_id);
     window.show();
     const auto signalled = surroundings.cancel_requested;

@@ -55,8 +55,11 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         std::fprintf(stderr, "VYRun: %s\n", line.c_str());
     };
     InitSharedState(surroundings.application_folder);
-    if (arguments.show_output && NamesDisplay() && CanShowWindow(argc, argv)) {
-        return ShowRunInWindow(argc, argv, arguments.session_id, surroundings);
+    if (arguments.show_output && NamesDisplay()) {
+        DisplayTrial trial(argc, argv);
+        if (trial.Works()) {
+            return ShowRunInWindow(argc, argv, arguments.session_id, surroundings, trial);
+        }
     }
     ConsoleView console;
     surroundings.display = arguments.show_output ? &console : nullptr;

@@ -20,11 +20,12 @@ printf 'id,name,city,credit\r\n1,"Lindström, Åsa",Malmö,1250.50\r\n2,José N�
 printf 'id,note\r\n1,"two\r\nlines"\r\n2,\r\n' >"$folder/data/notes.csv"
 { printf 'id,customer,ordered\r\n'; for i in $(seq 1 500); do printf '%d,%d,2024-02-%02d\r\n' "$i" $((i % 3 + 1)) $((i % 28 + 1)); done; } >"$folder/data/orders.csv"
 
-# A free display is chosen by the server itself.
-mkfifo "$folder/display.pipe"; exec 3<>"$folder/display.pipe"
-Xvfb -displayfd 3 -screen 0 1280x960x24 -nolisten tcp >/dev/null 2>&1 &
+# A number of its own: servers that look for a free one at the same moment may find the same.
+display=$((30000 + $$ % 20000))
+Xvfb ":$display" -screen 0 1280x960x24 -nolisten tcp >/dev/null 2>&1 &
 x_pid=$!
-read -r -t 20 -u 3 display || { echo "no X server"; exit 1; }
+for _ in $(seq 200); do [ -S "/tmp/.X11-unix/X$display" ] && break; sleep 0.1; done
+[ -S "/tmp/.X11-unix/X$display" ] || { echo "no X server"; exit 1; }
 export DISPLAY=:$display XDG_RUNTIME_DIR=$folder/run QT_QPA_PLATFORM=xcb LC_ALL=C.UTF-8
 openbox >/dev/null 2>&1 &
 wm_pid=$!
