@@ -3,6 +3,7 @@
 #include "drivers/access/access_table.h"
 #include "drivers/access/database.h"
 #include "drivers/access/definition_writer.h"
+#include "drivers/access/errors.h"
 #include "drivers/access/table_writer.h"
 #include "drivers/access/write_errors.h"
 
@@ -39,7 +40,7 @@ std::span<const Cell> AccessTable::WholeRow(std::span<const Cell> row) {
 }
 
 void AccessTable::Insert(std::span<const Cell> row) {
-    Writer().Insert(WholeRow(row));
+    WithFile(file_->store->Name(), [&] { Writer().Insert(WholeRow(row)); });
 }
 
 void AccessTable::InsertBatched(std::span<const Cell> row) {
@@ -47,7 +48,7 @@ void AccessTable::InsertBatched(std::span<const Cell> row) {
     TableWriter& writer = Writer();
     store.BeginRow(writer.NeedsUndo());
     try {
-        writer.Insert(WholeRow(row));
+        WithFile(store.Name(), [&] { writer.Insert(WholeRow(row)); });
     } catch (...) {
         store.EndRow(false);
         throw;
@@ -58,15 +59,19 @@ void AccessTable::InsertBatched(std::span<const Cell> row) {
 void AccessTable::Update(sql::RowId row,
                          std::span<const std::size_t> columns,
                          std::span<const Cell> values) {
-    Writer().Update(UnpackRowPointer(static_cast<std::uint32_t>(row)), Positions(columns), values);
+    WithFile(file_->store->Name(), [&] {
+        Writer().Update(
+            UnpackRowPointer(static_cast<std::uint32_t>(row)), Positions(columns), values);
+    });
 }
 
 void AccessTable::Delete(sql::RowId row) {
-    Writer().Delete(UnpackRowPointer(static_cast<std::uint32_t>(row)));
+    WithFile(file_->store->Name(),
+             [&] { Writer().Delete(UnpackRowPointer(static_cast<std::uint32_t>(row))); });
 }
 
 std::int64_t AccessTable::DeleteAll() {
-    return Writer().DeleteAll();
+    return WithFile(file_->store->Name(), [&] { return Writer().DeleteAll(); });
 }
 
 // ---- The database -----------------------------------------------------------------------------
@@ -95,13 +100,14 @@ template <typename Change>
 void AccessDatabase::ChangeDefinitions(Change&& change) {
     PageStore& store = *file_->store;
     DefinitionWriter writer(store);
+    const auto checked_change = [&] { WithFile(store.Name(), [&] { change(writer); }); };
     if (store.InStatement()) {
-        change(writer);
+        checked_change();
         return;
     }
     store.Begin();
     try {
-        change(writer);
+        checked_change();
         store.Commit();
     } catch (...) {
         RollbackStatement();

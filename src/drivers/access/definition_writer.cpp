@@ -31,7 +31,11 @@ class Record {
 public:
     explicit Record(const TableDef& def) : def_(&def), cells_(def.columns.size(), Cell::Null()) {}
     void Set(std::string_view column, const Cell& cell) {
-        cells_.at(def_->FindColumn(column)) = cell;
+        const std::size_t position = def_->FindColumn(column);
+        if (position == TableDef::npos) {
+            throw BoundsError();
+        }
+        cells_[position] = cell;
     }
     std::span<const Cell> Cells() const { return cells_; }
 

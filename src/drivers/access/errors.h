@@ -44,4 +44,14 @@ decltype(auto) WithPage(std::string_view file,
     }
 }
 
+// The same where no one page is being read: around whole changes.
+template <typename Body>
+decltype(auto) WithFile(std::string_view file, Body&& body) {
+    try {
+        return body();
+    } catch (const BoundsError&) {
+        throw DamagedFile(file, "a length or a reference in it points outside");
+    }
+}
+
 }  // namespace vantry::access

@@ -64,9 +64,11 @@ std::unique_ptr<PageStore> PageStore::Open(const std::string& path, std::string_
 PageStore::PageStore(std::unique_ptr<file::PagedFile> file, FileHeader header, std::string name)
     : PageSource(std::move(header), std::move(name)), file_(std::move(file)) {
     file_->SetBeforeCommit([this] {
-        for (CommitListener* const listener : listeners_) {
-            listener->BeforeCommit();
-        }
+        WithFile(Name(), [this] {
+            for (CommitListener* const listener : listeners_) {
+                listener->BeforeCommit();
+            }
+        });
     });
 }
 

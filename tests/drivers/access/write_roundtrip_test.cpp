@@ -1,6 +1,7 @@
 // Files of our making, read back value for value.
 
 #include "data/value_text.h"
+#include "drivers/access/file_bytes.h"
 #include "drivers/access/real_files.h"
 #include "drivers/access/writing_fixture.h"
 
@@ -333,6 +334,41 @@ TEST_P(WriteRoundTrip, PagesThatAKilledLoadLeftAreUsed) {
     fill(5'000);
     EXPECT_EQ("", Faults(path_));
     EXPECT_EQ(std::filesystem::file_size(path_), 901U * 4096);  // with the map's new page
+}
+
+// What a change stumbles over is told as damage, wherever it lies.
+TEST_P(WriteRoundTrip, ChangesOfADamagedFileAreRefused) {
+    opened_->Create("t", {Column("id", "LONG"), Column("n", "LONG")});
+    for (int id = 0; id < 3; ++id) {
+        opened_->Insert("t", {Cell::Int64(id), Cell::Int64(id)});
+    }
+    const auto row = RowsOf(*opened_->Table("t")).front();
+    opened_.reset();
+    test::FileBytes file(path_);
+    const auto page = UnpackRowPointer(static_cast<std::uint32_t>(row)).page;
+    file.Put(std::size_t{page} * 4096 + 14, std::uint16_t{4095});  // the first row has one byte
+    const std::u16string name = u"DateUpdate";
+    const auto* const wanted = reinterpret_cast<const std::byte*>(name.data());
+    const auto found = std::search(file.bytes.begin() + std::ptrdiff_t{2} * 4096,
+                                   file.bytes.begin() + std::ptrdiff_t{3} * 4096,
+                                   wanted,
+                                   wanted + 2 * name.size());
+    *found = std::byte{'X'};
+    folder_.Write(std::filesystem::path(path_).filename().string(),
+                  {reinterpret_cast<const char*>(file.bytes.data()), file.bytes.size()});
+
+    opened_ = std::make_unique<Opened>(path_);
+    const auto table = opened_->Table("t");
+    const std::size_t columns[] = {1};
+    const Cell values[] = {Cell::Int64(9)};
+    const std::function<void()> changes[] = {
+        [&] { opened_->database->CreateIndex("t", Index("n", {"n"})); },
+        [&] { opened_->Create("u", {Column("a", "LONG")}); },
+        [&] { opened_->Statement([&] { table->Update(row, columns, values); }); },
+    };
+    for (const auto& change : changes) {
+        EXPECT_TRUE(Has(ErrorOf(change), "is damaged"));
+    }
 }
 
 // The file that the engine itself made and ours: same pages, same definitions, same rows.
