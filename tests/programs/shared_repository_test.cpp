@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -249,9 +248,7 @@ TEST(Secrets, APasswordStandsInNoLogSummaryArgumentOrMessage) {
     BackupRepository(app.Folder().Path().string(), app.Path("backup"));
     EXPECT_EQ(FilesWith(app.Folder().Path(), ascii_part), "");
     for (const auto& entry : fs::recursive_directory_iterator(app.Path("log"))) {
-        struct stat state {};
-        ASSERT_EQ(::stat(entry.path().c_str(), &state), 0);
-        EXPECT_EQ(state.st_mode & 0077U, 0U) << entry.path();
+        EXPECT_EQ(ModeOf(entry.path()) & 0077U, 0U) << entry.path();
     }
 }
 

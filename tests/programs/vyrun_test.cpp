@@ -21,12 +21,6 @@ namespace {
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
-mode_t ModeOf(const std::string& file) {
-    struct stat state {};
-    EXPECT_EQ(::stat(file.c_str(), &state), 0) << file;
-    return state.st_mode & 0777U;
-}
-
 std::int64_t NumberIn(const std::string& summary, const std::string& name) {
     std::smatch found;
     const std::regex number("\"" + name + "\": (-?[0-9]+)");
@@ -164,13 +158,8 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
 // A save that fails or is killed in the middle leaves its rows, its schedule among them.
 TEST(VYRun, ASessionThatIsHalfSavedWaitsForItsRestAndDoesntRunWithoutIt) {
     const Application app;
-    app.Folder().Write("in/orders.csv", NumberedRows(5));
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("half");
-    Connection repository;
-    repository.Open(RepoConnStr);
-    repository.Execute("update srcdcols set sessionid=2 where scname=\"name\"");
+    app.SaveOrders("half", 5);
+    RunStatement(RepoConnStr, "update srcdcols set sessionid=2 where scname=\"name\"");
     const auto alone = app.Run({"1"});
     EXPECT_EQ(alone.exit_code, 3) << alone.errors;
     EXPECT_NE(alone.errors.find("has 1 of its 2 columns"), std::string::npos) << alone.errors;
@@ -180,7 +169,7 @@ TEST(VYRun, ASessionThatIsHalfSavedWaitsForItsRestAndDoesntRunWithoutIt) {
     auto run = app.Start("VYRun", {"1"});
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     EXPECT_TRUE(run.IsRunning());
-    repository.Execute("update srcdcols set sessionid=1 where sessionid=2");
+    RunStatement(RepoConnStr, "update srcdcols set sessionid=1 where sessionid=2");
     saving.reset();
     EXPECT_EQ(run.Wait().exit_code, 0);
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 5);

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/times.h>
 #include <unistd.h>
 
@@ -79,9 +78,7 @@ TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
         << Log();
     now = At("2026-03-01 06:19:58");
     EXPECT_EQ(service->Wait(), std::chrono::seconds(2));
-    struct stat state {};
-    ASSERT_EQ(::stat(app.Path("log/VYTimer.log").c_str(), &state), 0);
-    EXPECT_EQ(state.st_mode & 0777U, 0600U);
+    EXPECT_EQ(ModeOf(app.Path("log/VYTimer.log")), 0600U);
 }
 
 TEST_F(TimerServiceTest, ARestartMakesUpForWhatWasMissedOnce) {

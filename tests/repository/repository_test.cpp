@@ -5,8 +5,6 @@
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 
-#include <sys/stat.h>
-
 namespace vantry {
 namespace {
 
@@ -258,12 +256,6 @@ TEST_F(Repository, DeletingTakesRowsAndLogsAway) {
     EXPECT_EQ(test::RowsOf(RepoConnStr, "select count(*) from SrcDCols"), "0\n");
 }
 
-mode_t ModeOf(const std::filesystem::path& file) {
-    struct stat state {};
-    EXPECT_EQ(::stat(file.c_str(), &state), 0) << file;
-    return state.st_mode & 0777U;
-}
-
 TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
     const std::string folder = folder_.Path().string();
     CreateRepository(folder, kNow);
@@ -271,13 +263,13 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
     SaveSession(Named("kept"));
     CreateRepository(folder, kNow);
     EXPECT_TRUE(ListSessions().empty());
-    EXPECT_EQ(ModeOf(RepositoryFile(folder)), 0600U);
-    EXPECT_EQ(ModeOf(folder_ / "VYRepo211126_19_13"), 0600U);
+    EXPECT_EQ(test::ModeOf(RepositoryFile(folder)), 0600U);
+    EXPECT_EQ(test::ModeOf(folder_ / "VYRepo211126_19_13"), 0600U);
 
     RestoreRepository(folder, folder_ / "VYRepo211126_19_13");
     EXPECT_EQ(ListSessions().size(), 1U);
     BackupRepository(folder, folder_ / "backup");
-    EXPECT_EQ(ModeOf(folder_ / "backup/VYRepo.mdb"), 0600U);
+    EXPECT_EQ(test::ModeOf(folder_ / "backup/VYRepo.mdb"), 0600U);
     EXPECT_THROW(BackupRepository(folder, folder_ / "backup"), DataError)
         << "the folder is there already";
     EXPECT_THROW(RestoreRepository(folder, folder_ / "nosuch.mdb"), DataError);

@@ -20,6 +20,11 @@ inline std::filesystem::path MemoryFolder() {
                                                       : std::filesystem::temp_directory_path();
 }
 
+// Who may do what with a file: the nine bits of its mode.
+inline unsigned ModeOf(const std::filesystem::path& file) {
+    return static_cast<unsigned>(std::filesystem::status(file).permissions()) & 0777U;
+}
+
 class TempDir {
 public:
     TempDir() : TempDir(std::filesystem::temp_directory_path(), "vantry") {}

@@ -10,7 +10,6 @@
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <thread>
 
@@ -62,9 +61,7 @@ TEST(FileErrors, NameTheFileAndWhatToDo) {
     }
     EXPECT_EQ("0123456789", folder.Read("there"));
     File::CreateNew(folder / "private", true);
-    struct stat status {};
-    ASSERT_EQ(0, ::stat((folder / "private").c_str(), &status));
-    EXPECT_EQ(0600U, status.st_mode & 0777U);
+    EXPECT_EQ(0600U, test::ModeOf(folder / "private"));
 }
 
 TEST(FileWrites, GatheredPiecesArriveInOrder) {
