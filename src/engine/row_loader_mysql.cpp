@@ -138,6 +138,9 @@ void AppendPlainPiece(const Cell& value, std::string& batch) {
             batch.append(digits.data(), end);
             break;
         }
+        case ValueKind::Bytes:
+            AppendQuoted(value.AsText(), batch);
+            return;
         case ValueKind::Text:
             if (const auto text = Trimmed(value.AsText()); !CanStandBare(text)) {
                 AppendQuoted(text, batch);

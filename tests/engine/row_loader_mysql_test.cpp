@@ -93,6 +93,7 @@ TEST_F(MySQLLoaderTest, ValuesStandInTheStatementByTheirType) {
         {adInteger, Text("user()"), "'user()'"},
         {adInteger, Text("d_a"), "'d_a'"},
         {adVariant, Text("O'Brien"), "'O''Brien'"},
+        {adVariant, Bytes("1),('2"), "'1),(''2'"},
     };
     for (const auto& [type, value, text] : cases) {
         ClearTable();
