@@ -29,11 +29,7 @@ protected:
     }
 
     static PrivateMariaDb& Server() {
-        static PrivateMariaDb server([] {
-            MariaDbOptions options;
-            options.general_log = true;
-            return options;
-        }());
+        static PrivateMariaDb server({.general_log = true});
         return server;
     }
     static std::string TextByPort(int port) {

@@ -8,29 +8,22 @@
 #include "support/private_odbc.h"
 #include "support/session_steps.h"
 
-#include <memory>
-
 namespace vantry::test {
 namespace {
 
-std::unique_ptr<PrivateOdbc> registry;
-
-class RegistryEnvironment : public testing::Environment {
-public:
-    void SetUp() override { registry = std::make_unique<PrivateOdbc>(); }
-    void TearDown() override { registry.reset(); }
-};
-const auto* const kEnvironment = testing::AddGlobalTestEnvironment(new RegistryEnvironment);
-
 class StandInRoute : public RunTest {
 protected:
+    static PrivateOdbc& Registry() {
+        static PrivateOdbc registry;
+        return registry;
+    }
     void SetUp() override {
         if (const auto missing = PrivateOdbc::Missing("libsqlite3odbc.so", "libsqliteodbc");
             !missing.empty()) {
             GTEST_SKIP() << missing;
         }
-        registry->Register({PrivateOdbc::Driver("SQL Server", "libsqlite3odbc.so"),
-                            PrivateOdbc::Driver("Oracle ODBC Driver", "libsqlite3odbc.so")});
+        Registry().Register({PrivateOdbc::Driver("SQL Server", "libsqlite3odbc.so"),
+                             PrivateOdbc::Driver("Oracle ODBC Driver", "libsqlite3odbc.so")});
     }
 
     // The statements make the source or the target.
@@ -160,8 +153,8 @@ TEST_F(StandInRoute, ASqlServerThatIsntThereFailsTheTableInItsDriversWords) {
     To("ORACLE");
     Map("src", "dst");
     // The mapped columns stay; the target becomes a server of the real driver.
-    registry->Register({PrivateOdbc::Driver("SQL Server", "libsqlite3odbc.so"),
-                        PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so")});
+    Registry().Register({PrivateOdbc::Driver("SQL Server", "libsqlite3odbc.so"),
+                         PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so")});
     SourceConnStr = "driver=SQL Server;Server=(local);Trusted_Connection=yes;Database=" +
                     (folder_ / "source").string();
     TargetType = "MSSQL";

@@ -19,8 +19,8 @@ struct MariaDbOptions {
     bool general_log = false;  // LoggedStatements() needs it
     // 2: a killed server keeps its commits; 1: on disk and as an untouched server, to measure.
     int flush_log_at_commit = 2;
-    std::uint64_t max_allowed_packet = 0;    // bytes; 0: the server's default of 16 MiB
-    std::vector<std::string> more_settings;  // further "--name=value" arguments of the server
+    std::uint64_t max_allowed_packet = 0;         // bytes; 0: the server's default of 16 MiB
+    std::vector<std::string> more_settings = {};  // further "--name=value" arguments of the server
 };
 
 class PrivateMariaDb {

@@ -35,12 +35,8 @@ protected:
     }
 
     static PrivateMariaDb& Server() {
-        static PrivateMariaDb server([] {
-            MariaDbOptions options;
-            options.general_log = true;
-            options.max_allowed_packet = std::uint64_t{64} << 20;
-            return options;
-        }());
+        static PrivateMariaDb server(
+            {.general_log = true, .max_allowed_packet = std::uint64_t{64} << 20});
         return server;
     }
 
