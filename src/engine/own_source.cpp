@@ -105,4 +105,9 @@ bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
     return SamePlace(from, to) && SameOwner(source, from, to);
 }
 
+int CursorForRows(const TableRec& source, const TableRec& target, int usual) {
+    const bool of_server = SourceType != "ACCESS" && SourceType != "FOXPRO";
+    return of_server && IsItsOwnSource(source, target) ? adOpenStatic : usual;
+}
+
 }  // namespace vantry

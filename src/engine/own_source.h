@@ -10,4 +10,9 @@ namespace vantry {
 // Names compare without case, also where a server tells them apart: a refusal costs nothing.
 bool IsItsOwnSource(const TableRec& source, const TableRec& target);
 
+// The cursor type by which the rows are read: `usual`, unless they are appended to their own table
+// on a server. Some lock it until the last row is read, and the first one written would wait for
+// ever: those rows are taken into memory before.
+int CursorForRows(const TableRec& source, const TableRec& target, int usual);
+
 }  // namespace vantry

@@ -2,6 +2,7 @@
 
 #include "data/value_convert.h"
 #include "data/value_text.h"
+#include "engine/own_source.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
@@ -225,7 +226,7 @@ void GenericLoad::OpenSource(const MappedColumns& mapped) {
     const auto statements = ReadingStatements(source_, mapped, kGenericReading);
     const int cursor_type = TargetType == "MSSQL" ? adOpenForwardOnly : adOpenKeyset;
     CountSourceRows(scope_, statements, cursor_type, total_rows_);
-    OpenSourceRows(scope_, statements, cursor_type);
+    OpenSourceRows(scope_, statements, CursorForRows(source_, target_, cursor_type));
 }
 
 bool GenericLoad::NeedsRecordset() {

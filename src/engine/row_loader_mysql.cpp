@@ -3,6 +3,7 @@
 #include "data/letter_case.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
+#include "engine/own_source.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
@@ -273,7 +274,7 @@ void MySQLLoad::OpenSource(const MappedColumns& mapped) {
     SrcRS = std::make_unique<Recordset>();
     const auto statements = ReadingStatements(source_, mapped, kMySQLReading);
     CountSourceRows(scope_, statements, adOpenForwardOnly, total_rows_);
-    OpenSourceRows(scope_, statements, adOpenForwardOnly);
+    OpenSourceRows(scope_, statements, CursorForRows(source_, target_, adOpenForwardOnly));
 }
 
 bool MySQLLoad::NeedsRecordset() {
