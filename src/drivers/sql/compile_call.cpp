@@ -1,4 +1,5 @@
-#include "data/value_convert.h"
+// Calls of functions, and the conversions that bring a value into the form that a place asks for.
+
 #include "drivers/sql/errors.h"
 #include "drivers/sql/functions.h"
 #include "drivers/sql/lexer.h"
@@ -13,43 +14,6 @@ constexpr std::string_view kAggregateNames[] = {
 bool IsAny(std::string_view name, std::initializer_list<std::string_view> names) {
     return std::any_of(
         names.begin(), names.end(), [&](auto other) { return SameWord(name, other); });
-}
-
-// What VarType says of a type, and TypeName.
-std::pair<int, std::string_view> VariantType(int code) {
-    switch (code) {
-        case adSmallInt:
-            return {2, "Integer"};
-        case adInteger:
-            return {3, "Long"};
-        case adSingle:
-            return {4, "Single"};
-        case adDouble:
-            return {5, "Double"};
-        case adCurrency:
-            return {6, "Currency"};
-        case adBoolean:
-            return {11, "Boolean"};
-        case adUnsignedTinyInt:
-            return {17, "Byte"};
-        case adNumeric:
-        case adDecimal:
-            return {14, "Decimal"};
-        default:
-            break;
-    }
-    switch (FamilyOf(code)) {
-        case Family::Date:
-            return {7, "Date"};
-        case Family::Text:
-            return {8, "String"};
-        case Family::Binary:
-            return {8209, "Byte()"};
-        case Family::Unknown:
-            return {1, "Null"};
-        default:
-            return {5, "Double"};
-    }
 }
 
 }  // namespace
@@ -195,145 +159,6 @@ Term StatementCompiler::Aggregate(const Expression& call, Scope& scope) {
         term.type = SimpleType(adDouble);
     }
     return term;
-}
-
-// CASE over conditions; each branch is worked out only when its condition holds.
-Term StatementCompiler::Choice(const std::vector<std::pair<std::string, Term>>& branches,
-                               const Term* otherwise) {
-    Term term;
-    for (const auto& branch : branches) {
-        term.type = CommonType(term.type, branch.second.type);
-    }
-    if (otherwise != nullptr) {
-        term.type = CommonType(term.type, otherwise->type);
-    }
-    term.sql = "(CASE";
-    for (const auto& [condition, value] : branches) {
-        term.sql += " WHEN " + condition + " THEN " + AsType(value, term.type);
-    }
-    if (otherwise != nullptr) {
-        term.sql += " ELSE " + AsType(*otherwise, term.type);
-    }
-    term.sql += " END)";
-    return term;
-}
-
-// IIf(a, x, IIf(b, y, z)) is one CASE, so that long cascades don't nest.
-Term StatementCompiler::Conditional(const Expression& call, Scope& scope) {
-    std::vector<std::pair<std::string, Term>> branches;
-    const auto* at = &call;
-    do {
-        if (at->operands.size() != 3) {
-            throw WrongArguments(at->text);
-        }
-        branches.emplace_back(Condition(*at->operands[0], scope), Compile(*at->operands[1], scope));
-        at = at->operands[2].get();
-    } while (at->kind == Expression::Kind::Call && SameWord(at->name, "iif"));
-    const auto otherwise = Compile(*at, scope);
-    return Choice(branches, &otherwise);
-}
-
-// Functions whose arguments aren't all worked out, or whose type is that of their arguments.
-std::optional<Term> StatementCompiler::SpecialCall(const Expression& call, Scope& scope) {
-    const auto& name = call.name;
-    const auto count = call.operands.size();
-    const auto argument = [&](std::size_t k) { return Compile(*call.operands[k], scope); };
-    const auto expect = [&](bool fits) {
-        if (!fits) {
-            throw WrongArguments(call.text);
-        }
-    };
-    const bool fox = dialect_.kind == Dialect::Kind::FoxPro;
-    if (SameWord(name, "iif")) {
-        return Conditional(call, scope);
-    }
-    if (SameWord(name, "switch")) {
-        expect(count >= 2 && count % 2 == 0);
-        std::vector<std::pair<std::string, Term>> branches;
-        for (std::size_t k = 0; k < count; k += 2) {
-            branches.emplace_back(Condition(*call.operands[k], scope), argument(k + 1));
-        }
-        return Choice(branches, nullptr);
-    }
-    if (SameWord(name, "choose")) {
-        expect(count >= 2);
-        const auto index = Function("+whole", {AsNumber(argument(0))});
-        std::vector<std::pair<std::string, Term>> branches;
-        for (std::size_t k = 1; k < count; ++k) {
-            branches.emplace_back("(" + index + " = " + std::to_string(k) + ")", argument(k));
-        }
-        return Choice(branches, nullptr);
-    }
-    if (IsAny(name, {"nz", "nvl"})) {
-        expect(count == 2 || (count == 1 && !fox));
-        const auto value = argument(0);
-        Term otherwise;
-        if (count == 2) {
-            otherwise = argument(1);
-        } else {
-            const bool text =
-                FamilyOf(value.type) == Family::Text || FamilyOf(value.type) == Family::Unknown;
-            otherwise.sql = text ? "''" : "0";
-            otherwise.type = text ? TextType(0) : value.type;
-        }
-        return Choice({{"(" + Value(value) + " IS NOT NULL)", value}}, &otherwise);
-    }
-    if (SameWord(name, "isnull")) {
-        expect(count == 1);
-        Term term;
-        term.sql = "(" + Value(argument(0)) + " IS NULL)";
-        term.type = SimpleType(adBoolean);
-        term.logical = true;
-        return term;
-    }
-    if (SameWord(name, "isdate") && count == 1) {
-        const auto value = argument(0);
-        if (FamilyOf(value.type) != Family::Date) {
-            return std::nullopt;
-        }
-        Term term;
-        term.sql = "(" + Value(value) + " IS NOT NULL)";
-        term.type = SimpleType(adBoolean);
-        term.logical = true;
-        return term;
-    }
-    if (IsAny(name, {"vartype", "typename"})) {
-        expect(count == 1);
-        const auto value = argument(0);
-        const auto [number, word] = VariantType(value.type.code);
-        const bool as_number = SameWord(name, "vartype");
-        Term term;
-        term.sql = "(CASE WHEN " + Value(value) + " IS NULL THEN " + (as_number ? "1" : "'Null'") +
-                   " ELSE " + (as_number ? std::to_string(number) : TextLiteral(word)) + " END)";
-        term.type = as_number ? SimpleType(adSmallInt) : TextType(0);
-        return term;
-    }
-    if (SameWord(name, "cvar")) {
-        expect(count == 1);
-        return argument(0);
-    }
-    if (fox && SameWord(name, "between")) {
-        expect(count == 3);
-        const auto value = argument(0);
-        Term term;
-        term.sql = "(" + Comparison(Operator::GreaterOrEqual, value, argument(1)).sql + " AND " +
-                   Comparison(Operator::LessOrEqual, value, argument(2)).sql + ")";
-        term.type = SimpleType(adBoolean);
-        term.logical = true;
-        return term;
-    }
-    if (fox && SameWord(name, "inlist")) {
-        expect(count >= 2);
-        return InList(call, scope);
-    }
-    if (fox && IsAny(name, {"max", "min"})) {
-        expect(count == 2);
-        const auto left = argument(0);
-        const auto right = argument(1);
-        const auto op = SameWord(name, "max") ? Operator::GreaterOrEqual : Operator::LessOrEqual;
-        return Choice({{Comparison(op, left, right).sql, left}}, &right);
-    }
-    return std::nullopt;
 }
 
 std::string StatementCompiler::Value(const Term& term) const {

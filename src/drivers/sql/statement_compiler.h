@@ -7,7 +7,6 @@
 #include "drivers/sql/exact_number.h"
 #include "drivers/sql/value_type.h"
 
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -162,8 +161,8 @@ private:
     std::string OrderText(const std::vector<OrderKey>& keys);
     CompiledQuery Finish(SelectPlan& plan, std::optional<std::size_t> row_source);
 
-    // Expressions (compile_expression.cpp). Terms of Compile may stand in SQL; those of Column only
-    // after Touch.
+    // Expressions (compile_expression.cpp, compile_comparison.cpp). Terms of Compile may stand in
+    // SQL; those of Column only after Touch.
     Term Compile(const Expression& expression, Scope& scope);
     Term CompileNode(const Expression& expression, Scope& scope);
     Term Column(const Expression& expression, Scope& scope);
@@ -189,14 +188,31 @@ private:
 
     // Calls (compile_call.cpp).
     Term Call(const Expression& call, Scope& scope);
-    std::optional<Term> SpecialCall(const Expression& call, Scope& scope);
     Term PlainCall(const Expression& call, const FunctionEntry& entry, Scope& scope);
-    Term Conditional(const Expression& call, Scope& scope);
     Term Aggregate(const Expression& call, Scope& scope);
-    Term Choice(const std::vector<std::pair<std::string, Term>>& branches, const Term* otherwise);
     std::string Function(std::string_view name, std::initializer_list<std::string> arguments);
 
-    // Conversions: SQL of the value in the wanted form.
+    // Calls that are written out in SQL (compile_special_call.cpp); none: the function of that name
+    // is to be called.
+    struct SpecialFunction;
+    std::optional<Term> SpecialCall(const Expression& call, Scope& scope);
+    std::optional<Term> Conditional(const Expression& call, Scope& scope);
+    std::optional<Term> FirstTrue(const Expression& call, Scope& scope);
+    std::optional<Term> ChosenByNumber(const Expression& call, Scope& scope);
+    std::optional<Term> ValueOrElse(const Expression& call, Scope& scope);
+    std::optional<Term> NullTest(const Expression& call, Scope& scope);
+    std::optional<Term> DateTest(const Expression& call, Scope& scope);
+    std::optional<Term> TypeNumber(const Expression& call, Scope& scope);
+    std::optional<Term> TypeWord(const Expression& call, Scope& scope);
+    std::optional<Term> Unchanged(const Expression& call, Scope& scope);
+    std::optional<Term> BetweenCall(const Expression& call, Scope& scope);
+    std::optional<Term> InListCall(const Expression& call, Scope& scope);
+    std::optional<Term> LargerOfTwo(const Expression& call, Scope& scope);
+    std::optional<Term> SmallerOfTwo(const Expression& call, Scope& scope);
+    Term BetterOfTwo(Operator op, const Expression& call, Scope& scope);
+    Term Choice(const std::vector<std::pair<std::string, Term>>& branches, const Term* otherwise);
+
+    // Conversions (compile_call.cpp): SQL of the value in the wanted form.
     std::string Value(const Term& term) const;
     std::string AsCondition(const Term& term);
     std::string AsText(const Term& term);
@@ -223,8 +239,6 @@ private:
     std::vector<std::unique_ptr<ParsedStatement>> views_;
     std::vector<std::string> open_views_;
     std::size_t view_count_ = 0;
-    std::deque<Expression> made_;  // expressions of the compiler's own
-    std::deque<TableExpression> made_tables_;
 };
 
 bool IsAggregateName(std::string_view name);
