@@ -210,7 +210,6 @@ bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint
 // ---- Other connections of this process --------------------------------------------------------
 
 void PagedFile::FlushSiblings() {
-    std::vector<PagedFile*> others;
     const std::lock_guard lock(AllFiles().mutex);
     for (PagedFile* const file : AllFiles().files) {
         if (file != this) {

@@ -118,7 +118,6 @@ private:
     };
     struct Image {
         std::uint32_t page;
-        bool was_changed;
         std::unique_ptr<std::byte[]> bytes;
     };
     using Frames = std::unordered_map<std::uint32_t, Frame>;

@@ -75,7 +75,7 @@ std::span<std::byte> PagedFile::Change(std::uint32_t page) {
     BumpVersion();
     Frame& frame = Load(page, true);
     if (undo_ && page < pages_at_mark_ && frame.mark != mark_) {
-        Image image{page, frame.changed, std::make_unique<std::byte[]>(options_.page_size)};
+        Image image{page, std::make_unique<std::byte[]>(options_.page_size)};
         std::memcpy(image.bytes.get(), frame.bytes, options_.page_size);
         images_.push_back(std::move(image));
         frame.mark = mark_;

@@ -19,7 +19,6 @@ public:
     ExpressionPtr ParseClause();
     // * or x.* are taken as well, as in a select list.
     ExpressionPtr ParseItem();
-    std::size_t ParameterCount() const { return parameter_count_; }
 
 protected:
     virtual std::unique_ptr<Select> ParseQuery() = 0;

@@ -42,7 +42,6 @@ struct FunctionCall {
     int Small(int k) const;              // a Whole in the range of int; throws Overflow
     DateTime Date(int k) const;          // throws TypeMismatch, Overflow
     Decimal Exact(int k) const;          // of any number; throws Overflow from 10^38 on
-    double NumberOr(int k, double otherwise) const { return k < count ? Number(k) : otherwise; }
 
     void Return(std::string_view text) const;
     void Return(double number) const;  // throws Overflow unless finite

@@ -164,18 +164,6 @@ void Pad(FunctionCall& call) {
                                  Repeated(fill, missing - before)));
 }
 
-void Chr(FunctionCall& call) {
-    const auto number = call.Whole(0);
-    if (number < 0 || number > 255) {
-        call.Refuse();
-    }
-    static thread_local const CodePage page(WindowsCodePageOfLocale());
-    const char byte = static_cast<char>(number);
-    std::string text;
-    page.AppendUtf8({&byte, 1}, text);
-    call.Return(std::string_view(text));
-}
-
 // STR(number [, width [, decimals]]): right-aligned; stars when it doesn't fit.
 void Str(FunctionCall& call) {
     const auto width = call.count > 1 ? call.Whole(1) : 10;
@@ -237,10 +225,6 @@ void DayOnly(FunctionCall& call) {
 
 void Same(FunctionCall& call) {
     call.Return(call.Date(0));
-}
-
-void Today(FunctionCall& call) {
-    call.Return(DateTime{call.session.Present().day, 0});
 }
 
 void Present(FunctionCall& call) {
@@ -343,7 +327,6 @@ constexpr FunctionEntry kFoxPro[] = {
     {"PadL", 2, 3, "tnt", 't', Pad<true, false>},
     {"PadR", 2, 3, "tnt", 't', Pad<false, true>},
     {"PadC", 2, 3, "tnt", 't', Pad<true, true>},
-    {"Chr", 1, 1, "n", 't', Chr},
     {"Str", 1, 3, "n", 't', Str},
     {"Empty", 1, 1, "v", 'b', Empty, true},
     {"DToC", 1, 2, "dn", 't', DateText},
@@ -353,7 +336,6 @@ constexpr FunctionEntry kFoxPro[] = {
     {"CToT", 1, 1, "t", 'd', ToDateTime},
     {"TToD", 1, 1, "d", 'd', DayOnly},
     {"DToT", 1, 1, "d", 'd', Same},
-    {"Date", 0, 0, "", 'd', Today, true, nullptr, true},
     {"DateTime", 0, 0, "", 'd', Present, true, nullptr, true},
     {"Time", 0, 0, "", 't', TimeText, true, nullptr, true},
     {"Dow", 1, 1, "d", 'l', DayOfWeek},

@@ -342,7 +342,6 @@ void Replace(FunctionCall& call) {
     if (find.empty()) {
         return call.Return(std::string_view(text));
     }
-    const LikePattern whole(find, false, fold);
     const auto wanted = static_cast<std::int64_t>(CountUtf16Units(find));
     std::string out;
     for (std::size_t k = 0; k < text.size();) {

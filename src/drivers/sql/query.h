@@ -21,7 +21,6 @@ public:
           const Dialect& dialect);
 
     std::span<const ColumnInfo> Columns() const { return infos_; }
-    std::size_t ParameterCount() const { return compiled_.parameter_count; }
     // Begins anew with these parameters.
     void Start(std::span<const Cell> parameters);
     // Lets go of the rows that are being read.

@@ -44,7 +44,6 @@ public:
     // The row that SQLite's scan of the table stands at, if it stands at one; the shown columns
     // come first where they are shown directly.
     bool StandsAt(RowId row) const { return stands_ && current_id_ == row; }
-    bool Stands() const { return stands_; }
     std::span<const Cell> CurrentRow() const { return current_row_; }
     // Why the cell at `position` of the current row is Unreadable.
     DataError FieldError(std::size_t position) const;
