@@ -240,17 +240,20 @@ void MarkExisting(std::size_t index, const std::set<std::string>& keys) {
     }
 }
 
-void AppendMapRows(const std::vector<ColumnRec>& source_columns,
+// The columns of table `tab_id`. Also the empty one of a side that couldn't be read belongs to it:
+// by its own number it would become a row of the session's first table.
+void AppendMapRows(double tab_id,
+                   const std::vector<ColumnRec>& source_columns,
                    const std::vector<ColumnRec>& target_columns,
                    std::size_t& next) {
     const std::size_t count = std::max(source_columns.size(), target_columns.size());
     for (std::size_t r = 0; r < count; ++r) {
         ColMapRec row;
+        row.TabID = tab_id;
         row.Pos = static_cast<i16>(next);
         row.CPos = static_cast<i16>(r);
         if (r < source_columns.size()) {
             const auto& column = source_columns[r];
-            row.TabID = column.TabID;
             row.TName = column.TName;
             row.SCName = column.ColName;
             row.SCCount = column.ColCount;
@@ -264,7 +267,6 @@ void AppendMapRows(const std::vector<ColumnRec>& source_columns,
         }
         if (r < target_columns.size()) {
             const auto& column = target_columns[r];
-            row.TabID = column.TabID;
             row.TName = column.TName;
             row.DCName = column.ColName;
             row.DCCount = column.ColCount;
@@ -387,7 +389,8 @@ void BuildColMaps() {
     const auto source_rows = GroupByTable(SrcCols);
     const auto target_rows = GroupByTable(DstCols);
     for (const auto& table : SrcTables) {
-        AppendMapRows(ColumnsOf(SrcCols, RowsOf(source_rows, table.TabID)),
+        AppendMapRows(table.TabID,
+                      ColumnsOf(SrcCols, RowsOf(source_rows, table.TabID)),
                       ColumnsOf(DstCols, RowsOf(target_rows, table.TabID)),
                       next);
     }
@@ -411,7 +414,7 @@ void RebuildTableMap(i16 tab_id) {
     std::vector<ColumnRec> source_columns;
     std::vector<ColumnRec> target_columns;
     SplitTableColumns(tab_id, source_columns, target_columns);
-    AppendMapRows(source_columns, target_columns, next);
+    AppendMapRows(tab_id, source_columns, target_columns, next);
     for (std::size_t row = 0; row < ColMaps.size(); ++row) {
         ColMaps[row].Pos = static_cast<i16>(row);
     }

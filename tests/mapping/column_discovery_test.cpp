@@ -139,6 +139,18 @@ TEST_F(ColumnDiscovery, ARenamedTargetIsMappedAnewBehindTheOtherTables) {
     EXPECT_EQ(DstTables[1].Name, " NARROW ");
 }
 
+TEST_F(ColumnDiscovery, ATableThatCouldNotBeReadSpoilsNoOther) {
+    session_.InSource({"CREATE TABLE a (p LONG, q LONG)", "CREATE TABLE b (r LONG, s LONG)"});
+    MappingSession::ChooseTables({"a", "b"});
+    MappingSession::Map();
+    NameTargetTable(1, "gone");
+    ReloadSourceColumns(1);
+    DstTables[1].TableExists = kTrue;  // it was there a moment ago
+    EXPECT_THROW(ReloadTargetColumns(1), DataError);
+    RebuildTableMap(1);
+    EXPECT_EQ(MappingSession::MapText(), "0 p>p 1\n0 q>q 1\n1 r> 1\n1 s><Skip> 0\n");
+}
+
 TEST_F(ColumnDiscovery, ASingleRowOfAnotherTableGivesUpItsPlace) {
     session_.InSource({"CREATE TABLE a (p LONG, q LONG)", "CREATE TABLE b (r LONG)"});
     for (const auto& tables : {std::vector<std::string>{"a"}, {"a", "b"}}) {
