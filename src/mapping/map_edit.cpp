@@ -120,9 +120,9 @@ std::optional<i16> DecimalsOf(const std::string& text) {
     return NumberOf<i16>(text);
 }
 
-bool AreDecimalsBelowSize(const std::string& text, i32 size) {
+std::optional<bool> AreDecimalsBelowSize(const std::string& text, i32 size) {
     const auto number = ParseDouble(Trimmed(text));
-    return number && std::trunc(*number) < size;
+    return number ? std::optional(std::trunc(*number) < size) : std::nullopt;
 }
 
 }  // namespace vantry

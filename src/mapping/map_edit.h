@@ -35,7 +35,8 @@ bool HasTargetDecimals(const std::string& target_type);
 // number or doesn't fit in the field.
 std::optional<i32> SizeOf(const std::string& text);
 std::optional<i16> DecimalsOf(const std::string& text);
-// Whether the whole-number part of `text`, which is a number, is less than the size of the row.
-bool AreDecimalsBelowSize(const std::string& text, i32 size);
+// Whether the whole-number part of `text` is less than the size of the row; nothing when the text
+// is no number.
+std::optional<bool> AreDecimalsBelowSize(const std::string& text, i32 size);
 
 }  // namespace vantry

@@ -46,9 +46,10 @@ TEST(MapEdit, NumbersOfSizesAreReadWholeOrNotAtAll) {
         EXPECT_EQ(SizeOf(c.text), c.size) << c.text;
         EXPECT_EQ(DecimalsOf(c.text), c.decimals) << c.text;
     }
-    EXPECT_TRUE(AreDecimalsBelowSize("4.9", 5));
-    EXPECT_FALSE(AreDecimalsBelowSize("5", 5));
-    EXPECT_FALSE(AreDecimalsBelowSize("x", 5));
+    EXPECT_EQ(AreDecimalsBelowSize("4.9", 5), true);
+    EXPECT_EQ(AreDecimalsBelowSize("5", 5), false);
+    EXPECT_EQ(AreDecimalsBelowSize("40000", 5), false);
+    EXPECT_EQ(AreDecimalsBelowSize("x", 5), std::nullopt);
 }
 
 }  // namespace

@@ -409,12 +409,13 @@ bool Form5::LeaveDecimals(int row) {
     auto& map = MapRow(row);
     const QString text = ui_->t1->text();
     const auto decimals = DecimalsOf(FromQt(text));
-    const bool good = decimals && AreDecimalsBelowSize(FromQt(text), map.DWidth);
+    const auto below_size = AreDecimalsBelowSize(FromQt(text), map.DWidth);
+    const bool good = decimals && below_size.value_or(false);
     if (good) {
         ui_->ColGrid1->SetText(row, kTargetDec, text);
         map.DScale = *decimals;
     } else {
-        if (decimals) {
+        if (!below_size.value_or(true)) {
             TellStop("Decimal Places must be less than field size");
         } else {
             TellStop("Invalid Number", "Stop");

@@ -239,6 +239,7 @@ TEST_F(Form5Test, NumbersAreCheckedWhenTheCellIsLeft) {
         {kSize, "9999999999", "12", 12, kInvalid},
         {kDec, "11", "11", 11, ""},
         {kDec, "12", "2", 2, kTooMany},
+        {kDec, "40000", "2", 2, kTooMany},
         {kDec, "11.9", "11.9", 12, ""},
         {kDec, "-1", "-1", -1, ""},
         {kDec, "x", "2", 2, kInvalid},
