@@ -121,7 +121,6 @@ public:
 
 private:
     friend class Field;
-    struct Buffered;
     void OpenOn(std::shared_ptr<DriverConnection> connection,
                 std::string_view source,
                 int cursor_type,
@@ -151,7 +150,6 @@ private:
     std::span<const Cell> row_;  // of a streaming cursor that stands on a row, else empty
     std::vector<std::vector<Value>> rows_;  // static cursors only
     std::size_t row_index_ = 0;
-    std::vector<Cell> buffered_row_;
     bool adding_ = false;
     std::vector<Value> new_row_;
     std::vector<Cell> new_cells_;

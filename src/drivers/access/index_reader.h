@@ -24,7 +24,6 @@ public:
     PageNumber Previous() const { return previous_; }
     PageNumber Next() const { return next_; }
     PageNumber Owner() const { return owner_; }
-    std::size_t Prefix() const { return prefix_; }
     std::size_t FreeBytes() const { return free_; }
     // Bytes of the entry area that are in use.
     std::size_t UsedBytes() const { return used_; }

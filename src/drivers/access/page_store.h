@@ -59,8 +59,6 @@ public:
     std::span<std::byte> Change(PageNumber page);
     ByteSpan Look(PageNumber page);
     std::uint64_t ViewNumber() const { return file_->ViewNumber(); }
-    // Says that a view obtained earlier was written to.
-    void Touched() { BumpVersion(); }
     // A page of zeros: a free one of the file, or one behind its end. The file's map of free pages
     // is kept up.
     PageNumber Allocate();

@@ -40,9 +40,6 @@ public:
         return bit ? VariableField(column.variable_index) : std::nullopt;
     }
 
-    std::size_t ColumnCount() const { return columns_; }
-    std::size_t VariableCount() const { return variable_count_; }
-
 private:
     static constexpr std::byte kTruthBytes[2] = {std::byte{0}, std::byte{1}};
     static constexpr ByteSpan kFalse{kTruthBytes, 1};

@@ -19,7 +19,6 @@ public:
     std::optional<PageNumber> Next(PageNumber from);
     bool Contains(PageNumber page) { return Next(page) == page; }
 
-    bool IsReference() const { return kind_ == kReferenceMap; }
     // The bitmap pages that a reference map occupies.
     std::vector<PageNumber> BitmapPages() const;
     RowPointer Row() const { return row_; }

@@ -20,7 +20,6 @@ struct VerifyReport {
     std::vector<std::string> notes;
 
     bool IsSound() const { return findings.empty(); }
-    bool IsSpotless() const { return findings.empty() && notes.empty(); }
     // One line each.
     std::string Text() const;
 };

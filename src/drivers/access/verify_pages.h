@@ -39,7 +39,6 @@ public:
     void Claim(PageNumber page, const std::string& owner);
     // A map's row: its page and, for a reference map, its bitmap pages.
     void ClaimMap(RowPointer row, const UsageMap& map, const std::string& owner);
-    bool IsClaimed(PageNumber page) const { return owners_[page] != 0; }
     // Pages that the global map and the claims see differently.
     void CheckAgainstGlobalMap(RowPointer global_map);
 
