@@ -1,5 +1,7 @@
 #include "drivers/access/errors.h"
 
+#include "data/message_text.h"
+
 namespace vantry::access {
 namespace {
 
@@ -10,10 +12,6 @@ constexpr std::string_view kRepair =
 
 DataError Failure(std::string text) {
     return {kErrUnspecified, std::move(text), std::string(kSource)};
-}
-
-std::string Quoted(std::string_view name) {
-    return "'" + std::string(name) + "'";
 }
 
 }  // namespace

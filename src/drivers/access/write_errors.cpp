@@ -1,13 +1,11 @@
 #include "drivers/access/write_errors.h"
 
+#include "data/message_text.h"
+
 namespace vantry::access {
 namespace {
 
 constexpr std::string_view kSource = "Microsoft Access Database Engine";
-
-std::string Quoted(std::string_view name) {
-    return "'" + std::string(name) + "'";
-}
 
 std::string At(FieldName field) {
     return "'" + std::string(field.table) + "." + std::string(field.column) + "'";
@@ -15,21 +13,6 @@ std::string At(FieldName field) {
 
 DataError Error(int number, std::string text) {
     return {number, std::move(text), std::string(kSource)};
-}
-
-// A value in a message: one line, cut.
-std::string Shown(std::string_view value) {
-    constexpr std::size_t kLongest = 60;
-    std::string out = "'";
-    for (std::size_t at = 0; at < value.size() && at < kLongest; ++at) {
-        out += value[at] == '\n' || value[at] == '\r' || value[at] == '\0' ? ' ' : value[at];
-    }
-    // No half of a character at the cut.
-    while (value.size() > kLongest && out.size() > 1 &&
-           (static_cast<unsigned char>(out.back()) & 0xC0) == 0x80) {
-        out.pop_back();
-    }
-    return out + (value.size() > kLongest ? "...'" : "'");
 }
 
 }  // namespace
@@ -65,8 +48,8 @@ DataError CannotChangeSystemTable(std::string_view table) {
 
 DataError ValueDoesNotFit(FieldName field, std::string_view value, std::string_view type) {
     return Error(kErrConversion,
-                 "The value " + Shown(value) + " can't be converted for the field " + At(field) +
-                     " (" + std::string(type) + ").");
+                 "The value " + Quoted(Shown(value)) + " can't be converted for the field " +
+                     At(field) + " (" + std::string(type) + ").");
 }
 
 DataError TextTooLong(FieldName field, std::size_t units, std::size_t limit) {
@@ -79,7 +62,7 @@ DataError TextTooLong(FieldName field, std::size_t units, std::size_t limit) {
 
 DataError ValueOutOfRange(FieldName field, std::string_view value, std::string_view type) {
     return Error(kErrConversion,
-                 "Numeric field overflow: the value " + Shown(value) +
+                 "Numeric field overflow: the value " + Quoted(Shown(value)) +
                      " is too large for the field " + At(field) + " (" + std::string(type) + ").");
 }
 
@@ -92,7 +75,7 @@ DataError NullNotAllowed(FieldName field) {
 
 DataError DefaultNotUnderstood(FieldName field, std::string_view expression) {
     return Error(kErrUnspecified,
-                 "The default value " + Shown(expression) + " of the field " + At(field) +
+                 "The default value " + Quoted(Shown(expression)) + " of the field " + At(field) +
                      " can't be worked out here: give the field a value.");
 }
 

@@ -1,14 +1,12 @@
 #include "drivers/file/file_errors.h"
 
+#include "data/message_text.h"
+
 #include <cerrno>
 #include <cstring>
 
 namespace vantry::file {
 namespace {
-
-std::string Quoted(std::string_view path) {
-    return "'" + std::string(path) + "'";
-}
 
 DataError Error(std::string text) {
     return {kErrUnspecified, std::move(text), "Vantry"};

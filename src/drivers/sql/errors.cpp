@@ -1,5 +1,6 @@
 #include "drivers/sql/errors.h"
 
+#include "data/message_text.h"
 #include "data/utf.h"
 
 namespace vantry::sql {
@@ -19,10 +20,6 @@ std::string Place(Spot spot) {
 
 DataError Syntax(std::string text) {
     return {kErrSyntax, std::move(text)};
-}
-
-std::string Quoted(std::string_view text) {
-    return "'" + std::string(text) + "'";
 }
 
 }  // namespace

@@ -1,32 +1,11 @@
 #include "drivers/text/errors.h"
 
-#include <cstddef>
+#include "data/message_text.h"
 
 namespace vantry::text {
 namespace {
 
 constexpr const char* kSource = "Microsoft Jet database engine";
-constexpr std::size_t kMaxShownBytes = 60;
-
-std::string Quoted(std::string_view text) {
-    return "'" + std::string(text) + "'";
-}
-
-// The value on one line and not too long, never cut within a character.
-std::string Shown(std::string_view value) {
-    std::string shown;
-    for (const char c : value) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (shown.size() >= kMaxShownBytes && (byte & 0xC0U) != 0x80U) {
-            return shown + "...";
-        }
-        shown += byte < 0x20 || byte == 0x7F ? ' ' : c;
-        if (shown.size() > kMaxShownBytes + 8) {
-            return shown + "...";
-        }
-    }
-    return shown;
-}
 
 DataError Unspecified(std::string text) {
     return {kErrUnspecified, std::move(text), kSource};
