@@ -5,8 +5,10 @@
 #include "data/value.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <optional>
+#include <string_view>
 
 namespace vantry {
 
@@ -16,7 +18,25 @@ struct CalendarDate {
     int day = 30;
 };
 
+// The names of dates in words, whatever the locale; the short ones are their beginnings.
+inline constexpr std::array<std::string_view, 12> kMonthNames = {"January",
+                                                                 "February",
+                                                                 "March",
+                                                                 "April",
+                                                                 "May",
+                                                                 "June",
+                                                                 "July",
+                                                                 "August",
+                                                                 "September",
+                                                                 "October",
+                                                                 "November",
+                                                                 "December"};
+inline constexpr std::array<std::string_view, 7> kDayNames = {
+    "Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"};
+inline constexpr std::size_t kShortName = 3;
+
 inline constexpr int kMinYear = 1;
+inline constexpr int kFirstYearOf1900s = 30;  // of two digits: 30 is 1930, 29 is 2029
 inline constexpr int kMaxYear = 9999;
 // 1899-12-30 counted in days from 0000-03-01.
 inline constexpr std::int32_t kDayZeroSinceMarch = 693'899;

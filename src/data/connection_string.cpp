@@ -1,5 +1,7 @@
 #include "data/connection_string.h"
 
+#include "data/text_scan.h"
+
 #include <algorithm>
 #include <array>
 #include <optional>
@@ -12,13 +14,9 @@ constexpr std::string_view kMask = "*****";
 // A shorter password also stands inside ordinary words: only where it stands alone is it masked.
 constexpr std::size_t kShortSecret = 4;
 
-char Lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
-
 bool IsWordCharacter(char c) {
-    const char lower = Lower(c);
-    return (lower >= 'a' && lower <= 'z') || (c >= '0' && c <= '9') || c == '_' ||
+    const char lower = LowerCase(c);
+    return (lower >= 'a' && lower <= 'z') || IsDigit(c) || c == '_' ||
            static_cast<unsigned char>(c) >= 0x80;
 }
 
@@ -313,14 +311,14 @@ bool ContainsNoCase(std::string_view text, std::string_view word) {
                        text.end(),
                        word.begin(),
                        word.end(),
-                       [](char a, char b) { return Lower(a) == Lower(b); }) != text.end() ||
+                       [](char a, char b) { return LowerCase(a) == LowerCase(b); }) != text.end() ||
            word.empty();
 }
 
 bool EqualsNoCase(std::string_view left, std::string_view right) {
     return left.size() == right.size() &&
            std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) {
-               return Lower(a) == Lower(b);
+               return LowerCase(a) == LowerCase(b);
            });
 }
 

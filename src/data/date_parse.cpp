@@ -7,27 +7,7 @@ namespace vantry {
 namespace {
 
 constexpr int kFractionDigits = 9;
-// Two-digit years: 00 to 29 are 2000 and after.
-constexpr int kFirstYearOf1900s = 30;
 constexpr std::size_t kFullDateLength = 10;
-constexpr std::size_t kShortName = 3;
-
-constexpr std::array<std::string_view, 12> kMonths = {"january",
-                                                      "february",
-                                                      "march",
-                                                      "april",
-                                                      "may",
-                                                      "june",
-                                                      "july",
-                                                      "august",
-                                                      "september",
-                                                      "october",
-                                                      "november",
-                                                      "december"};
-
-char LowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
 
 bool IsLetter(char c) {
     return LowerCase(c) >= 'a' && LowerCase(c) <= 'z';
@@ -87,11 +67,11 @@ int MonthOf(std::string_view word) {
     if (word.size() < kShortName) {
         return 0;
     }
-    for (std::size_t i = 0; i < kMonths.size(); ++i) {
-        const std::string_view name = kMonths[i];
+    for (std::size_t i = 0; i < kMonthNames.size(); ++i) {
+        const std::string_view name = kMonthNames[i];
         if ((word.size() == kShortName || word.size() == name.size()) &&
             std::equal(word.begin(), word.end(), name.begin(), [](char a, char b) {
-                return LowerCase(a) == b;
+                return LowerCase(a) == LowerCase(b);
             })) {
             return static_cast<int>(i) + 1;
         }

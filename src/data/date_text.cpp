@@ -15,22 +15,6 @@ constexpr std::int64_t kNanosPerMicro = 1'000;
 constexpr std::int64_t kNanosPerMilli = 1'000'000;
 constexpr int kFractionDigits = 9;
 
-constexpr std::array<std::string_view, 12> kMonthNames = {"January",
-                                                          "February",
-                                                          "March",
-                                                          "April",
-                                                          "May",
-                                                          "June",
-                                                          "July",
-                                                          "August",
-                                                          "September",
-                                                          "October",
-                                                          "November",
-                                                          "December"};
-constexpr std::array<std::string_view, 7> kDayNames = {
-    "Saturday", "Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday"};
-constexpr std::size_t kShortName = 3;
-
 struct ClockTime {
     unsigned hour;
     unsigned minute;
@@ -289,6 +273,12 @@ void AppendIsoDateTime(const DateTime& value, std::string& out) {
     out.append(buffer.data(), to);
 }
 
+std::string IsoText(const DateTime& value) {
+    std::string text;
+    AppendIsoDateTime(value, text);
+    return text;
+}
+
 std::string ShortDate(const DateTime& value) {
     DateBuffer buffer;
     char* end = PutDate(buffer.data(), value.day, FormInForce());
@@ -343,8 +333,8 @@ void AppendElement(char letter,
             break;
         case 'd':
             if (count > 2) {
-                const std::int64_t since_saturday = std::int64_t{value.day} - kMinDay + 2;
-                name(kDayNames[static_cast<std::size_t>(since_saturday % 7)]);
+                const std::int64_t since_sunday = std::int64_t{value.day} - kMinDay + 1;
+                name(kDayNames[static_cast<std::size_t>(since_sunday % 7)]);
             } else {
                 number(static_cast<unsigned>(date.day));
             }
@@ -359,10 +349,6 @@ void AppendElement(char letter,
             number(time.second);
             break;
     }
-}
-
-char LowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
 bool AmPmAt(std::string_view picture, std::size_t at) {

@@ -1,5 +1,6 @@
 #pragma once
-// Digits in and out of text, for the text forms of values: no allocation, no locale.
+// Digits in and out of text, and letters of ASCII, for the text forms of values: no allocation, no
+// locale.
 
 #include <array>
 #include <bit>
@@ -16,6 +17,10 @@ inline constexpr bool IsDigit(char c) {
 
 inline constexpr int DigitOf(char c) {
     return c - '0';
+}
+
+inline constexpr char LowerCase(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
 }
 
 inline constexpr std::array<char, 200> kTwoDigits = [] {

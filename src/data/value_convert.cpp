@@ -246,6 +246,14 @@ std::optional<Decimal> ToDecimal(const Cell& value, int scale) {
     return Decimal{number->negative ? -unscaled : unscaled, static_cast<std::uint8_t>(scale)};
 }
 
+Decimal WithoutTrailingZeros(Decimal number) {
+    while (number.scale > 0 && number.unscaled % 10 == 0) {
+        number.unscaled /= 10;
+        --number.scale;
+    }
+    return number;
+}
+
 std::optional<bool> ToBoolean(const Cell& value) {
     switch (value.Kind()) {
         case ValueKind::Boolean:

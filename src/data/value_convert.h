@@ -17,6 +17,8 @@ std::optional<double> ToDouble(const Cell& value);              // the nearest o
 std::optional<Decimal> ToDecimal(const Cell& value);
 // With exactly `scale` decimals, rounded half to even; nothing when more than 38 digits.
 std::optional<Decimal> ToDecimal(const Cell& value, int scale);
+// The same number without zeros at the end of its decimals.
+Decimal WithoutTrailingZeros(Decimal number);
 std::optional<bool> ToBoolean(const Cell& value);
 std::optional<DateTime> ToDateTime(const Cell& value);  // numbers are days since 1899-12-30
 

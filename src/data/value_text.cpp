@@ -181,11 +181,6 @@ void AppendDouble(double value, std::string& out) {
     out.append(text.data(), PutDouble(text.data(), value));
 }
 
-void AppendSingle(float value, std::string& out) {
-    std::array<char, kLongestShortText> text;
-    out.append(text.data(), PutSingle(text.data(), value));
-}
-
 char* PutShortText(const Cell& value, char* to) {
     switch (value.Kind()) {
         case ValueKind::Boolean:

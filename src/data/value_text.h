@@ -51,10 +51,10 @@ void AppendDateTime(const DateTime& value, std::string& out);  // local form
 char* PutDateTime(const DateTime& value, char* to);
 void AppendIsoDateTime(const DateTime& value,
                        std::string& out);  // yyyy-mm-dd hh:mm:ss[.f], always both parts
+std::string IsoText(const DateTime& value);
 void AppendDecimal(const Decimal& value, std::string& out);
 void AppendDouble(double value, std::string& out);  // up to 15 digits if they say it all, else 17;
                                                     // 1E+15 and above with exponent
-void AppendSingle(float value, std::string& out);
 
 // Reads local and ISO dates, times alone, and dates with month names. Nothing if the text is no
 // date, or if its day/month order is impossible in the locale's order.

@@ -79,9 +79,8 @@ private:
     bool first_ = true;
 };
 
-std::string IsoText(const DateTime& moment) {
-    std::string text;
-    AppendIsoDateTime(moment, text);
+std::string JsonMoment(const DateTime& moment) {
+    std::string text = IsoText(moment);
     text[10] = 'T';
     return text;
 }
@@ -107,8 +106,8 @@ std::string SummaryText(const RunSummary& summary) {
     JsonObject object(out);
     object.Number("session", summary.SessionID);
     object.Text("name", summary.SessionName);
-    object.Text("start", IsoText(summary.Start));
-    object.Text("end", IsoText(summary.End));
+    object.Text("start", JsonMoment(summary.Start));
+    object.Text("end", JsonMoment(summary.End));
     object.Number("exitCode", summary.ExitCode);
     object.Text("version", summary.Version);
     if (!summary.Reason.empty()) {

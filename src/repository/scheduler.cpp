@@ -14,12 +14,6 @@ constexpr std::int64_t kLongestStepBack = 2 * kNanosPerHour;
 const std::string kOffset = "offset ";
 const std::string kEnd = "end";
 
-std::string IsoText(const DateTime& moment) {
-    std::string text;
-    AppendIsoDateTime(moment, text);
-    return text;
-}
-
 DateTime DayBefore(const DateTime& moment) {
     return {moment.day - 1, moment.nanos};
 }

@@ -22,12 +22,6 @@ constexpr std::chrono::milliseconds kLookInterval{5000};
 constexpr int kLooksBetweenReadings = 120;
 constexpr std::uintmax_t kLongestLog = 1'000'000;
 
-std::string IsoText(const DateTime& moment) {
-    std::string text;
-    AppendIsoDateTime(moment, text);
-    return text;
-}
-
 std::string ContentOf(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};

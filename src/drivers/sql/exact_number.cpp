@@ -179,14 +179,6 @@ std::optional<Decimal> LongDecimal(const Cell& cell) {
                : std::nullopt;
 }
 
-Decimal WithoutTrailingZeros(Decimal number) {
-    while (number.scale > 0 && number.unscaled % 10 == 0) {
-        number.unscaled /= 10;
-        --number.scale;
-    }
-    return number;
-}
-
 int SignificantDigits(const Decimal& number) {
     auto rest = Magnitude(number);
     while (rest != 0 && rest % 10 == 0) {

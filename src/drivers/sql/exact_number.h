@@ -52,7 +52,6 @@ std::optional<Decimal> DecimalOf(const Cell& number);
 std::optional<Decimal> LongDecimal(const Cell& cell);
 // Digits without zeros at either end.
 int SignificantDigits(const Decimal& number);
-Decimal WithoutTrailingZeros(Decimal number);
 
 // Exact where the result has at most 28 digits; else the result of the doubles. Nothing from 10^38
 // on.

@@ -11,25 +11,11 @@
 namespace vantry::sql {
 
 std::string_view MonthName(int month) {
-    static constexpr std::string_view kNames[] = {"January",
-                                                  "February",
-                                                  "March",
-                                                  "April",
-                                                  "May",
-                                                  "June",
-                                                  "July",
-                                                  "August",
-                                                  "September",
-                                                  "October",
-                                                  "November",
-                                                  "December"};
-    return kNames[static_cast<std::size_t>(month - 1)];
+    return kMonthNames[static_cast<std::size_t>(month - 1)];
 }
 
 std::string_view WeekdayName(int weekday) {
-    static constexpr std::string_view kNames[] = {
-        "Sunday", "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday"};
-    return kNames[static_cast<std::size_t>(weekday - 1)];
+    return kDayNames[static_cast<std::size_t>(weekday - 1)];
 }
 
 int WeekdayOf(std::int32_t day) {

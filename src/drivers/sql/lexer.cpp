@@ -1,16 +1,13 @@
 #include "drivers/sql/lexer.h"
 
 #include "data/letter_case.h"
+#include "data/text_scan.h"
 #include "data/utf.h"
 #include "data/value_text.h"
 #include "drivers/sql/errors.h"
 
 namespace vantry::sql {
 namespace {
-
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 bool IsHexDigit(char c) {
     return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');

@@ -1,6 +1,7 @@
 #include "drivers/text/date_picture.h"
 
 #include "data/connection_string.h"
+#include "data/text_scan.h"
 #include "data/value_text.h"
 
 #include <algorithm>
@@ -8,27 +9,6 @@
 
 namespace vantry::text {
 namespace {
-
-constexpr std::array<std::string_view, 12> kMonths = {"January",
-                                                      "February",
-                                                      "March",
-                                                      "April",
-                                                      "May",
-                                                      "June",
-                                                      "July",
-                                                      "August",
-                                                      "September",
-                                                      "October",
-                                                      "November",
-                                                      "December"};
-constexpr std::array<std::string_view, 7> kDays = {
-    "Monday", "Tuesday", "Wednesday", "Thursday", "Friday", "Saturday", "Sunday"};
-constexpr std::size_t kShortName = 3;
-constexpr int kFirstYearOf1900s = 30;  // of two digits: 30 is 1930, 29 is 2029
-
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 // Between `least` and `most` digits from the front of `rest`.
 std::optional<int> TakeNumber(std::string_view& rest, std::size_t least, std::size_t most) {
@@ -174,11 +154,11 @@ bool DatePicture::ParseElement(std::size_t index, std::string_view& rest, Moment
         case Part::Day:
             return two_digits(moment.day);
         case Part::DayName:
-            return TakeName(rest, kDays, element.letters > 3).has_value();
+            return TakeName(rest, kDayNames, element.letters > 3).has_value();
         case Part::Month:
             return two_digits(moment.month);
         case Part::MonthName:
-            return store(TakeName(rest, kMonths, element.letters > 3), moment.month);
+            return store(TakeName(rest, kMonthNames, element.letters > 3), moment.month);
         case Part::Year: {
             const std::size_t digits = element.letters > 2 ? 4 : 2;
             if (!store(TakeNumber(rest, digits, digits), moment.year)) {

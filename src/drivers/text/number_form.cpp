@@ -1,5 +1,6 @@
 #include "drivers/text/number_form.h"
 
+#include "data/text_scan.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
 
@@ -12,10 +13,6 @@ namespace {
 constexpr std::size_t kMaxDecimalDigits = 38;
 constexpr std::size_t kGroup = 3;
 constexpr std::size_t kMaxCanonicalDigits = 15;
-
-bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 std::string_view TakeDigits(std::string_view& rest) {
     std::size_t length = 0;
@@ -265,14 +262,6 @@ std::optional<Amount> ParseAmount(std::string_view text, const NumberForm& form)
 
 std::optional<Amount> ParseGrouped(std::string_view text, const NumberForm& form) {
     return ParseFramed(text, {}, form.decimal_symbol == "," ? "." : ",", form.decimal_symbol);
-}
-
-Decimal WithoutTrailingZeros(Decimal value) {
-    while (value.scale > 0 && value.unscaled % 10 == 0) {
-        value.unscaled /= 10;
-        --value.scale;
-    }
-    return value;
 }
 
 }  // namespace vantry::text

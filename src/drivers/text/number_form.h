@@ -49,7 +49,4 @@ std::optional<Amount> ParseAmount(std::string_view text, const NumberForm& form)
 // The same without a currency: the point of plain numbers, and thousands grouped.
 std::optional<Amount> ParseGrouped(std::string_view text, const NumberForm& form);
 
-// Without zeros at the end of the decimals.
-Decimal WithoutTrailingZeros(Decimal value);
-
 }  // namespace vantry::text
