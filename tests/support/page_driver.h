@@ -15,6 +15,7 @@
 #include <QLineEdit>
 #include <QMdiSubWindow>
 #include <QRadioButton>
+#include <QTextDocument>
 
 #include <map>
 
@@ -28,6 +29,17 @@ inline void RegisterNamedPages(std::initializer_list<const char*> names) {
     for (const char* name : names) {
         RegisterPage(name, [name] { return std::make_unique<NamedPage>(name); });
     }
+}
+
+// What a tool tip shows of its text.
+inline std::string ShownByTip(const QString& tip) {
+    QTextDocument document;
+    if (Qt::mightBeRichText(tip)) {
+        document.setHtml(tip);
+    } else {
+        document.setPlainText(tip);
+    }
+    return FromQt(document.toPlainText());
 }
 
 // The control of a loaded page; a missing one ends the test.

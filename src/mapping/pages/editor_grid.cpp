@@ -1,5 +1,7 @@
 #include "mapping/pages/editor_grid.h"
 
+#include "shell/tool_tip.h"
+
 #include <QApplication>
 #include <QComboBox>
 #include <QHeaderView>
@@ -47,7 +49,7 @@ public:
             option.fontMetrics.horizontalAdvance(text) + kTextMargins <= option.rect.width()) {
             return QStyledItemDelegate::helpEvent(event, view, option, index);
         }
-        QToolTip::showText(event->globalPos(), text, view);
+        QToolTip::showText(event->globalPos(), ToolTipOf(text), view);
         return true;
     }
 

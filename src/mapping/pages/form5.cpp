@@ -11,6 +11,7 @@
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "shell/tool_tip.h"
 
 #include <QButtonGroup>
 
@@ -115,9 +116,9 @@ Form5::~Form5() = default;
 void Form5::SetTable(const QString& tab_id, const QString& source, const QString& target) {
     ui_->TabIDLabel->setText(tab_id);
     ui_->SourceTabName->setText(source);
-    ui_->SourceTabName->setToolTip(source);
+    ui_->SourceTabName->setToolTip(ToolTipOf(source));
     ui_->DestTabName->setText(target);
-    ui_->DestTabName->setToolTip(target);
+    ui_->DestTabName->setToolTip(ToolTipOf(target));
 }
 
 void Form5::OnActivate() {

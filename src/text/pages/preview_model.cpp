@@ -2,6 +2,7 @@
 
 #include "data/utf.h"
 #include "shell/qt_text.h"
+#include "shell/tool_tip.h"
 
 namespace vantry {
 namespace {
@@ -42,9 +43,10 @@ QVariant PreviewModel::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || (role != Qt::DisplayRole && role != Qt::ToolTipRole)) {
         return {};
     }
-    return Displayable(table_.Cell(static_cast<std::size_t>(index.row()),
-                                   static_cast<std::size_t>(index.column())),
-                       kLongestCell);
+    const QString text = Displayable(table_.Cell(static_cast<std::size_t>(index.row()),
+                                                 static_cast<std::size_t>(index.column())),
+                                     kLongestCell);
+    return role == Qt::ToolTipRole ? ToolTipOf(text) : text;
 }
 
 QVariant PreviewModel::headerData(int section, Qt::Orientation orientation, int role) const {
@@ -55,8 +57,9 @@ QVariant PreviewModel::headerData(int section, Qt::Orientation orientation, int 
     if (role == Qt::DisplayRole) {
         return Displayable(table_.Heading(column), kLongestCell);
     }
-    return role == Qt::ToolTipRole ? QVariant(Displayable(table_.Name(column), kLongestCell))
-                                   : QVariant();
+    return role == Qt::ToolTipRole
+               ? QVariant(ToolTipOf(Displayable(table_.Name(column), kLongestCell)))
+               : QVariant();
 }
 
 }  // namespace vantry

@@ -3,10 +3,12 @@
 #include "mapping/pages/maperrform.h"
 #include "pages_fixture.h"
 
+#include <QHelpEvent>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QScrollBar>
+#include <QToolTip>
 
 namespace vantry::test {
 namespace {
@@ -420,6 +422,22 @@ TEST_F(Form5Test, OpensOnACellThatIsSeenAndNotEntered) {
     PressKey(grid_, Qt::Key_Down);
     EXPECT_EQ(Opened(), "SColList");
     EXPECT_EQ(MapOf(0), map);
+}
+
+TEST_F(Form5Test, TipsShowNamesThatLookLikeMarkup) {
+    const std::string name =
+        "<img src='nothing.png'>  a name & of which the cell shows an end or two";
+    MappingSession::Map();
+    Map(0).SCName = name;
+    Open();
+    FindPageAs<Form5>("Form5")->SetTable("1", "<b>People</b>", "<p>Other");
+    EXPECT_EQ(ShownByTip(Control<QLabel>("Form5", "SourceTabName").toolTip()), "<b>People</b>");
+    EXPECT_EQ(ShownByTip(Control<QLabel>("Form5", "DestTabName").toolTip()), "<p>Other");
+    const QPoint at = CellAt(grid_, 0, kSource);
+    QHelpEvent help(QEvent::ToolTip, at, grid_->viewport()->mapToGlobal(at));
+    QApplication::sendEvent(grid_->viewport(), &help);
+    EXPECT_EQ(ShownByTip(QToolTip::text()), name);
+    QToolTip::hideText();
 }
 
 TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {

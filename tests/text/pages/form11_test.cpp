@@ -78,6 +78,18 @@ TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     EXPECT_EQ(FromQt(Control<QLineEdit>("Form11", "FolderName").text()), Folder() + "/nowhere");
 }
 
+TEST_F(Form11Test, TipsShowValuesThatLookLikeMarkup) {
+    folder_.Write("a.csv", "<b>id</b>\n<img src='nothing.png'>\n");
+    Open();
+    Select("a.csv");
+    const auto* const model = Control<QTableView>("Form11", "ColGrid").model();
+    EXPECT_EQ(ShownByTip(model->headerData(0, Qt::Horizontal, Qt::ToolTipRole).toString()),
+              "<b>id</b>");
+    EXPECT_EQ(ShownByTip(model->index(0, 0).data(Qt::ToolTipRole).toString()),
+              "<img src='nothing.png'>");
+    EXPECT_EQ(Grid("Form11", 1), "[<b>id</b>]\n[<img src='nothing.png'>]");
+}
+
 TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
     folder_.Write("a.csv", "id,name\n1,\"x,y\"\n");
     folder_.Write("b.csv", "id;name\n1;'x;y'\n");
