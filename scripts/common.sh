@@ -19,7 +19,7 @@ need_packages() {
 
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev)
 TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
-               libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin sqlite3 python3 python3-dbfread xvfb xauth xdotool openbox
+               libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin sqlite3 python3 xvfb xauth xdotool openbox
                fonts-dejavu-core)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 
