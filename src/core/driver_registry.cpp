@@ -1,18 +1,10 @@
 #include "core/driver_registry.h"
 
-#ifdef VANTRY_HAS_ACCESS
 #include "drivers/access/driver.h"
-#endif
-#ifdef VANTRY_HAS_MYSQL
 #include "drivers/mysql/driver.h"
-#endif
-#ifdef VANTRY_HAS_ODBC
 #include "drivers/odbc/driver.h"
 #include "drivers/odbc/installed.h"
-#endif
-#ifdef VANTRY_HAS_TEXT
 #include "drivers/text/driver.h"
-#endif
 
 #include <map>
 
@@ -25,39 +17,23 @@ std::map<std::string, std::shared_ptr<Driver>>& RegisteredDrivers() {
 }
 
 Driver& TextDriver() {
-#ifdef VANTRY_HAS_TEXT
     static const auto driver = text::MakeTextDriver();
     return *driver;
-#else
-    throw DataError(kErrUnspecified, "This build has no text driver.");
-#endif
 }
 
 Driver& MySqlDriver() {
-#ifdef VANTRY_HAS_MYSQL
     static const auto driver = mysql::MakeMySqlDriver();
     return *driver;
-#else
-    throw DataError(kErrUnspecified, "This build has no mysql driver.");
-#endif
 }
 
 Driver& OdbcDriver() {
-#ifdef VANTRY_HAS_ODBC
     static const auto driver = odbc::MakeOdbcDriver();
     return *driver;
-#else
-    throw DataError(kErrUnspecified, "This build has no odbc driver.");
-#endif
 }
 
 Driver& AccessDriver() {
-#ifdef VANTRY_HAS_ACCESS
     static const auto driver = access::MakeAccessDriver();
     return *driver;
-#else
-    throw DataError(kErrUnspecified, "This build has no access driver.");
-#endif
 }
 
 DataError NoFoxProEngine() {
@@ -85,11 +61,9 @@ Driver& DriverForOdbcName(const std::string& name) {
     if (EqualsNoCase(name, "MySQL (built in)")) {
         return MySqlDriver();
     }
-#ifdef VANTRY_HAS_ODBC
     if (odbc::IsInstalledDriver(name)) {
         return OdbcDriver();
     }
-#endif
     if (ContainsNoCase(name, "Access") && ContainsNoCase(name, "mdb")) {
         return AccessDriver();
     }
