@@ -147,7 +147,10 @@ void DivideWhole(FunctionCall& call) {
         throw DivisionByZero();
     }
     const auto number = call.Whole(0);
-    call.Return(divisor == -1 ? std::int64_t{0} - number : number / divisor);
+    if (number == INT64_MIN && divisor == -1) {
+        throw Overflow();
+    }
+    call.Return(number / divisor);
 }
 
 void Modulo(FunctionCall& call) {

@@ -329,6 +329,8 @@ void Oct(FunctionCall& call) {
     InBase(call, 8);
 }
 
+constexpr std::size_t kMostBytesOfUnit = 3;
+
 // Replace(text, find, by [, start [, count [, compare]]]); the text before `start` is dropped.
 void Replace(FunctionCall& call) {
     const std::string text(call.count > 3
@@ -346,7 +348,10 @@ void Replace(FunctionCall& call) {
     std::string out;
     for (std::size_t k = 0; k < text.size();) {
         const auto rest = std::string_view(text).substr(k);
-        const auto candidate = fold ? Units(rest, 0, wanted) : rest.substr(0, find.size());
+        // No more of the rest than can be alike: looking at all of it each time takes minutes.
+        const auto candidate =
+            fold ? Units(rest.substr(0, kMostBytesOfUnit * find.size()), 0, wanted)
+                 : rest.substr(0, find.size());
         const bool same =
             left != 0 && (fold ? CompareIgnoringCase(candidate, find) == 0 : candidate == find);
         if (same) {

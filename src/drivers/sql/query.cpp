@@ -329,11 +329,12 @@ Cell Query::Number(const ColumnInfo& info, int sql_column) {
     auto* statement = statement_.get();
     const bool whole = sqlite3_column_type(statement, sql_column) == SQLITE_INTEGER;
     const double number = sqlite3_column_double(statement, sql_column);
-    if (info.type == adDouble) {
-        return Cell::Double(number);
-    }
-    if (info.type == adSingle) {
-        return Cell::Single(static_cast<float>(number));
+    if (info.type == adDouble || info.type == adSingle) {
+        const auto single = static_cast<float>(number);
+        if (!std::isfinite(info.type == adSingle ? double{single} : number)) {
+            throw Overflow();  // of SQLite's own arithmetic, which calls it infinite
+        }
+        return info.type == adSingle ? Cell::Single(single) : Cell::Double(number);
     }
     const auto cell =
         whole ? Cell::Int64(sqlite3_column_int64(statement, sql_column)) : Cell::Double(number);

@@ -27,6 +27,8 @@ TEST_F(FunctionTest, OperatorsBindAndConvertAsInJet) {
         {"#1/2/2024# = '2024-01-02'", "True"},
         {"'A' < 'b' and 'a' = 'A' and 'É' = 'é' and not 'e' = 'é', 'a ' = 'a'", "True|False"},
         {"2147483647 + 1", "error: Overflow"},
+        {"1E308 * 10", "error: Overflow"},
+        {"(-9223372036854775807 - 1) \\ -1", "error: Overflow"},
     };
     Check(cases, "select ");
 }
@@ -65,6 +67,9 @@ TEST_F(FunctionTest, Text) {
         {"'[' & Str(5) & Str(-5) & ']', Hex(255) & Oct(8) & Hex(-1)", "[ 5-5]|FF10FFFFFFFF"},
         {"Replace('aXbx', 'x', '--') & Replace('aXbx', 'x', '', 1, 1)", "a--b--abx"},
         {"Replace('abc', 'b', 'x', 2), Left(Null, 2) & UCase(Null) & 'x'", "xc|x"},
+        // Folded letters of other lengths; and a time that doesn't grow with the text's square.
+        {"Replace('a\u212A\u212Ab', 'KK', '') & Replace('x😀É', 'É', 'e')", "abx😀e"},
+        {"Len(Replace(String(4000000, 'a'), 'B', 'c'))", "4000000"},
     };
     Check(cases, "select ");
 }
