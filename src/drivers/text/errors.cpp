@@ -32,10 +32,11 @@ DataError CannotListFolder(std::string_view folder, std::string_view reason) {
                        ".  Check its permissions.");
 }
 
-DataError ChangedWhileRead(std::string_view path) {
+DataError ChangedWhileRead(std::string_view path, std::int64_t row) {
     return Unspecified("The file " + Quoted(path) +
-                       " was changed by another program while it was read.  Start again when the "
-                       "file is complete.");
+                       " was changed by another program while it was read" +
+                       (row > 0 ? ", behind row " + std::to_string(row) : std::string()) +
+                       ".  Start again when the file is complete.");
 }
 
 DataError NotText(std::string_view path, std::int64_t line, unsigned byte) {

@@ -16,7 +16,8 @@ DataError FileMissing(std::string_view name);
 DataError CannotListFolder(std::string_view folder, std::string_view reason);
 
 // Reading.
-DataError ChangedWhileRead(std::string_view path);
+// `row` is the last one that was read; 0: none.
+DataError ChangedWhileRead(std::string_view path, std::int64_t row = 0);
 DataError NotText(std::string_view path, std::int64_t line, unsigned byte);
 DataError WideText(std::string_view path);
 DataError RowTooLong(std::string_view path, std::int64_t line);

@@ -12,6 +12,7 @@ namespace vantry::text {
 namespace {
 
 constexpr char kCtrlZ = '\x1A';
+constexpr std::int64_t kUnknownRow = std::numeric_limits<std::int64_t>::min();
 
 // Where the rows end: a Ctrl-Z as the last character, the end mark of old systems, is none of them.
 std::int64_t EndOfRows(const TextFile& file, const TextEncoding& encoding) {
@@ -44,6 +45,7 @@ RowReader::RowReader(std::shared_ptr<const TextFile> file,
     capacity_ = std::max<std::size_t>(sizes_.window, 16);
     window_ = std::make_unique_for_overwrite<char[]>(capacity_ + kWindowPadding);
     MoveTo(offset);
+    rows_behind_ = 0;
 }
 
 void RowReader::MoveTo(std::int64_t offset) {
@@ -55,11 +57,13 @@ void RowReader::MoveTo(std::int64_t offset) {
     known_offset_ = offset;
     at_end_ = read_offset_ >= end_;
     batch_.rows.clear();
+    rows_behind_ = kUnknownRow;
     row_ = 0;
     std::memset(window_.get(), 0, kWindowPadding);
 }
 
 bool RowReader::NextBatch() {
+    rows_behind_ += static_cast<std::int64_t>(batch_.rows.size());
     for (;;) {
         batch_start_ = window_.get() + done_;
         row_ = 0;
@@ -121,14 +125,14 @@ void RowReader::ReadMore() {
         const auto rest = static_cast<std::uint64_t>(end_ - read_offset_);
         const auto wanted =
             static_cast<std::size_t>(std::min<std::uint64_t>(capacity_ - used_, rest));
-        Append(file_->Read(read_offset_, window_.get() + used_, wanted));
+        Append(file_->Read(read_offset_, window_.get() + used_, wanted, rows_behind_));
     }
     std::memset(window_.get() + used_, 0, kWindowPadding);
 }
 
 void RowReader::Append(std::size_t size) {
     if (size == 0) {
-        throw ChangedWhileRead(file_->Path());  // it ended before its end
+        throw ChangedWhileRead(file_->Path(), rows_behind_);  // it ended before its end
     }
     used_ += size;
     read_offset_ += static_cast<std::int64_t>(size);
@@ -141,7 +145,7 @@ void RowReader::AppendDecoded() {
     wanted = static_cast<std::size_t>(
         std::min<std::int64_t>(static_cast<std::int64_t>(wanted), end_ - read_offset_));
     raw_.resize(wanted);
-    raw_.resize(file_->Read(read_offset_, raw_.data(), wanted));
+    raw_.resize(file_->Read(read_offset_, raw_.data(), wanted, rows_behind_));
     // The first half of a pair waits for the second.
     if (raw_.size() >= 4 && read_offset_ + static_cast<std::int64_t>(raw_.size()) < end_) {
         const bool little = encoding_.Kind() == TextEncoding::Form::Utf16Le;

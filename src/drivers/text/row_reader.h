@@ -83,6 +83,7 @@ private:
     bool at_end_ = false;
 
     RowBatch batch_;
+    std::int64_t rows_behind_ = 0;  // before the batch; below 0 once the reader was moved
     const char* batch_start_ = nullptr;
     std::size_t row_ = 0;
 

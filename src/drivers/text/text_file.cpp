@@ -19,18 +19,21 @@ std::shared_ptr<TextFile> TextFile::Open(const std::string& path) {
     return std::shared_ptr<TextFile>(new TextFile(std::move(*opened)));
 }
 
-std::size_t TextFile::Read(std::int64_t offset, char* out, std::size_t size) const {
+std::size_t TextFile::Read(std::int64_t offset,
+                           char* out,
+                           std::size_t size,
+                           std::int64_t row) const {
     const std::size_t got = file_.Read(static_cast<std::uint64_t>(offset),
                                        std::as_writable_bytes(std::span(out, size)));
-    RequireUnchanged();
+    RequireUnchanged(row);
     return got;
 }
 
-void TextFile::RequireUnchanged() const {
+void TextFile::RequireUnchanged(std::int64_t row) const {
     // The name must still lead to this file: after the load a polled file is renamed by its name.
     const auto named = file::StampOf(Path());
     if (!IsSameState(file_.Stamp(), stamp_) || !named || !named->SameFile(stamp_)) {
-        throw ChangedWhileRead(Path());
+        throw ChangedWhileRead(Path(), row);
     }
 }
 

@@ -22,15 +22,15 @@ public:
     std::int64_t Size() const { return static_cast<std::int64_t>(stamp_.size); }
 
     // Reads up to `size` bytes at `offset`; fewer only at the end of the file. Throws DataError if
-    // that fails or the file has changed.
-    std::size_t Read(std::int64_t offset, char* out, std::size_t size) const;
+    // that fails or the file has changed, which is then told of what is behind `row`.
+    std::size_t Read(std::int64_t offset, char* out, std::size_t size, std::int64_t row = 0) const;
 
     // Takes the present state for the right one: after we have appended to the file ourselves.
     void Refresh() { stamp_ = file_.Stamp(); }
 
 private:
     explicit TextFile(file::File file) : file_(std::move(file)), stamp_(file_.Stamp()) {}
-    void RequireUnchanged() const;
+    void RequireUnchanged(std::int64_t row) const;
 
     file::File file_;
     file::FileStamp stamp_;

@@ -232,11 +232,16 @@ TEST(TextScan, FileThatChangesUnderTheScanIsAnError) {
         const auto scan = table->Scan(wanted);
         ASSERT_TRUE(scan->Next());
         change(folder.Dir() / "f.csv");
+        int rows = 1;
         const std::string error = ErrorOf([&] {
             while (scan->Next()) {
+                ++rows;
             }
         });
-        EXPECT_TRUE(Has(error, "f.csv' was changed by another program")) << name << error;
+        EXPECT_TRUE(Has(error,
+                        "f.csv' was changed by another program while it was read, behind row " +
+                            std::to_string(rows) + "."))
+            << name << error;
         EXPECT_THROW(scan->Next(), DataError) << name;
     }
 }
