@@ -27,13 +27,20 @@ Cell Keep(const Cell& cell, Value& memory) {
     return memory.AsCell();
 }
 
+// Access lets a default begin with an equals sign.
+std::string_view WithoutSign(std::string_view expression) {
+    const std::string_view text = Trimmed(expression);
+    return text.starts_with('=') ? Trimmed(text.substr(1)) : text;
+}
+
 }  // namespace
 
+bool IsNewGuid(std::string_view expression) {
+    return UpperCased(WithoutSign(expression)) == "GENGUID()";
+}
+
 std::optional<Cell> EvaluateDefault(std::string_view expression, Value& memory) {
-    std::string_view text = Trimmed(expression);
-    if (text.starts_with('=')) {
-        text = Trimmed(text.substr(1));
-    }
+    const std::string_view text = WithoutSign(expression);
     if (text.empty()) {
         return Cell::Null();
     }

@@ -13,8 +13,8 @@ namespace vantry::access {
 
 using IndexEntry = std::vector<std::byte>;
 
-// Longer entries would leave a page with a single one.
-inline constexpr std::size_t kMaxIndexEntry = 1700;
+// Entries with longer keys would leave a page with a single one.
+inline constexpr std::size_t kMaxIndexKey = 1700 - kLeafEntryTail;
 
 // The order of entries, looking at `left_size` and `right_size` bytes: keys never continue one
 // another, so that key and row are compared as one.

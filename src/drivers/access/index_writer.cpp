@@ -3,7 +3,6 @@
 #include "drivers/access/data_page.h"
 #include "drivers/access/errors.h"
 #include "drivers/access/usage_map_writer.h"
-#include "drivers/access/write_errors.h"
 
 #include <algorithm>
 #include <cstring>
@@ -162,11 +161,6 @@ bool IndexWriter::HasEqualNeighbour(const Path& path, ByteSpan key, bool skip_ow
 
 bool IndexWriter::Insert(ByteSpan key, RowPointer row) {
     MakeEntry(key, row, entry_);
-    if (entry_.size() > kMaxIndexEntry) {
-        throw CannotChangeTable(
-            name_,
-            "the key of a row has " + std::to_string(key.size()) + " bytes, which is too long");
-    }
     Path path = Descend(entry_, true);
     const bool distinct = !HasEqualNeighbour(path, key, false);
     InsertAt(path, path.size() - 1, entry_);

@@ -19,7 +19,8 @@ public:
 
     // A row that has exactly this key.
     std::optional<RowPointer> Find(ByteSpan key);
-    // True if no neighbour has the same key: one more distinct key.
+    // `key` has at most kMaxIndexKey bytes. True if no neighbour has the same key: one more
+    // distinct key.
     bool Insert(ByteSpan key, RowPointer row);
     // True if no neighbour has the same key any more. Throws DataError when the entry is missing.
     bool Remove(ByteSpan key, RowPointer row);

@@ -125,6 +125,7 @@ private:
                                            std::size_t column,
                                            LongValueReader& reader);
     void MakeOldKeys(ByteSpan stored);
+    void CheckLength(const Index& index) const;
     void CheckNewKeys(bool updating);
     void CheckParents(bool updating);
     void CheckNoChildren(bool updating);

@@ -1,6 +1,7 @@
 // What a table demands of its rows: keys, required fields, relationships; and the upkeep of its
 // indexes.
 
+#include "drivers/access/default_value.h"
 #include "drivers/access/errors.h"
 #include "drivers/access/object_catalog.h"
 #include "drivers/access/row_scanner.h"
@@ -81,6 +82,10 @@ void TableWriter::FindRules() {
         const Property* const value = FindProperty(properties_, each.name, kDefaultProperty);
         if (!automatic && value != nullptr && !value->value.empty()) {
             std::string text = TextCoding(store_->Header()).Name(value->value);
+            if (each.type == ColumnType::Guid && IsNewGuid(text)) {
+                state.auto_guids.push_back(column);
+                continue;
+            }
             state.defaults.push_back({column, std::move(text)});
         }
     }
@@ -267,10 +272,23 @@ void TableWriter::MakeOldKeys(ByteSpan stored) {
     });
 }
 
+void TableWriter::CheckLength(const Index& index) const {
+    if (index.key.size() > kMaxIndexKey) {
+        throw CannotChangeTable(
+            state_->def.name,
+            "the key of a row in its index '" + index.name + "' has " +
+                std::to_string(index.key.size()) + " bytes, and an index takes at most " +
+                std::to_string(kMaxIndexKey) + ". Shorten the row's texts, or remove the index");
+    }
+}
+
 void TableWriter::CheckNewKeys(bool updating) {
     for (Index& index : state_->indexes) {
         index.changes = !updating || index.has_entry != index.had_entry ||
                         (index.has_entry && index.key != index.old_key);
+        if (index.changes && index.has_entry) {
+            CheckLength(index);
+        }
         if (index.real->IsRequired() && index.has_null) {
             throw KeyIsNull(state_->def.name, index.name);
         }
@@ -373,6 +391,7 @@ void TableWriter::FillIndex(std::size_t position) {
         if (!MakeKey(index.encoder, index.name, fields, index.key)) {
             continue;
         }
+        CheckLength(index);
         entries.push_back({keys.size(), index.key.size(), scanner.Pointer(), unique});
         keys.insert(keys.end(), index.key.begin(), index.key.end());
         if (keys.size() + entries.size() * sizeof(Entry) > kSortedBytes) {

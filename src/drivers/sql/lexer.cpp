@@ -110,8 +110,8 @@ private:
         at_ = end + 1;
     }
 
-    // {^2024-01-02 10:00}, {d '2024-01-02'}, {ts '...'}, {t '...'}; {fn F(x)} is F(x), its braces
-    // symbols.
+    // {^2024-01-02 10:00}, {d '2024-01-02'}, {ts '...'}, {t '...'}; {guid {...}} is the text of the
+    // inner braces, as which such values are compared; {fn F(x)} is F(x), its braces symbols.
     void ReadBraces(Token& token) {
         const auto end = sql_.find('}', at_);
         auto inside = end == std::string_view::npos ? std::string_view()
@@ -120,6 +120,11 @@ private:
             token.kind = TokenKind::Symbol;
             token.text = "{fn";
             at_ = static_cast<std::size_t>(inside.data() - sql_.data()) + 3;
+            return;
+        }
+        if (inside.size() > 4 && SameWord(inside.substr(0, 4), "guid") &&
+            Trimmed(inside.substr(4)).starts_with('{')) {
+            ReadGuid(token, Trimmed(inside.substr(4)), end + 1);
             return;
         }
         std::optional<DateTime> date;
@@ -140,6 +145,23 @@ private:
         token.kind = TokenKind::Date;
         token.date = *date;
         at_ = end + 1;
+    }
+
+    // `inside` is what stands between the inner braces, the opening one included; `behind` is where
+    // the inner closing one ends.
+    void ReadGuid(Token& token, std::string_view inside, std::size_t behind) {
+        constexpr std::string_view kForm = "{00000000-0000-0000-0000-000000000000";
+        bool well_formed = inside.size() == kForm.size();
+        for (std::size_t k = 1; well_formed && k < kForm.size(); ++k) {
+            well_formed = kForm[k] == '-' ? inside[k] == '-' : IsHexDigit(inside[k]);
+        }
+        const auto close = sql_.find_first_not_of(" \t\r\n", behind);
+        if (!well_formed || close == std::string_view::npos || sql_[close] != '}') {
+            throw SyntaxErrorInExpression(" in GUID", sql_.substr(at_, 60));
+        }
+        token.kind = TokenKind::String;
+        token.text = std::string(inside) + '}';
+        at_ = close + 1;
     }
 
     // .T. .F. .AND. .OR. .NOT. .NULL.

@@ -7,6 +7,7 @@
 #include "drivers/access/file_bytes.h"
 #include "drivers/access/page_codec.h"
 #include "drivers/access/real_files.h"
+#include "drivers/access/verify.h"
 #include "drivers/file/error_of.h"
 #include "support/child_program.h"
 #include "support/temp_dir.h"
@@ -99,6 +100,55 @@ TEST_F(AccessDriverTest, DefaultsOfAStatementAreTakenAsTheyWereWritten) {
     connection->Execute("insert into t (id, a) values (2, null)");
     EXPECT_EQ(Rows(*connection, "select * from t"),
               (Strings{"1|it's|x|5|True|2024-02-01", "2|NULL|x|5|True|2024-02-01"}));
+}
+
+TEST_F(AccessDriverTest, GuidsAreFoundByTheirLiteralsAndMadeByTheirDefault) {
+    const auto text =
+        "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + (folder_ / "guids.accdb").string();
+    driver_->CreateDatabase(ConnectionString::Parse(text));
+    const auto connection = Connect(text);
+    connection->Execute("create table t (id guid default GenGUID() primary key, n long)");
+    const std::string one = "{guid {12345678-1234-1234-1234-123456789abc}}";
+    connection->Execute("insert into t values (" + one + ", 1)");
+    connection->Execute("insert into t values ({GUID{12345678-1234-1234-1234-123456789ABD} }, 2)");
+    EXPECT_EQ(Rows(*connection, "select * from t where id = " + one),
+              Strings{"{12345678-1234-1234-1234-123456789ABC}|1"});
+    EXPECT_EQ(Rows(*connection, "select n from t where id > " + one), Strings{"2"});
+    for (const char* malformed : {"{guid {12345678-1234-1234-1234-123456789ab}}",
+                                  "{guid {12345678-1234-1234-1234-123456789abc}"}) {
+        const auto error = ErrorOf([&] {
+            connection->OpenCursor("select n from t where id = " + std::string(malformed));
+        });
+        EXPECT_TRUE(Has(error, "Syntax error in GUID")) << error;
+    }
+    connection->Execute("insert into t (n) values (3)");
+    connection->Execute("insert into t (n) values (4)");  // a number of its own, or a duplicate
+    EXPECT_EQ(Rows(*connection, "select n from t where id is not null and n > 2"),
+              (Strings{"3", "4"}));
+}
+
+// A row whose texts make too long a key is refused before anything of it is written.
+TEST_F(AccessDriverTest, TooLongKeysAreTheErrorOfTheirRow) {
+    const auto path = (folder_ / "keys.accdb").string();
+    const auto text = "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path;
+    driver_->CreateDatabase(ConnectionString::Parse(text));
+    const auto connection = Connect(text);
+    connection->Execute(
+        "create table t (id long primary key, a text(255), b text(255), c text(255), d text(255))");
+    const std::string row = ", String(255, 'x'), String(255, 'y'), String(255, 'z'), 'd')";
+    connection->Execute("insert into t values (1" + row);
+    connection->Execute("create index parts on t (a, b, c, d)");
+    const std::string too_long = "update t set d = String(255, 'w')";
+    const std::string wanted = "table 't' can't be changed: the key of a row in its index 'parts'";
+    EXPECT_TRUE(Has(ErrorOf([&] { connection->Execute(too_long); }), wanted));
+    connection->Execute("drop table t");
+    connection->Execute(
+        "create table t (id long primary key, a text(255), b text(255), c text(255), d text(255))");
+    connection->Execute("insert into t values (1" + row);
+    connection->Execute(too_long);
+    EXPECT_TRUE(
+        Has(ErrorOf([&] { connection->Execute("create index parts on t (a, b, c, d)"); }), wanted));
+    EXPECT_EQ(Verify(path).Text(), "");
 }
 
 TEST_F(AccessDriverTest, MakesFilesThatTheSameProviderOpens) {
