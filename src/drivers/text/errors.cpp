@@ -124,6 +124,14 @@ DataError BadTableName(std::string_view name) {
             kSource};
 }
 
+DataError BadHeader(std::string_view path) {
+    return {kErrSyntax,
+            "The file " + Quoted(path) +
+                " can't be created: the name of a column, or the delimiter, has a character that "
+                "its character set hasn't.",
+            kSource};
+}
+
 DataError BadColumnName(std::string_view column) {
     return {kErrSyntax,
             Quoted(column) +

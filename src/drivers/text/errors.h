@@ -42,6 +42,7 @@ DataError ValueDoesNotFit(std::string_view file, std::string_view column, std::s
 DataError TableExists(std::string_view name);
 DataError TableNotThere(std::string_view name);
 DataError BadTableName(std::string_view name);
+DataError BadHeader(std::string_view path);
 DataError BadColumnName(std::string_view column);
 DataError BadColumnType(std::string_view column, std::string_view type);
 

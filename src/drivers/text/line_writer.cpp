@@ -79,8 +79,8 @@ const std::string& LineWriter::LineOf(std::span<const Cell> row) {
     line_.clear();
     const bool fixed = forms_.fixed_columns;
     for (std::size_t k = 0; k < columns_.size(); ++k) {
-        if (k > 0 && !fixed) {
-            source_.encoding.AppendFileBytes(source_.format.delimiter, line_);
+        if (k > 0 && !fixed && !source_.encoding.AppendFileBytes(source_.format.delimiter, line_)) {
+            Refuse(columns_[k], "the character set of the file hasn't the delimiter before it");
         }
         field_.clear();
         if (k < row.size() && !row[k].IsNull() && !row[k].IsUnset()) {

@@ -208,7 +208,7 @@ void TextDatabase::CreateTable(const sql::TableDefinition& definition) {
         names.push_back(column.name);
     }
     if (format.has_header && !encoding.AppendFileBytes(HeaderLine(format, names), content)) {
-        throw BadTableName(definition.name);
+        throw BadHeader(path);
     }
     file::File created = file::File::CreateNew(path, false);
     try {

@@ -132,8 +132,9 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
         "[bare.csv]\nTextDelimiter=none\nCol1=t Text Width 5\nCol2=n Short\n"
         "[fixed.txt]\nFormat=FixedLength\nCol1=t Text Width 3\nCol2=n Long Width 4\n"
         "[ansi.csv]\nCharacterSet=1252\nCol1=t Text\nCol2=n Long\n"
-        "[one.csv]\nTextDelimiter=none\nCol1=t Text\n");
-    for (const char* name : {"bare.csv", "fixed.txt", "ansi.csv", "one.csv"}) {
+        "[one.csv]\nTextDelimiter=none\nCol1=t Text\n"
+        "[kana.csv]\nCharacterSet=932\nFormat=Delimited(\u00E9)\nCol1=t Text\nCol2=n Long\n");
+    for (const char* name : {"bare.csv", "fixed.txt", "ansi.csv", "one.csv", "kana.csv"}) {
         folder.Write(name, "t,n\r\n");
     }
     struct Attempt {
@@ -153,6 +154,7 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
         {"fixed.txt", Cell::Text("abc"), Cell::Int64(12345), "wider"},
         {"ansi.csv", Cell::Text("\xD0\x96"), Cell::Null(), "character set"},
         {"one.csv", Cell::Null(), Cell::Null(), "empty field"},
+        {"kana.csv", Cell::Text("a"), Cell::Int64(1), "delimiter"},
     };
     for (const Attempt& attempt : attempts) {
         const std::string before = folder.Dir().Read(attempt.table);
@@ -264,6 +266,9 @@ TEST(TextDatabase, TablesAreCreatedAndDroppedAsFiles) {
         Has(ErrorOf([&] { Create(folder, "../b.csv", {Column("x", "LONG")}); }), "valid name"));
     EXPECT_TRUE(Has(ErrorOf([&] { Create(folder, "b.csv", {Column("x", "GUID")}); }),
                     "Syntax error in field definition."));
+    TextFolder ansi("text;CharacterSet=1252");
+    EXPECT_TRUE(Has(ErrorOf([&] { Create(ansi, "b.csv", {Column("\u65E5", "LONG")}); }),
+                    "the name of a column, or the delimiter"));
     EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "b.csv"));
     const auto table = folder.Open("a.csv");
     EXPECT_TRUE(Has(ErrorOf([&] { table->DeleteAll(); }), "Deleting data in a linked table"));
