@@ -162,7 +162,8 @@ std::optional<SavedSession> LoadSession(i32 session_id) {
     rows.Close();
 
     ColMaps.clear();
-    rows.Open("select * from SrcDCols" + of_session + " order by TabID, Pos", connection);
+    // Not by Pos: it counts over all tables and runs over at 32768 columns.
+    rows.Open("select * from SrcDCols" + of_session + " order by TabID, CPos", connection);
     for (; !rows.Eof(); rows.MoveNext()) {
         AddColumn(row);
     }

@@ -185,6 +185,22 @@ TEST_F(Repository, TheStatementsOfEveryPairOfKindsEqualTheirGoldenFile) {
     SetLocalDateForm(form);
 }
 
+TEST_F(Repository, ColumnsKeepTheirOrderWherePosRunsOver) {
+    CreateRepository(folder_.Path().string(), kNow);
+    MakeSession("ACCESS", "MySQL");
+    ColMaps.resize(2);
+    for (std::size_t row = 0; row < 2; ++row) {
+        ColMaps[row].TabID = 0;
+        ColMaps[row].SCName = row == 0 ? "first" : "second";
+        ColMaps[row].Pos = row == 0 ? i16{32767} : i16{-32768};
+        ColMaps[row].CPos = static_cast<i16>(row);
+    }
+    SaveSession(Named("wide"));
+    ASSERT_TRUE(LoadSession(1));
+    ASSERT_EQ(ColMaps.size(), 2U);
+    EXPECT_EQ(ColMaps[0].SCName + " " + ColMaps[1].SCName, "first second");
+}
+
 TEST_F(Repository, AnEditChangesNameLogAndScheduleAlone) {
     CreateRepository(folder_.Path().string(), kNow);
     MakeSession("ACCESS", "MySQL");
