@@ -86,9 +86,8 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
         if (line.front() == '[') {
             const auto close = line.rfind(']');
             if (close != std::string_view::npos) {
-                const auto [place, is_first] = schema.sections_.try_emplace(
-                    UpperCased(WithoutBlanks(line.substr(1, close - 1))));
-                section = is_first ? &place->second : &passed_over;
+                section = schema.Begin(UpperCased(line.substr(1, close - 1)));
+                section = section != nullptr ? section : &passed_over;
             }
             continue;
         }
@@ -100,9 +99,19 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
     return schema;
 }
 
+// Null unless it is the first section of the name. Blanks beside the brackets are somebody's taste,
+// or the file's name has them.
+SchemaSection* SchemaIni::Begin(const std::string& name) {
+    auto section = std::make_shared<SchemaSection>();
+    const bool first = sections_.try_emplace(name, section).second;
+    const bool first_without =
+        sections_.try_emplace(std::string(WithoutBlanks(name)), section).second;
+    return first || first_without ? section.get() : nullptr;
+}
+
 const SchemaSection* SchemaIni::Find(std::string_view file_name) const {
     const auto section = sections_.find(UpperCased(file_name));
-    return section == sections_.end() ? nullptr : &section->second;
+    return section == sections_.end() ? nullptr : section->second.get();
 }
 
 }  // namespace vantry::text

@@ -3,6 +3,7 @@
 // The rules are those of Windows private profiles: the first section of a name is the only one that
 // counts, the first line of a key in it likewise; a value in one pair of quotes loses them.
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,7 +38,10 @@ public:
     const SchemaSection* Find(std::string_view file_name) const;
 
 private:
-    std::unordered_map<std::string, SchemaSection> sections_;  // by upper-cased names
+    SchemaSection* Begin(const std::string& name);
+
+    // By upper-cased names, as they stand and without the blanks at their ends.
+    std::unordered_map<std::string, std::shared_ptr<SchemaSection>> sections_;
 };
 
 // The content of the folder's file as it stands, byte order mark and all; nothing if there is none.

@@ -27,7 +27,11 @@ TEST(SchemaIni, FollowsTheRulesOfPrivateProfiles) {
         "[a]b.csv]\r\n"
         "k==1\r\n"
         "[orders.csv]\r\n"
-        "MaxScanRows=0\r\n");
+        "MaxScanRows=0\r\n"
+        "[ Blank.csv]\r\n"
+        "k=0\r\n"
+        "[ blank.csv]\r\n"
+        "k=1\r\n");
     const SchemaSection* const orders = schema.Find("ORDERS.CSV");
     ASSERT_NE(orders, nullptr);
     EXPECT_EQ(orders->Get("FORMAT"), "Delimited(;)");
@@ -37,6 +41,7 @@ TEST(SchemaIni, FollowsTheRulesOfPrivateProfiles) {
     EXPECT_EQ(orders->Get("Half"), "\"");
     EXPECT_EQ(orders->Get("Empty"), "");
     EXPECT_EQ(schema.Find("a]b.csv")->Get("k"), "=1");
+    EXPECT_EQ(schema.Find(" BLANK.csv")->Get("k"), "0");  // the file's own name has a blank
     EXPECT_EQ(schema.Find("other.csv"), nullptr);
 }
 
