@@ -53,12 +53,12 @@ std::int64_t FunctionCall::Whole(int k) const {
     return static_cast<std::int64_t>(number);
 }
 
-int FunctionCall::Small(int k) const {
+std::int64_t FunctionCall::Within(int k, std::int64_t limit) const {
     const auto number = Whole(k);
-    if (number < INT32_MIN || number > INT32_MAX) {
+    if (number < -limit || number > limit) {
         throw Overflow();
     }
-    return static_cast<int>(number);
+    return number;
 }
 
 DateTime FunctionCall::Date(int k) const {

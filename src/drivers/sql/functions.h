@@ -39,9 +39,10 @@ struct FunctionCall {
     std::string_view Text(int k) const;  // numbers in their text form
     double Number(int k) const;          // text is read as a number; throws TypeMismatch
     std::int64_t Whole(int k) const;     // rounded half to even; throws Overflow
-    int Small(int k) const;              // a Whole in the range of int; throws Overflow
-    DateTime Date(int k) const;          // throws TypeMismatch, Overflow
-    Decimal Exact(int k) const;          // of any number; throws Overflow from 10^38 on
+    // The same; throws Overflow outside -limit to limit.
+    std::int64_t Within(int k, std::int64_t limit) const;
+    DateTime Date(int k) const;  // throws TypeMismatch, Overflow
+    Decimal Exact(int k) const;  // of any number; throws Overflow from 10^38 on
 
     void Return(std::string_view text) const;
     void Return(double number) const;  // throws Overflow unless finite

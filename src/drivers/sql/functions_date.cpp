@@ -178,11 +178,8 @@ DateTime PlusNanos(const FunctionCall& call, const DateTime& date, Int128 nanos)
 }
 
 void DateAdd(FunctionCall& call) {
-    const auto number = call.Whole(1);
+    const auto number = call.Within(1, std::int64_t{1} << 40);
     const auto date = call.Date(2);
-    if (std::abs(number) > std::int64_t{1} << 40) {
-        throw Overflow();
-    }
     switch (IntervalOf(call, 0)) {
         case Interval::Year:
             return call.Return(PlusMonths(call, date, number * 12));
@@ -253,15 +250,12 @@ void DateDiff(FunctionCall& call) {
 
 // Months and days beyond their range carry over: month 13 is January of the next year.
 void DateSerial(FunctionCall& call) {
-    auto year = call.Whole(0);
+    auto year = call.Within(0, 20'000);
     if (year >= 0 && year < 100) {
         year += year < 30 ? 2000 : 1900;
     }
-    const auto month = call.Whole(1) - 1;
-    const auto day = call.Whole(2);
-    if (std::abs(year) > 20'000 || std::abs(month) > 240'000 || std::abs(day) > 8'000'000) {
-        throw Overflow();
-    }
+    const auto month = call.Within(1, 240'000) - 1;
+    const auto day = call.Within(2, 8'000'000);
     const auto total = year * 12 + month;
     if (total < 12 || total >= 120'000) {
         throw Overflow();
@@ -272,13 +266,10 @@ void DateSerial(FunctionCall& call) {
 }
 
 void TimeSerial(FunctionCall& call) {
-    const auto hours = call.Whole(0);
-    const auto minutes = call.Whole(1);
-    const auto seconds = call.Whole(2);
     constexpr std::int64_t kLimit = 100'000'000;
-    if (std::abs(hours) > kLimit || std::abs(minutes) > kLimit || std::abs(seconds) > kLimit) {
-        throw Overflow();
-    }
+    const auto hours = call.Within(0, kLimit);
+    const auto minutes = call.Within(1, kLimit);
+    const auto seconds = call.Within(2, kLimit);
     call.Return(
         PlusNanos(call, {}, Int128{(hours * 60 + minutes) * 60 + seconds} * kNanosPerSecond));
 }

@@ -250,9 +250,8 @@ void NameOfMonth(FunctionCall& call) {
 void MonthsLater(FunctionCall& call) {
     const auto date = call.Date(0);
     const auto calendar = CalendarOf(date.day);
-    const auto months = call.Whole(1);
-    const auto total = calendar.year * 12 + calendar.month - 1 + months;
-    if (std::abs(months) > 120'000 || total < 12 || total >= 120'000) {
+    const auto total = calendar.year * 12 + calendar.month - 1 + call.Within(1, 120'000);
+    if (total < 12 || total >= 120'000) {
         throw Overflow();
     }
     for (int day = calendar.day;; --day) {

@@ -335,7 +335,7 @@ constexpr std::size_t kMostBytesOfUnit = 3;
 void Replace(FunctionCall& call) {
     const std::string text(call.count > 3
                                ? call.Text(0).substr(ByteOf(
-                                     call.Text(0), std::max<std::int64_t>(0, call.Whole(3) - 1)))
+                                     call.Text(0), std::max<std::int64_t>(1, call.Whole(3)) - 1))
                                : call.Text(0));
     const std::string find(call.Text(1));
     const std::string by(call.Text(2));

@@ -113,6 +113,7 @@ TEST_F(FunctionTest, Dates) {
         {"DateAdd('s', 90, #12/29/1899 23:59:00#)", "00:00:30"},
         {"DateAdd('x', 1, #1/1/2024#)", "error: Invalid procedure call: DateAdd."},
         {"DateAdd('yyyy', 9000, #1/1/2024#)", "error: Overflow"},
+        {"DateAdd('yyyy', -9223372036854775807 - 1, #1/1/2024#)", "error: Overflow"},
         {"DateDiff('yyyy', #12/31/2023#, #1/1/2024#)", "1"},
         {"DateDiff('m', #1/31/2024#, #2/1/2024#) & DateDiff('q', #1/1/2024#, #12/1/2023#)", "1-1"},
         {"DateDiff('d', #1/1/2024 23:00#, #1/2/2024 1:00#)", "1"},
