@@ -11,6 +11,8 @@
 #include <QPushButton>
 #include <QUrl>
 
+#include <algorithm>
+
 namespace vantry {
 namespace {
 
@@ -83,6 +85,27 @@ QString QtFilter(const std::string& filter) {
     return filters.join(";;");
 }
 
+// A text of which a box would be higher than a small screen with large letters, cut; others whole.
+QString RowsForABox(const QString& text) {
+    constexpr qsizetype kMostRows = 25;
+    constexpr qsizetype kLettersInARow = 50;
+    qsizetype rows_left = kMostRows;
+    for (qsizetype line = 0; line < text.size();) {
+        const qsizetype found = text.indexOf('\n', line);
+        const qsizetype end = found < 0 ? text.size() : found;
+        const qsizetype rows =
+            std::max<qsizetype>(1, (end - line + kLettersInARow - 1) / kLettersInARow);
+        if (rows > rows_left) {
+            qsizetype cut = line + rows_left * kLettersInARow;
+            cut -= cut > 0 && text[cut - 1].isHighSurrogate() ? 1 : 0;
+            return text.first(cut) + u'\x2026';
+        }
+        rows_left -= rows;
+        line = end + 1;
+    }
+    return text;
+}
+
 class DesktopDialogs : public Dialogs {
 public:
     BoxAnswer Show(const Box& box) override {
@@ -93,10 +116,14 @@ public:
         // Texts come from data sources, too: none of them is markup.
         window.setTextFormat(Qt::PlainText);
         // Lines end as the text's maker ended them; a label knows one way only.
-        window.setText(ToQt(box.text).replace("\r\n", "\n").replace('\r', '\n'));
+        const QString text = ToQt(box.text).replace("\r\n", "\n").replace('\r', '\n');
+        window.setText(RowsForABox(text));
         const auto answers = AnswersOf(box.buttons);
         for (const auto answer : answers) {
             window.addButton(ButtonOf(answer));
+        }
+        if (window.text() != text) {
+            window.setDetailedText(text);
         }
         window.setDefaultButton(ButtonOf(box.preset.value_or(answers.front())));
         window.setEscapeButton(ButtonOf(answers.back()));
