@@ -1,5 +1,6 @@
 #include "drivers/mysql/bound_statement.h"
 
+#include "data/cell_copies.h"
 #include "data/value_text.h"
 #include "drivers/mysql/errors.h"
 
@@ -56,16 +57,11 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
     if (values.size() != types_.size()) {
         throw WrongParameterCount(types_.size(), values.size());
     }
-    std::vector<Value> copies;
-    std::vector<Cell> copied;
+    CellCopies copies;
     if (session_->IsStreaming()) {
         // The values may look at the row of a cursor on this very connection, which moves when its
         // rows are taken into memory.
-        copies.reserve(values.size());
-        for (const auto& value : values) {
-            copied.push_back(copies.emplace_back(value).AsCell());
-        }
-        values = copied;
+        values = copies.Take(values);
     }
     session_->Idle();
     for (std::size_t k = 0; k < values.size(); ++k) {

@@ -1,5 +1,6 @@
 #include "drivers/odbc/bound_statement.h"
 
+#include "data/cell_copies.h"
 #include "drivers/odbc/errors.h"
 
 #include <vector>
@@ -60,16 +61,11 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
     if (values.size() != parameters_.Count()) {
         throw WrongParameterCount(parameters_.Count(), values.size(), link_->Source());
     }
-    std::vector<Value> copies;
-    std::vector<Cell> copied;
+    CellCopies copies;
     if (link_->IsStreaming()) {
         // The values may look at the row of a cursor on this very connection, which moves when its
         // rows are taken into memory.
-        copies.reserve(values.size());
-        for (const auto& value : values) {
-            copied.push_back(copies.emplace_back(value).AsCell());
-        }
-        values = copied;
+        values = copies.Take(values);
     }
     link_->Idle();
     for (std::size_t k = 0; k < values.size(); ++k) {
