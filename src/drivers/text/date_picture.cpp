@@ -93,6 +93,7 @@ DatePicture::DatePicture(std::string_view picture) : picture_(picture) {
         }
         if (part != Part::Literal) {
             after_hour = part == Part::Hour;
+            has_year_ = has_year_ || part == Part::Year;
             has_day_ = has_day_ || part == Part::Day || part == Part::Month ||
                        part == Part::MonthName || part == Part::Year;
         }

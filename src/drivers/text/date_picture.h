@@ -21,6 +21,7 @@ public:
     // day is 1899-12-30.
     std::optional<DateTime> Parse(std::string_view text) const;
     const std::string& Text() const { return picture_; }
+    bool HasYear() const { return has_year_; }
 
 private:
     enum class Part : std::uint8_t {
@@ -46,6 +47,7 @@ private:
     std::string picture_;
     std::vector<Element> elements_;
     bool has_day_ = false;  // there is a part of a date in it
+    bool has_year_ = false;
 };
 
 }  // namespace vantry::text

@@ -1,5 +1,6 @@
 #include "drivers/text/line_writer.h"
 
+#include "data/calendar.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -111,10 +112,13 @@ void LineWriter::AppendValue(std::size_t position, const Cell& value) {
         AppendText(column, ToText(value));
         return;
     }
-    if (!AppendPlain(column, value) ||
-        readers_[position].Read(field_, FieldSpan(0, field_.size()), false).Kind() ==
-            ValueKind::Unreadable) {
+    const bool made = AppendPlain(column, value);
+    const Cell read = readers_[position].Read(field_, FieldSpan(0, field_.size()), false);
+    if (!made || read.Kind() == ValueKind::Unreadable) {
         Refuse(column, "it is not " + readers_[position].Wanted());
+    }
+    if (read.Kind() == ValueKind::DateTime) {
+        RequireYear(column, *ToDateTime(value), read.AsDateTime());
     }
     // A decimal comma, or a date with blanks in a file that is delimited by blanks.
     if (!forms_.fixed_columns && field_.find(source_.format.delimiter) != std::string::npos) {
@@ -122,6 +126,16 @@ void LineWriter::AppendValue(std::size_t position, const Cell& value) {
             Refuse(column, "it has the delimiter in it, and the file has no text qualifier");
         }
         field_ = forms_.qualifier + field_ + forms_.qualifier;
+    }
+}
+
+// A form leaves out what it leaves out; but of two digits another century would come back.
+void LineWriter::RequireYear(const TextColumn& column,
+                             const DateTime& value,
+                             const DateTime& read) const {
+    const auto& picture = PictureOf(column);
+    if (picture && picture->HasYear() && CalendarOf(value.day).year != CalendarOf(read.day).year) {
+        Refuse(column, "its year can't be told in the form " + picture->Text());
     }
 }
 
@@ -136,8 +150,7 @@ bool LineWriter::AppendPlain(const TextColumn& column, const Cell& value) {
         if (!date) {
             return false;
         }
-        const auto& picture = column.picture ? column.picture : source_.format.picture;
-        if (picture) {
+        if (const auto& picture = PictureOf(column)) {
             field_ += FormatDateTime(*date, picture->Text());
         } else {
             AppendDateTime(*date, field_);

@@ -28,6 +28,10 @@ private:
     void AppendValue(std::size_t position, const Cell& value);
     bool AppendNumber(const TextColumn& column, const Cell& value);
     bool AppendPlain(const TextColumn& column, const Cell& value);
+    const std::optional<DatePicture>& PictureOf(const TextColumn& column) const {
+        return column.picture ? column.picture : source_.format.picture;
+    }
+    void RequireYear(const TextColumn& column, const DateTime& value, const DateTime& read) const;
     void AppendText(const TextColumn& column, std::string_view text);
     void PadField(const TextColumn& column, std::size_t width);
     [[noreturn]] void Refuse(const TextColumn& column, std::string_view reason) const;

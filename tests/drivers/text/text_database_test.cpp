@@ -133,8 +133,10 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
         "[fixed.txt]\nFormat=FixedLength\nCol1=t Text Width 3\nCol2=n Long Width 4\n"
         "[ansi.csv]\nCharacterSet=1252\nCol1=t Text\nCol2=n Long\n"
         "[one.csv]\nTextDelimiter=none\nCol1=t Text\n"
+        "[dates.csv]\nDateTimeFormat=dd.mm.yy\nCol1=t Text\nCol2=n DateTime\n"
         "[kana.csv]\nCharacterSet=932\nFormat=Delimited(\u00E9)\nCol1=t Text\nCol2=n Long\n");
-    for (const char* name : {"bare.csv", "fixed.txt", "ansi.csv", "one.csv", "kana.csv"}) {
+    for (const char* name :
+         {"bare.csv", "fixed.txt", "ansi.csv", "one.csv", "dates.csv", "kana.csv"}) {
         folder.Write(name, "t,n\r\n");
     }
     struct Attempt {
@@ -154,6 +156,7 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
         {"fixed.txt", Cell::Text("abc"), Cell::Int64(12345), "wider"},
         {"ansi.csv", Cell::Text("\xD0\x96"), Cell::Null(), "character set"},
         {"one.csv", Cell::Null(), Cell::Null(), "empty field"},
+        {"dates.csv", Cell::Null(), Cell::Text("1925-06-07"), "year can't be told"},
         {"kana.csv", Cell::Text("a"), Cell::Int64(1), "delimiter"},
     };
     for (const Attempt& attempt : attempts) {
