@@ -114,6 +114,7 @@ RowPointer TableWriter::Insert(std::span<const Cell> row) {
     State& state = *state_;
     const auto cells = Complete(row);
     CheckRequired(cells);
+    CheckEmptyTexts(cells);
     state.encoder.Encode(cells);
     if (!state.indexes.empty()) {
         MakeNewKeys();
@@ -170,6 +171,7 @@ void TableWriter::Update(RowPointer row,
             throw NullNotAllowed({def.name, def.columns[column].name});
         }
     }
+    CheckEmptyTexts(cells);
     state.encoder.Encode(cells, given);
     if (!state.indexes.empty()) {
         MakeOldKeys(found.bytes);
@@ -364,6 +366,16 @@ void TableWriter::CheckRequired(std::span<const Cell> row) const {
     for (const std::size_t column : state_->required) {
         if (row[column].IsNull() || row[column].IsUnset()) {
             throw NullNotAllowed({state_->def.name, state_->def.columns[column].name});
+        }
+    }
+}
+
+void TableWriter::CheckEmptyTexts(std::span<const Cell> row) const {
+    for (const std::size_t column : state_->never_empty) {
+        const Cell& cell = row[column];
+        if ((cell.Kind() == ValueKind::Text && cell.AsText().empty()) ||
+            (cell.Kind() == ValueKind::Bytes && cell.AsBytes().empty())) {
+            throw EmptyTextNotAllowed({state_->def.name, state_->def.columns[column].name});
         }
     }
 }

@@ -95,6 +95,7 @@ private:
         std::vector<std::size_t> auto_numbers;  // column positions
         std::vector<std::size_t> auto_guids;
         std::vector<std::size_t> required;
+        std::vector<std::size_t> never_empty;  // text columns that take no text without characters
         std::vector<DefaultValue> defaults;
         std::string refusal;  // why the table can't be changed at all; empty: it can
     };
@@ -112,6 +113,7 @@ private:
 
     std::span<const Cell> Complete(std::span<const Cell> row);
     void CheckRequired(std::span<const Cell> row) const;
+    void CheckEmptyTexts(std::span<const Cell> row) const;
     void RememberNumbers();
 
     template <typename FieldOf>

@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::string_view kRequiredProperty = "Required";
 constexpr std::string_view kDefaultProperty = "DefaultValue";
+// The engine allows empty texts where it is missing.
+constexpr std::string_view kEmptyTextProperty = "AllowZeroLength";
 constexpr std::uint8_t kReferencedSide = 1;
 constexpr std::uint8_t kReferencingSide = 2;
 
@@ -78,6 +80,11 @@ void TableWriter::FindRules() {
         if (!automatic && each.type != ColumnType::Boolean && required != nullptr &&
             !required->value.empty() && required->value[0] != std::byte{}) {
             state.required.push_back(column);
+        }
+        const Property* const empty = FindProperty(properties_, each.name, kEmptyTextProperty);
+        if (each.IsText() && empty != nullptr && !empty->value.empty() &&
+            empty->value[0] == std::byte{}) {
+            state.never_empty.push_back(column);
         }
         const Property* const value = FindProperty(properties_, each.name, kDefaultProperty);
         if (!automatic && value != nullptr && !value->value.empty()) {

@@ -73,6 +73,12 @@ DataError NullNotAllowed(FieldName field) {
                      "is set to True.  Enter a value in this field.");
 }
 
+DataError EmptyTextNotAllowed(FieldName field) {
+    return Error(
+        kErrConversion,
+        "Field " + At(field) + " cannot be a zero-length string.  Enter a text, or Null for none.");
+}
+
 DataError DefaultNotUnderstood(FieldName field, std::string_view expression) {
     return Error(kErrUnspecified,
                  "The default value " + Quoted(Shown(expression)) + " of the field " + At(field) +

@@ -28,6 +28,7 @@ DataError ValueDoesNotFit(FieldName field, std::string_view value, std::string_v
 DataError TextTooLong(FieldName field, std::size_t units, std::size_t limit);
 DataError ValueOutOfRange(FieldName field, std::string_view value, std::string_view type);
 DataError NullNotAllowed(FieldName field);
+DataError EmptyTextNotAllowed(FieldName field);
 DataError DefaultNotUnderstood(FieldName field, std::string_view expression);
 DataError RowTooLong(std::string_view table, std::size_t bytes, std::size_t limit);
 DataError ReadOnlyColumn(FieldName field);

@@ -166,6 +166,32 @@ TEST_F(WritingRealFiles, RelationshipsHold) {
     EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
 }
 
+// Both text columns of the table were made in the designer, which forbids texts without characters.
+TEST_F(WritingRealFiles, EmptyTextsStayOutOfColumnsThatForbidThem) {
+    const std::string path = CopyOf("bigIndexTestV2000.mdb");
+    Opened opened(path);
+    const auto table = opened.Table("Table1");
+    const std::vector<std::size_t> columns{1};
+    std::vector<Cell> row(table->Columns().size());
+    const std::string wanted =
+        "Field 'Table1." + table->Columns()[1].info.name + "' cannot be a zero-length string.";
+    for (const Cell& empty : {Cell::Text(""), Cell::Bytes({})}) {
+        row[1] = empty;
+        EXPECT_TRUE(Has(ErrorOf([&] { opened.database->InsertRow(*table, row); }), wanted));
+    }
+    row[1] = Cell::Text("x");
+    opened.Insert("Table1", row);
+    const auto update = [&](const Cell& value) {
+        return ErrorOf([&] {
+            opened.Statement(
+                [&] { table->Update(RowsOf(*table)[0], columns, std::vector<Cell>{value}); });
+        });
+    };
+    EXPECT_TRUE(Has(update(Cell::Text("")), wanted));
+    EXPECT_EQ(update(Cell::Null()), "");
+    EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
+}
+
 TEST_F(WritingRealFiles, WhatOnlyAccessCanKeepUpIsRefused) {
     for (const auto& [name, word] : std::vector<std::pair<std::string, std::string>>{
              {"calcFieldTestV2010.accdb", "calculated"},
