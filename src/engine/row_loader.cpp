@@ -206,8 +206,7 @@ void GenericLoad::Load() {
 void GenericLoad::BuildTargetStatements(const MappedColumns& mapped) {
     insert_head_ = InsertHead(target_.Name);
     for (const auto* row : mapped) {
-        // A rebuilt table has the source's column names.
-        const std::string& name = source_.LoadOption == "DROP" ? row->SCName : row->DCName;
+        const std::string& name = TargetColumnName(source_, *row);
         const std::string piece = BracketsTarget() ? " [" + name + "]," : name + ",";
         insert_head_ += piece;
         target_select_ += piece;

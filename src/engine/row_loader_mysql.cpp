@@ -256,8 +256,7 @@ void MySQLLoad::Load() {
 void MySQLLoad::BuildTargetStatements(const MappedColumns& mapped) {
     insert_head_ = "INSERT INTO `" + target_.Name + "` (";
     for (const auto* row : mapped) {
-        // A rebuilt table has the source's column names.
-        const std::string& name = source_.LoadOption == "DROP" ? row->SCName : row->DCName;
+        const std::string& name = TargetColumnName(source_, *row);
         insert_head_ += " `" + name + "`,";
         target_select_ += " `" + name + "`,";
     }

@@ -13,6 +13,11 @@ namespace vantry {
 // What is wrong with a session that has no target for this table.
 DataError NoTargetFor(const TableRec& source);
 
+// The column that a row of the map loads: a rebuilt table has the source's names.
+inline const std::string& TargetColumnName(const TableRec& source, const ColMapRec& row) {
+    return source.LoadOption == "DROP" ? row.SCName : row.DCName;
+}
+
 // The result of a count query; throws when it isn't a number.
 double CountOf(const Cell& value);
 
