@@ -8,7 +8,6 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <vector>

@@ -3,7 +3,6 @@
 #include "data/text_scan.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 
 namespace vantry {

@@ -23,7 +23,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 namespace vantry {

@@ -7,7 +7,6 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <deque>
 #include <map>
 #include <string>
 #include <vector>

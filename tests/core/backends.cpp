@@ -4,7 +4,6 @@
 #include "support/private_mariadb.h"
 #include "support/temp_dir.h"
 
-#include <cstdlib>
 #include <filesystem>
 
 namespace vantry::test {

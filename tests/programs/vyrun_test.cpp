@@ -12,7 +12,6 @@
 
 #include <cstdlib>
 #include <regex>
-#include <set>
 #include <thread>
 
 namespace vantry::test {

@@ -5,7 +5,6 @@
 #include "core/session_state.h"
 #include "shell/page.h"
 
-#include <span>
 #include <string>
 #include <string_view>
 

@@ -1,7 +1,5 @@
 #include "drivers/access/index_key.h"
 
-#include <algorithm>
-
 namespace vantry::access {
 namespace {
 

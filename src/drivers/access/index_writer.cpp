@@ -4,7 +4,6 @@
 #include "drivers/access/errors.h"
 #include "drivers/access/usage_map_writer.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace vantry::access {

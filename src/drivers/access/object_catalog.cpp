@@ -4,8 +4,6 @@
 #include "drivers/access/errors.h"
 #include "drivers/access/record_reader.h"
 
-#include <algorithm>
-
 namespace vantry::access {
 namespace {
 

@@ -3,7 +3,6 @@
 #include "drivers/access/data_page.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace vantry::access {
 namespace {

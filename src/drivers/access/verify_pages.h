@@ -6,7 +6,6 @@
 
 #include <map>
 #include <set>
-#include <unordered_map>
 
 namespace vantry::access {
 

@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 
 #include <charconv>
-#include <optional>
 
 namespace vantry::mysql {
 namespace {

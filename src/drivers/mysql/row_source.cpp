@@ -5,7 +5,6 @@
 #include <mysqld_error.h>
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 namespace vantry::mysql {

@@ -4,8 +4,6 @@
 #include "drivers/odbc/select_parts.h"
 #include "drivers/odbc/types.h"
 
-#include <algorithm>
-
 namespace vantry::odbc {
 namespace {
 

@@ -3,8 +3,6 @@
 #include "data/cell_copies.h"
 #include "drivers/odbc/errors.h"
 
-#include <vector>
-
 namespace vantry::odbc {
 namespace {
 

@@ -8,7 +8,6 @@
 #include <dlfcn.h>
 
 #include <algorithm>
-#include <array>
 #include <filesystem>
 #include <map>
 #include <mutex>

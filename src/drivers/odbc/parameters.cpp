@@ -6,7 +6,6 @@
 #include "drivers/odbc/errors.h"
 
 #include <algorithm>
-#include <optional>
 
 namespace vantry::odbc {
 namespace {

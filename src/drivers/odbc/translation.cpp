@@ -3,7 +3,6 @@
 #include "drivers/odbc/errors.h"
 
 #include <algorithm>
-#include <initializer_list>
 #include <string_view>
 #include <vector>
 

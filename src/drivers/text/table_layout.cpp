@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <limits>
 #include <utility>
 
 namespace vantry::text {
@@ -223,6 +222,7 @@ TableSource OpenSource(const std::string& path, TableFormat format) {
     std::string head(kHeadBytes, '\0');
     head.resize(source.file->Read(0, head.data(), head.size()));
     source.encoding = TextEncoding::Choose(source.format.character_set, head, path);
+    source.encoding.SettleBy(source.format.delimiter, head);
     RequireText(source, head);
     if (source.format.columns.size() > kMaxColumns) {
         throw TooManyFields(path, source.format.columns.size());

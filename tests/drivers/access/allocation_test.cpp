@@ -5,7 +5,6 @@
 #include "drivers/file/file_lock.h"
 
 #include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <new>
 #include <optional>

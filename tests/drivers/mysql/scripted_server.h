@@ -2,8 +2,6 @@
 // A server that says what a test wants, one client after the other: the greeting, the answer to the
 // login, and the answer to every command.
 
-#include <atomic>
-#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>

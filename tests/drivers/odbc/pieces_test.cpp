@@ -9,7 +9,6 @@
 #include "drivers/odbc/select_parts.h"
 #include "drivers/odbc/types.h"
 
-#include <array>
 #include <limits>
 
 namespace vantry::odbc {
