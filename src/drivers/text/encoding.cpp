@@ -103,6 +103,20 @@ TextEncoding TextEncoding::Choose(std::string_view character_set,
     return encoding;
 }
 
+void TextEncoding::SettleBy(std::string_view delimiter, std::string_view head) {
+    if (form_ != Form::Utf8 || mark_bytes_ > 0 || IsAscii(delimiter) ||
+        head.find(delimiter) != std::string_view::npos) {
+        return;
+    }
+    std::string bytes;
+    const bool there = page_->AppendBytes(delimiter, bytes) && head.find(bytes) != head.npos;
+    // The last character of `head` may be cut.
+    const std::string_view whole = head.substr(0, head.find_last_of("\r\n") + 1);
+    if (there && !IsValidUtf8(whole)) {
+        form_ = Form::CodePage;
+    }
+}
+
 ByteForm TextEncoding::SplitForm() const {
     if (form_ != Form::CodePage) {
         return ByteForm::Utf8;

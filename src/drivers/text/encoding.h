@@ -29,6 +29,10 @@ public:
                                std::string_view head,
                                const std::string& path);
 
+    // A delimiter that isn't ASCII and that `head` has as a stray byte alone, never as UTF-8, tells
+    // that the whole file is in the Windows code page.
+    void SettleBy(std::string_view delimiter, std::string_view head);
+
     Form Kind() const { return form_; }
     std::size_t MarkBytes() const { return mark_bytes_; }  // of the byte order mark
     bool IsUtf16() const { return form_ == Form::Utf16Le || form_ == Form::Utf16Be; }

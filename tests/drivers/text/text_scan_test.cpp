@@ -35,6 +35,11 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "a\xC2\xA7"
          "b\n1\xC2\xA7\"x\xC2\xA7\"\n",
          {"1|'x\xC2\xA7'"}},
+        // The same in an old file, whose other letters are of the Windows page, too.
+        {"Format=Delimited(\xC2\xA7)",
+         "a\xA7"
+         "b\n\xC4\xA7x\xFC\n",
+         {"'\xC3\x84'|'x\xC3\xBC'"}},
         // Null, empty and blank.
         {"", "a,b,c\n1,,x\n", {"1|<null>|'x'"}},
         {"", "n,t\n1,\"\"\n\"\",x\n", {"1|''", "<null>|'x'"}},
