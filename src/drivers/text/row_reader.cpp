@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <utility>
 
 namespace vantry::text {
 namespace {
@@ -23,10 +24,10 @@ std::int64_t EndOfRows(const TextFile& file, const TextEncoding& encoding) {
     }
     char last[2] = {0, 0};
     file.Read(size - unit, last, static_cast<std::size_t>(unit));
-    const bool marked =
-        unit == 1 ? last[0] == kCtrlZ
-                  : (last[0] == kCtrlZ && last[1] == 0) || (last[0] == 0 && last[1] == kCtrlZ);
-    return marked ? size - unit : size;
+    if (encoding.Kind() == TextEncoding::Form::Utf16Be) {
+        std::swap(last[0], last[1]);
+    }
+    return last[0] == kCtrlZ && last[1] == 0 ? size - unit : size;
 }
 
 }  // namespace

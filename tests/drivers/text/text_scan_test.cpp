@@ -88,6 +88,9 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          {"'\xE3\x83\x9D"
           "x'|'\xEF\xBD\xB1'|<null>"}},
         {"CharacterSet=Unicode", "a\0\n\0=\xD8\0\xDE\n\0"s, {"'\xF0\x9F\x98\x80'"}},
+        // U+1A00 at the end, and a Ctrl-Z.
+        {"CharacterSet=Unicode", "a\0\n\0x\0\0\x1A"s, {"'x\xE1\xA8\x80'"}},
+        {"CharacterSet=1201", "\0a\0\n\0x\0\x1A"s, {"'x'"}},
         {"", "\xFE\xFF\0a\0,\0b\0\r\0\n\0001\0,\0\"\0,\0\"\0\"\0\"\0\r\0\n"s, {"1|',\"'"}},
         {"", "\xEF\xBB\xBF\"a\",b\n1,x\n", {"1|'x'"}},
         // Stray bytes far behind a qualifier that isn't closed, and far before one that is.
