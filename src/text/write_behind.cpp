@@ -46,6 +46,10 @@ std::exception_ptr WriteBehind::Await() {
 void WriteBehind::Write() {
     try {
         file_->Write(offset_, data_);
+        if (offset_ == 0) {
+            writeout_ = {};
+        }
+        writeout_.Wrote(*file_, offset_ + data_.size());
     } catch (...) {
         error_ = std::current_exception();
     }

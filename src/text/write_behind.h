@@ -1,7 +1,8 @@
 #pragma once
-// One write of a file that goes on while its caller works: handing fresh pages of a new file to a
+// Writes of a file, each going on while its caller works: handing fresh pages of a new file to a
 // program costs the kernel as much time as making the lines that go into them.
 
+#include "drivers/file/early_writeout.h"
 #include "drivers/file/file.h"
 
 #include <condition_variable>
@@ -21,8 +22,9 @@ public:
     WriteBehind(const WriteBehind&) = delete;
     WriteBehind& operator=(const WriteBehind&) = delete;
 
-    // Begins to write `data` at `offset`; file and data stand still until Await. One write at a
-    // time. A system that has no thread left gets the data written before this returns.
+    // Begins to write `data` at `offset`, a file's pieces in their order; file and data stand still
+    // until Await. One write at a time. A system that has no thread left gets the data written
+    // before this returns.
     void Begin(file::File& file, std::uint64_t offset, std::span<const std::byte> data);
     // Until the write is over: what it failed with, or null.
     std::exception_ptr Await();
@@ -40,6 +42,7 @@ private:
     file::File* file_ = nullptr;
     std::uint64_t offset_ = 0;
     std::span<const std::byte> data_;
+    file::EarlyWriteout writeout_;
     std::exception_ptr error_;
 };
 
