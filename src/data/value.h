@@ -102,9 +102,9 @@ public:
     }
     static Cell FromDateTime(const vantry::DateTime& value) {
         Cell cell(ValueKind::DateTime);
-        // Part by part: a value just made in memory can't be read back at one go without a wait.
-        cell.date_.day = value.day;
-        cell.date_.nanos = value.nanos;
+        // In two registers: parts of a value just stored can't be loaded at one go without a wait.
+        cell.words_ = {static_cast<std::uint32_t>(value.day),
+                       static_cast<std::uint64_t>(value.nanos)};
         return cell;
     }
     static Cell Text(std::string_view utf8) {
@@ -133,7 +133,10 @@ public:
         const UInt128 bits = (static_cast<UInt128>(words_.high) << 64) | words_.low;
         return {static_cast<Int128>(bits), scale_};
     }
-    const vantry::DateTime& AsDateTime() const { return date_; }
+    vantry::DateTime AsDateTime() const {
+        return {static_cast<std::int32_t>(static_cast<std::uint32_t>(words_.low)),
+                static_cast<std::int64_t>(words_.high)};
+    }
     // Text or the digits of a NumberText.
     std::string_view AsText() const { return {static_cast<const char*>(view_.data), view_.size}; }
     std::span<const std::byte> AsBytes() const {
@@ -158,7 +161,6 @@ private:
         float single_;
         double double_;
         Words words_;
-        vantry::DateTime date_;
         View view_;
     };
     ValueKind kind_ = ValueKind::Unset;
