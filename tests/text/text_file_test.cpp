@@ -1,5 +1,6 @@
 // What becomes of a text file when something fails: rows, disk, process.
 
+#include "support/child_program.h"
 #include "support/fault_plans.h"
 #include "support/no_threads.h"
 #include "text/line_file.h"
@@ -262,13 +263,20 @@ TEST_F(TextFileTest, ATableWithoutATargetGivesTheRunUp) {
 TEST_F(TextFileTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharacterSilently) {
     class Locale {
     public:
-        explicit Locale(const char* name) { ::setenv("LC_ALL", name, 1); }
-        ~Locale() { ::unsetenv("LC_ALL"); }
+        // Made here: few machines have one with another set than UTF-8.
+        Locale(const std::string& folder, const std::string& name) {
+            OutputOf({"localedef", "-i", "ru_RU", "-f", "CP1251", folder + "/" + name});
+            ::setenv("LOCPATH", folder.c_str(), 1);
+            ::setenv("LC_ALL", name.c_str(), 1);
+        }
+        ~Locale() {
+            ::unsetenv("LC_ALL");
+            ::unsetenv("LOCPATH");
+        }
     };
-    const Locale russian("ru_RU.cp1251");
-    if (LocaleCodePage() != 1251) {
-        GTEST_SKIP() << "the locale ru_RU.cp1251 isn't installed";
-    }
+    const TempDir locales;
+    const Locale russian(locales.Path().string(), "ru_RU.cp1251");
+    ASSERT_EQ(LocaleCodePage(), 1251) << "The Debian package locales isn't installed.";
     AddColumn("name", adVarWChar, 6);
     source->rows = {{Text("Привет")}, {Text("東京")}, {Text("plain")}};
     EXPECT_EQ(Run(), "\"\xCF\xF0\xE8\xE2\xE5\xF2\"\r\n\"plain\"\r\n");

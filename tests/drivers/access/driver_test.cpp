@@ -9,7 +9,6 @@
 #include "drivers/access/real_files.h"
 #include "drivers/access/verify.h"
 #include "drivers/file/error_of.h"
-#include "support/child_program.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -167,7 +166,7 @@ TEST_F(AccessDriverTest, MakesFilesThatTheSameProviderOpens) {
         std::string::npos);
 }
 
-TEST_F(AccessDriverTest, ListsTablesQueriesAndLinksByNameWithTheirTypes) {
+TEST_F(AccessDriverTest, ListsTablesAndQueriesByNameWithTheirTypes) {
     const auto listed = [&](const std::string& file) {
         Strings lines;
         for (const auto& table : Open(Copy(file))->Tables()) {
@@ -200,23 +199,6 @@ TEST_F(AccessDriverTest, ReadsSavedQueriesOrSaysWhyNot) {
     EXPECT_TRUE(Has(why("CrosstabQuery"), "crosstab"));
     EXPECT_TRUE(Has(why("PassthroughQuery"), "another server"));
     EXPECT_TRUE(Has(why("DeleteQuery"), "changes data"));
-}
-
-TEST_F(AccessDriverTest, ListsALinkedTableAndSaysWhereItLeads) {
-    const auto file = Copy("linkerTestV2007.accdb");
-    if (test::OutputOf({"mdb-tables", "-1", "-t", "linkedtable", file}).find("Table2") ==
-        std::string::npos) {
-        GTEST_SKIP() << "Another reader finds no linked table 'Table2' in linkerTestV2007.accdb, "
-                        "or isn't there.";
-    }
-    const auto connection = Open(file);
-    std::string listed;
-    for (const auto& table : connection->Tables()) {
-        listed += table.name.starts_with("MSys") ? "" : table.name + ": " + table.type + "; ";
-    }
-    EXPECT_EQ(listed, "Table1: TABLE; Table2: LINK; ");
-    EXPECT_TRUE(
-        Has(ErrorOf([&] { connection->OpenCursor("select * from Table2"); }), "linkeeTest.accdb"));
 }
 
 TEST_F(AccessDriverTest, ShowsTheValuesOfColumnsThatHoldSeveral) {

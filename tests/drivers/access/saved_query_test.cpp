@@ -1,4 +1,4 @@
-// The text of saved queries, from rows as Access stores them.
+// Saved queries and links, from rows as Access stores them: no statement of ours makes them.
 
 #include "drivers/access/saved_query.h"
 
@@ -47,16 +47,7 @@ protected:
     std::string Path() const { return (folder_ / "queries.mdb").string(); }
 
     void Add(const std::string& name, int kind, const std::vector<Row>& rows) {
-        const Cell id = Cell::Int64(next_id_++);
-        const Cell day = Cell::FromDateTime({45'000, 0});
-        Insert("MSysObjects",
-               {{"Id", id},
-                {"ParentId", Cell::Int64(251'658'241)},
-                {"Name", Cell::Text(name)},
-                {"Type", Cell::Int64(5)},
-                {"Flags", Cell::Int64(kind)},
-                {"DateCreate", day},
-                {"DateUpdate", day}});
+        const Cell id = AddObject(name, ObjectType::Query, {{"Flags", Cell::Int64(kind)}});
         int order = 1000;
         for (const auto& row : rows) {
             const auto number = std::to_string(order++);
@@ -69,6 +60,14 @@ protected:
                     {"Name2", TextOrNull(row.name2)},
                     {"Flag", Cell::Int64(row.flag)}});
         }
+    }
+    void AddLink(const std::string& name, ObjectType type, const char* file, const char* connect) {
+        AddObject(name,
+                  type,
+                  {{"Flags", Cell::Int64(0)},
+                   {"Database", TextOrNull(file)},
+                   {"Connect", TextOrNull(connect)},
+                   {"ForeignName", Cell::Text("orders of " + name)}});
     }
     // The text, or the error's.
     std::string TextOf(const std::string& name) {
@@ -85,6 +84,19 @@ protected:
 private:
     static Cell TextOrNull(const std::string& text) {
         return text.empty() ? Cell::Null() : Cell::Text(text);
+    }
+    // Returns its number.
+    Cell AddObject(const std::string& name, ObjectType type, std::map<std::string, Cell> values) {
+        const Cell id = Cell::Int64(next_id_++);
+        const Cell day = Cell::FromDateTime({45'000, 0});
+        values.insert({{"Id", id},
+                       {"ParentId", Cell::Int64(251'658'241)},
+                       {"Name", Cell::Text(name)},
+                       {"Type", Cell::Int64(static_cast<int>(type))},
+                       {"DateCreate", day},
+                       {"DateUpdate", day}});
+        Insert("MSysObjects", values);
+        return id;
     }
     // Into one of the engine's own tables, which no statement may change.
     void Insert(std::string_view table, const std::map<std::string, Cell>& values) {
@@ -194,6 +206,22 @@ TEST_F(SavedQuery, IsReadLikeATable) {
     EXPECT_EQ(cursor->Columns()[0].name, "word");
     EXPECT_EQ(cursor->Row()[1].AsText(), "zwei");
     EXPECT_FALSE(cursor->Next());
+}
+
+TEST_F(SavedQuery, LinksAreListedAndSayWhereTheyLeadButNotTheirPasswords) {
+    AddLink("near", ObjectType::Link, "Z:\\data\\shop.mdb", "");
+    AddLink("far", ObjectType::OdbcLink, "", "DSN=shop;UID=joe;PWD=hidden");
+    std::string listed;
+    for (const auto& table : connection_->Tables()) {
+        listed += table.name.starts_with("MSys") ? "" : table.name + ": " + table.type + "; ";
+    }
+    EXPECT_EQ(listed, "far: PASS-THROUGH; near: LINK; ");
+    const auto why = [&](const std::string& table) {
+        return test::ErrorOf([&] { connection_->OpenCursor("select * from " + table); });
+    };
+    EXPECT_TRUE(test::Has(why("near"), "a link to table 'orders of near' of 'Z:\\data\\shop.mdb'"));
+    EXPECT_TRUE(test::Has(why("far"), "a link to table 'orders of far' of an ODBC data source"));
+    EXPECT_EQ(why("far").find("hidden"), std::string::npos);
 }
 
 }  // namespace
