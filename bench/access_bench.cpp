@@ -9,7 +9,7 @@
 
 #include "data/driver.h"
 #include "drivers/access/driver.h"
-#include "drivers/access/verify.h"
+#include "drivers/access/verify/verify.h"
 #include "orders_data.h"
 #include "route_session.h"
 #include "support/temp_dir.h"

@@ -4,7 +4,7 @@
 #include "engine/run_view.h"
 #include "mapping/column_discovery.h"
 #include "orders_data.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
 #include "text/text_writer.h"
 
 #include <cstdlib>

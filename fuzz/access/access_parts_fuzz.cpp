@@ -3,12 +3,12 @@
 // generation of the format.
 
 #include "data/data_error.h"
-#include "drivers/access/field.h"
-#include "drivers/access/index_key.h"
-#include "drivers/access/index_reader.h"
-#include "drivers/access/properties.h"
-#include "drivers/access/row.h"
-#include "drivers/access/usage_map.h"
+#include "drivers/access/catalogue/properties.h"
+#include "drivers/access/indexes/index_key.h"
+#include "drivers/access/indexes/index_reader.h"
+#include "drivers/access/pages/usage_map.h"
+#include "drivers/access/rows/field.h"
+#include "drivers/access/rows/row.h"
 
 namespace {
 

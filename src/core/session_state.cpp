@@ -74,8 +74,4 @@ std::string ApplicationFolder() {
     return error ? std::string(".") : executable.parent_path().string();
 }
 
-std::string JoinPath(const std::string& folder, const std::string& name) {
-    return folder.ends_with('/') ? folder + name : folder + "/" + name;
-}
-
 }  // namespace vantry

@@ -5,6 +5,7 @@
 // and stored by value.
 
 #include "core/data_access.h"
+#include "data/paths.h"
 
 #include <cstdint>
 #include <memory>
@@ -143,8 +144,4 @@ extern DateTime TableEndTime;
 void InitSharedState(const std::string& application_folder);
 // The folder of the running executable.
 std::string ApplicationFolder();
-// `folder` followed by `name`, with the platform's separator between them unless the folder ends in
-// one.
-std::string JoinPath(const std::string& folder, const std::string& name);
-
 }  // namespace vantry

@@ -2,7 +2,7 @@
 
 #include "data/connection_string.h"
 #include "data/letter_case.h"
-#include "drivers/file/file_name.h"
+#include "files/file_name.h"
 
 #include <algorithm>
 #include <filesystem>

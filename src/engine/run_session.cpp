@@ -2,6 +2,7 @@
 
 #include "core/session_state.h"
 #include "data/value_text.h"
+#include "engine/loaded_file.h"
 #include "engine/row_loader.h"
 #include "engine/row_loader_mysql.h"
 #include "engine/row_walk.h"
@@ -9,7 +10,6 @@
 #include "engine/run_report.h"
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
-#include "text/file_rename.h"
 
 #include <chrono>
 

@@ -1,6 +1,6 @@
 #include "programs/all_pages.h"
 
-#include "connectors/pages/wizard_flow.h"
+#include "connectors/pages/register.h"
 #include "core/session_state.h"
 #include "engine/pages/form14.h"
 #include "mapping/pages/register.h"
@@ -11,11 +11,13 @@
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
 #include "text/pages/register.h"
+#include "wizard/wizard_flow.h"
 
 namespace vantry {
 
 void RegisterAllPages() {
     RegisterShellPages();
+    RegisterWizardPages();
     RegisterConnectorPages();
     RegisterRunPages();
     RegisterMappingPages();

@@ -6,7 +6,7 @@
 #include "engine/run_session.h"
 #include "mapping/column_discovery.h"
 #include "programs/console_view.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
 #include "text/text_writer.h"
 
 #include <cstdio>

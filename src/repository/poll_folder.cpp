@@ -3,8 +3,8 @@
 #include "core/session_state.h"
 #include "data/connection_string.h"
 #include "data/letter_case.h"
-#include "drivers/file/file_errors.h"
-#include "drivers/file/unique_fd.h"
+#include "files/file_errors.h"
+#include "files/unique_fd.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -2,7 +2,7 @@
 // Which files of a polled folder may be loaded: those that match the session's pattern, oldest
 // first, and whole. Other systems drop them there at their own pace.
 
-#include "drivers/file/file.h"
+#include "files/file.h"
 
 #include <optional>
 #include <set>

@@ -1,11 +1,11 @@
 #include "repository/polled_run.h"
 
 #include "data/value_text.h"
-#include "drivers/file/file_name.h"
-#include "drivers/file/unique_fd.h"
+#include "engine/loaded_file.h"
 #include "engine/run_log.h"
 #include "engine/run_session.h"
-#include "text/file_rename.h"
+#include "files/file_name.h"
+#include "files/unique_fd.h"
 
 #include <fcntl.h>
 #include <limits.h>

@@ -1,7 +1,7 @@
 #include "repository/program_lock.h"
 
 #include "core/session_state.h"
-#include "drivers/file/file_errors.h"
+#include "files/file_errors.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -3,7 +3,7 @@
 // object goes, and gone with the process however that ends. The file stays: removing it would let a
 // third program lock another file of the same name.
 
-#include "drivers/file/unique_fd.h"
+#include "files/unique_fd.h"
 
 #include <cstdint>
 #include <optional>

@@ -4,9 +4,9 @@
 #include "data/letter_case.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
-#include "drivers/file/file_lock.h"
-#include "drivers/file/file_name.h"
-#include "drivers/file/journal.h"
+#include "files/file_lock.h"
+#include "files/file_name.h"
+#include "files/journal.h"
 #include "repository/run_summary.h"
 
 #include <sys/stat.h>

@@ -1,8 +1,8 @@
 #include "repository/run_log_file.h"
 
 #include "core/session_state.h"
-#include "drivers/file/file_errors.h"
 #include "engine/run_log.h"
+#include "files/file_errors.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

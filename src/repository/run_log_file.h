@@ -3,8 +3,8 @@
 // owner alone can read. The first line of a run replaces the file's text; where one run of the
 // program takes several loads (a polled folder), each further one is added.
 
-#include "drivers/file/unique_fd.h"
 #include "engine/run_view.h"
+#include "files/unique_fd.h"
 
 #include <chrono>
 #include <functional>

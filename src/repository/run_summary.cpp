@@ -2,7 +2,7 @@
 
 #include "data/utf.h"
 #include "data/value_text.h"
-#include "drivers/file/file.h"
+#include "files/file.h"
 
 #include <unistd.h>
 

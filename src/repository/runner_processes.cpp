@@ -1,6 +1,6 @@
 #include "repository/runner_processes.h"
 
-#include "drivers/file/file_errors.h"
+#include "files/file_errors.h"
 
 #include <fcntl.h>
 #include <signal.h>

@@ -2,7 +2,7 @@
 // The scheduler without its main: reads the schedules, starts runners, keeps its state and its log
 // in the folder "log". One look at a time, so that a test can bring its own clock.
 
-#include "drivers/file/file.h"
+#include "files/file.h"
 #include "repository/runner_processes.h"
 #include "repository/scheduler.h"
 

@@ -1,8 +1,8 @@
 #include "text/line_file.h"
 
 #include "data/data_error.h"
-#include "drivers/file/file_errors.h"
-#include "drivers/file/file_lock.h"
+#include "files/file_errors.h"
+#include "files/file_lock.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -12,7 +12,7 @@
 // Abandon can't get rid of the last lines, Lines() falls to those that are whole in the file.
 
 #include "data/utf.h"
-#include "drivers/file/file.h"
+#include "files/file.h"
 #include "text/write_behind.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "text/preview.h"
 
-#include "drivers/file/file.h"
-#include "drivers/text/encoding.h"
+#include "files/file.h"
+#include "text_format/encoding.h"
 
 #include <algorithm>
 #include <span>

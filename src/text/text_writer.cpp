@@ -1,12 +1,12 @@
 #include "text/text_writer.h"
 
 #include "data/connection_string.h"
-#include "drivers/text/file_names.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "text/field_text.h"
 #include "text/line_file.h"
+#include "text_format/file_names.h"
 
 #include <algorithm>
 #include <chrono>
@@ -57,7 +57,7 @@ DataError WrittenBefore(const std::string& path) {
 
 // A text file written over itself would lose what the session leaves out: columns, rows, its
 // heading.
-bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
+bool IsTheFileThatIsRead(const TableRec& source, const TableRec& target) {
     if (SourceType != "TEXT" && SourceType != "TEXTPOLL") {
         return false;
     }
@@ -211,7 +211,7 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     TableCancelled = kFalse;
     AppendLog(log_line::AboutToWrite(JoinPath(TextDestDir, source.Name) +
                                      (SourceType == "TEXT" ? std::string() : TextDestExt)));
-    const bool own_source = IsItsOwnSource(source, target);
+    const bool own_source = IsTheFileThatIsRead(source, target);
     if (own_source ||
         !written_.insert(std::filesystem::path(target.Name).lexically_normal()).second) {
         scope_([&] { throw own_source ? OwnSource(target.Name) : WrittenBefore(target.Name); });

@@ -2,8 +2,8 @@
 // Writes of a file, each going on while its caller works: handing fresh pages of a new file to a
 // program costs the kernel as much time as making the lines that go into them.
 
-#include "drivers/file/early_writeout.h"
-#include "drivers/file/file.h"
+#include "files/early_writeout.h"
+#include "files/file.h"
 
 #include <condition_variable>
 #include <cstddef>

@@ -11,7 +11,7 @@
 #include "shell/page_set.h"
 #include "shell/product_picture.h"
 #include "shell/qt_text.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
 
 #include <QAbstractButton>
 #include <QApplication>

@@ -5,7 +5,7 @@
 #include "mapping/column_discovery.h"
 #include "repository/repository.h"
 #include "support/temp_dir.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
 
 #include <sys/types.h>
 

@@ -1,6 +1,6 @@
 // Several programs on one repository at once, some of them killed; and what they tell of passwords.
 
-#include "drivers/access/verify.h"
+#include "drivers/access/verify/verify.h"
 #include "programs/application.h"
 #include "repository/saved_session.h"
 #include "support/session_steps.h"

@@ -2,7 +2,7 @@
 // session whose save had ended is whole, and the next save and load go on.
 
 #include "data/value_text.h"
-#include "drivers/access/verify.h"
+#include "drivers/access/verify/verify.h"
 #include "repository/repository.h"
 #include "repository/saved_session.h"
 #include "support/fault_plans.h"

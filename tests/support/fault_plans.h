@@ -2,7 +2,7 @@
 // Fault plans for tests of what writes files: fail the n-th operation, kill the process at the n-th
 // write, record everything and make up what a power failure would have left.
 
-#include "drivers/file/fault_plan.h"
+#include "files/fault_plan.h"
 
 #include <signal.h>
 #include <unistd.h>

@@ -1,11 +1,11 @@
 // What a text source leaves in its folder: "Schema.ini", and the new names of loaded files.
 
-#include "drivers/text/schema_ini.h"
+#include "engine/loaded_file.h"
 #include "engine/session_fixture.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
-#include "text/file_rename.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
+#include "text_format/schema_ini.h"
 
 #include <filesystem>
 

@@ -3,11 +3,11 @@
 #include "ui_Form2.h"
 
 #include "connectors/pages/access_page.h"
-#include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
+#include "wizard/wizard_flow.h"
 
 namespace vantry {
 

@@ -3,10 +3,10 @@
 #include "ui_Form8.h"
 
 #include "connectors/pages/access_page.h"
-#include "connectors/pages/wizard_flow.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
+#include "wizard/wizard_flow.h"
 
 namespace vantry {
 namespace {

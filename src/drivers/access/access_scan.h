@@ -1,12 +1,12 @@
 #pragma once
 // Rows of a table as cells: the scan that the SQL layer asks for.
 
-#include "drivers/access/complex_value.h"
 #include "drivers/access/database_file.h"
-#include "drivers/access/field.h"
-#include "drivers/access/quick_row.h"
-#include "drivers/access/row_scanner.h"
-#include "drivers/access/rows_ahead.h"
+#include "drivers/access/rows/complex_value.h"
+#include "drivers/access/rows/field.h"
+#include "drivers/access/rows/quick_row.h"
+#include "drivers/access/rows/row_scanner.h"
+#include "drivers/access/rows/rows_ahead.h"
 #include "drivers/sql/storage.h"
 
 #include <memory>

@@ -4,8 +4,8 @@
 #include "drivers/access/access_scan.h"
 #include "drivers/access/column_info.h"
 #include "drivers/access/errors.h"
-#include "drivers/access/index_key.h"
-#include "drivers/access/table_writer.h"
+#include "drivers/access/indexes/index_key.h"
+#include "drivers/access/write/table_writer.h"
 
 namespace vantry::access {
 namespace {

@@ -1,8 +1,8 @@
 #pragma once
 // What the columns of a stored table are reported as.
 
-#include "drivers/access/properties.h"
-#include "drivers/access/table_def.h"
+#include "drivers/access/catalogue/properties.h"
+#include "drivers/access/catalogue/table_def.h"
 #include "drivers/sql/storage.h"
 
 #include <vector>

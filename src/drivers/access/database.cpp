@@ -2,8 +2,8 @@
 
 #include "data/letter_case.h"
 #include "drivers/access/access_table.h"
+#include "drivers/access/catalogue/saved_query.h"
 #include "drivers/access/errors.h"
-#include "drivers/access/saved_query.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
 // The writing side of the database and its tables for the SQL layer.
 
 #include "drivers/access/access_table.h"
+#include "drivers/access/catalogue/definition_writer.h"
 #include "drivers/access/database.h"
-#include "drivers/access/definition_writer.h"
 #include "drivers/access/errors.h"
-#include "drivers/access/table_writer.h"
+#include "drivers/access/write/table_writer.h"
 #include "drivers/access/write_errors.h"
 
 namespace vantry::access {

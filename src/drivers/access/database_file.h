@@ -2,8 +2,8 @@
 // An open database file: its pages and its catalogue. Shared by the connection's tables and scans,
 // any of which may be the last to go.
 
-#include "drivers/access/object_catalog.h"
-#include "drivers/access/page_store.h"
+#include "drivers/access/catalogue/object_catalog.h"
+#include "drivers/access/pages/page_store.h"
 
 #include <memory>
 #include <string>

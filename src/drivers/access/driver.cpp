@@ -1,9 +1,9 @@
 #include "drivers/access/driver.h"
 
+#include "drivers/access/catalogue/database_creator.h"
 #include "drivers/access/database.h"
-#include "drivers/access/database_creator.h"
 #include "drivers/access/errors.h"
-#include "drivers/file/file_name.h"
+#include "files/file_name.h"
 
 namespace vantry::access {
 namespace {

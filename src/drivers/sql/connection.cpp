@@ -1,10 +1,10 @@
 // The connection of the embedded engines: decides which way a statement goes.
 
-#include "drivers/sql/change.h"
 #include "drivers/sql/errors.h"
-#include "drivers/sql/parser.h"
-#include "drivers/sql/plain_query.h"
-#include "drivers/sql/query.h"
+#include "drivers/sql/parse/parser.h"
+#include "drivers/sql/run/change.h"
+#include "drivers/sql/run/plain_query.h"
+#include "drivers/sql/run/query.h"
 
 namespace vantry::sql {
 namespace {

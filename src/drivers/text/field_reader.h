@@ -4,11 +4,11 @@
 
 #include "data/value.h"
 #include "data/value_text.h"
-#include "drivers/text/byte_masks.h"
-#include "drivers/text/encoding.h"
 #include "drivers/text/number_form.h"
-#include "drivers/text/row_splitter.h"
 #include "drivers/text/type_guess.h"
+#include "text_format/byte_masks.h"
+#include "text_format/encoding.h"
+#include "text_format/row_splitter.h"
 
 #include <cstddef>
 #include <string>

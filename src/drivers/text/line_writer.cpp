@@ -4,8 +4,8 @@
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
-#include "drivers/text/errors.h"
 #include "drivers/text/number_form.h"
+#include "text_format/errors.h"
 
 #include <algorithm>
 #include <span>

@@ -1,6 +1,6 @@
 #include "drivers/text/row_counter.h"
 
-#include "drivers/text/byte_masks.h"
+#include "text_format/byte_masks.h"
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 // qualifiers where these stand as they should, byte by byte where they don't. Counts what
 // RowSplitter would find.
 
-#include "drivers/text/row_splitter.h"
+#include "text_format/row_splitter.h"
 
 #include <cstddef>
 #include <cstdint>

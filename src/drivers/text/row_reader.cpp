@@ -1,8 +1,8 @@
 #include "drivers/text/row_reader.h"
 
-#include "drivers/text/errors.h"
-#include "drivers/text/format.h"
 #include "drivers/text/row_counter.h"
+#include "text_format/errors.h"
+#include "text_format/format.h"
 
 #include <algorithm>
 #include <cstring>

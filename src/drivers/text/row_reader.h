@@ -2,9 +2,9 @@
 // The rows of a data file, in file order, in memory that depends on the longest row and not on the
 // file. Fields are views of the reader's window, valid until the next call of Next() or MoveTo().
 
-#include "drivers/text/encoding.h"
-#include "drivers/text/row_splitter.h"
-#include "drivers/text/text_file.h"
+#include "text_format/encoding.h"
+#include "text_format/row_splitter.h"
+#include "text_format/text_file.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -4,9 +4,9 @@
 
 #include "data/connection_string.h"
 #include "drivers/text/date_picture.h"
-#include "drivers/text/format.h"
-#include "drivers/text/row_splitter.h"
-#include "drivers/text/schema_ini.h"
+#include "text_format/format.h"
+#include "text_format/row_splitter.h"
+#include "text_format/schema_ini.h"
 
 #include <optional>
 #include <string>

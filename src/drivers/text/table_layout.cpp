@@ -3,7 +3,7 @@
 #include "data/letter_case.h"
 #include "data/utf.h"
 #include "data/value_text.h"
-#include "drivers/text/errors.h"
+#include "text_format/errors.h"
 
 #include <algorithm>
 #include <chrono>

@@ -2,11 +2,11 @@
 // The columns of one file: named by its header or by "Schema.ini", typed by that or by a look at
 // the values.
 
-#include "drivers/text/encoding.h"
 #include "drivers/text/field_reader.h"
 #include "drivers/text/row_reader.h"
 #include "drivers/text/table_format.h"
-#include "drivers/text/text_file.h"
+#include "text_format/encoding.h"
+#include "text_format/text_file.h"
 
 #include <cstdint>
 #include <map>

@@ -1,13 +1,13 @@
 #include "drivers/text/text_database.h"
 
 #include "data/utf.h"
-#include "drivers/file/file.h"
-#include "drivers/file/file_name.h"
-#include "drivers/text/errors.h"
-#include "drivers/text/file_names.h"
-#include "drivers/text/replace_file.h"
-#include "drivers/text/schema_ini.h"
 #include "drivers/text/text_table.h"
+#include "files/file.h"
+#include "files/file_name.h"
+#include "files/replace_file.h"
+#include "text_format/errors.h"
+#include "text_format/file_names.h"
+#include "text_format/schema_ini.h"
 
 #include <algorithm>
 #include <span>
@@ -139,7 +139,7 @@ void PrependSection(const std::string& folder, const std::string& section) {
         encoding.AppendFileBytes(kLineBreak, content);
         content += older.substr(encoding.MarkBytes());
     }
-    ReplaceFile(path, content);
+    file::ReplaceFile(path, content);
 }
 
 }  // namespace

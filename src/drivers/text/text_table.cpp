@@ -1,6 +1,6 @@
 #include "drivers/text/text_table.h"
 
-#include "drivers/text/errors.h"
+#include "text_format/errors.h"
 
 #include <algorithm>
 #include <utility>

@@ -4,8 +4,8 @@
 
 #include "data/value.h"
 #include "drivers/text/date_picture.h"
-#include "drivers/text/format.h"
 #include "drivers/text/table_format.h"
+#include "text_format/format.h"
 
 #include <optional>
 #include <string_view>

@@ -2,7 +2,6 @@
 
 #include "ui_Form14.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "engine/run_session.h"
 #include "shell/dialogs.h"
@@ -11,6 +10,7 @@
 #include "shell/product_picture.h"
 #include "shell/qt_text.h"
 #include "text/text_writer.h"
+#include "wizard/wizard_flow.h"
 
 namespace vantry {
 namespace {

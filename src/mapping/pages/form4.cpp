@@ -2,7 +2,6 @@
 
 #include "ui_Form4.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "data/data_error.h"
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
@@ -14,6 +13,7 @@
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "wizard/wizard_flow.h"
 
 namespace vantry {
 namespace {

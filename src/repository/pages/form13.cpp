@@ -2,7 +2,6 @@
 
 #include "ui_Form13.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "data/value_text.h"
@@ -10,6 +9,7 @@
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "wizard/wizard_flow.h"
 
 #include <filesystem>
 

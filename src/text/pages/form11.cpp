@@ -2,14 +2,14 @@
 
 #include "ui_Form11.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "data/data_error.h"
 #include "data/letter_case.h"
-#include "drivers/text/file_names.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "text/pages/path_field.h"
+#include "text_format/file_names.h"
+#include "wizard/wizard_flow.h"
 
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>

@@ -2,12 +2,12 @@
 
 #include "ui_Form11Poll.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "text/pages/path_field.h"
+#include "wizard/wizard_flow.h"
 
 namespace vantry {
 namespace {

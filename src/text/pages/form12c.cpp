@@ -2,11 +2,11 @@
 
 #include "ui_Form12c.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "wizard/wizard_flow.h"
 
 #include <QApplication>
 #include <QFileInfo>

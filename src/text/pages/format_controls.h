@@ -4,7 +4,7 @@
 // the qualifier that are chosen stand in TextDelim and TextQual.
 
 #include "core/session_state.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
 
 #include <QObject>
 

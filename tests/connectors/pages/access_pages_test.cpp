@@ -1,10 +1,11 @@
 // Form2 and Form8 on real files: connection strings, lists, messages, status.
 
-#include "connectors/pages/wizard_flow.h"
+#include "connectors/pages/register.h"
 #include "core/session_state.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
 #include "support/temp_dir.h"
+#include "wizard/wizard_flow.h"
 
 #include <QListWidget>
 
@@ -18,6 +19,7 @@ protected:
     AccessPagesTest() {
         InitSharedState(folder_.Path().string());
         RegisterShellPages();
+        RegisterWizardPages();
         RegisterConnectorPages();
         RegisterNamedPages({"Form4"});
         OdbcDrivers = {"", "Microsoft Access Driver (*.mdb, *.accdb)", "Other", "My ACCESS thing"};

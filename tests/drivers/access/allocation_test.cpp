@@ -2,7 +2,7 @@
 // there whole or not at all, the file is sound, and no lock is left.
 
 #include "drivers/access/writing_fixture.h"
-#include "drivers/file/file_lock.h"
+#include "files/file_lock.h"
 
 #include <cstdlib>
 #include <functional>

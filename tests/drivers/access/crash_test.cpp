@@ -5,7 +5,7 @@
 #include "data/value_text.h"
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/writing_fixture.h"
-#include "drivers/file/file_lock.h"
+#include "files/file_lock.h"
 
 #include <sys/wait.h>
 

@@ -5,10 +5,10 @@
 #include "data/utf.h"
 #include "data/value_text.h"
 #include "drivers/access/file_bytes.h"
-#include "drivers/access/page_codec.h"
+#include "drivers/access/pages/page_codec.h"
 #include "drivers/access/real_files.h"
-#include "drivers/access/verify.h"
-#include "drivers/file/error_of.h"
+#include "drivers/access/verify/verify.h"
+#include "files/error_of.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>

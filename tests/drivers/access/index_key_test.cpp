@@ -1,10 +1,10 @@
 // Index keys of the types that no sample file has an index on: by the format's rules, and by the
 // order that they must give. The other types are compared with real indexes in real_files_test.cpp.
 
-#include "drivers/access/index_key.h"
+#include "drivers/access/indexes/index_key.h"
 
 #include "data/utf.h"
-#include "drivers/access/page_codec.h"
+#include "drivers/access/pages/page_codec.h"
 
 #include <gtest/gtest.h>
 

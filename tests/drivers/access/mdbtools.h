@@ -2,7 +2,7 @@
 // What mdbtools says of a file: an independent reader's view of its tables and rows.
 
 #include "data/value.h"
-#include "drivers/access/table_def.h"
+#include "drivers/access/catalogue/table_def.h"
 
 #include <optional>
 #include <string>

@@ -5,14 +5,14 @@
 #include "data/data_error.h"
 #include "data/utf.h"
 #include "data/value_text.h"
-#include "drivers/access/complex_value.h"
-#include "drivers/access/field.h"
-#include "drivers/access/index_reader.h"
-#include "drivers/access/object_catalog.h"
-#include "drivers/access/quick_row.h"
-#include "drivers/access/row_scanner.h"
-#include "drivers/access/saved_query.h"
-#include "drivers/access/verify.h"
+#include "drivers/access/catalogue/object_catalog.h"
+#include "drivers/access/catalogue/saved_query.h"
+#include "drivers/access/indexes/index_reader.h"
+#include "drivers/access/rows/complex_value.h"
+#include "drivers/access/rows/field.h"
+#include "drivers/access/rows/quick_row.h"
+#include "drivers/access/rows/row_scanner.h"
+#include "drivers/access/verify/verify.h"
 
 #include <memory>
 #include <stdexcept>

@@ -6,7 +6,7 @@
 #include "data/value_text.h"
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/stored_rows.h"
-#include "drivers/access/verify.h"
+#include "drivers/access/verify/verify.h"
 
 #include <gtest/gtest.h>
 

@@ -1,12 +1,12 @@
 // Saved queries and links, from rows as Access stores them: no statement of ours makes them.
 
-#include "drivers/access/saved_query.h"
+#include "drivers/access/catalogue/saved_query.h"
 
 #include "drivers/access/database_file.h"
 #include "drivers/access/driver.h"
-#include "drivers/access/page_source.h"
-#include "drivers/access/table_writer.h"
-#include "drivers/file/error_of.h"
+#include "drivers/access/pages/page_source.h"
+#include "drivers/access/write/table_writer.h"
+#include "files/error_of.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>

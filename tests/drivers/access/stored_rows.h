@@ -3,9 +3,9 @@
 
 #include "data/value.h"
 #include "data/value_text.h"
-#include "drivers/access/field.h"
-#include "drivers/access/object_catalog.h"
-#include "drivers/access/row_scanner.h"
+#include "drivers/access/catalogue/object_catalog.h"
+#include "drivers/access/rows/field.h"
+#include "drivers/access/rows/row_scanner.h"
 
 #include <string>
 #include <string_view>

@@ -1,12 +1,12 @@
 // The verifier finds each kind of damage: without this a sound report would say nothing.
 
-#include "drivers/access/verify.h"
+#include "drivers/access/verify/verify.h"
 
 #include "drivers/access/file_bytes.h"
-#include "drivers/access/index_reader.h"
+#include "drivers/access/indexes/index_reader.h"
 #include "drivers/access/real_files.h"
 #include "drivers/access/stored_rows.h"
-#include "drivers/file/error_of.h"
+#include "files/error_of.h"
 
 #include <gtest/gtest.h>
 

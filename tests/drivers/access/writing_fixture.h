@@ -2,11 +2,11 @@
 // A database of our own making, driven through what the SQL layer drives it by.
 
 #include "data/value_text.h"
+#include "drivers/access/catalogue/database_creator.h"
 #include "drivers/access/database.h"
-#include "drivers/access/database_creator.h"
 #include "drivers/access/stored_rows.h"
-#include "drivers/access/verify.h"
-#include "drivers/file/error_of.h"
+#include "drivers/access/verify/verify.h"
+#include "files/error_of.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 

@@ -1,6 +1,6 @@
 // Decimals with more digits than a double holds. Expected rows are worked out by hand.
 
-#include "drivers/sql/exact_number.h"
+#include "drivers/sql/functions/exact_number.h"
 #include "drivers/sql/sql_fixture.h"
 
 #include <array>

@@ -1,8 +1,8 @@
-#include "drivers/text/row_splitter.h"
+#include "text_format/row_splitter.h"
 
 #include "data/utf.h"
-#include "drivers/text/byte_masks.h"
 #include "drivers/text/row_counter.h"
+#include "text_format/byte_masks.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "drivers/text/schema_ini.h"
+#include "text_format/schema_ini.h"
 
 #include "drivers/text/table_format.h"
 #include "drivers/text/text_folder.h"

@@ -2,8 +2,8 @@
 // A folder of text files and its tables, with rows as readable lines.
 
 #include "data/value_text.h"
-#include "drivers/file/error_of.h"
 #include "drivers/text/text_database.h"
+#include "files/error_of.h"
 #include "support/temp_dir.h"
 
 #include <memory>

@@ -2,12 +2,12 @@
 
 #include "engine/pages/form14.h"
 
-#include "connectors/pages/wizard_flow.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
+#include "wizard/wizard_flow.h"
 
 #include <QAction>
 #include <QElapsedTimer>
@@ -22,7 +22,7 @@ protected:
     Form14Test() {
         InitSharedState(folder_.Path().string());
         RegisterShellPages();
-        RegisterConnectorPages();
+        RegisterWizardPages();
         RegisterRunPages();
     }
     ~Form14Test() override { ClearPages(); }

@@ -1,7 +1,6 @@
 // Form13 over a real repository: what it proposes, what its schedule asks for, and the rows that a
 // save leaves.
 
-#include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "repository/pages/create_repository.h"
 #include "repository/pages/register.h"
@@ -11,7 +10,8 @@
 #include "support/page_driver.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
-#include "text/schema_ini_writer.h"
+#include "text/text_source.h"
+#include "wizard/wizard_flow.h"
 
 #include <QCheckBox>
 #include <QDateEdit>
@@ -26,7 +26,7 @@ protected:
     Form13Test() {
         InitSharedState(Folder());
         RegisterShellPages();
-        RegisterConnectorPages();
+        RegisterWizardPages();
         RegisterRepositoryPages();
         RegisterNamedPages({"Form4", "Form14"});
         CreateRepository(Folder(), Now());

@@ -1,12 +1,12 @@
 #pragma once
 // The text pages over a folder of their own, with the pages around them by name only.
 
-#include "connectors/pages/wizard_flow.h"
 #include "core/session_state.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
 #include "support/temp_dir.h"
 #include "text/pages/register.h"
+#include "wizard/wizard_flow.h"
 
 #include <QCheckBox>
 #include <QListWidget>
@@ -20,7 +20,7 @@ protected:
     TextPagesTest() {
         InitSharedState(folder_.Path().string());
         RegisterShellPages();
-        RegisterConnectorPages();
+        RegisterWizardPages();
         RegisterTextPages();
         RegisterNamedPages({"Form1", "Form2", "Form4", "Form8"});
         SourceType = "TEXT";

@@ -1,0 +1,243 @@
+#include "drivers/access/indexes/index_page_editor.h"
+
+#include "drivers/access/pages/data_page.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+namespace vantry::access {
+namespace {
+
+constexpr const IndexPageLayout& kLayout = kJet4Layout.index;
+constexpr std::size_t kAreaSize = kJet4Layout.page_size - kLayout.entries_offset;
+
+int CompareBytes(ByteSpan left, ByteSpan right) {
+    const std::size_t common = std::min(left.size(), right.size());
+    return common == 0 ? 0 : std::memcmp(left.data(), right.data(), common);
+}
+
+std::size_t CommonPrefix(ByteSpan left, ByteSpan right) {
+    const std::size_t limit = std::min(left.size(), right.size());
+    std::size_t at = 0;
+    while (at < limit && left[at] == right[at]) {
+        ++at;
+    }
+    return at;
+}
+
+// Key bytes that the first and the last entry share.
+std::size_t PrefixOf(std::span<const IndexEntry> entries, bool leaf) {
+    if (entries.size() < 2) {
+        return 0;
+    }
+    const std::size_t tail = leaf ? kLeafEntryTail : kNodeEntryTail;
+    const ByteSpan first(entries.front());
+    const ByteSpan last(entries.back());
+    return CommonPrefix(first.first(first.size() - tail), last.first(last.size() - tail));
+}
+
+std::size_t SizeOf(std::span<const IndexEntry> entries, std::size_t prefix) {
+    std::size_t size = 0;
+    for (const IndexEntry& entry : entries) {
+        size += entry.size();
+    }
+    return entries.empty() ? 0 : size - prefix * (entries.size() - 1);
+}
+
+}  // namespace
+
+int CompareEntries(ByteSpan left, ByteSpan right) {
+    const int order = CompareBytes(left, right);
+    if (order != 0 || left.size() == right.size()) {
+        return order;
+    }
+    return left.size() < right.size() ? -1 : 1;
+}
+
+void IndexPageEditor::Load(ByteSpan page) {
+    page_ = page;
+    area_ = Slice(page, kLayout.entries_offset, kAreaSize);
+    leaf_ = LoadU8(page, kPageTypeOffset) == static_cast<std::uint8_t>(PageType::IndexLeaf);
+    prefix_ = LoadU16(page, kLayout.prefix_offset);
+    ends_.clear();
+    for (std::size_t at = 0; at < kLayout.mask_size; ++at) {
+        for (auto bits = std::to_integer<unsigned>(page[kLayout.mask_offset + at]); bits != 0;
+             bits &= bits - 1) {
+            const std::size_t end = at * 8 + static_cast<std::size_t>(std::countr_zero(bits));
+            if (end > kAreaSize) {
+                throw BoundsError();
+            }
+            ends_.push_back(static_cast<std::uint16_t>(end));
+        }
+    }
+    const std::size_t tail = leaf_ ? kLeafEntryTail : kNodeEntryTail;
+    for (std::size_t entry = 0; entry < ends_.size(); ++entry) {
+        const std::size_t length = ends_[entry] - Begin(entry) + (entry == 0 ? 0 : prefix_);
+        if (length < tail || (entry == 0 && length < prefix_)) {
+            throw BoundsError();
+        }
+    }
+}
+
+PageNumber IndexPageEditor::Previous() const {
+    return LoadU32(page_, kLayout.previous_offset);
+}
+PageNumber IndexPageEditor::Next() const {
+    return LoadU32(page_, kLayout.next_offset);
+}
+PageNumber IndexPageEditor::Tail() const {
+    return LoadU32(page_, kLayout.tail_offset);
+}
+
+ByteSpan IndexPageEditor::Rest(std::size_t entry) const {
+    return area_.subspan(Begin(entry), ends_[entry] - Begin(entry));
+}
+
+// Of key and row against `wanted`.
+int IndexPageEditor::Compare(std::size_t entry, ByteSpan wanted) const {
+    ByteSpan rest = Rest(entry);
+    if (entry == 0 || prefix_ == 0) {
+        return CompareEntries(rest.first(rest.size() - Trailer()), wanted);
+    }
+    // A prefix may reach behind the key, but never into a node's child: children differ.
+    const ByteSpan prefix = area_.first(prefix_);
+    const std::size_t length = prefix_ + rest.size() - Trailer();
+    if (rest.size() < Trailer()) {
+        return CompareEntries(prefix.first(length), wanted);
+    }
+    const int order = CompareBytes(prefix, wanted);
+    if (order != 0) {
+        return order;
+    }
+    if (wanted.size() <= prefix_) {
+        return length > wanted.size() ? 1 : 0;
+    }
+    return CompareEntries(rest.first(rest.size() - Trailer()), wanted.subspan(prefix_));
+}
+
+std::size_t IndexPageEditor::LowerBound(ByteSpan wanted) const {
+    std::size_t low = 0;
+    std::size_t high = ends_.size();
+    while (low < high) {
+        const std::size_t middle = (low + high) / 2;
+        if (Compare(middle, wanted) < 0) {
+            low = middle + 1;
+        } else {
+            high = middle;
+        }
+    }
+    return low;
+}
+
+void IndexPageEditor::CopyEntry(std::size_t entry, IndexEntry& out) const {
+    out.clear();
+    if (entry > 0) {
+        out.insert(out.end(), area_.begin(), area_.begin() + static_cast<std::ptrdiff_t>(prefix_));
+    }
+    const ByteSpan rest = Rest(entry);
+    out.insert(out.end(), rest.begin(), rest.end());
+}
+
+bool IndexPageEditor::HasKey(std::size_t entry, ByteSpan key) const {
+    IndexEntry whole;
+    CopyEntry(entry, whole);
+    const ByteSpan own =
+        ByteSpan(whole).first(whole.size() - (leaf_ ? kLeafEntryTail : kNodeEntryTail));
+    return own.size() == key.size() && CompareBytes(own, key) == 0;
+}
+
+PageNumber IndexPageEditor::Child(std::size_t entry) const {
+    return LoadBigU32(area_, ends_[entry] - (kNodeEntryTail - kLeafEntryTail));
+}
+
+std::vector<IndexEntry> IndexPageEditor::AllEntries() const {
+    std::vector<IndexEntry> entries(ends_.size());
+    for (std::size_t entry = 0; entry < entries.size(); ++entry) {
+        CopyEntry(entry, entries[entry]);
+    }
+    return entries;
+}
+
+void IndexPageEditor::StoreLayout(std::span<std::byte> page) {
+    const auto mask = page.subspan(kLayout.mask_offset, kLayout.mask_size);
+    std::memset(mask.data(), 0, mask.size());
+    for (const std::uint16_t end : ends_) {
+        mask[end / 8] |= std::byte{static_cast<unsigned char>(1U << (end % 8))};
+    }
+    const std::size_t used = ends_.empty() ? 0 : ends_.back();
+    StoreU16(page, kPageFreeOffset, kAreaSize - used);
+}
+
+bool IndexPageEditor::InsertInPlace(std::span<std::byte> page, std::size_t at, ByteSpan entry) {
+    const std::size_t used = ends_.empty() ? 0 : ends_.back();
+    // A new first entry is stored whole and takes the prefix over.
+    if ((at == 0 && prefix_ > 0) || (prefix_ > 0 && entry.size() < prefix_ + kNodeEntryTail) ||
+        (at > 0 && CommonPrefix(entry, area_.first(prefix_)) < prefix_)) {
+        return false;
+    }
+    const ByteSpan rest = entry.subspan(at == 0 ? 0 : prefix_);
+    if (used + rest.size() > kAreaSize) {
+        return false;
+    }
+    const auto area = page.subspan(kLayout.entries_offset);
+    const std::size_t begin = Begin(at);
+    std::memmove(area.data() + begin + rest.size(), area.data() + begin, used - begin);
+    std::memcpy(area.data() + begin, rest.data(), rest.size());
+    const auto length = static_cast<std::uint16_t>(rest.size());
+    ends_.insert(ends_.begin() + static_cast<std::ptrdiff_t>(at),
+                 static_cast<std::uint16_t>(begin));
+    for (std::size_t each = at; each < ends_.size(); ++each) {
+        ends_[each] = static_cast<std::uint16_t>(ends_[each] + length);
+    }
+    StoreLayout(page);
+    return true;
+}
+
+bool IndexPageEditor::RemoveInPlace(std::span<std::byte> page, std::size_t at) {
+    if (at == 0 && prefix_ > 0) {
+        return false;
+    }
+    const auto area = page.subspan(kLayout.entries_offset);
+    const std::size_t used = ends_.back();
+    const std::size_t begin = Begin(at);
+    const std::size_t length = ends_[at] - begin;
+    std::memmove(area.data() + begin, area.data() + begin + length, used - begin - length);
+    std::memset(area.data() + used - length, 0, length);
+    ends_.erase(ends_.begin() + static_cast<std::ptrdiff_t>(at));
+    for (std::size_t each = at; each < ends_.size(); ++each) {
+        ends_[each] = static_cast<std::uint16_t>(ends_[each] - length);
+    }
+    StoreLayout(page);
+    return true;
+}
+
+bool IndexPageEditor::Fits(std::span<const IndexEntry> entries, bool leaf) {
+    return SizeOf(entries, PrefixOf(entries, leaf)) <= kAreaSize;
+}
+
+void IndexPageEditor::Write(std::span<std::byte> page,
+                            std::span<const IndexEntry> entries,
+                            bool leaf) {
+    const std::size_t prefix = PrefixOf(entries, leaf);
+    page[kPageTypeOffset] =
+        std::byte{static_cast<std::uint8_t>(leaf ? PageType::IndexLeaf : PageType::IndexNode)};
+    page[kPageMarkOffset] = std::byte{kPageMark};
+    StoreU16(page, kLayout.prefix_offset, prefix);
+    const auto area = page.subspan(kLayout.entries_offset);
+    std::memset(area.data(), 0, area.size());
+    IndexPageEditor layout;
+    std::size_t used = 0;
+    for (const IndexEntry& entry : entries) {
+        const ByteSpan rest = ByteSpan(entry).subspan(used == 0 ? 0 : prefix);
+        if (used + rest.size() > area.size()) {
+            throw BoundsError();
+        }
+        std::memcpy(area.data() + used, rest.data(), rest.size());
+        used += rest.size();
+        layout.ends_.push_back(static_cast<std::uint16_t>(used));
+    }
+    layout.StoreLayout(page);
+}
+
+}  // namespace vantry::access

@@ -1,0 +1,161 @@
+#include "drivers/access/rows/rows_ahead.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace vantry::access {
+namespace {
+
+// A run's cells stay in the processor's cache, whatever the table looks like.
+constexpr std::size_t kMostCells = 65'536;
+constexpr PageNumber kFewestPages = 4;
+constexpr PageNumber kMostPages = 8;
+
+PageNumber PagesOfARun(std::size_t width) {
+    return std::clamp(
+        static_cast<PageNumber>(kMostCells / (kMaxRowsPerPage * width)), kFewestPages, kMostPages);
+}
+
+}  // namespace
+
+RowsAhead::RowsAhead(PageSource& source,
+                     RowScanner& scanner,
+                     const TableDef& def,
+                     const QuickRow& plan)
+    : source_(&source),
+      scanner_(&scanner),
+      layout_(&source.GetLayout()),
+      def_(&def),
+      plan_(&plan),
+      width_(plan.Width()),
+      run_pages_(PagesOfARun(width_)) {
+    for (auto& run : runs_) {
+        run.room = std::make_unique<TextRoom>(QuickRow::RoomFor(run_pages_ * layout_->page_size));
+    }
+    worker_ = std::thread([this] { Work(); });
+}
+
+RowsAhead::~RowsAhead() {
+    stop_ = true;
+    ++planned_;  // no run, but something to wake up for
+    planned_.notify_one();
+    worker_.join();
+}
+
+void RowsAhead::PlanMore() {
+    while (!at_end_ && planned_ - used_ < kRuns) {
+        try {
+            at_end_ = !scanner_->PlanRun(runs_[planned_ % kRuns].pages, run_pages_);
+        } catch (...) {
+            failure_ = std::current_exception();
+            at_end_ = true;
+        }
+        if (!at_end_) {
+            ++planned_;
+            planned_.notify_one();
+        }
+    }
+}
+
+DecodedRun* RowsAhead::Next() {
+    used_ += in_use_ ? 1 : 0;
+    in_use_ = false;
+    if (planned_ - used_ <= kRuns / 2) {
+        PlanMore();
+    }
+    if (used_ == planned_) {
+        if (failure_) {
+            // Who calls once more tries once more: a file that was in use may be free by then.
+            at_end_ = false;
+            std::rethrow_exception(std::exchange(failure_, nullptr));
+        }
+        return nullptr;
+    }
+    for (auto decoded = decoded_.load(); decoded == used_; decoded = decoded_.load()) {
+        decoded_.wait(decoded);
+    }
+    in_use_ = true;
+    return &runs_[used_ % kRuns];
+}
+
+void RowsAhead::Work() {
+    for (std::uint32_t next = 0;; ++next) {
+        for (auto planned = planned_.load(); planned == next; planned = planned_.load()) {
+            planned_.wait(planned);
+        }
+        if (stop_) {
+            return;
+        }
+        ReadAndDecode(runs_[next % kRuns]);
+        ++decoded_;
+        decoded_.notify_one();
+    }
+}
+
+void RowsAhead::ReadAndDecode(DecodedRun& run) const noexcept {
+    run.rows.clear();
+    run.taken = 0;
+    run.is_read = false;
+    run.cut_position = run.cut_slot = 0;
+    run.room->Clear();
+    const auto& pages = run.pages;
+    try {
+        run.is_read = source_->TryRead(
+            pages.first, {pages.bytes.get(), pages.PageCount() * layout_->page_size}, run.stamp);
+        if (run.is_read) {
+            Decode(run);
+        }
+    } catch (...) {
+        // A number that leads outside the page, or no memory: the owner of the scan meets it again
+        // at this place, and tells it.
+    }
+    run.is_cut = run.cut_position < pages.owned.size();
+}
+
+void RowsAhead::Decode(DecodedRun& run) const {
+    const auto& pages = run.pages;
+    for (; run.cut_position < pages.owned.size(); ++run.cut_position) {
+        const PageNumber number = pages.owned[run.cut_position];
+        run.cut_slot = 0;
+        const std::size_t at = (number - pages.first) * layout_->page_size;
+        if (!DecodePage(run, {pages.bytes.get() + at, layout_->page_size}, number)) {
+            return;
+        }
+    }
+}
+
+bool RowsAhead::DecodePage(DecodedRun& run, ByteSpan page, PageNumber number) const {
+    if (page[kPageTypeOffset] != std::byte{static_cast<std::uint8_t>(PageType::Data)} ||
+        LoadU32(page, kPageOwnerOffset) != def_->page) {
+        return false;
+    }
+    const std::size_t slots = CountSlots(*layout_, page);
+    if (slots > kMaxRowsPerPage) {
+        return false;
+    }
+    const std::size_t slots_at = layout_->data.slots_offset;
+    const std::size_t rows_begin = slots_at + slots * kSlotSize;
+    const std::size_t room = (run.rows.size() + slots) * width_;
+    if (run.cells.size() < room) {
+        run.cells.resize(std::max(room, run.cells.size() * 2));
+    }
+    std::size_t end = page.size();
+    for (std::size_t& slot = run.cut_slot; slot < slots; ++slot) {
+        const std::uint16_t entry = LoadU16(page, slots_at + slot * kSlotSize);
+        const std::size_t start = entry & kSlotOffsetMask;
+        if ((entry & kSlotDeleted) == 0) {
+            if ((entry & kSlotOverflow) != 0 || start > end || start < rows_begin ||
+                end > page.size() ||
+                !plan_->Decode(page.subspan(start, end - start),
+                               run.cells.data() + run.rows.size() * width_,
+                               *run.room)) {
+                return false;
+            }
+            run.rows.push_back({number, static_cast<RowNumber>(slot)});
+        }
+        end = start;
+    }
+    return true;
+}
+
+}  // namespace vantry::access

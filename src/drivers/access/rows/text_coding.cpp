@@ -1,0 +1,209 @@
+#include "drivers/access/rows/text_coding.h"
+
+#include "data/data_error.h"
+
+#include <algorithm>
+
+namespace vantry::access {
+namespace {
+
+constexpr int kDefaultCodePage = 1252;
+
+std::string_view AsChars(ByteSpan bytes) {
+    return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+void AppendUnits(ByteSpan pairs, std::u16string& out) {
+    const std::size_t count = pairs.size() / 2;  // an odd last byte is no character
+    const std::size_t before = out.size();
+    out.resize(before + count);
+    if (count > 0) {
+        std::memcpy(out.data() + before, pairs.data(), count * 2);
+    }
+}
+
+std::shared_ptr<const CodePage> OpenCodePage(int number) {
+    try {
+        return std::make_shared<CodePage>(number);
+    } catch (const DataError&) {
+        // Most files whose code page number isn't known are Western ones.
+        return std::make_shared<CodePage>(kDefaultCodePage);
+    }
+}
+
+// Room for `size` characters in `scratch`, which only ever grows here: its size isn't the text's.
+char* Room(std::string& scratch, std::size_t size) {
+    if (scratch.size() < size) {
+        scratch.resize(size);
+    }
+    return scratch.data();
+}
+
+char* PutUnit(char16_t unit, char* out) {
+    if (unit < 0x80) {
+        *out++ = static_cast<char>(unit);
+    } else if (unit < 0x800) {
+        *out++ = static_cast<char>(0xC0 | unit >> 6);
+        *out++ = static_cast<char>(0x80 | (unit & 0x3F));
+    } else {
+        *out++ = static_cast<char>(0xE0 | unit >> 12);
+        *out++ = static_cast<char>(0x80 | (unit >> 6 & 0x3F));
+        *out++ = static_cast<char>(0x80 | (unit & 0x3F));
+    }
+    return out;
+}
+
+// One byte a character, no switches, as UTF-8: up to two bytes each. Returns the end.
+char* PutLatin1(std::string_view text, char* out) {
+    for (std::size_t i = 0; i < text.size();) {
+        std::uint64_t word;
+        if (text.size() - i >= sizeof(word)) {
+            std::memcpy(&word, text.data() + i, sizeof(word));
+            if ((word & 0x8080808080808080) == 0) {
+                std::memcpy(out, &word, sizeof(word));
+                out += sizeof(word);
+                i += sizeof(word);
+                continue;
+            }
+        }
+        out = PutUnit(static_cast<unsigned char>(text[i++]), out);
+    }
+    return out;
+}
+
+// UTF-16 as UTF-8, up to three bytes a unit: the end, or null if there are surrogates. Four
+// characters at a time as long as they are ASCII.
+char* PutUnits(ByteSpan pairs, char* out) {
+    const std::size_t count = pairs.size() / 2;
+    for (std::size_t i = 0; i < count;) {
+        std::uint64_t four;
+        if (count - i >= 4) {
+            std::memcpy(&four, pairs.data() + i * 2, sizeof(four));
+            if ((four & 0xFF80FF80FF80FF80) == 0) {
+                four = (four | four >> 8) & 0x0000FFFF0000FFFF;
+                const auto packed = static_cast<std::uint32_t>(four | four >> 16);
+                std::memcpy(out, &packed, sizeof(packed));
+                out += sizeof(packed);
+                i += 4;
+                continue;
+            }
+        }
+        char16_t unit;
+        std::memcpy(&unit, pairs.data() + i++ * 2, sizeof(unit));
+        if (unit >= 0xD800 && unit <= 0xDFFF) {
+            return nullptr;
+        }
+        out = PutUnit(unit, out);
+    }
+    return out;
+}
+
+}  // namespace
+
+TextCoding::TextCoding(const FileHeader& header) : TextCoding(header, 0) {}
+
+TextCoding::TextCoding(const FileHeader& header, int code_page) : jet3_(header.layout->jet3) {
+    if (jet3_) {
+        code_page_ = OpenCodePage(code_page != 0 ? code_page : header.code_page);
+    }
+}
+
+std::string TextCoding::Name(ByteSpan stored) const {
+    std::string name;
+    if (jet3_) {
+        code_page_->AppendUtf8(AsChars(stored), name);
+    } else {
+        std::u16string units;
+        AppendUnits(stored, units);
+        AppendUtf8FromUtf16(units, name);
+    }
+    return name;
+}
+
+bool TextCoding::IsPlainAscii(std::string_view text) {
+    // A zero byte or one above 7F: in eight bytes at a time both show in the top bit of
+    // (x - 01..01) | x, bar a borrow that only ever adds a false alarm.
+    constexpr std::uint64_t kOnes = 0x0101010101010101;
+    constexpr std::uint64_t kTops = 0x8080808080808080;
+    const auto odd_at = [&](std::size_t at) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + at, sizeof(word));
+        return (word - kOnes) | word;
+    };
+    if (text.size() < sizeof(std::uint64_t)) {
+        return std::all_of(text.begin(), text.end(), [](char c) {
+            return static_cast<unsigned char>(c - 1) < 0x7F;
+        });
+    }
+    std::uint64_t odd = odd_at(text.size() - sizeof(std::uint64_t));  // overlaps the one before
+    for (std::size_t i = 0; i + sizeof(std::uint64_t) < text.size(); i += sizeof(std::uint64_t)) {
+        odd |= odd_at(i);
+    }
+    return (odd & kTops) == 0;
+}
+
+std::string_view TextCoding::DecodeSlowly(ByteSpan stored, std::string& scratch) const {
+    if (jet3_) {
+        if (const auto text = AsChars(stored); IsAscii(text)) {
+            return text;
+        }
+        scratch.clear();
+        code_page_->AppendUtf8(AsChars(stored), scratch);
+        return scratch;
+    }
+    // Long texts aren't worth the room that every one of them might take.
+    constexpr std::size_t kLong = 64 * 1024;
+    if (stored.size() <= kLong) {
+        char* const room = Room(scratch, RoomFor(stored));
+        if (const char* end = PutSimple(stored, room)) {
+            return {room, static_cast<std::size_t>(end - room)};
+        }
+    }
+    scratch.clear();
+    AppendUtf8FromUtf16(Units(stored), scratch);
+    return scratch;
+}
+
+char* TextCoding::PutSimple(ByteSpan stored, char* room) {
+    if (!IsCompressed(stored)) {
+        return PutUnits(stored, room);
+    }
+    const auto text = AsChars(stored.subspan(2));
+    return text.find('\0') == std::string_view::npos ? PutLatin1(text, room) : nullptr;
+}
+
+std::u16string TextCoding::Units(ByteSpan stored) const {
+    std::u16string units;
+    if (jet3_) {
+        std::string utf8;
+        code_page_->AppendUtf8(AsChars(stored), utf8);
+        AppendUtf16FromUtf8(utf8, units);
+    } else if (IsCompressed(stored)) {
+        AppendDecompressed(stored.subspan(2), units);
+    } else {
+        AppendUnits(stored, units);
+    }
+    return units;
+}
+
+void AppendDecompressed(ByteSpan bytes, std::u16string& out) {
+    bool pairs = false;
+    std::size_t i = 0;
+    while (i < bytes.size()) {
+        const auto low = static_cast<std::uint8_t>(bytes[i]);
+        if (low == 0) {
+            pairs = !pairs;
+            ++i;
+        } else if (!pairs) {
+            out.push_back(low);
+            ++i;
+        } else if (i + 1 < bytes.size()) {
+            out.push_back(static_cast<char16_t>(low | static_cast<unsigned>(bytes[i + 1]) << 8));
+            i += 2;
+        } else {
+            break;
+        }
+    }
+}
+
+}  // namespace vantry::access

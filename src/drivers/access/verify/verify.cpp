@@ -1,0 +1,201 @@
+#include "drivers/access/verify/verify.h"
+
+#include "drivers/access/catalogue/object_catalog.h"
+#include "drivers/access/errors.h"
+#include "drivers/access/rows/record_reader.h"
+#include "drivers/access/verify/verify_pages.h"
+
+namespace vantry::access {
+namespace {
+
+constexpr std::string_view kPermissionsTableName = "MSysACEs";
+
+class FileVerifier {
+public:
+    FileVerifier(PageSource& source, VerifyReport& report)
+        : source_(source), log_(report), owners_(source, log_) {}
+
+    void Run() {
+        Guarded("the file", [&] {
+            owners_.Claim(0, "the header");
+            CheckGlobalMaps();
+            ObjectCatalog catalog(source_);
+            for (const auto& object : catalog.Objects()) {
+                if (object.IsTable()) {
+                    Guarded("table '" + object.name + "'", [&] { CheckTable(catalog, object); });
+                }
+            }
+            CheckPermissions(catalog);
+            Guarded("the global page map", [&] {
+                owners_.CheckAgainstGlobalMap({kGlobalMapPage, 0});
+            });
+        });
+        log_.Finish();
+    }
+
+private:
+    // Damage that stops one part of the check doesn't stop the others.
+    template <typename Body>
+    void Guarded(const std::string& part, Body&& body) {
+        try {
+            body();
+        } catch (const DataError& error) {
+            log_.Finding(part, part + ": " + error.Description());
+        } catch (const BoundsError&) {
+            log_.Finding(part, part + ": a length or offset points outside");
+        }
+    }
+
+    void CheckGlobalMaps() {
+        owners_.Claim(kGlobalMapPage, "the global page map");
+        UsageMap map(source_, {kGlobalMapPage, 0});
+        for (const auto page : map.BitmapPages()) {
+            owners_.Claim(page, "the global page map");
+        }
+    }
+
+    void CheckTable(ObjectCatalog& catalog, const CatalogObject& object) {
+        const auto def = catalog.ReadTable(object);
+        for (const auto page : def.pages) {
+            owners_.Claim(page, "the definition of table '" + def.name + "'");
+        }
+        TableVerifier(source_, owners_, log_, def).Run();
+    }
+
+    // Without an entry in MSysACEs Access says that the user lacks permission.
+    void CheckPermissions(ObjectCatalog& catalog) {
+        const auto* table = catalog.Find(kPermissionsTableName);
+        if (table == nullptr) {
+            log_.Finding("permissions", "the table MSysACEs isn't there");
+            return;
+        }
+        const auto def = catalog.ReadTable(*table);
+        RecordReader reader(source_, def, {"ObjectId"});
+        std::set<std::int32_t> ids;
+        while (reader.Next()) {
+            ids.insert(reader.Int(0));
+        }
+        for (const auto& object : catalog.Objects()) {
+            if (object.IsTable() && !ids.contains(object.id)) {
+                log_.Finding("permissions", "table '" + object.name + "' has no entry in MSysACEs");
+            }
+        }
+        for (const auto id : ids) {
+            if (catalog.FindId(id) == nullptr) {
+                log_.Note("stray permissions",
+                          "MSysACEs has an entry of object " + std::to_string(id) +
+                              ", which isn't there");
+            }
+        }
+    }
+
+    PageSource& source_;
+    VerifyLog log_;
+    PageOwners owners_;
+};
+
+}  // namespace
+
+std::string VerifyReport::Text() const {
+    std::string text;
+    for (const auto& finding : findings) {
+        text += finding + "\n";
+    }
+    for (const auto& note : notes) {
+        text += "(note) " + note + "\n";
+    }
+    return text;
+}
+
+void VerifyLog::Add(std::vector<std::string>& list,
+                    const std::string& kind,
+                    const std::string& sentence) {
+    if (++counts_[{&list, kind}] <= kListedOfAKind) {
+        list.push_back(sentence);
+    }
+}
+
+void VerifyLog::Finish() {
+    for (const auto& [kind, count] : counts_) {
+        if (count > kListedOfAKind) {
+            kind.first->push_back("and " + std::to_string(count - kListedOfAKind) +
+                                  " more: " + kind.second);
+        }
+    }
+}
+
+PageOwners::PageOwners(PageSource& source, VerifyLog& log)
+    : source_(&source), log_(&log), owners_(source.PageCount()), names_(1) {}
+
+std::size_t PageOwners::Intern(const std::string& owner) {
+    // Claims come in runs of one owner.
+    if (names_.back() != owner) {
+        names_.push_back(owner);
+    }
+    return names_.size() - 1;
+}
+
+void PageOwners::Claim(PageNumber page, const std::string& owner) {
+    if (page >= owners_.size()) {
+        log_->Finding(
+            "pages behind the end",
+            owner + " has page " + std::to_string(page) + ", which lies behind the file's end");
+        return;
+    }
+    if (owners_[page] != 0) {
+        log_->Finding("pages with two owners",
+                      "page " + std::to_string(page) + " belongs to " + names_[owners_[page]] +
+                          " and to " + owner);
+        return;
+    }
+    owners_[page] = static_cast<std::uint32_t>(Intern(owner));
+}
+
+void PageOwners::ClaimMap(RowPointer row, const UsageMap& map, const std::string& owner) {
+    if (!map_rows_.insert(row).second) {
+        log_->Finding("maps with two owners",
+                      "the usage map of " + owner + " (page " + std::to_string(row.page) +
+                          ", row " + std::to_string(row.row) + ") is another's, too");
+    }
+    if (row.page < owners_.size() && names_[owners_[row.page]] != "usage maps" &&
+        row.page != kGlobalMapPage) {
+        Claim(row.page, "usage maps");
+    }
+    for (const auto page : map.BitmapPages()) {
+        Claim(page, "the usage map of " + owner);
+    }
+}
+
+void PageOwners::CheckAgainstGlobalMap(RowPointer global_map) {
+    UsageMap map(*source_, global_map);
+    for (PageNumber page = 0; page < owners_.size(); ++page) {
+        const bool free = map.Contains(page);
+        if (owners_[page] != 0 && free) {
+            log_->Finding("used pages marked free",
+                          "page " + std::to_string(page) + " belongs to " + names_[owners_[page]] +
+                              " and is marked free");
+        } else if (owners_[page] == 0 && !free) {
+            log_->Note("lost pages",
+                       "page " + std::to_string(page) + " belongs to nobody and isn't marked free");
+        }
+    }
+}
+
+VerifyReport Verify(PageSource& source) {
+    VerifyReport report;
+    FileVerifier(source, report).Run();
+    return report;
+}
+
+VerifyReport Verify(const std::filesystem::path& path, std::string_view password) {
+    const auto source = OpenReadOnly(path, password);
+    auto report = Verify(*source);
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    if (!error && size % source->PageSize() != 0) {
+        report.findings.push_back("the file ends inside a page");
+    }
+    return report;
+}
+
+}  // namespace vantry::access

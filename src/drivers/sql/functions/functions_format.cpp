@@ -1,0 +1,546 @@
+// Format(value [, picture]): named pictures, and pictures made of number, date or text parts.
+
+#include "data/letter_case.h"
+#include "data/utf.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "drivers/sql/errors.h"
+#include "drivers/sql/functions/functions.h"
+#include "drivers/sql/parse/lexer.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace vantry::sql {
+namespace {
+
+constexpr std::size_t kMaxPicture = 1000;
+constexpr int kMaxPlaces = 30;
+
+// One part of a picture, literal or not: pictures hide literals in quotes and behind "\".
+struct Piece {
+    char symbol = 0;  // 0: `text` is literal
+    std::string text;
+};
+
+std::vector<Piece> Pieces(std::string_view picture) {
+    std::vector<Piece> pieces;
+    for (std::size_t k = 0; k < picture.size();) {
+        const auto begin = k;
+        if (picture[k] == '"') {
+            const auto end = std::min(picture.find('"', k + 1), picture.size());
+            pieces.push_back({0, std::string(picture.substr(k + 1, end - k - 1))});
+            k = std::min(end + 1, picture.size());
+            continue;
+        }
+        if (picture[k] == '\\' && k + 1 < picture.size()) {
+            ++k;
+            const auto escaped = k;
+            NextCodePoint(picture, k);
+            pieces.push_back({0, std::string(picture.substr(escaped, k - escaped))});
+            continue;
+        }
+        NextCodePoint(picture, k);
+        const auto text = picture.substr(begin, k - begin);
+        pieces.push_back({text.size() == 1 ? text[0] : '\0', std::string(text)});
+    }
+    return pieces;
+}
+
+std::vector<std::vector<Piece>> Sections(const std::vector<Piece>& pieces) {
+    std::vector<std::vector<Piece>> sections(1);
+    for (const auto& piece : pieces) {
+        if (piece.symbol == ';') {
+            sections.emplace_back();
+        } else {
+            sections.back().push_back(piece);
+        }
+    }
+    return sections;
+}
+
+bool HasAny(const std::vector<Piece>& pieces, std::string_view symbols) {
+    return std::any_of(pieces.begin(), pieces.end(), [&](const Piece& piece) {
+        return piece.symbol != 0 && symbols.find(piece.symbol) != std::string_view::npos;
+    });
+}
+
+// The digits of |number| with `places` decimals, halves away from zero, as "123.45".
+std::string FixedDigits(double number, int places) {
+    const double magnitude = std::abs(number);
+    if (const auto decimal = ToDecimal(Cell::Double(magnitude))) {
+        auto unscaled = static_cast<UInt128>(decimal->unscaled);
+        int scale = decimal->scale;
+        if (scale > places) {
+            UInt128 unit = 1;
+            for (int k = scale; k > places; --k) {
+                unit *= 10;
+            }
+            unscaled = (unscaled + unit / 2) / unit;
+            scale = places;
+        }
+        std::string text;
+        AppendDecimal({static_cast<Int128>(unscaled), static_cast<std::uint8_t>(scale)}, text);
+        if (scale == 0 && places > 0) {
+            text += '.';
+        }
+        text.append(static_cast<std::size_t>(places - scale), '0');
+        return text;
+    }
+    std::string text(400, '\0');
+    text.resize(static_cast<std::size_t>(
+        std::snprintf(text.data(), text.size(), "%.*f", places, magnitude)));
+    return text;
+}
+
+// What a section of a number picture asks for.
+struct NumberLayout {
+    int whole_places = 0;  // placeholders before the point
+    int least_whole = 0;   // of them from the first "0" on
+    int decimals = 0;
+    int least_decimals = 0;
+    int exponent_digits = 0;
+    bool exponent_sign = false;  // E+: a plus is written too
+    bool grouped = false;
+    double factor = 1;
+
+    explicit NumberLayout(const std::vector<Piece>& section) {
+        bool behind_point = false;
+        bool seen_zero = false;
+        int commas = 0;
+        for (std::size_t k = 0; k < section.size(); ++k) {
+            const char c = section[k].symbol;
+            if (c == '0' || c == '#') {
+                if (exponent_digits < 0) {
+                    continue;
+                }
+                if (behind_point) {
+                    ++decimals;
+                    least_decimals = c == '0' ? decimals : least_decimals;
+                } else {
+                    grouped = grouped || (commas > 0 && whole_places > 0);
+                    commas = 0;
+                    ++whole_places;
+                    seen_zero = seen_zero || c == '0';
+                    least_whole += seen_zero ? 1 : 0;
+                }
+            } else if (c == '.') {
+                behind_point = true;
+                for (; commas > 0; --commas) {
+                    factor /= 1000;
+                }
+            } else if (c == ',') {
+                ++commas;
+            } else if (c == '%') {
+                factor *= 100;
+            } else if ((c == 'E' || c == 'e') && k + 1 < section.size() &&
+                       (section[k + 1].symbol == '+' || section[k + 1].symbol == '-')) {
+                exponent_sign = section[k + 1].symbol == '+';
+                for (k += 2; k < section.size() && section[k].symbol == '0'; ++k) {
+                    ++exponent_digits;
+                }
+                --k;
+            }
+        }
+        for (; commas > 0; --commas) {
+            factor /= 1000;  // commas with no placeholder behind them, or before the point
+        }
+        decimals = std::min(decimals, kMaxPlaces);
+        least_decimals = std::min(least_decimals, decimals);
+    }
+};
+
+std::string ScientificText(double number, const NumberLayout& layout) {
+    std::array<char, 64> buffer{};
+    std::snprintf(buffer.data(), buffer.size(), "%.*e", layout.decimals, std::abs(number));
+    const std::string text = buffer.data();
+    const auto e = text.find('e');
+    const int exponent = std::stoi(text.substr(e + 1));
+    auto digits = std::to_string(std::abs(exponent));
+    while (static_cast<int>(digits.size()) < layout.exponent_digits) {
+        digits.insert(digits.begin(), '0');
+    }
+    return text.substr(0, e) + "E" +
+           (exponent < 0           ? "-"
+            : layout.exponent_sign ? "+"
+                                   : "") +
+           digits;
+}
+
+std::string FormatSection(double number, const std::vector<Piece>& section) {
+    const NumberLayout layout(section);
+    if (!std::isfinite(number * layout.factor)) {
+        return ToText(Cell::Double(number * layout.factor));  // it has no digits to lay out
+    }
+    if (layout.exponent_digits > 0) {
+        return ScientificText(number, layout);
+    }
+    const auto digits = FixedDigits(number * layout.factor, layout.decimals);
+    const auto point = std::min(digits.find('.'), digits.size());
+    auto whole = digits.substr(0, point);
+    auto decimals = point < digits.size() ? digits.substr(point + 1) : std::string();
+    if (whole == "0") {
+        whole.clear();
+    }
+    while (static_cast<int>(whole.size()) < layout.least_whole) {
+        whole.insert(whole.begin(), '0');
+    }
+    while (static_cast<int>(decimals.size()) > layout.least_decimals && decimals.ends_with('0')) {
+        decimals.pop_back();
+    }
+    std::string out;
+    std::size_t written = 0;
+    const auto write_whole = [&](std::size_t until) {
+        for (; written < until; ++written) {
+            const auto left = whole.size() - written;
+            if (layout.grouped && written > 0 && left % 3 == 0) {
+                out += ',';
+            }
+            out += whole[written];
+        }
+    };
+    int places_left = layout.whole_places;
+    bool behind_point = false;
+    for (const auto& piece : section) {
+        if (piece.symbol == '0' || piece.symbol == '#') {
+            if (!behind_point) {
+                --places_left;
+                write_whole(whole.size() -
+                            std::min(whole.size(), static_cast<std::size_t>(places_left)));
+            }
+        } else if (piece.symbol == '.' && !behind_point) {
+            behind_point = true;
+            write_whole(whole.size());
+            out += '.';
+            out += decimals;
+        } else if (piece.symbol != ',') {
+            out += piece.text;
+        }
+    }
+    return out;
+}
+
+std::string FormatNumber(double number, const std::vector<Piece>& pieces) {
+    const auto sections = Sections(pieces);
+    const auto& first = sections[0];
+    if (number < 0) {
+        if (sections.size() > 1 && !sections[1].empty()) {
+            return FormatSection(number, sections[1]);
+        }
+        const auto text = FormatSection(number, first);
+        const bool zero = text.find_first_of("123456789") == std::string::npos;
+        return zero ? text : "-" + text;
+    }
+    if (number == 0 && sections.size() > 2) {
+        return FormatSection(number, sections[2].empty() ? first : sections[2]);
+    }
+    return FormatSection(number, first);
+}
+
+std::string Padded(std::int64_t number, int digits) {
+    auto text = std::to_string(number);
+    while (static_cast<int>(text.size()) < digits) {
+        text.insert(text.begin(), '0');
+    }
+    return text;
+}
+
+// hh:mm:ss of the clock, with AM and PM where the picture asks for twelve hours.
+std::string LongTime(const DateTime& date) {
+    const auto seconds = date.nanos / kNanosPerSecond;
+    return Padded(seconds / 3600, 2) + ":" + Padded(seconds / 60 % 60, 2) + ":" +
+           Padded(seconds % 60, 2);
+}
+
+class DateFormatter {
+public:
+    DateFormatter(const DateTime& date, const std::vector<Piece>& pieces)
+        : date_(date), calendar_(CalendarOf(date.day)), pieces_(pieces) {
+        twelve_hours_ = PictureHas("am/pm") || PictureHas("a/p") || PictureHas("ampm");
+    }
+
+    std::string Run() {
+        for (std::size_t k = 0; k < pieces_.size();) {
+            const auto used = AmPm(k);
+            if (used > 0) {
+                k += used;
+                continue;
+            }
+            const char letter = Letter(k);
+            std::size_t run = 1;
+            while (k + run < pieces_.size() && letter != 0 && Letter(k + run) == letter) {
+                ++run;
+            }
+            if (std::string_view("dmyhnsqwct").find(letter) == std::string_view::npos ||
+                letter == 0) {
+                out_ += pieces_[k].text;
+                run = 1;
+            } else {
+                Part(letter, static_cast<int>(run));
+            }
+            k += run;
+        }
+        return out_;
+    }
+
+private:
+    char Letter(std::size_t k) const {
+        const char c = pieces_[k].symbol;
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    }
+
+    bool StartsAt(std::size_t k, std::string_view word) const {
+        for (std::size_t j = 0; j < word.size(); ++j) {
+            if (k + j >= pieces_.size() || Letter(k + j) != word[j]) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool PictureHas(std::string_view word) const {
+        for (std::size_t k = 0; k < pieces_.size(); ++k) {
+            if (StartsAt(k, word)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    std::size_t AmPm(std::size_t k) {
+        const bool afternoon = date_.nanos >= kNanosPerDay / 2;
+        for (const std::string_view word : {"am/pm", "ampm", "a/p"}) {
+            if (StartsAt(k, word)) {
+                const bool capitals = pieces_[k].symbol == 'A';
+                std::string text = afternoon ? "PM" : "AM";
+                text.resize(word == "a/p" ? 1 : 2);
+                out_ += capitals ? text : LowerCased(text);
+                return word.size();
+            }
+        }
+        return 0;
+    }
+
+    void Part(char letter, int run) {
+        const auto seconds = date_.nanos / kNanosPerSecond;
+        const auto hour = seconds / 3600;
+        const bool minutes = letter == 'm' && run <= 2 && last_ == 'h';
+        switch (letter) {
+            case 'd':
+                Day(run);
+                break;
+            case 'm':
+                if (minutes) {
+                    out_ += Padded(seconds / 60 % 60, run);
+                } else if (run <= 2) {
+                    out_ += Padded(calendar_.month, run);
+                } else {
+                    out_ += MonthName(calendar_.month).substr(0, run == 3 ? 3 : 20);
+                }
+                break;
+            case 'y':
+                out_ += run == 1   ? std::to_string(DayOfYear())
+                        : run == 2 ? Padded(calendar_.year % 100, 2)
+                                   : Padded(calendar_.year, 4);
+                break;
+            case 'h':
+                out_ += Padded(twelve_hours_ ? (hour + 11) % 12 + 1 : hour, std::min(run, 2));
+                break;
+            case 'n':
+                out_ += Padded(seconds / 60 % 60, std::min(run, 2));
+                break;
+            case 's':
+                out_ += Padded(seconds % 60, std::min(run, 2));
+                break;
+            case 'q':
+                out_ += std::to_string((calendar_.month - 1) / 3 + 1);
+                break;
+            case 'w':
+                out_ +=
+                    run == 1 ? std::to_string(WeekdayOf(date_.day)) : std::to_string(WeekOfYear());
+                break;
+            case 'c':
+                AppendDateTime(date_, out_);
+                break;
+            default:
+                out_ += LongTime(date_);  // ttttt
+        }
+        last_ = letter;
+    }
+
+    void Day(int run) {
+        switch (run) {
+            case 1:
+            case 2:
+                out_ += Padded(calendar_.day, run);
+                break;
+            case 3:
+                out_ += WeekdayName(WeekdayOf(date_.day)).substr(0, 3);
+                break;
+            case 4:
+                out_ += WeekdayName(WeekdayOf(date_.day));
+                break;
+            case 5:
+                out_ += ShortDate(date_);
+                break;
+            default:
+                out_ += std::string(WeekdayName(WeekdayOf(date_.day))) + ", " +
+                        std::string(MonthName(calendar_.month)) + ' ' + Padded(calendar_.day, 2) +
+                        ", " + Padded(calendar_.year, 4);
+        }
+    }
+
+    std::int32_t DayOfYear() const {
+        return date_.day - DayOf(calendar_.year, 1, 1).value_or(0) + 1;
+    }
+
+    std::int32_t WeekOfYear() const {
+        const auto january = DayOf(calendar_.year, 1, 1).value_or(0);
+        return (DayOfYear() - 1 + WeekdayOf(january) - 1) / 7 + 1;
+    }
+
+    DateTime date_;
+    CalendarDate calendar_;
+    const std::vector<Piece>& pieces_;
+    bool twelve_hours_ = false;
+    char last_ = 0;
+    std::string out_;
+};
+
+// @ a character or a blank, & a character or nothing, < lower case, > upper case, ! from the left.
+std::string FormatText(std::string_view text, const std::vector<Piece>& pieces) {
+    const auto places = static_cast<std::size_t>(
+        std::count_if(pieces.begin(), pieces.end(), [](const Piece& piece) {
+            return piece.symbol == '@' || piece.symbol == '&';
+        }));
+    const bool from_left = HasAny(pieces, "!");
+    std::vector<std::string_view> characters;
+    for (std::size_t k = 0; k < text.size();) {
+        const auto begin = k;
+        NextCodePoint(text, k);
+        characters.push_back(text.substr(begin, k - begin));
+    }
+    std::size_t empty_places =
+        places > characters.size() && !from_left ? places - characters.size() : 0;
+    std::size_t next = 0;
+    std::size_t seen = 0;
+    std::string out;
+    for (const auto& piece : pieces) {
+        if (piece.symbol == '@' || piece.symbol == '&') {
+            ++seen;
+            if (empty_places > 0 || next >= characters.size()) {
+                empty_places -= empty_places > 0 ? 1 : 0;
+                out += piece.symbol == '@' ? " " : "";
+                continue;
+            }
+            out += characters[next++];
+            while (seen == places && next < characters.size()) {
+                out += characters[next++];  // the last place takes what is left
+            }
+        } else if (std::string_view("<>!").find(piece.symbol) == std::string_view::npos ||
+                   piece.symbol == 0) {
+            out += piece.text;
+        }
+    }
+    if (places == 0) {
+        out += text;
+    }
+    return HasAny(pieces, "<") ? LowerCased(out) : HasAny(pieces, ">") ? UpperCased(out) : out;
+}
+
+// The picture that a name stands for.
+std::optional<std::string_view> NamedPicture(std::string_view name) {
+    static constexpr std::pair<std::string_view, std::string_view> kNames[] = {
+        {"Currency", "$#,##0.00;($#,##0.00)"},
+        {"Fixed", "0.00"},
+        {"Standard", "#,##0.00"},
+        {"Percent", "0.00%"},
+        {"Scientific", "0.00E+00"},
+        {"General Date", "c"},
+        {"Long Date", "dddddd"},
+        {"Medium Date", "dd-mmm-yy"},
+        {"Short Date", "ddddd"},
+        {"Long Time", "ttttt"},
+        {"Medium Time", "hh:nn AM/PM"},
+        {"Short Time", "hh:nn"},
+        {"Yes/No", "\"Yes\";\"Yes\";\"No\""},
+        {"True/False", "\"True\";\"True\";\"False\""},
+        {"On/Off", "\"On\";\"On\";\"Off\""},
+    };
+    for (const auto& [known, picture] : kNames) {
+        if (SameWord(known, name)) {
+            return picture;
+        }
+    }
+    return std::nullopt;
+}
+
+void FormatAs(FunctionCall& call, bool is_date) {
+    const bool null = call.IsNull(0);
+    std::string picture(call.count > 1 && !call.IsNull(1) ? call.Text(1) : "");
+    if (picture.size() > kMaxPicture) {
+        call.Refuse();
+    }
+    if (picture.empty() || SameWord(picture, "General Number")) {
+        if (null) {
+            return;
+        }
+        if (is_date) {
+            std::string text;
+            AppendDateTime(call.Date(0), text);
+            return call.Return(std::string_view(text));
+        }
+        return call.Return(call.Text(0));
+    }
+    if (const auto named = NamedPicture(picture)) {
+        picture = *named;
+    }
+    const auto pieces = Pieces(picture);
+    if (null) {
+        const auto sections = Sections(pieces);
+        if (sections.size() > 3) {
+            call.Return(std::string_view(FormatSection(0, sections[3])));
+        }
+        return;
+    }
+    const bool number_picture = HasAny(pieces, "0#%;");
+    const bool text = call.IsText(0);
+    if (HasAny(pieces, "@&<>!") || call.IsBlob(0)) {
+        return call.Return(std::string_view(FormatText(call.Text(0), pieces)));
+    }
+    if (number_picture && !is_date) {
+        const auto number = text ? ParseDouble(call.Text(0)) : std::optional(call.Number(0));
+        return number ? call.Return(std::string_view(FormatNumber(*number, pieces)))
+                      : call.Return(call.Text(0));
+    }
+    if (number_picture) {
+        return call.Return(std::string_view(FormatNumber(ToSerial(call.Date(0)), pieces)));
+    }
+    const auto date = text ? ParseDateTime(call.Text(0)) : std::optional(call.Date(0));
+    if (!date) {
+        return call.Return(call.Text(0));
+    }
+    call.Return(std::string_view(DateFormatter(*date, pieces).Run()));
+}
+
+void Format(FunctionCall& call) {
+    FormatAs(call, false);
+}
+
+void FormatOfDate(FunctionCall& call) {
+    FormatAs(call, true);
+}
+
+constexpr FunctionEntry kFormat[] = {
+    {"Format", 1, 4, "vtn", 't', Format, true},
+    {"+formatdate", 1, 4, "vtn", 't', FormatOfDate, true},
+};
+
+}  // namespace
+
+std::span<const FunctionEntry> FormatFunctions() {
+    return kFormat;
+}
+
+}  // namespace vantry::sql

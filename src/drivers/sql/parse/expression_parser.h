@@ -1,0 +1,71 @@
+#pragma once
+// Reads expressions by the dialects' precedence. Subqueries go back to the statement parser through
+// ParseQuery.
+
+#include "drivers/sql/parse/syntax.h"
+#include "drivers/sql/parse/token_reader.h"
+
+#include <string>
+#include <vector>
+
+namespace vantry::sql {
+
+class ExpressionParser {
+public:
+    explicit ExpressionParser(TokenReader& reader) : reader_(reader) {}
+    virtual ~ExpressionParser() = default;
+
+    // A whole expression of a clause; throws when what follows can't follow an expression.
+    ExpressionPtr ParseClause();
+    // * or x.* are taken as well, as in a select list.
+    ExpressionPtr ParseItem();
+
+protected:
+    virtual std::unique_ptr<Select> ParseQuery() = 0;
+
+    TokenReader& reader_;
+    // Names that a PARAMETERS clause declared; they stand for positional parameters in that order.
+    std::vector<std::string> declared_parameters_;
+    std::size_t parameter_count_ = 0;
+    // Levels of nesting in progress, for queries and brackets alike.
+    std::size_t nesting_ = 0;
+    std::size_t deepest_ = 0;  // of the expressions of the query in progress
+    std::size_t clause_begin_ = 0;
+
+    class Nested;
+
+private:
+    ExpressionPtr ParseExpression();
+    ExpressionPtr ParseLevel(int level);
+    ExpressionPtr ParseNot();
+    ExpressionPtr ParseComparison();
+    bool ParseQuantified(ExpressionPtr& left, Operator op, std::size_t begin);
+    bool ParseWordComparison(ExpressionPtr& left, std::size_t begin);
+    ExpressionPtr ParseUnary();
+    ExpressionPtr ParsePower();
+    ExpressionPtr ParsePrimary();
+    ExpressionPtr ParseWord();
+    ExpressionPtr ParseBrackets();
+    ExpressionPtr ParseCall(std::string name, std::size_t begin);
+    ExpressionPtr ParseColumn(std::size_t begin);
+    std::optional<Operator> OperatorAt(int level);
+    std::unique_ptr<Select> ParseNestedQuery(std::size_t& depth);
+    ExpressionPtr Make(Expression::Kind kind);
+    ExpressionPtr Join(Operator op, ExpressionPtr left, ExpressionPtr right, std::size_t begin);
+    ExpressionPtr Finish(ExpressionPtr node, std::size_t begin);
+    DataError MissingOperatorHere();
+};
+
+// Refuses statements that are nested so deeply that reading them could exhaust the stack.
+class ExpressionParser::Nested {
+public:
+    explicit Nested(ExpressionParser& parser);
+    ~Nested() { --parser_.nesting_; }
+    Nested(const Nested&) = delete;
+    Nested& operator=(const Nested&) = delete;
+
+private:
+    ExpressionParser& parser_;
+};
+
+}  // namespace vantry::sql

@@ -1,0 +1,344 @@
+#include "files/file.h"
+
+#include "files/fault_plan.h"
+#include "files/file_errors.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <memory>
+
+namespace vantry::file {
+namespace {
+
+constexpr mode_t kOwnerOnly = 0600;
+constexpr mode_t kByUmask = 0666;
+
+Verdict Ask(const Call& call) {
+    FaultPlan* const plan = InstalledFaultPlan();
+    return plan == nullptr ? Verdict{} : plan->Before(call);
+}
+
+void Tell(const Call& call) {
+    if (FaultPlan* const plan = InstalledFaultPlan(); plan != nullptr) {
+        plan->After(call);
+    }
+}
+
+// Runs `action` (0 or -1 and errno) under the plan; the errno of its failure, else 0.
+template <typename Action>
+int Perform(const Call& call, Action&& action) {
+    const Verdict verdict = Ask(call);
+    int error = verdict.error;
+    if (error == 0 && !verdict.skip) {
+        int result;
+        do {
+            result = action();
+        } while (result == -1 && errno == EINTR);
+        error = result == -1 ? errno : 0;
+    }
+    if (error == 0) {
+        Tell(call);
+    }
+    return error;
+}
+
+// Last digits of a time that MarkChanged() set; by chance on one in a thousand others.
+constexpr long kMarkModulus = 1000;
+constexpr long kMarkDigits = 777;
+
+FileStamp StampFrom(const struct stat& status) {
+    return {.device = static_cast<std::uint64_t>(status.st_dev),
+            .inode = static_cast<std::uint64_t>(status.st_ino),
+            .size = static_cast<std::uint64_t>(status.st_size),
+            .modified_ns = static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1'000'000'000 +
+                           static_cast<std::int64_t>(status.st_mtim.tv_nsec),
+            .marked = status.st_mtim.tv_nsec % kMarkModulus == kMarkDigits,
+            .owner_only = (status.st_mode & (S_IRWXG | S_IRWXO)) == 0};
+}
+
+off_t Offset(std::uint64_t value) {
+    return static_cast<off_t>(value);
+}
+
+// Opens; the errno of the failure, else 0.
+int TryOpen(const std::string& path, int flags, UniqueFd& descriptor) {
+    const Call call{.operation = Operation::Open, .path = path};
+    return Perform(call, [&] {
+        const int opened = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+        if (opened >= 0) {
+            descriptor.Reset(opened);
+            return 0;
+        }
+        return -1;
+    });
+}
+
+bool MeansReadOnly(int error) {
+    return error == EACCES || error == EROFS || error == EPERM;
+}
+
+}  // namespace
+
+std::optional<File> File::OpenIfThere(const std::string& path, OpenMode mode) {
+    UniqueFd descriptor;
+    bool writable = mode != OpenMode::Read;
+    int error = TryOpen(path, writable ? O_RDWR : O_RDONLY, descriptor);
+    if (MeansReadOnly(error) && mode == OpenMode::ReadWriteIfAllowed) {
+        writable = false;
+        error = TryOpen(path, O_RDONLY, descriptor);
+    }
+    if (error == ENOENT) {
+        return std::nullopt;
+    }
+    if (error != 0) {
+        throw SystemError(path, "opened", error);
+    }
+    struct stat status {};
+    if (::fstat(descriptor.Get(), &status) != 0) {
+        throw SystemError(path, "opened", errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        throw SystemError(path, "opened", S_ISDIR(status.st_mode) ? EISDIR : EINVAL);
+    }
+    return File(std::move(descriptor), path, writable);
+}
+
+File File::Open(const std::string& path, OpenMode mode) {
+    auto opened = OpenIfThere(path, mode);
+    if (!opened) {
+        throw SystemError(path, "opened", ENOENT);
+    }
+    return std::move(*opened);
+}
+
+File File::CreateNew(const std::string& path, bool owner_only) {
+    UniqueFd descriptor;
+    const Call call{.operation = Operation::Create, .path = path};
+    const int error = Perform(call, [&] {
+        const int created = ::open(path.c_str(),
+                                   O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                   owner_only ? kOwnerOnly : kByUmask);
+        if (created >= 0) {
+            descriptor.Reset(created);
+            return 0;
+        }
+        return -1;
+    });
+    if (error == EEXIST) {
+        throw AlreadyExists(path);
+    }
+    if (error != 0) {
+        throw SystemError(path, "created", error);
+    }
+    return File(std::move(descriptor), path, true);
+}
+
+FileStamp File::Stamp() const {
+    struct stat status {};
+    if (::fstat(descriptor_.Get(), &status) != 0) {
+        throw SystemError(path_, "examined", errno);
+    }
+    return StampFrom(status);
+}
+
+std::uint64_t File::Size() const {
+    return Stamp().size;
+}
+
+std::size_t File::Read(std::uint64_t offset, std::span<std::byte> out) const {
+    const Call call{.operation = Operation::Read, .path = path_, .offset = offset};
+    if (const Verdict verdict = Ask(call); verdict.error != 0) {
+        throw SystemError(path_, "read", verdict.error);
+    }
+    std::size_t done = 0;
+    while (done < out.size()) {
+        const ssize_t got =
+            ::pread(descriptor_.Get(), out.data() + done, out.size() - done, Offset(offset + done));
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throw SystemError(path_, "read", errno);
+        }
+        if (got == 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(got);
+    }
+    return done;
+}
+
+void File::ReadExactly(std::uint64_t offset, std::span<std::byte> out) const {
+    const std::size_t got = Read(offset, out);
+    if (got != out.size()) {
+        throw UnexpectedEnd(path_, offset + out.size());
+    }
+}
+
+void File::Write(std::uint64_t offset, std::span<const std::byte> data) {
+    iovec piece{};
+    // pwritev takes writable pointers by its type only.
+    piece.iov_base = const_cast<std::byte*>(data.data());
+    piece.iov_len = data.size();
+    WriteGathered(offset, {&piece, 1});
+}
+
+void File::WriteGathered(std::uint64_t offset, std::span<iovec> pieces) {
+    constexpr std::size_t kMaxPieces = IOV_MAX;
+    if (InstalledFaultPlan() != nullptr) {
+        // One by one, so that the plan sees each page.
+        for (const iovec& piece : pieces) {
+            std::span<const std::byte> rest(static_cast<const std::byte*>(piece.iov_base),
+                                            piece.iov_len);
+            while (!rest.empty()) {
+                const Call whole{
+                    .operation = Operation::Write, .path = path_, .offset = offset, .data = rest};
+                const Verdict verdict = Ask(whole);
+                if (verdict.error != 0) {
+                    throw SystemError(path_, "written", verdict.error);
+                }
+                const auto part = rest.first(std::min(rest.size(), verdict.limit));
+                if (!verdict.skip &&
+                    ::pwrite(descriptor_.Get(), part.data(), part.size(), Offset(offset)) <
+                        Offset(part.size())) {
+                    throw SystemError(path_, "written", errno);
+                }
+                Tell(
+                    {.operation = Operation::Write, .path = path_, .offset = offset, .data = part});
+                offset += part.size();
+                rest = rest.subspan(part.size());
+            }
+        }
+        return;
+    }
+    while (!pieces.empty()) {
+        const auto count = static_cast<int>(std::min(pieces.size(), kMaxPieces));
+        const ssize_t put = ::pwritev(descriptor_.Get(), pieces.data(), count, Offset(offset));
+        if (put < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throw SystemError(path_, "written", errno);
+        }
+        auto left = static_cast<std::size_t>(put);
+        offset += left;
+        while (!pieces.empty() && left >= pieces.front().iov_len) {
+            left -= pieces.front().iov_len;
+            pieces = pieces.subspan(1);
+        }
+        if (left > 0) {
+            pieces.front().iov_base = static_cast<std::byte*>(pieces.front().iov_base) + left;
+            pieces.front().iov_len -= left;
+        }
+    }
+}
+
+void File::Reserve(std::uint64_t offset, std::uint64_t length) {
+    const Call call{.operation = Operation::Reserve, .path = path_, .offset = offset + length};
+    const int error = Perform(
+        call, [&] { return ::fallocate(descriptor_.Get(), 0, Offset(offset), Offset(length)); });
+    if (error != 0 && error != EOPNOTSUPP && error != ENOSYS) {
+        throw SystemError(path_, "made larger", error);
+    }
+}
+
+void File::Truncate(std::uint64_t size) {
+    const Call call{.operation = Operation::Truncate, .path = path_, .offset = size};
+    const int error = Perform(call, [&] { return ::ftruncate(descriptor_.Get(), Offset(size)); });
+    if (error != 0) {
+        throw SystemError(path_, "cut to size", error);
+    }
+}
+
+void File::Sync() {
+    const Call call{.operation = Operation::Sync, .path = path_};
+    const int error = Perform(call, [&] { return ::fdatasync(descriptor_.Get()); });
+    if (error != 0) {
+        throw SystemError(path_, "written to disk", error);
+    }
+}
+
+void File::MarkChanged() {
+    timespec times[2] = {};
+    times[0].tv_nsec = UTIME_OMIT;
+    clock_gettime(CLOCK_REALTIME, &times[1]);
+    times[1].tv_nsec += kMarkDigits - times[1].tv_nsec % kMarkModulus;
+    static_cast<void>(::futimens(descriptor_.Get(), times));
+}
+
+std::optional<FileStamp> StampOf(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return std::nullopt;
+    }
+    return StampFrom(status);
+}
+
+std::string RealPath(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr),
+                                                           &std::free);
+    return real ? std::string(real.get()) : path;
+}
+
+void SyncFolderOf(const std::string& path) {
+    const std::filesystem::path parent = std::filesystem::path(path).parent_path();
+    const std::string folder = parent.empty() ? "." : parent.string();
+    const Call call{.operation = Operation::SyncFolder, .path = folder};
+    const int error = Perform(call, [&] {
+        const UniqueFd descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        // A folder that may be written but not listed can't be opened for syncing.
+        if (!descriptor) {
+            return errno == EACCES ? 0 : -1;
+        }
+        return ::fsync(descriptor.Get()) == 0 || errno == EINVAL ? 0 : -1;
+    });
+    if (error != 0) {
+        throw SystemError(folder, "written to disk", error);
+    }
+}
+
+bool RemoveFile(const std::string& path) {
+    const Call call{.operation = Operation::Remove, .path = path};
+    const int error = Perform(call, [&] { return ::unlink(path.c_str()); });
+    if (error != 0 && error != ENOENT) {
+        throw SystemError(path, "deleted", error);
+    }
+    return error == 0;
+}
+
+void RenameNoReplace(const std::string& from, const std::string& to) {
+    const Call call{.operation = Operation::Rename, .path = to};
+    int error = Perform(call, [&] {
+        return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
+    });
+    if (error == EINVAL || error == ENOSYS) {
+        // File systems without the flag: a second name, then the first one away.
+        error = ::link(from.c_str(), to.c_str()) == 0 ? 0 : errno;
+        if (error == 0) {
+            ::unlink(from.c_str());
+        }
+    }
+    if (error == EEXIST) {
+        throw AlreadyExists(to);
+    }
+    if (error != 0) {
+        throw SystemError(to, "created", error);
+    }
+}
+
+void RenameReplacing(const std::string& from, const std::string& to) {
+    const Call call{.operation = Operation::Rename, .path = to};
+    const int error = Perform(call, [&] { return ::rename(from.c_str(), to.c_str()); });
+    if (error != 0) {
+        throw SystemError(to, "replaced", error);
+    }
+}
+
+}  // namespace vantry::file

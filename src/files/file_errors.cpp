@@ -1,0 +1,140 @@
+#include "files/file_errors.h"
+
+#include "data/message_text.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace vantry::file {
+namespace {
+
+DataError Error(std::string text) {
+    return {kErrUnspecified, std::move(text), "Vantry"};
+}
+
+// What the user can do, for the failures that have an answer.
+std::string_view Advice(int error) {
+    switch (error) {
+        case ENOSPC:
+        case EDQUOT:
+            return "The disk is full: free some space and try again.";
+        case EROFS:
+            return "The medium is read-only: copy the file to a place where it can be written.";
+        case EACCES:
+        case EPERM:
+            return "You don't have permission: check the rights of the file and of its folder.";
+        case ENOENT:
+        case ENOTDIR:
+            return "Check the path and the spelling of the name.";
+        case EISDIR:
+            return "It is a folder: name a file.";
+        case ELOOP:
+            return "It is a symbolic link, which isn't followed here.";
+        case EFBIG:
+            return "The file system allows no larger file.";
+        case ENOMEM:
+            return "Close other programs and try again.";
+        case EMFILE:
+        case ENFILE:
+            return "Too many files are open: close other programs.";
+        case EIO:
+        case ENXIO:
+        case ESTALE:
+            return "The device failed: check the disk or the network drive.";
+        default:
+            return "";
+    }
+}
+
+}  // namespace
+
+DataError SystemError(std::string_view path, std::string_view doing, int error) {
+    std::string text = "The file " + Quoted(path) + " could not be " + std::string(doing) + ": " +
+                       std::strerror(error) + ".";
+    const auto advice = Advice(error);
+    if (!advice.empty()) {
+        text += " ";
+        text += advice;
+    }
+    return Error(std::move(text));
+}
+
+DataError UnexpectedEnd(std::string_view path, std::uint64_t offset) {
+    return Error("The file " + Quoted(path) + " ends before byte " + std::to_string(offset) +
+                 ": it is cut or another program made it shorter. Restore it from a copy.");
+}
+
+DataError FileInUse(std::string_view path, std::string_view holders) {
+    return Error(
+        "The file " + Quoted(path) + " is in use" +
+        (holders.empty() ? std::string(" by another program") : " by " + std::string(holders)) +
+        ". Try again when it has finished.");
+}
+
+DataError LockingRefused(std::string_view path, int error) {
+    return Error("The file " + Quoted(path) + " can't be locked (" + std::strerror(error) +
+                 "): its file system, probably a network drive, refuses locks. Copy the file to a "
+                 "local disk.");
+}
+
+DataError AlreadyExists(std::string_view path) {
+    return Error("The file " + Quoted(path) +
+                 " already exists. Choose another name, or delete the file first.");
+}
+
+DataError ReplacedWhileOpen(std::string_view path) {
+    return Error("The file " + Quoted(path) +
+                 " was replaced by another one while it was open. Open it again.");
+}
+
+DataError SizeLimit(std::string_view path, std::uint64_t limit) {
+    return Error("The file " + Quoted(path) + " has reached the largest size of its format, " +
+                 std::to_string(limit >> 20) +
+                 " MiB. Delete what isn't needed, or go on in a new file.");
+}
+
+DataError OpenedReadOnly(std::string_view path) {
+    return Error("The file " + Quoted(path) +
+                 " can only be read: you don't have permission to change it, or its medium is "
+                 "read-only.");
+}
+
+DataError OutOfMemory(std::string_view path) {
+    return SystemError(path, "changed", ENOMEM);
+}
+
+DataError RowsLost(const DataError& error, std::uint64_t rows) {
+    if (rows == 0) {
+        return error;
+    }
+    DataError lost(error.Number(),
+                   error.Description() + " The " + std::to_string(rows) +
+                       (rows == 1 ? " row added just before is" : " rows added just before are") +
+                       " not in the file either.",
+                   error.Source());
+    lost.SetLostRows(static_cast<std::int64_t>(rows));
+    return lost;
+}
+
+DataError NotAJournal(std::string_view path, std::string_view journal) {
+    return Error("Beside " + Quoted(path) + " lies " + Quoted(journal) +
+                 ", where the journal of interrupted changes would be, but it is another kind of "
+                 "file. Rename or move it.");
+}
+
+DataError DamagedJournal(std::string_view path, std::string_view journal) {
+    return Error("A change of " + Quoted(path) +
+                 " was interrupted and can't be taken back, because the journal " +
+                 Quoted(journal) +
+                 " is damaged. Nothing was touched. Restore the file from a copy and delete the "
+                 "journal.");
+}
+
+DataError ForeignJournal(std::string_view path, std::string_view journal) {
+    return Error("The journal " + Quoted(journal) + " doesn't belong to " + Quoted(path) +
+                 " as the file stands: the file was replaced, or changed by another program, after "
+                 "a change was interrupted. Nothing was touched. Delete the journal to use the "
+                 "file as it is.");
+}
+
+}  // namespace vantry::file

@@ -1,0 +1,147 @@
+#include "wizard/wizard_flow.h"
+
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+
+#include <QMdiSubWindow>
+
+#include <algorithm>
+#include <array>
+
+namespace vantry {
+namespace {
+
+// Names of pages that never were built stand here, too; they harm nobody.
+constexpr std::array<std::string_view, 22> kSessionPages = {
+    "form1",   "form2",  "form3",   "form4",  "form4a",    "form4b",  "form4c", "form5",
+    "form5a",  "form5b", "form5c",  "form6",  "form8",     "form9",   "form10", "form11",
+    "form12c", "form13", "form13a", "form14", "mysqldest", "mysqlsrc"};
+constexpr std::array<std::string_view, 4> kCancelledToo = {
+    "form11poll", "mssqlsrc", "mssqldest", "odbcsrc"};
+
+std::string Lower(std::string name) {
+    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) {
+        return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    });
+    return name;
+}
+
+template <std::size_t N>
+bool Holds(const std::array<std::string_view, N>& names, std::string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+struct KindPage {
+    std::string_view kind;
+    std::string_view page;
+};
+
+constexpr KindPage kSourcePages[] = {
+    {"ORACLE", "Form6"},
+    {"ACCESS", "Form2"},
+    {"FOXPRO", "Form10"},
+    {"MySQL", "MySQLSrc"},
+    {"MSSQL", "MSSQLSrc"},
+    {"ODBC", "ODBCSrc"},
+    {"TEXT", "Form11"},
+    {"TEXTPOLL", "Form11Poll"},
+};
+
+constexpr KindPage kTargetPages[] = {
+    {"ORACLE", "Form9"},
+    {"ACCESS", "Form8"},
+    {"FOXPRO", "Form3"},
+    {"MySQL", "MySQLDest"},
+    {"MSSQL", "MSSQLDest"},
+    {"TEXT", "Form12c"},
+};
+
+std::string_view PageOf(std::span<const KindPage> table, std::string_view kind) {
+    for (const auto& row : table) {
+        if (row.kind == kind) {
+            return row.page;
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+i16 SessionPagesOpen() {
+    const auto pages = LoadedPages();
+    return ToI16(std::any_of(pages.begin(), pages.end(), [](const std::string& page) {
+        return Holds(kSessionPages, Lower(page));
+    }));
+}
+
+void CancelSession() {
+    const auto pages = LoadedPages();
+    for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
+        const std::string name = Lower(*page);
+        if (Holds(kSessionPages, name) || Holds(kCancelledToo, name)) {
+            UnloadPage(*page);
+        }
+    }
+    ShowPage("NavForm");
+}
+
+void BackToSourcePage() {
+    const auto page =
+        SourceViaOdbc != kFalse ? std::string_view("ODBCSrc") : SourcePageOf(SourceType);
+    if (!page.empty()) {
+        ShowPage(page);
+    }
+}
+
+std::string_view SourcePageOf(std::string_view source_type) {
+    return PageOf(kSourcePages, source_type);
+}
+
+std::string_view TargetPageOf(std::string_view target_type) {
+    return PageOf(kTargetPages, target_type);
+}
+
+std::string FileExtOf(std::string_view name) {
+    const auto dot = name.rfind('.');
+    return dot == std::string_view::npos ? std::string() : std::string(name.substr(dot + 1));
+}
+
+void AskToCancel(const char* title, const char* text) {
+    if (AskYesNo(text, title)) {
+        CancelSession();
+    }
+}
+
+bool AskToClose() {
+    if (!AskYesNo("Are you sure you want to close this session", "Cancel Session")) {
+        return false;
+    }
+    CancelSession();
+    return true;
+}
+
+void CreateNewSession() {
+    if (SessionPagesOpen() != kFalse) {
+        Tell("Session is going on");
+        return;
+    }
+    ShowPage("Form1");
+}
+
+void ShowNavigator() {
+    if (SessionPagesOpen() == kFalse) {
+        ShowPage("NavForm");
+    }
+}
+
+void ForceSize(Page& page, int width_twips, int height_twips) {
+    constexpr int kTwipsPerPixel = 15;
+    const QSize asked(width_twips / kTwipsPerPixel, height_twips / kTwipsPerPixel);
+    QWidget* const window = page.parentWidget() != nullptr ? page.parentWidget() : &page;
+    if (!window->isMaximized()) {
+        const QSize frame = window->size() - page.size();
+        window->resize(RoomFor(page, asked - frame) + frame);
+    }
+}
+
+}  // namespace vantry
