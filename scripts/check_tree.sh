@@ -52,6 +52,9 @@ hits=$(grep -rlE '#include <Q[A-Z]' src/data src/files src/text_format src/core 
     --exclude-dir=pages 2>/dev/null)
 [ -z "$hits" ] || breach "Qt in the logic:" "$hits"
 
+hits=$(grep -rnE '(Source|Target)Type *(==|!=) *"' src --include='*.h' --include='*.cpp')
+[ -z "$hits" ] || breach "A kind is asked for by its name (make it a field of src/core/kinds.h):" "$hits"
+
 if command -v clang-format >/dev/null; then
     hits=$(git ls-files '*.h' '*.cpp' | xargs -r clang-format --dry-run 2>&1 | grep -E 'warning:' | cut -d: -f1 | sort | uniq -c)
     [ -z "$hits" ] || breach "Not formatted (clang-format -i):" "$hits"

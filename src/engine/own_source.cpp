@@ -1,5 +1,6 @@
 #include "engine/own_source.h"
 
+#include "core/kinds.h"
 #include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "files/file_name.h"
@@ -48,7 +49,7 @@ bool SameFileOrServer(const std::string& source, const std::string& target) {
 
 std::string_view PortOf(const ConnectionString& connection) {
     const auto& port = connection.Get("PORT");
-    return port.empty() && TargetType == "MySQL" ? std::string_view("3306") : port;
+    return port.empty() ? ThisTarget().default_port : std::string_view(port);
 }
 
 // Who may log in, and by which driver, makes no difference to where a connection leads.
@@ -71,32 +72,33 @@ bool SameOwner(const TableRec& table,
                const ConnectionString& target) {
     const std::string_view owner = Trimmed(table.Owner);
     const bool same_database = EqualsNoCase(DatabaseOf(source), DatabaseOf(target));
-    if (SourceType == "MySQL" && !owner.empty()) {
-        return EqualsNoCase(owner, DatabaseOf(target));  // the owner is the database
-    }
-    if (SourceType == "MSSQL") {
-        return same_database &&
-               (owner.empty() || EqualsNoCase(owner, "dbo") || EqualsNoCase(owner, UserOf(target)));
-    }
-    if (SourceType == "ORACLE") {
-        return EqualsNoCase(owner.empty() ? std::string_view(UserOf(source)) : owner,
-                            UserOf(target));
+    switch (ThisSource().owner_is) {
+        case OwnerIs::Database:
+            return owner.empty() ? same_database : EqualsNoCase(owner, DatabaseOf(target));
+        case OwnerIs::Schema:
+            return same_database && (owner.empty() || EqualsNoCase(owner, "dbo") ||
+                                     EqualsNoCase(owner, UserOf(target)));
+        case OwnerIs::User:
+            return EqualsNoCase(owner.empty() ? std::string_view(UserOf(source)) : owner,
+                                UserOf(target));
+        case OwnerIs::Nothing:
+            break;
     }
     return same_database;
 }
 
 std::string_view BareName(std::string_view name) {
-    constexpr std::string_view kFoxProFile = ".dbf";
+    const std::string_view ending = ThisSource().file_ending;
     name = Trimmed(name);
-    const bool is_file = SourceType == "FOXPRO" && name.size() > kFoxProFile.size() &&
-                         EqualsNoCase(name.substr(name.size() - kFoxProFile.size()), kFoxProFile);
-    return is_file ? name.substr(0, name.size() - kFoxProFile.size()) : name;
+    const bool is_file = !ending.empty() && name.size() > ending.size() &&
+                         EqualsNoCase(name.substr(name.size() - ending.size()), ending);
+    return is_file ? name.substr(0, name.size() - ending.size()) : name;
 }
 
 }  // namespace
 
 bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
-    const bool same_kind = SourceType == TargetType || SourceType == "ODBC";
+    const bool same_kind = SourceType == TargetType || ThisSource().can_be_any_kind;
     if (!same_kind || !SameName(BareName(source.Name), BareName(target.Name))) {
         return false;
     }
@@ -106,8 +108,8 @@ bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
 }
 
 int CursorForRows(const TableRec& source, const TableRec& target, int usual) {
-    const bool of_server = SourceType != "ACCESS" && SourceType != "FOXPRO";
-    return of_server && IsItsOwnSource(source, target) ? adOpenStatic : usual;
+    return !ThisSource().reads_beside_appends && IsItsOwnSource(source, target) ? adOpenStatic
+                                                                                : usual;
 }
 
 }  // namespace vantry

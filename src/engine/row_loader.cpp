@@ -1,5 +1,6 @@
 #include "engine/row_loader.h"
 
+#include "core/table_names.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "engine/own_source.h"
@@ -23,7 +24,7 @@ struct RowColumn {
     void (*carry)(RowColumn&) = nullptr;
 };
 
-Cell AsOracleBoolean(const Cell& value) {
+Cell AsLetter(const Cell& value) {
     return Cell::Text(ToBoolean(value).value_or(false) ? "T" : "F");
 }
 
@@ -41,8 +42,8 @@ void CopyField(RowColumn& column) {
     Put(column, column.source->Value());
 }
 
-void CopyOracleBoolean(RowColumn& column) {
-    Put(column, AsOracleBoolean(column.source->Value()));
+void CopyLetterBoolean(RowColumn& column) {
+    Put(column, AsLetter(column.source->Value()));
 }
 
 // Long values travel as bytes, a text as those of its UTF-8 form: what they mean is the target
@@ -69,7 +70,7 @@ auto RecordsetCarrier(int type) {
         type == adBinary) {
         return CopyAsBytes;
     }
-    return type == adBoolean && TargetType == "ORACLE" ? CopyOracleBoolean : CopyField;
+    return type == adBoolean && ThisTarget().letters_for_booleans ? CopyLetterBoolean : CopyField;
 }
 
 // ---- Statement path
@@ -78,23 +79,23 @@ void BindField(RowColumn& column) {
     column.parameter->SetValue(column.source->Value());
 }
 
-void BindOracleBoolean(RowColumn& column) {
-    column.parameter->SetValue(AsOracleBoolean(column.source->Value()));
+void BindLetterBoolean(RowColumn& column) {
+    column.parameter->SetValue(AsLetter(column.source->Value()));
 }
 
-void BindAccessBoolean(RowColumn& column) {
+void BindBinaryBoolean(RowColumn& column) {
     column.parameter->Type = adBoolean;
     const bool set = ToBoolean(column.source->Value()).value_or(false);
     column.parameter->SetValue(Cell::Int64(set ? kTrue : kFalse));
 }
 
 auto StatementCarrier(int type) {
-    if (type == adBoolean && TargetType == "ORACLE") {
-        return BindOracleBoolean;
+    const auto& target = ThisTarget();
+    if (type == adBoolean && target.letters_for_booleans) {
+        return BindLetterBoolean;
     }
-    if (type == adBoolean && TargetType == "ACCESS" &&
-        (SourceType == "ACCESS" || SourceType == "MSSQL")) {
-        return BindAccessBoolean;
+    if (type == adBoolean && target.binds_booleans && ThisSource().binary_booleans) {
+        return BindBinaryBoolean;
     }
     return BindField;
 }
@@ -106,29 +107,13 @@ Parameter ParameterFor(const Field& field) {
     parameter.Size = field.DefinedSize();
     parameter.NumericScale = field.NumericScale();
     parameter.Precision = field.Precision();
-    if (TargetType == "FOXPRO" && field.Type() == adNumeric && field.Precision() >= 21) {
-        // A FoxPro number has at most 20 places, the point among them.
-        parameter.Size = 20;
-        parameter.Precision = 20;
-        parameter.NumericScale = 19;
+    const int most = ThisTarget().most_digits;
+    if (most > 0 && field.Type() == adNumeric && field.Precision() > most) {
+        parameter.Size = most;
+        parameter.Precision = most;
+        parameter.NumericScale = most - 1;
     }
     return parameter;
-}
-
-// ---- Statements
-
-std::string InsertHead(const std::string& target) {
-    if (TargetType == "FOXPRO" && FoxDestMode == "DIR") {
-        const std::string file = FoxDestPrefix + target + ".dbf";
-        return target.find(' ') != std::string::npos ? "INSERT INTO [" + file + "] ("
-                                                     : "INSERT INTO " + file + " (";
-    }
-    return TargetType == "ORACLE" ? "INSERT INTO " + target + " ("
-                                  : "INSERT INTO [" + target + "] (";
-}
-
-bool BracketsTarget() {
-    return TargetType == "ACCESS" || TargetType == "MSSQL";
 }
 
 class GenericLoad {
@@ -204,17 +189,16 @@ void GenericLoad::Load() {
 }
 
 void GenericLoad::BuildTargetStatements(const MappedColumns& mapped) {
-    insert_head_ = InsertHead(target_.Name);
+    insert_head_ = "INSERT INTO " + TargetTableForInsert(target_.Name) + "(";
     for (const auto* row : mapped) {
-        const std::string& name = TargetColumnName(source_, *row);
-        const std::string piece = BracketsTarget() ? " [" + name + "]," : name + ",";
+        const std::string piece = TargetColumnInList(TargetColumnName(source_, *row));
         insert_head_ += piece;
         target_select_ += piece;
     }
     CutLast(insert_head_);
     CutLast(target_select_);
     insert_head_ += ") VALUES (";
-    target_select_ += BracketsTarget() ? " FROM [" + target_.Name + "] " : " FROM " + target_.Name;
+    target_select_ += " FROM " + TargetTableToAddTo(target_.Name);
 }
 
 void GenericLoad::OpenSource(const MappedColumns& mapped) {
@@ -222,8 +206,8 @@ void GenericLoad::OpenSource(const MappedColumns& mapped) {
     SrcConn->CursorLocation = adUseClient;
     scope_([] { SrcConn->Open(SourceConnStr); });
     SrcRS = std::make_unique<Recordset>();
-    const auto statements = ReadingStatements(source_, mapped, kGenericReading);
-    const int cursor_type = TargetType == "MSSQL" ? adOpenForwardOnly : adOpenKeyset;
+    const auto statements = ReadingStatements(source_, mapped, Reading::RowLoad);
+    const int cursor_type = ThisTarget().source_cursor;
     CountSourceRows(scope_, statements, cursor_type, total_rows_);
     OpenSourceRows(scope_, statements, CursorForRows(source_, target_, cursor_type));
 }
@@ -234,7 +218,7 @@ bool GenericLoad::NeedsRecordset() {
         for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
             const int type = SrcRS->Fields()[k].Type();
             needed = needed || IsLongType(type) || IsBinaryType(type) ||
-                     (type == adWChar && TargetType == "FOXPRO");
+                     (type == adWChar && ThisTarget().wide_text_by_recordset);
         }
     });
     return needed;
@@ -365,16 +349,18 @@ void GenericLoad::Close() {
 }  // namespace
 
 std::uint16_t ParamTypeFor(std::uint16_t code) {
-    if (TargetType == "ORACLE" && code == adBoolean) {
-        return adVarChar;
+    switch (code) {
+        case adBoolean:
+            return static_cast<std::uint16_t>(ThisTarget().boolean_parameter);
+        case adCurrency:
+            return static_cast<std::uint16_t>(ThisTarget().currency_parameter);
+        case adVarWChar:
+            return adVarChar;
+        case adVarNumeric:
+            return adNumeric;
+        default:
+            return code;
     }
-    if (TargetType == "ORACLE" && code == adCurrency) {
-        return adVarNumeric;
-    }
-    if (code == adVarWChar) {
-        return adVarChar;
-    }
-    return code == adVarNumeric ? adNumeric : code;
 }
 
 i16 LoadRowsGeneric(i16 i) {

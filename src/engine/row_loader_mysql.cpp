@@ -1,5 +1,6 @@
 #include "engine/row_loader_mysql.h"
 
+#include "core/table_names.h"
 #include "data/letter_case.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -254,16 +255,16 @@ void MySQLLoad::Load() {
 }
 
 void MySQLLoad::BuildTargetStatements(const MappedColumns& mapped) {
-    insert_head_ = "INSERT INTO `" + target_.Name + "` (";
+    insert_head_ = "INSERT INTO " + TargetTableForInsert(target_.Name) + "(";
     for (const auto* row : mapped) {
-        const std::string& name = TargetColumnName(source_, *row);
-        insert_head_ += " `" + name + "`,";
-        target_select_ += " `" + name + "`,";
+        const std::string piece = TargetColumnInList(TargetColumnName(source_, *row));
+        insert_head_ += piece;
+        target_select_ += piece;
     }
     CutLast(insert_head_);
     CutLast(target_select_);
     insert_head_ += ") VALUES ";
-    target_select_ += " FROM `" + target_.Name + "` ";
+    target_select_ += " FROM " + TargetTableToAddTo(target_.Name);
 }
 
 void MySQLLoad::OpenSource(const MappedColumns& mapped) {
@@ -271,7 +272,7 @@ void MySQLLoad::OpenSource(const MappedColumns& mapped) {
     SrcConn->CursorLocation = adUseClient;
     scope_([] { SrcConn->Open(SourceConnStr); });
     SrcRS = std::make_unique<Recordset>();
-    const auto statements = ReadingStatements(source_, mapped, kMySQLReading);
+    const auto statements = ReadingStatements(source_, mapped, Reading::BatchLoad);
     CountSourceRows(scope_, statements, adOpenForwardOnly, total_rows_);
     OpenSourceRows(scope_, statements, CursorForRows(source_, target_, adOpenForwardOnly));
 }

@@ -1,6 +1,6 @@
 #include "engine/run_session.h"
 
-#include "core/session_state.h"
+#include "core/kinds.h"
 #include "data/value_text.h"
 #include "engine/loaded_file.h"
 #include "engine/row_loader.h"
@@ -58,14 +58,15 @@ void WalkTables() {
             ++ReportOf(i).Errors;
         } else if (Prepare(i)) {
             NoteCreation(i);
-            load_result = TargetType == "MySQL" ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
+            load_result =
+                ThisTarget().loader == Loader::Batches ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
             TableEndTime = Now();
             ContinueLog(log_line::TableElapsed(ElapsedText(TableStartTime, TableEndTime)));
             CurrentRunView->Repaint();
         }
         ReportOf(i).Seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-        if (SourceType == "TEXTPOLL" && load_result == kTrue) {
+        if (ThisSource().polled && load_result == kTrue) {
             MoveLoadedFile(SrcTables[table].Name);
         }
         if (SessionCancelled != kFalse) {
@@ -85,7 +86,7 @@ void WriteRunRecord() {
     RepoConn->Execute("update sessions set LastRunDate=" + QuoteChar + ShortDate(now) + QuoteChar +
                       ",LastRunTime=" + QuoteChar + TimeAmPm(now) + QuoteChar +
                       ",SessionError=" + (failed ? "1" : "0") + " where sessionid=" + session);
-    if (TargetType != "TEXT") {
+    if (ThisTarget().loader != Loader::Files) {
         for (const auto& table : CreatedTables) {
             if (table.FirstTimeLoadOpt == "CREATED") {
                 RepoConn->Execute("Update vytabs set TableExists=1,FirstTimeLoadOpt=" + QuoteChar +

@@ -1,25 +1,11 @@
 #include "engine/target_preparation.h"
 
+#include "core/table_names.h"
 #include "engine/own_source.h"
 #include "engine/run_log.h"
 
 namespace vantry {
 namespace {
-
-// The table as it stands behind "drop table " and "delete from ": bracketed also on FoxPro, where a
-// name may hold a blank.
-std::string TableInStatement(const std::string& name) {
-    if (TargetType == "FOXPRO" && FoxDestMode == "DIR") {
-        return "[" + FoxDestPrefix + name + ".dbf]";
-    }
-    if (TargetType == "ORACLE") {
-        return name;
-    }
-    if (TargetType == "MySQL") {
-        return "`" + name + "`";
-    }
-    return "[" + name + "]";
-}
 
 const std::string& TargetName(i16 i) {
     return DstTables.at(static_cast<std::size_t>(i)).Name;
@@ -50,7 +36,7 @@ i16 DropTargetTable(i16 i) {
         connection.Close();
         connection.CursorLocation = adUseClient;
         connection.Open(TargetConnStr);
-        connection.Execute("drop table " + TableInStatement(name));
+        connection.Execute("drop table " + TargetTable(name));
         AppendLog(log_line::Dropped(name));
         return kTrue;
     } catch (const std::exception& error) {
@@ -67,7 +53,7 @@ i16 DeleteTargetRows(i16 i) {
         connection.Open(TargetConnStr);
         AppendLog(log_line::AboutToDelete(name));
         RequireOtherTable(i);
-        connection.Execute("delete from " + TableInStatement(name));
+        connection.Execute("delete from " + TargetTable(name));
         AppendLog(log_line::Deleted(name));
         return kTrue;
     } catch (const std::exception& error) {

@@ -1,5 +1,6 @@
 #include "mapping/column_discovery.h"
 
+#include "core/table_names.h"
 #include "data/letter_case.h"
 #include "data/value_text.h"
 #include "mapping/type_catalogue.h"
@@ -13,16 +14,8 @@
 namespace vantry {
 namespace {
 
-bool IsTextSource() {
-    return SourceType == "TEXT" || SourceType == "TEXTPOLL";
-}
-
 std::string BaseName(const std::string& name) {
     return name.substr(0, name.find('.'));
-}
-
-bool IsBlank(const std::string& text) {
-    return Trimmed(text).empty();
 }
 
 // Arrays of the session have one empty element before their first real one: it is filled, the
@@ -37,37 +30,12 @@ Record& NextElement(std::vector<Record>& array, std::size_t& next) {
     return array[next++];
 }
 
-enum class Probe { First, Reload };
-
-std::string SourceProbe(const TableRec& table, Probe probe) {
-    const std::string& name = table.Name;
-    if (SourceType == "ORACLE") {
-        const bool bare = probe == Probe::First && IsBlank(table.Owner);
-        return "SELECT * FROM " + (bare ? name : table.Owner + "." + name) + " WHERE 1=2";
-    }
-    if (SourceType == "MySQL") {
-        return "SELECT * FROM `" + name + "` WHERE 1=2";
-    }
-    if (SourceType == "MSSQL" && (probe == Probe::Reload || !table.Owner.empty())) {
-        return "SELECT * FROM [" + table.Owner + "].[" + name + "] WHERE 1=2";
-    }
-    if (IsTextSource()) {
-        return "SELECT * FROM [" + name + "]";
-    }
-    if (SourceType == "ODBC" && probe == Probe::First) {
-        return "SELECT * FROM " + name + " WHERE 1=2";
-    }
-    return "SELECT * FROM [" + name + "] WHERE 1=2";
+std::string SourceProbe(const TableRec& table, Reading probe) {
+    return "SELECT * FROM " + SourceTable(table, probe) + std::string(ThisSource().probe_end);
 }
 
 std::string TargetProbe(const std::string& name) {
-    if (TargetType == "ORACLE") {
-        return "select * from " + name + " where 1=2";
-    }
-    if (TargetType == "MySQL") {
-        return "select * from `" + name + "` where 1=2";
-    }
-    return "select * from [" + name + "] where 1=2";
+    return "select * from " + TargetTableToProbe(name) + " where 1=2";
 }
 
 i32 WidthOf(const Field& field, const std::string& type) {
@@ -152,10 +120,10 @@ std::vector<ColumnRec> ColumnsOf(const std::vector<ColumnRec>& columns,
     return found;
 }
 
-void AppendSourceColumns(const TableRec& table, Probe probe, Probes& probes, std::size_t& next) {
+void AppendSourceColumns(const TableRec& table, Reading probe, Probes& probes, std::size_t& next) {
     Recordset columns;
     probes.Open(columns, SourceProbe(table, probe), adLockUnspecified);
-    const std::string name = IsTextSource() ? BaseName(table.Name) : table.Name;
+    const std::string name = ThisSource().text_files ? BaseName(table.Name) : table.Name;
     const auto count = columns.Fields().Count();
     for (std::int32_t j = 0; j < count; ++j) {
         auto column = ColumnOf(columns.Fields()[j], table.TabID, name, count, next);
@@ -197,15 +165,14 @@ void SetExistence(std::size_t index, i16 exists, const char* first_time) {
     }
 }
 
-// What the target holds: user_tables of an Oracle user, else everything that the catalogue lists.
+// What the target holds: what the kind's own query lists, else everything in the catalogue.
 std::vector<std::string> NamesInTarget() {
     std::vector<std::string> names;
-    if (TargetType == "ORACLE") {
+    if (const auto query = ThisTarget().table_list; !query.empty()) {
         Connection connection;
         connection.Open(TargetConnStr);
         Recordset tables;
-        tables.Open(
-            "select table_name from user_tables", connection, adOpenForwardOnly, adLockOptimistic);
+        tables.Open(query, connection, adOpenForwardOnly, adLockOptimistic);
         for (; !tables.Eof(); tables.MoveNext()) {
             if (const Cell& name = tables.Fields()[0].Value(); !name.IsNull()) {
                 names.push_back(ToText(name));
@@ -309,13 +276,14 @@ void FillTargetTables() {
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
         auto& target = DstTables[i];
         const std::string& source_name = SrcTables[i].Name;
-        if (TargetType == "TEXT") {
-            const std::string base = SourceType == "TEXT" ? BaseName(source_name) : source_name;
+        if (ThisTarget().loader == Loader::Files) {
+            const std::string base =
+                ThisSource().extension_is_replaced ? BaseName(source_name) : source_name;
             target.Name = JoinPath(TextDestDir, base) + TextDestExt;
             target.SFirstColLine = TextDestHeader != kFalse ? 1 : 0;
             target.SFormat = TextDestDelim;
         } else {
-            target.Name = IsTextSource() ? BaseName(source_name) : source_name;
+            target.Name = ThisSource().text_files ? BaseName(source_name) : source_name;
         }
         target.TabID = static_cast<i16>(i);
         SrcTables[i].TabID = static_cast<i16>(i);
@@ -327,13 +295,13 @@ void LoadSourceColumns() {
     std::size_t next = 0;
     Probes probes(SourceConnStr);
     for (const auto& table : SrcTables) {
-        AppendSourceColumns(table, Probe::First, probes, next);
+        AppendSourceColumns(table, Reading::Probe, probes, next);
     }
 }
 
 void CheckTargetTables(std::vector<std::string>& target_names) {
     target_names.clear();
-    const bool to_text = TargetType == "TEXT";
+    const bool to_text = ThisTarget().loader == Loader::Files;
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
         SetExistence(i, kFalse, to_text ? "" : "CREATE");
     }
@@ -348,7 +316,7 @@ void CheckTargetTables(std::vector<std::string>& target_names) {
 }
 
 void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names) {
-    const bool to_text = TargetType == "TEXT";
+    const bool to_text = ThisTarget().loader == Loader::Files;
     const auto index = static_cast<std::size_t>(&TableOf(DstTables, tab_id) - DstTables.data());
     SetExistence(index, kFalse, to_text ? "" : "CREATE");
     if (to_text) {
@@ -356,7 +324,7 @@ void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names) {
     }
     const auto names = NamesInTarget();
     const auto keys = KeysOf(names);
-    if (TargetType == "ORACLE") {
+    if (ThisTarget().rename_looks_up_all) {
         for (std::size_t i = 0; i < SrcTables.size(); ++i) {
             MarkExisting(i, keys);
         }
@@ -399,7 +367,7 @@ void BuildColMaps() {
 void ReloadSourceColumns(i16 tab_id) {
     std::size_t next = TakeOut(SrcCols, tab_id);
     Probes probes(SourceConnStr);
-    AppendSourceColumns(TableOf(SrcTables, tab_id), Probe::Reload, probes, next);
+    AppendSourceColumns(TableOf(SrcTables, tab_id), Reading::Reprobe, probes, next);
 }
 
 void ReloadTargetColumns(i16 tab_id) {

@@ -1,5 +1,6 @@
 #include "mapping/map_check.h"
 
+#include "core/table_names.h"
 #include "mapping/mapping_rules.h"
 
 #include <limits>
@@ -102,15 +103,7 @@ std::string FindDuplicateTarget(const std::vector<ColMapRec>& rows) {
 }
 
 std::string WhereTestQuery(const TableRec& table, const std::string& condition) {
-    std::string name = "[" + table.Name + "]";
-    if (SourceType == "ORACLE") {
-        name = table.Name;
-    } else if (SourceType == "MySQL") {
-        name = "`" + table.Name + "`";
-    } else if (SourceType == "MSSQL") {
-        name = "[" + table.Owner + "].[" + table.Name + "]";
-    }
-    return "select * from " + name + " Where " + condition;
+    return "select * from " + SourceTable(table, Reading::FilterTest) + " Where " + condition;
 }
 
 void StoreWhereCondition(std::size_t index, const std::string& condition) {

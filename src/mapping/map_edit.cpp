@@ -1,5 +1,6 @@
 #include "mapping/map_edit.h"
 
+#include "core/kinds.h"
 #include "data/letter_case.h"
 #include "data/value_text.h"
 #include "mapping/type_catalogue.h"
@@ -14,19 +15,6 @@ namespace {
 using Name = std::string_view;
 
 // clang-format off
-constexpr Name kFoxPro[] = {"Numeric", "Character", "Currency", "Date", "DateTime", "Double",
-    "Integer", "Logical", "Memo", "General", "CharBin", "MemoBin"};
-constexpr Name kAccess[] = {"Boolean", "Byte", "Integer", "Long", "Currency", "Single", "Double",
-    "DateTime", "Text", "Binary", "Memo"};
-constexpr Name kOracle[] = {"Char", "Varchar2", "Number", "Date", "Long", "Long Raw", "BLOB",
-    "CLOB", "RAW"};
-constexpr Name kMySQL[] = {"DateTime", "Double", "Decimal", "Integer", "SmallInt", "TinyInt",
-    "Varchar", "SmallText", "MeduimText", "LongText", "BLOB", "MeduimBLOB", "LongBLOB"};
-constexpr Name kMSSQL[] = {"Binary", "Bit", "Char", "Datetime", "Decimal", "Float", "Image", "Int",
-    "Money", "NChar", "NText", "Numeric", "NVarchar", "Real", "Smalldatetime", "Smallint",
-    "Smallmoney", "Text", "Timestamp", "Tinyint", "Uniqueidentifier", "Varbinary", "Varchar"};
-constexpr Name kText[] = {"Char", "Integer", "Date"};
-
 constexpr Name kSizedTypes[] = {"NUMERIC", "CHARACTER", "CHAR", "VARCHAR", "VARCHAR2", "TEXT",
     "NUMBER"};
 constexpr Name kTypesWithDecimals[] = {"NUMERIC", "DOUBLE"};
@@ -54,17 +42,9 @@ std::optional<Integer> NumberOf(const std::string& text) {
 
 std::span<const std::string_view> TargetTypeChoices(std::string_view kind) {
     const std::string key = UpperCased(Trimmed(kind));
-    const std::pair<Name, std::span<const Name>> kinds[] = {
-        {"FOXPRO", kFoxPro},
-        {"ACCESS", kAccess},
-        {"ORACLE", kOracle},
-        {"MYSQL", kMySQL},
-        {"MSSQL", kMSSQL},
-        {"TEXT", kText},
-    };
-    for (const auto& [name, types] : kinds) {
-        if (key == name) {
-            return types;
+    for (const auto& row : AllKinds()) {
+        if (key == UpperCased(row.name)) {
+            return row.target.type_choices;
         }
     }
     return {};

@@ -1,5 +1,6 @@
 #include "mapping/mapping_rules.h"
 
+#include "core/kinds.h"
 #include "data/letter_case.h"
 #include "data/utf.h"
 #include "mapping/type_rules.h"
@@ -57,21 +58,21 @@ std::string FoxProError(const ColumnPair& pair, NumericWidthTest numeric_test) {
 }
 
 std::string NameError(const ColumnPair& pair, NumericWidthTest numeric_test) {
-    if (TargetType == "ORACLE") {
-        return OracleNameError(pair.DCName);
-    }
-    if (TargetType == "FOXPRO") {
-        return FoxProError(pair, numeric_test);
+    switch (ThisTarget().name_rules) {
+        case NameRules::Oracle:
+            return OracleNameError(pair.DCName);
+        case NameRules::FoxPro:
+            return FoxProError(pair, numeric_test);
+        case NameRules::None:
+            break;
     }
     return {};
 }
 
 // The block for a type that mustn't go there; empty when it may. `source_key` is what is looked up,
 // the block shows names and types as they were given.
-std::string TypeError(std::string_view source_kind,
-                      const std::string& source_key,
-                      const ColumnPair& pair) {
-    if (IsTypePairAllowed(source_kind, TargetType, source_key, UpperCased(Trimmed(pair.DDtype)))) {
+std::string TypeError(const std::string& source_key, const ColumnPair& pair) {
+    if (IsTypePairAllowed(SourceType, TargetType, source_key, UpperCased(Trimmed(pair.DDtype)))) {
         return {};
     }
     return "\r\nInvalid Datatype Mapping.\r\nSrc Col Name :" + pair.SCName +
@@ -79,37 +80,38 @@ std::string TypeError(std::string_view source_kind,
            "\r\nDest. Datatype:" + pair.DDtype;
 }
 
-std::string NameAndTypeErrors(std::string_view source_kind, const ColumnPair& pair) {
+std::string NameAndTypeErrors(const ColumnPair& pair) {
     return NameError(pair, NumericWidthTest::Yes) +
-           TypeError(source_kind, UpperCased(Trimmed(pair.SDtype)), pair);
+           TypeError(UpperCased(Trimmed(pair.SDtype)), pair);
 }
 
 std::string CheckFromAccess(const ColumnPair& pair) {
-    return NameAndTypeErrors("ACCESS", pair);
+    return NameAndTypeErrors(pair);
 }
 
 std::string CheckFromOracle(const ColumnPair& pair) {
-    return NameAndTypeErrors("ORACLE", pair);
+    return NameAndTypeErrors(pair);
 }
 
 // Unlike the others: no name rule for an Oracle target, no numeric width test, and outer blanks of
 // the source type count except for an Access target.
 std::string CheckFromFoxPro(const ColumnPair& pair) {
+    const auto& target = ThisTarget();
     std::string text;
-    if (TargetType == "FOXPRO") {
+    if (target.name_rules == NameRules::FoxPro) {
         text = FoxProError(pair, NumericWidthTest::No);
     }
-    const std::string key =
-        TargetType == "ACCESS" ? UpperCased(Trimmed(pair.SDtype)) : UpperCased(pair.SDtype);
-    return text + TypeError("FOXPRO", key, pair);
+    const std::string key = UpperCased(target.trims_foxpro_types ? Trimmed(pair.SDtype)
+                                                                 : std::string_view(pair.SDtype));
+    return text + TypeError(key, pair);
 }
 
 std::string CheckFromMySQL(const ColumnPair& pair) {
-    return NameAndTypeErrors("MySQL", pair);
+    return NameAndTypeErrors(pair);
 }
 
 std::string CheckFromMSSQL(const ColumnPair& pair) {
-    return NameAndTypeErrors("MSSQL", pair);
+    return NameAndTypeErrors(pair);
 }
 
 // Text has no types: names and widths alone.
@@ -127,19 +129,22 @@ std::string CheckColumnPair(const std::string& SCName,
                             i16 DWidth,
                             i16 /*SScale*/,
                             i16 /*DScale*/) {
-    using RuleFunction = decltype(&CheckFromAccess);
-    static constexpr std::pair<std::string_view, RuleFunction> kFunctions[] = {
-        {"ACCESS", CheckFromAccess},
-        {"ORACLE", CheckFromOracle},
-        {"FOXPRO", CheckFromFoxPro},
-        {"MySQL", CheckFromMySQL},
-        {"MSSQL", CheckFromMSSQL},
-        {"TEXT", CheckFromText},
-    };
-    for (const auto& [kind, function] : kFunctions) {
-        if (SourceType == kind) {
-            return function({SCName, DCName, SDtype, DDtype, DWidth});
-        }
+    const ColumnPair pair{SCName, DCName, SDtype, DDtype, DWidth};
+    switch (ThisSource().map_rules) {
+        case MapRules::Access:
+            return CheckFromAccess(pair);
+        case MapRules::Oracle:
+            return CheckFromOracle(pair);
+        case MapRules::FoxPro:
+            return CheckFromFoxPro(pair);
+        case MapRules::MySQL:
+            return CheckFromMySQL(pair);
+        case MapRules::MSSQL:
+            return CheckFromMSSQL(pair);
+        case MapRules::Text:
+            return CheckFromText(pair);
+        case MapRules::None:
+            break;
     }
     return {};
 }

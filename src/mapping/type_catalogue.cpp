@@ -1,5 +1,7 @@
 #include "mapping/type_catalogue.h"
 
+#include "core/kinds.h"
+
 #include <algorithm>
 #include <iterator>
 #include <string_view>
@@ -137,20 +139,19 @@ std::string TranslateType(const std::string& name, const std::string& direction)
     const std::string& kind = direction == "SOURCE" ? SourceType
                               : direction == "DEST" ? TargetType
                                                     : none;
-    if (kind == "ACCESS") {
-        return AccessTypeOf(name);
-    }
-    if (kind == "FOXPRO") {
-        return FoxProTypeOf(name);
-    }
-    if (kind == "ORACLE") {
-        return OracleTypeOf(name);
-    }
-    if (kind == "MySQL") {
-        return MySQLTypeOf(name);
-    }
-    if (kind == "MSSQL") {
-        return MSSQLTypeOf(name);
+    switch (KindOf(kind).types) {
+        case TypeNames::Access:
+            return AccessTypeOf(name);
+        case TypeNames::FoxPro:
+            return FoxProTypeOf(name);
+        case TypeNames::Oracle:
+            return OracleTypeOf(name);
+        case TypeNames::MySQL:
+            return MySQLTypeOf(name);
+        case TypeNames::MSSQL:
+            return MSSQLTypeOf(name);
+        case TypeNames::Neutral:
+            break;
     }
     return name;
 }

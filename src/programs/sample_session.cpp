@@ -2,6 +2,7 @@
 // fixed-width text. Usage: sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when the sessions
 // ran; which of their rows failed is for the log to tell.
 
+#include "core/kinds.h"
 #include "core/session_state.h"
 #include "engine/run_session.h"
 #include "mapping/column_discovery.h"
@@ -103,7 +104,7 @@ void MapTables() {
 
 void RunMapped() {
     MapTables();
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         RunSessionToText("");
     } else {
         RunSession("");

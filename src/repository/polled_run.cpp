@@ -1,5 +1,6 @@
 #include "repository/polled_run.h"
 
+#include "core/kinds.h"
 #include "data/value_text.h"
 #include "engine/loaded_file.h"
 #include "engine/run_log.h"
@@ -125,7 +126,7 @@ void PolledRun::SetUpSession(const PolledFile& file) {
     DstTables = {target_};
     ColMaps = columns_;
     SrcTables[0].Name = file.name;
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         DstTables[0].Name = JoinPath(TextDestDir, file.name) + TextDestExt;
         return;
     }
@@ -177,7 +178,7 @@ void PolledRun::EnsureRenamed(const PolledFile& file) {
         if (!still || !still->SameFile(file.stamp)) {
             return;
         }
-        if (tries > 0 || TargetType != "TEXT") {
+        if (tries > 0 || ThisTarget().loader != Loader::Files) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1100));
         }
         if (MoveLoadedFile(file.name) == kTrue) {
@@ -192,7 +193,7 @@ void PolledRun::EnsureRenamed(const PolledFile& file) {
 // After a file that failed: whether the fault was the file's. Otherwise each of the others would
 // fail as well, each at its own leisure.
 bool PolledRun::CanGoOn() const {
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         return true;
     }
     try {

@@ -1,5 +1,6 @@
 #include "repository/run_readiness.h"
 
+#include "core/kinds.h"
 #include "engine/run_report.h"
 #include "engine/run_view.h"
 #include "engine/target_creation.h"
@@ -86,14 +87,10 @@ void RepairTable(i16 i, bool died) {
 }  // namespace
 
 std::string SessionFault() {
-    const auto is_one_of = [](const std::string& kind, std::initializer_list<const char*> kinds) {
-        return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
-    };
-    if (!is_one_of(SourceType,
-                   {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"})) {
+    if (ThisSource().page.empty()) {
         return "its source kind \"" + SourceType + "\" is none that this version knows";
     }
-    if (!is_one_of(TargetType, {"ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"})) {
+    if (ThisTarget().page.empty()) {
         return "its target kind \"" + TargetType + "\" is none that this version knows";
     }
     if (SrcTables.empty() || DstTables.size() != SrcTables.size()) {
@@ -131,7 +128,7 @@ std::string ConnectionFault() {
         }
     };
     auto reason = fault("source", SourceConnStr);
-    if (!reason.empty() || TargetType != "TEXT") {
+    if (!reason.empty() || ThisTarget().loader != Loader::Files) {
         return reason.empty() ? fault("target", TargetConnStr) : reason;
     }
     std::error_code error;
@@ -148,7 +145,7 @@ void RecordCreatedTables(i32 session_id) {
 }
 
 bool TableMayBeGone() {
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         return false;
     }
     const auto& tables = CurrentRunReport.Tables;
@@ -161,7 +158,7 @@ bool TableMayBeGone() {
 }
 
 void RepairAfterRun(bool died) {
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         return;
     }
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {

@@ -1,5 +1,6 @@
 #include "repository/saved_session.h"
 
+#include "core/kinds.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
 
@@ -106,7 +107,7 @@ void AddTable(NamedRow& row) {
     target.TableExists = source.TableExists;
     target.LoadOption = source.LoadOption;
     target.FirstTimeLoadOpt = source.FirstTimeLoadOpt;
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         target.SFirstColLine = TextDestHeader != kFalse ? 1 : 0;
         target.SFormat = TextDestDelim;
     }

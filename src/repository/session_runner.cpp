@@ -1,5 +1,6 @@
 #include "repository/session_runner.h"
 
+#include "core/kinds.h"
 #include "data/value_text.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
@@ -219,19 +220,19 @@ void SavedRun::Prepare() {
 }
 
 void SavedRun::RunLoads() {
-    if (SourceType == "TEXTPOLL") {
+    if (ThisSource().polled) {
         RunPolled();
     } else {
         RunOnce();
         summary_.Tables = CurrentRunReport.Tables;
-        if (TargetType == "TEXT") {
+        if (ThisTarget().loader == Loader::Files) {
             SaveRecord();
         }
     }
 }
 
 void SavedRun::RunOnce() {
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         CreatedTables.clear();
         RunSessionToText("");
         return;
@@ -306,7 +307,8 @@ RunnerExit SavedRun::CodeOfTables() const {
 RunnerExit SavedRun::Refuse(const NotStarted& why) {
     Tell(why.reason);
     if (view_) {
-        StartLog(TargetType == "TEXT" ? log_line::TextStarted() : log_line::Started());
+        StartLog(ThisTarget().loader == Loader::Files ? log_line::TextStarted()
+                                                      : log_line::Started());
         AppendLog(why.reason);
         AppendLog(log_line::EndTime());
         summary_.Reason = why.reason;

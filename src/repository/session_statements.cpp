@@ -1,5 +1,6 @@
 #include "repository/session_statements.h"
 
+#include "core/kinds.h"
 #include "data/value_text.h"
 
 namespace vantry {
@@ -129,7 +130,7 @@ std::string EncodedQualifier(const std::string& qualifier, const std::string& ot
 }  // namespace
 
 std::string SessionsInsert(i32 session_id, const SessionSave& save, const DateTime& now) {
-    const bool text_source = SourceType == "TEXT" || SourceType == "TEXTPOLL";
+    const bool text_source = ThisSource().text_files;
     return "insert into sessions "
            "(sessionid,sessionname,datecreated,logfilename,sourcedbname,targetdbname,SourceType,"
            "TargetType,SourceConnStr,TargetConnStr,SrcDBFPath,DBFPath,FPattern,FRename,FolderName,"

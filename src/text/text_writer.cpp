@@ -1,5 +1,6 @@
 #include "text/text_writer.h"
 
+#include "core/kinds.h"
 #include "data/connection_string.h"
 #include "engine/row_walk.h"
 #include "engine/run_log.h"
@@ -58,7 +59,7 @@ DataError WrittenBefore(const std::string& path) {
 // A text file written over itself would lose what the session leaves out: columns, rows, its
 // heading.
 bool IsTheFileThatIsRead(const TableRec& source, const TableRec& target) {
-    if (SourceType != "TEXT" && SourceType != "TEXTPOLL") {
+    if (!ThisSource().text_files) {
         return false;
     }
     const auto connection = ConnectionString::Parse(SourceConnStr);
@@ -209,8 +210,9 @@ void TextRun::NoteRowsInPlace() {
 
 void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     TableCancelled = kFalse;
-    AppendLog(log_line::AboutToWrite(JoinPath(TextDestDir, source.Name) +
-                                     (SourceType == "TEXT" ? std::string() : TextDestExt)));
+    AppendLog(
+        log_line::AboutToWrite(JoinPath(TextDestDir, source.Name) +
+                               (ThisSource().extension_is_replaced ? std::string() : TextDestExt)));
     const bool own_source = IsTheFileThatIsRead(source, target);
     if (own_source ||
         !written_.insert(std::filesystem::path(target.Name).lexically_normal()).second) {
@@ -219,7 +221,7 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
         return;
     }
     const auto mapped = MappedColumnsOf(source.TabID);
-    const auto statements = ReadingStatements(source, mapped, kTextReading);
+    const auto statements = ReadingStatements(source, mapped, Reading::TextRun);
     SrcRS = std::make_unique<Recordset>();
     const bool counted = CountSourceRows(scope_, statements, adOpenForwardOnly, total_rows_);
     StartBar(total_rows_);
@@ -363,7 +365,7 @@ void TextRun::FinishFile() {
 }  // namespace
 
 void RunSessionToText(const std::string& ignored) {
-    if (SourceType == "TEXT" && TargetType == "TEXT") {
+    if (ThisSource().text_by_type_names && ThisTarget().loader == Loader::Files) {
         RunTextToText(ignored);
         return;
     }

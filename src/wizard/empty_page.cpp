@@ -1,6 +1,6 @@
 #include "wizard/empty_page.h"
 
-#include "core/session_state.h"
+#include "core/kinds.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/plate_button.h"
@@ -56,8 +56,7 @@ constexpr EmptyPageRecord kPages[] = {
      Leaving::Hide,
      "Cancel",
      kCancelCapital,
-     true,
-     "MSSQL"},
+     true},
     {"ODBCSrc",
      "Select ODBC Source",
      "A source with an ODBC driver",
@@ -205,7 +204,7 @@ void EmptyPage::Next() {
     if (std::string_view(record_.name) == "ODBCSrc") {
         SourceViaOdbc = kTrue;
     }
-    if (target != record_.no_way_to) {
+    if (ThisSource().leads_to_own_kind || SourceType != target) {
         ShowPage(TargetPageOf(target));
     }
 }

@@ -17,8 +17,6 @@ struct EmptyPageRecord {
     const char* cancel_title;  // null: no Cancel button
     const char* cancel_text;
     bool asks_on_close;
-    // The one target kind for which Next has no branch.
-    const char* no_way_to = "";
 };
 
 class EmptyPage : public Page {

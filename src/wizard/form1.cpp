@@ -3,6 +3,7 @@
 #include "ui_Form1.h"
 
 #include "connectors/odbc_enumeration.h"
+#include "core/kinds.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
@@ -13,13 +14,11 @@
 namespace vantry {
 namespace {
 
-// By the index of the option. Targets have neither 5 nor 7.
-constexpr const char* kKinds[] = {
-    "ORACLE", "ACCESS", "FOXPRO", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"};
-
+// The options have the numbers of the kinds' rows; kinds that are no target have no option there.
 std::string ChosenKind(const QButtonGroup& options) {
     const int index = options.checkedId();
-    return index < 0 ? std::string() : std::string(kKinds[index]);
+    return index < 0 ? std::string()
+                     : std::string(AllKinds()[static_cast<std::size_t>(index)].name);
 }
 
 }  // namespace

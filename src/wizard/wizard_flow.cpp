@@ -1,5 +1,6 @@
 #include "wizard/wizard_flow.h"
 
+#include "core/kinds.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 
@@ -31,40 +32,6 @@ bool Holds(const std::array<std::string_view, N>& names, std::string_view name) 
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-struct KindPage {
-    std::string_view kind;
-    std::string_view page;
-};
-
-constexpr KindPage kSourcePages[] = {
-    {"ORACLE", "Form6"},
-    {"ACCESS", "Form2"},
-    {"FOXPRO", "Form10"},
-    {"MySQL", "MySQLSrc"},
-    {"MSSQL", "MSSQLSrc"},
-    {"ODBC", "ODBCSrc"},
-    {"TEXT", "Form11"},
-    {"TEXTPOLL", "Form11Poll"},
-};
-
-constexpr KindPage kTargetPages[] = {
-    {"ORACLE", "Form9"},
-    {"ACCESS", "Form8"},
-    {"FOXPRO", "Form3"},
-    {"MySQL", "MySQLDest"},
-    {"MSSQL", "MSSQLDest"},
-    {"TEXT", "Form12c"},
-};
-
-std::string_view PageOf(std::span<const KindPage> table, std::string_view kind) {
-    for (const auto& row : table) {
-        if (row.kind == kind) {
-            return row.page;
-        }
-    }
-    return {};
-}
-
 }  // namespace
 
 i16 SessionPagesOpen() {
@@ -94,11 +61,11 @@ void BackToSourcePage() {
 }
 
 std::string_view SourcePageOf(std::string_view source_type) {
-    return PageOf(kSourcePages, source_type);
+    return KindOf(source_type).source.page;
 }
 
 std::string_view TargetPageOf(std::string_view target_type) {
-    return PageOf(kTargetPages, target_type);
+    return KindOf(target_type).target.page;
 }
 
 std::string FileExtOf(std::string_view name) {

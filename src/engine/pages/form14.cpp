@@ -2,6 +2,7 @@
 
 #include "ui_Form14.h"
 
+#include "core/kinds.h"
 #include "core/session_state.h"
 #include "engine/run_session.h"
 #include "shell/dialogs.h"
@@ -16,7 +17,7 @@ namespace vantry {
 namespace {
 
 void RunChosen() {
-    if (TargetType == "TEXT") {
+    if (ThisTarget().loader == Loader::Files) {
         RunSessionToText("");
     } else {
         RunSession("");

@@ -2,6 +2,7 @@
 
 #include "ui_Form4.h"
 
+#include "core/kinds.h"
 #include "data/data_error.h"
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
@@ -40,7 +41,8 @@ constexpr const char* kUnsupportedTypeHelp =
     "Please choose a new OLE Provider or ODBC Driver";
 
 void TellSourceFailure(const DataError& error) {
-    const bool explained = SourceType == "ORACLE" && error.Description() == kUnsupportedType;
+    const bool explained =
+        ThisSource().explains_unsupported_types && error.Description() == kUnsupportedType;
     TellStop(explained ? kUnsupportedTypeHelp : error.Description(), "Stop");
 }
 
@@ -162,8 +164,7 @@ bool Form4::LoadAllTargetColumns() {
         TellTargetFailure(error);
     }
     UnloadPage("Form4");
-    // SQL Server has no way back here.
-    if (TargetType != "MSSQL" && TargetType != "TEXT") {
+    if (ThisTarget().page_after_failed_probe) {
         ShowPage(TargetPageOf(TargetType));
     }
     return false;
@@ -171,12 +172,12 @@ bool Form4::LoadAllTargetColumns() {
 
 void Form4::BackToSource() {
     UnloadPage("Form4");
-    if (SourceType == "ACCESS") {
+    if (ThisSource().asks_for_password_file) {
         Tell(
             "Please ensure you have entered the correct username,password and System Database "
             "File if the DB is using one");
     }
-    if (SourceType != "ODBC") {
+    if (ThisSource().page_after_failed_probe) {
         ShowPage(SourcePageOf(SourceType));
     }
 }
@@ -284,7 +285,7 @@ void Form4::Next() {
 // A text target has no page to go back to.
 void Form4::Back() {
     UnloadPage("Form4");
-    if (TargetType != "TEXT" && !TargetPageOf(TargetType).empty()) {
+    if (ThisTarget().page_before_mapping && !TargetPageOf(TargetType).empty()) {
         ShowPage(TargetPageOf(TargetType));
     }
 }

@@ -2,7 +2,7 @@
 
 #include "ui_Form12c.h"
 
-#include "core/session_state.h"
+#include "core/kinds.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
@@ -39,15 +39,6 @@ bool IsTypedCharacter(const QEvent& event) {
     const auto& key = static_cast<const QKeyEvent&>(event);
     return !key.text().isEmpty() && key.text().front().isPrint() &&
            (key.modifiers() & (Qt::ControlModifier | Qt::AltModifier)) == Qt::NoModifier;
-}
-
-// Text sources that came to this page by another way have none to go back to.
-std::string_view PageBackTo(std::string_view source_type) {
-    static constexpr std::array<std::string_view, 6> kKinds = {
-        "FOXPRO", "ORACLE", "ACCESS", "MySQL", "MSSQL", "TEXT"};
-    return std::find(kKinds.begin(), kKinds.end(), source_type) == kKinds.end()
-               ? std::string_view()
-               : SourcePageOf(source_type);
 }
 
 }  // namespace
@@ -214,8 +205,8 @@ void Form12c::Next() {
 
 void Form12c::Back() {
     UnloadPage("Form12c");
-    if (const auto page = PageBackTo(SourceType); !page.empty()) {
-        ShowPage(page);
+    if (const auto& source = ThisSource(); source.back_from_text_target) {
+        ShowPage(source.page);
     }
 }
 
