@@ -17,7 +17,8 @@ need_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev)
+BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev libssl-dev
+                libexpat1-dev)
 TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
                libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin sqlite3 python3 xvfb xauth xdotool openbox
                fonts-dejavu-core locales)

@@ -2,7 +2,7 @@
 // nothing.
 
 #include "drivers/access/format.h"
-#include "drivers/access/pages/page_codec.h"
+#include "drivers/access/pages/header_mask.h"
 #include "drivers/access/read_everything.h"
 
 #include <algorithm>

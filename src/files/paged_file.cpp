@@ -139,9 +139,9 @@ std::uint32_t PagedFile::PageCount() {
 
 void PagedFile::ReadFromDisk(std::uint32_t first, std::span<std::byte> out) {
     file_.ReadExactly(OffsetOf(first), out);
-    if (options_.transform) {
+    if (options_.decode) {
         for (std::size_t at = 0; at < out.size(); at += options_.page_size) {
-            options_.transform(first++, out.subspan(at, options_.page_size));
+            options_.decode(first++, out.subspan(at, options_.page_size));
         }
     }
 }

@@ -36,8 +36,10 @@ struct PagedFileOptions {
     std::uint64_t max_size = UINT64_MAX;       // of the file, in bytes
     std::size_t cache_pages = 2048;            // changed pages kept before they are written early
     std::chrono::milliseconds batch_age{350};  // of a bulk load's transaction
-    // Encodes and decodes a page in place; nothing: pages are plain.
-    std::function<void(std::uint32_t page, std::span<std::byte> bytes)> transform;
+    // Make a page as it lies in the file plain and back, in place; nothing: pages are plain. decode
+    // is called from any thread.
+    std::function<void(std::uint32_t page, std::span<std::byte> bytes)> decode;
+    std::function<void(std::uint32_t page, std::span<std::byte> bytes)> encode;
 };
 
 class PagedFile {

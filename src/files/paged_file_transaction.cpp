@@ -254,9 +254,9 @@ void PagedFile::JournalPages(std::span<const std::uint32_t> pages, bool last) {
             continue;
         }
         std::span<const std::byte> replacement(frames_.at(page).bytes, options_.page_size);
-        if (options_.transform) {
+        if (options_.encode) {
             std::memcpy(encoded_.data(), replacement.data(), replacement.size());
-            options_.transform(page, encoded_);
+            options_.encode(page, encoded_);
             replacement = encoded_;
         }
         journal_->AddImage(page, former, replacement);
@@ -277,13 +277,13 @@ void PagedFile::WritePages(std::vector<std::uint32_t>& pages) {
             Frame& frame = frames_.at(pages[end]);
             run.push_back({frame.bytes, options_.page_size});
         }
-        if (options_.transform) {
+        if (options_.encode) {
             encoded.resize(run.size() * options_.page_size);
             for (std::size_t page = 0; page < run.size(); ++page) {
                 const auto bytes =
                     std::span(encoded).subspan(page * options_.page_size, options_.page_size);
                 std::memcpy(bytes.data(), run[page].iov_base, bytes.size());
-                options_.transform(first + static_cast<std::uint32_t>(page), bytes);
+                options_.encode(first + static_cast<std::uint32_t>(page), bytes);
                 run[page].iov_base = bytes.data();
             }
         }

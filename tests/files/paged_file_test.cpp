@@ -62,11 +62,16 @@ TEST_F(PagedFileTest, RandomTransactionsMatchTheModel) {
         options.cache_pages = 3;
         options.batch_age = std::chrono::milliseconds(2);
         if (encoded) {
-            options.transform = [](std::uint32_t page, std::span<std::byte> bytes) {
-                for (std::byte& byte : bytes) {
-                    byte ^= std::byte{static_cast<unsigned char>(page == 0 ? 0 : 1)};
-                }
+            const auto shifted_by = [](unsigned by) {
+                return [by](std::uint32_t page, std::span<std::byte> bytes) {
+                    for (std::byte& byte : bytes) {
+                        const unsigned shift = page == 0 ? 0 : by;
+                        byte = std::byte((std::to_integer<unsigned>(byte) + shift) & 0xFF);
+                    }
+                };
             };
+            options.encode = shifted_by(1);
+            options.decode = shifted_by(255);
         }
         auto file = Open(options);
         std::string model = ReadAll(*file);

@@ -54,10 +54,10 @@ DataError WrongPassword(std::string_view path, bool given) {
                    " Enter the database password.");
 }
 
-DataError OfficeEncrypted(std::string_view path) {
+DataError UnknownEncryption(std::string_view path, std::string_view what) {
     return Failure("The database file " + Quoted(path) +
-                   " is encrypted with a password (Office encryption) and cannot be opened. Open "
-                   "it in Access and choose Decrypt Database first.");
+                   " is encrypted in a way that isn't known here (" + std::string(what) +
+                   "). Open it in Access, choose Decrypt Database, and use the decrypted copy.");
 }
 
 DataError NoSuchTable(std::string_view file, std::string_view table) {

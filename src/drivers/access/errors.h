@@ -19,7 +19,8 @@ DataError CannotRead(std::string_view file, PageNumber page, std::string_view re
 DataError NotAnAccessFile(std::string_view path, std::string_view what);
 DataError UnknownVersion(std::string_view path, int version);
 DataError WrongPassword(std::string_view path, bool given);
-DataError OfficeEncrypted(std::string_view path);
+// `what` is what isn't known of it: a version, a cipher.
+DataError UnknownEncryption(std::string_view path, std::string_view what);
 DataError NoSuchTable(std::string_view file, std::string_view table);
 // `reason` says why a listed object can't be read: a linked table, a query of another kind.
 DataError CannotReadObject(std::string_view object, std::string_view reason);

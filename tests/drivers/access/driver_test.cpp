@@ -4,8 +4,9 @@
 
 #include "data/utf.h"
 #include "data/value_text.h"
+#include "drivers/access/encryption/page_cipher.h"
 #include "drivers/access/file_bytes.h"
-#include "drivers/access/pages/page_codec.h"
+#include "drivers/access/pages/header_mask.h"
 #include "drivers/access/real_files.h"
 #include "drivers/access/verify/verify.h"
 #include "files/error_of.h"
@@ -254,9 +255,8 @@ TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
     const auto encoded = Damaged("delTestV2000.mdb", [&](test::FileBytes& file) {
         const auto pages = file.bytes.size() / 4096;
         for (std::size_t page = 1; page < pages; ++page) {
-            ApplyPageKey(kKey,
-                         static_cast<PageNumber>(page),
-                         std::span(file.bytes).subspan(page * 4096, 4096));
+            MakeJetEncoding(kKey)->Encrypt(static_cast<PageNumber>(page),
+                                           std::span(file.bytes).subspan(page * 4096, 4096));
         }
         const auto header = std::span(file.bytes).first(4096);
         MaskHeader(kJet4Layout, header);
@@ -290,7 +290,7 @@ TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
     const auto office = Damaged("empty_2010.accdb", [&](test::FileBytes& file) {
         file.bytes[kEncryptionKeyOffset] ^= std::byte{0x55};
     });
-    EXPECT_TRUE(Has(ErrorOf([&] { Open(office); }), "Office encryption"));
+    EXPECT_TRUE(Has(ErrorOf([&] { Open(office); }), "description of its encryption"));
 }
 
 TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {

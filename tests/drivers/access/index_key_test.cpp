@@ -4,7 +4,8 @@
 #include "drivers/access/indexes/index_key.h"
 
 #include "data/utf.h"
-#include "drivers/access/pages/page_codec.h"
+#include "drivers/access/encryption/page_cipher.h"
+#include "drivers/access/pages/header_mask.h"
 
 #include <gtest/gtest.h>
 
@@ -184,7 +185,7 @@ TEST(IndexKey, SaysWhatItCannotMake) {
 // The mask of the file header is the key stream of one key of the same cipher.
 TEST(PageCodec, MakesTheKeyStreamThatMasksTheHeader) {
     Bytes page(kMaskedLengthJet4);
-    ApplyPageKey(0x6B39DAC7U ^ 1U, 1, page);
+    MakeJetEncoding(0x6B39DAC7U ^ 1U)->Encrypt(1, page);
     EXPECT_TRUE(std::equal(page.begin(), page.end(), kHeaderMask.begin(), [](auto a, auto b) {
         return static_cast<std::uint8_t>(a) == b;
     }));

@@ -24,7 +24,7 @@ namespace vantry::test {
 // Throws DataError when the header is no good.
 inline std::unique_ptr<access::MemoryPageSource> OpenBytes(access::ByteSpan bytes) {
     auto header = access::ParseFileHeader(bytes, "damaged.mdb");
-    access::CheckPassword(header, "", "damaged.mdb");
+    access::Unlock(header, bytes, "", "damaged.mdb");
     return std::make_unique<access::MemoryPageSource>(bytes, std::move(header), "damaged.mdb");
 }
 

@@ -6,7 +6,7 @@
 #include "drivers/access/catalogue/table_def_writer.h"
 #include "drivers/access/indexes/index_writer.h"
 #include "drivers/access/pages/data_page.h"
-#include "drivers/access/pages/page_codec.h"
+#include "drivers/access/pages/header_mask.h"
 #include "drivers/access/write_errors.h"
 #include "files/file.h"
 #include "files/file_errors.h"

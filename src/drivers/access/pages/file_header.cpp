@@ -1,8 +1,9 @@
 #include "drivers/access/pages/file_header.h"
 
 #include "data/utf.h"
+#include "drivers/access/encryption/page_cipher.h"
 #include "drivers/access/errors.h"
-#include "drivers/access/pages/page_codec.h"
+#include "drivers/access/pages/header_mask.h"
 #include "drivers/access/pages/page_source.h"
 
 #include <fcntl.h>
@@ -99,16 +100,39 @@ FileHeader ParseFileHeader(ByteSpan bytes, std::string_view path) {
         header.creation_date = Load<double>(page, kCreationDateOffset);
         header.password = PasswordJet4(page, header.creation_date);
     }
+    if (header.IsOfficeEncrypted()) {
+        header.password.clear();  // the cells hold a filling then
+    } else if (header.HasEncryptedPages()) {
+        header.cipher = MakeJetEncoding(header.encryption_key);
+    }
     return header;
 }
 
-void CheckPassword(const FileHeader& header, std::string_view password, std::string_view path) {
-    if (header.ace && header.encryption_key != 0) {
-        throw OfficeEncrypted(path);
+void Unlock(FileHeader& header, ByteSpan bytes, std::string_view password, std::string_view path) {
+    if (header.IsOfficeEncrypted()) {
+        header.cipher = OpenOfficeCipher(bytes, header.encryption_key, password, path);
+        return;
     }
     // The engine upper-cases nothing here: passwords differ by case.
     if (!header.password.empty() && password != header.password) {
         throw WrongPassword(path, !password.empty());
+    }
+}
+
+void CheckDecryption(PageSource& source) {
+    if (!source.Header().IsOfficeEncrypted()) {
+        return;
+    }
+    const auto begins_with = [&](PageNumber page, PageType type) {
+        std::vector<std::byte> bytes(source.PageSize());
+        source.Read(page, bytes);
+        return LoadU8(bytes, kPageTypeOffset) == static_cast<std::uint8_t>(type) &&
+               LoadU8(bytes, kPageMarkOffset) == kPageMark;
+    };
+    if (!begins_with(kGlobalMapPage, PageType::Data) ||
+        !begins_with(kObjectsTablePage, PageType::TableDefinition)) {
+        throw DamagedFile(source.Name(),
+                          "the password is right, but the pages can't be decrypted with its key");
     }
 }
 
@@ -141,14 +165,17 @@ std::unique_ptr<PageSource> OpenReadOnly(const std::filesystem::path& path,
     }
     FileHeader header;
     try {
-        header = ParseFileHeader(ReadFileStart(descriptor, path.string()), path.string());
-        CheckPassword(header, password, path.string());
+        const auto start = ReadFileStart(descriptor, path.string());
+        header = ParseFileHeader(start, path.string());
+        Unlock(header, start, password, path.string());
     } catch (...) {
         ::close(descriptor);
         throw;
     }
-    return std::make_unique<FilePageSource>(
-        descriptor, std::move(header), path.filename().string());
+    auto source =
+        std::make_unique<FilePageSource>(descriptor, std::move(header), path.filename().string());
+    CheckDecryption(*source);
+    return source;
 }
 
 }  // namespace vantry::access

@@ -1,7 +1,7 @@
 #include "drivers/access/pages/page_source.h"
 
+#include "drivers/access/encryption/page_cipher.h"
 #include "drivers/access/errors.h"
-#include "drivers/access/pages/page_codec.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,13 +35,16 @@ PageNumber PagesOf(std::uint64_t bytes, std::size_t page_size) {
         std::min<std::uint64_t>(bytes / page_size, std::uint64_t{kMaxPageNumber} + 1));
 }
 
-void Decode(std::uint32_t key, PageNumber first, std::size_t page_size, std::span<std::byte> out) {
-    if (key == 0) {
+void Decode(const PageCipher* cipher,
+            PageNumber first,
+            std::size_t page_size,
+            std::span<std::byte> out) {
+    if (cipher == nullptr) {
         return;
     }
     for (std::size_t at = 0; at < out.size(); at += page_size) {
-        ApplyPageKey(
-            key, first + static_cast<PageNumber>(at / page_size), out.subspan(at, page_size));
+        cipher->Decrypt(first + static_cast<PageNumber>(at / page_size),
+                        out.subspan(at, page_size));
     }
 }
 
@@ -145,7 +148,7 @@ void FilePageSource::Read(PageNumber first, std::span<std::byte> out) {
         }
         filled += static_cast<std::size_t>(got);
     }
-    Decode(Header().encryption_key, first, PageSize(), out);
+    Decode(Header().cipher.get(), first, PageSize(), out);
 }
 
 MemoryPageSource::MemoryPageSource(ByteSpan bytes, FileHeader header, std::string name)
@@ -161,7 +164,7 @@ void MemoryPageSource::Read(PageNumber first, std::span<std::byte> out) {
         throw DamagedPage(Name(), first, "which is referred to, lies behind the file's end");
     }
     std::memcpy(out.data(), bytes_.data() + begin, out.size());
-    Decode(Header().encryption_key, first, PageSize(), out);
+    Decode(Header().cipher.get(), first, PageSize(), out);
 }
 
 }  // namespace vantry::access

@@ -1,8 +1,8 @@
 #include "drivers/access/pages/page_store.h"
 
+#include "drivers/access/encryption/page_cipher.h"
 #include "drivers/access/errors.h"
 #include "drivers/access/pages/owned_pages.h"
-#include "drivers/access/pages/page_codec.h"
 #include "drivers/access/pages/usage_map_writer.h"
 #include "drivers/access/write_errors.h"
 #include "files/file.h"
@@ -45,20 +45,26 @@ std::string UserOfLockFile(const std::string& path) {
 
 std::unique_ptr<PageStore> PageStore::Open(const std::string& path, std::string_view password) {
     auto opened = file::File::Open(file::RealPath(path), file::OpenMode::ReadWriteIfAllowed);
-    FileHeader header = ParseFileHeader(ReadFileStart(opened.Descriptor(), path), path);
-    CheckPassword(header, password, path);
+    const auto start = ReadFileStart(opened.Descriptor(), path);
+    FileHeader header = ParseFileHeader(start, path);
+    Unlock(header, start, password, path);
     file::PagedFileOptions options;
     options.page_size = static_cast<std::uint32_t>(header.layout->page_size);
     options.max_size = header.layout->max_file_size;
-    if (const std::uint32_t key = header.encryption_key; key != 0) {
-        options.transform = [key](PageNumber page, std::span<std::byte> bytes) {
-            ApplyPageKey(key, page, bytes);
+    if (const auto cipher = header.cipher; cipher != nullptr) {
+        options.decode = [cipher](PageNumber page, std::span<std::byte> bytes) {
+            cipher->Decrypt(page, bytes);
+        };
+        options.encode = [cipher](PageNumber page, std::span<std::byte> bytes) {
+            cipher->Encrypt(page, bytes);
         };
     }
     std::string name = std::filesystem::path(path).filename().string();
     auto file = std::make_unique<file::PagedFile>(std::move(opened), std::move(options));
-    return std::unique_ptr<PageStore>(
+    std::unique_ptr<PageStore> store(
         new PageStore(std::move(file), std::move(header), std::move(name)));
+    CheckDecryption(*store);
+    return store;
 }
 
 PageStore::PageStore(std::unique_ptr<file::PagedFile> file, FileHeader header, std::string name)

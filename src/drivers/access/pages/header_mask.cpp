@@ -1,0 +1,12 @@
+#include "drivers/access/pages/header_mask.h"
+
+namespace vantry::access {
+
+void MaskHeader(const Layout& layout, std::span<std::byte> page_zero) {
+    const auto area = page_zero.subspan(kMaskedOffset, layout.masked_length);
+    for (std::size_t i = 0; i < area.size(); ++i) {
+        area[i] ^= std::byte{kHeaderMask[i]};
+    }
+}
+
+}  // namespace vantry::access
