@@ -17,18 +17,22 @@ namespace vantry::file {
 namespace {
 
 // Behind every size that the formats allow, below the largest offset.
-constexpr off_t kFirstLockByte = off_t{1} << 62;
+constexpr std::uint64_t kFirstLockByte = std::uint64_t{1} << 62;
 
 constexpr std::chrono::milliseconds kDefaultTimeout{5000};
 std::atomic<std::chrono::milliseconds> timeout_in_force{kDefaultTimeout};
 
-struct flock Describe(LockByte byte, short type) {
+struct flock Describe(ByteRange range, short type) {
     struct flock lock {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
-    lock.l_start = kFirstLockByte + static_cast<off_t>(byte);
-    lock.l_len = 1;
+    lock.l_start = static_cast<off_t>(range.start);
+    lock.l_len = static_cast<off_t>(range.length);
     return lock;
+}
+
+ByteRange RangeOf(LockByte byte) {
+    return {kFirstLockByte + static_cast<std::uint64_t>(byte), 1};
 }
 
 short TypeOf(LockKind kind) {
@@ -70,7 +74,17 @@ void SetLockTimeout(std::chrono::milliseconds timeout) {
 }
 
 bool TryLock(const File& file, LockByte byte, LockKind kind) {
-    struct flock lock = Describe(byte, TypeOf(kind));
+    return TryLock(file, RangeOf(byte), kind);
+}
+void Lock(const File& file, LockByte byte, LockKind kind) {
+    Lock(file, RangeOf(byte), kind);
+}
+void Unlock(const File& file, LockByte byte) {
+    Unlock(file, RangeOf(byte));
+}
+
+bool TryLock(const File& file, ByteRange range, LockKind kind) {
+    struct flock lock = Describe(range, TypeOf(kind));
     while (::fcntl(file.Descriptor(), F_OFD_SETLK, &lock) != 0) {
         if (errno == EACCES || errno == EAGAIN) {
             return false;
@@ -82,16 +96,16 @@ bool TryLock(const File& file, LockByte byte, LockKind kind) {
     return true;
 }
 
-void Lock(const File& file, LockByte byte, LockKind kind) {
+void Lock(const File& file, ByteRange range, LockKind kind) {
     constexpr std::chrono::microseconds kFirstPause{100};
     constexpr std::chrono::microseconds kLongestPause{5000};
-    if (TryLock(file, byte, kind)) {
+    if (TryLock(file, range, kind)) {
         return;
     }
     const auto end = std::chrono::steady_clock::now() + LockTimeout();
     for (auto pause = kFirstPause;; pause = std::min(pause * 2, kLongestPause)) {
         std::this_thread::sleep_for(pause);
-        if (TryLock(file, byte, kind)) {
+        if (TryLock(file, range, kind)) {
             return;
         }
         if (std::chrono::steady_clock::now() >= end) {
@@ -100,14 +114,14 @@ void Lock(const File& file, LockByte byte, LockKind kind) {
     }
 }
 
-void Unlock(const File& file, LockByte byte) {
-    struct flock lock = Describe(byte, F_UNLCK);
+void Unlock(const File& file, ByteRange range) {
+    struct flock lock = Describe(range, F_UNLCK);
     // Fails only on a bad descriptor; the lock ends with the descriptor then.
     static_cast<void>(::fcntl(file.Descriptor(), F_OFD_SETLK, &lock));
 }
 
 bool LockedByOther(const File& file, LockByte byte, LockKind kind) {
-    struct flock lock = Describe(byte, TypeOf(kind));
+    struct flock lock = Describe(RangeOf(byte), TypeOf(kind));
     if (::fcntl(file.Descriptor(), F_OFD_GETLK, &lock) != 0) {
         throw LockingRefused(file.Path(), errno);
     }

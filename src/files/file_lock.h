@@ -6,6 +6,7 @@
 #include "files/file.h"
 
 #include <chrono>
+#include <cstdint>
 
 namespace vantry::file {
 
@@ -18,6 +19,12 @@ enum class LockByte : std::uint8_t {
     Content,  // shared: pages are being read; exclusive: pages are being changed in the file
 };
 
+// Bytes that other programs lock.
+struct ByteRange {
+    std::uint64_t start = 0;
+    std::uint64_t length = 0;
+};
+
 // How long waiting for a lock may take; 5 seconds unless a test says otherwise.
 std::chrono::milliseconds LockTimeout();
 void SetLockTimeout(std::chrono::milliseconds timeout);
@@ -27,6 +34,10 @@ bool TryLock(const File& file, LockByte byte, LockKind kind);
 // Waits up to the timeout, then throws with the name of who holds the file where that can be found.
 void Lock(const File& file, LockByte byte, LockKind kind);
 void Unlock(const File& file, LockByte byte);
+// The same for bytes of which other programs make use.
+bool TryLock(const File& file, ByteRange range, LockKind kind);
+void Lock(const File& file, ByteRange range, LockKind kind);
+void Unlock(const File& file, ByteRange range);
 // Whether somebody else holds a lock that excludes a lock of that kind.
 bool LockedByOther(const File& file, LockByte byte, LockKind kind);
 

@@ -1,0 +1,69 @@
+#include "drivers/foxpro/errors.h"
+
+#include "data/message_text.h"
+
+namespace vantry::foxpro {
+namespace {
+
+constexpr std::string_view kSource = "Vantry FoxPro engine";
+constexpr std::string_view kRestore = " Keep a copy of the file, and restore it from a backup.";
+
+DataError Failure(std::string text, int number = kErrUnspecified) {
+    return {number, std::move(text), std::string(kSource)};
+}
+
+}  // namespace
+
+DataError CannotOpen(std::string_view path, std::string_view reason) {
+    return Failure("Can't open " + Quoted(path) + ": " + std::string(reason) + ".");
+}
+
+DataError NotATable(std::string_view path, std::string_view what) {
+    return Failure("Not a table: " + Quoted(path) + ", " + std::string(what) +
+                   ". Choose a DBF table of dBase, FoxPro or Visual FoxPro.");
+}
+
+DataError DamagedTable(std::string_view path, std::string_view what) {
+    return Failure("The table " + Quoted(path) + " is damaged: " + std::string(what) + "." +
+                   std::string(kRestore));
+}
+
+DataError DamagedIndex(std::string_view path, std::string_view what) {
+    return Failure("The index " + Quoted(path) + " is damaged: " + std::string(what) +
+                   ". Make it anew in FoxPro (REINDEX), or load into a table without an index.");
+}
+
+DataError DamagedContainer(std::string_view path, std::string_view what) {
+    return Failure("The database container " + Quoted(path) + " is damaged: " + std::string(what) +
+                   "." + std::string(kRestore));
+}
+
+DataError CannotWrite(std::string_view path, std::string_view why) {
+    return Failure("Can't write to " + Quoted(path) + ": " + std::string(why) + ".");
+}
+
+DataError TableIsFull(std::string_view path, std::string_view limit) {
+    return Failure("The table " + Quoted(path) + " is full: " + std::string(limit) +
+                   ". Load the rest into another table.");
+}
+
+DataError UnsupportedTag(std::string_view path,
+                         std::string_view tag,
+                         std::string_view expression,
+                         std::string_view why) {
+    return Failure("The table of " + Quoted(path) + " takes no changes here: its tag " +
+                   Quoted(tag) + " on " + Quoted(expression) + " can't be kept right, as " +
+                   std::string(why) + ". Load into a table without this tag.");
+}
+
+DataError DuplicateKey(std::string_view path,
+                       std::string_view tag,
+                       std::string_view expression,
+                       std::uint32_t record) {
+    return Failure("Uniqueness of index " + std::string(tag) + " is violated: in " + Quoted(path) +
+                       " record " + std::to_string(record) + " has the same value of " +
+                       Quoted(expression) + " (deleted records count, too).",
+                   kErrConstraint);
+}
+
+}  // namespace vantry::foxpro

@@ -1,0 +1,35 @@
+#pragma once
+// The errors of the FoxPro engine: what is wrong, with which file, record and field, and what the
+// user can do.
+
+#include "data/data_error.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vantry::foxpro {
+
+// ---- Files
+DataError CannotOpen(std::string_view path, std::string_view reason);
+DataError NotATable(std::string_view path, std::string_view what);
+DataError DamagedTable(std::string_view path, std::string_view what);
+DataError DamagedIndex(std::string_view path, std::string_view what);
+DataError DamagedContainer(std::string_view path, std::string_view what);
+// `what`: "the table", "a memo file", ...; the way out stands in the sentence.
+DataError CannotWrite(std::string_view path, std::string_view why);
+DataError TableIsFull(std::string_view path, std::string_view limit);
+
+// ---- Tags
+// A tag that can't be kept right.
+DataError UnsupportedTag(std::string_view path,
+                         std::string_view tag,
+                         std::string_view expression,
+                         std::string_view why);
+// A second record with the key of a candidate or primary tag. `record`: the one that has it.
+DataError DuplicateKey(std::string_view path,
+                       std::string_view tag,
+                       std::string_view expression,
+                       std::uint32_t record);
+
+}  // namespace vantry::foxpro

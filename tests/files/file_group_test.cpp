@@ -1,0 +1,228 @@
+// Transactions over several files of odd sizes: against a model, and what a kill, a power failure
+// or a full disk in the middle of one leaves.
+
+#include "files/file_group.h"
+
+#include "files/error_of.h"
+#include "support/fault_plans.h"
+#include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <random>
+
+namespace vantry::file {
+namespace {
+
+using test::ErrorOf;
+using test::Has;
+using test::Planted;
+
+constexpr std::array<const char*, 3> kNames = {"t.dbf", "t.fpt", "t.cdx"};
+using Contents = std::array<std::string, 3>;
+
+class FileGroupTest : public testing::Test {
+protected:
+    FileGroupTest() {
+        Contents start;
+        std::size_t size = 5000;
+        for (std::size_t k = 0; k < kNames.size(); ++k) {
+            start[k].assign(size, static_cast<char>('a' + k));
+            folder_.Write(kNames[k], start[k]);
+            size = k == 0 ? 0 : 12'288;
+        }
+    }
+
+    std::unique_ptr<FileGroup> Open(FileGroupOptions options = {}) {
+        std::vector<std::string> others{Path(1), Path(2)};
+        auto group = std::make_unique<FileGroup>(File::Open(Path(0), OpenMode::ReadWriteIfAllowed),
+                                                 ByteRange{1U << 30, 100},
+                                                 others,
+                                                 options);
+        for (const auto& path : others) {
+            group->Add(File::Open(path, OpenMode::ReadWriteIfAllowed), {});
+        }
+        return group;
+    }
+    std::string Path(std::size_t k) const { return (folder_ / kNames[k]).string(); }
+
+    static Contents ReadAll(FileGroup& group) {
+        Contents contents;
+        for (std::size_t k = 0; k < contents.size(); ++k) {
+            contents[k].resize(group.SizeOf(k));
+            EXPECT_EQ(group.Read(k, 0, std::as_writable_bytes(std::span(contents[k]))),
+                      contents[k].size());
+        }
+        return contents;
+    }
+    Contents OnDisk() const {
+        Contents contents;
+        for (std::size_t k = 0; k < contents.size(); ++k) {
+            contents[k] = folder_.Read(kNames[k]);
+        }
+        return contents;
+    }
+    // A few random writes, most of them at the end, into the group and into the model.
+    static void Change(FileGroup& group, Contents& model, std::mt19937& random, int count) {
+        for (; count > 0; --count) {
+            const std::size_t k = random() % model.size();
+            const std::size_t at = random() % 2 == 0
+                                       ? model[k].size()
+                                       : random() % (model[k].size() + 1 + random() % 5000);
+            const std::string bytes(1 + random() % (random() % 4 == 0 ? 20'000 : 300),
+                                    static_cast<char>('A' + random() % 26));
+            group.Write(k, at, std::as_bytes(std::span(bytes)));
+            if (model[k].size() < at + bytes.size()) {
+                model[k].resize(at + bytes.size());
+            }
+            model[k].replace(at, bytes.size(), bytes);
+        }
+    }
+
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
+};
+
+TEST_F(FileGroupTest, RandomTransactionsMatchTheModel) {
+    test::NoSync no_sync;
+    const test::InstalledPlan installed(no_sync);
+    FileGroupOptions options;
+    options.cache_bytes = 8192;
+    options.batch_age = std::chrono::milliseconds(2);
+    auto group = Open(options);
+    Contents model = ReadAll(*group);
+    std::mt19937 random(7);
+    for (int step = 0; step < 400; ++step) {
+        Contents changed = model;
+        const auto kind = random() % 4;
+        if (kind == 0) {
+            group->BeginRow();
+            Change(*group, changed, random, 2);
+            group->EndRow(true);
+        } else {
+            group->Begin();
+            Change(*group, changed, random, static_cast<int>(random() % 6));
+            ASSERT_TRUE(ReadAll(*group) == changed) << step;
+            kind == 1 ? group->Rollback() : group->Commit();
+        }
+        model = kind == 1 ? model : changed;
+        ASSERT_TRUE(ReadAll(*group) == model) << step;
+        if (step % 20 == 0) {
+            group = Open(options);  // one that finds the other's batch
+            group->Settle();
+            ASSERT_TRUE(ReadAll(*group) == model) << step;
+        }
+    }
+    group->Begin();
+    const std::uint64_t half = model[1].size() / 2;
+    group->CutAfterCommit(1, half);
+    group->Commit();
+    model[1].resize(half);
+    EXPECT_TRUE(OnDisk() == model);
+}
+
+// Every state that a kill or a power failure can leave is one that a transaction began or ended
+// with. With a fault planted in the file layer some aren't.
+TEST_F(FileGroupTest, AnInterruptedTransactionIsThereWholeOrNotAtAll) {
+    const auto run = [this](Planted planted, bool kill) {
+        int wrong = 0;
+        test::DiskRecord record(test::ReadFolder(folder_.Path()), planted);
+        std::vector<Contents> states{OnDisk()};
+        std::vector<std::size_t> ends;
+        {
+            const test::InstalledPlan installed(record);
+            FileGroupOptions options;
+            options.cache_bytes = 8192;
+            auto group = Open(options);
+            std::mt19937 random(11);
+            for (int step = 0; step < 6; ++step) {
+                states.push_back(states.back());
+                group->Begin();
+                Change(*group, states.back(), random, 5);
+                group->Commit();
+                ends.push_back(record.Steps());
+            }
+        }
+        const auto last = test::ReadFolder(folder_.Path());
+        std::mt19937 random(5);
+        for (std::size_t steps = 0; steps <= record.Steps(); ++steps) {
+            for (int round = 0; round < (kill ? 1 : 4); ++round) {
+                test::WriteFolder(
+                    folder_.Path(),
+                    kill ? record.KilledAfter(steps) : record.StateAfter(steps, random));
+                const auto done = static_cast<std::size_t>(std::count_if(
+                    ends.begin(), ends.end(), [&](std::size_t end) { return end <= steps; }));
+                bool whole = false;
+                try {
+                    Open();
+                    const auto now = OnDisk();
+                    // Bytes behind the end that was committed belong to nobody.
+                    for (auto at = done; at < std::min(done + 2, states.size()); ++at) {
+                        bool same = true;
+                        for (std::size_t k = 0; k < now.size(); ++k) {
+                            same = same && now[k].starts_with(states[at][k]);
+                        }
+                        whole = whole || same;
+                    }
+                } catch (const DataError&) {
+                }
+                wrong += whole ? 0 : 1;
+            }
+        }
+        test::WriteFolder(folder_.Path(), last);
+        return wrong;
+    };
+    EXPECT_EQ(run(Planted::Nothing, true), 0);
+    EXPECT_EQ(run(Planted::Nothing, false), 0);
+    EXPECT_GT(run(Planted::JournalNotSynced, false), 0);
+}
+
+TEST_F(FileGroupTest, EachFailingOperationLeavesEverythingAsItWas) {
+    for (int nth = 0;; ++nth) {
+        const Contents before = OnDisk();
+        test::FailAt plan(nth, ENOSPC, nth % 2 == 0, Planted::Nothing);
+        std::string error;
+        Contents after = before;
+        {
+            const test::InstalledPlan installed(plan);
+            error = ErrorOf([&] {
+                auto group = Open();
+                group->Begin();
+                std::mt19937 random(3);
+                try {
+                    Change(*group, after, random, 8);
+                } catch (...) {
+                    group->Rollback();
+                    throw;
+                }
+                group->Commit();
+            });
+        }
+        Open();
+        if (error.empty()) {
+            EXPECT_TRUE(OnDisk() == after) << nth;
+        } else {
+            EXPECT_TRUE(OnDisk() == before) << nth << error;
+        }
+        if (!plan.Triggered()) {
+            break;
+        }
+    }
+}
+
+TEST_F(FileGroupTest, KeepsOutWhoeverLocksTheSameBytes) {
+    SetLockTimeout(std::chrono::milliseconds(50));
+    const auto group = Open();
+    const File other = File::Open(Path(0), OpenMode::ReadWrite);
+    ASSERT_TRUE(TryLock(other, ByteRange{(1U << 30) + 7, 1}, LockKind::Exclusive));
+    EXPECT_TRUE(Has(ErrorOf([&] { group->Begin(); }), "in use"));
+    Unlock(other, ByteRange{(1U << 30) + 7, 1});
+    group->Begin();
+    EXPECT_FALSE(TryLock(other, ByteRange{(1U << 30) + 7, 1}, LockKind::Exclusive));
+    group->Rollback();
+    EXPECT_TRUE(TryLock(other, ByteRange{(1U << 30) + 7, 1}, LockKind::Exclusive));
+    SetLockTimeout(std::chrono::milliseconds(5000));
+}
+
+}  // namespace
+}  // namespace vantry::file
