@@ -1,55 +1,98 @@
+// Each statement is a query of rows in the end: SELECT shows them, UPDATE and DELETE ask for the
+// ids of the rows to change and the new values, and what stands behind VALUES is one row of no
+// table. The parts of the compiler are put together here, once a statement.
+
 #include "drivers/sql/plan/compiler.h"
 
 #include "data/letter_case.h"
-#include "drivers/sql/errors.h"
-#include "drivers/sql/plan/statement_compiler.h"
+#include "drivers/sql/plan/select_planner.h"
 #include "drivers/sql/run/plain_query.h"
 
+#include <algorithm>
+
 namespace vantry::sql {
+namespace {
+
+class StatementCompiler {
+public:
+    StatementCompiler(EmbeddedDatabase& database, const Dialect& dialect)
+        : state_{database, dialect} {}
+    StatementCompiler(const StatementCompiler&) = delete;
+    StatementCompiler& operator=(const StatementCompiler&) = delete;
+
+    CompiledQuery Select(const sql::Select& select);
+    CompiledQuery Update(const sql::Update& update, ChangeTarget& target);
+    CompiledQuery Delete(const sql::Delete& erase, ChangeTarget& target);
+    CompiledQuery Values(const std::vector<ExpressionPtr>& values);
+
+private:
+    // `row_source`: the table whose rows are to be changed.
+    CompiledQuery Finish(SelectPlan& plan, std::optional<std::size_t> row_source);
+    ResultColumn Shown(const PlanItem& item);
+    static std::size_t SourceOf(const CorePlan& plan, std::string_view target, const Scope& scope);
+    void AddTarget(const Assignment& assignment,
+                   Scope& scope,
+                   std::optional<std::size_t>& changed,
+                   std::vector<std::size_t>& columns);
+
+    StatementState state_;
+    Names names_{state_};
+    Conversions conversions_{state_};
+    SelectWriter writer_{state_, names_, conversions_};
+    SelectPlanner planner_{state_, names_, conversions_, writer_};
+};
 
 CompiledQuery StatementCompiler::Finish(SelectPlan& plan, std::optional<std::size_t> row_source) {
+    auto& sources = state_.sources;
     Wanted wanted{.as_rows = true, .row_source = row_source};
     // One table, walked once in its own order: SQLite needn't hand its rows' ids through.
-    wanted.row_at_hand = !row_source && sources_.size() == 1 && !sorts_ && !nests_;
-    const auto rendered = Render(plan, wanted);
+    wanted.row_at_hand = !row_source && sources.size() == 1 && !state_.sorts && !state_.nests;
+    const auto written = writer_.Write(plan, wanted);
     CompiledQuery query;
-    query.sql = rendered.sql;
-    query.row_id_columns.assign(sources_.size(), -1);
-    for (const auto& [source, column] : rendered.row_ids) {
+    query.sql = written.sql;
+    query.row_id_columns.assign(sources.size(), -1);
+    for (const auto& [source, column] : written.row_ids) {
         query.row_id_columns[source] = column;
     }
     const auto& items = plan.cores[0].items;
     for (std::size_t k = 0; k < items.size(); ++k) {
         ResultColumn column;
-        column.sql_column = rendered.item_columns[k];
-        if (column.sql_column < 0) {
-            const auto& origin = *items[k].term.origin;
-            auto& source = *sources_[origin.source];
-            column.source = origin.source;
-            column.stored_column = origin.column;
-            column.info = source.Table().Columns()[origin.column].info;
-            column.info.name = items[k].name;
-            auto& shown = source.shown_columns;
-            if (std::find(shown.begin(), shown.end(), origin.column) == shown.end()) {
-                shown.push_back(origin.column);
-            }
+        if (written.item_columns[k] < 0) {
+            column = Shown(items[k]);
         } else {
             column.info = InfoOf(plan.types[k], items[k].name);
         }
+        column.sql_column = written.item_columns[k];
         query.columns.push_back(std::move(column));
     }
-    for (auto& source : sources_) {
-        source->shows_directly = !sorts_;
-        source->copies_text = keeps_values_ || nests_;
+    for (auto& source : sources) {
+        source->shows_directly = !state_.sorts;
+        source->copies_text = state_.keeps_values || state_.nests;
     }
-    query.sources = std::move(sources_);
-    query.functions = std::move(functions_);
-    query.parameter_count = parameter_count_;
+    query.sources = std::move(sources);
+    query.functions = std::move(state_.functions);
+    query.parameter_count = state_.parameter_count;
     return query;
 }
 
+// A plain column: it is read from the engine's own row.
+ResultColumn StatementCompiler::Shown(const PlanItem& item) {
+    const auto& origin = *item.term.origin;
+    auto& source = *state_.sources[origin.source];
+    auto& shown = source.shown_columns;
+    if (std::find(shown.begin(), shown.end(), origin.column) == shown.end()) {
+        shown.push_back(origin.column);
+    }
+    ResultColumn column;
+    column.source = origin.source;
+    column.stored_column = origin.column;
+    column.info = source.Table().Columns()[origin.column].info;
+    column.info.name = item.name;
+    return column;
+}
+
 CompiledQuery StatementCompiler::Select(const sql::Select& select) {
-    auto plan = Plan(select, nullptr);
+    auto plan = planner_.Plan(select, nullptr);
     return Finish(*plan, std::nullopt);
 }
 
@@ -78,40 +121,47 @@ CompiledQuery StatementCompiler::Update(const sql::Update& update, ChangeTarget&
     auto& rows = plan.cores.emplace_back();
     rows.core = &core;
     Scope scope;
-    PlanTables(rows, update.tables, scope);
+    planner_.PlanTables(rows, update.tables, scope);
+    auto& expressions = planner_.Expressions();
     std::optional<std::size_t> changed;
     for (const auto& assignment : update.assignments) {
-        Expression name;
-        name.kind = Expression::Kind::Column;
-        name.qualifier = assignment.qualifier;
-        name.name = assignment.column;
-        const auto column = Column(name, scope);
-        if (column.table == nullptr || !column.table->source) {
-            throw NotSupported("Changing the rows of a query");
-        }
-        if (changed && *changed != *column.table->source) {
-            throw NotSupported("Changing two tables with one UPDATE");
-        }
-        changed = *column.table->source;
-        for (const auto other : target.columns) {
-            if (other == column.table_column) {
-                throw DuplicateTarget(assignment.column);
-            }
-        }
-        target.columns.push_back(column.table_column);
+        AddTarget(assignment, scope, changed, target.columns);
         PlanItem item;
         item.name = assignment.column;
         item.term = assignment.value->kind == Expression::Kind::Column
-                        ? Column(*assignment.value, scope)
-                        : Compile(*assignment.value, scope);
+                        ? expressions.Column(*assignment.value, scope)
+                        : expressions.Compile(*assignment.value, scope);
         plan.types.push_back(item.term.type);
         rows.items.push_back(std::move(item));
     }
     if (update.where) {
-        rows.where = Condition(*update.where, scope);
+        rows.where = expressions.Condition(*update.where, scope);
     }
     target.source = changed.value_or(0);
     return Finish(plan, target.source);
+}
+
+// The column that is assigned to, and with the first one the source of the changed table.
+void StatementCompiler::AddTarget(const Assignment& assignment,
+                                  Scope& scope,
+                                  std::optional<std::size_t>& changed,
+                                  std::vector<std::size_t>& columns) {
+    Expression name;
+    name.kind = Expression::Kind::Column;
+    name.qualifier = assignment.qualifier;
+    name.name = assignment.column;
+    const auto column = planner_.Expressions().Column(name, scope);
+    if (column.table == nullptr || !column.table->source) {
+        throw NotSupported("Changing the rows of a query");
+    }
+    if (changed.value_or(*column.table->source) != *column.table->source) {
+        throw NotSupported("Changing two tables with one UPDATE");
+    }
+    changed = *column.table->source;
+    if (std::find(columns.begin(), columns.end(), column.table_column) != columns.end()) {
+        throw DuplicateTarget(assignment.column);
+    }
+    columns.push_back(column.table_column);
 }
 
 CompiledQuery StatementCompiler::Delete(const sql::Delete& erase, ChangeTarget& target) {
@@ -120,10 +170,10 @@ CompiledQuery StatementCompiler::Delete(const sql::Delete& erase, ChangeTarget& 
     auto& rows = plan.cores.emplace_back();
     rows.core = &core;
     Scope scope;
-    PlanTables(rows, erase.tables, scope);
+    planner_.PlanTables(rows, erase.tables, scope);
     target.source = SourceOf(rows, erase.target, scope);
     if (erase.where) {
-        rows.where = Condition(*erase.where, scope);
+        rows.where = planner_.Expressions().Condition(*erase.where, scope);
     }
     return Finish(plan, target.source);
 }
@@ -136,12 +186,14 @@ CompiledQuery StatementCompiler::Values(const std::vector<ExpressionPtr>& values
     Scope scope;
     for (const auto& value : values) {
         PlanItem item;
-        item.term = Compile(*value, scope);
+        item.term = planner_.Expressions().Compile(*value, scope);
         plan.types.push_back(item.term.type);
         row.items.push_back(std::move(item));
     }
     return Finish(plan, std::nullopt);
 }
+
+}  // namespace
 
 CompiledQuery CompileSelect(const Select& select,
                             EmbeddedDatabase& database,
