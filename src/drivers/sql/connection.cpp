@@ -1,4 +1,5 @@
-// The connection of the embedded engines: decides which way a statement goes.
+// The connection of the embedded engines: decides which way a statement goes. Reading has two ways,
+// the engine's own scan for plain projections and counts, and SQLite for everything else.
 
 #include "drivers/sql/errors.h"
 #include "drivers/sql/parse/parser.h"
@@ -20,6 +21,7 @@ public:
         if (select == nullptr || select->into) {
             throw DataError(kErrSyntax, "This statement gives no rows; only SELECT does.");
         }
+        // A cursor gets no values: what looks like a parameter is a misspelled field, mostly.
         if (statement.parameter_count > 0) {
             throw NoSuchColumn();
         }

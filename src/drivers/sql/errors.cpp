@@ -1,3 +1,9 @@
+// The words are those that users of these engines have met for decades, so that what they find by
+// searching for them helps; what the engines leave out (the place in the statement, the text that
+// wasn't a date) follows behind two blanks, as their own sentences do. Numbers are what callers
+// branch on: a probe for a table tells "not there" from "not readable" by them alone. Easy to get
+// wrong: names and places are cut by characters, never inside one, or the log holds broken UTF-8.
+
 #include "drivers/sql/errors.h"
 
 #include "data/message_text.h"
@@ -10,9 +16,11 @@ namespace {
 std::string Place(Spot spot) {
     const auto offset = std::min(spot.offset, spot.sql.size());
     const auto rest = spot.sql.substr(offset);
+    // There is nothing to show behind the last word: the statement lacks something.
     if (rest.find_first_not_of(" \t\r\n;") == std::string_view::npos) {
         return "  The statement ends too early.";
     }
+    // A statement of the log may be pages long: thirty characters are enough to find the place.
     const auto shown = PrefixOfUtf16Units(rest.substr(0, rest.find_first_of("\r\n")), 30);
     return "  Near '" + std::string(shown) + "', character " +
            std::to_string(CountCodePoints(spot.sql.substr(0, offset)) + 1) + ".";
@@ -73,6 +81,8 @@ DataError TableExists(std::string_view table) {
     return Syntax("Table " + Quoted(table) + " already exists.");
 }
 
+// What isn't a column is taken for a parameter by these engines, so a misspelled field is a
+// parameter without a value. The second sentence says what the user has to look for.
 DataError NoSuchColumn(std::string_view name) {
     std::string text = "No value given for one or more required parameters.";
     if (!name.empty()) {
@@ -130,6 +140,7 @@ DataError SizeTooLong(std::string_view column) {
     return Syntax("Size of field " + Quoted(column) + " is too long.");
 }
 
+// Without the text in question the message is of no use in a load of a million rows.
 DataError TypeMismatch(std::string_view text, std::string_view wanted) {
     std::string description = "Data type mismatch in criteria expression.";
     if (!wanted.empty()) {
@@ -142,6 +153,7 @@ DataError TypeMismatch(std::string_view text, std::string_view wanted) {
     return {kErrTypeMismatch, std::move(description)};
 }
 
+// These are the runtime's words, without a full stop: scripts compare them.
 DataError DivisionByZero() {
     return {kErrUnspecified, "Division by zero"};
 }

@@ -1,3 +1,6 @@
+// What an engine does that can't do more: it refuses changes by name, finds nothing by value, and
+// deletes rows one by one.
+
 #include "drivers/sql/storage.h"
 
 #include "drivers/sql/errors.h"

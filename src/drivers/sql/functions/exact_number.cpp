@@ -1,3 +1,9 @@
+// The header has the form; this is its writing and reading. The digits are cut into pairs from the
+// decimal point outwards, so that the exponent is one of 100 and zeros at the ends vanish: that
+// makes equal numbers of different scales equal byte by byte. Easy to get wrong: the order of
+// negative numbers (all pairs turned over and an FF at the end, or -1.5 would sort before -1.52),
+// numbers whose scale is odd, and the largest magnitude, whose sign can't simply be turned.
+
 #include "drivers/sql/functions/exact_number.h"
 
 #include "data/value_convert.h"
@@ -15,6 +21,7 @@ constexpr int kMaxScale = 38;
 constexpr int kMaxResultDigits = 28;
 constexpr std::size_t kBeyondSize = 9;
 
+// The smallest 128-bit number has no positive counterpart, hence unsigned.
 UInt128 Magnitude(const Decimal& number) {
     const auto bits = static_cast<UInt128>(number.unscaled);
     return number.unscaled < 0 ? UInt128{0} - bits : bits;
@@ -62,6 +69,7 @@ ExactBytes::ExactBytes(const Decimal& number) {
             pairs[static_cast<std::size_t>(count++)] = static_cast<std::uint8_t>(whole % 100);
         }
     };
+    // Division of 128 bits is a call of the library; most numbers need none.
     for (; rest > UINT64_MAX; rest /= 100) {
         pairs[static_cast<std::size_t>(count++)] = static_cast<std::uint8_t>(rest % 100);
     }
@@ -69,6 +77,7 @@ ExactBytes::ExactBytes(const Decimal& number) {
     const auto header = static_cast<unsigned>(count - scale / 2 + kExponentBias);
     const bool negative = number.unscaled < 0;
     Add(negative ? kZero - header : kZero + header);
+    // Pairs of zeros at the end say nothing: 1.50 and 1.5 must be the same bytes.
     int last = 0;
     while (pairs[static_cast<std::size_t>(last)] == 0) {
         ++last;
@@ -77,6 +86,7 @@ ExactBytes::ExactBytes(const Decimal& number) {
         const unsigned pair = pairs[static_cast<std::size_t>(k)] + 1U;
         Add(negative ? ~pair & 0xFF : pair);
     }
+    // Turned over, a longer run of pairs must come before its own beginning.
     if (negative) {
         Add(0xFF);
     }
@@ -124,6 +134,7 @@ std::optional<Decimal> DecimalOfBytes(std::span<const std::byte> bytes) {
         }
         pairs = pairs.first(pairs.size() - 1);
     }
+    // 38 digits are 19 pairs, and one more where both ends are half filled.
     constexpr std::size_t kMostPairs = 20;
     if (pairs.empty() || pairs.size() > kMostPairs || exponent > 20 || exponent < -20) {
         return std::nullopt;
@@ -145,6 +156,7 @@ std::optional<Decimal> DecimalOfBytes(std::span<const std::byte> bytes) {
         if (pair > 99) {
             return std::nullopt;
         }
+        // The second digit of the last pair may be one that an odd scale filled in.
         const bool one_digit = k + 1 == count && scale > 0 && pair % 10 == 0;
         if (one_digit ? !push(10, pair / 10) : !push(100, pair)) {
             return std::nullopt;
@@ -191,6 +203,7 @@ int SignificantDigits(const Decimal& number) {
     return digits;
 }
 
+// Zeros at the end would count among the digits and push a sum that fits into doubles.
 std::optional<Decimal> ExactSum(const Decimal& left, const Decimal& right) {
     auto a = WithoutTrailingZeros(left);
     auto b = WithoutTrailingZeros(right);

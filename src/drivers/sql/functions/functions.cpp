@@ -1,3 +1,8 @@
+// What all functions share, and the operators that SQLite lacks or has with other rules. A function
+// never sees Null unless its entry says takes_null: SQLite's adapter answers Null for it before.
+// Easy to get wrong: True is -1 here and 1 in SQLite, numbers are rounded half to even and not away
+// from zero, and a text that SQLite would read as far as it is a number ("12abc" is 12) is refused.
+
 #include "drivers/sql/functions/functions.h"
 
 #include "data/letter_case.h"
@@ -13,6 +18,7 @@
 namespace vantry::sql {
 
 std::string_view FunctionCall::Text(int k) const {
+    // SQLite writes 15 digits of a double; this is the shortest form that reads back the same.
     if (sqlite3_value_type(arguments[k]) == SQLITE_FLOAT) {
         auto& text = text_forms_[static_cast<std::size_t>(k) % text_forms_.size()];
         text.clear();
@@ -31,6 +37,7 @@ double FunctionCall::Number(int k) const {
         if (const auto number = ParseDouble(Text(k))) {
             return *number;
         }
+        // "True" and "Yes" are numbers to these engines, too.
         if (const auto truth = ParseBoolean(Text(k))) {
             return *truth ? -1 : 0;
         }
@@ -47,6 +54,7 @@ std::int64_t FunctionCall::Whole(int k) const {
         return sqlite3_value_int64(arguments[k]);
     }
     const auto number = RoundHalfEven(Number(k));
+    // Written so that "not a number" is refused as well.
     if (!(number >= -9.2e18 && number <= 9.2e18)) {
         throw Overflow();
     }
@@ -76,6 +84,7 @@ DateTime FunctionCall::Date(int k) const {
     return *date;
 }
 
+// SQLite copies the text: that of a local string lives no longer than the call.
 void FunctionCall::Return(std::string_view text) const {
     if (text.size() > kMaxMadeText) {
         throw Overflow();
@@ -87,6 +96,7 @@ void FunctionCall::Return(std::string_view text) const {
                           SQLITE_UTF8);
 }
 
+// SQLite would make Null of "not a number", and the row would lose its value without a word.
 void FunctionCall::Return(double number) const {
     if (!std::isfinite(number)) {
         throw Overflow();
@@ -147,6 +157,7 @@ void DivideWhole(FunctionCall& call) {
         throw DivisionByZero();
     }
     const auto number = call.Whole(0);
+    // The one quotient that doesn't fit, on which the processor stops the program.
     if (number == INT64_MIN && divisor == -1) {
         throw Overflow();
     }
@@ -158,6 +169,7 @@ void Modulo(FunctionCall& call) {
     if (divisor == 0) {
         throw DivisionByZero();
     }
+    // The remainder by -1 is computed with that same quotient.
     call.Return(divisor == -1 ? std::int64_t{0} : call.Whole(0) % divisor);
 }
 
@@ -190,11 +202,13 @@ void Like(FunctionCall& call) {
     }
 }
 
+// FoxPro's $: the left text within the right one, letter case and all.
 void Contains(FunctionCall& call) {
     sqlite3_result_int(call.context,
                        call.Text(1).find(call.Text(0)) != std::string_view::npos ? 1 : 0);
 }
 
+// Whole numbers stay whole: as doubles, large ones would no longer be told apart.
 void AsNumber(FunctionCall& call) {
     if (call.IsWhole(0)) {
         call.Return(call.Whole(0));

@@ -52,7 +52,8 @@ struct FunctionCall {
     void Return(const Decimal& number) const;
     void ReturnBytes(std::span<const std::byte> bytes) const;
     void Return(const char*) const = delete;  // would be taken for a bool
-    [[noreturn]] void Refuse() const;         // throws InvalidCall
+    // The argument isn't one that the function takes.
+    [[noreturn]] void Refuse() const;  // throws InvalidCall
 
 private:
     mutable std::array<std::string, 4> text_forms_;  // of numbers asked for as text

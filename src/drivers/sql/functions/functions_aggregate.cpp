@@ -1,4 +1,8 @@
-// The aggregates that SQLite lacks, or has with other rules.
+// Aggregates that SQLite lacks: the first and last value of a group, exact sums of decimals,
+// spread; and "+only", which lets a subquery give one row at most. SQLite hands each group a piece
+// of memory that begins as zeros; the state in it is a plain struct, because nothing would run a
+// destructor when a statement ends in the middle. Easy to get wrong: values are valid for one step
+// only, so what is kept is copied.
 
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -117,6 +121,7 @@ void AddToSpread(FunctionCall& call) {
     }
     auto* state = StateOf<Spread>(call, true);
     const double number = call.Number(0);
+    // Welford's method: sums of squares of large numbers would cancel each other out.
     ++state->rows;
     const double delta = number - state->mean;
     state->mean += delta / static_cast<double>(state->rows);
@@ -130,6 +135,7 @@ void FinishSpread(FunctionCall& call) {
     if (state == nullptr || state->rows < least) {
         return;  // Null
     }
+    // By the number of rows for the whole, by one less for a sample.
     const double variance =
         state->squares / static_cast<double>(kSample ? state->rows - 1 : state->rows);
     call.Return(kRoot ? std::sqrt(variance) : variance);

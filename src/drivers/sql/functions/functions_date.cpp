@@ -1,4 +1,9 @@
-// Dates and times. An interval is one of yyyy q m y d w ww h n s.
+// Dates and times. An interval is one of yyyy q m y d w ww h n s. All is reckoned in days and
+// nanoseconds, never in the fraction of a day that SQLite holds: 0.1 s has none. Easy to get wrong:
+// differences count the boundaries between two moments (11:59:59 to 12:00:00 is one hour), months
+// are added by the calendar (January 31st and a month is the last of February), weeks depend on the
+// day that they begin with and on which one counts as the first of a year, and dates before
+// 1899-12-30 have negative days but times that run forward all the same.
 
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -18,6 +23,7 @@ std::string_view WeekdayName(int weekday) {
     return kDayNames[static_cast<std::size_t>(weekday - 1)];
 }
 
+// 1 is Sunday. The remainder of a negative day is negative, hence the second one.
 int WeekdayOf(std::int32_t day) {
     // Day 0, 1899-12-30, was a Saturday.
     return static_cast<int>(((std::int64_t{day} + 6) % 7 + 7) % 7) + 1;
@@ -25,6 +31,7 @@ int WeekdayOf(std::int32_t day) {
 
 namespace {
 
+// In the order of the table below, from the longest to the shortest, as users know them.
 enum class Interval { Year, Quarter, Month, DayOfYear, Day, Weekday, Week, Hour, Minute, Second };
 
 Interval IntervalOf(const FunctionCall& call, int k) {
@@ -70,6 +77,7 @@ std::int64_t WeekOfYear(const FunctionCall& call,
         call.Refuse();
     }
     const auto first_of_week = [&](std::int32_t of) {
+        // The day that the week of a day begins with.
         return of - (WeekdayFrom(call, of, first_day) - 1);
     };
     const auto start_of = [&](int year) {
@@ -79,6 +87,8 @@ std::int64_t WeekOfYear(const FunctionCall& call,
         const int needed = rule == 2 ? 4 : rule == 3 ? 7 : 1;
         return days_inside >= needed ? week : week + 7;
     };
+    // The last days of a year may belong to the first week of the next, the first ones to the
+    // last week of the one before.
     const int year = CalendarOf(day).year;
     auto start = start_of(year);
     if (rule >= 2 && year < 9999 && first_of_week(day) >= start_of(year + 1)) {
@@ -155,6 +165,7 @@ DateTime PlusMonths(const FunctionCall& call, const DateTime& date, std::int64_t
     }
     const auto year = static_cast<int>(total / 12);
     const auto month = static_cast<int>(total % 12) + 1;
+    // Every month has 28 days, so three steps back are enough.
     for (int day = calendar.day; day > 27; --day) {
         if (const auto found = DayOf(year, month, day)) {
             return AtDay(call, *found, date.nanos);
@@ -164,6 +175,7 @@ DateTime PlusMonths(const FunctionCall& call, const DateTime& date, std::int64_t
 }
 
 DateTime PlusNanos(const FunctionCall& call, const DateTime& date, Int128 nanos) {
+    // Ten thousand years of nanoseconds don't fit 64 bits.
     const Int128 total = Int128{date.day} * kNanosPerDay + date.nanos + nanos;
     auto day = total / kNanosPerDay;
     auto rest = total % kNanosPerDay;
@@ -178,6 +190,7 @@ DateTime PlusNanos(const FunctionCall& call, const DateTime& date, Int128 nanos)
 }
 
 void DateAdd(FunctionCall& call) {
+    // Enough seconds for 30,000 years, and their nanoseconds fit 128 bits.
     const auto number = call.Within(1, std::int64_t{1} << 40);
     const auto date = call.Date(2);
     switch (IntervalOf(call, 0)) {
@@ -187,6 +200,7 @@ void DateAdd(FunctionCall& call) {
             return call.Return(PlusMonths(call, date, number * 3));
         case Interval::Month:
             return call.Return(PlusMonths(call, date, number));
+        // All three add days: "w" doesn't skip weekends.
         case Interval::DayOfYear:
         case Interval::Day:
         case Interval::Weekday:
@@ -212,6 +226,7 @@ void DateDiff(FunctionCall& call) {
     const std::int64_t days = std::int64_t{to.day} - from.day;
     const auto seconds_between = [&](std::int64_t unit) {
         const auto count = [&](const DateTime& date) {
+            // Counted from a day before all that there are, so that division rounds one way.
             return (std::int64_t{date.day} * 86'400 + Seconds(date) +
                     std::int64_t{700'000} * 86'400) /
                    unit;
@@ -230,6 +245,7 @@ void DateDiff(FunctionCall& call) {
         case Interval::DayOfYear:
         case Interval::Day:
             return call.Return(days);
+        // "w" counts whole weeks between the two, "ww" beginnings of weeks.
         case Interval::Weekday:
             return call.Return(days / 7);
         case Interval::Week: {
@@ -251,9 +267,11 @@ void DateDiff(FunctionCall& call) {
 // Months and days beyond their range carry over: month 13 is January of the next year.
 void DateSerial(FunctionCall& call) {
     auto year = call.Within(0, 20'000);
+    // Two-digit years as in text: 0 to 29 are in this century.
     if (year >= 0 && year < 100) {
         year += year < 30 ? 2000 : 1900;
     }
+    // From 0, so that division by 12 gives the year.
     const auto month = call.Within(1, 240'000) - 1;
     const auto day = call.Within(2, 8'000'000);
     const auto total = year * 12 + month;
@@ -282,6 +300,7 @@ void TimeValue(FunctionCall& call) {
     call.Return(DateTime{0, call.Date(0).nanos});
 }
 
+// CDate(Null) is an error, Null + 1 is Null.
 void ToDate(FunctionCall& call) {
     if (call.IsNull(0)) {
         throw InvalidUseOfNull();
@@ -289,6 +308,8 @@ void ToDate(FunctionCall& call) {
     call.Return(call.Date(0));
 }
 
+// The session's present, the same for all rows of a run: a load that begins before midnight writes
+// one date.
 void Today(FunctionCall& call) {
     call.Return(DateTime{call.session.Present().day, 0});
 }
@@ -303,6 +324,7 @@ void Present(FunctionCall& call) {
 
 void NameOfMonth(FunctionCall& call) {
     const auto month = call.Whole(0);
+    // The engines refuse month 13, where DateSerial carries it over.
     if (month < 1 || month > 12) {
         call.Refuse();
     }

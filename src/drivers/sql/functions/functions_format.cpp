@@ -1,4 +1,9 @@
-// Format(value [, picture]): named pictures, and pictures made of number, date or text parts.
+// Format(value [, picture]). A picture is cut into pieces first, literal text apart from symbols,
+// and at ";" into sections for positive, negative, zero and Null; what its symbols are decides
+// whether it is one for text, numbers or dates, then a formatter of that kind walks over the
+// pieces. Easy to get wrong: digits that have no placeholder are written at the first one and none
+// is lost, a comma groups only between placeholders and divides by a thousand at their end, "m"
+// behind "h" is minutes, and a value that isn't of the picture's kind comes out as it is.
 
 #include "data/letter_case.h"
 #include "data/utf.h"
@@ -15,6 +20,7 @@
 namespace vantry::sql {
 namespace {
 
+// A picture may come from a column: its pieces are made anew for each row.
 constexpr std::size_t kMaxPicture = 1000;
 constexpr int kMaxPlaces = 30;
 
@@ -28,6 +34,7 @@ std::vector<Piece> Pieces(std::string_view picture) {
     std::vector<Piece> pieces;
     for (std::size_t k = 0; k < picture.size();) {
         const auto begin = k;
+        // A quote that isn't closed reaches to the end.
         if (picture[k] == '"') {
             const auto end = std::min(picture.find('"', k + 1), picture.size());
             pieces.push_back({0, std::string(picture.substr(k + 1, end - k - 1))});
@@ -69,6 +76,7 @@ bool HasAny(const std::vector<Piece>& pieces, std::string_view symbols) {
 // The digits of |number| with `places` decimals, halves away from zero, as "123.45".
 std::string FixedDigits(double number, int places) {
     const double magnitude = std::abs(number);
+    // Rounded as the decimal that the user sees: the double of 2.675 is below the half.
     if (const auto decimal = ToDecimal(Cell::Double(magnitude))) {
         auto unscaled = static_cast<UInt128>(decimal->unscaled);
         int scale = decimal->scale;
@@ -88,6 +96,7 @@ std::string FixedDigits(double number, int places) {
         text.append(static_cast<std::size_t>(places - scale), '0');
         return text;
     }
+    // Beyond the range of decimals: 10^308 with its places fits 400 characters.
     std::string text(400, '\0');
     text.resize(static_cast<std::size_t>(
         std::snprintf(text.data(), text.size(), "%.*f", places, magnitude)));
@@ -119,6 +128,7 @@ struct NumberLayout {
                     ++decimals;
                     least_decimals = c == '0' ? decimals : least_decimals;
                 } else {
+                    // "#,##0": commas between placeholders ask for groups.
                     grouped = grouped || (commas > 0 && whole_places > 0);
                     commas = 0;
                     ++whole_places;
@@ -137,12 +147,14 @@ struct NumberLayout {
             } else if ((c == 'E' || c == 'e') && k + 1 < section.size() &&
                        (section[k + 1].symbol == '+' || section[k + 1].symbol == '-')) {
                 exponent_sign = section[k + 1].symbol == '+';
+                // E+00: the zeros are the least digits of the exponent.
                 for (k += 2; k < section.size() && section[k].symbol == '0'; ++k) {
                     ++exponent_digits;
                 }
                 --k;
             }
         }
+        // "0,," is in millions.
         for (; commas > 0; --commas) {
             factor /= 1000;  // commas with no placeholder behind them, or before the point
         }
@@ -176,16 +188,19 @@ std::string FormatSection(double number, const std::vector<Piece>& section) {
     if (layout.exponent_digits > 0) {
         return ScientificText(number, layout);
     }
+    // From here on the number is its digits; the sign is the caller's.
     const auto digits = FixedDigits(number * layout.factor, layout.decimals);
     const auto point = std::min(digits.find('.'), digits.size());
     auto whole = digits.substr(0, point);
     auto decimals = point < digits.size() ? digits.substr(point + 1) : std::string();
+    // A number below 1 has a 0 before the point only where the picture has one: "#.00" gives ".50".
     if (whole == "0") {
         whole.clear();
     }
     while (static_cast<int>(whole.size()) < layout.least_whole) {
         whole.insert(whole.begin(), '0');
     }
+    // "0.##" shows a decimal only where there is one.
     while (static_cast<int>(decimals.size()) > layout.least_decimals && decimals.ends_with('0')) {
         decimals.pop_back();
     }
@@ -205,6 +220,7 @@ std::string FormatSection(double number, const std::vector<Piece>& section) {
     for (const auto& piece : section) {
         if (piece.symbol == '0' || piece.symbol == '#') {
             if (!behind_point) {
+                // The first placeholder takes all digits that have none of their own.
                 --places_left;
                 write_whole(whole.size() -
                             std::min(whole.size(), static_cast<std::size_t>(places_left)));
@@ -225,10 +241,12 @@ std::string FormatNumber(double number, const std::vector<Piece>& pieces) {
     const auto sections = Sections(pieces);
     const auto& first = sections[0];
     if (number < 0) {
+        // A section of their own shows negative numbers without a sign: "0;(0)".
         if (sections.size() > 1 && !sections[1].empty()) {
             return FormatSection(number, sections[1]);
         }
         const auto text = FormatSection(number, first);
+        // -0.001 in "0.00" is 0.00, not -0.00.
         const bool zero = text.find_first_of("123456789") == std::string::npos;
         return zero ? text : "-" + text;
     }
@@ -267,6 +285,7 @@ public:
                 k += used;
                 continue;
             }
+            // A run of one letter is one part: "dddd" is the name of the day.
             const char letter = Letter(k);
             std::size_t run = 1;
             while (k + run < pieces_.size() && letter != 0 && Letter(k + run) == letter) {
@@ -290,6 +309,7 @@ private:
         return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
     }
 
+    // Words such as am/pm are several pieces; literal text never matches them.
     bool StartsAt(std::size_t k, std::string_view word) const {
         for (std::size_t j = 0; j < word.size(); ++j) {
             if (k + j >= pieces_.size() || Letter(k + j) != word[j]) {
@@ -325,6 +345,7 @@ private:
     void Part(char letter, int run) {
         const auto seconds = date_.nanos / kNanosPerSecond;
         const auto hour = seconds / 3600;
+        // "hh:mm": users write minutes like months.
         const bool minutes = letter == 'm' && run <= 2 && last_ == 'h';
         switch (letter) {
             case 'd':
@@ -339,6 +360,7 @@ private:
                     out_ += MonthName(calendar_.month).substr(0, run == 3 ? 3 : 20);
                 }
                 break;
+            // "y" is the day of the year, "yy" and "yyyy" are the year.
             case 'y':
                 out_ += run == 1   ? std::to_string(DayOfYear())
                         : run == 2 ? Padded(calendar_.year % 100, 2)
@@ -421,6 +443,7 @@ std::string FormatText(std::string_view text, const std::vector<Piece>& pieces) 
         NextCodePoint(text, k);
         characters.push_back(text.substr(begin, k - begin));
     }
+    // Placeholders are filled from the right unless "!" says otherwise.
     std::size_t empty_places =
         places > characters.size() && !from_left ? places - characters.size() : 0;
     std::size_t next = 0;
@@ -443,6 +466,7 @@ std::string FormatText(std::string_view text, const std::vector<Piece>& pieces) 
             out += piece.text;
         }
     }
+    // A picture without places changes the letters' case only.
     if (places == 0) {
         out += text;
     }
@@ -499,11 +523,13 @@ void FormatAs(FunctionCall& call, bool is_date) {
     const auto pieces = Pieces(picture);
     if (null) {
         const auto sections = Sections(pieces);
+        // The fourth section is for Null; without it Null stays Null.
         if (sections.size() > 3) {
             call.Return(std::string_view(FormatSection(0, sections[3])));
         }
         return;
     }
+    // What the picture is for is seen by its symbols alone; "c" and "d" are a date's.
     const bool number_picture = HasAny(pieces, "0#%;");
     const bool text = call.IsText(0);
     if (HasAny(pieces, "@&<>!") || call.IsBlob(0)) {

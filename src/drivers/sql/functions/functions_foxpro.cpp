@@ -1,4 +1,7 @@
-// Functions that FoxPro alone has, or has with other rules.
+// Functions that FoxPro alone has, or has with other rules. They come first in its dialect, so an
+// entry here hides the general one of the same name. Easy to get wrong: positions outside a text
+// give nothing and are no error, Round takes halves away from zero, the sign of Mod is that of the
+// divisor, Trim cuts only the end, and text is told apart by letter case throughout.
 
 #include "data/letter_case.h"
 #include "data/utf.h"
@@ -16,6 +19,7 @@ namespace vantry::sql {
 namespace {
 
 // From character `first` (from 1) on, `count` characters; outside the text there is nothing.
+// Counted in characters: FoxPro's own count is bytes of a code page that has one a character.
 std::string_view Substring(std::string_view text, std::int64_t first, std::int64_t count) {
     std::size_t position = 0;
     std::int64_t index = 1;
@@ -38,6 +42,7 @@ void Left(FunctionCall& call) {
     call.Return(Substring(call.Text(0), 1, call.Whole(1)));
 }
 
+// More characters than there are is the whole text.
 void Right(FunctionCall& call) {
     const auto text = call.Text(0);
     const auto length = static_cast<std::int64_t>(CountCodePoints(text));
@@ -80,6 +85,7 @@ void At(FunctionCall& call) {
     const auto find = call.Text(0);
     const auto text = call.Text(1);
     auto wanted = call.count > 2 ? call.Whole(2) : 1;
+    // An empty text is found nowhere here, where InStr finds it at the start.
     if (find.empty() || wanted < 1) {
         return call.Return(std::int64_t{0});
     }
@@ -113,6 +119,7 @@ void StrTran(FunctionCall& call) {
     const auto by = call.count > 2 ? call.Text(2) : std::string_view();
     std::string out;
     std::size_t begin = 0;
+    // Behind a replaced piece the search goes on in the rest, so that "a" by "aa" ends.
     while (!find.empty()) {
         const auto found = text.find(find, begin);
         if (found == std::string_view::npos) {
@@ -129,10 +136,12 @@ void StrTran(FunctionCall& call) {
     call.Return(std::string_view(out));
 }
 
+// Negative counts are none, where Jet refuses them.
 std::string Repeated(std::string_view unit, std::int64_t count) {
     if (count < 0) {
         count = 0;
     }
+    // Before anything is made: a width from a column may be any number.
     if (static_cast<std::size_t>(count) > kMaxMadeText / std::max<std::size_t>(unit.size(), 1)) {
         throw Overflow();
     }
@@ -155,6 +164,7 @@ void Pad(FunctionCall& call) {
     const auto fill = call.count > 2 && !call.Text(2).empty() ? Substring(call.Text(2), 1, 1)
                                                               : std::string_view(" ");
     const auto length = static_cast<std::int64_t>(CountCodePoints(text));
+    // FoxPro's Pad functions cut, too, and always at the end.
     if (width <= length) {
         return call.Return(Substring(text, 1, width));
     }
@@ -172,9 +182,11 @@ void Str(FunctionCall& call) {
         call.Refuse();
     }
     std::array<char, 400> buffer{};
+    // The largest double has 309 digits before the point.
     std::snprintf(buffer.data(), buffer.size(), "%.*f", static_cast<int>(decimals), call.Number(0));
     std::string text = buffer.data();
     const auto wanted = static_cast<std::size_t>(width);
+    // As the engine shows a number that its field is too narrow for.
     if (text.size() > wanted) {
         text.assign(wanted, '*');
     }
@@ -183,6 +195,7 @@ void Str(FunctionCall& call) {
 }
 
 // No characters but blanks, 0, False; an empty date is Null.
+// Whether a field was never filled in, by its kind.
 void Empty(FunctionCall& call) {
     const bool empty = call.IsNull(0) ? false
                        : call.IsText(0)
@@ -196,6 +209,7 @@ void DateText(FunctionCall& call) {
     call.Return(std::string_view(ShortDate({call.Date(0).day, 0})));
 }
 
+// DToS is what indexes and conditions on dates are made of: always yyyymmdd.
 void SortableDate(FunctionCall& call) {
     call.Return(std::string_view(FormatDateTime(call.Date(0), "yyyymmdd")));
 }
@@ -247,6 +261,7 @@ void NameOfMonth(FunctionCall& call) {
     call.Return(MonthName(CalendarOf(call.Date(0).day).month));
 }
 
+// The last day of a month stays within the month that is asked for.
 void MonthsLater(FunctionCall& call) {
     const auto date = call.Date(0);
     const auto calendar = CalendarOf(date.day);
@@ -273,6 +288,7 @@ void Mod(FunctionCall& call) {
 }
 
 // Halves away from zero; negative places round to tens.
+// Beyond 15 places there is nothing left to round in a double.
 void Round(FunctionCall& call) {
     const auto places = std::clamp<std::int64_t>(call.Whole(1), -15, 15);
     const double unit = std::pow(10.0, static_cast<double>(places));

@@ -1,4 +1,8 @@
-// Conversions, arithmetic and questions about a value.
+// Conversions, arithmetic and questions about a value. A conversion (CInt, CCur ...) refuses what
+// doesn't fit rather than cutting it, and Null, which other functions pass on. Numbers in the exact
+// form of exact_number.h arrive as blobs and stay exact where the entry says so. Easy to get wrong:
+// whole results are returned as whole numbers, or a count of 10 is compared and shown as 10.0;
+// rounding is half to even, but seen on the decimal that the user wrote and not on its double.
 
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -11,12 +15,14 @@
 namespace vantry::sql {
 namespace {
 
+// Conversions promise a value of their type.
 void RefuseNull(const FunctionCall& call) {
     if (call.IsNull(0)) {
         throw InvalidUseOfNull();
     }
 }
 
+// CByte, CInt, CLng: rounded first, then looked at.
 template <std::int64_t kLeast, std::int64_t kMost>
 void ToWhole(FunctionCall& call) {
     RefuseNull(call);
@@ -35,6 +41,7 @@ void ToTruth(FunctionCall& call) {
 void ToCurrency(FunctionCall& call) {
     RefuseNull(call);
     const auto rounded = ToDecimal(Cell::FromDecimal(call.Exact(0)), 4);
+    // A currency is 64 bits with four decimals.
     if (!rounded || rounded->unscaled > INT64_MAX || rounded->unscaled < INT64_MIN) {
         throw Overflow();
     }
@@ -49,6 +56,7 @@ void ToDoubleNumber(FunctionCall& call) {
 void ToSingleNumber(FunctionCall& call) {
     RefuseNull(call);
     const auto number = call.Number(0);
+    // As a float it would be infinite.
     if (std::abs(number) > static_cast<double>(std::numeric_limits<float>::max())) {
         throw Overflow();
     }
@@ -61,6 +69,7 @@ void ToTextForm(FunctionCall& call) {
 }
 
 void Absolute(FunctionCall& call) {
+    // The exact form: nothing passes through a double.
     if (call.IsBlob(0)) {
         auto number = call.Exact(0);
         number.unscaled = number.unscaled < 0 ? -number.unscaled : number.unscaled;
@@ -78,6 +87,7 @@ void Sign(FunctionCall& call) {
 }
 
 void ReturnWhole(const FunctionCall& call, double number) {
+    // Above, not every whole number is a double, and below it is exactly one.
     if (std::abs(number) < 9e15) {
         call.Return(static_cast<std::int64_t>(number));
     } else {
@@ -89,6 +99,7 @@ void ReturnWhole(const FunctionCall& call, double number) {
 Decimal WholePart(Decimal number, bool below) {
     const bool negative = number.unscaled < 0;
     bool fraction = false;
+    // Digit by digit: a scale of 38 has no power of ten in 64 bits.
     for (; number.scale > 0; --number.scale) {
         fraction = fraction || number.unscaled % 10 != 0;
         number.unscaled /= 10;
@@ -114,6 +125,7 @@ void Fix(FunctionCall& call) {
 // Half to even. Seen as decimals: 2.675 is half way although its double is a little below.
 void Round(FunctionCall& call) {
     const auto places = call.count > 1 ? call.Whole(1) : 0;
+    // A double has no digits behind the 22nd place that mean anything.
     if (places < 0 || places > 22) {
         call.Refuse();
     }
@@ -141,6 +153,7 @@ void SquareRoot(FunctionCall& call) {
 }
 
 void Logarithm(FunctionCall& call) {
+    // The C library would answer minus infinity.
     if (call.Number(0) <= 0) {
         call.Refuse();
     }
@@ -153,6 +166,7 @@ void Plain(FunctionCall& call) {
 }
 
 void Random(FunctionCall& call) {
+    // Random numbers need no certain order, but threads must not share a generator.
     static thread_local std::minstd_rand generator(std::random_device{}());
     call.Return(std::uniform_real_distribution<double>(0, 1)(generator));
 }
@@ -180,6 +194,7 @@ void Partition(FunctionCall& call) {
     if (from < 0 || to <= from || width < 1 || to > kLimit || width > kLimit) {
         call.Refuse();
     }
+    // Both ends are as wide as the widest bound, so that the spans sort as texts.
     const auto digits = std::max(std::to_string(from - 1).size(), std::to_string(to + 1).size());
     const auto padded = [&](std::optional<std::int64_t> bound) {
         const auto text = bound ? std::to_string(*bound) : std::string();

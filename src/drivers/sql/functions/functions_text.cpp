@@ -1,4 +1,8 @@
-// Text functions. Positions and lengths count UTF-16 units, from 1, as these engines do.
+// Text functions. Positions and lengths count UTF-16 units, from 1, as these engines do: a
+// character outside the basic plane counts two. Texts are UTF-8 here, so each position is
+// translated, with a short way for ASCII. Easy to get wrong: a cut in the middle of such a
+// character goes to its beginning, on both sides alike; searches without case compare folded texts,
+// whose lengths in bytes differ from those of the text; and Null arguments never arrive.
 
 #include "data/letter_case.h"
 #include "data/utf.h"
@@ -16,6 +20,7 @@ namespace {
 
 // The byte position of unit `index` (from 0), at most the text's size. Within a character of two
 // units it is that of the character: texts that are cut at one place fit together again.
+// A text of n bytes has at most n units: a larger index needs no count.
 std::size_t ByteOf(std::string_view text, std::int64_t index) {
     if (index >= static_cast<std::int64_t>(text.size())) {
         return text.size();
@@ -27,6 +32,7 @@ std::size_t ByteOf(std::string_view text, std::int64_t index) {
 std::string_view Units(std::string_view text, std::int64_t first, std::int64_t count) {
     const auto begin = ByteOf(text, first);
     const auto size = static_cast<std::int64_t>(text.size());
+    // In this order, because first + count of a user's numbers may overflow.
     const auto end = count > size - first ? text.size() : ByteOf(text, first + count);
     return text.substr(begin, end - begin);
 }
@@ -91,6 +97,7 @@ void Lower(FunctionCall& call) {
     call.Return(std::string_view(LowerCased(call.Text(0))));
 }
 
+// Character by character as comparisons do it, not by the rules for whole words.
 std::string Folded(std::string_view text) {
     std::string folded;
     for (std::size_t k = 0; k < text.size();) {
@@ -108,6 +115,7 @@ bool IgnoresCase(const FunctionCall& call, int argument) {
 
 // InStr([start,] text, find [, compare]): the first place from `start` on; 0 if there is none.
 void InStr(FunctionCall& call) {
+    // The first argument may be left out, which only its kind tells.
     const bool has_start = call.count > 2 && !call.IsText(0);
     const auto start = has_start ? call.Whole(0) : 1;
     const int first = has_start ? 1 : 0;
@@ -157,6 +165,7 @@ std::string Repeated(const FunctionCall& call, std::string_view unit, std::int64
         throw TextTooLong(call.entry.name, kMaxMadeText);
     }
     std::string text;
+    // The limit was looked at before: this can't ask for more than 64 MB.
     text.reserve(unit.size() * static_cast<std::size_t>(count));
     for (std::int64_t k = 0; k < count; ++k) {
         text += unit;
@@ -177,6 +186,7 @@ void String(FunctionCall& call) {
             call.Refuse();
         }
     } else {
+        // Numbers above 255 count from 0 again, as the engines have it.
         AppendUtf8(static_cast<char32_t>(call.Whole(1) & 0xFF), unit);
     }
     call.Return(std::string_view(Repeated(call, unit, call.Whole(0))));
@@ -189,6 +199,7 @@ void Reverse(FunctionCall& call) {
         characters += NextCodePoint(text, k);
     }
     std::string reversed;
+    // By characters: half a pair turned over would be none.
     for (auto k = characters.rbegin(); k != characters.rend(); ++k) {
         AppendUtf8(*k, reversed);
     }
@@ -211,6 +222,7 @@ std::string ProperCased(std::string_view text) {
         NextCodePoint(text, k);
         const auto character = text.substr(begin, k - begin);
         out += inside ? LowerCased(character) : UpperCased(character);
+        // Words end at blanks alone; an apostrophe doesn't begin one.
         inside = character != " " && character != "\t" && character != "\n" && character != "\r";
     }
     return out;
@@ -246,6 +258,7 @@ void Asc(FunctionCall& call) {
     if (text.empty()) {
         call.Refuse();
     }
+    // The machine's code page, because files and other programs number their characters by it.
     static thread_local const CodePage page(WindowsCodePageOfLocale());
     std::string bytes;
     page.AppendBytes(FirstCharacter(text), bytes);
@@ -267,8 +280,10 @@ void Chr(FunctionCall& call) {
 void ChrW(FunctionCall& call) {
     auto number = call.Whole(0);
     if (number < 0) {
+        // AscW gives the upper half as negative numbers to old scripts.
         number += 0x10000;  // the 16-bit number of the upper half
     }
+    // Halves of a pair are no characters by themselves.
     if (number < 0 || number > 0x10FFFF || (number >= 0xD800 && number <= 0xDFFF)) {
         call.Refuse();
     }
@@ -293,12 +308,14 @@ void Val(FunctionCall& call) {
         digits.erase(0, 1);
     }
     double number = 0;
+    // It reads as far as it is a number: "12-5" is 12.
     const auto result = std::from_chars(
         digits.data(), digits.data() + digits.size(), number, std::chars_format::general);
     call.Return(result.ec == std::errc() ? number : 0.0);
 }
 
 // Positive numbers with a blank where the sign would be.
+// The blank keeps columns of numbers aligned in old reports.
 void Str(FunctionCall& call) {
     std::string text(call.Text(0));
     if (!text.starts_with('-')) {

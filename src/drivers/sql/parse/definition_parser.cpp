@@ -1,3 +1,9 @@
+// CREATE TABLE and CREATE INDEX. Types are taken as words and given on: which words there are, and
+// how wide they make a column, is the engine's business. What holds for all of them is checked
+// here, names above all, so that no engine begins to make a table that it can't finish. Easy to get
+// wrong: a default is any expression and ends at a word that may also begin the next rule, and
+// FoxPro's AUTOINC NEXTVALUE n STEP m takes the places of size and scale.
+
 #include "drivers/sql/parse/definition_parser.h"
 
 #include "data/letter_case.h"
@@ -11,6 +17,7 @@ constexpr std::string_view kConstraint = "CONSTRAINT clause";
 constexpr std::string_view kIndex = "CREATE INDEX statement";
 constexpr std::size_t kMaxColumns = 255;
 
+// Only these are cut at 255 characters; MEMO(500) is as good as MEMO.
 bool IsShortTextWord(std::string_view type) {
     for (const auto word : {"TEXT",
                             "VARCHAR",
@@ -52,6 +59,7 @@ public:
             } else {
                 definition_->columns.push_back(ParseColumn());
             }
+            // Within the loop, so that a damaged script of a million columns stops early.
             if (definition_->columns.size() > kMaxColumns) {
                 throw DataError(kErrSyntax, "Too many fields defined.");
             }
@@ -75,6 +83,7 @@ private:
             throw FieldDefinitionError(reader_.Here());
         }
         column.type = UpperCased(reader_.Take().text);
+        // DOUBLE PRECISION, CHARACTER VARYING, NATIONAL CHAR VARYING are one type each.
         while (reader_.IsAnyWord({"precision", "varying"}) ||
                (column.type == "NATIONAL" && reader_.IsAnyWord({"char", "character"}))) {
             column.type += ' ' + UpperCased(reader_.Take().text);
@@ -96,6 +105,7 @@ private:
         return column;
     }
 
+    // Signed: FoxPro's STEP may be negative.
     int ExpectNumber() {
         const bool negative = reader_.AcceptSymbol("-");
         const auto number = reader_.Current().kind == TokenKind::Number
@@ -136,6 +146,7 @@ private:
     }
 
     bool ParseColumnConstraint(ColumnDefinition& column) {
+        // A rule may have a name, CONSTRAINT name UNIQUE; an index is called so.
         std::string name;
         const bool named = reader_.AcceptWord("constraint");
         if (named) {
@@ -146,11 +157,14 @@ private:
             column.primary_key = true;
             AddIndex(name.empty() ? "PrimaryKey" : name, {column.name}, true);
         } else if (reader_.AcceptWord("unique")) {
+            // The index is what makes it unique; the flag is for engines without indexes.
             column.unique = true;
             AddIndex(name.empty() ? column.name : name, {column.name}, false);
         } else if (named && reader_.AcceptWord("not")) {
             reader_.ExpectWord("null", kConstraint);
             column.not_null = true;
+            // A rule that would not be kept is refused: a table without it is not what was asked
+            // for.
         } else if (reader_.IsAnyWord({"references", "check"})) {
             throw NotSupported("The column rule " + UpperCased(reader_.Current().text));
         } else if (named) {
@@ -206,6 +220,7 @@ private:
             name.empty() ? (primary ? "PrimaryKey" : columns.front()) : name, columns, primary);
     }
 
+    // Rules become indexes: to the engine they are the same thing.
     void AddIndex(const std::string& name, const std::vector<std::string>& columns, bool primary) {
         IndexDefinition index;
         index.name = name;

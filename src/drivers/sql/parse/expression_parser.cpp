@@ -1,3 +1,10 @@
+// One function a level of binding strength, loosest first, each reading its operands by the next
+// level; the levels that differ only in their operators are one table-driven loop. A node keeps the
+// text that it was read from: messages quote it, and GROUP BY finds equal expressions by it. Easy
+// to get wrong: nesting is limited twice, by what is open while it is read (our own stack) and by
+// the depth of the tree (SQLite's), and both count through subqueries; "=" may follow "=" (a = b =
+// c), and words such as LEFT are a function before a bracket and a join elsewhere.
+
 #include "drivers/sql/parse/expression_parser.h"
 
 #include "data/value_text.h"
@@ -5,6 +12,8 @@
 namespace vantry::sql {
 namespace {
 
+// Sixty brackets take some 800 calls of this parser: far from the end of a thread's stack, and
+// more than a person writes.
 constexpr std::size_t kMaxNesting = 60;
 constexpr std::size_t kMaxDepth = 300;
 
@@ -25,6 +34,7 @@ enum Level : int {
     kUnary,
 };
 
+// What may follow an expression; anything else means that an operator is missing.
 bool StartsNextClause(TokenReader& reader) {
     return reader.IsAnyWord({"from", "where", "group", "having", "order", "union", "as",
                              "into", "on",    "inner", "left",   "right", "join",  "full",
@@ -47,6 +57,7 @@ ExpressionPtr ExpressionParser::ParseClause() {
     const auto kind = reader_.Current().kind;
     const bool fine = kind == TokenKind::End || reader_.IsSymbol(")") || reader_.IsSymbol(",") ||
                       reader_.IsSymbol(";") || reader_.IsSymbol("}") || StartsNextClause(reader_) ||
+                      // FoxPro's aliases need no AS.
                       (reader_.FoxPro() && kind == TokenKind::Name);
     if (!fine) {
         throw MissingOperatorHere();
@@ -55,6 +66,7 @@ ExpressionPtr ExpressionParser::ParseClause() {
     return expression;
 }
 
+// The message quotes the clause from its beginning, and the place where reading stopped.
 DataError ExpressionParser::MissingOperatorHere() {
     const auto here = reader_.Here();
     return MissingOperator(reader_.Slice(clause_begin_, here.sql.size()), here);
@@ -75,6 +87,7 @@ ExpressionPtr ExpressionParser::Make(Expression::Kind kind) {
 }
 
 ExpressionPtr ExpressionParser::Finish(ExpressionPtr node, std::size_t begin) {
+    // A view would not outlive the statement: saved queries are parsed from a text of their own.
     node->text = reader_.Slice(begin, reader_.LastEnd());
     for (const auto& operand : node->operands) {
         node->depth = std::max(node->depth, operand->depth + 1);
@@ -125,6 +138,7 @@ std::optional<Operator> ExpressionParser::OperatorAt(int level) {
                    : symbol("-") ? std::optional(Operator::Subtract)
                                  : std::nullopt;
         case kModulo:
+            // There Mod is a function.
             return reader_.FoxPro() ? std::nullopt : word("mod", Operator::Modulo);
         case kIntegerDivision:
             return symbol("\\") ? std::optional(Operator::IntegerDivide) : std::nullopt;
@@ -182,6 +196,7 @@ ExpressionPtr ExpressionParser::ParseComparison() {
         {">=", Operator::GreaterOrEqual}};
     const auto begin = reader_.Offset();
     auto left = ParseLevel(kComparison + 1);
+    // A chain: "a < b < c" compares the truth of the first with c, as these engines do.
     for (;;) {
         std::optional<Operator> op;
         for (const auto& [text, candidate] : kOperators) {
@@ -214,6 +229,7 @@ bool ExpressionParser::ParseQuantified(ExpressionPtr& left, Operator op, std::si
     if (!reader_.IsAnyWord({"all", "any", "some"})) {
         return false;
     }
+    // Any(x) may be a function of that name: only a query behind the bracket decides.
     const auto bracket = ReadToken(reader_.Here().sql, reader_.Current().end, reader_.Kind());
     if (bracket.kind != TokenKind::Symbol || bracket.text != "(" ||
         !SameWord(ReadToken(reader_.Here().sql, bracket.end, reader_.Kind()).text, "select")) {
@@ -238,6 +254,7 @@ bool ExpressionParser::ParseQuantified(ExpressionPtr& left, Operator op, std::si
 // Like, Between, In, Is, each with its Not. False if none follows.
 bool ExpressionParser::ParseWordComparison(ExpressionPtr& left, std::size_t begin) {
     bool negated = false;
+    // Only before one of these words; else NOT begins the next operand.
     if (reader_.IsWord("not") && (reader_.IsNextWord("like") || reader_.IsNextWord("alike") ||
                                   reader_.IsNextWord("in") || reader_.IsNextWord("between"))) {
         reader_.Take();
@@ -258,6 +275,7 @@ bool ExpressionParser::ParseWordComparison(ExpressionPtr& left, std::size_t begi
     } else if (reader_.AcceptWord("between")) {
         node = Make(Expression::Kind::Between);
         node->operands.push_back(std::move(left));
+        // Its AND isn't the logical one: the operands bind more tightly than comparisons.
         node->operands.push_back(ParseLevel(kComparison + 1));
         if (!reader_.AcceptWord("and")) {
             throw SyntaxErrorInExpression(" in Between operator",
@@ -313,6 +331,7 @@ ExpressionPtr ExpressionParser::ParsePower() {
     const auto begin = reader_.Offset();
     auto left = ParsePrimary();
     while (reader_.AcceptSymbol("^") || (reader_.FoxPro() && reader_.AcceptSymbol("**"))) {
+        // 2 ^ -1; a minus before the base belongs to the whole: -2 ^ 2 is -4.
         auto right = reader_.IsSymbol("-") ? ParseUnary() : ParsePrimary();
         left = Join(Operator::Power, std::move(left), std::move(right), begin);
     }
@@ -325,6 +344,7 @@ ExpressionPtr ExpressionParser::ParsePrimary() {
     switch (reader_.Current().kind) {
         case TokenKind::Number: {
             const auto text = reader_.Take().text;
+            // Decimals keep all digits of a literal; one with an exponent is meant as a double.
             const bool exponent = text.find_first_of("eE") != std::string::npos;
             if (const auto whole = ParseInt64(text)) {
                 node->literal.Assign(Cell::Int64(*whole));
@@ -394,6 +414,7 @@ ExpressionPtr ExpressionParser::ParseBrackets() {
 
 std::unique_ptr<Select> ExpressionParser::ParseNestedQuery(std::size_t& depth) {
     const Nested nested(*this);
+    // The depth of the query alone is wanted, then the outer count goes on.
     const auto outer = deepest_;
     deepest_ = 0;
     auto query = ParseQuery();
@@ -407,6 +428,7 @@ ExpressionPtr ExpressionParser::ParseWord() {
     if (reader_.IsWord("not")) {
         return ParseNot();
     }
+    // What stands behind a word says what it is: a call, a qualifier, a constant, a column.
     const auto after = ReadToken(reader_.Here().sql, reader_.Current().end, reader_.Kind());
     const auto followed_by = [&](std::string_view symbol) {
         return after.kind == TokenKind::Symbol && after.text == symbol;
@@ -434,6 +456,7 @@ ExpressionPtr ExpressionParser::ParseWord() {
     if (followed_by(".") || followed_by("!")) {
         return ParseColumn(begin);
     }
+    // FoxPro writes .T.; there True is a name like any other.
     const bool jet = !reader_.FoxPro();
     std::optional<Cell> constant;
     if (reader_.IsWord("null")) {
@@ -493,6 +516,7 @@ ExpressionPtr ExpressionParser::ParseColumn(std::size_t begin) {
             throw MissingOperatorHere();
         }
         node->name = reader_.Take().text;
+        // A name that PARAMETERS declared wins over a column of that name.
     } else if (bare || !declared_parameters_.empty()) {
         for (std::size_t k = 0; k < declared_parameters_.size(); ++k) {
             if (SameWord(declared_parameters_[k], node->name)) {

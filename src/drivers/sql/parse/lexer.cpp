@@ -1,3 +1,10 @@
+// Tokens are read on demand and without any state but the place, because the same characters mean
+// different things by what the parser expects: a table's name is read by rules of its own. Easy to
+// get wrong: the dialects share most characters but not their meaning ("#" begins a date in Jet and
+// is "not equal" in FoxPro, "." may begin .T., "$" ends a Jet function's name and is FoxPro's
+// "contained in"), doubled quotes are one in Jet only, and a number that runs into a name is an
+// error, not two tokens.
+
 #include "drivers/sql/parse/lexer.h"
 
 #include "data/letter_case.h"
@@ -47,10 +54,12 @@ private:
             ReadHashDate(token);
         } else if (c == '{') {
             ReadBraces(token);
+            // Before numbers: ".5" isn't one of those words, ".T." is no number.
         } else if (c == '.' && FoxPro() && ReadDottedWord(token)) {
             return;
         } else if (IsDigit(c) || (c == '.' && IsDigit(Peek(1)))) {
             ReadNumber(token);
+            // "&" joins texts, "&H" begins a number.
         } else if (c == '&' && (Peek(1) == 'h' || Peek(1) == 'H') && ReadHexNumber(token)) {
             return;
         } else if (IsNameStart(c)) {
@@ -67,6 +76,7 @@ private:
         token.kind = TokenKind::String;
         const auto start = at_++;
         for (;;) {
+            // Line breaks are part of a text.
             const auto end = sql_.find(quote, at_);
             if (end == std::string_view::npos) {
                 throw SyntaxErrorInExpression(" in string", sql_.substr(start, 60));
@@ -79,6 +89,7 @@ private:
             token.text += quote;
             ++at_;
         }
+        // SQLite's text ends at a NUL: what is behind it would be lost in a condition.
         if (token.text.find('\0') != std::string::npos) {
             throw SyntaxErrorInExpression(" in string", "NUL character");
         }
@@ -101,6 +112,7 @@ private:
         if (end == std::string_view::npos) {
             throw SyntaxErrorInExpression(" in date", sql_.substr(at_, 60));
         }
+        // Read here, once, so that a date that is none is an error before anything runs.
         const auto date = ParseDateLiteral(sql_.substr(at_ + 1, end - at_ - 1));
         if (!date) {
             throw SyntaxErrorInExpression(" in date", sql_.substr(at_, end + 1 - at_));
@@ -198,6 +210,7 @@ private:
                 ++at_;
             }
         }
+        // An E without digits behind it is the beginning of a name, and thus an error.
         if (Peek() == 'e' || Peek() == 'E') {
             const std::size_t sign = Peek(1) == '+' || Peek(1) == '-' ? 1 : 0;
             if (IsDigit(Peek(1 + sign))) {
@@ -218,6 +231,7 @@ private:
         while (IsHexDigit(Peek(2 + digits))) {
             ++digits;
         }
+        // Else "&" joins texts: a&hat is a joined with hat.
         if (digits == 0 || digits > 8 || IsNameCharacter(Peek(2 + digits))) {
             return false;
         }
@@ -238,6 +252,7 @@ private:
             ++at_;
         }
         token.text = sql_.substr(start, at_ - start);
+        // Left$(...) is Left(...).
         if (Peek() == '$' && Peek(1) == '(' && !FoxPro()) {
             ++at_;
         }
@@ -280,10 +295,12 @@ std::optional<DateTime> ParseDateLiteral(std::string_view text) {
     if (const auto iso = ParseIsoDateTime(trimmed)) {
         return iso;
     }
+    // Between hashes a date means the same on every machine, whatever its settings.
     DateForm form{DateOrder::MonthDayYear, '/', false, true};
     if (const auto date = ParseDateTime(trimmed, form)) {
         return date;
     }
+    // 31/1/2024 can only be a day first.
     form.order = DateOrder::DayMonthYear;
     if (const auto date = ParseDateTime(trimmed, form)) {
         return date;

@@ -1,3 +1,9 @@
+// Statements, clause by clause, into the records of syntax.h; expressions are read by the base
+// class. Nothing is looked up here: a statement that names nonsense is parsed, and refused where
+// the database is known. Easy to get wrong: brackets before SELECT may hold a branch of a union or
+// a table, words that may follow a table (LEFT, SET, WITH ...) aren't its alias, and older files
+// keep queries among tables as [SELECT ...]. AS x, which is one bracketed name to the lexer.
+
 #include "drivers/sql/parse/parser.h"
 
 #include "data/value_text.h"
@@ -17,6 +23,7 @@ class StatementParser : public ExpressionParser {
 public:
     explicit StatementParser(TokenReader& reader) : ExpressionParser(reader) {}
 
+    // One statement, whole: what is left over behind it is an error.
     ParsedStatement Run() {
         ParseParameterNames();
         ParsedStatement statement = ParseAny();
@@ -35,6 +42,7 @@ protected:
 
 private:
     ParsedStatement ParseAny() {
+        // A union may begin with a bracket.
         if (reader_.IsWord("select") || reader_.IsSymbol("(")) {
             return {ParseSelect(), 0};
         }
@@ -58,6 +66,7 @@ private:
         if (reader_.AcceptWord("create")) {
             return ParseCreate();
         }
+        // Known, but not done: "isn't supported" is a better answer than "syntax error".
         for (const auto word : {"alter", "transform", "exec", "execute", "grant", "revoke"}) {
             if (reader_.IsWord(word)) {
                 throw NotSupported("The statement " + reader_.Current().text);
@@ -86,6 +95,7 @@ private:
         constexpr std::string_view kClause = "PARAMETER clause";
         do {
             declared_parameters_.push_back(reader_.ExpectName(kClause));
+            // Types are passed over: a parameter is converted where it is used.
             while (!reader_.IsSymbol(",") && !reader_.IsSymbol(";")) {
                 if (reader_.AtEnd()) {
                     throw SyntaxErrorIn(kClause, reader_.Here());
@@ -116,6 +126,7 @@ private:
                 select.order_by.push_back(std::move(item));
             } while (reader_.AcceptSymbol(","));
         }
+        // Access puts this behind each saved query; there are no owners here.
         if (reader_.AcceptWord("with")) {
             reader_.ExpectWord("owneraccess", "WITH clause");
             reader_.ExpectWord("option", "WITH clause");
@@ -157,6 +168,7 @@ private:
 
     void ParseQuantifiers(SelectCore& core) {
         for (;;) {
+            // Several may stand together; DISTINCT wins over DISTINCTROW.
             if (reader_.IsWord("distinct")) {
                 core.distinct = true;
             } else if (reader_.IsWord("distinctrow")) {
@@ -172,6 +184,7 @@ private:
             }
             core.top = ParseDouble(reader_.Take().text);
             core.top_percent = reader_.AcceptWord("percent");
+            // Above, the count would overflow where the engines have 32 bits.
             const auto limit = core.top_percent ? 100.0 : 2147483647.0;
             if (!core.top || *core.top > limit) {
                 throw SyntaxErrorIn("TOP clause", reader_.Here());
@@ -208,6 +221,7 @@ private:
         do {
             tables.push_back(ParseJoins(clause));
         } while (reader_.AcceptSymbol(","));
+        // It would need a second database in one statement.
         if (reader_.IsWord("in")) {
             throw NotSupported("A table of another database (IN 'path')");
         }
@@ -247,6 +261,7 @@ private:
             throw TooComplex();
         }
         TableExpression table;
+        // By character and not by token: what follows may be a name that is no token, orders#csv.
         const auto here = reader_.Here();
         if (here.sql.substr(here.offset).starts_with('(')) {
             reader_.MoveTo(here.offset + 1);
@@ -262,6 +277,7 @@ private:
             }
         } else {
             table.name = reader_.ExpectTableName(clause);
+            // A name can't begin so unless it is a query in brackets.
             if (table.name.size() > 7 && SameWord(table.name.substr(0, 7), "select ")) {
                 ParseBracketedQuery(table);
             }
@@ -275,6 +291,7 @@ private:
         reader_.AcceptSymbol(".");
         TokenReader inner(table.name, reader_.Kind());
         StatementParser parser(inner);
+        // A parser of its own, but the limits go on counting.
         parser.nesting_ = nesting_ + 1;
         parser.table_count_ = table_count_;
         auto statement = parser.Run();
@@ -316,6 +333,7 @@ private:
         Insert insert;
         reader_.ExpectWord("into", kInsert);
         insert.table = reader_.ExpectTableName(kInsert);
+        // INSERT INTO t (SELECT ...) has no column list.
         const auto begin = reader_.Offset();
         if (reader_.AcceptSymbol("(")) {
             if (reader_.IsWord("select")) {
@@ -373,6 +391,7 @@ private:
     Delete ParseDelete() {
         Delete erase;
         if (!reader_.IsWord("from")) {
+            // DELETE FROM t, DELETE * FROM t, DELETE t.* FROM t, t, u are all in use.
             if (!reader_.AcceptSymbol("*")) {
                 erase.target = reader_.ExpectName(kDelete);
                 if (reader_.AcceptSymbol(".")) {

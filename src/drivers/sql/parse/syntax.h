@@ -17,6 +17,7 @@ struct Expression;
 struct Select;
 using ExpressionPtr = std::unique_ptr<Expression>;
 
+// Of both dialects. The comparisons stand together, from Equal to GreaterOrEqual.
 enum class Operator : std::uint8_t {
     Power,
     Negate,
@@ -43,6 +44,8 @@ enum class Operator : std::uint8_t {
     Imp,
 };
 
+// A node of an expression. Which members count is said by its kind; operands are owned and never
+// null.
 struct Expression {
     enum class Kind : std::uint8_t {
         Literal,    // `literal`
@@ -77,6 +80,7 @@ struct Expression {
     std::size_t depth = 1;  // levels of expressions, subqueries included
 };
 
+// What stands in FROM: a name, a query, or a join of two of them.
 struct TableExpression {
     enum class Kind : std::uint8_t { Named, Query, Join };
     enum class JoinType : std::uint8_t { Inner, Left, Right };
@@ -90,6 +94,7 @@ struct TableExpression {
     ExpressionPtr condition;
 };
 
+// A column of SELECT: an expression or a star, with its AS name or none.
 struct OutputItem {
     ExpressionPtr expression;
     std::string alias;
@@ -113,6 +118,7 @@ struct SelectCore {
     ExpressionPtr having;
 };
 
+// A whole query. Its order is that of all rows, over the parts of a UNION.
 struct Select {
     std::vector<SelectCore> cores;
     std::vector<bool> keep_duplicates;  // UNION ALL between core k and k + 1
@@ -120,6 +126,7 @@ struct Select {
     std::optional<std::string> into;  // SELECT ... INTO table
 };
 
+// Either `values`, one row, or `query`.
 struct Insert {
     std::string table;
     std::vector<std::string> columns;  // empty: all, in their order
@@ -133,12 +140,14 @@ struct Assignment {
     ExpressionPtr value;
 };
 
+// Several tables mean a join, of which one is changed: that of the assigned columns.
 struct Update {
     std::vector<TableExpression> tables;
     std::vector<Assignment> assignments;
     ExpressionPtr where;
 };
 
+// The rows of one table, found through all of them.
 struct Delete {
     std::string target;  // DELETE target.* FROM ...; empty: the only table
     std::vector<TableExpression> tables;
@@ -158,6 +167,7 @@ struct CreateIndex {
     IndexDefinition index;
 };
 
+// Any statement. Parameters are numbered over all of it, subqueries included.
 struct ParsedStatement {
     std::variant<Select, Insert, Update, Delete, CreateTable, DropTable, CreateIndex> content;
     std::size_t parameter_count = 0;

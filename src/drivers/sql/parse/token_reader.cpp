@@ -1,3 +1,9 @@
+// One token ahead, read when it is first looked at. That late because a table's name isn't made of
+// tokens: the parser says "now a table", and the characters from there on are read by another rule,
+// up to a blank or a mark that can't be in a bare path. Easy to get wrong: whatever moves the place
+// must throw the token ahead away, and a table that is missing must not swallow the next clause's
+// word.
+
 #include "drivers/sql/parse/token_reader.h"
 
 #include <algorithm>
@@ -32,6 +38,7 @@ void TokenReader::MoveTo(std::size_t offset) {
 }
 
 std::string_view TokenReader::Slice(std::size_t begin, std::size_t end) const {
+    // Without what trails it: these texts stand in messages and are compared with each other.
     auto text = sql_.substr(begin, end > begin ? end - begin : 0);
     while (!text.empty() && (IsSpace(text.back()) || text.back() == ';')) {
         text.remove_suffix(1);
@@ -99,6 +106,7 @@ std::string TokenReader::ExpectTableName(std::string_view clause) {
     if (first == '[' || first == '`' || first == '"' || first == '\'') {
         MoveTo(begin);
         name = Take().text;
+        // [a].[b] is a table b of a database a; [orders].csv isn't a way to write a file.
         if (LastEnd() < sql_.size() && (sql_[LastEnd()] == '.' || sql_[LastEnd()] == '!') &&
             LastEnd() + 1 < sql_.size() &&
             (sql_[LastEnd() + 1] == '[' || IsNameStart(sql_[LastEnd() + 1]))) {
@@ -131,6 +139,7 @@ std::string TokenReader::BareTableName(std::size_t begin) {
         }
         name = sql_.substr(begin, end - begin);
     }
+    // "SELECT a FROM WHERE b": the table is missing.
     for (const auto word : {"where",
                             "group",
                             "order",

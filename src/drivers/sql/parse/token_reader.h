@@ -19,15 +19,19 @@ public:
     bool FoxPro() const { return dialect_ == Dialect::Kind::FoxPro; }
     Dialect::Kind Kind() const { return dialect_; }
     const Token& Current();
+    // The current token; the next one is looked for behind it.
     Token Take();
     bool AtEnd() { return Current().kind == TokenKind::End; }
     // Where the next token begins, and where the last one taken ended.
     std::size_t Offset() const;
     std::size_t LastEnd() const { return offset_; }
     void MoveTo(std::size_t offset);
+    // Without blanks and semicolons at its end.
     std::string_view Slice(std::size_t begin, std::size_t end) const;
     Spot Here() const { return {sql_, Offset()}; }
 
+    // Words and symbols: Is... looks, Accept... takes it if it is there, Expect... throws that
+    // the clause can't be read if it isn't. Letter case doesn't count.
     bool IsWord(std::string_view word);
     bool IsAnyWord(std::initializer_list<std::string_view> words);
     // The word behind the current one.

@@ -13,6 +13,7 @@
 namespace vantry::sql {
 namespace {
 
+// SQLite has the first five, the others are ours; to the planner they are one kind.
 constexpr std::string_view kAggregateNames[] = {
     "count", "sum", "avg", "min", "max", "first", "last", "stdev", "stdevp", "var", "varp"};
 
@@ -69,10 +70,13 @@ const FunctionEntry& Calls::Find(const Expression& call) const {
     return *entry;
 }
 
+// What a call gets of an argument, in the order in which the rules win: a function that gives a
+// currency takes everything exactly, then comes the letter of the entry.
 std::string Calls::Argument(const FunctionEntry& entry,
                             std::size_t position,
                             const Term& term) const {
     const char wanted = entry.arguments[std::min(position, entry.arguments.size() - 1)];
+    // Round and Abs of a date are a date: as a number it would lose that.
     const bool date_kept = entry.result == 'v' && FamilyOf(term.type) == Family::Date;
     const bool plain =
         IsWide(term.type) ? !entry.exact || position > 0 : wanted == 'n' && !date_kept;
@@ -119,6 +123,7 @@ Term Calls::CountRows() {
 Term Calls::Aggregate(const Expression& call, const Term& value) const {
     const std::string distinct = call.distinct ? "DISTINCT " : "";
     Term term;
+    // Different values are told apart by the collation, as GROUP BY does it.
     if (SameWord(call.name, "count")) {
         const auto counted = call.distinct ? Conversions::AsKey(value) : Conversions::Value(value);
         term.sql = "count(" + distinct + counted + ")";
@@ -157,6 +162,7 @@ Term Calls::Sum(const Term& value, std::string_view distinct) const {
 Term Calls::Average(const Term& value, std::string_view distinct) const {
     Term term;
     term.sql = "avg(" + std::string(distinct) + conversions_.AsNumber(value) + ")";
+    // An average has more decimals than its values; a currency's is rounded to one.
     term.type = SimpleType(value.type.code == adCurrency ? adCurrency : adDouble);
     if (IsWide(term.type)) {
         term.sql = conversions_.Function("+exact", {term.sql});

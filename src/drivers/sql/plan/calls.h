@@ -23,6 +23,7 @@ public:
     static Term CountRows();
 
 private:
+    // The argument in the form that the entry asks for.
     std::string Argument(const FunctionEntry& entry, std::size_t position, const Term& term) const;
     Term Sum(const Term& value, std::string_view distinct) const;
     Term Average(const Term& value, std::string_view distinct) const;

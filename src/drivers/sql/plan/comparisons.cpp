@@ -13,6 +13,7 @@
 
 namespace vantry::sql {
 
+// They stand side by side in the list of operators.
 bool IsComparison(Operator op) {
     return op >= Operator::Equal && op <= Operator::GreaterOrEqual;
 }
@@ -114,6 +115,7 @@ void Comparisons::ConvertText(Term& text, Family family) const {
         text.type = family == Family::Date ? SimpleType(adDate) : SimpleType(adDouble);
         return;
     }
+    // Blanks around a number in quotes don't make it another one.
     const auto words = Trimmed(text.literal->literal.AsCell().AsText());
     if (family == Family::Date) {
         const auto date = ParseDateTime(words);
@@ -128,6 +130,7 @@ void Comparisons::ConvertText(Term& text, Family family) const {
     const auto decimal = ParseDecimal(words);
     const auto long_decimal =
         decimal ? LongDecimal(Cell::FromDecimal(*decimal)) : std::optional<Decimal>();
+    // As a double it would equal its neighbours, too.
     if (long_decimal) {
         text.sql = ExactLiteral(*long_decimal);
         text.type = DecimalType(long_decimal->scale);
@@ -146,6 +149,7 @@ void Comparisons::ConvertText(Term& text, Family family) const {
 }
 
 Term Comparisons::InList(const Term& of, std::vector<Term> items, bool negated) const {
+    // Each item may change what the subject is compared as: a text result among dates becomes one.
     auto subject = of;
     bool exact = false;
     for (auto& item : items) {
@@ -160,6 +164,7 @@ Term Comparisons::InList(const Term& of, std::vector<Term> items, bool negated) 
         }
         exact = exact || (IsWide(item.type) && item.literal == nullptr);
     }
+    // One exact item makes the whole list exact, unless the subject is a floating number.
     exact = (exact && subject.type.code != adDouble && subject.type.code != adSingle) ||
             IsWide(subject.type);
     std::vector<std::string> list;
@@ -178,6 +183,7 @@ Term Comparisons::InList(const Term& of, std::vector<Term> items, bool negated) 
 Term Comparisons::InRows(const Term& subject, const ColumnOfRows& rows, bool negated) const {
     const auto left = FamilyOf(subject.type);
     const auto right = FamilyOf(rows.type);
+    // The rows can't be converted one by one: what doesn't fit is refused as a whole.
     const bool known = left != Family::Unknown && right != Family::Unknown;
     if (known && (left == Family::Text) != (right == Family::Text)) {
         throw TypeMismatch();
@@ -200,6 +206,7 @@ Term Comparisons::WithRows(const Expression& expression,
                            const ColumnOfRows& rows) const {
     const bool all = expression.all;
     const bool equal = expression.op == Operator::Equal || expression.op == Operator::ExactlyEqual;
+    // "= Any" and "<> All" are IN and NOT IN, which SQLite has an index for.
     if ((equal && !all) || (expression.op == Operator::NotEqual && all)) {
         return InRows(subject, rows, all);
     }

@@ -50,6 +50,7 @@ CompiledQuery StatementCompiler::Finish(SelectPlan& plan, std::optional<std::siz
     const auto written = writer_.Write(plan, wanted);
     CompiledQuery query;
     query.sql = written.sql;
+    // The result finds rows by these; -1 where the scan itself stands at the row.
     query.row_id_columns.assign(sources.size(), -1);
     for (const auto& [source, column] : written.row_ids) {
         query.row_id_columns[source] = column;
@@ -65,6 +66,8 @@ CompiledQuery StatementCompiler::Finish(SelectPlan& plan, std::optional<std::siz
         column.sql_column = written.item_columns[k];
         query.columns.push_back(std::move(column));
     }
+    // Only now is it known whether rows come out as they are scanned, and whether a text is looked
+    // at after the scan has moved on.
     for (auto& source : sources) {
         source->shows_directly = !state_.sorts;
         source->copies_text = state_.keeps_values || state_.nests;
@@ -100,6 +103,7 @@ CompiledQuery StatementCompiler::Select(const sql::Select& select) {
 std::size_t StatementCompiler::SourceOf(const CorePlan& plan,
                                         std::string_view target,
                                         const Scope& scope) {
+    // DELETE FROM t needs no target.
     const ScopeTable* found = plan.tables.size() == 1 ? plan.tables.front().get() : nullptr;
     for (const auto* table : scope.tables) {
         if (!target.empty() && NamesTable(target, *table->expression)) {
@@ -116,6 +120,7 @@ std::size_t StatementCompiler::SourceOf(const CorePlan& plan,
 }
 
 CompiledQuery StatementCompiler::Update(const sql::Update& update, ChangeTarget& target) {
+    // An UPDATE is planned as SELECT value, ... FROM tables WHERE condition, with the row's id.
     SelectCore core;
     SelectPlan plan;
     auto& rows = plan.cores.emplace_back();
@@ -128,6 +133,8 @@ CompiledQuery StatementCompiler::Update(const sql::Update& update, ChangeTarget&
         AddTarget(assignment, scope, changed, target.columns);
         PlanItem item;
         item.name = assignment.column;
+        // A plain column isn't touched: its value is read from the engine's row, exact and of its
+        // kind.
         item.term = assignment.value->kind == Expression::Kind::Column
                         ? expressions.Column(*assignment.value, scope)
                         : expressions.Compile(*assignment.value, scope);
@@ -137,6 +144,7 @@ CompiledQuery StatementCompiler::Update(const sql::Update& update, ChangeTarget&
     if (update.where) {
         rows.where = expressions.Condition(*update.where, scope);
     }
+    // The parser lets no UPDATE without an assignment through.
     target.source = changed.value_or(0);
     return Finish(plan, target.source);
 }

@@ -24,6 +24,7 @@ struct ResultColumn {
     int sql_column = 0;                 // otherwise: the column of SQLite's result
 };
 
+// What SQLite is given, and how its rows become the result's.
 struct CompiledQuery {
     std::string sql;
     std::vector<std::unique_ptr<TableSource>> sources;
@@ -31,6 +32,7 @@ struct CompiledQuery {
     // For each source the column of SQLite's result that holds the row's id; -1 if none, because
     // none of its columns are shown, or SQLite's scan stands at the row.
     std::vector<int> row_id_columns;
+    // The functions that the session must have.
     std::set<const FunctionEntry*> functions;
     std::size_t parameter_count = 0;
 };
@@ -41,6 +43,8 @@ struct ChangeTarget {
     std::vector<std::size_t> columns;  // UPDATE: to which the result's columns go
 };
 
+// Each throws DataError for what the statement names wrongly or asks in vain. The query refers to
+// the database's tables, which it holds open, and to nothing of the parsed statement.
 CompiledQuery CompileSelect(const Select& select,
                             EmbeddedDatabase& database,
                             const Dialect& dialect);

@@ -1,3 +1,9 @@
+// A value inside SQLite is text, a number, or a blob; only its type says whether a number is a
+// date, a truth, or a decimal written as a blob. Every conversion therefore goes by the type that
+// the compiler worked out, and by a function of ours wherever SQLite's own conversion would be too
+// kind: its number of "12abc" is 12, its text of 1E20 has a point and a zero. What is NULL in the
+// statement itself is left alone: no function needs to be called to find out that it stays Null.
+
 #include "drivers/sql/plan/conversions.h"
 
 #include "drivers/sql/functions/exact_number.h"
@@ -19,6 +25,7 @@ std::string Conversions::Function(const FunctionEntry& entry, std::string_view a
     return SqlName(entry) + "(" + std::string(arguments) + ")";
 }
 
+// SQLite's conditions are 0 and 1, a result's True is -1.
 std::string Conversions::Value(const Term& term) {
     return term.logical ? "(-" + term.sql + ")" : term.sql;
 }
@@ -28,6 +35,7 @@ std::string Conversions::AsCondition(const Term& term) const {
         case Family::Text:
         case Family::Binary:
             throw TypeMismatch();
+        // A parameter may be a text: "0" would be true to SQLite.
         case Family::Unknown:
             return term.dynamic ? Function("+number", {term.sql}) : term.sql;
         default:
@@ -55,6 +63,7 @@ std::string Conversions::AsNumber(const Term& term) const {
         case Family::Number:
         case Family::Boolean:
             return IsWide(term.type) ? Function("+plain", {term.sql}) : Value(term);
+        // Inside SQLite, dates before 1899-12-30 are reckoned otherwise than users see them.
         case Family::Date:
             return Function("+serial", {term.sql});
         case Family::Binary:
@@ -104,6 +113,7 @@ std::string Conversions::AsFamily(const Term& term, Family family) const {
 std::string Conversions::AsType(const Term& term, const ValueType& type) const {
     const auto family = FamilyOf(term.type);
     const auto wanted = FamilyOf(type);
+    // One form for all branches: a mix of blobs and numbers wouldn't compare.
     if (IsWide(type)) {
         return AsExact(term);
     }
@@ -121,6 +131,7 @@ std::string Conversions::AsKey(const Term& term) {
     if (FamilyOf(term.type) == Family::Text && !term.collated) {
         return sql + " COLLATE VY";
     }
+    // Sorted and grouped by letters without case, not byte by byte.
     // A bare whole number would mean the column of that position.
     const bool digits = sql.find_first_not_of("-0123456789() ") == std::string::npos;
     return digits ? sql + "+0" : sql;

@@ -18,11 +18,14 @@ public:
 
     // As a result shows it: True is -1.
     static std::string Value(const Term& term);
+    // As WHERE and CASE WHEN take it.
     std::string AsCondition(const Term& term) const;
     std::string AsText(const Term& term) const;
     std::string AsNumber(const Term& term) const;  // never in the form of exact_number.h
     std::string AsExact(const Term& term) const;   // always in that form
+    // As linear days.
     std::string AsDate(const Term& term) const;
+    // What family a place asks for, or what type its neighbours have.
     std::string AsFamily(const Term& term, Family family) const;
     std::string AsType(const Term& term, const ValueType& type) const;
     // The value of a key for sorting and grouping, with its collation.

@@ -39,6 +39,7 @@ Term ExpressionCompiler::Compile(const Expression& expression, Scope& scope) {
         const auto text = ComparableText(expression.text);
         const auto& keys = scope.keys->texts;
         if (std::find(keys.begin(), keys.end(), text) != keys.end()) {
+            // Within the key anything may stand: "GROUP BY a + b" lets a + b out, not a alone.
             Scope free = scope;
             free.keys = nullptr;
             return CompileNode(expression, free);
@@ -105,6 +106,7 @@ Term ExpressionCompiler::Column(const Expression& expression, Scope& scope) {
     if (const auto* column = std::get_if<Term>(&meaning)) {
         return *column;
     }
+    // While it is compiled its own name means a column again, or it would be compiled for ever.
     const auto& alias = std::get<AliasUse>(meaning);
     alias.scope->open_aliases.push_back(alias.item);
     auto term = Compile(*alias.item->expression, *alias.scope);
@@ -112,6 +114,7 @@ Term ExpressionCompiler::Column(const Expression& expression, Scope& scope) {
     return term;
 }
 
+// Written so that SQLite reads back exactly this value, whatever its own rules for literals are.
 Term LiteralTerm(const Expression& expression) {
     Term term;
     term.literal = &expression;
@@ -123,6 +126,7 @@ Term LiteralTerm(const Expression& expression) {
             break;
         case ValueKind::Int64:
         case ValueKind::Decimal:
+            // More digits than a double holds: an exact one, whether it has a point or not.
             if (const auto decimal = LongDecimal(cell)) {
                 term.sql = ExactLiteral(*decimal);
                 term.type = DecimalType(decimal->scale);
@@ -130,6 +134,7 @@ Term LiteralTerm(const Expression& expression) {
             }
             if (cell.Kind() == ValueKind::Int64) {
                 term.sql = std::to_string(cell.AsInt64());
+                // Larger whole numbers are doubles to these engines.
                 term.type = SimpleType(cell.AsInt64() <= INT32_MAX ? adInteger : adDouble);
                 break;
             }
@@ -138,6 +143,7 @@ Term LiteralTerm(const Expression& expression) {
             term.sql = NumberLiteral(ToDouble(cell).value_or(0));
             term.type = SimpleType(adDouble);
             break;
+        // Dates are numbers inside; with all 17 digits no second is lost.
         case ValueKind::DateTime:
             term.sql = NumberLiteral(LinearDays(cell.AsDateTime()));
             term.type = SimpleType(adDate);
@@ -160,6 +166,7 @@ Term ExpressionCompiler::Parameter(const Expression& expression) {
     Term term;
     term.sql = "?" + std::to_string(expression.parameter + 1);
     term.dynamic = true;
+    // Parameters are counted over all parts of the statement.
     state_.parameter_count = std::max(state_.parameter_count, expression.parameter + 1);
     return term;
 }
@@ -211,6 +218,7 @@ ColumnOfRows ExpressionCompiler::RowsOf(const Expression& expression, Scope& sco
 
 Term ExpressionCompiler::Exists(const Expression& expression, Scope& scope) {
     auto plan = subqueries_.PlanSubquery(*expression.query, scope);
+    // Whether there is a row is asked, not what it holds: no column is read.
     const std::vector<bool> none(plan->types.size(), false);
     return Truth("EXISTS (" + writer_.Write(*plan, {.columns = &none}).sql + ")");
 }
@@ -235,6 +243,7 @@ Term ExpressionCompiler::Call(const Expression& call, Scope& scope) {
         return Aggregate(call, scope);
     }
     const FunctionEntry* function = nullptr;
+    // Wrong numbers of arguments are refused before the arguments' own mistakes.
     auto arguments = special_calls_.Arguments(call);
     const bool special = arguments.has_value();
     if (!special) {
@@ -249,6 +258,8 @@ Term ExpressionCompiler::Call(const Expression& call, Scope& scope) {
         terms.push_back(Compile(*argument, scope));
     }
     if (special) {
+        // IsDate of a text, for one, is a function after all; its arguments aren't compiled twice,
+        // or calls within calls would take twice as long at each level.
         if (auto term = special_calls_.Make(call, terms)) {
             return *std::move(term);
         }
@@ -269,6 +280,7 @@ Term ExpressionCompiler::Aggregate(const Expression& call, Scope& scope) {
         return Calls::CountRows();
     }
     state_.keeps_values = true;
+    // Within it the columns of the rows may stand, outside only those that are grouped by.
     scope.in_aggregate = true;
     const auto value = Compile(operand, scope);
     scope.in_aggregate = false;

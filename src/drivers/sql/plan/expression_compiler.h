@@ -40,6 +40,7 @@ public:
     std::string Condition(const Expression& expression, Scope& scope);
 
 private:
+    // Whatever kind of node, without the check for a group's key.
     Term CompileNode(const Expression& expression, Scope& scope);
     Term Parameter(const Expression& expression);
     Term Binary(const Expression& expression, Scope& scope);
@@ -50,7 +51,9 @@ private:
     Term Subquery(const Expression& expression, Scope& scope);
     Term Call(const Expression& call, Scope& scope);
     Term Aggregate(const Expression& call, Scope& scope);
+    // operands[position], compiled.
     Term Operand(const Expression& expression, std::size_t position, Scope& scope);
+    // The node's query; throws unless it has one column.
     std::unique_ptr<SelectPlan> PlanOneColumn(const Expression& expression, Scope& scope);
     ColumnOfRows RowsOf(const Expression& expression, Scope& scope);
 

@@ -1,3 +1,6 @@
+// From the innermost query outwards the first one that has the name decides: its tables' columns
+// first, then the aliases of its outputs. Names compare by the dialects' rule, without letter case.
+
 #include "drivers/sql/plan/names.h"
 
 #include "data/letter_case.h"
@@ -37,6 +40,7 @@ std::optional<Term> Names::ColumnAt(const Scope& scope, const Expression& expres
             !NamesTable(expression.qualifier, *table->expression)) {
             continue;
         }
+        // With a qualifier the first table of that name wins, as it does in the engines.
         auto term = ColumnIn(*table, expression.name);
         if (term && found && expression.qualifier.empty()) {
             throw AmbiguousColumn(expression.name);
@@ -65,6 +69,7 @@ std::optional<AliasUse> Names::AliasAt(Scope& scope, const Expression& expressio
 
 Term Names::ColumnOf(ScopeTable& table, std::size_t column) const {
     Term term;
+    // A column of a stored table is named by its number: names may hold any character.
     term.column = true;
     term.table = &table;
     term.table_column = column;

@@ -51,10 +51,12 @@ public:
     Term ColumnOf(ScopeTable& table, std::size_t column) const;
     void Touch(const Term& term) const;
 
+    // Of a stored table, or of the query that stands for it.
     std::size_t ColumnCount(const ScopeTable& table) const;
     const std::string& ColumnName(const ScopeTable& table, std::size_t column) const;
 
 private:
+    // Of one table, of one query's tables, and the alias of an output.
     std::optional<Term> ColumnIn(ScopeTable& table, std::string_view name) const;
     std::optional<Term> ColumnAt(const Scope& scope, const Expression& expression) const;
     static std::optional<AliasUse> AliasAt(Scope& scope, const Expression& expression);

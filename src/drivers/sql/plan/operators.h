@@ -17,6 +17,7 @@ public:
 
 private:
     Term Logic(Operator op, const Term& left, const Term& right) const;
+    // + - and *.
     Term Sum(Operator op, const Term& left, const Term& right) const;
     Term DateSum(Operator op, const Term& left, const Term& right) const;
     Term ExactArithmetic(Operator op,

@@ -1,3 +1,6 @@
+// A saved query in FROM is parsed where it is met. "Open" means that its statement is being
+// planned: whatever it names meanwhile is inside it, and must not be itself.
+
 #include "drivers/sql/plan/saved_queries.h"
 
 #include "data/letter_case.h"

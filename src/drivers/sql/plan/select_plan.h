@@ -36,6 +36,7 @@ struct ScopeTable {
     std::string sql_name;
 };
 
+// A table, or a join of two nodes whose condition is SQL already.
 struct FromNode {
     ScopeTable* table = nullptr;  // null: a join
     TableExpression::JoinType join = TableExpression::JoinType::Inner;
@@ -49,6 +50,8 @@ struct OrderKey {
     bool descending = false;
 };
 
+// One SELECT. Conditions are SQL already; what becomes a column or a key is still a term, because
+// the writer decides in which form it is wanted.
 struct CorePlan {
     const SelectCore* core = nullptr;
     std::vector<std::unique_ptr<ScopeTable>> tables;

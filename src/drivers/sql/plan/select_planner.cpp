@@ -15,6 +15,7 @@
 namespace vantry::sql {
 namespace {
 
+// SQLite's own limit is 2,000, row ids included.
 constexpr std::size_t kMaxColumns = 1500;
 
 // The output that ORDER BY means by a whole number; nothing for other expressions. A position that
@@ -52,6 +53,7 @@ void TellApart(std::vector<PlanItem>& items) {
 
 std::unique_ptr<SelectPlan> SelectPlanner::Plan(const Select& select, Scope* outer) {
     const CompileLevel level(state_);
+    // INTO makes a statement that changes something; a query within one can't be that.
     if (select.into) {
         throw SyntaxErrorInExpression(" (INTO)", *select.into);
     }
@@ -61,6 +63,7 @@ std::unique_ptr<SelectPlan> SelectPlanner::Plan(const Select& select, Scope* out
     for (std::size_t k = 0; k < select.cores.size(); ++k) {
         Scope scope;
         scope.outer = outer;
+        // The scope ends with its SELECT: parts of a union don't see each other's tables.
         PlanCore(plan->cores[k], select.cores[k], scope);
         if (select.cores.size() == 1) {
             PlanOrder(plan->cores[0], select.order_by, scope);
@@ -88,6 +91,7 @@ void SelectPlanner::PlanCore(CorePlan& plan, const SelectCore& core, Scope& scop
     plan.core = &core;
     PlanTables(plan, core.from, scope);
     if (core.where) {
+        // Before the aliases are known to the scope: WHERE doesn't see them.
         plan.where = expressions_.Condition(*core.where, scope);
     }
     plan.aggregate = !core.group_by.empty() || core.having != nullptr;
@@ -98,6 +102,7 @@ void SelectPlanner::PlanCore(CorePlan& plan, const SelectCore& core, Scope& scop
     scope.core = &core;
     if (plan.aggregate) {
         state_.sorts = true;
+        // Grouped rows come in the order of the groups.
         keys = PlanGroups(plan, core, scope);
         scope.keys = &keys;
         scope.allows_aggregates = true;
@@ -105,6 +110,7 @@ void SelectPlanner::PlanCore(CorePlan& plan, const SelectCore& core, Scope& scop
     if (core.distinct || core.distinct_row || core.top || !core.group_by.empty()) {
         state_.keeps_values = true;
     }
+    // DISTINCT is a grouping; TOP alone keeps the table's order.
     state_.sorts = state_.sorts || core.distinct || core.distinct_row || core.top_percent;
     PlanItems(plan, core, scope);
     if (core.having) {
@@ -184,6 +190,7 @@ void SelectPlanner::PlanItems(CorePlan& plan, const SelectCore& core, Scope& sco
         if (item.expression->kind == Expression::Kind::Star) {
             AddStar(plan, *item.expression, scope);
         } else {
+            // In "price * 2 AS price" the name means the column.
             scope.open_aliases.assign(1, &item);
             plan.items.push_back(MakeItem(item, plan.items.size(), scope));
             scope.open_aliases.clear();
@@ -229,6 +236,7 @@ PlanItem SelectPlanner::MakeItem(const OutputItem& item, std::size_t position, S
     } else {
         made.term = expressions_.Compile(*item.expression, scope);
     }
+    // The number is the position, as the engines count it, from 1000.
     made.name = item.alias.empty() ? "Expr" + std::to_string(1000 + position) : item.alias;
     return made;
 }
@@ -250,10 +258,12 @@ void SelectPlanner::PlanOrder(CorePlan& plan,
                 keys.columns.emplace_back(term.table, term.table_column);
             }
         }
+        // Groups can only be sorted by what they are made of.
         scope.keys = &keys;
     }
     for (const auto& item : order_by) {
         OrderKey key{OrderTerm(plan, *item.expression, scope), item.descending};
+        // After DISTINCT there is nothing left of a column that isn't shown.
         const auto is_key = [&](const PlanItem& other) { return other.term.sql == key.term.sql; };
         if (plan.core->distinct && std::none_of(plan.items.begin(), plan.items.end(), is_key)) {
             throw DataError(

@@ -30,17 +30,22 @@ public:
     std::unique_ptr<SelectPlan> PlanSubquery(const Select& select, Scope& outer) override;
     // The FROM clause alone: UPDATE and DELETE have one, too.
     void PlanTables(CorePlan& plan, const std::vector<TableExpression>& tables, Scope& scope);
+    // For the expressions of UPDATE, DELETE and VALUES.
     ExpressionCompiler& Expressions() { return expressions_; }
 
 private:
+    // One SELECT; fills all of the plan but its order.
     void PlanCore(CorePlan& plan, const SelectCore& core, Scope& scope);
+    // Adds the tables to the plan and to the scope, joins by their conditions.
     FromNode PlanTable(CorePlan& plan, const TableExpression& table, Scope& scope);
     void OpenTable(ScopeTable& table, const TableExpression& expression);
+    // What may stand outside aggregates from here on.
     GroupKeys PlanGroups(CorePlan& plan, const SelectCore& core, Scope& scope);
     void PlanItems(CorePlan& plan, const SelectCore& core, Scope& scope);
     void AddStar(CorePlan& plan, const Expression& star, Scope& scope);
     PlanItem MakeItem(const OutputItem& item, std::size_t position, Scope& scope);
     void PlanOrder(CorePlan& plan, const std::vector<OrderItem>& order_by, Scope& scope);
+    // An output by its position, or an expression.
     Term OrderTerm(const CorePlan& plan, const Expression& expression, Scope& scope);
     void PlanUnion(SelectPlan& plan, const Select& select);
 

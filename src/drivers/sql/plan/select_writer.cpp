@@ -85,10 +85,12 @@ void SelectWriter::AddItems(CorePlan& plan, const Wanted& wanted, List& list) {
         const bool column_wanted = wanted.columns == nullptr || (*wanted.columns)[k];
         const bool has_row = term.origin.has_value() && term.table != nullptr;
         auto& number = list.out.item_columns.emplace_back(-1);
+        // DISTINCT compares even what the result takes from the engine's own row.
         if (plan.core->distinct) {
             names_.Touch(term);
             list.group_by.push_back(Conversions::AsKey(term));
         }
+        // Columns that have a row are left to it; the rest must be worked out by SQLite.
         if (column_wanted && !(wanted.as_rows && has_row)) {
             names_.Touch(term);
             number = static_cast<int>(list.columns.size());
@@ -161,6 +163,7 @@ std::string SelectWriter::Node(FromNode& node) {
     const bool turned = node.join == TableExpression::JoinType::Right;
     auto& left = turned ? *node.right : *node.left;
     auto& right = turned ? *node.left : *node.right;
+    // The right side first: derived tables are numbered as they are written.
     const auto right_sql = Node(right);
     const auto left_sql = Node(left);
     return left_sql +
@@ -171,6 +174,7 @@ std::string SelectWriter::Node(FromNode& node) {
 // DISTINCT over groups: the groups become a table of their own, whose equal rows are one.
 WrittenQuery SelectWriter::DistinctGroups(CorePlan& plan) {
     const SelectCore plain;
+    // The groups are written as if DISTINCT weren't there.
     const auto* core = std::exchange(plan.core, &plain);
     const auto order_by = std::exchange(plan.order_by, {});
     const auto name = "s" + std::to_string(state_.derived_count++);
@@ -211,6 +215,7 @@ std::string SelectWriter::Top(const CorePlan& plan,
         return "SELECT " + list + body + " LIMIT " + count;
     }
     const auto name = "s" + std::to_string(state_.derived_count++);
+    // PERCENT without an order still needs the number of all rows.
     const auto rank = order.empty() ? std::string("row_number() OVER ()")
                                     : "rank() OVER (" + order.substr(1) + ")";
     const auto limit = core.top_percent ? "(" + name + ".k - 1) * 100.0 < " + name + ".n * " +
@@ -238,6 +243,7 @@ WrittenQuery SelectWriter::Union(SelectPlan& plan) {
     for (const auto& [column, descending] : plan.union_order) {
         Term key;
         key.sql = name + ".x" + std::to_string(column);
+        // Not collated any more: behind the union the column has lost its collation.
         key.type = plan.types[column];
         AddOrder(order, Conversions::AsKey(key), descending);
     }

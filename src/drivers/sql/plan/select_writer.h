@@ -24,6 +24,7 @@ struct Wanted {
     std::optional<std::size_t> row_source = {};   // a source whose id is wanted in any case
 };
 
+// Where in its rows the items and the ids stand.
 struct WrittenQuery {
     std::string sql;
     std::vector<int> item_columns;                     // -1: not among the columns
@@ -41,12 +42,15 @@ public:
 
 private:
     struct List;  // the select list as it grows
+    // One SELECT, and the parts of its select list.
     WrittenQuery Core(CorePlan& plan, const Wanted& wanted);
     void AddItems(CorePlan& plan, const Wanted& wanted, List& list);
     void AddRowIds(CorePlan& plan, const Wanted& wanted, List& list);
+    // The three that need a SELECT around a SELECT.
     WrittenQuery DistinctGroups(CorePlan& plan);
     WrittenQuery Union(SelectPlan& plan);
     std::string UnionPart(CorePlan& core, const std::vector<ValueType>& types);
+    // Its clauses, each with its word in front.
     std::string From(CorePlan& plan);
     std::string Node(FromNode& node);
     std::string Body(CorePlan& plan, const std::vector<std::string>& group_by);

@@ -84,6 +84,7 @@ const SpecialCalls::Entry* SpecialCalls::Find(std::string_view name) const {
         {"min", 2, 2, &SpecialCalls::SmallerOfTwo, FoxPro},
     };
     const auto dialect = conversions_.DialectKind();
+    // Few enough to be looked through at each call.
     for (const auto& entry : kEntries) {
         if (SameWord(name, entry.name) && entry.dialect.value_or(dialect) == dialect) {
             return &entry;
@@ -111,6 +112,7 @@ std::optional<std::vector<const Expression*>> SpecialCalls::Arguments(
             arguments.push_back(operand.get());
         }
         const auto* last = arguments.back();
+        // The whole cascade becomes one list: condition, value, condition, value, ..., else.
         const bool cascade = SameWord(call.name, "iif") && last->kind == Expression::Kind::Call &&
                              SameWord(last->name, "iif");
         if (!cascade) {
@@ -156,6 +158,7 @@ std::optional<Term> SpecialCalls::FirstTrue(std::span<const Term> arguments) con
 }
 
 std::optional<Term> SpecialCalls::ChosenByNumber(std::span<const Term> arguments) const {
+    // Choose rounds its number, and is Null outside the list.
     const auto index = conversions_.Function("+whole", {conversions_.AsNumber(arguments[0])});
     Branches branches;
     for (std::size_t k = 1; k < arguments.size(); ++k) {
@@ -172,6 +175,7 @@ std::optional<Term> SpecialCalls::ValueOrElse(std::span<const Term> arguments) c
     } else {
         const auto family = FamilyOf(value.type);
         const bool text = family == Family::Text || family == Family::Unknown;
+        // Nz alone: an empty text or a zero, by what the value is.
         otherwise.sql = text ? "''" : "0";
         otherwise.type = text ? TextType(0) : value.type;
     }

@@ -25,8 +25,10 @@ public:
 private:
     using Branches = std::vector<std::pair<std::string, Term>>;  // condition and value
     struct Entry;
+    // Of this dialect; null if there is none.
     const Entry* Find(std::string_view name) const;
 
+    // One function a call, or a few that are alike.
     std::optional<Term> FirstTrue(std::span<const Term> arguments) const;
     std::optional<Term> ChosenByNumber(std::span<const Term> arguments) const;
     std::optional<Term> ValueOrElse(std::span<const Term> arguments) const;
@@ -40,6 +42,7 @@ private:
     std::optional<Term> LargerOfTwo(std::span<const Term> arguments) const;
     std::optional<Term> SmallerOfTwo(std::span<const Term> arguments) const;
     Term BetterOfTwo(Operator op, std::span<const Term> arguments) const;
+    // A CASE whose branches have one type. Without `otherwise` it is Null where no condition holds.
     Term Choice(const Branches& branches, const Term* otherwise) const;
 
     const Conversions& conversions_;

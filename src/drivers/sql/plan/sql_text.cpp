@@ -33,6 +33,7 @@ std::string_view Symbol(Operator op) {
             return " AND ";
         case Operator::Or:
             return " OR ";
+        // Division, powers and the like aren't left to SQLite.
         default:
             return "";
     }
@@ -40,8 +41,10 @@ std::string_view Symbol(Operator op) {
 
 std::string NumberLiteral(double number) {
     std::array<char, 40> buffer{};
+    // 17 digits give back the same double.
     std::snprintf(buffer.data(), buffer.size(), "%.17g", number);
     std::string text = buffer.data();
+    // "3" would be a whole number, and 3 / 2 would be 1.
     if (text.find_first_of(".en") == std::string::npos) {
         text += ".0";
     }
@@ -63,6 +66,7 @@ std::string TextLiteral(std::string_view text) {
     std::string sql = "'";
     for (const char c : text) {
         sql += c;
+        // Nothing but the quote has a meaning within SQLite's texts.
         if (c == '\'') {
             sql += c;
         }
@@ -74,6 +78,7 @@ std::string ComparableText(std::string_view text) {
     std::string out;
     char quote = 0;
     for (const char c : text) {
+        // "a+b" and "A + b" are one expression, 'a b' and 'ab' two texts.
         if (quote == 0 && IsSpace(c)) {
             continue;
         }

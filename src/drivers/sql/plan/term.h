@@ -26,6 +26,7 @@ struct Term {
     bool dynamic = false;   // a parameter: converted when its value is there
     bool collated = false;  // a column that has its collation with it
     bool column = false;
+    // The node of a literal, or of a negated one: its value is known now.
     const Expression* literal = nullptr;
     std::optional<Operator> chain;  // sql is "(a op b ...)" and may be continued
     std::size_t chain_length = 0;

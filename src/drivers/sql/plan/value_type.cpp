@@ -1,3 +1,9 @@
+// What type comes out of two. The rules are the engines': a result is as wide as its widest
+// operand, dates and texts stay what they are, a currency stays one as long as no floating number
+// is in it. Easy to get wrong: decimals outrank floating types but a mix of them is a double,
+// because neither holds all values of the other; and two small types make a larger one, or 200 +
+// 200 of bytes would overflow in the target although SQLite reckons it rightly.
+
 #include "drivers/sql/plan/value_type.h"
 
 #include <algorithm>
@@ -9,6 +15,7 @@ constexpr std::int64_t kShortText = 255;
 constexpr std::int64_t kLongTextSize = 536870910;
 constexpr int kMaxPrecision = 28;
 
+// How wide a number type is; Boolean counts as a number of 0 and -1.
 int Rank(int code) {
     switch (code) {
         case adBoolean:
@@ -37,12 +44,14 @@ int Rank(int code) {
 }  // namespace
 
 Family FamilyOf(int code) {
+    // A Null alone, and a parameter.
     if (code == adEmpty || code == adVariant) {
         return Family::Unknown;
     }
     if (code == adBoolean) {
         return Family::Boolean;
     }
+    // A GUID is a text in braces wherever it is compared.
     if (IsTextType(code) || code == adGUID) {
         return Family::Text;
     }
@@ -122,6 +131,7 @@ ValueType CommonType(const ValueType& left, const ValueType& right) {
     if (right_family == Family::Unknown) {
         return left;
     }
+    // The longer one: a short branch of IIf must not cut the other one in a target.
     if (left_family == Family::Text && right_family == Family::Text) {
         return left.size >= right.size ? left : right;
     }
@@ -134,6 +144,7 @@ ValueType CommonType(const ValueType& left, const ValueType& right) {
     if (is_number(left_family) && is_number(right_family)) {
         return ArithmeticType(left, right, false);
     }
+    // Kinds that have nothing in common, as a date and a number, meet as text.
     return TextType(std::max(left.size, right.size));
 }
 
@@ -146,6 +157,7 @@ ValueType ArithmeticType(const ValueType& left, const ValueType& right, bool pro
         // Short numbers are added as long ones, so that 200 + 200 of bytes has room.
         return SimpleType(rank == 2 ? adInteger : kCodes[rank]);
     }
+    // Decimals of up to 15 digits are floating numbers inside, larger ones exact.
     const bool floating = left_rank == 5 || left_rank == 6 || right_rank == 5 || right_rank == 6;
     if (floating) {
         return SimpleType(adDouble);
@@ -156,6 +168,7 @@ ValueType ArithmeticType(const ValueType& left, const ValueType& right, bool pro
         }
         return IsExactDecimal(type.code) && type.scale != kDoesNotApply ? type.scale : 0;
     };
+    // Whole numbers beside a currency are money, too.
     const bool money =
         (left.code == adCurrency || left_rank < 7) && (right.code == adCurrency || right_rank < 7);
     if (money) {
@@ -163,6 +176,7 @@ ValueType ArithmeticType(const ValueType& left, const ValueType& right, bool pro
     }
     const int scale =
         product ? scale_of(left) + scale_of(right) : std::max(scale_of(left), scale_of(right));
+    // A product of many decimals has more places than a decimal holds.
     return scale > kMaxPrecision ? SimpleType(adDouble) : DecimalType(scale);
 }
 

@@ -1,3 +1,9 @@
+// UPDATE and DELETE are a query for the ids of rows, and for UPDATE the new values, followed by the
+// changes. All rows are found before the first is changed: a row that moves, or an index that grows
+// under the scan, would be met twice. Easy to get wrong: a join may find a row more than once, a
+// value that can't be read must not become another one, and looking for the rows already happens
+// under the lock that the change takes, or a row of another program could come in between.
+
 #include "drivers/sql/run/change.h"
 
 #include "drivers/sql/errors.h"
@@ -107,6 +113,7 @@ private:
         query_.Start(values);
         std::vector<RowId> rows;
         std::unordered_set<RowId> seen;
+        // One table finds each row once; only a join needs to remember them.
         const bool may_repeat = query_.SourceCount() > 1;
         while (query_.Next()) {
             const auto row = query_.RowOf(target_.source);
@@ -141,6 +148,7 @@ private:
 };
 
 // The table of a DELETE without a condition; null for other ones.
+// An engine empties a table faster than it deletes its rows.
 TablePtr TableToClear(const Delete& erase, const Database& database) {
     const bool plain = !erase.where && erase.tables.size() == 1 &&
                        erase.tables[0].kind == TableExpression::Kind::Named &&
@@ -172,8 +180,10 @@ void DropTableOf(EmbeddedDatabase& database, const std::string& name) {
         if (error.Number() == kErrNoSuchTable) {
             throw;
         }
+        // Which is how a user gets rid of it.
         // A damaged table can still be dropped.
     }
+    // Closed first: an engine won't drop what is open.
     table.reset();
     Bracketed(database, [&] {
         database.DropTable(name);
@@ -181,6 +191,7 @@ void DropTableOf(EmbeddedDatabase& database, const std::string& name) {
     });
 }
 
+// SELECT by Execute: run to its end, so that its errors are seen.
 class RowWalk : public Statement {
 public:
     RowWalk(const Select& select, Database database, const Dialect& dialect)

@@ -1,3 +1,10 @@
+// Five ways in which rows are added. A load is a prepared INSERT of parameters, or an appender:
+// both put the cells that they are given into a row made once, and where parameters are the table's
+// own columns in their order they hand the caller's row through untouched. The others go through a
+// query and convert. Easy to get wrong: a text for a date column is converted here, by the
+// statement's rules, before the engine sees it; and INSERT INTO t SELECT ... FROM t would never end
+// if its rows weren't kept first.
+
 #include "drivers/sql/run/insert.h"
 
 #include "data/letter_case.h"
@@ -18,6 +25,7 @@ using TablePtr = std::shared_ptr<StoredTable>;
 TablePtr OpenOrThrow(const Database& database, const Dialect& dialect, const std::string& name) {
     auto table = database->OpenTable(name);
     if (!table) {
+        // A saved query is no table, although FROM takes both.
         if (database->ViewText(name)) {
             throw NotSupported("Adding rows to the query '" + name + "'");
         }
@@ -48,6 +56,7 @@ std::vector<std::size_t> TargetColumns(const StoredTable& table,
     return columns;
 }
 
+// Before anything runs: half a row would be a row of Nulls.
 void CheckCount(std::size_t values, std::size_t columns) {
     if (values != columns) {
         throw DataError(kErrSyntax,
@@ -64,6 +73,7 @@ public:
         const auto columns = TargetColumns(*table_, insert.columns);
         CheckCount(insert.values.size(), columns.size());
         row_.resize(table_->Columns().size());
+        // row_ keeps views of their values: they must not move.
         constants_.reserve(columns.size());
         for (std::size_t k = 0; k < columns.size(); ++k) {
             const auto& value = *insert.values[k];
@@ -76,6 +86,7 @@ public:
                 row_[columns[k]] = constants_.back().AsCell();
             }
         }
+        // Then the caller's cells are the row, and nothing is copied at all.
         whole_row_ = parameters_.size() == row_.size();
         for (const auto& [parameter, column] : parameters_) {
             whole_row_ = whole_row_ && parameter == column;
@@ -159,6 +170,7 @@ std::int64_t InsertRows(Query& query,
     const auto insert = [&](std::span<const Cell> cells) {
         for (std::size_t k = 0; k < columns.size(); ++k) {
             const auto& info = infos[columns[k]].info;
+            // Only texts need the statement's conversion; what else differs the engine fits.
             const bool as_it_is = cells[k].Kind() != ValueKind::Text || IsTextType(info.type);
             if (!as_it_is) {
                 converted[k] = ConvertForColumn(cells[k], info);
@@ -167,6 +179,7 @@ std::int64_t InsertRows(Query& query,
         }
         table.Insert(row);
     };
+    // A value that couldn't be read ends the statement: it must not become Null.
     const auto readable = [&] {
         for (std::size_t k = 0; k < columns.size(); ++k) {
             if (query.Row()[k].Kind() == ValueKind::Unreadable) {
@@ -176,6 +189,7 @@ std::int64_t InsertRows(Query& query,
     };
     bool same_table = false;
     for (std::size_t k = 0; k < query.SourceCount(); ++k) {
+        // By name: the query may have opened it a second time.
         same_table = same_table || SameName(query.TableOf(k).Name(), table.Name());
     }
     std::vector<std::vector<Value>> kept;
@@ -213,6 +227,7 @@ public:
           table_(OpenOrThrow(database, dialect, insert.table)),
           query_(CompileSelect(*insert.query, *database, dialect), database, dialect) {
         auto names = insert.columns;
+        // INSERT INTO t SELECT b, a FROM u puts b into b.
         if (names.empty()) {
             // Without a column list the query's names say where its columns go.
             for (const auto& info : query_.Columns()) {
@@ -247,6 +262,7 @@ bool Exists(EmbeddedDatabase& database, const std::string& name) {
 ColumnDefinition DefinitionFor(const ColumnInfo& info) {
     ColumnDefinition column;
     column.name = info.name;
+    // No short column is wider; a size of 2 GB wouldn't fit an int.
     const auto size = static_cast<int>(std::min<std::int64_t>(info.defined_size, 510));
     switch (info.type) {
         case adUnsignedTinyInt:
@@ -311,6 +327,7 @@ public:
             columns.push_back(columns.size());
             definition.columns.push_back(DefinitionFor(info));
         }
+        // A table that was made stays, empty, when its rows can't be read.
         CreateTableIn(*database_, definition);
         const auto table = database_->OpenTable(into_);
         query_.Start(values);
@@ -327,6 +344,7 @@ class TableAppender : public Appender {
 public:
     TableAppender(PlainQuery plain, Database database)
         : database_(std::move(database)), plain_(std::move(plain)) {
+        // Columns that the SELECT doesn't name stay Unset: their default, or Null.
         row_.resize(plain_.table->Columns().size());
         whole_row_ = plain_.columns.size() == row_.size();
         for (std::size_t k = 0; k < plain_.columns.size(); ++k) {
@@ -355,6 +373,7 @@ private:
 
 Value ConvertForColumn(const Cell& value, const ColumnInfo& column) {
     const auto family = FamilyOf(column.type);
+    // True is -1, in a column of numbers, too.
     if (value.Kind() == ValueKind::Boolean && family == Family::Number) {
         return Value(Cell::Int64(value.AsBoolean() ? -1 : 0));
     }
@@ -419,6 +438,7 @@ std::unique_ptr<Appender> MakeAppender(const Select& select,
                                        const Dialect& dialect) {
     auto plain = MatchPlainQuery(select, *database);
     if (!plain || plain->count_only) {
+        // A plain query that couldn't be matched has a name that isn't there, mostly.
         CompileSelect(select, *database, dialect);  // says what isn't there
         throw NotSupported("Adding rows to anything but the columns of a table");
     }

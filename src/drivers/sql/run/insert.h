@@ -21,6 +21,7 @@ std::unique_ptr<Statement> PrepareSelectInto(Select select,
 void CreateTableIn(EmbeddedDatabase& database, const TableDefinition& definition);
 
 // All of a statement or nothing; gives what `work` gives.
+// The exception goes on to the caller.
 template <typename Work>
 std::int64_t Bracketed(EmbeddedDatabase& database, Work work) {
     database.BeginStatement();

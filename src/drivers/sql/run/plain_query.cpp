@@ -1,3 +1,9 @@
+// The hot path of every copy: SELECT columns FROM table, without a condition, is the engine's scan
+// and nothing else; SQLite isn't even opened. So is the count of rows, and so are the probes for a
+// table's columns, which carry a condition that no row meets (WHERE 1=2). Easy to get wrong: this
+// may only match what the compiler would do alike; whatever is in doubt, an unknown name included,
+// is left to it, and its messages with it.
+
 #include "drivers/sql/run/plain_query.h"
 
 #include "data/letter_case.h"
@@ -20,6 +26,7 @@ std::optional<bool> ConstantCondition(const Expression& condition) {
         right->AsCell().Kind() != ValueKind::Int64) {
         return std::nullopt;
     }
+    // Whole numbers only: what 1 = '1' is the compiler knows.
     const bool equal = left->AsCell().AsInt64() == right->AsCell().AsInt64();
     return equal == (condition.op == Operator::Equal);
 }
@@ -31,6 +38,7 @@ bool IsCountOfRows(const Expression& expression) {
 }
 
 // Rows of a scan. `cells` is the scan's own row where each column is asked for once.
+// The database is held so that it outlives the scan.
 class ScanCursor : public Cursor {
 public:
     ScanCursor(PlainQuery query, std::shared_ptr<EmbeddedDatabase> database)
@@ -43,8 +51,10 @@ public:
                 projection.push_back(column);
             }
         }
+        // SELECT a, a: the engine gives each column once, so cells are copied then, and only then.
         repeats_ = projection.size() != query_.columns.size();
         cells_.resize(repeats_ ? query_.columns.size() : 0);
+        // A probe opens no scan: the table may be of a gigabyte.
         left_ = query_.limit.value_or(std::numeric_limits<std::int64_t>::max());
         if (left_ > 0) {
             scan_ = query_.table->Scan(projection);
@@ -93,6 +103,7 @@ class CountCursor : public Cursor {
 public:
     CountCursor(PlainQuery query, std::shared_ptr<EmbeddedDatabase> database)
         : database_(std::move(database)), query_(std::move(query)) {
+        // By the engine's quickest way: a header field, an index, the file's size.
         count_ = Cell::Int64(query_.table->CountRows());
     }
     std::span<const ColumnInfo> Columns() const override { return query_.infos; }
@@ -113,6 +124,7 @@ bool AddColumns(const OutputItem& item, const TableExpression& from, PlainQuery&
     if (!named) {
         return false;
     }
+    // Alone or among columns: SELECT *, id is plain, too.
     if (expression.kind == Expression::Kind::Star) {
         for (std::size_t k = 0; k < stored.size(); ++k) {
             plain.columns.push_back(k);
@@ -168,6 +180,7 @@ std::optional<std::size_t> FindColumn(const StoredTable& table, std::string_view
             return k;
         }
     }
+    // Letters beyond ASCII cost more, so they are looked at last.
     const auto wanted = UpperCased(name);
     for (std::size_t k = 0; k < columns.size(); ++k) {
         if (UpperCased(columns[k].info.name) == wanted) {
@@ -184,6 +197,7 @@ bool NamesTable(std::string_view qualifier, const TableExpression& table) {
     if (SameName(qualifier, table.name)) {
         return true;
     }
+    // orders.id where the table is "folder/orders.csv" or orders#csv.
     auto file = std::string_view(table.name);
     if (const auto slash = file.find_last_of("/\\!"); slash != std::string_view::npos) {
         file.remove_prefix(slash + 1);
@@ -200,6 +214,7 @@ std::optional<PlainQuery> MatchPlainQuery(const Select& select, EmbeddedDatabase
         return std::nullopt;
     }
     const auto& core = select.cores[0];
+    // DISTINCTROW over one table changes nothing.
     if (core.distinct || core.top_percent || !core.group_by.empty() || core.having ||
         core.from.size() != 1 || core.from[0].kind != TableExpression::Kind::Named) {
         return std::nullopt;
@@ -235,6 +250,7 @@ std::optional<PlainQuery> MatchPlainQuery(const Select& select, EmbeddedDatabase
         }
         plain.infos.push_back(std::move(info));
         plain.count_only = true;
+        // SELECT TOP 5 count(*) has one row; the compiler sees to it.
         return plain.limit ? std::nullopt : std::optional(std::move(plain));
     }
     for (const auto& item : core.items) {

@@ -1,3 +1,10 @@
+// SQLite steps, our cells come out. Plain columns never pass through SQLite: where its scan stands
+// at the row they are the engine's own cells; behind a sort the row is found again by its id, and
+// because single seeks in sorted order would jump through the file, rows come by the chunk and each
+// chunk is read in the table's order. Easy to get wrong: cells are views, valid until the scan
+// moves, so who looks ahead copies; SQLite's numbers are checked against the type that was
+// promised; and an error behind a chunk is told only after the chunk's rows.
+
 #include "drivers/sql/run/query.h"
 
 #include "data/value_convert.h"
@@ -46,6 +53,7 @@ Query::Query(CompiledQuery compiled,
         compiled_.sources[k]->Register(session_, k);
     }
     sqlite3_stmt* statement = nullptr;
+    // Persistent: a prepared UPDATE runs many times.
     const int code = sqlite3_prepare_v3(session_.Handle(),
                                         compiled_.sql.data(),
                                         static_cast<int>(compiled_.sql.size()),
@@ -71,11 +79,13 @@ Query::Query(CompiledQuery compiled,
     }
     passes_through_ = in_order && compiled_.sources.size() == 1;
     cells_.resize(compiled_.columns.size());
+    // Shown columns that the scan can't show are those of rows that come out in another order.
     for (const auto& source : compiled_.sources) {
         by_chunks_ = by_chunks_ || (!source->shown_columns.empty() && !source->shows_directly);
     }
 }
 
+// Parameters are bound once a run; SQLite keeps copies of them.
 void Query::Start(std::span<const Cell> parameters) {
     if (parameters.size() < compiled_.parameter_count) {
         throw NoSuchColumn();
@@ -88,6 +98,7 @@ void Query::Start(std::span<const Cell> parameters) {
     at_end_ = false;
 }
 
+// Ends SQLite's scans, and with them the engine's hold on the file.
 void Query::Stop() {
     sqlite3_reset(statement_.get());
     at_end_ = true;
@@ -104,6 +115,7 @@ void Query::BindCell(int index, const Cell& cell) {
     auto* statement = statement_.get();
     const auto copied = reinterpret_cast<sqlite3_destructor_type>(std::intptr_t{-1});
     switch (cell.Kind()) {
+        // A value that isn't there isn't Null.
         case ValueKind::Unset:
         case ValueKind::Unreadable:
             throw NoSuchColumn();
@@ -136,6 +148,7 @@ void Query::BindCell(int index, const Cell& cell) {
                 copied);
             break;
         default:
+            // Unsigned and decimal numbers that are whole keep all digits.
             if (const auto whole = ToInt64(cell)) {
                 sqlite3_bind_int64(statement, index, *whole);
             } else if (const auto decimal = LongDecimal(cell)) {
@@ -163,6 +176,7 @@ bool Query::Next() {
     if (at_end_) {
         return false;
     }
+    // A cursor that failed is at its end: the next call must not repeat a row.
     at_end_ = true;  // also when the step throws
     if (by_chunks_ ? !NextKept() : !Step()) {
         return false;
@@ -181,6 +195,7 @@ void Query::TakeRow() {
             FindRow(k);
         }
     }
+    // SELECT a, b FROM t WHERE ...: the engine's row is the result's row.
     if (passes_through_ && !shown_[0].cells.empty()) {
         row_ = shown_[0].cells.first(cells_.size());
         return;
@@ -205,6 +220,7 @@ void Query::FindRow(std::size_t source) {
         shown.cells = table.CurrentRow();
         return;
     }
+    // Null: the row that an outer join found no match for.
     const auto id = RowIdAt(source);
     shown.id = id.value_or(0);
     shown.standing = id && table.StandsAt(*id);
@@ -257,6 +273,8 @@ void Query::FillChunk() {
             }
             chunk_.Add(0, cells_);
         }
+        // The rows before the failure are the result's, and the error comes in its place among
+        // them.
     } catch (...) {
         behind_chunk_ = std::current_exception();
         no_more_ = true;
@@ -268,6 +286,7 @@ void Query::FillChunk() {
             bytes += FetcherOf(k).Bytes();
         }
     }
+    // The next chunk is as large as memory allows by what this one took.
     const auto per_row = bytes / std::max<std::size_t>(chunk_.Size(), 1) + 1;
     chunk_rows_ = std::clamp<std::size_t>(
         kChunkBytes / per_row, kFirstChunk, std::min(kLargestChunk, chunk_rows_ * 100));
@@ -290,6 +309,7 @@ bool Query::NextKept() {
     for (std::size_t k = 0; k < shown_.size(); ++k) {
         if (!compiled_.sources[k]->shown_columns.empty()) {
             shown_[k].id = ids_[k][row].value_or(0);
+            // Throws where another program deleted the row between sorting and reading it.
             shown_[k].cells = shown_[k].fetcher->RowOf(row);
         }
     }
@@ -341,6 +361,7 @@ Cell Query::Number(const ColumnInfo& info, int sql_column) {
     if (IsExactDecimal(info.type)) {
         return DecimalCell(cell, info);
     }
+    // A whole type may have got a double from a division: it is rounded, not cut.
     const auto rounded = ToInt64Rounded(cell);
     const bool small = info.type == adInteger || info.type == adSmallInt;
     if (!rounded || (small && (*rounded < INT32_MIN || *rounded > INT32_MAX))) {
@@ -380,6 +401,7 @@ Cell Query::Computed(const ResultColumn& column) {
         return Cell::Bytes(
             {data, static_cast<std::size_t>(sqlite3_column_bytes(statement, index))});
     }
+    // A result without a type, as of a parameter: by what it turned out to be.
     if (kind == SQLITE_INTEGER) {
         return Cell::Int64(sqlite3_column_int64(statement, index));
     }

@@ -25,10 +25,14 @@ public:
     void Start(std::span<const Cell> parameters);
     // Lets go of the rows that are being read.
     void Stop();
+    // False at the end. Throws what SQLite, a function or the engine failed with; the query is at
+    // its end then.
     bool Next();
+    // Valid until the next call of anything that moves.
     std::span<const Cell> Row() const { return row_; }
     // The id of the current row of a source whose id was asked for.
     RowId RowOf(std::size_t source) const;
+    // Why that cell of the current row is Unreadable.
     DataError FieldError(std::size_t column) const;
     const StoredTable& TableOf(std::size_t source) const {
         return compiled_.sources[source]->Table();
@@ -51,13 +55,16 @@ private:
     };
 
     void BindCell(int index, const Cell& cell);
+    // SQLite's next row; TakeRow makes it the result's, FindRow finds one table's part of it.
     bool Step();
     void TakeRow();
     void FindRow(std::size_t source);
+    // The same from chunks.
     bool NextKept();
     void FillChunk();
     std::optional<RowId> RowIdAt(std::size_t source) const;
     RowFetcher& FetcherOf(std::size_t source);
+    // An expression's value, as its type says.
     Cell Computed(const ResultColumn& column);
     Cell Number(const ColumnInfo& info, int sql_column);
     Cell ExactNumber(const ColumnInfo& info, int sql_column);

@@ -1,3 +1,9 @@
+// Texts and bytes of kept rows are packed into blocks, because a hundred thousand small allocations
+// cost more than reading the rows did; a large value gets a block of its own. Rows by id are found
+// in one of two ways: each by a seek, or all by one walk, which engines read ahead for. Easy to get
+// wrong: blocks never move, since cells look into them, and the same id may be wished for at
+// several places.
+
 #include "drivers/sql/run/row_store.h"
 
 #include "drivers/sql/errors.h"
@@ -28,6 +34,7 @@ void RowStore::Clear() {
 
 void RowStore::Add(RowId id, std::span<const Cell> cells) {
     ids_.push_back(id);
+    // Only these three kinds look at bytes elsewhere; the others are their own value.
     for (const auto& cell : cells.first(columns_)) {
         switch (cell.Kind()) {
             case ValueKind::Text:
@@ -53,6 +60,7 @@ std::string_view RowStore::Keep(std::string_view bytes) {
         return {};
     }
     bytes_ += bytes.size();
+    // In a shared block it would waste the rest of the one before.
     if (bytes.size() > kBlockBytes / 4) {
         auto own = std::make_unique_for_overwrite<char[]>(bytes.size());
         std::memcpy(own.get(), bytes.data(), bytes.size());
@@ -88,6 +96,7 @@ void RowFetcher::Fetch(std::span<const std::optional<RowId>> ids) {
     std::sort(wishes_.begin(), wishes_.end(), [](const Wish& left, const Wish& right) {
         return left.id < right.id;
     });
+    // Counting rows costs something, too: not for a handful.
     if (wishes_.size() > kFewRows) {
         if (!table_rows_) {
             table_rows_ = table_->CountRows();

@@ -11,6 +11,7 @@
 
 namespace vantry::sql {
 
+// Rows of a fixed number of cells, only added to.
 class RowStore {
 public:
     explicit RowStore(std::size_t columns) : columns_(columns) {}
@@ -27,6 +28,7 @@ public:
     }
 
 private:
+    // A copy in the store's blocks, which never move.
     std::string_view Keep(std::string_view bytes);
 
     std::size_t columns_;
@@ -59,6 +61,7 @@ private:
         std::size_t place;
     };
     using Wishes = std::vector<Wish>;
+    // The two ways: one walk over the table, or a seek for each id.
     void WalkTable();
     void SeekEach();
     // Keeps the row for all wishes of its id, from `first` on; returns the first of another id.

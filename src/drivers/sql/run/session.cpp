@@ -1,3 +1,9 @@
+// A statement's own SQLite: in memory, without tables of its own, with what could reach outside
+// shut off (attaching, extensions, temporary files, writing), since statements come from users'
+// saved sessions and are mixed with names from files. Exceptions of our functions and tables can't
+// cross SQLite's C code: they are kept here and thrown again behind it. Easy to get wrong: an error
+// text of SQLite's is a message of last resort, because it speaks of t0 and c3.
+
 #include "drivers/sql/run/session.h"
 
 #include "data/value_text.h"
@@ -27,6 +33,7 @@ int CollatePadded(void*, int left_size, const void* left, int right_size, const 
         .compare(WithoutTrailingBlanks(View(right_size, right)));
 }
 
+// Generous for any statement that a person writes, and far below what would take the memory.
 void SetLimits(sqlite3* handle) {
     static constexpr std::pair<int, int> kLimits[] = {
         {SQLITE_LIMIT_SQL_LENGTH, 64'000'000},
@@ -42,6 +49,7 @@ void SetLimits(sqlite3* handle) {
     }
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
+    // Else an unknown name in double quotes would silently be a text.
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
 }
@@ -57,6 +65,7 @@ struct Session::Bound {
         return {*bound->session, *bound->entry, context, count, arguments};
     }
 
+    // Called for each row: nothing may be allocated here.
     static void Run(sqlite3_context* context, int count, sqlite3_value** arguments) {
         auto call = Call(context, count, arguments);
         if (!call.entry.takes_null) {
@@ -84,11 +93,14 @@ struct Session::Bound {
             run(call);
         } catch (...) {
             call.session.Keep();
+            // Only to make SQLite stop; what is told is the exception.
             sqlite3_result_error(call.context, "failed", -1);
         }
     }
 };
 
+// Only reading. A statement that SQLite itself would take for writing never gets there; this is
+// the second lock on that door.
 int Session::Authorize(
     void* session, int action, const char*, const char*, const char*, const char*) {
     return static_cast<Session*>(session)->declaring_ || action == SQLITE_SELECT ||
@@ -111,6 +123,7 @@ Session::Session(const Dialect& dialect) : dialect_(dialect) {
     static_cast<void>(configured);
     sqlite3* handle = nullptr;
     const int code = sqlite3_open_v2(
+        // Without a mutex: a statement is used by one thread at a time.
         ":memory:",
         &handle,
         SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_NOMUTEX,
@@ -139,6 +152,7 @@ Session::~Session() = default;
 void Session::AddFunction(const FunctionEntry& entry) {
     functions_.push_back(std::make_unique<Bound>(Bound{this, &entry}));
     const bool aggregate = entry.finish != nullptr;
+    // Deterministic functions of constants are worked out once a statement.
     sqlite3_create_function_v2(handle_.get(),
                                SqlName(entry).c_str(),
                                -1,
@@ -158,6 +172,7 @@ void Session::Throw(int code) {
     switch (code & 0xFF) {
         case SQLITE_NOMEM:
             throw std::bad_alloc();
+        // A text or blob beyond SQLite's limit.
         case SQLITE_TOOBIG:
             throw Overflow();
         default:

@@ -24,6 +24,7 @@ public:
 
     sqlite3* Handle() const { return handle_.get(); }
     const Dialect& GetDialect() const { return dialect_; }
+    // Under the name that SqlName gives it.
     void AddFunction(const FunctionEntry& entry);
     // Gives a virtual table its columns; the one definition that is allowed here.
     int Declare(const std::string& create_table);
@@ -42,7 +43,9 @@ private:
     struct Closer {
         void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
     };
+    // What SQLite hands back to our functions: this session and the entry.
     struct Bound;
+    // Lets nothing but reading through.
     static int Authorize(
         void* session, int action, const char*, const char*, const char*, const char*);
     Dialect dialect_;

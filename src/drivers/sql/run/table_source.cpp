@@ -1,3 +1,11 @@
+// An engine's table in SQLite's virtual-table interface. A walk is the engine's scan; a search for
+// one value is the engine's index where it has one, and for the inner table of a join a hash index
+// made on the way, over rows kept in memory while they are few. SQLite checks every row again, so a
+// search may give too many rows but never too few: that is why keys are only handed to an engine's
+// index in a kind whose equality is the engine's own. Easy to get wrong: the row that SQLite stands
+// at is shown to the result without a copy, so "stands" must be false as soon as that walk moves or
+// closes.
+
 #include "drivers/sql/run/table_source.h"
 
 #include "data/value_convert.h"
@@ -19,6 +27,7 @@ constexpr double kSearchCost = 30;
 // An inner table of a join is kept in memory up to this size.
 constexpr std::size_t kMaxKeptBytes = 64 * 1024 * 1024;
 
+// Numbers of all kinds that compare as equal have one hash: 1, 1.0, True is -1.
 std::uint64_t HashNumber(double number) {
     const double normal = number == 0 ? 0 : number;  // -0 equals 0
     std::uint64_t bits = 0;
@@ -33,6 +42,7 @@ std::optional<std::uint64_t> HashOf(const Cell& cell) {
         case ValueKind::Unreadable:
             return std::nullopt;
         case ValueKind::Text:
+            // Coarser than FoxPro's comparison, which is fine: rows found are checked again.
             return HashIgnoringCase(cell.AsText());
         case ValueKind::Bytes:
             return std::hash<std::string_view>()(
@@ -117,6 +127,7 @@ struct TableModule {
     };
 
     template <typename Work>
+    // SQLite gets a code; the exception waits in the session.
     static int Guarded(TableSource& source, Work work) {
         try {
             return work();
@@ -126,9 +137,11 @@ struct TableModule {
         }
     }
 
+    // Columns are declared without types: with one, SQLite would convert values by its own rules.
     static int Connect(sqlite3*, void* aux, int, const char* const*, sqlite3_vtab** out, char**) {
         auto& source = *static_cast<TableSource*>(aux);
         return Guarded(source, [&] {
+            // Only the columns that are read; the statement's names for them are by their number.
             std::string sql = "CREATE TABLE x(";
             for (const auto column : source.read_columns) {
                 const int type = source.Table().Columns()[column].info.type;
@@ -172,12 +185,16 @@ struct TableModule {
         return Guarded(source, [&] {
             info->idxNum = 0;
             info->estimatedCost = kScanCost;
+            // The true count would cost a walk in some engines; SQLite only needs to know which is
+            // worse.
             info->estimatedRows = static_cast<sqlite3_int64>(kScanCost);
             for (int k = 0; k < info->nConstraint; ++k) {
                 const auto& constraint = info->aConstraint[k];
                 if (!constraint.usable || constraint.op != SQLITE_INDEX_CONSTRAINT_EQ ||
                     constraint.iColumn < 0 ||
                     static_cast<std::size_t>(constraint.iColumn) >= source.read_columns.size() ||
+                    // A list of IN is looked up one by one only where that beats a walk, which
+                    // isn't known here.
                     sqlite3_vtab_in(info, k, -1) != 0 || !IsSearchable(source, info, k)) {
                     continue;
                 }
@@ -206,6 +223,7 @@ struct TableModule {
 
     static void Leave(Walk& walk) {
         auto& source = *walk.source;
+        // Another walk of the same table (a self join) may have moved it on.
         if (!walk.at_end && source.stands_ && source.current_row_.data() == walk.row.data()) {
             source.stands_ = false;
         }
@@ -223,6 +241,7 @@ struct TableModule {
         auto& walk = Of(base);
         auto& source = *walk.source;
         return Guarded(source, [&] {
+            // A filter begins the walk anew, whatever it stood at.
             Leave(walk);
             walk.at_end = false;
             if (index > 0) {
@@ -230,9 +249,12 @@ struct TableModule {
                 auto value = CellOf(arguments[0]);
                 if (source.exact_[position] != 0 && value.Kind() == ValueKind::Bytes) {
                     const auto decimal = DecimalOfBytes(value.AsBytes());
+                    // Equal to a number that no decimal is: no row has it.
                     value = decimal ? Cell::FromDecimal(*decimal) : Cell::Null();
                 }
                 Search(walk, position, value);
+                // The second walk means a join that goes over the table for each row of another
+                // one.
             } else if (source.walks_++ > 0 && source.KeepRows()) {
                 walk.way = Walk::Way::Kept;
                 walk.next_kept = 0;
@@ -257,6 +279,7 @@ struct TableModule {
         const auto column = source.read_columns[position];
         const auto key = KeyFor(source.Table().Columns()[column].info.type, value);
         auto found = key ? source.Table().FindEqual(column, *key, source.projection_) : nullptr;
+        // An index gives a scan of the rows of one value.
         walk.way = Walk::Way::Scan;
         if (found) {
             walk.scan = std::move(found);
@@ -339,6 +362,7 @@ struct TableModule {
         auto& walk = Of(base);
         auto& source = *walk.source;
         const auto column = static_cast<std::size_t>(index);
+        // The last column is the row's id.
         if (column >= source.positions_.size()) {
             sqlite3_result_int64(context, walk.id);
             return SQLITE_OK;
@@ -385,6 +409,7 @@ struct TableModule {
 
 void TableSource::Register(Session& session, std::size_t number) {
     session_ = &session;
+    // Shown columns first, so that the result's row is the front of the scan's.
     projection_.clear();
     if (shows_directly) {
         projection_ = shown_columns;
@@ -454,6 +479,7 @@ const TableSource::HashIndex& TableSource::IndexOf(std::size_t read_position) {
             add(scan->Row()[0], scan->CurrentRow(), [&] { return scan->FieldError(0); });
         }
     }
+    // Stable, so that rows of one value come in the table's order on every run.
     std::stable_sort(made.begin(), made.end(), [](const auto& left, const auto& right) {
         return left.first < right.first;
     });
@@ -484,6 +510,8 @@ std::optional<DateTime> FromLinearDays(double days) {
     }
     const double whole = std::floor(days);
     auto micros = std::llround((days - whole) * static_cast<double>(kMicrosPerDay));
+    // A double of such a day is exact to a microsecond or two: 12:00:00.000 must not come back as
+    // 11:59:59.999999.
     const auto rest = micros % 1000;
     if (rest <= 2 || rest >= 998) {
         micros = (micros + 500) / 1000 * 1000;

@@ -52,7 +52,9 @@ private:
     friend struct TableModule;
     // Hash of one column's value and the row: its number among the kept ones, else its id.
     using HashIndex = std::vector<std::pair<std::uint64_t, std::int64_t>>;
+    // Made at the first call; the position is that in read_columns.
     const HashIndex& IndexOf(std::size_t read_position);
+    // False where they take more memory than they are worth.
     bool KeepRows();
     DataError FieldErrorAt(RowId row, std::size_t position) const;
 

@@ -1,3 +1,9 @@
+// How text compares where letter case doesn't count. Most texts are ASCII and differ early: bytes
+// are compared until they differ outside it, and only from that character on by letters and
+// accents. Easy to get wrong: order and equality must agree with the hash that joins use, or a join
+// loses rows; the pattern of Like is worked through without recursion, because a user's "%a%a%a%"
+// would take ages.
+
 #include "drivers/sql/run/text_order.h"
 
 #include "data/utf.h"

@@ -7,6 +7,7 @@
 
 namespace vantry::sql {
 
+// The small letter, by one table for all comparisons.
 char32_t FoldedCase(char32_t code_point);
 
 // Below, at or above 0 as `left` sorts before, with or behind `right`.
@@ -35,6 +36,7 @@ private:
         std::vector<Range> ranges;
     };
 
+    // Returns where the pattern goes on.
     std::size_t AddSet(std::string_view pattern, std::size_t begin);
     bool MatchesOne(const Element& element, char32_t code_point) const;
 
