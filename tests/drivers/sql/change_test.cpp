@@ -220,6 +220,8 @@ TEST_F(ChangeTest, ErrorsHaveTheDialectsNumbersAndWords) {
         {"create table T (a Long, A Long)", kErrSyntax, "Field 'A' already exists in table 'T'."},
         {"drop table Nothing", kErrNoSuchTable, "Table 'Nothing' does not exist."},
         {"alter table Orders add column x Long", kErrSyntax, "The statement alter isn't supported"},
+        {"select id from Orders full join People on id = age", kErrSyntax, "FULL JOIN isn't supp"},
+        {"select id from Orders o cross join People", kErrSyntax, "CROSS JOIN isn't supported"},
         {"attach database 'x' as y", kErrSyntax, "Invalid SQL statement"},
         {"select load_extension('x')", kErrSyntax, "Undefined function 'load_extension'"},
         {"select name from sqlite_master", kErrNoSuchTable, "The Microsoft Jet"},

@@ -6,6 +6,7 @@
 
 #include "drivers/sql/parse/parser.h"
 
+#include "data/letter_case.h"
 #include "data/value_text.h"
 #include "drivers/sql/parse/definition_parser.h"
 #include "drivers/sql/parse/expression_parser.h"
@@ -240,6 +241,9 @@ private:
             } else if (reader_.AcceptWord("right")) {
                 type = JoinType::Right;
                 reader_.AcceptWord("outer");
+            } else if (reader_.IsAnyWord({"full", "cross"})) {
+                // Taken for an alias, FULL would turn into an inner join without a word.
+                throw NotSupported(UpperCased(reader_.Current().text) + " JOIN");
             } else if (!reader_.AcceptWord("inner") && !reader_.IsWord("join")) {
                 return left;
             }
@@ -317,6 +321,8 @@ private:
                                                             "inner",
                                                             "left",
                                                             "right",
+                                                            "full",
+                                                            "cross",
                                                             "join",
                                                             "on",
                                                             "union",
