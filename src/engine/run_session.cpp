@@ -5,9 +5,9 @@
 #include "engine/loaded_file.h"
 #include "engine/row_loader.h"
 #include "engine/row_loader_mysql.h"
-#include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
+#include "engine/table_load.h"
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
 

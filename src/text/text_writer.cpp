@@ -2,9 +2,9 @@
 
 #include "core/kinds.h"
 #include "data/connection_string.h"
-#include "engine/row_walk.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
+#include "engine/table_load.h"
 #include "text/field_text.h"
 #include "text/line_file.h"
 #include "text_format/file_names.h"
@@ -13,6 +13,7 @@
 #include <chrono>
 #include <filesystem>
 #include <set>
+#include <span>
 #include <string_view>
 #include <utility>
 
@@ -74,6 +75,74 @@ bool IsTheFileThatIsRead(const TableRec& source, const TableRec& target) {
     }
 }
 
+// A heading or a row: a line that lacks a field is refused rather than read as another row.
+void EndLine(text::LineFile& file,
+             const text::LineStyle& style,
+             std::size_t fields,
+             std::size_t columns) {
+    if (fields < columns || columns == 0) {
+        throw IncompleteLine(columns - fields, columns);
+    }
+    if (TextDestFormat == "DELIMITED") {
+        file.CutBack(style.delimiter.size());
+    }
+    file.EndLine();
+}
+
+// The rows of one table as lines of its file, which stands open with its heading.
+class LineRows final : public RowStrategy {
+public:
+    LineRows(LoadState& load,
+             text::LineFile& file,
+             const text::LineStyle& style,
+             std::span<const text::LineColumn> columns)
+        : RowStrategy(load), file_(file), style_(style), columns_(columns) {}
+
+    void Begin() override {}  // the bar was set up when the rows were counted
+    bool TakeRow() override;
+    void End() override {
+        load_.scope([] { SrcRS->Close(); });
+    }
+
+private:
+    text::LineFile& file_;
+    const text::LineStyle& style_;
+    std::span<const text::LineColumn> columns_;
+};
+
+bool LineRows::TakeRow() {
+    auto& scope = load_.scope;
+    auto& rows = load_.rows;
+    scope([] { SrcRS->Fields(); });
+    file_.BeginLine();
+    std::size_t fields = 0;
+    for (const auto& column : columns_) {
+        scope([&] {
+            column.write(column, file_);
+            ++fields;
+        });
+    }
+    if (scope.RowOK) {  // else a field failed and was logged: the line would lack it
+        scope([&] { EndLine(file_, style_, fields, columns_.size()); });
+    }
+    if (rows.loaded % kRowsPerHandOver == 0) {
+        CurrentRunView->DoEvents();
+    }
+    if (CancelRequested()) {
+        return false;
+    }
+    ++rows.read;
+    if (scope.RowOK) {
+        ++rows.loaded;
+        if (static_cast<double>(rows.loaded) <= rows.total) {
+            CurrentRunView->SetBarValue(rows.loaded);
+        }
+        ShowCounter(load_);
+    }
+    scope([] { SrcRS->MoveNext(); });
+    return true;
+}
+
 class TextRun {
 public:
     enum class ClassBy { FieldType, TypeName };
@@ -92,12 +161,9 @@ private:
     void TellError(std::string_view description) const;
     void WriteTableReported(const TableRec& source, const TableRec& target);
     void WriteTable(const TableRec& source, const TableRec& target);
-    void ReadLongColumns();
     void ChooseColumns(const MappedColumns& mapped);
     void OpenFile(const std::string& path);
     void WriteHeading(const MappedColumns& mapped);
-    void WriteRows();
-    void EndLine(std::size_t fields, std::size_t columns);
     void FinishFile();
     void AbandonFile();
     void NoteRowsInPlace();
@@ -111,13 +177,10 @@ private:
     // Of the table that is being written.
     TableReport* report_ = nullptr;
     std::vector<text::LineColumn> columns_;
-    bool has_long_columns_ = false;
     std::int64_t heading_lines_ = 0;
     bool in_place_ = true;                     // the file has got its name
     std::set<std::filesystem::path> written_;  // by this run
-    std::int64_t rows_read_ = 0;
-    std::int64_t rows_loaded_ = 0;
-    double total_rows_ = 0;
+    RowCounts rows_;
 };
 
 void TextRun::Run() {
@@ -146,7 +209,7 @@ void TextRun::Run() {
                 SrcRS->Close();
             }
         } catch (const DataError&) {
-            // It never opened: there is nothing to close, and nobody left to tell.
+            // It never opened: there is nothing to close, and its errors are in the log.
         }
         return;
     }
@@ -174,7 +237,7 @@ void TextRun::TellError(std::string_view description) const {
     if (class_by_ == ClassBy::TypeName) {
         AppendLog(description);
     } else {
-        AppendLog(log_line::RowError(rows_read_, description));
+        AppendLog(log_line::RowError(rows_.read, description));
     }
 }
 
@@ -223,51 +286,40 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     const auto mapped = MappedColumnsOf(source.TabID);
     const auto statements = ReadingStatements(source, mapped, Reading::TextRun);
     SrcRS = std::make_unique<Recordset>();
-    const bool counted = CountSourceRows(scope_, statements, adOpenForwardOnly, total_rows_);
-    StartBar(total_rows_);
-    rows_read_ = 0;
-    rows_loaded_ = 0;
-    OpenSourceRows(scope_, statements, adOpenForwardOnly);
-    if (TextDestFormat == "FIXED") {
-        ReadLongColumns();
+    LoadState load{source, target, *report_, scope_, rows_};
+    const bool counted = CountSourceRows(load, statements, adOpenForwardOnly);
+    StartBar(load);
+    rows_.read = 0;
+    rows_.loaded = 0;
+    OpenSourceRows(load, statements, adOpenForwardOnly);
+    const bool long_columns = TextDestFormat == "FIXED" && HasLongFields(load);
+    if (long_columns) {
+        AppendLog(log_line::LongColumns());
     }
     ChooseColumns(mapped);
     OpenFile(target.Name);
     if (TextDestHeader != kFalse) {
         WriteHeading(mapped);
     }
-    if (TextDestFormat == "FIXED" && has_long_columns_) {
+    if (long_columns) {
         AppendLog(log_line::SkippingTable());
         FinishFile();
         report_->Outcome = TableOutcome::NotPrepared;
         return;
     }
-    if (total_rows_ <= 0) {
+    if (rows_.total <= 0) {
         if (counted) {
             FinishFile();
         } else {
             report_->Outcome = TableOutcome::NotPrepared;
-            file_.Abandon();  // nobody knows of any rows: a former file is worth more than this one
+            file_.Abandon();  // it isn't known whether there are rows: a former file stays
         }
         return;
     }
-    WriteRows();
-    scope_([] { SrcRS->Close(); });
+    LineRows lines(load, file_, style_, columns_);
+    WalkRows(load, lines);
     FinishFile();
-    AppendLog(log_line::RowsLoaded(rows_loaded_));
-}
-
-void TextRun::ReadLongColumns() {
-    has_long_columns_ = false;
-    scope_([this] {
-        for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
-            const int type = SrcRS->Fields()[k].Type();
-            has_long_columns_ = has_long_columns_ || IsLongType(type) || IsBinaryType(type);
-        }
-    });
-    if (has_long_columns_) {
-        AppendLog(log_line::LongColumns());
-    }
+    AppendLog(log_line::RowsLoaded(rows_.loaded));
 }
 
 void TextRun::ChooseColumns(const MappedColumns& mapped) {
@@ -303,52 +355,9 @@ void TextRun::WriteHeading(const MappedColumns& mapped) {
                 file_.Append(text::FixedHeading(*row));
             }
         }
-        EndLine(mapped.size(), mapped.size());
+        EndLine(file_, style_, mapped.size(), mapped.size());
         heading_lines_ = 1;
     });
-}
-
-void TextRun::WriteRows() {
-    while (scope_.Enters([this] { return StandsOnRow(*report_); })) {
-        scope_.RowOK = true;
-        scope_([] { SrcRS->Fields(); });
-        file_.BeginLine();
-        std::size_t fields = 0;
-        for (const auto& column : columns_) {
-            scope_([&] {
-                column.write(column, file_);
-                ++fields;
-            });
-        }
-        if (scope_.RowOK) {  // else a field failed and was told: the line would lack it
-            scope_([&] { EndLine(fields, columns_.size()); });
-        }
-        if (rows_loaded_ % kRowsPerHandOver == 0) {
-            CurrentRunView->DoEvents();
-        }
-        if (CancelRequested()) {
-            break;
-        }
-        ++rows_read_;
-        if (scope_.RowOK) {
-            ++rows_loaded_;
-            if (static_cast<double>(rows_loaded_) <= total_rows_) {
-                CurrentRunView->SetBarValue(rows_loaded_);
-            }
-            CurrentRunView->SetRowCounter(rows_loaded_, total_rows_);
-        }
-        scope_([] { SrcRS->MoveNext(); });
-    }
-}
-
-void TextRun::EndLine(std::size_t fields, std::size_t columns) {
-    if (fields < columns || columns == 0) {
-        throw IncompleteLine(columns - fields, columns);
-    }
-    if (delimited_) {
-        file_.CutBack(style_.delimiter.size());
-    }
-    file_.EndLine();
 }
 
 // Rows that turn out not to be in the file were counted too soon.
@@ -359,7 +368,7 @@ void TextRun::FinishFile() {
         in_place_ = true;
     });
     NoteRowsInPlace();
-    rows_loaded_ = std::clamp<std::int64_t>(file_.Lines() - heading_lines_, 0, rows_loaded_);
+    rows_.loaded = std::clamp<std::int64_t>(file_.Lines() - heading_lines_, 0, rows_.loaded);
 }
 
 }  // namespace

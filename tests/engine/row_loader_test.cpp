@@ -1,5 +1,7 @@
 #include "engine/row_loader.h"
 
+#include "engine/row_loader_mysql.h"
+#include "engine/run_report.h"
 #include "engine/session_fixture.h"
 
 #include <numeric>
@@ -245,6 +247,41 @@ TEST_F(RowLoaderTest, ARefusedRowIsToldWithItsNumberAndTheWalkGoesOnUntilTheFift
             EXPECT_EQ(view.caret == view.log.size(), c.result == kTrue);
         }
         ClearTable();
+    }
+}
+
+// Rows that were sent before the last error are flushed; those that can't be come off the count.
+TEST_F(RowLoaderTest, ATableThatIsGivenUpIsSettledByBothLoaders) {
+    struct Case {
+        const char* kind;
+        i16 (*load)(i16);
+        int type;
+        const char* operation;
+    };
+    const Case cases[] = {{"ACCESS", LoadRowsGeneric, adVarWChar, "ExecutePrepared"},
+                          {"ACCESS", LoadRowsGeneric, adLongVarWChar, "Append"},
+                          {"MySQL", LoadRowsMySQL, adLongVarWChar, "Append"}};
+    for (const auto& c : cases) {
+        for (const std::int64_t lost : {0, 3}) {
+            ClearTable();
+            StartRunReport();
+            view = RecordingView();
+            TargetType = c.kind;
+            FillSource(60, c.type);
+            target->calls.clear();
+            target->before = [&](std::string_view name, int number) {
+                DataError error(kErrUnspecified, name == "Settle" ? "lost at last" : "refused");
+                error.SetLostRows(name == "Settle" ? lost : 0);
+                if ((name == c.operation && number > 5) || (name == "Settle" && lost > 0)) {
+                    throw error;
+                }
+            };
+            EXPECT_EQ(c.load(0), kFalse);
+            EXPECT_EQ(target->calls["Settle"], 1) << c.kind << c.operation;
+            EXPECT_EQ(ReportOf(0).RowsLoaded, 5 - lost);
+            EXPECT_EQ(ReportOf(0).Outcome, TableOutcome::GivenUp);
+            EXPECT_EQ(Count(view.log, "lost at last"), lost > 0 ? 1 : 0) << view.log;
+        }
     }
 }
 

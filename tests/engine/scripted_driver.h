@@ -48,8 +48,8 @@ public:
     std::vector<ValueRow> rows;
 
     // Called before each operation ("Connect", "OpenCursor", "Next", "Execute", "Prepare",
-    // "ExecutePrepared", "OpenAppender", "Append") with its number among those of its name, from 1.
-    // What it throws is what the operation throws. Counting and count queries aside.
+    // "ExecutePrepared", "OpenAppender", "Append", "Settle") with its number among those of its
+    // name, from 1. What it throws is what the operation throws. Counting and count queries aside.
     std::function<void(std::string_view operation, int number)> before;
 
     std::vector<std::string> queries;     // OpenCursor and OpenAppender
@@ -190,6 +190,7 @@ private:
             return std::make_unique<Taker>(driver_, "Append");
         }
         std::vector<TableEntry> Tables() override { return {}; }
+        void Settle() override { driver_.Enter("Settle"); }
 
     private:
         ScriptedDriver& driver_;

@@ -1,0 +1,71 @@
+#include "engine/recordset_rows.h"
+
+#include "core/table_names.h"
+
+namespace vantry {
+
+Field& RecordsetColumn::Target() const {
+    return target != nullptr ? *target : DstRS->Fields()[position];
+}
+
+void CopyField(RecordsetColumn& column) {
+    column.Put(column.source->Value());
+}
+
+std::string RecordsetRows::TargetSelect() const {
+    std::string select = "Select ";
+    for (const auto* row : MappedColumnsOf(load_.source.TabID)) {
+        select += TargetColumnInList(TargetColumnName(load_.source, *row));
+    }
+    CutLast(select);
+    return select + " FROM " + TargetTableToAddTo(load_.target.Name);
+}
+
+void RecordsetRows::Begin() {
+    auto& scope = load_.scope;
+    DstConn = std::make_unique<Connection>();
+    if (manner_.client_cursor) {
+        DstConn->CursorLocation = adUseClient;
+    }
+    DstRS = std::make_unique<Recordset>();
+    scope([] { DstConn->Open(TargetConnStr); });
+    std::int32_t targets = 0;
+    scope([&] {
+        DstRS->Open(TargetSelect(), *DstConn, adOpenDynamic, adLockOptimistic);
+        targets = DstRS->Fields().Count();
+    });
+    for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
+        auto& column = columns_.emplace_back();
+        column.source = &SrcRS->Fields()[k];
+        column.position = k;
+        column.scratch = &scratch_;
+        column.carry = manner_.carrier(column.source->Type());
+        if (k < targets) {
+            column.target = &DstRS->Fields()[k];
+        }
+    }
+    StartBar(load_);
+}
+
+bool RecordsetRows::TakeRow() {
+    auto& scope = load_.scope;
+    scope([] { DstRS->AddNew(); });
+    for (auto& column : columns_) {
+        scope([&] { column.carry(column); });
+    }
+    ++load_.rows.read;
+    Send([] { DstRS->Update(); });
+    scope([] { SrcRS->MoveNext(); });
+    manner_.after_row(load_);
+    return !CancelRequested();
+}
+
+void RecordsetRows::End() {
+    load_.scope([] { DstRS->Close(); });
+}
+
+void RecordsetRows::Settle() {
+    DstRS->Close();
+}
+
+}  // namespace vantry

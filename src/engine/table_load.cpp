@@ -1,0 +1,167 @@
+#include "engine/table_load.h"
+
+// The frame around the rows of one table. Each step is a statement of the error scope and none asks
+// whether the one before it went well: a source that can't be reached ends in as many logged errors
+// as are allowed, as users know it from old logs. Easy to get wrong: a loop condition that fails
+// enters the loop, a table that is given up must flush what it has sent before it is reported, and
+// rows that a late failure took back come off the counts that were right when they were made.
+
+#include "core/table_names.h"
+#include "data/value_convert.h"
+#include "engine/own_source.h"
+#include "engine/run_log.h"
+
+#include <algorithm>
+
+namespace vantry {
+namespace {
+
+double CountOf(const Cell& value) {
+    const auto count = ToDouble(value);
+    if (!count) {
+        throw DataError(kErrTypeMismatch,
+                        "The source's answer to the count of its rows is no number.");
+    }
+    return *count;
+}
+
+// Whether there is a row; it then counts as read. Throws where the source can't say.
+bool StandsOnRow(TableReport& report) {
+    if (SrcRS->Eof()) {
+        return false;
+    }
+    ++report.RowsRead;
+    return true;
+}
+
+}  // namespace
+
+void WalkRows(LoadState& load, RowStrategy& strategy) {
+    strategy.Begin();
+    while (load.scope.Enters([&] { return StandsOnRow(load.report); })) {
+        load.scope.RowOK = true;
+        if (!strategy.TakeRow()) {
+            break;
+        }
+    }
+    strategy.End();
+}
+
+DataError NoTargetFor(const TableRec& source) {
+    return {kErrUnspecified,
+            "\"" + source.Name +
+                "\" isn't loaded: the session names no target for it. Open the session in the "
+                "wizard, choose the tables again and save it."};
+}
+
+std::string InsertHead(const LoadState& load) {
+    std::string head = "INSERT INTO " + TargetTableForInsert(load.target.Name) + "(";
+    for (const auto* row : MappedColumnsOf(load.source.TabID)) {
+        head += TargetColumnInList(TargetColumnName(load.source, *row));
+    }
+    CutLast(head);
+    return head + ") VALUES ";
+}
+
+bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {
+    bool counted = false;
+    load.scope([&] { SrcRS->Open(statements.count, SourceConnStr, cursor_type, adLockReadOnly); });
+    load.scope([&] {
+        load.rows.total = CountOf(SrcRS->Fields()[0].Value());
+        counted = true;
+    });
+    load.scope([&] { SrcRS->Close(); });
+    return counted;
+}
+
+void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {
+    load.scope([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
+}
+
+bool HasLongFields(LoadState& load, int too) {
+    bool found = false;
+    load.scope([&] {
+        for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
+            const int type = SrcRS->Fields()[k].Type();
+            found =
+                found || IsLongType(type) || IsBinaryType(type) || (too != adEmpty && type == too);
+        }
+    });
+    return found;
+}
+
+void StartBar(const LoadState& load) {
+    CurrentRunView->SetBarMin(1);
+    if (load.rows.total > 1) {
+        constexpr double kLongestBar = 1e15;  // a count from outside may be any number
+        CurrentRunView->SetBarMax(
+            static_cast<std::int64_t>(std::min(load.rows.total, kLongestBar)));
+    }
+}
+
+bool CancelRequested() {
+    return TableCancelled != kFalse || SessionCancelled != kFalse;
+}
+
+DatabaseLoad::DatabaseLoad(i16 i, const LoadRules& rules)
+    : rules_(rules),
+      scope_(rules.error_limit,
+             [this](auto description) {
+                 AppendLog(log_line::RowError(rows_.*rules_.shown_row, description));
+             }),
+      state_{SrcTables.at(static_cast<std::size_t>(i)),
+             DstTables.at(static_cast<std::size_t>(i)),
+             ReportOf(i),
+             scope_,
+             rows_} {}
+
+void DatabaseLoad::OpenSource() {
+    SrcConn = std::make_unique<Connection>();
+    SrcConn->CursorLocation = adUseClient;
+    scope_([] { SrcConn->Open(SourceConnStr); });
+    SrcRS = std::make_unique<Recordset>();
+    const auto statements =
+        ReadingStatements(state_.source, MappedColumnsOf(state_.source.TabID), rules_.reading);
+    const int cursor_type = ThisTarget().source_cursor;
+    CountSourceRows(state_, statements, cursor_type);
+    OpenSourceRows(state_, statements, CursorForRows(state_.source, state_.target, cursor_type));
+}
+
+void DatabaseLoad::Close() {
+    scope_([] { SrcRS->Close(); });
+    AppendLog(log_line::RowsLoaded(rows_.loaded - scope_.LostRows));
+    if (CancelRequested()) {
+        AppendLog(log_line::LoadCancelled());
+    }
+}
+
+void DatabaseLoad::Finish(bool whole) {
+    if (!whole) {
+        SettleGivenUp();
+    }
+    // A walk that ended outside a statement has logged an error that the scope didn't count.
+    auto& report = state_.report;
+    report.Errors = scope_.ErrorCount + (whole || scope_.ErrorCount > 0 ? 0 : 1);
+    report.RowsLoaded -= scope_.LostRows;
+    report.Outcome = !whole              ? TableOutcome::GivenUp
+                     : CancelRequested() ? TableOutcome::Cancelled
+                                         : TableOutcome::Loaded;
+}
+
+// The rows that were sent before the last error are to stay, or to be known as lost. A target that
+// never opened has none, and its refusal to close is no news.
+void DatabaseLoad::SettleGivenUp() {
+    if (strategy_ == nullptr) {
+        return;
+    }
+    try {
+        strategy_->Settle();
+    } catch (const DataError& error) {
+        scope_.LostRows += error.LostRows();
+        if (error.LostRows() > 0) {
+            AppendLog(log_line::RowError(rows_.*rules_.shown_row, error.Description()));
+        }
+    }
+}
+
+}  // namespace vantry

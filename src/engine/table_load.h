@@ -1,0 +1,149 @@
+#pragma once
+// The one way in which the rows of a table are loaded: count them, open them, walk them, see a
+// cancel, flush what was sent, and report. How a row is written is a RowStrategy's business:
+//
+//     RecordsetRows    AddNew and Update on a recordset of the target (engine/recordset_rows.h)
+//     StatementRows    a prepared INSERT, executed once a row (engine/statement_rows.h) BatchRows
+//     100 rows in the text of one INSERT                  (engine/batch_rows.h) LineRows         a
+//     line of a text file                               (text/text_writer.cpp)
+//
+// LoadRowsGeneric and LoadRowsMySQL choose a strategy and give it to a DatabaseLoad; the text run
+// walks each of its tables by WalkRows.
+
+#include "engine/error_scope.h"
+#include "engine/run_report.h"
+#include "engine/run_view.h"
+#include "engine/source_statements.h"
+
+#include <cstdint>
+
+namespace vantry {
+
+struct RowCounts {
+    double total = 0;         // what the count query said: any number, also a wrong one
+    std::int64_t read = 0;    // tried; grows just before a row is written
+    std::int64_t loaded = 0;  // as the log and the counter's label have it
+};
+
+// A table on its way, shared by the walk and its strategy.
+struct LoadState {
+    const TableRec& source;
+    const TableRec& target;
+    TableReport& report;
+    ErrorScope& scope;
+    RowCounts& rows;
+};
+
+// How rows are written. The walk calls Begin, TakeRow for each row, then End; all three make each
+// step that may fail a statement of the scope, so that its error is logged with the row and the
+// rest goes on. TakeRow is the only call per row: what differs by column is chosen in Begin.
+class RowStrategy {
+public:
+    explicit RowStrategy(LoadState& load) : load_(load) {}
+    RowStrategy(const RowStrategy&) = delete;
+    RowStrategy& operator=(const RowStrategy&) = delete;
+    virtual ~RowStrategy() = default;
+
+    // Opens the target, chooses the way of each column, sets up the bar.
+    virtual void Begin() = 0;
+    // Writes the row on which the source stands, moves the source on, counts and shows it. False
+    // once a cancel was seen.
+    virtual bool TakeRow() = 0;
+    // After the last row, also after a cancel: sends and flushes what is still held.
+    virtual void End() = 0;
+    // In place of End when the table is given up: the rows that were sent are to stay. Throws what
+    // became of them where they can't.
+    virtual void Settle() {}
+
+protected:
+    // A row in which a field failed has been logged; sent, it would hold something else in that
+    // field's place.
+    template <typename Write>
+    void Send(Write&& write) {
+        if (load_.scope.RowOK) {
+            load_.scope(write);
+            load_.report.RowsLoaded += load_.scope.RowOK ? 1 : 0;
+        }
+    }
+
+    LoadState& load_;
+};
+
+void WalkRows(LoadState& load, RowStrategy& strategy);
+
+// ---- Steps before the walk
+
+// What is wrong with a session that has no target for this table.
+DataError NoTargetFor(const TableRec& source);
+
+// The column that a row of the map loads: a rebuilt table has the source's names.
+inline const std::string& TargetColumnName(const TableRec& source, const ColMapRec& row) {
+    return source.LoadOption == "DROP" ? row.SCName : row.DCName;
+}
+
+// "INSERT INTO table (columns) VALUES ", in the target's dialect.
+std::string InsertHead(const LoadState& load);
+
+// Runs the count on SrcRS. False when the count couldn't be had: `rows.total` is then as it was.
+bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type);
+void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type);
+
+// Whether a field of the open source is long or binary, or of the type `too` besides. False when
+// the source isn't open, which is an error of the scope.
+bool HasLongFields(LoadState& load, int too = adEmpty);
+
+// The bar goes from 1 to the count of rows; below two rows its upper end stays what it was.
+void StartBar(const LoadState& load);
+
+bool CancelRequested();
+// Moves the counter's label.
+inline void ShowCounter(const LoadState& load) {
+    CurrentRunView->SetRowCounter(load.rows.loaded, load.rows.total);
+}
+
+// ---- Loads into a database
+
+struct LoadRules {
+    int error_limit = 0;                           // the error that gives the table up
+    std::int64_t RowCounts::*shown_row = nullptr;  // the row number of an error's line
+    Reading reading = Reading::RowLoad;
+};
+
+// One table's load into a database, from the first connection to the line with the count.
+class DatabaseLoad {
+public:
+    DatabaseLoad(i16 i, const LoadRules& rules);
+    DatabaseLoad(const DatabaseLoad&) = delete;  // its parts point at one another
+    DatabaseLoad& operator=(const DatabaseLoad&) = delete;
+
+    LoadState& State() { return state_; }
+
+    // Opens SrcConn and SrcRS, asks `choose` for the strategy, which must outlive the call, and
+    // walks. False when the error limit gave the table up: what had been sent is flushed then, too,
+    // and the line that says so is the caller's to write.
+    template <typename Choose>
+    bool Run(Choose&& choose) {
+        const bool whole = scope_.Run([&] {
+            OpenSource();
+            strategy_ = &choose();
+            WalkRows(state_, *strategy_);
+            Close();
+        });
+        Finish(whole);
+        return whole;
+    }
+
+private:
+    void OpenSource();
+    void Close();
+    void Finish(bool whole);
+    void SettleGivenUp();
+
+    LoadRules rules_;
+    RowCounts rows_;
+    ErrorScope scope_;
+    LoadState state_;
+    RowStrategy* strategy_ = nullptr;
+};
+
+}  // namespace vantry
