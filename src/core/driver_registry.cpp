@@ -1,6 +1,7 @@
 #include "core/driver_registry.h"
 
 #include "drivers/access/driver.h"
+#include "drivers/foxpro/driver.h"
 #include "drivers/mysql/driver.h"
 #include "drivers/odbc/driver.h"
 #include "drivers/odbc/installed.h"
@@ -36,11 +37,9 @@ Driver& AccessDriver() {
     return *driver;
 }
 
-DataError NoFoxProEngine() {
-    return {kErrUnspecified,
-            "FoxPro and DBF files can't be opened by this version of Vantry. Convert the file with "
-            "another program, or "
-            "choose another kind of source or target."};
+Driver& FoxProDriver() {
+    static const auto driver = foxpro::MakeFoxProDriver();
+    return *driver;
 }
 
 Driver& DriverForProvider(const ConnectionString& connection, const std::string& provider) {
@@ -50,7 +49,7 @@ Driver& DriverForProvider(const ConnectionString& connection, const std::string&
         return ContainsNoCase(extended.substr(0, 5), "text") ? TextDriver() : AccessDriver();
     }
     if (provider.size() >= 8 && EqualsNoCase(provider.substr(0, 8), "vfpoledb")) {
-        throw NoFoxProEngine();
+        return FoxProDriver();
     }
     return OdbcDriver();
 }
@@ -68,7 +67,7 @@ Driver& DriverForOdbcName(const std::string& name) {
         return AccessDriver();
     }
     if (ContainsNoCase(name, "FoxPro")) {
-        throw NoFoxProEngine();
+        return FoxProDriver();
     }
     // A session that was saved where another MySQL driver was installed runs here all the same.
     if (ContainsNoCase(name, "MySQL") || ContainsNoCase(name, "MariaDB")) {

@@ -68,6 +68,7 @@ public:
     std::size_t MemberCount() const { return members_.size(); }
 
     const std::string& PathOf(Member member) const { return members_[member]->file.Path(); }
+    FileStamp StampOfLeader() const { return Leader().file.Stamp(); }
     // Whether all members can be written.
     bool Writable() const;
 

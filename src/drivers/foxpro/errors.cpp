@@ -42,6 +42,23 @@ DataError CannotWrite(std::string_view path, std::string_view why) {
     return Failure("Can't write to " + Quoted(path) + ": " + std::string(why) + ".");
 }
 
+DataError BadField(std::string_view path,
+                   std::uint32_t record,
+                   std::string_view field,
+                   std::string_view what) {
+    return Failure("The field " + Quoted(field) + " of record " + std::to_string(record) +
+                       " of the table " + Quoted(path) + " can't be read: " + std::string(what) +
+                       ". Correct it in the table, or leave the column out.",
+                   kErrConversion);
+}
+
+DataError RecordsMissing(std::string_view path, std::uint32_t there, std::uint32_t missing) {
+    return DamagedTable(path,
+                        "its header counts " + std::to_string(std::uint64_t{there} + missing) +
+                            " records, and the file ends behind record " + std::to_string(there) +
+                            ", which was the last one to be read");
+}
+
 DataError TableIsFull(std::string_view path, std::string_view limit) {
     return Failure("The table " + Quoted(path) + " is full: " + std::string(limit) +
                    ". Load the rest into another table.");

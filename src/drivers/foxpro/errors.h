@@ -18,6 +18,13 @@ DataError DamagedIndex(std::string_view path, std::string_view what);
 DataError DamagedContainer(std::string_view path, std::string_view what);
 // `what`: "the table", "a memo file", ...; the way out stands in the sentence.
 DataError CannotWrite(std::string_view path, std::string_view why);
+// A field of a record that can't be read.
+DataError BadField(std::string_view path,
+                   std::uint32_t record,
+                   std::string_view field,
+                   std::string_view what);
+// The header counts more records than the file has.
+DataError RecordsMissing(std::string_view path, std::uint32_t there, std::uint32_t missing);
 DataError TableIsFull(std::string_view path, std::string_view limit);
 
 // ---- Tags

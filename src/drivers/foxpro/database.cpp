@@ -1,0 +1,131 @@
+#include "drivers/foxpro/database.h"
+
+#include "data/connection_string.h"
+#include "data/letter_case.h"
+#include "drivers/foxpro/errors.h"
+#include "files/file_name.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+namespace vantry::foxpro {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kTableExtension = ".dbf";
+
+bool HasExtension(std::string_view name, std::string_view extension) {
+    return name.size() > extension.size() &&
+           EqualsNoCase(name.substr(name.size() - extension.size()), extension);
+}
+
+// Whether the folder's list has the table: one of a container is that one's. What can't be read is
+// listed, so that opening it says why.
+bool IsFreeTable(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::vector<char> start(kLongestHeader);
+    in.read(start.data(), static_cast<std::streamsize>(start.size()));
+    start.resize(static_cast<std::size_t>(in.gcount()));
+    std::error_code error;
+    const auto size = fs::file_size(path, error);
+    try {
+        return ParseHeader(std::as_bytes(std::span(start)), error ? 0 : size, path)
+            .layout.back_link.empty();
+    } catch (const std::exception&) {
+        return true;
+    }
+}
+
+}  // namespace
+
+FoxProDatabase::FoxProDatabase(DatabaseOptions options) : options_(std::move(options)) {
+    folder_ = options_.path;
+    std::error_code error;
+    if (!fs::is_directory(folder_, error)) {
+        throw CannotOpen(folder_,
+                         "there is no such folder. Enter the folder in which the DBF files are");
+    }
+}
+
+FoxProDatabase::~FoxProDatabase() = default;
+
+std::vector<TableEntry> FoxProDatabase::Tables() {
+    std::vector<TableEntry> tables;
+    for (const auto& entry : fs::directory_iterator(folder_)) {
+        const auto name = entry.path().filename().string();
+        if (!HasExtension(name, kTableExtension) || !entry.is_regular_file() ||
+            !IsFreeTable(entry.path().string())) {
+            continue;
+        }
+        tables.push_back({name.substr(0, name.size() - kTableExtension.size()), "TABLE"});
+    }
+    std::sort(tables.begin(), tables.end(), [](const TableEntry& left, const TableEntry& right) {
+        const auto upper_left = UpperCased(left.name);
+        const auto upper_right = UpperCased(right.name);
+        return upper_left != upper_right ? upper_left < upper_right : left.name < right.name;
+    });
+    return tables;
+}
+
+// A bare name is in the folder; one with a path is where the path says, from the folder on if it
+// isn't absolute. The extension may be left out.
+std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name) {
+    std::string wanted(Trimmed(name));
+    std::replace(wanted.begin(), wanted.end(), '\\', '/');
+    if (wanted.empty() || wanted.find('\0') != std::string::npos || wanted.back() == '/') {
+        return std::nullopt;
+    }
+    if (!HasExtension(wanted, kTableExtension)) {
+        wanted += kTableExtension;
+    }
+    Place place;
+    place.path = file::ResolveFileName((fs::path(folder_) / wanted).string());
+    std::error_code error;
+    if (!fs::exists(place.path, error)) {
+        return std::nullopt;
+    }
+    place.name = fs::path(wanted).stem().string();
+    return place;
+}
+
+std::shared_ptr<TableFile> FoxProDatabase::OpenFile(const Place& place) {
+    const auto path = file::RealPath(place.path);
+    if (const auto open = open_.find(path); open != open_.end()) {
+        if (open->second->IsStillThere()) {
+            open->second->Refresh();
+            return open->second;
+        }
+        open_.erase(open);
+    }
+    auto opened = std::make_shared<TableFile>(path, options_.tables, place.long_names);
+    if (expect_many_rows_) {
+        opened->Group().ExpectManyRows();
+    }
+    open_.emplace(path, opened);
+    return opened;
+}
+
+std::shared_ptr<sql::StoredTable> FoxProDatabase::OpenTable(std::string_view name) {
+    const auto place = Find(name);
+    if (!place) {
+        return nullptr;
+    }
+    return std::make_shared<FoxProTable>(OpenFile(*place), place->name);
+}
+
+void FoxProDatabase::Settle() {
+    for (const auto& [path, file] : open_) {
+        file->Group().Settle();
+    }
+}
+
+void FoxProDatabase::ExpectManyRows() {
+    expect_many_rows_ = true;
+    for (const auto& [path, file] : open_) {
+        file->Group().ExpectManyRows();
+    }
+}
+
+}  // namespace vantry::foxpro

@@ -1,0 +1,49 @@
+#pragma once
+// A folder of tables or a container as the SQL layer sees it.
+
+#include "drivers/foxpro/foxpro_table.h"
+#include "drivers/sql/storage.h"
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vantry::foxpro {
+
+// What a connection string asks for.
+struct DatabaseOptions {
+    std::string path;        // of the folder, or of the container
+    bool container = false;  // which of them
+    bool null_by_default = true;
+    std::string collation;  // of new indexes; empty: MACHINE
+    TableOptions tables;
+};
+
+class FoxProDatabase : public sql::EmbeddedDatabase {
+public:
+    // Throws DataError if there is no such folder or container.
+    explicit FoxProDatabase(DatabaseOptions options);
+    ~FoxProDatabase() override;
+
+    std::vector<TableEntry> Tables() override;
+    std::shared_ptr<sql::StoredTable> OpenTable(std::string_view name) override;
+    void Settle() override;
+    void ExpectManyRows() override;
+
+private:
+    struct Place {
+        std::string path;  // of the .dbf
+        std::string name;  // as the user knows the table
+        std::vector<std::string> long_names;
+    };
+    std::optional<Place> Find(std::string_view name);
+    std::shared_ptr<TableFile> OpenFile(const Place& place);
+
+    DatabaseOptions options_;
+    std::string folder_;
+    std::map<std::string, std::shared_ptr<TableFile>> open_;  // by path
+    bool expect_many_rows_ = false;
+};
+
+}  // namespace vantry::foxpro

@@ -1,0 +1,63 @@
+#include "drivers/foxpro/table/record_reader.h"
+
+#include "drivers/foxpro/errors.h"
+
+#include <algorithm>
+
+namespace vantry::foxpro {
+namespace {
+
+constexpr std::size_t kBlockBytes = 256U << 10;
+
+}  // namespace
+
+RecordReader::RecordReader(TableFile& table)
+    : table_(&table), record_length_(table.Layout().record_length), count_(table.RecordCount()) {}
+
+void RecordReader::ReadBlock(RecordNumber first) {
+    const auto records = static_cast<RecordNumber>(std::min<std::size_t>(
+        std::max<std::size_t>(kBlockBytes / record_length_, 1), count_ - first + 1));
+    block_.resize(records * record_length_);
+    const auto got =
+        table_->Group().Read(TableFile::kTable, table_->Layout().OffsetOf(first), block_);
+    version_ = table_->Group().Version();
+    if (got != block_.size()) {
+        throw DamagedTable(table_->Path(),
+                           "it ends within record " + std::to_string(first + got / record_length_) +
+                               "; another program has cut it meanwhile");
+    }
+    first_ = first;
+    end_ = first + records;
+}
+
+bool RecordReader::Next() {
+    if (number_ >= count_) {
+        return false;
+    }
+    if (number_ + 1 >= end_) {
+        ReadBlock(number_ + 1);
+    }
+    ++number_;
+    return true;
+}
+
+bool RecordReader::Seek(RecordNumber number) {
+    if (number == 0 || number > count_) {
+        return false;
+    }
+    if (number < first_ || number >= end_ || version_ != table_->Group().Version()) {
+        ReadBlock(number);
+    }
+    number_ = number;
+    return true;
+}
+
+bool RecordReader::ReadAgain() {
+    if (version_ == table_->Group().Version()) {
+        return false;
+    }
+    ReadBlock(number_);
+    return true;
+}
+
+}  // namespace vantry::foxpro

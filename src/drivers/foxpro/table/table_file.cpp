@@ -1,0 +1,250 @@
+// A table is opened with the sidecars that its header and fields call for. The header is read again
+// at the start of each statement and compared: only the count, the date and the numbers to hand out
+// may have changed, else another program has made another table of it meanwhile.
+
+#include "drivers/foxpro/table/table_file.h"
+
+#include "drivers/foxpro/errors.h"
+#include "drivers/foxpro/table/code_page_marks.h"
+#include "files/file_name.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <fstream>
+
+namespace vantry::foxpro {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool HasMemoFields(const TableLayout& layout) {
+    return std::any_of(layout.fields.begin(), layout.fields.end(), [](const Field& field) {
+        return field.IsMemo();
+    });
+}
+
+bool IsUpper(std::string_view extension) {
+    return extension.size() > 1 && extension[1] >= 'A' && extension[1] <= 'Z';
+}
+
+std::optional<int> PageOfCpgFile(const std::string& path) {
+    const auto name = Sidecar(path, ".cpg");
+    std::ifstream in(name);
+    std::string line;
+    if (!in || !std::getline(in, line) || line.size() > 64) {
+        return std::nullopt;
+    }
+    return CodePageOfName(line);
+}
+
+// Two layouts of the same fields.
+bool SameFields(const TableLayout& left, const TableLayout& right) {
+    return left.version == right.version && left.record_length == right.record_length &&
+           left.header_length == right.header_length &&
+           std::equal(left.fields.begin(),
+                      left.fields.end(),
+                      right.fields.begin(),
+                      right.fields.end(),
+                      [](const Field& a, const Field& b) {
+                          return a.name == b.name && a.type == b.type && a.length == b.length &&
+                                 a.decimals == b.decimals && a.nullable == b.nullable &&
+                                 a.binary == b.binary;
+                      });
+}
+
+}  // namespace
+
+std::string Sidecar(const std::string& path, std::string_view extension) {
+    const fs::path given(path);
+    std::string suffix(extension);
+    if (IsUpper(given.extension().string())) {
+        std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](char c) {
+            return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+        });
+    }
+    return file::ResolveFileName((given.parent_path() / given.stem()).string() + suffix);
+}
+
+TableFile::TableFile(const std::string& path,
+                     const TableOptions& options,
+                     std::span<const std::string> long_names)
+    : path_(path), options_(options) {
+    if (fs::is_directory(path)) {
+        throw CannotOpen(path, "it is a folder");
+    }
+    const std::array others = {Sidecar(path, ".fpt"),
+                               Sidecar(path, ".dbt"),
+                               Sidecar(path, ".cdx"),
+                               Sidecar(path, ".dct"),
+                               Sidecar(path, ".dcx")};
+    file::FileGroupOptions group_options;
+    group_options.max_size = kMaxFileSize;
+    group_ = std::make_unique<file::FileGroup>(
+        file::File::Open(path, file::OpenMode::ReadWriteIfAllowed),
+        file::ByteRange{kTableLockStart, kTableLockLength},
+        others,
+        group_options);
+    stamp_ = group_->StampOfLeader();
+    header_bytes_ = ReadHeaderBytes();
+    auto header = ParseHeader(header_bytes_, group_->SizeOf(kTable), path_);
+    layout_ = std::move(header.layout);
+    header_bytes_.resize(std::min(header_bytes_.size(), layout_.header_length));
+    std::size_t shown = 0;
+    for (auto& field : layout_.fields) {
+        if (!field.hidden && shown < long_names.size() && !long_names[shown].empty()) {
+            field.long_name = long_names[shown];
+        }
+        shown += field.hidden ? 0 : 1;
+    }
+    NoteCount(header.record_count);
+    version_ = group_->Version();
+    bool guess_utf8 = false;
+    layout_.code_page = ChooseCodePage(guess_utf8);
+    coder_ = std::make_unique<TextCoder>(layout_.code_page, guess_utf8);
+    OpenSidecars();
+    if (options_.exclusive) {
+        group_->HoldForeignLocks();
+    }
+}
+
+TableFile::~TableFile() = default;
+
+bool TableFile::IsStillThere() const {
+    const auto named = file::StampOf(path_);
+    return named && named->SameFile(stamp_);
+}
+
+std::vector<std::byte> TableFile::ReadHeaderBytes() {
+    std::vector<std::byte> bytes(kFixedHeaderSize);
+    bytes.resize(group_->Read(kTable, 0, bytes));
+    if (bytes.size() < kFixedHeaderSize) {
+        return bytes;
+    }
+    const bool fox_base = bytes[kVersionOffset] == static_cast<std::byte>(Version::FoxBase);
+    const std::size_t length =
+        fox_base ? kFoxBaseFirstRecord
+                 : std::max<std::size_t>(file::LoadU16(bytes, kHeaderLengthOffset), 32);
+    bytes.resize(length);
+    bytes.resize(group_->Read(kTable, 0, bytes));
+    return bytes;
+}
+
+void TableFile::NoteCount(std::uint32_t counted) {
+    const std::uint64_t size = group_->SizeOf(kTable);
+    const std::uint64_t room =
+        size > layout_.header_length ? (size - layout_.header_length) / layout_.record_length : 0;
+    record_count_ = static_cast<RecordNumber>(std::min<std::uint64_t>(counted, room));
+    missing_records_ = counted - record_count_;
+}
+
+void TableFile::Refresh() {
+    group_->Settle();
+    if (version_ == group_->Version()) {
+        return;
+    }
+    version_ = group_->Version();
+    auto bytes = ReadHeaderBytes();
+    if (bytes == header_bytes_ && missing_records_ == 0) {
+        return;
+    }
+    const auto header = ParseHeader(bytes, group_->SizeOf(kTable), path_);
+    if (!SameFields(header.layout, layout_)) {
+        throw CannotOpen(path_, "its fields have been changed meanwhile; choose the table again");
+    }
+    header_bytes_ = std::move(bytes);
+    NoteCount(header.record_count);
+}
+
+int TableFile::ChooseCodePage(bool& guess_utf8) const {
+    if (options_.code_page) {
+        return *options_.code_page;
+    }
+    if (const auto marked = CodePageOfMark(layout_.code_page_mark)) {
+        return *marked;
+    }
+    if (const auto named = PageOfCpgFile(path_)) {
+        return *named;
+    }
+    guess_utf8 = true;
+    return WindowsCodePageOfLocale();
+}
+
+bool TableFile::ReadRecord(RecordNumber number, std::span<std::byte> out) {
+    if (number == 0 || number > record_count_) {
+        return false;
+    }
+    return group_->Read(kTable, layout_.OffsetOf(number), out) == out.size();
+}
+
+// ---- Sidecars ---------------------------------------------------------------------------------
+
+void TableFile::OpenSidecars() {
+    if (HasMemoFields(layout_)) {
+        OpenMemos(true);
+    }
+    if ((layout_.flags & kHasStructuralIndex) != 0) {
+        OpenIndex();
+    }
+}
+
+void TableFile::OpenMemos(bool) {
+    struct Candidate {
+        std::string_view extension;
+        MemoFormat format;
+    };
+    std::vector<Candidate> candidates;
+    switch (layout_.version) {
+        case Version::VisualFoxPro:
+        case Version::VisualFoxProAutoIncrement:
+        case Version::VisualFoxProVarchar:
+            candidates = {{(layout_.flags & kIsContainer) != 0 ? ".dct" : ".fpt", MemoFormat::Fpt}};
+            break;
+        case Version::FoxPro2Memo:
+            candidates = {{".fpt", MemoFormat::Fpt}};
+            break;
+        case Version::DBase4Memo:
+        case Version::DBase4SqlMemo:
+        case Version::DBase7Memo:
+            candidates = {{".dbt", MemoFormat::Dbt4}};
+            break;
+        case Version::DBase3Memo:
+            candidates = {{".dbt", MemoFormat::Dbt3}};
+            break;
+        case Version::ClipperSixMemo:
+            return;  // a format that nobody has described
+        default:
+            // Dbt4 falls back to the other kind where a block isn't marked as its own.
+            candidates = {{".dbt", MemoFormat::Dbt4}, {".fpt", MemoFormat::Fpt}};
+    }
+    for (const auto& candidate : candidates) {
+        memo_path_ = Sidecar(path_, candidate.extension);
+        auto opened = file::File::OpenIfThere(memo_path_, file::OpenMode::ReadWriteIfAllowed);
+        if (opened) {
+            const auto member = group_->Add(std::move(*opened), {});
+            memos_ = std::make_unique<MemoFile>(*group_, member, candidate.format);
+            return;
+        }
+    }
+    memo_path_ = Sidecar(path_, candidates.front().extension);
+    memos_missing_ = true;
+}
+
+void TableFile::OpenIndex() {
+    const auto path = Sidecar(path_, (layout_.flags & kIsContainer) != 0 ? ".dcx" : ".cdx");
+    auto opened = file::File::OpenIfThere(path, file::OpenMode::ReadWriteIfAllowed);
+    if (opened) {
+        index_ = group_->Add(std::move(*opened), {kIndexLockStart, 1});
+        return;
+    }
+    const auto other = Sidecar(path_, ".mdx");
+    index_trouble_ = file::StampOf(other)
+                         ? "its index " + other +
+                               " is of dBase, which isn't kept right here; load into a table "
+                               "without it"
+                         : "its index " + path +
+                               " is missing; bring the file back, or open the table in FoxPro and "
+                               "let it drop the index";
+}
+
+}  // namespace vantry::foxpro

@@ -1,0 +1,140 @@
+// Tables that the original products wrote, value for value as an independent reader sees them.
+
+#include "drivers/foxpro/reading.h"
+
+namespace vantry::foxpro {
+namespace {
+
+struct RealTable {
+    const char* path;
+    std::size_t records;  // not deleted
+    const char* columns = "*";
+    const char* encoding = "";  // where the header's mark doesn't say it
+};
+
+// An independent reader knows no null flags and takes blanks in N, D and L for none; an unset memo
+// is none for it and an empty text for us.
+std::string Blanks(std::string line) {
+    std::string out;
+    std::istringstream fields(line + "\t");
+    for (std::string field; std::getline(fields, field, '\t');) {
+        out += field == "null" || field == "no" || field == "0" ? "-\t"
+               : field.empty()                                  ? "-\t"
+                                                                : field + "\t";
+    }
+    return out;
+}
+
+TEST_F(RealFilesTest, GiveTheRowsThatAnIndependentReaderSees) {
+    if (!HasDbfread()) {
+        GTEST_SKIP() << "The Debian package python3-dbfread isn't installed.";
+    }
+    const RealTable tables[] = {
+        {"dbase_03.dbf", 14, "*", "cp1252"},
+        {"dbase_83.dbf", 67, "*", "cp1252"},
+        {"dbase_30.dbf", 34},
+        {"cp1251.dbf", 4},
+        {"dbc_contacts/calls.dbf", 16},
+        {"dbc_contacts/contacts.dbf", 5},
+        {"dbc_contacts/setup.dbf", 3},
+        {"dbc_contacts/types.dbf", 2},
+        {"dbc_expenses/employees.dbf", 3},
+        {"dbc_expenses/expense categories.dbf", 5},
+        {"dbc_expenses/expense details.dbf", 6},
+        {"dbc_expenses/expense reports.dbf", 3},
+        {"dbc_dvds/dvds.dbf", 6},
+        {"dbc_dvds/dvdprice.dbf", 6},
+        {"dbc_dvds/genres.dbf", 13},
+        {"idx_general/fb2p_dbf.dbf", 5},
+        {"idx_general/fb2p_depto.dbf", 1},
+    };
+    for (const auto& table : tables) {
+        const auto path = Real(table.path);
+        const auto connection = Connect(path.parent_path());
+        const auto ours = RowsOf(*connection, "SELECT * FROM [" + path.stem().string() + "]");
+        const auto theirs = RowsByDbfread(path, table.encoding);
+        EXPECT_EQ(ours.size(), table.records) << table.path;
+        ASSERT_EQ(ours.size(), theirs.size()) << table.path;
+        for (std::size_t k = 0; k < ours.size(); ++k) {
+            EXPECT_EQ(Blanks(ours[k]), Blanks(theirs[k])) << table.path << " row " << k;
+        }
+    }
+}
+
+// What the independent readers can't read, or read wrongly.
+TEST_F(RealFilesTest, GiveWhatOtherReadersDont) {
+    const auto root = Connect(folder_ / "real");
+    using Texts = std::vector<std::string>;
+    // An own layout of the header.
+    EXPECT_EQ(RowsOf(*root, "SELECT * FROM dbase_02").size(), 9U);
+    // The last byte of a short V field is its length.
+    EXPECT_EQ(TextsOfRow(*root, "SELECT * FROM dbase_32"), Texts{"Bad Meets Evil"});
+    // A mark that nobody knows, and UTF-8 or Windows text under it.
+    for (const auto& text : TextsOfRow(*root, "SELECT * FROM dbase_03_cyrillic")) {
+        EXPECT_TRUE(IsValidUtf8(text)) << text;
+    }
+    // The length of a memo of dBase IV counts its own eight bytes.
+    EXPECT_EQ(TextsOfRow(*root, "SELECT * FROM dbase_8b", 0).back(), "First memo\r\n");
+    EXPECT_EQ(TextsOfRow(*root, "SELECT * FROM dbase_8b", 4).back(), "Fifth memo");
+    // Null flags and short bits among each other; fields whose names are those of other types.
+    EXPECT_EQ(TextsOfRow(*root, "SELECT * FROM test", 1),
+              (Texts{"2",
+                     "TEST",
+                     "12.3400",
+                     "123.45",
+                     "2022-10-10",
+                     "2022-10-10 21:04:25",
+                     "1.23",
+                     "123",
+                     "True",
+                     TextsOfRow(*root, "SELECT desc FROM test", 1)[0],
+                     "19",
+                     "999",
+                     "NULL",
+                     "\xAA\xBB\xCC",
+                     TextsOfRow(*root, "SELECT var_nil FROM test", 1)[0],
+                     ""}));
+    EXPECT_EQ(TextsOfRow(*root, "SELECT var_nil FROM test", 1)[0].substr(0, 11), "Lorem ipsum");
+    EXPECT_EQ(RowsOf(*root, "SELECT * FROM test").size(), 2U);
+    const auto with_deleted = Connect(folder_ / "real", "Deleted=No");
+    EXPECT_EQ(TextsOfRow(*with_deleted, "SELECT varbin_nil, var_nil, var FROM test", 2),
+              (Texts{"", "", "Test"}));
+    // A hidden field more than shown; every type of Visual FoxPro 9, blank.
+    const auto general = Connect(Real("idx_general"));
+    EXPECT_EQ(RowsOf(*general, "SELECT * FROM fb2p_free").size(), 4U);
+}
+
+// The catalogue of a folder leaves out what belongs to a container; its tables can be opened all
+// the same, by every spelling of their place.
+TEST_F(RealFilesTest, TablesOfAFolderAreFoundByEverySpelling) {
+    const auto root = Connect(folder_ / "real");
+    std::vector<std::string> names;
+    for (const auto& entry : root->Tables()) {
+        names.push_back(entry.name);
+        EXPECT_EQ(entry.type, "TABLE");
+    }
+    EXPECT_EQ(names,
+              (std::vector<std::string>{"dbase_02",
+                                        "dbase_03",
+                                        "dbase_03_cyrillic",
+                                        "dbase_30",
+                                        "dbase_32",
+                                        "dbase_83",
+                                        "dbase_8b",
+                                        "TEST"}));
+    const auto expenses = Connect(Real("dbc_expenses"));
+    EXPECT_TRUE(expenses->Tables().empty());
+    const auto path = Real("dbc_expenses").string();
+    for (const auto& name : {"[expense details]",
+                             "[Expense Details.DBF]",
+                             "\"expense details\"",
+                             "[./expense details.dbf]"}) {
+        EXPECT_EQ(RowsOf(*expenses, std::string("SELECT * FROM ") + name).size(), 6U) << name;
+    }
+    EXPECT_EQ(RowsOf(*expenses, "SELECT * FROM [" + path + "/expense details.dbf]").size(), 6U);
+    EXPECT_EQ(RowsOf(*expenses, "SELECT * FROM \"" + path + "\\expense details\"").size(), 6U);
+    EXPECT_THROW(expenses->OpenCursor("SELECT * FROM nosuch"), DataError);
+}
+
+}  // namespace
+}  // namespace vantry::foxpro
