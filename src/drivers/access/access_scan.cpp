@@ -1,3 +1,9 @@
+// Rows of the SQL layer's scans, by the quickest way that a table allows: small tables and rows
+// with uncommon columns on this thread, long ones decoded by a second thread and handed over as
+// they are. A row that the quick decoder can't do is done again with care, field by field, so that
+// one damaged field doesn't take the others along. Easy to get wrong: other connections change the
+// file while we read, so a row whose fields go on to other pages must be of one state of the file.
+
 #include "drivers/access/access_scan.h"
 
 #include "drivers/access/errors.h"
@@ -40,6 +46,7 @@ void RowDecoder::Decode(ByteSpan bytes, RowPointer pointer) {
     DecodeCarefully(bytes);
 }
 
+// Field by field, with a check of each place.
 void RowDecoder::DecodeCarefully(ByteSpan bytes) {
     std::optional<RowView> row;
     std::size_t i = 0;
@@ -64,6 +71,7 @@ void RowDecoder::DecodeCarefully(ByteSpan bytes) {
     }
 }
 
+// The fields from `first` on of a row in which one lies outside: the others are still good.
 void RowDecoder::DecodeDamaged(const RowView& row, std::size_t first) {
     for (std::size_t i = first; i < fields_.size(); ++i) {
         auto& field = fields_[i];
@@ -81,6 +89,7 @@ void RowDecoder::DecodeDamaged(const RowView& row, std::size_t first) {
     }
 }
 
+// The key in the cell becomes the text of the values that another table has for it.
 void RowDecoder::DecodeComplex(Field& field, Cell& cell) {
     if (cell.Kind() != ValueKind::Int64) {
         return;
@@ -126,6 +135,7 @@ void AccessScan::StartAhead() {
     }
 }
 
+// Rows of the second thread; where it had to stop within a run, the scanner goes on by itself.
 bool AccessScan::NextAhead() {
     for (;;) {
         if (in_cut_run_) {
@@ -200,6 +210,7 @@ bool AccessScan::DecodeSettled() {
     }
 }
 
+// An update or delete goes back to a row that the scan has passed.
 bool AccessScan::Seek(sql::RowId row) {
     if (ahead_) {
         ahead_.reset();
@@ -236,6 +247,7 @@ bool AccessKeyScan::Next() {
     }
     while (entries_.Next()) {
         const auto key = entries_.Key();
+        // Keys with more columns than were asked for begin with the same bytes.
         if (key.size() < key_.size() || !std::equal(key_.begin(), key_.end(), key.begin())) {
             return false;
         }

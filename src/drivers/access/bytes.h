@@ -1,7 +1,7 @@
 #pragma once
 // Checked access to the bytes of a page or structure: no offset, length or count of a file is used
 // without passing here. A step outside is a BoundsError, which the caller that knows file and page
-// turns into a DataError (see PageGuard in errors.h).
+// turns into a DataError (see WithPage in errors.h).
 
 #include <cstddef>
 #include <cstdint>
@@ -19,6 +19,7 @@ public:
     const char* what() const noexcept override { return "a length or offset points outside"; }
 };
 
+// Part of a structure.
 inline ByteSpan Slice(ByteSpan bytes, std::size_t offset, std::size_t length) {
     if (offset > bytes.size() || length > bytes.size() - offset) {
         throw BoundsError();
@@ -45,6 +46,7 @@ inline std::uint16_t LoadU16(ByteSpan bytes, std::size_t offset) {
 inline std::uint32_t LoadU32(ByteSpan bytes, std::size_t offset) {
     return Load<std::uint32_t>(bytes, offset);
 }
+// Index entries have their page numbers with the most significant byte first.
 inline std::uint32_t LoadBigU24(ByteSpan bytes, std::size_t offset) {
     return static_cast<std::uint32_t>(LoadU8(bytes, offset)) << 16 |
            static_cast<std::uint32_t>(LoadU8(bytes, offset + 1)) << 8 | LoadU8(bytes, offset + 2);

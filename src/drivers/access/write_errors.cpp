@@ -1,3 +1,7 @@
+// Each text begins with what callers and logs compare (the engine's own words, where it has some)
+// and goes on with the place and with what the user can do. Values in them are cut, so that a Memo
+// doesn't fill a log.
+
 #include "drivers/access/write_errors.h"
 
 #include "data/message_text.h"

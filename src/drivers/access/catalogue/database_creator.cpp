@@ -1,3 +1,10 @@
+// A new file is made in two steps. The pages that must be there before a row can be written
+// (header, map of free pages, definitions of the four system tables with empty indexes) are put
+// together in memory; then the system tables are filled through the ordinary writer, so that their
+// indexes and counts are right by the same code as everywhere. Easy to get wrong: account ids are
+// masked by a value of the file that nothing in it names, so whole sets seen in the engine's files
+// are used.
+
 #include "drivers/access/catalogue/database_creator.h"
 
 #include "data/letter_case.h"
@@ -70,6 +77,7 @@ std::vector<std::byte> Masked(const FileKind& kind, Account account) {
 
 // ---- The pages that must be there before rows can be written ----------------------------------
 
+// Header, map of free pages, definitions, maps and empty index roots, in this order of pages.
 class SystemPages {
 public:
     explicit SystemPages(const FileKind& kind) : kind_(kind) {
@@ -179,6 +187,7 @@ private:
 
 // ---- The rows of a new file -------------------------------------------------------------------
 
+// What MSysObjects lists of a new file, each with the account that owns it.
 struct SystemObject {
     std::int32_t id;
     std::int32_t parent;
@@ -203,6 +212,7 @@ constexpr std::array kSystemObjects = {
         kRelationshipsTablePage, kTablesContainer, ObjectType::Table, "MSysRelationships", kEngine},
 };
 
+// Rights as bits that only Access interprets, as its own new files have them.
 struct SystemPermission {
     std::int32_t object;
     Account account;
@@ -228,6 +238,7 @@ constexpr std::array kSystemPermissions = {
     SystemPermission{kRelationshipsContainer, kUsers, 0xFFFFF, true},
 };
 
+// Through the ordinary writer, in one transaction.
 void FillSystemTables(const std::string& path, const FileKind& kind) {
     const auto store = PageStore::Open(path);
     store->Begin();
@@ -279,7 +290,8 @@ void CreateDatabaseFile(const std::string& path, bool jet_only) {
     if (std::error_code error; !folder.empty() && !std::filesystem::exists(folder, error)) {
         throw file::SystemError(path, "created", ENOENT);
     }
-    // Made beside its place and given its name at the end, so that nobody meets half a file.
+    // Made beside its place and given its name at the end, so that no other program meets half a
+    // file.
     const std::string temporary = path + ".new-" + std::to_string(::getpid());
     try {
         {

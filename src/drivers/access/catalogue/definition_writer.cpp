@@ -1,3 +1,9 @@
+// A table is more than its definition: a row of MSysObjects, rows of MSysACEs for those who may use
+// it (without them Access says that the user lacks permission), page maps, empty indexes. All of it
+// is written through TableWriter in one transaction, and dropping goes the same way back. Easy to
+// get wrong: both maps of a column of long values must be on one page, and a map row is a slot of a
+// data page that other tables share.
+
 #include "drivers/access/catalogue/definition_writer.h"
 
 #include "data/letter_case.h"
@@ -116,6 +122,7 @@ ObjectCatalog& DefinitionWriter::Catalog() {
     return *catalog_;
 }
 
+// Through the table writer, so that both indexes of MSysObjects hold the new row.
 void DefinitionWriter::AddObject(const NewObject& object) {
     auto writer = WriterOf(*store_, kObjectsTablePage, kObjectsTable);
     Record row(writer.Def());
@@ -137,6 +144,7 @@ void DefinitionWriter::AddObject(const NewObject& object) {
     writer.BeforeCommit();
 }
 
+// One row an account; Access shows no table that its user has no row for.
 void DefinitionWriter::AddPermissions(std::int32_t object,
                                       std::span<const Permission> permissions) {
     auto writer = WriterOf(*store_, kPermissionsTablePage, kPermissionsTable);
@@ -164,6 +172,7 @@ std::vector<std::byte> DefinitionWriter::OwnerOfNewObjects() {
     return {};
 }
 
+// A new table may be used by every account that the container of tables knows.
 std::vector<Permission> DefinitionWriter::PermissionsOfContainer() {
     const auto def = ReadTableDef(*store_, kPermissionsTablePage, std::string(kPermissionsTable));
     RecordReader reader(*store_, def, {"ObjectId", "SID"});
@@ -200,6 +209,7 @@ void DefinitionWriter::MakeTable(NewTable table) {
         }
     }
     PlaceIndexes(def, maps);
+    // The engine looks names of indexes up in this order.
     std::sort(def.logical_indexes.begin(),
               def.logical_indexes.end(),
               [](const LogicalIndex& left, const LogicalIndex& right) {
@@ -230,6 +240,7 @@ void DefinitionWriter::RequireFreeName(std::string_view name) {
     }
 }
 
+// Everything about the definition is checked before a page is taken.
 void DefinitionWriter::CreateTable(const sql::TableDefinition& definition) {
     CheckName("a table", definition.name);
     RequireFreeName(definition.name);
@@ -320,6 +331,7 @@ void DefinitionWriter::RequireNoRelation(const TableDef& def) {
     }
 }
 
+// Pages of rows, long values and indexes, then the rows of the maps that listed them.
 void DefinitionWriter::FreeTablePages(const TableDef& def) {
     std::vector<RowPointer> maps{def.owned_map, def.free_map};
     for (const ColumnDef& column : def.columns) {
@@ -362,6 +374,7 @@ void DefinitionWriter::FreeTablePages(const TableDef& def) {
     }
 }
 
+// Whatever names the table elsewhere goes, too, or a new table of its name would inherit it.
 void DefinitionWriter::RemoveCatalogRows(const CatalogObject& object) {
     auto objects = WriterOf(*store_, kObjectsTablePage, kObjectsTable);
     objects.Delete(object.row);

@@ -1,3 +1,8 @@
+// MSysObjects lists everything in a file: tables, queries, links, forms, containers. It is read by
+// a scan, never by its indexes, so that a file with a damaged or foreign index still opens. Names
+// are compared without regard to case, but an exact match goes first: some files have both. Easy to
+// get wrong: system and helper tables are tables, too, and differ by flags and by name only.
+
 #include "drivers/access/catalogue/object_catalog.h"
 
 #include "data/letter_case.h"
@@ -47,6 +52,7 @@ std::string ListedType(const CatalogObject& object) {
     if (object.name.starts_with('~') || IsFlatTableName(object.name)) {
         return "";
     }
+    // The words are those of the engine's own list of tables.
     if ((object.flags & kObjectSystem2) != 0) {
         return "ACCESS TABLE";
     }
@@ -85,6 +91,7 @@ void ObjectCatalog::Load() {
         has_tables_container |= object.name == kTablesContainerName;
         objects_.push_back(std::move(object));
     }
+    // A page that decodes to nonsense may still parse as an empty table: then this row is missing.
     if (!has_tables_container) {
         throw DamagedFile(
             source_->Name(),
@@ -103,6 +110,7 @@ const std::vector<CatalogObject>& ObjectCatalog::Objects() {
 const CatalogObject* ObjectCatalog::Find(std::string_view name) {
     const CatalogObject* found = nullptr;
     for (const auto& object : Objects()) {
+        // Tables, links and queries share one space of names; forms and reports have their own.
         if (!object.IsTable() && !object.IsLink() && !object.IsQuery()) {
             continue;
         }
@@ -126,6 +134,7 @@ const CatalogObject* ObjectCatalog::FindId(std::int32_t id) {
 }
 
 TableDef ObjectCatalog::ReadTable(const CatalogObject& object) {
+    // What a formula yields stands in the properties, not in the definition.
     auto def = ReadTableDef(*source_, object.TablePage(), object.name);
     if (!def.HasCalculatedColumns()) {
         return def;

@@ -48,7 +48,7 @@ public:
     const CatalogObject* Find(std::string_view name);
     const CatalogObject* FindId(std::int32_t id);
 
-    // The definition of a table; the result types of its calculated columns are settled. Throws
+    // The definition of a table; the result types of its calculated columns are filled in. Throws
     // DataError.
     TableDef ReadTable(const CatalogObject& object);
     // The properties of an object; none when it has no block or a damaged one.

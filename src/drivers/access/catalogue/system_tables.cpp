@@ -1,3 +1,8 @@
+// The system tables of a new file, column by column as the engine's own files have them: column
+// numbers, places in the row and the order of the list differ from each other, and readers of other
+// makers look for fixed ones. The lists are ordered by column name, as the engine stores them.
+// Whatever has no reason of its own here was seen in a file that the engine made.
+
 #include "drivers/access/catalogue/system_tables.h"
 
 #include <algorithm>
@@ -38,6 +43,7 @@ std::uint16_t LengthOf(ColumnType type) {
     }
 }
 
+// Columns are given by name with their number and their place, which no rule connects.
 TableDef MakeDef(std::string_view name,
                  std::uint8_t table_type,
                  SortOrder sort_order,

@@ -1,3 +1,8 @@
+// A definition is one string of bytes cut into pages; it is put together first and then parsed
+// front to back. Counts are checked before anything is reserved by them, and column numbers, index
+// references and map entries against each other, so that users of a TableDef needn't. Easy to get
+// wrong: lists are in display order, while rows and the null mask go by column number.
+
 #include "drivers/access/catalogue/table_def.h"
 
 #include "data/letter_case.h"
@@ -63,6 +68,7 @@ private:
         }
     }
 
+    // The first list: numbers that change with the rows.
     void ParseIndexCounts() {
         def_.real_indexes.resize(real_count_);
         for (auto& index : def_.real_indexes) {
@@ -71,6 +77,7 @@ private:
         }
     }
 
+    // Four bytes of the descriptor mean another thing for each family of types.
     ColumnDef ParseColumn(ByteSpan descriptor) const {
         ColumnDef column;
         column.type = static_cast<ColumnType>(LoadU8(descriptor, layout_.column_type));
@@ -102,6 +109,7 @@ private:
         return column;
     }
 
+    // Descriptors first, then all the names.
     void ParseColumns() {
         std::bitset<kMaxColumns + 1> seen;
         for (std::size_t i = 0; i < column_count_; ++i) {
@@ -124,6 +132,7 @@ private:
         return names_.Name(reader_.Take(length));
     }
 
+    // What lies on index pages: key columns, pages, rules.
     void ParseRealIndexes() {
         for (auto& index : def_.real_indexes) {
             const auto descriptor = reader_.Take(layout_.real_index_size);
@@ -149,6 +158,7 @@ private:
         }
     }
 
+    // Names for them, several perhaps for one: a primary key that a relationship uses, too.
     void ParseLogicalIndexes() {
         for (std::uint32_t i = 0; i < logical_count_; ++i) {
             const auto fields =
@@ -173,6 +183,7 @@ private:
         }
     }
 
+    // The last list, up to the end mark or the end of the bytes.
     void ParseLongValueMaps() {
         while (reader_.Remaining() >= kLongValueMapsSize) {
             const auto number = reader_.Take<std::uint16_t>();

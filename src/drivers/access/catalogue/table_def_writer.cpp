@@ -1,3 +1,8 @@
+// The bytes of a definition, in the order in which they lie in the file; format.h has the offsets.
+// An index that is added later is put into the bytes that are there rather than built anew, because
+// other programs keep things in them that nothing here knows. Easy to get wrong: the lists of
+// descriptors and of names are apart, so that one index is five insertions.
+
 #include "drivers/access/catalogue/table_def_writer.h"
 
 #include "data/letter_case.h"
@@ -14,6 +19,7 @@ constexpr const TdefLayout& kTdef = kJet4Layout.tdef;
 constexpr std::size_t kPageSize = kJet4Layout.page_size;
 constexpr std::uint32_t kNoOtherIndex = 0xFFFFFFFF;
 
+// Numbers one behind the other, as the engine reads them.
 class ByteWriter {
 public:
     template <typename Number>
@@ -36,6 +42,7 @@ private:
     std::vector<std::byte> out_;
 };
 
+// Four bytes mean another thing for each family of types; see TdefLayout::column_collation.
 void PutColumn(ByteWriter& out, const ColumnDef& column) {
     out.Put(static_cast<std::uint8_t>(column.type));
     out.Put(kTdefMagic);
@@ -98,6 +105,7 @@ void AssignPlaces(TableDef& def) {
     std::uint16_t number = 0;
     std::uint16_t fixed_offset = 0;
     std::uint16_t variable = 0;
+    // Long values last: the engine keeps their headers behind the short fields.
     for (const bool long_values : {false, true}) {
         for (ColumnDef& column : def.columns) {
             if (!column.IsFixed() && column.IsLongValue() == long_values) {
@@ -105,6 +113,7 @@ void AssignPlaces(TableDef& def) {
             }
         }
     }
+    // A fixed column notes how many variable ones come before it, as the engine's files do.
     std::uint16_t variables_before = 0;
     for (ColumnDef& column : def.columns) {
         column.number = number++;
@@ -240,6 +249,7 @@ std::vector<std::byte> AddIndexToTableDef(ByteSpan bytes,
 }
 
 void WriteTableDef(PageStore& store, ByteSpan bytes, std::vector<PageNumber>& pages) {
+    // Pages beyond the first lose their head to the link; unneeded ones are given back.
     constexpr std::size_t kPiece = kPageSize - kTdefContinuationOffset;
     const std::size_t behind_first = bytes.size() > kPageSize ? bytes.size() - kPageSize : 0;
     const std::size_t needed = 1 + (behind_first + kPiece - 1) / kPiece;

@@ -1,3 +1,7 @@
+// The words that CREATE TABLE knows for types, and the columns that they make. Several words differ
+// only in what a length after them means, which is what Form says. Easy to get wrong: INTEGER is
+// four bytes long here, FLOAT is a double, and TEXT without a length is a Memo.
+
 #include "drivers/access/catalogue/type_words.h"
 
 #include "drivers/access/write_errors.h"
@@ -9,6 +13,7 @@
 namespace vantry::access {
 namespace {
 
+// What may follow a type word, and what it makes of the column.
 enum class Form : std::uint8_t {
     Plain,
     AutoNumber,
@@ -25,6 +30,7 @@ struct TypeWord {
     Form form;
 };
 
+// Upper case, one blank between words, as the parser hands them over.
 constexpr std::array kTypeWords = {
     TypeWord{"INTEGER", ColumnType::Long, Form::Plain},
     TypeWord{"INT", ColumnType::Long, Form::Plain},
@@ -118,6 +124,7 @@ void SetText(ColumnDef& column, int units, const FileHeader& header, bool fixed)
 
 }  // namespace
 
+// BIGINT is a word only in files whose version has the type.
 NewColumn ColumnFromWords(const sql::ColumnDefinition& definition, const FileHeader& header) {
     const bool big_int = definition.type == "BIGINT" && header.version >= kVersionAce16;
     const auto word = std::find_if(kTypeWords.begin(), kTypeWords.end(), [&](const TypeWord& each) {
@@ -134,6 +141,7 @@ NewColumn ColumnFromWords(const sql::ColumnDefinition& definition, const FileHea
     def.flags = kColumnFixed | kColumnMayBeNull;
     def.length = static_cast<std::uint16_t>(FixedSizeOf(def.type));
     Form form = big_int ? Form::Plain : word->form;
+    // The one word whose type depends on whether a length follows.
     if (form == Form::TextOrMemo) {
         form = definition.size ? Form::VariableText : Form::Plain;
         def.type = definition.size ? ColumnType::Text : ColumnType::Memo;

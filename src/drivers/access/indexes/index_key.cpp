@@ -1,3 +1,9 @@
+// A key is a flag byte a column (null or not) and the value in a form that sorts byte by byte; a
+// descending column has its bytes inverted. Numbers are turned round to most significant byte
+// first, with the sign bit flipped; texts are a matter of Collation. Easy to get wrong: the engine
+// itself sorts descending decimals of Jet files wrongly, and its keys must be matched, not
+// corrected, or its next lookup misses the row.
+
 #include "drivers/access/indexes/index_key.h"
 
 namespace vantry::access {
@@ -32,6 +38,7 @@ void AppendInteger(ByteSpan stored, std::size_t size, bool ascending, std::vecto
     }
 }
 
+// IEEE numbers sort like integers once negative ones are inverted.
 void AppendFloat(ByteSpan stored, std::size_t size, bool ascending, std::vector<std::byte>& key) {
     const std::size_t start = key.size();
     AppendReversed(stored, size, key);
@@ -67,6 +74,7 @@ void AppendNumeric(ByteSpan stored, bool ascending, bool ace, std::vector<std::b
     }
 }
 
+// Groups of eight bytes with a count behind each: a shorter value sorts before its continuation.
 void AppendBinary(ByteSpan bytes, bool ascending, std::vector<std::byte>& key) {
     const std::byte flip = ascending ? std::byte{0x00} : std::byte{0xFF};
     while (bytes.size() > kBinaryGroup) {
@@ -82,6 +90,7 @@ void AppendBinary(ByteSpan bytes, bool ascending, std::vector<std::byte>& key) {
     key.push_back(static_cast<std::byte>(bytes.size()) ^ flip);
 }
 
+// In the order of its text, not of its bytes: the first three fields are stored as numbers.
 void AppendGuidKey(ByteSpan stored, bool ascending, std::vector<std::byte>& key) {
     constexpr std::size_t kOrder[kGuidSize] = {
         3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
@@ -102,6 +111,7 @@ std::string HexOf(unsigned number) {
     return text;
 }
 
+// A clause for messages; empty: keys of the column can be made.
 std::string WhyUnsupported(const ColumnDef& column) {
     const std::string name = "its column '" + column.name + "'";
     if (column.IsCalculated()) {

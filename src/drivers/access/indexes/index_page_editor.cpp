@@ -1,3 +1,9 @@
+// Entries of a page lie side by side with no lengths; a bit mask says where each ends. All but the
+// first leave out the bytes that they share with it. Common changes are made in place by moving
+// bytes and rebuilding the mask; a new first entry or one that doesn't share the prefix lays the
+// page out anew. Easy to get wrong: pages of other writers have prefixes that reach into the row
+// pointer, so entries are put together before they are compared or cut.
+
 #include "drivers/access/indexes/index_page_editor.h"
 
 #include "drivers/access/pages/data_page.h"
@@ -159,6 +165,7 @@ std::vector<IndexEntry> IndexPageEditor::AllEntries() const {
     return entries;
 }
 
+// The mask of ends and the count of free bytes, from the list of ends.
 void IndexPageEditor::StoreLayout(std::span<std::byte> page) {
     const auto mask = page.subspan(kLayout.mask_offset, kLayout.mask_size);
     std::memset(mask.data(), 0, mask.size());
@@ -184,6 +191,7 @@ bool IndexPageEditor::InsertInPlace(std::span<std::byte> page, std::size_t at, B
     const std::size_t begin = Begin(at);
     std::memmove(area.data() + begin + rest.size(), area.data() + begin, used - begin);
     std::memcpy(area.data() + begin, rest.data(), rest.size());
+    // The new entry's end is its begin plus its length, and so are those behind it moved.
     const auto length = static_cast<std::uint16_t>(rest.size());
     ends_.insert(ends_.begin() + static_cast<std::ptrdiff_t>(at),
                  static_cast<std::uint16_t>(begin));
@@ -212,6 +220,7 @@ bool IndexPageEditor::RemoveInPlace(std::span<std::byte> page, std::size_t at) {
     return true;
 }
 
+// With the prefix that Write() would give them.
 bool IndexPageEditor::Fits(std::span<const IndexEntry> entries, bool leaf) {
     return SizeOf(entries, PrefixOf(entries, leaf)) <= kAreaSize;
 }

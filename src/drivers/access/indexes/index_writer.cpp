@@ -1,3 +1,9 @@
+// A tree whose nodes name each child by its greatest entry, except the last child, which is only
+// the tail: appending then touches no node. A full page is split by moving its *first* half to a
+// new page, so that whatever says "tail" of the page stays true; the root's content moves down
+// instead, because the definition names the root for good. Easy to get wrong: an entry that is the
+// last of its page also stands in a node, perhaps some levels up.
+
 #include "drivers/access/indexes/index_writer.h"
 
 #include "drivers/access/errors.h"

@@ -1,3 +1,8 @@
+// Page 0 says what the file is: engine, version, sort order, password, encryption. Most of it is
+// masked with constant bytes. What isn't an Access file is refused with what it seems to be, as
+// files with the right extension and other content are common. Easy to get wrong: the password
+// cells of newer files aren't empty without a password, they repeat the mask of the creation date.
+
 #include "drivers/access/pages/file_header.h"
 
 #include "data/utf.h"

@@ -1,3 +1,8 @@
+// Reading pages from a file or from memory, decoded, with a check that they are there. PageReader
+// keeps a few of them for walks that go to and fro; it drops them when the source's version moves,
+// which is when their bytes may have changed. Easy to get wrong: a file may be cut while we read,
+// so the end is found by reading, not by a size asked before.
+
 #include "drivers/access/pages/page_source.h"
 
 #include "drivers/access/encryption/page_cipher.h"
@@ -93,12 +98,14 @@ ByteSpan PageReader::Page(PageNumber page, PageType type) {
     return bytes;
 }
 
+// The count is checked against the page before anything is reserved by it.
 std::size_t CountSlots(const Layout& layout, ByteSpan page) {
     const std::size_t count = LoadU16(page, layout.data.row_count_offset);
     Slice(page, layout.data.slots_offset, count * kSlotSize);
     return count;
 }
 
+// A row reaches from its slot's offset to its neighbour's.
 RowSlot FindRow(const Layout& layout, ByteSpan page, RowNumber row) {
     const std::size_t count = CountSlots(layout, page);
     if (row >= count) {

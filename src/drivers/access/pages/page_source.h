@@ -104,7 +104,7 @@ private:
     int descriptor_;
 };
 
-// Bytes that somebody else owns: for tests and fuzzers.
+// Bytes that the caller owns: for tests and fuzzers.
 class MemoryPageSource : public PageSource {
 public:
     MemoryPageSource(ByteSpan bytes, FileHeader header, std::string name);

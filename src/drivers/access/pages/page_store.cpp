@@ -1,3 +1,9 @@
+// The Access side of the file layer's transactions: who may write, when connections see each
+// other's rows, and which pages are free. A freed page is reused at once, lowest first, which keeps
+// files small. Easy to get wrong: a page that was freed in this transaction must be cleared through
+// the journal, since a roll-back brings it back, while one that was free before can simply be
+// renewed; and pages behind those that the map covers count as free whether they are or not.
+
 #include "drivers/access/pages/page_store.h"
 
 #include "drivers/access/encryption/page_cipher.h"
@@ -18,7 +24,7 @@ namespace {
 constexpr PageNumber kFirstFreePage = kRelationshipsTablePage + 1;
 
 // Who has the file open in the program Access, by its lock file: 64-byte records of computer and
-// user name. Empty: nobody.
+// user name. Empty: none.
 std::string UserOfLockFile(const std::string& path) {
     namespace fs = std::filesystem;
     fs::path lock_path(path);
@@ -84,6 +90,7 @@ PageNumber PageStore::PageCount() {
     return file_->PageCount();
 }
 
+// A change by another connection shows at the first read behind it.
 void PageStore::Read(PageNumber first, std::span<std::byte> out) {
     const auto pages = static_cast<PageNumber>(out.size() / PageSize());
     const PageNumber count = PageCount();
@@ -102,7 +109,7 @@ bool PageStore::TryRead(PageNumber first, std::span<std::byte> out, std::uint64_
 }
 
 std::uint64_t PageStore::VersionOf(std::uint64_t stamp) const {
-    // Version() follows the file's at the next Read(), and so does everybody who compares it.
+    // Version() follows the file's at the next Read(), and so do all who compare it.
     return stamp == seen_version_ && stamp == file_->Version() ? Version() : kStale;
 }
 
@@ -116,6 +123,7 @@ void PageStore::Settle() {
 
 // ---- Transactions -----------------------------------------------------------------------------
 
+// Asked before each transaction, as Access may have opened the file since the last.
 void PageStore::RequireWritable() {
     if (GetLayout().jet3) {
         throw CannotWriteJet3(Name());
@@ -132,6 +140,7 @@ void PageStore::RequireWritable() {
     }
 }
 
+// Other connections may have freed and used pages since ours ended.
 void PageStore::StartTransaction() {
     BumpVersion();
     free_pages_.reset();
@@ -264,6 +273,7 @@ PageNumber PageStore::Allocate() {
         if (const auto free = FreePages().Next(search_from_, PageCount())) {
             search_from_ = *free + 1;
             FreePages().Remove(*free);
+            // See the head of this file.
             if (freed_.contains(*free)) {
                 const auto bytes = Change(*free);
                 std::memset(bytes.data(), 0, bytes.size());

@@ -15,7 +15,7 @@ namespace vantry::access {
 
 class UsageMapWriter;
 
-// Somebody who gathers numbers in memory and writes them into pages once a transaction.
+// What gathers numbers in memory and writes them into pages once a transaction.
 class CommitListener {
 public:
     virtual ~CommitListener() = default;

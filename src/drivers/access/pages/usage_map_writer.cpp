@@ -1,3 +1,8 @@
+// A map is either a window of some 500 pages in its own row or a list of bitmap pages. Adding a
+// page outside the window first moves it, if all its pages fit another one, and then makes the row
+// a list, for good. Easy to get wrong: the map of free pages means the opposite for what it doesn't
+// cover, and a bitmap page of it is itself a page that must be marked as used.
+
 #include "drivers/access/pages/usage_map_writer.h"
 
 #include "drivers/access/errors.h"
@@ -32,6 +37,7 @@ std::optional<std::size_t> FindBit(ByteSpan bits, std::size_t from, std::size_t 
 
 }  // namespace
 
+// The row is found anew each time: any change of a page may move the views of others.
 ByteSpan UsageMapWriter::LookRow() {
     return WithPage(store_->Name(), row_.page, kDamage, [&] {
         const auto row = FindRow(store_->GetLayout(), store_->Look(row_.page), row_.row);
@@ -119,6 +125,7 @@ bool UsageMapWriter::MoveWindow(PageNumber page) {
     return true;
 }
 
+// The same row as a list of bitmap pages; its bits go through Set() again.
 void UsageMapWriter::MakeReference() {
     auto row = ChangeRow();
     const auto former = std::vector<std::byte>(row.begin(), row.end());
@@ -174,6 +181,7 @@ PageNumber UsageMapWriter::NewBitmap(std::size_t entry) {
     return number;
 }
 
+// Pages that a map of free pages doesn't cover are not given here: Allocate() appends instead.
 std::optional<PageNumber> UsageMapWriter::Next(PageNumber from, PageNumber limit) {
     const auto row = LookRow();
     if (LoadU8(row, 0) == kInlineMap) {

@@ -11,7 +11,7 @@ namespace vantry::access {
 
 // The value of the expression; `memory` holds what it points at. Nothing if it is of another form.
 std::optional<Cell> EvaluateDefault(std::string_view expression, Value& memory);
-// Whether it asks for a GUID that nobody had before: "GenGUID()".
+// Whether it asks for a new GUID: "GenGUID()".
 bool IsNewGuid(std::string_view expression);
 
 }  // namespace vantry::access

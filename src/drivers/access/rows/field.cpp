@@ -1,3 +1,9 @@
+// Each column has a decoder that knows what can be known before the first row. A value that makes
+// no sense (a date in the year 20000, a cut number) is Unreadable with a reason, never another
+// value and never an error that ends the scan. Easy to get wrong: the time of a date before
+// 1899-12-30 counts forward, so -1.25 is six in the morning of the day before; and calculated
+// columns wrap their value, whose type the descriptor needn't name.
+
 #include "drivers/access/rows/field.h"
 
 #include "data/data_error.h"
@@ -62,6 +68,8 @@ std::optional<DateTime> DateTimeFromSerial(double serial) {
     return DateTime{day, millis * kNanosPerMilli};
 }
 
+// Four words, the most significant first, each little-endian: up to 38 digits fit a decimal of
+// ours.
 std::optional<Decimal> DecimalFromNumeric(ByteSpan stored, std::uint8_t scale) {
     constexpr UInt128 kTenTo19 = 10'000'000'000'000'000'000ULL;
     constexpr UInt128 kLimit = kTenTo19 * kTenTo19;
@@ -192,6 +200,7 @@ Cell FieldDecoder::DecodeAs(ColumnType type, ByteSpan stored) {
     return Cell::Bytes(stored);
 }
 
+// The memory of a huge text isn't kept for the short ones behind it.
 Cell FieldDecoder::DecodeMemo(ByteSpan stored) {
     if (scratch_.capacity() > kKeptCapacity) {
         scratch_ = {};
@@ -205,6 +214,7 @@ Cell FieldDecoder::DecodeGuid(ByteSpan stored) {
     return Cell::Text(scratch_);
 }
 
+// Sixteen bytes of nothing, a length, the result.
 Cell FieldDecoder::DecodeCalculated(ByteSpan stored) {
     // A long result has the wrapper inside the long value.
     const auto wrapped = long_values_ ? long_values_->Read(stored) : stored;

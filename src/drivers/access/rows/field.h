@@ -1,6 +1,6 @@
 #pragma once
-// A column's stored bytes as a Cell. One decoder a column: what depends on the column is settled at
-// the start, and its buffers are used again for each row.
+// A column's stored bytes as a Cell. One decoder a column: what depends on the column is found out
+// at the start, and its buffers are used again for each row.
 
 #include "data/value.h"
 #include "drivers/access/catalogue/table_def.h"

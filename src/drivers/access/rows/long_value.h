@@ -20,8 +20,8 @@ public:
     // At most the first `limit` bytes: for keys.
     ByteSpan Read(ByteSpan stored, std::size_t limit);
 
-    // Calls visit(RowPointer) for each row of long value pages that the value occupies: for who
-    // frees or counts them.
+    // Calls visit(RowPointer) for each row of long value pages that the value occupies: for
+    // freeing or counting them.
     template <typename Visit>
     void ForEachRow(ByteSpan stored, Visit&& visit);
 

@@ -1,3 +1,8 @@
+// Values up to a page's size share pages, one row each; longer ones are a chain of rows with a page
+// each, so that giving them up frees whole pages. Each column has two maps: its pages, and those of
+// them with room. Easy to get wrong: a page is freed only when the last of its rows is deleted, and
+// a page that fills up must leave the second map or it is tried again for each value.
+
 #include "drivers/access/rows/long_value_writer.h"
 
 #include "drivers/access/errors.h"
@@ -24,6 +29,7 @@ bool IsLongValuePage(ByteSpan page) {
 LongValueWriter::LongValueWriter(PageStore& store, const TableDef& def)
     : store_(&store), def_(&def), current_(def.columns.size()) {}
 
+// Of the column, but not among those with room.
 PageNumber LongValueWriter::NewPage(const ColumnDef& column) {
     const PageNumber page = store_->Allocate();
     DataPage(store_->Change(page)).Initialize(kLongValueOwner);
@@ -56,6 +62,7 @@ PageNumber LongValueWriter::FindRoom(const ColumnDef& column, std::size_t length
     return 0;
 }
 
+// A value that fits one row goes where the last one went, as long as there is room.
 RowPointer LongValueWriter::WriteRow(const ColumnDef& column, ByteSpan data) {
     PageNumber& current = current_[static_cast<std::size_t>(&column - def_->columns.data())];
     if (current == 0 || !DataPage(store_->Change(current)).HasRoomFor(data.size())) {
@@ -77,6 +84,7 @@ RowPointer LongValueWriter::WriteRow(const ColumnDef& column, ByteSpan data) {
     return pointer;
 }
 
+// Fills the header of the field; `data` is more than stays in the row.
 void LongValueWriter::Write(std::size_t column, ByteSpan data, std::span<std::byte> header) {
     const ColumnDef& def = def_->columns[column];
     if (!def.has_maps) {
@@ -114,6 +122,7 @@ void LongValueWriter::Write(std::size_t column, ByteSpan data, std::span<std::by
     }
 }
 
+// Marks it; a page whose rows are all marked is given back.
 void LongValueWriter::DeleteRow(const ColumnDef& column, RowPointer row) {
     WithPage(store_->Name(), row.page, kDamage, [&] {
         if (!IsLongValuePage(store_->Look(row.page))) {

@@ -1,3 +1,9 @@
+// The plan of a row: where each wanted field lies, worked out once a scan. Rows that follow it are
+// decoded in one pass without exceptions or allocation; anything else (an older row with fewer
+// columns, a field that is out of place) is left to the careful decoder by answering false. Easy to
+// get wrong: every offset that comes from the row is compared with the row's end before it is used,
+// as there is no ByteSpan here to catch it.
+
 #include "drivers/access/rows/quick_row.h"
 
 #include "drivers/access/rows/field.h"
@@ -76,6 +82,7 @@ QuickRow::QuickRow(const Layout& layout,
     }
 }
 
+// One field whose place has been checked; false for a value that wants care.
 bool QuickRow::DecodeField(const Field& field, ByteSpan stored, Cell& cell, TextRoom& room) {
     const std::byte* const place = stored.data();
     switch (field.type) {
@@ -147,6 +154,7 @@ bool QuickRow::DecodeField(const Field& field, ByteSpan stored, Cell& cell, Text
     }
 }
 
+// False: nothing of the row is of use, and the careful way must do it.
 bool QuickRow::Decode(ByteSpan row, Cell* cells, TextRoom& room) const {
     const std::byte* const begin = row.data();
     if (row.size() < fixed_end_ + mask_size_ || At<std::uint16_t>(begin) != columns_) {
@@ -173,6 +181,7 @@ bool QuickRow::Decode(ByteSpan row, Cell* cells, TextRoom& room) const {
             cell = Cell::Null();
             continue;
         }
+        // A variable field begins where the offset table says and ends where the next begins.
         std::size_t start = field.place;
         std::size_t length = field.length;
         if (!field.fixed) {

@@ -1,3 +1,9 @@
+// A row is built front to back in one buffer that is large enough for any row of the table: fixed
+// area, variable data, then the table of offsets backwards, then the null mask. Each column has its
+// encoder as a member pointer, chosen once. Easy to get wrong: the fixed area has holes of deleted
+// columns that must be there; offsets of missing columns repeat their neighbour's; a table without
+// variable columns has no offset table at all.
+
 #include "drivers/access/rows/row_encoder.h"
 
 #include "data/value_convert.h"
@@ -86,6 +92,7 @@ RowEncoder::RowEncoder(const TableDef& def, std::string table)
     buffer_.resize(capacity);
 }
 
+// And the most bytes that a value of the column takes, for the buffer's size.
 void RowEncoder::SetEncoder(Column& column) {
     const ColumnDef& def = *column.def;
     const std::size_t size = FixedSizeOf(def.type);
@@ -161,6 +168,7 @@ void RowEncoder::Encode(std::span<const Cell> row, std::span<const StoredField> 
     Build(row, given.data());
 }
 
+// A null field takes no bytes and leaves its bit of the mask clear.
 std::byte* RowEncoder::PutField(const Column& column,
                                 std::span<const Cell> row,
                                 const StoredField* given,
@@ -198,6 +206,7 @@ std::byte* RowEncoder::PutField(const Column& column,
     return end;
 }
 
+// Front to back; see the head of row.h for the shape.
 void RowEncoder::Build(std::span<const Cell> row, const StoredField* given) {
     pending_.clear();
     std::byte* const start = buffer_.data();
@@ -247,6 +256,7 @@ void RowEncoder::Build(std::span<const Cell> row, const StoredField* given) {
     }
 }
 
+// A text that went elsewhere isn't in the row any more, but is still held for its key.
 std::optional<ByteSpan> RowEncoder::KeyField(std::size_t column) const {
     static constexpr std::byte kTruth[2] = {std::byte{0}, std::byte{1}};
     const Field& field = fields_[column];

@@ -1,4 +1,8 @@
-// A value in the stored form of its column's type.
+// A value in the stored form of its column's type: conversions as the engine makes them, and an
+// error that names table, column and value where there is none. Texts try the compressed form
+// first, eight characters at a time. Easy to get wrong: a text is measured in UTF-16 units; plain
+// text that begins with the mark of compressed text would be taken for it; a money value must not
+// pass through a double.
 
 #include "data/utf.h"
 #include "data/value_convert.h"
@@ -67,6 +71,7 @@ std::byte* PutNarrow(std::string_view text, std::size_t limit, std::byte* out) {
     return out;
 }
 
+// Null when the text can't be stored so: the engine compresses no shorter ones.
 std::byte* PutCompressed(std::string_view text, std::size_t limit, std::byte* out) {
     if (text.size() < kMinCompressedUnits) {
         return nullptr;
@@ -225,6 +230,7 @@ std::byte* RowEncoder::EncodeDate(const Column& column, const Cell& cell, std::b
     return Put(out, serial);
 }
 
+// Decimal digits: days since year 1, seconds, units of 100 ns.
 std::byte* RowEncoder::EncodeExtendedDate(const Column& column, const Cell& cell, std::byte* out) {
     const auto value = ToDateTime(cell);
     if (!value) {
@@ -242,6 +248,7 @@ std::byte* RowEncoder::EncodeExtendedDate(const Column& column, const Cell& cell
     return out + kExtendedDateSize;
 }
 
+// Sign and four words of the magnitude, the most significant first.
 std::byte* RowEncoder::EncodeNumeric(const Column& column, const Cell& cell, std::byte* out) {
     const auto value = ToDecimal(cell, column.def->scale);
     if (!value) {
@@ -326,6 +333,7 @@ std::byte* RowEncoder::EncodeText(const Column& column, const Cell& cell, std::b
     return out + 2 * units_.size();
 }
 
+// Filled up with blanks; fixed texts are never compressed.
 std::byte* RowEncoder::EncodeFixedText(const Column& column, const Cell& cell, std::byte* out) {
     const std::size_t limit = column.def->length / 2U;
     units_.clear();

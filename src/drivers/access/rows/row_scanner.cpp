@@ -1,3 +1,9 @@
+// Pages of a table are read in runs, as they mostly lie side by side; between them may be others,
+// which are passed over. A slot says where its row begins, its neighbour where it ends. Easy to get
+// wrong: deleted slots may hold any offset, the target of a moved row is marked deleted so that a
+// scan doesn't find it twice, and the page map of real files lists pages that are another table's
+// by now.
+
 #include "drivers/access/rows/row_scanner.h"
 
 #include "drivers/access/errors.h"
@@ -5,7 +11,7 @@
 namespace vantry::access {
 namespace {
 
-// A page that the table's map lists but that is somebody else's by now is passed over: maps of real
+// A page that the table's map lists but that is another table's by now is passed over: maps of real
 // files keep such entries. What is no page at all was one of the table's.
 bool IsOtherKind(std::byte type) {
     return type >= std::byte{static_cast<std::uint8_t>(PageType::Data)} && type <= std::byte{8};
@@ -63,6 +69,7 @@ void RowScanner::ReadRun(PageRun& run) {
     run.version = source_->Version();
 }
 
+// The end of a row is the begin of the one before it, so the slot before is read, too.
 void RowScanner::StandIn(PageRun& run, std::size_t position, std::size_t slot) {
     std::swap(run_, run);
     run_next_ = position;
@@ -76,6 +83,7 @@ void RowScanner::StandIn(PageRun& run, std::size_t position, std::size_t slot) {
         kSlotOffsetMask;
 }
 
+// False for a page that is another table's by now.
 bool RowScanner::EnterPage(ByteSpan page, PageNumber number) {
     page_number_ = number;
     if (page[kPageTypeOffset] != std::byte{static_cast<std::uint8_t>(PageType::Data)}) {
@@ -113,6 +121,7 @@ bool RowScanner::NextPageInRun() {
     return false;
 }
 
+// A run that can't be read stays ahead: the next call meets the error again.
 bool RowScanner::NextPage() {
     while (!NextPageInRun()) {
         run_next_ = 0;
@@ -187,6 +196,7 @@ bool RowScanner::Refresh() {
     return true;
 }
 
+// The page in hand is used again when the row is on it and the file hasn't changed.
 bool RowScanner::Seek(RowPointer row) {
     if (row.page >= source_->PageCount()) {
         return false;
@@ -229,6 +239,7 @@ void RowScanner::LeaveRun() {
     run_next_ = slots_ = next_slot_ = 0;
 }
 
+// Slots alone, no rows: a moved row counts where its slot is.
 std::int64_t RowScanner::CountRest() {
     std::int64_t count = 0;
     const std::size_t slots_at = source_->GetLayout().data.slots_offset;

@@ -32,7 +32,7 @@ public:
     // Stands on that row instead; false if it is gone.
     bool Seek(RowPointer row);
 
-    // ---- For who reads ahead
+    // ---- For reading ahead
     // The next row of the run that the scanner stands in; false behind its last.
     bool NextInRun();
     // How many runs have been read so far by Next().

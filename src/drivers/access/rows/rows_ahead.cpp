@@ -1,3 +1,9 @@
+// A ring of runs between two threads: the owner of the scan plans them, the second thread reads and
+// decodes them in order, the owner hands the rows out. Two counters that only grow are all they
+// share. The second thread never follows a pointer and never raises: where it stops, it leaves a
+// mark, and the owner goes on from there by the careful way. Easy to get wrong: what it read is
+// good only if the file hasn't changed since, which the stamp of the read tells.
+
 #include "drivers/access/rows/rows_ahead.h"
 
 #include <algorithm>
@@ -42,6 +48,7 @@ RowsAhead::~RowsAhead() {
     worker_.join();
 }
 
+// Planning walks the page map, which only the scan's own thread may do.
 void RowsAhead::PlanMore() {
     while (!at_end_ && planned_ - used_ < kRuns) {
         try {
@@ -65,7 +72,7 @@ DecodedRun* RowsAhead::Next() {
     }
     if (used_ == planned_) {
         if (failure_) {
-            // Who calls once more tries once more: a file that was in use may be free by then.
+            // Another call tries once more: a file that was in use may be free by then.
             at_end_ = false;
             std::rethrow_exception(std::exchange(failure_, nullptr));
         }
@@ -78,6 +85,7 @@ DecodedRun* RowsAhead::Next() {
     return &runs_[used_ % kRuns];
 }
 
+// Sleeps until a run is planned; the count says how many have been decoded.
 void RowsAhead::Work() {
     for (std::uint32_t next = 0;; ++next) {
         for (auto planned = planned_.load(); planned == next; planned = planned_.load()) {
@@ -107,7 +115,7 @@ void RowsAhead::ReadAndDecode(DecodedRun& run) const noexcept {
         }
     } catch (...) {
         // A number that leads outside the page, or no memory: the owner of the scan meets it again
-        // at this place, and tells it.
+        // at this place, and raises it there.
     }
     run.is_cut = run.cut_position < pages.owned.size();
 }
@@ -124,6 +132,7 @@ void RowsAhead::Decode(DecodedRun& run) const {
     }
 }
 
+// The same checks as RowScanner's, but giving up instead of raising.
 bool RowsAhead::DecodePage(DecodedRun& run, ByteSpan page, PageNumber number) const {
     if (page[kPageTypeOffset] != std::byte{static_cast<std::uint8_t>(PageType::Data)} ||
         LoadU32(page, kPageOwnerOffset) != def_->page) {

@@ -1,5 +1,5 @@
 #pragma once
-// Rows read and decoded on a second thread, some runs of pages ahead of who uses them. That thread
+// Rows read and decoded on a second thread, some runs of pages ahead of the scan. That thread
 // does the plain work alone: it reads pages as long as nothing stands against it, and decodes rows
 // by their plan. Everything uncommon is left to the thread that owns the scan. Worth it for tables
 // of many runs.
@@ -23,7 +23,7 @@ struct DecodedRun {
     std::size_t taken = 0;    // by the user
     bool is_read = false;     // by the second thread
     std::uint64_t stamp = 0;  // of what it read, see PageSource
-    // Where the quick way ended: from this slot of the run's own page on somebody else must look.
+    // Where the quick way ended: from this slot of the run's own page on the careful way must.
     bool is_cut = false;
     std::size_t cut_position = 0;
     std::size_t cut_slot = 0;
@@ -42,8 +42,8 @@ public:
     DecodedRun* Next();
 
 private:
-    // One that is used, one that is decoded, two that wait, so that neither thread has to wake up
-    // the other for every run.
+    // One that is used, one that is decoded, and enough between them that neither thread has to
+    // wake up the other for every run: the owner plans anew only when half of them are used up.
     static constexpr std::uint32_t kRuns = 8;
 
     void PlanMore();
@@ -65,7 +65,7 @@ private:
     std::array<DecodedRun, kRuns> runs_;
     std::atomic<std::uint32_t> planned_ = 0;
     std::atomic<std::uint32_t> decoded_ = 0;
-    std::uint32_t used_ = 0;  // given back by the user; only his thread knows
+    std::uint32_t used_ = 0;  // given back; only the thread that owns the scan looks at it
     bool in_use_ = false;
     bool at_end_ = false;
     std::exception_ptr failure_;

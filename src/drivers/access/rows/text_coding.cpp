@@ -1,3 +1,8 @@
+// Most text is ASCII in the compressed form, and is then handed out as it lies in the page. The
+// rest is converted in strides of four or eight characters. Easy to get wrong: a zero byte in
+// compressed text switches to pairs of bytes and back, an odd byte at the end is no character, and
+// surrogates must be seen in pairs, which the strides leave to the slow way.
+
 #include "drivers/access/rows/text_coding.h"
 
 #include "data/data_error.h"
@@ -13,6 +18,7 @@ std::string_view AsChars(ByteSpan bytes) {
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
+// UTF-16 as it lies there.
 void AppendUnits(ByteSpan pairs, std::u16string& out) {
     const std::size_t count = pairs.size() / 2;  // an odd last byte is no character
     const std::size_t before = out.size();

@@ -1,3 +1,8 @@
+// Every page of the file is claimed by what it belongs to, so that a page with two owners or none
+// shows; each part is checked on its own, and damage in one doesn't hide another's. Easy to get
+// wrong: Access leaves wrong counts and lost pages behind, and every reader lives with them: these
+// are notes, not findings.
+
 #include "drivers/access/verify/verify.h"
 
 #include "drivers/access/catalogue/object_catalog.h"
@@ -107,6 +112,7 @@ std::string VerifyReport::Text() const {
     return text;
 }
 
+// The first few of a kind are listed, the others counted.
 void VerifyLog::Add(std::vector<std::string>& list,
                     const std::string& kind,
                     const std::string& sentence) {
@@ -166,6 +172,7 @@ void PageOwners::ClaimMap(RowPointer row, const UsageMap& map, const std::string
     }
 }
 
+// A used page that is marked free will be given away: damage. A lost one only takes room.
 void PageOwners::CheckAgainstGlobalMap(RowPointer global_map) {
     UsageMap map(*source_, global_map);
     for (PageNumber page = 0; page < owners_.size(); ++page) {

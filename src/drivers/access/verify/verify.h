@@ -16,7 +16,7 @@ struct VerifyReport {
     // sound.
     std::vector<std::string> findings;
     // What Access itself leaves behind and every reader lives with: row counts that are off, pages
-    // that belong to nobody. Our own writer leaves none of it.
+    // without an owner. Our own writer leaves none of it.
     std::vector<std::string> notes;
 
     bool IsSound() const { return findings.empty(); }

@@ -46,7 +46,7 @@ private:
 
     PageSource* source_;
     VerifyLog* log_;
-    std::vector<std::uint32_t> owners_;  // position in names_; 0: nobody
+    std::vector<std::uint32_t> owners_;  // position in names_; 0: none yet
     std::vector<std::string> names_;
     std::set<RowPointer> map_rows_;
 };

@@ -1,3 +1,8 @@
+// One table: its pages, rows, long values, and each index entry by entry. The keys of all rows are
+// made again and compared with the index, so that an entry of the wrong value shows, not only one
+// out of place. Easy to get wrong: rows that were moved are found through their slot alone, and
+// pages that the map of a real file lists may be another table's by now.
+
 #include "drivers/access/errors.h"
 #include "drivers/access/indexes/index_key.h"
 #include "drivers/access/indexes/index_reader.h"
@@ -58,6 +63,7 @@ private:
         }
     }
 
+    // What ParseTableDef() lets pass because a reader can live with it.
     void CheckDefinition() {
         const std::size_t size = def_.pages.size() * source_.PageSize() -
                                  (def_.pages.size() - 1) * kTdefContinuationOffset;
@@ -184,6 +190,7 @@ private:
         }
     }
 
+    // Every field of every row is decoded, long values to their last page.
     void CheckRows() {
         std::vector<FieldDecoder> decoders;
         for (const auto& column : def_.columns) {
@@ -243,7 +250,7 @@ private:
     }
 
     // Rows that were moved: the slot that they moved to must be passed over by scans, and each must
-    // be somebody's.
+    // be the table's.
     void CheckOverflowTargets() {
         PageReader reader(source_);
         for (const auto pointer : rows_) {
@@ -332,6 +339,7 @@ private:
         });
     }
 
+    // One page of an index with all that lies below it, in the order of the keys.
     void WalkPage(Walk& walk, PageNumber number, int depth) {
         if (depth > kMaxIndexDepth || walk.visited++ > walk.owned.size()) {
             Finding(walk.name, walk.name + " goes in a circle at page " + std::to_string(number));
@@ -363,6 +371,7 @@ private:
         }
     }
 
+    // Each entry must repeat the last entry below its child; the tail has none.
     void WalkNode(Walk& walk, const IndexPage& page, PageNumber number, int depth) {
         for (std::size_t i = 0; i < page.Size(); ++i) {
             WalkPage(walk, page.Child(i), depth + 1);
@@ -407,6 +416,7 @@ private:
         }
     }
 
+    // An entry against the row that it points at.
     void CheckEntry(Walk& walk, ByteSpan key, RowPointer pointer, bool repeated) {
         const auto bytes = finder_->Find(pointer);
         if (!bytes) {
@@ -449,6 +459,7 @@ private:
         }
     }
 
+    // Leaves are linked in the order in which the tree has them.
     void CheckLeafLinks(const Walk& walk) {
         PageReader reader(source_);
         IndexPage page;
@@ -464,6 +475,7 @@ private:
         }
     }
 
+    // No row twice, none that isn't there, none missing.
     void CheckIndexRows(Walk& walk) {
         std::sort(walk.rows.begin(), walk.rows.end());
         if (std::adjacent_find(walk.rows.begin(), walk.rows.end()) != walk.rows.end()) {
