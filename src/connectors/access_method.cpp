@@ -11,11 +11,13 @@ std::string AccessConnectionString(AccessMethod method, const AccessLogin& login
         case AccessMethod::OdbcDriver:
             return "Driver=" + login.driver + ";DBQ=" + login.file + ";UID=" + login.user +
                    ";PWD=" + login.password + ";SystemDB=" + login.system_database;
+        // The file and the system database stand in the data source itself.
         case AccessMethod::Dsn:
             return "DSN=" + login.dsn + ";UID=" + login.user + ";pwd=" + login.password;
         case AccessMethod::Ace:
             break;
     }
+    // This provider takes no system database.
     return "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + login.file +
            ";Jet OLEDB:Database Password=" + login.password;
 }

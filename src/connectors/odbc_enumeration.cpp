@@ -1,3 +1,7 @@
+// Pages pick drivers by words in their names ("ACCESS", "MYSQL" ...). Here a driver's name often
+// lacks the word (FreeTDS, MariaDB, SQLite), so the list holds it once more under a name that has
+// it; and what is built in stands there as if it were installed. Easy to get wrong: the order. A
+// page proposes the first that fits.
 #include "connectors/odbc_enumeration.h"
 
 #include "data/connection_string.h"
@@ -7,7 +11,8 @@
 namespace vantry {
 namespace {
 
-// Ahead of the aliases: where a page takes the first that fits, it takes the one that streams.
+// Ahead of the second names of installed drivers: the built-in one streams its rows, where an ODBC
+// driver for MySQL first fetches the whole table into memory.
 constexpr const char* kMySqlBuiltIn = "MySQL (built in)";
 constexpr const char* kAccessBuiltIn = "Microsoft Access Driver (*.mdb, *.accdb)";
 constexpr const char* kFoxProBuiltIn = "Microsoft Visual FoxPro Driver";
@@ -65,6 +70,7 @@ std::vector<DsnRec> OdbcDsnRecords(const odbc::Machine& machine) {
     for (const auto& source : machine.sources) {
         records.push_back({source.name, DriverDescription(source, machine)});
     }
+    // Pages read the first element without asking.
     if (records.empty()) {
         records.emplace_back();
     }

@@ -16,6 +16,8 @@
 namespace vantry {
 
 void RegisterAllPages() {
+    // The wizard's room registers empty pages for what isn't built: rooms behind it put theirs in
+    // the place.
     RegisterShellPages();
     RegisterWizardPages();
     RegisterConnectorPages();
@@ -45,6 +47,8 @@ void StartWizard(const std::string& application_folder) {
             ConnectMenu();
             ShowPage("frmSplash");
             return;
+            // The only question at the start. Retry begins anew: both steps before the splash may
+            // be done twice.
         } catch (const std::exception& error) {
             const auto answer =
                 CurrentDialogs().Show({std::string("Vantry Encountered an error\n") + error.what() +

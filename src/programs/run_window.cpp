@@ -1,3 +1,10 @@
+// The runner's window: the run goes in the same thread, and hands over to the event loop at its own
+// points, as on the wizard's run page.
+// Easy to get wrong: displays go away. A name in the environment may belong to a session that has
+// ended, and the toolkit then ends the program before it can run anything: so a child process tries
+// first (DisplayTrial). And a display that goes in the middle of a run ends the program from inside
+// the toolkit: an exit handler writes the log's last line and the code by which the scheduler sees
+// it.
 #include "programs/run_window.h"
 
 #include "engine/pages/run_display.h"
@@ -64,6 +71,8 @@ public:
     RunView& Display() { return *display_; }
 
     bool IsCancelled() const { return cancelled_; }
+    // The window stays until it is closed: what it shows is often the only copy that the user
+    // reads.
     void ShowEnd(int code) {
         running_ = false;
         display_->Flush();
@@ -104,11 +113,13 @@ enum class WindowPhase { NotShown, RunIsGoing, RunHasEnded };
 WindowPhase phase = WindowPhase::NotShown;
 int code_of_run = 0;
 
-// The toolkit ends the program when its display goes, with a code that says something else.
+// Called at exit. The toolkit ends the program when its display goes, with exit code 1, which would
+// mean "finished, with error lines".
 void TellLostDisplay() {
     if (phase == WindowPhase::NotShown) {
         return;
     }
+    // The window was only left open to be read: the run's own code is the truth.
     if (phase == WindowPhase::RunHasEnded) {
         ::_exit(code_of_run);
     }
@@ -131,7 +142,7 @@ DisplayTrial::DisplayTrial(int argc, char** argv) {
     process_ = ::fork();
     if (process_ == 0) {
         ::close(ends[0]);
-        // What it has to say is no fault of the run.
+        // The toolkit's complaint about a missing display is no message of the run's.
         const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
         ::dup2(nowhere, STDERR_FILENO);
         const QApplication application(argc, argv);
@@ -150,6 +161,7 @@ DisplayTrial::DisplayTrial(int argc, char** argv) {
     do {
         got = ::recv(connection_, &byte, 1, 0);
     } while (got < 0 && errno == EINTR);
+    // A child that was ended by the toolkit closes its end without a byte.
     works_ = got == 1;
 }
 
@@ -183,7 +195,7 @@ int ShowRunInWindow(
     code_of_run = RunSavedSession(session_id, surroundings);
     phase = WindowPhase::RunHasEnded;
     window.ShowEnd(code_of_run);
-    // Whoever signals doesn't want to close it by hand.
+    // A signal comes from a script or a shutdown: there is no hand to close the window.
     QTimer until_signal;
     QObject::connect(&until_signal, &QTimer::timeout, &application, [&] {
         if (signalled()) {

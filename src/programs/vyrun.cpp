@@ -29,7 +29,7 @@ void CatchCancel() {
 }
 
 // A reader that goes away early (a pager, a server that dies) and a limit on the size of files are
-// failed writes, told like others, and no reason to die in the middle of a load.
+// failed writes, reported like others, and no reason to die in the middle of a load.
 void MakeFailedWritesErrors() {
     ::signal(SIGPIPE, SIG_IGN);
     ::signal(SIGXFSZ, SIG_IGN);
@@ -56,6 +56,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
     InitSharedState(surroundings.application_folder);
     if (arguments.show_output && NamesDisplay()) {
         DisplayTrial trial(argc, argv);
+        // A scheduler's session may name a display that has gone: the run goes on without a window.
         if (trial.Works()) {
             return ShowRunInWindow(argc, argv, arguments.session_id, surroundings, trial);
         }

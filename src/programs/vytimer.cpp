@@ -28,7 +28,7 @@ sigset_t AwaitedSignals() {
     return signals;
 }
 
-// The end of a runner ends the wait as well, so that it is told in time.
+// The end of a runner ends the wait as well, so that it is logged in time.
 bool IsToldToEnd(std::chrono::milliseconds wait) {
     const sigset_t signals = AwaitedSignals();
     timespec left{};
@@ -46,6 +46,7 @@ int Work() {
         std::fprintf(stderr, "VYTimer: another one works for this repository already.\n");
         return 6;
     }
+    // Blocked, so that one that comes during a look waits for the next sigtimedwait.
     const sigset_t signals = AwaitedSignals();
     ::sigprocmask(SIG_BLOCK, &signals, nullptr);
     ::signal(SIGHUP, SIG_IGN);  // the terminal that started it may close

@@ -1,3 +1,9 @@
+// Which files are there is a directory listing; whether one is whole is the hard question, since
+// no sender says so. Two signs count: no program has it open for writing (the kernel refuses a read
+// lease then), and nothing has changed for a second. Where leases aren't to be had (another user's
+// file, a network file system), half a minute of quiet has to do.
+// Easy to get wrong: a file that is written in pieces looks whole between two of them. It is
+// therefore looked at when it is found and again when it is handed out, which may be minutes later.
 #include "repository/poll_folder.h"
 
 #include "core/session_state.h"
@@ -31,7 +37,7 @@ std::int64_t NowNanos() {
     return now.tv_sec * kNanosPerSecond + now.tv_nsec;
 }
 
-// A time in the future says nothing: the file's own clock may be another one.
+// A time in the future says nothing: a file server has its own clock.
 bool ChangedWithin(std::int64_t nanos, const file::FileStamp& stamp) {
     const auto age = NowNanos() - stamp.modified_ns;
     return age >= 0 && age < nanos;
@@ -47,7 +53,7 @@ bool MatchesPattern(const std::string& name, const std::string& pattern) {
     std::string plain;
     for (const char c : pattern == "*.*" ? std::string("*") : pattern) {
         if (c == '[' || c == '\\') {
-            plain += '\\';  // no wildcards of these names
+            plain += '\\';  // wildcards to fnmatch, plain letters to the user
         }
         plain += c;
     }
@@ -75,6 +81,8 @@ std::vector<PolledFile> MatchingFiles(const std::string& folder,
             !S_ISREG(state.st_mode)) {
             continue;
         }
+        // From this listing and not from a second look by name: another file may have the name by
+        // then.
         PolledFile file{name, {}};
         file.stamp.device = state.st_dev;
         file.stamp.inode = state.st_ino;
@@ -82,6 +90,7 @@ std::vector<PolledFile> MatchingFiles(const std::string& folder,
         file.stamp.modified_ns = state.st_mtim.tv_sec * kNanosPerSecond + state.st_mtim.tv_nsec;
         files.push_back(std::move(file));
     }
+    // Oldest first, as the rows were written; by name where the times are the same.
     std::sort(files.begin(), files.end(), [](const PolledFile& left, const PolledFile& right) {
         return std::tie(left.stamp.modified_ns, left.name) <
                std::tie(right.stamp.modified_ns, right.name);
@@ -94,9 +103,10 @@ std::optional<bool> IsOpenForWriting(const std::string& path) {
     if (!descriptor) {
         return false;  // the load will say what is wrong with it
     }
-    // Who opens the file within the moment of the lease makes the system send a signal: one that
-    // nobody minds instead of the usual one, which ends the program.
+    // A program that opens the file within the moment of the lease makes the kernel send this
+    // process a signal. SIGURG is ignored by default; the usual one, SIGIO, would end the program.
     ::fcntl(descriptor.Get(), F_SETSIG, SIGURG);
+    // Granted only while no program has the file open for writing. Given back at once.
     if (::fcntl(descriptor.Get(), F_SETLEASE, F_RDLCK) == 0) {
         ::fcntl(descriptor.Get(), F_SETLEASE, F_UNLCK);
         return false;
@@ -116,6 +126,7 @@ bool PollWalk::IsWhole(const PolledFile& file) const {
 
 std::vector<PolledFile> PollWalk::NewFiles() {
     auto files = MatchingFiles(folder_, pattern_, rename_extension_);
+    // By name and inode: a new file of a former name is another file.
     std::erase_if(files, [this](const PolledFile& file) { return seen_.contains(KeyOf(file)); });
     return files;
 }
@@ -128,7 +139,7 @@ bool PollWalk::Refill() {
     const auto whole = [this](const PolledFile& file) { return IsWhole(file); };
     auto rest = std::stable_partition(files.begin(), files.end(), whole);
     if (rest == files.begin()) {
-        // Only such as were written just now: what a second more leaves unchanged is whole.
+        // Only files that were written just now: one that stays as it is for a second is whole.
         std::this_thread::sleep_for(std::chrono::nanoseconds(kQuietNanos));
         rest = std::stable_partition(files.begin(), files.end(), whole);
         for (auto file = rest; file != files.end(); ++file) {
@@ -137,6 +148,7 @@ bool PollWalk::Refill() {
         }
     }
     files.erase(rest, files.end());
+    // Reversed, so that the next one is taken off the end.
     ready_.assign(std::make_move_iterator(files.rbegin()), std::make_move_iterator(files.rend()));
     return true;
 }

@@ -1,3 +1,10 @@
+// Loads the files of a polled folder one by one, each as a run of the saved session with another
+// table name. The session's variables are what the run reads, so each file begins by putting the
+// saved ones back (SetUpSession) and changing the few that differ.
+// Easy to get wrong: what happens twice. A file that is loaded and keeps its name is loaded again
+// by the next run, so it is checked before the load that it can be renamed, and tried more than
+// once afterwards. The target is dropped or emptied for the first file only: done for the second,
+// it would lose the first.
 #include "repository/polled_run.h"
 
 #include "core/kinds.h"
@@ -23,7 +30,8 @@ namespace {
 
 constexpr int kRenameTries = 3;
 
-// Names may hold both kinds of quotes.
+// The sample is the file from which the session was made; its section of Schema.ini describes all
+// others. Single quotes, doubled inside: a file's name may hold either kind.
 std::string WithLayoutOf(const std::string& sample, const std::string& connection_string) {
     std::string quoted;
     for (const char c : sample) {
@@ -45,7 +53,8 @@ PolledRun::PolledRun(std::function<void()> run_once, std::function<bool()> cance
       columns_(ColMaps),
       connection_string_(WithLayoutOf(source_.Name, SourceConnStr)) {}
 
-// A file that is loaded and can't get its new name would be loaded again the next time.
+// Before the first load: a file that is loaded and can't get its new name would be loaded again the
+// next time, and have each row twice.
 void PolledRun::RequireRenaming() const {
     if (::access(PollFolder.c_str(), W_OK | X_OK) != 0) {
         throw DataError(kErrUnspecified,
@@ -63,6 +72,8 @@ void PolledRun::RequireRenaming() const {
 
 // The same of one file; empty when it can be renamed.
 std::string PolledRun::RenameFault(const PolledFile& file) const {
+    // The minutes of the ending have no leading zero: the name may be a letter longer by the end of
+    // the load.
     constexpr std::size_t kLongerMinute = 1;
     if (file.name.size() + LoadedEnding().size() + kLongerMinute > NAME_MAX) {
         return "its name is too long to be made longer after the load. Give it a shorter one.";
@@ -73,6 +84,7 @@ std::string PolledRun::RenameFault(const PolledFile& file) const {
         ::lstat(JoinPath(PollFolder, file.name).c_str(), &state) != 0) {
         return {};  // the load will say what is wrong
     }
+    // In a folder with the sticky bit only the file's owner, the folder's, and root may rename.
     const uid_t user = ::geteuid();
     if ((folder.st_mode & S_ISVTX) != 0 && user != 0 && user != folder.st_uid &&
         user != state.st_uid) {
@@ -101,6 +113,8 @@ void PolledRun::LoadAll() {
             files_.emplace_back().Source = file.name;  // not reached
             break;
         }
+        // One bad file doesn't hold the others up; its line comes at the end of the log, where it
+        // is seen.
         if (const auto fault = RenameFault(file); !fault.empty()) {
             LeaveUnloaded(file, fault);
             continue;
@@ -126,6 +140,7 @@ void PolledRun::SetUpSession(const PolledFile& file) {
     DstTables = {target_};
     ColMaps = columns_;
     SrcTables[0].Name = file.name;
+    // A text target has a file of its own for each polled one: nothing is prepared once for all.
     if (ThisTarget().loader == Loader::Files) {
         DstTables[0].Name = JoinPath(TextDestDir, file.name) + TextDestExt;
         return;
@@ -148,11 +163,14 @@ void PolledRun::SetUpSession(const PolledFile& file) {
 
 void PolledRun::Load(const PolledFile& file) {
     SetUpSession(file);
+    // Held open during the load: its size afterwards is that of the very file, whatever has its
+    // name by then.
     const file::UniqueFd loaded(
         ::open(JoinPath(PollFolder, file.name).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     log_started_ = true;
     run_once_();
     const TableReport report = ReportOf(0);
+    // A file whose target couldn't be prepared leaves dropping and emptying to the next one.
     target_prepared_ = target_prepared_ || report.Outcome != TableOutcome::NotPrepared;
     files_.push_back(report);
     if (report.Outcome == TableOutcome::Loaded) {
@@ -178,6 +196,8 @@ void PolledRun::EnsureRenamed(const PolledFile& file) {
         if (!still || !still->SameFile(file.stamp)) {
             return;
         }
+        // The name ends in the time to the second. Where the run has tried already, and on each
+        // further try, a second must pass for another name.
         if (tries > 0 || ThisTarget().loader != Loader::Files) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1100));
         }

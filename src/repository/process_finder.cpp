@@ -19,6 +19,7 @@ bool IsAliveUnder(const std::string& stat, std::string_view name) {
         return false;
     }
     const char state = stat[close + 2];
+    // A zombie has ended and only waits for its parent.
     return state != 'Z' && state != 'X' &&
            EqualsNoCase(std::string_view(stat).substr(open + 1, close - open - 1), name);
 }
@@ -29,6 +30,8 @@ bool IsProcessRunning(std::string_view name) {
     std::error_code error;
     std::filesystem::directory_iterator process("/proc", error);
     while (!error && process != std::filesystem::directory_iterator()) {
+        // A process that ends while it is looked at leaves an unreadable file, which matches
+        // nothing.
         const auto folder = process->path();
         if (folder.filename().string().find_first_not_of("0123456789") == std::string::npos) {
             std::ifstream in(folder / "stat");

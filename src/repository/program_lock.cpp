@@ -14,7 +14,8 @@
 namespace vantry {
 namespace {
 
-// Told apart by their first letter; of one length, one replaces the other.
+// What the lock file holds. Told apart by their first letter, and of one length, so that one
+// written over the other leaves nothing of it.
 constexpr std::string_view kUnfinished = "unfinished\n";
 constexpr std::string_view kTableNotMade = "table gone\n";
 
@@ -42,6 +43,7 @@ std::optional<ProgramLock> ProgramLock::Take(const std::string& path) {
     if (errno == EAGAIN || errno == EACCES) {
         return std::nullopt;
     }
+    // A network file system without locks: two runs of one session would go unnoticed.
     throw file::LockingRefused(path, errno);
 }
 

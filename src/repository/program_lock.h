@@ -13,7 +13,7 @@ namespace vantry {
 
 class ProgramLock {
 public:
-    // Nothing if somebody else holds it. Makes the file, readable by its owner alone, and the last
+    // Nothing if another program holds it. Makes the file, readable by its owner alone, and the last
     // folder of its path. Throws DataError where that can't be, or where the file system doesn't
     // lock.
     static std::optional<ProgramLock> Take(const std::string& path);

@@ -1,3 +1,10 @@
+// The repository is a database to the wizard and a file to backup and restore, and other programs
+// (runner, scheduler, a second wizard) use it at any moment. Statements rely on the engine's own
+// locks; whatever handles the file as a file takes those locks first (HeldFile), and never writes
+// into it but replaces it whole.
+// Easy to get wrong: the file's journal. A program that was killed leaves half a change in the file
+// and the way back in the journal beside it; a copy of the file alone would keep the half. So
+// HeldFile rolls back before anything else, and a replaced file loses its old journal.
 #include "repository/repository.h"
 
 #include "data/connection_string.h"
@@ -19,7 +26,7 @@ namespace vantry {
 namespace {
 
 constexpr const char* kRepositoryName = "VYRepo.mdb";
-constexpr i32 kLastSessionID = 32767;
+constexpr i32 kLastSessionID = 32767;  // ids are 16-bit numbers: see NextSessionID
 
 DataError FileFailure(const std::string& what,
                       const std::filesystem::path& file,
@@ -27,6 +34,7 @@ DataError FileFailure(const std::string& what,
     return {kErrUnspecified, what + " \"" + file.string() + "\": " + error.message() + "."};
 }
 
+// Only the owner may read what holds connection strings, whatever the umask of the session is.
 void KeepPrivate(const std::filesystem::path& file) {
     std::error_code error;
     std::filesystem::permissions(
@@ -49,7 +57,7 @@ void CopyPrivately(const std::filesystem::path& from, const std::filesystem::pat
         std::filesystem::rename(part, to, error);
     }
     if (error) {
-        std::error_code ignored;  // the copy's own failure is what there is to tell
+        std::error_code ignored;  // the copy's own failure is the one to report
         std::filesystem::remove(part, ignored);
         throw FileFailure("Can't copy \"" + from.string() + "\" to", to, error);
     }
@@ -59,8 +67,9 @@ std::string ConnectionStringOf(const std::string& database) {
     return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + database;
 }
 
-// Keeps other programs from changing the repository while it is handled as a file. What one that
-// died has left half done is rolled back before: its other half stands in a file beside it.
+// Keeps other programs from changing the repository while it is copied or replaced as a file. A
+// program that was killed in the middle of a change left the old pages in the journal beside the
+// file; they are put back first.
 class HeldFile {
 public:
     explicit HeldFile(const std::filesystem::path& path) : path_(path) {
@@ -71,13 +80,14 @@ public:
         }
     }
 
-    // Nobody reads it either.
+    // Takes the readers' lock, too: a reader would see pages of two files in one query.
     void PrepareToReplace() {
         if (file_ && file_->Writable()) {
             file::Lock(*file_, file::LockByte::Content, file::LockKind::Exclusive);
         }
     }
-    // What couldn't be rolled back belongs to no file that has its name from now on.
+    // A journal that couldn't be rolled back holds pages of the former file. Left there, the next
+    // program to open the repository would write them into the new one.
     void WasReplaced() { file::RemoveFile(file::Journal::PathFor(path_.string())); }
     void CopyTo(const std::filesystem::path& to) {
         if (file_) {
@@ -96,7 +106,8 @@ private:
             connection.Open(ConnectionStringOf(path_.string()));
             connection.Close();
         } catch (const DataError&) {
-            // A file that is no database, or whose other half is lost, can be copied all the same.
+            // A file that is no database, or whose journal is damaged, can be copied all the same:
+            // a backup of a damaged repository is worth more than none.
         }
     }
 
@@ -104,6 +115,8 @@ private:
     std::optional<file::File> file_;
 };
 
+// From RepoConnStr rather than from the program's folder: a test, or a second copy of the program,
+// has another one.
 std::string RepositoryFolder() {
     const std::filesystem::path repository =
         ConnectionString::Parse(RepoConnStr).Get("Data Source");
@@ -122,6 +135,7 @@ void RemoveIfThere(const std::filesystem::path& file) {
     }
 }
 
+// One connection for statements that belong together; each of them commits by itself.
 void ExecuteAll(std::initializer_list<std::string> statements) {
     Connection connection;
     connection.Open(RepoConnStr);
@@ -141,6 +155,7 @@ std::string LogFileOf(i32 session_id) {
 i32 NextSessionID(Connection& connection) {
     Recordset sessions;
     sessions.Open("select max(sessionid) from sessions", connection);
+    // max() of an empty table is Null, which is no number: the first session is 1.
     const std::int64_t last =
         sessions.Eof() ? 0 : ToInt64(sessions.Fields()[0].Value()).value_or(0);
     sessions.Close();
@@ -156,6 +171,7 @@ i32 NextSessionID(Connection& connection) {
 // it. A double quote in a password is what breaks it, and the engine says where: what stands behind
 // the quote is blanked out by itself, too, unless that would blank out half of the message.
 DataError WithoutPasswords(const DataError& error) {
+    // Masking a part of one or two letters would blank out those letters all over the message.
     constexpr std::size_t kTellingPart = 3;
     std::string text = error.Description();
     for (const auto* const connection : {&SourceConnStr, &TargetConnStr}) {
@@ -196,6 +212,8 @@ void CreateRepository(const std::string& folder, const DateTime& now) {
         RemoveIfThere(former);
         held.WasReplaced();
     }
+    // Lower case as in RepoConnStr; a file that is there under another spelling was renamed or
+    // deleted above.
     const std::string connection_string = ConnectionStringOf(JoinPath(folder, "vyrepo.mdb"));
     {
         Catalog catalog;
@@ -234,8 +252,9 @@ bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>
     }
 }
 
-// Numbers of deleted sessions are given anew: what a run of the former one left undone is none of
-// this one's concern.
+// The next number is the largest one plus 1, so the number of a deleted last session is given
+// again. A mark that a run of the deleted one left in its lock file would make the first run of the
+// new session repair tables that it never touched.
 void ForgetFormerRun(i32 session_id) {
     const std::string lock_file = SessionLockFile(LogFolder(RepositoryFolder()), session_id);
     try {
@@ -245,7 +264,7 @@ void ForgetFormerRun(i32 session_id) {
             }
         }
     } catch (const DataError&) {
-        // A run of the session will say what is wrong with the file.
+        // The run of the session takes the same lock, and reports what is wrong with the file.
     }
 }
 
@@ -260,6 +279,7 @@ i32 SaveSession(const SessionSave& save) {
     connection.Open(RepoConnStr);
     const i32 id = NextSessionID(connection);
     ForgetFormerRun(id);
+    // Set before the first statement, so that it names the session also when a later one fails.
     CurrentSessionID = id;
     try {
         connection.Execute(SessionsInsert(id, save, Now()));
@@ -313,6 +333,7 @@ void EditSession(i32 session_id, const SessionSave& save) {
 }
 
 void DeleteSession(i32 session_id) {
+    // Asked first: behind the delete the row that names the log is gone.
     const std::string log_file = LogFileOf(session_id);
     const std::string id = std::to_string(session_id);
     ExecuteAll({"delete from SrcDcols where sessionid=" + id,
@@ -320,6 +341,8 @@ void DeleteSession(i32 session_id) {
                 "delete from sessions where sessionid=" + id});
     if (!log_file.empty()) {
         RemoveIfThere(log_file);
+        // Looked at before it goes: where the log has an unusual name, the file of that name plus
+        // ".json" may be another program's.
         if (const std::string summary = SummaryFileOf(log_file); IsSummary(summary)) {
             RemoveIfThere(summary);
         }
@@ -362,6 +385,8 @@ void BackupRepository(const std::string& folder, const std::filesystem::path& de
 
 void RestoreRepository(const std::string& folder, const std::filesystem::path& file) {
     const auto repository = RepositoryFile(folder);
+    // The lock belongs to the old file's inode, which stays locked until `held` goes; programs that
+    // open the name from the rename on get the new file.
     HeldFile held(repository);
     held.PrepareToReplace();
     CopyPrivately(file, repository);

@@ -18,7 +18,7 @@ namespace vantry {
 std::filesystem::path RepositoryFile(const std::string& folder);
 
 // Makes a new empty repository in `folder`. One that is there is first copied beside itself, under
-// a name with the date and time, and then deleted: whoever calls has asked. Readable by its owner
+// a name with the date and time, and then deleted: the caller has asked. Readable by its owner
 // alone, as the copy is: connection strings with passwords stand in it.
 void CreateRepository(const std::string& folder, const DateTime& now);
 
@@ -30,8 +30,8 @@ i32 NextSessionID();
 // CurrentSessionID, and returns the id. Rows written before a failure stay.
 i32 SaveSession(const SessionSave& save);
 
-// Held by whoever saves a session, and by whoever wants to read none that is half saved. False when
-// somebody else has held it for all of `patience`. Where there can't be a lock, in a folder that
+// Held while a session is saved, and while one is read that must not be half saved. False when
+// another program has held it for all of `patience`. Where there can't be a lock, in a folder that
 // may not be written, there is no second program to fear: true, and nothing is locked.
 bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>& lock);
 // Each column is a statement of its own, written to disk: some thousands take ten seconds.

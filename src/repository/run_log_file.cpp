@@ -1,3 +1,9 @@
+// The log file is opened once and written line by line without a buffer: a run that is killed
+// leaves every line up to then, and the log viewer can be opened while it goes. RunLogView stands
+// where the run page's text box would, and passes everything on to the window that shows the run,
+// if there is one.
+// Easy to get wrong: the file's name comes from the user. It may be a pipe, a link, or a
+// letter; nothing of the kind is opened or emptied.
 #include "repository/run_log_file.h"
 
 #include "core/session_state.h"
@@ -15,12 +21,13 @@ namespace vantry {
 
 namespace {
 
-// An empty file, and one whose first line a full disk has cut off, are logs, too.
+// By its first words, which every run writes. An empty file, and one whose first line a full disk
+// has cut off, are logs, too.
 bool IsSessionLog(const std::string& path) {
     const file::UniqueFd descriptor(
         ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
     if (!descriptor) {
-        return errno != EACCES;  // what else is wrong shows when it is opened for writing
+        return errno != EACCES;  // anything else shows when it is opened for writing
     }
     char bytes[64];
     const auto length = std::max<ssize_t>(::read(descriptor.Get(), bytes, sizeof bytes), 0);
@@ -54,7 +61,8 @@ LogFile LogFile::Open(const std::string& path) {
         throw file::SystemError(path, "opened for writing the log", EINVAL);
     }
     if ((state.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
-        // Fails on somebody else's file, which is then as private as its owner wants it.
+        // Error texts of data sources may hold names and hosts. Fails on another user's file, which
+        // is then as private as its owner wants it.
         static_cast<void>(::fchmod(descriptor.Get(), S_IRUSR | S_IWUSR));
     }
     return LogFile(std::move(descriptor));
@@ -77,7 +85,7 @@ bool LogFile::IsEmpty() const {
 
 void LogFile::Clear() {
     if (descriptor_) {
-        static_cast<void>(!::ftruncate(descriptor_.Get(), 0));  // then the old text stands before
+        static_cast<void>(!::ftruncate(descriptor_.Get(), 0));  // failed: the old text stays ahead
     }
 }
 
@@ -96,6 +104,8 @@ bool LogFile::Append(std::string_view text) {
 }
 
 void RunLogView::SetLogText(std::string_view text) {
+    // A polled folder runs the session once a file, and each run begins with a fresh text: here it
+    // goes behind the former ones.
     if (begun_) {
         AppendLog("");
         AppendLog(text);
@@ -169,12 +179,14 @@ void RunLogView::DoEvents() {
     PassCancelOn();
 }
 
-// Nobody need be there to answer a box.
+// Where the run page would show a box, the runner must not wait for a click: the text is logged.
 void RunLogView::ShowMessage(std::string_view text) {
     AppendLog(text);
 }
 
 void RunLogView::PassCancelOn() {
+    // The run looks at these two variables only: SessionCancelled ends it, TableCancelled the table
+    // that is being loaded.
     if (!cancel_requested_()) {
         return;
     }
@@ -182,6 +194,7 @@ void RunLogView::PassCancelOn() {
     if (cancelled_at_ == std::chrono::steady_clock::time_point()) {
         cancelled_at_ = now;
     }
+    // Within the grace nothing is set, and a short load comes to its own end.
     if (now - cancelled_at_ >= cancel_grace_) {
         SessionCancelled = kTrue;
         TableCancelled = kTrue;

@@ -19,8 +19,8 @@ class LogFile {
 public:
     // Makes it and the last folder of its path if they aren't there. Throws DataError.
     static LogFile Open(const std::string& path);
-    // The log of a session: whoever named it may have named a file of his own by mistake, of which
-    // a run would leave nothing. Throws DataError for a file that holds anything but such a log.
+    // The log of a session: a user may have named a document by mistake, of which a run would leave
+    // nothing. Throws DataError for a file that holds anything but such a log.
     static LogFile OpenForSession(const std::string& path);
     LogFile() = default;  // nowhere: what is written is lost
 

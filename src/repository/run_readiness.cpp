@@ -1,3 +1,12 @@
+// Three questions before a run: do the rows of the repository make a whole session, can both sides
+// be reached, and did a run that was killed leave the target in a state that the session doesn't
+// expect. The third is answered by looking at the target, not by trusting notes: a note can be
+// missing.
+// Easy to get wrong: two cases look alike. A session that creates its table the first time and then
+// finds it there would fail for ever (the kill came between creating and recording), and one that
+// drops and makes anew and finds nothing would fail for ever at the drop. Each is put right, and
+// only each: a table that stands where the session expects none was made by other hands, unless a
+// mark says that a run died.
 #include "repository/run_readiness.h"
 
 #include "core/kinds.h"
@@ -16,10 +25,10 @@
 namespace vantry {
 namespace {
 
-// The session of RecordCreatedTable: the hook of the run carries none.
+// For RecordCreatedTable: the engine's hook is a plain function that gets a table's index alone.
 i32 running_session = 0;
 
-// Its failing is made good by the run's record.
+// A failure here is passed over: the run's record at its end writes the same.
 void RecordCreatedTable(i16 i) {
     try {
         Connection repository;
@@ -34,7 +43,8 @@ void RecordCreatedTable(i16 i) {
     }
 }
 
-// A map has a row for each column of the side that has more of them.
+// A save writes a row for each column of the side that has more of them. Fewer rows mean that it
+// was broken off.
 struct MapSize {
     int rows = 0;
     int columns = 0;
@@ -62,6 +72,8 @@ void RepairTable(i16 i, bool died) {
     if (!to_create && !to_drop) {
         return;
     }
+    // CheckTargetTable writes what it finds into the session, for Oracle of all its tables: only
+    // the one answer is wanted here.
     const auto saved_sources = SrcTables;
     const auto saved_targets = DstTables;
     std::vector<std::string> names;
@@ -77,9 +89,10 @@ void RepairTable(i16 i, bool died) {
         RecordCreatedTable(i);
     }
     if (to_drop && !exists) {
+        // CreateTargetTable logs as in a run. The log isn't begun yet: its lines go nowhere.
         RunLogView nobody(LogFile(), nullptr, [] { return false; });
         auto* const view = std::exchange(CurrentRunView, &nobody);
-        CreateTargetTable(i);  // what goes wrong here goes wrong again, and is told, in the run
+        CreateTargetTable(i);  // what goes wrong here goes wrong again, and is logged, in the run
         CurrentRunView = view;
     }
 }
@@ -117,6 +130,7 @@ std::string SessionFault() {
 }
 
 std::string ConnectionFault() {
+    // Opened and closed for nothing but the answer.
     const auto fault = [](const char* side, const std::string& connection_string) {
         try {
             Connection connection;
@@ -150,6 +164,8 @@ bool TableMayBeGone() {
     }
     const auto& tables = CurrentRunReport.Tables;
     for (std::size_t i = 0; i < std::min(SrcTables.size(), tables.size()); ++i) {
+        // Not prepared covers both a drop that failed and a creation that failed after it; which of
+        // them it was is seen at the target.
         if (IsMadeAnew(SrcTables[i]) && tables[i].Outcome == TableOutcome::NotPrepared) {
             return true;
         }

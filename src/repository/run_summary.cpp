@@ -1,3 +1,8 @@
+// Writes the summary as JSON text by hand: a dozen fields, in a fixed order that a person can read,
+// too. It is made beside the former one and renamed over it, so that a program that polls for it
+// never reads half a file.
+// Easy to get wrong: texts. A table may be named after a file whose name is no UTF-8, and JSON must
+// be: such bytes become U+FFFD, as every reader would have to make them.
 #include "repository/run_summary.h"
 
 #include "data/utf.h"
@@ -12,10 +17,10 @@
 namespace vantry {
 namespace {
 
-// What SummaryText() begins with.
+// What SummaryText() begins with; by it a summary is known from another file of the name.
 constexpr std::string_view kBegin = "{\n  \"session\": ";
 
-// Names of files needn't be text, but what other programs are to read must be.
+// Each byte that is no UTF-8 becomes U+FFFD.
 std::string AsUtf8(std::string_view text) {
     std::string valid;
     for (std::size_t at = 0; at < text.size();) {
@@ -45,6 +50,7 @@ void AppendQuoted(std::string_view text, std::string& out) {
     out += '"';
 }
 
+// Writes one object, its members one a line.
 class JsonObject {
 public:
     explicit JsonObject(std::string& out) : out_(out) { out_ += '{'; }
@@ -143,6 +149,7 @@ bool IsSummary(const std::string& path) {
 void WriteSummary(const std::string& path, const RunSummary& summary) {
     const std::string text = SummaryText(summary);
     const std::string part = path + ".part-" + std::to_string(::getpid());
+    // Left by a run of the same process number that was killed.
     file::RemoveFile(part);
     try {
         auto written = file::File::CreateNew(part, true);
@@ -152,7 +159,7 @@ void WriteSummary(const std::string& path, const RunSummary& summary) {
         try {
             file::RemoveFile(part);
         } catch (const DataError&) {
-            // The first failure is what there is to tell.
+            // The first failure is the one to report.
         }
         throw;
     }

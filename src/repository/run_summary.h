@@ -23,7 +23,7 @@ struct RunSummary {
 std::string SummaryText(const RunSummary& summary);
 // The log's name with ".json" behind it.
 std::string SummaryFileOf(const std::string& log_file);
-// Whether the file is such a summary: one that isn't belongs to somebody else.
+// Whether the file is such a summary: one that isn't belongs to another program.
 bool IsSummary(const std::string& path);
 // Readable by its owner alone. Throws DataError.
 void WriteSummary(const std::string& path, const RunSummary& summary);

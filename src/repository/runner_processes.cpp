@@ -14,7 +14,9 @@
 namespace vantry {
 namespace {
 
+// So that a machine that was asleep all night doesn't start forty runs at once.
 constexpr std::size_t kAtOnce = 16;
+// A run of this length no longer counts against them: it may hang, and must not starve the others.
 constexpr std::chrono::minutes kLong{10};
 
 // What a runner begins with: no input, no signals blocked, a session of its own.
@@ -32,6 +34,8 @@ public:
         ::posix_spawnattr_init(&attributes_);
         sigset_t none;
         sigset_t all;
+        // The scheduler blocks SIGTERM and SIGINT to wait for them. A runner that inherited that
+        // could not be cancelled.
         ::sigemptyset(&none);
         ::sigfillset(&all);
         ::posix_spawnattr_setsigmask(&attributes_, &none);
@@ -84,6 +88,7 @@ std::vector<RunnerProcesses::Ended> RunnerProcesses::TakeEnded() {
     std::vector<Ended> ended;
     for (auto process = running_.begin(); process != running_.end();) {
         int status = 0;
+        // Each by its number: waiting for any child would take those of a library or a test.
         const pid_t pid = ::waitpid(process->second.pid, &status, WNOHANG);
         if (pid == 0) {
             ++process;

@@ -1,3 +1,9 @@
+// Reads what a save wrote, column by column, into the same variables and arrays that the wizard's
+// pages fill; the engine runs a session without knowing where it came from. The mirror of
+// session_statements.cpp: a column added there has to be read here.
+// Easy to get wrong: the names. In the table Sessions the columns SourceDBName and TargetDBName
+// hold the kinds, and the columns SourceType and TargetType hold the FoxPro modes; every repository
+// in use has them so.
 #include "repository/saved_session.h"
 
 #include "core/kinds.h"
@@ -55,6 +61,7 @@ SavedSession SessionOf(NamedRow& row) {
     if (const auto time = row.Date("SesRunTime")) {
         session.Schedule.SesRunTime = time->nanos;
     }
+    // Null and 0 differ: a session without a day of the month is one whose saving went wrong.
     if (!row.Value("SesRunDay").IsNull()) {
         session.Schedule.SesRunDay = row.Long("SesRunDay");
     }
@@ -63,6 +70,7 @@ SavedSession SessionOf(NamedRow& row) {
 }
 
 void SetSession(NamedRow& row) {
+    // Kinds and modes: see above.
     SourceType = row.Text("SourceDBName");
     TargetType = row.Text("TargetDBName");
     FoxSrcMode = row.Text("SourceType");
@@ -104,9 +112,11 @@ void AddTable(NamedRow& row) {
     target.TabID = source.TabID;
     target.Name = row.Text("DestTableName");
     target.Owner = row.Text("DestOwnerName");
+    // The repository has one set of these for a table pair; the engine reads them on either side.
     target.TableExists = source.TableExists;
     target.LoadOption = source.LoadOption;
     target.FirstTimeLoadOpt = source.FirstTimeLoadOpt;
+    // Where the wizard's text target page would have put them.
     if (ThisTarget().loader == Loader::Files) {
         target.SFirstColLine = TextDestHeader != kFalse ? 1 : 0;
         target.SFormat = TextDestDelim;
@@ -153,17 +163,21 @@ std::optional<SavedSession> LoadSession(i32 session_id) {
     SetSession(row);
     rows.Close();
 
+    // From here on the state is the new session's: a failure leaves half of it, and the caller runs
+    // nothing.
     SrcTables.clear();
     DstTables.clear();
     rows.Open("select * from vytabs" + of_session + " order by TabID", connection);
     for (; !rows.Eof(); rows.MoveNext()) {
+        // The text target's settings stand in each table's row, all the same; the last one counts.
         SetTextTarget(row);
         AddTable(row);
     }
     rows.Close();
 
     ColMaps.clear();
-    // Not by Pos: it counts over all tables and runs over at 32768 columns.
+    // Not by Pos: it counts over all tables as a 16-bit number, and is negative behind 32767
+    // columns.
     rows.Open("select * from SrcDCols" + of_session + " order by TabID, CPos", connection);
     for (; !rows.Eof(); rows.MoveNext()) {
         AddColumn(row);

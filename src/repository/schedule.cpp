@@ -29,6 +29,7 @@ std::optional<int> MinuteMark(const std::string& text) {
     return static_cast<int>(*minute);
 }
 
+// By asking the calendar: leap years are its business.
 int LastDayOfMonth(int year, int month) {
     for (int day = 31; day > 28; --day) {
         if (DayOf(year, month, day)) {
@@ -40,6 +41,7 @@ int LastDayOfMonth(int year, int month) {
 
 std::optional<DateTime> NextMonthly(int day_of_month, std::int64_t time, const DateTime& after) {
     auto date = CalendarOf(after.day);
+    // This month's day or, once that has passed, the next month's.
     for (int months = 0; months < 2; ++months) {
         const int day = std::min(day_of_month, LastDayOfMonth(date.year, date.month));
         if (const auto number = DayOf(date.year, date.month, day)) {
@@ -57,6 +59,7 @@ std::optional<DateTime> NextMonthly(int day_of_month, std::int64_t time, const D
 std::optional<DateTime> NextOnDays(const std::string& mask,
                                    std::int64_t time,
                                    const DateTime& after) {
+    // A whole week and its first day again: today's time may have passed.
     for (std::int32_t day = after.day; day <= after.day + kDaysPerWeek; ++day) {
         const DateTime due{day, time};
         if (due > after && mask[static_cast<std::size_t>(WeekDayOf(day))] == '1') {

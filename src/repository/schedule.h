@@ -1,6 +1,6 @@
 #pragma once
-// When a saved session is due. One pure function over local wall-clock time: whoever asks brings
-// the time.
+// When a saved session is due. One pure function over local wall-clock time: the caller
+// passes the time in.
 //
 // A wall-clock time that a change to summer time leaves out is due when the clock has passed it;
 // one that a change back brings twice is due once, as long as the question is "what comes after the

@@ -1,3 +1,11 @@
+// Per session one moment is kept, `dealt_with`: every due time up to it has been handed out or
+// given up. What is due next is NextDue(schedule, dealt_with), so a look can come late, twice or
+// not at all, and each due time is still handed out once.
+// Easy to get wrong: the clock. All times are wall-clock times without a zone. Set back by up to
+// two hours (the end of summer time), it repeats times that have been dealt with, and nothing
+// happens until it has caught up; set back further, it was wrong before, and every `dealt_with`
+// lies in a future that may take years to come. ResetAfterStepBack, ReturnFromStepBack and
+// FollowOffset hold those cases; the tests have a clock for each.
 #include "repository/scheduler.h"
 
 #include "data/value_text.h"
@@ -9,8 +17,9 @@ namespace vantry {
 namespace {
 
 constexpr std::int64_t kNanosPerHour = 3600 * kNanosPerSecond;
+// No zone's summer time is more than two hours ahead; a longer step back is a clock that is set.
 constexpr std::int64_t kLongestStepBack = 2 * kNanosPerHour;
-// Lines of the state that are none of a session's.
+// Lines of the state that belong to no session. The last one says that the file is whole.
 const std::string kOffset = "offset ";
 const std::string kEnd = "end";
 
@@ -38,7 +47,8 @@ bool IsFurtherThan(const DateTime& later, const DateTime& earlier, std::int64_t 
     return days > 1 || days * 24 * kNanosPerHour + later.nanos - earlier.nanos > nanos;
 }
 
-// One word: it stands in a line of the state.
+// Everything by which the due times of a session are determined, and its creation: a number that
+// was given anew is another session. One word, as it stands in a line of the state.
 std::string SignatureOf(const SavedSession& session) {
     const auto& schedule = session.Schedule;
     const auto number = [](const auto& value) {
@@ -56,6 +66,7 @@ std::string SignatureOf(const SavedSession& session) {
 }  // namespace
 
 void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const DateTime& now) {
+    // Three questions per session: is it new, is its schedule another one, has it been away?
     std::map<i32, Entry> entries;
     KeepGone(now);
     for (const auto& session : sessions) {
@@ -66,6 +77,9 @@ void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const Dat
             if (gone != gone_.end() && gone->second.signature == entry.signature) {
                 entry.dealt_with = gone->second.dealt_with;
             } else if (has_history_ && session.DateCreated && *session.DateCreated < now) {
+                // Created while the program was down: what came due since then is made up for, up
+                // to a day. Without a former state there is no telling what has run already, so
+                // all sessions begin from now.
                 entry.dealt_with = std::max(*session.DateCreated, DayBefore(now));
             }
             state_changed_ = true;
@@ -88,7 +102,8 @@ void Scheduler::SetSessions(const std::vector<SavedSession>& sessions, const Dat
     entries_ = std::move(entries);
 }
 
-// What is older has no due time that could still be handed out.
+// A session that comes back after more than a day has no due time left that could be handed out,
+// so there is nothing to remember of it.
 void Scheduler::KeepGone(const DateTime& now) {
     std::erase_if(gone_, [&](const auto& item) { return item.second.dealt_with < DayBefore(now); });
 }
@@ -107,7 +122,7 @@ std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_o
         if (start.Due < DayBefore(now)) {
             // Too old, and each one before it: go on with the first that isn't.
             entry.dealt_with = DayBefore(now);
-            entry.dealt_with.nanos -= entry.dealt_with.nanos > 0 ? 1 : 0;
+            entry.dealt_with.nanos -= entry.dealt_with.nanos > 0 ? 1 : 0;  // "after" excludes it
             entry.next = NextDue(entry.schedule, entry.dealt_with);
             state_changed_ = true;
             if (!entry.next || *entry.next > now) {
@@ -115,6 +130,7 @@ std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_o
             }
             start.Due = *entry.next;
         }
+        // Several due times passed: one start for all, at the latest of them.
         for (entry.next = NextDue(entry.schedule, start.Due); entry.next && *entry.next <= now;
              entry.next = NextDue(entry.schedule, start.Due)) {
             start.Due = *entry.next;
@@ -124,14 +140,18 @@ std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_o
         state_changed_ = true;
         starts.push_back(start);
     }
+    // Stable: sessions that are due at the same time start in the order of their numbers.
     std::stable_sort(starts.begin(), starts.end(), [](const DueStart& left, const DueStart& right) {
         return left.Due < right.Due;
     });
     return starts;
 }
 
-// What has been dealt with is told in the time of the new offset, and the intervals that fit into
-// what the clock repeats have their due times there, too. Longer ones would come too early.
+// At the end of summer time 02:00 to 03:00 comes twice. A session that runs every ten minutes goes
+// on through the second one: its `dealt_with` is moved back by as much as the clock. One whose
+// interval is longer than what is repeated stays as it is: moved back, one of every two hours would
+// run at 02:00 and an hour later once more. The offset is read before the time, so when both change
+// between the two readings this comes a look late rather than with a time that hasn't changed yet.
 void Scheduler::FollowOffset(std::int64_t utc_offset) {
     const auto former = std::exchange(utc_offset_, utc_offset);
     if (former == utc_offset) {
@@ -165,7 +185,10 @@ void Scheduler::ResetAfterStepBack(const DateTime& now) {
     }
 }
 
-// Only by a leap: where time has gone by instead, on a journey to the west say, it was right.
+// A machine without a battery starts with a clock of years ago and is put right by the network some
+// seconds later. What had been dealt with before holds again then, or a week of due times would be
+// made up for. The leap forward shows it; where the time has gone by at its own pace (a
+// journey to the west), the new times were the right ones.
 void Scheduler::ReturnFromStepBack(const DateTime& now) {
     const bool leapt = last_look_ && IsFurtherThan(now, *last_look_, kLongestStepBack);
     for (auto& [id, entry] : entries_) {
@@ -197,6 +220,8 @@ std::string Scheduler::State() const {
         state = kOffset + std::to_string(*utc_offset_) + "\n";
     }
     const auto add = [&](i32 id, const Entry& entry) {
+        // The later of the two: read back after a restart, the clock may have been put right
+        // meanwhile.
         std::string moment = IsoText(entry.before_step_back.value_or(entry.dealt_with));
         moment[10] = 'T';
         state += std::to_string(id) + " " + moment + " " + entry.signature + "\n";
@@ -205,6 +230,8 @@ std::string Scheduler::State() const {
         add(id, entry);
     }
     for (const auto& [id, entry] : gone_) {
+        // The same form: who reads them back takes each for a session until SetSessions says that
+        // it is gone.
         if (!entries_.contains(id)) {
             add(id, entry);
         }
@@ -242,6 +269,7 @@ void Scheduler::SetState(const std::string& state) {
             readable = false;
         }
     }
+    // A file cut short by a full disk may lack any session: none is then taken for one that ran.
     has_history_ = whole && readable;
 }
 

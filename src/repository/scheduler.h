@@ -1,15 +1,16 @@
 #pragma once
-// Decides which sessions are to be started now. No clock, no files, no processes: whoever asks
-// brings the local time and the sessions, and keeps the state between two lives of the program.
+// Decides which sessions are to be started now. No clock, no files, no processes: the caller passes
+// the local time and the sessions in, and stores State() while the program is down.
 //
 // A due time counts as dealt with as soon as its session has been handed out; each is handed out
 // once. Due times that passed unseen (the program was down, the machine asleep, the clock moved
 // forward, the repository out of reach) become one start, if the latest of them is no more than a
 // day old. When the clock goes back by no more than two hours, nothing is due until it has caught
-// up; when it goes back further it was wrong before, and counting begins anew, but for what it
-// comes back to. At the end of summer time the clock goes back and time does not: a session that
-// runs at intervals goes on doing so. A session that leaves the repository and comes back, from a
-// backup say, isn't handed out anew for what it has had.
+// up; when it goes back further it was wrong before, and counting begins anew from the new time. If
+// it then leaps forward again, that was the mistake, and what had been dealt with holds as before.
+// At the end of summer time the clock goes back and time does not: a session that runs at short
+// intervals goes on doing so. A session that leaves the repository and comes back, from a backup
+// say, isn't handed out anew for what it has had.
 
 #include "repository/saved_session.h"
 
@@ -51,8 +52,8 @@ private:
         ScheduleRec schedule;
         DateTime dealt_with;
         std::optional<DateTime> next;
-        // What had been dealt with when the clock went back: it may have been right then, and be
-        // wrong now, as after a start without a battery.
+        // `dealt_with` as it was when the clock went back by more than two hours. Taken up again
+        // when the clock leaps forward: a machine without a battery starts years ago.
         std::optional<DateTime> before_step_back;
     };
     void KeepGone(const DateTime& now);

@@ -1,3 +1,11 @@
+// One run of one saved session, from its number to an exit code, as a sequence in SavedRun::Run:
+// find it, lock it, read it, open its log, repair what a former run left, run, write record and
+// summary. Each step either passes or throws NotStarted with the code and the sentence for the log.
+// Easy to get wrong: what is known at the time of a failure. Before the lock is taken the log may
+// belong to another run, so it gets one more line and keeps its text; before the session is found
+// there is no log at all, and the line goes to log/VYRun.log. Refuse() sorts that out.
+// The exit code comes from the tables' reports and never from the log's text: its counts call the
+// rows of a refused batch loaded, as old logs do.
 #include "repository/session_runner.h"
 
 #include "core/kinds.h"
@@ -26,7 +34,7 @@ namespace {
 
 constexpr int kRepositoryTries = 4;
 constexpr std::chrono::milliseconds kBetweenTries{300};
-constexpr std::chrono::milliseconds kPolledFileGrace{5000};
+constexpr std::chrono::milliseconds kPolledFileGrace{5000};  // for the file that is being loaded
 
 // Why a run can't begin; becomes an exit code and a line of the log.
 struct NotStarted {
@@ -34,7 +42,8 @@ struct NotStarted {
     std::string reason;
 };
 
-// The repository is others', too: what finds it in use tries again.
+// The wizard or another runner may hold the repository's lock for a moment; about a second of tries
+// outlasts any single statement of theirs.
 template <typename Action>
 auto WithRepository(Action&& action) {
     for (int tries = 1;; ++tries) {
@@ -60,6 +69,7 @@ public:
     RunnerExit Run();
 
 private:
+    // In the order in which Run() takes them.
     void FindSession();
     void TakeLock();
     void LoadWholeSession();
@@ -102,6 +112,7 @@ void SavedRun::FindSession() {
             kRunRefused,
             "There is no session " + std::to_string(summary_.SessionID) + " in the repository."};
     }
+    // Known from here on: what fails later can be said in the session's own log.
     summary_.SessionName = session->SessionName;
     log_file_ = LogFileAt(session->LogFileName);
 }
@@ -120,8 +131,9 @@ void SavedRun::TakeLock() {
     }
 }
 
-// Once nobody else runs it: a run that has just ended may have changed it. And once nobody saves: a
-// session that is due at once is incomplete for as long as its columns are being written.
+// Read again under the session's lock: a run that has just ended may have changed it. And under the
+// lock of saves: a session that is due at once is incomplete for as long as its columns are being
+// written, and a run of half its columns would load half of each row.
 void SavedRun::LoadWholeSession() {
     std::string fault;
     for (int tries = 0; tries < kRepositoryTries; ++tries) {
@@ -153,14 +165,17 @@ void SavedRun::OpenLog() {
     }
     view_ = std::make_unique<RunLogView>(
         std::move(log), surroundings_.display, surroundings_.cancel_requested);
+    // In the log and not only on a terminal: most runs are started by the scheduler.
     if (auto warning = RepositoryWarning(surroundings_.application_folder); !warning.empty()) {
         Tell(warning);
         view_->AddWarning(std::move(warning));
     }
+    // The run's routines write their log through this variable, as they do on the run page.
     CurrentRunView = view_.get();
 }
 
-// That of the run before; another program's file may have the name, where the log's is unusual.
+// The summary of the run before, which must not stand beside the log of this one. Where the log has
+// an unusual name, the file of that name plus ".json" may be another program's.
 void SavedRun::RemoveFormerSummary() const {
     const std::string file = SummaryFileOf(log_file_);
     if (file::StampOf(file) && !IsSummary(file)) {
@@ -191,6 +206,7 @@ RunnerExit SavedRun::Run() {
         if (!view_) {
             return Refuse({kRunNotStarted, error.what()});
         }
+        // None of the errors that a run logs by itself get here. The log gets its end all the same.
         code = kRunTableLost;
         AppendLog(error.what());
         FinishRunLog();
@@ -216,6 +232,8 @@ void SavedRun::Prepare() {
             throw NotStarted{kRunNotStarted, error.Description()};
         }
     }
+    // From here to the mark at the end of Run() a kill leaves "unfinished" for the next run to
+    // find.
     lock_->SetMark(ProgramLock::Mark::Unfinished);
 }
 
@@ -233,6 +251,8 @@ void SavedRun::RunLoads() {
 
 void SavedRun::RunOnce() {
     if (ThisTarget().loader == Loader::Files) {
+        // The record names created tables; a run to text files creates none, and the variable may
+        // hold those of an earlier load.
         CreatedTables.clear();
         RunSessionToText("");
         return;
@@ -243,7 +263,7 @@ void SavedRun::RunOnce() {
         if (!CurrentRunReport.Walked) {
             throw;
         }
-        SaveRecord();  // the record alone failed
+        SaveRecord();  // all tables were walked: the record alone failed
         FinishRunLog();
     }
 }
@@ -264,6 +284,8 @@ void SavedRun::SaveRecord() {
 void SavedRun::RunPolled() {
     view_->SetCancelGrace(kPolledFileGrace);
     std::vector<TableRec> created;
+    // RunSession writes a record whenever it has a session number: without one there is a single
+    // record, made below, for all files.
     const auto load_file = [&] {
         CurrentSessionID = 0;  // one record for all files, at the end
         RunOnce();
@@ -288,6 +310,8 @@ RunnerExit SavedRun::CodeOfTables() const {
     const auto any = [&](auto&& is) {
         return std::any_of(summary_.Tables.begin(), summary_.Tables.end(), is);
     };
+    // Cancelled outweighs lost, lost outweighs errors: a script that starts the next step on 0 or 1
+    // must not take a cancelled run for either.
     const bool cut_short =
         any([](const TableReport& table) { return table.Outcome == TableOutcome::NotReached; });
     if (any([](const auto& table) { return table.Outcome == TableOutcome::Cancelled; }) ||
@@ -315,7 +339,8 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
         Summarize(why.code);
         return why.code;
     }
-    // Another run may be writing the log: it loses nothing by a line more. Its summary is its own.
+    // Another run may be writing this log: a line more does it no harm, a new beginning would. The
+    // summary is left to it.
     bool told = false;
     if (!log_file_.empty()) {
         try {
@@ -355,6 +380,7 @@ std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const
         return std::nullopt;
     }
     const std::string_view id = arguments[1];
+    // Nine digits always fit; a longer number can be no session's.
     if (id.empty() || id.size() > 9 || id.find_first_not_of("0123456789") != id.npos) {
         return std::nullopt;
     }
@@ -382,7 +408,7 @@ void TellInRunnerLog(const std::string& application_folder, const std::string& l
         LogFile::Open(JoinPath(LogFolder(application_folder), "VYRun.log"))
             .Append(text + " " + line + "\r\n");
     } catch (const DataError&) {
-        // The caller has told it on standard error.
+        // The caller has written it to standard error, too.
     }
 }
 

@@ -39,7 +39,7 @@ struct RunnerSurroundings {
     std::function<void(const std::string&)> tell = [](const std::string&) {};
 };
 
-// Never throws. Everything that went wrong is told and in the log.
+// Never throws. Everything that went wrong goes to `tell` and into the log.
 RunnerExit RunSavedSession(i32 session_id, const RunnerSurroundings& surroundings);
 
 // A line with the time in "log/VYRun.log": for what belongs to no session's log.

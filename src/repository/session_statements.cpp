@@ -1,3 +1,10 @@
+// The texts by which sessions get into the repository, put together by plain joining. The
+// scheduler, the runner and users' scripts read these tables, and repositories of years ago must
+// open beside new ones: names, order and types of the columns stay as they are, also where one is
+// named oddly or never written.
+// Easy to get wrong: which quotes. Values stand in double quotes. A text source's connection string
+// and a delimiter hold double quotes themselves and stand in single ones. Nothing is escaped: a
+// value with its own kind of quote breaks the statement, and the page shows the database's error.
 #include "repository/session_statements.h"
 
 #include "core/kinds.h"
@@ -119,7 +126,7 @@ std::string Join(std::initializer_list<std::string> values) {
     return text;
 }
 
-// A qualifier that is a quote itself goes in under a name.
+// A qualifier that is a quote itself would end the literal around it: it goes in as "DQ" or "SQ".
 std::string EncodedQualifier(const std::string& qualifier, const std::string& otherwise) {
     if (qualifier == "\"") {
         return DoubleQuoted("DQ");
@@ -130,6 +137,7 @@ std::string EncodedQualifier(const std::string& qualifier, const std::string& ot
 }  // namespace
 
 std::string SessionsInsert(i32 session_id, const SessionSave& save, const DateTime& now) {
+    // Their connection strings hold `text;FMT=Delimited` in double quotes.
     const bool text_source = ThisSource().text_files;
     return "insert into sessions "
            "(sessionid,sessionname,datecreated,logfilename,sourcedbname,targetdbname,SourceType,"
@@ -177,7 +185,10 @@ std::string TableInsert(i32 session_id, std::size_t i) {
                  DoubleQuoted(source.LoadOption),
                  DoubleQuoted(source.FirstTimeLoadOpt),
                  SingleQuoted(source.SFormat),
+                 // A source without a qualifier is stored as Null, a target without one as an empty
+                 // text. Stored sessions have both forms.
                  EncodedQualifier(source.TextQ, "null"),
+                 // A number in quotes: the database turns it into one.
                  DoubleQuoted(Number(source.SFirstColLine)),
                  DoubleQuoted(TextDestFormat),
                  DoubleQuoted(TextDestDir),
@@ -243,6 +254,8 @@ void SetMonthly(SessionSave& save, const DateTime& time, int day) {
 }
 
 void SetMonthlyUnquoted(SessionSave& save, const DateTime& time, const std::string& day) {
+    // A blank day leaves ",SesWeekDay=" behind "SesRunDay=", which the database refuses, and the
+    // session stays as it was.
     SetMonthly(save, time, 0);
     save.SesRunDay = day;
 }
@@ -256,6 +269,7 @@ void SetOnce(SessionSave& save, const DateTime& date, const DateTime& time) {
 void SetHourly(SessionSave& save, int hours, const std::string& minute_mark) {
     save.SesFreq = DoubleQuoted("H");
     save.SesRunDay = Number(hours);
+    // There is no column for the minute of the hour; hourly sessions have no use for the week's.
     save.SesWeekDay = DoubleQuoted(minute_mark);
 }
 

@@ -1,3 +1,11 @@
+// Ties the scheduler's decisions to the world: the repository as file and as database, the runner's
+// processes, a state file and a log file. One Look() reads what has changed, asks for what is due,
+// notes it, and starts it; the main sleeps in between for Wait().
+// Easy to get wrong: the order of noting and starting. What is due is written to the state file
+// before any runner starts; a power cut in between loses one start. The other way round it would
+// start a session twice, and a load that appends would have each row twice.
+// Nothing here may end the program: it is started at login and works unwatched. Trouble goes into
+// the log, once per kind of trouble.
 #include "repository/timer_service.h"
 
 #include "data/value_text.h"
@@ -19,15 +27,17 @@ namespace vantry {
 namespace {
 
 constexpr std::chrono::milliseconds kLookInterval{5000};
-constexpr int kLooksBetweenReadings = 120;
-constexpr std::uintmax_t kLongestLog = 1'000'000;
+constexpr int kLooksBetweenReadings = 120;         // ten minutes
+constexpr std::uintmax_t kLongestLog = 1'000'000;  // bytes; one former log is kept beside it
 
 std::string ContentOf(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// Such a line of the state stands for a start that waits: number, due time, times missed.
+// The state file holds the scheduler's own lines and these, "waiting NUMBER DUE MISSED": a start
+// that is due, but waits for room or for a runner that can be started. A word at the line's front
+// tells them apart, so that a version that doesn't know a kind of line passes over it.
 const std::string kWaiting = "waiting ";
 
 std::string WaitingLine(const DueStart& due) {
@@ -50,7 +60,8 @@ std::optional<DueStart> WaitingOf(const std::string& line) {
     return due;
 }
 
-// No older than a day, as for due times that passed while this program was down.
+// The same day of grace that the scheduler gives due times that passed while the program was down:
+// a start that waits must not live longer than one that was never seen.
 bool IsWorthATry(const DateTime& due, const DateTime& now) {
     return now <= DateTime{due.day + 1, due.nanos};
 }
@@ -86,11 +97,11 @@ void TimerService::LoadState() {
 }
 
 void TimerService::Look() {
+    // First of all, so that a session whose run has just ended can start again in the same look.
     for (const auto& ended : runners_.TakeEnded()) {
         Log(Named(ended.SessionID) + " " + ended.How + ".");
     }
-    const auto utc_offset =
-        utc_offset_();  // first: should both change now, it is the time that has
+    const auto utc_offset = utc_offset_();  // before now_(): see FollowOffset of the scheduler
     const DateTime now = now_();
     ReadSchedules(now);
     if (!missing_) {
@@ -99,6 +110,7 @@ void TimerService::Look() {
         }
         const auto too_old = [&](const DueStart& due) { return !IsWorthATry(due.Due, now); };
         unsaved_ |= std::erase_if(waiting_, too_old) > 0;
+        // Noted as started before they are: see above. Those that then can't be started wait again.
         const auto starts = TakeStarts();
         SaveState();
         for (const auto& due : starts) {
@@ -112,6 +124,8 @@ void TimerService::Look() {
 }
 
 std::vector<DueStart> TimerService::TakeStarts() {
+    // A machine that was asleep may find forty sessions due at once; they start in the order of
+    // their due times as room comes.
     const auto count = std::min<std::size_t>(waiting_.size(), runners_.Room());
     const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
     std::vector<DueStart> starts(waiting_.begin(), end);
@@ -147,8 +161,11 @@ void TimerService::ReadSchedules(const DateTime& now) {
         if (stamp_ == stamp && ++looks_since_reading_ < kLooksBetweenReadings) {
             return;
         }
+        // Anyone who can write the repository can make this program run statements with the
+        // passwords in it.
         LogOnce(last_warning_, RepositoryWarning(folder_));
         const auto sessions = ListSchedules();
+        // For the log lines alone; the runner reads the name itself.
         names_.clear();
         for (const auto& session : sessions) {
             names_[session.SessionID] = session.SessionName;
@@ -236,6 +253,8 @@ std::chrono::milliseconds TimerService::Wait() const {
         return kLookInterval;
     }
     const auto left = days * 86'400'000 + (next->nanos - now.nanos) / 1'000'000;
+    // At least 50 ms, or a due time that the clock hasn't quite reached would turn the main into a
+    // busy loop.
     return std::chrono::milliseconds(std::clamp<std::int64_t>(left, 50, kLookInterval.count()));
 }
 
@@ -243,6 +262,7 @@ std::chrono::milliseconds TimerService::Wait() const {
 void TimerService::Log(const std::string& line) {
     const std::string path = JoinPath(logs_, "VYTimer.log");
     std::error_code ignored;
+    // Bounded by hand: no one rotates the log of a program in a user's home.
     if (std::filesystem::file_size(path, ignored) > kLongestLog && !ignored) {
         std::filesystem::rename(path, path + ".old", ignored);
     }

@@ -1,3 +1,8 @@
+// The desktop's own boxes and choosers behind the interface of dialogs.h; DialogsReplacement puts a
+// test's in their place.
+// Easy to get wrong: the texts come from servers and files. They may hold markup, three kinds of
+// line ends, or a megabyte; a box shows them as plain text, and so much of them as a small screen
+// has room for.
 #include "shell/dialogs.h"
 
 #include "core/session_state.h"
@@ -72,11 +77,13 @@ QString QtFilter(const std::string& filter) {
                 continue;
             }
             patterns << pattern;
+            // "*.mdb" has to find OLD.MDB, too; file systems here tell letter cases apart.
             if (pattern.toUpper() != pattern) {
                 patterns << pattern.toUpper();
             }
         }
         QString name = parts[i];
+        // The chooser shows patterns by itself: given twice, they would stand there twice.
         if (const auto bracket = name.indexOf('('); bracket > 0) {
             name.truncate(bracket);
         }
@@ -97,6 +104,7 @@ QString RowsForABox(const QString& text) {
             std::max<qsizetype>(1, (end - line + kLettersInARow - 1) / kLettersInARow);
         if (rows > rows_left) {
             qsizetype cut = line + rows_left * kLettersInARow;
+            // Not through a letter of two units.
             cut -= cut > 0 && text[cut - 1].isHighSurrogate() ? 1 : 0;
             return text.first(cut) + u'\x2026';
         }
@@ -126,6 +134,7 @@ public:
             window.setDetailedText(text);
         }
         window.setDefaultButton(ButtonOf(box.preset.value_or(answers.front())));
+        // Escape and the close box mean the careful answer, which is the last one of each set.
         window.setEscapeButton(ButtonOf(answers.back()));
         const auto pressed = window.exec();
         for (const auto answer : answers) {
@@ -172,6 +181,8 @@ private:
         }
         if (!choice.start.empty()) {
             const QFileInfo start(ToQt(choice.start));
+            // A folder is opened; of a file the folder is opened and the name proposed, whether it
+            // exists or not.
             if (start.isDir()) {
                 window.setDirectory(start.absoluteFilePath());
             } else {
@@ -188,6 +199,7 @@ private:
 
 constexpr const char* kManual = "help/index.html";
 
+// Null: the desktop's own.
 Dialogs*& Replacement() {
     static Dialogs* replacement = nullptr;
     return replacement;

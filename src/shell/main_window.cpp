@@ -1,3 +1,8 @@
+// The frame around the pages and its menus. What an entry does that isn't the window's own comes in
+// from the program's start (Actions): the shell knows no page of another room.
+// Easy to get wrong: who has which letter. Menus and pages both have underlined letters, and the
+// toolkit cycles between two owners of one. The active page's letters come first, and a menu that
+// has the same one gives its own up as long as that page is active (YieldLetters).
 #include "shell/main_window.h"
 
 #include "ui_MDIForm1.h"
@@ -33,12 +38,14 @@ std::unique_ptr<MainWindow>& Frame() {
 std::function<void()>& ProgramEnd() {
     static std::function<void()> end = [] {
         std::fflush(nullptr);
+        // Without destructors: a run may be in the middle of a row, with its objects in use.
         _exit(0);
     };
     return end;
 }
 
-// Where CenterPage put the page's window.
+// The property of a page's window that holds where CenterPage put it. A window that stands
+// elsewhere was moved by the user, and is left there.
 constexpr const char* kCentredAt = "centred_at";
 
 // How far a scroll bar has to go until a control from `first` to `last` is seen; its start counts
@@ -60,6 +67,7 @@ MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
     ConnectMenus();
     ui_->Pages->viewport()->installEventFilter(this);
     connect(qApp, &QApplication::focusChanged, this, [this](const QWidget*, const QWidget* now) {
+        // Not for a click: the control would move away under the mouse between press and release.
         if (now != nullptr && QApplication::mouseButtons() == Qt::NoButton) {
             BringIntoView(*now);
         }
@@ -144,6 +152,8 @@ bool MainWindow::SureToExit() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
+    // The frame isn't closed by the toolkit: what an open run needs would be gone before
+    // EndProgram.
     event->ignore();
     if (SureToExit()) {
         event->accept();
@@ -209,6 +219,7 @@ void CenterPage(Page& page) {
     if (window == nullptr || frame == nullptr || window->isMaximized()) {
         return;
     }
+    // By the outer size and not the area's: pages stand where they have always stood, a little low.
     const QSize outer = frame->frameGeometry().size();
     const QSize room = frame->Area()->viewport()->size();
     const auto middle = [](int whole, int seen, int length) {

@@ -19,6 +19,7 @@ void Page::OnActivate() {
 }
 
 void Page::keyPressEvent(QKeyEvent* event) {
+    // A page is no dialog, where the toolkit would do this.
     const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
     if (enter && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
         for (auto* const button : findChildren<QPushButton*>()) {
@@ -38,6 +39,7 @@ void Page::SetEscapeButton(QAbstractButton* button) {
 
 void Page::closeEvent(QCloseEvent* event) {
     const std::string name = objectName().toStdString();
+    // UnloadPage closes the window as well: then there is nothing to ask.
     if (FindPage(name) != this) {
         event->accept();  // unloaded already
         return;

@@ -9,6 +9,7 @@ namespace {
 
 void Enlarge(QLabel& label, double factor, QFont::Weight weight) {
     QFont font = label.font();
+    // A font that the theme gives in pixels has no points: it only becomes bolder.
     if (font.pointSizeF() > 0) {
         font.setPointSizeF(font.pointSizeF() * factor);
     }
@@ -17,6 +18,7 @@ void Enlarge(QLabel& label, double factor, QFont::Weight weight) {
 }
 
 void TakeTab(QRadioButton& option, bool takes) {
+    // The click still gives the focus.
     const int others = option.focusPolicy() & ~Qt::TabFocus;
     option.setFocusPolicy(static_cast<Qt::FocusPolicy>(takes ? others | Qt::TabFocus : others));
 }

@@ -1,3 +1,10 @@
+// A list of loaded pages, each with the window that holds it: a window within the frame, a dialog,
+// or one of its own. A name is all that a page knows of another one.
+// Easy to get wrong: life and focus. A handler of a page may unload that page, or show another one
+// that unloads it; so everything here looks the page up again by name after each call into a page,
+// and an unloaded page is deleted by the event loop only. And the toolkit gives the focus to
+// whatever comes next when a page is hidden, or to nothing when a window within the frame goes:
+// both are put right by hand (Vanish, ActivateUncovered).
 #include "shell/page_set.h"
 
 #include "shell/main_window.h"
@@ -28,6 +35,8 @@ struct LoadedPage {
     std::function<void()> on_hidden;  // ends the wait of ShowPageModal
 };
 
+// In functions: made at the first use, whatever the order in which the program's files are
+// initialised.
 std::map<std::string, PageMaker, std::less<>>& Makers() {
     static std::map<std::string, PageMaker, std::less<>> makers;
     return makers;
@@ -58,7 +67,8 @@ void YieldLetters(const Page* page) {
     }
 }
 
-// Tells a page that it has become the active one, once for each change.
+// Tells a page that it has become the active one, once for each change: MakeVisible and the frame's
+// own signal both come here for one showing.
 void Activate(const std::string& name) {
     if (ActiveName() == name) {
         return;
@@ -73,7 +83,7 @@ void Activate(const std::string& name) {
 // The larger of what the page asks for and what it was designed for.
 QSize FirstSize(const Page& page) {
     const QSize asked = page.sizeHint().expandedTo(page.minimumSizeHint());
-    // A widget that nobody gave a size has one all the same.
+    // A widget without a size of its own has the toolkit's default one, which says nothing.
     return RoomFor(page,
                    page.testAttribute(Qt::WA_Resized) ? asked.expandedTo(page.size()) : asked);
 }
@@ -90,6 +100,7 @@ void PutIntoFrame(LoadedPage& loaded) {
     const QSize size = FirstSize(*loaded.page);
     window->setWidget(loaded.page);
     window->setObjectName(loaded.page->objectName() + "Window");
+    // A hidden page keeps its window, and with it the place to which the user moved it.
     window->setAttribute(Qt::WA_DeleteOnClose, false);
     const Qt::WindowFlags title = Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint;
     const bool goes_by_itself = loaded.page->WherePlaced() == Page::Place::Notice;
@@ -98,6 +109,7 @@ void PutIntoFrame(LoadedPage& loaded) {
                                    ? title
                                    : title | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
                                          Qt::WindowMaximizeButtonHint);
+    // Sizes are asked of the page; the frame around it comes on top.
     const QSize border = window->size() - window->contentsRect().size();
     const QSize room = frame.Area()->viewport()->size() - border;
     window->resize(RoomFor(*loaded.page, size.boundedTo(room)) + border);
@@ -129,6 +141,7 @@ void MakeVisible(const std::string& name) {
         if (loaded.window == nullptr) {
             PutIntoFrame(loaded);
         }
+        // Copies: `loaded` may be moved in the list by pages that a show handler loads.
         const QPointer<Page> page = loaded.page;
         const QPointer<QMdiSubWindow> window = loaded.window;
         page->show();
@@ -142,7 +155,7 @@ void MakeVisible(const std::string& name) {
 }
 
 // A page that covered others in the frame went: the topmost of them takes the keys, unless another
-// page comes first. The toolkit leaves them to nobody.
+// page comes first. The toolkit would leave them without a receiver.
 void ActivateUncovered() {
     QTimer::singleShot(0, qApp, [] {
         const MainWindow* const frame = FindMainWindow();
@@ -163,7 +176,8 @@ void ActivateUncovered() {
     });
 }
 
-// A program whose last window went has nothing left to do.
+// Without a window there is no way to end the program: a key press on the splash closes it and
+// opens nothing.
 void QuitWithoutWindows() {
     QTimer::singleShot(0, qApp, [] {
         const MainWindow* const frame = FindMainWindow();
@@ -208,6 +222,7 @@ Page* LoadPage(std::string_view name) {
     }
     auto page = maker->second();
     const QPointer<Page> watched = page.get();
+    // In the list before OnLoad: what the handler calls may ask for the page by name, or unload it.
     Pages().push_back({std::string(name), page.release(), nullptr, nullptr, false, nullptr});
     ApplyLook(*watched);
     TabToChosenOptions(*watched);
@@ -230,6 +245,7 @@ void ShowPageModal(std::string_view name) {
     }
     QEventLoop loop;
     LoadedPage& loaded = *Find(key);
+    // Once: a second showing of the same page finds it prepared.
     if (!loaded.modal) {
         page->setParent(FindMainWindow(), Qt::Dialog);
         page->setWindowModality(Qt::ApplicationModal);
@@ -237,6 +253,8 @@ void ShowPageModal(std::string_view name) {
     }
     loaded.on_hidden = [&loop] { loop.quit(); };
     MakeVisible(key);
+    // A page that hid itself while it was shown has ended the wait already: a loop begun now would
+    // never end.
     if (const auto* const still = Find(key); still != nullptr && still->on_hidden) {
         loop.exec();
     }
@@ -255,6 +273,7 @@ void UnloadPage(std::string_view name) {
     if (found == pages.end()) {
         return;
     }
+    // Out of the list first: hiding the window runs handlers, and they must find the page gone.
     LoadedPage gone = std::move(*found);
     pages.erase(found);
     Vanish(gone);

@@ -1,6 +1,6 @@
 #pragma once
 // The pages that are loaded, in the order in which they were. Pages refer to each other by name
-// only, so that each stands alone; who builds a page says so once (RegisterPage).
+// only, so that each stands alone; the room that builds a page registers it once (RegisterPage).
 
 #include "shell/page.h"
 
@@ -20,7 +20,7 @@ using PageMaker = std::function<std::unique_ptr<Page>()>;
 void RegisterPage(std::string name, PageMaker maker);
 
 // Loads the page if it isn't and returns it; null if it unloaded itself while it was loaded. A name
-// that nobody registered is std::out_of_range.
+// that isn't registered is std::out_of_range.
 Page* LoadPage(std::string_view name);
 // Loads it if need be, makes it visible and gives it the focus.
 void ShowPage(std::string_view name);

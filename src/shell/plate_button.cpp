@@ -9,6 +9,7 @@ PlateButton::PlateButton(QWidget* parent) : QPushButton(parent) {
 
 QString PlateButton::Caption() const {
     QString caption;
+    // "&&" is a "&" that is shown; any other "&" marks the letter behind it and isn't.
     const QString marked = text();
     for (qsizetype i = 0; i < marked.size(); ++i) {
         if (marked[i] == '&' && i + 1 < marked.size()) {
@@ -57,8 +58,9 @@ void PlateButton::SetMousePointer(int shape) {
     }
 }
 
-// Outside of a dialog the toolkit takes a button for the default as long as it has the focus and
-// not one moment longer: a page's default button would be none after the first walk past it.
+// Outside of a dialog the toolkit makes a button the default one when it gets the focus, and takes
+// that back when it loses it. A page's own default button would be none after the first walk past
+// it by Tab; so what it was before is kept, and given back.
 void PlateButton::focusInEvent(QFocusEvent* event) {
     if (event->reason() != Qt::PopupFocusReason) {
         default_without_focus_ = isDefault();

@@ -5,6 +5,7 @@
 namespace vantry {
 
 QPixmap ProductPicture(const QPalette& palette, QSize size, double scale) {
+    // Drawn and not loaded: any scale, and the colour of the theme, light or dark.
     QPixmap picture(size * scale);
     picture.setDevicePixelRatio(scale);
     picture.fill(Qt::transparent);
@@ -38,6 +39,7 @@ QIcon ProductIcon() {
     picture.fill(Qt::transparent);
     QPainter paint(&picture);
     paint.setRenderHint(QPainter::Antialiasing);
+    // An icon stands on other programs' backgrounds, so it has colours of its own.
     const QColor blue(0x2a, 0x82, 0xc4);
     paint.setPen(QPen(blue, 5));
     paint.setBrush(Qt::white);

@@ -17,6 +17,7 @@ AboutWindow::AboutWindow()
     ui_->setupUi(this);
     ui_->Version->setText("Version " + QCoreApplication::applicationVersion());
     connect(ui_->OkButton, &PlateButton::Click, this, [] { UnloadPage("frmAbout"); });
+    // A window of its own has no Cancel that Escape would press.
     SetEscapeButton(ui_->OkButton);
 }
 

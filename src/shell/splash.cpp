@@ -40,6 +40,7 @@ void Splash::OnLoad() {
 }
 
 void Splash::GoOn() {
+    // Stopped after a click, or the timer would open the navigator a second time.
     Timer1.stop();
     UnloadPage("frmSplash");
     ShowPage("NavForm");

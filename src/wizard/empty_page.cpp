@@ -1,3 +1,9 @@
+// Every page that isn't built yet has its place here: a row with its caption, its words and how its
+// buttons leave it, so that the whole graph can be walked today. A page that is built takes its row
+// out and registers itself under the same name.
+// Easy to get wrong: the ways of leaving differ from page to page for no reason that shows. A page
+// that hides keeps what its controls hold, and Back returns to it as it was left; users rely on
+// which ones do.
 #include "wizard/empty_page.h"
 
 #include "core/kinds.h"
@@ -20,6 +26,7 @@ using Leaving = EmptyPageRecord::Leaving;
 constexpr const char* kCancelCapital = "Are you sure you want to Cancel this Session?";
 constexpr const char* kCancelSmall = "Are you sure you want to cancel this Session?";
 
+// Sources first, then targets, then the windows beside the wizard; columns as in EmptyPageRecord.
 constexpr EmptyPageRecord kPages[] = {
     {"Form6",
      "Vantry: Source Oracle",
@@ -183,6 +190,7 @@ bool EmptyPage::QueryUnload() {
 }
 
 void EmptyPage::Leave(Leaving how) {
+    // Stay: MySQLDest is left visible beneath the next page. NoAction never comes here from Next.
     if (how == Leaving::Hide) {
         HidePage(record_.name);
     } else if (how == Leaving::Unload) {
@@ -194,6 +202,7 @@ void EmptyPage::Next() {
     const std::string target = TargetType;
     Leave(record_.next);
     if (record_.role == Role::Target) {
+        // Or the run would write into the target of an earlier session.
         TargetConnStr.clear();
         ShowPage("Form4");
         return;
@@ -204,6 +213,7 @@ void EmptyPage::Next() {
     if (std::string_view(record_.name) == "ODBCSrc") {
         SourceViaOdbc = kTrue;
     }
+    // From SQL Server to SQL Server no page follows.
     if (ThisSource().leads_to_own_kind || SourceType != target) {
         ShowPage(TargetPageOf(target));
     }

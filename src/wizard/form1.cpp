@@ -81,7 +81,11 @@ void Form1::Next() {
         Tell("Please select the Destination Database");
         return;
     }
+    // The one variable that is reset here. All others keep what the former session left, until
+    // their page writes them.
     SourceViaOdbc = kFalse;
+    // Hidden, not unloaded: it stays through the whole session, so that Back finds its options as
+    // they were.
     HidePage("Form1");
     ShowPage(SourcePageOf(SourceType));
 }

@@ -30,6 +30,7 @@ void NavForm::Next() {
             HidePage("NavForm");
             ShowPage("Form15");
             break;
+        // The navigator stays: nothing of a session has begun.
         case 2:
             OpenWebPage();
             break;

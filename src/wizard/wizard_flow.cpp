@@ -1,3 +1,7 @@
+// Pages are found by name (those of a kind stand in its row of core/kinds), so that a room's pages
+// know neither each other's classes nor who follows them. Easy to get wrong: the list of session
+// pages. It is asked only for loaded pages, hidden ones too, and its gaps are part of how the menus
+// answer (see SessionPagesOpen).
 #include "wizard/wizard_flow.h"
 
 #include "core/kinds.h"
@@ -12,11 +16,14 @@
 namespace vantry {
 namespace {
 
-// Names of pages that never were built stand here, too; they harm nobody.
+// In lower case, as they are compared. Some of these names ("form4a", "form13a") belong to no page:
+// such a one is never loaded, and so never found.
 constexpr std::array<std::string_view, 22> kSessionPages = {
     "form1",   "form2",  "form3",   "form4",  "form4a",    "form4b",  "form4c", "form5",
     "form5a",  "form5b", "form5c",  "form6",  "form8",     "form9",   "form10", "form11",
     "form12c", "form13", "form13a", "form14", "mysqldest", "mysqlsrc"};
+// Not counted by SessionPagesOpen, so that with only these loaded a new session may begin; unloaded
+// with the others all the same.
 constexpr std::array<std::string_view, 4> kCancelledToo = {
     "form11poll", "mssqlsrc", "mssqldest", "odbcsrc"};
 
@@ -43,6 +50,7 @@ i16 SessionPagesOpen() {
 
 void CancelSession() {
     const auto pages = LoadedPages();
+    // Last loaded first: a page never outlives the one that it was opened from.
     for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
         const std::string name = Lower(*page);
         if (Holds(kSessionPages, name) || Holds(kCancelledToo, name)) {
@@ -54,7 +62,10 @@ void CancelSession() {
 
 void BackToSourcePage() {
     const auto page =
+        // The ODBC page may have set a more exact kind than "ODBC": SourceType alone wouldn't lead
+        // back to it.
         SourceViaOdbc != kFalse ? std::string_view("ODBCSrc") : SourcePageOf(SourceType);
+    // No kind chosen, or one that has no page: the user stays where the menus are.
     if (!page.empty()) {
         ShowPage(page);
     }
@@ -88,6 +99,7 @@ bool AskToClose() {
 }
 
 void CreateNewSession() {
+    // A second session would share all variables with the first.
     if (SessionPagesOpen() != kFalse) {
         Tell("Session is going on");
         return;
@@ -102,6 +114,7 @@ void ShowNavigator() {
 }
 
 void ForceSize(Page& page, int width_twips, int height_twips) {
+    // Sizes of pages are kept in twips, 1440 to the inch; a pixel of the layout is a 96th of one.
     constexpr int kTwipsPerPixel = 15;
     const QSize asked(width_twips / kTwipsPerPixel, height_twips / kTwipsPerPixel);
     QWidget* const window = page.parentWidget() != nullptr ? page.parentWidget() : &page;

@@ -6,6 +6,7 @@ namespace vantry {
 namespace {
 
 bool IsForAccess(const std::string& driver) {
+    // The word is all that drivers for Access have in common.
     return ToQt(driver).toUpper().contains("ACCESS");
 }
 
@@ -26,6 +27,7 @@ void FillAccessDsns(QComboBox& dsns) {
             dsns.addItem(ToQt(dsn.DsnName));
         }
     }
+    // None is proposed: a data source names a file, and it must be the user's choice.
     dsns.setCurrentIndex(-1);
 }
 

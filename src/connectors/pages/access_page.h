@@ -12,6 +12,7 @@
 
 namespace vantry {
 
+// The file choosers' list of kinds; the first one is chosen.
 inline constexpr const char* kAccessFiles =
     "MS Access (*.mdb,*.accdb)|*.mdb;*.accdb|MS Access 2007 (*.accdb)|*.accdb|MS Access "
     "(*.mdb)|*.mdb|All Files (*.*)|*.*";
@@ -37,6 +38,8 @@ std::string NumberText(long number);
 
 }  // namespace vantry
 
+// Both pages have the same control names but different classes of form: hence templates, and their
+// bodies in the header.
 #include "shell/qt_text.h"
 
 namespace vantry {

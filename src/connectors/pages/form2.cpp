@@ -1,3 +1,8 @@
+// The Access source page: a file or data source, how to connect, and a list of its tables. Load
+// puts the connection string together and fills the list; what is selected there becomes SrcTables
+// on Next.
+// Easy to get wrong: when it loads. A change of option loads again only if a list stands there, and
+// a failure is shown and the list emptied, so that the list never shows another file's tables.
 #include "connectors/pages/form2.h"
 
 #include "ui_Form2.h"
@@ -38,7 +43,8 @@ bool Form2::QueryUnload() {
     return AskToClose();
 }
 
-// No option disables the data source list again, and Option4 does nothing at all.
+// No option disables the data source list again, and Option4 has no handler. That unevenness is
+// what users' instructions and habits go by.
 void Form2::ConnectOptions() {
     connect(ui_->Option1, &QRadioButton::clicked, this, [this] {
         ui_->ACCOdbcDrv->setEnabled(false);
@@ -73,6 +79,7 @@ void Form2::Browse() {
     if (extension == "accdb") {
         ui_->Option4->click();
     } else if (extension == "mdb") {
+        // Set and not clicked: a click would load a first time, and Load follows below.
         ui_->Option1->setChecked(true);
         ui_->ACCOdbcDrv->setEnabled(false);
     }
@@ -98,17 +105,19 @@ void Form2::Load() {
         return;
     }
     SourceCatalog = std::make_unique<Catalog>();
+    // Without an option the former string stays, as an earlier page or session left it.
     if (const auto method = ChosenAccessMethod(*ui_)) {
         SourceConnStr = AccessConnectionString(*method, AccessLoginOf(*ui_));
     }
     ListTables();
 }
 
-// A failure is told, and the next step tried: a database that can't be attached leaves an empty
-// list and is told once more by the count.
+// A failure is shown, and the next step tried: a database that can't be attached leaves an empty
+// list, and is reported once more by the count.
 void Form2::ListTables() {
     WaitNotice wait;
     const auto tell = [&](const DataError& error) {
+        // The notice goes first, or the box would stand over a page that seems to work on.
         wait.Close();
         TellStop(error.Description(), "Error");
     };
@@ -132,6 +141,7 @@ void Form2::ListTables() {
         QStringList names;
         for (std::int32_t i = 0; i < tables.Count(); ++i) {
             const auto& table = tables[i];
+            // Links and system tables stay out: a link's rows are in another file.
             if (table.Type == "TABLE" || table.Type == "VIEW") {
                 names << ToQt(table.Name);
             }
@@ -146,6 +156,7 @@ i16 Form2::ChkSQLSyntax(const std::string& query) {
     try {
         Connection connection;
         connection.Open(SourceConnStr, "", "");
+        // Opened and not read: the source parses it, and that is the question.
         Recordset rows;
         rows.Open(query, connection);
         rows.Close();

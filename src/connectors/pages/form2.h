@@ -25,12 +25,17 @@ public:
     i16 ChkSQLSyntax(const std::string& query);
 
 private:
+    // What a click on an option enables, and whether it loads anew.
     void ConnectOptions();
     void Browse();
     void BrowseSystemDatabase();
+    // Puts SourceConnStr together and lists the tables. Without a file it says so and empties the
+    // list.
     void Load();
     void ListTables();
+    // After a change of how to connect: only where a list stands that may be wrong now.
     void ReloadIfListed();
+    // The selected tables become SrcTables; the target page of TargetType follows.
     void Next();
 
     std::unique_ptr<Ui::Form2> ui_;

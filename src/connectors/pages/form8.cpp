@@ -1,3 +1,7 @@
+// The Access target page: the same fields as the source page, without tables. A connection is tried
+// at once, and its result stands as text in a label; Next goes by that text alone.
+// Easy to get wrong: "Connected Succesfully" is both what the user reads and what Next compares,
+// misspelling included.
 #include "connectors/pages/form8.h"
 
 #include "ui_Form8.h"
@@ -58,6 +62,7 @@ void Form8::ConnectOptions() {
         ReloadIfTried();
     });
     connect(ui_->Option3, &QRadioButton::clicked, this, [this] {
+        // A data source has all it needs, so it is tried at once; there is no file to create.
         SetEnabled(false, true, false);
         Load();
     });
@@ -102,7 +107,8 @@ void Form8::BrowseSystemDatabase() {
     }
 }
 
-// A new file is a .mdb without a password, whatever the method.
+// A new file is a .mdb without a password whatever the method: the options say how to connect, and
+// any of them can open it.
 void Form8::CreateDatabase() {
     const auto file = CurrentDialogs().ChooseFileToSave({"Create New MS Access Database",
                                                          "MS Access Database (*.mdb)|*.mdb",
@@ -129,11 +135,13 @@ void Form8::Load() {
         ShowStatus("Connection Failed", 255, 0, 0);
         return;
     }
+    // Also when the try fails: from now on each change of option tries again.
     PageConnected = kTrue;
     if (const auto method = ChosenAccessMethod(*ui_)) {
         TargetConnStr = AccessConnectionString(*method, AccessLoginOf(*ui_));
     }
     try {
+        // Closed again: each table of a run opens its own.
         Connection connection;
         connection.Open(TargetConnStr, "", "");
         connection.Close();
@@ -152,7 +160,8 @@ void Form8::ShowStatus(const char* text, int red, int green, int blue) {
     ui_->ACCStatus->setPalette(colors);
 }
 
-// The label is what counts: a status won earlier stays good after the fields were changed by hand.
+// The label is what counts: a connection that was made stays good after the fields were changed by
+// hand, until the next try. TargetConnStr is still the one that was tried.
 void Form8::Next() {
     if (ui_->ACCStatus->text() != kConnected) {
         Tell("Connection Failed");

@@ -24,13 +24,17 @@ public:
 
 private:
     void ConnectOptions();
+    // Which of the lists and buttons belong to the chosen option.
     void SetEnabled(bool drivers, bool dsns, bool create);
     void Browse();
     void BrowseSystemDatabase();
+    // Asks for a name, makes an empty .mdb and connects to it.
     void CreateDatabase();
+    // Puts TargetConnStr together and tries it; ACCStatus says how that went.
     void Load();
     void ReloadIfTried();
     void ShowStatus(const char* text, int red, int green, int blue);
+    // Goes on to Form4 if the text of ACCStatus is the good one.
     void Next();
 
     std::unique_ptr<Ui::Form8> ui_;

@@ -1,4 +1,5 @@
 #pragma once
+// Makers for the pages of this folder.
 
 namespace vantry {
 

@@ -1,3 +1,9 @@
+// The last question page of the wizard: a name, a log file, a schedule, and what comes next. All
+// that is stored is put together below (session_statements, repository); the page brings the texts
+// of its controls and shows what went wrong.
+// Easy to get wrong: the session number. It is asked for when the page opens, to be shown, and
+// again when the session is saved, as another program may have saved meanwhile; the second one is
+// stored and shown.
 #include "repository/pages/form13.h"
 
 #include "ui_Form13.h"
@@ -24,6 +30,8 @@ std::string SharedFolder() {
     return std::filesystem::path(HelpFilePath).parent_path().string();
 }
 
+// The time that the pickers begin with: a daily session that is saved as proposed first runs
+// tomorrow rather than at once.
 DateTime OneMinuteBefore(DateTime time) {
     constexpr std::int64_t kMinute = 60 * kNanosPerSecond;
     if (time.nanos >= kMinute) {
@@ -75,12 +83,14 @@ void Form13::OnLoad() {
     ShowNextId();
     ui_->SesName->setText(
         ToQt(SourceType + "To" + TargetType + "SessionID" + FromQt(ui_->SesID->text())));
-    // Logs tell connection troubles in the sources' own words: nobody else's business.
+    // Logs hold the data sources' error texts, with names of servers and users: for the owner
+    // alone.
     const std::filesystem::path logs = JoinPath(SharedFolder(), "log");
     std::error_code failed;
     if (std::filesystem::create_directory(logs, failed)) {
         std::filesystem::permissions(logs, std::filesystem::perms::owner_all, failed);
     }
+    // The log file follows the name as it is now; a name typed later doesn't change it.
     ui_->LogName->setText(ToQt(JoinPath(logs.string(), FromQt(ui_->SesName->text()) + ".log")));
     const DateTime now = Now();
     ui_->Schedule->SetTime(OneMinuteBefore(now), now);
@@ -138,7 +148,8 @@ bool Form13::Save() {
     save.SesName = FromQt(ui_->SesName->text());
     save.LogName = FromQt(ui_->LogName->text());
     try {
-        // A repository that can't be read is told before anything that is missing in the schedule.
+        // First, so that a repository that can't be read is reported before a missing schedule: the
+        // user could mend the schedule in vain.
         ui_->SesID->setText(QString::number(NextSessionID()));
         if (!ui_->Schedule->Fill(save, OneMinuteBefore(Now()))) {
             return false;

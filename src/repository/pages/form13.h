@@ -21,9 +21,12 @@ public:
     bool QueryUnload() override;
 
 private:
+    // Failures are shown; the page stays, as a session can be run without being saved.
     void ShowNextId();
     void Browse();
+    // Saves unless "run it now only" is chosen, then opens the run page or ends the wizard.
     void Next();
+    // False when something is missing or the save failed; the box that says so was shown.
     bool Save();
 
     std::unique_ptr<Ui::Form13> ui_;

@@ -8,15 +8,17 @@
 namespace vantry {
 namespace {
 
+// By the index of the option.
 enum Kind { kDaily, kWeekly, kMonthly, kOnce, kEvery };
 
+// Days of the repository are counted from here.
 const QDate kDayZero(1899, 12, 30);
 
 DateTime TimeOf(const QTime& time) {
     return {0, static_cast<std::int64_t>(time.msecsSinceStartOfDay()) * 1'000'000};
 }
 
-// Monday first, as in the week mask.
+// Monday first, as in the week mask, which the scheduler reads by position.
 std::array<QCheckBox*, 7> WeekDays(const Ui::SchedulePanel& ui) {
     return {ui.WeekDay_0,
             ui.WeekDay_1,
@@ -40,6 +42,8 @@ SchedulePanel::SchedulePanel(QWidget* parent)
     ui_->Evy->setId(ui_->Evy_0, 0);
     ui_->Evy->setId(ui_->Evy_1, 1);
     for (auto* const list : {ui_->SesDay, ui_->Hrs, ui_->Mins}) {
+        // Nothing is chosen for the user: a session that runs on a day that wasn't picked is worse than
+        // a question.
         list->setCurrentIndex(-1);
     }
     connect(ui_->TimeOpt, &QButtonGroup::idToggled, this, [this](int id, bool on) {
@@ -65,6 +69,8 @@ void SchedulePanel::SetTime(const DateTime& time, const DateTime& date) {
 }
 
 void SchedulePanel::ShowKind(int kind) {
+    // Each kind shows its own controls; the others are hidden, not only greyed, or the page would
+    // be full of them.
     const bool at_time = kind != kEvery;
     ui_->SesTime->setVisible(at_time);
     ui_->Label6->setVisible(at_time);
@@ -130,6 +136,7 @@ bool SchedulePanel::FillInterval(SessionSave& save, const DateTime& mark) const 
             Tell("Please Enter Hours Interval");
             return false;
         }
+        // The minute of the hour at which it is due, two digits; there is no control for it.
         SetHourly(save, ui_->Hrs->currentText().toInt(), FormatDateTime(mark, "nn"));
         return true;
     }

@@ -28,8 +28,11 @@ public:
     bool Fill(SessionSave& save, const DateTime& mark) const;
 
 private:
+    // By the index of the option in TimeOpt: 0 daily, 1 weekly, 2 monthly, 3 once, 4 at intervals.
     void ShowKind(int kind);
+    // 0 hours, 1 minutes: the list of the other is disabled.
     void ChooseInterval(int unit);
+    // Seven of "0" and "1", Monday first.
     std::string WeekMask() const;
     bool FillInterval(SessionSave& save, const DateTime& mark) const;
 
