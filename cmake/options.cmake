@@ -37,6 +37,9 @@ endif()
 # The headers that nearly every source needs, compiled once for all libraries and once for all tests, with
 # Qt's and without: one such file takes 80 to 330 MB, so none for each target.
 function(vantry_shared_headers name)
+  if(NOT VANTRY_PCH)
+    return()
+  endif()
   cmake_parse_arguments(ARG "FOR_PROGRAMS" "" "HEADERS;DEPENDS" ${ARGN})
   add_library(${name} OBJECT ${PROJECT_SOURCE_DIR}/cmake/pch.cpp)
   target_link_libraries(${name} PRIVATE vy_options ${ARG_DEPENDS})
@@ -59,12 +62,18 @@ if(VANTRY_TESTS)
     DEPENDS GTest::gtest Qt6::Widgets)
 endif()
 
+function(vantry_use_headers target headers)
+  if(VANTRY_PCH)
+    target_precompile_headers(${target} REUSE_FROM ${headers})
+  endif()
+endfunction()
+
 # vantry_library(NAME SOURCES... [DEPENDS ...]): a static library of one folder.
 function(vantry_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC vy_options ${ARG_DEPENDS})
-  target_precompile_headers(${name} REUSE_FROM vantry_headers)
+  vantry_use_headers(${name} vantry_headers)
 endfunction()
 
 # vantry_qt_library(NAME SOURCES... [DEPENDS ...]): the same for windows and pages; a form.ui is made into
@@ -75,29 +84,35 @@ function(vantry_qt_library name)
   set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
   target_link_libraries(${name} PUBLIC vy_options ${ARG_DEPENDS} Qt6::Widgets)
   target_compile_definitions(${name} PRIVATE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
-  target_precompile_headers(${name} REUSE_FROM vantry_qt_headers)
+  vantry_use_headers(${name} vantry_qt_headers)
 endfunction()
 
-# vantry_test(NAME SOURCES... [DEPENDS ...]): one test binary, its cases registered one by one.
+# vantry_test(NAME SOURCES... [DEPENDS ...]): one test binary, its cases registered one by one. Those of VANTRY_PARSER_TESTS get
+# the label "parsers": ./check runs them under the sanitizers, too.
 function(vantry_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE vy_options ${ARG_DEPENDS} GTest::gtest GTest::gtest_main)
-  target_precompile_headers(${name} REUSE_FROM vantry_test_headers)
+  vantry_use_headers(${name} vantry_test_headers)
+  set(labels "")
+  if(name IN_LIST VANTRY_PARSER_TESTS)
+    set(labels parsers)
+    add_dependencies(parser_tests ${name})
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 600 LABELS "${ARG_LABELS}")
+    PROPERTIES TIMEOUT 600 LABELS "${labels}")
 endfunction()
 
 # vantry_qt_test(NAME SOURCES... [DEPENDS ...]): the same with a QApplication around the cases, on a
 # platform without a screen.
 function(vantry_qt_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/qt_main.cpp)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   target_link_libraries(${name} PRIVATE vy_options ${ARG_DEPENDS} Qt6::Widgets GTest::gtest)
   target_compile_definitions(${name} PRIVATE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
-  target_precompile_headers(${name} REUSE_FROM vantry_qt_test_headers)
+  vantry_use_headers(${name} vantry_qt_test_headers)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 600 LABELS "${ARG_LABELS}")
+    PROPERTIES TIMEOUT 600)
 endfunction()

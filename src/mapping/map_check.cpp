@@ -3,6 +3,7 @@
 #include "core/table_names.h"
 #include "mapping/mapping_rules.h"
 
+#include <algorithm>
 #include <limits>
 #include <map>
 #include <set>

@@ -6,6 +6,8 @@
 #include "data/value_convert.h"
 #include "data/value_text.h"
 
+#include <gtest/gtest.h>
+
 #include <set>
 
 namespace vantry::test {

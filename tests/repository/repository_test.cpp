@@ -5,6 +5,8 @@
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 
+#include <gtest/gtest.h>
+
 namespace vantry {
 namespace {
 

@@ -2,6 +2,8 @@
 
 #include "data/value_text.h"
 
+#include <gtest/gtest.h>
+
 namespace vantry {
 namespace {
 

@@ -3,6 +3,7 @@
 #include "drivers/odbc/errors.h"
 
 #include <algorithm>
+#include <span>
 #include <string_view>
 #include <vector>
 

@@ -10,6 +10,7 @@
 #include "drivers/access/catalogue/table_def.h"
 #include "drivers/access/write_errors.h"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>

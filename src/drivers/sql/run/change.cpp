@@ -12,6 +12,7 @@
 #include "drivers/sql/run/plain_query.h"
 #include "drivers/sql/run/query.h"
 
+#include <functional>
 #include <unordered_set>
 
 namespace vantry::sql {

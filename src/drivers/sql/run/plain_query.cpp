@@ -9,6 +9,7 @@
 #include "data/letter_case.h"
 #include "drivers/sql/parse/lexer.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace vantry::sql {
