@@ -13,9 +13,9 @@ namespace vantry {
 
 class ProgramLock {
 public:
-    // Nothing if another program holds it. Makes the file, readable by its owner alone, and the last
-    // folder of its path. Throws DataError where that can't be, or where the file system doesn't
-    // lock.
+    // Nothing if another program holds it. Makes the file, readable by its owner alone, and the
+    // last folder of its path. Throws DataError where that can't be, or where the file system
+    // doesn't lock.
     static std::optional<ProgramLock> Take(const std::string& path);
 
     // A mark in the file, by which the next holder learns what this one left behind.

@@ -42,8 +42,8 @@ SchedulePanel::SchedulePanel(QWidget* parent)
     ui_->Evy->setId(ui_->Evy_0, 0);
     ui_->Evy->setId(ui_->Evy_1, 1);
     for (auto* const list : {ui_->SesDay, ui_->Hrs, ui_->Mins}) {
-        // Nothing is chosen for the user: a session that runs on a day that wasn't picked is worse than
-        // a question.
+        // Nothing is chosen for the user: a session that runs on a day that wasn't picked is worse
+        // than a question.
         list->setCurrentIndex(-1);
     }
     connect(ui_->TimeOpt, &QButtonGroup::idToggled, this, [this](int id, bool on) {
