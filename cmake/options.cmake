@@ -81,7 +81,8 @@ endfunction()
 function(vantry_qt_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPENDS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
-  set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON)
+  set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON AUTORCC ON
+    AUTOGEN_ORIGIN_DEPENDS OFF)  # no form needs another library to be compiled first
   target_link_libraries(${name} PUBLIC vy_options ${ARG_DEPENDS} Qt6::Widgets)
   target_compile_definitions(${name} PRIVATE QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS)
   vantry_use_headers(${name} vantry_qt_headers)

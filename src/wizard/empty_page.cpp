@@ -213,8 +213,10 @@ void EmptyPage::Next() {
     if (std::string_view(record_.name) == "ODBCSrc") {
         SourceViaOdbc = kTrue;
     }
-    // From SQL Server to SQL Server no page follows.
-    if (ThisSource().leads_to_own_kind || SourceType != target) {
+    // From SQL Server to SQL Server no page follows. By this page and not by SourceType: it may
+    // have been chosen anew on Form1 while this page was hidden.
+    const SourceKind& own = KindOf(target).source;
+    if (own.page != record_.name || own.leads_to_own_kind) {
         ShowPage(TargetPageOf(target));
     }
 }
