@@ -213,8 +213,7 @@ void EmptyPage::Next() {
     if (std::string_view(record_.name) == "ODBCSrc") {
         SourceViaOdbc = kTrue;
     }
-    // From SQL Server to SQL Server no page follows. By this page and not by SourceType: it may
-    // have been chosen anew on Form1 while this page was hidden.
+    // From SQL Server to SQL Server no page follows. That goes by this page, not by SourceType.
     const SourceKind& own = KindOf(target).source;
     if (own.page != record_.name || own.leads_to_own_kind) {
         ShowPage(TargetPageOf(target));

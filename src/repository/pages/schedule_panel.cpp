@@ -1,3 +1,7 @@
+// The schedule's controls, which two pages show in the same form. The panel checks what must be
+// chosen and puts the five columns together; which statement they go into is the page's. Easy to
+// get wrong: an interval's hours and a day of the month share a column, told apart by the kind
+// alone, so nothing of a hidden control may be written.
 #include "repository/pages/schedule_panel.h"
 
 #include "ui_SchedulePanel.h"
