@@ -85,6 +85,39 @@ DataError FixedNeedsColumns(std::string_view path) {
                        "its width, as in Col1=Name Text Width 20.");
 }
 
+DataError RowHasSurplus(std::string_view path,
+                        std::int64_t line,
+                        std::size_t fields,
+                        std::size_t columns) {
+    return {kErrConversion,
+            "File " + Quoted(path) + ", line " + std::to_string(line) + ": the row has " +
+                std::to_string(fields) + " fields, the table " + std::to_string(columns) +
+                (columns == 1 ? " column" : " columns") +
+                ".  Put a value with the delimiter in it into text qualifiers, or name the further "
+                "columns in the file's header or in Schema.ini.",
+            kSource};
+}
+
+DataError LineTooLong(std::string_view path, std::int64_t line) {
+    return {kErrConversion,
+            "File " + Quoted(path) + ", line " + std::to_string(line) +
+                ": the line goes on behind its last column.  Correct the widths in Schema.ini, or "
+                "name the further columns there.",
+            kSource};
+}
+
+DataError QualifierNotClosed(std::string_view path, std::int64_t line, std::int64_t lines) {
+    return {kErrConversion,
+            "File " + Quoted(path) + ", line " + std::to_string(line) +
+                ": a text qualifier opens a value and is never closed, so that " +
+                (lines == 0   ? "the rest of the line"
+                 : lines == 1 ? "1 more line"
+                              : std::to_string(lines) + " more lines") +
+                " up to the end of the file became part of it.  Close it, or set "
+                "TextDelimiter=none for this file in Schema.ini.",
+            kSource};
+}
+
 DataError FieldDoesNotFit(const FieldPlace& place, std::string_view wanted, std::string_view hint) {
     return {kErrConversion,
             "File " + Quoted(place.path) + ", line " + std::to_string(place.line) + ", column " +

@@ -26,6 +26,16 @@ DataError SchemaTooLarge(std::string_view path);
 DataError UnknownCharacterSet(std::string_view path, std::string_view word);
 DataError FixedNeedsColumns(std::string_view path);
 
+// A row that doesn't fit the table; `fields` of it, surplus ones included.
+DataError RowHasSurplus(std::string_view path,
+                        std::int64_t line,
+                        std::size_t fields,
+                        std::size_t columns);
+// The same where columns are cut by their widths.
+DataError LineTooLong(std::string_view path, std::int64_t line);
+// `lines`: those that became part of the field, that in which it begins aside.
+DataError QualifierNotClosed(std::string_view path, std::int64_t line, std::int64_t lines);
+
 // A field that can't be read as its column's type.
 struct FieldPlace {
     std::string path;

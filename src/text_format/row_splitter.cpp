@@ -33,6 +33,10 @@ std::optional<std::size_t> BehindBreak(const char* data,
     return final ? std::optional(place + 1) : std::nullopt;
 }
 
+bool IsBlank(const char* from, const char* to) {
+    return std::all_of(from, to, [](char c) { return c == ' '; });
+}
+
 struct QualifiedEnd {
     std::size_t place = 0;  // of the closing qualifier, or the window's size
     bool doubled = false;
@@ -61,7 +65,10 @@ void Reserve(RowBatch& batch, std::size_t max_fields) {
 // Collects the fields of one row.
 class RowCollector {
 public:
-    RowCollector(RowBatch& batch, std::size_t max_fields) : batch_(batch), max_fields_(max_fields) {
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    RowCollector(const char* window, RowBatch& batch, std::size_t max_fields)
+        : window_(window), batch_(batch), max_fields_(max_fields) {
         Begin(0);
     }
     void Begin(std::size_t row_begin) {
@@ -69,28 +76,37 @@ public:
         row_begin_ = row_begin;
         out_ = batch_.fields.data() + batch_.field_count;
         count_ = 0;
+        surplus_ = false;
     }
     void Add(FieldSpan field) {
         if (count_ < max_fields_) {
             out_[count_] = field;
+        } else {
+            surplus_ = surplus_ || !IsBlank(window_ + field.Begin(), window_ + field.End());
         }
         ++count_;
     }
-    void Finish(bool plain) {
+    // `open_field`: where the field begins whose qualifier isn't closed; kNone: they all are.
+    void Finish(bool plain, std::size_t open_field = kNone) {
         batch_.rows.push_back({static_cast<std::uint32_t>(row_begin_),
                                static_cast<std::uint32_t>(batch_.field_count),
                                static_cast<std::uint32_t>(count_),
-                               plain});
+                               plain,
+                               surplus_,
+                               open_field != kNone});
+        batch_.open_field = open_field;
         batch_.field_count += std::min(count_, max_fields_);
     }
     std::size_t RowBegin() const { return row_begin_; }
     std::size_t Count() const { return count_; }
 
 private:
+    const char* window_;
     RowBatch& batch_;
     std::size_t max_fields_;
     FieldSpan* out_ = nullptr;
     std::size_t count_ = 0;
+    bool surplus_ = false;
     std::size_t row_begin_ = 0;
 };
 
@@ -135,23 +151,27 @@ std::size_t RowSplitter::SplitFields(const Window& window, RowBatch& batch) cons
     // A byte that is a break can't begin a field: a stand-in for "no qualifier".
     const char qualifier = rules_.qualifier.empty() ? '\n' : rules_.qualifier[0];
     MaskWalk<WalkEvents::Separators> walk(data, window.size, delimiter, '\n');
-    RowCollector row(batch, max_fields_);
+    RowCollector row(data, batch, max_fields_);
     std::size_t begin = 0;
     while (row.RowBegin() < window.limit) {
         std::size_t place = 0;
+        std::size_t open_field = RowCollector::kNone;
         const bool qualified = begin < window.size && data[begin] == qualifier && qualifier != '\n';
         if (!qualified) {
             place = walk.Next();
             row.Add(FieldSpan(begin, place));
         } else {
             const auto closing = FindClosing(data, window.size, begin + 1, qualifier);
-            row.Add(FieldSpan::Qualified(begin + 1, closing.place, closing.doubled));
             walk.MoveTo(std::min(closing.place + 1, window.size));
             place = walk.Next();
+            open_field = closing.place == window.size ? begin : open_field;
+            const bool tail = place > closing.place + 1;
+            row.Add(FieldSpan::Qualified(
+                begin + 1, tail ? place : closing.place, closing.doubled, tail));
         }
         if (place == window.size) {
             if (window.final) {
-                row.Finish(walk.TakePlain());
+                row.Finish(walk.TakePlain(), open_field);
                 return window.size;
             }
             return row.RowBegin();
@@ -182,16 +202,16 @@ std::size_t RowSplitter::SplitCarefully(const Window& window, RowBatch& batch) c
         return !token.empty() && window.size - place >= token.size() &&
                std::memcmp(data + place, token.data(), token.size()) == 0;
     };
-    RowCollector row(batch, max_fields_);
+    RowCollector row(data, batch, max_fields_);
     std::size_t place = 0;
     while (row.RowBegin() < window.limit) {
         // One field: from `place` to a delimiter, a break, or the window's end.
-        FieldSpan field;
         const bool qualified = stands_at(place, rules_.qualifier);
+        const std::size_t begin = place + (qualified ? rules_.qualifier.size() : 0);
+        std::size_t closing = window.size;
+        bool doubled = false;
         if (qualified) {
-            const std::size_t begin = place + rules_.qualifier.size();
             place = begin;
-            bool doubled = false;
             while (place < window.size) {
                 if (!stands_at(place, rules_.qualifier)) {
                     place += CharacterBytes(data + place, end);
@@ -202,17 +222,21 @@ std::size_t RowSplitter::SplitCarefully(const Window& window, RowBatch& batch) c
                     break;
                 }
             }
-            field = FieldSpan::Qualified(begin, place, doubled);
+            closing = place;
+            place += place < window.size ? rules_.qualifier.size() : 0;
         }
-        const std::size_t begin = place;
+        const std::size_t behind = place;
         while (place < window.size && !IsBreak(data[place]) &&
                !stands_at(place, rules_.delimiter)) {
             place += CharacterBytes(data + place, end);
         }
-        row.Add(qualified ? field : FieldSpan(begin, place));
+        const bool tail = place > behind;
+        row.Add(qualified ? FieldSpan::Qualified(begin, tail ? place : closing, doubled, tail)
+                          : FieldSpan(begin, place));
         if (place == window.size) {
             if (window.final) {
-                row.Finish(false);
+                const bool open = qualified && closing == window.size;
+                row.Finish(false, open ? begin - rules_.qualifier.size() : RowCollector::kNone);
                 return window.size;
             }
             return row.RowBegin();
@@ -287,7 +311,7 @@ std::size_t RowSplitter::SplitRecords(const Window& window, RowBatch& batch) con
 
 void RowSplitter::CutColumns(
     const Window& window, std::size_t begin, std::size_t end, bool plain, RowBatch& batch) const {
-    RowCollector row(batch, max_fields_);
+    RowCollector row(window.data, batch, max_fields_);
     row.Begin(begin);
     const std::size_t columns = std::min(rules_.widths.size(), max_fields_);
     std::size_t place = begin;
@@ -298,6 +322,9 @@ void RowSplitter::CutColumns(
                   : BytesOfWidth(window.data + place, window.data + end, width);
         row.Add(FieldSpan(place, place + length));
         place += length;
+    }
+    if (place < end && columns == rules_.widths.size()) {
+        row.Add(FieldSpan(place, end));  // behind the last column
     }
     row.Finish(plain);
 }

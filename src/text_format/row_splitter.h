@@ -33,25 +33,31 @@ struct SplitRules {
     ByteForm bytes = ByteForm::Utf8;
 };
 
-// One field, as offsets from the window's beginning: without its qualifiers.
+// One field, as offsets from the window's beginning: without the qualifiers that it begins and ends
+// with. Characters may follow the closing one ("Ada" Ltd): then it stands within the span.
 class FieldSpan {
 public:
     FieldSpan() = default;
     FieldSpan(std::size_t begin, std::size_t end)
         : begin_(static_cast<std::uint32_t>(begin)), end_(static_cast<std::uint32_t>(end)) {}
-    static FieldSpan Qualified(std::size_t begin, std::size_t end, bool doubled) {
+    static FieldSpan Qualified(std::size_t begin, std::size_t end, bool doubled, bool tail) {
         FieldSpan span(begin, end);
         span.begin_ |= kFlag;
-        span.end_ |= doubled ? kFlag : 0;
+        span.end_ |= (doubled ? kFlag : 0) | (tail ? kTail : 0);
         return span;
     }
     std::size_t Begin() const { return begin_ & ~kFlag; }
-    std::size_t End() const { return end_ & ~kFlag; }
+    std::size_t End() const { return end_ & ~(kFlag | kTail); }
     bool IsQualified() const { return (begin_ & kFlag) != 0; }
-    bool HasDoubledQualifier() const { return (end_ & kFlag) != 0; }
+    // Whether there are qualifiers in the span that are no part of the value: doubled ones, or the
+    // closing one.
+    bool HasQualifiers() const { return (end_ & (kFlag | kTail)) != 0; }
+    // Whether characters follow the closing one.
+    bool HasTail() const { return (end_ & kTail) != 0; }
 
 private:
     static constexpr std::uint32_t kFlag = 0x8000'0000U;  // windows are far smaller
+    static constexpr std::uint32_t kTail = 0x4000'0000U;
     std::uint32_t begin_ = 0;
     std::uint32_t end_ = 0;
 };
@@ -61,6 +67,9 @@ struct RowSpan {
     std::uint32_t first_field = 0;  // index into RowBatch::fields
     std::uint32_t field_count = 0;  // all of the row, also those that weren't stored
     bool plain = false;             // surely ASCII without NUL; otherwise nothing is known
+    bool surplus = false;           // a field that wasn't stored has more than blanks
+    bool unclosed = false;          // its last field ends with the file, not with its qualifier
+    bool IsOdd() const { return surplus || unclosed; }
 };
 
 // The rows of one call. At most `max_fields` fields of each row are stored.
@@ -68,6 +77,7 @@ struct RowBatch {
     std::vector<RowSpan> rows;
     std::vector<FieldSpan> fields;
     std::size_t field_count = 0;  // of `fields`, which only grows
+    std::size_t open_field = 0;   // where the field begins that isn't closed; its row is the last
 };
 
 class RowSplitter {

@@ -60,16 +60,25 @@ bool FitsGuess(const NumberParts& parts) {
            parts.Digits() <= static_cast<std::size_t>(kMaxGuessedDigits);
 }
 
-void HalveDoubledQualifiers(std::string& text, std::string_view qualifier) {
+// Makes two qualifiers that stand together one. Where characters follow the closing one, that is
+// taken out and they stay as they are, qualifiers among them included.
+void TakeQualifiersOut(std::string& text, std::string_view qualifier, bool has_tail) {
     std::size_t from = 0;
     std::size_t to = 0;
     while (from < text.size()) {
         const std::size_t hit = text.find(qualifier, from);
-        const std::size_t end = hit == std::string::npos ? text.size() : hit + qualifier.size();
-        std::memmove(text.data() + to, text.data() + from, end - from);
-        to += end - from;
+        std::size_t end = hit == std::string::npos ? text.size() : hit + qualifier.size();
         const bool doubled = text.compare(end, qualifier.size(), qualifier) == 0;
+        const bool closing = has_tail && hit != std::string::npos && !doubled;
+        const std::size_t kept = closing ? hit - from : end - from;
+        std::memmove(text.data() + to, text.data() + from, kept);
+        to += kept;
         from = end + (doubled ? qualifier.size() : 0);
+        if (closing) {
+            std::memmove(text.data() + to, text.data() + from, text.size() - from);
+            to += text.size() - from;
+            break;
+        }
     }
     text.resize(to);
 }
@@ -94,10 +103,10 @@ FieldReader::FieldReader(const TextColumn& column, const FileForms& forms)
 }
 
 // `utf8` is a field's bytes, readable for 16 more. The text stands in memory of this reader.
-std::string_view FieldReader::Undoubled(std::string_view utf8) {
-    if (forms_.qualifier.size() != 1) {
+std::string_view FieldReader::Unqualified(std::string_view utf8, FieldSpan field) {
+    if (field.HasTail() || forms_.qualifier.size() != 1) {
         scratch_ = utf8;
-        HalveDoubledQualifiers(scratch_, forms_.qualifier);
+        TakeQualifiersOut(scratch_, forms_.qualifier, field.HasTail());
         return scratch_;
     }
     constexpr std::size_t kRoom = 16;
@@ -111,7 +120,7 @@ std::string_view FieldReader::Undoubled(std::string_view utf8) {
 // The field as UTF-8 with single qualifiers; a view of `bytes` if they are that already.
 std::string_view FieldReader::Decode(std::string_view bytes, FieldSpan field, bool plain) {
     const bool as_it_is = plain || forms_.encoding.IsUtf8Already(bytes);
-    if (as_it_is && !field.HasDoubledQualifier()) {
+    if (as_it_is && !field.HasQualifiers()) {
         return bytes;
     }
     scratch_.clear();
@@ -120,8 +129,8 @@ std::string_view FieldReader::Decode(std::string_view bytes, FieldSpan field, bo
     } else {
         forms_.encoding.AppendUtf8(bytes, scratch_);
     }
-    if (field.HasDoubledQualifier()) {
-        HalveDoubledQualifiers(scratch_, forms_.qualifier);
+    if (field.HasQualifiers()) {
+        TakeQualifiersOut(scratch_, forms_.qualifier, field.HasTail());
     }
     return scratch_;
 }
@@ -136,9 +145,9 @@ Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) 
     if (!plain && bytes.find('\0') != std::string_view::npos) {
         return Cell::Unreadable();
     }
-    std::string_view text = Decode(bytes, field, plain);
-    if (column_.width > 0 && !forms_.fixed_columns && text.size() > column_.width) {
-        text = PrefixOfUtf16Units(text, column_.width);
+    const std::string_view text = Decode(bytes, field, plain);
+    if (HasWidth() && text.size() > column_.width && CountUtf16Units(text) > column_.width) {
+        return Cell::Unreadable();
     }
     return Cell::Text(text);
 }
@@ -149,8 +158,9 @@ Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain)
             return Cell::Null();
         }
         scratch_ = bytes;
-        if (field.HasDoubledQualifier()) {
-            HalveDoubledQualifiers(scratch_, forms_.encoding.SplitToken(forms_.qualifier));
+        if (field.HasQualifiers()) {
+            TakeQualifiersOut(
+                scratch_, forms_.encoding.SplitToken(forms_.qualifier), field.HasTail());
         }
         return Cell::Bytes(std::as_bytes(std::span(scratch_.data(), scratch_.size())));
     }
@@ -295,7 +305,7 @@ std::string FieldReader::ShownText(std::string_view bytes, FieldSpan field) {
     return std::string(Decode(bytes, field, false));
 }
 
-std::string FieldReader::Wanted() const {
+std::string FieldReader::Wanted(std::string_view shown) const {
     const auto whole_number = [&] {
         const IntegerRange range = RangeOf(column_.type);
         return "a whole number from " + std::to_string(range.least) + " to " +
@@ -323,7 +333,9 @@ std::string FieldReader::Wanted() const {
             }
             return "a date in the order of year, month and day that is in use here";
         default:
-            return "text: it holds a NUL byte";
+            return shown.find('\0') == std::string_view::npos
+                       ? "a text of at most " + std::to_string(column_.width) + " characters"
+                       : "text: it holds a NUL byte";
     }
 }
 

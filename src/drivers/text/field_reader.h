@@ -20,7 +20,7 @@ struct TextColumn {
     std::string name;
     ColumnType type = ColumnType::Text;
     bool guessed = false;
-    std::uint32_t width = 0;  // of Text: characters, longer values are cut; 0: they aren't
+    std::uint32_t width = 0;  // of Text: characters, longer values don't fit; 0: all do
     int precision = 18;       // of Decimal
     int scale = 0;
     std::optional<DatePicture> picture;  // of its own, before the file's
@@ -44,8 +44,8 @@ public:
     Cell Read(std::string_view bytes, FieldSpan field, bool plain) {
         if (is_text_) {
             if (!cuts_ && (plain || (is_utf8_ ? IsPlainUtf8(bytes) : IsPlainText(bytes)))) {
-                if (field.HasDoubledQualifier()) {
-                    return Cell::Text(Undoubled(bytes));
+                if (field.HasQualifiers()) {
+                    return Cell::Text(Unqualified(bytes, field));
                 }
                 return bytes.empty() && !field.IsQualified() ? Cell::Null() : Cell::Text(bytes);
             }
@@ -67,8 +67,11 @@ public:
 
     // The field as text, for messages.
     std::string ShownText(std::string_view bytes, FieldSpan field);
-    // What a value of this column must be, as it stands behind "is not".
-    std::string Wanted() const;
+    // What a value of this column must be, as it stands behind "is not"; `shown` is the text that
+    // isn't that.
+    std::string Wanted(std::string_view shown) const;
+    // Whether a value of the column may be too long for it.
+    bool HasWidth() const { return column_.width > 0 && !forms_.fixed_columns; }
 
 private:
     static bool IsCanonicalWhole(std::string_view text) {
@@ -91,7 +94,7 @@ private:
     Cell ReadCurrency(std::string_view text) const;
     Cell ReadDecimal(std::string_view text) const;
     Cell ReadDate(std::string_view text) const;
-    std::string_view Undoubled(std::string_view utf8);
+    std::string_view Unqualified(std::string_view utf8, FieldSpan field);
     std::string_view Decode(std::string_view bytes, FieldSpan field, bool plain);
 
     TextColumn column_;

@@ -115,7 +115,7 @@ void LineWriter::AppendValue(std::size_t position, const Cell& value) {
     const bool made = AppendPlain(column, value);
     const Cell read = readers_[position].Read(field_, FieldSpan(0, field_.size()), false);
     if (!made || read.Kind() == ValueKind::Unreadable) {
-        Refuse(column, "it is not " + readers_[position].Wanted());
+        Refuse(column, "it is not " + readers_[position].Wanted(field_));
     }
     if (read.Kind() == ValueKind::DateTime) {
         RequireYear(column, *ToDateTime(value), read.AsDateTime());

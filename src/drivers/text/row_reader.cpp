@@ -184,6 +184,17 @@ std::int64_t RowReader::RowOffset() const {
     return OffsetOf(place);
 }
 
+DataError RowReader::OpenFieldError() const {
+    const auto field = static_cast<std::size_t>(batch_start_ - window_.get()) + batch_.open_field;
+    std::size_t end = used_;  // line breaks at the end of the file aside
+    while (end > field && (window_[end - 1] == '\n' || window_[end - 1] == '\r')) {
+        --end;
+    }
+    LineCounter lines(file_, encoding_);
+    const std::int64_t line = lines.LineOf(OffsetOf(field));
+    return QualifierNotClosed(file_->Path(), line, lines.LineOf(OffsetOf(end)) - line);
+}
+
 std::int64_t RowReader::OffsetOf(std::size_t place) const {
     if (!encoding_.IsUtf16()) {
         return window_offset_ + static_cast<std::int64_t>(place);

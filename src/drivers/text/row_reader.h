@@ -2,6 +2,7 @@
 // The rows of a data file, in file order, in memory that depends on the longest row and not on the
 // file. Fields are views of the reader's window, valid until the next call of Next() or MoveTo().
 
+#include "data/data_error.h"
 #include "text_format/encoding.h"
 #include "text_format/row_splitter.h"
 #include "text_format/text_file.h"
@@ -51,6 +52,11 @@ public:
     }
     // Surely ASCII without NUL.
     bool IsPlainRow() const { return batch_.rows[row_].plain; }
+    // Whether fields beyond `max_fields` have values, or the last field's qualifier isn't closed.
+    bool IsOddRow() const { return batch_.rows[row_].IsOdd(); }
+    bool IsOpenRow() const { return batch_.rows[row_].unclosed; }
+    // What is to be told of such a row.
+    DataError OpenFieldError() const;
     // Where the current row begins in the file, in bytes.
     std::int64_t RowOffset() const;
 

@@ -100,6 +100,9 @@ std::int64_t PassHeader(const TableSource& source,
     if (!reader.Next()) {
         return source.file->Size();
     }
+    if (reader.IsOpenRow()) {
+        throw reader.OpenFieldError();  // all of the file would be a name
+    }
     header = ReadHeader(reader, source.Forms());
     header_count = reader.FieldCount();
     return reader.Next() ? reader.RowOffset() : source.file->Size();
@@ -143,7 +146,7 @@ private:
             if (bytes.empty() || guesses_[k].TakesTextOf(bytes.size())) {
                 continue;
             }
-            if (!field.HasDoubledQualifier() && (reader.IsPlainRow() || IsPlainText(bytes))) {
+            if (!field.HasQualifiers() && (reader.IsPlainRow() || IsPlainText(bytes))) {
                 guesses_[k].Add(bytes, forms_.values);
             } else {
                 guesses_[k].Add(text_.ShownText(bytes, field), forms_.values);

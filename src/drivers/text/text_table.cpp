@@ -12,6 +12,8 @@ constexpr std::string_view kGuessHint = "The type was guessed from the first ";
 constexpr std::string_view kGuessRemedy =
     " rows: set MaxScanRows=0 for this file in Schema.ini, or name its columns and their types "
     "there, as in Col1=Name Text.";
+constexpr std::string_view kWidthHint =
+    "Shorten the value in the file, or give the column a larger Width in Schema.ini.";
 constexpr std::string_view kDeclaredHint =
     "Correct the value in the file, or give the column another type in Schema.ini.";
 
@@ -59,6 +61,9 @@ public:
     }
 
     DataError FieldError(std::size_t position) const override {
+        if (reader_.IsOddRow()) {
+            return RowError();
+        }
         const std::size_t column = columns_[position];
         const TextColumn& info = layout_->columns[column];
         FieldReader text(info, forms_);
@@ -70,16 +75,29 @@ public:
             const FieldSpan field = reader_.Field(column);
             place.value = text.ShownText(reader_.Bytes(field), field);
         }
-        const std::string hint = info.guessed ? std::string(kGuessHint) +
-                                                    std::to_string(layout_->scanned_rows) +
-                                                    std::string(kGuessRemedy)
-                                              : std::string(kDeclaredHint);
-        return FieldDoesNotFit(place, text.Wanted(), hint);
+        const std::string hint =
+            info.guessed ? std::string(kGuessHint) + std::to_string(layout_->scanned_rows) +
+                               std::string(kGuessRemedy)
+                         : std::string(text.HasWidth() ? kWidthHint : kDeclaredHint);
+        return FieldDoesNotFit(place, text.Wanted(place.value), hint);
     }
 
 private:
-    static std::size_t FieldsFor(std::span<const std::size_t> projection) {
-        return projection.empty() ? 0 : *std::max_element(projection.begin(), projection.end()) + 1;
+    // All fields are kept, whichever are asked for: what is behind them is the row's surplus.
+    std::size_t FieldsFor(std::span<const std::size_t> projection) const {
+        return projection.empty() ? 0 : layout_->columns.size();
+    }
+
+    // Why a row as a whole can't be read.
+    DataError RowError() const {
+        if (reader_.IsOpenRow()) {
+            return reader_.OpenFieldError();
+        }
+        const std::int64_t line = lines_.LineOf(reader_.RowOffset());
+        return forms_.fixed_columns
+                   ? LineTooLong(file_->Path(), line)
+                   : RowHasSurplus(
+                         file_->Path(), line, reader_.FieldCount(), layout_->columns.size());
     }
 
     void BuildRow() {
@@ -92,6 +110,9 @@ private:
             }
             const FieldSpan field = reader_.Field(columns_[k]);
             cells_[k] = readers_[k].Read(reader_.Bytes(field), field, plain);
+        }
+        if (reader_.IsOddRow() && !cells_.empty()) {
+            cells_.back() = Cell::Unreadable();  // one field that failed fails its row
         }
     }
 

@@ -29,7 +29,9 @@ private:
 
 struct Found {
     std::vector<std::size_t> begins;
-    // Rows as "a|b", fields that were qualified in angle brackets; row ends as ";".
+    // Rows as "a|b", fields that were qualified in angle brackets, with "*" for doubled qualifiers,
+    // "~" for characters behind the closing one; "!" for a field that isn't closed, "?" for values
+    // that weren't stored; row ends as ";".
     std::string shown;
 };
 
@@ -62,8 +64,10 @@ Found FindRows(const SplitRules& rules,
                 const std::string bytes(rest.substr(field.Begin(), field.End() - field.Begin()));
                 found.shown += k > 0 ? "|" : "";
                 found.shown += field.IsQualified() ? "<" + bytes + ">" : bytes;
-                found.shown += field.HasDoubledQualifier() ? "*" : "";
+                found.shown += field.HasTail() ? "~" : field.HasQualifiers() ? "*" : "";
             }
+            found.shown += row.unclosed ? "!" : "";
+            found.shown += row.surplus ? "?" : "";
             found.shown += row.field_count > max_fields
                                ? "+" + std::to_string(row.field_count - max_fields) + ";"
                                : ";";
@@ -99,12 +103,15 @@ constexpr Case kDelimited[] = {
     {"\"a\r\nb\",c\n", "<a\r\nb>|c;"},
     {"\"a\"\"b\",c\n", "<a\"\"b>*|c;"},
     {"\"\"\n\"\"\"\"\n", "<>;<\"\">*;"},
-    {"\"a\" junk,\"b\"x\"\n", "<a>|<b>;"},
+    {"\"a\" more,\"b\"x\"\n", "<a\" more>~|<b\"x\">~;"},
+    {"\"a\"\" b\"\"\"c\r\n\"\"d\n", "<a\"\" b\"\"\"c>~;<\"d>~;"},
     {" \"a,b\"\n", " \"a|b\";"},
     {"5\" pipe,6\"\n7,8\n", "5\" pipe|6\";7|8;"},
-    {"a,\"never closed\nb,c", "a|<never closed\nb,c>;"},
-    {"\"", "<>;"},
-    {"1,2,3,4,5,6,7,8,9,10\nx\n", "1|2|3|4|5|6|7|8+2;x;"},
+    {"a,\"never closed\nb,c", "a|<never closed\nb,c>!;"},
+    {"\"", "<>!;"},
+    {"\"a\"\"\n", "<a\"\"\n>*!;"},
+    {"1,2,3,4,5,6,7,8,9,10\nx\n", "1|2|3|4|5|6|7|8?+2;x;"},
+    {"1,2,3,4,5,6,7,8, ,\"\",\nx\n", "1|2|3|4|5|6|7|8+3;x;"},
 };
 
 TEST(RowSplitter, FindsFieldsQualifiersAndLineBreaks) {
