@@ -54,12 +54,6 @@ std::size_t CanonicalLimit(ColumnType type) {
     }
 }
 
-// Whether a guessed column may take the number: as in guessing its type.
-bool FitsGuess(const NumberParts& parts) {
-    return !parts.plus && !parts.HasLeadingZero() &&
-           parts.Digits() <= static_cast<std::size_t>(kMaxGuessedDigits);
-}
-
 // Makes two qualifiers that stand together one. Where characters follow the closing one, that is
 // taken out and they stay as they are, qualifiers among them included.
 void TakeQualifiersOut(std::string& text, std::string_view qualifier, bool has_tail) {
@@ -196,7 +190,7 @@ Cell FieldReader::ReadInteger(std::string_view text) const {
     std::optional<std::int64_t> value;
     const NumberForm& numbers = forms_.values.numbers;
     if (const auto parts = TakeApart(text, numbers.decimal_symbol)) {
-        if (column_.guessed && (!FitsGuess(*parts) || parts->has_point || parts->has_exponent)) {
+        if (column_.guessed && (parts->MayBeCode() || parts->has_point || parts->has_exponent)) {
             return Cell::Unreadable();
         }
         if (const auto decimal = text::ToDecimal(*parts)) {
@@ -218,7 +212,7 @@ Cell FieldReader::ReadFloat(std::string_view text) const {
     std::optional<double> value;
     const NumberForm& numbers = forms_.values.numbers;
     if (const auto parts = TakeApart(text, numbers.decimal_symbol)) {
-        if (!column_.guessed || FitsGuess(*parts)) {
+        if (!column_.guessed || !parts->MayBeCode()) {
             value = text::ToDouble(*parts);
         }
     } else if (const auto amount =
@@ -240,7 +234,7 @@ Cell FieldReader::ReadCurrency(std::string_view text) const {
     const NumberForm& numbers = forms_.values.numbers;
     std::optional<Decimal> value;
     if (const auto parts = TakeApart(text, numbers.decimal_symbol);
-        parts && (!column_.guessed || FitsGuess(*parts))) {
+        parts && (!column_.guessed || !parts->MayBeCode())) {
         value = text::ToDecimal(*parts);
     }
     if (!value) {

@@ -132,10 +132,7 @@ std::optional<Amount> ParseFramed(std::string_view text,
     if (!value) {
         return std::nullopt;
     }
-    return Amount{*value,
-                  frame->symbol,
-                  !frame->plus && !parts.HasLeadingZero() &&
-                      parts.Digits() <= static_cast<std::size_t>(kMaxGuessedDigits)};
+    return Amount{*value, frame->symbol, !frame->plus && !parts.MayBeCode()};
 }
 
 }  // namespace
@@ -155,9 +152,7 @@ std::optional<NumberParts> TakeApart(std::string_view text, std::string_view poi
     parts.has_exponent = TakePrefix(text, "E") || TakePrefix(text, "e");
     if (parts.has_exponent) {
         const bool minus = TakePrefix(text, "-");
-        if (!minus) {
-            TakePrefix(text, "+");
-        }
+        parts.has_exponent_sign = minus || TakePrefix(text, "+");
         const std::string_view digits = TakeDigits(text);
         if (digits.empty() || digits.size() > 4) {
             return std::nullopt;
@@ -168,6 +163,13 @@ std::optional<NumberParts> TakeApart(std::string_view text, std::string_view poi
         parts.exponent = minus ? -parts.exponent : parts.exponent;
     }
     return text.empty() ? std::optional(parts) : std::nullopt;
+}
+
+bool NumberParts::MayBeCode() const {
+    // Programs write the exponent of a number with a sign or behind a point.
+    const bool bare_exponent = has_exponent && !has_exponent_sign && !has_point && !negative;
+    return plus || HasLeadingZero() || bare_exponent ||
+           Digits() > static_cast<std::size_t>(kMaxGuessedDigits);
 }
 
 std::optional<Decimal> ToDecimal(const NumberParts& parts) {

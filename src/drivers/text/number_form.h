@@ -15,6 +15,7 @@ struct NumberParts {
     bool plus = false;
     bool has_point = false;
     bool has_exponent = false;
+    bool has_exponent_sign = false;
     int exponent = 0;
     std::string_view whole;
     std::string_view fraction;
@@ -24,6 +25,9 @@ struct NumberParts {
         return fraction.size() + (has_point && whole == "0" ? 0 : whole.size());
     }
     bool HasLeadingZero() const { return whole.size() > 1 && whole.front() == '0'; }
+    // Whether it may be a code, a telephone or an account number, which a number wouldn't give back
+    // as it is written: 007, +49, sixteen digits, 1E5.
+    bool MayBeCode() const;
 };
 
 // Nothing unless the whole of `text` is such a number, with at least one digit before the exponent.

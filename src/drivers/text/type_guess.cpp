@@ -19,9 +19,7 @@ bool IsTooLongForText(std::string_view text) {
 }
 
 ColumnType TypeOfNumber(const NumberParts& parts) {
-    // Such numbers are codes, telephone numbers, account numbers: a number can't give them back.
-    if (parts.plus || parts.HasLeadingZero() ||
-        parts.Digits() > static_cast<std::size_t>(kMaxGuessedDigits)) {
+    if (parts.MayBeCode()) {
         return ColumnType::Text;
     }
     if (parts.has_point || parts.has_exponent) {
@@ -34,12 +32,10 @@ ColumnType TypeOfNumber(const NumberParts& parts) {
                : ColumnType::Double;
 }
 
-// "05-01-06" or "05/01/2006" where dates begin with the year: nothing here says which of the
-// numbers is the month.
-bool MayBeOfAnyOrder(std::string_view text) {
-    if (LocalDateForm().order != DateOrder::YearMonthDay) {
-        return false;
-    }
+// "1-2-03" is as often a part's number as a date. Where dates begin with the year, "05-01-06 10:00"
+// and "05/01/2006" aren't sure either: nothing here says which of the numbers is the month.
+bool MayBeCodeOrOfAnyOrder(std::string_view text) {
+    const bool year_first = LocalDateForm().order == DateOrder::YearMonthDay;
     const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
     std::size_t at = 0;
     for (int piece = 1; piece <= 3; ++piece) {
@@ -48,7 +44,7 @@ bool MayBeOfAnyOrder(std::string_view text) {
             ++at;
         }
         const std::size_t digits = at - begin;
-        if (digits == 0 || (digits > 2 && (piece < 3 || digits != 4))) {
+        if (digits == 0 || (digits > 2 && !(year_first && piece == 3 && digits == 4))) {
             return false;
         }
         if (piece < 3) {
@@ -58,7 +54,7 @@ bool MayBeOfAnyOrder(std::string_view text) {
             ++at;  // over the separator
         }
     }
-    return at == text.size() || text[at] == ' ';
+    return at == text.size() || (year_first && text[at] == ' ');
 }
 
 }  // namespace
@@ -84,7 +80,7 @@ std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& for
 }
 
 std::optional<DateTime> GuessedDateOfValue(std::string_view text, const ValueForms& forms) {
-    if (!forms.picture && MayBeOfAnyOrder(WithoutBlanks(text))) {
+    if (!forms.picture && MayBeCodeOrOfAnyOrder(WithoutBlanks(text))) {
         return std::nullopt;
     }
     return DateOfValue(text, forms);

@@ -24,8 +24,8 @@ ColumnType TypeOfValue(std::string_view text, const ValueForms& forms);
 
 // A date in the file's form.
 std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& forms);
-// The same in a column whose type was guessed: there a date of two-digit numbers that would begin
-// with the year is none.
+// The same in a column whose type was guessed: there three numbers of one or two digits are no
+// date, and a date whose order isn't sure is none.
 std::optional<DateTime> GuessedDateOfValue(std::string_view text, const ValueForms& forms);
 
 // The type that holds the values of both.

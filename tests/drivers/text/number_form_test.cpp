@@ -62,8 +62,9 @@ TEST(TypeOfValue, KeepsAsTextWhatANumberCouldNotGiveBack) {
     constexpr std::pair<ColumnType, std::string_view> kCases[] = {
         // a bar between two texts
         {ColumnType::Long, "7| 7 |0|-2147483648"},
-        {ColumnType::Double, "2147483648|999999999999999|1.5|.5|1.|1E5|1.5E-3"},
+        {ColumnType::Double, "2147483648|999999999999999|1.5|.5|1.|1.5E-3|1E+5|1e-5|-1E5|1.E5"},
         {ColumnType::Text, "1000000000000000|007|-007|+49|00.5|1E999|1E-999|1e|&H1F|NaN|Infinity"},
+        {ColumnType::Text, "1E5|12e34|0E0|1-2-03|01/02/03|1.2.03|31-12-99"},
         {ColumnType::Text, "1,234|$1,23|$0.12345|$|$$5|2024-02-30|1.2.3|10.0.0.1|May 5|True"},
         {ColumnType::Currency, "$1,234.50|($5)|-$5|5 $"},
         {ColumnType::DateTime, "2024-01-31|2024-01-31 23:59:59|31-Jan-2024|12:30"},
@@ -90,6 +91,7 @@ TEST(TypeGuess, WidensOverAllValues) {
         {{" ", ""}, ColumnType::Text},
         {{"1", " ", "2.5"}, ColumnType::Double},
         {{"2.5", "007"}, ColumnType::Text},
+        {{"2.5", "3E7"}, ColumnType::Text},
         {{"1", "$2"}, ColumnType::Currency},
         {{"1", "$2", "2.5"}, ColumnType::Double},
         {{"2024-01-31", "12:00"}, ColumnType::DateTime},

@@ -69,7 +69,10 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "a,b,c\n1,1.5,2024-01-31\n007,+5,31.12.2024\n5,,\n",
          {"1|1.5|#2024-01-31 00:00:00#", "!!!|!!!|!!!", "5|<null>|<null>"}},
         {"MaxScanRows=1", "a\n1\n1.5\n3000000000\n0.0\n", {"1", "!!!", "!!!", "!!!"}},
-        {"MaxScanRows=1", "a\n1.5\n1234567890123456\n00.5\n2\n", {"1.5", "!!!", "!!!", "2"}},
+        {"MaxScanRows=1",
+         "a\n1.5\n1234567890123456\n00.5\n1E5\n1E+5\n2\n",
+         {"1.5", "!!!", "!!!", "!!!", "100000d", "2"}},
+        {"Col1=a Double\nCol2=b DateTime", "h\n1E5,2003-1-2\n", {"100000d|#2003-01-02 00:00:00#"}},
         {"Col1=a Long\nCol2=b Short\nCol3=c Byte\nCol4=d Bit\nCol5=e Currency\n"
          "Col6=f Decimal Precision 3 Scale 1\nCol7=g DateTime\nCol8=h Single",
          "h\n2147483648,32768,-1,maybe,1e30,12.34,2024-02-30,1e39\n"
@@ -228,8 +231,8 @@ TEST(TextScan, DayAndMonthAreNeverSwapped) {
     SetLocalDateForm({});
 }
 
-// Where dates begin with the year, "05-01-06" may be a day of 2005 or of 2006, and "05/01/2006" one
-// in January or in May.
+// "05-01-06" may be a code, or a day of 2005 or of 2006; and where dates begin with the year,
+// "05/01/2006" may be one in January or in May.
 TEST(TextScan, DatesThatMightBeOfAnyOrderAreTextUnlessTheColumnIsDeclared) {
     TextFolder folder;
     folder.Write("f.csv",
@@ -243,8 +246,16 @@ TEST(TextScan, DatesThatMightBeOfAnyOrderAreTextUnlessTheColumnIsDeclared) {
     folder.Schema("[g.csv]\nCol1=a DateTime\n");
     EXPECT_EQ(folder.Rows("g.csv")[0], "#2005-01-06 00:00:00#");
     SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
+    EXPECT_EQ(folder.Rows("g.csv")[0], "#2006-05-01 00:00:00#");
+    folder.Schema("[f.csv]\nMaxScanRows=1\n");
+    EXPECT_EQ(folder.Columns("f.csv"), "a 202/255, b 7/8, c 7/8, d 7/8, e 7/8");
+    EXPECT_EQ(folder.Rows("f.csv")[1].substr(0, 15), "'07/02/03'|!!!|");
+    folder.Write("g.csv", "a\n05-01-06 10:00\n");
     folder.Schema("");
-    EXPECT_EQ(folder.Rows("f.csv")[1].substr(0, 22), "#2003-07-02 00:00:00#|");
+    EXPECT_EQ(folder.Rows("g.csv")[0], "#2006-05-01 10:00:00#");
+    folder.Write("g.csv", "a\n05-01-06\n");
+    folder.Schema("[g.csv]\nDateTimeFormat=dd-mm-yy\n");
+    EXPECT_EQ(folder.Rows("g.csv")[0], "#2006-01-05 00:00:00#");
     SetLocalDateForm({});
 }
 
