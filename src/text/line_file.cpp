@@ -42,6 +42,13 @@ DataError UnknownCharacter(const std::string& path) {
                 "program with a UTF-8 locale."};
 }
 
+DataError TakenAway(const std::string& partial, const std::string& path) {
+    return {kErrUnspecified,
+            "Another program has cut, removed or replaced \"" + partial +
+                "\" while it was written. None of its lines are in \"" + path +
+                "\". Run the session again, and keep other programs out of the folder meanwhile."};
+}
+
 DataError LastLinesMissing(const std::string& path, std::int64_t lines, const DataError& reason) {
     return {reason.Number(),
             reason.Description() + " The last " + std::to_string(lines) + " lines aren't in \"" +
@@ -91,6 +98,7 @@ void LineFile::Open(const std::string& path) {
     file_size_ = 0;
     lines_ = lines_waiting_ = 0;
     block_.size = 0;
+    taken_away_ = false;
     const auto type = TypeOf(path);
     if (path.find('\0') != std::string::npos || (type != std::filesystem::file_type::not_found &&
                                                  type != std::filesystem::file_type::regular &&
@@ -177,6 +185,7 @@ void LineFile::HandOver() {
     if (line_start_ == 0) {
         return;
     }
+    RequireOwnFile();
     const std::size_t begun = size_ - line_start_;
     if (block_.capacity < capacity_) {
         block_.bytes = std::make_unique_for_overwrite<char[]>(capacity_);
@@ -220,6 +229,7 @@ void LineFile::WriteAll() {
     } catch (const DataError&) {
         SettleBlock();  // what failed a while ago may succeed by now
     }
+    RequireOwnFile();
     if (line_start_ != 0) {
         file_.Write(file_size_, std::as_bytes(std::span(buffer_.get(), line_start_)));
         file_size_ += line_start_;
@@ -228,12 +238,26 @@ void LineFile::WriteAll() {
     lines_waiting_ = 0;
 }
 
+// A name in a folder can be given to another file at any time, and a rename moves whatever bears
+// it then: somebody else's file, or a link. A file that was cut grows again with the next write,
+// with a hole before it, so its length is looked at before each.
+void LineFile::RequireOwnFile() {
+    const auto named = file::StampOf(file_.Path());
+    if (TypeOf(file_.Path()) == std::filesystem::file_type::regular && named &&
+        named->SameFile(file_.Stamp()) && named->size == file_size_) {
+        return;
+    }
+    taken_away_ = true;
+    throw TakenAway(file_.Path(), path_);
+}
+
 void LineFile::Finish() {
     if (!file_) {
         throw NotOpen();
     }
     try {
         WriteAll();
+        RequireOwnFile();
         if (IsThere(path_)) {
             file_.Sync();  // a former file is given up only for one that is safe on the disk
         } else {
@@ -245,7 +269,7 @@ void LineFile::Finish() {
         const std::int64_t accepted = lines_;
         Abandon();  // which tries once more
         const std::int64_t missing = accepted - lines_;
-        if (missing == 0) {
+        if (missing == 0 || taken_away_) {
             throw;
         }
         throw LastLinesMissing(path_, missing, error);
@@ -259,6 +283,11 @@ void LineFile::Abandon() noexcept {
     try {
         WriteAll();
     } catch (const DataError&) {
+        if (taken_away_) {
+            lines_ = lines_waiting_ = 0;
+            file_ = {};
+            return;
+        }
         lines_ -= lines_waiting_;
         lines_waiting_ = 0;
         try {
@@ -267,12 +296,18 @@ void LineFile::Abandon() noexcept {
             // A torn last line stays in a file that is called partial.
         }
     }
-    try {
-        file::RenameNoReplace(file_.Path(), path_);
-    } catch (const DataError&) {
-        // The former file has the name: the lines stay beside it.
-    }
     file_ = {};
+}
+
+void LineFile::Discard() noexcept {
+    const std::string partial = path_ + ".partial";
+    const bool open = IsOpen();
+    Abandon();
+    lines_ = 0;
+    if (open) {
+        std::error_code stays;  // then the next run takes it away
+        std::filesystem::remove(partial, stays);
+    }
 }
 
 }  // namespace vantry::text

@@ -3,7 +3,8 @@
 //
 // Lines go into a buffer; a full one goes into "<path>.partial" beside the file while the next one
 // is filled. Finish gives that the file's name; until then, and for good after Abandon or a killed
-// program, a former file of the name stays as it was.
+// program, a former file of the name stays as it was, and where there is none, none appears: a file
+// that lacks lines never goes by the name of a whole one.
 //
 // What a count of accepted lines is worth: EndLine either accepts the line or throws, and then the
 // line is gone without a trace. An accepted line is never dropped while the file is open: that a
@@ -82,11 +83,13 @@ public:
     bool IsOpen() const { return static_cast<bool>(file_); }
 
     // Writes out what is left and gives the file its name. When that fails: as Abandon, then
-    // throws.
+    // throws. "<path>.partial" must still be the file that was written, with the length that was
+    // left: where another program has cut, removed or replaced it, Lines() falls to 0.
     void Finish();
-    // Closes. The lines so far stay in "<path>.partial"; where there is no former file they become
-    // the file.
+    // Closes. The lines so far stay in "<path>.partial", for a look; the next run begins anew.
     void Abandon() noexcept;
+    // The same, and nothing stays.
+    void Discard() noexcept;
 
 private:
     static constexpr std::size_t kWriteSize = 256 * 1024;
@@ -128,6 +131,7 @@ private:
     void Recode();
     void HandOver();
     void SettleBlock();
+    void RequireOwnFile();
     void WriteAll();
     void TakePartialName();
     void KeepMode() const;
@@ -142,6 +146,7 @@ private:
     std::size_t size_ = 0;
     std::size_t line_start_ = 0;   // accepted lines stand before it
     std::uint64_t file_size_ = 0;  // all of it whole lines, unless a write has failed since
+    bool taken_away_ = false;      // by another program: nothing of it counts
     std::int64_t lines_ = 0;
     std::int64_t lines_waiting_ = 0;  // in the buffer and the block
 

@@ -231,6 +231,11 @@ void TextRun::AbandonFile() {
     }
     in_place_ = false;
     NoteRowsInPlace();
+    std::error_code error;
+    if (const std::string partial = report_->Target + ".partial";
+        accepted > 0 && std::filesystem::exists(partial, error)) {
+        AppendLog("What was written stays in \"" + partial + "\".");
+    }
 }
 
 void TextRun::TellError(std::string_view description) const {
@@ -264,11 +269,9 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
     }
 }
 
-// Lines that were left beside a former file are no rows of the target.
+// Lines that were left in a partial file are no rows of the target.
 void TextRun::NoteRowsInPlace() {
-    std::error_code error;
-    const bool beside = !in_place_ && std::filesystem::exists(report_->Target + ".partial", error);
-    report_->RowsLoaded = beside ? 0 : std::max<std::int64_t>(file_.Lines() - heading_lines_, 0);
+    report_->RowsLoaded = in_place_ ? std::max<std::int64_t>(file_.Lines() - heading_lines_, 0) : 0;
 }
 
 void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
@@ -312,7 +315,7 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
             FinishFile();
         } else {
             report_->Outcome = TableOutcome::NotPrepared;
-            file_.Abandon();  // it isn't known whether there are rows: a former file stays
+            file_.Discard();  // it isn't known whether there are rows: a former file stays
         }
         return;
     }

@@ -1,5 +1,6 @@
 // What becomes of a text file when something fails: rows, disk, process.
 
+#include "engine/run_report.h"
 #include "support/child_program.h"
 #include "support/fault_plans.h"
 #include "support/no_threads.h"
@@ -53,10 +54,13 @@ TEST_F(TextFileTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
         }
         RunSessionToText("");
         EXPECT_EQ(LoggedErrors(), 51);
-        EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
+        EXPECT_TRUE(view.log.ends_with("What was written stays in \"" +
+                                       (folder / "dst2.txt.partial").string() +
+                                       "\".\r\nAborting loading as Errors exceed 50 allowed"));
         EXPECT_EQ(Count(view.log, "\r\n15 Rows Loaded"), 1);  // of the first table
-        EXPECT_EQ(Written("dst2.txt"), former ? "former" : Lines(10));
-        EXPECT_EQ(Written("dst2.txt.partial"), former ? Lines(10) : "");
+        EXPECT_EQ(IsThere("dst2.txt"), former);
+        EXPECT_TRUE(!former || Written("dst2.txt") == "former");
+        EXPECT_EQ(Written("dst2.txt.partial"), Lines(10));
         fs::remove(folder / "dst2.txt.partial");
         EXPECT_FALSE(IsThere("dst3.txt"));
     }
@@ -164,8 +168,9 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
                 const InstalledPlan installed(disk);
                 RunSessionToText("");
             }
-            const bool kept = former && (c.lost == kRest || c.errors == 1);
-            EXPECT_TRUE(!kept || Written() == "former");
+            const bool kept = c.lost == kRest || c.errors == 1;
+            EXPECT_EQ(!kept || former, IsThere("dst.txt"));
+            EXPECT_TRUE(!kept || !former || Written() == "former");
             const std::string written = Written(kept ? "dst.txt.partial" : "dst.txt");
             const int lines = Count(written, "\r\n");
             SCOPED_TRACE("writes " + std::to_string(c.first) + " to " + std::to_string(c.last));
@@ -213,8 +218,58 @@ TEST_F(TextFileTest, AFileAtTheSystemsSizeLimitEndsInWholeLines) {
     setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, former);
     EXPECT_EQ(LoggedErrors(), 51);
-    EXPECT_TRUE(Written().ends_with("\"\r\n"));
-    EXPECT_EQ(Written(), Lines(kManyRows).substr(0, Written().size()));
+    EXPECT_FALSE(IsThere("dst.txt"));
+    const std::string written = Written("dst.txt.partial");
+    EXPECT_TRUE(written.ends_with("\"\r\n"));
+    EXPECT_EQ(written, Lines(kManyRows).substr(0, written.size()));
+}
+
+// What another program does to the file while it is written, behind the first full buffer. Nothing
+// of it may go by the name of the target afterwards, and no row counts as loaded.
+TEST_F(TextFileTest, AFileThatIsTakenAwayWhileItIsWrittenIsNoTarget) {
+    const fs::path partial = folder / "dst.txt.partial";
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"cut", [&] { fs::resize_file(partial, 1000); }},
+        {"removed", [&] { fs::remove(partial); }},
+        {"replaced",
+         [&] {
+             fs::remove(partial);
+             folder.Write("dst.txt.partial", "another's");
+         }},
+        {"replaced by a link",
+         [&] {
+             fs::remove(partial);
+             fs::create_symlink(folder / "elsewhere", partial);
+         }},
+    };
+    for (const auto& [what, happens] : cases) {
+        for (const bool former : {true, false}) {
+            SCOPED_TRACE(what);
+            ClearTable();
+            FillSource(kManyRows);
+            folder.Write("elsewhere", "untouched");
+            fs::remove(partial);
+            fs::remove(folder / "dst.txt");
+            if (former) {
+                folder.Write("dst.txt", "former");
+            }
+            int rows = 0;
+            source->before = [&, happens = happens](std::string_view name, int) {
+                if (name == "Next" && ++rows == kManyRows - 10) {
+                    happens();
+                }
+            };
+            RunSessionToText("");
+            source->before = nullptr;
+            EXPECT_EQ(IsThere("dst.txt"), former);
+            EXPECT_TRUE(!former || Written() == "former");
+            EXPECT_EQ(Written("elsewhere"), "untouched");
+            EXPECT_NE(view.log.find("cut, removed or replaced"), std::string::npos) << view.log;
+            EXPECT_EQ(Count(view.log, "\r\n0 Rows Loaded"), 1);
+            EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::GivenUp);
+            EXPECT_EQ(CurrentRunReport.Tables[0].RowsLoaded, 0);
+        }
+    }
 }
 
 TEST_F(TextFileTest, TheNewFileKeepsTheFormersPermissionsAndReplacesALinkNotItsTarget) {
