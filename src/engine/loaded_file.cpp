@@ -6,6 +6,9 @@
 #include "files/file_name.h"
 
 namespace vantry {
+
+std::function<void()> BeforeLoadedRename;
+
 namespace {
 
 // A name of the folder itself: the session may come from somebody else's repository.
@@ -26,6 +29,9 @@ std::string LoadedEnding() {
 
 i16 MoveLoadedFile(const std::string& name) {
     try {
+        if (BeforeLoadedRename) {
+            BeforeLoadedRename();
+        }
         const std::string ending = LoadedEnding();
         RequirePlainName(name);
         RequirePlainName(name + ending);

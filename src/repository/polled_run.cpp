@@ -45,13 +45,16 @@ std::string WithLayoutOf(const std::string& sample, const std::string& connectio
 
 }  // namespace
 
-PolledRun::PolledRun(std::function<void()> run_once, std::function<bool()> cancel_requested)
+PolledRun::PolledRun(std::function<void()> run_once,
+                     std::function<bool()> cancel_requested,
+                     std::string note_path)
     : run_once_(std::move(run_once)),
       cancel_requested_(std::move(cancel_requested)),
       source_(SrcTables.at(0)),
       target_(DstTables.at(0)),
       columns_(ColMaps),
-      connection_string_(WithLayoutOf(source_.Name, SourceConnStr)) {}
+      connection_string_(WithLayoutOf(source_.Name, SourceConnStr)),
+      note_(std::move(note_path)) {}
 
 // Before the first load: a file that is loaded and can't get its new name would be loaded again the
 // next time, and have each row twice.
@@ -119,6 +122,15 @@ void PolledRun::LoadAll() {
             LeaveUnloaded(file, fault);
             continue;
         }
+        if (IsLoadedAlready(file)) {
+            continue;
+        }
+        try {
+            note_.Write(PollNote::State::Begun, file);
+        } catch (const DataError& error) {
+            LeaveUnloaded(file, error.Description());
+            continue;
+        }
         Load(file);
         going_on = files_.back().Outcome == TableOutcome::Loaded ||
                    (files_.back().Outcome != TableOutcome::Cancelled && CanGoOn());
@@ -132,6 +144,38 @@ void PolledRun::LoadAll() {
     for (const auto& name : walk.Waiting()) {
         AppendLog(name + " is still being written: it waits for the next run.");
     }
+}
+
+// A former run may have been killed over this file. One that it had loaded only lacks its new name.
+// Of one that it had begun, nobody can know how many rows arrived: the file is loaded, and the log
+// says so. A text target's file was never finished then, and is written anew.
+bool PolledRun::IsLoadedAlready(const PolledFile& file) {
+    switch (note_.Found(file)) {
+        case PollNote::State::None:
+            return false;
+        case PollNote::State::Begun:
+            if (ThisTarget().loader != Loader::Files) {
+                left_unloaded_.push_back(file.name +
+                                         ": a former run was ended in the middle of this file. "
+                                         "Rows that it had loaded by "
+                                         "then may be in the target twice: compare them.");
+            }
+            return false;
+        case PollNote::State::Loaded:
+            break;
+    }
+    if (MoveLoadedFile(file.name) == kTrue) {
+        left_unloaded_.push_back(file.name +
+                                 " was loaded by a former run, which was ended before it could "
+                                 "rename it. It is renamed now and not loaded again.");
+        note_.Clear();
+    } else {
+        left_unloaded_.push_back(file.name +
+                                 " was loaded by a former run and couldn't be renamed now either. "
+                                 "It isn't loaded again: rename it.");
+        ++not_renamed_;
+    }
+    return true;
 }
 
 void PolledRun::SetUpSession(const PolledFile& file) {
@@ -161,6 +205,23 @@ void PolledRun::SetUpSession(const PolledFile& file) {
     }
 }
 
+void PolledRun::RunNoted(const PolledFile& file) {
+    BeforeLoadedRename = [&] {
+        try {
+            note_.Write(PollNote::State::Loaded, file);
+        } catch (const DataError&) {
+            // The new name alone keeps the file from being loaded again, too.
+        }
+    };
+    try {
+        run_once_();
+    } catch (...) {
+        BeforeLoadedRename = nullptr;
+        throw;
+    }
+    BeforeLoadedRename = nullptr;
+}
+
 void PolledRun::Load(const PolledFile& file) {
     SetUpSession(file);
     // Held open during the load: its size afterwards is that of the very file, whatever has its
@@ -168,7 +229,7 @@ void PolledRun::Load(const PolledFile& file) {
     const file::UniqueFd loaded(
         ::open(JoinPath(PollFolder, file.name).c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     log_started_ = true;
-    run_once_();
+    RunNoted(file);
     const TableReport report = ReportOf(0);
     // A file whose target couldn't be prepared leaves dropping and emptying to the next one.
     target_prepared_ = target_prepared_ || report.Outcome != TableOutcome::NotPrepared;
@@ -181,7 +242,10 @@ void PolledRun::Load(const PolledFile& file) {
             ++not_whole_;
             AppendLog(file.name + " has changed while it was loaded: compare its rows.");
         }
-    } else if (report.Outcome == TableOutcome::Cancelled) {
+        return;
+    }
+    note_.Clear();  // the log says what became of it
+    if (report.Outcome == TableOutcome::Cancelled) {
         AppendLog(file.name + ": the load was cancelled after " +
                   std::to_string(report.RowsLoaded) + " of its rows.");
     }
@@ -194,6 +258,7 @@ void PolledRun::EnsureRenamed(const PolledFile& file) {
     for (int tries = 0; tries < kRenameTries; ++tries) {
         const auto still = file::StampOf(path);
         if (!still || !still->SameFile(file.stamp)) {
+            note_.Clear();
             return;
         }
         // The name ends in the time to the second. Where the run has tried already, and on each
@@ -202,6 +267,7 @@ void PolledRun::EnsureRenamed(const PolledFile& file) {
             std::this_thread::sleep_for(std::chrono::milliseconds(1100));
         }
         if (MoveLoadedFile(file.name) == kTrue) {
+            note_.Clear();
             return;
         }
     }

@@ -6,6 +6,7 @@
 
 #include "engine/run_report.h"
 #include "repository/poll_folder.h"
+#include "repository/poll_note.h"
 
 #include <functional>
 #include <vector>
@@ -15,8 +16,10 @@ namespace vantry {
 class PolledRun {
 public:
     // The session in memory is the saved one. `run_once` runs what stands in memory at the time,
-    // into CurrentRunReport.
-    PolledRun(std::function<void()> run_once, std::function<bool()> cancel_requested);
+    // into CurrentRunReport. `note_path`: the session's PollNote.
+    PolledRun(std::function<void()> run_once,
+              std::function<bool()> cancel_requested,
+              std::string note_path);
 
     // Throws DataError when there can't be any load: the folder can't be listed or its files not be
     // renamed.
@@ -31,6 +34,8 @@ private:
     void RequireRenaming() const;
     std::string RenameFault(const PolledFile& file) const;
     void LeaveUnloaded(const PolledFile& file, const std::string& fault);
+    bool IsLoadedAlready(const PolledFile& file);
+    void RunNoted(const PolledFile& file);
     void Load(const PolledFile& file);
     void SetUpSession(const PolledFile& file);
     void EnsureRenamed(const PolledFile& file);
@@ -45,6 +50,7 @@ private:
     const std::string connection_string_;
     bool target_prepared_ = false;
     bool log_started_ = false;
+    PollNote note_;
     std::vector<std::string> left_unloaded_;  // lines for the log
     std::vector<TableReport> files_;
     int not_renamed_ = 0;

@@ -294,7 +294,10 @@ void SavedRun::RunPolled() {
             created = CreatedTables;
         }
     };
-    PolledRun run(load_file, surroundings_.cancel_requested);
+    PolledRun run(load_file,
+                  surroundings_.cancel_requested,
+                  SessionLockFile(LogFolder(surroundings_.application_folder), summary_.SessionID) +
+                      ".polled");
     try {
         run.LoadAll();
     } catch (const DataError& error) {

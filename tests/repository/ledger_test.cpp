@@ -8,11 +8,17 @@
 #include "repository/session_runner.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
+#include "text/text_source.h"
 
+#include <sys/wait.h>
+
+#include <fstream>
 #include <set>
 
 namespace vantry::test {
 namespace {
+
+namespace fs = std::filesystem;
 
 constexpr int kRows = 260;
 
@@ -263,6 +269,96 @@ TEST_F(Ledger, AFullDiskUnderATextFileLosesNoRowUntold) {
             }
         }
     }
+}
+
+// A polled file, with the program killed at each of its operations on files in turn; the next run
+// goes on. No row may be lost, and none may be there twice without a line that says so.
+TEST_F(Ledger, AKilledLoadOfAPolledFileLosesNothingAndDoublesNothingUntold) {
+    constexpr int kPolledRows = 30;
+    const auto set_up = [&](const fs::path& place) {
+        fs::create_directories(place / "in");
+        InitSharedState(place.string());
+        CreateRepository(place.string(), Now());
+        std::string rows = "s_id,s_name\r\n";
+        for (int row = 1; row <= kPolledRows; ++row) {
+            rows += std::to_string(row) + ",n\r\n";
+        }
+        std::ofstream(place / "in/a.csv") << rows;
+        fs::last_write_time(place / "in/a.csv",
+                            fs::file_time_type::clock::now() - std::chrono::hours(1));
+        SourceType = "TEXTPOLL";
+        TargetType = "ACCESS";
+        SourceConnStr = TextSourceConnectionString((place / "in").string());
+        TargetConnStr =
+            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (place / "out.mdb").string();
+        Catalog().Create(TargetConnStr);
+        Connection database;
+        database.Open(TargetConnStr);
+        database.Execute("create table dst (d_id long, d_name text(10))");
+        PollFolder = (place / "in").string();
+        PollPattern = "*.csv";
+        PollRename = "Loaded";
+        SrcTables.clear();
+        DstTables.clear();
+        ColMaps.clear();
+        AddTable("a.csv", "dst");
+        MapColumn("id");
+        MapColumn("name");
+        DstTables[0].TableExists = SrcTables[0].TableExists = kTrue;
+        SrcTables[0].LoadOption = DstTables[0].LoadOption = "APPEND";
+        SessionSave save;
+        save.SesName = "polled";
+        save.LogName = (place / "log/polled.log").string();
+        SetDaily(save, {0, 0});
+        return SaveSession(save);
+    };
+    const auto run = [&](const fs::path& place, i32 session) {
+        RunnerSurroundings surroundings;
+        surroundings.application_folder = place.string();
+        surroundings.version = "1";
+        surroundings.display = &view;
+        surroundings.cancel_requested = [] { return false; };
+        surroundings.tell = [](const std::string&) {};
+        return RunSavedSession(session, surroundings);
+    };
+    const TempDir places{MemoryFolder(), "vantry"};
+    int killed = 0;
+    int renamed_only = 0;
+    for (int point = 0;; point += 2) {
+        const fs::path place = places.Path() / std::to_string(point);
+        fs::create_directories(place);
+        const i32 session = set_up(place);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            KillAt plan(point, 0, Planted::Nothing);
+            const InstalledPlan installed(plan);
+            ::_exit(run(place, session));
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        InitSharedState(place.string());
+        run(place, session);
+        Recordset count;
+        count.Open("select count(*) from dst",
+                   "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (place / "out.mdb").string(),
+                   adOpenStatic,
+                   adLockReadOnly);
+        const auto rows = count.Fields()[0].Value().AsInt64();
+        const std::string log = view.log;
+        const bool is_told = log.find("may be in the target twice") != std::string::npos;
+        EXPECT_TRUE(rows == kPolledRows || (is_told && rows > kPolledRows))
+            << "killed at " << point << ": " << rows << " rows\n"
+            << log;
+        EXPECT_FALSE(fs::exists(place / "in/a.csv")) << point;
+        renamed_only += log.find("renamed now and not loaded again") != std::string::npos ? 1 : 0;
+        killed += WIFSIGNALED(status) ? 1 : 0;
+        fs::remove_all(place);
+        if (!WIFSIGNALED(status)) {
+            break;
+        }
+    }
+    EXPECT_GT(killed, 20);
+    EXPECT_GE(renamed_only, 1);
 }
 
 }  // namespace
