@@ -39,12 +39,21 @@ DataError ChangedWhileRead(std::string_view path, std::int64_t row) {
                        ".  Start again when the file is complete.");
 }
 
-DataError NotText(std::string_view path, std::int64_t line, unsigned byte) {
-    const std::string what = byte == 0 ? "a NUL byte" : "the control byte " + std::to_string(byte);
-    return Unspecified("The file " + Quoted(path) + " is not a text file: there is " + what +
-                       " in line " + std::to_string(line) +
-                       ".  If it is text of two bytes a character, set CharacterSet=Unicode for "
-                       "this file in Schema.ini.");
+DataError NotText(std::string_view path, const ForeignBytes& found) {
+    const bool nuls = found.nuls > 0;
+    return Unspecified(
+        "The file " + Quoted(path) +
+        " is not a text file: " + std::to_string(nuls ? found.nuls : found.count) +
+        " of its first " + std::to_string(found.looked_at) + " bytes are " +
+        (nuls ? "NUL bytes" : "control characters") + ", the first in line " +
+        std::to_string(found.first_line) + ".  Choose a text file" +
+        (nuls ? "." : ", or name its CharacterSet in Schema.ini if they are meant."));
+}
+
+DataError TwoByteText(std::string_view path) {
+    return Unspecified("The file " + Quoted(path) +
+                       " is text of two bytes a character without a byte order mark.  Set "
+                       "CharacterSet=Unicode for this file in Schema.ini.");
 }
 
 DataError WideText(std::string_view path) {

@@ -18,7 +18,15 @@ DataError CannotListFolder(std::string_view folder, std::string_view reason);
 // Reading.
 // `row` is the last one that was read; 0: none.
 DataError ChangedWhileRead(std::string_view path, std::int64_t row = 0);
-DataError NotText(std::string_view path, std::int64_t line, unsigned byte);
+// Control bytes in the first part of a file.
+struct ForeignBytes {
+    std::size_t looked_at = 0;
+    std::size_t count = 0;
+    std::size_t nuls = 0;  // of them
+    std::int64_t first_line = 0;
+};
+DataError NotText(std::string_view path, const ForeignBytes& found);
+DataError TwoByteText(std::string_view path);
 DataError WideText(std::string_view path);
 DataError RowTooLong(std::string_view path, std::int64_t line);
 DataError TooManyFields(std::string_view path, std::size_t count);

@@ -6,6 +6,7 @@
 #include "text_format/errors.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <utility>
 
@@ -22,6 +23,21 @@ bool IsForeign(unsigned char byte) {
     return byte < 0x09 || (byte > 0x0D && byte < 0x20 && byte != 0x1A && byte != 0x1B);
 }
 
+// More of them than one in so many bytes is no accident of a few fields.
+constexpr std::size_t kForeignShare = 20;
+constexpr std::size_t kFewForeign = 4;
+
+// Whether NUL bytes stand at every second place, or nearly: Latin text of two bytes a character.
+bool LooksLikeUtf16(std::string_view head) {
+    std::array<std::size_t, 2> nuls{};
+    for (std::size_t at = 0; at < head.size(); ++at) {
+        nuls[at % 2] += head[at] == '\0' ? 1 : 0;
+    }
+    return std::max(nuls[0], nuls[1]) * 4 > head.size() &&
+           std::min(nuls[0], nuls[1]) * 8 < std::max(nuls[0], nuls[1]);
+}
+
+// A file is judged as a whole: a stray control byte is data like any other.
 void RequireText(const TableSource& source, std::string_view head) {
     if (source.encoding.IsUtf16()) {
         return;
@@ -29,13 +45,23 @@ void RequireText(const TableSource& source, std::string_view head) {
     // Who names a character set knows what the control bytes of the file are.
     const bool only_nul = !source.format.character_set.empty();
     const std::string own = source.format.delimiter + source.format.qualifier;
+    ForeignBytes found{.looked_at = head.size()};
     std::int64_t line = 1;
     for (const char c : head) {
         line += c == '\n' ? 1 : 0;
         const auto byte = static_cast<unsigned char>(c);
         if ((byte == 0 || (!only_nul && IsForeign(byte))) && own.find(c) == std::string::npos) {
-            throw NotText(source.file->Path(), line, byte);
+            found.first_line = found.count == 0 ? line : found.first_line;
+            ++found.count;
+            found.nuls += byte == 0 ? 1 : 0;
         }
+    }
+    if (found.nuls > 0) {
+        throw LooksLikeUtf16(head) ? TwoByteText(source.file->Path())
+                                   : NotText(source.file->Path(), found);
+    }
+    if (found.count > kFewForeign && found.count * kForeignShare > head.size()) {
+        throw NotText(source.file->Path(), found);
     }
 }
 

@@ -90,8 +90,13 @@ TEST(TableLayout, RefusesWhatIsNoTextWithFileAndLine) {
         "[fixed.csv]\nFormat=FixedLength\nCol1=a Text\n[known.csv]\nCharacterSet=1252\n");
     const auto path = [&](std::string_view name) { return (folder.Dir() / name).string(); };
     const std::tuple<std::string, std::string, std::vector<std::string>> cases[] = {
-        {"nul.csv", "a,b\n1,\0\n"s, {path("nul.csv"), "line 2", "NUL", "CharacterSet=Unicode"}},
-        {"control.csv", "a,b\n1,2\n\x02,3\n", {path("control.csv"), "line 3", "control byte 2"}},
+        {"nul.csv",
+         "a,b\n1,\0\n"s,
+         {path("nul.csv"), "line 2", "1 of its first 8", "Choose a text"}},
+        {"wide.txt", "a\0,\0b\0\n\0"s, {path("wide.txt"), "CharacterSet=Unicode"}},
+        {"control.csv",
+         "a,b\n1,2\n\x02\x03\x04\x05\x06,3\n",
+         {path("control.csv"), "line 3", "5 of its first", "control characters"}},
         {"utf32.csv", "\xFF\xFE\0\0a\0\0\0"s, {path("utf32.csv"), "UTF-32"}},
         {"set.csv", "a\n", {path("set.csv"), "'37'"}},
         {"fixed.csv", "a\n", {path("fixed.csv"), "width"}},
@@ -104,6 +109,9 @@ TEST(TableLayout, RefusesWhatIsNoTextWithFileAndLine) {
             EXPECT_TRUE(Has(error, word));
         }
     }
+    // A stray one is data, near the start as anywhere.
+    folder.Write("stray.csv", "a,b\n1,\x02\n2,x\x1Fy\n");
+    EXPECT_EQ(folder.Rows("stray.csv"), (std::vector<std::string>{"1|'\x02'", "2|'x\x1Fy'"}));
     folder.Write("known.csv", "a\n\x02\n");
     EXPECT_EQ(folder.Rows("known.csv"), std::vector<std::string>{"'\x02'"});
     std::filesystem::create_directory(folder.Dir() / "folder.csv");
