@@ -14,6 +14,7 @@
 #include "files/file_lock.h"
 #include "files/file_name.h"
 #include "files/journal.h"
+#include "repository/run_log_file.h"
 #include "repository/run_summary.h"
 
 #include <sys/stat.h>
@@ -340,7 +341,10 @@ void DeleteSession(i32 session_id) {
                 "delete from vytabs where sessionid=" + id,
                 "delete from sessions where sessionid=" + id});
     if (!log_file.empty()) {
-        RemoveIfThere(log_file);
+        // The name was typed, perhaps by mistake: another file of that name isn't ours to delete.
+        if (HoldsSessionLog(log_file)) {
+            RemoveIfThere(log_file);
+        }
         // Looked at before it goes: where the log has an unusual name, the file of that name plus
         // ".json" may be another program's.
         if (const std::string summary = SummaryFileOf(log_file); IsSummary(summary)) {

@@ -23,14 +23,9 @@ namespace {
 
 // By its first words, which every run writes. An empty file, and one whose first line a full disk
 // has cut off, are logs, too.
-bool IsSessionLog(const std::string& path) {
-    const file::UniqueFd descriptor(
-        ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
-    if (!descriptor) {
-        return errno != EACCES;  // anything else shows when it is opened for writing
-    }
+bool BeginsAsSessionLog(int descriptor) {
     char bytes[64];
-    const auto length = std::max<ssize_t>(::read(descriptor.Get(), bytes, sizeof bytes), 0);
+    const auto length = std::max<ssize_t>(::read(descriptor, bytes, sizeof bytes), 0);
     const std::string_view begin(bytes, static_cast<std::size_t>(length));
     for (const std::string& line : {log_line::Started(), log_line::TextStarted()}) {
         const std::string_view words = std::string_view(line).substr(0, line.find(" at ") + 4);
@@ -41,7 +36,28 @@ bool IsSessionLog(const std::string& path) {
     return false;
 }
 
+file::UniqueFd OpenForLook(const std::string& path) {
+    return file::UniqueFd(
+        ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+}
+
+// Whether a run may write there, as far as the content tells.
+bool MayTakeLog(const std::string& path) {
+    const auto descriptor = OpenForLook(path);
+    if (!descriptor) {
+        return errno != EACCES;  // what else is wrong shows when it is opened for writing
+    }
+    return BeginsAsSessionLog(descriptor.Get());
+}
+
 }  // namespace
+
+bool HoldsSessionLog(const std::string& path) {
+    const auto descriptor = OpenForLook(path);
+    struct stat state {};
+    return descriptor && ::fstat(descriptor.Get(), &state) == 0 && S_ISREG(state.st_mode) &&
+           BeginsAsSessionLog(descriptor.Get());
+}
 
 LogFile LogFile::Open(const std::string& path) {
     const auto folder = std::filesystem::path(path).parent_path();
@@ -69,7 +85,7 @@ LogFile LogFile::Open(const std::string& path) {
 }
 
 LogFile LogFile::OpenForSession(const std::string& path) {
-    if (!IsSessionLog(path)) {
+    if (!MayTakeLog(path)) {
         throw DataError(kErrUnspecified,
                         "The log file '" + path +
                             "' holds something else than the log of a session: it is left as it "

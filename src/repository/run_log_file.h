@@ -34,6 +34,9 @@ private:
     file::UniqueFd descriptor_;
 };
 
+// Whether `path` is a plain file that holds the log of a session, or nothing at all.
+bool HoldsSessionLog(const std::string& path);
+
 class RunLogView : public RunView {
 public:
     // `display` shows the run besides, or is null. `cancel_requested` is asked at the run's

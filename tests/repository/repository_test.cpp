@@ -246,7 +246,7 @@ TEST_F(Repository, DeletingTakesRowsAndLogsAway) {
     CreateRepository(folder_.Path().string(), kNow);
     MakeSession("ACCESS", "MySQL");
     auto save = Named("one");
-    save.LogName = folder_.Write("one.log", "log").string();
+    save.LogName = folder_.Write("one.log", "Started loading at :2026-11-21 19:13:00").string();
     SaveSession(save);
     save.LogName = (folder_ / "gone.log").string();
     SaveSession(save);
@@ -257,6 +257,17 @@ TEST_F(Repository, DeletingTakesRowsAndLogsAway) {
     EXPECT_EQ(SrcTables.size(), 2U);
     DeleteSession(2);
     EXPECT_TRUE(ListSessions().empty());
+
+    // What was named as the log by mistake stays, whatever it is.
+    folder_.Write("thesis.odt", "Chapter one");
+    std::filesystem::create_symlink(folder_ / "thesis.odt", folder_ / "link.log");
+    std::filesystem::create_directory(folder_ / "folder.log");
+    for (const char* name : {"thesis.odt", "link.log", "folder.log"}) {
+        save.LogName = (folder_ / name).string();
+        DeleteSession(SaveSession(save));
+        EXPECT_TRUE(std::filesystem::exists(folder_ / name)) << name;
+    }
+    save.LogName = (folder_ / "gone.log").string();
     EXPECT_EQ(NextSessionID(), 1);
 
     // The mark of a run that died: the number is another session's now.
