@@ -63,6 +63,8 @@ void WalkTables() {
             TableEndTime = Now();
             ContinueLog(log_line::TableElapsed(ElapsedText(TableStartTime, TableEndTime)));
             CurrentRunView->Repaint();
+        } else if (ReportOf(i).Errors == 0) {
+            ReportOf(i).Errors = 1;  // the failed preparation is in the log alone
         }
         ReportOf(i).Seconds =
             std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

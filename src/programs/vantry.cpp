@@ -2,6 +2,7 @@
 
 #include "core/session_state.h"
 #include "programs/all_pages.h"
+#include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
 #include "shell/product_picture.h"
 
@@ -11,6 +12,7 @@
 
 int main(int argc, char** argv) {
     vantry::RefuseCoreFile();
+    vantry::MakeFailedWritesErrors();
     QApplication application(argc, argv);
     QCoreApplication::setApplicationName("Vantry");
     QCoreApplication::setApplicationVersion(VANTRY_VERSION);

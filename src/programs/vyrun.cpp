@@ -4,6 +4,7 @@
 
 #include "core/session_state.h"
 #include "programs/console_view.h"
+#include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
 #include "programs/run_window.h"
 #include "repository/session_runner.h"
@@ -26,13 +27,6 @@ void CatchCancel() {
     action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
-}
-
-// A reader that goes away early (a pager, a server that dies) and a limit on the size of files are
-// failed writes, reported like others, and no reason to die in the middle of a load.
-void MakeFailedWritesErrors() {
-    ::signal(SIGPIPE, SIG_IGN);
-    ::signal(SIGXFSZ, SIG_IGN);
 }
 
 bool NamesDisplay() {

@@ -5,6 +5,7 @@
 
 #include "core/session_state.h"
 #include "data/value_text.h"
+#include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
 #include "repository/program_lock.h"
 #include "repository/timer_service.h"
@@ -65,6 +66,7 @@ int Work() {
 
 int main(int argc, char**) {
     RefuseCoreFile();
+    MakeFailedWritesErrors();
     if (argc != 1) {
         std::fprintf(stderr, "usage: VYTimer\n");
         return 64;

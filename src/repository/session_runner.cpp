@@ -22,6 +22,8 @@
 #include "repository/saved_session.h"
 #include "text/text_writer.h"
 
+#include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -82,7 +84,7 @@ private:
     RunnerExit CodeOfTables() const;
     void RemoveFormerSummary() const;
     RunnerExit Refuse(const NotStarted& why);
-    void Summarize(RunnerExit code);
+    bool Summarize(RunnerExit code);
     void Tell(const std::string& line) const { surroundings_.tell(line); }
 
     const RunnerSurroundings& surroundings_;
@@ -213,7 +215,12 @@ RunnerExit SavedRun::Run() {
         Tell(error.what());
     }
     lock_->SetMark(TableMayBeGone() ? ProgramLock::Mark::TableNotMade : ProgramLock::Mark::None);
-    Summarize(code);
+    if (view_->LogFailed() && code == kRunWhole) {
+        code = kRunWithErrors;
+    }
+    if (!Summarize(code) && code == kRunWhole) {
+        code = kRunWithErrors;
+    }
     if (view_->LogFailed()) {
         Tell("The log file \"" + log_file_ + "\" is incomplete: it couldn't be written.");
     }
@@ -363,16 +370,19 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
     return why.code;
 }
 
-void SavedRun::Summarize(RunnerExit code) {
+// False when it couldn't be written.
+bool SavedRun::Summarize(RunnerExit code) {
     summary_.End = Now();
     summary_.ExitCode = code;
     if (log_file_.empty()) {
-        return;
+        return true;
     }
     try {
         WriteSummary(SummaryFileOf(log_file_), summary_);
+        return true;
     } catch (const DataError& error) {
         Tell(error.Description());
+        return false;
     }
 }
 
@@ -415,19 +425,46 @@ void TellInRunnerLog(const std::string& application_folder, const std::string& l
     }
 }
 
+namespace {
+
+// The group that many systems make for each user has no other member: what it may write, its user
+// may.
+bool IsOwnersOwnGroup(const struct stat& state) {
+    const struct passwd* const owner = ::getpwuid(state.st_uid);
+    if (owner == nullptr || owner->pw_gid != state.st_gid) {
+        return false;
+    }
+    const std::string name = owner->pw_name;
+    const struct group* const members = ::getgrgid(state.st_gid);
+    return members != nullptr && name == members->gr_name && *members->gr_mem == nullptr;
+}
+
+// The bits of write permission for anybody but the owner.
+mode_t OthersThatMayWrite(const struct stat& state) {
+    const mode_t group = IsOwnersOwnGroup(state) ? 0 : state.st_mode & S_IWGRP;
+    return group | (state.st_mode & S_IWOTH);
+}
+
+}  // namespace
+
 std::string RepositoryWarning(const std::string& application_folder) {
     const auto repository = RepositoryFile(application_folder);
     struct stat file {};
     struct stat folder {};
-    const bool open_file = ::stat(repository.c_str(), &file) == 0 && (file.st_mode & S_IWOTH) != 0;
-    const bool open_folder = ::stat(application_folder.c_str(), &folder) == 0 &&
-                             (folder.st_mode & S_IWOTH) != 0 && (folder.st_mode & S_ISVTX) == 0;
-    if (!open_file && !open_folder) {
+    const mode_t of_file =
+        ::stat(repository.c_str(), &file) == 0 ? OthersThatMayWrite(file) : mode_t{0};
+    const mode_t of_folder =
+        ::stat(application_folder.c_str(), &folder) == 0 && (folder.st_mode & S_ISVTX) == 0
+            ? OthersThatMayWrite(folder)
+            : mode_t{0};
+    if (of_file == 0 && of_folder == 0) {
         return {};
     }
-    return "Warning: everyone can change the repository \"" + repository.string() +
+    return std::string("Warning: ") +
+           (((of_file | of_folder) & S_IWOTH) != 0 ? "everyone" : "everyone of its group") +
+           " can change the repository \"" + repository.string() +
            "\", and so what its sessions do. Let its owner alone write " +
-           (open_file ? "the file" : "its folder") + ".";
+           (of_file != 0 ? "the file" : "its folder") + ".";
 }
 
 }  // namespace vantry

@@ -111,8 +111,12 @@ void TimerService::Look() {
         const auto too_old = [&](const DueStart& due) { return !IsWorthATry(due.Due, now); };
         unsaved_ |= std::erase_if(waiting_, too_old) > 0;
         // Noted as started before they are: see above. Those that then can't be started wait again.
-        const auto starts = TakeStarts();
-        SaveState();
+        auto starts = TakeStarts();
+        if (!SaveState()) {
+            // A start that isn't noted would be made again by the next scheduler: it waits.
+            waiting_.insert(waiting_.begin(), starts.begin(), starts.end());
+            starts.clear();
+        }
         for (const auto& due : starts) {
             if (!Start(due)) {
                 waiting_.push_back(due);
@@ -211,10 +215,11 @@ bool TimerService::Start(const DueStart& due) {
 }
 
 // Before the start: should this program end in between, a due time is rather missed than doubled.
-void TimerService::SaveState() {
+// False when the state isn't on the disk: nothing may be started then.
+bool TimerService::SaveState() {
     unsaved_ |= scheduler_.TakeStateChanged();
     if (!unsaved_) {
-        return;
+        return true;
     }
     std::string state;
     for (const auto& due : waiting_) {
@@ -230,8 +235,16 @@ void TimerService::SaveState() {
         file::RenameReplacing(path + ".part", path);
         file::SyncFolderOf(path);
         unsaved_ = false;
+        if (!last_save_fault_.empty()) {
+            Log("The state can be written again.");
+            last_save_fault_.clear();
+        }
+        return true;
     } catch (const DataError& error) {
-        Log("What has been started couldn't be noted: " + error.Description());
+        LogOnce(last_save_fault_,
+                "Nothing is started, because it couldn't be noted what has been started: " +
+                    error.Description() + " It is tried again every few seconds.");
+        return false;
     }
 }
 

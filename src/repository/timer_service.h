@@ -37,7 +37,7 @@ private:
     void Await(DueStart due);
     std::vector<DueStart> TakeStarts();
     bool Start(const DueStart& due);
-    void SaveState();
+    bool SaveState();
     void LogOnce(std::string& last, const std::string& line);
     std::string Named(i32 session_id) const;
 
@@ -55,6 +55,7 @@ private:
     bool missing_ = false;
     std::string last_trouble_;
     std::string last_warning_;
+    std::string last_save_fault_;
     std::map<i32, std::string> last_faults_;
     std::map<i32, std::string> last_start_faults_;
 };

@@ -96,6 +96,8 @@ TEST_F(RunSessionTest, ATableThatFailsOrHasNoTargetDoesntStopTheOthers) {
     RunSession("");
     EXPECT_EQ(target->taken.size(), 2u);
     EXPECT_TRUE(LogHas("About to Insert Rows from src2 to dst2"));
+    EXPECT_EQ(ReportOf(0).Outcome, TableOutcome::NotPrepared);
+    EXPECT_EQ(ReportOf(0).Errors, 1);
 
     SrcTables[0].LoadOption = "APPEND";
     DstTables.pop_back();
@@ -104,6 +106,7 @@ TEST_F(RunSessionTest, ATableThatFailsOrHasNoTargetDoesntStopTheOthers) {
     EXPECT_TRUE(LogHas("\"src2\" isn't loaded: the session names no target for it.")) << Log();
     EXPECT_TRUE(Log().ends_with("*******( F.I.N.I.S.H )*********"));
     EXPECT_EQ(ReportOf(1).Outcome, TableOutcome::NotPrepared);
+    EXPECT_EQ(ReportOf(1).Errors, 1);
 }
 
 TEST_F(RunSessionTest, ACancelEndsTheWalkAfterItsTableAndTheClosingLinesFollow) {

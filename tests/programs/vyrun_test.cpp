@@ -344,7 +344,15 @@ TEST(VYRun, ARepositoryThatEveryoneCanWriteIsWarnedOf) {
     app.FromText("orders.csv");
     app.ToText("out");
     app.Save("open");
-    ::chmod(RepositoryFile(app.Folder().Path().string()).c_str(), 0666);
+    const auto repository = RepositoryFile(app.Folder().Path().string());
+    ASSERT_EQ(::getuid(), 0U) << "only root can give the file to another group";
+    ASSERT_EQ(::chown(repository.c_str(), 0, 12345), 0);
+    ::chmod(repository.c_str(), 0660);
+    EXPECT_NE(app.Run({"1"}).errors.find("Warning: everyone of its group can change"),
+              std::string::npos);
+    ASSERT_EQ(::chown(repository.c_str(), 0, 0), 0);
+    EXPECT_EQ(app.Run({"1"}).errors, "");  // the owner's own group
+    ::chmod(repository.c_str(), 0666);
     const auto run = app.Run({"1"});
     EXPECT_EQ(run.exit_code, 0);
     EXPECT_NE(run.errors.find("Warning: everyone can change the repository"), std::string::npos);

@@ -2,6 +2,7 @@
 #include "programs/application.h"
 #include "repository/process_finder.h"
 #include "repository/timer_service.h"
+#include "support/fault_plans.h"
 #include "support/session_steps.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <climits>
 #include <thread>
 
 namespace vantry::test {
@@ -117,6 +119,29 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
 }
 
 // Sixteen run at once; the others' starts are kept for as long as they wait.
+// A due time whose start couldn't be noted would come again with every scheduler.
+TEST_F(TimerServiceTest, NothingIsStartedWhileTheStateCantBeWritten) {
+    LookAt(*NewService(), "2026-03-01 05:55:00");
+    {
+        FullDisk disk("VYTimer.state", 1, INT_MAX);
+        const InstalledPlan installed(disk);
+        for (int scheduler = 0; scheduler < 3; ++scheduler) {
+            const auto service = NewService();
+            LookAt(*service, "2026-03-01 06:00:00");
+            LookAt(*service, "2026-03-01 06:00:05");
+        }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(Starts(), "");
+    EXPECT_EQ(Count(Log(), "Nothing is started"), 3) << Log();  // once by each
+    const auto service = NewService();
+    LookAt(*service, "2026-03-01 06:00:10");
+    EXPECT_TRUE(Within(20, [&] { return Starts().size() == 8; })) << Starts();
+    LookAt(*NewService(), "2026-03-01 06:00:15");
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    EXPECT_EQ(Starts().size(), 8U) << Starts();
+}
+
 TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
     constexpr int kSessions = 20;
     for (int id = 3; id <= kSessions; ++id) {

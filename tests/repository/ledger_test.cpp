@@ -10,8 +10,10 @@
 #include "support/temp_dir.h"
 #include "text/text_source.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <fstream>
 #include <set>
 
@@ -199,6 +201,41 @@ TEST_F(Ledger, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
         }
     }
     EXPECT_GE(cases, 60);
+}
+
+// The target has every row, and a line of the log is missing: no whole success.
+TEST_F(Ledger, ALogThatCouldntBeWrittenIsNoWholeSuccess) {
+    SaveSessionTo("ACCESS", adVarWChar);
+    EXPECT_EQ(Run(), kRunWhole);
+    AddTable("src2", "dst2");
+    MapColumn("id");
+    SessionSave save;
+    save.SesName = "ledger";
+    save.LogName = (folder / "log/ledger.log").string();
+    SetDaily(save, {0, 0});
+    id = SaveSession(save);
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit unlimited{};
+    ::getrlimit(RLIMIT_FSIZE, &unlimited);
+    // From the first row of the first table to the first of the second.
+    int moves = 0;
+    source->before = [&](std::string_view name, int) {
+        if (name != "Next") {
+            return;
+        }
+        const rlimit small{16, unlimited.rlim_max};
+        ++moves;
+        if (moves == 5 || moves == kRows + 10) {
+            ::setrlimit(RLIMIT_FSIZE, moves == 5 ? &small : &unlimited);
+        }
+    };
+    const auto code = Run();
+    ::setrlimit(RLIMIT_FSIZE, &unlimited);
+    ::signal(SIGXFSZ, SIG_DFL);
+    EXPECT_EQ(code, kRunWithErrors);
+    EXPECT_NE(told.find("is incomplete"), std::string::npos) << told;
+    EXPECT_EQ(CurrentRunReport.Tables.at(1).RowsFailed(), 0);
+    EXPECT_NE(folder.Read("log/ledger.log.json").find("\"exitCode\": 1"), std::string::npos);
 }
 
 TEST_F(Ledger, AFullDiskLosesNoRowUntold) {
