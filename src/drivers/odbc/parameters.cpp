@@ -399,7 +399,11 @@ void Parameters::PutLong(Slot& slot, std::string_view value, bool is_text, Shape
 }
 
 void Parameters::Bind(Slot& slot, const Shape& shape) {
-    if (slot.bound == shape) {
+    // SQLite's driver (0.9998) gives bytes the length that they had when they were bound, in all
+    // executions.
+    const bool binds_once =
+        shape.c_type != SQL_C_BINARY || link_.GetTraits().dialect != Dialect::Sqlite;
+    if (slot.bound == shape && binds_once) {
         return;
     }
     const auto number = static_cast<SQLUSMALLINT>(&slot - slots_.data() + 1);

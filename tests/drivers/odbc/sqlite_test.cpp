@@ -1,11 +1,13 @@
 // The driver over the real SQLite ODBC driver: a source without types of its own, spoken to in
 // bytes.
 
+#include "data/value_convert.h"
 #include "drivers/odbc/odbc_fixture.h"
 
 #include <malloc.h>
 
 #include <fstream>
+#include <random>
 
 namespace vantry::test {
 namespace {
@@ -171,6 +173,45 @@ TEST_F(SqliteTest, AnAppenderReadsNoRowAndUsesTheSelectsOwnWords) {
     EXPECT_EQ(ErrorOf([&] { connection->OpenAppender("delete from [my rows]"); }).Number(),
               kErrInvalidArgument);
     EXPECT_THROW(connection->OpenCursor("delete from [my rows]"), DataError);
+}
+
+// One row doesn't show it: a value keeps the length that the one before it had.
+TEST_F(SqliteTest, BytesOfAThousandLengthsGoToTheirRows) {
+    const auto connection = Open();
+    connection->Execute("create table b (id integer, b blob, t text)");
+    const auto appender = connection->OpenAppender("Select [id],[b],[t] FROM [b] ");
+    std::mt19937 random(3);
+    std::vector<std::string> all;
+    for (int id = 0; id < 1000; ++id) {
+        std::string bytes(random() % (id % 10 == 0 ? 5000 : 40), '\0');
+        for (auto& byte : bytes) {
+            byte = static_cast<char>(random());
+        }
+        all.push_back(bytes);
+        const auto text = std::string(bytes.size() % 60, 'x');
+        appender->Append(std::vector<Cell>{
+            Cell::Int64(id),
+            id % 17 == 3 ? Cell::Null() : Cell::Bytes(std::as_bytes(std::span(all.back()))),
+            Cell::Text(text)});
+    }
+    const auto rows = Query(*connection, "select id,b,length(b),typeof(b),t from b order by id");
+    ASSERT_EQ(rows.size(), all.size());
+    int wrong = 0;
+    for (std::size_t id = 0; id < all.size(); ++id) {
+        EXPECT_EQ(ToText(rows[id][4].AsCell()).size(), all[id].size() % 60);
+        if (id % 17 == 3) {
+            wrong += rows[id][1].IsNull() ? 0 : 1;
+            continue;
+        }
+        const auto read = rows[id][1].AsCell();
+        const bool same =
+            read.Kind() == ValueKind::Bytes && read.AsText() == std::string_view(all[id]);
+        wrong += same ? 0 : 1;
+        EXPECT_TRUE(same || wrong > 3)
+            << id << ": " << all[id].size() << " bytes, read " << ToText(rows[id][2].AsCell())
+            << " " << ToText(rows[id][3].AsCell());
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 // A connection that can carry one statement keeps a cursor's further rows in memory, and each row
