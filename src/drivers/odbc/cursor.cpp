@@ -1,5 +1,6 @@
 #include "drivers/odbc/cursor.h"
 
+#include "drivers/odbc/all_digits.h"
 #include "drivers/odbc/errors.h"
 
 #include <new>
@@ -14,24 +15,46 @@ StatementHandle ExecuteForRows(Link& link, std::string_view sql) {
     return statement;
 }
 
+// The columns of a statement for SQLite whose floating values must be asked for in another way, and
+// that way put into `sql`; none for all other statements.
+std::vector<Column> ColumnsOfSqlite(Link& link, std::string& sql) {
+    if (link.GetTraits().dialect != Dialect::Sqlite) {
+        return {};
+    }
+    link.Idle();
+    const auto statement = link.NewStatement();
+    link.Prepare(statement, sql);
+    auto columns = DescribeColumns(link, statement);
+    auto changed = WithAllDigits(sql, columns);
+    if (!changed) {
+        return {};
+    }
+    sql = *std::move(changed);
+    return columns;
+}
+
 }  // namespace
 
-OdbcCursor::OdbcCursor(std::shared_ptr<Link> link, std::string_view sql)
-    : link_(std::move(link)), statement_(ExecuteForRows(*link_, sql)) {
-    Start();
+OdbcCursor::OdbcCursor(std::shared_ptr<Link> link, std::string_view sql) : link_(std::move(link)) {
+    std::string sent(sql);
+    auto columns = ColumnsOfSqlite(*link_, sent);
+    statement_ = ExecuteForRows(*link_, sent);
+    Start(std::move(columns));
 }
 
 OdbcCursor::OdbcCursor(std::shared_ptr<Link> link, StatementHandle statement)
     : link_(std::move(link)), statement_(std::move(statement)) {
-    Start();
+    Start({});
 }
 
 OdbcCursor::~OdbcCursor() {
     EndReading();
 }
 
-void OdbcCursor::Start() {
-    auto columns = DescribeColumns(*link_, statement_);
+void OdbcCursor::Start(std::vector<Column> columns) {
+    if (columns.empty()) {
+        columns = DescribeColumns(*link_, statement_);
+    }
     // What a server says about rows affected comes as results of its own before the rows.
     while (columns.empty()) {
         const auto result = SQLMoreResults(statement_.Get());

@@ -34,7 +34,8 @@ private:
     };
 
     void TakeRowsIntoMemory() override;
-    void Start();
+    // `columns`: the statement's, if they are known already.
+    void Start(std::vector<Column> columns);
     KeptRow Keep(std::span<const Cell> cells) const;
     void ShowKept();
     bool FetchFromDriver();

@@ -175,6 +175,51 @@ TEST_F(SqliteTest, AnAppenderReadsNoRowAndUsesTheSelectsOwnWords) {
     EXPECT_THROW(connection->OpenCursor("delete from [my rows]"), DataError);
 }
 
+// Its driver reads a number as text of fifteen digits, in whatever type it is asked for.
+TEST_F(SqliteTest, DoublesComeBackToTheLastBit) {
+    const auto connection = Open();
+    connection->Execute(
+        "create table d (id integer, x double, y real, t text, b blob, n datetime)");
+    const auto statement = connection->Prepare(
+        "insert into d values (?,?,?,?,x'00ff','2020-01-02')",
+        std::vector<ParameterInfo>{{adInteger, 4}, {adDouble, 8}, {adDouble, 8}, {adVarChar, 20}});
+    const double numbers[] = {0.1 + 0.2,
+                              1.0 / 3,
+                              -123456789.123456789,
+                              1.7976931348623157e308,
+                              2.2250738585072014e-308,
+                              5e-324,
+                              1e22,
+                              3,
+                              -0.5};
+    std::int64_t id = 0;
+    for (const double number : numbers) {
+        statement->Execute(std::vector<Cell>{
+            Cell::Int64(++id), Cell::Double(number), Cell::Double(-number), Cell::Text("0.10")});
+    }
+    connection->Execute("insert into d values (0, 'xyz', null, null, null, null)");
+    const auto cursor = connection->OpenCursor(
+        "select y as [the number], t, x, id, b, n from d order by id desc  -- all");
+    ASSERT_EQ(cursor->Columns().size(), 6U);
+    EXPECT_EQ(cursor->Columns()[0].name, "the number");
+    EXPECT_EQ(cursor->Columns()[0].type, adDouble);
+    EXPECT_EQ(cursor->Columns()[3].type, adInteger);
+    for (; id > 0; --id) {
+        ASSERT_TRUE(cursor->Next());
+        const double wanted = numbers[id - 1];
+        EXPECT_EQ(ToInt64(cursor->Row()[3]), id);
+        EXPECT_EQ(ToDouble(cursor->Row()[2]), wanted) << ToText(cursor->Row()[2]);
+        EXPECT_EQ(ToDouble(cursor->Row()[0]), -wanted) << ToText(cursor->Row()[0]);
+        EXPECT_EQ(Shown(std::vector<Value>{
+                      Value(cursor->Row()[1]), Value(cursor->Row()[4]), Value(cursor->Row()[5])}),
+                  "text:0.10 | bytes:2 | moment:2020-01-02 00:00:00");
+    }
+    ASSERT_TRUE(cursor->Next());
+    EXPECT_EQ(Shown(std::vector<Value>{Value(cursor->Row()[0]), Value(cursor->Row()[2])}),
+              "null | text:xyz");
+    EXPECT_FALSE(cursor->Next());
+}
+
 // One row doesn't show it: a value keeps the length that the one before it had.
 TEST_F(SqliteTest, BytesOfAThousandLengthsGoToTheirRows) {
     const auto connection = Open();
