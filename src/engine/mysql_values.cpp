@@ -13,7 +13,9 @@
 #include "data/value_text.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstring>
+#include <limits>
 
 namespace vantry {
 namespace {
@@ -142,6 +144,15 @@ void AppendPlainPiece(const Cell& value, std::string& batch) {
             batch.append(digits.data(), end);
             break;
         }
+        case ValueKind::Single:
+            // The server reads a double first, and the shortest form of the largest float is a
+            // double above it.
+            if (std::abs(value.AsSingle()) == std::numeric_limits<float>::max()) {
+                AppendDouble(double{value.AsSingle()}, batch);
+            } else {
+                AppendText(value, batch);
+            }
+            break;
         case ValueKind::Bytes:
             AppendQuoted(value.AsText(), batch);
             return;

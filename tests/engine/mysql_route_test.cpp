@@ -316,6 +316,23 @@ TEST_F(MySqlRoute, ASourceThatBreaksOffLeavesWholeBatchesAndIsGivenUp) {
     EXPECT_EQ(Server().QueryOne("select count(*) from copied where length(customer) <> 200"), "0");
 }
 
+// Its shortest form, 3.4028235E+38, is above it, and the server looks at that.
+TEST_F(MySqlRoute, TheLargestFloatsArrive) {
+    Server().Run("create table orders (id integer, f float)");
+    folder_.Write("Schema.ini", "[orders.csv]\nCol1=id Long\nCol2=f Single\n");
+    FromCsv(
+        "id,f\n1,3.4028234663852886E+38\n2,-3.4028235E+38\n3,3.402823E+38\n4,1.1754944E-38\n"
+        "5,0.1\n");
+    ToMySql();
+    MapTables();
+    RunSession("");
+    EXPECT_EQ(Server().QueryOne("select group_concat(id order by id) from orders where "
+                                "abs(f)>3.4028234e38"),
+              "1,2")
+        << Log();
+    EXPECT_EQ(RowsIn("orders"), 5) << Log();
+}
+
 TEST_F(MySqlRoute, DatesThatNoCalendarHasArriveAsTheyAre) {
     Server().Run(
         "set sql_mode=''; create table orders (id int, d date, t datetime);"
