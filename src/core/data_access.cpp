@@ -1,5 +1,12 @@
 #include "core/data_access.h"
 
+// The state of the objects over a driver: which operation is allowed when, and whose words an error
+// has. A recordset is one of three things: a streaming cursor, whose row is the driver's own
+// memory, a static one that holds its rows, or an appender that reads nothing. Easy to get wrong: a
+// cursor whose step failed must stay dead, or a lost server would give its last row for ever; rows
+// sent in bulk fail as late as Close, so Close flushes first and throws last; and a field without a
+// value is refused rather than sent as something else.
+
 #include "core/driver_registry.h"
 
 #include <utility>
@@ -27,6 +34,8 @@ std::shared_ptr<DriverConnection> ConnectByString(std::string_view text) {
 
 // ---- Connection
 
+// User and password are ignored even where they are given: what a stored string says must be all
+// that it takes to run its session.
 void Connection::Open(std::string_view connection_string, std::string_view, std::string_view, int) {
     if (driver_) {
         throw DataError(kErrInvalidArgument,
@@ -76,6 +85,7 @@ Field& Fields::operator[](std::int32_t index) {
 
 void Recordset::Open(
     std::string_view source, Connection& active_connection, int cursor_type, int lock_type, int) {
+    // Shared, so that the recordset may outlive the Connection object that opened it.
     active_connection.Driver();  // a closed connection is an error of this call
     OpenOn(active_connection.driver_, source, cursor_type, lock_type);
 }
@@ -105,6 +115,7 @@ void Recordset::OpenOn(std::shared_ptr<DriverConnection> connection,
     cursor_type_ = cursor_type;
     lock_type_ = lock_type;
     try {
+        // A recordset that failed to open is closed, and can be opened again.
         Requery();
     } catch (...) {
         row_ = {};
@@ -125,6 +136,8 @@ void Recordset::Requery() {
     cursor_.reset();
     appender_.reset();
     refusal_.reset();
+    // The one pair of cursor and lock that no reader asks for. Its rows aren't read: a target of a
+    // million rows would be, only to be appended to.
     if (cursor_type_ == adOpenDynamic && lock_type_ == adLockOptimistic && OpenForAdding()) {
         return;
     }
@@ -135,7 +148,7 @@ void Recordset::Requery() {
 // be read.
 bool Recordset::OpenForAdding() {
     try {
-        connection_->ExpectManyRows();  // Close settles
+        connection_->ExpectManyRows();  // Close flushes them
         appender_ = connection_->OpenAppender(source_);
     } catch (const DataError& error) {
         refusal_ = error;
@@ -167,6 +180,7 @@ void Recordset::OpenForReading() {
     }
 }
 
+// Fields point into columns_, which must not grow while they live.
 void Recordset::BuildFields(std::span<const ColumnInfo> columns) {
     columns_.assign(columns.begin(), columns.end());
     fields_.items_.clear();
@@ -182,6 +196,7 @@ void Recordset::ReadAllRows() {
         auto& kept = rows_.emplace_back();
         kept.reserve(row.size());
         for (std::size_t column = 0; column < row.size(); ++column) {
+            // A kept row has no cursor left to ask for the reason later: it fails here.
             if (row[column].Kind() == ValueKind::Unreadable) {
                 throw cursor_->FieldError(column);
             }
@@ -203,6 +218,8 @@ void Recordset::StepCursor() {
     }
 }
 
+// Everything is released before the error of Settle goes out: the object can be opened again either
+// way.
 void Recordset::Close() {
     RequireOpen();
     adding_ = false;
@@ -211,7 +228,7 @@ void Recordset::Close() {
     std::exception_ptr lost;
     try {
         if (appender_) {
-            connection_->Settle();  // before the appender ends: it has nobody to tell
+            connection_->Settle();  // the appender's end couldn't report
         }
     } catch (...) {
         lost = std::current_exception();
@@ -266,6 +283,7 @@ void Recordset::MoveNext() {
 
 void Recordset::MoveFirst() {
     RequireOpen();
+    // A stream can't go back: it starts again, and the source may have other rows by then.
     if (appender_) {
         return;
     }
@@ -319,6 +337,7 @@ void Recordset::AddNew() {
         throw DataError(kErrInvalidArgument,
                         "Current Recordset does not support updating: it was opened for reading.");
     }
+    // The buffers stay: Assign keeps a text's memory, and a row costs no allocation.
     for (auto& value : new_row_) {
         value.Assign(Cell());
     }
@@ -338,6 +357,7 @@ void Recordset::Update() {
                 "The row isn't stored: column " + columns_[column].name + " was given no value.");
         }
     }
+    // A refused row stays begun: the caller says by CancelUpdate that it gives it up.
     appender_->Append(new_cells_);
     adding_ = false;
 }
@@ -379,6 +399,7 @@ void Command::Execute() {
         if (items[k].value_.IsUnset()) {
             missing = std::min(missing, k);
         }
+        // Used up also when the row isn't sent, so that no value of this row gets into the next.
         values_.push_back(items[k].value_);
         items[k].value_ = Cell();
     }
@@ -395,6 +416,7 @@ void Command::Execute() {
             infos.push_back({item.Type, item.Size, item.Precision, item.NumericScale});
             prepared_types_.push_back(item.Type);
         }
+        // The old statement ends first: some servers have one at a time for a connection.
         statement_.reset();
         statement_ = connection_->Prepare(CommandText, infos);
         prepared_text_ = CommandText;

@@ -70,6 +70,7 @@ private:
     std::size_t position_;
 };
 
+// The columns of the open recordset, in the order of its statement. Gone with the next Open.
 class Fields {
 public:
     std::int32_t Count() const { return static_cast<std::int32_t>(items_.size()); }
@@ -80,6 +81,8 @@ private:
     std::vector<Field> items_;
 };
 
+// Rows of one statement, or a place to add rows. Errors of the source come out at the operation
+// that met them; a recordset that failed to open is closed.
 class Recordset {
 public:
     Recordset() = default;
@@ -164,6 +167,7 @@ inline const Cell& Field::Value() const {
     return owner_->ValueAt(position_);
 }
 
+// What a value is sent as. Type may be set again between two calls of Execute.
 class Parameter {
 public:
     int Direction = adParamInput;
@@ -181,6 +185,7 @@ private:
     Cell value_;
 };
 
+// The parameters of a command, by their place in its text. Append copies.
 class Parameters {
 public:
     void Append(const Parameter& parameter) { items_.push_back(parameter); }
@@ -192,6 +197,7 @@ private:
     std::vector<Parameter> items_;
 };
 
+// One statement, executed again and again with other values or other text.
 class Command {
 public:
     int CommandType = adCmdText;
@@ -199,13 +205,16 @@ public:
                                    // at its first Execute
     std::string CommandText;       // may be replaced between two calls of Execute
     class Parameters Parameters;
-    bool ManyRows = false;  // the calls may share what makes a row last, up to Settle
+    // Many calls will follow: a file engine may then flush several rows together. A row counts as
+    // stored only once Settle has returned.
+    bool ManyRows = false;
 
     // Prepares at the first call and whenever text or parameter types have changed. A call uses the
     // parameters' values up: each must be set again before the next. A parameter without a value is
     // an error of this call.
     void Execute();
-    // Behind the last call: throws what went wrong with rows that were taken and didn't last.
+    // After the last call: flushes, and throws what went wrong with rows that Execute had taken;
+    // the error says how many are lost.
     void Settle();
 
 private:
@@ -232,6 +241,7 @@ private:
     std::vector<Item> items_;
 };
 
+// A database as a whole: made anew, or asked for its tables and views.
 class Catalog {
 public:
     // A new empty database file; an existing one is an error.

@@ -17,6 +17,7 @@ std::map<std::string, std::shared_ptr<Driver>>& RegisteredDrivers() {
     return drivers;
 }
 
+// Made at first use: a run that touches no server loads no client library's state.
 Driver& TextDriver() {
     static const auto driver = text::MakeTextDriver();
     return *driver;
@@ -88,6 +89,7 @@ void RegisterDriver(const std::string& provider, std::shared_ptr<Driver> driver)
 
 Driver& DriverFor(const ConnectionString& connection) {
     const auto& provider = connection.Get("Provider");
+    // Before all others, so that a test's driver stands in for a real one of the same name.
     if (const auto found = RegisteredDrivers().find(provider); found != RegisteredDrivers().end()) {
         return *found->second;
     }

@@ -4,6 +4,7 @@
 
 namespace vantry {
 
+// Nothing clears these between sessions: Back through the pages relies on what later pages left.
 std::string HelpFilePath;
 std::string QuoteChar = "\"";
 std::string SkipLabel = "<Skip>";
@@ -44,6 +45,7 @@ i16 SourceQueryMode = 0;
 std::vector<std::string> OdbcDrivers;
 std::vector<DsnRec> OdbcDsns;
 
+// Left open by a load that was given up, until the next table replaces them.
 std::unique_ptr<Connection> SrcConn;
 std::unique_ptr<Recordset> SrcRS;
 std::unique_ptr<Connection> DstConn;
@@ -63,8 +65,10 @@ void InitSharedState(const std::string& application_folder) {
     HelpFilePath = JoinPath(application_folder, "VY3Help.chm");
     QuoteChar = "\"";
     SkipLabel = "<Skip>";
+    // The provider's name and the lower-case file name are in the statements of old logs.
     RepoConnStr = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" +
                   JoinPath(application_folder, "vyrepo.mdb");
+    // Unsaved: a run of it leaves no record.
     CurrentSessionID = 0;
 }
 

@@ -87,7 +87,8 @@ extern std::string SkipLabel;
 extern std::string RepoConnStr;
 extern i32 CurrentSessionID;
 
-// The session.
+// The session. The kinds are compared by exact letters, and only by core/kinds; strings of the
+// connections hold passwords and go into no message.
 extern std::string
     SourceType;  // "ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "ODBC", "TEXT", "TEXTPOLL"
 extern std::string TargetType;  // "ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"

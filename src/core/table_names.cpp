@@ -1,5 +1,10 @@
 #include "core/table_names.h"
 
+// Each name in a statement is put together here, by the row of its kind and what the statement is
+// for. Easy to get wrong: a FoxPro table in folder mode is a file when its rows are read or written
+// and a plain name when its columns are probed, and the target's name is bracketed in some
+// statements and bare in others, as the row's fields "table" and "name" say.
+
 #include "data/letter_case.h"
 
 namespace vantry {
@@ -21,6 +26,7 @@ bool NamesOwner(const TableRec& table, OwnerRule rule) {
     return true;
 }
 
+// Probes and filter tests name the table alone: the connection's folder leads to its file.
 bool IsLoad(Reading reading) {
     return reading == Reading::RowLoad || reading == Reading::BatchLoad ||
            reading == Reading::TextRun;
@@ -65,6 +71,7 @@ std::string TargetTableToProbe(const std::string& name) {
 
 std::string TargetTableForInsert(const std::string& name) {
     const auto& kind = ThisTarget();
+    // Only a name with a blank needs brackets here, and a bare one takes no other sign.
     if (IsFile(kind) && !(kind.brackets_blanks && HoldsBlank(name))) {
         return FileOf(name) + " ";
     }
@@ -75,6 +82,7 @@ std::string TargetTableToMake(const std::string& name, bool blank) {
     const auto& kind = ThisTarget();
     const bool file = IsFile(kind);
     const std::string written = file ? FileOf(name) : name;
+    // Without a mode the name goes bare also with a blank: the target refuses it.
     if (kind.brackets_blanks && blank && (file || FoxDestMode == "DBC")) {
         return kBrackets(written) + " ";
     }

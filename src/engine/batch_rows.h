@@ -25,6 +25,8 @@ public:
     void Settle() override;
 
 private:
+    // Ends the batch with `end` and executes it. Its rows are gone from here either way: sent
+    // again, some of them could arrive twice.
     void SendBatch(std::string_view end);
 
     struct Column {

@@ -1,17 +1,17 @@
 #pragma once
-// The error policy of the row loaders and the text writer: a failing statement is told and counted,
-// the walk goes on with the statement after it, and the whole walk is given up when the count
-// reaches its limit. A statement is whatever is passed to the scope:
+// The error policy of the row loaders and the text writer: a failing statement is logged and
+// counted, the walk goes on with the statement after it, and the whole walk is given up when the
+// count reaches its limit. A statement is what is passed to the scope:
 //
-//     ErrorScope scope(50, [&](auto description) { AppendLog(log_line::RowError(row, description));
-//     }); const bool whole = scope.Run([&] {
-//         scope([&] { SrcRS->Open(...); });                         // fails: the next line runs
-//         while (scope.Enters([&] { return !SrcRS->Eof(); })) {     // fails: its block runs
+//     ErrorScope scope(50, log_it);
+//     const bool whole = scope.Run([&] {
+//         scope([&] { SrcRS->Open(...); });  // fails: the next line runs
+//         while (scope.Enters([&] { return !SrcRS->Eof(); })) {  // fails: its block runs
 //             ...
 //         }
 //     });
 //
-// A source that can't be reached thus ends in as many told errors as are allowed: nothing has to
+// A source that can't be reached thus ends in as many logged errors as are allowed: nothing has to
 // ask whether the statement before it went well, and nothing runs on for ever. A statement that
 // doesn't fail costs no more than its call.
 
@@ -29,7 +29,7 @@ class ErrorScope {
 public:
     using Tell = std::function<void(std::string_view description)>;
 
-    // Error number `limit` gives the walk up, after it was told.
+    // Error number `limit` gives the walk up, after it was logged.
     ErrorScope(int limit, Tell tell) : limit_(limit), tell_(std::move(tell)) {}
 
     // The walk sets it at the start of each row; an error takes it away.

@@ -33,9 +33,11 @@ i16 MoveLoadedFile(const std::string& name) {
             BeforeLoadedRename();
         }
         const std::string ending = LoadedEnding();
+        // Both are checked: the extension comes from the session, too.
         RequirePlainName(name);
         RequirePlainName(name + ending);
         const std::string loaded = file::ResolveFileName(JoinPath(PollFolder, name));
+        // A file that has the new name already is an earlier load's: it stays, and a box says so.
         file::RenameNoReplace(loaded, loaded + ending);
         return kTrue;
     } catch (const DataError& error) {

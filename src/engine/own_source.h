@@ -7,7 +7,7 @@
 namespace vantry {
 
 // Whether the session's connections lead to the same data and both names mean the same table there.
-// Names compare without case, also where a server tells them apart: a refusal costs nothing.
+// Names compare without case, also where a server distinguishes them: a refusal costs nothing.
 bool IsItsOwnSource(const TableRec& source, const TableRec& target);
 
 // The cursor type by which the rows are read: `usual`, unless they are appended to their own table

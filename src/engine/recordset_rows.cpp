@@ -1,5 +1,8 @@
 #include "engine/recordset_rows.h"
 
+// A row is AddNew, each field by its carrier, Update. A field that fails leaves its value unset,
+// and Update isn't tried then: the row is logged once, under the field's words.
+
 #include "core/table_names.h"
 
 namespace vantry {
@@ -22,6 +25,8 @@ std::string RecordsetRows::TargetSelect() const {
 }
 
 void RecordsetRows::Begin() {
+    // Both objects are new for each table, also when the open fails: what an earlier table left
+    // open ends here.
     auto& scope = load_.scope;
     DstConn = std::make_unique<Connection>();
     if (manner_.client_cursor) {
@@ -40,6 +45,7 @@ void RecordsetRows::Begin() {
         column.position = k;
         column.scratch = &scratch_;
         column.carry = manner_.carrier(column.source->Type());
+        // Looked up once: the target's fields stand still while it is open.
         if (k < targets) {
             column.target = &DstRS->Fields()[k];
         }
@@ -64,6 +70,7 @@ void RecordsetRows::End() {
     load_.scope([] { DstRS->Close(); });
 }
 
+// Close flushes what a file engine has batched, and throws the rows that didn't last.
 void RecordsetRows::Settle() {
     DstRS->Close();
 }

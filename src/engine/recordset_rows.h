@@ -45,6 +45,7 @@ public:
     void Settle() override;
 
 private:
+    // Of exactly the mapped columns, so that places agree with the source's.
     std::string TargetSelect() const;
 
     RecordsetManner manner_;

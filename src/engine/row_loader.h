@@ -5,7 +5,7 @@
 //
 // A row of which a field can't be read isn't sent: the statement or the new row refuses itself
 // while a value is missing. So the source's rows are those that the target gained and those that
-// the log tells as failed, up to the row at which the table was given up.
+// the log has as failed, up to the row at which the table was given up.
 
 #include "core/session_state.h"
 

@@ -3,9 +3,8 @@
 // 100 rows to an INSERT. A table with long or binary columns goes row by row through AddNew and
 // Update.
 //
-// A batch is sent or lost as a whole: a row of which a field couldn't be read leaves its batch
-// malformed, and the server refuses it. The log tells one error for such a batch, with the count of
-// rows reached; the rows stay counted.
+// A batch is sent or lost as a whole (engine/batch_rows.h), and the count in the log doesn't take a
+// lost one off.
 
 #include "core/session_state.h"
 

@@ -1,5 +1,10 @@
 #include "engine/run_log.h"
 
+// The words of the log, one function a line. They are searched by users' scripts and compared with
+// logs of earlier runs: odd spellings, blanks and line breaks are part of them. Easy to get wrong:
+// "exceed 50" stands also where the limit is the 51st error, and minutes of an elapsed time aren't
+// reduced by its hours.
+
 #include "data/value_text.h"
 
 namespace vantry {
@@ -28,6 +33,7 @@ std::int64_t SecondsOf(const DateTime& moment) {
     return moment.day * std::int64_t{86'400} + moment.nanos / kNanosPerSecond;
 }
 
+// Boundaries crossed are counted, not time passed: 0:59:59 to 1:00:00 is one minute.
 // Days before the calendar's day 0 count down: round towards the past.
 std::int64_t MinutesOf(const DateTime& moment) {
     const auto seconds = SecondsOf(moment);
@@ -37,6 +43,7 @@ std::int64_t MinutesOf(const DateTime& moment) {
 }  // namespace
 
 void StartLog(std::string_view line) {
+    // A former run's log goes, and the user sees at once that this one has begun.
     CurrentRunView->SetLogText(line);
     CurrentRunView->Repaint();
 }
@@ -112,6 +119,7 @@ std::string DeleteFailed(std::string_view target, std::string_view description) 
     return Join("Error deleting rows from table ", target, kLineBreak, description);
 }
 
+// These three end in a line break of their own: an empty line follows in the log.
 std::string AboutToCreate(std::string_view source) {
     return Join("About To Create Table ", source, kLineBreak);
 }
@@ -132,6 +140,8 @@ std::string AboutToInsertMySQL(std::string_view target) {
     return Join("About to Insert Rows in ", target, " Table");
 }
 
+// The data source's words stand on a line of their own, so that scripts can match the first line
+// whatever the driver says.
 std::string RowError(std::int64_t row, std::string_view description) {
     return Join("Error Loading Row:", std::to_string(row), kLineBreak, description);
 }
@@ -148,6 +158,7 @@ std::string_view LoadCancelled() {
     return "User Requested to cancel loading";
 }
 
+// Runs to text files have their own wording throughout, down to the blank in place of the colon.
 std::string TextStarted() {
     return Join("Started Loading at ", PresentTime());
 }

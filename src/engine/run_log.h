@@ -13,7 +13,7 @@ namespace vantry {
 
 // Replaces the whole log and shows it at once.
 void StartLog(std::string_view line);
-// Adds a line and moves the caret to the end: the one way in which everyone adds to the log.
+// Adds a line and moves the caret to the end: the usual way in which a line gets into the log.
 void AppendLog(std::string_view line);
 // Adds to the last line.
 void ContinueLog(std::string_view text);

@@ -5,6 +5,7 @@ namespace vantry {
 RunReport CurrentRunReport;
 void (*TableCreatedHook)(i16 i) = nullptr;
 
+// The names are in the summary file, which other programs read.
 const char* OutcomeName(TableOutcome outcome) {
     switch (outcome) {
         case TableOutcome::NotReached:
@@ -31,6 +32,7 @@ void StartRunReport() {
 TableReport& ReportOf(i16 i) {
     const auto table = static_cast<std::size_t>(i);
     auto& tables = CurrentRunReport.Tables;
+    // Reports may be asked for before a run has started one, by tests and by failing preparations.
     while (tables.size() <= table) {
         auto& added = tables.emplace_back();
         const std::size_t k = tables.size() - 1;

@@ -4,8 +4,8 @@
 // go; one run at a time has it.
 //
 // Rows are counted where they are: read when the source stood on them, loaded when the target took
-// them. The log's own counts differ from these in a few prescribed cases (a refused batch counts as
-// loaded there).
+// them. The log's own counts differ from these where a batch is refused: it counts as loaded there,
+// and stays so, because users compare a run's log with those of earlier runs.
 
 #include "core/session_state.h"
 
@@ -51,7 +51,7 @@ void StartRunReport();
 TableReport& ReportOf(i16 i);
 
 // Called as soon as the run has created the table `i` of SrcTables for the first time, before its
-// rows; null, or set by whoever must know of it even if the run dies.
+// rows; null, or set by what must know of it even if the run dies.
 extern void (*TableCreatedHook)(i16 i);
 
 }  // namespace vantry

@@ -56,6 +56,7 @@ void WalkTables() {
         if (table >= DstTables.size()) {
             AppendLog(NoTargetFor(SrcTables[table]).Description());
             ++ReportOf(i).Errors;
+            // A table that couldn't be prepared is left out, and the next one is taken.
         } else if (Prepare(i)) {
             NoteCreation(i);
             load_result =
@@ -80,9 +81,12 @@ void WalkTables() {
 }  // namespace
 
 void WriteRunRecord() {
+    // Other readers of the repository know the column as always 0.
     const bool failed = false;  // a table's failure stands in the log alone
     const std::string session = std::to_string(CurrentSessionID);
     const DateTime now = Now();
+    // Dates and times as texts of the machine's form: the columns are texts, and the session list
+    // shows them as they stand.
     RepoConn = std::make_unique<Connection>();
     RepoConn->Open(RepoConnStr);
     RepoConn->Execute("update sessions set LastRunDate=" + QuoteChar + ShortDate(now) + QuoteChar +
@@ -114,9 +118,11 @@ void RunSession(const std::string& /*ignored*/) {
     TableCancelled = kFalse;
     SessionStartTime = Now();
     StartLog(log_line::Started());
+    // One element a table, empty until that table is created for the first time.
     CreatedTables.assign(SrcTables.size(), TableRec());
     StartRunReport();
     WalkTables();
+    // From here on a failure is the record's, and the tables are loaded all the same.
     CurrentRunReport.Walked = true;
     if (CurrentSessionID >= 1) {
         WriteRunRecord();

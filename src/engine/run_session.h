@@ -1,7 +1,7 @@
 #pragma once
 // Runs the session in memory against a database target: prepares each target table, moves its rows,
-// tells the log, and writes the run's record into the repository. A failing table is told in the
-// log and the next one is taken; a failure of the repository goes through to the caller.
+// writes the log, and writes the run's record into the repository. A failing table is logged and
+// the next one is taken; a failure of the repository goes through to the caller.
 //
 // CurrentRunView must be set. The session's arrays are read and never changed, so a run can be
 // repeated.
@@ -13,8 +13,9 @@ namespace vantry {
 // The argument is ignored.
 void RunSession(const std::string& ignored);
 
-// What RunSession ends with, for whoever goes on after a repository failed it: the record of the
-// run, by which a table that was created isn't created again, and the closing lines of the log.
+// What RunSession ends with, for a caller that goes on after the repository failed it: the record
+// of the run, by which a table that was created isn't created again, and the closing lines of the
+// log.
 void WriteRunRecord();
 void FinishRunLog();
 

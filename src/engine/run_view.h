@@ -1,6 +1,6 @@
 #pragma once
-// What a run needs of whoever shows it: the run page, the runner, a test. All calls come on the
-// thread of the run. Label and bar change at every row: an implementation keeps them cheap and
+// What a run needs of the place that shows it: the run page, the runner, a test. All calls come on
+// the thread of the run. Label and bar change at every row: an implementation keeps them cheap and
 // repaints by its own clock.
 
 #include <cstdint>
@@ -32,7 +32,7 @@ public:
     // Lets waiting events in; a cancel arrives here.
     virtual void DoEvents() = 0;
 
-    // A box with `text` and an OK button, for the one failure that a run tells in a box.
+    // A box with `text` and an OK button, for the one failure that isn't only logged.
     virtual void ShowMessage(std::string_view text) = 0;
 };
 

@@ -5,6 +5,7 @@
 namespace vantry {
 namespace {
 
+// Three spellings of one thing: servers' logs and filters know them.
 std::string_view CountHead(Reading reading) {
     switch (reading) {
         case Reading::BatchLoad:
@@ -35,6 +36,7 @@ SourceStatements ReadingStatements(const TableRec& source,
     for (const auto* column : columns) {
         statements.select += SourceColumn(column->SCName, reading) + ",";
     }
+    // The condition is the user's own text and goes in as it stands, into both statements alike.
     CutLast(statements.select);
     std::string rows = " FROM " + SourceTable(source, reading);
     if (!source.WhereCond.empty()) {

@@ -1,5 +1,9 @@
 #include "engine/statement_rows.h"
 
+// The statement is prepared by its first execution and takes new values by reference after that: no
+// value is copied between the source's row and the driver. A parameter holds its value for one
+// execution only, so a field that failed leaves its parameter empty instead of the row before's.
+
 #include "core/table_names.h"
 #include "data/value_convert.h"
 #include "engine/row_loader.h"
@@ -17,6 +21,7 @@ Parameter ParameterFor(const Field& field) {
     parameter.NumericScale = field.NumericScale();
     parameter.Precision = field.Precision();
     const int most = ThisTarget().most_digits;
+    // A longer number would be refused by the target as a whole; this way it loses digits at most.
     if (most > 0 && field.Type() == adNumeric && field.Precision() > most) {
         parameter.Size = most;
         parameter.Precision = most;
@@ -27,6 +32,7 @@ Parameter ParameterFor(const Field& field) {
 
 }  // namespace
 
+// A null is an F, too: the column of letters that stands for a boolean has never had nulls.
 Cell AsLetter(const Cell& value) {
     return Cell::Text(ToBoolean(value).value_or(false) ? "T" : "F");
 }
@@ -77,6 +83,7 @@ void StatementRows::AppendParameters() {
         insert_ += "?,";
         command_.Parameters.Append(ParameterFor(SrcRS->Fields()[k]));
     }
+    // Only when all are appended do they stand still in memory.
     for (std::int32_t k = 0; k < count; ++k) {
         auto& column = columns_.emplace_back();
         column.source = &SrcRS->Fields()[k];
@@ -89,6 +96,7 @@ void StatementRows::Begin() {
     insert_ = InsertHead(load_) + "(";
     command_.CommandType = adCmdText;
     command_.ActiveConnection = TargetConnStr;
+    // File engines make rows last in batches; End and Settle say when that must be done.
     command_.ManyRows = true;
     load_.scope([&] { AppendParameters(); });
     CutLast(insert_);

@@ -28,8 +28,10 @@ private:
     static void BindField(Column& column);
     static void BindLetterBoolean(Column& column);
     static void BindBinaryBoolean(Column& column);
+    // By the type of the source's field and what the target's row says of booleans.
     static auto BinderOf(int type) -> void (*)(Column&);
 
+    // One for each field of the source, with its type, size, precision and scale.
     void AppendParameters();
 
     std::string insert_;

@@ -1,5 +1,11 @@
 #include "engine/target_creation.h"
 
+// One statement from the column map: head, a piece a column behind a carriage return, and a
+// bracket. A new table takes the target side's names and types, a rebuilt one the source side's
+// names with their types translated, because the loaders name the columns of a dropped table that
+// way. Easy to get wrong: which width counts (the target's in a new table, the source's in a
+// rebuilt one), and that a word in place of a type, such as OLEOBJECT, takes no size.
+
 #include "core/table_names.h"
 #include "data/letter_case.h"
 #include "engine/run_log.h"
@@ -40,10 +46,12 @@ std::string SizeSuffix(const ColMapRec& row, bool is_new) {
     const std::string type = CleanUpper(is_new ? row.DDtype : TranslateType(row.SOrgDtype, "DEST"));
     const std::string width = std::to_string(width_number);
 
+    // Such a column comes without a size from the kind itself, and any size would narrow it.
     if (SourceType == TargetType && !rules.unsized_of_own_kind.empty() &&
         CleanUpper(row.SOrgDtype) == rules.unsized_of_own_kind) {
         return {};
     }
+    // MySQL's INTEGER has a display width, which only the target's map knows.
     if (IsOneOf(type, rules.target_width)) {
         return row.DWidth < 0 ? std::string() : "(" + std::to_string(row.DWidth) + ")";
     }
@@ -101,6 +109,7 @@ std::string CreateTableStatement(i16 i) {
         statement += '\r';
         statement += IsNew(table) ? NewPiece(*row) : RebuiltPiece(*row);
     }
+    // Without columns this cuts into the head, and the target refuses the statement.
     CutLast(statement);
     return statement + "\r)";
 }

@@ -10,7 +10,7 @@
 
 namespace vantry {
 
-// -1 on success; 0 on failure, which is told in the log.
+// -1 on success; 0 on failure, which is logged.
 i16 CreateTargetTable(i16 i);
 
 // The statement itself. Each column stands behind a single carriage return.

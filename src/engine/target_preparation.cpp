@@ -29,6 +29,7 @@ i16 DropTargetTable(i16 i) {
     try {
         Connection connection;
         AppendLog(log_line::AboutToDrop(name));
+        // After the line, so that the log says for which table it was refused.
         RequireOtherTable(i);
         // Opened twice: the first open makes a file engine let go of what an earlier table of the
         // run left cached of this one.

@@ -1,7 +1,7 @@
 #pragma once
 // Drops or empties an existing target table before its rows come. Each uses a connection of its own
-// and tells what it does in the log; a failure is told with the data source's own words and gives
-// 0, and the table is then left out of the run.
+// and logs what it does; a failure is logged with the data source's own words and gives 0, and the
+// table is then left out of the run.
 
 #include "core/session_state.h"
 

@@ -1,5 +1,11 @@
 #include "mapping/column_discovery.h"
 
+// Columns are read from the field list of a query without rows, which every kind understands alike,
+// and put side by side by position. The arrays belong to the whole session: a table that is read
+// again moves its rows to their end. Easy to get wrong: an array without rows has one empty element
+// (pages count on it), rows of one table stay together, and a text source's probe has no condition,
+// since its driver reads the first line in any case.
+
 #include "core/table_names.h"
 #include "data/letter_case.h"
 #include "data/value_text.h"
@@ -14,6 +20,7 @@
 namespace vantry {
 namespace {
 
+// Up to the first dot: a file "orders.2006.csv" makes the table "orders".
 std::string BaseName(const std::string& name) {
     return name.substr(0, name.find('.'));
 }
@@ -39,9 +46,12 @@ std::string TargetProbe(const std::string& name) {
 }
 
 i32 WidthOf(const Field& field, const std::string& type) {
+    // The precision, not the bytes that the source stores: CREATE writes it as the width. The
+    // fields have eight bits where the map's numbers come from.
     if (type == "Numeric" || type == "Decimal" || type == "VarNumeric") {
         return field.Precision() & 0xFF;
     }
+    // Drivers disagree on how long an unlimited column is; the map shows 0 for all of them.
     if (type == "LongVarBinary" || type == "LongVarChar" || type == "LongVarWChar") {
         return 0;
     }
@@ -138,6 +148,7 @@ void AppendTargetColumns(const TableRec& table,
                          const std::vector<std::size_t>& source_rows,
                          Probes& probes,
                          std::size_t& next) {
+    // To be created: the source's columns under their own names, as a start for the user.
     if (table.TableExists == kFalse) {
         for (const std::size_t row : source_rows) {
             ColumnRec column = SrcCols[row];
@@ -158,6 +169,7 @@ void AppendTargetColumns(const TableRec& table,
 }
 
 void SetExistence(std::size_t index, i16 exists, const char* first_time) {
+    // Both sides are saved, and either is read by the run.
     for (auto* table : {&SrcTables[index], &DstTables[index]}) {
         table->TableExists = exists;
         table->LoadOption = "APPEND";
@@ -167,6 +179,7 @@ void SetExistence(std::size_t index, i16 exists, const char* first_time) {
 
 // What the target holds: what the kind's own query lists, else everything in the catalogue.
 std::vector<std::string> NamesInTarget() {
+    // A server's catalogue lists what other users have, too; the kind's own query doesn't.
     std::vector<std::string> names;
     if (const auto query = ThisTarget().table_list; !query.empty()) {
         Connection connection;
@@ -202,6 +215,7 @@ std::set<std::string> KeysOf(const std::vector<std::string>& names) {
 }
 
 void MarkExisting(std::size_t index, const std::set<std::string>& keys) {
+    // By its key: servers and files differ in whether letter case counts, users rarely mean it.
     if (keys.contains(NameKey(DstTables[index].Name))) {
         SetExistence(index, kTrue, "");
     }
@@ -232,6 +246,7 @@ void AppendMapRows(double tab_id,
         } else {
             row.SCName = SkipLabel;
         }
+        // The target's name and number replace what the source side wrote.
         if (r < target_columns.size()) {
             const auto& column = target_columns[r];
             row.TName = column.TName;
@@ -252,6 +267,7 @@ void AppendMapRows(double tab_id,
 // that row's place is taken, as the upper bound alone decides.
 template <typename Record>
 std::size_t TakeOut(std::vector<Record>& array, double tab_id) {
+    // The order of the others stays: Form5 takes a table's rows for one block.
     std::erase_if(array, [&](const Record& record) { return record.TabID == tab_id; });
     if (array.empty()) {
         array.emplace_back();
@@ -286,11 +302,14 @@ void FillTargetTables() {
             target.Name = ThisSource().text_files ? BaseName(source_name) : source_name;
         }
         target.TabID = static_cast<i16>(i);
+        // Saving writes the index as the number, too: rows under any other would be lost there.
         SrcTables[i].TabID = static_cast<i16>(i);
     }
 }
 
 void LoadSourceColumns() {
+    // One connection for all probes; each failure goes to the page, with what was read so far in
+    // place.
     SrcCols.assign(1, ColumnRec());
     std::size_t next = 0;
     Probes probes(SourceConnStr);
@@ -383,12 +402,14 @@ void RebuildTableMap(i16 tab_id) {
     std::vector<ColumnRec> target_columns;
     SplitTableColumns(tab_id, source_columns, target_columns);
     AppendMapRows(tab_id, source_columns, target_columns, next);
+    // Form5 finds a grid row's record by Pos, and rows of other tables have moved, too.
     for (std::size_t row = 0; row < ColMaps.size(); ++row) {
         ColMaps[row].Pos = static_cast<i16>(row);
     }
 }
 
 bool NameTargetTable(std::size_t index, const std::string& name) {
+    // Another spelling of the same table needs no new probe.
     if (LowerCased(Trimmed(DstTables[index].Name)) == LowerCased(Trimmed(name))) {
         return false;
     }

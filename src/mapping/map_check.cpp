@@ -12,6 +12,8 @@
 namespace vantry {
 namespace {
 
+// The rules have 16-bit widths since sessions were first stored; a wider column is named
+// here instead of being cut to a width that would pass.
 i16 NarrowWidth(i32 width, const ColMapRec& row, const std::string& column) {
     if (width > std::numeric_limits<i16>::max() || width < std::numeric_limits<i16>::min()) {
         throw DataError(kErrOverflow,
@@ -43,6 +45,7 @@ std::string CheckMapRow(const ColMapRec& row) {
 }
 
 std::string MapErrorsOfAllTables() {
+    // Grouped first: a thousand tables of a hundred columns would be walked a thousand times.
     std::map<double, std::vector<const ColMapRec*>> rows_of;
     for (const auto& row : ColMaps) {
         if (row.SSelected == 1) {
@@ -57,6 +60,8 @@ std::string MapErrorsOfAllTables() {
         }
         for (const auto* row : rows->second) {
             if (const std::string error = CheckMapRow(*row); !error.empty()) {
+                // Above every error, not once a table: users search the text from the error
+                // upwards.
                 text += "TABLE NAME :" + table.Name + "\r\n" + error + "\r\n";
             }
         }
@@ -94,6 +99,7 @@ std::string FindDuplicateTarget(const std::vector<ColMapRec>& rows) {
             repeated.emplace(row.TabID, row.DCName);
         }
     }
+    // The first of them in the map's order, which is the one that the page can show.
     if (repeated.empty()) {
         return {};
     }
@@ -113,6 +119,7 @@ void StoreWhereCondition(std::size_t index, const std::string& condition) {
         return;
     }
     Recordset rows;
+    // Opening is the test: no row is read, and the condition is stored only behind it.
     rows.Open(WhereTestQuery(SrcTables[index], condition), SourceConnStr);
     SrcTables[index].WhereCond = condition;
     DstTables[index].WhereCond = condition;

@@ -15,6 +15,7 @@ namespace {
 using Name = std::string_view;
 
 // clang-format off
+// By name alone, whatever the kind: a MySQL TEXT lets its size be changed as an Access one does.
 constexpr Name kSizedTypes[] = {"NUMERIC", "CHARACTER", "CHAR", "VARCHAR", "VARCHAR2", "TEXT",
     "NUMBER"};
 constexpr Name kTypesWithDecimals[] = {"NUMERIC", "DOUBLE"};
@@ -30,6 +31,7 @@ std::optional<Integer> NumberOf(const std::string& text) {
     if (!number) {
         return std::nullopt;
     }
+    // As the field's own conversion would round: 2.5 is 2 and 3.5 is 4.
     const double rounded = std::nearbyint(*number);  // half to even
     if (rounded < std::numeric_limits<Integer>::min() ||
         rounded > std::numeric_limits<Integer>::max()) {
@@ -42,6 +44,7 @@ std::optional<Integer> NumberOf(const std::string& text) {
 
 std::span<const std::string_view> TargetTypeChoices(std::string_view kind) {
     const std::string key = UpperCased(Trimmed(kind));
+    // Letter case doesn't count here: the page passes on what a stored session holds.
     for (const auto& row : AllKinds()) {
         if (key == UpperCased(row.name)) {
             return row.target.type_choices;
@@ -62,6 +65,7 @@ void PickSourceSkip(ColMapRec& row) {
     row.SCName = SkipLabel;
 }
 
+// The row keeps its place and its target: only what describes the source column goes.
 void LeaveSourceSkip(ColMapRec& row) {
     row.SCName = SkipLabel;
     row.SDtype.clear();

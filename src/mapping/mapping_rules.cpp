@@ -1,5 +1,11 @@
 #include "mapping/mapping_rules.h"
 
+// A row is judged by its target's rules for names and widths first, then by the table of type
+// pairs. The first rule that is broken gives the name message; the type block is added to it, so a
+// row can have both. Easy to get wrong: a FoxPro source is judged by rules of its own in three
+// points, a text source has no types, and the messages' words, line breaks included, are what users
+// search for.
+
 #include "core/kinds.h"
 #include "data/letter_case.h"
 #include "data/utf.h"
@@ -36,6 +42,7 @@ bool HasBlank(const std::string& name) {
 
 std::string OracleNameError(const std::string& name) {
     if (CountCodePoints(name) > kOracleNameLimit) {
+        // Thirty are allowed, whatever the words say.
         return "Column Name must be less than 30 Chars";
     }
     return HasBlank(name) ? NoSpaces(name) : "";
@@ -44,6 +51,7 @@ std::string OracleNameError(const std::string& name) {
 std::string FoxProError(const ColumnPair& pair, NumericWidthTest numeric_test) {
     const std::string& name = pair.DCName;
     const std::string kind = UpperCased(Trimmed(pair.DDtype));
+    // A free table's file has room for ten bytes a name; a container keeps long ones beside it.
     if (FoxDestMode == "DIR" && CountCodePoints(name) > kFreeTableNameLimit) {
         return name + " Col. Name Length must be <= 10 Chars in Free table DBF File";
     }
@@ -129,6 +137,7 @@ std::string CheckColumnPair(const std::string& SCName,
                             i16 DWidth,
                             i16 /*SScale*/,
                             i16 /*DScale*/) {
+    // Widths of the source and decimals are part of what callers pass, and no rule looks at them.
     const ColumnPair pair{SCName, DCName, SDtype, DDtype, DWidth};
     switch (ThisSource().map_rules) {
         case MapRules::Access:

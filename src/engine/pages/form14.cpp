@@ -16,6 +16,7 @@
 namespace vantry {
 namespace {
 
+// The kind of the target alone decides, also for text sources.
 void RunChosen() {
     if (ThisTarget().loader == Loader::Files) {
         RunSessionToText("");
@@ -56,6 +57,7 @@ void Form14::OnLoad() {
 
 void Form14::Start() {
     ui_->StartButton->setEnabled(false);
+    // So that a key cancels: the button that had the focus is off.
     ui_->CNCLBUTT->setFocus();
     running_ = true;
     CurrentRunView = display_.get();
@@ -63,10 +65,11 @@ void Form14::Start() {
     try {
         RunChosen();
     } catch (const std::exception& error) {
-        // A run tells its failures in its log. What still gets here must not take the program
+        // A run logs its failures. What still gets here must not take the program
         // along.
         TellStop(std::string("The run ended early.\n") + error.what(), "Error");
     }
+    // A late line has no place to go: the page may be closed at any time from here.
     CurrentRunView = nullptr;
     TheMainWindow().LeaveInputTo(nullptr);
     running_ = false;
@@ -90,6 +93,7 @@ void Form14::Cancel() {
     }
     SessionCancelled = kTrue;
     TableCancelled = kTrue;
+    // Before a run there is nothing to wait for.
     if (ui_->StartButton->isEnabled()) {
         UnloadPage("Form14");
         CancelSession();

@@ -1,5 +1,7 @@
 #pragma once
-// Form14: the run page, the wizard's last. It starts the run and shows it.
+// Form14: the run page, the wizard's last. It starts the run, shows its log, counter and bar, and
+// cancels it; the log's box is all that remains of a run in the wizard. The run works inside Start,
+// on this thread, and lets events in now and then.
 
 #include "engine/pages/run_display.h"
 #include "shell/page.h"
@@ -18,6 +20,7 @@ public:
     Form14();
     ~Form14() override;
 
+    // Says what goes where. Nothing starts by itself.
     void OnLoad() override;
     bool QueryUnload() override;
 
@@ -27,7 +30,7 @@ private:
 
     std::unique_ptr<Ui::Form14> ui_;
     std::unique_ptr<RunDisplay> display_;
-    bool running_ = false;
+    bool running_ = false;          // Start is on the stack
     bool leave_after_run_ = false;  // the window was closed in the middle
 };
 

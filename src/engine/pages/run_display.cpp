@@ -10,6 +10,7 @@
 namespace vantry {
 namespace {
 
+// Thirty times a second: smooth to the eye, and a cancel waits no longer than that.
 constexpr std::chrono::milliseconds kBetweenEvents{33};
 
 }  // namespace
@@ -25,6 +26,7 @@ void RunDisplay::SetLogText(std::string_view text) {
 }
 
 void RunDisplay::AppendLogText(std::string_view text) {
+    // A cursor of its own: the user's selection and place stay.
     QTextCursor end(log_.document());
     end.movePosition(QTextCursor::End);
     end.insertText(ToQt(text));
@@ -74,6 +76,7 @@ void RunDisplay::DoEvents() {
     }
     Flush();
     QCoreApplication::processEvents();
+    // From the end of the events: a slow repaint must not leave the run without time.
     next_events_ = std::chrono::steady_clock::now() + kBetweenEvents;
 }
 
@@ -83,6 +86,7 @@ void RunDisplay::ShowMessage(std::string_view text) {
 
 void RunDisplay::Flush() {
     if (counter_changed_) {
+        // The total as a whole number, also above what an int holds.
         counter_.setText(QString("%1 of %2 Rows Loaded").arg(loaded_).arg(total_, 0, 'f', 0));
         counter_changed_ = false;
     }

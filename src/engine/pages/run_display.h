@@ -22,10 +22,12 @@ public:
                QProgressBar& bar,
                std::function<void(std::string_view)> tell);
 
+    // The log is written at once: a line must be there if the run hangs after it.
     void SetLogText(std::string_view text) override;
     void AppendLogText(std::string_view text) override;
     void CaretToEnd() override;
     void Repaint() override;
+    // Kept as numbers until the next repaint.
     void SetRowCounter(std::int64_t loaded, double total) override;
     void ClearRowCounter() override;
     void SetBarMin(std::int64_t minimum) override;
@@ -43,10 +45,10 @@ private:
     QProgressBar& bar_;
     std::function<void(std::string_view)> tell_;
 
-    std::chrono::steady_clock::time_point next_events_{};
+    std::chrono::steady_clock::time_point next_events_{};  // not before
     std::int64_t loaded_ = 0;
     double total_ = 0;
-    bool counter_changed_ = false;
+    bool counter_changed_ = false;  // since the last Flush
     std::int64_t minimum_ = 0;
     std::int64_t maximum_ = 100;
     std::int64_t value_ = 0;

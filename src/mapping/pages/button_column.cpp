@@ -20,6 +20,7 @@ ButtonColumn::ButtonColumn(QTableWidget* grid, int column, const QString& captio
     });
 }
 
+// What a button of the platform's style needs around its caption.
 int ButtonColumn::LeastWidth() const {
     QStyleOptionButton button;
     button.initFrom(grid_);
@@ -36,6 +37,7 @@ void ButtonColumn::paint(QPainter* painter,
     button.initFrom(grid_);
     button.rect = option.rect.adjusted(1, 1, -1, -1);
     button.text = caption_;
+    // The grid's own states would show on every button.
     button.state &= ~(QStyle::State_HasFocus | QStyle::State_MouseOver | QStyle::State_Sunken);
     const bool pressed = index.row() == pressed_row_;
     button.state |= pressed ? QStyle::State_Sunken : QStyle::State_Raised;
@@ -55,6 +57,7 @@ bool ButtonColumn::eventFilter(QObject* watched, QEvent* event) {
         if (mouse->button() == Qt::LeftButton && cell.column() == column_) {
             Press(cell.row());
         }
+        // Let go anywhere: cellClicked says whether it was over the button.
     } else if (event->type() == QEvent::MouseButtonRelease || event->type() == QEvent::Hide) {
         Press(-1);
     }
@@ -69,6 +72,7 @@ bool ButtonColumn::Key(QEvent* event) {
     const auto* const key = static_cast<QKeyEvent*>(event);
     const int row = grid_->currentRow();
     if (key->key() == Qt::Key_Space) {
+        // As a real button: pressed by the key going down, clicked by its coming up.
         if (!key->isAutoRepeat()) {
             const bool click = !pressing && pressed_row_ == row;
             Press(pressing ? row : -1);

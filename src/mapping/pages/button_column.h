@@ -25,6 +25,7 @@ public:
                const QModelIndex& index) const override;
 
 Q_SIGNALS:
+    // By the mouse or by a key; the cell is the current one by then.
     void Clicked(int row);
 
 protected:
@@ -32,7 +33,7 @@ protected:
 
 private:
     void Press(int row);
-    bool Key(QEvent* event);
+    bool Key(QEvent* event);  // whether it was for the button
 
     QTableWidget* grid_;
     int column_;

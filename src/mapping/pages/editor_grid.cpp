@@ -1,5 +1,11 @@
 #include "mapping/pages/editor_grid.h"
 
+// The toolkit's own editing takes a value over whenever an editor closes; here Enter, leaving and
+// scrolling take over different things, so editors are plain widgets that the grid lays over a
+// cell. Easy to get wrong: a cell is left before the next one is entered, also when leaving it
+// opens a box that moves the focus; the grid's own scrolling must not look like the user's; and an
+// editor that is hidden by scrolling still belongs to its cell.
+
 #include "shell/tool_tip.h"
 
 #include <QApplication>
@@ -33,8 +39,9 @@ private:
     int& count_;
 };
 
-// Paints the given colours as they are on a light desktop; on a dark one the same hues, so that the
-// text can be read.
+// Grid colours are part of the page's meaning (a skipped column is red), so they can't be the
+// desktop's. Paints the given colours as they are on a light desktop; on a dark one the same hues,
+// so that the text can be read.
 class CellPainter : public QStyledItemDelegate {
 public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -83,7 +90,7 @@ EditorGrid::EditorGrid(QWidget* parent) : QTableWidget(parent) {
     setVerticalScrollMode(ScrollPerItem);
     setHorizontalScrollMode(ScrollPerPixel);
     setWordWrap(false);
-    setTextElideMode(Qt::ElideMiddle);  // paths tell most at their ends
+    setTextElideMode(Qt::ElideMiddle);  // paths differ at their ends
     setCornerButtonEnabled(false);
     verticalHeader()->hide();
     verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
@@ -93,6 +100,7 @@ EditorGrid::EditorGrid(QWidget* parent) : QTableWidget(parent) {
     connect(this, &QTableWidget::currentCellChanged, this, &EditorGrid::ChangeCell);
     connect(horizontalHeader(), &QHeaderView::sectionResized, this, [this] {
         if (!spreading_) {
+            // Headers are resized before the page shows, too: that isn't the user.
             dragged_ = dragged_ || isVisible();
             PlaceEditor();
         }
@@ -108,6 +116,7 @@ void EditorGrid::SetColumns(std::span<const GridColumn> columns) {
         headers << QString::fromLatin1(column.header);
     }
     setHorizontalHeaderLabels(headers);
+    // Columns grow with the font, for desktops at 200 %.
     const double scale = std::max(1.0, fontMetrics().height() / kGivenFontHeight);
     least_widths_.clear();
     shares_.clear();
@@ -127,6 +136,7 @@ void EditorGrid::Rewind() {
     if (open_ != nullptr) {
         CloseEditor(open_);
     }
+    // Hidden columns can't be the current one: keys would seem dead there.
     int column = 0;
     while (column + 1 < columnCount() && isColumnHidden(column)) {
         ++column;
@@ -164,6 +174,7 @@ void EditorGrid::AddEditor(QWidget* editor, EditorHeight height) {
 }
 
 void EditorGrid::OpenEditor(QWidget* editor) {
+    // One editor at a time: two open ones would both be taken over.
     if (open_ != nullptr && open_ != editor) {
         CloseEditor(open_);
     }
@@ -172,6 +183,7 @@ void EditorGrid::OpenEditor(QWidget* editor) {
         scrollTo(currentIndex());
     }
     open_ = editor;
+    // Persistent: rows may be filled anew while the editor is open.
     place_ = currentIndex();
     PlaceEditor();
     editor->show();
@@ -183,6 +195,7 @@ void EditorGrid::CloseEditor(QWidget* editor) {
     if (open_ != editor) {
         return;
     }
+    // First, so that the focus change below isn't taken for the editor's.
     open_ = nullptr;
     if (editor->hasFocus() || editor->isAncestorOf(QApplication::focusWidget())) {
         setFocus();
@@ -204,6 +217,7 @@ void EditorGrid::ChangeCell(int row, int column, int former_row, int former_colu
     if (row < 0 || row != currentRow() || column != currentColumn()) {
         return;  // leaving it led elsewhere
     }
+    // A cell under the mouse is in view; scrolling it would make the release hit another one.
     if (QGuiApplication::mouseButtons() == Qt::NoButton) {
         const Counted quiet(quiet_scrolls_);
         scrollTo(currentIndex());
@@ -224,6 +238,7 @@ void EditorGrid::EnterAgain() {
 
 void EditorGrid::mousePressEvent(QMouseEvent* event) {
     const auto pressed = indexAt(event->position().toPoint());
+    // The base class has no signal for a press on the current cell.
     const bool again = pressed.isValid() && pressed == currentIndex();
     QTableWidget::mousePressEvent(event);
     if (again) {
@@ -290,6 +305,7 @@ bool EditorGrid::EditorKey(QWidget* editor, QKeyEvent* event) {
 }
 
 void EditorGrid::GoToTabCell(int step) {
+    // Row by row, as one reads.
     const int columns = columnCount();
     const int cells = rowCount() * columns;
     for (int cell = currentRow() * columns + currentColumn() + step; cell >= 0 && cell < cells;
@@ -337,6 +353,7 @@ void EditorGrid::scrollContentsBy(int dx, int dy) {
 }
 
 void EditorGrid::updateGeometries() {
+    // Scroll bars that come and go move the contents.
     const Counted quiet(quiet_scrolls_);
     QTableWidget::updateGeometries();
 }
@@ -358,6 +375,7 @@ void EditorGrid::SpreadColumns() {
         used += least_widths_[k];
         shares += shares_[k];
     }
+    // What rounding leaves over goes to the last column that has a share.
     int room = std::max(0, viewport()->width() - used);
     spreading_ = true;
     for (std::size_t k = 0; k < least_widths_.size(); ++k) {
@@ -372,6 +390,7 @@ void EditorGrid::SpreadColumns() {
 }
 
 void EditorGrid::SetRowHeight() {
+    // Rows are as high as the highest editor, so that none hangs over its neighbours.
     int height = fontMetrics().height() + 8;
     for (const auto& editor : editors_) {
         height = std::max(height, editor.widget->sizeHint().height());

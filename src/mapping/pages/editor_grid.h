@@ -1,6 +1,6 @@
 #pragma once
 // A grid whose cells are changed by editors that float over them: one widget for a whole column,
-// which lies over the cell that was entered. The grid tells when a cell is entered and left and
+// which lies over the cell that was entered. The grid signals when a cell is entered and left and
 // when the user scrolls; what is taken over and when is the page's business.
 
 #include <QPersistentModelIndex>
@@ -25,7 +25,7 @@ class EditorGrid : public QTableWidget {
 public:
     explicit EditorGrid(QWidget* parent = nullptr);
 
-    // While code fills the grid, no cell event is told.
+    // While code fills the grid, no cell event is sent.
     bool GridFilling = false;
 
     void SetColumns(std::span<const GridColumn> columns);

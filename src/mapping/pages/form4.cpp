@@ -1,5 +1,11 @@
 #include "mapping/pages/form4.h"
 
+// The page does everything at its loading: both sides' columns, which targets exist, the map. A
+// failure on the way leads back to the page of the side that failed, and which pages those are is
+// in the rows of the kinds. Easy to get wrong: UnloadPage("Form4") takes this page out of the set
+// while its own handler runs, so nothing of it may be touched for long after that; and while the
+// grid is filled no cell event may be acted on.
+
 #include "ui_Form4.h"
 
 #include "core/kinds.h"
@@ -32,6 +38,7 @@ constexpr GridColumn kColumns[] = {
     {"S.No.", 1, 0},
 };
 
+// The words of one old provider, compared whole: others' failures are shown as they come.
 constexpr const char* kUnsupportedType = "Data type is not supported.";
 constexpr const char* kUnsupportedTypeHelp =
     "Data type is not supported\n\n\nPossible Causes:\n"
@@ -60,6 +67,7 @@ Form4::Form4() : Page("Form4"), ui_(std::make_unique<Ui::Form4>()) {
 
     connect(ui_->FlexGrid1, &EditorGrid::CellEntered, this, &Form4::EnterCell);
     connect(ui_->FlexGrid1, &EditorGrid::CellLeft, this, &Form4::LeaveCell);
+    // Scrolling throws a half-typed name away; Enter takes it.
     connect(ui_->FlexGrid1, &EditorGrid::Scrolled, this, [this] {
         ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
     });
@@ -84,6 +92,7 @@ Form4::Form4() : Page("Form4"), ui_(std::make_unique<Ui::Form4>()) {
 Form4::~Form4() = default;
 
 void Form4::OnLoad() {
+    // Up for as long as this runs: catalogues of large servers take seconds.
     WaitNotice wait;
     ColumnsLoaded = kFalse;
     ui_->FlexGrid1->GridFilling = true;
@@ -115,10 +124,12 @@ void Form4::FillSourceTables() {
         const auto& table = SrcTables[static_cast<std::size_t>(row)];
         ui_->FlexGrid1->SetText(row, kSourceTable, ToQt(table.Name));
     }
+    // Without entering the cell: the user has chosen none yet.
     ui_->FlexGrid1->Rewind();
 }
 
 void Form4::FillMapButtons() {
+    // Painted, not a widget a row: a thousand tables would be a thousand buttons.
     auto* const buttons = new ButtonColumn(ui_->FlexGrid1, kColMapping, "Columns");
     for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
         auto* const cell = new QTableWidgetItem;
@@ -150,6 +161,7 @@ void Form4::LoadColumns(i16& ok) {
         TellSourceFailure(error);
         return;
     }
+    // Its failure leads to the target page by itself; the source's columns are good all the same.
     LoadAllTargetColumns();
     ui_->FlexGrid1->GridFilling = false;
     ok = kTrue;
@@ -183,6 +195,7 @@ void Form4::BackToSource() {
 }
 
 void Form4::EnterCell(int row, int column) {
+    // The other columns show what can't be changed here.
     if (column == kDestinationTable) {
         ui_->DestTabList->setEditText(ui_->FlexGrid1->Text(row, column));
         ui_->FlexGrid1->OpenEditor(ui_->DestTabList);
@@ -210,12 +223,14 @@ bool Form4::CommitName(int row) {
     ui_->FlexGrid1->SetText(row, kDestinationTable, ToQt(name));
     ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
     const i16 tab_id = DstTables[index].TabID;
+    // Also after a failed reload: the map must belong to the columns that are there now.
     const bool reloaded = ReloadTable(tab_id);
     RebuildTableMap(tab_id);
     return reloaded;
 }
 
 bool Form4::ReloadTable(i16 tab_id) {
+    // Only some kinds add names; the list is filled anew when they did.
     const std::size_t listed = target_names_.size();
     try {
         const BusyCursor busy;
@@ -244,6 +259,7 @@ void Form4::OpenColumns(int row) {
     if (columns == nullptr) {
         return;
     }
+    // The texts of the grid, which are what the user has just seen.
     const auto* const grid = ui_->FlexGrid1;
     columns->SetTable(grid->Text(row, kNumber),
                       grid->Text(row, kSourceTable),
@@ -252,6 +268,7 @@ void Form4::OpenColumns(int row) {
 }
 
 void Form4::ChkAllTabColMapping(i16& ok) {
+    // Two questions on purpose: ignoring the list, and going on in spite of what may come of it.
     const std::string errors = MapErrorsOfAllTables();
     ok = ToI16(errors.empty() ||
                (AskToIgnoreMapErrors(errors) &&
@@ -277,6 +294,7 @@ void Form4::Next() {
     if (ok == kFalse) {
         return;
     }
+    // Rows that lack a side can't be loaded, whatever their mark says.
     UnselectSkippedRows();
     HidePage("Form4");
     ShowPage("Form13");

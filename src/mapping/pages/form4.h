@@ -36,8 +36,11 @@ private:
     void FillMapButtons();
     void ShowTargetTables();
     void ShowTargetNames();
+    // Reads both sides and finds the targets that exist. False after a failure of the source, which
+    // the user has been told; a failure of the target leads to its page by itself.
     void LoadColumns(i16& ok);
     bool LoadAllTargetColumns();
+    // After a failure of the source; the page is gone afterwards.
     void BackToSource();
 
     void EnterCell(int row, int column);
@@ -46,6 +49,7 @@ private:
     bool CommitName(int row);
     bool ReloadTable(i16 tab_id);
     void OpenColumns(int row);
+    // Next goes on only with a map that is fine or that the user accepts.
     void Next();
     void Back();
 

@@ -1,5 +1,11 @@
 #include "mapping/pages/form5.h"
 
+// One grid with four editors over it: a list of source columns, one of target columns, one of
+// types, and a box for numbers. Each edit is written into ColMaps at once (mapping/map_edit says
+// what belongs to it) and shown from there. Easy to get wrong: leaving a cell, Enter and scrolling
+// take over different things; numbers are taken loosely by Enter and strictly by leaving; and
+// nothing of the target side can be changed once the target exists.
+
 #include "ui_Form5.h"
 
 #include "data/data_error.h"
@@ -34,6 +40,8 @@ enum Column {
     kPosAgain,
 };
 
+// Least widths in twips, then the share of the room that is left over. The outer two carry the
+// row's number and aren't seen.
 constexpr GridColumn kColumns[] = {
     {"", 2, 0},
     {"Source Column", 1200, 3},
@@ -50,6 +58,7 @@ constexpr GridColumn kColumns[] = {
 
 constexpr const char* kOptions[] = {"DROP", "DELETE", "APPEND"};
 
+// The source's half of the grid is tinted: it is read from a table that this page can't change.
 const QColor kSourceBack(255, 250, 221);
 const QColor kSkipped(255, 0, 0);
 
@@ -70,6 +79,7 @@ bool IsSkip(const QString& text) {
 }
 
 void SetComboText(QComboBox& combo, const QString& text) {
+    // Exactly, letter case included: two columns may differ by it alone.
     combo.setCurrentIndex(combo.findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive));
     if (combo.isEditable()) {
         combo.setEditText(text);
@@ -137,6 +147,7 @@ std::size_t Form5::TableIndex() const {
     const auto found = std::find_if(SrcTables.begin(), SrcTables.end(), [&](const TableRec& table) {
         return table.TabID == TabId();
     });
+    // The size of SrcTables where there is none, which callers ask for.
     return static_cast<std::size_t>(found - SrcTables.begin());
 }
 
@@ -145,6 +156,7 @@ std::size_t Form5::TableIndex() const {
 void Form5::FillColGrid(double tab_id) {
     auto* const grid = ui_->ColGrid1;
     grid->SetColumns(kColumns);
+    // By index: rows of other tables stand between them after a target was renamed.
     RowToMap.clear();
     for (std::size_t index = 0; index < ColMaps.size(); ++index) {
         if (ColMaps[index].TabID == tab_id) {
@@ -179,6 +191,7 @@ void Form5::FillRow(int row, const ColMapRec& map) {
 }
 
 void Form5::FillColLists(double tab_id) {
+    // A hidden list beside each has the positions: names may repeat, and the first would be found.
     const auto fill = [&](QComboBox& names, QComboBox& positions, const auto& columns) {
         QStringList texts(ToQt(SkipLabel));
         QStringList indexes((QString()));
@@ -205,6 +218,7 @@ void Form5::ShowTableOptions() {
     }
     const auto& table = SrcTables[index];
     ui_->SQLCondTxt->setPlainText(ToQt(table.WhereCond));
+    // Kept: what may be edited must not change under an open editor.
     TargetExists = table.TableExists;
     ui_->FirstTimeChk->setVisible(TargetExists == kFalse);
     for (int k = 0; k < 3; ++k) {
@@ -223,6 +237,7 @@ void Form5::FillTypeCombo() {
 
 void Form5::ChooseOption(int option) {
     const std::size_t index = TableIndex();
+    // Both sides are saved, and the run reads the source's.
     if (index < SrcTables.size() && ui_->TabDropOpt->button(option)->isChecked()) {
         SrcTables[index].LoadOption = DstTables[index].LoadOption = kOptions[option];
     }
@@ -261,6 +276,7 @@ void Form5::EnterCell(int row, int column) {
         ui_->ColGrid1->OpenEditor(ui_->t1);
         return;
     }
+    // Three lists, one a column: each keeps its own choice while another is open.
     auto* const list = column == kSourceColumn   ? ui_->SColList
                        : column == kTargetColumn ? ui_->DColList
                                                  : ui_->DTCombo;
@@ -268,6 +284,7 @@ void Form5::EnterCell(int row, int column) {
     ui_->ColGrid1->OpenEditor(list);
 }
 
+// False: what stands in the editor can't be taken, and the user has been told.
 bool Form5::LeaveCell(int row, int column) {
     if (column == kSourceColumn) {
         LeaveSource(row);
@@ -307,6 +324,7 @@ void Form5::Scroll() {
 
 void Form5::Escape(QWidget* editor) {
     auto* const grid = ui_->ColGrid1;
+    // Put back before it closes: closing by losing the focus would take it over.
     if (auto* const list = qobject_cast<QComboBox*>(editor)) {
         SetComboText(*list, grid->Text(grid->currentRow(), grid->currentColumn()));
     }
@@ -338,6 +356,7 @@ void Form5::ShowTarget(int row) {
 void Form5::PickSource(int item) {
     auto* const grid = ui_->ColGrid1;
     const int row = grid->currentRow();
+    // Texts of other cells change, and none of that is the user's doing.
     grid->GridFilling = true;
     if (IsSkip(ui_->SColList->itemText(item))) {
         PickSourceSkip(MapRow(row));
@@ -362,6 +381,7 @@ void Form5::PickTarget(int item) {
 }
 
 void Form5::LeaveSource(int row) {
+    // The item, not the text: the column is found by the position that stands beside the item.
     const int item = ui_->SColList->currentIndex();
     ui_->ColGrid1->CloseEditor(ui_->SColList);
     if (item < 0) {
@@ -394,6 +414,7 @@ void Form5::CommitTargetType(int row) {
 bool Form5::LeaveSize(int row) {
     auto& map = MapRow(row);
     const QString text = ui_->t1->text();
+    // The text as typed stays in the cell; the record has the number.
     const auto size = SizeOf(FromQt(text));
     if (size) {
         ui_->ColGrid1->SetText(row, kTargetSize, text);
@@ -416,6 +437,7 @@ bool Form5::LeaveDecimals(int row) {
         ui_->ColGrid1->SetText(row, kTargetDec, text);
         map.DScale = *decimals;
     } else {
+        // A number that is too large gets its own words, anything else is no number.
         if (!below_size.value_or(true)) {
             TellStop("Decimal Places must be less than field size");
         } else {
@@ -429,6 +451,8 @@ bool Form5::LeaveDecimals(int row) {
 }
 
 void Form5::CommitNumberLoosely() {
+    // Enter asks no questions: what is no number becomes the usual size, and the text stays to be
+    // seen.
     constexpr i32 kSizeOfNoNumber = 10;
     auto* const grid = ui_->ColGrid1;
     const int row = grid->currentRow();
@@ -451,6 +475,7 @@ bool Form5::Close() {
         return false;
     }
     UnselectSkippedRows();
+    // Over all tables, not this one alone: it's the last look before the map is used.
     if (const std::string name = FindDuplicateTarget(ColMaps); !name.empty()) {
         TellStop("Column " + name + " is Duplicated. Please eliminate Duplicates");
         return false;
@@ -477,6 +502,7 @@ void Form5::ChkColMapping(i16& ok) {
     if (RowToMap.empty()) {
         return;
     }
+    // Rows of one table stay together in ColMaps, so its first and last bound all of them.
     try {
         const std::string errors = MapErrorsOfRows(RowToMap.front(), RowToMap.back() + 1);
         if (!errors.empty()) {

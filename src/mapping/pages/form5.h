@@ -37,6 +37,7 @@ public:
 private:
     double TabId() const;
     std::size_t TableIndex() const;
+    // The rows of ColMaps, and the two lists of columns to pick from.
     void FillColGrid(double tab_id);
     void FillRow(int row, const ColMapRec& map);
     void FillColLists(double tab_id);
@@ -53,6 +54,8 @@ private:
     void Scroll();
     void Escape(QWidget* editor);
 
+    // Picking from a list, showing a side of a row from its record, and what leaving a cell or
+    // Enter takes over. The record is always written first.
     void PickSource(int item);
     void PickTarget(int item);
     void ShowSource(int row);
@@ -62,6 +65,7 @@ private:
     void CommitTargetType(int row);
     bool LeaveSize(int row);
     bool LeaveDecimals(int row);
+    // By Enter and by scrolling: no box, what is no number becomes a usual one.
     void CommitNumberLoosely();
     bool Close();
 

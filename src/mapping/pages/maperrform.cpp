@@ -10,6 +10,7 @@ namespace vantry {
 
 i16 MapErrIgnored = kFalse;
 
+// Ignore sets the one mark that the caller looks at; both buttons close.
 MapErrForm::MapErrForm() : Page("MapErrForm"), ui_(std::make_unique<Ui::MapErrForm>()) {
     ui_->setupUi(this);
     connect(ui_->OKButt, &PlateButton::Click, this, [] { UnloadPage("MapErrForm"); });

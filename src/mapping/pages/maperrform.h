@@ -23,6 +23,7 @@ public:
     MapErrForm();
     ~MapErrForm() override;
 
+    // Lines end in CR LF, as the rules write them.
     void SetErrors(const std::string& text);
 
 private:
