@@ -54,6 +54,7 @@ void Connection::Execute(std::string_view sql, std::int64_t* records_affected, i
     }
 }
 
+// Recordsets on it keep the driver's connection until they close.
 void Connection::Close() {
     if (!driver_) {
         throw ObjectClosed("Connection");
@@ -74,6 +75,7 @@ void Field::SetValue(const Cell& value) {
     owner_->SetNewValue(position_, value);
 }
 
+// Places count from 0, as in every collection here; rows in the log count from 1.
 Field& Fields::operator[](std::int32_t index) {
     if (index < 0 || index >= Count()) {
         throw NoSuchItem("Fields", index, Count());
@@ -295,6 +297,7 @@ void Recordset::MoveFirst() {
     position_ = rows_.empty() ? Position::AtEnd : Position::OnRow;
 }
 
+// A stream can't say how many rows are left, and counting them would read them all.
 std::int64_t Recordset::RecordCount() const {
     RequireOpen();
     return cursor_type_ == adOpenStatic ? static_cast<std::int64_t>(rows_.size()) : -1;
@@ -393,6 +396,7 @@ void Command::Execute() {
     values_.clear();
     bool same =
         statement_ && prepared_text_ == CommandText && prepared_types_.size() == items.size();
+    // Text and types are compared at each call: a server's prepared statement has its types fixed.
     std::size_t missing = items.size();
     for (std::size_t k = 0; k < items.size(); ++k) {
         same = same && prepared_types_[k] == items[k].Type;
@@ -445,6 +449,8 @@ void Catalog::Create(std::string_view connection_string) {
 }
 
 void Catalog::SetActiveConnection(std::string_view connection_string) {
+    // Both go before the new one is tried: after a failure the catalogue lists nothing, not the
+    // old.
     tables_.reset();
     connection_.reset();
     connection_ = ConnectByString(connection_string);

@@ -20,6 +20,7 @@ std::vector<TableRec> DstTables;
 std::vector<ColumnRec> SrcCols;
 std::vector<ColumnRec> DstCols;
 std::vector<ColMapRec> ColMaps;
+// Modes and prefixes of FoxPro keep their values under other kinds: readers look at the kind first.
 std::string FoxSrcMode;
 std::string FoxSrcPrefix;
 std::string FoxDestMode;
@@ -73,6 +74,8 @@ void InitSharedState(const std::string& application_folder) {
 }
 
 std::string ApplicationFolder() {
+    // The link of the running process, so that a program started through a symbolic link or the
+    // search path still finds the repository beside itself.
     std::error_code error;
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
     return error ? std::string(".") : executable.parent_path().string();

@@ -32,6 +32,7 @@ bool IsLoad(Reading reading) {
            reading == Reading::TextRun;
 }
 
+// FoxDestMode is left over from an earlier session where the kind has no folder mode.
 bool IsFile(const TargetKind& kind) {
     return kind.file_in_folder_mode && FoxDestMode == "DIR";
 }

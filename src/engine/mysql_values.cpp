@@ -42,6 +42,7 @@ void AppendQuoted(std::string_view text, std::string& batch) {
     batch += "',";
 }
 
+// By hand: a date formatter that allocates would be the slowest part of a row.
 char* PutDigits(char* out, int value, int digits) {
     for (int place = digits - 1; place >= 0; --place) {
         out[place] = static_cast<char>('0' + value % 10);
@@ -92,6 +93,7 @@ void AppendDatePiece(const Cell& value, std::string& batch) {
     batch += "',";
 }
 
+// The order of the cases is that of their frequency: views of the source's own memory first.
 void AppendTextPiece(const Cell& value, std::string& batch) {
     if (value.IsView()) {
         AppendQuoted(value.AsText(), batch);
@@ -153,6 +155,7 @@ void AppendPlainPiece(const Cell& value, std::string& batch) {
                 AppendText(value, batch);
             }
             break;
+        // Raw bytes in a column of another type: quoted, since they may be anything.
         case ValueKind::Bytes:
             AppendQuoted(value.AsText(), batch);
             return;

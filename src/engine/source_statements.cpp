@@ -1,5 +1,7 @@
 #include "engine/source_statements.h"
 
+// Both statements share their FROM and WHERE, so that the count is that of the rows that are read.
+
 #include "core/table_names.h"
 
 namespace vantry {

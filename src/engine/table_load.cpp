@@ -40,6 +40,7 @@ void WalkRows(LoadState& load, RowStrategy& strategy) {
     strategy.Begin();
     while (load.scope.Enters([&] { return StandsOnRow(load.report); })) {
         load.scope.RowOK = true;
+        // A cancel: End still runs, so that what was sent is flushed and the file gets its name.
         if (!strategy.TakeRow()) {
             break;
         }
@@ -70,6 +71,7 @@ bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cu
         load.rows.total = CountOf(SrcRS->Fields()[0].Value());
         counted = true;
     });
+    // Closed before the rows are opened on the same object, also when the count failed.
     load.scope([&] { SrcRS->Close(); });
     return counted;
 }
@@ -116,6 +118,8 @@ DatabaseLoad::DatabaseLoad(i16 i, const LoadRules& rules)
              rows_} {}
 
 void DatabaseLoad::OpenSource() {
+    // SrcConn only proves that the source can be reached; the recordsets connect by the string, so
+    // that count and rows each have a connection of their own. Its error comes first in the log.
     SrcConn = std::make_unique<Connection>();
     SrcConn->CursorLocation = adUseClient;
     scope_([] { SrcConn->Open(SourceConnStr); });

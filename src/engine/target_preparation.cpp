@@ -1,5 +1,8 @@
 #include "engine/target_preparation.h"
 
+// One statement each, on a connection that ends with the routine. No error goes further than the
+// log: the walk over the tables only sees that this one is left out.
+
 #include "core/table_names.h"
 #include "engine/own_source.h"
 #include "engine/run_log.h"

@@ -45,6 +45,7 @@ std::string TargetProbe(const std::string& name) {
     return "select * from " + TargetTableToProbe(name) + " where 1=2";
 }
 
+// What the map shows as a size, and CREATE writes as one.
 i32 WidthOf(const Field& field, const std::string& type) {
     // The precision, not the bytes that the source stores: CREATE writes it as the width. The
     // fields have eight bits where the map's numbers come from.
@@ -102,6 +103,7 @@ private:
 // Where the rows of each table lie in an array.
 using RowsByTable = std::map<double, std::vector<std::size_t>>;
 
+// One pass over all columns: a search per table takes minutes for thousands of them.
 RowsByTable GroupByTable(const std::vector<ColumnRec>& columns) {
     RowsByTable rows;
     for (std::size_t index = 0; index < columns.size(); ++index) {
@@ -227,6 +229,7 @@ void AppendMapRows(double tab_id,
                    const std::vector<ColumnRec>& source_columns,
                    const std::vector<ColumnRec>& target_columns,
                    std::size_t& next) {
+    // The shorter side is filled up with rows that lack it, which aren't loaded.
     const std::size_t count = std::max(source_columns.size(), target_columns.size());
     for (std::size_t r = 0; r < count; ++r) {
         ColMapRec row;

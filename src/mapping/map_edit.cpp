@@ -1,5 +1,8 @@
 #include "mapping/map_edit.h"
 
+// Each choice of the user as the fields that it changes, and no others: what a choice leaves alone
+// is as much part of it, since the rest of the row is what the run will load.
+
 #include "core/kinds.h"
 #include "data/letter_case.h"
 #include "data/value_text.h"

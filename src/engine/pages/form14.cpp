@@ -1,5 +1,8 @@
 #include "engine/pages/form14.h"
 
+// A run works inside Start, so Start is on the stack while Cancel and the close box are handled:
+// both only set the two flags, and what they would unload goes when the run has ended.
+
 #include "ui_Form14.h"
 
 #include "core/kinds.h"

@@ -1,5 +1,8 @@
 #include "engine/pages/run_display.h"
 
+// The run calls this at every row; widgets are touched by the clock alone. What changed in between
+// is kept as numbers and drawn by Flush.
+
 #include "shell/qt_text.h"
 
 #include <QCoreApplication>

@@ -8,6 +8,7 @@
 
 namespace vantry {
 
+// Mouse and keys are watched on the grid itself: a delegate hears only of cells in editing.
 ButtonColumn::ButtonColumn(QTableWidget* grid, int column, const QString& caption)
     : QStyledItemDelegate(grid), grid_(grid), column_(column), caption_(caption) {
     grid->setItemDelegateForColumn(column, this);

@@ -34,6 +34,7 @@ void FillEditorList(QComboBox& list, const std::vector<std::string>& items) {
     FitListWidth(list);
 }
 
+// The list may be wider than its column: names are cut off otherwise.
 void FitListWidth(QComboBox& list) {
     const auto metrics = list.fontMetrics();
     int width = 0;

@@ -182,6 +182,7 @@ bool Form4::LoadAllTargetColumns() {
     return false;
 }
 
+// An Access file with a password fails in ways that don't name it, hence the hint.
 void Form4::BackToSource() {
     UnloadPage("Form4");
     if (ThisSource().asks_for_password_file) {

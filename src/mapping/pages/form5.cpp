@@ -228,6 +228,7 @@ void Form5::ShowTableOptions() {
     }
 }
 
+// By the target as it is when the page shows: the kinds can't change under it.
 void Form5::FillTypeCombo() {
     for (const auto type : TargetTypeChoices(TargetType)) {
         ui_->DTCombo->addItem(ToQt(type));
