@@ -67,6 +67,20 @@ private:
     TempDir folder_;
 };
 
+class FoxProFolderBackend : public Backend {
+public:
+    FoxProFolderBackend() {
+        connection_string = "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDb=" +
+                            folder_.Path().string() + ";Persist Security Info=False";
+        types = {"Integer", "Character(60)", "DateTime"};
+        text_column = "FULL_NAME";
+        text_sample = "O'Brien \"äöü\" \\ €";
+    }
+
+private:
+    TempDir folder_;
+};
+
 std::string MissingOdbc(const std::string& library, const std::string& package) {
     for (const char* folder :
          {"/usr/lib/x86_64-linux-gnu/odbc", "/usr/lib/aarch64-linux-gnu/odbc"}) {
@@ -94,13 +108,16 @@ const BackendFactory kSqliteOdbc{"SqliteOdbc",
                                  [] { return std::make_unique<SqliteBackend>(); }};
 const BackendFactory kAccessMdb{
     "AccessMdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".mdb"); }};
+const BackendFactory kFoxProFolder{
+    "FoxProFolder", NothingMissing, [] { return std::make_unique<FoxProFolderBackend>(); }};
 const BackendFactory kAccessAccdb{
     "AccessAccdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".accdb"); }};
 
 }  // namespace
 
 std::vector<const BackendFactory*> AllBackends() {
-    return {&kText, &kMySql, &kMariaDbOdbc, &kSqliteOdbc, &kAccessMdb, &kAccessAccdb};
+    return {
+        &kText, &kMySql, &kMariaDbOdbc, &kSqliteOdbc, &kAccessMdb, &kAccessAccdb, &kFoxProFolder};
 }
 
 }  // namespace vantry::test

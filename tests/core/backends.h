@@ -26,6 +26,9 @@ struct Backend {
         return name;
     };
     bool can_delete = true;
+    // A name with what names may have, and a text with what texts may have.
+    std::string text_column = "full name";
+    std::string text_sample = "O'Brien \"äöü\" \\ 😀";
 };
 
 struct BackendFactory {

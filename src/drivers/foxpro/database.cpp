@@ -3,6 +3,7 @@
 #include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "drivers/foxpro/errors.h"
+#include "drivers/foxpro/write/table_creator.h"
 #include "files/file_name.h"
 
 #include <algorithm>
@@ -71,7 +72,7 @@ std::vector<TableEntry> FoxProDatabase::Tables() {
 
 // A bare name is in the folder; one with a path is where the path says, from the folder on if it
 // isn't absolute. The extension may be left out.
-std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name) {
+std::optional<FoxProDatabase::Place> FoxProDatabase::PlaceOf(std::string_view name) {
     std::string wanted(Trimmed(name));
     std::replace(wanted.begin(), wanted.end(), '\\', '/');
     if (wanted.empty() || wanted.find('\0') != std::string::npos || wanted.back() == '/') {
@@ -82,11 +83,16 @@ std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name)
     }
     Place place;
     place.path = file::ResolveFileName((fs::path(folder_) / wanted).string());
-    std::error_code error;
-    if (!fs::exists(place.path, error)) {
-        return std::nullopt;
-    }
     place.name = fs::path(wanted).stem().string();
+    return place;
+}
+
+std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name) {
+    auto place = PlaceOf(name);
+    std::error_code error;
+    if (place && !fs::exists(place->path, error)) {
+        place.reset();
+    }
     return place;
 }
 
@@ -112,7 +118,73 @@ std::shared_ptr<sql::StoredTable> FoxProDatabase::OpenTable(std::string_view nam
     if (!place) {
         return nullptr;
     }
-    return std::make_shared<FoxProTable>(OpenFile(*place), place->name);
+    return std::make_shared<FoxProTable>(
+        OpenFile(*place), place->name, statement_, options_.null_by_default);
+}
+
+// ---- Changes ----------------------------------------------------------------------------------
+
+void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
+    const auto place = PlaceOf(definition.name);
+    if (!place) {
+        throw BadTableDefinition(definition.name, "that can't be the name of a file");
+    }
+    if (!definition.indexes.empty()) {
+        throw BadTableDefinition(definition.name, "keys of new tables aren't made here yet");
+    }
+    NewTable table;
+    table.path = place->path;
+    table.name = place->name;
+    table.code_page = options_.tables.code_page.value_or(WindowsCodePageOfLocale());
+    table.null_by_default = options_.null_by_default;
+    WriteNewTable(table, LayoutFor(table, definition.columns));
+}
+
+void FoxProDatabase::DropTable(std::string_view name) {
+    const auto place = Find(name);
+    if (!place) {
+        throw CannotOpen(name, "there is no such table");
+    }
+    const auto path = file::RealPath(place->path);
+    std::shared_ptr<TableFile> opened;
+    try {
+        opened = OpenFile(*place);
+    } catch (const DataError&) {
+        // A damaged table can still be dropped.
+    }
+    if (opened) {
+        opened->Group().Begin();
+        statement_->tables.push_back(opened);
+    }
+    RemoveTableFiles(path);
+    open_.erase(path);
+}
+
+void FoxProDatabase::BeginStatement() {
+    statement_->open = true;
+}
+
+void FoxProDatabase::CommitStatement() {
+    // One table as a rule. Where there are more, the changes of each are whole.
+    while (!statement_->tables.empty()) {
+        const auto table = statement_->tables.back();
+        statement_->tables.pop_back();
+        table->Group().Commit();
+    }
+    statement_->open = false;
+}
+
+void FoxProDatabase::RollbackStatement() {
+    while (!statement_->tables.empty()) {
+        const auto table = statement_->tables.back();
+        statement_->tables.pop_back();
+        table->Group().Rollback();
+    }
+    statement_->open = false;
+}
+
+void FoxProDatabase::InsertRow(sql::StoredTable& table, std::span<const Cell> row) {
+    static_cast<FoxProTable&>(table).InsertBatched(row);
 }
 
 void FoxProDatabase::Settle() {

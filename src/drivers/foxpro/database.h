@@ -28,6 +28,12 @@ public:
 
     std::vector<TableEntry> Tables() override;
     std::shared_ptr<sql::StoredTable> OpenTable(std::string_view name) override;
+    void CreateTable(const sql::TableDefinition& definition) override;
+    void DropTable(std::string_view name) override;
+    void BeginStatement() override;
+    void CommitStatement() override;
+    void RollbackStatement() override;
+    void InsertRow(sql::StoredTable& table, std::span<const Cell> row) override;
     void Settle() override;
     void ExpectManyRows() override;
 
@@ -37,12 +43,15 @@ private:
         std::string name;  // as the user knows the table
         std::vector<std::string> long_names;
     };
+    // Where the table is or would be; nothing for a name that can't be one's.
+    std::optional<Place> PlaceOf(std::string_view name);
     std::optional<Place> Find(std::string_view name);
     std::shared_ptr<TableFile> OpenFile(const Place& place);
 
     DatabaseOptions options_;
     std::string folder_;
     std::map<std::string, std::shared_ptr<TableFile>> open_;  // by path
+    std::shared_ptr<OpenStatement> statement_ = std::make_shared<OpenStatement>();
     bool expect_many_rows_ = false;
 };
 

@@ -64,6 +64,61 @@ DataError TableIsFull(std::string_view path, std::string_view limit) {
                    ". Load the rest into another table.");
 }
 
+DataError ValueDoesNotFit(std::string_view table,
+                          std::string_view field,
+                          std::string_view value,
+                          std::string_view why) {
+    return Failure("The value " + Quoted(value) + " doesn't fit the field " + Quoted(field) +
+                       " of the table " + Quoted(table) + ": " + std::string(why) +
+                       ". Correct the value, or choose another type for the field.",
+                   kErrConversion);
+}
+
+DataError TextTooLong(std::string_view table,
+                      std::string_view field,
+                      std::string_view value,
+                      std::size_t bytes,
+                      std::size_t width) {
+    return Failure("The value " + Quoted(value) + " is too long for the field " + Quoted(field) +
+                       " of the table " + Quoted(table) + ": " + std::to_string(bytes) +
+                       " bytes for a width of " + std::to_string(width) +
+                       ". Make the field wider, or a memo.",
+                   kErrFieldTooSmall);
+}
+
+DataError NotInCodePage(std::string_view table,
+                        std::string_view field,
+                        std::string_view character,
+                        int code_page) {
+    return Failure("The character " + Quoted(character) + " for the field " + Quoted(field) +
+                       " of the table " + Quoted(table) + " isn't in its code page " +
+                       std::to_string(code_page) +
+                       ". Correct the value, or make the table with another code page "
+                       "(CodePage= in the connection string).",
+                   kErrConversion);
+}
+
+DataError NullNotAllowed(std::string_view table, std::string_view field) {
+    return Failure("Field " + std::string(field) + " does not accept null values (table " +
+                       Quoted(table) +
+                       "). Make the field nullable, or leave rows without a value "
+                       "out.",
+                   kErrConstraint);
+}
+
+DataError BadFieldDefinition(std::string_view table,
+                             std::string_view field,
+                             std::string_view what) {
+    return Failure("Can't create the table " + Quoted(table) + ": the field " + Quoted(field) +
+                       " " + std::string(what) + ".",
+                   kErrSyntax);
+}
+
+DataError BadTableDefinition(std::string_view table, std::string_view what) {
+    return Failure("Can't create the table " + Quoted(table) + ": " + std::string(what) + ".",
+                   kErrSyntax);
+}
+
 DataError UnsupportedTag(std::string_view path,
                          std::string_view tag,
                          std::string_view expression,

@@ -4,6 +4,7 @@
 
 #include "data/data_error.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -26,6 +27,26 @@ DataError BadField(std::string_view path,
 // The header counts more records than the file has.
 DataError RecordsMissing(std::string_view path, std::uint32_t there, std::uint32_t missing);
 DataError TableIsFull(std::string_view path, std::string_view limit);
+
+// ---- Values, by table and field
+DataError ValueDoesNotFit(std::string_view table,
+                          std::string_view field,
+                          std::string_view value,
+                          std::string_view why);
+DataError TextTooLong(std::string_view table,
+                      std::string_view field,
+                      std::string_view value,
+                      std::size_t bytes,
+                      std::size_t width);
+DataError NotInCodePage(std::string_view table,
+                        std::string_view field,
+                        std::string_view character,
+                        int code_page);
+DataError NullNotAllowed(std::string_view table, std::string_view field);
+
+// ---- Definitions
+DataError BadFieldDefinition(std::string_view table, std::string_view field, std::string_view what);
+DataError BadTableDefinition(std::string_view table, std::string_view what);
 
 // ---- Tags
 // A tag that can't be kept right.

@@ -2,11 +2,20 @@
 
 #include "drivers/foxpro/column_info.h"
 #include "drivers/foxpro/table/record_scan.h"
+#include "drivers/foxpro/write/table_writer.h"
+
+#include <algorithm>
 
 namespace vantry::foxpro {
 
-FoxProTable::FoxProTable(std::shared_ptr<TableFile> file, std::string name)
-    : file_(std::move(file)), name_(std::move(name)) {
+FoxProTable::FoxProTable(std::shared_ptr<TableFile> file,
+                         std::string name,
+                         std::shared_ptr<OpenStatement> statement,
+                         bool null_by_default)
+    : file_(std::move(file)),
+      name_(std::move(name)),
+      statement_(std::move(statement)),
+      null_by_default_(null_by_default) {
     const auto& layout = file_->Layout();
     for (std::size_t k = 0; k < layout.fields.size(); ++k) {
         if (!layout.fields[k].hidden) {
@@ -16,8 +25,24 @@ FoxProTable::FoxProTable(std::shared_ptr<TableFile> file, std::string name)
     }
 }
 
+void FoxProTable::Enter() {
+    auto& tables = statement_->tables;
+    if (std::find(tables.begin(), tables.end(), file_) == tables.end()) {
+        file_->Group().Begin();
+        tables.push_back(file_);
+        file_->Reread();
+    }
+}
+
+// In a statement that changes something, what is read is locked, too: rows that it finds are those
+// that it changes.
 std::unique_ptr<sql::TableScan> FoxProTable::Scan(std::span<const std::size_t> projection) {
-    file_->Refresh();
+    if (statement_->open && file_->Group().Writable()) {
+        Enter();
+        file_->FlushRecords();
+    } else {
+        file_->Refresh();
+    }
     std::vector<std::size_t> fields;
     for (const auto column : projection) {
         fields.push_back(shown_.at(column));
@@ -28,6 +53,57 @@ std::unique_ptr<sql::TableScan> FoxProTable::Scan(std::span<const std::size_t> p
 std::int64_t FoxProTable::CountRows() {
     file_->Refresh();
     return CountRecords(*file_);
+}
+
+void FoxProTable::Insert(std::span<const Cell> row) {
+    auto& writer = Writer();
+    Enter();
+    writer.Prepare(row);
+    writer.Add();
+}
+
+void FoxProTable::InsertBatched(std::span<const Cell> row) {
+    auto& writer = Writer();
+    auto& group = file_->Group();
+    group.BeginRow();
+    try {
+        writer.Prepare(row);
+    } catch (...) {
+        group.EndRow(false);
+        throw;
+    }
+    try {
+        writer.Add();
+    } catch (...) {
+        group.FailRow();
+    }
+    group.EndRow(true);
+}
+
+void FoxProTable::Update(sql::RowId row,
+                         std::span<const std::size_t> columns,
+                         std::span<const Cell> values) {
+    auto& writer = Writer();
+    Enter();
+    std::vector<std::size_t> fields;
+    for (const auto column : columns) {
+        fields.push_back(shown_.at(column));
+    }
+    writer.Update(static_cast<RecordNumber>(row), fields, values);
+}
+
+void FoxProTable::Delete(sql::RowId row) {
+    auto& writer = Writer();
+    Enter();
+    writer.Delete(static_cast<RecordNumber>(row));
+}
+
+std::int64_t FoxProTable::DeleteAll() {
+    auto& writer = Writer();
+    Enter();
+    const auto count = CountRecords(*file_);
+    writer.Clear();
+    return count;
 }
 
 }  // namespace vantry::foxpro

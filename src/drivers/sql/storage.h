@@ -39,6 +39,7 @@ struct ColumnDefinition {
     std::optional<int> size;   // first number in the round brackets
     std::optional<int> scale;  // second number
     bool not_null = false;
+    bool null = false;  // NULL was said
     bool unique = false;
     bool primary_key = false;
     bool compressed = false;  // WITH COMPRESSION

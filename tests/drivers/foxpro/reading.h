@@ -134,7 +134,7 @@ protected:
     }
     std::filesystem::path Real(const std::string& name) const { return folder_ / "real" / name; }
 
-    test::TempDir folder_;
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
 };
 
 }  // namespace vantry::foxpro

@@ -1,11 +1,13 @@
 // A table is opened with the sidecars that its header and fields call for. The header is read again
-// at the start of each statement and compared: only the count, the date and the numbers to hand out
-// may have changed, else another program has made another table of it meanwhile.
+// at the start of each statement in front of which the files have changed: only the count, the date
+// and the numbers to hand out may be others, else it is another table now.
 
 #include "drivers/foxpro/table/table_file.h"
 
 #include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/code_page_marks.h"
+#include "drivers/foxpro/table/sidecars.h"
+#include "drivers/foxpro/write/table_writer.h"
 #include "files/file_name.h"
 
 #include <algorithm>
@@ -22,10 +24,6 @@ bool HasMemoFields(const TableLayout& layout) {
     return std::any_of(layout.fields.begin(), layout.fields.end(), [](const Field& field) {
         return field.IsMemo();
     });
-}
-
-bool IsUpper(std::string_view extension) {
-    return extension.size() > 1 && extension[1] >= 'A' && extension[1] <= 'Z';
 }
 
 std::optional<int> PageOfCpgFile(const std::string& path) {
@@ -55,17 +53,6 @@ bool SameFields(const TableLayout& left, const TableLayout& right) {
 
 }  // namespace
 
-std::string Sidecar(const std::string& path, std::string_view extension) {
-    const fs::path given(path);
-    std::string suffix(extension);
-    if (IsUpper(given.extension().string())) {
-        std::transform(suffix.begin(), suffix.end(), suffix.begin(), [](char c) {
-            return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-        });
-    }
-    return file::ResolveFileName((given.parent_path() / given.stem()).string() + suffix);
-}
-
 TableFile::TableFile(const std::string& path,
                      const TableOptions& options,
                      std::span<const std::string> long_names)
@@ -73,6 +60,7 @@ TableFile::TableFile(const std::string& path,
     if (fs::is_directory(path)) {
         throw CannotOpen(path, "it is a folder");
     }
+    BringBackSidecars(path);
     const std::array others = {Sidecar(path, ".fpt"),
                                Sidecar(path, ".dbt"),
                                Sidecar(path, ".cdx"),
@@ -86,10 +74,8 @@ TableFile::TableFile(const std::string& path,
         others,
         group_options);
     stamp_ = group_->StampOfLeader();
-    header_bytes_ = ReadHeaderBytes();
-    auto header = ParseHeader(header_bytes_, group_->SizeOf(kTable), path_);
+    auto header = ParseHeader(ReadHeaderBytes(), group_->SizeOf(kTable), path_);
     layout_ = std::move(header.layout);
-    header_bytes_.resize(std::min(header_bytes_.size(), layout_.header_length));
     std::size_t shown = 0;
     for (auto& field : layout_.fields) {
         if (!field.hidden && shown < long_names.size() && !long_names[shown].empty()) {
@@ -108,7 +94,30 @@ TableFile::TableFile(const std::string& path,
     }
 }
 
-TableFile::~TableFile() = default;
+TableFile::~TableFile() {
+    try {
+        // Whoever must know whether the last rows got there has settled before.
+        if (group_->InTransaction() && !group_->InStatement()) {
+            group_->Settle();
+        }
+    } catch (const std::exception&) {
+        // Nobody is left to tell; the files are as before the batch.
+    }
+    group_->SetBeforeCommit({});
+}
+
+void TableFile::FlushRecords() {
+    if (writer_) {
+        writer_->FlushRecords();
+    }
+}
+
+TableWriter& TableFile::Writer(bool null_by_default) {
+    if (!writer_) {
+        writer_ = std::make_unique<TableWriter>(*this, null_by_default);
+    }
+    return *writer_;
+}
 
 bool TableFile::IsStillThere() const {
     const auto named = file::StampOf(path_);
@@ -140,19 +149,20 @@ void TableFile::NoteCount(std::uint32_t counted) {
 
 void TableFile::Refresh() {
     group_->Settle();
+    if (!group_->InTransaction()) {
+        Reread();
+    }
+}
+
+void TableFile::Reread() {
     if (version_ == group_->Version()) {
         return;
     }
     version_ = group_->Version();
-    auto bytes = ReadHeaderBytes();
-    if (bytes == header_bytes_ && missing_records_ == 0) {
-        return;
-    }
-    const auto header = ParseHeader(bytes, group_->SizeOf(kTable), path_);
+    const auto header = ParseHeader(ReadHeaderBytes(), group_->SizeOf(kTable), path_);
     if (!SameFields(header.layout, layout_)) {
         throw CannotOpen(path_, "its fields have been changed meanwhile; choose the table again");
     }
-    header_bytes_ = std::move(bytes);
     NoteCount(header.record_count);
 }
 

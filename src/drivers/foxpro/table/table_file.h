@@ -12,13 +12,13 @@
 
 namespace vantry::foxpro {
 
-class TagSet;
+class TableWriter;
 
 // What a connection string says about tables.
 struct TableOptions {
     bool show_deleted = false;
     bool exclusive = false;
-    std::optional<int> code_page;  // instead of that of the header
+    std::optional<int> code_page = {};  // instead of that of the header
 };
 
 class TableFile {
@@ -41,6 +41,8 @@ public:
     bool IsStillThere() const;
     // At the start of a statement: what the header says now. Throws when the table is another one.
     void Refresh();
+    // The same without ending an open batch.
+    void Reread();
     const TableLayout& Layout() const { return layout_; }
     // Records that the header counts and the file has; with those of the open transaction.
     RecordNumber RecordCount() const { return record_count_; }
@@ -62,6 +64,11 @@ public:
     std::optional<file::FileGroup::Member> IndexMember() const { return index_; }
     const std::string& IndexTrouble() const { return index_trouble_; }
 
+    // The writer of this table: one for all who change it through this connection.
+    TableWriter& Writer(bool null_by_default);
+    // Within a transaction: what the writer has gathered can be read.
+    void FlushRecords();
+
 private:
     friend class TableWriter;
     void OpenSidecars();
@@ -75,7 +82,6 @@ private:
     TableOptions options_;
     std::unique_ptr<file::FileGroup> group_;
     file::FileStamp stamp_;
-    std::vector<std::byte> header_bytes_;
     TableLayout layout_;
     RecordNumber record_count_ = 0;
     std::uint32_t missing_records_ = 0;
@@ -86,10 +92,7 @@ private:
     bool memos_missing_ = false;
     std::optional<file::FileGroup::Member> index_;
     std::string index_trouble_;
+    std::unique_ptr<TableWriter> writer_;  // lives as long as rows of a batch may be in it
 };
-
-// The path of the file with that extension beside `path`, in the letter case that is there; its
-// extension follows the spelling of `path` if there is none.
-std::string Sidecar(const std::string& path, std::string_view extension);
 
 }  // namespace vantry::foxpro

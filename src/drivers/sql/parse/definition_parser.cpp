@@ -125,7 +125,7 @@ private:
             }
             column.not_null = true;
         } else if (reader_.AcceptWord("null")) {
-            return true;
+            column.null = true;
         } else if (reader_.AcceptWord("default")) {
             column.default_text = ParseDefault();
         } else if (reader_.AcceptWord("with")) {
