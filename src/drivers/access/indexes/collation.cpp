@@ -1,15 +1,14 @@
-// The weights stand in collation_data.cpp as entries with a blank behind each:
-//
-//   [@first] [+n] [^] kind inline-bytes [.extra-bytes]       all numbers hexadecimal
-//
-// for the characters first to first + n; without @ the entry goes on behind the former one. Kinds:
-// p plain, a accent, h hidden, m modifier, k and j kana, i ignored. With ^ the inline value grows
-// by one with each character.
+// A key has its parts one behind the other: the characters' inline bytes, their accents, kana
+// marks, hidden characters. They are gathered side by side in one pass. The list of accents has a
+// byte a character up to the last accented one, so that a key without accents has none. Easy to get
+// wrong: a modifier (a combining accent) belongs to the character before it, so the list must reach
+// up to that one before the value is added; otherwise it changes an older character's accent, and
+// other programs, which make the key as written here, don't find the row.
 
 #include "drivers/access/indexes/collation.h"
 
 #include <algorithm>
-#include <cctype>
+#include <iterator>
 
 namespace vantry::access {
 namespace {
@@ -27,18 +26,8 @@ constexpr std::byte kKanaTail[] = {
     std::byte{0xFF}, std::byte{0x02}, std::byte{0x80}, std::byte{0xFF}, std::byte{0x80}};
 constexpr std::byte kKanaBeforeHidden{0xFF};
 constexpr int kKanaFlagsPerByte = 3;
-
-std::uint64_t TakeHex(const char*& at, std::uint8_t* bytes = nullptr) {
-    std::uint64_t value = 0;
-    const char* const start = at;
-    for (; std::isdigit(static_cast<unsigned char>(*at)) || (*at >= 'A' && *at <= 'F'); ++at) {
-        value = value << 4 | static_cast<std::uint64_t>(*at <= '9' ? *at - '0' : *at - 'A' + 10);
-    }
-    if (bytes != nullptr) {
-        *bytes = static_cast<std::uint8_t>((at - start) / 2);
-    }
-    return value;
-}
+constexpr std::uint8_t kFirstKana = 2;
+constexpr std::uint8_t kSecondKana = 3;
 
 void AppendBig(std::uint64_t value, int bytes, std::vector<std::byte>& out) {
     for (int i = bytes - 1; i >= 0; --i) {
@@ -71,20 +60,47 @@ class CollationKey {
 public:
     explicit CollationKey(std::vector<std::byte>& key) : key_(key) {}
 
+    void Add(const Weight& weight) {
+        const std::size_t position = position_;
+        if (weight.inline_size > 0) {
+            AddInline(weight.inline_value, weight.inline_size);
+        }
+        switch (weight.kind) {
+            case WeightKind::Ignored:
+            case WeightKind::Plain:
+                return;
+            case WeightKind::Hidden:
+                AddHidden(weight.extra, weight.extra_size);
+                return;
+            case WeightKind::Modifier:
+                AddModifier(weight.extra);
+                return;
+            case WeightKind::Kana1:
+                AddKana(kFirstKana);
+                break;
+            case WeightKind::Kana2:
+                AddKana(kSecondKana);
+                break;
+            case WeightKind::Accent:
+                break;
+        }
+        if (weight.extra_size > 0) {
+            AddAccent(position, weight.extra, weight.extra_size);
+        }
+    }
     void AddInline(std::uint64_t value, int bytes) {
         AppendBig(value, bytes, key_);
         ++position_;
     }
     // The accent of the character at `position`.
     void AddAccent(std::size_t position, std::uint64_t value, int bytes) {
-        while (accent_characters_ < position) {
-            accents_.push_back(kNoAccent);
-            ++accent_characters_;
-        }
+        FillAccents(position);
         AppendBig(value, bytes, accents_);
         ++accent_characters_;
     }
+    // Of the character before; of nothing at a text's start, where it is a byte of its own.
     void AddModifier(std::uint64_t value) {
+        FillAccents(position_);
         if (accents_.empty()) {
             accents_.push_back(static_cast<std::byte>(value));
             accent_prefix_ = 1;
@@ -93,6 +109,7 @@ public:
                 static_cast<std::byte>(static_cast<unsigned>(accents_.back()) + value);
         }
     }
+    // With its place among the bytes that the accents take, as the engine counts it.
     void AddHidden(std::uint64_t value, int bytes) {
         const std::size_t at =
             accents_.empty() ? position_
@@ -128,8 +145,16 @@ public:
     }
 
 private:
+    // The list of accents reaches up to that character.
+    void FillAccents(std::size_t position) {
+        for (; accent_characters_ < position; ++accent_characters_) {
+            accents_.push_back(kNoAccent);
+        }
+    }
+
+    // Three marks a byte, the last ones left out as long as they are of the second kind.
     void FinishKana() {
-        while (!kana_.empty() && kana_.back() == 3) {
+        while (!kana_.empty() && kana_.back() == kSecondKana) {
             kana_.pop_back();
         }
         for (std::size_t i = 0; i < kana_.size(); i += kKanaFlagsPerByte) {
@@ -140,7 +165,7 @@ private:
             }
             key_.push_back(static_cast<std::byte>(packed));
         }
-        kana_.assign(1, 3);  // still counts as there
+        kana_.assign(1, kSecondKana);  // still counts as there
         key_.insert(key_.end(), std::begin(kKanaTail), std::end(kKanaTail));
     }
 
@@ -168,102 +193,21 @@ const Collation* Collation::For(SortOrder order) {
     return nullptr;
 }
 
-Collation::Collation(const char* weights) {
-    char32_t next = 0;
-    for (const char* at = weights; *at != '\0'; ++at) {
-        Weight weight;
-        if (*at == '@') {
-            next = static_cast<char32_t>(TakeHex(++at));
-        }
-        weight.first = static_cast<char16_t>(next);
-        if (*at == '+') {
-            next += static_cast<char32_t>(TakeHex(++at));
-        }
-        weight.last = static_cast<char16_t>(next++);
-        weight.step = *at == '^';
-        at += weight.step ? 1 : 0;
-        switch (*at++) {
-            case 'p':
-                weight.kind = Kind::Plain;
-                break;
-            case 'a':
-                weight.kind = Kind::Accent;
-                break;
-            case 'h':
-                weight.kind = Kind::Hidden;
-                break;
-            case 'm':
-                weight.kind = Kind::Modifier;
-                break;
-            case 'k':
-                weight.kind = Kind::Kana1;
-                break;
-            case 'j':
-                weight.kind = Kind::Kana2;
-                break;
-            default:
-                weight.kind = Kind::Ignored;
-                break;
-        }
-        weight.inline_value = TakeHex(at, &weight.inline_size);
-        if (*at == '.') {
-            weight.extra = static_cast<std::uint16_t>(TakeHex(++at, &weight.extra_size));
-        }
-        weights_.push_back(weight);
-    }
-    for (const auto& weight : weights_) {
-        for (unsigned unit = weight.first; unit <= weight.last && unit < kDirect; ++unit) {
-            direct_[unit] = &weight;
-        }
-    }
-}
-
-const Collation::Weight* Collation::Find(char16_t unit) const {
-    if (unit < kDirect) {
-        return direct_[unit];
-    }
-    const auto found = std::lower_bound(
-        weights_.begin(), weights_.end(), unit, [](const Weight& weight, char16_t wanted) {
-            return weight.last < wanted;
-        });
-    return found != weights_.end() && found->first <= unit ? &*found : nullptr;
-}
-
-bool Collation::AppendKey(std::u16string_view text,
+void Collation::AppendKey(std::u16string_view text,
                           bool ascending,
                           std::vector<std::byte>& key) const {
     text = text.substr(0, kMaxTextUnits);
     text = text.substr(0, text.find_last_not_of(u' ') + 1);
     const std::size_t start = key.size();
     CollationKey building(key);
+    Weight scratch;
     for (const char16_t unit : text) {
         if (IsSurrogate(unit)) {
             building.AddInline(SurrogateWeight(unit), 2);
             building.AddAccent(
                 building.Position() - 1, static_cast<std::uint64_t>(kSurrogateAccent), 1);
-            continue;
-        }
-        const Weight* weight = Find(unit);
-        if (weight == nullptr) {
-            key.resize(start);
-            return false;
-        }
-        const std::size_t position = building.Position();
-        if (weight->inline_size > 0) {
-            building.AddInline(
-                weight->inline_value +
-                    (weight->step ? static_cast<std::uint64_t>(unit - weight->first) : 0),
-                weight->inline_size);
-        }
-        if (weight->kind == Kind::Hidden) {
-            building.AddHidden(weight->extra, weight->extra_size);
-        } else if (weight->kind == Kind::Modifier) {
-            building.AddModifier(weight->extra);
-        } else if (weight->extra_size > 0) {
-            building.AddAccent(position, weight->extra, weight->extra_size);
-        }
-        if (weight->kind == Kind::Kana1 || weight->kind == Kind::Kana2) {
-            building.AddKana(weight->kind == Kind::Kana1 ? 2 : 3);
+        } else {
+            building.Add(weights_.Of(unit, scratch));
         }
     }
     building.Finish();
@@ -274,7 +218,6 @@ bool Collation::AppendKey(std::u16string_view text,
         }
     }
     key.push_back(kEndOfText);
-    return true;
 }
 
 }  // namespace vantry::access

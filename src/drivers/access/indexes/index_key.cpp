@@ -220,9 +220,8 @@ KeyResult KeyEncoder::AppendColumn(std::size_t column,
             if (part.collation == nullptr) {
                 return KeyResult::UnknownForm;
             }
-            return part.collation->AppendKey(part.coding.Units(*stored), part.ascending, key)
-                       ? KeyResult::Ok
-                       : KeyResult::UnknownCharacter;
+            part.collation->AppendKey(part.coding.Units(*stored), part.ascending, key);
+            return KeyResult::Ok;
         default:
             return KeyResult::UnknownForm;
     }

@@ -15,9 +15,8 @@ namespace vantry::access {
 
 enum class KeyResult : std::uint8_t {
     Ok,
-    NoEntry,           // a row whose key columns are all null, in an index that ignores nulls
-    UnknownCharacter,  // text with a character whose weight isn't known
-    UnknownForm,       // a value whose key was never observed: an empty binary
+    NoEntry,      // a row whose key columns are all null, in an index that ignores nulls
+    UnknownForm,  // a value of a type whose keys aren't known
 };
 
 class KeyEncoder {

@@ -53,12 +53,6 @@ bool KeyFields::MakeKey(const KeyEncoder& encoder,
             return true;
         case KeyResult::NoEntry:
             return false;
-        case KeyResult::UnknownCharacter:
-            throw CannotChangeTable(
-                table,
-                "a text of the row has a character whose place in the order of index '" +
-                    std::string(index) +
-                    "' isn't known. Leave the character out, or remove the index");
         case KeyResult::UnknownForm:
             break;
     }
