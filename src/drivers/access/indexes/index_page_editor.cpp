@@ -16,6 +16,7 @@ namespace vantry::access {
 namespace {
 
 constexpr const IndexPageLayout& kLayout = kJet4Layout.index;
+constexpr std::size_t kChildSize = kNodeEntryTail - kLeafEntryTail;
 constexpr std::size_t kAreaSize = kJet4Layout.page_size - kLayout.entries_offset;
 
 int CompareBytes(ByteSpan left, ByteSpan right) {
@@ -52,6 +53,22 @@ std::size_t SizeOf(std::span<const IndexEntry> entries, std::size_t prefix) {
 }
 
 }  // namespace
+
+IndexEntry NodeEntry(ByteSpan last, PageNumber child) {
+    IndexEntry entry(last.begin(), last.end());
+    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+        entry.push_back(std::byte{static_cast<unsigned char>(child >> shift)});
+    }
+    return entry;
+}
+
+ByteSpan WithoutChild(const IndexEntry& entry) {
+    return ByteSpan(entry).first(entry.size() - kChildSize);
+}
+
+PageNumber ChildOf(const IndexEntry& entry) {
+    return LoadBigU32(entry, entry.size() - kChildSize);
+}
 
 int CompareEntries(ByteSpan left, ByteSpan right) {
     const int order = CompareBytes(left, right);

@@ -13,6 +13,12 @@ namespace vantry::access {
 
 using IndexEntry = std::vector<std::byte>;
 
+// ---- Entries of nodes: key and row of the greatest leaf entry below a child, and the child
+
+IndexEntry NodeEntry(ByteSpan last, PageNumber child);
+ByteSpan WithoutChild(const IndexEntry& entry);
+PageNumber ChildOf(const IndexEntry& entry);
+
 // Entries with longer keys would leave a page with a single one.
 inline constexpr std::size_t kMaxIndexKey = 1700 - kLeafEntryTail;
 

@@ -10,13 +10,13 @@
 #include "drivers/access/pages/data_page.h"
 #include "drivers/access/pages/usage_map_writer.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace vantry::access {
 namespace {
 
 constexpr const IndexPageLayout& kLayout = kJet4Layout.index;
-constexpr std::size_t kChildSize = kNodeEntryTail - kLeafEntryTail;
 
 void MakeEntry(ByteSpan key, RowPointer row, IndexEntry& out) {
     out.assign(key.begin(), key.end());
@@ -26,42 +26,32 @@ void MakeEntry(ByteSpan key, RowPointer row, IndexEntry& out) {
     out.push_back(std::byte{row.row});
 }
 
-// A node's entry: key and row of `last`, the greatest leaf entry below `child`.
-IndexEntry NodeEntry(ByteSpan last, PageNumber child) {
-    IndexEntry entry(last.begin(), last.end());
-    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-        entry.push_back(std::byte{static_cast<unsigned char>(child >> shift)});
-    }
-    return entry;
-}
-ByteSpan WithoutChild(const IndexEntry& entry) {
-    return ByteSpan(entry).first(entry.size() - kChildSize);
-}
 // Where to divide entries that don't fit one page: in the middle, or before the last one when keys
 // come in ascending order. An entry at either end that doesn't share the others' prefix may have to
-// go alone.
+// go alone. The last entry before a node's cut goes up, and its child becomes the first half's
+// tail: so that half needs two, to keep one.
 std::size_t ChooseCut(std::span<const IndexEntry> entries, bool leaf, bool at_end) {
+    const std::size_t first = leaf ? 1 : 2;
+    const std::size_t last = entries.size() - 1;
     std::size_t total = 0;
     for (const IndexEntry& entry : entries) {
         total += entry.size();
     }
     std::size_t middle = 1;
     for (std::size_t before = entries[0].size();
-         middle + 1 < entries.size() && before + entries[middle].size() <= total / 2;
+         middle < last && before + entries[middle].size() <= total / 2;
          ++middle) {
         before += entries[middle].size();
     }
-    for (const std::size_t cut :
-         {at_end ? entries.size() - 1 : middle, middle, std::size_t{1}, entries.size() - 1}) {
-        if (IndexPageEditor::Fits(entries.first(cut), leaf) &&
+    middle = std::max(middle, first);
+    for (const std::size_t cut : {at_end ? last : middle, middle, first, last}) {
+        if (cut >= first && cut <= last &&
+            IndexPageEditor::Fits(entries.first(leaf ? cut : cut - 1), leaf) &&
             IndexPageEditor::Fits(entries.subspan(cut), leaf)) {
             return cut;
         }
     }
     throw BoundsError();
-}
-PageNumber ChildOf(const IndexEntry& entry) {
-    return LoadBigU32(entry, entry.size() - kChildSize);
 }
 
 }  // namespace
@@ -108,6 +98,7 @@ void IndexWriter::GiveTail(PageNumber page) {
 IndexWriter::Path IndexWriter::Descend(ByteSpan wanted, bool tidy) {
     Path path;
     PageNumber page = root_;
+    PageNumber repairs = 0;
     for (int depth = 0; depth < kMaxIndexDepth; ++depth) {
         Load(page);
         if (editor_.IsLeaf()) {
@@ -122,6 +113,18 @@ IndexWriter::Path IndexWriter::Descend(ByteSpan wanted, bool tidy) {
         }
         if (no_tail && tidy) {
             GiveTail(page);
+        }
+        if (tidy && editor_.Size() == 0) {
+            // Of a file made elsewhere, or left by GiveTail(): the way begins anew behind it.
+            if (++repairs > store_->PageCount()) {
+                break;
+            }
+            path.push_back({page, 0});
+            FeedNode(path, path.size() - 1);
+            path.clear();
+            page = root_;
+            depth = -1;
+            continue;
         }
         std::size_t position = editor_.LowerBound(wanted);
         if (position >= editor_.Size() && no_tail && !tidy) {
@@ -253,8 +256,7 @@ void IndexWriter::Split(Path& path, std::size_t level, std::vector<IndexEntry> e
 
 // Nodes are linked only with siblings below the same parent.
 void IndexWriter::CutNodeSiblings(PageNumber left, PageNumber right) {
-    Load(left);
-    if (!editor_.IsLeaf()) {
+    if (AreNodes(left, right)) {
         SetField(left, kLayout.next_offset, 0);
         SetField(right, kLayout.previous_offset, 0);
     }
@@ -305,67 +307,6 @@ void IndexWriter::UpdateAncestors(Path& path, std::size_t level, IndexEntry last
         entries[parent.position] = NodeEntry(last, child);
         WriteOrSplit(path, level - 1, std::move(entries));
         return;
-    }
-}
-
-// Takes the child at the path's position out of the node on `level`.
-void IndexWriter::RemoveChild(Path& path, std::size_t level) {
-    const Step step = path[level];
-    Load(step.page);
-    auto entries = editor_.AllEntries();
-    if (step.position < entries.size()) {
-        entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(step.position));
-        IndexPageEditor::Write(store_->Change(step.page), entries, false);
-        return;
-    }
-    if (entries.empty()) {
-        if (level == 0) {
-            const auto root = store_->Change(step.page);
-            IndexPageEditor::Write(root, {}, true);
-            StoreU32(root, kLayout.tail_offset, 0);
-            return;
-        }
-        Unlink(step.page);
-        FreePage(step.page);
-        RemoveChild(path, level - 1);
-        return;
-    }
-    const IndexEntry last = entries.back();
-    entries.pop_back();
-    const auto bytes = store_->Change(step.page);
-    IndexPageEditor::Write(bytes, entries, false);
-    StoreU32(bytes, kLayout.tail_offset, ChildOf(last));
-    const ByteSpan key = WithoutChild(last);
-    UpdateAncestors(path, level, IndexEntry(key.begin(), key.end()));
-}
-
-// A root with a single child takes its place.
-void IndexWriter::CollapseRoot() {
-    for (int depth = 0; depth < kMaxIndexDepth; ++depth) {
-        Load(root_);
-        if (editor_.IsLeaf() || editor_.Size() > 0) {
-            return;
-        }
-        const PageNumber child = editor_.Tail();
-        Load(child);
-        const auto root = store_->Change(root_);
-        const ByteSpan bytes = store_->Look(child);
-        std::memcpy(root.data(), bytes.data(), bytes.size());
-        StoreU32(root, kLayout.previous_offset, 0);
-        StoreU32(root, kLayout.next_offset, 0);
-        FreePage(child);
-    }
-}
-
-void IndexWriter::Unlink(PageNumber page) {
-    Load(page);
-    const PageNumber previous = editor_.Previous();
-    const PageNumber next = editor_.Next();
-    if (previous != 0) {
-        SetField(previous, kLayout.next_offset, next);
-    }
-    if (next != 0) {
-        SetField(next, kLayout.previous_offset, previous);
     }
 }
 

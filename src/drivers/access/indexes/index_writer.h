@@ -49,7 +49,22 @@ private:
     void Split(Path& path, std::size_t level, std::vector<IndexEntry> entries);
     void CutNodeSiblings(PageNumber left, PageNumber right);
     void UpdateAncestors(Path& path, std::size_t level, IndexEntry last);
+
+    // ---- Pages that get too small (index_balance.cpp)
+    struct Node {
+        PageNumber page = 0;
+        std::vector<IndexEntry> entries;
+        PageNumber tail = 0;
+    };
+    Node TakeNode(PageNumber page);
+    void PutNode(const Node& node);
     void RemoveChild(Path& path, std::size_t level);
+    void FeedNode(Path& path, std::size_t level);
+    void FeedFromLeft(Path& path, std::size_t level, Node& node, Node& parent);
+    void FeedFromRight(Path& path, std::size_t level, Node& node, Node& parent);
+    void FinishMerge(Path& path, std::size_t level, const Node& parent, PageNumber merged);
+    bool AreNodes(PageNumber left, PageNumber right);
+    void LinkChildren(PageNumber left, PageNumber right);
     void CollapseRoot();
     void Unlink(PageNumber page);
     PageNumber NewPage();
