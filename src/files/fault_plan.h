@@ -28,6 +28,7 @@ struct Call {
     std::string_view path;
     std::uint64_t offset = 0;              // Truncate: the new size
     std::span<const std::byte> data = {};  // of a Write; of a gathered one in several calls
+    std::string_view former_path = {};     // of a Rename
 };
 
 struct Verdict {

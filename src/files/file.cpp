@@ -314,7 +314,7 @@ bool RemoveFile(const std::string& path) {
 }
 
 void RenameNoReplace(const std::string& from, const std::string& to) {
-    const Call call{.operation = Operation::Rename, .path = to};
+    const Call call{.operation = Operation::Rename, .path = to, .former_path = from};
     int error = Perform(call, [&] {
         return ::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE);
     });
@@ -334,7 +334,7 @@ void RenameNoReplace(const std::string& from, const std::string& to) {
 }
 
 void RenameReplacing(const std::string& from, const std::string& to) {
-    const Call call{.operation = Operation::Rename, .path = to};
+    const Call call{.operation = Operation::Rename, .path = to, .former_path = from};
     const int error = Perform(call, [&] { return ::rename(from.c_str(), to.c_str()); });
     if (error != 0) {
         throw SystemError(to, "replaced", error);

@@ -182,11 +182,13 @@ public:
     }
     void After(const file::Call& call) override {
         if (ChangesFiles(call.operation) && !std::exchange(skipped_, false)) {
-            steps_.push_back(
-                {call.operation,
-                 std::filesystem::path(call.path).filename().string(),
-                 call.offset,
-                 std::string(reinterpret_cast<const char*>(call.data.data()), call.data.size())});
+            steps_.push_back({call.operation,
+                              std::filesystem::path(call.path).filename().string(),
+                              call.offset,
+                              call.operation == file::Operation::Rename
+                                  ? std::filesystem::path(call.former_path).filename().string()
+                                  : std::string(reinterpret_cast<const char*>(call.data.data()),
+                                                call.data.size())});
         }
     }
     std::size_t Steps() const { return steps_.size(); }
@@ -200,6 +202,9 @@ public:
                 files[step.name].clear();
             } else if (step.operation == file::Operation::Remove) {
                 files.erase(step.name);
+            } else if (step.operation == file::Operation::Rename) {
+                files[step.name] = std::move(files[step.data]);
+                files.erase(step.data);
             } else if (!IsSync(step.operation)) {
                 Apply(step, files[step.name], SIZE_MAX);
             }
@@ -234,6 +239,11 @@ public:
                     break;
                 case file::Operation::Remove:
                     names[step.name].present = false;
+                    break;
+                case file::Operation::Rename:
+                    inode = std::exchange(inodes[step.data], {});
+                    names[step.name].present = true;
+                    names[step.data].present = false;
                     break;
                 case file::Operation::Sync:
                     for (const Step* pending : inode.pending) {
@@ -282,7 +292,7 @@ private:
         file::Operation operation;
         std::string name;
         std::uint64_t offset;
-        std::string data;
+        std::string data;  // of a Rename the former name
     };
     static void Apply(const Step& step, std::string& content, std::size_t limit) {
         if (step.operation == file::Operation::Truncate) {

@@ -42,6 +42,11 @@ bool IsFreeTable(const std::string& path) {
 }  // namespace
 
 FoxProDatabase::FoxProDatabase(DatabaseOptions options) : options_(std::move(options)) {
+    if (options_.container) {
+        container_ = std::make_unique<Container>(options_.path, options_.tables);
+        folder_ = container_->Folder();
+        return;
+    }
     folder_ = options_.path;
     std::error_code error;
     if (!fs::is_directory(folder_, error)) {
@@ -54,13 +59,22 @@ FoxProDatabase::~FoxProDatabase() = default;
 
 std::vector<TableEntry> FoxProDatabase::Tables() {
     std::vector<TableEntry> tables;
-    for (const auto& entry : fs::directory_iterator(folder_)) {
-        const auto name = entry.path().filename().string();
-        if (!HasExtension(name, kTableExtension) || !entry.is_regular_file() ||
-            !IsFreeTable(entry.path().string())) {
-            continue;
+    if (container_) {
+        container_->Refresh();
+        for (auto& table : container_->Tables()) {
+            tables.push_back({std::move(table.name), "TABLE"});
         }
-        tables.push_back({name.substr(0, name.size() - kTableExtension.size()), "TABLE"});
+        for (auto& view : container_->Views()) {
+            tables.push_back({std::move(view.name), "VIEW"});
+        }
+    } else {
+        for (const auto& entry : fs::directory_iterator(folder_)) {
+            const auto name = entry.path().filename().string();
+            if (HasExtension(name, kTableExtension) && entry.is_regular_file() &&
+                IsFreeTable(entry.path().string())) {
+                tables.push_back({name.substr(0, name.size() - kTableExtension.size()), "TABLE"});
+            }
+        }
     }
     std::sort(tables.begin(), tables.end(), [](const TableEntry& left, const TableEntry& right) {
         const auto upper_left = UpperCased(left.name);
@@ -87,7 +101,27 @@ std::optional<FoxProDatabase::Place> FoxProDatabase::PlaceOf(std::string_view na
     return place;
 }
 
+std::string_view FoxProDatabase::NameInContainer(std::string_view name) const {
+    const auto mark = name.find('!');
+    if (mark != std::string_view::npos &&
+        SameName(name.substr(0, mark), fs::path(container_->Path()).stem().string())) {
+        name.remove_prefix(mark + 1);
+    }
+    return name;
+}
+
 std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name) {
+    if (container_) {
+        container_->Refresh();
+        name = NameInContainer(name);
+        if (auto table = container_->FindTable(name)) {
+            return Place{
+                std::move(table->path), std::move(table->name), std::move(table->long_names)};
+        }
+        if (container_->FindView(name)) {
+            return std::nullopt;
+        }
+    }
     auto place = PlaceOf(name);
     std::error_code error;
     if (place && !fs::exists(place->path, error)) {
@@ -122,9 +156,34 @@ std::shared_ptr<sql::StoredTable> FoxProDatabase::OpenTable(std::string_view nam
         OpenFile(*place), place->name, statement_, options_.null_by_default);
 }
 
+std::optional<std::string> FoxProDatabase::ViewText(std::string_view name) {
+    if (!container_) {
+        return std::nullopt;
+    }
+    container_->Refresh();
+    auto view = container_->FindView(NameInContainer(name));
+    if (!view) {
+        return std::nullopt;
+    }
+    if (!view->reason.empty()) {
+        throw CannotOpen(view->name, "this view can't be run: " + view->reason);
+    }
+    return std::move(view->sql);
+}
+
 // ---- Changes ----------------------------------------------------------------------------------
 
+void FoxProDatabase::RequireFolder(std::string_view doing) const {
+    if (container_) {
+        throw CannotWrite(container_->Path(),
+                          std::string(doing) +
+                              " in a database container isn't possible here yet. Choose the folder "
+                              "as the target");
+    }
+}
+
 void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
+    RequireFolder("Creating a table");
     const auto place = PlaceOf(definition.name);
     if (!place) {
         throw BadTableDefinition(definition.name, "that can't be the name of a file");
@@ -141,6 +200,7 @@ void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
 }
 
 void FoxProDatabase::DropTable(std::string_view name) {
+    RequireFolder("Dropping a table");
     const auto place = Find(name);
     if (!place) {
         throw CannotOpen(name, "there is no such table");

@@ -1,6 +1,7 @@
 #pragma once
 // A folder of tables or a container as the SQL layer sees it.
 
+#include "drivers/foxpro/container/container.h"
 #include "drivers/foxpro/foxpro_table.h"
 #include "drivers/sql/storage.h"
 
@@ -28,6 +29,7 @@ public:
 
     std::vector<TableEntry> Tables() override;
     std::shared_ptr<sql::StoredTable> OpenTable(std::string_view name) override;
+    std::optional<std::string> ViewText(std::string_view name) override;
     void CreateTable(const sql::TableDefinition& definition) override;
     void DropTable(std::string_view name) override;
     void BeginStatement() override;
@@ -43,6 +45,9 @@ private:
         std::string name;  // as the user knows the table
         std::vector<std::string> long_names;
     };
+    void RequireFolder(std::string_view doing) const;
+    // Without the name of the container before it ("sales!orders").
+    std::string_view NameInContainer(std::string_view name) const;
     // Where the table is or would be; nothing for a name that can't be one's.
     std::optional<Place> PlaceOf(std::string_view name);
     std::optional<Place> Find(std::string_view name);
@@ -50,6 +55,7 @@ private:
 
     DatabaseOptions options_;
     std::string folder_;
+    std::unique_ptr<Container> container_;                    // null for a folder
     std::map<std::string, std::shared_ptr<TableFile>> open_;  // by path
     std::shared_ptr<OpenStatement> statement_ = std::make_shared<OpenStatement>();
     bool expect_many_rows_ = false;

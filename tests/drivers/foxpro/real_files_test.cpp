@@ -136,5 +136,49 @@ TEST_F(RealFilesTest, TablesOfAFolderAreFoundByEverySpelling) {
     EXPECT_THROW(expenses->OpenCursor("SELECT * FROM nosuch"), DataError);
 }
 
+// Containers: tables and fields by their long names, table files of names with blanks, a container
+// and a table of one name, views.
+TEST_F(RealFilesTest, ContainersListTheirTablesAndViews) {
+    using Texts = std::vector<std::string>;
+    const auto listed = [](DriverConnection& connection) {
+        Texts names;
+        for (const auto& entry : connection.Tables()) {
+            names.push_back(entry.name + " " + entry.type);
+        }
+        return names;
+    };
+    const auto contacts = Connect(Real("dbc_contacts/foxpro-db-test.dbc"), "SourceType=DBC");
+    EXPECT_EQ(listed(*contacts),
+              (Texts{"calls TABLE", "contacts TABLE", "setup TABLE", "types TABLE"}));
+    const auto cursor = contacts->OpenCursor("SELECT * FROM contacts WHERE 1=2");
+    Texts names;
+    for (const auto& column : cursor->Columns()) {
+        names.push_back(column.name);
+    }
+    ASSERT_EQ(names.size(), 29U);
+    EXPECT_EQ(names[0], "contact_id");
+    EXPECT_TRUE(std::find(names.begin(), names.end(), "contact_type_id") != names.end());
+    EXPECT_EQ(RowsOf(*contacts, "SELECT contact_id, contact_type_id FROM contacts").size(), 5U);
+    EXPECT_EQ(RowsOf(*contacts, "SELECT * FROM [foxpro-db-test!calls]").size(), 16U);
+    EXPECT_EQ(RowsOf(*contacts, "SELECT count(*) FROM calls"), Rows{"16"});
+
+    const auto expenses = Connect(Real("dbc_expenses/expenses.dbc"));
+    EXPECT_EQ(listed(*expenses),
+              (Texts{"employees TABLE",
+                     "expense_categories TABLE",
+                     "expense_details TABLE",
+                     "expense_reports TABLE"}));
+    EXPECT_EQ(RowsOf(*expenses, "SELECT * FROM expense_details").size(), 6U);
+
+    const auto dvds = Connect(Real("dbc_dvds/dvds.dbc"));
+    EXPECT_EQ(RowsOf(*dvds, "SELECT * FROM dvds").size(), 6U);
+    EXPECT_EQ(RowsOf(*dvds, "SELECT * FROM genres").size(), 13U);
+    const auto general = Connect(Real("idx_general/fb2p_dbc.dbc"));
+    EXPECT_FALSE(listed(*general).empty());
+    EXPECT_THROW(Connect(Real("nosuch.dbc")), DataError);
+    EXPECT_THROW(Connect(Real("dbase_03.dbf"), "SourceType=DBC"), DataError);
+    EXPECT_THROW(contacts->Execute("CREATE TABLE x (a I)"), DataError);
+}
+
 }  // namespace
 }  // namespace vantry::foxpro

@@ -4,6 +4,7 @@
 
 #include "drivers/foxpro/table/table_file.h"
 
+#include "data/letter_case.h"
 #include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/code_page_marks.h"
 #include "drivers/foxpro/table/sidecars.h"
@@ -51,6 +52,30 @@ bool SameFields(const TableLayout& left, const TableLayout& right) {
                       });
 }
 
+// The container lists the fields in their order. Where it has another number of them, their first
+// letters tell.
+void GiveLongNames(TableLayout& layout, std::span<const std::string> names) {
+    const auto shown = static_cast<std::size_t>(
+        std::count_if(layout.fields.begin(), layout.fields.end(), [](const Field& field) {
+            return !field.hidden;
+        }));
+    std::size_t position = 0;
+    for (auto& field : layout.fields) {
+        if (field.hidden) {
+            continue;
+        }
+        for (std::size_t k = 0; k < names.size(); ++k) {
+            const bool by_letters =
+                UpperCased(std::string_view(names[k]).substr(0, kFieldNameLength)) == field.name;
+            if (names.size() == shown ? k == position : by_letters) {
+                field.long_name = names[k].empty() ? field.name : names[k];
+                break;
+            }
+        }
+        ++position;
+    }
+}
+
 }  // namespace
 
 TableFile::TableFile(const std::string& path,
@@ -76,13 +101,7 @@ TableFile::TableFile(const std::string& path,
     stamp_ = group_->StampOfLeader();
     auto header = ParseHeader(ReadHeaderBytes(), group_->SizeOf(kTable), path_);
     layout_ = std::move(header.layout);
-    std::size_t shown = 0;
-    for (auto& field : layout_.fields) {
-        if (!field.hidden && shown < long_names.size() && !long_names[shown].empty()) {
-            field.long_name = long_names[shown];
-        }
-        shown += field.hidden ? 0 : 1;
-    }
+    GiveLongNames(layout_, long_names);
     NoteCount(header.record_count);
     version_ = group_->Version();
     bool guess_utf8 = false;

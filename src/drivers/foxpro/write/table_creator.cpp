@@ -1,6 +1,6 @@
 // The .dbf decides whether there is a table. It is written last, when what it needs is on the disk,
-// and taken away while its sidecars stand aside under another name, from where they come back if
-// the .dbf is still there (see BringBackSidecars).
+// and gets its name when it is whole; it is taken away while its sidecars stand aside under another
+// name, from where they come back if the .dbf is still there (see BringBackSidecars).
 
 #include "drivers/foxpro/write/table_creator.h"
 
@@ -15,6 +15,8 @@
 #include "drivers/foxpro/table/sidecars.h"
 #include "drivers/foxpro/write/type_words.h"
 #include "files/file.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -213,12 +215,18 @@ void WriteNewTable(const NewTable& table, const TableLayout& layout) {
         RemoveEmptyMemoFile(memo_path);
         WriteFile(memo_path, NewMemoFile(MemoFormat::Fpt, {}));
     }
+    const auto beside = table.path + ".new-" + std::to_string(::getpid());
+    bool there = false;
     try {
-        WriteFile(table.path, HeaderBytes(layout, true));
+        file::RemoveFile(beside);  // of a killed program that had our number
+        WriteFile(beside, HeaderBytes(layout, true));
+        file::RenameNoReplace(beside, table.path);
+        there = true;
         file::SyncFolderOf(table.path);
     } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(there ? table.path : beside, ignored);
         if (memos) {
-            std::error_code ignored;
             std::filesystem::remove(memo_path, ignored);
         }
         throw;

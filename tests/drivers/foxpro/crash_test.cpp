@@ -1,0 +1,270 @@
+// What a kill, a power failure, a failing disk or a second writer leaves: each statement whole or
+// not at all, rows of a bulk load up to some row, and a table that the verifier finds nothing wrong
+// with. The loop over states is run once more with a fault planted in the file layer, and must then
+// find something.
+
+#include "drivers/foxpro/reading.h"
+#include "drivers/foxpro/verify/verify.h"
+#include "support/fault_plans.h"
+
+#include <sys/wait.h>
+
+#include <functional>
+
+namespace vantry::foxpro {
+namespace {
+
+using test::Planted;
+
+class CrashTest : public testing::Test {
+protected:
+    using Script = std::vector<std::function<void(DriverConnection&)>>;
+
+    static void Load(DriverConnection& connection, int first, int count) {
+        const auto insert = connection.Prepare("INSERT INTO t VALUES (?,?,?)", {});
+        for (int id = first; id < first + count; ++id) {
+            const std::string memo(static_cast<std::size_t>(id % 5 == 0 ? 9000 : id * 37 % 300),
+                                   'm');
+            insert->Execute(std::vector<Cell>{
+                Cell::Int64(id), Cell::Text("name " + std::to_string(id)), Cell::Text(memo)});
+        }
+        connection.Settle();
+    }
+
+    static const Script& Statements() {
+        static const Script script = {
+            [](DriverConnection& connection) {
+                connection.Execute("CREATE TABLE t (id I AUTOINC, name C(30), note M)");
+            },
+            [](DriverConnection& connection) { Load(connection, 1, 150); },
+            [](DriverConnection& connection) {
+                connection.Execute("UPDATE t SET note = 'new', name = 'changed' WHERE id > 20");
+            },
+            [](DriverConnection& connection) {
+                connection.Execute("INSERT INTO t SELECT id + 1000 AS id, name, note FROM t");
+            },
+            [](DriverConnection& connection) {
+                connection.Execute("DELETE FROM t WHERE id < 100");
+            },
+            [](DriverConnection& connection) { connection.Execute("DELETE FROM t"); },
+            [](DriverConnection& connection) { Load(connection, 1, 40); },
+        };
+        return script;
+    }
+    static bool IsLoad(std::size_t step) { return step == 1 || step == 6; }
+
+    Rows Look() const {
+        if (!std::filesystem::exists(folder_ / "t.dbf")) {
+            return {"no table"};
+        }
+        return RowsOf(*Connect(folder_.Path()), "SELECT * FROM t");
+    }
+
+    // Rows in order of which one is the beginning of the other.
+    static bool IsBeginning(const Rows& part, const Rows& whole) {
+        return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
+    }
+
+    // States that are none of those that may be; `kill`: everything up to a step is there.
+    int CountBadStates(Planted planted, bool kill) {
+        test::WriteFolder(folder_.Path(), {});
+        test::DiskRecord record({}, planted);
+        std::vector<Rows> states{Look()};
+        std::vector<std::size_t> ends;
+        {
+            const test::InstalledPlan installed(record);
+            const auto connection = Connect(folder_.Path());
+            for (const auto& statement : Statements()) {
+                statement(*connection);
+                states.push_back(RowsOf(*connection, "SELECT * FROM t"));
+                ends.push_back(record.Steps());
+            }
+        }
+        int bad = 0;
+        std::mt19937 random(17);
+        test::NoSync no_sync;
+        const test::InstalledPlan installed(no_sync);
+        for (std::size_t steps = 0; steps <= record.Steps(); steps += kill ? 1 : 2) {
+            test::WriteFolder(folder_.Path(),
+                              kill ? record.KilledAfter(steps) : record.StateAfter(steps, random));
+            const auto done = static_cast<std::size_t>(std::count_if(
+                ends.begin(), ends.end(), [&](std::size_t end) { return end <= steps; }));
+            bad += IsGood(states, done) ? 0 : 1;
+        }
+        return bad;
+    }
+
+    // What a table wasn't cut off after it was emptied belongs to nobody.
+    Rows Findings() const {
+        auto findings = Verify((folder_ / "t.dbf").string());
+        std::erase_if(findings, [](const std::string& finding) {
+            return finding.find("behind the end") != std::string::npos;
+        });
+        return findings;
+    }
+
+    bool IsGood(const std::vector<Rows>& states, std::size_t done) {
+        try {
+            const auto now = Look();
+            const auto& before = states[done];
+            const auto& after = states[std::min(done + 1, states.size() - 1)];
+            const bool loading = done < states.size() - 1 && IsLoad(done);
+            if (now != before && now != after &&
+                !(loading && IsBeginning(before, now) && IsBeginning(now, after))) {
+                return false;
+            }
+            if (now == Rows{"no table"}) {
+                return true;
+            }
+            if (!Findings().empty()) {
+                return false;
+            }
+            // It can be written again.
+            const auto connection = Connect(folder_.Path());
+            connection->Execute("INSERT INTO t (name, note) VALUES ('last', 'one')");
+            return RowsOf(*connection, "SELECT * FROM t").size() == now.size() + 1;
+        } catch (const DataError&) {
+            return false;
+        }
+    }
+
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
+};
+
+TEST_F(CrashTest, AKilledStatementIsThereWholeOrNotAtAll) {
+    EXPECT_EQ(CountBadStates(Planted::Nothing, true), 0);
+}
+
+TEST_F(CrashTest, APowerFailureLeavesStatementsWhole) {
+    EXPECT_EQ(CountBadStates(Planted::Nothing, false), 0);
+    EXPECT_GT(CountBadStates(Planted::JournalNotSynced, false), 0);
+}
+
+TEST_F(CrashTest, AFailingOperationLeavesTheTableAsItWas) {
+    const std::vector<std::string> statements = {
+        "UPDATE t SET note = 'other', name = 'other' WHERE id < 50",
+        "INSERT INTO t SELECT id + 1000 AS id, name, note FROM t",
+        "DELETE FROM t",
+        "DROP TABLE t",
+        "CREATE TABLE u (id I, m M)",
+    };
+    for (const auto& statement : statements) {
+        for (int nth = 0;; ++nth) {
+            test::WriteFolder(folder_.Path(), {});
+            Rows before;
+            {
+                test::NoSync no_sync;
+                const test::InstalledPlan installed(no_sync);
+                const auto connection = Connect(folder_.Path());
+                connection->Execute("CREATE TABLE t (id I, name C(30), note M)");
+                Load(*connection, 1, 60);
+                before = RowsOf(*connection, "SELECT * FROM t");
+            }
+            test::FailAt plan(nth, ENOSPC, nth % 2 == 0, Planted::Nothing);
+            bool failed = false;
+            {
+                const test::InstalledPlan installed(plan);
+                try {
+                    Connect(folder_.Path())->Execute(statement);
+                } catch (const DataError&) {
+                    failed = true;
+                }
+            }
+            if (failed && statement != "DROP TABLE t") {
+                ASSERT_TRUE(Look() == before) << statement << " " << nth;
+            } else if (failed) {
+                // Whole, its memos too, or gone.
+                const auto now = Look();
+                ASSERT_TRUE(now == before || now == Rows{"no table"}) << nth;
+            }
+            if (std::filesystem::exists(folder_ / "t.dbf")) {
+                ASSERT_EQ(Findings(), Rows()) << statement << " " << nth;
+            }
+            EXPECT_EQ(std::filesystem::exists(folder_ / "u.dbf"),
+                      !failed && statement.starts_with("CREATE"));
+            if (!plan.Triggered()) {
+                break;
+            }
+        }
+    }
+}
+
+// A full disk takes back the rows of the open batch, says how many, and the rows before stay.
+TEST_F(CrashTest, AFullDiskTellsTheRowsThatItTookBack) {
+    const auto connection = Connect(folder_.Path());
+    connection->Execute("CREATE TABLE t (id I, name C(30), note M)");
+    Load(*connection, 1, 20);
+    const auto before = Look();
+    std::int64_t taken = 0;
+    std::int64_t lost = 0;
+    {
+        test::FullDisk plan("t.", 1, 1'000'000);
+        const test::InstalledPlan installed(plan);
+        try {
+            const auto insert = connection->Prepare("INSERT INTO t VALUES (1, 'x', ?)", {});
+            for (int row = 0; row < 1000; ++row) {
+                insert->Execute(std::vector<Cell>{Cell::Text(std::string(2000, 'y'))});
+                ++taken;
+            }
+            connection->Settle();
+        } catch (const DataError& error) {
+            lost = error.LostRows();
+            EXPECT_NE(error.Description().find("disk is full"), std::string::npos)
+                << error.Description();
+        }
+    }
+    EXPECT_EQ(taken, lost);
+    EXPECT_TRUE(Look() == before);
+    Load(*connection, 21, 20);
+    EXPECT_EQ(Look().size(), 40U);
+    EXPECT_EQ(Findings(), Rows());
+}
+
+// Two programs add, change and delete rows of one table for two seconds; one is killed in the
+// middle and started again.
+TEST_F(CrashTest, TwoWritersKeepOneTableWhole) {
+    Connect(folder_.Path())->Execute("CREATE TABLE t (who I, n I, note M)");
+    const auto write = [this](int who, std::chrono::milliseconds duration) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            int number = 0;
+            const auto end = std::chrono::steady_clock::now() + duration;
+            try {
+                const auto connection = Connect(folder_.Path());
+                while (std::chrono::steady_clock::now() < end) {
+                    const auto id = std::to_string(who);
+                    const auto n = std::to_string(++number);
+                    connection->Execute("INSERT INTO t VALUES (" + id + ", " + n + ", 'note " + n +
+                                        "')");
+                    if (number % 5 == 0) {
+                        connection->Execute("UPDATE t SET note = 'changed' WHERE who = " + id +
+                                            " AND n = " + std::to_string(number - 1));
+                    }
+                }
+            } catch (...) {
+                ::_exit(1);
+            }
+            ::_exit(0);
+        }
+        return child;
+    };
+    const auto steady = write(1, std::chrono::seconds(2));
+    for (int round = 0; round < 4; ++round) {
+        const auto killed = write(2, std::chrono::seconds(5));
+        ::usleep(400'000);
+        ::kill(killed, SIGKILL);
+        ::waitpid(killed, nullptr, 0);
+    }
+    int status = -1;
+    ::waitpid(steady, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(Findings(), Rows());
+    const auto rows = RowsOf(*Connect(folder_.Path()), "SELECT n FROM t WHERE who = 1");
+    ASSERT_FALSE(rows.empty());
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        EXPECT_EQ(rows[k], std::to_string(k + 1));
+    }
+}
+
+}  // namespace
+}  // namespace vantry::foxpro
