@@ -134,5 +134,47 @@ TEST_F(IndexNodes, WithoutAnEntryAreMended) {
     EXPECT_EQ("", Faults(path_));
 }
 
+// An empty binary's key is a prefix of all others: its entries come first whatever their rows are.
+class IndexedBinaries : public WithoutSync {};
+
+TEST_F(IndexedBinaries, MayBeEmpty) {
+    const std::string path = (folder_.Path() / "binaries.accdb").string();
+    CreateDatabaseFile(path, false);
+    Opened opened(path);
+    opened.Create("b",
+                  {Column("id", "LONG"), Column("b", "VARBINARY", 20), Column("t", "TEXT", 255)},
+                  {Index("up", {"b"}), Index("down", {"-b", "id"})});
+    const auto table = opened.Table("b");
+    std::mt19937 random(11);
+    const auto bytes = [&] {
+        std::vector<std::byte> value(random() % 4);
+        for (std::byte& byte : value) {
+            byte = std::byte{static_cast<unsigned char>(random() % 2)};
+        }
+        return value;
+    };
+    opened.Statement([&] {
+        for (int id = 0; id < 2'000; ++id) {
+            const auto value = bytes();
+            const Cell binary = id % 7 == 0 ? Cell::Null() : Cell::Bytes(value);
+            table->Insert(
+                std::vector{Cell::Int64(id), binary, Cell::Text(std::string(random() % 200, 'x'))});
+        }
+    });
+    EXPECT_EQ("", Faults(path));
+    auto rows = RowsOf(*table);
+    std::shuffle(rows.begin(), rows.end(), random);
+    const std::size_t column[] = {1};
+    opened.Statement([&] {
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            const auto value = bytes();
+            const Cell binary[] = {Cell::Bytes(value)};
+            i % 2 == 0 ? table->Update(rows[i], column, binary) : table->Delete(rows[i]);
+        }
+    });
+    EXPECT_EQ("", Faults(path));
+    EXPECT_EQ(RowsOf(*table).size(), 1'000U);
+}
+
 }  // namespace
 }  // namespace vantry::access

@@ -75,7 +75,11 @@ void AppendNumeric(ByteSpan stored, bool ascending, bool ace, std::vector<std::b
 }
 
 // Groups of eight bytes with a count behind each: a shorter value sorts before its continuation.
+// An empty value has no group at all: the flag byte before it is its whole key.
 void AppendBinary(ByteSpan bytes, bool ascending, std::vector<std::byte>& key) {
+    if (bytes.empty()) {
+        return;
+    }
     const std::byte flip = ascending ? std::byte{0x00} : std::byte{0xFF};
     while (bytes.size() > kBinaryGroup) {
         for (const auto byte : bytes.first(kBinaryGroup)) {
@@ -210,9 +214,6 @@ KeyResult KeyEncoder::AppendColumn(std::size_t column,
             AppendBinary(Slice(*stored, 0, kExtendedDateSize), part.ascending, key);
             return KeyResult::Ok;
         case ColumnType::Binary:
-            if (stored->empty()) {
-                return KeyResult::UnknownForm;
-            }
             AppendBinary(*stored, part.ascending, key);
             return KeyResult::Ok;
         case ColumnType::Text:

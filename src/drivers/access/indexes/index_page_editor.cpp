@@ -70,7 +70,7 @@ PageNumber ChildOf(const IndexEntry& entry) {
     return LoadBigU32(entry, entry.size() - kChildSize);
 }
 
-int CompareEntries(ByteSpan left, ByteSpan right) {
+int CompareKeys(ByteSpan left, ByteSpan right) {
     const int order = CompareBytes(left, right);
     if (order != 0 || left.size() == right.size()) {
         return order;
@@ -117,26 +117,25 @@ ByteSpan IndexPageEditor::Rest(std::size_t entry) const {
     return area_.subspan(Begin(entry), ends_[entry] - Begin(entry));
 }
 
-// Of key and row against `wanted`.
+// Of key and row against `wanted`. Keys go first: where one continues another (an empty binary),
+// the shorter one's row must not be compared with the longer one's bytes. A prefix may reach behind
+// the key, but never into a node's child: children differ.
 int IndexPageEditor::Compare(std::size_t entry, ByteSpan wanted) const {
-    ByteSpan rest = Rest(entry);
-    if (entry == 0 || prefix_ == 0) {
-        return CompareEntries(rest.first(rest.size() - Trailer()), wanted);
+    const ByteSpan rest = Rest(entry);
+    const std::size_t prefix = entry == 0 ? 0 : prefix_;
+    const std::size_t length = prefix + rest.size() - Trailer();
+    const bool alike = length == wanted.size();
+    const std::size_t compared = alike ? length : std::min(length, wanted.size()) - kLeafEntryTail;
+    const std::size_t shared = std::min(prefix, compared);
+    int order = CompareBytes(area_.first(shared), wanted.first(shared));
+    if (order == 0) {
+        const std::size_t behind = compared - shared;
+        order = CompareBytes(rest.first(behind), wanted.subspan(shared, behind));
     }
-    // A prefix may reach behind the key, but never into a node's child: children differ.
-    const ByteSpan prefix = area_.first(prefix_);
-    const std::size_t length = prefix_ + rest.size() - Trailer();
-    if (rest.size() < Trailer()) {
-        return CompareEntries(prefix.first(length), wanted);
-    }
-    const int order = CompareBytes(prefix, wanted);
-    if (order != 0) {
+    if (order != 0 || alike) {
         return order;
     }
-    if (wanted.size() <= prefix_) {
-        return length > wanted.size() ? 1 : 0;
-    }
-    return CompareEntries(rest.first(rest.size() - Trailer()), wanted.subspan(prefix_));
+    return length < wanted.size() ? -1 : 1;
 }
 
 std::size_t IndexPageEditor::LowerBound(ByteSpan wanted) const {

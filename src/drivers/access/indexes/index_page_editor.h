@@ -22,9 +22,8 @@ PageNumber ChildOf(const IndexEntry& entry);
 // Entries with longer keys would leave a page with a single one.
 inline constexpr std::size_t kMaxIndexKey = 1700 - kLeafEntryTail;
 
-// The order of entries, looking at `left_size` and `right_size` bytes: keys never continue one
-// another, so that key and row are compared as one.
-int CompareEntries(ByteSpan left, ByteSpan right);
+// The order of keys: byte by byte, and one that another continues comes before it.
+int CompareKeys(ByteSpan left, ByteSpan right);
 
 class IndexPageEditor {
 public:

@@ -46,7 +46,7 @@ public:
     template <typename Put>
     void Drain(Put&& put) {
         std::sort(entries_.begin(), entries_.end(), [&](const Entry& left, const Entry& right) {
-            const int order = CompareEntries(KeyOf(left), KeyOf(right));
+            const int order = CompareKeys(KeyOf(left), KeyOf(right));
             return order != 0 ? order < 0 : left.row < right.row;
         });
         for (const Entry& entry : entries_) {
