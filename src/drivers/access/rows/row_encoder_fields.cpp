@@ -221,8 +221,12 @@ std::byte* RowEncoder::EncodeDate(const Column& column, const Cell& cell, std::b
     if (!value) {
         ThrowUnfit(column, cell);
     }
-    // The time counts forward also before day 0, so it is the day that has to be in the range.
-    const double part = static_cast<double>(value->nanos) / static_cast<double>(kNanosPerDay);
+    // A number of days can say milliseconds. What is finer is cut: rounded, the last instant of a
+    // year would become the next. The time counts forward also before day 0, so it is the day that
+    // has to be in the range.
+    constexpr std::int64_t kNanosPerMilli = 1'000'000;
+    const double part = static_cast<double>(value->nanos / kNanosPerMilli) /
+                        static_cast<double>(kNanosPerDay / kNanosPerMilli);
     const double serial = value->day < 0 ? value->day - part : value->day + part;
     if (value->day < kMinSerialDate || value->day >= kEndSerialDate) {
         throw ValueOutOfRange(NameOf(column), ToText(cell), TypeName(*column.def));
