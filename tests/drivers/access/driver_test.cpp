@@ -189,6 +189,41 @@ TEST_F(AccessDriverTest, ListsTablesAndQueriesByNameWithTheirTypes) {
     EXPECT_EQ(system[2].name + ": " + system[2].type, "MSysACEs: SYSTEM TABLE");
 }
 
+TEST_F(AccessDriverTest, ListsAHiddenTableLikeAnyOther) {
+    CatalogObject object;
+    object.name = "Orders";
+    object.type = ObjectType::Table;
+    object.flags = kObjectHidden;
+    EXPECT_EQ(ListedType(object), "TABLE");
+}
+
+TEST_F(AccessDriverTest, SeveralValuesOfAnUnknownKindAreUnreadable) {
+    const auto read = [&](const std::string& path) {
+        std::map<ValueKind, int> kinds;
+        const auto connection = Open(path);
+        const auto cursor = connection->OpenCursor("select [multi-value-data] from Table1");
+        while (cursor->Next()) {
+            ++kinds[cursor->Row()[0].Kind()];
+        }
+        return kinds;
+    };
+    EXPECT_EQ(read(Copy("complexDataTestV2010.accdb", "known.accdb"))[ValueKind::Unreadable], 0);
+    const auto path = Damaged("complexDataTestV2010.accdb", [](test::FileBytes& file) {
+        // The column of the values gets another name in every table that has one.
+        const std::u16string name = u"Value";
+        const auto sought = std::as_bytes(std::span(name));
+        for (auto at = file.bytes.begin();;) {
+            at = std::search(at, file.bytes.end(), sought.begin(), sought.end());
+            if (at == file.bytes.end()) {
+                break;
+            }
+            *at = std::byte{'W'};
+        }
+    });
+    EXPECT_EQ(read(path)[ValueKind::Text], 0);
+    EXPECT_GT(read(path)[ValueKind::Unreadable], 0);
+}
+
 TEST_F(AccessDriverTest, ReadsSavedQueriesOrSaysWhyNot) {
     const auto connection = Open(Copy("queryTestV2003.mdb"));
     const auto cursor = connection->OpenCursor("select * from SelectQuery");

@@ -1,7 +1,10 @@
 // Files of our making, read back value for value.
 
+#include "data/utf.h"
 #include "data/value_text.h"
 #include "drivers/access/file_bytes.h"
+#include "drivers/access/mdbtools.h"
+#include "drivers/access/pages/usage_map_writer.h"
 #include "drivers/access/real_files.h"
 #include "drivers/access/writing_fixture.h"
 
@@ -113,6 +116,105 @@ TEST_P(WriteRoundTrip, ValuesTakeTheFormOfTheirColumn) {
                       test::Shown(read[row][column].AsCell()))
                 << c.column.name << " of row " << row;
         }
+    }
+}
+
+// A reader that takes every zero byte behind the mark for a switch between bytes and pairs, as some
+// do, and not only those at a pair's start.
+std::u16string TextByAnyZero(ByteSpan stored) {
+    std::u16string units;
+    bool pairs = false;
+    for (std::size_t at = 2; at < stored.size(); ++at) {
+        const auto low = std::to_integer<unsigned>(stored[at]);
+        if (low == 0) {
+            pairs = !pairs;
+        } else if (!pairs) {
+            units.push_back(static_cast<char16_t>(low));
+        } else if (++at < stored.size()) {
+            const auto high = std::to_integer<unsigned>(stored[at]);
+            units.push_back(high == 0 ? u'?' : static_cast<char16_t>(low | high << 8));
+        }
+    }
+    return units;
+}
+
+TEST_P(WriteRoundTrip, TextThatBeginsWithAByteOrderMarkIsReadByOthers) {
+    opened_->Create("marks", {Column("t", "TEXT", 255), Column("m", "MEMO")});
+    std::vector<std::string> texts;
+    for (const std::string text :
+         {"", "abc", "привет", "ab привет é 日本 c", "x\xF0\x9F\x98\x81y"}) {
+        texts.push_back("\uFEFF" + text);
+        opened_->Insert("marks", {Cell::Text(texts.back()), Cell::Text(texts.back())});
+    }
+    texts.push_back("\uFEFF" + std::string(3'000, 'm'));
+    opened_->Insert("marks", {Cell::Null(), Cell::Text(texts.back())});
+    Close();
+    const auto source = OpenReadOnly(path_);
+    ObjectCatalog catalog(*source);
+    const TableDef def = catalog.ReadTable(*catalog.Find("marks"));
+    RowScanner scanner(*source, def);
+    for (const std::string& text : texts) {
+        ASSERT_TRUE(scanner.Next());
+        const RowView row(def, source->GetLayout(), scanner.Row());
+        for (const ColumnDef& column : def.columns) {
+            if (auto stored = row.Field(column)) {
+                LongValueReader reader(*source);
+                EXPECT_EQ(Utf8FromUtf16(
+                              TextByAnyZero(column.IsLongValue() ? reader.Read(*stored) : *stored)),
+                          text);
+            }
+        }
+    }
+    if (test::HasMdbtools()) {
+        const auto theirs = test::MdbRows(path_, "marks");
+        for (std::size_t i = 0; i < texts.size(); ++i) {
+            if (texts[i].find('\xF0') == std::string::npos) {  // it knows no pairs of units
+                EXPECT_EQ(theirs.at(i + 1).at(1), texts[i]);
+            }
+        }
+    }
+}
+
+// Files made elsewhere have pages of long values that no list of the column names.
+TEST_P(WriteRoundTrip, LongValuesThatNoListHasAreGivenBack) {
+    const std::string text(1'500, 'a');                           // a row of a shared page
+    const std::vector<std::byte> image(20'000, std::byte{0x11});  // a chain of pages
+    for (const std::string way : {"one by one", "all at once", "with the table"}) {
+        SCOPED_TRACE(way);
+        opened_->Create("notes",
+                        {Column("id", "LONG"), Column("text", "MEMO"), Column("image", "IMAGE")});
+        for (int id = 0; id < 30; ++id) {
+            opened_->Insert("notes", {Cell::Int64(id), Cell::Text(text), Cell::Bytes(image)});
+        }
+        PageStore& store = *opened_->file->store;
+        auto& catalog = opened_->file->catalog;
+        const TableDef def = catalog.ReadTable(*catalog.Find("notes"));
+        opened_->Statement([&] {
+            for (const ColumnDef& column : def.columns) {
+                for (const RowPointer row : {column.owned_map, column.free_map}) {
+                    if (column.has_maps) {
+                        UsageMapWriter map(store, row);
+                        while (const auto page = map.Next(0, store.PageCount())) {
+                            map.Remove(*page);
+                        }
+                    }
+                }
+            }
+        });
+        EXPECT_TRUE(Has(Faults(path_), "isn't in the column's map"));
+        EXPECT_FALSE(Has(Faults(path_), "belongs to nobody"));
+        const auto table = opened_->Table("notes");
+        opened_->Statement([&] {
+            if (way == "one by one") {
+                for (const sql::RowId row : RowsOf(*table)) {
+                    table->Delete(row);
+                }
+            } else if (way == "all at once") {
+                EXPECT_EQ(table->DeleteAll(), 30);
+            }
+        });
+        opened_->database->DropTable("notes");
+        EXPECT_EQ("", Faults(path_));
     }
 }
 

@@ -419,6 +419,11 @@ void DefinitionWriter::DropTable(std::string_view name) {
     if (object.IsTable()) {
         const TableDef def = Catalog().ReadTable(object);
         RequireNoRelation(def);
+        if (std::any_of(def.columns.begin(), def.columns.end(), [](const ColumnDef& column) {
+                return column.IsLongValue();
+            })) {
+            TableWriter(*store_, def, {}).ReleaseUnlistedValues();
+        }
         FreeTablePages(def);
     }
     RemoveCatalogRows(object);

@@ -59,7 +59,8 @@ std::string ListedType(const CatalogObject& object) {
     if ((object.flags & kObjectSystem) != 0) {
         return "SYSTEM TABLE";
     }
-    return (object.flags & kObjectHidden) != 0 ? "ACCESS TABLE" : "TABLE";
+    // Hidden in Access or not: its rows are the user's.
+    return "TABLE";
 }
 
 ObjectCatalog::ObjectCatalog(PageSource& source) : source_(&source) {

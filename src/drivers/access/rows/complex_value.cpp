@@ -22,6 +22,19 @@ std::int32_t FlatTableOf(PageSource& source, ObjectCatalog& catalog, const Colum
     return 0;
 }
 
+bool HasTextForm(ColumnType type) {
+    switch (type) {
+        case ColumnType::Binary:
+        case ColumnType::Ole:
+        case ColumnType::Complex:
+        case ColumnType::Unknown0D:
+        case ColumnType::Unknown11:
+            return false;
+        default:
+            return type <= ColumnType::DateTimeExtended;
+    }
+}
+
 }  // namespace
 
 ComplexValueReader::ComplexValueReader(PageSource& source,
@@ -36,7 +49,15 @@ ComplexValueReader::ComplexValueReader(PageSource& source,
     if (key_column_ == TableDef::npos || flat_.columns[key_column_].type != ColumnType::Long) {
         throw CannotReadObject(column.name, "the table that holds its values has no key");
     }
-    // Attachments have a file name, choices a value.
+    // Attachments have a file name, choices a value. A kind with neither, or with a value that has
+    // no text form, is of a later version.
+    const auto is_shown = [&](std::string_view name) {
+        const std::size_t position = flat_.FindColumn(name);
+        return position != TableDef::npos && HasTextForm(flat_.columns[position].value_type);
+    };
+    if (!is_shown("FileName") && !is_shown("Value")) {
+        throw CannotReadObject(column.name, "it holds several values of a kind that isn't known");
+    }
     records_ =
         std::make_unique<RecordReader>(source,
                                        flat_,

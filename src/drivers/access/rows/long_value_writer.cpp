@@ -27,7 +27,7 @@ bool IsLongValuePage(ByteSpan page) {
 }  // namespace
 
 LongValueWriter::LongValueWriter(PageStore& store, const TableDef& def)
-    : store_(&store), def_(&def), current_(def.columns.size()) {}
+    : store_(&store), def_(&def), needed_(def.columns.size()), current_(def.columns.size()) {}
 
 // Of the column, but not among those with room.
 PageNumber LongValueWriter::NewPage(const ColumnDef& column) {
@@ -133,27 +133,88 @@ void LongValueWriter::DeleteRow(const ColumnDef& column, RowPointer row) {
         page.Delete(row.row);
         PageNumber& current = current_[static_cast<std::size_t>(&column - def_->columns.data())];
         if (page.AllDeleted()) {
-            UsageMapWriter(*store_, column.owned_map).Remove(row.page);
-            UsageMapWriter(*store_, column.free_map).Remove(row.page);
+            TakeOffLists(column, row.page);
             store_->Free(row.page);
             current = current == row.page ? 0 : current;
-        } else if (page.Room() >= kLeastRoom && page.SlotCount() < kMaxRowsPerPage) {
+        } else if (page.Room() >= kLeastRoom && page.SlotCount() < kMaxRowsPerPage &&
+                   Lists(column, row.page)) {
             UsageMapWriter(*store_, column.free_map).Add(row.page);
         }
     });
+}
+
+bool LongValueWriter::Lists(const ColumnDef& column, PageNumber page) {
+    return column.has_maps && UsageMapWriter(*store_, column.owned_map).Contains(page);
+}
+
+// Pages of files made elsewhere may be listed by another column of the table, or by none.
+void LongValueWriter::TakeOffLists(const ColumnDef& column, PageNumber page) {
+    const bool own = Lists(column, page);
+    for (const ColumnDef& each : def_->columns) {
+        if (each.has_maps && (!own || &each == &column)) {
+            UsageMapWriter(*store_, each.owned_map).Remove(page);
+            UsageMapWriter(*store_, each.free_map).Remove(page);
+        }
+    }
 }
 
 void LongValueWriter::Release(std::size_t column, ByteSpan stored) {
     const ColumnDef& def = def_->columns[column];
     std::vector<RowPointer> rows;
     LongValueReader(*store_).ForEachRow(stored, [&](RowPointer row) { rows.push_back(row); });
-    if (!def.has_maps) {
-        return;
-    }
     for (const RowPointer row : rows) {
         DeleteRow(def, row);
         store_->SafePoint();
     }
+}
+
+void LongValueWriter::ReleaseUnlisted(std::size_t column, ByteSpan stored) {
+    const ColumnDef& def = def_->columns[column];
+    std::vector<RowPointer> rows;
+    LongValueReader(*store_).ForEachRow(stored, [&](RowPointer row) {
+        if (!Lists(def, row.page)) {
+            rows.push_back(row);
+        }
+    });
+    for (const RowPointer row : rows) {
+        DeleteRow(def, row);
+        store_->SafePoint();
+    }
+}
+
+void LongValueWriter::Count(std::size_t column, ByteSpan stored) {
+    const std::uint32_t head = LoadU32(stored, 0);
+    const std::uint32_t kind = head & kLongValueKindMask;
+    if ((head & kLongValueInline) != 0) {
+        return;
+    }
+    const PageNumber page = UnpackRowPointer(LoadU32(stored, kLongValuePointerOffset)).page;
+    Needed& needed = needed_[column];
+    if (!Lists(def_->columns[column], page)) {
+        needed.is_listed = false;
+    } else if (kind == kLongValueSingle) {
+        needed.shared_pages.insert(page);
+    } else {
+        const std::size_t length = head & kLongValueLengthMask;
+        const std::size_t piece = store_->GetLayout().max_long_value_piece;
+        needed.chain_pages += (length + piece - 1) / piece;
+    }
+}
+
+bool LongValueWriter::ListsAll(std::size_t column) {
+    const Needed needed = std::move(needed_[column]);
+    needed_[column] = {};
+    const ColumnDef& def = def_->columns[column];
+    if (!needed.is_listed || !def.has_maps) {
+        return needed.is_listed;
+    }
+    UsageMapWriter owned(*store_, def.owned_map);
+    const PageNumber limit = store_->PageCount();
+    std::size_t listed = 0;
+    for (auto page = owned.Next(0, limit); page; page = owned.Next(*page + 1, limit)) {
+        ++listed;
+    }
+    return listed >= needed.shared_pages.size() + needed.chain_pages;
 }
 
 void LongValueWriter::Clear(std::size_t column) {

@@ -86,8 +86,10 @@ std::byte* PutCompressed(std::string_view text, std::size_t limit, std::byte* ou
     return end;
 }
 
-// A text that begins like the mark of compressed text is stored as one that switches to plain units
-// at once; that is possible if no unit's low byte is 0.
+// A text that begins like the mark of compressed text is stored behind that mark, in the form that
+// a zero byte switches between one byte a character and pairs. Some readers take every zero byte
+// for a switch, also the upper half of a pair: so what fits a byte is stored as one. A unit whose
+// low byte is 0 has no place in that form.
 constexpr char16_t kMarkUnit = 0xFEFF;
 bool NeedsEscape(std::u16string_view units) {
     return !units.empty() && units[0] == kMarkUnit;
@@ -95,6 +97,24 @@ bool NeedsEscape(std::u16string_view units) {
 bool CanEscape(std::u16string_view units) {
     return std::none_of(
         units.begin(), units.end(), [](char16_t unit) { return (unit & 0xFF) == 0; });
+}
+std::u16string Escaped(std::u16string_view units, std::size_t& bytes) {
+    std::string stored{static_cast<char>(kCompressedMark0), static_cast<char>(kCompressedMark1)};
+    bool pairs = false;
+    for (const char16_t unit : units) {
+        if (pairs != (unit > 0xFF)) {
+            stored += '\0';
+            pairs = !pairs;
+        }
+        stored += static_cast<char>(unit & 0xFF);
+        if (pairs) {
+            stored += static_cast<char>(unit >> 8);
+        }
+    }
+    bytes = stored.size();
+    std::u16string own((bytes + 1) / 2, u'\0');
+    std::memcpy(own.data(), stored.data(), bytes);
+    return own;
 }
 
 std::optional<unsigned> HexDigit(char letter) {
@@ -327,11 +347,13 @@ std::byte* RowEncoder::EncodeText(const Column& column, const Cell& cell, std::b
         throw TextTooLong(NameOf(column), units_.size(), limit);
     }
     if (NeedsEscape(units_)) {
-        if (!CanEscape(units_) || 2 * units_.size() + 3 > column.def->length + kFieldSlack) {
+        std::size_t length = 0;
+        const std::u16string own = Escaped(units_, length);
+        if (!CanEscape(units_) || length > column.def->length + kFieldSlack) {
             ThrowUnfit(column, cell);
         }
-        out = Put(out, std::uint16_t{kMarkUnit});
-        *out++ = std::byte{0};
+        std::memcpy(out, own.data(), length);
+        return out + length;
     }
     std::memcpy(out, units_.data(), 2 * units_.size());
     return out + 2 * units_.size();
@@ -417,12 +439,9 @@ std::byte* RowEncoder::EncodeMemo(const Column& column, const Cell& cell, std::b
         if (!CanEscape(units)) {
             ThrowUnfit(column, cell);
         }
-        // Mark, 0, then the units: an odd number of bytes.
-        const std::size_t length = 2 * units.size() + 3;
-        std::u16string own((length + 1) / 2, u'\0');
-        auto* const bytes = reinterpret_cast<std::byte*>(own.data());
-        Put(bytes, std::uint16_t{kMarkUnit});
-        std::memcpy(bytes + 3, units.data(), 2 * units.size());
+        std::size_t length = 0;
+        std::u16string own = Escaped(units, length);
+        const auto* const bytes = reinterpret_cast<const std::byte*>(own.data());
         return PutLongValue(column, {bytes, length}, std::move(own), out);
     }
     const ByteSpan data(reinterpret_cast<const std::byte*>(units.data()), 2 * units.size());

@@ -181,7 +181,10 @@ void PageOwners::CheckAgainstGlobalMap(RowPointer global_map) {
             log_->Finding("used pages marked free",
                           "page " + std::to_string(page) + " belongs to " + names_[owners_[page]] +
                               " and is marked free");
-        } else if (owners_[page] == 0 && !free) {
+        } else if (owners_[page] == 0 && free && used_.contains(page)) {
+            log_->Finding("used pages marked free",
+                          "page " + std::to_string(page) + " holds values and is marked free");
+        } else if (owners_[page] == 0 && !free && !used_.contains(page)) {
             log_->Note("lost pages",
                        "page " + std::to_string(page) + " belongs to nobody and isn't marked free");
         }

@@ -36,6 +36,8 @@ public:
 
     // `owner` is a noun phrase: "the rows of table 'x'".
     void Claim(PageNumber page, const std::string& owner);
+    // Something lies on a page that no list names: it isn't lost, but has no owner either.
+    void NoteUse(PageNumber page) { used_.insert(page); }
     // A map's row: its page and, for a reference map, its bitmap pages.
     void ClaimMap(RowPointer row, const UsageMap& map, const std::string& owner);
     // Pages that the global map and the claims see differently.
@@ -49,6 +51,7 @@ private:
     std::vector<std::uint32_t> owners_;  // position in names_; 0: none yet
     std::vector<std::string> names_;
     std::set<RowPointer> map_rows_;
+    std::set<PageNumber> used_;
 };
 
 // The rows, long values and indexes of one table.

@@ -243,6 +243,7 @@ private:
                         Note("long value pages",
                              "page " + std::to_string(part.page) +
                                  " holds long values and isn't in the column's map");
+                        owners_.NoteUse(part.page);
                     }
                 });
             }

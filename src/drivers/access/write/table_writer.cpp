@@ -291,6 +291,51 @@ void TableWriter::Release(const RowPlaces::Found& found) {
     });
 }
 
+// Frees what no list of the table's long values has; the number of rows.
+std::int64_t TableWriter::ReleaseUnlisted(RowScanner& scanner) {
+    Table& table = *table_;
+    std::vector<std::size_t> columns;
+    for (std::size_t column = 0; column < table.def.columns.size(); ++column) {
+        if (table.def.columns[column].IsLongValue()) {
+            columns.push_back(column);
+        }
+    }
+    if (columns.empty()) {
+        return scanner.CountRest();
+    }
+    const auto for_each_value = [&](RowScanner& at, auto&& visit) {
+        const RowView view(table.def, store_->GetLayout(), at.Row());
+        for (const std::size_t column : columns) {
+            if (const auto field = view.Field(table.def.columns[column])) {
+                visit(column, *field);
+            }
+        }
+    };
+    std::int64_t count = 0;
+    for (; scanner.Next(); ++count) {
+        for_each_value(scanner, [&](std::size_t column, ByteSpan field) {
+            table.long_values.Count(column, field);
+        });
+    }
+    std::erase_if(columns, [&](std::size_t column) { return table.long_values.ListsAll(column); });
+    if (!columns.empty()) {
+        RowScanner again(*store_, table.def);
+        while (again.Next()) {
+            for_each_value(again, [&](std::size_t column, ByteSpan field) {
+                const std::vector<std::byte> stored(field.begin(), field.end());
+                table.long_values.ReleaseUnlisted(column, stored);
+            });
+        }
+    }
+    return count;
+}
+
+void TableWriter::ReleaseUnlistedValues() {
+    Synchronize();
+    RowScanner scanner(*store_, table_->def);
+    ReleaseUnlisted(scanner);
+}
+
 std::int64_t TableWriter::DeleteAll() {
     StartChange();
     Table& table = *table_;
@@ -306,7 +351,7 @@ std::int64_t TableWriter::DeleteAll() {
         }
         return static_cast<std::int64_t>(rows.size());
     }
-    const std::int64_t count = scanner.CountRest();
+    const std::int64_t count = ReleaseUnlisted(scanner);
     table.places.Clear();
     table.long_values.ForgetPages();
     for (std::size_t column = 0; column < table.def.columns.size(); ++column) {

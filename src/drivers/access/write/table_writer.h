@@ -5,6 +5,7 @@
 #include "drivers/access/catalogue/properties.h"
 #include "drivers/access/rows/long_value_writer.h"
 #include "drivers/access/rows/row_encoder.h"
+#include "drivers/access/rows/row_scanner.h"
 #include "drivers/access/write/relations.h"
 #include "drivers/access/write/row_indexes.h"
 #include "drivers/access/write/row_places.h"
@@ -42,6 +43,9 @@ public:
     void Delete(RowPointer row);
     // The number of rows that were there.
     std::int64_t DeleteAll();
+    // Before a table's pages are freed by their lists: frees those of its long values that no list
+    // has, as there are in files made elsewhere.
+    void ReleaseUnlistedValues();
     // Puts all rows into the index at that position of the definition, which is empty. Throws for a
     // row that it refuses.
     void FillIndex(std::size_t index);
@@ -75,6 +79,7 @@ private:
     void CheckUpdate(const RowPlaces::Found& found, std::span<const RowEncoder::StoredField> kept);
     void WriteRow(RowPointer row, const RowPlaces::Found& found, const LongValues& released);
     void Release(const RowPlaces::Found& found);
+    std::int64_t ReleaseUnlisted(RowScanner& scanner);
     void NoteNumbers();
     // Runs `body`, which changes pages; after a failure nothing that is remembered of them is good.
     template <typename Body>
