@@ -1,0 +1,217 @@
+// Each column has a small set of values, and a row takes from each set the next one. Where the sets
+// are of different sizes all values of a column meet all values of the others, so that a null stands
+// beside a long text, and an empty text beside a null. All values can be held by all kinds: what a
+// kind can't hold at all would say nothing about the route to it.
+
+#include "fidelity_data.h"
+
+#include "data/calendar.h"
+
+#include <limits>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace vantry::bench {
+namespace {
+
+using enum Meaning;
+
+constexpr FidelityColumn kPlain[] = {
+    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long"},
+    {"c_byte", Whole, "Byte", "tinyint unsigned", "smallint", "tinyint", "smallint", "Byte"},
+    {"c_short", Whole, "Short", "smallint", "smallint", "smallint", "smallint", "Short"},
+    {"c_long", Whole, "Long", "int", "integer", "int", "integer", "Long"},
+    {"c_single", Float, "Single", "float", "float", "real", "float", "Single"},
+    {"c_double", Float, "Double", "double", "double", "float", "binary_double", "Double"},
+    {"c_money",
+     Exact,
+     "Currency",
+     "decimal(19,4)",
+     "decimal(19,4)",
+     "money",
+     "number(19,4)",
+     "Currency"},
+    {"c_exact",
+     Exact,
+     "Decimal(18,4)",
+     "decimal(18,4)",
+     "decimal(18,4)",
+     "decimal(18,4)",
+     "number(18,4)",
+     "Decimal Precision 18 Scale 4"},
+    {"c_flag", Truth, "YesNo", "tinyint(1)", "boolean", "bit", "", "Bit"},
+    {"c_day", Moment, "DateTime", "datetime", "datetime", "datetime", "date", "DateTime"},
+    {"c_name",
+     Text,
+     "Text(40)",
+     "varchar(40)",
+     "varchar(40)",
+     "nvarchar(40)",
+     "varchar2(40)",
+     "Text Width 40"},
+};
+
+constexpr FidelityColumn kLong[] = {
+    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long"},
+    {"c_day", Moment, "DateTime", "datetime", "datetime", "datetime", "date", "DateTime"},
+    {"c_name",
+     Text,
+     "Text(40)",
+     "varchar(40)",
+     "varchar(40)",
+     "nvarchar(40)",
+     "varchar2(40)",
+     "Text Width 40"},
+    {"c_memo", Text, "Memo", "longtext", "text", "ntext", "clob", "Memo"},
+    {"c_bytes", Bytes, "LongBinary", "longblob", "longvarbinary", "image", "blob", ""},
+};
+
+constexpr FidelityTable kTables[] = {{"plain", kPlain, 330, false}, {"memos", kLong, 120, true}};
+
+Value At(int year, int month, int day, int seconds) {
+    return Value(Cell::FromDateTime({*DayOf(year, month, day), seconds * 1'000'000'000LL}));
+}
+
+Value TenThousandths(std::int64_t count) {
+    return Value(Cell::FromDecimal({count, 4}));
+}
+
+std::string LongText(std::size_t bytes) {
+    std::string text;
+    while (text.size() < bytes) {
+        text += "Zeile äöü 😀 \"q\" 'a'\r\n";
+    }
+    return text + ".";
+}
+
+std::string RandomBytes(std::size_t count) {
+    std::mt19937 random(static_cast<unsigned>(count));
+    std::string bytes(count, '\0');
+    for (auto& byte : bytes) {
+        byte = static_cast<char>(random());
+    }
+    return bytes;
+}
+
+// Sets of coprime sizes, so that all values meet in some row.
+std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
+    const Value null(Cell::Null());
+    const auto whole = [](std::int64_t number) { return Value(Cell::Int64(number)); };
+    const auto text = [](std::string_view words) { return Value(Cell::Text(words)); };
+    const auto bytes = [](const std::string& of) {
+        return Value(Cell::Bytes(std::as_bytes(std::span(of))));
+    };
+    if (column == "c_byte") {
+        return {whole(0), whole(255), null, whole(127), whole(128)};
+    }
+    if (column == "c_short") {
+        return {whole(32'767), whole(-32'768), null, whole(0), whole(-1), whole(256), whole(9)};
+    }
+    if (column == "c_long") {
+        return {whole(INT32_MAX), whole(INT32_MIN), null, whole(0), whole(1'000'003)};
+    }
+    if (column == "c_single") {
+        return {Value(Cell::Single(0.1F)),
+                Value(Cell::Single(16'777'216.0F)),
+                Value(Cell::Single(-0.25F)),
+                null};
+    }
+    if (column == "c_double") {
+        std::vector<Value> numbers = {null};
+        for (const double number : {0.1,
+                                    0.1 + 0.2,
+                                    -1.0 / 3,
+                                    1e22,
+                                    std::numeric_limits<double>::max(),
+                                    std::numeric_limits<double>::min(),
+                                    -123456789.123456789,
+                                    3.0,
+                                    0.0}) {
+            numbers.emplace_back(Cell::Double(number));
+        }
+        return numbers;
+    }
+    if (column == "c_money") {
+        return {TenThousandths(1),
+                TenThousandths(-1),
+                TenThousandths(999'999'999'999),
+                TenThousandths(125'000),
+                null,
+                TenThousandths(0)};
+    }
+    if (column == "c_exact") {
+        return {TenThousandths(5000),
+                null,
+                TenThousandths(-12'345'678),
+                TenThousandths(999'999'999'999),
+                TenThousandths(0),
+                TenThousandths(70'000),
+                TenThousandths(1)};
+    }
+    if (column == "c_flag") {
+        return {Value(Cell::Boolean(true)), Value(Cell::Boolean(false))};  // Access has no third
+    }
+    if (column == "c_day") {
+        std::vector<Value> days = {At(2006, 5, 1, 52'215),
+                                   At(2000, 2, 29, 0),
+                                   At(1999, 12, 31, 86'399),
+                                   At(1900, 1, 1, 0),
+                                   At(9999, 12, 31, 86'399),
+                                   At(1899, 12, 30, 43'200),
+                                   At(1001, 3, 4, 1)};
+        if (!beside_long) {
+            days.push_back(null);  // beside long columns MySQL is sent a text for it
+        }
+        return days;
+    }
+    if (column == "c_name") {
+        return {text("plain"),
+                text("O'Brien & Söhne"),
+                text("a\\b\\"),
+                text("日本語 😀"),
+                text(" lead"),
+                text("trail "),
+                text("\"q\" inside \""),
+                text(""),
+                null,
+                text("x,y;z"),
+                text("e\xCC\x81")};
+    }
+    if (column == "c_memo") {
+        return {text("short"),
+                text(LongText(70'000)),
+                null,
+                text("line\r\nline"),
+                text(""),
+                text(LongText(300'000)),
+                text("NULL")};
+    }
+    return {bytes(RandomBytes(1)),
+            null,
+            bytes(RandomBytes(300)),
+            bytes(RandomBytes(70'000)),
+            bytes(std::string(3, '\0'))};
+}
+
+}  // namespace
+
+std::span<const FidelityTable> FidelityTables() {
+    return kTables;
+}
+
+Value FidelityValue(const FidelityTable& table, std::size_t column, int row) {
+    if (column == 0) {
+        return Value(Cell::Int64(row));
+    }
+    static std::map<std::string, std::vector<Value>> made;  // the long ones take their time
+    const std::string_view name = table.columns[column].name;
+    auto& values = made[std::string(table.name) + std::string(name)];
+    if (values.empty()) {
+        values = ValuesOf(name, table.has_long_columns);
+    }
+    return values[static_cast<std::size_t>(row) % values.size()];
+}
+
+}  // namespace vantry::bench

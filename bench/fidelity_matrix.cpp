@@ -1,0 +1,230 @@
+// Sends two tables of values that copies tend to spoil through every route that this machine has,
+// by the product's own sessions into new tables with the types that the wizard proposes, and prints
+// how many cells came as they were sent, how many as the type tables prescribe, and how many
+// neither:
+//
+//     fidelity_matrix            all routes
+//     fidelity_matrix MySQL      those from or to MySQL
+//
+// Ends with 1 if a cell is neither, a row is missing, or a run logs an error. Sources and stand-in
+// targets are written and read by other means than the loaders: Access and MySQL by the drivers'
+// recordsets, SQLite's files by SQLite, text by this program.
+
+#include "core/session_state.h"
+#include "data/value_text.h"
+#include "engine/run_session.h"
+#include "engine/run_view.h"
+#include "fidelity_places.h"
+#include "fidelity_rules.h"
+#include "mapping/column_discovery.h"
+#include "text/text_writer.h"
+
+#include <array>
+#include <clocale>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <iterator>
+
+namespace vantry::bench {
+namespace {
+
+class LogView : public RunView {
+public:
+    void SetLogText(std::string_view text) override { log = text; }
+    void AppendLogText(std::string_view text) override { log += text; }
+    void CaretToEnd() override {}
+    void Repaint() override {}
+    void SetRowCounter(std::int64_t, double) override {}
+    void ClearRowCounter() override {}
+    void SetBarMin(std::int64_t) override {}
+    void SetBarMax(std::int64_t) override {}
+    void SetBarValue(std::int64_t) override {}
+    void DoEvents() override {}
+    void ShowMessage(std::string_view text) override { log += text; }
+    std::string log;
+};
+
+struct Count {
+    std::array<std::int64_t, 3> cells{};  // by Fidelity
+    std::string first;                    // of the unexpected ones
+
+    void Add(Fidelity fidelity, const std::string& where) {
+        if (fidelity == Fidelity::Unexpected && first.empty()) {
+            first = where;
+        }
+        ++cells[static_cast<std::size_t>(fidelity)];
+    }
+    std::int64_t All() const { return cells[0] + cells[1] + cells[2]; }
+};
+
+std::string Shown(const Cell& cell) {
+    return cell.IsNull() ? "Null" : "'" + ToText(cell).substr(0, 60) + "'";
+}
+
+std::string PlaceName(const FidelityTable& table, std::size_t column, int row, const Cell& sent) {
+    return std::string(table.columns[column].name) + " of row " + std::to_string(row) + ", sent " +
+           Shown(sent);
+}
+
+void CompareTable(const std::string& source,
+                  const std::string& target,
+                  const FidelityTable& table,
+                  const std::vector<std::size_t>& columns,
+                  const ReadRows& rows,
+                  Count& count) {
+    for (int row = 1; row <= table.rows; ++row) {
+        const auto& found = rows[static_cast<std::size_t>(row)];
+        for (std::size_t k = 0; k < columns.size(); ++k) {
+            const auto sent = FidelityValue(table, columns[k], row);
+            const auto where = PlaceName(table, columns[k], row, sent.AsCell());
+            if (found.empty()) {
+                count.Add(Fidelity::Unexpected, where + ": the row is missing");
+                continue;
+            }
+            const CellRoute route{source, target, ColMaps[k].DDtype, table.has_long_columns};
+            count.Add(
+                Judge(route, table.columns[columns[k]].meaning, sent.AsCell(), found[k].AsCell()),
+                where + ", found " + Shown(found[k].AsCell()) + " in a column of type " +
+                    ColMaps[k].DDtype);
+        }
+    }
+}
+
+void CompareText(const std::string& source,
+                 const FidelityTable& table,
+                 const std::vector<std::size_t>& columns,
+                 Count& count) {
+    std::ifstream file(DstTables[0].Name, std::ios::binary);
+    const std::string all{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::string_view rest = all;
+    const auto pass = [&](std::string_view mark) {
+        const bool there = rest.starts_with(mark);
+        rest.remove_prefix(there ? mark.size() : 0);
+        return there;
+    };
+    rest.remove_prefix(std::min(rest.find('\n') + 1, rest.size()));  // the heading
+    for (int row = 1; row <= table.rows; ++row) {
+        for (std::size_t k = 0; k < columns.size(); ++k) {
+            const auto sent = FidelityValue(table, columns[k], row);
+            const auto found = std::string(rest.substr(0, 60));
+            auto fidelity = JudgeText({source, "TEXT", {}, table.has_long_columns},
+                                      table.columns[columns[k]].meaning,
+                                      sent.AsCell(),
+                                      rest);
+            if (!pass(k + 1 < columns.size() ? "\t" : "\r\n")) {
+                fidelity = Fidelity::Unexpected;
+            }
+            count.Add(fidelity,
+                      PlaceName(table, columns[k], row, sent.AsCell()) + ", found " + found);
+        }
+    }
+    if (!rest.empty()) {
+        count.Add(Fidelity::Unexpected, "there is more behind the last row");
+    }
+}
+
+void MapColumns(const std::string& target) {
+    std::vector<std::string> names;
+    FillTargetTables();
+    if (target != "TEXT") {
+        DstTables[0].Name = kTargetTable;
+    }
+    LoadSourceColumns();
+    CheckTargetTables(names);
+    LoadTargetColumns();
+    BuildColMaps();
+}
+
+Count RunRoute(FidelityPlaces& places,
+               const std::string& source,
+               const std::string& target,
+               const FidelityTable& table) {
+    Count count;
+    try {
+        InitSharedState(ApplicationFolder());
+        LogView view;
+        CurrentRunView = &view;
+        places.SetSource(source, table);
+        places.SetTarget(target);
+        MapColumns(target);
+        target == "TEXT" ? RunSessionToText("") : RunSession("");
+        const auto columns = FidelityPlaces::ColumnsOf(source, table);
+        if (target == "TEXT") {
+            CompareText(source, table, columns, count);
+        } else {
+            CompareTable(
+                source, target, table, columns, places.ReadTarget(target, table, columns), count);
+        }
+        if (const auto at = view.log.find("Error"); at != std::string::npos) {
+            count.Add(Fidelity::Unexpected, {});
+            count.first = "the log says " + view.log.substr(at, 200);
+        }
+    } catch (const std::exception& error) {
+        count.Add(Fidelity::Unexpected, {});
+        count.first = error.what();
+    }
+    return count;
+}
+
+int PrintMatrix(std::string_view only) {
+    FidelityPlaces places;
+    Count all;
+    std::printf("%-14s %-14s %-6s %9s %9s %11s %11s\n",
+                "from",
+                "to",
+                "table",
+                "cells",
+                "exact",
+                "prescribed",
+                "unexpected");
+    for (const auto& source : FidelityPlaces::Sources()) {
+        for (const auto& target : FidelityPlaces::Targets()) {
+            if (!only.empty() && source != only && target != only) {
+                continue;
+            }
+            const auto missing = FidelityPlaces::Missing(source) + FidelityPlaces::Missing(target);
+            if (!missing.empty()) {
+                std::printf(
+                    "%-14s %-14s left out: %s\n", source.c_str(), target.c_str(), missing.c_str());
+                continue;
+            }
+            for (const auto& table : FidelityTables()) {
+                const auto count = RunRoute(places, source, target, table);
+                std::printf("%-14s %-14s %-6s %9lld %9lld %11lld %11lld\n",
+                            source.c_str(),
+                            target.c_str(),
+                            std::string(table.name).c_str(),
+                            static_cast<long long>(count.All()),
+                            static_cast<long long>(count.cells[0]),
+                            static_cast<long long>(count.cells[1]),
+                            static_cast<long long>(count.cells[2]));
+                if (!count.first.empty()) {
+                    std::printf("    %s\n", count.first.c_str());
+                }
+                std::fflush(stdout);
+                for (std::size_t k = 0; k < all.cells.size(); ++k) {
+                    all.cells[k] += count.cells[k];
+                }
+            }
+        }
+    }
+    std::printf("%-36s %9lld %9lld %11lld %11lld\n",
+                "all",
+                static_cast<long long>(all.All()),
+                static_cast<long long>(all.cells[0]),
+                static_cast<long long>(all.cells[1]),
+                static_cast<long long>(all.cells[2]));
+    return all.All() > 0 && all.cells[2] == 0 ? 0 : 1;
+}
+
+}  // namespace
+}  // namespace vantry::bench
+
+int main(int count, char** arguments) {
+    setenv("LC_ALL", "C.UTF-8", 1);  // the character set of text files, whatever the shell's
+    std::setlocale(LC_ALL, "");
+    vantry::SetLocalDateForm({});
+    return vantry::bench::PrintMatrix(count > 1 ? arguments[1] : "");
+}
