@@ -1,7 +1,7 @@
 // Each column has a small set of values, and a row takes from each set the next one. Where the sets
-// are of different sizes all values of a column meet all values of the others, so that a null stands
-// beside a long text, and an empty text beside a null. All values can be held by all kinds: what a
-// kind can't hold at all would say nothing about the route to it.
+// are of different sizes all values of a column meet all values of the others, so that a null
+// stands beside a long text, and an empty text beside a null. All values can be held by all kinds:
+// what a kind can't hold at all would say nothing about the route to it.
 
 #include "fidelity_data.h"
 

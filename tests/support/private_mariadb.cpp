@@ -5,6 +5,7 @@
 #include <mysql.h>
 #include <netinet/in.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/statvfs.h>
@@ -76,6 +77,31 @@ constexpr const char* kMemoryFolder = "/dev/shm";
 constexpr std::uint64_t kRoomInMemory = std::uint64_t{2} << 30;  // bytes
 constexpr std::string_view kFolderName = "vantry-mariadb-";
 
+// Its owner holds a lock on it. Process numbers alone don't tell: tests in another container may
+// share this memory and not see our processes.
+constexpr const char* kOwnerFile = "owner";
+
+int HoldFolder(const std::filesystem::path& folder) {
+    const int file = open((folder / kOwnerFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (file < 0 || flock(file, LOCK_EX | LOCK_NB) != 0) {
+        throw std::runtime_error("can't lock " + (folder / kOwnerFile).string());
+    }
+    return file;
+}
+
+bool IsHeld(const std::filesystem::path& folder) {
+    const int file = open((folder / kOwnerFile).c_str(), O_RDWR | O_CLOEXEC);
+    if (file < 0) {
+        std::error_code ignored;  // one that has just been made has no such file yet
+        const auto age = std::filesystem::file_time_type::clock::now() -
+                         std::filesystem::last_write_time(folder, ignored);
+        return age < std::chrono::minutes(1);
+    }
+    const bool held = flock(file, LOCK_EX | LOCK_NB) != 0;
+    close(file);
+    return held;
+}
+
 // Folders in memory whose test died without a word would keep their memory.
 void SweepMemoryFolder() {
     std::error_code ignored;
@@ -83,7 +109,7 @@ void SweepMemoryFolder() {
         const auto name = entry.path().filename().string();
         if (name.starts_with(kFolderName)) {
             const auto pid = std::atoi(name.c_str() + kFolderName.size());
-            if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH) {
+            if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH && !IsHeld(entry.path())) {
                 std::filesystem::remove_all(entry.path(), ignored);
             }
         }
@@ -165,6 +191,7 @@ PrivateMariaDb::PrivateMariaDb(MariaDbOptions options)
     if (const auto missing = Missing(); !missing.empty()) {
         throw std::runtime_error(missing);
     }
+    owner_ = HoldFolder(folder_.Path());
     Initialise();
     port_ = FreePort();
     try {
@@ -178,6 +205,7 @@ PrivateMariaDb::PrivateMariaDb(MariaDbOptions options)
 
 PrivateMariaDb::~PrivateMariaDb() {
     Kill();  // the data goes away with the folder, so a clean end would only cost time
+    close(owner_);
 }
 
 // A server clears away what it takes for its own leftovers: two that share this folder take each
