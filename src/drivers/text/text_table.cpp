@@ -112,7 +112,8 @@ private:
             cells_[k] = readers_[k].Read(reader_.Bytes(field), field, plain);
         }
         if (reader_.IsOddRow() && !cells_.empty()) {
-            cells_.back() = Cell::Unreadable();  // one field that failed fails its row
+            // One field that failed fails its row; a condition looks at the last one seldom.
+            cells_.back() = Cell::Unreadable();
         }
     }
 

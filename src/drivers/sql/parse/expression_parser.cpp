@@ -283,32 +283,36 @@ bool ExpressionParser::ParseWordComparison(ExpressionPtr& left, std::size_t begi
         }
         node->operands.push_back(ParseLevel(kComparison + 1));
     } else if (reader_.AcceptWord("in")) {
-        if (!reader_.AcceptSymbol("(")) {
-            throw SyntaxErrorInExpression(" in In operator",
-                                          reader_.Slice(begin, reader_.LastEnd()));
-        }
-        if (reader_.IsWord("select")) {
-            node = Make(Expression::Kind::InQuery);
-            node->operands.push_back(std::move(left));
-            std::size_t depth = 0;
-            node->query = ParseNestedQuery(depth);
-            node->depth = depth + 1;
-        } else {
-            node = Make(Expression::Kind::InList);
-            node->operands.push_back(std::move(left));
-            do {
-                node->operands.push_back(ParseExpression());
-            } while (reader_.AcceptSymbol(","));
-        }
-        if (!reader_.AcceptSymbol(")")) {
-            throw MissingOperatorHere();
-        }
+        node = ParseInOperands(std::move(left), begin);
     } else {
         return false;
     }
     node->negated = negated;
     left = Finish(std::move(node), begin);
     return true;
+}
+
+// What stands behind IN: a query, or values.
+ExpressionPtr ExpressionParser::ParseInOperands(ExpressionPtr left, std::size_t begin) {
+    if (!reader_.AcceptSymbol("(")) {
+        throw SyntaxErrorInExpression(" in In operator", reader_.Slice(begin, reader_.LastEnd()));
+    }
+    const bool is_query = reader_.IsWord("select");
+    auto node = Make(is_query ? Expression::Kind::InQuery : Expression::Kind::InList);
+    node->operands.push_back(std::move(left));
+    if (is_query) {
+        std::size_t depth = 0;
+        node->query = ParseNestedQuery(depth);
+        node->depth = depth + 1;
+    } else {
+        do {
+            node->operands.push_back(ParseExpression());
+        } while (reader_.AcceptSymbol(","));
+    }
+    if (!reader_.AcceptSymbol(")")) {
+        throw MissingOperatorHere();
+    }
+    return node;
 }
 
 ExpressionPtr ExpressionParser::ParseUnary() {

@@ -45,6 +45,7 @@ private:
     // These take `left` only if they return true.
     bool ParseQuantified(ExpressionPtr& left, Operator op, std::size_t begin);
     bool ParseWordComparison(ExpressionPtr& left, std::size_t begin);
+    ExpressionPtr ParseInOperands(ExpressionPtr left, std::size_t begin);
     ExpressionPtr ParseUnary();
     ExpressionPtr ParsePower();
     ExpressionPtr ParsePrimary();
