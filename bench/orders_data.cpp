@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 #include <stdexcept>
+#include <utility>
 
 namespace vantry::bench {
 namespace {
@@ -64,6 +65,27 @@ constexpr std::array<std::string_view, 10> kNotes = {
     "price as agreed, 3 % discount, incl. VAT, freight prepaid",
     "wrap separately, label: \"A\", \"B\" and \"C\""};
 
+// Words with letters that aren't in the code page 1252, and what stands for them there.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kOutside1252 = {{
+    {"Łukasz", "Lukás"},
+    {"Dvořák", "Dvórak"},
+    {"Yılmaz", "Yilmaz"},
+    {"Łódź", "Lódz"},
+    {"Plzeň", "Plzén"},
+}};
+Letters letters_in_use = Letters::All;
+
+std::string_view InLetters(std::string_view word) {
+    if (letters_in_use == Letters::Windows1252) {
+        for (const auto& [all, fewer] : kOutside1252) {
+            if (word == all) {
+                return fewer;
+            }
+        }
+    }
+    return word;
+}
+
 // Numbers that look random and depend on the row alone.
 class RowNumbers {
 public:
@@ -82,7 +104,7 @@ private:
 
 template <std::size_t n>
 std::string_view Pick(RowNumbers& numbers, const std::array<std::string_view, n>& words) {
-    return words[numbers.Below(n)];
+    return InLetters(words[numbers.Below(n)]);
 }
 
 // Gathers text and writes it in large pieces.
@@ -186,6 +208,10 @@ void AppendSqlRow(const Order& order, NullNote null_note, std::string& out) {
 }
 
 }  // namespace
+
+void UseLetters(Letters letters) {
+    letters_in_use = letters;
+}
 
 void MakeOrder(std::int64_t id, Order& order) {
     RowNumbers numbers(id);

@@ -25,6 +25,10 @@ inline constexpr std::string_view kTableName = "orders";
 inline constexpr int kColumns = 8;
 inline constexpr std::string_view kColumnNames = "id,customer,city,price,qty,ordered,shipped,note";
 
+// Names and cities keep to the letters of one code page where a side's tables have one.
+enum class Letters { All, Windows1252 };
+void UseLetters(Letters letters);
+
 // Replaces `order` by row `id`, from 1 on; its texts keep their memory.
 void MakeOrder(std::int64_t id, Order& order);
 

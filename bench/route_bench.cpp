@@ -85,7 +85,7 @@ int RunTask(const std::string& task, const std::string& route_name, const Places
         return 0;
     }
     if (task == "--fill") {
-        FillAccess(places);
+        route != nullptr && route->source == Side::Dbf ? FillDbf(places) : FillAccess(places);
         return 0;
     }
     return 2;

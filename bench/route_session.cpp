@@ -41,6 +41,11 @@ std::string AccessText(const std::filesystem::path& file) {
            ";Jet OLEDB:Database Password=;Jet OLEDB:System Database=";
 }
 
+std::string FoxProText(const std::filesystem::path& folder) {
+    return "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDB=" + folder.string() +
+           ";Persist Security Info=False";
+}
+
 void SetSource(Side side, const Places& places, const std::string& server) {
     SrcTables.assign(1, TableRec());
     auto& table = SrcTables[0];
@@ -64,6 +69,12 @@ void SetSource(Side side, const Places& places, const std::string& server) {
         case Side::Access:
             SourceType = "ACCESS";
             SourceConnStr = AccessText(places.SourceAccess());
+            break;
+        case Side::Dbf:
+            SourceType = "FOXPRO";
+            SourceConnStr = FoxProText(places.SourceFolder());
+            FoxSrcMode = "DIR";
+            FoxSrcPrefix = places.SourceFolder().string() + "/";
             break;
     }
     // A condition for the rows, where a benchmark asks for one.
@@ -95,6 +106,12 @@ void SetTarget(Side side, const Places& places, const std::string& server) {
             if (!std::filesystem::exists(places.TargetAccess())) {
                 Catalog().Create(TargetConnStr);
             }
+            break;
+        case Side::Dbf:
+            TargetType = "FOXPRO";
+            TargetConnStr = FoxProText(places.TargetFolder());
+            FoxDestMode = "DIR";
+            FoxDestPrefix = places.TargetFolder().string() + "/";
             break;
     }
 }
@@ -152,6 +169,16 @@ void FillAccess(const Places& places) {
         "[qty] Integer, [ordered] DateTime, [shipped] YesNo, [note] Text(100))");
     connection.Close();
     RunRoute(Side::Csv, Side::Access, places, {});
+}
+
+void FillDbf(const Places& places) {
+    Connection connection;
+    connection.Open(FoxProText(places.TargetFolder()));
+    connection.Execute(
+        "CREATE TABLE orders (id I, customer C(40), city C(30), price N(12,2), qty I, ordered T, "
+        "shipped L, note C(100))");
+    connection.Close();
+    RunRoute(Side::Csv, Side::Dbf, places, {});
 }
 
 }  // namespace vantry::bench

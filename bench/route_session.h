@@ -7,7 +7,7 @@
 
 namespace vantry::bench {
 
-enum class Side { Csv, MySql, Access };
+enum class Side { Csv, MySql, Access, Dbf };
 
 // Where the sides of a route are, all in one working folder.
 struct Places {
@@ -20,6 +20,8 @@ struct Places {
     std::filesystem::path TargetFolder() const { return folder / "out"; }
     std::filesystem::path TargetCsv() const { return TargetFolder() / "orders.csv"; }
     std::filesystem::path TargetAccess() const { return TargetFolder() / "orders.mdb"; }
+    std::filesystem::path SourceDbf() const { return SourceFolder() / "orders.dbf"; }
+    std::filesystem::path TargetDbf() const { return TargetFolder() / "orders.dbf"; }
     std::filesystem::path Log() const { return folder / "session.log"; }
     std::filesystem::path Peak() const { return folder / "session.peak"; }
 };
@@ -37,5 +39,7 @@ void RunRoute(Side source, Side target, const Places& places, const std::string&
 // Fills a new Access file at the target's place from the CSV source, in columns of the types that a
 // designer would choose: it becomes the source of other routes.
 void FillAccess(const Places& places);
+// The same for a DBF table.
+void FillDbf(const Places& places);
 
 }  // namespace vantry::bench

@@ -20,6 +20,11 @@ constexpr std::array kRoutes = {
     Route{"csv-access", Side::Csv, Side::Access, "sqlite3 mdb-export"},
     Route{"access-csv", Side::Access, Side::Csv, "mdb-export"},
     Route{"access-mysql", Side::Access, Side::MySql, "mdb-export mariadb mariadbd"},
+    Route{"csv-dbf", Side::Csv, Side::Dbf, "ogr2ogr"},
+    Route{"dbf-csv", Side::Dbf, Side::Csv, "ogr2ogr"},
+    Route{"access-dbf", Side::Access, Side::Dbf, "ogr2ogr mdb-export"},
+    Route{"dbf-access", Side::Dbf, Side::Access, "sqlite3 mdb-export ogr2ogr"},
+    Route{"dbf-mysql", Side::Dbf, Side::MySql, "ogr2ogr mariadb mariadbd"},
     Route{"access-access", Side::Access, Side::Access, "sqlite3 mdb-export"},
 };
 
@@ -95,6 +100,8 @@ Arena::Arena(const Route& route, std::int64_t rows)
         server_ = std::make_unique<test::PrivateMariaDb>(options);
         WriteClientFile();
     }
+    UseLetters(route_.source == Side::Dbf || route_.target == Side::Dbf ? Letters::Windows1252
+                                                                        : Letters::All);
     MakeSource();
 }
 
@@ -136,6 +143,14 @@ void Arena::MakeSource() {
             std::filesystem::rename(places_.TargetAccess(), places_.SourceAccess());
             std::filesystem::remove(places_.SourceCsv());
             CheckAccess(places_.SourceAccess());
+            break;
+        case Side::Dbf:
+            WriteCsv(places_.SourceCsv(), rows_);
+            DescribeSource(places_);
+            RunSessionProcess("--fill");
+            CheckDbf(places_.TargetDbf());
+            std::filesystem::rename(places_.TargetDbf(), places_.SourceDbf());
+            std::filesystem::remove(places_.SourceCsv());
             break;
     }
     if (route_.name == "csv-mysql") {
@@ -187,6 +202,8 @@ void Arena::CheckOurs() {
                      {'\t', '"', false, true, "", route_.source != Side::Access});
     } else if (route_.target == Side::Access) {
         CheckAccess(places_.TargetAccess());
+    } else if (route_.target == Side::Dbf) {
+        CheckDbf(places_.TargetDbf());
     } else {
         CheckArrived(FetchTable(), rows_, {'\t', '\0', false, false, "", true});
     }
@@ -207,6 +224,23 @@ void Arena::CheckAccess(const std::filesystem::path& file) const {
     const auto exported = places_.folder / "arrived.csv";
     RunTimed({ExportWords(file), {}, exported, {}});
     CheckArrived(exported, rows_, {',', '"', true, true, "", false});
+}
+
+// Read by another program that we didn't write, which knows every type that is there.
+void Arena::CheckDbf(const std::filesystem::path& file) const {
+    const auto exported = places_.folder / "arrived.tsv";
+    constexpr std::string_view kProgram =
+        "import dbfread,sys\n"
+        "def s(v):\n"
+        "  if v is None: return ''\n"
+        "  if v is True: return '1'\n"
+        "  if v is False: return '0'\n"
+        "  if hasattr(v,'strftime'): return v.strftime('%Y-%m-%d %H:%M:%S')\n"
+        "  return str(v)\n"
+        "for r in dbfread.DBF(sys.argv[1],recfactory=list):\n"
+        "  print('\\t'.join(s(v) for n,v in r if n!='_NullFlags'))\n";
+    RunTimed({{"/usr/bin/python3", "-c", std::string(kProgram), file.string()}, {}, exported, {}});
+    CheckArrived(exported, rows_, {'\t', '\0', false, false, "", true});
 }
 
 // What the server's table holds, in the order of the rows.
@@ -272,6 +306,48 @@ Command Arena::PeerCommand() const {
                 {},
                 {}};
     }
+    const std::string target_dbf = places_.TargetDbf().string();
+    if (route_.name == "csv-dbf") {
+        return {{"ogr2ogr",
+                 "-f",
+                 "ESRI Shapefile",
+                 "-lco",
+                 "ENCODING=CP1252",
+                 target_dbf,
+                 places_.SourceCsv().string()},
+                {},
+                {},
+                {}};
+    }
+    if (route_.name == "dbf-csv") {
+        return {
+            {"ogr2ogr", "-f", "CSV", places_.TargetCsv().string(), places_.SourceDbf().string()},
+            {},
+            {},
+            {}};
+    }
+    if (route_.name == "access-dbf") {
+        return {{"sh",
+                 "-c",
+                 export_words + source + " | ogr2ogr -f 'ESRI Shapefile' -lco ENCODING=CP1252 " +
+                     target_dbf + " CSV:/vsistdin/"},
+                {},
+                {},
+                {}};
+    }
+    if (route_.name == "dbf-access" || route_.name == "dbf-mysql") {
+        // Into the database file that anyone can write.
+        return {{"ogr2ogr",
+                 "-f",
+                 "SQLite",
+                 "-nln",
+                 std::string(kTableName),
+                 new_database,
+                 places_.SourceDbf().string()},
+                {},
+                {},
+                {}};
+    }
     return {{"ogr2ogr",
              "-f",
              "CSV",
@@ -288,6 +364,9 @@ Command Arena::PeerCommand() const {
 void Arena::CheckPeer() const {
     if (route_.target == Side::Csv) {
         CheckLineCount(places_.TargetCsv(), rows_);
+        return;
+    }
+    if (route_.target == Side::Dbf || route_.name == "dbf-mysql") {
         return;
     }
     if (route_.target == Side::MySql) {

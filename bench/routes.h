@@ -52,6 +52,7 @@ private:
     Seconds RunSessionProcess(const std::string& task) const;
     void CheckOurs();
     void CheckPeer() const;
+    void CheckDbf(const std::filesystem::path& file) const;
     void CheckAccess(const std::filesystem::path& file) const;
     std::vector<std::string> ExportWords(const std::filesystem::path& file) const;
     Command PeerCommand() const;

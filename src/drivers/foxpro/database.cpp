@@ -143,8 +143,29 @@ std::shared_ptr<TableFile> FoxProDatabase::OpenFile(const Place& place) {
     if (expect_many_rows_) {
         opened->Group().ExpectManyRows();
     }
+    RequireOwn(*opened);
     open_.emplace(path, opened);
     return opened;
+}
+
+// A container from a stranger may name any file: one outside of its folder has to say that it is
+// the container's.
+void FoxProDatabase::RequireOwn(const TableFile& table) const {
+    if (!container_) {
+        return;
+    }
+    const auto inside = fs::path(table.Path()).lexically_relative(file::RealPath(folder_));
+    if (!inside.empty() && *inside.begin() != "..") {
+        return;
+    }
+    std::string link = table.Layout().back_link;
+    std::replace(link.begin(), link.end(), '\\', '/');
+    if (!SameName(fs::path(link).filename().string(),
+                  fs::path(container_->Path()).filename().string())) {
+        throw CannotOpen(table.Path(),
+                         "it lies outside of the container's folder and doesn't name the container "
+                         "as its own");
+    }
 }
 
 std::shared_ptr<sql::StoredTable> FoxProDatabase::OpenTable(std::string_view name) {

@@ -52,6 +52,7 @@ private:
     std::optional<Place> PlaceOf(std::string_view name);
     std::optional<Place> Find(std::string_view name);
     std::shared_ptr<TableFile> OpenFile(const Place& place);
+    void RequireOwn(const TableFile& table) const;
 
     DatabaseOptions options_;
     std::string folder_;

@@ -68,6 +68,9 @@ TEST_F(WritingTest, ANewTableHasTheHeaderOfItsKind) {
     EXPECT_EQ(Byte(flags, 32 + 3 * 32 + 18), 0x05U);
     EXPECT_EQ(folder_.Read("flags.fpt").substr(0, 8), std::string("\0\0\0\x08\0\0\0\x40", 8));
     EXPECT_EQ(folder_.Read("flags.fpt").size(), 512U);
+    // No field takes 255 characters, a memo does.
+    Run("CREATE TABLE wide (a C(255))");
+    EXPECT_EQ(folder_.Read("wide.dbf")[32 + 11], 'M');
     Run("CREATE TABLE counted (a I AUTOINC)");
     EXPECT_EQ(Byte(folder_.Read("counted.dbf"), 0), 0x31U);
 }
@@ -292,7 +295,8 @@ TEST_F(WritingTest, DefinitionsThatNoTableHasAreRefused) {
         const char* fields;
         const char* says;
     } tables[] = {
-        {"a C(255)", "1 to 254"},
+        {"a C(0)", "1 to 254"},
+        {"a Q(255)", "1 to 254"},
         {"a N(21)", "1 to 20"},
         {"a N(5,5)", "0 to 4"},
         {"a XYZ", "'XYZ'"},

@@ -210,14 +210,14 @@ bool TableFile::ReadRecord(RecordNumber number, std::span<std::byte> out) {
 
 void TableFile::OpenSidecars() {
     if (HasMemoFields(layout_)) {
-        OpenMemos(true);
+        OpenMemos();
     }
     if ((layout_.flags & kHasStructuralIndex) != 0) {
         OpenIndex();
     }
 }
 
-void TableFile::OpenMemos(bool) {
+void TableFile::OpenMemos() {
     struct Candidate {
         std::string_view extension;
         MemoFormat format;

@@ -72,7 +72,7 @@ public:
 private:
     friend class TableWriter;
     void OpenSidecars();
-    void OpenMemos(bool needed);
+    void OpenMemos();
     void OpenIndex();
     std::vector<std::byte> ReadHeaderBytes();
     void NoteCount(std::uint32_t counted);

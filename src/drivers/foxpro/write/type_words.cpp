@@ -101,6 +101,12 @@ public:
         }
         field_.type = found->type;
         field_.binary = field_.binary || found->binary;
+        // Texts that no field of a record takes whole are memos: sources often give them the width
+        // of 255, which is what their own kind has.
+        if ((field_.type == 'C' || field_.type == 'V') &&
+            column_.size > static_cast<int>(kMaxTextWidth)) {
+            field_.type = 'M';
+        }
         if (field_.binary && field_.type != 'C' && field_.type != 'V' && field_.type != 'M') {
             Refuse("can't be NOCPTRANS, as it holds no text");
         }
