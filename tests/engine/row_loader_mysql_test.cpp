@@ -1,5 +1,6 @@
 #include "engine/row_loader_mysql.h"
 
+#include "engine/run_report.h"
 #include "engine/session_fixture.h"
 
 #include <numeric>
@@ -185,8 +186,14 @@ TEST_F(MySQLLoaderTest, ACancelIsSeenAfterABatchAndThrowsTheUnfinishedOneAway) {
         view = RecordingView();
         view.cancel_at_event = at_event;
         target->statements.clear();
+        StartRunReport();
         EXPECT_EQ(LoadRowsMySQL(0), kTrue);
         EXPECT_EQ(target->statements.size(), batches) << at_event;
+        // The log counts the rows of the batch that was thrown away; the report doesn't, and no row
+        // of it has failed.
+        EXPECT_EQ(ReportOf(0).RowsRead, static_cast<std::int64_t>(batches * 100)) << at_event;
+        EXPECT_EQ(ReportOf(0).RowsFailed(), 0) << at_event;
+        EXPECT_EQ(ReportOf(0).Outcome, TableOutcome::Cancelled);
         EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(counted) +
                                        " Rows Loaded\r\nUser Requested to cancel loading"));
     }

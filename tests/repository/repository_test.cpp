@@ -1,5 +1,6 @@
 #include "repository/repository.h"
 
+#include "files/file_lock.h"
 #include "repository/saved_session.h"
 #include "support/child_program.h"
 #include "support/session_steps.h"
@@ -295,7 +296,10 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
     EXPECT_EQ(test::ModeOf(RepositoryFile(folder)), 0600U);
     EXPECT_EQ(test::ModeOf(folder_ / "VYRepo211126_19_13"), 0600U);
 
+    // What comes back holds passwords, however the file was passed on.
+    std::filesystem::permissions(folder_ / "VYRepo211126_19_13", std::filesystem::perms{0644});
     RestoreRepository(folder, folder_ / "VYRepo211126_19_13");
+    EXPECT_EQ(test::ModeOf(RepositoryFile(folder)), 0600U);
     EXPECT_EQ(ListSessions().size(), 1U);
     BackupRepository(folder, folder_ / "backup");
     EXPECT_EQ(test::ModeOf(folder_ / "backup/VYRepo.mdb"), 0600U);
@@ -308,6 +312,31 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
     EXPECT_THROW(BackupRepository(folder, folder_ / "again"), DataError);
     std::filesystem::rename(folder_ / "away", RepositoryFile(folder));
     BackupRepository(folder, folder_ / "again");
+}
+
+// Whoever reads it would find the pages of two files, and whoever writes it would write into a file
+// without a name.
+TEST_F(Repository, ItIsNotReplacedWhileAnotherProgramReadsOrWritesIt) {
+    const std::string folder = folder_.Path().string();
+    CreateRepository(folder, kNow);
+    BackupRepository(folder, folder_ / "backup");
+    MakeSession("ACCESS", "MySQL");
+    SaveSession(Named("kept"));
+    const auto timeout = file::LockTimeout();
+    file::SetLockTimeout(std::chrono::milliseconds(20));
+    for (const auto byte : {file::LockByte::Content, file::LockByte::Writer}) {
+        auto other = file::File::OpenIfThere(RepositoryFile(folder), file::OpenMode::ReadWrite);
+        ASSERT_TRUE(other);
+        const bool reads = byte == file::LockByte::Content;
+        file::Lock(*other, byte, reads ? file::LockKind::Shared : file::LockKind::Exclusive);
+        EXPECT_THROW(RestoreRepository(folder, folder_ / "backup/VYRepo.mdb"), DataError);
+        EXPECT_THROW(CreateRepository(folder, kNow), DataError);
+        other.reset();
+        EXPECT_EQ(ListSessions().size(), 1U) << reads;
+    }
+    file::SetLockTimeout(timeout);
+    RestoreRepository(folder, folder_ / "backup/VYRepo.mdb");
+    EXPECT_TRUE(ListSessions().empty());
 }
 
 TEST_F(Repository, AnIndependentReaderSeesItsTablesAndColumns) {

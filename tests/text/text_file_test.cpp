@@ -198,6 +198,50 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
     }
 }
 
+// The order of what happens to a file: w written, s flushed to the disk, n given its name.
+class OrderOfCalls : public file::FaultPlan {
+public:
+    file::Verdict Before(const file::Call& call) override {
+        switch (call.operation) {
+            case file::Operation::Write:
+                Note('w');
+                break;
+            case file::Operation::Sync:
+                Note('s');
+                break;
+            case file::Operation::Rename:
+                Note('n');
+                break;
+            default:
+                break;
+        }
+        return {};
+    }
+    std::string order;
+
+private:
+    void Note(char sign) {
+        if (order.empty() || order.back() != sign) {
+            order += sign;
+        }
+    }
+};
+
+// Without that a power failure may leave the new file's name with none of its rows, and the former
+// file gone.
+TEST_F(TextFileTest, AFormerFileIsReplacedOnlyByOneThatIsOnTheDisk) {
+    FillSource(kManyRows);
+    for (const bool former : {false, true}) {
+        if (former) {
+            folder.Write("dst.txt", "former");
+        }
+        OrderOfCalls calls;
+        const InstalledPlan installed(calls);
+        RunSessionToText("");
+        EXPECT_EQ(calls.order, former ? "wsn" : "wn");
+    }
+}
+
 TEST_F(TextFileTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
     FillSource(kManyRows);
     EXPECT_TRUE(HoldsWithoutThreads(folder.Path(), [&] {

@@ -4,8 +4,36 @@
 #include "drivers/odbc/odbc_fixture.h"
 #include "support/private_mariadb.h"
 
+#include <dlfcn.h>
+#include <sql.h>
+#include <sqlext.h>
+
 #include <chrono>
 #include <random>
+
+namespace {
+
+// The row of each block that the driver is made to refuse; none while negative.
+int refused_row = -1;
+
+}  // namespace
+
+// Stands before the driver manager's own: no driver on a test machine refuses one row of a block.
+extern "C" SQLRETURN SQL_API SQLFetch(SQLHSTMT statement) {
+    static const auto next =
+        reinterpret_cast<SQLRETURN (*)(SQLHSTMT)>(dlsym(RTLD_NEXT, "SQLFetch"));
+    const SQLRETURN result = next(statement);
+    SQLULEN rows = 1;
+    SQLUSMALLINT* status = nullptr;
+    SQLGetStmtAttr(statement, SQL_ATTR_ROW_ARRAY_SIZE, &rows, 0, nullptr);
+    SQLGetStmtAttr(statement, SQL_ATTR_ROW_STATUS_PTR, &status, 0, nullptr);
+    if (refused_row < 0 || !SQL_SUCCEEDED(result) || status == nullptr ||
+        rows <= static_cast<SQLULEN>(refused_row)) {
+        return result;
+    }
+    status[refused_row] = SQL_ROW_ERROR;
+    return SQL_SUCCESS_WITH_INFO;
+}
 
 namespace vantry::test {
 namespace {
@@ -221,6 +249,47 @@ TEST_F(MariaDbOdbcTest, LongValuesSurviveBothWaysBesideShortOnes) {
     const auto lengths = server_->QueryOne("select concat(length(t),',',length(b)) from " +
                                            server_->Database() + ".longs where id=1");
     EXPECT_EQ(lengths, std::to_string(text.size()) + "," + std::to_string(bytes.size()));
+}
+
+// What lies in the buffers of such a row is anything; the rows around it are good.
+TEST_F(MariaDbOdbcTest, ARefusedRowOfABlockIsUnreadableAndTheOthersStand) {
+    odbc::Tuning tuning;
+    tuning.block_rows = 4;
+    const auto connection = Open(tuning);
+    connection->Execute("create or replace table refused (i int, v varchar(20))");
+    connection->Execute(
+        "insert into refused values (1,'a'),(2,'b'),(3,'c'),(4,'d'),(5,'e'),(6,'f')");
+    const auto cursor = connection->OpenCursor("select i, v from refused order by i");
+    std::string shown;
+    struct Refused {
+        Refused() { refused_row = 1; }
+        ~Refused() { refused_row = -1; }
+    } const refused;
+    while (cursor->Next()) {
+        shown += Shown(Value(cursor->Row()[0])) + Shown(Value(cursor->Row()[1])) + " ";
+        if (cursor->Row()[1].Kind() == ValueKind::Unreadable) {
+            EXPECT_NE(cursor->FieldError(1).Description(), "");
+        }
+    }
+    EXPECT_EQ(shown,
+              "number:1text:a unreadableunreadable number:3text:c number:4text:d number:5text:e "
+              "unreadableunreadable ");
+}
+
+// Each piece is turned into the driver's own form by itself: half a character would be lost in it.
+TEST_F(MariaDbOdbcTest, PiecesOfALongTextEndBetweenCharacters) {
+    for (const std::size_t piece : {64, 67}) {
+        odbc::Tuning tuning;
+        tuning.piece_bytes = piece;
+        const auto connection = Open(tuning);
+        connection->Execute("create or replace table pieces (id int, t longtext)");
+        const auto text = LongText(30'000);
+        connection->OpenAppender("Select id, t FROM pieces")
+            ->Append(std::vector<Cell>{Cell::Int64(1), Cell::Text(text)});
+        EXPECT_TRUE(One(*connection, "select t from pieces") == text) << piece;
+        EXPECT_EQ(server_->QueryOne("select length(t) from " + server_->Database() + ".pieces"),
+                  std::to_string(text.size()));
+    }
 }
 
 TEST_F(MariaDbOdbcTest, RowsOfLongAndShortValuesKeepThemApartInAnyOrder) {

@@ -159,6 +159,11 @@ TEST_F(FunctionTest, Format) {
         {"Format(#1/2/2024 0:05:09#, 'hh:nn a/p')", "12:05 a"},
         {"Format(#1/2/2024#, 'dddd, d mmmm yyyy') & Format(#1/2/2024#, 'ddd mmm q y w ww')",
          "Tuesday, 2 January 2024Tue Jan 1 2 3 1"},
+        // Weeks begin on Sunday, and the first one on January 1st, however short it is.
+        {"Format(#1/1/2022#, 'ww') & ' ' & Format(#1/2/2022#, 'ww') & ' ' & "
+         "Format(#1/7/2023#, 'ww') & ' ' & Format(#1/8/2023#, 'ww') & ' ' & "
+         "Format(#12/31/2023#, 'ww') & ' ' & Format(#12/31/2000#, 'ww')",
+         "1 2 1 2 53 54"},
         {"Format(#1/2/2024#, 'Short Date') & Format(#13:05:00#, 'Short Time')", "2024-01-0213:05"},
         {"Format(#1/2/2024#) & Format(12.5)", "2024-01-0212.5"},
         {"Format('2024-01-02', 'yyyy') & Format('text', '0.0') & Format('12', '0.0')",
