@@ -1,4 +1,5 @@
-// The driver's outside, on files that Access wrote: connecting, listing, queries, keys, links.
+// The driver's outside: connecting, listing, queries, keys, links; on files of its own, and on
+// those that Access wrote.
 
 #include "drivers/access/driver.h"
 
@@ -25,21 +26,27 @@ using test::ErrorOf;
 using test::Has;
 using Strings = std::vector<std::string>;
 
-class AccessDriverTest : public test::OnRealFiles {
+class AccessDriverTest : public testing::Test {
 protected:
-    // A copy that nothing else uses.
-    std::string Copy(const std::string& file, const std::string& name = {}) {
-        const auto path = folder_.Path() / (name.empty() ? file : name);
-        fs::copy_file(test::kRealFiles / file, path, fs::copy_options::overwrite_existing);
+    // A file of our own that has two rows in [table].
+    std::string Made(const std::string& name) {
+        const auto path = folder_ / name;
+        const auto text = "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path.string();
+        driver_->CreateDatabase(ConnectionString::Parse(text));
+        const auto connection = Connect(text);
+        connection->Execute("create table [table] (id long, data text(20))");
+        connection->Execute("insert into [table] values (1, 'one')");
+        connection->Execute("insert into [table] values (2, 'two')");
         return path.string();
     }
     std::string Damaged(const std::string& file,
                         const std::function<void(test::FileBytes&)>& change) {
-        test::FileBytes bytes(test::kRealFiles / file);
+        test::FileBytes bytes(file);
         change(bytes);
-        const auto path = folder_.Write(
-            file, {reinterpret_cast<const char*>(bytes.bytes.data()), bytes.bytes.size()});
-        return path.string();
+        return folder_
+            .Write(fs::path(file).filename().string(),
+                   {reinterpret_cast<const char*>(bytes.bytes.data()), bytes.bytes.size()})
+            .string();
     }
 
     std::unique_ptr<DriverConnection> Connect(const std::string& text) {
@@ -64,9 +71,24 @@ protected:
     std::unique_ptr<Driver> driver_ = MakeAccessDriver();
 };
 
+class AccessDriverOnRealFiles : public AccessDriverTest {
+protected:
+    void SetUp() override {
+        if (!fs::exists(test::kRealFiles)) {
+            GTEST_SKIP() << test::kRealFiles << " isn't there";
+        }
+    }
+    // A copy that nothing else uses.
+    std::string Copy(const std::string& file) {
+        const auto path = folder_ / file;
+        fs::copy_file(test::kRealFiles / file, path, fs::copy_options::overwrite_existing);
+        return path.string();
+    }
+};
+
 TEST_F(AccessDriverTest, TakesTheConnectionStringsOfItsProvidersAndOfTheBuiltInDriver) {
-    const auto mdb = Copy("delTestV2000.mdb", "Shop.MDB");
-    Copy("extDateTestV2019.accdb", "new.accdb");
+    const auto mdb = Made("Shop.MDB");
+    Made("new.accdb");
     const auto folder = folder_.Path().string();
     for (const auto& text : {"PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + mdb +
                                  ";Jet OLEDB:Database Password=;Jet OLEDB:System Database=",
@@ -167,7 +189,7 @@ TEST_F(AccessDriverTest, MakesFilesThatTheSameProviderOpens) {
         std::string::npos);
 }
 
-TEST_F(AccessDriverTest, ListsTablesAndQueriesByNameWithTheirTypes) {
+TEST_F(AccessDriverOnRealFiles, ListsTablesAndQueriesByNameWithTheirTypes) {
     const auto listed = [&](const std::string& file) {
         Strings lines;
         for (const auto& table : Open(Copy(file))->Tables()) {
@@ -197,7 +219,7 @@ TEST_F(AccessDriverTest, ListsAHiddenTableLikeAnyOther) {
     EXPECT_EQ(ListedType(object), "TABLE");
 }
 
-TEST_F(AccessDriverTest, SeveralValuesOfAnUnknownKindAreUnreadable) {
+TEST_F(AccessDriverOnRealFiles, SeveralValuesOfAnUnknownKindAreUnreadable) {
     const auto read = [&](const std::string& path) {
         std::map<ValueKind, int> kinds;
         const auto connection = Open(path);
@@ -224,7 +246,7 @@ TEST_F(AccessDriverTest, SeveralValuesOfAnUnknownKindAreUnreadable) {
     EXPECT_GT(read(path)[ValueKind::Unreadable], 0);
 }
 
-TEST_F(AccessDriverTest, ReadsSavedQueriesOrSaysWhyNot) {
+TEST_F(AccessDriverOnRealFiles, ReadsSavedQueriesOrSaysWhyNot) {
     const auto connection = Open(Copy("queryTestV2003.mdb"));
     const auto cursor = connection->OpenCursor("select * from SelectQuery");
     EXPECT_EQ(cursor->Columns().size(), 6U);  // three of Table1, two of Table2, one of Table3
@@ -237,7 +259,7 @@ TEST_F(AccessDriverTest, ReadsSavedQueriesOrSaysWhyNot) {
     EXPECT_TRUE(Has(why("DeleteQuery"), "changes data"));
 }
 
-TEST_F(AccessDriverTest, ShowsTheValuesOfColumnsThatHoldSeveral) {
+TEST_F(AccessDriverOnRealFiles, ShowsTheValuesOfColumnsThatHoldSeveral) {
     EXPECT_EQ(Rows(*Open(Copy("complexDataTestV2010.accdb")), "select * from Table1"),
               (Strings{"row1|NULL|NULL|NULL|NULL",
                        "row2|row2-memo|row2-memo|value1;value4|test_data.txt;test_data2.txt",
@@ -245,7 +267,7 @@ TEST_F(AccessDriverTest, ShowsTheValuesOfColumnsThatHoldSeveral) {
                        "row4|row4-memo|row4-memo|NULL|test_data2.txt"}));
 }
 
-TEST_F(AccessDriverTest, FindsRowsByKey) {
+TEST_F(AccessDriverOnRealFiles, FindsRowsByKey) {
     const auto index = Open(Copy("indexTestV2000.mdb"));
     EXPECT_EQ(Rows(*index, "select id, data from Table1 where id = 2"),
               Rows(*index, "select id, data from Table1 where id + 0 = 2"));
@@ -258,7 +280,7 @@ TEST_F(AccessDriverTest, FindsRowsByKey) {
     EXPECT_EQ(Rows(*text, "select id from [Table] where unicode = 'ascii'"), Strings());
 }
 
-TEST_F(AccessDriverTest, ReportsColumnsAsTheProvidersDo) {
+TEST_F(AccessDriverOnRealFiles, ReportsColumnsAsTheProvidersDo) {
     const auto columns = [&](const std::string& file, const std::string& sql) {
         const auto connection = Open(Copy(file));
         const auto cursor = connection->OpenCursor(sql);
@@ -287,7 +309,7 @@ TEST_F(AccessDriverTest, ReportsColumnsAsTheProvidersDo) {
 TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
     // The engine's own encoding needs no password.
     constexpr std::uint32_t kKey = 0x1234ABCD;
-    const auto encoded = Damaged("delTestV2000.mdb", [&](test::FileBytes& file) {
+    const auto encoded = Damaged(Made("encoded.mdb"), [&](test::FileBytes& file) {
         const auto pages = file.bytes.size() / 4096;
         for (std::size_t page = 1; page < pages; ++page) {
             MakeJetEncoding(kKey)->Encrypt(static_cast<PageNumber>(page),
@@ -300,7 +322,7 @@ TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
     });
     EXPECT_EQ(Rows(*Open(encoded), "select count(*) from [table]"), Strings{"2"});
 
-    const auto locked = Damaged("delTestV2000.mdb", [&](test::FileBytes& file) {
+    const auto locked = Damaged(Made("locked.mdb"), [&](test::FileBytes& file) {
         const auto header = std::span(file.bytes).first(4096);
         MaskHeader(kJet4Layout, header);
         // A file without a password has zeros under the date's mask.
@@ -322,7 +344,7 @@ TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
     EXPECT_TRUE(Has(wrong, "Not a valid password"));
     EXPECT_FALSE(Has(wrong, "s3cr3t"));
 
-    const auto office = Damaged("empty_2010.accdb", [&](test::FileBytes& file) {
+    const auto office = Damaged(Made("office.accdb"), [&](test::FileBytes& file) {
         file.bytes[kEncryptionKeyOffset] ^= std::byte{0x55};
     });
     EXPECT_TRUE(Has(ErrorOf([&] { Open(office); }), "description of its encryption"));
@@ -349,16 +371,17 @@ TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {
 }
 
 // A field that can't be read spoils neither the row's other fields nor the rows behind it.
-TEST_F(AccessDriverTest, SaysWhichFieldIsDamagedAndReadsOn) {
-    const auto path = Damaged("extDateTestV2019.accdb", [&](test::FileBytes& file) {
-        // The extended date of row 2: its digits stand in the file as text.
-        const std::string digits = "0000000000000737954";  // 2021-06-14
-        const auto chars =
-            std::string_view(reinterpret_cast<const char*>(file.bytes.data()), file.bytes.size());
-        const auto at = chars.find(digits);
-        ASSERT_NE(at, std::string_view::npos);
-        file.bytes[at + 3] = std::byte{'x'};
-    });
+TEST_F(AccessDriverOnRealFiles, SaysWhichFieldIsDamagedAndReadsOn) {
+    const auto path =
+        Damaged((test::kRealFiles / "extDateTestV2019.accdb").string(), [&](test::FileBytes& file) {
+            // The extended date of row 2: its digits stand in the file as text.
+            const std::string digits = "0000000000000737954";  // 2021-06-14
+            const auto chars = std::string_view(reinterpret_cast<const char*>(file.bytes.data()),
+                                                file.bytes.size());
+            const auto at = chars.find(digits);
+            ASSERT_NE(at, std::string_view::npos);
+            file.bytes[at + 3] = std::byte{'x'};
+        });
     const auto connection = Open(path);
     const auto cursor = connection->OpenCursor("select ID, DateExt, Field1 from Table1");
     int damaged = 0;
