@@ -23,6 +23,7 @@ inline constexpr int kErrFieldTooSmall = -2147217833;  // 0x80040E57
 inline constexpr int kErrNoCurrentRow = 3021;  // reading before the first or after the last row
 inline constexpr int kErrObjectClosed = 3704;  // an operation on an object that isn't open
 inline constexpr int kErrInvalidArgument = 3001;
+inline constexpr int kErrInUse = 3211;         // somebody else holds the file: worth another try
 inline constexpr int kErrItemNotFound = 3265;  // no such item in a collection
 
 class DataError : public std::exception {

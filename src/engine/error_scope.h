@@ -35,6 +35,8 @@ public:
     // The walk sets it at the start of each row; an error takes it away.
     bool RowOK = true;
     int ErrorCount = 0;
+    // The next error gives the walk up, whatever its number.
+    bool LastError = false;
     // Rows that had been sent well and that a later failure took back.
     std::int64_t LostRows = 0;
 
@@ -82,7 +84,7 @@ private:
         }
         tell_(error.what());
         ++ErrorCount;
-        if (ErrorCount >= limit_) {
+        if (ErrorCount >= limit_ || LastError) {
             throw GiveUp();
         }
     }

@@ -22,6 +22,14 @@ const char* OutcomeName(TableOutcome outcome) {
     return "loaded";
 }
 
+double RunReport::WaitedForFiles() const {
+    double seconds = 0;
+    for (const auto& table : Tables) {
+        seconds += table.WaitedSeconds;
+    }
+    return seconds;
+}
+
 void StartRunReport() {
     CurrentRunReport = {};
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {

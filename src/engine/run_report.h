@@ -34,6 +34,7 @@ struct TableReport {
     // refused, too.
     std::int64_t FormulaTexts = 0;
     double Seconds = 0;
+    double WaitedSeconds = 0;  // of them, for a target file that another program held
     TableOutcome Outcome = TableOutcome::NotReached;
 
     std::int64_t RowsFailed() const { return RowsRead - RowsLoaded; }
@@ -41,6 +42,7 @@ struct TableReport {
 
 struct RunReport {
     std::vector<TableReport> Tables;  // one per element of SrcTables
+    double WaitedForFiles() const;    // seconds, of all tables
     bool Walked = false;  // all tables are behind: what fails now is the run's record alone
 };
 extern RunReport CurrentRunReport;

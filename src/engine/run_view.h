@@ -29,6 +29,9 @@ public:
     virtual void SetBarMax(std::int64_t maximum) = 0;
     virtual void SetBarValue(std::int64_t value) = 0;
 
+    // What the run waits for, empty when that is over. Only where there is room beside the log.
+    virtual void ShowWaiting(std::string_view /*what*/) {}
+
     // Lets waiting events in; a cancel arrives here.
     virtual void DoEvents() = 0;
 

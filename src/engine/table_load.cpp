@@ -10,10 +10,15 @@
 #include "data/value_convert.h"
 #include "engine/own_source.h"
 #include "engine/run_log.h"
+#include "files/file_lock.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace vantry {
+
+std::chrono::duration<double> TargetPatience{60};
+
 namespace {
 
 double CountOf(const Cell& value) {
@@ -25,6 +30,18 @@ double CountOf(const Cell& value) {
     return *count;
 }
 
+// So that a cancel is seen between two tries.
+class ShortLockWaits {
+public:
+    ShortLockWaits() { file::SetLockTimeout(std::min(former_, std::chrono::milliseconds(100))); }
+    ~ShortLockWaits() { file::SetLockTimeout(former_); }
+    ShortLockWaits(const ShortLockWaits&) = delete;
+    ShortLockWaits& operator=(const ShortLockWaits&) = delete;
+
+private:
+    std::chrono::milliseconds former_ = file::LockTimeout();
+};
+
 // Whether there is a row; it then counts as read. Throws where the source can't say.
 bool StandsOnRow(TableReport& report) {
     if (SrcRS->Eof()) {
@@ -35,6 +52,40 @@ bool StandsOnRow(TableReport& report) {
 }
 
 }  // namespace
+
+// Each try waits as long as a lock is waited for, so without a common measure fifty rows would wait
+// fifty times. The measure is the run's: another table of the same file would only wait again.
+void AfterRefusal(LoadState& load, const DataError& error, const std::function<void()>& again) {
+    if (error.Number() != kErrInUse || error.LostRows() > 0) {
+        throw DataError(error);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const auto waited = [&] {
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    const double before = CurrentRunReport.WaitedForFiles();
+    CurrentRunView->ShowWaiting(error.Description());
+    const ShortLockWaits for_cancels;
+    while (before + waited() < TargetPatience.count() && !CancelRequested()) {
+        CurrentRunView->DoEvents();
+        try {
+            again();
+            load.report.WaitedSeconds += waited();
+            CurrentRunView->ShowWaiting("");
+            return;
+        } catch (const DataError& later) {
+            if (later.Number() != kErrInUse || later.LostRows() > 0) {
+                load.report.WaitedSeconds += waited();
+                CurrentRunView->ShowWaiting("");
+                throw;
+            }
+        }
+    }
+    load.report.WaitedSeconds += waited();
+    load.scope.LastError = true;
+    CurrentRunView->ShowWaiting("");
+    throw DataError(error);
+}
 
 void WalkRows(LoadState& load, RowStrategy& strategy) {
     strategy.Begin();

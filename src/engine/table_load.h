@@ -2,10 +2,10 @@
 // The one way in which the rows of a table are loaded: count them, open them, walk them, see a
 // cancel, flush what was sent, and report. How a row is written is a RowStrategy's business:
 //
-//     RecordsetRows    AddNew and Update on a recordset of the target (engine/recordset_rows.h)
-//     StatementRows    a prepared INSERT, executed once a row (engine/statement_rows.h) BatchRows
-//     100 rows in the text of one INSERT                  (engine/batch_rows.h) LineRows         a
-//     line of a text file                               (text/text_writer.cpp)
+// - RecordsetRows: AddNew and Update on a recordset of the target (engine/recordset_rows.h)
+// - StatementRows: a prepared INSERT, executed once a row (engine/statement_rows.h)
+// - BatchRows: 100 rows in the text of one INSERT (engine/batch_rows.h)
+// - LineRows: a line of a text file (text/text_writer.cpp)
 //
 // LoadRowsGeneric and LoadRowsMySQL choose a strategy and give it to a DatabaseLoad; the text run
 // walks each of its tables by WalkRows.
@@ -15,7 +15,9 @@
 #include "engine/run_view.h"
 #include "engine/source_statements.h"
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 
 namespace vantry {
 
@@ -61,13 +63,27 @@ protected:
     template <typename Write>
     void Send(Write&& write) {
         if (load_.scope.RowOK) {
-            load_.scope(write);
+            load_.scope([&] {
+                try {
+                    write();
+                } catch (const DataError& error) {
+                    AfterRefusal(load_, error, write);
+                }
+            });
             load_.report.RowsLoaded += load_.scope.RowOK ? 1 : 0;
         }
     }
 
     LoadState& load_;
 };
+
+// How long a run waits in all for target files that another program holds.
+extern std::chrono::duration<double> TargetPatience;
+
+// What comes after a row that the target refused: where another program holds the target's file,
+// the row is tried again, for TargetPatience in all of a run; then the table is given up. Anything
+// else is thrown on.
+void AfterRefusal(LoadState& load, const DataError& error, const std::function<void()>& again);
 
 void WalkRows(LoadState& load, RowStrategy& strategy);
 

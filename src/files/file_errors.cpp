@@ -65,10 +65,12 @@ DataError UnexpectedEnd(std::string_view path, std::uint64_t offset) {
 }
 
 DataError FileInUse(std::string_view path, std::string_view holders) {
-    return Error(
+    return {
+        kErrInUse,
         "The file " + Quoted(path) + " is in use" +
-        (holders.empty() ? std::string(" by another program") : " by " + std::string(holders)) +
-        ". Try again when it has finished.");
+            (holders.empty() ? std::string(" by another program") : " by " + std::string(holders)) +
+            ". Try again when it has finished.",
+        "Vantry"};
 }
 
 DataError LockingRefused(std::string_view path, int error) {

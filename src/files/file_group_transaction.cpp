@@ -18,6 +18,7 @@ constexpr std::size_t kTailBytes = 512U << 10;      // kept before they are writ
 constexpr std::uint64_t kMostGrowBytes = 4U << 20;  // that a file is given at once
 constexpr std::uint32_t kRowsPerLook = 64;          // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
+constexpr std::chrono::milliseconds kPatienceOfABatch{60'000};
 
 }  // namespace
 
@@ -377,7 +378,12 @@ void FileGroup::OpenJournals() {
 
 void FileGroup::LockContent() {
     if (!content_locked_) {
-        Lock(Leader().file, LockByte::Content, LockKind::Exclusive);
+        // The rows of a batch were accepted before: a reader that stalls mustn't cost them.
+        const bool batch = state_ == State::Batch;
+        LockPatiently(Leader().file,
+                      LockByte::Content,
+                      LockKind::Exclusive,
+                      batch ? kPatienceOfABatch : std::chrono::milliseconds::zero());
         content_locked_ = true;
     }
 }

@@ -96,13 +96,18 @@ bool TryLock(const File& file, ByteRange range, LockKind kind) {
     return true;
 }
 
-void Lock(const File& file, ByteRange range, LockKind kind) {
+namespace {
+
+void LockWithin(const File& file,
+                ByteRange range,
+                LockKind kind,
+                std::chrono::milliseconds timeout) {
     constexpr std::chrono::microseconds kFirstPause{100};
     constexpr std::chrono::microseconds kLongestPause{5000};
     if (TryLock(file, range, kind)) {
         return;
     }
-    const auto end = std::chrono::steady_clock::now() + LockTimeout();
+    const auto end = std::chrono::steady_clock::now() + timeout;
     for (auto pause = kFirstPause;; pause = std::min(pause * 2, kLongestPause)) {
         std::this_thread::sleep_for(pause);
         if (TryLock(file, range, kind)) {
@@ -112,6 +117,19 @@ void Lock(const File& file, ByteRange range, LockKind kind) {
             throw FileInUse(file.Path(), HoldersOf(file));
         }
     }
+}
+
+}  // namespace
+
+void Lock(const File& file, ByteRange range, LockKind kind) {
+    LockWithin(file, range, kind, LockTimeout());
+}
+
+void LockPatiently(const File& file,
+                   LockByte byte,
+                   LockKind kind,
+                   std::chrono::milliseconds least) {
+    LockWithin(file, RangeOf(byte), kind, std::max(least, LockTimeout()));
 }
 
 void Unlock(const File& file, ByteRange range) {

@@ -31,8 +31,11 @@ void SetLockTimeout(std::chrono::milliseconds timeout);
 
 // False if somebody else holds a lock against it. Throws where the file system refuses to lock.
 bool TryLock(const File& file, LockByte byte, LockKind kind);
-// Waits up to the timeout, then throws with the name of who holds the file where that can be found.
+// Waits up to the timeout, then throws kErrInUse with the name of who holds the file where that can
+// be found.
 void Lock(const File& file, LockByte byte, LockKind kind);
+// The same with at least that much patience: where rows would be lost that were accepted long ago.
+void LockPatiently(const File& file, LockByte byte, LockKind kind, std::chrono::milliseconds least);
 void Unlock(const File& file, LockByte byte);
 // The same for bytes of which other programs make use.
 bool TryLock(const File& file, ByteRange range, LockKind kind);

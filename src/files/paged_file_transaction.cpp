@@ -15,6 +15,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t kRunPages = 64;       // complete pages written together
 constexpr std::uint32_t kRowsPerLook = 64;  // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
+constexpr std::chrono::milliseconds kPatienceOfABatch{60'000};
 
 }  // namespace
 
@@ -236,7 +237,12 @@ void PagedFile::OpenJournal() {
 
 void PagedFile::LockContent() {
     if (!content_locked_) {
-        Lock(file_, LockByte::Content, LockKind::Exclusive);
+        // The rows of a batch were accepted before: a reader that stalls mustn't cost them.
+        const bool batch = state_ == State::Batch;
+        LockPatiently(file_,
+                      LockByte::Content,
+                      LockKind::Exclusive,
+                      batch ? kPatienceOfABatch : std::chrono::milliseconds::zero());
         content_locked_ = true;
     }
 }

@@ -4,6 +4,7 @@
 #include "files/file_errors.h"
 #include "files/file_lock.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -126,6 +127,11 @@ void LineFile::TakePartialName() {
     if (!locked || !there || !there->SameFile(created.Stamp())) {
         throw BeingWritten(partial);
     }
+    // Writes go to the end, wherever that is by then: a file that another program cuts under a write
+    // ends up too short, rather than whole but for a hole.
+    if (::fcntl(created.Descriptor(), F_SETFL, O_APPEND) != 0) {
+        throw file::SystemError(partial, "opened for appending", errno);
+    }
     file_ = std::move(created);
 }
 
@@ -214,6 +220,10 @@ void LineFile::SettleBlock() {
             std::rethrow_exception(error);
         }
     } else {
+        // The part of it that got through is written again.
+        if (file_.Size() > file_size_) {
+            file_.Truncate(file_size_);
+        }
         file_.Write(file_size_, std::as_bytes(std::span(block_.bytes.get(), block_.size)));
     }
     file_size_ += block_.size;

@@ -4,6 +4,8 @@
 #include "data/value_text.h"
 #include "engine/run_report.h"
 #include "engine/session_fixture.h"
+#include "engine/table_load.h"
+#include "files/file_lock.h"
 #include "repository/repository.h"
 #include "repository/session_runner.h"
 #include "support/fault_plans.h"
@@ -16,6 +18,7 @@
 #include <csignal>
 #include <fstream>
 #include <set>
+#include <thread>
 
 namespace vantry::test {
 namespace {
@@ -236,6 +239,58 @@ TEST_F(Ledger, ALogThatCouldntBeWrittenIsNoWholeSuccess) {
     EXPECT_NE(told.find("is incomplete"), std::string::npos) << told;
     EXPECT_EQ(CurrentRunReport.Tables.at(1).RowsFailed(), 0);
     EXPECT_NE(folder.Read("log/ledger.log.json").find("\"exitCode\": 1"), std::string::npos);
+}
+
+// Another program has the target open for writing: a stall costs nothing, and a lasting lock one
+// wait for the whole run, not one for each row.
+TEST_F(Ledger, ATargetThatAnotherProgramHoldsIsWaitedForOnce) {
+    const std::string path = (folder / "held.mdb").string();
+    const std::string connection = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + path;
+    Catalog().Create(connection);
+    {
+        Connection database;
+        database.Open(connection);
+        database.Execute("create table dst (d_id long, d_name text(40), d_memo memo)");
+    }
+    const auto former_timeout = file::LockTimeout();
+    const auto former_patience = TargetPatience;
+    file::SetLockTimeout(std::chrono::milliseconds(50));
+    for (const int type : {adVarWChar, adLongVarWChar}) {
+        for (const bool lasts : {false, true}) {
+            SaveSessionTo("ACCESS", type, connection);
+            TargetPatience = std::chrono::duration<double>(lasts ? 0.3 : 30);
+            std::thread holder;
+            int moves = 0;
+            source->before = [&](std::string_view name, int) {
+                if (name == "Next" && ++moves == 100) {
+                    auto file = std::make_shared<file::File>(
+                        file::File::Open(path, file::OpenMode::ReadWrite));
+                    // Once the rows before are committed, which comes by the clock.
+                    file::LockPatiently(*file,
+                                        file::LockByte::Writer,
+                                        file::LockKind::Exclusive,
+                                        std::chrono::seconds(20));
+                    holder = std::thread([file, lasts] {
+                        std::this_thread::sleep_for(std::chrono::milliseconds(lasts ? 3000 : 700));
+                    });
+                }
+            };
+            const auto start = std::chrono::steady_clock::now();
+            const auto code = Run();
+            const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+            ASSERT_TRUE(holder.joinable());
+            holder.join();
+            const auto& report = CurrentRunReport.Tables.at(0);
+            EXPECT_EQ(code, lasts ? kRunTableLost : kRunWhole) << view.log.substr(0, 800);
+            EXPECT_EQ(report.Errors, lasts ? 1 : 0);
+            EXPECT_GT(report.WaitedSeconds, lasts ? 0.25 : 0.1);
+            EXPECT_LT(took.count(), lasts ? 2.5 : 30.0);
+            EXPECT_EQ(lasts, view.log.find("is in use by") != std::string::npos);
+            EXPECT_EQ(report.RowsLoaded, lasts ? report.RowsRead - 1 : kRows);
+        }
+    }
+    file::SetLockTimeout(former_timeout);
+    TargetPatience = former_patience;
 }
 
 TEST_F(Ledger, AFullDiskLosesNoRowUntold) {
