@@ -18,7 +18,7 @@ need_packages() {
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev libssl-dev
-                libexpat1-dev)
+                libexpat1-dev libicu-dev nlohmann-json3-dev)
 TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
                libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin python3-dbfread sqlite3 python3 xvfb xauth xdotool openbox
                fonts-dejavu-core locales)

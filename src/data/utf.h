@@ -1,9 +1,8 @@
 #pragma once
-// UTF-8 as the program's text, UTF-16 and the single-byte Windows code pages as the files' and
-// drivers'.
+// UTF-8 as the program's text, and UTF-16 as that of files and drivers. By hand, because every text
+// of every row passes here: eight bytes at a time as long as they are ASCII.
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -26,31 +25,5 @@ std::size_t CountCodePoints(std::string_view text);
 std::size_t CountUtf16Units(std::string_view text);
 // The longest prefix of at most `units` UTF-16 units, never splitting a character.
 std::string_view PrefixOfUtf16Units(std::string_view text, std::size_t units);
-
-// A character set by Windows code page number, over the platform's iconv. Not thread-safe.
-class CodePage {
-public:
-    // Throws DataError if the platform doesn't know the code page.
-    explicit CodePage(int number);
-    ~CodePage();
-    CodePage(CodePage&&) noexcept;
-    CodePage& operator=(CodePage&&) noexcept;
-    int Number() const { return number_; }
-    // Single-byte sets go by a table; undefined bytes become the code point of the same number.
-    void AppendUtf8(std::string_view bytes, std::string& out) const;
-    // False if a character isn't in the set ("?" is put in its place).
-    bool AppendBytes(std::string_view utf8, std::string& out) const;
-
-private:
-    struct Tables;
-    int number_;
-    std::shared_ptr<const Tables> tables_;
-};
-
-// The code page of the locale's character set: 65001 on today's desktops.
-int LocaleCodePage();
-// The Windows code page that goes with the locale's language: 1252 unless the language says
-// otherwise.
-int WindowsCodePageOfLocale();
 
 }  // namespace vantry

@@ -12,6 +12,7 @@
 // and so is each line after it until the write, tried again with each, succeeds. When Finish or
 // Abandon can't get rid of the last lines, Lines() falls to those that are whole in the file.
 
+#include "data/code_page.h"
 #include "data/utf.h"
 #include "files/file.h"
 #include "text/write_behind.h"

@@ -2,6 +2,7 @@
 // In which character set a text file is, and how its bytes become UTF-8. A byte order mark decides
 // before anything that is written elsewhere.
 
+#include "data/code_page.h"
 #include "data/utf.h"
 #include "text_format/row_splitter.h"
 

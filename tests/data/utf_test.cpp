@@ -1,7 +1,5 @@
 #include "data/utf.h"
 
-#include "data/data_error.h"
-
 #include <gtest/gtest.h>
 
 #include <random>
@@ -86,92 +84,6 @@ TEST(Utf, RandomTextsComeBackAndPrefixesNeverSplitACharacter) {
         ASSERT_LE(taken, most);
         ASSERT_TRUE(taken == units.size() || taken + 1 >= most);
     }
-}
-
-struct PageCase {
-    int page;
-    std::string bytes;
-    std::string text;
-};
-
-TEST(CodePage, KnownCharactersComeAndGo) {
-    const std::vector<PageCase> cases = {
-        {1252, "caf\xE9 \x80 \x9F", "café € Ÿ"},
-        {1252, "\x81\x8D\x8F\x90\x9D", "\u0081\u008D\u008F\u0090\u009D"},  // undefined bytes
-        {437, "\x81 \xE1 \xB3 \xFE", "ü ß │ ■"},
-        {850, "\x9B \xD5", "ø ı"},
-        {1251, "\xCF\xF0\xE8\xE2\xE5\xF2 \xB8 \x88", "Привет ё €"},
-        {866, "\x8F\xE0\xA8\xF1", "Приё"},
-        {1250, "\xE8\xF8\x9E", "čřž"},
-        {874, "\xA1\xE9", "ก้"},
-        {932, "\x93\xFA\x96\x7B \x83\x5C\xB1", "日本 ソｱ"},  // a second byte that is a backslash
-        {936, "\xD6\xD0\x81\x40", "中丂"},
-        {65001, "caf\xC3\xA9", "café"},
-        {1200, "a\0\xAC\x20\x3D\xD8\x00\xDE"s, "a€\U0001F600"},
-    };
-    for (const auto& expected : cases) {
-        const CodePage page(expected.page);
-        std::string text = "+";
-        page.AppendUtf8(expected.bytes, text);
-        EXPECT_EQ(text, "+" + expected.text) << expected.page;
-        std::string bytes = "+";
-        EXPECT_TRUE(page.AppendBytes(expected.text, bytes)) << expected.page;
-        EXPECT_EQ(bytes, "+" + expected.bytes) << expected.page;
-    }
-}
-
-TEST(CodePage, EveryByteOfASingleByteSetComesBackAlsoInLongTexts) {
-    std::string bytes;
-    for (int i = 0; i < 3000; ++i) {
-        bytes += static_cast<char>(i * 7);
-    }
-    for (const int number : {437, 850, 852, 866, 1250, 1251, 1252, 1253, 1254, 1256, 1257}) {
-        const CodePage page(number);
-        std::string text;
-        page.AppendUtf8(bytes, text);
-        std::string back;
-        EXPECT_TRUE(page.AppendBytes(text, back)) << number;
-        EXPECT_EQ(back, bytes) << number;
-    }
-}
-
-TEST(CodePage, WhatTheSetLacksIsAQuestionMarkAndTold) {
-    for (const auto& [number, expected] :
-         std::vector<std::pair<int, std::string>>{{1252, "a?\xE9?z"}, {932, "a\x82\xA0??z"}}) {
-        const CodePage page(number);
-        std::string bytes;
-        EXPECT_FALSE(page.AppendBytes("aあé\U0010FFFFz", bytes)) << number;
-        EXPECT_EQ(bytes, expected) << number;
-    }
-    std::string text;
-    CodePage(932).AppendUtf8("a\x81", text);  // half a character at the end
-    CodePage(932).AppendUtf8("\xFF z", text);
-    CodePage(65001).AppendUtf8("\xE9", text);
-    EXPECT_EQ(text, "a\uFFFD\uFFFD z\uFFFD");
-    EXPECT_THROW(CodePage(895), DataError);
-    EXPECT_THROW(CodePage(-1), DataError);
-}
-
-TEST(CodePage, FollowsTheLanguageOfTheLocale) {
-    const char* before = std::getenv("LC_ALL");
-    const std::string saved = before == nullptr ? "" : before;
-    for (const auto& [locale, page] :
-         std::vector<std::pair<std::string, int>>{{"C", 1252},
-                                                  {"de_DE.UTF-8", 1252},
-                                                  {"ru_RU.UTF-8", 1251},
-                                                  {"pl_PL", 1250},
-                                                  {"sr_RS@latin", 1250},
-                                                  {"sr_RS", 1251},
-                                                  {"zh_TW.UTF-8", 950},
-                                                  {"zh_CN", 936},
-                                                  {"uz_UZ@cyrillic", 1251},
-                                                  {"ja_JP.UTF-8", 932}}) {
-        setenv("LC_ALL", locale.c_str(), 1);
-        EXPECT_EQ(WindowsCodePageOfLocale(), page) << locale;
-    }
-    setenv("LC_ALL", "C.UTF-8", 1);
-    EXPECT_EQ(LocaleCodePage(), 65001);
-    saved.empty() ? unsetenv("LC_ALL") : setenv("LC_ALL", saved.c_str(), 1);
 }
 
 }  // namespace

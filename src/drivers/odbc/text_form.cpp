@@ -1,5 +1,7 @@
 #include "drivers/odbc/text_form.h"
 
+#include "data/code_page.h"
+
 namespace vantry::odbc {
 
 std::string_view AsUtf8(std::string_view bytes, std::string& scratch) {

@@ -5,6 +5,7 @@
 
 #include "drivers/access/pages/file_header.h"
 
+#include "data/code_page.h"
 #include "data/utf.h"
 #include "drivers/access/encryption/page_cipher.h"
 #include "drivers/access/errors.h"

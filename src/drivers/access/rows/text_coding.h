@@ -1,6 +1,7 @@
 #pragma once
 // Text as it is stored: UTF-16LE, compressed text, or the bytes of a code page (Jet 3).
 
+#include "data/code_page.h"
 #include "data/utf.h"
 #include "drivers/access/bytes.h"
 #include "drivers/access/pages/file_header.h"

@@ -4,6 +4,7 @@
 // character goes to its beginning, on both sides alike; searches without case compare folded texts,
 // whose lengths in bytes differ from those of the text; and Null arguments never arrive.
 
+#include "data/code_page.h"
 #include "data/letter_case.h"
 #include "data/utf.h"
 #include "data/value_text.h"

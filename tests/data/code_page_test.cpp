@@ -1,0 +1,189 @@
+#include "data/code_page.h"
+
+#include "data/data_error.h"
+#include "data/utf.h"
+
+#include <gtest/gtest.h>
+
+namespace vantry {
+namespace {
+
+using namespace std::string_literals;
+
+struct PageCase {
+    int page;
+    std::string bytes;
+    std::string text;
+};
+
+TEST(CodePage, KnownCharactersComeAndGo) {
+    const std::vector<PageCase> cases = {
+        {1252, "caf\xE9 \x80 \x9F", "café € Ÿ"},
+        {1252, "\x81\x8D\x8F\x90\x9D", "\u0081\u008D\u008F\u0090\u009D"},  // undefined bytes
+        {437, "\x81 \xE1 \xB3 \xFE", "ü ß │ ■"},
+        {850, "\x9B \xD5", "ø ı"},
+        {1251, "\xCF\xF0\xE8\xE2\xE5\xF2 \xB8 \x88", "Привет ё €"},
+        {866, "\x8F\xE0\xA8\xF1", "Приё"},
+        {1250, "\xE8\xF8\x9E", "čřž"},
+        {874, "\xA1\xE9", "ก้"},
+        {620, "\x86\x8D\x9C\xA7 \xE1\xB3", "ąćŁż ß│"},  // Polish, box signs as in 437
+        {895, "\x80\x9E\xA9\xAD \xFE", "ČŘř§ ■"},       // Czech
+        {737, "\x80\xE1", "Αά"},
+        {852, "\x86\xA9", "ćę"},
+        {857, "\x8D\xA7", "ığ"},
+        {860, "\x84", "ã"},
+        {861, "\x8D\x95", "Þþ"},
+        {865, "\x9B\x9D", "øØ"},
+        {949, "\xB0\xA1\x81\x41", "가갂"},
+        {950, "\xA4\xA4\xA5\x5C", "中功"},  // the second ends in a backslash
+        {10000, "\x8A\xA7", "äß"},
+        {10006, "\xAA\xB0", "Σ\u0391"},
+        {10007, "\x80\xDE", "Аё"},
+        {10029, "\x8B\x93", "čď"},
+        {1258, "\xE2\xCC m\xF5\xEC ", "\u1EA7 m\u1EDB "},
+        {54936, "\xD6\xD0\x81\x30\x81\x30\x94\x39\xDA\x33", "中\u0080\U0001F4A9"},
+        {932, "\x93\xFA\x96\x7B \x83\x5C\xB1", "日本 ソｱ"},  // a second byte that is a backslash
+        {936, "\xD6\xD0\x81\x40", "中丂"},
+        {65001, "caf\xC3\xA9", "café"},
+        {1200, "a\0\xAC\x20\x3D\xD8\x00\xDE"s, "a€\U0001F600"},
+    };
+    for (const auto& expected : cases) {
+        const CodePage page(expected.page);
+        std::string text = "+";
+        page.AppendUtf8(expected.bytes, text);
+        EXPECT_EQ(text, "+" + expected.text) << expected.page;
+        std::string bytes = "+";
+        EXPECT_TRUE(page.AppendBytes(expected.text, bytes)) << expected.page;
+        EXPECT_EQ(bytes, "+" + expected.bytes) << expected.page;
+    }
+}
+
+const std::vector<int> kSingleByte = {437,  620,  737,  850,   852,   857,   860,  861,  863,
+                                      865,  866,  874,  895,   1250,  1251,  1252, 1253, 1254,
+                                      1255, 1256, 1257, 10000, 10006, 10007, 10029};
+
+// Open bytes and control characters among them, in texts longer than a piece.
+TEST(CodePage, EveryByteOfASingleByteSetComesBackAndNoneIsTheLetterOfAnotherSet) {
+    std::string bytes;
+    for (int i = 0; i < 3000; ++i) {
+        bytes += static_cast<char>(i * 7);
+    }
+    for (const int number : kSingleByte) {
+        const CodePage page(number);
+        std::string text;
+        EXPECT_EQ(page.AppendUtf8Strictly(bytes, text), std::nullopt) << number;
+        std::string back;
+        EXPECT_EQ(page.AppendBytesStrictly(text, back), std::nullopt) << number;
+        EXPECT_EQ(back, bytes) << number;
+        std::string controls;
+        page.AppendUtf8("\x1A\x1C\x7F\x80", controls);
+        EXPECT_TRUE(controls.starts_with("\x1A\x1C\x7F")) << number;
+    }
+    std::string greek;
+    EXPECT_EQ(CodePage(1253).AppendBytesStrictly("aÿ", greek), 1U);  // FF is open there
+}
+
+// All pairs: those that decode come back as the pair itself or as another one of the same meaning.
+TEST(CodePage, EveryPairOfADoubleByteSetComesBackAsTheSameCharacter) {
+    for (const auto& [number, least] :
+         std::vector<std::pair<int, int>>{{932, 9000}, {936, 23000}, {949, 17000}, {950, 13000}}) {
+        const CodePage page(number);
+        int characters = 0;
+        for (int pair = 0x8000; pair < 0xFFFF; ++pair) {
+            const std::string bytes = {static_cast<char>(pair >> 8), static_cast<char>(pair)};
+            std::string text;
+            if (page.AppendUtf8Strictly(bytes, text) || CountCodePoints(text) != 1) {
+                continue;
+            }
+            ++characters;
+            std::string back;
+            ASSERT_EQ(page.AppendBytesStrictly(text, back), std::nullopt) << number << " " << pair;
+            std::string again;
+            page.AppendUtf8(back, again);
+            ASSERT_EQ(again, text) << number << " " << pair;
+        }
+        EXPECT_GE(characters, least) << number;
+    }
+    std::string bytes;
+    EXPECT_TRUE(CodePage(932).AppendBytes("①Ⅰ纊", bytes));  // each is there two or three times
+    EXPECT_EQ(bytes, "\x87\x40\x87\x54\xFA\x5C");
+}
+
+struct BadCase {
+    int page;
+    std::string text;
+    std::size_t at;      // of the first character that the set lacks
+    std::string before;  // its bytes up to there
+    std::string with_marks;
+};
+
+TEST(CodePage, WhatTheSetLacksIsReportedWithItsPlace) {
+    const std::vector<BadCase> cases = {
+        {1252, "aあé\U0010FFFFz", 1, "a", "a?\xE9?z"},
+        {932, "aあé\U0010FFFFz", 4, "a\x82\xA0", "a\x82\xA0??z"},
+        {895, "12345678ł", 8, "12345678", "12345678?"},
+        {437, "é\xFFz", 2, "\x82", "\x82?z"},  // ill-formed UTF-8
+        {1258, "ấ\u0416", 3, "\xE2\xEC", "\xE2\xEC?"},
+        {20127, "aé", 1, "a", "a?"},
+        {20932, "aあ\U0010FFFFz", 4, "a\xA4\xA2", "a\xA4\xA2?z"},
+        {65001, "é\xE9z", 2, "é", "é?z"},
+        {1200, "a\xFFz", 1, "a\0"s, "a\0?\0z\0"s},
+    };
+    for (const auto& expected : cases) {
+        const CodePage page(expected.page);
+        std::string bytes = "+";
+        EXPECT_EQ(page.AppendBytesStrictly(expected.text, bytes), expected.at) << expected.page;
+        EXPECT_EQ(bytes, "+" + expected.before) << expected.page;
+        bytes.clear();
+        EXPECT_FALSE(page.AppendBytes(expected.text, bytes)) << expected.page;
+        EXPECT_EQ(bytes, expected.with_marks) << expected.page;
+    }
+    EXPECT_THROW(CodePage(896), DataError);
+    EXPECT_THROW(CodePage(-1), DataError);
+}
+
+TEST(CodePage, BytesThatMeanNothingAreReportedAndDontTakeADelimiterAlong) {
+    const std::vector<BadCase> cases = {
+        {932, "a\x81", 1, "a", "a\uFFFD"},  // half a character at the end
+        {932, "\xFF z", 0, "", "\uFFFD z"},
+        {932, "\x82\xA0\x81,b", 2, "あ", "あ\uFFFD,b"},
+        {936, "\xD6\xD0\xFE\xFF\xD6\xD0", 2, "中", "中\uFFFD中"},
+        {950, "\xA4\xA4\xC7\xFF\xA4\xA4", 2, "中", "中\uFFFD中"},
+        {65001, "a\xE9z", 1, "a", "a\uFFFDz"},
+        {20932, "\xA4\xA2\xA4", 2, "あ", "あ\uFFFD"},
+    };
+    for (const auto& expected : cases) {
+        const CodePage page(expected.page);
+        std::string text;
+        EXPECT_EQ(page.AppendUtf8Strictly(expected.text, text), expected.at) << expected.page;
+        EXPECT_EQ(text, expected.before) << expected.page;
+        text.clear();
+        page.AppendUtf8(expected.text, text);
+        EXPECT_EQ(text, expected.with_marks) << expected.page;
+    }
+}
+
+TEST(CodePage, FollowsTheLanguageOfTheLocale) {
+    const char* before = std::getenv("LC_ALL");
+    const std::string saved = before == nullptr ? "" : before;
+    for (const auto& [locale, page] :
+         std::vector<std::pair<std::string, int>>{{"C", 1252},
+                                                  {"de_DE.UTF-8", 1252},
+                                                  {"ru_RU.UTF-8", 1251},
+                                                  {"pl_PL", 1250},
+                                                  {"sr_RS@latin", 1250},
+                                                  {"sr_RS", 1251},
+                                                  {"zh_TW.UTF-8", 950},
+                                                  {"zh_CN", 936},
+                                                  {"uz_UZ@cyrillic", 1251},
+                                                  {"ja_JP.UTF-8", 932}}) {
+        setenv("LC_ALL", locale.c_str(), 1);
+        EXPECT_EQ(WindowsCodePageOfLocale(), page) << locale;
+    }
+    setenv("LC_ALL", "C.UTF-8", 1);
+    EXPECT_EQ(LocaleCodePage(), 65001);
+    saved.empty() ? unsetenv("LC_ALL") : setenv("LC_ALL", saved.c_str(), 1);
+}
+
+}  // namespace
+}  // namespace vantry
