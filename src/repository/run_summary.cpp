@@ -1,18 +1,17 @@
-// Writes the summary as JSON text by hand: a dozen fields, in a fixed order that a person can read,
-// too. It is made beside the former one and renamed over it, so that a program that polls for it
-// never reads half a file.
+// The summary as JSON, its members in a fixed order that a person can read, too. It is made beside
+// the former one and renamed over it, so that a program that polls for it never reads half a file.
 // Easy to get wrong: texts. A table may be named after a file whose name is no UTF-8, and JSON must
 // be: such bytes become U+FFFD, as every reader would have to make them.
 #include "repository/run_summary.h"
 
-#include "data/utf.h"
 #include "data/value_text.h"
 #include "files/file.h"
 
 #include <unistd.h>
 
 #include <array>
-#include <cstdio>
+#include <cmath>
+#include <nlohmann/json.hpp>
 
 namespace vantry {
 namespace {
@@ -20,70 +19,8 @@ namespace {
 // What SummaryText() begins with; by it a summary is known from another file of the name.
 constexpr std::string_view kBegin = "{\n  \"session\": ";
 
-// Each byte that is no UTF-8 becomes U+FFFD.
-std::string AsUtf8(std::string_view text) {
-    std::string valid;
-    for (std::size_t at = 0; at < text.size();) {
-        AppendUtf8(NextCodePoint(text, at), valid);
-    }
-    return valid;
-}
-
-void AppendQuoted(std::string_view text, std::string& out) {
-    if (!IsValidUtf8(text)) {
-        AppendQuoted(AsUtf8(text), out);
-        return;
-    }
-    out += '"';
-    for (const char c : text) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += c;
-        } else if (static_cast<unsigned char>(c) < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned char>(c));
-            out += escaped;
-        } else {
-            out += c;
-        }
-    }
-    out += '"';
-}
-
-// Writes one object, its members one a line.
-class JsonObject {
-public:
-    explicit JsonObject(std::string& out) : out_(out) { out_ += '{'; }
-    void End() { out_ += '}'; }
-    void Text(const char* name, std::string_view value) {
-        Name(name);
-        AppendQuoted(value, out_);
-    }
-    void Number(const char* name, std::int64_t value) {
-        Name(name);
-        out_ += std::to_string(value);
-    }
-    void Seconds(const char* name, double value) {
-        Name(name);
-        char text[40];
-        std::snprintf(text,
-                      sizeof text,
-                      "%lld.%03d",
-                      static_cast<long long>(value),
-                      static_cast<int>(value * 1000) % 1000);
-        out_ += text;
-    }
-    void Name(const char* name) {
-        out_ += first_ ? "\n  \"" : ",\n  \"";
-        first_ = false;
-        out_ += name;
-        out_ += "\": ";
-    }
-
-private:
-    std::string& out_;
-    bool first_ = true;
-};
+// Keeps the names in the order in which they are put in: people read the file, too.
+using Json = nlohmann::ordered_json;
 
 std::string JsonMoment(const DateTime& moment) {
     std::string text = IsoText(moment);
@@ -91,43 +28,36 @@ std::string JsonMoment(const DateTime& moment) {
     return text;
 }
 
-void AppendTable(const TableReport& table, std::string& out) {
-    JsonObject object(out);
-    object.Text("source", table.Source);
-    object.Text("target", table.Target);
-    object.Number("rowsRead", table.RowsRead);
-    object.Number("rowsLoaded", table.RowsLoaded);
-    object.Number("rowsFailed", table.RowsFailed());
-    object.Seconds("seconds", table.Seconds);
-    object.Number("errors", table.Errors);
-    object.Number("formulaTexts", table.FormulaTexts);
-    object.Text("outcome", OutcomeName(table.Outcome));
-    object.End();
+Json JsonTable(const TableReport& table) {
+    return {{"source", table.Source},
+            {"target", table.Target},
+            {"rowsRead", table.RowsRead},
+            {"rowsLoaded", table.RowsLoaded},
+            {"rowsFailed", table.RowsFailed()},
+            {"seconds", std::round(table.Seconds * 1000) / 1000},
+            {"errors", table.Errors},
+            {"formulaTexts", table.FormulaTexts},
+            {"outcome", OutcomeName(table.Outcome)}};
 }
 
 }  // namespace
 
 std::string SummaryText(const RunSummary& summary) {
-    std::string out;
-    JsonObject object(out);
-    object.Number("session", summary.SessionID);
-    object.Text("name", summary.SessionName);
-    object.Text("start", JsonMoment(summary.Start));
-    object.Text("end", JsonMoment(summary.End));
-    object.Number("exitCode", summary.ExitCode);
-    object.Text("version", summary.Version);
+    Json json = {{"session", summary.SessionID},
+                 {"name", summary.SessionName},
+                 {"start", JsonMoment(summary.Start)},
+                 {"end", JsonMoment(summary.End)},
+                 {"exitCode", summary.ExitCode},
+                 {"version", summary.Version}};
     if (!summary.Reason.empty()) {
-        object.Text("reason", summary.Reason);
+        json["reason"] = summary.Reason;
     }
-    object.Name("tables");
-    out += '[';
-    for (std::size_t k = 0; k < summary.Tables.size(); ++k) {
-        out += k == 0 ? "\n" : ",\n";
-        AppendTable(summary.Tables[k], out);
+    json["tables"] = Json::array();
+    for (const auto& table : summary.Tables) {
+        json["tables"].push_back(JsonTable(table));
     }
-    out += ']';
-    object.End();
-    return out + "\n";
+    // Names of files needn't be text, but what other programs are to read must be.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 std::string SummaryFileOf(const std::string& log_file) {
