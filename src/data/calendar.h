@@ -48,6 +48,19 @@ inline constexpr int DaysOfMonth(int year, int month) {
     return month == 4 || month == 6 || month == 9 || month == 11 ? 30 : 31;
 }
 
+// 1 Sunday to 7 Saturday. Day 0, 1899-12-30, was a Saturday.
+inline constexpr int WeekdayOf(std::int32_t day) {
+    return static_cast<int>(((std::int64_t{day} + 6) % 7 + 7) % 7) + 1;
+}
+
+inline constexpr std::string_view MonthName(int month) {  // 1 to 12
+    return kMonthNames[static_cast<std::size_t>(month - 1)];
+}
+
+inline constexpr std::string_view DayName(int weekday) {  // 1 is Sunday
+    return kDayNames[static_cast<std::size_t>(weekday - 1)];
+}
+
 // Both ways count from a year that begins in March: then a leap day is its last day, and lengths of
 // months and years are straight lines, rounded. The lines are taken by multiplication and shift,
 // with factors that are exact over all years that a DateTime has (tried for every day).
@@ -88,6 +101,23 @@ inline constexpr std::optional<std::int32_t> DayOf(int year, int month, int day)
     const int of_years = 1461 * from_march / 4 - century + century / 4;
     const int of_months = (979 * month_from_march - 2919) / 32;
     return of_years + of_months + day - 1 - kDayZeroSinceMarch;
+}
+
+// The time of day that so many nanoseconds after midnight are.
+struct ClockTime {
+    unsigned hour;
+    unsigned minute;
+    unsigned second;
+    std::uint32_t nanos;
+};
+inline constexpr ClockTime ClockOf(std::int64_t nanos_of_day) {
+    const auto nanos =
+        static_cast<std::uint64_t>(std::clamp<std::int64_t>(nanos_of_day, 0, kNanosPerDay - 1));
+    const auto seconds = static_cast<std::uint32_t>(nanos / kNanosPerSecond);
+    return {seconds / 3600,
+            seconds / 60 % 60,
+            seconds % 60,
+            static_cast<std::uint32_t>(nanos % kNanosPerSecond)};
 }
 
 // Nothing if there is no such time.

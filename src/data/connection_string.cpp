@@ -1,7 +1,5 @@
 #include "data/connection_string.h"
 
-#include "data/text_scan.h"
-
 #include <algorithm>
 #include <optional>
 
@@ -14,21 +12,7 @@ constexpr std::string_view kMask = "*****";
 constexpr std::size_t kShortSecret = 4;
 
 bool IsWordCharacter(char c) {
-    const char lower = LowerCase(c);
-    return (lower >= 'a' && lower <= 'z') || IsDigit(c) || c == '_' ||
-           static_cast<unsigned char>(c) >= 0x80;
-}
-
-std::string_view WithoutBlanks(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-bool EndsWithNoCase(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && EqualsNoCase(text.substr(text.size() - end.size()), end);
+    return IsLetter(c) || IsDigit(c) || c == '_' || static_cast<unsigned char>(c) >= 0x80;
 }
 
 bool IsSecretKey(std::string_view key) {
@@ -97,7 +81,7 @@ private:
                 key += c;
                 ++position_;
             } else {
-                key = std::string(WithoutBlanks(key));
+                key = std::string(TrimSpace(key));
                 return true;
             }
         }
@@ -169,7 +153,7 @@ private:
             takes_rest ? text_.size() : std::min(text_.find(';', position_), text_.size());
         std::string_view value = text_.substr(position_, end - position_);
         pair.raw_length = value.size();
-        value = WithoutBlanks(value);
+        value = TrimSpace(value);
         if (takes_rest) {
             value.remove_prefix(1);
         } else if (ole_db_ && end == text_.size() && !IsSecretKey(pair.key) &&
@@ -240,7 +224,7 @@ void ConnectionString::CollectSecret(const Scanned& scanned) {
     };
     if (IsSecretKey(scanned.key)) {
         keep(scanned.value);
-        keep(std::string(WithoutBlanks(text_.substr(scanned.raw_start, scanned.raw_length))));
+        keep(std::string(TrimSpace(text_.substr(scanned.raw_start, scanned.raw_length))));
         secret_ranges_.push_back({scanned.raw_start, scanned.raw_length});
     } else {
         // Extended properties can be a string of another driver; one level is all there is.
@@ -303,22 +287,6 @@ std::string MaskSecrets(std::string_view text, const ConnectionString& connectio
         ReplaceAll(masked, secret);
     }
     return masked;
-}
-
-bool ContainsNoCase(std::string_view text, std::string_view word) {
-    return std::search(text.begin(),
-                       text.end(),
-                       word.begin(),
-                       word.end(),
-                       [](char a, char b) { return LowerCase(a) == LowerCase(b); }) != text.end() ||
-           word.empty();
-}
-
-bool EqualsNoCase(std::string_view left, std::string_view right) {
-    return left.size() == right.size() &&
-           std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) {
-               return LowerCase(a) == LowerCase(b);
-           });
 }
 
 }  // namespace vantry

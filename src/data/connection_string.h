@@ -7,6 +7,8 @@
 // case; values are kept as typed. A stray unpaired quote at the end is ignored: the strings of text
 // sources have one.
 
+#include "data/ascii.h"
+
 #include <cstddef>
 #include <initializer_list>
 #include <string>
@@ -62,9 +64,5 @@ private:
 // `text` with every password that `connection` holds blanked out: drivers repeat the connection
 // string in some of their errors.
 std::string MaskSecrets(std::string_view text, const ConnectionString& connection);
-
-// Whether `word` stands in `text`, both without regard to ASCII case.
-bool ContainsNoCase(std::string_view text, std::string_view word);
-bool EqualsNoCase(std::string_view left, std::string_view right);
 
 }  // namespace vantry

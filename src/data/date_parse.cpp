@@ -9,10 +9,6 @@ namespace {
 constexpr int kFractionDigits = 9;
 constexpr std::size_t kFullDateLength = 10;
 
-bool IsLetter(char c) {
-    return LowerCase(c) >= 'a' && LowerCase(c) <= 'z';
-}
-
 // Reads a text from left to right; each Take moves on only if it finds what it looks for.
 class Reader {
 public:
@@ -70,9 +66,7 @@ int MonthOf(std::string_view word) {
     for (std::size_t i = 0; i < kMonthNames.size(); ++i) {
         const std::string_view name = kMonthNames[i];
         if ((word.size() == kShortName || word.size() == name.size()) &&
-            std::equal(word.begin(), word.end(), name.begin(), [](char a, char b) {
-                return LowerCase(a) == LowerCase(b);
-            })) {
+            StartsWithNoCase(name, word)) {
             return static_cast<int>(i) + 1;
         }
     }

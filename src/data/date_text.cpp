@@ -1,3 +1,4 @@
+#include "data/date_format.h"
 #include "data/text_scan.h"
 #include "data/value_text.h"
 
@@ -14,23 +15,6 @@ namespace {
 constexpr std::int64_t kNanosPerMicro = 1'000;
 constexpr std::int64_t kNanosPerMilli = 1'000'000;
 constexpr int kFractionDigits = 9;
-
-struct ClockTime {
-    unsigned hour;
-    unsigned minute;
-    unsigned second;
-    std::uint32_t nanos;
-};
-
-ClockTime ClockOf(std::int64_t nanos_of_day) {
-    const auto nanos =
-        static_cast<std::uint64_t>(std::clamp<std::int64_t>(nanos_of_day, 0, kNanosPerDay - 1));
-    const auto seconds = static_cast<std::uint32_t>(nanos / kNanosPerSecond);
-    return {seconds / 3600,
-            seconds / 60 % 60,
-            seconds % 60,
-            static_cast<std::uint32_t>(nanos % kNanosPerSecond)};
-}
 
 // What the locale writes dates and times with, as far as a date form can say it.
 class LocaleDateForm {
@@ -295,101 +279,6 @@ DateTime Now() {
     localtime_r(&seconds, &local);
     return {DayOf(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday).value_or(0),
             NanosOf(local.tm_hour, local.tm_min, std::min(local.tm_sec, 59)).value_or(0)};
-}
-
-namespace {
-
-// One element of a picture: a run of the same letter.
-void AppendElement(char letter,
-                   std::size_t count,
-                   bool minutes,
-                   bool twelve_hours,
-                   const DateTime& value,
-                   std::string& out) {
-    const CalendarDate date = CalendarOf(value.day);
-    const ClockTime time = ClockOf(value.nanos);
-    const auto number = [&](unsigned n) {
-        std::array<char, 2> digits;
-        out.append(digits.data(), PutNumber(digits.data(), n, count >= 2));
-    };
-    const auto name = [&](std::string_view full) {
-        out.append(count == kShortName ? full.substr(0, kShortName) : full);
-    };
-    switch (letter) {
-        case 'y': {
-            std::array<char, 4> digits;
-            PutYear(digits.data(), date.year);
-            out.append(digits.data() + (count > 2 ? 0 : 2), digits.data() + 4);
-            break;
-        }
-        case 'm':
-            if (minutes) {
-                number(time.minute);
-            } else if (count > 2) {
-                name(kMonthNames[static_cast<std::size_t>(date.month - 1)]);
-            } else {
-                number(static_cast<unsigned>(date.month));
-            }
-            break;
-        case 'd':
-            if (count > 2) {
-                const std::int64_t since_sunday = std::int64_t{value.day} - kMinDay + 1;
-                name(kDayNames[static_cast<std::size_t>(since_sunday % 7)]);
-            } else {
-                number(static_cast<unsigned>(date.day));
-            }
-            break;
-        case 'h':
-            number(twelve_hours ? (time.hour + 11) % 12 + 1 : time.hour);
-            break;
-        case 'n':
-            number(time.minute);
-            break;
-        default:
-            number(time.second);
-            break;
-    }
-}
-
-bool AmPmAt(std::string_view picture, std::size_t at) {
-    constexpr std::string_view kMark = "ampm";
-    return picture.size() - at >= kMark.size() &&
-           std::equal(kMark.begin(),
-                      kMark.end(),
-                      picture.begin() + static_cast<std::ptrdiff_t>(at),
-                      [](char a, char b) { return a == LowerCase(b); });
-}
-
-}  // namespace
-
-std::string FormatDateTime(const DateTime& value, std::string_view picture) {
-    bool twelve_hours = false;
-    for (std::size_t at = 0; at < picture.size(); ++at) {
-        twelve_hours = twelve_hours || AmPmAt(picture, at);
-    }
-    std::string out;
-    char before = '\0';  // the last element's letter
-    for (std::size_t at = 0; at < picture.size();) {
-        if (AmPmAt(picture, at)) {
-            out.append(ClockOf(value.nanos).hour < 12 ? "AM" : "PM");
-            at += 4;
-            continue;
-        }
-        const char letter = LowerCase(picture[at]);
-        if (std::string_view("ymdhns").find(letter) == std::string_view::npos) {
-            out += picture[at++];
-            continue;
-        }
-        std::size_t end = at;
-        while (end < picture.size() && LowerCase(picture[end]) == letter) {
-            ++end;
-        }
-        const bool minutes = letter == 'm' && before == 'h' && end - at <= 2;
-        AppendElement(letter, end - at, minutes, twelve_hours, value, out);
-        before = letter;
-        at = end;
-    }
-    return out;
 }
 
 }  // namespace vantry

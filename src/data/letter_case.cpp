@@ -2,16 +2,10 @@
 
 #include "data/utf.h"
 
-#include <clocale>
-#include <cwctype>
+#include <unicode/uchar.h>
 
 namespace vantry {
 namespace {
-
-locale_t UnicodeLocale() {
-    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    return locale;
-}
 
 template <typename AsciiChange, typename WideChange>
 std::string Changed(std::string_view text, AsciiChange ascii, WideChange wide) {
@@ -23,11 +17,8 @@ std::string Changed(std::string_view text, AsciiChange ascii, WideChange wide) {
             out += ascii(c);
             ++position;
         } else {
-            const char32_t code_point = NextCodePoint(text, position);
-            const auto changed = UnicodeLocale() == nullptr
-                                     ? static_cast<wint_t>(code_point)
-                                     : wide(static_cast<wint_t>(code_point), UnicodeLocale());
-            AppendUtf8(static_cast<char32_t>(changed), out);
+            const auto code_point = static_cast<UChar32>(NextCodePoint(text, position));
+            AppendUtf8(static_cast<char32_t>(wide(code_point)), out);
         }
     }
     return out;
@@ -36,25 +27,18 @@ std::string Changed(std::string_view text, AsciiChange ascii, WideChange wide) {
 }  // namespace
 
 std::string UpperCased(std::string_view utf8) {
-    return Changed(
-        utf8,
-        [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; },
-        towupper_l);
+    return Changed(utf8, UpperCase, u_toupper);
 }
 
 std::string LowerCased(std::string_view utf8) {
-    return Changed(
-        utf8,
-        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; },
-        towlower_l);
+    return Changed(utf8, LowerCase, u_tolower);
 }
 
-std::string_view Trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(' ');
-    if (first == std::string_view::npos) {
-        return {};
+char32_t FoldedCase(char32_t code_point) {
+    if (code_point < 0x80) {
+        return static_cast<unsigned char>(LowerCase(static_cast<char>(code_point)));
     }
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+    return static_cast<char32_t>(u_foldCase(static_cast<UChar32>(code_point), U_FOLD_CASE_DEFAULT));
 }
 
 bool SameName(std::string_view left, std::string_view right) {

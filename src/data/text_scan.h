@@ -1,27 +1,16 @@
 #pragma once
-// Digits in and out of text, and letters of ASCII, for the text forms of values: no allocation, no
-// locale.
+// Digits in and out of text, for the text forms of values: no allocation, no locale.
+
+#include "data/ascii.h"
 
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <string_view>
+#include <string>
 
 namespace vantry {
-
-inline constexpr bool IsDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-inline constexpr int DigitOf(char c) {
-    return c - '0';
-}
-
-inline constexpr char LowerCase(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-}
 
 inline constexpr std::array<char, 200> kTwoDigits = [] {
     std::array<char, 200> table{};
@@ -83,6 +72,13 @@ inline char* PutDigits(char* to, std::uint64_t value) {
     return end;
 }
 
+// Appends `value` with zeros before it, up to `width` digits.
+inline void AppendPadded(std::string& out, std::uint64_t value, std::ptrdiff_t width) {
+    std::array<char, 40> digits;
+    char* const end = digits.data() + digits.size();
+    out.append(PutDigitsBefore(end, value, width), end);
+}
+
 // Two digits at `text`, or -1.
 inline int TwoDigitsAt(const char* text) {
     return IsDigit(text[0]) && IsDigit(text[1]) ? DigitOf(text[0]) * 10 + DigitOf(text[1]) : -1;
@@ -118,16 +114,6 @@ inline bool ReadPairs(const char* text, const char* shape, std::uint64_t& pairs)
 
 inline constexpr int PairAt(std::uint64_t pairs, int place) {
     return static_cast<int>((pairs >> (8 * place)) & 0xFF);
-}
-
-inline std::string_view TrimBlanks(std::string_view text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) {
-        text.remove_suffix(1);
-    }
-    return text;
 }
 
 }  // namespace vantry

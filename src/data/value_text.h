@@ -9,6 +9,7 @@
 // there are any. In the locales "C" and "POSIX" that is yyyy-mm-dd hh:mm:ss.
 
 #include "data/calendar.h"
+#include "data/date_format.h"
 #include "data/value.h"
 
 #include <optional>
@@ -78,10 +79,6 @@ std::optional<bool> ParseBoolean(std::string_view text);
 // "-", no leading zero but one before ".", no trailing zero after it, no "-0", no exponent, at most
 // 15 digits. Such a text can be passed on as NumberText.
 bool IsCanonicalNumber(std::string_view text);
-
-// Format(value, picture) for the pictures with y m d h n s, as in "yyyy-mm-dd-hh-nn-ss" and
-// "dd_mmm_yy_hh_m_ss": m is the minute directly after an h part. Month names are English.
-std::string FormatDateTime(const DateTime& value, std::string_view picture);
 
 // The present local time, to the second.
 DateTime Now();

@@ -11,9 +11,9 @@ constexpr std::int64_t kNanosPerMinute = 60 * kNanosPerSecond;
 constexpr int kMinutesPerDay = 24 * 60;
 constexpr int kDaysPerWeek = 7;
 
-// Day 0, 1899-12-30, was a Saturday. Monday is 0.
-int WeekDayOf(std::int32_t day) {
-    return ((day + 5) % kDaysPerWeek + kDaysPerWeek) % kDaysPerWeek;
+// The place of a day in a week mask, which begins with Monday.
+int PlaceInWeek(std::int32_t day) {
+    return (WeekdayOf(day) + kDaysPerWeek - 2) % kDaysPerWeek;
 }
 
 bool IsWeekMask(const std::string& mask) {
@@ -29,21 +29,11 @@ std::optional<int> MinuteMark(const std::string& text) {
     return static_cast<int>(*minute);
 }
 
-// By asking the calendar: leap years are its business.
-int LastDayOfMonth(int year, int month) {
-    for (int day = 31; day > 28; --day) {
-        if (DayOf(year, month, day)) {
-            return day;
-        }
-    }
-    return 28;
-}
-
 std::optional<DateTime> NextMonthly(int day_of_month, std::int64_t time, const DateTime& after) {
     auto date = CalendarOf(after.day);
     // This month's day or, once that has passed, the next month's.
     for (int months = 0; months < 2; ++months) {
-        const int day = std::min(day_of_month, LastDayOfMonth(date.year, date.month));
+        const int day = std::min(day_of_month, DaysOfMonth(date.year, date.month));
         if (const auto number = DayOf(date.year, date.month, day)) {
             const DateTime due{*number, time};
             if (due > after) {
@@ -62,7 +52,7 @@ std::optional<DateTime> NextOnDays(const std::string& mask,
     // A whole week and its first day again: today's time may have passed.
     for (std::int32_t day = after.day; day <= after.day + kDaysPerWeek; ++day) {
         const DateTime due{day, time};
-        if (due > after && mask[static_cast<std::size_t>(WeekDayOf(day))] == '1') {
+        if (due > after && mask[static_cast<std::size_t>(PlaceInWeek(day))] == '1') {
             return due;
         }
     }

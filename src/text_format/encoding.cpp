@@ -25,7 +25,7 @@ bool IsTwoBytePage(int page) {
 }
 
 std::optional<int> PageNumber(std::string_view character_set) {
-    const std::string_view word = WithoutBlanks(character_set);
+    const std::string_view word = TrimBlanks(character_set);
     if (word.empty() || EqualsNoCase(word, "ANSI")) {
         const int page = LocaleCodePage();
         return page == kAsciiPage ? kUtf8Page : page;

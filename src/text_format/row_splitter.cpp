@@ -1,5 +1,6 @@
 #include "text_format/row_splitter.h"
 
+#include "data/ascii.h"
 #include "text_format/byte_masks.h"
 
 #include <algorithm>
@@ -111,8 +112,7 @@ private:
 };
 
 bool MayBeSecondByte(std::string_view token) {
-    return std::any_of(
-        token.begin(), token.end(), [](char c) { return c >= 0x40 || (c >= '0' && c <= '9'); });
+    return std::any_of(token.begin(), token.end(), [](char c) { return c >= 0x40 || IsDigit(c); });
 }
 
 }  // namespace

@@ -25,15 +25,6 @@ std::string_view TakeLine(std::string_view& rest) {
 
 }  // namespace
 
-std::string_view WithoutBlanks(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t";
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 std::optional<std::string_view> SchemaSection::GetQuoted(std::string_view key) const {
     const auto line = lines_.find(UpperCased(key));
     return line == lines_.end() ? std::nullopt : std::optional<std::string_view>(line->second);
@@ -79,7 +70,7 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
     SchemaSection passed_over;  // what stands before the first section, or in a later one of a name
     SchemaSection* section = &passed_over;
     while (!utf8.empty()) {
-        const std::string_view line = WithoutBlanks(TakeLine(utf8));
+        const std::string_view line = TrimBlanks(TakeLine(utf8));
         if (line.empty() || line.front() == ';') {
             continue;
         }
@@ -92,8 +83,8 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
             continue;
         }
         if (const auto equals = line.find('='); equals != std::string_view::npos) {
-            section->lines_.try_emplace(UpperCased(WithoutBlanks(line.substr(0, equals))),
-                                        WithoutBlanks(line.substr(equals + 1)));
+            section->lines_.try_emplace(UpperCased(TrimBlanks(line.substr(0, equals))),
+                                        TrimBlanks(line.substr(equals + 1)));
         }
     }
     return schema;
@@ -104,8 +95,7 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
 SchemaSection* SchemaIni::Begin(const std::string& name) {
     auto section = std::make_shared<SchemaSection>();
     const bool first = sections_.try_emplace(name, section).second;
-    const bool first_without =
-        sections_.try_emplace(std::string(WithoutBlanks(name)), section).second;
+    const bool first_without = sections_.try_emplace(std::string(TrimBlanks(name)), section).second;
     return first || first_without ? section.get() : nullptr;
 }
 

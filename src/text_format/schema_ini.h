@@ -11,9 +11,6 @@
 
 namespace vantry::text {
 
-// Without the blanks and tabs at both ends.
-std::string_view WithoutBlanks(std::string_view text);
-
 class SchemaSection {
 public:
     // Keys in any letter case. Nothing when there is no such line.

@@ -5,6 +5,7 @@
 #include "wizard/wizard_flow.h"
 
 #include "core/kinds.h"
+#include "data/ascii.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 
@@ -27,13 +28,6 @@ constexpr std::array<std::string_view, 22> kSessionPages = {
 constexpr std::array<std::string_view, 4> kCancelledToo = {
     "form11poll", "mssqlsrc", "mssqldest", "odbcsrc"};
 
-std::string Lower(std::string name) {
-    std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) {
-        return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
-    });
-    return name;
-}
-
 template <std::size_t N>
 bool Holds(const std::array<std::string_view, N>& names, std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
@@ -44,7 +38,7 @@ bool Holds(const std::array<std::string_view, N>& names, std::string_view name) 
 i16 SessionPagesOpen() {
     const auto pages = LoadedPages();
     return ToI16(std::any_of(pages.begin(), pages.end(), [](const std::string& page) {
-        return Holds(kSessionPages, Lower(page));
+        return Holds(kSessionPages, LowerAscii(page));
     }));
 }
 
@@ -52,7 +46,7 @@ void CancelSession() {
     const auto pages = LoadedPages();
     // Last loaded first: a page never outlives the one that it was opened from.
     for (auto page = pages.rbegin(); page != pages.rend(); ++page) {
-        const std::string name = Lower(*page);
+        const std::string name = LowerAscii(*page);
         if (Holds(kSessionPages, name) || Holds(kCancelledToo, name)) {
             UnloadPage(*page);
         }

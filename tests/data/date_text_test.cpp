@@ -222,6 +222,8 @@ TEST_F(DateText, PicturesTakeTheMinuteBehindAnHour) {
         {"hh:mm:ss AMPM", "02:07:09 PM"},
         {"dddd, mmmm d, yyyy", "Tuesday, March 5, 2024"},
         {"YYYYMMDD", "20240305"},
+        {"yyyy-mm-ddThh:nn", "2024-03-05T14:07"},  // a letter of no element
+        {"h:nn am/pm qwc", "2:07 PM qwc"},
         {"", ""},
     };
     for (const auto& [picture, text] : cases) {

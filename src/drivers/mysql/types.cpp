@@ -1,5 +1,6 @@
 #include "drivers/mysql/types.h"
 
+#include "data/ascii.h"
 #include "data/value_text.h"
 
 #include <algorithm>
@@ -166,8 +167,7 @@ Cell DecimalCell(std::string_view text) {
         return Cell::Text(text);
     }
     if (text.size() > kMaxDecimalDigits) {
-        const auto digits =
-            std::count_if(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+        const auto digits = std::count_if(text.begin(), text.end(), IsDigit);
         // The zero before the point is no digit of the value.
         const bool leading_zero = text.starts_with("0.") || text.starts_with("-0.");
         if (digits - (leading_zero ? 1 : 0) > static_cast<std::ptrdiff_t>(kMaxDecimalDigits)) {

@@ -1,5 +1,6 @@
 #include "drivers/odbc/decode.h"
 
+#include "data/text_scan.h"
 #include "data/value_text.h"
 #include "drivers/odbc/text_form.h"
 
@@ -27,16 +28,6 @@ std::string_view TextView(std::span<const std::byte> bytes) {
 
 Cell TextCell(std::string_view text, std::string& scratch) {
     return Cell::Text(AsUtf8(text, scratch));
-}
-
-std::string_view Trimmed(std::string_view text) {
-    while (!text.empty() && text.front() == ' ') {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && text.back() == ' ') {
-        text.remove_suffix(1);
-    }
-    return text;
 }
 
 Cell IntegerCell(std::string_view text, std::string& scratch) {
@@ -68,8 +59,7 @@ Cell NumberCell(std::string_view text, std::string& scratch) {
 }
 
 bool AllDigits(std::string_view text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return !text.empty() && std::all_of(text.begin(), text.end(), IsDigit);
 }
 
 // Just the text form of a decimal value: no superfluous zero before the point, one digit at least
@@ -136,18 +126,13 @@ Cell GuidCell(std::string_view text, std::string& scratch) {
     }
     scratch = "{";
     for (const char c : text) {
-        scratch += c >= 'a' && c <= 'f' ? static_cast<char>(c - 'a' + 'A') : c;
+        scratch += UpperCase(c);
     }
     scratch += '}';
     return Cell::Text(scratch);
 }
 
 // ---- Structures
-
-void AppendPadded(std::string& out, unsigned number, std::size_t digits) {
-    const auto text = std::to_string(number);
-    out.append(digits > text.size() ? digits - text.size() : 0, '0').append(text);
-}
 
 void AppendDay(const SQL_TIMESTAMP_STRUCT& moment, std::string& out) {
     AppendPadded(out, static_cast<unsigned>(std::max<int>(moment.year, 0)), 4);

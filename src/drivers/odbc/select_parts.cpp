@@ -1,19 +1,12 @@
 #include "drivers/odbc/select_parts.h"
 
+#include "data/ascii.h"
 #include "data/connection_string.h"
 
 namespace vantry::odbc {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
-
-std::string_view Trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 // Behind the quoted name or round bracket that begins at `at`, or `at` + 1.
 std::size_t Skip(std::string_view sql, std::size_t at) {
@@ -48,7 +41,7 @@ bool IsWordAt(std::string_view sql, std::size_t at, std::string_view word) {
 std::optional<SelectParts> SplitSelect(std::string_view sql) {
     constexpr std::string_view kSelect = "select";
     constexpr std::string_view kFrom = "from";
-    sql = Trimmed(sql);
+    sql = TrimSpace(sql);
     if (!IsWordAt(sql, 0, kSelect)) {
         return std::nullopt;
     }
@@ -56,11 +49,11 @@ std::optional<SelectParts> SplitSelect(std::string_view sql) {
     std::size_t begin = kSelect.size();
     for (std::size_t at = begin; at < sql.size();) {
         if (sql[at] == ',') {
-            parts.columns.push_back(Trimmed(sql.substr(begin, at - begin)));
+            parts.columns.push_back(TrimSpace(sql.substr(begin, at - begin)));
             begin = at + 1;
         } else if (IsWordAt(sql, at, kFrom)) {
-            parts.columns.push_back(Trimmed(sql.substr(begin, at - begin)));
-            parts.table = Trimmed(sql.substr(at + kFrom.size()));
+            parts.columns.push_back(TrimSpace(sql.substr(begin, at - begin)));
+            parts.table = TrimSpace(sql.substr(at + kFrom.size()));
             break;
         }
         at = Skip(sql, at);

@@ -158,7 +158,7 @@ Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain)
         }
         return Cell::Bytes(std::as_bytes(std::span(scratch_.data(), scratch_.size())));
     }
-    const std::string_view text = WithoutBlanks(Decode(bytes, field, plain));
+    const std::string_view text = TrimBlanks(Decode(bytes, field, plain));
     return text.empty() ? Cell::Null() : ReadValue(text);
 }
 

@@ -63,10 +63,10 @@ struct Frame {
 
 std::optional<Frame> TakeFrame(std::string_view& text, std::string_view symbol) {
     Frame frame;
-    text = WithoutBlanks(text);
+    text = TrimBlanks(text);
     if (text.size() > 2 && text.front() == '(' && text.back() == ')') {
         frame.negative = true;
-        text = WithoutBlanks(text.substr(1, text.size() - 2));
+        text = TrimBlanks(text.substr(1, text.size() - 2));
     }
     for (;;) {
         bool fine = true;
@@ -82,7 +82,7 @@ std::optional<Frame> TakeFrame(std::string_view& text, std::string_view symbol) 
         if (!fine) {
             return std::nullopt;
         }
-        text = WithoutBlanks(text);
+        text = TrimBlanks(text);
     }
 }
 

@@ -80,7 +80,7 @@ void ApplyQualifier(std::string_view value, TableFormat& format) {
 }
 
 std::string_view TakeWord(std::string_view& rest) {
-    rest = WithoutBlanks(rest);
+    rest = TrimBlanks(rest);
     const auto end = rest.find_first_of(" \t");
     const std::string_view word = rest.substr(0, end);
     rest.remove_prefix(word.size());
@@ -88,7 +88,7 @@ std::string_view TakeWord(std::string_view& rest) {
 }
 
 std::string_view TakeName(std::string_view& rest) {
-    rest = WithoutBlanks(rest);
+    rest = TrimBlanks(rest);
     if (!rest.empty() && rest.front() == '"') {
         const auto close = rest.find('"', 1);
         if (close != std::string_view::npos) {
@@ -127,7 +127,7 @@ DeclaredColumn ColumnOf(std::string_view line) {
     DeclaredColumn column;
     column.name = TakeName(line);
     column.type = TypeOfWord(TakeWord(line));
-    line = WithoutBlanks(line);
+    line = TrimBlanks(line);
     if (column.type == ColumnType::DateTime && !line.empty() &&
         !EqualsNoCase(line.substr(0, 5), "Width")) {
         column.picture.emplace(line);
@@ -211,14 +211,14 @@ TableFormat FormatOfConnection(const ConnectionString& connection) {
         if (end != std::string_view::npos && end > 0 && rest[end - 1] == '(') {
             end = rest.find(';', end + 1);
         }
-        const std::string_view property = WithoutBlanks(rest.substr(0, end));
+        const std::string_view property = TrimBlanks(rest.substr(0, end));
         rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
         const auto equals = property.find('=');
         if (equals == std::string_view::npos) {
             continue;
         }
-        const std::string_view key = WithoutBlanks(property.substr(0, equals));
-        const std::string_view value = WithoutBlanks(property.substr(equals + 1));
+        const std::string_view key = TrimBlanks(property.substr(0, equals));
+        const std::string_view value = TrimBlanks(property.substr(equals + 1));
         if (EqualsNoCase(key, "HDR")) {
             format.has_header = BooleanOf(value).value_or(true);
         } else if (EqualsNoCase(key, "FMT")) {

@@ -1,5 +1,6 @@
 #include "drivers/text/type_guess.h"
 
+#include "data/ascii.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -36,11 +37,10 @@ ColumnType TypeOfNumber(const NumberParts& parts) {
 // and "05/01/2006" aren't sure either: nothing here says which of the numbers is the month.
 bool MayBeCodeOrOfAnyOrder(std::string_view text) {
     const bool year_first = LocalDateForm().order == DateOrder::YearMonthDay;
-    const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
     std::size_t at = 0;
     for (int piece = 1; piece <= 3; ++piece) {
         const std::size_t begin = at;
-        while (at < text.size() && is_digit(text[at])) {
+        while (at < text.size() && IsDigit(text[at])) {
             ++at;
         }
         const std::size_t digits = at - begin;
@@ -63,7 +63,7 @@ ColumnType TypeOfValue(std::string_view text, const ValueForms& forms) {
     if (IsTooLongForText(text)) {
         return ColumnType::Memo;
     }
-    const std::string_view value = WithoutBlanks(text);
+    const std::string_view value = TrimBlanks(text);
     if (const auto parts = TakeApart(value, forms.numbers.decimal_symbol)) {
         return TypeOfNumber(*parts);
     }
@@ -75,12 +75,12 @@ ColumnType TypeOfValue(std::string_view text, const ValueForms& forms) {
 }
 
 std::optional<DateTime> DateOfValue(std::string_view text, const ValueForms& forms) {
-    const std::string_view value = WithoutBlanks(text);
+    const std::string_view value = TrimBlanks(text);
     return forms.picture ? forms.picture->Parse(value) : ParseDateTime(value);
 }
 
 std::optional<DateTime> GuessedDateOfValue(std::string_view text, const ValueForms& forms) {
-    if (!forms.picture && MayBeCodeOrOfAnyOrder(WithoutBlanks(text))) {
+    if (!forms.picture && MayBeCodeOrOfAnyOrder(TrimBlanks(text))) {
         return std::nullopt;
     }
     return DateOfValue(text, forms);
@@ -104,7 +104,7 @@ void TypeGuess::Add(std::string_view text, const ValueForms& forms) {
     if (TakesTextOf(text.size()) || (seen_ && FitsAsBefore(text, forms))) {
         return;
     }
-    if (WithoutBlanks(text).empty()) {
+    if (TrimBlanks(text).empty()) {
         return;
     }
     const ColumnType type = TypeOfValue(text, forms);

@@ -4,6 +4,7 @@
 // text that begins with the mark of compressed text would be taken for it; a money value must not
 // pass through a double.
 
+#include "data/ascii.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -117,15 +118,6 @@ std::u16string Escaped(std::u16string_view units, std::size_t& bytes) {
     return own;
 }
 
-std::optional<unsigned> HexDigit(char letter) {
-    if (letter >= '0' && letter <= '9') {
-        return static_cast<unsigned>(letter - '0');
-    }
-    const char lower = static_cast<char>(letter | 0x20);
-    return lower >= 'a' && lower <= 'f' ? std::optional(static_cast<unsigned>(lower - 'a' + 10))
-                                        : std::nullopt;
-}
-
 // "{8-4-4-4-12}", with or without the brackets: in the order of the digits.
 bool ParseGuid(std::string_view text, std::array<std::byte, kGuidSize>& out) {
     if (text.size() == 38 && text.front() == '{' && text.back() == '}') {
@@ -142,12 +134,12 @@ bool ParseGuid(std::string_view text, std::array<std::byte, kGuidSize>& out) {
             }
             continue;
         }
-        const auto high = HexDigit(text[at]);
-        const auto low = HexDigit(text[at + 1]);
-        if (!high || !low) {
+        const int high = HexValue(text[at]);
+        const int low = HexValue(text[at + 1]);
+        if (high < 0 || low < 0) {
             return false;
         }
-        out[byte++] = std::byte{static_cast<unsigned char>(*high << 4 | *low)};
+        out[byte++] = static_cast<std::byte>(high << 4 | low);
         at += 2;
     }
     return true;

@@ -281,7 +281,7 @@ constexpr FunctionEntry kOperators[] = {
 
 const FunctionEntry* FindIn(std::span<const FunctionEntry> entries, std::string_view name) {
     for (const auto& entry : entries) {
-        if (SameWord(entry.name, name)) {
+        if (EqualsNoCase(entry.name, name)) {
             return &entry;
         }
     }

@@ -95,8 +95,5 @@ std::span<const FunctionEntry> FoxProFunctions();
 // Shared by them.
 inline constexpr std::size_t kMaxMadeText = 64'000'000;  // bytes of a function's result
 double RoundHalfEven(double number);
-std::string_view MonthName(int month);      // 1 to 12
-std::string_view WeekdayName(int weekday);  // 1 is Sunday
-int WeekdayOf(std::int32_t day);            // 1 is Sunday
 
 }  // namespace vantry::sql

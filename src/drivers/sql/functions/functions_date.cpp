@@ -15,20 +15,6 @@
 
 namespace vantry::sql {
 
-std::string_view MonthName(int month) {
-    return kMonthNames[static_cast<std::size_t>(month - 1)];
-}
-
-std::string_view WeekdayName(int weekday) {
-    return kDayNames[static_cast<std::size_t>(weekday - 1)];
-}
-
-// 1 is Sunday. The remainder of a negative day is negative, hence the second one.
-int WeekdayOf(std::int32_t day) {
-    // Day 0, 1899-12-30, was a Saturday.
-    return static_cast<int>(((std::int64_t{day} + 6) % 7 + 7) % 7) + 1;
-}
-
 namespace {
 
 // In the order of the table below, from the longest to the shortest, as users know them.
@@ -47,7 +33,7 @@ Interval IntervalOf(const FunctionCall& call, int k) {
         {"n", Interval::Minute},
         {"s", Interval::Second}};
     for (const auto& [text, interval] : kIntervals) {
-        if (SameWord(call.Text(k), text)) {
+        if (EqualsNoCase(call.Text(k), text)) {
             return interval;
         }
     }
@@ -332,7 +318,7 @@ void NameOfMonth(FunctionCall& call) {
     call.Return(call.count > 1 && call.Whole(1) != 0 ? name.substr(0, 3) : name);
 }
 
-// WeekdayName(number [, abbreviated [, first day]])
+// DayName(number [, abbreviated [, first day]])
 void NameOfWeekday(FunctionCall& call) {
     const auto number = call.Whole(0);
     const auto first_day = call.count > 2 ? call.Whole(2) : 1;
@@ -340,7 +326,7 @@ void NameOfWeekday(FunctionCall& call) {
         call.Refuse();
     }
     const auto first = first_day == 0 ? 1 : first_day;
-    const auto name = WeekdayName(static_cast<int>((number - 1 + first - 1) % 7) + 1);
+    const auto name = DayName(static_cast<int>((number - 1 + first - 1) % 7) + 1);
     call.Return(call.count > 1 && call.Whole(1) != 0 ? name.substr(0, 3) : name);
 }
 

@@ -2,9 +2,10 @@
 // and at ";" into sections for positive, negative, zero and Null; what its symbols are decides
 // whether it is one for text, numbers or dates, then a formatter of that kind walks over the
 // pieces. Easy to get wrong: digits that have no placeholder are written at the first one and none
-// is lost, a comma groups only between placeholders and divides by a thousand at their end, "m"
-// behind "h" is minutes, and a value that isn't of the picture's kind comes out as it is.
+// is lost, a comma groups only between placeholders and divides by a thousand at their end, and a
+// value that isn't of the picture's kind comes out as it is. Dates are data/date_format's business.
 
+#include "data/date_format.h"
 #include "data/letter_case.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
@@ -24,20 +25,15 @@ namespace {
 constexpr std::size_t kMaxPicture = 1000;
 constexpr int kMaxPlaces = 30;
 
-// One part of a picture, literal or not: pictures hide literals in quotes and behind "\".
-struct Piece {
-    char symbol = 0;  // 0: `text` is literal
-    std::string text;
-};
-
-std::vector<Piece> Pieces(std::string_view picture) {
-    std::vector<Piece> pieces;
+// Pictures hide what stands for itself in quotes and behind "\". The pieces look into `picture`.
+std::vector<PicturePiece> Pieces(std::string_view picture) {
+    std::vector<PicturePiece> pieces;
     for (std::size_t k = 0; k < picture.size();) {
         const auto begin = k;
         // A quote that isn't closed reaches to the end.
         if (picture[k] == '"') {
             const auto end = std::min(picture.find('"', k + 1), picture.size());
-            pieces.push_back({0, std::string(picture.substr(k + 1, end - k - 1))});
+            pieces.push_back({0, picture.substr(k + 1, end - k - 1)});
             k = std::min(end + 1, picture.size());
             continue;
         }
@@ -45,18 +41,18 @@ std::vector<Piece> Pieces(std::string_view picture) {
             ++k;
             const auto escaped = k;
             NextCodePoint(picture, k);
-            pieces.push_back({0, std::string(picture.substr(escaped, k - escaped))});
+            pieces.push_back({0, picture.substr(escaped, k - escaped)});
             continue;
         }
         NextCodePoint(picture, k);
         const auto text = picture.substr(begin, k - begin);
-        pieces.push_back({text.size() == 1 ? text[0] : '\0', std::string(text)});
+        pieces.push_back({text.size() == 1 ? text[0] : '\0', text});
     }
     return pieces;
 }
 
-std::vector<std::vector<Piece>> Sections(const std::vector<Piece>& pieces) {
-    std::vector<std::vector<Piece>> sections(1);
+std::vector<std::vector<PicturePiece>> Sections(const std::vector<PicturePiece>& pieces) {
+    std::vector<std::vector<PicturePiece>> sections(1);
     for (const auto& piece : pieces) {
         if (piece.symbol == ';') {
             sections.emplace_back();
@@ -67,8 +63,8 @@ std::vector<std::vector<Piece>> Sections(const std::vector<Piece>& pieces) {
     return sections;
 }
 
-bool HasAny(const std::vector<Piece>& pieces, std::string_view symbols) {
-    return std::any_of(pieces.begin(), pieces.end(), [&](const Piece& piece) {
+bool HasAny(const std::vector<PicturePiece>& pieces, std::string_view symbols) {
+    return std::any_of(pieces.begin(), pieces.end(), [&](const PicturePiece& piece) {
         return piece.symbol != 0 && symbols.find(piece.symbol) != std::string_view::npos;
     });
 }
@@ -114,7 +110,7 @@ struct NumberLayout {
     bool grouped = false;
     double factor = 1;
 
-    explicit NumberLayout(const std::vector<Piece>& section) {
+    explicit NumberLayout(const std::vector<PicturePiece>& section) {
         bool behind_point = false;
         bool seen_zero = false;
         int commas = 0;
@@ -180,7 +176,7 @@ std::string ScientificText(double number, const NumberLayout& layout) {
            digits;
 }
 
-std::string FormatSection(double number, const std::vector<Piece>& section) {
+std::string FormatSection(double number, const std::vector<PicturePiece>& section) {
     const NumberLayout layout(section);
     if (!std::isfinite(number * layout.factor)) {
         return ToText(Cell::Double(number * layout.factor));  // it has no digits to lay out
@@ -237,7 +233,7 @@ std::string FormatSection(double number, const std::vector<Piece>& section) {
     return out;
 }
 
-std::string FormatNumber(double number, const std::vector<Piece>& pieces) {
+std::string FormatNumber(double number, const std::vector<PicturePiece>& pieces) {
     const auto sections = Sections(pieces);
     const auto& first = sections[0];
     if (number < 0) {
@@ -256,184 +252,10 @@ std::string FormatNumber(double number, const std::vector<Piece>& pieces) {
     return FormatSection(number, first);
 }
 
-std::string Padded(std::int64_t number, int digits) {
-    auto text = std::to_string(number);
-    while (static_cast<int>(text.size()) < digits) {
-        text.insert(text.begin(), '0');
-    }
-    return text;
-}
-
-// hh:mm:ss of the clock, with AM and PM where the picture asks for twelve hours.
-std::string LongTime(const DateTime& date) {
-    const auto seconds = date.nanos / kNanosPerSecond;
-    return Padded(seconds / 3600, 2) + ":" + Padded(seconds / 60 % 60, 2) + ":" +
-           Padded(seconds % 60, 2);
-}
-
-class DateFormatter {
-public:
-    DateFormatter(const DateTime& date, const std::vector<Piece>& pieces)
-        : date_(date), calendar_(CalendarOf(date.day)), pieces_(pieces) {
-        twelve_hours_ = PictureHas("am/pm") || PictureHas("a/p") || PictureHas("ampm");
-    }
-
-    std::string Run() {
-        for (std::size_t k = 0; k < pieces_.size();) {
-            const auto used = AmPm(k);
-            if (used > 0) {
-                k += used;
-                continue;
-            }
-            // A run of one letter is one part: "dddd" is the name of the day.
-            const char letter = Letter(k);
-            std::size_t run = 1;
-            while (k + run < pieces_.size() && letter != 0 && Letter(k + run) == letter) {
-                ++run;
-            }
-            if (std::string_view("dmyhnsqwct").find(letter) == std::string_view::npos ||
-                letter == 0) {
-                out_ += pieces_[k].text;
-                run = 1;
-            } else {
-                Part(letter, static_cast<int>(run));
-            }
-            k += run;
-        }
-        return out_;
-    }
-
-private:
-    char Letter(std::size_t k) const {
-        const char c = pieces_[k].symbol;
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-    }
-
-    // Words such as am/pm are several pieces; literal text never matches them.
-    bool StartsAt(std::size_t k, std::string_view word) const {
-        for (std::size_t j = 0; j < word.size(); ++j) {
-            if (k + j >= pieces_.size() || Letter(k + j) != word[j]) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    bool PictureHas(std::string_view word) const {
-        for (std::size_t k = 0; k < pieces_.size(); ++k) {
-            if (StartsAt(k, word)) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    std::size_t AmPm(std::size_t k) {
-        const bool afternoon = date_.nanos >= kNanosPerDay / 2;
-        for (const std::string_view word : {"am/pm", "ampm", "a/p"}) {
-            if (StartsAt(k, word)) {
-                const bool capitals = pieces_[k].symbol == 'A';
-                std::string text = afternoon ? "PM" : "AM";
-                text.resize(word == "a/p" ? 1 : 2);
-                out_ += capitals ? text : LowerCased(text);
-                return word.size();
-            }
-        }
-        return 0;
-    }
-
-    void Part(char letter, int run) {
-        const auto seconds = date_.nanos / kNanosPerSecond;
-        const auto hour = seconds / 3600;
-        // "hh:mm": users write minutes like months.
-        const bool minutes = letter == 'm' && run <= 2 && last_ == 'h';
-        switch (letter) {
-            case 'd':
-                Day(run);
-                break;
-            case 'm':
-                if (minutes) {
-                    out_ += Padded(seconds / 60 % 60, run);
-                } else if (run <= 2) {
-                    out_ += Padded(calendar_.month, run);
-                } else {
-                    out_ += MonthName(calendar_.month).substr(0, run == 3 ? 3 : 20);
-                }
-                break;
-            // "y" is the day of the year, "yy" and "yyyy" are the year.
-            case 'y':
-                out_ += run == 1   ? std::to_string(DayOfYear())
-                        : run == 2 ? Padded(calendar_.year % 100, 2)
-                                   : Padded(calendar_.year, 4);
-                break;
-            case 'h':
-                out_ += Padded(twelve_hours_ ? (hour + 11) % 12 + 1 : hour, std::min(run, 2));
-                break;
-            case 'n':
-                out_ += Padded(seconds / 60 % 60, std::min(run, 2));
-                break;
-            case 's':
-                out_ += Padded(seconds % 60, std::min(run, 2));
-                break;
-            case 'q':
-                out_ += std::to_string((calendar_.month - 1) / 3 + 1);
-                break;
-            case 'w':
-                out_ +=
-                    run == 1 ? std::to_string(WeekdayOf(date_.day)) : std::to_string(WeekOfYear());
-                break;
-            case 'c':
-                AppendDateTime(date_, out_);
-                break;
-            default:
-                out_ += LongTime(date_);  // ttttt
-        }
-        last_ = letter;
-    }
-
-    void Day(int run) {
-        switch (run) {
-            case 1:
-            case 2:
-                out_ += Padded(calendar_.day, run);
-                break;
-            case 3:
-                out_ += WeekdayName(WeekdayOf(date_.day)).substr(0, 3);
-                break;
-            case 4:
-                out_ += WeekdayName(WeekdayOf(date_.day));
-                break;
-            case 5:
-                out_ += ShortDate(date_);
-                break;
-            default:
-                out_ += std::string(WeekdayName(WeekdayOf(date_.day))) + ", " +
-                        std::string(MonthName(calendar_.month)) + ' ' + Padded(calendar_.day, 2) +
-                        ", " + Padded(calendar_.year, 4);
-        }
-    }
-
-    std::int32_t DayOfYear() const {
-        return date_.day - DayOf(calendar_.year, 1, 1).value_or(0) + 1;
-    }
-
-    std::int32_t WeekOfYear() const {
-        const auto january = DayOf(calendar_.year, 1, 1).value_or(0);
-        return (DayOfYear() - 1 + WeekdayOf(january) - 1) / 7 + 1;
-    }
-
-    DateTime date_;
-    CalendarDate calendar_;
-    const std::vector<Piece>& pieces_;
-    bool twelve_hours_ = false;
-    char last_ = 0;
-    std::string out_;
-};
-
 // @ a character or a blank, & a character or nothing, < lower case, > upper case, ! from the left.
-std::string FormatText(std::string_view text, const std::vector<Piece>& pieces) {
+std::string FormatText(std::string_view text, const std::vector<PicturePiece>& pieces) {
     const auto places = static_cast<std::size_t>(
-        std::count_if(pieces.begin(), pieces.end(), [](const Piece& piece) {
+        std::count_if(pieces.begin(), pieces.end(), [](const PicturePiece& piece) {
             return piece.symbol == '@' || piece.symbol == '&';
         }));
     const bool from_left = HasAny(pieces, "!");
@@ -493,7 +315,7 @@ std::optional<std::string_view> NamedPicture(std::string_view name) {
         {"On/Off", "\"On\";\"On\";\"Off\""},
     };
     for (const auto& [known, picture] : kNames) {
-        if (SameWord(known, name)) {
+        if (EqualsNoCase(known, name)) {
             return picture;
         }
     }
@@ -506,7 +328,7 @@ void FormatAs(FunctionCall& call, bool is_date) {
     if (picture.size() > kMaxPicture) {
         call.Refuse();
     }
-    if (picture.empty() || SameWord(picture, "General Number")) {
+    if (picture.empty() || EqualsNoCase(picture, "General Number")) {
         if (null) {
             return;
         }
@@ -547,7 +369,7 @@ void FormatAs(FunctionCall& call, bool is_date) {
     if (!date) {
         return call.Return(call.Text(0));
     }
-    call.Return(std::string_view(DateFormatter(*date, pieces).Run()));
+    call.Return(std::string_view(FormatDateTime(*date, pieces, PictureElements::Extended)));
 }
 
 void Format(FunctionCall& call) {

@@ -254,7 +254,7 @@ void DayOfWeek(FunctionCall& call) {
 }
 
 void DayName(FunctionCall& call) {
-    call.Return(WeekdayName(WeekdayOf(call.Date(0).day)));
+    call.Return(vantry::DayName(WeekdayOf(call.Date(0).day)));
 }
 
 void NameOfMonth(FunctionCall& call) {

@@ -232,7 +232,7 @@ bool ExpressionParser::ParseQuantified(ExpressionPtr& left, Operator op, std::si
     // Any(x) may be a function of that name: only a query behind the bracket decides.
     const auto bracket = ReadToken(reader_.Here().sql, reader_.Current().end, reader_.Kind());
     if (bracket.kind != TokenKind::Symbol || bracket.text != "(" ||
-        !SameWord(ReadToken(reader_.Here().sql, bracket.end, reader_.Kind()).text, "select")) {
+        !EqualsNoCase(ReadToken(reader_.Here().sql, bracket.end, reader_.Kind()).text, "select")) {
         return false;
     }
     auto node = Make(Expression::Kind::AllOrAny);
@@ -523,7 +523,7 @@ ExpressionPtr ExpressionParser::ParseColumn(std::size_t begin) {
         // A name that PARAMETERS declared wins over a column of that name.
     } else if (bare || !declared_parameters_.empty()) {
         for (std::size_t k = 0; k < declared_parameters_.size(); ++k) {
-            if (SameWord(declared_parameters_[k], node->name)) {
+            if (EqualsNoCase(declared_parameters_[k], node->name)) {
                 node->kind = Expression::Kind::Parameter;
                 node->parameter = k;
             }

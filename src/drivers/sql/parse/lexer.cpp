@@ -16,10 +16,6 @@
 namespace vantry::sql {
 namespace {
 
-bool IsHexDigit(char c) {
-    return IsDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
-}
-
 class Lexer {
 public:
     Lexer(std::string_view sql, std::size_t offset, Dialect::Kind dialect)
@@ -128,13 +124,13 @@ private:
         const auto end = sql_.find('}', at_);
         auto inside = end == std::string_view::npos ? std::string_view()
                                                     : Trimmed(sql_.substr(at_ + 1, end - at_ - 1));
-        if (inside.size() > 2 && SameWord(inside.substr(0, 3), "fn ")) {
+        if (inside.size() > 2 && EqualsNoCase(inside.substr(0, 3), "fn ")) {
             token.kind = TokenKind::Symbol;
             token.text = "{fn";
             at_ = static_cast<std::size_t>(inside.data() - sql_.data()) + 3;
             return;
         }
-        if (inside.size() > 4 && SameWord(inside.substr(0, 4), "guid") &&
+        if (inside.size() > 4 && EqualsNoCase(inside.substr(0, 4), "guid") &&
             Trimmed(inside.substr(4)).starts_with('{')) {
             ReadGuid(token, Trimmed(inside.substr(4)), end + 1);
             return;
@@ -146,7 +142,7 @@ private:
             const auto quote = inside.find('\'');
             const auto word = quote == std::string_view::npos ? std::string_view()
                                                               : Trimmed(inside.substr(0, quote));
-            if (SameWord(word, "d") || SameWord(word, "ts") || SameWord(word, "t")) {
+            if (EqualsNoCase(word, "d") || EqualsNoCase(word, "ts") || EqualsNoCase(word, "t")) {
                 const auto close = inside.find('\'', quote + 1);
                 date = ParseDateLiteral(inside.substr(quote + 1, close - quote - 1));
             }
@@ -165,7 +161,7 @@ private:
         constexpr std::string_view kForm = "{00000000-0000-0000-0000-000000000000";
         bool well_formed = inside.size() == kForm.size();
         for (std::size_t k = 1; well_formed && k < kForm.size(); ++k) {
-            well_formed = kForm[k] == '-' ? inside[k] == '-' : IsHexDigit(inside[k]);
+            well_formed = kForm[k] == '-' ? inside[k] == '-' : HexValue(inside[k]) >= 0;
         }
         const auto close = sql_.find_first_not_of(" \t\r\n", behind);
         if (!well_formed || close == std::string_view::npos || sql_[close] != '}') {
@@ -183,12 +179,12 @@ private:
             return false;
         }
         const auto word = sql_.substr(at_ + 1, end - at_ - 1);
-        if (SameWord(word, "t") || SameWord(word, "y") || SameWord(word, "f") ||
-            SameWord(word, "n")) {
+        if (EqualsNoCase(word, "t") || EqualsNoCase(word, "y") || EqualsNoCase(word, "f") ||
+            EqualsNoCase(word, "n")) {
             token.kind = TokenKind::Boolean;
-            token.boolean = SameWord(word, "t") || SameWord(word, "y");
-        } else if (SameWord(word, "and") || SameWord(word, "or") || SameWord(word, "not") ||
-                   SameWord(word, "null")) {
+            token.boolean = EqualsNoCase(word, "t") || EqualsNoCase(word, "y");
+        } else if (EqualsNoCase(word, "and") || EqualsNoCase(word, "or") ||
+                   EqualsNoCase(word, "not") || EqualsNoCase(word, "null")) {
             token.kind = TokenKind::Name;
             token.text = word;
         } else {
@@ -228,7 +224,7 @@ private:
 
     bool ReadHexNumber(Token& token) {
         std::size_t digits = 0;
-        while (IsHexDigit(Peek(2 + digits))) {
+        while (HexValue(Peek(2 + digits)) >= 0) {
             ++digits;
         }
         // Else "&" joins texts: a&hat is a joined with hat.
@@ -310,8 +306,7 @@ std::optional<DateTime> ParseDateLiteral(std::string_view text) {
 }
 
 bool IsNameStart(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-           static_cast<unsigned char>(c) >= 0x80;
+    return IsLetter(c) || c == '_' || static_cast<unsigned char>(c) >= 0x80;
 }
 
 bool IsNameCharacter(char c) {
@@ -320,21 +315,6 @@ bool IsNameCharacter(char c) {
 
 bool IsSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-bool SameWord(std::string_view left, std::string_view right) {
-    if (left.size() != right.size()) {
-        return false;
-    }
-    for (std::size_t k = 0; k < left.size(); ++k) {
-        const auto lower = [](char c) {
-            return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
-        };
-        if (lower(left[k]) != lower(right[k])) {
-            return false;
-        }
-    }
-    return true;
 }
 
 }  // namespace vantry::sql

@@ -2,6 +2,7 @@
 // Cuts a statement of either dialect into tokens. Double-quoted text is a string in both (it may
 // still stand where a table's name is wanted); [x] and `x` are names.
 
+#include "data/ascii.h"
 #include "data/value.h"
 #include "drivers/sql/storage.h"
 
@@ -45,6 +46,5 @@ std::optional<DateTime> ParseDateLiteral(std::string_view text);
 bool IsNameStart(char c);  // letters, "_" and every byte of a non-ASCII character
 bool IsNameCharacter(char c);
 bool IsSpace(char c);
-bool SameWord(std::string_view left, std::string_view right);  // ASCII letters without case
 
 }  // namespace vantry::sql

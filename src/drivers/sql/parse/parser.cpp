@@ -282,7 +282,7 @@ private:
         } else {
             table.name = reader_.ExpectTableName(clause);
             // A name can't begin so unless it is a query in brackets.
-            if (table.name.size() > 7 && SameWord(table.name.substr(0, 7), "select ")) {
+            if (table.name.size() > 7 && EqualsNoCase(table.name.substr(0, 7), "select ")) {
                 ParseBracketedQuery(table);
             }
         }

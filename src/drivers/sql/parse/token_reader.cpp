@@ -47,7 +47,7 @@ std::string_view TokenReader::Slice(std::size_t begin, std::size_t end) const {
 }
 
 bool TokenReader::IsWord(std::string_view word) {
-    return Current().kind == TokenKind::Name && SameWord(Current().text, word);
+    return Current().kind == TokenKind::Name && EqualsNoCase(Current().text, word);
 }
 
 bool TokenReader::IsAnyWord(std::initializer_list<std::string_view> words) {
@@ -56,7 +56,7 @@ bool TokenReader::IsAnyWord(std::initializer_list<std::string_view> words) {
 
 bool TokenReader::IsNextWord(std::string_view word) {
     const auto next = ReadToken(sql_, Current().end, dialect_);
-    return next.kind == TokenKind::Name && SameWord(next.text, word);
+    return next.kind == TokenKind::Name && EqualsNoCase(next.text, word);
 }
 
 bool TokenReader::AcceptWord(std::string_view word) {
@@ -131,7 +131,7 @@ std::string TokenReader::BareTableName(std::size_t begin) {
     if (FoxPro() && name.starts_with('/')) {
         // A folder with blanks in an unquoted path: the file's extension is the end.
         for (auto at = begin; at + 4 <= sql_.size(); ++at) {
-            if (SameWord(sql_.substr(at, 4), ".dbf") &&
+            if (EqualsNoCase(sql_.substr(at, 4), ".dbf") &&
                 (at + 4 == sql_.size() || IsSpace(sql_[at + 4]) || sql_[at + 4] == '(')) {
                 end = std::max(end, at + 4);
                 break;
@@ -155,7 +155,7 @@ std::string TokenReader::BareTableName(std::size_t begin) {
                             "values",
                             "from",
                             "into"}) {
-        if (SameWord(name, word)) {
+        if (EqualsNoCase(name, word)) {
             return {};
         }
     }

@@ -19,7 +19,7 @@ constexpr std::string_view kAggregateNames[] = {
 
 bool IsAny(std::string_view name, std::initializer_list<std::string_view> names) {
     return std::any_of(
-        names.begin(), names.end(), [&](auto other) { return SameWord(name, other); });
+        names.begin(), names.end(), [&](auto other) { return EqualsNoCase(name, other); });
 }
 
 // Whether a text function cuts its result to a length, given as a literal, that fits a short text.
@@ -29,7 +29,7 @@ bool CutsShort(const Expression& call) {
            last->kind == Expression::Kind::Literal &&
            last->literal.AsCell().Kind() == ValueKind::Int64 &&
            last->literal.AsCell().AsInt64() <= 255 &&
-           (call.operands.size() == 3 || !SameWord(call.name, "mid"));
+           (call.operands.size() == 3 || !EqualsNoCase(call.name, "mid"));
 }
 
 // Of a function that keeps the type of its argument: Round, Abs, Int and such.
@@ -46,7 +46,7 @@ bool IsAggregateCall(const Expression& expression) {
     // Max(a, b) with two values is FoxPro's larger one.
     return expression.kind == Expression::Kind::Call && expression.operands.size() == 1 &&
            std::any_of(std::begin(kAggregateNames), std::end(kAggregateNames), [&](auto name) {
-               return SameWord(expression.name, name);
+               return EqualsNoCase(expression.name, name);
            });
 }
 
@@ -99,7 +99,7 @@ Term Calls::Plain(const Expression& call,
         }
     }
     // Inside SQLite a date is a number: only its type tells that Format is to make a date's text.
-    const bool date_format = SameWord(entry.name, "format") && !arguments.empty() &&
+    const bool date_format = EqualsNoCase(entry.name, "format") && !arguments.empty() &&
                              FamilyOf(arguments[0].type) == Family::Date;
     Term term;
     term.sql = date_format ? conversions_.Function("+formatdate", {list})
@@ -124,19 +124,20 @@ Term Calls::Aggregate(const Expression& call, const Term& value) const {
     const std::string distinct = call.distinct ? "DISTINCT " : "";
     Term term;
     // Different values are told apart by the collation, as GROUP BY does it.
-    if (SameWord(call.name, "count")) {
+    if (EqualsNoCase(call.name, "count")) {
         const auto counted = call.distinct ? Conversions::AsKey(value) : Conversions::Value(value);
         term.sql = "count(" + distinct + counted + ")";
         term.type = SimpleType(adInteger);
     } else if (IsAny(call.name, {"min", "max"})) {
-        term.sql = (SameWord(call.name, "min") ? "min(" : "max(") + Conversions::AsKey(value) + ")";
+        term.sql =
+            (EqualsNoCase(call.name, "min") ? "min(" : "max(") + Conversions::AsKey(value) + ")";
         term.type = value.type;
     } else if (IsAny(call.name, {"first", "last"})) {
         term.sql = conversions_.Function(call.name, {Conversions::Value(value)});
         term.type = value.type;
-    } else if (SameWord(call.name, "sum")) {
+    } else if (EqualsNoCase(call.name, "sum")) {
         return Sum(value, distinct);
-    } else if (SameWord(call.name, "avg")) {
+    } else if (EqualsNoCase(call.name, "avg")) {
         return Average(value, distinct);
     } else {
         term.sql = conversions_.Function(call.name, {distinct + conversions_.AsNumber(value)});

@@ -274,7 +274,7 @@ Term ExpressionCompiler::Aggregate(const Expression& call, Scope& scope) {
     }
     const auto& operand = *call.operands[0];
     if (operand.kind == Expression::Kind::Star) {
-        if (!SameWord(call.name, "count")) {
+        if (!EqualsNoCase(call.name, "count")) {
             throw WrongArguments(call.text);
         }
         return Calls::CountRows();

@@ -86,7 +86,7 @@ const SpecialCalls::Entry* SpecialCalls::Find(std::string_view name) const {
     const auto dialect = conversions_.DialectKind();
     // Few enough to be looked through at each call.
     for (const auto& entry : kEntries) {
-        if (SameWord(name, entry.name) && entry.dialect.value_or(dialect) == dialect) {
+        if (EqualsNoCase(name, entry.name) && entry.dialect.value_or(dialect) == dialect) {
             return &entry;
         }
     }
@@ -104,7 +104,7 @@ std::optional<std::vector<const Expression*>> SpecialCalls::Arguments(
     while (true) {
         const auto count = at->operands.size();
         // Switch has a value for each condition.
-        const bool odd_pairs = count % 2 != 0 && SameWord(call.name, "switch");
+        const bool odd_pairs = count % 2 != 0 && EqualsNoCase(call.name, "switch");
         if (count < entry->least || count > entry->most || odd_pairs) {
             throw WrongArguments(at->text);
         }
@@ -113,8 +113,9 @@ std::optional<std::vector<const Expression*>> SpecialCalls::Arguments(
         }
         const auto* last = arguments.back();
         // The whole cascade becomes one list: condition, value, condition, value, ..., else.
-        const bool cascade = SameWord(call.name, "iif") && last->kind == Expression::Kind::Call &&
-                             SameWord(last->name, "iif");
+        const bool cascade = EqualsNoCase(call.name, "iif") &&
+                             last->kind == Expression::Kind::Call &&
+                             EqualsNoCase(last->name, "iif");
         if (!cascade) {
             return arguments;
         }

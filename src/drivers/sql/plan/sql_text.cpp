@@ -85,8 +85,7 @@ std::string ComparableText(std::string_view text) {
         if (c == '"' || c == '\'') {
             quote = quote == 0 ? c : quote == c ? '\0' : quote;
         }
-        const bool fold = quote == 0 && c >= 'A' && c <= 'Z';
-        out += fold ? static_cast<char>(c + 32) : c;
+        out += quote == 0 ? LowerCase(c) : c;
     }
     return out;
 }

@@ -33,7 +33,7 @@ std::optional<bool> ConstantCondition(const Expression& condition) {
 }
 
 bool IsCountOfRows(const Expression& expression) {
-    return expression.kind == Expression::Kind::Call && SameWord(expression.name, "count") &&
+    return expression.kind == Expression::Kind::Call && EqualsNoCase(expression.name, "count") &&
            expression.operands.size() == 1 &&
            expression.operands[0]->kind == Expression::Kind::Star;
 }
@@ -177,7 +177,7 @@ std::optional<Value> ConstantOf(const Expression& expression) {
 std::optional<std::size_t> FindColumn(const StoredTable& table, std::string_view name) {
     const auto columns = table.Columns();
     for (std::size_t k = 0; k < columns.size(); ++k) {
-        if (SameWord(columns[k].info.name, name)) {
+        if (EqualsNoCase(columns[k].info.name, name)) {
             return k;
         }
     }

@@ -1,46 +1,20 @@
 // How text compares where letter case doesn't count. Most texts are ASCII and differ early: bytes
 // are compared until they differ outside it, and only from that character on by letters and
-// accents. Easy to get wrong: order and equality must agree with the hash that joins use, or a join
-// loses rows; the pattern of Like is worked through without recursion, because a user's "%a%a%a%"
-// would take ages.
+// accents. Easy to get wrong: both roads must give one order, or sorting would never end (so
+// LetterPlace keeps the codes of ASCII); order and equality must agree with the hash that joins
+// use, or a join loses rows; the pattern of Like is worked through without recursion, because a
+// user's "%a%a%a%" would take ages.
 
 #include "drivers/sql/run/text_order.h"
 
+#include "data/letter_case.h"
+#include "data/letter_order.h"
 #include "data/utf.h"
 
 #include <algorithm>
-#include <clocale>
-#include <cwctype>
 
 namespace vantry::sql {
 namespace {
-
-constexpr char32_t kTableSize = 0x10000;
-
-char32_t FoldByPlatform(char32_t code_point) {
-    static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-    if (locale == nullptr) {
-        return code_point;
-    }
-    // Up and down again, so that both small sigmas become one.
-    const auto upper = towupper_l(static_cast<wint_t>(code_point), locale);
-    return static_cast<char32_t>(towlower_l(upper, locale));
-}
-
-const std::vector<char32_t>& FoldTable() {
-    static const std::vector<char32_t> table = [] {
-        std::vector<char32_t> made(kTableSize);
-        for (char32_t c = 0; c < kTableSize; ++c) {
-            made[c] = FoldByPlatform(c);
-        }
-        return made;
-    }();
-    return table;
-}
-
-unsigned char FoldAscii(unsigned char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
-}
 
 char32_t Decode(std::string_view text, std::size_t& position) {
     const auto first = static_cast<unsigned char>(text[position]);
@@ -49,22 +23,6 @@ char32_t Decode(std::string_view text, std::size_t& position) {
         return first;
     }
     return NextCodePoint(text, position);
-}
-
-// The letter that an accented one is filed under, for U+00C0 to U+017F; "." is itself.
-constexpr char32_t kFirstAccented = 0xC0;
-constexpr std::string_view kBaseLetters =
-    "aaaaaaaceeeeiiiidnooooo.ouuuuytsaaaaaaaceeeeiiii"
-    "dnooooo.ouuuuytyaaaaaaccccccccddddeeeeeeeeeegggg"
-    "gggghhhhiiiiiiiiiiiijjkkkllllllllllnnnnnnnnnoooo"
-    "oooorrrrrrssssssssttttttuuuuuuuuuuuuwwyyyzzzzzzs";
-
-char32_t BaseLetter(char32_t folded) {
-    if (folded < kFirstAccented || folded >= kFirstAccented + kBaseLetters.size()) {
-        return folded;
-    }
-    const char base = kBaseLetters[folded - kFirstAccented];
-    return base == '.' ? folded : static_cast<char32_t>(base);
 }
 
 // By letters first, and where those are the same by accents, from a place on up to which both are
@@ -76,12 +34,15 @@ int CompareFoldedFrom(std::string_view left, std::string_view right, std::size_t
     while (i < left.size() && j < right.size()) {
         const auto a = FoldedCase(Decode(left, i));
         const auto b = FoldedCase(Decode(right, j));
-        const auto base_a = BaseLetter(a);
-        const auto base_b = BaseLetter(b);
-        if (base_a != base_b) {
-            return base_a < base_b ? -1 : 1;
+        if (a == b) {
+            continue;
         }
-        if (accents == 0 && a != b) {
+        const auto place_a = LetterPlace(a);
+        const auto place_b = LetterPlace(b);
+        if (place_a != place_b) {
+            return place_a < place_b ? -1 : 1;
+        }
+        if (accents == 0) {
             accents = a < b ? -1 : 1;
         }
     }
@@ -89,13 +50,6 @@ int CompareFoldedFrom(std::string_view left, std::string_view right, std::size_t
 }
 
 }  // namespace
-
-char32_t FoldedCase(char32_t code_point) {
-    if (code_point < 0x80) {
-        return FoldAscii(static_cast<unsigned char>(code_point));
-    }
-    return code_point < kTableSize ? FoldTable()[code_point] : FoldByPlatform(code_point);
-}
 
 int CompareIgnoringCase(std::string_view left, std::string_view right) {
     const auto common = std::min(left.size(), right.size());
@@ -111,8 +65,8 @@ int CompareIgnoringCase(std::string_view left, std::string_view right) {
             }
             return CompareFoldedFrom(left, right, k);
         }
-        const auto folded_a = FoldAscii(a);
-        const auto folded_b = FoldAscii(b);
+        const char folded_a = LowerCase(left[k]);
+        const char folded_b = LowerCase(right[k]);
         if (folded_a != folded_b) {
             return folded_a < folded_b ? -1 : 1;
         }

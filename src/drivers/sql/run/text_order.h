@@ -7,9 +7,6 @@
 
 namespace vantry::sql {
 
-// The small letter, by one table for all comparisons.
-char32_t FoldedCase(char32_t code_point);
-
 // Below, at or above 0 as `left` sorts before, with or behind `right`.
 int CompareIgnoringCase(std::string_view left, std::string_view right);
 std::string_view WithoutTrailingBlanks(std::string_view text);
