@@ -5,6 +5,7 @@
 // Encode() and Decode() are strict and say how far they came; the forgiving forms put a mark there
 // and go on. A set of two bytes is easily read out of step: after a pair that means nothing, the
 // second byte is passed over too, unless it is ASCII, which may be a delimiter.
+
 #include "data/code_page.h"
 
 #include "data/code_page_tables.h"

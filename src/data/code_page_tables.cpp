@@ -6,6 +6,7 @@
 // three control characters (1A, 1C, 7F), though in files they are themselves; and bytes that a set
 // leaves open must come back, and must not become letters of another set. The sets that the
 // library doesn't know, Mazovia and Kamenicky, are written down here.
+
 #include "data/code_page_tables.h"
 
 #include "data/data_error.h"

@@ -1,3 +1,10 @@
+// One text, two grammars: ODBC's (values in braces, the first of two equal keys counts) and OLE
+// DB's (values in quotes, "==" for "=" in a key, the last one counts); the key Provider tells
+// which. Strings are joined from what users type, without escaping, so a quote or a brace that
+// isn't the whole wrapping of a value belongs to it. Easy to get wrong: a password may stand
+// in a pair that another one overrides, and in a value that is a connection string itself; each is
+// remembered where it stands, or it would appear in a log.
+
 #include "data/connection_string.h"
 
 #include <algorithm>
@@ -20,6 +27,7 @@ bool IsSecretKey(std::string_view key) {
            EqualsNoCase(key, "pass");
 }
 
+// ODBC takes the first of these three that it meets, whichever it is.
 bool IsSourceKey(std::string_view key) {
     return EqualsNoCase(key, "driver") || EqualsNoCase(key, "dsn") || EqualsNoCase(key, "filedsn");
 }

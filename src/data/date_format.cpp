@@ -3,6 +3,7 @@
 // and in how characters are made to stand for themselves; so a picture is anything that tells the
 // symbol and the text of its k-th piece. A letter's meaning depends on the run that it stands in
 // and on the element before it: "m" behind hours is minutes.
+
 #include "data/date_format.h"
 
 #include "data/calendar.h"

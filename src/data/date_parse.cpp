@@ -1,3 +1,10 @@
+// Dates come in a handful of forms that fill whole columns, and in every other form now and then.
+// So the two common ones, ISO and the padded local form, are read first, eight characters at a time
+// by ReadPairs; all others go through a reader that takes a date apart piece by piece and then
+// decides by the digits and the locale which piece is what. Easy to get wrong: a year of two
+// digits, a version number (1.2.3) that looks like a date, and a text that is longer than its date,
+// which is no date.
+
 #include "data/text_scan.h"
 #include "data/value_text.h"
 
@@ -86,6 +93,7 @@ bool ReadFraction(Reader& reader, std::int64_t& nanos) {
     return digits > 0;
 }
 
+// A one-digit minute or second would be a typing error: 1:5 could be 1:05 as well as 1:50.
 // "h:mm[:ss[.f]][ AM|PM]" up to the end of the text.
 std::optional<std::int64_t> ReadTime(Reader& reader) {
     std::int64_t hour = 0;
@@ -169,6 +177,7 @@ public:
         return Arrange();
     }
 
+    // Known once Read() has been called.
     // A "T" may stand before the time.
     bool YearFirst() const { return pieces_[0].digits == 4; }
 
@@ -338,6 +347,7 @@ std::optional<DateTime> ParseDateTime(std::string_view text, const DateForm& for
         return padded;
     }
     Reader reader(text);
+    // A copy: what turns out to be a date is read from its beginning.
     Reader time_alone = reader;
     if (const auto nanos = ReadTime(time_alone)) {
         return DateTime{0, *nanos};

@@ -1,3 +1,9 @@
+// Dates as text. The form comes from the locale once, by taking its strftime pattern apart as far
+// as a DateForm can say it: order, separator, padding, hours of the half day. Writing goes straight
+// into a buffer of the caller, two digits at a time, as a table may have dates in each row. Easy to
+// get wrong: before day 0 the fraction of a serial number still counts forward, and a serial number
+// is coarser than a nanosecond, so 11:59:59.9999 appears unless it is rounded to what it can mean.
+
 #include "data/date_format.h"
 #include "data/text_scan.h"
 #include "data/value_text.h"
@@ -43,6 +49,7 @@ public:
     }
 
 private:
+    // Taken for what people read, it would give 03/05/24.
     // The C locale's own form is month first with two digits of the year, which nobody chose.
     bool IsPlainC() const {
         const std::string_view name = nl_langinfo_l(_NL_LOCALE_NAME(LC_TIME), locale_);
@@ -220,6 +227,7 @@ std::optional<DateTime> FromSerial(double serial) {
         }
     }
     DateTime value{static_cast<std::int32_t>(whole), static_cast<std::int64_t>(nanos)};
+    // Rounding may carry into the next day, and that out of the calendar.
     if (value.nanos >= kNanosPerDay) {
         value.nanos = 0;
         ++value.day;
@@ -274,6 +282,7 @@ std::string TimeAmPm(const DateTime& value) {
 }
 
 DateTime Now() {
+    // A leap second (60) is shown as the second before it.
     const time_t seconds = time(nullptr);
     tm local{};
     localtime_r(&seconds, &local);

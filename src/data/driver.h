@@ -88,10 +88,10 @@ public:
     virtual std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) = 0;
     // Tables and views, in the order of the data source.
     virtual std::vector<TableEntry> Tables() = 0;
-    // Makes the rows of a bulk load last; throws what went wrong with those that were taken and
-    // didn't get there (LostRows of the error).
+    // Makes the rows of a bulk load durable. Throws if some that were accepted couldn't be written;
+    // the error says how many (LostRows). A destructor couldn't report that.
     virtual void Settle() {}
-    // Many rows may come, and whoever sends them settles at the end: none of them need last before.
+    // A bulk load begins: until Settle() the driver may keep rows back and write them together.
     virtual void ExpectManyRows() {}
 };
 

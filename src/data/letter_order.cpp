@@ -3,6 +3,7 @@
 // characters are taken, once, for the blocks that have alphabets; a comparison stays a walk over
 // two texts. What that leaves out are contractions (Czech "ch", Spanish "ll" in its old order),
 // which depend on the language anyhow.
+
 #include "data/letter_order.h"
 
 #include "data/data_error.h"

@@ -1,6 +1,7 @@
 // Two different questions: in which character set this machine writes text (the locale's own, UTF-8
 // by now), and which one the Windows machines of the same country had (files that say "ANSI", or
 // say nothing, come from those). glibc answers the first; the second is a table by language.
+
 #include "data/code_page.h"
 
 #include <langinfo.h>

@@ -1,3 +1,9 @@
+// Every text of every row passes here, most of it ASCII: so each function looks at eight bytes (or
+// four UTF-16 units) at a time while they are ASCII, and decodes single characters only in between.
+// Well-formed means Unicode's own table: no overlong forms, no surrogates, nothing above U+10FFFF;
+// ill-formed bytes are passed over one by one. Output is made on the stack and appended in pieces.
+// Easy to get wrong: the last bytes of a text, where eight don't fit any more.
+
 #include "data/utf.h"
 
 #include "data/text_scan.h"
@@ -17,6 +23,7 @@ constexpr std::uint64_t kWideHighBits = 0xFF80FF80FF80FF80;
 // Units converted in one go on the stack; a unit becomes at most three bytes.
 constexpr std::size_t kChunk = 512;
 
+// Through memcpy: texts stand at any address.
 std::uint64_t Load8(const void* from) {
     std::uint64_t word = 0;
     std::memcpy(&word, from, sizeof word);
@@ -117,6 +124,7 @@ std::size_t Encode(char32_t code_point, char* out) {
 
 }  // namespace
 
+// Four words are or-ed before the one test, since the answer is yes nearly always.
 bool IsAscii(std::string_view text) {
     const char* at = text.data();
     std::size_t left = text.size();
@@ -263,6 +271,7 @@ std::size_t CountUtf16Units(std::string_view text) {
     return count;
 }
 
+// A character of two units that doesn't fit is left out, not halved.
 std::string_view PrefixOfUtf16Units(std::string_view text, std::size_t units) {
     if (text.size() <= units) {
         return text;  // a unit never takes less than a byte

@@ -1,3 +1,9 @@
+// Any value as a number, date or boolean. All exact conversions meet in one form, digits times a
+// power of ten with a sign (Scientific), which every kind can be brought into without loss; from
+// there a scale is reached by one rounding, halves to the even digit. Easy to get wrong: a double
+// is taken as its shortest digits (0.1 is meant as 0.1, not as its 55 binary decimals), True is -1
+// as in the databases that have it as a number, and INT64_MIN has no positive twin.
+
 #include "data/value_convert.h"
 
 #include "data/text_scan.h"
@@ -37,6 +43,7 @@ struct Scientific {
     bool negative = false;
 };
 
+// By unsigned negation: -INT128_MIN would overflow.
 UInt128 Magnitude(Int128 value) {
     const auto bits = static_cast<UInt128>(value);
     return value < 0 ? 0 - bits : bits;
@@ -138,6 +145,7 @@ std::optional<Rounded> RoundTo(const Scientific& number, int scale) {
         }
         return Rounded{number.digits * PowerOfTen(shift), true};
     }
+    // Less than half of the last digit that is kept: nought, but not exactly.
     if (-shift > kMaxDigits) {
         return Rounded{0, false};
     }
@@ -158,6 +166,7 @@ std::optional<std::int64_t> WithSign(UInt128 digits, bool negative) {
     return static_cast<std::int64_t>(negative ? 0 - low : low);
 }
 
+// Text that is plainly a whole number goes past the exact form.
 std::optional<std::int64_t> ToWhole(const Cell& value, bool round) {
     if (value.Kind() == ValueKind::Int64) {
         return value.AsInt64();

@@ -1,3 +1,10 @@
+// Numbers as text and back, in the buffers of the callers, without a locale. Doubles are the
+// expensive ones: most of them in tables have few decimals, which one multiplication and an exact
+// division back can prove, and only the others go through the shortest-digits algorithm of the
+// standard library. Easy to get wrong: notation changes at 1E+15 and below 1E-04 (targets read the
+// text back, and old files are compared with new ones), zero has no sign in text, and reading must
+// take no word for a number that from_chars would take (nan, inf, hexadecimal).
+
 #include "data/value_text.h"
 
 #include "data/connection_string.h"
@@ -17,6 +24,7 @@ constexpr int kFirstPlainExponent = -4;
 constexpr int kLastPlainExponent = 14;
 constexpr std::uint64_t kTenTo19 = 10'000'000'000'000'000'000ULL;
 
+// Negated as unsigned: INT64_MIN has no positive twin.
 char* PutInt64(char* to, std::int64_t value) {
     const auto bits = static_cast<std::uint64_t>(value);
     if (value < 0) {
@@ -143,6 +151,7 @@ char* PutShortest(char* to, Float value) {
     return std::fill_n(to, whole - all.size(), '0');
 }
 
+// Names rather than an empty text: a null is something else.
 template <typename Float>
 char* PutFloat(char* to, Float value) {
     if (std::isnan(value)) {

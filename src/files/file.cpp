@@ -1,3 +1,10 @@
+// All calls that open, read, write, flush, rename or remove a file of the engines. Each is made
+// here once, restarted when a signal interrupts it, turned into an error that names the file, and
+// shown to the fault plan, by which tests make any call fail or kill the program before it. Easy to
+// get wrong: short writes, folders and devices under a file's name, file systems without fallocate
+// or without renaming that refuses to replace, and a folder that must be flushed too before a new
+// name is durable.
+
 #include "files/file.h"
 
 #include "files/fault_plan.h"
@@ -80,6 +87,7 @@ int TryOpen(const std::string& path, int flags, UniqueFd& descriptor) {
     });
 }
 
+// EPERM is an immutable file or one on a share that forbids it.
 bool MeansReadOnly(int error) {
     return error == EACCES || error == EROFS || error == EPERM;
 }
@@ -192,6 +200,8 @@ void File::Write(std::uint64_t offset, std::span<const std::byte> data) {
 
 void File::WriteGathered(std::uint64_t offset, std::span<iovec> pieces) {
     constexpr std::size_t kMaxPieces = IOV_MAX;
+    // A test's plan is the one reason for a slow way here: without one, runs of pages go in one
+    // call.
     if (InstalledFaultPlan() != nullptr) {
         // One by one, so that the plan sees each page.
         for (const iovec& piece : pieces) {
@@ -265,6 +275,8 @@ void File::Sync() {
     }
 }
 
+// The time of a change may be too coarse to differ from that of the change before; the digits set
+// here say that a committed state has been stamped on purpose.
 void File::MarkChanged() {
     timespec times[2] = {};
     times[0].tv_nsec = UTIME_OMIT;

@@ -1,3 +1,10 @@
+// Locks of open file descriptions: they belong to the descriptor, not to the process, so two
+// connections of one process lock each other out as two processes do, and closing another
+// descriptor of the file releases nothing. They are taken on bytes far behind the data, where no
+// reader of the file is in the way. Waiting is by trying again, as the system's own waiting has no
+// time limit. Easy to get wrong: a network drive may refuse locks altogether, which is another
+// error than being locked out.
+
 #include "files/file_lock.h"
 
 #include "files/file_errors.h"
@@ -146,6 +153,8 @@ bool LockedByOther(const File& file, LockByte byte, LockKind kind) {
     return lock.l_type != F_UNLCK;
 }
 
+// By /proc, for the error text only: what can't be looked into (another user's process) is left
+// out.
 std::string HoldersOf(const File& file) {
     namespace fs = std::filesystem;
     const FileStamp stamp = file.Stamp();

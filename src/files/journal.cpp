@@ -1,3 +1,11 @@
+// The former content of pages, in slots of one size behind a header, so that playing it back
+// restores a file whatever killed its writer. A slot proves itself by checksums and by the
+// journal's random number, as a disk may hold old blocks under a new length; slots count only up to
+// the last end of a batch that is whole, since pages are changed only after the batch that saves
+// them is on the disk. Easy to get wrong: a journal may lie beside a file that it doesn't belong to
+// (copied, restored, replaced); it is played back only if each page in the file is its image or the
+// content that was to replace it.
+
 #include "files/journal.h"
 
 #include "files/checksum.h"

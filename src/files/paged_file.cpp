@@ -1,3 +1,11 @@
+// Reading, other connections of the process, and the timer of batches. A read takes the shared lock
+// on the content and looks whether the file's time stamp is the one that it knows: if not, some
+// other program has written, and pages that are kept above are out of date (the version goes up).
+// Easy to get wrong: file systems stamp times coarsely, so a stamp that was young when it was read
+// proves nothing; a journal beside the file means that its writer died, unless it still holds the
+// writer's lock; and a connection of the same thread that waits for another's open batch would wait
+// forever, so it commits it first (FlushSiblings).
+
 #include "files/paged_file.h"
 
 #include "files/file_errors.h"
@@ -68,7 +76,7 @@ PagedFile::~PagedFile() {
             mutex_.unlock();  // of Begin()
         }
     } catch (const std::exception&) {
-        // Nobody is left to tell; the file is as before the batch.
+        // A destructor can't report it; the file is as before the batch.
     }
 }
 
@@ -120,8 +128,8 @@ void PagedFile::StartReading() {
     const bool was_recent = stamp_is_recent_;
     NoteStamp(false);
     if (was_recent || !(before == stamp_)) {
-        // Whoever changed it may have died over it. A living writer can't change pages while we
-        // hold the lock, so its journal doesn't matter yet.
+        // The process that changed it may have died over it. A living writer can't change pages
+        // while we hold the lock, so its journal doesn't matter yet.
         if (StampOf(Journal::PathFor(file_.Path())) &&
             !LockedByOther(file_, LockByte::Writer, LockKind::Shared)) {
             Unlock(file_, LockByte::Content);
@@ -201,7 +209,7 @@ bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint
             read = true;
         }
     } catch (const std::exception&) {
-        // The connection's thread meets it again, and tells it.
+        // The connection's thread meets it again, and reports it.
     }
     Unlock(file_, LockByte::Content);
     return read;
@@ -262,7 +270,8 @@ void PagedFile::WakeTimer() {
         try {
             timer_ = std::thread([this] { RunTimer(); });
         } catch (const std::exception&) {
-            // Nobody would commit the batch when no further row comes: no batches, then.
+            // Without the thread a batch would stay open when no further row comes: no batches,
+            // then.
             single_rows_ = UINT32_MAX;
         }
     } else if (timer_idle_) {

@@ -6,9 +6,9 @@
 //
 // Two kinds of transactions. A statement: Begin() ... Commit() or Rollback(). A row of a bulk load:
 // BeginRow() ... EndRow(); after the first few rows of a burst these share one transaction, which
-// is committed when it is half a second old, when it has changed much, and before any other
-// statement; a thread of its own sees to it when no further row comes. A kill loses no older row
-// than that.
+// is committed when it is 350 ms old (batch_age), when it has changed much, and before any other
+// statement; a thread looks at it every 125 ms in case no further row comes. A kill loses rows of
+// the last half second at most.
 //
 // Other connections, of this or another process, read at any time: their reads see the state of the
 // last commit. One connection, one PagedFile, one thread.

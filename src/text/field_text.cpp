@@ -1,3 +1,10 @@
+// What a field looks like in a text file. The way of writing is chosen once for each column, as a
+// function; for each row it puts the value straight into the line. The widths and cuts of fixed
+// files are uneven from type to type, and on purpose stay so: other programs read these files by
+// position, and one column that became wider would shift all behind it. Easy to get wrong: widths
+// count characters, not bytes; a text of a fixed file is padded but never cut, a number is cut, a
+// numeric that doesn't fit becomes blanks.
+
 #include "text/field_text.h"
 
 #include "data/letter_case.h"
@@ -11,6 +18,7 @@
 namespace vantry {
 namespace {
 
+// Digits of the widest value of each type, as those files have always had them.
 std::size_t WidthOfCode(int code) {
     switch (code) {
         case adSmallInt:
@@ -100,6 +108,7 @@ std::string_view TextOf(const LineColumn& column) {
 
 // ---- Delimited
 
+// A spreadsheet would run such a text as a formula; numbers with a sign are meant as numbers.
 [[gnu::noinline, gnu::cold]] void CountFormula(std::string_view text, LineStyle& style) {
     style.formulas += ToDouble(Cell::Text(text)) ? 0 : 1;
 }

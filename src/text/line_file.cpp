@@ -1,3 +1,10 @@
+// A file that is written line by line and replaces a former one only as a whole. Lines collect in a
+// buffer; a full one is handed to a thread that writes it while the other buffer is filled, so a
+// failure shows one buffer late, and the count of lines always says which of them are in the file.
+// It is written as "<path>.partial" under a lock and gets its name at the end. Easy to get wrong:
+// what a killed run has left under that name, links, a full disk that shows only at the flush or at
+// closing, and a failure whose lines must be written once more before they are called lost.
+
 #include "text/line_file.h"
 
 #include "data/data_error.h"
@@ -208,8 +215,8 @@ void LineFile::HandOver() {
     writer_.Begin(file_, file_size_, std::as_bytes(std::span(block_.bytes.get(), block_.size)));
 }
 
-// Until the block is in the file. A write that fails leaves all as it is: the next one writes the
-// same bytes to the same place.
+// Waits until the block is in the file. A write that fails leaves all as it is: the next one writes
+// the same bytes to the same place.
 void LineFile::SettleBlock() {
     if (block_.size == 0) {
         return;

@@ -51,9 +51,9 @@ public:
         out = Copy(out, after);
         size_ = static_cast<std::size_t>(out - buffer_.get());
     }
-    // What `put` writes to the place that it is given, at most `most` bytes, up to the end that it
-    // returns, between `before` and `after`. Whoever makes a text elsewhere and copies it at once
-    // waits for his own writes.
+    // Appends `before`, a text and `after`. `put` writes the text to the place that it is given, at
+    // most `most` bytes, and returns its end: that is faster than copying a text that has just been
+    // made elsewhere, as its bytes are still on their way to the memory that would be read.
     template <typename Put>
     void AppendMade(std::string_view before, std::size_t most, Put put, std::string_view after) {
         char* out = Room(before.size() + most + after.size());

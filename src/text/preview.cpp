@@ -1,3 +1,10 @@
+// The first lines of a file for the eye: read as far as 100 lines need (doubling, up to a limit,
+// since one line may be the whole file), decoded as the driver would, and split by the wizard's own
+// simple rules, which know nothing of breaks inside quotes. Easy to get wrong: what was read may
+// end in the middle of a character or of a quoted field, which isn't the file's fault; and further
+// lines that can't be split are shown as far as they go, as only the first one decides whether the
+// file is valid.
+
 #include "text/preview.h"
 
 #include "files/file.h"
@@ -41,6 +48,7 @@ std::vector<PreviewLine> LinesOf(std::string_view text, bool goes_on) {
     return lines;
 }
 
+// An empty delimiter separates nothing: the line is one field.
 void SplitPlainly(std::string_view line, std::string_view delimiter, LineFields& out) {
     for (;;) {
         const auto end = delimiter.empty() ? line.npos : line.find(delimiter);
@@ -159,6 +167,7 @@ void PreviewTable::PlaceFirst(const PreviewLine& line, const PreviewFormat& form
     }
 }
 
+// The first line says how many columns there are; surplus fields aren't shown.
 void PreviewTable::PlaceFurther(const PreviewLine& line, const PreviewFormat& format) {
     if (rows_.size() + 1 >= kGridRows - 1) {
         return;

@@ -1,3 +1,10 @@
+// The run into text files: one file a table, a line a row. Each step stands in the run's error
+// scope, which logs a failure, counts it and goes on behind the step, as the loaders do; so the
+// steps of a row are small, and a row is written only if all of its fields were. Easy to get wrong:
+// a text file replaces a former one only when it is whole (LineFile keeps it beside until then), it
+// must not be the file that is read or one that this run has written, and rows count as loaded only
+// once their lines are in a file of the right name.
+
 #include "text/text_writer.h"
 
 #include "core/kinds.h"
@@ -20,6 +27,7 @@
 namespace vantry {
 namespace {
 
+// Over the whole run, not for each table: with the 51st error it is given up.
 constexpr int kErrorLimit = 51;
 constexpr std::int64_t kRowsPerHandOver = 100;
 

@@ -1,3 +1,10 @@
+// A file tells its character set in one of four ways, the surest first: a byte order mark, the word
+// in Schema.ini, the machine's locale, and its bytes. Files that are called UTF-8 are often old
+// ones in a Windows code page: bytes that are no UTF-8 are read in the page of the locale's
+// language, one by one, rather than refused. Easy to get wrong: rows are split before they are
+// decoded, so a set in which the bytes of ASCII mean other things, or may be second bytes, needs
+// another way of splitting (SplitForm), and UTF-16 is decoded first.
+
 #include "text_format/encoding.h"
 
 #include "data/connection_string.h"
@@ -69,6 +76,7 @@ TextEncoding TextEncoding::Choose(std::string_view character_set,
                                   const std::string& path) {
     using namespace std::string_view_literals;
     TextEncoding encoding;
+    // Before UTF-16, whose mark is the beginning of this one.
     if (head.starts_with("\xFF\xFE\0\0"sv) || head.starts_with("\0\0\xFE\xFF"sv)) {
         throw WideText(path);
     }
@@ -127,6 +135,7 @@ ByteForm TextEncoding::SplitForm() const {
     return IsTwoBytePage(page_->Number()) ? ByteForm::DoubleByte : ByteForm::SingleByte;
 }
 
+// A delimiter that the set lacks can't stand in the file: as UTF-8 it is simply never found.
 std::string TextEncoding::SplitToken(std::string_view utf8) const {
     std::string token;
     if (form_ != Form::CodePage || !page_->AppendBytes(utf8, token)) {

@@ -1,3 +1,8 @@
+// The texts of what can be wrong with a text file. The first sentences of those that users of such
+// files know from their former driver are in its words and punctuation (two blanks behind a full
+// stop), with its numbers, because scripts look for them in logs; the sentences behind say what to
+// do. Each names the file, and the line or the column where there is one.
+
 #include "text_format/errors.h"
 
 #include "data/message_text.h"

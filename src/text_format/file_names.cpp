@@ -1,3 +1,10 @@
+// A folder is a database, and a file in it a table whose name may be spelled in several ways:
+// "orders.csv", "orders#csv", in any letter case. What is spelled exactly wins; then the first name
+// in byte order that differs in case alone, so that the choice doesn't depend on the order in which
+// the file system lists. Easy to get wrong: "#" is also a character of file names, so it is taken
+// for a dot only when no file has it. Names with "/" or ".." in them are no tables: they would lead
+// out of the folder.
+
 #include "text_format/file_names.h"
 
 #include "data/connection_string.h"

@@ -1,3 +1,11 @@
+// Cuts bytes into rows and fields without looking at what they mean. Delimited files with single
+// bytes for delimiter and qualifier, nearly all, go by masks of 64 bytes (byte_masks.h): one
+// instruction finds all delimiters and breaks of a block, and only quoted fields are walked by
+// themselves. Sets in which such a byte may be the second half of a character, and longer tokens,
+// take the careful road, a character at a time. Easy to get wrong: a row must never be given out
+// before its end has been seen, and a CR at the end of a window may have its LF in the next; such a
+// row is left for the next call.
+
 #include "text_format/row_splitter.h"
 
 #include "data/ascii.h"
@@ -111,6 +119,7 @@ private:
     std::size_t row_begin_ = 0;
 };
 
+// Second bytes of these sets are digits (GB18030) or from 40 on; commas and tabs never are.
 bool MayBeSecondByte(std::string_view token) {
     return std::any_of(token.begin(), token.end(), [](char c) { return c >= 0x40 || IsDigit(c); });
 }
@@ -145,6 +154,7 @@ std::size_t RowSplitter::Split(const char* window,
     return careful_ ? SplitCarefully(piece, batch) : SplitFields(piece, batch);
 }
 
+// A qualifier counts at the beginning of a field alone.
 std::size_t RowSplitter::SplitFields(const Window& window, RowBatch& batch) const {
     const char* const data = window.data;
     const char delimiter = rules_.delimiter[0];
@@ -285,6 +295,7 @@ std::size_t RowSplitter::SplitLines(const Window& window, RowBatch& batch) const
     return row_begin;
 }
 
+// Records of one length need no breaks; a break right behind a record belongs to it.
 std::size_t RowSplitter::SplitRecords(const Window& window, RowBatch& batch) const {
     const char* const end = window.data + window.size;
     std::size_t row_begin = 0;

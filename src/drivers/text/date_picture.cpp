@@ -1,3 +1,9 @@
+// A picture is cut into elements once and then read along a text, element by element, without going
+// back: two letters are one or two digits, except where digits follow at once (yyyymmdd), where
+// they are just two. What isn't an element must stand in the text. Easy to get wrong: "m" behind
+// hours is minutes, a picture without a day means day 0 but one without a year means 1900, and the
+// writer (data/date_format) must write what is read here, or a table couldn't read its own rows.
+
 #include "drivers/text/date_picture.h"
 
 #include "data/connection_string.h"
@@ -87,6 +93,7 @@ DatePicture::DatePicture(std::string_view picture) : picture_(picture) {
             case 's':
                 part = Part::Second;
                 break;
+            // One literal at a time, though it may be repeated: each must stand in the text.
             default:
                 length = 1;
                 break;

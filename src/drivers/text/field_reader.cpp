@@ -1,3 +1,11 @@
+// One reader a column turns the bytes of its fields into cells; what is the same for all rows
+// (type, encoding, point) is decided in the constructor, and the common cases are inline in the
+// header. A number that is written as we would write it is passed on as text and never converted.
+// Easy to get wrong: a guessed column is stricter than a declared one, as its values must come out
+// as the text that was there: "007", "+5" or a number of 20 digits don't fit a guessed number
+// column and are reported. A value that doesn't fit is Unreadable, never null: a null would be
+// loaded in silence.
+
 #include "drivers/text/field_reader.h"
 
 #include "data/utf.h"
@@ -129,6 +137,8 @@ std::string_view FieldReader::Decode(std::string_view bytes, FieldSpan field, bo
     return scratch_;
 }
 
+// Empty without qualifiers is null, with them it is the empty text; blanks of a fixed column are
+// padding.
 Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) {
     if (forms_.fixed_columns) {
         bytes = WithoutTrailingBlanks(bytes);
@@ -186,6 +196,7 @@ Cell FieldReader::ReadValue(std::string_view text) {
     }
 }
 
+// Whole numbers may be written with decimals of nought or an exponent, if the column is declared.
 Cell FieldReader::ReadInteger(std::string_view text) const {
     std::optional<std::int64_t> value;
     const NumberForm& numbers = forms_.values.numbers;
@@ -276,6 +287,7 @@ Cell FieldReader::ReadDecimal(std::string_view text) const {
     if (shortest.scale > column_.scale) {
         return Cell::Unreadable();
     }
+    // Digits before the point count against the precision even where decimals are left out.
     UInt128 limit = 1;  // 10 to the power of the digits that there may be
     for (int k = 0; k < column_.precision - column_.scale + shortest.scale; ++k) {
         limit *= 10;

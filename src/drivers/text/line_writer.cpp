@@ -1,3 +1,10 @@
+// Makes a row into the line that the readers of this folder would read back as the same row. That
+// is checked, not hoped for: each value that isn't text is read again by the column's own reader
+// before the line is accepted. Lines are added at the end of the file, and a journal of old sizes
+// takes them back if the statement fails. Easy to get wrong: a file whose last line has no break, a
+// file that was changed since it was looked at, half a line after a full disk, and an empty line,
+// which is no row.
+
 #include "drivers/text/line_writer.h"
 
 #include "data/calendar.h"
@@ -166,6 +173,7 @@ bool LineWriter::AppendNumber(const TextColumn& column, const Cell& value) {
                        column.type == ColumnType::Long;
     const auto digits =
         column.type == ColumnType::Currency ? format.currency_digits : format.number_digits;
+    // More digits than a decimal can have would be ignored by readers, too.
     if (digits && !whole && *digits <= kMostDecimals) {
         const auto rounded = vantry::ToDecimal(value, *digits);
         if (!rounded) {
@@ -216,6 +224,7 @@ void LineWriter::AppendText(const TextColumn& column, std::string_view text) {
     AppendQualified(text, qualifier, field_);
 }
 
+// Widths are characters here; a value is never cut, as its end would be lost in silence.
 void LineWriter::PadField(const TextColumn& column, std::size_t width) {
     const std::size_t length = CountCodePoints(field_);
     if (length > width) {
@@ -263,6 +272,7 @@ void AppendJournal::Rollback() {
     files_.clear();
     for (const Grown& grown : files) {
         file::File target = file::File::Open(grown.file->Path(), file::OpenMode::ReadWrite);
+        // If somebody has added lines behind ours, cutting would take those away.
         if (target.Size() == grown.new_size) {
             target.Truncate(grown.old_size);
             grown.file->Refresh();

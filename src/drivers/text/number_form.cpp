@@ -1,3 +1,10 @@
+// Numbers as people write them in files: with a decimal comma, grouped by thousands, with a
+// currency symbol before or behind, in brackets when negative. A text is taken apart into pieces
+// first (no value yet), so that callers can ask how it was written, which decides whether a guessed
+// column may have it. Easy to get wrong: a group has exactly three digits ("1,23" is no number
+// where commas group), each sign and symbol stands at most once, and a number too small for a
+// double isn't nought.
+
 #include "drivers/text/number_form.h"
 
 #include "data/text_scan.h"
@@ -61,6 +68,7 @@ struct Frame {
     }
 };
 
+// From both ends inward, in any order: "-$ 1", "$-1" and "1 $-" are all in use.
 std::optional<Frame> TakeFrame(std::string_view& text, std::string_view symbol) {
     Frame frame;
     text = TrimBlanks(text);
@@ -210,6 +218,8 @@ std::optional<double> ToDouble(const NumberParts& parts) {
     return *value == 0 && !is_nought ? std::nullopt : value;
 }
 
+// The fast road of the row path: one look at each character, no value is made. It leaves off what
+// the form of a double leaves off, noughts behind the point.
 bool CutToCanonical(std::string_view& text) {
     const char* at = text.data();
     const char* const end = at + text.size();

@@ -1,3 +1,10 @@
+// Slides a window over a file and hands out rows in batches. The window moves only between batches,
+// so fields are views into it; it grows when a single row fills it, up to a limit, as an unclosed
+// qualifier makes the rest of the file one row. Places in the window and offsets in the file are
+// the same thing shifted, except for UTF-16, whose window is UTF-8: there offsets are counted from
+// the last known place. Easy to get wrong: a pair of UTF-16 units at the edge of a read, and a file
+// that shrinks or grows while it is read.
+
 #include "drivers/text/row_reader.h"
 
 #include "drivers/text/row_counter.h"
@@ -86,6 +93,7 @@ bool RowReader::NextBatch() {
     }
 }
 
+// Counting needs no fields: where the rules allow it, quotes and breaks are counted by masks alone.
 std::int64_t RowReader::CountRest() {
     if (encoding_.IsUtf16() || used_ > 0 || !RowCounter::CanCount(splitter_.Rules())) {
         std::int64_t count = 0;
@@ -128,6 +136,7 @@ void RowReader::ReadMore() {
             static_cast<std::size_t>(std::min<std::uint64_t>(capacity_ - used_, rest));
         Append(file_->Read(read_offset_, window_.get() + used_, wanted, rows_behind_));
     }
+    // The masks read whole blocks: what is behind the end must be the same at each run.
     std::memset(window_.get() + used_, 0, kWindowPadding);
 }
 

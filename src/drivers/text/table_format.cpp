@@ -1,3 +1,10 @@
+// How one file is to be read: the connection string first, then its section of Schema.ini over it,
+// key by key. Both are written by hand and by other programs, so nothing here fails: a word that
+// isn't understood leaves what was there, as a refused file would help nobody who only wants its
+// rows. Easy to get wrong: a semicolon may be the delimiter inside "Delimited(;)" of a string that
+// is itself cut at semicolons, a column's name may have blanks and quotes, and two spellings of
+// TextDelimiter are in use.
+
 #include "drivers/text/table_format.h"
 
 #include "data/utf.h"
@@ -33,6 +40,7 @@ std::optional<int> NumberOf(std::string_view word) {
                : std::nullopt;
 }
 
+// Of a setting that is to be one character: what stands behind it is ignored.
 std::string FirstCharacter(std::string_view text) {
     std::size_t position = 0;
     if (!text.empty()) {
@@ -100,6 +108,7 @@ std::string_view TakeName(std::string_view& rest) {
     return TakeWord(rest);
 }
 
+// "Integer" is four bytes here: documents disagree, and so no value is lost.
 constexpr std::array<std::pair<std::string_view, ColumnType>, 19> kTypeWords = {{
     {"Bit", ColumnType::Bit},        {"Byte", ColumnType::Byte},
     {"Short", ColumnType::Short},    {"Long", ColumnType::Long},
@@ -255,6 +264,7 @@ void ApplySection(const SchemaSection* section, TableFormat& format) {
     if (const auto value = delimiter ? delimiter : section->Get("TextDelimeter")) {
         ApplyQualifier(*value, format);
     }
+    // One character can't be both: it separates.
     if (format.qualifier == format.delimiter) {
         format.qualifier.clear();
     }

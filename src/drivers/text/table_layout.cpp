@@ -1,3 +1,10 @@
+// Which columns a file has. Declared columns are taken as they are; else the header gives the names
+// and the first rows the types, each field widening the guess of its column. What was found is
+// remembered by path, state and every setting that matters for it, since each statement of a
+// session asks again. Easy to get wrong: the header of a file of fixed records is a line of any
+// length; rows may be wider than the header; and a file that was changed within the last two
+// seconds may change again without another time stamp, so it isn't remembered.
+
 #include "drivers/text/table_layout.h"
 
 #include "data/letter_case.h"
@@ -134,6 +141,7 @@ std::int64_t PassHeader(const TableSource& source,
     return reader.Next() ? reader.RowOffset() : source.file->Size();
 }
 
+// Looks at the first rows, with the row path's own reader, so that guesses see what rows will be.
 class Guesser {
 public:
     Guesser(const TableSource& source, ReaderSizes sizes)
@@ -194,6 +202,7 @@ bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
+// The tab can't be a picture: no picture and an empty one stay apart.
 std::string Fingerprint(const TableSource& source) {
     const TableFormat& format = source.format;
     const DateForm& dates = LocalDateForm();
@@ -327,6 +336,8 @@ std::string ColumnNamer::Next(std::string_view wanted) {
     const auto is_taken = [&] {
         return std::find(taken_.begin(), taken_.end(), UpperCased(unique)) != taken_.end();
     };
+    // The number takes the place of the last characters, so that a long name stays within the
+    // limit.
     for (int number = 1; is_taken(); ++number) {
         const std::string suffix = std::to_string(number);
         unique = std::string(PrefixOfUtf16Units(name, kMaxNameUnits - suffix.size())) + suffix;

@@ -1,3 +1,10 @@
+// A folder as a database: opening, listing, creating and dropping its tables, which are files with
+// their sections of Schema.ini. A new table is a file and a section in front of the older ones (the
+// first section of a name is the one that counts); if the section can't be written, the file goes
+// again, or it would be read with guessed types. Easy to get wrong: names come from SQL and must
+// not lead out of the folder, and the older sections have a character set of their own, which is
+// kept.
+
 #include "drivers/text/text_database.h"
 
 #include "data/utf.h"
@@ -24,6 +31,7 @@ struct TypeName {
 };
 
 constexpr TypeName kTypeNames[] = {
+    // All words that the dialect has for a type, not only those that this program writes.
     {"BIT", ColumnType::Bit},
     {"YESNO", ColumnType::Bit},
     {"LOGICAL", ColumnType::Bit},
@@ -226,6 +234,7 @@ void TextDatabase::DropTable(std::string_view name) {
         throw TableNotThere(name);
     }
     const std::string path = PathIn(folder_, *file_name);
+    // The section stays: it is harmless, and serves a file of that name that comes back.
     TextFile::Open(path);  // a folder isn't a table
     file::RemoveFile(path);
 }

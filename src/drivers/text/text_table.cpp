@@ -1,3 +1,9 @@
+// One file as a table of the query processor: scans hand out rows of cells, a row is known by its
+// offset in the file, and new rows become lines at its end. Nothing else can be changed in place.
+// Easy to get wrong: only the columns that a query asks for are read, so fields are found by their
+// place in the projection, not in the file; and what was wrong with a field is worked out only when
+// it is asked for, from the row that still stands in the window.
+
 #include "drivers/text/text_table.h"
 
 #include "text_format/errors.h"
@@ -155,6 +161,7 @@ std::unique_ptr<sql::TableScan> TextTable::Scan(std::span<const std::size_t> pro
 }
 
 std::int64_t TextTable::CountRows() {
+    // Known when guessing saw the whole file.
     if (layout_->row_count && !grown_) {
         return *layout_->row_count;
     }

@@ -1,3 +1,9 @@
+// The page for text files as a source: a folder, its files with ticks, and the format of the
+// selected one. Formats are kept for each file until Next writes the sections of Schema.ini and the
+// connection string, and hands the ticked files on as tables. Easy to get wrong: filling the list
+// must not raise the signals of a selection (each would read a file), and a folder that was typed
+// but not yet left counts when Next is pressed.
+
 #include "text/pages/form11.h"
 
 #include "ui_Form11.h"

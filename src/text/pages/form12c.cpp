@@ -1,3 +1,8 @@
+// The page for text files as a target: format, delimiter, qualifier, folder and extension, taken
+// into the session on Next. The folder is checked when its field is left, and not before the click
+// that left it has been worked off: checked at once, a wrong folder would swallow the click, also
+// one on Cancel. Leaving by Enter doesn't leave the field, so Next checks it itself.
+
 #include "text/pages/form12c.h"
 
 #include "ui_Form12c.h"
@@ -124,6 +129,7 @@ bool Form12c::CheckLeftFolder() {
     return false;
 }
 
+// A file of fixed width has neither delimiter nor qualifier: their controls are greyed out.
 void Form12c::FormatChosen(int option) {
     const bool delimited = option == 0;
     format_letter_ = delimited ? 'D' : 'F';

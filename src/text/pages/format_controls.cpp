@@ -1,3 +1,10 @@
+// The delimiter, the qualifier, the heading and the preview of a text source, shared by the pages
+// for files and for polled folders. Each change is stored with the chosen file and shown at once.
+// Easy to get wrong: setting a control from a file's values raises the same signals as a user's
+// click, which would store them back and ask for a delimiter that is just being set; while
+// `loading_` they are ignored. The qualifier's box may be typed into, so its list index says
+// nothing.
+
 #include "text/pages/format_controls.h"
 
 #include "shell/dialogs.h"

@@ -1,6 +1,7 @@
 #pragma once
 // Text of a table in its code page, and back. What the page can't hold is told, never replaced.
 
+#include "data/code_page.h"
 #include "data/utf.h"
 #include "files/checked_bytes.h"
 
