@@ -32,6 +32,7 @@ std::size_t DecodeByTables(const CodePageTables& tables, std::string_view bytes,
     std::array<char, 3 * kChunk + 1> chunk;  // one more: four bytes are copied for each character
     std::size_t at = 0;
     while (at < bytes.size()) {
+        // A pair may reach one byte behind this end: a piece is a unit of output, not of input.
         const std::size_t end = std::min(bytes.size(), at + kChunk);
         char* to = chunk.data();
         bool known = true;
@@ -79,6 +80,7 @@ std::size_t EncodeByTables(const CodePageTables& tables, std::string_view utf8, 
             continue;
         }
         std::size_t next = at;
+        // Ill-formed UTF-8 comes as U+FFFD, which no such set has.
         const std::uint16_t bytes = tables.BytesOf(NextCodePoint(utf8, next));
         if (bytes == CodePageTables::kNone) {
             break;
@@ -184,6 +186,7 @@ bool CodePage::AppendBytes(std::string_view utf8, std::string& out) const {
     bool whole = true;
     while (const auto bad = AppendBytesStrictly(utf8, out)) {
         whole = false;
+        // In UTF-16 the mark has two bytes.
         if (converter_) {
             converter_->Encode("?", out);
         } else {

@@ -164,6 +164,7 @@ std::shared_ptr<const CodePageTables> MakeTables(int number) {
     const OwnPage* const own = FindOwnPage(number);
     const CodePageConverter opened(own != nullptr ? kDosLatinUs : number);
     UConverter* const converter = opened.Handle();
+    // EBCDIC and UTF-16 can't go by tables in which ASCII is itself.
     if (CharacterOf(converter, "A") != U'A' || ucnv_getMaxCharSize(converter) > 2) {
         return nullptr;
     }
@@ -215,6 +216,7 @@ CodePageConverter::CodePageConverter(int number) {
             handle_.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
         ucnv_setFromUCallBack(
             handle_.get(), UCNV_FROM_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+        // Without it "what looks like it" would be written for some characters.
         ucnv_setFallback(handle_.get(), 0);
     }
     if (!handle_ || U_SUCCESS(error) == 0) {

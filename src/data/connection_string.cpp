@@ -40,7 +40,7 @@ bool PairEndsAt(std::string_view text, std::size_t position) {
 
 }  // namespace
 
-// One pair as it stands in the text, before repeated keys are settled.
+// One pair as it stands in the text, before it is decided which of two equal keys counts.
 struct ConnectionString::Scanned {
     std::string key;
     std::string value;

@@ -85,6 +85,7 @@ private:
                                                : 0;
     }
 
+    // The common pictures name files and fill columns: there it is in capitals, as it ever was.
     void AppendHalfOfDay(char symbol, std::size_t length) {
         const bool small = extended_ && symbol == 'a';
         const std::string_view word = time_.hour < 12 ? (small ? "am" : "AM") : small ? "pm" : "PM";
@@ -151,6 +152,7 @@ private:
     }
 
     std::int32_t DayOfYear() const { return value_.day - FirstOfYear() + 1; }
+    // The week that holds January 1st is the first; weeks begin on Sunday.
     std::int32_t WeekOfYear() const {
         return (DayOfYear() - 1 + WeekdayOf(FirstOfYear()) - 1) / 7 + 1;
     }

@@ -50,12 +50,14 @@ public:
 
 private:
     // Taken for what people read, it would give 03/05/24.
-    // The C locale's own form is month first with two digits of the year, which nobody chose.
+    // The C locale's own form is month first with two digits of the year: a default, no choice.
     bool IsPlainC() const {
         const std::string_view name = nl_langinfo_l(_NL_LOCALE_NAME(LC_TIME), locale_);
         return name == "C" || name == "POSIX" || name.starts_with("C.");
     }
 
+    // Looks for the parts by their letters; text of the locale between them (of a long form) is
+    // passed over.
     static void ReadDate(std::string_view pattern, DateForm& form) {
         std::string order;
         char separator = '\0';
@@ -92,6 +94,7 @@ private:
             form.order = DateOrder::MonthDayYear;
         } else if (order == "dmy") {
             form.order = DateOrder::DayMonthYear;
+            // Not all three parts, or twice the same: the padded ISO form stays.
         } else {
             return;
         }
@@ -130,6 +133,7 @@ private:
     locale_t locale_;
 };
 
+// Worked out once: a locale that changes while the program runs would give two forms in one file.
 DateForm& FormInForce() {
     static DateForm form = LocaleDateForm().Read();
     return form;
@@ -213,6 +217,7 @@ std::optional<DateTime> FromSerial(double serial) {
     if (!(serial > kMinDay - 1 && serial < kMaxDay + 1)) {
         return std::nullopt;
     }
+    // Toward zero, as the fraction is an absolute value on both sides of it.
     const double whole = std::trunc(serial);
     const double exact = std::abs(serial - whole) * static_cast<double>(kNanosPerDay);
     // Far from day 0 the number itself is coarser than a microsecond: of the moments within its
@@ -238,6 +243,8 @@ std::optional<DateTime> FromSerial(double serial) {
     return value;
 }
 
+// Day 0 stands for "no day" in all file formats, so it is left out: a time alone is read back as
+// it.
 char* PutDateTime(const DateTime& value, char* to) {
     const DateForm& form = FormInForce();
     if (value.day != 0) {

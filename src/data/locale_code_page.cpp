@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kUtf8CodePage = 65001;
 
+// Not setlocale(): the program runs in the C locale, whatever the user's is.
 std::string EnvironmentLocale(const char* category) {
     for (const char* variable : {"LC_ALL", category, "LANG"}) {
         const char* value = std::getenv(variable);

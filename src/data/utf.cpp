@@ -143,6 +143,7 @@ bool IsAscii(std::string_view text) {
     return (seen & kHighBits) == 0;
 }
 
+// Of the row path: a text that passes is handed on without a copy.
 bool IsValidUtf8(std::string_view text) {
     for (std::size_t at = SkipAscii(text, 0); at < text.size(); at = SkipAscii(text, at)) {
         char32_t code_point = 0;
@@ -244,6 +245,7 @@ char32_t NextCodePoint(std::string_view text, std::size_t& position) {
     return code_point;
 }
 
+// Runs of ASCII are counted by their length.
 std::size_t CountCodePoints(std::string_view text) {
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size(); ++count) {
@@ -258,6 +260,7 @@ std::size_t CountCodePoints(std::string_view text) {
     return count;
 }
 
+// Sizes of columns count these units, as the databases that the files come from do.
 std::size_t CountUtf16Units(std::string_view text) {
     std::size_t count = 0;
     for (std::size_t at = 0; at < text.size();) {

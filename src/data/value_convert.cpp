@@ -85,8 +85,10 @@ Scientific FromDecimal(const Decimal& value) {
     return {Magnitude(value.unscaled), -static_cast<int>(value.scale), value.unscaled < 0};
 }
 
+// "1 E5" and "1E 5" aren't numbers anywhere else either.
 std::optional<Scientific> FromText(std::string_view text) {
     text = TrimBlanks(text);
+    // The mantissa keeps its digits as they are; the exponent only moves the point.
     const std::size_t mark = text.find_first_of("eE");
     const auto mantissa = ParseDecimal(text.substr(0, mark));
     if (!mantissa) {
@@ -255,6 +257,7 @@ std::optional<Decimal> ToDecimal(const Cell& value, int scale) {
     return Decimal{number->negative ? -unscaled : unscaled, static_cast<std::uint8_t>(scale)};
 }
 
+// One value, one form: 1.50 and 1.5 compare and print alike.
 Decimal WithoutTrailingZeros(Decimal number) {
     while (number.scale > 0 && number.unscaled % 10 == 0) {
         number.unscaled /= 10;
@@ -284,6 +287,7 @@ std::optional<DateTime> ToDateTime(const Cell& value) {
             return value.AsDateTime();
         case ValueKind::Text:
             return ParseDateTime(value.AsText());
+        // True as a day would be 1899-12-29: surely not what was meant.
         case ValueKind::Boolean:
             return std::nullopt;
         default:

@@ -116,6 +116,7 @@ char* PutShortest(char* to, Float value) {
         *to++ = '-';
         text.remove_prefix(1);
     }
+    // What to_chars writes in this format, always with an exponent of two digits or more.
     // "d.ddde-xx" or "de+xx"
     const std::size_t e = text.find('e');
     int exponent = 0;
@@ -232,6 +233,7 @@ std::string ToText(const Cell& value) {
     return text;
 }
 
+// A plus sign is allowed before digits only: from_chars would not take it, and "+-5" must fail.
 std::optional<std::int64_t> ParseInt64(std::string_view text) {
     text = TrimBlanks(text);
     if (text.size() > 1 && text[0] == '+' && IsDigit(text[1])) {

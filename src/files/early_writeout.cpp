@@ -12,8 +12,8 @@ constexpr std::uint64_t kStep = 1024 * 1024;
 // What was written last stays in memory: a short file does as a whole, and of a long one what the
 // disk is still busy with.
 constexpr std::uint64_t kKept = 4 * kStep;
-// The order to write is given in far less, unless the disk's queue is full and whoever gives it
-// waits.
+// The order to write is given in far less, unless the disk's queue is full and the thread that
+// gives it waits.
 constexpr std::chrono::milliseconds kMostForAStep(10);
 
 }  // namespace

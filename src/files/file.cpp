@@ -94,6 +94,8 @@ bool MeansReadOnly(int error) {
 
 }  // namespace
 
+// O_NONBLOCK in TryOpen: a pipe under a table's name would hang the program; only regular files
+// pass.
 std::optional<File> File::OpenIfThere(const std::string& path, OpenMode mode) {
     UniqueFd descriptor;
     bool writable = mode != OpenMode::Read;
@@ -126,6 +128,7 @@ File File::Open(const std::string& path, OpenMode mode) {
     return std::move(*opened);
 }
 
+// O_EXCL and O_NOFOLLOW: neither a file nor a link that stands there is ever written through.
 File File::CreateNew(const std::string& path, bool owner_only) {
     UniqueFd descriptor;
     const Call call{.operation = Operation::Create, .path = path};
@@ -160,6 +163,7 @@ std::uint64_t File::Size() const {
     return Stamp().size;
 }
 
+// Less than asked for only at the end of the file; a file that shrinks is found by that.
 std::size_t File::Read(std::uint64_t offset, std::span<std::byte> out) const {
     const Call call{.operation = Operation::Read, .path = path_, .offset = offset};
     if (const Verdict verdict = Ask(call); verdict.error != 0) {
@@ -250,6 +254,7 @@ void File::WriteGathered(std::uint64_t offset, std::span<iovec> pieces) {
     }
 }
 
+// Room is taken before data depends on it: a full disk then fails while all can still be undone.
 void File::Reserve(std::uint64_t offset, std::uint64_t length) {
     const Call call{.operation = Operation::Reserve, .path = path_, .offset = offset + length};
     const int error = Perform(
@@ -267,6 +272,7 @@ void File::Truncate(std::uint64_t size) {
     }
 }
 
+// Data and size; the times of the file may be lost in a power failure.
 void File::Sync() {
     const Call call{.operation = Operation::Sync, .path = path_};
     const int error = Perform(call, [&] { return ::fdatasync(descriptor_.Get()); });

@@ -219,7 +219,7 @@ private:
     }
 
     // Without an image nothing proves that the journal is this file's, so its former size isn't
-    // restored: whole blocks behind it belong to nobody and do no harm.
+    // restored: nothing refers to whole blocks behind it, and they do no harm.
     void CutBrokenBlock() {
         const std::uint64_t size = database_.Size();
         const std::uint64_t broken = size % block_.size();

@@ -24,6 +24,7 @@ void PagedFile::AcquireWriter() {
         throw OpenedReadOnly(file_.Path());
     }
     FlushSiblings();
+    // By the turn a bulk load sees that another connection waits, and ends its batch.
     Lock(file_, LockByte::Turn, LockKind::Exclusive);
     try {
         Lock(file_, LockByte::Writer, LockKind::Exclusive);
@@ -33,7 +34,7 @@ void PagedFile::AcquireWriter() {
     }
     Unlock(file_, LockByte::Turn);
     try {
-        // Not before: whoever held the lock may have replaced the file.
+        // Not before: the former holder of the lock may have replaced the file.
         const auto named = StampOf(file_.Path());
         if (!named || !named->SameFile(stamp_)) {
             throw ReplacedWhileOpen(file_.Path());
@@ -215,8 +216,8 @@ void PagedFile::RollbackOpen() {
                 file_.Truncate(OffsetOf(base_pages_));
             }
         } catch (const std::exception&) {
-            // The journal stays: whoever opens the file next plays it back. What went wrong first
-            // is being reported.
+            // The journal stays: the next program that opens the file plays it back. What went
+            // wrong first is being reported.
         }
     }
     try {
@@ -313,6 +314,7 @@ void PagedFile::WriteEverything() {
             (Matters(page) ? existing : appended).push_back(page);
         }
     }
+    // A transaction that changed nothing leaves the file's time alone, too.
     if (existing.empty() && appended.empty() && !journal_) {
         return;
     }
@@ -322,6 +324,7 @@ void PagedFile::WriteEverything() {
         JournalPages(existing, true);
         LockContent();
     }
+    // New pages first: until existing ones refer to them they do no harm.
     WritePages(appended);
     WritePages(existing);
     if (file_.Size() != OffsetOf(page_count_)) {

@@ -91,7 +91,7 @@ std::string FixedNumberByName(const Cell& value, const std::string& type_name, i
 namespace text {
 namespace {
 
-// Characters. A source that knows no width for a text tells the largest number there is: no line is
+// Characters. A source that knows no width for a text gives the largest number there is: no line is
 // padded to that.
 constexpr std::size_t kWidestField = 1 << 20;
 

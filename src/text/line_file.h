@@ -8,9 +8,10 @@
 //
 // What a count of accepted lines is worth: EndLine either accepts the line or throws, and then the
 // line is gone without a trace. An accepted line is never dropped while the file is open: that a
-// buffer couldn't be written is told by the line that finds the next one full, which is refused,
-// and so is each line after it until the write, tried again with each, succeeds. When Finish or
-// Abandon can't get rid of the last lines, Lines() falls to those that are whole in the file.
+// buffer couldn't be written is reported by the line that finds the next one full, which is
+// refused, and so is each line after it until the write, tried again with each, succeeds. When
+// Finish or Abandon can't get rid of the last lines, Lines() falls to those that are whole in the
+// file.
 
 #include "data/code_page.h"
 #include "data/utf.h"

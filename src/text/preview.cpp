@@ -122,6 +122,7 @@ LineFields SplitLine(std::string_view line,
     return split;
 }
 
+// All of them, doubled ones too: for the eye only, the driver reads by its own rules.
 std::string WithoutQualifier(std::string_view field, std::string_view qualifier) {
     std::string text;
     for (;;) {

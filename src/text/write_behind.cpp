@@ -55,7 +55,8 @@ void WriteBehind::Write() {
     }
 }
 
-// What a write is asked for stands still while it runs: nobody else looks at it without the lock.
+// What a write is asked for stands still while it runs, and no other code looks at it without the
+// lock.
 void WriteBehind::Loop() {
     std::unique_lock lock(mutex_);
     for (;;) {

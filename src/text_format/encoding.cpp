@@ -111,6 +111,7 @@ TextEncoding TextEncoding::Choose(std::string_view character_set,
     return encoding;
 }
 
+// Such a delimiter ("§", "¦") in a file that calls itself UTF-8 shows that it isn't.
 void TextEncoding::SettleBy(std::string_view delimiter, std::string_view head) {
     if (form_ != Form::Utf8 || mark_bytes_ > 0 || IsAscii(delimiter) ||
         head.find(delimiter) != std::string_view::npos) {
@@ -161,6 +162,7 @@ void TextEncoding::AppendUtf8(std::string_view bytes, std::string& out) const {
         page_->AppendUtf8(bytes, out);  // there one byte alone means nothing
         return;
     }
+    // Character by character: what is well-formed stays, the stray bytes between are of the page.
     while (!bytes.empty()) {
         const std::size_t length = Utf8Length(bytes);
         if (length > 0) {

@@ -24,6 +24,7 @@ DataError FolderMissing(std::string_view folder) {
                        "and that you are connected to the server on which the file resides.");
 }
 
+// Its number is the one by which scripts know a missing table.
 DataError FileMissing(std::string_view name) {
     return {kErrNoSuchTable,
             "The Microsoft Jet database engine could not find the object " + Quoted(name) +
@@ -37,6 +38,7 @@ DataError CannotListFolder(std::string_view folder, std::string_view reason) {
                        ".  Check its permissions.");
 }
 
+// Rows behind the change may be halves of old and new lines, so reading stops.
 DataError ChangedWhileRead(std::string_view path, std::int64_t row) {
     return Unspecified("The file " + Quoted(path) +
                        " was changed by another program while it was read" +

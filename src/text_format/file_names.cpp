@@ -70,6 +70,7 @@ std::optional<std::string> FindFile(const std::string& folder, std::string_view 
     return FindAsSpelledOrNoCase(folder, dotted);
 }
 
+// "orders#csv" makes orders.csv; "a#1.csv" has its dot and keeps the "#".
 std::string NewFileName(std::string_view table_name) {
     std::string name(table_name);
     const auto mark = name.rfind('#');
@@ -125,6 +126,7 @@ std::string FindFolder(const std::string& folder) {
         return folder;
     }
     fs::path found = fs::path(folder).is_absolute() ? "/" : ".";
+    // Paths from other machines may differ in letter case in any of their parts.
     for (const fs::path& part : fs::path(folder).relative_path()) {
         const std::string name = part.string();
         if (name.empty()) {

@@ -106,6 +106,7 @@ public:
         batch_.open_field = open_field;
         batch_.field_count += std::min(count_, max_fields_);
     }
+    // Fields beyond max_fields are counted, not kept: callers ask how wide the row was.
     std::size_t RowBegin() const { return row_begin_; }
     std::size_t Count() const { return count_; }
 
@@ -195,6 +196,7 @@ std::size_t RowSplitter::SplitFields(const Window& window, RowBatch& batch) cons
             return row.RowBegin();
         }
         const bool plain = walk.TakePlain();
+        // An empty line is no row.
         if (place > row.RowBegin()) {
             row.Finish(plain);
         }
@@ -205,6 +207,7 @@ std::size_t RowSplitter::SplitFields(const Window& window, RowBatch& batch) cons
     return row.RowBegin();
 }
 
+// The same grammar as SplitFields: what one accepts, the other does, too.
 std::size_t RowSplitter::SplitCarefully(const Window& window, RowBatch& batch) const {
     const char* const data = window.data;
     const char* const end = data + window.size;

@@ -22,7 +22,7 @@ public:
     std::int64_t Size() const { return static_cast<std::int64_t>(stamp_.size); }
 
     // Reads up to `size` bytes at `offset`; fewer only at the end of the file. Throws DataError if
-    // that fails or the file has changed, which is then told of what is behind `row`.
+    // that fails or the file has changed, which the error then says of what is behind `row`.
     std::size_t Read(std::int64_t offset, char* out, std::size_t size, std::int64_t row = 0) const;
 
     // Takes the present state for the right one: after we have appended to the file ourselves.

@@ -68,6 +68,7 @@ DatePicture::DatePicture(std::string_view picture) : picture_(picture) {
             at += 5;
             continue;
         }
+        // Of no other character does this make one of the six.
         const char letter = static_cast<char>(picture[at] | 0x20);  // letters only
         std::size_t length = 1;
         while (at + length < picture.size() && (picture[at + length] | 0x20) == letter) {

@@ -146,6 +146,7 @@ Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) 
     if (bytes.empty()) {
         return field.IsQualified() ? Cell::Text({}) : Cell::Null();
     }
+    // No database takes a NUL in a text, some would cut the text there.
     if (!plain && bytes.find('\0') != std::string_view::npos) {
         return Cell::Unreadable();
     }
@@ -156,6 +157,7 @@ Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) 
     return Cell::Text(text);
 }
 
+// Blanks around numbers and dates don't count; bytes are taken as they stand.
 Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain) {
     if (column_.type == ColumnType::Binary || column_.type == ColumnType::Ole) {
         if (bytes.empty()) {

@@ -1,6 +1,6 @@
 #pragma once
 // From the bytes of a field to a cell, by the type of its column. One reader a column; the kind of
-// work is settled when it is made.
+// work is decided when it is made.
 
 #include "data/value.h"
 #include "data/value_text.h"

@@ -61,6 +61,8 @@ void AppendQualified(std::string_view text, const std::string& qualifier, std::s
 
 }  // namespace
 
+// Names of a file of fixed width stand side by side without quotes; its reader passes the line
+// over.
 std::string HeaderLine(const TableFormat& format, std::span<const std::string> names) {
     std::string line;
     for (const std::string& name : names) {
@@ -105,6 +107,7 @@ const std::string& LineWriter::LineOf(std::span<const Cell> row) {
         // An empty line would be no row.
         const std::string& qualifier = source_.format.qualifier;
         if (qualifier.empty()) {
+            // Quotes would tell it from an empty line.
             Refuse(columns_.front(), "a row of one empty field would be no row");
         }
         source_.encoding.AppendFileBytes(qualifier + qualifier, line_);

@@ -114,6 +114,7 @@ bool TakeWhole(std::string_view& rest, std::string_view separator, std::string& 
     return true;
 }
 
+// One road for amounts and for grouped numbers, which are amounts without a symbol.
 std::optional<Amount> ParseFramed(std::string_view text,
                                   std::string_view symbol,
                                   std::string_view separator,
@@ -162,6 +163,7 @@ std::optional<NumberParts> TakeApart(std::string_view text, std::string_view poi
         const bool minus = TakePrefix(text, "-");
         parts.has_exponent_sign = minus || TakePrefix(text, "+");
         const std::string_view digits = TakeDigits(text);
+        // More digits than any double's exponent has: an article number, say, not a number.
         if (digits.empty() || digits.size() > 4) {
             return std::nullopt;
         }
@@ -185,6 +187,7 @@ std::optional<Decimal> ToDecimal(const NumberParts& parts) {
     while (!whole.empty() && whole.front() == '0') {
         whole.remove_prefix(1);
     }
+    // An exponent might move the point beyond 38 digits; callers then take the double.
     if (parts.has_exponent || whole.size() + parts.fraction.size() > kMaxDecimalDigits) {
         return std::nullopt;
     }
@@ -199,6 +202,7 @@ std::optional<Decimal> ToDecimal(const NumberParts& parts) {
     return value;
 }
 
+// Put together with a point and read by the one reader of doubles, so that both round alike.
 std::optional<double> ToDouble(const NumberParts& parts) {
     std::string plain = parts.negative ? "-" : "";
     plain += parts.whole.empty() ? "0" : parts.whole;

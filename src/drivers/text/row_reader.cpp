@@ -125,6 +125,7 @@ void RowReader::ReadMore() {
         used_ = left;
         done_ = 0;
     }
+    // Half a window of one row: with less room than that, reads would become small and many.
     if (left > capacity_ / 2 && (capacity_ < kMaxRowBytes || left == capacity_)) {
         Grow();
     }

@@ -1,9 +1,9 @@
 // How one file is to be read: the connection string first, then its section of Schema.ini over it,
 // key by key. Both are written by hand and by other programs, so nothing here fails: a word that
-// isn't understood leaves what was there, as a refused file would help nobody who only wants its
-// rows. Easy to get wrong: a semicolon may be the delimiter inside "Delimited(;)" of a string that
-// is itself cut at semicolons, a column's name may have blanks and quotes, and two spellings of
-// TextDelimiter are in use.
+// isn't understood leaves what was there, as refusing the
+// file would help less than reading it. Easy to get wrong: a semicolon may be the delimiter inside
+// "Delimited(;)" of a string that is itself cut at semicolons, a column's name may have blanks and
+// quotes, and two spellings of TextDelimiter are in use.
 
 #include "drivers/text/table_format.h"
 
@@ -17,6 +17,7 @@
 namespace vantry::text {
 namespace {
 
+// A width of a mistyped line must not make rows of gigabytes.
 constexpr std::uint32_t kMaxWidth = 1'000'000;
 
 std::optional<bool> BooleanOf(std::string_view word) {
@@ -95,6 +96,7 @@ std::string_view TakeWord(std::string_view& rest) {
     return word;
 }
 
+// A quote that isn't closed is part of the name.
 std::string_view TakeName(std::string_view& rest) {
     rest = TrimBlanks(rest);
     if (!rest.empty() && rest.front() == '"') {
@@ -145,6 +147,7 @@ DeclaredColumn ColumnOf(std::string_view line) {
     while (!line.empty()) {
         const std::string_view word = TakeWord(line);
         std::string_view ahead = line;
+        // A word without a number behind it is passed over alone: the next may be a known one.
         const auto number = NumberOf(TakeWord(ahead));
         if (!number) {
             continue;
@@ -260,6 +263,7 @@ void ApplySection(const SchemaSection* section, TableFormat& format) {
     if (const auto value = section->Get("CharacterSet"); value && !value->empty()) {
         format.character_set = *value;
     }
+    // The second spelling stands in widely copied instructions.
     const auto delimiter = section->Get("TextDelimiter");
     if (const auto value = delimiter ? delimiter : section->Get("TextDelimeter")) {
         ApplyQualifier(*value, format);

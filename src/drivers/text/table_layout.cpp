@@ -177,6 +177,8 @@ private:
         for (std::size_t k = 0; k < count; ++k) {
             const FieldSpan field = reader.Field(k);
             const std::string_view bytes = reader.Bytes(field);
+            // Empty fields fit every type; a column that is text already can't become anything
+            // else.
             if (bytes.empty() || guesses_[k].TakesTextOf(bytes.size())) {
                 continue;
             }
@@ -284,6 +286,7 @@ TableLayout FindLayout(const TableSource& source, ReaderSizes sizes) {
     if (source.format.has_header) {
         layout.first_row = PassHeader(source, sizes, header, header_count);
     }
+    // A list of columns defines all of them: the names of the header are passed over.
     if (!source.format.columns.empty()) {
         layout.columns = DeclaredColumns(source);
         return layout;
@@ -365,6 +368,7 @@ std::shared_ptr<const TableLayout> LayoutCache::Find(const TableSource& source) 
                          .count();
     if (now - stamp.modified_ns > kSettledNanos) {
         const std::lock_guard lock(mutex_);
+        // Rare enough to begin anew.
         if (entries_.size() >= kMaxRemembered) {
             entries_.clear();
         }

@@ -35,7 +35,7 @@ struct TableSource {
     FileForms Forms() const;
 };
 
-// Opens the file and settles its character set. Throws DataError if it can't be read or isn't text.
+// Opens the file and finds its character set. Throws DataError if it can't be read or isn't text.
 TableSource OpenSource(const std::string& path, TableFormat format);
 
 // Reads the header and as many rows as the format says. Throws DataError.

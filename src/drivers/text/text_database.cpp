@@ -110,6 +110,7 @@ std::string ColumnLine(const sql::ColumnDefinition& column) {
     return line;
 }
 
+// New tables are always delimited: a width isn't known for every type.
 std::string FormatLine(const TableFormat& format) {
     if (format.delimiter == ",") {
         return "CSVDelimited";
@@ -140,6 +141,7 @@ void PrependSection(const std::string& folder, const std::string& section) {
     const std::string older = ReadSchemaFile(folder).value_or("");
     const std::string path =
         PathIn(folder, FindFile(folder, kSchemaFile).value_or(std::string(kSchemaFile)));
+    // The mark, if there is one, must stay the first bytes of the file.
     const auto encoding = TextEncoding::Choose("", older, path);
     std::string content = older.substr(0, encoding.MarkBytes());
     encoding.AppendFileBytes(section, content);
@@ -177,6 +179,7 @@ std::shared_ptr<sql::StoredTable> TextDatabase::OpenTable(std::string_view name)
     if (!file_name) {
         return nullptr;
     }
+    // A polled file is read by the section of its sample.
     TableFormat format = defaults_;
     const std::string& section = format.layout_file.empty() ? *file_name : format.layout_file;
     ApplySection(SchemaIni::Load(folder_).Find(section), format);

@@ -26,7 +26,7 @@ public:
     std::vector<TableEntry> Tables() override;
     std::shared_ptr<sql::StoredTable> OpenTable(std::string_view name) override;
     // A folder has no saved queries: who asks for one has found no file of the name. Throws the
-    // error for that, which tells the folder.
+    // error for that, which names the folder.
     std::optional<std::string> ViewText(std::string_view name) override;
     // A new file with its header, and a section for it in front of the others in "Schema.ini".
     void CreateTable(const sql::TableDefinition& definition) override;

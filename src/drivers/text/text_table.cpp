@@ -51,6 +51,7 @@ public:
         return true;
     }
 
+    // Cells look into the window or into their reader: they live until the next row.
     std::span<const Cell> Row() const override { return cells_; }
     sql::RowId CurrentRow() const override { return reader_.RowOffset(); }
 
@@ -58,6 +59,7 @@ public:
         if (row < layout_->first_row || row >= file_->Size()) {
             return false;
         }
+        // An offset from another state of the file may stand inside a row.
         reader_.MoveTo(row);
         if (!reader_.Next() || reader_.RowOffset() != row) {
             return false;
@@ -110,6 +112,7 @@ private:
         const bool plain = reader_.IsPlainRow();
         const std::size_t count = reader_.FieldCount();
         for (std::size_t k = 0; k < columns_.size(); ++k) {
+            // A row that is shorter than the header.
             if (columns_[k] >= count) {
                 cells_[k] = Cell::Null();
                 continue;
@@ -170,6 +173,7 @@ std::int64_t TextTable::CountRows() {
     return reader.CountRest();
 }
 
+// The writer is made at the first row: most tables are only read.
 void TextTable::Insert(std::span<const Cell> row) {
     if (!writer_) {
         writer_ = std::make_unique<LineWriter>(source_, *layout_);
@@ -188,6 +192,7 @@ void TextTable::Insert(std::span<const Cell> row) {
         behind.first_row += static_cast<std::int64_t>(header.size());
         layout_ = std::make_shared<const TableLayout>(std::move(behind));
     }
+    // Header and row go in one write: a file with a header alone would be a table, too.
     journal_->Append(source_.file, source_.encoding, header + line);
     grown_ = true;
 }

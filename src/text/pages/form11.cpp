@@ -140,6 +140,7 @@ void Form11::RefreshList() {
     }
 }
 
+// Rows of the list and elements of files_ go together, one for one.
 TableRec* Form11::Selected() {
     const auto entries = ui_->FilesList->selectedItems();
     if (entries.isEmpty()) {
@@ -163,6 +164,7 @@ void Form11::Tick(bool all) {
     ui_->FilesList->viewport()->update();
 }
 
+// Numbered anew: the run takes TabID for the place among the tables of the session.
 std::vector<TableRec> Form11::TickedFiles() const {
     std::vector<TableRec> ticked;
     for (std::size_t i = 0; i < files_.size(); ++i) {
@@ -199,6 +201,7 @@ void Form11::Next() {
     SourceConnStr = TextSourceConnectionString(Folder());
     SrcTables = std::move(ticked);
     SourceQueryMode = 0;
+    // Hidden, not unloaded: Back must find the ticks and formats as they are.
     HidePage("Form11");
     if (const auto target = TargetPageOf(TargetType); !target.empty()) {
         ShowPage(target);

@@ -118,6 +118,7 @@ void Form12c::CheckLeftFolderSoon() {
     });
 }
 
+// An empty field isn't complained about here: the user may be on the way to the folder chooser.
 bool Form12c::CheckLeftFolder() {
     const QString folder = ui_->FName->text();
     if (!std::exchange(folder_left_, false) || !PageIsVisible("Form12c") || folder.isEmpty() ||
@@ -155,6 +156,7 @@ void Form12c::DelimiterChosen(int option) {
     }
 }
 
+// A double quote could not be told from the qualifier.
 void Form12c::OtherTyped() {
     const QString text = ui_->OthFormat->text();
     if (text == "\"") {
@@ -193,6 +195,7 @@ void Form12c::Next() {
         return;
     }
     TextDestFormat = delimited ? "DELIMITED" : "FIXED";
+    // Written back into the field, so that going Back shows what is in force.
     QString extension = ui_->DefExt->currentText();
     if (extension.isEmpty()) {
         extension = ".txt";

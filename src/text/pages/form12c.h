@@ -29,7 +29,7 @@ private:
     void DelimiterChosen(int option);
     void OtherTyped();
     void ChooseFolder();
-    // True unless FName was left with a folder that isn't there, which is told.
+    // True unless FName was left with a folder that isn't there, of which a box tells the user.
     bool CheckLeftFolder();
     void CheckLeftFolderSoon();
     void Next();

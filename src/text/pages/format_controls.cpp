@@ -97,12 +97,14 @@ void FormatControls::Load(const TableRec& format) {
     }
     Option1->button(option < 0 ? kOther : option)->setChecked(true);
     ChkNames->setChecked(format.SFirstColLine == 1);
+    // From here on the user is asked again: a stored format may lack its delimiter.
     loading_ = false;
     OthChr->setEnabled(option < 0);
     TakeQualifier();
     TakeDelimiter();
 }
 
+// An empty other delimiter is asked for at once, not only on Next: without one there is no preview.
 bool FormatControls::TakeDelimiter() {
     const int option = Option1->checkedId();
     const bool other = option == kOther;
@@ -172,6 +174,7 @@ void FormatControls::Clear() {
 
 void FormatControls::PreviewAgain() {
     if (!TextPreview->document()->isEmpty()) {
+        // A copy: Preview() clears path_ before it reads its argument.
         Preview(std::string(path_));
     }
 }
@@ -202,6 +205,7 @@ void FormatControls::Preview(const std::string& path) {
     }
 }
 
+// A file may have hundreds of columns; measuring each would be felt at every keystroke.
 void FormatControls::FitColumns() {
     for (int column = 0; column < std::min(grid_->columnCount(), kFittedColumns); ++column) {
         ColGrid->resizeColumnToContents(column);

@@ -25,7 +25,7 @@ class PreviewModel;
 class FormatControls : public QObject {
     Q_OBJECT
 public:
-    // Where the page keeps what the user changes; the loading of a format isn't told.
+    // Where the page keeps what the user changes; loading a format calls none of them.
     struct Stores {
         std::function<void(const std::string&)> delimiter;
         std::function<void(const std::string&)> qualifier;
@@ -39,7 +39,7 @@ public:
     void Open();
     // Shows a file's SFormat, TextQ and SFirstColLine.
     void Load(const TableRec& format);
-    // Shows the file and how it is split. A file that can't be read is told.
+    // Shows the file and how it is split. Shows a box if the file can't be read.
     void Preview(const std::string& path);
     void Clear();
 
