@@ -28,38 +28,46 @@ bool EightAscii(std::string_view text, std::size_t at) {
     return text.size() - at >= 8 && (EightAt(text.data() + at) & 0x8080808080808080) == 0;
 }
 
+// The character of the pair that begins at `at`; null if there is none.
+const DecodedCharacter* PairAt(const CodePageTables& tables,
+                               std::string_view bytes,
+                               std::size_t at) {
+    const std::uint8_t index = tables.pairs_of[static_cast<unsigned char>(bytes[at])];
+    if (index == 0 || at + 1 == bytes.size()) {
+        return nullptr;
+    }
+    const auto* const pair = &tables.pairs[index - 1U][static_cast<unsigned char>(bytes[at + 1])];
+    return pair->length == 0 ? nullptr : pair;
+}
+
 std::size_t DecodeByTables(const CodePageTables& tables, std::string_view bytes, std::string& out) {
     std::array<char, 3 * kChunk + 1> chunk;  // one more: four bytes are copied for each character
     std::size_t at = 0;
     while (at < bytes.size()) {
-        // A pair may reach one byte behind this end: a piece is a unit of output, not of input.
-        const std::size_t end = std::min(bytes.size(), at + kChunk);
+        // A pair may reach one byte behind the piece.
+        const std::string_view piece = bytes.substr(0, at + kChunk);
         char* to = chunk.data();
-        bool known = true;
-        while (at < end && known) {
-            if (end - at >= 8 && EightAscii(bytes, at)) {
-                std::memcpy(to, bytes.data() + at, 8);
+        while (at < piece.size()) {
+            if (EightAscii(piece, at)) {
+                std::memcpy(to, piece.data() + at, 8);
                 at += 8;
                 to += 8;
                 continue;
             }
-            const auto byte = static_cast<unsigned char>(bytes[at]);
-            const DecodedCharacter* character = &tables.single[byte];
-            std::size_t length = 1;
-            if (character->length == 0 && tables.pairs_of[byte] != 0 && at + 1 < bytes.size()) {
-                character = &tables.pairs[tables.pairs_of[byte] - 1U]
-                                         [static_cast<unsigned char>(bytes[at + 1])];
-                length = 2;
+            const auto* character = &tables.single[static_cast<unsigned char>(piece[at])];
+            if (character->length == 0) [[unlikely]] {
+                character = PairAt(tables, bytes, at);
+                if (character == nullptr) {
+                    out.append(chunk.data(), to);
+                    return at;
+                }
+                ++at;
             }
             std::memcpy(to, character, sizeof *character);  // the length goes where the next begins
             to += character->length;
-            known = character->length != 0;
-            at += known ? length : 0;
+            ++at;
         }
         out.append(chunk.data(), to);
-        if (!known) {
-            break;
-        }
     }
     return at;
 }
