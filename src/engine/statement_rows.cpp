@@ -112,7 +112,16 @@ bool StatementRows::TakeRow() {
         scope([&] { column.bind(column); });
     }
     ++load_.rows.read;
-    Send([&] { command_.Execute(); });
+    bool again = false;
+    Send([&] {
+        if (again) {  // values are used up by a call, also by one that is refused
+            for (auto& column : columns_) {
+                column.bind(column);
+            }
+        }
+        again = true;
+        command_.Execute();
+    });
     scope([] { SrcRS->MoveNext(); });
     ShowRow(load_);
     HandOver(load_);

@@ -230,18 +230,19 @@ TEST_F(AccessDriverOnRealFiles, SeveralValuesOfAnUnknownKindAreUnreadable) {
         return kinds;
     };
     EXPECT_EQ(read(Copy("complexDataTestV2010.accdb"))[ValueKind::Unreadable], 0);
-    const auto path = Damaged("complexDataTestV2010.accdb", [](test::FileBytes& file) {
-        // The column of the values gets another name in every table that has one.
-        const std::u16string name = u"Value";
-        const auto sought = std::as_bytes(std::span(name));
-        for (auto at = file.bytes.begin();;) {
-            at = std::search(at, file.bytes.end(), sought.begin(), sought.end());
-            if (at == file.bytes.end()) {
-                break;
+    const auto path = Damaged(
+        (test::kRealFiles / "complexDataTestV2010.accdb").string(), [](test::FileBytes& file) {
+            // The column of the values gets another name in every table that has one.
+            const std::u16string name = u"Value";
+            const auto sought = std::as_bytes(std::span(name));
+            for (auto at = file.bytes.begin();;) {
+                at = std::search(at, file.bytes.end(), sought.begin(), sought.end());
+                if (at == file.bytes.end()) {
+                    break;
+                }
+                *at = std::byte{'W'};
             }
-            *at = std::byte{'W'};
-        }
-    });
+        });
     EXPECT_EQ(read(path)[ValueKind::Text], 0);
     EXPECT_GT(read(path)[ValueKind::Unreadable], 0);
 }
