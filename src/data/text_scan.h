@@ -116,4 +116,17 @@ inline constexpr int PairAt(std::uint64_t pairs, int place) {
     return static_cast<int>((pairs >> (8 * place)) & 0xFF);
 }
 
+// Of a number that a server wrote with all digits of its column's scale: "3.5" of "3.5000", "3" of
+// "3.0000". What has no point, and what isn't plain digits at its end, is left.
+inline std::string_view WithoutTrailingZeros(std::string_view number) {
+    if (number.empty() || number.back() != '0' || number.find('.') == std::string_view::npos) {
+        return number;
+    }
+    number = number.substr(0, number.find_last_not_of('0') + 1);
+    if (number.back() == '.') {
+        number.remove_suffix(1);
+    }
+    return number;
+}
+
 }  // namespace vantry

@@ -169,6 +169,18 @@ char* PutDecimal(char* to, const Decimal& value) {
     return PutScaled(to, value.unscaled < 0, value.unscaled < 0 ? 0 - bits : bits, value.scale);
 }
 
+// As a double of the same value is written: 3.5000 of a column with four decimals is "3.5".
+char* PutWithoutTrailingZeros(char* to, const Decimal& value) {
+    char* end = PutDecimal(to, value);
+    if (value.scale > 0) {
+        while (end[-1] == '0') {
+            --end;
+        }
+        end -= end[-1] == '.' ? 1 : 0;
+    }
+    return end;
+}
+
 char* PutDouble(char* to, double value) {
     char* const end = PutFewDecimals(to, value);
     return end != nullptr ? end : PutFloat(to, value);
@@ -204,7 +216,7 @@ char* PutShortText(const Cell& value, char* to) {
         case ValueKind::Double:
             return PutDouble(to, value.AsDouble());
         case ValueKind::Decimal:
-            return PutDecimal(to, value.AsDecimal());
+            return PutWithoutTrailingZeros(to, value.AsDecimal());
         case ValueKind::DateTime:
             return PutDateTime(value.AsDateTime(), to);
         case ValueKind::Unset:

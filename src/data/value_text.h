@@ -3,10 +3,11 @@
 // text", and what text sources and text given for another type are read by. One module, so that
 // what is written as a local date is read back as that date.
 //
-// Numbers: always "." and no grouping. Booleans: "True" and "False". Dates: the locale's short date
-// with a four-digit year, then a blank and the locale's time; the time alone when the day is
-// 1899-12-30, the day alone at midnight; fractions of a second follow the seconds as ".123" when
-// there are any. In the locales "C" and "POSIX" that is yyyy-mm-dd hh:mm:ss.
+// Numbers: always "." and no grouping, no zeros at the end of the decimals. Booleans: "True" and
+// "False". Dates: the locale's short date with a four-digit year, then a blank and the locale's
+// time; the time alone when the day is 1899-12-30, the day alone at midnight; fractions of a second
+// follow the seconds as ".123" when there are any. In the locales "C" and "POSIX" that is
+// yyyy-mm-dd hh:mm:ss.
 
 #include "data/calendar.h"
 #include "data/date_format.h"
@@ -53,7 +54,7 @@ char* PutDateTime(const DateTime& value, char* to);
 void AppendIsoDateTime(const DateTime& value,
                        std::string& out);  // yyyy-mm-dd hh:mm:ss[.f], always both parts
 std::string IsoText(const DateTime& value);
-void AppendDecimal(const Decimal& value, std::string& out);
+void AppendDecimal(const Decimal& value, std::string& out);  // with all decimals of its scale
 void AppendDouble(double value, std::string& out);  // up to 15 digits if they say it all, else 17;
                                                     // 1E+15 and above with exponent
 

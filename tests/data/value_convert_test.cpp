@@ -14,7 +14,11 @@ Cell DecimalCell(Int128 unscaled, int scale) {
 }
 
 std::string DecimalText(const std::optional<Decimal>& value) {
-    return value ? ToText(Cell::FromDecimal(*value)) : "nothing";
+    std::string text;
+    if (value) {
+        AppendDecimal(*value, text);  // with the decimals of its scale
+    }
+    return value ? text : "nothing";
 }
 
 TEST(ValueConvert, IntegersAreExactOrNothing) {

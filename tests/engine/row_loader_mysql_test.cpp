@@ -81,7 +81,7 @@ TEST_F(MySQLLoaderTest, ValuesStandInTheStatementByTheirType) {
         {adBoolean, Bool(false), "False"},
         {adBoolean, Null(), "NULL"},
         {adInteger, Int(-42), "-42"},
-        {adCurrency, Value(Cell::FromDecimal({125000, 4})), "12.5000"},
+        {adCurrency, Value(Cell::FromDecimal({125000, 4})), "12.5"},
         {adDouble, Value(Cell::Double(0.5)), "0.5"},
         {adNumeric, Value(Cell::NumberText("3.25")), "3.25"},
         {adGUID, Text("  {abc}  "), "{abc}"},

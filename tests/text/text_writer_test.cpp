@@ -75,7 +75,7 @@ TEST_F(TextWriterTest, EachTypeHasItsFormInEachFormat) {
         {adInteger, 4, Null(), "", "       "},
         {adDouble, 8, Value(Cell::Double(0.25)), "0.25", "             0.25"},
         {adDouble, 8, Null(), "", "                 "},
-        {adCurrency, 8, Value(Cell::FromDecimal({15000, 4})), "1.5000", "               1.5000"},
+        {adCurrency, 8, Value(Cell::FromDecimal({15000, 4})), "1.5", "                  1.5"},
         {adDate, 8, Moment(2006, 5, 1), "2006-05-01", "2006-05-01"},
         {adDate, 8, Moment(2006, 5, 1, 7, 8, 9), "2006-05-01 07:08:09", "2006-05-01 07:08:09"},
         {adDBTime, 6, Moment(1899, 12, 30, 7, 8, 9), "07:08:09", "07:08:09  "},

@@ -1,6 +1,7 @@
 #include "drivers/mysql/types.h"
 
 #include "data/ascii.h"
+#include "data/text_scan.h"
 #include "data/value_text.h"
 
 #include <algorithm>
@@ -174,7 +175,7 @@ Cell DecimalCell(std::string_view text) {
             return Cell::Text(text);
         }
     }
-    return Cell::NumberText(text);
+    return Cell::NumberText(WithoutTrailingZeros(text));
 }
 
 Cell PaddedDecimalCell(std::string_view text) {

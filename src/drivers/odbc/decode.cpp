@@ -89,7 +89,7 @@ bool IsPlainDecimal(std::string_view text) {
 
 Cell DecimalCell(std::string_view text, std::string& scratch) {
     if (IsPlainDecimal(text)) {
-        return Cell::NumberText(text);
+        return Cell::NumberText(WithoutTrailingZeros(text));
     }
     // ".5" of Oracle, "+1", "-0.00"
     const bool bare_point = text.starts_with('.') || text.starts_with("-.");

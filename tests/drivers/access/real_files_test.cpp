@@ -163,12 +163,12 @@ TEST_F(KnownContent, CalculatedColumns) {
                     {"LastFirst", "LastFirstLen", "MonthlySalary", "IsRich", "AllNames"}),
               (Strings{"Wayne, Bruce|12|83333.3333|True|Wayne, Bruce=Wayne, Bruce",
                        "Simpson, Bart|13|-0.0833|False|Simpson, Bart=Simpson, Bart",
-                       "Doe, John|9|0.0000|False|Doe, John=Doe, John",
+                       "Doe, John|9|0|False|Doe, John=Doe, John",
                        "User, Test|10|8.3333|False|User, Test=User, Test"}));
     EXPECT_EQ(Lines("calcFieldTestV2010.accdb", "Table1", {"WeeklySalary", "DecimalTest"}),
-              (Strings{"19230.7692307692|50.325000",
-                       "-0.0192307692307692|-36.222200",
-                       "0|0.012300",
+              (Strings{"19230.7692307692|50.325",
+                       "-0.0192307692307692|-36.2222",
+                       "0|0.0123",
                        "1.92307692307692|102030405060.654321"}));
     EXPECT_EQ(Lines("extDateTestV2019.accdb", "Table1", {"DateNormalCalc"})[4], "NULL");
 }

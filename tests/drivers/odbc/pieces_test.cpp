@@ -163,7 +163,7 @@ TEST(DecodeTest, AValueThatIsntOfItsColumnsTypeComesAsText) {
         {Form::IntegerText, "", "text:"},
         {Form::NumberText, "1e400", "text:1e400"},
         {Form::DecimalText, "-.5", "number:-0.5"},
-        {Form::DecimalText, "-0.00", "number:0.00"},
+        {Form::DecimalText, "-0.00", "number:0"},
         {Form::DecimalText, "0012", "number:12"},
         {Form::DecimalText,
          "12345678901234567890123456789012345678",

@@ -198,7 +198,7 @@ TEST_F(SelectTest, SavedQueriesAreTablesToo) {
     database_->views["LOOP"] = "select * from LOOP2";
     database_->views["LOOP2"] = "select * from LOOP";
     EXPECT_EQ(Rows("select * from Bigger order by id desc"),
-              "2|ÉMILE|100.0000|200.0000\n1|Ada|12.5000|25.0000");
+              "2|ÉMILE|100|200\n1|Ada|12.5|25");
     EXPECT_EQ(Rows("select count(*) from Big"), "3");
     EXPECT_EQ(Names("select * from [Bigger]"), "id:3,customer:202,price:6,twice:6");
     EXPECT_EQ(ErrorOf("select * from Loop").Description(), "Circular reference caused by 'LOOP'.");
@@ -207,9 +207,9 @@ TEST_F(SelectTest, SavedQueriesAreTablesToo) {
 TEST_F(SelectTest, UnreadableValuesHurtOnlyThoseWhoLookAtThem) {
     auto& rows = database_->Rows("Orders");
     rows.rows[2][2].Assign(Cell::Unreadable());
-    EXPECT_EQ(Rows("select id, price from Orders where id > 1"), "2|100.0000\n3|!\n4|-\n5|0.3333");
+    EXPECT_EQ(Rows("select id, price from Orders where id > 1"), "2|100\n3|!\n4|-\n5|0.3333");
     EXPECT_EQ(Rows("select id, price from Orders order by id desc"),
-              "5|0.3333\n4|-\n3|!\n2|100.0000\n1|12.5000");
+              "5|0.3333\n4|-\n3|!\n2|100\n1|12.5");
     const auto cursor = connection_->OpenCursor("select id from Orders where price > 1");
     EXPECT_TRUE(cursor->Next());
     EXPECT_TRUE(cursor->Next());
