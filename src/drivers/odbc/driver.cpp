@@ -111,11 +111,20 @@ public:
     explicit OdbcDriver(const Tuning& tuning) : tuning_(tuning) {}
 
     std::unique_ptr<DriverConnection> Connect(const ConnectionString& connection) override {
-        const auto login = Translate(connection, Machine::Read());
-        return std::make_unique<OdbcConnection>(std::make_shared<Link>(login, connection, tuning_));
+        return std::make_unique<OdbcConnection>(
+            std::make_shared<Link>(LoginOf(connection), connection, tuning_));
     }
 
 private:
+    static Login LoginOf(const ConnectionString& connection) {
+        try {
+            return Translate(connection, Machine::Read());
+        } catch (const DataError& error) {
+            throw DataError(
+                error.Number(), MaskSecrets(error.Description(), connection), error.Source());
+        }
+    }
+
     Tuning tuning_;
 };
 

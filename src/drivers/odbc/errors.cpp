@@ -1,6 +1,7 @@
 #include "drivers/odbc/errors.h"
 
 #include "data/connection_string.h"
+#include "data/message_text.h"
 #include "drivers/odbc/handles.h"
 #include "drivers/odbc/text_form.h"
 
@@ -176,6 +177,22 @@ DataError NoDriverOfKind(std::string_view role, std::string_view advice) {
     return {kErrUnspecified,
             "No ODBC driver for " + std::string(role) + " is installed. " + std::string(advice) +
                 ". Nothing else is missing.",
+            kSource};
+}
+
+DataError UnregisteredLibrary(const std::string& library) {
+    return {kErrUnspecified,
+            "The connection string names the driver " + Shown(library) +
+                ", which odbcinst.ini doesn't know: a string may load registered drivers only. "
+                "Register it there (odbcinst -i -d), and choose it by its name.",
+            kSource};
+}
+
+DataError RefusedKey(std::string_view key) {
+    return {kErrUnspecified,
+            "The connection string has the key " + std::string(key) +
+                ", by which a file of its choice would be loaded or written: take the key away, or "
+                "put it into the data source's section of odbc.ini and connect by DSN.",
             kSource};
 }
 

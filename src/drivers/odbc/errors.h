@@ -30,6 +30,9 @@ DataError StatementError(const std::vector<DiagnosticRecord>& records, const std
 DataError NoDriverManager();
 // `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.
 DataError NoDriverOfKind(std::string_view role, std::string_view advice);
+// A driver that a string names by its path, and a key that would load or write a file.
+DataError UnregisteredLibrary(const std::string& library);
+DataError RefusedKey(std::string_view key);
 DataError WrongParameterCount(std::size_t wanted, std::size_t given, const std::string& source);
 DataError StatementTooLong(std::size_t bytes, double most, const std::string& source);
 DataError NotARowStatement(const std::string& source);

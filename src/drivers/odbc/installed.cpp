@@ -140,6 +140,12 @@ const InstalledSource* Machine::FindSource(std::string_view name) const {
     return found != sources.end() ? &*found : nullptr;
 }
 
+bool Machine::HasLibrary(std::string_view library) const {
+    return std::any_of(drivers.begin(), drivers.end(), [&](const InstalledDriver& driver) {
+        return driver.library == library;
+    });
+}
+
 std::string Machine::LibraryOf(std::string_view driver) const {
     const auto* found = FindDriver(driver);
     return found != nullptr ? found->library : std::string(driver);

@@ -34,6 +34,8 @@ struct Machine {
     static Machine Read();
     const InstalledDriver* FindDriver(std::string_view name) const;  // by name or alias
     const InstalledSource* FindSource(std::string_view name) const;
+    // Whether a registered driver is this library, by the path that is registered.
+    bool HasLibrary(std::string_view library) const;
     // The library behind what a DSN or a Driver key names: itself, when it is no driver's name.
     std::string LibraryOf(std::string_view driver) const;
 };

@@ -212,14 +212,47 @@ void SetSqlServerKeys(const InstalledDriver& driver, Keys& keys) {
     }
 }
 
-Login Finish(Keys& keys, std::string source, std::string library, Provider provider) {
+// Keys by which a driver manager or a driver loads, or writes, a file of the string's own choice: a
+// description of a source that names its driver's library, an extension of SQLite, the client
+// library's plug-ins, a store of keys.
+constexpr std::string_view kFileKeys[] = {
+    "SAVEFILE", "LoadExt", "PLUGIN_DIR", "PLUGINDIR", "KeyStoreLocation", "CEKeystoreProvider"};
+
+// A user who can write a session must not thereby have a program run: a string names drivers that
+// the machine's owner has registered, never a library by its path.
+void RefuseLibraries(const Keys& keys, const Machine& machine) {
+    const auto* name = keys.Find("DRIVER");
+    if (name != nullptr && name->find_first_of("/;{}") != std::string::npos &&
+        machine.FindDriver(*name) == nullptr && !machine.HasLibrary(*name)) {
+        throw UnregisteredLibrary(*name);
+    }
+    const auto* description = keys.Find("FILEDSN");
+    if (description != nullptr && description->find('/') != std::string::npos) {
+        throw RefusedKey("FILEDSN");
+    }
+    for (const auto key : kFileKeys) {
+        if (keys.Find(key) != nullptr) {
+            throw RefusedKey(key);
+        }
+    }
+}
+
+Login Finish(Keys& keys,
+             const Machine& machine,
+             std::string source,
+             std::string library,
+             Provider provider) {
+    RefuseLibraries(keys, machine);
     AddDriverSettings(library, keys);
     return {keys.Text(), std::move(source), std::move(library), provider};
 }
 
-Login WithDriver(const InstalledDriver& driver, Keys& keys, Provider provider) {
+Login WithDriver(const InstalledDriver& driver,
+                 Keys& keys,
+                 const Machine& machine,
+                 Provider provider) {
     keys.Replace("DRIVER", driver.name);
-    return Finish(keys, driver.name, driver.library, provider);
+    return Finish(keys, machine, driver.name, driver.library, provider);
 }
 
 Login ByDriverName(const std::string& name, Keys& keys, const Machine& machine) {
@@ -250,10 +283,10 @@ Login ByDriverName(const std::string& name, Keys& keys, const Machine& machine) 
         keys.RenameAll(kLoginNames);
     }
     if (driver != nullptr) {
-        return WithDriver(*driver, keys, Provider::Odbc);
+        return WithDriver(*driver, keys, machine, Provider::Odbc);
     }
     keys.Replace("DRIVER", name);  // without the braces of the other grammar
-    return Finish(keys, name, name, Provider::Odbc);
+    return Finish(keys, machine, name, name, Provider::Odbc);
 }
 
 Login BySourceName(Keys& keys, const Machine& machine) {
@@ -268,6 +301,7 @@ Login BySourceName(Keys& keys, const Machine& machine) {
     }
     const auto* source = dsn != nullptr ? machine.FindSource(*dsn) : nullptr;
     return Finish(keys,
+                  machine,
                   name,
                   source != nullptr ? machine.LibraryOf(source->driver) : std::string(),
                   Provider::Odbc);
@@ -323,13 +357,14 @@ Login Translate(const ConnectionString& connection, const Machine& machine) {
     if (ContainsNoCase(provider, "SQLOLEDB")) {
         const auto& driver = RequireDriver(Protocol::SqlServer, machine);
         SetSqlServerKeys(driver, keys);
-        return WithDriver(driver, keys, Provider::SqlOleDb);
+        return WithDriver(driver, keys, machine, Provider::SqlOleDb);
     }
     const bool ms_oracle = ContainsNoCase(provider, "MSDAORA");
     if (ms_oracle || ContainsNoCase(provider, "OraOLEDB")) {
         const auto& driver = RequireDriver(Protocol::Oracle, machine);
         keys.RenameAll(kOracleNames);
-        return WithDriver(driver, keys, ms_oracle ? Provider::MsdaOra : Provider::OraOleDb);
+        return WithDriver(
+            driver, keys, machine, ms_oracle ? Provider::MsdaOra : Provider::OraOleDb);
     }
     return connection.IsOleDb() ? ByAnySourceProvider(keys, machine) : ByOdbcKeys(keys, machine);
 }

@@ -137,6 +137,41 @@ TEST(TranslationErrorTest, AMissingDriverIsToldWithItsPackageAndNothingElse) {
     EXPECT_NE(said("DRIVER=Oracle in OraHome;SERVER=x").find("Oracle"), std::string::npos);
 }
 
+// A stored string may come from a stranger.
+TEST(TranslationErrorTest, AStringLoadsRegisteredDriversAndNothingElse) {
+    const Machine machine{{kSqlite, kMicrosoft18}, {{"erp", "/usr/lib/odbc/libtdsodbc.so"}}};
+    const struct {
+        const char* stored;
+        bool refused;
+    } cases[] = {
+        {"Driver=/tmp/evil.so;Server=h", true},
+        {"DRIVER={/tmp/evil.so};Server=h", true},
+        {"Driver=../evil/libsqlite3odbc.so", true},
+        {"Driver=/tmp/libmsodbcsql-18.so;Server=h", true},
+        {"Driver=/tmp/mysql/maodbc.so;Server=h", true},
+        {"Driver={SQLite3}};FILEDSN=evil}", true},
+        {"Provider=MSDASQL;Extended Properties=\"Driver=/tmp/evil.so\"", true},
+        {"Provider=MSDASQL;Driver={/tmp/evil.so}", true},
+        {"FILEDSN=/tmp/evil.dsn", true},
+        {"Driver={SQLite3};Database=a.db;LoadExt=/tmp/evil.so", true},
+        {"DSN=erp;PLUGIN_DIR=/tmp", true},
+        {"DSN=erp;savefile=/tmp/erp.dsn", true},
+        {"Driver=/opt/microsoft/libmsodbcsql-18.3.so.2.1;Server=h", false},
+        {"Driver={SQLite3};Database=/tmp/a.db", false},
+        {"DSN=erp", false},
+        {"FILEDSN=erp", false},
+    };
+    for (const auto& one : cases) {
+        bool refused = false;
+        try {
+            Translate(ConnectionString::Parse(one.stored), machine);
+        } catch (const DataError&) {
+            refused = true;
+        }
+        EXPECT_EQ(refused, one.refused) << one.stored;
+    }
+}
+
 TEST(AliasTest, OnlyNamesThatLackTheWordGetOne) {
     EXPECT_EQ(AliasOf("FreeTDS", "libtdsodbc.so"), "SQL Server (FreeTDS)");
     EXPECT_EQ(AliasOf("MariaDB Unicode", "libmaodbc.so"), "MySQL (MariaDB Unicode)");
