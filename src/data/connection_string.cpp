@@ -297,4 +297,12 @@ std::string MaskSecrets(std::string_view text, const ConnectionString& connectio
     return masked;
 }
 
+std::string MaskSecret(std::string_view text, std::string_view secret) {
+    std::string masked(text);
+    if (!secret.empty()) {
+        ReplaceAll(masked, secret);
+    }
+    return masked;
+}
+
 }  // namespace vantry

@@ -65,4 +65,7 @@ private:
 // string in some of their errors.
 std::string MaskSecrets(std::string_view text, const ConnectionString& connection);
 
+// The same for one password.
+std::string MaskSecret(std::string_view text, std::string_view secret);
+
 }  // namespace vantry

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -38,11 +39,17 @@ public:
     // last ones.
     std::int64_t LostRows() const { return lost_rows_; }
     void SetLostRows(std::int64_t rows) { lost_rows_ = rows; }
+    // Rows of the failed call that are in the data source all the same: none, unless a driver says
+    // otherwise. Nothing when it can't be known, as when the connection broke off before the
+    // answer.
+    std::optional<std::int64_t> ArrivedRows() const { return arrived_rows_; }
+    void SetArrivedRows(std::optional<std::int64_t> rows) { arrived_rows_ = rows; }
     const char* what() const noexcept override { return description_.c_str(); }
 
 private:
     int number_;
     std::int64_t lost_rows_ = 0;
+    std::optional<std::int64_t> arrived_rows_ = 0;
     std::string description_;
     std::string source_;
 };

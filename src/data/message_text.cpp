@@ -1,9 +1,27 @@
 #include "data/message_text.h"
 
+#include "data/utf.h"
+
 namespace vantry {
 
 std::string Quoted(std::string_view text) {
     return "'" + std::string(text) + "'";
+}
+
+std::string WithoutControls(std::string_view text) {
+    const auto steers = [](char32_t c) {
+        return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x200E || c == 0x200F ||
+               (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+    };
+    std::string clean;
+    clean.reserve(text.size());
+    for (std::size_t position = 0; position < text.size();) {
+        const bool line_end = text[position] == '\n' || text.substr(position, 2) == "\r\n";
+        const bool stays = line_end || text[position] == '\t';
+        const char32_t c = NextCodePoint(text, position);
+        AppendUtf8(steers(c) && !stays ? U'?' : c, clean);
+    }
+    return clean;
 }
 
 std::string Shown(std::string_view value) {

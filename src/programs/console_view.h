@@ -1,6 +1,7 @@
 #pragma once
 // Shows a run on standard output: the log as it grows, without a bar.
 
+#include "data/message_text.h"
 #include "engine/run_view.h"
 
 #include <cstdio>
@@ -23,9 +24,10 @@ public:
     void ShowMessage(std::string_view text) override { Print(text); }
 
 private:
-    // The log ends its lines as a text box wants them; a terminal wants less.
+    // The log ends its lines as a text box wants them; a terminal wants less. Names of tables and
+    // words of servers must not steer it.
     static void Print(std::string_view text) {
-        for (const char c : text) {
+        for (const char c : WithoutControls(text)) {
             if (c != '\r') {
                 std::fputc(c, stdout);
             }

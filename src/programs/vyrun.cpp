@@ -3,6 +3,8 @@
 // display. Exit codes: repository/session_runner.h.
 
 #include "core/session_state.h"
+#include "data/answer_watch.h"
+#include "data/message_text.h"
 #include "programs/console_view.h"
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
@@ -20,11 +22,18 @@ using namespace vantry;  // NOLINT(google-build-using-namespace): a program of o
 
 volatile sig_atomic_t cancel_signal = 0;
 
-// The second signal ends the program at once: the files stand that.
+// The second signal, of either kind, ends the program at once: the files stand that.
 void CatchCancel() {
     struct sigaction action {};
-    action.sa_handler = [](int) { cancel_signal = 1; };
-    action.sa_flags = SA_RESTART | static_cast<int>(SA_RESETHAND);
+    action.sa_handler = [](int number) {
+        if (cancel_signal != 0) {
+            ::signal(number, SIG_DFL);
+            ::raise(number);  // ends the program when this handler is left
+        }
+        cancel_signal = 1;
+        CancelWaits();
+    };
+    action.sa_flags = SA_RESTART;
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
 }
@@ -45,7 +54,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
     surroundings.version = VANTRY_VERSION;
     surroundings.cancel_requested = [] { return cancel_signal != 0; };
     surroundings.tell = [](const std::string& line) {
-        std::fprintf(stderr, "VYRun: %s\n", line.c_str());
+        std::fprintf(stderr, "VYRun: %s\n", WithoutControls(line).c_str());
     };
     InitSharedState(surroundings.application_folder);
     if (arguments.show_output && NamesDisplay()) {

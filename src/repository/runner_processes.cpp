@@ -10,6 +10,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <fstream>
+#include <sstream>
 
 namespace vantry {
 namespace {
@@ -18,6 +20,31 @@ namespace {
 constexpr std::size_t kAtOnce = 16;
 // A run of this length no longer counts against them: it may hang, and must not starve the others.
 constexpr std::chrono::minutes kLong{10};
+
+// A runner that waits looks four times a second whether it has waited long enough: in ten minutes
+// that takes some hundredths of a second.
+constexpr std::int64_t kTicksOfNothing = 20;
+
+// Fields 14 and 15 of the line that the system keeps about a process, counted from 1; the second
+// may hold blanks and brackets. -1 when it can't be had.
+std::int64_t TicksWorked(pid_t pid) {
+    std::ifstream in("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    std::getline(in, line);
+    const auto name_end = line.rfind(')');
+    if (name_end == std::string::npos) {
+        return -1;
+    }
+    std::istringstream fields(line.substr(name_end + 1));
+    std::string skipped;
+    for (int k = 3; k < 14; ++k) {
+        fields >> skipped;
+    }
+    std::int64_t user = 0;
+    std::int64_t system = 0;
+    fields >> user >> system;
+    return fields ? user + system : -1;
+}
 
 // What a runner begins with: no input, no signals blocked, a session of its own.
 class SpawnPlan {
@@ -72,6 +99,7 @@ void RunnerProcesses::Start(i32 session_id) {
         throw file::SystemError(program_, "started", error);
     }
     process.started = std::chrono::steady_clock::now();
+    process.worked_at = process.started;
     running_[session_id] = process;
 }
 
@@ -101,6 +129,23 @@ std::vector<RunnerProcesses::Ended> RunnerProcesses::TakeEnded() {
         process = running_.erase(process);
     }
     return ended;
+}
+
+std::vector<RunnerProcesses::Hanging> RunnerProcesses::TakeHanging() {
+    const auto now = std::chrono::steady_clock::now();
+    std::vector<Hanging> hanging;
+    for (auto& [id, process] : running_) {
+        const auto worked = TicksWorked(process.pid);
+        if (worked < 0 || worked - process.worked > kTicksOfNothing) {
+            process.worked = worked;
+            process.worked_at = now;
+            process.told = false;
+        } else if (now - process.worked_at >= idle_limit_ && !process.told) {
+            process.told = true;
+            hanging.push_back({id, process.pid});
+        }
+    }
+    return hanging;
 }
 
 }  // namespace vantry

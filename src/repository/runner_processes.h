@@ -7,6 +7,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,9 +16,14 @@ namespace vantry {
 
 class RunnerProcesses {
 public:
-    // What runners say on standard error goes to the end of `error_file`.
-    RunnerProcesses(std::string program, std::string error_file)
-        : program_(std::move(program)), error_file_(std::move(error_file)) {}
+    // What runners say on standard error goes to the end of `error_file`. One that has computed
+    // nothing for `idle_limit` seems to hang.
+    RunnerProcesses(std::string program,
+                    std::string error_file,
+                    std::chrono::milliseconds idle_limit)
+        : program_(std::move(program)),
+          error_file_(std::move(error_file)),
+          idle_limit_(idle_limit) {}
 
     bool IsRunning(i32 session_id) const { return running_.contains(session_id); }
     // Throws DataError when the program can't be started.
@@ -31,13 +37,25 @@ public:
     };
     std::vector<Ended> TakeEnded();
 
+    struct Hanging {
+        i32 SessionID = 0;
+        pid_t Pid = 0;
+    };
+    // Those that seem to hang, each once, unless it has gone on in between.
+    std::vector<Hanging> TakeHanging();
+
 private:
     struct Process {
         pid_t pid = 0;
         std::chrono::steady_clock::time_point started;
+        // Its time on a processor when it was last seen to have gone on, in ticks of the clock.
+        std::int64_t worked = 0;
+        std::chrono::steady_clock::time_point worked_at;
+        bool told = false;
     };
     std::string program_;
     std::string error_file_;
+    std::chrono::milliseconds idle_limit_;
     std::map<i32, Process> running_;
 };
 

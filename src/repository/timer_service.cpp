@@ -70,12 +70,13 @@ bool IsWorthATry(const DateTime& due, const DateTime& now) {
 
 TimerService::TimerService(std::string folder,
                            std::function<DateTime()> now,
-                           std::function<std::int64_t()> utc_offset)
+                           std::function<std::int64_t()> utc_offset,
+                           std::chrono::milliseconds idle_limit)
     : folder_(std::move(folder)),
       now_(std::move(now)),
       utc_offset_(std::move(utc_offset)),
       logs_(LogFolder(folder_)),
-      runners_(JoinPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log")) {
+      runners_(JoinPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log"), idle_limit) {
     LoadState();
 }
 
@@ -100,6 +101,11 @@ void TimerService::Look() {
     // First of all, so that a session whose run has just ended can start again in the same look.
     for (const auto& ended : runners_.TakeEnded()) {
         Log(Named(ended.SessionID) + " " + ended.How + ".");
+    }
+    for (const auto& hanging : runners_.TakeHanging()) {
+        Log(Named(hanging.SessionID) +
+            " has done nothing for a long time and may hang, on its server or a file: process " +
+            std::to_string(hanging.Pid) + ". The other sessions go on.");
     }
     const auto utc_offset = utc_offset_();  // before now_(): see FollowOffset of the scheduler
     const DateTime now = now_();

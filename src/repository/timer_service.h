@@ -17,10 +17,11 @@ namespace vantry {
 class TimerService {
 public:
     // `folder`: of the repository and of the program VYRun. `now`: local time, by `utc_offset`
-    // seconds ahead of UTC.
+    // seconds ahead of UTC. A runner that does nothing for `idle_limit` is named in the log.
     TimerService(std::string folder,
                  std::function<DateTime()> now,
-                 std::function<std::int64_t()> utc_offset = LocalUtcOffset);
+                 std::function<std::int64_t()> utc_offset = LocalUtcOffset,
+                 std::chrono::milliseconds idle_limit = std::chrono::minutes(10));
 
     // Reads the repository if it has changed, and starts what is due. Never throws.
     void Look();

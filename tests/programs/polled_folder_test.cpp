@@ -274,5 +274,21 @@ TEST(PolledFolder, ACancelLetsTheFileThatIsBeingLoadedComeToItsEnd) {
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 3 + (loaded - 1) * kRows);
 }
 
+// The first lets the file come to its end; who sends another means it.
+TEST(PolledFolder, ASecondSignalOfEitherKindEndsAtOnce) {
+    for (const auto& [first, second] : {std::pair{SIGTERM, SIGINT}, {SIGINT, SIGTERM}}) {
+        const Application app;
+        app.SavePoll();
+        MakeOlder(app.Folder().Write("in/long.csv", NumberedRows(3'000'000)), 10);
+        MakeOlder(app.Path("in/sample.csv"), 20);
+        auto run = app.Start("VYRun", {"1"});
+        ASSERT_TRUE(Within(20, [&] { return CountLoaded(app.Path("in")) == 1; }));
+        run.Signal(first);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        run.Signal(second);
+        EXPECT_EQ(run.Wait().exit_code, 128 + second);
+    }
+}
+
 }  // namespace
 }  // namespace vantry::test

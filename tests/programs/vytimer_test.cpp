@@ -44,8 +44,13 @@ protected:
         SaveSession(save);
         RunStatement(RepoConnStr, "update sessions set DateCreated=#2026-01-01#");
     }
-    std::unique_ptr<TimerService> NewService() {
-        return std::make_unique<TimerService>(app.Folder().Path().string(), [this] { return now; });
+    std::unique_ptr<TimerService> NewService(
+        std::chrono::milliseconds idle_limit = std::chrono::minutes(10)) {
+        return std::make_unique<TimerService>(
+            app.Folder().Path().string(),
+            [this] { return now; },
+            TimerService::LocalUtcOffset,
+            idle_limit);
     }
     void LookAt(TimerService& service, const char* time) {
         now = At(time);
@@ -95,8 +100,8 @@ TEST_F(TimerServiceTest, ARestartMakesUpForWhatWasMissedOnce) {
 
 TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     app.Folder().Write("does1", "exec sleep 15\n");
-    app.Folder().Write("does2", "kill -9 $$\n");
-    auto service = NewService();
+    app.Folder().Write("does2", "i=0; while [ $i -lt 6000000 ]; do i=$((i+1)); done; kill -9 $$\n");
+    auto service = NewService(std::chrono::seconds(3));
     LookAt(*service, "2026-03-01 05:55:00");
     LookAt(*service, "2026-03-01 06:00:00");
     EXPECT_TRUE(EndsBecome(*service, 1));
@@ -107,6 +112,8 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     EXPECT_NE(Log().find("Session 1 \"s\", due 2026-03-02 06:00:00, is still running"), Log().npos)
         << Log();
     EXPECT_TRUE(EndsBecome(*service, 3));
+    EXPECT_EQ(Count(Log(), "Session 1 \"s\" has done nothing"), 1) << Log();
+    EXPECT_EQ(Count(Log(), "has done nothing"), 1) << "the other was at work";
     // Without a program there is one line, and a start as soon as it is back.
     fs::rename(app.Path("VYRun"), app.Path("away"));
     LookAt(*service, "2026-03-02 06:10:00");

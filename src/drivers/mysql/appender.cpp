@@ -42,10 +42,11 @@ MySqlAppender::MySqlAppender(std::shared_ptr<Session> session, std::string_view 
     DescribeOnly select;
     select.statement = mysql_stmt_init(session_->Idle());
     if (select.statement == nullptr) {
-        throw ServerError(session_->Busy());
+        throw session_->Failure();
     }
+    const AnswerWatch::Wait wait(session_->Watch());
     if (mysql_stmt_prepare(select.statement, select_sql.data(), select_sql.size()) != 0) {
-        throw StatementError(select.statement);
+        throw session_->Failure(select.statement);
     }
     select.columns = mysql_stmt_result_metadata(select.statement);
     if (select.columns == nullptr) {

@@ -1,3 +1,10 @@
+// Each value has to reach the server in a type that it turns into its column's without loss, and
+// no value may be copied more than once. So cells are bound in their own kind and in place where
+// that is right for the column, and as text or a number of the server's own where it isn't; values
+// above 64 KB go ahead in pieces. Easy to get wrong: a bit column takes the characters of a number
+// that comes as a string, a refused long value stays with the statement until it is reset, and the
+// bytes of a cell may move when the connection's cursor makes room for this statement.
+
 #include "drivers/mysql/bound_statement.h"
 
 #include "data/cell_copies.h"
@@ -38,12 +45,13 @@ BoundStatement::BoundStatement(std::shared_ptr<Session> session,
                                std::vector<int> types)
     : session_(std::move(session)), types_(std::move(types)) {
     MYSQL* handle = session_->Idle();
+    const AnswerWatch::Wait wait(session_->Watch());
     statement_.reset(mysql_stmt_init(handle));
     if (!statement_) {
-        throw ServerError(handle);
+        throw session_->Failure();
     }
     if (mysql_stmt_prepare(statement_.get(), sql.data(), sql.size()) != 0) {
-        throw StatementError(statement_.get());
+        throw session_->Failure(statement_.get());
     }
     const std::size_t count = mysql_stmt_param_count(statement_.get());
     if (count != types_.size()) {
@@ -68,11 +76,12 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
         Bind(k, values[k]);
     }
     if (!binds_.empty() && mysql_stmt_bind_param(statement_.get(), binds_.data()) != 0) {
-        throw StatementError(statement_.get());
+        throw session_->Failure(statement_.get());
     }
+    const AnswerWatch::Wait wait(session_->Watch());
     SendLongData(values);
     if (mysql_stmt_execute(statement_.get()) != 0) {
-        const auto error = StatementError(statement_.get());
+        const auto error = session_->Failure(statement_.get());
         if (std::any_of(values.begin(), values.end(), IsLong)) {
             // What was sent ahead, and the server's refusal of it, would stay with the statement.
             mysql_stmt_reset(statement_.get());
@@ -97,7 +106,7 @@ void BoundStatement::SendLongData(std::span<const Cell> values) {
                                           static_cast<unsigned>(k),
                                           reinterpret_cast<const char*>(piece.data()),
                                           piece.size()) != 0) {
-                const auto error = StatementError(statement_.get());
+                const auto error = session_->Failure(statement_.get());
                 mysql_stmt_reset(statement_.get());
                 throw DataError(error);
             }

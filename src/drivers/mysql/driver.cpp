@@ -11,6 +11,8 @@
 namespace vantry::mysql {
 namespace {
 
+// A table may take its time to be emptied, or a row of it to be added by a statement of the user's.
+constexpr int kTimesForOneStatement = 6;
 constexpr int kLoginsPerCatalog = 4;  // as long as a login may take, so many times
 
 class MySqlStatement : public Statement {
@@ -39,14 +41,12 @@ public:
         // value and nothing else: C:\new has to arrive as it is.
         session_->ReadBackslashesAs(Backslash::Data, sql);
         session_->RequireFits(sql);
-        if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
-            throw ServerError(handle);
-        }
+        session_->Send(sql, kTimesForOneStatement);
         const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
         if (MYSQL_RES* result = mysql_use_result(handle)) {
             mysql_free_result(result);
         }
-        DropFurtherResults(handle);
+        DropFurtherResults(*session_);
         return affected;
     }
 

@@ -1,6 +1,18 @@
+// The words of a server reach logs, terminals and boxes, and it may be a false one: its texts are
+// cleaned here, and the password is taken out, which some servers repeat. Numbers go by SQLSTATE,
+// the first rule that fits. Easy to get wrong: a lost answer (unknown whether the rows are there)
+// and a connection that was gone before (they aren't) have different codes.
+
 #include "drivers/mysql/errors.h"
 
+#include "data/connection_string.h"
+#include "data/message_text.h"
+
+#include <errmsg.h>
+
+#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace vantry::mysql {
 namespace {
@@ -30,24 +42,45 @@ int NumberFor(std::string_view state) {
     return kErrUnspecified;
 }
 
-DataError FromServer(const char* state, unsigned code, const char* text) {
-    std::string description = text;
+// The answer to what was sent is missing. A connection that was gone before (CR_SERVER_GONE_ERROR)
+// has not taken the whole statement.
+bool IsAnswerLost(unsigned code) {
+    return code == CR_SERVER_LOST || code == CR_SERVER_LOST_EXTENDED ||
+           code == CR_MALFORMED_PACKET || code == CR_UNKNOWN_ERROR || code == CR_ERR_NET_READ;
+}
+
+DataError FromServer(const char* state, unsigned code, const char* text, const MYSQL* handle) {
+    std::string description = CleanWords(text, handle);
     if (description.empty()) {
         description =
             "The MySQL server reported error " + std::to_string(code) + " without a text.";
     }
-    return {NumberFor(state), std::move(description), kSource};
+    DataError error(NumberFor(state), std::move(description), kSource);
+    if (IsAnswerLost(code)) {
+        error.SetArrivedRows(std::nullopt);
+    }
+    return error;
 }
 
 }  // namespace
 
-DataError ServerError(MYSQL* handle) {
-    return FromServer(mysql_sqlstate(handle), mysql_errno(handle), mysql_error(handle));
+std::string CleanWords(const char* text, const MYSQL* handle) {
+    std::string words = WithoutControls(text);
+    if (handle->passwd != nullptr && *handle->passwd != '\0') {
+        words = MaskSecret(words, handle->passwd);
+    }
+    return words;
 }
 
-DataError StatementError(MYSQL_STMT* statement) {
-    return FromServer(
-        mysql_stmt_sqlstate(statement), mysql_stmt_errno(statement), mysql_stmt_error(statement));
+DataError ServerError(MYSQL* handle) {
+    return FromServer(mysql_sqlstate(handle), mysql_errno(handle), mysql_error(handle), handle);
+}
+
+DataError StatementError(MYSQL_STMT* statement, MYSQL* handle) {
+    return FromServer(mysql_stmt_sqlstate(statement),
+                      mysql_stmt_errno(statement),
+                      mysql_stmt_error(statement),
+                      handle);
 }
 
 DataError BadConnectionKey(const std::string& key, const std::string& value) {
@@ -57,11 +90,30 @@ DataError BadConnectionKey(const std::string& key, const std::string& value) {
             kSource};
 }
 
+DataError NoAnswer(std::chrono::seconds limit) {
+    DataError error(kErrUnspecified,
+                    "The server has not answered within " + std::to_string(limit.count()) +
+                        " seconds, and the connection was closed. If it needs longer, add "
+                        "ANSWER_TIMEOUT=<seconds> to the connection string.",
+                    kSource);
+    error.SetArrivedRows(std::nullopt);
+    return error;
+}
+
+DataError CancelledWait() {
+    DataError error(kErrUnspecified,
+                    "The server did not answer after the cancel, and the connection was closed.",
+                    kSource);
+    error.SetArrivedRows(std::nullopt);
+    return error;
+}
+
 DataError NoTls() {
     return {
         kErrUnspecified,
         "The server offers no encrypted connection (TLS), and the connection string asks for one "
-        "(FORCETLS, SSLVERIFY, SSLCA): set the server up for TLS or take these keys away.",
+        "(FORCETLS, SSLVERIFY, SSLCA): set the server up for TLS or take these "
+        "keys away.",
         kSource};
 }
 

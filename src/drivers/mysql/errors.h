@@ -5,18 +5,26 @@
 
 #include <mysql.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 namespace vantry::mysql {
 
-// The last failure on a connection or a statement.
+// The last failure on a connection or a statement of it: in the server's words, without what would
+// steer a terminal and without the connection's password, should they hold it. When the answer of
+// the server is missing, the rows that were sent may have arrived (DataError::ArrivedRows).
 DataError ServerError(MYSQL* handle);
-DataError StatementError(MYSQL_STMT* statement);
+DataError StatementError(MYSQL_STMT* statement, MYSQL* handle);
+
+// Words of the server, cleaned like those of an error.
+std::string CleanWords(const char* text, const MYSQL* handle);
 
 DataError BadConnectionKey(const std::string& key, const std::string& value);
 DataError NoTls();
+DataError NoAnswer(std::chrono::seconds limit);
+DataError CancelledWait();
 DataError WrongParameterCount(std::size_t wanted, std::size_t given);
 DataError StatementTooLong(std::size_t bytes, std::uint64_t most);
 DataError NotATableColumn(const std::string& column);

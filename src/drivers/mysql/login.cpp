@@ -1,11 +1,9 @@
 #include "drivers/mysql/login.h"
 
+#include "data/answer_watch.h"
 #include "drivers/mysql/errors.h"
 
 #include <errmsg.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
 
 #include <charconv>
 
@@ -43,18 +41,11 @@ bool IsOn(const std::string& value) {
     return value == "1" || EqualsNoCase(value, "yes") || EqualsNoCase(value, "true");
 }
 
-// A server behind a dead network is given up after about two minutes; a server that only takes its
-// time with a statement isn't.
-void KeepAlive(MYSQL* handle) {
-    const int socket = static_cast<int>(mysql_get_socket(handle));
-    const int on = 1;
-    const int idle_s = 60;
-    const int interval_s = 10;
-    const int probes = 6;
-    setsockopt(socket, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-    setsockopt(socket, IPPROTO_TCP, TCP_KEEPIDLE, &idle_s, sizeof idle_s);
-    setsockopt(socket, IPPROTO_TCP, TCP_KEEPINTVL, &interval_s, sizeof interval_s);
-    setsockopt(socket, IPPROTO_TCP, TCP_KEEPCNT, &probes, sizeof probes);
+// A time limit in seconds; 0 stands for the usual one, never for none.
+unsigned TimeLimitOf(const ConnectionString& connection, const std::string& key, unsigned usual) {
+    constexpr unsigned kOneDay = 86'400;
+    const unsigned seconds = NumberOf(connection, key, usual, 0, kOneDay);
+    return seconds == 0 ? usual : seconds;
 }
 
 UniqueHandle NewHandle(const Login& login) {
@@ -127,7 +118,7 @@ UniqueHandle ConnectByPort(const Login& login) {
                            login.count_matched_rows ? CLIENT_FOUND_ROWS : 0) == nullptr) {
         throw ServerError(handle.get());
     }
-    KeepAlive(handle.get());
+    NoticeDeadNetwork(static_cast<int>(mysql_get_socket(handle.get())));
     return handle;
 }
 
@@ -177,10 +168,8 @@ Login Login::From(const ConnectionString& connection) {
     login.password = connection.GetAny({"PASSWORD", "PWD"});
     login.database = connection.GetAny({"DATABASE", "DB"});
     login.first_statement = connection.Get("INITSTMT");
-    login.timeout_s = NumberOf(connection, "CONN_TIMEOUT", login.timeout_s, 0, 86'400);
-    if (login.timeout_s == 0) {
-        login.timeout_s = Login().timeout_s;  // never without an end
-    }
+    login.timeout_s = TimeLimitOf(connection, "CONN_TIMEOUT", login.timeout_s);
+    login.answer_timeout_s = TimeLimitOf(connection, "ANSWER_TIMEOUT", login.answer_timeout_s);
     const auto option = NumberOf(connection, "OPTION", 0, 0, UINT32_MAX);
     login.count_matched_rows = (option & kOptionMatchedRows) != 0;
     login.force_tls = IsOn(connection.Get("FORCETLS"));

@@ -26,6 +26,7 @@ struct Login {
     std::string database;
     std::string first_statement;
     unsigned timeout_s = 15;  // for the whole login, also when a server accepts and then is silent
+    unsigned answer_timeout_s = 600;  // for the first byte of any later answer
     bool count_matched_rows = false;
     bool force_tls = false;
     bool verify_tls = false;

@@ -1,3 +1,10 @@
+// Rows are read in the text form of the protocol, because the server writes it faster than we
+// could turn its binary form into text; but it rounds a FLOAT to six digits there, so results with
+// such a column come in the binary form. Easy to get wrong: which form is needed is known only from
+// the columns, before the first row is on its way, hence the preparation that most statements
+// throw away; and a value longer than its buffer is fetched a second time and the buffer bound anew
+// before the next row.
+
 #include "drivers/mysql/row_source.h"
 
 #include "drivers/mysql/errors.h"
@@ -30,15 +37,17 @@ std::vector<Column> DescribeAll(MYSQL_RES* result, unsigned bytes_per_character)
 
 class TextRows : public RowSource {
 public:
-    TextRows(MYSQL* handle, UniqueResult result) : handle_(handle), result_(std::move(result)) {}
+    TextRows(Session& session, UniqueResult result)
+        : session_(session), result_(std::move(result)) {}
 
     bool Fetch(std::span<RawField> fields) override {
+        const AnswerWatch::Wait wait(session_.Watch());
         MYSQL_ROW row = mysql_fetch_row(result_.get());
         if (row == nullptr) {
-            if (mysql_errno(handle_) != 0) {
-                throw ServerError(handle_);
+            if (mysql_errno(session_.Busy()) != 0) {
+                throw session_.Failure();
             }
-            DropFurtherResults(handle_);  // a procedure gives its status behind its rows
+            DropFurtherResults(session_);  // a procedure gives its status behind its rows
             return false;
         }
         const unsigned long* lengths = mysql_fetch_lengths(result_.get());
@@ -49,15 +58,15 @@ public:
     }
 
 private:
-    MYSQL* handle_;
+    Session& session_;
     UniqueResult result_;
 };
 
 // Floating-point numbers as they are, all else as the text that the other way would give.
 class BinaryRows : public RowSource {
 public:
-    BinaryRows(MYSQL* handle, UniqueStatement statement, std::vector<Column>& columns)
-        : handle_(handle),
+    BinaryRows(Session& session, UniqueStatement statement, std::vector<Column>& columns)
+        : session_(session),
           statement_(std::move(statement)),
           targets_(columns.size()),
           binds_(columns.size()) {
@@ -84,14 +93,13 @@ public:
     }
 
     bool Fetch(std::span<RawField> fields) override {
+        const AnswerWatch::Wait wait(session_.Watch());
         const int status = mysql_stmt_fetch(statement_.get());
         if (status == MYSQL_NO_DATA) {
             return false;
         }
         if (status != 0 && status != MYSQL_DATA_TRUNCATED) {
-            // The library tells a lost connection at the connection alone.
-            throw mysql_stmt_errno(statement_.get()) != 0 ? StatementError(statement_.get())
-                                                          : ServerError(handle_);
+            throw session_.Failure(statement_.get());
         }
         bool grown = false;
         for (std::size_t k = 0; k < fields.size(); ++k) {
@@ -129,7 +137,7 @@ private:
 
     void Bind() {
         if (mysql_stmt_bind_result(statement_.get(), binds_.data()) != 0) {
-            throw StatementError(statement_.get());
+            throw session_.Failure(statement_.get());
         }
     }
 
@@ -139,11 +147,11 @@ private:
         PointAtBuffer(column);
         if (mysql_stmt_fetch_column(
                 statement_.get(), &binds_[column], static_cast<unsigned>(column), 0) != 0) {
-            throw StatementError(statement_.get());
+            throw session_.Failure(statement_.get());
         }
     }
 
-    MYSQL* handle_;
+    Session& session_;
     UniqueStatement statement_;
     std::vector<Target> targets_;
     std::vector<MYSQL_BIND> binds_;
@@ -151,16 +159,18 @@ private:
 
 // The prepared statement if its result has a FLOAT column, else nothing. The one extra round trip
 // is what it costs to know this before the rows are on their way.
-UniqueStatement PrepareIfSingle(MYSQL* handle, std::string_view sql) {
+UniqueStatement PrepareIfSingle(Session& session, std::string_view sql) {
+    MYSQL* handle = session.Busy();
+    const AnswerWatch::Wait wait(session.Watch());
     UniqueStatement statement(mysql_stmt_init(handle));
     if (!statement) {
-        throw ServerError(handle);
+        throw session.Failure();
     }
     if (mysql_stmt_prepare(statement.get(), sql.data(), sql.size()) != 0) {
         if (mysql_stmt_errno(statement.get()) == ER_UNSUPPORTED_PS) {
             return nullptr;
         }
-        throw StatementError(statement.get());
+        throw session.Failure(statement.get());
     }
     const UniqueResult columns(mysql_stmt_result_metadata(statement.get()));
     for (unsigned k = 0; columns && k < mysql_num_fields(columns.get()); ++k) {
@@ -172,41 +182,39 @@ UniqueStatement PrepareIfSingle(MYSQL* handle, std::string_view sql) {
 }
 
 OpenedRows OpenBinary(Session& session, UniqueStatement statement) {
+    const AnswerWatch::Wait wait(session.Watch());
     if (mysql_stmt_execute(statement.get()) != 0) {
-        throw StatementError(statement.get());
+        throw session.Failure(statement.get());
     }
     const UniqueResult result(mysql_stmt_result_metadata(statement.get()));
     if (!result) {
         throw NotARowStatement();
     }
     OpenedRows opened{DescribeAll(result.get(), session.BytesPerCharacter()), nullptr};
-    opened.rows =
-        std::make_unique<BinaryRows>(session.Busy(), std::move(statement), opened.columns);
+    opened.rows = std::make_unique<BinaryRows>(session, std::move(statement), opened.columns);
     return opened;
 }
 
 OpenedRows OpenText(Session& session, std::string_view sql) {
     MYSQL* handle = session.Busy();
-    if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
-        throw ServerError(handle);
-    }
+    session.Send(sql);
     UniqueResult result(mysql_use_result(handle));
     if (!result) {
         if (mysql_errno(handle) != 0) {
-            throw ServerError(handle);
+            throw session.Failure();
         }
-        DropFurtherResults(handle);
+        DropFurtherResults(session);
         throw NotARowStatement();
     }
     OpenedRows opened{DescribeAll(result.get(), session.BytesPerCharacter()), nullptr};
-    opened.rows = std::make_unique<TextRows>(handle, std::move(result));
+    opened.rows = std::make_unique<TextRows>(session, std::move(result));
     return opened;
 }
 
 }  // namespace
 
 OpenedRows OpenRows(Session& session, std::string_view sql) {
-    auto statement = PrepareIfSingle(session.Busy(), sql);
+    auto statement = PrepareIfSingle(session, sql);
     return statement ? OpenBinary(session, std::move(statement)) : OpenText(session, sql);
 }
 

@@ -1,3 +1,9 @@
+// One connection carries one result at a time, but the loaders read and write over the same one.
+// What a session sets on its server (strictness, backslashes, patience with slow readers) is set
+// when it is first needed, because most connections only read. Easy to get wrong: a result that is
+// left in the middle has to be read to its end or stopped from a second connection, and a stop that
+// comes too late hits the statement behind it.
+
 #include "drivers/mysql/session.h"
 
 #include "drivers/mysql/errors.h"
@@ -34,7 +40,11 @@ std::uint64_t LongestStatement(MYSQL* handle) {
 
 }  // namespace
 
-Session::Session(Login login) : login_(std::move(login)), handle_(OpenHandle(login_)) {
+Session::Session(Login login)
+    : login_(std::move(login)),
+      handle_(OpenHandle(login_)),
+      watch_(std::chrono::seconds(login_.answer_timeout_s)) {
+    watch_.Watch({static_cast<int>(mysql_get_socket(handle_.get()))});
     MY_CHARSET_INFO charset{};
     mysql_get_character_set_info(handle_.get(), &charset);
     bytes_per_character_ = charset.mbmaxlen;
@@ -42,7 +52,7 @@ Session::Session(Login login) : login_(std::move(login)), handle_(OpenHandle(log
 
 Session::~Session() {
     if (abandoned_) {
-        // Nobody reads the rest: without this the client library would, to the last row.
+        // The rest isn't wanted: without this the client library would, to the last row.
         shutdown(static_cast<int>(mysql_get_socket(handle_.get())), SHUT_RDWR);
         abandoned_.reset();
     }
@@ -58,11 +68,41 @@ MYSQL* Session::Idle() {
     return handle_.get();
 }
 
+DataError Session::Failure() const {
+    return WithReason(ServerError(handle_.get()));
+}
+
+DataError Session::Failure(MYSQL_STMT* statement) const {
+    // In some cases the library notes a lost connection at the connection alone.
+    return WithReason(mysql_stmt_errno(statement) != 0 ? StatementError(statement, handle_.get())
+                                                       : ServerError(handle_.get()));
+}
+
+// Where it was us who cut the connection, the library's words mislead.
+DataError Session::WithReason(DataError error) const {
+    switch (watch_.Ended()) {
+        case AnswerWatch::End::TooLong:
+            return NoAnswer(watch_.Limit());
+        case AnswerWatch::End::Cancelled:
+            return CancelledWait();
+        case AnswerWatch::End::None:
+            break;
+    }
+    return error;
+}
+
+void Session::Send(std::string_view sql, int times) {
+    const AnswerWatch::Wait wait(watch_, times);
+    if (mysql_real_query(handle_.get(), sql.data(), sql.size()) != 0) {
+        throw Failure();
+    }
+}
+
 void Session::ReadBackslashesAs(Backslash meaning, std::string_view sql) {
     if (sql.find('\\') == std::string_view::npos) {
         return;
     }
-    unsigned status = 0;  // as the server told with its last answer
+    unsigned status = 0;  // as the server's last answer had it
     mariadb_get_infov(handle_.get(), MARIADB_CONNECTION_SERVER_STATUS, &status);
     const bool are_data = (status & SERVER_STATUS_NO_BACKSLASH_ESCAPES) != 0;
     const bool shall_be_data = meaning == Backslash::Data;
@@ -73,9 +113,7 @@ void Session::ReadBackslashesAs(Backslash meaning, std::string_view sql) {
     const std::string_view set =
         shall_be_data ? "set session sql_mode=concat(@@sql_mode,',NO_BACKSLASH_ESCAPES')"
                       : "set session sql_mode=replace(@@sql_mode,'NO_BACKSLASH_ESCAPES','')";
-    if (mysql_real_query(handle_.get(), set.data(), set.size()) != 0) {
-        throw ServerError(handle_.get());
-    }
+    Send(set);
     backslashes_set_ = shall_be_data;
 }
 
@@ -84,6 +122,7 @@ void Session::RequireFits(std::string_view sql) {
         return;
     }
     if (!longest_statement_) {
+        const AnswerWatch::Wait wait(watch_);
         longest_statement_ = LongestStatement(handle_.get());
     }
     if (*longest_statement_ > 0 && sql.size() >= *longest_statement_) {
@@ -96,9 +135,10 @@ void Session::AllowSlowReading() {
         return;
     }
     slow_reading_allowed_ = true;
-    // In seconds. Where it is refused the server's own limit holds; a dead connection is told by
-    // the statement that comes next.
+    // In seconds. Where it is refused the server's own limit holds; a dead connection is the
+    // next statement's error.
     constexpr std::string_view kOneDay = "set session net_write_timeout=86400";
+    const AnswerWatch::Wait wait(watch_);
     mysql_real_query(handle_.get(), kOneDay.data(), kOneDay.size());
 }
 
@@ -108,6 +148,7 @@ void Session::Abandon(std::unique_ptr<RowSource> rows) {
 }
 
 void Session::DropAbandoned() {
+    const AnswerWatch::Wait wait(watch_);
     auto rows = std::move(abandoned_);
     std::vector<RawField> fields(mysql_field_count(handle_.get()));
     try {
@@ -120,7 +161,7 @@ void Session::DropAbandoned() {
         while (rows->Fetch(fields)) {
         }
     } catch (const DataError&) {  // the stopped statement's own end, or a dead connection: the
-                                  // statement that comes next tells that
+                                  // statement that comes next fails
     }
     rows.reset();
     // A stop that came too late for its statement would hit the next one: let it hit this.
@@ -128,7 +169,7 @@ void Session::DropAbandoned() {
     mysql_real_query(handle_.get(), kNothing.data(), kNothing.size());
 }
 
-// Everybody may stop their own statements. If it can't be done the rows are read to their end.
+// Every user may stop their own statements. If it can't be done the rows are read to their end.
 void Session::StopRunningStatement() const {
     try {
         auto login = login_;
@@ -157,7 +198,9 @@ Deadline::~Deadline() {
     watch_.join();
 }
 
-void DropFurtherResults(MYSQL* handle) {
+void DropFurtherResults(Session& session) {
+    MYSQL* handle = session.Busy();
+    const AnswerWatch::Wait wait(session.Watch());
     int status = 0;
     while ((status = mysql_next_result(handle)) == 0) {
         if (MYSQL_RES* result = mysql_use_result(handle)) {
@@ -165,7 +208,7 @@ void DropFurtherResults(MYSQL* handle) {
         }
     }
     if (status > 0) {
-        throw ServerError(handle);
+        throw session.Failure();
     }
 }
 

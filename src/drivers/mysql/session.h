@@ -1,7 +1,9 @@
 #pragma once
 // One connection to a server, which carries one result at a time. A cursor streams from it for as
-// long as nobody else needs it; then the rest of its rows is taken into memory.
+// long as no other statement needs it; then the rest of its rows is taken into memory.
 
+#include "data/answer_watch.h"
+#include "data/data_error.h"
 #include "drivers/mysql/login.h"
 #include "drivers/mysql/types.h"
 
@@ -28,10 +30,10 @@ public:
     virtual bool Fetch(std::span<RawField> fields) = 0;
 };
 
-// Whoever reads rows while the connection is wanted for something else.
+// What reads rows while the connection is wanted for something else.
 class Streamer {
 public:
-    virtual void TakeRowsIntoMemory() = 0;  // doesn't throw: a failure is told to the reader
+    virtual void TakeRowsIntoMemory() = 0;  // doesn't throw: a failure is the reader's next error
 
 protected:
     ~Streamer() = default;
@@ -50,10 +52,19 @@ public:
 
     // The connection, free for a new statement.
     MYSQL* Idle();
-    // The connection as it is: for those who are in the middle of their own statement.
+    // The connection as it is: for what is in the middle of its own statement.
     MYSQL* Busy() const { return handle_.get(); }
+    AnswerWatch& Watch() { return watch_; }
     unsigned BytesPerCharacter() const { return bytes_per_character_; }
     std::chrono::seconds LoginLimit() const { return std::chrono::seconds(login_.timeout_s); }
+
+    // What the last call on the connection, or on a statement of it, failed with.
+    DataError Failure() const;
+    DataError Failure(MYSQL_STMT* statement) const;
+
+    // Sends a statement's text on the idle connection and waits for the first answer, `times` the
+    // time limit at most. Throws DataError.
+    void Send(std::string_view sql, int times = 1);
 
     // To be called on the idle connection before `sql` is sent. Costs nothing unless there is a
     // backslash in it. Throws DataError.
@@ -63,7 +74,7 @@ public:
     // than the server takes: sent, it would cost the connection and with it every later statement.
     void RequireFits(std::string_view sql);
 
-    // To be called on the idle connection before rows are read. Whoever reads them may pause for as
+    // To be called on the idle connection before rows are read. Their reader may pause for as
     // long as the rows' target, or a question to the user, takes: a server cuts a reader off after
     // a minute of that unless it is told otherwise.
     void AllowSlowReading();
@@ -71,16 +82,18 @@ public:
     bool IsStreaming() const { return streamer_ != nullptr; }
     void BeginStream(Streamer* streamer) { streamer_ = streamer; }
     void EndStream() { streamer_ = nullptr; }
-    // Takes over a result that nobody wants to read to its end. It costs nothing if the connection
+    // Takes over a result that isn't wanted to its end. It costs nothing if the connection
     // is closed next.
     void Abandon(std::unique_ptr<RowSource> rows);
 
 private:
     void DropAbandoned();
     void StopRunningStatement() const;
+    DataError WithReason(DataError error) const;
 
     Login login_;
     UniqueHandle handle_;
+    AnswerWatch watch_;
     unsigned bytes_per_character_ = 4;
     bool backslashes_set_ = false;                    // to be data, by us
     std::optional<std::uint64_t> longest_statement_;  // once it was asked for; 0 is unknown
@@ -107,6 +120,6 @@ private:
 
 // Reads the results behind the first that a statement gave, so that the connection is free again.
 // Throws DataError if one of them is an error.
-void DropFurtherResults(MYSQL* handle);
+void DropFurtherResults(Session& session);
 
 }  // namespace vantry::mysql

@@ -31,7 +31,7 @@ BoundStatement::~BoundStatement() {
 
 void BoundStatement::CheckParameterCount() const {
     SQLSMALLINT count = 0;
-    // A driver that can't count tells the wrong number when the statement is executed.
+    // A driver that can't count reports the wrong number when the statement is executed.
     if (SQL_SUCCEEDED(SQLNumParams(statement_.Get(), &count)) &&
         static_cast<std::size_t>(count) != parameters_.Count()) {
         throw WrongParameterCount(
@@ -49,7 +49,7 @@ SQLRETURN BoundStatement::ExecuteWithLongValues() {
     } catch (const DataError&) {
         try {
             link_->Prepare(statement_, sql_);
-        } catch (const DataError&) {  // told by the next row
+        } catch (const DataError&) {  // the next row fails by it
         }
         throw;
     }
@@ -74,6 +74,7 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
     if (parameters_.TakeTurnedLong() && link_->GetTraits().dialect == Dialect::MySql) {
         link_->Prepare(statement_, sql_);
     }
+    const AnswerWatch::Wait wait(link_->Watch());
     auto result = SQLExecute(statement_.Get());
     if (result == SQL_NEED_DATA) {
         result = ExecuteWithLongValues();

@@ -57,6 +57,7 @@ void OdbcCursor::Start(std::vector<Column> columns) {
     }
     // What a server says about rows affected comes as results of its own before the rows.
     while (columns.empty()) {
+        const AnswerWatch::Wait wait(link_->Watch());
         const auto result = SQLMoreResults(statement_.Get());
         link_->Check(result, statement_);
         if (result == SQL_NO_DATA) {
@@ -101,6 +102,7 @@ bool OdbcCursor::FetchFromDriver() {
 }
 
 void OdbcCursor::EndReading() {
+    const AnswerWatch::Wait wait(link_->Watch());
     link_->EndStream(this);
     statement_.Reset();  // the driver lets go of the rows, and of its locks
     reader_.reset();

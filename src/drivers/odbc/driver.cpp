@@ -1,3 +1,8 @@
+// The connection as the data layer wants it, over a Link. Everything that only one kind of server
+// needs before a statement stands here: MySQL's strictness, its reading of backslashes and its
+// limit on a statement's length. Easy to get wrong: the settings depend on one another (strictness
+// comes before the mode is kept), and each may take the rows of an open cursor into memory.
+
 #include "drivers/odbc/driver.h"
 
 #include "data/value_convert.h"

@@ -1,3 +1,9 @@
+// Drivers spread what went wrong over several diagnostic records, in their own order and with
+// remarks between them; one library gives one state for everything. All that a user may read comes
+// from here: cleaned of what would steer a terminal, each cause once. Easy to get wrong: a record
+// can be longer than the buffer, the last one of FreeTDS says nothing, and states "01..." are no
+// errors.
+
 #include "drivers/odbc/errors.h"
 
 #include "data/connection_string.h"
@@ -53,7 +59,7 @@ bool ReadRecord(GetRecord get_record,
     text.back() = 0;
     const auto units =
         static_cast<std::size_t>(std::find(text.begin(), text.end(), Unit{0}) - text.begin());
-    record.text = std::string(WithoutLineEnd(TextOfUnits(text.data(), units)));
+    record.text = WithoutControls(WithoutLineEnd(TextOfUnits(text.data(), units)));
     record.state = TextOfUnits(state.data(), 5);
     record.native = native;
     return true;
@@ -112,6 +118,14 @@ bool IsRemark(const DiagnosticRecord& record) {
     return record.state.starts_with("01");
 }
 
+// The states of a broken connection and of a time limit; MariaDB's driver says it by its code
+// alone.
+bool IsAnswerLost(const DiagnosticRecord& record) {
+    constexpr int kServerLost = 2013;
+    return record.state.starts_with("08") || record.state.starts_with("HYT") ||
+           record.native == kServerLost;
+}
+
 DataError WithoutWords(const std::string& source) {
     return {kErrUnspecified, "The driver of " + source + " failed and gave no reason.", source};
 }
@@ -164,7 +178,29 @@ DataError StatementError(const std::vector<DiagnosticRecord>& records, const std
         return WithoutWords(source);
     }
     const auto& record = FirstError(records);
-    return {NumberFor(record), record.text, source};
+    DataError error(NumberFor(record), record.text, source);
+    if (IsAnswerLost(record)) {
+        error.SetArrivedRows(std::nullopt);
+    }
+    return error;
+}
+
+DataError NoAnswer(std::chrono::seconds limit, const std::string& source) {
+    DataError error(kErrUnspecified,
+                    "The server has not answered within " + std::to_string(limit.count()) +
+                        " seconds, and the connection was closed. If it needs longer, add "
+                        "ANSWER_TIMEOUT=<seconds> to the connection string.",
+                    source);
+    error.SetArrivedRows(std::nullopt);
+    return error;
+}
+
+DataError CancelledWait(const std::string& source) {
+    DataError error(kErrUnspecified,
+                    "The server did not answer after the cancel, and the connection was closed.",
+                    source);
+    error.SetArrivedRows(std::nullopt);
+    return error;
 }
 
 DataError NoDriverManager() {
@@ -193,6 +229,13 @@ DataError RefusedKey(std::string_view key) {
             "The connection string has the key " + std::string(key) +
                 ", by which a file of its choice would be loaded or written: take the key away, or "
                 "put it into the data source's section of odbc.ini and connect by DSN.",
+            kSource};
+}
+
+DataError BadTimeLimit(std::string_view key, const std::string& value) {
+    return {kErrUnspecified,
+            "The connection string says " + std::string(key) + "=" + Shown(value) +
+                ": it takes a number of seconds, a day at most.",
             kSource};
 }
 

@@ -4,6 +4,7 @@
 
 #include "data/data_error.h"
 
+#include <chrono>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -22,17 +23,21 @@ struct DiagnosticRecord {
 std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, bool wide);
 
 // Why a connection failed. Drivers spread the cause over several records and end with one that says
-// nothing: all that say something are told, each once.
+// nothing: all that say something are in the text, each once.
 DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::string& source);
-// Why a statement failed: the first record that is an error and no remark.
+// Why a statement failed: the first record that is an error and no remark. Of a connection that
+// broke off it isn't known whether the rows have arrived.
 DataError StatementError(const std::vector<DiagnosticRecord>& records, const std::string& source);
 
+DataError NoAnswer(std::chrono::seconds limit, const std::string& source);
+DataError CancelledWait(const std::string& source);
 DataError NoDriverManager();
 // `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.
 DataError NoDriverOfKind(std::string_view role, std::string_view advice);
 // A driver that a string names by its path, and a key that would load or write a file.
 DataError UnregisteredLibrary(const std::string& library);
 DataError RefusedKey(std::string_view key);
+DataError BadTimeLimit(std::string_view key, const std::string& value);
 DataError WrongParameterCount(std::size_t wanted, std::size_t given, const std::string& source);
 DataError StatementTooLong(std::size_t bytes, double most, const std::string& source);
 DataError NotARowStatement(const std::string& source);

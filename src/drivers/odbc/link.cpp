@@ -1,3 +1,9 @@
+// Everything about one connection that isn't about rows. What a driver can is asked once, behind
+// the connect, and its oddities hang on who it is. Easy to get wrong: drivers without UTF-16 calls
+// get their text as bytes, or the driver manager would squeeze it through the locale; the sockets
+// that a driver opened are found by comparing, as no driver gives them away, and are needed to end
+// a wait; and errors must not repeat a password in either form, the stored or the sent one.
+
 #include "drivers/odbc/link.h"
 
 #include "drivers/odbc/errors.h"
@@ -38,17 +44,12 @@ Dialect DialectOf(std::string_view dbms) {
     return Dialect::Other;
 }
 
-DataError Masked(const DataError& error, const ConnectionString& stored, const std::string& sent) {
-    const auto text =
-        MaskSecrets(MaskSecrets(error.Description(), stored), ConnectionString::Parse(sent));
-    return {error.Number(), text, error.Source()};
-}
-
 }  // namespace
 
 Link::Link(const Login& login, const ConnectionString& connection, const Tuning& tuning)
     : environment_(OpenEnvironment()),
       handle_(ConnectionHandle::Allocate(environment_.Get())),
+      watch_(std::chrono::seconds(login.answer_timeout_s)),
       tuning_(tuning),
       source_(login.source) {
     if (!handle_) {
@@ -56,12 +57,23 @@ Link::Link(const Login& login, const ConnectionString& connection, const Tuning&
     }
     traits_.provider = login.provider;
     traits_.wide_calls = HasWideCalls(login.library);
-    Connect(login, connection);
+    // Some drivers know a password in the form that was sent, some users in the one that is stored.
+    secrets_ = connection.Secrets();
+    const auto sent = ConnectionString::Parse(login.text);
+    secrets_.insert(secrets_.end(), sent.Secrets().begin(), sent.Secrets().end());
+    std::stable_sort(secrets_.begin(), secrets_.end(), [](const auto& left, const auto& right) {
+        return left.size() > right.size();  // one may hold another
+    });
+    const NewSockets sockets;
+    Connect(login);
+    const auto opened = sockets.Find();
+    std::for_each(opened.begin(), opened.end(), NoticeDeadNetwork);
+    watch_.Watch(opened);
     LearnTraits(login.library);
 }
 
-void Link::Connect(const Login& login, const ConnectionString& connection) {
-    // A driver that doesn't know the attribute has a time limit of its own or none; it is told at
+void Link::Connect(const Login& login) {
+    // A driver that doesn't know the attribute has a time limit of its own or none; it says so at
     // the connect, which then goes on.
     SQLSetConnectAttr(handle_.Get(), SQL_ATTR_LOGIN_TIMEOUT, AsAttribute(kLoginTimeoutSeconds), 0);
     const bool wide = traits_.wide_calls;
@@ -85,7 +97,7 @@ void Link::Connect(const Login& login, const ConnectionString& connection) {
                                                 SQL_DRIVER_NOPROMPT);
     if (!SQL_SUCCEEDED(result)) {
         const auto records = ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), wide);
-        throw Masked(ConnectError(records, source_), connection, login.text);
+        throw Masked(ConnectError(records, source_));
     }
 }
 
@@ -158,6 +170,7 @@ void Link::Prepare(const StatementHandle& statement, std::string_view sql) const
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
+    const AnswerWatch::Wait wait(watch_);
     Check(wide ? SQLPrepareW(statement.Get(), text.Wide(), length)
                : SQLPrepare(statement.Get(), text.Narrow(), length),
           statement);
@@ -167,6 +180,7 @@ void Link::ExecuteDirect(const StatementHandle& statement, std::string_view sql)
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
+    const AnswerWatch::Wait wait(watch_);
     Check(wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
                : SQLExecDirect(statement.Get(), text.Narrow(), length),
           statement);
@@ -179,6 +193,7 @@ void Link::ListTables(const StatementHandle& statement) const {
     const bool wide = traits_.wide_calls;
     const CallText text(catalog, wide);
     const auto length = text.Count<SQLSMALLINT>(wide);
+    const AnswerWatch::Wait wait(watch_);
     const auto result = wide ? SQLTablesW(statement.Get(),
                                           catalog.empty() ? nullptr : text.Wide(),
                                           length,
@@ -201,6 +216,7 @@ void Link::ListTables(const StatementHandle& statement) const {
 }
 
 void Link::DropFurtherResults(const StatementHandle& statement) const {
+    const AnswerWatch::Wait wait(watch_);
     for (;;) {
         const auto result = SQLMoreResults(statement.Get());
         if (result == SQL_NO_DATA) {
@@ -217,9 +233,32 @@ void Link::Check(SQLRETURN result, const StatementHandle& statement) const {
     }
 }
 
+DataError Link::Masked(const DataError& error) const {
+    std::string text = error.Description();
+    for (const auto& secret : secrets_) {
+        text = MaskSecret(text, secret);
+    }
+    DataError masked(error.Number(), std::move(text), error.Source());
+    masked.SetArrivedRows(error.ArrivedRows());
+    return masked;
+}
+
+// Where it was us who cut the connection, the driver's words mislead. And what is sent over a
+// connection that is known to be gone doesn't arrive.
+DataError Link::WithReason(DataError error) const {
+    if (watch_.Ended() != AnswerWatch::End::None) {
+        error = watch_.Ended() == AnswerWatch::End::TooLong ? NoAnswer(watch_.Limit(), source_)
+                                                            : CancelledWait(source_);
+    }
+    if (!error.ArrivedRows() && std::exchange(lost_, true)) {
+        error.SetArrivedRows(0);
+    }
+    return error;
+}
+
 DataError Link::ErrorOf(const StatementHandle& statement) const {
-    return StatementError(ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls),
-                          source_);
+    return WithReason(Masked(StatementError(
+        ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls), source_)));
 }
 
 void Link::Idle() {

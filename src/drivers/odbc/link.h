@@ -1,6 +1,7 @@
 #pragma once
 // One connection to a data source, what is to be known of its driver, and the calls on it.
 
+#include "data/answer_watch.h"
 #include "data/connection_string.h"
 #include "drivers/odbc/driver.h"
 #include "drivers/odbc/handles.h"
@@ -9,10 +10,11 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantry::odbc {
 
-// Who really is at the other end: drivers' oddities hang on it.
+// Which server really is at the other end: drivers' oddities hang on it.
 enum class Dialect { Other, MySql, SqlServer, Oracle, PostgreSql, Sqlite };
 
 struct Traits {
@@ -24,10 +26,10 @@ struct Traits {
     bool rereads_bound = false;  // a bound field of the current row can be read again in pieces
 };
 
-// Whoever reads rows while the connection is wanted for something else.
+// What reads rows while the connection is wanted for something else.
 class Streamer {
 public:
-    virtual void TakeRowsIntoMemory() = 0;  // doesn't throw: a failure is told to the reader
+    virtual void TakeRowsIntoMemory() = 0;  // doesn't throw: a failure is the reader's next error
 
 protected:
     ~Streamer() = default;
@@ -43,7 +45,10 @@ public:
     const Traits& GetTraits() const { return traits_; }
     const Tuning& GetTuning() const { return tuning_; }
     const std::string& Source() const { return source_; }
+    // Of the sockets that the driver has opened. Each call that asks the server waits under it.
+    AnswerWatch& Watch() const { return watch_; }
 
+    // Each throws the driver's error. Statements travel in the form that the driver has.
     StatementHandle NewStatement() const;
     void Prepare(const StatementHandle& statement, std::string_view sql) const;
     void ExecuteDirect(const StatementHandle& statement, std::string_view sql) const;
@@ -61,20 +66,26 @@ public:
     // Makes the connection free for a statement where it can carry only one.
     void Idle();
     bool IsStreaming() const { return streamer_ != nullptr; }
+    // Between the two the streamer is asked to make room; drivers with several statements need not.
     void BeginStream(Streamer* streamer);
     void EndStream(const Streamer* streamer);
 
 private:
-    void Connect(const Login& login, const ConnectionString& connection);
+    void Connect(const Login& login);
+    DataError Masked(const DataError& error) const;
+    DataError WithReason(DataError error) const;
     void LearnTraits(const std::string& library);
     std::string InfoText(SQLUSMALLINT item) const;
     std::string CurrentCatalog() const;
 
     EnvironmentHandle environment_;
     ConnectionHandle handle_;
+    mutable AnswerWatch watch_;
+    mutable bool lost_ = false;  // the connection broke off, and an error has said so
     Tuning tuning_;
     Traits traits_;
     std::string source_;
+    std::vector<std::string> secrets_;  // that no error may repeat
     Streamer* streamer_ = nullptr;
 };
 

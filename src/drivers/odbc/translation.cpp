@@ -1,8 +1,15 @@
+// Stored strings speak to drivers of another system. What they name is turned into an installed
+// driver of the same protocol, keys into that driver's words, and the rest is left as it is: most
+// keys are the driver's own matter. Easy to get wrong: the first of a repeated key wins, braces
+// around a value are part of it for some drivers, an empty user hides what a data source says, and
+// a string from a stranger must not get a library loaded.
+
 #include "drivers/odbc/translation.h"
 
 #include "drivers/odbc/errors.h"
 
 #include <algorithm>
+#include <charconv>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -212,6 +219,23 @@ void SetSqlServerKeys(const InstalledDriver& driver, Keys& keys) {
     }
 }
 
+// It is ours and no driver's. 0 stands for the usual one, never for none.
+unsigned TakeAnswerTimeout(Keys& keys) {
+    constexpr std::string_view kKey = "ANSWER_TIMEOUT";
+    constexpr unsigned kOneDay = 86'400;
+    const auto* text = keys.Find(kKey);
+    if (text == nullptr) {
+        return Login().answer_timeout_s;
+    }
+    unsigned seconds = 0;
+    const auto [rest, error] = std::from_chars(text->data(), text->data() + text->size(), seconds);
+    if (error != std::errc() || rest != text->data() + text->size() || seconds > kOneDay) {
+        throw BadTimeLimit(kKey, *text);
+    }
+    keys.Drop(kKey);
+    return seconds == 0 ? Login().answer_timeout_s : seconds;
+}
+
 // Keys by which a driver manager or a driver loads, or writes, a file of the string's own choice: a
 // description of a source that names its driver's library, an extension of SQLite, the client
 // library's plug-ins, a store of keys.
@@ -243,8 +267,9 @@ Login Finish(Keys& keys,
              std::string library,
              Provider provider) {
     RefuseLibraries(keys, machine);
+    const unsigned answer_timeout_s = TakeAnswerTimeout(keys);
     AddDriverSettings(library, keys);
-    return {keys.Text(), std::move(source), std::move(library), provider};
+    return {keys.Text(), std::move(source), std::move(library), provider, answer_timeout_s};
 }
 
 Login WithDriver(const InstalledDriver& driver,

@@ -17,6 +17,7 @@ struct Login {
     std::string source;   // who speaks in errors: the driver's or the data source's name
     std::string library;  // empty when it isn't known
     Provider provider = Provider::Odbc;
+    unsigned answer_timeout_s = 600;  // for the first byte of each answer
 };
 
 // Throws DataError when no driver of the wanted kind is installed: the text names the package.

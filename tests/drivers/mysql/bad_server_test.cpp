@@ -204,6 +204,26 @@ TEST(BadMySqlServer, AListOfTablesEndsWhateverTheServerSays) {
     ExpectError("silence", [&] { ConnectTo(silent)->Tables(); });
 }
 
+// Its words go to a log, a terminal and boxes.
+TEST(BadMySqlServer, ItsWordsSteerNoTerminalAndRepeatNoPassword) {
+    const std::string words =
+        "#HY000\x1B]0;title\x07\x1B[2J\rS3cr3t is \xC2\x9B"
+        "31m wrong \xE2\x80\xAE"
+        "drow\n\x7Fline"s;
+    const std::string answer = Packet(1, std::string("\xFF\x28\x04").append(words));
+    const ScriptedServer server({.prepare_answer = answer, .answer = answer});
+    const std::function<void()> calls[] = {
+        [&] { ConnectTo(server)->Execute("do 1"); },
+        [&] { ReadAll(*ConnectTo(server)); },
+        [&] { ConnectTo(server)->Prepare("do 1", {}); },
+        [&] { ConnectTo(server)->OpenAppender("select 1"); },
+    };
+    for (const auto& call : calls) {
+        const auto error = ErrorOf(call);
+        EXPECT_EQ(error.Description(), "?]0;title??[2J?***** is ?31m wrong ?drow\n?line");
+    }
+}
+
 // It may ask in answer to any statement.
 TEST(BadMySqlServer, NoFileIsSent) {
     const ScriptedServer server({.answer = Packet(1, "\xFB/etc/hostname")});

@@ -1,14 +1,21 @@
 // The driver over the real MariaDB ODBC driver and a private server: bound columns in blocks.
 
+#include "data/answer_watch.h"
 #include "drivers/mysql/scripted_server.h"
 #include "drivers/odbc/odbc_fixture.h"
 #include "support/private_mariadb.h"
 
 #include <dlfcn.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <signal.h>
 #include <sql.h>
 #include <sqlext.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
 
 #include <chrono>
+#include <optional>
 #include <random>
 
 namespace {
@@ -471,6 +478,37 @@ TEST_F(MariaDbOdbcTest, ASilentServerEndsTheConnectByItsTimeLimit) {
     const auto elapsed = std::chrono::steady_clock::now() - begin;
     EXPECT_EQ(error.Number(), kErrUnspecified);
     EXPECT_LT(elapsed, std::chrono::seconds(10));
+}
+
+TEST_F(MariaDbOdbcTest, AStoppedServerIsGivenUpAndADeadNetworkNoticed) {
+    const NewSockets sockets;
+    const auto connection = Connect(Text() + ";ANSWER_TIMEOUT=1");
+    const auto opened = sockets.Find();
+    ASSERT_FALSE(opened.empty());
+    unsigned unconfirmed_ms = 0;
+    socklen_t size = sizeof unconfirmed_ms;
+    getsockopt(opened[0], IPPROTO_TCP, TCP_USER_TIMEOUT, &unconfirmed_ms, &size);
+    EXPECT_GT(unconfirmed_ms, 0U);
+    kill(server_->Pid(), SIGSTOP);
+    int status = 0;
+    waitpid(server_->Pid(), &status, WUNTRACED);
+    const auto error = ErrorOf([&] { connection->Execute("INSERT INTO `t` VALUES (1)"); });
+    kill(server_->Pid(), SIGCONT);
+    EXPECT_NE(error.Description().find("ANSWER_TIMEOUT"), std::string::npos) << error.Description();
+    EXPECT_EQ(error.ArrivedRows(), std::nullopt);
+    const auto later = ErrorOf([&] { connection->Execute("INSERT INTO `t` VALUES (2)"); });
+    EXPECT_NE(later.Number(), 0);
+    EXPECT_EQ(later.ArrivedRows(), 0);
+}
+
+TEST_F(MariaDbOdbcTest, WordsOfAServerSteerNoTerminalAndRepeatNoPassword) {
+    const auto connection = Open();
+    const auto error = ErrorOf([&] {
+        connection->Execute("signal sqlstate '45000' set message_text='\x1B]0;x\x07 " +
+                            server_->Password() + "'");
+    });
+    EXPECT_TRUE(error.Description().ends_with(" *****")) << error.Description();
+    EXPECT_EQ(error.Description().find_first_of("\x1B\x07"), std::string::npos);
 }
 
 }  // namespace

@@ -1,0 +1,97 @@
+#pragma once
+// Waits for a server have an end. A connection that waits longer than its limit for an answer is
+// cut, and so is one that still waits some seconds after the user has cancelled: the call that
+// waits then fails as with any lost connection. A network that swallows packets in silence is
+// noticed by the system itself, within two minutes.
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace vantry {
+
+// Called when the user cancels, also from a signal handler: no server is waited for much longer
+// from here on, in this process.
+void CancelWaits() noexcept;
+
+// For a socket of TCP; nothing for others. What was sent and isn't confirmed for two minutes, or a
+// partner that answers no probe for as long, ends the connection.
+void NoticeDeadNetwork(int socket);
+
+// The sockets that a piece of code opened, for libraries that don't give theirs away: connected
+// stream sockets that this process has now and hadn't when the object was made.
+class NewSockets {
+public:
+    NewSockets();
+    std::vector<int> Find() const;
+
+private:
+    std::vector<int> former_;
+};
+
+class AnswerWatch {
+public:
+    enum class End : std::uint8_t { None, TooLong, Cancelled };
+
+    explicit AnswerWatch(std::chrono::seconds limit) : limit_(limit) {}
+    ~AnswerWatch();
+    AnswerWatch(const AnswerWatch&) = delete;
+    AnswerWatch& operator=(const AnswerWatch&) = delete;
+
+    // The connection's sockets, kept under descriptors of our own: a library that closes its own in
+    // the meantime must not make us cut another's. Once. Without a thread to spare there is no
+    // watch.
+    void Watch(const std::vector<int>& sockets);
+    std::chrono::seconds Limit() const { return limit_; }
+    // Why the connection was cut, if it was.
+    End Ended() const { return ended_.load(std::memory_order_acquire); }
+
+    // One wait for an answer, `times` the limit long at most. Costs two stores. Waits don't nest: a
+    // further one inside has no effect.
+    class Wait {
+    public:
+        explicit Wait(AnswerWatch& watch, int times = 1)
+            : watch_(watch), outer_(watch.Begin(times)) {}
+        ~Wait() {
+            if (outer_) {
+                watch_.current_.store(0, std::memory_order_release);
+            }
+        }
+        Wait(const Wait&) = delete;
+        Wait& operator=(const Wait&) = delete;
+
+    private:
+        AnswerWatch& watch_;
+        bool outer_;
+    };
+
+private:
+    // False inside of another wait.
+    bool Begin(int times) {
+        if (current_.load(std::memory_order_relaxed) != 0) {
+            return false;
+        }
+        times_.store(times, std::memory_order_relaxed);
+        current_.store(++count_, std::memory_order_release);
+        return true;
+    }
+    void Look();
+    void Cut(End why);
+
+    std::chrono::seconds limit_;
+    std::vector<int> sockets_;
+    std::atomic<std::uint64_t> current_ = 0;  // the number of the wait that goes on, or 0
+    std::atomic<int> times_ = 1;
+    std::uint64_t count_ = 0;
+    std::atomic<End> ended_ = End::None;
+    std::mutex mutex_;
+    std::condition_variable over_changed_;
+    bool over_ = false;
+    std::thread thread_;
+};
+
+}  // namespace vantry
