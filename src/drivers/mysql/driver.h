@@ -3,10 +3,13 @@
 // grow with a table, and rows go in through prepared statements.
 //
 // Keys of a connection string, in any letter case: SERVER (SERVERNAME, HOST), PORT, DATABASE (DB),
-// USER (UID), PASSWORD (PWD), SOCKET, CONN_TIMEOUT (seconds), INITSTMT, OPTION (bit 2: counts of
-// matched instead of changed rows), FORCETLS, SSLVERIFY, SSLCA, SSLCERT, SSLKEY. All other keys,
-// CHARSET among them, are passed over: text is UTF-8 (utf8mb4) on every connection. The local
-// server is reached by its socket, unless the string names another port than 3306.
+// USER (UID), PASSWORD (PWD), SOCKET, CONN_TIMEOUT and ANSWER_TIMEOUT (seconds), INITSTMT, OPTION
+// (bit 2: counts of matched instead of changed rows). For TLS: SSLMODE (DISABLED, PREFERRED,
+// REQUIRED, VERIFY_CA, VERIFY_IDENTITY; the last two are the same here), or in its place FORCETLS
+// and SSLVERIFY; SSLCA, SSLCERT, SSLKEY; TLSPEERFP (SHA-1 of the server's certificate); RSAKEY
+// (file of the server's public key, for logins outside of TLS). All other keys, CHARSET among them,
+// are passed over: text is UTF-8 (utf8mb4) on every connection. The local server is reached by its
+// socket, unless the string names another port than 3306.
 
 #include "data/driver.h"
 

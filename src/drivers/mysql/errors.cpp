@@ -90,6 +90,33 @@ DataError BadConnectionKey(const std::string& key, const std::string& value) {
             kSource};
 }
 
+DataError BadTlsMode(const std::string& mode) {
+    return {kErrUnspecified,
+            "The connection string says SSLMODE=" + mode +
+                ": it can be DISABLED, PREFERRED, REQUIRED, VERIFY_CA or VERIFY_IDENTITY.",
+            kSource};
+}
+
+DataError BadServerKey(const std::string& file) {
+    return {kErrUnspecified,
+            "The file " + Quoted(file) +
+                " of the key RSAKEY holds no public key (RSA, in PEM form) that can be read: copy "
+                "the server's public_key.pem there.",
+            kSource};
+}
+
+DataError PasswordNotProtected(const std::string& why) {
+    return {kErrUnspecified,
+            "The server asks for the password itself (caching_sha2_password, sha256_password), and "
+            "nothing shows that it is the right server: " +
+                why +
+                ". The password was not sent. Add to the connection string SSLCA=<file with the "
+                "certificate of the server's authority>, or TLSPEERFP=<SHA-1 fingerprint of the "
+                "server's certificate>, or RSAKEY=<file with the server's public key>; on the "
+                "server's own machine, connect through its socket.",
+            kSource};
+}
+
 DataError NoAnswer(std::chrono::seconds limit) {
     DataError error(kErrUnspecified,
                     "The server has not answered within " + std::to_string(limit.count()) +
@@ -112,7 +139,7 @@ DataError NoTls() {
     return {
         kErrUnspecified,
         "The server offers no encrypted connection (TLS), and the connection string asks for one "
-        "(FORCETLS, SSLVERIFY, SSLCA): set the server up for TLS or take these "
+        "(SSLMODE, FORCETLS, SSLVERIFY, SSLCA, TLSPEERFP): set the server up for TLS or take these "
         "keys away.",
         kSource};
 }

@@ -22,7 +22,11 @@ DataError StatementError(MYSQL_STMT* statement, MYSQL* handle);
 std::string CleanWords(const char* text, const MYSQL* handle);
 
 DataError BadConnectionKey(const std::string& key, const std::string& value);
+DataError BadTlsMode(const std::string& mode);
+DataError BadServerKey(const std::string& file);
 DataError NoTls();
+// `why` nothing proves the server to be the right one.
+DataError PasswordNotProtected(const std::string& why);
 DataError NoAnswer(std::chrono::seconds limit);
 DataError CancelledWait();
 DataError WrongParameterCount(std::size_t wanted, std::size_t given);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <cstdint>
 #include <stdexcept>
 #include <utility>
@@ -47,18 +48,20 @@ std::string Lengthened(std::string_view text) {
     return static_cast<char>(text.size()) + std::string(text);
 }
 
-std::string Greeting() {
-    return Packet(0,
-                  "\x0A"
-                  "5.7.99\0"
-                  "\1\0\0\0"
-                  "abcdefgh\0"  // the scramble's first part
-                  "\xFF\xF7"    // what the server can, lower half: no TLS
-                  "\x2D\x02\0"  // utf8mb4, autocommit
-                  "\x0F\0\x15"  // what it can, upper half; length of the scramble
-                  "\0\0\0\0\0\0\0\0\0\0"
-                  "ijklmnopqrst\0"  // its second part
-                  "mysql_native_password\0"sv);
+std::string Greeting(bool offers_tls) {
+    std::string greeting =
+        "\x0A"
+        "5.7.99\0"
+        "\1\0\0\0"
+        "abcdefgh\0"s;                                     // the scramble's first part
+    greeting += offers_tls ? "\xFF\xFF"sv : "\xFF\xF7"sv;  // what the server can, lower half
+    greeting +=
+        "\x2D\x02\0"  // utf8mb4, autocommit
+        "\x0F\0\x15"  // what it can, upper half; length of the scramble
+        "\0\0\0\0\0\0\0\0\0\0"
+        "ijklmnopqrst\0"  // its second part
+        "mysql_native_password\0"sv;
+    return Packet(0, greeting);
 }
 
 std::string OkPacket(int number) {
@@ -92,6 +95,7 @@ ScriptedServer::ScriptedServer(Script script)
     : script_(std::move(script)),
       listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
       wake_(eventfd(0, EFD_CLOEXEC)) {
+    std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes to clients that are gone
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -118,6 +122,11 @@ std::string ScriptedServer::Sent() const {
     return sent_;
 }
 
+std::string ScriptedServer::SentAfterLogin() const {
+    const std::lock_guard lock(mutex_);
+    return sent_after_login_;
+}
+
 // Until the descriptor has something to read; false at the end of the test.
 bool ScriptedServer::Wait(int descriptor) const {
     std::array<pollfd, 2> watched{{{descriptor, POLLIN, 0}, {wake_, POLLIN, 0}}};
@@ -135,44 +144,82 @@ void ScriptedServer::Work() {
     }
 }
 
+std::string ScriptedServer::Receive() {
+    std::array<char, 4096> piece;
+    if ((!tls_ || SSL_pending(tls_.get()) == 0) && !Wait(client_)) {
+        return {};
+    }
+    const auto got = tls_ ? SSL_read(tls_.get(), piece.data(), static_cast<int>(piece.size()))
+                          : recv(client_, piece.data(), piece.size(), 0);
+    return got <= 0 ? std::string() : std::string(piece.data(), static_cast<std::size_t>(got));
+}
+
+void ScriptedServer::Send(std::string_view bytes) {
+    if (tls_) {
+        SSL_write(tls_.get(), bytes.data(), static_cast<int>(bytes.size()));
+    } else {
+        SendAll(client_, bytes);
+    }
+}
+
+// Behind the client's request for it, which is a packet of its own.
+bool ScriptedServer::StartTls(int client) {
+    std::array<char, 36> request;
+    if (!Wait(client) || recv(client, request.data(), request.size(), MSG_WAITALL) !=
+                             static_cast<ssize_t>(request.size())) {
+        return false;
+    }
+    const auto context = script_.tls->ServerContext();
+    tls_.reset(SSL_new(context.get()));
+    SSL_set_fd(tls_.get(), client);
+    return SSL_accept(tls_.get()) == 1;
+}
+
 // The command in what the client sends next, whose packets are short and come whole; kQuit when it
 // is gone, kSetting when it sets something of the session.
-char ScriptedServer::Take(int client) {
+char ScriptedServer::Take() {
     constexpr std::size_t kHead = 4;
-    std::array<char, 4096> piece;
-    if (!Wait(client)) {
-        return kQuit;
-    }
-    const auto got = recv(client, piece.data(), piece.size(), 0);
-    if (got <= 0) {
+    const auto packet = Receive();
+    if (packet.empty()) {
         return kQuit;
     }
     const std::lock_guard lock(mutex_);
-    sent_.append(piece.data(), static_cast<std::size_t>(got));
-    const std::string_view packet(piece.data(), static_cast<std::size_t>(got));
+    sent_ += packet;
     if (packet.find("set session ") != std::string_view::npos) {
         return kSetting;
     }
-    return packet.size() > kHead ? piece[kHead] : '\0';
+    return packet.size() > kHead ? packet[kHead] : '\0';
 }
 
 void ScriptedServer::Serve(int client) {
+    client_ = client;
+    tls_.reset();
     SendAll(client, script_.greeting);
-    if (Take(client) == kQuit) {
+    if ((script_.tls != nullptr && !StartTls(client)) || Take() == kQuit) {
         return;
     }
-    SendAll(client, script_.login_answer);
+    Send(script_.login_answer);
+    for (const auto& answer : script_.login_more) {
+        const auto packet = Receive();
+        if (packet.empty()) {
+            return;
+        }
+        const std::lock_guard lock(mutex_);
+        sent_ += packet;
+        sent_after_login_ += packet;
+        Send(answer);
+    }
     bool said_all = false;
-    for (char command = Take(client); command != kQuit; command = Take(client)) {
+    for (char command = Take(); command != kQuit; command = Take()) {
         if (command == kSetting) {
-            SendAll(client, OkPacket(1));
+            Send(OkPacket(1));
         } else if (command == kPrepare) {
-            SendAll(client, script_.prepare_answer);
+            Send(script_.prepare_answer);
             if (script_.answer.empty()) {
                 return;
             }
         } else if (!said_all) {
-            SendAll(client, script_.answer);
+            Send(script_.answer);
             if (!script_.then_hangs) {
                 shutdown(client, SHUT_WR);  // what the client still says is heard
             }

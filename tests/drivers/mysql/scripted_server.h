@@ -2,10 +2,16 @@
 // A server that says what a test wants, one client after the other: the greeting, the answer to the
 // login, and the answer to every command.
 
+#include "drivers/mysql/test_keys.h"
+
+#include <openssl/ssl.h>
+
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace vantry::test {
 
@@ -13,7 +19,7 @@ namespace vantry::test {
 std::string Packet(int number, std::string_view payload);
 // A text with its length before it, of less than 251 bytes.
 std::string Lengthened(std::string_view text);
-std::string Greeting();
+std::string Greeting(bool offers_tls = false);
 std::string OkPacket(int number);
 std::string EndPacket(int number);
 std::string ErrorPacket(int number, int code);
@@ -24,6 +30,8 @@ std::string ResultHead(int columns, unsigned char type = 253);
 struct Script {
     std::string greeting = Greeting();
     std::string login_answer = OkPacket(2);
+    std::vector<std::string> login_more = {};  // one answer to each further packet of the client
+    const TestKeys* tls = nullptr;             // the greeting must offer it
     // To a statement that is to be prepared; without further words: that there is no such thing.
     std::string prepare_answer = ErrorPacket(1, 1295);
     std::string answer = OkPacket(1);  // to any other command; empty: there the preparation ends it
@@ -38,13 +46,18 @@ public:
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     int Port() const { return port_; }
-    // All that clients sent.
+    // All that clients sent, as it was inside of TLS; the second of the packets behind the first of
+    // a login.
     std::string Sent() const;
+    std::string SentAfterLogin() const;
 
 private:
     void Work();
     void Serve(int client);
-    char Take(int client);
+    char Take();
+    void Send(std::string_view bytes);
+    bool StartTls(int client);
+    std::string Receive();
     bool Wait(int descriptor) const;
 
     Script script_;
@@ -53,6 +66,9 @@ private:
     int wake_ = -1;  // readable: end
     mutable std::mutex mutex_;
     std::string sent_;
+    std::string sent_after_login_;
+    int client_ = -1;
+    std::unique_ptr<SSL, void (*)(SSL*)> tls_{nullptr, &SSL_free};
     std::thread worker_;
 };
 
