@@ -45,6 +45,7 @@ BoundStatement::BoundStatement(std::shared_ptr<Session> session,
                                std::vector<int> types)
     : session_(std::move(session)), types_(std::move(types)) {
     MYSQL* handle = session_->Idle();
+    session_->BeStrict();
     const AnswerWatch::Wait wait(session_->Watch());
     statement_.reset(mysql_stmt_init(handle));
     if (!statement_) {
@@ -90,6 +91,9 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
     }
     const auto affected = static_cast<std::int64_t>(mysql_stmt_affected_rows(statement_.get()));
     mysql_stmt_free_result(statement_.get());
+    if (mysql_warning_count(session_->Busy()) > 0) {
+        session_->GetWarnings().RequireUnchanged(*session_, affected);
+    }
     return affected;
 }
 

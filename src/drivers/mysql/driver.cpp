@@ -4,6 +4,7 @@
 #include "drivers/mysql/bound_statement.h"
 #include "drivers/mysql/cursor.h"
 #include "drivers/mysql/errors.h"
+#include "drivers/mysql/row_insert.h"
 #include "drivers/mysql/session.h"
 
 #include <utility>
@@ -39,8 +40,12 @@ public:
         MYSQL* handle = session_->Idle();
         // The statements that give no rows are written by loaders, which double the quotes of a
         // value and nothing else: C:\new has to arrive as it is.
+        session_->BeStrict();
         session_->ReadBackslashesAs(Backslash::Data, sql);
         session_->RequireFits(sql);
+        if (const auto table = TargetOfInsert(sql); !table.empty()) {
+            return InsertRows(*session_, table, sql);
+        }
         session_->Send(sql, kTimesForOneStatement);
         const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
         if (MYSQL_RES* result = mysql_use_result(handle)) {

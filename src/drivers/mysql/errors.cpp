@@ -135,6 +135,14 @@ DataError CancelledWait() {
     return error;
 }
 
+DataError ValuesChanged(const std::string& warnings, std::int64_t rows) {
+    DataError error(kErrConversion,
+                    "The rows were taken, but the server has changed values: " + warnings,
+                    kSource);
+    error.SetArrivedRows(rows);
+    return error;
+}
+
 DataError NoTls() {
     return {
         kErrUnspecified,

@@ -29,6 +29,8 @@ DataError NoTls();
 DataError PasswordNotProtected(const std::string& why);
 DataError NoAnswer(std::chrono::seconds limit);
 DataError CancelledWait();
+// All of `rows` are in their table, some of their values changed: `warnings` says which.
+DataError ValuesChanged(const std::string& warnings, std::int64_t rows);
 DataError WrongParameterCount(std::size_t wanted, std::size_t given);
 DataError StatementTooLong(std::size_t bytes, std::uint64_t most);
 DataError NotATableColumn(const std::string& column);

@@ -98,6 +98,14 @@ void Session::Send(std::string_view sql, int times) {
     }
 }
 
+void Session::BeStrict() {
+    if (!std::exchange(strict_, true)) {
+        Send(
+            "set session "
+            "sql_mode=concat(@@sql_mode,',STRICT_ALL_TABLES,NO_AUTO_VALUE_ON_ZERO')");
+    }
+}
+
 void Session::ReadBackslashesAs(Backslash meaning, std::string_view sql) {
     if (sql.find('\\') == std::string_view::npos) {
         return;

@@ -6,6 +6,7 @@
 #include "data/data_error.h"
 #include "drivers/mysql/login.h"
 #include "drivers/mysql/types.h"
+#include "drivers/mysql/warnings.h"
 
 #include <mysql.h>
 
@@ -58,6 +59,7 @@ public:
     unsigned BytesPerCharacter() const { return bytes_per_character_; }
     std::chrono::seconds LoginLimit() const { return std::chrono::seconds(login_.timeout_s); }
 
+    Warnings& GetWarnings() { return warnings_; }
     // What the last call on the connection, or on a statement of it, failed with.
     DataError Failure() const;
     DataError Failure(MYSQL_STMT* statement) const;
@@ -65,6 +67,10 @@ public:
     // Sends a statement's text on the idle connection and waits for the first answer, `times` the
     // time limit at most. Throws DataError.
     void Send(std::string_view sql, int times = 1);
+
+    // To be called on the idle connection before anything is written: a value that doesn't fit its
+    // column is refused from then on rather than changed, and a 0 for a counting column stays 0.
+    void BeStrict();
 
     // To be called on the idle connection before `sql` is sent. Costs nothing unless there is a
     // backslash in it. Throws DataError.
@@ -94,6 +100,8 @@ private:
     Login login_;
     UniqueHandle handle_;
     AnswerWatch watch_;
+    Warnings warnings_;
+    bool strict_ = false;
     unsigned bytes_per_character_ = 4;
     bool backslashes_set_ = false;                    // to be data, by us
     std::optional<std::uint64_t> longest_statement_;  // once it was asked for; 0 is unknown

@@ -6,6 +6,7 @@
 #include "drivers/odbc/driver.h"
 
 #include "data/value_convert.h"
+#include "data/value_text.h"
 #include "drivers/odbc/appender.h"
 #include "drivers/odbc/bound_statement.h"
 #include "drivers/odbc/cursor.h"
@@ -32,11 +33,16 @@ public:
     std::int64_t Execute(std::string_view sql) override {
         // The statements that give no rows are written by loaders, which double the quotes of a
         // value and nothing else: a value that ends in a backslash would swallow its quote.
+        BeStrict();
         TakeBackslashesAs(Backslash::Data, sql);
         RequireFits(sql);
         link_->Idle();
         const auto statement = link_->NewStatement();
-        link_->ExecuteDirect(statement, sql);
+        try {
+            link_->ExecuteDirect(statement, sql);
+        } catch (const DataError& error) {
+            throw WithArrivedRows(error, sql);
+        }
         SQLLEN affected = -1;
         SQLRowCount(statement.Get(), &affected);
         link_->DropFurtherResults(statement);
@@ -45,10 +51,12 @@ public:
 
     std::unique_ptr<Statement> Prepare(std::string_view sql,
                                        std::span<const ParameterInfo> parameters) override {
+        BeStrict();
         return std::make_unique<BoundStatement>(link_, sql, parameters);
     }
 
     std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) override {
+        BeStrict();
         return std::make_unique<OdbcAppender>(link_, select_sql);
     }
 
@@ -73,6 +81,45 @@ public:
 
 private:
     enum class Backslash { Escape, Data };
+
+    // A MySQL server would change a value that doesn't fit its column, unless it is told not to;
+    // and a 0 of a counting column. Before anything else is kept of its settings.
+    void BeStrict() {
+        if (link_->GetTraits().dialect != Dialect::MySql || std::exchange(strict_, true)) {
+            return;
+        }
+        link_->Idle();
+        link_->ExecuteDirect(link_->NewStatement(),
+                             "set session sql_mode=concat(@@session.sql_mode,"
+                             "',STRICT_ALL_TABLES,NO_AUTO_VALUE_ON_ZERO')");
+    }
+
+    // Only MySQL has tables that keep the rows before the one that was refused.
+    DataError WithArrivedRows(DataError error, std::string_view sql) {
+        constexpr std::string_view kHead = "INSERT INTO `";
+        if (link_->GetTraits().dialect != Dialect::MySql || !error.ArrivedRows() ||
+            !sql.starts_with(kHead) || error.Number() == kErrSyntax ||
+            error.Number() == kErrNoSuchTable) {
+            return error;
+        }
+        const auto name = sql.substr(kHead.size(), sql.find('`', kHead.size()) - kHead.size());
+        std::string question =
+            "select e.transactions from information_schema.tables t join "
+            "information_schema.engines e on e.engine=t.engine where "
+            "t.table_schema=database() and t.table_name='";
+        for (const char c : name) {
+            question.append(c == '\'' ? 2 : 1, c);
+        }
+        error.SetArrivedRows(std::nullopt);
+        try {
+            OdbcCursor rows(link_, question + "'");
+            if (rows.Next() && ToText(rows.Row()[0]) == "YES") {
+                error.SetArrivedRows(0);
+            }
+        } catch (const DataError&) {  // then it stays unknown
+        }
+        return error;
+    }
 
     // Only MySQL makes a difference. "Escape" goes back to what the server itself is set to.
     void TakeBackslashesAs(Backslash meaning, std::string_view sql) {
@@ -109,6 +156,7 @@ private:
     std::optional<double> longest_statement_;  // bytes, once it was asked for; 0 is unknown
     std::shared_ptr<Link> link_;
     Backslash backslashes_ = Backslash::Escape;
+    bool strict_ = false;
 };
 
 class OdbcDriver : public Driver {

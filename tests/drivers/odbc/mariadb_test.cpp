@@ -480,6 +480,30 @@ TEST_F(MariaDbOdbcTest, ASilentServerEndsTheConnectByItsTimeLimit) {
     EXPECT_LT(elapsed, std::chrono::seconds(10));
 }
 
+TEST_F(MariaDbOdbcTest, NoValueIsChangedToFitItsColumnAndRefusedRowsArentSaidToBeGone) {
+    server_->Run("set global sql_mode=''");
+    for (const std::string engine : {"InnoDB", "MyISAM"}) {
+        server_->Run("create or replace table refused (v int, t varchar(3)) engine=" + engine);
+        const auto connection = Open();
+        const auto error = ErrorOf([&] {
+            connection->Execute("INSERT INTO `refused` ( `v`) VALUES (1),(99999999999),(2);");
+        });
+        EXPECT_EQ(error.Number(), kErrConversion) << error.Description();
+        const auto expected =
+            engine == "InnoDB" ? std::optional<std::int64_t>(0) : std::optional<std::int64_t>();
+        EXPECT_EQ(error.ArrivedRows(), expected) << engine;
+        const std::vector<ParameterInfo> text = {{adVarWChar, 50}};
+        EXPECT_NE(ErrorOf([&] {
+                      connection->Prepare("insert into refused (t) values (?)", text)
+                          ->Execute(std::vector<Cell>{Cell::Text("too long")});
+                  }).Number(),
+                  0);
+        EXPECT_EQ(server_->QueryOne("select count(*) from refused where v>2 or t is not null"),
+                  "0");
+    }
+    server_->Run("set global sql_mode=default");
+}
+
 TEST_F(MariaDbOdbcTest, AStoppedServerIsGivenUpAndADeadNetworkNoticed) {
     const NewSockets sockets;
     const auto connection = Connect(Text() + ";ANSWER_TIMEOUT=1");

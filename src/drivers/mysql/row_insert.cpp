@@ -1,0 +1,121 @@
+#include "drivers/mysql/row_insert.h"
+
+#include "data/value_text.h"
+#include "drivers/mysql/errors.h"
+
+#include <errmsg.h>
+#include <mysqld_error.h>
+
+#include <memory>
+#include <optional>
+
+namespace vantry::mysql {
+namespace {
+
+// The first value of the first row; nothing when there is none or the statement fails.
+std::optional<std::string> AskOne(Session& session, std::string_view sql) {
+    try {
+        session.Send(sql);
+    } catch (const DataError&) {
+        return std::nullopt;  // the server doesn't know such a question
+    }
+    const std::unique_ptr<MYSQL_RES, void (*)(MYSQL_RES*)> result(
+        mysql_store_result(session.Busy()), mysql_free_result);
+    const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
+    return row != nullptr && row[0] != nullptr ? std::optional<std::string>(row[0]) : std::nullopt;
+}
+
+std::string Literal(std::string_view text) {
+    std::string literal = "'";
+    for (const char c : text) {
+        literal += c;
+        if (c == '\'') {
+            literal += c;
+        }
+    }
+    return literal + "'";
+}
+
+// Whether the server takes a failed statement on the table back as a whole. Nothing for what is no
+// table of its own (a view, a table of another database).
+std::optional<bool> HasTransactions(Session& session, std::string_view table) {
+    const std::string sql =
+        "select e.transactions from information_schema.tables t join information_schema.engines e "
+        "on e.engine=t.engine where t.table_schema=database() and t.table_name=" +
+        Literal(table);
+    // The name stands as it is in the statement that failed.
+    session.ReadBackslashesAs(Backslash::Data, sql);
+    const auto answer = AskOne(session, sql);
+    return answer ? std::optional<bool>(*answer == "YES") : std::nullopt;
+}
+
+// Which row of the statement was refused, counted from 1. Servers of MariaDB tell it from version
+// 10.7 on; 0 or nothing when it wasn't one row's fault.
+std::optional<std::int64_t> RefusedRow(Session& session) {
+    try {
+        session.Send("get diagnostics condition 1 @vantry_row = row_number");
+    } catch (const DataError&) {
+        return std::nullopt;
+    }
+    const auto row = AskOne(session, "select @vantry_row");
+    return row ? ParseInt64(*row) : std::nullopt;
+}
+
+// What the server refused before it looked at the first row.
+bool IsRefusedAsAWhole(int number) {
+    return number == kErrSyntax || number == kErrNoSuchTable || number == kErrMissingParameter;
+}
+
+std::optional<std::int64_t> RowsInSpiteOf(Session& session,
+                                          const DataError& error,
+                                          const std::string& table) {
+    if (!error.ArrivedRows() || IsRefusedAsAWhole(error.Number())) {
+        return error.ArrivedRows();
+    }
+    const bool was_stopped = mysql_errno(session.Busy()) == ER_QUERY_INTERRUPTED;
+    const auto refused = RefusedRow(session);  // first: any other statement makes it forgotten
+    const auto transactions = HasTransactions(session, table);
+    if (!transactions || *transactions) {
+        return transactions ? std::optional<std::int64_t>(0) : std::nullopt;
+    }
+    if (refused && *refused > 0 && !was_stopped) {
+        return *refused - 1;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::string TargetOfInsert(std::string_view sql) {
+    constexpr std::string_view kHead = "INSERT INTO `";
+    if (!sql.starts_with(kHead)) {
+        return {};
+    }
+    sql.remove_prefix(kHead.size());
+    const auto end = sql.find('`');
+    return end == std::string_view::npos ? std::string() : std::string(sql.substr(0, end));
+}
+
+std::int64_t InsertRows(Session& session, const std::string& table, std::string_view sql) {
+    MYSQL* handle = session.Busy();
+    const AnswerWatch::Wait wait(session.Watch());
+    if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
+        auto error = session.Failure();
+        const unsigned code = mysql_errno(handle);
+        const bool is_servers =
+            code < CR_MIN_ERROR || (code > CR_MAX_ERROR && code < CER_MIN_ERROR);
+        if (is_servers && session.Watch().Ended() == AnswerWatch::End::None) {
+            error.SetArrivedRows(RowsInSpiteOf(session, error, table));
+        }
+        throw DataError(error);
+    }
+    const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
+    const auto warnings = mysql_warning_count(handle);
+    DropFurtherResults(session);
+    if (warnings > 0) {
+        session.GetWarnings().RequireUnchanged(session, affected);
+    }
+    return affected;
+}
+
+}  // namespace vantry::mysql
