@@ -1,5 +1,7 @@
 #pragma once
-// The rows of a SELECT as cells that look straight into the client library's memory.
+// The rows of a SELECT as cells that look straight into the client library's memory. While they
+// stream they hold the connection; when it is wanted for another statement, the rest of them is
+// kept in memory, which then grows with the result.
 
 #include "data/driver.h"
 #include "drivers/mysql/session.h"
@@ -14,6 +16,7 @@ namespace vantry::mysql {
 
 class MySqlCursor : public Cursor, private Streamer {
 public:
+    // Runs the statement. Throws DataError, also when it gives no rows.
     MySqlCursor(std::shared_ptr<Session> session, std::string_view sql);
     ~MySqlCursor() override;
 
@@ -28,6 +31,7 @@ private:
         std::vector<RawField> fields;
     };
 
+    // Called by the session, for the statement that wants the connection.
     void TakeRowsIntoMemory() override;
     KeptRow Keep(std::span<const RawField> fields) const;
     bool FetchFromServer();
@@ -42,7 +46,7 @@ private:
     bool on_row_ = false;
     std::deque<KeptRow> kept_;          // the rows to come
     KeptRow current_;                   // the row that cells_ look at, if it was kept
-    std::optional<DataError> failure_;  // told behind the kept rows, and ever after
+    std::optional<DataError> failure_;  // thrown behind the kept rows, and ever after
 };
 
 }  // namespace vantry::mysql

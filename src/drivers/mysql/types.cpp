@@ -1,3 +1,9 @@
+// From a column as the server describes it to the type that sessions know it by, and from the bytes
+// of a field to a cell. Most fields are passed on as the text that the server wrote, once it is
+// sure that this is the text form of the value. Easy to get wrong: sizes come in bytes of the
+// connection's character set, a bit column's value is its bits, dates of zeros exist, and whatever
+// a false server sends as a number must never reach another server's statement as one.
+
 #include "drivers/mysql/types.h"
 
 #include "data/ascii.h"

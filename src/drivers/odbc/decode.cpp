@@ -1,3 +1,9 @@
+// From the bytes of a field, in the form in which it was fetched, to a cell. Numbers that stand in
+// their text form already are passed on as they are; others are read, and what isn't of its
+// column's type comes as text rather than as nothing. Easy to get wrong: drivers write decimals in
+// many ways (".5", "+1", "-0.00"), structures of dates may hold days that no calendar has, and a
+// text of UTF-16 may have half a pair at its end.
+
 #include "drivers/odbc/decode.h"
 
 #include "data/text_scan.h"

@@ -33,7 +33,7 @@ public:
         return handle;
     }
 
-    SQLHANDLE Get() const { return raw_; }
+    SQLHANDLE Get() const { return raw_; }  // stays ours
     explicit operator bool() const { return raw_ != nullptr; }
     void Reset() {
         if (raw_ == nullptr) {

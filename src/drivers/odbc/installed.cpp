@@ -1,3 +1,9 @@
+// The driver manager's lists are walked by "next" from a fresh environment on, in the narrow form:
+// the files are bytes. Which protocol a driver speaks goes by its library first, because names
+// are whatever a user wrote into odbcinst.ini. Easy to get wrong: whether a driver has the UTF-16
+// calls is only found by looking into its library, in the folder where the driver manager would
+// find it.
+
 #include "drivers/odbc/installed.h"
 
 #include "data/connection_string.h"

@@ -1,3 +1,10 @@
+// A cell of any kind has to go into a parameter of any type, by drivers that each refuse something:
+// Oracle's has no 64-bit integers, SQLite's drops digits of a second, MySQL's times have none. So
+// the parameter's type is tried first, the cell's own kind next. Binding costs more than a value,
+// so a binding stays for as long as its shape fits. Easy to get wrong: buffers that move while they
+// are bound, scales that shrink (a driver cuts digits off in silence), and the address by which a
+// driver asks for a long value.
+
 #include "drivers/odbc/parameters.h"
 
 #include "data/utf.h"

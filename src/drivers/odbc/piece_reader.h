@@ -1,5 +1,7 @@
 #pragma once
-// Values without an upper size, read field by field and in as many pieces as they need.
+// Values without an upper size, read field by field and in as many pieces as they need. The
+// driver's word on how much is to come is a hint for the buffer's size, never a reason to believe
+// it.
 
 #include "drivers/odbc/link.h"
 #include "drivers/odbc/types.h"

@@ -1,5 +1,9 @@
 // What the native OLE DB providers of SQL Server and Oracle report for their servers' types, so
-// that a session which names a provider finds the types that it was made with.
+// that a session which names a provider finds the types that it was made with: maps of columns are
+// stored by type, and a column that changed its type would be refused when the session is opened.
+// The tables give the provider's own figures; what depends on the column is filled in behind. Easy
+// to get wrong: type names come with sizes and remarks behind the first word, "(max)" types are the
+// long ones, and a NUMBER without digits is a floating one.
 
 #include "data/connection_string.h"
 #include "drivers/odbc/types.h"

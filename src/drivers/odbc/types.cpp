@@ -1,3 +1,9 @@
+// Two questions about a column: which type do sessions know it by, and in which form is it fetched.
+// The first goes by the driver's description (or the provider's table), the second also by who the
+// driver is. Easy to get wrong: described sizes that mean nothing (SQLite, unlimited columns of
+// PostgreSQL), sizes in characters against buffers in bytes, and MySQL's dates of zeros and times
+// of 800 hours, which only text can hold.
+
 #include "drivers/odbc/types.h"
 
 #include "drivers/odbc/text_form.h"
