@@ -117,8 +117,7 @@ TEST_F(ChangeTest, SelectIntoMakesATableOfTheResultsTypes) {
                                    "where id < 3"),
               2);
     EXPECT_EQ(Names("select * from Copy"), "id:3,customer:202,price:6,ordered:7");
-    EXPECT_EQ(Rows("select * from Copy"),
-              "1|Ada|12.5|2024-01-02 13:45:00\n2|ÉMILE|100|2024-02-29");
+    EXPECT_EQ(Rows("select * from Copy"), "1|Ada|12.5|2024-01-02 13:45:00\n2|ÉMILE|100|2024-02-29");
 }
 
 TEST_F(ChangeTest, CreateTableIsReadWithTypesWidthsAndRules) {

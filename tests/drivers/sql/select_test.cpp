@@ -197,8 +197,7 @@ TEST_F(SelectTest, SavedQueriesAreTablesToo) {
     database_->views["BIGGER"] = "select Big.*, price * 2 as twice from Big where price > 10";
     database_->views["LOOP"] = "select * from LOOP2";
     database_->views["LOOP2"] = "select * from LOOP";
-    EXPECT_EQ(Rows("select * from Bigger order by id desc"),
-              "2|ÉMILE|100|200\n1|Ada|12.5|25");
+    EXPECT_EQ(Rows("select * from Bigger order by id desc"), "2|ÉMILE|100|200\n1|Ada|12.5|25");
     EXPECT_EQ(Rows("select count(*) from Big"), "3");
     EXPECT_EQ(Names("select * from [Bigger]"), "id:3,customer:202,price:6,twice:6");
     EXPECT_EQ(ErrorOf("select * from Loop").Description(), "Circular reference caused by 'LOOP'.");
