@@ -58,10 +58,7 @@ bool BatchRows::TakeRow() {
 void BatchRows::SendBatch(std::string_view end) {
     CutLast(batch_);
     command_.CommandText.assign(insert_head_).append(batch_).append(end);
-    load_.scope([&] {
-        command_.Execute();
-        load_.report.RowsLoaded += rows_in_batch_;
-    });
+    SendRows(rows_in_batch_, [&] { command_.Execute(); });
     batch_.clear();
     rows_in_batch_ = 0;
 }

@@ -30,6 +30,15 @@ double RunReport::WaitedForFiles() const {
     return seconds;
 }
 
+std::string UnknownRowsText(const TableReport& report) {
+    if (report.RowsUnknown == 0) {
+        return {};
+    }
+    return std::to_string(report.RowsUnknown) + " rows may have arrived in " + report.Target +
+           ": it couldn't be learned what became of them. Compare the count of its rows with the "
+           "source's before you load the table again.";
+}
+
 void StartRunReport() {
     CurrentRunReport = {};
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {

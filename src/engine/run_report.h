@@ -29,6 +29,8 @@ struct TableReport {
     std::string Target;
     std::int64_t RowsRead = 0;
     std::int64_t RowsLoaded = 0;
+    // Sent, and the answer was lost: they are in the target or not, and only a look at it can tell.
+    std::int64_t RowsUnknown = 0;
     int Errors = 0;  // statements that failed, those of no row among them
     // Texts of a delimited file that a spreadsheet would take for formulas; of lines that the file
     // refused, too.
@@ -37,7 +39,7 @@ struct TableReport {
     double WaitedSeconds = 0;  // of them, for a target file that another program held
     TableOutcome Outcome = TableOutcome::NotReached;
 
-    std::int64_t RowsFailed() const { return RowsRead - RowsLoaded; }
+    std::int64_t RowsFailed() const { return RowsRead - RowsLoaded - RowsUnknown; }
 };
 
 struct RunReport {
@@ -46,6 +48,9 @@ struct RunReport {
     bool Walked = false;  // all tables are behind: what fails now is the run's record alone
 };
 extern RunReport CurrentRunReport;
+
+// What the user is told of rows that may have arrived; empty when there are none.
+std::string UnknownRowsText(const TableReport& report);
 
 // One table "not reached" per element of SrcTables.
 void StartRunReport();

@@ -67,6 +67,9 @@ void WalkTables() {
                 ThisTarget().loader == Loader::Batches ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
             TableEndTime = Now();
             ContinueLog(log_line::TableElapsed(ElapsedText(TableStartTime, TableEndTime)));
+            if (const auto unknown = UnknownRowsText(ReportOf(i)); !unknown.empty()) {
+                AppendLog(unknown);
+            }
             CurrentRunView->Repaint();
         } else if (ReportOf(i).Errors == 0) {
             ReportOf(i).Errors = 1;  // the failed preparation is in the log alone

@@ -87,6 +87,16 @@ void AfterRefusal(LoadState& load, const DataError& error, const std::function<v
     throw DataError(error);
 }
 
+// A table without transactions keeps the rows before the one that it refused, and a connection may
+// break off between the server's commit and its answer.
+void RowStrategy::CountInSpiteOf(const DataError& error, std::int64_t rows) {
+    if (const auto arrived = error.ArrivedRows()) {
+        load_.report.RowsLoaded += std::clamp<std::int64_t>(*arrived, 0, rows);
+    } else {
+        load_.report.RowsUnknown += rows;
+    }
+}
+
 void WalkRows(LoadState& load, RowStrategy& strategy) {
     strategy.Begin();
     while (load.scope.Enters([&] { return StandsOnRow(load.report); })) {

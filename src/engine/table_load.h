@@ -63,18 +63,34 @@ protected:
     template <typename Write>
     void Send(Write&& write) {
         if (load_.scope.RowOK) {
-            load_.scope([&] {
+            SendRows(1, [&] {
                 try {
                     write();
                 } catch (const DataError& error) {
                     AfterRefusal(load_, error, write);
                 }
             });
-            load_.report.RowsLoaded += load_.scope.RowOK ? 1 : 0;
         }
+    }
+    // Counts `rows` rows where they are: in the target, refused, or not to be known. The error of
+    // a failed `write` says so.
+    template <typename Write>
+    void SendRows(std::int64_t rows, Write&& write) {
+        load_.scope([&] {
+            try {
+                write();
+            } catch (const DataError& error) {
+                CountInSpiteOf(error, rows);
+                throw;
+            }
+            load_.report.RowsLoaded += rows;
+        });
     }
 
     LoadState& load_;
+
+private:
+    void CountInSpiteOf(const DataError& error, std::int64_t rows);
 };
 
 // How long a run waits in all for target files that another program holds.

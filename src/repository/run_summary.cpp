@@ -34,7 +34,9 @@ Json JsonTable(const TableReport& table) {
             {"rowsRead", table.RowsRead},
             {"rowsLoaded", table.RowsLoaded},
             {"rowsFailed", table.RowsFailed()},
+            {"rowsMayHaveArrived", table.RowsUnknown},
             {"seconds", std::round(table.Seconds * 1000) / 1000},
+            {"waitedSeconds", std::round(table.WaitedSeconds * 1000) / 1000},
             {"errors", table.Errors},
             {"formulaTexts", table.FormulaTexts},
             {"outcome", OutcomeName(table.Outcome)}};

@@ -1,9 +1,11 @@
 #include "engine/row_loader_mysql.h"
 
 #include "engine/run_report.h"
+#include "engine/run_session.h"
 #include "engine/session_fixture.h"
 
 #include <numeric>
+#include <optional>
 
 namespace vantry::test {
 namespace {
@@ -198,6 +200,42 @@ TEST_F(MySQLLoaderTest, ACancelIsSeenAfterABatchAndThrowsTheUnfinishedOneAway) {
                                        " Rows Loaded\r\nUser Requested to cancel loading"));
     }
     SessionCancelled = TableCancelled = kFalse;
+}
+
+// A batch that failed isn't always gone: the driver says what it knows.
+TEST_F(MySQLLoaderTest, TheReportSaysWhatBecameOfTheRowsOfAFailedBatch) {
+    const struct {
+        std::optional<std::int64_t> arrived;
+        std::int64_t loaded;
+        std::int64_t unknown;
+        std::int64_t failed;
+    } cases[] = {
+        {0, 150, 0, 100},
+        {56, 206, 0, 44},
+        {100, 250, 0, 0},  // taken with changed values
+        {std::nullopt, 150, 100, 0},
+    };
+    FillSource(250);
+    for (const auto& one : cases) {
+        StartRunReport();
+        target->calls.clear();
+        target->before = [&](std::string_view operation, int number) {
+            if (operation == "Execute" && number == 1) {
+                DataError error(kErrUnspecified, "broken off");
+                error.SetArrivedRows(one.arrived);
+                throw DataError(error);
+            }
+        };
+        view = RecordingView();
+        RunSession("");
+        const auto& report = ReportOf(0);
+        EXPECT_EQ(report.RowsLoaded, one.loaded);
+        EXPECT_EQ(report.RowsUnknown, one.unknown);
+        EXPECT_EQ(report.RowsFailed(), one.failed);
+        EXPECT_EQ(report.Errors, 1);
+        EXPECT_EQ(view.log.find("100 rows may have arrived in dst") != std::string::npos,
+                  one.unknown > 0);
+    }
 }
 
 }  // namespace
