@@ -197,11 +197,15 @@ void RequireTlsIfAsked(const Login& login, MYSQL* handle) {
     }
 }
 
-// Each statement must be kept by the server when it returns, whatever the server's own start value.
-void RequireAutocommit(MYSQL* handle) {
+bool IsAutocommit(MYSQL* handle) {
     unsigned status = 0;
     mariadb_get_infov(handle, MARIADB_CONNECTION_SERVER_STATUS, &status);
-    if ((status & SERVER_STATUS_AUTOCOMMIT) == 0 && mysql_autocommit(handle, 1) != 0) {
+    return (status & SERVER_STATUS_AUTOCOMMIT) != 0;
+}
+
+// Each statement must be kept by the server when it returns, whatever the server's own start value.
+void RequireAutocommit(MYSQL* handle) {
+    if (!IsAutocommit(handle) && mysql_autocommit(handle, 1) != 0) {
         throw ServerError(handle);
     }
 }
@@ -214,6 +218,24 @@ void RunFirstStatement(MYSQL* handle, const std::string& sql) {
         throw ServerError(handle);
     }
     mysql_free_result(mysql_store_result(handle));
+}
+
+// A server may have let us in and be silent then.
+void SetUp(const Login& login, MYSQL* handle) {
+    AnswerWatch watch(std::chrono::seconds(login.answer_timeout_s));
+    if (!IsAutocommit(handle) || !login.first_statement.empty()) {
+        watch.Watch({static_cast<int>(mysql_get_socket(handle))});
+    }
+    const AnswerWatch::Wait wait(watch);
+    try {
+        RequireAutocommit(handle);
+        RunFirstStatement(handle, login.first_statement);
+    } catch (const DataError&) {
+        if (watch.Ended() != AnswerWatch::End::None) {
+            throw NoAnswer(watch.Limit());
+        }
+        throw;
+    }
 }
 
 }  // namespace
@@ -232,8 +254,7 @@ UniqueHandle OpenHandle(const Login& login) {
     }
     NoticeDeadNetwork(static_cast<int>(mysql_get_socket(handle.get())));
     RequireTlsIfAsked(login, handle.get());
-    RequireAutocommit(handle.get());
-    RunFirstStatement(handle.get(), login.first_statement);
+    SetUp(login, handle.get());
     return handle;
 }
 

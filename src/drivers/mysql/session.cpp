@@ -183,6 +183,9 @@ void Session::StopRunningStatement() const {
         auto login = login_;
         login.first_statement.clear();
         const auto side = OpenHandle(login);
+        AnswerWatch watch(LoginLimit());
+        watch.Watch({static_cast<int>(mysql_get_socket(side.get()))});
+        const AnswerWatch::Wait wait(watch);
         const auto sql = "kill query " + std::to_string(mysql_thread_id(handle_.get()));
         mysql_real_query(side.get(), sql.data(), sql.size());
     } catch (const DataError&) {  // no second connection: then it takes longer
