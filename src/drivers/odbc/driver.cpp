@@ -97,7 +97,7 @@ private:
     // Only MySQL has tables that keep the rows before the one that was refused.
     DataError WithArrivedRows(DataError error, std::string_view sql) {
         constexpr std::string_view kHead = "INSERT INTO `";
-        if (link_->GetTraits().dialect != Dialect::MySql || !error.ArrivedRows() ||
+        if (link_->GetTraits().dialect != Dialect::MySql || link_->IsLost() ||
             !sql.starts_with(kHead) || error.Number() == kErrSyntax ||
             error.Number() == kErrNoSuchTable) {
             return error;

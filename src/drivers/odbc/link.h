@@ -47,6 +47,8 @@ public:
     const std::string& Source() const { return source_; }
     // Of the sockets that the driver has opened. Each call that asks the server waits under it.
     AnswerWatch& Watch() const { return watch_; }
+    // An error has said that the connection broke off.
+    bool IsLost() const { return lost_; }
 
     // Each throws the driver's error. Statements travel in the form that the driver has.
     StatementHandle NewStatement() const;
