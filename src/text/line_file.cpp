@@ -134,8 +134,8 @@ void LineFile::TakePartialName() {
     if (!locked || !there || !there->SameFile(created.Stamp())) {
         throw BeingWritten(partial);
     }
-    // Writes go to the end, wherever that is by then: a file that another program cuts under a write
-    // ends up too short, rather than whole but for a hole.
+    // Writes go to the end, wherever that is by then: a file that another program cuts under a
+    // write ends up too short, rather than whole but for a hole.
     if (::fcntl(created.Descriptor(), F_SETFL, O_APPEND) != 0) {
         throw file::SystemError(partial, "opened for appending", errno);
     }
