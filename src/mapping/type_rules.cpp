@@ -40,6 +40,8 @@ struct Rule {
 // clang-format off
 // Sets that several kinds share: A Access, M MySQL, S SQL Server, F FoxPro; 1 numbers and what takes
 // them, 2 texts, 3 binaries, 4 dates.
+// NOLINTBEGIN(readability-identifier-naming,readability-function-size,performance-unnecessary-copy-initialization): one table, its
+// groups by the names that they have in it
 std::vector<Rule> MakeRules() {
     const Names A1 = {"LONG", "INTEGER", "CURRENCY", "DOUBLE", "SINGLE", "TEXT", "MEMO"};
     const Names A2 = {"TEXT", "MEMO"};
@@ -229,6 +231,7 @@ std::vector<Rule> MakeRules() {
         {"MSSQL", "FOXPRO", STAMPS,        {"DATE", "DATETIME"}},
     };
 }
+// NOLINTEND(readability-identifier-naming,readability-function-size,performance-unnecessary-copy-initialization)
 // clang-format on
 
 }  // namespace

@@ -110,18 +110,18 @@ private:
 };
 
 enum class WindowPhase { NotShown, RunIsGoing, RunHasEnded };
-WindowPhase phase = WindowPhase::NotShown;
-int code_of_run = 0;
+WindowPhase Phase = WindowPhase::NotShown;
+int CodeOfRun = 0;
 
 // Called at exit. The toolkit ends the program when its display goes, with exit code 1, which would
 // mean "finished, with error lines".
 void TellLostDisplay() {
-    if (phase == WindowPhase::NotShown) {
+    if (Phase == WindowPhase::NotShown) {
         return;
     }
     // The window was only left open to be read: the run's own code is the truth.
-    if (phase == WindowPhase::RunHasEnded) {
-        ::_exit(code_of_run);
+    if (Phase == WindowPhase::RunHasEnded) {
+        ::_exit(CodeOfRun);
     }
     const char* const line = "The display is gone: the run ended here.";
     std::fprintf(stderr, "VYRun: %s\n", line);
@@ -191,10 +191,10 @@ int ShowRunInWindow(
         window.AddLine(ToQt(line));
     };
     std::atexit(TellLostDisplay);
-    phase = WindowPhase::RunIsGoing;
-    code_of_run = RunSavedSession(session_id, surroundings);
-    phase = WindowPhase::RunHasEnded;
-    window.ShowEnd(code_of_run);
+    Phase = WindowPhase::RunIsGoing;
+    CodeOfRun = RunSavedSession(session_id, surroundings);
+    Phase = WindowPhase::RunHasEnded;
+    window.ShowEnd(CodeOfRun);
     // A signal comes from a script or a shutdown: there is no hand to close the window.
     QTimer until_signal;
     QObject::connect(&until_signal, &QTimer::timeout, &application, [&] {
@@ -204,8 +204,8 @@ int ShowRunInWindow(
     });
     until_signal.start(100);
     QApplication::exec();
-    phase = WindowPhase::NotShown;
-    return code_of_run;
+    Phase = WindowPhase::NotShown;
+    return CodeOfRun;
 }
 
 }  // namespace vantry

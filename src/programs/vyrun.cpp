@@ -20,17 +20,17 @@ namespace {
 
 using namespace vantry;  // NOLINT(google-build-using-namespace): a program of one page
 
-volatile sig_atomic_t cancel_signal = 0;
+volatile sig_atomic_t CancelSignal = 0;
 
 // The second signal, of either kind, ends the program at once: the files stand that.
 void CatchCancel() {
     struct sigaction action {};
     action.sa_handler = [](int number) {
-        if (cancel_signal != 0) {
+        if (CancelSignal != 0) {
             ::signal(number, SIG_DFL);
             ::raise(number);  // ends the program when this handler is left
         }
-        cancel_signal = 1;
+        CancelSignal = 1;
         CancelWaits();
     };
     action.sa_flags = SA_RESTART;
@@ -52,7 +52,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
     RunnerSurroundings surroundings;
     surroundings.application_folder = ApplicationFolder();
     surroundings.version = VANTRY_VERSION;
-    surroundings.cancel_requested = [] { return cancel_signal != 0; };
+    surroundings.cancel_requested = [] { return CancelSignal != 0; };
     surroundings.tell = [](const std::string& line) {
         std::fprintf(stderr, "VYRun: %s\n", WithoutControls(line).c_str());
     };

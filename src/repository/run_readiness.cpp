@@ -26,7 +26,7 @@ namespace vantry {
 namespace {
 
 // For RecordCreatedTable: the engine's hook is a plain function that gets a table's index alone.
-i32 running_session = 0;
+i32 RunningSession = 0;
 
 // A failure here is passed over: the run's record at its end writes the same.
 void RecordCreatedTable(i16 i) {
@@ -36,7 +36,7 @@ void RecordCreatedTable(i16 i) {
         repository.Execute(
             "Update vytabs set TableExists=1,FirstTimeLoadOpt=\"\" where "
             "vytabs.SessionId=" +
-            std::to_string(running_session) +
+            std::to_string(RunningSession) +
             " and vytabs.tabid=" + std::to_string(SrcTables.at(static_cast<std::size_t>(i)).TabID));
         repository.Close();
     } catch (const DataError&) {
@@ -154,7 +154,7 @@ std::string ConnectionFault() {
 }
 
 void RecordCreatedTables(i32 session_id) {
-    running_session = session_id;
+    RunningSession = session_id;
     TableCreatedHook = RecordCreatedTable;
 }
 
