@@ -134,6 +134,55 @@ TEST_F(IndexNodes, WithoutAnEntryAreMended) {
     EXPECT_EQ("", Faults(path_));
 }
 
+// Deletes of other engines leave a node's entry above its child's last one: searches go right all
+// the same. Below it, they would miss rows.
+TEST_F(IndexNodes, MayHaveEntriesAboveTheirChildren) {
+    auto numbers = Shuffled(100, 5);
+    Insert(numbers);
+    PageStore& store = *opened_->file->store;
+    auto& catalog = opened_->file->catalog;
+    const PageNumber root = catalog.ReadTable(*catalog.Find("deep")).real_indexes[0].root;
+    const auto change_first_entry = [&](bool above) {
+        opened_->Statement([&] {
+            IndexPageEditor editor;
+            editor.Load(store.Look(root));
+            auto entries = editor.AllEntries();
+            // Its row pointer: page, slot.
+            const auto row = std::span(entries[0]).last(kNodeEntryTail).first(kLeafEntryTail);
+            if (above) {
+                row.back() = std::byte{0xFF};
+            } else {
+                std::fill(row.begin(), row.end(), std::byte{});
+            }
+            IndexPageEditor::Write(store.Change(root), entries, false);
+        });
+    };
+    change_first_entry(true);
+    EXPECT_EQ(Verify(path_).findings, std::vector<std::string>());
+    EXPECT_TRUE(Has(Faults(path_), "isn't the last entry of its child"));
+    Insert(Shuffled(100, 6));
+    EXPECT_EQ(Verify(path_).findings, std::vector<std::string>());
+    DeleteAll(250, [](std::size_t) { return std::size_t{0}; });
+
+    Insert(numbers);
+    change_first_entry(false);
+    EXPECT_FALSE(Verify(path_).IsSound());
+}
+
+// A map of free pages on pages of its own that says that they are free: they aren't given away.
+TEST_F(IndexNodes, AreNotPutOnThePagesOfTheFreeMap) {
+    Insert(Shuffled(6'000, 8));  // more pages than a map in a row of its own covers
+    PageStore& store = *opened_->file->store;
+    UsageMapWriter map(store, {kGlobalMapPage, 0}, UsageMapWriter::Kind::FreePages);
+    const auto bitmaps = map.BitmapPages();
+    ASSERT_FALSE(bitmaps.empty());
+    opened_->Statement([&] { map.Add(bitmaps[0]); });
+    EXPECT_EQ(Verify(path_).findings, std::vector<std::string>());
+    Insert(Shuffled(200, 9));
+    EXPECT_EQ(Verify(path_).findings, std::vector<std::string>());
+    EXPECT_TRUE(Has(Faults(path_), "the global page map and is marked free"));
+}
+
 // An empty binary's key is a prefix of all others: its entries come first whatever their rows are.
 class IndexedBinaries : public WithoutSync {};
 

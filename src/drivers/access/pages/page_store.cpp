@@ -270,7 +270,14 @@ UsageMapWriter& PageStore::FreePages() {
 
 PageNumber PageStore::Allocate() {
     if (search_from_ < PageCount()) {
-        if (const auto free = FreePages().Next(search_from_, PageCount())) {
+        auto free = FreePages().Next(search_from_, PageCount());
+        // A map that was made elsewhere may call its own pages free.
+        for (const PageNumber own : free ? FreePages().BitmapPages() : std::vector<PageNumber>()) {
+            if (free == own) {
+                free = FreePages().Next(own + 1, PageCount());
+            }
+        }
+        if (free) {
             search_from_ = *free + 1;
             FreePages().Remove(*free);
             // See the head of this file.

@@ -14,6 +14,7 @@ namespace vantry::access {
 namespace {
 
 constexpr std::string_view kPermissionsTableName = "MSysACEs";
+constexpr std::string_view kGlobalMapOwner = "the global page map";
 
 class FileVerifier {
 public:
@@ -52,10 +53,10 @@ private:
     }
 
     void CheckGlobalMaps() {
-        owners_.Claim(kGlobalMapPage, "the global page map");
+        owners_.Claim(kGlobalMapPage, std::string(kGlobalMapOwner));
         UsageMap map(source_, {kGlobalMapPage, 0});
         for (const auto page : map.BitmapPages()) {
-            owners_.Claim(page, "the global page map");
+            owners_.Claim(page, std::string(kGlobalMapOwner));
         }
     }
 
@@ -81,8 +82,15 @@ private:
             ids.insert(reader.Int(0));
         }
         for (const auto& object : catalog.Objects()) {
-            if (object.IsTable() && !ids.contains(object.id)) {
-                log_.Finding("permissions", "table '" + object.name + "' has no entry in MSysACEs");
+            if (!object.IsTable() || ids.contains(object.id)) {
+                continue;
+            }
+            const std::string sentence = "table '" + object.name + "' has no entry in MSysACEs";
+            // Helper tables of Access and of other writers are used without.
+            if (ListedType(object) == "TABLE") {
+                log_.Finding("permissions", sentence);
+            } else {
+                log_.Note("permissions", sentence);
             }
         }
         for (const auto id : ids) {
@@ -177,7 +185,12 @@ void PageOwners::CheckAgainstGlobalMap(RowPointer global_map) {
     UsageMap map(*source_, global_map);
     for (PageNumber page = 0; page < owners_.size(); ++page) {
         const bool free = map.Contains(page);
-        if (owners_[page] != 0 && free) {
+        if (owners_[page] != 0 && free && names_[owners_[page]] == kGlobalMapOwner) {
+            // The map's own pages are found by its row, whatever their bits say.
+            log_->Note("free pages of the map",
+                       "page " + std::to_string(page) + " belongs to " +
+                           std::string(kGlobalMapOwner) + " and is marked free");
+        } else if (owners_[page] != 0 && free) {
             log_->Finding("used pages marked free",
                           "page " + std::to_string(page) + " belongs to " + names_[owners_[page]] +
                               " and is marked free");
