@@ -1,6 +1,7 @@
 // Runs the sample sessions without a window: the files of the samples folder to delimited and to
-// fixed-width text. Usage: sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when the sessions
-// ran; which of their rows failed is for the log to tell.
+// fixed-width text, to an Access file and back, and the orders to a DBF table and back. Usage:
+// sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when the sessions ran; which of their rows
+// failed is for the log to tell.
 
 #include "core/kinds.h"
 #include "core/session_state.h"
@@ -87,6 +88,36 @@ void ChooseTextTarget(const std::filesystem::path& folder,
     TextDestHeader = kTrue;
 }
 
+// Not the customers: their names are of more alphabets than the one code page of a table has.
+constexpr const char* kDbfTable = "orders";
+
+std::string FoxProConnStr(const std::filesystem::path& folder) {
+    return "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDB=" + folder.string() +
+           ";Persist Security Info=False";
+}
+
+void ChooseNewFoxProTarget(const std::filesystem::path& folder) {
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    TargetType = "FOXPRO";
+    TargetConnStr = FoxProConnStr(folder);
+    FoxDestMode = "DIR";
+    FoxDestPrefix = folder.string() + "/";
+}
+
+void ChooseFoxProSource(const std::filesystem::path& folder) {
+    SourceType = "FOXPRO";
+    SourceConnStr = FoxProConnStr(folder);
+    FoxSrcMode = "DIR";
+    FoxSrcPrefix = folder.string() + "/";
+    SrcTables.clear();
+    SrcTables.emplace_back().Name = kDbfTable;
+}
+
+void KeepOnlyTheDbfTable() {
+    std::erase_if(SrcTables, [](const TableRec& table) { return table.Name != kDbfTable; });
+}
+
 void MapTables() {
     std::vector<std::string> names;
     FillTargetTables();
@@ -126,6 +157,13 @@ void Run(const std::filesystem::path& samples, const std::filesystem::path& out)
     RunMapped();
     ChooseAccessSource(database);
     ChooseTextTarget(out / "from_access", "DELIMITED", ".tab", "\t");
+    RunMapped();
+    ChooseAccessSource(database);
+    KeepOnlyTheDbfTable();
+    ChooseNewFoxProTarget(out / "dbf");
+    RunMapped();
+    ChooseFoxProSource(out / "dbf");
+    ChooseTextTarget(out / "from_dbf", "DELIMITED", ".tab", "\t");
     RunMapped();
     std::printf("The files are in %s\n", out.c_str());
 }
