@@ -285,6 +285,25 @@ TEST_F(RowLoaderTest, ATableThatIsGivenUpIsSettledByBothLoaders) {
     }
 }
 
+// The walk went well, and only at its end it turns out that rows didn't last: log and report say
+// what the target has.
+TEST_F(RowLoaderTest, RowsThatAreLostAtTheEndAreInNeitherCount) {
+    StartRunReport();
+    FillSource(60);
+    target->before = [](std::string_view name, int) {
+        if (name == "Settle") {
+            DataError error(kErrUnspecified, "lost at last");
+            error.SetLostRows(3);
+            throw error;
+        }
+    };
+    EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+    EXPECT_EQ(Count(view.log, "lost at last"), 1) << view.log;
+    EXPECT_TRUE(view.log.ends_with("\r\n57 Rows Loaded")) << view.log;
+    EXPECT_EQ(ReportOf(0).RowsLoaded, 57);
+    EXPECT_EQ(ReportOf(0).Outcome, TableOutcome::Loaded);
+}
+
 // A server may lock the table until its last row is read: rows that go back into it are all read
 // first. A file engine lets its own reader and writer pass each other, and needs no memory for
 // them.

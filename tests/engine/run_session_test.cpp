@@ -212,6 +212,7 @@ TEST(RunLogTest, ElapsedTimeCountsBoundariesAndKeepsItsMinutesWhole) {
         {at(45000, 9, 0, 1), at(45000, 9, 59, 59), "0 Hrs 59 Min 58 Sec"},
         {at(45000, 23, 59, 59), at(45001, 0, 0, 1), "0 Hrs 0 Min 2 Sec"},
         {{45000, 999'999'999}, {45000, 1'000'000'000}, "0 Hrs 0 Min 1 Sec"},
+        {at(-1, 23, 59, 50), at(0, 0, 59, 30), "1 Hrs 59 Min 40 Sec"},
     };
     for (const auto& [from, to, text] : cases) {
         EXPECT_EQ(ElapsedText(from, to), text);

@@ -1,12 +1,15 @@
 #include "repository/repository.h"
 
 #include "files/file_lock.h"
+#include "files/journal.h"
 #include "repository/saved_session.h"
 #include "support/child_program.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
+
+#include <fstream>
 
 namespace vantry {
 namespace {
@@ -337,6 +340,28 @@ TEST_F(Repository, ItIsNotReplacedWhileAnotherProgramReadsOrWritesIt) {
     file::SetLockTimeout(timeout);
     RestoreRepository(folder, folder_ / "backup/VYRepo.mdb");
     EXPECT_TRUE(ListSessions().empty());
+}
+
+// A journal that can't be rolled back holds pages of the file that is given up: beside the new one
+// it would be written into it, or keep everybody from opening it.
+TEST_F(Repository, ABrokenJournalOfTheOldOneDoesntReachTheNewOne) {
+    const std::string folder = folder_.Path().string();
+    CreateRepository(folder, kNow);
+    MakeSession("ACCESS", "MySQL");
+    SaveSession(Named("kept"));
+    BackupRepository(folder, folder_ / "backup");
+    const std::string journal = file::Journal::PathFor(RepositoryFile(folder).string());
+    for (const bool restore : {true, false}) {
+        std::ofstream(journal) << std::string(10'000, 'j');
+        EXPECT_THROW(ListSessions(), DataError);
+        if (restore) {
+            RestoreRepository(folder, folder_ / "backup/VYRepo.mdb");
+        } else {
+            CreateRepository(folder, kNow);
+        }
+        EXPECT_FALSE(std::filesystem::exists(journal)) << restore;
+        EXPECT_EQ(ListSessions().size(), restore ? 1U : 0U);
+    }
 }
 
 TEST_F(Repository, AnIndependentReaderSeesItsTablesAndColumns) {

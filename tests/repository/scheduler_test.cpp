@@ -168,6 +168,27 @@ TEST(Scheduler, WhatWasMissedRunsOnceIfItIsNoMoreThanADayOld) {
 
 // The clock of Stockholm goes from 3 o'clock back to 2 on 2026-10-25, that of Lord Howe Island from
 // 2 o'clock back to half past 1 on 2026-04-05.
+// Whoever keeps the state asks after each look: a start that isn't in it would be made again.
+TEST(Scheduler, EachStartAndEachGivenUpOneIsAChangeOfTheState) {
+    Scheduler scheduler;
+    scheduler.SetSessions({Session(1, {"D", {}, Time("02:30:00"), {}, ""})},
+                          At("2026-03-02 00:00:00"));
+    EXPECT_TRUE(scheduler.TakeDue(At("2026-03-02 00:00:00"), 0).empty());
+    scheduler.TakeStateChanged();
+    EXPECT_TRUE(scheduler.TakeDue(At("2026-03-02 02:29:59"), 0).empty());
+    EXPECT_FALSE(scheduler.TakeStateChanged());
+    EXPECT_EQ(scheduler.TakeDue(At("2026-03-02 02:30:00"), 0).size(), 1U);
+    EXPECT_TRUE(scheduler.TakeStateChanged());
+    EXPECT_TRUE(scheduler.TakeDue(At("2026-03-02 02:30:01"), 0).empty());
+    EXPECT_FALSE(scheduler.TakeStateChanged());
+    // Mondays; seen on a Thursday.
+    scheduler.SetSessions({Session(1, {"W", {}, Time("02:30:00"), {}, "0100000"})},
+                          At("2026-03-02 02:30:02"));
+    scheduler.TakeStateChanged();
+    EXPECT_TRUE(scheduler.TakeDue(At("2026-03-12 00:00:00"), 0).empty());
+    EXPECT_TRUE(scheduler.TakeStateChanged());
+}
+
 TEST(Scheduler, IntervalsGoOnWhileTheClockRepeatsAnHour) {
     const struct {
         const char* place;

@@ -16,6 +16,7 @@ struct Tuning {
     std::size_t block_bytes = 1 << 20;     // of one block; wide rows come in smaller blocks
     std::size_t bound_bytes = 16'384;      // columns of wider values are read in pieces
     std::size_t piece_bytes = 65'536;      // of a long value, in both directions
+    bool utf16_text = false;               // also with drivers whose bytes are UTF-8
     std::size_t character_bytes = 4;       // room for one character of a bound text in UTF-8
     bool one_statement_at_a_time = false;  // treat every driver as one that has only one
 };

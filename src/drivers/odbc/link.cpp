@@ -109,7 +109,8 @@ void Link::LearnTraits(const std::string& library) {
     };
     // Drivers whose bytes are known to be UTF-8 on any locale, FreeTDS because we ask for it. Bytes
     // are the faster form by far; a driver without wide calls has no other.
-    traits_.utf8_text = is("maodbc") || is("tdsodbc") || !traits_.wide_calls;
+    const bool utf8_bytes = (is("maodbc") || is("tdsodbc")) && !tuning_.utf16_text;
+    traits_.utf8_text = utf8_bytes || !traits_.wide_calls;
     SQLUSMALLINT statements = 0;
     SQLGetInfo(
         handle_.Get(), SQL_MAX_CONCURRENT_ACTIVITIES, &statements, sizeof statements, nullptr);

@@ -234,13 +234,17 @@ TEST_F(AccessPagesTest, FormEightCreatesADatabaseAndKeepsOneThatIsThere) {
 
     const std::string full = MakeDatabase("full.mdb", {"kept"});
     dialogs_.choices = {full, std::nullopt};
+    TargetConnStr = "of the last try";
     Press("Form8", "NewMdbButton");
+    // It isn't connected to what was there: the user wanted a new one.
+    EXPECT_EQ(TargetConnStr, "of the last try");
     ASSERT_EQ(dialogs_.boxes.size(), 1u);
     EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 12), "none|Vantry|");
     Press("Form8", "NewMdbButton");
     EXPECT_TRUE(dialogs_.boxes.empty()) << "cancelled";
     dialogs_.choices = {(folder_ / "no folder/x.mdb").string()};
     Press("Form8", "NewMdbButton");
+    ASSERT_EQ(dialogs_.boxes.size(), 1u) << "told once";
     EXPECT_NE(dialogs_.TakeBoxes().find("no folder"), std::string::npos);
     Catalog catalog;
     catalog.SetActiveConnection("PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + full);

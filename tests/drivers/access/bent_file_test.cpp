@@ -140,6 +140,25 @@ TEST_F(BentFiles, WhatOnlyAccessCanKeepUpIsRefused) {
     EXPECT_TRUE(Has(ErrorOf([&] { shared.Statement([] {}); }), "OFFICE-PC/Admin"));
 }
 
+// Access looks them up in that order, whatever the one in which they were made.
+TEST_F(BentFiles, IndexesStandInTheOrderOfTheirNames) {
+    const std::string path = MakeFile();
+    {
+        Opened opened(path);
+        opened.Create("t",
+                      {Column("a", "LONG"), Column("b", "LONG")},
+                      {Index("zeta", {"a"}), Index("Alpha", {"b"}), Index("mid", {"a", "b"})});
+    }
+    const test::FileBytes file(path);
+    const auto source = file.Open();
+    ObjectCatalog catalog(*source);
+    std::string names;
+    for (const auto& index : catalog.ReadTable(*catalog.Find("t")).logical_indexes) {
+        names += index.name + " ";
+    }
+    EXPECT_EQ(names, "Alpha mid zeta ");
+}
+
 // The number of a row within its page is a byte, and 255 is none.
 TEST_F(BentFiles, APageTakesNoMoreThan255RowsHoweverShortTheyAre) {
     const std::string path = MakeFile();

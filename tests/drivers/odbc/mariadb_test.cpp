@@ -283,19 +283,23 @@ TEST_F(MariaDbOdbcTest, ARefusedRowOfABlockIsUnreadableAndTheOthersStand) {
               "unreadableunreadable ");
 }
 
-// Each piece is turned into the driver's own form by itself: half a character would be lost in it.
+// Where texts travel as UTF-16, each piece is turned into it by itself: half a character would be
+// lost in it.
 TEST_F(MariaDbOdbcTest, PiecesOfALongTextEndBetweenCharacters) {
-    for (const std::size_t piece : {64, 67}) {
-        odbc::Tuning tuning;
-        tuning.piece_bytes = piece;
-        const auto connection = Open(tuning);
-        connection->Execute("create or replace table pieces (id int, t longtext)");
-        const auto text = LongText(30'000);
-        connection->OpenAppender("Select id, t FROM pieces")
-            ->Append(std::vector<Cell>{Cell::Int64(1), Cell::Text(text)});
-        EXPECT_TRUE(One(*connection, "select t from pieces") == text) << piece;
-        EXPECT_EQ(server_->QueryOne("select length(t) from " + server_->Database() + ".pieces"),
-                  std::to_string(text.size()));
+    for (const bool utf16 : {false, true}) {
+        for (const std::size_t piece : {64U, 65U, 66U, 67U}) {
+            odbc::Tuning tuning;
+            tuning.piece_bytes = piece;
+            tuning.utf16_text = utf16;
+            const auto connection = Open(tuning);
+            connection->Execute("create or replace table pieces (id int, t longtext)");
+            const auto text = LongText(30'000);
+            connection->OpenAppender("Select id, t FROM pieces")
+                ->Append(std::vector<Cell>{Cell::Int64(1), Cell::Text(text)});
+            EXPECT_TRUE(One(*connection, "select t from pieces") == text) << piece << utf16;
+            EXPECT_EQ(server_->QueryOne("select length(t) from " + server_->Database() + ".pieces"),
+                      std::to_string(text.size()));
+        }
     }
 }
 

@@ -119,6 +119,9 @@ TEST_F(FunctionTest, Dates) {
         {"DateDiff('d', #1/1/2024 23:00#, #1/2/2024 1:00#)", "1"},
         {"DateDiff('h', #1/1/2024 23:59#, #1/2/2024 0:01#)", "1"},
         {"DateDiff('s', #1/1/2024#, #1/2/2024#)", "86400"},
+        // Before the calendar's day 0, too, boundaries are counted and not time.
+        {"DateDiff('h', #12/29/1899 23:30#, #12/30/1899 0:30#)", "1"},
+        {"DateDiff('n', #12/29/1899 23:58:30#, #12/29/1899 23:59:15#)", "1"},
         {"DateDiff('ww', #1/6/2024#, #1/7/2024#) & DateDiff('w', #1/6/2024#, #1/12/2024#)", "10"},
         {"DatePart('q', #5/1/2024#) & DatePart('y', #12/31/2024#) & DatePart('ww', #1/7/2024#)",
          "23662"},

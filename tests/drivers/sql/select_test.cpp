@@ -23,6 +23,8 @@ TEST_F(SelectTest, Conditions) {
         {"select id from Orders where customer = 'ADA'", "1\n3"},
         {"select id from Orders where customer = \"émile\"", "2"},
         {"select id from Orders where customer in ('BOB', 'Émile')", "2\n5"},
+        {"select id from Orders where customer & '' in ('BOB', 'Émile')", "2\n5"},
+        {"select id from Orders where Trim(customer) not in ('ADA', 'BOB')", "2"},
         {"select id from Orders where shipped", "1\n3\n5"},
         {"select id from Orders where shipped = 1", ""},
         {"select id from Orders where ordered = #1/2/2024 1:45:00 PM#", "1"},
