@@ -111,7 +111,7 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     LookAt(*service, "2026-03-02 06:00:00");
     EXPECT_NE(Log().find("Session 1 \"s\", due 2026-03-02 06:00:00, is still running"), Log().npos)
         << Log();
-    EXPECT_TRUE(EndsBecome(*service, 3));
+    EXPECT_TRUE(EndsBecome(*service, 4));
     EXPECT_EQ(Count(Log(), "Session 1 \"s\" has done nothing"), 1) << Log();
     EXPECT_EQ(Count(Log(), "has done nothing"), 1) << "the other was at work";
     // Without a program there is one line, and a start as soon as it is back.
@@ -122,10 +122,9 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     EXPECT_EQ(Log().find("couldn't be started"), Log().rfind("couldn't be started")) << Log();
     fs::rename(app.Path("away"), app.Path("VYRun"));
     LookAt(*service, "2026-03-02 06:10:10");
-    EXPECT_TRUE(EndsBecome(*service, 4));
+    EXPECT_TRUE(EndsBecome(*service, 5));
 }
 
-// Sixteen run at once; the others' starts are kept for as long as they wait.
 // A due time whose start couldn't be noted would come again with every scheduler.
 TEST_F(TimerServiceTest, NothingIsStartedWhileTheStateCantBeWritten) {
     LookAt(*NewService(), "2026-03-01 05:55:00");
@@ -149,6 +148,7 @@ TEST_F(TimerServiceTest, NothingIsStartedWhileTheStateCantBeWritten) {
     EXPECT_EQ(Starts().size(), 8U) << Starts();
 }
 
+// Sixteen run at once; the others' starts are kept for as long as they wait.
 TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
     constexpr int kSessions = 20;
     for (int id = 3; id <= kSessions; ++id) {

@@ -80,7 +80,7 @@ TEST_F(RealFilesTest, GiveWhatOtherReadersDont) {
     EXPECT_EQ(TextsOfRow(*root, "SELECT * FROM test", 1),
               (Texts{"2",
                      "TEST",
-                     "12.3400",
+                     "12.34",
                      "123.45",
                      "2022-10-10",
                      "2022-10-10 21:04:25",
