@@ -161,8 +161,10 @@ std::string Link::CurrentCatalog() const {
 StatementHandle Link::NewStatement() const {
     auto statement = StatementHandle::Allocate(handle_.Get());
     if (!statement) {
-        throw StatementError(ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), traits_.wide_calls),
-                             source_);
+        auto error = StatementError(
+            ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), traits_.wide_calls), source_);
+        error.SetArrivedRows(0);  // nothing has been sent
+        throw DataError(error);
     }
     return statement;
 }
