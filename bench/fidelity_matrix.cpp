@@ -26,6 +26,7 @@
 #include <exception>
 #include <fstream>
 #include <iterator>
+#include <regex>
 
 namespace vantry::bench {
 namespace {
@@ -157,9 +158,15 @@ Count RunRoute(FidelityPlaces& places,
             CompareTable(
                 source, target, table, columns, places.ReadTarget(target, table, columns), count);
         }
-        if (const auto at = view.log.find("Error"); at != std::string::npos) {
+        // A server that cuts a value to its column's places is told of in the log; the value itself
+        // is compared above.
+        static const std::regex cut_values(
+            "Error Loading Row:[0-9]+[\r\n]+The rows were taken, but the server has changed "
+            "values");
+        const auto log = std::regex_replace(view.log, cut_values, "");
+        if (const auto at = log.find("Error"); at != std::string::npos) {
             count.Add(Fidelity::Unexpected, {});
-            count.first = "the log says " + view.log.substr(at, 200);
+            count.first = "the log says " + log.substr(at, 200);
         }
     } catch (const std::exception& error) {
         count.Add(Fidelity::Unexpected, {});

@@ -13,8 +13,9 @@
 
 namespace vantry::odbc {
 
-// The SELECT `sql`, which has these columns, with all digits of its floating ones; nothing if it
-// has none, or isn't a SELECT. Order and number of columns are the same, their names aren't.
+// The statement `sql`, which has these columns, with all digits of its floating values; nothing if
+// no column can hold one, or the statement begins neither with SELECT nor with WITH. Order and
+// number of columns are the same, their names aren't.
 std::optional<std::string> WithAllDigits(std::string_view sql, std::span<const Column> columns);
 
 }  // namespace vantry::odbc

@@ -218,6 +218,18 @@ TEST_F(SqliteTest, DoublesComeBackToTheLastBit) {
     EXPECT_EQ(Shown(std::vector<Value>{Value(cursor->Row()[0]), Value(cursor->Row()[2])}),
               "null | text:xyz");
     EXPECT_FALSE(cursor->Next());
+    // However the statement begins, and whatever the column is called.
+    connection->Execute("create table u (v, w varchar(30))");
+    connection->Execute("insert into u values (0.1e0+0.2e0, null)");
+    for (const char* sql : {"select v from u",
+                            "with q as (select v from u) select v from q",
+                            "/* from */ -- u\n select max(v) from u",
+                            "select x from d where id=1",
+                            "select x*1 from d where id=1"}) {
+        const auto one = connection->OpenCursor(sql);
+        ASSERT_TRUE(one->Next());
+        EXPECT_EQ(ToDouble(one->Row()[0]), 0.1 + 0.2) << sql << ToText(one->Row()[0]);
+    }
 }
 
 // One row doesn't show it: a value keeps the length that the one before it had.

@@ -104,6 +104,10 @@ void SecretBytes::Wipe() {
     }
 }
 
+void WipeText(std::u16string& text) {
+    OPENSSL_cleanse(text.data(), text.size() * sizeof(char16_t));
+}
+
 bool SameSecret(ByteSpan left, ByteSpan right) {
     return left.size() == right.size() &&
            CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;

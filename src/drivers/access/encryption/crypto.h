@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -37,6 +38,9 @@ private:
 
     std::vector<std::byte> bytes_;
 };
+
+// For a text that a password passed through.
+void WipeText(std::u16string& text);
 
 // Bytes compared in a time that doesn't tell where they differ.
 bool SameSecret(ByteSpan left, ByteSpan right);

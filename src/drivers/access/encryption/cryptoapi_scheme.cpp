@@ -77,7 +77,8 @@ struct CryptoApiHeader {
     std::uint32_t rounds = 0;
     ByteSpan salt;
     ByteSpan encrypted_verifier;
-    ByteSpan encrypted_hash;  // 20 bytes, for AES filled up to 32
+    ByteSpan encrypted_hash;    // 20 bytes, for AES filled up to 32
+    std::size_t hash_size = 0;  // of them, those that count
 };
 
 [[noreturn]] void ThrowUnknown(const OfficeDescription& description, const std::string& what) {
@@ -102,7 +103,10 @@ CryptoApiHeader ReadCryptoApi(const OfficeDescription& description) {
     CryptoApiHeader out;
     const auto flags = reader.Take<std::uint32_t>();
     if ((flags & kUsesCryptoApi) == 0) {
-        ThrowUnknown(description, "an external provider");
+        ThrowUnknown(description,
+                     "an external provider, version " +
+                         std::to_string(LoadU16(description.bytes, 0)) + "." +
+                         std::to_string(LoadU16(description.bytes, 2)));
     }
     ByteReader header(reader.Take(reader.Take<std::uint32_t>()));
     header.Take(8);  // the flags again, and a size that is always 0
@@ -115,7 +119,9 @@ CryptoApiHeader ReadCryptoApi(const OfficeDescription& description) {
     const bool standard = (flags & kUsesAes) != 0;
     out.aes = standard || algorithm == kAes128 || algorithm == kAes192 || algorithm == kAes256;
     out.rounds = standard ? kStandardRounds : 0;
-    if (!out.aes && algorithm != kRc4 && algorithm != kByFlags) {
+    const bool is_known = algorithm == kRc4 || algorithm == kByFlags || algorithm == kAes128 ||
+                          algorithm == kAes192 || algorithm == kAes256;
+    if (!is_known) {
         ThrowUnknown(description, "cipher " + Hex(algorithm));
     }
     if (bits == 0) {
@@ -136,6 +142,7 @@ CryptoApiHeader ReadCryptoApi(const OfficeDescription& description) {
     if (hash_size == 0 || hash_size > SizeOf(HashKind::Sha1)) {
         throw BoundsError();
     }
+    out.hash_size = hash_size;
     out.encrypted_hash = reader.Take(out.aes ? 32 : SizeOf(HashKind::Sha1));
     return out;
 }
@@ -157,7 +164,8 @@ public:
         Apply(Direction::Decrypt, kVerifierBlock, both);
         const auto plain = Written(both);
         const auto hash = HashOf(HashKind::Sha1, plain.first(kVerifierSize));
-        return SameSecret(hash, plain.subspan(kVerifierSize, hash.size()));
+        return SameSecret(hash.First(header.hash_size),
+                          plain.subspan(kVerifierSize, header.hash_size));
     }
     void Decrypt(PageNumber page, std::span<std::byte> bytes) const override {
         if (page != 0) {

@@ -52,6 +52,7 @@ std::unique_ptr<const PageCipher> OpenOfficeCipher(ByteSpan page_zero,
         throw WrongPassword(path, true);
     }
     const SecretBytes secret(std::as_bytes(std::span(units)));
+    WipeText(units);
     std::unique_ptr<const PageCipher> cipher;
     try {
         const std::size_t length = LoadU16(page_zero, kOfficeEncryptionOffset);
