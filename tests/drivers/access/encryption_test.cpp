@@ -224,7 +224,9 @@ void ChangeAndCheck(const fs::path& path, const std::string& password) {
     EXPECT_EQ(Rows(*Connect(path, password), "select id, t from made order by id"), expected);
     EXPECT_EQ(Verify(path, password).Text(), "");
     EXPECT_FALSE(HoldsText(path, "PLAINTEXT"));
-    ExpectOnlyThisPassword(path, password);
+    if (!password.empty()) {
+        ExpectOnlyThisPassword(path, password);
+    }
 }
 
 class Encryption : public WithoutSync {
@@ -288,6 +290,10 @@ TEST_F(Encryption, FilesOfEachSchemeAreReadAndWritten) {
         const auto path = folder_ / encoded;
         fs::copy_file(shared / encoded, path);
         EXPECT_EQ(Rows(*Connect(path, ""), "select * from Table1").size(), 2U) << encoded;
+        if (encoded == std::string("db-enc.mdb")) {  // files of Access 97 are only read
+            fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
+            ChangeAndCheck(path, "");
+        }
     }
 }
 
