@@ -1,5 +1,7 @@
 #include "shell/plate_button.h"
 
+#include <QFocusEvent>
+
 namespace vantry {
 
 PlateButton::PlateButton(QWidget* parent) : QPushButton(parent) {

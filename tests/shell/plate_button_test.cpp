@@ -1,5 +1,14 @@
 #include "shell/plate_button.h"
 
+#include <QColor>
+#include <QObject>
+#include <QVariant>
+#include <QWidget>
+
+#include <gtest/gtest.h>
+
+#include <utility>
+
 namespace vantry {
 namespace {
 

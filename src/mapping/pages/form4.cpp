@@ -22,6 +22,8 @@
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"
 
+#include <QLineEdit>
+
 namespace vantry {
 namespace {
 
