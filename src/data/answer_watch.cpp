@@ -27,7 +27,7 @@ constexpr std::chrono::milliseconds kLookInterval{250};
 constexpr std::chrono::seconds kCancelGrace{5};
 constexpr int kDeadNetworkSeconds = 120;
 
-std::atomic<bool> waits_cancelled = false;
+std::atomic<bool> WaitsCancelled = false;
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
 
 int OptionOf(int socket, int option) {
@@ -62,7 +62,7 @@ std::vector<int> ConnectedSockets() {
 }  // namespace
 
 void CancelWaits() noexcept {
-    waits_cancelled.store(true, std::memory_order_relaxed);
+    WaitsCancelled.store(true, std::memory_order_relaxed);
 }
 
 void NoticeDeadNetwork(int socket) {
@@ -132,7 +132,7 @@ void AnswerWatch::Look() {
     std::unique_lock lock(mutex_);
     while (!over_changed_.wait_for(lock, kLookInterval, [this] { return over_; })) {
         const auto now = Clock::now();
-        const bool cancel = waits_cancelled.load(std::memory_order_relaxed);
+        const bool cancel = WaitsCancelled.load(std::memory_order_relaxed);
         if (cancel && cancelled == Clock::time_point()) {
             cancelled = now;
         }

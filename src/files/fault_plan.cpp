@@ -5,15 +5,15 @@
 namespace vantry::file {
 namespace {
 
-std::atomic<FaultPlan*> installed{nullptr};
+std::atomic<FaultPlan*> Installed{nullptr};
 
 }  // namespace
 
 void InstallFaultPlan(FaultPlan* plan) {
-    installed.store(plan, std::memory_order_release);
+    Installed.store(plan, std::memory_order_release);
 }
 FaultPlan* InstalledFaultPlan() {
-    return installed.load(std::memory_order_acquire);
+    return Installed.load(std::memory_order_acquire);
 }
 
 }  // namespace vantry::file

@@ -27,7 +27,7 @@ namespace {
 constexpr std::uint64_t kFirstLockByte = std::uint64_t{1} << 62;
 
 constexpr std::chrono::milliseconds kDefaultTimeout{5000};
-std::atomic<std::chrono::milliseconds> timeout_in_force{kDefaultTimeout};
+std::atomic<std::chrono::milliseconds> TimeoutInForce{kDefaultTimeout};
 
 struct flock Describe(ByteRange range, short type) {
     struct flock lock {};
@@ -74,10 +74,10 @@ bool Holds(const std::filesystem::path& process, const FileStamp& stamp) {
 }  // namespace
 
 std::chrono::milliseconds LockTimeout() {
-    return timeout_in_force.load();
+    return TimeoutInForce.load();
 }
 void SetLockTimeout(std::chrono::milliseconds timeout) {
-    timeout_in_force.store(timeout);
+    TimeoutInForce.store(timeout);
 }
 
 bool TryLock(const File& file, LockByte byte, LockKind kind) {

@@ -33,6 +33,7 @@ std::vector<TableEntry> AccessDatabase::Tables() {
         return left.key < right.key;
     });
     std::vector<TableEntry> tables;
+    tables.reserve(listed.size());
     for (auto& named : listed) {
         tables.push_back(std::move(named.entry));
     }

@@ -10,6 +10,7 @@
 #include "wizard/wizard_flow.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QElapsedTimer>
 #include <QScrollBar>
 #include <QTimer>

@@ -57,6 +57,8 @@ std::optional<DateTime> DateTimeFromSerial(double serial) {
     }
     auto day = static_cast<std::int32_t>(serial);
     const double fraction = std::fabs(serial - day);
+    // A fraction isn't negative, so cutting behind the half rounds; std::llround would be a call a
+    // date. NOLINTNEXTLINE(bugprone-incorrect-roundings)
     auto millis = static_cast<std::int64_t>(fraction * static_cast<double>(kMillisPerDay) + 0.5);
     if (millis == kMillisPerDay) {
         millis = 0;

@@ -237,8 +237,9 @@ std::byte* RowEncoder::EncodeDate(const Column& column, const Cell& cell, std::b
     // year would become the next. The time counts forward also before day 0, so it is the day that
     // has to be in the range.
     constexpr std::int64_t kNanosPerMilli = 1'000'000;
-    const double part = static_cast<double>(value->nanos / kNanosPerMilli) /
-                        static_cast<double>(kNanosPerDay / kNanosPerMilli);
+    constexpr std::int64_t kMillisPerDay = kNanosPerDay / kNanosPerMilli;
+    const std::int64_t millis = value->nanos / kNanosPerMilli;
+    const double part = static_cast<double>(millis) / static_cast<double>(kMillisPerDay);
     const double serial = value->day < 0 ? value->day - part : value->day + part;
     if (value->day < kMinSerialDate || value->day >= kEndSerialDate) {
         throw ValueOutOfRange(NameOf(column), ToText(cell), TypeName(*column.def));

@@ -50,14 +50,13 @@ private:
             ReadHashDate(token);
         } else if (c == '{') {
             ReadBraces(token);
-            // Before numbers: ".5" isn't one of those words, ".T." is no number.
-        } else if (c == '.' && FoxPro() && ReadDottedWord(token)) {
+            // Before numbers: ".5" isn't one of those words, ".T." is no number. "&" joins texts,
+            // "&H" begins a number.
+        } else if ((c == '.' && FoxPro() && ReadDottedWord(token)) ||
+                   (c == '&' && (Peek(1) == 'h' || Peek(1) == 'H') && ReadHexNumber(token))) {
             return;
         } else if (IsDigit(c) || (c == '.' && IsDigit(Peek(1)))) {
             ReadNumber(token);
-            // "&" joins texts, "&H" begins a number.
-        } else if (c == '&' && (Peek(1) == 'h' || Peek(1) == 'H') && ReadHexNumber(token)) {
-            return;
         } else if (IsNameStart(c)) {
             ReadName(token);
         } else if (c == '?') {

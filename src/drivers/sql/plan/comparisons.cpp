@@ -168,6 +168,7 @@ Term Comparisons::InList(const Term& of, std::vector<Term> items, bool negated) 
     exact = (exact && subject.type.code != adDouble && subject.type.code != adSingle) ||
             IsWide(subject.type);
     std::vector<std::string> list;
+    list.reserve(items.size());
     for (const auto& item : items) {
         list.push_back(exact               ? conversions_.AsExact(item)
                        : IsWide(item.type) ? conversions_.AsNumber(item)

@@ -24,7 +24,7 @@ using TablePtr = std::shared_ptr<StoredTable>;
 // Rows are found first and changed afterwards, so that no changed row is met again.
 class RowUpdate : public Statement {
 public:
-    RowUpdate(const Update& update, Database database, const Dialect& dialect)
+    RowUpdate(const Update& update, const Database& database, const Dialect& dialect)
         : database_(database),
           query_(CompileUpdate(update, *database, dialect, target_), database, dialect) {
         for (std::size_t k = 0; k < target_.columns.size(); ++k) {
@@ -99,7 +99,7 @@ private:
 
 class RowDelete : public Statement {
 public:
-    RowDelete(const Delete& erase, Database database, const Dialect& dialect)
+    RowDelete(const Delete& erase, const Database& database, const Dialect& dialect)
         : database_(database),
           query_(CompileDelete(erase, *database, dialect, target_), database, dialect) {}
 
@@ -195,7 +195,7 @@ void DropTableOf(EmbeddedDatabase& database, const std::string& name) {
 // SELECT by Execute: run to its end, so that its errors are seen.
 class RowWalk : public Statement {
 public:
-    RowWalk(const Select& select, Database database, const Dialect& dialect)
+    RowWalk(const Select& select, const Database& database, const Dialect& dialect)
         : query_(CompileSelect(select, *database, dialect), database, dialect) {}
     std::int64_t Execute(std::span<const Cell> values) override {
         query_.Start(values);

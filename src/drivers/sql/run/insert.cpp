@@ -128,7 +128,7 @@ private:
 // INSERT ... VALUES with expressions.
 class ComputedInsert : public Statement {
 public:
-    ComputedInsert(const Insert& insert, Database database, const Dialect& dialect)
+    ComputedInsert(const Insert& insert, const Database& database, const Dialect& dialect)
         : database_(database),
           table_(OpenOrThrow(database, dialect, insert.table)),
           columns_(TargetColumns(*table_, insert.columns)),
@@ -222,7 +222,7 @@ std::int64_t InsertRows(Query& query,
 
 class QueryInsert : public Statement {
 public:
-    QueryInsert(const Insert& insert, Database database, const Dialect& dialect)
+    QueryInsert(const Insert& insert, const Database& database, const Dialect& dialect)
         : database_(database),
           table_(OpenOrThrow(database, dialect, insert.table)),
           query_(CompileSelect(*insert.query, *database, dialect), database, dialect) {
@@ -314,7 +314,7 @@ ColumnDefinition DefinitionFor(const ColumnInfo& info) {
 
 class SelectInto : public Statement {
 public:
-    SelectInto(Select select, Database database, const Dialect& dialect)
+    SelectInto(Select select, const Database& database, const Dialect& dialect)
         : database_(database),
           into_(std::exchange(select.into, std::nullopt).value()),
           query_(CompileSelect(select, *database, dialect), database, dialect) {}
