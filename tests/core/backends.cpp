@@ -2,6 +2,7 @@
 
 #include "core/data_access.h"
 #include "support/private_mariadb.h"
+#include "support/tds_server.h"
 #include "support/temp_dir.h"
 
 #include <filesystem>
@@ -39,6 +40,17 @@ public:
 
 private:
     PrivateMariaDb server_;
+};
+
+class SqlServerBackend : public Backend {
+public:
+    SqlServerBackend() {
+        connection_string = server_.ConnectionText();
+        types = {"int", "nvarchar(60)", "datetime"};
+    }
+
+private:
+    TdsServer server_;
 };
 
 class SqliteBackend : public Backend {
@@ -106,6 +118,9 @@ const BackendFactory kMariaDbOdbc{"MariaDbOdbc", MissingMariaDbOdbc, [] {
 const BackendFactory kSqliteOdbc{"SqliteOdbc",
                                  [] { return MissingOdbc("libsqlite3odbc.so", "libsqliteodbc"); },
                                  [] { return std::make_unique<SqliteBackend>(); }};
+const BackendFactory kSqlServer{"SqlServer",
+                                [] { return MissingOdbc("libtdsodbc.so", "tdsodbc"); },
+                                [] { return std::make_unique<SqlServerBackend>(); }};
 const BackendFactory kAccessMdb{
     "AccessMdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".mdb"); }};
 const BackendFactory kFoxProFolder{
@@ -116,8 +131,14 @@ const BackendFactory kAccessAccdb{
 }  // namespace
 
 std::vector<const BackendFactory*> AllBackends() {
-    return {
-        &kText, &kMySql, &kMariaDbOdbc, &kSqliteOdbc, &kAccessMdb, &kAccessAccdb, &kFoxProFolder};
+    return {&kText,
+            &kMySql,
+            &kMariaDbOdbc,
+            &kSqliteOdbc,
+            &kSqlServer,
+            &kAccessMdb,
+            &kAccessAccdb,
+            &kFoxProFolder};
 }
 
 }  // namespace vantry::test

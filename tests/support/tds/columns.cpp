@@ -1,0 +1,351 @@
+#include "support/tds/columns.h"
+
+#include "data/calendar.h"
+#include "data/code_page.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <optional>
+#include <vector>
+
+namespace vantry::test::tds {
+namespace {
+
+std::string KindName(const Cell& value) {
+    switch (value.Kind()) {
+        case ValueKind::Boolean:
+        case ValueKind::Int64:
+            return "int";
+        case ValueKind::Single:
+        case ValueKind::Double:
+            return "float";
+        case ValueKind::Decimal:
+            return "numeric";
+        case ValueKind::DateTime:
+            return "datetime2";
+        case ValueKind::Bytes:
+            return "varbinary";
+        default:
+            return "nvarchar";
+    }
+}
+
+ServerError Clash(const Type& type, const Cell& value) {
+    return {206, "Operand type clash: " + KindName(value) + " is incompatible with " + type.name};
+}
+ServerError Overflow(const Type& type) {
+    return {8115,
+            "Arithmetic overflow error converting expression to data type " + type.name + "."};
+}
+ServerError NotConverted(const Type& type, const Cell& value) {
+    return {8114, "Error converting data type " + KindName(value) + " to " + type.name + "."};
+}
+
+// Half away from zero, as the server rounds.
+vantry::Decimal Rounded(vantry::Decimal number, int scale) {
+    for (; number.scale > scale; --number.scale) {
+        const bool last = number.scale == scale + 1;
+        const Int128 half = last ? (number.unscaled < 0 ? -5 : 5) : 0;
+        number.unscaled = (number.unscaled + half) / 10;
+    }
+    for (; number.scale < scale; ++number.scale) {
+        number.unscaled *= 10;
+    }
+    return number;
+}
+
+Int128 PowerOfTen(int exponent) {
+    Int128 power = 1;
+    for (int k = 0; k < exponent; ++k) {
+        power *= 10;
+    }
+    return power;
+}
+
+Value ExactNumber(const Type& type, const Cell& value) {
+    const bool money = type.kind == Kind::Money || type.kind == Kind::SmallMoney;
+    const int scale = money ? 4 : type.scale;
+    const int precision = money ? (type.kind == Kind::Money ? 19 : 10) : type.precision;
+    const auto number = ToDecimal(value);
+    if (!number) {
+        throw NotConverted(type, value);
+    }
+    const auto digits = Rounded(*number, scale);
+    const auto size = digits.unscaled < 0 ? -digits.unscaled : digits.unscaled;
+    const Int128 most = type.kind == Kind::Money ? Int128{std::numeric_limits<std::int64_t>::max()}
+                        : type.kind == Kind::SmallMoney
+                            ? Int128{std::numeric_limits<std::int32_t>::max()}
+                            : PowerOfTen(precision) - 1;
+    if (size > most) {
+        throw ServerError(8115,
+                          "Arithmetic overflow error converting " + KindName(value) +
+                              " to data type " + type.name + ".");
+    }
+    return Value(Cell::FromDecimal(digits));
+}
+
+Value Integer(const Type& type, const Cell& value) {
+    std::int64_t number = 0;
+    if (value.Kind() == ValueKind::Text) {
+        const auto parsed = ParseInt64(value.AsText());
+        if (!parsed) {
+            throw ServerError(245,
+                              "Conversion failed when converting the nvarchar value '" +
+                                  std::string(value.AsText()) + "' to data type " + type.name +
+                                  ".");
+        }
+        number = *parsed;
+    } else if (value.Kind() == ValueKind::Boolean) {
+        number = value.AsBoolean() ? 1 : 0;
+    } else {
+        const auto real = ToDouble(value);
+        if (!real || std::abs(*real) >= 9.3e18) {
+            throw Overflow(type);
+        }
+        number = ToInt64(value).value_or(static_cast<std::int64_t>(*real));  // cut off
+    }
+    const auto within = [&](std::int64_t least, std::int64_t most) {
+        return number >= least && number <= most;
+    };
+    const bool fits = type.kind == Kind::TinyInt    ? within(0, 255)
+                      : type.kind == Kind::SmallInt ? within(-32768, 32767)
+                      : type.kind == Kind::Int      ? within(INT32_MIN, INT32_MAX)
+                                                    : true;
+    if (!fits) {
+        throw type.kind == Kind::Int
+            ? Overflow(type)
+            : ServerError(220,
+                          "Arithmetic overflow error for data type " + type.name +
+                              ", value = " + std::to_string(number) + ".");
+    }
+    return Value(Cell::Int64(type.kind == Kind::Bit ? (number != 0 ? 1 : 0) : number));
+}
+
+Value Real(const Type& type, const Cell& value) {
+    const auto number = value.Kind() == ValueKind::Boolean
+                            ? std::optional<double>(value.AsBoolean() ? 1 : 0)
+                            : ToDouble(value);
+    if (!number) {
+        throw NotConverted(type, value);
+    }
+    if (type.kind == Kind::Real && std::abs(*number) > std::numeric_limits<float>::max()) {
+        throw Overflow(type);
+    }
+    return Value(Cell::Double(type.kind == Kind::Real ? static_cast<float>(*number) : *number));
+}
+
+// Six digits, and three of the exponent: a floating number that becomes a text by itself keeps no
+// more.
+std::string ShortNumber(double number) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%.6g", number);
+    std::string shown = text.data();
+    const auto exponent = shown.find('e');
+    if (exponent != std::string::npos && shown.size() - exponent == 4) {
+        shown.insert(exponent + 2, "0");
+    }
+    return shown;
+}
+
+// What code page 1252 hasn't becomes a question mark, without a word: so does the server.
+std::string InServersLetters(std::string_view utf8) {
+    static const CodePage page(1252);
+    std::string bytes;
+    std::string text;
+    page.AppendBytes(utf8, bytes);
+    page.AppendUtf8(bytes, text);
+    return text;
+}
+
+Value TextIn(const Type& type, const Cell& value) {
+    std::string text;
+    if (value.Kind() == ValueKind::Bytes) {
+        throw ServerError(257,
+                          "Implicit conversion from data type varbinary to " + type.name +
+                              " is not allowed. Use the CONVERT function to run this query.");
+    }
+    if (value.Kind() == ValueKind::DateTime) {
+        text = MomentText(value.AsDateTime(), 7);
+    } else if (value.Kind() == ValueKind::Boolean) {
+        text = value.AsBoolean() ? "1" : "0";
+    } else if (value.Kind() == ValueKind::Single || value.Kind() == ValueKind::Double) {
+        text = ShortNumber(ToDouble(value).value_or(0));
+    } else {
+        AppendText(value, text);
+    }
+    if (IsNarrowText(type.kind)) {
+        text = InServersLetters(text);
+    }
+    const auto units =
+        static_cast<int>(IsWideText(type.kind) ? CountUtf16Units(text) : CountCodePoints(text));
+    const bool limited = type.kind != Kind::Text && type.kind != Kind::NText && type.size != kMax;
+    if (limited && units > type.size) {
+        throw ServerError(8152, "String or binary data would be truncated.");
+    }
+    return Value(Cell::Text(text));
+}
+
+Value BytesIn(const Type& type, const Cell& value) {
+    if (type.kind == Kind::RowVersion) {
+        throw ServerError(273,
+                          "Cannot insert an explicit value into a timestamp column. Use INSERT "
+                          "with a column list to exclude the timestamp column, or insert a DEFAULT "
+                          "into the timestamp column.");
+    }
+    if (value.Kind() != ValueKind::Bytes) {
+        throw ServerError(257,
+                          "Implicit conversion from data type " + KindName(value) + " to " +
+                              type.name +
+                              " is not allowed. Use the CONVERT function to run this query.");
+    }
+    std::vector<std::byte> bytes(value.AsBytes().begin(), value.AsBytes().end());
+    if (type.kind != Kind::Image && type.size != kMax) {
+        const auto room = static_cast<std::size_t>(type.size);
+        if (bytes.size() > room) {
+            throw ServerError(8152, "String or binary data would be truncated.");
+        }
+        if (type.kind == Kind::Binary) {
+            bytes.resize(room);
+        }
+    }
+    return Value(Cell::Bytes(bytes));
+}
+
+Value Guid(const Cell& value) {
+    auto text = value.Kind() == ValueKind::Text ? std::string(value.AsText()) : std::string();
+    if (text.size() == 38 && text.front() == '{' && text.back() == '}') {
+        text = text.substr(1, 36);
+    }
+    bool good = text.size() == 36;
+    for (std::size_t k = 0; good && k < text.size(); ++k) {
+        const bool dash = k == 8 || k == 13 || k == 18 || k == 23;
+        const auto c = static_cast<unsigned char>(text[k]);
+        good = dash ? c == '-' : std::isxdigit(c) != 0;
+        text[k] = static_cast<char>(std::toupper(c));
+    }
+    if (!good) {
+        throw ServerError(
+            8169, "Conversion failed when converting from a character string to uniqueidentifier.");
+    }
+    return Value(Cell::Text(text));
+}
+
+std::optional<DateTime> MomentOf(const Cell& value) {
+    if (value.Kind() == ValueKind::DateTime) {
+        return value.AsDateTime();
+    }
+    if (value.Kind() != ValueKind::Text) {
+        return std::nullopt;
+    }
+    if (const auto moment = ParseIsoDateTime(value.AsText())) {
+        return moment;
+    }
+    auto time = ParseIsoTime(value.AsText());
+    if (time) {
+        time->day = kDay1900;
+    }
+    return time;
+}
+
+// To the unit of `nanos`, half up, into the next day where it must be.
+DateTime RoundedTo(DateTime moment, std::int64_t nanos) {
+    moment.nanos = (moment.nanos + nanos / 2) / nanos * nanos;
+    if (moment.nanos >= kNanosPerDay) {
+        moment.nanos -= kNanosPerDay;
+        ++moment.day;
+    }
+    return moment;
+}
+
+Value MomentIn(const Type& type, const Cell& value) {
+    const bool has_offset = value.Kind() == ValueKind::Text && value.AsText().size() > 17 &&
+                            value.AsText()[value.AsText().size() - 3] == ':' &&
+                            value.AsText().find_last_of("+-") == value.AsText().size() - 6;
+    if (type.kind == Kind::DateTimeOffset && has_offset) {
+        return Value(value);
+    }
+    const auto given = MomentOf(value);
+    if (!given && value.Kind() == ValueKind::Text) {
+        throw ServerError(
+            241, "Conversion failed when converting date and/or time from character string.");
+    }
+    if (!given) {
+        throw Clash(type, value);
+    }
+    auto moment = *given;
+    const bool old = type.kind == Kind::DateTime || type.kind == Kind::SmallDateTime;
+    const auto first = type.kind == Kind::DateTime ? *DayOf(1753, 1, 1) : kDay1900;
+    const auto last = type.kind == Kind::DateTime ? kMaxDay : *DayOf(2079, 6, 6);
+    if (old && (moment.day < first || moment.day > last)) {
+        throw ServerError(242,
+                          "The conversion of a " + KindName(value) + " data type to a " +
+                              type.name + " data type resulted in an out-of-range value.");
+    }
+    switch (type.kind) {
+        case Kind::Date:
+            moment.nanos = 0;
+            break;
+        case Kind::Time:
+            moment.day = 0;
+            moment.nanos =
+                std::min(RoundedTo(moment, NanosPerUnit(type.scale)).nanos, kNanosPerDay - 1);
+            break;
+        case Kind::DateTime: {  // 300ths of a second
+            const auto units = (moment.nanos * 3 + 5'000'000) / 10'000'000;
+            moment = RoundedTo({moment.day, (units * 10'000'000 + 1) / 3}, 1'000'000);
+            break;
+        }
+        case Kind::SmallDateTime:
+            moment = RoundedTo(moment, 60 * kNanosPerSecond);
+            break;
+        default:
+            moment = RoundedTo(moment, NanosPerUnit(type.scale));
+            break;
+    }
+    if (type.kind == Kind::DateTimeOffset) {
+        return Value(Cell::Text(MomentText(moment, type.scale) + " +00:00"));
+    }
+    return Value(Cell::FromDateTime(moment));
+}
+
+}  // namespace
+
+Value InColumn(const Type& type, const Cell& value) {
+    if (value.IsNull()) {
+        return Value(Cell::Null());
+    }
+    if (IsBytes(type.kind)) {
+        return BytesIn(type, value);
+    }
+    if (IsWideText(type.kind) || IsNarrowText(type.kind)) {
+        return TextIn(type, value);
+    }
+    if (type.kind == Kind::Guid) {
+        return Guid(value);
+    }
+    if (type.kind >= Kind::Date && type.kind <= Kind::SmallDateTime) {
+        return MomentIn(type, value);
+    }
+    if (value.Kind() == ValueKind::DateTime || value.Kind() == ValueKind::Bytes) {
+        throw Clash(type, value);
+    }
+    switch (type.kind) {
+        case Kind::Real:
+        case Kind::Float:
+            return Real(type, value);
+        case Kind::Decimal:
+        case Kind::Money:
+        case Kind::SmallMoney:
+            return ExactNumber(type, value);
+        default:
+            return Integer(type, value);
+    }
+}
+
+}  // namespace vantry::test::tds

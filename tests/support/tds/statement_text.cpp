@@ -1,0 +1,292 @@
+// A statement is cut into tokens and put together again; what isn't told here stays as it was.
+// Values of an INSERT are wrapped in a call, in_column('type', value), which
+// converts or refuses as the server would. Decimals are declared under names that SQLite takes for
+// texts, or it would make floating numbers of them.
+
+#include "support/tds/statement_text.h"
+
+#include "data/connection_string.h"
+#include "support/tds/columns.h"
+
+#include <algorithm>
+#include <cctype>
+#include <utility>
+
+namespace vantry::test::tds {
+namespace {
+
+struct Token {
+    std::string text;    // as it stands
+    std::string before;  // blanks and comments before it
+    bool Is(std::string_view word) const { return EqualsNoCase(text, word); }
+};
+
+bool IsWordSign(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_' || c == '@' || c == '#' ||
+           c == '$' || (static_cast<unsigned char>(c) & 0x80) != 0;
+}
+
+// Behind the closing sign, which doubled stands for itself.
+std::size_t EndOfQuoted(std::string_view sql, std::size_t from, char closing) {
+    for (auto at = from; at < sql.size(); ++at) {
+        if (sql[at] == closing) {
+            if (at + 1 < sql.size() && sql[at + 1] == closing) {
+                ++at;
+            } else {
+                return at + 1;
+            }
+        }
+    }
+    throw ServerError(105,
+                      "Unclosed quotation mark after the character string '" +
+                          std::string(sql.substr(from)) + "'.",
+                      15);
+}
+
+std::vector<Token> TokensOf(std::string_view sql) {
+    std::vector<Token> tokens;
+    std::string before;
+    for (std::size_t at = 0; at < sql.size();) {
+        const char c = sql[at];
+        std::size_t end = at + 1;
+        if (std::isspace(static_cast<unsigned char>(c)) != 0) {
+            before += c;
+            ++at;
+            continue;
+        }
+        if (sql.substr(at, 2) == "--") {
+            end = std::min(sql.find('\n', at), sql.size());
+            before += sql.substr(at, end - at);
+            at = end;
+            continue;
+        }
+        const bool wide = (c == 'N' || c == 'n') && end < sql.size() && sql[end] == '\'';
+        if (c == '\'' || c == '"' || c == '[' || wide) {
+            end = EndOfQuoted(sql, at + (wide ? 2 : 1), wide ? '\'' : c == '[' ? ']' : c);
+        } else if (IsWordSign(c)) {
+            while (end < sql.size() && IsWordSign(sql[end])) {
+                ++end;
+            }
+        }
+        std::string text(sql.substr(at, end - at));
+        if (wide) {
+            text.erase(0, 1);
+        } else if (text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+            text = "x'" + text.substr(2) + "'";
+        }
+        tokens.push_back({std::move(text), std::exchange(before, {})});
+        at = end;
+    }
+    return tokens;
+}
+
+std::string Joined(const std::vector<Token>& tokens) {
+    std::string text;
+    for (const auto& token : tokens) {
+        text += token.before + token.text;
+    }
+    return text;
+}
+
+// A name of one to three parts (database, schema, table); `at` moves behind it.
+struct TableName {
+    std::string schema;
+    std::string table;
+};
+TableName TakeName(const std::vector<Token>& tokens, std::size_t& at) {
+    std::vector<std::string> parts;
+    for (bool more = true; more && at < tokens.size();) {
+        parts.push_back(Unquoted(tokens[at++].text));
+        more = at < tokens.size() && tokens[at].Is(".");
+        at += more ? 1 : 0;
+    }
+    TableName name;
+    name.table = parts.empty() ? "" : parts.back();
+    name.schema = parts.size() > 1 ? parts[parts.size() - 2] : "";
+    return name;
+}
+
+// The place of the sign that ends what begins at `at`: a comma, or a closing bracket.
+std::size_t EndOfPart(const std::vector<Token>& tokens, std::size_t at) {
+    for (int depth = 0; at < tokens.size(); ++at) {
+        if (depth == 0 && (tokens[at].Is(",") || tokens[at].Is(")"))) {
+            break;
+        }
+        depth += tokens[at].Is("(") ? 1 : tokens[at].Is(")") ? -1 : 0;
+    }
+    return at;
+}
+
+void CheckSize(const std::string& column, const Type& type) {
+    const int most = IsWideText(type.kind) ? 4000 : 8000;
+    const bool sized = type.kind != Kind::Text && type.kind != Kind::NText &&
+                       type.kind != Kind::Image &&
+                       (IsWideText(type.kind) || IsNarrowText(type.kind) || IsBytes(type.kind));
+    if (sized && type.size != kMax && (type.size < 1 || type.size > most)) {
+        throw type.size == 0
+            ? ServerError(1001, "Line 1: Length or precision specification 0 is invalid.", 15)
+            : ServerError(131,
+                          "The size (" + std::to_string(type.size) + ") given to the column '" +
+                              column + "' exceeds the maximum allowed for any data type (8000).",
+                          15);
+    }
+}
+
+// CREATE TABLE name ( column type [rest], ... )
+void DeclareTypes(std::vector<Token>& tokens) {
+    std::size_t at = 2;
+    TakeName(tokens, at);
+    for (int number = 1; at + 2 < tokens.size() && !tokens[at].Is(")"); ++number) {
+        const auto column = Unquoted(tokens[at + 1].text);
+        auto& word = tokens[at + 2];
+        std::string declared = Unquoted(word.text);
+        const auto end = EndOfPart(tokens, at + 1);
+        auto behind = at + 3;
+        if (behind < end && tokens[behind].Is("(")) {
+            for (; behind < end && !declared.ends_with(")"); ++behind) {
+                auto& argument = tokens[behind];
+                declared += argument.text;
+                if (argument.Is("max")) {
+                    argument.text = "2147483647";
+                }
+            }
+        }
+        const auto type = ParseType(declared);
+        if (!type) {
+            throw ServerError(2715,
+                              "Column, parameter, or variable #" + std::to_string(number) +
+                                  ": Cannot find data type " + Unquoted(word.text) + ".");
+        }
+        CheckSize(column, *type);
+        word.text = Unquoted(word.text);
+        const bool exact = type->kind == Kind::Decimal || type->kind == Kind::Money ||
+                           type->kind == Kind::SmallMoney;
+        if (exact) {
+            word.text += "_text";
+        } else if (type->kind == Kind::RowVersion) {
+            tokens[behind - 1].text += " default (x'00000000000007D1')";
+        }
+        at = end;
+    }
+}
+
+std::string Literal(std::string_view text) {
+    std::string literal = "'";
+    for (const char c : text) {
+        literal.append(c == '\'' ? 2 : 1, c);
+    }
+    return literal + "'";
+}
+
+// A number with a point is exact, and SQLite would make a floating one of it: the same with the
+// sign of an exact one before it (store.cpp). Empty for everything else.
+std::string AsDecimal(const std::vector<Token>& tokens, std::size_t from, std::size_t end) {
+    std::string digits;
+    for (; from < end; ++from) {
+        digits += tokens[from].text;
+    }
+    return digits.find('.') != std::string::npos &&
+                   digits.find_first_not_of("-0123456789.") == std::string::npos
+               ? "(char(1)||'" + digits + "')"
+               : std::string();
+}
+
+// INSERT [INTO] name [(columns)] VALUES (values) [, (values)]
+void WrapValues(std::vector<Token>& tokens,
+                const TypeOfColumn& type_of,
+                const ColumnsOfTable& columns_of) {
+    std::size_t at = 1;
+    if (at < tokens.size() && tokens[at].Is("into")) {
+        ++at;
+    } else {
+        tokens[0].text += " into";
+    }
+    const auto name = TakeName(tokens, at);
+    std::vector<std::string> columns;
+    if (at < tokens.size() && tokens[at].Is("(")) {
+        while (at < tokens.size() && !tokens[at].Is(")")) {
+            columns.push_back(Unquoted(tokens[at + 1].text));
+            at = EndOfPart(tokens, at + 1);
+        }
+        ++at;
+    } else {
+        columns = columns_of(name.schema, name.table);
+    }
+    if (at >= tokens.size() || !tokens[at].Is("values")) {
+        return;
+    }
+    for (++at; at < tokens.size() && tokens[at].Is("("); ++at) {
+        for (std::size_t k = 0; at < tokens.size() && !tokens[at].Is(")"); ++k) {
+            const auto end = EndOfPart(tokens, at + 1);
+            const auto type =
+                k < columns.size() ? type_of(name.schema, name.table, columns[k]) : std::string();
+            if (!type.empty() && end < tokens.size()) {
+                const auto digits = AsDecimal(tokens, at + 1, end);
+                auto& first = tokens[at + 1].text;
+                first = "in_column(" + Literal(type) + "," + (digits.empty() ? first : digits);
+                for (auto rest = at + 2; !digits.empty() && rest < end; ++rest) {
+                    tokens[rest].text.clear();
+                }
+                tokens[end].before += ")";
+            }
+            at = end;
+        }
+        ++at;
+        if (at >= tokens.size() || !tokens[at].Is(",")) {
+            break;
+        }
+    }
+}
+
+}  // namespace
+
+std::string Unquoted(std::string_view name) {
+    const bool quoted = name.size() >= 2 && (name.front() == '[' || name.front() == '"');
+    return std::string(quoted ? name.substr(1, name.size() - 2) : name);
+}
+
+std::string FirstWord(std::string_view sql) {
+    std::string word;
+    std::size_t at = sql.find_first_not_of(" \t\r\n");
+    for (; at < sql.size() && IsWordSign(sql[at]); ++at) {
+        word += static_cast<char>(std::toupper(static_cast<unsigned char>(sql[at])));
+    }
+    return word;
+}
+
+std::vector<std::string> SplitBatch(std::string_view batch) {
+    std::vector<std::string> statements;
+    std::vector<Token> current;
+    const auto end = [&] {
+        if (!current.empty()) {
+            statements.push_back(Joined(current));
+        }
+        current.clear();
+    };
+    for (auto& token : TokensOf(batch)) {
+        const bool begins = token.Is("set") || token.Is("use");
+        const bool alone = !current.empty() && (current[0].Is("set") || current[0].Is("use"));
+        if (token.Is(";") || (begins && alone)) {
+            end();
+        }
+        if (!token.Is(";")) {
+            current.push_back(std::move(token));
+        }
+    }
+    end();
+    return statements;
+}
+
+std::string ForSqlite(std::string_view sql,
+                      const TypeOfColumn& type_of,
+                      const ColumnsOfTable& columns_of) {
+    auto tokens = TokensOf(sql);
+    if (tokens.size() > 4 && tokens[0].Is("create") && tokens[1].Is("table")) {
+        DeclareTypes(tokens);
+    } else if (tokens.size() > 4 && tokens[0].Is("insert")) {
+        WrapValues(tokens, type_of, columns_of);
+    }
+    return Joined(tokens);
+}
+
+}  // namespace vantry::test::tds
