@@ -18,6 +18,7 @@
 #include <QStyledItemDelegate>
 #include <QToolTip>
 
+#include <algorithm>
 #include <utility>
 
 namespace vantry {
@@ -300,8 +301,40 @@ bool EditorGrid::EditorKey(QWidget* editor, QKeyEvent* event) {
             GoToTabCell(-1);
             return true;
         default:
+            return WalkingKey(editor, event);
+    }
+}
+
+// Up, Down and their like walk over the rows, as they do without an editor. A closed list would
+// take them for a choice: a walk down a column would leave other columns in its cells. F4 and Alt
+// with Down open the list, which has these keys for itself then.
+bool EditorGrid::WalkingKey(const QWidget* editor, const QKeyEvent* event) {
+    const auto* const list = qobject_cast<const QComboBox*>(editor);
+    const bool alone = (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier;
+    int rows = 0;
+    switch (event->key()) {
+        case Qt::Key_Up:
+        case Qt::Key_Down:
+            if (!alone) {
+                return list != nullptr && (event->modifiers() & Qt::AltModifier) == 0;
+            }
+            rows = event->key() == Qt::Key_Up ? -1 : 1;
+            break;
+        case Qt::Key_PageUp:
+        case Qt::Key_PageDown: {
+            const int page = std::max(1, viewport()->height() / std::max(1, rowHeight(0)) - 1);
+            rows = event->key() == Qt::Key_PageUp ? -page : page;
+            break;
+        }
+        case Qt::Key_Home:
+        case Qt::Key_End:
+            // In a text they move the caret.
+            return list != nullptr && !list->isEditable();
+        default:
             return false;
     }
+    setCurrentCell(std::clamp(currentRow() + rows, 0, rowCount() - 1), currentColumn());
+    return true;
 }
 
 void EditorGrid::GoToTabCell(int step) {

@@ -74,6 +74,7 @@ private:
     void Enter(int row, int column);
     void EnterAgain();
     bool EditorKey(QWidget* editor, QKeyEvent* event);
+    bool WalkingKey(const QWidget* editor, const QKeyEvent* event);
     void GoToTabCell(int step);
     void PlaceEditor();
     void SpreadColumns();

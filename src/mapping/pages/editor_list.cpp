@@ -2,6 +2,7 @@
 
 #include "shell/qt_text.h"
 
+#include <QLineEdit>
 #include <QListView>
 #include <QScrollBar>
 
@@ -15,6 +16,9 @@ void PrepareEditorList(QComboBox& list) {
     if (list.isEditable()) {
         // It would turn a typed name into one of the list that only begins with it.
         list.setCompleter(nullptr);
+        // A typed name that is one of the list, in any letter case, would be chosen from it when
+        // the field is left, and bring that entry's types along.
+        QObject::disconnect(list.lineEdit(), &QLineEdit::editingFinished, &list, nullptr);
     }
 }
 

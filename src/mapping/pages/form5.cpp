@@ -270,6 +270,7 @@ void Form5::EnterCell(int row, int column) {
     if (!TakesEditor(row, column)) {
         return;
     }
+    KeepRow(row);
     const QString text = ui_->ColGrid1->Text(row, column);
     if (column == kTargetSize || column == kTargetDec) {
         ui_->t1->setText(text);
@@ -325,11 +326,37 @@ void Form5::Scroll() {
 
 void Form5::Escape(QWidget* editor) {
     auto* const grid = ui_->ColGrid1;
+    RestoreRow();
     // Put back before it closes: closing by losing the focus would take it over.
     if (auto* const list = qobject_cast<QComboBox*>(editor)) {
         SetComboText(*list, grid->Text(grid->currentRow(), grid->currentColumn()));
     }
     grid->CloseEditor(editor);
+}
+
+void Form5::KeepRow(int row) {
+    former_ = {row, MapRow(row), {}};
+    for (int column = 0; column < ui_->ColGrid1->columnCount(); ++column) {
+        const auto* const cell = ui_->ColGrid1->item(row, column);
+        former_.cells.emplace_back(cell == nullptr ? nullptr : cell->clone());
+    }
+}
+
+// A choice from a list is written at once; Escape means that nothing was chosen.
+void Form5::RestoreRow() {
+    if (former_.row < 0 || former_.row != ui_->ColGrid1->currentRow()) {
+        return;
+    }
+    ui_->ColGrid1->GridFilling = true;
+    MapRow(former_.row) = former_.map;
+    for (int column = 0; column < ui_->ColGrid1->columnCount(); ++column) {
+        auto* const cell = ui_->ColGrid1->item(former_.row, column);
+        if (auto& kept = former_.cells[static_cast<std::size_t>(column)];
+            cell != nullptr && kept != nullptr) {
+            *cell = *kept;
+        }
+    }
+    ui_->ColGrid1->GridFilling = false;
 }
 
 void Form5::ShowSource(int row) {

@@ -7,6 +7,8 @@
 #include "core/session_state.h"
 #include "shell/page.h"
 
+#include <QTableWidgetItem>
+
 #include <memory>
 #include <vector>
 
@@ -53,6 +55,8 @@ private:
     void PressEnter(QWidget* editor);
     void Scroll();
     void Escape(QWidget* editor);
+    void KeepRow(int row);
+    void RestoreRow();
 
     // Picking from a list, showing a side of a row from its record, and what leaving a cell or
     // Enter takes over. The record is always written first.
@@ -68,6 +72,14 @@ private:
     // By Enter and by scrolling: no box, what is no number becomes a usual one.
     void CommitNumberLoosely();
     bool Close();
+
+    // A row as it was when a cell of it was entered, for Escape.
+    struct FormerRow {
+        int row = -1;
+        ColMapRec map;
+        std::vector<std::unique_ptr<QTableWidgetItem>> cells;
+    };
+    FormerRow former_;
 
     std::unique_ptr<Ui::Form5> ui_;
     std::vector<std::size_t> RowToMap;  // grid row to index in ColMaps

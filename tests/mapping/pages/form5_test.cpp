@@ -3,6 +3,7 @@
 #include "mapping/pages/maperrform.h"
 #include "pages_fixture.h"
 
+#include <QAbstractItemView>
 #include <QHelpEvent>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -455,6 +456,50 @@ TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
     ASSERT_EQ(Opened(), "t1");
     PressKey(number_, Qt::Key_Down);
     EXPECT_EQ(grid_->currentRow(), 2);
+}
+
+TEST_F(Form5Test, KeysWalkOverTheRowsAndChooseNothingInAClosedList) {
+    MapAndOpen();
+    const auto maps = [] { return MapOf(0) + "\n" + MapOf(1) + "\n" + MapOf(2) + "\n" + MapOf(3); };
+    const std::string before = maps();
+    for (const int column : {kSource, kTarget, kType}) {
+        ClickCell(grid_, 1, column);
+        for (const auto& [key, row] : {std::pair(Qt::Key_Down, 2),
+                                       {Qt::Key_Up, 1},
+                                       {Qt::Key_Home, 1},
+                                       {Qt::Key_End, 1},
+                                       {Qt::Key_PageDown, 3},
+                                       {Qt::Key_PageUp, 0},
+                                       {Qt::Key_Up, 0}}) {
+            PressKey(grid_->OpenedEditor(), key);
+            EXPECT_EQ(grid_->currentRow(), row) << column << ", key " << key;
+            EXPECT_EQ(grid_->currentColumn(), column);
+        }
+        LeaveTheCell();
+        EXPECT_EQ(maps(), before) << column;
+    }
+    // F4 opens the list; Escape gives the row back what it had, a choice made since then included.
+    ClickCell(grid_, 1, kSource);
+    PressKey(sources_, Qt::Key_F4);
+    EXPECT_TRUE(sources_->view()->isVisible());
+    sources_->hidePopup();
+    Pick(sources_, "<Skip>");
+    EXPECT_NE(maps(), before);
+    PressKey(sources_, Qt::Key_Escape);
+    EXPECT_EQ(maps(), before);
+    EXPECT_EQ(Row(1), "Name|Text|40|0|Name|Text|40|0");
+    EXPECT_FALSE(IsRed(1, kSource));
+}
+
+TEST_F(Form5Test, ATypedNameOfAColumnBringsNothingButTheName) {
+    MapAndOpen();
+    for (const char* name : {"Born", "born"}) {
+        ClickCell(grid_, 1, kTarget);
+        Retype(targets_, name);
+        LeaveTheCell();
+        EXPECT_EQ(MapOf(1), std::string("Name|Text|40|0|") + name + "|Text|40|0");
+        EXPECT_EQ(Row(1), MapOf(1));
+    }
 }
 
 TEST_F(Form5Test, AThousandColumnsOpenAndWalkSmoothly) {
