@@ -5,8 +5,10 @@
 #include "support/fault_plans.h"
 #include "support/session_steps.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/times.h>
 #include <unistd.h>
 
@@ -99,18 +101,29 @@ TEST_F(TimerServiceTest, ARestartMakesUpForWhatWasMissedOnce) {
 }
 
 TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
-    app.Folder().Write("does1", "exec sleep 15\n");
+    // Hangs until the test opens the other end of the pipe: no clock says when.
+    const std::string gate = app.Path("gate");
+    ASSERT_EQ(mkfifo(gate.c_str(), 0600), 0);
+    app.Folder().Write("does1", "[ -p gate ] && read line <gate\n");
     app.Folder().Write("does2", "i=0; while [ $i -lt 6000000 ]; do i=$((i+1)); done; kill -9 $$\n");
     auto service = NewService(std::chrono::seconds(3));
     LookAt(*service, "2026-03-01 05:55:00");
     LookAt(*service, "2026-03-01 06:00:00");
     EXPECT_TRUE(EndsBecome(*service, 1));
     EXPECT_NE(Log().find("Session 2 \"s\" was ended by signal 9"), Log().npos) << Log();
+    EXPECT_TRUE(Within(20, [&] {
+        service->Look();
+        return Count(Log(), "Session 1 \"s\" has done nothing") == 1;
+    }));
     LookAt(*service, "2026-03-01 06:10:00");
     EXPECT_TRUE(EndsBecome(*service, 2));
     LookAt(*service, "2026-03-02 06:00:00");
     EXPECT_NE(Log().find("Session 1 \"s\", due 2026-03-02 06:00:00, is still running"), Log().npos)
         << Log();
+    const int end = open(gate.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_GE(end, 0) << "the first session has stopped waiting";
+    fs::remove(gate);
+    close(end);
     EXPECT_TRUE(EndsBecome(*service, 4));
     EXPECT_EQ(Count(Log(), "Session 1 \"s\" has done nothing"), 1) << Log();
     EXPECT_EQ(Count(Log(), "has done nothing"), 1) << "the other was at work";
