@@ -118,12 +118,17 @@ bool IsRemark(const DiagnosticRecord& record) {
     return record.state.starts_with("01");
 }
 
-// The states of a broken connection and of a time limit; MariaDB's driver says it by its code
-// alone.
+// The states of a broken connection and of a time limit. MariaDB's driver says it by its code
+// alone; FreeTDS gives what its library noticed (no answer in time, a failed read or write, the end
+// of what the server sends) the state of a remark.
 bool IsAnswerLost(const DiagnosticRecord& record) {
     constexpr int kServerLost = 2013;
+    constexpr std::array kFreeTdsLost = {20003, 20004, 20006, 20017};
+    const bool noticed =
+        std::find(kFreeTdsLost.begin(), kFreeTdsLost.end(), record.native) != kFreeTdsLost.end() &&
+        record.text.starts_with("[FreeTDS]");
     return record.state.starts_with("08") || record.state.starts_with("HYT") ||
-           record.native == kServerLost;
+           record.native == kServerLost || noticed;
 }
 
 DataError WithoutWords(const std::string& source) {

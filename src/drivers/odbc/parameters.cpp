@@ -285,6 +285,13 @@ void Parameters::SetMoment(Slot& slot, const DateTime& value) {
         return;
     }
     const auto moment = MomentOf(value);
+    // FreeTDS (1.3.17) counts the days before 1600-03-01 wrong, by up to two, and says nothing. The
+    // server's own old dates begin in 1753; its newer ones are understood in this form everywhere.
+    constexpr SQLSMALLINT kFirstYear = 1753;
+    if (dialect == Dialect::SqlServer && moment.year < kFirstYear) {
+        PutShort(slot, IsoTextOf(value, type), {SQL_C_CHAR, SQL_WVARCHAR, 64, 0, nullptr});
+        return;
+    }
     if (only_time && dialect != Dialect::SqlServer && dialect != Dialect::Oracle &&
         moment.fraction == 0) {
         slot.time = {moment.hour, moment.minute, moment.second};

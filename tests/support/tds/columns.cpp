@@ -82,7 +82,7 @@ Value ExactNumber(const Type& type, const Cell& value) {
                         : type.kind == Kind::SmallMoney
                             ? Int128{std::numeric_limits<std::int32_t>::max()}
                             : PowerOfTen(precision) - 1;
-    if (size > most) {
+    if (size > most + (money && digits.unscaled < 0 ? 1 : 0)) {
         throw ServerError(8115,
                           "Arithmetic overflow error converting " + KindName(value) +
                               " to data type " + type.name + ".");
