@@ -128,6 +128,27 @@ DataError UnsupportedTag(std::string_view path,
                    std::string(why) + ". Load into a table without this tag.");
 }
 
+DataError BadTagDefinition(std::string_view path,
+                           std::string_view tag,
+                           std::string_view expression,
+                           std::string_view why) {
+    return Failure("Can't create the index " + Quoted(tag) + " on " + Quoted(expression) + " of " +
+                       Quoted(path) + ": " + std::string(why) + ".",
+                   kErrSyntax);
+}
+
+DataError KeyNotMade(std::string_view path,
+                     std::string_view tag,
+                     std::string_view expression,
+                     std::uint32_t record,
+                     std::string_view why) {
+    return Failure("The key of record " + std::to_string(record) + " of " + Quoted(path) +
+                       " in the tag " + Quoted(tag) + " on " + Quoted(expression) +
+                       " can't be made: " + std::string(why) +
+                       ". Correct the record in FoxPro, or load into a table without this tag.",
+                   kErrConversion);
+}
+
 DataError DuplicateKey(std::string_view path,
                        std::string_view tag,
                        std::string_view expression,

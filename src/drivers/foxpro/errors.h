@@ -54,6 +54,17 @@ DataError UnsupportedTag(std::string_view path,
                          std::string_view tag,
                          std::string_view expression,
                          std::string_view why);
+// What can't become a tag, or can't have that name.
+DataError BadTagDefinition(std::string_view path,
+                           std::string_view tag,
+                           std::string_view expression,
+                           std::string_view why);
+// A record whose key in a tag can't be known.
+DataError KeyNotMade(std::string_view path,
+                     std::string_view tag,
+                     std::string_view expression,
+                     std::uint32_t record,
+                     std::string_view why);
 // A second record with the key of a candidate or primary tag. `record`: the one that has it.
 DataError DuplicateKey(std::string_view path,
                        std::string_view tag,

@@ -1,14 +1,13 @@
 #pragma once
-// The structural index of a table (.cdx, .dcx): its tags, each a tree of keys over all records for
-// which its FOR condition holds, deleted records too. All changes go through the file group's open
-// transaction, so that rows and tags are there together or not at all: a tag is never stale on
-// disk.
+// The structural index of a table (.cdx), or of a container (.dcx): its tags, each a tree of keys
+// over all records for which its FOR condition holds, deleted records too. All changes go through
+// the file group's open transaction, so that rows and tags are there together or not at all: a tag
+// is never stale on disk.
 //
 // The order of a change: CheckRow for each row, before anything of it is written; then the record;
-// then Insert or Update; and Flush before each commit, as entries of a bulk load may be gathered
-// and merged in one go. A transaction that is rolled back, or in which another program changed the
-// files, makes what is remembered of the pages stale: the group's TransactionNumber() and Version()
-// tell.
+// then Insert or Update; and Flush before each commit, as entries are gathered and merged in one
+// go. What belongs to a transaction that is over, whether committed or rolled back, is forgotten
+// with the next one.
 
 #include "drivers/foxpro/table/table_layout.h"
 #include "files/file_group.h"
@@ -56,36 +55,37 @@ public:
     // A tag whose header is damaged is listed, with the reason in `unsupported`.
     TagSet(file::FileGroup& group, file::FileGroup::Member member, const TableLayout& layout);
     ~TagSet();
+    TagSet(const TagSet&) = delete;
+    TagSet& operator=(const TagSet&) = delete;
 
-    std::span<const TagInfo> Tags() const;
+    std::vector<TagInfo> Tags();
 
     // Throws DataError naming tag, expression and collation if there is a tag that can't be kept
     // right: the table then takes no changes.
-    void RequireMaintainable() const;
+    void RequireMaintainable();
 
     // ---- Inside a transaction of the group
     // Throws DataError naming the tag and its key if the row's key is that of another record in a
     // candidate tag, or can't be made. `former` is the record as it is; without one it is new.
-    // Knows the entries that are gathered, too.
+    // Knows the entries that are gathered, too. The keys are kept for the Insert or Update of this
+    // record, if that comes next; key fields are not to change in between.
     void CheckRow(const RecordView& row, const RecordView* former);
     void Insert(const RecordView& row);
     // The record's bytes change, be it its deletion mark alone.
     void Update(const RecordView& former, const RecordView& row);
-    // Writes what was gathered. Before each commit, and before the tags are read.
-    void Flush();
-    // Forgets what was gathered: the transaction was rolled back.
-    void Discard();
+    // Writes what was gathered, before each commit. `walk` is asked where the first record of a key
+    // in a UNIQUE tag went away, and gives the records as they are now.
+    void Flush(const RecordWalk& walk);
     // Makes all tags anew, from the records that `walk` gives; none: the table was emptied. Throws
     // DataError naming tag and record when two records have the key of a candidate tag.
     void Rebuild(const RecordWalk& walk);
+    // The same with further tags.
+    void AddTags(std::span<const TagDefinition> tags, const RecordWalk& walk);
 
     // ---- Reading
     // Calls `found` with each entry of the tag from its first to its last key, in the order of the
-    // tree (ascending, also for a descending tag).
+    // tree (ascending, also for a descending tag). Throws DataError if the tree isn't whole.
     void Walk(std::size_t tag, const std::function<void(ByteSpan key, RecordNumber record)>& found);
-    // The records whose key equals that of `row` in the first tag that is a plain field name equal
-    // to `field`; nothing if there is no such tag without FOR and UNIQUE.
-    std::optional<std::vector<RecordNumber>> FindEqual(const Field& field, const RecordView& row);
 
     // What contradicts the format or the table, in words with tag and page; empty: nothing. Every
     // key of every tag that can be kept right is made again from the records and compared.

@@ -60,4 +60,12 @@ bool RecordReader::ReadAgain() {
     return true;
 }
 
+RecordWalk WalkOver(TableFile& table) {
+    return [&table](const std::function<void(const RecordView&)>& found) {
+        for (RecordReader reader(table); reader.Next();) {
+            found(reader.View());
+        }
+    };
+}
+
 }  // namespace vantry::foxpro

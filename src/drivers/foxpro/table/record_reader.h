@@ -1,6 +1,7 @@
 #pragma once
 // Records of a table as raw bytes, read in blocks in the order of their numbers.
 
+#include "drivers/foxpro/indexes/tag_set.h"
 #include "drivers/foxpro/table/table_file.h"
 
 #include <vector>
@@ -37,5 +38,8 @@ private:
     RecordNumber end_ = 1;    // behind the block
     std::uint64_t version_ = 0;
 };
+
+// All records in order, for the index.
+RecordWalk WalkOver(TableFile& table);
 
 }  // namespace vantry::foxpro

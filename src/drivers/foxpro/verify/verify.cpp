@@ -25,6 +25,7 @@ public:
         CheckEnd();
         CheckRecords();
         CheckMemos();
+        CheckTags();
         return std::move(findings_);
     }
 
@@ -148,6 +149,17 @@ private:
                                                                       : file::LoadU32(stored, 0);
         if (next < end) {
             Find("the next memo would be written over one that is there");
+        }
+    }
+
+    void CheckTags() {
+        if (!table_.IndexTrouble().empty()) {
+            Find(table_.IndexTrouble());
+        } else if (const auto index = table_.IndexMember()) {
+            TagSet tags(table_.Group(), *index, layout_);
+            for (auto& finding : tags.Verify(WalkOver(table_))) {
+                Find(std::move(finding));
+            }
         }
     }
 

@@ -59,8 +59,9 @@ TableWriter::TableWriter(TableFile& table, bool null_by_default)
     if (!table.IndexTrouble().empty()) {
         throw CannotWrite(table.Path(), table.IndexTrouble());
     }
-    if (table.IndexMember()) {
-        throw CannotWrite(table.Path(), "its index can't be kept right here yet");
+    if (const auto index = table.IndexMember()) {
+        tags_ = std::make_unique<TagSet>(table.Group(), *index, layout);
+        tags_->RequireMaintainable();
     }
     next_values_.resize(layout.fields.size());
     table.Group().SetBeforeCommit([this] { BeforeCommit(); });
@@ -121,11 +122,17 @@ void TableWriter::Prepare(std::span<const Cell> row) {
     CheckRoom();
     values_after_ = next_values_;
     encoder_.EncodeRow(row, values_after_, NextRecord());
+    if (tags_) {
+        tags_->CheckRow(ViewOf(NextRecord(), count_ + 1), nullptr);
+    }
 }
 
 void TableWriter::Add() {
     encoder_.AppendMemos(NextRecord());
     next_values_ = values_after_;
+    if (tags_) {
+        tags_->Insert(ViewOf(NextRecord(), count_ + 1));
+    }
     ++gathered_records_;
     ++count_;
     touched_ = true;
@@ -159,7 +166,14 @@ bool TableWriter::Update(RecordNumber record,
     for (std::size_t k = 0; k < fields.size(); ++k) {
         encoder_.Encode(fields[k], values[k], changed_);
     }
+    const auto former = ViewOf(former_, record);
+    if (tags_) {
+        tags_->CheckRow(ViewOf(changed_, record), &former);
+    }
     encoder_.AppendMemos(changed_);
+    if (tags_) {
+        tags_->Update(former, ViewOf(changed_, record));
+    }
     table_->Group().Write(TableFile::kTable, table_->Layout().OffsetOf(record), changed_);
     touched_ = true;
     return true;
@@ -170,6 +184,13 @@ bool TableWriter::Delete(RecordNumber record) {
     FlushRecords();
     if (!table_->ReadRecord(record, former_) || former_[0] == kDeletedRecord) {
         return false;
+    }
+    if (tags_) {
+        const auto former = ViewOf(former_, record);
+        changed_ = former_;
+        changed_[0] = kDeletedRecord;
+        tags_->CheckRow(ViewOf(changed_, record), &former);
+        tags_->Update(former, ViewOf(changed_, record));
     }
     table_->Group().Write(
         TableFile::kTable, table_->Layout().OffsetOf(record), ByteSpan(&kDeletedRecord, 1));
@@ -187,6 +208,9 @@ void TableWriter::Clear() {
     if (table_->Memos() != nullptr) {
         table_->Memos()->Clear();
     }
+    if (tags_) {
+        tags_->Rebuild([](const auto&) {});
+    }
     touched_ = true;
 }
 
@@ -197,6 +221,9 @@ void TableWriter::BeforeCommit() {
     FlushRecords();
     if (table_->Memos() != nullptr) {
         table_->Memos()->Flush();
+    }
+    if (tags_) {
+        tags_->Flush(WalkOver(*table_));
     }
     WriteHeader();
     touched_ = false;

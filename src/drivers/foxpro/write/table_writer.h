@@ -2,9 +2,11 @@
 // Changes records of one table, inside a transaction of its files. New records are gathered and go
 // into the file in large pieces; the count in the header comes last, with the commit.
 
+#include "drivers/foxpro/indexes/tag_set.h"
 #include "drivers/foxpro/table/record_reader.h"
 #include "drivers/foxpro/write/record_encoder.h"
 
+#include <memory>
 #include <vector>
 
 namespace vantry::foxpro {
@@ -39,8 +41,12 @@ private:
     std::span<std::byte> NextRecord();
     void WriteHeader();
     void CheckRoom();
+    RecordView ViewOf(ByteSpan bytes, RecordNumber number) const {
+        return {&table_->Layout(), bytes, number};
+    }
 
     TableFile* table_;
+    std::unique_ptr<TagSet> tags_;  // null if there is no index
     RecordEncoder encoder_;
     std::size_t record_length_;
     std::uint64_t transaction_ = 0;

@@ -1,0 +1,66 @@
+#pragma once
+// Entries of a tag that come and go with the rows of a batch, gathered to be put into the tree in
+// one go and in its order.
+
+#include "drivers/foxpro/indexes/tree.h"
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace vantry::foxpro {
+
+// Room for sorting, used by one batch after the other.
+struct SortRoom {
+    struct Item {
+        std::uint64_t start;  // the bytes of the entry in which entries differ first
+        std::uint32_t number;
+    };
+    std::vector<Item> items;
+    std::vector<Item> others;
+    std::vector<std::byte> entries;
+    std::vector<std::uint8_t> removals;
+};
+
+class EntryBatch {
+public:
+    // `finds`: Last() will be asked.
+    EntryBatch(const TreeShape& shape, bool finds) : shape_(shape), finds_(finds) {}
+
+    std::size_t Count() const { return count_; }
+    std::size_t Bytes() const { return count_ * shape_.EntrySize(); }
+    bool HasRemovals() const { return !removals_.empty(); }
+    void Add(ByteSpan key, RecordNumber record, bool removal);
+    void Clear();
+
+    struct Last {
+        RecordNumber record;
+        bool removal;
+    };
+    // What was said last about the key.
+    std::optional<Last> FindLast(ByteSpan key) const;
+
+    // What is left when what came and went is taken out, in the order of the tree; in `room`.
+    TreeEdits Sorted(SortRoom& room) const;
+
+private:
+    const std::byte* Entry(std::size_t number) const {
+        return entries_.data() + number * shape_.EntrySize();
+    }
+    std::size_t CommonStart() const;
+    void SortItems(SortRoom& room) const;
+    std::size_t SlotOf(ByteSpan key) const;
+    void Remember(std::size_t number);
+
+    TreeShape shape_;
+    bool finds_;
+    std::size_t count_ = 0;
+    std::vector<std::byte> entries_;
+    std::vector<std::uint8_t> removals_;  // empty as long as there is none
+    bool in_order_ = true;
+    std::vector<std::uint32_t> slots_;  // hash table: number of the last entry of a key, plus one
+    std::size_t keys_ = 0;              // in it
+};
+
+}  // namespace vantry::foxpro
