@@ -228,19 +228,6 @@ TEST_F(MySqlRoute, AFieldThatCantBeReadLosesItsBatchAndNeverBecomesAnotherValue)
     EXPECT_EQ(RowsIn("orders") + RowsOfLostBatches(250), 250) << view.log;
 }
 
-TEST_F(MySqlRoute, ATargetThatDiesBetweenBatchesLeavesTheLedgerRight) {
-    MakeOrders();
-    FromCsv(Orders(1000));
-    ToMySql();
-    MapTables();
-    view.hook_at_event = 450;  // behind batch 4
-    view.hook = [] { Server().Kill(); };
-    RunSession("");
-    Server().Restart();
-    EXPECT_EQ(Count(view.log, "Error Loading Row:"), 6) << Log();
-    EXPECT_EQ(RowsIn("orders") + RowsOfLostBatches(1000), 1000) << Log();
-}
-
 // The server has committed, and its answer is lost on the way: the report doesn't call the rows
 // failed, for a second load would double them.
 TEST_F(MySqlRoute, RowsWhoseAnswerIsLostMayHaveArrived) {

@@ -1,6 +1,5 @@
 #include "mapping/column_discovery.h"
 
-#include "core/table_names.h"
 #include "mapping/mapping_session.h"
 
 #include <gtest/gtest.h>
@@ -69,34 +68,6 @@ TEST_F(ColumnDiscovery, TargetNamesFollowFromTheKinds) {
         const bool to_text = TargetType == "TEXT";
         EXPECT_EQ(DstTables[1].SFormat, to_text ? ";" : "");
         EXPECT_EQ(DstTables[1].SFirstColLine, to_text ? 1 : 0);
-    }
-}
-
-// Where there is no owner, each question has its own form: what it always was, since its failure is
-// known.
-TEST_F(ColumnDiscovery, AMissingOwnerIsWrittenAsEachQuestionHasIt) {
-    struct {
-        const char* kind;
-        const char* owner;
-        Reading reading;
-        const char* expected;
-    } const cases[] = {
-        {"MSSQL", "dbo", Reading::Reprobe, "[dbo].[t]"},
-        {"MSSQL", "", Reading::Reprobe, "[].[t]"},
-        {"MSSQL", "", Reading::FilterTest, "[].[t]"},
-        {"MSSQL", "", Reading::Probe, "[t]"},
-        {"MSSQL", " ", Reading::Probe, "[ ].[t]"},
-        {"MSSQL", " ", Reading::RowLoad, "[t]"},
-        {"ORACLE", "", Reading::Reprobe, ".t"},
-        {"ORACLE", " ", Reading::Probe, "t"},
-        {"ORACLE", "", Reading::BatchLoad, ".t"},
-    };
-    for (const auto& c : cases) {
-        SourceType = c.kind;
-        TableRec table;
-        table.Name = "t";
-        table.Owner = c.owner;
-        EXPECT_EQ(SourceTable(table, c.reading), c.expected) << c.kind << '/' << c.owner;
     }
 }
 

@@ -9,7 +9,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/times.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -237,21 +236,6 @@ TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {
     timer.Signal(SIGTERM);
     EXPECT_EQ(timer.Wait().exit_code, 0);
     EXPECT_NE(app.Folder().Read("log/VYTimer.log").find("Scheduler ended."), std::string::npos);
-}
-
-// The programs themselves over three minutes: too long for every check, run by its name.
-TEST(VYTimer, DISABLED_ThreeRealMinutes) {
-    const Application app;
-    app.SaveOrders("minutely", 10);
-    RunStatement(RepoConnStr, "update sessions set SesFreq=\"N\",SesRunDay=1,SesRunTime=Null");
-    auto timer = app.Start("VYTimer", {});
-    std::this_thread::sleep_for(std::chrono::seconds(185));
-    std::ifstream stat("/proc/" + std::to_string(timer.Pid()) + "/stat");
-    const std::string line(std::istreambuf_iterator<char>(stat), {});
-    timer.Signal(SIGTERM);
-    EXPECT_EQ(timer.Wait().exit_code, 0);
-    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 30);
-    std::printf("%s\n%s\n", app.Folder().Read("log/VYTimer.log").c_str(), line.c_str());
 }
 
 }  // namespace

@@ -8,12 +8,12 @@
 #include "files/file_lock.h"
 #include "repository/repository.h"
 #include "repository/session_runner.h"
+#include "support/child_process.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 #include "text/text_source.h"
 
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include <csignal>
 #include <fstream>
@@ -330,39 +330,6 @@ TEST_F(Ledger, AFullDiskLosesNoRowUntold) {
     }
 }
 
-TEST_F(Ledger, AFullDiskUnderATextFileLosesNoRowUntold) {
-    for (const bool former : {false, true}) {
-        for (const int first : {1, 2, 3, 4}) {
-            for (const int last : {first, 1'000'000}) {
-                std::filesystem::remove_all(folder / "out");
-                std::filesystem::create_directory(folder / "out");
-                if (former) {
-                    folder.Write("out/dst.txt", "former\n");
-                }
-                view = RecordingView();
-                SaveSessionTo("TEXT", adVarWChar);
-                for (auto& row : source->rows) {  // some buffers full
-                    row[1] = Text(std::string(3000, 'x'));
-                }
-                FullDisk disk("dst.txt", first, last);
-                RunnerExit code = kRunNotStarted;
-                {
-                    const InstalledPlan installed(disk);
-                    code = Run();
-                }
-                const auto& table = CurrentRunReport.Tables.at(0);
-                const std::string what = "write " + std::to_string(first) + " to " +
-                                         std::to_string(last) + "\n" + view.log.substr(0, 1500);
-                // A write that fails once succeeds when it is tried again.
-                EXPECT_EQ(code == kRunWhole, table.Errors == 0) << what;
-                EXPECT_TRUE(code != kRunWhole || table.RowsLoaded == kRows) << what;
-                EXPECT_TRUE(last == first || disk.writes < first || code == kRunTableLost) << what;
-                EXPECT_EQ(table.RowsLoaded, Growth()) << what;
-            }
-        }
-    }
-}
-
 // A polled file, with the program killed at each of its operations on files in turn; the next run
 // goes on. No row may be lost, and none may be there twice without a line that says so.
 TEST_F(Ledger, AKilledLoadOfAPolledFileLosesNothingAndDoublesNothingUntold) {
@@ -420,14 +387,11 @@ TEST_F(Ledger, AKilledLoadOfAPolledFileLosesNothingAndDoublesNothingUntold) {
         const fs::path place = places.Path() / std::to_string(point);
         fs::create_directories(place);
         const i32 session = set_up(place);
-        const pid_t child = ::fork();
-        if (child == 0) {
+        const auto ended = RunChild([&](const Report&) {
             KillAt plan(point, 0, Planted::Nothing);
             const InstalledPlan installed(plan);
-            ::_exit(run(place, session));
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
+            run(place, session);
+        });
         InitSharedState(place.string());
         run(place, session);
         Recordset count;
@@ -443,9 +407,9 @@ TEST_F(Ledger, AKilledLoadOfAPolledFileLosesNothingAndDoublesNothingUntold) {
             << log;
         EXPECT_FALSE(fs::exists(place / "in/a.csv")) << point;
         renamed_only += log.find("renamed now and not loaded again") != std::string::npos ? 1 : 0;
-        killed += WIFSIGNALED(status) ? 1 : 0;
+        killed += ended.killed ? 1 : 0;
         fs::remove_all(place);
-        if (!WIFSIGNALED(status)) {
+        if (!ended.killed) {
             break;
         }
     }

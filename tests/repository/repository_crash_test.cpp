@@ -5,12 +5,12 @@
 #include "drivers/access/verify/verify.h"
 #include "repository/repository.h"
 #include "repository/saved_session.h"
+#include "support/child_process.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
 
 #include <functional>
 #include <random>
@@ -92,20 +92,9 @@ std::string WrongWith(const std::string& folder, int whole, bool spotless = true
     }
 }
 
-// Runs the body in a process of its own; true when it was killed.
-bool RunKilled(const std::function<void()>& body) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-        try {
-            body();
-        } catch (const std::exception&) {
-            ::_exit(1);
-        }
-        ::_exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return WIFSIGNALED(status);
+// Whether the work was killed.
+bool RunKilled(const std::function<void()>& work) {
+    return RunChild([&](const Report&) { work(); }).killed;
 }
 
 class RepositoryCrash : public testing::Test {
@@ -175,14 +164,9 @@ TEST_F(RepositoryCrash, ASaveKilledAnywhereAndRollBacksKilledAgainLeaveTheOthers
             ++cases;
         }
         WriteFolder(folder_.Path(), killed);
-        const pid_t other = ::fork();
-        if (other == 0) {
-            ::_exit(ListSessions().empty() ? 1 : 0);
-        }
-        EXPECT_TRUE(LoadSession(1)) << "killed at " << point;
-        int status = 0;
-        ::waitpid(other, &status, 0);
-        EXPECT_EQ(status, 0) << "killed at " << point;
+        const auto other = RunChild([](const Report&) { ::_exit(ListSessions().empty() ? 1 : 0); },
+                                    [](pid_t) { EXPECT_TRUE(LoadSession(1)); });
+        EXPECT_TRUE(other.whole) << "killed at " << point;
         EXPECT_EQ(WrongWith(folder_.Path().string(), kSaved), "")
             << "killed at " << point << ", two at once";
         ++cases;
@@ -227,8 +211,7 @@ TEST_F(RepositoryCrash, CopiesAreSoundWhileAnotherProgramSaves) {
     const std::string folder = folder_.Path().string();
     const TempDir copies(MemoryFolder(), "vantry");
     BackupRepository(folder, copies / "good");
-    const pid_t other = ::fork();
-    if (other == 0) {
+    const auto save_on = [&](const Report&) {
         for (int number = kSaved + 1;; ++number) {
             try {
                 SaveNumbered(number);
@@ -236,18 +219,19 @@ TEST_F(RepositoryCrash, CopiesAreSoundWhileAnotherProgramSaves) {
                 // Was cut off by a restore.
             }
         }
-    }
-    for (int k = 0; k < 500; ++k) {
-        const auto backup = copies / std::to_string(k);
-        BackupRepository(folder, backup);
-        const auto report = access::Verify(backup / "VYRepo.mdb");
-        EXPECT_TRUE(report.IsSound()) << k << ": " << report.Text();
-        if (k % 20 == 0) {
-            RestoreRepository(folder, copies / "good/VYRepo.mdb");
+    };
+    RunChild(save_on, [&](pid_t other) {
+        for (int k = 0; k < 500; ++k) {
+            const auto backup = copies / std::to_string(k);
+            BackupRepository(folder, backup);
+            const auto report = access::Verify(backup / "VYRepo.mdb");
+            EXPECT_TRUE(report.IsSound()) << k << ": " << report.Text();
+            if (k % 20 == 0) {
+                RestoreRepository(folder, copies / "good/VYRepo.mdb");
+            }
         }
-    }
-    ::kill(other, SIGKILL);
-    ::waitpid(other, nullptr, 0);
+        ::kill(other, SIGKILL);
+    });
     ListSessions();  // what the kill left is rolled back
     const auto report = access::Verify(RepositoryFile(folder));
     EXPECT_TRUE(report.IsSound()) << report.Text();

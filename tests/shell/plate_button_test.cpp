@@ -1,13 +1,8 @@
 #include "shell/plate_button.h"
 
-#include <QColor>
 #include <QObject>
-#include <QVariant>
-#include <QWidget>
 
 #include <gtest/gtest.h>
-
-#include <utility>
 
 namespace vantry {
 namespace {
@@ -21,26 +16,6 @@ TEST(PlateButton, ReadsItsCaptionWithoutTheMnemonicAndKeepsIt) {
     button.SetCaption("Stop && &Go");
     EXPECT_EQ(button.Caption(), "Stop & Go");
     EXPECT_FALSE(button.shortcut().isEmpty());
-}
-
-TEST(PlateButton, IsSetByItsProperties) {
-    QWidget page;
-    PlateButton button(&page);
-    const std::pair<const char*, QVariant> properties[] = {
-        {"BackColor", QColor(1, 2, 3)},
-        {"ForeColor", QColor(4, 5, 6)},
-        {"Caption", "Go"},
-        {"Enabled", false},
-        {"MousePointer", static_cast<int>(Qt::PointingHandCursor)},
-        {"ToolTipText", "what it does"},
-    };
-    for (const auto& [name, value] : properties) {
-        EXPECT_TRUE(button.setProperty(name, value)) << name;
-        EXPECT_EQ(button.property(name), value) << name;
-    }
-    EXPECT_FALSE(button.isEnabled());
-    button.SetMousePointer(-1);
-    EXPECT_EQ(button.MousePointer(), -1);
 }
 
 TEST(PlateButton, ClicksUnlessDisabled) {

@@ -1,6 +1,7 @@
 // What becomes of a text file when something fails: rows, disk, process.
 
 #include "engine/run_report.h"
+#include "support/child_process.h"
 #include "support/child_program.h"
 #include "support/fault_plans.h"
 #include "support/no_threads.h"
@@ -9,7 +10,6 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -175,6 +175,7 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
             const int lines = Count(written, "\r\n");
             SCOPED_TRACE("writes " + std::to_string(c.first) + " to " + std::to_string(c.last));
             EXPECT_EQ(LoggedErrors(), c.errors);
+            EXPECT_EQ(ReportOf(0).RowsLoaded, kept ? 0 : lines);
             if (c.lost == 10) {
                 EXPECT_TRUE(written.ends_with("\"row " + std::to_string(c.rows) + "\"\r\n"));
             } else {
@@ -388,20 +389,15 @@ TEST_F(TextFileTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharac
 TEST_F(TextFileTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {
     FillSource(kManyRows);
     folder.Write("dst.txt", "former");
-    const pid_t child = ::fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    const auto run = [&](const Report&) {
         source->before = [](std::string_view name, int number) {
             if (name == "Next" && number == 30'000) {
                 ::kill(::getpid(), SIGKILL);
             }
         };
         RunSessionToText("");
-        ::_exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSIGNALED(status));
+    };
+    ASSERT_TRUE(RunChild(run).killed);
     EXPECT_EQ(Written(), "former");
     EXPECT_TRUE(IsThere("dst.txt.partial"));
     EXPECT_EQ(Run(), Lines(kManyRows));

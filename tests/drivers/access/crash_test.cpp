@@ -6,10 +6,10 @@
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/writing_fixture.h"
 #include "files/file_lock.h"
-
-#include <sys/wait.h>
+#include "support/child_process.h"
 
 #include <array>
+#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <thread>
@@ -187,45 +187,9 @@ const test::DiskRecord::Files& EmptyDatabase() {
     return files;
 }
 
-using Report = std::function<void()>;  // one step more is done
-struct Ended {
-    std::size_t steps = 0;
-    bool killed = false;
-    bool whole = false;  // it came to its end
-};
-
-// Runs `work` in a child, and `meanwhile` beside it.
-Ended RunChild(
-    const std::function<void(const Report&)>& work,
-    const std::function<void(pid_t)>& meanwhile = [](pid_t) {}) {
-    int ends[2];
-    if (::pipe(ends) != 0) {
-        throw std::runtime_error("pipe");
-    }
-    const pid_t child = ::fork();
-    char mark = 1;
-    if (child == 0) {
-        try {
-            work([&] { static_cast<void>(!::write(ends[1], &mark, 1)); });
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "in the child: %s\n", error.what());
-            ::_exit(1);
-        }
-        ::_exit(0);
-    }
-    ::close(ends[1]);
-    meanwhile(child);
-    Ended ended;
-    while (::read(ends[0], &mark, 1) == 1) {
-        ++ended.steps;
-    }
-    ::close(ends[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    ended.killed = WIFSIGNALED(status);
-    ended.whole = status == 0;
-    return ended;
-}
+using test::Ended;
+using test::Report;
+using test::RunChild;
 
 Ended RunKilledAt(int point,
                   std::size_t torn,
@@ -550,25 +514,27 @@ TEST(AccessCrash, WaitingForAWriterEndsWithTheNameOfWhoHoldsTheFile) {
     CreateDatabaseFile(path);
     int ends[2];
     ASSERT_EQ(0, ::pipe(ends));
-    const pid_t child = ::fork();
-    if (child == 0) {
-        Opened opened(path);
-        opened.database->BeginStatement();
+    std::string error;
+    std::string wanted;
+    Opened opened(path);
+    const auto hold = [&](const Report&) {
+        Opened holder(path);
+        holder.database->BeginStatement();
         const char mark = 1;
         static_cast<void>(!::write(ends[1], &mark, 1));
         ::pause();
-    }
-    char mark = 0;
-    ASSERT_EQ(1, ::read(ends[0], &mark, 1));
-    Opened opened(path);
-    EXPECT_FALSE(opened.database->Tables().size() == 99);  // reading goes on
-    file::SetLockTimeout(std::chrono::milliseconds(100));
-    const std::string error = ErrorOf([&] { opened.Statement([] {}); });
-    file::SetLockTimeout(std::chrono::milliseconds(5000));
-    EXPECT_TRUE(Has(error, "(process " + std::to_string(child) + ")"));
-    ::kill(child, SIGKILL);
-    int status = 0;
-    ::waitpid(child, &status, 0);
+    };
+    RunChild(hold, [&](pid_t child) {
+        char mark = 0;
+        EXPECT_EQ(1, ::read(ends[0], &mark, 1));
+        EXPECT_FALSE(opened.database->Tables().size() == 99);  // reading goes on
+        file::SetLockTimeout(std::chrono::milliseconds(100));
+        error = ErrorOf([&] { opened.Statement([] {}); });
+        wanted = "(process " + std::to_string(child) + ")";
+        file::SetLockTimeout(std::chrono::milliseconds(5000));
+        ::kill(child, SIGKILL);
+    });
+    EXPECT_TRUE(Has(error, wanted));
     EXPECT_EQ("", ErrorOf([&] { opened.Statement([] {}); }));
 }
 

@@ -8,10 +8,9 @@
 #include "drivers/access/file_bytes.h"
 #include "drivers/access/pages/header_mask.h"
 #include "drivers/access/writing_fixture.h"
+#include "support/child_process.h"
 
 #include <openssl/evp.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <random>
@@ -306,29 +305,17 @@ TEST_F(Encryption, AKilledWriteLosesNothingAndLeavesNothingPlain) {
         const auto path = folder_ / "killed.accdb";
         fs::remove(path.string() + "-journal");
         fs::copy_file(original, path, fs::copy_options::overwrite_existing);
-        int ends[2];
-        ASSERT_EQ(::pipe(ends), 0);
-        const pid_t child = ::fork();
-        if (child == 0) {
+        const auto ended = test::RunChild([&](const test::Report& report) {
             test::KillAt plan(point, point % 2 == 0 ? 512 : 0, test::Planted::Nothing);
-            const test::InstalledPlan installed(plan);
+            const test::InstalledPlan plan_installed(plan);
             const auto connection = Connect(path, kPassword);
             for (int row = 2; row < 20; ++row) {
                 connection->Execute("insert into t values (" + std::to_string(row) + ", '" +
                                     marker + std::string(5000, 'y') + "')");
-                static_cast<void>(!::write(ends[1], "+", 1));
+                report();
             }
-            ::_exit(0);
-        }
-        ::close(ends[1]);
-        std::size_t returned = 0;
-        for (char mark = 0; ::read(ends[0], &mark, 1) == 1;) {
-            ++returned;
-        }
-        ::close(ends[0]);
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        killed += WIFSIGNALED(status) ? 1 : 0;
+        });
+        killed += ended.killed ? 1 : 0;
         EXPECT_FALSE(HoldsText(path, marker));
         const auto journal = path.string() + "-journal";
         EXPECT_FALSE(fs::exists(journal) && HoldsText(journal, marker));
@@ -337,7 +324,7 @@ TEST_F(Encryption, AKilledWriteLosesNothingAndLeavesNothingPlain) {
         for (std::size_t row = 0; row < rows.size(); ++row) {
             EXPECT_EQ(rows[row], std::to_string(row + 1)) << "killed at " << point;
         }
-        EXPECT_GE(rows.size(), 1 + returned) << "killed at " << point;
+        EXPECT_GE(rows.size(), 1 + ended.steps) << "killed at " << point;
         EXPECT_EQ(Verify(path, kPassword).Text(), "") << "killed at " << point;
     }
     EXPECT_GT(killed, 10);

@@ -3,11 +3,13 @@
 // that no node is left with a last child alone, and that no page is lost.
 
 #include "drivers/access/indexes/index_page_editor.h"
+#include "drivers/access/indexes/index_reader.h"
 #include "drivers/access/pages/data_page.h"
 #include "drivers/access/pages/usage_map_writer.h"
 #include "drivers/access/writing_fixture.h"
 
 #include <algorithm>
+#include <functional>
 #include <numeric>
 #include <random>
 
@@ -104,6 +106,39 @@ TEST_F(IndexNodes, KeepAnEntryThroughDeletes) {
     DeleteAll(20, [&](std::size_t left) { return random() % left; });
     Insert(ascending);
     DeleteAll(20, [](std::size_t left) { return left / 2; });
+}
+
+// Leaves are linked from end to end, which the verifier looks at; nodes below one parent only, as
+// in files of Access.
+TEST_F(IndexNodes, AreLinkedBelowTheSameParent) {
+    Insert(Shuffled(6'000, 12));
+    auto& catalog = opened_->file->catalog;
+    PageReader reader(*opened_->file->store);
+    int families = 0;
+    const std::function<void(PageNumber)> look_below = [&](PageNumber number) {
+        IndexPage node;
+        node.Parse(kJet4Layout, reader.Page(number));
+        std::vector<PageNumber> children;
+        for (std::size_t entry = 0; entry < node.Size(); ++entry) {
+            children.push_back(node.Child(entry));
+        }
+        children.push_back(node.Tail());
+        for (std::size_t at = 0; at < children.size(); ++at) {
+            IndexPage child;
+            child.Parse(kJet4Layout, reader.Page(children[at]));
+            if (child.IsLeaf()) {
+                return;
+            }
+            EXPECT_EQ(child.Previous(), at == 0 ? 0 : children[at - 1]) << number;
+            EXPECT_EQ(child.Next(), at + 1 == children.size() ? 0 : children[at + 1]) << number;
+            look_below(children[at]);
+        }
+        ++families;
+    };
+    for (const auto& index : catalog.ReadTable(*catalog.Find("deep")).real_indexes) {
+        look_below(index.root);
+    }
+    EXPECT_GT(families, 3);
 }
 
 // A file made elsewhere may have one; it goes when a change comes by.

@@ -219,40 +219,5 @@ TEST_F(AccessWorkload, RandomChangesLeaveWhatTheModelSays) {
     }
 }
 
-// Keys in one direction, and all of them away again: pages must split and empty at their ends.
-TEST_F(AccessWorkload, IndexesSurviveOrderedGrowthAndEmptying) {
-    for (const int direction : {1, -1}) {
-        const std::string path = folder_ / (direction > 0 ? "up.accdb" : "down.accdb");
-        CreateDatabaseFile(path);
-        Opened opened(path);
-        opened.Create("t",
-                      {Column("id", "LONG"), Column("name", "TEXT", 200)},
-                      {Index("id", {"id"}), Index("name", {"name"})});
-        const auto stored = opened.Table("t");
-        constexpr int kRows = 3000;
-        for (int row = 0; row < kRows; ++row) {
-            const int id = row * direction;
-            // Longer and longer keys: few entries a page, several levels.
-            const std::string name =
-                std::string(static_cast<std::size_t>(100 + row % 90), 'k') + std::to_string(id);
-            opened.database->InsertRow(*stored,
-                                       std::vector<Cell>{Cell::Int64(id), Cell::Text(name)});
-        }
-        opened.file->store->Settle();
-        ASSERT_EQ("", Faults(path));
-        const auto rows = RowsOf(*stored);
-        ASSERT_EQ(static_cast<std::size_t>(kRows), rows.size());
-        for (std::size_t part = 0; part < 3; ++part) {
-            opened.Statement([&] {
-                for (std::size_t row = part * 1000; row < (part + 1) * 1000; ++row) {
-                    stored->Delete(rows[row]);
-                }
-            });
-            ASSERT_EQ("", Faults(path)) << part << " " << direction;
-        }
-        EXPECT_EQ(0, opened.Table("t")->CountRows());
-    }
-}
-
 }  // namespace
 }  // namespace vantry::access

@@ -422,20 +422,5 @@ TEST_F(Form4Test, ATextTargetHasPathsForNamesAndNoList) {
     EXPECT_EQ(FromQt(list_->currentText()), TextDestDir + "/Orders.txt");
 }
 
-TEST_F(Form4Test, TenThousandTablesFillInNoTime) {
-    // Columns of a table that is there ten thousand times: the grid's share is what is looked at.
-    MappingSession::ChooseTables(std::vector<std::string>(10000, "Items"));
-    Open();
-    std::printf("[   TIME   ] Form4 with 10,000 tables shown after %.0f ms\n", Elapsed());
-    EXPECT_EQ(grid_->rowCount(), 10000);
-    EXPECT_EQ(ColMaps.size(), 10000U);
-    grid_->setCurrentCell(9999, 2);
-    EXPECT_TRUE(list_->isVisible());
-    list_->setEditText("last");
-    PressKey(list_, Qt::Key_Return);
-    EXPECT_EQ(DstTables[9999].Name, "last");
-    std::printf("[   TIME   ] the last one renamed after %.0f ms\n", Elapsed());
-}
-
 }  // namespace
 }  // namespace vantry::test

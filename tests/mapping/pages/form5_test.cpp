@@ -502,32 +502,5 @@ TEST_F(Form5Test, ATypedNameOfAColumnBringsNothingButTheName) {
     }
 }
 
-TEST_F(Form5Test, AThousandColumnsOpenAndWalkSmoothly) {
-    ColMaps.clear();
-    SrcCols.assign(1000, {});
-    for (std::size_t k = 0; k < 1000; ++k) {
-        SrcCols[k].TabID = 1;
-        SrcCols[k].ColName = "Column" + std::to_string(k);
-        SrcCols[k].ColType = "VarWchar";
-        SrcCols[k].ColWidth = 50;
-        SrcCols[k].ColCount = 1000;
-    }
-    DstCols = SrcCols;
-    SrcTables[1].TabID = 1;
-    DstTables = SrcTables;
-    BuildColMaps();
-    Open();
-    std::printf("[   TIME   ] Form5 with 1,000 columns shown after %.0f ms\n", Elapsed());
-    ASSERT_EQ(grid_->rowCount(), 1000);
-    EXPECT_EQ(sources_->count(), 1001);
-    for (int row = 0; row < 1000; row += 10) {
-        grid_->setCurrentCell(row, kSource);
-    }
-    std::printf("[   TIME   ] a hundred cells entered and left after %.0f ms\n", Elapsed());
-    grid_->setCurrentCell(999, kSource);
-    Pick(sources_, "Column0");
-    EXPECT_EQ(ColMaps.back().SCName, "Column0");
-}
-
 }  // namespace
 }  // namespace vantry::test

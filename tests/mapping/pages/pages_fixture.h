@@ -11,7 +11,6 @@
 #include <QMouseEvent>
 #include <QTimer>
 
-#include <chrono>
 #include <functional>
 
 namespace vantry::test {
@@ -92,17 +91,8 @@ protected:
     // Runs inside the next modal page.
     static void WhenModal(std::function<void()> work) { QTimer::singleShot(0, std::move(work)); }
 
-    // Milliseconds since the test began.
-    double Elapsed() const {
-        const auto since = std::chrono::steady_clock::now() - start_;
-        return std::chrono::duration<double, std::milli>(since).count();
-    }
-
     ScriptedDialogs dialogs_;
     MappingSession session_;
-
-private:
-    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace vantry::test

@@ -354,25 +354,6 @@ TEST_F(Form11Test, ShowsFilesOfEveryKindAtOnce) {
     EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("none|Vantry|Error :"));
 }
 
-TEST_F(Form11Test, ListsTenThousandFilesQuickly) {
-    for (int i = 0; i < 10'000; ++i) {
-        folder_.Write(std::to_string(i) + ".csv", "a,b\n");
-    }
-    ShowPage("Form11");
-    QElapsedTimer timer;
-    timer.start();
-    Open();
-    Press("Form11", "SelAll");
-    Files().setCurrentRow(9'999);
-    Files().scrollToBottom();
-    FindPage("Form11")->grab();
-    RecordProperty("milliseconds", static_cast<int>(timer.elapsed()));
-    EXPECT_LT(timer.elapsed(), 5'000);
-    Press("Form11", "NXTBUTT");
-    EXPECT_EQ(SrcTables.size(), 10'000u);
-    EXPECT_EQ(SrcTables.back().TabID, 9'999);
-}
-
 class Form11PollTest : public Form11Test {};
 
 TEST_F(Form11PollTest, TakesASampleFile) {
