@@ -1,7 +1,5 @@
 #include "core/session_state.h"
 
-#include <filesystem>
-
 namespace vantry {
 
 // Nothing clears these between sessions: Back through the pages relies on what later pages left.
@@ -71,14 +69,6 @@ void InitSharedState(const std::string& application_folder) {
                   JoinPath(application_folder, "vyrepo.mdb");
     // Unsaved: a run of it leaves no record.
     CurrentSessionID = 0;
-}
-
-std::string ApplicationFolder() {
-    // The link of the running process, so that a program started through a symbolic link or the
-    // search path still finds the repository beside itself.
-    std::error_code error;
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    return error ? std::string(".") : executable.parent_path().string();
 }
 
 }  // namespace vantry

@@ -141,8 +141,6 @@ extern DateTime SessionEndTime;
 extern DateTime TableStartTime;
 extern DateTime TableEndTime;
 
-// Computes the paths and constants from the folder of the executable.
+// Computes the paths and constants from the folder of what the programs keep (core/folders).
 void InitSharedState(const std::string& application_folder);
-// The folder of the running executable.
-std::string ApplicationFolder();
 }  // namespace vantry

@@ -1,6 +1,7 @@
 #include "programs/all_pages.h"
 
 #include "connectors/pages/register.h"
+#include "core/folders.h"
 #include "core/session_state.h"
 #include "engine/pages/form14.h"
 #include "mapping/pages/register.h"

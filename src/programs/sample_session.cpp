@@ -3,6 +3,7 @@
 // sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when the sessions ran; which of their rows
 // failed is for the log to tell.
 
+#include "core/folders.h"
 #include "core/kinds.h"
 #include "core/session_state.h"
 #include "engine/run_session.h"

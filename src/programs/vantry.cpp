@@ -1,6 +1,6 @@
 // The wizard.
 
-#include "core/session_state.h"
+#include "core/folders.h"
 #include "programs/all_pages.h"
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"

@@ -2,6 +2,7 @@
 // folder. With "ShowOutput" the run is shown in a window, or on standard output where there is no
 // display. Exit codes: repository/session_runner.h.
 
+#include "core/folders.h"
 #include "core/session_state.h"
 #include "data/answer_watch.h"
 #include "data/message_text.h"

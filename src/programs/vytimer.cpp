@@ -3,6 +3,7 @@
 // Exits with 0, with 6 when another one works for this repository, 64 for arguments, 3 for anything
 // else that keeps it from starting.
 
+#include "core/folders.h"
 #include "core/session_state.h"
 #include "data/value_text.h"
 #include "programs/failed_writes.h"

@@ -8,6 +8,7 @@
 // the log, once per kind of trouble.
 #include "repository/timer_service.h"
 
+#include "core/folders.h"
 #include "data/value_text.h"
 #include "repository/program_lock.h"
 #include "repository/repository.h"
@@ -76,7 +77,7 @@ TimerService::TimerService(std::string folder,
       now_(std::move(now)),
       utc_offset_(std::move(utc_offset)),
       logs_(LogFolder(folder_)),
-      runners_(JoinPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log"), idle_limit) {
+      runners_(ProgramPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log"), idle_limit) {
     LoadState();
 }
 

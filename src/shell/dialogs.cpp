@@ -5,6 +5,7 @@
 // has room for.
 #include "shell/dialogs.h"
 
+#include "core/folders.h"
 #include "core/session_state.h"
 #include "shell/qt_text.h"
 
@@ -235,7 +236,7 @@ bool AskYesNo(std::string text, std::string title) {
 }
 
 void OpenHelp() {
-    const std::string folder = ApplicationFolder();
+    const std::string folder = ProgramFolder();
     for (const char* name : {"VY3Help.chm", kManual}) {
         const std::string path = JoinPath(folder, name);
         if (QFileInfo::exists(ToQt(path)) && CurrentDialogs().Open(path)) {
@@ -248,7 +249,7 @@ void OpenHelp() {
 }
 
 void OpenWebPage() {
-    if (!CurrentDialogs().Open(JoinPath(ApplicationFolder(), kManual))) {
+    if (!CurrentDialogs().Open(JoinPath(ProgramFolder(), kManual))) {
         TellStop("No program that shows web pages is installed.");
     }
 }

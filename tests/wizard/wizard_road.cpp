@@ -4,6 +4,7 @@
 // anew and whose results it reads back. Usage: wizard_road (in a folder with data/customers.csv,
 // data/notes.csv and data/orders.csv)
 
+#include "core/folders.h"
 #include "core/session_state.h"
 #include "programs/all_pages.h"
 #include "shell/product_picture.h"
