@@ -198,4 +198,15 @@ void CheckLineCount(const std::filesystem::path& path, std::int64_t rows) {
     }
 }
 
+void CheckDbfCount(const std::filesystem::path& path, std::int64_t rows) {
+    std::array<unsigned char, 8> start{};
+    std::ifstream(path, std::ios::binary).read(reinterpret_cast<char*>(start.data()), start.size());
+    const std::int64_t counted =
+        start[4] + (start[5] << 8) + (start[6] << 16) + (std::int64_t{start[7]} << 24);
+    if (counted != rows) {
+        throw std::runtime_error("the peer wrote " + std::to_string(counted) + " records for " +
+                                 std::to_string(rows) + " rows");
+    }
+}
+
 }  // namespace vantry::bench

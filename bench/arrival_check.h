@@ -26,5 +26,7 @@ void CheckArrived(const std::filesystem::path& path, std::int64_t rows, const Ar
 
 // Lines of a file, for a peer's own result. Throws when there are fewer than `rows`.
 void CheckLineCount(const std::filesystem::path& path, std::int64_t rows);
+// The records that a DBF table's header counts, likewise. Throws when they aren't `rows`.
+void CheckDbfCount(const std::filesystem::path& path, std::int64_t rows);
 
 }  // namespace vantry::bench

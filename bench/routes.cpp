@@ -41,6 +41,7 @@ constexpr std::array kPackages = {
 
 constexpr std::int64_t kRowsPerStatement = 100;  // as a run sends them
 constexpr std::int64_t kRowsPerFilling = 1000;
+constexpr std::int64_t kMostRowsOneByOne = 10'000;
 constexpr std::string_view kIsoForm = "%Y-%m-%d %H:%M:%S";
 
 std::string ReadFile(const std::filesystem::path& path) {
@@ -153,9 +154,11 @@ void Arena::MakeSource() {
             std::filesystem::remove(places_.SourceCsv());
             break;
     }
-    if (route_.name == "csv-mysql") {
-        WriteInserts(
-            places_.SourceFolder() / "orders.sql", rows_, kRowsPerStatement, NullNote::EmptyText);
+    if (PeerIsClient()) {
+        WriteInserts(places_.SourceFolder() / "orders.sql",
+                     rows_,
+                     kRowsPerStatement,
+                     route_.source == Side::Csv ? NullNote::EmptyText : NullNote::Null);
     }
 }
 
@@ -240,7 +243,7 @@ void Arena::CheckDbf(const std::filesystem::path& file) const {
         "for r in dbfread.DBF(sys.argv[1],recfactory=list):\n"
         "  print('\\t'.join(s(v) for n,v in r if n!='_NullFlags'))\n";
     RunTimed({{"/usr/bin/python3", "-c", std::string(kProgram), file.string()}, {}, exported, {}});
-    CheckArrived(exported, rows_, {'\t', '\0', false, false, "", true});
+    CheckArrived(exported, rows_, {'\t', '\0', false, false, "", route_.source != Side::Access});
 }
 
 // What the server's table holds, in the order of the rows.
@@ -260,6 +263,12 @@ std::filesystem::path Arena::FetchTable() const {
     return file;
 }
 
+// Of a DBF table, ogr2ogr is the peer as long as a user would have the patience: it sends row by
+// row, and gives up at a whole number whose four bytes it takes for a text that isn't UTF-8.
+bool Arena::PeerIsClient() const {
+    return route_.name == "csv-mysql" || (route_.name == "dbf-mysql" && rows_ > kMostRowsOneByOne);
+}
+
 Command Arena::PeerCommand() const {
     const std::vector<std::string> client = {
         "mariadb", "--defaults-file=" + ClientFile(), server_ ? server_->Database() : ""};
@@ -267,7 +276,7 @@ Command Arena::PeerCommand() const {
         "mdb-export -T '" + std::string(kIsoForm) + "' -D '" + std::string(kIsoForm) + "' ";
     const std::string source = places_.SourceAccess().string() + " " + std::string(kTableName);
     const std::string new_database = (places_.TargetFolder() / "orders.db").string();
-    if (route_.name == "csv-mysql") {
+    if (PeerIsClient()) {
         return {client, places_.SourceFolder() / "orders.sql", {}, {}};
     }
     if (route_.name == "mysql-csv") {
@@ -335,7 +344,24 @@ Command Arena::PeerCommand() const {
                 {},
                 {}};
     }
-    if (route_.name == "dbf-access" || route_.name == "dbf-mysql") {
+    if (route_.name == "dbf-mysql") {
+        return {{"ogr2ogr",
+                 "-f",
+                 "MySQL",
+                 "-overwrite",
+                 "-select",
+                 std::string(kColumnNames),
+                 "-nln",
+                 std::string(kTableName),
+                 "MYSQL:" + server_->Database() + ",user=" + server_->User() +
+                     ",password=" + server_->Password() +
+                     ",host=127.0.0.1,port=" + std::to_string(server_->Port()),
+                 places_.SourceDbf().string()},
+                {},
+                {},
+                {}};
+    }
+    if (route_.name == "dbf-access") {
         // Into the database file that anyone can write.
         return {{"ogr2ogr",
                  "-f",
@@ -366,7 +392,8 @@ void Arena::CheckPeer() const {
         CheckLineCount(places_.TargetCsv(), rows_);
         return;
     }
-    if (route_.target == Side::Dbf || route_.name == "dbf-mysql") {
+    if (route_.target == Side::Dbf) {
+        CheckDbfCount(places_.TargetDbf(), rows_);
         return;
     }
     if (route_.target == Side::MySql) {

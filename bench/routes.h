@@ -55,6 +55,7 @@ private:
     void CheckDbf(const std::filesystem::path& file) const;
     void CheckAccess(const std::filesystem::path& file) const;
     std::vector<std::string> ExportWords(const std::filesystem::path& file) const;
+    bool PeerIsClient() const;
     Command PeerCommand() const;
     std::filesystem::path FetchTable() const;
     std::string ClientFile() const;

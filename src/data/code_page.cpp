@@ -87,6 +87,10 @@ std::size_t EncodeByTables(const CodePageTables& tables, std::string_view utf8, 
             used += 8;
             continue;
         }
+        if (static_cast<unsigned char>(utf8[at]) < 0x80) {
+            chunk[used++] = utf8[at++];
+            continue;
+        }
         std::size_t next = at;
         // Ill-formed UTF-8 comes as U+FFFD, which no such set has.
         const std::uint16_t bytes = tables.BytesOf(NextCodePoint(utf8, next));

@@ -189,6 +189,15 @@ std::optional<std::int64_t> ToWhole(const Cell& value, bool round) {
     return WithSign(whole->digits, number->negative);
 }
 
+std::optional<Decimal> DecimalOf(const Scientific& number, int scale) {
+    const auto rounded = RoundTo(number, scale);
+    if (!rounded || rounded->digits >= PowerOfTen(kMaxDigits)) {
+        return std::nullopt;
+    }
+    const auto unscaled = static_cast<Int128>(rounded->digits);
+    return Decimal{number.negative ? -unscaled : unscaled, static_cast<std::uint8_t>(scale)};
+}
+
 double DecimalToDouble(const Decimal& value) {
     const UInt128 magnitude = Magnitude(value.unscaled);
     if (magnitude <= kMaxExactWhole && value.scale <= kMaxExactPower) {
@@ -241,7 +250,7 @@ std::optional<Decimal> ToDecimal(const Cell& value) {
         return std::nullopt;
     }
     const int scale = std::max(0, -number->exponent);
-    return scale <= kMaxDigits ? ToDecimal(value, scale) : std::nullopt;
+    return scale <= kMaxDigits ? DecimalOf(*number, scale) : std::nullopt;
 }
 
 std::optional<Decimal> ToDecimal(const Cell& value, int scale) {
@@ -249,12 +258,7 @@ std::optional<Decimal> ToDecimal(const Cell& value, int scale) {
         return std::nullopt;
     }
     const auto number = ToScientific(value);
-    const auto rounded = number ? RoundTo(*number, scale) : std::nullopt;
-    if (!rounded || rounded->digits >= PowerOfTen(kMaxDigits)) {
-        return std::nullopt;
-    }
-    const auto unscaled = static_cast<Int128>(rounded->digits);
-    return Decimal{number->negative ? -unscaled : unscaled, static_cast<std::uint8_t>(scale)};
+    return number ? DecimalOf(*number, scale) : std::nullopt;
 }
 
 // One value, one form: 1.50 and 1.5 compare and print alike.

@@ -11,6 +11,7 @@
 #include "data/text_scan.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 
@@ -191,6 +192,29 @@ char* PutSingle(char* to, float value) {
                       : PutFloat(to, value);
 }
 
+// Up to 15 digits with a point among them or none: both their whole and the power of ten that
+// divides it are exact as doubles, so that one division rounds as the library does.
+std::optional<double> ShortDouble(std::string_view text) {
+    constexpr std::size_t kExactDigits = 15;
+    constexpr std::array<double, kExactDigits + 1> kPowersOfTen = {
+        1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+    if (text.size() > kExactDigits) {
+        return std::nullopt;
+    }
+    std::int64_t digits = 0;
+    std::size_t behind_point = text.size();
+    for (std::size_t k = 0; k < text.size(); ++k) {
+        if (IsDigit(text[k])) {
+            digits = digits * 10 + DigitOf(text[k]);
+        } else if (text[k] == '.' && behind_point == text.size() && text.size() > 1) {
+            behind_point = k + 1;
+        } else {
+            return std::nullopt;
+        }
+    }
+    return static_cast<double>(digits) / kPowersOfTen[text.size() - behind_point];
+}
+
 }  // namespace
 
 void AppendDecimal(const Decimal& value, std::string& out) {
@@ -270,6 +294,9 @@ std::optional<double> ParseDouble(std::string_view text) {
     // The library also reads "inf" and "nan".
     if (text.empty() || !(IsDigit(text[0]) || text[0] == '.')) {
         return std::nullopt;
+    }
+    if (const auto short_one = ShortDouble(text)) {
+        return negative ? -*short_one : *short_one;
     }
     double value = 0;
     const char* end = text.data() + text.size();

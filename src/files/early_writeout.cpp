@@ -30,7 +30,7 @@ void EarlyWriteout::Wrote(const File& file, std::uint64_t end) noexcept {
                                        SYNC_FILE_RANGE_WRITE);
     over_ = told != 0 || std::chrono::steady_clock::now() - start > kMostForAStep;
     begun_ = next;
-    if (next > kKept) {
+    if (next > kKept && !keeps_memory_) {
         // Once more those that weren't on the disk the last times.
         const std::uint64_t from = next - std::min(next, 2 * kKept);
         (void)::posix_fadvise(file.Descriptor(),

@@ -13,11 +13,16 @@ namespace vantry::file {
 // One for each file, which is written from its start on.
 class EarlyWriteout {
 public:
+    EarlyWriteout() = default;
+    // Of a file that grows from `start` on and is used again soon: its memory stays.
+    explicit EarlyWriteout(std::uint64_t start) : begun_(start), keeps_memory_(true) {}
+
     // The file is written up to `end`.
     void Wrote(const File& file, std::uint64_t end) noexcept;
 
 private:
     std::uint64_t begun_ = 0;  // bytes that are on their way or on the disk
+    bool keeps_memory_ = false;
     bool over_ = false;
 };
 

@@ -19,6 +19,7 @@
 // FileGroup, one thread.
 
 #include "files/checked_bytes.h"
+#include "files/early_writeout.h"
 #include "files/file.h"
 #include "files/file_lock.h"
 #include "files/journal.h"
@@ -137,6 +138,7 @@ private:
         std::set<std::uint64_t> journaled;      // numbers of blocks
         std::vector<std::byte> tail;            // bytes from tail_written to size
         std::uint64_t tail_written = 0;
+        EarlyWriteout writeout;
         std::uint64_t reserved = 0;  // size that the file has been given in advance
         std::optional<std::uint64_t> cut;
         std::unique_ptr<Journal> journal;

@@ -92,6 +92,7 @@ void FileGroup::AcquireWriter() {
         member->base_size = member->size = member->reserved = member->stamp.size;
         member->tail_start = (member->base_size + kBlock - 1) / kBlock * kBlock;
         member->tail_written = member->tail_start;
+        member->writeout = EarlyWriteout(member->base_size);
     }
     ++transaction_;
 }
@@ -396,6 +397,7 @@ void FileGroup::FlushTail(MemberFile& member) {
     OpenJournal(member);
     member.file.Write(member.tail_written, member.tail);
     member.tail_written += member.tail.size();
+    member.writeout.Wrote(member.file, member.tail_written);
     member.tail.clear();
 }
 

@@ -16,6 +16,7 @@ namespace vantry::foxpro {
 namespace {
 
 constexpr std::size_t kWindow = 64U << 10;
+constexpr std::size_t kGathered = 256U << 10;
 
 }  // namespace
 
@@ -57,6 +58,7 @@ MemoFile::MemoFile(file::FileGroup& group, file::FileGroup::Member member, MemoF
 
 // Bytes of the file; fewer at its end.
 ByteSpan MemoFile::Window(std::uint64_t offset, std::size_t length) {
+    WriteGathered();
     if (version_ != group_->Version() || offset < window_offset_ ||
         offset + length > window_offset_ + window_.size()) {
         window_.resize(std::max(kWindow, length));
@@ -138,6 +140,7 @@ std::uint32_t MemoFile::NextFree() {
             std::max<std::uint64_t>({*next_free_, first, *next_free_ < used ? used : 0}));
         transaction_ = group_->TransactionNumber();
         added_ = false;
+        gathered_.clear();
     }
     return *next_free_;
 }
@@ -167,25 +170,52 @@ std::uint32_t MemoFile::Append(ByteSpan content, std::uint32_t kind) {
     if (offset + blocks * block_size_ > kMaxFileSize) {
         throw file::SizeLimit(group_->PathOf(member_), kMaxFileSize);
     }
-    // In one piece, with the room up to the next block.
-    content_.assign(blocks * block_size_, std::byte{0});
-    std::memcpy(content_.data(), head.data(), head_size);
-    if (!content.empty()) {
-        std::memcpy(content_.data() + head_size, content.data(), content.size());
+    if (gathered_.empty()) {
+        gathered_offset_ = offset;
     }
+    Gather(ByteSpan(head).first(head_size));
+    Gather(content);
+    const std::size_t rest = blocks * block_size_ - head_size - content.size();
+    padding_.assign(rest, std::byte{0});
     if (format_ == MemoFormat::Dbt3) {
-        content_[content.size()] = content_[content.size() + 1] = kDbt3End;
+        padding_[0] = padding_[1] = kDbt3End;
     }
-    group_->Write(member_, offset, content_);
+    Gather(padding_);
     next_free_ = static_cast<std::uint32_t>(block + blocks);
     added_ = true;
     return block;
+}
+
+// Large memos pass through in pieces: they are in memory once already.
+void MemoFile::Gather(ByteSpan bytes) {
+    while (!bytes.empty()) {
+        const auto part = bytes.first(std::min(bytes.size(), kGathered - gathered_.size()));
+        gathered_.insert(gathered_.end(), part.begin(), part.end());
+        bytes = bytes.subspan(part.size());
+        if (gathered_.size() == kGathered) {
+            WriteGathered();
+        }
+    }
+}
+
+void MemoFile::WriteGathered() {
+    if (!gathered_.empty() && transaction_ == group_->TransactionNumber()) {
+        group_->Write(member_, gathered_offset_, gathered_);
+        gathered_offset_ += gathered_.size();
+    }
+    gathered_.clear();
+}
+
+void MemoFile::Discard() {
+    next_free_.reset();
+    gathered_.clear();
 }
 
 void MemoFile::Flush() {
     if (!added_ || transaction_ != group_->TransactionNumber()) {
         return;
     }
+    WriteGathered();
     std::array<std::byte, 4> stored{};
     format_ == MemoFormat::Fpt ? file::StoreBigU32(stored, 0, *next_free_)
                                : file::Store(std::span(stored), 0, *next_free_);
@@ -198,6 +228,7 @@ void MemoFile::Clear() {
         format_ == MemoFormat::Fpt ? (kMemoHeaderSize + block_size_ - 1) / block_size_ : 1;
     next_free_ = static_cast<std::uint32_t>(first);
     transaction_ = group_->TransactionNumber();
+    gathered_.clear();
     added_ = true;
     Flush();
     group_->CutAfterCommit(member_, first * block_size_);

@@ -30,7 +30,7 @@ public:
     // Writes the number of the next free block, if memos were added. Before each commit.
     void Flush();
     // The transaction was rolled back: what was remembered of it is stale.
-    void Discard() { next_free_.reset(); }
+    void Discard();
     // No memo is referred to any more.
     void Clear();
 
@@ -38,6 +38,8 @@ private:
     ByteSpan Window(std::uint64_t offset, std::size_t length);
     ByteSpan ReadDbt3(std::uint64_t offset);
     std::uint32_t NextFree();
+    void Gather(ByteSpan bytes);
+    void WriteGathered();
 
     file::FileGroup* group_;
     file::FileGroup::Member member_;
@@ -51,6 +53,10 @@ private:
     std::optional<std::uint32_t> next_free_;  // with the memos of the open transaction
     std::uint64_t transaction_ = 0;
     bool added_ = false;
+    // Memos that were added and aren't in the file yet: a load has many small ones.
+    std::vector<std::byte> gathered_;
+    std::uint64_t gathered_offset_ = 0;
+    std::vector<std::byte> padding_;
 };
 
 // The number of the first block in a pointer field: 0 if there is none. Throws file::BoundsError if

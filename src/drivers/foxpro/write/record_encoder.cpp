@@ -210,6 +210,13 @@ void RecordEncoder::EncodeNumber(const Field& field, const Cell& value, std::spa
         return PutNumber(*number, out);
     }
     const bool currency = field.type == 'Y';
+    if (!currency && value.Kind() == ValueKind::NumberText) {
+        // Most whole numbers come as their digits; the others are rounded below.
+        const auto whole = ParseInt64(value.AsText());
+        if (whole && *whole >= INT32_MIN && *whole <= INT32_MAX) {
+            return PutNumber(static_cast<std::int32_t>(*whole), out);
+        }
+    }
     const auto scaled = ScaledNumber(value, currency ? kCurrencyScale : 0);
     const Int128 limit = currency ? Int128{INT64_MAX} : Int128{INT32_MAX};
     if (!scaled || *scaled > limit || *scaled < -limit - 1) {
@@ -255,6 +262,13 @@ void RecordEncoder::Encode(std::size_t number, const Cell& value, std::span<std:
     if (field.null_bit) {
         SetBit(*field.null_bit, false, record);
     }
+    EncodeValue(number, value, record);
+}
+
+void RecordEncoder::EncodeValue(std::size_t number,
+                                const Cell& value,
+                                std::span<std::byte> record) {
+    const auto& field = layout_->fields[number];
     const auto out = record.subspan(field.offset, field.length);
     if (field.IsMemo()) {
         return EncodeMemo(number, value, out);
@@ -310,7 +324,8 @@ void RecordEncoder::EncodeRow(std::span<const Cell> row,
         const auto& value = row[k];
         const auto& field = layout_->fields[shown_[k]];
         if (!value.IsUnset()) {
-            Encode(shown_[k], value, record);
+            // No bit of a blank record says NULL.
+            value.IsNull() ? SetNull(field, record) : EncodeValue(shown_[k], value, record);
             if (field.auto_increment && !value.IsNull()) {
                 const auto given = file::Load<std::int32_t>(record, field.offset);
                 auto& next = next_values[shown_[k]];

@@ -39,6 +39,8 @@ private:
         std::uint32_t kind;
         std::string_view content;
     };
+    // The value alone, which isn't NULL.
+    void EncodeValue(std::size_t field, const Cell& value, std::span<std::byte> record);
     void EncodeText(const Field& field,
                     std::size_t number,
                     std::string_view text,
