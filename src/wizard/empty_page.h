@@ -1,6 +1,6 @@
 #pragma once
-// The place of a page that isn't built yet: its caption, what it says, and its arrows in the graph.
-// A source page of this kind connects to nothing and lists no tables.
+// The place of a window beside the wizard's road that isn't built yet: its caption, what it will
+// be for, and a button that closes it.
 
 #include "shell/page.h"
 
@@ -9,28 +9,14 @@ namespace vantry {
 struct EmptyPageRecord {
     const char* name;
     const char* caption;
-    const char* what;  // what would be set up here
-    enum class Role { Source, Target, Beside } role;
-    enum class Leaving { Hide, Unload, Stay, NoAction };
-    Leaving back;
-    Leaving next;
-    const char* cancel_title;  // null: no Cancel button
-    const char* cancel_text;
-    bool asks_on_close;
+    const char* what;   // what would be done here
+    bool to_navigator;  // closing it shows the navigator, from which it was opened
 };
 
 class EmptyPage : public Page {
     Q_OBJECT
 public:
     explicit EmptyPage(const EmptyPageRecord& record);
-    bool QueryUnload() override;
-
-private:
-    void Next();
-    void Back();
-    void Leave(EmptyPageRecord::Leaving how);
-
-    EmptyPageRecord record_;
 };
 
 // Makers for all pages that aren't built yet.

@@ -90,7 +90,7 @@ public:
 
     void Draw() {
         MakeSession();
-        for (const char* name : {"NavForm", "Form1", "frmWait", "Form6", "Form15"}) {
+        for (const char* name : {"NavForm", "Form1", "frmWait", "Form15"}) {
             Show(name);
         }
         ShowPage("Form2");
@@ -101,6 +101,7 @@ public:
         Fill("Form8", "Mdbfilename", file_);
         Click("Form8", "LOADBUTT");
         Show("Form8");
+        DrawServerPages();
         DrawTextPages();
         DrawMappingPages();
         Show("Form13");
@@ -143,6 +144,56 @@ private:
         SrcTables[2].Name = "products";
         RegisterAllPages();
         CreateNewRepository(folder_);
+    }
+
+    // No server is asked: the lists hold what one might have said, the status what the page writes.
+    void DrawServerPages() {
+        Lists("MySQLSrc", "MySQLDBCombo", {"information_schema", "shop"}, "MySQLSrcTables", "");
+        Status("MySQLSrc", "Label2", "Connected Successfully", QColor(20, 200, 20));
+        Lists("MySQLDest", "MySQLDBCombo", {"information_schema", "shop"}, "", "");
+        Status("MySQLDest", "Label2", "Connection Error", QColor(255, 0, 0));
+        Lists("MSSQLSrc", "MSSQLDBCombo", {"master", "shop"}, "MSSQLSrcTables", "dbo.");
+        Status("MSSQLSrc", "Label2", "Connected Successfully", {});
+        Lists("MSSQLDest", "MSSQLDBCombo", {"master", "shop"}, "", "");
+        Status("MSSQLDest", "Label2", "Connection Error", QColor(255, 0, 0));
+        Lists("Form6", "", {}, "orclTables", "SCOTT.");
+        Show("Form6");
+        LoadPage("Form9");
+        Status("Form9", "ValidTxt", "Succesfully connected to Oracle", QColor(0, 150, 0));
+        Lists("Form10", "", {}, "List1", "");
+        Fill("Form10", "FoxDir", folder_);
+        Status("Form10", "Label6", "Connect Success", QColor(50, 200, 40));
+        Show("Form3");
+        Lists("ODBCSrc", "", {}, "ODBCTabs", "");
+        Show("ODBCSrc");
+    }
+    static void Lists(const char* page,
+                      const char* databases,
+                      const QStringList& names,
+                      const char* tables,
+                      const char* owner) {
+        Page* const loaded = LoadPage(page);
+        if (auto* const combo = loaded->findChild<QComboBox*>(databases)) {
+            combo->addItems(names);
+            combo->setCurrentIndex(1);
+        }
+        if (auto* const list = loaded->findChild<QListWidget*>(tables)) {
+            for (const char* table :
+                 {"customers", "invoices", "order items", "orders", "products"}) {
+                list->addItem(QString(owner) + table);
+            }
+            list->item(3)->setSelected(true);
+        }
+    }
+    void Status(const char* page, const char* name, const char* text, const QColor& color) {
+        auto* const label = FindPage(page)->findChild<QLabel*>(name);
+        label->setText(text);
+        QPalette colors;
+        if (color.isValid()) {
+            colors.setColor(QPalette::WindowText, color);
+        }
+        label->setPalette(colors);
+        Show(page);
     }
 
     void DrawTextPages() {

@@ -1,5 +1,5 @@
-// The graph of pages, read as tables: each arrow is walked on the pages themselves, those of kinds
-// to come among them. Pages of other rooms stand in by name.
+// The graph of pages, read as tables: each arrow is walked on the pages themselves. Pages of other
+// rooms stand in by name.
 
 #include "wizard/wizard_flow.h"
 
@@ -7,11 +7,18 @@
 #include "core/session_state.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
+#include "support/temp_dir.h"
 
 #include <QListWidget>
 
 namespace vantry {
 namespace {
+
+// The buttons have a short name on some pages and a long one on others.
+void PressButton(std::string_view page, const std::string& name) {
+    const bool is_short = FindPage(page)->findChild<QWidget*>(ToQt(name)) != nullptr;
+    Press(page, (is_short ? name : name + "BUTT").c_str());
+}
 
 class WizardFlowTest : public ::testing::Test {
 protected:
@@ -76,40 +83,38 @@ TEST_F(WizardFlowTest, FormOneAsksForTheSourceFirst) {
     EXPECT_EQ(VisiblePages(), "Form1");
 }
 
-// Pages to come leave as the real ones will.
 TEST_F(WizardFlowTest, SourcePagesLeaveByBackAndNext) {
     struct Case {
         const char* page;
+        const char* tables;
         const char* back;
         bool stays_loaded;
     };
-    const Case cases[] = {{"Form6", "Form1", true},
-                          {"Form2", "Form1", true},
-                          {"Form10", "Form1", true},
-                          {"MySQLSrc", "Form1", false},
-                          {"MSSQLSrc", "Form1", false},
-                          {"ODBCSrc", "ODBCSrc", true}};
+    const Case cases[] = {{"Form6", "orclTables", "Form1", true},
+                          {"Form2", "mdbtables", "Form1", true},
+                          {"Form10", "List1", "Form1", true},
+                          {"MySQLSrc", "MySQLSrcTables", "Form1", false},
+                          {"MSSQLSrc", "MSSQLSrcTables", "Form1", false},
+                          {"ODBCSrc", "ODBCTabs", "ODBCSrc", true}};
     const std::pair<const char*, const char*> targets[] = {{"ORACLE", "Form9"},
                                                            {"ACCESS", "Form8"},
                                                            {"FOXPRO", "Form3"},
                                                            {"MySQL", "MySQLDest"},
                                                            {"MSSQL", "MSSQLDest"},
                                                            {"TEXT", "Form12c"}};
-    for (const auto& [page, back, stays_loaded] : cases) {
+    for (const auto& [page, tables, back, stays_loaded] : cases) {
         ShowPage(page);
-        Press(page, "BCK");
+        PressButton(page, "BCK");
         EXPECT_EQ(VisiblePages(), back) << page;
         EXPECT_EQ(FindPage(page) != nullptr, stays_loaded) << page;
         UnloadAllPages();
         for (const auto& [kind, target] : targets) {
             TargetType = kind;
             ShowPage(page);
-            if (std::string_view(page) == "Form2") {
-                auto& list = Control<QListWidget>("Form2", "mdbtables");
-                list.addItem("t");
-                list.item(0)->setSelected(true);
-            }
-            Press(page, "NXT");
+            auto& list = Control<QListWidget>(page, tables);
+            list.addItem("t");
+            list.item(0)->setSelected(true);
+            PressButton(page, "NXT");
             const bool gap =
                 std::string_view(page) == "MSSQLSrc" && std::string_view(kind) == "MSSQL";
             EXPECT_EQ(VisiblePages(), gap ? "" : target) << page;
@@ -122,11 +127,18 @@ TEST_F(WizardFlowTest, SourcePagesLeaveByBackAndNext) {
 }
 
 TEST_F(WizardFlowTest, TargetPagesLeaveByBackAndNext) {
-    const std::pair<const char*, const char*> targets[] = {{"Form9", "Form4"},
-                                                           {"Form8", "Form4"},
-                                                           {"Form3", "Form4"},
-                                                           {"MySQLDest", "MySQLDest Form4"},
-                                                           {"MSSQLDest", "Form4"}};
+    struct Target {
+        const char* page;
+        const char* status;  // the label that Next goes by, and what it must say
+        const char* good;
+        const char* next;
+    };
+    const Target targets[] = {{"Form9", "ValidTxt", "Succesfully connected to Oracle", "Form4"},
+                              {"Form8", "ACCStatus", "Connected Succesfully", "Form4"},
+                              {"Form3", nullptr, nullptr, "Form4"},
+                              {"MySQLDest", "Label2", "Connected Successfully", "MySQLDest Form4"},
+                              {"MSSQLDest", nullptr, nullptr, "Form4"}};
+    const test::TempDir folder;
     const std::pair<const char*, const char*> sources[] = {{"ACCESS", "Form2"},
                                                            {"FOXPRO", "Form10"},
                                                            {"ORACLE", "Form6"},
@@ -135,23 +147,28 @@ TEST_F(WizardFlowTest, TargetPagesLeaveByBackAndNext) {
                                                            {"TEXT", "Form11"},
                                                            {"ODBC", "ODBCSrc"},
                                                            {"TEXTPOLL", "Form11Poll"}};
-    for (const auto& [page, next] : targets) {
+    for (const auto& [page, status, good, next] : targets) {
         for (const auto& [kind, source_page] : sources) {
             for (const i16 via_odbc : {kFalse, kTrue}) {
                 SourceType = kind;
                 SourceViaOdbc = via_odbc;
                 ShowPage(page);
-                Press(page, "BCK");
+                PressButton(page, "BCK");
                 EXPECT_EQ(VisiblePages(), via_odbc != kFalse ? "ODBCSrc" : source_page) << page;
                 EXPECT_NE(FindPage(page), nullptr);
                 UnloadAllPages();
             }
         }
         ShowPage(page);
-        if (std::string_view(page) == "Form8") {
-            Control<QLabel>("Form8", "ACCStatus").setText("Connected Succesfully");
+        if (status != nullptr) {
+            Control<QLabel>(page, status).setText(good);
         }
-        Press(page, "NXT");
+        if (std::string_view(page) == "Form3") {
+            Type(page, "FoxDir", folder.Path().string());
+        } else if (std::string_view(page) == "MySQLDest") {
+            Control<QComboBox>(page, "MySQLDBCombo").setEditText("shop");
+        }
+        PressButton(page, "NXT");
         EXPECT_EQ(VisiblePages(), next);
         UnloadAllPages();
     }
@@ -183,7 +200,7 @@ TEST_F(WizardFlowTest, CancelAndCloseBoxAskInThePagesOwnWords) {
         ShowPage(page);
         for (const bool yes : {false, true}) {
             dialogs_.answers = {yes ? BoxAnswer::Yes : BoxAnswer::No};
-            Press(page, "CNCL");
+            PressButton(page, "CNCL");
             EXPECT_EQ(dialogs_.TakeBoxes(), std::string("none|") + title + "|" + text + "|Yes/No");
             EXPECT_EQ(FindPage(page) == nullptr, yes) << page;
         }

@@ -1,34 +1,17 @@
 #include "connectors/pages/access_page.h"
 
-#include "core/session_state.h"
+#include "connectors/pages/connector_page.h"
 
 namespace vantry {
-namespace {
-
-bool IsForAccess(const std::string& driver) {
-    // The word is all that drivers for Access have in common.
-    return ToQt(driver).toUpper().contains("ACCESS");
-}
-
-}  // namespace
 
 void FillAccessDrivers(QComboBox& drivers) {
-    for (const auto& driver : OdbcDrivers) {
-        if (IsForAccess(driver)) {
-            drivers.addItem(ToQt(driver));
-        }
-    }
-    drivers.setCurrentIndex(drivers.count() > 0 ? 0 : -1);
+    ListDriversOf("ACCESS", drivers);
+    SelectFirst(drivers);
 }
 
 void FillAccessDsns(QComboBox& dsns) {
-    for (const auto& dsn : OdbcDsns) {
-        if (IsForAccess(dsn.DsnDriver)) {
-            dsns.addItem(ToQt(dsn.DsnName));
-        }
-    }
     // None is proposed: a data source names a file, and it must be the user's choice.
-    dsns.setCurrentIndex(-1);
+    ListDsnsOf("ACCESS", dsns);
 }
 
 std::string NumberText(long number) {

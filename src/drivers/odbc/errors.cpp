@@ -221,6 +221,21 @@ DataError NoDriverOfKind(std::string_view role, std::string_view advice) {
             kSource};
 }
 
+DataError NoDriverNamed() {
+    return {kErrUnspecified,
+            "No ODBC driver is chosen. If there is none to choose, install one: for SQL Server the "
+            "Debian package tdsodbc, for Oracle the Instant Client with its ODBC package (from "
+            "Oracle), registered in odbcinst.ini.",
+            kSource};
+}
+
+DataError NoSourceNamed() {
+    return {kErrUnspecified,
+            "No data source is chosen. If there is none to choose, describe one in odbc.ini, or in "
+            ".odbc.ini of your home folder.",
+            kSource};
+}
+
 DataError UnregisteredLibrary(const std::string& library) {
     return {kErrUnspecified,
             "The connection string names the driver " + Shown(library) +

@@ -34,6 +34,9 @@ DataError CancelledWait(const std::string& source);
 DataError NoDriverManager();
 // `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.
 DataError NoDriverOfKind(std::string_view role, std::string_view advice);
+// A string whose driver or data source has no name: nothing was there to be chosen, or it wasn't.
+DataError NoDriverNamed();
+DataError NoSourceNamed();
 // A driver that a string names by its path, and a key that would load or write a file.
 DataError UnregisteredLibrary(const std::string& library);
 DataError RefusedKey(std::string_view key);

@@ -332,9 +332,29 @@ Login BySourceName(Keys& keys, const Machine& machine) {
                   Provider::Odbc);
 }
 
+// The driver manager would take an empty name of a data source for any that it has, and ends the
+// process over one of a driver.
+void RequireName(const Keys& keys) {
+    const auto is_empty = [&](std::string_view key) {
+        const auto* name = keys.Find(key);
+        return name != nullptr && name->empty();
+    };
+    if (is_empty("DSN")) {
+        throw NoSourceNamed();
+    }
+    if (is_empty("DRIVER") && keys.Find("DSN") == nullptr) {
+        throw NoDriverNamed();
+    }
+}
+
 Login ByOdbcKeys(Keys& keys, const Machine& machine) {
     const auto* driver = keys.Find("DRIVER");
-    if (driver == nullptr || driver->empty()) {
+    if (driver == nullptr || driver->empty() || *driver == "{}") {
+        if (driver != nullptr) {
+            keys.Replace("DRIVER", "");
+        }
+        RequireName(keys);
+        keys.Drop("DRIVER");
         return BySourceName(keys, machine);
     }
     std::string name = *driver;

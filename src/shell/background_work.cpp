@@ -1,0 +1,225 @@
+// The caller stays in its handler and runs an event loop there; a filter of the whole application
+// keeps input from the pages meanwhile. A filter and not disabled windows: those would turn grey
+// and lose the focus for each connect. Easy to get wrong: who is still there when. The thread may
+// end before the loop begins, or long after the caller has left it; both sides share one record,
+// and the loop's address in it is taken back under its lock before the loop goes.
+#include "shell/background_work.h"
+
+#include "data/data_error.h"
+#include "shell/main_window.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QFrame>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QMdiArea>
+#include <QPointer>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <atomic>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace vantry {
+namespace {
+
+constexpr int kHintAfterMs = 700;  // most answers are there before
+
+struct Shared {
+    std::mutex mutex;
+    QEventLoop* loop = nullptr;  // of the caller, as long as it waits
+    std::exception_ptr error;
+    bool ended = false;
+    std::atomic<bool> given_up = false;
+};
+
+// Never destroyed: a thread may count itself out while the process ends.
+struct Threads {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int running = 0;
+
+    static Threads& All() {
+        static Threads& all = *new Threads;
+        return all;
+    }
+    void Count(int change) {
+        const std::lock_guard lock(mutex);
+        running += change;
+        changed.notify_all();
+    }
+};
+
+bool is_waiting = false;
+
+void Work(const std::shared_ptr<Shared>& shared,
+          std::function<void(const std::function<bool()>&)> work) {
+    std::exception_ptr error;
+    try {
+        work([shared] { return shared->given_up.load(); });
+    } catch (...) {
+        error = std::current_exception();
+    }
+    work = nullptr;  // what it holds goes here, before anybody counts on it
+    const std::lock_guard lock(shared->mutex);
+    shared->error = error;
+    shared->ended = true;
+    if (shared->loop != nullptr) {
+        QMetaObject::invokeMethod(shared->loop, &QEventLoop::quit, Qt::QueuedConnection);
+    }
+}
+
+// False when the system has no thread left.
+bool StartThread(const std::shared_ptr<Shared>& shared,
+                 const std::function<void(const std::function<bool()>&)>& work) {
+    Threads::All().Count(1);
+    try {
+        std::thread([shared = std::shared_ptr(shared), work = work]() mutable {
+            Work(shared, std::move(work));
+            shared.reset();
+            Threads::All().Count(-1);
+        }).detach();
+        return true;
+    } catch (const std::system_error&) {
+        Threads::All().Count(-1);
+        return false;
+    }
+}
+
+// Takes all input as long as it lives; Esc ends the loop. A box that comes up in the meantime (the
+// window manager's close button asks one) keeps its own.
+class InputGate : public QObject {
+public:
+    explicit InputGate(QEventLoop& loop) : loop_(loop), modal_(QApplication::activeModalWidget()) {
+        qApp->installEventFilter(this);
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        const QWidget* const modal = QApplication::activeModalWidget();
+        if (modal != nullptr && modal != modal_) {
+            return false;
+        }
+        switch (event->type()) {
+            case QEvent::KeyPress:
+                if (dynamic_cast<const QKeyEvent&>(*event).key() == Qt::Key_Escape) {
+                    loop_.quit();
+                }
+                return true;
+            case QEvent::ShortcutOverride:
+                event->accept();  // it comes again, as a key press and not as a shortcut
+                return true;
+            case QEvent::KeyRelease:
+            case QEvent::Shortcut:
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::Wheel:
+            case QEvent::ContextMenu:
+            case QEvent::TabletPress:
+            case QEvent::TouchBegin:
+            case QEvent::DragEnter:
+                return true;
+            case QEvent::Close:
+                if (watched == FindMainWindow() || !watched->isWidgetType()) {
+                    return false;
+                }
+                event->ignore();
+                return true;
+            default:
+                return false;
+        }
+    }
+
+private:
+    QEventLoop& loop_;
+    const QWidget* modal_;
+};
+
+// A line at the bottom of the frame, where it covers no page's texts, once the wait is felt.
+class WaitHint {
+public:
+    WaitHint() {
+        timer_.setSingleShot(true);
+        QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { Show(); });
+        timer_.start(kHintAfterMs);
+    }
+    ~WaitHint() { delete hint_.data(); }
+    WaitHint(const WaitHint&) = delete;
+    WaitHint& operator=(const WaitHint&) = delete;
+
+private:
+    void Show() {
+        const MainWindow* const frame = FindMainWindow();
+        if (frame == nullptr) {
+            return;
+        }
+        QWidget* const area = frame->Area()->viewport();
+        auto* const hint = new QFrame(area);
+        hint->setObjectName("WaitHint");
+        hint->setFrameShape(QFrame::StyledPanel);
+        hint->setAutoFillBackground(true);
+        auto* const row = new QVBoxLayout(hint);
+        row->addWidget(new QLabel("Waiting for an answer. Press Esc to give up."));
+        hint->adjustSize();
+        hint->move((area->width() - hint->width()) / 2, area->height() - hint->height());
+        hint->show();
+        hint->raise();
+        hint_ = hint;
+    }
+
+    QTimer timer_;
+    QPointer<QWidget> hint_;
+};
+
+void Rethrow(const Shared& shared) {
+    if (shared.error) {
+        std::rethrow_exception(shared.error);
+    }
+}
+
+}  // namespace
+
+void RunInBackground(std::function<void(const std::function<bool()>& given_up)> work) {
+    if (is_waiting) {
+        throw DataError(kErrInUse, "Another answer is being waited for already.");
+    }
+    const auto shared = std::make_shared<Shared>();
+    QEventLoop loop;
+    shared->loop = &loop;
+    if (!StartThread(shared, work)) {
+        shared->loop = nullptr;
+        work([] { return false; });
+        return;
+    }
+    work = nullptr;  // the thread's alone from here on
+    is_waiting = true;
+    {
+        const InputGate gate(loop);
+        const WaitHint hint;
+        loop.exec();
+    }
+    is_waiting = false;
+    const std::lock_guard lock(shared->mutex);
+    shared->loop = nullptr;
+    if (!shared->ended) {
+        shared->given_up = true;
+        throw DataError(kErrUnspecified, "The wait for an answer was given up.");
+    }
+    Rethrow(*shared);
+}
+
+bool IsWaitingForWork() {
+    return is_waiting;
+}
+
+void AwaitAllWork() {
+    auto& threads = Threads::All();
+    std::unique_lock lock(threads.mutex);
+    threads.changed.wait(lock, [&] { return threads.running == 0; });
+}
+
+}  // namespace vantry

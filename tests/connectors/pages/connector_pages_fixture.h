@@ -1,0 +1,122 @@
+#pragma once
+// What the tests of the connector pages share: the pages with named ones around them, and short
+// words for what is looked at.
+
+#include "connectors/pages/register.h"
+#include "core/session_state.h"
+#include "shell/background_work.h"
+#include "shell/small_windows.h"
+#include "support/page_driver.h"
+#include "support/private_odbc.h"
+#include "support/temp_dir.h"
+#include "wizard/wizard_flow.h"
+
+#include <QColor>
+#include <QListWidget>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+namespace vantry::test {
+
+// The drivers and data sources of this process, empty until a test registers some. There before any
+// test: the driver manager looks for its files once.
+inline std::unique_ptr<PrivateOdbc> registry;
+
+class RegistryEnvironment : public testing::Environment {
+public:
+    void SetUp() override { registry = std::make_unique<PrivateOdbc>(); }
+    void TearDown() override { registry.reset(); }
+};
+inline const auto* const kRegistryEnvironment =
+    testing::AddGlobalTestEnvironment(new RegistryEnvironment);
+
+class ConnectorPagesTest : public ::testing::Test {
+protected:
+    ConnectorPagesTest() {
+        InitSharedState(folder_.Path().string());
+        RegisterShellPages();
+        RegisterWizardPages();
+        RegisterConnectorPages();
+        RegisterNamedPages({"Form4", "Form11", "Form11Poll", "Form12c"});
+        OdbcDrivers = {""};
+        OdbcDsns = {{}};
+        SourceType = TargetType = "ACCESS";
+        SourceViaOdbc = kFalse;
+        SourceConnStr = TargetConnStr = "of the last session";
+        SrcTables.clear();
+    }
+    ~ConnectorPagesTest() override {
+        ClearPages();
+        AwaitAllWork();
+    }
+
+    static PrivateOdbc& Registry() { return *registry; }
+    // Entries of a list or a combo box, parted by commas.
+    static std::string Entries(const char* page, const char* name) {
+        auto& items = Control<QWidget>(page, name);
+        const auto* const combo = dynamic_cast<QComboBox*>(&items);
+        const auto* const model =
+            combo != nullptr ? combo->model() : dynamic_cast<QListWidget&>(items).model();
+        std::string text;
+        for (int row = 0; row < model->rowCount(); ++row) {
+            text += (row == 0 ? "" : ",") + FromQt(model->index(row, 0).data().toString());
+        }
+        return text;
+    }
+    // "text #rrggbb"; the text alone where it has the colour of all texts.
+    static std::string Status(const char* page, const char* name) {
+        const auto& label = Control<QLabel>(page, name);
+        const QColor color = label.palette().color(QPalette::WindowText);
+        const bool usual = color == QApplication::palette().color(QPalette::WindowText);
+        return FromQt(label.text()) + (usual ? "" : " " + FromQt(color.name()));
+    }
+    // As a click on the entry of an opened list does it.
+    static void Pick(const char* page, const char* combo, const char* entry) {
+        auto& box = Control<QComboBox>(page, combo);
+        const int index = box.findText(entry, Qt::MatchExactly | Qt::MatchCaseSensitive);
+        ASSERT_GE(index, 0) << entry;
+        box.setCurrentIndex(index);
+        Q_EMIT box.activated(index);
+    }
+    static void Select(const char* page, const char* list, std::initializer_list<int> rows) {
+        for (const int row : rows) {
+            Control<QListWidget>(page, list).item(row)->setSelected(true);
+        }
+    }
+    // The names of those controls that take input.
+    static std::string Enabled(const char* page, std::initializer_list<const char*> names) {
+        std::string enabled;
+        for (const char* name : names) {
+            enabled += Control<QWidget>(page, name).isEnabled() ? std::string(name) + " " : "";
+        }
+        return enabled;
+    }
+    // "Owner|Name" of SrcTables, parted by commas.
+    static std::string Tables() {
+        std::string text;
+        for (const auto& table : SrcTables) {
+            text += (text.empty() ? "" : ",") + table.Owner + "|" + table.Name;
+        }
+        return text;
+    }
+    // Presses Esc as soon as the page waits for an answer.
+    static void GiveUpSoon() {
+        QTimer::singleShot(50, qApp, [] {
+            if (!IsWaitingForWork()) {
+                GiveUpSoon();
+                return;
+            }
+            QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+            QCoreApplication::sendEvent(&TheMainWindow(), &escape);
+        });
+    }
+
+    TempDir folder_;
+    ScriptedDialogs dialogs_;
+};
+
+}  // namespace vantry::test
