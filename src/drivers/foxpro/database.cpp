@@ -3,6 +3,7 @@
 #include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "drivers/foxpro/errors.h"
+#include "drivers/foxpro/write/index_creator.h"
 #include "drivers/foxpro/write/table_creator.h"
 #include "files/file_name.h"
 
@@ -209,15 +210,28 @@ void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
     if (!place) {
         throw BadTableDefinition(definition.name, "that can't be the name of a file");
     }
-    if (!definition.indexes.empty()) {
-        throw BadTableDefinition(definition.name, "keys of new tables aren't made here yet");
-    }
     NewTable table;
     table.path = place->path;
     table.name = place->name;
     table.code_page = options_.tables.code_page.value_or(WindowsCodePageOfLocale());
     table.null_by_default = options_.null_by_default;
-    WriteNewTable(table, LayoutFor(table, definition.columns));
+    auto columns = definition;
+    RequireKeyColumns(columns);
+    const auto layout = LayoutFor(table, columns.columns);
+    WriteNewTable(table, layout, TagsFor(columns, layout));
+}
+
+// The table is opened by itself for that, and by everybody else anew.
+void FoxProDatabase::CreateIndex(std::string_view table, const sql::IndexDefinition& index) {
+    RequireFolder("Creating an index");
+    const auto place = Find(table);
+    if (!place) {
+        throw CannotOpen(table, "there is no such table");
+    }
+    const auto path = file::RealPath(place->path);
+    OpenFile(*place)->Group().Settle();
+    open_.erase(path);
+    AddIndex(path, options_.tables, place->long_names, index, place->name);
 }
 
 void FoxProDatabase::DropTable(std::string_view name) {

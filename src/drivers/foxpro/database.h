@@ -32,6 +32,7 @@ public:
     std::optional<std::string> ViewText(std::string_view name) override;
     void CreateTable(const sql::TableDefinition& definition) override;
     void DropTable(std::string_view name) override;
+    void CreateIndex(std::string_view table, const sql::IndexDefinition& index) override;
     void BeginStatement() override;
     void CommitStatement() override;
     void RollbackStatement() override;

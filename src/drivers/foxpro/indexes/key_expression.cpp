@@ -392,15 +392,19 @@ private:
         }
         throw KeyTrouble("\"" + std::string(text_.substr(at_)) + "\" isn't understood");
     }
+    // A point belongs to the number if a digit follows: "0.OR." is one, too.
     NodePtr ParseNumber() {
-        double number = 0;
-        const char* const end = text_.data() + text_.size();
-        const auto [behind, error] =
-            std::from_chars(text_.data() + at_, end, number, std::chars_format::fixed);
-        if (error != std::errc()) {
-            throw KeyTrouble("\"" + std::string(text_.substr(at_)) + "\" isn't understood");
+        const auto start = at_;
+        while (IsDigit(Peek()) || (Peek() == '.' && IsDigit(Peek(1)))) {
+            ++at_;
         }
-        at_ = static_cast<std::size_t>(behind - text_.data());
+        double number = 0;
+        const char* const end = text_.data() + at_;
+        const auto [behind, error] =
+            std::from_chars(text_.data() + start, end, number, std::chars_format::fixed);
+        if (error != std::errc() || behind != end) {
+            throw KeyTrouble("\"" + std::string(text_.substr(start)) + "\" isn't understood");
+        }
         return std::make_unique<LiteralNode>(NumberValue(number));
     }
 

@@ -38,11 +38,11 @@ struct TagInfo {
 struct TagDefinition {
     std::string name;  // at most 10 letters
     std::string expression;
-    std::string filter;
+    std::string filter = {};  // FOR
     bool unique = false;
     bool candidate = false;
     bool descending = false;
-    std::string collation;  // empty or "MACHINE", or "GENERAL"
+    std::string collation = {};  // empty or "MACHINE", or "GENERAL"
 };
 
 // Gives all records of the table one by one, in the order of their numbers, deleted ones too.

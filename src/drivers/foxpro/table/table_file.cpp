@@ -140,7 +140,10 @@ TableWriter& TableFile::Writer(bool null_by_default) {
 
 bool TableFile::IsStillThere() const {
     const auto named = file::StampOf(path_);
-    return named && named->SameFile(stamp_);
+    std::byte flags{};
+    return named && named->SameFile(stamp_) &&
+           group_->Read(kTable, kTableFlagsOffset, {&flags, 1}) == 1 &&
+           ((std::to_integer<unsigned>(flags) ^ layout_.flags) & kHasStructuralIndex) == 0;
 }
 
 std::vector<std::byte> TableFile::ReadHeaderBytes() {
@@ -181,6 +184,10 @@ void TableFile::Reread() {
     const auto header = ParseHeader(ReadHeaderBytes(), group_->SizeOf(kTable), path_);
     if (!SameFields(header.layout, layout_)) {
         throw CannotOpen(path_, "its fields have been changed meanwhile; choose the table again");
+    }
+    if (((header.layout.flags ^ layout_.flags) & kHasStructuralIndex) != 0) {
+        throw CannotOpen(path_,
+                         "its index has been added or dropped meanwhile; choose the table again");
     }
     NoteCount(header.record_count);
 }

@@ -37,7 +37,7 @@ public:
     file::FileGroup& Group() { return *group_; }
     static constexpr file::FileGroup::Member kTable = file::FileGroup::kLeader;
 
-    // Whether the file of that name is still this one.
+    // Whether the file of that name is still this one, and has an index if it had one.
     bool IsStillThere() const;
     // At the start of a statement: what the header says now. Throws when the table is another one.
     void Refresh();

@@ -13,6 +13,7 @@
 #include "drivers/foxpro/table/code_page_marks.h"
 #include "drivers/foxpro/table/header.h"
 #include "drivers/foxpro/table/sidecars.h"
+#include "drivers/foxpro/write/index_creator.h"
 #include "drivers/foxpro/write/type_words.h"
 #include "files/file.h"
 
@@ -207,10 +208,21 @@ std::vector<std::byte> HeaderBytes(const TableLayout& layout, bool with_end_mark
     return bytes;
 }
 
-void WriteNewTable(const NewTable& table, const TableLayout& layout) {
+void WriteNewTable(const NewTable& table,
+                   const TableLayout& layout,
+                   std::span<const TagDefinition> tags) {
     ForgetSetAside(table.path);
     const auto memo_path = Sidecar(table.path, ".fpt");
+    const auto index_path = Sidecar(table.path, ".cdx");
     const bool memos = HasMemos(layout);
+    auto marked = layout;
+    if (!tags.empty()) {
+        marked.flags |= kHasStructuralIndex;
+        RemoveEmptyIndex(index_path);
+        if (file::StampOf(index_path)) {
+            throw CannotWrite(index_path, "the file is there; move it away");
+        }
+    }
     if (memos) {
         RemoveEmptyMemoFile(memo_path);
         WriteFile(memo_path, NewMemoFile(MemoFormat::Fpt, {}));
@@ -219,7 +231,10 @@ void WriteNewTable(const NewTable& table, const TableLayout& layout) {
     bool there = false;
     try {
         file::RemoveFile(beside);  // of a killed program that had our number
-        WriteFile(beside, HeaderBytes(layout, true));
+        WriteFile(beside, HeaderBytes(marked, true));
+        if (!tags.empty()) {
+            WriteNewIndex(beside, index_path, marked, tags);
+        }
         file::RenameNoReplace(beside, table.path);
         there = true;
         file::SyncFolderOf(table.path);
@@ -228,6 +243,9 @@ void WriteNewTable(const NewTable& table, const TableLayout& layout) {
         std::filesystem::remove(there ? table.path : beside, ignored);
         if (memos) {
             std::filesystem::remove(memo_path, ignored);
+        }
+        if (!tags.empty()) {
+            std::filesystem::remove(index_path, ignored);
         }
         throw;
     }

@@ -1,6 +1,7 @@
 #pragma once
 // Makes new tables of Visual FoxPro: the .dbf with its memo file if it has memo fields.
 
+#include "drivers/foxpro/indexes/tag_set.h"
 #include "drivers/foxpro/table/table_layout.h"
 #include "drivers/foxpro/table/text_coder.h"
 #include "drivers/sql/storage.h"
@@ -26,7 +27,9 @@ TableLayout LayoutFor(const NewTable& table, std::span<const sql::ColumnDefiniti
 std::vector<std::byte> HeaderBytes(const TableLayout& layout, bool with_end_mark);
 
 // Writes the files, the .dbf last. Throws, leaving nothing behind, if one of them is there.
-void WriteNewTable(const NewTable& table, const TableLayout& layout);
+void WriteNewTable(const NewTable& table,
+                   const TableLayout& layout,
+                   std::span<const TagDefinition> tags = {});
 
 // Takes a table's files away. Whatever interrupts it, the table is there whole or gone.
 void RemoveTableFiles(const std::string& path);

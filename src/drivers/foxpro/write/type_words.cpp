@@ -115,7 +115,7 @@ public:
         }
         SetLength();
         field_.nullable = !column_.not_null && !column_.primary_key && !field_.auto_increment &&
-                          (null_by_default || column_.null);
+                          ((null_by_default && !column_.unique) || column_.null);
         return field_;
     }
 
