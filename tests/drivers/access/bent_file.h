@@ -1,6 +1,6 @@
 #pragma once
 // Files of our own writer, bent to what only Access itself makes: relationships, texts that mustn't
-// be empty, calculated columns. What they guard needs no file of Access then.
+// be empty, columns of types that no statement names. What they guard needs no file of Access then.
 
 #include "drivers/access/catalogue/property_writer.h"
 #include "drivers/access/file_bytes.h"
@@ -56,12 +56,25 @@ public:
     }
 
     void TurnCalculated(const std::string& table, std::size_t column) {
-        const auto def = Definition(table);
-        const auto& layout = kJet4Layout.tdef;
-        file_.At(def.page,
-                 layout.index_counts_offset + def.real_indexes.size() * layout.index_count_size +
-                     column * layout.column_size + kColumnExtendedFlagsOffset) |=
+        file_.bytes[Descriptor(table, column) + kColumnExtendedFlagsOffset] |=
             std::byte{kColumnCalculated};
+    }
+    // Gives a column another type, and the number under which its several values are kept.
+    void Turn(const std::string& table,
+              std::size_t column,
+              ColumnType type,
+              std::uint32_t complex_id = 0) {
+        const std::size_t at = Descriptor(table, column);
+        file_.bytes[at] = std::byte{static_cast<std::uint8_t>(type)};
+        file_.Put(at + kJet4Layout.tdef.column_collation, complex_id);
+    }
+    // Writes over the one place in which the text stands.
+    void Replace(std::string_view text, std::string_view by) {
+        const auto bytes = std::as_bytes(std::span(text));
+        const auto at =
+            std::search(file_.bytes.begin(), file_.bytes.end(), bytes.begin(), bytes.end());
+        ASSERT_NE(at, file_.bytes.end()) << text;
+        std::memcpy(&*at, by.data(), by.size());
     }
 
 private:
@@ -69,6 +82,14 @@ private:
         const auto source = file_.Open();
         ObjectCatalog catalog(*source);
         return catalog.ReadTable(*catalog.Find(table));
+    }
+
+    // Where the column's descriptor begins in the file.
+    std::size_t Descriptor(const std::string& table, std::size_t column) const {
+        const auto def = Definition(table);
+        const auto& layout = kJet4Layout.tdef;
+        return std::size_t{def.page} * kPageSize + layout.index_counts_offset +
+               def.real_indexes.size() * layout.index_count_size + column * layout.column_size;
     }
 
     struct End {

@@ -3,6 +3,9 @@
 
 #include "drivers/access/bent_file.h"
 
+#include "drivers/access/driver.h"
+#include "drivers/access/engine_rows.h"
+
 namespace vantry::access {
 namespace {
 
@@ -138,6 +141,88 @@ TEST_F(BentFiles, WhatOnlyAccessCanKeepUpIsRefused) {
         std::string("OFFICE-PC") + std::string(23, '\0') + "Admin" + std::string(27, '\0'));
     Opened shared(used);
     EXPECT_TRUE(Has(ErrorOf([&] { shared.Statement([] {}); }), "OFFICE-PC/Admin"));
+}
+
+// A key in the column, the values in another table, and in a third one which table that is.
+TEST_F(BentFiles, AColumnOfSeveralValuesShowsThem) {
+    const std::string path = MakeFile("several.accdb");
+    for (const std::string kind : {"Value", "FileName", "Unknown"}) {
+        Opened(path).Create(kind, {Column("id", "LONG"), Column("all", "LONG")});
+        Opened(path).Create(kind + "s",
+                            {Column("_all", "LONG"), Column(kind, "TEXT", 40)},
+                            {Index("keys", {"_all"})});
+        Opened opened(path);
+        for (const int id : {1, 2, 3}) {
+            opened.Insert(kind, {Cell::Int64(id), id == 3 ? Cell::Null() : Cell::Int64(10 * id)});
+        }
+        for (const auto& [key, value] : {std::pair(30, "other"), {10, "one"}, {10, "two"}}) {
+            opened.Insert(kind + "s", {Cell::Int64(key), Cell::Text(value)});
+        }
+        const auto id = opened.file->catalog.Find(kind + "s")->id;
+        const auto number = static_cast<std::int64_t>(kind.size());
+        EngineRows(path).Insert("MSysComplexColumns",
+                                {{"ColumnName", Cell::Text("all")},
+                                 {"ComplexTypeObjectID", Cell::Int64(1)},
+                                 {"ConceptualTableID", Cell::Int64(1)},
+                                 {"FlatTableID", Cell::Int64(id)},
+                                 {"ComplexID", Cell::Int64(number)}});
+        BentFile bent(path);
+        bent.Turn(kind, 1, ColumnType::Complex, static_cast<std::uint32_t>(kind.size()));
+        bent.Save();
+    }
+    const auto connection = MakeAccessDriver()->Connect(
+        ConnectionString::Parse("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path));
+    for (const std::string kind : {"Value", "FileName", "Unknown"}) {
+        const auto cursor = connection->OpenCursor("select * from " + kind);
+        std::string shown;
+        while (cursor->Next()) {
+            const Cell& cell = cursor->Row()[1];
+            shown += cell.Kind() == ValueKind::Unreadable ? cursor->FieldError(1).Description()
+                                                          : test::Shown(cell);
+            shown += "|";
+        }
+        EXPECT_TRUE(kind == "Unknown" ? Has(shown, "several values of a kind that isn't known")
+                                      : Has(shown, "one;two|NULL|NULL|"));
+        EXPECT_TRUE(
+            Has(ErrorOf([&] { connection->Execute("insert into " + kind + " values (4, 1)"); }),
+                "several values"));
+    }
+}
+
+// 19 digits of days since the year 1, 12 of seconds, 7 of tenths of microseconds.
+TEST_F(BentFiles, ExtendedDatesStandInDigits) {
+    const std::string path = MakeFile("extended.accdb");
+    Opened(path).Create("t",
+                        {Column("id", "LONG"), Column("day", "BINARY", 42), Column("n", "LONG")});
+    {
+        BentFile bent(path);
+        bent.Turn("t", 1, ColumnType::DateTimeExtended);
+        bent.Save();
+        Opened opened(path);
+        int id = 0;
+        for (const char* day :
+             {"2021-06-14", "0100-06-14 12:45:00.1234567", "1765-06-14 12:45:00"}) {
+            opened.Insert("t", {Cell::Int64(++id), Cell::Text(day), Cell::Int64(id)});
+        }
+    }
+    EXPECT_EQ(
+        Content(path, "t"),
+        (std::vector<std::string>{
+            "1|2021-06-14|1|", "2|0100-06-14 12:45:00.1234567|2|", "3|1765-06-14 12:45:00|3|"}));
+    BentFile bent(path);
+    bent.Replace("0000000000000737954:0000000000000000000:7", "000000000000073x954");
+    bent.Save();
+    const auto connection = MakeAccessDriver()->Connect(
+        ConnectionString::Parse("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path));
+    const auto cursor = connection->OpenCursor("select * from t");
+    for (int row = 1; row <= 3; ++row) {
+        ASSERT_TRUE(cursor->Next());
+        EXPECT_EQ(cursor->Row()[2].AsInt64(), row);
+        EXPECT_EQ(cursor->Row()[1].Kind() == ValueKind::Unreadable, row == 1);
+        if (row == 1) {
+            EXPECT_TRUE(Has(cursor->FieldError(1).Description(), "isn't an extended date"));
+        }
+    }
 }
 
 // Access looks them up in that order, whatever the one in which they were made.

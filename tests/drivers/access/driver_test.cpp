@@ -307,6 +307,47 @@ TEST_F(AccessDriverOnRealFiles, ReportsColumnsAsTheProvidersDo) {
               (Strings{"col1 203 536870910 255 255", "col2 131 19 18 0"}));
 }
 
+TEST_F(AccessDriverTest, ReportsColumnsAndFindsRowsByKeyInFilesOfItsOwn) {
+    const auto connection = Open(Made("own.accdb"));
+    connection->Execute(
+        "create table types (a counter, b text(50), c byte, d short, e long, f double, g datetime, "
+        "h currency, i yesno, j memo, k image, l guid, m decimal(18,2), n binary(9), o single)");
+    Strings lines;
+    const auto none = connection->OpenCursor("select * from types where 1=2");
+    for (const auto& info : none->Columns()) {
+        lines.push_back(info.name + " " + std::to_string(info.type) + " " +
+                        std::to_string(info.defined_size) + " " + std::to_string(info.precision) +
+                        " " + std::to_string(info.scale));
+    }
+    EXPECT_EQ(lines,
+              (Strings{"a 3 4 10 255",
+                       "b 202 50 255 255",
+                       "c 17 1 3 255",
+                       "d 2 2 5 255",
+                       "e 3 4 10 255",
+                       "f 5 8 15 255",
+                       "g 7 8 255 255",
+                       "h 6 8 19 255",
+                       "i 11 2 255 255",
+                       "j 203 536870910 255 255",
+                       "k 205 1073741823 255 255",
+                       "l 72 16 255 255",
+                       "m 131 19 18 2",
+                       "n 204 9 255 255",
+                       "o 4 4 7 255"}));
+    connection->Execute("create unique index ids on [table] (id)");
+    connection->Execute("create index words on [table] (data)");
+    connection->Execute("insert into [table] values (3, 'Мир')");
+    connection->Execute("insert into [table] values (4, 'ONE ')");
+    EXPECT_EQ(Rows(*connection, "select id, data from [table] where id = 2"), Strings{"2|two"});
+    EXPECT_EQ(Rows(*connection, "select id from [table] where data = 'мир'"), Strings{"3"});
+    EXPECT_EQ(Rows(*connection, "select id from [table] where data = 'onE'"), Strings{"1"});
+    EXPECT_EQ(Rows(*connection, "select id from [table] where data = 'on'"), Strings());
+    EXPECT_EQ(Rows(*connection,
+                   "select a.id from [table] a inner join [table] b on a.id = b.id where b.id > 1"),
+              (Strings{"2", "3", "4"}));
+}
+
 TEST_F(AccessDriverTest, OpensEncodedPagesAndProtectedFilesWithTheirPassword) {
     // The engine's own encoding needs no password.
     constexpr std::uint32_t kKey = 0x1234ABCD;

@@ -22,6 +22,8 @@ public:
         std::memcpy(bytes.data(), content.data(), content.size());
     }
 
+    explicit FileBytes(std::vector<std::byte> content) : bytes(std::move(content)) {}
+
     // Throws DataError if the header is no good.
     std::unique_ptr<access::MemoryPageSource> Open() const { return OpenBytes(bytes); }
 

@@ -2,27 +2,18 @@
 
 #include "drivers/access/catalogue/saved_query.h"
 
-#include "drivers/access/database_file.h"
 #include "drivers/access/driver.h"
+#include "drivers/access/engine_rows.h"
 #include "drivers/access/pages/page_source.h"
-#include "drivers/access/write/table_writer.h"
 #include "files/error_of.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
 
-#include <map>
-
 namespace vantry::access {
 namespace {
 
-struct Row {
-    int attribute;
-    std::string expression = {};
-    std::string name1 = {};
-    std::string name2 = {};
-    int flag = 0;
-};
+using Row = EngineRows::QueryRow;
 
 // "select *" from the tables with their joins.
 std::vector<Row> AllOf(std::initializer_list<const char*> tables, const std::vector<Row>& joins) {
@@ -47,27 +38,15 @@ protected:
     std::string Path() const { return (folder_ / "queries.mdb").string(); }
 
     void Add(const std::string& name, int kind, const std::vector<Row>& rows) {
-        const Cell id = AddObject(name, ObjectType::Query, {{"Flags", Cell::Int64(kind)}});
-        int order = 1000;
-        for (const auto& row : rows) {
-            const auto number = std::to_string(order++);
-            Insert("MSysQueries",
-                   {{"ObjectId", id},
-                    {"Attribute", Cell::Int64(row.attribute)},
-                    {"Order", Cell::Bytes(std::as_bytes(std::span(number)))},
-                    {"Expression", TextOrNull(row.expression)},
-                    {"Name1", TextOrNull(row.name1)},
-                    {"Name2", TextOrNull(row.name2)},
-                    {"Flag", Cell::Int64(row.flag)}});
-        }
+        rows_.AddQuery(name, kind, rows);
     }
     void AddLink(const std::string& name, ObjectType type, const char* file, const char* connect) {
-        AddObject(name,
-                  type,
-                  {{"Flags", Cell::Int64(0)},
-                   {"Database", TextOrNull(file)},
-                   {"Connect", TextOrNull(connect)},
-                   {"ForeignName", Cell::Text("orders of " + name)}});
+        rows_.AddObject(name,
+                        type,
+                        {{"Flags", Cell::Int64(0)},
+                         {"Database", EngineRows::TextOrNull(file)},
+                         {"Connect", EngineRows::TextOrNull(connect)},
+                         {"ForeignName", Cell::Text("orders of " + name)}});
     }
     // The text, or the error's.
     std::string TextOf(const std::string& name) {
@@ -82,39 +61,8 @@ protected:
     std::unique_ptr<DriverConnection> connection_;
 
 private:
-    static Cell TextOrNull(const std::string& text) {
-        return text.empty() ? Cell::Null() : Cell::Text(text);
-    }
-    // Returns its number.
-    Cell AddObject(const std::string& name, ObjectType type, std::map<std::string, Cell> values) {
-        const Cell id = Cell::Int64(next_id_++);
-        const Cell day = Cell::FromDateTime({45'000, 0});
-        values.insert({{"Id", id},
-                       {"ParentId", Cell::Int64(251'658'241)},
-                       {"Name", Cell::Text(name)},
-                       {"Type", Cell::Int64(static_cast<int>(type))},
-                       {"DateCreate", day},
-                       {"DateUpdate", day}});
-        Insert("MSysObjects", values);
-        return id;
-    }
-    // Into one of the engine's own tables, which no statement may change.
-    void Insert(std::string_view table, const std::map<std::string, Cell>& values) {
-        DatabaseFile file(Path(), "");
-        const auto* object = file.catalog.Find(table);
-        file.store->Begin();
-        TableWriter writer(*file.store, file.catalog.ReadTable(*object), {});
-        std::vector<Cell> row;
-        for (const auto& column : writer.Def().columns) {
-            const auto value = values.find(column.name);
-            row.push_back(value == values.end() ? Cell::Null() : value->second);
-        }
-        writer.Insert(row);
-        file.store->Commit();
-    }
-
     test::TempDir folder_;
-    int next_id_ = INT32_MIN;
+    EngineRows rows_{Path()};
 };
 
 TEST_F(SavedQuery, PutsItsClausesTogether) {
@@ -182,9 +130,18 @@ TEST_F(SavedQuery, RefusesWhatNeedsMoreThanTheFile) {
         {"in two ways",
          AllOf({"a", "b"}, {{7, "a.i = b.i", "a", "b", 1}, {7, "a.j = b.j", "a", "b", 2}})},
     };
+    int number = 0;
+    const auto expect_refused = [&](const char* words, int kind, const std::vector<Row>& rows) {
+        const auto name = "query " + std::to_string(++number);
+        Add(name, kind, rows);
+        EXPECT_TRUE(test::Has(TextOf(name), words));
+    };
     for (const auto& [words, rows] : cases) {
-        Add(words, 0, rows);
-        EXPECT_TRUE(test::Has(TextOf(words), words));
+        expect_refused(words, 0, rows);
+    }
+    for (const auto& [words, kind] :
+         {std::pair("crosstab", 0x10), {"another server", 0x70}, {"changes data", 0x20}}) {
+        expect_refused(words, kind, {{6, "*"}, {5, "", "a"}});
     }
 }
 
@@ -208,14 +165,21 @@ TEST_F(SavedQuery, IsReadLikeATable) {
     EXPECT_FALSE(cursor->Next());
 }
 
-TEST_F(SavedQuery, LinksAreListedAndSayWhereTheyLeadButNotTheirPasswords) {
+TEST_F(SavedQuery, IsListedAndLinksSayWhereTheyLeadButNotTheirPasswords) {
     AddLink("near", ObjectType::Link, "Z:\\data\\shop.mdb", "");
     AddLink("far", ObjectType::OdbcLink, "", "DSN=shop;UID=joe;PWD=hidden");
+    Add("every", 0, {{6, "*"}, {5, "", "near"}});
+    Add("union", 0x80, {{5, "select 1", "", "X"}});
+    Add("gone", 0x20, {{5, "", "near"}});
+    connection_->Execute("create table own (id long)");
     std::string listed;
     for (const auto& table : connection_->Tables()) {
-        listed += table.name.starts_with("MSys") ? "" : table.name + ": " + table.type + "; ";
+        const bool is_engines = table.name.starts_with("MSys") && table.name != "MSysObjects";
+        listed += is_engines ? "" : table.name + ": " + table.type + "; ";
     }
-    EXPECT_EQ(listed, "far: PASS-THROUGH; near: LINK; ");
+    EXPECT_EQ(listed,
+              "every: VIEW; far: PASS-THROUGH; MSysObjects: SYSTEM TABLE; near: LINK; own: TABLE; "
+              "union: VIEW; ");
     const auto why = [&](const std::string& table) {
         return test::ErrorOf([&] { connection_->OpenCursor("select * from " + table); });
     };

@@ -482,9 +482,6 @@ TEST_F(CreatedDatabase, IsLikeTheEnginesOwn) {
     const auto model = test::kRealFiles / "adox_jet4.mdb";
     const std::string path = folder_ / "new.mdb";
     CreateDatabaseFile(path);
-    EXPECT_EQ("", Faults(path));
-    EXPECT_EQ(std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-              std::filesystem::status(path).permissions());
     std::filesystem::copy_file(model, folder_ / "model.mdb");
     const std::string ours = folder_.Read("new.mdb");
     const std::string theirs = folder_.Read("model.mdb");
@@ -511,6 +508,26 @@ TEST_F(CreatedDatabase, IsLikeTheEnginesOwn) {
     }
     // Rows: all but the two dates, which are the day of making.
     EXPECT_EQ(Content(model.string(), "MSysACEs"), Content(path, "MSysACEs"));
+}
+
+// The same where no file of the engine is: the sum is that of its bytes in the header, up to the
+// commit cells, the map of free pages and the rows of its pages' maps.
+TEST(NewDatabase, IsSoundPrivateAndNeverPutOverAFile) {
+    const test::TempDir folder;
+    const std::string path = folder / "new.mdb";
+    CreateDatabaseFile(path);
+    EXPECT_EQ("", Faults(path));
+    EXPECT_EQ(std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+              std::filesystem::status(path).permissions());
+    const std::string bytes = folder.Read("new.mdb");
+    std::uint64_t sum = 0xCBF29CE484222325;
+    for (const auto& [at, length] : {std::pair(0, 0xE00), {4096, 16}, {7 * 4096 - 2139, 2139}}) {
+        for (const unsigned char byte :
+             bytes.substr(static_cast<std::size_t>(at), static_cast<std::size_t>(length))) {
+            sum = (sum ^ byte) * 0x100000001B3;
+        }
+    }
+    EXPECT_EQ(sum, 0x3403BBE2FDB67680U);
     EXPECT_NE("", ErrorOf([&] { CreateDatabaseFile(path); }));
 }
 
