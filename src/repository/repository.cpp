@@ -35,6 +35,18 @@ DataError FileFailure(const std::string& what,
     return {kErrUnspecified, what + " \"" + file.string() + "\": " + error.message() + "."};
 }
 
+// Files that are made meanwhile are the owner's alone.
+class OwnerOnly {
+public:
+    OwnerOnly() : former_(::umask(S_IRWXG | S_IRWXO)) {}
+    ~OwnerOnly() { ::umask(former_); }
+    OwnerOnly(const OwnerOnly&) = delete;
+    OwnerOnly& operator=(const OwnerOnly&) = delete;
+
+private:
+    mode_t former_;
+};
+
 // Only the owner may read what holds connection strings, whatever the umask of the session is.
 void KeepPrivate(const std::filesystem::path& file) {
     std::error_code error;
@@ -49,10 +61,11 @@ void KeepPrivate(const std::filesystem::path& file) {
 // moment.
 void CopyPrivately(const std::filesystem::path& from, const std::filesystem::path& to) {
     const std::filesystem::path part = to.string() + ".part-" + std::to_string(::getpid());
-    const mode_t former = ::umask(S_IRWXG | S_IRWXO);
     std::error_code error;
-    std::filesystem::copy_file(from, part, error);
-    ::umask(former);
+    {
+        const OwnerOnly from_the_start;
+        std::filesystem::copy_file(from, part, error);
+    }
     if (!error) {
         KeepPrivate(part);
         std::filesystem::rename(part, to, error);
@@ -213,14 +226,15 @@ void CreateRepository(const std::string& folder, const DateTime& now) {
         RemoveIfThere(former);
         held.WasReplaced();
     }
-    // Lower case as in RepoConnStr; a file that is there under another spelling was renamed or
-    // deleted above.
-    const std::string connection_string = ConnectionStringOf(JoinPath(folder, "vyrepo.mdb"));
+    // RepoConnStr spells it in small letters, and finds it all the same; a file that is there under
+    // another spelling was deleted above.
+    const std::string connection_string = ConnectionStringOf(JoinPath(folder, kRepositoryName));
     {
+        const OwnerOnly from_the_start;
         Catalog catalog;
         catalog.Create(connection_string);
     }
-    KeepPrivate(JoinPath(folder, "vyrepo.mdb"));
+    KeepPrivate(JoinPath(folder, kRepositoryName));
     Connection connection;
     connection.Open(connection_string);
     for (const char* statement : {kCreateSessions, kCreateVYTabs, kCreateSrcDCols}) {

@@ -10,6 +10,7 @@
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "shell/status_line.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -20,6 +21,7 @@
 #include <QLabel>
 #include <QMdiSubWindow>
 #include <QScrollBar>
+#include <QStatusBar>
 #include <QVersionNumber>
 
 #include <unistd.h>
@@ -61,6 +63,10 @@ MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
     ui_->setupUi(this);
     const auto version = QVersionNumber::fromString(QCoreApplication::applicationVersion());
     setWindowTitle(QString("Vantry %1.%2").arg(version.majorVersion()).arg(version.minorVersion()));
+    status_ = new StatusLine;
+    statusBar()->setSizeGripEnabled(false);
+    statusBar()->addWidget(status_, 1);
+    note_ = new OpenPagesNote(*ui_->Pages);
     for (auto* const menu : {ui_->mRep, ui_->mSesS, ui_->mWindow, ui_->mHelp}) {
         menus_.emplace_back(menu, menu->title());
     }
@@ -164,6 +170,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize) {
         KeepPagesCentred();
+        RefreshStatus();
     }
     return QMainWindow::eventFilter(watched, event);
 }

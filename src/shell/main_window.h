@@ -17,7 +17,9 @@ class MDIForm1;
 
 namespace vantry {
 
+class OpenPagesNote;
 class Page;
+class StatusLine;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -26,6 +28,8 @@ public:
     ~MainWindow() override;
 
     QMdiArea* Area() const;
+    StatusLine& Status() { return *status_; }
+    OpenPagesNote& Note() { return *note_; }
 
     // What the entries of the menus do that isn't the window's own; set by the program's start.
     struct Actions {
@@ -55,6 +59,8 @@ private:
     bool SureToExit();
 
     std::unique_ptr<Ui::MDIForm1> ui_;
+    StatusLine* status_;
+    OpenPagesNote* note_;
     std::vector<std::pair<QMenu*, QString>> menus_;  // with their titles, letters marked
     Actions actions_;
 };

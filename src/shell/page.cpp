@@ -1,10 +1,15 @@
 #include "shell/page.h"
 
+#include "core/route.h"
+#include "core/session_state.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
+#include "shell/qt_text.h"
 
 #include <QCloseEvent>
+#include <QComboBox>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QShortcut>
 
@@ -35,6 +40,77 @@ void Page::keyPressEvent(QKeyEvent* event) {
 void Page::SetEscapeButton(QAbstractButton* button) {
     auto* const escape = new QShortcut(Qt::Key_Escape, this);
     connect(escape, &QShortcut::activated, button, &QAbstractButton::click);
+}
+
+std::string Page::SideInWords() const {
+    return connected_ ? connected_place_ : std::string();
+}
+
+void Page::SetNotice(Notice notice) {
+    notice_ = std::move(notice);
+    RefreshStatus();
+}
+
+void Page::SetNotice(std::string text, NoticeKind kind) {
+    Notice notice{{}, kind};
+    if (!text.empty()) {
+        notice.parts.push_back({std::move(text)});
+    }
+    SetNotice(std::move(notice));
+}
+
+Notice Page::CurrentNotice() const {
+    Notice stale = StaleField();
+    return stale.Empty() ? notice_ : stale;
+}
+
+Notice Page::StaleField() const {
+    if (connected_) {
+        for (const auto& field : watched_) {
+            if (field.text() != field.connected) {
+                const auto& first = watched_.front();
+                return {{{StaleFieldInWords(
+                            connected_place_, FromQt(first.connected), FromQt(first.text()))}},
+                        NoticeKind::Warning};
+            }
+        }
+    }
+    return {};
+}
+
+void Page::Watch(std::function<QString()> text) {
+    watched_.push_back({std::move(text), {}});
+}
+
+void Page::WatchField(QLineEdit& field) {
+    Watch([&field] { return field.text(); });
+    connect(&field, &QLineEdit::textChanged, this, [] { RefreshStatus(); });
+}
+
+void Page::WatchField(QComboBox& field) {
+    Watch([&field] { return field.currentText(); });
+    connect(&field, &QComboBox::currentTextChanged, this, [] { RefreshStatus(); });
+}
+
+void Page::WatchField(QAbstractButton& field) {
+    Watch([&field] { return field.isChecked() ? QString("on") : QString(); });
+    connect(&field, &QAbstractButton::toggled, this, [] { RefreshStatus(); });
+}
+
+void Page::Connected() {
+    const bool target = SideOfPage(FromQt(objectName())) == Side::Target;
+    connected_ = true;
+    connected_place_ = PlaceInWords(target ? TargetConnStr : SourceConnStr);
+    for (auto& field : watched_) {
+        field.connected = field.text();
+    }
+    // Told here, not only by the log of a run that was prepared in vain.
+    SetNotice(target ? ReadOnlyTargetInWords() : std::string(), NoticeKind::Warning);
+}
+
+void Page::NotConnected() {
+    connected_ = false;
+    SetNotice(Notice());
 }
 
 void Page::closeEvent(QCloseEvent* event) {

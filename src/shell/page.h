@@ -3,9 +3,18 @@
 // Pages are loaded, shown, hidden and unloaded by name (page_set.h): a hidden page keeps what its
 // controls hold, an unloaded one loses it.
 
+#include "shell/status_line.h"
+
+#include <QString>
 #include <QWidget>
 
+#include <functional>
+#include <string>
+#include <vector>
+
 class QAbstractButton;
+class QComboBox;
+class QLineEdit;
 
 namespace vantry {
 
@@ -29,7 +38,27 @@ public:
 
     Place WherePlaced() const { return place_; }
 
+    // What this page's side of the session is, as it would be used now; for source and target
+    // pages. Empty while nothing is connected.
+    virtual std::string SideInWords() const;
+    // What the status bar says while this page is the active one: that a field has changed since it
+    // was connected, which comes first, or what the page has to say.
+    Notice CurrentNotice() const;
+    void SetNotice(Notice notice);
+    void SetNotice(std::string text, NoticeKind kind = NoticeKind::Information);
+
 protected:
+    // Fields that say what is connected: file or server first, then user, password, method. From
+    // Connected() on the status bar warns while one of them differs from what it was then.
+    void WatchField(QLineEdit& field);
+    void WatchField(QComboBox& field);
+    void WatchField(QAbstractButton& field);
+    // The connection string of the page's side leads to what stands in the fields.
+    void Connected();
+    // The last try failed: nothing is connected.
+    void NotConnected();
+    bool IsConnected() const { return connected_; }
+
     void closeEvent(QCloseEvent* event) override;
     // Enter presses the page's default button, as in a dialog, unless a control wants it.
     void keyPressEvent(QKeyEvent* event) override;
@@ -37,7 +66,18 @@ protected:
     void SetEscapeButton(QAbstractButton* button);
 
 private:
+    struct WatchedField {
+        std::function<QString()> text;
+        QString connected;  // the text as it was connected
+    };
+    void Watch(std::function<QString()> text);
+    Notice StaleField() const;
+
     Place place_;
+    std::vector<WatchedField> watched_;
+    bool connected_ = false;
+    std::string connected_place_;
+    Notice notice_;
 };
 
 }  // namespace vantry

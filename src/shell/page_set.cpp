@@ -10,6 +10,7 @@
 #include "shell/main_window.h"
 #include "shell/page_look.h"
 #include "shell/qt_text.h"
+#include "shell/status_line.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -78,6 +79,7 @@ void Activate(const std::string& name) {
         page->OnActivate();
     }
     YieldLetters(FindPage(name));
+    RefreshStatus();
 }
 
 // The larger of what the page asks for and what it was designed for.
@@ -204,6 +206,7 @@ void Vanish(LoadedPage& loaded) {
     if (loaded.on_hidden) {
         std::exchange(loaded.on_hidden, nullptr)();
     }
+    RefreshStatus();
 }
 
 }  // namespace
@@ -297,6 +300,10 @@ QSize RoomFor(const Page& page, QSize asked) {
 Page* FindPage(std::string_view name) {
     const LoadedPage* const loaded = Find(name);
     return loaded == nullptr ? nullptr : loaded->page.data();
+}
+
+Page* ActivePage() {
+    return FindPage(ActiveName());
 }
 
 bool PageIsVisible(std::string_view name) {

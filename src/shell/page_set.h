@@ -37,6 +37,8 @@ void UnloadPage(std::string_view name);
 QSize RoomFor(const Page& page, QSize asked);
 
 Page* FindPage(std::string_view name);
+// The one that takes the keys; null when there is none.
+Page* ActivePage();
 bool PageIsVisible(std::string_view name);
 std::vector<std::string> LoadedPages();
 // Unloads all; for the end of the program and of a test.

@@ -100,7 +100,13 @@ public:
         ShowPage("Form8");
         Fill("Form8", "Mdbfilename", file_);
         Click("Form8", "LOADBUTT");
+        Save(TheMainWindow(), "MDIForm1-connected");
+        Fill("Form8", "Mdbfilename", JoinPath(folder_, "other.mdb"));
+        Save(TheMainWindow(), "MDIForm1-stale");
+        Fill("Form8", "Mdbfilename", file_);
         Show("Form8");
+        HidePage("NavForm");
+        Save(TheMainWindow(), "MDIForm1-nopage");
         DrawServerPages();
         DrawTextPages();
         DrawMappingPages();

@@ -29,6 +29,10 @@ std::optional<AccessMethod> ChosenAccessMethod(const Ui& ui);
 template <class Ui>
 AccessLogin AccessLoginOf(const Ui& ui);
 
+// Calls `watch` with each field by which a page connects, the file's first.
+template <class Ui, class Watch>
+void WatchAccessFields(const Ui& ui, Watch watch);
+
 // The entries of OdbcDrivers and OdbcDsns that are for Access.
 void FillAccessDrivers(QComboBox& drivers);
 void FillAccessDsns(QComboBox& dsns);
@@ -67,6 +71,16 @@ std::optional<AccessMethod> ChosenAccessMethod(const Ui& ui) {
         return AccessMethod::Ace;
     }
     return std::nullopt;
+}
+
+template <class Ui, class Watch>
+void WatchAccessFields(const Ui& ui, Watch watch) {
+    for (auto* const field : {ui.Mdbfilename, ui.SysDBFileName, ui.MdbUsr, ui.MdbPwd}) {
+        watch(*field);
+    }
+    for (auto* const option : {ui.Option1, ui.Option2, ui.Option3, ui.Option4}) {
+        watch(*option);
+    }
 }
 
 template <class Ui>

@@ -8,6 +8,7 @@
 #include "ui_Form2.h"
 
 #include "connectors/pages/access_page.h"
+#include "core/route.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
@@ -19,6 +20,8 @@ namespace vantry {
 Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
     ui_->setupUi(this);
     ConnectOptions();
+    WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
+    connect(ui_->mdbtables, &QListWidget::itemSelectionChanged, this, [] { RefreshStatus(); });
     connect(ui_->brow, &PlateButton::Click, this, &Form2::Browse);
     connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form2::BrowseSystemDatabase);
     connect(ui_->LOADBUTT, &PlateButton::Click, this, &Form2::Load);
@@ -102,6 +105,7 @@ void Form2::Load() {
     if (ui_->Mdbfilename->text().isEmpty() && !ui_->Option3->isChecked()) {
         TellStop("Please enter the MDB File or click button to browse");
         ui_->mdbtables->clear();
+        NotConnected();
         return;
     }
     SourceCatalog = std::make_unique<Catalog>();
@@ -116,9 +120,11 @@ void Form2::Load() {
 // list, and is reported once more by the count.
 void Form2::ListTables() {
     WaitNotice wait;
+    Connected();
     const auto tell = [&](const DataError& error) {
         // The notice goes first, or the box would stand over a page that seems to work on.
         wait.Close();
+        NotConnected();
         TellStop(error.Description(), "Error");
     };
     try {
@@ -166,6 +172,12 @@ i16 Form2::ChkSQLSyntax(const std::string& query) {
                  "Query Error");
         return kFalse;
     }
+}
+
+std::string Form2::SideInWords() const {
+    const std::string place = Page::SideInWords();
+    const auto selected = static_cast<std::size_t>(ui_->mdbtables->selectedItems().size());
+    return place.empty() ? place : place + ", " + CountInWords(selected, "table", "tables");
 }
 
 void Form2::Next() {

@@ -20,6 +20,7 @@ public:
 
     void OnLoad() override;
     bool QueryUnload() override;
+    std::string SideInWords() const override;
 
     // Whether the source understands the query; says what it thinks of it if it doesn't.
     i16 ChkSQLSyntax(const std::string& query);

@@ -22,6 +22,7 @@ constexpr const char* kConnected = "Connected Succesfully";
 Form8::Form8() : Page("Form8"), ui_(std::make_unique<Ui::Form8>()) {
     ui_->setupUi(this);
     ConnectOptions();
+    WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
     connect(ui_->brow, &PlateButton::Click, this, &Form8::Browse);
     connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form8::BrowseSystemDatabase);
     connect(ui_->NewMdbButton, &PlateButton::Click, this, &Form8::CreateDatabase);
@@ -107,8 +108,7 @@ void Form8::BrowseSystemDatabase() {
     }
 }
 
-// A new file is a .mdb without a password whatever the method: the options say how to connect, and
-// any of them can open it.
+// A new file has no password whatever the method, and its ending says what it is.
 void Form8::CreateDatabase() {
     const auto file = CurrentDialogs().ChooseFileToSave({"Create New MS Access Database",
                                                          "MS Access Database (*.mdb)|*.mdb",
@@ -124,6 +124,11 @@ void Form8::CreateDatabase() {
         Tell(error.Description());
         return;
     }
+    // Such a file isn't for the provider of .mdb files, whichever option stands there.
+    if (FileExtOf(*file) == "accdb") {
+        ui_->Option4->setChecked(true);
+        SetEnabled(false, false, true);
+    }
     Load();
 }
 
@@ -133,6 +138,7 @@ void Form8::Load() {
             "Please enter the MDB File or click button to browse. If you want to connect via ODBC "
             "DSN, Please choose DSN Option");
         ShowStatus("Connection Failed", 255, 0, 0);
+        NotConnected();
         return;
     }
     // Also when the try fails: from now on each change of option tries again.
@@ -148,9 +154,11 @@ void Form8::Load() {
     } catch (const DataError& error) {
         TellStop(NumberText(error.Number()) + ":" + error.Description(), "Error");
         ShowStatus("Connection Failed", 255, 0, 0);
+        NotConnected();
         return;
     }
     ShowStatus(kConnected, 20, 200, 20);
+    Connected();
 }
 
 void Form8::ShowStatus(const char* text, int red, int green, int blue) {

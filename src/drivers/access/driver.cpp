@@ -49,8 +49,9 @@ public:
     }
 
     void CreateDatabase(const ConnectionString& connection) override {
-        const auto target = TargetOf(connection);
-        CreateDatabaseFile(target.path, target.jet_only);
+        // The ending says what is to be made, whichever provider is asked: a file that no other
+        // program could open by its name would be of no use.
+        CreateDatabaseFile(TargetOf(connection).path);
     }
 };
 

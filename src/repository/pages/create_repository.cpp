@@ -1,8 +1,10 @@
 #include "repository/pages/create_repository.h"
 
 #include "data/value_text.h"
+#include "repository/pages/form13.h"
 #include "repository/repository.h"
 #include "shell/dialogs.h"
+#include "shell/page_set.h"
 
 namespace vantry {
 
@@ -21,6 +23,10 @@ void CreateNewRepository(const std::string& folder) {
         return;
     }
     Tell("New Repository Created");
+    // What it proposes belongs to the former repository, or to none.
+    if (auto* const page = FindPageAs<Form13>("Form13")) {
+        page->ProposeAnew();
+    }
 }
 
 }  // namespace vantry

@@ -11,6 +11,7 @@
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "data/value_text.h"
+#include "repository/pages/create_repository.h"
 #include "repository/repository.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
@@ -80,9 +81,20 @@ Form13::Form13() : Page("Form13"), ui_(std::make_unique<Ui::Form13>()) {
 Form13::~Form13() = default;
 
 void Form13::OnLoad() {
+    ProposeAnew();
+    const DateTime now = Now();
+    ui_->Schedule->SetTime(OneMinuteBefore(now), now);
+}
+
+void Form13::ProposeAnew() {
+    const QString former_name = ui_->SesName->text();
+    const QString former_log = ui_->LogName->text();
     ShowNextId();
-    ui_->SesName->setText(
-        ToQt(SourceType + "To" + TargetType + "SessionID" + FromQt(ui_->SesID->text())));
+    const QString name =
+        ToQt(SourceType + "To" + TargetType + "SessionID" + FromQt(ui_->SesID->text()));
+    if (former_name == proposed_name_) {
+        ui_->SesName->setText(name);
+    }
     // Logs hold the data sources' error texts, with names of servers and users: for the owner
     // alone.
     const std::filesystem::path logs = JoinPath(SharedFolder(), "log");
@@ -91,13 +103,23 @@ void Form13::OnLoad() {
         std::filesystem::permissions(logs, std::filesystem::perms::owner_all, failed);
     }
     // The log file follows the name as it is now; a name typed later doesn't change it.
-    ui_->LogName->setText(ToQt(JoinPath(logs.string(), FromQt(ui_->SesName->text()) + ".log")));
-    const DateTime now = Now();
-    ui_->Schedule->SetTime(OneMinuteBefore(now), now);
+    const QString log = ToQt(JoinPath(logs.string(), FromQt(ui_->SesName->text()) + ".log"));
+    if (former_log == proposed_log_) {
+        ui_->LogName->setText(log);
+    }
+    proposed_name_ = name;
+    proposed_log_ = log;
 }
 
-// A session can be run without a repository, so the page stays; saving will fail with more words.
+// A session can be run without a repository, so the page stays; saving offers to make one that
+// isn't there, and fails with more words where one can't be read.
 void Form13::ShowNextId() {
+    SetNotice(Notice());
+    if (!std::filesystem::exists(RepositoryFile(SharedFolder()))) {
+        ui_->SesID->setText("1");
+        SetNotice("There is no repository for saved sessions yet; Next offers to make it.");
+        return;
+    }
     try {
         ui_->SesID->setText(QString::number(NextSessionID()));
     } catch (const DataError& error) {
@@ -143,7 +165,20 @@ void Form13::Next() {
     }
 }
 
+// Only where none is there: one that can't be read may hold all that the user has.
+void Form13::OfferRepository() {
+    const std::string folder = SharedFolder();
+    if (!std::filesystem::exists(RepositoryFile(folder)) &&
+        AskYesNo(
+            "There is no repository for saved sessions yet.\nDo you want to create it now in " +
+                folder + "?",
+            "Create New Repository")) {
+        CreateNewRepository(folder);
+    }
+}
+
 bool Form13::Save() {
+    OfferRepository();
     SessionSave save;
     save.SesName = FromQt(ui_->SesName->text());
     save.LogName = FromQt(ui_->LogName->text());

@@ -18,6 +18,8 @@ public:
     ~Form13() override;
 
     void OnLoad() override;
+    // Number, name and log by the repository that is there now; what the user has typed stays.
+    void ProposeAnew();
     bool QueryUnload() override;
 
 private:
@@ -26,10 +28,13 @@ private:
     void Browse();
     // Saves unless "run it now only" is chosen, then opens the run page or ends the wizard.
     void Next();
+    void OfferRepository();
     // False when something is missing or the save failed; the box that says so was shown.
     bool Save();
 
     std::unique_ptr<Ui::Form13> ui_;
+    QString proposed_name_;
+    QString proposed_log_;
 };
 
 }  // namespace vantry

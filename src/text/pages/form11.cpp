@@ -8,6 +8,7 @@
 
 #include "ui_Form11.h"
 
+#include "core/route.h"
 #include "data/data_error.h"
 #include "data/letter_case.h"
 #include "shell/dialogs.h"
@@ -73,6 +74,7 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
     folder_ = new PathField(*ui_->FolderName, [this] { RefreshList(); });
     connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
     connect(ui_->FilesList, &QListWidget::itemSelectionChanged, this, &Form11::SelectFile);
+    connect(ui_->FilesList, &QListWidget::itemChanged, this, [] { RefreshStatus(); });
     ui_->FilesList->setItemDelegate(new TickPainter(ui_->FilesList));
     // A file that is ticked by the keyboard is the one to be looked at, too.
     connect(ui_->FilesList, &QListWidget::itemChanged, this, [this](QListWidgetItem* item) {
@@ -162,6 +164,13 @@ void Form11::Tick(bool all) {
         ui_->FilesList->item(row)->setCheckState(all ? Qt::Checked : Qt::Unchecked);
     }
     ui_->FilesList->viewport()->update();
+    RefreshStatus();
+}
+
+std::string Form11::SideInWords() const {
+    return files_.empty() ? std::string()
+                          : "the folder " + LastPartOf(Folder()) + ", " +
+                                CountInWords(TickedFiles().size(), "file", "files");
 }
 
 // Numbered anew: the run takes TabID for the place among the tables of the session.

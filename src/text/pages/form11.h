@@ -24,6 +24,7 @@ public:
 
     void OnLoad() override;
     bool QueryUnload() override;
+    std::string SideInWords() const override;
 
 private:
     void ChooseFolder();

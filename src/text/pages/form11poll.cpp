@@ -2,6 +2,7 @@
 
 #include "ui_Form11Poll.h"
 
+#include "core/route.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
@@ -68,6 +69,10 @@ bool Form11Poll::QueryUnload() {
     return AskToClose();
 }
 
+std::string Form11Poll::SideInWords() const {
+    return format_->PreviewValid() ? LastPartOf(FromQt(ui_->TxtFile->text())) : std::string();
+}
+
 void Form11Poll::ChooseSample() {
     const auto file = CurrentDialogs().ChooseFileToOpen(
         {"Open CSV/Delimited File", kSampleFiles, FromQt(ui_->TxtFile->text()), ""});
@@ -81,6 +86,7 @@ void Form11Poll::TakeSample() {
     const std::string path = FromQt(ui_->TxtFile->text());
     ui_->FPatternTbox->setText(ToQt(PatternOf(path)));
     format_->Preview(path);
+    RefreshStatus();
 }
 
 void Form11Poll::Next() {

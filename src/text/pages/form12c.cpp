@@ -8,6 +8,7 @@
 #include "ui_Form12c.h"
 
 #include "core/kinds.h"
+#include "core/route.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
@@ -84,6 +85,8 @@ void Form12c::ConnectControls() {
     connect(ui_->CNCLBUTT, &PlateButton::Click, this, [] {
         AskToCancel("Cancel", "Are you sure you want to cancel this session?");
     });
+    connect(ui_->FName, &QLineEdit::textChanged, this, &Form12c::FolderChanged);
+    connect(ui_->DefExt, &QComboBox::currentTextChanged, this, [] { RefreshStatus(); });
     ui_->FName->installEventFilter(this);
     ui_->OthFormat->installEventFilter(this);
 }
@@ -166,6 +169,18 @@ void Form12c::OtherTyped() {
         return;
     }
     delimiter_ = FromQt(text);
+}
+
+std::string Form12c::SideInWords() const {
+    const std::string folder = FromQt(ui_->FName->text());
+    return folder.empty()
+               ? folder
+               : FromQt(ui_->DefExt->currentText()) + " files in the folder " + LastPartOf(folder);
+}
+
+// Told while the folder is being chosen, as a run would find it out table by table.
+void Form12c::FolderChanged() {
+    SetNotice(ReadOnlyInWords(FromQt(ui_->FName->text())), NoticeKind::Warning);
 }
 
 void Form12c::ChooseFolder() {

@@ -21,6 +21,7 @@ public:
     ~Form12c() override;
 
     bool QueryUnload() override;
+    std::string SideInWords() const override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
@@ -29,6 +30,7 @@ private:
     void DelimiterChosen(int option);
     void OtherTyped();
     void ChooseFolder();
+    void FolderChanged();
     // True unless FName was left with a folder that isn't there, of which a box tells the user.
     bool CheckLeftFolder();
     void CheckLeftFolderSoon();

@@ -19,7 +19,7 @@ namespace {
 class IndexNodes : public WithoutSync {
 protected:
     void SetUp() override {
-        CreateDatabaseFile(path_, false);
+        CreateDatabaseFile(path_);
         opened_ = std::make_unique<Opened>(path_);
         opened_->Create("deep",
                         {Column("id", "LONG"), Column("t", "TEXT", 255)},
@@ -223,7 +223,7 @@ class IndexedBinaries : public WithoutSync {};
 
 TEST_F(IndexedBinaries, MayBeEmpty) {
     const std::string path = (folder_.Path() / "binaries.accdb").string();
-    CreateDatabaseFile(path, false);
+    CreateDatabaseFile(path);
     Opened opened(path);
     opened.Create("b",
                   {Column("id", "LONG"), Column("b", "VARBINARY", 20), Column("t", "TEXT", 255)},

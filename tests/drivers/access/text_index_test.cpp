@@ -54,7 +54,7 @@ class TextIndex : public WithoutSync, public testing::WithParamInterface<const c
 protected:
     void SetUp() override {
         path_ = (folder_.Path() / GetParam()).string();
-        CreateDatabaseFile(path_, false);
+        CreateDatabaseFile(path_);
         opened_ = std::make_unique<Opened>(path_);
         auto index = Index("texts", {"t"});
         index.unique = true;

@@ -8,6 +8,8 @@
 #include "drivers/access/real_files.h"
 #include "drivers/access/writing_fixture.h"
 
+#include <sys/stat.h>
+
 #include <functional>
 
 namespace vantry::access {
@@ -481,7 +483,10 @@ protected:
 TEST_F(CreatedDatabase, IsLikeTheEnginesOwn) {
     const auto model = test::kRealFiles / "adox_jet4.mdb";
     const std::string path = folder_ / "new.mdb";
+    const mode_t former = ::umask(027);
     CreateDatabaseFile(path);
+    ::umask(former);
+    EXPECT_EQ(test::ModeOf(path), 0640U);
     std::filesystem::copy_file(model, folder_ / "model.mdb");
     const std::string ours = folder_.Read("new.mdb");
     const std::string theirs = folder_.Read("model.mdb");

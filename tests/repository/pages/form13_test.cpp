@@ -315,12 +315,46 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
         }
     }
     ShowPage("Form13");
-    EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("stop|Error|"));
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_NE(FindPage("Form13")->CurrentNotice().Text().find("no repository"), std::string::npos);
     Set("TimeOpt_1");
-    fails("no repository");
+    const std::string offer =
+        "none|Create New Repository|There is no repository for saved sessions yet.\nDo you want to "
+        "create it now in " +
+        Folder() + "?|Yes/No\n";
+    Press("Form13", "NXTBUTT");
+    const std::string boxes = dialogs_.TakeBoxes();
+    EXPECT_TRUE(boxes.starts_with(offer + start)) << boxes;
+    // With a yes it is made and the save goes on, here to a schedule that isn't complete.
+    dialogs_.answers = {BoxAnswer::Yes};
+    Press("Form13", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              offer + "none|Vantry|New Repository Created|OK\n" +
+                  "stop|Stop|Please Select atleast one WeekDay|OK");
+    EXPECT_TRUE(std::filesystem::exists(folder_ / "VYRepo.mdb"));
+    EXPECT_EQ(test::ModeOf(folder_ / "VYRepo.mdb"), 0600U);
+    EXPECT_TRUE(FindPage("Form13")->CurrentNotice().Empty());
     Set("FreqOpt_1");
     Press("Form13", "NXTBUTT");
     EXPECT_EQ(VisiblePages(), "Form14");
+}
+
+TEST_F(Form13Test, ANewRepositoryGivesThePageItsNumberAndNamesAnew) {
+    TakeNumber(11);
+    ShowPage("Form13");
+    EXPECT_EQ(Edit("SesName"), "ACCESSToORACLESessionID12");
+    Type("Form13", "LogName", "/tmp/mine.log");
+    dialogs_.answers = {BoxAnswer::Yes};
+    CreateNewRepository(Folder());
+    EXPECT_EQ(LabelText("Form13", "SesID"), "1");
+    EXPECT_EQ(Edit("SesName"), "ACCESSToORACLESessionID1");
+    EXPECT_EQ(Edit("LogName"), "/tmp/mine.log") << "what was typed stays";
+    // One that another program spelled otherwise is found as well.
+    std::filesystem::rename(folder_ / "VYRepo.mdb", folder_ / "vyREPO.MDB");
+    TakeNumber(4);
+    UnloadAllPages();
+    ShowPage("Form13");
+    EXPECT_EQ(LabelText("Form13", "SesID"), "5");
 }
 
 TEST_F(Form13Test, LeavesByBackCancelAndTheCloseBox) {

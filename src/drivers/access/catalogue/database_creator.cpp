@@ -280,12 +280,12 @@ void FillSystemTables(const std::string& path, const FileKind& kind) {
 
 }  // namespace
 
-void CreateDatabaseFile(const std::string& path, bool jet_only) {
+void CreateDatabaseFile(const std::string& path) {
     if (file::StampOf(path)) {
         throw DatabaseExists(path);
     }
     const std::string extension = UpperCased(std::filesystem::path(path).extension().string());
-    const FileKind& kind = extension == ".ACCDB" && !jet_only ? kAce14Kind : kJet4Kind;
+    const FileKind& kind = extension == ".ACCDB" ? kAce14Kind : kJet4Kind;
     const auto folder = std::filesystem::path(path).parent_path();
     if (std::error_code error; !folder.empty() && !std::filesystem::exists(folder, error)) {
         throw file::SystemError(path, "created", ENOENT);
@@ -295,7 +295,7 @@ void CreateDatabaseFile(const std::string& path, bool jet_only) {
     const std::string temporary = path + ".new-" + std::to_string(::getpid());
     try {
         {
-            auto made = file::File::CreateNew(temporary, true);
+            auto made = file::File::CreateNew(temporary, false);
             made.Write(0, SystemPages(kind).Bytes());
             made.Sync();
         }

@@ -5,9 +5,9 @@
 
 namespace vantry::access {
 
-// The kind follows the extension (.accdb or anything else), unless it must be one that the Jet
-// provider knows. The file appears whole or not at all, readable by its owner alone. Throws
-// DataError, also when there is a file of that name.
-void CreateDatabaseFile(const std::string& path, bool jet_only = false);
+// The kind follows the extension (.accdb or anything else). The file appears whole or not at all,
+// with the permissions that the umask leaves. Throws DataError, also when there is a file of that
+// name.
+void CreateDatabaseFile(const std::string& path);
 
 }  // namespace vantry::access

@@ -1,0 +1,216 @@
+// The row is drawn from the state of the session and from the active page each time that something
+// changed; nothing is kept that could grow stale. Easy to get wrong: names come from files and
+// servers, so what stands in a label that knows links is escaped; and a page may be gone before the
+// refresh that it asked for.
+#include "shell/status_line.h"
+
+#include "core/route.h"
+#include "core/session_state.h"
+#include "shell/main_window.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+#include "shell/tool_tip.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QTimer>
+
+#include <algorithm>
+#include <utility>
+
+namespace vantry {
+namespace {
+
+constexpr int kMargin = 6;
+constexpr int kMostNamesOfPages = 6;
+
+// Parts of a text that is markup; links by the number of their part.
+QString MarkedUp(const Notice& notice) {
+    QString text;
+    for (std::size_t i = 0; i < notice.parts.size(); ++i) {
+        const QString part = ToQt(notice.parts[i].text).toHtmlEscaped();
+        text += notice.parts[i].action ? "<a href=\"" + QString::number(i) + "\">" + part + "</a>"
+                                       : part;
+    }
+    return text;
+}
+
+bool ShowsRoute(const Page& page) {
+    return SideOfPage(FromQt(page.objectName())) != Side::None || FindPage("Form4") != nullptr;
+}
+
+// A page says what its own side would be now; of the other side only what has been passed counts,
+// as the variables hold what earlier sessions left.
+std::string RouteBeside(const Page& page) {
+    if (!ShowsRoute(page)) {
+        return {};
+    }
+    const Side side = SideOfPage(FromQt(page.objectName()));
+    const std::string source = side == Side::Source ? page.SideInWords() : SourceInWords();
+    std::string target;
+    if (side == Side::Target) {
+        target = page.SideInWords();
+    } else if (side == Side::None) {
+        target = TargetInWords();
+    }
+    return RouteInWords(source, target);
+}
+
+QString TitleOf(const std::string& name) {
+    const Page* const page = FindPage(name);
+    return page == nullptr ? ToQt(name) : page->windowTitle();
+}
+
+}  // namespace
+
+std::string Notice::Text() const {
+    std::string text;
+    for (const auto& part : parts) {
+        text += part.text;
+    }
+    return text;
+}
+
+QColor WarningColor(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < 128 ? QColor(255, 190, 100)
+                                                             : QColor(140, 60, 0);
+}
+
+StatusLine::StatusLine(QWidget* parent)
+    : QWidget(parent), notice_label_(new QLabel), route_label_(new QLabel) {
+    auto* const row = new QHBoxLayout(this);
+    row->setContentsMargins(kMargin, 0, kMargin, 0);
+    row->setSpacing(3 * kMargin);
+    row->addWidget(notice_label_, 1);
+    row->addWidget(route_label_);
+    notice_label_->setObjectName("StatusNotice");
+    notice_label_->setAccessibleName("Notice");
+    notice_label_->setTextFormat(Qt::RichText);
+    notice_label_->setTextInteractionFlags(Qt::LinksAccessibleByMouse |
+                                           Qt::LinksAccessibleByKeyboard);
+    // Neither label widens the window: what doesn't fit is in the tool tip.
+    notice_label_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    route_label_->setObjectName("StatusRoute");
+    route_label_->setAccessibleName("Source and target");
+    route_label_->setTextFormat(Qt::PlainText);
+    connect(notice_label_, &QLabel::linkActivated, this, [this](const QString& link) {
+        const auto part = static_cast<std::size_t>(link.toULongLong());
+        if (part < notice_.parts.size() && notice_.parts[part].action) {
+            // A copy: the action may change the notice.
+            const auto action = notice_.parts[part].action;
+            action();
+        }
+    });
+}
+
+void StatusLine::Show(const std::string& route, const Notice& notice) {
+    route_ = ToQt(route);
+    notice_ = notice;
+    Draw();
+}
+
+QSize StatusLine::minimumSizeHint() const {
+    return {0, fontMetrics().height() + kMargin};
+}
+
+void StatusLine::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::FontChange) {
+        Draw();
+    }
+}
+
+void StatusLine::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    Draw();
+}
+
+void StatusLine::Draw() {
+    QPalette colors = palette();
+    if (notice_.kind == NoticeKind::Warning) {
+        colors.setColor(QPalette::WindowText, WarningColor(colors));
+    }
+    notice_label_->setPalette(colors);
+    const QString sign = notice_.kind == NoticeKind::Warning && !notice_.Empty() ? "\u26a0 " : "";
+    notice_label_->setText(sign + MarkedUp(notice_));
+    notice_label_->setToolTip(notice_.Empty() ? QString() : ToolTipOf(ToQt(notice_.Text())));
+    // The notice comes first: it is about what the user is doing now.
+    const int needed = notice_.Empty() ? 0 : notice_label_->sizeHint().width();
+    const int left = std::max(width() - needed - 5 * kMargin, width() / 3);
+    route_label_->setText(fontMetrics().elidedText(route_, Qt::ElideMiddle, left));
+    route_label_->setToolTip(route_.isEmpty() ? QString() : ToolTipOf(route_));
+}
+
+OpenPagesNote::OpenPagesNote(QMdiArea& area) : QLabel(area.viewport()), area_(area) {
+    setObjectName("OpenPagesNote");
+    setTextFormat(Qt::RichText);
+    setWordWrap(true);
+    setAlignment(Qt::AlignCenter);
+    setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    // The area's background is the style's, of any lightness; the note brings its own.
+    setAutoFillBackground(true);
+    setFrameShape(QFrame::StyledPanel);
+    setMargin(4 * kMargin);
+    connect(this, &QLabel::linkActivated, this, [this] {
+        if (FindPage(last_) != nullptr) {
+            ShowPage(last_);
+        }
+    });
+    hide();
+}
+
+void OpenPagesNote::Refresh() {
+    QStringList titles;
+    for (const auto& name : LoadedPages()) {
+        const Page* const page = FindPage(name);
+        if (PageIsVisible(name) && page->WherePlaced() != Page::Place::Window) {
+            hide();
+            return;
+        }
+        if (page != nullptr && page->WherePlaced() == Page::Place::Frame && name != "NavForm") {
+            titles << TitleOf(name).toHtmlEscaped();
+            last_ = name;
+        }
+    }
+    if (titles.isEmpty()) {
+        hide();
+        return;
+    }
+    const QString last = titles.last();
+    if (titles.size() > kMostNamesOfPages) {
+        titles = titles.mid(titles.size() - kMostNamesOfPages);
+    }
+    setText(
+        "<p>No page follows here, but the session is open, with what was chosen on these "
+        "pages:</p><p>" +
+        titles.join("<br>") + "</p><p><a href=\"last\">Go back to \"" + last + "\"</a></p>");
+    const int width = std::min(area_.viewport()->width(), fontMetrics().averageCharWidth() * 70);
+    resize(width, heightForWidth(width));
+    move((area_.viewport()->width() - width) / 2,
+         std::max(0, (area_.viewport()->height() - height()) / 3));
+    show();
+    setFocusPolicy(Qt::StrongFocus);
+    setFocus();
+}
+
+void RefreshStatus() {
+    static bool waiting = false;
+    if (std::exchange(waiting, true)) {
+        return;
+    }
+    QTimer::singleShot(0, [] {
+        waiting = false;
+        MainWindow* const frame = FindMainWindow();
+        if (frame == nullptr) {
+            return;
+        }
+        const Page* const page = ActivePage();
+        frame->Status().Show(page == nullptr ? std::string() : RouteBeside(*page),
+                             page == nullptr ? Notice() : page->CurrentNotice());
+        frame->Note().Refresh();
+    });
+}
+
+}  // namespace vantry

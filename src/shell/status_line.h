@@ -1,0 +1,75 @@
+#pragma once
+// What the frame says beside the pages: the session's source and target, what a page has to add,
+// and which pages are open where none is seen. Their own texts are what users' instructions quote,
+// so whatever helps besides stands here.
+
+#include <QLabel>
+#include <QWidget>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+class QMdiArea;
+
+namespace vantry {
+
+enum class NoticeKind { Information, Warning };
+
+// A part of a notice; one with an action is a link.
+struct NoticePart {
+    std::string text;
+    std::function<void()> action = nullptr;
+};
+
+struct Notice {
+    std::vector<NoticePart> parts;
+    NoticeKind kind = NoticeKind::Information;
+
+    bool Empty() const { return parts.empty(); }
+    std::string Text() const;
+};
+
+// A colour for a text that warns, readable on the palette's window or base.
+QColor WarningColor(const QPalette& palette);
+
+// The row in the status bar: a notice, and behind it the route.
+class StatusLine : public QWidget {
+    Q_OBJECT
+public:
+    explicit StatusLine(QWidget* parent = nullptr);
+
+    void Show(const std::string& route, const Notice& notice);
+    QSize minimumSizeHint() const override;
+
+protected:
+    void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void Draw();
+
+    QLabel* notice_label_;
+    QLabel* route_label_;
+    QString route_;
+    Notice notice_;
+};
+
+// In the middle of the area while no page is seen there: which are open, and a way back to the last
+// of them. Some buttons lead to no page, and it must stay so.
+class OpenPagesNote : public QLabel {
+    Q_OBJECT
+public:
+    explicit OpenPagesNote(QMdiArea& area);
+    void Refresh();
+
+private:
+    QMdiArea& area_;
+    std::string last_;  // the page that the link shows
+};
+
+// Brings both up to date once control is back in the event loop; what pages and the set of pages
+// call after each change.
+void RefreshStatus();
+
+}  // namespace vantry
