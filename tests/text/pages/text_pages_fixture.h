@@ -22,7 +22,8 @@ protected:
         RegisterShellPages();
         RegisterWizardPages();
         RegisterTextPages();
-        RegisterNamedPages({"Form1", "Form2", "Form4", "Form8"});
+        RegisterNamedPages(
+            {"Form1", "Form2", "Form4", "Form6", "Form8", "Form10", "MySQLSrc", "MSSQLSrc"});
         SourceType = "TEXT";
         TargetType = "ACCESS";
         SourceConnStr = "former";
