@@ -1,20 +1,26 @@
 // Runs the sample sessions without a window: the files of the samples folder to delimited and to
 // fixed-width text, to an Access file and back, and the orders to a DBF table and back. Usage:
-// sample_session SAMPLES_FOLDER OUT_FOLDER. Exits with 0 when the sessions ran; which of their rows
-// failed is for the log to tell.
+// sample_session SAMPLES_FOLDER OUT_FOLDER [save]. With "save" nothing runs: the first copy is
+// saved in the repository, and the command that runs it is printed. Exits with 0 when the sessions
+// ran; which of their rows failed is for the log to tell.
 
 #include "core/folders.h"
 #include "core/kinds.h"
 #include "core/session_state.h"
+#include "data/paths.h"
+#include "data/value_text.h"
 #include "engine/run_session.h"
 #include "mapping/column_discovery.h"
 #include "programs/console_view.h"
+#include "repository/program_lock.h"
+#include "repository/repository.h"
 #include "text/text_source.h"
 #include "text/text_writer.h"
 
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -169,15 +175,32 @@ void Run(const std::filesystem::path& samples, const std::filesystem::path& out)
     std::printf("The files are in %s\n", out.c_str());
 }
 
+void Save(const std::filesystem::path& samples, const std::filesystem::path& out) {
+    const std::string folder = ApplicationFolder();
+    InitSharedState(folder);
+    if (!std::filesystem::exists(RepositoryFile(folder))) {
+        CreateRepository(folder, Now());
+    }
+    ChooseSource(samples, out / "source");
+    ChooseTextTarget(out / "saved", "DELIMITED", ".tab", "\t");
+    MapTables();
+    SessionSave save;
+    save.SesName = "Sample";
+    save.LogName = JoinPath(LogFolder(folder), "sample.log");
+    std::printf("VYRun %d\n", SaveSession(save));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 3) {
-        std::fprintf(stderr, "usage: sample_session SAMPLES_FOLDER OUT_FOLDER\n");
+    const bool saves = argc == 4 && std::string_view(argv[3]) == "save";
+    if (argc != 3 && !saves) {
+        std::fprintf(stderr, "usage: sample_session SAMPLES_FOLDER OUT_FOLDER [save]\n");
         return 64;
     }
     try {
-        Run(argv[1], argv[2]);
+        (saves ? Save : Run)(std::filesystem::absolute(argv[1]),
+                             std::filesystem::absolute(argv[2]));
         return 0;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
