@@ -66,7 +66,7 @@ add_custom_target(vantry_papers ALL DEPENDS ${pressed})
 
 set(CPACK_PACKAGE_NAME vantry)
 set(CPACK_PACKAGE_VENDOR "The Vantry developers")
-set(CPACK_PACKAGE_CONTACT "The Vantry developers <vantry@localhost>")
+set(CPACK_PACKAGE_CONTACT "The Vantry developers <developers@vantry.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "copy tables between databases, Access and DBF files, and text")
 set(CPACK_PACKAGE_DESCRIPTION "A wizard that copies tables from a source to a target, at once or as a saved
 session for its runner and its scheduler. It reads and writes Access files
@@ -77,7 +77,7 @@ set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
   WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGE_FILE_NAME vantry-${PROJECT_VERSION}-linux-${CMAKE_SYSTEM_PROCESSOR})
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)  # of the Debian package; an archive has a folder of its name
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)  # of the Debian package; scripts/package makes the archive without one
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
