@@ -17,6 +17,7 @@
 #include "mapping/pages/editor_list.h"
 #include "mapping/pages/form5.h"
 #include "mapping/pages/maperrform.h"
+#include "shell/background_work.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
@@ -53,6 +54,17 @@ void TellSourceFailure(const DataError& error) {
     const bool explained =
         ThisSource().explains_unsupported_types && error.Description() == kUnsupportedType;
     TellStop(explained ? kUnsupportedTypeHelp : error.Description(), "Stop");
+}
+
+// The columns are read on this thread, table by table. A server that doesn't answer is met before,
+// where the window stays alive and Esc gives up.
+void Reach(bool is_server, const std::string& connection_string) {
+    if (is_server) {
+        RunInBackground([connection_string](const auto&) {
+            Connection connection;
+            connection.Open(connection_string, "", "");
+        });
+    }
 }
 
 void TellTargetFailure(const DataError& error) {
@@ -156,7 +168,9 @@ void Form4::ShowTargetNames() {
 void Form4::LoadColumns(i16& ok) {
     ok = kFalse;
     try {
+        Reach(ThisSource().is_server, SourceConnStr);
         LoadSourceColumns();
+        Reach(ThisTarget().is_server, TargetConnStr);
         CheckTargetTables(target_names_);
         ShowTargetNames();
     } catch (const DataError& error) {

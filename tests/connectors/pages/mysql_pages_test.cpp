@@ -199,6 +199,33 @@ TEST_F(MySqlPagesTest, EveryFailureIsToldAndTheNextTryWorks) {
     }
 }
 
+// A semicolon ends a value of the string, unless it stands in braces.
+TEST_F(MySqlPagesTest, NamesAndPasswordsOfAllLetters) {
+    const std::pair<const char*, const char*> passwords[] = {
+        {"a;b}c d", "{a;b}}c d}"}, {" x ", "{ x }"}, {"{w", "{w"}, {"'\"=ß😀%", "'\"=ß😀%"}};
+    for (const auto& [password, typed] : passwords) {
+        Server().Run(std::string("create or replace user odd@127.0.0.1 identified by \"") +
+                     (std::string_view(password).starts_with("'") ? "'\"\"=ß😀%" : password) +
+                     "\"; grant all on *.* to odd@127.0.0.1");
+        for (const char* page : {"MySQLSrc", "MySQLDest"}) {
+            Open(page);
+            Type(page, "UserTBox", "odd");
+            Type(page, "PassTbox", typed);
+            Press(page, "ConnButt");
+            EXPECT_EQ(Status(page, "Label2") + dialogs_.TakeBoxes(), kGreen) << password;
+        }
+    }
+    for (const char* name : {"my shop", "O'Hara \"x\"", "a[b]{c}", "Ünï €", "100%=?"}) {
+        const std::string quoted = std::string("`") + name + "`";
+        Server().Run("create database " + quoted + "; create table " + quoted + "." + quoted +
+                     "(i int)");
+        Press("MySQLSrc", "ConnButt");
+        Pick("MySQLSrc", "MySQLDBCombo", name);
+        EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables") + dialogs_.TakeBoxes(), name);
+        Server().Run("drop database " + quoted);
+    }
+}
+
 TEST_F(MySqlPagesTest, RefusalsOfTheServer) {
     Server().Run(
         "drop user if exists poor@127.0.0.1; create user poor@127.0.0.1 identified by ''; "
