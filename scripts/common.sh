@@ -13,8 +13,29 @@ need_packages() {
         command -v sudo >/dev/null || { echo "Packages are missing and there is no sudo; as root: apt-get install ${missing[*]}" >&2; return 1; }
         as_root=(sudo)
     fi
-    "${as_root[@]}" apt-get update -qq || echo "apt-get update failed; trying with the lists that are there" >&2
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    telling_progress "Asking for the newest lists of packages" "" "${as_root[@]}" apt-get update -qq ||
+        echo "apt-get update failed; trying with the lists that are there" >&2
+    telling_progress "Installing packages" "" \
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# telling_progress WHAT LOG COMMAND...: runs it and says on standard error every 20 seconds that it is still at work; with a LOG of
+# ninja, into which its output goes, how far it is.
+telling_progress() {
+    local what=$1 log=$2 begun=$SECONDS told=$SECONDS pid step
+    shift 2
+    if [ -n "$log" ]; then "$@" >"$log" 2>&1 & else "$@" & fi
+    pid=$!
+    while kill -0 "$pid" 2>/dev/null; do
+        sleep 0.2
+        if [ $(((SECONDS - begun) / 20)) -gt $(((told - begun) / 20)) ]; then
+            told=$SECONDS
+            step=
+            [ -z "$log" ] || step=$(sed -nE 's/^\[([0-9]+)\/([0-9]+)\].*/, step \1 of \2/p' "$log" | tail -n 1)
+            echo "$what: $(((SECONDS - begun) / 60)) min $(((SECONDS - begun) % 60)) s so far$step" >&2
+        fi
+    done
+    wait "$pid"
 }
 
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev libssl-dev
