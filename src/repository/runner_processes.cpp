@@ -1,3 +1,9 @@
+// Runners are started, counted and watched by process number alone; what they did they say in their
+// own logs. A runner gets a session of its own, so that a Ctrl-C for the scheduler isn't one for
+// all of its loads, and signals as a fresh program has them. Easy to get wrong: waiting for any
+// child takes those of others, a process that waits for its server looks like one that hangs, and
+// after a restart the scheduler knows none of the runners that are still at work.
+
 #include "repository/runner_processes.h"
 
 #include "files/file_errors.h"
@@ -100,11 +106,14 @@ void RunnerProcesses::Start(i32 session_id) {
     }
     process.started = std::chrono::steady_clock::now();
     process.worked_at = process.started;
+    // A second start of the same session would lose the first one's number; the scheduler hands out
+    // none that is running.
     running_[session_id] = process;
 }
 
 std::size_t RunnerProcesses::Room() const {
     const auto now = std::chrono::steady_clock::now();
+    // The old ones are counted out, not ended: a load of hours is as legitimate as one that hangs.
     std::size_t recent = 0;
     for (const auto& [id, process] : running_) {
         recent += now - process.started < kLong ? 1 : 0;
@@ -136,11 +145,14 @@ std::vector<RunnerProcesses::Hanging> RunnerProcesses::TakeHanging() {
     std::vector<Hanging> hanging;
     for (auto& [id, process] : running_) {
         const auto worked = TicksWorked(process.pid);
+        // A process whose work can't be read counts as working: better no warning than a false one.
         if (worked < 0 || worked - process.worked > kTicksOfNothing) {
             process.worked = worked;
             process.worked_at = now;
             process.told = false;
         } else if (now - process.worked_at >= idle_limit_ && !process.told) {
+            // Once for each time that it falls silent: it may hang for days, and the log is read by
+            // people.
             process.told = true;
             hanging.push_back({id, process.pid});
         }

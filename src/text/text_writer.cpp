@@ -37,6 +37,7 @@ DataError NoPlainName(const std::string& path) {
                 "\": the table's name holds a \"/\". Give the target file another name."};
 }
 
+// Otherwise the fields behind the missing one would be read as those of its column.
 DataError IncompleteLine(std::size_t missing, std::size_t columns) {
     return {kErrMissingParameter,
             "The line isn't written: " + std::to_string(missing) + " of its " +
@@ -71,6 +72,8 @@ bool IsTheFileThatIsRead(const TableRec& source, const TableRec& target) {
     if (!ThisSource().text_files) {
         return false;
     }
+    // By file and not by name: the two names may differ in letter case, by a link, or by a "#" for
+    // the dot.
     const auto connection = ConnectionString::Parse(SourceConnStr);
     try {
         const auto folder = text::FindFolder(connection.Get("Data Source"));
@@ -91,6 +94,7 @@ void EndLine(text::LineFile& file,
     if (fields < columns || columns == 0) {
         throw IncompleteLine(columns - fields, columns);
     }
+    // Each field has brought its delimiter along; the last one goes.
     if (TextDestFormat == "DELIMITED") {
         file.CutBack(style.delimiter.size());
     }
@@ -133,6 +137,8 @@ bool LineRows::TakeRow() {
     if (scope.RowOK) {  // else a field failed and was logged: the line would lack it
         scope([&] { EndLine(file_, style_, fields, columns_.size()); });
     }
+    // By rows loaded, not read: the first row lets events in, and so does each that fails while the
+    // count stands on a hundred.
     if (rows.loaded % kRowsPerHandOver == 0) {
         CurrentRunView->DoEvents();
     }
@@ -196,6 +202,8 @@ void TextRun::Run() {
     SessionCancelled = kFalse;
     TableCancelled = kFalse;
     StartRunReport();
+    // What isn't caught at a step ends in here: the error behind the last one allowed gives up the
+    // whole run, tables that have been written stay.
     const bool whole = scope_.Run([this] {
         for (std::size_t i = 0; i < SrcTables.size(); ++i) {
             report_ = &ReportOf(static_cast<i16>(i));
@@ -254,6 +262,7 @@ void TextRun::TellError(std::string_view description) const {
     }
 }
 
+// A table counts as given up until it proves otherwise, so that every way out leaves a true report.
 void TextRun::WriteTableReported(const TableRec& source, const TableRec& target) {
     const auto start = std::chrono::steady_clock::now();
     const int errors_before = scope_.ErrorCount;
@@ -300,6 +309,8 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     LoadState load{source, target, *report_, scope_, rows_};
     const bool counted = CountSourceRows(load, statements, adOpenForwardOnly);
     StartBar(load);
+    // Rows and their number come by two statements: between them others may have changed the
+    // source.
     rows_.read = 0;
     rows_.loaded = 0;
     OpenSourceRows(load, statements, adOpenForwardOnly);
@@ -348,6 +359,8 @@ void TextRun::ChooseColumns(const MappedColumns& mapped) {
     });
 }
 
+// A file that can't be opened fails here once and then with every line, up to the limit: such a run
+// is given up as one whose target is gone.
 void TextRun::OpenFile(const std::string& path) {
     heading_lines_ = 0;
     scope_([&] {

@@ -46,6 +46,8 @@ DataError ChangedWhileRead(std::string_view path, std::int64_t row) {
                        ".  Start again when the file is complete.");
 }
 
+// Shown with what was counted, as a file may be one of text with a few odd bytes in it: then naming
+// its character set lets it be read.
 DataError NotText(std::string_view path, const ForeignBytes& found) {
     const bool nuls = found.nuls > 0;
     return Unspecified(
@@ -57,6 +59,7 @@ DataError NotText(std::string_view path, const ForeignBytes& found) {
         (nuls ? "." : ", or name its CharacterSet in Schema.ini if they are meant."));
 }
 
+// Without a mark nothing is guessed.
 DataError TwoByteText(std::string_view path) {
     return Unspecified("The file " + Quoted(path) +
                        " is text of two bytes a character without a byte order mark.  Set "
@@ -69,6 +72,7 @@ DataError WideText(std::string_view path) {
                        "as UTF-8.");
 }
 
+// In all but made-up files a qualifier that is never closed has swallowed the rest.
 DataError RowTooLong(std::string_view path, std::int64_t line) {
     return Unspecified("The row that begins in line " + std::to_string(line) + " of the file " +
                        Quoted(path) +
@@ -101,6 +105,7 @@ DataError FixedNeedsColumns(std::string_view path) {
                        "its width, as in Col1=Name Text Width 20.");
 }
 
+// A row of which a part would be lost isn't read at all.
 DataError RowHasSurplus(std::string_view path,
                         std::int64_t line,
                         std::size_t fields,
@@ -142,6 +147,7 @@ DataError FieldDoesNotFit(const FieldPlace& place, std::string_view wanted, std:
             kSource};
 }
 
+// Scripts look for both of these; nothing needs to be added.
 DataError UpdatesNotSupported() {
     return Unspecified("Updating data in a linked table is not supported by this ISAM.");
 }

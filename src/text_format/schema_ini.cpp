@@ -1,3 +1,8 @@
+// "Schema.ini" as the system's own profile reader takes it, for users have such files from there:
+// the first section of a name counts, and in it the first line of a key; quotes around a whole
+// value are no part of it. Easy to get wrong: the file has a character set of its own, and its
+// sections may be written with blanks beside the brackets.
+
 #include "text_format/schema_ini.h"
 
 #include "data/letter_case.h"
@@ -11,6 +16,7 @@ namespace vantry::text {
 namespace {
 
 std::string_view Unquoted(std::string_view value) {
+    // Of one kind on both ends; a single one is the value itself, as in TextDelimiter=".
     const bool quoted = value.size() >= 2 && value.front() == value.back() &&
                         (value.front() == '"' || value.front() == '\'');
     return quoted ? value.substr(1, value.size() - 2) : value;
@@ -71,10 +77,12 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
     SchemaSection* section = &passed_over;
     while (!utf8.empty()) {
         const std::string_view line = TrimBlanks(TakeLine(utf8));
+        // Only a line that begins with the sign is a comment: it is a delimiter as often.
         if (line.empty() || line.front() == ';') {
             continue;
         }
         if (line.front() == '[') {
+            // The last one, as names of files may have the sign in them.
             const auto close = line.rfind(']');
             if (close != std::string_view::npos) {
                 section = schema.Begin(UpperCased(line.substr(1, close - 1)));

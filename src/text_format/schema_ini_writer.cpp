@@ -1,3 +1,8 @@
+// New sections go before the older text, where they win over sections of the same name, and the
+// older text stays as it is, byte for byte: other programs read it, too. Easy to get wrong: the
+// older text's character set decides how the new sections are written, and a name that the set
+// lacks must not be written as another one.
+
 #include "text_format/schema_ini_writer.h"
 
 #include "data/data_error.h"
@@ -66,6 +71,8 @@ std::string SectionText(const NewSection& file,
     }
     add_line(file.has_heading ? "ColNameHeader=True" : "ColNameHeader=False");
     add_line("MaxScanRows=" + std::to_string(max_scan_rows));
+    // The page's list: double quotes (which need no line, they are what is taken without one),
+    // single quotes, none; or what was typed.
     if (qualifier.list_index == 1) {
         add_line("TextDelimiter=\"'\"");
     } else if (qualifier.list_index == 2) {
@@ -113,6 +120,7 @@ void PrependSections(const std::string& folder,
         }
         append(kLineBreak);
     }
+    // As a whole: a reader never finds half of it, and a failure leaves the older file.
     file::ReplaceFile(path, content);
 }
 

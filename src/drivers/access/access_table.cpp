@@ -1,3 +1,9 @@
+// A table as the SQL layer sees it: the columns that Access shows, and lookups by key where an
+// index can answer them. Each question looks first whether another connection or program has
+// changed the file. Easy to get wrong: a lookup may give more rows than the condition asks for,
+// since the layer judges each of them again, but never fewer; so it is made only where index and
+// condition surely agree.
+
 #include "drivers/access/access_table.h"
 
 #include "data/utf.h"
@@ -81,6 +87,7 @@ AccessTable::~AccessTable() = default;
 
 void AccessTable::Refresh() {
     file_->store->Settle();
+    // The usual case, and so the only cheap one.
     if (version_ == file_->store->Version()) {
         return;
     }
@@ -89,6 +96,7 @@ void AccessTable::Refresh() {
         throw NoSuchTable(file_->store->Name(), def_->name);
     }
     auto def = std::make_shared<const TableDef>(file_->catalog.ReadTable(*object));
+    // A statement was compiled for the columns as they were.
     if (!SameColumns(*def_, *def)) {
         throw CannotReadObject(def_->name, "its columns have been changed meanwhile");
     }
@@ -134,6 +142,7 @@ std::unique_ptr<sql::TableScan> AccessTable::FindEqual(std::size_t column,
             encoder.AppendColumn(0, ByteSpan(stored), key) != KeyResult::Ok) {
             continue;
         }
+        // The first index that starts with the column will do: they are all of one shape.
         return std::make_unique<AccessKeyScan>(
             file_, def_, index, std::move(key), Positions(projection));
     }

@@ -1,3 +1,7 @@
+// Types, sizes and precisions are those that Access's own providers report: sessions have been
+// mapped by them, and the target tables that were made then must come out the same when they are
+// made again. Some look odd (two bytes for a boolean, 15 digits for a double) and are right.
+
 #include "drivers/access/column_info.h"
 
 namespace vantry::access {
@@ -16,6 +20,7 @@ void SetType(ColumnInfo& info, int type, std::int64_t size, int precision = kDoe
 }
 
 void SetTextType(ColumnInfo& info, const ColumnDef& column, const Layout& layout) {
+    // Stored in bytes, two to a character since Jet 4. A length of 0 is taken for the longest.
     const std::size_t units = layout.jet3 ? column.length : column.length / 2U;
     SetType(info,
             column.IsFixed() ? adWChar : adVarWChar,
@@ -42,6 +47,7 @@ std::vector<std::size_t> ShownColumns(const TableDef& def) {
     std::vector<std::size_t> shown;
     for (std::size_t i = 0; i < def.columns.size(); ++i) {
         const auto& column = def.columns[i];
+        // Older texts of an append-only memo: Access shows them nowhere in a table.
         const bool hidden = column.type == ColumnType::Complex &&
                             (column.extended_flags & kHiddenVersionHistory) != 0;
         if (!hidden) {
@@ -59,7 +65,9 @@ sql::StoredColumn DescribeColumn(const ColumnDef& column,
     info.name = column.name;
     described.auto_number = column.IsAutoNumber() || column.IsAutoGuid();
     described.required = IsTrue(FindProperty(properties, column.name, "Required"));
+    // Only Access works out the one and keeps the tables behind the other.
     described.read_only = column.IsCalculated() || column.type == ColumnType::Complex;
+    // Of a calculated column that is the type of its result.
     switch (column.value_type) {
         case ColumnType::Boolean:
             SetType(info, adBoolean, kSizeOfBoolean);

@@ -1,3 +1,7 @@
+// The file as the SQL layer's store: tables by name, queries by their text. What a bulk load hasn't
+// committed yet is made visible before any question is answered, or a statement would miss rows
+// that it has put in itself.
+
 #include "drivers/access/database.h"
 
 #include "data/letter_case.h"
@@ -25,6 +29,7 @@ std::vector<TableEntry> AccessDatabase::Tables() {
     };
     std::vector<Named> listed;
     for (const auto& object : file_->catalog.Objects()) {
+        // Sorted without regard to letter case.
         if (auto type = ListedType(object); !type.empty()) {
             listed.push_back({UpperCased(object.name), {object.name, std::move(type)}});
         }

@@ -1,3 +1,7 @@
+// Connection strings of Access's two providers and of its ODBC driver lead here. A string for the
+// older provider must not open a newer file: sessions are moved between machines, and what works
+// here would fail where that provider is the real one.
+
 #include "drivers/access/driver.h"
 
 #include "drivers/access/catalogue/database_creator.h"

@@ -34,6 +34,7 @@ DataError CannotWriteFile(std::string_view file, std::string_view reason) {
                      std::string(reason) + ". Write into a new database instead.");
 }
 
+// With the user's name from the lock file: it is often a colleague at another machine.
 DataError OpenInAccess(std::string_view file, std::string_view user) {
     return Error(kErrUnspecified,
                  "Could not use " + Quoted(file) + "; file already in use by " + std::string(user) +
@@ -124,6 +125,7 @@ DataError NoParentRow(std::string_view table, std::string_view relation) {
                      Quoted(table) + ", relationship " + Quoted(relation) + ".)");
 }
 
+// One text for both, deleting the row and changing its key.
 DataError ChildRowsExist(std::string_view table, std::string_view child) {
     return Error(kErrUnspecified,
                  "The record cannot be deleted or changed because table " + Quoted(child) +

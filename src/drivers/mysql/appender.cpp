@@ -1,3 +1,8 @@
+// Rows are added by INSERT statements over the columns of a SELECT that is described and never run:
+// reading would lock the table, or fetch it. The statement is prepared once and again only when
+// another set of columns is given, because a column that isn't set must take its default, which
+// NULL isn't. Easy to get wrong: the name of a column of the result is its alias, not the table's.
+
 #include "drivers/mysql/appender.h"
 
 #include "drivers/mysql/errors.h"
@@ -18,6 +23,7 @@ std::string Quoted(std::string_view name) {
     return quoted + "`";
 }
 
+// Metadata and statement of the client library, freed in the order that it asks for.
 struct DescribeOnly {
     MYSQL_STMT* statement = nullptr;
     MYSQL_RES* columns = nullptr;
@@ -55,6 +61,8 @@ MySqlAppender::MySqlAppender(std::shared_ptr<Session> session, std::string_view 
     for (unsigned k = 0; k < mysql_num_fields(select.columns); ++k) {
         const auto& field = *mysql_fetch_field_direct(select.columns, k);
         auto column = Describe(field, session_->BytesPerCharacter());
+        // An expression has no table, and a join has two: rows are added to the columns of one
+        // table.
         const std::string table(field.org_table, field.org_table_length);
         const std::string database(field.db, field.db_length);
         const auto quoted_table =
@@ -66,6 +74,8 @@ MySqlAppender::MySqlAppender(std::shared_ptr<Session> session, std::string_view 
         names_.push_back(Quoted({field.org_name, field.org_name_length}));
         infos_.push_back(std::move(column.info));
     }
+    // Now, so that a table that can't be written to says so before the first row is read from the
+    // source.
     PrepareFor(std::vector<bool>(infos_.size(), true));
 }
 
@@ -100,6 +110,8 @@ void MySqlAppender::Append(std::span<const Cell> row) {
             values_.push_back(row[k]);
         }
     }
+    // Loads give the same columns in every row, so that this is a comparison of bits for all but
+    // the first.
     if (!insert_ || now_given_ != given_) {
         PrepareFor(now_given_);
     }

@@ -26,6 +26,7 @@ constexpr std::int64_t kMaxLongBinary = 2'147'483'647;          // bytes
 constexpr std::size_t kMaxDecimalDigits = 38;
 constexpr std::size_t kSafeIntegerText = 15;  // characters that are a canonical number for sure
 
+// All but the name.
 struct Shape {
     Form form;
     int type;
@@ -82,6 +83,7 @@ Shape ShapeOf(const MYSQL_FIELD& field, unsigned bytes_per_character) {
             return IntegerShape(field, adTinyInt, adUnsignedTinyInt, 1, 3);
         case MYSQL_TYPE_SHORT:
             return IntegerShape(field, adSmallInt, adUnsignedSmallInt, 2, 5);
+        // Four digits, as with zero fill: "0000" is a value of it.
         case MYSQL_TYPE_YEAR:
             return {Form::PaddedInteger, adSmallInt, 2, 5};
         case MYSQL_TYPE_INT24:
@@ -126,6 +128,7 @@ Shape ShapeOf(const MYSQL_FIELD& field, unsigned bytes_per_character) {
         case MYSQL_TYPE_ENUM:
         case MYSQL_TYPE_SET:
             return TextOrBytesShape(field, bytes_per_character, adWChar, adBinary);
+        // The column of a bare NULL in a SELECT.
         case MYSQL_TYPE_NULL:
             return {Form::Text, adVarWChar, 0};
         default:
@@ -184,6 +187,7 @@ Cell DecimalCell(std::string_view text) {
     return Cell::NumberText(WithoutTrailingZeros(text));
 }
 
+// With zeros before it: a value, but not its text form.
 Cell PaddedDecimalCell(std::string_view text) {
     const auto value = ParseDecimal(text);
     return value ? Cell::FromDecimal(*value) : Cell::Text(text);
@@ -200,6 +204,8 @@ Cell FloatingCell(std::string_view text, bool single) {
     return single ? Cell::Single(static_cast<float>(*value)) : Cell::Double(*value);
 }
 
+// Dates of zeros, and times of more than a day, are no moments: they go on as they are written,
+// which the server takes back.
 Cell MomentCell(const std::optional<DateTime>& moment, std::string_view text) {
     return moment ? Cell::FromDateTime(*moment) : Cell::Text(text);
 }

@@ -1,3 +1,9 @@
+// Rows stream from the driver as long as nothing else wants its connection. Most drivers carry one
+// open result at a time, so the link asks the cursor that streams to take the rest of its rows into
+// memory before the next statement starts. Easy to get wrong: the row that is being looked at must
+// survive that, a failure among the rows taken early belongs behind them, and a cursor that failed
+// stays failed.
+
 #include "drivers/odbc/cursor.h"
 
 #include "drivers/odbc/all_digits.h"
@@ -8,6 +14,7 @@
 namespace vantry::odbc {
 namespace {
 
+// A result that still streams on this connection is taken into memory first.
 StatementHandle ExecuteForRows(Link& link, std::string_view sql) {
     link.Idle();
     auto statement = link.NewStatement();
@@ -80,12 +87,16 @@ bool OdbcCursor::Next() {
         kept_.pop_front();
         ShowKept();
         on_row_ = true;
+        // A failed reading is over: it raises the same again, where another Fetch would repeat the
+        // last row of some drivers or go on behind it.
     } else if (failure_) {
         throw DataError(*failure_);
     }
     return on_row_;
 }
 
+// The driver's statement goes with its last row or its error, not with the cursor: recordsets are
+// often kept open behind their end, and would hold locks and the connection.
 bool OdbcCursor::FetchFromDriver() {
     try {
         if (reader_->Fetch(cells_)) {
@@ -120,6 +131,8 @@ DataError OdbcCursor::FieldError(std::size_t column) const {
 }
 
 OdbcCursor::KeptRow OdbcCursor::Keep(std::span<const Cell> cells) const {
+    // The values own their bytes from here on; those of the cells lie in buffers that the next
+    // fetch overwrites. So does what is known of a field that couldn't be read.
     KeptRow kept;
     kept.values.reserve(cells.size());
     for (std::size_t k = 0; k < cells.size(); ++k) {
@@ -150,6 +163,7 @@ void OdbcCursor::TakeRowsIntoMemory() {
         }
     } catch (const DataError& error) {
         failure_ = error;
+        // Rows that came before stay good: the error comes when the reader gets behind them.
     } catch (const std::bad_alloc&) {
         failure_ = OutOfMemory(
             "the rest of the rows: close the recordset before the next statement on its connection",

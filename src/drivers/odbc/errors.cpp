@@ -52,6 +52,7 @@ bool ReadRecord(GetRecord get_record,
     if (!SQL_SUCCEEDED(read())) {
         return false;
     }
+    // Read again at its full length, as far as that is believed.
     if (length >= static_cast<SQLSMALLINT>(text.size())) {
         text.assign(std::min(static_cast<std::size_t>(length) + 1, kMostTextUnits), 0);
         read();
@@ -70,6 +71,7 @@ struct StateRule {
     std::string_view prefix;
     int number;
 };
+// States of ODBC 2 among them: some drivers still give them.
 constexpr StateRule kStateRules[] = {
     {"42S02", kErrNoSuchTable},
     {"S0002", kErrNoSuchTable},
@@ -135,6 +137,7 @@ DataError WithoutWords(const std::string& source) {
     return {kErrUnspecified, "The driver of " + source + " failed and gave no reason.", source};
 }
 
+// Remarks may come before it.
 const DiagnosticRecord& FirstError(const std::vector<DiagnosticRecord>& records) {
     const auto error = std::find_if_not(records.begin(), records.end(), IsRemark);
     return error != records.end() ? *error : records.front();
@@ -163,6 +166,7 @@ DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::
     }
     std::vector<std::string_view> told;
     for (const auto& record : records) {
+        // The record of FreeTDS that says nothing stands last, behind the one with the reason.
         const bool empty = record.text.ends_with("Unable to connect to data source");
         if (!empty && std::find(told.begin(), told.end(), record.text) == told.end()) {
             told.emplace_back(record.text);
@@ -178,6 +182,7 @@ DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::
     return {kErrUnspecified, std::move(description), source};
 }
 
+// One record: what a driver gives behind its first error is what came of it.
 DataError StatementError(const std::vector<DiagnosticRecord>& records, const std::string& source) {
     if (records.empty()) {
         return WithoutWords(source);
@@ -236,6 +241,7 @@ DataError NoSourceNamed() {
             kSource};
 }
 
+// A library that a string names would run with the rights of the one who opens the session.
 DataError UnregisteredLibrary(const std::string& library) {
     return {kErrUnspecified,
             "The connection string names the driver " + Shown(library) +
@@ -286,6 +292,7 @@ DataError NotAPlainSelect(std::string_view sql, const std::string& source) {
             source};
 }
 
+// Rather than a shorter value that passes for the whole one.
 DataError ValueCutOff(const std::string& column, const std::string& source) {
     return {kErrConversion,
             "The driver cut off a value of column " + column +

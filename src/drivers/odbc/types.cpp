@@ -86,6 +86,7 @@ std::string AttributeText(const Link& link,
     return TextOfUnits(text.data(), static_cast<std::size_t>(end - text.begin()));
 }
 
+// 0 where a driver doesn't know the attribute: signed, and of no display size.
 SQLLEN AttributeNumber(const StatementHandle& statement,
                        SQLUSMALLINT column,
                        SQLUSMALLINT attribute) {
@@ -100,6 +101,7 @@ SQLRETURN DescribeBy(DescribeCall describe,
                      const StatementHandle& statement,
                      SQLUSMALLINT column,
                      Described& described) {
+    // Expressions of SQLite are named by their whole text.
     std::vector<Unit> name(1024);
     SQLSMALLINT length = 0;
     SQLSMALLINT type = 0;
@@ -132,6 +134,7 @@ Described Describe(const Link& link, const StatementHandle& statement, SQLUSMALL
                statement);
     described.is_unsigned = AttributeNumber(statement, column, SQL_DESC_UNSIGNED) != 0;
     described.display_size = AttributeNumber(statement, column, SQL_DESC_DISPLAY_SIZE);
+    // Asked for only where it tells apart what the type's number doesn't.
     if (traits.provider != Provider::Odbc || traits.dialect == Dialect::MySql) {
         described.type_name = AttributeText(link, statement, column, SQL_DESC_TYPE_NAME);
     }
@@ -202,6 +205,8 @@ Form UntypedForm(int type, int sql_type) {
     }
 }
 
+// How a value travels, which isn't what the column is called: the type that the provider reports is
+// for the map, the form is chosen so that no driver changes a value on its way.
 Form FormOf(const Described& described, int type, const Traits& traits) {
     if (traits.dialect == Dialect::Sqlite) {
         return UntypedForm(type, described.sql_type);
@@ -368,6 +373,8 @@ Column ColumnOf(const Described& given, const Traits& traits, const Tuning& tuni
                         HasNoUpperSize(described, column.info.type);
     column.bytes = unsure ? 0 : BytesFor(column.form, described, tuning.character_bytes);
     if (column.bytes > tuning.bound_bytes) {
+        // Wider than is worth binding for every row of a block: fetched by pieces, as long values
+        // are.
         column.bytes = 0;
     }
     return column;

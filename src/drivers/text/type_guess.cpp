@@ -1,3 +1,8 @@
+// The type of a column whose file doesn't say: the narrowest that gives back every value that was
+// looked at. What a number couldn't give back as it was written (leading zeros, a plus sign, too
+// many digits) is text. Easy to get wrong: one value too liberal spoils a column of keys for good,
+// and all rows may be looked at, so that the usual value must cost next to nothing.
+
 #include "drivers/text/type_guess.h"
 
 #include "data/ascii.h"
@@ -15,10 +20,12 @@ namespace {
 constexpr std::size_t kSafeLongDigits = 9;  // with a sign one character more
 constexpr int kCurrencyDecimals = 4;
 
+// Counted only where the bytes don't settle it already.
 bool IsTooLongForText(std::string_view text) {
     return text.size() > kMaxTextUnits && CountUtf16Units(text) > kMaxTextUnits;
 }
 
+// Whole numbers beyond 32 bits become Double, as a text file has no wider one.
 ColumnType TypeOfNumber(const NumberParts& parts) {
     if (parts.MayBeCode()) {
         return ColumnType::Text;
@@ -67,6 +74,7 @@ ColumnType TypeOfValue(std::string_view text, const ValueForms& forms) {
     if (const auto parts = TakeApart(value, forms.numbers.decimal_symbol)) {
         return TypeOfNumber(*parts);
     }
+    // A number that needs its currency sign to be one.
     if (const auto amount = ParseAmount(value, forms.numbers); amount && amount->has_symbol) {
         return amount->is_plain && amount->value.scale <= kCurrencyDecimals ? ColumnType::Currency
                                                                             : ColumnType::Text;
@@ -94,6 +102,8 @@ ColumnType WiderType(ColumnType left, ColumnType right) {
     if (one_is(ColumnType::Memo)) {
         return ColumnType::Memo;
     }
+    // Dates share a column with nothing else: a number read as a date, or a date as a number, would
+    // be another value.
     if (one_is(ColumnType::Text) || one_is(ColumnType::DateTime)) {
         return ColumnType::Text;
     }

@@ -1,3 +1,7 @@
+// The page of a polled folder: one sample file stands for all that will come, so that its format,
+// the ending of its name and its folder become the session's. The last problem that can keep the
+// page open is a "Schema.ini" that can't be written beside the sample.
+
 #include "text/pages/form11poll.h"
 
 #include "ui_Form11Poll.h"
@@ -84,12 +88,14 @@ void Form11Poll::ChooseSample() {
 
 void Form11Poll::TakeSample() {
     const std::string path = FromQt(ui_->TxtFile->text());
+    // Proposed anew with each sample; what the user has typed over it belonged to the other one.
     ui_->FPatternTbox->setText(ToQt(PatternOf(path)));
     format_->Preview(path);
     RefreshStatus();
 }
 
 void Form11Poll::Next() {
+    // A path that was typed and not yet left by Enter or Tab counts.
     sample_->TakeTyped();
     if (!format_->PreviewValid()) {
         TellStop("Invalid File", "Stop");

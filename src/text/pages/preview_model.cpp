@@ -1,3 +1,7 @@
+// The grid of a preview shows a file that nobody has judged yet: it may be binary, or one line of a
+// megabyte. So cells are cut, control characters shown as such, and only what is in view is ever
+// converted.
+
 #include "text/pages/preview_model.h"
 
 #include "data/utf.h"
@@ -15,6 +19,7 @@ QString Displayable(std::string_view text, qsizetype longest) {
     const auto prefix = PrefixOfUtf16Units(text, static_cast<std::size_t>(longest));
     QString shown = ToQt(prefix);
     for (auto& character : shown) {
+        // They would move the text, or end it.
         if (character.category() == QChar::Other_Control && character != u'\t') {
             character = QChar::ReplacementCharacter;
         }

@@ -1,3 +1,8 @@
+// What a statement says of keys and indexes, brought into the engine's two lists: real indexes,
+// which are trees, and logical ones, which are names and roles for them. Here each name has a tree
+// of its own; in files of Access several share one. Easy to get wrong: a key of one column may be
+// said with the column and again as a constraint, and must be one index.
+
 #include "drivers/access/catalogue/index_definition.h"
 
 #include "data/letter_case.h"
@@ -9,6 +14,7 @@
 namespace vantry::access {
 namespace {
 
+// The engine refuses these in names, since its own statements and expressions give them a meaning.
 constexpr std::string_view kForbidden = ".!`[]";
 
 bool SameSingleColumn(const sql::IndexDefinition& index, const std::string& column) {
@@ -38,6 +44,8 @@ void CheckName(std::string_view what, std::string_view name) {
 }
 
 std::vector<sql::IndexDefinition> IndexesOf(const sql::TableDefinition& definition) {
+    // A column that is unique without a name for it gets an index called after it, as in the
+    // engine.
     auto indexes = definition.indexes;
     for (const sql::ColumnDefinition& column : definition.columns) {
         if (!column.primary_key && !column.unique) {
@@ -74,6 +82,8 @@ void AddIndex(TableDef& def, const sql::IndexDefinition& index) {
     }
     std::uint32_t number = 0;
     for (const LogicalIndex& logical : def.logical_indexes) {
+        // Numbers of dropped indexes leave gaps, and relationships of other tables name indexes by
+        // number: a new one goes behind all of them.
         number = std::max(number, logical.number + 1);
         if (SameName(logical.name, index.name)) {
             throw BadDefinition(def.name, "it has an index '" + index.name + "' already");
@@ -89,6 +99,7 @@ void AddIndex(TableDef& def, const sql::IndexDefinition& index) {
             throw BadDefinition(def.name, "it has no column '" + part.column + "'");
         }
         const ColumnDef& column = def.columns[position];
+        // The engine makes none over these.
         if (column.type == ColumnType::Ole || column.type == ColumnType::Complex ||
             column.IsCalculated()) {
             throw BadDefinition(def.name,
@@ -97,6 +108,8 @@ void AddIndex(TableDef& def, const sql::IndexDefinition& index) {
         real.columns.push_back(
             {.number = column.number, .position = position, .ascending = !part.descending});
     }
+    // A primary key is unique and required whatever else the statement says; passing nulls over
+    // would then mean nothing, and the engine leaves that flag out.
     real.flags = kIndexAlwaysSet;
     real.flags |= index.unique || index.primary ? kIndexUnique : 0;
     real.flags |= index.disallow_null || index.primary ? kIndexRequired : 0;

@@ -1,3 +1,9 @@
+// A block of properties is a list of names followed by blocks of values, one for the table and one
+// for each column that has any; a value names its property by place in the list. Values are kept as
+// bytes: what most of them mean is between Access and its forms. Easy to get wrong: the lengths
+// nest three deep and include themselves, and later versions put more behind a value than is known
+// here.
+
 #include "drivers/access/catalogue/properties.h"
 
 #include "data/connection_string.h"
@@ -28,6 +34,7 @@ void ParseValues(ByteSpan block,
                  const TextCoding& coding,
                  std::vector<Property>& out) {
     const std::size_t head = LoadU32(block, 0);
+    // The owner's name stands in a head with a length of its own; the table's has none.
     ByteReader head_reader(Slice(block, 0, head), 4);
     std::string owner;
     if (head_reader.Remaining() >= 2) {
@@ -43,11 +50,13 @@ void ParseValues(ByteSpan block,
         property.type = reader.Take<std::uint8_t>();
         const std::size_t name = reader.Take<std::uint16_t>();
         const auto value = reader.Take(reader.Take<std::uint16_t>());
+        // A value without a name is one of a damaged or newer file. The others are still good.
         if (name < names.size()) {
             property.name = names[name];
             property.value.assign(value.begin(), value.end());
             out.push_back(std::move(property));
         }
+        // The length may cover more than is known here.
         if (length > reader.Position() - start) {
             reader.Take(length - (reader.Position() - start));
         }
@@ -63,6 +72,7 @@ std::vector<Property> ParseProperties(ByteSpan block, const TextCoding& coding) 
     }
     ByteReader reader(block);
     const auto magic = reader.Take<std::uint32_t>();
+    // Another program's block: a table without properties can be read, so this is no error.
     if (magic != kMagicJet4 && magic != kMagicJet3) {
         return properties;
     }
@@ -70,6 +80,7 @@ std::vector<Property> ParseProperties(ByteSpan block, const TextCoding& coding) 
     while (reader.Remaining() >= kBlockHeader) {
         const std::size_t length = reader.Take<std::uint32_t>();
         const auto type = reader.Take<std::uint16_t>();
+        // Would never get on otherwise.
         if (length < kBlockHeader) {
             throw BoundsError();
         }

@@ -1,3 +1,7 @@
+// The block of properties that a new table gets, for the rules and defaults of its columns. It is
+// the counterpart of properties.cpp: names first, each once, then values that refer to them by
+// place. Properties must come ordered by their owner, as each owner's are one block.
+
 #include "drivers/access/catalogue/property_writer.h"
 
 #include "drivers/access/pages/data_page.h"
@@ -11,6 +15,7 @@ constexpr std::uint32_t kMagic = 0x0032524D;  // "MR2"
 constexpr std::uint16_t kNameListBlock = 0x0080;
 constexpr std::uint16_t kObjectBlock = 0x0000;
 constexpr std::uint16_t kColumnBlock = 0x0001;
+// As the engine marks what a statement has set.
 constexpr std::uint8_t kSetByDdl = 1;
 
 using Bytes = std::vector<std::byte>;

@@ -69,6 +69,7 @@ std::string JoinWord(std::int32_t flag) {
     }
 }
 
+// The same join with its sides exchanged.
 std::int32_t Mirrored(std::int32_t flag) {
     return flag == 2 ? 3 : flag == 3 ? 2 : flag;
 }
@@ -84,6 +85,7 @@ struct Joined {
     }
 };
 
+// The rows are clauses in no order of theirs: each kind is gone through when its clause is due.
 class QueryText {
 public:
     QueryText(std::vector<QueryRow> rows, const std::string& name)
@@ -116,10 +118,13 @@ public:
         RefuseWhatNeedsMore();
         std::int32_t options = 0;
         ForEach(kOptions, [&](const QueryRow& row) { options = row.flag; });
+        // One flag for the whole union.
         const char* word = (options & kDistinct) != 0 ? " UNION " : " UNION ALL ";
         std::string text;
         ForEach(kSource, [&](const QueryRow& row) {
             auto part = row.expression;
+            // Parts are kept as they were typed, and a semicolon in the middle would end the
+            // statement.
             part.erase(part.find_last_not_of(" \r\n\t;") + 1);
             text += (text.empty() ? "" : word) + part;
         });
@@ -171,6 +176,8 @@ private:
             Joined source;
             if (row.name1.empty()) {
                 source.text = "(" + row.expression + ")";
+                // A table has a name, a query within the query only its text; both together are a
+                // table of another file.
             } else if (row.expression.empty()) {
                 source.text = Bracketed(row.name1);
             } else {
@@ -187,6 +194,8 @@ private:
     }
 
     std::string From() const {
+        // Joins are kept as pairs of sources. Parts grow together until no pair is left; what is
+        // still apart then is a product of tables, as a comma says.
         auto parts = Sources();
         const auto part_of = [&](const std::string& source) {
             const auto found = std::find_if(
@@ -202,6 +211,7 @@ private:
             ForEach(kJoin, [&](const QueryRow& join) {
                 const std::size_t left = part_of(join.name1);
                 const std::size_t right = part_of(join.name2);
+                // Joined already by an earlier row, whose condition has taken this one in.
                 if (left != right && inner == (join.flag == kInnerJoin)) {
                     JoinParts(parts, left, right, join.flag);
                 }
@@ -229,12 +239,14 @@ private:
             if (!forward && !backward) {
                 return;
             }
+            // An inner and an outer join of the same two have no common text.
             if ((forward ? join.flag : Mirrored(join.flag)) != flag) {
                 throw CannotReadObject(name_,
                                        "the query joins the same tables in two ways at once");
             }
             condition += (condition.empty() ? "" : ") AND (") + join.expression;
         });
+        // A part of several sources in brackets, so that its joins come first.
         const auto side = [](const Joined& part) {
             return part.names.size() > 1 ? "(" + part.text + ")" : part.text;
         };

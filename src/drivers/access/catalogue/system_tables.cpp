@@ -30,6 +30,8 @@ struct Column {
     std::uint8_t extended_flags = 0;
 };
 
+// As the engine writes it, which isn't always what the type takes: texts of its own tables are as
+// wide as a text can be.
 std::uint16_t LengthOf(ColumnType type) {
     switch (type) {
         case ColumnType::Text:
@@ -62,6 +64,7 @@ TableDef MakeDef(std::string_view name,
         column.length = LengthOf(each.type);
         column.sort_order = sort_order;
         if (column.type == ColumnType::Numeric) {
+            // Of the template of decimals, the only numeric column in here.
             constexpr std::uint8_t kTemplatePrecision = 18;
             column.precision = kTemplatePrecision;
         }
@@ -145,12 +148,15 @@ TableDef ObjectsTable(SortOrder order) {
                             {"LvProp", 14, Ole, 8, kSystemVariable},
                             {"LvModule", 15, Ole, 9, kSystemVariable},
                             {"LvExtra", 16, Ole, 10, kSystemVariable}});
+    // The first tree is that of folder and name, by which the engine looks objects up; the key
+    // comes second although its name is listed first.
     AddRealIndex(def, kUniqueFlags, {1, 2});
     AddRealIndex(def, kUniqueFlags, {0});
     AddLogicalIndexes(def, {{"Id", 1, kPrimaryKeyIndex}, {"ParentIdName", 0, kOrdinaryIndex}});
     return def;
 }
 
+// Who may do what with each object. Each table has rows here, and the verifier asks for them.
 TableDef PermissionsTable(SortOrder order) {
     using enum ColumnType;
     TableDef def = MakeDef("MSysACEs",
@@ -165,6 +171,7 @@ TableDef PermissionsTable(SortOrder order) {
     return def;
 }
 
+// A row for each clause of a saved query.
 TableDef QueriesTable(SortOrder order) {
     using enum ColumnType;
     TableDef def = MakeDef("MSysQueries",
@@ -183,6 +190,8 @@ TableDef QueriesTable(SortOrder order) {
     return def;
 }
 
+// Relationships by name. What is enforced stands in the definitions of the two tables; the prefixed
+// names are the engine's.
 TableDef RelationshipsTable(SortOrder order) {
     using enum ColumnType;
     TableDef def = MakeDef("MSysRelationships",
@@ -215,6 +224,8 @@ std::vector<SystemTable> SystemTables(SortOrder sort_order) {
             {RelationshipsTable(sort_order), kObjectSystem}};
 }
 
+// The templates from which Access makes the table behind a column of several values, one for each
+// type that such a column may have.
 std::vector<SystemTable> ComplexTypeTables(SortOrder sort_order) {
     using enum ColumnType;
     std::vector<SystemTable> tables;

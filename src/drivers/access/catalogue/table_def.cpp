@@ -57,6 +57,7 @@ private:
         column_count_ = LoadU16(bytes_, layout_.column_count_offset);
         logical_count_ = LoadU32(bytes_, layout_.logical_index_count_offset);
         real_count_ = LoadU32(bytes_, layout_.real_index_count_offset);
+        // Before anything is reserved by a count: a damaged one would ask for all memory.
         if (column_count_ > kMaxColumns) {
             Damaged("it lists " + std::to_string(column_count_) + " columns");
         }
@@ -114,6 +115,8 @@ private:
         std::bitset<kMaxColumns + 1> seen;
         for (std::size_t i = 0; i < column_count_; ++i) {
             auto column = ParseColumn(reader_.Take(layout_.column_size));
+            // By its number a column finds its bit in each row's mask. Two of one number would be
+            // one field.
             if (column.number > kMaxColumns || seen.test(column.number)) {
                 Damaged("it gives column number " + std::to_string(column.number) +
                         (column.number > kMaxColumns ? "" : " twice"));
@@ -172,6 +175,7 @@ private:
             index.cascade_updates = LoadU8(fields, kLogicalCascadeUpdate);
             index.cascade_deletes = LoadU8(fields, kLogicalCascadeDelete);
             index.kind = LoadU8(fields, kLogicalKind);
+            // Would be read outside of the list later.
             if (index.real >= def_.real_indexes.size()) {
                 Damaged("an index name stands for index " + std::to_string(index.real) + " of " +
                         std::to_string(def_.real_indexes.size()));
@@ -239,6 +243,7 @@ bool TableDef::HasComplexColumns() const {
 
 std::size_t TableDef::FindColumn(std::string_view column_name) const {
     for (std::size_t i = 0; i < columns.size(); ++i) {
+        // The same spelling is the usual case, and costs no folding of letters.
         if (columns[i].name == column_name || SameName(columns[i].name, column_name)) {
             return i;
         }

@@ -17,6 +17,7 @@ namespace {
 
 constexpr const TdefLayout& kTdef = kJet4Layout.tdef;
 constexpr std::size_t kPageSize = kJet4Layout.page_size;
+// Of an index that is no end of a relationship.
 constexpr std::uint32_t kNoOtherIndex = 0xFFFFFFFF;
 
 // Numbers one behind the other, as the engine reads them.
@@ -67,6 +68,7 @@ void PutColumn(ByteWriter& out, const ColumnDef& column) {
     out.Put(column.length);
 }
 
+// Always room for ten columns, used or not.
 void PutRealIndex(ByteWriter& out, const RealIndex& index) {
     out.Put(kRealIndexMagic);
     for (std::size_t column = 0; column < kMaxIndexColumns; ++column) {
@@ -101,6 +103,8 @@ std::size_t NameLength(ByteSpan bytes, std::size_t offset) {
 
 }  // namespace
 
+// Numbers, and places in a row, of the columns of a table that is being made. Later they never
+// change: rows are read by them.
 void AssignPlaces(TableDef& def) {
     std::uint16_t number = 0;
     std::uint16_t fixed_offset = 0;
@@ -153,6 +157,7 @@ std::vector<std::byte> BuildTableDef(const TableDef& def, std::span<const std::u
     out.Put(PackRowPointer(def.free_map));
     for (std::size_t index = 0; index < def.real_indexes.size(); ++index) {
         out.Put(std::uint32_t{0});
+        // How many different keys there are.
         out.Put(index < counts.size() ? counts[index] : 0U);
         out.Put(std::uint32_t{0});
     }
@@ -200,6 +205,7 @@ std::vector<std::byte> AddIndexToTableDef(ByteSpan bytes,
     const std::size_t logicals_end = reals_end + logicals * kTdef.logical_index_size;
     std::size_t names_end = logicals_end;
     // Indexes are listed by name.
+    // Where the new one goes among them, both in the list of descriptors and in that of names.
     std::size_t place = 0;
     std::size_t place_offset = logicals_end;
     const std::string key = UpperCased(logical.name);
@@ -232,6 +238,7 @@ std::vector<std::byte> AddIndexToTableDef(ByteSpan bytes,
     PutLogicalIndex(descriptor, logical);
     ByteWriter name;
     name.Name(logical.name);
+    // The real index goes behind the others, since relationships and names refer to them by place.
     copy(0, counts_end);
     add(count);
     copy(counts_end, reals_end);
@@ -271,6 +278,7 @@ void WriteTableDef(PageStore& store, ByteSpan bytes, std::vector<PageNumber>& pa
         const std::size_t unused = kPageSize - head - length;
         page[kPageTypeOffset] = std::byte{static_cast<std::uint8_t>(PageType::TableDefinition)};
         page[kPageMarkOffset] = std::byte{kPageMark};
+        // As the engine's own files have it: the eight bytes behind the end aren't counted.
         StoreU16(page, kPageFreeOffset, unused > 8 ? unused - 8 : 0);
         StoreU32(page, kTdefNextPageOffset, index + 1 < pages.size() ? pages[index + 1] : 0);
     }

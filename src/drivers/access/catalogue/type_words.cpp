@@ -99,6 +99,7 @@ constexpr std::array kTypeWords = {
     TypeWord{"UNIQUEIDENTIFIER", ColumnType::Guid, Form::Plain},
 };
 
+// What a word means without numbers behind it.
 constexpr int kDefaultPrecision = 18;
 constexpr int kDefaultTextUnits = static_cast<int>(kMaxTextUnits);
 constexpr int kDefaultBinaryBytes = static_cast<int>(kMaxBinaryBytes);
@@ -117,6 +118,7 @@ int SizeOf(const sql::ColumnDefinition& definition, int usual, int most) {
 void SetText(ColumnDef& column, int units, const FileHeader& header, bool fixed) {
     column.length = static_cast<std::uint16_t>(2 * units);
     column.sort_order = header.sort_order;
+    // Texts of one byte a character where they can be.
     if (!fixed) {
         column.extended_flags = kColumnCompressed;
     }
@@ -152,6 +154,7 @@ NewColumn ColumnFromWords(const sql::ColumnDefinition& definition, const FileHea
             if (definition.scale.value_or(1) != 1) {
                 throw BadFieldDefinition(definition.name, "an AutoNumber grows by 1 only");
             }
+            // COUNTER(10): the first row gets 10.
             column.last_number = static_cast<std::uint32_t>(definition.size.value_or(1) - 1);
             break;
         case Form::VariableText:

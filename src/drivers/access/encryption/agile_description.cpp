@@ -21,6 +21,7 @@ constexpr std::string_view kPageElement =
     "http://schemas.microsoft.com/office/2006/encryption|keyData";
 constexpr std::string_view kPasswordElement =
     "http://schemas.microsoft.com/office/2006/keyEncryptor/password|encryptedKey";
+// Access writes 100,000. A file that asks for more than this only means to keep the program busy.
 constexpr std::uint32_t kMostSpins = 10'000'000;
 constexpr std::size_t kAesBlock = 16;
 constexpr std::size_t kLongestSalt = 64;
@@ -30,6 +31,7 @@ struct FreeParser {
 };
 
 // Attributes of an element: names and values in turn, a null at the end.
+// What is missing or wrong is told by its name: such files come from other programs, too.
 class Attributes {
 public:
     Attributes(const XML_Char** list, std::string_view path) : list_(list), path_(path) {}
@@ -63,6 +65,7 @@ public:
         if (size < 0 || static_cast<std::size_t>(size) != bytes.size()) {
             ThrowBad(name);
         }
+        // The decoder counts the filling as bytes.
         bytes.resize(bytes.size() - (text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0));
         return bytes;
     }

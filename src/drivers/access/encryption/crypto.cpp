@@ -18,6 +18,7 @@
 namespace vantry::access {
 namespace {
 
+// SHA-512's.
 constexpr std::size_t kLongestHash = 64;
 
 void Require(bool worked) {
@@ -53,6 +54,7 @@ const EVP_MD* Algorithm(HashKind kind) {
     return nullptr;
 }
 
+// Null for sizes that a description may name and no cipher has.
 const EVP_CIPHER* Aes(std::size_t key_size, bool chained) {
     switch (key_size) {
         case 16:
@@ -92,6 +94,8 @@ SecretBytes& SecretBytes::operator=(SecretBytes&& other) noexcept {
 }
 
 void SecretBytes::Resize(std::size_t size, std::byte fill) {
+    // By hand: a vector that grows by itself leaves the secret behind in the memory that it gives
+    // back.
     std::vector<std::byte> resized(size, fill);
     std::copy_n(bytes_.begin(), std::min(size, bytes_.size()), resized.begin());
     Wipe();
@@ -109,6 +113,7 @@ void WipeText(std::u16string& text) {
 }
 
 bool SameSecret(ByteSpan left, ByteSpan right) {
+    // In a time that doesn't depend on where they differ.
     return left.size() == right.size() &&
            CRYPTO_memcmp(left.data(), right.data(), left.size()) == 0;
 }
@@ -118,6 +123,7 @@ std::size_t SizeOf(HashKind kind) {
 }
 
 std::optional<HashKind> HashNamed(std::string_view name) {
+    // Both spellings are in use.
     constexpr std::pair<std::string_view, HashKind> kNames[] = {
         {"SHA1", HashKind::Sha1},
         {"SHA-1", HashKind::Sha1},
@@ -150,6 +156,8 @@ SecretBytes SpunHash(HashKind kind, const SecretBytes& start, std::uint32_t roun
     const EVP_MD* const algorithm = Algorithm(kind);
     SecretBytes hash{ByteSpan(start)};
     SecretBytes next(kLongestHash);
+    // The round's number goes before the hash so far: that makes a table of common starts useless.
+    // There may be millions of rounds, so nothing is allocated in here.
     for (std::uint32_t round = 0; round < rounds; ++round) {
         Digest(context.get(), algorithm, LittleEndian(round), hash, next.data());
         std::copy_n(next.data(), hash.size(), hash.data());
@@ -157,6 +165,7 @@ SecretBytes SpunHash(HashKind kind, const SecretBytes& start, std::uint32_t roun
     return hash;
 }
 
+// By hand, as libcrypto has it only in its legacy provider, which many machines leave out.
 Rc4::Rc4(ByteSpan key) {
     std::iota(state_.begin(), state_.end(), std::uint8_t{0});
     std::uint8_t j = 0;
@@ -178,6 +187,7 @@ void Rc4::Apply(std::span<std::byte> bytes) {
 
 void ApplyAes(Direction direction, ByteSpan key, ByteSpan iv, std::span<std::byte> bytes) {
     const CipherContext context(EVP_CIPHER_CTX_new());
+    // Without a vector the blocks stand alone, as the older scheme has them.
     const EVP_CIPHER* const algorithm = Aes(key.size(), !iv.empty());
     Require(context != nullptr && algorithm != nullptr);
     int written = 0;

@@ -43,6 +43,8 @@ private:
     SecretBytes base_;  // 5 bytes
 };
 
+// Sixteen times the five bytes and the salt, hashed once more: the format's own recipe, which no
+// library has.
 SecretBytes BinaryRc4Base(ByteSpan salt, ByteSpan password) {
     constexpr std::size_t kBaseSize = 5;
     constexpr std::size_t kRepetitions = 16;
@@ -124,6 +126,7 @@ CryptoApiHeader ReadCryptoApi(const OfficeDescription& description) {
     if (!is_known) {
         ThrowUnknown(description, "cipher " + Hex(algorithm));
     }
+    // Old files leave the size out and mean the cipher's usual one.
     if (bits == 0) {
         bits = out.aes ? static_cast<std::uint32_t>(AesKeySize(algorithm) * 8) : 40;
     }
@@ -157,6 +160,7 @@ public:
           key_size_(header.key_size),
           base_(std::move(base)) {}
 
+    // The verifier and its hash are decrypted as one: the stream goes on from the one to the other.
     bool Fits(const CryptoApiHeader& header) const {
         std::vector<std::byte> both(header.encrypted_verifier.begin(),
                                     header.encrypted_verifier.end());

@@ -1,3 +1,9 @@
+// Reading a tree of keys: down from the root by the greatest key of each child, then along the
+// leaves. A page gives its entries by a mask of the bytes at which they end, and all but the first
+// lack the prefix that they share, so that a page is taken apart as a whole. Easy to get wrong: row
+// numbers are big-endian here and nowhere else, and nodes of other programs' files may be empty but
+// for a tail.
+
 #include "drivers/access/indexes/index_reader.h"
 
 #include "drivers/access/errors.h"
@@ -17,6 +23,8 @@ int IndexPage::Compare(ByteSpan left, RowPointer left_row, ByteSpan right, RowPo
             return order;
         }
     }
+    // Keys of texts and binaries are of many lengths; a prefix comes first, as in the engine's
+    // order.
     if (left.size() != right.size()) {
         return left.size() < right.size() ? -1 : 1;
     }
@@ -42,6 +50,7 @@ void IndexPage::Parse(const Layout& layout, ByteSpan page) {
     const std::size_t tail = leaf_ ? kLeafEntryTail : kNodeEntryTail;
     std::size_t start = 0;
     for (std::size_t i = 0; i < mask.size(); ++i) {
+        // Each bit is the end of one entry and the start of the next.
         for (auto bits = static_cast<unsigned>(mask[i]); bits != 0; bits &= bits - 1) {
             const std::size_t end = i * 8 + static_cast<std::size_t>(std::countr_zero(bits));
             AddEntry(Slice(area, start, end - start), tail);
@@ -85,6 +94,7 @@ void IndexReader::Load(PageNumber page) {
     WithPage(source_->Name(), page, "its index entries run outside", [&] {
         page_.Parse(source_->GetLayout(), bytes);
     });
+    // A page that was freed and taken by another table still looks like an index page.
     if (page_.Owner() != def_->page) {
         throw DamagedPage(source_->Name(), page, "it is an index page of another table");
     }
@@ -111,6 +121,7 @@ void IndexReader::Seek(ByteSpan key) {
         } else if (page_.Tail() != 0) {
             page = page_.Tail();
         } else if (page_.Size() > 0) {
+            // Without a tail, the last child is the one that holds the greatest keys.
             page = page_.Child(page_.Size() - 1);
         } else {
             throw DamagedPage(source_->Name(), page, "it is an index node without children");
@@ -124,6 +135,7 @@ bool IndexReader::Next() {
         if (page_.Next() == 0) {
             return false;
         }
+        // More leaves than pages: a damaged link leads back.
         if (++steps_ > source_->PageCount()) {
             throw DamagedPage(source_->Name(), page_number_, "its index leaves go in a circle");
         }

@@ -1,3 +1,8 @@
+// A page of rows that is written to. Rows fill it from its end, their slots from its beginning; a
+// row reaches from its slot's offset to that of the slot before it, so that a change of one row's
+// length moves all rows behind it. Easy to get wrong: slots are never given back, because their
+// numbers stand in indexes and pointers, and a deleted row keeps its slot with no bytes.
+
 #include "drivers/access/pages/data_page.h"
 
 #include <cstring>
@@ -16,6 +21,7 @@ std::size_t DataPage::Room() const {
     const std::size_t count = SlotCount();
     const std::size_t rows_start = count == 0 ? bytes_.size() : Start(count - 1);
     const std::size_t slots_end = SlotOffset(count);
+    // A damaged page: nothing is written by its own word.
     if (rows_start < slots_end || rows_start > bytes_.size()) {
         throw BoundsError();
     }
@@ -77,6 +83,7 @@ void DataPage::SetFlags(std::size_t slot, std::uint16_t flags) {
 
 void DataPage::Delete(std::size_t slot) {
     Resize(slot, 0);
+    // Both flags mean "gone"; one alone is a row that was moved, or the place it was moved to.
     SetFlags(slot, kSlotDeleted | kSlotOverflow);
 }
 

@@ -43,6 +43,7 @@ const Layout& CheckIdentity(ByteSpan bytes, std::string_view path) {
         throw NotAnAccessFile(path, "it names no known engine");
     }
     const auto version = LoadU8(bytes, kVersionOffset);
+    // A later format may differ anywhere: reading it by guess would bring wrong values.
     if (version > kVersionNewest) {
         throw UnknownVersion(path, version);
     }
@@ -57,6 +58,7 @@ const Layout& CheckIdentity(ByteSpan bytes, std::string_view path) {
 // a password holds that number ten times.
 std::string PasswordJet4(ByteSpan page, double creation_date) {
     std::uint32_t mask = 0;
+    // A damaged date would be no number to convert.
     if (std::fabs(creation_date) < 2147483648.0) {
         mask = static_cast<std::uint32_t>(static_cast<std::int32_t>(creation_date));
     }
@@ -135,6 +137,7 @@ void CheckDecryption(PageSource& source) {
         return LoadU8(bytes, kPageTypeOffset) == static_cast<std::uint8_t>(type) &&
                LoadU8(bytes, kPageMarkOffset) == kPageMark;
     };
+    // Two pages that every file has, of types that are known beforehand.
     if (!begins_with(kGlobalMapPage, PageType::Data) ||
         !begins_with(kObjectsTablePage, PageType::TableDefinition)) {
         throw DamagedFile(source.Name(),

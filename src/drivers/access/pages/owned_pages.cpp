@@ -1,3 +1,8 @@
+// Everything that any map or definition of the file names, for the writer that looks for pages
+// behind the last one that is in use: a load that was killed before its first commit leaves such
+// pages, and no map says that they are free. Easy to miss: the rows and bitmap pages of the maps
+// themselves, and tables that the engine hides.
+
 #include "drivers/access/pages/owned_pages.h"
 
 #include "drivers/access/catalogue/object_catalog.h"

@@ -35,6 +35,7 @@ std::string_view NameOf(PageType type) {
     return "a known page";
 }
 
+// A rest of less than a page at the end is none: a copy that broke off has one.
 PageNumber PagesOf(std::uint64_t bytes, std::size_t page_size) {
     return static_cast<PageNumber>(
         std::min<std::uint64_t>(bytes / page_size, std::uint64_t{kMaxPageNumber} + 1));
@@ -76,6 +77,8 @@ ByteSpan PageReader::Page(PageNumber page) {
         version_ = source_->Version();
     }
     const std::size_t size = source_->PageSize();
+    // Each page has one place only, which suits walks that go on from page to page and come back to
+    // a few.
     const std::size_t slot = page % held_.size();
     const std::span<std::byte> place(buffer_.get() + slot * size, size);
     if (held_[slot] != page) {
@@ -146,6 +149,7 @@ void FilePageSource::Read(PageNumber first, std::span<std::byte> out) {
         if (got < 0 && errno == EINTR) {
             continue;
         }
+        // The one that failed, of the run that was asked for.
         const auto page = first + static_cast<PageNumber>(filled / PageSize());
         if (got < 0) {
             throw CannotRead(Name(), page, std::generic_category().message(errno));

@@ -1,3 +1,8 @@
+// Which pages belong to something: a bitmap in a row for small files, or a row of references to
+// pages full of bits for large ones. Easy to get wrong: the map of a row that grows is written anew
+// as the other kind, so that a map held in memory is read again whenever the file has changed; and
+// page numbers taken from a damaged map must not overflow.
+
 #include "drivers/access/pages/usage_map.h"
 
 #include "drivers/access/errors.h"
@@ -54,6 +59,7 @@ std::optional<PageNumber> UsageMap::Next(PageNumber from) {
         Load();
     }
     if (kind_ == kInlineMap) {
+        // Too short for a single bit: it stands for no page.
         if (bytes_.size() < kInlineMapBitsOffset) {
             return std::nullopt;
         }
@@ -69,6 +75,7 @@ std::optional<PageNumber> UsageMap::Next(PageNumber from) {
     const auto lists = ByteSpan(bytes_).subspan(kReferenceMapPagesOffset);
     for (std::size_t i = from / layout.bitmap_pages; (i + 1) * 4 <= lists.size(); ++i) {
         const PageNumber page = LoadU32(lists, i * 4);
+        // A stretch of the file in which nothing belongs to it.
         if (page == 0) {
             continue;
         }

@@ -1,3 +1,8 @@
+// A memo or OLE value is in the row itself, in one row of a shared page, or in a chain of pieces,
+// which the two top bits of its length tell. Most are short, so that nothing is copied unless there
+// is a chain. Easy to get wrong: a chain of a damaged file may lead back into itself or claim more
+// than the file holds, and memory must not be taken on its word.
+
 #include "drivers/access/rows/long_value.h"
 
 #include "drivers/access/errors.h"
@@ -56,6 +61,7 @@ ByteSpan LongValueReader::ReadChain(RowPointer first, std::size_t length, std::s
     }
     pieces_.clear();
     auto pointer = first;
+    // Pieces give what they have: other programs cut values at other places.
     for (std::uint64_t steps = 0; pieces_.size() < limit; ++steps) {
         if (pointer.page == 0 || steps > page_count) {
             throw DamagedPage(

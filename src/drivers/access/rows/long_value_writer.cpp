@@ -17,6 +17,8 @@ namespace {
 constexpr std::string_view kDamage = "its list of rows runs outside";
 // A page with less room is taken out of the map of pages with room.
 constexpr std::size_t kLeastRoom = 128;
+// Looking through all pages with some room would make each value of a large table slower than the
+// last.
 constexpr int kPagesToTry = 4;
 
 bool IsLongValuePage(ByteSpan page) {
@@ -102,6 +104,8 @@ void LongValueWriter::Write(std::size_t column, ByteSpan data, std::span<std::by
     StoreU32(header, 0, data.size() | kLongValueChain);
     PageNumber page = NewPage(def);
     StoreU32(header, kLongValuePointerOffset, PackRowPointer({page, 0}));
+    // The page of the next piece is taken before this one is written, which names it. Between
+    // pieces pages may go to the file, as a value may be larger than memory should be.
     while (!data.empty()) {
         const std::size_t piece = std::min(data.size(), layout.max_long_value_piece);
         const bool last = piece == data.size();
@@ -182,6 +186,8 @@ void LongValueWriter::ReleaseUnlisted(std::size_t column, ByteSpan stored) {
     }
 }
 
+// Counted while all rows of a table are gone through once: whether the column's map lists as many
+// pages as its values need. Where it doesn't, the table can't be emptied by its maps.
 void LongValueWriter::Count(std::size_t column, ByteSpan stored) {
     const std::uint32_t head = LoadU32(stored, 0);
     const std::uint32_t kind = head & kLongValueKindMask;
@@ -217,6 +223,7 @@ bool LongValueWriter::ListsAll(std::size_t column) {
     return listed >= needed.shared_pages.size() + needed.chain_pages;
 }
 
+// All pages at once; no value is looked at.
 void LongValueWriter::Clear(std::size_t column) {
     const ColumnDef& def = def_->columns[column];
     current_[column] = 0;

@@ -56,6 +56,7 @@ QuickRow::QuickRow(const Layout& layout,
       mask_size_((std::size_t{def.max_columns} + 7) / 8),
       fixed_end_(sizeof(std::uint16_t)),
       has_variables_(def.variable_count != 0) {
+    // Rows of Jet 3 have another shape, and such files are old and small.
     possible_ = !layout.jet3 && !projection.empty();
     for (const auto position : projection) {
         const auto& column = def.columns.at(position);
@@ -107,6 +108,7 @@ bool QuickRow::DecodeField(const Field& field, ByteSpan stored, Cell& cell, Text
         case ColumnType::Double:
             cell = Cell::Double(At<double>(place));
             return true;
+        // A number that is no date gets its error from the careful way.
         case ColumnType::DateTime: {
             const auto value = DateTimeFromSerial(At<double>(place));
             if (value) {
@@ -185,6 +187,8 @@ bool QuickRow::Decode(ByteSpan row, Cell* cells, TextRoom& room) const {
         std::size_t start = field.place;
         std::size_t length = field.length;
         if (!field.fixed) {
+            // The table of offsets runs backwards from the mask: the next field's is before this
+            // one's.
             const std::byte* const at = mask - 4 - std::size_t{field.place} * 2;
             start = At<std::uint16_t>(at);
             const std::size_t end = At<std::uint16_t>(at - 2);

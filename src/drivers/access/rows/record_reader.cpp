@@ -1,3 +1,7 @@
+// Rows of the engine's own tables by column name. Files of all versions are read by it: a column
+// that one of them lacks is null, and so is a field that can't be read, because a damaged note
+// beside an object must not keep its table from being listed.
+
 #include "drivers/access/rows/record_reader.h"
 
 #include "drivers/access/errors.h"

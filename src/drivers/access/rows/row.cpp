@@ -1,3 +1,9 @@
+// Where a field lies in the bytes of a row, and where a row lies that has been moved. A row is read
+// from both ends: fixed fields from the front, the mask of nulls and the offsets of the variable
+// fields from the back. Easy to get wrong: rows keep the shape of the day on which they were
+// written, so that they have fewer columns than the table after one was added; and Jet 3 keeps
+// offsets in single bytes, with further ones that say from which field on 256 are to be added.
+
 #include "drivers/access/rows/row.h"
 
 #include "drivers/access/errors.h"
@@ -50,6 +56,7 @@ std::optional<ByteSpan> RowView::VariableFieldJet3(std::size_t index) const {
     if (!variable_valid_) {
         throw BoundsError();
     }
+    // The row is older than the column.
     if (index >= variable_count_) {
         return std::nullopt;
     }
@@ -96,6 +103,7 @@ std::optional<ByteSpan> RowFinder::Find(RowPointer row) {
 ByteSpan RowFinder::Follow(ByteSpan pointer, RowPointer row) {
     auto& source = pages_.Source();
     auto from = row;
+    // A row that was moved may have been moved again; pointers without an end are damage.
     for (int hops = 0; hops < kMaxOverflowHops; ++hops) {
         const auto to = WithPage(source.Name(), from.page, "a moved row's pointer is cut", [&] {
             return UnpackRowPointer(LoadU32(pointer, 0));

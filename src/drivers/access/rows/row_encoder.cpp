@@ -83,6 +83,8 @@ RowEncoder::RowEncoder(const TableDef& def, std::string table)
         } else if (def_column.IsFixed()) {
             column.fixed_offset = kColumnCountSize + def_column.fixed_offset;
             fixed_.push_back(column);
+            // An index beyond the table's count is a fault of the definition: the column stays
+            // null, rather than being written outside.
         } else if (def_column.variable_index < variable_.size()) {
             capacity += column.size + kFieldSlack;
             variable_[def_column.variable_index] = column;
@@ -183,6 +185,7 @@ std::byte* RowEncoder::PutField(const Column& column,
         if (stored.is_null) {
             return out;
         }
+        // Would overwrite the field behind it.
         if (column.fixed_offset != 0 && stored.bytes.size() > column.size) {
             ThrowStoredTooLong(column);
         }
@@ -195,6 +198,7 @@ std::byte* RowEncoder::PutField(const Column& column,
         if (cell.IsNull() || cell.IsUnset()) {
             return out;
         }
+        // Columns of several values and types of later versions: only Access can write them.
         if (column.encode == nullptr) {
             throw ReadOnlyColumn(NameOf(column));
         }
@@ -216,6 +220,7 @@ void RowEncoder::Build(std::span<const Cell> row, const StoredField* given) {
     for (const Column& column : fixed_) {
         PutField(column, row, given, start + column.fixed_offset);
     }
+    // A truth value has no bytes at all: it is its bit in the mask, and so is never null.
     for (const Column& column : booleans_) {
         bool value = false;
         if (given != nullptr && given[column.position].given) {
@@ -251,6 +256,7 @@ void RowEncoder::Build(std::span<const Cell> row, const StoredField* given) {
     }
     std::memcpy(out, mask_.data(), mask_size_);
     length_ = static_cast<std::size_t>(out - start) + mask_size_;
+    // Known only when all fields are in: long values may have gone elsewhere by then.
     if (length_ > kJet4Layout.max_row_size) {
         throw RowTooLong(table_, length_, kJet4Layout.max_row_size);
     }

@@ -59,6 +59,7 @@ std::byte* PutNarrow(std::string_view text, std::size_t limit, std::byte* out) {
                 ++at;
                 continue;
             }
+            // The two-byte characters up to U+00FF, which are a byte each in the file.
             const bool two = (byte == 0xC2 || byte == 0xC3) && end - at >= 2 &&
                              (static_cast<unsigned char>(at[1]) & 0xC0) == 0x80;
             if (!two) {
@@ -119,6 +120,7 @@ std::u16string Escaped(std::u16string_view units, std::size_t& bytes) {
 }
 
 // "{8-4-4-4-12}", with or without the brackets: in the order of the digits.
+// The digits of the text form; stored, the first three groups are turned round.
 bool ParseGuid(std::string_view text, std::array<std::byte, kGuidSize>& out) {
     if (text.size() == 38 && text.front() == '{' && text.back() == '}') {
         text = text.substr(1, 36);
@@ -155,6 +157,8 @@ void RowEncoder::ThrowStoredTooLong(const Column& column) const {
     throw ValueDoesNotFit(NameOf(column), "as it is stored", TypeName(*column.def));
 }
 
+// Halves go to the even neighbour, as in the engine. Too large a number and no number at all are
+// two errors, since only the first is cured by a wider column.
 std::int64_t RowEncoder::WholeNumber(const Column& column,
                                      const Cell& cell,
                                      std::int64_t low,

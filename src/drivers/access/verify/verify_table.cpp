@@ -46,6 +46,9 @@ public:
     }
 
 private:
+    // Findings are damage. Notes are what Access itself leaves behind and no reader stumbles over,
+    // such as a count that is off: files of its own have them, so that they must not make a file
+    // unsound.
     void Finding(const std::string& kind, const std::string& what) {
         if (only_notes_) {
             Note(kind, what);
@@ -56,6 +59,7 @@ private:
     void Note(const std::string& kind, const std::string& what) {
         log_.Note(table_ + ", " + kind, table_ + ": " + what);
     }
+    // One broken part doesn't end the check: what can still be looked at is.
     template <typename Body>
     void Guarded(const std::string& kind, Body&& body) {
         try {
@@ -89,6 +93,7 @@ private:
                 Finding("definition", "column '" + column.name + "' has no page maps");
             }
         }
+        // Overlapping fields can be read, but a change of the one would change the other.
         std::sort(fixed.begin(), fixed.end());
         for (std::size_t i = 1; i < fixed.size(); ++i) {
             if (fixed[i].first < fixed[i - 1].second) {
@@ -160,6 +165,8 @@ private:
         const auto page = reader.Page(number);
         if (LoadU8(page, 0) != static_cast<std::uint8_t>(PageType::Data) ||
             LoadU32(page, kPageOwnerOffset) != owner) {
+            // A map may still list a page that the engine has given to another table since; readers
+            // look at the owner on the page, and so does this.
             Note("foreign pages",
                  "page " + std::to_string(number) + " is listed and isn't its own");
             return;
@@ -169,6 +176,7 @@ private:
         for (std::size_t i = 0; i < slots; ++i) {
             const auto slot = LoadU16(page, layout_.data.slots_offset + i * kSlotSize);
             const std::size_t start = slot & kSlotOffsetMask;
+            // Each row ends where the one of the slot before it begins, deleted ones included.
             if (start > end || start < layout_.data.slots_offset + slots * kSlotSize) {
                 Finding("slots", At({number, static_cast<RowNumber>(i)}) + ": it overlaps another");
                 return;
@@ -214,6 +222,7 @@ private:
                  "it says " + std::to_string(def_.row_count) + " rows and has " +
                      std::to_string(rows_.size()));
         }
+        // The next row would get a number that is there, and with a key be refused.
         if (largest_auto_number_ > static_cast<std::int32_t>(def_.last_auto_number)) {
             Note("AutoNumber", "its last AutoNumber is behind the values in its rows");
         }
@@ -240,6 +249,7 @@ private:
             }
             if (column.IsLongValue()) {
                 long_values_.ForEachRow(*stored, [&](RowPointer part) {
+                    // Two values that share a piece: deleting the one would cut the other.
                     if (!long_value_rows_.insert(PackRowPointer(part)).second) {
                         Finding("long values", At(part) + " belongs to two long values");
                     }

@@ -1,3 +1,7 @@
+// The numbers that a definition keeps about its table: rows, different keys of each index, the last
+// AutoNumber. They are gathered during a statement and written once at its end, as the page of the
+// definition would else be changed by every row.
+
 #include "drivers/access/write/table_counts.h"
 
 #include "drivers/access/pages/data_page.h"
@@ -24,6 +28,8 @@ void TableCounts::Begin(std::uint32_t number) {
 }
 
 void TableCounts::NoteNumber(std::int32_t number) {
+    // Numbers that a statement gives count as well, or a later row would be handed one that is
+    // there. They are signed: a negative one never moves the counter.
     if (number > static_cast<std::int32_t>(last_number_)) {
         last_number_ = static_cast<std::uint32_t>(number);
         number_changed_ = true;
