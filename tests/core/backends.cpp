@@ -93,6 +93,22 @@ private:
     TempDir folder_;
 };
 
+class FoxProContainerBackend : public Backend {
+public:
+    FoxProContainerBackend() {
+        connection_string = "Driver={Microsoft Visual FoxPro Driver};SourceType=DBC;SourceDb=" +
+                            (folder_ / "any.dbc").string() + ";Persist Security Info=False";
+        types = {"Integer", "Character(60)", "DateTime"};
+        text_column = "the_full_name_of_a_person";
+        text_sample = "O'Brien \"äöü\" \\ €";
+        Catalog catalog;
+        catalog.Create(connection_string);
+    }
+
+private:
+    TempDir folder_;
+};
+
 std::string MissingOdbc(const std::string& library, const std::string& package) {
     for (const char* folder :
          {"/usr/lib/x86_64-linux-gnu/odbc", "/usr/lib/aarch64-linux-gnu/odbc"}) {
@@ -125,6 +141,8 @@ const BackendFactory kAccessMdb{
     "AccessMdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".mdb"); }};
 const BackendFactory kFoxProFolder{
     "FoxProFolder", NothingMissing, [] { return std::make_unique<FoxProFolderBackend>(); }};
+const BackendFactory kFoxProContainer{
+    "FoxProContainer", NothingMissing, [] { return std::make_unique<FoxProContainerBackend>(); }};
 const BackendFactory kAccessAccdb{
     "AccessAccdb", NothingMissing, [] { return std::make_unique<AccessBackend>(".accdb"); }};
 
@@ -138,7 +156,8 @@ std::vector<const BackendFactory*> AllBackends() {
             &kSqlServer,
             &kAccessMdb,
             &kAccessAccdb,
-            &kFoxProFolder};
+            &kFoxProFolder,
+            &kFoxProContainer};
 }
 
 }  // namespace vantry::test

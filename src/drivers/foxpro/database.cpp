@@ -1,8 +1,15 @@
+// A name in a statement leads to a table by two roads: the container's list, or a file of that
+// name. Open tables are kept by the path of their file, so that a table under two names is one, and
+// are looked at again before each statement: another program may have put a new file in their
+// place. Easy to get wrong: a statement takes the container's lock before the table's when it makes
+// one, and holds the table's already when it drops one.
+
 #include "drivers/foxpro/database.h"
 
 #include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "drivers/foxpro/errors.h"
+#include "drivers/foxpro/write/container_tables.h"
 #include "drivers/foxpro/write/index_creator.h"
 #include "drivers/foxpro/write/table_creator.h"
 #include "files/file_name.h"
@@ -116,6 +123,7 @@ std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name)
         container_->Refresh();
         name = NameInContainer(name);
         if (auto table = container_->FindTable(name)) {
+            BringBackTable(*container_, *table);
             return Place{
                 std::move(table->path), std::move(table->name), std::move(table->long_names)};
         }
@@ -126,6 +134,10 @@ std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name)
     auto place = PlaceOf(name);
     std::error_code error;
     if (place && !fs::exists(place->path, error)) {
+        place.reset();
+    }
+    // What belongs to the container and isn't in it, a killed program has left.
+    if (place && container_ && NamesAsItsOwn(*container_, place->path)) {
         place.reset();
     }
     return place;
@@ -159,10 +171,7 @@ void FoxProDatabase::RequireOwn(const TableFile& table) const {
     if (!inside.empty() && *inside.begin() != "..") {
         return;
     }
-    std::string link = table.Layout().back_link;
-    std::replace(link.begin(), link.end(), '\\', '/');
-    if (!SameName(fs::path(link).filename().string(),
-                  fs::path(container_->Path()).filename().string())) {
+    if (!NamesAsItsOwn(*container_, table.Path())) {
         throw CannotOpen(table.Path(),
                          "it lies outside of the container's folder and doesn't name the container "
                          "as its own");
@@ -188,42 +197,35 @@ std::optional<std::string> FoxProDatabase::ViewText(std::string_view name) {
         return std::nullopt;
     }
     if (!view->reason.empty()) {
-        throw CannotOpen(view->name, "this view can't be run: " + view->reason);
+        throw CannotOpen(view->name, view->reason);
     }
     return std::move(view->sql);
 }
 
 // ---- Changes ----------------------------------------------------------------------------------
 
-void FoxProDatabase::RequireFolder(std::string_view doing) const {
-    if (container_) {
-        throw CannotWrite(container_->Path(),
-                          std::string(doing) +
-                              " in a database container isn't possible here yet. Choose the folder "
-                              "as the target");
-    }
-}
-
 void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
-    RequireFolder("Creating a table");
+    auto columns = definition;
+    RequireKeyColumns(columns);
+    NewTable table;
+    table.code_page = options_.tables.code_page.value_or(WindowsCodePageOfLocale());
+    table.null_by_default = options_.null_by_default;
+    if (container_) {
+        table.name = NameInContainer(Trimmed(definition.name));
+        return CreateTableIn(*container_, std::move(table), columns);
+    }
     const auto place = PlaceOf(definition.name);
     if (!place) {
         throw BadTableDefinition(definition.name, "that can't be the name of a file");
     }
-    NewTable table;
     table.path = place->path;
     table.name = place->name;
-    table.code_page = options_.tables.code_page.value_or(WindowsCodePageOfLocale());
-    table.null_by_default = options_.null_by_default;
-    auto columns = definition;
-    RequireKeyColumns(columns);
     const auto layout = LayoutFor(table, columns.columns);
     WriteNewTable(table, layout, TagsFor(columns, layout));
 }
 
 // The table is opened by itself for that, and by everybody else anew.
 void FoxProDatabase::CreateIndex(std::string_view table, const sql::IndexDefinition& index) {
-    RequireFolder("Creating an index");
     const auto place = Find(table);
     if (!place) {
         throw CannotOpen(table, "there is no such table");
@@ -235,7 +237,6 @@ void FoxProDatabase::CreateIndex(std::string_view table, const sql::IndexDefinit
 }
 
 void FoxProDatabase::DropTable(std::string_view name) {
-    RequireFolder("Dropping a table");
     const auto place = Find(name);
     if (!place) {
         throw CannotOpen(name, "there is no such table");
@@ -251,7 +252,12 @@ void FoxProDatabase::DropTable(std::string_view name) {
         opened->Group().Begin();
         statement_->tables.push_back(opened);
     }
-    RemoveTableFiles(path);
+    if (const auto listed = container_ ? container_->FindTable(NameInContainer(name))
+                                       : std::optional<ContainerTable>()) {
+        DropTableFrom(*container_, *listed);
+    } else {
+        RemoveTableFiles(path);
+    }
     open_.erase(path);
 }
 

@@ -46,7 +46,6 @@ private:
         std::string name;  // as the user knows the table
         std::vector<std::string> long_names;
     };
-    void RequireFolder(std::string_view doing) const;
     // Without the name of the container before it ("sales!orders").
     std::string_view NameInContainer(std::string_view name) const;
     // Where the table is or would be; nothing for a name that can't be one's.

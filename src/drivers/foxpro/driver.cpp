@@ -1,6 +1,7 @@
 #include "drivers/foxpro/driver.h"
 
 #include "data/letter_case.h"
+#include "drivers/foxpro/container/new_container.h"
 #include "drivers/foxpro/database.h"
 #include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/code_page_marks.h"
@@ -73,6 +74,16 @@ public:
         dialect.engine_name = kEngineName;
         return sql::ConnectSql(std::make_shared<FoxProDatabase>(OptionsOf(connection)),
                                std::move(dialect));
+    }
+
+    void CreateDatabase(const ConnectionString& connection) override {
+        const auto options = OptionsOf(connection);
+        if (!options.container) {
+            throw DataError(kErrUnspecified,
+                            "Only a database container (*.dbc) can be made: a folder of DBF files "
+                            "is any folder that is there.");
+        }
+        CreateContainer(options.path, options.tables.code_page.value_or(WindowsCodePageOfLocale()));
     }
 };
 

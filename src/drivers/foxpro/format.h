@@ -142,8 +142,24 @@ inline constexpr std::size_t kContainerParentId = 1;    // I
 inline constexpr std::size_t kContainerObjectType = 2;  // C(10)
 inline constexpr std::size_t kContainerObjectName = 3;  // C(128)
 inline constexpr std::size_t kContainerProperty = 4;    // M, binary
-inline constexpr std::size_t kContainerFields = 8;
-inline constexpr std::int32_t kContainerRoot = 1;  // the parent of tables and views
+inline constexpr std::size_t kContainerFields = 8;      // and CODE, RIINFO, USER
+inline constexpr std::int32_t kContainerRoot = 1;       // the parent of tables and views
+// Object types. The first five objects are of the type Database, in this order; containers before
+// version 6 have four of them.
+inline constexpr std::string_view kTableType = "Table";
+inline constexpr std::string_view kViewType = "View";
+inline constexpr std::string_view kFieldType = "Field";
+inline constexpr std::string_view kIndexType = "Index";
+inline constexpr std::string_view kRelationType = "Relation";
+inline constexpr std::string_view kConnectionType = "Connection";
+inline constexpr std::string_view kDatabaseType = "Database";
+inline constexpr std::array<std::string_view, 5> kDatabaseObjects = {
+    "Database",
+    "TransactionLog",
+    "StoredProceduresSource",
+    "StoredProceduresObject",
+    "StoredProceduresDependencies"};
+inline constexpr std::int32_t kContainerVersion = 10;  // of Visual FoxPro 3 to 6; 11: 7 to 9
 // Properties: u32 length with itself, u16 1, u8 id, value.
 inline constexpr std::size_t kPropertyHead = 7;
 inline constexpr std::uint8_t kPropertyPath = 1;  // text: the table's file, relative
@@ -154,8 +170,10 @@ inline constexpr std::uint8_t kPropertyDefault = 11;
 inline constexpr std::uint8_t kPropertyInsertTrigger = 14;
 inline constexpr std::uint8_t kPropertyUpdateTrigger = 15;
 inline constexpr std::uint8_t kPropertyDeleteTrigger = 16;
+inline constexpr std::uint8_t kPropertyChildTag = 13;
 inline constexpr std::uint8_t kPropertyUnique = 17;
 inline constexpr std::uint8_t kPropertyParentTable = 18;
+inline constexpr std::uint8_t kPropertyParentTag = 19;
 inline constexpr std::uint8_t kPropertyPrimaryTag = 20;
 inline constexpr std::uint8_t kPropertyVersion = 24;  // i32 big-endian
 inline constexpr std::uint8_t kPropertySqlText = 42;

@@ -1,6 +1,7 @@
 #include "drivers/foxpro/foxpro_table.h"
 
 #include "drivers/foxpro/column_info.h"
+#include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/record_scan.h"
 #include "drivers/foxpro/write/table_writer.h"
 
@@ -23,6 +24,15 @@ FoxProTable::FoxProTable(std::shared_ptr<TableFile> file,
             columns_.push_back(DescribeColumn(layout.fields[k], layout, file_->Coder()));
         }
     }
+}
+
+TableWriter& FoxProTable::Writer() {
+    if ((file_->Layout().flags & kIsContainer) != 0) {
+        throw CannotWrite(file_->Path(),
+                          "it is a database container, whose records are changed by creating and "
+                          "dropping tables");
+    }
+    return file_->Writer(null_by_default_);
 }
 
 void FoxProTable::Enter() {

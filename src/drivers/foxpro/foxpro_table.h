@@ -40,7 +40,7 @@ public:
     void InsertBatched(std::span<const Cell> row);
 
 private:
-    TableWriter& Writer() { return file_->Writer(null_by_default_); }
+    TableWriter& Writer();
     // Takes the table into the open statement: locked, and with the header as it is then.
     void Enter();
 

@@ -21,14 +21,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::string_view kTableType = "Table";
-constexpr std::string_view kViewType = "View";
-constexpr std::string_view kFieldType = "Field";
 constexpr std::array kRuleProperties = {
     kPropertyRule, kPropertyInsertTrigger, kPropertyUpdateTrigger, kPropertyDeleteTrigger};
 
-std::string TextIn(const Cell& cell) {
-    return cell.Kind() == ValueKind::Text ? std::string(Trimmed(cell.AsText())) : std::string();
+std::string Trimmed(const Cell& cell) {
+    return cell.Kind() == ValueKind::Text ? std::string(vantry::Trimmed(cell.AsText()))
+                                          : std::string();
 }
 
 std::int32_t NumberIn(const Cell& cell) {
@@ -63,6 +61,20 @@ void Container::Refresh() {
     }
 }
 
+void Container::Reread() {
+    file_->Reread();
+    if (version_ != file_->Group().Version()) {
+        ReadObjects();
+    }
+}
+
+std::string Container::TextIn(const ContainerObject& object, std::uint8_t property) const {
+    const auto stored = TextOf(object.properties, property);
+    std::string scratch;
+    const auto text = file_->Coder().Decode(stored, scratch);
+    return std::string(text.value_or(stored));
+}
+
 void Container::ReadObjects() {
     objects_.clear();
     version_ = file_->Group().Version();
@@ -81,8 +93,8 @@ void Container::ReadObjects() {
         ContainerObject object;
         object.id = NumberIn(cells[0]);
         object.parent = NumberIn(cells[1]);
-        object.type = TextIn(cells[2]);
-        object.name = TextIn(cells[3]);
+        object.type = Trimmed(cells[2]);
+        object.name = Trimmed(cells[3]);
         object.record = reader.Number();
         if (cells[4].Kind() == ValueKind::Unreadable) {
             throw decoder.FieldError(4);
@@ -124,7 +136,7 @@ ContainerTable Container::Describe(const ContainerObject& object) const {
     ContainerTable table;
     table.id = object.id;
     table.name = object.name;
-    auto relative = TextOf(object.properties, kPropertyPath);
+    auto relative = TextIn(object, kPropertyPath);
     if (relative.empty()) {
         relative = object.name + ".dbf";
     }
@@ -159,7 +171,7 @@ std::vector<ContainerView> Container::Views() const {
         }
         ContainerView view;
         view.name = object.name;
-        view.sql = TextOf(object.properties, kPropertySqlText);
+        view.sql = TextIn(object, kPropertySqlText);
         const auto* const kind = FindProperty(object.properties, kPropertyClass);
         if (kind != nullptr && !kind->value.empty() &&
             kind->value[0] == std::byte{kClassRemoteView}) {

@@ -44,15 +44,21 @@ public:
     const std::string& Path() const { return file_->Path(); }
     std::string Folder() const;
     TableFile& File() { return *file_; }
+    const TextCoder& Coder() const { return file_->Coder(); }
 
     // At the start of a statement: reads the container again if it has changed.
     void Refresh();
+    // The same within a transaction of its files.
+    void Reread();
     const std::vector<ContainerObject>& Objects() const { return objects_; }
     std::vector<ContainerTable> Tables() const;
     std::vector<ContainerView> Views() const;
     // In any letter case.
     std::optional<ContainerTable> FindTable(std::string_view name) const;
     std::optional<ContainerView> FindView(std::string_view name) const;
+
+    // A text of an object's properties, out of the container's code page.
+    std::string TextIn(const ContainerObject& object, std::uint8_t property) const;
 
 private:
     void ReadObjects();

@@ -72,6 +72,33 @@ void ForgetSetAside(const std::string& path) {
     });
 }
 
+// The .dbf goes last and comes back first: sidecars without it are nobody's, and those of one that
+// is there come back when it is opened.
+void SetTableAside(const std::string& path) {
+    SetSidecarsAside(path);
+    if (file::StampOf(path)) {
+        file::RenameReplacing(path, path + std::string(kAside));
+    }
+    file::SyncFolderOf(path);
+}
+
+bool IsTableAside(const std::string& path) {
+    return file::StampOf(path + std::string(kAside)).has_value();
+}
+
+void BringBackTableAside(const std::string& path) {
+    if (IsTableAside(path)) {
+        file::RenameNoReplace(path + std::string(kAside), path);
+        BringBackSidecars(path);
+        file::SyncFolderOf(path);
+    }
+}
+
+void ForgetTableAside(const std::string& path) {
+    file::RemoveFile(path + std::string(kAside));
+    ForgetSetAside(path);
+}
+
 void RemoveEmptyMemoFile(const std::string& path) {
     if (const auto stamp = file::StampOf(path); stamp && stamp->size <= kMemoHeaderSize) {
         file::RemoveFile(path);

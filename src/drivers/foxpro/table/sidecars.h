@@ -17,6 +17,11 @@ void SetSidecarsAside(const std::string& path);
 void BringBackSidecars(const std::string& path);
 // The table is gone: what was set aside goes, too.
 void ForgetSetAside(const std::string& path);
+// The same with the .dbf itself, of a table whose container decides whether it is there.
+void SetTableAside(const std::string& path);
+bool IsTableAside(const std::string& path);
+void BringBackTableAside(const std::string& path);
+void ForgetTableAside(const std::string& path);
 // A memo file without a memo, whose table isn't there: left behind by a creation that was
 // interrupted. One with memos is kept, and the creation fails over it.
 void RemoveEmptyMemoFile(const std::string& path);

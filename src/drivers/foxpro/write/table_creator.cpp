@@ -136,7 +136,6 @@ void WriteFile(const std::string& path, ByteSpan bytes) {
 TableLayout LayoutFor(const NewTable& table, std::span<const sql::ColumnDefinition> columns) {
     TableLayout layout;
     layout.code_page = table.code_page;
-    layout.back_link = table.back_link;
     const auto mark = MarkOfCodePage(table.code_page);
     if (!mark) {
         throw BadTableDefinition(table.name,
@@ -146,6 +145,14 @@ TableLayout LayoutFor(const NewTable& table, std::span<const sql::ColumnDefiniti
     }
     layout.code_page_mark = *mark;
     const TextCoder coder(table.code_page, false);
+    std::string scratch;
+    const auto link = coder.Encode(table.back_link, scratch);
+    if (!link || link->size() >= kBackLinkSize) {
+        throw BadTableDefinition(table.name,
+                                 "the container's file name has letters that the table's code page "
+                                 "doesn't have, or is too long");
+    }
+    layout.back_link = *link;
     std::size_t offset = 1;
     for (const auto& column : columns) {
         auto field = FieldFor(column, table.null_by_default, table.name);
@@ -211,6 +218,11 @@ std::vector<std::byte> HeaderBytes(const TableLayout& layout, bool with_end_mark
 void WriteNewTable(const NewTable& table,
                    const TableLayout& layout,
                    std::span<const TagDefinition> tags) {
+    if (IsTableAside(table.path)) {
+        throw CannotWrite(table.path,
+                          "a container's table of that name was being dropped when the program was "
+                          "stopped. Open that container, and the drop is undone");
+    }
     ForgetSetAside(table.path);
     const auto memo_path = Sidecar(table.path, ".fpt");
     const auto index_path = Sidecar(table.path, ".cdx");

@@ -50,9 +50,6 @@ TableWriter::TableWriter(TableFile& table, bool null_by_default)
         throw CannotWrite(table.Path(),
                           "tables of its version are only read. Load into a new table");
     }
-    if ((layout.flags & kIsContainer) != 0) {
-        throw CannotWrite(table.Path(), "it is a database container");
-    }
     if (table.MissingRecords() != 0) {
         throw RecordsMissing(table.Path(), table.RecordCount(), table.MissingRecords());
     }

@@ -43,4 +43,15 @@ const Select& SavedQueries::Open(std::string_view name) {
     return *select;
 }
 
+DataError SavedQueries::Explained(std::string_view name, const DataError& error) const {
+    const bool there = !open_.empty() && SameName(open_.back(), name);
+    const bool parsed = there || error.Number() != kErrNoSuchTable;
+    if (state_.dialect.kind != Dialect::Kind::FoxPro || !parsed) {
+        return error;
+    }
+    return {error.Number(),
+            "The view '" + std::string(name) + "' can't be run here: " + error.Description(),
+            error.Source()};
+}
+
 }  // namespace vantry::sql

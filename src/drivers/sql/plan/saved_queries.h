@@ -20,6 +20,9 @@ public:
     // name, ViewCycle while the query of that name is open.
     const Select& Open(std::string_view name);
     void Close() { open_.pop_back(); }
+    // What went wrong with the query of that name, in words that name it: its text isn't before the
+    // user. Access's own words name none.
+    DataError Explained(std::string_view name, const DataError& error) const;
 
 private:
     StatementState& state_;

@@ -162,7 +162,11 @@ void SelectPlanner::OpenTable(ScopeTable& table, const TableExpression& expressi
         state_.sources.push_back(std::make_unique<TableSource>(std::move(stored)));
         return;
     }
-    table.query = Plan(saved_queries_.Open(expression.name), nullptr);
+    try {
+        table.query = Plan(saved_queries_.Open(expression.name), nullptr);
+    } catch (const DataError& error) {
+        throw saved_queries_.Explained(expression.name, error);
+    }
     saved_queries_.Close();
 }
 
