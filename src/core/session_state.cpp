@@ -1,5 +1,7 @@
 #include "core/session_state.h"
 
+#include <filesystem>
+
 namespace vantry {
 
 // Nothing clears these between sessions: Back through the pages relies on what later pages left.
@@ -52,6 +54,7 @@ std::unique_ptr<Recordset> DstRS;
 std::unique_ptr<Connection> RepoConn;
 std::unique_ptr<Catalog> SourceCatalog;
 
+i16 SessionNotSaved = kFalse;
 i16 SessionCancelled = kFalse;
 i16 TableCancelled = kFalse;
 std::vector<TableRec> CreatedTables;
@@ -69,6 +72,11 @@ void InitSharedState(const std::string& application_folder) {
                   JoinPath(application_folder, "vyrepo.mdb");
     // Unsaved: a run of it leaves no record.
     CurrentSessionID = 0;
+    SessionNotSaved = kFalse;
+}
+
+std::string SharedFolder() {
+    return std::filesystem::path(HelpFilePath).parent_path().string();
 }
 
 }  // namespace vantry

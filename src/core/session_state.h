@@ -133,6 +133,9 @@ extern std::unique_ptr<Connection> RepoConn;
 extern std::unique_ptr<Catalog> SourceCatalog;  // stays attached until the next one replaces it
 
 // The run.
+// The session in memory was never saved: CurrentSessionID still names an earlier one, whose record
+// is none of this run's business.
+extern i16 SessionNotSaved;
 extern i16 SessionCancelled;
 extern i16 TableCancelled;
 extern std::vector<TableRec> CreatedTables;
@@ -143,4 +146,6 @@ extern DateTime TableEndTime;
 
 // Computes the paths and constants from the folder of what the programs keep (core/folders).
 void InitSharedState(const std::string& application_folder);
+// The folder that InitSharedState was given: of all that the programs keep.
+std::string SharedFolder();
 }  // namespace vantry

@@ -131,7 +131,7 @@ void RunSession(const std::string& /*ignored*/) {
     WalkTables();
     // From here on a failure is the record's, and the tables are loaded all the same.
     CurrentRunReport.Walked = true;
-    if (CurrentSessionID >= 1) {
+    if (CurrentSessionID >= 1 && SessionNotSaved == kFalse) {
         WriteRunRecord();
     }
     FinishRunLog();

@@ -17,8 +17,6 @@
 namespace vantry {
 
 void RegisterAllPages() {
-    // The wizard's room registers empty pages for what isn't built: rooms behind it put theirs in
-    // the place.
     RegisterShellPages();
     RegisterWizardPages();
     RegisterConnectorPages();

@@ -26,7 +26,7 @@ bool IsAliveUnder(const std::string& stat, std::string_view name) {
 
 }  // namespace
 
-bool IsProcessRunning(std::string_view name) {
+std::optional<int> FindProcess(std::string_view name) {
     std::error_code error;
     std::filesystem::directory_iterator process("/proc", error);
     while (!error && process != std::filesystem::directory_iterator()) {
@@ -36,12 +36,16 @@ bool IsProcessRunning(std::string_view name) {
         if (folder.filename().string().find_first_not_of("0123456789") == std::string::npos) {
             std::ifstream in(folder / "stat");
             if (IsAliveUnder({std::istreambuf_iterator<char>(in), {}}, name.substr(0, 15))) {
-                return true;
+                return std::stoi(folder.filename().string());
             }
         }
         process.increment(error);
     }
-    return false;
+    return std::nullopt;
+}
+
+bool IsProcessRunning(std::string_view name) {
+    return FindProcess(name).has_value();
 }
 
 }  // namespace vantry

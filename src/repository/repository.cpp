@@ -16,6 +16,7 @@
 #include "files/journal.h"
 #include "repository/run_log_file.h"
 #include "repository/run_summary.h"
+#include "repository/session_list.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -137,6 +138,21 @@ std::string RepositoryFolder() {
     return repository.parent_path().string();
 }
 
+// Of a former repository that is kept beside the new one.
+std::string DatedName(const DateTime& now) {
+    return "VYRepo" + FormatDateTime(now, "ddmmyy_hh_mm");
+}
+
+// A restore examines nothing, so the repository that it replaces may be the only good one: no kept
+// copy is written over by the next restore of the same minute.
+std::filesystem::path FreeName(const std::string& name) {
+    std::filesystem::path free = name;
+    for (int number = 2; std::filesystem::exists(free); ++number) {
+        free = name + "_" + std::to_string(number);
+    }
+    return free;
+}
+
 std::string TextOf(Field& field) {
     return ToText(field.Value());
 }
@@ -221,7 +237,7 @@ void CreateRepository(const std::string& folder, const DateTime& now) {
     const auto former = RepositoryFile(folder);
     if (std::filesystem::exists(former)) {
         HeldFile held(former);
-        held.CopyTo(JoinPath(folder, "VYRepo" + FormatDateTime(now, "ddmmyy_hh_mm")));
+        held.CopyTo(JoinPath(folder, DatedName(now)));
         held.PrepareToReplace();
         RemoveIfThere(former);
         held.WasReplaced();
@@ -317,20 +333,10 @@ i32 SaveSession(const SessionSave& save) {
 }
 
 std::vector<SessionListRow> ListSessions() {
-    Connection connection;
-    connection.CursorLocation = adUseClient;
-    connection.Open(RepoConnStr);
-    Recordset rows;
-    rows.Open(
-        "select "
-        "SessionID,SessionName,SourceDBName,TargetDBName,DateCreated,LogFileName,LastRunDate from "
-        "Sessions order by "
-        "SessionID desc",
-        connection,
-        adOpenStatic,
-        adLockOptimistic);
+    SessionList list;
+    list.Open();
     std::vector<SessionListRow> sessions;
-    for (; !rows.Eof(); rows.MoveNext()) {
+    for (auto& rows = list.Rows(); !rows.Eof(); rows.MoveNext()) {
         auto& fields = rows.Fields();
         sessions.push_back({static_cast<i32>(ToInt64(fields[0].Value()).value_or(0)),
                             TextOf(fields[1]),
@@ -401,13 +407,28 @@ void BackupRepository(const std::string& folder, const std::filesystem::path& de
     }
 }
 
-void RestoreRepository(const std::string& folder, const std::filesystem::path& file) {
+void RestoreRepository(const std::string& folder,
+                       const std::filesystem::path& file,
+                       const DateTime& now) {
     const auto repository = RepositoryFile(folder);
     // The lock belongs to the old file's inode, which stays locked until `held` goes; programs that
     // open the name from the rename on get the new file.
     HeldFile held(repository);
-    held.PrepareToReplace();
-    CopyPrivately(file, repository);
+    const bool is_there = std::filesystem::exists(repository);
+    const auto kept = FreeName(JoinPath(folder, DatedName(now)));
+    if (is_there) {
+        held.CopyTo(kept);
+    }
+    try {
+        held.PrepareToReplace();
+        CopyPrivately(file, repository);
+    } catch (const DataError&) {
+        if (is_there) {
+            std::error_code ignored;  // the copy's own failure is the one to report
+            std::filesystem::remove(kept, ignored);
+        }
+        throw;
+    }
     held.WasReplaced();
 }
 

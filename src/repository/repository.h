@@ -63,8 +63,11 @@ void DeleteAllSessions(const std::string& folder);
 // Copies the repository of `folder` into the new folder `destination`, between two changes by other
 // programs; an existing folder is an error.
 void BackupRepository(const std::string& folder, const std::filesystem::path& destination);
-// Puts a copy of `file` in the repository's place. The file isn't examined. An error while another
-// program is at work in the repository.
-void RestoreRepository(const std::string& folder, const std::filesystem::path& file);
+// Puts a copy of `file` in the repository's place. The file isn't examined; so the former
+// repository is kept beside it under its dated name. An error while another program is at work in
+// the repository.
+void RestoreRepository(const std::string& folder,
+                       const std::filesystem::path& file,
+                       const DateTime& now);
 
 }  // namespace vantry

@@ -184,12 +184,13 @@ std::optional<SavedSession> LoadSession(i32 session_id) {
     }
     rows.Close();
     CurrentSessionID = session_id;
+    SessionNotSaved = kFalse;
     return session;
 }
 
-std::optional<SavedSession> FindSession(i32 session_id) {
+std::optional<SavedSession> FindSession(Connection& repository, i32 session_id) {
     Recordset rows;
-    rows.Open("select * from sessions where SessionID=" + std::to_string(session_id), RepoConnStr);
+    rows.Open("select * from sessions where SessionID=" + std::to_string(session_id), repository);
     if (rows.Eof()) {
         return std::nullopt;
     }

@@ -24,7 +24,7 @@ struct SavedSession {
 std::optional<SavedSession> LoadSession(i32 session_id);
 
 // The same without the session state: what the editing window begins with.
-std::optional<SavedSession> FindSession(i32 session_id);
+std::optional<SavedSession> FindSession(Connection& repository, i32 session_id);
 
 // Every session with its schedule, by id; the session state isn't touched.
 std::vector<SavedSession> ListSchedules();

@@ -131,12 +131,13 @@ void MainWindow::ConnectMenus() {
         };
     };
     const auto show = [](const char* page) { return [page] { ShowPage(page); }; };
+    const auto show_modal = [](const char* page) { return [page] { ShowPageModal(page); }; };
     const auto on = [this](QAction* entry, auto action) {
         connect(entry, &QAction::triggered, this, action);
     };
     on(ui_->mRepNew, run(&Actions::create_repository));
-    on(ui_->mRepOpen, show("BackupRepo"));
-    on(ui_->mRepStatus, show("RestoreRepo"));
+    on(ui_->mRepOpen, show_modal("BackupRepo"));
+    on(ui_->mRepStatus, show_modal("RestoreRepo"));
     on(ui_->mExit, [this] {
         if (SureToExit()) {
             EndProgram();
@@ -144,7 +145,7 @@ void MainWindow::ConnectMenus() {
     });
     on(ui_->mCreateNewSes, run(&Actions::create_session));
     on(ui_->mOpenSes, show("Form15"));
-    on(ui_->mStatSes, show("CheckSch"));
+    on(ui_->mStatSes, show_modal("CheckSch"));
     on(ui_->mShowNavigator, run(&Actions::show_navigator));
     on(ui_->mContents, [] { OpenHelp(); });
     on(ui_->mIndex, [] { OpenHelp(); });

@@ -42,7 +42,7 @@ void ShowNavigator();
 // Makes the page at least that large, in twips (1/15 pixel at 96 dpi).
 void ForceSize(Page& page, int width_twips, int height_twips);
 
-// NavForm, Form1, and empty pages for the windows to come.
+// NavForm and Form1.
 void RegisterWizardPages();
 
 }  // namespace vantry

@@ -167,7 +167,12 @@ TEST_F(RunSessionTest, AnUnsavedSessionTouchesNoRepositoryAndALockedOneIsTheCall
     repository->FailAlways("Connect", "locked");
     EXPECT_NO_THROW(RunSession(""));
     EXPECT_TRUE(repository->calls.empty());
+    // A session that is only run keeps off the record of one that was saved before it.
     CurrentSessionID = 1;
+    SessionNotSaved = kTrue;
+    EXPECT_NO_THROW(RunSession(""));
+    EXPECT_TRUE(repository->calls.empty());
+    SessionNotSaved = kFalse;
     EXPECT_THROW(RunSession(""), DataError);
 }
 

@@ -195,7 +195,7 @@ TEST_F(RepositoryCrash, WhatAKilledProgramLeftIsInNoCopyAndSpoilsNoOtherReposito
         for (const bool restored : {true, false}) {
             WriteFolder(folder_.Path(), killed);
             if (restored) {
-                RestoreRepository(folder, copies / "good/VYRepo.mdb");
+                RestoreRepository(folder, copies / "good/VYRepo.mdb", Now());
             } else {
                 CreateRepository(folder, Now());
             }
@@ -227,7 +227,7 @@ TEST_F(RepositoryCrash, CopiesAreSoundWhileAnotherProgramSaves) {
             const auto report = access::Verify(backup / "VYRepo.mdb");
             EXPECT_TRUE(report.IsSound()) << k << ": " << report.Text();
             if (k % 20 == 0) {
-                RestoreRepository(folder, copies / "good/VYRepo.mdb");
+                RestoreRepository(folder, copies / "good/VYRepo.mdb", Now());
             }
         }
         ::kill(other, SIGKILL);

@@ -36,6 +36,12 @@ protected:
         return save;
     }
 
+    static std::optional<SavedSession> Found(i32 id) {
+        Connection repository;
+        repository.Open(RepoConnStr);
+        return FindSession(repository, id);
+    }
+
     // A session of the kinds in which every stored field holds a value of its own.
     static void MakeSession(const std::string& source, const std::string& target) {
         SourceType = source;
@@ -222,17 +228,17 @@ TEST_F(Repository, AnEditChangesNameLogAndScheduleAlone) {
                   ToText(Cell::FromDateTime({46347, 0})) +
                   "\",SesRunDate=Null,SesRunDay=31,SesWeekDay=Null Where SessionId=1");
     EditSession(1, edit);
-    const auto edited = FindSession(1);
+    const auto edited = Found(1);
     ASSERT_TRUE(edited);
     EXPECT_EQ(edited->SessionName, "it's after");
     EXPECT_EQ(edited->LogFileName, "/var/log/after.log");
     EXPECT_EQ(edited->Schedule.SesFreq, "M");
     EXPECT_EQ(edited->Schedule.SesRunDay, 31);
-    EXPECT_EQ(FindSession(2)->SessionName, "other");
-    EXPECT_EQ(FindSession(2)->Schedule.SesFreq, "D");
+    EXPECT_EQ(Found(2)->SessionName, "other");
+    EXPECT_EQ(Found(2)->Schedule.SesFreq, "D");
     SetMonthlyUnquoted(edit, {46347, 0}, "");
     EXPECT_THROW(EditSession(1, edit), DataError);
-    EXPECT_FALSE(FindSession(3));
+    EXPECT_FALSE(Found(3));
     ASSERT_TRUE(LoadSession(1));
     EXPECT_EQ(SrcTables.size(), 2U);
 }
@@ -301,14 +307,14 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
 
     // What comes back holds passwords, however the file was passed on.
     std::filesystem::permissions(folder_ / "VYRepo211126_19_13", std::filesystem::perms{0644});
-    RestoreRepository(folder, folder_ / "VYRepo211126_19_13");
+    RestoreRepository(folder, folder_ / "VYRepo211126_19_13", kNow);
     EXPECT_EQ(test::ModeOf(RepositoryFile(folder)), 0600U);
     EXPECT_EQ(ListSessions().size(), 1U);
     BackupRepository(folder, folder_ / "backup");
     EXPECT_EQ(test::ModeOf(folder_ / "backup/VYRepo.mdb"), 0600U);
     EXPECT_THROW(BackupRepository(folder, folder_ / "backup"), DataError)
         << "the folder is there already";
-    EXPECT_THROW(RestoreRepository(folder, folder_ / "nosuch.mdb"), DataError);
+    EXPECT_THROW(RestoreRepository(folder, folder_ / "nosuch.mdb", kNow), DataError);
     EXPECT_EQ(ListSessions().size(), 1U);
     // A backup that failed can be tried again under its name.
     std::filesystem::rename(RepositoryFile(folder), folder_ / "away");
@@ -332,13 +338,13 @@ TEST_F(Repository, ItIsNotReplacedWhileAnotherProgramReadsOrWritesIt) {
         ASSERT_TRUE(other);
         const bool reads = byte == file::LockByte::Content;
         file::Lock(*other, byte, reads ? file::LockKind::Shared : file::LockKind::Exclusive);
-        EXPECT_THROW(RestoreRepository(folder, folder_ / "backup/VYRepo.mdb"), DataError);
+        EXPECT_THROW(RestoreRepository(folder, folder_ / "backup/VYRepo.mdb", kNow), DataError);
         EXPECT_THROW(CreateRepository(folder, kNow), DataError);
         other.reset();
         EXPECT_EQ(ListSessions().size(), 1U) << reads;
     }
     file::SetLockTimeout(timeout);
-    RestoreRepository(folder, folder_ / "backup/VYRepo.mdb");
+    RestoreRepository(folder, folder_ / "backup/VYRepo.mdb", kNow);
     EXPECT_TRUE(ListSessions().empty());
 }
 
@@ -355,7 +361,7 @@ TEST_F(Repository, ABrokenJournalOfTheOldOneDoesntReachTheNewOne) {
         std::ofstream(journal) << std::string(10'000, 'j');
         EXPECT_THROW(ListSessions(), DataError);
         if (restore) {
-            RestoreRepository(folder, folder_ / "backup/VYRepo.mdb");
+            RestoreRepository(folder, folder_ / "backup/VYRepo.mdb", kNow);
         } else {
             CreateRepository(folder, kNow);
         }

@@ -26,11 +26,6 @@ namespace {
 // What comes after Next: the run page, the run page without saving, the end of the wizard.
 enum After { kSaveAndRun, kRunOnly, kSaveOnly };
 
-// The folder of everything that stands beside the program.
-std::string SharedFolder() {
-    return std::filesystem::path(HelpFilePath).parent_path().string();
-}
-
 // The time that the pickers begin with: a daily session that is saved as proposed first runs
 // tomorrow rather than at once.
 DateTime OneMinuteBefore(DateTime time) {
@@ -157,6 +152,7 @@ void Form13::Next() {
         }
         Tell("Session Saved Successfully");
     }
+    SessionNotSaved = ToI16(after == kRunOnly);
     UnloadPage("Form13");
     if (after == kSaveOnly) {
         CancelSession();
@@ -186,7 +182,7 @@ bool Form13::Save() {
         // First, so that a repository that can't be read is reported before a missing schedule: the
         // user could mend the schedule in vain.
         ui_->SesID->setText(QString::number(NextSessionID()));
-        if (!ui_->Schedule->Fill(save, OneMinuteBefore(Now()))) {
+        if (!ui_->Schedule->Fill(save, OneMinuteBefore(Now()), ScheduleOf::NewSession)) {
             return false;
         }
         // Another program may have saved meanwhile: the id that is stored is the one shown.

@@ -3,7 +3,7 @@
 
 namespace vantry {
 
-// Form13.
+// Form13, Form15, SesEdit, ShowLog, BackupRepo, RestoreRepo, CheckSch.
 void RegisterRepositoryPages();
 
 }  // namespace vantry

@@ -9,6 +9,11 @@
 #include "data/value_text.h"
 #include "shell/dialogs.h"
 
+#include <QLocale>
+
+#include <algorithm>
+#include <array>
+
 namespace vantry {
 namespace {
 
@@ -17,6 +22,24 @@ enum Kind { kDaily, kWeekly, kMonthly, kOnce, kEvery };
 
 // Days of the repository are counted from here.
 const QDate kDayZero(1899, 12, 30);
+
+// With the seconds, which the short form leaves out: what is stored is what is seen.
+QString TimeFormatWithSeconds() {
+    QString format = QLocale().timeFormat(QLocale::ShortFormat);
+    if (!format.contains('s')) {
+        format.replace("mm", "mm:ss");
+    }
+    return format;
+}
+
+QTime ToTime(std::int64_t nanos) {
+    return QTime::fromMSecsSinceStartOfDay(static_cast<int>(nanos / kNanosPerSecond) * 1000);
+}
+
+// By what the user reads there; a number that the list doesn't have leaves it empty.
+void Choose(QComboBox& list, const std::optional<int>& number) {
+    list.setCurrentIndex(number ? list.findText(QString::number(*number)) : -1);
+}
 
 DateTime TimeOf(const QTime& time) {
     return {0, static_cast<std::int64_t>(time.msecsSinceStartOfDay()) * 1'000'000};
@@ -49,15 +72,22 @@ SchedulePanel::SchedulePanel(QWidget* parent)
         // Nothing is chosen for the user: a session that runs on a day that wasn't picked is worse
         // than a question.
         list->setCurrentIndex(-1);
+        connect(list, &QComboBox::currentIndexChanged, this, &SchedulePanel::Changed);
     }
+    for (auto* const day : WeekDays(*ui_)) {
+        connect(day, &QCheckBox::toggled, this, &SchedulePanel::Changed);
+    }
+    ui_->SesTime->setDisplayFormat(TimeFormatWithSeconds());
     connect(ui_->TimeOpt, &QButtonGroup::idToggled, this, [this](int id, bool on) {
         if (on) {
             ShowKind(id);
+            Q_EMIT Changed();
         }
     });
     connect(ui_->Evy, &QButtonGroup::idToggled, this, [this](int id, bool on) {
         if (on) {
             ChooseInterval(id);
+            Q_EMIT Changed();
         }
     });
     ShowKind(kDaily);
@@ -67,9 +97,48 @@ SchedulePanel::SchedulePanel(QWidget* parent)
 SchedulePanel::~SchedulePanel() = default;
 
 void SchedulePanel::SetTime(const DateTime& time, const DateTime& date) {
-    ui_->SesTime->setTime(
-        QTime::fromMSecsSinceStartOfDay(static_cast<int>(time.nanos / 1'000'000)));
+    ui_->SesTime->setTime(ToTime(time.nanos));
     ui_->SesDate->setDate(kDayZero.addDays(date.day));
+}
+
+bool SchedulePanel::SetSchedule(const ScheduleRec& schedule) {
+    constexpr std::string_view kLetters = "DWMOHN";
+    if (schedule.SesFreq.size() != 1 || kLetters.find(schedule.SesFreq) == kLetters.npos) {
+        return false;
+    }
+    const auto letter = kLetters.find(schedule.SesFreq);
+    const int kind = std::min(static_cast<int>(letter), static_cast<int>(kEvery));
+    ui_->TimeOpt->button(kind)->setChecked(true);
+    if (schedule.SesRunTime) {
+        ui_->SesTime->setTime(ToTime(*schedule.SesRunTime));
+    }
+    if (schedule.SesRunDate) {
+        ui_->SesDate->setDate(kDayZero.addDays(*schedule.SesRunDate));
+    }
+    const auto days = WeekDays(*ui_);
+    for (std::size_t i = 0; kind == kWeekly && i < days.size(); ++i) {
+        // A mask may be shorter than the week.
+        days[i]->setChecked(i < schedule.SesWeekDay.size() && schedule.SesWeekDay[i] == '1');
+    }
+    if (kind == kMonthly) {
+        Choose(*ui_->SesDay, schedule.SesRunDay);
+    } else if (kind == kEvery) {
+        const bool hours = schedule.SesFreq == "H";
+        (hours ? ui_->Evy_0 : ui_->Evy_1)->setChecked(true);
+        Choose(hours ? *ui_->Hrs : *ui_->Mins, schedule.SesRunDay);
+    }
+    return true;
+}
+
+QString SchedulePanel::Fault() const {
+    switch (ui_->TimeOpt->checkedId()) {
+        case kWeekly:
+            return WeekMask() == "0000000" ? "No day of the week is ticked." : "";
+        case kMonthly:
+            return ui_->SesDay->currentIndex() < 0 ? "No day of the month is chosen." : "";
+        default:
+            return {};
+    }
 }
 
 void SchedulePanel::ShowKind(int kind) {
@@ -105,20 +174,25 @@ std::string SchedulePanel::WeekMask() const {
     return mask;
 }
 
-bool SchedulePanel::Fill(SessionSave& save, const DateTime& mark) const {
+bool SchedulePanel::Fill(SessionSave& save, const DateTime& mark, ScheduleOf whose) const {
+    const bool checked = whose == ScheduleOf::NewSession;
     const DateTime time = TimeOf(ui_->SesTime->time());
     switch (ui_->TimeOpt->checkedId()) {
         case kDaily:
             SetDaily(save, time);
             return true;
         case kWeekly:
-            if (WeekMask() == "0000000") {
+            if (checked && WeekMask() == "0000000") {
                 TellStop("Please Select atleast one WeekDay", "Stop");
                 return false;
             }
             SetWeekly(save, time, WeekMask());
             return true;
         case kMonthly:
+            if (!checked) {
+                SetMonthlyUnquoted(save, time, ui_->SesDay->currentText().toStdString());
+                return true;
+            }
             if (ui_->SesDay->currentIndex() < 0) {
                 TellStop("Please Select a Day", "Stop");
                 return false;
@@ -130,25 +204,28 @@ bool SchedulePanel::Fill(SessionSave& save, const DateTime& mark) const {
                 save, {static_cast<std::int32_t>(kDayZero.daysTo(ui_->SesDate->date())), 0}, time);
             return true;
         default:
-            return FillInterval(save, mark);
+            return FillInterval(save, mark, whose);
     }
 }
 
-bool SchedulePanel::FillInterval(SessionSave& save, const DateTime& mark) const {
-    if (ui_->Evy->checkedId() == 0) {
-        if (ui_->Hrs->currentIndex() < 0) {
-            Tell("Please Enter Hours Interval");
-            return false;
+bool SchedulePanel::FillInterval(SessionSave& save, const DateTime& mark, ScheduleOf whose) const {
+    const bool hours = ui_->Evy->checkedId() == 0;
+    QComboBox& list = hours ? *ui_->Hrs : *ui_->Mins;
+    if (list.currentIndex() < 0) {
+        if (whose == ScheduleOf::NewSession) {
+            Tell(hours ? "Please Enter Hours Interval" : "Please Enter Minutes Interval");
+        } else {
+            Tell(hours ? "Please Select Hours" : "Please Select Mins");
+            list.setFocus();
         }
-        // The minute of the hour at which it is due, two digits; there is no control for it.
-        SetHourly(save, ui_->Hrs->currentText().toInt(), FormatDateTime(mark, "nn"));
-        return true;
-    }
-    if (ui_->Mins->currentIndex() < 0) {
-        Tell("Please Enter Minutes Interval");
         return false;
     }
-    SetMinutely(save, ui_->Mins->currentText().toInt());
+    if (hours) {
+        // The minute of the hour at which it is due, two digits; there is no control for it.
+        SetHourly(save, list.currentText().toInt(), FormatDateTime(mark, "nn"));
+    } else {
+        SetMinutely(save, list.currentText().toInt());
+    }
     return true;
 }
 

@@ -243,6 +243,7 @@ TEST_F(Form13Test, SavesRunsOrBoth) {
     EXPECT_EQ(VisiblePages(), "Form14");
     EXPECT_EQ(FindPage("Form13"), nullptr);
     EXPECT_EQ(CurrentSessionID, 77);
+    EXPECT_EQ(SessionNotSaved, kTrue);
     EXPECT_EQ(Query("select count(*) from sessions"), "0\n");
     UnloadAllPages();
 
@@ -259,6 +260,7 @@ TEST_F(Form13Test, SavesRunsOrBoth) {
     EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
     EXPECT_EQ(VisiblePages(), "Form14");
     EXPECT_EQ(CurrentSessionID, 7);
+    EXPECT_EQ(SessionNotSaved, kFalse);
     EXPECT_EQ(Query("select sessionname,logfilename,sourcedbname,SourceConnStr,TargetConnStr from "
                     "sessions where sessionid=7"),
               "Anna's|" + Folder() + "/log/TEXTToORACLESessionID1.log|TEXT|" + SourceConnStr +

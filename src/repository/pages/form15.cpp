@@ -1,0 +1,300 @@
+// The page holds its connection and its rows as long as it is open. Beside it runners write their
+// records, other wizards save, and a restore puts another file in the repository's place; so once
+// a second the file is looked at, and the list is read anew when somebody has changed it.
+// Easy to get wrong: what a number means. In a repository that was replaced, session 5 is another
+// one. Before and after each question the file is looked at again, and a replaced one stops what
+// was begun. A name that was changed in the editing window is the one exception: the list shows it
+// when it is next read, and until then the note tells it.
+#include "repository/pages/form15.h"
+
+#include "ui_Form15.h"
+
+#include "core/folders.h"
+#include "core/session_state.h"
+#include "repository/pages/ses_edit.h"
+#include "repository/pages/session_grid.h"
+#include "repository/pages/show_log.h"
+#include "repository/repository.h"
+#include "shell/dialogs.h"
+#include "shell/page_set.h"
+#include "shell/qt_text.h"
+#include "wizard/wizard_flow.h"
+
+#include <QHeaderView>
+#include <QProcess>
+#include <QScopedValueRollback>
+
+namespace vantry {
+namespace {
+
+constexpr int kIdColumn = 0;
+constexpr int kNameColumn = 1;
+constexpr int kLogColumn = 5;
+constexpr int kBetweenLooks = 1000;  // milliseconds
+
+void TellWithInformation(std::string text, std::string title) {
+    CurrentDialogs().Show(
+        {std::move(text), std::move(title), BoxIcon::Information, BoxButtons::Ok, {}});
+}
+
+std::string IdAndName(i32 id, const QString& name) {
+    return std::to_string(id) + " Name :" + FromQt(name);
+}
+
+}  // namespace
+
+Form15::Form15() : Page("Form15"), ui_(std::make_unique<Ui::Form15>()) {
+    ui_->setupUi(this);
+    ui_->SesDBGrid->verticalHeader()->hide();
+    ui_->SesDBGrid->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    ui_->SesDBGrid->horizontalHeader()->setHighlightSections(false);
+    Note({});
+    connect(ui_->RunButt, &PlateButton::Click, this, &Form15::Run);
+    connect(ui_->EditButt, &PlateButton::Click, this, &Form15::Edit);
+    connect(ui_->VLogButt, &PlateButton::Click, this, &Form15::ViewLog);
+    connect(ui_->DelButt, &PlateButton::Click, this, &Form15::Delete);
+    connect(ui_->DelAll, &PlateButton::Click, this, &Form15::DeleteAll);
+    connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
+    connect(ui_->Close, &PlateButton::Click, this, [] {
+        UnloadPage("Form15");
+        ShowPage("NavForm");
+    });
+    connect(&news_, &QTimer::timeout, this, &Form15::LookForNews);
+}
+
+Form15::~Form15() = default;
+
+void Form15::OnLoad() {
+    try {
+        list_.Open();
+    } catch (const std::exception& error) {
+        Tell(std::string("Error Opening Sessions\n") + error.what(), "Error");
+        return;
+    }
+    FillFromList();
+    news_.start(kBetweenLooks);
+}
+
+void Form15::OnActivate() {
+    Page::OnActivate();
+    if (!list_.IsOpen() && !news_.isActive()) {
+        UnloadPage("Form15");
+        // Who came from the navigator, which is hidden by now, would be left without a page.
+        ShowNavigator();
+    }
+}
+
+void Form15::FillFromList() {
+    ui_->Label4->setText(QString::number(list_.Count()));
+    auto& grid = *ui_->SesDBGrid;
+    const auto* const former = grid.item(grid.currentRow(), kIdColumn);
+    const QString selected = former == nullptr ? QString() : former->text();
+    grid.setRowCount(0);
+    FillGrid(grid, list_.Rows());
+    for (int row = 0; row < grid.rowCount(); ++row) {
+        if (grid.item(row, kIdColumn)->text() == selected) {
+            grid.setCurrentCell(row, kIdColumn);
+        }
+    }
+}
+
+bool Form15::ReadAnew() {
+    try {
+        list_.Open();
+    } catch (const std::exception& error) {
+        // Old rows over a repository that can't be read would promise what isn't there.
+        ui_->Label4->setText("0");
+        ui_->SesDBGrid->setRowCount(0);
+        Note(QString("The sessions can't be read: ") + error.what());
+        return false;
+    }
+    FillFromList();
+    return true;
+}
+
+void Form15::LookForNews() {
+    if (busy_) {
+        return;
+    }
+    const auto news = list_.Look();
+    if (!list_.IsOpen()) {
+        if (news != SessionList::News::Missing && ReadAnew()) {
+            Note("The sessions can be read again.");
+        }
+        return;
+    }
+    switch (news) {
+        case SessionList::News::Missing:
+            ReadAnew();
+            break;
+        case SessionList::News::Replaced:
+            if (ReadAnew()) {
+                Note("The repository was replaced by another one: these are its sessions.");
+            }
+            break;
+        case SessionList::News::Changed:
+            if (ReadAnew()) {
+                Note({});
+            }
+            break;
+        case SessionList::News::None:
+            break;
+    }
+}
+
+void Form15::Note(const QString& text) {
+    ui_->RepoNote->setText(text);
+    ui_->RepoNote->setVisible(!text.isEmpty());
+}
+
+bool Form15::IsSameRepository() {
+    const auto news = list_.IsOpen() ? list_.Look() : SessionList::News::Missing;
+    if (news == SessionList::News::None || news == SessionList::News::Changed) {
+        return true;
+    }
+    if (ReadAnew()) {
+        TellStop(
+            "The repository was replaced by another one. Its sessions are listed now: choose "
+            "again.");
+        Note("The repository was replaced by another one: these are its sessions.");
+    } else {
+        TellStop(FromQt(ui_->RepoNote->text()));
+    }
+    return false;
+}
+
+bool Form15::Choose(Chosen& chosen, const char* title, const char* text) {
+    if (ui_->Label4->text().toLongLong() <= 0) {
+        Tell(text, title);
+        return false;
+    }
+    if (!IsSameRepository()) {
+        return false;
+    }
+    const auto& grid = *ui_->SesDBGrid;
+    const int row = grid.currentRow();
+    if (row < 0) {
+        Tell(text, title);
+        return false;
+    }
+    chosen.id = grid.item(row, kIdColumn)->text().toInt();
+    chosen.name = grid.item(row, kNameColumn)->text();
+    chosen.log = FromQt(grid.item(row, kLogColumn)->text());
+    return true;
+}
+
+// The runner is a program of its own: it goes on when this one ends, and what comes of it stands
+// in its window, its log and its exit code.
+void Form15::Run() {
+    Chosen chosen;
+    if (!Choose(chosen, "Run Session", "No Session Exist to Run") ||
+        !AskYesNo("Run Session ID:" + IdAndName(chosen.id, chosen.name), "Run Session") ||
+        !IsSameRepository()) {
+        return;
+    }
+    const std::string folder = SharedFolder();
+    if (!QProcess::startDetached(ToQt(ProgramPath(folder, "VYRun")),
+                                 {QString::number(chosen.id), "ShowOutput"},
+                                 ToQt(folder))) {
+        Tell("Unable to Run Session", "Run");
+    }
+}
+
+void Form15::Edit() {
+    Chosen chosen;
+    if (!Choose(chosen, "Edit", "No Session Exist to Edit")) {
+        return;
+    }
+    const QScopedValueRollback guard(busy_, true);
+    bool saved = false;
+    try {
+        const auto session = list_.Find(chosen.id);
+        auto* const window = dynamic_cast<SesEdit*>(LoadPage("SesEdit"));
+        if (!session || window == nullptr) {
+            throw DataError(kErrNoCurrentRow, "The session is gone.");
+        }
+        if (!window->Begin(*session)) {
+            UnloadPage("SesEdit");  // no kind of schedule that the window could show
+            return;
+        }
+        connect(window, &SesEdit::Saved, this, [&saved] { saved = true; });
+        ShowPageModal("SesEdit");
+    } catch (const std::exception&) {
+        UnloadPage("SesEdit");
+        Tell("Error Occurred During Loading of Session Data. Please Try again.", "Error");
+        return;
+    }
+    if (saved) {
+        list_.TakeAsRead();
+        Note("The list shows changed names and log files when it is read again.");
+    }
+}
+
+void Form15::ViewLog() {
+    Chosen chosen;
+    if (!Choose(chosen, "View Log", "No Session Exist")) {
+        return;
+    }
+    if (chosen.log.empty()) {
+        Tell("Invalid Log File Name or No logfile Specified.", "Error");
+        return;
+    }
+    try {
+        auto* const window = dynamic_cast<ShowLog*>(LoadPage("ShowLog"));
+        if (window == nullptr) {
+            throw DataError(kErrUnspecified, "no window");
+        }
+        window->setWindowTitle("Session Log for Session ID:" +
+                               ToQt(IdAndName(chosen.id, chosen.name)));
+        if (window->Read(LogFileAt(chosen.log))) {
+            ShowPageModal("ShowLog");
+        } else {
+            UnloadPage("ShowLog");
+        }
+    } catch (const std::exception&) {
+        UnloadPage("ShowLog");
+        Tell("Error Opening Log", "View Log");
+    }
+}
+
+void Form15::Delete() {
+    Chosen chosen;
+    if (!Choose(chosen, "Delete Session", "No Session Exist to Delete") ||
+        !AskYesNo(
+            "Are you sure you want to Delete Session ID: " + IdAndName(chosen.id, chosen.name),
+            "Delete Session?") ||
+        !IsSameRepository()) {
+        return;
+    }
+    try {
+        DeleteSession(chosen.id);
+    } catch (const std::exception& error) {
+        Tell(std::string("Session Cannot be deleted\n") + error.what(), "Error");
+        return;
+    }
+    TellWithInformation("Session ID :" + std::to_string(chosen.id) + " deleted.",
+                        "Session Deleted");
+    ReadAnew();
+}
+
+void Form15::DeleteAll() {
+    if (ui_->Label4->text().toLongLong() <= 0) {
+        Tell("No Session Exist to Delete", "Delete Session");
+        return;
+    }
+    if (!IsSameRepository() ||
+        !AskYesNo("Are you sure you want to Delete All Sessions", "Delete All Sessions?") ||
+        !IsSameRepository()) {
+        return;
+    }
+    try {
+        DeleteAllSessions(SharedFolder());
+    } catch (const std::exception& error) {
+        Tell(std::string("Sessions Cannot be deleted\n") + error.what(), "Error");
+        return;
+    }
+    TellWithInformation("All Sessions Deleted", "Deleted");
+    ReadAnew();
+}
+
+}  // namespace vantry

@@ -1,0 +1,46 @@
+#pragma once
+// The list of saved sessions as long as somebody looks at it: the rows, and whether the repository
+// has changed or was replaced since they were read. A number of the list means nothing in a
+// repository that has taken the former one's place.
+
+#include "core/data_access.h"
+#include "files/file.h"
+#include "repository/saved_session.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace vantry {
+
+class SessionList {
+public:
+    // Opens the repository and reads it, anew where it is open. Throws DataError; it is closed
+    // then.
+    void Open();
+    void Close();
+    bool IsOpen() const { return open_; }
+
+    std::int64_t Count() const { return count_; }
+    // SessionID, SessionName, SourceDBName, TargetDBName, DateCreated, LogFileName, LastRunDate;
+    // newest first.
+    Recordset& Rows() { return *rows_; }
+    // Nothing if it has been deleted since.
+    std::optional<SavedSession> Find(i32 session_id);
+
+    enum class News : std::uint8_t { None, Changed, Replaced, Missing };
+    // What has happened to the file since the list was read.
+    News Look() const;
+    // What has happened up to now is known.
+    void TakeAsRead();
+
+private:
+    bool open_ = false;
+    std::int64_t count_ = 0;
+    std::string path_;
+    std::optional<file::FileStamp> stamp_;
+    Connection connection_;
+    std::optional<Recordset> rows_;
+};
+
+}  // namespace vantry

@@ -1,0 +1,246 @@
+// The list of saved sessions over a real repository: what it shows, what each button says and does,
+// and what happens when the repository changes, goes or is replaced under it.
+
+#include "files/file_lock.h"
+#include "repository/pages/manager_fixture.h"
+#include "repository/pages/session_grid.h"
+
+#include <QHeaderView>
+
+#include <filesystem>
+
+namespace vantry::test {
+namespace {
+
+std::string Headings(const QTableWidget& grid) {
+    std::string text;
+    for (int column = 0; column < grid.columnCount(); ++column) {
+        text += FromQt(grid.horizontalHeaderItem(column)->text()) + "|";
+    }
+    return text;
+}
+
+TEST_F(ManagerTest, SessionsStandNewestFirstUnderPaddedHeadings) {
+    Save("a", "/x/a.log");
+    Save("b");
+    Execute("update sessions set DateCreated=\"2026-01-02 03:04:05\",LastRunDate=\"2026-02-03\"");
+    ShowPage("Form15");
+    EXPECT_EQ(FindPage("Form15")->windowTitle(), "Vantry: Saved Sessions");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "2");
+    const std::string created =
+        ToText(Cell::FromDateTime({*DayOf(2026, 1, 2), 11'045 * kNanosPerSecond}));
+    const std::string run = ToText(Cell::FromDateTime({*DayOf(2026, 2, 3), 0}));
+    EXPECT_EQ(Grid(),
+              "2|b|ACCESS|TEXT|" + created + "||" + run + "\n1|a|ACCESS|TEXT|" + created +
+                  "|/x/a.log|" + run + "\n");
+    const auto& grid = Control<QTableWidget>("Form15", "SesDBGrid");
+    EXPECT_EQ(grid.currentRow(), 0);
+    const std::string blanks(created.size() - std::string("DateCreated").size(), ' ');
+    EXPECT_EQ(Headings(grid),
+              "SessionID     |SessionName     |SourceDBName     |TargetDBName     |DateCreated" +
+                  blanks + "|LogFileName     |LastRunDate     |");
+    EXPECT_EQ(RepeatedLetters("Form15"), "");
+    Press("Form15", "Close");
+    EXPECT_EQ(VisiblePages(), "NavForm");
+    EXPECT_EQ(FindPage("Form15"), nullptr);
+    ShowPage("Form15");
+    EXPECT_TRUE(CloseBox("Form15"));
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+}
+
+TEST_F(ManagerTest, AGridWithAFixedColumnCountsItsRows) {
+    Execute("create table t (a Text(20), b Long)");
+    QTableWidget grid;
+    Connection connection;
+    connection.Open(RepoConnStr);
+    const auto fill = [&](FixedColumn fixed) {
+        Recordset rows;
+        rows.Open("select a,b from t order by b", connection, adOpenStatic, adLockOptimistic);
+        FillGrid(grid, rows, fixed);
+    };
+    fill(FixedColumn::Numbers);
+    EXPECT_EQ(grid.columnCount(), 0) << "no records: nothing is done";
+    Execute("insert into t (a,b) values (\"a much longer text\",7)");
+    Execute("insert into t (a,b) values (null,8)");
+    fill(FixedColumn::Numbers);
+    EXPECT_EQ(Headings(grid), "S.No.     |a                 |b     |");
+    EXPECT_EQ(grid.item(1, 0)->text(), "2");
+    EXPECT_EQ(grid.item(1, 1)->text(), "");
+    EXPECT_EQ(grid.item(1, 2)->text(), "8");
+    EXPECT_EQ(grid.currentRow(), 0);
+
+    Recordset closed;
+    FillGrid(grid, closed);
+    const std::string box = dialogs_.TakeBoxes();
+    EXPECT_TRUE(
+        box.starts_with("none|Populate Sessions Error|Error Occurred during loading of "
+                        "Sessions\nError Details :\n  Error Number: 3704\n  Error "
+                        "Description : "))
+        << box;
+}
+
+TEST_F(ManagerTest, WithoutSessionsEveryButtonSaysSo) {
+    ShowPage("Form15");
+    const std::pair<const char*, const char*> cases[] = {
+        {"RunButt", "none|Run Session|No Session Exist to Run|OK"},
+        {"EditButt", "none|Edit|No Session Exist to Edit|OK"},
+        {"VLogButt", "none|View Log|No Session Exist|OK"},
+        {"DelButt", "none|Delete Session|No Session Exist to Delete|OK"},
+        {"DelAll", "none|Delete Session|No Session Exist to Delete|OK"}};
+    for (const auto& [button, box] : cases) {
+        Press("Form15", button);
+        EXPECT_EQ(dialogs_.TakeBoxes(), box);
+    }
+    EXPECT_EQ(LabelText("Form15", "Label4"), "0");
+}
+
+// A stand-in of the runner's name, which writes down what it was started with.
+TEST_F(ManagerTest, RunStartsTheRunnerInTheProgramsFolder) {
+    Save("first");
+    Save("second");
+    ShowPage("Form15");
+    Select(1);
+    dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes, BoxAnswer::Yes};
+    Press("Form15", "RunButt");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Run Session|Run Session ID:1 Name :first|Yes/No");
+    Press("Form15", "RunButt");
+    EXPECT_EQ(dialogs_.boxes.back().text, "Unable to Run Session");
+    EXPECT_EQ(dialogs_.boxes.back().title, "Run");
+    folder_.Write(
+        "VYRun",
+        "#!/bin/sh\nprintf '%s|' \"$@\" \"$PWD\" >started.part\nmv started.part started\n");
+    std::filesystem::permissions(folder_ / "VYRun", std::filesystem::perms::owner_all);
+    Press("Form15", "RunButt");
+    ASSERT_TRUE(Until([&] { return std::filesystem::exists(folder_ / "started"); }));
+    EXPECT_EQ(folder_.Read("started"), "1|ShowOutput|" + Folder() + "|");
+}
+
+TEST_F(ManagerTest, DeletingTakesTheSelectedOneOrAll) {
+    const std::string log = In("log/b.log");
+    std::filesystem::create_directory(folder_ / "log");
+    for (const char* name : {"a", "b", "c"}) {
+        Save(name, In(std::string("log/") + name + ".log"));
+    }
+    folder_.Write("log/b.log", "Started loading at :x\r\n");
+    folder_.Write("log/alien.LOG", "other");
+    ShowPage("Form15");
+    Select(1);
+    dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes};
+    Press("Form15", "DelButt");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Delete Session?|Are you sure you want to Delete Session ID: 2 Name :b|Yes/No");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "3");
+    Press("Form15", "DelButt");
+    dialogs_.boxes.erase(dialogs_.boxes.begin());
+    EXPECT_EQ(dialogs_.TakeBoxes(), "information|Session Deleted|Session ID :2 deleted.|OK");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "2");
+    EXPECT_EQ(Query("select sessionid from sessions order by sessionid"), "1\n3\n");
+    EXPECT_EQ(Query("select sessionid from vytabs order by sessionid"), "1\n3\n");
+    EXPECT_FALSE(std::filesystem::exists(log));
+
+    dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes};
+    Press("Form15", "DelAll");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Delete All Sessions?|Are you sure you want to Delete All Sessions|Yes/No");
+    Press("Form15", "DelAll");
+    dialogs_.boxes.erase(dialogs_.boxes.begin());
+    EXPECT_EQ(dialogs_.TakeBoxes(), "information|Deleted|All Sessions Deleted|OK");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "0");
+    EXPECT_EQ(Grid(), "");
+    EXPECT_EQ(Query("select count(*) from sessions"), "0\n");
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "log/alien.LOG"));
+}
+
+TEST_F(ManagerTest, AListThatCantBeReadClosesItsPage) {
+    const auto repository = RepositoryFile(Folder());
+    const auto fails = [&](const char* why) {
+        ShowPage("NavForm");
+        HidePage("NavForm");
+        ShowPage("Form15");
+        const std::string box = dialogs_.TakeBoxes();
+        EXPECT_TRUE(box.starts_with("none|Error|Error Opening Sessions\n") && box.size() > 50)
+            << why << ": " << box;
+        EXPECT_EQ(FindPage("Form15"), nullptr) << why;
+        EXPECT_EQ(VisiblePages(), "NavForm") << why;
+    };
+    Save("a");
+    {
+        const auto timeout = file::LockTimeout();
+        file::SetLockTimeout(std::chrono::milliseconds(20));
+        auto other = file::File::OpenIfThere(repository.string(), file::OpenMode::ReadWrite);
+        file::Lock(*other, file::LockByte::Content, file::LockKind::Exclusive);
+        fails("locked");
+        file::SetLockTimeout(timeout);
+    }
+    std::filesystem::copy_file(repository, folder_ / "good");
+    folder_.Write(repository.filename().string(), "no database at all");
+    fails("another file");
+    std::filesystem::copy_file(
+        folder_ / "good", repository, std::filesystem::copy_options::overwrite_existing);
+    Execute("drop table Sessions");
+    fails("a database without sessions");
+    std::filesystem::remove(repository);
+    fails("missing");
+    std::filesystem::rename(folder_ / "good", repository);
+    ShowPage("Form15");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "1") << "nothing was lost";
+}
+
+TEST_F(ManagerTest, ARepositoryThatMayNotBeWrittenIsListedAndStays) {
+    Save("a");
+    ShowPage("Form15");
+    const auto timeout = file::LockTimeout();
+    file::SetLockTimeout(std::chrono::milliseconds(20));
+    auto other =
+        file::File::OpenIfThere(RepositoryFile(Folder()).string(), file::OpenMode::ReadWrite);
+    file::Lock(*other, file::LockByte::Writer, file::LockKind::Exclusive);
+    dialogs_.answers = {BoxAnswer::Yes, BoxAnswer::Yes};
+    Press("Form15", "DelButt");
+    EXPECT_TRUE(dialogs_.boxes.back().text.starts_with("Session Cannot be deleted\n"));
+    Press("Form15", "DelAll");
+    EXPECT_TRUE(dialogs_.boxes.back().text.starts_with("Sessions Cannot be deleted\n"));
+    EXPECT_EQ(dialogs_.boxes.back().title, "Error");
+    file::SetLockTimeout(timeout);
+    other.reset();
+    EXPECT_EQ(LabelText("Form15", "Label4"), "1");
+    EXPECT_EQ(Query("select count(*) from sessions"), "1\n");
+}
+
+TEST_F(ManagerTest, WhatOthersDoToTheRepositoryShows) {
+    Save("a");
+    Save("b");
+    BackupRepository(Folder(), folder_ / "backup");
+    ShowPage("Form15");
+    Select(1);
+    Save("c");
+    ASSERT_TRUE(Until([] { return LabelText("Form15", "Label4") == "3"; }));
+    EXPECT_EQ(Control<QTableWidget>("Form15", "SesDBGrid").currentRow(), 2) << "still session 1";
+
+    // Session 3 isn't in the backup; session 1 is, and would be another one's in any other file.
+    RestoreRepository(Folder(), folder_ / "backup/VYRepo.mdb", Now());
+    dialogs_.answers = {};
+    Press("Form15", "DelButt");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "stop|Vantry|The repository was replaced by another one. Its sessions are listed "
+              "now: choose again.|OK");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "2");
+    EXPECT_EQ(Query("select count(*) from sessions"), "2\n");
+
+    std::filesystem::rename(RepositoryFile(Folder()), folder_ / "away");
+    ASSERT_TRUE(Until([] { return LabelText("Form15", "Label4") == "0"; }));
+    EXPECT_NE(LabelText("Form15", "RepoNote"), "");
+    Press("Form15", "DelAll");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Delete Session|No Session Exist to Delete|OK");
+    std::filesystem::rename(folder_ / "away", folder_ / "vyrepo.mdb");
+    ASSERT_TRUE(Until([] { return LabelText("Form15", "Label4") == "2"; }));
+
+    const auto is_replaced = [] {
+        return LabelText("Form15", "RepoNote").find("replaced") != std::string::npos;
+    };
+    RestoreRepository(Folder(), folder_ / "backup/VYRepo.mdb", Now());
+    EXPECT_TRUE(Until(is_replaced));
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+}
+
+}  // namespace
+}  // namespace vantry::test

@@ -1,0 +1,207 @@
+// Editing a saved session: what its record becomes on the controls, and what goes back.
+
+#include "repository/pages/manager_fixture.h"
+#include "repository/saved_session.h"
+#include "repository/session_statements.h"
+
+#include <QCheckBox>
+#include <QDateEdit>
+#include <QTimeEdit>
+
+namespace vantry::test {
+namespace {
+
+class SesEditTest : public ManagerTest {
+protected:
+    SesEditTest() {
+        Save("name", "/x/a.log");
+        ShowPage("Form15");
+    }
+    // Opens the window from the list; `work` runs in it.
+    static void Edit(std::function<void()> work) {
+        WhenModal([work = std::move(work)] {
+            work();
+            UnloadPage("SesEdit");
+        });
+        Press("Form15", "EditButt");
+    }
+    static void Set(const char* option) {
+        Control<QAbstractButton>("SesEdit", option).setChecked(true);
+    }
+    static void Pick(const char* list, const char* entry) {
+        Control<QComboBox>("SesEdit", list).setCurrentText(entry);
+    }
+    static std::string Row() {
+        return Query(
+            "select SessionName,LogFileName,SesFreq,SesRunDate,SesRunTime,SesRunDay,"
+            "SesWeekDay from sessions where sessionid=1");
+    }
+    static std::string Visible() {
+        std::string names;
+        for (const char* name : {"SesTime",
+                                 "Label6",
+                                 "WeekDay_6",
+                                 "SesDate",
+                                 "SesDay",
+                                 "EveDay",
+                                 "LabelChoice",
+                                 "Evy_0",
+                                 "Hrs",
+                                 "HrLabel",
+                                 "Mins",
+                                 "MinLabel"}) {
+            names += Control<QWidget>("SesEdit", name).isVisible() ? std::string(name) + " " : "";
+        }
+        return names;
+    }
+};
+
+std::string Picker(int hour, int minute, int second = 0) {
+    return ToText(Cell::FromDateTime({0, *NanosOf(hour, minute, second)}));
+}
+
+TEST_F(SesEditTest, EveryKindComesBackAsItIsStored) {
+    const std::string time = Picker(7, 5, 9);
+    const std::string date = ToText(Cell::FromDateTime({*DayOf(2027, 3, 4), 0}));
+    const std::tuple<std::string, const char*, const char*> cases[] = {
+        {"D|Null|" + time + "|Null|Null", "TimeOpt_0", "SesTime Label6 "},
+        {"W|Null|" + time + "|Null|1000001", "TimeOpt_1", "SesTime Label6 WeekDay_6 "},
+        {"M|Null|" + time + "|31|Null", "TimeOpt_2", "SesTime Label6 SesDay EveDay LabelChoice "},
+        {"O|" + date + "|" + time + "|Null|Null",
+         "TimeOpt_3",
+         "SesTime Label6 SesDate LabelChoice "},
+        {"H|Null|Null|23|07", "TimeOpt_4", "Evy_0 Hrs HrLabel Mins MinLabel "},
+        {"N|Null|Null|59|Null", "TimeOpt_4", "Evy_0 Hrs HrLabel Mins MinLabel "},
+    };
+    for (const auto& [stored, option, visible] : cases) {
+        std::vector<std::string> values;
+        std::istringstream parts(stored);
+        for (std::string part; std::getline(parts, part, '|');) {
+            values.push_back(part == "Null" ? part : "\"" + part + "\"");
+        }
+        Execute("update sessions set SesFreq=" + values[0] + ",SesRunDate=" + values[1] +
+                ",SesRunTime=" + values[2] + ",SesRunDay=" + values[3] +
+                ",SesWeekDay=" + values[4]);
+        const char letter = stored[0];
+        Edit([&, option = option, visible = visible] {
+            EXPECT_EQ(FindPage("SesEdit")->windowTitle(), "Edit Session");
+            EXPECT_EQ(LabelText("SesEdit", "SesID"), "1");
+            EXPECT_EQ(Control<QLineEdit>("SesEdit", "SesName").text(), "name");
+            EXPECT_EQ(Control<QLineEdit>("SesEdit", "LogName").text(), "/x/a.log");
+            EXPECT_TRUE(Control<QAbstractButton>("SesEdit", option).isChecked()) << letter;
+            EXPECT_EQ(Visible(), visible) << letter;
+            Press("SesEdit", "SaveButton");
+        });
+        EXPECT_EQ(dialogs_.TakeBoxes(), "none|Successful|Changes Saved|OK");
+        std::string row = Row();
+        if (letter == 'H') {  // the minute mark is that of the edit
+            row.replace(row.rfind('|') + 1, 2, "07");
+        }
+        EXPECT_EQ(row, "name|/x/a.log|" + stored + "\n");
+    }
+}
+
+TEST_F(SesEditTest, TheUpdateOfEachKind) {
+    const DateTime time{0, *NanosOf(7, 5, 9)};
+    const std::string quoted = "\"" + Picker(7, 5, 9) + "\"";
+    const std::string start = "Update Sessions Set SessionName=\"n\",LogFileName=\"l\",SesFreq=";
+    const auto text = [&](auto set) {
+        SessionSave save{"n", "l"};
+        set(save);
+        const std::string update = SessionUpdate(12, save);
+        EXPECT_TRUE(update.starts_with(start)) << update;
+        return update.substr(start.size());
+    };
+    const std::string end = " Where SessionId=12";
+    EXPECT_EQ(
+        text([&](auto& save) { SetDaily(save, time); }),
+        "\"D\",SesRunTime=" + quoted + ",SesRunDate=Null,SesRunDay=Null,SesWeekDay=Null" + end);
+    EXPECT_EQ(text([&](auto& save) { SetWeekly(save, time, "0000000"); }),
+              "\"W\",SesRunTime=" + quoted +
+                  ",SesRunDate=Null,SesRunDay=Null,SesWeekDay=\"0000000\"" + end);
+    EXPECT_EQ(text([&](auto& save) { SetMonthlyUnquoted(save, time, "31"); }),
+              "\"M\",SesRunTime=" + quoted + ",SesRunDate=Null,SesRunDay=31,SesWeekDay=Null" + end);
+    EXPECT_EQ(text([&](auto& save) {
+                  SetOnce(save, {*DayOf(2027, 3, 4), 0}, time);
+              }),
+              "\"O\",SesRunTime=" + quoted + ",SesRunDate=\"" +
+                  ToText(Cell::FromDateTime({*DayOf(2027, 3, 4), 0})) +
+                  "\",SesRunDay=Null,SesWeekDay=Null" + end);
+    EXPECT_EQ(text([&](auto& save) { SetHourly(save, 23, "07"); }),
+              "\"H\",SesRunTime=Null,SesRunDate=Null,SesRunDay=23,SesWeekDay=\"07\"" + end);
+    EXPECT_EQ(text([&](auto& save) { SetMinutely(save, 59); }),
+              "\"N\",SesRunTime=Null,SesRunDate=Null,SesRunDay=59,SesWeekDay=Null" + end);
+}
+
+TEST_F(SesEditTest, AChangeGoesFromKindToKindAndTheListKeepsTheFormerName) {
+    Edit([&] {
+        EXPECT_EQ(RepeatedLetters("SesEdit"), "");
+        Type("SesEdit", "SesName", "other");
+        dialogs_.choices = {std::nullopt, "/y/b.log"};
+        Press("SesEdit", "BrowseButton");
+        Press("SesEdit", "BrowseButton");
+        EXPECT_EQ(dialogs_.asked_files.at(0).filter, "Log (*.log)|*.log|(*.txt)|*.txt|*.*|*.*");
+        for (const auto& [option, box] : {std::pair("Evy_0", "Please Select Hours"),
+                                          std::pair("Evy_1", "Please Select Mins")}) {
+            Set("TimeOpt_4");
+            Set(option);
+            Press("SesEdit", "SaveButton");
+            EXPECT_EQ(dialogs_.TakeBoxes(), std::string("none|Vantry|") + box + "|OK");
+        }
+        EXPECT_EQ(FindPage("SesEdit")->focusWidget(), &Control<QComboBox>("SesEdit", "Mins"));
+        Pick("Mins", "1");
+        Press("SesEdit", "SaveButton");
+    });
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Successful|Changes Saved|OK");
+    EXPECT_EQ(Row(), "other|/y/b.log|N|Null|Null|1|Null\n");
+    EXPECT_FALSE(Until([] { return Grid().find("other") != std::string::npos; }, 1300))
+        << "the list is read when the page is loaded anew, or somebody else has changed something";
+    UnloadPage("Form15");
+    ShowPage("Form15");
+    EXPECT_NE(Grid().find("other"), std::string::npos);
+}
+
+TEST_F(SesEditTest, WhatMakesNoStatementStaysAndSaysWhy) {
+    Edit([&] {
+        Set("TimeOpt_2");
+        EXPECT_NE(LabelText("SesEdit", "ScheduleNote"), "");
+        Press("SesEdit", "SaveButton");
+        const std::string box = dialogs_.TakeBoxes();
+        EXPECT_TRUE(box.starts_with("none|Error|Unable to Save Changes\n")) << box;
+        EXPECT_NE(FindPage("SesEdit"), nullptr);
+        Set("TimeOpt_1");  // no day ticked: stored as it is
+        EXPECT_NE(LabelText("SesEdit", "ScheduleNote"), "");
+        dialogs_.answers = {BoxAnswer::No, BoxAnswer::No, BoxAnswer::Yes};
+        Press("SesEdit", "CancelButton");
+        EXPECT_FALSE(CloseBox("SesEdit"));
+        EXPECT_EQ(dialogs_.TakeBoxes(),
+                  "none|Cancel?|Are you sure to Cancel the changes?|Yes/No\n"
+                  "none|Cancel?|Are you sure to Cancel the changes?|Yes/No");
+        Press("SesEdit", "CancelButton");
+        EXPECT_EQ(FindPage("SesEdit"), nullptr);
+    });
+    dialogs_.boxes.clear();
+    EXPECT_TRUE(Row().starts_with("name|/x/a.log|D|")) << Row();
+}
+
+TEST_F(SesEditTest, OddRecords) {
+    Execute("update sessions set SesFreq=\"W\",SesWeekDay=\"01\"");
+    Edit([] {
+        std::string ticked;
+        for (const char* name : {"WeekDay_0", "WeekDay_1", "WeekDay_2", "WeekDay_6"}) {
+            ticked += Control<QCheckBox>("SesEdit", name).isChecked() ? '1' : '0';
+        }
+        EXPECT_EQ(ticked, "0100");
+    });
+    Execute("update sessions set SesFreq=\"X\"");
+    Press("Form15", "EditButt");
+    EXPECT_EQ(FindPage("SesEdit"), nullptr);
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    Execute("delete from sessions");
+    Press("Form15", "EditButt");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Error|Error Occurred During Loading of Session Data. Please Try again.|OK");
+}
+
+}  // namespace
+}  // namespace vantry::test
