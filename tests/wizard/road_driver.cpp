@@ -146,7 +146,7 @@ void RoadDriver::Type(const std::string& page, const std::string& line, const st
 void RoadDriver::Keys(const std::string& keys) {
     Add(
         "the keys " + keys,
-        [] { return true; },
+        [] { return QApplication::activeWindow() != nullptr; },
         [keys] {
             XDo({"key", ToQt(keys)});
         });
@@ -155,7 +155,7 @@ void RoadDriver::Keys(const std::string& keys) {
 void RoadDriver::TypeText(const std::string& text) {
     Add(
         "typing " + text,
-        [] { return true; },
+        [] { return QApplication::activeWindow() != nullptr; },
         [text] {
             XDo({"type", "--delay", "2", "--", ToQt(text)});
         });
@@ -166,7 +166,8 @@ void RoadDriver::Box(const std::string& text, const std::string& key) {
         "a box that says " + text,
         [text] {
             const auto* const box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-            return box != nullptr && box->isVisible() && box->text().startsWith(ToQt(text));
+            // A key before the window manager has given it the focus goes to the window below.
+            return box != nullptr && box->isActiveWindow() && box->text().startsWith(ToQt(text));
         },
         [key] {
             XDo({"key", ToQt(key)});
