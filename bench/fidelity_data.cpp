@@ -19,12 +19,20 @@ namespace {
 using enum Meaning;
 
 constexpr FidelityColumn kPlain[] = {
-    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long"},
-    {"c_byte", Whole, "Byte", "tinyint unsigned", "smallint", "tinyint", "smallint", "Byte"},
-    {"c_short", Whole, "Short", "smallint", "smallint", "smallint", "smallint", "Short"},
-    {"c_long", Whole, "Long", "int", "integer", "int", "integer", "Long"},
-    {"c_single", Float, "Single", "float", "float", "real", "float", "Single"},
-    {"c_double", Float, "Double", "double", "double", "float", "binary_double", "Double"},
+    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long", "I"},
+    {"c_byte",
+     Whole,
+     "Byte",
+     "tinyint unsigned",
+     "smallint",
+     "tinyint",
+     "smallint",
+     "Byte",
+     "N(3)"},
+    {"c_short", Whole, "Short", "smallint", "smallint", "smallint", "smallint", "Short", "N(6)"},
+    {"c_long", Whole, "Long", "int", "integer", "int", "integer", "Long", "I"},
+    {"c_single", Float, "Single", "float", "float", "real", "float", "Single", "B"},
+    {"c_double", Float, "Double", "double", "double", "float", "binary_double", "Double", "B"},
     {"c_money",
      Exact,
      "Currency",
@@ -32,7 +40,8 @@ constexpr FidelityColumn kPlain[] = {
      "decimal(19,4)",
      "money",
      "number(19,4)",
-     "Currency"},
+     "Currency",
+     "Y"},
     {"c_exact",
      Exact,
      "Decimal(18,4)",
@@ -40,9 +49,10 @@ constexpr FidelityColumn kPlain[] = {
      "decimal(18,4)",
      "decimal(18,4)",
      "number(18,4)",
-     "Decimal Precision 18 Scale 4"},
-    {"c_flag", Truth, "YesNo", "tinyint(1)", "boolean", "bit", "", "Bit"},
-    {"c_day", Moment, "DateTime", "datetime", "datetime", "datetime", "date", "DateTime"},
+     "Decimal Precision 18 Scale 4",
+     "N(20,4)"},
+    {"c_flag", Truth, "YesNo", "tinyint(1)", "boolean", "bit", "", "Bit", "L"},
+    {"c_day", Moment, "DateTime", "datetime", "datetime", "datetime", "date", "DateTime", "T"},
     {"c_name",
      Text,
      "Text(40)",
@@ -50,12 +60,13 @@ constexpr FidelityColumn kPlain[] = {
      "varchar(40)",
      "nvarchar(40)",
      "varchar2(40)",
-     "Text Width 40"},
+     "Text Width 40",
+     "V(40)"},
 };
 
 constexpr FidelityColumn kLong[] = {
-    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long"},
-    {"c_day", Moment, "DateTime", "datetime", "datetime", "datetime", "date", "DateTime"},
+    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long", "I"},
+    {"c_day", Moment, "DateTime", "datetime", "datetime", "datetime", "date", "DateTime", "T"},
     {"c_name",
      Text,
      "Text(40)",
@@ -63,9 +74,10 @@ constexpr FidelityColumn kLong[] = {
      "varchar(40)",
      "nvarchar(40)",
      "varchar2(40)",
-     "Text Width 40"},
-    {"c_memo", Text, "Memo", "longtext", "text", "ntext", "clob", "Memo"},
-    {"c_bytes", Bytes, "LongBinary", "longblob", "longvarbinary", "image", "blob", ""},
+     "Text Width 40",
+     "V(40)"},
+    {"c_memo", Text, "Memo", "longtext", "text", "ntext", "clob", "Memo", "M"},
+    {"c_bytes", Bytes, "LongBinary", "longblob", "longvarbinary", "image", "blob", "", "W"},
 };
 
 constexpr FidelityTable kTables[] = {{"plain", kPlain, 330, false}, {"memos", kLong, 120, true}};
@@ -78,10 +90,13 @@ Value TenThousandths(std::int64_t count) {
     return Value(Cell::FromDecimal({count, 4}));
 }
 
+bool in_windows_1252 = false;
+
 std::string LongText(std::size_t bytes) {
+    const std::string letter = in_windows_1252 ? "€" : "😀";
     std::string text;
     while (text.size() < bytes) {
-        text += "Zeile äöü 😀 \"q\" 'a'\r\n";
+        text += "Zeile äöü " + letter + " \"q\" 'a'\r\n";
     }
     return text + ".";
 }
@@ -170,14 +185,14 @@ std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
         return {text("plain"),
                 text("O'Brien & Söhne"),
                 text("a\\b\\"),
-                text("日本語 😀"),
+                text(in_windows_1252 ? "Ça œuvre – €" : "日本語 😀"),
                 text(" lead"),
                 text("trail "),
                 text("\"q\" inside \""),
                 text(""),
                 null,
                 text("x,y;z"),
-                text("e\xCC\x81")};
+                text(in_windows_1252 ? "\xC3\xA9" : "e\xCC\x81")};
     }
     if (column == "c_memo") {
         return {text("short"),
@@ -201,13 +216,18 @@ std::span<const FidelityTable> FidelityTables() {
     return kTables;
 }
 
+void KeepToWindows1252(bool keep) {
+    in_windows_1252 = keep;
+}
+
 Value FidelityValue(const FidelityTable& table, std::size_t column, int row) {
     if (column == 0) {
         return Value(Cell::Int64(row));
     }
     static std::map<std::string, std::vector<Value>> made;  // the long ones take their time
     const std::string_view name = table.columns[column].name;
-    auto& values = made[std::string(table.name) + std::string(name)];
+    auto& values =
+        made[std::string(table.name) + std::string(name) + (in_windows_1252 ? " 1252" : "")];
     if (values.empty()) {
         values = ValuesOf(name, table.has_long_columns);
     }

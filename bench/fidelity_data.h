@@ -23,6 +23,7 @@ struct FidelityColumn {
     std::string_view mssql;
     std::string_view oracle;
     std::string_view text;
+    std::string_view foxpro;
 };
 
 struct FidelityTable {
@@ -33,6 +34,8 @@ struct FidelityTable {
 };
 
 std::span<const FidelityTable> FidelityTables();
+// Texts keep to the letters of one code page, where a side of the route has no others.
+void KeepToWindows1252(bool keep);
 // The first column is the row's number, from 1.
 Value FidelityValue(const FidelityTable& table, std::size_t column, int row);
 

@@ -10,6 +10,7 @@
 // targets are written and read by other means than the loaders: Access and MySQL by the drivers'
 // recordsets, SQLite's files by SQLite, text by this program.
 
+#include "core/folders.h"
 #include "core/session_state.h"
 #include "data/value_text.h"
 #include "engine/run_session.h"
@@ -30,6 +31,8 @@
 
 namespace vantry::bench {
 namespace {
+
+constexpr int kWidestFoxProNumber = 20;
 
 class LogView : public RunView {
 public:
@@ -136,6 +139,14 @@ void MapColumns(const std::string& target) {
     CheckTargetTables(names);
     LoadTargetColumns();
     BuildColMaps();
+    // A source that doesn't know how wide its numbers are: the mapping page doesn't let a FoxPro
+    // field of such a width pass, and its user enters one.
+    for (auto& map : ColMaps) {
+        if (TargetType == "FOXPRO" && map.DDtype == "Numeric" && map.DWidth > kWidestFoxProNumber) {
+            map.DWidth = kWidestFoxProNumber;
+            map.DScale = 4;
+        }
+    }
 }
 
 Count RunRoute(FidelityPlaces& places,
@@ -145,19 +156,13 @@ Count RunRoute(FidelityPlaces& places,
     Count count;
     try {
         InitSharedState(ApplicationFolder());
+        KeepToWindows1252(source.starts_with("FOXPRO") || target.starts_with("FOXPRO"));
         LogView view;
         CurrentRunView = &view;
         places.SetSource(source, table);
         places.SetTarget(target);
         MapColumns(target);
         target == "TEXT" ? RunSessionToText("") : RunSession("");
-        const auto columns = FidelityPlaces::ColumnsOf(source, table);
-        if (target == "TEXT") {
-            CompareText(source, table, columns, count);
-        } else {
-            CompareTable(
-                source, target, table, columns, places.ReadTarget(target, table, columns), count);
-        }
         // A server that cuts a value to its column's places is told of in the log; the value itself
         // is compared above.
         static const std::regex cut_values(
@@ -167,6 +172,14 @@ Count RunRoute(FidelityPlaces& places,
         if (const auto at = log.find("Error"); at != std::string::npos) {
             count.Add(Fidelity::Unexpected, {});
             count.first = "the log says " + log.substr(at, 200);
+            return count;
+        }
+        const auto columns = FidelityPlaces::ColumnsOf(source, table);
+        if (target == "TEXT") {
+            CompareText(source, table, columns, count);
+        } else {
+            CompareTable(
+                source, target, table, columns, places.ReadTarget(target, table, columns), count);
         }
     } catch (const std::exception& error) {
         count.Add(Fidelity::Unexpected, {});

@@ -1,6 +1,7 @@
 // Sources aren't filled by the loaders, or a fault of theirs would be on both sides: SQLite's files
-// are written by SQLite, text by this program, and Access and MySQL, for want of a second writer in
-// this process, row by row by a recordset. Rows come back by their number, whatever the order.
+// are written by SQLite, text by this program, and Access, FoxPro and MySQL, for want of a second
+// writer in this process, row by row by a recordset. Rows come back by their number, whatever the
+// order.
 
 #include "fidelity_places.h"
 
@@ -22,6 +23,15 @@ constexpr const char* kSqliteLibrary = "libsqlite3odbc.so";
 
 bool IsAccess(std::string_view place) {
     return place.starts_with("ACCESS");
+}
+
+bool IsFoxPro(std::string_view place) {
+    return place.starts_with("FOXPRO");
+}
+
+// The kind of a place, as the session has it.
+std::string KindOf(const std::string& place) {
+    return IsAccess(place) ? "ACCESS" : IsFoxPro(place) ? "FOXPRO" : place;
 }
 
 bool IsSqlite(std::string_view place) {
@@ -149,11 +159,26 @@ FidelityPlaces::FidelityPlaces() {
 }
 
 std::vector<std::string> FidelityPlaces::Sources() {
-    return {"TEXT", "ACCESS .mdb", "ACCESS .accdb", "MySQL", "ODBC", "MSSQL", "ORACLE"};
+    return {"TEXT",
+            "ACCESS .mdb",
+            "ACCESS .accdb",
+            "MySQL",
+            "ODBC",
+            "MSSQL",
+            "ORACLE",
+            "FOXPRO DIR",
+            "FOXPRO DBC"};
 }
 
 std::vector<std::string> FidelityPlaces::Targets() {
-    return {"TEXT", "ACCESS .mdb", "ACCESS .accdb", "MySQL", "MSSQL", "ORACLE"};
+    return {"TEXT",
+            "ACCESS .mdb",
+            "ACCESS .accdb",
+            "MySQL",
+            "MSSQL",
+            "ORACLE",
+            "FOXPRO DIR",
+            "FOXPRO DBC"};
 }
 
 std::string FidelityPlaces::Missing(std::string_view place) {
@@ -168,6 +193,7 @@ std::string_view FidelityPlaces::TypeOf(std::string_view place, const FidelityCo
            : place == "ODBC"   ? column.sqlite
            : place == "MSSQL"  ? column.mssql
            : place == "ORACLE" ? column.oracle
+           : IsFoxPro(place)   ? column.foxpro
                                : column.text;
 }
 
@@ -183,7 +209,12 @@ std::vector<std::size_t> FidelityPlaces::ColumnsOf(std::string_view place,
 }
 
 std::string FidelityPlaces::File(const std::string& place, bool is_target) const {
-    const auto extension = IsAccess(place) ? place.substr(7) : std::string(".db");
+    if (place == "FOXPRO DIR") {
+        return (temp_ / (is_target ? "out" : "in")).string();
+    }
+    const auto extension = IsAccess(place)   ? place.substr(7)
+                           : IsFoxPro(place) ? std::string(".dbc")
+                                             : std::string(".db");
     return (temp_ / (is_target ? "out" : "in") / ("file" + extension)).string();
 }
 
@@ -197,6 +228,11 @@ std::string FidelityPlaces::ConnectionText(const std::string& place, bool is_tar
         return "Provider=Microsoft." +
                std::string(place.ends_with("accdb") ? "ACE.OLEDB.12.0" : "Jet.OLEDB.4.0") +
                ";Data Source=" + file;
+    }
+    if (IsFoxPro(place)) {
+        return "Driver={Microsoft Visual FoxPro Driver};SourceType=" +
+               std::string(place.ends_with("DIR") ? "DBF" : "DBC") + ";SourceDb=" + file +
+               ";Persist Security Info=False";
     }
     if (place == "MySQL") {
         return server_->ConnectionText();
@@ -213,7 +249,9 @@ std::string FidelityPlaces::ConnectionText(const std::string& place, bool is_tar
 void FidelityPlaces::SetSource(const std::string& place, const FidelityTable& table) {
     std::filesystem::remove_all(temp_ / "in");
     std::filesystem::create_directory(temp_ / "in");
-    SourceType = IsAccess(place) ? "ACCESS" : place;
+    SourceType = KindOf(place);
+    FoxSrcMode = IsFoxPro(place) ? place.substr(7) : "";
+    FoxSrcPrefix = place == "FOXPRO DIR" ? (temp_ / "in").string() + "/" : "";
     SourceConnStr = ConnectionText(place, false);
     SrcTables.assign(1, TableRec());
     DstTables.clear();
@@ -295,9 +333,9 @@ void FidelityPlaces::FillSqlite(const std::string& place, const FidelityTable& t
 void FidelityPlaces::FillByRecordset(const std::string& place, const FidelityTable& table) {
     const auto columns = ColumnsOf(place, table);
     const auto text = ConnectionText(place, false);
-    if (IsAccess(place)) {
+    if (IsAccess(place) || place == "FOXPRO DBC") {
         Catalog().Create(text);
-    } else {
+    } else if (place == "MySQL") {
         server_->Run("drop table if exists " + server_->Database() + "." + std::string(table.name));
     }
     std::string create;
@@ -328,7 +366,9 @@ void FidelityPlaces::FillByRecordset(const std::string& place, const FidelityTab
 void FidelityPlaces::SetTarget(const std::string& place) {
     std::filesystem::remove_all(temp_ / "out");
     std::filesystem::create_directory(temp_ / "out");
-    TargetType = IsAccess(place) ? "ACCESS" : place;
+    TargetType = KindOf(place);
+    FoxDestMode = IsFoxPro(place) ? place.substr(7) : "";
+    FoxDestPrefix = place == "FOXPRO DIR" ? (temp_ / "out").string() + "/" : "";
     TargetConnStr = place == "TEXT" ? std::string() : ConnectionText(place, true);
     if (place == "TEXT") {
         TextDestFormat = "DELIMITED";
@@ -337,7 +377,7 @@ void FidelityPlaces::SetTarget(const std::string& place) {
         TextDestHeader = kTrue;
         TextDestExt = ".txt";
         TextDestDir = (temp_ / "out").string();
-    } else if (IsAccess(place)) {
+    } else if (IsAccess(place) || place == "FOXPRO DBC") {
         Catalog().Create(TargetConnStr);
     } else if (place == "MySQL") {
         server_->Run("drop table if exists " + server_->Database() + "." + kTargetTable);

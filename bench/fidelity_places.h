@@ -25,7 +25,8 @@ class FidelityPlaces {
 public:
     FidelityPlaces();
 
-    // "TEXT", "ACCESS .mdb", "ACCESS .accdb", "MySQL", "ODBC", "MSSQL", "ORACLE".
+    // "TEXT", "ACCESS .mdb", "ACCESS .accdb", "MySQL", "ODBC", "MSSQL", "ORACLE", "FOXPRO DIR",
+    // "FOXPRO DBC".
     static std::vector<std::string> Sources();
     static std::vector<std::string> Targets();
     // Empty, or what to install for it.

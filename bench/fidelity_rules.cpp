@@ -1,7 +1,9 @@
 // What is prescribed as a loss is a short list, each with its reason in the type tables: MySQL gets
 // whole numbers for single floats and decimals without places, an empty text for a null one where
 // values travel as SQL text, and dates without their time beside long columns; Oracle gets letters
-// for truth; a text file gets texts without the blanks around them. All else has to arrive.
+// for truth; a text file gets texts without the blanks around them; FoxPro gets whole numbers for
+// single floats, and its texts of a fixed width have no blanks at their end. All else has to
+// arrive.
 
 #include "fidelity_rules.h"
 
@@ -66,6 +68,17 @@ std::optional<Value> PrescribedFor(const CellRoute& route, Meaning meaning, cons
     if (route.target == "ORACLE" && meaning == Meaning::Truth && !sent.IsNull()) {
         return Value(Cell::Text(sent.AsBoolean() ? "T" : "F"));
     }
+    const bool whole =
+        EqualsNoCase(route.target_type, "Integer") || EqualsNoCase(route.target_type, "Decimal");
+    if (route.target.starts_with("FOXPRO") && !sent.IsNull()) {
+        if (meaning == Meaning::Text && EqualsNoCase(route.target_type, "Character")) {
+            const auto text = sent.AsText();
+            return Value(Cell::Text(text.substr(0, text.find_last_not_of(' ') + 1)));
+        }
+        if (IsNumber(meaning) && whole) {
+            return Value(Cell::Double(std::round(*ToDouble(sent))));
+        }
+    }
     if (route.target != "MySQL") {
         return std::nullopt;
     }
@@ -74,8 +87,6 @@ std::optional<Value> PrescribedFor(const CellRoute& route, Meaning meaning, cons
         const bool text = EqualsNoCase(route.target_type, "Varchar");
         return text && !route.beside_long ? std::optional(Value(Cell::Text(""))) : std::nullopt;
     }
-    const bool whole =
-        EqualsNoCase(route.target_type, "Integer") || EqualsNoCase(route.target_type, "Decimal");
     if (IsNumber(meaning) && whole) {
         return Value(Cell::Double(std::round(*ToDouble(sent))));
     }

@@ -1,5 +1,6 @@
 #include "route_session.h"
 
+#include "core/folders.h"
 #include "engine/run_session.h"
 #include "engine/run_view.h"
 #include "mapping/column_discovery.h"

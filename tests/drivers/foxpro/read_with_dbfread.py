@@ -24,4 +24,4 @@ def shown(value):
 
 encoding = sys.argv[2] if len(sys.argv) > 2 else None
 for record in dbfread.DBF(sys.argv[1], encoding=encoding, ignore_missing_memofile=True, recfactory=list):
-    print("\t".join(shown(value) for name, value in record))
+    print("\t".join(shown(value) for name, value in record if name != "_NullFlags"))

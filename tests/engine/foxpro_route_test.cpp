@@ -1,0 +1,311 @@
+// Whole sessions with FoxPro tables on one side or both, in a folder ("DIR") and in a container
+// ("DBC"): what the log says to the letter, what is in the target afterwards, and what is left when
+// rows are refused, the disk is full or the program is killed. After each the files are sound.
+
+#include "drivers/foxpro/verify/container_verify.h"
+#include "drivers/foxpro/verify/verify.h"
+#include "engine/run_report.h"
+#include "engine/run_session.h"
+#include "engine/session_fixture.h"
+#include "support/fault_plans.h"
+#include "support/session_steps.h"
+#include "support/temp_dir.h"
+#include "text/text_writer.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+
+namespace vantry::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string FoxProText(const fs::path& place, const std::string& mode) {
+    return "Driver={Microsoft Visual FoxPro Driver};SourceType=" +
+           std::string(mode == "DIR" ? "DBF" : "DBC") + ";SourceDb=" + place.string() +
+           ";Persist Security Info=False";
+}
+
+class FoxProRoute : public RunTest, public testing::WithParamInterface<const char*> {
+protected:
+    std::string Mode() const { return GetParam(); }
+    fs::path Place(const std::string& mode, const std::string& folder) const {
+        return mode == "DIR" ? folder_ / folder : folder_ / folder / "shop.dbc";
+    }
+
+    void ToFoxPro(const std::string& mode) {
+        fs::remove_all(folder_ / "out");
+        fs::create_directory(folder_ / "out");
+        TargetType = "FOXPRO";
+        TargetConnStr = FoxProText(Place(mode, "out"), mode);
+        FoxDestMode = mode;
+        FoxDestPrefix = mode == "DIR" ? (folder_ / "out").string() + "/" : "";
+        if (mode == "DBC") {
+            Catalog().Create(TargetConnStr);
+        }
+    }
+    void FromFoxPro(const std::string& mode, std::initializer_list<const char*> statements) {
+        fs::remove_all(folder_ / "in");
+        fs::create_directory(folder_ / "in");
+        SourceType = "FOXPRO";
+        SourceConnStr = FoxProText(Place(mode, "in"), mode);
+        FoxSrcMode = mode;
+        FoxSrcPrefix = mode == "DIR" ? (folder_ / "in").string() + "/" : "";
+        if (mode == "DBC") {
+            Catalog().Create(SourceConnStr);
+        }
+        for (const auto* sql : statements) {
+            RunStatement(SourceConnStr, sql);
+        }
+    }
+    void FromAccess(std::initializer_list<const char*> statements) {
+        SourceType = "ACCESS";
+        SourceConnStr =
+            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "source.mdb").string();
+        fs::remove(folder_ / "source.mdb");
+        Catalog().Create(SourceConnStr);
+        for (const auto* sql : statements) {
+            RunStatement(SourceConnStr, sql);
+        }
+    }
+    void FromCsv(const std::string& content) {
+        fs::create_directories(folder_ / "in");
+        std::ofstream(folder_ / "in/src.csv", std::ios::binary) << content;
+        SourceType = "TEXT";
+        SourceConnStr =
+            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "in").string() +
+            ";Extended Properties=\"text;FMT=Delimited\";\"";
+    }
+    static void Map(const std::string& table, const std::string& target = {}) {
+        SrcTables.assign(1, TableRec());
+        SrcTables[0].Name = table;
+        DstTables.clear();
+        MapTables(target);
+    }
+    std::string RunAndLog(const std::string& option = {}) {
+        if (!option.empty()) {
+            SrcTables[0].LoadOption = DstTables[0].LoadOption = option;
+        }
+        view = RecordingView();
+        SessionCancelled = TableCancelled = kFalse;
+        RunSession("");
+        ExpectSound();
+        return Log();
+    }
+    static std::string Target(const std::string& sql) { return RowsOf(TargetConnStr, sql); }
+    void ExpectSound() const {
+        const std::vector<std::string> none;
+        for (const auto& entry : fs::directory_iterator(folder_ / "out")) {
+            const auto path = entry.path();
+            if (path.extension() == ".dbf") {
+                EXPECT_EQ(foxpro::Verify(path.string()), none) << path;
+            } else if (path.extension() == ".dbc") {
+                EXPECT_EQ(foxpro::VerifyContainer(path.string()), none) << path;
+            }
+        }
+    }
+
+    TempDir folder_{MemoryFolder(), "vantry"};
+};
+
+INSTANTIATE_TEST_SUITE_P(Modes, FoxProRoute, testing::Values("DIR", "DBC"), [](const auto& mode) {
+    return std::string(mode.param);
+});
+
+TEST_P(FoxProRoute, ATableIsCreatedAppendedToEmptiedAndRebuilt) {
+    FromAccess(
+        {"create table [order lines] ([id] Long, [name] Text(20), [price] Currency, "
+         "[born] DateTime, [ok] YesNo, [share] Double, [few] Integer, [note] Memo)",
+         "insert into [order lines] values (1,'Öl & Söhne',-12.5,#2001-02-03 04:05:06#,True,"
+         "0.1,-3,'a longer text')",
+         "insert into [order lines] values (2,Null,Null,Null,False,Null,Null,Null)"});
+    ToFoxPro(Mode());
+    Map("order lines");
+    EXPECT_EQ(RunAndLog(),
+              RunLog("About To Create Table order lines\n\norder lines Table Created Successfully\n"
+                     "\nAbout to Insert Rows from order lines to order lines\n"
+                     "2 Rows Loaded Time Elapsed :E"));
+    const std::string rows =
+        "1|Öl & Söhne|-12.5|2001-02-03 04:05:06|True|0.1|-3|a longer text\n"
+        "2|Null|Null|Null|False|Null|Null|Null\n";
+    EXPECT_EQ(Target("select * from [order lines]"), rows);
+
+    Map("order lines");
+    ASSERT_EQ(SrcTables[0].TableExists, kTrue);
+    EXPECT_EQ(RunAndLog("APPEND"),
+              RunLog("About to Insert Rows from order lines to order lines\n"
+                     "2 Rows Loaded Time Elapsed :E"));
+    EXPECT_EQ(Target("select * from [order lines]"), rows + rows);
+    RunAndLog("DELETE");
+    EXPECT_TRUE(LogHas("Existing Rows deleted succesfully from table order lines")) << Log();
+    EXPECT_EQ(Target("select * from [order lines]"), rows);
+    // What is rebuilt has the source's names, whatever the map says.
+    ColMaps[1].DCName = "other";
+    RunAndLog("DROP");
+    EXPECT_TRUE(LogHas("order lines Table dropped")) << Log();
+    EXPECT_TRUE(LogHas("2 Rows Loaded")) << Log();
+    EXPECT_EQ(Target("select name from [order lines]"), "Öl & Söhne\nNull\n");
+}
+
+// By parameters, and by new rows where there are memos: every refused row stands in the log with
+// its number, and the fiftieth gives the table up.
+TEST_P(FoxProRoute, RefusedRowsAreToldUntilTheFiftieth) {
+    const std::string wide(30, 'w');
+    for (const std::string more : {"", ", note M"}) {
+        for (const int bad : {1, 49, 50, 51}) {
+            std::string csv = "id,name\r\n";
+            for (int id = 1; id <= 120; ++id) {
+                // The first row, then each other one.
+                const bool refused = id % 2 == 1 && id / 2 < bad;
+                csv += std::to_string(id) + ",\"" + (refused ? wide : "good") + "\"\r\n";
+            }
+            FromCsv(csv);
+            ToFoxPro(Mode());
+            const auto name =
+                Mode() == "DIR" ? "[" + FoxDestPrefix + "dst.dbf]" : std::string("dst");
+            RunStatement(TargetConnStr, "create table " + name + " (id I, name C(20)" + more + ")");
+            Map("src.csv", "dst");
+            RunAndLog("APPEND");
+            const auto path = (folder_ / "out/dst.dbf").string();
+            const std::string error =
+                "\nThe value '" + wide + "' is too long for the field '" +
+                (Mode() == "DIR" ? "NAME" : "name") + "' of the table '" + path +
+                "': 30 bytes for a width of 20. Make the field wider, or a memo.";
+            EXPECT_TRUE(LogHas("Error Loading Row:1" + error)) << Log();
+            EXPECT_EQ(Count(Log(), "Error Loading Row:"), std::min(bad, 50));
+            const bool given_up = bad >= 50;
+            EXPECT_EQ(
+                LogHas("Aborting Loading Rows for Table :src.csv As Errors Exceeded 50 Allowed"),
+                given_up);
+            // The fiftieth bad row is the 99th.
+            const int good = given_up ? 49 : 120 - bad;
+            EXPECT_EQ(LogHas(std::to_string(good) + " Rows Loaded"), !given_up);
+            EXPECT_EQ(Target("select count(*) from dst"), std::to_string(good) + "\n") << bad;
+        }
+    }
+}
+
+// Whatever write fails, and whether for once or for good: what the report calls loaded is there.
+TEST_P(FoxProRoute, AFullDiskLosesNoRowUntold) {
+    std::string csv = "id,name,note\r\n";
+    for (int id = 1; id <= 3000; ++id) {
+        csv += std::to_string(id) + ",name " + std::to_string(id) + "," +
+               std::string(static_cast<std::size_t>(id % 90), 'n') + "\r\n";
+    }
+    FromCsv(csv);
+    int told = 0;
+    for (const int first : {1, 2, 3, 4, 6, 9, 14, 30}) {
+        for (const int last : {first, 1'000'000}) {
+            ToFoxPro(Mode());
+            const auto name =
+                Mode() == "DIR" ? "[" + FoxDestPrefix + "dst.dbf]" : std::string("dst");
+            RunStatement(TargetConnStr, "create table " + name + " (id I, name C(20), note M)");
+            Map("src.csv", "dst");
+            FullDisk disk("dst.", first, last);
+            {
+                const InstalledPlan installed(disk);
+                RunAndLog("APPEND");
+            }
+            const auto& table = CurrentRunReport.Tables.at(0);
+            EXPECT_EQ(Target("select count(*) from dst"), std::to_string(table.RowsLoaded) + "\n")
+                << first << " to " << last << Log().substr(0, 2000);
+            if (disk.writes >= first) {
+                EXPECT_NE(table.RowsLoaded, 3000) << first << Log().substr(0, 2000);
+                told += LogHas("disk is full") ? 1 : 0;
+            }
+        }
+    }
+    EXPECT_GT(told, 8);
+}
+
+// A session killed at some operation on files: the rows that are there are the first ones of the
+// source, nothing is damaged, and the next run goes its whole way.
+TEST_P(FoxProRoute, AKilledRunLeavesTheFirstRowsAndNothingDamaged) {
+    std::string csv = "id,note\r\n";
+    for (int id = 1; id <= 2000; ++id) {
+        csv += std::to_string(id) + "," + std::string(static_cast<std::size_t>(id % 300), 'n') +
+               "\r\n";
+    }
+    FromCsv(csv);
+    NoSync no_sync;
+    int killed = 0;
+    for (int nth = 1; nth < 200; nth += nth < 60 ? 3 : 20) {
+        ToFoxPro(Mode());
+        Map("src.csv", "dst");
+        const pid_t child = ::fork();
+        if (child == 0) {
+            KillAt plan(nth, 0, Planted::Nothing);
+            file::InstallFaultPlan(&plan);
+            RunSession("");
+            ::_exit(0);
+        }
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        killed += WIFSIGNALED(status) ? 1 : 0;
+        const InstalledPlan installed(no_sync);
+        Map("src.csv", "dst");
+        if (SrcTables[0].TableExists == kTrue) {
+            const auto there = std::stoi(Target("select count(*) from dst"));
+            EXPECT_EQ(Target("select count(*) from dst where id <= " + std::to_string(there)),
+                      std::to_string(there) + "\n")
+                << nth;
+        }
+        RunAndLog(SrcTables[0].TableExists == kTrue ? "DROP" : "");
+        EXPECT_TRUE(LogHas("2000 Rows Loaded")) << nth << Log();
+    }
+    EXPECT_GT(killed, 10);
+}
+
+// FoxPro as the source, names with blanks and long ones among them.
+TEST_P(FoxProRoute, FoxProTablesReachEveryKindOfFile) {
+    const bool folder = Mode() == "DIR";
+    FromFoxPro(Mode(),
+               {"create table [order lines] (id I, full_name C(30), price N(9,2), born D, at T, "
+                "ok L, note M)",
+                "insert into [order lines] values (1, 'Zoë', -7.25, {^2001-02-03}, "
+                "{^2001-02-03 04:05:06}, .T., 'first\r\nsecond')",
+                "insert into [order lines] (id) values (2)"});
+    const auto log = RunLog(
+        "About To Create Table order lines\n\ncopied Table Created Successfully\n"
+        "\nAbout to Insert Rows from order lines to copied\n2 Rows Loaded Time Elapsed :E");
+    const std::string rows = "1|Zoë|-7.25|2001-02-03|2001-02-03 04:05:06|True|first\r\nsecond\n";
+
+    TargetType = "ACCESS";
+    TargetConnStr =
+        "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "target.mdb").string();
+    Catalog().Create(TargetConnStr);
+    fs::create_directories(folder_ / "out");
+    Map("order lines", "copied");
+    EXPECT_EQ(RunAndLog(), log);
+    EXPECT_EQ(Target("select * from copied where id=1"), rows);
+    EXPECT_EQ(Target("select * from copied where full_name is null"),
+              "2|Null|Null|Null|Null|False|Null\n");
+
+    ToFoxPro(folder ? "DBC" : "DIR");
+    Map("order lines", "copied");
+    EXPECT_EQ(RunAndLog(), log);
+    EXPECT_EQ(Target("select * from copied where id=1"),
+              "1|Zoë|-7.25|2001-02-03|2001-02-03 04:05:06|True|first\r\nsecond\n");
+
+    TargetType = "TEXT";
+    TextDestFormat = "DELIMITED";
+    TextDestDir = folder_.Path().string();
+    TextDestExt = ".out";
+    TextDestDelim = ",";
+    TextDestQual = "\"";
+    TextDestHeader = kTrue;
+    Map("order lines");
+    view = RecordingView();
+    RunSessionToText("");
+    EXPECT_TRUE(LogHas("2 Rows Loaded")) << Log();
+    const auto written = folder_.Read("order lines.out");
+    EXPECT_NE(written.find("1,\"Zoë\",-7.25,"), std::string::npos) << written;
+}
+
+}  // namespace
+}  // namespace vantry::test
