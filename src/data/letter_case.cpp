@@ -1,3 +1,7 @@
+// Each character by itself and whatever the locale: names are compared by these, and a name must
+// mean the same on every machine. So "ß" stays one letter, and Turkish has no dotted capital. Most
+// names are ASCII, which needs no table.
+
 #include "data/letter_case.h"
 
 #include "data/utf.h"

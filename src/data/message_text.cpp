@@ -1,3 +1,7 @@
+// What others wrote goes into messages: names of files, values, words of servers. They end up in
+// logs, terminals and boxes, where control characters would steer, and marks of direction turn a
+// line round.
+
 #include "data/message_text.h"
 
 #include "data/utf.h"
@@ -26,6 +30,7 @@ std::string WithoutControls(std::string_view text) {
 
 std::string Shown(std::string_view value) {
     constexpr std::size_t kMaxBytes = 60;
+    // Bytes that are no UTF-8 may never begin a character: there is an end all the same.
     constexpr std::size_t kMaxBytesInNoUtf8 = kMaxBytes + 8;
     std::string shown;
     for (const char c : value) {

@@ -1,3 +1,7 @@
+// The Vietnamese Windows set has letters and tones as characters of their own, Unicode most of the
+// pairs as one. What is read is composed, so that texts compare like those typed elsewhere; what is
+// written is taken apart again: letter with its circumflex or horn, then the tone.
+
 #include "data/vietnamese.h"
 
 #include "data/utf.h"
@@ -37,6 +41,7 @@ std::string VietnameseParts(char32_t code_point) {
         const char16_t tone = apart[k];
         if (kTones.find(tone) != std::u16string_view::npos) {
             UErrorCode error = U_ZERO_ERROR;
+            // Without the tone the rest composes to a letter that the set has.
             apart.remove(k, 1);
             std::string parts;
             (Composing()->normalize(apart, error) + tone).toUTF8String(parts);

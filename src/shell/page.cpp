@@ -1,3 +1,8 @@
+// What all pages share: Enter for the default button, the line about their side of the session, the
+// close box. Easy to get wrong: a page that is closed by its box and one that is unloaded by code
+// come through the same event, and only the first is asked about; and what a page was connected
+// with may have been typed over since, which the status line says rather than the page.
+
 #include "shell/page.h"
 
 #include "core/route.h"
@@ -61,6 +66,7 @@ void Page::SetNotice(std::string text, NoticeKind kind) {
 
 Notice Page::CurrentNotice() const {
     Notice stale = StaleField();
+    // What isn't true any more goes before what was noted earlier.
     return stale.Empty() ? notice_ : stale;
 }
 
@@ -68,6 +74,7 @@ Notice Page::StaleField() const {
     if (connected_) {
         for (const auto& field : watched_) {
             if (field.text() != field.connected) {
+                // By the field that names the place, whichever of them has changed.
                 const auto& first = watched_.front();
                 return {{{StaleFieldInWords(
                             connected_place_, FromQt(first.connected), FromQt(first.text()))}},

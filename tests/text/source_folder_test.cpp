@@ -3,6 +3,7 @@
 #include "engine/loaded_file.h"
 #include "engine/session_fixture.h"
 #include "support/fault_plans.h"
+#include "support/order_of_calls.h"
 #include "support/temp_dir.h"
 #include "text/text_source.h"
 #include "text_format/schema_ini.h"
@@ -109,6 +110,13 @@ TEST(SchemaIniWriter, FailureAtAnyPointLeavesTheOlderFile) {
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
     }
     EXPECT_GE(failures, 6);
+    // The older file goes only for one that is on the disk.
+    OrderOfCalls calls;
+    {
+        const InstalledPlan installed(calls);
+        WriteSchemaIni(folder.Path().string(), file, {}, 50);
+    }
+    EXPECT_EQ(calls.order, "wsn");
     EXPECT_EQ(text::SchemaIni::Load(folder.Path().string()).Find("a.csv")->Get("MaxScanRows"),
               "50");
 }

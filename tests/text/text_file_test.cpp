@@ -5,6 +5,7 @@
 #include "support/child_program.h"
 #include "support/fault_plans.h"
 #include "support/no_threads.h"
+#include "support/order_of_calls.h"
 #include "text/line_file.h"
 #include "text/text_writer_fixture.h"
 
@@ -198,35 +199,6 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
         }
     }
 }
-
-// The order of what happens to a file: w written, s flushed to the disk, n given its name.
-class OrderOfCalls : public file::FaultPlan {
-public:
-    file::Verdict Before(const file::Call& call) override {
-        switch (call.operation) {
-            case file::Operation::Write:
-                Note('w');
-                break;
-            case file::Operation::Sync:
-                Note('s');
-                break;
-            case file::Operation::Rename:
-                Note('n');
-                break;
-            default:
-                break;
-        }
-        return {};
-    }
-    std::string order;
-
-private:
-    void Note(char sign) {
-        if (order.empty() || order.back() != sign) {
-            order += sign;
-        }
-    }
-};
 
 // Without that a power failure may leave the new file's name with none of its rows, and the former
 // file gone.

@@ -1,3 +1,8 @@
+// Rows stream from the server as long as nothing else is asked of its connection; then the rest
+// goes into memory, as the bytes of the fields, which take less room than cells would. Easy to get
+// wrong: the current row must stay readable through that, and a result that nobody reads to its end
+// must not be fetched only to be thrown away.
+
 #include "drivers/mysql/cursor.h"
 
 #include "drivers/mysql/row_source.h"
@@ -27,6 +32,7 @@ MySqlCursor::MySqlCursor(std::shared_ptr<Session> session, std::string_view sql)
 
 MySqlCursor::~MySqlCursor() {
     if (rows_) {
+        // Billions of rows may be left.
         session_->Abandon(std::move(rows_));
     }
 }

@@ -66,6 +66,7 @@ DataError FromServer(const char* state, unsigned code, const char* text, const M
 
 std::string CleanWords(const char* text, const MYSQL* handle) {
     std::string words = WithoutControls(text);
+    // The client library keeps it as long as the connection lives.
     if (handle->passwd != nullptr && *handle->passwd != '\0') {
         words = MaskSecret(words, handle->passwd);
     }
@@ -76,6 +77,7 @@ DataError ServerError(MYSQL* handle) {
     return FromServer(mysql_sqlstate(handle), mysql_errno(handle), mysql_error(handle), handle);
 }
 
+// A prepared statement has an error, a state and a text of its own.
 DataError StatementError(MYSQL_STMT* statement, MYSQL* handle) {
     return FromServer(mysql_stmt_sqlstate(statement),
                       mysql_stmt_errno(statement),
@@ -159,6 +161,8 @@ DataError WrongParameterCount(std::size_t wanted, std::size_t given) {
             kSource};
 }
 
+// In the server's words, though it never saw the statement: it would close the connection over it,
+// and all that had been sent before with it.
 DataError StatementTooLong(std::size_t bytes, std::uint64_t most) {
     return {kErrUnspecified,
             "Got a packet bigger than 'max_allowed_packet' bytes: the statement has " +

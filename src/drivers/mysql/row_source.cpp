@@ -43,6 +43,7 @@ public:
     bool Fetch(std::span<RawField> fields) override {
         const AnswerWatch::Wait wait(session_.Watch());
         MYSQL_ROW row = mysql_fetch_row(result_.get());
+        // End and failure look alike; only the error's number tells.
         if (row == nullptr) {
             if (mysql_errno(session_.Busy()) != 0) {
                 throw session_.Failure();
@@ -108,6 +109,7 @@ public:
                 fields[k] = {};
                 continue;
             }
+            // A first buffer for most values; it grows to the largest one that has come.
             if (target.length > target.buffer.size()) {
                 FetchWhole(k);
                 grown = true;
@@ -167,6 +169,7 @@ UniqueStatement PrepareIfSingle(Session& session, std::string_view sql) {
         throw session.Failure();
     }
     if (mysql_stmt_prepare(statement.get(), sql.data(), sql.size()) != 0) {
+        // What the server can't prepare goes the plain way.
         if (mysql_stmt_errno(statement.get()) == ER_UNSUPPORTED_PS) {
             return nullptr;
         }

@@ -1,3 +1,8 @@
+// A server that is strict refuses a value that doesn't fit; what it still changes, it only remarks.
+// The remarks are read after each statement that reports some. Notes (digits cut off at the end of
+// a number) are told once for each column, as a column of fewer decimals would else fill the log
+// and end the table.
+
 #include "drivers/mysql/warnings.h"
 
 #include "data/value_text.h"
