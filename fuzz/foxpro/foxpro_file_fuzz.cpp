@@ -1,16 +1,20 @@
-// A table or a container with its memo file, as files of a folder in memory, read whole and
-// verified.
+// A table or a container with its memo file and its index, as files of a folder in memory, read
+// whole and verified. Rows of a table with an index are changed, too: if nothing was wrong with it
+// before, nothing may be wrong behind a commit.
 
 #include "data/data_error.h"
 #include "drivers/foxpro/container/container.h"
 #include "drivers/foxpro/verify/verify.h"
+#include "drivers/foxpro/write/table_writer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -30,20 +34,82 @@ void Put(const std::string& name, std::span<const std::uint8_t> bytes) {
                static_cast<std::streamsize>(bytes.size()));
 }
 
+void Change(const std::string& path) {
+    foxpro::TableFile table(path, {.show_deleted = true, .tag_memory = 64}, {});
+    auto& writer = table.Writer(true);
+    auto& group = table.Group();
+    group.Begin();
+    try {
+        const auto count = table.RecordCount();
+        std::vector<std::size_t> fields;
+        for (std::size_t k = 0; k < table.Layout().fields.size(); ++k) {
+            if (!table.Layout().fields[k].hidden) {
+                fields.push_back(k);
+            }
+        }
+        for (std::int64_t number = 0; number < 40; ++number) {
+            std::vector<Cell> row(fields.size(), Cell::Int64(number % 9));
+            if (number % 4 == 0) {
+                row.assign(fields.size(), Cell());
+            }
+            try {
+                writer.Prepare(row);
+                writer.Add();
+            } catch (const DataError&) {
+                // The row isn't possible, or the transaction can't be committed any more.
+            }
+        }
+        for (foxpro::RecordNumber record = 1; record <= std::min(count, 20U); ++record) {
+            if (record % 3 == 0) {
+                writer.Delete(record);
+            } else if (!fields.empty()) {
+                const Cell value = Cell::Int64(record % 7);
+                const auto field = fields[record % fields.size()];
+                writer.Update(record, {&field, 1}, {&value, 1});
+            }
+        }
+    } catch (...) {
+        group.Rollback();
+        throw;
+    }
+    group.Commit();
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    if (size < 3) {
+    if (size < 5) {
         return 0;
     }
     const bool is_container = (data[0] & 1U) != 0;
-    const std::size_t memo = std::min<std::size_t>(data[1] + 256U * data[2], size - 3);
-    const std::span<const std::uint8_t> bytes(data + 3, size - 3);
+    const bool has_index = (data[0] & 2U) != 0;
+    const std::size_t head = has_index ? 5 : 3;
+    std::span<const std::uint8_t> bytes(data + head, size - head);
+    const auto take_end = [&](unsigned low, unsigned high) {
+        const std::size_t length = std::min<std::size_t>(low + 256U * high, bytes.size());
+        const auto end = bytes.last(length);
+        bytes = bytes.first(bytes.size() - length);
+        return end;
+    };
     const std::string table = is_container ? "t.dbc" : "t.dbf";
-    Put(table, bytes.first(bytes.size() - memo));
-    Put(is_container ? "t.dct" : "t.fpt", bytes.last(memo));
+    const std::string index = is_container ? "t.dcx" : "t.cdx";
+    Put(is_container ? "t.dct" : "t.fpt", take_end(data[1], data[2]));
+    std::filesystem::remove(Folder() / index);
+    if (has_index) {
+        Put(index, take_end(data[3], data[4]));
+    }
+    Put(table, bytes);
     const auto path = (Folder() / table).string();
-    foxpro::Verify(path);
+    const auto findings = foxpro::Verify(path);
+    if (has_index && !is_container) {
+        try {
+            Change(path);
+            if (findings.empty() && !foxpro::Verify(path).empty()) {
+                std::abort();
+            }
+        } catch (const DataError&) {
+        }
+    }
     if (is_container) {
         try {
             const foxpro::Container container(path, {});

@@ -2,6 +2,8 @@
 
 #include "data/data_error.h"
 #include "drivers/foxpro/container/properties.h"
+#include "drivers/foxpro/indexes/key_expression.h"
+#include "drivers/foxpro/indexes/node.h"
 #include "drivers/foxpro/table/code_page_marks.h"
 #include "drivers/foxpro/table/header.h"
 #include "drivers/foxpro/table/number_text.h"
@@ -9,6 +11,32 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+// A field of each type, named after it, one behind the other.
+vantry::foxpro::TableLayout LayoutOfAllTypes() {
+    vantry::foxpro::TableLayout layout;
+    layout.code_page = 1252;
+    layout.record_length = 1;
+    for (const char type : std::string_view("CNFDTLIBYVM")) {
+        vantry::foxpro::Field field;
+        field.name = field.long_name = std::string(1, type);
+        field.type = type;
+        field.offset = layout.record_length;
+        field.length = std::string_view("IM").find(type) != std::string_view::npos ? 4
+                       : type == 'L'                                               ? 1
+                                                                                   : 8;
+        layout.record_length += field.length;
+        layout.fields.push_back(field);
+    }
+    return layout;
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace vantry;
@@ -18,7 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const auto bytes = std::as_bytes(std::span(data + 1, size - 1));
     try {
-        switch (data[0] % 4) {
+        switch (data[0] % 6) {
             case 0: {
                 const auto header = ParseHeader(bytes, 10 * bytes.size(), "t.dbf");
                 for (const auto& field : header.layout.fields) {
@@ -51,11 +79,29 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 }
                 break;
             }
+            case 3: {
+                // The text of an expression, over a record of blanks.
+                const auto layout = LayoutOfAllTypes();
+                const LetterTable letters(layout.code_page);
+                const std::vector<std::byte> record(layout.record_length, std::byte{' '});
+                const KeyExpression expression(AsText(bytes), layout, letters);
+                static_cast<void>(expression.Evaluate({&layout, record, 1}));
+                break;
+            }
+            case 4: {
+                // A leaf or an inner node.
+                Node node;
+                std::vector<std::byte> page(bytes.begin(), bytes.end());
+                page.resize(kIndexPage);
+                DecodeNode(page, {1U + data[0] % 240U, std::byte{' '}}, node);
+                break;
+            }
             default:
                 static_cast<void>(CodePageOfName(AsText(bytes)));
         }
     } catch (const DataError&) {
     } catch (const file::BoundsError&) {
+    } catch (const foxpro::KeyTrouble&) {
     }
     return 0;
 }

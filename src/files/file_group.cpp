@@ -45,7 +45,7 @@ FileGroup::FileGroup(File leader,
                      ByteRange lock,
                      std::span<const std::string> others,
                      FileGroupOptions options)
-    : other_paths_(others.begin(), others.end()), options_(options) {
+    : other_paths_(others.begin(), others.end()), options_(options), batch_age_(options.batch_age) {
     members_.push_back(std::make_unique<MemberFile>(std::move(leader), lock));
     RecoverIfInterrupted();
     NoteStamps(false);
@@ -350,7 +350,7 @@ void FileGroup::RunTimer() {
 
 void FileGroup::CommitIfDue() {
     const std::lock_guard lock(mutex_);
-    if (state_ != State::Batch || Clock::now() - batch_start_ < options_.batch_age) {
+    if (state_ != State::Batch || Clock::now() - batch_start_ < batch_age_) {
         return;
     }
     try {

@@ -8,7 +8,9 @@
 // Two kinds of transactions, as in PagedFile: a statement (Begin ... Commit or Rollback), and a row
 // of a bulk load (BeginRow ... EndRow). Rows share a transaction after the first few of a burst; it
 // is committed when it is a third of a second old, before any other statement, and by a thread of
-// its own when no further row comes. A kill loses no older row than that.
+// its own when no further row comes. A kill loses no older row than that. Where commits are slow,
+// as with indexes of many rows, it gets older, up to some seconds: a load spends a fifth of its
+// time on them at most.
 //
 // How a commit gets into several files at once: each changed file has a journal of its own
 // (files/journal.h), the leader's is the first to be made and the first to be taken away. While the
@@ -44,7 +46,7 @@ namespace vantry::file {
 struct FileGroupOptions {
     std::uint64_t max_size = UINT64_MAX;  // of each file, in bytes
     std::size_t cache_bytes = 8U << 20;   // of changed blocks, kept before they are written early
-    std::chrono::milliseconds batch_age{350};  // of a bulk load's transaction
+    std::chrono::milliseconds batch_age{350};  // of a bulk load's transaction, at least
 };
 
 class FileGroup {
@@ -197,6 +199,7 @@ private:
     bool holds_foreign_locks_ = false;
     std::function<void()> before_commit_;
 
+    std::chrono::nanoseconds batch_age_;  // at which the open batch is committed
     std::chrono::steady_clock::time_point batch_start_;
     std::chrono::steady_clock::time_point last_commit_;
     std::uint32_t burst_ = 0;

@@ -18,6 +18,8 @@ constexpr std::size_t kTailBytes = 512U << 10;      // kept before they are writ
 constexpr std::uint64_t kMostGrowBytes = 4U << 20;  // that a file is given at once
 constexpr std::uint32_t kRowsPerLook = 64;          // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
+constexpr int kLoadPerCommit = 4;  // of the time that a commit takes
+constexpr std::chrono::seconds kOldestBatch{3};
 constexpr std::chrono::milliseconds kPatienceOfABatch{60'000};
 
 }  // namespace
@@ -177,7 +179,7 @@ void FileGroup::EndRow(bool keep) {
         return;
     }
     if (batch_rows_ % kRowsPerLook == 0 &&
-        (Clock::now() - batch_start_ >= options_.batch_age ||
+        (Clock::now() - batch_start_ >= batch_age_ ||
          LockedByOther(Leader().file, LockByte::Turn, LockKind::Exclusive))) {
         CommitOpen(1);
     }
@@ -190,6 +192,7 @@ void FileGroup::FailRow() {
 
 void FileGroup::CommitOpen(std::uint32_t failing) {
     const std::uint32_t former_rows = state_ == State::Batch ? batch_rows_ - failing : 0;
+    const auto start = Clock::now();
     try {
         if (before_commit_) {
             before_commit_();
@@ -199,6 +202,9 @@ void FileGroup::CommitOpen(std::uint32_t failing) {
         FailOpen(former_rows);
     }
     last_commit_ = Clock::now();
+    const std::chrono::nanoseconds age = kLoadPerCommit * (last_commit_ - start);
+    batch_age_ = std::max<std::chrono::nanoseconds>(
+        options_.batch_age, std::min<std::chrono::nanoseconds>(age, kOldestBatch));
     NoteStamps(true);
     ReleaseWriter();
 }

@@ -167,7 +167,9 @@ TEST_F(IndexTest, ALeafIsPackedAsTheOriginalsAre) {
         file::StoreBigU32(entries, entries.size() - 4, k);
     }
     std::vector<std::byte> page(kIndexPage);
-    LeafPacker(entries, shape, true).Encode(0, page);
+    LeafPacker packer;
+    packer.Pack(entries, shape, true);
+    packer.Encode(0, page);
     EXPECT_EQ(file::LoadU16(page, 0), 2U);
     EXPECT_EQ(file::LoadU16(page, 2), 16U);
     EXPECT_EQ(file::LoadU16(page, 12), 437U);

@@ -114,7 +114,8 @@ TEST_F(IndexOfRealFilesTest, StaysRightWhenRowsChange) {
         }
         std::mt19937 random(11);
         {
-            TableFile table(path.string(), {.show_deleted = true}, names);
+            // Little memory, so that entries are packed and merged within a transaction, too.
+            TableFile table(path.string(), {.show_deleted = true, .tag_memory = 200}, names);
             try {
                 table.Writer(true);
             } catch (const DataError& error) {

@@ -58,6 +58,81 @@ void SortByDigits(std::vector<SortRoom::Item>& items, std::vector<SortRoom::Item
     }
 }
 
+// The entries of packed leaves, one after the other.
+class PackedRun : public TreeEdits {
+public:
+    PackedRun(ByteSpan leaves, const TreeShape& shape) : leaves_(leaves), shape_(shape) { Load(); }
+    void Next() override {
+        entry_ += shape_.EntrySize();
+        if (++number_ == node_.count) {
+            Load();
+        }
+    }
+
+private:
+    void Load() {
+        number_ = 0;
+        entry_ = nullptr;
+        if (!leaves_.empty()) {
+            DecodeNode(leaves_.first(kIndexPage), shape_, node_);
+            leaves_ = leaves_.subspan(kIndexPage);
+            entry_ = node_.entries.data();
+        }
+    }
+
+    ByteSpan leaves_;
+    TreeShape shape_;
+    Node node_;
+    std::size_t number_ = 0;
+};
+
+// Several sorted parts as one: a heap, with the first of all entries on top.
+class MergedRuns : public TreeEdits {
+public:
+    MergedRuns(std::span<const std::vector<std::byte>> runs,
+               const EditList& rest,
+               const TreeShape& shape)
+        : size_(shape.EntrySize()) {
+        for (const auto& run : runs) {
+            parts_.push_back(std::make_unique<PackedRun>(run, shape));
+        }
+        parts_.push_back(std::make_unique<EditList>(rest));
+        std::erase_if(parts_, [](const auto& part) { return part->Entry() == nullptr; });
+        for (std::size_t k = parts_.size() / 2; k-- > 0;) {
+            SiftDown(k);
+        }
+        Stand();
+    }
+    void Next() override {
+        parts_.front()->Next();
+        if (parts_.front()->Entry() == nullptr) {
+            std::swap(parts_.front(), parts_.back());
+            parts_.pop_back();
+        }
+        SiftDown(0);
+        Stand();
+    }
+
+private:
+    void Stand() { entry_ = parts_.empty() ? nullptr : parts_.front()->Entry(); }
+    bool IsBefore(std::size_t left, std::size_t right) const {
+        return std::memcmp(parts_[left]->Entry(), parts_[right]->Entry(), size_) < 0;
+    }
+    void SiftDown(std::size_t at) {
+        for (std::size_t child = 2 * at + 1; child < parts_.size(); child = 2 * at + 1) {
+            child += child + 1 < parts_.size() && IsBefore(child + 1, child) ? 1 : 0;
+            if (!IsBefore(child, at)) {
+                return;
+            }
+            std::swap(parts_[at], parts_[child]);
+            at = child;
+        }
+    }
+
+    std::size_t size_;
+    std::vector<std::unique_ptr<TreeEdits>> parts_;
+};
+
 }  // namespace
 
 void EntryBatch::Add(ByteSpan key, RecordNumber record, bool removal) {
@@ -75,11 +150,14 @@ void EntryBatch::Add(ByteSpan key, RecordNumber record, bool removal) {
     if (removal || !removals_.empty()) {
         removals_.push_back(removal ? 1 : 0);
     }
-    in_order_ =
-        in_order_ && (count_ == 0 || std::memcmp(Entry(count_ - 1), Entry(count_), size) < 0);
     ++count_;
-    if (finds_) {
-        Remember(count_ - 1);
+    const bool was_in_order = in_order_;
+    in_order_ = was_in_order && !removal &&
+                (count_ == 1 || std::memcmp(Entry(count_ - 2), Entry(count_ - 1), size) < 0);
+    if (finds_ && !in_order_) {
+        for (std::size_t k = was_in_order ? 0 : count_ - 1; k < count_; ++k) {
+            Remember(k);
+        }
     }
 }
 
@@ -87,6 +165,8 @@ void EntryBatch::Clear() {
     count_ = 0;
     removals_.clear();
     in_order_ = true;
+    runs_.clear();
+    packed_bytes_ = 0;
     if (keys_ != 0) {
         std::fill(slots_.begin(), slots_.end(), 0);
     }
@@ -120,15 +200,32 @@ void EntryBatch::Remember(std::size_t number) {
 }
 
 std::optional<EntryBatch::Last> EntryBatch::FindLast(ByteSpan key) const {
-    if (slots_.empty() || keys_ == 0) {
+    if (count_ == 0) {
         return std::nullopt;
     }
-    const auto entry = slots_[SlotOf(key)];
-    if (entry == 0) {
+    std::size_t found = count_;
+    if (in_order_) {
+        const auto length = shape_.key_length;
+        if (std::memcmp(key.data(), Entry(count_ - 1), length) > 0) {
+            return std::nullopt;
+        }
+        std::size_t low = 0;
+        while (low < found) {
+            const std::size_t middle = (low + found) / 2;
+            if (std::memcmp(Entry(middle), key.data(), length) < 0) {
+                low = middle + 1;
+            } else {
+                found = middle;
+            }
+        }
+        found = std::memcmp(Entry(found), key.data(), length) == 0 ? found : count_;
+    } else if (const auto entry = slots_[SlotOf(key)]; entry != 0) {
+        found = entry - 1;
+    }
+    if (found == count_) {
         return std::nullopt;
     }
-    return Last{RecordOf(Entry(entry - 1), shape_),
-                !removals_.empty() && removals_[entry - 1] != 0};
+    return Last{RecordOf(Entry(found), shape_), !removals_.empty() && removals_[found] != 0};
 }
 
 // ---- In order ---------------------------------------------------------------------------------
@@ -182,12 +279,35 @@ void EntryBatch::SortItems(SortRoom& room) const {
     }
 }
 
+void EntryBatch::Pack(SortRoom& room) {
+    if (count_ == 0) {
+        return;
+    }
+    SortItems(room);
+    const std::size_t size = shape_.EntrySize();
+    room.entries.resize(count_ * size);
+    std::byte* out = room.entries.data();
+    for (const auto& item : room.items) {
+        std::memcpy(out, Entry(item.number), size);
+        out += size;
+    }
+    LeafPacker packer;
+    packer.Pack(room.entries, shape_, true);
+    auto& run = runs_.emplace_back(packer.Leaves() * kIndexPage);
+    for (std::size_t k = 0; k < packer.Leaves(); ++k) {
+        packer.Encode(k, std::span(run).subspan(k * kIndexPage, kIndexPage));
+    }
+    packed_bytes_ += run.size();
+    count_ = 0;
+    in_order_ = true;
+}
+
 // Of what was said about one entry an even number of times nothing is left: it was there before, or
 // it wasn't.
-TreeEdits EntryBatch::Sorted(SortRoom& room) const {
+EditList EntryBatch::SortedList(SortRoom& room) const {
     const std::size_t size = shape_.EntrySize();
-    if (in_order_ && removals_.empty()) {
-        return {{entries_.data(), count_ * size}, {}};
+    if (in_order_) {
+        return {{entries_.data(), count_ * size}, {}, shape_};
     }
     SortItems(room);
     room.entries.resize(count_ * size);
@@ -198,7 +318,7 @@ TreeEdits EntryBatch::Sorted(SortRoom& room) const {
             std::memcpy(out, Entry(item.number), size);
             out += size;
         }
-        return {room.entries, {}};
+        return {room.entries, {}, shape_};
     }
     for (std::size_t first = 0; first < count_;) {
         std::size_t behind = first + 1;
@@ -214,7 +334,14 @@ TreeEdits EntryBatch::Sorted(SortRoom& room) const {
         first = behind;
     }
     room.entries.resize(static_cast<std::size_t>(out - room.entries.data()));
-    return {room.entries, room.removals};
+    return {room.entries, room.removals, shape_};
+}
+
+std::unique_ptr<TreeEdits> EntryBatch::Sorted(SortRoom& room) const {
+    if (runs_.empty()) {
+        return std::make_unique<EditList>(SortedList(room));
+    }
+    return std::make_unique<MergedRuns>(runs_, SortedList(room), shape_);
 }
 
 }  // namespace vantry::foxpro

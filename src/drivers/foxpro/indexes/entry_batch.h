@@ -5,6 +5,7 @@
 #include "drivers/foxpro/indexes/tree.h"
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
@@ -29,7 +30,13 @@ public:
     EntryBatch(const TreeShape& shape, bool finds) : shape_(shape), finds_(finds) {}
 
     std::size_t Count() const { return count_; }
+    // In memory: as they came, and packed.
     std::size_t Bytes() const { return count_ * shape_.EntrySize(); }
+    std::size_t PackedBytes() const { return packed_bytes_; }
+    bool IsEmpty() const { return count_ == 0 && runs_.empty(); }
+    // Sorts what came and packs it as leaves are. Not for a batch that finds, or has removals.
+    bool CanPack() const { return !finds_ && removals_.empty(); }
+    void Pack(SortRoom& room);
     bool HasRemovals() const { return !removals_.empty(); }
     void Add(ByteSpan key, RecordNumber record, bool removal);
     void Clear();
@@ -41,8 +48,9 @@ public:
     // What was said last about the key.
     std::optional<Last> FindLast(ByteSpan key) const;
 
-    // What is left when what came and went is taken out, in the order of the tree; in `room`.
-    TreeEdits Sorted(SortRoom& room) const;
+    // What is left when what came and went is taken out, in the order of the tree; partly in
+    // `room`. Good until the next call of anything here.
+    std::unique_ptr<TreeEdits> Sorted(SortRoom& room) const;
 
 private:
     const std::byte* Entry(std::size_t number) const {
@@ -50,6 +58,7 @@ private:
     }
     std::size_t CommonStart() const;
     void SortItems(SortRoom& room) const;
+    EditList SortedList(SortRoom& room) const;
     std::size_t SlotOf(ByteSpan key) const;
     void Remember(std::size_t number);
 
@@ -59,8 +68,12 @@ private:
     std::vector<std::byte> entries_;
     std::vector<std::uint8_t> removals_;  // empty as long as there is none
     bool in_order_ = true;
-    std::vector<std::uint32_t> slots_;  // hash table: number of the last entry of a key, plus one
-    std::size_t keys_ = 0;              // in it
+    std::vector<std::vector<std::byte>> runs_;  // leaves, one behind the other
+    std::size_t packed_bytes_ = 0;
+    // Hash table: number of the last entry of a key, plus one. Filled as soon as entries don't come
+    // in their order any more.
+    std::vector<std::uint32_t> slots_;
+    std::size_t keys_ = 0;  // in it
 };
 
 }  // namespace vantry::foxpro

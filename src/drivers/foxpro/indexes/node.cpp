@@ -81,7 +81,16 @@ void DecodeLeaf(ByteSpan page, const TreeShape& shape, Node& node) {
 }
 
 std::size_t TrailOf(const std::byte* key, const TreeShape& shape) {
+    const std::uint64_t pads = 0x0101010101010101U * std::to_integer<std::uint64_t>(shape.pad);
     std::size_t used = shape.key_length;
+    for (; used >= kWord; used -= kWord) {
+        std::uint64_t word;
+        std::memcpy(&word, key + used - kWord, kWord);
+        if (word != pads) {
+            used -= static_cast<std::size_t>(std::countl_zero(word ^ pads)) / 8;
+            return shape.key_length - used;
+        }
+    }
     while (used > 0 && key[used - 1] == shape.pad) {
         --used;
     }
@@ -168,10 +177,10 @@ void EncodeInner(ByteSpan entries,
     }
 }
 
-LeafPacker::LeafPacker(ByteSpan entries, const TreeShape& shape, bool fill_up)
-    : entries_(entries),
-      shape_(shape),
-      count_bits_(static_cast<unsigned>(std::bit_width(shape.key_length))) {
+void LeafPacker::Pack(ByteSpan entries, const TreeShape& shape, bool fill_up) {
+    entries_ = entries;
+    shape_ = shape;
+    count_bits_ = static_cast<unsigned>(std::bit_width(shape.key_length));
     const std::size_t size = shape.EntrySize();
     const std::size_t count = entries.size() / size;
     lengths_.resize(count);

@@ -52,7 +52,8 @@ void EncodeInner(ByteSpan entries,
 // one, those at its end are filled up, as keys that come in their order go behind them.
 class LeafPacker {
 public:
-    LeafPacker(ByteSpan entries, const TreeShape& shape, bool fill_up);
+    // `entries` must outlive what follows.
+    void Pack(ByteSpan entries, const TreeShape& shape, bool fill_up);
 
     // The numbers of the first entries, and that behind the last one.
     std::span<const std::size_t> Bounds() const { return bounds_; }
@@ -68,9 +69,9 @@ private:
 
     ByteSpan entries_;
     TreeShape shape_;
-    unsigned count_bits_;
-    unsigned record_bits_;
-    std::size_t packed_size_;  // of an entry
+    unsigned count_bits_ = 0;
+    unsigned record_bits_ = 0;
+    std::size_t packed_size_ = 0;  // of an entry
     std::vector<Lengths> lengths_;
     std::vector<std::size_t> bounds_;
 };

@@ -141,7 +141,8 @@ void WriteSkeleton(IndexPages& pages,
         entries.insert(entries.end(), entry.begin(), entry.end());
     }
     Tree tree(pages, kDirectoryShape, directory, "directory");
-    tree.Apply({entries, {}});
+    EditList edits(entries, {}, kDirectoryShape);
+    tree.Apply(edits);
     const auto start = pages.Change(0);
     file::Store(start, kTagRootOffset, tree.Root());
     file::Store(start, kKeyLengthOffset, static_cast<std::uint16_t>(kTagNameLength));

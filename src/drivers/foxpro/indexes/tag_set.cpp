@@ -25,8 +25,11 @@ bool IsTagName(std::string_view name) {
 
 }  // namespace
 
-TagSet::TagSet(file::FileGroup& group, file::FileGroup::Member member, const TableLayout& layout)
-    : state_(std::make_unique<State>(group, member, layout)) {}
+TagSet::TagSet(file::FileGroup& group,
+               file::FileGroup::Member member,
+               const TableLayout& layout,
+               std::size_t memory)
+    : state_(std::make_unique<State>(group, member, layout, memory)) {}
 
 TagSet::~TagSet() = default;
 

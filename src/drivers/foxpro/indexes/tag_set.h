@@ -48,12 +48,18 @@ struct TagDefinition {
 // Gives all records of the table one by one, in the order of their numbers, deleted ones too.
 using RecordWalk = std::function<void(const std::function<void(const RecordView&)>&)>;
 
+inline constexpr std::size_t kTagMemory = 8U << 20;
+
 class TagSet {
 public:
     // Reads the directory and the tags' headers; `layout` and `group` must outlive it, and `layout`
     // may be changed by nothing but growth. Throws DataError naming the file if it isn't an index.
-    // A tag whose header is damaged is listed, with the reason in `unsupported`.
-    TagSet(file::FileGroup& group, file::FileGroup::Member member, const TableLayout& layout);
+    // A tag whose header is damaged is listed, with the reason in `unsupported`. `memory`: bytes of
+    // entries that are gathered as they come, and as many packed.
+    TagSet(file::FileGroup& group,
+           file::FileGroup::Member member,
+           const TableLayout& layout,
+           std::size_t memory = kTagMemory);
     ~TagSet();
     TagSet(const TagSet&) = delete;
     TagSet& operator=(const TagSet&) = delete;

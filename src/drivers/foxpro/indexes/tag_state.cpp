@@ -13,7 +13,7 @@
 namespace vantry::foxpro {
 namespace {
 
-constexpr std::size_t kGatheredBytes = 16U << 20;
+constexpr std::size_t kKeysAtOnce = 4096;  // of a tag with one entry a key
 
 std::size_t UsableLength(const TagHeader& header) {
     return header.damage.empty() ? header.key_length : 1;
@@ -47,8 +47,9 @@ Tag::Tag(TagHeader read, const TableLayout& layout, const LetterTable& letters)
 
 TagSet::State::State(file::FileGroup& owner,
                      file::FileGroup::Member member,
-                     const TableLayout& table)
-    : group(owner), layout(table), letters(table.code_page), pages(owner, member) {
+                     const TableLayout& table,
+                     std::size_t memory)
+    : group(owner), layout(table), letters(table.code_page), pages(owner, member), memory_(memory) {
     Take(ReadTagHeaders(pages));
 }
 
@@ -163,20 +164,37 @@ void TagSet::State::RefuseDuplicate(Tag& tag, RecordNumber record) {
 
 void TagSet::State::Gather(RecordNumber record) {
     keys_are_made = false;
-    std::size_t gathered = 0;
+    std::size_t gathered = 0;  // that can be packed
+    std::size_t kept = 0;
     for (const auto& tag : tags) {
+        auto& batch = tag->batch;
         const bool same =
             tag->has_key == tag->has_former_key && (!tag->has_key || tag->key == tag->former_key);
         if (!same && tag->has_former_key) {
-            tag->batch.Add(tag->former_key, record, true);
+            // It may stand among what is packed.
+            if (batch.PackedBytes() != 0) {
+                Flush(*tag, nullptr);
+            }
+            batch.Add(tag->former_key, record, true);
         }
         if (!same && tag->has_key) {
-            tag->batch.Add(tag->key, record, false);
+            batch.Add(tag->key, record, false);
         }
-        gathered += NeedsTable(*tag) ? 0 : tag->batch.Bytes();
+        if (!NeedsTable(*tag)) {
+            (batch.CanPack() ? gathered : kept) += batch.Bytes();
+            kept += batch.PackedBytes();
+        }
     }
-    if (gathered >= kGatheredBytes) {
+    // Merging with a tree reads and writes all of it as a rule; what is packed first can wait until
+    // there is much of it.
+    if (kept >= memory_) {
         FlushBatches(nullptr);
+    } else if (gathered >= memory_) {
+        for (const auto& tag : tags) {
+            if (tag->batch.CanPack()) {
+                tag->batch.Pack(room_);
+            }
+        }
     }
 }
 
@@ -185,7 +203,7 @@ void TagSet::State::Gather(RecordNumber record) {
 void TagSet::State::FlushBatches(const RecordWalk* walk) {
     bool any = false;
     for (const auto& tag : tags) {
-        if (tag->batch.Count() != 0) {
+        if (!tag->batch.IsEmpty()) {
             Flush(*tag, walk);
             any = true;
         }
@@ -203,15 +221,17 @@ void TagSet::State::Flush(Tag& tag, const RecordWalk* walk) {
     }
     const auto edits = tag.batch.Sorted(room_);
     if (tag.IsUnique()) {
-        FlushUnique(tag, edits, walk);
+        while (edits->Entry() != nullptr) {
+            FlushUnique(tag, *edits, walk);
+        }
     } else {
-        Apply(tag, edits);
+        Apply(tag, *edits);
     }
     tag.batch.Clear();
     tag.last_entry.reset();
 }
 
-void TagSet::State::Apply(Tag& tag, const TreeEdits& edits) {
+void TagSet::State::Apply(Tag& tag, TreeEdits& edits) {
     auto tree = TreeOf(tag);
     tree.Apply(edits);
     if (tree.Root() != tag.header.root) {
@@ -222,10 +242,8 @@ void TagSet::State::Apply(Tag& tag, const TreeEdits& edits) {
 
 // The edits say which records came to a key and went from it. The first of those that came has the
 // entry, unless the tree has an earlier one that stays; if that went, the table is asked.
-void TagSet::State::FlushUnique(Tag& tag, const TreeEdits& edits, const RecordWalk* walk) {
+void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* walk) {
     const auto shape = tag.Shape();
-    const std::size_t size = shape.EntrySize();
-    const std::size_t count = edits.entries.size() / size;
     struct Change {
         std::vector<std::byte> key;
         std::optional<RecordNumber> former;
@@ -234,20 +252,17 @@ void TagSet::State::FlushUnique(Tag& tag, const TreeEdits& edits, const RecordWa
     std::vector<Change> changes;
     std::unordered_map<std::string, std::size_t> orphans;  // keys whose first record went
     auto tree = TreeOf(tag);
-    for (std::size_t first = 0; first < count;) {
+    while (edits.Entry() != nullptr && (tag.batch.HasRemovals() || changes.size() < kKeysAtOnce)) {
         Change change;
-        const auto* const entry = edits.entries.data() + first * size;
-        change.key.assign(entry, entry + shape.key_length);
+        change.key.assign(edits.Entry(), edits.Entry() + shape.key_length);
         change.former = tree.Find(change.key);
         change.now = change.former;
         bool orphan = false;
-        for (; first < count; ++first) {
-            const auto* const edit = edits.entries.data() + first * size;
-            if (std::memcmp(edit, change.key.data(), shape.key_length) != 0) {
-                break;
-            }
-            const auto record = RecordOf(edit, shape);
-            if (edits.IsRemoval(first)) {
+        for (; edits.Entry() != nullptr &&
+               std::memcmp(edits.Entry(), change.key.data(), shape.key_length) == 0;
+             edits.Next()) {
+            const auto record = RecordOf(edits.Entry(), shape);
+            if (edits.IsRemoval()) {
                 orphan = orphan || record == change.former;
             } else if (!change.now || record < *change.now) {
                 change.now = record;
@@ -297,7 +312,8 @@ void TagSet::State::FlushUnique(Tag& tag, const TreeEdits& edits, const RecordWa
             add(change, *change.now, false);
         }
     }
-    Apply(tag, {entries, removals});
+    EditList changed(entries, removals, shape);
+    Apply(tag, changed);
 }
 
 void TagSet::State::Build(std::vector<TagHeader> headers, const RecordWalk& walk) {

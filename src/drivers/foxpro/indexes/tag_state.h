@@ -29,7 +29,10 @@ struct Tag {
 
 class TagSet::State {
 public:
-    State(file::FileGroup& group, file::FileGroup::Member member, const TableLayout& layout);
+    State(file::FileGroup& group,
+          file::FileGroup::Member member,
+          const TableLayout& layout,
+          std::size_t memory);
 
     // Before each piece of work: what another transaction left is read anew.
     void Enter();
@@ -59,9 +62,10 @@ private:
     void Take(std::vector<TagHeader> headers);
     bool MakeKey(Tag& tag, const RecordView& record, std::vector<std::byte>& key) const;
     void Flush(Tag& tag, const RecordWalk* walk);
-    void FlushUnique(Tag& tag, const TreeEdits& edits, const RecordWalk* walk);
-    void Apply(Tag& tag, const TreeEdits& edits);
+    void FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* walk);
+    void Apply(Tag& tag, TreeEdits& edits);
 
+    std::size_t memory_;
     SortRoom room_;
     bool flushed_ = false;  // something in this transaction
 };

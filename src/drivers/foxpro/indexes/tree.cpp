@@ -17,6 +17,7 @@ namespace {
 
 constexpr unsigned kMostLevels = 40;
 constexpr std::size_t kSparseBytes = kLeafRoom / 3;
+constexpr std::size_t kMergedBytes = 64U << 10;  // of entries at a time
 
 }  // namespace
 
@@ -110,111 +111,116 @@ void Tree::Add(Row& row, const std::byte* entry, PageAddress page, bool touched)
     row.touched.push_back(touched ? 1 : 0);
 }
 
-void Tree::Apply(const TreeEdits& edits) {
-    const std::size_t count = edits.entries.size() / shape_.EntrySize();
-    if (count == 0) {
+void Tree::Apply(TreeEdits& edits) {
+    if (edits.Entry() == nullptr) {
         return;
     }
     Row row;
-    ApplyTo(root_, edits, {0, count}, true, 0, row);
+    ApplyTo(root_, edits, nullptr, 0, row);
     SettleRoot(std::move(row));
 }
 
-void Tree::ApplyTo(PageAddress page,
-                   const TreeEdits& edits,
-                   Range range,
-                   bool rightmost,
-                   unsigned depth,
-                   Row& out) {
+bool Tree::Belongs(const TreeEdits& edits, const std::byte* limit) const {
+    return edits.Entry() != nullptr &&
+           (limit == nullptr || std::memcmp(edits.Entry(), limit, shape_.EntrySize()) <= 0);
+}
+
+void Tree::ApplyTo(
+    PageAddress page, TreeEdits& edits, const std::byte* limit, unsigned depth, Row& out) {
     if (depth >= kMostLevels) {
         throw Damaged("a branch has no end");
     }
     Node node;
     Load(page, node);
     if (node.leaf) {
-        MergeInto(node, edits, range);
-        WriteLeaves(page, node, merged_, rightmost, out);
+        ApplyToLeaf(page, node, edits, limit, out);
         return;
     }
     if (node.count == 0) {
         throw Damaged("the page at " + std::to_string(page) + " has no children");
     }
-    const std::size_t size = shape_.EntrySize();
     Row row;
     bool touched = false;
     for (std::size_t k = 0; k < node.count; ++k) {
-        const auto* const last = node.entries.data() + k * size;
-        const bool last_child = k + 1 == node.count;
-        std::size_t behind = range.behind;
-        if (!last_child) {
-            // Few of many edits belong to a child as a rule: it is looked for in growing steps.
-            const auto below = [&](std::size_t number) {
-                return std::memcmp(edits.entries.data() + number * size, last, size) <= 0;
-            };
-            std::size_t low = range.first;
-            std::size_t step = 1;
-            while (low + step < range.behind && below(low + step)) {
-                low += step;
-                step *= 2;
-            }
-            std::size_t high = std::min(low + step, range.behind);
-            while (low < high) {
-                const std::size_t middle = (low + high) / 2;
-                if (below(middle)) {
-                    low = middle + 1;
-                } else {
-                    high = middle;
-                }
-            }
-            behind = low;
-        }
-        if (behind == range.first) {
-            Add(row, last, node.children[k], false);
-        } else {
-            ApplyTo(node.children[k],
-                    edits,
-                    {range.first, behind},
-                    rightmost && last_child,
-                    depth + 1,
-                    row);
+        const auto* const last = node.entries.data() + k * shape_.EntrySize();
+        // What is behind all of its children belongs to the last one.
+        const auto* const below = k + 1 == node.count ? limit : last;
+        if (Belongs(edits, below)) {
+            ApplyTo(node.children[k], edits, below, depth + 1, row);
             touched = true;
+        } else {
+            Add(row, last, node.children[k], false);
         }
-        range.first = behind;
     }
     if (touched) {
         JoinSparse(row);
     }
-    WriteInner(page, node, row, rightmost, out);
+    WriteInner(page, node, row, limit == nullptr, out);
 }
 
-// Leaves the leaf's entries with its changes in `merged_`.
-void Tree::MergeInto(const Node& leaf, const TreeEdits& edits, Range range) {
+// Appends the leaf's entries with its changes to `merged_`, until there are many or no more.
+void Tree::Merge(const Node& leaf, std::size_t& taken, TreeEdits& edits, const std::byte* limit) {
     const std::size_t size = shape_.EntrySize();
     const std::byte* const end = leaf.entries.data() + leaf.count * size;
-    const std::byte* old = leaf.entries.data();
-    merged_.clear();
-    merged_.reserve(leaf.entries.size() + (range.behind - range.first) * size);
-    for (std::size_t k = range.first; k < range.behind; ++k) {
-        const auto* const edit = edits.entries.data() + k * size;
+    const std::byte* old = leaf.entries.data() + taken * size;
+    while (merged_.size() < kMergedBytes && Belongs(edits, limit)) {
         const std::byte* next = old;
         int order = -1;
-        while (next != end && (order = std::memcmp(next, edit, size)) < 0) {
+        while (next != end && (order = std::memcmp(next, edits.Entry(), size)) < 0) {
             next += size;
         }
         merged_.insert(merged_.end(), old, next);
         old = next;
         const bool there = next != end && order == 0;
-        if (there != edits.IsRemoval(k)) {
-            throw Damaged("the entry of record " + std::to_string(RecordOf(edit, shape_)) +
+        if (there != edits.IsRemoval()) {
+            throw Damaged("the entry of record " + std::to_string(RecordOf(edits.Entry(), shape_)) +
                           (there ? " is there before the record" : " is missing"));
         }
         if (there) {
             old += size;
         } else {
-            merged_.insert(merged_.end(), edit, edit + size);
+            merged_.insert(merged_.end(), edits.Entry(), edits.Entry() + size);
         }
+        edits.Next();
     }
-    merged_.insert(merged_.end(), old, end);
+    if (!Belongs(edits, limit)) {
+        merged_.insert(merged_.end(), old, end);
+        old = end;
+    }
+    taken = static_cast<std::size_t>(old - leaf.entries.data()) / size;
+}
+
+// A leaf into which many entries come is written in parts: all leaves of a part but its last one,
+// whose entries begin the next part.
+void Tree::ApplyToLeaf(
+    PageAddress page, const Node& leaf, TreeEdits& edits, const std::byte* limit, Row& out) {
+    const std::size_t size = shape_.EntrySize();
+    const std::size_t first_out = out.pages.size();
+    std::size_t taken = 0;
+    bool more = true;
+    merged_.clear();
+    while (more) {
+        Merge(leaf, taken, edits, limit);
+        more = Belongs(edits, limit);
+        if (merged_.empty()) {
+            continue;
+        }
+        packer_.Pack(merged_, shape_, more || limit == nullptr);
+        const std::size_t leaves = packer_.Leaves() - (more ? 1 : 0);
+        for (std::size_t k = 0; k < leaves; ++k) {
+            const auto target = out.pages.size() == first_out ? page : pages_->Allocate();
+            packer_.Encode(k, pages_->Change(target));
+            Add(out, merged_.data() + (packer_.Bounds()[k + 1] - 1) * size, target, true);
+        }
+        merged_.erase(
+            merged_.begin(),
+            merged_.begin() + static_cast<std::ptrdiff_t>(packer_.Bounds()[leaves] * size));
+    }
+    if (out.pages.size() != first_out) {
+        LinkChain(std::span(out.pages).subspan(first_out), leaf.left, leaf.right);
+    } else if (page != root_) {
+        Remove(page, leaf.left, leaf.right);
+    }
 }
 
 // Links the nodes, which are in their pages already, among each other and with their neighbours.
@@ -237,25 +243,6 @@ void Tree::Remove(PageAddress page, PageAddress left, PageAddress right) {
         file::Store(pages_->Change(right), kNodeLeft, left);
     }
     pages_->Free(page);
-}
-
-void Tree::WriteLeaves(
-    PageAddress page, const Node& former, ByteSpan entries, bool rightmost, Row& out) {
-    const std::size_t size = shape_.EntrySize();
-    if (entries.empty()) {
-        if (page != root_) {
-            Remove(page, former.left, former.right);
-        }
-        return;
-    }
-    const LeafPacker packer(entries, shape_, rightmost);
-    const std::size_t first_out = out.pages.size();
-    for (std::size_t k = 0; k < packer.Leaves(); ++k) {
-        const auto target = k == 0 ? page : pages_->Allocate();
-        packer.Encode(k, pages_->Change(target));
-        Add(out, entries.data() + (packer.Bounds()[k + 1] - 1) * size, target, true);
-    }
-    LinkChain(std::span(out.pages).subspan(first_out), former.left, former.right);
 }
 
 void Tree::WriteInner(
@@ -328,11 +315,11 @@ bool Tree::TryJoin(Row& row, std::size_t left) {
     }
     first.entries.insert(first.entries.end(), second.entries.begin(), second.entries.end());
     if (first.leaf) {
-        const LeafPacker packer(first.entries, shape_, true);
-        if (packer.Leaves() > 1) {
+        packer_.Pack(first.entries, shape_, true);
+        if (packer_.Leaves() > 1) {
             return false;
         }
-        packer.Encode(0, pages_->Change(row.pages[left]));
+        packer_.Encode(0, pages_->Change(row.pages[left]));
     } else {
         first.children.insert(first.children.end(), second.children.begin(), second.children.end());
         if (first.children.size() > InnerCapacity(shape_)) {
@@ -378,7 +365,9 @@ void Tree::SettleRoot(Row row) {
 }
 
 void WriteEmptyRoot(const TreeShape& shape, std::span<std::byte> page) {
-    LeafPacker({}, shape, false).Encode(0, page);
+    LeafPacker packer;
+    packer.Pack({}, shape, false);
+    packer.Encode(0, page);
     file::Store(page, kNodeAttributes, static_cast<std::uint16_t>(kNodeIsRoot | kNodeIsLeaf));
     file::Store(page, kNodeLeft, kNoPage);
     file::Store(page, kNodeRight, kNoPage);

@@ -11,12 +11,44 @@
 
 namespace vantry::foxpro {
 
-// Changes in the order of the tree, none twice.
-struct TreeEdits {
-    ByteSpan entries;
-    std::span<const std::uint8_t> removals;  // 1 for each that goes; none at all if empty
+// Changes in the order of the tree, none twice, one after the other.
+class TreeEdits {
+public:
+    virtual ~TreeEdits() = default;
+    // The entry that comes or goes; null behind the last one.
+    const std::byte* Entry() const { return entry_; }
+    bool IsRemoval() const { return removal_; }
+    virtual void Next() = 0;
 
-    bool IsRemoval(std::size_t number) const { return !removals.empty() && removals[number] != 0; }
+protected:
+    const std::byte* entry_ = nullptr;
+    bool removal_ = false;
+};
+
+// Changes that stand in memory.
+class EditList : public TreeEdits {
+public:
+    // `removals`: 1 for each entry that goes; none at all if empty.
+    EditList(ByteSpan entries, std::span<const std::uint8_t> removals, const TreeShape& shape)
+        : entries_(entries), removals_(removals), size_(shape.EntrySize()) {
+        Stand();
+    }
+    void Next() override {
+        ++number_;
+        Stand();
+    }
+
+private:
+    void Stand() {
+        entry_ =
+            (number_ + 1) * size_ <= entries_.size() ? entries_.data() + number_ * size_ : nullptr;
+        removal_ = entry_ != nullptr && !removals_.empty() && removals_[number_] != 0;
+    }
+
+    ByteSpan entries_;
+    std::span<const std::uint8_t> removals_;
+    std::size_t size_;
+    std::size_t number_ = 0;
 };
 
 class Tree {
@@ -36,7 +68,7 @@ public:
 
     // Throws DataError if an entry that should go isn't there, or one that should come is: the tag
     // was wrong before. The transaction has to be rolled back then.
-    void Apply(const TreeEdits& edits);
+    void Apply(TreeEdits& edits);
 
 private:
     // Nodes that stand beside each other, by their last entries.
@@ -45,22 +77,16 @@ private:
         std::vector<PageAddress> pages;
         std::vector<std::uint8_t> touched;
     };
-    struct Range {
-        std::size_t first;
-        std::size_t behind;
-    };
     DataError Damaged(const std::string& what) const;
     void Load(PageAddress page, Node& node);
     PageAddress LeafFor(ByteSpan wanted);
-    void ApplyTo(PageAddress page,
-                 const TreeEdits& edits,
-                 Range range,
-                 bool rightmost,
-                 unsigned depth,
-                 Row& out);
-    void MergeInto(const Node& leaf, const TreeEdits& edits, Range range);
-    void WriteLeaves(
-        PageAddress page, const Node& former, ByteSpan entries, bool rightmost, Row& out);
+    // `limit`: the last entry that belongs below the node; null if that is the last one.
+    void ApplyTo(
+        PageAddress page, TreeEdits& edits, const std::byte* limit, unsigned depth, Row& out);
+    void ApplyToLeaf(
+        PageAddress page, const Node& leaf, TreeEdits& edits, const std::byte* limit, Row& out);
+    void Merge(const Node& leaf, std::size_t& taken, TreeEdits& edits, const std::byte* limit);
+    bool Belongs(const TreeEdits& edits, const std::byte* limit) const;
     void WriteInner(PageAddress page, const Node& former, const Row& row, bool rightmost, Row& out);
     void Add(Row& row, const std::byte* entry, PageAddress page, bool touched) const;
     void JoinSparse(Row& row);
@@ -75,6 +101,7 @@ private:
     PageAddress root_;
     std::string name_;
     std::vector<std::byte> merged_;  // entries of a leaf with its changes
+    LeafPacker packer_;
 };
 
 // A leaf without entries, as the root of a new tree.

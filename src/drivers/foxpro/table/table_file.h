@@ -2,6 +2,7 @@
 // One open table: its .dbf with the memo file and the structural index beside it, as one group of
 // files, and what its header said when it was read last.
 
+#include "drivers/foxpro/indexes/tag_set.h"
 #include "drivers/foxpro/memo/memo_file.h"
 #include "drivers/foxpro/table/header.h"
 #include "drivers/foxpro/table/text_coder.h"
@@ -18,7 +19,8 @@ class TableWriter;
 struct TableOptions {
     bool show_deleted = false;
     bool exclusive = false;
-    std::optional<int> code_page = {};  // instead of that of the header
+    std::optional<int> code_page = {};    // instead of that of the header
+    std::size_t tag_memory = kTagMemory;  // see TagSet
 };
 
 class TableFile {

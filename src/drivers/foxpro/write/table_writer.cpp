@@ -57,7 +57,7 @@ TableWriter::TableWriter(TableFile& table, bool null_by_default)
         throw CannotWrite(table.Path(), table.IndexTrouble());
     }
     if (const auto index = table.IndexMember()) {
-        tags_ = std::make_unique<TagSet>(table.Group(), *index, layout);
+        tags_ = std::make_unique<TagSet>(table.Group(), *index, layout, table.Options().tag_memory);
         tags_->RequireMaintainable();
     }
     next_values_.resize(layout.fields.size());
