@@ -11,6 +11,7 @@
 #include "data/letter_case.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
+#include "files/file.h"
 #include "files/file_lock.h"
 #include "files/file_name.h"
 #include "files/journal.h"
@@ -67,14 +68,20 @@ void CopyPrivately(const std::filesystem::path& from, const std::filesystem::pat
         const OwnerOnly from_the_start;
         std::filesystem::copy_file(from, part, error);
     }
-    if (!error) {
-        KeepPrivate(part);
-        std::filesystem::rename(part, to, error);
-    }
+    std::error_code ignored;  // of removing the part: the copy's own failure is the one to report
     if (error) {
-        std::error_code ignored;  // the copy's own failure is the one to report
         std::filesystem::remove(part, ignored);
         throw FileFailure("Can't copy \"" + from.string() + "\" to", to, error);
+    }
+    try {
+        KeepPrivate(part);
+        // On the disk before it takes the name: a power failure would else leave neither file.
+        file::File::Open(part.string(), file::OpenMode::ReadWrite).Sync();
+        file::RenameReplacing(part.string(), to.string());
+        file::SyncFolderOf(to.string());
+    } catch (const DataError&) {
+        std::filesystem::remove(part, ignored);
+        throw;
     }
 }
 

@@ -4,6 +4,8 @@
 #include "files/journal.h"
 #include "repository/saved_session.h"
 #include "support/child_program.h"
+#include "support/fault_plans.h"
+#include "support/order_of_calls.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 
@@ -307,7 +309,12 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
 
     // What comes back holds passwords, however the file was passed on.
     std::filesystem::permissions(folder_ / "VYRepo211126_19_13", std::filesystem::perms{0644});
-    RestoreRepository(folder, folder_ / "VYRepo211126_19_13", kNow);
+    test::OrderOfCalls calls;
+    {
+        const test::InstalledPlan installed(calls);
+        RestoreRepository(folder, folder_ / "VYRepo211126_19_13", kNow);
+    }
+    EXPECT_TRUE(calls.order.ends_with("sn")) << calls.order << ": on the disk, then its name";
     EXPECT_EQ(test::ModeOf(RepositoryFile(folder)), 0600U);
     EXPECT_EQ(ListSessions().size(), 1U);
     BackupRepository(folder, folder_ / "backup");
