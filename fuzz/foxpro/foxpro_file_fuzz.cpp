@@ -1,10 +1,13 @@
 // A table or a container with its memo file and its index, as files of a folder in memory, read
 // whole and verified. Rows of a table with an index are changed, too: if nothing was wrong with it
-// before, nothing may be wrong behind a commit.
+// before, nothing may be wrong behind a commit. In a container a table is made and dropped.
 
 #include "data/data_error.h"
 #include "drivers/foxpro/container/container.h"
+#include "drivers/foxpro/table/record_reader.h"
+#include "drivers/foxpro/verify/container_verify.h"
 #include "drivers/foxpro/verify/verify.h"
+#include "drivers/foxpro/write/container_tables.h"
 #include "drivers/foxpro/write/table_writer.h"
 
 #include <algorithm>
@@ -75,6 +78,56 @@ void Change(const std::string& path) {
     group.Commit();
 }
 
+// Its index is made over the records that are there: a random one would refuse everything.
+void MakeIndex(const std::string& path) {
+    Put("t.dcx", {});
+    foxpro::TableFile file(path, {}, {});
+    if (!file.IndexMember()) {
+        return;
+    }
+    foxpro::TagDefinition tag;
+    tag.name = "OBJECTTYPE";
+    tag.expression = "STR(parentid)+objecttype";
+    tag.filter = ".NOT.DELETED()";
+    file.Group().Begin();
+    try {
+        foxpro::CreateIndex(
+            file.Group(), *file.IndexMember(), file.Layout(), {&tag, 1}, foxpro::WalkOver(file));
+        file.Group().Commit();
+    } catch (...) {
+        if (file.Group().InTransaction()) {
+            file.Group().Rollback();
+        }
+        throw;
+    }
+}
+
+void WriteContainer(const std::string& path) {
+    MakeIndex(path);
+    foxpro::Container container(path, {});
+    sql::TableDefinition definition;
+    definition.name = "new";
+    definition.columns.resize(2);
+    definition.columns[0].name = "a_long_column_name";
+    definition.columns[0].type = "I";
+    definition.columns[1].name = "b";
+    definition.columns[1].type = "M";
+    foxpro::NewTable table;
+    table.name = "new";
+    table.code_page = 1252;
+    foxpro::CreateTableIn(container, table, definition);
+    container.Refresh();
+    const auto made = container.FindTable("new");
+    if (!made || made->long_names.size() != 2) {
+        std::abort();
+    }
+    foxpro::DropTableFrom(container, *made);
+    container.Refresh();
+    if (container.FindTable("new")) {
+        std::abort();
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -115,6 +168,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             const foxpro::Container container(path, {});
             static_cast<void>(container.Views());
             static_cast<void>(container.Tables());
+            if ((data[0] & 4U) != 0) {
+                std::filesystem::remove(Folder() / "new.dbf");
+                std::filesystem::remove(Folder() / "new.fpt");
+                WriteContainer(path);
+                foxpro::VerifyContainer(path);
+            }
         } catch (const DataError&) {
         }
     }

@@ -1,3 +1,5 @@
+// Types and sizes are those that the product's own drivers report, as the mapping rules were made
+// for them: a number's size is that of a structure in memory, its precision the width in the file.
 #include "drivers/foxpro/column_info.h"
 
 #include <limits>
@@ -31,6 +33,7 @@ sql::StoredColumn DescribeColumn(const Field& field,
     auto& info = column.info;
     std::string scratch;
     info.name = field.long_name;
+    // Names of the container are decoded already; those of the header stand there as bytes.
     if (const auto name = coder.Decode(field.long_name, scratch);
         name && field.name == field.long_name) {
         info.name = *name;

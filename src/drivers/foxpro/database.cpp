@@ -65,6 +65,7 @@ FoxProDatabase::FoxProDatabase(DatabaseOptions options) : options_(std::move(opt
 
 FoxProDatabase::~FoxProDatabase() = default;
 
+// A folder lists its free tables; what belongs to a container is listed by that one.
 std::vector<TableEntry> FoxProDatabase::Tables() {
     std::vector<TableEntry> tables;
     if (container_) {
@@ -143,6 +144,7 @@ std::optional<FoxProDatabase::Place> FoxProDatabase::Find(std::string_view name)
     return place;
 }
 
+// One object a file and connection, so that a batch of rows and a query beside it see each other.
 std::shared_ptr<TableFile> FoxProDatabase::OpenFile(const Place& place) {
     const auto path = file::RealPath(place.path);
     if (const auto open = open_.find(path); open != open_.end()) {
@@ -275,6 +277,7 @@ void FoxProDatabase::CommitStatement() {
     statement_->open = false;
 }
 
+// Last come, first gone: a statement over several tables undoes them in turn.
 void FoxProDatabase::RollbackStatement() {
     while (!statement_->tables.empty()) {
         const auto table = statement_->tables.back();

@@ -1,3 +1,6 @@
+// Reads the words of both families of connection strings. A word that is there but says nothing
+// known is taken for its default, as the product's drivers do; a code page that isn't one is an
+// error, since texts would be stored wrongly.
 #include "drivers/foxpro/driver.h"
 
 #include "data/letter_case.h"
@@ -31,6 +34,7 @@ bool IsOn(const std::string& value, bool usual) {
     return usual;
 }
 
+// Strings of the second family say nothing about the kind: the path decides.
 bool NamesContainer(const std::string& path) {
     return path.size() > 4 && EqualsNoCase(std::string_view(path).substr(path.size() - 4), ".dbc");
 }

@@ -1,3 +1,6 @@
+// All texts of the engine's errors, in one place so that they speak alike: what can't be done, with
+// which file or field, why, and what helps. Numbers are those by which the layers above tell kinds
+// apart; a text that names a value shows it shortened and in one line (the callers see to that).
 #include "drivers/foxpro/errors.h"
 
 #include "data/message_text.h"
@@ -52,6 +55,7 @@ DataError BadField(std::string_view path,
                    kErrConversion);
 }
 
+// Said at the end of the walk, not at its beginning: what is there has been read by then.
 DataError RecordsMissing(std::string_view path, std::uint32_t there, std::uint32_t missing) {
     return DamagedTable(path,
                         "its header counts " + std::to_string(std::uint64_t{there} + missing) +
@@ -98,6 +102,7 @@ DataError NotInCodePage(std::string_view table,
                    kErrConversion);
 }
 
+// In the words of the product's own message, which users know to search for.
 DataError NullNotAllowed(std::string_view table, std::string_view field) {
     return Failure("Field " + std::string(field) + " does not accept null values (table " +
                        Quoted(table) +
@@ -149,6 +154,7 @@ DataError KeyNotMade(std::string_view path,
                    kErrConversion);
 }
 
+// Deleted records are named because their user doesn't see the record that stands in the way.
 DataError DuplicateKey(std::string_view path,
                        std::string_view tag,
                        std::string_view expression,

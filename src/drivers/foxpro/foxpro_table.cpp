@@ -1,3 +1,6 @@
+// What the SQL layer calls on a table. A statement's tables are locked when it first touches them
+// and stay so until it ends; a row of a bulk load has a bracket of its own, in which refusing comes
+// before writing, so that a refused row costs nothing of the batch before it.
 #include "drivers/foxpro/foxpro_table.h"
 
 #include "drivers/foxpro/column_info.h"
@@ -72,6 +75,8 @@ void FoxProTable::Insert(std::span<const Cell> row) {
     writer.Add();
 }
 
+// Preparing changes nothing and may throw; adding that throws has left half a row, and then the
+// whole batch goes back, with the count of its rows in the error.
 void FoxProTable::InsertBatched(std::span<const Cell> row) {
     auto& writer = Writer();
     auto& group = file_->Group();
@@ -108,6 +113,7 @@ void FoxProTable::Delete(sql::RowId row) {
     writer.Delete(static_cast<RecordNumber>(row));
 }
 
+// The count of those that were visible: deleted records go, too, and nobody asked for them.
 std::int64_t FoxProTable::DeleteAll() {
     auto& writer = Writer();
     Enter();

@@ -96,6 +96,7 @@ void Container::ReadObjects() {
         object.type = Trimmed(cells[2]);
         object.name = Trimmed(cells[3]);
         object.record = reader.Number();
+        // Without its properties an object is no use, and to pass over it would hide a table.
         if (cells[4].Kind() == ValueKind::Unreadable) {
             throw decoder.FieldError(4);
         }
@@ -132,6 +133,7 @@ std::string Container::PathFor(const std::string& relative) const {
     return path.lexically_normal().string();
 }
 
+// Field objects stand in the order of the fields, so no names are matched here.
 ContainerTable Container::Describe(const ContainerObject& object) const {
     ContainerTable table;
     table.id = object.id;
@@ -163,6 +165,7 @@ std::vector<ContainerTable> Container::Tables() const {
     return tables;
 }
 
+// Listed even if they can't be run: a user who knows the view should learn why.
 std::vector<ContainerView> Container::Views() const {
     std::vector<ContainerView> views;
     for (const auto& object : objects_) {

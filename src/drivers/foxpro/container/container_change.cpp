@@ -39,6 +39,7 @@ Property ContainerChange::PathProperty(std::string_view file) const {
     return TextProperty(kPropertyPath, *stored);
 }
 
+// RIINFO stays blank and CODE and USER empty, which is what all objects but stored procedures have.
 std::int32_t ContainerChange::AddObject(std::int32_t parent,
                                         std::string_view type,
                                         std::string_view name,

@@ -85,6 +85,7 @@ void WriteWhole(const std::string& path, ByteSpan bytes) {
 }
 
 // Makes tags and the objects that every container has, in files that have neither.
+// The index first, empty, so that the objects go into it as they do later.
 void Fill(const std::string& path) {
     {
         TableFile file(path, {}, {});
@@ -118,6 +119,7 @@ std::string ContentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+// What a killed program left is the same byte for byte; anything else isn't ours to remove.
 void MoveInPlace(const std::string& from, const std::string& to) {
     if (file::StampOf(to)) {
         if (ContentOf(from) != ContentOf(to)) {

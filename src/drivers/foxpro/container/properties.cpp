@@ -1,3 +1,5 @@
+// Lengths are little-endian and numbers big-endian, as the product writes them. What is unknown
+// goes through as bytes, so that an object that is written again loses nothing.
 #include "drivers/foxpro/container/properties.h"
 
 #include <algorithm>

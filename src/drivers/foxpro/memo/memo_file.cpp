@@ -20,6 +20,7 @@ constexpr std::size_t kGathered = 256U << 10;
 
 }  // namespace
 
+// Four bytes in Visual FoxPro, ten digits elsewhere; blanks and zeros mean that there is none.
 std::uint32_t MemoBlockIn(ByteSpan field) {
     if (field.size() == kMemoPointerBinary) {
         return file::LoadU32(field, 0);
@@ -72,6 +73,7 @@ ByteSpan MemoFile::Window(std::uint64_t offset, std::size_t length) {
     return ByteSpan(window_).subspan(at, std::min(length, window_.size() - at));
 }
 
+// The text ends where the mark stands, and nothing says before how far that is: block by block.
 ByteSpan MemoFile::ReadDbt3(std::uint64_t offset) {
     content_.clear();
     for (;;) {
@@ -223,6 +225,8 @@ void MemoFile::Flush() {
     added_ = false;
 }
 
+// The number of the next block alone makes the file empty; its end is cut off when that is
+// committed.
 void MemoFile::Clear() {
     const std::size_t first =
         format_ == MemoFormat::Fpt ? (kMemoHeaderSize + block_size_ - 1) / block_size_ : 1;
@@ -234,6 +238,8 @@ void MemoFile::Clear() {
     group_->CutAfterCommit(member_, first * block_size_);
 }
 
+// A table with memo fields and no memo file is one that FoxPro refuses, so it is made even when
+// empty.
 std::vector<std::byte> NewMemoFile(MemoFormat format, std::string_view table_name) {
     std::vector<std::byte> bytes(kMemoHeaderSize);
     if (format == MemoFormat::Fpt) {

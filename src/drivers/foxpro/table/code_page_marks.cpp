@@ -59,6 +59,7 @@ std::optional<std::uint8_t> MarkOfCodePage(int code_page) {
     return std::nullopt;
 }
 
+// The first number in the text, whatever stands around it.
 std::optional<int> CodePageOfName(std::string_view name) {
     if (ContainsNoCase(name, "utf-8") || ContainsNoCase(name, "utf8")) {
         return kUtf8;

@@ -60,6 +60,8 @@ std::string NameIn(ByteSpan bytes) {
     return name;
 }
 
+// Flags mean something in Visual FoxPro alone; elsewhere the same bytes are junk. Clipper keeps the
+// high byte of a text's width where others have decimals.
 Field ReadDescriptor(ByteSpan bytes, const TableLayout& layout) {
     Field field;
     field.name = NameIn(bytes.first(kFieldNameSize));
@@ -83,6 +85,7 @@ Field ReadDescriptor(ByteSpan bytes, const TableLayout& layout) {
     return field;
 }
 
+// Up to the terminator, a zero of a sloppy writer, or the end of the header, whichever comes first.
 void ReadFields(ByteSpan header, TableLayout& layout, std::string_view path) {
     std::size_t at = kFixedHeaderSize;
     while (at < header.size() && header[at] != kHeaderTerminator && header[at] != std::byte{0}) {
@@ -114,6 +117,7 @@ void ReadDBase7Fields(ByteSpan header, TableLayout& layout, std::string_view pat
     }
 }
 
+// Sixteen bytes a field, thirty-two fields, and records at a fixed place.
 Header ReadFoxBase(ByteSpan start, std::uint64_t file_size, std::string_view path) {
     Header header;
     auto& layout = header.layout;
@@ -140,6 +144,7 @@ Header ReadFoxBase(ByteSpan start, std::uint64_t file_size, std::string_view pat
 }
 
 // The length that a type has by itself; 0: the header's.
+// A field of another length than its type has would be read past its end.
 std::size_t FixedLength(const Field& field, const TableLayout& layout) {
     switch (field.type) {
         case 'L':

@@ -107,6 +107,8 @@ NumberFit Put(std::string_view text, std::span<std::byte> field) {
     return NumberFit::Fits;
 }
 
+// Digits from the end, zeros up to the point, then the point; the sign last, as it counts in the
+// width.
 NumberFit PutScaled(Int128 unscaled, std::size_t decimals, std::span<std::byte> field) {
     std::array<char, 64> room;
     char* const end = room.data() + room.size();
@@ -132,6 +134,8 @@ NumberFit PutScaled(Int128 unscaled, std::size_t decimals, std::span<std::byte> 
 
 }  // namespace
 
+// Foreign writers leave a comma, a plus, an exponent or a bare point; asterisks stand where FoxPro
+// had no room for the number, and are no number.
 std::optional<Cell> ReadNumber(std::string_view stored) {
     const auto text = WithoutPadding(stored);
     if (text.empty() || text == "." || text == "-") {
@@ -161,6 +165,7 @@ std::optional<Cell> ReadNumber(std::string_view stored) {
     return std::nullopt;
 }
 
+// Half away from zero, as FoxPro rounds; the general conversions round half to even.
 std::optional<Int128> ScaledNumber(const Cell& value, std::size_t scale) {
     const auto decimal = ToDecimal(value);
     if (!decimal || scale > kMostScale) {

@@ -48,6 +48,7 @@ int Digits(const std::byte* at, int count) {
     return number;
 }
 
+// Blanks, zeros and NULs are no date; a month 13 is a fault of its record.
 std::optional<Cell> ReadDate(ByteSpan bytes) {
     const int year = Digits(bytes.data(), 4);
     const int month = Digits(bytes.data() + 4, 2);
@@ -91,6 +92,7 @@ std::optional<Cell> ReadDouble(double value) {
 }
 
 // dBase 7: big-endian, in an order in which bytes compare as the numbers do.
+// Positive numbers have their sign bit flipped, negative ones all bits.
 double ReversedDouble(ByteSpan bytes) {
     std::uint64_t bits = __builtin_bswap64(file::LoadU64(bytes, 0));
     constexpr std::uint64_t kSign = std::uint64_t{1} << 63;
@@ -172,6 +174,8 @@ Cell RecordDecoder::DecodeText(Plan& plan, std::string_view stored) {
     return text ? Cell::Text(*text) : Fault(plan, table_->Coder().Trouble());
 }
 
+// Pointer 0 is an empty text, as null has a flag of its own; for bytes, which nothing reads as
+// empty, it is null.
 Cell RecordDecoder::DecodeMemo(Plan& plan, ByteSpan pointer) {
     if (table_->Memos() == nullptr) {
         return table_->MemosAreMissing() ? Cell::Null()

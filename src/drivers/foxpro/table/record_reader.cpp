@@ -1,3 +1,5 @@
+// A block is read in one call and handed out record by record. The count is that of the beginning:
+// rows that others add meanwhile belong to the next statement.
 #include "drivers/foxpro/table/record_reader.h"
 
 #include "drivers/foxpro/errors.h"
@@ -52,6 +54,8 @@ bool RecordReader::Seek(RecordNumber number) {
     return true;
 }
 
+// The version grows with every change of the files by anybody, seen at the last read: then the
+// bytes of the block may be older than a memo that they lead to.
 bool RecordReader::ReadAgain() {
     if (version_ == table_->Group().Version()) {
         return false;

@@ -1,3 +1,5 @@
+// Deleted records are passed over here and nowhere below, as tags and the check of a table need
+// them.
 #include "drivers/foxpro/table/record_scan.h"
 
 #include "drivers/foxpro/errors.h"
@@ -40,6 +42,7 @@ bool RecordScan::Seek(sql::RowId row) {
     return true;
 }
 
+// The header's count has the deleted ones in it, so the records are looked at.
 std::int64_t CountRecords(TableFile& table) {
     if (table.Options().show_deleted) {
         return table.RecordCount();

@@ -31,6 +31,8 @@ void ForEachSidecar(const std::string& path, Action&& action) {
 
 }  // namespace
 
+// A new one is spelled as its table is: .FPT beside .DBF, so that programs that look at case find
+// it.
 std::string Sidecar(const std::string& path, std::string_view extension) {
     const fs::path given(path);
     std::string suffix(extension);
@@ -99,6 +101,7 @@ void ForgetTableAside(const std::string& path) {
     ForgetSetAside(path);
 }
 
+// No more than the header, so nothing of anybody's can be in it.
 void RemoveEmptyMemoFile(const std::string& path) {
     if (const auto stamp = file::StampOf(path); stamp && stamp->size <= kMemoHeaderSize) {
         file::RemoveFile(path);

@@ -27,6 +27,7 @@ bool HasMemoFields(const TableLayout& layout) {
     });
 }
 
+// Left by programs that draw maps; their tables have no mark in the header.
 std::optional<int> PageOfCpgFile(const std::string& path) {
     const auto name = Sidecar(path, ".cpg");
     std::ifstream in(name);
@@ -161,6 +162,7 @@ std::vector<std::byte> TableFile::ReadHeaderBytes() {
     return bytes;
 }
 
+// Only whole records that are there count; the rest is told when a walk has come to its end.
 void TableFile::NoteCount(std::uint32_t counted) {
     const std::uint64_t size = group_->SizeOf(kTable);
     const std::uint64_t room =
@@ -192,6 +194,7 @@ void TableFile::Reread() {
     NoteCount(header.record_count);
 }
 
+// What the user says, what the header says, what a file beside it says, and then a guess.
 int TableFile::ChooseCodePage(bool& guess_utf8) const {
     if (options_.code_page) {
         return *options_.code_page;
@@ -224,6 +227,7 @@ void TableFile::OpenSidecars() {
     }
 }
 
+// The version names the format, but not always rightly: in doubt a block's first bytes decide.
 void TableFile::OpenMemos() {
     struct Candidate {
         std::string_view extension;
@@ -266,6 +270,7 @@ void TableFile::OpenMemos() {
     memos_missing_ = true;
 }
 
+// A flag without a file is an error of changes alone: reading needs no index.
 void TableFile::OpenIndex() {
     const auto path = Sidecar(path_, (layout_.flags & kIsContainer) != 0 ? ".dcx" : ".cdx");
     auto opened = file::File::OpenIfThere(path, file::OpenMode::ReadWriteIfAllowed);

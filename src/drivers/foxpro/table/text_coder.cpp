@@ -1,3 +1,6 @@
+// ASCII never gets here (see the header): it is the same in every page that a table can have. A
+// page that is unknown is no error until a text needs it, since most columns of such a table are
+// readable.
 #include "drivers/foxpro/table/text_coder.h"
 
 #include "data/data_error.h"
@@ -19,6 +22,8 @@ TextCoder::TextCoder(int code_page, bool guess_utf8) : number_(code_page), guess
 
 std::optional<std::string_view> TextCoder::DecodeOther(std::string_view stored,
                                                        std::string& scratch) const {
+    // Text of a Windows page is hardly ever well-formed UTF-8 by chance: two letters beyond ASCII
+    // would have to follow each other in the right ranges each time.
     if (guess_utf8_ && IsValidUtf8(stored)) {
         return stored;
     }

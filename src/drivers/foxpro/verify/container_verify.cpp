@@ -111,6 +111,7 @@ private:
         }
     }
 
+    // Both ends go by tags, which the container lists below their tables.
     void CheckRelation(const ContainerObject& relation) {
         const auto other = container_.FindTable(container_.TextIn(relation, kPropertyParentTable));
         if (!other) {
@@ -162,6 +163,7 @@ private:
         }
     }
 
+    // Order and number are what FoxPro goes by; names tell whether the order is right.
     void CheckFields(const ContainerTable& table, const TableLayout& layout) {
         std::vector<std::string> fields;
         for (const auto& field : layout.fields) {
@@ -187,6 +189,7 @@ private:
         }
     }
 
+    // The list in the container and the index must agree, or FoxPro asks to repair the container.
     void CheckTags(const ContainerTable& table, TableFile& file) {
         std::set<std::string> listed;
         for (const auto& object : container_.Objects()) {

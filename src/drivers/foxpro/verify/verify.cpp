@@ -32,6 +32,8 @@ public:
 private:
     void Find(std::string what) { findings_.push_back(std::move(what)); }
 
+    // Only Visual FoxPro's headers have all of it; older ones leave addresses and junk in these
+    // places.
     void CheckHeader() {
         if (!layout_.IsVisual()) {
             return;
@@ -63,6 +65,7 @@ private:
         }
     }
 
+    // One end mark or none, and nothing behind it.
     void CheckEnd() {
         const std::uint64_t end = layout_.OffsetOf(table_.RecordCount() + 1);
         const std::uint64_t size = table_.Group().SizeOf(TableFile::kTable);
@@ -130,6 +133,7 @@ private:
         }
     }
 
+    // In the order of their blocks: each must begin where the one before has ended, or later.
     void CheckMemos() {
         auto* const memos = table_.Memos();
         if (memos == nullptr) {

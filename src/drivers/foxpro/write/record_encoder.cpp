@@ -22,6 +22,7 @@ namespace {
 constexpr std::int64_t kNanosPerMilli = 1'000'000;
 
 // The bytes of a field that nobody has set.
+// Binary types are zeros, all others blanks; a V or Q of length 0 says so in its last byte.
 void PutBlankField(const Field& field, const TableLayout& layout, std::span<std::byte> out) {
     const bool zeros = field.type == 'T' || field.type == 'I' || field.type == 'Y' ||
                        field.type == '0' || (field.type == 'B' && layout.IsVisual()) ||
@@ -87,6 +88,8 @@ DataError RecordEncoder::DoesNotFit(const Field& field,
     return ValueDoesNotFit(table_->Path(), field.long_name, vantry::Shown(ToText(value)), why);
 }
 
+// Tables before Visual FoxPro have no null: it becomes a blank, which reads as null for numbers and
+// dates. The bytes under a null flag are blank, too, for readers that don't know the flags.
 void RecordEncoder::SetNull(const Field& field, std::span<std::byte> record) {
     if (!field.null_bit) {
         if (layout_->IsVisual()) {
@@ -133,6 +136,7 @@ void RecordEncoder::EncodeBytes(const Field& field,
     }
 }
 
+// Blanks at the end are no part of a C, so a text that is too long by them alone still fits.
 void RecordEncoder::EncodeText(const Field& field,
                                std::size_t number,
                                std::string_view text,
@@ -149,6 +153,7 @@ void RecordEncoder::EncodeText(const Field& field,
     EncodeBytes(field, std::as_bytes(std::span(bytes)), out, record);
 }
 
+// The text stays where it is until the row is known to be good: only then memos are written.
 void RecordEncoder::EncodeMemo(std::size_t number, const Cell& value, std::span<std::byte> out) {
     const auto& field = layout_->fields[number];
     if (table_->Memos() == nullptr) {
@@ -230,6 +235,7 @@ void RecordEncoder::EncodeNumber(const Field& field, const Cell& value, std::spa
              : PutNumber(static_cast<std::int32_t>(*scaled), out);
 }
 
+// Half a second and more is the next second; on the last day of the calendar there is none.
 void RecordEncoder::EncodeMoment(const Field& field, const Cell& value, std::span<std::byte> out) {
     auto moment = ToDateTime(value);
     if (!moment || moment->day < kMinDay || moment->day > kMaxDay) {
@@ -315,6 +321,8 @@ void RecordEncoder::EncodeValue(std::size_t number,
     }
 }
 
+// A column without a value: the next number, null if the connection says so, otherwise blank. A
+// number that was given moves the next one behind it, or it would be handed out again.
 void RecordEncoder::EncodeRow(std::span<const Cell> row,
                               std::vector<std::uint32_t>& next_values,
                               std::span<std::byte> record) {

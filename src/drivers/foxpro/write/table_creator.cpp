@@ -36,6 +36,7 @@ bool IsDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
+// Letters beyond ASCII are let through: FoxPro takes those of its code page.
 void CheckName(std::string_view name, std::string_view table) {
     const bool good =
         !name.empty() && IsLetter(name.front()) &&
@@ -112,6 +113,8 @@ bool HasMemos(const TableLayout& layout) {
     });
 }
 
+// The oldest version that has all the types: programs before Visual FoxPro 9 refuse what they don't
+// know by this byte.
 Version VersionFor(const std::vector<Field>& fields) {
     auto version = Version::VisualFoxPro;
     for (const auto& field : fields) {
@@ -188,6 +191,7 @@ TableLayout LayoutFor(const NewTable& table, std::span<const sql::ColumnDefiniti
     return layout;
 }
 
+// Places of fields are written though FoxPro sums them up itself: other readers go by them.
 std::vector<std::byte> HeaderBytes(const TableLayout& layout, bool with_end_mark) {
     std::vector<std::byte> bytes(layout.header_length + (with_end_mark ? 1 : 0));
     const auto today = CalendarOf(Now().day);
@@ -263,6 +267,8 @@ void WriteNewTable(const NewTable& table,
     }
 }
 
+// The .dbf goes between setting its sidecars aside and forgetting them: at every moment either it
+// is there and they can come back, or it is gone and they mean nothing.
 void RemoveTableFiles(const std::string& path) {
     SetSidecarsAside(path);
     file::RemoveFile(path);

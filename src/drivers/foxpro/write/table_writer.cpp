@@ -95,6 +95,7 @@ void TableWriter::StartTransaction() {
     }
 }
 
+// Before the row is written, not when the file has grown past what other programs can address.
 void TableWriter::CheckRoom() {
     const auto& layout = table_->Layout();
     if (layout.OffsetOf(count_ + 2) + 1 > kMaxFileSize) {
@@ -149,6 +150,7 @@ void TableWriter::FlushRecords() {
     }
 }
 
+// In place, as the record keeps its number and its length.
 bool TableWriter::Update(RecordNumber record,
                          std::span<const std::size_t> fields,
                          std::span<const Cell> values) {
@@ -211,6 +213,7 @@ void TableWriter::Clear() {
     touched_ = true;
 }
 
+// The count is written last of all, and the date with it.
 void TableWriter::BeforeCommit() {
     if (!touched_ || transaction_ != table_->Group().TransactionNumber()) {
         return;

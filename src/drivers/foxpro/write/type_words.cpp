@@ -1,3 +1,9 @@
+// A field is made in three steps: the words at the end (NOCPTRANS, AUTOINC) are taken off, what is
+// left names the type, and the numbers in brackets give its width. They mean the width in the file,
+// sign and point included, as in FoxPro's own command; a driver that adds two places for them isn't
+// followed, as sessions of the wizard name the width that they read. Easy to get wrong: sources
+// give texts the width of 255, which no field has and a memo takes, and B has one number, which is
+// decimals and no width.
 #include "drivers/foxpro/write/type_words.h"
 
 #include "drivers/foxpro/errors.h"
@@ -89,6 +95,7 @@ public:
     FieldMaker(const sql::ColumnDefinition& column, std::string_view table)
         : column_(column), table_(table), word_(column.type) {}
 
+    // A key and a number that is handed out are never null, whatever the connection's default is.
     Field Make(bool null_by_default) {
         field_.binary = TakeEnd(kBinaryWord);
         field_.auto_increment = TakeEnd(kAutoIncrementWord);
@@ -132,6 +139,8 @@ private:
         return true;
     }
 
+    // A number that no field has is refused rather than bent: the user would find out from lost
+    // digits.
     int Between(std::optional<int> value, int usual, int least, int most, std::string_view what) {
         const int number = value.value_or(usual);
         if (number < least || number > most) {
@@ -171,6 +180,7 @@ private:
             default:  // I, M, G, W
                 field_.length = 4;
         }
+        // AUTOINC borrows the two numbers: where to begin, and how far to the next.
         if (field_.auto_increment) {
             field_.next_value = static_cast<std::uint32_t>(
                 Between(column_.size, 1, 0, INT32_MAX, "the next value"));
@@ -179,6 +189,8 @@ private:
         }
     }
 
+    // Decimals up to one less than the width: a number without a whole digit is what FoxPro allows,
+    // too.
     void SetNumberLength() {
         const bool wide = word_ == "BIGINT";
         const int width = Between(column_.size,
