@@ -116,7 +116,7 @@ public:
 private:
     void Stand() { entry_ = parts_.empty() ? nullptr : parts_.front()->Entry(); }
     bool IsBefore(std::size_t left, std::size_t right) const {
-        return std::memcmp(parts_[left]->Entry(), parts_[right]->Entry(), size_) < 0;
+        return CompareEntries(parts_[left]->Entry(), parts_[right]->Entry(), size_) < 0;
     }
     void SiftDown(std::size_t at) {
         for (std::size_t child = 2 * at + 1; child < parts_.size(); child = 2 * at + 1) {
@@ -153,7 +153,7 @@ void EntryBatch::Add(ByteSpan key, RecordNumber record, bool removal) {
     ++count_;
     const bool was_in_order = in_order_;
     in_order_ = was_in_order && !removal &&
-                (count_ == 1 || std::memcmp(Entry(count_ - 2), Entry(count_ - 1), size) < 0);
+                (count_ == 1 || CompareEntries(Entry(count_ - 2), Entry(count_ - 1), size) < 0);
     if (finds_ && !in_order_) {
         for (std::size_t k = was_in_order ? 0 : count_ - 1; k < count_; ++k) {
             Remember(k);

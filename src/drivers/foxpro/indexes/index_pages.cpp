@@ -1,3 +1,7 @@
+// Pages are kept in chunks, as trees that were built in one go lie in order. Written is what was
+// changed, when the transaction is about to be committed or too many chunks are kept. The end is
+// counted here: the group's file may be longer for the rest of a transaction that made it shorter.
+
 #include "drivers/foxpro/indexes/index_pages.h"
 
 #include "drivers/foxpro/errors.h"

@@ -40,7 +40,7 @@ public:
 private:
     static constexpr std::size_t kPagesOfChunk = 32;
     static constexpr std::size_t kChunk = kPagesOfChunk * kIndexPage;
-    static constexpr std::size_t kMostChunks = 1024;
+    static constexpr std::size_t kMostChunks = 512;
 
     struct Chunk {
         std::unique_ptr<std::byte[]> bytes;

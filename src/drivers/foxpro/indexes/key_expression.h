@@ -63,7 +63,4 @@ private:
     bool has_nullable_field_ = false;
 };
 
-// The value of a field alone.
-KeyValue FieldValue(const Field& field, const RecordView& record);
-
 }  // namespace vantry::foxpro

@@ -1,3 +1,9 @@
+// What a tag's keys look like is settled once, from its header and the type of its expression;
+// making one then is evaluating and writing bytes that compare as the values do. Whatever isn't
+// certain to give FoxPro's bytes is a reason not to make keys at all: texts that a condition
+// compares in another order, an order of letters that isn't known for the code page, a length that
+// doesn't go with the type.
+
 #include "drivers/foxpro/indexes/key_maker.h"
 
 #include "drivers/foxpro/indexes/general_order.h"

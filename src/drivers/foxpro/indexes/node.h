@@ -6,6 +6,8 @@
 
 #include "drivers/foxpro/indexes/cdx_format.h"
 
+#include <cstdint>
+#include <cstring>
 #include <span>
 #include <vector>
 
@@ -20,6 +22,20 @@ struct TreeShape {
 
 inline RecordNumber RecordOf(const std::byte* entry, const TreeShape& shape) {
     return file::LoadBigU32({entry + shape.key_length, sizeof(RecordNumber)}, 0);
+}
+
+// Less than, equal to or greater than zero, by their bytes. Most entries differ in the first eight.
+inline int CompareEntries(const std::byte* left, const std::byte* right, std::size_t size) {
+    if (size >= sizeof(std::uint64_t)) {
+        std::uint64_t a;
+        std::uint64_t b;
+        std::memcpy(&a, left, sizeof a);
+        std::memcpy(&b, right, sizeof b);
+        if (a != b) {
+            return __builtin_bswap64(a) < __builtin_bswap64(b) ? -1 : 1;
+        }
+    }
+    return std::memcmp(left, right, size);
 }
 
 struct Node {

@@ -55,7 +55,7 @@ public:
     // Reads the directory and the tags' headers; `layout` and `group` must outlive it, and `layout`
     // may be changed by nothing but growth. Throws DataError naming the file if it isn't an index.
     // A tag whose header is damaged is listed, with the reason in `unsupported`. `memory`: bytes of
-    // entries that are gathered as they come, and as many packed.
+    // entries that are gathered as they come, and twice as many packed.
     TagSet(file::FileGroup& group,
            file::FileGroup::Member member,
            const TableLayout& layout,

@@ -187,7 +187,7 @@ void TagSet::State::Gather(RecordNumber record) {
     }
     // Merging with a tree reads and writes all of it as a rule; what is packed first can wait until
     // there is much of it.
-    if (kept >= memory_) {
+    if (kept >= 2 * memory_) {
         FlushBatches(nullptr);
     } else if (gathered >= memory_) {
         for (const auto& tag : tags) {

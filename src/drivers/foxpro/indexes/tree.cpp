@@ -122,7 +122,7 @@ void Tree::Apply(TreeEdits& edits) {
 
 bool Tree::Belongs(const TreeEdits& edits, const std::byte* limit) const {
     return edits.Entry() != nullptr &&
-           (limit == nullptr || std::memcmp(edits.Entry(), limit, shape_.EntrySize()) <= 0);
+           (limit == nullptr || CompareEntries(edits.Entry(), limit, shape_.EntrySize()) <= 0);
 }
 
 void Tree::ApplyTo(
@@ -166,7 +166,7 @@ void Tree::Merge(const Node& leaf, std::size_t& taken, TreeEdits& edits, const s
     while (merged_.size() < kMergedBytes && Belongs(edits, limit)) {
         const std::byte* next = old;
         int order = -1;
-        while (next != end && (order = std::memcmp(next, edits.Entry(), size)) < 0) {
+        while (next != end && (order = CompareEntries(next, edits.Entry(), size)) < 0) {
             next += size;
         }
         merged_.insert(merged_.end(), old, next);
