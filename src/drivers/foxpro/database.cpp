@@ -206,9 +206,28 @@ std::optional<std::string> FoxProDatabase::ViewText(std::string_view name) {
 
 // ---- Changes ----------------------------------------------------------------------------------
 
+// New tags are in the order of bytes. Whoever asks for another one would find rows in an order that
+// he didn't ask for.
+void FoxProDatabase::RequireMachineOrder(std::string_view table) const {
+    if (!options_.collation.empty()) {
+        throw BadTableDefinition(table,
+                                 "its index would be in the order " + options_.collation +
+                                     ", and new ones are only made in the order MACHINE. Take "
+                                     "Collate= out of the connection string");
+    }
+}
+
 void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
     auto columns = definition;
     RequireKeyColumns(columns);
+    const bool has_keys =
+        !columns.indexes.empty() ||
+        std::any_of(columns.columns.begin(), columns.columns.end(), [](const auto& column) {
+            return column.primary_key || column.unique;
+        });
+    if (has_keys) {
+        RequireMachineOrder(definition.name);
+    }
     NewTable table;
     table.code_page = options_.tables.code_page.value_or(WindowsCodePageOfLocale());
     table.null_by_default = options_.null_by_default;
@@ -228,6 +247,7 @@ void FoxProDatabase::CreateTable(const sql::TableDefinition& definition) {
 
 // The table is opened by itself for that, and by everybody else anew.
 void FoxProDatabase::CreateIndex(std::string_view table, const sql::IndexDefinition& index) {
+    RequireMachineOrder(table);
     const auto place = Find(table);
     if (!place) {
         throw CannotOpen(table, "there is no such table");

@@ -46,6 +46,8 @@ private:
         std::string name;  // as the user knows the table
         std::vector<std::string> long_names;
     };
+    // Throws if the connection string asks for another order of new indexes.
+    void RequireMachineOrder(std::string_view table) const;
     // Without the name of the container before it ("sales!orders").
     std::string_view NameInContainer(std::string_view name) const;
     // Where the table is or would be; nothing for a name that can't be one's.

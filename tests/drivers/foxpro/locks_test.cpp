@@ -157,6 +157,12 @@ TEST_F(LocksTest, WordsOfTheConnectionStringAreFollowed) {
     EXPECT_EQ(RowsOf(*with("Deleted=Yes;Collating Sequence=general"), "SELECT count(*) FROM easy"),
               Rows{"1"});
     EXPECT_THROW(with("CodePage=none"), DataError);
+    // Tables are made under any order, indexes under that of bytes alone.
+    with("Collate=General")->Execute("CREATE TABLE ordered (a C(3))");
+    EXPECT_THROW(with("Collate=General")->Execute("CREATE INDEX by_a ON ordered (a)"), DataError);
+    EXPECT_THROW(with("Collate=General")->Execute("CREATE TABLE k (a C(3) PRIMARY KEY)"),
+                 DataError);
+    with("Collate=Machine")->Execute("CREATE INDEX by_a ON ordered (a)");
 }
 
 }  // namespace
