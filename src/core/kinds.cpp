@@ -113,6 +113,7 @@ constexpr Kind kKinds[] = {
          .sizes = {.width = kAccessWidth, .widest = 255},
          .words = kAccessWords,
          .binds_booleans = true,
+         .one_file = true,
          .trims_foxpro_types = true,
          .type_choices = kAccessChoices}},
 

@@ -192,6 +192,7 @@ struct TargetKind {
     bool binds_booleans = false;        // those of sources with binary_booleans
     int most_digits = 0;                // of a number; the point is one of them; 0: no limit
     bool wide_text_by_recordset = false;
+    bool one_file = false;  // has all tables: what happens to it happens to each of them
     std::string_view default_port = {};
 
     // ---- Column map and pages

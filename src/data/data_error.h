@@ -44,10 +44,15 @@ public:
     // answer.
     std::optional<std::int64_t> ArrivedRows() const { return arrived_rows_; }
     void SetArrivedRows(std::optional<std::int64_t> rows) { arrived_rows_ = rows; }
+    // What the call writes to was taken away or replaced by somebody else: it isn't only this call
+    // that failed, what went there before is gone, too, and further calls are pointless.
+    bool TargetLost() const { return target_lost_; }
+    void SetTargetLost() { target_lost_ = true; }
     const char* what() const noexcept override { return description_.c_str(); }
 
 private:
     int number_;
+    bool target_lost_ = false;
     std::int64_t lost_rows_ = 0;
     std::optional<std::int64_t> arrived_rows_ = 0;
     std::string description_;

@@ -16,6 +16,7 @@
 // doesn't fail costs no more than its call.
 
 #include "data/data_error.h"
+#include "data/error_text.h"
 
 #include <cstdint>
 #include <exception>
@@ -37,6 +38,8 @@ public:
     int ErrorCount = 0;
     // The next error gives the walk up, whatever its number.
     bool LastError = false;
+    // The target was taken away or replaced: what it had is gone, and the walk is given up.
+    bool TargetLost = false;
     // Rows that had been sent well and that a later failure took back.
     std::int64_t LostRows = 0;
 
@@ -69,7 +72,7 @@ public:
             return true;
         } catch (const GiveUp&) {
         } catch (const std::exception& error) {
-            tell_(error.what());
+            tell_(ErrorText(error));
         }
         return false;
     }
@@ -81,8 +84,10 @@ private:
         RowOK = false;
         if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
             LostRows += data_error->LostRows();
+            TargetLost = TargetLost || data_error->TargetLost();
+            LastError = LastError || TargetLost;
         }
-        tell_(error.what());
+        tell_(ErrorText(error));
         ++ErrorCount;
         if (ErrorCount >= limit_ || LastError) {
             throw GiveUp();

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
 
 namespace vantry {
 
@@ -207,10 +208,26 @@ void DatabaseLoad::Finish(bool whole) {
     // A walk that ended outside a statement has logged an error that the scope didn't count.
     auto& report = state_.report;
     report.Errors = scope_.ErrorCount + (whole || scope_.ErrorCount > 0 ? 0 : 1);
-    report.RowsLoaded -= scope_.LostRows;
+    if (scope_.TargetLost) {
+        CountLostTarget();
+    } else {
+        report.RowsLoaded -= scope_.LostRows;
+    }
     report.Outcome = !whole              ? TableOutcome::GivenUp
                      : CancelRequested() ? TableOutcome::Cancelled
                                          : TableOutcome::Loaded;
+}
+
+// Nothing of this table is where it was put. Of the tables before, in a target of one file, only a
+// look at what is there now can tell.
+void DatabaseLoad::CountLostTarget() {
+    state_.report.RowsLoaded = 0;
+    if (!ThisTarget().one_file) {
+        return;
+    }
+    for (auto& table : CurrentRunReport.Tables) {
+        table.RowsUnknown += std::exchange(table.RowsLoaded, 0);
+    }
 }
 
 // The rows that were sent before the last error are to stay, or to be known as lost. A target that
@@ -223,7 +240,9 @@ void DatabaseLoad::SettleGivenUp() {
         strategy_->Settle();
     } catch (const DataError& error) {
         scope_.LostRows += error.LostRows();
-        if (error.LostRows() > 0) {
+        const bool lost = error.TargetLost() && !scope_.TargetLost;
+        scope_.TargetLost = scope_.TargetLost || lost;
+        if (error.LostRows() > 0 || lost) {
             AppendLog(log_line::RowError(rows_.*rules_.shown_row, error.Description()));
         }
     }

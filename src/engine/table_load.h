@@ -170,6 +170,7 @@ private:
     void Close();
     void Finish(bool whole);
     void SettleGivenUp();
+    void CountLostTarget();
 
     LoadRules rules_;
     RowCounts rows_;

@@ -7,6 +7,7 @@
 // rebuilt one), and that a word in place of a type, such as OLEOBJECT, takes no size.
 
 #include "core/table_names.h"
+#include "data/error_text.h"
 #include "data/letter_case.h"
 #include "engine/run_log.h"
 #include "engine/source_statements.h"
@@ -128,7 +129,7 @@ i16 CreateTargetTable(i16 i) {
         return kTrue;
     } catch (const std::exception& error) {
         AppendLog(log_line::CreateFailed(DstTables.at(table).Name));
-        AppendLog(error.what());
+        AppendLog(ErrorText(error));
         return kFalse;
     }
 }

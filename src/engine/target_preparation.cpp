@@ -4,6 +4,7 @@
 // log: the walk over the tables only sees that this one is left out.
 
 #include "core/table_names.h"
+#include "data/error_text.h"
 #include "engine/own_source.h"
 #include "engine/run_log.h"
 
@@ -44,7 +45,7 @@ i16 DropTargetTable(i16 i) {
         AppendLog(log_line::Dropped(name));
         return kTrue;
     } catch (const std::exception& error) {
-        AppendLog(log_line::DropFailed(name, error.what()));
+        AppendLog(log_line::DropFailed(name, ErrorText(error)));
         return kFalse;
     }
 }
@@ -61,7 +62,7 @@ i16 DeleteTargetRows(i16 i) {
         AppendLog(log_line::Deleted(name));
         return kTrue;
     } catch (const std::exception& error) {
-        AppendLog(log_line::DeleteFailed(name, error.what()));
+        AppendLog(log_line::DeleteFailed(name, ErrorText(error)));
         return kFalse;
     }
 }

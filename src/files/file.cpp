@@ -96,13 +96,14 @@ bool MeansReadOnly(int error) {
 
 // O_NONBLOCK in TryOpen: a pipe under a table's name would hang the program; only regular files
 // pass.
-std::optional<File> File::OpenIfThere(const std::string& path, OpenMode mode) {
+std::optional<File> File::OpenIfThere(const std::string& path, OpenMode mode, Links links) {
     UniqueFd descriptor;
+    const int extra = links == Links::Refused ? O_NOFOLLOW : 0;
     bool writable = mode != OpenMode::Read;
-    int error = TryOpen(path, writable ? O_RDWR : O_RDONLY, descriptor);
+    int error = TryOpen(path, (writable ? O_RDWR : O_RDONLY) | extra, descriptor);
     if (MeansReadOnly(error) && mode == OpenMode::ReadWriteIfAllowed) {
         writable = false;
-        error = TryOpen(path, O_RDONLY, descriptor);
+        error = TryOpen(path, O_RDONLY | extra, descriptor);
     }
     if (error == ENOENT) {
         return std::nullopt;
@@ -255,13 +256,14 @@ void File::WriteGathered(std::uint64_t offset, std::span<iovec> pieces) {
 }
 
 // Room is taken before data depends on it: a full disk then fails while all can still be undone.
-void File::Reserve(std::uint64_t offset, std::uint64_t length) {
+bool File::Reserve(std::uint64_t offset, std::uint64_t length) {
     const Call call{.operation = Operation::Reserve, .path = path_, .offset = offset + length};
     const int error = Perform(
         call, [&] { return ::fallocate(descriptor_.Get(), 0, Offset(offset), Offset(length)); });
     if (error != 0 && error != EOPNOTSUPP && error != ENOSYS) {
         throw SystemError(path_, "made larger", error);
     }
+    return error == 0;
 }
 
 void File::Truncate(std::uint64_t size) {
@@ -297,6 +299,11 @@ std::optional<FileStamp> StampOf(const std::string& path) {
         return std::nullopt;
     }
     return StampFrom(status);
+}
+
+bool IsThere(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
 }
 
 std::string RealPath(const std::string& path) {

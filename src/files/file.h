@@ -22,6 +22,11 @@ enum class OpenMode : std::uint8_t {
     ReadWriteIfAllowed,  // Read where permission or medium refuse more
 };
 
+enum class Links : std::uint8_t {
+    Followed,
+    Refused,  // a symbolic link under the name is an error
+};
+
 // By what a file is told apart from others, and from itself before a change.
 struct FileStamp {
     std::uint64_t device = 0;
@@ -44,7 +49,9 @@ public:
     // Throws if it isn't there.
     static File Open(const std::string& path, OpenMode mode);
     // Nothing if it isn't there.
-    static std::optional<File> OpenIfThere(const std::string& path, OpenMode mode);
+    static std::optional<File> OpenIfThere(const std::string& path,
+                                           OpenMode mode,
+                                           Links links = Links::Followed);
     // A new file for reading and writing, never an existing one, never through a symbolic link.
     // `owner_only`: mode 0600, for files in which a connection string can stand.
     static File CreateNew(const std::string& path, bool owner_only);
@@ -63,8 +70,8 @@ public:
     void Write(std::uint64_t offset, std::span<const std::byte> data);
     // Pieces one behind the other, in as few system calls as possible. Uses up `pieces`.
     void WriteGathered(std::uint64_t offset, std::span<iovec> pieces);
-    // Sets space aside, growing the file; does nothing where the file system can't.
-    void Reserve(std::uint64_t offset, std::uint64_t length);
+    // Sets space aside, growing the file; false, and nothing done, where the file system can't.
+    bool Reserve(std::uint64_t offset, std::uint64_t length);
     void Truncate(std::uint64_t size);
     void Sync();
     // Sets the time of change to a moment that no other change has: the system's own clock for it
@@ -83,6 +90,8 @@ private:
 
 // Nothing if there is no such file.
 std::optional<FileStamp> StampOf(const std::string& path);
+// Whether something has that name, be it a symbolic link that leads nowhere.
+bool IsThere(const std::string& path);
 // The path with all symbolic links followed; `path` itself if it can't be.
 std::string RealPath(const std::string& path);
 // Makes creations and removals in the folder of `path` last.

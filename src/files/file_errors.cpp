@@ -84,9 +84,38 @@ DataError AlreadyExists(std::string_view path) {
                  " already exists. Choose another name, or delete the file first.");
 }
 
+namespace {
+
+DataError TargetLost(std::string text) {
+    auto error = Error(std::move(text));
+    error.SetTargetLost();
+    return error;
+}
+
+}  // namespace
+
 DataError ReplacedWhileOpen(std::string_view path) {
-    return Error("The file " + Quoted(path) +
-                 " was replaced by another one while it was open. Open it again.");
+    return TargetLost(
+        "The file " + Quoted(path) +
+        " was replaced by another one while it was open. What was written before isn't "
+        "in the file that is there now, which was left as it is. Open it again.");
+}
+
+DataError TakenAwayWhileOpen(std::string_view path) {
+    return TargetLost("The file " + Quoted(path) +
+                      " was deleted or moved away by another program while it was open, with all "
+                      "that was written into it. Put it back if it was moved, and start again.");
+}
+
+DataError ResizedWhileOpen(std::string_view path, std::uint64_t left, std::uint64_t now) {
+    return TargetLost(
+        "Another program made " + Quoted(path) + (now < left ? " shorter" : " longer") +
+        " while it was being written: it has " + std::to_string(now) +
+        " bytes where this program "
+        "left " +
+        std::to_string(left) +
+        ". What was written into it can't be relied on. Restore the file from a copy and start "
+        "again.");
 }
 
 DataError SizeLimit(std::string_view path, std::uint64_t limit) {
@@ -115,7 +144,18 @@ DataError RowsLost(const DataError& error, std::uint64_t rows) {
                        " not in the file either.",
                    error.Source());
     lost.SetLostRows(static_cast<std::int64_t>(rows));
+    if (error.TargetLost()) {
+        lost.SetTargetLost();
+    }
     return lost;
+}
+
+DataError JournalInTheWay(std::string_view path, std::string_view journal) {
+    return Error("The file " + Quoted(path) + " can't be changed: something named " +
+                 Quoted(journal) +
+                 ", where the journal of the change has to be, has appeared beside it. Nothing was "
+                 "changed. If another program is working on the file, try again when it has "
+                 "finished.");
 }
 
 DataError NotAJournal(std::string_view path, std::string_view journal) {
@@ -128,15 +168,30 @@ DataError DamagedJournal(std::string_view path, std::string_view journal) {
     return Error("A change of " + Quoted(path) +
                  " was interrupted and can't be taken back, because the journal " +
                  Quoted(journal) +
-                 " is damaged. Nothing was touched. Restore the file from a copy and delete the "
-                 "journal.");
+                 " is damaged. Nothing was touched. Restore the file from a copy, and move the "
+                 "journal away.");
 }
 
 DataError ForeignJournal(std::string_view path, std::string_view journal) {
     return Error("The journal " + Quoted(journal) + " doesn't belong to " + Quoted(path) +
-                 " as the file stands: the file was replaced, or changed by another program, after "
-                 "a change was interrupted. Nothing was touched. Delete the journal to use the "
-                 "file as it is.");
+                 " as the file stands: the file was replaced, cut or changed by another program "
+                 "after a change was interrupted. Nothing was touched. If the file was put back "
+                 "from a copy, move the journal away; otherwise restore the file first.");
+}
+
+DataError OldJournal(std::string_view path, std::string_view journal) {
+    return Error("A change of " + Quoted(path) +
+                 " was interrupted in an earlier version of this program, whose journal " +
+                 Quoted(journal) +
+                 " this version doesn't take back. Nothing was touched. Open the file once with "
+                 "the version that wrote it, or restore it from a copy and move the journal away.");
+}
+
+DataError UntrustedJournal(std::string_view path, std::string_view journal, std::string_view who) {
+    return Error("The journal " + Quoted(journal) + " isn't played back into " + Quoted(path) +
+                 " because " + std::string(who) +
+                 ". Nothing was touched. Find out where it comes from; if it isn't yours, move it "
+                 "away.");
 }
 
 }  // namespace vantry::file

@@ -16,14 +16,24 @@ DataError UnexpectedEnd(std::string_view path, std::uint64_t offset);
 DataError FileInUse(std::string_view path, std::string_view holders);
 DataError LockingRefused(std::string_view path, int error);
 DataError AlreadyExists(std::string_view path);
+// The three name a file that isn't any more what this program left, with all that it wrote there
+// (DataError::TargetLost).
 DataError ReplacedWhileOpen(std::string_view path);
+DataError TakenAwayWhileOpen(std::string_view path);
+DataError ResizedWhileOpen(std::string_view path, std::uint64_t left, std::uint64_t now);
 DataError SizeLimit(std::string_view path, std::uint64_t limit);
 DataError OpenedReadOnly(std::string_view path);
 DataError OutOfMemory(std::string_view path);
 // `error` made a bulk load's last `rows` rows be taken back, which had been reported as added.
 DataError RowsLost(const DataError& error, std::uint64_t rows);
+// The journal can't be made because something has its name.
+DataError JournalInTheWay(std::string_view path, std::string_view journal);
 DataError NotAJournal(std::string_view path, std::string_view journal);
 DataError DamagedJournal(std::string_view path, std::string_view journal);
 DataError ForeignJournal(std::string_view path, std::string_view journal);
+// Of a version whose journals aren't read any more.
+DataError OldJournal(std::string_view path, std::string_view journal);
+// Written by, or open to, somebody who may not write the database. `who` completes "because ...".
+DataError UntrustedJournal(std::string_view path, std::string_view journal, std::string_view who);
 
 }  // namespace vantry::file

@@ -3,23 +3,19 @@
 // former content of every block that a transaction is about to change. While it is there, the
 // transaction isn't complete; a journal that nobody holds is played back by whoever opens the
 // database next. Blocks behind the former end of the file need no image: playing back cuts them
-// off.
+// off. Its bytes are described in journal_format.h.
 //
-// Layout, all numbers little-endian. Header, 512 bytes: 8 bytes magic, u32 block size, u32 0, u64
-// size of the database before the transaction, u64 nonce, zeros, u32 CRC-32C of the 508 bytes
-// before it. Then slots of equal size (64 + block size): u64 nonce, u32 kind (1 image, 2 end of a
-// synced batch), u32 bytes of the image (fewer than a block only at the file's end), u64 block
-// number (end: count of slots before it), u32 1 if the sums that follow are known, u32 CRC-32C of
-// the image, 7 x u32 CRC-32C of the 512-byte sectors that the transaction writes in its place (from
-// the eighth sector on they aren't kept), u32 CRC-32C of the 60 bytes before it; then the image.
-//
-// The sums of the new sectors prove that a journal belongs to the file as it stands: each sector of
-// each block must be either the former or the new one. A journal beside a file that was replaced
-// since then fails that and is never played back.
+// A journal writes into a database, so it must be the database's own. By who wrote it: only
+// somebody who may write the database may have written its journal, or have the right to
+// (journal_trust.h). And by content: each sector that a transaction wrote must be the former one or
+// one whose sum the journal took down before it was written. A journal beside a file that was
+// replaced since then fails that and is never played back. The file's number isn't looked at, so
+// that both may be copied to another disk.
 
 #include "files/file.h"
+#include "files/journal_format.h"
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,13 +25,10 @@ class Journal {
 public:
     static std::string PathFor(const std::string& database) { return database + "-journal"; }
 
-    // Makes the file and its header. `owner_only` as for the database. The caller holds the
-    // writer's lock. The header alone needn't be on disk before the database grows: pages behind
-    // its former end belong to nobody.
-    Journal(const std::string& database,
-            std::uint32_t block_size,
-            std::uint64_t database_size,
-            bool owner_only);
+    // Makes the file and its header, open to nobody who may not write the database. The caller
+    // holds the writer's lock. The header alone needn't be on disk before the database grows: pages
+    // behind its former end belong to nobody.
+    Journal(const File& database, std::uint32_t block_size, std::uint64_t database_size);
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
     // Closes the file and leaves it where it is: only Remove() ends the transaction.
@@ -44,30 +37,31 @@ public:
     // Sets space aside for so many images in all, so that a full disk shows before anything is
     // promised.
     void ReserveImages(std::size_t count);
-    // `image`: the block as it is in the database, shorter at the end of the file. `replacement`:
-    // what will be written there, empty if it may be changed once more in this transaction.
-    void AddImage(std::uint64_t block,
-                  std::span<const std::byte> image,
-                  std::span<const std::byte> replacement);
+    // The database is about to be made that long: what a killed program leaves behind the former
+    // end, up to there, is its own.
+    void NoteGrowth(std::uint64_t length);
+    // `image`: the block as it is in the database, shorter at the end of the file.
+    void AddImage(std::uint64_t block, std::span<const std::byte> image);
+    // `replacement`: what is written over a block that has an image, before each time that it is.
+    void AddReplacement(std::uint64_t block, std::span<const std::byte> replacement);
     // Everything added is on disk when it returns; the blocks may then be changed.
     void Sync();
     // The transaction is complete, and stays so: the folder is synced.
     void Remove();
 
 private:
-    void WriteSlot(std::uint32_t kind,
-                   std::uint64_t number,
-                   std::span<const std::byte> image,
-                   std::span<const std::byte> replacement);
+    void WriteHeader();
+    void WriteSlot(std::uint32_t kind, std::uint64_t number, std::span<const std::byte> content);
+    void WriteSums();
 
     File file_;
-    std::uint32_t block_size_;
-    std::uint64_t nonce_;
+    JournalHeader header_;
     std::uint64_t slots_ = 0;
     std::uint64_t reserved_ = 0;
     bool unsynced_ = false;
     bool named_ = false;  // the folder on disk has it
     std::vector<std::byte> slot_;
+    std::vector<std::byte> sums_;  // of replacements, until there is a slot full of them
 };
 
 enum class PlaybackResult : std::uint8_t {
@@ -77,8 +71,30 @@ enum class PlaybackResult : std::uint8_t {
 };
 
 // Plays back the journal of a database that nobody is writing: the caller holds the writer's and
-// the content lock, exclusively. Throws, leaving both files untouched, when the journal is damaged,
-// belongs to another file, or isn't a journal.
-PlaybackResult PlayBack(File& database, std::uint32_t block_size);
+// the content lock, exclusively. Check() throws, leaving both files untouched, when the journal is
+// damaged, belongs to another file, or isn't a journal; Run() comes behind it. In two steps, so
+// that of several files all are checked before one is changed.
+class Playback {
+public:
+    Playback(File& database, std::uint32_t block_size);
+    ~Playback();
+    Playback(Playback&& other) noexcept;
+    void Check();
+    PlaybackResult Run();
+
+private:
+    class Player;
+    std::unique_ptr<Player> player_;  // null: no journal
+};
+
+inline PlaybackResult PlayBack(File& database, std::uint32_t block_size) {
+    Playback playback(database, block_size);
+    playback.Check();
+    return playback.Run();
+}
+
+// Takes away a journal that a complete transaction left beside `database`. Throws if what is there
+// isn't one.
+void RemoveLeftJournal(const std::string& database);
 
 }  // namespace vantry::file

@@ -28,7 +28,7 @@ std::byte* PagedFile::TakeBuffer() {
     return buffer;
 }
 
-void PagedFile::DropFrames() {
+void PagedFile::ForgetTransaction() {
     constexpr std::size_t kKeptChunks = 4;
     frames_.clear();
     free_buffers_.clear();
@@ -109,7 +109,7 @@ std::span<std::byte> PagedFile::Renew(std::uint32_t page) {
 std::uint32_t PagedFile::Append() {
     const std::uint64_t end = OffsetOf(page_count_) + options_.page_size;
     if (end > options_.max_size) {
-        throw SizeLimit(file_.Path(), options_.max_size);
+        throw SizeLimit(Path(), options_.max_size);
     }
     if (end > reserved_) {
         // A full disk shows here, for the row that needs the page, and not when earlier rows are
@@ -119,6 +119,7 @@ std::uint32_t PagedFile::Append() {
             std::min(options_.max_size,
                      end + std::min<std::uint64_t>(page_count_ - base_pages_, kMostGrowPages) *
                                options_.page_size);
+        journal_->NoteGrowth(wanted);
         file_.Reserve(reserved_, wanted - reserved_);
         reserved_ = wanted;
     }

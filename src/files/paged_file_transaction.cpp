@@ -1,7 +1,5 @@
 // Statements, batches of rows, and how their pages get into the file by way of the journal.
 
-#include "files/file_errors.h"
-#include "files/file_lock.h"
 #include "files/paged_file.h"
 
 #include <algorithm>
@@ -10,132 +8,36 @@
 namespace vantry::file {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr std::size_t kRunPages = 64;       // complete pages written together
-constexpr std::uint32_t kRowsPerLook = 64;  // at the clock
-constexpr std::chrono::milliseconds kBurstGap{100};
-constexpr std::chrono::milliseconds kPatienceOfABatch{60'000};
+constexpr std::size_t kRunPages = 64;  // complete pages written together
 
 }  // namespace
 
-void PagedFile::AcquireWriter() {
-    if (!file_.Writable()) {
-        throw OpenedReadOnly(file_.Path());
-    }
-    FlushSiblings();
-    // By the turn a bulk load sees that another connection waits, and ends its batch.
-    Lock(file_, LockByte::Turn, LockKind::Exclusive);
-    try {
-        Lock(file_, LockByte::Writer, LockKind::Exclusive);
-    } catch (...) {
-        Unlock(file_, LockByte::Turn);
-        throw;
-    }
-    Unlock(file_, LockByte::Turn);
-    try {
-        // Not before: the former holder of the lock may have replaced the file.
-        const auto named = StampOf(file_.Path());
-        if (!named || !named->SameFile(stamp_)) {
-            throw ReplacedWhileOpen(file_.Path());
-        }
-        while (StampOf(Journal::PathFor(file_.Path()))) {
-            Recover();
-            Lock(file_, LockByte::Writer, LockKind::Exclusive);
-        }
-        NoteStamp(false);
-    } catch (...) {
-        Unlock(file_, LockByte::Writer);
-        throw;
-    }
-    base_pages_ = PagesIn(stamp_.size);
+void PagedFile::StartTransaction() {
+    base_pages_ = PagesIn(file_.length);
     page_count_ = base_pages_;
-    reserved_ = stamp_.size;
-    ++transaction_;
-}
-
-void PagedFile::ReleaseWriter() {
-    if (content_locked_) {
-        Unlock(file_, LockByte::Content);
-        content_locked_ = false;
-    }
-    Unlock(file_, LockByte::Writer);
-    state_ = State::Idle;
-    DropFrames();
-}
-
-void PagedFile::Begin() {
-    mutex_.lock();
-    try {
-        ThrowPending();
-        if (state_ == State::Batch) {
-            CommitOpen();
-        }
-        AcquireWriter();
-        state_ = State::Statement;
-    } catch (...) {
-        mutex_.unlock();
-        throw;
-    }
-}
-
-void PagedFile::Commit() {
-    const std::lock_guard lock(mutex_, std::adopt_lock);
-    CommitOpen();
-}
-
-void PagedFile::Rollback() {
-    const std::lock_guard lock(mutex_, std::adopt_lock);
-    RollbackOpen();
+    reserved_ = file_.length;
 }
 
 void PagedFile::BeginRow(bool undo) {
-    mutex_.lock();
-    try {
-        ThrowPending();
-        const bool first = state_ != State::Batch;
-        if (first) {
-            AcquireWriter();
-            state_ = State::Batch;
-            batch_start_ = Clock::now();
-            batch_rows_ = 0;
-            if (batch_start_ - last_commit_ > kBurstGap) {
-                burst_ = 0;
-            }
-            if (burst_ >= single_rows_) {
-                WakeTimer();
-            }
-        }
-        undo_ = undo || first;
-        ++mark_;
-        BumpVersion();
-        pages_at_mark_ = page_count_;
-    } catch (...) {
-        mutex_.unlock();
-        throw;
-    }
+    const bool first = EnterRow();
+    undo_ = undo || first;
+    ++mark_;
+    BumpVersion();
+    pages_at_mark_ = page_count_;
 }
 
 void PagedFile::EndRow(bool keep) {
     const std::lock_guard lock(mutex_, std::adopt_lock);
-    if (!keep) {
-        if (undo_) {
-            try {
-                UndoRow();
-            } catch (...) {
-                FailOpen(batch_rows_);
-            }
+    if (!keep && undo_) {
+        try {
+            UndoRow();
+        } catch (...) {
+            FailOpen(batch_rows_);
         }
-        undo_ = false;
-        images_.clear();
-        return;
     }
     undo_ = false;
     images_.clear();
-    ++batch_rows_;
-    if (burst_ < single_rows_) {
-        ++burst_;
-        CommitOpen(1);
+    if (!keep || CountRow()) {
         return;
     }
     try {
@@ -143,11 +45,7 @@ void PagedFile::EndRow(bool keep) {
     } catch (...) {
         FailOpen(batch_rows_ - 1);
     }
-    if (batch_rows_ % kRowsPerLook == 0 &&
-        (Clock::now() - batch_start_ >= options_.batch_age ||
-         LockedByOther(file_, LockByte::Turn, LockKind::Exclusive))) {
-        CommitOpen(1);
-    }
+    CommitIfOldOrWanted();
 }
 
 void PagedFile::UndoRow() {
@@ -173,92 +71,45 @@ void PagedFile::UndoRow() {
     ++view_;
 }
 
-void PagedFile::CommitOpen(std::uint32_t failing) {
-    const std::uint32_t former_rows = state_ == State::Batch ? batch_rows_ - failing : 0;
-    try {
-        undo_ = false;
-        if (before_commit_) {
-            before_commit_();
-        }
-        WriteEverything();
-    } catch (...) {
-        FailOpen(former_rows);
+// Where no byte that was there before has been changed, it is enough to cut off what was added; a
+// file that somebody else has cut isn't touched at all.
+void PagedFile::TakeBack() {
+    if (!journal_) {
+        return;
     }
-    last_commit_ = Clock::now();
-    NoteStamp(true);
-    ReleaseWriter();
-}
-
-// To be called while an exception is handled, whatever it is: pages may be in any state.
-void PagedFile::FailOpen(std::uint32_t lost_rows) {
-    RollbackOpen();
-    try {
-        throw;
-    } catch (const DataError& error) {
-        throw RowsLost(error, lost_rows);
-    } catch (const std::bad_alloc&) {
-        if (lost_rows == 0) {
-            throw;
-        }
-        throw RowsLost(OutOfMemory(file_.Path()), lost_rows);
+    journal_.reset();
+    // Without a journal the transaction had been committed when it failed: cutting the file would
+    // take pages from under those that refer to them.
+    if (!JournalIsThere()) {
+        return;
     }
-}
-
-void PagedFile::RollbackOpen() {
-    if (journal_) {
-        journal_.reset();
-        try {
-            LockContent();
-            const auto played = PlayBack(file_, options_.page_size);
-            // Without a journal the transaction had been committed when it failed: cutting the file
-            // would take pages from under those that refer to them.
-            if (played != PlaybackResult::NoJournal && file_.Size() > OffsetOf(base_pages_)) {
-                file_.Truncate(OffsetOf(base_pages_));
-            }
-        } catch (const std::exception&) {
-            // The journal stays: the next program that opens the file plays it back. What went
-            // wrong first is being reported.
-        }
+    const auto named = StampOf(Path());
+    const bool ours = named && named->SameFile(file_.stamp);
+    if (content_locked_ && ours) {
+        PlayBack(file_.file, options_.page_size);
     }
-    try {
-        NoteStamp(true);
-    } catch (const std::exception&) {
-        stamp_is_recent_ = true;  // unknown: read everything anew next time
-        BumpVersion();
+    if (file_.file.Size() == file_.length && file_.length > OffsetOf(base_pages_)) {
+        file_.Truncate(OffsetOf(base_pages_));
     }
-    ReleaseWriter();
+    RemoveLeftJournal(Path());
 }
 
 void PagedFile::OpenJournal() {
     if (!journal_) {
-        journal_ = std::make_unique<Journal>(
-            file_.Path(), options_.page_size, OffsetOf(base_pages_), stamp_.owner_only);
+        journal_ = std::make_unique<Journal>(file_.file, options_.page_size, OffsetOf(base_pages_));
     }
 }
 
-void PagedFile::LockContent() {
-    if (!content_locked_) {
-        // The rows of a batch were accepted before: a reader that stalls mustn't cost them.
-        const bool batch = state_ == State::Batch;
-        LockPatiently(file_,
-                      LockByte::Content,
-                      LockKind::Exclusive,
-                      batch ? kPatienceOfABatch : std::chrono::milliseconds::zero());
-        content_locked_ = true;
-    }
-}
-
-// Puts the former content of existing pages into the journal. `last`: they won't change again.
-void PagedFile::JournalPages(std::span<const std::uint32_t> pages, bool last) {
+// Puts the former content of existing pages into the journal, and the sums of their new one.
+void PagedFile::JournalPages(std::span<const std::uint32_t> pages) {
     std::vector<std::byte> former(options_.page_size);
     for (const std::uint32_t page : pages) {
-        if (!Matters(page) || !journaled_.insert(page).second) {
+        if (!Matters(page)) {
             continue;
         }
-        file_.ReadExactly(OffsetOf(page), former);
-        if (!last) {
-            journal_->AddImage(page, former, {});
-            continue;
+        if (journaled_.insert(page).second) {
+            file_.file.ReadExactly(OffsetOf(page), former);
+            journal_->AddImage(page, former);
         }
         std::span<const std::byte> replacement(frames_.at(page).bytes, options_.page_size);
         if (options_.encode) {
@@ -266,7 +117,7 @@ void PagedFile::JournalPages(std::span<const std::uint32_t> pages, bool last) {
             options_.encode(page, encoded_);
             replacement = encoded_;
         }
-        journal_->AddImage(page, former, replacement);
+        journal_->AddReplacement(page, replacement);
     }
     journal_->Sync();
 }
@@ -319,19 +170,21 @@ void PagedFile::WriteEverything() {
         return;
     }
     OpenJournal();
+    RequireAsLeft();
     if (!existing.empty()) {
         std::sort(existing.begin(), existing.end());
-        JournalPages(existing, true);
+        JournalPages(existing);
         LockContent();
     }
     // New pages first: until existing ones refer to them they do no harm.
     WritePages(appended);
     WritePages(existing);
-    if (file_.Size() != OffsetOf(page_count_)) {
+    if (file_.length != OffsetOf(page_count_)) {
         file_.Truncate(OffsetOf(page_count_));
     }
-    file_.Sync();
-    file_.MarkChanged();
+    file_.file.Sync();
+    file_.file.MarkChanged();
+    RequireAsLeft();
     journal_->Remove();
     journal_.reset();
 }
@@ -339,9 +192,10 @@ void PagedFile::WriteEverything() {
 // Writes pages before the commit. Appended ones need the journal's header alone.
 void PagedFile::WriteEarly(std::vector<std::uint32_t> pages) {
     OpenJournal();
+    RequireAsLeft();
     if (std::any_of(
             pages.begin(), pages.end(), [this](std::uint32_t page) { return Matters(page); })) {
-        JournalPages(pages, false);
+        JournalPages(pages);
         LockContent();
     }
     WritePages(pages);

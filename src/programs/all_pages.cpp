@@ -3,6 +3,7 @@
 #include "connectors/pages/register.h"
 #include "core/folders.h"
 #include "core/session_state.h"
+#include "data/error_text.h"
 #include "engine/pages/form14.h"
 #include "mapping/pages/register.h"
 #include "repository/pages/create_repository.h"
@@ -49,13 +50,13 @@ void StartWizard(const std::string& application_folder) {
             // The only question at the start. Retry begins anew: both steps before the splash may
             // be done twice.
         } catch (const std::exception& error) {
-            const auto answer =
-                CurrentDialogs().Show({std::string("Vantry Encountered an error\n") + error.what() +
-                                           "\nDo you want to retry the operation or Cancel?",
-                                       "Vantry Ver 2.0",
-                                       BoxIcon::None,
-                                       BoxButtons::RetryCancel,
-                                       {}});
+            const auto answer = CurrentDialogs().Show(
+                {std::string("Vantry Encountered an error\n") + ErrorText(error) +
+                     "\nDo you want to retry the operation or Cancel?",
+                 "Vantry Ver 2.0",
+                 BoxIcon::None,
+                 BoxButtons::RetryCancel,
+                 {}});
             if (answer != BoxAnswer::Retry) {
                 EndProgram();
                 return;

@@ -7,6 +7,7 @@
 #include "core/folders.h"
 #include "core/kinds.h"
 #include "core/session_state.h"
+#include "data/error_text.h"
 #include "data/paths.h"
 #include "data/value_text.h"
 #include "engine/run_session.h"
@@ -203,7 +204,7 @@ int main(int argc, char** argv) {
                              std::filesystem::absolute(argv[2]));
         return 0;
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
+        std::fprintf(stderr, "%s\n", ErrorText(error).c_str());
         return 3;
     }
 }

@@ -5,6 +5,7 @@
 
 #include "core/folders.h"
 #include "core/session_state.h"
+#include "data/error_text.h"
 #include "data/value_text.h"
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
@@ -75,7 +76,7 @@ int main(int argc, char**) {
     try {
         return Work();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "VYTimer: %s\n", error.what());
+        std::fprintf(stderr, "VYTimer: %s\n", ErrorText(error).c_str());
         return 3;
     }
 }

@@ -59,30 +59,36 @@ void KeepPrivate(const std::filesystem::path& file) {
     }
 }
 
+void CopyContent(const file::File& from, file::File& to) {
+    std::vector<std::byte> block(std::size_t{1} << 20);
+    for (std::uint64_t at = 0;;) {
+        const auto got = std::span(block).first(from.Read(at, block));
+        if (got.empty()) {
+            return;
+        }
+        to.Write(at, got);
+        at += got.size();
+    }
+}
+
 // Copies to a new file beside `to` and renames: `to` is the old file or the whole new one at every
-// moment.
+// moment. The copy is on the disk before it gets the name: a power failure just after that would
+// otherwise leave an empty file under it, and the old one gone.
 void CopyPrivately(const std::filesystem::path& from, const std::filesystem::path& to) {
-    const std::filesystem::path part = to.string() + ".part-" + std::to_string(::getpid());
-    std::error_code error;
-    {
-        const OwnerOnly from_the_start;
-        std::filesystem::copy_file(from, part, error);
-    }
-    std::error_code ignored;  // of removing the part: the copy's own failure is the one to report
-    if (error) {
-        std::filesystem::remove(part, ignored);
-        throw FileFailure("Can't copy \"" + from.string() + "\" to", to, error);
-    }
+    const std::string part = to.string() + ".part-" + std::to_string(::getpid());
+    const auto read = file::File::Open(from.string(), file::OpenMode::Read);
+    file::RemoveFile(part);  // of a killed program that had our number
     try {
-        KeepPrivate(part);
-        // On the disk before it takes the name: a power failure would else leave neither file.
-        file::File::Open(part.string(), file::OpenMode::ReadWrite).Sync();
-        file::RenameReplacing(part.string(), to.string());
-        file::SyncFolderOf(to.string());
-    } catch (const DataError&) {
+        auto written = file::File::CreateNew(part, true);
+        CopyContent(read, written);
+        written.Sync();
+        file::RenameReplacing(part, to.string());
+    } catch (...) {
+        std::error_code ignored;  // the copy's own failure is the one to report
         std::filesystem::remove(part, ignored);
         throw;
     }
+    file::SyncFolderOf(to.string());
 }
 
 std::string ConnectionStringOf(const std::string& database) {
@@ -242,7 +248,7 @@ std::string LogFileAt(const std::string& log_file_name) {
 
 void CreateRepository(const std::string& folder, const DateTime& now) {
     const auto former = RepositoryFile(folder);
-    if (std::filesystem::exists(former)) {
+    if (file::StampOf(former.string())) {
         HeldFile held(former);
         held.CopyTo(JoinPath(folder, DatedName(now)));
         held.PrepareToReplace();
@@ -383,14 +389,13 @@ void DeleteSession(i32 session_id) {
 void DeleteAllSessions(const std::string& folder) {
     ExecuteAll({"delete from SrcDcols", "delete from vytabs", "delete from sessions"});
     const std::filesystem::path logs = JoinPath(folder, "log");
-    if (!std::filesystem::is_directory(logs)) {
-        return;
-    }
     std::vector<std::filesystem::path> files;
-    for (const auto& entry : std::filesystem::directory_iterator(logs)) {
-        const std::string name = LowerCased(entry.path().filename().string());
+    std::error_code none;  // no such folder, or one that isn't ours to read: no logs to delete
+    for (std::filesystem::directory_iterator entry(logs, none), end; !none && entry != end;
+         entry.increment(none)) {
+        const std::string name = LowerCased(entry->path().filename().string());
         if (name.ends_with(".log") || name.ends_with(SummaryFileOf(".log"))) {
-            files.push_back(entry.path());
+            files.push_back(entry->path());
         }
     }
     for (const auto& file : files) {

@@ -86,6 +86,7 @@ void WriteSummary(const std::string& path, const RunSummary& summary) {
     try {
         auto written = file::File::CreateNew(part, true);
         written.Write(0, std::as_bytes(std::span(text)));
+        written.Sync();
         file::RenameReplacing(part, path);
     } catch (const DataError&) {
         try {

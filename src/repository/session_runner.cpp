@@ -9,6 +9,7 @@
 #include "repository/session_runner.h"
 
 #include "core/kinds.h"
+#include "data/error_text.h"
 #include "data/value_text.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
@@ -206,13 +207,13 @@ RunnerExit SavedRun::Run() {
         return Refuse(why);
     } catch (const std::exception& error) {
         if (!view_) {
-            return Refuse({kRunNotStarted, error.what()});
+            return Refuse({kRunNotStarted, ErrorText(error)});
         }
         // None of the errors that a run logs by itself get here. The log gets its end all the same.
         code = kRunTableLost;
-        AppendLog(error.what());
+        AppendLog(ErrorText(error));
         FinishRunLog();
-        Tell(error.what());
+        Tell(ErrorText(error));
     }
     lock_->SetMark(TableMayBeGone() ? ProgramLock::Mark::TableNotMade : ProgramLock::Mark::None);
     if (view_->LogFailed() && code == kRunWhole) {
@@ -282,7 +283,7 @@ void SavedRun::SaveRecord() {
         ++faults_;
         const std::string line =
             std::string("The run's record couldn't be written into the repository: ") +
-            error.what();
+            ErrorText(error);
         AppendLog(line);
         Tell(line);
     }

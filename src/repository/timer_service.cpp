@@ -9,6 +9,7 @@
 #include "repository/timer_service.h"
 
 #include "core/folders.h"
+#include "data/error_text.h"
 #include "data/value_text.h"
 #include "repository/program_lock.h"
 #include "repository/repository.h"
@@ -195,7 +196,7 @@ void TimerService::ReadSchedules(const DateTime& now) {
         looks_since_reading_ = 0;
     } catch (const std::exception& error) {
         // What is known of the schedules still holds; runners wait for the repository themselves.
-        LogOnce(last_trouble_, std::string("Can't read the repository: ") + error.what());
+        LogOnce(last_trouble_, std::string("Can't read the repository: ") + ErrorText(error));
     }
 }
 

@@ -293,6 +293,72 @@ TEST_F(Ledger, ATargetThatAnotherProgramHoldsIsWaitedForOnce) {
     TargetPatience = former_patience;
 }
 
+// Somebody deletes, replaces or cuts the target under the run: that isn't a table with a few bad
+// rows, and never one that is loaded. What had been loaded into the same file before is in doubt.
+TEST_F(Ledger, ATargetThatIsTakenAwayEndsTheTableWithNoRowLoaded) {
+    const std::string mdb = (folder / "taken.mdb").string();
+    const std::string fox = (folder / "fox").string();
+    struct Place {
+        const char* kind;
+        std::string connection;
+        std::string file;
+        const char* create;
+    };
+    const Place places[] = {{"ACCESS",
+                             "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + mdb,
+                             mdb,
+                             "create table dst (d_id long, d_name text(40), d_memo memo)"},
+                            {"FOXPRO",
+                             "Provider=VFPOLEDB;Data Source=" + fox,
+                             fox + "/dst.dbf",
+                             "create table dst (d_id i, d_name c(40), d_memo m)"}};
+    const std::pair<const char*, void (*)(const std::string&)> attacks[] = {
+        {"deleted", [](const std::string& file) { fs::remove(file); }},
+        {"replaced",
+         [](const std::string& file) {
+             fs::copy_file(file, file + ".copy");
+             fs::rename(file + ".copy", file);
+         }},
+        {"shorter",
+         [](const std::string& file) { fs::resize_file(file, fs::file_size(file) / 2); }},
+        {"shorter", [](const std::string& file) { fs::resize_file(file, 0); }}};
+    for (const auto& place : places) {
+        for (const auto& [word, attack] : attacks) {
+            for (const int row : {10, 100, kRows + 1}) {
+                fs::remove(mdb);
+                fs::remove_all(fox);
+                fs::create_directory(fox);
+                if (place.kind == std::string("ACCESS")) {
+                    Catalog().Create(place.connection);
+                }
+                {
+                    Connection database;
+                    database.Open(place.connection);
+                    database.Execute(place.create);
+                }
+                view = RecordingView();
+                SaveSessionTo(place.kind, adVarWChar, place.connection);
+                int moves = 0;
+                source->before = [&, take = attack](std::string_view name, int) {
+                    if (name == "Next" && ++moves == row) {
+                        take(place.file);
+                    }
+                };
+                const auto code = Run();
+                const auto what = place.file + " " + word + " at row " + std::to_string(row) +
+                                  "\n" + view.log.substr(0, 1800);
+                EXPECT_EQ(code, kRunTableLost) << what;
+                const auto& report = CurrentRunReport.Tables.at(0);
+                EXPECT_EQ(report.RowsLoaded, 0) << what;
+                EXPECT_EQ(report.RowsFailed(), report.RowsRead) << what;
+                EXPECT_NE(view.log.find(word), std::string::npos) << what;
+                EXPECT_NE(view.log.find(place.file), std::string::npos) << what;
+                EXPECT_FALSE(fs::exists(place.file + "-journal")) << what;
+            }
+        }
+    }
+}
+
 TEST_F(Ledger, AFullDiskLosesNoRowUntold) {
     const std::string file = (folder / "full.mdb").string();
     const std::string connection = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file;

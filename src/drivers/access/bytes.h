@@ -1,7 +1,9 @@
 #pragma once
-// Checked access to the bytes of a page or structure: no offset, length or count of a file is used
-// without passing here. A step outside is a BoundsError, which the caller that knows file and page
-// turns into a DataError (see WithPage in errors.h).
+// Checked access to the bytes of a page or structure (files/checked_bytes.h), and what the format
+// of Access needs besides. A BoundsError is turned into a DataError by the caller that knows file
+// and page (see WithPage in errors.h).
+
+#include "files/checked_bytes.h"
 
 #include "files/checked_bytes.h"
 

@@ -12,6 +12,8 @@
 #include "drivers/foxpro/write/container_tables.h"
 #include "drivers/foxpro/write/index_creator.h"
 #include "drivers/foxpro/write/table_creator.h"
+#include "files/file.h"
+#include "files/file_errors.h"
 #include "files/file_name.h"
 
 #include <algorithm>
@@ -77,12 +79,18 @@ std::vector<TableEntry> FoxProDatabase::Tables() {
             tables.push_back({std::move(view.name), "VIEW"});
         }
     } else {
-        for (const auto& entry : fs::directory_iterator(folder_)) {
-            const auto name = entry.path().filename().string();
-            if (HasExtension(name, kTableExtension) && entry.is_regular_file() &&
-                IsFreeTable(entry.path().string())) {
+        std::error_code error;
+        for (fs::directory_iterator entry(folder_, error), end; !error && entry != end;
+             entry.increment(error)) {
+            const auto name = entry->path().filename().string();
+            std::error_code unknown;
+            if (HasExtension(name, kTableExtension) && entry->is_regular_file(unknown) &&
+                IsFreeTable(entry->path().string())) {
                 tables.push_back({name.substr(0, name.size() - kTableExtension.size()), "TABLE"});
             }
+        }
+        if (error) {
+            throw file::SystemError(folder_, "listed", error.value());
         }
     }
     std::sort(tables.begin(), tables.end(), [](const TableEntry& left, const TableEntry& right) {

@@ -7,6 +7,7 @@
 
 #include "core/kinds.h"
 #include "core/session_state.h"
+#include "data/error_text.h"
 #include "engine/run_session.h"
 #include "shell/dialogs.h"
 #include "shell/main_window.h"
@@ -70,7 +71,7 @@ void Form14::Start() {
     } catch (const std::exception& error) {
         // A run logs its failures. What still gets here must not take the program
         // along.
-        TellStop(std::string("The run ended early.\n") + error.what(), "Error");
+        TellStop(std::string("The run ended early.\n") + ErrorText(error), "Error");
     }
     // A late line has no place to go: the page may be closed at any time from here.
     CurrentRunView = nullptr;

@@ -9,7 +9,8 @@
 namespace vantry {
 
 void CreateNewRepository(const std::string& folder) {
-    if (std::filesystem::exists(RepositoryFile(folder)) &&
+    std::error_code unknown;
+    if (std::filesystem::exists(RepositoryFile(folder), unknown) &&
         !AskYesNo(
             "The Repository Database Already exist.Are you Sure you want to OVERWRITE and Create a "
             "new Repository\nWARNING! All Existing Sessions will get lost",

@@ -10,6 +10,7 @@
 
 #include "core/session_state.h"
 #include "data/data_error.h"
+#include "data/error_text.h"
 #include "data/value_text.h"
 #include "repository/pages/create_repository.h"
 #include "repository/repository.h"
@@ -189,7 +190,7 @@ bool Form13::Save() {
         ui_->SesID->setText(QString::number(SaveSession(save)));
         return true;
     } catch (const std::exception& error) {
-        Tell(std::string("Unable to Save Session\n") + error.what(), "Error");
+        Tell(std::string("Unable to Save Session\n") + ErrorText(error), "Error");
         return false;
     }
 }

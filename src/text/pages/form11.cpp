@@ -10,6 +10,7 @@
 
 #include "core/route.h"
 #include "data/data_error.h"
+#include "data/error_text.h"
 #include "data/letter_case.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
@@ -204,7 +205,7 @@ void Form11::Next() {
         WriteSchemaIni(Folder(), ticked, format_->Qualifier(), kTextSourceScanRows);
     } catch (const std::exception& error) {
         Tell(std::string("Error while preparing Text Source. Please Contact Vantry Support\n") +
-             error.what());
+             ErrorText(error));
         return;
     }
     SourceConnStr = TextSourceConnectionString(Folder());

@@ -8,6 +8,7 @@
 
 #include "core/route.h"
 #include "data/data_error.h"
+#include "data/error_text.h"
 #include "shell/dialogs.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
@@ -105,7 +106,7 @@ void Form11Poll::Next() {
         Prepare();
     } catch (const std::exception& error) {
         Tell(std::string("Error while preparing Text Source. Please Contact Vantry Support\n") +
-             error.what());
+             ErrorText(error));
         return;
     }
     UnloadPage("Form11Poll");

@@ -7,6 +7,7 @@
 
 #include "text/pages/format_controls.h"
 
+#include "data/error_text.h"
 #include "shell/dialogs.h"
 #include "shell/qt_text.h"
 #include "text/pages/preview_model.h"
@@ -201,7 +202,7 @@ void FormatControls::Preview(const std::string& path) {
         }
     } catch (const std::exception& error) {
         preview_valid_ = false;
-        Tell(std::string("Error :") + error.what());
+        Tell(std::string("Error :") + ErrorText(error));
     }
 }
 

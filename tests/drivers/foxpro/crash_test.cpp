@@ -244,7 +244,8 @@ TEST_F(CrashTest, TwoWritersKeepOneTableWhole) {
                                             " AND n = " + std::to_string(number - 1));
                     }
                 }
-            } catch (...) {
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "in the child: %s\n", error.what());
                 ::_exit(1);
             }
             ::_exit(0);

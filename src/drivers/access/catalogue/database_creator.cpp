@@ -17,6 +17,7 @@
 #include "drivers/access/write_errors.h"
 #include "files/file.h"
 #include "files/file_errors.h"
+#include "files/journal.h"
 
 #include <unistd.h>
 
@@ -294,6 +295,9 @@ void CreateDatabaseFile(const std::string& path) {
     // file.
     const std::string temporary = path + ".new-" + std::to_string(::getpid());
     try {
+        for (const auto& left : {temporary, file::Journal::PathFor(temporary)}) {
+            file::RemoveFile(left);  // of a killed program that had our number
+        }
         {
             auto made = file::File::CreateNew(temporary, false);
             made.Write(0, SystemPages(kind).Bytes());

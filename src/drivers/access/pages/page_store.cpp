@@ -131,7 +131,7 @@ void PageStore::RequireWritable() {
     if (Header().version > kVersionNewest) {
         throw CannotWriteFile(Name(), "it is of a newer version than this program knows");
     }
-    if (std::filesystem::file_size(Path()) % PageSize() != 0) {
+    if (file::StampOf(Path()).value_or(file::FileStamp{}).size % PageSize() != 0) {
         throw CannotWriteFile(Name(),
                               "its size isn't a whole number of pages, so it is cut or damaged");
     }

@@ -83,7 +83,7 @@ TableFile::TableFile(const std::string& path,
                      const TableOptions& options,
                      std::span<const std::string> long_names)
     : path_(path), options_(options) {
-    if (fs::is_directory(path)) {
+    if (std::error_code unknown; fs::is_directory(path, unknown)) {
         throw CannotOpen(path, "it is a folder");
     }
     BringBackSidecars(path);
