@@ -93,6 +93,7 @@ private:
     std::string log_file_;
     std::optional<ProgramLock> lock_;
     std::unique_ptr<RunLogView> view_;
+    bool record_failed_ = false;
     int faults_ = 0;  // beside those of the tables: a record or a new name that couldn't be made
 };
 
@@ -211,11 +212,15 @@ RunnerExit SavedRun::Run() {
         }
         // None of the errors that a run logs by itself get here. The log gets its end all the same.
         code = kRunTableLost;
+        record_failed_ = true;
         AppendLog(ErrorText(error));
         FinishRunLog();
         Tell(ErrorText(error));
     }
-    lock_->SetMark(TableMayBeGone() ? ProgramLock::Mark::TableNotMade : ProgramLock::Mark::None);
+    // A table that was made and couldn't be recorded would stand in the next run's way.
+    lock_->SetMark(record_failed_     ? ProgramLock::Mark::Unfinished
+                   : TableMayBeGone() ? ProgramLock::Mark::TableNotMade
+                                      : ProgramLock::Mark::None);
     if (view_->LogFailed() && code == kRunWhole) {
         code = kRunWithErrors;
     }
@@ -279,8 +284,10 @@ void SavedRun::RunOnce() {
 void SavedRun::SaveRecord() {
     try {
         WithRepository([] { WriteRunRecord(); });
+        record_failed_ = false;
     } catch (const std::exception& error) {
         ++faults_;
+        record_failed_ = true;
         const std::string line =
             std::string("The run's record couldn't be written into the repository: ") +
             ErrorText(error);

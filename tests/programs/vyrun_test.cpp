@@ -2,6 +2,8 @@
 #include "programs/application.h"
 #include "repository/program_lock.h"
 #include "repository/saved_session.h"
+#include "repository/session_runner.h"
+#include "support/fault_plans.h"
 #include "support/session_steps.h"
 
 #include <gtest/gtest.h>
@@ -243,6 +245,25 @@ TEST(VYRun, AfterAKillTheNextRunGoesOnWhereNothingIsBroken) {
         EXPECT_TRUE(app.Log("killed").ends_with("*******( F.I.N.I.S.H )*********"));
     }
     EXPECT_GE(killed, 1);
+}
+
+// The table is made and loaded, and the disk of the repository is full: the next run must not find
+// its own table in its way.
+TEST(VYRun, ARunWhoseRecordCouldntBeWrittenIsKnownToTheNextOne) {
+    const Application app;
+    app.SaveOrders("unrecorded", 300);
+    {
+        FullDisk disk("epo.mdb", 1, 1'000'000);
+        const InstalledPlan installed(disk);
+        RunnerSurroundings surroundings;
+        surroundings.application_folder = app.Folder().Path().string();
+        surroundings.cancel_requested = [] { return false; };
+        surroundings.tell = [](const std::string&) {};
+        EXPECT_EQ(RunSavedSession(1, surroundings), kRunWithErrors);
+    }
+    const auto again = app.Run({"1"});
+    EXPECT_EQ(again.exit_code, 0) << again.errors << app.Log("unrecorded");
+    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 600);
 }
 
 // The moments between a change of the target and its record are too short to be hit by a kill: they

@@ -5,8 +5,6 @@
 
 #include "files/checked_bytes.h"
 
-#include "files/checked_bytes.h"
-
 #include <cstddef>
 #include <cstdint>
 

@@ -137,6 +137,14 @@ DataError CancelledWait() {
     return error;
 }
 
+DataError NothingAdded() {
+    return {
+        kErrUnspecified,
+        "The server took the statement and says that it has added no row. Look at the table, and "
+        "at what stands between this program and the server.",
+        kSource};
+}
+
 DataError ValuesChanged(const std::string& warnings, std::int64_t rows) {
     DataError error(kErrConversion,
                     "The rows were taken, but the server has changed values: " + warnings,

@@ -29,6 +29,8 @@ DataError NoTls();
 DataError PasswordNotProtected(const std::string& why);
 DataError NoAnswer(std::chrono::seconds limit);
 DataError CancelledWait();
+// The server took an INSERT of rows and counts none.
+DataError NothingAdded();
 // All of `rows` are in their table, some of their values changed: `warnings` says which.
 DataError ValuesChanged(const std::string& warnings, std::int64_t rows);
 DataError WrongParameterCount(std::size_t wanted, std::size_t given);

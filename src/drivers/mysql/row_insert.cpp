@@ -112,6 +112,10 @@ std::int64_t InsertRows(Session& session, const std::string& table, std::string_
     const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
     const auto warnings = mysql_warning_count(handle);
     DropFurtherResults(session);
+    // A server that says of rows that it has taken none of them isn't believed to have.
+    if (affected <= 0 && sql.find(" VALUES ") != std::string_view::npos) {
+        throw NothingAdded();
+    }
     if (warnings > 0) {
         session.GetWarnings().RequireUnchanged(session, affected);
     }

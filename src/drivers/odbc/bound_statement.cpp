@@ -82,7 +82,12 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
     link_->Check(result, statement_);
     SQLLEN affected = -1;
     SQLRowCount(statement_.Get(), &affected);
+    // One row was sent, whether the driver can count it or not.
+    const auto change = link_->ChangeIn(result, statement_, affected < 0 ? 1 : affected);
     link_->DropFurtherResults(statement_);
+    if (change) {
+        throw DataError(*change);
+    }
     return affected;
 }
 

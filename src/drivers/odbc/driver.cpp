@@ -38,14 +38,19 @@ public:
         RequireFits(sql);
         link_->Idle();
         const auto statement = link_->NewStatement();
+        SQLRETURN result = SQL_SUCCESS;
         try {
-            link_->ExecuteDirect(statement, sql);
+            result = link_->ExecuteDirect(statement, sql);
         } catch (const DataError& error) {
             throw WithArrivedRows(error, sql);
         }
         SQLLEN affected = -1;
         SQLRowCount(statement.Get(), &affected);
+        const auto change = link_->ChangeIn(result, statement, affected);
         link_->DropFurtherResults(statement);
+        if (change) {
+            throw DataError(*change);
+        }
         return affected;
     }
 

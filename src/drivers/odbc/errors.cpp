@@ -195,6 +195,23 @@ DataError StatementError(const std::vector<DiagnosticRecord>& records, const std
     return error;
 }
 
+// Text or bytes cut off, and digits. Drivers that keep an error's class for a remark are heard,
+// too.
+Loss LossIn(const DiagnosticRecord& record) {
+    if (record.state == "01S07") {
+        return Loss::Digits;
+    }
+    return record.state == "01004" || record.state.starts_with("22") ? Loss::Value : Loss::None;
+}
+
+DataError ValuesChanged(const std::string& remark, std::int64_t rows, const std::string& source) {
+    DataError error(kErrConversion,
+                    "The rows were taken, but values in them have been changed: " + remark,
+                    source);
+    error.SetArrivedRows(rows < 0 ? std::nullopt : std::optional(rows));
+    return error;
+}
+
 DataError NoAnswer(std::chrono::seconds limit, const std::string& source) {
     DataError error(kErrUnspecified,
                     "The server has not answered within " + std::to_string(limit.count()) +

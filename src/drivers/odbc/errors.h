@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +29,12 @@ DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::
 // Why a statement failed: the first record that is an error and no remark. Of a connection that
 // broke off it isn't known whether the rows have arrived.
 DataError StatementError(const std::vector<DiagnosticRecord>& records, const std::string& source);
+
+// What a remark behind a statement that went well says of the values that it wrote.
+enum class Loss { None, Digits, Value };
+Loss LossIn(const DiagnosticRecord& record);
+// The rows have arrived, but not as they were sent.
+DataError ValuesChanged(const std::string& remark, std::int64_t rows, const std::string& source);
 
 DataError NoAnswer(std::chrono::seconds limit, const std::string& source);
 DataError CancelledWait(const std::string& source);

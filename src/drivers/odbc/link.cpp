@@ -179,14 +179,31 @@ void Link::Prepare(const StatementHandle& statement, std::string_view sql) const
           statement);
 }
 
-void Link::ExecuteDirect(const StatementHandle& statement, std::string_view sql) const {
+SQLRETURN Link::ExecuteDirect(const StatementHandle& statement, std::string_view sql) const {
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
     const AnswerWatch::Wait wait(watch_);
-    Check(wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
-               : SQLExecDirect(statement.Get(), text.Narrow(), length),
-          statement);
+    const auto result = wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
+                             : SQLExecDirect(statement.Get(), text.Narrow(), length);
+    Check(result, statement);
+    return result;
+}
+
+std::optional<DataError> Link::ChangeIn(SQLRETURN result,
+                                        const StatementHandle& statement,
+                                        std::int64_t rows) {
+    if (result != SQL_SUCCESS_WITH_INFO) {
+        return std::nullopt;
+    }
+    for (const auto& record :
+         ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls)) {
+        const auto loss = LossIn(record);
+        if (loss == Loss::Value || (loss == Loss::Digits && told_.insert(record.text).second)) {
+            return Masked(ValuesChanged(record.text, rows, source_));
+        }
+    }
+    return std::nullopt;
 }
 
 void Link::ListTables(const StatementHandle& statement) const {

@@ -7,7 +7,10 @@
 #include "drivers/odbc/handles.h"
 #include "drivers/odbc/translation.h"
 
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,7 +56,14 @@ public:
     // Each throws the driver's error. Statements travel in the form that the driver has.
     StatementHandle NewStatement() const;
     void Prepare(const StatementHandle& statement, std::string_view sql) const;
-    void ExecuteDirect(const StatementHandle& statement, std::string_view sql) const;
+    SQLRETURN ExecuteDirect(const StatementHandle& statement, std::string_view sql) const;
+    // Behind the execution of a statement that added or changed `rows` rows, which gave `result`:
+    // what is to be thrown if the driver remarks that a value is another one in the table. For
+    // every statement if a text was cut, once for each remark if only digits behind the last
+    // decimal were lost. `rows` below 0: the driver can't count them.
+    std::optional<DataError> ChangeIn(SQLRETURN result,
+                                      const StatementHandle& statement,
+                                      std::int64_t rows);
     // Tables and views of the current catalogue.
     void ListTables(const StatementHandle& statement) const;
     // What stands around a name; a blank where the source has no such thing.
@@ -87,6 +97,7 @@ private:
     Tuning tuning_;
     Traits traits_;
     std::string source_;
+    std::set<std::string> told_;        // of lost digits
     std::vector<std::string> secrets_;  // that no error may repeat
     Streamer* streamer_ = nullptr;
 };

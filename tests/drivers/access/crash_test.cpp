@@ -287,6 +287,40 @@ TEST(AccessCrash, SigkillAtRandomMomentsLosesNoStatement) {
     EXPECT_EQ(std::vector<std::string>(), trials.wrong);
 }
 
+// A long load has made the file grow far ahead of what it committed: the next writer finds none of
+// that in the file.
+TEST(AccessCrash, AKilledLoadLosesNoPages) {
+    Trials trials;
+    std::mt19937 random(11);
+    int grown = 0;
+    for (int kills = FromEnvironment("VANTRY_KILLS", 12); kills > 0; --kills) {
+        trials.Put(EmptyDatabase());
+        {
+            test::NoSync plan;
+            const test::InstalledPlan installed(plan);
+            Opened(trials.path).Create(kBulkTable, {Column("text", "TEXT", 255)});
+        }
+        RunChild(
+            [&](const Report& report) {
+                Opened opened(trials.path);
+                opened.file->store->ExpectManyRows();
+                report();
+                BulkLoad(opened, 0, 200'000);
+            },
+            [&](pid_t child) {
+                ::usleep(static_cast<useconds_t>(20'000 + random() % 150'000));
+                ::kill(child, SIGKILL);
+            });
+        const auto killed_with = std::filesystem::file_size(trials.path);
+        Opened opened(trials.path);
+        grown += std::filesystem::file_size(trials.path) < killed_with ? 1 : 0;
+        BulkLoad(opened, 0, 1);
+        trials.Note("killed", Faults(trials.path));
+    }
+    EXPECT_EQ(std::vector<std::string>(), trials.wrong);
+    EXPECT_GT(grown, 0) << "the test needs kills of files that had grown";
+}
+
 // ---- Power failure
 
 struct Recording {

@@ -104,6 +104,13 @@ TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
     }
 }
 
+TEST(BadMySqlServer, AnInsertOfWhichTheServerCountsNoRowHasNotLoadedAny) {
+    for (const auto& counted : {"\0"s, "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s}) {
+        const ScriptedServer server({.answer = Packet(1, "\0"s + counted + "\0\2\0\0\0"s)});
+        ExpectError("no row", [&] { ConnectTo(server)->Execute("INSERT INTO `t`(a) VALUES (1)"); });
+    }
+}
+
 TEST(BadMySqlServer, AnswersToPreparedStatementsThatLieEndInAnError) {
     constexpr unsigned char kFloat = 4;
     const auto prepared = [](char columns, std::string_view parameters) {

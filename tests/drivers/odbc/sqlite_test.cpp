@@ -4,10 +4,63 @@
 #include "data/value_convert.h"
 #include "drivers/odbc/odbc_fixture.h"
 
+#include <dlfcn.h>
 #include <malloc.h>
+#include <sql.h>
+#include <sqlext.h>
 
+#include <cstdio>
 #include <fstream>
+#include <optional>
 #include <random>
+
+namespace {
+
+// What the driver is made to remark behind the next statements; nothing: what it says itself.
+struct Remark {
+    const char* state;
+    const char* text;
+};
+std::optional<Remark> planted_remark;
+
+template <typename Function>
+Function Next(Function, const char* name) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+SQLRETURN WithRemark(SQLRETURN result) {
+    return planted_remark && result == SQL_SUCCESS ? SQLRETURN{SQL_SUCCESS_WITH_INFO} : result;
+}
+
+}  // namespace
+
+// Stand before the driver manager's own: no driver on a test machine changes a value and says so.
+extern "C" SQLRETURN SQL_API SQLExecute(SQLHSTMT statement) {
+    static const auto next = Next(&SQLExecute, "SQLExecute");
+    return WithRemark(next(statement));
+}
+extern "C" SQLRETURN SQL_API SQLExecDirect(SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length) {
+    static const auto next = Next(&SQLExecDirect, "SQLExecDirect");
+    return WithRemark(next(statement, text, length));
+}
+extern "C" SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT kind,
+                                           SQLHANDLE handle,
+                                           SQLSMALLINT number,
+                                           SQLCHAR* state,
+                                           SQLINTEGER* native,
+                                           SQLCHAR* text,
+                                           SQLSMALLINT room,
+                                           SQLSMALLINT* length) {
+    static const auto next = Next(&SQLGetDiagRec, "SQLGetDiagRec");
+    if (!planted_remark || kind != SQL_HANDLE_STMT || number != 1) {
+        return next(kind, handle, number, state, native, text, room, length);
+    }
+    std::snprintf(reinterpret_cast<char*>(state), 6, "%s", planted_remark->state);
+    *native = 0;
+    *length = static_cast<SQLSMALLINT>(std::snprintf(
+        reinterpret_cast<char*>(text), static_cast<std::size_t>(room), "%s", planted_remark->text));
+    return SQL_SUCCESS;
+}
 
 namespace vantry::test {
 namespace {
@@ -54,6 +107,42 @@ TEST_F(SqliteTest, ValuesKeepWhatTheyAreWhateverTheirColumnsSay) {
     EXPECT_EQ(Shown(rows[3]),
               "number:1.5 | number:1E+300 | text: | moment:2020-01-01 00:00:00 | null | bytes:0 | "
               "bool:False");
+}
+
+// A value that the server changed is an error of its statement, and the row counts as arrived;
+// lost digits are told once, other remarks not at all.
+TEST_F(SqliteTest, WhatADriverRemarksOnChangedValuesIsAnError) {
+    const auto connection = Open();
+    connection->Execute("create table t (v varchar(3))");
+    const std::vector<ParameterInfo> infos(1);
+    const auto insert = connection->Prepare("insert into t values (?)", infos);
+    const std::vector<Cell> row{Cell::Text("long")};
+    struct Case {
+        Remark remark;
+        bool first;
+        bool again;
+    };
+    for (const auto& [remark, first, again] :
+         {Case{{"01004", "right truncation"}, true, true},
+          Case{{"22001", "cut off"}, true, true},
+          Case{{"01S07", "fraction of column v"}, true, false},
+          Case{{"01000", "changed database context"}, false, false}}) {
+        for (const bool prepared : {true, false}) {
+            for (const bool expected : {first && (prepared || again), again}) {
+                planted_remark = remark;
+                const auto error = ErrorOf([&] {
+                    EXPECT_EQ(prepared ? insert->Execute(row)
+                                       : connection->Execute("insert into t values ('long')"),
+                              1);
+                });
+                planted_remark.reset();
+                EXPECT_EQ(expected, error.Description().find(remark.text) != std::string::npos)
+                    << remark.state << prepared << error.Description();
+                EXPECT_EQ(error.ArrivedRows(), expected ? 1 : 0);
+            }
+        }
+    }
+    EXPECT_EQ(One(*connection, "select count(*) from t"), "16");
 }
 
 TEST_F(SqliteTest, NamesAndTextsOutsideOfTheLocaleGoThroughUnchanged) {
