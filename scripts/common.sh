@@ -41,7 +41,7 @@ telling_progress() {
 BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev unixodbc-dev qt6-base-dev libssl-dev
                 libexpat1-dev libicu-dev nlohmann-json3-dev)
 TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
-               libsqliteodbc odbc-postgresql odbcinst unixodbc mdbtools gdal-bin python3-dbfread sqlite3 python3 xvfb xauth xdotool openbox
+               libsqliteodbc odbc-postgresql postgresql odbcinst unixodbc mdbtools gdal-bin python3-dbfread sqlite3 python3 xvfb xauth xdotool openbox
                fonts-dejavu-core locales)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 TIDY_PACKAGES=(clang-tidy)

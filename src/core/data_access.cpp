@@ -379,8 +379,7 @@ Parameter& Parameters::operator[](std::int32_t index) {
     return items_[static_cast<std::size_t>(index)];
 }
 
-void Command::Execute() {
-    auto& items = Parameters.items_;
+void Command::Connect() {
     if (!connection_ || connected_to_ != ActiveConnection) {
         statement_.reset();
         connection_ = ConnectByString(ActiveConnection);
@@ -389,21 +388,42 @@ void Command::Execute() {
             connection_->ExpectManyRows();
         }
     }
-    if (items.empty()) {
-        connection_->Execute(CommandText);
-        return;
-    }
-    values_.clear();
+}
+
+// Text and types are compared at each call: a server's prepared statement has its types fixed.
+bool Command::IsPrepared() const {
+    const auto& items = Parameters.items_;
     bool same =
         statement_ && prepared_text_ == CommandText && prepared_types_.size() == items.size();
-    // Text and types are compared at each call: a server's prepared statement has its types fixed.
+    for (std::size_t k = 0; same && k < items.size(); ++k) {
+        same = prepared_types_[k] == items[k].Type;
+    }
+    return same;
+}
+
+void Command::Prepare() {
+    std::vector<ParameterInfo> infos;
+    prepared_types_.clear();
+    for (const auto& item : Parameters.items_) {
+        infos.push_back({item.Type, item.Size, item.Precision, item.NumericScale});
+        prepared_types_.push_back(item.Type);
+    }
+    // The old statement ends first: some servers have one at a time for a connection.
+    statement_.reset();
+    statement_ = connection_->Prepare(CommandText, infos);
+    prepared_text_ = CommandText;
+}
+
+// Into values_. They are used up also when the row isn't sent, so that no value of this row gets
+// into the next.
+void Command::TakeValues() {
+    auto& items = Parameters.items_;
+    values_.clear();
     std::size_t missing = items.size();
     for (std::size_t k = 0; k < items.size(); ++k) {
-        same = same && prepared_types_[k] == items[k].Type;
         if (items[k].value_.IsUnset()) {
             missing = std::min(missing, k);
         }
-        // Used up also when the row isn't sent, so that no value of this row gets into the next.
         values_.push_back(items[k].value_);
         items[k].value_ = Cell();
     }
@@ -413,19 +433,41 @@ void Command::Execute() {
                             std::to_string(missing + 1) + " of " + std::to_string(items.size()) +
                             " has none, so the row isn't sent.");
     }
-    if (!same) {
-        std::vector<ParameterInfo> infos;
-        prepared_types_.clear();
-        for (const auto& item : items) {
-            infos.push_back({item.Type, item.Size, item.Precision, item.NumericScale});
-            prepared_types_.push_back(item.Type);
-        }
-        // The old statement ends first: some servers have one at a time for a connection.
-        statement_.reset();
-        statement_ = connection_->Prepare(CommandText, infos);
-        prepared_text_ = CommandText;
+}
+
+void Command::Execute() {
+    Connect();
+    if (Parameters.items_.empty()) {
+        connection_->Execute(CommandText);
+        return;
+    }
+    const bool prepared = IsPrepared();
+    TakeValues();
+    if (!prepared) {
+        Prepare();
     }
     statement_->Execute(values_);
+}
+
+std::size_t Command::MostKept() {
+    Connect();
+    if (!IsPrepared()) {
+        Prepare();
+    }
+    return statement_->MostKept();
+}
+
+Statement::Keeping Command::Keep() {
+    TakeValues();
+    const auto keeping = statement_->Keep(values_);
+    for (std::size_t k = 0; keeping != Statement::Keeping::Kept && k < values_.size(); ++k) {
+        Parameters.items_[k].value_ = values_[k];
+    }
+    return keeping;
+}
+
+void Command::SendKept(RowOutcomes& outcomes) {
+    statement_->SendKept(outcomes);
 }
 
 void Command::Settle() {

@@ -213,11 +213,27 @@ public:
     // parameters' values up: each must be set again before the next. A parameter without a value is
     // an error of this call.
     void Execute();
+    // ---- Rows that travel together
+
+    // So many rows may be kept back by Keep, 1 where each must go by Execute. Prepares.
+    std::size_t MostKept();
+    // In place of Execute, behind a MostKept of several: keeps a copy of the row that the
+    // parameters' values are. When it isn't kept, they are still there.
+    Statement::Keeping Keep();
+    // Sends the rows that are kept; one outcome a row, an error being what Execute would have
+    // thrown.
+    void SendKept(RowOutcomes& outcomes);
+
     // After the last call: flushes, and throws what went wrong with rows that Execute had taken;
     // the error says how many are lost.
     void Settle();
 
 private:
+    void Connect();
+    bool IsPrepared() const;
+    void Prepare();
+    void TakeValues();
+
     std::shared_ptr<DriverConnection> connection_;
     std::string connected_to_;
     std::unique_ptr<Statement> statement_;

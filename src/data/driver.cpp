@@ -10,4 +10,12 @@ void Driver::CreateDatabase(const ConnectionString&) {
     throw DataError(kErrUnspecified, "This kind of database can't be created from here.");
 }
 
+Statement::Keeping Statement::Keep(std::span<const Cell> /*values*/) {
+    return Keeping::Alone;
+}
+
+void Statement::SendKept(RowOutcomes& outcomes) {
+    outcomes.clear();
+}
+
 }  // namespace vantry

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -54,6 +55,9 @@ public:
     virtual DataError FieldError(std::size_t column) const;
 };
 
+// What became of rows: nothing for those that the data source has.
+using RowOutcomes = std::vector<std::optional<DataError>>;
+
 // A prepared statement with positional parameters.
 class Statement {
 public:
@@ -61,6 +65,20 @@ public:
     // One value a parameter, none of them Unset or Unreadable. Returns the count of rows affected.
     // When it returns, the values are used up and the row is the data source's to keep.
     virtual std::int64_t Execute(std::span<const Cell> values) = 0;
+
+    // ---- Rows that travel together, where the data source says truly what became of each
+
+    // So many rows may be kept back at most; 1: each goes by Execute.
+    virtual std::size_t MostKept() const { return 1; }
+    enum class Keeping : std::uint8_t {
+        Kept,  // a copy of the row
+        Full,  // not the row: it finds room only when those that are kept are sent
+        Alone  // not the row: it has to go by Execute, behind those that are kept
+    };
+    virtual Keeping Keep(std::span<const Cell> values);
+    // Sends the rows that are kept, in their order; none is kept afterwards. One outcome a row, of
+    // which an error is what Execute would have thrown. Each row is stored or not by itself.
+    virtual void SendKept(RowOutcomes& outcomes);
 };
 
 // Adds rows to the columns of a SELECT.

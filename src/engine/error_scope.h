@@ -40,6 +40,8 @@ public:
     bool LastError = false;
     // The target was taken away or replaced: what it had is gone, and the walk is given up.
     bool TargetLost = false;
+    // So many errors are left, of which the last one gives the walk up.
+    int ErrorsLeft() const { return limit_ - ErrorCount; }
     // Rows that had been sent well and that a later failure took back.
     std::int64_t LostRows = 0;
 

@@ -3,10 +3,20 @@
 // The statement is prepared by its first execution and takes new values by reference after that: no
 // value is copied between the source's row and the driver. A parameter holds its value for one
 // execution only, so a field that failed leaves its parameter empty instead of the row before's.
+//
+// Rows that go together are told as if each had gone by itself: their lines, counts and hand-overs
+// come in the order of the rows, and before those of a row that the source couldn't give. Easy to
+// get wrong: the window is let in while rows are still kept, or a cancel would find them sent, so
+// those hand-overs are taken off when the rows' outcomes are known; and the row that the source
+// stands on is shown only when the step behind it has gone well.
 
 #include "core/table_names.h"
 #include "data/value_convert.h"
 #include "engine/row_loader.h"
+
+#include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -109,9 +119,50 @@ bool StatementRows::TakeRow() {
     // The fields of a source that couldn't be opened can't be walked: that is an error of each row.
     scope([] { SrcRS->Fields(); });
     for (auto& column : columns_) {
-        scope([&] { column.bind(column); });
+        scope([&] {
+            try {
+                column.bind(column);
+            } catch (...) {
+                SendKept(false);  // their lines come before this row's
+                throw;
+            }
+        });
     }
     ++load_.rows.read;
+    bool known = !scope.RowOK || SendOrKeep();
+    scope([&] {
+        try {
+            SrcRS->MoveNext();
+        } catch (...) {
+            if (!known) {
+                SendKept(true);
+                known = true;
+            }
+            throw;
+        }
+    });
+    if (known) {
+        ShowAndHandOver();
+    } else {
+        HandOverAhead();
+    }
+    if (CancelRequested()) {
+        SendKept(false);
+        return false;
+    }
+    return true;
+}
+
+void StatementRows::End() {
+    SendKept(false);
+    load_.scope([&] { command_.Settle(); });
+}
+
+void StatementRows::Settle() {
+    command_.Settle();
+}
+
+void StatementRows::SendRow(std::optional<DataError> refusal) {
     bool again = false;
     Send([&] {
         if (again) {  // values are used up by a call, also by one that is refused
@@ -120,20 +171,122 @@ bool StatementRows::TakeRow() {
             }
         }
         again = true;
+        if (const auto error = std::exchange(refusal, std::nullopt)) {
+            throw DataError(*error);
+        }
         command_.Execute();
     });
-    scope([] { SrcRS->MoveNext(); });
+}
+
+// ---- Rows that are kept back to go together
+
+// Never more than errors are left: then only a block's last row can be the one that gives the table
+// up, and no row behind it was sent.
+std::size_t StatementRows::RoomForRows() {
+    const auto left = static_cast<std::size_t>(std::max(load_.scope.ErrorsLeft(), 1));
+    const auto room = std::min(block_rows_, left);
+    if (room > 1 && most_kept_ == 0) {
+        most_kept_ = command_.MostKept();
+    }
+    return most_kept_ == 0 ? room : std::min(room, most_kept_);
+}
+
+bool StatementRows::SendOrKeep() {
+    bool kept = false;
+    std::optional<DataError> refusal;  // no statement could be had, or not with these values
+    try {
+        kept = most_kept_ != 1 && (!kept_.empty() || RoomForRows() > 1) && KeepRow();
+    } catch (const DataError& error) {
+        refusal = error;
+    }
+    if (!kept) {
+        if (refusal) {
+            SendKept(false);
+        }
+        SendRow(std::move(refusal));
+        Grow(load_.scope.RowOK);
+        return true;
+    }
+    constexpr std::chrono::milliseconds kLongest{500};  // a slow source must not hold rows back
+    const auto now = std::chrono::steady_clock::now();
+    if (kept_.size() == 1) {
+        first_kept_ = now;
+    }
+    if (kept_.size() < RoomForRows() && now - first_kept_ < kLongest) {
+        return false;
+    }
+    SendKept(true);
+    return true;
+}
+
+bool StatementRows::KeepRow() {
+    auto keeping = command_.Keep();
+    if (keeping != Statement::Keeping::Kept && !kept_.empty()) {
+        SendKept(false);
+        if (keeping == Statement::Keeping::Full) {
+            keeping = command_.Keep();
+        }
+    }
+    if (keeping != Statement::Keeping::Kept) {
+        return false;
+    }
+    kept_.push_back(load_.rows.read);
+    return true;
+}
+
+void StatementRows::SendKept(bool on_last) {
+    if (kept_.empty()) {
+        return;
+    }
+    const bool row_ok = load_.scope.RowOK;
+    const auto read = load_.rows.read;
+    const auto rows = std::exchange(kept_, {});
+    const auto errors = load_.scope.ErrorCount;
+    command_.SendKept(outcomes_);
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+        load_.rows.read = rows[k];
+        load_.scope.RowOK = true;
+        SendRows(1, [&] {
+            if (outcomes_[k]) {
+                throw DataError(*outcomes_[k]);
+            }
+        });
+        if (k + 1 < rows.size() || !on_last) {
+            ShowAndHandOver();
+        }
+    }
+    load_.rows.read = read;
+    Grow(load_.scope.ErrorCount == errors);
+    if (!on_last) {
+        load_.scope.RowOK = row_ok;
+    }
+}
+
+// Behind a refused row the next ones are tried in small blocks: where one is bad, many often are.
+void StatementRows::Grow(bool all_well) {
+    block_rows_ = all_well ? std::min(block_rows_ * 2, kMostTogether) : 1;
+}
+
+void StatementRows::ShowAndHandOver() {
     ShowRow(load_);
-    HandOver(load_);
-    return !CancelRequested();
+    if (load_.rows.loaded % kRowsPerHandOver != 0) {
+        return;
+    }
+    if (ahead_ > 0) {
+        --ahead_;
+    } else if (!CancelRequested()) {
+        CurrentRunView->DoEvents();
+    }
 }
 
-void StatementRows::End() {
-    load_.scope([&] { command_.Settle(); });
-}
-
-void StatementRows::Settle() {
-    command_.Settle();
+void StatementRows::HandOverAhead() {
+    const auto loaded = load_.rows.loaded;
+    const auto with_kept = loaded + static_cast<std::int64_t>(kept_.size());
+    const auto due = with_kept / kRowsPerHandOver - loaded / kRowsPerHandOver;
+    if (with_kept % kRowsPerHandOver == 0 && due > ahead_) {
+        ++ahead_;
+        CurrentRunView->DoEvents();
+    }
 }
 
 }  // namespace vantry

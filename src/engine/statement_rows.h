@@ -1,9 +1,14 @@
 #pragma once
-// Rows through one prepared INSERT with a parameter a column, executed once a row: each row is a
-// statement of its own, its error is known when Execute returns, and the row is judged by it.
+// Rows through one prepared INSERT with a parameter a column. Each row is a statement of its own
+// and is judged by its own outcome, whether it goes by itself or, where the driver can do that,
+// together with others (Command::Keep): log, counts and the rows of the target are the same.
 
 #include "engine/table_load.h"
 
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,9 +39,36 @@ private:
     // One for each field of the source, with its type, size, precision and scale.
     void AppendParameters();
 
+    // ---- Rows that are kept back to go together
+
+    // How many may be kept at this row; 1: it goes by itself.
+    std::size_t RoomForRows();
+    // Sends the row on which the source stands, or keeps it; true when its outcome is known.
+    bool SendOrKeep();
+    bool KeepRow();
+    // Once more where another program holds the target; `refusal` is the first try's, if it had
+    // one.
+    void SendRow(std::optional<DataError> refusal);
+    // Sends the rows that are kept and tells what became of each. The source stands behind them, or
+    // with `on_last` on the last of them, which is then shown by the walk.
+    void SendKept(bool on_last);
+    void Grow(bool all_well);
+    // Behind a row whose outcome is known.
+    void ShowAndHandOver();
+    // Behind a row that is kept: as if it and all before it were loaded.
+    void HandOverAhead();
+
     std::string insert_;
     Command command_;
     std::vector<Column> columns_;
+    std::vector<std::int64_t> kept_;  // the rows' numbers
+    RowOutcomes outcomes_;
+    std::size_t most_kept_ = 0;  // by the driver; 0 is unknown
+    std::size_t block_rows_ = kMostTogether;
+    int ahead_ = 0;  // hand-overs that came before their row's outcome
+    std::chrono::steady_clock::time_point first_kept_;
+
+    static constexpr std::size_t kMostTogether = 50;
 };
 
 // Behind a row of LoadRowsGeneric: counts it if it went well, moves label and bar.

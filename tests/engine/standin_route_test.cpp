@@ -13,10 +13,7 @@ namespace {
 
 class StandInRoute : public RunTest {
 protected:
-    static PrivateOdbc& Registry() {
-        static PrivateOdbc registry;
-        return registry;
-    }
+    static PrivateOdbc& Registry() { return PrivateOdbc::OfProcess(); }
     void SetUp() override {
         if (const auto missing = PrivateOdbc::Missing("libsqlite3odbc.so", "libsqliteodbc");
             !missing.empty()) {

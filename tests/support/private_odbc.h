@@ -27,6 +27,12 @@ public:
     PrivateOdbc(const PrivateOdbc&) = delete;
     PrivateOdbc& operator=(const PrivateOdbc&) = delete;
 
+    // One for all tests of the process: a second object would take the files from the first.
+    static PrivateOdbc& OfProcess() {
+        static PrivateOdbc registry;
+        return registry;
+    }
+
     // Replaces all that is registered.
     void Register(const std::vector<Entry>& drivers, const std::vector<Entry>& sources = {}) {
         folder_.Write("odbcinst.ini", IniText(drivers));

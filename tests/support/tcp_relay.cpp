@@ -45,7 +45,10 @@ struct TcpRelay::Link {
     int server = -1;
     std::string unread;  // of the client's packets
 
+    // Somebody in this process may hold a copy of the descriptors.
     void Close() const {
+        shutdown(client, SHUT_RDWR);
+        shutdown(server, SHUT_RDWR);
         close(client);
         close(server);
     }

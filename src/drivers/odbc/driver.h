@@ -14,6 +14,7 @@ namespace vantry::odbc {
 struct Tuning {
     std::size_t block_rows = 100;          // fetched by one call at most
     std::size_t block_bytes = 1 << 20;     // of one block; wide rows come in smaller blocks
+    std::size_t sent_rows = 50;            // by one execution at most, where a driver can
     std::size_t bound_bytes = 16'384;      // columns of wider values are read in pieces
     std::size_t piece_bytes = 65'536;      // of a long value, in both directions
     bool utf16_text = false;               // also with drivers whose bytes are UTF-8

@@ -143,12 +143,13 @@ const DiagnosticRecord& FirstError(const std::vector<DiagnosticRecord>& records)
     return error != records.end() ? *error : records.front();
 }
 
-}  // namespace
-
-std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, bool wide) {
+std::vector<DiagnosticRecord> ReadRecords(short handle_kind,
+                                          void* handle,
+                                          bool wide,
+                                          std::size_t most) {
     std::vector<DiagnosticRecord> records;
     DiagnosticRecord record;
-    for (SQLSMALLINT number = 1; records.size() < kMostRecords; ++number) {
+    for (SQLSMALLINT number = 1; records.size() < most; ++number) {
         const bool found =
             wide ? ReadRecord<SQLWCHAR>(SQLGetDiagRecW, handle_kind, handle, number, record)
                  : ReadRecord<SQLCHAR>(SQLGetDiagRec, handle_kind, handle, number, record);
@@ -158,6 +159,31 @@ std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, b
         records.push_back(record);
     }
     return records;
+}
+
+}  // namespace
+
+std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, bool wide) {
+    return ReadRecords(handle_kind, handle, wide, kMostRecords);
+}
+
+std::vector<DiagnosticRecord> ReadBlockDiagnostics(void* statement, bool wide, std::size_t rows) {
+    auto records = ReadRecords(SQL_HANDLE_STMT, statement, wide, kMostRecords + 4 * rows);
+    for (std::size_t k = 0; k < records.size(); ++k) {
+        SQLLEN row = 0;
+        const auto number = static_cast<SQLSMALLINT>(k + 1);
+        const auto read = SQLGetDiagField(
+            SQL_HANDLE_STMT, statement, number, SQL_DIAG_ROW_NUMBER, &row, 0, nullptr);
+        // FreeTDS writes but four bytes of it.
+        records[k].row = SQL_SUCCEEDED(read) && row > 0 ? static_cast<std::size_t>(row) : 0;
+    }
+    return records;
+}
+
+bool IsAnswerLost(const std::vector<DiagnosticRecord>& records) {
+    return std::any_of(records.begin(), records.end(), [](const DiagnosticRecord& record) {
+        return IsAnswerLost(record);
+    });
 }
 
 DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::string& source) {

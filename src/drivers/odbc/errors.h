@@ -17,11 +17,14 @@ struct DiagnosticRecord {
     std::string state;  // five characters
     int native = 0;
     std::string text;
+    std::size_t row = 0;  // of a block of parameters, from 1 on; 0 is unknown
 };
 
 // All records of a handle, in the driver's order. `wide`: the driver was connected by the UTF-16
 // call.
 std::vector<DiagnosticRecord> ReadDiagnostics(short handle_kind, void* handle, bool wide);
+// The same of a statement that had a block of so many rows, with the row of each record.
+std::vector<DiagnosticRecord> ReadBlockDiagnostics(void* statement, bool wide, std::size_t rows);
 
 // Why a connection failed. Drivers spread the cause over several records and end with one that says
 // nothing: all that say something are in the text, each once.
@@ -29,6 +32,8 @@ DataError ConnectError(const std::vector<DiagnosticRecord>& records, const std::
 // Why a statement failed: the first record that is an error and no remark. Of a connection that
 // broke off it isn't known whether the rows have arrived.
 DataError StatementError(const std::vector<DiagnosticRecord>& records, const std::string& source);
+// Whether one of them says that the connection broke off.
+bool IsAnswerLost(const std::vector<DiagnosticRecord>& records);
 
 // What a remark behind a statement that went well says of the values that it wrote.
 enum class Loss { None, Digits, Value };

@@ -111,6 +111,10 @@ void Link::LearnTraits(const std::string& library) {
     // are the faster form by far; a driver without wide calls has no other.
     const bool utf8_bytes = (is("maodbc") || is("tdsodbc")) && !tuning_.utf16_text;
     traits_.utf8_text = utf8_bytes || !traits_.wide_calls;
+    traits_.blocks = BlocksOf(driver);
+    if (traits_.blocks == Blocks::None) {
+        traits_.blocks = BlocksOf(library);
+    }
     SQLUSMALLINT statements = 0;
     SQLGetInfo(
         handle_.Get(), SQL_MAX_CONCURRENT_ACTIVITIES, &statements, sizeof statements, nullptr);
@@ -277,8 +281,26 @@ DataError Link::WithReason(DataError error) const {
 }
 
 DataError Link::ErrorOf(const StatementHandle& statement) const {
-    return WithReason(Masked(StatementError(
-        ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls), source_)));
+    return ErrorOf(ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls));
+}
+
+DataError Link::ErrorOf(const std::vector<DiagnosticRecord>& records) const {
+    return WithReason(Masked(StatementError(records, source_)));
+}
+
+void Link::CommitEach(bool each) const {
+    const auto value = AsAttribute(each ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF);
+    if (!SQL_SUCCEEDED(SQLSetConnectAttr(handle_.Get(), SQL_ATTR_AUTOCOMMIT, value, 0))) {
+        throw ErrorOf(ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), traits_.wide_calls));
+    }
+}
+
+void Link::EndTransaction(bool commit) const {
+    const AnswerWatch::Wait wait(watch_);
+    const auto how = static_cast<SQLSMALLINT>(commit ? SQL_COMMIT : SQL_ROLLBACK);
+    if (!SQL_SUCCEEDED(SQLEndTran(SQL_HANDLE_DBC, handle_.Get(), how))) {
+        throw ErrorOf(ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), traits_.wide_calls));
+    }
 }
 
 void Link::Idle() {

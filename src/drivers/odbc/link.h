@@ -3,7 +3,9 @@
 
 #include "data/answer_watch.h"
 #include "data/connection_string.h"
+#include "drivers/odbc/block_rules.h"
 #include "drivers/odbc/driver.h"
+#include "drivers/odbc/errors.h"
 #include "drivers/odbc/handles.h"
 #include "drivers/odbc/translation.h"
 
@@ -26,6 +28,7 @@ struct Traits {
     bool wide_calls = true;  // statements and names travel as UTF-16
     bool utf8_text = false;  // SQL_C_CHAR is UTF-8, whatever the locale; else SQL_C_WCHAR is used
     bool one_statement = false;  // no second statement while rows are being read
+    Blocks blocks = Blocks::None;
     bool rereads_bound = false;  // a bound field of the current row can be read again in pieces
 };
 
@@ -74,6 +77,11 @@ public:
     // The one check of all calls: throws what the statement's diagnostics say. No data is no error.
     void Check(SQLRETURN result, const StatementHandle& statement) const;
     DataError ErrorOf(const StatementHandle& statement) const;
+    DataError ErrorOf(const std::vector<DiagnosticRecord>& records) const;
+    // Whether statements commit by themselves, as they do unless they are told not to.
+    void CommitEach(bool each) const;
+    // Ends the transaction of statements that don't.
+    void EndTransaction(bool commit) const;
 
     // Makes the connection free for a statement where it can carry only one.
     void Idle();

@@ -1,9 +1,10 @@
 #pragma once
 // The values of a prepared statement's parameters: cells of any kind, sent in the type that the
-// parameter was given.
+// parameter was given. Either one row, or several that are kept for one execution.
 
 #include "data/driver.h"
 #include "drivers/odbc/link.h"
+#include "drivers/odbc/parameter_value.h"
 
 #include <cstddef>
 #include <span>
@@ -16,13 +17,18 @@ namespace vantry::odbc {
 
 class Parameters {
 public:
+    // At most `block_rows` rows are kept together.
     Parameters(const Link& link,
                const StatementHandle& statement,
-               std::span<const ParameterInfo> infos);
+               std::span<const ParameterInfo> infos,
+               std::size_t block_rows);
     Parameters(const Parameters&) = delete;
     Parameters& operator=(const Parameters&) = delete;
 
     std::size_t Count() const { return slots_.size(); }
+
+    // ---- One row, while none is kept
+
     // Small values are copied, long ones looked at until SendLongValues is done.
     void Set(std::size_t parameter, const Cell& value);
     // Whether a parameter that had a short value before has a long one now, since the last call.
@@ -31,62 +37,50 @@ public:
     // the statement itself.
     SQLRETURN SendLongValues();
 
-private:
-    // How a parameter is bound; binding again costs a driver more than a value.
-    struct Shape {
-        SQLSMALLINT c_type = 0;
-        SQLSMALLINT sql_type = 0;
-        SQLULEN size = 0;
-        SQLSMALLINT digits = 0;
-        SQLPOINTER data = nullptr;
+    // ---- Several rows
 
-        friend bool operator==(const Shape&, const Shape&) = default;
-    };
+    Statement::Keeping Keep(std::span<const Cell> values);
+    std::size_t Kept() const { return kept_; }
+    void BindKept();
+    // The first of them are done with.
+    void DropKept(std::size_t rows);
+
+private:
     struct Slot {
         ParameterInfo info;
-        Shape bound;
-        SQLLEN length = SQL_NULL_DATA;
-        union {
-            std::int64_t integer;
-            double number;
-            SQL_TIMESTAMP_STRUCT moment;
-            SQL_TIME_STRUCT time;
-            unsigned char bit;
-        };
-        std::string bytes;      // short texts and bytes, in the form that is sent; only grows
-        SQLULEN text_size = 0;  // characters of the longest value so far
+        Former former;
+        std::string data;  // the values, `width` apart
+        std::size_t width = 0;
+        std::vector<SQLLEN> lengths;
         std::string_view long_value;
         bool long_is_text = false;
-
-        Slot() : moment{} {}
+        // Of the rows that are kept: how many aren't null, the most digits before a decimal's
+        // point; and whether the row that is just being kept has a value.
+        std::size_t kept_values = 0;
+        std::size_t whole_digits = 0;
+        bool new_value = false;
+        // What the driver knows.
+        Shape bound;
+        const void* bound_data = nullptr;
+        std::size_t bound_width = 0;
+        const void* bound_lengths = nullptr;
     };
 
-    void SetNull(Slot& slot);
-    void SetInteger(Slot& slot, std::int64_t value);
-    void SetDouble(Slot& slot, double value);
-    void SetDecimal(Slot& slot, const Cell& value);
-    void SetBoolean(Slot& slot, bool value);
-    void SetMoment(Slot& slot, const DateTime& value);
-    void SetGuid(Slot& slot, std::string_view text);
-    void SetText(Slot& slot, std::string_view utf8);
-    void SetTextForm(Slot& slot, const Cell& value);
-    void SetBytes(Slot& slot, std::span<const std::byte> bytes);
-    // True when the value was of use for a parameter of that type.
-    bool SetByType(Slot& slot, const Cell& value);
-    void SetByKind(Slot& slot, const Cell& value);
-
-    bool Narrow() const;
-    SQLSMALLINT TextType(const Slot& slot, SQLULEN characters) const;
-    void PutShort(Slot& slot, std::string_view bytes, Shape shape);
-    void PutLong(Slot& slot, std::string_view value, bool is_text, Shape shape);
-    void Bind(Slot& slot, const Shape& shape);
+    static bool Agrees(const Slot& slot, const Encoded& encoded);
+    static void Put(Slot& slot, std::size_t row, std::size_t rows, const Encoded& encoded);
+    static void Widen(Slot& slot, std::size_t width, std::size_t rows);
+    std::size_t MostWidth() const;
+    void SetLong(Slot& slot, const Encoded& encoded);
+    void Bind(Slot& slot, void* data);
     void SendInPieces(std::string_view value, bool is_text);
 
     const Link& link_;
     const StatementHandle& statement_;
+    ValueEncoder encoder_;
     std::vector<Slot> slots_;
+    std::size_t block_rows_;
+    std::size_t kept_ = 0;
     bool turned_long_ = false;
-    std::string scratch_;
     std::u16string units_;
 };
 

@@ -1,0 +1,283 @@
+// Rows that travel together, against the same rows one by one, through each real driver of the
+// table in block_rules.cpp: the same outcomes in the same words, and the same rows in the table.
+
+#include "drivers/odbc/block_rules.h"
+#include "drivers/odbc/odbc_fixture.h"
+#include "support/private_mariadb.h"
+#include "support/private_postgres.h"
+#include "support/tcp_relay.h"
+#include "support/tds_server.h"
+
+#include <functional>
+#include <optional>
+#include <random>
+
+namespace vantry::test {
+namespace {
+
+using Row = std::vector<Value>;
+
+std::vector<Cell> CellsOf(const Row& row) {
+    std::vector<Cell> cells;
+    for (const auto& value : row) {
+        cells.push_back(value.AsCell());
+    }
+    return cells;
+}
+
+const std::vector<ParameterInfo> kParameters = {
+    {adInteger, 4}, {adVarWChar, 20}, {adNumeric, 19, 38, 4}, {adDBTimeStamp, 16}, {adDouble, 8}};
+
+// Rows of which some are refused: keys that are there, or come twice, or are missing, and texts
+// that are too long. Values change their shapes from row to row.
+class Rows {
+public:
+    explicit Rows(unsigned seed) : random_(seed) {}
+
+    Row Next(int id) {
+        const int key = Chance(12) ? std::max(1, id - Below(60)) : id;
+        std::string text = "Ä" + std::to_string(id);
+        if (Chance(15)) {
+            text = LongText(Chance(2) ? 100 : 30'000);
+        }
+        const auto scale = static_cast<std::uint8_t>(Below(5));
+        return {Value(Chance(25) ? Cell::Null() : Cell::Int64(key)),
+                Value(Chance(5) ? Cell::Null() : Cell::Text(text)),
+                Value(Chance(5) ? Cell::Null()
+                                : Cell::FromDecimal({Int128{id} * 1234567 - 500'000, scale})),
+                Value(Chance(5) ? Cell::Null()
+                                : Cell::FromDateTime({Chance(10) ? -200'000 : 36'526 + id,
+                                                      Below(3) * 1'234'000'000})),
+                Value(Chance(5) ? Cell::Null() : Cell::Double(id / 8.0))};
+    }
+    int Below(int most) { return std::uniform_int_distribution<int>(0, most - 1)(random_); }
+    bool Chance(int one_in) { return Below(one_in) == 0; }
+
+private:
+    std::mt19937 random_;
+};
+
+std::string WithoutName(std::string text, const std::string& table) {
+    for (auto at = text.find(table); at != std::string::npos; at = text.find(table)) {
+        text.replace(at, table.size(), "#");
+    }
+    return text;
+}
+
+std::string ShownOutcome(const std::optional<DataError>& outcome, const std::string& table) {
+    return outcome ? std::to_string(outcome->Number()) + " " +
+                         WithoutName(outcome->Description(), table) +
+                         (outcome->ArrivedRows() ? "" : " unknown")
+                   : "stored";
+}
+
+class BlocksTest : public testing::Test {
+protected:
+    void SetUp() override {
+        Registry().Register({PrivateOdbc::Driver("FreeTDS", kFreeTdsLibrary),
+                             PrivateOdbc::Driver("SQLite3", kSqliteLibrary),
+                             PrivateOdbc::Driver("MariaDB Unicode", kMariaDbLibrary),
+                             PrivateOdbc::Driver("PostgreSQL Unicode", kPostgreSqlLibrary)});
+    }
+
+    static std::unique_ptr<Statement> Insert(DriverConnection& connection,
+                                             const std::string& table) {
+        return connection.Prepare("INSERT INTO " + table + " (id,t,n,d,f) VALUES (?,?,?,?,?)",
+                                  kParameters);
+    }
+
+    // `types` are those of a moment and of a floating number.
+    void CompareWithSingleRows(const std::string& text,
+                               std::pair<std::string, std::string> types,
+                               int rows) {
+        const auto connection = Connect(text);
+        for (const char* table : {"together", "single"}) {
+            connection->Execute(
+                "create table " + std::string(table) +
+                " (id int not null primary key, t varchar(20), n decimal(30,4), d " + types.first +
+                ", f " + types.second + ")");
+        }
+        const auto together = Insert(*connection, "together");
+        const auto single = Insert(*connection, "single");
+        ASSERT_EQ(together->MostKept(), 50U);
+        Rows source(7);
+        RowOutcomes outcomes;
+        std::vector<std::string> expected;
+        std::vector<std::string> found;
+        const auto send = [&] {
+            together->SendKept(outcomes);
+            for (const auto& outcome : outcomes) {
+                found.push_back(ShownOutcome(outcome, "together"));
+            }
+        };
+        const auto execute = [](Statement& statement, const std::vector<Cell>& cells) {
+            std::optional<DataError> outcome;
+            try {
+                statement.Execute(cells);
+            } catch (const DataError& error) {
+                outcome = error;
+            }
+            return outcome;
+        };
+        for (int id = 1; id <= rows; ++id) {
+            const auto row = source.Next(id);
+            const auto cells = CellsOf(row);
+            expected.push_back(ShownOutcome(execute(*single, cells), "single"));
+            auto keeping = together->Keep(cells);
+            if (keeping == Statement::Keeping::Full) {
+                send();
+                keeping = together->Keep(cells);
+                ASSERT_NE(keeping, Statement::Keeping::Full);
+            }
+            if (keeping == Statement::Keeping::Alone) {
+                send();
+                found.push_back(ShownOutcome(execute(*together, cells), "together"));
+            }
+            if (source.Chance(40)) {
+                send();
+            }
+        }
+        send();
+        ASSERT_EQ(found.size(), expected.size());
+        int refused = 0;
+        for (std::size_t k = 0; k < found.size(); ++k) {
+            ASSERT_EQ(found[k], expected[k]) << "row " << k + 1;
+            refused += expected[k] == "stored" ? 0 : 1;
+        }
+        EXPECT_GT(refused, rows / 20);
+        const auto stored = [&](const std::string& table) {
+            std::string all;
+            for (const auto& row :
+                 Query(*connection, "select id,t,n,d,f from " + table + " order by id")) {
+                all += Shown(row) + "\n";
+            }
+            return all;
+        };
+        EXPECT_TRUE(stored("together") == stored("single"));
+    }
+};
+
+TEST_F(BlocksTest, SqlServersRowsAreJudgedAsSingleOnes) {
+    if (const auto missing = PrivateOdbc::Missing(kFreeTdsLibrary, "tdsodbc"); !missing.empty()) {
+        GTEST_SKIP() << missing;
+    }
+    TdsServer server;
+    CompareWithSingleRows(server.ConnectionText(), {"datetime2(3)", "float"}, 2000);
+    // Fewer round trips than rows, and one for a block in which all is well.
+    const auto connection = Connect(server.ConnectionText());
+    connection->Execute("delete from together");
+    const auto insert = Insert(*connection, "together");
+    RowOutcomes outcomes;
+    for (int block = 0; block < 3; ++block) {
+        for (int k = 0; k < 50; ++k) {
+            insert->Keep(std::vector{Cell::Int64(block * 50 + k),
+                                     Cell::Null(),
+                                     Cell::Null(),
+                                     Cell::Null(),
+                                     Cell::Double(k)});
+        }
+        server.TakeCounts();
+        insert->SendKept(outcomes);
+        EXPECT_EQ(server.TakeCounts().requests, block == 0 ? 2 : 1);
+    }
+    // The first row finds that there is no such table, and so do all.
+    server.Run("drop table together");
+    const auto gone = Insert(*connection, "together");
+    for (int k = 0; k < 4; ++k) {
+        gone->Keep(
+            std::vector{Cell::Int64(k), Cell::Null(), Cell::Null(), Cell::Null(), Cell::Null()});
+    }
+    gone->SendKept(outcomes);
+    for (int k = 0; k < 2; ++k) {
+        outcomes.emplace_back(ErrorOf([&] {
+            gone->Execute(std::vector{
+                Cell::Int64(k), Cell::Null(), Cell::Null(), Cell::Null(), Cell::Null()});
+        }));
+    }
+    ASSERT_EQ(outcomes.size(), 6U);
+    for (const auto& outcome : outcomes) {
+        ASSERT_TRUE(outcome.has_value());
+        EXPECT_EQ(outcome->Number(), kErrNoSuchTable) << outcome->Description();
+        EXPECT_EQ(outcome->ArrivedRows(), 0);
+    }
+}
+
+TEST_F(BlocksTest, SqlitesRowsAreJudgedAsSingleOnes) {
+    if (const auto missing = PrivateOdbc::Missing(kSqliteLibrary, "libsqliteodbc");
+        !missing.empty()) {
+        GTEST_SKIP() << missing;
+    }
+    const TempDir folder(MemoryFolder(), "vantry");
+    CompareWithSingleRows(
+        "DRIVER={SQLite3};Database=" + (folder / "a.db").string(), {"datetime", "double"}, 1000);
+}
+
+TEST_F(BlocksTest, PostgresRowsAreJudgedAsSingleOnesAndALostAnswerIsUnknown) {
+    if (const auto missing = PrivateOdbc::Missing(kPostgreSqlLibrary, "odbc-postgresql") +
+                             PrivatePostgres::Missing();
+        !missing.empty()) {
+        GTEST_SKIP() << missing;
+    }
+    const PrivatePostgres server;
+    CompareWithSingleRows(server.ConnectionText(), {"timestamp", "double precision"}, 1500);
+    // The driver cuts a block into several texts by a setting of its own: those before the refused
+    // one must not stay.
+    const auto in_parts = Connect(server.ConnectionText() + ";BatchSize=3");
+    in_parts->Execute("create table parts (id int primary key deferrable initially deferred)");
+    const auto insert = in_parts->Prepare("INSERT INTO parts (id) VALUES (?)",
+                                          std::vector<ParameterInfo>{{adInteger, 4}});
+    RowOutcomes outcomes;
+    for (const int id : {1, 2, 3, 4, 5, 6, 7, 2, 9}) {
+        insert->Keep(std::vector{Cell::Int64(id)});
+    }
+    insert->SendKept(outcomes);
+    ASSERT_EQ(outcomes.size(), 9U);
+    for (std::size_t k = 0; k < outcomes.size(); ++k) {
+        EXPECT_EQ(outcomes[k].has_value(), k == 7) << k;
+    }
+    EXPECT_EQ(One(*in_parts, "select count(*) from parts"), "8");
+
+    TcpRelay relay(server.Port());
+    const auto connection = Connect(server.ConnectionText(relay.Port()));
+    const auto lost = connection->Prepare("INSERT INTO parts (id) VALUES (?)",
+                                          std::vector<ParameterInfo>{{adInteger, 4}});
+    for (int id = 100; id < 110; ++id) {
+        lost->Keep(std::vector{Cell::Int64(id)});
+    }
+    relay.Spoil([](std::string& piece) {
+        const bool committed = piece.find("COMMIT") != std::string::npos;
+        if (committed) {
+            piece.clear();
+        }
+        return !committed;
+    });
+    lost->SendKept(outcomes);
+    ASSERT_EQ(outcomes.size(), 10U);
+    for (const auto& outcome : outcomes) {
+        ASSERT_TRUE(outcome.has_value());
+        EXPECT_EQ(outcome->ArrivedRows(), std::nullopt) << outcome->Description();
+    }
+    EXPECT_EQ(One(*in_parts, "select count(*) from parts"), "18");
+}
+
+// Of a refused block MariaDB's driver says nothing, and a table without transactions keeps some of
+// it.
+TEST_F(BlocksTest, OthersRowsGoOneByOne) {
+    using odbc::Blocks;
+    EXPECT_EQ(odbc::BlocksOf("/usr/lib/odbc/libmaodbc.so"), Blocks::None);
+    EXPECT_EQ(odbc::BlocksOf("libmsodbcsql-18.so"), Blocks::None);
+    const auto missing = PrivateOdbc::Missing(kMariaDbLibrary, "odbc-mariadb");
+    if (!missing.empty() || !PrivateMariaDb::Missing().empty()) {
+        GTEST_SKIP() << missing;
+    }
+    const PrivateMariaDb server;
+    server.Run("create table shop.t (id int)");
+    const auto connection = Connect(server.ConnectionText("MySQL (MariaDB Unicode)"));
+    const auto insert = connection->Prepare("INSERT INTO t (id) VALUES (?)",
+                                            std::vector<ParameterInfo>{{adInteger, 4}});
+    EXPECT_EQ(insert->MostKept(), 1U);
+    EXPECT_EQ(insert->Keep(std::vector{Cell::Int64(1)}), Statement::Keeping::Alone);
+}
+
+}  // namespace
+}  // namespace vantry::test

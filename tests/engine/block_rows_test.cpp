@@ -1,0 +1,279 @@
+// Rows that go together against the same rows one by one: the same log, the same counts and the
+// same rows in the target, whatever goes wrong. The target is played: it takes blocks as each kind
+// of driver does, or refuses them and gets its rows one by one.
+
+#include "engine/row_loader.h"
+#include "engine/run_report.h"
+#include "engine/session_fixture.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <optional>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace vantry::test {
+namespace {
+
+// What befalls the rows of one load.
+struct Fate {
+    int rows = 0;
+    std::set<int> refused = {};     // by the target, on each try
+    std::set<int> unreadable = {};  // a field of the source
+    int source_dies_behind = 0;     // the step to the next row fails; 0: never
+    int target_dies_at = 0;         // no row from here on
+    int cancel_at_event = 0;
+    std::size_t most_kept = 50;        // 1: one by one
+    std::set<int> changes_block = {};  // rows that don't fit the block before them
+    std::set<int> alone = {};
+};
+
+struct Outcome {
+    std::string log;
+    std::string counter;
+    std::vector<std::string> target;
+    std::int64_t loaded = 0;
+    std::int64_t read = 0;
+    int errors = 0;
+    i16 result = 0;
+    int events = 0;
+    std::size_t longest_block = 0;
+};
+
+class PlayedTarget : public Driver {
+public:
+    explicit PlayedTarget(const Fate& fate) : fate_(fate) {}
+    std::vector<std::string> taken;
+    std::size_t longest_block = 0;
+
+    std::unique_ptr<DriverConnection> Connect(const ConnectionString&) override {
+        return std::make_unique<Link>(*this);
+    }
+
+private:
+    void Take(const std::vector<Value>& row) {
+        const auto id = static_cast<int>(row[0].AsCell().AsInt64());
+        if (fate_.target_dies_at != 0 && id >= fate_.target_dies_at) {
+            throw DataError(kErrUnspecified, "gone");
+        }
+        if (fate_.refused.contains(id)) {
+            throw DataError(kErrConstraint, "refused " + std::to_string(id));
+        }
+        taken.push_back(Shown(row));
+    }
+
+    class Insert : public Statement {
+    public:
+        explicit Insert(PlayedTarget& target) : target_(target) {}
+        std::int64_t Execute(std::span<const Cell> values) override {
+            EXPECT_TRUE(kept_.empty());
+            target_.Take(Copy(values));
+            return 1;
+        }
+        std::size_t MostKept() const override { return target_.fate_.most_kept; }
+        Keeping Keep(std::span<const Cell> values) override {
+            const auto id = static_cast<int>(values[0].AsInt64());
+            if (target_.fate_.alone.contains(id)) {
+                return Keeping::Alone;
+            }
+            if (kept_.size() == MostKept() ||
+                (!kept_.empty() && target_.fate_.changes_block.contains(id))) {
+                return Keeping::Full;
+            }
+            kept_.push_back(Copy(values));
+            return Keeping::Kept;
+        }
+        void SendKept(RowOutcomes& outcomes) override {
+            target_.longest_block = std::max(target_.longest_block, kept_.size());
+            outcomes.clear();
+            for (const auto& row : std::exchange(kept_, {})) {
+                std::optional<DataError> outcome;
+                try {
+                    target_.Take(row);
+                } catch (const DataError& error) {
+                    outcome = error;
+                }
+                outcomes.push_back(outcome);
+            }
+        }
+
+    private:
+        static std::vector<Value> Copy(std::span<const Cell> values) {
+            std::vector<Value> row;
+            for (const auto& cell : values) {
+                row.emplace_back(cell);
+            }
+            return row;
+        }
+        PlayedTarget& target_;
+        std::vector<std::vector<Value>> kept_;
+    };
+
+    class Link : public DriverConnection {
+    public:
+        explicit Link(PlayedTarget& target) : target_(target) {}
+        std::unique_ptr<Cursor> OpenCursor(std::string_view) override { return nullptr; }
+        std::int64_t Execute(std::string_view) override { return 0; }
+        std::unique_ptr<Statement> Prepare(std::string_view,
+                                           std::span<const ParameterInfo>) override {
+            return std::make_unique<Insert>(target_);
+        }
+        std::unique_ptr<Appender> OpenAppender(std::string_view) override { return nullptr; }
+        std::vector<TableEntry> Tables() override { return {}; }
+
+    private:
+        PlayedTarget& target_;
+    };
+
+    const Fate& fate_;
+};
+
+class BlockRowsTest : public SessionTest {
+protected:
+    Outcome Load(const Fate& fate) {
+        ClearTable();
+        FillSource(fate.rows);
+        for (const int row : fate.unreadable) {
+            source->rows[static_cast<std::size_t>(row - 1)][1] = Unreadable();
+        }
+        source->calls.clear();
+        source->before = nullptr;
+        if (fate.source_dies_behind != 0) {
+            // One step for the count, one for each row.
+            source->FailFrom("Next", fate.source_dies_behind + 2, "the source is gone");
+        }
+        auto played = std::make_shared<PlayedTarget>(fate);
+        RegisterDriver("target", played);
+        StartRunReport();
+        SessionCancelled = TableCancelled = kFalse;
+        view = RecordingView();
+        view.cancel_at_event = fate.cancel_at_event;
+        TargetType = "MSSQL";
+        Outcome outcome;
+        outcome.result = LoadRowsGeneric(0);
+        outcome.log = view.log;
+        outcome.counter = view.counter;
+        outcome.target = played->taken;
+        outcome.loaded = ReportOf(0).RowsLoaded;
+        outcome.read = ReportOf(0).RowsRead;
+        outcome.errors = ReportOf(0).Errors;
+        outcome.events = view.events;
+        outcome.longest_block = played->longest_block;
+        RegisterDriver("target", target);
+        return outcome;
+    }
+
+    void ExpectLikeSingleRows(Fate fate, const std::string& where) {
+        const auto together = Load(fate);
+        EXPECT_LE(together.longest_block, fate.most_kept) << where;
+        fate.most_kept = 1;
+        const auto single = Load(fate);
+        ASSERT_EQ(single.longest_block, 0U);
+        ASSERT_EQ(together.log, single.log) << where;
+        ASSERT_EQ(together.target, single.target) << where;
+        EXPECT_EQ(together.counter, single.counter) << where;
+        EXPECT_EQ(together.loaded, single.loaded) << where;
+        EXPECT_EQ(together.read, single.read) << where;
+        EXPECT_EQ(together.errors, single.errors) << where;
+        EXPECT_EQ(together.result, single.result) << where;
+        if (fate.refused.empty() && fate.target_dies_at == 0) {
+            EXPECT_EQ(together.events, single.events) << where;
+        }
+    }
+};
+
+TEST_F(BlockRowsTest, RowsAtTheEdgesOfBlocksAreJudgedLikeSingleOnes) {
+    for (const std::set<int>& bad :
+         {std::set<int>{1}, {49}, {50}, {51}, {120}, {1, 49, 50, 51, 120}, {10, 20, 30}}) {
+        const auto where = "row " + std::to_string(*bad.begin());
+        ExpectLikeSingleRows({.rows = 120, .refused = bad}, where + " refused");
+        ExpectLikeSingleRows({.rows = 120, .unreadable = bad}, where + " unreadable");
+        ExpectLikeSingleRows({.rows = 120, .changes_block = bad, .alone = {50, 51}}, where);
+        ExpectLikeSingleRows({.rows = 120, .source_dies_behind = *bad.begin()}, where + " last");
+        ExpectLikeSingleRows({.rows = 120, .target_dies_at = *bad.begin()}, where + " gone");
+    }
+    EXPECT_EQ(Load({.rows = 120}).longest_block, 50U);
+}
+
+// The 50th error ends the table, and nothing behind its row has been sent.
+TEST_F(BlockRowsTest, RandomLoadsEndLikeSingleRows) {
+    const char* more = std::getenv("VANTRY_RANDOM_LOADS");
+    const int loads = more != nullptr ? std::atoi(more) : 1000;
+    std::mt19937 random(20);
+    const auto below = [&](int most) {
+        return std::uniform_int_distribution<int>(0, most - 1)(random);
+    };
+    for (int load = 0; load < loads; ++load) {
+        Fate fate{.rows = below(260)};
+        const auto sprinkle = [&](std::set<int>& rows, int one_in) {
+            for (int row = 1; row <= fate.rows; ++row) {
+                if (below(one_in) == 0) {
+                    rows.insert(row);
+                }
+            }
+        };
+        constexpr std::array kRates = {1, 2, 3, 10, 60, 100'000};
+        sprinkle(fate.unreadable, below(3) == 0 ? 15 : 100'000);
+        sprinkle(fate.changes_block, kRates[static_cast<std::size_t>(below(6))] + 1);
+        sprinkle(fate.alone, 40);
+        fate.most_kept = below(2) == 0 ? 50 : static_cast<std::size_t>(2 + below(48));
+        fate.source_dies_behind = below(8) == 0 ? 1 + below(260) : 0;
+        fate.target_dies_at = below(8) == 0 ? 1 + below(260) : 0;
+        if (below(3) == 0) {
+            // A cancel finds the rows of a block sent when one of them was refused.
+            fate.cancel_at_event = 1 + below(12);
+            fate.target_dies_at = 0;
+        } else {
+            sprinkle(fate.refused, kRates[static_cast<std::size_t>(below(6))]);
+        }
+        ExpectLikeSingleRows(fate, "load " + std::to_string(load));
+        if (HasFatalFailure()) {
+            return;
+        }
+    }
+}
+
+// With refused rows a cancel may come up to a block later than with single ones, but what is in the
+// target is counted, and each other row that was read has its line.
+TEST_F(BlockRowsTest, ACancelAmongRefusedRowsLeavesTheLedgerRight) {
+    for (int event = 1; event <= 12; ++event) {
+        Fate fate{.rows = 200, .refused = {3, 11, 12, 30, 55, 90}, .cancel_at_event = event};
+        const auto outcome = Load(fate);
+        EXPECT_EQ(outcome.loaded, static_cast<std::int64_t>(outcome.target.size()));
+        EXPECT_EQ(outcome.read, outcome.loaded + outcome.errors);
+        EXPECT_NE(outcome.log.find(std::to_string(outcome.loaded) +
+                                   " Rows Loaded\r\nUser Requested to cancel loading"),
+                  std::string::npos)
+            << outcome.log;
+        EXPECT_LE(outcome.read, 10 * event + 60);
+    }
+}
+
+TEST_F(BlockRowsTest, ASlowSourceHoldsNoRowsBack) {
+    FillSource(4);
+    const Fate fate{.rows = 4};
+    auto played = std::make_shared<PlayedTarget>(fate);
+    RegisterDriver("target", played);
+    TargetType = "MSSQL";
+    std::vector<std::size_t> arrived;
+    source->before = [&](std::string_view operation, int number) {
+        if (operation == "Next" && number >= 4) {  // behind the count and two rows
+            arrived.push_back(played->taken.size());
+            std::this_thread::sleep_for(std::chrono::milliseconds(600));
+        }
+    };
+    EXPECT_EQ(LoadRowsGeneric(0), kTrue);
+    EXPECT_EQ(arrived, (std::vector<std::size_t>{0, 3, 3}));
+    EXPECT_EQ(played->taken.size(), 4U);
+    RegisterDriver("target", target);
+}
+
+}  // namespace
+}  // namespace vantry::test
