@@ -77,6 +77,9 @@ void SetSource(Side side, const Places& places, const std::string& server) {
             FoxSrcMode = "DIR";
             FoxSrcPrefix = places.SourceFolder().string() + "/";
             break;
+        case Side::SqlServer:
+        case Side::Postgres:
+            break;
     }
     // A condition for the rows, where a benchmark asks for one.
     if (const char* condition = std::getenv("VANTRY_BENCH_WHERE")) {
@@ -113,6 +116,14 @@ void SetTarget(Side side, const Places& places, const std::string& server) {
             TargetConnStr = FoxProText(places.TargetFolder());
             FoxDestMode = "DIR";
             FoxDestPrefix = places.TargetFolder().string() + "/";
+            break;
+        case Side::SqlServer:
+            TargetType = "MSSQL";
+            TargetConnStr = server;
+            break;
+        case Side::Postgres:
+            TargetType = "ORACLE";  // the kind whose names stand without quotes
+            TargetConnStr = server;
             break;
     }
 }

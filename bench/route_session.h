@@ -7,7 +7,8 @@
 
 namespace vantry::bench {
 
-enum class Side { Csv, MySql, Access, Dbf };
+// SqlServer and Postgres are targets alone (server_route.h).
+enum class Side { Csv, MySql, Access, Dbf, SqlServer, Postgres };
 
 // Where the sides of a route are, all in one working folder.
 struct Places {
@@ -33,7 +34,7 @@ void DescribeSource(const Places& places);
 void PrepareRoute(Side source, Side target, const Places& places, const std::string& server);
 
 // Runs the session. The run's log and the peak memory in KiB are left in files. `server` is the
-// connection string of the MySQL server where a side is one.
+// connection string of the server where a side is one.
 void RunRoute(Side source, Side target, const Places& places, const std::string& server);
 
 // Fills a new Access file at the target's place from the CSV source, in columns of the types that a

@@ -153,6 +153,9 @@ void Arena::MakeSource() {
             std::filesystem::rename(places_.TargetDbf(), places_.SourceDbf());
             std::filesystem::remove(places_.SourceCsv());
             break;
+        case Side::SqlServer:
+        case Side::Postgres:
+            break;
     }
     if (PeerIsClient()) {
         WriteInserts(places_.SourceFolder() / "orders.sql",

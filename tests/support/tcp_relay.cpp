@@ -44,6 +44,7 @@ struct TcpRelay::Link {
     int client = -1;
     int server = -1;
     std::string unread;  // of the client's packets
+    bool client_spoke_last = false;
 
     // Somebody in this process may hold a copy of the descriptors.
     void Close() const {
@@ -99,7 +100,9 @@ void TcpRelay::Work() {
             waits.push_back({link.client, POLLIN, 0});
             waits.push_back({link.server, POLLIN, 0});
         }
-        poll(waits.data(), waits.size(), -1);
+        const auto pause = SendDue();
+        const timespec until{pause.count() / 1'000'000'000, pause.count() % 1'000'000'000};
+        ppoll(waits.data(), waits.size(), pause.count() < 0 ? nullptr : &until, nullptr);
         if (waits[0].revents != 0) {
             break;
         }
@@ -110,7 +113,7 @@ void TcpRelay::Work() {
             if (open) {
                 kept.push_back(std::move(links[k]));
             } else {
-                links[k].Close();
+                CloseLink(links[k]);
             }
         }
         links = std::move(kept);
@@ -157,8 +160,43 @@ bool TcpRelay::Pump(Link& link, bool from_client) {
             go_on = !spoiler_ || spoiler_(piece);
         }
     }
+    if (from_client && !std::exchange(link.client_spoke_last, from_client)) {
+        ++round_trips_;
+    }
+    link.client_spoke_last = from_client;
+    const int to = from_client ? link.server : link.client;
+    const auto delay = std::chrono::microseconds(delay_us_);
+    if (delay.count() > 0 && go_on) {
+        held_.push_back({std::chrono::steady_clock::now() + delay, to, std::move(piece)});
+        return true;
+    }
     // A client that doesn't read just now may be about to call Spoil: no lock while sending.
-    return SendAll(from_client ? link.server : link.client, piece) && go_on;
+    return SendAll(to, piece) && go_on;
+}
+
+std::chrono::nanoseconds TcpRelay::SendDue() {
+    while (!held_.empty()) {
+        const auto pause = held_.front().due - std::chrono::steady_clock::now();
+        if (pause.count() > 0) {
+            return pause;
+        }
+        SendAll(held_.front().socket, held_.front().piece);
+        held_.pop_front();
+    }
+    return std::chrono::nanoseconds(-1);
+}
+
+// What was said before is still heard.
+void TcpRelay::CloseLink(const Link& link) {
+    for (const auto& held : held_) {
+        if (held.socket == link.client || held.socket == link.server) {
+            SendAll(held.socket, held.piece);
+        }
+    }
+    std::erase_if(held_, [&](const Held& held) {
+        return held.socket == link.client || held.socket == link.server;
+    });
+    link.Close();
 }
 
 void TcpRelay::KeepQueries(Link& link) {

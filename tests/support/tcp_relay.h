@@ -2,6 +2,10 @@
 // Stands between a client and a server on the loopback address: keeps the statements that clients
 // sent, byte for byte, and can spoil or cut what the server answers.
 
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -24,6 +28,10 @@ public:
 
     int Port() const { return port_; }
     void Spoil(Spoiler spoiler);
+    // How long each piece is held back from now on, in both directions.
+    void SetDelay(std::chrono::microseconds delay) { delay_us_ = delay.count(); }
+    // How often the talk went over from the client to the server, since the last call.
+    std::int64_t TakeRoundTrips() { return round_trips_.exchange(0); }
     // The texts of the queries (command 3 of the MySQL protocol) of all connections, in order.
     std::vector<std::string> Queries() const;
     // All that clients sent.
@@ -35,6 +43,9 @@ private:
     void Accept(std::vector<Link>& links) const;
     bool Pump(Link& link, bool from_client);
     void KeepQueries(Link& link);
+    // Sends the pieces whose time has come; how long until the next one's has, below 0 for none.
+    std::chrono::nanoseconds SendDue();
+    void CloseLink(const Link& link);
 
     int server_port_;
     int port_ = 0;
@@ -44,6 +55,14 @@ private:
     Spoiler spoiler_;
     std::vector<std::string> queries_;
     std::string sent_;
+    std::atomic<std::int64_t> delay_us_ = 0;
+    std::atomic<std::int64_t> round_trips_ = 0;
+    struct Held {
+        std::chrono::steady_clock::time_point due;
+        int socket;
+        std::string piece;
+    };
+    std::deque<Held> held_;
     std::thread worker_;
 };
 
