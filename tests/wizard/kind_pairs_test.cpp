@@ -10,6 +10,7 @@
 #include "support/private_mariadb.h"
 #include "support/private_odbc.h"
 #include "support/session_steps.h"
+#include "support/tds_server.h"
 #include "support/temp_dir.h"
 #include "wizard/wizard_flow.h"
 
@@ -40,12 +41,12 @@ class KindPairsTest : public ::testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
         for (const auto& missing : {PrivateMariaDb::Missing(),
-                                    PrivateOdbc::Missing("libsqlite3odbc.so", "libsqliteodbc")}) {
+                                    PrivateOdbc::Missing("libsqlite3odbc.so", "libsqliteodbc"),
+                                    PrivateOdbc::Missing("libtdsodbc.so", "tdsodbc")}) {
             if (!missing.empty()) {
                 GTEST_SKIP() << missing;
             }
         }
-        std::filesystem::current_path(Folder().Path());  // SQL Server's stand-in has files there
         InitSharedState(Folder().Path().string());
         RegisterAllPages();
         static const bool made = MakeSources();
@@ -61,7 +62,6 @@ protected:
     ~KindPairsTest() override {
         ClearPages();
         AwaitAllWork();
-        std::filesystem::current_path("/");
     }
 
     static PrivateOdbc& Registry() {
@@ -86,7 +86,7 @@ protected:
         }
     }
     static bool MakeSources() {
-        Registry().Register({PrivateOdbc::Driver("SQL Server", "libsqlite3odbc.so"),
+        Registry().Register({PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so"),
                              PrivateOdbc::Driver("Oracle", "libsqlite3odbc.so"),
                              PrivateOdbc::Driver("Plain", "libsqlite3odbc.so")},
                             {{"Anything", "Driver=Plain\nDatabase=" + In("anything") + "\n"}});
@@ -98,12 +98,10 @@ protected:
         MakeGoods(Oracle("source"), "id integer, name varchar(20)");
         RunStatement(Oracle("source"),
                      "create table all_tables as select 'MAIN' owner, 'goods' table_name");
-        MakeGoods(SqlServer("source"), "id int, name nvarchar(20)");
-        RunStatement(SqlServer("source"), "create table sysusers as select 1 uid, 'main' name");
-        RunStatement(SqlServer("source"),
-                     "create table sysobjects as select 1 uid, 'goods' name, 'U' type");
-        RunStatement(SqlServer("master"),
-                     "create table sysdatabases as select 'source' name union select 'target'");
+        SqlServer().Run(
+            "create table goods (id int, name nvarchar(20)); insert into goods values "
+            "(1,N'Ärger'),(2,N'two words'),(3,N'x')",
+            "source");
         Server().Run("drop table if exists shop.goods");
         MakeGoods(Server().ConnectionText(), "id int, name varchar(20)");
         std::filesystem::create_directories(In("csv"));
@@ -121,8 +119,17 @@ protected:
     static std::string Oracle(const std::string& file) {
         return "Provider=MSDAORA;Data Source=" + Service(file);
     }
-    static std::string SqlServer(const std::string& file) {
-        return "Provider=SQLOLEDB.1;Database=" + file;
+    static TdsServer& SqlServer() {
+        static TdsServer server({.databases = {"source", "target"}});
+        return server;
+    }
+    static void TypeSqlServer(const char* page, const char* database) {
+        Type(page, "SrvTBox", "127.0.0.1," + std::to_string(SqlServer().Port()));
+        Press(page, "Option2");
+        Type(page, "UserTBox", SqlServer().Options().user);
+        Type(page, "PassTbox", SqlServer().Options().password);
+        Press(page, "ConnButt");
+        Pick(page, "MSSQLDBCombo", database);
     }
 
     static void TypeServer(const char* page) {
@@ -181,9 +188,8 @@ protected:
             ChooseEntry("MySQLSrc", "MySQLSrcTables", "goods");
             Press("MySQLSrc", "NXT");
         } else if (kind == "MSSQL") {
-            Press("MSSQLSrc", "ConnButt");
-            Pick("MSSQLSrc", "MSSQLDBCombo", "source");
-            ChooseEntry("MSSQLSrc", "MSSQLSrcTables", "main.goods");
+            TypeSqlServer("MSSQLSrc", "source");
+            ChooseEntry("MSSQLSrc", "MSSQLSrcTables", "dbo.goods");
             Press("MSSQLSrc", "NXT");
         } else if (kind == "ODBC") {
             Pick("ODBCSrc", "ODBCDrv", "Plain");
@@ -250,11 +256,10 @@ protected:
             };
         }
         if (kind == "MSSQL") {
-            std::filesystem::remove("target");
-            Press("MSSQLDest", "ConnButt");
-            Pick("MSSQLDest", "MSSQLDBCombo", "target");
+            SqlServer().Run("drop table if exists goods", "target");
+            TypeSqlServer("MSSQLDest", "target");
             Press("MSSQLDest", "NXT");
-            return rows_by(SqlServer("target"));
+            return [] { return SqlServer().Rows("select id, name from goods", "target"); };
         }
         std::filesystem::remove_all(In("txt"));
         std::filesystem::create_directories(In("txt"));

@@ -1,8 +1,10 @@
 // The wizard itself, walked through from the splash window to the finish by mouse and keyboard:
-// text files into a new Access database, and from there to delimited text, to fixed text and into
-// another Access database. Everything lies in the folder of the executable, which the script makes
-// anew and whose results it reads back. Usage: wizard_road (in a folder with data/customers.csv,
-// data/notes.csv and data/orders.csv)
+// text files into a new Access database, and from there to delimited text, to fixed text, into
+// another Access database, and on to servers and back: a real MySQL server, the stand-in for SQL
+// Server through the real FreeTDS, and SQLite in the place of Oracle. Everything lies in the folder
+// of the executable, which the script makes anew and whose results it reads back; what servers hold
+// is written there as they tell it, past the wizard's drivers. Usage: wizard_road (in a folder with
+// data/customers.csv, data/notes.csv and data/orders.csv)
 
 #include "core/folders.h"
 #include "core/session_state.h"
@@ -10,20 +12,39 @@
 #include "shell/product_picture.h"
 #include "shell/qt_text.h"
 #include "support/page_driver.h"
+#include "support/private_mariadb.h"
+#include "support/private_odbc.h"
+#include "support/tds_server.h"
 #include "wizard/road_driver.h"
 
 #include <QApplication>
+#include <QComboBox>
+#include <QListWidget>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QStyleFactory>
 
 #include <clocale>
+#include <fstream>
 
 namespace vantry {
 namespace {
 
 class Road {
 public:
-    explicit Road(const std::string& folder) : folder_(folder), driver_(folder + "/pictures") {}
+    explicit Road(const std::string& folder) : folder_(folder), driver_(folder + "/pictures") {
+        registry_.Register({test::PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so"),
+                            test::PrivateOdbc::Driver("Oracle", "libsqlite3odbc.so")});
+        // What an Oracle server keeps about its tables.
+        Connection oracle;
+        oracle.Open("Provider=MSDAORA;Data Source=" + OracleService());
+        for (const char* sql :
+             {"create table goods (id integer, name varchar(20))",
+              "insert into goods values (1,'Ärger'),(2,'two words')",
+              "create table all_tables as select 'MAIN' owner, 'goods' table_name"}) {
+            oracle.Execute(sql);
+        }
+    }
 
     void Walk() {
         StartAndMakeRepository();
@@ -31,6 +52,13 @@ public:
         AccessToText("FileFormatOpt_0", "delimited", "csv");
         AccessToText("FileFormatOpt_1", "fixed", "txt");
         AccessToAccess();
+        AccessToMySql();
+        MySqlToAccessByKeyboard();
+        MySqlToFoxPro();
+        TextToSqlServer();
+        SqlServerToText();
+        OracleToText();
+        driver_.Do("what the servers hold", [this] { WriteServersRows(); });
         driver_.Start();
     }
 
@@ -157,6 +185,205 @@ private:
         RunToTheEnd("\n******( FINISH )*******");
     }
 
+    // Field by field, with the mouse; then Connect.
+    void LogInByMouse(const char* page,
+                      std::initializer_list<std::pair<const char*, std::string>> fields,
+                      const char* connect,
+                      const char* status,
+                      const char* good) {
+        driver_.Page(page);
+        for (const auto& [field, text] : fields) {
+            driver_.Type(page, field, text);
+        }
+        driver_.Click(page, connect);
+        driver_.Until(std::string(page) + " is connected",
+                      [=] { return LabelText(page, status) == good; });
+        driver_.Page(page);
+    }
+    void MySqlLogInByMouse(const char* page) {
+        LogInByMouse(page,
+                     {{"SrvTBox", "127.0.0.1"},
+                      {"PortTBox", std::to_string(mysql_.Port())},
+                      {"UserTBox", mysql_.User()},
+                      {"PassTbox", mysql_.Password()}},
+                     "ConnButt",
+                     "Label2",
+                     "Connected Successfully");
+    }
+    void SqlServerLogInByMouse(const char* page) {
+        driver_.Page(page);
+        driver_.Click(page, "Option2");
+        LogInByMouse(page,
+                     {{"SrvTBox", "127.0.0.1," + std::to_string(sql_server_.Port())},
+                      {"UserTBox", sql_server_.Options().user},
+                      {"PassTbox", sql_server_.Options().password}},
+                     "ConnButt",
+                     "Label2",
+                     "Connected Successfully");
+    }
+    // Down steps through the closed list; each step is a choice.
+    void StepTo(const char* page, const char* combo, const std::string& entry) {
+        driver_.Click(page, combo);
+        for (int step = 0; step < 3; ++step) {
+            driver_.Do("a step down the list, unless it is there", [=] {
+                if (FromQt(Control<QComboBox>(page, combo).currentText()) != entry) {
+                    QProcess::execute("xdotool", {"key", "Down"});
+                }
+            });
+            driver_.Page(page);
+        }
+        driver_.Until(entry + " is chosen", [=] {
+            return FromQt(Control<QComboBox>(page, combo).currentText()) == entry;
+        });
+    }
+
+    void AccessToMySql() {
+        ChooseKinds("SOpt_1", "DOpt_3");
+        AccessSource();
+        MySqlLogInByMouse("MySQLDest");
+        driver_.Type("MySQLDest", "MySQLDBCombo", mysql_.Database());
+        driver_.Click("MySQLDest", "NXT");
+        driver_.Page("Form4");
+        driver_.Click("Form4", "NXTBUTT");
+        SaveNot();
+        RunToTheEnd("\n*******( F.I.N.I.S.H )*********");
+    }
+
+    // No mouse from the navigator to the finish.
+    void MySqlToAccessByKeyboard() {
+        driver_.Do("an empty database", [this] {
+            Catalog().Create("PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + In("back.mdb"));
+        });
+        driver_.Page("NavForm");
+        driver_.Keys("alt+s");
+        driver_.Keys("alt+n");
+        driver_.Page("Form1");
+        driver_.Keys("alt+m");
+        driver_.Keys("alt+e");
+        driver_.Keys("alt+n");
+        driver_.Page("MySQLSrc");
+        for (const auto& [letter, text] : {std::pair("alt+s", std::string("127.0.0.1")),
+                                           std::pair("alt+r", std::to_string(mysql_.Port())),
+                                           std::pair("alt+u", mysql_.User()),
+                                           std::pair("alt+p", mysql_.Password())}) {
+            driver_.Keys(letter);
+            driver_.Keys("ctrl+a");
+            driver_.TypeText(text);
+        }
+        driver_.Keys("alt+t");
+        driver_.Until("the databases are listed",
+                      [] { return Control<QComboBox>("MySQLSrc", "MySQLDBCombo").count() >= 2; });
+        driver_.Keys("alt+e");
+        driver_.Keys("Down");
+        driver_.Page("MySQLSrc");
+        driver_.Keys("Down");
+        driver_.Until("the tables are listed", [this] {
+            return FromQt(Control<QComboBox>("MySQLSrc", "MySQLDBCombo").currentText()) ==
+                       mysql_.Database() &&
+                   Control<QListWidget>("MySQLSrc", "MySQLSrcTables").count() == 3;
+        });
+        driver_.Page("MySQLSrc");
+        driver_.Keys("alt+a");
+        driver_.Keys("ctrl+a");
+        driver_.Keys("alt+n");
+        driver_.Page("Form8");
+        driver_.Keys("alt+f");
+        driver_.TypeText(In("back.mdb"));
+        driver_.Keys("alt+l");
+        driver_.Until("the target is connected",
+                      [] { return LabelText("Form8", "ACCStatus") == "Connected Succesfully"; });
+        driver_.Keys("alt+n");
+        driver_.Page("Form4");
+        driver_.Keys("alt+n");
+        driver_.Page("Form13");
+        driver_.Keys("alt+r");
+        driver_.Keys("alt+n");
+        driver_.Page("Form14");
+        driver_.Keys("alt+s");
+        driver_.Until("the run's end",
+                      [] { return Control<QWidget>("Form14", "FINISHBUTT").isEnabled(); });
+        driver_.Page("Form14");
+        driver_.Keys("alt+f");
+        driver_.Page("NavForm");
+    }
+
+    void MySqlToFoxPro() {
+        ChooseKinds("SOpt_3", "DOpt_2");
+        MySqlLogInByMouse("MySQLSrc");
+        StepTo("MySQLSrc", "MySQLDBCombo", mysql_.Database());
+        driver_.ClickEntry("MySQLSrc", "MySQLSrcTables", "orders");
+        driver_.Click("MySQLSrc", "NXT");
+        driver_.Page("Form3");
+        driver_.Type("Form3", "FoxDir", In("dbf"));
+        driver_.Click("Form3", "NXTBUTT");
+        driver_.Page("Form4");
+        driver_.Click("Form4", "NXTBUTT");
+        SaveNot();
+        RunToTheEnd("\n*******( F.I.N.I.S.H )*********");
+    }
+
+    void TextToSqlServer() {
+        ChooseKinds("SOpt_6", "DOpt_4");
+        driver_.Page("Form11");
+        driver_.Click("Form11", "Command1");
+        driver_.Choose(In("data"));
+        driver_.TickEntry("Form11", "FilesList", "orders.csv");
+        driver_.Page("Form11");
+        driver_.Click("Form11", "NXTBUTT");
+        SqlServerLogInByMouse("MSSQLDest");
+        driver_.Type("MSSQLDest", "MSSQLDBCombo", "shop");
+        driver_.Click("MSSQLDest", "NXT");
+        driver_.Page("Form4");
+        driver_.Click("Form4", "NXTBUTT");
+        SaveNot();
+        RunToTheEnd("\n*******( F.I.N.I.S.H )*********");
+    }
+
+    void TextTarget(const std::string& folder) {
+        driver_.Page("Form12c");
+        driver_.Type("Form12c", "FName", In(folder));
+        driver_.Click("Form12c", "NXTBUTT");
+        driver_.Page("Form4");
+        driver_.Click("Form4", "NXTBUTT");
+        SaveNot();
+        RunToTheEnd("\n******( FINISH )*******");
+    }
+
+    void SqlServerToText() {
+        ChooseKinds("SOpt_4", "DOpt_6");
+        SqlServerLogInByMouse("MSSQLSrc");
+        StepTo("MSSQLSrc", "MSSQLDBCombo", "shop");
+        driver_.ClickEntry("MSSQLSrc", "MSSQLSrcTables", "dbo.orders");
+        driver_.Click("MSSQLSrc", "NXT");
+        TextTarget("sqlserver");
+    }
+
+    std::string OracleService() const { return "svc;Database=" + In("oracle"); }
+    void OracleToText() {
+        ChooseKinds("SOpt_0", "DOpt_6");
+        driver_.Page("Form6");
+        driver_.Type("Form6", "OrclUsr", "main");
+        driver_.Type("Form6", "OrclPwd", "tiger");
+        driver_.Type("Form6", "OrclSvc", OracleService());
+        driver_.Click("Form6", "Command1");
+        driver_.ClickEntry("Form6", "orclTables", "MAIN.goods");
+        driver_.Click("Form6", "NXT");
+        TextTarget("oracle-text");
+    }
+
+    void WriteServersRows() {
+        std::ofstream(In("mysql.txt"))
+            << mysql_.QueryOne(
+                   "select group_concat(concat_ws('|', id, `full name`, city, credit) "
+                   "order by id separator '\n') from customers")
+            << "\n"
+            << mysql_.QueryOne(
+                   "select concat(count(*), '|', sum(id), '|', max(ordered)) from orders")
+            << "\n";
+        std::ofstream(In("sqlserver.txt"))
+            << sql_server_.Rows("select count(*), sum(id), sum(customer) from orders");
+    }
+
     void AccessToAccess() {
         ChooseKinds("SOpt_1", "DOpt_1");
         AccessSource();
@@ -168,6 +395,9 @@ private:
     }
 
     std::string folder_;
+    test::PrivateOdbc registry_;
+    test::PrivateMariaDb mysql_;
+    test::TdsServer sql_server_;
     RoadDriver driver_;
 };
 
@@ -182,8 +412,8 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(vantry::ProductIcon());
     std::setlocale(LC_NUMERIC, "C");
     const std::string folder = vantry::ApplicationFolder();
+    vantry::Road road(folder);  // its drivers are registered before the wizard lists them
     vantry::StartWizard(folder);
-    vantry::Road road(folder);
     road.Walk();
     return QApplication::exec();
 }

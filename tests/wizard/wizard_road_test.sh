@@ -3,7 +3,7 @@
 # Usage: wizard_road_test.sh WIZARD_ROAD_PROGRAM PICTURES_FOLDER
 set -uo pipefail
 program=$1 pictures=$2
-for tool in Xvfb xdotool openbox mdb-export; do
+for tool in Xvfb xdotool openbox mdb-export python3; do
     command -v "$tool" >/dev/null || { echo "$tool is missing"; exit 1; }
 done
 folder=$(mktemp -d) x_pid= wm_pid=
@@ -15,7 +15,7 @@ finish() {
 }
 trap finish EXIT
 cp "$program" "$folder/wizard_road"
-mkdir -m 700 "$folder/run"; mkdir -p "$folder/data" "$folder/pictures" "$folder/delimited" "$folder/fixed"
+mkdir -m 700 "$folder/run"; mkdir -p "$folder/data" "$folder/pictures" "$folder/delimited" "$folder/fixed" "$folder/dbf" "$folder/sqlserver" "$folder/oracle-text"
 printf 'id,name,city,credit\r\n1,"Lindström, Åsa",Malmö,1250.50\r\n2,José Núñez,Córdoba,-3.25\r\n3,"say ""hello""",Łódź,0\r\n' >"$folder/data/customers.csv"
 printf 'id,note\r\n1,"two\r\nlines"\r\n2,\r\n' >"$folder/data/notes.csv"
 { printf 'id,customer,ordered\r\n'; for i in $(seq 1 500); do printf '%d,%d,2024-02-%02d\r\n' "$i" $((i % 3 + 1)) $((i % 28 + 1)); done; } >"$folder/data/orders.csv"
@@ -30,7 +30,7 @@ export DISPLAY=:$display XDG_RUNTIME_DIR=$folder/run QT_QPA_PLATFORM=xcb LC_ALL=
 openbox >/dev/null 2>&1 &
 wm_pid=$!
 sleep 0.5
-(cd "$folder" && timeout 240 ./wizard_road) || { echo "the walk through the wizard failed"; exit 1; }
+(cd "$folder" && timeout 500 ./wizard_road) || { echo "the walk through the wizard failed"; exit 1; }
 
 bad=0
 expect() { # NAME EXPECTED ACTUAL
@@ -54,4 +54,12 @@ expect "what happens to tables" $'customers.csv,APPEND,id > 1\nnotes.csv,APPEND,
     "$(mdb-export "$(ls "$folder"/[vV][yY]*.mdb)" VYTabs | python3 -c 'import csv, sys
 for row in csv.DictReader(sys.stdin): print(row["SourceTableName"], row["LoadOption"], row["WhereCond"], sep=",")')"
 expect "the saved session" 1 "$(mdb-count "$(ls "$folder"/[vV][yY]*.mdb)" Sessions)"
+expect "MySQL, as its server tells" $'2|José Núñez|Córdoba|-3.25\n3|say "hello"|Łódź|0\n500|125250|2024-02-28 00:00:00' "$(cat "$folder/mysql.txt")"
+expect "the way back from MySQL" "$(mdb-export "$folder/shop.mdb" orders)" "$(mdb-export "$folder/back.mdb" orders)"
+expect "the FoxPro table" "500 125250 2024-02-28" "$(python3 -c 'import dbfread, glob, sys
+rows = list(dbfread.DBF(glob.glob(sys.argv[1] + "/*.[dD][bB][fF]")[0], encoding="cp1252"))
+print(len(rows), sum(int(r["ID"]) for r in rows), max(str(r["ORDERED"])[:10] for r in rows))' "$folder/dbf")"
+expect "SQL Server, as its stand-in keeps it" "500|125250|999" "$(cat "$folder/sqlserver.txt")"
+expect "lines from SQL Server" 500 "$(cat "$folder"/sqlserver/* | wc -l)"
+expect "lines from Oracle" $'1,"Ärger"\r\n2,"two words"\r' "$(cat "$folder"/oracle-text/*)"
 exit "$bad"

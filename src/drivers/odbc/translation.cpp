@@ -364,6 +364,19 @@ Login ByOdbcKeys(Keys& keys, const Machine& machine) {
     return ByDriverName(name, keys, machine);
 }
 
+// The wizard appends the database that was chosen each time that its page is left: of several the
+// last one is meant, in this grammar, too. With the first one the tables of the database that was
+// chosen would be looked for in another.
+void TakeLastDatabase(const ConnectionString& connection, Keys& keys, const Machine& machine) {
+    const auto* name = keys.Find("DRIVER");
+    if (name != nullptr && keys.Find("Database") != nullptr &&
+        ProtocolOf(*name, machine.LibraryOf(*name)) == Protocol::SqlServer) {
+        // With a provider the string is read by the other grammar, in which the last one counts.
+        keys.Replace("Database",
+                     ConnectionString::Parse("Provider=;" + connection.Text()).Get("Database"));
+    }
+}
+
 Login ByAnySourceProvider(Keys& keys, const Machine& machine) {
     keys.RenameAll(kAnySourceNames);
     if (const auto* extended = keys.Find("Extended Properties")) {
@@ -411,7 +424,11 @@ Login Translate(const ConnectionString& connection, const Machine& machine) {
         return WithDriver(
             driver, keys, machine, ms_oracle ? Provider::MsdaOra : Provider::OraOleDb);
     }
-    return connection.IsOleDb() ? ByAnySourceProvider(keys, machine) : ByOdbcKeys(keys, machine);
+    if (connection.IsOleDb()) {
+        return ByAnySourceProvider(keys, machine);
+    }
+    TakeLastDatabase(connection, keys, machine);
+    return ByOdbcKeys(keys, machine);
 }
 
 }  // namespace vantry::odbc

@@ -1,58 +1,51 @@
-// MSSQLSrc and MSSQLDest. Their statements run on a real SQL engine that has the catalogue tables
-// they ask for; who can't be reached is told in the words of the driver that users have.
+// MSSQLSrc and MSSQLDest through the real FreeTDS, over the stand-in for the server.
 
 #include "connectors/pages/connector_pages_fixture.h"
 #include "support/quiet_port.h"
-#include "support/session_steps.h"
+#include "support/tds_server.h"
 
 #include <QCheckBox>
-
-#include <filesystem>
 
 namespace vantry::test {
 namespace {
 
 constexpr const char* kRed = "Connection Error #ff0000";
 constexpr const char* kGood = "Connected Successfully";
+constexpr const char* kDriver = "SQL Server (FreeTDS)";
 constexpr const char* kPages[] = {"MSSQLSrc", "MSSQLDest"};
 
 class SqlServerPagesTest : public ConnectorPagesTest {
 protected:
+    SqlServerPagesTest() : server_({.databases = {"bare ü", "shop"}}) {
+        OdbcDrivers = {"FreeTDS", kDriver, "My sql server", "MySQL (built in)"};
+    }
     void SetUp() override {
-        for (const auto& [library, package] : {std::pair("libsqlite3odbc.so", "libsqliteodbc"),
-                                               std::pair("libtdsodbc.so", "tdsodbc")}) {
-            if (const auto missing = PrivateOdbc::Missing(library, package); !missing.empty()) {
-                GTEST_SKIP() << missing;
-            }
+        if (const auto missing = PrivateOdbc::Missing("libtdsodbc.so", "tdsodbc");
+            !missing.empty()) {
+            GTEST_SKIP() << missing;
         }
-        std::filesystem::current_path(folder_.Path());  // a database is a file of its name
-        Make("master",
-             {"create table sysdatabases(name)",
-              "insert into sysdatabases values('shop'),('bare ü')"});
-        const char* const catalogue = "create table sysobjects(uid,name,type)";
-        Make("shop",
-             {"create table sysusers(uid,name)",
-              catalogue,
-              "insert into sysusers values(1,'dbo'),(2,'Sales'),(3,'information_schema')",
-              "insert into sysobjects values(1,'orders','U'),(2,'a.b c','U'),(1,'cheap','V'),"
-              "(3,'hidden','V'),(1,'log','S')"});
-        Make("bare ü", {"create table sysusers(uid,name)", catalogue});
-        UseStandIn();
-        OdbcDrivers = {"FreeTDS", "SQL Server", "My sql server", "MySQL (built in)"};
-    }
-    ~SqlServerPagesTest() override { std::filesystem::current_path("/"); }
-
-    static void UseStandIn() {
-        Registry().Register({PrivateOdbc::Driver("SQL Server", "libsqlite3odbc.so")});
-    }
-    static void UseFreeTds() {
         Registry().Register({PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so")});
+        server_.Databases().AddSchema("shop", "Sales");
+        server_.Run(
+            "create table orders (id int); create table Sales.[a.b c] (id int); "
+            "create view cheap as select id from orders");
     }
-    static void Make(const std::string& name, std::initializer_list<const char*> statements) {
-        UseStandIn();
-        for (const char* sql : statements) {
-            RunStatement("Provider=SQLOLEDB.1;Database=" + name, sql);
-        }
+    std::string Address() const { return "127.0.0.1," + std::to_string(server_.Port()); }
+    // Fills in the server's own login; that it is chosen may connect already.
+    void TypeLogin(const char* page) {
+        Type(page, "SrvTBox", Address());
+        Type(page, "UserTBox", "sa");
+        Type(page, "PassTbox", server_.Options().password);
+        Press(page, "Option2");
+    }
+    void Connect(const char* page) {
+        ShowPage(page);
+        TypeLogin(page);
+        Press(page, "ConnButt");
+    }
+    std::string Login(const char* head = "Provider=SQLOLEDB.1") const {
+        return std::string(head) + ";Server=" + Address() +
+               ";uid=sa;pwd=" + server_.Options().password;
     }
     static std::string& ConnStr(const char* page) {
         return std::string_view(page) == "MSSQLSrc" ? SourceConnStr : TargetConnStr;
@@ -67,9 +60,11 @@ protected:
                   "Express Edition Check Box and click Connect Button again|OK";
         const bool good = box.starts_with("stop|Error|Unable to Connect\n") &&
                           box.find(words) != std::string::npos &&
-                          box.ends_with(std::string("\n") + advice);
+                          box.ends_with(std::string("\n") + advice) &&
+                          box.find(server_.Options().password) == std::string::npos;
         return good ? "" : "no box with " + words + " but: " + box;
     }
+    TdsServer server_;
 };
 
 TEST_F(SqlServerPagesTest, StartsAsDesignedAndConnectsByEveryTemplate) {
@@ -80,39 +75,46 @@ TEST_F(SqlServerPagesTest, StartsAsDesignedAndConnectsByEveryTemplate) {
         EXPECT_EQ(Control<QLineEdit>(page, "UserTBox").text(), "administrator");
         EXPECT_EQ(Enabled(page, {"UserTBox", "PassTbox", "ODBCDrv"}), "");
         EXPECT_FALSE(Control<QCheckBox>(page, "SQLExpress").isChecked());
-        EXPECT_EQ(Entries(page, "ODBCDrv"), "SQL Server,My sql server");
+        EXPECT_EQ(Entries(page, "ODBCDrv"), "SQL Server (FreeTDS),My sql server");
         EXPECT_EQ(Control<QComboBox>(page, "ODBCDrv").currentIndex(), -1);
 
+        // Nobody has a ticket of a Windows domain here.
+        Type(page, "SrvTBox", Address());
         Press(page, "ConnButt");
-        EXPECT_EQ(Status(page, "Label2") + dialogs_.TakeBoxes(), kGood);
-        EXPECT_EQ(ConnStr(page), "Provider=SQLOLEDB.1;Server=(local);Trusted_Connection=Yes");
-        EXPECT_EQ(Entries(page, "MSSQLDBCombo"), "shop,bare ü");
-        EXPECT_EQ(Control<QComboBox>(page, "MSSQLDBCombo").currentText(), "");
-        Press(page, "ConnButt");
-        EXPECT_EQ(Entries(page, "MSSQLDBCombo"), "shop,bare ü,shop,bare ü") << "twice, always";
-
-        Press(page, "SQLExpress");
+        EXPECT_EQ(NoFailureWith(page, "Unable to connect"), "");
+        EXPECT_EQ(ConnStr(page),
+                  "Provider=SQLOLEDB.1;Server=" + Address() + ";Trusted_Connection=Yes");
         Press(page, "ConnODBC");
         EXPECT_EQ(Enabled(page, {"ODBCDrv"}), "ODBCDrv ");
         EXPECT_EQ(ConnStr(page),
-                  "driver=SQL Server;Server=(local)\\SQLExpress;Trusted_Connection=yes");
-        Type(page, "UserTBox", "s a");
+                  "driver=SQL Server (FreeTDS);Server=" + Address() + ";Trusted_Connection=yes");
+        dialogs_.boxes.clear();
         Press(page, "Option2");
         EXPECT_EQ(Enabled(page, {"UserTBox", "PassTbox"}), "UserTBox PassTbox ");
-        const bool target = std::string_view(page) == "MSSQLDest";
-        const std::string asked =
-            "stop|Stop|Please Enter the required fields and then click connect|OK";
-        EXPECT_EQ(dialogs_.TakeBoxes(), target ? asked : "") << "by itself only where it is listed";
+        EXPECT_TRUE(dialogs_.boxes.empty()) << "by itself only where something is listed";
         Press(page, "ConnButt");
-        EXPECT_EQ(dialogs_.TakeBoxes(), asked) << "an empty password is refused here";
+        EXPECT_EQ(dialogs_.TakeBoxes(),
+                  "stop|Stop|Please Enter the required fields and then click connect|OK")
+            << "an empty password is refused here";
         EXPECT_EQ(FindPage(page)->cursor().shape(), Qt::ArrowCursor);
-        Type(page, "PassTbox", "p{w]");
+        TypeLogin(page);
         Press(page, "ConnButt");
-        EXPECT_EQ(ConnStr(page), "Driver=SQL Server;Server=(local)\\SQLExpress;uid=s a;pwd=p{w]");
-        Press(page, "SQLExpress");
+        EXPECT_EQ(Status(page, "Label2") + dialogs_.TakeBoxes(), kGood);
+        EXPECT_EQ(ConnStr(page), Login("Driver=SQL Server (FreeTDS)"));
+        EXPECT_EQ(Entries(page, "MSSQLDBCombo"), "bare ü,master,shop");
+        EXPECT_EQ(Control<QComboBox>(page, "MSSQLDBCombo").currentText(), "");
         Press(page, "ConnOLE");
-        EXPECT_EQ(ConnStr(page), "Provider=SQLOLEDB.1;Server=(local);uid=s a;pwd=p{w]");
+        EXPECT_EQ(ConnStr(page), Login());
+        EXPECT_EQ(Entries(page, "MSSQLDBCombo"), "bare ü,master,shop,bare ü,master,shop")
+            << "always once more";
         EXPECT_EQ(Enabled(page, {"ODBCDrv"}) + dialogs_.TakeBoxes(), "");
+
+        Press(page, "SQLExpress");
+        Type(page, "SrvTBox", "127.0.0.1,1");
+        Press(page, "ConnButt");
+        EXPECT_TRUE(ConnStr(page).starts_with(
+            "Provider=SQLOLEDB.1;Server=127.0.0.1,1\\SQLExpress;uid=sa;pwd="));
+        dialogs_.boxes.clear();
     }
 }
 
@@ -122,10 +124,10 @@ TEST_F(SqlServerPagesTest, SourceListsTablesAndViewsOfAPickedDatabase) {
     Control<QComboBox>("MSSQLSrc", "MSSQLDBCombo").addItem("shop");
     Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
     EXPECT_EQ(tables(), "") << "nothing before the first connect";
-    Press("MSSQLSrc", "ConnButt");
+    Connect("MSSQLSrc");
     Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
-    EXPECT_EQ(tables(), "dbo.orders,Sales.a.b c");
-    EXPECT_EQ(SourceConnStr, "Provider=SQLOLEDB.1;Server=(local);Trusted_Connection=Yes");
+    EXPECT_EQ(tables(), "dbo.orders,Sales.a.b c") << dialogs_.TakeBoxes();
+    EXPECT_EQ(SourceConnStr, Login());
     Press("MSSQLSrc", "ShowViews");
     EXPECT_EQ(tables(), "dbo.cheap,dbo.orders,Sales.a.b c");
     Press("MSSQLSrc", "ShowTables");
@@ -145,31 +147,49 @@ TEST_F(SqlServerPagesTest, SourceListsTablesAndViewsOfAPickedDatabase) {
     Select("MSSQLSrc", "MSSQLSrcTables", {0, 1});
     Press("MSSQLSrc", "NXT");
     EXPECT_EQ(Tables() + ">" + MSSQLSrcDB, "dbo|orders,Sales|a.b c>shop");
-    EXPECT_EQ(SourceConnStr,
-              "Provider=SQLOLEDB.1;Server=(local);Trusted_Connection=Yes;Database=shop");
+    EXPECT_EQ(SourceConnStr, Login() + ";Database=shop");
     EXPECT_EQ(VisiblePages(), "Form8");
     // Back, another database, Next: the name is appended again, and the last one counts.
+    for (const char* method : {"ConnOLE", "ConnODBC"}) {
+        HidePage("Form8");
+        ShowPage("MSSQLSrc");
+        Press("MSSQLSrc", method);
+        Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
+        Select("MSSQLSrc", "MSSQLSrcTables", {0});
+        Press("MSSQLSrc", "NXT");
+        HidePage("Form8");
+        ShowPage("MSSQLSrc");
+        Pick("MSSQLSrc", "MSSQLDBCombo", "bare ü");
+        EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 23), "information|Information") << method;
+        Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
+        EXPECT_EQ(tables(), "dbo.orders,Sales.a.b c");
+        Select("MSSQLSrc", "MSSQLSrcTables", {0});
+        Press("MSSQLSrc", "NXT");
+        EXPECT_TRUE(SourceConnStr.ends_with(";Database=shop;Database=shop")) << SourceConnStr;
+    }
     HidePage("Form8");
     ShowPage("MSSQLSrc");
-    Pick("MSSQLSrc", "MSSQLDBCombo", "bare ü");
-    EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 23), "information|Information");
-    Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
-    Select("MSSQLSrc", "MSSQLSrcTables", {0});
     TargetType = "MSSQL";
     Press("MSSQLSrc", "NXT");
-    EXPECT_TRUE(SourceConnStr.ends_with(";Database=shop;Database=shop")) << SourceConnStr;
     EXPECT_EQ(VisiblePages(), "") << "from SQL Server to SQL Server no page follows";
 
     ShowPage("MSSQLSrc");
-    Make("shop", {"drop table sysusers"});
+    server_.AddFault({"select u.name"});
     Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
-              "stop|Error|Unable to Connect\n[SQLite]no such table: sysusers (1)|OK");
+    const std::string box = dialogs_.TakeBoxes();
+    EXPECT_TRUE(box.starts_with("stop|Error|Unable to Connect\n")) << box;
+    EXPECT_NE(box.find("deadlocked"), std::string::npos) << box;
     EXPECT_EQ(Status("MSSQLSrc", "Label2"), kRed);
     Press("MSSQLSrc", "NXT");
     EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Connect to MS SQL Server first|OK");
-    Pick("MSSQLSrc", "MSSQLDBCombo", "bare ü");
+    Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
     EXPECT_EQ(Status("MSSQLSrc", "Label2"), kRed) << "not before the next connect";
+    Press("MSSQLSrc", "ConnButt");
+    server_.AddFault({.words = "select u.name", .then = TdsFault::Then::Hang});
+    GiveUpSoon();
+    Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "stop|Error|Unable to Connect\nThe wait for an answer was given up.|OK");
 }
 
 TEST_F(SqlServerPagesTest, TargetGoesOnUntriedButNotAfterAFailure) {
@@ -178,12 +198,10 @@ TEST_F(SqlServerPagesTest, TargetGoesOnUntriedButNotAfterAFailure) {
     Press("MSSQLDest", "NXT");
     EXPECT_EQ(VisiblePages() + TargetConnStr + MSSQLDstDB, "Form4;Database=");
     HidePage("Form4");
-    ShowPage("MSSQLDest");
-    Press("MSSQLDest", "ConnButt");
+    Connect("MSSQLDest");
     Pick("MSSQLDest", "MSSQLDBCombo", "shop");
     Press("MSSQLDest", "NXT");
-    EXPECT_EQ(TargetConnStr,
-              "Provider=SQLOLEDB.1;Server=(local);Trusted_Connection=Yes;Database=shop");
+    EXPECT_EQ(TargetConnStr, Login() + ";Database=shop");
     EXPECT_EQ(MSSQLDstDB, "shop");
     ShowPage("MSSQLDest");
     Registry().Register({});
@@ -201,23 +219,23 @@ TEST_F(SqlServerPagesTest, FailuresAreToldInTheDriversWords) {
     { closed = "127.0.0.1," + std::to_string(QuietPort().Port()); }
     for (const char* page : kPages) {
         SCOPED_TRACE(page);
-        UseStandIn();
-        ShowPage(page);
-        Press(page, "ConnButt");
+        Connect(page);
         if (std::string_view(page) == "MSSQLSrc") {
             Pick(page, "MSSQLDBCombo", "shop");
         }
-        UseFreeTds();
-        Press(page, "Option2");
-        dialogs_.boxes.clear();
-        Type(page, "PassTbox", "S3cret");
-        for (const auto& [server, words] :
-             {std::pair(closed, "Adaptive Server is unavailable or does not exist"),
-              std::pair("127.0.0.1," + std::to_string(web.Port()), "Adaptive Server connection"),
-              std::pair(std::string("no.such.host.invalid"), "Unknown host machine name")}) {
-            Type(page, "SrvTBox", server);
+        for (const auto& [field, text, words] :
+             {std::tuple("SrvTBox", closed, "Adaptive Server is unavailable or does not exist"),
+              std::tuple("SrvTBox",
+                         "127.0.0.1," + std::to_string(web.Port()),
+                         "Adaptive Server connection"),
+              std::tuple("SrvTBox", std::string("no.such.host.invalid"), "Unknown host machine"),
+              std::tuple("PassTbox", std::string("wrong"), "Login failed for user 'sa'."),
+              std::tuple("UserTBox", std::string("o;b"), "Login failed for user 'o'.")}) {
+            TypeLogin(page);
+            Type(page, field, text);
+            dialogs_.boxes.clear();
             Press(page, "ConnButt");
-            EXPECT_EQ(NoFailureWith(page, words), "") << server;
+            EXPECT_EQ(NoFailureWith(page, words), "") << text;
             EXPECT_EQ(Status(page, "Label2"), kRed);
             EXPECT_EQ(Entries(page, "MSSQLDBCombo"), "");
             EXPECT_EQ(VisiblePages(), page);
@@ -225,13 +243,12 @@ TEST_F(SqlServerPagesTest, FailuresAreToldInTheDriversWords) {
         if (std::string_view(page) == "MSSQLSrc") {
             EXPECT_EQ(Entries(page, "MSSQLSrcTables"), "");
         }
+        TypeLogin(page);
         Type(page, "SrvTBox", "127.0.0.1," + std::to_string(silent.Port()));
         GiveUpSoon();
         Press(page, "ConnButt");
         EXPECT_EQ(NoFailureWith(page, "The wait for an answer was given up."), "");
-        UseStandIn();
-        Type(page, "SrvTBox", "(local)");
-        Press(page, "ConnButt");
+        Connect(page);
         EXPECT_EQ(Status(page, "Label2") + dialogs_.TakeBoxes(), kGood);
         HidePage(page);
     }

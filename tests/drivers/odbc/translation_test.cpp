@@ -62,8 +62,12 @@ const TranslationCase kTranslations[] = {
     {"SqlServerDriverByAlias",
      "driver=SQL Server (FreeTDS);Server=(local);Trusted_Connection=yes;Database=a;Database=b",
      {kFreeTds},
-     "DRIVER={FreeTDS};SERVER=localhost;Trusted_Connection=yes;DATABASE=a;TDS_Version=7.4;"
+     "DRIVER={FreeTDS};SERVER=localhost;Trusted_Connection=yes;DATABASE=b;TDS_Version=7.4;"
      "ClientCharset=UTF-8;"},
+    {"DatabaseTwiceElsewhereIsTheFirst",
+     "Driver=SQLite3;Database=a;Database=b",
+     {kSqlite},
+     "DRIVER={SQLite3};Database=a;StepAPI=1;"},
     {"SqlServerDriverOfAnotherMachine",
      "Driver=SQL Server;Server=h;uid=u;pwd=p;Database=d",
      {kFreeTds},
