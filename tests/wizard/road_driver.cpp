@@ -180,7 +180,7 @@ void RoadDriver::Choose(const std::string& path) {
         [] {
             const auto* const chooser =
                 qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
-            return chooser != nullptr && chooser->isVisible();
+            return chooser != nullptr && chooser->isActiveWindow();
         },
         [path] {
             XDo({"key", "ctrl+a"});

@@ -81,7 +81,7 @@ TEST_F(SqlServerPagesTest, StartsAsDesignedAndConnectsByEveryTemplate) {
         // Nobody has a ticket of a Windows domain here.
         Type(page, "SrvTBox", Address());
         Press(page, "ConnButt");
-        EXPECT_EQ(NoFailureWith(page, "Unable to connect"), "");
+        EXPECT_EQ(NoFailureWith(page, "Adaptive Server connection failed"), "");
         EXPECT_EQ(ConnStr(page),
                   "Provider=SQLOLEDB.1;Server=" + Address() + ";Trusted_Connection=Yes");
         Press(page, "ConnODBC");
