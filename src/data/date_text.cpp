@@ -288,6 +288,13 @@ std::string TimeAmPm(const DateTime& value) {
     return FormatDateTime(value, "hh:mm:ss AMPM");
 }
 
+std::int64_t LocalUtcOffset() {
+    const time_t seconds = time(nullptr);
+    tm local{};
+    localtime_r(&seconds, &local);
+    return local.tm_gmtoff;
+}
+
 DateTime Now() {
     // A leap second (60) is shown as the second before it.
     const time_t seconds = time(nullptr);

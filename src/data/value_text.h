@@ -83,6 +83,8 @@ bool IsCanonicalNumber(std::string_view text);
 
 // The present local time, to the second.
 DateTime Now();
+// By how many seconds it is ahead of UTC.
+std::int64_t LocalUtcOffset();
 // "Short Date" of the locale, and "hh:mm:ss AMPM".
 std::string ShortDate(const DateTime& value);
 std::string TimeAmPm(const DateTime& value);

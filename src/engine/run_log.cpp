@@ -73,6 +73,26 @@ std::string ElapsedText(const DateTime& from, const DateTime& to) {
                 " Sec");
 }
 
+ClockReading ReadClock() {
+    ClockReading reading;
+    do {
+        reading = {Now(), LocalUtcOffset()};
+    } while (LocalUtcOffset() != reading.utc_offset);
+    return reading;
+}
+
+DateTime OnTheClockOf(const ClockReading& earlier, const ClockReading& later) {
+    DateTime moment = later.local;
+    moment.nanos += (earlier.utc_offset - later.utc_offset) * kNanosPerSecond;
+    for (; moment.nanos < 0; --moment.day) {
+        moment.nanos += kNanosPerDay;
+    }
+    for (; moment.nanos >= kNanosPerDay; ++moment.day) {
+        moment.nanos -= kNanosPerDay;
+    }
+    return std::max(moment, earlier.local);
+}
+
 namespace log_line {
 
 std::string Started() {

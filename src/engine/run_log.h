@@ -25,6 +25,16 @@ void AppendLogCaretKept(std::string_view line);
 // seconds that lie between.
 std::string ElapsedText(const DateTime& from, const DateTime& to);
 
+// A moment of the clock with the offset that local time had then. The clock may be set, and goes
+// back at the end of summer time, while a run goes on.
+struct ClockReading {
+    DateTime local;
+    std::int64_t utc_offset = 0;  // seconds
+};
+ClockReading ReadClock();
+// `later` on the clock of `earlier`, for ElapsedText; never before it.
+DateTime OnTheClockOf(const ClockReading& earlier, const ClockReading& later);
+
 namespace log_line {
 
 // Session into a database.

@@ -20,6 +20,8 @@
 namespace vantry {
 namespace {
 
+ClockReading SessionStart;  // of the run that is going on
+
 bool Prepare(i16 i) {
     const TableRec& table = SrcTables[static_cast<std::size_t>(i)];
     if (table.TableExists != kTrue) {
@@ -54,7 +56,8 @@ void WalkTables() {
     for (std::size_t table = 0; table < SrcTables.size(); ++table) {
         const auto i = static_cast<i16>(table);
         TableCancelled = kFalse;
-        TableStartTime = Now();
+        const ClockReading table_start = ReadClock();
+        TableStartTime = table_start.local;
         const auto start = std::chrono::steady_clock::now();
         ReportOf(i).Outcome = TableOutcome::NotPrepared;
         if (table >= DstTables.size()) {
@@ -65,7 +68,7 @@ void WalkTables() {
             NoteCreation(i);
             load_result =
                 ThisTarget().loader == Loader::Batches ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
-            TableEndTime = Now();
+            TableEndTime = OnTheClockOf(table_start, ReadClock());
             ContinueLog(log_line::TableElapsed(ElapsedText(TableStartTime, TableEndTime)));
             if (const auto unknown = UnknownRowsText(ReportOf(i)); !unknown.empty()) {
                 AppendLog(unknown);
@@ -112,8 +115,13 @@ void WriteRunRecord() {
     RepoConn.reset();
 }
 
+void StartSessionClock() {
+    SessionStart = ReadClock();
+    SessionStartTime = SessionStart.local;
+}
+
 void FinishRunLog() {
-    SessionEndTime = Now();
+    SessionEndTime = OnTheClockOf(SessionStart, ReadClock());
     CurrentRunView->ClearRowCounter();
     AppendLog(log_line::EndTime());
     AppendLog(log_line::SessionElapsed(ElapsedText(SessionStartTime, SessionEndTime)));
@@ -123,7 +131,7 @@ void FinishRunLog() {
 void RunSession(const std::string& /*ignored*/) {
     SessionCancelled = kFalse;
     TableCancelled = kFalse;
-    SessionStartTime = Now();
+    StartSessionClock();
     StartLog(log_line::Started());
     // One element a table, empty until that table is created for the first time.
     CreatedTables.assign(SrcTables.size(), TableRec());

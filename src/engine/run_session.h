@@ -17,6 +17,8 @@ void RunSession(const std::string& ignored);
 // of the run, by which a table that was created isn't created again, and the closing lines of the
 // log.
 void WriteRunRecord();
+// Sets SessionStartTime; FinishRunLog counts from there, whatever the clock does meanwhile.
+void StartSessionClock();
 void FinishRunLog();
 
 }  // namespace vantry

@@ -9,11 +9,14 @@
 #include "repository/pages/create_repository.h"
 #include "repository/pages/register.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
 #include "text/pages/register.h"
 #include "wizard/wizard_flow.h"
+
+#include <QApplication>
 
 namespace vantry {
 
@@ -45,6 +48,9 @@ void StartWizard(const std::string& application_folder) {
             InitSharedState(application_folder);
             RegisterAllPages();
             ConnectMenu();
+            if (qApp->findChild<HelpKey*>() == nullptr) {
+                new HelpKey("index.html", qApp);  // NOLINT(cppcoreguidelines-owning-memory): qApp's
+            }
             ShowPage("frmSplash");
             return;
             // The only question at the start. Retry begins anew: both steps before the splash may

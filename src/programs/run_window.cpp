@@ -10,6 +10,7 @@
 #include "engine/pages/run_display.h"
 #include "engine/run_log.h"
 #include "repository/run_log_file.h"
+#include "shell/help.h"
 #include "shell/qt_text.h"
 
 #include <QApplication>
@@ -180,6 +181,7 @@ int ShowRunInWindow(
     int& argc, char** argv, i32 session_id, RunnerSurroundings surroundings, DisplayTrial& trial) {
     QApplication application(argc, argv);
     trial.End();
+    const HelpKey help("runner.html");
     RunWindow window(session_id);
     window.show();
     const auto signalled = surroundings.cancel_requested;

@@ -1,7 +1,8 @@
-// VYTimer: stays in memory and starts the runner for each saved session that is due. Takes no
-// arguments; the repository is the one in the program's own folder. Ends with SIGTERM or SIGINT.
-// Exits with 0, with 6 when another one works for this repository, 64 for arguments, 3 for anything
-// else that keeps it from starting.
+// VYTimer: stays in memory and starts the runner for each saved session that is due. With
+// --install-autostart it has the desktop start it at each login instead, with --remove-autostart no
+// longer; it never does so by itself. The repository is the one in the program's own folder. Ends
+// with SIGTERM or SIGINT. Exits with 0, with 6 when another one works for this repository, 64 for
+// other arguments, 3 for anything else that keeps it from starting.
 
 #include "core/folders.h"
 #include "core/session_state.h"
@@ -9,6 +10,7 @@
 #include "data/value_text.h"
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
+#include "repository/autostart.h"
 #include "repository/program_lock.h"
 #include "repository/timer_service.h"
 
@@ -17,6 +19,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <optional>
+#include <string_view>
 
 namespace {
 
@@ -64,16 +68,35 @@ int Work() {
     return 0;
 }
 
+// Nothing: no such argument.
+std::optional<int> SetAutostart(std::string_view argument) {
+    if (argument == "--install-autostart") {
+        const std::string file = InstallAutostart(JoinPath(ProgramFolder(), "VYTimer"));
+        std::printf("VYTimer will be started at each login: %s\n", file.c_str());
+        return 0;
+    }
+    if (argument == "--remove-autostart") {
+        const std::string file = RemoveAutostart();
+        std::puts(file.empty() ? "VYTimer wasn't started at login."
+                               : "VYTimer is no longer started at login.");
+        return 0;
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
-int main(int argc, char**) {
+int main(int argc, char** argv) {
     RefuseCoreFile();
     MakeFailedWritesErrors();
-    if (argc != 1) {
-        std::fprintf(stderr, "usage: VYTimer\n");
-        return 64;
-    }
     try {
+        if (argc != 1) {
+            const auto done = argc == 2 ? SetAutostart(argv[1]) : std::nullopt;
+            if (!done) {
+                std::fprintf(stderr, "usage: VYTimer [--install-autostart | --remove-autostart]\n");
+            }
+            return done.value_or(64);
+        }
         return Work();
     } catch (const std::exception& error) {
         std::fprintf(stderr, "VYTimer: %s\n", ErrorText(error).c_str());

@@ -294,7 +294,7 @@ bool PolledRun::CanGoOn() const {
 }
 
 void PolledRun::TellNothingLoaded() const {
-    SessionStartTime = Now();
+    StartSessionClock();
     StartLog(log_line::Started());
     if (files_.empty()) {
         AppendLog("No file in \"" + PollFolder + "\" that matches \"" + PollPattern +

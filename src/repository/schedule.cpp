@@ -8,7 +8,6 @@ namespace vantry {
 namespace {
 
 constexpr std::int64_t kNanosPerMinute = 60 * kNanosPerSecond;
-constexpr int kMinutesPerDay = 24 * 60;
 constexpr int kDaysPerWeek = 7;
 
 // The place of a day in a week mask, which begins with Monday.
@@ -59,15 +58,19 @@ std::optional<DateTime> NextOnDays(const std::string& mask,
     return std::nullopt;
 }
 
-// Minutes of the day `first`, `first` + `step`, ... and so anew each day.
-DateTime NextInDay(int first, int step, const DateTime& after) {
-    for (int minute = first; minute < kMinutesPerDay; minute += step) {
-        const DateTime due{after.day, minute * kNanosPerMinute};
-        if (due > after) {
-            return due;
-        }
-    }
-    return {after.day + 1, first * kNanosPerMinute};
+DateTime Later(const DateTime& moment, std::int64_t nanos) {
+    const std::int64_t sum = moment.nanos + nanos;
+    return sum < kNanosPerDay ? DateTime{moment.day, sum}
+                              : DateTime{moment.day + 1, sum - kNanosPerDay};
+}
+
+// The last time up to `moment` at which the clock's minutes and seconds were `mark` and 0.
+DateTime LastMark(const DateTime& moment, int mark) {
+    constexpr std::int64_t kNanosPerHour = 60 * kNanosPerMinute;
+    const std::int64_t into = mark * kNanosPerMinute;
+    const std::int64_t since = (moment.nanos - into + kNanosPerHour) % kNanosPerHour;
+    return moment.nanos >= since ? DateTime{moment.day, moment.nanos - since}
+                                 : DateTime{moment.day - 1, moment.nanos - since + kNanosPerDay};
 }
 
 bool IsBetween(const std::optional<int>& value, int low, int high) {
@@ -75,6 +78,14 @@ bool IsBetween(const std::optional<int>& value, int low, int high) {
 }
 
 }  // namespace
+
+std::int64_t IntervalOf(const ScheduleRec& schedule) {
+    const std::int64_t count = schedule.SesRunDay.value_or(0);
+    if (schedule.SesFreq == "H") {
+        return count * 60 * kNanosPerMinute;
+    }
+    return schedule.SesFreq == "N" ? count * kNanosPerMinute : 0;
+}
 
 std::string ScheduleFault(const ScheduleRec& schedule) {
     const std::string& kind = schedule.SesFreq;
@@ -124,9 +135,10 @@ std::optional<DateTime> NextDue(const ScheduleRec& schedule, const DateTime& aft
             return due > after ? std::optional(due) : std::nullopt;
         }
         case 'H':
-            return NextInDay(*MinuteMark(schedule.SesWeekDay), *schedule.SesRunDay * 60, after);
+            return Later(LastMark(after, *MinuteMark(schedule.SesWeekDay)), IntervalOf(schedule));
         default:
-            return NextInDay(0, *schedule.SesRunDay, after);
+            return Later({after.day, after.nanos / kNanosPerMinute * kNanosPerMinute},
+                         IntervalOf(schedule));
     }
 }
 

@@ -27,8 +27,12 @@ struct ScheduleRec {
 
 // The first time strictly after `after` at which the session is due; nothing when there is none, or
 // when the columns make no rule. A month without the day runs on its last day. Intervals count from
-// midnight: every 5 hours means 0, 5, 10, 15 and 20 o'clock, each at the minute mark.
+// `after`, which is the last due time, or the moment at which the schedule became known: hours from
+// the last minute mark up to it, minutes from its whole minute.
 std::optional<DateTime> NextDue(const ScheduleRec& schedule, const DateTime& after);
+
+// In nanoseconds; 0 for a session that runs at fixed times.
+std::int64_t IntervalOf(const ScheduleRec& schedule);
 
 // Why the columns make no rule, in words for a log; empty when they do.
 std::string ScheduleFault(const ScheduleRec& schedule);

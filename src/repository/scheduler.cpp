@@ -11,6 +11,7 @@
 #include "data/value_text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <sstream>
 
 namespace vantry {
@@ -27,19 +28,20 @@ DateTime DayBefore(const DateTime& moment) {
     return {moment.day - 1, moment.nanos};
 }
 
-DateTime Earlier(const DateTime& moment, std::int64_t nanos) {
-    const auto left = moment.nanos - nanos;  // by less than a day
-    return left < 0 ? DateTime{moment.day - 1, left + 24 * kNanosPerHour}
-                    : DateTime{moment.day, left};
+// By less than two days, either way.
+DateTime Shifted(const DateTime& moment, std::int64_t nanos) {
+    DateTime moved{moment.day, moment.nanos + nanos};
+    for (; moved.nanos < 0; --moved.day) {
+        moved.nanos += kNanosPerDay;
+    }
+    for (; moved.nanos >= kNanosPerDay; ++moved.day) {
+        moved.nanos -= kNanosPerDay;
+    }
+    return moved;
 }
 
-// In nanoseconds; 0 for a session that runs at fixed times.
-std::int64_t IntervalOf(const ScheduleRec& schedule) {
-    const std::int64_t count = schedule.SesRunDay.value_or(0);
-    if (schedule.SesFreq == "H") {
-        return count * kNanosPerHour;
-    }
-    return schedule.SesFreq == "N" ? count * kNanosPerHour / 60 : 0;
+std::int64_t Between(const DateTime& earlier, const DateTime& later) {
+    return (later.day - earlier.day) * kNanosPerDay + later.nanos - earlier.nanos;
 }
 
 bool IsFurtherThan(const DateTime& later, const DateTime& earlier, std::int64_t nanos) {
@@ -121,8 +123,18 @@ std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_o
         DueStart start{id, *entry.next, 0};
         if (start.Due < DayBefore(now)) {
             // Too old, and each one before it: go on with the first that isn't.
-            entry.dealt_with = DayBefore(now);
-            entry.dealt_with.nanos -= entry.dealt_with.nanos > 0 ? 1 : 0;  // "after" excludes it
+            const DateTime day_before = DayBefore(now);
+            if (const auto interval = IntervalOf(entry.schedule); interval > 0) {
+                // As many whole intervals later: it goes on counting from its own due times.
+                const auto left_out = (Between(start.Due, day_before) - 1) / interval;
+                entry.dealt_with = {
+                    start.Due.day + static_cast<std::int32_t>(left_out * interval / kNanosPerDay),
+                    start.Due.nanos};
+                entry.dealt_with = Shifted(entry.dealt_with, left_out * interval % kNanosPerDay);
+            } else {
+                entry.dealt_with = day_before;
+                entry.dealt_with.nanos -= day_before.nanos > 0 ? 1 : 0;  // "after" excludes it
+            }
             entry.next = NextDue(entry.schedule, entry.dealt_with);
             state_changed_ = true;
             if (!entry.next || *entry.next > now) {
@@ -147,27 +159,32 @@ std::vector<DueStart> Scheduler::TakeDue(const DateTime& now, std::int64_t utc_o
     return starts;
 }
 
-// At the end of summer time 02:00 to 03:00 comes twice. A session that runs every ten minutes goes
-// on through the second one: its `dealt_with` is moved back by as much as the clock. One whose
-// interval is longer than what is repeated stays as it is: moved back, one of every two hours would
-// run at 02:00 and an hour later once more. The offset is read before the time, so when both change
-// between the two readings this comes a look late rather than with a time that hasn't changed yet.
+// Times of day are the clock's; intervals are a matter of time passed, whatever the clock does.
+// When summer time begins, 01:56 was an hour ago by the clock at 03:00 and four minutes ago in
+// truth: it becomes 02:56, so that what runs every seven minutes is due at 03:03, and no due time
+// lies in the hour that never was. When it ends, or the machine travels, likewise. Hours keep their
+// minute mark where the clock moves by half an hour: they count from the next mark. The offset is
+// read before and after the time, so that no time is taken for one of another offset.
 void Scheduler::FollowOffset(std::int64_t utc_offset) {
     const auto former = std::exchange(utc_offset_, utc_offset);
     if (former == utc_offset) {
         return;
     }
     state_changed_ = true;
-    const auto back = former ? (*former - utc_offset) * kNanosPerSecond : 0;
-    if (back <= 0 || back > kLongestStepBack) {
-        return;
-    }
+    const auto moved = former ? (utc_offset - *former) * kNanosPerSecond : 0;
     for (auto& [id, entry] : entries_) {
-        const auto interval = IntervalOf(entry.schedule);
-        if (interval > 0 && interval <= back) {
-            entry.dealt_with = Earlier(last_look_.value_or(entry.dealt_with), back);
-            entry.next = NextDue(entry.schedule, entry.dealt_with);
+        if (moved == 0 || IntervalOf(entry.schedule) == 0) {
+            continue;
         }
+        const bool hours = entry.schedule.SesFreq == "H";
+        const auto whole_hours =
+            static_cast<std::int64_t>(std::ceil(static_cast<double>(moved) / kNanosPerHour));
+        const auto shift = hours ? whole_hours * kNanosPerHour : moved;
+        entry.dealt_with = Shifted(entry.dealt_with, shift);
+        if (entry.before_step_back) {
+            entry.before_step_back = Shifted(*entry.before_step_back, shift);
+        }
+        entry.next = NextDue(entry.schedule, entry.dealt_with);
     }
 }
 

@@ -8,9 +8,9 @@
 // day old. When the clock goes back by no more than two hours, nothing is due until it has caught
 // up; when it goes back further it was wrong before, and counting begins anew from the new time. If
 // it then leaps forward again, that was the mistake, and what had been dealt with holds as before.
-// At the end of summer time the clock goes back and time does not: a session that runs at short
-// intervals goes on doing so. A session that leaves the repository and comes back, from a backup
-// say, isn't handed out anew for what it has had.
+// Where summer time begins and ends the clock jumps and time does not: a session that runs at
+// intervals goes on doing so, counted in time passed. A session that leaves the repository and
+// comes back, from a backup say, isn't handed out anew for what it has had.
 
 #include "repository/saved_session.h"
 
@@ -33,6 +33,9 @@ public:
     // on, those whose schedule has changed from `now`, and all of them do at the first call when
     // there is no former state.
     void SetSessions(const std::vector<SavedSession>& sessions, const DateTime& now);
+    // Tells by how many seconds local time is ahead of UTC from now on; before SetSessions, whose
+    // new sessions count from a time with this offset.
+    void FollowOffset(std::int64_t utc_offset);
     // What is due at `now`, oldest due time first. `utc_offset`: by how many seconds `now` is ahead
     // of UTC.
     std::vector<DueStart> TakeDue(const DateTime& now, std::int64_t utc_offset = 0);
@@ -57,7 +60,6 @@ private:
         std::optional<DateTime> before_step_back;
     };
     void KeepGone(const DateTime& now);
-    void FollowOffset(std::int64_t utc_offset);
     void ResetAfterStepBack(const DateTime& now);
     void ReturnFromStepBack(const DateTime& now);
 

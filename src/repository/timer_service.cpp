@@ -16,7 +16,6 @@
 #include "repository/run_log_file.h"
 #include "repository/session_runner.h"
 
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -109,8 +108,14 @@ void TimerService::Look() {
             " has done nothing for a long time and may hang, on its server or a file: process " +
             std::to_string(hanging.Pid) + ". The other sessions go on.");
     }
-    const auto utc_offset = utc_offset_();  // before now_(): see FollowOffset of the scheduler
-    const DateTime now = now_();
+    // One reading of both: see FollowOffset of the scheduler.
+    auto utc_offset = utc_offset_();
+    DateTime now = now_();
+    for (auto again = utc_offset_(); again != utc_offset; again = utc_offset_()) {
+        utc_offset = again;
+        now = now_();
+    }
+    scheduler_.FollowOffset(utc_offset);
     ReadSchedules(now);
     if (!missing_) {
         for (const auto& due : scheduler_.TakeDue(now, utc_offset)) {
@@ -254,13 +259,6 @@ bool TimerService::SaveState() {
                     error.Description() + " It is tried again every few seconds.");
         return false;
     }
-}
-
-std::int64_t TimerService::LocalUtcOffset() {
-    const time_t now = ::time(nullptr);
-    struct tm parts {};
-    ::localtime_r(&now, &parts);
-    return parts.tm_gmtoff;
 }
 
 std::chrono::milliseconds TimerService::Wait() const {

@@ -2,6 +2,7 @@
 // The scheduler without its main: reads the schedules, starts runners, keeps its state and its log
 // in the folder "log". One look at a time, so that a test can bring its own clock.
 
+#include "data/value_text.h"
 #include "files/file.h"
 #include "repository/runner_processes.h"
 #include "repository/scheduler.h"
@@ -29,8 +30,6 @@ public:
     std::chrono::milliseconds Wait() const;
     // A line with the time in "log/VYTimer.log".
     void Log(const std::string& line);
-
-    static std::int64_t LocalUtcOffset();  // of this machine, now
 
 private:
     void ReadSchedules(const DateTime& now);

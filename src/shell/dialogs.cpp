@@ -5,8 +5,6 @@
 // has room for.
 #include "shell/dialogs.h"
 
-#include "core/folders.h"
-#include "core/session_state.h"
 #include "shell/qt_text.h"
 
 #include <QApplication>
@@ -198,8 +196,6 @@ private:
     }
 };
 
-constexpr const char* kManual = "help/index.html";
-
 // Null: the desktop's own.
 Dialogs*& Replacement() {
     static Dialogs* replacement = nullptr;
@@ -233,25 +229,6 @@ bool AskYesNo(std::string text, std::string title) {
     return CurrentDialogs().Show(
                {std::move(text), std::move(title), BoxIcon::None, BoxButtons::YesNo, {}}) ==
            BoxAnswer::Yes;
-}
-
-void OpenHelp() {
-    const std::string folder = ProgramFolder();
-    for (const char* name : {"VY3Help.chm", kManual}) {
-        const std::string path = JoinPath(folder, name);
-        if (QFileInfo::exists(ToQt(path)) && CurrentDialogs().Open(path)) {
-            return;
-        }
-    }
-    TellStop(
-        "The help can't be shown: there is neither \"VY3Help.chm\" nor the folder \"help\" in " +
-        folder + ", or no program that shows it is installed.");
-}
-
-void OpenWebPage() {
-    if (!CurrentDialogs().Open(JoinPath(ProgramFolder(), kManual))) {
-        TellStop("No program that shows web pages is installed.");
-    }
 }
 
 }  // namespace vantry

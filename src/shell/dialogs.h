@@ -73,10 +73,4 @@ void Tell(std::string text, std::string title = std::string(kDefaultTitle));
 void TellStop(std::string text, std::string title = std::string(kDefaultTitle));
 bool AskYesNo(std::string text, std::string title);
 
-// The shared help routine of every help button and the menu: the help file, at its start. Where the
-// desktop shows no compiled help, the folder beside it.
-void OpenHelp();
-// The web page of the product: its manual, as long as there is no site of its own.
-void OpenWebPage();
-
 }  // namespace vantry

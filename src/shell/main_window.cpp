@@ -8,6 +8,7 @@
 #include "ui_MDIForm1.h"
 
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "shell/status_line.h"
@@ -149,7 +150,7 @@ void MainWindow::ConnectMenus() {
     on(ui_->mShowNavigator, run(&Actions::show_navigator));
     on(ui_->mContents, [] { OpenHelp(); });
     on(ui_->mIndex, [] { OpenHelp(); });
-    on(ui_->mTakeTour, [] { OpenWebPage(); });
+    on(ui_->mTakeTour, [] { OpenTour(); });
     on(ui_->mAbout, show("frmAbout"));
     on(ui_->mVYWeb, [] { OpenWebPage(); });
 }

@@ -1,5 +1,7 @@
 #include "shell/page_look.h"
 
+#include "shell/plate_button.h"
+
 #include <QLabel>
 #include <QRadioButton>
 #include <QVariant>
@@ -31,6 +33,11 @@ bool AreOneGroup(const QRadioButton& one, const QRadioButton& other) {
 }  // namespace
 
 void ApplyLook(QWidget& page) {
+    for (auto* const button : page.findChildren<PlateButton*>()) {
+        if (button->Caption() == "Help" && button->toolTip().isEmpty()) {
+            button->setToolTip("The contents of the help. F1 opens the page about this window.");
+        }
+    }
     for (auto* const label : page.findChildren<QLabel*>()) {
         const QString look = label->property("look").toString();
         if (look == "heading") {

@@ -306,6 +306,14 @@ Page* ActivePage() {
     return FindPage(ActiveName());
 }
 
+std::vector<std::string> RegisteredPages() {
+    std::vector<std::string> names;
+    for (const auto& [name, maker] : Makers()) {
+        names.push_back(name);
+    }
+    return names;
+}
+
 bool PageIsVisible(std::string_view name) {
     const LoadedPage* const loaded = Find(name);
     return loaded != nullptr && loaded->page != nullptr && !loaded->page->isHidden() &&

@@ -37,6 +37,8 @@ void UnloadPage(std::string_view name);
 QSize RoomFor(const Page& page, QSize asked);
 
 Page* FindPage(std::string_view name);
+// All names that there are makers for.
+std::vector<std::string> RegisteredPages();
 // The one that takes the keys; null when there is none.
 Page* ActivePage();
 bool PageIsVisible(std::string_view name);

@@ -7,6 +7,7 @@
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"

@@ -2,7 +2,7 @@
 
 #include "ui_NavForm.h"
 
-#include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 
@@ -32,7 +32,7 @@ void NavForm::Next() {
             break;
         // The navigator stays: nothing of a session has begun.
         case 2:
-            OpenWebPage();
+            OpenTour();
             break;
         default:
             break;

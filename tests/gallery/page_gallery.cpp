@@ -3,9 +3,14 @@
 // Usage: page_gallery SAMPLES_FOLDER OUT_FOLDER SUFFIX [dark]; QT_SCALE_FACTOR sets the scale.
 
 #include "core/session_state.h"
+#include "data/value_text.h"
 #include "mapping/column_discovery.h"
 #include "programs/all_pages.h"
 #include "repository/pages/create_repository.h"
+#include "repository/pages/ses_edit.h"
+#include "repository/pages/show_log.h"
+#include "repository/repository.h"
+#include "repository/saved_session.h"
 #include "shell/dialogs.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
@@ -29,6 +34,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 
 namespace vantry {
@@ -90,7 +96,7 @@ public:
 
     void Draw() {
         MakeSession();
-        for (const char* name : {"NavForm", "Form1", "frmWait", "Form15"}) {
+        for (const char* name : {"NavForm", "Form1", "frmWait"}) {
             Show(name);
         }
         ShowPage("Form2");
@@ -112,6 +118,7 @@ public:
         DrawMappingPages();
         Show("Form13");
         DrawRunPage();
+        DrawSavedSessions();
         for (const char* name : {"frmSplash", "frmAbout"}) {
             ShowPage(name);
             Save(*FindPage(name), name);
@@ -250,6 +257,45 @@ private:
                 "TABLE NAME :customers\n\nInvalid Datatype Mapping.\nSrc Col Name :name\n"
                 "Dest Col Name:born\nSource Datatype:Text\nDest. Datatype:DateTime\n");
         ShowPageModal("MapErrForm");
+    }
+
+    void DrawSavedSessions() {
+        for (const char* name : {"Customers every night", "Orders", "Stock of the shops"}) {
+            SessionSave save;
+            save.SesName = name;
+            save.LogName = "/home/anna/vantry/log/" + save.SesName + ".log";
+            SetMonthly(save, {0, *NanosOf(6, 30, 0)}, 15);
+            SaveSession(save);
+        }
+        Show("Form15");
+        auto* const edit = dynamic_cast<SesEdit*>(LoadPage("SesEdit"));
+        Connection repository;
+        repository.Open(RepoConnStr);
+        edit->Begin(*FindSession(repository, 1));
+        ShowPage("SesEdit");
+        FindPage("SesEdit")->findChild<QAbstractButton*>("TimeOpt_1")->setChecked(true);
+        Save(*edit, "SesEdit");
+        UnloadPage("SesEdit");
+        const std::string log = JoinPath(folder_, "a.log");
+        {
+            std::ofstream out(log);
+            out << "Started loading at :11/15/2026 7:03:08 PM\r\n";
+            for (int i = 1; i < 20'000; ++i) {
+                out << "About to Insert Rows from table" << i << " to table" << i << "\r\n"
+                    << i * 7 << " Rows Loaded Time Elapsed :0 Hrs 0 Min " << i % 7 << " Sec\r\n";
+            }
+        }
+        auto* const viewer = dynamic_cast<ShowLog*>(LoadPage("ShowLog"));
+        viewer->setWindowTitle("Session Log for Session ID:1 Name :Orders");
+        viewer->Read(log);
+        ShowPage("ShowLog");
+        Save(*viewer, "ShowLog");
+        UnloadPage("ShowLog");
+        for (const char* name : {"BackupRepo", "RestoreRepo", "CheckSch"}) {
+            ShowPage(name);
+            Save(*FindPage(name), name);
+            UnloadPage(name);
+        }
     }
 
     void DrawColumns(const char* name, const std::function<void()>& work) {

@@ -1,5 +1,6 @@
 #include "engine/session_fixture.h"
 #include "programs/application.h"
+#include "repository/autostart.h"
 #include "repository/process_finder.h"
 #include "repository/timer_service.h"
 #include "support/fault_plans.h"
@@ -48,10 +49,7 @@ protected:
     std::unique_ptr<TimerService> NewService(
         std::chrono::milliseconds idle_limit = std::chrono::minutes(10)) {
         return std::make_unique<TimerService>(
-            app.Folder().Path().string(),
-            [this] { return now; },
-            TimerService::LocalUtcOffset,
-            idle_limit);
+            app.Folder().Path().string(), [this] { return now; }, LocalUtcOffset, idle_limit);
     }
     void LookAt(TimerService& service, const char* time) {
         now = At(time);
@@ -219,6 +217,42 @@ TEST_F(TimerServiceTest, ARepositoryThatIsMissingOrInUseIsWaitedFor) {
     LookAt(*service, "2026-03-01 06:10:00");
     EXPECT_TRUE(Within(20, [&] { return Starts().size() == 12; })) << Starts();
     EXPECT_NE(Log().find("Can't read the repository"), Log().npos) << Log();
+}
+
+TEST(VYTimer, StartsAtLoginWhenToldAndNotOtherwise) {
+    const Application app;
+    const std::string config = app.Path("config");
+    const std::string entry = config + "/autostart/vytimer.desktop";
+    ::setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+    const auto run = [&](const std::string& argument) {
+        return app.Start("VYTimer", {argument}).Wait().exit_code;
+    };
+    EXPECT_EQ(run("--remove-autostart"), 0);
+    EXPECT_FALSE(std::filesystem::exists(entry));
+    EXPECT_EQ(run("--install-autostart"), 0);
+    EXPECT_EQ(run("--install-autostart"), 0);
+    const std::string text = app.Folder().Read("config/autostart/vytimer.desktop");
+    EXPECT_TRUE(text.starts_with("[Desktop Entry]\nType=Application\n")) << text;
+    EXPECT_TRUE(text.ends_with("VYTimer\"\n")) << text;
+    EXPECT_EQ(run("--remove-autostart"), 0);
+    EXPECT_FALSE(std::filesystem::exists(entry));
+    app.Folder().Write("config/autostart/vytimer.desktop", "[Desktop Entry]\nName=mine\n");
+    EXPECT_EQ(run("--install-autostart"), 3);
+    EXPECT_EQ(run("--remove-autostart"), 3);
+    EXPECT_EQ(app.Folder().Read("config/autostart/vytimer.desktop"),
+              "[Desktop Entry]\nName=mine\n");
+    EXPECT_EQ(run("--install"), 64);
+    ::unsetenv("XDG_CONFIG_HOME");
+}
+
+TEST(Autostart, APathOfAnyLettersIsQuotedForTheEntry) {
+    const TempDir folder;
+    ::setenv("XDG_CONFIG_HOME", folder.Path().c_str(), 1);
+    InstallAutostart("/a b/50%/$x`\"\\/VYTimer");
+    EXPECT_TRUE(folder.Read("autostart/vytimer.desktop")
+                    .ends_with("Exec=\"/a b/50%%/\\\\$x\\\\`\\\\\"\\\\\\\\/VYTimer\"\n"))
+        << folder.Read("autostart/vytimer.desktop");
+    ::unsetenv("XDG_CONFIG_HOME");
 }
 
 TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {

@@ -24,7 +24,7 @@ namespace vantry {
 namespace {
 
 constexpr int kTickMillis = 40;
-constexpr int kPatience = 20'000 / kTickMillis;
+constexpr int kTicksPerSecond = 1000 / kTickMillis;
 constexpr int kSettleTicks = 3;  // painted, and the window manager has had its say
 
 // xdotool speaks to the server; the events come back through this program's own loop.
@@ -85,6 +85,11 @@ void RoadDriver::Page(const std::string& name) {
             return PageIsVisible(name) && (modal == nullptr || modal == FindPage(name));
         },
         [this, name] { Shoot(name); });
+}
+
+void RoadDriver::Shot(const std::string& name) {
+    Add(
+        "a picture of " + name, [] { return true; }, [this, name] { Shoot(name); });
 }
 
 void RoadDriver::Click(const std::string& page, const std::string& control) {
@@ -191,8 +196,9 @@ void RoadDriver::Choose(const std::string& path) {
           [] { return qobject_cast<QFileDialog*>(QApplication::activeModalWidget()) == nullptr; });
 }
 
-void RoadDriver::Until(const std::string& what, std::function<bool()> holds) {
+void RoadDriver::Until(const std::string& what, std::function<bool()> holds, int seconds) {
     Add(what, std::move(holds), [] {});
+    steps_.back().seconds = seconds;
 }
 
 void RoadDriver::Do(const std::string& what, std::function<void()> action) {
@@ -214,7 +220,7 @@ void RoadDriver::Tick() {
     Step& step = steps_.front();
     if (!step.ready()) {
         settled_ = 0;
-        if (++waited_ > kPatience) {
+        if (++waited_ > step.seconds * kTicksPerSecond) {
             Fail("waited in vain for " + step.what);
         }
         return;

@@ -24,6 +24,8 @@ public:
 
     // A page of that name is there to be used, with nothing modal before it.
     void Page(const std::string& name);
+    // A picture of the screen.
+    void Shot(const std::string& name);
     // Clicks into the middle of the page's control.
     void Click(const std::string& page, const std::string& control);
     // Clicks a cell of a table or an entry of a list, by row and column.
@@ -40,7 +42,7 @@ public:
     // A file or folder chooser is there: types the path and confirms.
     void Choose(const std::string& path);
     // Waits for anything else.
-    void Until(const std::string& what, std::function<bool()> holds);
+    void Until(const std::string& what, std::function<bool()> holds, int seconds = 20);
     void Do(const std::string& what, std::function<void()> action);
 
     // Starts walking; ends the program with 0 behind the last step, with 1 at one that can't be
@@ -52,6 +54,7 @@ private:
         std::string what;
         std::function<bool()> ready;
         std::function<void()> act;
+        int seconds = 20;
     };
     void Add(std::string what, std::function<bool()> ready, std::function<void()> act);
     void Tick();

@@ -4,6 +4,7 @@
 #include "data/letter_case.h"
 #include "shell/background_work.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"
 

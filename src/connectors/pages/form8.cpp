@@ -9,6 +9,7 @@
 #include "connectors/pages/access_page.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "wizard/wizard_flow.h"
 

@@ -10,6 +10,7 @@
 #include "data/error_text.h"
 #include "engine/run_session.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/product_picture.h"

@@ -19,6 +19,7 @@
 #include "mapping/pages/maperrform.h"
 #include "shell/background_work.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"

@@ -15,6 +15,7 @@
 #include "mapping/pages/editor_list.h"
 #include "mapping/pages/maperrform.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "shell/tool_tip.h"

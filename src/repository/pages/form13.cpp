@@ -15,6 +15,7 @@
 #include "repository/pages/create_repository.h"
 #include "repository/repository.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"

@@ -16,6 +16,7 @@
 #include "repository/pages/show_log.h"
 #include "repository/repository.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"

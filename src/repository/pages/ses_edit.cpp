@@ -5,6 +5,7 @@
 #include "data/value_text.h"
 #include "repository/repository.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 

@@ -13,6 +13,7 @@
 #include "data/error_text.h"
 #include "data/letter_case.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "text/pages/path_field.h"

@@ -10,6 +10,7 @@
 #include "data/data_error.h"
 #include "data/error_text.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "text/pages/path_field.h"

@@ -10,6 +10,7 @@
 #include "core/kinds.h"
 #include "core/route.h"
 #include "shell/dialogs.h"
+#include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"

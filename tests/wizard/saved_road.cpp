@@ -1,0 +1,254 @@
+// The saved sessions in the wizard itself, by mouse and keyboard: three are saved, one is run by
+// the real runner, given a schedule of every minute and run twice by the real scheduler while its
+// log is looked at; then deleting, backup, restore, and on. Everything lies in the folder of the
+// executable, where the runner and the scheduler stand, too. Usage: saved_road (in a folder with
+// data/orders.csv)
+
+#include "core/folders.h"
+#include "core/session_state.h"
+#include "mapping/column_discovery.h"
+#include "programs/all_pages.h"
+#include "repository/process_finder.h"
+#include "shell/qt_text.h"
+#include "support/page_driver.h"
+#include "support/session_steps.h"
+#include "text/text_source.h"
+#include "wizard/road_driver.h"
+
+#include <QApplication>
+#include <QPlainTextEdit>
+#include <QProcess>
+#include <QStyleFactory>
+#include <QTableWidget>
+
+#include <clocale>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace vantry {
+namespace {
+
+constexpr int kTwoMinutes = 150;  // seconds, with what the machine needs besides
+
+std::string ContentOf(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+int CountOf(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (auto at = text.find(part); at != text.npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+std::string Cell(int row, int column) {
+    const auto& grid = Control<QTableWidget>("Form15", "SesDBGrid");
+    const auto* const item = grid.item(row, column);
+    return item == nullptr ? std::string() : FromQt(item->text());
+}
+
+class SavedRoad {
+public:
+    explicit SavedRoad(const std::string& folder)
+        : folder_(folder), driver_(folder + "/pictures") {}
+
+    void Walk() {
+        driver_.Click("frmSplash", "Image1");
+        driver_.Page("NavForm");
+        driver_.Keys("alt+r");
+        driver_.Keys("n");
+        driver_.Box("New Repository Created", "Return");
+        for (const char* name : {"first", "second", "third"}) {
+            SaveSession(name);
+        }
+        driver_.Page("NavForm");
+        driver_.Click("NavForm", "NavChoice_1");
+        driver_.Click("NavForm", "NXTBUTT");
+        driver_.Page("Form15");
+        Count("3");
+        Run(3);
+        EveryMinute();
+        WatchTwoRuns();
+        Delete();
+        BackUpAndRestore();
+        Run(2);
+        driver_.Page("Form15");
+        driver_.Click("Form15", "Close");
+        driver_.Page("NavForm");
+        driver_.Start();
+    }
+
+private:
+    std::string In(const std::string& name) const { return folder_ + "/" + name; }
+
+    void Count(const std::string& count) {
+        driver_.Until(count + " sessions in the list",
+                      [count] { return LabelText("Form15", "Label4") == count; });
+    }
+
+    // What the pages before the last one leave in memory; the last one is walked.
+    void SaveSession(const std::string& name) {
+        driver_.Do("a session in memory", [this, name] {
+            SourceType = "TEXT";
+            TargetType = "ACCESS";
+            TableRec table;
+            table.Name = "orders.csv";
+            table.SFormat = ",";
+            table.SFirstColLine = 1;
+            table.TextQ = "\"";
+            table.LoadOption = "APPEND";
+            SrcTables = {table};
+            SourceConnStr = TextSourceConnectionString(In("data"));
+            TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + In(name + ".mdb");
+            if (!std::filesystem::exists(In(name + ".mdb"))) {
+                Catalog().Create(TargetConnStr);
+            }
+            test::MapTables();
+            HidePage("NavForm");
+            ShowPage("Form13");
+        });
+        driver_.Page("Form13");
+        driver_.Type("Form13", "SesName", name);
+        driver_.Click("Form13", "FreqOpt_2");
+        driver_.Page("Form13");
+        driver_.Click("Form13", "NXTBUTT");
+        driver_.Box("Session Saved Successfully", "Return");
+        driver_.Page("NavForm");
+    }
+
+    // The one in the list's current row.
+    void Run(int id) {
+        const QString title = QString("Vantry - Session %1 .* ended .0.").arg(id);
+        driver_.Page("Form15");
+        driver_.Click("Form15", "RunButt");
+        driver_.Box("Run Session ID:" + std::to_string(id), "Return");
+        driver_.Until(
+            "the runner's window after the run",
+            [title] {
+                return QProcess::execute("xdotool", {"search", "--name", title}) == 0;
+            },
+            60);
+        driver_.Shot("runner");
+        driver_.Do("the runner's window is closed", [title] {
+            QProcess::execute(
+                "xdotool",
+                {"search", "--name", title, "windowactivate", "--sync", "key", "Return"});
+        });
+        driver_.Until("the runner's window is gone", [title] {
+            return QProcess::execute("xdotool", {"search", "--name", title}) != 0;
+        });
+        driver_.Do("the list in front", [] { TheMainWindow().activateWindow(); });
+        driver_.Until("the run's date in the list", [] { return !Cell(0, 6).empty(); });
+    }
+
+    void EveryMinute() {
+        driver_.Page("Form15");
+        driver_.Click("Form15", "EditButt");
+        driver_.Page("SesEdit");
+        driver_.Click("SesEdit", "TimeOpt_4");
+        driver_.Click("SesEdit", "Evy_1");
+        driver_.Click("SesEdit", "Mins");
+        driver_.Keys("1");
+        driver_.Keys("Return");
+        driver_.Page("SesEdit");
+        driver_.Click("SesEdit", "SaveButton");
+        driver_.Box("Changes Saved", "Return");
+    }
+
+    // The log is looked at from before the scheduler's first run until behind its second.
+    void WatchTwoRuns() {
+        driver_.Until(
+            "no other scheduler on this machine",
+            [] { return !IsProcessRunning("VYTimer"); },
+            kTwoMinutes);
+        driver_.Page("Form15");
+        driver_.Keys("alt+s");
+        driver_.Keys("c");
+        driver_.Page("CheckSch");
+        driver_.Click("CheckSch", "startit");
+        driver_.Until("the scheduler runs", [] {
+            return LabelText("CheckSch", "Label1") == "Vantry is now Running" &&
+                   LabelText("CheckSch", "Note").starts_with("VYTimer, process ");
+        });
+        driver_.Page("CheckSch");
+        driver_.Click("CheckSch", "closebutt");
+        driver_.Page("Form15");
+        driver_.Click("Form15", "VLogButt");
+        driver_.Page("ShowLog");
+        driver_.Do("what the log says now", [this] { former_log_ = Log(); });
+        driver_.Until(
+            "the log of the scheduler's run",
+            [this] {
+                return Log() != former_log_ && Log().find("F.I.N.I.S.H") != std::string::npos;
+            },
+            kTwoMinutes);
+        driver_.Until(
+            "the scheduler has started it twice",
+            [this] {
+                return CountOf(ContentOf(In("log/VYTimer.log")), "\"third\" ended with 0") >= 2;
+            },
+            kTwoMinutes);
+        driver_.Page("ShowLog");
+        driver_.Keys("Escape");
+    }
+    static std::string Log() {
+        return FromQt(Control<QPlainTextEdit>("ShowLog", "Text1").toPlainText());
+    }
+
+    void Delete() {
+        driver_.Page("Form15");
+        driver_.ClickCell("Form15", "SesDBGrid", 0, 1);
+        driver_.Click("Form15", "DelButt");
+        driver_.Box("Are you sure you want to Delete Session ID: 3 Name :third", "Return");
+        driver_.Box("Session ID :3 deleted.", "Return");
+        Count("2");
+    }
+
+    void BackUpAndRestore() {
+        driver_.Page("Form15");
+        driver_.Keys("alt+r");
+        driver_.Keys("b");
+        driver_.Page("BackupRepo");
+        driver_.Type("BackupRepo", "BckDest", In("kept"));
+        driver_.Click("BackupRepo", "BackupButton");
+        driver_.Box("Repository Successfully Backed Up", "Return");
+        driver_.Page("Form15");
+        driver_.Click("Form15", "DelAll");
+        driver_.Box("Are you sure you want to Delete All Sessions", "Return");
+        driver_.Box("All Sessions Deleted", "Return");
+        Count("0");
+        driver_.Page("Form15");
+        driver_.Keys("alt+r");
+        driver_.Keys("r");
+        driver_.Page("RestoreRepo");
+        driver_.Type("RestoreRepo", "BckDest", In("kept/VYRepo.mdb"));
+        driver_.Page("RestoreRepo");
+        driver_.Click("RestoreRepo", "RestoreButton");
+        driver_.Box("Are you sure you want to Restore Repository?", "Return");
+        driver_.Box("Repository Successfully Restored", "Return");
+        Count("2");
+    }
+
+    std::string folder_;
+    std::string former_log_;
+    RoadDriver driver_;
+};
+
+}  // namespace
+}  // namespace vantry
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setStyle(QStyleFactory::create("Fusion"));
+    QCoreApplication::setApplicationVersion("2.0");
+    QApplication::setQuitOnLastWindowClosed(false);
+    std::setlocale(LC_NUMERIC, "C");
+    const std::string folder = vantry::ApplicationFolder();
+    vantry::StartWizard(folder);
+    vantry::SavedRoad road(folder);
+    road.Walk();
+    return QApplication::exec();
+}
