@@ -7,11 +7,20 @@
 
 #include "data/value_text.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace vantry {
 
 RunView* CurrentRunView = nullptr;
 
 namespace {
+
+std::int64_t last_line = 0;
+
+std::int64_t BreaksIn(std::string_view text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
 
 constexpr std::string_view kLineBreak = "\r\n";
 
@@ -44,6 +53,7 @@ std::int64_t MinutesOf(const DateTime& moment) {
 
 void StartLog(std::string_view line) {
     // A former run's log goes, and the user sees at once that this one has begun.
+    last_line = BreaksIn(line);
     CurrentRunView->SetLogText(line);
     CurrentRunView->Repaint();
 }
@@ -54,12 +64,18 @@ void AppendLog(std::string_view line) {
 }
 
 void AppendLogCaretKept(std::string_view line) {
+    last_line += 1 + BreaksIn(line);
     CurrentRunView->AppendLogText(Join(kLineBreak, line));
 }
 
 void ContinueLog(std::string_view text) {
+    last_line += BreaksIn(text);
     CurrentRunView->AppendLogText(text);
     CurrentRunView->CaretToEnd();
+}
+
+std::int64_t LastLogLine() {
+    return last_line;
 }
 
 std::string ElapsedText(const DateTime& from, const DateTime& to) {
@@ -206,6 +222,19 @@ std::string_view TextFinished() {
 
 std::string_view TextCancelled() {
     return "User Requested to abort loading";
+}
+
+bool TellsOfFailure(std::string_view line) {
+    constexpr std::string_view kBeginnings[] = {"Error Loading Row:",
+                                                "Error Creating Table ",
+                                                "Error deleting rows from table ",
+                                                "Aborting Loading Rows for Table :",
+                                                "Aborting loading as Errors",
+                                                "Table Contains Long Datatypes."};
+    return line.ends_with(" Table Cannot be Dropped") ||
+           std::any_of(std::begin(kBeginnings), std::end(kBeginnings), [&](std::string_view start) {
+               return line.starts_with(start);
+           });
 }
 
 }  // namespace log_line

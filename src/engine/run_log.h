@@ -20,6 +20,9 @@ void ContinueLog(std::string_view text);
 // Adds a line and leaves the caret where it is.
 void AppendLogCaretKept(std::string_view line);
 
+// Lines of the log so far, less one: the number of its last line.
+std::int64_t LastLogLine();
+
 // "H Hrs M Min S Sec". Hours are whole minutes between the two moments by 60, minutes whole seconds
 // by 60: 90 minutes read "1 Hrs 90 Min 0 Sec". What is counted are the boundaries of minutes and
 // seconds that lie between.
@@ -71,6 +74,9 @@ std::string_view SkippingTable();
 std::string_view TextAborting();
 std::string_view TextFinished();
 std::string_view TextCancelled();
+
+// Whether a line is the first one that tells of a failure, for marks beside the log.
+bool TellsOfFailure(std::string_view line);
 
 }  // namespace log_line
 }  // namespace vantry

@@ -59,4 +59,20 @@ TableReport& ReportOf(i16 i) {
     return tables[table];
 }
 
+RunOutcome OutcomeOfRun() {
+    RunOutcome outcome;
+    for (std::size_t i = 0; i < CurrentRunReport.Tables.size(); ++i) {
+        const auto& table = CurrentRunReport.Tables[i];
+        outcome.RowsLoaded += table.RowsLoaded;
+        if (table.Outcome == TableOutcome::NotReached) {
+            ++outcome.NotReached;
+        } else if (table.Errors > 0 || table.RowsUnknown > 0 ||
+                   table.Outcome == TableOutcome::NotPrepared ||
+                   table.Outcome == TableOutcome::GivenUp) {
+            outcome.Failed.push_back(i);
+        }
+    }
+    return outcome;
+}
+
 }  // namespace vantry

@@ -38,6 +38,7 @@ struct TableReport {
     double Seconds = 0;
     double WaitedSeconds = 0;  // of them, for a target file that another program held
     TableOutcome Outcome = TableOutcome::NotReached;
+    std::int64_t LogLine = 0;  // the last line of the log when the table began
 
     std::int64_t RowsFailed() const { return RowsRead - RowsLoaded - RowsUnknown; }
 };
@@ -51,6 +52,15 @@ extern RunReport CurrentRunReport;
 
 // What the user is told of rows that may have arrived; empty when there are none.
 std::string UnknownRowsText(const TableReport& report);
+
+// What became of a run, for people: how many tables, which of them have errors, how many rows.
+struct RunOutcome {
+    std::vector<std::size_t>
+        Failed;  // tables with errors, or with rows that are not known to be in
+    std::size_t NotReached = 0;
+    std::int64_t RowsLoaded = 0;
+};
+RunOutcome OutcomeOfRun();
 
 // One table "not reached" per element of SrcTables.
 void StartRunReport();

@@ -49,6 +49,16 @@ void NoteCreation(i16 i) {
     }
 }
 
+// Tables of a few rows never come to a loader's own hand-over: a cancel would wait through hundreds
+// of them.
+void LetCancelIn() {
+    const bool cancelled = SessionCancelled != kFalse;
+    CurrentRunView->DoEvents();
+    if (!cancelled && SessionCancelled != kFalse) {
+        AppendLog(log_line::LoadCancelled());
+    }
+}
+
 void WalkTables() {
     // A table that couldn't be prepared leaves the result of the one before it standing, and the
     // renaming of a polled file goes by that.
@@ -60,6 +70,7 @@ void WalkTables() {
         TableStartTime = table_start.local;
         const auto start = std::chrono::steady_clock::now();
         ReportOf(i).Outcome = TableOutcome::NotPrepared;
+        ReportOf(i).LogLine = LastLogLine();
         if (table >= DstTables.size()) {
             AppendLog(NoTargetFor(SrcTables[table]).Description());
             ++ReportOf(i).Errors;
@@ -82,6 +93,7 @@ void WalkTables() {
         if (ThisSource().polled && load_result == kTrue) {
             MoveLoadedFile(SrcTables[table].Name);
         }
+        LetCancelIn();
         if (SessionCancelled != kFalse) {
             break;
         }

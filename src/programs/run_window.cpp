@@ -7,10 +7,12 @@
 // it.
 #include "programs/run_window.h"
 
+#include "engine/pages/log_view.h"
 #include "engine/pages/run_display.h"
 #include "engine/run_log.h"
 #include "repository/run_log_file.h"
 #include "shell/help.h"
+#include "shell/product_picture.h"
 #include "shell/qt_text.h"
 
 #include <QApplication>
@@ -44,11 +46,16 @@ public:
         log_ = new QPlainTextEdit(this);
         log_->setObjectName(QStringLiteral("LogTxt"));
         log_->setReadOnly(true);
+        log_->setLineWrapMode(QPlainTextEdit::NoWrap);
+        log_->setAccessibleName(QStringLiteral("Log"));
+        log_view_ = new LogView(*log_);
         counter_ = new QLabel(this);
         counter_->setObjectName(QStringLiteral("Label2"));
         bar_ = new QProgressBar(this);
         bar_->setObjectName(QStringLiteral("RowPro"));
         bar_->setTextVisible(false);
+        bar_->setAccessibleName(QStringLiteral("Rows of the running table"));
+        counter_->setAccessibleName(QStringLiteral("Row counter"));
         cancel_ = new QPushButton(QStringLiteral("&Cancel"), this);
         cancel_->setObjectName(QStringLiteral("CNCLBUTT"));
         close_ = new QPushButton(QStringLiteral("C&lose"), this);
@@ -77,6 +84,7 @@ public:
     void ShowEnd(int code) {
         running_ = false;
         display_->Flush();
+        log_view_->MarkEnd(code != kRunWhole);
         cancel_->setEnabled(false);
         close_->setEnabled(true);
         close_->setDefault(true);
@@ -101,6 +109,7 @@ private:
     }
 
     QPlainTextEdit* log_;
+    LogView* log_view_;
     QLabel* counter_;
     QProgressBar* bar_;
     QPushButton* cancel_;
@@ -182,6 +191,7 @@ int ShowRunInWindow(
     QApplication application(argc, argv);
     trial.End();
     const HelpKey help("runner.html");
+    QApplication::setWindowIcon(ProductIcon());
     RunWindow window(session_id);
     window.show();
     const auto signalled = surroundings.cancel_requested;

@@ -27,11 +27,12 @@ constexpr int kMargin = 6;
 constexpr int kMostNamesOfPages = 6;
 
 // Parts of a text that is markup; links by the number of their part.
-QString MarkedUp(const Notice& notice) {
+QString MarkedUp(const Notice& notice, const QColor& link) {
     QString text;
     for (std::size_t i = 0; i < notice.parts.size(); ++i) {
         const QString part = ToQt(notice.parts[i].text).toHtmlEscaped();
-        text += notice.parts[i].action ? "<a href=\"" + QString::number(i) + "\">" + part + "</a>"
+        text += notice.parts[i].action ? "<a style=\"color:" + link.name() + "\" href=\"" +
+                                             QString::number(i) + "\">" + part + "</a>"
                                        : part;
     }
     return text;
@@ -76,6 +77,11 @@ std::string Notice::Text() const {
 QColor WarningColor(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < 128 ? QColor(255, 190, 100)
                                                              : QColor(140, 60, 0);
+}
+
+QColor LinkColor(const QPalette& palette) {
+    return palette.color(QPalette::Window).lightness() < 128 ? QColor(140, 180, 255)
+                                                             : QColor(10, 70, 190);
 }
 
 StatusLine::StatusLine(QWidget* parent)
@@ -134,7 +140,7 @@ void StatusLine::Draw() {
     }
     notice_label_->setPalette(colors);
     const QString sign = notice_.kind == NoticeKind::Warning && !notice_.Empty() ? "\u26a0 " : "";
-    notice_label_->setText(sign + MarkedUp(notice_));
+    notice_label_->setText(sign + MarkedUp(notice_, LinkColor(palette())));
     notice_label_->setToolTip(notice_.Empty() ? QString() : ToolTipOf(ToQt(notice_.Text())));
     // The notice comes first: it is about what the user is doing now.
     const int needed = notice_.Empty() ? 0 : notice_label_->sizeHint().width();
@@ -185,7 +191,8 @@ void OpenPagesNote::Refresh() {
     setText(
         "<p>No page follows here, but the session is open, with what was chosen on these "
         "pages:</p><p>" +
-        titles.join("<br>") + "</p><p><a href=\"last\">Go back to \"" + last + "\"</a></p>");
+        titles.join("<br>") + "</p><p><a style=\"color:" + LinkColor(palette()).name() +
+        "\" href=\"last\">Go back to \"" + last + "\"</a></p>");
     const int width = std::min(area_.viewport()->width(), fontMetrics().averageCharWidth() * 70);
     resize(width, heightForWidth(width));
     move((area_.viewport()->width() - width) / 2,

@@ -32,6 +32,8 @@ struct Notice {
 
 // A colour for a text that warns, readable on the palette's window or base.
 QColor WarningColor(const QPalette& palette);
+// The same for links: the toolkit's own blue can't be read on a dark window.
+QColor LinkColor(const QPalette& palette);
 
 // The row in the status bar: a notice, and behind it the route.
 class StatusLine : public QWidget {

@@ -7,6 +7,7 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace vantry {
 
@@ -18,6 +19,12 @@ inline constexpr int kPolledFileScanRows = 0;
 std::string SchemaSectionText(const TableRec& file,
                               const QualifierChoice& qualifier,
                               int max_scan_rows);
+
+// What the folder's "Schema.ini" says of each of these files that a page's controls can't, in a few
+// words ("fixed width", "columns of its own"); empty where it says no more than they can. A section
+// of that kind was written by hand, and one in front of it would undo that.
+std::vector<std::string> OwnFormats(const std::string& folder,
+                                    const std::vector<std::string>& names);
 
 // Writes the sections of `files` in front of what the folder's "Schema.ini" holds. Throws
 // DataError, leaving the older file as it is; also where the connection string can't name the

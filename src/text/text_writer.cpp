@@ -210,7 +210,10 @@ void TextRun::Run() {
             if (i >= DstTables.size()) {
                 throw NoTargetFor(SrcTables[i]);
             }
+            report_->LogLine = LastLogLine();
             WriteTableReported(SrcTables[i], DstTables[i]);
+            // Files of a few rows never come to a hand-over of their own.
+            CurrentRunView->DoEvents();
             if (CancelRequested()) {
                 break;
             }

@@ -12,6 +12,8 @@
 #include "text_format/format.h"
 #include "text_format/text_file.h"
 
+#include <algorithm>
+
 namespace vantry::text {
 namespace {
 
@@ -39,6 +41,14 @@ std::optional<std::string_view> SchemaSection::GetQuoted(std::string_view key) c
 std::optional<std::string_view> SchemaSection::Get(std::string_view key) const {
     const auto value = GetQuoted(key);
     return value ? std::optional(Unquoted(*value)) : std::nullopt;
+}
+
+bool SchemaSection::HasOnly(std::span<const std::string_view> keys) const {
+    return std::all_of(lines_.begin(), lines_.end(), [&](const auto& line) {
+        return std::any_of(keys.begin(), keys.end(), [&](std::string_view key) {
+            return UpperCased(key) == line.first;
+        });
+    });
 }
 
 std::optional<std::string> ReadSchemaFile(const std::string& folder) {

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -17,6 +18,8 @@ public:
     std::optional<std::string_view> Get(std::string_view key) const;
     // The same, with the quotes that Get takes away.
     std::optional<std::string_view> GetQuoted(std::string_view key) const;
+    // Whether all its keys are among these, in any letter case.
+    bool HasOnly(std::span<const std::string_view> keys) const;
 
 private:
     friend class SchemaIni;

@@ -6,8 +6,10 @@
 #include "ui_Form14.h"
 
 #include "core/kinds.h"
+#include "core/route.h"
 #include "core/session_state.h"
 #include "data/error_text.h"
+#include "engine/run_report.h"
 #include "engine/run_session.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
@@ -43,6 +45,13 @@ Form14::Form14() : Page("Form14"), ui_(std::make_unique<Ui::Form14>()) {
         *ui_->LogTxt, *ui_->Label2, *ui_->RowPro, [](std::string_view text) {
             Tell(std::string(text));
         });
+    log_view_ = new LogView(*ui_->LogTxt, [] {
+        return CurrentDialogs().ChooseFileToSave(
+            {"Save Log", "Log File (*.log)|*.log|All Files (*.*)|*.*", "", "log"});
+    });
+    connect(log_view_, &LogView::SaveFailed, this, [](const QString& why) {
+        TellStop(FromQt(why), "Error");
+    });
     connect(ui_->StartButton, &PlateButton::Click, this, &Form14::Start);
     connect(ui_->CNCLBUTT, &PlateButton::Click, this, &Form14::Cancel);
     connect(ui_->FINISHBUTT, &PlateButton::Click, this, [] { CancelSession(); });
@@ -65,6 +74,10 @@ void Form14::Start() {
     // So that a key cancels: the button that had the focus is off.
     ui_->CNCLBUTT->setFocus();
     running_ = true;
+    log_view_->Clear();
+    SetNotice(Notice());
+    CurrentRunReport = {};
+    bool ended_early = false;
     CurrentRunView = display_.get();
     TheMainWindow().LeaveInputTo(this);
     try {
@@ -72,19 +85,67 @@ void Form14::Start() {
     } catch (const std::exception& error) {
         // A run logs its failures. What still gets here must not take the program
         // along.
-        TellStop(std::string("The run ended early.\n") + ErrorText(error), "Error");
+        // When all tables are behind, no row is missing: it was the note of the run that failed.
+        TellStop(
+            std::string(CurrentRunReport.Walked
+                            ? "All tables were dealt with, but the repository couldn't take the "
+                              "note that the session ran.\n"
+                            : "The run ended early.\n") +
+                ErrorText(error),
+            "Error");
+        ended_early = !CurrentRunReport.Walked;
     }
     // A late line has no place to go: the page may be closed at any time from here.
     CurrentRunView = nullptr;
     TheMainWindow().LeaveInputTo(nullptr);
     running_ = false;
     display_->Flush();
+    TellOutcome(ended_early);
     ui_->FINISHBUTT->setEnabled(true);
     ui_->CNCLBUTT->setEnabled(false);
     ui_->FINISHBUTT->setFocus();
     if (leave_after_run_) {
         CancelSession();
     }
+}
+
+void Form14::TellOutcome(bool ended_early) {
+    const auto outcome = OutcomeOfRun();
+    const auto& tables = CurrentRunReport.Tables;
+    const bool cancelled = SessionCancelled != kFalse;
+    const bool failed =
+        ended_early || !outcome.Failed.empty() || (outcome.NotReached > 0 && !cancelled);
+    log_view_->MarkEnd(failed);
+    Notice notice{{}, failed || cancelled ? NoticeKind::Warning : NoticeKind::Information};
+    const auto say = [&](std::string text) { notice.parts.push_back({std::move(text)}); };
+    if (!failed && !cancelled) {
+        say(CountInWords(tables.size(), "table", "tables") + " without errors, " +
+            std::to_string(outcome.RowsLoaded) + " rows loaded.");
+    }
+    if (!outcome.Failed.empty()) {
+        say(std::to_string(outcome.Failed.size()) + " of " +
+            CountInWords(tables.size(), "table has", "tables have") + " errors: ");
+        constexpr std::size_t kMostNames = 5;
+        for (std::size_t i = 0; i < std::min(outcome.Failed.size(), kMostNames); ++i) {
+            const std::size_t table = outcome.Failed[i];
+            if (i > 0) {
+                say(", ");
+            }
+            notice.parts.push_back({SrcTables[table].Name, [this, line = tables[table].LogLine] {
+                                        log_view_->ShowFailureFrom(line);
+                                    }});
+        }
+        say(outcome.Failed.size() > kMostNames ? " ... " : " ");
+    }
+    if (cancelled) {
+        say("The run was cancelled. ");
+    } else if (ended_early) {
+        say("The run ended early. ");
+    }
+    if (outcome.NotReached > 0) {
+        say(CountInWords(outcome.NotReached, "table was", "tables were") + " not reached.");
+    }
+    SetNotice(std::move(notice));
 }
 
 void Form14::Cancel() {

@@ -3,6 +3,7 @@
 // cancels it; the log's box is all that remains of a run in the wizard. The run works inside Start,
 // on this thread, and lets events in now and then.
 
+#include "engine/pages/log_view.h"
 #include "engine/pages/run_display.h"
 #include "shell/page.h"
 
@@ -27,9 +28,12 @@ public:
 private:
     void Start();
     void Cancel();
+    // Beside the log, whose words are fixed: what became of the tables, with links to their errors.
+    void TellOutcome(bool ended_early);
 
     std::unique_ptr<Ui::Form14> ui_;
     std::unique_ptr<RunDisplay> display_;
+    LogView* log_view_;
     bool running_ = false;          // Start is on the stack
     bool leave_after_run_ = false;  // the window was closed in the middle
 };

@@ -37,6 +37,8 @@ void RunDisplay::AppendLogText(std::string_view text) {
 
 void RunDisplay::CaretToEnd() {
     log_.moveCursor(QTextCursor::End);
+    // To the start of the line: the end of a long error's line alone says nothing.
+    log_.horizontalScrollBar()->setValue(log_.horizontalScrollBar()->minimum());
     // The last line whole: to make the caret visible shows its upper half.
     log_.verticalScrollBar()->setValue(log_.verticalScrollBar()->maximum());
 }

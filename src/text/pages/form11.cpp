@@ -16,12 +16,17 @@
 #include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
+#include "shell/tool_tip.h"
 #include "text/pages/path_field.h"
 #include "text_format/file_names.h"
 #include "wizard/wizard_flow.h"
 
+#include <QAbstractItemView>
 #include <QSignalBlocker>
 #include <QStyledItemDelegate>
+#include <QTimer>
+
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -65,6 +70,8 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
         return [this, field](const auto& value) {
             if (TableRec* const file = Selected()) {
                 file->*field = value;
+                formats_.at(static_cast<std::size_t>(file->TabID)).chosen = true;
+                TellFormat();
             }
         };
     };
@@ -75,6 +82,8 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
     connect(ui_->Command1, &PlateButton::Click, this, &Form11::ChooseFolder);
     folder_ = new PathField(*ui_->FolderName, [this] { RefreshList(); });
     connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
+    ui_->FileExtCombo->installEventFilter(this);
+    ui_->FileExtCombo->view()->installEventFilter(this);
     connect(ui_->FilesList, &QListWidget::itemSelectionChanged, this, &Form11::SelectFile);
     connect(ui_->FilesList, &QListWidget::itemChanged, this, [] { RefreshStatus(); });
     ui_->FilesList->setItemDelegate(new TickPainter(ui_->FilesList));
@@ -107,6 +116,32 @@ bool Form11::QueryUnload() {
     return AskToClose();
 }
 
+// Arrows in the closed list of extensions pass over those that the folder has no files of: these
+// are told when the list is left on one.
+bool Form11::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == ui_->FileExtCombo) {
+        const auto type = event->type();
+        const bool enter = type == QEvent::KeyPress && IsEnterKey(*event);
+        if ((type == QEvent::KeyPress && !enter) || type == QEvent::Wheel) {
+            passing_ = true;
+        } else if (enter || type == QEvent::FocusOut) {
+            passing_ = false;
+            if (std::exchange(untold_, false)) {
+                QTimer::singleShot(0, this, &Form11::TellNoFiles);
+            }
+        }
+    } else if (event->type() == QEvent::Show) {
+        passing_ = false;  // the list is open: what is chosen in it is meant
+    }
+    return Page::eventFilter(watched, event);
+}
+
+void Form11::TellNoFiles() {
+    untold_ = false;
+    Tell("No Files Found in the selected directory matching extention:" +
+         JoinPath(Folder(), FromQt(ui_->FileExtCombo->currentText())));
+}
+
 std::string Form11::Folder() const {
     return FromQt(ui_->FolderName->text());
 }
@@ -137,10 +172,48 @@ void Form11::RefreshList() {
             auto* const entry = new QListWidgetItem(ToQt(name), ui_->FilesList);
             entry->setCheckState(Qt::Unchecked);
         }
+        ReadOwnFormats();
     }
-    if (files_.empty()) {
-        Tell("No Files Found in the selected directory matching extention:" +
-             JoinPath(Folder(), pattern));
+    RefreshStatus();
+    untold_ = files_.empty() && passing_;
+    if (!files_.empty()) {
+        // Looked at at once: nothing can go on before a file was.
+        ui_->FilesList->setCurrentRow(0);
+    } else if (!passing_) {
+        TellNoFiles();
+    }
+}
+
+void Form11::ReadOwnFormats() {
+    std::vector<std::string> names;
+    for (const auto& file : files_) {
+        names.push_back(file.Name);
+    }
+    formats_.clear();
+    for (auto& own : OwnFormats(Folder(), names)) {
+        const int row = static_cast<int>(formats_.size());
+        if (!own.empty()) {
+            ui_->FilesList->item(row)->setToolTip(
+                ToolTipOf(ToQt("Schema.ini describes this file: " + own)));
+        }
+        formats_.push_back({std::move(own), false});
+    }
+}
+
+// Which of the two describes the selected file, where the page can't show what "Schema.ini" says.
+void Form11::TellFormat() {
+    const TableRec* const file = Selected();
+    const auto* const format =
+        file == nullptr ? nullptr : &formats_.at(static_cast<std::size_t>(file->TabID));
+    if (format == nullptr || format->own.empty()) {
+        SetNotice(Notice());
+    } else if (format->chosen) {
+        SetNotice("The format chosen here takes the place of what Schema.ini says of " +
+                      file->Name + " (" + format->own + ").",
+                  NoticeKind::Warning);
+    } else {
+        SetNotice(file->Name + " is read as Schema.ini describes it (" + format->own +
+                  "), unless a format is chosen here.");
     }
 }
 
@@ -156,8 +229,10 @@ TableRec* Form11::Selected() {
 void Form11::SelectFile() {
     if (const TableRec* const file = Selected()) {
         format_->Load(*file);
-        format_->Preview(JoinPath(Folder(), file->Name));
+        const auto& format = formats_.at(static_cast<std::size_t>(file->TabID));
+        format_->Preview(JoinPath(Folder(), file->Name), format.own.empty() || format.chosen);
     }
+    TellFormat();
 }
 
 void Form11::Tick(bool all) {
@@ -188,6 +263,18 @@ std::vector<TableRec> Form11::TickedFiles() const {
     return ticked;
 }
 
+// Without those that "Schema.ini" describes by hand and nobody has chosen another format for.
+std::vector<TableRec> Form11::FilesToDescribe() const {
+    std::vector<TableRec> files;
+    for (std::size_t i = 0; i < files_.size(); ++i) {
+        if (ui_->FilesList->item(static_cast<int>(i))->checkState() == Qt::Checked &&
+            (formats_[i].own.empty() || formats_[i].chosen)) {
+            files.push_back(files_[i]);
+        }
+    }
+    return files;
+}
+
 void Form11::Next() {
     folder_->TakeTyped();
     if (!format_->PreviewValid()) {
@@ -203,7 +290,7 @@ void Form11::Next() {
         if (Folder().empty()) {
             throw DataError(kErrUnspecified, "No folder is chosen.");
         }
-        WriteSchemaIni(Folder(), ticked, format_->Qualifier(), kTextSourceScanRows);
+        WriteSchemaIni(Folder(), FilesToDescribe(), format_->Qualifier(), kTextSourceScanRows);
     } catch (const std::exception& error) {
         Tell(std::string("Error while preparing Text Source. Please Contact Vantry Support\n") +
              ErrorText(error));

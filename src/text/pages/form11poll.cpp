@@ -50,7 +50,10 @@ std::string PatternOf(const std::string& path) {
 Form11Poll::Form11Poll() : Page("Form11Poll"), ui_(std::make_unique<Ui::Form11Poll>()) {
     ui_->setupUi(this);
     // The format of the one file stands in the session's variables and in ChkNames alone.
-    const auto nowhere = [](const auto&) {};
+    const auto nowhere = [this](const auto&) {
+        format_chosen_ = true;
+        TellFormat();
+    };
     format_ = new FormatControls(*this, "Col", {nowhere, nowhere, nowhere});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11Poll::ChooseSample);
     sample_ = new PathField(*ui_->TxtFile, [this] { TakeSample(); });
@@ -92,8 +95,28 @@ void Form11Poll::TakeSample() {
     const std::string path = FromQt(ui_->TxtFile->text());
     // Proposed anew with each sample; what the user has typed over it belonged to the other one.
     ui_->FPatternTbox->setText(ToQt(PatternOf(path)));
-    format_->Preview(path);
-    RefreshStatus();
+    own_format_.clear();
+    if (const auto separator = path.rfind('/'); separator != std::string::npos) {
+        own_format_ =
+            OwnFormats(path.substr(0, separator + 1), {path.substr(separator + 1)}).front();
+    }
+    format_chosen_ = false;
+    format_->Preview(path, own_format_.empty());
+    TellFormat();
+}
+
+// As for a folder of text files: what was written by hand counts until another format is chosen.
+void Form11Poll::TellFormat() {
+    if (own_format_.empty()) {
+        SetNotice(Notice());
+    } else if (format_chosen_) {
+        SetNotice("The format chosen here takes the place of what Schema.ini says of the sample (" +
+                      own_format_ + ").",
+                  NoticeKind::Warning);
+    } else {
+        SetNotice("The files are read as Schema.ini describes the sample (" + own_format_ +
+                  "), unless a format is chosen here.");
+    }
 }
 
 void Form11Poll::Next() {
@@ -127,7 +150,8 @@ void Form11Poll::Prepare() {
     PollPattern = FromQt(ui_->FPatternTbox->text());
     PollRename = FromQt(ui_->FRenameTbox->text());
     PollFolder = sample.folder;
-    WriteSchemaIni(sample.folder, {&file, 1}, format_->Qualifier(), kPolledFileScanRows);
+    const std::size_t sections = own_format_.empty() || format_chosen_ ? 1 : 0;
+    WriteSchemaIni(sample.folder, {&file, sections}, format_->Qualifier(), kPolledFileScanRows);
     SourceConnStr = TextSourceConnectionString(sample.folder);
     SrcTables = {file};
     SourceQueryMode = 0;

@@ -28,11 +28,14 @@ public:
 private:
     void ChooseSample();
     void TakeSample();
+    void TellFormat();
     void Next();
     // Writes "Schema.ini" and fills the session; throws DataError.
     void Prepare();
 
     std::unique_ptr<Ui::Form11Poll> ui_;
+    std::string own_format_;      // what "Schema.ini" alone can say of the sample
+    bool format_chosen_ = false;  // the user has changed the format here
     FormatControls* format_;
     PathField* sample_;
 };

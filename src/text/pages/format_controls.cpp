@@ -176,11 +176,12 @@ void FormatControls::Clear() {
 void FormatControls::PreviewAgain() {
     if (!TextPreview->document()->isEmpty()) {
         // A copy: Preview() clears path_ before it reads its argument.
+        // What the user changes here is meant.
         Preview(std::string(path_));
     }
 }
 
-void FormatControls::Preview(const std::string& path) {
+void FormatControls::Preview(const std::string& path, bool counts) {
     Clear();
     path_ = path;
     preview_valid_ = true;
@@ -196,7 +197,7 @@ void FormatControls::Preview(const std::string& path) {
         const bool valid = table.Valid();
         grid_->Show(std::move(table));
         FitColumns();
-        if (!valid) {
+        if (!valid && counts) {
             preview_valid_ = false;
             Tell("Invalid Text ");
         }

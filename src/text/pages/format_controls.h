@@ -39,8 +39,9 @@ public:
     void Open();
     // Shows a file's SFormat, TextQ and SFirstColLine.
     void Load(const TableRec& format);
-    // Shows the file and how it is split. Shows a box if the file can't be read.
-    void Preview(const std::string& path);
+    // Shows the file and how it is split. Shows a box if the file can't be read, or split; where
+    // the file isn't read by these controls, how it splits doesn't count.
+    void Preview(const std::string& path, bool counts = true);
     void Clear();
 
     // The state of the last preview; false before the first.

@@ -10,15 +10,15 @@ namespace {
 
 constexpr int kWaitForMouseMs = 20;
 
-bool IsEnter(const QEvent& event) {
+}  // namespace
+
+bool IsEnterKey(const QEvent& event) {
     if (event.type() != QEvent::KeyPress) {
         return false;
     }
     const int key = static_cast<const QKeyEvent&>(event).key();
     return key == Qt::Key_Return || key == Qt::Key_Enter;
 }
-
-}  // namespace
 
 PathField::PathField(QLineEdit& field, std::function<void()> take)
     : QObject(&field), field_(field), take_(std::move(take)) {
@@ -39,7 +39,7 @@ void PathField::TakeTyped() {
 }
 
 bool PathField::eventFilter(QObject* watched, QEvent* event) {
-    if (IsEnter(*event)) {
+    if (IsEnterKey(*event)) {
         Take();
         return true;
     }

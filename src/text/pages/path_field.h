@@ -6,9 +6,12 @@
 
 #include <functional>
 
+class QEvent;
 class QLineEdit;
 
 namespace vantry {
+
+bool IsEnterKey(const QEvent& event);
 
 class PathField : public QObject {
     Q_OBJECT

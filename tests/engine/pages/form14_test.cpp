@@ -2,6 +2,7 @@
 
 #include "engine/pages/form14.h"
 
+#include "engine/run_report.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
 #include "support/session_steps.h"
@@ -13,6 +14,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QScrollBar>
+#include <QTextBlock>
 #include <QTimer>
 
 namespace vantry {
@@ -151,6 +153,65 @@ TEST_F(Form14Test, CancelInTheMiddleStopsWithinATenthOfASecond) {
     EXPECT_EQ(Buttons(), "0101");
     EXPECT_EQ(VisiblePages(), "Form14");
     std::printf("[ MEASURED ] cancelled in %lld ms\n", static_cast<long long>(millis));
+}
+
+// Two tables, of which the second has a row that its target refuses.
+TEST_F(Form14Test, ARunWithErrorsSaysSoBesideTheLogAndLeadsToThem) {
+    MakeTextSession(3);
+    MakeAccessTarget();
+    SrcTables.push_back(SrcTables[0]);
+    DstTables.push_back(DstTables[0]);
+    SrcTables[1].TabID = DstTables[1].TabID = 1;
+    SrcTables[1].Name = "in <b>.csv";
+    ShowPage("Form14");
+    auto& box = Control<QPlainTextEdit>("Form14", "LogTxt");
+    box.setFixedWidth(150);
+    Press("Form14", "StartButton");
+    const Notice notice = FindPage("Form14")->CurrentNotice();
+    EXPECT_EQ(notice.Text(), "1 of 2 tables have errors: in <b>.csv ");
+    EXPECT_EQ(notice.kind, NoticeKind::Warning);
+    EXPECT_EQ(box.horizontalScrollBar()->value(), 0) << "lines show their starts";
+    EXPECT_TRUE(Log().ends_with("\n*******( F.I.N.I.S.H )*********"));
+    // The line of the banner and each line of a failure are coloured.
+    ASSERT_EQ(box.extraSelections().size(), 2) << Log();
+    ASSERT_TRUE(notice.parts.at(1).action);
+    notice.parts[1].action();
+    const std::string line = FromQt(box.textCursor().block().text());
+    EXPECT_TRUE(line.starts_with("Error ")) << line;
+    EXPECT_GT(box.textCursor().blockNumber(), CurrentRunReport.Tables.at(1).LogLine);
+    EXPECT_TRUE(box.findChild<LogView*>()->NextError()) << "round to the same one";
+    EXPECT_EQ(FromQt(box.textCursor().block().text()), line);
+}
+
+TEST_F(Form14Test, ARecordThatCannotBeWrittenIsNoRunThatEndedEarly) {
+    MakeTextSession(3);
+    MakeAccessTarget();
+    CurrentSessionID = 4;  // saved in a repository that has gone
+    ShowPage("Form14");
+    Press("Form14", "StartButton");
+    CurrentSessionID = 0;
+    const std::string boxes = dialogs_.TakeBoxes();
+    EXPECT_EQ(boxes.find("stop|Error|All tables were dealt with, but the repository"), 0U) << boxes;
+    EXPECT_EQ(FindPage("Form14")->CurrentNotice().Text(), "1 table without errors, 3 rows loaded.");
+}
+
+TEST_F(Form14Test, ACancelArrivesBetweenTablesOfAFewRows) {
+    MakeTextSession(1);
+    constexpr std::size_t kTables = 100;
+    SrcTables.resize(kTables, SrcTables[0]);
+    DstTables.resize(kTables, DstTables[0]);
+    for (std::size_t i = 0; i < kTables; ++i) {
+        SrcTables[i].TabID = DstTables[i].TabID = static_cast<i16>(i);
+        DstTables[i].Name = "t" + std::to_string(i);
+    }
+    ShowPage("Form14");
+    dialogs_.answers = {BoxAnswer::Yes};
+    QTimer::singleShot(0, [] { Press("Form14", "CNCLBUTT"); });
+    Press("Form14", "StartButton");
+    EXPECT_TRUE(Log().ends_with("User Requested to abort loading")) << Log();
+    EXPECT_GT(OutcomeOfRun().NotReached, kTables / 2);
+    EXPECT_NE(FindPage("Form14")->CurrentNotice().Text().find("The run was cancelled."),
+              std::string::npos);
 }
 
 TEST_F(Form14Test, NoOtherPageTakesInputDuringARun) {

@@ -78,6 +78,68 @@ TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     EXPECT_EQ(FromQt(Control<QLineEdit>("Form11", "FolderName").text()), Folder() + "/nowhere");
 }
 
+TEST_F(Form11Test, AFolderIsReadyForNextAndArrowsPassOverExtensionsWithoutABox) {
+    folder_.Write("a.csv", "id\n1\n");
+    folder_.Write("b.csv", "id\n2\n");
+    Open();
+    EXPECT_EQ(Preview("Form11"), "id\n1") << "the first file is looked at";
+    Press("Form11", "SelAll");
+    Press("Form11", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(VisiblePages(), "Form8");
+    ShowPage("Form11");
+    auto& extensions = Control<QComboBox>("Form11", "FileExtCombo");
+    extensions.setFocus();
+    const auto press = [&](int key) {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+        QCoreApplication::sendEvent(&extensions, &event);
+    };
+    press(Qt::Key_Down);
+    press(Qt::Key_Down);
+    press(Qt::Key_Down);
+    EXPECT_EQ(Listed(), "Schema.ini a.csv b.csv");
+    press(Qt::Key_Up);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    // Left on one without files, it says so.
+    QFocusEvent left(QEvent::FocusOut, Qt::TabFocusReason);
+    QCoreApplication::sendEvent(&extensions, &left);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Vantry|No Files Found in the selected directory matching extention:" +
+                  Folder() + "/*.txt|OK");
+}
+
+TEST_F(Form11Test, ASectionWrittenByHandCountsUntilAFormatIsChosen) {
+    const std::string by_hand =
+        "[fixed.csv]\r\nFormat=FixedLength\r\nColNameHeader=False\r\nCol1=id Text Width 3\r\n";
+    folder_.Write("fixed.csv", "1\"x\n");
+    folder_.Write("plain.csv", "id\n");
+    folder_.Write("Schema.ini", by_hand);
+    Open();
+    EXPECT_EQ(dialogs_.TakeBoxes(), "") << "how it falls at commas doesn't count";
+    EXPECT_EQ(
+        FindPage("Form11")->CurrentNotice().Text(),
+        "fixed.csv is read as Schema.ini describes it (fixed width), unless a format is chosen "
+        "here.");
+    Press("Form11", "SelAll");
+    Press("Form11", "NXTBUTT");
+    const std::string written = folder_.Read("Schema.ini");
+    EXPECT_EQ(written.find("[fixed.csv]"), written.rfind("[fixed.csv]")) << written;
+    EXPECT_NE(written.find("[plain.csv]"), std::string::npos);
+    EXPECT_EQ(test::RowsOf(SourceConnStr, "select id from [fixed.csv]"), "1\"x\n");
+    // A choice on the page is meant, and the page says what it takes the place of.
+    ShowPage("Form11");
+    Select("fixed.csv");
+    SetOption("Form11", "Option1_2");
+    EXPECT_EQ(FindPage("Form11")->CurrentNotice().kind, NoticeKind::Warning);
+    dialogs_.boxes.clear();
+    Select("plain.csv");
+    Press("Form11", "NXTBUTT");
+    const std::string after = folder_.Read("Schema.ini");
+    EXPECT_LT(after.find("[fixed.csv]\r\nFormat=Delimited(;)"), after.find("FixedLength")) << after;
+}
+
 TEST_F(Form11Test, TipsShowValuesThatLookLikeMarkup) {
     folder_.Write("a.csv", "<b>id</b>\n<img src='nothing.png'>\n");
     Open();
