@@ -46,7 +46,7 @@ TEST_F(TextWriterTest, TheLogTellsEachFileAndItsRows) {
 TEST_F(TextWriterTest, ProgressIsShownPerRowAndEventsComeInAtEachHundred) {
     FillSource(250);
     RunSessionToText("");
-    EXPECT_EQ(view.events, 3);  // at 0, 100 and 200 loaded rows
+    EXPECT_EQ(view.events, 4);  // at 0, 100 and 200 loaded rows, and behind the table
     EXPECT_EQ(view.counter_changes, 250);
     EXPECT_EQ(view.bar_min, 1);
     EXPECT_EQ(view.bar_max, 250);

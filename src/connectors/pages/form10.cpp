@@ -117,8 +117,10 @@ void Form10::LoadFoxTables() {
         }
         ShowNames(*ui_->List1, names);
         ShowStatus(*ui_->Label6, "Connect Success", kFoxProGreen);
+        Connected();
     } catch (const DataError& error) {
         wait.Close();
+        NotConnected();
         ShowStatus(*ui_->Label6, "Connection Error", kStatusRed);
         TellStop(error.Description(), "Stop");
     }

@@ -54,6 +54,7 @@ void Form3::Next() {
     }
     FoxDestMode = FoxProMode(form);
     FoxDestPrefix = FoxProPrefix(form, path);
+    Connected();
     HidePage("Form3");
     ShowPage("Form4");
 }

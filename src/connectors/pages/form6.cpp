@@ -57,6 +57,7 @@ void Form6::Connect() {
         }
         ShowNames(*ui_->OraOwn, owners);
         ShowSorted(*ui_->orclTables, names);
+        Connected();
     } catch (const DataError& error) {
         wait.Close();
         TellNotConnected(error.Description());

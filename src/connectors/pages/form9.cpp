@@ -57,6 +57,7 @@ void Form9::Connect() {
     }
     OracleDstUser = User();
     ShowStatus(*ui_->ValidTxt, kConnected, kOracleGreen);
+    Connected();
 }
 
 // The label is what counts; TargetConnStr is still the string that was tried.

@@ -7,6 +7,8 @@ namespace vantry {
 
 void FoxProPage::UseControls(const Controls& controls, const char* chooser_title) {
     c_ = controls;
+    WatchField(*c_.FoxDir);
+    WatchField(*c_.VFPFilename);
     SetForm(FoxProForm::Folder);
     const auto choose = [this](FoxProForm form) {
         SetForm(form);

@@ -8,6 +8,9 @@ namespace vantry {
 void MySqlPage::UseControls(const Controls& controls) {
     c_ = controls;
     PrepareNameCombo(*c_.MySQLDBCombo);
+    for (auto* const field : {c_.SrvTBox, c_.PortTBox, c_.UserTBox, c_.PassTbox}) {
+        WatchField(*field);
+    }
     const auto choose = [this](bool by_driver) {
         c_.MySQLODBCDriverList->setEnabled(by_driver);
         c_.MySQLDSNList->setEnabled(!by_driver);
@@ -50,6 +53,7 @@ bool MySqlPage::HasRequiredFields() const {
 }
 
 void MySqlPage::TellNotConnected(const std::string& description) {
+    NotConnected();
     if (c_.MySQLODBCDriverList->count() == 0) {
         TellStop(
             "No MySQL ODBC Drivers found. Please download and install MySQL ODBC Driver and then "

@@ -54,6 +54,7 @@ void MySQLDest::Connect() {
         return;
     }
     ShowStatus(*ui_->Label2, kMySqlConnected, kStatusGreen);
+    Connected();
 }
 
 void MySQLDest::UseDsn() {
@@ -65,6 +66,7 @@ void MySQLDest::UseDsn() {
     }
     TargetConnStr = MySqlDsn(Login());
     ShowStatus(*ui_->Label2, kMySqlConnected, kStatusGreen);
+    Connected();
 }
 
 // The text of the status is what counts. The page stays where it is, beneath the next one.
@@ -80,6 +82,7 @@ void MySQLDest::Next() {
     }
     TargetConnStr = ByDriver() ? MySqlTargetDatabase(Login(), database) : MySqlDsn(Login());
     MySQLDstDB = database;
+    Connected();
     ShowPage("Form4");
 }
 

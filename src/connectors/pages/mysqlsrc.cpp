@@ -65,6 +65,7 @@ void MySQLSrc::Connect() {
         return;
     }
     ShowStatus(*ui_->Label2, kMySqlConnected, kStatusGreen);
+    Connected();
 }
 
 bool MySQLSrc::ListDsnTables() {
@@ -94,9 +95,11 @@ void MySQLSrc::ListTables() {
     } catch (const DataError& error) {
         TellLines({"Unable to show list of tables", error.Description()}, "Error");
         ShowStatus(*ui_->Label2, "Connection Error", kStatusRed);
+        NotConnected();
         return;
     }
     ShowStatus(*ui_->Label2, kMySqlConnected);
+    Connected();
 }
 
 void MySQLSrc::ShowTables(const std::vector<std::string>& names) {

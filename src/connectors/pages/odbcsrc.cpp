@@ -17,6 +17,9 @@ namespace vantry {
 
 ODBCSrc::ODBCSrc() : Page("ODBCSrc"), ui_(std::make_unique<Ui::ODBCSrc>()) {
     ui_->setupUi(this);
+    WatchField(*ui_->ODBCDSn);
+    WatchField(*ui_->Usr);
+    WatchField(*ui_->Pwd);
     connect(ui_->ODBCDrv, &QComboBox::activated, this, [this] { ListDsns(); });
     connect(ui_->ConnectButton, &PlateButton::Click, this, [this] { Connect(); });
     connect(ui_->NXT, &PlateButton::Click, this, [this] { Next(); });
@@ -56,7 +59,9 @@ void ODBCSrc::Connect() {
             }
         }
         ShowNames(*ui_->ODBCTabs, names);
+        Connected();
     } catch (const DataError& error) {
+        NotConnected();
         Tell(error.Description());
     }
 }

@@ -9,6 +9,9 @@ namespace vantry {
 void OraclePage::UseControls(const Controls& controls) {
     c_ = controls;
     PrepareNameCombo(*c_.dsns);
+    for (auto* const field : {c_.OrclSvc, c_.OrclUsr, c_.OrclPwd}) {
+        WatchField(*field);
+    }
     const auto on = [this](QRadioButton* option, bool drivers, bool dsns) {
         connect(option, &QRadioButton::clicked, this, [=, this] {
             c_.ORAODBCDrv->setEnabled(drivers);
@@ -78,6 +81,7 @@ std::string OraclePage::LoginString() const {
 }
 
 void OraclePage::TellNotConnected(const std::string& description) {
+    NotConnected();
     TellStop(description +
                  "\r\n\r\nPossible Causes :\r\n"
                  "    1. Check That Username/Password is correct\r\n"

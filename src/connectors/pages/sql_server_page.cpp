@@ -21,6 +21,10 @@ SqlServerPage::SqlServerPage(const char* name, std::string& connection, const ch
 void SqlServerPage::UseControls(const Controls& controls) {
     c_ = controls;
     PrepareNameCombo(*c_.MSSQLDBCombo);
+    for (auto* const field : {c_.SrvTBox, c_.UserTBox, c_.PassTbox}) {
+        WatchField(*field);
+    }
+    WatchField(*c_.SQLExpress);
     connect(c_.Option1, &QRadioButton::clicked, this, [this] { ChangeUser(false); });
     connect(c_.Option2, &QRadioButton::clicked, this, [this] { ChangeUser(true); });
     connect(c_.ConnOLE, &QRadioButton::clicked, this, [this] {
@@ -93,6 +97,7 @@ void SqlServerPage::Connect() {
     }
     ShowStatus(*c_.Label2, "Connected Successfully");
     PageConnected = kTrue;
+    Connected();
 }
 
 std::string SqlServerPage::Database() const {
@@ -104,6 +109,7 @@ bool SqlServerPage::Failed() const {
 }
 
 void SqlServerPage::ShowFailure() {
+    NotConnected();
     ShowStatus(*c_.Label2, kConnectionError, kStatusRed);
 }
 
