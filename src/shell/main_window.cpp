@@ -21,12 +21,14 @@
 #include <QKeySequence>
 #include <QLabel>
 #include <QMdiSubWindow>
+#include <QMenuBar>
 #include <QScrollBar>
 #include <QStatusBar>
 #include <QVersionNumber>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <set>
 
@@ -136,6 +138,8 @@ void MainWindow::ConnectMenus() {
     const auto on = [this](QAction* entry, auto action) {
         connect(entry, &QAction::triggered, this, action);
     };
+    ui_->mCreateNewSes->setShortcut(QKeySequence::New);
+    ui_->mExit->setShortcut(Qt::CTRL | Qt::Key_Q);
     on(ui_->mRepNew, run(&Actions::create_repository));
     on(ui_->mRepOpen, show_modal("BackupRepo"));
     on(ui_->mRepStatus, show_modal("RestoreRepo"));
@@ -175,6 +179,35 @@ bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
         RefreshStatus();
     }
     return QMainWindow::eventFilter(watched, event);
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    PlaceStatus();
+}
+
+// On a low screen the largest pages need the height of the status bar: its row stands beside the
+// menus there.
+void MainWindow::PlaceStatus() {
+    constexpr int kLowWindow = 560;
+    const bool low = height() < kLowWindow;
+    if (low == (menuBar()->cornerWidget() == status_)) {
+        return;
+    }
+    if (low) {
+        statusBar()->removeWidget(status_);
+        menuBar()->setCornerWidget(status_);
+        const auto entries = menuBar()->actions();
+        const int menus = menuBar()->actionGeometry(entries.last()).right();
+        status_->setMinimumWidth(
+            std::max(0, width() - menus - 2 * menuBar()->fontMetrics().height()));
+    } else {
+        menuBar()->setCornerWidget(nullptr);
+        status_->setMinimumWidth(0);
+        statusBar()->addWidget(status_, 1);
+    }
+    statusBar()->setVisible(!low);
+    status_->show();
 }
 
 void MainWindow::KeepPagesCentred() {

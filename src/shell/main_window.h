@@ -50,10 +50,12 @@ public:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void KeepPagesCentred();
+    void PlaceStatus();
     void BringIntoView(const QWidget& control);
     void ConnectMenus();
     bool SureToExit();

@@ -13,7 +13,7 @@
 namespace vantry {
 namespace {
 
-constexpr int kSplashMillis = 2500;
+constexpr int kSplashMillis = 800;
 
 }  // namespace
 

@@ -56,7 +56,7 @@ protected:
     bool HasLogin() const;
     std::string User() const;
     std::string LoginString() const;
-    static void TellNotConnected(const std::string& description);
+    void TellNotConnected(const std::string& description);
 
     Controls c_{};
 };

@@ -26,6 +26,15 @@ std::string Place(Spot spot) {
            std::to_string(CountCodePoints(spot.sql.substr(0, offset)) + 1) + ".";
 }
 
+// An expression as far as it helps: the whole of a long statement would be repeated where one quote
+// too many makes one expression of it, connection strings and all.
+std::string Excerpt(std::string_view expression) {
+    constexpr std::size_t kMostUnits = 80;
+    const auto shown = PrefixOfUtf16Units(expression, kMostUnits);
+    return Quoted(shown.size() == expression.size() ? std::string(expression)
+                                                    : std::string(shown) + "\u2026");
+}
+
 DataError Syntax(std::string text) {
     return {kErrSyntax, std::move(text)};
 }
@@ -37,13 +46,13 @@ DataError SyntaxErrorIn(std::string_view clause, Spot spot) {
 }
 
 DataError MissingOperator(std::string_view expression, Spot spot) {
-    return Syntax("Syntax error (missing operator) in query expression " + Quoted(expression) +
+    return Syntax("Syntax error (missing operator) in query expression " + Excerpt(expression) +
                   "." + Place(spot));
 }
 
 DataError SyntaxErrorInExpression(std::string_view why, std::string_view expression) {
-    return Syntax("Syntax error" + std::string(why) + " in query expression " + Quoted(expression) +
-                  ".");
+    return Syntax("Syntax error" + std::string(why) + " in query expression " +
+                  Excerpt(expression) + ".");
 }
 
 DataError InvalidStatement() {

@@ -15,6 +15,7 @@
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QScrollBar>
+#include <QStyle>
 #include <QStyledItemDelegate>
 #include <QToolTip>
 
@@ -52,6 +53,12 @@ public:
                    QAbstractItemView* view,
                    const QStyleOptionViewItem& option,
                    const QModelIndex& index) override {
+        // A marked cell says why first.
+        const QString mark = index.data(Qt::ToolTipRole).toString();
+        if (event->type() == QEvent::ToolTip && !mark.isEmpty()) {
+            QToolTip::showText(event->globalPos(), mark, view);
+            return true;
+        }
         const QString text = index.data().toString();
         if (event->type() != QEvent::ToolTip ||
             option.fontMetrics.horizontalAdvance(text) + kTextMargins <= option.rect.width()) {
@@ -159,6 +166,18 @@ void EditorGrid::SetText(int row, int column, const QString& text) {
     } else {
         setItem(row, column, new QTableWidgetItem(text));
     }
+}
+
+void EditorGrid::SetMark(int row, int column, const QString& why) {
+    auto* const cell = item(row, column);
+    if (cell == nullptr) {
+        return;
+    }
+    cell->setData(
+        Qt::DecorationRole,
+        why.isEmpty() ? QVariant() : QVariant(style()->standardIcon(QStyle::SP_MessageBoxWarning)));
+    cell->setToolTip(why.isEmpty() ? QString() : ToolTipOf(why));
+    cell->setData(Qt::AccessibleDescriptionRole, why.isEmpty() ? QVariant() : QVariant(why));
 }
 
 void EditorGrid::AddEditor(QWidget* editor, EditorHeight height) {

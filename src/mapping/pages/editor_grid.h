@@ -37,6 +37,9 @@ public:
     // The colours stay.
     void SetText(int row, int column, const QString& text);
 
+    // A small sign in the cell, with a tool tip that says why; none for an empty text.
+    void SetMark(int row, int column, const QString& why);
+
     // The editor becomes a hidden child of the cells' area.
     void AddEditor(QWidget* editor, EditorHeight height);
     // Over the current cell, visible, with the focus; scrolls the cell into view.

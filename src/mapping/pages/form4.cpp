@@ -9,9 +9,11 @@
 #include "ui_Form4.h"
 
 #include "core/kinds.h"
+#include "core/route.h"
 #include "data/data_error.h"
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
+#include "mapping/map_marks.h"
 #include "mapping/pages/busy_cursor.h"
 #include "mapping/pages/button_column.h"
 #include "mapping/pages/editor_list.h"
@@ -123,6 +125,28 @@ void Form4::OnLoad() {
     } else {
         BackToSource();
     }
+}
+
+void Form4::OnActivate() {
+    Page::OnActivate();
+    ShowMarks();
+}
+
+// What the map does that its names don't show. The table of columns may have changed meanwhile.
+void Form4::ShowMarks() {
+    if (ColumnsLoaded == kFalse) {
+        return;
+    }
+    std::size_t marked = 0;
+    for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
+        const std::string mark = MarkOfTable(static_cast<std::size_t>(row));
+        marked += mark.empty() ? 0 : 1;
+        ui_->FlexGrid1->SetMark(row, kSourceTable, ToQt(mark));
+    }
+    SetNotice(marked == 0 ? std::string()
+                          : CountInWords(marked, "table is", "tables are") +
+                                " marked: the mouse on the sign says why.",
+              NoticeKind::Warning);
 }
 
 bool Form4::QueryUnload() {
@@ -244,6 +268,7 @@ bool Form4::CommitName(int row) {
     // Also after a failed reload: the map must belong to the columns that are there now.
     const bool reloaded = ReloadTable(tab_id);
     RebuildTableMap(tab_id);
+    ShowMarks();
     return reloaded;
 }
 

@@ -25,6 +25,7 @@ public:
     ~Form4() override;
 
     void OnLoad() override;
+    void OnActivate() override;
     bool QueryUnload() override;
 
     // Judges the map of all tables, and asks when there are errors.
@@ -36,6 +37,7 @@ private:
     void FillMapButtons();
     void ShowTargetTables();
     void ShowTargetNames();
+    void ShowMarks();
     // Reads both sides and finds the targets that exist. False after a failure of the source, which
     // the user has been told; a failure of the target leads to its page by itself.
     void LoadColumns(i16& ok);

@@ -8,9 +8,11 @@
 
 #include "ui_Form5.h"
 
+#include "core/route.h"
 #include "data/data_error.h"
 #include "mapping/map_check.h"
 #include "mapping/map_edit.h"
+#include "mapping/map_marks.h"
 #include "mapping/pages/busy_cursor.h"
 #include "mapping/pages/editor_list.h"
 #include "mapping/pages/maperrform.h"
@@ -138,6 +140,7 @@ void Form5::OnActivate() {
     FillColGrid(TabId());
     ShowTableOptions();
     FillTypeCombo();
+    ShowMarks();
 }
 
 double Form5::TabId() const {
@@ -189,6 +192,22 @@ void Form5::FillRow(int row, const ColMapRec& map) {
     for (int column = kPos; column <= kPosAgain; ++column) {
         ui_->ColGrid1->setItem(row, column, NewCell(texts[column], column));
     }
+}
+
+// The page's own texts don't tell; the status bar counts what is marked.
+void Form5::ShowMarks() {
+    int marked = 0;
+    for (int row = 0; row < ui_->ColGrid1->rowCount(); ++row) {
+        // A table that is dropped is made anew, with the source's own names.
+        const bool exists = TargetExists != kFalse && !ui_->TabDropOpt_0->isChecked();
+        const std::string mark = MarkOfRow(MapRow(row), exists);
+        marked += mark.empty() ? 0 : 1;
+        ui_->ColGrid1->SetMark(row, kSourceColumn, ToQt(mark));
+    }
+    SetNotice(marked == 0 ? std::string()
+                          : CountInWords(static_cast<std::size_t>(marked), "row is", "rows are") +
+                                " marked: the mouse on the sign says why.",
+              NoticeKind::Warning);
 }
 
 void Form5::FillColLists(double tab_id) {
@@ -243,6 +262,7 @@ void Form5::ChooseOption(int option) {
     if (index < SrcTables.size() && ui_->TabDropOpt->button(option)->isChecked()) {
         SrcTables[index].LoadOption = DstTables[index].LoadOption = kOptions[option];
     }
+    ShowMarks();
 }
 
 // ---- Editing ----
@@ -422,6 +442,7 @@ void Form5::LeaveSource(int row) {
         PutSourceColumn(MapRow(row), ui_->SColPos->itemText(item).toULongLong());
     }
     ShowSource(row);
+    ShowMarks();
 }
 
 // The list takes typed names, too; nothing else in the row follows from them.
@@ -431,6 +452,7 @@ void Form5::CommitTargetName(int row) {
     SetSkipped(*ui_->ColGrid1->item(row, kTargetColumn), IsSkip(text));
     MapRow(row).DCName = FromQt(text);
     ui_->ColGrid1->CloseEditor(ui_->DColList);
+    ShowMarks();
 }
 
 void Form5::CommitTargetType(int row) {

@@ -43,6 +43,7 @@ private:
     void FillColGrid(double tab_id);
     void FillRow(int row, const ColMapRec& map);
     void FillColLists(double tab_id);
+    void ShowMarks();
     void ShowTableOptions();
     void FillTypeCombo();
     void ChooseOption(int option);
