@@ -66,12 +66,12 @@ protected:
     }
 
     const Application app;
-    DateTime now = At("2026-03-01 05:55:00");
+    DateTime now = At("2026-03-01 05:50:00");
 };
 
 TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
     auto service = NewService();
-    LookAt(*service, "2026-03-01 05:55:00");
+    LookAt(*service, "2026-03-01 05:50:00");
     EXPECT_LE(service->Wait(), std::chrono::seconds(5));
     LookAt(*service, "2026-03-01 06:00:00");
     EXPECT_TRUE(EndsBecome(*service, 2));
@@ -88,7 +88,7 @@ TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
 }
 
 TEST_F(TimerServiceTest, ARestartMakesUpForWhatWasMissedOnce) {
-    LookAt(*NewService(), "2026-03-01 05:55:00");
+    LookAt(*NewService(), "2026-03-01 05:50:00");
     LookAt(*NewService(), "2026-03-01 06:35:00");
     EXPECT_TRUE(Within(20, [&] { return Starts().size() == 8; })) << Starts();
     LookAt(*NewService(), "2026-03-01 06:39:59");
@@ -104,7 +104,7 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     app.Folder().Write("does1", "[ -p gate ] && read line <gate\n");
     app.Folder().Write("does2", "i=0; while [ $i -lt 6000000 ]; do i=$((i+1)); done; kill -9 $$\n");
     auto service = NewService(std::chrono::seconds(3));
-    LookAt(*service, "2026-03-01 05:55:00");
+    LookAt(*service, "2026-03-01 05:50:00");
     LookAt(*service, "2026-03-01 06:00:00");
     EXPECT_TRUE(EndsBecome(*service, 1));
     EXPECT_NE(Log().find("Session 2 \"s\" was ended by signal 9"), Log().npos) << Log();
@@ -137,7 +137,7 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
 
 // A due time whose start couldn't be noted would come again with every scheduler.
 TEST_F(TimerServiceTest, NothingIsStartedWhileTheStateCantBeWritten) {
-    LookAt(*NewService(), "2026-03-01 05:55:00");
+    LookAt(*NewService(), "2026-03-01 05:50:00");
     {
         FullDisk disk("VYTimer.state", 1, INT_MAX);
         const InstalledPlan installed(disk);
@@ -183,7 +183,7 @@ TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
         EXPECT_EQ(lines(), expected);
     };
     auto service = NewService();
-    LookAt(*service, "2026-03-01 05:59:00");
+    LookAt(*service, "2026-03-01 05:50:00");
     LookAt(*service, "2026-03-01 06:00:00");
     count(16);
     LookAt(*service, "2026-03-01 06:00:05");
@@ -198,7 +198,7 @@ TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
 
 TEST_F(TimerServiceTest, ARepositoryThatIsMissingOrInUseIsWaitedFor) {
     auto service = NewService();
-    LookAt(*service, "2026-03-01 05:55:00");
+    LookAt(*service, "2026-03-01 05:50:00");
     const auto repository = RepositoryFile(app.Folder().Path().string());
     fs::rename(repository, app.Path("away"));
     LookAt(*service, "2026-03-01 06:00:00");

@@ -18,6 +18,7 @@
 #include <QApplication>
 #include <QPlainTextEdit>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStyleFactory>
 #include <QTableWidget>
 
@@ -48,6 +49,14 @@ std::string Cell(int row, int column) {
     const auto& grid = Control<QTableWidget>("Form15", "SesDBGrid");
     const auto* const item = grid.item(row, column);
     return item == nullptr ? std::string() : FromQt(item->text());
+}
+
+// What xdotool prints; of windows that aren't there, nothing.
+QString Answer(const QStringList& arguments) {
+    QProcess program;
+    program.start("xdotool", arguments);
+    program.waitForFinished();
+    return QString::fromUtf8(program.readAllStandardOutput()).trimmed();
 }
 
 class SavedRoad {
@@ -128,17 +137,20 @@ private:
         driver_.Until(
             "the runner's window after the run",
             [title] {
-                return QProcess::execute("xdotool", {"search", "--name", title}) == 0;
+                return !Answer({"search", "--name", title}).isEmpty();
             },
             60);
         driver_.Shot("runner");
-        driver_.Do("the runner's window is closed", [title] {
-            QProcess::execute(
-                "xdotool",
-                {"search", "--name", title, "windowactivate", "--sync", "key", "Return"});
+        driver_.Do("the runner's window in front", [title] {
+            Answer({"windowactivate", Answer({"search", "--name", title}).section('\n', 0, 0)});
         });
+        // A key goes to whatever has the focus.
+        driver_.Until("its focus", [title] {
+            return Answer({"getactivewindow", "getwindowname"}).contains(QRegularExpression(title));
+        });
+        driver_.Do("Return", [] { Answer({"key", "Return"}); });
         driver_.Until("the runner's window is gone", [title] {
-            return QProcess::execute("xdotool", {"search", "--name", title}) != 0;
+            return Answer({"search", "--name", title}).isEmpty();
         });
         driver_.Do("the list in front", [] { TheMainWindow().activateWindow(); });
         driver_.Until("the run's date in the list", [] { return !Cell(0, 6).empty(); });
@@ -151,7 +163,7 @@ private:
         driver_.Click("SesEdit", "TimeOpt_4");
         driver_.Click("SesEdit", "Evy_1");
         driver_.Click("SesEdit", "Mins");
-        driver_.Keys("1");
+        driver_.Keys("Home");
         driver_.Keys("Return");
         driver_.Page("SesEdit");
         driver_.Click("SesEdit", "SaveButton");
@@ -165,6 +177,7 @@ private:
             [] { return !IsProcessRunning("VYTimer"); },
             kTwoMinutes);
         driver_.Page("Form15");
+        driver_.Click("Form15", "SesDBGrid");
         driver_.Keys("alt+s");
         driver_.Keys("c");
         driver_.Page("CheckSch");
@@ -192,6 +205,7 @@ private:
             },
             kTwoMinutes);
         driver_.Page("ShowLog");
+        driver_.Click("ShowLog", "Text1");
         driver_.Keys("Escape");
     }
     static std::string Log() {
@@ -209,6 +223,7 @@ private:
 
     void BackUpAndRestore() {
         driver_.Page("Form15");
+        driver_.Click("Form15", "SesDBGrid");
         driver_.Keys("alt+r");
         driver_.Keys("b");
         driver_.Page("BackupRepo");
@@ -221,6 +236,7 @@ private:
         driver_.Box("All Sessions Deleted", "Return");
         Count("0");
         driver_.Page("Form15");
+        driver_.Click("Form15", "SesDBGrid");
         driver_.Keys("alt+r");
         driver_.Keys("r");
         driver_.Page("RestoreRepo");
