@@ -124,6 +124,10 @@ TEST_F(MalformedTest, NumbersThatLieAreNotBelieved) {
     EXPECT_EQ(put("t.dbf", 10, std::string("\0\0", 2)), Outcome::Error) << "record length";
     EXPECT_EQ(put("t.fpt", 512 + 4, many), Outcome::Other) << "memo length";
     EXPECT_EQ(put("t.fpt", 6, std::string("\xFF\xFF", 2)), Outcome::Other) << "block size";
+    // A next free block far behind the end: the gap is neither filled nor left.
+    EXPECT_EQ(put("t.fpt", 0, std::string("\x01\0\0\0", 4)), Outcome::Whole);
+    EXPECT_THROW(Connect(folder_.Path())->Execute("UPDATE t SET m = 'new' WHERE i = 3"), DataError);
+    EXPECT_EQ(std::filesystem::file_size(folder_ / "t.fpt"), files_["t.fpt"].size());
 }
 
 }  // namespace

@@ -15,6 +15,10 @@
 namespace vantry::foxpro {
 namespace {
 
+// A header may run a little ahead of its file. One that runs far ahead is damaged, or the file was
+// cut: up to the block that it names gigabytes of zeros would be written, and in a nearer one a new
+// memo would be shown in the rows whose memos are lost.
+constexpr std::uint64_t kMostBlocksBehindTheEnd = 4096;
 constexpr std::size_t kWindow = 64U << 10;
 constexpr std::size_t kGathered = 256U << 10;
 
@@ -138,6 +142,14 @@ std::uint32_t MemoFile::NextFree() {
         // What lies behind the number that the header names belongs to nobody, but a number that
         // is too small would have us write over memos.
         const std::uint64_t used = (group_->SizeOf(member_) + block_size_ - 1) / block_size_;
+        if (*next_free_ > used + kMostBlocksBehindTheEnd) {
+            const std::uint32_t named = *next_free_;
+            next_free_.reset();
+            throw CannotWrite(group_->PathOf(member_),
+                              "its header names block " + std::to_string(named) +
+                                  " as the next free one, far behind its end: the file was cut, or "
+                                  "its header is damaged. Use a copy of it from before");
+        }
         next_free_ = static_cast<std::uint32_t>(
             std::max<std::uint64_t>({*next_free_, first, *next_free_ < used ? used : 0}));
         transaction_ = group_->TransactionNumber();
