@@ -1,3 +1,7 @@
+// Looks into the connection string for what names a place, by the keys of all kinds in one order,
+// and takes its last part: that is what the user typed or picked. The page may show other text by
+// now, so that nothing here is told what its fields hold.
+// Easy to get wrong: passwords stand in the same string, so that only known keys are ever shown.
 #include "core/route.h"
 
 #include "core/kinds.h"

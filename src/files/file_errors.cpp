@@ -1,3 +1,6 @@
+// Each text names the file, says what couldn't be done and why in the system's words, and ends with
+// what the user can do. The advice goes by the error number alone, so it must be true for every
+// file that can meet that number: ours, the user's, a journal.
 #include "files/file_errors.h"
 
 #include "data/message_text.h"

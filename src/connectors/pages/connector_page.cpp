@@ -1,3 +1,7 @@
+// What the toolkit's lists do by themselves is undone here: they complete what is typed, choose the
+// first entry that they get, and insert what was typed. A choice must be one that the user made,
+// because it connects.
+// What a source is asked runs on another thread; only names come back to the window's.
 #include "connectors/pages/connector_page.h"
 
 #include "core/session_state.h"
