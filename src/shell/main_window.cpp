@@ -191,19 +191,18 @@ void MainWindow::resizeEvent(QResizeEvent* event) {
 void MainWindow::PlaceStatus() {
     constexpr int kLowWindow = 560;
     const bool low = height() < kLowWindow;
-    if (low == (menuBar()->cornerWidget() == status_)) {
+    if (!low && menuBar()->cornerWidget() != status_) {
         return;
     }
     if (low) {
-        statusBar()->removeWidget(status_);
-        menuBar()->setCornerWidget(status_);
         const auto entries = menuBar()->actions();
         const int menus = menuBar()->actionGeometry(entries.last()).right();
-        status_->setMinimumWidth(
-            std::max(0, width() - menus - 2 * menuBar()->fontMetrics().height()));
+        status_->AskForWidth(std::max(1, width() - menus - 2 * menuBar()->fontMetrics().height()));
+        statusBar()->removeWidget(status_);
+        menuBar()->setCornerWidget(status_);  // each time: it places the row anew
     } else {
         menuBar()->setCornerWidget(nullptr);
-        status_->setMinimumWidth(0);
+        status_->AskForWidth(0);
         statusBar()->addWidget(status_, 1);
     }
     statusBar()->setVisible(!low);

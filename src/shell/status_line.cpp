@@ -92,6 +92,8 @@ StatusLine::StatusLine(QWidget* parent)
     row->addWidget(notice_label_, 1);
     row->addWidget(route_label_);
     notice_label_->setObjectName("StatusNotice");
+    // Beside the menus it would be the colour of a button's text.
+    notice_label_->setForegroundRole(QPalette::WindowText);
     notice_label_->setAccessibleName("Notice");
     notice_label_->setTextFormat(Qt::RichText);
     notice_label_->setTextInteractionFlags(Qt::LinksAccessibleByMouse |
@@ -117,8 +119,18 @@ void StatusLine::Show(const std::string& route, const Notice& notice) {
     Draw();
 }
 
+void StatusLine::AskForWidth(int width) {
+    asked_width_ = width;
+    updateGeometry();
+}
+
 QSize StatusLine::minimumSizeHint() const {
     return {0, fontMetrics().height() + kMargin};
+}
+
+QSize StatusLine::sizeHint() const {
+    return {asked_width_ > 0 ? asked_width_ : QWidget::sizeHint().width(),
+            minimumSizeHint().height()};
 }
 
 void StatusLine::changeEvent(QEvent* event) {

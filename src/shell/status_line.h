@@ -42,7 +42,11 @@ public:
     explicit StatusLine(QWidget* parent = nullptr);
 
     void Show(const std::string& route, const Notice& notice);
+    // As wide as this where a layout asks, or by its labels for 0. Beside the menus it gets what it
+    // asks for, from the right edge.
+    void AskForWidth(int width);
     QSize minimumSizeHint() const override;
+    QSize sizeHint() const override;
 
 protected:
     void changeEvent(QEvent* event) override;
@@ -55,6 +59,7 @@ private:
     QLabel* route_label_;
     QString route_;
     Notice notice_;
+    int asked_width_ = 0;
 };
 
 // In the middle of the area while no page is seen there: which are open, and a way back to the last

@@ -11,6 +11,7 @@
 #include "support/temp_dir.h"
 #include "wizard/wizard_flow.h"
 
+#include <QApplication>
 #include <QColor>
 #include <QListWidget>
 #include <QTimer>
