@@ -4,25 +4,21 @@
 // executable, where the runner and the scheduler stand, too. Usage: saved_road (in a folder with
 // data/orders.csv)
 
-#include "core/folders.h"
 #include "core/session_state.h"
 #include "mapping/column_discovery.h"
-#include "programs/all_pages.h"
 #include "repository/process_finder.h"
 #include "shell/qt_text.h"
 #include "support/page_driver.h"
 #include "support/session_steps.h"
 #include "text/text_source.h"
 #include "wizard/road_driver.h"
+#include "wizard/road_program.h"
 
-#include <QApplication>
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QStyleFactory>
 #include <QTableWidget>
 
-#include <clocale>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -201,7 +197,8 @@ private:
         driver_.Until(
             "the scheduler has started it twice",
             [this] {
-                return CountOf(ContentOf(In("log/VYTimer.log")), "\"third\" ended with 0") >= 2;
+                return CountOf(ContentOf(In("log/VYTimer.log")),
+                               "\"third\" ended with exit code 0") >= 2;
             },
             kTwoMinutes);
         driver_.Page("ShowLog");
@@ -257,14 +254,5 @@ private:
 }  // namespace vantry
 
 int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    QApplication::setStyle(QStyleFactory::create("Fusion"));
-    QCoreApplication::setApplicationVersion("2.0");
-    QApplication::setQuitOnLastWindowClosed(false);
-    std::setlocale(LC_NUMERIC, "C");
-    const std::string folder = vantry::ApplicationFolder();
-    vantry::StartWizard(folder);
-    vantry::SavedRoad road(folder);
-    road.Walk();
-    return QApplication::exec();
+    return vantry::WalkIn<vantry::SavedRoad>(argc, argv);
 }

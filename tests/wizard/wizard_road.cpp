@@ -6,25 +6,20 @@
 // is written there as they tell it, past the wizard's drivers. Usage: wizard_road (in a folder with
 // data/customers.csv, data/notes.csv and data/orders.csv)
 
-#include "core/folders.h"
 #include "core/session_state.h"
-#include "programs/all_pages.h"
-#include "shell/product_picture.h"
 #include "shell/qt_text.h"
 #include "support/page_driver.h"
 #include "support/private_mariadb.h"
 #include "support/private_odbc.h"
 #include "support/tds_server.h"
 #include "wizard/road_driver.h"
+#include "wizard/road_program.h"
 
-#include <QApplication>
 #include <QComboBox>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QProcess>
-#include <QStyleFactory>
 
-#include <clocale>
 #include <fstream>
 
 namespace vantry {
@@ -415,15 +410,5 @@ private:
 }  // namespace vantry
 
 int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    QApplication::setStyle(QStyleFactory::create("Fusion"));
-    QCoreApplication::setApplicationVersion("2.0");
-    QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setWindowIcon(vantry::ProductIcon());
-    std::setlocale(LC_NUMERIC, "C");
-    const std::string folder = vantry::ApplicationFolder();
-    vantry::Road road(folder);  // its drivers are registered before the wizard lists them
-    vantry::StartWizard(folder);
-    road.Walk();
-    return QApplication::exec();
+    return vantry::WalkIn<vantry::Road>(argc, argv);
 }

@@ -3,40 +3,13 @@
 # Usage: wizard_road_test.sh WIZARD_ROAD_PROGRAM PICTURES_FOLDER
 set -uo pipefail
 program=$1 pictures=$2
-for tool in Xvfb xdotool openbox mdb-export python3; do
-    command -v "$tool" >/dev/null || { echo "$tool is missing"; exit 1; }
-done
-folder=$(mktemp -d) x_pid= wm_pid=
-finish() {
-    [ -n "$wm_pid" ] && kill "$wm_pid" 2>/dev/null
-    [ -n "$x_pid" ] && kill "$x_pid" 2>/dev/null
-    rm -rf "$pictures"; mkdir -p "$pictures"; cp "$folder"/pictures/*.png "$pictures" 2>/dev/null
-    rm -rf "$folder"
-}
-trap finish EXIT
+. "$(dirname "$0")/private_window.sh"
 cp "$program" "$folder/wizard_road"
-mkdir -m 700 "$folder/run"; mkdir -p "$folder/data" "$folder/pictures" "$folder/delimited" "$folder/fixed" "$folder/dbf" "$folder/sqlserver" "$folder/oracle-text"
+mkdir -p "$folder/delimited" "$folder/fixed" "$folder/dbf" "$folder/sqlserver" "$folder/oracle-text"
 printf 'id,name,city,credit\r\n1,"Lindström, Åsa",Malmö,1250.50\r\n2,José Núñez,Córdoba,-3.25\r\n3,"say ""hello""",Łódź,0\r\n' >"$folder/data/customers.csv"
 printf 'id,note\r\n1,"two\r\nlines"\r\n2,\r\n' >"$folder/data/notes.csv"
-{ printf 'id,customer,ordered\r\n'; for i in $(seq 1 500); do printf '%d,%d,2024-02-%02d\r\n' "$i" $((i % 3 + 1)) $((i % 28 + 1)); done; } >"$folder/data/orders.csv"
-
-# A number of its own: servers that look for a free one at the same moment may find the same.
-display=$((30000 + $$ % 20000))
-Xvfb ":$display" -screen 0 1280x960x24 -nolisten tcp >/dev/null 2>&1 &
-x_pid=$!
-for _ in $(seq 200); do [ -S "/tmp/.X11-unix/X$display" ] && break; sleep 0.1; done
-[ -S "/tmp/.X11-unix/X$display" ] || { echo "no X server"; exit 1; }
-export DISPLAY=:$display XDG_RUNTIME_DIR=$folder/run QT_QPA_PLATFORM=xcb LC_ALL=C.UTF-8
-openbox >/dev/null 2>&1 &
-wm_pid=$!
-sleep 0.5
 (cd "$folder" && timeout 500 ./wizard_road) || { echo "the walk through the wizard failed"; exit 1; }
 
-bad=0
-expect() { # NAME EXPECTED ACTUAL
-    [ "$2" = "$3" ] || { bad=1; printf '%s: expected\n%s\ngot\n%s\n' "$1" "$2" "$3"; }
-}
-export MDBICONV=UTF-8
 expect "customers of the new database" $'id,full name,city,credit\n2,"José Núñez","Córdoba",-3.25\n3,"say ""hello""","Łódź",0' \
     "$(mdb-export "$folder/shop.mdb" customers)"
 expect "a text of 80" "full nameText(80)" \

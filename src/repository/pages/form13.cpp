@@ -49,10 +49,11 @@ Form13::Form13() : Page("Form13"), ui_(std::make_unique<Ui::Form13>()) {
     for (int i = 0; i < 3; ++i) {
         ui_->FreqOpt->setId(options[i], i);
     }
-    // The panel's controls come where the panel stands, not behind the last button.
+    // The panel's controls come where the panel stands, not behind the last button. The open lists
+    // of combo boxes are windows of their own.
     QWidget* before = ui_->FreqOpt_2;
     for (auto* const control : ui_->Schedule->findChildren<QWidget*>()) {
-        if ((control->focusPolicy() & Qt::TabFocus) != 0 &&
+        if (control->window() == window() && (control->focusPolicy() & Qt::TabFocus) != 0 &&
             !control->objectName().startsWith("qt_")) {
             setTabOrder(before, control);
             before = control;
