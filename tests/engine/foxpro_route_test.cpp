@@ -4,12 +4,8 @@
 
 #include "drivers/foxpro/verify/container_verify.h"
 #include "drivers/foxpro/verify/verify.h"
-#include "engine/run_report.h"
-#include "engine/run_session.h"
-#include "engine/session_fixture.h"
+#include "engine/route_fixture.h"
 #include "support/fault_plans.h"
-#include "support/session_steps.h"
-#include "support/temp_dir.h"
 #include "text/text_writer.h"
 
 #include <gtest/gtest.h>
@@ -18,89 +14,56 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 namespace vantry::test {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string FoxProText(const fs::path& place, const std::string& mode) {
-    return "Driver={Microsoft Visual FoxPro Driver};SourceType=" +
-           std::string(mode == "DIR" ? "DBF" : "DBC") + ";SourceDb=" + place.string() +
-           ";Persist Security Info=False";
-}
-
-class FoxProRoute : public RunTest, public testing::WithParamInterface<const char*> {
+class FoxProRoute : public RouteTest, public testing::WithParamInterface<const char*> {
 protected:
-    std::string Mode() const { return GetParam(); }
-    fs::path Place(const std::string& mode, const std::string& folder) const {
-        return mode == "DIR" ? folder_ / folder : folder_ / folder / "shop.dbc";
-    }
+    FoxProRoute() : RouteTest(MemoryFolder()) {}
 
-    void ToFoxPro(const std::string& mode) {
-        fs::remove_all(folder_ / "out");
-        fs::create_directory(folder_ / "out");
+    static std::string Mode() { return GetParam(); }
+    // The connection string of a new place in the folder `name`, and the prefix of its tables.
+    std::pair<std::string, std::string> NewPlace(const std::string& mode,
+                                                 const std::string& name) const {
+        const auto folder = folder_ / name;
+        fs::remove_all(folder);
+        fs::create_directory(folder);
+        const bool is_folder = mode == "DIR";
+        const auto text = "Driver={Microsoft Visual FoxPro Driver};SourceType=" +
+                          std::string(is_folder ? "DBF" : "DBC") +
+                          ";SourceDb=" + (is_folder ? folder : folder / "shop.dbc").string() +
+                          ";Persist Security Info=False";
+        if (!is_folder) {
+            Catalog().Create(text);
+        }
+        return {text, is_folder ? folder.string() + "/" : ""};
+    }
+    void ToFoxPro(const std::string& mode) const {
         TargetType = "FOXPRO";
-        TargetConnStr = FoxProText(Place(mode, "out"), mode);
         FoxDestMode = mode;
-        FoxDestPrefix = mode == "DIR" ? (folder_ / "out").string() + "/" : "";
-        if (mode == "DBC") {
-            Catalog().Create(TargetConnStr);
-        }
+        std::tie(TargetConnStr, FoxDestPrefix) = NewPlace(mode, "out");
     }
-    void FromFoxPro(const std::string& mode, std::initializer_list<const char*> statements) {
-        fs::remove_all(folder_ / "in");
-        fs::create_directory(folder_ / "in");
+    void FromFoxPro(const std::string& mode, std::initializer_list<const char*> statements) const {
         SourceType = "FOXPRO";
-        SourceConnStr = FoxProText(Place(mode, "in"), mode);
         FoxSrcMode = mode;
-        FoxSrcPrefix = mode == "DIR" ? (folder_ / "in").string() + "/" : "";
-        if (mode == "DBC") {
-            Catalog().Create(SourceConnStr);
-        }
-        for (const auto* sql : statements) {
-            RunStatement(SourceConnStr, sql);
-        }
+        std::tie(SourceConnStr, FoxSrcPrefix) = NewPlace(mode, "in");
+        Send(SourceConnStr, statements);
     }
-    void FromAccess(std::initializer_list<const char*> statements) {
-        SourceType = "ACCESS";
-        SourceConnStr =
-            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "source.mdb").string();
-        fs::remove(folder_ / "source.mdb");
-        Catalog().Create(SourceConnStr);
-        for (const auto* sql : statements) {
-            RunStatement(SourceConnStr, sql);
-        }
+    // The table "dst" for rows of "orders.csv".
+    void MakeTarget(const std::string& columns) const {
+        ToFoxPro(Mode());
+        const auto name = Mode() == "DIR" ? "[" + FoxDestPrefix + "dst.dbf]" : std::string("dst");
+        RunStatement(TargetConnStr, "create table " + name + " (" + columns + ")");
+        Map("orders.csv", "dst");
     }
-    void FromCsv(const std::string& content) {
-        fs::create_directories(folder_ / "in");
-        std::ofstream(folder_ / "in/src.csv", std::ios::binary) << content;
-        SourceType = "TEXT";
-        SourceConnStr =
-            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "in").string() +
-            ";Extended Properties=\"text;FMT=Delimited\";\"";
-    }
-    static void Map(const std::string& table, const std::string& target = {}) {
-        SrcTables.assign(1, TableRec());
-        SrcTables[0].Name = table;
-        DstTables.clear();
-        MapTables(target);
-    }
-    std::string RunAndLog(const std::string& option = {}) {
-        Run(option);
+    std::string RunSoundly(const std::string& option = {}) const {
+        RunAndLog(option);
         ExpectSound();
         return Log();
     }
-    void Run(const std::string& option) {
-        if (!option.empty()) {
-            SrcTables[0].LoadOption = DstTables[0].LoadOption = option;
-        }
-        view = RecordingView();
-        SessionCancelled = TableCancelled = kFalse;
-        RunSession("");
-    }
-    static std::string Target(const std::string& sql) { return RowsOf(TargetConnStr, sql); }
     void ExpectSound() const {
         const std::vector<std::string> none;
         for (const auto& entry : fs::directory_iterator(folder_ / "out")) {
@@ -112,8 +75,6 @@ protected:
             }
         }
     }
-
-    TempDir folder_{MemoryFolder(), "vantry"};
 };
 
 INSTANTIATE_TEST_SUITE_P(Modes, FoxProRoute, testing::Values("DIR", "DBC"), [](const auto& mode) {
@@ -129,7 +90,7 @@ TEST_P(FoxProRoute, ATableIsCreatedAppendedToEmptiedAndRebuilt) {
          "insert into [order lines] values (2,Null,Null,Null,False,Null,Null,Null)"});
     ToFoxPro(Mode());
     Map("order lines");
-    EXPECT_EQ(RunAndLog(),
+    EXPECT_EQ(RunSoundly(),
               RunLog("About To Create Table order lines\n\norder lines Table Created Successfully\n"
                      "\nAbout to Insert Rows from order lines to order lines\n"
                      "2 Rows Loaded Time Elapsed :E"));
@@ -140,16 +101,16 @@ TEST_P(FoxProRoute, ATableIsCreatedAppendedToEmptiedAndRebuilt) {
 
     Map("order lines");
     ASSERT_EQ(SrcTables[0].TableExists, kTrue);
-    EXPECT_EQ(RunAndLog("APPEND"),
+    EXPECT_EQ(RunSoundly("APPEND"),
               RunLog("About to Insert Rows from order lines to order lines\n"
                      "2 Rows Loaded Time Elapsed :E"));
     EXPECT_EQ(Target("select * from [order lines]"), rows + rows);
-    RunAndLog("DELETE");
+    RunSoundly("DELETE");
     EXPECT_TRUE(LogHas("Existing Rows deleted succesfully from table order lines")) << Log();
     EXPECT_EQ(Target("select * from [order lines]"), rows);
     // What is rebuilt has the source's names, whatever the map says.
     ColMaps[1].DCName = "other";
-    RunAndLog("DROP");
+    RunSoundly("DROP");
     EXPECT_TRUE(LogHas("order lines Table dropped")) << Log();
     EXPECT_TRUE(LogHas("2 Rows Loaded")) << Log();
     EXPECT_EQ(Target("select name from [order lines]"), "Öl & Söhne\nNull\n");
@@ -168,12 +129,8 @@ TEST_P(FoxProRoute, RefusedRowsAreToldUntilTheFiftieth) {
                 csv += std::to_string(id) + ",\"" + (refused ? wide : "good") + "\"\r\n";
             }
             FromCsv(csv);
-            ToFoxPro(Mode());
-            const auto name =
-                Mode() == "DIR" ? "[" + FoxDestPrefix + "dst.dbf]" : std::string("dst");
-            RunStatement(TargetConnStr, "create table " + name + " (id I, name C(20)" + more + ")");
-            Map("src.csv", "dst");
-            RunAndLog("APPEND");
+            MakeTarget("id I, name C(20)" + more);
+            RunSoundly("APPEND");
             const auto path = (folder_ / "out/dst.dbf").string();
             const std::string error =
                 "\nThe value '" + wide + "' is too long for the field '" +
@@ -183,7 +140,7 @@ TEST_P(FoxProRoute, RefusedRowsAreToldUntilTheFiftieth) {
             EXPECT_EQ(Count(Log(), "Error Loading Row:"), std::min(bad, 50));
             const bool given_up = bad >= 50;
             EXPECT_EQ(
-                LogHas("Aborting Loading Rows for Table :src.csv As Errors Exceeded 50 Allowed"),
+                LogHas("Aborting Loading Rows for Table :orders.csv As Errors Exceeded 50 Allowed"),
                 given_up);
             // The fiftieth bad row is the 99th.
             const int good = given_up ? 49 : 120 - bad;
@@ -204,15 +161,11 @@ TEST_P(FoxProRoute, AFullDiskLosesNoRowUntold) {
     int told = 0;
     for (const int first : {1, 2, 3, 4, 6, 9, 14, 30}) {
         for (const int last : {first, 1'000'000}) {
-            ToFoxPro(Mode());
-            const auto name =
-                Mode() == "DIR" ? "[" + FoxDestPrefix + "dst.dbf]" : std::string("dst");
-            RunStatement(TargetConnStr, "create table " + name + " (id I, name C(20), note M)");
-            Map("src.csv", "dst");
+            MakeTarget("id I, name C(20), note M");
             FullDisk disk("dst.", first, last);
             {
                 const InstalledPlan installed(disk);
-                Run("APPEND");
+                RunAndLog("APPEND");
             }
             ExpectSound();  // with room on the disk again, where a rollback may have to be finished
             const auto& table = CurrentRunReport.Tables.at(0);
@@ -240,7 +193,7 @@ TEST_P(FoxProRoute, AKilledRunLeavesTheFirstRowsAndNothingDamaged) {
     int killed = 0;
     for (int nth = 1; nth < 200; nth += nth < 60 ? 3 : 20) {
         ToFoxPro(Mode());
-        Map("src.csv", "dst");
+        Map("orders.csv", "dst");
         const pid_t child = ::fork();
         if (child == 0) {
             KillAt plan(nth, 0, Planted::Nothing);
@@ -252,14 +205,14 @@ TEST_P(FoxProRoute, AKilledRunLeavesTheFirstRowsAndNothingDamaged) {
         ::waitpid(child, &status, 0);
         killed += WIFSIGNALED(status) ? 1 : 0;
         const InstalledPlan installed(no_sync);
-        Map("src.csv", "dst");
+        Map("orders.csv", "dst");
         if (SrcTables[0].TableExists == kTrue) {
             const auto there = std::stoi(Target("select count(*) from dst"));
             EXPECT_EQ(Target("select count(*) from dst where id <= " + std::to_string(there)),
                       std::to_string(there) + "\n")
                 << nth;
         }
-        RunAndLog(SrcTables[0].TableExists == kTrue ? "DROP" : "");
+        RunSoundly(SrcTables[0].TableExists == kTrue ? "DROP" : "");
         EXPECT_TRUE(LogHas("2000 Rows Loaded")) << nth << Log();
     }
     EXPECT_GT(killed, 10);
@@ -279,32 +232,22 @@ TEST_P(FoxProRoute, FoxProTablesReachEveryKindOfFile) {
         "\nAbout to Insert Rows from order lines to copied\n2 Rows Loaded Time Elapsed :E");
     const std::string rows = "1|Zoë|-7.25|2001-02-03|2001-02-03 04:05:06|True|first\r\nsecond\n";
 
-    TargetType = "ACCESS";
-    TargetConnStr =
-        "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "target.mdb").string();
-    Catalog().Create(TargetConnStr);
+    ToAccess();
     fs::create_directories(folder_ / "out");
     Map("order lines", "copied");
-    EXPECT_EQ(RunAndLog(), log);
+    EXPECT_EQ(RunSoundly(), log);
     EXPECT_EQ(Target("select * from copied where id=1"), rows);
     EXPECT_EQ(Target("select * from copied where full_name is null"),
               "2|Null|Null|Null|Null|False|Null\n");
 
     ToFoxPro(folder ? "DBC" : "DIR");
     Map("order lines", "copied");
-    EXPECT_EQ(RunAndLog(), log);
+    EXPECT_EQ(RunSoundly(), log);
     EXPECT_EQ(Target("select * from copied where id=1"),
               "1|Zoë|-7.25|2001-02-03|2001-02-03 04:05:06|True|first\r\nsecond\n");
 
-    TargetType = "TEXT";
-    TextDestFormat = "DELIMITED";
-    TextDestDir = folder_.Path().string();
-    TextDestExt = ".out";
-    TextDestDelim = ",";
-    TextDestQual = "\"";
-    TextDestHeader = kTrue;
+    ToText();
     Map("order lines");
-    view = RecordingView();
     RunSessionToText("");
     EXPECT_TRUE(LogHas("2 Rows Loaded")) << Log();
     const auto written = folder_.Read("order lines.out");

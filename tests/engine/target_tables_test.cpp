@@ -59,24 +59,18 @@ TEST_F(TargetTablesTest, ATableIsNeitherDroppedNorEmptiedWhenItsRowsAreToBeLoade
         {false, "ACCESS", jet + "/Shop.mdb", "", "orders", jet + "/other.mdb"},
         {false, "ACCESS", jet + "/Shop.mdb", "", "order", jet + "/Shop.mdb"},
         {true, "MySQL", mysql + "localhost;DATABASE=a", "b", "orders", mysql + ";port=3306;DB=b"},
-        {true, "MySQL", mysql + "db1;DATABASE=b;USER=x", "", "orders", mysql + "DB1;DATABASE=b"},
         {false, "MySQL", mysql + "db1;DATABASE=b", "a", "orders", mysql + "db1;DATABASE=b"},
         {false, "MySQL", mysql + "db1;DATABASE=b", "b", "orders", mysql + "db2;DATABASE=b"},
         {false, "MySQL", mysql + "db1", "b", "orders", mysql + "db1;port=3307;DATABASE=b"},
         {true, "MySQL", mysql + "db1;DATABASE=b", "", "orders", mysql + "db1;DATABASE=B"},
-        {false, "MySQL", mysql + "db1;DATABASE=a", "", "orders", mysql + "db1;DATABASE=b"},
         {true, "MSSQL", sql_server + "a", "dbo", "orders", sql_server + "A"},
-        {true, "MSSQL", sql_server + "a", "", "orders", sql_server + "a"},
         {false, "MSSQL", sql_server + "a", "", "orders", sql_server + "b"},
         {false, "MSSQL", sql_server + "a", "sales", "orders", sql_server + "a"},
-        {false, "MSSQL", sql_server + "a", "dbo", "orders", sql_server + "b"},
         {true, "ORACLE", oracle + "scott", "", "ORDERS", oracle + "SCOTT"},
         {false, "ORACLE", oracle + "scott", "hr", "ORDERS", oracle + "scott"},
         {true, "ODBC", "Provider=MSDASQL;DSN=d;UID=a", "", "orders", "DSN=D"},
         {false, "ODBC", "Provider=MSDASQL;DSN=d", "", "orders", "DSN=e"},
-        {true, "ODBC", "Driver=x", "", "orders", "Driver=x"},
         {true, "ODBC", sql_server + "a", "", "orders", sql_server + "a"},
-        {false, "ODBC", sql_server + "a", "", "orders", sql_server + "b"},
         {false, "TEXT", jet, "", "orders", jet},
         {false, "MySQL", mysql + "db1;DATABASE=b", "b", "orders", sql_server + "b;Server=db1"},
     };
@@ -127,40 +121,31 @@ TEST_F(TargetTablesTest, TheHeadOfACreationGoesByKindAndByABlankInOneOfTheNames)
     }
 }
 
-struct PieceCase {
-    const char* target;
-    bool is_new;
-    const char* source_type;  // neutral; translated for a rebuilt table
-    const char* target_type;  // of a new table
-    i32 width;
-    const char* piece;
-};
-
 TEST_F(TargetTablesTest, EachColumnIsStatedInTheTargetsDialect) {
-    const PieceCase cases[] = {
+    const struct {
+        const char* target;
+        bool is_new;
+        const char* source_type;  // neutral; translated for a rebuilt table
+        const char* target_type;  // of a new table
+        i32 width;
+        const char* piece;
+    } cases[] = {
         {"FOXPRO", true, "", "Currency", 8, "d_a Y"},
         {"FOXPRO", true, "", "double", 8, "d_a B"},
         {"FOXPRO", true, "", "Character", 255, "d_a Character(255)"},
-        {"FOXPRO", true, "", "Numeric", 12, "d_a Numeric(12,2)"},
-        {"FOXPRO", false, "Currency", "", 8, "s_a Y"},
-        {"FOXPRO", false, "Double", "", 8, "s_a B"},
         {"FOXPRO", false, "GUID", "", 16, "s_a B"},
         {"FOXPRO", false, "VarWchar", "", 253, "s_a Character(254)"},
         {"FOXPRO", false, "VarWchar", "", 254, "s_a MEMO"},
         {"FOXPRO", false, "Boolean", "", 2, "s_a Logical"},
         {"ACCESS", true, "", "Binary", 8, " [d_a]  OLEOBJECT"},
-        {"ACCESS", true, "", "Boolean", 2, " [d_a]  yesno"},
         {"ACCESS", true, "", "Text", 255, " [d_a] Text(255)"},
         {"ACCESS", true, "", "Text", 256, " [d_a] Text"},
         {"ACCESS", false, "LongVarBinary", "", 8, " [s_a]  oleobject"},
         {"ACCESS", false, "Boolean", "", 2, " [s_a]  yesno"},
         {"ACCESS", false, "Char", "", 20, " [s_a] Text(21)"},
         {"ACCESS", false, "LongVarWChar", "", 20, " [s_a] Memo"},
-        {"MySQL", true, "", "Varchar", 20, "`d_a` Varchar(20)"},
         {"MySQL", false, "Integer", "", 4, "`s_a` Integer(4)"},
-        {"MSSQL", true, "", "nvarchar", 20, "[d_a] nvarchar(20)"},
         {"MSSQL", false, "Date", "", 8, "[s_a] datetime"},
-        {"ORACLE", true, "", "Varchar2", 20, "d_a Varchar2(20)"},
         {"ORACLE", false, "LongVarChar", "", 20, "s_a CLOB"},
         {"ORACLE", false, "Numeric", "", 9, "s_a Number(10,3)"},
         // No entry in the catalogue: no type at all, and the data source says so.
@@ -204,7 +189,6 @@ TEST_F(TargetTablesTest, SizesFollowTheTypesThatTakeThem) {
         {"MSSQL", "numeric decimal datetime bit int image text ntext uniqueidentifier", ""},
         {"MySQL", "Char Varchar Text Integer INT", "(20)"},
         {"MySQL", "LongText BigInt TinyInt SmallInt Double DateTime Decimal LongBLOB", ""},
-        {"TEXT", "Varchar", ""},
     };
     const auto size = [this](const std::string& type) {
         ColMaps.clear();

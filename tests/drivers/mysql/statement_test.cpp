@@ -233,35 +233,5 @@ TEST_F(MySqlStatementTest, AppenderReadsNoRowAndBlamesTheRowThatFails) {
     }
 }
 
-TEST_F(MySqlStatementTest, TablesAndViewsOfTheDatabaseAreListed) {
-    Server().Run(
-        "create database listed; create table listed.`b tab` (x int); create table listed.a (x "
-        "int); create view listed.v as select 1 as x");
-    const auto connection = Connect();
-    connection->Execute("use listed");
-    std::string all;
-    for (const auto& entry : connection->Tables()) {
-        all += entry.name + ":" + entry.type + " ";
-    }
-    EXPECT_EQ(all, "a:TABLE b tab:TABLE v:VIEW ");
-}
-
-TEST_F(MySqlStatementTest, AStatementOverADeadConnectionFailsAndANewConnectionWorks) {
-    const auto connection = Connect();
-    connection->Execute("create or replace table lasting (x int)");
-    const auto appender = connection->OpenAppender("Select x FROM lasting");
-    const std::vector<Cell> row = {Cell::Int64(1)};
-    appender->Append(row);
-    Server().Kill();
-    EXPECT_EQ(ErrorOf([&] { appender->Append(row); }).Number(), kErrUnspecified);
-    EXPECT_EQ(ErrorOf([&] { connection->OpenAppender("Select x FROM lasting"); }).Number(),
-              kErrUnspecified);
-    EXPECT_EQ(ErrorOf([] { Connect(); }).Number(), kErrUnspecified);
-    Server().Restart();
-    EXPECT_NE(ErrorOf([&] { appender->Append(row); }).Number(), 0);
-    EXPECT_EQ(ReadColumn(*Connect(), "select count(*) from lasting"),
-              std::vector<std::string>{"N 1"});
-}
-
 }  // namespace
 }  // namespace vantry::test

@@ -75,21 +75,6 @@ TEST_F(MySqlTypes, ColumnsAreDescribedByTypeSizePrecisionAndScale) {
     }
 }
 
-TEST_F(MySqlTypes, ExpressionsAreDescribedToo) {
-    const auto connection = Connect();
-    const auto cursor = connection->OpenCursor(
-        "select count(*), 'x' as label, now(), null, 1.50, 1=1, repeat('a', 70000) from (select 1) "
-        "as one");
-    const std::vector<int> types = {
-        adBigInt, adVarWChar, adDBTimeStamp, adVarWChar, adNumeric, adInteger, adLongVarWChar};
-    ASSERT_EQ(cursor->Columns().size(), types.size());
-    for (std::size_t k = 0; k < types.size(); ++k) {
-        EXPECT_EQ(cursor->Columns()[k].type, types[k]) << cursor->Columns()[k].name;
-    }
-    EXPECT_EQ(cursor->Columns()[0].name, "count(*)");
-    EXPECT_EQ(cursor->Columns()[1].name, "label");
-}
-
 struct ColumnValues {
     const char* declared;
     // As the server is told, and as the cell shows.

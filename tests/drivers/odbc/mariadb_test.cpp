@@ -233,31 +233,6 @@ TEST_F(MariaDbOdbcTest, RowsAtTheEdgesOfBlocksComeOnceAndInOrder) {
     }
 }
 
-TEST_F(MariaDbOdbcTest, LongValuesSurviveBothWaysBesideShortOnes) {
-    Open()->Execute("set global max_allowed_packet=67108864");
-    const auto fresh = Open();
-    fresh->Execute("drop table if exists longs");
-    fresh->Execute("create table longs (id int, t longtext, b longblob, after_it varchar(10))");
-    const auto appender = fresh->OpenAppender("Select `id`,`t`,`b`,`after_it` FROM `longs`");
-    const auto text = LongText(3'000'000);
-    const auto bytes = LongText(20'000'000);
-    appender->Append(std::vector<Cell>{Cell::Int64(1),
-                                       Cell::Bytes(std::as_bytes(std::span(text))),
-                                       Cell::Bytes(std::as_bytes(std::span(bytes))),
-                                       Cell::Text("end")});
-    const auto rows = Query(*fresh, "select t, b, after_it from longs");
-    ASSERT_EQ(rows.size(), 1U);
-    EXPECT_TRUE(rows[0][0].AsCell().AsText() == text);
-    const auto read = rows[0][1].AsCell().AsBytes();
-    EXPECT_TRUE(std::string_view(reinterpret_cast<const char*>(read.data()), read.size()) == bytes)
-        << read.size();
-    EXPECT_EQ(Shown(rows[0][2]), "text:end");
-    // Past everything that is under test.
-    const auto lengths = server_->QueryOne("select concat(length(t),',',length(b)) from " +
-                                           server_->Database() + ".longs where id=1");
-    EXPECT_EQ(lengths, std::to_string(text.size()) + "," + std::to_string(bytes.size()));
-}
-
 // What lies in the buffers of such a row is anything; the rows around it are good.
 TEST_F(MariaDbOdbcTest, ARefusedRowOfABlockIsUnreadableAndTheOthersStand) {
     odbc::Tuning tuning;
@@ -393,30 +368,6 @@ TEST_F(MariaDbOdbcTest, AValueThatDoesntFitItsRoomIsWholeOrAnErrorOfItsField) {
     EXPECT_EQ(shown(tuning),
               "number:1 text:short text:x number:2 text:äöüäöüäöüä text:y number:3 text:z "
               "text:😀😀😀😀😀😀 ");
-}
-
-TEST_F(MariaDbOdbcTest, ErrorsAreTheServersOwnAndBelongToTheirStatement) {
-    const auto connection = Open();
-    connection->Execute("drop table if exists strict");
-    connection->Execute("create table strict (id int primary key, v varchar(3))");
-    const auto missing = ErrorOf([&] { connection->OpenCursor("select * from `nosuch`"); });
-    EXPECT_EQ(missing.Number(), kErrNoSuchTable);
-    EXPECT_NE(missing.Description().find("nosuch"), std::string::npos) << missing.Description();
-    EXPECT_EQ(missing.Source(), "MariaDB Unicode");
-    EXPECT_EQ(ErrorOf([&] { connection->Execute("selct 1"); }).Number(), kErrSyntax);
-    const auto appender = connection->OpenAppender("Select id,v FROM strict");
-    const auto append = [&](std::int64_t id, std::string_view value) {
-        return ErrorOf([&] {
-            appender->Append(std::vector<Cell>{Cell::Int64(id), Cell::Text(value)});
-        });
-    };
-    EXPECT_EQ(append(1, "abc").Number(), 0);
-    EXPECT_EQ(append(1, "abc").Number(), kErrConstraint);
-    const auto too_long = append(2, "abcd");
-    EXPECT_EQ(too_long.Number(), kErrConversion) << too_long.Description();
-    EXPECT_NE(too_long.Description().find("Data too long"), std::string::npos);
-    EXPECT_EQ(append(3, "x").Number(), 0) << "the next row goes in";
-    EXPECT_EQ(One(*connection, "select group_concat(id order by id) from strict"), "1,3");
 }
 
 TEST_F(MariaDbOdbcTest, BackslashesAreDataInStatementsAndEscapesInConditions) {

@@ -106,17 +106,6 @@ TEST_F(Form14Test, RunsAndShowsTheLog) {
     EXPECT_TRUE(dialogs_.boxes.empty());
 }
 
-TEST_F(Form14Test, TextTargetsAreWrittenAsText) {
-    MakeTextSession(3);
-    ShowPage("Form14");
-    Press("Form14", "StartButton");
-    const std::string log = Log();
-    EXPECT_EQ(log.find("Started Loading at "), 0u);
-    EXPECT_TRUE(log.ends_with("\n******( FINISH )*******")) << log;
-    EXPECT_EQ(folder_.Read("in.out"),
-              "id;name\r\n1;\"näme 1\"\r\n2;\"näme 2\"\r\n3;\"näme 3\"\r\n");
-}
-
 TEST_F(Form14Test, CancelBeforeTheStartLeavesTheSession) {
     constexpr const char* kQuestion =
         "none|Cancel Loading|Are you sure to cancel Loading|Yes/No (No)";
