@@ -176,29 +176,6 @@ TEST(VYRun, ASessionThatIsHalfSavedWaitsForItsRestAndDoesntRunWithoutIt) {
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 5);
 }
 
-TEST(VYRun, FailedRowsAndLostTablesShowInTheExitCode) {
-    const Application app;
-    std::string rows = NumberedRows(60);
-    rows += "word,not a number\r\n";
-    app.Folder().Write("in/orders.csv", rows);  // the types are found in the first 50 rows
-    app.FromText("orders.csv");
-    app.ToAccess("out.mdb");
-    app.Save("one_bad");
-    EXPECT_EQ(app.Run({"1"}).exit_code, 1);
-    EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 60);
-    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsRead"), 61);
-    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsFailed"), 1);
-
-    for (int k = 0; k < 60; ++k) {
-        rows += "word,not a number\r\n";
-    }
-    app.Folder().Write("in/orders.csv", rows);
-    EXPECT_EQ(app.Run({"1"}).exit_code, 2);
-    EXPECT_NE(app.Log("one_bad").find("As Errors Exceeded 50 Allowed"), std::string::npos);
-    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsLoaded"), 60);
-    EXPECT_EQ(NumberIn(app.Summary("one_bad"), "rowsFailed"), 50);
-}
-
 TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     const Application app;
     app.SaveOrders("long", 1'000'000);
@@ -218,33 +195,6 @@ TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     EXPECT_EQ(NumberIn(app.Summary("long"), "exitCode"), 5);
     EXPECT_EQ(NumberIn(app.Summary("long"), "rowsLoaded"), app.RowsIn("out.mdb", "orders"));
     EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
-}
-
-TEST(VYRun, AfterAKillTheNextRunGoesOnWhereNothingIsBroken) {
-    const int rows = 1'000'000;
-    int killed = 0;
-    for (const int wait_ms : {0, 10, 40, 100}) {
-        const Application app;
-        app.SaveOrders("killed", rows);
-        {
-            auto run = app.Start("VYRun", {"1"});
-            ASSERT_TRUE(Within(20, [&] { return !app.Log("killed").empty(); }));
-            std::this_thread::sleep_for(std::chrono::milliseconds(wait_ms));
-            run.Signal(SIGKILL);
-            if (run.Wait().exit_code != 128 + SIGKILL) {
-                continue;  // it was quicker
-            }
-        }
-        ++killed;
-        EXPECT_EQ(app.Summary("killed"), "");
-        const auto before = std::max<std::int64_t>(app.RowsIn("out.mdb", "orders"), 0);
-        const auto again = app.Run({"1"});
-        EXPECT_EQ(again.exit_code, 0) << wait_ms << " ms: " << again.errors << app.Log("killed");
-        EXPECT_EQ(app.RowsIn("out.mdb", "orders"), before + rows) << wait_ms << " ms";
-        EXPECT_TRUE(app.Log("killed").starts_with("Started loading at :"));
-        EXPECT_TRUE(app.Log("killed").ends_with("*******( F.I.N.I.S.H )*********"));
-    }
-    EXPECT_GE(killed, 1);
 }
 
 // The table is made and loaded, and the disk of the repository is full: the next run must not find

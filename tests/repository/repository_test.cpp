@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 
 namespace vantry {
 namespace {
@@ -110,53 +111,49 @@ protected:
     test::TempDir folder_{test::MemoryFolder(), "vantry"};
 };
 
-std::string State() {
-    std::ostringstream state;
-    state << SourceType << '|' << TargetType << '|' << SourceConnStr << '|' << TargetConnStr << '|'
-          << FoxSrcMode << '|' << FoxSrcPrefix << '|' << FoxDestMode << '|' << FoxDestPrefix << '|'
-          << PollPattern << '|' << PollRename << '|' << PollFolder << '|' << TextDestFormat << '|'
-          << TextDestDir << '|' << TextDestExt << '|' << TextDestDelim << '|' << TextDestQual << '|'
-          << TextDestHeader;
+// All statements that save the session in memory.
+std::string Statements(const SessionSave& save) {
+    std::string statements = SessionsInsert(7, save, kNow) + "\n";
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-        const auto& s = SrcTables[i];
-        const auto& d = DstTables[i];
-        state << '\n'
-              << s.TabID << '|' << s.Name << '|' << s.Owner << '|' << s.WhereCond << '|'
-              << s.LoadOption << '|' << s.OnlyTabname << '|' << s.FirstTimeLoadOpt << '|'
-              << s.SFormat << '|' << s.TextQ << '|' << s.TableExists << '|' << s.SFirstColLine
-              << '|' << d.TabID << '|' << d.Name << '|' << d.Owner << '|' << d.LoadOption << '|'
-              << d.FirstTimeLoadOpt << '|' << d.TableExists;
+        statements += TableInsert(7, i) + "\n";
     }
-    for (const auto& c : ColMaps) {
-        state << '\n'
-              << c.TabID << '|' << c.TName << '|' << c.SCName << '|' << c.DCName << '|' << c.SDtype
-              << '|' << c.DDtype << '|' << c.SOrgDtype << '|' << c.SCCount << '|' << c.DCCount
-              << '|' << c.SWidth << '|' << c.DWidth << '|' << c.SScale << '|' << c.DScale << '|'
-              << c.Ignor << '|' << c.Pos << '|' << c.CPos << '|' << c.SSelected;
+    for (const auto& column : ColMaps) {
+        statements += ColumnInsert(7, static_cast<i16>(column.TabID), column) + "\n";
     }
-    return state.str();
+    return statements;
 }
 
-TEST_F(Repository, EverySourceAndTargetKindComesBackFieldForField) {
+// The golden files were written from the rules for these texts, not by this program. What comes
+// back makes the same statements again, so that no field can be lost or changed.
+TEST_F(Repository, EveryPairOfKindsEqualsItsGoldenStatementsAndComesBackFieldForField) {
+    const DateForm form = LocalDateForm();
+    SetLocalDateForm({});
     CreateRepository(folder_.Path().string(), kNow);
     i32 expected_id = 1;
     for (const char* source : kSources) {
+        std::string all;
         for (const char* target : kTargets) {
+            const std::string pair = std::string(source) + " to " + target;
             MakeSession(source, target);
-            const auto saved_state = State();
+            const auto statements = Statements(Named("s"));
+            all += "-- " + pair + "\n" + statements;
+            const std::string fox = FoxSrcMode + "|" + FoxDestMode;
             EXPECT_EQ(NextSessionID(), expected_id);
-            ASSERT_EQ(SaveSession(Named("s")), expected_id) << source << " to " << target;
+            ASSERT_EQ(SaveSession(Named("s")), expected_id) << pair;
             EXPECT_EQ(CurrentSessionID, expected_id);
             MakeSession("ODBC", "ORACLE");  // something else in memory
-            const auto session = LoadSession(expected_id);
+            const auto session = LoadSession(expected_id++);
             ASSERT_TRUE(session);
-            EXPECT_EQ(State(), saved_state) << source << " to " << target;
+            EXPECT_EQ(Statements(Named("s")), statements) << pair;
+            EXPECT_EQ(FoxSrcMode + "|" + FoxDestMode, fox) << pair;
             EXPECT_EQ(session->LogFileName, "/var/log/s.log");
             EXPECT_EQ(session->Schedule.SesFreq, "D");
             EXPECT_EQ(session->Schedule.SesRunTime, 23'400'000'000'000);
-            ++expected_id;
         }
+        std::ifstream golden(std::string(VANTRY_GOLDEN) + "/" + source + ".sql", std::ios::binary);
+        EXPECT_EQ(all, std::string(std::istreambuf_iterator<char>(golden), {})) << source;
     }
+    SetLocalDateForm(form);
     EXPECT_FALSE(LoadSession(expected_id));
     const auto sessions = ListSessions();
     ASSERT_EQ(sessions.size(), 48U);
@@ -164,7 +161,7 @@ TEST_F(Repository, EverySourceAndTargetKindComesBackFieldForField) {
     EXPECT_EQ(sessions.back().SourceDBName, "ACCESS");
 }
 
-// What the pairs of kinds below have none of.
+// What the pairs of kinds above have none of.
 TEST_F(Repository, ASingleQuoteInANameAndQualifiersOfTheirOwnStandInTheStatements) {
     MakeSession("TEXTPOLL", "TEXT");
     SrcTables[1].TextQ = "";
@@ -174,29 +171,6 @@ TEST_F(Repository, ASingleQuoteInANameAndQualifiersOfTheirOwnStandInTheStatement
     EXPECT_TRUE(TableInsert(12, 1).ends_with(
         ",1,\"DROP\",\"\",'\"',null,\"1\",\"DELIMITED\",\"/data/out\",\".tab\",\"\t\",1,\"#\")"))
         << TableInsert(12, 1);
-}
-
-// The golden files were written from the rules for these texts, not by this program.
-TEST_F(Repository, TheStatementsOfEveryPairOfKindsEqualTheirGoldenFile) {
-    const DateForm form = LocalDateForm();
-    SetLocalDateForm({});
-    for (const char* source : kSources) {
-        std::string statements;
-        for (const char* target : kTargets) {
-            MakeSession(source, target);
-            statements += std::string("-- ") + source + " to " + target + "\n" +
-                          SessionsInsert(7, Named("s"), kNow) + "\n";
-            for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-                statements += TableInsert(7, i) + "\n";
-            }
-            for (const auto& column : ColMaps) {
-                statements += ColumnInsert(7, static_cast<i16>(column.TabID), column) + "\n";
-            }
-        }
-        std::ifstream golden(std::string(VANTRY_GOLDEN) + "/" + source + ".sql", std::ios::binary);
-        EXPECT_EQ(statements, std::string(std::istreambuf_iterator<char>(golden), {})) << source;
-    }
-    SetLocalDateForm(form);
 }
 
 TEST_F(Repository, ColumnsKeepTheirOrderWherePosRunsOver) {
@@ -243,15 +217,6 @@ TEST_F(Repository, AnEditChangesNameLogAndScheduleAlone) {
     EXPECT_FALSE(Found(3));
     ASSERT_TRUE(LoadSession(1));
     EXPECT_EQ(SrcTables.size(), 2U);
-}
-
-TEST_F(Repository, AValueWithItsOwnQuoteFailsAndLeavesTheRest) {
-    CreateRepository(folder_.Path().string(), kNow);
-    MakeSession("ACCESS", "MySQL");
-    SaveSession(Named("good"));
-    EXPECT_THROW(SaveSession(Named("bro\"ken")), DataError);
-    EXPECT_EQ(ListSessions().size(), 1U);
-    EXPECT_EQ(SaveSession(Named("it's fine")), 2);
 }
 
 TEST_F(Repository, DeletingTakesRowsAndLogsAway) {

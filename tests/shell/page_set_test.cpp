@@ -83,26 +83,19 @@ TEST_F(PageSetTest, HidingKeepsWhatControlsHoldAndUnloadingLosesIt) {
     EXPECT_EQ(one.loads, 1);
     EXPECT_EQ(one.activations, 2);
 
+    ShowPage("Two");
+    EXPECT_EQ(LoadedPages(), (std::vector<std::string>{"One", "Two"}));
+    EXPECT_THROW(ShowPage("Three"), std::out_of_range);
     UnloadPage("One");
-    EXPECT_EQ(FindPage("One"), nullptr);
+    UnloadPage("One");
+    HidePage("One");
+    EXPECT_EQ(LoadedPages(), std::vector<std::string>{"Two"});
     EXPECT_EQ(one.destroyed, 0) << "its handlers may still be under way";
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_EQ(one.destroyed, 1);
     ShowPage("One");
     EXPECT_EQ(FindPageAs<Probe>("One")->edit->text(), "");
     EXPECT_EQ(one.loads, 2);
-}
-
-TEST_F(PageSetTest, ListsPagesInTheOrderOfLoading) {
-    ShowPage("Two");
-    ShowPage("One");
-    HidePage("Two");
-    EXPECT_EQ(LoadedPages(), (std::vector<std::string>{"Two", "One"}));
-    UnloadPage("Two");
-    UnloadPage("Two");
-    HidePage("Two");
-    EXPECT_EQ(LoadedPages(), std::vector<std::string>{"One"});
-    EXPECT_THROW(ShowPage("Three"), std::out_of_range);
 }
 
 TEST_F(PageSetTest, APageCanUnloadItselfWhileItIsLoaded) {
@@ -176,22 +169,6 @@ TEST_F(PageSetTest, TabComesToTheChosenOptionOfAGroup) {
     EXPECT_EQ(tab_to(), "third");
     page->findChild<QRadioButton*>("second")->setChecked(true);
     EXPECT_EQ(tab_to(), "second");
-}
-
-TEST_F(PageSetTest, CentresPagesInTheFrame) {
-    ShowPage("One");
-    auto* const window = FindPage("One")->parentWidget();
-    const QSize outer = TheMainWindow().frameGeometry().size();
-    EXPECT_EQ(
-        window->pos(),
-        QPoint((outer.width() - window->width()) / 2, (outer.height() - window->height()) / 2));
-    const QSize room = TheMainWindow().Area()->viewport()->size();
-    window->resize(room - QSize(2, 4));
-    CenterPage(*FindPage("One"));
-    EXPECT_TRUE(QRect(QPoint(0, 0), room).contains(window->geometry()));
-    window->resize(outer * 2);
-    CenterPage(*FindPage("One"));
-    EXPECT_EQ(window->pos(), QPoint(0, 0));
 }
 
 TEST_F(PageSetTest, NothingIsLargerThanTheScreen) {

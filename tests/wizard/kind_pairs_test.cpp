@@ -167,6 +167,7 @@ protected:
         Control<QRadioButton>("Form1", ("SOpt_" + std::to_string(option)).c_str()).setChecked(true);
         Control<QRadioButton>("Form1", ("DOpt_" + std::to_string(target_option)).c_str())
             .setChecked(true);
+        SourceViaOdbc = kTrue;  // as a former session has left it
         Press("Form1", "NXT");
         if (kind == "ORACLE") {
             TypeOracle("Form6", "source");

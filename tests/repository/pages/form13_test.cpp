@@ -1,67 +1,54 @@
 // Form13 over a real repository: what it proposes, what its schedule asks for, and the rows that a
 // save leaves.
 
-#include "core/session_state.h"
 #include "repository/pages/create_repository.h"
-#include "repository/pages/register.h"
-#include "repository/repository.h"
+#include "repository/pages/manager_fixture.h"
 #include "repository/saved_session.h"
-#include "shell/small_windows.h"
-#include "support/page_driver.h"
-#include "support/session_steps.h"
-#include "support/temp_dir.h"
 #include "text/text_source.h"
-#include "wizard/wizard_flow.h"
 
 #include <QCheckBox>
 #include <QDateEdit>
 #include <QGroupBox>
 #include <QTimeEdit>
 
-namespace vantry {
+#include <algorithm>
+
+namespace vantry::test {
 namespace {
 
-class Form13Test : public ::testing::Test {
+class Form13Test : public ManagerTest {
 protected:
     Form13Test() {
-        InitSharedState(Folder());
-        RegisterShellPages();
-        RegisterWizardPages();
-        RegisterRepositoryPages();
         RegisterNamedPages({"Form4", "Form14"});
-        CreateRepository(Folder(), Now());
-        SourceType = "ACCESS";
         TargetType = "ORACLE";
         SourceConnStr = "source's";
         TargetConnStr = "target's";
-        SrcTables.assign(2, {});
-        SrcTables[0].Name = "orders";
+        SrcTables.resize(2);
         SrcTables[1].Name = "items";
         DstTables = SrcTables;
         ColMaps.assign(1, {});
         ColMaps[0].TabID = 1;
         ColMaps[0].SCName = "id";
     }
-    ~Form13Test() override { ClearPages(); }
 
-    std::string Folder() const { return folder_.Path().string(); }
     static void Set(const char* option) {
         Control<QAbstractButton>("Form13", option).setChecked(true);
     }
     static std::string Edit(const char* name) {
         return FromQt(Control<QLineEdit>("Form13", name).text());
     }
-    static std::string Query(const std::string& statement) {
-        return test::RowsOf(RepoConnStr, statement);
-    }
     static void TakeNumber(int id) {
-        test::RunStatement(RepoConnStr,
-                           "insert into sessions (sessionid) values (" + std::to_string(id) + ")");
+        Execute("insert into sessions (sessionid) values (" + std::to_string(id) + ")");
+    }
+    // Files of the folder whose names begin as the repository's.
+    int Repositories() const {
+        const std::filesystem::directory_iterator files(folder_.Path());
+        return static_cast<int>(std::count_if(begin(files), end(files), [](const auto& file) {
+            const QString name = ToQt(file.path().filename().string());
+            return name.startsWith("vyrepo", Qt::CaseInsensitive);
+        }));
     }
     static const char* SavedBox() { return "none|Vantry|Session Saved Successfully|OK"; }
-
-    test::TempDir folder_;
-    ScriptedDialogs dialogs_;
 };
 
 TEST_F(Form13Test, ProposesNumberNameAndLog) {
@@ -69,17 +56,17 @@ TEST_F(Form13Test, ProposesNumberNameAndLog) {
     ShowPage("Form13");
     EXPECT_EQ(LabelText("Form13", "SesID"), "1");
     EXPECT_EQ(Edit("SesName"), "ACCESSToORACLESessionID1");
-    EXPECT_EQ(Edit("LogName"), Folder() + "/log/ACCESSToORACLESessionID1.log");
+    EXPECT_EQ(Edit("LogName"), In("log/ACCESSToORACLESessionID1.log"));
     EXPECT_TRUE(std::filesystem::is_directory(folder_ / "log"));
     const int behind = Control<QTimeEdit>("Form13", "SesTime").time().secsTo(before);
     EXPECT_TRUE(behind >= 57 && behind <= 60) << behind;
     EXPECT_EQ(Control<QDateEdit>("Form13", "SesDate").date(), QDate::currentDate());
 
-    dialogs_.choices = {std::nullopt, Folder() + "/my.log"};
+    dialogs_.choices = {std::nullopt, In("my.log")};
     Press("Form13", "brow");
-    EXPECT_EQ(Edit("LogName"), Folder() + "/log/ACCESSToORACLESessionID1.log");
+    EXPECT_EQ(Edit("LogName"), In("log/ACCESSToORACLESessionID1.log"));
     Press("Form13", "brow");
-    EXPECT_EQ(Edit("LogName"), Folder() + "/my.log");
+    EXPECT_EQ(Edit("LogName"), In("my.log"));
     EXPECT_EQ(dialogs_.asked_files.at(0).filter, "Log File (*.log)|*.log|All Files (*.*)|*.*");
     UnloadAllPages();
 
@@ -117,16 +104,14 @@ TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
     EXPECT_EQ(LabelText("Form13", "LabelChoice"), "Every");
     Set("TimeOpt_3");
     EXPECT_EQ(LabelText("Form13", "LabelChoice"), "On");
-    for (const auto& [option, hours] : {std::pair("Evy_1", false), std::pair("Evy_0", true)}) {
-        Set(option);
+    for (const bool hours : {false, true}) {
+        Set(hours ? "Evy_0" : "Evy_1");
         EXPECT_EQ(Control<QComboBox>("Form13", "Hrs").isEnabled(), hours);
         EXPECT_EQ(Control<QComboBox>("Form13", "Mins").isEnabled(), !hours);
     }
-    for (const auto& [option, enabled] : {std::pair("FreqOpt_1", false),
-                                          std::pair("FreqOpt_0", true),
-                                          std::pair("FreqOpt_2", true)}) {
-        Set(option);
-        EXPECT_EQ(Control<QGroupBox>("Form13", "Frame1").isEnabled(), enabled);
+    for (const bool saved : {false, true}) {
+        Set(saved ? "FreqOpt_2" : "FreqOpt_1");
+        EXPECT_EQ(Control<QGroupBox>("Form13", "Frame1").isEnabled(), saved);
     }
     for (const auto& [list, last] :
          {std::pair("SesDay", 31), std::pair("Hrs", 23), std::pair("Mins", 59)}) {
@@ -138,25 +123,6 @@ TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
     }
 }
 
-TEST_F(Form13Test, TabGoesThroughTheScheduleBeforeTheButtons) {
-    ShowPage("Form13");
-    QWidget* const first = &Control<QLineEdit>("Form13", "SesName");
-    std::string order;
-    QWidget* widget = first;
-    do {
-        const auto* const button = qobject_cast<QAbstractButton*>(widget);
-        const bool in_group = button != nullptr && button->group() != nullptr;
-        if ((widget->focusPolicy() & Qt::TabFocus) != 0 && widget->isVisible() &&
-            !widget->objectName().startsWith("qt_") && (!in_group || button->isChecked()) &&
-            FindPage("Form13")->isAncestorOf(widget)) {
-            order += FromQt(widget->objectName()) + " ";
-        }
-        widget = widget->nextInFocusChain();
-    } while (widget != first);
-    EXPECT_EQ(order,
-              "SesName LogName brow FreqOpt_0 TimeOpt_0 SesTime NXTBUTT BCKBUTT CNCLBUTT HLPBUTT ");
-}
-
 TEST_F(Form13Test, RefusesAnUnfinishedSession) {
     ShowPage("Form13");
     const std::pair<std::vector<const char*>, const char*> cases[] = {
@@ -165,22 +131,18 @@ TEST_F(Form13Test, RefusesAnUnfinishedSession) {
         {{"TimeOpt_4", "Evy_0"}, "none|Vantry|Please Enter Hours Interval|OK"},
         {{"TimeOpt_4", "Evy_1"}, "none|Vantry|Please Enter Minutes Interval|OK"},
     };
-    for (const char* after : {"FreqOpt_0", "FreqOpt_2"}) {
-        Set(after);
-        for (const auto& [options, box] : cases) {
-            for (const char* option : options) {
-                Set(option);
-            }
-            Press("Form13", "NXTBUTT");
-            EXPECT_EQ(dialogs_.TakeBoxes(), box);
-            EXPECT_EQ(VisiblePages(), "Form13");
+    for (const auto& [options, box] : cases) {
+        for (const char* option : options) {
+            Set(option);
         }
-        Type("Form13", "SesName", "");
         Press("Form13", "NXTBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Enter the Session Name|OK");
-        EXPECT_EQ(FindPage("Form13")->focusWidget(), &Control<QLineEdit>("Form13", "SesName"));
-        Type("Form13", "SesName", "x");
+        EXPECT_EQ(dialogs_.TakeBoxes(), box);
+        EXPECT_EQ(VisiblePages(), "Form13");
     }
+    Type("Form13", "SesName", "");
+    Press("Form13", "NXTBUTT");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Enter the Session Name|OK");
+    EXPECT_EQ(FindPage("Form13")->focusWidget(), &Control<QLineEdit>("Form13", "SesName"));
     EXPECT_EQ(Query("select count(*) from sessions"), "0\n");
     EXPECT_EQ(CurrentSessionID, 0);
 }
@@ -334,7 +296,7 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
               offer + "none|Vantry|New Repository Created|OK\n" +
                   "stop|Stop|Please Select atleast one WeekDay|OK");
     EXPECT_TRUE(std::filesystem::exists(folder_ / "VYRepo.mdb"));
-    EXPECT_EQ(test::ModeOf(folder_ / "VYRepo.mdb"), 0600U);
+    EXPECT_EQ(ModeOf(folder_ / "VYRepo.mdb"), 0600U);
     EXPECT_TRUE(FindPage("Form13")->CurrentNotice().Empty());
     Set("FreqOpt_1");
     Press("Form13", "NXTBUTT");
@@ -376,30 +338,21 @@ TEST_F(Form13Test, LeavesByBackCancelAndTheCloseBox) {
 }
 
 TEST_F(Form13Test, ANewRepositoryKeepsACopyOfTheOld) {
-    const std::string folder = folder_.Path().string();
     dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes};
-    CreateNewRepository(folder);
+    CreateNewRepository(Folder());
     EXPECT_EQ(dialogs_.TakeBoxes(),
               "none|Create New Repository|The Repository Database Already exist.Are you Sure you "
               "want to OVERWRITE and Create a new Repository\nWARNING! All Existing Sessions will "
               "get lost|Yes/No");
-    const auto count = [&] {
-        int files = 0;
-        for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-            const QString name = ToQt(entry.path().filename().string());
-            files += name.startsWith("vyrepo", Qt::CaseInsensitive) ? 1 : 0;
-        }
-        return files;
-    };
-    EXPECT_EQ(count(), 1);
-    CreateNewRepository(folder);
+    EXPECT_EQ(Repositories(), 1);
+    CreateNewRepository(Folder());
     EXPECT_EQ(dialogs_.boxes.size(), 2u);
     EXPECT_EQ(dialogs_.boxes.back().text, "New Repository Created");
-    EXPECT_EQ(count(), 2);
+    EXPECT_EQ(Repositories(), 2);
     dialogs_.boxes.clear();
-    CreateNewRepository(folder + "/missing");
+    CreateNewRepository(In("missing"));
     EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Error Creating New Repository|OK");
 }
 
 }  // namespace
-}  // namespace vantry
+}  // namespace vantry::test

@@ -3,6 +3,7 @@
 
 #include "core/session_state.h"
 #include "data/value_text.h"
+#include "files/file_lock.h"
 #include "repository/pages/register.h"
 #include "repository/repository.h"
 #include "shell/small_windows.h"
@@ -66,6 +67,21 @@ protected:
     static void Select(int row) {
         Control<QTableWidget>("Form15", "SesDBGrid").setCurrentCell(row, 0);
     }
+    // The repository as another program has it open, until the object goes.
+    class Held {
+    public:
+        Held(const std::string& folder, file::LockByte byte, file::LockKind kind)
+            : file_(file::File::OpenIfThere(RepositoryFile(folder).string(),
+                                            file::OpenMode::ReadWrite)) {
+            file::SetLockTimeout(std::chrono::milliseconds(20));
+            file::Lock(*file_, byte, kind);
+        }
+        ~Held() { file::SetLockTimeout(timeout_); }
+
+    private:
+        std::chrono::milliseconds timeout_ = file::LockTimeout();
+        decltype(file::File::OpenIfThere("", file::OpenMode::ReadWrite)) file_;
+    };
     // Runs inside the next modal page.
     static void WhenModal(std::function<void()> work) { QTimer::singleShot(0, std::move(work)); }
     // Lets the page's clocks run until it is so; false after the time.
