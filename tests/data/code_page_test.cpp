@@ -5,6 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
+
 namespace vantry {
 namespace {
 
@@ -20,7 +25,6 @@ TEST(CodePage, KnownCharactersComeAndGo) {
     const std::vector<PageCase> cases = {
         {1252, "caf\xE9 \x80 \x9F", "café € Ÿ"},
         {1252, "\x81\x8D\x8F\x90\x9D", "\u0081\u008D\u008F\u0090\u009D"},  // undefined bytes
-        {437, "\x81 \xE1 \xB3 \xFE", "ü ß │ ■"},
         {850, "\x9B \xD5", "ø ı"},
         {1251, "\xCF\xF0\xE8\xE2\xE5\xF2 \xB8 \x88", "Привет ё €"},
         {866, "\x8F\xE0\xA8\xF1", "Приё"},
@@ -32,13 +36,10 @@ TEST(CodePage, KnownCharactersComeAndGo) {
         {852, "\x86\xA9", "ćę"},
         {857, "\x8D\xA7", "ığ"},
         {860, "\x84", "ã"},
-        {861, "\x8D\x95", "Þþ"},
-        {865, "\x9B\x9D", "øØ"},
         {949, "\xB0\xA1\x81\x41", "가갂"},
         {950, "\xA4\xA4\xA5\x5C", "中功"},  // the second ends in a backslash
         {10000, "\x8A\xA7", "äß"},
         {10006, "\xAA\xB0", "Σ\u0391"},
-        {10007, "\x80\xDE", "Аё"},
         {10029, "\x8B\x93", "čď"},
         {1258, "\xE2\xCC m\xF5\xEC ", "\u1EA7 m\u1EDB "},
         {54936, "\xD6\xD0\x81\x30\x81\x30\x94\x39\xDA\x33", "中\u0080\U0001F4A9"},
@@ -166,17 +167,17 @@ TEST(CodePage, BytesThatMeanNothingAreReportedAndDontTakeADelimiterAlong) {
 TEST(CodePage, FollowsTheLanguageOfTheLocale) {
     const char* before = std::getenv("LC_ALL");
     const std::string saved = before == nullptr ? "" : before;
-    for (const auto& [locale, page] :
-         std::vector<std::pair<std::string, int>>{{"C", 1252},
-                                                  {"de_DE.UTF-8", 1252},
-                                                  {"ru_RU.UTF-8", 1251},
-                                                  {"pl_PL", 1250},
-                                                  {"sr_RS@latin", 1250},
-                                                  {"sr_RS", 1251},
-                                                  {"zh_TW.UTF-8", 950},
-                                                  {"zh_CN", 936},
-                                                  {"uz_UZ@cyrillic", 1251},
-                                                  {"ja_JP.UTF-8", 932}}) {
+    const std::map<std::string, int> pages = {{"C", 1252},
+                                              {"de_DE.UTF-8", 1252},
+                                              {"ru_RU.UTF-8", 1251},
+                                              {"pl_PL", 1250},
+                                              {"sr_RS@latin", 1250},
+                                              {"sr_RS", 1251},
+                                              {"zh_TW.UTF-8", 950},
+                                              {"zh_CN", 936},
+                                              {"uz_UZ@cyrillic", 1251},
+                                              {"ja_JP.UTF-8", 932}};
+    for (const auto& [locale, page] : pages) {
         setenv("LC_ALL", locale.c_str(), 1);
         EXPECT_EQ(WindowsCodePageOfLocale(), page) << locale;
     }

@@ -69,23 +69,6 @@ TEST_F(MapCheck, RowsOutOfTheLoadAndTablesMadeAnewAreNotJudged) {
     EXPECT_EQ(MapErrorsOfAllTables(), first_ + BadPair("a"));
 }
 
-TEST_F(MapCheck, AWidthOfMoreThanSixteenBitsIsAnOverflowBeforeAnyRule) {
-    ColMapRec row = Row(0, "wide", "wide", "Memo", "BLOB");
-    for (i32 ColMapRec::*width : {&ColMapRec::SWidth, &ColMapRec::DWidth}) {
-        row.SWidth = row.DWidth = 32767;
-        EXPECT_EQ(CheckMapRow(row) + "\r\n", BadPair("wide"));
-        row.*width = 32768;
-        try {
-            CheckMapRow(row);
-            FAIL();
-        } catch (const DataError& error) {
-            EXPECT_EQ(error.Number(), 6);
-            EXPECT_NE(error.Description().find("column wide of table t is 32768"),
-                      std::string::npos);
-        }
-    }
-}
-
 TEST_F(MapCheck, RowsThatLackASideLeaveTheLoadAndNoneComesBack) {
     ColMaps = {Row(0, "a", "a"), Row(0, "<Skip>", "b"), Row(1, "c", "<Skip>"), Row(1, "d", "d")};
     ColMaps[3].SSelected = 0;

@@ -25,32 +25,5 @@ TEST(MapEdit, SizesAndDecimalsBelongToSomeTypesOnly) {
     EXPECT_TRUE(TargetTypeChoices("ODBC").empty());
 }
 
-TEST(MapEdit, NumbersOfSizesAreReadWholeOrNotAtAll) {
-    struct {
-        const char* text;
-        std::optional<i32> size;
-        std::optional<i16> decimals;
-    } const cases[] = {
-        {"12", 12, i16{12}},
-        {" 12 ", 12, i16{12}},
-        {"2.5", 2, i16{2}},
-        {"3.5", 4, i16{4}},
-        {"-1", -1, i16{-1}},
-        {"40000", 40000, std::nullopt},
-        {"3000000000", std::nullopt, std::nullopt},
-        {"", std::nullopt, std::nullopt},
-        {"abc", std::nullopt, std::nullopt},
-        {"nan", std::nullopt, std::nullopt},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(SizeOf(c.text), c.size) << c.text;
-        EXPECT_EQ(DecimalsOf(c.text), c.decimals) << c.text;
-    }
-    EXPECT_EQ(AreDecimalsBelowSize("4.9", 5), true);
-    EXPECT_EQ(AreDecimalsBelowSize("5", 5), false);
-    EXPECT_EQ(AreDecimalsBelowSize("40000", 5), false);
-    EXPECT_EQ(AreDecimalsBelowSize("x", 5), std::nullopt);
-}
-
 }  // namespace
 }  // namespace vantry

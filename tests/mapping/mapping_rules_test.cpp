@@ -1,87 +1,22 @@
-// The rules as a table of this test's own: for each pair of kinds, which source types (left) may go
-// to which target types (right). Deeper lines go on with the line above; A1, F1, M1, S1: what
-// numbers may go to.
+// Which column may go to which: every pair of types between every two kinds by a fingerprint, names
+// and widths by their rules.
 
 #include "mapping/mapping_rules.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace vantry {
 namespace {
 
-const char kSets[] = R"(
-an = INTEGER, DOUBLE, LONG, SINGLE, CURRENCY
-fn = NUMERIC, INTEGER, LONG, DOUBLE, CURRENCY
-ot = VARCHAR, VARCHAR2, LONG, CLOB, NCLOB
-mn = BIT, SMALLINT, MEDIUMINT, BIGINT, INTEGER, FLOAT, DOUBLE, DECIMAL
-mt = CHAR, TEXT, VARCHAR, TINYTEXT, MEDIUMTEXT, LONGTEXT
-mb = TINYBLOB, MEDIUMBLOB, LONGBLOB, BLOB
-md = DATE, TIMESTAMP, TIME, DATETIME
-sn = INT, FLOAT, MONEY, DECIMAL, NUMERIC, REAL, SMALLINT, SMALLMONEY, TINYINT, UNIQUEIDENTIFIER
-st = CHAR, NCHAR, NVARCHAR, NTEXT, TEXT, VARCHAR
-sb = BINARY, IMAGE, VARBINARY
-sd = DATETIME, SMALLDATETIME, TIMESTAMP
-A1 = LONG, INTEGER, CURRENCY, DOUBLE, SINGLE, TEXT, MEMO
-A2 = TEXT, MEMO
-F1 = INTEGER, NUMERIC, CURRENCY, DOUBLE, SINGLE, CHARACTER, MEMO
-M1 = BIT, TINYINT, SMALLINT, MEDIUMINT, BIGINT, INTEGER, FLOAT, DOUBLE, DECIMAL, INT, CHAR, TEXT,
-    VARCHAR, TINYTEXT, MEDIUMTEXT, LONGTEXT
-S1 = INT, FLOAT, REAL, MONEY, SMALLINT, NUMERIC, DECIMAL, TINYINT, SMALLMONEY, UNIQUEIDENTIFIER,
-    CHAR, TEXT, NCHAR, NVARCHAR, VARCHAR, NTEXT
-)";
-
-const char kRules[] = R"(
-ACCESS > ACCESS: an -> A1; TEXT, MEMO -> A2; BINARY -> MEMOBIN, BINARY;
-    DATETIME, DATE -> DATE, DATETIME
-ACCESS > ORACLE: an -> VARCHAR, NUMBER, VARCHAR2, LONG, CLOB; BINARY -> BLOB, LONG RAW;
-    TEXT, MEMO -> CHAR, VARCHAR, VARCHAR2, LONG, CLOB; DATETIME, DATE -> DATE, DATETIME
-ACCESS > MySQL: an -> M1; TEXT, MEMO -> mt; BINARY -> mb; DATETIME, DATE -> md
-ACCESS > MSSQL: an -> S1; TEXT, MEMO -> st; BINARY -> sb; DATETIME, DATE -> sd
-ACCESS > FOXPRO: an -> INTEGER, NUMERIC, CURRENCY, DOUBLE, SINGLE, TEXT, MEMO; TEXT -> CHARACTER;
-    MEMO -> MEMO; BINARY -> MEMOBIN, GENERAL; DATETIME, DATE -> DATE, DATETIME
-ORACLE > ACCESS: NUMBER -> A1; VARCHAR, VARCHAR2 -> A2; LONG, CLOB, NCLOB -> MEMO;
-    LONG RAW, BLOB -> BINARY, MEMOBIN; DATE -> DATETIME, DATE
-ORACLE > ORACLE: NUMBER -> VARCHAR2, NUMBER, VARCHAR, CHAR, LONG, CLOB, NCLOB;
-    ot -> VARCHAR2, VARCHAR, CHAR, LONG, CLOB, NCLOB; LONG RAW, BLOB -> BLOB, LONG RAW;
-    DATE -> DATE; RAW -> RAW
-ORACLE > MySQL: NUMBER -> BIT, TINYINT, SMALLINT, MEDIUMINT, BIGINT, INTEGER, FLOAT, DOUBLE,
-    DECIMAL, INT, VARCHAR, VARCHAR2, LONG, CLOB, NCLOB; ot -> mt; LONG RAW, BLOB, RAW -> mb;
-    DATE, TIMESTAMP -> md
-ORACLE > MSSQL: NUMBER -> S1; ot -> st; LONG RAW, BLOB, RAW -> sb; DATE, TIMESTAMP -> sd
-ORACLE > FOXPRO: NUMBER -> F1; VARCHAR, VARCHAR2 -> MEMO, CHARACTER; LONG, CLOB -> MEMO;
-    LONG RAW, BLOB -> MEMOBIN, GENERAL; DATE -> DATETIME, DATE
-FOXPRO > ACCESS: fn -> A1; CHARACTER, MEMO -> A2; DATETIME -> DATETIME; GENERAL -> BINARY
-FOXPRO > ORACLE: fn -> VARCHAR2, NUMBER, CHAR, VARCHAR, CLOB, LONG; DATETIME -> DATE;
-    CHARACTER, MEMO -> CHAR, VARCHAR2, VARCHAR, CLOB, LONG; GENERAL, MEMOBIN -> BLOB, LONG RAW
-FOXPRO > FOXPRO: fn -> INTEGER, NUMERIC, LONG, DOUBLE, CURRENCY; DATETIME -> DATETIME;
-    CHARACTER, MEMO -> CHARACTER, MEMO; GENERAL, MEMOBIN -> MEMOBIN, GENERAL
-FOXPRO > MySQL: fn -> M1; CHARACTER, MEMO -> mt; DATETIME -> md; GENERAL, MEMOBIN -> mb
-FOXPRO > MSSQL: fn -> S1; CHARACTER, MEMO -> st; DATETIME -> sd; GENERAL, MEMOBIN -> sb
-MySQL > ACCESS: mn, INT -> A1; TINYINT -> BOOLEAN, INTEGER, SINGLE, LONG, DOUBLE, TEXT, MEMO;
-    mt -> A2; mb -> BINARY, MEMOBIN; md -> DATETIME, DATE
-MySQL > ORACLE: mn, TINYINT -> VARCHAR2, NUMBER, VARCHAR, CHAR, LONG, CLOB, NCLOB; RAW -> RAW;
-    mt -> VARCHAR2, VARCHAR, CHAR, LONG, CLOB, NCLOB; mb -> LONG RAW, BLOB; md -> TIMESTAMP, DATE
-MySQL > MySQL: mn, TINYINT, INT -> M1; mt -> mt; mb -> mb; md -> md
-MySQL > MSSQL: mn, TINYINT, INT, UNSIGNEDINT -> S1, BIT; mt -> st; mb -> sb; md -> sd
-MySQL > FOXPRO: mn -> F1; TINYINT -> LOGICAL, INTEGER, LONG, DOUBLE, SINGLE, CHARACTER, MEMO;
-    mt -> MEMO, CHARACTER; mb -> MEMOBIN, GENERAL; md -> DATETIME, DATE
-MSSQL > ACCESS: sn -> A1; st -> A2; BIT -> BOOLEAN; sb -> MEMOBIN, BINARY; sd -> DATE, DATETIME
-MSSQL > ORACLE: sn -> NUMBER, VARCHAR, CHAR, VARCHAR2, LONG, CLOB; sb -> BLOB, LONG RAW;
-    st, BIT -> VARCHAR, CHAR, VARCHAR2, LONG, CLOB; sd -> DATE, DATETIME, TIMESTAMP
-MSSQL > MySQL: sn, BIT -> M1; st -> mt, TINYINT; sb -> mb; sd -> md
-MSSQL > FOXPRO: sn -> F1; st -> MEMO, CHARACTER; BIT -> LOGICAL; sb -> MEMOBIN, GENERAL;
-    sd -> DATE, DATETIME
-)";
-
-using Names = std::set<std::string>;
 using Pair = std::pair<std::string, std::string>;
 
 const std::vector<std::string> kSourceKinds = {
@@ -89,69 +24,27 @@ const std::vector<std::string> kSourceKinds = {
 const std::vector<std::string> kTargetKinds = {
     "ACCESS", "FOXPRO", "ORACLE", "MySQL", "MSSQL", "TEXT"};
 
-// Each line split at the sign, with the deeper lines that belong to it.
-std::vector<Pair> LinesOf(const std::string& text, const std::string& sign) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        if (line.starts_with(' ')) {
-            lines.back() += line;
-        } else if (!line.empty()) {
-            lines.push_back(line);
-        }
+// Every type that a rule names, and two that none does.
+std::vector<std::string> Types() {
+    std::istringstream list(
+        ",NOTYPE,BIGINT,BINARY,BIT,BLOB,BOOLEAN,CHAR,CHARACTER,CLOB,CURRENCY,DATE,DATETIME,DECIMAL,"
+        "DOUBLE,FLOAT,GENERAL,IMAGE,INT,INTEGER,LOGICAL,LONG,LONG RAW,LONGBLOB,LONGTEXT,MEDIUMINT,"
+        "MEDIUMBLOB,MEDIUMTEXT,MEMO,MEMOBIN,MONEY,NCHAR,NCLOB,NTEXT,NUMBER,NUMERIC,NVARCHAR,RAW,"
+        "REAL,SINGLE,SMALLDATETIME,SMALLINT,SMALLMONEY,TEXT,TIME,TIMESTAMP,TINYBLOB,TINYINT,"
+        "TINYTEXT,UNIQUEIDENTIFIER,UNSIGNEDINT,VARBINARY,VARCHAR,VARCHAR2");
+    std::vector<std::string> types;
+    for (std::string type; std::getline(list, type, ',');) {
+        types.push_back(type);
     }
-    std::vector<Pair> halves;
-    for (const auto& line : lines) {
-        const auto at = line.find(sign);
-        halves.emplace_back(line.substr(0, at), line.substr(at + sign.size()));
-    }
-    return halves;
+    return types;
 }
 
-std::vector<std::string> Split(const std::string& list, char separator) {
-    std::vector<std::string> parts;
-    std::istringstream in(list);
-    for (std::string part; std::getline(in, part, separator);) {
-        part.erase(0, part.find_first_not_of(' '));
-        part.erase(part.find_last_not_of(' ') + 1);
-        parts.push_back(part);
+// FNV-1a over the pairs of types that are refused.
+void Mix(std::uint32_t& print, std::string_view text) {
+    for (const char c : text) {
+        print = (print ^ static_cast<unsigned char>(c)) * 16777619U;
     }
-    return parts;
 }
-
-struct Table {
-    // Pair, then source type, then the target types that it may go to.
-    std::map<Pair, std::map<std::string, Names>> rules;
-    Names source_types = {"", "NOTYPE"};
-    Names target_types = {"", "NOTYPE"};
-
-    Table() {
-        std::map<std::string, std::vector<std::string>> sets;
-        const auto names_of = [&](const std::string& list) {
-            Names names;
-            for (const auto& name : Split(list, ',')) {
-                const auto set = sets.contains(name) ? sets[name] : std::vector{name};
-                names.insert(set.begin(), set.end());
-            }
-            return names;
-        };
-        for (const auto& [set, list] : LinesOf(kSets, " = ")) {
-            sets[set] = Split(list, ',');
-        }
-        for (const auto& [kinds, list] : LinesOf(kRules, ": ")) {
-            const auto to = kinds.find(" > ");
-            for (const auto& rule : Split(list, ';')) {
-                const auto sign = rule.find(" -> ");
-                const auto allowed = names_of(rule.substr(sign + 4));
-                target_types.insert(allowed.begin(), allowed.end());
-                for (const auto& source : names_of(rule.substr(0, sign))) {
-                    source_types.insert(source);
-                    rules[{kinds.substr(0, to), kinds.substr(to + 3)}][source] = allowed;
-                }
-            }
-        }
-    }
-};
 
 std::string Judge(const std::string& source_type,
                   const std::string& target_type,
@@ -177,29 +70,45 @@ protected:
     }
 };
 
-TEST_F(MappingRulesTest, EveryCellOfTheTablesIsJudgedAsItStands) {
-    const Table table;
-    ASSERT_EQ(table.rules.size(), 24U);
-    int refused = 0;
+// A session that has always run stops at a new warning, and one that went wrong goes on without an
+// old one. Between kinds that aren't here, nothing is refused.
+TEST_F(MappingRulesTest, EveryPairOfTypesIsJudgedAsItAlwaysWas) {
+    const std::map<Pair, std::pair<int, std::uint32_t>> refused = {
+        {{"ACCESS", "ACCESS"}, {495, 605763667U}},  {{"ACCESS", "FOXPRO"}, {497, 3443113007U}},
+        {{"ACCESS", "ORACLE"}, {499, 937401653U}},  {{"ACCESS", "MySQL"}, {436, 4041551722U}},
+        {{"ACCESS", "MSSQL"}, {439, 715631577U}},   {{"FOXPRO", "ACCESS"}, {445, 2603681921U}},
+        {{"FOXPRO", "FOXPRO"}, {506, 1566975743U}}, {{"FOXPRO", "ORACLE"}, {495, 2326250479U}},
+        {{"FOXPRO", "MySQL"}, {436, 4169909595U}},  {{"FOXPRO", "MSSQL"}, {439, 3599650134U}},
+        {{"ORACLE", "ACCESS"}, {466, 1850385860U}}, {{"ORACLE", "FOXPRO"}, {413, 2216271772U}},
+        {{"ORACLE", "ORACLE"}, {497, 1079069146U}}, {{"ORACLE", "MySQL"}, {529, 1136256386U}},
+        {{"ORACLE", "MSSQL"}, {533, 524481816U}},   {{"MySQL", "ACCESS"}, {1198, 3427217360U}},
+        {{"MySQL", "FOXPRO"}, {1151, 4053575342U}}, {{"MySQL", "ORACLE"}, {1180, 141759255U}},
+        {{"MySQL", "MySQL"}, {1068, 68083265U}},    {{"MySQL", "MSSQL"}, {1103, 3959449437U}},
+        {{"MSSQL", "ACCESS"}, {1147, 2374184465U}}, {{"MSSQL", "FOXPRO"}, {1147, 244832743U}},
+        {{"MSSQL", "ORACLE"}, {1132, 4010958121U}}, {{"MSSQL", "MySQL"}, {1000, 683975614U}},
+    };
+    const auto types = Types();
     for (const auto& source_kind : kSourceKinds) {
         for (const auto& target_kind : kTargetKinds) {
             Between(source_kind, target_kind);
-            const auto rules = table.rules.find({source_kind, target_kind});
-            for (const auto& source : table.source_types) {
-                for (const auto& target : table.target_types) {
-                    bool allowed = true;
-                    if (rules != table.rules.end()) {
-                        const auto rule = rules->second.find(source);
-                        allowed = rule == rules->second.end() || rule->second.contains(target);
+            int count = 0;
+            std::uint32_t print = 2166136261U;
+            for (const auto& source : types) {
+                for (const auto& target : types) {
+                    const std::string error = Judge(source, target);
+                    if (!error.empty()) {
+                        ++count;
+                        Mix(print, source + '>' + target + ';');
+                        EXPECT_EQ(error, TypeBlock("b", source, target));
                     }
-                    refused += allowed ? 0 : 1;
-                    EXPECT_EQ(Judge(source, target), allowed ? "" : TypeBlock("b", source, target))
-                        << source_kind << " to " << target_kind;
                 }
             }
+            const auto expected = refused.find({source_kind, target_kind});
+            EXPECT_EQ(std::pair(count, print),
+                      expected == refused.end() ? std::pair(0, 2166136261U) : expected->second)
+                << source_kind << " to " << target_kind;
         }
     }
-    EXPECT_GT(refused, 1000);
 }
 
 TEST_F(MappingRulesTest, LetterCaseAndOuterBlanksCountInKindsNotInTypes) {

@@ -111,7 +111,6 @@ TEST(TypeCatalogueTest, TheDirectionSaysWhoseKindTranslates) {
         {"MSSQL", "FOXPRO", "SOURCE", "VarWchar", "nvarchar"},
         {"MSSQL", "FOXPRO", "DEST", "VarWchar", "Character"},
         {"ORACLE", "ORACLE", "DEST", "Boolean", "Varchar2"},
-        {"ACCESS", "MySQL", "DEST", "Decimal", ""},
         {"ODBC", "TEXT", "SOURCE", "Decimal", "Decimal"},
         {"ODBC", "TEXT", "DEST", "Varchar", "Varchar"},
         {"TEXTPOLL", "ACCESS", "SOURCE", "Varchar", "Varchar"},

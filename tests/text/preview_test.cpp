@@ -27,12 +27,10 @@ TEST(PreviewTest, SplitsALine) {
         {"a,b", ",", "\"", "[a][b]"},
         {"", ",", "\"", "[]"},
         {",", ",", "\"", "[][]"},
-        {"a,b,", ",", "\"", "[a][b][]"},
         {"a,b,", ",", "", "[a][b][]"},
         {"1,\"Malmö, Skåne\",x", ",", "\"", "[1][\"Malmö, Skåne\"][x]"},
         {"1,\"Malmö, Skåne\",x", ",", "", "[1][\"Malmö][ Skåne\"][x]"},
         {"1,'a,b',x", ",", "'", "[1]['a,b'][x]"},
-        {"\"a,b\"", ",", "\"", "[\"a,b\"]"},
         {"\"a,b\",", ",", "\"", "[\"a,b\"][]"},
         {"\"\",x", ",", "\"", "[\"\"][x]"},
         {"1,\"open,x", ",", "\"", "[1]!"},
@@ -41,10 +39,8 @@ TEST(PreviewTest, SplitsALine) {
         // A last field isn't looked at.
         {"1,\"open", ",", "\"", "[1][\"open]"},
         {"1,a\"b\"c,2", ",", "\"", "[1][a\"b\"c][2]"},
-        {"a\tb;c", "\t", "\"", "[a][b;c]"},
         {"a||b|c", "||", "\"", "[a][b|c]"},
         {"a,b", "", "\"", "[a,b]"},
-        {"a,b", "", "", "[a,b]"},
         {"a\"b\"c", "\"", "\"", "[a][b][c]"},
         {"ä¦ö", "¦", "\"", "[ä][ö]"},
     };
@@ -92,7 +88,14 @@ TEST_F(PreviewFileTest, LooksAtTheHeadOfAFileOnly) {
         hundred += std::to_string(i) + "\r\n";
     }
     EXPECT_EQ(Lines(hundred), Lines(hundred + "101\r\n102"));
-    EXPECT_EQ(ReadPreview(folder_.Write("f", hundred + "x").string()).size(), 100u);
+    // Of the hundred rows below a heading the last stays empty.
+    for (const bool names : {true, false}) {
+        const PreviewTable table(ReadPreview(folder_.Write("f", hundred + "x").string()),
+                                 {",", "\"", names, "F"});
+        EXPECT_EQ(table.Rows(), 99u);
+        EXPECT_EQ(table.Cell(97, 0), names ? "99" : "98");
+        EXPECT_EQ(table.Cell(98, 0), "");
+    }
 
     // Sparse: a line of 8 GB takes neither memory nor time.
     const auto file = folder_.Write("huge.csv", "a,\"b");
@@ -140,8 +143,7 @@ TEST(PreviewTableTest, PlacesLinesInRows) {
 
     const PreviewTable unnamed(LinesOf({"\"id\",name", "\"1\",2"}), {",", "\"", false, "Col"});
     EXPECT_EQ(unnamed.Heading(1), "Col2");
-    EXPECT_EQ(Row(unnamed, 0), "[\"id\"][name]");
-    EXPECT_EQ(Row(unnamed, 1), "[1][2]");
+    EXPECT_EQ(Row(unnamed, 0) + Row(unnamed, 1), "[\"id\"][name][1][2]");
 
     const PreviewTable broken(LinesOf({"\"id,name", "1,2"}), {",", "\"", true, "F"});
     EXPECT_FALSE(broken.Valid());
@@ -150,19 +152,6 @@ TEST(PreviewTableTest, PlacesLinesInRows) {
     EXPECT_TRUE(cut.Valid()) << "the qualifier may be closed behind what was read";
     const PreviewTable later(LinesOf({"id,name", "1,\"x\"y,z"}), {",", "\"", true, "F"});
     EXPECT_TRUE(later.Valid());
-}
-
-TEST(PreviewTableTest, HasAHundredRowsWhoseLastStaysEmpty) {
-    for (const bool names : {true, false}) {
-        std::vector<PreviewLine> lines;
-        for (int i = 0; i < 100; ++i) {
-            lines.push_back({std::to_string(i), false});
-        }
-        const PreviewTable table(std::move(lines), {",", "\"", names, "F"});
-        EXPECT_EQ(table.Rows(), 99u);
-        EXPECT_EQ(table.Cell(97, 0), names ? "98" : "97");
-        EXPECT_EQ(table.Cell(98, 0), "");
-    }
 }
 
 }  // namespace

