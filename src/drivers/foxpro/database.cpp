@@ -9,6 +9,7 @@
 #include "data/connection_string.h"
 #include "data/letter_case.h"
 #include "drivers/foxpro/errors.h"
+#include "drivers/foxpro/table/header.h"
 #include "drivers/foxpro/write/container_tables.h"
 #include "drivers/foxpro/write/index_creator.h"
 #include "drivers/foxpro/write/table_creator.h"
@@ -18,7 +19,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 namespace vantry::foxpro {
 namespace {
@@ -35,18 +35,8 @@ bool HasExtension(std::string_view name, std::string_view extension) {
 // Whether the folder's list has the table: one of a container is that one's. What can't be read is
 // listed, so that opening it says why.
 bool IsFreeTable(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<char> start(kLongestHeader);
-    in.read(start.data(), static_cast<std::streamsize>(start.size()));
-    start.resize(static_cast<std::size_t>(in.gcount()));
-    std::error_code error;
-    const auto size = fs::file_size(path, error);
-    try {
-        return ParseHeader(std::as_bytes(std::span(start)), error ? 0 : size, path)
-            .layout.back_link.empty();
-    } catch (const std::exception&) {
-        return true;
-    }
+    const auto header = HeaderOfFile(path);
+    return !header || header->layout.back_link.empty();
 }
 
 }  // namespace

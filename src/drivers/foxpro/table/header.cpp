@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 
 namespace vantry::foxpro {
 namespace {
@@ -272,6 +274,20 @@ Header ParseHeader(ByteSpan start, std::uint64_t file_size, std::string_view pat
     }
     PlaceFields(layout, path);
     return header;
+}
+
+std::optional<Header> HeaderOfFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::vector<char> start(kLongestHeader);
+    in.read(start.data(), static_cast<std::streamsize>(start.size()));
+    start.resize(static_cast<std::size_t>(in.gcount()));
+    std::error_code error;
+    const auto size = std::filesystem::file_size(path, error);
+    try {
+        return ParseHeader(std::as_bytes(std::span(start)), error ? 0 : size, path);
+    } catch (const DataError&) {
+        return std::nullopt;
+    }
 }
 
 }  // namespace vantry::foxpro

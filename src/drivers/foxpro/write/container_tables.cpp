@@ -11,6 +11,7 @@
 #include "data/letter_case.h"
 #include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/code_page_marks.h"
+#include "drivers/foxpro/table/header.h"
 #include "drivers/foxpro/table/sidecars.h"
 #include "drivers/foxpro/write/index_creator.h"
 #include "files/file.h"
@@ -19,27 +20,11 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 namespace vantry::foxpro {
 namespace {
 
 namespace fs = std::filesystem;
-
-// The header alone: the table may be one that a killed program left unfinished.
-std::optional<Header> HeaderOf(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::vector<char> start(kLongestHeader);
-    in.read(start.data(), static_cast<std::streamsize>(start.size()));
-    start.resize(static_cast<std::size_t>(in.gcount()));
-    std::error_code error;
-    const auto size = fs::file_size(path, error);
-    try {
-        return ParseHeader(std::as_bytes(std::span(start)), error ? 0 : size, path);
-    } catch (const DataError&) {
-        return std::nullopt;
-    }
-}
 
 void RequireFreeName(const Container& container, const std::string& name) {
     std::string scratch;
@@ -72,7 +57,7 @@ void MakeRoom(const Container& container, const NewTable& table) {
     if (!file::StampOf(table.path)) {
         return;
     }
-    const auto header = HeaderOf(table.path);
+    const auto header = HeaderOfFile(table.path);
     if (!header || header->record_count != 0 || !NamesAsItsOwn(container, table.path)) {
         throw BadTableDefinition(table.name,
                                  "the file " + table.path +
@@ -122,7 +107,7 @@ TableEntryOfContainer EntryFor(const NewTable& table,
 }  // namespace
 
 bool NamesAsItsOwn(const Container& container, const std::string& path) {
-    const auto header = HeaderOf(path);
+    const auto header = HeaderOfFile(path);
     if (!header || header->layout.back_link.empty()) {
         return false;
     }

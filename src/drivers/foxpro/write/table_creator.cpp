@@ -16,6 +16,7 @@
 #include "drivers/foxpro/write/index_creator.h"
 #include "drivers/foxpro/write/type_words.h"
 #include "files/file.h"
+#include "files/file_errors.h"
 
 #include <unistd.h>
 
@@ -226,6 +227,10 @@ void WriteNewTable(const NewTable& table,
         throw CannotWrite(table.path,
                           "a container's table of that name was being dropped when the program was "
                           "stopped. Open that container, and the drop is undone");
+    }
+    // Before any of its sidecars is touched: an empty memo file there is another table's.
+    if (file::StampOf(table.path)) {
+        throw file::AlreadyExists(table.path);
     }
     ForgetSetAside(table.path);
     const auto memo_path = Sidecar(table.path, ".fpt");
