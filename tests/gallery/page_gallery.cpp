@@ -65,27 +65,27 @@ private:
 
 QPalette DarkPalette() {
     QPalette dark;
-    const QColor window(0x2b, 0x2d, 0x30);
-    const QColor base(0x1e, 0x1f, 0x22);
-    const QColor text(0xdf, 0xe1, 0xe5);
-    dark.setColor(QPalette::Window, window);
-    dark.setColor(QPalette::WindowText, text);
-    dark.setColor(QPalette::Base, base);
-    dark.setColor(QPalette::AlternateBase, window);
-    dark.setColor(QPalette::Text, text);
-    dark.setColor(QPalette::Button, QColor(0x39, 0x3b, 0x40));
-    dark.setColor(QPalette::ButtonText, text);
-    dark.setColor(QPalette::ToolTipBase, window);
-    dark.setColor(QPalette::ToolTipText, text);
-    dark.setColor(QPalette::PlaceholderText, QColor(0x86, 0x8a, 0x91));
-    dark.setColor(QPalette::Highlight, QColor(0x35, 0x74, 0xf0));
-    dark.setColor(QPalette::HighlightedText, Qt::white);
-    dark.setColor(QPalette::Light, QColor(0x4e, 0x51, 0x57));
-    dark.setColor(QPalette::Mid, QColor(0x39, 0x3b, 0x40));
-    dark.setColor(QPalette::Dark, base);
-    dark.setColor(QPalette::Disabled, QPalette::Text, QColor(0x6f, 0x73, 0x7a));
-    dark.setColor(QPalette::Disabled, QPalette::WindowText, QColor(0x6f, 0x73, 0x7a));
-    dark.setColor(QPalette::Disabled, QPalette::ButtonText, QColor(0x6f, 0x73, 0x7a));
+    const std::pair<QPalette::ColorRole, QRgb> colors[] = {{QPalette::Window, 0x2b2d30},
+                                                           {QPalette::WindowText, 0xdfe1e5},
+                                                           {QPalette::Base, 0x1e1f22},
+                                                           {QPalette::AlternateBase, 0x2b2d30},
+                                                           {QPalette::Text, 0xdfe1e5},
+                                                           {QPalette::Button, 0x393b40},
+                                                           {QPalette::ButtonText, 0xdfe1e5},
+                                                           {QPalette::ToolTipBase, 0x2b2d30},
+                                                           {QPalette::ToolTipText, 0xdfe1e5},
+                                                           {QPalette::PlaceholderText, 0x868a91},
+                                                           {QPalette::Highlight, 0x3574f0},
+                                                           {QPalette::HighlightedText, 0xffffff},
+                                                           {QPalette::Light, 0x4e5157},
+                                                           {QPalette::Mid, 0x393b40},
+                                                           {QPalette::Dark, 0x1e1f22}};
+    for (const auto& [role, color] : colors) {
+        dark.setColor(role, QColor(color));
+    }
+    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
+        dark.setColor(QPalette::Disabled, role, QColor(0x6f737a));
+    }
     return dark;
 }
 
@@ -99,13 +99,14 @@ public:
         for (const char* name : {"NavForm", "Form1", "frmWait"}) {
             Show(name);
         }
-        ShowPage("Form2");
-        Fill("Form2", "Mdbfilename", file_);
-        Click("Form2", "LOADBUTT");
-        Show("Form2");
-        ShowPage("Form8");
-        Fill("Form8", "Mdbfilename", file_);
-        Click("Form8", "LOADBUTT");
+        for (const char* name : {"Form2", "Form8"}) {
+            ShowPage(name);
+            Fill(name, "Mdbfilename", file_);
+            Click(name, "LOADBUTT");
+            if (name == std::string_view("Form2")) {
+                Show(name);
+            }
+        }
         Save(TheMainWindow(), "MDIForm1-connected");
         Fill("Form8", "Mdbfilename", JoinPath(folder_, "other.mdb"));
         Save(TheMainWindow(), "MDIForm1-stale");
@@ -119,11 +120,7 @@ public:
         Show("Form13");
         DrawRunPage();
         DrawSavedSessions();
-        for (const char* name : {"frmSplash", "frmAbout"}) {
-            ShowPage(name);
-            Save(*FindPage(name), name);
-            UnloadPage(name);
-        }
+        ShowAlone({"frmSplash", "frmAbout"});
         Save(TheMainWindow(), "MDIForm1");
     }
 
@@ -141,7 +138,7 @@ private:
         const std::string connect = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file_;
         Catalog().Create(connect);
         Connection connection;
-        connection.Open(connect, "", "");
+        connection.Open(connect);
         for (const char* table : {"customers", "invoices", "orders", "order items", "products"}) {
             connection.Execute(
                 std::string("create table [") + table +
@@ -151,10 +148,10 @@ private:
         TargetType = "ACCESS";
         SourceConnStr = connect;
         TargetConnStr = connect;
-        SrcTables.assign(3, {});
-        SrcTables[0].Name = "customers";
-        SrcTables[1].Name = "orders";
-        SrcTables[2].Name = "products";
+        SrcTables.clear();
+        for (const char* table : {"customers", "orders", "products"}) {
+            SrcTables.emplace_back().Name = table;
+        }
         RegisterAllPages();
         CreateNewRepository(folder_);
     }
@@ -227,9 +224,6 @@ private:
 
     void DrawMappingPages() {
         Show("Form4");
-        if (!Exists("Form4") || !Exists("Form5") || !Exists("MapErrForm")) {
-            return;
-        }
         ShowPage("Form4");
         Grid("Form4", "FlexGrid1")->setCurrentCell(1, 2);
         Save(*FindPage("Form4")->parentWidget(), "Form4-list");
@@ -291,11 +285,7 @@ private:
         ShowPage("ShowLog");
         Save(*viewer, "ShowLog");
         UnloadPage("ShowLog");
-        for (const char* name : {"BackupRepo", "RestoreRepo", "CheckSch"}) {
-            ShowPage(name);
-            Save(*FindPage(name), name);
-            UnloadPage(name);
-        }
+        ShowAlone({"BackupRepo", "RestoreRepo", "CheckSch"});
     }
 
     void DrawColumns(const char* name, const std::function<void()>& work) {
@@ -327,27 +317,22 @@ private:
         Show("Form14");
     }
 
-    static bool Exists(const char* page) {
-        try {
-            return LoadPage(page) != nullptr;
-        } catch (const std::out_of_range& error) {
-            std::printf("%s\n", error.what());
-            return false;
-        }
-    }
     void Fill(const char* page, const char* edit, const std::string& text) {
-        if (auto* const line = FindPage(page)->findChild<QLineEdit*>(edit)) {
-            line->setText(ToQt(text));
-        }
+        FindPage(page)->findChild<QLineEdit*>(edit)->setText(ToQt(text));
     }
     void Click(const char* page, const char* button) {
         FindPage(page)->findChild<QAbstractButton*>(button)->click();
     }
 
-    void Show(const char* name) {
-        if (!Exists(name)) {
-            return;
+    // Windows of their own.
+    void ShowAlone(std::initializer_list<const char*> names) {
+        for (const char* name : names) {
+            ShowPage(name);
+            Save(*FindPage(name), name);
+            UnloadPage(name);
         }
+    }
+    void Show(const char* name) {
         ShowPage(name);
         Save(*FindPage(name)->parentWidget(), name);
         HidePage(name);

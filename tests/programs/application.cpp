@@ -25,18 +25,15 @@ Running::Running(const std::vector<std::string>& command, const fs::path& output
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
     const std::string out = output_files_.string() + ".out";
     const std::string err = output_files_.string() + ".err";
-    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
-    ::posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), kFlags, 0600);
-    ::posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), kFlags, 0600);
-    const int error =
-        ::posix_spawn(&pid_, words[0].c_str(), &actions, nullptr, arguments.data(), ::environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    if (error != 0) {
-        throw std::runtime_error("can't start " + words[0]);
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+        ::dup2(::open(out.c_str(), kFlags, 0600), STDOUT_FILENO);
+        ::dup2(::open(err.c_str(), kFlags, 0600), STDERR_FILENO);
+        ::execv(arguments[0], arguments.data());
+        ::_exit(127);
     }
 }
 

@@ -126,25 +126,5 @@ TEST_F(HelpOfPages, F1OpensThePageOfTheWindowInFront) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
 }
 
-TEST_F(HelpOfPages, ButtonsOpenTheStartAndEntriesTheirPages) {
-    ShowPage("Form15");  // told: there is no repository here
-    dialogs_.boxes.clear();
-    for (const auto& [page, button] :
-         {std::pair("NavForm", "HLPBUTT"), std::pair("Form1", "HLP")}) {
-        ShowPage(page);
-        EXPECT_NE(Control<QWidget>(page, button).toolTip(), "");
-        Press(page, button);
-        EXPECT_EQ(Opened(), "index.html ");
-    }
-    Press("NavForm", "NavChoice_2");
-    Press("NavForm", "NXTBUTT");
-    EXPECT_EQ(Opened(), "tour.html ");
-    OpenWebPage();
-    EXPECT_EQ(Opened(), "web.html ");
-    dialogs_.can_open = false;
-    OpenTour();
-    EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("stop|Vantry|The help can't be shown: "));
-}
-
 }  // namespace
 }  // namespace vantry

@@ -30,25 +30,19 @@ void SetSession(int number) {
     TargetType = "MySQL";
     SourceConnStr = "source " + mark;
     TargetConnStr = "target " + mark;
-    SrcTables.clear();
-    DstTables.clear();
-    ColMaps.clear();
-    for (i16 i = 0; i < kTables; ++i) {
-        TableRec table;
-        table.TabID = i;
-        table.Name = "table " + mark;
-        table.WhereCond = std::string(300, 'w');
-        SrcTables.push_back(table);
-        DstTables.push_back(table);
-        for (i16 k = 0; k < kColumns; ++k) {
-            ColMapRec row;
-            row.TabID = i;
-            row.SCName = "s" + mark;
-            row.DCName = "d" + mark;
-            row.Pos = static_cast<i16>(i * kColumns + k);
-            row.SSelected = 1;
-            ColMaps.push_back(row);
-        }
+    TableRec table;
+    table.Name = "table " + mark;
+    table.WhereCond = std::string(300, 'w');
+    SrcTables.assign(kTables, table);
+    SrcTables[1].TabID = 1;
+    DstTables = SrcTables;
+    ColMapRec column;
+    column.SCName = "s" + mark;
+    column.SSelected = 1;
+    ColMaps.assign(kTables * kColumns, column);
+    for (i16 k = 0; k < kTables * kColumns; ++k) {
+        ColMaps[static_cast<std::size_t>(k)].TabID = k / kColumns;
+        ColMaps[static_cast<std::size_t>(k)].Pos = k;
     }
 }
 

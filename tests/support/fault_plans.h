@@ -51,9 +51,7 @@ public:
 class NoSync : public file::FaultPlan {
 public:
     file::Verdict Before(const file::Call& call) override {
-        file::Verdict verdict;
-        verdict.skip = IsSync(call.operation);
-        return verdict;
+        return {.skip = IsSync(call.operation)};
     }
 };
 
@@ -64,16 +62,14 @@ public:
         : left_(nth), torn_at_(torn_at), planted_(planted) {}
 
     file::Verdict Before(const file::Call& call) override {
-        file::Verdict verdict;
         if (!ChangesFiles(call.operation)) {
-            return verdict;
+            return {};
         }
         ++seen_;
-        const bool journal = IsJournal(call.path);
-        verdict.skip = (planted_ == Planted::JournalNotWritten && journal &&
-                        call.operation == file::Operation::Write) ||
-                       (planted_ == Planted::PlaybackNotDone && !journal &&
-                        call.operation == file::Operation::Write) ||
+        const auto unwritten =
+            IsJournal(call.path) ? Planted::JournalNotWritten : Planted::PlaybackNotDone;
+        file::Verdict verdict;
+        verdict.skip = (planted_ == unwritten && call.operation == file::Operation::Write) ||
                        IsSync(call.operation);  // a kill leaves what the kernel has
         if (left_-- == 0) {
             if (call.operation != file::Operation::Write || torn_at_ == 0) {
@@ -111,22 +107,17 @@ public:
         : left_(nth), error_(error), for_good_(for_good), planted_(planted) {}
 
     file::Verdict Before(const file::Call& call) override {
-        file::Verdict verdict;
         if (call.operation == file::Operation::Open) {
-            return verdict;
+            return {};
         }
         const int now = left_--;
-        if (now == 0 || (now < 0 && for_good_)) {
-            failed_ = call.operation;
-            if (planted_ == Planted::FailureIgnored && call.operation == file::Operation::Write) {
-                verdict.skip = true;
-            } else {
-                verdict.error = error_;
-            }
-        } else {
-            verdict.skip = IsSync(call.operation);
+        if (now > 0 || (now < 0 && !for_good_)) {
+            return {.skip = IsSync(call.operation)};
         }
-        return verdict;
+        failed_ = call.operation;
+        const bool ignored =
+            planted_ == Planted::FailureIgnored && call.operation == file::Operation::Write;
+        return {.error = ignored ? 0 : error_, .skip = ignored};
     }
     bool Triggered() const { return failed_ != file::Operation::Open; }
     file::Operation Failed() const { return failed_; }  // the last one that did; Open: none
@@ -172,13 +163,11 @@ public:
         : start_(std::move(start)), planted_(planted) {}
 
     file::Verdict Before(const file::Call& call) override {
-        file::Verdict verdict;
         if (planted_ == Planted::JournalNotSynced && call.operation == file::Operation::Sync &&
             IsJournal(call.path)) {
             skipped_ = true;
         }
-        verdict.skip = IsSync(call.operation);  // the record alone decides what is on disk
-        return verdict;
+        return {.skip = IsSync(call.operation)};  // the record alone decides what is on disk
     }
     void After(const file::Call& call) override {
         if (ChangesFiles(call.operation) && !std::exchange(skipped_, false)) {

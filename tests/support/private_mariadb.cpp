@@ -1,13 +1,11 @@
 #include "support/private_mariadb.h"
 
-#include <arpa/inet.h>
+#include "support/loopback.h"
+
 #include <fcntl.h>
 #include <mysql.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -75,43 +72,16 @@ pid_t Spawn(const std::vector<std::string>& arguments, const std::string& output
 
 constexpr const char* kMemoryFolder = "/dev/shm";
 constexpr std::uint64_t kRoomInMemory = std::uint64_t{2} << 30;  // bytes
-constexpr std::string_view kFolderName = "vantry-mariadb-";
+constexpr const char* kFolderName = "vantry-mariadb";
 
-// Its owner holds a lock on it. Process numbers alone don't tell: tests in another container may
-// share this memory and not see our processes.
-constexpr const char* kOwnerFile = "owner";
-
-int HoldFolder(const std::filesystem::path& folder) {
-    const int file = open((folder / kOwnerFile).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (file < 0 || flock(file, LOCK_EX | LOCK_NB) != 0) {
-        throw std::runtime_error("can't lock " + (folder / kOwnerFile).string());
-    }
-    return file;
-}
-
-bool IsHeld(const std::filesystem::path& folder) {
-    const int file = open((folder / kOwnerFile).c_str(), O_RDWR | O_CLOEXEC);
-    if (file < 0) {
-        std::error_code ignored;  // one that has just been made has no such file yet
-        const auto age = std::filesystem::file_time_type::clock::now() -
-                         std::filesystem::last_write_time(folder, ignored);
-        return age < std::chrono::minutes(1);
-    }
-    const bool held = flock(file, LOCK_EX | LOCK_NB) != 0;
-    close(file);
-    return held;
-}
-
-// Folders in memory whose test died without a word would keep their memory.
+// Folders in memory whose test died without a word would keep their memory. No test takes hours.
 void SweepMemoryFolder() {
     std::error_code ignored;
+    const auto now = std::filesystem::file_time_type::clock::now();
     for (const auto& entry : std::filesystem::directory_iterator(kMemoryFolder, ignored)) {
-        const auto name = entry.path().filename().string();
-        if (name.starts_with(kFolderName)) {
-            const auto pid = std::atoi(name.c_str() + kFolderName.size());
-            if (pid > 0 && kill(pid, 0) != 0 && errno == ESRCH && !IsHeld(entry.path())) {
-                std::filesystem::remove_all(entry.path(), ignored);
-            }
+        if (entry.path().filename().string().starts_with(kFolderName) &&
+            now - std::filesystem::last_write_time(entry, ignored) > std::chrono::hours(6)) {
+            std::filesystem::remove_all(entry.path(), ignored);
         }
     }
 }
@@ -124,21 +94,6 @@ std::filesystem::path ParentFolder(const MariaDbOptions& options) {
         return kMemoryFolder;
     }
     return std::filesystem::temp_directory_path();
-}
-
-int FreePort() {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    const bool bound = bind(probe, generic, size) == 0 && getsockname(probe, generic, &size) == 0;
-    close(probe);
-    if (!bound) {
-        throw std::runtime_error("no free port on the loopback address");
-    }
-    return ntohs(address.sin_port);
 }
 
 MysqlHandle ConnectAsRoot(const std::string& socket) {
@@ -186,12 +141,10 @@ std::string PrivateMariaDb::Missing() {
 }
 
 PrivateMariaDb::PrivateMariaDb(MariaDbOptions options)
-    : options_(std::move(options)),
-      folder_(ParentFolder(options_), std::string(kFolderName) + std::to_string(getpid())) {
+    : options_(std::move(options)), folder_(ParentFolder(options_), kFolderName) {
     if (const auto missing = Missing(); !missing.empty()) {
         throw std::runtime_error(missing);
     }
-    owner_ = HoldFolder(folder_.Path());
     Initialise();
     port_ = FreePort();
     try {
@@ -205,7 +158,6 @@ PrivateMariaDb::PrivateMariaDb(MariaDbOptions options)
 
 PrivateMariaDb::~PrivateMariaDb() {
     Kill();  // the data goes away with the folder, so a clean end would only cost time
-    close(owner_);
 }
 
 // A server clears away what it takes for its own leftovers: two that share this folder take each
@@ -302,33 +254,27 @@ std::string PrivateMariaDb::ConnectionText(std::string_view driver) const {
 }
 
 void PrivateMariaDb::Run(std::string_view sql) const {
-    const auto handle = ConnectAsRoot(Socket());
-    mysql_select_db(handle.get(), database_.c_str());  // fails before the database is there: fine
-    RunAll(handle.get(), sql);
+    QueryOne(sql);
 }
 
 std::string PrivateMariaDb::QueryOne(std::string_view sql) const {
     const auto handle = ConnectAsRoot(Socket());
-    mysql_select_db(handle.get(), database_.c_str());
+    mysql_select_db(handle.get(), database_.c_str());  // fails before the database is there: fine
     return RunAll(handle.get(), sql);
 }
 
 void PrivateMariaDb::Stop() {
-    if (pid_ <= 0) {
-        return;
-    }
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
+    End(SIGTERM);
 }
-
 void PrivateMariaDb::Kill() {
-    if (pid_ <= 0) {
-        return;
+    End(SIGKILL);
+}
+void PrivateMariaDb::End(int signal) {
+    if (pid_ > 0) {
+        kill(pid_, signal);
+        waitpid(pid_, nullptr, 0);
+        pid_ = -1;
     }
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-    pid_ = -1;
 }
 
 void PrivateMariaDb::Restart() {

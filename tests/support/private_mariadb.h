@@ -67,10 +67,10 @@ private:
     void WaitUntilReady() const;
     void CreateUser() const;
     std::string LogTail() const;
+    void End(int signal);
 
     MariaDbOptions options_;
     TempDir folder_;
-    int owner_ = -1;  // holds the lock that says that the folder is in use
     int port_ = 0;
     pid_t pid_ = -1;
     std::string user_ = "vantry";

@@ -1,9 +1,8 @@
 #include "support/private_postgres.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "support/loopback.h"
+
 #include <signal.h>
-#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,27 +31,6 @@ std::string BinaryFolder() {
 // The server refuses to run as root.
 std::string AsAnotherUser() {
     return geteuid() == 0 ? "setpriv --reuid=65534 --regid=65534 --clear-groups " : "";
-}
-
-sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    return address;
-}
-
-int FreePort() {
-    const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    auto address = Loopback(0);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    const bool bound = bind(probe, generic, size) == 0 && getsockname(probe, generic, &size) == 0;
-    close(probe);
-    if (!bound) {
-        throw std::runtime_error("no free port on the loopback address");
-    }
-    return ntohs(address.sin_port);
 }
 
 bool Answers(const std::filesystem::path& pid_file) {

@@ -2,12 +2,11 @@
 // A port on the loopback address where no server of the wanted kind is: clients are let in and hear
 // nothing, or the words of another service.
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "support/loopback.h"
+
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -18,17 +17,9 @@ namespace vantry::test {
 class QuietPort {
 public:
     explicit QuietPort(std::string words = {}) : words_(std::move(words)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (bind(listener_, any, size) != 0 || listen(listener_, 8) != 0 ||
-            getsockname(listener_, any, &size) != 0) {
-            throw std::runtime_error("no port to listen on");
-        }
-        port_ = ntohs(address.sin_port);
+        const auto listener = Listen();
+        listener_ = listener.socket;
+        port_ = listener.port;
         worker_ = std::thread([this] { Serve(); });
     }
     ~QuietPort() {

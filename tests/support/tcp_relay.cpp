@@ -1,7 +1,7 @@
 #include "support/tcp_relay.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "support/loopback.h"
+
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -18,14 +18,6 @@ namespace {
 
 constexpr std::size_t kPacketHeader = 4;  // three bytes of length, one sequence number
 constexpr char kQueryCommand = 3;
-
-sockaddr_in Loopback(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
 
 bool SendAll(int socket, std::string_view bytes) {
     while (!bytes.empty()) {
@@ -56,15 +48,9 @@ struct TcpRelay::Link {
 };
 
 TcpRelay::TcpRelay(int server_port) : server_port_(server_port) {
-    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    auto address = Loopback(0);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, generic, size) != 0 || listen(listener_, 16) != 0 ||
-        getsockname(listener_, generic, &size) != 0) {
-        throw std::runtime_error("the relay can't listen");
-    }
-    port_ = ntohs(address.sin_port);
+    const auto listener = Listen();
+    listener_ = listener.socket;
+    port_ = listener.port;
     wake_ = eventfd(0, EFD_CLOEXEC);
     worker_ = std::thread([this] { Work(); });
 }

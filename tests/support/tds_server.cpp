@@ -1,11 +1,10 @@
 #include "support/tds_server.h"
 
 #include "data/value_text.h"
+#include "support/loopback.h"
 #include "support/tds/session.h"
 #include "support/tds/statement_text.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -20,25 +19,13 @@
 namespace vantry::test {
 
 TdsServer::TdsServer(TdsOptions options)
-    : options_(std::move(options)),
-      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
-      wake_(eventfd(0, EFD_CLOEXEC)) {
+    : options_(std::move(options)), wake_(eventfd(0, EFD_CLOEXEC)) {
     for (const auto& name : options_.databases) {
         store_.AddDatabase(name);
     }
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(options_.port));
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    const int on = 1;
-    setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (bind(listener_, generic, size) != 0 || listen(listener_, 16) != 0 ||
-        getsockname(listener_, generic, &size) != 0) {
-        throw std::runtime_error("no port for the server");
-    }
-    port_ = ntohs(address.sin_port);
+    const auto listener = Listen();
+    listener_ = listener.socket;
+    port_ = listener.port;
     acceptor_ = std::thread([this] { Accept(); });
 }
 

@@ -3,7 +3,7 @@
 // the wizard: it speaks version 7.4 of the server's protocol, as much as FreeTDS needs (prelogin
 // without encryption, login, batches, prepared calls, cancels), over SQLite databases in memory
 // that keep SQL Server's types, conversions, errors and system tables. It lives in a thread of the
-// test; tds_server_program is the same as a program.
+// test.
 //
 //     TdsServer server;                                   // user sa, databases master and shop
 //     server.Run("create table orders (id int primary key, note nvarchar(40))");
@@ -16,7 +16,6 @@
 #include "support/tds/store.h"
 
 #include <atomic>
-#include <chrono>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -31,7 +30,6 @@ struct TdsOptions {
     std::string user = "sa";
     std::string password = "s3cret-pass";
     std::vector<std::string> databases = {"shop"};  // beside "master"
-    int port = 0;                                   // 0: a free one
 };
 
 // What is to go wrong: with the statements that hold these words, behind the first `skip` of them,
@@ -80,13 +78,10 @@ public:
     tds::Store& Databases() { return store_; }
 
     void AddFault(TdsFault fault);
-    // Before each answer from now on.
-    void SetDelay(std::chrono::milliseconds delay) { delay_ms_ = static_cast<int>(delay.count()); }
     TdsCounts TakeCounts();
 
     // For the sessions.
     std::optional<TdsFault> TakeFault(const std::string& statement);
-    std::chrono::milliseconds Delay() const { return std::chrono::milliseconds(delay_ms_); }
     void CountLogin() { ++logins_; }
     void CountRequest() { ++requests_; }
     void CountStatement() { ++statements_; }
@@ -105,7 +100,6 @@ private:
     int port_ = 0;
     int listener_ = -1;
     int wake_ = -1;  // readable: end
-    std::atomic<int> delay_ms_ = 0;
     std::atomic<int> logins_ = 0;
     std::atomic<int> requests_ = 0;
     std::atomic<int> statements_ = 0;

@@ -31,7 +31,8 @@ void* Allocate(std::size_t size) {
 
 }  // namespace
 
-// For the whole test program; g++ takes the pairing of these with malloc and free for a mistake.
+// For the whole test program (the forms for arrays come here, too, where no sanitizer has its own);
+// g++ takes the pairing of these with malloc and free for a mistake.
 #pragma GCC diagnostic push
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
@@ -39,34 +40,20 @@ void* Allocate(std::size_t size) {
 void* operator new(std::size_t size) {
     return Allocate(size);
 }
-void* operator new[](std::size_t size) {
-    return Allocate(size);
-}
 // Who asks so takes a refusal well; it counts as none here.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return std::malloc(size == 0 ? 1 : size);
-}
-void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
     return std::malloc(size == 0 ? 1 : size);
 }
 void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete[](void* memory) noexcept {
-    std::free(memory);
-}
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
-}
-void operator delete[](void* memory, std::size_t) noexcept {
     std::free(memory);
 }
 #pragma GCC diagnostic pop
 
 namespace vantry::access {
 namespace {
-
-using Operation = std::function<void(Opened&)>;
 
 const std::string kMemo(9'000, 'm');
 
@@ -82,7 +69,7 @@ void CreateTable(Opened& opened, const std::string& name) {
 
 struct NamedOperation {
     const char* name;
-    Operation run;
+    std::function<void(Opened&)> run;
 };
 
 std::vector<NamedOperation> Operations() {
@@ -90,20 +77,17 @@ std::vector<NamedOperation> Operations() {
             {"insert", [](Opened& opened) { opened.Insert("first", RowOf(100)); }},
             {"update",
              [](Opened& opened) {
-                 const auto table = opened.Table("first");
-                 const std::vector<std::size_t> columns = {0, 1, 2};
-                 const std::string longer(3'000, 'u');
-                 opened.Statement([&] {
-                     table->Update(
-                         RowsOf(*table)[3],
-                         columns,
-                         std::vector<Cell>{Cell::Int64(70), Cell::Text("b"), Cell::Text(longer)});
+                 opened.Change("first", [](sql::StoredTable& table) {
+                     const std::size_t columns[] = {0, 1, 2};
+                     const std::string longer(3'000, 'u');
+                     const Cell values[] = {Cell::Int64(70), Cell::Text("b"), Cell::Text(longer)};
+                     table.Update(RowsOf(table)[3], columns, values);
                  });
              }},
             {"delete",
              [](Opened& opened) {
-                 const auto table = opened.Table("first");
-                 opened.Statement([&] { table->Delete(RowsOf(*table)[2]); });
+                 opened.Change("first",
+                               [](sql::StoredTable& table) { table.Delete(RowsOf(table)[2]); });
              }},
             {"drop a table", [](Opened& opened) { opened.database->DropTable("first"); }},
             {"load rows", [](Opened& opened) {
@@ -192,10 +176,9 @@ TEST_P(Allocation, FailingOneTakesItsStatementBack) {
     {
         Opened opened(original_);
         CreateTable(opened, "first");
-        const auto table = opened.Table("first");
-        opened.Statement([&] {
+        opened.Change("first", [](sql::StoredTable& table) {
             for (int id = 0; id < 8; ++id) {
-                table->Insert(RowOf(id));
+                table.Insert(RowOf(id));
             }
         });
     }

@@ -15,11 +15,7 @@ public:
     // A sound file that nobody has open.
     explicit BentFile(std::string path) : path_(std::move(path)), file_(path_) {}
 
-    void Save() const {
-        std::ofstream(path_, std::ios::binary)
-            .write(reinterpret_cast<const char*>(file_.bytes.data()),
-                   static_cast<std::streamsize>(file_.bytes.size()));
-    }
+    void Save() const { file_.Save(path_); }
 
     // Makes the named indexes the two ends of a relationship. They are ordinary ones before.
     void Relate(const std::string& child,

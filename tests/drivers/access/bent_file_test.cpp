@@ -3,7 +3,7 @@
 
 #include "drivers/access/bent_file.h"
 
-#include "drivers/access/driver.h"
+#include "drivers/access/connected.h"
 #include "drivers/access/engine_rows.h"
 
 namespace vantry::access {
@@ -45,11 +45,10 @@ protected:
                               std::size_t row,
                               std::size_t column,
                               const Cell& value) {
-        const auto stored = opened.Table(table);
-        const std::size_t columns[] = {column};
-        const Cell values[] = {value};
         return ErrorOf([&] {
-            opened.Statement([&] { stored->Update(RowsOf(*stored)[row], columns, values); });
+            opened.Change(table, [&](sql::StoredTable& stored) {
+                SetField(stored, RowsOf(stored)[row], column, value);
+            });
         });
     }
 };
@@ -60,8 +59,10 @@ TEST_F(BentFiles, AKeyThatAnotherTableRefersToStays) {
     const std::string refers = "includes related records";
     const std::string lacks = "related record is required";
     const auto remove = [&](std::size_t row) {
-        const auto parents = opened.Table("parents");
-        return ErrorOf([&] { opened.Statement([&] { parents->Delete(RowsOf(*parents)[row]); }); });
+        return ErrorOf([&] {
+            opened.Change("parents",
+                          [&](sql::StoredTable& parents) { parents.Delete(RowsOf(parents)[row]); });
+        });
     };
     // Parents: row 0 has a child, row 4 has none.
     EXPECT_TRUE(Has(Change(opened, "parents", 0, 0, Cell::Int64(77)), refers));
@@ -71,8 +72,8 @@ TEST_F(BentFiles, AKeyThatAnotherTableRefersToStays) {
     EXPECT_EQ(Change(opened, "parents", 4, 0, Cell::Int64(55)), "");
     EXPECT_TRUE(Has(remove(1), refers));
     EXPECT_EQ(remove(3), "");
-    const auto parents = opened.Table("parents");
-    EXPECT_TRUE(Has(ErrorOf([&] { opened.Statement([&] { parents->DeleteAll(); }); }), refers));
+    const auto empty = [](sql::StoredTable& table) { table.DeleteAll(); };
+    EXPECT_TRUE(Has(ErrorOf([&] { opened.Change("parents", empty); }), refers));
     EXPECT_TRUE(Has(ErrorOf([&] { opened.database->DropTable("parents"); }), "relationship"));
     // Children.
     const auto add = [&](const Cell& parent) {
@@ -170,19 +171,13 @@ TEST_F(BentFiles, AColumnOfSeveralValuesShowsThem) {
         bent.Turn(kind, 1, ColumnType::Complex, static_cast<std::uint32_t>(kind.size()));
         bent.Save();
     }
-    const auto connection = MakeAccessDriver()->Connect(
-        ConnectionString::Parse("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path));
+    const auto connection = test::ConnectTo(path);
     for (const std::string kind : {"Value", "FileName", "Unknown"}) {
-        const auto cursor = connection->OpenCursor("select * from " + kind);
-        std::string shown;
-        while (cursor->Next()) {
-            const Cell& cell = cursor->Row()[1];
-            shown += cell.Kind() == ValueKind::Unreadable ? cursor->FieldError(1).Description()
-                                                          : test::Shown(cell);
-            shown += "|";
-        }
-        EXPECT_TRUE(kind == "Unknown" ? Has(shown, "several values of a kind that isn't known")
-                                      : Has(shown, "one;two|NULL|NULL|"));
+        const auto rows = test::RowsBy(*connection, "select * from " + kind);
+        ASSERT_EQ(rows.size(), 3U);
+        EXPECT_TRUE(kind == "Unknown"
+                        ? Has(rows[0], "several values of a kind that isn't known")
+                        : rows == std::vector<std::string>({"1|one;two", "2|NULL", "3|NULL"}));
         EXPECT_TRUE(
             Has(ErrorOf([&] { connection->Execute("insert into " + kind + " values (4, 1)"); }),
                 "several values"));
@@ -212,17 +207,10 @@ TEST_F(BentFiles, ExtendedDatesStandInDigits) {
     BentFile bent(path);
     bent.Replace("0000000000000737954:0000000000000000000:7", "000000000000073x954");
     bent.Save();
-    const auto connection = MakeAccessDriver()->Connect(
-        ConnectionString::Parse("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path));
-    const auto cursor = connection->OpenCursor("select * from t");
-    for (int row = 1; row <= 3; ++row) {
-        ASSERT_TRUE(cursor->Next());
-        EXPECT_EQ(cursor->Row()[2].AsInt64(), row);
-        EXPECT_EQ(cursor->Row()[1].Kind() == ValueKind::Unreadable, row == 1);
-        if (row == 1) {
-            EXPECT_TRUE(Has(cursor->FieldError(1).Description(), "isn't an extended date"));
-        }
-    }
+    const auto rows = test::RowsBy(*test::ConnectTo(path), "select n, day from t");
+    ASSERT_EQ(rows.size(), 3U);
+    EXPECT_TRUE(Has(rows[0], "isn't an extended date") && Has(rows[0], "'day'")) << rows[0];
+    EXPECT_TRUE(rows[0].starts_with("1|") && rows[2] == "3|1765-06-14 12:45:00");
 }
 
 // Access looks them up in that order, whatever the one in which they were made.
@@ -234,11 +222,8 @@ TEST_F(BentFiles, IndexesStandInTheOrderOfTheirNames) {
                       {Column("a", "LONG"), Column("b", "LONG")},
                       {Index("zeta", {"a"}), Index("Alpha", {"b"}), Index("mid", {"a", "b"})});
     }
-    const test::FileBytes file(path);
-    const auto source = file.Open();
-    ObjectCatalog catalog(*source);
     std::string names;
-    for (const auto& index : catalog.ReadTable(*catalog.Find("t")).logical_indexes) {
+    for (const auto& index : test::ReadRows(path, "t").def.logical_indexes) {
         names += index.name + " ";
     }
     EXPECT_EQ(names, "Alpha mid zeta ");
@@ -247,21 +232,23 @@ TEST_F(BentFiles, IndexesStandInTheOrderOfTheirNames) {
 // The number of a row within its page is a byte, and 255 is none.
 TEST_F(BentFiles, APageTakesNoMoreThan255RowsHoweverShortTheyAre) {
     const std::string path = MakeFile();
-    constexpr int kRows = 1'000;
+    constexpr std::size_t kRows = 1'000;
     {
         Opened opened(path);
         opened.Create("one by one", {Column("flag", "YESNO")});
         opened.Create("in bulk", {Column("flag", "YESNO")});
-        const auto single = opened.Table("one by one");
-        opened.Statement([&] {
-            for (int row = 0; row < kRows; ++row) {
-                single->Insert(std::vector<Cell>{Cell::Boolean(row % 3 == 0)});
+        const Cell rows[] = {Cell::Boolean(true), Cell::Boolean(false), Cell::Boolean(false)};
+        opened.Change("one by one", [&](sql::StoredTable& single) {
+            for (std::size_t row = 0; row < kRows; ++row) {
+                single.Insert({&rows[row % 3], 1});
             }
         });
         const auto bulk = opened.Table("in bulk");
-        for (int row = 0; row < kRows; ++row) {
-            opened.database->InsertRow(*bulk, std::vector<Cell>{Cell::Boolean(row % 3 == 0)});
+        for (std::size_t row = 0; row < kRows; ++row) {
+            opened.database->InsertRow(*bulk, {&rows[row % 3], 1});
         }
+        // Another connection of the process sees every row at once.
+        EXPECT_EQ(std::int64_t{kRows}, Opened(path).Table("in bulk")->CountRows());
         opened.file->store->Settle();
     }
     EXPECT_EQ("", Faults(path));
@@ -276,7 +263,7 @@ TEST_F(BentFiles, APageTakesNoMoreThan255RowsHoweverShortTheyAre) {
     EXPECT_EQ(fullest, 255U);
     for (const char* const table : {"one by one", "in bulk"}) {
         const auto content = Content(path, table);
-        EXPECT_EQ(content.size(), std::size_t{kRows});
+        EXPECT_EQ(content.size(), kRows);
         EXPECT_EQ(std::count(content.begin(), content.end(), "True|"), 334);
     }
 }

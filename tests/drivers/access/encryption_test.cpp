@@ -2,7 +2,7 @@
 // our own, encrypted here by an encryptor that shares only libcrypto with the product.
 
 #include "data/utf.h"
-#include "drivers/access/driver.h"
+#include "drivers/access/connected.h"
 #include "drivers/access/encryption/agile_description.h"
 #include "drivers/access/encryption/page_cipher.h"
 #include "drivers/access/file_bytes.h"
@@ -19,6 +19,8 @@ namespace vantry::access {
 namespace {
 
 namespace fs = std::filesystem;
+using test::ConnectTo;
+using test::RowsBy;
 using Strings = std::vector<std::string>;
 using Bytes = std::vector<unsigned char>;
 
@@ -129,35 +131,14 @@ struct Encryptor {
         const unsigned char versions[] = {4, 0, 4, 0, 0x40, 0, 0, 0};
         std::memcpy(header.data() + kOfficeEncryptionOffset + 2, versions, sizeof(versions));
         std::memcpy(header.data() + kOfficeEncryptionOffset + 10, xml.data(), xml.size());
-        std::ofstream(path, std::ios::binary)
-            .write(reinterpret_cast<const char*>(file.bytes.data()),
-                   static_cast<std::streamsize>(file.bytes.size()));
+        file.Save(path);
     }
 };
 
 // ---- What all of these tests ask ---------------------------------------------------------------
 
-std::unique_ptr<DriverConnection> Connect(const fs::path& path, const std::string& password) {
-    return MakeAccessDriver()->Connect(
-        ConnectionString::Parse("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + path.string() +
-                                ";Jet OLEDB:Database Password=" + password));
-}
-
-Strings Rows(DriverConnection& connection, const std::string& sql) {
-    Strings lines;
-    const auto cursor = connection.OpenCursor(sql);
-    while (cursor->Next()) {
-        std::string line;
-        for (const auto& cell : cursor->Row()) {
-            line += (line.empty() ? "" : "|") + (cell.IsNull() ? "NULL" : ToText(cell));
-        }
-        lines.push_back(std::move(line));
-    }
-    return lines;
-}
-
 std::string Refusal(const fs::path& path, const std::string& password) {
-    return ErrorOf([&] { Connect(path, password); });
+    return ErrorOf([&] { ConnectTo(path, password); });
 }
 
 // Other passwords, all of them wrong.
@@ -196,7 +177,7 @@ bool HoldsText(const fs::path& path, const std::string& ascii) {
 // Rows go in, are changed and deleted, 1,000 times in all; then the file must still be right, and
 // nothing of the content may be readable in it.
 void ChangeAndCheck(const fs::path& path, const std::string& password) {
-    const auto connection = Connect(path, password);
+    const auto connection = ConnectTo(path, password);
     connection->Execute("create table made (id long primary key, t text(100), m memo)");
     std::mt19937 random(7);
     std::map<int, std::string> model;
@@ -220,7 +201,7 @@ void ChangeAndCheck(const fs::path& path, const std::string& password) {
     for (const auto& [id, text] : model) {
         expected.push_back(std::to_string(id) + "|" + text);
     }
-    EXPECT_EQ(Rows(*Connect(path, password), "select id, t from made order by id"), expected);
+    EXPECT_EQ(RowsBy(*ConnectTo(path, password), "select id, t from made order by id"), expected);
     EXPECT_EQ(Verify(path, password).Text(), "");
     EXPECT_FALSE(HoldsText(path, "PLAINTEXT"));
     if (!password.empty()) {
@@ -245,7 +226,8 @@ protected:
 
 TEST_F(Encryption, AFileIsReadAndWrittenWithItsPasswordOnly) {
     const auto path = Ours();
-    EXPECT_EQ(Rows(*Connect(path, kPassword), "select n, len(memo) from t"), Strings{"1|10000"});
+    EXPECT_EQ(RowsBy(*ConnectTo(path, kPassword), "select n, len(memo) from t"),
+              Strings{"1|10000"});
     ExpectOnlyThisPassword(path, kPassword);
     ChangeAndCheck(path, kPassword);
 }
@@ -276,7 +258,7 @@ TEST_F(Encryption, FilesOfEachSchemeAreReadAndWritten) {
         const auto path = folder_ / one.file;
         fs::copy_file(shared / one.file, path);
         fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
-        rows[one.file] = Rows(*Connect(path, one.password), one.sql);
+        rows[one.file] = RowsBy(*ConnectTo(path, one.password), one.sql);
         EXPECT_EQ(rows[one.file].size(), 1U);
         ChangeAndCheck(path, one.password);
     }
@@ -288,7 +270,7 @@ TEST_F(Encryption, FilesOfEachSchemeAreReadAndWritten) {
     for (const char* encoded : {"db97-enc.mdb", "db-enc.mdb"}) {
         const auto path = folder_ / encoded;
         fs::copy_file(shared / encoded, path);
-        EXPECT_EQ(Rows(*Connect(path, ""), "select * from Table1").size(), 2U) << encoded;
+        EXPECT_EQ(RowsBy(*ConnectTo(path, ""), "select * from Table1").size(), 2U) << encoded;
         if (encoded == std::string("db-enc.mdb")) {  // files of Access 97 are only read
             fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
             ChangeAndCheck(path, "");
@@ -308,7 +290,7 @@ TEST_F(Encryption, AKilledWriteLosesNothingAndLeavesNothingPlain) {
         const auto ended = test::RunChild([&](const test::Report& report) {
             test::KillAt plan(point, point % 2 == 0 ? 512 : 0, test::Planted::Nothing);
             const test::InstalledPlan plan_installed(plan);
-            const auto connection = Connect(path, kPassword);
+            const auto connection = ConnectTo(path, kPassword);
             for (int row = 2; row < 20; ++row) {
                 connection->Execute("insert into t values (" + std::to_string(row) + ", '" +
                                     marker + std::string(5000, 'y') + "')");
@@ -319,7 +301,7 @@ TEST_F(Encryption, AKilledWriteLosesNothingAndLeavesNothingPlain) {
         EXPECT_FALSE(HoldsText(path, marker));
         const auto journal = path.string() + "-journal";
         EXPECT_FALSE(fs::exists(journal) && HoldsText(journal, marker));
-        const auto rows = Rows(*Connect(path, kPassword), "select n from t order by n");
+        const auto rows = RowsBy(*ConnectTo(path, kPassword), "select n from t order by n");
         most = std::max(most, static_cast<int>(rows.size()));
         for (std::size_t row = 0; row < rows.size(); ++row) {
             EXPECT_EQ(rows[row], std::to_string(row + 1)) << "killed at " << point;

@@ -27,6 +27,12 @@ public:
     // Throws DataError if the header is no good.
     std::unique_ptr<access::MemoryPageSource> Open() const { return OpenBytes(bytes); }
 
+    void Save(const std::filesystem::path& path) const {
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+    }
+
     template <typename Number>
     Number Get(std::size_t offset) const {
         Number number;

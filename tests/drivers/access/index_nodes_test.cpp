@@ -81,13 +81,11 @@ TEST_F(IndexNodes, KeepAnEntryThroughInsertsInAnyOrder) {
     EXPECT_EQ("", Faults(path_));
     // Each key changes: one goes and one comes, all over the tree.
     const auto rows = RowsOf(*table_);
-    const std::size_t column[] = {1};
     for (int round = 0; round < 3; ++round) {
         opened_->Statement([&] {
             for (std::size_t i = 0; i < rows.size(); ++i) {
                 const std::string text = TextOf(static_cast<int>(i) * 37 % 1'000 + 1'000 * round);
-                const Cell value[] = {Cell::Text(text)};
-                table_->Update(rows[i], column, value);
+                SetField(*table_, rows[i], 1, Cell::Text(text));
             }
         });
         EXPECT_EQ("", Faults(path_));
@@ -95,17 +93,18 @@ TEST_F(IndexNodes, KeepAnEntryThroughInsertsInAnyOrder) {
 }
 
 TEST_F(IndexNodes, KeepAnEntryThroughDeletes) {
-    std::mt19937 random(7);
     auto ascending = Shuffled(600, 2);
     std::sort(ascending.begin(), ascending.end());
-    Insert(ascending);
-    DeleteAll(20, [](std::size_t) { return std::size_t{0}; });
-    Insert(ascending);
-    DeleteAll(20, [](std::size_t left) { return left - 1; });
-    Insert(Shuffled(600, 3));
-    DeleteAll(20, [&](std::size_t left) { return random() % left; });
-    Insert(ascending);
-    DeleteAll(20, [](std::size_t left) { return left / 2; });
+    std::mt19937 random(7);
+    const std::function<std::size_t(std::size_t)> picks[] = {
+        [](std::size_t) { return std::size_t{0}; },
+        [](std::size_t left) { return left - 1; },
+        [&](std::size_t left) { return random() % left; },
+        [](std::size_t left) { return left / 2; }};
+    for (const auto& pick : picks) {
+        Insert(ascending);
+        DeleteAll(20, pick);
+    }
 }
 
 // Leaves are linked from end to end, which the verifier looks at; nodes below one parent only, as
@@ -216,48 +215,6 @@ TEST_F(IndexNodes, AreNotPutOnThePagesOfTheFreeMap) {
     Insert(Shuffled(200, 9));
     EXPECT_EQ(Verify(path_).findings, std::vector<std::string>());
     EXPECT_TRUE(Has(Faults(path_), "the global page map and is marked free"));
-}
-
-// An empty binary's key is a prefix of all others: its entries come first whatever their rows are.
-class IndexedBinaries : public WithoutSync {};
-
-TEST_F(IndexedBinaries, MayBeEmpty) {
-    const std::string path = (folder_.Path() / "binaries.accdb").string();
-    CreateDatabaseFile(path);
-    Opened opened(path);
-    opened.Create("b",
-                  {Column("id", "LONG"), Column("b", "VARBINARY", 20), Column("t", "TEXT", 255)},
-                  {Index("up", {"b"}), Index("down", {"-b", "id"})});
-    const auto table = opened.Table("b");
-    std::mt19937 random(11);
-    const auto bytes = [&] {
-        std::vector<std::byte> value(random() % 4);
-        for (std::byte& byte : value) {
-            byte = std::byte{static_cast<unsigned char>(random() % 2)};
-        }
-        return value;
-    };
-    opened.Statement([&] {
-        for (int id = 0; id < 2'000; ++id) {
-            const auto value = bytes();
-            const Cell binary = id % 7 == 0 ? Cell::Null() : Cell::Bytes(value);
-            table->Insert(
-                std::vector{Cell::Int64(id), binary, Cell::Text(std::string(random() % 200, 'x'))});
-        }
-    });
-    EXPECT_EQ("", Faults(path));
-    auto rows = RowsOf(*table);
-    std::shuffle(rows.begin(), rows.end(), random);
-    const std::size_t column[] = {1};
-    opened.Statement([&] {
-        for (std::size_t i = 0; i < rows.size(); ++i) {
-            const auto value = bytes();
-            const Cell binary[] = {Cell::Bytes(value)};
-            i % 2 == 0 ? table->Update(rows[i], column, binary) : table->Delete(rows[i]);
-        }
-    });
-    EXPECT_EQ("", Faults(path));
-    EXPECT_EQ(RowsOf(*table).size(), 1'000U);
 }
 
 }  // namespace

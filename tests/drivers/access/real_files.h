@@ -1,9 +1,12 @@
 #pragma once
 // The files that Access itself wrote.
 
+#include "support/temp_dir.h"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <string>
 
 namespace vantry::test {
 
@@ -17,6 +20,16 @@ protected:
             GTEST_SKIP() << kRealFiles << " isn't there";
         }
     }
+    std::string CopyOf(const std::string& name) const {
+        const auto path = folder_ / name;
+        std::filesystem::copy_file(
+            kRealFiles / name, path, std::filesystem::copy_options::overwrite_existing);
+        std::filesystem::permissions(
+            path, std::filesystem::perms::owner_write, std::filesystem::perm_options::add);
+        return path;
+    }
+
+    TempDir folder_;
 };
 
 }  // namespace vantry::test

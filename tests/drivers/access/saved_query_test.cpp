@@ -2,7 +2,7 @@
 
 #include "drivers/access/catalogue/saved_query.h"
 
-#include "drivers/access/driver.h"
+#include "drivers/access/connected.h"
 #include "drivers/access/engine_rows.h"
 #include "drivers/access/pages/page_source.h"
 #include "files/error_of.h"
@@ -27,14 +27,6 @@ std::vector<Row> AllOf(std::initializer_list<const char*> tables, const std::vec
 
 class SavedQuery : public testing::Test {
 protected:
-    SavedQuery() {
-        const auto driver = MakeAccessDriver();
-        const auto string =
-            ConnectionString::Parse("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + Path());
-        driver->CreateDatabase(string);
-        connection_ = driver->Connect(string);
-    }
-
     std::string Path() const { return (folder_ / "queries.mdb").string(); }
 
     void Add(const std::string& name, int kind, const std::vector<Row>& rows) {
@@ -58,10 +50,8 @@ protected:
         return text + error;
     }
 
-    std::unique_ptr<DriverConnection> connection_;
-
-private:
     test::TempDir folder_;
+    std::unique_ptr<DriverConnection> connection_ = test::ConnectToNew(Path());
     EngineRows rows_{Path()};
 };
 
@@ -158,16 +148,16 @@ TEST_F(SavedQuery, IsReadLikeATable) {
          {5, "", "a"},
          {5, "", "b"},
          {7, "a.id = b.aid", "a", "b", 2}});
-    const auto cursor = connection_->OpenCursor("select * from words where word <> 'one'");
-    ASSERT_TRUE(cursor->Next());
-    EXPECT_EQ(cursor->Columns()[0].name, "word");
-    EXPECT_EQ(cursor->Row()[1].AsText(), "zwei");
-    EXPECT_FALSE(cursor->Next());
+    EXPECT_EQ(connection_->OpenCursor("select * from words")->Columns()[0].name, "word");
+    EXPECT_EQ(test::RowsBy(*connection_, "select * from words where word <> 'one'"),
+              std::vector<std::string>{"two|zwei"});
 }
 
 TEST_F(SavedQuery, IsListedAndLinksSayWhereTheyLeadButNotTheirPasswords) {
     AddLink("near", ObjectType::Link, "Z:\\data\\shop.mdb", "");
     AddLink("far", ObjectType::OdbcLink, "", "DSN=shop;UID=joe;PWD=hidden");
+    const auto hidden = Cell::Int64(kObjectHidden);
+    rows_.AddObject("hidden", ObjectType::Table, {{"Flags", hidden}});
     Add("every", 0, {{6, "*"}, {5, "", "near"}});
     Add("union", 0x80, {{5, "select 1", "", "X"}});
     Add("gone", 0x20, {{5, "", "near"}});
@@ -178,7 +168,8 @@ TEST_F(SavedQuery, IsListedAndLinksSayWhereTheyLeadButNotTheirPasswords) {
         listed += is_engines ? "" : table.name + ": " + table.type + "; ";
     }
     EXPECT_EQ(listed,
-              "every: VIEW; far: PASS-THROUGH; MSysObjects: SYSTEM TABLE; near: LINK; own: TABLE; "
+              "every: VIEW; far: PASS-THROUGH; hidden: TABLE; MSysObjects: SYSTEM TABLE; near: "
+              "LINK; own: TABLE; "
               "union: VIEW; ");
     const auto why = [&](const std::string& table) {
         return test::ErrorOf([&] { connection_->OpenCursor("select * from " + table); });

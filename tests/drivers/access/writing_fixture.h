@@ -49,9 +49,13 @@ struct Opened {
             throw;
         }
     }
-    void Insert(std::string_view table, const std::vector<Cell>& row) {
+    template <typename Work>
+    void Change(std::string_view table, Work&& work) {
         const auto opened = Table(table);
-        Statement([&] { opened->Insert(row); });
+        Statement([&] { work(*opened); });
+    }
+    void Insert(std::string_view table, const std::vector<Cell>& row) {
+        Change(table, [&](sql::StoredTable& opened) { opened.Insert(row); });
     }
 
     std::shared_ptr<DatabaseFile> file;
@@ -97,6 +101,13 @@ inline std::vector<sql::RowId> RowsOf(sql::StoredTable& table) {
         rows.push_back(scan->CurrentRow());
     }
     return rows;
+}
+
+inline void SetField(sql::StoredTable& table,
+                     sql::RowId row,
+                     std::size_t column,
+                     const Cell& value) {
+    table.Update(row, {&column, 1}, {&value, 1});
 }
 
 // Every row of a table, as text, sorted.

@@ -5,6 +5,7 @@
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "drivers/foxpro/driver.h"
+#include "drivers/foxpro/verify/verify.h"
 #include "support/child_program.h"
 #include "support/temp_dir.h"
 
@@ -76,22 +77,40 @@ inline Rows RowsOf(DriverConnection& connection, const std::string& sql) {
     return rows;
 }
 
-// The values of one row as they are, by the text forms of the program.
-inline std::vector<std::string> TextsOfRow(DriverConnection& connection,
-                                           const std::string& sql,
-                                           int row = 0) {
+// The values of one row as they are, by the text forms of the program, apart by "|".
+inline std::string RowText(DriverConnection& connection, const std::string& sql, int row = 0) {
     const auto cursor = connection.OpenCursor(sql);
-    std::vector<std::string> texts;
+    std::string text;
     for (; row >= 0 && cursor->Next(); --row) {
-        texts.clear();
+        text.clear();
         for (std::size_t k = 0; k < cursor->Row().size(); ++k) {
             const auto& cell = cursor->Row()[k];
-            texts.push_back(cell.IsNull()                          ? "NULL"
-                            : cell.Kind() == ValueKind::Unreadable ? cursor->FieldError(k).what()
-                                                                   : ToText(cell));
+            text += (k > 0 ? "|" : "") + (cell.IsNull() ? "NULL"
+                                          : cell.Kind() == ValueKind::Unreadable
+                                              ? cursor->FieldError(k).what()
+                                              : ToText(cell));
         }
     }
-    return texts;
+    return text;
+}
+
+// The error of a statement, empty if there is none.
+inline std::string ErrorOf(DriverConnection& connection, const std::string& sql) {
+    try {
+        connection.Execute(sql);
+    } catch (const DataError& error) {
+        return error.Description();
+    }
+    return {};
+}
+
+// What a verifier finds in a file that FoxPro made, but for the pages of a tag that was dropped,
+// which it leaves behind.
+inline Rows WithoutDropped(Rows findings) {
+    std::erase_if(findings, [](const std::string& finding) {
+        return finding.ends_with("pages belong to nothing");
+    });
+    return findings;
 }
 
 inline Rows RowsByDbfread(const std::filesystem::path& path, const std::string& encoding = {}) {
@@ -114,18 +133,53 @@ inline bool HasDbfread() {
     return !test::OutputOf({"/usr/bin/python3", "-c", "import dbfread; print(1)"}).empty();
 }
 
+// Tables in a folder of the test's own, each statement by a connection of its own unless the test
+// keeps one.
+class TableTest : public testing::Test {
+protected:
+    void Run(const std::string& sql, const std::string& more = {}) {
+        if (!keeps_connection_) {
+            Connect(folder_.Path(), more)->Execute(sql);
+            return;
+        }
+        if (!connection_) {
+            connection_ = Connect(folder_.Path(), "CodePage=1252");
+        }
+        connection_->Execute(sql);
+    }
+    // The statement fails, and says so with these words.
+    void Refused(const std::string& sql,
+                 const std::string& words = {},
+                 const std::string& more = {}) {
+        std::string error;
+        try {
+            Run(sql, more);
+        } catch (const DataError& failed) {
+            error = failed.Description();
+        }
+        EXPECT_TRUE(!error.empty() && error.find(words) != std::string::npos)
+            << sql << ": " << error;
+    }
+    std::string RowOf(const std::string& sql, int row = 0) const {
+        return RowText(*Connect(folder_.Path()), sql, row);
+    }
+    void ExpectSound(const std::string& table) const {
+        EXPECT_EQ(Verify((folder_ / (table + ".dbf")).string()), Rows()) << table;
+    }
+
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
+    bool keeps_connection_ = false;
+    std::unique_ptr<DriverConnection> connection_;
+};
+
 // A copy of the real files, writable.
 class RealFilesTest : public testing::Test {
 protected:
     void SetUp() override {
-        if (!std::filesystem::exists(kRealFiles)) {
+        namespace fs = std::filesystem;
+        if (!fs::exists(kRealFiles)) {
             GTEST_SKIP() << kRealFiles << " isn't there";
         }
-        Copy();
-    }
-    void Copy() {
-        namespace fs = std::filesystem;
-        fs::remove_all(folder_ / "real");
         fs::copy(kRealFiles, folder_ / "real", fs::copy_options::recursive);
         for (const auto& entry : fs::recursive_directory_iterator(folder_ / "real")) {
             fs::permissions(entry.path(), fs::perms::owner_all, fs::perm_options::add);

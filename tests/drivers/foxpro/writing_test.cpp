@@ -1,160 +1,86 @@
-// Tables that we make and fill, read back by us and by independent readers.
+// Tables that we make and fill, to the ends of what the format allows, read back by us and by an
+// independent reader, and the bytes that the format fixes.
 
 #include "drivers/foxpro/reading.h"
-#include "drivers/foxpro/verify/verify.h"
 
 #include <random>
 
 namespace vantry::foxpro {
 namespace {
 
-using Texts = std::vector<std::string>;
-
-class WritingTest : public testing::Test {
-protected:
-    void Run(const std::string& sql, const std::string& more = {}) {
-        Connect(folder_.Path(), more)->Execute(sql);
-    }
-    std::string ErrorOf(const std::string& sql, const std::string& more = {}) {
-        try {
-            Run(sql, more);
-        } catch (const DataError& error) {
-            return error.Description();
-        }
-        return {};
-    }
-    Texts First(const std::string& sql, const std::string& more = {}) {
-        return TextsOfRow(*Connect(folder_.Path(), more), sql);
-    }
-    void ExpectSound(const std::string& table) {
-        EXPECT_EQ(Verify((folder_ / (table + ".dbf")).string()), Texts()) << table;
-    }
-    static unsigned Byte(const std::string& content, std::size_t at) {
-        return static_cast<unsigned char>(content.at(at));
-    }
-
-    test::TempDir folder_{test::MemoryFolder(), "vantry"};
-};
+class WritingTest : public TableTest {};
 
 // Bytes that the format fixes.
 TEST_F(WritingTest, ANewTableHasTheHeaderOfItsKind) {
+    const auto hex = [this](const std::string& file, std::size_t at, std::size_t count) {
+        return HexOf(folder_.Read(file).substr(at, count));
+    };
     Run("CREATE TABLE plain (id I, name C(50) NOT NULL)", "CodePage=1252;Null=No");
-    const auto plain = folder_.Read("plain.dbf");
-    ASSERT_EQ(plain.size(), 360U + 1);
-    EXPECT_EQ(Byte(plain, 0), 0x30U);
-    EXPECT_EQ(Byte(plain, 8) + 256 * Byte(plain, 9), 360U);
-    EXPECT_EQ(Byte(plain, 10) + 256 * Byte(plain, 11), 55U);
-    EXPECT_EQ(Byte(plain, 28), 0U);
-    EXPECT_EQ(Byte(plain, 29), 0x03U);
-    EXPECT_EQ(plain.substr(32, 11), std::string("ID\0\0\0\0\0\0\0\0\0", 11));
-    EXPECT_EQ(plain[32 + 11], 'I');
-    EXPECT_EQ(Byte(plain, 32 + 12), 1U);
-    EXPECT_EQ(Byte(plain, 32 + 18), 0x04U);
-    EXPECT_EQ(Byte(plain, 64 + 12), 5U);
-    EXPECT_EQ(Byte(plain, 64 + 16), 50U);
-    EXPECT_EQ(Byte(plain, 96), 0x0DU);
-    EXPECT_EQ(plain.substr(97, 263), std::string(263, '\0'));
-    EXPECT_EQ(Byte(plain, 360), 0x1AU);
+    EXPECT_EQ(hex("plain.dbf", 0, 1), "30");
+    EXPECT_EQ(hex("plain.dbf", 8, 4), "68013700") << "length of the header and of a record";
+    EXPECT_EQ(hex("plain.dbf", 28, 2), "0003") << "sidecars, code page";
+    EXPECT_EQ(hex("plain.dbf", 32, 19), "4944" + std::string(18, '0') + "49" + "01000000040004");
+    EXPECT_EQ(hex("plain.dbf", 64 + 12, 5), "0500000032") << "place and length of NAME";
+    EXPECT_EQ(hex("plain.dbf", 96, 9999), "0d" + std::string(2 * 263, '0') + "1a");
 
     Run("CREATE TABLE flags (a I AUTOINC NEXTVALUE 7 STEP 2, v V(10) NULL, m M NOT NULL)");
-    const auto flags = folder_.Read("flags.dbf");
-    EXPECT_EQ(Byte(flags, 0), 0x32U);
-    EXPECT_EQ(Byte(flags, 28), 0x02U);
-    EXPECT_EQ(Byte(flags, 32 + 18), 0x0CU);
-    EXPECT_EQ(Byte(flags, 32 + 19), 7U);
-    EXPECT_EQ(Byte(flags, 32 + 23), 2U);
-    EXPECT_EQ(flags.substr(32 + 3 * 32, 10), "_NullFlags");
-    EXPECT_EQ(flags[32 + 3 * 32 + 11], '0');
-    EXPECT_EQ(Byte(flags, 32 + 3 * 32 + 18), 0x05U);
-    EXPECT_EQ(folder_.Read("flags.fpt").substr(0, 8), std::string("\0\0\0\x08\0\0\0\x40", 8));
-    EXPECT_EQ(folder_.Read("flags.fpt").size(), 512U);
+    EXPECT_EQ(hex("flags.dbf", 0, 1) + hex("flags.dbf", 28, 1), "3202");
+    EXPECT_EQ(hex("flags.dbf", 32 + 18, 6), "0c0700000002");
+    EXPECT_EQ(folder_.Read("flags.dbf").substr(128, 12),
+              std::string("_NullFlags\0"
+                          "0",
+                          12));
+    EXPECT_EQ(hex("flags.dbf", 128 + 18, 1), "05");
+    EXPECT_EQ(hex("flags.fpt", 0, 9999), "0000000800000040" + std::string(2 * 504, '0'));
     // No field takes 255 characters, a memo does.
     Run("CREATE TABLE wide (a C(255))");
     EXPECT_EQ(folder_.Read("wide.dbf")[32 + 11], 'M');
     Run("CREATE TABLE counted (a I AUTOINC)");
-    EXPECT_EQ(Byte(folder_.Read("counted.dbf"), 0), 0x31U);
+    EXPECT_EQ(hex("counted.dbf", 0, 1), "31");
 }
 
 TEST_F(WritingTest, EveryTypeComesBackAsItWas) {
     Run("CREATE TABLE everything (c C(12), cb C(4) NOCPTRANS, v V(9), q Q(5), n N(12,3), f F(20), "
         "y Y, i I, b B(4), l L, d D, t T, m M, mb M NOCPTRANS, g G, w W)");
     const auto connection = Connect(folder_.Path());
-    const auto statement =
-        connection->Prepare("INSERT INTO everything VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)", {});
     const std::string raw("\0\x1A\xFF\x80", 4);
     const auto bytes = Cell::Bytes(std::as_bytes(std::span(raw)));
     const std::string long_text = std::string(70'000, 'x') + " é €";
-    const DateTime moment{36526, (12 * 3600 + 34 * 60 + 56) * kNanosPerSecond};
-    statement->Execute(std::vector<Cell>{
-        Cell::Text("Zoë €"),
-        bytes,
-        Cell::Text("two  "),
-        bytes,
-        Cell::NumberText("-12345.678"),
-        Cell::NumberText("12345678901234567890"),
-        Cell::FromDecimal({-9'223'372'036'854'775'807, 4}),
-        Cell::Int64(-2'147'483'647),
-        Cell::Double(4.9e-324),
-        Cell::Boolean(true),
-        Cell::FromDateTime({kMinDay, 0}),
-        Cell::FromDateTime(moment),
-        Cell::Text(long_text),
-        bytes,
-        bytes,
-        bytes,
-    });
-    statement->Execute(std::vector<Cell>(16, Cell::Null()));
-    statement->Execute(std::vector<Cell>{Cell::Text(""),
-                                         Cell::Text("four"),
-                                         Cell::Text("full  999"),
-                                         Cell::Text("12345"),
-                                         Cell::Double(0.0005),
-                                         Cell::Int64(-1),
-                                         Cell::Double(0.00005),
-                                         Cell::Text("17"),
-                                         Cell::Text("1e3"),
-                                         Cell::Int64(0),
-                                         Cell::FromDateTime({kMaxDay, 1}),
-                                         Cell::FromDateTime({5, kNanosPerDay - 1}),
-                                         Cell::Text(""),
-                                         Cell::Text("m"),
-                                         Cell::Null(),
-                                         Cell::Null()});
+    connection
+        ->Prepare(
+            "INSERT INTO everything VALUES ('Zoë €', ?, 'two  ', ?, -12345.678, "
+            "'12345678901234567890', -922337203685477.5807, -2147483647, ?, .T., ?, "
+            "{^2000-01-01 12:34:56}, ?, ?, ?, ?)",
+            {})
+        ->Execute(std::vector<Cell>{bytes,
+                                    bytes,
+                                    Cell::Double(4.9e-324),
+                                    Cell::FromDateTime({kMinDay, 0}),
+                                    Cell::Text(long_text),
+                                    bytes,
+                                    bytes,
+                                    bytes});
+    connection->Prepare("INSERT INTO everything VALUES (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)", {})
+        ->Execute(std::vector<Cell>(16, Cell::Null()));
+    connection
+        ->Prepare(
+            "INSERT INTO everything VALUES ('', 'four', 'full  999', '12345', 0.0005, -1, "
+            "0.00005, '17', '1e3', .F., ?, ?, '', 'm', NULL, NULL)",
+            {})
+        ->Execute(std::vector<Cell>{Cell::FromDateTime({kMaxDay, 1}),
+                                    Cell::FromDateTime({5, kNanosPerDay - 1})});
     connection->Settle();
-    EXPECT_TRUE(First("SELECT * FROM everything") == (Texts{"Zoë €",
-                                                            raw,
-                                                            "two  ",
-                                                            raw,
-                                                            "-12345.678",
-                                                            "12345678901234567890",
-                                                            "-922337203685477.5807",
-                                                            "-2147483647",
-                                                            "5E-324",
-                                                            "True",
-                                                            "0001-01-01",
-                                                            "2000-01-01 12:34:56",
-                                                            long_text,
-                                                            raw,
-                                                            raw,
-                                                            raw}));
-    EXPECT_EQ(TextsOfRow(*connection, "SELECT * FROM everything", 1), Texts(16, "NULL"));
-    EXPECT_EQ(TextsOfRow(*connection, "SELECT * FROM everything", 2),
-              (Texts{"",
-                     "four",
-                     "full  999",
-                     "12345",
-                     "0.001",
-                     "-1",
-                     "0.0001",
-                     "17",
-                     "1000",
-                     "False",
-                     "9999-12-31",
-                     "1900-01-05",
-                     "",
-                     "m",
-                     "NULL",
-                     "NULL"}));
+    EXPECT_TRUE(RowOf("SELECT * FROM everything") ==
+                "Zoë €|" + raw + "|two  |" + raw +
+                    "|-12345.678|12345678901234567890|-922337203685477.5807|-2147483647|5E-324|"
+                    "True|0001-01-01|2000-01-01 12:34:56|" +
+                    long_text + "|" + raw + "|" + raw + "|" + raw);
+    EXPECT_EQ(RowsOf(*connection, "SELECT * FROM everything")[1],
+              "null\tnull\tnull\tnull\tnull\tnull\tnull\tnull\tnull\tnull\tnull\tnull\tnull\tnull\t"
+              "null\tnull");
+    EXPECT_EQ(RowOf("SELECT * FROM everything", 2),
+              "|four|full  999|12345|0.001|-1|0.0001|17|1000|False|9999-12-31|1900-01-05||m|NULL|"
+              "NULL");
     ExpectSound("everything");
 }
 
@@ -164,10 +90,7 @@ TEST_F(WritingTest, WhatDoesntFitIsAnErrorOfItsRow) {
         "CodePage=1252");
     Run("INSERT INTO narrow (c) VALUES ('abc')");
     const auto before = folder_.Read("narrow.dbf");
-    const struct {
-        const char* values;
-        const char* says;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"(c) VALUES ('abcd')", "4 bytes for a width of 3"},
         {"(c) VALUES (NULL)", "does not accept null values"},
         {"(c) VALUES ('日')", "code page 1252"},
@@ -179,17 +102,14 @@ TEST_F(WritingTest, WhatDoesntFitIsAnErrorOfItsRow) {
         {"(c, y) VALUES ('a', 922337203685477.5808)", "outside the range of a currency"},
         {"(c, nosuch) VALUES ('a', 1)", "nosuch"},
     };
-    for (const auto& row : rows) {
-        const auto error = ErrorOf(std::string("INSERT INTO narrow ") + row.values);
-        EXPECT_NE(error.find(row.says), std::string::npos) << row.values << ": " << error;
+    for (const auto& [values, says] : rows) {
+        Refused(std::string("INSERT INTO narrow ") + values, says);
     }
     EXPECT_EQ(folder_.Read("narrow.dbf"), before);
     Run("INSERT INTO narrow (c, n) VALUES ('ab ', -0.004)");
-    EXPECT_EQ(TextsOfRow(*Connect(folder_.Path()), "SELECT c, n FROM narrow", 1),
-              (Texts{"ab", "0.00"}));
+    EXPECT_EQ(RowOf("SELECT c, n FROM narrow", 1), "ab|0.00");
     Run("INSERT INTO narrow (c, n) VALUES ('abc   ', -9.985)");
-    EXPECT_EQ(TextsOfRow(*Connect(folder_.Path()), "SELECT c, n FROM narrow", 2),
-              (Texts{"abc", "-9.99"}));
+    EXPECT_EQ(RowOf("SELECT c, n FROM narrow", 2), "abc|-9.99");
     ExpectSound("narrow");
 }
 
@@ -215,16 +135,15 @@ TEST_F(WritingTest, ChangesAndDeletionsKeepTheRest) {
     connection->Execute("UPDATE t SET note = 'changed', name = 'new' WHERE id <= 100");
     connection->Execute("DELETE FROM t WHERE id > 450");
     EXPECT_EQ(RowsOf(*connection, "SELECT count(*) FROM t"), Rows{"450"});
-    EXPECT_EQ(First("SELECT name, note FROM t WHERE id = 100"), (Texts{"new", "changed"}));
-    EXPECT_EQ(First("SELECT name FROM t WHERE id = 101"), Texts{"name"});
+    EXPECT_EQ(RowOf("SELECT name, note FROM t WHERE id = 100"), "new|changed");
+    EXPECT_EQ(RowOf("SELECT name FROM t WHERE id = 101"), "name");
     EXPECT_EQ(RowsOf(*Connect(folder_.Path(), "Deleted=No"), "SELECT count(*) FROM t"),
               Rows{"500"});
     ExpectSound("t");
     connection->Execute("DELETE FROM t");
-    EXPECT_EQ(folder_.Read("t.dbf").size(), std::filesystem::file_size(folder_ / "t.dbf"));
     EXPECT_EQ(std::filesystem::file_size(folder_ / "t.fpt"), 512U);
     connection->Execute("INSERT INTO t VALUES (1, 'a', 'b')");
-    EXPECT_EQ(First("SELECT * FROM t"), (Texts{"1", "a", "b"}));
+    EXPECT_EQ(RowOf("SELECT * FROM t"), "1|a|b");
     ExpectSound("t");
     connection->Execute("DROP TABLE t");
     EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
@@ -291,10 +210,7 @@ TEST_F(WritingTest, AnIndependentReaderSeesTheSameRows) {
 }
 
 TEST_F(WritingTest, DefinitionsThatNoTableHasAreRefused) {
-    const struct {
-        const char* fields;
-        const char* says;
-    } tables[] = {
+    const std::pair<const char*, const char*> tables[] = {
         {"a C(0)", "1 to 254"},
         {"a Q(255)", "1 to 254"},
         {"a N(21)", "1 to 20"},
@@ -305,16 +221,123 @@ TEST_F(WritingTest, DefinitionsThatNoTableHasAreRefused) {
         {"a C(5), A I", "already exists"},
         {"a I NOCPTRANS", "holds no text"},
     };
-    for (const auto& table : tables) {
-        const auto error = ErrorOf(std::string("CREATE TABLE bad (") + table.fields + ")");
-        EXPECT_NE(error.find(table.says), std::string::npos) << table.fields << ": " << error;
+    for (const auto& [fields, says] : tables) {
+        Refused(std::string("CREATE TABLE bad (") + fields + ")", says);
     }
-    EXPECT_NE(ErrorOf("CREATE TABLE bad (a I)", "CodePage=1258").find("1258"), std::string::npos);
+    Refused("CREATE TABLE bad (a I)", "1258", "CodePage=1258");
     EXPECT_TRUE(std::filesystem::is_empty(folder_.Path()));
     folder_.Write("kept.fpt", std::string(2000, 'x'));
-    EXPECT_NE(ErrorOf("CREATE TABLE kept (m M)").find("kept.fpt"), std::string::npos);
+    Refused("CREATE TABLE kept (m M)", "kept.fpt");
     EXPECT_EQ(folder_.Read("kept.fpt"), std::string(2000, 'x'));
     EXPECT_FALSE(std::filesystem::exists(folder_ / "kept.dbf"));
+}
+
+TEST_F(WritingTest, ARecordHasTheBytesThatTheFormatFixes) {
+    const auto connection = Connect(folder_.Path(), "CodePage=1252");
+    connection->Execute(
+        "CREATE TABLE b (q Q(4) NULL, v V(6) NULL, w V(4) NOT NULL, i I NOT NULL, t T NOT NULL, d "
+        "D NOT NULL, l L NOT NULL, n N(8,2) NOT NULL, y Y NOT NULL, b B NOT NULL, c C(4) NULL)");
+    const std::string four("\0\x20\xFF\x7F", 4);
+    const auto insert = connection->Prepare("INSERT INTO b VALUES (?,?,?,?,?,?,?,?,?,?,?)", {});
+    insert->Execute(std::vector<Cell>{Cell::Bytes(std::as_bytes(std::span(four))),
+                                      Cell::Text("été"),
+                                      Cell::Text(""),
+                                      Cell::Int64(10248),
+                                      Cell::FromDateTime({34659, 48'939 * kNanosPerSecond}),
+                                      Cell::FromDateTime({34659, 0}),
+                                      Cell::Boolean(true),
+                                      Cell::FromDecimal({-123, 2}),
+                                      Cell::FromDecimal({-1, 4}),
+                                      Cell::Double(1.5),
+                                      Cell::Null()});
+    connection->Settle();
+    const auto file = folder_.Read("b.dbf");
+    const auto record = file.substr(296 + 32 * 12);
+    // Bits: 0 short Q, 1 null Q, 2 short V, 3 null V, 4 short W, 5 null C.
+    EXPECT_EQ(
+        HexOf(record),
+        HexOf(" " + four + "\xE9t\xE9  \x03" + std::string("   \0", 4) +
+              std::string("\x08\x28\0\0", 4) + std::string("\x0E\x61\x25\0\xF8\xBF\xEA\x02", 8) +
+              "19941121T   -1.23" + std::string(8, '\xFF') +
+              std::string("\0\0\0\0\0\0\xF8\x3F", 8) + "    " + "\x34\x1A"));
+    ExpectSound("b");
+}
+
+TEST_F(WritingTest, TheWidestTablesAndAnEmptyOneAreReadByOthers) {
+    const auto connection = Connect(folder_.Path(), "CodePage=1252");
+    std::string nullable;
+    std::string values;
+    for (int k = 1; k <= 254; ++k) {
+        nullable += (k == 1 ? "f" : ", f") + std::to_string(k) + " C(254)";
+        values += (k == 1 ? "'v" : ", 'v") + std::to_string(k) + "'";
+    }
+    connection->Execute("CREATE TABLE wide (" + nullable + ")");
+    EXPECT_EQ(RowsOf(*connection, "SELECT * FROM wide"), Rows());
+    if (HasDbfread()) {
+        EXPECT_EQ(RowsByDbfread(folder_ / "wide.dbf"), Rows());
+    }
+    connection->Execute("INSERT INTO wide VALUES (" + values + ")");
+    const auto rows = RowsOf(*Connect(folder_.Path()), "SELECT * FROM wide");
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].substr(0, 5), HexOf("v1") + "\t");
+    EXPECT_TRUE(rows[0].ends_with("\t" + HexOf("v254")));
+    if (HasDbfread()) {
+        EXPECT_EQ(RowsByDbfread(folder_ / "wide.dbf"), rows);
+    }
+    ExpectSound("wide");
+    // One more has room only where no null flags are needed.
+    EXPECT_THROW(connection->Execute("CREATE TABLE wider (" + nullable + ", f255 C(1))"),
+                 DataError);
+    Connect(folder_.Path(), "Null=No")->Execute("CREATE TABLE wider (" + nullable + ", f255 C(1))");
+    ExpectSound("wider");
+}
+
+// Around the borders of blocks, and large ones in one transaction with small ones.
+TEST_F(WritingTest, MemosOfEverySizeComeBack) {
+    const auto connection = Connect(folder_.Path(), "CodePage=1252");
+    connection->Execute("CREATE TABLE memos (n N(10) NOT NULL, m M NOT NULL, w W NOT NULL)");
+    const auto insert = connection->Prepare("INSERT INTO memos VALUES (?,?,?)", {});
+    const auto content = [](std::size_t size) {
+        std::string bytes(size, '\0');
+        for (std::size_t k = 0; k < size; ++k) {
+            bytes[k] = static_cast<char>(32 + (k * 7 + size) % 90);
+        }
+        return bytes;
+    };
+    const std::vector<std::size_t> sizes = {
+        0, 1, 55, 56, 57, 120, 121, 503, 504, 505, 65'535, 262'144, 262'137, 1'000'000, 20'000'000};
+    for (const auto size : sizes) {
+        const auto text = content(size);
+        insert->Execute(std::vector<Cell>{Cell::Int64(static_cast<std::int64_t>(size)),
+                                          Cell::Text(text),
+                                          Cell::Bytes(std::as_bytes(std::span(text)))});
+    }
+    connection->Settle();
+    const auto again = Connect(folder_.Path());
+    const auto cursor = again->OpenCursor("SELECT * FROM memos");
+    for (const auto size : sizes) {
+        ASSERT_TRUE(cursor->Next());
+        const auto text = content(size);
+        EXPECT_TRUE(cursor->Row()[1].AsText() == text) << size;
+        EXPECT_TRUE(size == 0 || cursor->Row()[2].AsText() == text) << size;
+    }
+    ExpectSound("memos");
+}
+
+// A table comes without its memo file, or with sidecars spelled in other letters.
+TEST_F(WritingTest, SidecarsAreFoundOrMissedWithoutHarm) {
+    {
+        const auto connection = Connect(folder_.Path());
+        connection->Execute("CREATE TABLE t (id I, m M)");
+        connection->Execute("INSERT INTO t VALUES (1, 'memo')");
+    }
+    std::filesystem::rename(folder_ / "t.fpt", folder_ / "T.Fpt");
+    EXPECT_EQ(RowOf("SELECT * FROM t"), "1|memo");
+    std::filesystem::remove(folder_ / "T.Fpt");
+    const auto connection = Connect(folder_.Path());
+    EXPECT_EQ(RowOf("SELECT * FROM t"), "1|NULL");
+    EXPECT_THROW(connection->Execute("INSERT INTO t VALUES (2, 'x')"), DataError);
+    EXPECT_EQ(RowsOf(*connection, "SELECT id FROM t"), Rows{"1"});
 }
 
 }  // namespace

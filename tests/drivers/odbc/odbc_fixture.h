@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -83,6 +84,21 @@ inline std::string Shown(const std::vector<Value>& row) {
     std::string text;
     for (const auto& value : row) {
         text.append(text.empty() ? "" : " | ").append(Shown(value));
+    }
+    return text;
+}
+
+// "type size", and "p" and "s" before precision and scale where they apply.
+inline std::string Shown(const ColumnInfo& column) {
+    return std::to_string(column.type) + " " + std::to_string(column.defined_size) +
+           (column.precision == kDoesNotApply ? "" : " p" + std::to_string(column.precision)) +
+           (column.scale == kDoesNotApply ? "" : " s" + std::to_string(column.scale));
+}
+// The same of all columns, each behind its name.
+inline std::string Shown(std::span<const ColumnInfo> columns) {
+    std::string text;
+    for (const auto& column : columns) {
+        text.append(text.empty() ? "" : ", ").append(column.name + " " + Shown(column));
     }
     return text;
 }

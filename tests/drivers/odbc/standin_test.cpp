@@ -33,16 +33,6 @@ TEST_F(StandInTest, OracleIsReachedByEachOfItsTemplatesAndKeepsItsNames) {
           std::string("DSN=orcl;User ID=scott;Password=tiger;")}) {
         std::filesystem::remove(File("oracle"));
         const auto connection = Connect(text);
-        connection->Execute("create table all_tables (owner varchar(30), table_name varchar(30))");
-        connection->Execute("create table all_views (owner varchar(30), view_name varchar(30))");
-        connection->Execute("insert into all_tables values ('SCOTT','EMP'),('SYS','DUAL')");
-        connection->Execute("insert into all_views values ('SCOTT','TOP_EMP')");
-        EXPECT_EQ(Query(*connection,
-                        "select owner,table_name from all_tables where owner='SCOTT' union select "
-                        "owner,view_name from all_views where owner='SCOTT'")
-                      .size(),
-                  2U)
-            << text;
         connection->Execute(
             "Create Table emp(\rempno Number(10,2),\rename Varchar2(20),\rpaid Varchar2(1),\rnote "
             "CLOB,\rhired Date\r)");

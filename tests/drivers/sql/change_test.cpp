@@ -170,6 +170,7 @@ TEST_F(ChangeTest, ErrorsHaveTheDialectsNumbersAndWords) {
         {"select [id] from Orders where \"nothing\" = 1",
          kErrTypeMismatch,
          "Data type mismatch in criteria expression."},
+        {"select id from Orders where id = customer", kErrTypeMismatch, "Data type mismatch in"},
         {"select x.id from Orders",
          kErrMissingParameter,
          "No value given for one or more required parameters.  There is no field 'x.id'"},
@@ -254,6 +255,8 @@ TEST_F(ChangeTest, DeepOrHugeStatementsAreRefusedNotSuffered) {
     }
     EXPECT_EQ(Rows("select id from Orders where id = 1" + repeated(" or id = 1", 150)), "1");
     EXPECT_EQ(Rows("select Len('a'" + repeated(" & 'a'", 200) + ")"), "201");
+    // An argument is compiled once, whichever form the call takes in the end.
+    EXPECT_EQ(Rows("select " + repeated("IsDate(", 30) + "'x'" + repeated(")", 30)), "False");
     EXPECT_EQ(Rows("select " + repeated("IIf(id = 2, 'two', ", 40) + "'other'" + repeated(")", 40) +
                    " from Orders where id < 3"),
               "other\ntwo");

@@ -11,7 +11,8 @@ TEST_F(FunctionTest, OperatorsBindAndConvertAsInJet) {
     const Case cases[] = {
         {"2 + 3 * 4 ^ 2, -2 ^ 2, 2 ^ -1, 7 / 2", "50|-4|0.5|3.5"},
         {"7 \\ 2, 7.5 \\ 2, 6.5 \\ 2, -7 Mod 3", "3|4|3|-1"},
-        {"10 Mod 4 * 2, 8 \\ 3 * 2", "2|1"},
+        {"10 Mod 4 * 2, 8 \\ 3 * 2, (1 + 1 + 1) * 2 + 1, True Or (True Or True) And False",
+         "2|1|7|True"},
         {"1 / 0", "error: Division by zero"},
         {"'a' & 1 + 2 & Null & 'b'", "a3b"},
         {"Null & Null", "-"},

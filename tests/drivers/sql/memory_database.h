@@ -185,7 +185,6 @@ public:
     std::map<std::string, std::string> views;
     std::vector<IndexDefinition> indexes;
     std::optional<TableDefinition> created;
-    int commits = 0;
     int rollbacks = 0;
 
     std::vector<TableEntry> Tables() override {
@@ -224,7 +223,6 @@ public:
             saved_[key] = *rows;
         }
     }
-    void CommitStatement() override { ++commits; }
     void RollbackStatement() override {
         ++rollbacks;
         for (auto& [key, rows] : tables) {

@@ -19,15 +19,15 @@ void PutToken(Writer& out, unsigned token, const Writer& body) {
     out.Raw(body.bytes);
 }
 
-void PutInfo(Writer& out, unsigned token, const ServerError& error, const std::string& procedure) {
+void PutInfo(Writer& out, unsigned token, const ServerError& error) {
     Writer body;
     body.U32(static_cast<std::uint32_t>(error.number));
     body.U8(1);  // state
     body.U8(static_cast<unsigned>(error.severity));
     body.LongText(error.what());
     body.ShortText("TDSTEST");
-    body.ShortText(procedure);
-    body.U32(static_cast<std::uint32_t>(error.line));
+    body.ShortText("");  // the procedure
+    body.U32(1);         // the line in the statement
     PutToken(out, token, body);
 }
 
@@ -108,12 +108,12 @@ void PutDone(Writer& out, Done kind, unsigned status, std::int64_t rows) {
     out.U64(static_cast<std::uint64_t>(rows));
 }
 
-void PutError(Writer& out, const ServerError& error, const std::string& procedure) {
-    PutInfo(out, 0xAA, error, procedure);
+void PutError(Writer& out, const ServerError& error) {
+    PutInfo(out, 0xAA, error);
 }
 
 void PutRemark(Writer& out, int number, const std::string& text) {
-    PutInfo(out, 0xAB, ServerError(number, text, 0), {});
+    PutInfo(out, 0xAB, ServerError(number, text, 0));
 }
 
 void PutSetting(Writer& out, Setting setting, std::string_view now, std::string_view before) {

@@ -17,7 +17,6 @@ inline constexpr unsigned kBatch = 1;
 inline constexpr unsigned kCall = 3;
 inline constexpr unsigned kAnswer = 4;
 inline constexpr unsigned kAttention = 6;
-inline constexpr unsigned kTransaction = 14;
 inline constexpr unsigned kLogin = 16;
 inline constexpr unsigned kPrelogin = 18;
 
@@ -53,7 +52,7 @@ inline constexpr unsigned kCounted = 0x10;
 inline constexpr unsigned kCancelled = 0x20;
 
 void PutDone(Writer& out, Done kind, unsigned status, std::int64_t rows = 0);
-void PutError(Writer& out, const ServerError& error, const std::string& procedure = {});
+void PutError(Writer& out, const ServerError& error);
 void PutRemark(Writer& out, int number, const std::string& text);
 enum class Setting : unsigned { Database = 1, Language = 2, PacketSize = 4, Collation = 7 };
 void PutSetting(Writer& out, Setting setting, std::string_view now, std::string_view before);

@@ -15,8 +15,7 @@ namespace vantry::test::tds {
 namespace {
 
 // By number, where clients call them so.
-constexpr std::array<std::pair<unsigned, std::string_view>, 5> kProcedures = {{
-    {10, "sp_executesql"},
+constexpr std::array<std::pair<unsigned, std::string_view>, 4> kProcedures = {{
     {11, "sp_prepare"},
     {12, "sp_execute"},
     {13, "sp_prepexec"},
@@ -65,18 +64,18 @@ bool ChangesRows(std::string_view sql) {
 struct Session::Call {
     std::string procedure;
     std::string database;  // empty: the session's
-    std::vector<Parameter> parameters;
+    std::vector<Value> parameters;
     bool last = true;
 
     std::string Text(std::size_t k) const {
-        const bool there = k < parameters.size() && !parameters[k].value.IsNull();
-        return there ? std::string(parameters[k].value.AsCell().AsText()) : std::string();
+        const bool there = k < parameters.size() && !parameters[k].IsNull();
+        return there ? std::string(parameters[k].AsCell().AsText()) : std::string();
     }
     std::int32_t Number(std::size_t k) const {
-        const bool there = k < parameters.size() && !parameters[k].value.IsNull();
-        return there ? static_cast<std::int32_t>(parameters[k].value.AsCell().AsInt64()) : 0;
+        const bool there = k < parameters.size() && !parameters[k].IsNull();
+        return there ? static_cast<std::int32_t>(parameters[k].AsCell().AsInt64()) : 0;
     }
-    std::span<const Parameter> From(std::size_t k) const {
+    std::span<const Value> From(std::size_t k) const {
         return std::span(parameters).subspan(std::min(k, parameters.size()));
     }
 };
@@ -132,18 +131,17 @@ bool Session::LogIn(std::string_view bytes) {
     const auto database = Reader::Utf8Of(field(kDatabase));
     server_.CountLogin();
     Writer out;
-    const auto refuse = [&](const ServerError& error) {
-        PutError(out, error);
-        PutError(out, ServerError(18456, "Login failed for user '" + user + "'.", 14));
-    };
+    const ServerError refused(18456, "Login failed for user '" + user + "'.", 14);
     if (user != server_.Options().user ||
         PasswordOf(field(kPassword)) != server_.Options().password) {
-        PutError(out, ServerError(18456, "Login failed for user '" + user + "'.", 14));
+        PutError(out, refused);
     } else if (!database.empty() && !server_.Databases().HasDatabase(database)) {
-        refuse(ServerError(
-            4060,
-            "Cannot open database \"" + database + "\" requested by the login. The login failed.",
-            11));
+        PutError(out,
+                 ServerError(4060,
+                             "Cannot open database \"" + database +
+                                 "\" requested by the login. The login failed.",
+                             11));
+        PutError(out, refused);
     } else {
         database_ = database.empty() ? database_ : database;
         PutSetting(out, Setting::Database, database_, "master");
@@ -169,13 +167,10 @@ void Session::Answer(const Writer& out) {
     if (ends_) {
         return;  // the connection breaks off in place of the answer
     }
-    if (const auto delay = server_.Delay(); delay.count() > 0 && channel_.Speaks(delay)) {
-        return;  // a cancel, which is answered next
-    }
     channel_.Send(out.bytes, number_);
 }
 
-Result Session::RunOrFail(const std::string& sql, std::span<const Parameter> values) {
+Result Session::RunOrFail(const std::string& sql, std::span<const Value> values) {
     server_.CountStatement();
     if (const auto fault = server_.TakeFault(sql)) {
         switch (fault->then) {
@@ -196,35 +191,13 @@ Result Session::RunOrFail(const std::string& sql, std::span<const Parameter> val
     return server_.Databases().Run(database_, sql, values);
 }
 
-void Session::UseDatabase(const std::string& name, Writer& out) {
-    if (!server_.Databases().HasDatabase(name)) {
-        throw ServerError(911,
-                          "Database '" + name +
-                              "' does not exist. Make sure that the name is entered correctly.");
-    }
-    PutSetting(out, Setting::Database, name, database_);
-    PutRemark(out, 5701, "Changed database context to '" + name + "'.");
-    database_ = name;
-}
-
 void Session::RunBatchStatement(const std::string& sql, bool last, Writer& out) {
-    const unsigned more = last ? 0 : kMore;
-    const auto word = FirstWord(sql);
-    if (word == "SET") {
-        PutDone(out, Done::Statement, more);
-        return;
-    }
-    if (word == "USE") {
-        UseDatabase(Unquoted(sql.substr(sql.find_first_of(" \t") + 1)), out);
-        PutDone(out, Done::Statement, more);
-        return;
-    }
     const auto result = RunOrFail(sql, {});
     if (!result.columns.empty()) {
         PutRows(out, result);
     }
     const bool counted = !result.columns.empty() || ChangesRows(sql);
-    PutDone(out, Done::Statement, more | (counted ? kCounted : 0), result.affected);
+    PutDone(out, Done::Statement, (last ? 0 : kMore) | (counted ? kCounted : 0), result.affected);
 }
 
 void Session::AnswerBatch(std::string_view bytes) {
@@ -241,9 +214,6 @@ void Session::AnswerBatch(std::string_view bytes) {
         for (const auto& sql : statements) {
             now = sql;
             RunBatchStatement(sql, &sql == &statements.back(), out);
-        }
-        if (statements.empty()) {
-            PutDone(out, Done::Statement, 0);
         }
     } catch (const ServerError& error) {
         PutError(out, error);
@@ -264,9 +234,6 @@ Session::Call Session::TakeCall(Reader& in) const {
         const auto number = in.U16();
         for (const auto& [known, name] : kProcedures) {
             call.procedure = known == number ? std::string(name) : call.procedure;
-        }
-        if (call.procedure.empty()) {
-            call.procedure = "number " + std::to_string(number);
         }
     } else {
         call.procedure = in.Units(length);  // "[database]..name", too
@@ -314,7 +281,7 @@ bool Session::PrepareText(const std::string& sql, Writer& out) {
     }
 }
 
-bool Session::RunPrepared(const std::string& sql, std::span<const Parameter> values, Writer& out) {
+bool Session::RunPrepared(const std::string& sql, std::span<const Value> values, Writer& out) {
     try {
         const auto result = RunOrFail(sql, values);
         if (!result.columns.empty()) {
@@ -346,23 +313,16 @@ void Session::RunCall(Call& call, Writer& out) {
         }
     } else if (is("sp_execute")) {
         const auto found = prepared_.find(call.Number(0));
-        good = found != prepared_.end() && RunPrepared(found->second, call.From(1), out);
         if (found == prepared_.end()) {
-            PutError(out,
-                     ServerError(8179,
-                                 "Could not find prepared statement with handle " +
-                                     std::to_string(call.Number(0)) + "."));
+            throw std::runtime_error("a call of a statement that isn't prepared");
         }
-    } else if (is("sp_executesql")) {
-        good = RunPrepared(call.Text(0), call.From(call.parameters.size() > 1 ? 2 : 1), out);
+        good = RunPrepared(found->second, call.From(1), out);
     } else if (is("sp_unprepare")) {
         prepared_.erase(call.Number(0));
     } else if (is("sp_tables")) {
         ListTables(call.database.empty() ? database_ : call.database, out);
     } else {
-        PutError(out,
-                 ServerError(2812, "Could not find stored procedure '" + call.procedure + "'."));
-        good = false;
+        throw std::runtime_error("a call of " + call.procedure + ", which isn't here");
     }
     PutStatus(out, good ? 0 : 1);
     if (handle != 0) {

@@ -30,11 +30,10 @@ private:
     Call TakeCall(Reader& in) const;
     void RunCall(Call& call, Writer& out);
     // Runs a prepared statement's text; true when it went well.
-    bool RunPrepared(const std::string& sql, std::span<const Parameter> values, Writer& out);
+    bool RunPrepared(const std::string& sql, std::span<const Value> values, Writer& out);
     bool PrepareText(const std::string& sql, Writer& out);
     void ListTables(const std::string& database, Writer& out);
-    Result RunOrFail(const std::string& sql, std::span<const Parameter> values);
-    void UseDatabase(const std::string& name, Writer& out);
+    Result RunOrFail(const std::string& sql, std::span<const Value> values);
     void Answer(const Writer& out);
 
     TdsServer& server_;

@@ -6,7 +6,7 @@
 #include "support/tds/statement_text.h"
 
 #include "data/connection_string.h"
-#include "support/tds/columns.h"
+#include "support/tds/types.h"
 
 #include <algorithm>
 #include <cctype>
@@ -17,7 +17,7 @@ namespace {
 
 struct Token {
     std::string text;    // as it stands
-    std::string before;  // blanks and comments before it
+    std::string before;  // blanks before it
     bool Is(std::string_view word) const { return EqualsNoCase(text, word); }
 };
 
@@ -37,10 +37,7 @@ std::size_t EndOfQuoted(std::string_view sql, std::size_t from, char closing) {
             }
         }
     }
-    throw ServerError(105,
-                      "Unclosed quotation mark after the character string '" +
-                          std::string(sql.substr(from)) + "'.",
-                      15);
+    throw ServerError(105, "Unclosed quotation mark after the character string.", 15);
 }
 
 std::vector<Token> TokensOf(std::string_view sql) {
@@ -52,12 +49,6 @@ std::vector<Token> TokensOf(std::string_view sql) {
         if (std::isspace(static_cast<unsigned char>(c)) != 0) {
             before += c;
             ++at;
-            continue;
-        }
-        if (sql.substr(at, 2) == "--") {
-            end = std::min(sql.find('\n', at), sql.size());
-            before += sql.substr(at, end - at);
-            at = end;
             continue;
         }
         const bool wide = (c == 'N' || c == 'n') && end < sql.size() && sql[end] == '\'';
@@ -123,11 +114,9 @@ void CheckSize(const std::string& column, const Type& type) {
                        type.kind != Kind::Image &&
                        (IsWideText(type.kind) || IsNarrowText(type.kind) || IsBytes(type.kind));
     if (sized && type.size != kMax && (type.size < 1 || type.size > most)) {
-        throw type.size == 0
-            ? ServerError(1001, "Line 1: Length or precision specification 0 is invalid.", 15)
-            : ServerError(131,
+        throw ServerError(131,
                           "The size (" + std::to_string(type.size) + ") given to the column '" +
-                              column + "' exceeds the maximum allowed for any data type (8000).",
+                              column + "' is none that its data type can have.",
                           15);
     }
 }
@@ -196,11 +185,7 @@ void WrapValues(std::vector<Token>& tokens,
                 const TypeOfColumn& type_of,
                 const ColumnsOfTable& columns_of) {
     std::size_t at = 1;
-    if (at < tokens.size() && tokens[at].Is("into")) {
-        ++at;
-    } else {
-        tokens[0].text += " into";
-    }
+    at += tokens[at].Is("into") ? 1 : 0;
     const auto name = TakeName(tokens, at);
     std::vector<std::string> columns;
     if (at < tokens.size() && tokens[at].Is("(")) {
@@ -264,12 +249,9 @@ std::vector<std::string> SplitBatch(std::string_view batch) {
         current.clear();
     };
     for (auto& token : TokensOf(batch)) {
-        const bool begins = token.Is("set") || token.Is("use");
-        const bool alone = !current.empty() && (current[0].Is("set") || current[0].Is("use"));
-        if (token.Is(";") || (begins && alone)) {
+        if (token.Is(";")) {
             end();
-        }
-        if (!token.Is(";")) {
+        } else {
             current.push_back(std::move(token));
         }
     }

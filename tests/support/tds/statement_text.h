@@ -9,7 +9,7 @@
 
 namespace vantry::test::tds {
 
-// The statements of a batch; between them stand semicolons. A SET, and USE, is one up to its end.
+// The statements of a batch; between them stand semicolons.
 std::vector<std::string> SplitBatch(std::string_view batch);
 
 // The declared type of a table's column, empty when there is none; names without brackets.

@@ -9,13 +9,13 @@
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "support/tds/statement_text.h"
-#include "support/tds/store_errors.h"
 
 #include <sqlite3.h>
 
 namespace vantry::test::tds {
 namespace {
 
+constexpr char kErrorSign = '\1';  // no words of SQLite's begin with it
 constexpr char kDecimalSign = '\1';
 constexpr char kMomentSign = '\2';
 
@@ -95,7 +95,7 @@ void InColumnFunction(sqlite3_context* context, int, sqlite3_value** arguments) 
     try {
         ReturnStored(context, type, InColumn(type, CellOf(arguments[1])).AsCell());
     } catch (const ServerError& error) {
-        const auto text = ErrorInWords(error);
+        const auto text = kErrorSign + std::to_string(error.number) + " " + error.what();
         sqlite3_result_error(context, text.c_str(), static_cast<int>(text.size()));
     }
 }
@@ -167,11 +167,56 @@ Type TypeOfValue(int sqlite_type) {
                                                     : "nvarchar(4000)");
 }
 
-[[noreturn]] void Fail(sqlite3* handle,
-                       std::string_view database,
-                       std::string_view sql,
-                       const std::string& sent) {
-    throw ServersError(database, sql, sent, sqlite3_errmsg(handle), sqlite3_error_offset(handle));
+std::string Behind(std::string_view text, std::string_view words) {
+    const auto at = text.find(words);
+    return at == std::string_view::npos ? "" : std::string(text.substr(at + words.size()));
+}
+
+// SQLite tells errors in words; the server's numbers and texts are made of them.
+ServerError ServersError(std::string_view database,
+                         std::string_view sql,
+                         const std::string& words) {
+    if (words.starts_with(kErrorSign)) {
+        const auto blank = words.find(' ');
+        return {std::stoi(words.substr(1, blank)), words.substr(blank + 1)};
+    }
+    if (const auto name = Behind(words, "no such table: "); !name.empty()) {
+        return FirstWord(sql) == "DROP"
+                   ? ServerError(3701,
+                                 "Cannot drop the table '" + name +
+                                     "', because it does not exist or you do not have permission.",
+                                 11)
+                   : ServerError(208, "Invalid object name '" + name + "'.");
+    }
+    for (const auto* heading : {"no such column: ", "has no column named "}) {
+        if (const auto name = Behind(words, heading); !name.empty()) {
+            return {207, "Invalid column name '" + name + "'."};
+        }
+    }
+    if (words.starts_with("table ") && words.ends_with(" already exists")) {
+        const auto name = words.substr(6, words.size() - 6 - 15);
+        return {2714, "There is already an object named '" + Unquoted(name) + "' in the database."};
+    }
+    // "t.c" or "t.a, t.b"
+    if (const auto names = Behind(words, "UNIQUE constraint failed: "); !names.empty()) {
+        const auto table = names.substr(0, names.find('.'));
+        return {2627,
+                "Violation of PRIMARY KEY constraint 'PK_" + table +
+                    "'. Cannot insert duplicate key in object 'dbo." + table + "'.",
+                14};
+    }
+    if (const auto name = Behind(words, "NOT NULL constraint failed: "); !name.empty()) {
+        const auto dot = name.find('.');
+        return {515,
+                "Cannot insert the value NULL into column '" + name.substr(dot + 1) + "', table '" +
+                    std::string(database) + ".dbo." + name.substr(0, dot) +
+                    "'; column does not allow nulls. INSERT fails."};
+    }
+    if (words.starts_with("near \"")) {
+        const auto end = words.find('"', 6);
+        return {102, "Incorrect syntax near '" + words.substr(6, end - 6) + "'.", 15};
+    }
+    return {50000, words};
 }
 
 }  // namespace
@@ -287,7 +332,7 @@ Store::Prepared Store::Prepare(Database& database, std::string_view sql) {
     sqlite3_stmt* raw = nullptr;
     if (sqlite3_prepare_v2(handle, sent.c_str(), static_cast<int>(sent.size()), &raw, nullptr) !=
         SQLITE_OK) {
-        Fail(handle, "", sql, sent);
+        throw ServersError("", sql, sqlite3_errmsg(handle));
     }
     return Prepared(raw);
 }
@@ -297,9 +342,7 @@ void Store::Check(std::string_view database, std::string_view sql) {
     Prepare(Find(database), sql);
 }
 
-Result Store::Run(std::string_view name,
-                  std::string_view sql,
-                  std::span<const Parameter> parameters) {
+Result Store::Run(std::string_view name, std::string_view sql, std::span<const Value> parameters) {
     const std::lock_guard lock(mutex_);
     auto& database = Find(name);
     auto* handle = database.handle.get();
@@ -314,7 +357,7 @@ Result Store::Run(std::string_view name,
         const auto mark = "@P" + std::to_string(k + 1);
         const int at = sqlite3_bind_parameter_index(statement.get(), mark.c_str());
         if (at > 0) {
-            Bind(statement.get(), at, parameters[k].value.AsCell());
+            Bind(statement.get(), at, parameters[k].AsCell());
         }
     }
     Result result;
@@ -337,7 +380,7 @@ Result Store::Run(std::string_view name,
         }
     }
     if (state != SQLITE_DONE) {
-        Fail(handle, name, sql, std::string(sql));
+        throw ServersError(name, sql, sqlite3_errmsg(handle));
     }
     result.affected =
         columns > 0 ? static_cast<std::int64_t>(result.rows.size()) : sqlite3_changes64(handle);

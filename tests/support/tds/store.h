@@ -4,7 +4,7 @@
 // sessions, of pages and of tests. Decimals are kept as texts, so a condition can't compare their
 // size.
 
-#include "support/tds/columns.h"
+#include "support/tds/types.h"
 
 #include <cstdint>
 #include <map>
@@ -43,9 +43,7 @@ public:
     void AddSchema(std::string_view database, const std::string& name);
 
     // One statement; its parameters are called @P1, @P2 ... Throws ServerError.
-    Result Run(std::string_view database,
-               std::string_view sql,
-               std::span<const Parameter> parameters);
+    Result Run(std::string_view database, std::string_view sql, std::span<const Value> parameters);
     // Finds the errors that a statement has before it is run.
     void Check(std::string_view database, std::string_view sql);
 

@@ -27,13 +27,13 @@ struct KindFacts {
 };
 // The first of a kind counts on the way out.
 constexpr KindFacts kFacts[] = {
-    {"bit", Kind::Bit, 0x68, 1},
-    {"tinyint", Kind::TinyInt, 0x26, 1},
-    {"smallint", Kind::SmallInt, 0x26, 2},
-    {"int", Kind::Int, 0x26, 4},
-    {"bigint", Kind::BigInt, 0x26, 8},
-    {"real", Kind::Real, 0x6D, 4},
-    {"float", Kind::Float, 0x6D, 8},
+    {"bit", Kind::Bit, kBitToken, 1},
+    {"tinyint", Kind::TinyInt, kIntegerToken, 1},
+    {"smallint", Kind::SmallInt, kIntegerToken, 2},
+    {"int", Kind::Int, kIntegerToken, 4},
+    {"bigint", Kind::BigInt, kIntegerToken, 8},
+    {"real", Kind::Real, kFloatToken, 4},
+    {"float", Kind::Float, kFloatToken, 8},
     {"smallmoney", Kind::SmallMoney, 0x6E, 4},
     {"money", Kind::Money, 0x6E, 8},
     {"numeric", Kind::Decimal, 0x6C, 0},
@@ -56,10 +56,8 @@ constexpr KindFacts kFacts[] = {
     {"datetime", Kind::DateTime, 0x6F, 8},
     {"smalldatetime", Kind::SmallDateTime, 0x6F, 4},
     {"timestamp", Kind::RowVersion, 0xAD, 8, 8},
-    {"rowversion", Kind::RowVersion, 0xAD, 8, 8},
 };
 
-constexpr std::int32_t kDay1 = kMinDay;
 constexpr std::uint32_t kTimestampUserType = 80;
 
 const KindFacts& FactsOf(const Type& type) {
@@ -156,52 +154,32 @@ Moment OffsetMoment(std::string_view text) {
     for (; moment.utc.nanos < 0; --moment.utc.day) {
         moment.utc.nanos += kNanosPerDay;
     }
-    for (; moment.utc.nanos >= kNanosPerDay; ++moment.utc.day) {
-        moment.utc.nanos -= kNanosPerDay;
-    }
     return moment;
 }
 
-void PutTime(const Type& type, std::int64_t nanos, Writer& out) {
-    out.Put(nanos / NanosPerUnit(type.scale), TimeBytes(type.scale));
-}
-
 void PutMoment(const Type& type, const Cell& value, Writer& out) {
-    const auto moment = type.kind == Kind::DateTimeOffset
-                            ? OffsetMoment(value.AsText())
-                            : Moment{ToDateTime(value).value_or(vantry::DateTime{})};
+    const bool has_offset = type.kind == Kind::DateTimeOffset;
+    const auto moment = has_offset ? OffsetMoment(value.AsText())
+                                   : Moment{ToDateTime(value).value_or(vantry::DateTime{})};
     const auto [day, nanos] = moment.utc;
-    switch (type.kind) {
-        case Kind::Date:
-            out.U8(3);
-            out.Put(day - kDay1, 3);
-            break;
-        case Kind::Time:
-            out.U8(TimeBytes(type.scale));
-            PutTime(type, nanos, out);
-            break;
-        case Kind::DateTime2:
-            out.U8(TimeBytes(type.scale) + 3);
-            PutTime(type, nanos, out);
-            out.Put(day - kDay1, 3);
-            break;
-        case Kind::DateTimeOffset:
-            out.U8(TimeBytes(type.scale) + 5);
-            PutTime(type, nanos, out);
-            out.Put(day - kDay1, 3);
-            out.Put(moment.offset_minutes, 2);
-            break;
-        case Kind::DateTime:
-            out.U8(8);
-            out.Put(day - kDay1900, 4);
-            out.Put((nanos * 3 + 5'000'000) / 10'000'000, 4);
-            break;
-        default:
-            out.U8(4);
-            out.Put(day - kDay1900, 2);
-            out.Put(nanos / (60 * kNanosPerSecond), 2);
-            break;
+    if (type.kind == Kind::DateTime) {
+        out.U8(8);
+        out.Put(day - kDay1900, 4);
+        out.Put((nanos * 3 + 5'000'000) / 10'000'000, 4);
+        return;
     }
+    if (type.kind == Kind::SmallDateTime) {
+        out.U8(4);
+        out.Put(day - kDay1900, 2);
+        out.Put(nanos / (60 * kNanosPerSecond), 2);
+        return;
+    }
+    const unsigned time_bytes = type.kind == Kind::Date ? 0 : TimeBytes(type.scale);
+    const unsigned day_bytes = type.kind == Kind::Time ? 0 : 3;
+    out.U8(time_bytes + day_bytes + (has_offset ? 2 : 0));
+    out.Put(nanos / NanosPerUnit(type.scale), time_bytes);
+    out.Put(day - kMinDay, day_bytes);
+    out.Put(moment.offset_minutes, has_offset ? 2 : 0);
 }
 
 void PutGuid(std::string_view text, Writer& out) {
@@ -276,8 +254,6 @@ std::optional<Type> ParseType(std::string_view declared) {
             type.scale = comma == std::string::npos ? 0 : std::atoi(arguments.c_str() + comma + 1);
         } else if (timed) {
             type.scale = first;
-        } else if (type.kind == Kind::Float && first <= 24) {
-            type.kind = Kind::Real;
         }
     }
     return type;

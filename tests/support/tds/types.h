@@ -9,10 +9,19 @@
 #include "support/tds/bytes.h"
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace vantry::test::tds {
+
+// An error as the server tells it; the numbers are those of its public list of messages.
+struct ServerError : std::runtime_error {
+    ServerError(int its_number, const std::string& text, int its_severity = 16)
+        : std::runtime_error(text), number(its_number), severity(its_severity) {}
+    int number;
+    int severity;
+};
 
 enum class Kind {
     Bit,
@@ -64,17 +73,21 @@ bool IsBytes(Kind kind);
 
 // A column's description, without its name.
 void PutType(const Type& type, Writer& out);
-// A value of that column, null or of the kind that a stored value has (columns.h).
+// A value of that column, null or of the kind that a stored value has (InColumn).
 void PutValue(const Type& type, const Cell& value, Writer& out);
 
-// A parameter: its description, then its value. Dates and decimals come as such, a
-// datetimeoffset as text.
-struct Parameter {
-    std::string type_name;
-    Value value;
-};
-Parameter TakeParameter(Reader& in);
+// A parameter: its description, which only says how to read it, then its value.
+Value TakeParameter(Reader& in);
 
+// The value that a column of `type` keeps of `value`: the server's implicit conversions and its
+// rounding. Kinds that are kept: integers for bits and integers, doubles, decimals of the column's
+// own scale (money has four), texts, bytes, moments; texts for identifiers and for moments with an
+// offset. Throws ServerError for what the server refuses.
+Value InColumn(const Type& type, const Cell& value);
+
+inline constexpr unsigned kIntegerToken = 0x26;
+inline constexpr unsigned kBitToken = 0x68;
+inline constexpr unsigned kFloatToken = 0x6D;
 // Latin1_General_CI_AS: code page 1252, without regard to letter case.
 inline constexpr std::string_view kCollation("\x09\x04\xD0\x00\x34", 5);
 // 1900-01-01, from which the older types count their days; the newer ones do from 0001-01-01.
