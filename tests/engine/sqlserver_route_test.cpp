@@ -229,7 +229,7 @@ TEST_F(SqlServerRoute, EachRefusedRowIsToldWithItsNumberInTheServersWords) {
         "'dbo.dst'.",
         "Cannot insert the value NULL into column 'id', table 'shop.dbo.dst'; column does not "
         "allow nulls. INSERT fails.",
-        "The conversion of a nvarchar data type to a datetime data type resulted in an "
+        "The conversion of a value to a datetime data type resulted in an "
         "out-of-range value.",
         "Transaction (Process ID 51) was deadlocked on lock resources with another process and "
         "has been chosen as the deadlock victim. Rerun the transaction.",

@@ -18,6 +18,7 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QTimer>
+#include <QVBoxLayout>
 
 namespace vantry {
 namespace {
@@ -124,6 +125,10 @@ TEST_F(MainWindowTest, EntriesOpenWhatTheyName) {
     Trigger("mCreateNewSes");
     Trigger("mShowNavigator");
     EXPECT_EQ(created + sessions + navigators, 3);
+    Trigger("mTakeTour");
+    Trigger("mVYWeb");
+    // Where there is no help beside the program, that is told.
+    EXPECT_EQ(dialogs.opened.size() + dialogs.boxes.size(), 2u);
     dialogs.can_open = false;
     Trigger("mContents");
     EXPECT_NE(dialogs.boxes.back().text.find("VY3Help.chm"), std::string::npos);
@@ -153,6 +158,8 @@ TEST_F(MainWindowTest, APageStaysCentredUntilItIsMoved) {
         return frame.frameGeometry().width() - window->width() - 2 * window->x();
     };
     EXPECT_LE(std::abs(off_centre()), 1);
+    frame.resize(1000, 700);
+    EXPECT_LE(std::abs(off_centre()), 1);
     frame.resize(600, 500);
     EXPECT_LE(std::abs(off_centre()), 1);
     window->move(3, 4);
@@ -165,10 +172,12 @@ TEST_F(MainWindowTest, AControlBeyondTheAreaComesIntoViewWithTheFocus) {
     auto& frame = TheMainWindow();
     frame.resize(400, 300);
     auto* const page = LoadPage("NavForm");
-    auto* const near = new QPushButton("near", page);
-    auto* const far = new QPushButton("far", page);
-    far->move(0, 500);
-    page->setMinimumHeight(550);
+    auto* const rows = new QVBoxLayout(page);
+    auto* const near = new QPushButton("near");
+    auto* const far = new QPushButton("far");
+    rows->addWidget(near);
+    rows->addSpacing(500);
+    rows->addWidget(far);
     ShowPage("NavForm");
     frame.activateWindow();
     const auto* const area = frame.Area()->viewport();

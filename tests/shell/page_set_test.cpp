@@ -7,12 +7,14 @@
 
 #include <QApplication>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QRadioButton>
 #include <QScreen>
 #include <QTimer>
+#include <QVBoxLayout>
 
 namespace vantry {
 namespace {
@@ -22,6 +24,7 @@ struct Counts {
     int activations = 0;
     int destroyed = 0;
     bool may_close = true;
+    bool unload_on_load = false;
 };
 
 class Probe : public Page {
@@ -30,7 +33,12 @@ public:
         edit = new QLineEdit(this);
     }
     ~Probe() override { ++counts_.destroyed; }
-    void OnLoad() override { ++counts_.loads; }
+    void OnLoad() override {
+        ++counts_.loads;
+        if (counts_.unload_on_load) {
+            UnloadPage(objectName().toStdString());
+        }
+    }
     void OnActivate() override {
         ++counts_.activations;
         Page::OnActivate();
@@ -41,6 +49,11 @@ public:
 
 private:
     Counts& counts_;
+};
+
+class PlainPage : public Page {
+public:
+    explicit PlainPage(const char* name) : Page(name) {}
 };
 
 class PageSetTest : public ::testing::Test {
@@ -85,6 +98,13 @@ TEST_F(PageSetTest, HidingKeepsWhatControlsHoldAndUnloadingLosesIt) {
     EXPECT_EQ(one.loads, 2);
 }
 
+TEST_F(PageSetTest, APageCanUnloadItselfWhileItIsLoaded) {
+    one.unload_on_load = true;
+    ShowPage("One");
+    EXPECT_EQ(FindPage("One"), nullptr);
+    EXPECT_EQ(one.activations, 0);
+}
+
 TEST_F(PageSetTest, TheCloseBoxAsksThePageAndCodeDoesNot) {
     ShowPage("One");
     auto* const window = qobject_cast<QMdiSubWindow*>(FindPage("One")->parentWidget());
@@ -124,13 +144,20 @@ TEST_F(PageSetTest, AModalPageReturnsWhenItIsUnloadedOrHidden) {
 }
 
 TEST_F(PageSetTest, TabComesToTheChosenOptionOfAGroup) {
-    Page* const page = LoadPage("One");
-    for (const char* name : {"first", "second", "third"}) {
-        auto* const option = new QRadioButton(name, page);
-        option->setObjectName(name);
-    }
-    ShowPage("One");
-    auto* const edit = FindPageAs<Probe>("One")->edit;
+    RegisterPage("Options", [] {
+        auto page = std::make_unique<PlainPage>("Options");
+        auto* const rows = new QVBoxLayout(page.get());
+        rows->addWidget(new QLineEdit(page.get()));
+        for (const char* name : {"first", "second", "third"}) {
+            auto* const option = new QRadioButton(name, page.get());
+            option->setObjectName(name);
+            rows->addWidget(option);
+        }
+        return page;
+    });
+    ShowPage("Options");
+    Page* const page = FindPage("Options");
+    auto* const edit = page->findChild<QLineEdit*>();
     const auto tab_to = [&] {
         edit->setFocus();
         QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
@@ -160,6 +187,19 @@ TEST_F(PageSetTest, NothingIsLargerThanTheScreen) {
     ShowPageModal("Two");
 }
 
+TEST_F(PageSetTest, TheWaitNoticeShowsAsLongAsItLives) {
+    {
+        WaitNotice wait;
+        ASSERT_TRUE(PageIsVisible("frmWait"));
+        EXPECT_EQ(FindPage("frmWait")->findChild<QLabel*>("Label1")->text(),
+                  "Loading Tables Information");
+        wait.Close();
+        EXPECT_EQ(FindPage("frmWait"), nullptr);
+        ShowPage("frmWait");
+    }
+    EXPECT_NE(FindPage("frmWait"), nullptr) << "closed once only";
+}
+
 TEST_F(PageSetTest, TheKeysGoBackToThePageThatWasCovered) {
     const auto active = [] {
         QCoreApplication::processEvents();
@@ -170,11 +210,7 @@ TEST_F(PageSetTest, TheKeysGoBackToThePageThatWasCovered) {
     QCoreApplication::processEvents();
     auto* const edit = FindPageAs<Probe>("One")->edit;
     edit->setFocus();
-    {
-        const WaitNotice wait;
-        EXPECT_TRUE(PageIsVisible("frmWait"));
-    }
-    EXPECT_EQ(FindPage("frmWait"), nullptr);
+    { const WaitNotice wait; }
     EXPECT_EQ(QApplication::focusWidget(), edit);
     EXPECT_EQ(active(), "One");
     ShowPage("Two");
@@ -182,10 +218,14 @@ TEST_F(PageSetTest, TheKeysGoBackToThePageThatWasCovered) {
     UnloadPage("Two");
     EXPECT_EQ(active(), "One");
     EXPECT_EQ(one.activations, 3);
+    QLineEdit next(FindPage("One"));
+    next.show();
     HidePage("One");
     ShowPage("Two");
+    EXPECT_EQ(active(), "Two");
     HidePage("Two");
     ShowPage("One");
+    EXPECT_EQ(active(), "One");
     EXPECT_EQ(QApplication::focusWidget(), edit) << "as the page was left";
 }
 
@@ -204,21 +244,26 @@ TEST_F(PageSetTest, EnterPressesTheDefaultButtonWhereverTheFocusHasBeen) {
     QObject::connect(&buttons[0], &PlateButton::Click, page, [&] { ++next; });
     QObject::connect(&buttons[1], &PlateButton::Click, page, [&] { ++other; });
     auto* const edit = FindPageAs<Probe>("One")->edit;
-    const auto enter = [] {
-        QKeyEvent key(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+    const auto enter = [](Qt::KeyboardModifiers modifiers = {}) {
+        QKeyEvent key(QEvent::KeyPress, Qt::Key_Return, modifiers);
         QApplication::sendEvent(QApplication::focusWidget(), &key);
     };
     edit->setFocus();
     enter();
+    EXPECT_EQ(next, 1);
+    enter(Qt::ControlModifier);
     EXPECT_EQ(next, 1);
     buttons[0].setFocus();
     buttons[1].setFocus();
     enter();
     EXPECT_EQ(other, 1);
     edit->setFocus();
+    enter();
+    EXPECT_EQ(next, 2);
     buttons[0].setEnabled(false);
     enter();
-    EXPECT_EQ(next * 10 + other, 11);
+    EXPECT_EQ(next, 2);
+    EXPECT_EQ(other, 1);
 }
 
 }  // namespace

@@ -143,7 +143,10 @@ TEST_F(SqlServerTest, ParametersArriveWholeOrAreRefused) {
         {"varbinary(8)", adVarBinary, Cell::Bytes(kBytes), {"\0\xFF\x41", 3}},
         {"uniqueidentifier", adGUID, guid, "6F9619FF-8B86-D011-B42D-00C04FC964FF"},
         {"datetime", adDBTimeStamp, Cell::FromDateTime({2, 7'000'000}), "1900-01-01 00:00:00.007"},
-        {"datetime", adDBTimeStamp, Cell::FromDateTime({-110'000, 0}), "The conversion of a nv"},
+        {"datetime",
+         adDBTimeStamp,
+         Cell::FromDateTime({-110'000, 0}),
+         "The conversion of a value to"},
         {"smalldatetime", adDBTimeStamp, half_minute, "2000-01-01 00:01:00"},
         {"datetime2(7)", adDBTimeStamp, first_day, "0001-01-01 00:00:00.0000001"},
         // Days that the driver itself counts wrong.

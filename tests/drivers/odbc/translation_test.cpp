@@ -72,8 +72,9 @@ TEST(TranslationTest, PutsTheStoredStringInTheDriversForm) {
          "Properties=\"DSN=pg;UID=u;PWD=p\"",
          "DSN=pg;UID=u;PWD=p;"},
         {kSqlite,
-         "Provider=MSDASQL;Driver={SQLite3};Database=/tmp/a b.db;Database=c",
+         "Provider=MSDASQL;Driver={SQLite3};Database=/tmp/a b.db;",
          "DRIVER={SQLite3};Database=/tmp/a b.db;StepAPI=1;"},
+        {kSqlite, "Driver=SQLite3;Database=a;Database=b", "DRIVER={SQLite3};Database=a;StepAPI=1;"},
         // The driver manager's matter.
         {kSqlite, "Driver=Whatever;Server=h;UID=u", "DRIVER={Whatever};Server=h;UID=u;"},
     };
