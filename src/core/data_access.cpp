@@ -449,6 +449,15 @@ void Command::Execute() {
     statement_->Execute(values_);
 }
 
+bool Command::StartExecute() {
+    Connect();
+    return connection_->StartExecute(CommandText);
+}
+
+void Command::FinishExecute() {
+    connection_->FinishExecute();
+}
+
 std::size_t Command::MostKept() {
     Connect();
     if (!IsPrepared()) {

@@ -213,6 +213,11 @@ public:
     // parameters' values up: each must be set again before the next. A parameter without a value is
     // an error of this call.
     void Execute();
+    // In place of Execute for an INSERT without parameters: sends it and leaves its answer to
+    // FinishExecute, so that the caller works while the data source does. False where that can't be
+    // done: nothing was sent.
+    bool StartExecute();
+    void FinishExecute();
     // ---- Rows that travel together
 
     // So many rows may be kept back by Keep, 1 where each must go by Execute. Prepares.

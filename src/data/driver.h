@@ -99,6 +99,10 @@ public:
     // Runs a statement that gives none; returns the count of rows affected, -1 where it isn't
     // known.
     virtual std::int64_t Execute(std::string_view sql) = 0;
+    // Sends an INSERT and returns; its answer is FinishExecute's, which comes before any other
+    // call. False where that can't be done with this driver or statement: nothing was sent.
+    virtual bool StartExecute(std::string_view /*sql*/) { return false; }
+    virtual std::int64_t FinishExecute() { return -1; }
     // `parameters` may be empty: the statement then has none.
     virtual std::unique_ptr<Statement> Prepare(std::string_view sql,
                                                std::span<const ParameterInfo> parameters) = 0;

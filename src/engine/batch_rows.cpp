@@ -3,7 +3,9 @@
 // A batch grows as one string and goes out when the count of rows reaches a multiple of 100. Easy
 // to get wrong: the count includes rows that were lost, so after a refused batch the next is as
 // long as any other; the full batches end in ";" and the last doesn't; and a cancel is looked for
-// only behind a batch, so that what the server has is always a whole number of them.
+// only behind a batch, so that what the server has is always a whole number of them. An answer
+// comes when the walk is some rows further on, but its error, its counts and a load that it gives
+// up are those of the row at which its batch went out.
 
 #include <utility>
 
@@ -13,6 +15,14 @@ namespace {
 constexpr std::int64_t kRowsPerBatch = 100;
 
 }  // namespace
+
+BatchRows::BatchRows(LoadState& load) : RowStrategy(load) {
+    load_.scope.BeforeError = [this] { FinishSent(Show::Yes); };
+}
+
+BatchRows::~BatchRows() {
+    load_.scope.BeforeError = nullptr;
+}
 
 void BatchRows::Begin() {
     insert_head_ = InsertHead(load_);
@@ -45,9 +55,10 @@ bool BatchRows::TakeRow() {
         CurrentRunView->SetBarValue(loaded);
         CurrentRunView->DoEvents();
         if (CancelRequested()) {
+            FinishSent(Show::No);
             return false;
         }
-        if (scope.RowOK) {
+        if (!sent_ && scope.RowOK) {
             ShowCounter(load_);
         }
     }
@@ -56,22 +67,70 @@ bool BatchRows::TakeRow() {
 }
 
 void BatchRows::SendBatch(std::string_view end) {
+    FinishSent(Show::Yes);
     CutLast(batch_);
     command_.CommandText.assign(insert_head_).append(batch_).append(end);
-    SendRows(rows_in_batch_, [&] { command_.Execute(); });
     batch_.clear();
-    rows_in_batch_ = 0;
+    auto& scope = load_.scope;
+    sent_ = {std::exchange(rows_in_batch_, 0),
+             load_.rows.loaded,
+             load_.report.RowsRead,
+             scope.RowOK,
+             false,
+             {}};
+    try {
+        sent_->answered = !command_.StartExecute();
+        if (sent_->answered) {
+            command_.Execute();
+        }
+    } catch (...) {
+        sent_->answered = true;
+        sent_->failure = std::current_exception();
+    }
+    if (sent_->answered) {
+        FinishSent(Show::No);
+    }
+}
+
+void BatchRows::FinishSent(Show show) {
+    auto sent = std::exchange(sent_, std::nullopt);
+    if (!sent) {
+        return;
+    }
+    auto& row_ok = load_.scope.RowOK;
+    std::swap(load_.rows.loaded, sent->loaded);
+    std::swap(load_.report.RowsRead, sent->read);
+    std::swap(row_ok, sent->row_ok);
+    SendRows(sent->rows, [&] {
+        if (sent->failure) {
+            std::rethrow_exception(sent->failure);
+        }
+        if (!sent->answered) {
+            command_.FinishExecute();
+        }
+    });
+    if (sent->answered) {
+        return;  // at its own row
+    }
+    if (show == Show::Yes && row_ok) {
+        ShowCounter(load_);
+    }
+    load_.rows.loaded = sent->loaded;
+    load_.report.RowsRead = sent->read;
+    row_ok = sent->row_ok;
 }
 
 void BatchRows::End() {
     if (CancelRequested()) {
+        FinishSent(Show::Yes);
         load_.report.RowsRead -= rows_in_batch_;
     } else if (!batch_.empty()) {
         SendBatch({});
-        if (load_.scope.RowOK) {
+        if (!sent_ && load_.scope.RowOK) {
             ShowCounter(load_);
         }
     }
+    FinishSent(Show::Yes);
     command_ = Command();  // its connection ends with the last batch, before the source's
 }
 

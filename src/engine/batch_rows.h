@@ -1,5 +1,7 @@
 #pragma once
 // Rows as text, 100 to an INSERT: a round trip a row would be the whole cost of a load into MySQL.
+// While the server works on one batch the next is built, where the driver can do that; its answer
+// is read before anything else is sent or an error is told.
 //
 // A batch is sent or lost as a whole. A row of which a field couldn't be read leaves its batch
 // malformed, and the server refuses it; the log has one error for the batch, with the count of rows
@@ -8,6 +10,8 @@
 #include "engine/mysql_values.h"
 #include "engine/table_load.h"
 
+#include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,7 +20,8 @@ namespace vantry {
 
 class BatchRows final : public RowStrategy {
 public:
-    using RowStrategy::RowStrategy;
+    explicit BatchRows(LoadState& load);
+    ~BatchRows() override;
 
     void Begin() override;
     bool TakeRow() override;
@@ -25,9 +30,22 @@ public:
     void Settle() override;
 
 private:
-    // Ends the batch with `end` and executes it. Its rows are gone from here either way: sent
-    // again, some of them could arrive twice.
+    // Ends the batch with `end` and sends it. Its rows are gone from here either way: sent again,
+    // some of them could arrive twice.
     void SendBatch(std::string_view end);
+    // Tells what became of the batch that was sent, as of the row at which it went out. `show`
+    // moves the counter's label to there when all is well.
+    enum class Show : bool { No, Yes };
+    void FinishSent(Show show);
+
+    struct Sent {
+        std::int64_t rows;
+        std::int64_t loaded;  // these three are the walk's own when it was sent
+        std::int64_t read;
+        bool row_ok;
+        bool answered;
+        std::exception_ptr failure;  // to send it
+    };
 
     struct Column {
         Field* source;
@@ -38,6 +56,7 @@ private:
     std::vector<Column> columns_;
     std::string batch_;
     std::int64_t rows_in_batch_ = 0;
+    std::optional<Sent> sent_;
 };
 
 }  // namespace vantry

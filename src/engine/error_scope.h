@@ -42,6 +42,9 @@ public:
     bool TargetLost = false;
     // So many errors are left, of which the last one gives the walk up.
     int ErrorsLeft() const { return limit_ - ErrorCount; }
+    // Called before an error is told: what was sent before and isn't answered yet comes first. May
+    // be a walk's end itself.
+    std::function<void()> BeforeError;
     // Rows that had been sent well and that a later failure took back.
     std::int64_t LostRows = 0;
 
@@ -83,6 +86,9 @@ private:
     struct GiveUp {};  // no std::exception: statements around it let it pass
 
     [[gnu::cold, gnu::noinline]] void Fail(const std::exception& error) {
+        if (BeforeError) {
+            BeforeError();
+        }
         RowOK = false;
         if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
             LostRows += data_error->LostRows();

@@ -9,6 +9,7 @@
 #include <limits>
 #include <numeric>
 #include <optional>
+#include <random>
 
 namespace vantry::test {
 namespace {
@@ -184,6 +185,64 @@ TEST_F(MySQLLoaderTest, ACancelIsSeenAfterABatchAndThrowsTheUnfinishedOneAway) {
         EXPECT_EQ(ReportOf(0).Outcome, TableOutcome::Cancelled);
         EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(counted) +
                                        " Rows Loaded\r\nUser Requested to cancel loading"));
+    }
+    SessionCancelled = TableCancelled = kFalse;
+}
+
+// While the server works on a batch the next is built: what users see of a load must not tell.
+TEST_F(MySQLLoaderTest, AnAnswerThatComesLateChangesNothing) {
+    std::mt19937 random(7);
+    const auto one_in = [&](int n) { return random() % static_cast<unsigned>(n) == 0; };
+    for (int round = 0; round < 400; ++round) {
+        ClearTable();
+        FillSource(static_cast<int>(one_in(4) ? 5100 + random() % 300 : random() % 700));
+        const int bad_rows = one_in(2) ? 40 + static_cast<int>(random() % 1000) : 1'000'000;
+        for (auto& row : source->rows) {
+            if (one_in(bad_rows)) {
+                row[1] = Unreadable();
+            }
+        }
+        std::vector<int> refused;
+        const int share = 1 + static_cast<int>(random() % 4);
+        for (int batch = 1; batch <= 54; ++batch) {
+            if (!one_in(share)) {
+                refused.push_back(batch);
+            }
+        }
+        const int cancel = one_in(3) ? 1 + static_cast<int>(random() % 800) : 0;
+        const int broken = one_in(5) ? static_cast<int>(random() % 700) : 0;  // the source's row
+        std::string shown[2];
+        for (const bool late : {false, true}) {
+            SessionCancelled = TableCancelled = kFalse;
+            target->answers_later = late;
+            target->statements.clear();
+            target->calls.clear();
+            target->FailAt("Execute", refused, "refused");
+            source->calls.clear();
+            source->FailAt("Next", {broken}, "broken off");
+            view = RecordingView();
+            view.cancel_at_event = cancel;
+            StartRunReport();
+            const auto whole = LoadRowsMySQL(0);
+            const auto& report = ReportOf(0);
+            shown[late] = view.log + "\n" + view.counter;
+            // A load that is given up has gone on until the answer was there.
+            const bool ended = report.Outcome != TableOutcome::GivenUp;
+            for (const auto number : {std::int64_t{whole},
+                                      std::int64_t{ended ? view.events : 0},
+                                      std::int64_t{ended ? view.bar_value : 0},
+                                      std::int64_t{report.Errors},
+                                      report.RowsRead,
+                                      report.RowsLoaded,
+                                      report.RowsUnknown,
+                                      std::int64_t{static_cast<int>(report.Outcome)}}) {
+                shown[late] += " " + std::to_string(number);
+            }
+            for (const auto& statement : target->statements) {
+                shown[late] += "\n" + statement;
+            }
+        }
+        ASSERT_EQ(shown[0], shown[1]) << "round " << round;
     }
     SessionCancelled = TableCancelled = kFalse;
 }

@@ -5,6 +5,8 @@
 #include "core/driver_registry.h"
 #include "data/calendar.h"
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <map>
 #include <memory>
@@ -46,6 +48,9 @@ public:
     // What a SELECT gives; a statement with "count(" gives the number of rows.
     std::vector<ColumnInfo> columns;
     std::vector<ValueRow> rows;
+
+    // Execute may be had in two steps: its failure is the second's.
+    bool answers_later = false;
 
     // Called before each operation ("Connect", "OpenCursor", "Next", "Execute", "Prepare",
     // "ExecutePrepared", "OpenAppender", "Append", "Settle") with its number among those of its
@@ -177,6 +182,18 @@ private:
             driver_.Enter("Execute");
             return -1;
         }
+        bool StartExecute(std::string_view sql) override {
+            if (driver_.answers_later) {
+                EXPECT_FALSE(std::exchange(is_awaited_, true)) << "the answer before wasn't read";
+                driver_.statements.emplace_back(sql);
+            }
+            return driver_.answers_later;
+        }
+        std::int64_t FinishExecute() override {
+            EXPECT_TRUE(std::exchange(is_awaited_, false));
+            driver_.Enter("Execute");
+            return -1;
+        }
         std::unique_ptr<Statement> Prepare(std::string_view sql,
                                            std::span<const ParameterInfo> parameters) override {
             driver_.prepared.emplace_back(sql);
@@ -194,6 +211,7 @@ private:
 
     private:
         ScriptedDriver& driver_;
+        bool is_awaited_ = false;
     };
 };
 

@@ -7,6 +7,7 @@
 #include "drivers/mysql/row_insert.h"
 #include "drivers/mysql/session.h"
 
+#include <optional>
 #include <utility>
 
 namespace vantry::mysql {
@@ -37,15 +38,10 @@ public:
     }
 
     std::int64_t Execute(std::string_view sql) override {
-        MYSQL* handle = session_->Idle();
-        // The statements that give no rows are written by loaders, which double the quotes of a
-        // value and nothing else: C:\new has to arrive as it is.
-        session_->BeStrict();
-        session_->ReadBackslashesAs(Backslash::Data, sql);
-        session_->RequireFits(sql);
-        if (const auto table = TargetOfInsert(sql); !table.empty()) {
-            return InsertRows(*session_, table, sql);
+        if (StartExecute(sql)) {
+            return FinishExecute();
         }
+        MYSQL* handle = ReadyToWrite(sql);
         session_->Send(sql, kTimesForOneStatement);
         const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
         if (MYSQL_RES* result = mysql_use_result(handle)) {
@@ -53,6 +49,21 @@ public:
         }
         DropFurtherResults(*session_);
         return affected;
+    }
+
+    bool StartExecute(std::string_view sql) override {
+        auto table = TargetOfInsert(sql);
+        if (table.empty()) {
+            return false;
+        }
+        ReadyToWrite(sql);
+        insert_.emplace(*session_, std::move(table), sql);
+        return true;
+    }
+
+    std::int64_t FinishExecute() override {
+        auto insert = std::exchange(insert_, std::nullopt);
+        return insert.value().Finish();
     }
 
     std::unique_ptr<Statement> Prepare(std::string_view sql,
@@ -89,7 +100,18 @@ public:
     }
 
 private:
+    // The statements that give no rows are written by loaders, which double the quotes of a value
+    // and nothing else: C:\new has to arrive as it is.
+    MYSQL* ReadyToWrite(std::string_view sql) {
+        MYSQL* handle = session_->Idle();
+        session_->BeStrict();
+        session_->ReadBackslashesAs(Backslash::Data, sql);
+        session_->RequireFits(sql);
+        return handle;
+    }
+
     std::shared_ptr<Session> session_;
+    std::optional<RowInsert> insert_;  // on its way to the server
 };
 
 class MySqlDriver : public Driver {

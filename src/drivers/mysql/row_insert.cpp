@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace vantry::mysql {
 namespace {
@@ -96,30 +97,43 @@ std::string TargetOfInsert(std::string_view sql) {
     return end == std::string_view::npos ? std::string() : std::string(sql.substr(0, end));
 }
 
-std::int64_t InsertRows(Session& session, const std::string& table, std::string_view sql) {
-    MYSQL* handle = session.Busy();
-    const AnswerWatch::Wait wait(session.Watch());
-    if (mysql_real_query(handle, sql.data(), sql.size()) != 0) {
-        auto error = session.Failure();
-        const unsigned code = mysql_errno(handle);
-        const bool is_servers =
-            code < CR_MIN_ERROR || (code > CR_MAX_ERROR && code < CER_MIN_ERROR);
-        if (is_servers && session.Watch().Ended() == AnswerWatch::End::None) {
-            error.SetArrivedRows(RowsInSpiteOf(session, error, table));
-        }
-        throw DataError(error);
+RowInsert::RowInsert(Session& session, std::string table, std::string_view sql)
+    : session_(session),
+      table_(std::move(table)),
+      has_rows_(sql.find(" VALUES ") != std::string_view::npos) {
+    const AnswerWatch::Wait wait(session_.Watch());
+    if (mysql_send_query(session_.Busy(), sql.data(), sql.size()) != 0) {
+        Refuse();
+    }
+}
+
+std::int64_t RowInsert::Finish() {
+    MYSQL* handle = session_.Busy();
+    const AnswerWatch::Wait wait(session_.Watch());
+    if (mysql_read_query_result(handle) != 0) {
+        Refuse();
     }
     const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
     const auto warnings = mysql_warning_count(handle);
-    DropFurtherResults(session);
+    DropFurtherResults(session_);
     // A server that says of rows that it has taken none of them isn't believed to have.
-    if (affected <= 0 && sql.find(" VALUES ") != std::string_view::npos) {
+    if (affected <= 0 && has_rows_) {
         throw NothingAdded();
     }
     if (warnings > 0) {
-        session.GetWarnings().RequireUnchanged(session, affected);
+        session_.GetWarnings().RequireUnchanged(session_, affected);
     }
     return affected;
+}
+
+void RowInsert::Refuse() {
+    auto error = session_.Failure();
+    const unsigned code = mysql_errno(session_.Busy());
+    const bool is_servers = code < CR_MIN_ERROR || (code > CR_MAX_ERROR && code < CER_MIN_ERROR);
+    if (is_servers && session_.Watch().Ended() == AnswerWatch::End::None) {
+        error.SetArrivedRows(RowsInSpiteOf(session_, error, table_));
+    }
+    throw DataError(error);
 }
 
 }  // namespace vantry::mysql

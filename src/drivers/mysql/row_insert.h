@@ -13,9 +13,22 @@ namespace vantry::mysql {
 // other statements.
 std::string TargetOfInsert(std::string_view sql);
 
-// Runs it on the idle connection; returns the rows added. Throws DataError, whose ArrivedRows says
-// what is known of the rows: a table without transactions keeps those before the one that was
-// refused.
-std::int64_t InsertRows(Session& session, const std::string& table, std::string_view sql);
+// An INSERT between its sending and the server's answer. Both calls throw DataError, whose
+// ArrivedRows says what is known of the rows: a table without transactions keeps those before the
+// one that was refused.
+class RowInsert {
+public:
+    // Sends it on the idle connection.
+    RowInsert(Session& session, std::string table, std::string_view sql);
+    // Waits for the answer; returns the rows added. Until then the connection has no other use.
+    std::int64_t Finish();
+
+private:
+    [[noreturn]] void Refuse();
+
+    Session& session_;
+    std::string table_;
+    bool has_rows_;  // in its text, so that one of them at least must be added
+};
 
 }  // namespace vantry::mysql
