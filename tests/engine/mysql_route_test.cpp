@@ -114,6 +114,48 @@ TEST_F(MySqlRoute, ATableThatIsItsOwnSourceKeepsItsRows) {
     EXPECT_EQ(RowsIn("orders"), 2 * 39'999) << Log().substr(0, 2000);
 }
 
+// The server takes a statement back whole: its rows are in the log, the others in the table, and
+// none is in both.
+TEST_F(MySqlRoute, ADeadlockOrALockWaitCostsItsBatchAlone) {
+    Server().Run("create table weight (id int)");
+    for (const char* words : {"Deadlock found", "Lock wait timeout exceeded"}) {
+        const bool deadlock = *words == 'D';
+        Server().Run(
+            "set global innodb_lock_wait_timeout=" + std::string(deadlock ? "50" : "1") +
+            ";drop table if exists orders; create table orders (id int primary key, customer "
+            "varchar(80), price double, ordered datetime)");
+        Connection other;
+        other.Open(Server().ConnectionText());
+        // The server takes back what has changed fewer rows.
+        other.Execute("begin");
+        other.Execute("insert into weight select seq from seq_1_to_1000");
+        other.Execute("insert into orders (id) values (150)");
+        std::thread rival([&] {
+            // The server's table of locks is a copy that is renewed when nobody asks for a while.
+            const std::string waiting =
+                "select count(*) from information_schema.innodb_trx where trx_state='LOCK WAIT'";
+            for (int k = 0; deadlock && k < 50 && Server().QueryOne(waiting) == "0"; ++k) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(150));
+            }
+            if (deadlock) {
+                other.Execute("insert into orders (id) values (110)");
+            }
+        });
+        FromCsvToOrders(Orders(300));
+        RunAndLog("APPEND");
+        rival.join();
+        other.Execute("rollback");
+        EXPECT_TRUE(LogHas("Error Loading Row:200\n" + std::string(words))) << Log();
+        EXPECT_EQ(ReportOf(0).Errors, 1);
+        EXPECT_EQ(Server().QueryOne("select group_concat(n) from (select floor((id-1)/100)*1000+"
+                                    "count(*) n from orders group by floor((id-1)/100)) g"),
+                  "100,2100");
+        EXPECT_EQ(ReportOf(0).RowsLoaded, 200);
+        EXPECT_EQ(ReportOf(0).RowsUnknown, 0);
+    }
+    Server().Run("set global innodb_lock_wait_timeout=50; drop table weight");
+}
+
 TEST_F(MySqlRoute, ANewTablesRowsGoInThreeInsertsAndComeBackByteForByte) {
     TcpRelay relay(Server().Port());
     FromCsvToOrders(Orders(250), TextByPort(relay.Port()));
