@@ -1,5 +1,7 @@
 #include "core/session_state.h"
 
+#include "core/settings.h"
+
 #include <filesystem>
 
 namespace vantry {
@@ -73,6 +75,7 @@ void InitSharedState(const std::string& application_folder) {
     // Unsaved: a run of it leaves no record.
     CurrentSessionID = 0;
     SessionNotSaved = kFalse;
+    LoadSettings(application_folder);
 }
 
 std::string SharedFolder() {

@@ -144,7 +144,8 @@ extern DateTime SessionEndTime;
 extern DateTime TableStartTime;
 extern DateTime TableEndTime;
 
-// Computes the paths and constants from the folder of what the programs keep (core/folders).
+// Computes the paths and constants from the folder of what the programs keep (core/folders), and
+// reads its Vantry.ini (core/settings).
 void InitSharedState(const std::string& application_folder);
 // The folder that InitSharedState was given: of all that the programs keep.
 std::string SharedFolder();
