@@ -25,7 +25,7 @@ BatchRows::~BatchRows() {
 }
 
 void BatchRows::Begin() {
-    insert_head_ = InsertHead(load_);
+    insert_head_ = InsertHead(load_.source, load_.target);
     command_.CommandType = adCmdText;
     command_.ActiveConnection = TargetConnStr;
     StartBar(load_);

@@ -15,13 +15,13 @@ void CopyField(RecordsetColumn& column) {
     column.Put(column.source->Value());
 }
 
-std::string RecordsetRows::TargetSelect() const {
+std::string AddingSelect(const TableRec& source, const TableRec& target) {
     std::string select = "Select ";
-    for (const auto* row : MappedColumnsOf(load_.source.TabID)) {
-        select += TargetColumnInList(TargetColumnName(load_.source, *row));
+    for (const auto* row : MappedColumnsOf(source.TabID)) {
+        select += TargetColumnInList(TargetColumnName(source, *row));
     }
     CutLast(select);
-    return select + " FROM " + TargetTableToAddTo(load_.target.Name);
+    return select + " FROM " + TargetTableToAddTo(target.Name);
 }
 
 void RecordsetRows::Begin() {
@@ -36,7 +36,8 @@ void RecordsetRows::Begin() {
     scope([] { DstConn->Open(TargetConnStr); });
     std::int32_t targets = 0;
     scope([&] {
-        DstRS->Open(TargetSelect(), *DstConn, adOpenDynamic, adLockOptimistic);
+        DstRS->Open(
+            AddingSelect(load_.source, load_.target), *DstConn, adOpenDynamic, adLockOptimistic);
         targets = DstRS->Fields().Count();
     });
     for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {

@@ -26,6 +26,9 @@ using RecordsetCarrier = void (*)(RecordsetColumn&);
 
 void CopyField(RecordsetColumn& column);
 
+// Through which rows are added: exactly the mapped columns, so that places agree with the source's.
+std::string AddingSelect(const TableRec& source, const TableRec& target);
+
 // In what the two loaders differ here.
 struct RecordsetManner {
     bool client_cursor = false;             // of the target's connection
@@ -45,9 +48,6 @@ public:
     void Settle() override;
 
 private:
-    // Of exactly the mapped columns, so that places agree with the source's.
-    std::string TargetSelect() const;
-
     RecordsetManner manner_;
     std::vector<RecordsetColumn> columns_;
     std::string scratch_;

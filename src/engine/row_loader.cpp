@@ -80,8 +80,7 @@ i16 LoadRowsGeneric(i16 i) {
     StatementRows statement(state);
     AppendLog(log_line::AboutToInsert(state.source.Name, state.target.Name));
     const bool whole = load.Run([&]() -> RowStrategy& {
-        const int too = ThisTarget().wide_text_by_recordset ? adWChar : adEmpty;
-        return HasLongFields(state, too) ? static_cast<RowStrategy&>(recordset) : statement;
+        return HasLongFields(state) ? static_cast<RowStrategy&>(recordset) : statement;
     });
     if (whole) {
         return kTrue;

@@ -23,17 +23,10 @@ namespace {
 ClockReading SessionStart;  // of the run that is going on
 
 bool Prepare(i16 i) {
-    const TableRec& table = SrcTables[static_cast<std::size_t>(i)];
-    if (table.TableExists != kTrue) {
-        return CreateTargetTable(i) == kTrue;
-    }
-    if (table.LoadOption == "DROP") {
-        return DropTargetTable(i) == kTrue && CreateTargetTable(i) == kTrue;
-    }
-    if (table.LoadOption == "DELETE") {
-        return DeleteTargetRows(i) == kTrue;
-    }
-    return true;
+    const auto steps = PreparationOf(SrcTables[static_cast<std::size_t>(i)]);
+    return (!steps.drops || DropTargetTable(i) == kTrue) &&
+           (!steps.creates || CreateTargetTable(i) == kTrue) &&
+           (!steps.empties || DeleteTargetRows(i) == kTrue);
 }
 
 // Before any row moves: a table whose load fails later is there all the same.

@@ -103,7 +103,7 @@ void StatementRows::AppendParameters() {
 }
 
 void StatementRows::Begin() {
-    insert_ = InsertHead(load_) + "(";
+    insert_ = InsertHead(load_.source, load_.target) + "(";
     command_.CommandType = adCmdText;
     command_.ActiveConnection = TargetConnStr;
     // File engines make rows last in batches; End and Settle say when that must be done.

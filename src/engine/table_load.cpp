@@ -117,10 +117,10 @@ DataError NoTargetFor(const TableRec& source) {
                 "wizard, choose the tables again and save it."};
 }
 
-std::string InsertHead(const LoadState& load) {
-    std::string head = "INSERT INTO " + TargetTableForInsert(load.target.Name) + "(";
-    for (const auto* row : MappedColumnsOf(load.source.TabID)) {
-        head += TargetColumnInList(TargetColumnName(load.source, *row));
+std::string InsertHead(const TableRec& source, const TableRec& target) {
+    std::string head = "INSERT INTO " + TargetTableForInsert(target.Name) + "(";
+    for (const auto* row : MappedColumnsOf(source.TabID)) {
+        head += TargetColumnInList(TargetColumnName(source, *row));
     }
     CutLast(head);
     return head + ") VALUES ";
@@ -142,13 +142,16 @@ void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cur
     load.scope([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
 }
 
-bool HasLongFields(LoadState& load, int too) {
+bool IsLongField(int type) {
+    return IsLongType(type) || IsBinaryType(type) ||
+           (type == adWChar && ThisTarget().wide_text_by_recordset);
+}
+
+bool HasLongFields(LoadState& load) {
     bool found = false;
     load.scope([&] {
         for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
-            const int type = SrcRS->Fields()[k].Type();
-            found =
-                found || IsLongType(type) || IsBinaryType(type) || (too != adEmpty && type == too);
+            found = found || IsLongField(SrcRS->Fields()[k].Type());
         }
     });
     return found;

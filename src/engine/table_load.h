@@ -114,15 +114,18 @@ inline const std::string& TargetColumnName(const TableRec& source, const ColMapR
 }
 
 // "INSERT INTO table (columns) VALUES ", in the target's dialect.
-std::string InsertHead(const LoadState& load);
+std::string InsertHead(const TableRec& source, const TableRec& target);
 
 // Runs the count on SrcRS. False when the count couldn't be had: `rows.total` is then as it was.
 bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type);
 void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type);
 
-// Whether a field of the open source is long or binary, or of the type `too` besides. False when
-// the source isn't open, which is an error of the scope.
-bool HasLongFields(LoadState& load, int too = adEmpty);
+// Long or binary, or as long to this target: no parameter and no statement's text can carry such a
+// field there, and no line of fixed width.
+bool IsLongField(int type);
+// The same of any field of the open source. False when the source isn't open, which is an error of
+// the scope.
+bool HasLongFields(LoadState& load);
 
 // The bar goes from 1 to the count of rows; below two rows its upper end stays what it was.
 void StartBar(const LoadState& load);

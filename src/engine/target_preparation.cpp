@@ -8,6 +8,8 @@
 #include "engine/own_source.h"
 #include "engine/run_log.h"
 
+#include <utility>
+
 namespace vantry {
 namespace {
 
@@ -16,17 +18,38 @@ const std::string& TargetName(i16 i) {
 }
 
 void RequireOtherTable(i16 i) {
-    const auto table = static_cast<std::size_t>(i);
-    if (IsItsOwnSource(SrcTables.at(table), DstTables.at(table))) {
-        throw DataError(kErrUnspecified,
-                        "\"" + DstTables[table].Name +
-                            "\" is the table that the rows come from: they would be gone before "
-                            "they are read. It stays as it is. Choose another target table, or "
-                            "append to this one.");
+    if (auto fault = PreparationFault(i); !fault.empty()) {
+        throw DataError(kErrUnspecified, std::move(fault));
     }
 }
 
 }  // namespace
+
+Preparation PreparationOf(const TableRec& source) {
+    if (source.TableExists != kTrue) {
+        return {.creates = true};
+    }
+    const bool drops = source.LoadOption == "DROP";
+    return {.empties = source.LoadOption == "DELETE", .drops = drops, .creates = drops};
+}
+
+std::string DropStatement(const std::string& target) {
+    return "drop table " + TargetTable(target);
+}
+
+std::string DeleteStatement(const std::string& target) {
+    return "delete from " + TargetTable(target);
+}
+
+std::string PreparationFault(i16 i) {
+    const auto table = static_cast<std::size_t>(i);
+    if (!IsItsOwnSource(SrcTables.at(table), DstTables.at(table))) {
+        return {};
+    }
+    return "\"" + DstTables[table].Name +
+           "\" is the table that the rows come from: they would be gone before they are read. It "
+           "stays as it is. Choose another target table, or append to this one.";
+}
 
 i16 DropTargetTable(i16 i) {
     const std::string& name = TargetName(i);
@@ -41,7 +64,7 @@ i16 DropTargetTable(i16 i) {
         connection.Close();
         connection.CursorLocation = adUseClient;
         connection.Open(TargetConnStr);
-        connection.Execute("drop table " + TargetTable(name));
+        connection.Execute(DropStatement(name));
         AppendLog(log_line::Dropped(name));
         return kTrue;
     } catch (const std::exception& error) {
@@ -58,7 +81,7 @@ i16 DeleteTargetRows(i16 i) {
         connection.Open(TargetConnStr);
         AppendLog(log_line::AboutToDelete(name));
         RequireOtherTable(i);
-        connection.Execute("delete from " + TargetTable(name));
+        connection.Execute(DeleteStatement(name));
         AppendLog(log_line::Deleted(name));
         return kTrue;
     } catch (const std::exception& error) {

@@ -5,7 +5,23 @@
 
 #include "core/session_state.h"
 
+#include <string>
+
 namespace vantry {
+
+// What is to be done before the rows of table `i` come, in this order.
+struct Preparation {
+    bool empties = false;
+    bool drops = false;
+    bool creates = false;
+};
+Preparation PreparationOf(const TableRec& source);
+
+std::string DropStatement(const std::string& target);
+std::string DeleteStatement(const std::string& target);
+
+// Why table `i` may be neither dropped nor emptied; empty when it may.
+std::string PreparationFault(i16 i);
 
 // `i` indexes DstTables. -1 on success, 0 on failure.
 i16 DropTargetTable(i16 i);
