@@ -297,6 +297,17 @@ void Recordset::MoveFirst() {
     position_ = rows_.empty() ? Position::AtEnd : Position::OnRow;
 }
 
+std::span<const Cell> Recordset::Row() {
+    if (cursor_ || position_ != Position::OnRow) {
+        return row_;
+    }
+    kept_cells_.clear();
+    for (const auto& value : rows_[row_index_]) {
+        kept_cells_.push_back(value.AsCell());
+    }
+    return kept_cells_;
+}
+
 // A stream can't say how many rows are left, and counting them would read them all.
 std::int64_t Recordset::RecordCount() const {
     RequireOpen();

@@ -110,6 +110,9 @@ public:
     bool Eof() const { return row_.empty() && EofWithoutRow(); }
     void MoveNext();
     void MoveFirst();
+    // The current row as it was read, Unreadable cells among them, valid until the next move; empty
+    // outside the rows.
+    std::span<const Cell> Row();
     // Exact on static cursors, -1 on all others.
     std::int64_t RecordCount() const;
     void Requery();
@@ -153,6 +156,7 @@ private:
     std::span<const Cell> row_;  // of a streaming cursor that stands on a row, else empty
     std::vector<std::vector<Value>> rows_;  // static cursors only
     std::size_t row_index_ = 0;
+    std::vector<Cell> kept_cells_;  // what Row gives of them
     bool adding_ = false;
     std::vector<Value> new_row_;
     std::vector<Cell> new_cells_;

@@ -29,6 +29,7 @@ void BatchRows::Begin() {
     command_.CommandType = adCmdText;
     command_.ActiveConnection = TargetConnStr;
     StartBar(load_);
+    load_.ledger.HoldFailedRows();
     load_.scope([&] {
         for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
             auto& field = SrcRS->Fields()[k];
@@ -41,6 +42,9 @@ void BatchRows::Begin() {
 bool BatchRows::TakeRow() {
     auto& scope = load_.scope;
     auto& loaded = load_.rows.loaded;
+    if (load_.ledger.IsOpen()) {  // else the source broke off, and there is no row
+        load_.ledger.RowKept();
+    }
     batch_ += '(';
     for (auto& column : columns_) {
         scope([&] { column.append(column.source->Value(), batch_); });
@@ -49,6 +53,7 @@ bool BatchRows::TakeRow() {
     batch_ += "),";
     ++loaded;
     ++rows_in_batch_;
+    load_.ledger.RowClosed();
     scope([] { SrcRS->MoveNext(); });
     if (loaded % kRowsPerBatch == 0) {
         SendBatch(";");
@@ -123,7 +128,7 @@ void BatchRows::FinishSent(Show show) {
 void BatchRows::End() {
     if (CancelRequested()) {
         FinishSent(Show::Yes);
-        load_.report.RowsRead -= rows_in_batch_;
+        load_.ledger.KeptNotReached();
     } else if (!batch_.empty()) {
         SendBatch({});
         if (!sent_ && load_.scope.RowOK) {

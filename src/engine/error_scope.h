@@ -30,8 +30,12 @@ class ErrorScope {
 public:
     using Tell = std::function<void(std::string_view description)>;
 
+    // Before an error is told: what else must know of it while its row is still at hand.
+    using Note = std::function<void(const std::exception& error)>;
+
     // Error number `limit` gives the walk up, after it was logged.
-    ErrorScope(int limit, Tell tell) : limit_(limit), tell_(std::move(tell)) {}
+    ErrorScope(int limit, Tell tell, Note note = {})
+        : limit_(limit), tell_(std::move(tell)), note_(std::move(note)) {}
 
     // The walk sets it at the start of each row; an error takes it away.
     bool RowOK = true;
@@ -77,6 +81,9 @@ public:
             return true;
         } catch (const GiveUp&) {
         } catch (const std::exception& error) {
+            if (note_) {
+                note_(error);
+            }
             tell_(ErrorText(error));
         }
         return false;
@@ -90,6 +97,9 @@ private:
             BeforeError();
         }
         RowOK = false;
+        if (note_) {
+            note_(error);
+        }
         if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
             LostRows += data_error->LostRows();
             TargetLost = TargetLost || data_error->TargetLost();
@@ -104,6 +114,7 @@ private:
 
     int limit_;
     Tell tell_;
+    Note note_;
 };
 
 }  // namespace vantry

@@ -22,6 +22,13 @@ const char* OutcomeName(TableOutcome outcome) {
     return "loaded";
 }
 
+std::optional<std::int64_t> TableReport::FirstRowNotReached() const {
+    if (Outcome == TableOutcome::Loaded || RowsRead >= RowsInSource.value_or(RowsRead + 1)) {
+        return std::nullopt;
+    }
+    return RowsRead + 1;
+}
+
 double RunReport::WaitedForFiles() const {
     double seconds = 0;
     for (const auto& table : Tables) {

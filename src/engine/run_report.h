@@ -10,6 +10,7 @@
 #include "core/session_state.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,10 @@ struct TableReport {
     std::int64_t RowsLoaded = 0;
     // Sent, and the answer was lost: they are in the target or not, and only a look at it can tell.
     std::int64_t RowsUnknown = 0;
-    int Errors = 0;  // statements that failed, those of no row among them
+    // Told in the reject file: those that failed and those of which it isn't known.
+    std::int64_t RowsRejected = 0;
+    std::optional<std::int64_t> RowsInSource;  // by the count before the load
+    int Errors = 0;                            // statements that failed, those of no row among them
     // Texts of a delimited file that a spreadsheet would take for formulas; of lines that the file
     // refused, too.
     std::int64_t FormulaTexts = 0;
@@ -41,6 +45,9 @@ struct TableReport {
     std::int64_t LogLine = 0;  // the last line of the log when the table began
 
     std::int64_t RowsFailed() const { return RowsRead - RowsLoaded - RowsUnknown; }
+    // Of a table that ended early: the number of the first row that wasn't reached, from 1. Nothing
+    // when all were.
+    std::optional<std::int64_t> FirstRowNotReached() const;
 };
 
 struct RunReport {

@@ -231,6 +231,8 @@ bool StatementRows::KeepRow() {
         return false;
     }
     kept_.push_back(load_.rows.read);
+    load_.ledger.RowKept();
+    load_.ledger.RowClosed();
     return true;
 }
 

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <utility>
 
 namespace vantry {
@@ -31,6 +32,13 @@ double CountOf(const Cell& value) {
     return *count;
 }
 
+// A count from outside may be any number.
+std::optional<std::int64_t> RowsOf(double total) {
+    constexpr double kMostRows = 1e15;
+    return total >= 0 && total < kMostRows ? std::optional(static_cast<std::int64_t>(total))
+                                           : std::nullopt;
+}
+
 // So that a cancel is seen between two tries.
 class ShortLockWaits {
 public:
@@ -44,11 +52,11 @@ private:
 };
 
 // Whether there is a row; it then counts as read. Throws where the source can't say.
-bool StandsOnRow(TableReport& report) {
+bool StandsOnRow(RowLedger& ledger) {
     if (SrcRS->Eof()) {
         return false;
     }
-    ++report.RowsRead;
+    ledger.RowOpened();
     return true;
 }
 
@@ -88,19 +96,9 @@ void AfterRefusal(LoadState& load, const DataError& error, const std::function<v
     throw DataError(error);
 }
 
-// A table without transactions keeps the rows before the one that it refused, and a connection may
-// break off between the server's commit and its answer.
-void RowStrategy::CountInSpiteOf(const DataError& error, std::int64_t rows) {
-    if (const auto arrived = error.ArrivedRows()) {
-        load_.report.RowsLoaded += std::clamp<std::int64_t>(*arrived, 0, rows);
-    } else {
-        load_.report.RowsUnknown += rows;
-    }
-}
-
 void WalkRows(LoadState& load, RowStrategy& strategy) {
     strategy.Begin();
-    while (load.scope.Enters([&] { return StandsOnRow(load.report); })) {
+    while (load.scope.Enters([&] { return StandsOnRow(load.ledger); })) {
         load.scope.RowOK = true;
         // A cancel: End still runs, so that what was sent is flushed and the file gets its name.
         if (!strategy.TakeRow()) {
@@ -131,6 +129,7 @@ bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cu
     load.scope([&] { SrcRS->Open(statements.count, SourceConnStr, cursor_type, adLockReadOnly); });
     load.scope([&] {
         load.rows.total = CountOf(SrcRS->Fields()[0].Value());
+        load.report.RowsInSource = RowsOf(load.rows.total);
         counted = true;
     });
     // Closed before the rows are opened on the same object, also when the count failed.
@@ -139,6 +138,7 @@ bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cu
 }
 
 void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {
+    load.ledger.SetReading(statements.select, cursor_type);
     load.scope([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
 }
 
@@ -172,15 +172,19 @@ bool CancelRequested() {
 
 DatabaseLoad::DatabaseLoad(i16 i, const LoadRules& rules)
     : rules_(rules),
-      scope_(rules.error_limit,
-             [this](auto description) {
-                 AppendLog(log_line::RowError(rows_.*rules_.shown_row, description));
-             }),
+      ledger_(SrcTables.at(static_cast<std::size_t>(i)), ReportOf(i)),
+      scope_(
+          rules.error_limit,
+          [this](auto description) {
+              AppendLog(log_line::RowError(rows_.*rules_.shown_row, description));
+          },
+          [this](const auto& error) { ledger_.Failed(error); }),
       state_{SrcTables.at(static_cast<std::size_t>(i)),
              DstTables.at(static_cast<std::size_t>(i)),
              ReportOf(i),
              scope_,
-             rows_} {}
+             rows_,
+             ledger_} {}
 
 void DatabaseLoad::OpenSource() {
     // SrcConn only proves that the source can be reached; the recordsets connect by the string, so
@@ -212,10 +216,12 @@ void DatabaseLoad::Finish(bool whole) {
     auto& report = state_.report;
     report.Errors = scope_.ErrorCount + (whole || scope_.ErrorCount > 0 ? 0 : 1);
     if (scope_.TargetLost) {
+        ledger_.Lost(report.RowsLoaded, "The target was taken away or replaced during the load.");
         CountLostTarget();
     } else {
         report.RowsLoaded -= scope_.LostRows;
     }
+    ledger_.Finish();
     report.Outcome = !whole              ? TableOutcome::GivenUp
                      : CancelRequested() ? TableOutcome::Cancelled
                                          : TableOutcome::Loaded;
@@ -243,6 +249,7 @@ void DatabaseLoad::SettleGivenUp() {
         strategy_->Settle();
     } catch (const DataError& error) {
         scope_.LostRows += error.LostRows();
+        ledger_.Lost(error.LostRows(), error.Description());
         const bool lost = error.TargetLost() && !scope_.TargetLost;
         scope_.TargetLost = scope_.TargetLost || lost;
         if (error.LostRows() > 0 || lost) {

@@ -11,6 +11,7 @@
 // walks each of its tables by WalkRows.
 
 #include "engine/error_scope.h"
+#include "engine/row_ledger.h"
 #include "engine/run_report.h"
 #include "engine/run_view.h"
 #include "engine/source_statements.h"
@@ -34,6 +35,7 @@ struct LoadState {
     TableReport& report;
     ErrorScope& scope;
     RowCounts& rows;
+    RowLedger& ledger;
 };
 
 // How rows are written. The walk calls Begin, TakeRow for each row, then End; all three make each
@@ -73,24 +75,22 @@ protected:
         }
     }
     // Counts `rows` rows where they are: in the target, refused, or not to be known. The error of
-    // a failed `write` says so.
+    // a failed `write` says so. They are the oldest that the ledger keeps, or the one on which the
+    // source stands.
     template <typename Write>
     void SendRows(std::int64_t rows, Write&& write) {
         load_.scope([&] {
             try {
                 write();
             } catch (const DataError& error) {
-                CountInSpiteOf(error, rows);
+                load_.ledger.Refused(rows, error);
                 throw;
             }
-            load_.report.RowsLoaded += rows;
+            load_.ledger.Stored(rows);
         });
     }
 
     LoadState& load_;
-
-private:
-    void CountInSpiteOf(const DataError& error, std::int64_t rows);
 };
 
 // How long a run waits in all for target files that another program holds.
@@ -177,6 +177,7 @@ private:
 
     LoadRules rules_;
     RowCounts rows_;
+    RowLedger ledger_;
     ErrorScope scope_;
     LoadState state_;
     RowStrategy* strategy_ = nullptr;

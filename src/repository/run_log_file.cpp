@@ -84,6 +84,10 @@ LogFile LogFile::Open(const std::string& path) {
     return LogFile(std::move(descriptor));
 }
 
+bool LogFile::IsSessionLogOrNew(const std::string& path) {
+    return MayTakeLog(path);
+}
+
 LogFile LogFile::OpenForSession(const std::string& path) {
     if (!MayTakeLog(path)) {
         throw DataError(kErrUnspecified,

@@ -22,6 +22,8 @@ public:
     // The log of a session: a user may have named a document by mistake, of which a run would leave
     // nothing. Throws DataError for a file that holds anything but such a log.
     static LogFile OpenForSession(const std::string& path);
+    // Whether OpenForSession would take the file, or make it.
+    static bool IsSessionLogOrNew(const std::string& path);
     LogFile() = default;  // nowhere: what is written is lost
 
     bool IsEmpty() const;

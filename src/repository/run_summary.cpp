@@ -29,17 +29,24 @@ std::string JsonMoment(const DateTime& moment) {
 }
 
 Json JsonTable(const TableReport& table) {
-    return {{"source", table.Source},
-            {"target", table.Target},
-            {"rowsRead", table.RowsRead},
-            {"rowsLoaded", table.RowsLoaded},
-            {"rowsFailed", table.RowsFailed()},
-            {"rowsMayHaveArrived", table.RowsUnknown},
-            {"seconds", std::round(table.Seconds * 1000) / 1000},
-            {"waitedSeconds", std::round(table.WaitedSeconds * 1000) / 1000},
-            {"errors", table.Errors},
-            {"formulaTexts", table.FormulaTexts},
-            {"outcome", OutcomeName(table.Outcome)}};
+    Json json = {{"source", table.Source},
+                 {"target", table.Target},
+                 {"rowsRead", table.RowsRead},
+                 {"rowsLoaded", table.RowsLoaded},
+                 {"rowsFailed", table.RowsFailed()},
+                 {"rowsMayHaveArrived", table.RowsUnknown},
+                 {"seconds", std::round(table.Seconds * 1000) / 1000},
+                 {"waitedSeconds", std::round(table.WaitedSeconds * 1000) / 1000},
+                 {"errors", table.Errors},
+                 {"formulaTexts", table.FormulaTexts},
+                 {"outcome", OutcomeName(table.Outcome)}};
+    if (table.RowsRejected > 0) {
+        json["rowsRejected"] = table.RowsRejected;
+    }
+    if (const auto row = table.FirstRowNotReached()) {
+        json["firstRowNotReached"] = *row;
+    }
+    return json;
 }
 
 }  // namespace
@@ -53,6 +60,12 @@ std::string SummaryText(const RunSummary& summary) {
                  {"version", summary.Version}};
     if (!summary.Reason.empty()) {
         json["reason"] = summary.Reason;
+    }
+    if (!summary.Rejects.empty()) {
+        json["rejects"] = summary.Rejects;
+    }
+    if (!summary.RejectsFault.empty()) {
+        json["rejectsFault"] = summary.RejectsFault;
     }
     json["tables"] = Json::array();
     for (const auto& table : summary.Tables) {

@@ -17,6 +17,8 @@ struct RunSummary {
     int ExitCode = 0;
     std::string Version;
     std::string Reason;               // why a run with 3 or 6 didn't start; else empty
+    std::string Rejects;              // the file of rows that aren't loaded; empty: there is none
+    std::string RejectsFault;         // why rows are missing in it
     std::vector<TableReport> Tables;  // of a polled folder: one per file
 };
 

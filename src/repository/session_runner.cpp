@@ -9,11 +9,14 @@
 #include "repository/session_runner.h"
 
 #include "core/kinds.h"
+#include "core/settings.h"
 #include "data/error_text.h"
 #include "data/value_text.h"
+#include "engine/reject_file.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
+#include "repository/log_companions.h"
 #include "repository/polled_run.h"
 #include "repository/program_lock.h"
 #include "repository/repository.h"
@@ -21,6 +24,7 @@
 #include "repository/run_readiness.h"
 #include "repository/run_summary.h"
 #include "repository/saved_session.h"
+#include "text/reject_layout.h"
 #include "text/text_writer.h"
 
 #include <grp.h>
@@ -83,7 +87,7 @@ private:
     void RunPolled();
     void SaveRecord();
     RunnerExit CodeOfTables() const;
-    void RemoveFormerSummary() const;
+    void EndRejects();
     RunnerExit Refuse(const NotStarted& why);
     bool Summarize(RunnerExit code);
     void Tell(const std::string& line) const { surroundings_.tell(line); }
@@ -93,6 +97,7 @@ private:
     std::string log_file_;
     std::optional<ProgramLock> lock_;
     std::unique_ptr<RunLogView> view_;
+    std::optional<RejectFile> rejects_;
     bool record_failed_ = false;
     int faults_ = 0;  // beside those of the tables: a record or a new name that couldn't be made
 };
@@ -160,8 +165,12 @@ void SavedRun::OpenLog() {
     LogFile log;
     if (!log_file_.empty()) {
         try {
+            if (LogFile::IsSessionLogOrNew(log_file_)) {
+                MakeRoomBesideLog(log_file_, CurrentSettings.LogGenerations);
+            }
             log = LogFile::OpenForSession(log_file_);
-            RemoveFormerSummary();
+            rejects_.emplace(log_file_ + std::string(kRejectFileEnding));
+            CurrentRejects = &*rejects_;
         } catch (const DataError& error) {
             log_file_.clear();
             throw NotStarted{kRunNotStarted, error.Description()};
@@ -176,19 +185,6 @@ void SavedRun::OpenLog() {
     }
     // The run's routines write their log through this variable, as they do on the run page.
     CurrentRunView = view_.get();
-}
-
-// The summary of the run before, which must not stand beside the log of this one. Where the log has
-// an unusual name, the file of that name plus ".json" may be another program's.
-void SavedRun::RemoveFormerSummary() const {
-    const std::string file = SummaryFileOf(log_file_);
-    if (file::StampOf(file) && !IsSummary(file)) {
-        throw DataError(kErrUnspecified,
-                        "The file '" + file +
-                            "' is none of ours, and has the name that the summary of the run gets. "
-                            "Give the session another log file.");
-    }
-    file::RemoveFile(file);
 }
 
 RunnerExit SavedRun::Run() {
@@ -217,6 +213,7 @@ RunnerExit SavedRun::Run() {
         FinishRunLog();
         Tell(ErrorText(error));
     }
+    EndRejects();
     // A table that was made and couldn't be recorded would stand in the next run's way.
     lock_->SetMark(record_failed_     ? ProgramLock::Mark::Unfinished
                    : TableMayBeGone() ? ProgramLock::Mark::TableNotMade
@@ -231,6 +228,27 @@ RunnerExit SavedRun::Run() {
         Tell("The log file \"" + log_file_ + "\" is incomplete: it couldn't be written.");
     }
     return code;
+}
+
+// A run goes on without the file; that it lacks rows must be known.
+void SavedRun::EndRejects() {
+    CurrentRejects = nullptr;
+    if (!rejects_) {
+        return;
+    }
+    summary_.RejectsFault = rejects_->Fault();
+    if (rejects_->IsMade()) {
+        summary_.Rejects = rejects_->Path();
+        try {
+            DescribeRejectFile(rejects_->Path());
+        } catch (const DataError& error) {
+            Tell(error.Description());
+        }
+    }
+    if (!summary_.RejectsFault.empty()) {
+        Tell("The list of rows that aren't loaded, \"" + rejects_->Path() +
+             "\", is incomplete: " + summary_.RejectsFault);
+    }
 }
 
 void SavedRun::Prepare() {
@@ -363,7 +381,7 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
     if (!log_file_.empty()) {
         try {
             if (lock_) {
-                RemoveFormerSummary();
+                RemoveFormerSummary(log_file_);
                 summary_.Reason = why.reason;
                 Summarize(why.code);
             }
@@ -417,6 +435,7 @@ std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const
 RunnerExit RunSavedSession(i32 session_id, const RunnerSurroundings& surroundings) {
     SavedRun run(session_id, surroundings);
     const auto code = run.Run();
+    CurrentRejects = nullptr;
     CurrentRunView = nullptr;
     TableCreatedHook = nullptr;
     return code;

@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <span>
 #include <string_view>
@@ -135,7 +136,10 @@ bool LineRows::TakeRow() {
         });
     }
     if (scope.RowOK) {  // else a field failed and was logged: the line would lack it
-        scope([&] { EndLine(file_, style_, fields, columns_.size()); });
+        scope([&] {
+            EndLine(file_, style_, fields, columns_.size());
+            load_.ledger.StoredAsCounted(1);
+        });
     }
     // By rows loaded, not read: the first row lets events in, and so does each that fails while the
     // count stands on a hundred.
@@ -163,7 +167,14 @@ public:
     explicit TextRun(ClassBy class_by)
         : class_by_(class_by),
           delimited_(TextDestFormat == "DELIMITED"),
-          scope_(kErrorLimit, [this](auto description) { TellError(description); }) {
+          scope_(
+              kErrorLimit,
+              [this](auto description) { TellError(description); },
+              [this](const auto& error) {
+                  if (ledger_) {
+                      ledger_->Failed(error);
+                  }
+              }) {
         style_.qualifier = TextDestQual;
         style_.delimiter = TextDestDelim;
         style_.closing = TextDestQual + TextDestDelim;
@@ -190,6 +201,7 @@ private:
 
     // Of the table that is being written.
     TableReport* report_ = nullptr;
+    std::optional<RowLedger> ledger_;
     std::vector<text::LineColumn> columns_;
     std::int64_t heading_lines_ = 0;
     bool in_place_ = true;                     // the file has got its name
@@ -207,6 +219,7 @@ void TextRun::Run() {
     const bool whole = scope_.Run([this] {
         for (std::size_t i = 0; i < SrcTables.size(); ++i) {
             report_ = &ReportOf(static_cast<i16>(i));
+            ledger_.reset();
             if (i >= DstTables.size()) {
                 throw NoTargetFor(SrcTables[i]);
             }
@@ -250,6 +263,9 @@ void TextRun::AbandonFile() {
     }
     in_place_ = false;
     NoteRowsInPlace();
+    if (ledger_) {
+        ledger_->Finish();
+    }
     std::error_code error;
     if (const std::string partial = report_->Target + ".partial";
         accepted > 0 && std::filesystem::exists(partial, error)) {
@@ -270,6 +286,7 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
     const auto start = std::chrono::steady_clock::now();
     const int errors_before = scope_.ErrorCount;
     report_->Outcome = TableOutcome::GivenUp;
+    ledger_.emplace(source, *report_);
     in_place_ = true;
     const auto note = [&] {
         report_->Errors = scope_.ErrorCount - errors_before;
@@ -284,6 +301,7 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
         throw;
     }
     note();
+    ledger_->Finish();
     if (report_->Outcome == TableOutcome::GivenUp && in_place_) {
         report_->Outcome = CancelRequested() ? TableOutcome::Cancelled : TableOutcome::Loaded;
     }
@@ -292,6 +310,10 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
 // Lines that were left in a partial file are no rows of the target.
 void TextRun::NoteRowsInPlace() {
     report_->RowsLoaded = in_place_ ? std::max<std::int64_t>(file_.Lines() - heading_lines_, 0) : 0;
+    if (ledger_) {
+        ledger_->LostBehind(report_->RowsLoaded,
+                            "The line was written, but it isn't in a file of the target's name.");
+    }
 }
 
 void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
@@ -309,7 +331,7 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     const auto mapped = MappedColumnsOf(source.TabID);
     const auto statements = ReadingStatements(source, mapped, Reading::TextRun);
     SrcRS = std::make_unique<Recordset>();
-    LoadState load{source, target, *report_, scope_, rows_};
+    LoadState load{source, target, *report_, scope_, rows_, *ledger_};
     const bool counted = CountSourceRows(load, statements, adOpenForwardOnly);
     StartBar(load);
     // Rows and their number come by two statements: between them others may have changed the
