@@ -80,7 +80,42 @@ constexpr FidelityColumn kLong[] = {
     {"c_bytes", Bytes, "LongBinary", "longblob", "longvarbinary", "image", "blob", "", "W"},
 };
 
-constexpr FidelityTable kTables[] = {{"plain", kPlain, 330, false}, {"memos", kLong, 120, true}};
+// Values at the ends of their types and behind them, few rows: fifty refused ones end a table.
+constexpr FidelityColumn kEdges[] = {
+    {"c_id", Whole, "Long", "int", "integer", "int", "integer", "Long", "I"},
+    {"e_count",
+     Whole,
+     "Double",
+     "int unsigned",
+     "decimal(12,0)",
+     "decimal(12,0)",
+     "number(12,0)",
+     "Double",
+     "N(12)"},
+    {"e_part",
+     Exact,
+     "Decimal(20,6)",
+     "decimal(20,6)",
+     "decimal(20,6)",
+     "decimal(20,6)",
+     "number(20,6)",
+     "Decimal Precision 20 Scale 6",
+     "N(19,6)"},
+    {"e_single", Float, "Single", "float", "float", "real", "float", "Single", "B"},
+    {"e_day", Moment, "DateTime", "datetime(3)", "datetime", "datetime", "date", "DateTime", "T"},
+    {"e_text",
+     Text,
+     "Text(250)",
+     "varchar(250)",
+     "varchar(250)",
+     "nvarchar(250)",
+     "varchar2(250)",
+     "Text Width 250",
+     "V(250)"},
+};
+
+constexpr FidelityTable kTables[] = {
+    {"plain", kPlain, 330, false}, {"memos", kLong, 120, true}, {"edges", kEdges, 42, false, true}};
 
 Value At(int year, int month, int day, int seconds) {
     return Value(Cell::FromDateTime({*DayOf(year, month, day), seconds * 1'000'000'000LL}));
@@ -193,6 +228,39 @@ std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
                 null,
                 text("x,y;z"),
                 text(in_windows_1252 ? "\xC3\xA9" : "e\xCC\x81")};
+    }
+    if (column == "e_count") {
+        return {whole(4'000'000'000), whole(0), null, whole(7)};
+    }
+    if (column == "e_part") {
+        const auto millionths = [](std::int64_t count) {
+            return Value(Cell::FromDecimal({count, 6}));
+        };
+        return {millionths(1),
+                millionths(500'000),
+                millionths(123'456'789'012'345'678),
+                millionths(999'999'999'999),
+                millionths(-99'000'000)};
+    }
+    if (column == "e_single") {
+        return {Value(Cell::Single(0.5F)), Value(Cell::Single(3.0e38F)), Value(Cell::Single(7))};
+    }
+    if (column == "e_day") {
+        return {At(101, 1, 1, 0), At(2006, 5, 1, 52'215), At(1752, 12, 31, 0), null};
+    }
+    if (column == "e_text") {
+        const std::string wide = in_windows_1252 ? "Ÿ" : "日";
+        std::string many;
+        for (int k = 0; k < 250; ++k) {
+            many += wide;
+        }
+        return {text("plain"),
+                text(std::string(250, 'x')),
+                text(many),
+                text("blank behind  "),
+                text(wide),
+                text(""),
+                null};
     }
     if (column == "c_memo") {
         return {text("short"),

@@ -31,6 +31,9 @@ struct FidelityTable {
     std::span<const FidelityColumn> columns;
     int rows;
     bool has_long_columns;  // these go another way through the loaders
+    // Has values that some targets refuse or change: what arrives is held to the check before the
+    // run alone.
+    bool has_edges = false;
 };
 
 std::span<const FidelityTable> FidelityTables();

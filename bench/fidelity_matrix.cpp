@@ -6,15 +6,19 @@
 //     fidelity_matrix            all routes
 //     fidelity_matrix MySQL      those from or to MySQL
 //
-// Ends with 1 if a cell is neither, a row is missing, or a run logs an error. Sources and stand-in
-// targets are written and read by other means than the loaders: Access and MySQL by the drivers'
-// recordsets, SQLite's files by SQLite, text by this program.
+// Beside that it prints what the check before the run said of the cells: kept, changed or refused,
+// and how many of those that it calls kept arrived different ("wrong").
+//
+// Ends with 1 if a cell is neither, or wrong, a row is missing, or a run logs an error. Sources and
+// stand-in targets are written and read by other means than the loaders: Access and MySQL by the
+// drivers' recordsets, SQLite's files by SQLite, text by this program.
 
 #include "core/folders.h"
 #include "core/session_state.h"
 #include "data/value_text.h"
 #include "engine/run_session.h"
 #include "engine/run_view.h"
+#include "fidelity_grades.h"
 #include "fidelity_places.h"
 #include "fidelity_rules.h"
 #include "mapping/column_discovery.h"
@@ -51,14 +55,26 @@ public:
 };
 
 struct Count {
-    std::array<std::int64_t, 3> cells{};  // by Fidelity
-    std::string first;                    // of the unexpected ones
+    std::array<std::int64_t, 3> cells{};   // by Fidelity
+    std::array<std::int64_t, 3> grades{};  // by Grade, of the check before
+    std::int64_t wrong = 0;                // arrived different, and the check called them kept
+    std::string first;                     // of the unexpected ones
 
     void Add(Fidelity fidelity, const std::string& where) {
         if (fidelity == Fidelity::Unexpected && first.empty()) {
             first = where;
         }
         ++cells[static_cast<std::size_t>(fidelity)];
+    }
+    void Fail(const std::string& why) {
+        first = first.empty() ? why : first;
+        ++wrong;
+    }
+    void Hold(Grade grade, bool exact, const std::string& where) {
+        ++grades[static_cast<std::size_t>(grade)];
+        if (grade == Grade::Kept && !exact) {
+            Fail("the check calls it kept: " + where);
+        }
     }
     std::int64_t All() const { return cells[0] + cells[1] + cells[2]; }
 };
@@ -77,9 +93,22 @@ void CompareTable(const std::string& source,
                   const FidelityTable& table,
                   const std::vector<std::size_t>& columns,
                   const ReadRows& rows,
+                  const Grades& grades,
                   Count& count) {
+    // A batch is refused whole.
+    bool batch_refused = false;
+    for (int row = 1; row <= table.rows && target == "MySQL"; ++row) {
+        batch_refused = batch_refused || grades.Refuses(row);
+    }
     for (int row = 1; row <= table.rows; ++row) {
         const auto& found = rows[static_cast<std::size_t>(row)];
+        if (found.empty() && table.has_edges && (batch_refused || grades.Refuses(row))) {
+            for (std::size_t k = 0; k < columns.size(); ++k) {
+                ++count.grades[static_cast<std::size_t>(grades.Of(row, k))];
+                ++count.cells[static_cast<std::size_t>(Fidelity::Prescribed)];
+            }
+            continue;
+        }
         for (std::size_t k = 0; k < columns.size(); ++k) {
             const auto sent = FidelityValue(table, columns[k], row);
             const auto where = PlaceName(table, columns[k], row, sent.AsCell());
@@ -88,10 +117,15 @@ void CompareTable(const std::string& source,
                 continue;
             }
             const CellRoute route{source, target, ColMaps[k].DDtype, table.has_long_columns};
-            count.Add(
-                Judge(route, table.columns[columns[k]].meaning, sent.AsCell(), found[k].AsCell()),
-                where + ", found " + Shown(found[k].AsCell()) + " in a column of type " +
-                    ColMaps[k].DDtype);
+            auto fidelity =
+                Judge(route, table.columns[columns[k]].meaning, sent.AsCell(), found[k].AsCell());
+            const auto told = where + ", found " + Shown(found[k].AsCell()) +
+                              " in a column of type " + ColMaps[k].DDtype;
+            count.Hold(grades.Of(row, k), fidelity == Fidelity::Exact, told);
+            if (fidelity == Fidelity::Unexpected && table.has_edges) {
+                fidelity = Fidelity::Prescribed;  // told by the check, or counted as wrong above
+            }
+            count.Add(fidelity, told);
         }
     }
 }
@@ -99,6 +133,7 @@ void CompareTable(const std::string& source,
 void CompareText(const std::string& source,
                  const FidelityTable& table,
                  const std::vector<std::size_t>& columns,
+                 const Grades& grades,
                  Count& count) {
     std::ifstream file(DstTables[0].Name, std::ios::binary);
     const std::string all{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -120,8 +155,12 @@ void CompareText(const std::string& source,
             if (!pass(k + 1 < columns.size() ? "\t" : "\r\n")) {
                 fidelity = Fidelity::Unexpected;
             }
-            count.Add(fidelity,
-                      PlaceName(table, columns[k], row, sent.AsCell()) + ", found " + found);
+            const auto told = PlaceName(table, columns[k], row, sent.AsCell()) + ", found " + found;
+            count.Hold(grades.Of(row, k), fidelity == Fidelity::Exact, told);
+            if (fidelity == Fidelity::Unexpected && table.has_edges) {
+                fidelity = Fidelity::Prescribed;
+            }
+            count.Add(fidelity, told);
         }
     }
     if (!rest.empty()) {
@@ -156,12 +195,18 @@ Count RunRoute(FidelityPlaces& places,
     Count count;
     try {
         InitSharedState(ApplicationFolder());
-        KeepToWindows1252(source.starts_with("FOXPRO") || target.starts_with("FOXPRO"));
+        KeepToWindows1252(source.starts_with("FOXPRO") ||
+                          (target.starts_with("FOXPRO") && !table.has_edges));
         LogView view;
         CurrentRunView = &view;
         places.SetSource(source, table);
         places.SetTarget(target);
         MapColumns(target);
+        const auto grades = GradesOfSession(table, FidelityPlaces::ColumnsOf(source, table));
+        if (!grades.trouble.empty()) {
+            count.Fail(grades.trouble);
+        }
+        const auto refused = grades.WithoutRefused(table.columns[0].name);
         target == "TEXT" ? RunSessionToText("") : RunSession("");
         // A server that cuts a value to its column's places is told of in the log; the value itself
         // is compared above.
@@ -169,18 +214,35 @@ Count RunRoute(FidelityPlaces& places,
             "Error Loading Row:[0-9]+[\r\n]+The rows were taken, but the server has changed "
             "values");
         const auto log = std::regex_replace(view.log, cut_values, "");
-        if (const auto at = log.find("Error"); at != std::string::npos) {
+        if (const auto at = log.find("Error");
+            at != std::string::npos && (refused.empty() || !table.has_edges)) {
             count.Add(Fidelity::Unexpected, {});
             count.first = "the log says " + log.substr(at, 200);
             return count;
         }
         const auto columns = FidelityPlaces::ColumnsOf(source, table);
         if (target == "TEXT") {
-            CompareText(source, table, columns, count);
-        } else {
-            CompareTable(
-                source, target, table, columns, places.ReadTarget(target, table, columns), count);
+            CompareText(source, table, columns, grades, count);
+            return count;
         }
+        // A batch that was refused says nothing of its other rows: they go once more without.
+        if (target == "MySQL" && !refused.empty()) {
+            SrcTables[0].WhereCond = refused;
+            SrcTables[0].TableExists = kTrue;
+            view.log.clear();
+            RunSession("");
+            SrcTables[0].WhereCond.clear();
+            if (std::regex_replace(view.log, cut_values, "").find("Error") != std::string::npos) {
+                count.Fail("without the refused rows the log says " + view.log);
+            }
+        }
+        CompareTable(source,
+                     target,
+                     table,
+                     columns,
+                     places.ReadTarget(target, table, columns),
+                     grades,
+                     count);
     } catch (const std::exception& error) {
         count.Add(Fidelity::Unexpected, {});
         count.first = error.what();
@@ -191,14 +253,18 @@ Count RunRoute(FidelityPlaces& places,
 int PrintMatrix(std::string_view only) {
     FidelityPlaces places;
     Count all;
-    std::printf("%-14s %-14s %-6s %9s %9s %11s %11s\n",
+    std::printf("%-14s %-14s %-6s %9s %9s %11s %11s %9s %8s %8s %6s\n",
                 "from",
                 "to",
                 "table",
                 "cells",
                 "exact",
                 "prescribed",
-                "unexpected");
+                "unexpected",
+                "kept",
+                "changed",
+                "refused",
+                "wrong");
     for (const auto& source : FidelityPlaces::Sources()) {
         for (const auto& target : FidelityPlaces::Targets()) {
             if (!only.empty() && source != only && target != only) {
@@ -212,31 +278,41 @@ int PrintMatrix(std::string_view only) {
             }
             for (const auto& table : FidelityTables()) {
                 const auto count = RunRoute(places, source, target, table);
-                std::printf("%-14s %-14s %-6s %9lld %9lld %11lld %11lld\n",
+                std::printf("%-14s %-14s %-6s %9lld %9lld %11lld %11lld %9lld %8lld %8lld %6lld\n",
                             source.c_str(),
                             target.c_str(),
                             std::string(table.name).c_str(),
                             static_cast<long long>(count.All()),
                             static_cast<long long>(count.cells[0]),
                             static_cast<long long>(count.cells[1]),
-                            static_cast<long long>(count.cells[2]));
+                            static_cast<long long>(count.cells[2]),
+                            static_cast<long long>(count.grades[0]),
+                            static_cast<long long>(count.grades[1]),
+                            static_cast<long long>(count.grades[2]),
+                            static_cast<long long>(count.wrong));
                 if (!count.first.empty()) {
                     std::printf("    %s\n", count.first.c_str());
                 }
                 std::fflush(stdout);
                 for (std::size_t k = 0; k < all.cells.size(); ++k) {
                     all.cells[k] += count.cells[k];
+                    all.grades[k] += count.grades[k];
                 }
+                all.wrong += count.wrong;
             }
         }
     }
-    std::printf("%-36s %9lld %9lld %11lld %11lld\n",
+    std::printf("%-36s %9lld %9lld %11lld %11lld %9lld %8lld %8lld %6lld\n",
                 "all",
                 static_cast<long long>(all.All()),
                 static_cast<long long>(all.cells[0]),
                 static_cast<long long>(all.cells[1]),
-                static_cast<long long>(all.cells[2]));
-    return all.All() > 0 && all.cells[2] == 0 ? 0 : 1;
+                static_cast<long long>(all.cells[2]),
+                static_cast<long long>(all.grades[0]),
+                static_cast<long long>(all.grades[1]),
+                static_cast<long long>(all.grades[2]),
+                static_cast<long long>(all.wrong));
+    return all.All() > 0 && all.cells[2] == 0 && all.wrong == 0 ? 0 : 1;
 }
 
 }  // namespace

@@ -54,6 +54,10 @@ void Connection::Execute(std::string_view sql, std::int64_t* records_affected, i
     }
 }
 
+TableRules Connection::RulesOf(std::string_view table) {
+    return Driver().RulesOf(table);
+}
+
 // Recordsets on it keep the driver's connection until they close.
 void Connection::Close() {
     if (!driver_) {

@@ -37,6 +37,8 @@ public:
                  std::int64_t* records_affected = nullptr,
                  int options = adCmdUnspecified);
     void Close();
+    // What a table asks of its rows beside their types; empty where the source can't say.
+    TableRules RulesOf(std::string_view table);
 
 private:
     friend class Recordset;

@@ -14,6 +14,10 @@ Statement::Keeping Statement::Keep(std::span<const Cell> /*values*/) {
     return Keeping::Alone;
 }
 
+TableRules DriverConnection::RulesOf(std::string_view /*table*/) {
+    return {};
+}
+
 void Statement::SendKept(RowOutcomes& outcomes) {
     outcomes.clear();
 }

@@ -32,6 +32,17 @@ struct TableEntry {
     std::string type;  // "TABLE", "VIEW", "SYSTEM TABLE", "ACCESS TABLE", "LINK", ...
 };
 
+// What a table asks of its rows beside their types.
+struct TableRules {
+    struct Unique {
+        std::string name;
+        std::vector<std::string> columns;
+        bool ignores_nulls = true;  // two rows may have a null in it
+    };
+    std::vector<std::string> required;  // columns that take no null
+    std::vector<Unique> unique;
+};
+
 struct ParameterInfo {
     int type = adEmpty;
     std::int64_t size = 0;
@@ -110,6 +121,8 @@ public:
     virtual std::unique_ptr<Appender> OpenAppender(std::string_view select_sql) = 0;
     // Tables and views, in the order of the data source.
     virtual std::vector<TableEntry> Tables() = 0;
+    // Of an existing table, by its bare name. Empty where the driver can't say.
+    virtual TableRules RulesOf(std::string_view table);
     // Makes the rows of a bulk load durable. Throws if some that were accepted couldn't be written;
     // the error says how many (LostRows). A destructor couldn't report that.
     virtual void Settle() {}

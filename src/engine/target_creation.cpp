@@ -69,17 +69,17 @@ std::string NameInPiece(const std::string& name) {
     return std::string(kind.made_column_lead) + kind.name(name) + " ";
 }
 
-std::string NewPiece(const ColMapRec& row) {
+std::string NewType(const ColMapRec& row) {
     const std::string type = UpperCased(row.DDtype);
     for (const auto& word : ThisTarget().words) {
         if (type == word.type) {
-            return NameInPiece(row.DCName) + std::string(word.made) + ",";
+            return std::string(word.made);
         }
     }
-    return NameInPiece(row.DCName) + row.DDtype + SizeSuffix(row, true) + ",";
+    return row.DDtype + SizeSuffix(row, true);
 }
 
-std::string RebuiltPiece(const ColMapRec& row) {
+std::string RebuiltType(const ColMapRec& row) {
     const auto& kind = ThisTarget();
     const std::string translated = TranslateType(row.SOrgDtype, "DEST");
     const std::string type = UpperCased(translated);
@@ -87,14 +87,14 @@ std::string RebuiltPiece(const ColMapRec& row) {
         kind.words_by_source_type ? UpperCased(row.SOrgDtype) : std::string();
     for (const auto& word : kind.words) {
         if (type == word.type || source_type == word.type) {
-            return NameInPiece(row.SCName) + std::string(word.rebuilt) + ",";
+            return std::string(word.rebuilt);
         }
     }
     if (!kind.long_text.empty() && IsOneOf(type, kind.sizes.width) &&
         row.SWidth >= kind.long_text_width) {
-        return NameInPiece(row.SCName) + std::string(kind.long_text) + ",";
+        return std::string(kind.long_text);
     }
-    return NameInPiece(row.SCName) + translated + SizeSuffix(row, false) + ",";
+    return translated + SizeSuffix(row, false);
 }
 
 }  // namespace
@@ -103,12 +103,18 @@ std::string ColumnSizeSuffix(i16 j, const std::string& mode) {
     return SizeSuffix(ColMaps.at(static_cast<std::size_t>(j)), mode == "N");
 }
 
+std::string CreatedColumnType(const ColMapRec& row, bool is_new) {
+    return is_new ? NewType(row) : RebuiltType(row);
+}
+
 std::string CreateTableStatement(i16 i) {
     const auto table = static_cast<std::size_t>(i);
     std::string statement = Head(table);
+    const bool is_new = IsNew(table);
     for (const auto* row : MappedColumnsOf(DstTables.at(table).TabID)) {
         statement += '\r';
-        statement += IsNew(table) ? NewPiece(*row) : RebuiltPiece(*row);
+        statement +=
+            NameInPiece(is_new ? row->DCName : row->SCName) + CreatedColumnType(*row, is_new) + ",";
     }
     // Without columns this cuts into the head, and the target refuses the statement.
     CutLast(statement);

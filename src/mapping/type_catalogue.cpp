@@ -121,6 +121,13 @@ std::string AdoTypeName(i32 code) {
     return row == std::end(kCodeNames) ? std::string() : std::string(row->name);
 }
 
+i32 AdoTypeCode(const std::string& name) {
+    const auto* const row = std::find_if(std::begin(kCodeNames),
+                                         std::end(kCodeNames),
+                                         [&](const CodeName& c) { return c.name == name; });
+    return row == std::end(kCodeNames) ? 0 : row->code;
+}
+
 std::string AccessTypeOf(const std::string& name) {
     return Translate(name, &Translation::access);
 }

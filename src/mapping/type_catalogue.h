@@ -12,6 +12,8 @@
 namespace vantry {
 
 std::string AdoTypeName(i32 code);
+// The other way round; 0 for a name that no code has.
+i32 AdoTypeCode(const std::string& name);
 
 std::string AccessTypeOf(const std::string& name);
 std::string FoxProTypeOf(const std::string& name);

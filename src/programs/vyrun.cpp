@@ -1,6 +1,7 @@
-// VYRun <SessionID> [ShowOutput]: runs a saved session of the repository in the program's own
-// folder. With "ShowOutput" the run is shown in a window, or on standard output where there is no
-// display. Exit codes: repository/session_runner.h.
+// VYRun <SessionID> [ShowOutput | --check]: runs a saved session of the repository in the program's
+// own folder. With "ShowOutput" the run is shown in a window, or on standard output where there is
+// no display. With "--check" nothing is run: what the types and the data of the session lose is
+// written on standard output. Exit codes: repository/session_runner.h.
 
 #include "core/folders.h"
 #include "core/session_state.h"
@@ -10,6 +11,7 @@
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
 #include "programs/run_window.h"
+#include "repository/session_check.h"
 #include "repository/session_runner.h"
 
 #include <signal.h>
@@ -49,6 +51,21 @@ bool NamesDisplay() {
     return false;
 }
 
+int Check(const RunnerArguments& arguments) {
+    CheckSurroundings surroundings;
+    surroundings.application_folder = ApplicationFolder();
+    surroundings.cancel_requested = [] { return CancelSignal != 0; };
+    surroundings.print = [](const std::string& lines) {
+        std::fputs(WithoutControls(lines).c_str(), stdout);
+        std::fflush(stdout);
+    };
+    surroundings.tell = [](const std::string& line) {
+        std::fprintf(stderr, "VYRun: %s\n", WithoutControls(line).c_str());
+    };
+    InitSharedState(surroundings.application_folder);
+    return CheckSavedSession(arguments.session_id, surroundings);
+}
+
 int Run(const RunnerArguments& arguments, int& argc, char** argv) {
     RunnerSurroundings surroundings;
     surroundings.application_folder = ApplicationFolder();
@@ -82,10 +99,10 @@ int main(int argc, char** argv) {
     CatchCancel();
     const auto arguments = ParseRunnerArguments(argc, argv);
     if (!arguments) {
-        const std::string usage = "usage: VYRun SESSIONID [ShowOutput]";
+        const std::string usage = "usage: VYRun SESSIONID [ShowOutput | --check]";
         std::fprintf(stderr, "%s\n", usage.c_str());
         TellInRunnerLog(ApplicationFolder(), "Wrong arguments; " + usage);
         return kRunUsage;
     }
-    return Run(*arguments, argc, argv);
+    return arguments->check ? Check(*arguments) : Run(*arguments, argc, argv);
 }

@@ -425,8 +425,9 @@ std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const
     }
     RunnerArguments parsed;
     parsed.session_id = static_cast<i32>(ParseInt64(id).value_or(0));
-    parsed.show_output = count == 3;
-    if (count == 3 && !EqualsNoCase(arguments[2], "ShowOutput")) {
+    parsed.check = count == 3 && arguments[2] == std::string_view("--check");
+    parsed.show_output = count == 3 && !parsed.check;
+    if (parsed.show_output && !EqualsNoCase(arguments[2], "ShowOutput")) {
         return std::nullopt;
     }
     return parsed;

@@ -19,14 +19,16 @@ enum RunnerExit : int {
     kRunNotStarted = 3,  // couldn't connect or start
     kRunCancelled = 5,
     kRunRefused = 6,  // no such session, or it is running already
+    kCheckFound = 7,  // of --check: values will be changed or refused
     kRunUsage = 64,
 };
 
 struct RunnerArguments {
     i32 session_id = 0;
     bool show_output = false;
+    bool check = false;  // no run: repository/session_check
 };
-// "<SessionID> [ShowOutput]"; nothing if the arguments are others.
+// "<SessionID> [ShowOutput | --check]"; nothing if the arguments are others.
 std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const* arguments);
 
 struct RunnerSurroundings {

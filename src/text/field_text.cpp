@@ -279,6 +279,10 @@ FieldClass ClassOfTypeName(const std::string& name) {
     return FieldClass::Other;
 }
 
+std::size_t WidthOfNumber(int type) {
+    return WidthOfCode(type);
+}
+
 LineColumn DelimitedColumn(Field& field, FieldClass field_class, LineStyle& style) {
     return {&field, &style, 0, field_class == FieldClass::Text ? WriteQualified : WriteValue};
 }

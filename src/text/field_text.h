@@ -5,6 +5,7 @@
 #include "core/session_state.h"
 #include "text/line_file.h"
 
+#include <cstddef>
 #include <string>
 
 namespace vantry {
@@ -25,6 +26,9 @@ enum class FieldClass { Number, Date, TimeStamp, Boolean, Text, Numeric, VarNume
 FieldClass ClassOfType(int type);
 // The class by the type's name in the column map: a few names, and type codes in text form.
 FieldClass ClassOfTypeName(const std::string& name);
+
+// Characters of a number of this type code in a file of fixed width; 0: no width of its own.
+std::size_t WidthOfNumber(int type);
 
 // What the columns of a file have in common.
 struct LineStyle {

@@ -122,6 +122,31 @@ std::int64_t AccessTable::CountRows() {
     return RowScanner(*file_->store, *def_).CountRest();
 }
 
+// A unique index without a name of its own stands behind a relationship; it counts all the same.
+TableRules AccessTable::Rules() const {
+    auto rules = sql::StoredTable::Rules();
+    for (std::size_t k = 0; k < def_->real_indexes.size(); ++k) {
+        const auto& index = def_->real_indexes[k];
+        if (!index.IsUnique()) {
+            continue;
+        }
+        auto& unique = rules.unique.emplace_back();
+        unique.ignores_nulls = index.IgnoresNulls();
+        for (const auto& logical : def_->logical_indexes) {
+            if (logical.real == k) {
+                unique.name = logical.name;
+            }
+        }
+        for (const auto& column : index.columns) {
+            unique.columns.push_back(def_->columns[column.position].name);
+            if (index.IsRequired()) {
+                rules.required.push_back(unique.columns.back());
+            }
+        }
+    }
+    return rules;
+}
+
 std::unique_ptr<sql::TableScan> AccessTable::FindEqual(std::size_t column,
                                                        const Cell& value,
                                                        std::span<const std::size_t> projection) {

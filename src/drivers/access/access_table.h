@@ -21,6 +21,7 @@ public:
     std::span<const sql::StoredColumn> Columns() const override { return columns_; }
     std::unique_ptr<sql::TableScan> Scan(std::span<const std::size_t> projection) override;
     std::int64_t CountRows() override;
+    TableRules Rules() const override;
     std::unique_ptr<sql::TableScan> FindEqual(std::size_t column,
                                               const Cell& value,
                                               std::span<const std::size_t> projection) override;

@@ -29,6 +29,19 @@ FoxProTable::FoxProTable(std::shared_ptr<TableFile> file,
     }
 }
 
+// Tables before Visual FoxPro have no null, and take a blank for one.
+TableRules FoxProTable::Rules() const {
+    TableRules rules;
+    const auto& layout = file_->Layout();
+    for (std::size_t k = 0; k < shown_.size(); ++k) {
+        const auto& field = layout.fields[shown_[k]];
+        if (layout.IsVisual() && !field.null_bit && !field.auto_increment) {
+            rules.required.push_back(columns_[k].info.name);
+        }
+    }
+    return rules;
+}
+
 TableWriter& FoxProTable::Writer() {
     if ((file_->Layout().flags & kIsContainer) != 0) {
         throw CannotWrite(file_->Path(),

@@ -27,6 +27,7 @@ public:
     std::span<const sql::StoredColumn> Columns() const override { return columns_; }
     std::unique_ptr<sql::TableScan> Scan(std::span<const std::size_t> projection) override;
     std::int64_t CountRows() override;
+    TableRules Rules() const override;
 
     // Changes, inside a statement of the database.
     void Insert(std::span<const Cell> row) override;

@@ -1,5 +1,6 @@
 #include "drivers/mysql/driver.h"
 
+#include "data/value_text.h"
 #include "drivers/mysql/appender.h"
 #include "drivers/mysql/bound_statement.h"
 #include "drivers/mysql/cursor.h"
@@ -7,8 +8,13 @@
 #include "drivers/mysql/row_insert.h"
 #include "drivers/mysql/session.h"
 
+#include <algorithm>
+#include <functional>
 #include <optional>
+#include <span>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace vantry::mysql {
 namespace {
@@ -99,6 +105,29 @@ public:
         return tables;
     }
 
+    TableRules RulesOf(std::string_view table) override {
+        TableRules rules;
+        const std::string quoted = "`" + std::string(table) + "`";
+        Read("show columns from " + quoted, 6, [&](std::span<const std::string> column) {
+            // A null in a counting column is its next number.
+            if (column[2] == "NO" && column[5].find("auto_increment") == std::string::npos) {
+                rules.required.push_back(column[0]);
+            }
+        });
+        Read("show index from " + quoted, 5, [&](std::span<const std::string> part) {
+            if (part[1] != "0") {
+                return;
+            }
+            if (part[3] == "1") {
+                rules.unique.push_back({part[2], {}});
+            }
+            if (!rules.unique.empty()) {
+                rules.unique.back().columns.push_back(part[4]);
+            }
+        });
+        return rules;
+    }
+
 private:
     // The statements that give no rows are written by loaders, which double the quotes of a value
     // and nothing else: C:\new has to arrive as it is.
@@ -108,6 +137,23 @@ private:
         session_->ReadBackslashesAs(Backslash::Data, sql);
         session_->RequireFits(sql);
         return handle;
+    }
+
+    // The first `columns` of each row as texts; rows with fewer are none of ours.
+    void Read(const std::string& question,
+              std::size_t columns,
+              const std::function<void(std::span<const std::string>)>& take) {
+        const auto cursor = OpenCursor(question);
+        while (cursor->Next()) {
+            const auto row = cursor->Row();
+            std::vector<std::string> texts;
+            for (std::size_t k = 0; k < std::min(columns, row.size()); ++k) {
+                texts.push_back(ToText(row[k]));
+            }
+            if (texts.size() == columns) {
+                take(texts);
+            }
+        }
     }
 
     std::shared_ptr<Session> session_;

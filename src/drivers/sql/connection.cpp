@@ -76,6 +76,10 @@ public:
     }
 
     std::vector<TableEntry> Tables() override { return database_->Tables(); }
+    TableRules RulesOf(std::string_view table) override {
+        const auto stored = database_->OpenTable(table);
+        return stored ? stored->Rules() : TableRules();
+    }
     void Settle() override { database_->Settle(); }
     void ExpectManyRows() override { database_->ExpectManyRows(); }
 

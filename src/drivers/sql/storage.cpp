@@ -7,6 +7,16 @@
 
 namespace vantry::sql {
 
+TableRules StoredTable::Rules() const {
+    TableRules rules;
+    for (const auto& column : Columns()) {
+        if (column.required && !column.auto_number) {
+            rules.required.push_back(column.info.name);
+        }
+    }
+    return rules;
+}
+
 void StoredTable::Insert(std::span<const Cell>) {
     throw ReadOnlyEngine("Adding rows to '" + Name() + "'");
 }

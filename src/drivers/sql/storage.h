@@ -89,6 +89,9 @@ public:
     // The exact number of rows, by the quickest way the engine has.
     virtual std::int64_t CountRows() = 0;
 
+    // What rows must keep to; the default names the columns that are required.
+    virtual TableRules Rules() const;
+
     // Row changes. `row` has one cell for each column of the table; Unset means default,
     // auto-number or null. The engine converts values to the column's type and refuses what doesn't
     // fit with a DataError that names table and column. The default is an engine that can't write.

@@ -1,0 +1,482 @@
+// One SELECT as the run sends it, one walk. A column has a judge and a record of its findings, so
+// that a row costs a call a value. Easy to get wrong: a row counts as refused once, however many of
+// its values are; a finding's example is copied when it is first met, since the row's memory goes
+// with the row; and the keys of rows that are in the target already repeat, too, unless it is
+// emptied first.
+
+#include "check/data_check.h"
+
+#include "check/check_text.h"
+#include "check/repeated_keys.h"
+#include "core/table_names.h"
+#include "data/ado_types.h"
+#include "data/data_error.h"
+#include "data/error_text.h"
+#include "data/letter_case.h"
+#include "data/utf.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+#include "mapping/type_catalogue.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+
+namespace vantry {
+namespace {
+
+constexpr std::int64_t kRowsPerLook = 4096;
+constexpr std::int64_t kErrorsOfATable = 50;
+constexpr std::int64_t kRowsOfABatch = 100;
+
+FieldShape ShapeOf(const Field& field) {
+    return {field.Type(), field.DefinedSize(), field.Precision(), field.NumericScale()};
+}
+
+Reading ReadingOfTheRun() {
+    switch (ThisTarget().loader) {
+        case Loader::Batches:
+            return Reading::BatchLoad;
+        case Loader::Files:
+            return Reading::TextRun;
+        case Loader::Rows:
+            break;
+    }
+    return Reading::RowLoad;
+}
+
+// ---- What a column's data reach to
+
+class Reach {
+public:
+    void Note(const Cell& value) {
+        switch (value.Kind()) {
+            case ValueKind::Null:
+                ++nulls_;
+                break;
+            case ValueKind::Int64:
+                least_whole_ = std::min(least_whole_, value.AsInt64());
+                most_whole_ = std::max(most_whole_, value.AsInt64());
+                break;
+            case ValueKind::Double:
+                Number(value.AsDouble());
+                break;
+            case ValueKind::Single:
+                Number(value.AsSingle());
+                break;
+            case ValueKind::DateTime:
+                earliest_ = std::min(earliest_, value.AsDateTime());
+                latest_ = std::max(latest_, value.AsDateTime());
+                break;
+            case ValueKind::Text:
+            case ValueKind::Bytes:
+                if (value.AsText().size() > bytes_) {
+                    Longest(value);
+                }
+                break;
+            default:
+                Other(value);
+        }
+    }
+
+    Extent Result() const {
+        Extent extent;
+        extent.nulls = nulls_;
+        extent.longest = longest_;
+        extent.places = places_;
+        if (least_whole_ <= most_whole_) {
+            extent.least = static_cast<double>(least_whole_);
+            extent.most = static_cast<double>(most_whole_);
+        }
+        if (least_ <= most_) {
+            extent.least = std::min(extent.least.value_or(least_), least_);
+            extent.most = std::max(extent.most.value_or(most_), most_);
+        }
+        if (earliest_ <= latest_) {
+            extent.earliest = earliest_;
+            extent.latest = latest_;
+        }
+        return extent;
+    }
+
+private:
+    void Number(double number) {
+        least_ = std::min(least_, number);
+        most_ = std::max(most_, number);
+    }
+    [[gnu::noinline]] void Longest(const Cell& value) {
+        bytes_ = value.AsText().size();
+        longest_ = std::max(longest_,
+                            static_cast<std::int64_t>(value.Kind() == ValueKind::Text
+                                                          ? CountCodePoints(value.AsText())
+                                                          : value.AsText().size()));
+    }
+    void Other(const Cell& value) {
+        if (value.Kind() == ValueKind::Decimal) {
+            const auto decimal = value.AsDecimal();
+            if (decimal.scale > places_) {
+                places_ = std::max<int>(places_, WithoutTrailingZeros(decimal).scale);
+            }
+        } else if (value.Kind() == ValueKind::NumberText) {
+            const auto text = value.AsText();
+            const auto point = text.find('.');
+            if (point != std::string_view::npos) {
+                const auto end = text.find_last_not_of('0');
+                places_ = std::max(places_, static_cast<int>(end - std::min(point, end)));
+            }
+        } else if (value.Kind() == ValueKind::Unreadable) {
+            return;
+        }
+        if (const auto number = ToDouble(value)) {
+            Number(*number);
+        }
+    }
+
+    std::int64_t nulls_ = 0;
+    std::size_t bytes_ = 0;
+    std::int64_t longest_ = 0;
+    int places_ = 0;
+    std::int64_t least_whole_ = INT64_MAX;
+    std::int64_t most_whole_ = INT64_MIN;
+    double least_ = HUGE_VAL;
+    double most_ = -HUGE_VAL;
+    DateTime earliest_{kMaxDay + 1, 0};
+    DateTime latest_{kMinDay - 1, 0};
+};
+
+// ---- Keys
+
+std::uint64_t Mixed(std::uint64_t hash, std::uint64_t word) {
+    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
+    return hash ^ (hash >> 29);
+}
+
+// Values that a unique index takes for one give one number: texts whatever their case and without
+// blanks behind them, numbers whatever their type.
+std::uint64_t HashOf(std::uint64_t hash, const Cell& value, bool ignores_case) {
+    if (value.Kind() == ValueKind::Int64) {
+        const auto number = static_cast<double>(value.AsInt64());
+        if (std::abs(number) < 9e15) {
+            return Mixed(hash, static_cast<std::uint64_t>(value.AsInt64()));
+        }
+    }
+    std::string text;
+    if (const auto number = value.Kind() == ValueKind::Text ? std::nullopt : ToInt64(value)) {
+        return Mixed(hash, static_cast<std::uint64_t>(*number));
+    }
+    if (value.Kind() == ValueKind::Decimal || value.Kind() == ValueKind::NumberText) {
+        const auto decimal = ToDecimal(value);
+        text = decimal ? ToText(Cell::FromDecimal(WithoutTrailingZeros(*decimal))) : ToText(value);
+    } else {
+        text = ToText(value);
+    }
+    if (ignores_case) {
+        text = LowerCased(text);
+        text.resize(text.find_last_not_of(' ') + 1);
+    }
+    for (std::size_t at = 0; at < text.size(); at += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, text.data() + at, std::min(sizeof word, text.size() - at));
+        hash = Mixed(hash, word);
+    }
+    return Mixed(hash, text.size() + 1);
+}
+
+// A unique key of the target, by the columns of the load that feed it.
+struct KeyCheck {
+    std::string name;
+    std::vector<std::string> targets;
+    std::vector<std::size_t> columns;
+    bool ignores_nulls = true;
+    RepeatedKeys keys;
+
+    void Add(const std::vector<const Cell*>& cells, std::int64_t row, bool ignores_case) {
+        std::uint64_t hash = 0;
+        for (const auto* cell : cells) {
+            if (cell->IsNull() && ignores_nulls) {
+                return;
+            }
+            hash = HashOf(hash, *cell, ignores_case);
+        }
+        keys.Add(hash, row);
+    }
+};
+
+// ---- The pass
+
+class TablePass {
+public:
+    TablePass(std::size_t table, const CheckView& view) : table_(table), view_(view) {}
+
+    TableCheck Run();
+
+private:
+    void OpenSource();
+    void LookAtTarget();
+    void MakePlan();
+    void MakeKeys();
+    void AddTargetKeys(KeyCheck& key);
+    void Walk();
+    void JudgeRow();
+    void Note(std::size_t column, const Cell& value, Verdict verdict);
+    void FinishKeys();
+    void Finish();
+
+    struct Tally {
+        std::array<Finding, kReasons> found;
+    };
+
+    std::size_t table_;
+    const CheckView& view_;
+    TableCheck check_;
+    MappedColumns mapped_;
+    Connection target_;
+    Recordset rows_;
+    std::vector<FieldShape> shapes_;
+    std::vector<TargetField> targets_;
+    TableRules rules_;
+    std::vector<ColumnPlan> plans_;
+    std::vector<Tally> tallies_;
+    std::vector<Reach> reaches_;
+    std::vector<Field*> fields_;
+    std::vector<KeyCheck> keys_;
+};
+
+void TablePass::OpenSource() {
+    mapped_ = MappedColumnsOf(SrcTables[table_].TabID);
+    if (mapped_.empty()) {
+        throw DataError(kErrUnspecified, "No column of this table is loaded.");
+    }
+    const auto statements = ReadingStatements(SrcTables[table_], mapped_, ReadingOfTheRun());
+    rows_.Open(statements.select, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
+    for (std::int32_t k = 0; k < rows_.Fields().Count(); ++k) {
+        shapes_.push_back(ShapeOf(rows_.Fields()[k]));
+    }
+}
+
+void TablePass::LookAtTarget() {
+    if (!IsFilledAsItIs(table_)) {
+        return;
+    }
+    target_.Open(TargetConnStr);
+    Recordset columns;
+    columns.Open("select * from " + TargetTableToProbe(DstTables[table_].Name) + " where 1=2",
+                 target_,
+                 adOpenForwardOnly,
+                 adLockReadOnly);
+    for (std::int32_t k = 0; k < columns.Fields().Count(); ++k) {
+        auto& field = columns.Fields()[k];
+        targets_.push_back(
+            {field.Name(), ShapeOf(field), TranslateType(AdoTypeName(field.Type()), "DEST")});
+    }
+    columns.Close();
+    rules_ = target_.RulesOf(DstTables[table_].Name);
+}
+
+void TablePass::MakePlan() {
+    plans_ = PlanTable(table_, mapped_, shapes_, targets_);
+    const auto kind = KindOf(SourceType).types;
+    const bool rebuilt = !IsFilledAsItIs(table_) && SrcTables[table_].TableExists != kFalse;
+    for (auto& plan : plans_) {
+        ColumnCheck column;
+        column.source = plan.map->SCName;
+        column.target = rebuilt ? plan.map->SCName : plan.map->DCName;
+        column.source_type = plan.map->SDtype;
+        column.target_type = plan.judge.Target().type;
+        column.required = std::any_of(
+            rules_.required.begin(), rules_.required.end(), [&](const std::string& name) {
+                return EqualsNoCase(name, column.target);
+            });
+        plan.judge.SetRequired(column.required);
+        column.types = JudgeType(kind, plan);
+        check_.columns.push_back(std::move(column));
+    }
+    JudgeNames(table_, check_);
+    tallies_.resize(plans_.size());
+    reaches_.resize(plans_.size());
+}
+
+void TablePass::MakeKeys() {
+    for (const auto& rule : rules_.unique) {
+        KeyCheck key;
+        key.name = rule.name;
+        key.targets = rule.columns;
+        key.ignores_nulls = rule.ignores_nulls;
+        for (const auto& name : rule.columns) {
+            const auto at = std::find_if(plans_.begin(), plans_.end(), [&](const auto& plan) {
+                return EqualsNoCase(plan.map->DCName, name);
+            });
+            if (at != plans_.end()) {
+                key.columns.push_back(static_cast<std::size_t>(at - plans_.begin()));
+            }
+        }
+        // A column that the load doesn't fill is numbered by the target itself, or refuses a null.
+        if (key.columns.size() == rule.columns.size()) {
+            keys_.push_back(std::move(key));
+            if (SrcTables[table_].LoadOption != "DELETE") {
+                AddTargetKeys(keys_.back());
+            }
+        }
+    }
+}
+
+bool IgnoresCase() {
+    return KindOf(TargetType).types != TypeNames::Oracle;
+}
+
+void TablePass::AddTargetKeys(KeyCheck& key) {
+    std::string select = "SELECT ";
+    for (const auto& name : key.targets) {
+        select += TargetColumnInList(name);
+    }
+    CutLast(select);
+    Recordset rows;
+    rows.Open(select + " FROM " + TargetTableToAddTo(DstTables[table_].Name),
+              target_,
+              adOpenForwardOnly,
+              adLockReadOnly);
+    std::vector<const Cell*> cells(key.targets.size());
+    std::int64_t row = 0;
+    for (; !rows.Eof(); rows.MoveNext()) {
+        for (std::size_t k = 0; k < cells.size(); ++k) {
+            cells[k] = &rows.Fields()[static_cast<std::int32_t>(k)].Value();
+        }
+        key.Add(cells, 0, IgnoresCase());
+        if (++row % kRowsPerLook == 0 && view_.cancelled()) {
+            return;
+        }
+    }
+}
+
+void TablePass::Note(std::size_t column, const Cell& value, Verdict verdict) {
+    auto& finding = tallies_[column].found[static_cast<std::size_t>(verdict.reason)];
+    if (finding.count++ == 0) {
+        finding.verdict = verdict;
+        finding.row = check_.rows;
+        finding.value = ShownValue(value);
+        finding.arrives = verdict.grade == Grade::Changed
+                              ? plans_[column].judge.Arrives(value, verdict.reason)
+                              : "";
+    }
+    finding.verdict.grade = std::max(finding.verdict.grade, verdict.grade);
+}
+
+void TablePass::JudgeRow() {
+    bool refused = false;
+    for (std::size_t k = 0; k < fields_.size(); ++k) {
+        Cell value = Cell::Unreadable();
+        try {
+            value = fields_[k]->Value();
+        } catch (const DataError&) {
+            // The row is there, and this field has no value: it is told as such.
+        }
+        reaches_[k].Note(value);
+        const auto verdict = plans_[k].judge(value);
+        if (verdict.grade != Grade::Kept) [[unlikely]] {
+            Note(k, value, verdict);
+            refused = refused || verdict.grade == Grade::Refused;
+        }
+    }
+    check_.refused += refused ? 1 : 0;
+    std::vector<const Cell*> cells;
+    for (auto& key : keys_) {
+        cells.clear();
+        for (const auto column : key.columns) {
+            cells.push_back(&fields_[column]->Value());
+        }
+        key.Add(cells, check_.rows, IgnoresCase());
+    }
+}
+
+void TablePass::Walk() {
+    for (std::size_t k = 0; k < plans_.size(); ++k) {
+        fields_.push_back(&rows_.Fields()[static_cast<std::int32_t>(k)]);
+    }
+    check_.with_data = true;
+    for (; !rows_.Eof(); rows_.MoveNext()) {
+        ++check_.rows;
+        JudgeRow();
+        if (check_.rows % kRowsPerLook == 0) {
+            view_.progress(check_.rows);
+            if (view_.cancelled()) {
+                check_.whole = false;
+                break;
+            }
+        }
+    }
+    view_.progress(check_.rows);
+}
+
+void TablePass::FinishKeys() {
+    for (auto& key : keys_) {
+        const auto answer = key.keys.Find();
+        if (answer.repeats == 0) {
+            continue;
+        }
+        std::string names;
+        for (const auto& name : key.targets) {
+            names += (names.empty() ? "" : ", ") + name;
+        }
+        check_.columns[key.columns.front()].data.push_back(
+            {{Grade::Refused, Reason::RepeatedKey},
+             answer.repeats,
+             answer.first,
+             "the unique key " + key.name + " (" + names + ")",
+             {}});
+        check_.refused += answer.repeats;
+    }
+}
+
+void TablePass::Finish() {
+    for (std::size_t k = 0; k < plans_.size(); ++k) {
+        auto& column = check_.columns[k];
+        column.extent = reaches_[k].Result();
+        for (auto& finding : tallies_[k].found) {
+            if (finding.count > 0) {
+                column.data.push_back(std::move(finding));
+            }
+        }
+        if (plans_[k].judge.Target().form == Form::Nothing && column.data.empty()) {
+            column.data.push_back(
+                {{Grade::Refused, Reason::NoType}, 0, 0, plans_[k].judge.Target().fault, {}});
+        }
+    }
+    FinishKeys();
+    if (check_.refused >= kErrorsOfATable && ThisTarget().loader == Loader::Rows) {
+        check_.remarks.push_back("More than " + std::to_string(kErrorsOfATable - 1) +
+                                 " rows are refused: the run gives this table up.");
+    } else if (check_.refused > 0 && ThisTarget().loader == Loader::Batches &&
+               check_.columns.size() == plans_.size() && !plans_.empty()) {
+        check_.remarks.push_back("A refused row takes the others of its " +
+                                 std::to_string(kRowsOfABatch) + " along.");
+    }
+}
+
+TableCheck TablePass::Run() {
+    check_.source = SrcTables.at(table_).Name;
+    if (table_ >= DstTables.size()) {
+        check_.trouble = "The session names no target for this table.";
+        return check_;
+    }
+    check_.target = DstTables[table_].Name;
+    try {
+        OpenSource();
+        LookAtTarget();
+        MakePlan();
+        MakeKeys();
+        Walk();
+        Finish();
+    } catch (const std::exception& error) {
+        check_.trouble = ErrorText(error);
+    }
+    return check_;
+}
+
+}  // namespace
+
+TableCheck CheckTable(std::size_t table, const CheckView& view) {
+    return TablePass(table, view).Run();
+}
+
+}  // namespace vantry

@@ -1,0 +1,490 @@
+// The quick answers stand first and look at the value once: a whole number in its range, a text no
+// longer than the column in bytes. What they can't say goes to the slow ones, which convert as the
+// engines do. Easy to get wrong: a decimal that a double can't say exactly may still read back as
+// itself; MySQL gets nulls of texts as empty texts and dates without fractions; beside long columns
+// it gets dates without their time, and for a null the word NULL.
+
+#include "check/value_judge.h"
+
+#include "core/session_state.h"
+#include "data/ado_types.h"
+#include "data/utf.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+
+#include <cmath>
+#include <optional>
+#include <utility>
+
+namespace vantry {
+namespace {
+
+constexpr Verdict kKept{};
+constexpr Verdict Changed(Reason reason) {
+    return {Grade::Changed, reason};
+}
+constexpr Verdict Refused(Reason reason) {
+    return {Grade::Refused, reason};
+}
+
+constexpr std::int64_t kExactInDouble = std::int64_t{1} << 53;
+constexpr int kDigitsOfDouble = 15;
+constexpr double kLargestNumber = 1e126;  // of Oracle's numbers
+
+UInt128 PowerOfTen(int exponent) {
+    UInt128 power = 1;
+    for (; exponent > 0; --exponent) {
+        power *= 10;
+    }
+    return power;
+}
+
+bool SameDecimal(const Decimal& left, const Decimal& right) {
+    const auto a = WithoutTrailingZeros(left);
+    const auto b = WithoutTrailingZeros(right);
+    return a.unscaled == b.unscaled && a.scale == b.scale;
+}
+
+// A number that stands in a text as any other text would: "007" isn't the number 7.
+bool IsPlainNumber(std::string_view text) {
+    const auto number = ParseDecimal(text);
+    if (!number) {
+        return true;  // with an exponent, or none at all: judged by its value
+    }
+    std::string plain;
+    AppendDecimal(*number, plain);
+    return plain == Trimmed(text);
+}
+
+std::size_t DigitsIn(std::string_view text) {
+    std::size_t digits = 0;
+    for (const char c : text) {
+        digits += c >= '0' && c <= '9' ? 1 : 0;
+    }
+    return digits;
+}
+
+bool Contains(std::string_view text, std::string_view part) {
+    return !part.empty() && text.find(part) != std::string_view::npos;
+}
+
+}  // namespace
+
+ColumnJudge::ColumnJudge(Holding holding, const Carriage& carriage)
+    : holding_(std::move(holding)), carriage_(carriage), units_(holding_.step) {
+    constexpr int kUtf8 = 65001;
+    if (holding_.code_page != 0 && holding_.code_page != kUtf8) {
+        page_ = std::make_unique<CodePage>(holding_.code_page);
+    }
+    if (carriage_.way == Way::Batch) {
+        units_ = std::max(units_, kNanosPerSecond);
+    }
+    if (holding_.form == Form::Exact && holding_.scale >= 0) {
+        most_ = PowerOfTen(std::min(holding_.digits + holding_.scale, 38));
+    }
+    // A truth that travels as a letter needs a column of letters.
+    if (carriage_.type == adBoolean && holding_.form == Form::Text && holding_.empty_is_null) {
+        holding_.form = Form::Letter;
+    }
+}
+
+Verdict ColumnJudge::operator()(const Cell& value) {
+    switch (value.Kind()) {
+        case ValueKind::Null:
+            return JudgeNull();
+        case ValueKind::Int64:
+            if (holding_.form == Form::Whole && value.AsInt64() >= holding_.low &&
+                value.AsInt64() <= holding_.high) {
+                return kKept;
+            }
+            break;
+        case ValueKind::Double:
+        case ValueKind::Single:
+            if (holding_.form == Form::Double) {
+                return kKept;
+            }
+            break;
+        case ValueKind::DateTime:
+            if (holding_.form == Form::Moment || holding_.form == Form::Day) {
+                return JudgeMoment(value.AsDateTime());
+            }
+            break;
+        case ValueKind::Text:
+            if (holding_.form == Form::Text) {
+                return JudgeText(value.AsText());
+            }
+            break;
+        default:
+            break;
+    }
+    return JudgeOther(value);
+}
+
+Verdict ColumnJudge::JudgeNull() const {
+    if (holding_.form == Form::Nothing) {
+        return Refused(Reason::NoType);
+    }
+    switch (carriage_.way) {
+        case Way::Batch:
+            if (IsTextType(carriage_.type)) {
+                return holding_.form == Form::Text || holding_.form == Form::Bytes
+                           ? Changed(Reason::Null)
+                           : Refused(Reason::Null);
+            }
+            break;
+        case Way::BatchRecordset:
+            if (IsDateType(carriage_.type)) {
+                return holding_.form == Form::Text ? Changed(Reason::Null) : Refused(Reason::Null);
+            }
+            break;
+        case Way::FixedWidth:
+            return carriage_.type == adBoolean ? Changed(Reason::Null) : kKept;
+        case Way::Delimited:
+            return kKept;
+        default:
+            break;
+    }
+    if (holding_.form == Form::Letter || holding_.null_is_false) {
+        return Changed(Reason::Null);
+    }
+    return holding_.required ? Refused(Reason::NotNull) : kKept;
+}
+
+Verdict ColumnJudge::JudgeOther(const Cell& value) {
+    if (value.Kind() == ValueKind::Unreadable || value.Kind() == ValueKind::Unset) {
+        return Refused(Reason::Unreadable);
+    }
+    switch (holding_.form) {
+        case Form::Nothing:
+            return Refused(Reason::NoType);
+        case Form::Line:
+            return JudgeLine(value);
+        case Form::Letter:
+            return Changed(Reason::Letters);
+        case Form::Truth: {
+            const auto truth = ToBoolean(value);
+            if (!truth) {
+                return Refused(Reason::NotAValue);
+            }
+            const auto number = value.Kind() == ValueKind::Boolean ? std::nullopt : ToDouble(value);
+            return number && *number != 0 && *number != 1 ? Changed(Reason::Truth) : kKept;
+        }
+        case Form::Guid:
+            return carriage_.type == adGUID ? kKept : Refused(Reason::NotAValue);
+        case Form::Bytes:
+            return value.IsView() ? JudgeBytes(value.AsText()) : kKept;
+        case Form::Text:
+            if (value.Kind() == ValueKind::Bytes) {
+                return IsValidUtf8(value.AsText()) ? JudgeText(value.AsText())
+                                                   : Refused(Reason::CodePage);
+            }
+            scratch_.clear();
+            AppendText(value, scratch_);
+            return JudgeText(scratch_);
+        case Form::Moment:
+        case Form::Day: {
+            const auto moment = ToDateTime(value);
+            return moment ? JudgeMoment(*moment) : Refused(Reason::NotAValue);
+        }
+        default:
+            return JudgeNumber(value);
+    }
+}
+
+Verdict ColumnJudge::JudgeNumber(const Cell& value) {
+    if (value.Kind() == ValueKind::Text) {
+        const auto text = value.AsText();
+        // The engines read numbers alike; a text that is none is refused by all.
+        const auto decimal = ParseDecimal(Trimmed(text));
+        if (!decimal && !ParseDouble(Trimmed(text))) {
+            return Refused(Reason::NotAValue);
+        }
+        const auto verdict = decimal ? JudgeNumber(Cell::FromDecimal(*decimal))
+                                     : JudgeNumber(Cell::Double(*ParseDouble(Trimmed(text))));
+        return verdict.grade == Grade::Kept && !IsPlainNumber(text) ? Changed(Reason::Digits)
+                                                                    : verdict;
+    }
+    if (value.Kind() == ValueKind::Bytes) {
+        return Refused(Reason::NotAValue);
+    }
+    switch (holding_.form) {
+        case Form::Whole:
+            return JudgeWhole(value);
+        case Form::Exact:
+            return JudgeExact(value);
+        case Form::Single:
+            return JudgeSingle(value);
+        default:
+            return JudgeDouble(value);
+    }
+}
+
+Verdict ColumnJudge::JudgeWhole(const Cell& value) const {
+    const auto rounded = ToInt64Rounded(value);
+    if (!rounded || *rounded < holding_.low || *rounded > holding_.high) {
+        // True is -1, and is bound as a truth, not as a number.
+        return value.Kind() == ValueKind::Boolean ? kKept : Refused(Reason::Range);
+    }
+    if (value.Kind() == ValueKind::Int64 || value.Kind() == ValueKind::Boolean) {
+        return kKept;
+    }
+    return ToInt64(value) == rounded ? kKept : Changed(Reason::Scale);
+}
+
+Verdict ColumnJudge::JudgeExact(const Cell& value) const {
+    if (value.Kind() == ValueKind::Boolean) {
+        return kKept;
+    }
+    if (holding_.scale < 0) {  // digits where they are needed
+        const auto number = ToDouble(value);
+        if (number && std::abs(*number) >= kLargestNumber) {
+            return Refused(Reason::Range);
+        }
+        return number && *number != 0 && std::abs(*number) < 1 / kLargestNumber
+                   ? Changed(Reason::Range)
+                   : kKept;
+    }
+    const auto decimal = ToDecimal(value);
+    if (!decimal) {
+        // Beyond 38 digits: a very small fraction, or a very large number.
+        const auto number = ToDouble(value);
+        return number && std::abs(*number) < 1 ? Changed(Reason::Scale) : Refused(Reason::Range);
+    }
+    const auto rounded =
+        decimal->scale <= holding_.scale ? decimal : ToDecimal(value, holding_.scale);
+    const auto scaled = rounded ? ToDecimal(Cell::FromDecimal(*rounded), holding_.scale) : rounded;
+    if (!scaled) {
+        return Refused(Reason::Range);
+    }
+    const auto size =
+        static_cast<UInt128>(scaled->unscaled < 0 ? -scaled->unscaled : scaled->unscaled);
+    if (size >= most_) {
+        return Refused(Reason::Range);
+    }
+    return SameDecimal(*decimal, *scaled) ? kKept : Changed(Reason::Scale);
+}
+
+Verdict ColumnJudge::JudgeDouble(const Cell& value) const {
+    switch (value.Kind()) {
+        case ValueKind::Boolean:
+        case ValueKind::Single:
+        case ValueKind::Double:
+        case ValueKind::DateTime:
+            return kKept;
+        case ValueKind::Int64:
+            if (value.AsInt64() >= -kExactInDouble && value.AsInt64() <= kExactInDouble) {
+                return kKept;
+            }
+            break;
+        case ValueKind::NumberText:
+            if (carriage_.type == adDouble || carriage_.type == adSingle ||
+                DigitsIn(value.AsText()) <= kDigitsOfDouble) {
+                return kKept;
+            }
+            break;
+        case ValueKind::Decimal: {
+            const auto unscaled = value.AsDecimal().unscaled;
+            if (unscaled > -Int128{kExactInDouble / 10} && unscaled < Int128{kExactInDouble / 10}) {
+                return kKept;
+            }
+            break;
+        }
+        default:
+            break;
+    }
+    const auto number = ToDouble(value);
+    if (!number || !std::isfinite(*number)) {
+        return Refused(Reason::Range);
+    }
+    const auto before = ToDecimal(value);
+    const auto after = ToDecimal(Cell::Double(*number));
+    return before && after && SameDecimal(*before, *after) ? kKept
+                                                           : Changed(Reason::FloatPrecision);
+}
+
+Verdict ColumnJudge::JudgeSingle(const Cell& value) const {
+    if (value.Kind() == ValueKind::Single || value.Kind() == ValueKind::Boolean) {
+        return kKept;
+    }
+    const auto number = ToDouble(value);
+    const auto narrow = static_cast<float>(number.value_or(HUGE_VAL));
+    if (!number || !std::isfinite(narrow)) {
+        return Refused(Reason::Range);
+    }
+    if (carriage_.type == adSingle || static_cast<double>(narrow) == *number) {
+        return kKept;
+    }
+    if (value.Kind() == ValueKind::Double) {
+        return Changed(Reason::FloatPrecision);
+    }
+    const auto before = ToDecimal(value);
+    const auto after = ToDecimal(Cell::Single(narrow));
+    return before && after && SameDecimal(*before, *after) ? kKept
+                                                           : Changed(Reason::FloatPrecision);
+}
+
+Verdict ColumnJudge::JudgeMoment(const DateTime& moment) const {
+    if (moment.day < holding_.first_day) {
+        return Refused(Reason::Range);
+    }
+    if (moment.nanos == 0) {
+        return kKept;
+    }
+    if (holding_.form == Form::Day || carriage_.way == Way::BatchRecordset) {
+        return Changed(Reason::TimeOfDay);
+    }
+    if (moment.nanos % units_ == 0) {
+        return kKept;
+    }
+    // Half a second and more would be the next one: behind the calendar's last there is none.
+    const bool past = moment.day == kMaxDay && moment.nanos + units_ / 2 >= kNanosPerDay;
+    return past && carriage_.way != Way::Batch ? Refused(Reason::Range)
+                                               : Changed(Reason::SecondFraction);
+}
+
+bool ColumnJudge::InPage(std::string_view text) {
+    if (!page_ || IsAscii(text)) {
+        return true;
+    }
+    scratch_.clear();
+    return !page_->AppendBytesStrictly(text, scratch_);
+}
+
+// `text` has more bytes than the column's length.
+bool ColumnJudge::TooLong(std::string_view text) {
+    const auto most = static_cast<std::size_t>(holding_.length);
+    switch (holding_.length_in) {
+        case LengthIn::Characters:
+            return CountCodePoints(text) > most;
+        case LengthIn::Utf16Units:
+            return CountUtf16Units(text) > most;
+        case LengthIn::Bytes:
+            break;
+    }
+    if (!page_) {
+        return text.size() > most;
+    }
+    std::string bytes;
+    page_->AppendBytes(text, bytes);
+    return bytes.size() > most;
+}
+
+Verdict ColumnJudge::JudgeText(std::string_view text) {
+    if (text.empty()) {
+        return holding_.empty_is_null                  ? Changed(Reason::EmptyText)
+               : holding_.pads && holding_.length != 0 ? Changed(Reason::Padding)
+                                                       : kKept;
+    }
+    if (page_ && !InPage(text)) {
+        return holding_.page_loses ? Changed(Reason::CodePage) : Refused(Reason::CodePage);
+    }
+    const bool blank_end = text.back() == ' ';
+    if (holding_.length != 0 && text.size() > static_cast<std::size_t>(holding_.length)) {
+        auto counted = text;
+        if (holding_.cuts_blanks) {
+            counted = counted.substr(0, counted.find_last_not_of(' ') + 1);
+        }
+        if (TooLong(counted)) {
+            return Refused(Reason::Length);
+        }
+    } else if (holding_.pads && !page_ &&
+               CountCodePoints(text) < static_cast<std::size_t>(holding_.length)) {
+        return Changed(Reason::Padding);
+    }
+    return blank_end && holding_.cuts_blanks ? Changed(Reason::Blanks) : kKept;
+}
+
+Verdict ColumnJudge::JudgeBytes(std::string_view bytes) const {
+    const auto most = static_cast<std::size_t>(holding_.length);
+    if (most != 0 && bytes.size() > most) {
+        return Refused(Reason::Length);
+    }
+    return holding_.pads && bytes.size() < most ? Changed(Reason::Padding) : kKept;
+}
+
+// ---- Text files. What is written is judged by whether a reader gets the same value from it.
+
+Verdict ColumnJudge::JudgeLine(const Cell& value) {
+    std::string_view text;
+    if (value.IsView()) {
+        text = value.AsText();
+    } else {
+        if (carriage_.width == 0) {
+            return kKept;  // no such value has a delimiter in its text, and each reads back
+        }
+        scratch_.clear();
+        AppendText(value, scratch_);
+        text = scratch_;
+    }
+    if (carriage_.width != 0) {
+        const auto trimmed = Trimmed(text);
+        if (trimmed.size() > carriage_.width && CountCodePoints(trimmed) > carriage_.width) {
+            return Changed(Reason::Length);
+        }
+    }
+    if (value.Kind() == ValueKind::NumberText || !value.IsView()) {
+        return kKept;
+    }
+    if (value.Kind() == ValueKind::Text && !InPage(text)) {
+        return Changed(Reason::CodePage);
+    }
+    if (carriage_.way == Way::FixedWidth) {
+        const bool breaks = text.find_first_of("\r\n") != std::string_view::npos;
+        return breaks ? Changed(Reason::Qualifier)
+                      : (Trimmed(text).size() != text.size() ? Changed(Reason::Blanks) : kKept);
+    }
+    if (carriage_.text_field) {
+        return Contains(text, TextDestQual)          ? Changed(Reason::Qualifier)
+               : Trimmed(text).size() != text.size() ? Changed(Reason::Blanks)
+                                                     : kKept;
+    }
+    if (text.empty()) {
+        return Changed(Reason::EmptyText);  // without qualifiers it reads as a null
+    }
+    const bool cut = Contains(text, TextDestDelim) || Contains(text, TextDestQual) ||
+                     text.find_first_of("\r\n") != std::string_view::npos;
+    return cut ? Changed(Reason::Qualifier)
+               : (value.Kind() == ValueKind::Text && Trimmed(text).size() != text.size()
+                      ? Changed(Reason::Blanks)
+                      : kKept);
+}
+
+std::string ColumnJudge::Arrives(const Cell& value, Reason reason) const {
+    switch (reason) {
+        case Reason::Null:
+            return holding_.form == Form::Text || holding_.form == Form::Bytes ? "an empty text"
+                   : holding_.form == Form::Letter                             ? "F"
+                                                                               : "False";
+        case Reason::EmptyText:
+            return "Null";
+        case Reason::Scale:
+            if (const auto number = ToDecimal(value, std::max(holding_.scale, 0))) {
+                return ToText(Cell::FromDecimal(*number));
+            }
+            return "0";
+        case Reason::FloatPrecision:
+            if (const auto number = ToDouble(value)) {
+                return ToText(holding_.form == Form::Single
+                                  ? Cell::Single(static_cast<float>(*number))
+                                  : Cell::Double(*number));
+            }
+            return {};
+        case Reason::TimeOfDay:
+        case Reason::SecondFraction:
+            if (auto moment = ToDateTime(value)) {
+                moment->nanos = reason == Reason::TimeOfDay
+                                    ? 0
+                                    : moment->nanos / kNanosPerSecond * kNanosPerSecond;
+                return ToText(Cell::FromDateTime(*moment));
+            }
+            return {};
+        case Reason::Letters:
+            return ToBoolean(value).value_or(false) ? "T" : "F";
+        case Reason::Truth:
+            return "True";
+        default:
+            return {};
+    }
+}
+
+}  // namespace vantry

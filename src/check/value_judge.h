@@ -1,0 +1,103 @@
+#pragma once
+// Whether a value arrives as it is: a value of a source field, the way by which a run carries it,
+// and the column that takes it, give a grade and the reason. One judgement a value, without
+// allocation for the usual ones: the check of a table passes every value through it.
+
+#include "check/column_holding.h"
+#include "data/code_page.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+enum class Grade : std::uint8_t { Kept, Changed, Refused };
+
+enum class Reason : std::uint8_t {
+    None,
+    NoType,          // CREATE refuses the column: the whole table
+    NameLimit,       // so it does its name, or the number of columns
+    Scale,           // places behind the point
+    Range,           // too large, too small, too early
+    FloatPrecision,  // digits that a binary fraction doesn't have
+    TimeOfDay,
+    SecondFraction,
+    Length,
+    Padding,  // filled with blanks or zeros up to the length
+    Null,     // becomes another value, or a text that is refused
+    NotNull,  // the target takes none
+    EmptyText,
+    CodePage,
+    Blanks,     // at the ends of a text
+    Qualifier,  // a sign in the text that a reader of the file takes for its end
+    Letters,    // T or F
+    Truth,      // a number other than 0 and 1
+    Digits,     // a number in another writing
+    NotAValue,  // a text that is no number, date or truth
+    Unreadable,
+    RepeatedKey,
+    Count_
+};
+inline constexpr std::size_t kReasons = static_cast<std::size_t>(Reason::Count_);
+
+struct Verdict {
+    Grade grade = Grade::Kept;
+    Reason reason = Reason::None;
+};
+
+// How a run carries the values of a table.
+enum class Way : std::uint8_t {
+    Statement,  // parameters
+    Recordset,  // where a column is long or binary
+    Batch,      // as text, a hundred rows at a time
+    BatchRecordset,
+    Delimited,
+    FixedWidth
+};
+
+// A column on its way.
+struct Carriage {
+    Way way = Way::Statement;
+    int type = 0;             // of the source's field
+    bool text_field = false;  // of a text file: it stands between qualifiers
+    std::size_t width = 0;    // of a text file of fixed width: numbers are cut to it
+    bool blank_if_long = false;
+};
+
+class ColumnJudge {
+public:
+    ColumnJudge(Holding holding, const Carriage& carriage);
+
+    Verdict operator()(const Cell& value);
+
+    const Holding& Target() const { return holding_; }
+    void SetRequired(bool required) { holding_.required = required; }
+    // What arrives in place of a value that is changed, in words; `reason` as it was judged.
+    std::string Arrives(const Cell& value, Reason reason) const;
+
+private:
+    Verdict JudgeNull() const;
+    Verdict JudgeOther(const Cell& value);
+    Verdict JudgeNumber(const Cell& value);
+    Verdict JudgeWhole(const Cell& value) const;
+    Verdict JudgeExact(const Cell& value) const;
+    Verdict JudgeDouble(const Cell& value) const;
+    Verdict JudgeSingle(const Cell& value) const;
+    Verdict JudgeMoment(const DateTime& moment) const;
+    Verdict JudgeText(std::string_view text);
+    Verdict JudgeBytes(std::string_view bytes) const;
+    Verdict JudgeLine(const Cell& value);
+    bool InPage(std::string_view text);
+    bool TooLong(std::string_view text);
+
+    Holding holding_;
+    Carriage carriage_;
+    std::unique_ptr<CodePage> page_;
+    std::string scratch_;
+    std::int64_t units_;  // of a second that are carried: nanoseconds
+    UInt128 most_ = 0;    // Exact: the first number that has too many digits, by the scale
+};
+
+}  // namespace vantry
