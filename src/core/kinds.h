@@ -99,7 +99,6 @@ struct SourceKind {
     std::string_view probe_end = " WHERE 1=2";
 
     // ---- What it is
-    bool is_server = false;  // to be asked off the window's thread: it may not answer
     bool text_files = false;
     bool polled = false;  // a loaded file is renamed
     // TEXT, not TEXTPOLL: a text file written from it replaces the source's extension by the
@@ -155,7 +154,6 @@ struct SizeRules {
 
 struct TargetKind {
     std::string_view page = {};  // empty: the kind is no target
-    bool is_server = false;
     Loader loader = Loader::Rows;
 
     // ---- Names in statements

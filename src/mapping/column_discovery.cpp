@@ -1,7 +1,9 @@
 #include "mapping/column_discovery.h"
 
 // Columns are read from the field list of a query without rows, which every kind understands alike,
-// and put side by side by position. The arrays belong to the whole session: a table that is read
+// and put side by side by position. What is asked is written down first and then asked in one go
+// over one connection, perhaps on another thread: that one has strings and gives records, and
+// touches nothing of the session. The arrays belong to the whole session: a table that is read
 // again moves its rows to their end. Easy to get wrong: an array without rows has one empty element
 // (pages count on it), rows of one table stay together, and a text source's probe has no condition,
 // since its driver reads the first line in any case.
@@ -12,10 +14,14 @@
 #include "mapping/type_catalogue.h"
 
 #include <algorithm>
+#include <exception>
 #include <limits>
 #include <map>
+#include <memory>
 #include <set>
+#include <span>
 #include <string_view>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -60,45 +66,73 @@ i32 WidthOf(const Field& field, const std::string& type) {
         std::clamp<std::int64_t>(field.DefinedSize(), 0, std::numeric_limits<i32>::max()));
 }
 
-ColumnRec ColumnOf(const Field& field,
-                   double tab_id,
-                   const std::string& table,
-                   std::int32_t count,
-                   std::size_t position) {
-    ColumnRec column;
-    column.TabID = tab_id;
-    column.TName = table;
-    column.ColCount = static_cast<i16>(count);
-    column.ColName = field.Name();
-    column.ColType = AdoTypeName(field.Type());
-    column.ColWidth = WidthOf(field, column.ColType);
-    if (column.ColType == "Numeric" || column.ColType == "Decimal" ||
-        column.ColType == "VarNumeric") {
-        column.ColScale = field.NumericScale() & 0xFF;
+// How the columns of one table are asked for.
+struct Probe {
+    std::string query;
+    double tab_id = 0;
+    std::string table;  // as its columns name it
+};
+
+// The columns of each probe, up to the first that failed.
+struct ProbeAnswers {
+    std::vector<std::vector<ColumnRec>> columns;
+    std::exception_ptr error;
+};
+
+std::vector<ColumnRec> ColumnsOfFields(Fields& fields, const Probe& probe) {
+    std::vector<ColumnRec> columns(static_cast<std::size_t>(fields.Count()));
+    for (std::size_t j = 0; j < columns.size(); ++j) {
+        const Field& field = fields[static_cast<std::int32_t>(j)];
+        ColumnRec& column = columns[j];
+        column.TabID = probe.tab_id;
+        column.TName = probe.table;
+        column.ColCount = static_cast<i16>(columns.size());
+        column.ColName = field.Name();
+        column.ColType = AdoTypeName(field.Type());
+        column.ColWidth = WidthOf(field, column.ColType);
+        if (column.ColType == "Numeric" || column.ColType == "Decimal" ||
+            column.ColType == "VarNumeric") {
+            column.ColScale = field.NumericScale() & 0xFF;
+        }
     }
-    column.ColPos = static_cast<i16>(position);
-    return column;
+    return columns;
 }
 
-// The probes of one side go over one connection: opening one for each of a thousand tables takes
-// longer than all the probes.
-class Probes {
-public:
-    explicit Probes(const std::string& connection_string) : connection_string_(connection_string) {}
-
-    void Open(Recordset& columns, const std::string& query, int lock_type) {
-        if (!open_) {
-            connection_.Open(connection_string_);
-            open_ = true;
-        }
-        columns.Open(query, connection_, adOpenForwardOnly, lock_type);
+// Over one connection: opening one for each of a thousand tables takes longer than all the probes.
+ProbeAnswers AskProbes(const Ask& ask,
+                       const std::string& connection_string,
+                       int lock_type,
+                       std::vector<Probe> probes) {
+    if (probes.empty()) {
+        return {};
     }
+    // Shared: a question that was given up goes on for a while.
+    auto answers = std::make_shared<ProbeAnswers>();
+    ask([answers, connection_string, lock_type, probes = std::move(probes)](const auto& given_up) {
+        try {
+            Connection connection;
+            connection.Open(connection_string);
+            for (auto probe = probes.begin(); probe != probes.end() && !given_up(); ++probe) {
+                Recordset columns;
+                columns.Open(probe->query, connection, adOpenForwardOnly, lock_type);
+                answers->columns.push_back(ColumnsOfFields(columns.Fields(), *probe));
+                columns.Close();
+            }
+        } catch (const DataError&) {
+            answers->error = std::current_exception();
+        }
+    });
+    return std::move(*answers);
+}
 
-private:
-    const std::string& connection_string_;
-    Connection connection_;
-    bool open_ = false;
-};
+void AppendColumns(std::vector<ColumnRec>& array,
+                   std::size_t& next,
+                   std::vector<ColumnRec> columns) {
+    for (auto& column : columns) {
+        column.ColPos = static_cast<i16>(next);
+        NextElement(array, next) = std::move(column);
+    }
+}
 
 // Where the rows of each table lie in an array.
 using RowsByTable = std::map<double, std::vector<std::size_t>>;
@@ -132,42 +166,54 @@ std::vector<ColumnRec> ColumnsOf(const std::vector<ColumnRec>& columns,
     return found;
 }
 
-void AppendSourceColumns(const TableRec& table, Reading probe, Probes& probes, std::size_t& next) {
-    Recordset columns;
-    probes.Open(columns, SourceProbe(table, probe), adLockUnspecified);
-    const std::string name = ThisSource().text_files ? BaseName(table.Name) : table.Name;
-    const auto count = columns.Fields().Count();
-    for (std::int32_t j = 0; j < count; ++j) {
-        auto column = ColumnOf(columns.Fields()[j], table.TabID, name, count, next);
-        column.ColSelected = 1;
-        NextElement(SrcCols, next) = std::move(column);
+void AppendSourceColumns(std::span<const TableRec> tables,
+                         Reading reading,
+                         const Ask& ask,
+                         std::size_t& next) {
+    std::vector<Probe> probes;
+    for (const auto& table : tables) {
+        probes.push_back({SourceProbe(table, reading),
+                          static_cast<double>(table.TabID),
+                          ThisSource().text_files ? BaseName(table.Name) : table.Name});
     }
-    columns.Close();
+    auto answers = AskProbes(ask, SourceConnStr, adLockUnspecified, std::move(probes));
+    for (auto& columns : answers.columns) {
+        for (auto& column : columns) {
+            column.ColSelected = 1;
+        }
+        AppendColumns(SrcCols, next, std::move(columns));
+    }
+    if (answers.error) {
+        std::rethrow_exception(answers.error);
+    }
 }
 
-// `source_rows` are the table's rows of SrcCols.
-void AppendTargetColumns(const TableRec& table,
-                         const std::vector<std::size_t>& source_rows,
-                         Probes& probes,
-                         std::size_t& next) {
-    // To be created: the source's columns under their own names, as a start for the user.
-    if (table.TableExists == kFalse) {
-        for (const std::size_t row : source_rows) {
-            ColumnRec column = SrcCols[row];
-            column.ColSelected = 0;
-            column.ColPos = static_cast<i16>(next);
-            NextElement(DstCols, next) = std::move(column);
+void AppendTargetColumns(std::span<const TableRec> tables, const Ask& ask, std::size_t& next) {
+    std::vector<Probe> probes;
+    for (const auto& table : tables) {
+        if (table.TableExists != kFalse) {
+            probes.push_back(
+                {TargetProbe(table.Name), static_cast<double>(table.TabID), table.Name});
         }
-        return;
     }
-    Recordset columns;
-    probes.Open(columns, TargetProbe(table.Name), adLockReadOnly);
-    const auto count = columns.Fields().Count();
-    for (std::int32_t j = 0; j < count; ++j) {
-        auto column = ColumnOf(columns.Fields()[j], table.TabID, table.Name, count, next);
-        NextElement(DstCols, next) = std::move(column);
+    auto answers = AskProbes(ask, TargetConnStr, adLockReadOnly, std::move(probes));
+    auto answer = answers.columns.begin();
+    const auto source_rows = GroupByTable(SrcCols);
+    for (const auto& table : tables) {
+        std::vector<ColumnRec> columns;
+        if (table.TableExists == kFalse) {
+            // To be created: the source's columns under their own names, as a start for the user.
+            for (const std::size_t row : RowsOf(source_rows, table.TabID)) {
+                columns.push_back(SrcCols[row]);
+                columns.back().ColSelected = 0;
+            }
+        } else if (answer != answers.columns.end()) {
+            columns = std::move(*answer++);
+        } else {
+            std::rethrow_exception(answers.error);
+        }
+        AppendColumns(DstCols, next, std::move(columns));
     }
-    columns.Close();
 }
 
 void SetExistence(std::size_t index, i16 exists, const char* first_time) {
@@ -179,28 +225,42 @@ void SetExistence(std::size_t index, i16 exists, const char* first_time) {
     }
 }
 
-// What the target holds: what the kind's own query lists, else everything in the catalogue.
-std::vector<std::string> NamesInTarget() {
-    // A server's catalogue lists what other users have, too; the kind's own query doesn't.
+std::vector<std::string> ListedNames(const std::string& connection_string,
+                                     const std::string& query,
+                                     const std::function<bool()>& given_up) {
+    Connection connection;
+    connection.Open(connection_string);
+    Recordset tables;
+    tables.Open(query, connection, adOpenForwardOnly, adLockOptimistic);
     std::vector<std::string> names;
-    if (const auto query = ThisTarget().table_list; !query.empty()) {
-        Connection connection;
-        connection.Open(TargetConnStr);
-        Recordset tables;
-        tables.Open(query, connection, adOpenForwardOnly, adLockOptimistic);
-        for (; !tables.Eof(); tables.MoveNext()) {
-            if (const Cell& name = tables.Fields()[0].Value(); !name.IsNull()) {
-                names.push_back(ToText(name));
-            }
-        }
-    } else {
-        Catalog catalog;
-        catalog.SetActiveConnection(TargetConnStr);
-        for (i32 k = 0; k < catalog.Tables().Count(); ++k) {
-            names.push_back(catalog.Tables()[k].Name);
+    for (; !given_up() && !tables.Eof(); tables.MoveNext()) {
+        if (const Cell& name = tables.Fields()[0].Value(); !name.IsNull()) {
+            names.push_back(ToText(name));
         }
     }
     return names;
+}
+
+std::vector<std::string> CatalogNames(const std::string& connection_string) {
+    Catalog catalog;
+    catalog.SetActiveConnection(connection_string);
+    std::vector<std::string> names;
+    for (i32 k = 0; k < catalog.Tables().Count(); ++k) {
+        names.push_back(catalog.Tables()[k].Name);
+    }
+    return names;
+}
+
+// What the target holds: what the kind's own query lists, else everything in the catalogue.
+std::vector<std::string> NamesInTarget(const Ask& ask) {
+    auto names = std::make_shared<std::vector<std::string>>();
+    // A server's catalogue lists what other users have, too; the kind's own query doesn't.
+    ask([names, connection_string = TargetConnStr, query = std::string(ThisTarget().table_list)](
+            const auto& given_up) {
+        *names = query.empty() ? CatalogNames(connection_string)
+                               : ListedNames(connection_string, query, given_up);
+    });
+    return std::move(*names);
 }
 
 // Names as they are compared: whatever the letter case, without outer blanks.
@@ -290,6 +350,10 @@ const TableRec& TableOf(const std::vector<TableRec>& tables, i16 tab_id) {
 
 }  // namespace
 
+void AskHere(const Inquiry& inquiry) {
+    inquiry([] { return false; });
+}
+
 void FillTargetTables() {
     DstTables.resize(SrcTables.size());
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
@@ -310,18 +374,13 @@ void FillTargetTables() {
     }
 }
 
-void LoadSourceColumns() {
-    // One connection for all probes; each failure goes to the page, with what was read so far in
-    // place.
+void LoadSourceColumns(const Ask& ask) {
     SrcCols.assign(1, ColumnRec());
     std::size_t next = 0;
-    Probes probes(SourceConnStr);
-    for (const auto& table : SrcTables) {
-        AppendSourceColumns(table, Reading::Probe, probes, next);
-    }
+    AppendSourceColumns(SrcTables, Reading::Probe, ask, next);
 }
 
-void CheckTargetTables(std::vector<std::string>& target_names) {
+void CheckTargetTables(std::vector<std::string>& target_names, const Ask& ask) {
     target_names.clear();
     const bool to_text = ThisTarget().loader == Loader::Files;
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
@@ -330,21 +389,21 @@ void CheckTargetTables(std::vector<std::string>& target_names) {
     if (to_text) {
         return;
     }
-    target_names = NamesInTarget();
+    target_names = NamesInTarget(ask);
     const auto keys = KeysOf(target_names);
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
         MarkExisting(i, keys);
     }
 }
 
-void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names) {
+void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names, const Ask& ask) {
     const bool to_text = ThisTarget().loader == Loader::Files;
     const auto index = static_cast<std::size_t>(&TableOf(DstTables, tab_id) - DstTables.data());
     SetExistence(index, kFalse, to_text ? "" : "CREATE");
     if (to_text) {
         return;
     }
-    const auto names = NamesInTarget();
+    const auto names = NamesInTarget(ask);
     const auto keys = KeysOf(names);
     if (ThisTarget().rename_looks_up_all) {
         for (std::size_t i = 0; i < SrcTables.size(); ++i) {
@@ -356,14 +415,10 @@ void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names) {
     }
 }
 
-void LoadTargetColumns() {
+void LoadTargetColumns(const Ask& ask) {
     DstCols.assign(1, ColumnRec());
     std::size_t next = 0;
-    const auto source_rows = GroupByTable(SrcCols);
-    Probes probes(TargetConnStr);
-    for (const auto& table : DstTables) {
-        AppendTargetColumns(table, RowsOf(source_rows, table.TabID), probes, next);
-    }
+    AppendTargetColumns(DstTables, ask, next);
 }
 
 void SplitTableColumns(double tab_id,
@@ -386,17 +441,14 @@ void BuildColMaps() {
     }
 }
 
-void ReloadSourceColumns(i16 tab_id) {
+void ReloadSourceColumns(i16 tab_id, const Ask& ask) {
     std::size_t next = TakeOut(SrcCols, tab_id);
-    Probes probes(SourceConnStr);
-    AppendSourceColumns(TableOf(SrcTables, tab_id), Reading::Reprobe, probes, next);
+    AppendSourceColumns({&TableOf(SrcTables, tab_id), 1}, Reading::Reprobe, ask, next);
 }
 
-void ReloadTargetColumns(i16 tab_id) {
+void ReloadTargetColumns(i16 tab_id, const Ask& ask) {
     std::size_t next = TakeOut(DstCols, tab_id);
-    Probes probes(TargetConnStr);
-    AppendTargetColumns(
-        TableOf(DstTables, tab_id), RowsOf(GroupByTable(SrcCols), tab_id), probes, next);
+    AppendTargetColumns({&TableOf(DstTables, tab_id), 1}, ask, next);
 }
 
 void RebuildTableMap(i16 tab_id) {

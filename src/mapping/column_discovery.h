@@ -3,25 +3,33 @@
 // map: by position, never by name. No catalogue is asked for columns: they are the field list of a
 // query without rows. A target table that doesn't exist takes the source's columns as its own.
 // Reads and writes the session's arrays. Failures of the data layer go through to the caller, who
-// shows them.
+// shows them; what was read before one is in place.
 
 #include "core/session_state.h"
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
 namespace vantry {
 
+// How a database is asked, which may take long. The inquiry uses nothing but what it holds and
+// ends early when told that it is given up, so that a page may ask it on another thread and let its
+// user give it up; what `ask` throws ends the routine that asked.
+using Inquiry = std::function<void(const std::function<bool()>& given_up)>;
+using Ask = std::function<void(Inquiry inquiry)>;
+void AskHere(const Inquiry& inquiry);
+
 // Names of the target tables, and TabID of both sides.
 void FillTargetTables();
 
 // SrcCols of all source tables.
-void LoadSourceColumns();
+void LoadSourceColumns(const Ask& ask = AskHere);
 // Which of the target tables exist; `target_names` becomes what the target's catalogue lists.
-void CheckTargetTables(std::vector<std::string>& target_names);
+void CheckTargetTables(std::vector<std::string>& target_names, const Ask& ask = AskHere);
 // DstCols of all tables.
-void LoadTargetColumns();
+void LoadTargetColumns(const Ask& ask = AskHere);
 
 // The rows of SrcCols and DstCols of one table, ColPos counted from 0. One empty row when there is
 // none.
@@ -37,9 +45,9 @@ bool NameTargetTable(std::size_t index, const std::string& name);
 // The same as above for one table. Its rows move to the end of their arrays; with a single row of
 // other tables left, its place is taken. An Oracle target's names are added to `target_names`, and
 // its other existing tables are set back to their defaults, too.
-void ReloadSourceColumns(i16 tab_id);
-void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names);
-void ReloadTargetColumns(i16 tab_id);
+void ReloadSourceColumns(i16 tab_id, const Ask& ask = AskHere);
+void CheckTargetTable(i16 tab_id, std::vector<std::string>& target_names, const Ask& ask = AskHere);
+void ReloadTargetColumns(i16 tab_id, const Ask& ask = AskHere);
 void RebuildTableMap(i16 tab_id);
 
 }  // namespace vantry

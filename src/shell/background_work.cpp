@@ -91,13 +91,23 @@ bool StartThread(const std::shared_ptr<Shared>& shared,
     }
 }
 
-// Takes all input as long as it lives; Esc ends the loop. A box that comes up in the meantime (the
+// Takes all input as long as it lives; Esc ends the loop. What began with a press of the mouse ends
+// with its release: that comes again behind the work, or a button pressed to leave a cell would
+// stay down. A box that comes up in the meantime (the
 // window manager's close button asks one) keeps its own.
 class InputGate : public QObject {
 public:
     explicit InputGate(QEventLoop& loop) : loop_(loop), modal_(QApplication::activeModalWidget()) {
         qApp->installEventFilter(this);
     }
+    ~InputGate() override {
+        qApp->removeEventFilter(this);
+        if (release_ != nullptr && released_ != nullptr) {
+            QCoreApplication::postEvent(released_, release_.release());
+        }
+    }
+    InputGate(const InputGate&) = delete;
+    InputGate& operator=(const InputGate&) = delete;
 
     bool eventFilter(QObject* watched, QEvent* event) override {
         const QWidget* const modal = QApplication::activeModalWidget();
@@ -112,6 +122,14 @@ public:
                 return true;
             case QEvent::ShortcutOverride:
                 event->accept();  // it comes again, as a key press and not as a shortcut
+                return true;
+            case QEvent::MouseButtonRelease:
+                // The window's own event goes on: it is how the toolkit knows the button is up.
+                if (!watched->isWidgetType()) {
+                    return false;
+                }
+                released_ = watched;
+                release_.reset(event->clone());
                 return true;
             case QEvent::KeyRelease:
             case QEvent::Shortcut:
@@ -137,6 +155,8 @@ public:
 private:
     QEventLoop& loop_;
     const QWidget* modal_;
+    QPointer<QObject> released_;
+    std::unique_ptr<QEvent> release_;
 };
 
 // A line at the bottom of the frame, where it covers no page's texts, once the wait is felt.

@@ -5,6 +5,8 @@
 #include "data/data_error.h"
 #include "support/page_driver.h"
 
+#include <QMouseEvent>
+#include <QPushButton>
 #include <QTimer>
 
 #include <gtest/gtest.h>
@@ -43,6 +45,26 @@ TEST(BackgroundWorkTest, ResultsAndErrorsComeBackWhileTheWindowsLive) {
         "of the work");
     EXPECT_THROW(RunInBackground([](const auto&) { throw std::bad_alloc(); }), std::bad_alloc);
     EXPECT_FALSE(IsWaitingForWork());
+}
+
+// Leaving a cell may ask a server in the middle of the press on a button, whose release comes while
+// the answer is awaited.
+TEST(BackgroundWorkTest, AClickThatAWaitDividesIsStillAClick) {
+    QPushButton button;
+    int clicks = 0;
+    QObject::connect(&button, &QPushButton::clicked, [&] { ++clicks; });
+    const auto send = [&](QEvent::Type type) {
+        QMouseEvent event(type, {1, 1}, {1, 1}, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(&button, &event);
+    };
+    RunInBackground([&](const auto&) {
+        QMetaObject::invokeMethod(&button, [&] { send(QEvent::MouseButtonRelease); });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    });
+    send(QEvent::MouseButtonPress);
+    EXPECT_EQ(clicks, 0);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(clicks, 1);
 }
 
 // The work holds what it made until it ends by itself, and its own thread lets it go.

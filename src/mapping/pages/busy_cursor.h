@@ -1,5 +1,5 @@
 #pragma once
-// The waiting cursor while the object lives: for work that lets no event in.
+// The waiting cursor of all windows while the object lives.
 
 #include <QGuiApplication>
 

@@ -59,17 +59,6 @@ void TellSourceFailure(const DataError& error) {
     TellStop(explained ? kUnsupportedTypeHelp : error.Description(), "Stop");
 }
 
-// The columns are read on this thread, table by table. A server that doesn't answer is met before,
-// where the window stays alive and Esc gives up.
-void Reach(bool is_server, const std::string& connection_string) {
-    if (is_server) {
-        RunInBackground([connection_string](const auto&) {
-            Connection connection;
-            connection.Open(connection_string, "", "");
-        });
-    }
-}
-
 void TellTargetFailure(const DataError& error) {
     Tell("Error: " + std::to_string(error.Number()) + "\n" + error.Description());
 }
@@ -109,7 +98,6 @@ Form4::Form4() : Page("Form4"), ui_(std::make_unique<Ui::Form4>()) {
 Form4::~Form4() = default;
 
 void Form4::OnLoad() {
-    // Up for as long as this runs: catalogues of large servers take seconds.
     WaitNotice wait;
     ColumnsLoaded = kFalse;
     ui_->FlexGrid1->GridFilling = true;
@@ -193,10 +181,8 @@ void Form4::ShowTargetNames() {
 void Form4::LoadColumns(i16& ok) {
     ok = kFalse;
     try {
-        Reach(ThisSource().is_server, SourceConnStr);
-        LoadSourceColumns();
-        Reach(ThisTarget().is_server, TargetConnStr);
-        CheckTargetTables(target_names_);
+        LoadSourceColumns(RunInBackground);
+        CheckTargetTables(target_names_, RunInBackground);
         ShowTargetNames();
     } catch (const DataError& error) {
         TellSourceFailure(error);
@@ -211,7 +197,7 @@ void Form4::LoadColumns(i16& ok) {
 // A failure sends the user back to the target page; the page is gone afterwards.
 bool Form4::LoadAllTargetColumns() {
     try {
-        LoadTargetColumns();
+        LoadTargetColumns(RunInBackground);
         return true;
     } catch (const DataError& error) {
         TellTargetFailure(error);
@@ -277,8 +263,8 @@ bool Form4::ReloadTable(i16 tab_id) {
     const std::size_t listed = target_names_.size();
     try {
         const BusyCursor busy;
-        ReloadSourceColumns(tab_id);
-        CheckTargetTable(tab_id, target_names_);
+        ReloadSourceColumns(tab_id, RunInBackground);
+        CheckTargetTable(tab_id, target_names_, RunInBackground);
         if (target_names_.size() != listed) {
             ShowTargetNames();
         }
@@ -288,7 +274,7 @@ bool Form4::ReloadTable(i16 tab_id) {
     }
     try {
         const BusyCursor busy;
-        ReloadTargetColumns(tab_id);
+        ReloadTargetColumns(tab_id, RunInBackground);
         return true;
     } catch (const DataError& error) {
         TellTargetFailure(error);

@@ -4,11 +4,15 @@
 #include "mapping/pages/button_column.h"
 #include "mapping/pages/maperrform.h"
 #include "pages_fixture.h"
+#include "shell/background_work.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QWheelEvent>
+
+#include <future>
+#include <memory>
 
 namespace vantry::test {
 namespace {
@@ -116,6 +120,35 @@ TEST_F(Form4Test, ATypeThatAnOracleProviderCantReadIsExplained) {
                       : "stop|Stop|Data type is not supported.|OK");
         EXPECT_FALSE(IsLoaded("Form4"));
     }
+    RegisterDriver("scripted", nullptr);
+}
+
+// Not at the connect but later: between the columns of two tables.
+TEST_F(Form4Test, AServerThatFallsSilentLeavesTheWindowAliveAndEscGivesUp) {
+    std::promise<void> end;
+    const auto driver = std::make_shared<ScriptedDriver>();
+    driver->before = [silence = end.get_future().share()](std::string_view operation, int number) {
+        if (operation == "OpenCursor" && number == 2) {
+            silence.wait();
+        }
+    };
+    RegisterDriver("scripted", driver);
+    SourceType = "MySQL";
+    SourceConnStr = "Provider=scripted";
+    int ticks = 0;
+    QTimer alive;
+    QObject::connect(&alive, &QTimer::timeout, [&] {
+        if (++ticks == 10 && IsWaitingForWork()) {
+            PressKey(&TheMainWindow(), Qt::Key_Escape);
+        }
+    });
+    alive.start(10);
+    ShowPage("Form4");
+    EXPECT_EQ(ticks, 10);
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|The wait for an answer was given up.|OK");
+    EXPECT_EQ(VisiblePages(), "MySQLSrc");
+    end.set_value();
+    AwaitAllWork();
     RegisterDriver("scripted", nullptr);
 }
 
