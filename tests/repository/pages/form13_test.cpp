@@ -147,6 +147,26 @@ TEST_F(Form13Test, RefusesAnUnfinishedSession) {
     EXPECT_EQ(CurrentSessionID, 0);
 }
 
+// Through the whole page; the lists that open from combo boxes are windows of their
+// own, and no stations.
+TEST_F(Form13Test, TabGoesThroughTheScheduleFromTopToBottom) {
+    ShowPage("Form13");
+    Set("TimeOpt_4");
+    Set("Evy_1");
+    Page* const page = FindPage("Form13");
+    Control<QLineEdit>("Form13", "SesName").setFocus();
+    std::string stations;
+    for (QString name; page->focusWidget()->objectName() != name;) {  // the last one's Tab leaves
+        name = page->focusWidget()->objectName();
+        stations += FromQt(name) + " ";
+        QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
+        QApplication::sendEvent(page->focusWidget(), &tab);
+    }
+    EXPECT_EQ(
+        stations,
+        "SesName LogName brow FreqOpt_0 TimeOpt_4 Evy_1 Mins NXTBUTT BCKBUTT CNCLBUTT HLPBUTT ");
+}
+
 TEST_F(Form13Test, SavesEveryKindOfSchedule) {
     const std::string time = ToText(Cell::FromDateTime({0, (7 * 60 + 5) * 60 * kNanosPerSecond}));
     const std::string date = ToText(Cell::FromDateTime({*DayOf(2027, 3, 4), 0}));
