@@ -4,7 +4,10 @@
 #include "core/route.h"
 #include "data/letter_case.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <filesystem>
+#include <map>
 
 namespace vantry {
 namespace {
@@ -26,6 +29,31 @@ void Add(std::string& text, const std::string& sentence) {
     text += (text.empty() ? "" : " ") + sentence;
 }
 
+struct Counted {
+    bool exists = false;
+    std::size_t out = 0;
+    std::size_t differ = 0;
+};
+
+std::string MarkOfTable(const std::string& target, const Counted& rows) {
+    std::string text;
+    std::error_code error;
+    if (ThisTarget().loader == Loader::Files && std::filesystem::exists(target, error)) {
+        Add(text,
+            "The file " + LastPartOf(target) + " is there already, and the run replaces it whole.");
+    }
+    if (rows.differ > 0) {
+        Add(text,
+            CountInWords(rows.differ, "column goes", "columns go") +
+                " by position into one of another name.");
+    }
+    if (rows.out > 0) {
+        Add(text,
+            CountInWords(rows.out, "completed row isn't", "completed rows aren't") + " loaded.");
+    }
+    return text;
+}
+
 }  // namespace
 
 std::string MarkOfRow(const ColMapRec& row, bool target_exists) {
@@ -40,38 +68,23 @@ std::string MarkOfRow(const ColMapRec& row, bool target_exists) {
     return {};
 }
 
-std::string MarkOfTable(std::size_t index) {
-    if (index >= SrcTables.size() || index >= DstTables.size()) {
-        return {};
+std::vector<std::string> MarksOfTables() {
+    std::map<double, Counted> of_table;
+    for (const TableRec& table : SrcTables) {
+        // A table that is dropped is made anew, with the source's own names.
+        of_table[table.TabID].exists = table.TableExists == kTrue && table.LoadOption != "DROP";
     }
-    const TableRec& source = SrcTables[index];
-    std::string text;
-    std::error_code error;
-    if (ThisTarget().loader == Loader::Files &&
-        std::filesystem::exists(DstTables[index].Name, error)) {
-        Add(text,
-            "The file " + LastPartOf(DstTables[index].Name) +
-                " is there already, and the run replaces it whole.");
-    }
-    // A table that is dropped is made anew, with the source's own names.
-    const bool exists = source.TableExists == kTrue && source.LoadOption != "DROP";
-    std::size_t out = 0;
-    std::size_t differ = 0;
     for (const ColMapRec& row : ColMaps) {
-        if (row.TabID == source.TabID) {
-            out += StaysOut(row) ? 1 : 0;
-            differ += NamesDiffer(row, exists) ? 1 : 0;
+        if (const auto table = of_table.find(row.TabID); table != of_table.end()) {
+            table->second.out += StaysOut(row) ? 1 : 0;
+            table->second.differ += NamesDiffer(row, table->second.exists) ? 1 : 0;
         }
     }
-    if (differ > 0) {
-        Add(text,
-            CountInWords(differ, "column goes", "columns go") +
-                " by position into one of another name.");
+    std::vector<std::string> marks(SrcTables.size());
+    for (std::size_t i = 0; i < std::min(SrcTables.size(), DstTables.size()); ++i) {
+        marks[i] = MarkOfTable(DstTables[i].Name, of_table[SrcTables[i].TabID]);
     }
-    if (out > 0) {
-        Add(text, CountInWords(out, "completed row isn't", "completed rows aren't") + " loaded.");
-    }
-    return text;
+    return marks;
 }
 
 }  // namespace vantry

@@ -4,8 +4,8 @@
 
 #include "core/session_state.h"
 
-#include <cstddef>
 #include <string>
+#include <vector>
 
 namespace vantry {
 
@@ -13,8 +13,9 @@ namespace vantry {
 // another name because the map went by position.
 std::string MarkOfRow(const ColMapRec& row, bool target_exists);
 
-// The same for all rows of a table, and a text file that a run will replace whatever is chosen.
-// `index`: of SrcTables and DstTables.
-std::string MarkOfTable(std::size_t index);
+// One text a table, in the order of SrcTables: the same for all its rows, and a text file that a
+// run will replace whatever is chosen. In one pass over the map: a session may have thousands of
+// tables.
+std::vector<std::string> MarksOfTables();
 
 }  // namespace vantry

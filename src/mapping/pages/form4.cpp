@@ -126,8 +126,11 @@ void Form4::ShowMarks() {
         return;
     }
     std::size_t marked = 0;
+    auto marks = MarksOfTables();
+    // A page beneath this one may have chosen fewer tables meanwhile.
+    marks.resize(static_cast<std::size_t>(ui_->FlexGrid1->rowCount()));
     for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
-        const std::string mark = MarkOfTable(static_cast<std::size_t>(row));
+        const std::string& mark = marks[static_cast<std::size_t>(row)];
         marked += mark.empty() ? 0 : 1;
         ui_->FlexGrid1->SetMark(row, kSourceTable, ToQt(mark));
     }
