@@ -1,6 +1,7 @@
 #pragma once
 // Work in a process of its own, which may be killed in it.
 
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -50,6 +51,29 @@ inline Ended RunChild(
     ended.killed = WIFSIGNALED(status);
     ended.whole = status == 0;
     return ended;
+}
+
+// Runs `work` in a child, and when it is done `meanwhile`, while the child waits to be killed.
+inline void WhileChildWaits(const std::function<void()>& work,
+                            const std::function<void(pid_t)>& meanwhile) {
+    int ends[2];
+    if (::pipe(ends) != 0) {
+        throw std::runtime_error("pipe");
+    }
+    RunChild(
+        [&](const Report&) {
+            work();
+            static_cast<void>(!::write(ends[1], "", 1));
+            ::pause();
+        },
+        [&](pid_t child) {
+            char mark = 0;
+            ::close(ends[1]);
+            static_cast<void>(!::read(ends[0], &mark, 1));
+            meanwhile(child);
+            ::kill(child, SIGKILL);
+        });
+    ::close(ends[0]);
 }
 
 }  // namespace vantry::test

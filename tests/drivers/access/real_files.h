@@ -29,7 +29,7 @@ protected:
         return path;
     }
 
-    TempDir folder_;
+    TempDir folder_{MemoryFolder(), "vantry"};
 };
 
 }  // namespace vantry::test

@@ -4,6 +4,7 @@
 #include "drivers/access/real_files.h"
 
 #include "data/value_text.h"
+#include "drivers/access/connected.h"
 #include "drivers/access/mdbtools.h"
 #include "drivers/access/stored_rows.h"
 #include "drivers/access/verify/verify.h"
@@ -107,57 +108,62 @@ INSTANTIATE_TEST_SUITE_P(Access, RealFile, testing::ValuesIn(RealFiles()), [](co
 });
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RealFile);
 
-class KnownContent : public test::OnRealFiles {
-protected:
-    // Each row as its fields' text forms, "NULL" for null.
-    static std::vector<std::string> Lines(const std::string& file,
-                                          const std::string& table,
-                                          const std::vector<std::string>& columns) {
-        const auto stored = test::ReadRows((test::kRealFiles / file).string(), table);
-        std::vector<std::string> lines;
-        for (const auto& row : stored.rows) {
-            auto& line = lines.emplace_back();
-            for (const auto& name : columns) {
-                const auto& cell = row.at(stored.def.FindColumn(name)).AsCell();
-                line += (&name == &columns[0] ? "" : "|") + test::Shown(cell);
-            }
-        }
-        return lines;
-    }
-};
+class KnownContent : public test::OnRealFiles {};
 
 using Strings = std::vector<std::string>;
 
-// mdbtools prints dates before 1900 as 01/00/00 and doesn't know extended dates; the file has
-// another column that spells each of them.
-TEST_F(KnownContent, DatesBefore1900AndExtendedDates) {
-    EXPECT_EQ(Lines("extDateTestV2019.accdb", "Table1", {"ID", "DateExt", "DateNormal"}),
-              (Strings{"1|2020-06-17|2020-06-17",
-                       "2|2021-06-14|2021-06-14",
-                       "3|2021-06-14 12:45:00|2021-06-14 12:45:00",
-                       "4|2021-06-14 01:45:00|2021-06-14 01:45:00",
-                       "5|NULL|NULL",
-                       "6|2021-06-14 22:45:12.3456789|2021-06-14 22:45:12",
-                       "7|1765-06-14 12:45:00|1765-06-14 12:45:00",
-                       "8|0100-06-14 12:45:00.1234567|0100-06-14 12:45:00",
-                       "9|1265-06-14 12:45:00|1265-06-14 12:45:00"}));
-}
-
-// Each stored result equals what its formula gives for the row's other fields.
-TEST_F(KnownContent, CalculatedColumns) {
-    EXPECT_EQ(Lines("calcFieldTestV2010.accdb",
-                    "Table1",
-                    {"LastFirst", "LastFirstLen", "MonthlySalary", "IsRich", "AllNames"}),
-              (Strings{"Wayne, Bruce|12|83333.3333|True|Wayne, Bruce=Wayne, Bruce",
-                       "Simpson, Bart|13|-0.0833|False|Simpson, Bart=Simpson, Bart",
-                       "Doe, John|9|0|False|Doe, John=Doe, John",
-                       "User, Test|10|8.3333|False|User, Test=User, Test"}));
-    EXPECT_EQ(Lines("calcFieldTestV2010.accdb", "Table1", {"WeeklySalary", "DecimalTest"}),
-              (Strings{"19230.7692307692|50.325",
-                       "-0.0192307692307692|-36.2222",
-                       "0|0.0123",
-                       "1.92307692307692|102030405060.654321"}));
-    EXPECT_EQ(Lines("extDateTestV2019.accdb", "Table1", {"DateNormalCalc"})[4], "NULL");
+TEST_F(KnownContent, IsWhatStatementsGive) {
+    const struct {
+        const char* file;
+        const char* sql;
+        Strings rows;
+    } cases[] = {
+        // mdbtools prints dates before 1900 as 01/00/00 and doesn't know extended dates; the file
+        // has another column that spells each of them.
+        {"extDateTestV2019.accdb",
+         "select ID, DateExt, DateNormal from Table1",
+         {"1|2020-06-17|2020-06-17",
+          "2|2021-06-14|2021-06-14",
+          "3|2021-06-14 12:45:00|2021-06-14 12:45:00",
+          "4|2021-06-14 01:45:00|2021-06-14 01:45:00",
+          "5|NULL|NULL",
+          "6|2021-06-14 22:45:12.3456789|2021-06-14 22:45:12",
+          "7|1765-06-14 12:45:00|1765-06-14 12:45:00",
+          "8|0100-06-14 12:45:00.1234567|0100-06-14 12:45:00",
+          "9|1265-06-14 12:45:00|1265-06-14 12:45:00"}},
+        {"extDateTestV2019.accdb", "select DateNormalCalc from Table1 where ID = 5", {"NULL"}},
+        // Each stored result equals what its formula gives for the row's other fields.
+        {"calcFieldTestV2010.accdb",
+         "select LastFirst, LastFirstLen, MonthlySalary, IsRich, AllNames, WeeklySalary, "
+         "DecimalTest from Table1",
+         {"Wayne, Bruce|12|83333.3333|True|Wayne, Bruce=Wayne, Bruce|19230.7692307692|50.325",
+          "Simpson, Bart|13|-0.0833|False|Simpson, Bart=Simpson, Bart|-0.0192307692307692|-36.2222",
+          "Doe, John|9|0|False|Doe, John=Doe, John|0|0.0123",
+          "User, Test|10|8.3333|False|User, Test=User, Test|1.92307692307692|102030405060.654321"}},
+        {"complexDataTestV2010.accdb",
+         "select * from Table1",
+         {"row1|NULL|NULL|NULL|NULL",
+          "row2|row2-memo|row2-memo|value1;value4|test_data.txt;test_data2.txt",
+          "row3|row3-memo|row3-memo-again|value1;value2;value3;value4|NULL",
+          "row4|row4-memo|row4-memo|NULL|test_data2.txt"}},
+        {"testUnicodeCompV2003.mdb",
+         "select id from [Table] where unicode = 'ONLY ascii chars' or unicode = 'ascii'",
+         {"1"}},
+        {"testUnicodeCompV2003.mdb", "select id from [Table] where unicode = 'Мир'", {"3"}},
+    };
+    for (const auto& [file, sql, rows] : cases) {
+        EXPECT_EQ(test::RowsBy(*test::ConnectTo(CopyOf(file)), sql), rows) << sql;
+    }
+    std::string listed;
+    const auto queries = test::ConnectTo(CopyOf("queryTestV2003.mdb"));
+    for (const auto& table : queries->Tables()) {
+        listed += table.name.starts_with("MSys") ? "" : table.name + " " + table.type + ", ";
+    }
+    EXPECT_EQ(listed,
+              "CrosstabQuery VIEW, SelectQuery VIEW, Table1 TABLE, Table2 TABLE, Table3 TABLE, "
+              "UnionQuery VIEW, ");
+    const auto system = test::ConnectTo(CopyOf("delTestV2000.mdb"))->Tables();
+    EXPECT_EQ(system.front().name + " " + system.front().type, "MSysAccessObjects ACCESS TABLE");
 }
 
 }  // namespace

@@ -47,9 +47,9 @@ protected:
     std::list<std::string> texts_;
 };
 
-// Rows in and out of every table of every file; what is refused is refused with a word and without
-// a trace.
-TEST_F(WritingRealFiles, RowsGoInAndOutOfEveryTable) {
+// Rows in and out of every table of every file, many where there are large indexes, and a table of
+// our own beside them; what is refused is refused with a word and without a trace.
+TEST_F(WritingRealFiles, RowsAndTablesComeAndGoInEveryFile) {
     int changed_tables = 0;
     for (const auto& entry : fs::directory_iterator(test::kRealFiles)) {
         const std::string name = entry.path().filename().string();
@@ -59,85 +59,68 @@ TEST_F(WritingRealFiles, RowsGoInAndOutOfEveryTable) {
         SCOPED_TRACE(name);
         const std::string path = CopyOf(name);
         const auto before = Verify(path);
-        auto opened = std::make_unique<Opened>(path);
-        for (const auto& listed : opened->database->Tables()) {
+        const auto expect_as_before = [&] {
+            const auto after = Verify(path);
+            EXPECT_EQ(before.findings, after.findings) << after.Text();
+            EXPECT_LE(after.notes.size(), before.notes.size()) << after.Text();
+        };
+        const bool jet3 = name.find("V1997") != std::string::npos;
+        const int tries = name.starts_with("bigIndex") || name.starts_with("compIndex") ? 4000 : 40;
+        std::mt19937 random(3);
+        Opened opened(path);
+        for (const auto& listed : opened.database->Tables()) {
             if (listed.type != "TABLE") {
                 continue;
             }
             SCOPED_TRACE(listed.name);
-            const auto table = opened->Table(listed.name);
+            const auto table = opened.Table(listed.name);
             const auto rows_before = table->CountRows();
             int added = 0;
             std::string refusal;
-            for (int number = 0; number < 40; ++number) {
+            for (int number = 0; number < tries; ++number) {
+                const int value = tries > 40 ? static_cast<int>(random() % 100'000) : number;
                 std::vector<Cell> row;
                 for (const auto& column : table->Columns()) {
-                    row.push_back(column.auto_number || column.read_only
-                                      ? Cell()
-                                      : ValueFor(column.info, number));
+                    const bool is_given = !column.auto_number && !column.read_only;
+                    row.push_back(is_given ? ValueFor(column.info, value) : Cell());
                 }
-                const std::string error =
-                    ErrorOf([&] { opened->database->InsertRow(*table, row); });
+                const auto error = ErrorOf([&] { opened.database->InsertRow(*table, row); });
                 added += error.empty() ? 1 : 0;
                 refusal = error.empty() ? refusal : error;
             }
-            EXPECT_TRUE(added > 0 || !refusal.empty());
-            changed_tables += added > 0 ? 1 : 0;
+            EXPECT_TRUE(jet3 ? added == 0 && Has(refusal, "97") : added > 0 || !refusal.empty());
             EXPECT_EQ(rows_before + added, table->CountRows());
-            const bool jet3 = name.find("V1997") != std::string::npos;
-            if (jet3) {
-                EXPECT_EQ(0, added);
-                EXPECT_TRUE(Has(refusal, "97"));
-            }
-            // The new rows out again: they are the last ones of their values.
-            const auto rows = RowsOf(*table);
+            changed_tables += added > 0 ? 1 : 0;
+            opened.file->store->Settle();
+            EXPECT_EQ(before.findings, Verify(path).findings);
+            auto rows = RowsOf(*table);
+            std::shuffle(rows.begin(), rows.end(), random);
+            rows.resize(static_cast<std::size_t>(added));
             int deleted = 0;
-            for (auto row = rows.rbegin(); row != rows.rend() && deleted < added; ++row) {
-                const std::string error =
-                    ErrorOf([&] { opened->Statement([&] { table->Delete(*row); }); });
+            for (const auto row : rows) {
+                const auto error = ErrorOf([&] { opened.Statement([&] { table->Delete(row); }); });
                 deleted += error.empty() ? 1 : 0;
             }
             EXPECT_EQ(rows_before + added - deleted, table->CountRows());
         }
-        opened.reset();
-        const auto after = Verify(path);
-        EXPECT_EQ(before.findings, after.findings) << after.Text();
-        EXPECT_LE(after.notes.size(), before.notes.size()) << after.Text();
+        expect_as_before();
+        if (jet3) {
+            continue;
+        }
+        const std::string own = "Neue Tabelle";
+        opened.Create(own,
+                      {Column("id", "COUNTER"), Column("text", "TEXT", 50), Column("m", "MEMO")},
+                      {PrimaryKey()});
+        for (int row = 0; row < 300; ++row) {
+            opened.Insert(own, {Cell(), Cell::Text("x"), Cell::Text(std::string(200, 'm'))});
+        }
+        opened.database->CreateIndex(own, Index("text", {"text", "-id"}));
+        EXPECT_EQ(before.findings, Verify(path).findings);
+        EXPECT_EQ(300U, test::ReadRows(path, own).rows.size());
+        opened.database->DropTable(own);
+        expect_as_before();
     }
     EXPECT_GE(changed_tables, 15);
-}
-
-TEST_F(WritingRealFiles, IndexesOfAccessStayRight) {
-    for (const char* const name : {"bigIndexTestV2000.mdb", "compIndexTestV2007.accdb"}) {
-        SCOPED_TRACE(name);
-        const std::string path = CopyOf(name);
-        Opened opened(path);
-        const auto table = opened.Table("Table1");
-        std::mt19937 random(3);
-        int added = 0;
-        for (int number = 0; number < 4000; ++number) {
-            std::vector<Cell> row;
-            for (const auto& column : table->Columns()) {
-                row.push_back(column.auto_number
-                                  ? Cell()
-                                  : ValueFor(column.info, static_cast<int>(random() % 100000)));
-            }
-            added += ErrorOf([&] { opened.database->InsertRow(*table, row); }).empty() ? 1 : 0;
-        }
-        EXPECT_GT(added, 1000);
-        opened.file->store->Settle();
-        EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
-        auto rows = RowsOf(*table);
-        std::shuffle(rows.begin(), rows.end(), random);
-        opened.Statement([&] {
-            for (std::size_t row = 0; row < rows.size() / 2; ++row) {
-                table->Delete(rows[row]);
-            }
-        });
-        EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
-        opened.Statement([&] { table->DeleteAll(); });
-        EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
-    }
 }
 
 // Where the marks of a relationship, of a rule and of kinds of columns stand in Access's own files.
@@ -171,32 +154,6 @@ TEST_F(WritingRealFiles, WhatTheirDefinitionsForbidIsRefused) {
     EXPECT_GT(refused, 0);
     EXPECT_TRUE(Has(ErrorOf([&] { opened.database->DropTable("Table2"); }), "relationship"));
     EXPECT_TRUE(Verify(path).IsSound()) << Faults(path);
-}
-
-// Tables and indexes of our own in a file of Access, and out again.
-TEST_F(WritingRealFiles, TablesComeAndGoInFilesOfAccess) {
-    for (const char* const name :
-         {"empty_2000.mdb", "empty_2010.accdb", "test2V2010.accdb", "indexTestV2000.mdb"}) {
-        SCOPED_TRACE(name);
-        const std::string path = CopyOf(name);
-        const auto before = Verify(path);
-        Opened opened(path);
-        opened.Create("Neue Tabelle",
-                      {Column("id", "COUNTER"), Column("text", "TEXT", 50), Column("m", "MEMO")},
-                      {PrimaryKey()});
-        for (int row = 0; row < 300; ++row) {
-            opened.Insert("Neue Tabelle",
-                          {Cell(), Cell::Text("x"), Cell::Text(std::string(200, 'm'))});
-        }
-        opened.database->CreateIndex("Neue Tabelle", Index("text", {"text", "-id"}));
-        auto report = Verify(path);
-        EXPECT_EQ(before.findings, report.findings) << report.Text();
-        EXPECT_EQ(300U, test::ReadRows(path, "Neue Tabelle").rows.size());
-        opened.database->DropTable("Neue Tabelle");
-        report = Verify(path);
-        EXPECT_EQ(before.findings, report.findings) << report.Text();
-        EXPECT_LE(report.notes.size(), before.notes.size()) << report.Text();
-    }
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ protected:
         return text + error;
     }
 
-    test::TempDir folder_;
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
     std::unique_ptr<DriverConnection> connection_ = test::ConnectToNew(Path());
     EngineRows rows_{Path()};
 };

@@ -122,7 +122,7 @@ class WithoutSync : public testing::Test {
 protected:
     test::NoSync no_sync_;
     test::InstalledPlan installed_{no_sync_};
-    test::TempDir folder_;
+    test::TempDir folder_{test::MemoryFolder(), "vantry"};
 };
 
 }  // namespace vantry::access

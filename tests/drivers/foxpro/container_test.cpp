@@ -4,7 +4,7 @@
 #include "drivers/foxpro/container/container_change.h"
 #include "drivers/foxpro/reading.h"
 #include "drivers/foxpro/verify/container_verify.h"
-#include "support/fault_plans.h"
+#include "support/crash_states.h"
 
 #include <gtest/gtest.h>
 
@@ -171,68 +171,50 @@ TEST_F(ContainerTest, AKillLeavesTableAndEntryTogether) {
                          "CREATE TABLE u (id I)",
                          "DROP TABLE t",
                          "CREATE TABLE t (name C(5))"};
-    test::DiskRecord record(test::ReadFolder(folder_.Path()), test::Planted::Nothing);
-    {
-        const test::InstalledPlan installed(record);
+    test::RecordedRun run(folder_.Path(), test::Planted::Nothing, [&](const test::Report& report) {
         const auto connection = Connect(Path());
         for (const auto& sql : script) {
             connection->Execute(sql);
+            report();
         }
-    }
-    test::NoSync no_sync;
-    const test::InstalledPlan installed(no_sync);
-    for (std::size_t steps = 0; steps <= record.Steps(); ++steps) {
-        test::WriteFolder(folder_.Path(), record.KilledAfter(steps));
+    });
+    run.CountBad(test::Interruption::Kill, 1, [&](std::size_t done) {
         const auto connection = Connect(Path());
         for (const auto& entry : connection->Tables()) {
-            ASSERT_NO_THROW(RowsOf(*connection, "SELECT * FROM " + entry.name)) << steps;
+            EXPECT_NO_THROW(RowsOf(*connection, "SELECT * FROM " + entry.name)) << done;
         }
         for (const std::string name : {"t", "u"}) {
             const auto names = NamesOf(*connection);
             if (std::find(names.begin(), names.end(), name + " TABLE") == names.end()) {
-                ASSERT_EQ(ErrorOf(*connection, "CREATE TABLE " + name + " (x I)"), "") << steps;
+                EXPECT_EQ(ErrorOf(*connection, "CREATE TABLE " + name + " (x I)"), "") << done;
             }
         }
-        ASSERT_EQ(VerifyContainer(Path().string()), Rows()) << "after step " << steps;
-    }
+        EXPECT_EQ(VerifyContainer(Path().string()), Rows()) << done << " statements had ended";
+        return true;
+    });
 }
 
 TEST_F(ContainerTest, AFailingOperationLeavesEverythingAsItWas) {
+    const auto prepare = [this] {
+        test::WriteFolder(folder_.Path(), {});
+        MakeContainer(Path());
+        const auto connection = Connect(Path());
+        connection->Execute("CREATE TABLE t (id I, note M)");
+        connection->Execute("INSERT INTO t VALUES (1, 'memo')");
+    };
     for (const std::string sql : {"CREATE TABLE u (id I, note M)", "DROP TABLE t"}) {
-        for (int nth = 0;; ++nth) {
-            test::WriteFolder(folder_.Path(), {});
-            {
-                test::NoSync no_sync;
-                const test::InstalledPlan installed(no_sync);
-                MakeContainer(Path());
-                const auto connection = Connect(Path());
-                connection->Execute("CREATE TABLE t (id I, note M)");
-                connection->Execute("INSERT INTO t VALUES (1, 'memo')");
-            }
-            test::FailAt plan(nth, ENOSPC, nth % 2 == 0, test::Planted::Nothing);
-            bool failed = false;
-            {
-                const test::InstalledPlan installed(plan);
-                try {
-                    Connect(Path())->Execute(sql);
-                } catch (const DataError&) {
-                    failed = true;
-                }
-            }
+        const auto work = [&] { Connect(Path())->Execute(sql); };
+        test::FailEachOperation(prepare, work, [&](int nth, const std::string& error) {
+            SCOPED_TRACE(sql + " " + std::to_string(nth));
             const auto connection = Connect(Path());
-            if (failed) {
+            if (!error.empty()) {
                 const auto names = NamesOf(*connection);
-                ASSERT_TRUE(names == Rows{"t TABLE"} || names == Rows()) << sql << nth;
-                if (!names.empty()) {
-                    ASSERT_EQ(RowText(*connection, "SELECT * FROM t"), "1|memo");
-                }
-                ASSERT_EQ(ErrorOf(*connection, "CREATE TABLE u (id I, note M)"), "") << sql << nth;
+                EXPECT_TRUE(names.empty() || (names == Rows{"t TABLE"} &&
+                                              RowText(*connection, "SELECT * FROM t") == "1|memo"));
+                EXPECT_EQ(ErrorOf(*connection, "CREATE TABLE u (id I, note M)"), "");
             }
-            ASSERT_EQ(VerifyContainer(Path().string()), Rows()) << sql << " " << nth;
-            if (!plan.Triggered()) {
-                break;
-            }
-        }
+            EXPECT_EQ(VerifyContainer(Path().string()), Rows());
+        });
     }
 }
 

@@ -5,15 +5,14 @@
 
 #include "drivers/foxpro/reading.h"
 #include "drivers/foxpro/verify/verify.h"
-#include "support/fault_plans.h"
-
-#include <sys/wait.h>
+#include "support/crash_states.h"
 
 #include <functional>
 
 namespace vantry::foxpro {
 namespace {
 
+using test::Interruption;
 using test::Planted;
 
 class CrashTest : public testing::Test {
@@ -32,22 +31,17 @@ protected:
     }
 
     static const Script& Statements() {
+        const auto by_sql = [](const char* sql) {
+            return [sql](DriverConnection& connection) { connection.Execute(sql); };
+        };
         static const Script script = {
-            [](DriverConnection& connection) {
-                connection.Execute("CREATE TABLE t (id I AUTOINC PRIMARY KEY, name C(30), note M)");
-            },
+            by_sql("CREATE TABLE t (id I AUTOINC PRIMARY KEY, name C(30), note M)"),
             [](DriverConnection& connection) { Load(connection, 1, 150); },
-            [](DriverConnection& connection) { connection.Execute("CREATE INDEX i ON t (name)"); },
-            [](DriverConnection& connection) {
-                connection.Execute("UPDATE t SET note = 'new', name = 'changed' WHERE id > 20");
-            },
-            [](DriverConnection& connection) {
-                connection.Execute("INSERT INTO t SELECT id + 1000 AS id, name, note FROM t");
-            },
-            [](DriverConnection& connection) {
-                connection.Execute("DELETE FROM t WHERE id < 100");
-            },
-            [](DriverConnection& connection) { connection.Execute("DELETE FROM t"); },
+            by_sql("CREATE INDEX i ON t (name)"),
+            by_sql("UPDATE t SET note = 'new', name = 'changed' WHERE id > 20"),
+            by_sql("INSERT INTO t SELECT id + 1000 AS id, name, note FROM t"),
+            by_sql("DELETE FROM t WHERE id < 100"),
+            by_sql("DELETE FROM t"),
             [](DriverConnection& connection) { Load(connection, 1, 40); },
         };
         return script;
@@ -66,33 +60,21 @@ protected:
         return part.size() <= whole.size() && std::equal(part.begin(), part.end(), whole.begin());
     }
 
-    // States that are none of those that may be; `kill`: everything up to a step is there.
-    int CountBadStates(Planted planted, bool kill) {
+    // States that are none of those that may be.
+    int CountBadStates(Interruption by, Planted planted) {
         test::WriteFolder(folder_.Path(), {});
-        test::DiskRecord record({}, planted);
         std::vector<Rows> states{Look()};
-        std::vector<std::size_t> ends;
-        {
-            const test::InstalledPlan installed(record);
+        test::RecordedRun run(folder_.Path(), planted, [&](const test::Report& done) {
             const auto connection = Connect(folder_.Path());
             for (const auto& statement : Statements()) {
                 statement(*connection);
                 states.push_back(RowsOf(*connection, "SELECT * FROM t"));
-                ends.push_back(record.Steps());
+                done();
             }
-        }
-        int bad = 0;
-        std::mt19937 random(17);
-        test::NoSync no_sync;
-        const test::InstalledPlan installed(no_sync);
-        for (std::size_t steps = 0; steps <= record.Steps(); steps += kill ? 1 : 2) {
-            test::WriteFolder(folder_.Path(),
-                              kill ? record.KilledAfter(steps) : record.StateAfter(steps, random));
-            const auto done = static_cast<std::size_t>(std::count_if(
-                ends.begin(), ends.end(), [&](std::size_t end) { return end <= steps; }));
-            bad += IsGood(states, done) ? 0 : 1;
-        }
-        return bad;
+        });
+        return run.CountBad(by, by == Interruption::Kill ? 1 : 2, [&](std::size_t done) {
+            return IsGood(states, done);
+        });
     }
 
     // What table or index weren't cut off after the table was emptied belongs to nobody.
@@ -133,62 +115,42 @@ protected:
     test::TempDir folder_{test::MemoryFolder(), "vantry"};
 };
 
-TEST_F(CrashTest, AKilledStatementIsThereWholeOrNotAtAll) {
-    EXPECT_EQ(CountBadStates(Planted::Nothing, true), 0);
-}
-
-TEST_F(CrashTest, APowerFailureLeavesStatementsWhole) {
-    EXPECT_EQ(CountBadStates(Planted::Nothing, false), 0);
-    EXPECT_GT(CountBadStates(Planted::JournalNotSynced, false), 0);
+TEST_F(CrashTest, InterruptedStatementsAreThereWholeOrNotAtAll) {
+    EXPECT_EQ(CountBadStates(Interruption::Kill, Planted::Nothing), 0);
+    EXPECT_EQ(CountBadStates(Interruption::PowerFailure, Planted::Nothing), 0);
+    EXPECT_GT(CountBadStates(Interruption::PowerFailure, Planted::JournalNotSynced), 0);
 }
 
 TEST_F(CrashTest, AFailingOperationLeavesTheTableAsItWas) {
-    const std::vector<std::string> statements = {
-        "UPDATE t SET note = 'other', name = 'other' WHERE id < 50",
-        "INSERT INTO t SELECT id + 1000 AS id, name, note FROM t",
-        "DELETE FROM t",
-        "DROP TABLE t",
-        "CREATE INDEX i ON t (name)",
-        "CREATE TABLE u (id I PRIMARY KEY, m M)",
-    };
-    for (const auto& statement : statements) {
-        for (int nth = 0;; ++nth) {
+    for (const std::string statement : {"UPDATE t SET note = 'other', name = 'other' WHERE id < 50",
+                                        "INSERT INTO t SELECT id + 1000 AS id, name, note FROM t",
+                                        "DELETE FROM t",
+                                        "DROP TABLE t",
+                                        "CREATE INDEX i ON t (name)",
+                                        "CREATE TABLE u (id I PRIMARY KEY, m M)"}) {
+        Rows before;
+        const auto prepare = [&] {
             test::WriteFolder(folder_.Path(), {});
-            Rows before;
-            {
-                test::NoSync no_sync;
-                const test::InstalledPlan installed(no_sync);
-                const auto connection = Connect(folder_.Path());
-                connection->Execute("CREATE TABLE t (id I PRIMARY KEY, name C(30), note M)");
-                Load(*connection, 1, 60);
-                before = RowsOf(*connection, "SELECT * FROM t");
-            }
-            test::FailAt plan(nth, ENOSPC, nth % 2 == 0, Planted::Nothing);
-            bool failed = false;
-            {
-                const test::InstalledPlan installed(plan);
-                try {
-                    Connect(folder_.Path())->Execute(statement);
-                } catch (const DataError&) {
-                    failed = true;
-                }
-            }
-            if (failed && statement != "DROP TABLE t") {
-                ASSERT_TRUE(Look() == before) << statement << " " << nth;
-            } else if (failed) {
-                // Whole, its memos too, or gone.
+            const auto connection = Connect(folder_.Path());
+            connection->Execute("CREATE TABLE t (id I PRIMARY KEY, name C(30), note M)");
+            Load(*connection, 1, 60);
+            before = RowsOf(*connection, "SELECT * FROM t");
+        };
+        const auto work = [&] { Connect(folder_.Path())->Execute(statement); };
+        test::FailEachOperation(prepare, work, [&](int nth, const std::string& error) {
+            SCOPED_TRACE(statement + " " + std::to_string(nth));
+            if (!error.empty()) {
+                // A dropped table is whole, its memos too, or gone.
                 const auto now = Look();
-                ASSERT_TRUE(now == before || now == Rows{"no table"}) << nth;
+                EXPECT_TRUE(now == before ||
+                            (statement == "DROP TABLE t" && now == Rows{"no table"}));
             }
             if (std::filesystem::exists(folder_ / "t.dbf")) {
-                ASSERT_EQ(Findings(), Rows()) << statement << " " << nth;
+                EXPECT_EQ(Findings(), Rows());
             }
             EXPECT_EQ(std::filesystem::exists(folder_ / "u.dbf"),
-                      !failed && statement.starts_with("CREATE TABLE"));
-            if (!plan.Triggered()) {
-                break;
-            }
-        }
+                      error.empty() && statement.starts_with("CREATE TABLE"));
+        });
     }
 }
 
@@ -228,40 +190,30 @@ TEST_F(CrashTest, AFullDiskTellsTheRowsThatItTookBack) {
 TEST_F(CrashTest, TwoWritersKeepOneTableWhole) {
     Connect(folder_.Path())->Execute("CREATE TABLE t (who I, n I, note M)");
     const auto write = [this](int who, std::chrono::milliseconds duration) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            int number = 0;
-            const auto end = std::chrono::steady_clock::now() + duration;
-            try {
-                const auto connection = Connect(folder_.Path());
-                while (std::chrono::steady_clock::now() < end) {
-                    const auto id = std::to_string(who);
-                    const auto n = std::to_string(++number);
-                    connection->Execute("INSERT INTO t VALUES (" + id + ", " + n + ", 'note " + n +
-                                        "')");
-                    if (number % 5 == 0) {
-                        connection->Execute("UPDATE t SET note = 'changed' WHERE who = " + id +
-                                            " AND n = " + std::to_string(number - 1));
-                    }
-                }
-            } catch (const std::exception& error) {
-                std::fprintf(stderr, "in the child: %s\n", error.what());
-                ::_exit(1);
+        const auto id = std::to_string(who);
+        const auto end = std::chrono::steady_clock::now() + duration;
+        const auto connection = Connect(folder_.Path());
+        for (int number = 1; std::chrono::steady_clock::now() < end; ++number) {
+            const auto n = std::to_string(number);
+            connection->Execute("INSERT INTO t VALUES (" + id + ", " + n + ", 'note " + n + "')");
+            if (number % 5 == 0) {
+                connection->Execute("UPDATE t SET note = 'changed' WHERE who = " + id +
+                                    " AND n = " + std::to_string(number - 1));
             }
-            ::_exit(0);
         }
-        return child;
     };
-    const auto steady = write(1, std::chrono::seconds(2));
-    for (int round = 0; round < 4; ++round) {
-        const auto killed = write(2, std::chrono::seconds(5));
-        ::usleep(400'000);
-        ::kill(killed, SIGKILL);
-        ::waitpid(killed, nullptr, 0);
-    }
-    int status = -1;
-    ::waitpid(steady, &status, 0);
-    EXPECT_EQ(status, 0);
+    const auto kill_others = [&](pid_t) {
+        for (int round = 0; round < 4; ++round) {
+            test::RunChild([&](const test::Report&) { write(2, std::chrono::seconds(5)); },
+                           [](pid_t child) {
+                               ::usleep(400'000);
+                               ::kill(child, SIGKILL);
+                           });
+        }
+    };
+    EXPECT_TRUE(
+        test::RunChild([&](const test::Report&) { write(1, std::chrono::seconds(2)); }, kill_others)
+            .whole);
     EXPECT_EQ(Findings(), Rows());
     const auto rows = RowsOf(*Connect(folder_.Path()), "SELECT n FROM t WHERE who = 1");
     ASSERT_FALSE(rows.empty());

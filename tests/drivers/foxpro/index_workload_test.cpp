@@ -4,8 +4,8 @@
 
 #include "drivers/foxpro/indexing.h"
 #include "drivers/foxpro/write/table_writer.h"
+#include "support/child_process.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -312,26 +312,21 @@ TEST_F(IndexWorkloadTest, AKilledWriterLeavesTheTagsRight) {
              RowsOf(*Connect(folder_.Path(), "Deleted=No"), "SELECT MAX(id) FROM t")) {
             next_id = row == "null" ? 1 : std::stoi(row) + 1;
         }
-        const pid_t child = ::fork();
-        if (child == 0) {
-            try {
-                Model model;
-                model.next_id = next_id;
-                model.knows_rows = false;
-                std::mt19937 own(static_cast<unsigned>(k));
-                const auto connection = Connect(folder_.Path());
-                for (;;) {
-                    Change(*connection, own, model);
-                }
-            } catch (...) {
-                ::_exit(1);
+        const auto write = [&](const test::Report&) {
+            Model model;
+            model.next_id = next_id;
+            model.knows_rows = false;
+            std::mt19937 own(static_cast<unsigned>(k));
+            const auto connection = Connect(folder_.Path());
+            for (;;) {
+                Change(*connection, own, model);
             }
-        }
-        ::usleep(static_cast<useconds_t>(5'000 + random() % 60'000));
-        ::kill(child, SIGKILL);
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFSIGNALED(status)) << k;
+        };
+        const auto ended = test::RunChild(write, [&](pid_t child) {
+            ::usleep(static_cast<useconds_t>(5'000 + random() % 60'000));
+            ::kill(child, SIGKILL);
+        });
+        ASSERT_TRUE(ended.killed) << k;
         // Whoever opens the table first brings it back.
         static_cast<void>(Connect(folder_.Path())->OpenCursor("SELECT id FROM t"));
         ASSERT_EQ(Findings(), Rows()) << k;

@@ -4,11 +4,10 @@
 #include "drivers/foxpro/format.h"
 #include "drivers/foxpro/reading.h"
 #include "files/file_lock.h"
+#include "support/child_process.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace vantry::foxpro {
 namespace {
@@ -53,35 +52,15 @@ protected:
     }
     ~LocksTest() override { file::SetLockTimeout(former_); }
 
-    // Runs `ours` while another process holds the range.
-    void WhileHeld(const Range& range, const std::function<void()>& ours) {
-        int ready[2];
-        ASSERT_EQ(::pipe2(ready, O_CLOEXEC), 0);
-        const pid_t child = ::fork();
-        if (child == 0) {
-            const char answer = TryLock((folder_ / range.file).string(), range) ? 'y' : 'n';
-            static_cast<void>(!::write(ready[1], &answer, 1));
-            ::pause();
-            ::_exit(0);
+    // In another process, until that ends.
+    void TakeRange(const Range& range) const {
+        if (!TryLock((folder_ / range.file).string(), range)) {
+            throw std::runtime_error(range.what);
         }
-        char answer = 0;
-        ASSERT_EQ(::read(ready[0], &answer, 1), 1);
-        EXPECT_EQ(answer, 'y') << range.what;
-        ours();
-        ::kill(child, SIGKILL);
-        ::waitpid(child, nullptr, 0);
-        ::close(ready[0]);
-        ::close(ready[1]);
     }
     // Whether another process gets the range now.
     bool OtherGets(const Range& range) {
-        const pid_t child = ::fork();
-        if (child == 0) {
-            ::_exit(TryLock((folder_ / range.file).string(), range) ? 0 : 1);
-        }
-        int status = -1;
-        ::waitpid(child, &status, 0);
-        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        return test::RunChild([&](const test::Report&) { TakeRange(range); }).whole;
     }
 
     test::TempDir folder_{test::MemoryFolder(), "vantry"};
@@ -90,18 +69,14 @@ protected:
 
 TEST_F(LocksTest, WhatAnotherProgramHasLockedIsReadAndNotWritten) {
     for (const auto& range : kRanges) {
-        WhileHeld(range, [&] {
+        const auto hold = [&] { TakeRange(range); };
+        test::WhileChildWaits(hold, [&](pid_t) {
             const auto connection = Connect(folder_.Path());
             EXPECT_EQ(RowsOf(*connection, "SELECT id FROM t"), Rows{"1"}) << range.what;
             for (const std::string sql :
                  {"INSERT INTO t VALUES (2)", "UPDATE t SET id = 3", "DELETE FROM t"}) {
-                try {
-                    connection->Execute(sql);
-                    ADD_FAILURE() << range.what << ": " << sql;
-                } catch (const DataError& error) {
-                    EXPECT_NE(error.Description().find(range.file), std::string::npos)
-                        << error.Description();
-                }
+                EXPECT_NE(ErrorOf(*connection, sql).find(range.file), std::string::npos)
+                    << range.what << ": " << sql;
             }
             EXPECT_THROW(Connect(folder_.Path(), "Exclusive=Yes")->OpenCursor("SELECT * FROM t"),
                          DataError)
