@@ -5,12 +5,11 @@
 #include "drivers/foxpro/verify/container_verify.h"
 #include "drivers/foxpro/verify/verify.h"
 #include "engine/route_fixture.h"
+#include "support/child_process.h"
 #include "support/fault_plans.h"
 #include "text/text_writer.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -194,16 +193,12 @@ TEST_P(FoxProRoute, AKilledRunLeavesTheFirstRowsAndNothingDamaged) {
     for (int nth = 1; nth < 200; nth += nth < 60 ? 3 : 20) {
         ToFoxPro(Mode());
         Map("orders.csv", "dst");
-        const pid_t child = ::fork();
-        if (child == 0) {
+        const auto ended = RunChild([&](const Report&) {
             KillAt plan(nth, 0, Planted::Nothing);
             file::InstallFaultPlan(&plan);
             RunSession("");
-            ::_exit(0);
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        killed += WIFSIGNALED(status) ? 1 : 0;
+        });
+        killed += ended.killed ? 1 : 0;
         const InstalledPlan installed(no_sync);
         Map("orders.csv", "dst");
         if (SrcTables[0].TableExists == kTrue) {

@@ -4,7 +4,7 @@
 #include "files/file_group.h"
 
 #include "files/error_of.h"
-#include "support/fault_plans.h"
+#include "support/crash_states.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -124,13 +124,11 @@ TEST_F(FileGroupTest, RandomTransactionsMatchTheModel) {
 // Every state that a kill or a power failure can leave is one that a transaction began or ended
 // with. With a fault planted in the file layer some aren't.
 TEST_F(FileGroupTest, AnInterruptedTransactionIsThereWholeOrNotAtAll) {
-    const auto run = [this](Planted planted, bool kill) {
-        int wrong = 0;
-        test::DiskRecord record(test::ReadFolder(folder_.Path()), planted);
+    using test::Interruption;
+    const auto count_bad = [this](Planted planted, Interruption by) {
         std::vector<Contents> states{OnDisk()};
-        std::vector<std::size_t> ends;
-        {
-            const test::InstalledPlan installed(record);
+        const auto start = test::ReadFolder(folder_.Path());
+        test::RecordedRun run(folder_.Path(), planted, [&](const test::Report& done) {
             FileGroupOptions options;
             options.cache_bytes = 8192;
             auto group = Open(options);
@@ -140,74 +138,55 @@ TEST_F(FileGroupTest, AnInterruptedTransactionIsThereWholeOrNotAtAll) {
                 group->Begin();
                 Change(*group, states.back(), random, 5);
                 group->Commit();
-                ends.push_back(record.Steps());
+                done();
             }
-        }
-        const auto last = test::ReadFolder(folder_.Path());
-        std::mt19937 random(5);
-        for (std::size_t steps = 0; steps <= record.Steps(); ++steps) {
-            for (int round = 0; round < (kill ? 1 : 4); ++round) {
-                test::WriteFolder(
-                    folder_.Path(),
-                    kill ? record.KilledAfter(steps) : record.StateAfter(steps, random));
-                const auto done = static_cast<std::size_t>(std::count_if(
-                    ends.begin(), ends.end(), [&](std::size_t end) { return end <= steps; }));
+        });
+        int bad = 0;
+        for (int round = 0; round < (by == Interruption::Kill ? 1 : 4); ++round) {
+            bad += run.CountBad(by, 1, [&](std::size_t done) {
+                const auto error = ErrorOf([this] { Open(); });
+                const auto now = OnDisk();
                 bool whole = false;
-                try {
-                    Open();
-                    const auto now = OnDisk();
+                for (auto at = done; at < std::min(done + 2, states.size()); ++at) {
                     // Bytes behind the end that was committed belong to nobody.
-                    for (auto at = done; at < std::min(done + 2, states.size()); ++at) {
-                        bool same = true;
-                        for (std::size_t k = 0; k < now.size(); ++k) {
-                            same = same && now[k].starts_with(states[at][k]);
-                        }
-                        whole = whole || same;
-                    }
-                } catch (const DataError&) {
+                    whole = whole || std::equal(now.begin(),
+                                                now.end(),
+                                                states[at].begin(),
+                                                [](const auto& left, const auto& right) {
+                                                    return left.starts_with(right);
+                                                });
                 }
-                wrong += whole ? 0 : 1;
-            }
+                return error.empty() && whole;
+            });
         }
-        test::WriteFolder(folder_.Path(), last);
-        return wrong;
+        test::WriteFolder(folder_.Path(), start);
+        return bad;
     };
-    EXPECT_EQ(run(Planted::Nothing, true), 0);
-    EXPECT_EQ(run(Planted::Nothing, false), 0);
-    EXPECT_GT(run(Planted::JournalNotSynced, false), 0);
+    EXPECT_EQ(count_bad(Planted::Nothing, Interruption::Kill), 0);
+    EXPECT_EQ(count_bad(Planted::Nothing, Interruption::PowerFailure), 0);
+    EXPECT_GT(count_bad(Planted::JournalNotSynced, Interruption::PowerFailure), 0);
 }
 
 TEST_F(FileGroupTest, EachFailingOperationLeavesEverythingAsItWas) {
-    for (int nth = 0;; ++nth) {
-        const Contents before = OnDisk();
-        test::FailAt plan(nth, ENOSPC, nth % 2 == 0, Planted::Nothing);
-        std::string error;
-        Contents after = before;
-        {
-            const test::InstalledPlan installed(plan);
-            error = ErrorOf([&] {
-                auto group = Open();
-                group->Begin();
-                std::mt19937 random(3);
-                try {
-                    Change(*group, after, random, 8);
-                } catch (...) {
-                    group->Rollback();
-                    throw;
-                }
-                group->Commit();
-            });
+    Contents before;
+    Contents after;
+    const auto prepare = [&] { before = after = OnDisk(); };
+    const auto work = [&] {
+        auto group = Open();
+        group->Begin();
+        std::mt19937 random(3);
+        try {
+            Change(*group, after, random, 8);
+        } catch (...) {
+            group->Rollback();
+            throw;
         }
+        group->Commit();
+    };
+    test::FailEachOperation(prepare, work, [&](int nth, const std::string& error) {
         Open();
-        if (error.empty()) {
-            EXPECT_TRUE(OnDisk() == after) << nth;
-        } else {
-            EXPECT_TRUE(OnDisk() == before) << nth << error;
-        }
-        if (!plan.Triggered()) {
-            break;
-        }
-    }
+        EXPECT_TRUE(OnDisk() == (error.empty() ? after : before)) << nth << error;
+    });
 }
 
 TEST_F(FileGroupTest, KeepsOutWhoeverLocksTheSameBytes) {

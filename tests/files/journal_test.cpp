@@ -6,12 +6,14 @@
 #include "files/error_of.h"
 #include "files/file_group.h"
 #include "files/paged_file.h"
+#include "support/child_process.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <functional>
@@ -40,15 +42,12 @@ protected:
 
     // Runs `work` on the opened file in a process that is killed behind it.
     void Die(const std::function<void(PagedFile&)>& work) const {
-        const pid_t child = ::fork();
-        if (child == 0) {
+        const auto ended = test::RunChild([&](const test::Report&) {
             const auto file = Open();
             work(*file);
             ::kill(::getpid(), SIGKILL);
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        ASSERT_TRUE(WIFSIGNALED(status));
+        });
+        ASSERT_TRUE(ended.killed);
     }
     // A statement that has written pages 1 to 8, some of them twice, and is killed before its end.
     void LeaveHalfAStatement() {

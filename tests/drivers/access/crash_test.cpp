@@ -7,11 +7,13 @@
 #include "drivers/access/writing_fixture.h"
 #include "files/file_lock.h"
 #include "support/child_process.h"
+#include "support/crash_states.h"
 
 #include <array>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <optional>
 
 namespace vantry::access {
 namespace {
@@ -266,33 +268,22 @@ TEST(AccessCrash, KilledCreationLeavesNoFileOrAWholeOne) {
 
 // ---- Power failure
 
-struct Recording {
-    explicit Recording(Planted planted) : record(EmptyDatabase(), planted) {
-        const test::TempDir folder;
-        test::WriteFolder(folder.Path(), EmptyDatabase());
-        const test::InstalledPlan installed(record);
-        RunScript(folder / kFile, [&] { returned.push_back(record.Steps()); });
-    }
-    // Statements that had returned when `steps` operations were done.
-    std::size_t DoneAt(std::size_t steps) const {
-        return static_cast<std::size_t>(std::upper_bound(returned.begin(), returned.end(), steps) -
-                                        returned.begin());
-    }
-
-    test::DiskRecord record;
-    std::vector<std::size_t> returned;
-};
+test::RecordedRun Recorded(const test::TempDir& folder, Planted planted) {
+    test::WriteFolder(folder.Path(), EmptyDatabase());
+    return {
+        folder.Path(), planted, [&](const Report& report) { RunScript(folder / kFile, report); }};
+}
 
 std::vector<std::string> PowerLoop(int states, Planted planted, std::size_t enough) {
     Trials trials(enough);
-    const Recording recording(planted);
+    auto run = Recorded(trials.folder, planted);
     std::mt19937 random(42);
     for (int state = 0; state < states && !trials.HasEnough(); ++state) {
-        const std::size_t steps = random() % (recording.record.Steps() + 1);
-        trials.Put(recording.record.StateAfter(steps, random));
+        const std::size_t steps = random() % (run.Operations() + 1);
+        trials.Put(run.StateAt(steps, test::Interruption::PowerFailure));
         trials.Judge(
             "state " + std::to_string(state) + ", power lost at operation " + std::to_string(steps),
-            recording.DoneAt(steps));
+            run.DoneAt(steps));
     }
     return trials.wrong;
 }
@@ -342,14 +333,15 @@ TEST(AccessCrash, FailingOperationTakesItsStatementBack) {
 
 // States of a killed writer with a journal whose pages have been changed already.
 std::vector<std::pair<test::DiskRecord::Files, std::size_t>> HotStates(std::size_t wanted) {
-    const Recording recording(Planted::Nothing);
+    const test::TempDir folder;
+    auto run = Recorded(folder, Planted::Nothing);
     std::vector<std::pair<test::DiskRecord::Files, std::size_t>> states;
-    const std::size_t stride = std::max<std::size_t>(1, recording.record.Steps() / (6 * wanted));
-    for (std::size_t steps = 0; steps < recording.record.Steps() && states.size() < wanted;
+    const std::size_t stride = std::max<std::size_t>(1, run.Operations() / (6 * wanted));
+    for (std::size_t steps = 0; steps < run.Operations() && states.size() < wanted;
          steps += stride) {
-        auto files = recording.record.KilledAfter(steps);
+        auto files = run.StateAt(steps, test::Interruption::Kill);
         if (files.contains(kJournal) && files[kJournal].size() > 5000) {
-            states.emplace_back(std::move(files), recording.DoneAt(steps));
+            states.emplace_back(std::move(files), run.DoneAt(steps));
         }
     }
     return states;
@@ -461,29 +453,18 @@ TEST(AccessCrash, WaitingForAWriterEndsWithTheNameOfWhoHoldsTheFile) {
     const test::TempDir folder;
     const std::string path = folder / kFile;
     CreateDatabaseFile(path);
-    int ends[2];
-    ASSERT_EQ(0, ::pipe(ends));
-    std::string error;
-    std::string wanted;
     Opened opened(path);
-    const auto hold = [&](const Report&) {
-        Opened holder(path);
-        holder.database->BeginStatement();
-        const char mark = 1;
-        static_cast<void>(!::write(ends[1], &mark, 1));
-        ::pause();
+    const auto hold = [&] {
+        static std::optional<Opened> holder;  // until the process is killed
+        holder.emplace(path).database->BeginStatement();
     };
-    RunChild(hold, [&](pid_t child) {
-        char mark = 0;
-        EXPECT_EQ(1, ::read(ends[0], &mark, 1));
+    test::WhileChildWaits(hold, [&](pid_t child) {
         EXPECT_FALSE(opened.database->Tables().size() == 99);  // reading goes on
         file::SetLockTimeout(std::chrono::milliseconds(100));
-        error = ErrorOf([&] { opened.Statement([] {}); });
-        wanted = "(process " + std::to_string(child) + ")";
+        EXPECT_TRUE(Has(ErrorOf([&] { opened.Statement([] {}); }),
+                        "(process " + std::to_string(child) + ")"));
         file::SetLockTimeout(std::chrono::milliseconds(5000));
-        ::kill(child, SIGKILL);
     });
-    EXPECT_TRUE(Has(error, wanted));
     EXPECT_EQ("", ErrorOf([&] { opened.Statement([] {}); }));
 }
 
