@@ -10,13 +10,11 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
-#include <memory>
-#include <optional>
 #include <random>
 #include <set>
 #include <string>
 #include <thread>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 namespace vantry::test {
@@ -38,101 +36,16 @@ struct Fate {
 struct Outcome {
     std::string log;
     std::string counter;
-    std::vector<std::string> target;
+    std::string target;
     std::int64_t loaded = 0;
     std::int64_t read = 0;
     int errors = 0;
     i16 result = 0;
     int events = 0;
-    std::size_t longest_block = 0;
-};
 
-class PlayedTarget : public Driver {
-public:
-    explicit PlayedTarget(const Fate& fate) : fate_(fate) {}
-    std::vector<std::string> taken;
-    std::size_t longest_block = 0;
-
-    std::unique_ptr<DriverConnection> Connect(const ConnectionString&) override {
-        return std::make_unique<Link>(*this);
+    auto WithoutEvents() const {
+        return std::tie(log, target, counter, loaded, read, errors, result);
     }
-
-private:
-    void Take(const std::vector<Value>& row) {
-        const auto id = static_cast<int>(row[0].AsCell().AsInt64());
-        if (fate_.target_dies_at != 0 && id >= fate_.target_dies_at) {
-            throw DataError(kErrUnspecified, "gone");
-        }
-        if (fate_.refused.contains(id)) {
-            throw DataError(kErrConstraint, "refused " + std::to_string(id));
-        }
-        taken.push_back(Shown(row));
-    }
-
-    class Insert : public Statement {
-    public:
-        explicit Insert(PlayedTarget& target) : target_(target) {}
-        std::int64_t Execute(std::span<const Cell> values) override {
-            EXPECT_TRUE(kept_.empty());
-            target_.Take(Copy(values));
-            return 1;
-        }
-        std::size_t MostKept() const override { return target_.fate_.most_kept; }
-        Keeping Keep(std::span<const Cell> values) override {
-            const auto id = static_cast<int>(values[0].AsInt64());
-            if (target_.fate_.alone.contains(id)) {
-                return Keeping::Alone;
-            }
-            if (kept_.size() == MostKept() ||
-                (!kept_.empty() && target_.fate_.changes_block.contains(id))) {
-                return Keeping::Full;
-            }
-            kept_.push_back(Copy(values));
-            return Keeping::Kept;
-        }
-        void SendKept(RowOutcomes& outcomes) override {
-            target_.longest_block = std::max(target_.longest_block, kept_.size());
-            outcomes.clear();
-            for (const auto& row : std::exchange(kept_, {})) {
-                std::optional<DataError> outcome;
-                try {
-                    target_.Take(row);
-                } catch (const DataError& error) {
-                    outcome = error;
-                }
-                outcomes.push_back(outcome);
-            }
-        }
-
-    private:
-        static std::vector<Value> Copy(std::span<const Cell> values) {
-            std::vector<Value> row;
-            for (const auto& cell : values) {
-                row.emplace_back(cell);
-            }
-            return row;
-        }
-        PlayedTarget& target_;
-        std::vector<std::vector<Value>> kept_;
-    };
-
-    class Link : public DriverConnection {
-    public:
-        explicit Link(PlayedTarget& target) : target_(target) {}
-        std::unique_ptr<Cursor> OpenCursor(std::string_view) override { return nullptr; }
-        std::int64_t Execute(std::string_view) override { return 0; }
-        std::unique_ptr<Statement> Prepare(std::string_view,
-                                           std::span<const ParameterInfo>) override {
-            return std::make_unique<Insert>(target_);
-        }
-        std::unique_ptr<Appender> OpenAppender(std::string_view) override { return nullptr; }
-        std::vector<TableEntry> Tables() override { return {}; }
-
-    private:
-        PlayedTarget& target_;
-    };
-
-    const Fate& fate_;
 };
 
 class BlockRowsTest : public SessionTest {
@@ -149,8 +62,23 @@ protected:
             // One step for the count, one for each row.
             source->FailFrom("Next", fate.source_dies_behind + 2, "the source is gone");
         }
-        auto played = std::make_shared<PlayedTarget>(fate);
-        RegisterDriver("target", played);
+        target->most_kept = fate.most_kept;
+        target->longest_block = 0;
+        target->keep = [&fate](std::span<const Cell> row, bool is_first) {
+            const auto id = static_cast<int>(row[0].AsInt64());
+            return fate.alone.contains(id)                        ? Statement::Keeping::Alone
+                   : !is_first && fate.changes_block.contains(id) ? Statement::Keeping::Full
+                                                                  : Statement::Keeping::Kept;
+        };
+        target->judge = [&fate](std::span<const Cell> row) {
+            const auto id = static_cast<int>(row[0].AsInt64());
+            if (fate.target_dies_at != 0 && id >= fate.target_dies_at) {
+                throw DataError(kErrUnspecified, "gone");
+            }
+            if (fate.refused.contains(id)) {
+                throw DataError(kErrConstraint, "refused " + std::to_string(id));
+            }
+        };
         StartRunReport();
         SessionCancelled = TableCancelled = kFalse;
         view = RecordingView();
@@ -160,29 +88,23 @@ protected:
         outcome.result = LoadRowsGeneric(0);
         outcome.log = view.log;
         outcome.counter = view.counter;
-        outcome.target = played->taken;
+        for (const auto& row : target->taken) {
+            outcome.target += Shown(row) + "\n";
+        }
         outcome.loaded = ReportOf(0).RowsLoaded;
         outcome.read = ReportOf(0).RowsRead;
         outcome.errors = ReportOf(0).Errors;
         outcome.events = view.events;
-        outcome.longest_block = played->longest_block;
-        RegisterDriver("target", target);
         return outcome;
     }
 
     void ExpectLikeSingleRows(Fate fate, const std::string& where) {
         const auto together = Load(fate);
-        EXPECT_LE(together.longest_block, fate.most_kept) << where;
+        EXPECT_LE(target->longest_block, fate.most_kept) << where;
         fate.most_kept = 1;
         const auto single = Load(fate);
-        ASSERT_EQ(single.longest_block, 0U);
-        ASSERT_EQ(together.log, single.log) << where;
-        ASSERT_EQ(together.target, single.target) << where;
-        EXPECT_EQ(together.counter, single.counter) << where;
-        EXPECT_EQ(together.loaded, single.loaded) << where;
-        EXPECT_EQ(together.read, single.read) << where;
-        EXPECT_EQ(together.errors, single.errors) << where;
-        EXPECT_EQ(together.result, single.result) << where;
+        ASSERT_EQ(target->longest_block, 0U);
+        ASSERT_EQ(together.WithoutEvents(), single.WithoutEvents()) << where;
         if (fate.refused.empty() && fate.target_dies_at == 0) {
             EXPECT_EQ(together.events, single.events) << where;
         }
@@ -199,7 +121,8 @@ TEST_F(BlockRowsTest, RowsAtTheEdgesOfBlocksAreJudgedLikeSingleOnes) {
         ExpectLikeSingleRows({.rows = 120, .source_dies_behind = *bad.begin()}, where + " last");
         ExpectLikeSingleRows({.rows = 120, .target_dies_at = *bad.begin()}, where + " gone");
     }
-    EXPECT_EQ(Load({.rows = 120}).longest_block, 50U);
+    Load({.rows = 120});
+    EXPECT_EQ(target->longest_block, 50U);
 }
 
 // The 50th error ends the table, and nothing behind its row has been sent.
@@ -246,7 +169,7 @@ TEST_F(BlockRowsTest, ACancelAmongRefusedRowsLeavesTheLedgerRight) {
     for (int event = 1; event <= 12; ++event) {
         Fate fate{.rows = 200, .refused = {3, 11, 12, 30, 55, 90}, .cancel_at_event = event};
         const auto outcome = Load(fate);
-        EXPECT_EQ(outcome.loaded, static_cast<std::int64_t>(outcome.target.size()));
+        EXPECT_EQ(outcome.loaded, static_cast<std::int64_t>(target->taken.size()));
         EXPECT_EQ(outcome.read, outcome.loaded + outcome.errors);
         EXPECT_NE(outcome.log.find(std::to_string(outcome.loaded) +
                                    " Rows Loaded\r\nUser Requested to cancel loading"),
@@ -258,21 +181,19 @@ TEST_F(BlockRowsTest, ACancelAmongRefusedRowsLeavesTheLedgerRight) {
 
 TEST_F(BlockRowsTest, ASlowSourceHoldsNoRowsBack) {
     FillSource(4);
-    const Fate fate{.rows = 4};
-    auto played = std::make_shared<PlayedTarget>(fate);
-    RegisterDriver("target", played);
     TargetType = "MSSQL";
+    target->most_kept = 50;
+    target->keep = [](auto, bool) { return Statement::Keeping::Kept; };
     std::vector<std::size_t> arrived;
     source->before = [&](std::string_view operation, int number) {
         if (operation == "Next" && number >= 4) {  // behind the count and two rows
-            arrived.push_back(played->taken.size());
+            arrived.push_back(target->taken.size());
             std::this_thread::sleep_for(std::chrono::milliseconds(600));
         }
     };
     EXPECT_EQ(LoadRowsGeneric(0), kTrue);
     EXPECT_EQ(arrived, (std::vector<std::size_t>{0, 3, 3}));
-    EXPECT_EQ(played->taken.size(), 4U);
-    RegisterDriver("target", target);
+    EXPECT_EQ(target->taken.size(), 4U);
 }
 
 }  // namespace

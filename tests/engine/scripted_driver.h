@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <map>
 #include <memory>
@@ -63,6 +64,13 @@ public:
     std::vector<ParameterInfo> parameters;  // of the last Prepare
     std::vector<ValueRow> taken;            // rows of ExecutePrepared and Append
     std::map<std::string, int, std::less<>> calls;
+
+    // Rows of statements that go together: at most so many, and what becomes of the next one.
+    std::size_t most_kept = 1;
+    std::function<Statement::Keeping(std::span<const Cell> row, bool is_first)> keep;
+    std::size_t longest_block = 0;
+    // Called with each row before it is taken; what it throws refuses the row alone.
+    std::function<void(std::span<const Cell> row)> judge = [](std::span<const Cell>) {};
 
     void FailAlways(const std::string& operation, const std::string& words) {
         FailFrom(operation, 1, words);
@@ -148,19 +156,39 @@ private:
         }
         std::span<const ColumnInfo> Columns() const override { return columns_; }
         void Append(std::span<const Cell> row) override { Take(row); }
+        std::size_t MostKept() const override { return driver_.most_kept; }
+        Keeping Keep(std::span<const Cell> row) override {
+            const auto keeping = driver_.keep(row, kept_.empty());
+            if (keeping != Keeping::Kept || kept_.size() == driver_.most_kept) {
+                return keeping == Keeping::Alone ? keeping : Keeping::Full;
+            }
+            kept_.push_back(Copy(row));
+            return keeping;
+        }
+        void SendKept(RowOutcomes& outcomes) override {
+            driver_.longest_block = std::max(driver_.longest_block, kept_.size());
+            outcomes.clear();
+            for (const auto& row : std::exchange(kept_, {})) {
+                auto& outcome = outcomes.emplace_back();
+                try {
+                    Take(Cells(row));
+                } catch (const DataError& error) {
+                    outcome = error;
+                }
+            }
+        }
 
     private:
         void Take(std::span<const Cell> cells) {
             driver_.Enter(operation_);
-            ValueRow row;
-            for (const auto& cell : cells) {
-                row.emplace_back(cell);
-            }
-            driver_.taken.push_back(std::move(row));
+            driver_.judge(cells);
+            driver_.taken.push_back(Copy(cells));
         }
+        static ValueRow Copy(std::span<const Cell> cells) { return {cells.begin(), cells.end()}; }
         ScriptedDriver& driver_;
         std::string operation_;
         std::vector<ColumnInfo> columns_;
+        std::vector<ValueRow> kept_;
     };
 
     class Link : public DriverConnection {

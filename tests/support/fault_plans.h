@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <optional>
 #include <random>
@@ -55,6 +56,17 @@ public:
     }
 };
 
+// Decides by a function of the test's own.
+class VerdictBy : public file::FaultPlan {
+public:
+    explicit VerdictBy(std::function<file::Verdict(const file::Call&)> before)
+        : before_(std::move(before)) {}
+    file::Verdict Before(const file::Call& call) override { return before_(call); }
+
+private:
+    std::function<file::Verdict(const file::Call&)> before_;
+};
+
 // Kills the process at its n-th changing operation, or in the middle of it.
 class KillAt : public file::FaultPlan {
 public:
@@ -65,7 +77,6 @@ public:
         if (!ChangesFiles(call.operation)) {
             return {};
         }
-        ++seen_;
         const auto unwritten =
             IsJournal(call.path) ? Planted::JournalNotWritten : Planted::PlaybackNotDone;
         file::Verdict verdict;
@@ -85,7 +96,6 @@ public:
             Kill();
         }
     }
-    int Seen() const { return seen_; }
 
 private:
     [[noreturn]] static void Kill() {
@@ -94,7 +104,6 @@ private:
         std::abort();
     }
     int left_;
-    int seen_ = 0;
     std::size_t torn_at_;
     Planted planted_;
     bool dying_ = false;
