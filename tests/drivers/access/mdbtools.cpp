@@ -91,16 +91,15 @@ std::vector<MdbRow> MdbRows(const std::string& path, const std::string& table) {
 bool MdbKnows(const access::ColumnDef& column) {
     return !column.IsCalculated() && column.type != ColumnType::Complex &&
            column.type != ColumnType::DateTimeExtended && column.type != ColumnType::BigInt &&
-           column.type != ColumnType::Unknown11;
+           column.type != ColumnType::Unknown11 && column.type != ColumnType::Binary &&
+           column.type != ColumnType::Guid;
 }
 
 bool SameAsMdb(const Cell& cell,
                const access::ColumnDef& column,
                const std::optional<std::string>& printed) {
     if (cell.IsNull() || !printed) {
-        // It ends binary values at a 0 byte, and prints what is left of nothing as null.
-        return (cell.IsNull() && !printed) ||
-               (column.type == ColumnType::Binary && !printed && cell.AsBytes()[0] == std::byte{0});
+        return cell.IsNull() && !printed;
     }
     switch (column.type) {
         case ColumnType::Boolean:
@@ -129,17 +128,6 @@ bool SameAsMdb(const Cell& cell,
             return cell.AsText().substr(0, cell.AsText().find('\0')) == *printed;
         case ColumnType::Ole:
             return Hex(cell.AsBytes()) == *printed;
-        case ColumnType::Binary: {
-            const auto bytes = cell.AsBytes();
-            const auto end = std::find(bytes.begin(), bytes.end(), std::byte{0});
-            return Hex(bytes.first(static_cast<std::size_t>(end - bytes.begin()))) == *printed;
-        }
-        case ColumnType::Guid: {
-            // It prints the text form as a binary value, and leaves out the last dash.
-            auto text = std::string(cell.AsText());
-            text.erase(text.rfind('-'), 1);
-            return Hex(std::as_bytes(std::span(text))) == *printed;
-        }
         default:
             return ToText(cell) == *printed;
     }

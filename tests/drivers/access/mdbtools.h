@@ -21,8 +21,8 @@ using MdbRow = std::vector<std::optional<std::string>>;
 std::vector<MdbRow> MdbRows(const std::string& path, const std::string& table);
 
 // Whether mdbtools reads values of this column rightly at all. It doesn't undo the wrapper of
-// calculated values, prints the key instead of the values of a complex column, and doesn't know
-// extended dates and large numbers.
+// calculated values, prints the key instead of the values of a complex column, ends short binary
+// ones at a 0 byte, takes GUIDs for those, and doesn't know extended dates and large numbers.
 bool MdbKnows(const access::ColumnDef& column);
 
 // Whether a cell says what mdbtools printed. Dates before 1900 are taken for equal: it prints

@@ -3,51 +3,18 @@
 
 #include "drivers/access/verify/verify.h"
 
-#include "drivers/access/file_bytes.h"
 #include "drivers/access/indexes/index_reader.h"
-#include "drivers/access/writing_fixture.h"
+#include "drivers/access/made_file.h"
 
 namespace vantry::access {
 namespace {
 
 constexpr std::size_t kPage = 4096;
 
-constexpr int kRows = 600;
-
 class Damage : public testing::Test {
 protected:
-    // Long values, rows that have moved, an index of two levels, and a second table.
     static const std::vector<std::byte>& Sound() {
-        static const std::vector<std::byte> bytes = [] {
-            const test::TempDir folder;
-            const std::string path = folder / "sound.accdb";
-            test::NoSync no_sync;
-            const test::InstalledPlan installed(no_sync);
-            CreateDatabaseFile(path);
-            Opened opened(path);
-            opened.Create(
-                "t",
-                {Column("id", "LONG"), Column("name", "TEXT", 80), Column("memo", "MEMO")},
-                {Index("names", {"name"})});
-            opened.Create("u", {Column("id", "LONG")});
-            opened.Insert("u", {Cell::Int64(1)});
-            const auto table = opened.Table("t");
-            const std::string memo(3'000, 'm');
-            opened.Statement([&] {
-                for (int id = 0; id < kRows; ++id) {
-                    const std::string name = std::to_string(id * 7919 % kRows) + " of many";
-                    table->Insert(std::vector<Cell>{
-                        Cell::Int64(id), Cell::Text(name), Cell::Text(id % 20 == 0 ? memo : "")});
-                }
-                const auto rows = RowsOf(*table);
-                const std::size_t columns[] = {1};
-                for (std::size_t row = 10; row < rows.size(); row += 3) {
-                    const std::string longer = std::to_string(row) + std::string(70, 'l');
-                    table->Update(rows[row], columns, std::vector<Cell>{Cell::Text(longer)});
-                }
-            });
-            return test::FileBytes(path).bytes;
-        }();
+        static const std::vector<std::byte> bytes = MadeFile().bytes;
         return bytes;
     }
     void Open(const std::string& table) {
@@ -92,7 +59,7 @@ protected:
 
 TEST_F(Damage, OfIndexes) {
     Open("t");
-    const auto& index = def_.real_indexes[0];
+    const auto& index = def_.real_indexes[1];
     const PageNumber root = index.root;
     ASSERT_EQ(file_->At(root, 0), std::byte{static_cast<std::uint8_t>(PageType::IndexNode)});
     IndexReader entries(*source_, def_, index);
@@ -128,7 +95,7 @@ TEST_F(Damage, OfRowsUnderAnIndex) {
     const std::size_t slot = OffsetOf(row.page) + kJet4Layout.data.slots_offset + 2U * row.row;
 
     file_->Put(slot, static_cast<std::uint16_t>(file_->Get<std::uint16_t>(slot) | kSlotDeleted));
-    ExpectFound({"which is no row", "has " + std::to_string(kRows - 1)});
+    ExpectFound({"which is no row", "has " + std::to_string(def_.row_count - 1)});
 
     file_->Put<std::uint16_t>(slot, 20);
     ExpectFound({"overlaps another"});
@@ -146,7 +113,7 @@ TEST_F(Damage, OfPageOwnership) {
 
     // A second table's map claims the page, too.
     ObjectCatalog catalog(*source_);
-    const auto other = catalog.ReadTable(*catalog.Find("u"));
+    const auto other = catalog.ReadTable(*catalog.Find("several"));
     file_->bytes[MapByte(other.owned_map, row.page)] = std::byte{0xFF};
     ExpectFound({"belongs to"});
 
