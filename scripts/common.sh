@@ -42,7 +42,7 @@ BUILD_PACKAGES=(g++ cmake ninja-build pkg-config libsqlite3-dev libmariadb-dev u
                 libexpat1-dev libicu-dev nlohmann-json3-dev)
 TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-client odbc-mariadb tdsodbc
                libsqliteodbc odbc-postgresql postgresql odbcinst unixodbc mdbtools gdal-bin python3-dbfread sqlite3 python3 xvfb xauth xdotool openbox
-               fonts-dejavu-core locales)
+               fonts-dejavu-core locales openssl)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
 TIDY_PACKAGES=(clang-tidy)
 

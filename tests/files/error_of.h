@@ -2,11 +2,9 @@
 // What a failing piece of work says.
 
 #include "data/data_error.h"
-
-#include <gtest/gtest.h>
+#include "support/has.h"
 
 #include <string>
-#include <string_view>
 
 namespace vantry::test {
 
@@ -19,13 +17,6 @@ std::string ErrorOf(Work&& work) {
         return error.Description();
     }
     return {};
-}
-
-// Whether `text` has `words` in it; shows the text if not.
-inline testing::AssertionResult Has(std::string_view text, std::string_view words) {
-    return text.find(words) != std::string_view::npos
-               ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << "no '" << words << "' in: " << text;
 }
 
 }  // namespace vantry::test

@@ -16,13 +16,13 @@
 #include "shell/page_set.h"
 #include "shell/product_picture.h"
 #include "shell/qt_text.h"
+#include "support/page_driver.h"
 #include "text/text_source.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QListWidget>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -101,16 +101,16 @@ public:
         }
         for (const char* name : {"Form2", "Form8"}) {
             ShowPage(name);
-            Fill(name, "Mdbfilename", file_);
-            Click(name, "LOADBUTT");
+            Type(name, "Mdbfilename", file_);
+            Press(name, "LOADBUTT");
             if (name == std::string_view("Form2")) {
                 Show(name);
             }
         }
         Save(TheMainWindow(), "MDIForm1-connected");
-        Fill("Form8", "Mdbfilename", JoinPath(folder_, "other.mdb"));
+        Type("Form8", "Mdbfilename", JoinPath(folder_, "other.mdb"));
         Save(TheMainWindow(), "MDIForm1-stale");
-        Fill("Form8", "Mdbfilename", file_);
+        Type("Form8", "Mdbfilename", file_);
         Show("Form8");
         HidePage("NavForm");
         Save(TheMainWindow(), "MDIForm1-nopage");
@@ -171,7 +171,7 @@ private:
         LoadPage("Form9");
         Status("Form9", "ValidTxt", "Succesfully connected to Oracle", QColor(0, 150, 0));
         Lists("Form10", "", {}, "List1", "");
-        Fill("Form10", "FoxDir", folder_);
+        Type("Form10", "FoxDir", folder_);
         Status("Form10", "Label6", "Connect Success", QColor(50, 200, 40));
         Show("Form3");
         Lists("ODBCSrc", "", {}, "ODBCTabs", "");
@@ -209,35 +209,34 @@ private:
     void DrawTextPages() {
         dialogs_.folder = folder_;
         ShowPage("Form11");
-        Click("Form11", "Command1");
-        auto* const list = FindPage("Form11")->findChild<QAbstractItemView*>("FilesList");
-        list->setCurrentIndex(list->model()->index(0, 0));
+        Press("Form11", "Command1");
+        Control<QListWidget>("Form11", "FilesList").setCurrentRow(0);
         Show("Form11");
         dialogs_.file = JoinPath(folder_, "customers.csv");
         ShowPage("Form11Poll");
-        Click("Form11Poll", "Command1");
+        Press("Form11Poll", "Command1");
         Show("Form11Poll");
         ShowPage("Form12c");
-        Fill("Form12c", "FName", folder_);
+        Type("Form12c", "FName", folder_);
         Show("Form12c");
     }
 
     void DrawMappingPages() {
         Show("Form4");
         ShowPage("Form4");
-        Grid("Form4", "FlexGrid1")->setCurrentCell(1, 2);
+        Control<QTableWidget>("Form4", "FlexGrid1").setCurrentCell(1, 2);
         Save(*FindPage("Form4")->parentWidget(), "Form4-list");
         HidePage("Form4");
         DrawColumns("Form5", [] {});
         // A table that is still to be made, one column skipped, one size being changed.
         SrcTables[0].TableExists = kFalse;
         DrawColumns("Form5-editing", [] {
-            auto* const grid = Grid("Form5", "ColGrid1");
-            auto* const list = FindPage("Form5")->findChild<QComboBox*>("SColList");
-            grid->setCurrentCell(2, 1);
-            list->setCurrentIndex(0);
-            Q_EMIT list->activated(0);
-            grid->setCurrentCell(1, 7);
+            auto& grid = Control<QTableWidget>("Form5", "ColGrid1");
+            auto& list = Control<QComboBox>("Form5", "SColList");
+            grid.setCurrentCell(2, 1);
+            list.setCurrentIndex(0);
+            Q_EMIT list.activated(0);
+            grid.setCurrentCell(1, 7);
         });
         QTimer::singleShot(200, [this] {
             if (Page* const page = FindPage("MapErrForm")) {
@@ -267,7 +266,7 @@ private:
         repository.Open(RepoConnStr);
         edit->Begin(*FindSession(repository, 1));
         ShowPage("SesEdit");
-        FindPage("SesEdit")->findChild<QAbstractButton*>("TimeOpt_1")->setChecked(true);
+        Control<QAbstractButton>("SesEdit", "TimeOpt_1").setChecked(true);
         Save(*edit, "SesEdit");
         UnloadPage("SesEdit");
         const std::string log = JoinPath(folder_, "a.log");
@@ -300,28 +299,19 @@ private:
         page->findChild<QLabel*>("DestTabName")->setText("customers");
         ShowPageModal("Form5");
     }
-    static QTableWidget* Grid(const char* page, const char* name) {
-        return FindPage(page)->findChild<QTableWidget*>(name);
-    }
 
     void DrawRunPage() {
         ShowPage("Form14");
-        FindPage("Form14")->findChild<QPlainTextEdit*>("LogTxt")->setPlainText(
-            "Started loading at :11/15/2026 7:03:08 PM\n\nAbout To Create Table customers\n\n"
-            "customers Table Created Successfully\n\nAbout to Insert Rows from customers to "
-            "customers");
-        FindPage("Form14")->findChild<QLabel*>("Label2")->setText("4711 of 10000 Rows Loaded");
-        auto* const bar = FindPage("Form14")->findChild<QProgressBar*>("RowPro");
-        bar->setMaximum(10000);
-        bar->setValue(4711);
+        Control<QPlainTextEdit>("Form14", "LogTxt")
+            .setPlainText(
+                "Started loading at :11/15/2026 7:03:08 PM\n\nAbout To Create Table customers\n\n"
+                "customers Table Created Successfully\n\nAbout to Insert Rows from customers to "
+                "customers");
+        Control<QLabel>("Form14", "Label2").setText("4711 of 10000 Rows Loaded");
+        auto& bar = Control<QProgressBar>("Form14", "RowPro");
+        bar.setMaximum(10000);
+        bar.setValue(4711);
         Show("Form14");
-    }
-
-    void Fill(const char* page, const char* edit, const std::string& text) {
-        FindPage(page)->findChild<QLineEdit*>(edit)->setText(ToQt(text));
-    }
-    void Click(const char* page, const char* button) {
-        FindPage(page)->findChild<QAbstractButton*>(button)->click();
     }
 
     // Windows of their own.

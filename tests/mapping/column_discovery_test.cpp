@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace vantry::test {
 namespace {
 
@@ -36,13 +38,8 @@ protected:
 };
 
 TEST_F(ColumnDiscovery, TargetNamesFollowFromTheKinds) {
-    struct {
-        const char* source;
-        const char* target;
-        const char* name;
-        const char* folder;
-        std::string expected;
-    } const cases[] = {
+    // Source, target, the source's name, the folder of texts, the target's name.
+    const std::array<const char*, 5> cases[] = {
         {"ACCESS", "MySQL", "Order Lines", "", "Order Lines"},
         {"TEXT", "ACCESS", "orders.csv", "", "orders"},
         {"TEXTPOLL", "ACCESS", "orders.old.csv", "", "orders"},
@@ -54,15 +51,15 @@ TEST_F(ColumnDiscovery, TargetNamesFollowFromTheKinds) {
     TextDestExt = ".txt";
     TextDestDelim = ";";
     TextDestHeader = kTrue;
-    for (const auto& c : cases) {
-        SourceType = c.source;
-        TargetType = c.target;
-        TextDestDir = c.folder;
-        MappingSession::ChooseTables({"first", c.name});
+    for (const auto& [source, target, name, folder, expected] : cases) {
+        SourceType = source;
+        TargetType = target;
+        TextDestDir = folder;
+        MappingSession::ChooseTables({"first", name});
         DstTables.clear();
         FillTargetTables();
         ASSERT_EQ(DstTables.size(), 2U);
-        EXPECT_EQ(DstTables[1].Name, c.expected) << c.source << ' ' << c.target << ' ' << c.name;
+        EXPECT_EQ(DstTables[1].Name, expected) << source << ' ' << target << ' ' << name;
         EXPECT_EQ(DstTables[1].TabID, 1);
         EXPECT_EQ(SrcTables[1].TabID, 1);
         const bool to_text = TargetType == "TEXT";

@@ -1,7 +1,10 @@
 #include "mapping/type_catalogue.h"
 
+#include "mapping/map_edit.h"
+
 #include <gtest/gtest.h>
 
+#include <array>
 #include <iterator>
 #include <map>
 #include <sstream>
@@ -99,13 +102,8 @@ TEST(TypeCatalogueTest, NumbersKeepTheirUnevenTypesAndOtherNamesHaveNone) {
 }
 
 TEST(TypeCatalogueTest, TheDirectionSaysWhoseKindTranslates) {
-    struct {
-        const char* source;
-        const char* target;
-        const char* direction;
-        const char* name;
-        const char* expected;
-    } const cases[] = {
+    // Source, target, direction, name, its translation.
+    const std::array<const char*, 5> cases[] = {
         {"ACCESS", "MySQL", "SOURCE", "Single", "Single"},
         {"ACCESS", "MySQL", "DEST", "Single", "Integer"},
         {"MSSQL", "FOXPRO", "SOURCE", "VarWchar", "nvarchar"},
@@ -118,12 +116,32 @@ TEST(TypeCatalogueTest, TheDirectionSaysWhoseKindTranslates) {
         {"MYSQL", "mysql", "DEST", "Single", "Single"},
         {"ACCESS", "ACCESS", "dest", "Integer", "Integer"},
     };
-    for (const auto& c : cases) {
-        SourceType = c.source;
-        TargetType = c.target;
-        EXPECT_EQ(TranslateType(c.name, c.direction), c.expected)
-            << c.source << ' ' << c.target << ' ' << c.direction << ' ' << c.name;
+    for (const auto& [source, target, direction, name, expected] : cases) {
+        SourceType = source;
+        TargetType = target;
+        EXPECT_EQ(TranslateType(name, direction), expected)
+            << source << ' ' << target << ' ' << direction << ' ' << name;
     }
+}
+
+TEST(MapEditTest, SizesAndDecimalsBelongToSomeTypesOnly) {
+    std::string sized;
+    std::string decimals;
+    std::size_t count = 0;
+    for (const char* kind : {"FOXPRO", "ACCESS", "ORACLE", " mysql ", "MSSQL", "TEXT"}) {
+        for (const auto type : TargetTypeChoices(kind)) {
+            ++count;
+            sized += HasTargetSize(std::string(type)) ? std::string(type) + " " : "";
+            decimals += HasTargetDecimals(std::string(type)) ? std::string(type) + " " : "";
+        }
+    }
+    EXPECT_EQ(count, 12U + 11U + 9U + 13U + 23U + 3U);
+    EXPECT_EQ(sized,
+              "Numeric Character Text Char Varchar2 Number Varchar Char Numeric Text Varchar "
+              "Char ");
+    EXPECT_EQ(decimals, "Numeric Double Double Double Numeric ");
+    EXPECT_TRUE(HasTargetSize(" varchar2 "));
+    EXPECT_TRUE(TargetTypeChoices("ODBC").empty());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "core/folders.h"
 #include "programs/all_pages.h"
 #include "shell/small_windows.h"
+#include "support/has.h"
 #include "support/page_driver.h"
 
 #include <QFile>
@@ -65,7 +66,7 @@ TEST(Help, NoLinkLeadsNowhereAndEveryPageIsReachedFromTheStart) {
     EXPECT_EQ(Matches(project, "(?m)^([a-z-]+\\.html)$"), files);
     for (const auto& file : files) {
         for (const auto& picture : Matches(TextOf(kHelp / file), "src=\"([^\"]*)\"")) {
-            EXPECT_NE(project.find("\n" + picture + "\n"), std::string::npos) << picture;
+            EXPECT_TRUE(test::Has(project, "\n" + picture + "\n")) << picture;
         }
     }
     EXPECT_EQ(Matches(TextOf(kHelp / "vantry.hhc"), "Local\" value=\"([^\"]*)\""), files);
@@ -105,7 +106,7 @@ TEST_F(HelpOfPages, F1OpensThePageOfTheWindowInFront) {
     for (const auto& name : RegisteredPages()) {
         const std::string file(HelpPageOf(name));
         ASSERT_TRUE(HelpFiles().contains(file)) << name;
-        EXPECT_NE(start.find("\"" + file + "\""), std::string::npos)
+        EXPECT_TRUE(test::Has(start, "\"" + file + "\""))
             << "from the start, which the help buttons open, it is one step to " << file;
         RegisterNamedPages({name.c_str()});
         ShowPage(name);

@@ -1,5 +1,6 @@
 #include "programs/application.h"
 #include "repository/poll_folder.h"
+#include "support/has.h"
 #include "support/session_steps.h"
 
 #include <fcntl.h>
@@ -33,8 +34,7 @@ std::vector<std::string> NamesIn(const fs::path& folder) {
 }
 
 int CountLoaded(const fs::path& folder) {
-    const auto names = NamesIn(folder);
-    return static_cast<int>(std::count_if(names.begin(), names.end(), [](const auto& name) {
+    return static_cast<int>(std::ranges::count_if(NamesIn(folder), [](const auto& name) {
         return name.find(".csv.Loaded_On_") != name.npos;
     }));
 }
@@ -199,13 +199,13 @@ TEST(PolledFolder, EachFileIsReadByTheLayoutOfTheSampleAndOneThatFailsStays) {
     }
     EXPECT_EQ(names, "Schema.ini bad.csv it's.csv.done sample.csv.done ");
     const std::string summary = app.Summary("poll");
-    EXPECT_NE(summary.find("it's.csv"), std::string::npos) << summary;
-    EXPECT_NE(summary.find("given up"), std::string::npos) << summary;
+    EXPECT_TRUE(Has(summary, "it's.csv"));
+    EXPECT_TRUE(Has(summary, "given up"));
     // Nothing but the bad file is left.
     EXPECT_EQ(app.Run({"1"}).exit_code, 2);
     fs::remove(app.Path("in/bad.csv"));
     EXPECT_EQ(app.Run({"1"}).exit_code, 0);
-    EXPECT_NE(app.Log("poll").find("No file in"), std::string::npos);
+    EXPECT_TRUE(Has(app.Log("poll"), "No file in"));
 }
 
 // A file that were loaded without getting its new name would be loaded again by each later run.
@@ -220,7 +220,7 @@ TEST(PolledFolder, WhatCouldntGetItsNewNameIsntLoaded) {
     MakeOlder(app.Path("in/sample.csv"), 5);
     const auto nowhere = app.Run({"2"});
     EXPECT_EQ(nowhere.exit_code, 3) << app.Log("nowhere");
-    EXPECT_NE(nowhere.errors.find("done/by us"), std::string::npos) << nowhere.errors;
+    EXPECT_TRUE(Has(nowhere.errors, "done/by us"));
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), -1);
     const std::string long_name = "in/" + std::string(240, 'x') + ".csv";
     MakeOlder(app.Folder().Write(long_name, NumberedRows(2, 3)), 9);
@@ -228,15 +228,13 @@ TEST(PolledFolder, WhatCouldntGetItsNewNameIsntLoaded) {
     MakeOlder(app.Folder().Write("in/gr\xFC\xDF.csv", NumberedRows(2, 5)), 8);
     const auto run = app.Run({"1"});
     EXPECT_EQ(run.exit_code, 2) << app.Log("long");
-    EXPECT_NE(app.Log("long").find("name is too long"), std::string::npos) << app.Log("long");
+    EXPECT_TRUE(Has(app.Log("long"), "name is too long"));
     EXPECT_TRUE(fs::exists(app.Path(long_name)));
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 4) << app.Log("long");
     EXPECT_EQ(CountLoaded(app.Path("in")), 2);
-    EXPECT_EQ(
-        std::system(
-            ("python3 -m json.tool '" + app.Path("log/long.log.json") + "' >/dev/null").c_str()),
-        0)
-        << app.Summary("long");
+    const auto read_json =
+        "python3 -m json.tool '" + app.Path("log/long.log.json") + "' >/dev/null";
+    EXPECT_EQ(std::system(read_json.c_str()), 0) << app.Summary("long");
 }
 
 TEST(PolledFolder, ATextTargetHasAFilePerPolledFile) {
@@ -249,8 +247,8 @@ TEST(PolledFolder, ATextTargetHasAFilePerPolledFile) {
     MakeOlder(app.Folder().Write("in/more.csv", NumberedRows(2, 3)), 4);
     const auto run = app.Run({"1"});
     EXPECT_EQ(run.exit_code, 0) << run.errors << app.Log("poll");
-    EXPECT_NE(app.Folder().Read("out/sample.csv.tab").find("name 2"), std::string::npos);
-    EXPECT_NE(app.Folder().Read("out/more.csv.tab").find("name 4"), std::string::npos);
+    EXPECT_TRUE(Has(app.Folder().Read("out/sample.csv.tab"), "name 2"));
+    EXPECT_TRUE(Has(app.Folder().Read("out/more.csv.tab"), "name 4"));
     EXPECT_EQ(CountLoaded(app.Path("in")), 2);
     EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
 }

@@ -4,6 +4,7 @@
 #include "repository/saved_session.h"
 #include "repository/session_runner.h"
 #include "support/fault_plans.h"
+#include "support/has.h"
 #include "support/session_steps.h"
 
 #include <gtest/gtest.h>
@@ -44,7 +45,7 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     EXPECT_EQ(NumberIn(app.Summary("first"), "exitCode"), 0);
     EXPECT_EQ(NumberIn(app.Summary("first"), "rowsRead"), 25);
     EXPECT_EQ(NumberIn(app.Summary("first"), "rowsLoaded"), 25);
-    EXPECT_NE(app.Summary("first").find("\"version\": \"2.0\""), std::string::npos);
+    EXPECT_TRUE(Has(app.Summary("first"), "\"version\": \"2.0\""));
     const auto sessions = ListSessions();
     EXPECT_EQ(sessions.at(0).LastRunDate, ShortDate(Now()));
     ASSERT_TRUE(LoadSession(1));
@@ -54,7 +55,7 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     const auto second = app.Run({id, "ShowOutput"});
     EXPECT_EQ(second.exit_code, 0) << second.errors;
     EXPECT_EQ(ReadableLog(app.Log("first")), RunLog(loaded));
-    EXPECT_NE(second.output.find("25 Rows Loaded"), std::string::npos);
+    EXPECT_TRUE(Has(second.output, "25 Rows Loaded"));
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 50);
     for (const char* file : {"log/first.log", "log/first.log.json", "log/session1.lock"}) {
         EXPECT_EQ(ModeOf(app.Path(file)), 0600U) << file;
@@ -134,9 +135,9 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     for (const auto& c : cases) {
         const auto run = app.Run(c.arguments);
         EXPECT_EQ(run.exit_code, c.code) << c.reason << run.errors;
-        EXPECT_NE(run.errors.find(c.reason), std::string::npos) << run.errors;
+        EXPECT_TRUE(Has(run.errors, c.reason));
         if (c.log != nullptr) {
-            EXPECT_NE(app.Log(c.log).find(c.reason), std::string::npos) << c.log;
+            EXPECT_TRUE(Has(app.Log(c.log), c.reason)) << c.log;
         }
     }
     EXPECT_EQ(app.Folder().Read("other.txt"), "kept");
@@ -153,7 +154,7 @@ TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     fs::remove(RepositoryFile(app.Folder().Path().string()));
     const auto without = app.Run({"1"});
     EXPECT_EQ(without.exit_code, 3);
-    EXPECT_NE(without.errors.find("There is no repository"), std::string::npos) << without.errors;
+    EXPECT_TRUE(Has(without.errors, "There is no repository"));
 }
 
 // A save that fails or is killed in the middle leaves its rows, its schedule among them.
@@ -163,7 +164,7 @@ TEST(VYRun, ASessionThatIsHalfSavedWaitsForItsRestAndDoesntRunWithoutIt) {
     RunStatement(RepoConnStr, "update srcdcols set sessionid=2 where scname=\"name\"");
     const auto alone = app.Run({"1"});
     EXPECT_EQ(alone.exit_code, 3) << alone.errors;
-    EXPECT_NE(alone.errors.find("has 1 of its 2 columns"), std::string::npos) << alone.errors;
+    EXPECT_TRUE(Has(alone.errors, "has 1 of its 2 columns"));
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), -1);
     auto saving = ProgramLock::Take(app.Path("log/session_save.lock"));
     ASSERT_TRUE(saving);
@@ -189,9 +190,7 @@ TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     const auto ended = run.Wait();
     EXPECT_EQ(ended.exit_code, 5) << ended.errors;
     const std::string log = ReadableLog(app.Log("long"));
-    EXPECT_NE(log.find("User Requested to cancel loading Time Elapsed :E\nEnd Time is :T"),
-              std::string::npos)
-        << log;
+    EXPECT_TRUE(Has(log, "User Requested to cancel loading Time Elapsed :E\nEnd Time is :T"));
     EXPECT_EQ(NumberIn(app.Summary("long"), "exitCode"), 5);
     EXPECT_EQ(NumberIn(app.Summary("long"), "rowsLoaded"), app.RowsIn("out.mdb", "orders"));
     EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
@@ -267,7 +266,7 @@ TEST(VYRun, AWindowStaysAndNeitherAReaderNorADisplayThatIsGoneKeepsTheRunFromIts
     const auto without_display = app.Run({"1", "ShowOutput"});
     ::unsetenv("DISPLAY");
     EXPECT_EQ(without_display.exit_code, 0) << without_display.errors;
-    EXPECT_NE(without_display.output.find("50 Rows Loaded"), std::string::npos);
+    EXPECT_TRUE(Has(without_display.output, "50 Rows Loaded"));
 
     int ends[2];
     ASSERT_EQ(::pipe(ends), 0);
@@ -297,7 +296,7 @@ TEST(VYRun, ADisplayThatDiesInTheMiddleIsNoRunThatHasFinished) {
     ASSERT_TRUE(Within(20, inserts)) << app.Log("shown");
     display.Signal(SIGKILL);
     EXPECT_EQ(run.Wait().exit_code, 2);
-    EXPECT_NE(app.Log("shown").find("display"), std::string::npos) << app.Log("shown");
+    EXPECT_TRUE(Has(app.Log("shown"), "display"));
     EXPECT_EQ(app.Run({"1"}).exit_code, 0);
 }
 
@@ -308,15 +307,14 @@ TEST(VYRun, ARepositoryThatEveryoneCanWriteIsWarnedOf) {
     ASSERT_EQ(::getuid(), 0U) << "only root can give the file to another group";
     ASSERT_EQ(::chown(repository.c_str(), 0, 12345), 0);
     ::chmod(repository.c_str(), 0660);
-    EXPECT_NE(app.Run({"1"}).errors.find("Warning: everyone of its group can change"),
-              std::string::npos);
+    EXPECT_TRUE(Has(app.Run({"1"}).errors, "Warning: everyone of its group can change"));
     ASSERT_EQ(::chown(repository.c_str(), 0, 0), 0);
     EXPECT_EQ(app.Run({"1"}).errors, "");  // the owner's own group
     ::chmod(repository.c_str(), 0666);
     const auto run = app.Run({"1"});
     EXPECT_EQ(run.exit_code, 0);
-    EXPECT_NE(run.errors.find("Warning: everyone can change the repository"), std::string::npos);
-    EXPECT_NE(app.Log("open").find("Warning: everyone can change"), std::string::npos);
+    EXPECT_TRUE(Has(run.errors, "Warning: everyone can change the repository"));
+    EXPECT_TRUE(Has(app.Log("open"), "Warning: everyone can change"));
 }
 
 }  // namespace

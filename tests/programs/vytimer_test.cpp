@@ -4,6 +4,7 @@
 #include "repository/process_finder.h"
 #include "repository/timer_service.h"
 #include "support/fault_plans.h"
+#include "support/has.h"
 #include "support/session_steps.h"
 
 #include <fcntl.h>
@@ -80,8 +81,7 @@ TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
     EXPECT_TRUE(EndsBecome(*service, 3));
     std::string starts = Starts();
     EXPECT_TRUE(starts == "1 1\n1 2\n1 2\n" || starts == "1 2\n1 1\n1 2\n") << starts;
-    EXPECT_NE(Log().find("06:00:00 Session 1 \"s\" started, due 2026-03-01 06:00:00."), Log().npos)
-        << Log();
+    EXPECT_TRUE(Has(Log(), "06:00:00 Session 1 \"s\" started, due 2026-03-01 06:00:00."));
     now = At("2026-03-01 06:19:58");
     EXPECT_EQ(service->Wait(), std::chrono::seconds(2));
     // Another one makes up for what was missed meanwhile, once.
@@ -89,7 +89,7 @@ TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
     LookAt(*service, "2026-03-01 06:45:00");
     LookAt(*NewService(), "2026-03-01 06:45:05");
     EXPECT_TRUE(Within(20, [&] { return Starts().size() == starts.size() + 4; })) << Starts();
-    EXPECT_NE(Log().find("due 2026-03-01 06:40:00, also for 2 earlier times"), Log().npos) << Log();
+    EXPECT_TRUE(Has(Log(), "due 2026-03-01 06:40:00, also for 2 earlier times"));
     EXPECT_EQ(ModeOf(app.Path("log/VYTimer.log")), 0600U);
 }
 
@@ -103,7 +103,7 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     LookAt(*service, "2026-03-01 05:50:00");
     LookAt(*service, "2026-03-01 06:00:00");
     EXPECT_TRUE(EndsBecome(*service, 1));
-    EXPECT_NE(Log().find("Session 2 \"s\" was ended by signal 9"), Log().npos) << Log();
+    EXPECT_TRUE(Has(Log(), "Session 2 \"s\" was ended by signal 9"));
     EXPECT_TRUE(Within(20, [&] {
         service->Look();
         return Count(Log(), "Session 1 \"s\" has done nothing") == 1;
@@ -111,8 +111,7 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     LookAt(*service, "2026-03-01 06:10:00");
     EXPECT_TRUE(EndsBecome(*service, 2));
     LookAt(*service, "2026-03-02 06:00:00");
-    EXPECT_NE(Log().find("Session 1 \"s\", due 2026-03-02 06:00:00, is still running"), Log().npos)
-        << Log();
+    EXPECT_TRUE(Has(Log(), "Session 1 \"s\", due 2026-03-02 06:00:00, is still running"));
     const int end = open(gate.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     EXPECT_GE(end, 0) << "the first session has stopped waiting";
     fs::remove(gate);
@@ -124,7 +123,7 @@ TEST_F(TimerServiceTest, RunnersThatHangOrCrashStopNobody) {
     fs::rename(app.Path("VYRun"), app.Path("away"));
     LookAt(*service, "2026-03-02 06:10:00");
     LookAt(*service, "2026-03-02 06:10:05");
-    EXPECT_NE(Log().find("couldn't be started"), Log().npos) << Log();
+    EXPECT_TRUE(Has(Log(), "couldn't be started"));
     EXPECT_EQ(Log().find("couldn't be started"), Log().rfind("couldn't be started")) << Log();
     fs::rename(app.Path("away"), app.Path("VYRun"));
     LookAt(*service, "2026-03-02 06:10:10");
@@ -166,10 +165,7 @@ TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
     for (int id = 1; id <= kSessions; ++id) {
         app.Folder().Write("does" + std::to_string(id), "sleep 2\n");
     }
-    Connection repository;
-    repository.Open(RepoConnStr);
-    repository.Execute("update sessions set DateCreated=#2026-01-01#");
-    repository.Close();
+    RunStatement(RepoConnStr, "update sessions set DateCreated=#2026-01-01#");
     const auto count = [&](int expected) {
         const auto lines = [&] {
             const auto starts = Starts();
@@ -206,43 +202,40 @@ TEST_F(TimerServiceTest, ARepositoryThatIsMissingOrInUseIsWaitedFor) {
     EXPECT_TRUE(Within(20, [&] { return Starts().size() == 8; })) << Starts();
     const std::string log = Log();
     EXPECT_EQ(log.find("There is no repository"), log.rfind("There is no repository"));
-    EXPECT_NE(log.find("The repository can be read again."), log.npos) << log;
+    EXPECT_TRUE(Has(log, "The repository can be read again."));
     // One that isn't a database: what was known before still runs.
     const auto content = app.Folder().Read(repository.filename().string());
     std::ofstream(repository, std::ios::binary) << "rubbish";
     LookAt(*service, "2026-03-01 06:10:00");
     EXPECT_TRUE(Within(20, [&] { return Starts().size() == 12; })) << Starts();
-    EXPECT_NE(Log().find("Can't read the repository"), Log().npos) << Log();
+    EXPECT_TRUE(Has(Log(), "Can't read the repository"));
 }
 
 TEST(VYTimer, StartsAtLoginWhenToldAndNotOtherwise) {
     const Application app;
-    const std::string config = app.Path("config");
-    const std::string entry = config + "/autostart/vytimer.desktop";
-    ::setenv("XDG_CONFIG_HOME", config.c_str(), 1);
+    const std::string entry = "config/autostart/vytimer.desktop";
+    ::setenv("XDG_CONFIG_HOME", app.Path("config").c_str(), 1);
     const auto run = [&](const std::string& argument) {
         return app.Start("VYTimer", {argument}).Wait().exit_code;
     };
-    EXPECT_EQ(run("--remove-autostart"), 0);
-    EXPECT_FALSE(std::filesystem::exists(entry));
-    EXPECT_EQ(run("--install-autostart"), 0);
-    EXPECT_EQ(run("--install-autostart"), 0);
-    const std::string text = app.Folder().Read("config/autostart/vytimer.desktop");
-    EXPECT_TRUE(text.starts_with("[Desktop Entry]\nType=Application\n")) << text;
-    EXPECT_TRUE(text.ends_with("VYTimer\"\n")) << text;
-    EXPECT_EQ(run("--remove-autostart"), 0);
-    EXPECT_FALSE(std::filesystem::exists(entry));
-    app.Folder().Write("config/autostart/vytimer.desktop", "[Desktop Entry]\nName=mine\n");
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(run("--remove-autostart"), 0);
+        EXPECT_FALSE(fs::exists(app.Path(entry)));
+        EXPECT_EQ(run("--install-autostart"), 0);
+        const std::string text = app.Folder().Read(entry);
+        EXPECT_TRUE(text.starts_with("[Desktop Entry]\nType=Application\n")) << text;
+        EXPECT_TRUE(text.ends_with("VYTimer\"\n")) << text;
+    }
+    const std::string by_the_user = "[Desktop Entry]\nName=mine\n";
+    app.Folder().Write(entry, by_the_user);
     EXPECT_EQ(run("--install-autostart"), 3);
     EXPECT_EQ(run("--remove-autostart"), 3);
-    EXPECT_EQ(app.Folder().Read("config/autostart/vytimer.desktop"),
-              "[Desktop Entry]\nName=mine\n");
+    EXPECT_EQ(app.Folder().Read(entry), by_the_user);
     EXPECT_EQ(run("--install"), 64);
-    fs::remove(entry);
+    fs::remove(app.Path(entry));
     InstallAutostart("/a b/50%/$x`\"\\/VYTimer");
-    const std::string quoted = app.Folder().Read("config/autostart/vytimer.desktop");
-    EXPECT_TRUE(quoted.ends_with("Exec=\"/a b/50%%/\\\\$x\\\\`\\\\\"\\\\\\\\/VYTimer\"\n"))
-        << quoted;
+    EXPECT_TRUE(
+        Has(app.Folder().Read(entry), "Exec=\"/a b/50%%/\\\\$x\\\\`\\\\\"\\\\\\\\/VYTimer\"\n"));
     ::unsetenv("XDG_CONFIG_HOME");
 }
 
@@ -254,13 +247,12 @@ TEST(VYTimer, WorksOncePerRepositoryIdlesAndEndsWhenTold) {
     EXPECT_EQ(app.Start("VYTimer", {}).Wait().exit_code, 6);
     EXPECT_TRUE(timer.IsRunning());
     EXPECT_TRUE(IsProcessRunning("vytimer"));
-    std::ifstream limits("/proc/" + std::to_string(timer.Pid()) + "/limits");
-    const std::string text(std::istreambuf_iterator<char>(limits), {});
-    EXPECT_NE(text.find("Max core file size        1  "), text.npos) << text;
+    const auto text = app.Folder().Read("/proc/" + std::to_string(timer.Pid()) + "/limits");
+    EXPECT_TRUE(Has(text, "Max core file size        1  "));
     EXPECT_FALSE(IsProcessRunning("vytime"));
     timer.Signal(SIGTERM);
     EXPECT_EQ(timer.Wait().exit_code, 0);
-    EXPECT_NE(app.Folder().Read("log/VYTimer.log").find("Scheduler ended."), std::string::npos);
+    EXPECT_TRUE(Has(app.Folder().Read("log/VYTimer.log"), "Scheduler ended."));
 }
 
 }  // namespace

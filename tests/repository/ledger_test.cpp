@@ -10,6 +10,7 @@
 #include "repository/session_runner.h"
 #include "support/child_process.h"
 #include "support/fault_plans.h"
+#include "support/has.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "text/text_source.h"
@@ -80,6 +81,14 @@ protected:
         surroundings.tell = [this](const std::string& line) { told += line + "\n"; };
         return RunSavedSession(session, surroundings);
     }
+    // The connection string of a database made anew, with an empty table for the session.
+    static std::string NewAccess(const fs::path& file) {
+        const std::string text = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file.string();
+        fs::remove(file);
+        Catalog().Create(text);
+        RunStatement(text, "create table dst (d_id long, d_name memo, d_memo memo)");
+        return text;
+    }
     static i32 SaveDaily(const fs::path& log) {
         SessionSave save;
         save.SesName = "ledger";
@@ -123,9 +132,8 @@ protected:
                                            {"rowsRead", table.RowsRead},
                                            {"rowsLoaded", table.RowsLoaded},
                                            {"rowsFailed", table.RowsFailed()}}) {
-            EXPECT_NE(summary.find("\"" + std::string(name) + "\": " + std::to_string(number)),
-                      summary.npos)
-                << what << summary;
+            EXPECT_TRUE(Has(summary, "\"" + std::string(name) + "\": " + std::to_string(number)))
+                << what;
         }
         EXPECT_EQ(folder.Read("log/ledger.log"), view.log) << what;
     }
@@ -181,15 +189,13 @@ TEST_F(Ledger, RowsOfTheSourceAreGrowthOfTheTargetAndFailedRows) {
                 }
             });
         }
-        for (const int row : {1, 49, 50, 51, kRows}) {
-            if (!text) {
+        if (!text) {
+            for (const int row : {1, 49, 50, 51, kRows}) {
                 Try(route, "refused row " + std::to_string(row), kRunWithErrors, [&] {
                     const int number = batches ? (row + 99) / 100 : row;
                     RefuseFrom(route.writes, number, number);
                 });
             }
-        }
-        if (!text) {
             Try(route, "target dies", batches ? kRunWithErrors : kRunTableLost, [&] {
                 RefuseFrom(route.writes, batches ? 2 : 30, 100'000);
             });
@@ -237,18 +243,16 @@ TEST_F(Ledger, ALogThatCouldntBeWrittenIsNoWholeSuccess) {
     ::setrlimit(RLIMIT_FSIZE, &unlimited);
     ::signal(SIGXFSZ, SIG_DFL);
     EXPECT_EQ(code, kRunWithErrors);
-    EXPECT_NE(told.find("is incomplete"), std::string::npos) << told;
+    EXPECT_TRUE(Has(told, "is incomplete"));
     EXPECT_EQ(CurrentRunReport.Tables.at(1).RowsFailed(), 0);
-    EXPECT_NE(folder.Read("log/ledger.log.json").find("\"exitCode\": 1"), std::string::npos);
+    EXPECT_TRUE(Has(folder.Read("log/ledger.log.json"), "\"exitCode\": 1"));
 }
 
 // Another program has the target open for writing: a stall costs nothing, and a lasting lock one
 // wait for the whole run, not one for each row.
 TEST_F(Ledger, ATargetThatAnotherProgramHoldsIsWaitedForOnce) {
     const std::string path = (folder / "held.mdb").string();
-    const std::string connection = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + path;
-    Catalog().Create(connection);
-    RunStatement(connection, "create table dst (d_id long, d_name text(40), d_memo memo)");
+    const std::string connection = NewAccess(path);
     const auto former_timeout = file::LockTimeout();
     const auto former_patience = TargetPatience;
     file::SetLockTimeout(std::chrono::milliseconds(50));
@@ -295,20 +299,6 @@ TEST_F(Ledger, ATargetThatAnotherProgramHoldsIsWaitedForOnce) {
 TEST_F(Ledger, ATargetThatIsTakenAwayEndsTheTableWithNoRowLoaded) {
     const std::string mdb = (folder / "taken.mdb").string();
     const std::string fox = (folder / "fox").string();
-    struct Place {
-        const char* kind;
-        std::string connection;
-        std::string file;
-        const char* create;
-    };
-    const Place places[] = {{"ACCESS",
-                             "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + mdb,
-                             mdb,
-                             "create table dst (d_id long, d_name text(40), d_memo memo)"},
-                            {"FOXPRO",
-                             "Provider=VFPOLEDB;Data Source=" + fox,
-                             fox + "/dst.dbf",
-                             "create table dst (d_id i, d_name c(40), d_memo m)"}};
     const std::pair<const char*, void (*)(const std::string&)> attacks[] = {
         {"deleted", [](const std::string& file) { fs::remove(file); }},
         {"replaced",
@@ -319,34 +309,36 @@ TEST_F(Ledger, ATargetThatIsTakenAwayEndsTheTableWithNoRowLoaded) {
         {"shorter",
          [](const std::string& file) { fs::resize_file(file, fs::file_size(file) / 2); }},
     };
-    for (const auto& place : places) {
+    for (const std::string kind : {"ACCESS", "FOXPRO"}) {
+        const std::string file = kind == "ACCESS" ? mdb : fox + "/dst.dbf";
         for (const auto& [word, attack] : attacks) {
             for (const int row : {10, 100, kRows + 1}) {
-                fs::remove(mdb);
-                fs::remove_all(fox);
-                fs::create_directory(fox);
-                if (place.kind == std::string("ACCESS")) {
-                    Catalog().Create(place.connection);
+                std::string connection = "Provider=VFPOLEDB;Data Source=" + fox;
+                if (kind == "ACCESS") {
+                    connection = NewAccess(mdb);
+                } else {
+                    fs::remove_all(fox);
+                    fs::create_directory(fox);
+                    RunStatement(connection, "create table dst (d_id i, d_name c(40), d_memo m)");
                 }
-                RunStatement(place.connection, place.create);
                 view = RecordingView();
-                SaveSessionTo(place.kind, adVarWChar, place.connection);
+                SaveSessionTo(kind, adVarWChar, connection);
                 int moves = 0;
                 source->before = [&, take = attack](std::string_view name, int) {
                     if (name == "Next" && ++moves == row) {
-                        take(place.file);
+                        take(file);
                     }
                 };
                 const auto code = Run();
-                const auto what = place.file + " " + word + " at row " + std::to_string(row) +
-                                  "\n" + view.log.substr(0, 1800);
+                const auto what = file + " " + word + " at row " + std::to_string(row) + "\n" +
+                                  view.log.substr(0, 1800);
                 EXPECT_EQ(code, kRunTableLost) << what;
                 const auto& report = CurrentRunReport.Tables.at(0);
                 EXPECT_EQ(report.RowsLoaded, 0) << what;
                 EXPECT_EQ(report.RowsFailed(), report.RowsRead) << what;
-                EXPECT_NE(view.log.find(word), std::string::npos) << what;
-                EXPECT_NE(view.log.find(place.file), std::string::npos) << what;
-                EXPECT_FALSE(fs::exists(place.file + "-journal")) << what;
+                EXPECT_TRUE(Has(view.log, word)) << what;
+                EXPECT_TRUE(Has(view.log, file)) << what;
+                EXPECT_FALSE(fs::exists(file + "-journal")) << what;
             }
         }
     }
@@ -354,13 +346,10 @@ TEST_F(Ledger, ATargetThatIsTakenAwayEndsTheTableWithNoRowLoaded) {
 
 TEST_F(Ledger, AFullDiskLosesNoRowUntold) {
     const std::string file = (folder / "full.mdb").string();
-    const std::string connection = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file;
     for (const int text_type : {int{adVarWChar}, int{adLongVarWChar}}) {
         for (const int first : {1, 2, 3, 5, 8, 13, 40, 200}) {
             for (const int last : {first, 1'000'000}) {
-                std::filesystem::remove(file);
-                Catalog().Create(connection);
-                RunStatement(connection, "create table [dst] ([d_id] long, [d_name] memo)");
+                const std::string connection = NewAccess(file);
                 view = RecordingView();
                 SaveSessionTo("ACCESS", text_type, connection);
                 FullDisk disk("full.mdb", first, last);
@@ -403,10 +392,7 @@ TEST_F(Ledger, AKilledLoadOfAPolledFileLosesNothingAndDoublesNothingUntold) {
         SourceType = "TEXTPOLL";
         TargetType = "ACCESS";
         SourceConnStr = TextSourceConnectionString((place / "in").string());
-        TargetConnStr =
-            "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (place / "out.mdb").string();
-        Catalog().Create(TargetConnStr);
-        RunStatement(TargetConnStr, "create table dst (d_id long, d_name text(10))");
+        TargetConnStr = NewAccess(place / "out.mdb");
         PollFolder = (place / "in").string();
         PollPattern = "*.csv";
         PollRename = "Loaded";
@@ -434,9 +420,7 @@ TEST_F(Ledger, AKilledLoadOfAPolledFileLosesNothingAndDoublesNothingUntold) {
         });
         InitSharedState(place.string());
         RunIn(place, session);
-        const auto rows = std::stoi(
-            RowsOf("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (place / "out.mdb").string(),
-                   "select count(*) from dst"));
+        const auto rows = std::stoi(RowsOf(TargetConnStr, "select count(*) from dst"));
         const std::string log = view.log;
         const bool is_told = log.find("may be in the target twice") != std::string::npos;
         EXPECT_TRUE(rows == kPolledRows || (is_told && rows > kPolledRows))

@@ -3,6 +3,7 @@
 #include "core/session_state.h"
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
+#include "support/has.h"
 #include "support/page_driver.h"
 
 #include <QAction>
@@ -131,7 +132,7 @@ TEST_F(MainWindowTest, EntriesOpenWhatTheyName) {
     EXPECT_EQ(dialogs.opened.size() + dialogs.boxes.size(), 2u);
     dialogs.can_open = false;
     Trigger("mContents");
-    EXPECT_NE(dialogs.boxes.back().text.find("VY3Help.chm"), std::string::npos);
+    EXPECT_TRUE(test::Has(dialogs.boxes.back().text, "VY3Help.chm"));
 }
 
 TEST_F(MainWindowTest, AsksBeforeItEnds) {

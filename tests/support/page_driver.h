@@ -9,6 +9,7 @@
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QFocusEvent>
 #include <QKeyEvent>
 #include <QKeySequence>
 #include <QLabel>
@@ -72,6 +73,14 @@ inline void TypeByKeys(std::string_view page, const char* edit, std::string_view
 inline void PressEnter(std::string_view page, const char* control) {
     QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r");
     QCoreApplication::sendEvent(&Control<QWidget>(page, control), &enter);
+}
+
+// As the focus leaves it; the page may wait with its answer until the events are processed.
+inline void LeaveField(std::string_view page,
+                       const char* control,
+                       Qt::FocusReason reason = Qt::TabFocusReason) {
+    QFocusEvent leave(QEvent::FocusOut, reason);
+    QCoreApplication::sendEvent(&Control<QWidget>(page, control), &leave);
 }
 
 // The letters that more than one control of a page answers to: none of them does it at once.

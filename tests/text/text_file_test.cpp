@@ -4,6 +4,7 @@
 #include "support/child_process.h"
 #include "support/child_program.h"
 #include "support/fault_plans.h"
+#include "support/has.h"
 #include "support/no_threads.h"
 #include "support/order_of_calls.h"
 #include "text/line_file.h"
@@ -20,15 +21,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class TextFileTest : public TextWriterTest {};
+class TextFileTest : public TextWriterTest {
+protected:
+    // One table more, of both columns.
+    void AddFile(const std::string& name) {
+        AddTable("src", name);
+        SetFile(DstTables.size() - 1);
+        MapColumn("id");
+        MapColumn("name");
+    }
+};
 
 TEST_F(TextFileTest, AnUnreadableFieldCostsItsRowAlone) {
     FillSource(4);
     source->rows[1][0] = Unreadable();
     EXPECT_EQ(Run(), "1,\"row 1\"\r\n3,\"row 3\"\r\n4,\"row 4\"\r\n");
-    EXPECT_NE(view.log.find("\r\nError Loading Row:1\r\nrow 2, field 0 can't be read"
-                            "\r\n3 Rows Loaded"),
-              std::string::npos);
+    EXPECT_TRUE(Has(view.log,
+                    "\r\nError Loading Row:1\r\nrow 2, field 0 can't be read"
+                    "\r\n3 Rows Loaded"));
 
     // From text to text the words before the description are left out.
     SourceType = "TEXT";
@@ -39,30 +49,23 @@ TEST_F(TextFileTest, AnUnreadableFieldCostsItsRowAlone) {
 
 TEST_F(TextFileTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
     FillSource(65);
-    for (int k = 10; k < 60; ++k) {
-        source->rows[static_cast<std::size_t>(k)][0] = Unreadable();
+    for (std::size_t k = 10; k < 60; ++k) {
+        source->rows[k][0] = Unreadable();
     }
-    AddTable("src2", "dst2");
-    SetFile(1);
-    MapColumn("id");
-    MapColumn("name");
-    AddTable("src3", "dst3");
-    SetFile(2);
-    folder.Write("dst2.txt", "former");
+    // The first table takes fifteen rows, the second one is given up, the third isn't begun.
+    AddFile("dst2");
+    AddFile("dst3");
+    std::swap(DstTables[0].Name, DstTables[1].Name);
     for (const bool former : {true, false}) {
-        if (!former) {
-            fs::remove(folder / "dst2.txt");
-        }
+        SetFormer(former);
         RunSessionToText("");
         EXPECT_EQ(LoggedErrors(), 51);
         EXPECT_TRUE(view.log.ends_with("What was written stays in \"" +
-                                       (folder / "dst2.txt.partial").string() +
+                                       (folder / "dst.txt.partial").string() +
                                        "\".\r\nAborting loading as Errors exceed 50 allowed"));
-        EXPECT_EQ(Count(view.log, "\r\n15 Rows Loaded"), 1);  // of the first table
-        EXPECT_EQ(IsThere("dst2.txt"), former);
-        EXPECT_TRUE(!former || Written("dst2.txt") == "former");
-        EXPECT_EQ(Written("dst2.txt.partial"), Lines(10));
-        fs::remove(folder / "dst2.txt.partial");
+        EXPECT_EQ(Count(view.log, "\r\n15 Rows Loaded"), 1);
+        ExpectFormer(former);
+        EXPECT_EQ(Written("dst.txt.partial"), Lines(10));
         EXPECT_FALSE(IsThere("dst3.txt"));
     }
 }
@@ -73,17 +76,15 @@ TEST_F(TextFileTest, ASourceThatCantBeReachedEndsTheTableAndKeepsTheFormerFile) 
     folder.Write("dst.txt", "former");
     RunSessionToText("");
     EXPECT_EQ(LoggedErrors(), 5);  // the count and its answer, two opens, the columns
-    EXPECT_NE(view.log.find(".txt\r\nError Loading Row:0\r\nno such server"), std::string::npos);
-    EXPECT_EQ(view.log.find("Rows Loaded"), std::string::npos);
+    EXPECT_TRUE(Has(view.log, ".txt\r\nError Loading Row:0\r\nno such server"));
+    EXPECT_FALSE(Has(view.log, "Rows Loaded"));
     EXPECT_TRUE(view.log.ends_with("\r\n******( FINISH )*******"));
     EXPECT_EQ(Written(), "former");
 }
 
 TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
     FillSource(250);
-    AddTable("src2", "dst2");
-    SetFile(1);
-    MapColumn("id");
+    AddFile("dst2");
     for (const int hand_over : {1, 2, 3}) {
         view = RecordingView();
         view.cancel_at_event = hand_over;
@@ -159,19 +160,16 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
         ClearTable();
         FillSource(c.rows);
         for (const bool former : {true, false}) {
-            fs::remove(folder / "dst.txt");
-            fs::remove(folder / "dst.txt.partial");
-            if (former) {
-                folder.Write("dst.txt", "former");
-            }
+            SetFormer(former);
             {
                 FullDisk disk("", c.first, c.last);
                 const InstalledPlan installed(disk);
                 RunSessionToText("");
             }
             const bool kept = c.lost == kRest || c.errors == 1;
-            EXPECT_EQ(!kept || former, IsThere("dst.txt"));
-            EXPECT_TRUE(!kept || !former || Written() == "former");
+            if (kept) {
+                ExpectFormer(former);
+            }
             const std::string written = Written(kept ? "dst.txt.partial" : "dst.txt");
             const int lines = Count(written, "\r\n");
             SCOPED_TRACE("writes " + std::to_string(c.first) + " to " + std::to_string(c.last));
@@ -265,11 +263,7 @@ TEST_F(TextFileTest, AFileThatIsTakenAwayWhileItIsWrittenIsNoTarget) {
             ClearTable();
             FillSource(kManyRows);
             folder.Write("elsewhere", "untouched");
-            fs::remove(partial);
-            fs::remove(folder / "dst.txt");
-            if (former) {
-                folder.Write("dst.txt", "former");
-            }
+            SetFormer(former);
             int rows = 0;
             source->before = [&, happens = happens](std::string_view name, int) {
                 if (name == "Next" && ++rows == kManyRows - 10) {
@@ -278,10 +272,9 @@ TEST_F(TextFileTest, AFileThatIsTakenAwayWhileItIsWrittenIsNoTarget) {
             };
             RunSessionToText("");
             source->before = nullptr;
-            EXPECT_EQ(IsThere("dst.txt"), former);
-            EXPECT_TRUE(!former || Written() == "former");
+            ExpectFormer(former);
             EXPECT_EQ(Written("elsewhere"), "untouched");
-            EXPECT_NE(view.log.find("cut, removed or replaced"), std::string::npos) << view.log;
+            EXPECT_TRUE(Has(view.log, "cut, removed or replaced"));
             EXPECT_EQ(Count(view.log, "\r\n0 Rows Loaded"), 1);
             EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::GivenUp);
             EXPECT_EQ(CurrentRunReport.Tables[0].RowsLoaded, 0);
@@ -324,7 +317,7 @@ TEST_F(TextFileTest, APlaceWhereNoFileCanBeGivesTheRunUp) {
     DstTables.clear();
     SrcRS.reset();
     RunSessionToText("");
-    EXPECT_NE(view.log.find("the session names no target for it"), std::string::npos) << view.log;
+    EXPECT_TRUE(Has(view.log, "the session names no target for it"));
     EXPECT_TRUE(view.log.ends_with("Aborting loading as Errors exceed 50 allowed"));
 }
 
@@ -349,9 +342,8 @@ TEST_F(TextFileTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharac
     source->rows = {{Text("Привет")}, {Text("東京")}, {Text("plain")}};
     EXPECT_EQ(Run(), "\"\xCF\xF0\xE8\xE2\xE5\xF2\"\r\n\"plain\"\r\n");
     EXPECT_EQ(LoggedErrors(), 1);
-    EXPECT_NE(view.log.find("has a character that the character set of this machine lacks"),
-              std::string::npos);
-    EXPECT_NE(view.log.find("\r\n2 Rows Loaded"), std::string::npos);
+    EXPECT_TRUE(Has(view.log, "has a character that the character set of this machine lacks"));
+    EXPECT_TRUE(Has(view.log, "\r\n2 Rows Loaded"));
 }
 
 TEST_F(TextFileTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {
@@ -378,7 +370,7 @@ TEST_F(TextFileTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {
     living.Append("living");
     living.EndLine();
     RunSessionToText("");
-    EXPECT_NE(view.log.find("is being written by another run"), std::string::npos);
+    EXPECT_TRUE(Has(view.log, "is being written by another run"));
     EXPECT_EQ(Written(), Lines(1));
     living.Finish();
     EXPECT_EQ(Written(), "living\r\n");

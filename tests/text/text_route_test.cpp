@@ -73,6 +73,7 @@ TEST_F(TextRouteTest, ALargeFileArrivesWholeInTheOtherFormat) {
     EXPECT_TRUE(out == expected) << std::string(difference.first, out.end()).substr(0, 200);
     EXPECT_TRUE(LogHas("\n60000 Rows Loaded")) << view.log;
     EXPECT_EQ(view.counter_changes, kRows);
+    EXPECT_EQ(view.bar_max * 10 + view.bar_min, view.bar_value * 10 + 1);
     // Behind the rows that were scanned: a value that doesn't fit its column costs its row.
     Source(in + "many,\x80 5,1,2021-01-01,\r\n7,\x80 5,1,2021-01-01,\r\n");
     EXPECT_TRUE(Run().ends_with("\r\n7;'€ 5';1;2021-01-01;\r\n"));

@@ -29,6 +29,19 @@ protected:
         RunSessionToText("");
         return Written();
     }
+    // The former file stands as it was, or there is none.
+    void ExpectFormer(bool former) const {
+        EXPECT_EQ(IsThere("dst.txt"), former);
+        EXPECT_EQ(Written(), former ? "former" : "");
+    }
+    // As the run finds the folder: with a file of that name, or without.
+    void SetFormer(bool former) const {
+        std::filesystem::remove(folder / "dst.txt");
+        std::filesystem::remove(folder / "dst.txt.partial");
+        if (former) {
+            folder.Write("dst.txt", "former");
+        }
+    }
     bool IsThere(const std::string& name) const { return std::filesystem::exists(folder / name); }
     // Lines "k","row k" from 1.
     static std::string Lines(int count) {

@@ -19,6 +19,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -41,16 +42,6 @@ void ClickAt(const QWidget& widget, QPoint place) {
 QWidget* FindControl(const std::string& page, const std::string& control) {
     auto* const loaded = FindPage(page);
     return loaded == nullptr ? nullptr : loaded->findChild<QWidget*>(ToQt(control));
-}
-
-bool IsUsable(const std::string& page, const std::string& control) {
-    const auto* const widget = FindControl(page, control);
-    return PageIsVisible(page) && widget != nullptr && widget->isVisible() && widget->isEnabled();
-}
-
-QRect CellRect(const std::string& page, const std::string& view, QModelIndex index) {
-    auto& items = *dynamic_cast<QAbstractItemView*>(FindControl(page, view));
-    return items.visualRect(index);
 }
 
 QModelIndex EntryNamed(const std::string& page, const std::string& list, const std::string& text) {
@@ -77,6 +68,27 @@ void RoadDriver::Add(std::string what, std::function<bool()> ready, std::functio
     steps_.push_back({std::move(what), std::move(ready), std::move(act)});
 }
 
+void RoadDriver::AddOn(const std::string& page,
+                       const std::string& control,
+                       std::string what,
+                       std::function<bool()> ready,
+                       std::function<void(QWidget&)> act) {
+    Add(
+        std::move(what) + " of " + page + "." + control,
+        [=, ready = std::move(ready)] {
+            const QWidget* const modal = QApplication::activeModalWidget();
+            const auto* const widget = FindControl(page, control);
+            return PageIsVisible(page) && (modal == nullptr || modal == FindPage(page)) &&
+                   widget != nullptr && widget->isVisible() && widget->isEnabled() && ready();
+        },
+        [=, this, act = std::move(act)] {
+            if (std::exchange(pictured_, page) != page) {
+                Shoot(page);
+            }
+            act(*FindControl(page, control));
+        });
+}
+
 void RoadDriver::Page(const std::string& name) {
     Add(
         "the page " + name,
@@ -84,7 +96,10 @@ void RoadDriver::Page(const std::string& name) {
             const QWidget* const modal = QApplication::activeModalWidget();
             return PageIsVisible(name) && (modal == nullptr || modal == FindPage(name));
         },
-        [this, name] { Shoot(name); });
+        [this, name] {
+            pictured_ = name;
+            Shoot(name);
+        });
 }
 
 void RoadDriver::Shot(const std::string& name) {
@@ -93,57 +108,55 @@ void RoadDriver::Shot(const std::string& name) {
 }
 
 void RoadDriver::Click(const std::string& page, const std::string& control) {
-    Add(
-        "a click on " + page + "." + control,
-        [=] { return IsUsable(page, control); },
-        [=] {
-            const auto* const widget = FindControl(page, control);
+    AddOn(
+        page,
+        control,
+        "a click on the control",
+        [] { return true; },
+        [](const QWidget& widget) {
             // Options and boxes are wider than what reacts; their left end always does.
-            ClickAt(*widget, QPoint(std::min(widget->width() / 2, 30), widget->height() / 2));
+            ClickAt(widget, QPoint(std::min(widget.width() / 2, 30), widget.height() / 2));
         });
 }
 
 void RoadDriver::ClickCell(const std::string& page, const std::string& table, int row, int column) {
-    Add(
-        "a click on a cell of " + page + "." + table,
-        [=] { return IsUsable(page, table); },
-        [=] {
-            auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, table));
+    AddOn(
+        page,
+        table,
+        "a click on a cell",
+        [] { return true; },
+        [=](QWidget& widget) {
+            auto& view = dynamic_cast<QAbstractItemView&>(widget);
             const auto index = view.model()->index(row, column);
             view.scrollTo(index);
-            ClickAt(*view.viewport(), CellRect(page, table, index).center());
+            ClickAt(*view.viewport(), view.visualRect(index).center());
         });
 }
 
 void RoadDriver::ClickEntry(const std::string& page,
                             const std::string& list,
-                            const std::string& text) {
-    Add(
-        "a click on the entry " + text + " of " + page + "." + list,
-        [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); },
-        [=] {
-            const auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, list));
-            const QRect cell = CellRect(page, list, EntryNamed(page, list, text));
-            ClickAt(*view.viewport(), cell.center());
-        });
-}
-
-void RoadDriver::TickEntry(const std::string& page,
-                           const std::string& list,
-                           const std::string& text) {
-    Add(
-        "a tick at " + text + " of " + page + "." + list,
-        [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); },
-        [=] {
-            auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, list));
-            const QRect cell = CellRect(page, list, EntryNamed(page, list, text));
+                            const std::string& text,
+                            bool tick) {
+    AddOn(
+        page,
+        list,
+        "a click on the entry " + text,
+        [=] { return EntryNamed(page, list, text).isValid(); },
+        [=](const QWidget& widget) {
+            const auto& view = dynamic_cast<const QAbstractItemView&>(widget);
+            const QRect cell = view.visualRect(EntryNamed(page, list, text));
             const int half = view.style()->pixelMetric(QStyle::PM_IndicatorWidth) / 2 + 3;
-            ClickAt(*view.viewport(), QPoint(cell.left() + half, cell.center().y()));
+            ClickAt(*view.viewport(),
+                    tick ? QPoint(cell.left() + half, cell.center().y()) : cell.center());
         });
 }
 
 void RoadDriver::Type(const std::string& page, const std::string& line, const std::string& text) {
     Click(page, line);
+    Retype(text);
+}
+
+void RoadDriver::Retype(const std::string& text) {
     Keys("ctrl+a");
     TypeText(text);
 }
@@ -155,6 +168,11 @@ void RoadDriver::Keys(const std::string& keys) {
         [keys] {
             XDo({"key", ToQt(keys)});
         });
+}
+
+void RoadDriver::Keys(const std::string& page, const std::string& keys) {
+    Page(page);
+    Keys(keys);
 }
 
 void RoadDriver::TypeText(const std::string& text) {

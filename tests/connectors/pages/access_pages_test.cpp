@@ -3,7 +3,6 @@
 #include "connectors/pages/connector_pages_fixture.h"
 
 #include <filesystem>
-#include <fstream>
 
 namespace vantry::test {
 namespace {
@@ -41,8 +40,7 @@ TEST_F(AccessPagesTest, EveryMethodHasItsString) {
             Control<QRadioButton>(page, ("Option" + std::to_string(i + 1)).c_str())
                 .setChecked(true);
             Press(page, "LOADBUTT");
-            EXPECT_EQ(std::string(page) == "Form2" ? SourceConnStr : TargetConnStr, expected[i])
-                << page;
+            EXPECT_EQ(ConnStr(page), expected[i]) << page;
         }
     }
     EXPECT_GE(dialogs_.boxes.size(), 4u) << "none of these databases is there";
@@ -99,8 +97,7 @@ TEST_F(AccessPagesTest, FormTwoTellsWhatIsWrongAndStays) {
         const std::string boxes = dialogs_.TakeBoxes();
         EXPECT_EQ(boxes.substr(0, std::string_view(first_box).size()), first_box) << file;
         if (!file.empty()) {
-            EXPECT_NE(boxes.find(std::filesystem::path(file).filename()), std::string::npos)
-                << boxes;
+            EXPECT_TRUE(Has(boxes, std::filesystem::path(file).filename().string()));
         }
         EXPECT_EQ(Listed(), "");
         EXPECT_EQ(FindPage("frmWait"), nullptr);
@@ -147,7 +144,7 @@ TEST_F(AccessPagesTest, FormEightProvesTheConnection) {
     Press("Form8", "LOADBUTT");
     const std::string box = dialogs_.TakeBoxes();
     EXPECT_EQ(box.substr(0, 12), "stop|Error|-") << box;
-    EXPECT_NE(box.find("missing.mdb"), std::string::npos);
+    EXPECT_TRUE(Has(box, "missing.mdb"));
 
     Type("Form8", "Mdbfilename", MakeDatabase("there.mdb", {}));
     Press("Form8", "LOADBUTT");
@@ -180,7 +177,7 @@ TEST_F(AccessPagesTest, FormEightCreatesADatabaseAndKeepsOneThatIsThere) {
     dialogs_.choices = {(folder_ / "no folder/x.mdb").string()};
     Press("Form8", "NewMdbButton");
     ASSERT_EQ(dialogs_.boxes.size(), 1u) << "told once";
-    EXPECT_NE(dialogs_.TakeBoxes().find("no folder"), std::string::npos);
+    EXPECT_TRUE(Has(dialogs_.TakeBoxes(), "no folder"));
     ShowPage("Form2");
     Type("Form2", "Mdbfilename", full);
     Press("Form2", "LOADBUTT");
@@ -189,18 +186,12 @@ TEST_F(AccessPagesTest, FormEightCreatesADatabaseAndKeepsOneThatIsThere) {
 
 TEST_F(AccessPagesTest, APasswordIsAskedForAndNeverShown) {
     const std::string file = MakeDatabase("locked.mdb", {"t"});
-    std::fstream bytes(file, std::ios::in | std::ios::out | std::ios::binary);
-    constexpr std::streamoff kPasswordOffset =
-        0x42;  // under a mask that leaves the changes visible
-    const std::u16string password = u"S3cr3t";
+    std::string bytes = folder_.Read("locked.mdb");
+    const std::string password = "S3cr3t";
     for (std::size_t i = 0; i < password.size(); ++i) {
-        const auto place = kPasswordOffset + 2 * static_cast<std::streamoff>(i);
-        bytes.seekg(place);
-        const int there = bytes.get();
-        bytes.seekp(place);
-        bytes.put(static_cast<char>(there ^ static_cast<int>(password[i])));
+        bytes[0x42 + 2 * i] ^= password[i];  // under a mask that leaves the changes visible
     }
-    bytes.close();
+    folder_.Write("locked.mdb", bytes);
     for (const char* page : {"Form2", "Form8"}) {
         ShowPage(page);
         Type(page, "Mdbfilename", file);
@@ -208,8 +199,8 @@ TEST_F(AccessPagesTest, APasswordIsAskedForAndNeverShown) {
             Type(page, "MdbPwd", typed);
             Press(page, "LOADBUTT");
             const std::string box = dialogs_.TakeBoxes();
-            EXPECT_NE(box.find("Not a valid password"), std::string::npos) << box;
-            EXPECT_EQ(box.find("s3cr3t"), std::string::npos);
+            EXPECT_TRUE(Has(box, "Not a valid password"));
+            EXPECT_FALSE(Has(box, "s3cr3t"));
             EXPECT_EQ(VisiblePages(), page);
         }
         Type(page, "MdbPwd", "S3cr3t");

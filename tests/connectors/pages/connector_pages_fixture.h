@@ -7,6 +7,7 @@
 #include "core/session_state.h"
 #include "shell/background_work.h"
 #include "shell/small_windows.h"
+#include "support/has.h"
 #include "support/page_driver.h"
 #include "support/private_odbc.h"
 #include "support/temp_dir.h"
@@ -19,26 +20,15 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
+#include <string_view>
 
 namespace vantry::test {
-
-// The drivers and data sources of this process, empty until a test registers some. There before any
-// test: the driver manager looks for its files once.
-inline std::unique_ptr<PrivateOdbc> registry;
-
-class RegistryEnvironment : public testing::Environment {
-public:
-    void SetUp() override { registry = std::make_unique<PrivateOdbc>(); }
-    void TearDown() override { registry.reset(); }
-};
-inline const auto* const kRegistryEnvironment =
-    testing::AddGlobalTestEnvironment(new RegistryEnvironment);
 
 class ConnectorPagesTest : public ::testing::Test {
 protected:
     ConnectorPagesTest() {
+        Registry();
         InitSharedState(folder_.Path().string());
         RegisterShellPages();
         RegisterWizardPages();
@@ -56,7 +46,23 @@ protected:
         AwaitAllWork();
     }
 
-    static PrivateOdbc& Registry() { return *registry; }
+    // The drivers and data sources of this process, empty until a test registers some.
+    static PrivateOdbc& Registry() { return PrivateOdbc::OfProcess(); }
+    // What the page connects by.
+    static std::string& ConnStr(std::string_view page) {
+        const bool target = page.ends_with("Dest") || page == "Form8" || page == "Form9";
+        return target ? TargetConnStr : SourceConnStr;
+    }
+    // Empty if one box was shown that begins and ends so, has the words and not the secret.
+    std::string NoBox(std::string_view begin,
+                      std::string_view words,
+                      std::string_view end,
+                      std::string_view secret) {
+        const std::string box = dialogs_.TakeBoxes();
+        const bool good = box.starts_with(begin) && box.find(words) != box.npos &&
+                          box.ends_with(end) && box.find(secret) == box.npos;
+        return good ? "" : "no box with " + std::string(words) + " but: " + box;
+    }
     // Entries of a list or a combo box, parted by commas.
     static std::string Entries(const char* page, const char* name) {
         auto& items = Control<QWidget>(page, name);

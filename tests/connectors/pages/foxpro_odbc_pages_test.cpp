@@ -100,7 +100,7 @@ TEST_F(FoxProPagesTest, SourceOfAContainerAndWhatCanBeWrong) {
     EXPECT_EQ(FoxSrcMode + FoxSrcPrefix, "DBC");
     std::string box = dialogs_.TakeBoxes();
     EXPECT_EQ(box.substr(0, 10), "stop|Stop|") << box;
-    EXPECT_NE(box.find("missing.dbc"), std::string::npos) << box;
+    EXPECT_TRUE(Has(box, "missing.dbc"));
     EXPECT_EQ(Status("Form10", "Label6"), "Connection Error #ff0000");
     EXPECT_EQ(FindPage("frmWait"), nullptr);
     Press("Form10", "Option2");

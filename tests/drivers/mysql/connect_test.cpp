@@ -59,9 +59,8 @@ TEST_F(MySqlConnect, FailuresSpeakTheServersWordsAndNeverThePassword) {
     for (const auto& one : cases) {
         const auto error = ErrorOf([&] { ConnectBy(one.text); });
         EXPECT_NE(error.Number(), 0) << one.text;
-        EXPECT_NE(error.Description().find(one.words), std::string::npos)
-            << one.text << "\n  gives: " << error.Description();
-        EXPECT_EQ(error.Description().find("S3cr"), std::string::npos) << error.Description();
+        EXPECT_TRUE(Has(error.Description(), one.words)) << one.text << "\n gives: ";
+        EXPECT_FALSE(Has(error.Description(), "S3cr"));
         EXPECT_EQ(error.Source(), "MySQL");
     }
 }

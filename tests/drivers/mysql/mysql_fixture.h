@@ -4,6 +4,7 @@
 #include "data/driver.h"
 #include "data/value_text.h"
 #include "drivers/mysql/driver.h"
+#include "support/has.h"
 #include "support/private_mariadb.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 #include "drivers/mysql/scripted_server.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
+#include "support/loopback.h"
+
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -10,7 +10,6 @@
 #include <array>
 #include <csignal>
 #include <cstdint>
-#include <stdexcept>
 #include <utility>
 
 namespace vantry::test {
@@ -92,20 +91,11 @@ std::string ResultHead(int columns, unsigned char type) {
 }
 
 ScriptedServer::ScriptedServer(Script script)
-    : script_(std::move(script)),
-      listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
-      wake_(eventfd(0, EFD_CLOEXEC)) {
+    : script_(std::move(script)), wake_(eventfd(0, EFD_CLOEXEC)) {
     std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes to clients that are gone
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener_, generic, size) != 0 || listen(listener_, 4) != 0 ||
-        getsockname(listener_, generic, &size) != 0) {
-        throw std::runtime_error("no port for the scripted server");
-    }
-    port_ = ntohs(address.sin_port);
+    const auto listener = Listen();
+    listener_ = listener.socket;
+    port_ = listener.port;
     worker_ = std::thread([this] { Work(); });
 }
 

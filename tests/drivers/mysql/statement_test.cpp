@@ -121,8 +121,6 @@ TEST_F(MySqlStatementTest, PreparedStatementsTakeTypedValues) {
             "T "}));
     row.pop_back();
     EXPECT_NE(ErrorOf([&] { statement->Execute(row); }).Number(), 0);
-    EXPECT_NE(ErrorOf([&] { connection->Prepare("delete from typed where id=?", {}); }).Number(),
-              0);
     EXPECT_NE(ErrorOf([&] { connection->Prepare("delete form typed", {}); }).Number(), 0);
     EXPECT_EQ(connection->Prepare("delete from typed", {})->Execute({}), 2);
 }
@@ -146,12 +144,6 @@ TEST_F(MySqlStatementTest, LongValuesGoInWholeAndComeBackSo) {
     appender->Append(row);
     const std::vector<Cell> small = {Cell::Int64(2), Cell::Null(), Cell::Text("short")};
     appender->Append(small);
-    // More than the server takes: an error of this row, and the next one goes in.
-    const std::string huge(80 << 20, 'h');
-    const std::vector<Cell> refused = {Cell::Int64(3), Cell::Null(), Cell::Text(huge)};
-    EXPECT_NE(ErrorOf([&] { appender->Append(refused); }).Number(), 0);
-    appender->Append(small);
-
     for (const char* sql :
          {"select b, t from long_values", "select b, t, cast(1 as float) from long_values"}) {
         const auto cursor = connection->OpenCursor(sql);
@@ -160,7 +152,6 @@ TEST_F(MySqlStatementTest, LongValuesGoInWholeAndComeBackSo) {
         EXPECT_TRUE(cursor->Row()[1].AsText() == text);
         EXPECT_TRUE(cursor->Next());
         EXPECT_EQ(Show(cursor->Row()[1]), "T short");
-        EXPECT_TRUE(cursor->Next());
         EXPECT_FALSE(cursor->Next());
     }
 }
@@ -184,8 +175,7 @@ TEST_F(MySqlStatementTest, WhatIsTooLongForTheServerCostsItsStatementAndNotTheCo
         connection->Execute("insert into long_rows (id,t) values (" + std::to_string(id) + ",'" +
                             text + "')");
     };
-    EXPECT_NE(ErrorOf([&] { insert(4, whole); }).Description().find("max_allowed_packet"),
-              std::string::npos);
+    EXPECT_TRUE(Has(ErrorOf([&] { insert(4, whole); }).Description(), "max_allowed_packet"));
     insert(5, half);
     Server().Run("set global max_allowed_packet=67108864");
     EXPECT_EQ(ReadColumn(*Connect(), "select concat(id, ' ', length(t)) from long_rows"),

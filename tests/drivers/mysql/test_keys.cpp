@@ -1,17 +1,14 @@
 #include "drivers/mysql/test_keys.h"
 
 #include <openssl/pem.h>
-#include <openssl/rsa.h>
-#include <openssl/x509v3.h>
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace vantry::test {
 namespace {
-
-constexpr long kLifetimeSeconds = 86'400;
 
 void Require(bool done) {
     if (!done) {
@@ -19,42 +16,28 @@ void Require(bool done) {
     }
 }
 
-template <typename Write>
-void WriteTo(const std::string& path, Write write) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "w"), &std::fclose);
-    Require(file && write(file.get()) == 1);
+void OpenSsl(const std::string& arguments) {
+    Require(std::system(("openssl " + arguments + " 2>/dev/null").c_str()) == 0);
+}
+
+template <typename Read>
+auto ReadFrom(const std::string& path, Read read) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> file(std::fopen(path.c_str(), "r"), &std::fclose);
+    Require(file != nullptr);
+    return read(file.get(), nullptr, nullptr, nullptr);
 }
 
 }  // namespace
 
-TestKeys::TestKeys()
-    : key_(EVP_RSA_gen(2048), &EVP_PKEY_free), certificate_(X509_new(), &X509_free) {
-    X509* certificate = certificate_.get();
-    X509_set_version(certificate, X509_VERSION_3);
-    ASN1_INTEGER_set(X509_get_serialNumber(certificate), 1);
-    X509_gmtime_adj(X509_getm_notBefore(certificate), -kLifetimeSeconds);
-    X509_gmtime_adj(X509_getm_notAfter(certificate), kLifetimeSeconds);
-    X509_set_pubkey(certificate, key_.get());
-    X509_NAME* name = X509_get_subject_name(certificate);
-    const std::string_view common = "127.0.0.1";
-    X509_NAME_add_entry_by_txt(name,
-                               "CN",
-                               MBSTRING_ASC,
-                               reinterpret_cast<const unsigned char*>(common.data()),
-                               static_cast<int>(common.size()),
-                               -1,
-                               0);
-    X509_set_issuer_name(certificate, name);
-    const std::unique_ptr<X509_EXTENSION, void (*)(X509_EXTENSION*)> names(
-        X509V3_EXT_conf_nid(nullptr, nullptr, NID_subject_alt_name, "IP:127.0.0.1"),
-        &X509_EXTENSION_free);
-    X509_add_ext(certificate, names.get(), -1);
-    Require(X509_sign(certificate, key_.get(), EVP_sha256()) != 0);
-    WriteTo(CertificateFile(), [&](FILE* file) { return PEM_write_X509(file, certificate); });
-    WriteTo(PublicKeyFile(), [&](FILE* file) { return PEM_write_PUBKEY(file, key_.get()); });
-    WriteTo(PrivateKeyFile(), [&](FILE* file) {
-        return PEM_write_PrivateKey(file, key_.get(), nullptr, nullptr, 0, nullptr, nullptr);
-    });
+TestKeys::TestKeys() {
+    OpenSsl(
+        "req -x509 -newkey rsa:2048 -nodes -days 1 -subj /CN=127.0.0.1 -addext "
+        "subjectAltName=IP:127.0.0.1 -keyout " +
+        PrivateKeyFile() + " -out " + CertificateFile());
+    OpenSsl("pkey -pubout -in " + PrivateKeyFile() + " -out " + PublicKeyFile());
+    key_.reset(ReadFrom(PrivateKeyFile(), &PEM_read_PrivateKey));
+    certificate_.reset(ReadFrom(CertificateFile(), &PEM_read_X509));
+    Require(key_ && certificate_);
 }
 
 std::string TestKeys::Fingerprint() const {

@@ -29,9 +29,9 @@ public:
     std::unique_ptr<SSL_CTX, void (*)(SSL_CTX*)> ServerContext() const;
 
 private:
-    std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> key_;
-    std::unique_ptr<X509, void (*)(X509*)> certificate_;
     TempDir folder_;
+    std::unique_ptr<EVP_PKEY, void (*)(EVP_PKEY*)> key_{nullptr, &EVP_PKEY_free};
+    std::unique_ptr<X509, void (*)(X509*)> certificate_{nullptr, &X509_free};
 };
 
 }  // namespace vantry::test

@@ -4,7 +4,9 @@
 #include "data/connection_string.h"
 #include "data/value_text.h"
 #include "drivers/odbc/driver.h"
+#include "support/has.h"
 #include "support/private_odbc.h"
+#include "support/shown_columns.h"
 
 #include <gtest/gtest.h>
 
@@ -21,8 +23,24 @@ inline const std::string kMariaDbLibrary = "libmaodbc.so";
 inline const std::string kFreeTdsLibrary = "libtdsodbc.so";
 inline const std::string kPostgreSqlLibrary = "psqlodbcw.so";
 
-// The one registration of this process.
-PrivateOdbc& Registry();
+inline PrivateOdbc& Registry() {
+    return PrivateOdbc::OfProcess();
+}
+
+// Without its library on this machine the tests of a driver are skipped.
+class DriverTest : public testing::Test {
+protected:
+    DriverTest(const std::string& library, const std::string& package)
+        : missing_(PrivateOdbc::Missing(library, package)) {}
+    void SetUp() override {
+        if (!missing_.empty()) {
+            GTEST_SKIP() << missing_;
+        }
+    }
+
+private:
+    std::string missing_;
+};
 
 using ValueRows = std::vector<std::vector<Value>>;
 
@@ -88,22 +106,11 @@ inline std::string Shown(const std::vector<Value>& row) {
     return text;
 }
 
-// "type size", and "p" and "s" before precision and scale where they apply.
-inline std::string Shown(const ColumnInfo& column) {
-    return std::to_string(column.type) + " " + std::to_string(column.defined_size) +
-           (column.precision == kDoesNotApply ? "" : " p" + std::to_string(column.precision)) +
-           (column.scale == kDoesNotApply ? "" : " s" + std::to_string(column.scale));
-}
-// The same of all columns, each behind its name.
-inline std::string Shown(std::span<const ColumnInfo> columns) {
-    std::string text;
-    for (const auto& column : columns) {
-        text.append(text.empty() ? "" : ", ").append(column.name + " " + Shown(column));
-    }
-    return text;
+inline Cell BytesOf(std::string_view text) {
+    return Cell::Bytes(std::as_bytes(std::span(text)));
 }
 
-// The description of the error that `call` raises, or what happened instead.
+// The error that `call` raises; its number is 0 if it raises none.
 template <typename Call>
 DataError ErrorOf(Call call) {
     try {

@@ -10,13 +10,9 @@
 namespace vantry::test {
 namespace {
 
-class SqlServerTest : public testing::Test {
+class SqlServerTest : public DriverTest {
 protected:
-    void SetUp() override {
-        if (const auto missing = PrivateOdbc::Missing(kFreeTdsLibrary, "tdsodbc");
-            !missing.empty()) {
-            GTEST_SKIP() << missing;
-        }
+    SqlServerTest() : DriverTest(kFreeTdsLibrary, "tdsodbc") {
         Registry().Register({PrivateOdbc::Driver("FreeTDS", kFreeTdsLibrary)});
     }
     std::unique_ptr<DriverConnection> Open(const std::string& more = {}) const {
@@ -109,7 +105,7 @@ TEST_F(SqlServerTest, ErrorsAreTheServersOwnAndTheConnectionGoesOn) {
     EXPECT_EQ(prepared.Number(), kErrNoSuchTable) << prepared.Description();
     server_.AddFault({"delete"});
     const auto deadlock = ErrorOf([&] { connection->Execute("delete from t"); });
-    EXPECT_NE(deadlock.Description().find("deadlock"), std::string::npos) << deadlock.Description();
+    EXPECT_TRUE(Has(deadlock.Description(), "deadlock"));
     EXPECT_EQ(deadlock.ArrivedRows(), 0);
     EXPECT_EQ(server_.Rows("select * from t"), "1|Null|Null|Null\n");
 }
@@ -174,19 +170,19 @@ TEST_F(SqlServerTest, ParametersArriveWholeOrAreRefused) {
 TEST_F(SqlServerTest, LongValuesTravelInPiecesBothWays) {
     server_.Run("create table long (id int, a varchar(max), b ntext, c image, d nvarchar(max))");
     const auto text = LongText(300'000);
-    const std::string bytes(200'000, '\xFE');
-    const auto as_bytes = std::as_bytes(std::span(bytes));
+    std::string bytes(2'000'000, '\xFE');
+    bytes[100] = '\0';
     const auto connection = Open();
     const auto appender = connection->OpenAppender("Select [id], [c], [b], [d] FROM [long] ");
-    appender->Append(
-        std::vector{Cell::Int64(1), Cell::Bytes(as_bytes), Cell::Text(text), Cell::Text(text)});
+    // Long texts may come as bytes from the loader.
+    appender->Append(std::vector{Cell::Int64(1), BytesOf(bytes), Cell::Text(text), BytesOf(text)});
     appender->Append(std::vector{Cell::Int64(2), Cell::Null(), Cell::Null(), Cell::Null()});
     const auto rows = Query(*connection, "select id,b,c,d from long order by id");
     ASSERT_EQ(rows.size(), 2U);
     EXPECT_TRUE(rows[0][1].AsCell().AsText() == text);
-    EXPECT_EQ(rows[0][2].AsCell().AsBytes().size(), bytes.size());
+    EXPECT_TRUE(rows[0][2].AsCell().AsText() == bytes);
     EXPECT_TRUE(rows[0][3].AsCell().AsText() == text);
-    EXPECT_TRUE(rows[1][1].IsNull() && rows[1][2].IsNull() && rows[1][3].IsNull());
+    EXPECT_EQ(Shown(rows[1]), "number:2 | null | null | null");
 }
 
 TEST_F(SqlServerTest, AServerThatRefusesBreaksOffOrHangsIsToldAsSuch) {

@@ -18,16 +18,13 @@ TEST(CutToCanonical, LeavesWhatADoubleWouldBeWrittenAs) {
     constexpr std::pair<std::string_view, std::string_view> kCases[] = {
         {"12.50", "12.5"},
         {"-0.00", "0"},
-        {"999999999999999", "999999999999999"},
         {"9999999999999990", ""},
         {"1.00000000000000000000", "1"},
         {"123456789.1234567", ""},
         {"007", ""},
-        {"-01.5", ""},
         {".5", ""},
         {"1e5", ""},
         {"", ""},
-        {"-", ""},
     };
     for (const auto& [given, canonical] : kCases) {
         std::string_view text = given;
@@ -90,10 +87,8 @@ TEST(TypeGuess, WidensOverAllValues) {
         {{" ", ""}, ColumnType::Text},
         {{"1", " ", "2.5"}, ColumnType::Double},
         {{"2.5", "007"}, ColumnType::Text},
-        {{"2.5", "3E7"}, ColumnType::Text},
         {{"1", "$2"}, ColumnType::Currency},
         {{"1", "$2", "2.5"}, ColumnType::Double},
-        {{"2024-01-31", "12:00"}, ColumnType::DateTime},
         {{"2024-01-31", "5"}, ColumnType::Text},
         {{"5", "2.50", "1234567890123456"}, ColumnType::Text},
         {{"short", long_text, "short"}, ColumnType::Memo},

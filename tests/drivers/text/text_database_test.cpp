@@ -138,13 +138,8 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
          {"bare.csv", "fixed.txt", "ansi.csv", "one.csv", "dates.csv", "kana.csv"}) {
         folder.Write(name, "t,n\r\n");
     }
-    struct Attempt {
-        std::string table;
-        Cell text;
-        Cell number;
-        std::string words;  // of the error
-    };
-    const Attempt attempts[] = {
+    // Table, text, number, words of the error.
+    const std::tuple<const char*, Cell, Cell, const char*> attempts[] = {
         {"bare.csv", Cell::Text("a,b"), Cell::Null(), "delimiter"},
         {"bare.csv", Cell::Text("a\nb"), Cell::Null(), "line break"},
         {"bare.csv", Cell::Text("abcdef"), Cell::Null(), "too small"},
@@ -157,16 +152,16 @@ TEST(TextDatabase, InsertRefusesWhatCouldNotBeReadBack) {
         {"dates.csv", Cell::Null(), Cell::Text("1925-06-07"), "year can't be told"},
         {"kana.csv", Cell::Text("a"), Cell::Int64(1), "delimiter"},
     };
-    for (const Attempt& attempt : attempts) {
-        const std::string before = folder.Dir().Read(attempt.table);
-        const auto table = folder.Open(attempt.table);
-        const Cell row[] = {attempt.text, attempt.number};
+    for (const auto& [name, text, number, words] : attempts) {
+        const std::string before = folder.Dir().Read(name);
+        const auto table = folder.Open(name);
+        const Cell row[] = {text, number};
         const std::string error = ErrorOf([&] {
             folder.Database().InsertRow(*table, std::span(row).first(table->Columns().size()));
         });
-        EXPECT_TRUE(Has(error, attempt.words));
-        EXPECT_TRUE(Has(error, attempt.table));
-        EXPECT_EQ(folder.Dir().Read(attempt.table), before);
+        EXPECT_TRUE(Has(error, words));
+        EXPECT_TRUE(Has(error, name));
+        EXPECT_EQ(folder.Dir().Read(name), before);
     }
 }
 
@@ -175,32 +170,30 @@ TEST(TextDatabase, InsertKeepsToTheFileAsItIs) {
     folder.Schema(
         "[a.csv]\nDecimalSymbol=,\nDateTimeFormat=dd.mm.yyyy\nCol1=d DateTime\nCol2=n Double\n"
         "[f.txt]\nFormat=FixedLength\nColNameHeader=False\nCol1=t Text Width 3\nCol2=n Long Width "
-        "4\n"
-        "[one.csv]\nCol1=n Long\n[n.csv]\nNumberDigits=2\nCurrencyDigits=3\n"
+        "4\n[one.csv]\nCol1=n Long\n[n.csv]\nNumberDigits=2\nCurrencyDigits=3\n"
         "NumberLeadingZeros=False\nCol1=a Double\nCol2=b Currency\nCol3=c Long\n");
-    folder.Write("n.csv", "h\r\n");
-    folder.Write("a.csv", "d,n\n01.02.2024,1");  // without a line break at its end
-    folder.Write("f.txt", "abc   1\r\n");
-    folder.Write("one.csv", "n\n");
-    const Cell dated[] = {Cell::FromDateTime({45322, 0}), Cell::Double(2.5)};
-    folder.Database().InsertRow(*folder.Open("a.csv"), dated);
-    EXPECT_EQ(folder.Dir().Read("a.csv"), "d,n\n01.02.2024,1\r\n31.01.2024,\"2,5\"\r\n");
-    EXPECT_EQ(folder.Rows("a.csv")[1], "#2024-01-31 00:00:00#|2.5d");
-    const Cell fixed[] = {Cell::Text("\xC3\xA4"), Cell::Int64(22)};
-    folder.Database().InsertRow(*folder.Open("f.txt"), fixed);
-    EXPECT_EQ(folder.Dir().Read("f.txt"), "abc   1\r\n\xC3\xA4  22  \r\n");
-    folder.Write("empty.csv", "");
-    const auto empty = folder.Open("empty.csv");
-    const Cell words[] = {Cell::Text("x")};
-    folder.Database().InsertRow(*empty, words);
-    EXPECT_EQ(TextFolder::Rows(*empty), Lines{"'x'"});
-    EXPECT_EQ(folder.Rows("empty.csv"), Lines{"'x'"});
-    const Cell numbers[] = {Cell::Double(-0.127), Cell::Double(0.5), Cell::Int64(7)};
-    folder.Database().InsertRow(*folder.Open("n.csv"), numbers);
-    EXPECT_EQ(folder.Dir().Read("n.csv"), "h\r\n-.13,.500,7\r\n");
-    const Cell nothing[] = {Cell::Null()};
-    folder.Database().InsertRow(*folder.Open("one.csv"), nothing);
-    EXPECT_EQ(folder.Rows("one.csv"), Lines{"<null>"});
+    // File, what is in it, the row that comes in, what is behind it then, the row as it is read.
+    const std::tuple<const char*, const char*, std::vector<Cell>, const char*, const char*>
+        cases[] = {
+            {"a.csv",
+             "d,n\n01.02.2024,1",  // without a line break at its end
+             {Cell::FromDateTime({45322, 0}), Cell::Double(2.5)},
+             "\r\n31.01.2024,\"2,5\"\r\n",
+             "#2024-01-31 00:00:00#|2.5d"},
+            {"f.txt", "abc   1\r\n", {Cell::Text("ä"), Cell::Int64(22)}, "ä  22  \r\n", "'ä'|22"},
+            {"n.csv",
+             "h\r\n",
+             {Cell::Double(-0.127), Cell::Double(0.5), Cell::Int64(7)},
+             "-.13,.500,7\r\n",
+             "-0.13d|0.5m|7"},
+            {"one.csv", "n\n", {Cell::Null()}, "\"\"\r\n", "<null>"},
+            {"empty.csv", "", {Cell::Text("x")}, "\"F1\"\r\n\"x\"\r\n", "'x'"}};
+    for (const auto& [name, former, row, added, read] : cases) {
+        folder.Write(name, former);
+        folder.Database().InsertRow(*folder.Open(name), row);
+        EXPECT_EQ(folder.Dir().Read(name), std::string(former) + added);
+        EXPECT_EQ(folder.Rows(name).back(), read) << name;
+    }
 }
 
 TEST(TextDatabase, ScanSeesTheRowsThatWereThereWhenItBegan) {
@@ -222,39 +215,37 @@ TEST(TextDatabase, ScanSeesTheRowsThatWereThereWhenItBegan) {
     EXPECT_EQ(table->CountRows(), 200);
 }
 
-// Fails, or cuts short, the n-th write.
-class WriteFault : public file::FaultPlan {
+// Room for three bytes, and then for none.
+class ThreeBytesLeft : public file::FaultPlan {
 public:
-    explicit WriteFault(bool cut) : cut_(cut) {}
     file::Verdict Before(const file::Call& call) override {
         if (call.operation != file::Operation::Write) {
             return {};
         }
-        return std::exchange(cut_, false) ? file::Verdict{.limit = 3}
-                                          : file::Verdict{.error = ENOSPC};
+        return std::exchange(room_, false) ? file::Verdict{.limit = 3}
+                                           : file::Verdict{.error = ENOSPC};
     }
 
 private:
-    bool cut_;
+    bool room_ = true;
 };
 
 TEST(TextDatabase, FullDiskLeavesNoHalfLineAndNoHalfTable) {
-    for (const bool cut : {false, true}) {
-        TextFolder folder;
-        folder.Write("a.csv", "n,t\r\n1,\"x\"\r\n");
-        const auto table = folder.Open("a.csv");
-        const Cell row[] = {Cell::Int64(2), Cell::Text("yyyyyyyy")};
-        {
-            WriteFault fault(cut);
-            const vantry::test::InstalledPlan installed(fault);
-            EXPECT_THROW(folder.Database().InsertRow(*table, row), DataError);
-            EXPECT_THROW(Create(folder, "new.csv", {Column("a", "LONG")}), DataError);
-        }
-        EXPECT_EQ(folder.Dir().Read("a.csv"), "n,t\r\n1,\"x\"\r\n");
-        EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "new.csv"));
-        folder.Database().InsertRow(*table, row);
-        EXPECT_EQ(table->CountRows(), 2);
+    TextFolder folder;
+    folder.Write("a.csv", "n,t\r\n1,\"x\"\r\n");
+    const auto table = folder.Open("a.csv");
+    const Cell row[] = {Cell::Int64(2), Cell::Text("yyyyyyyy")};
+    for (const bool into_table : {true, false}) {
+        ThreeBytesLeft fault;
+        const vantry::test::InstalledPlan installed(fault);
+        EXPECT_THROW(into_table ? folder.Database().InsertRow(*table, row)
+                                : void(Create(folder, "new.csv", {Column("a", "LONG")})),
+                     DataError);
     }
+    EXPECT_EQ(folder.Dir().Read("a.csv"), "n,t\r\n1,\"x\"\r\n");
+    EXPECT_FALSE(std::filesystem::exists(folder.Dir() / "new.csv"));
+    folder.Database().InsertRow(*table, row);
+    EXPECT_EQ(table->CountRows(), 2);
 }
 
 TEST(TextDatabase, TablesAreCreatedAndDroppedAsFiles) {

@@ -80,13 +80,9 @@ TEST_F(ManagerTest, RunStartsTheRunnerInTheProgramsFolder) {
     Press("Form15", "RunButt");
     EXPECT_EQ(dialogs_.boxes.back().text, "Unable to Run Session");
     EXPECT_EQ(dialogs_.boxes.back().title, "Run");
-    folder_.Write(
-        "VYRun",
-        "#!/bin/sh\nprintf '%s|' \"$@\" \"$PWD\" >started.part\nmv started.part started\n");
-    std::filesystem::permissions(folder_ / "VYRun", std::filesystem::perms::owner_all);
+    MakeProgram("VYRun", "printf '%s|' \"$@\" \"$PWD\"");
     Press("Form15", "RunButt");
-    ASSERT_TRUE(Until([&] { return std::filesystem::exists(folder_ / "started"); }));
-    EXPECT_EQ(folder_.Read("started"), "1|ShowOutput|" + Folder() + "|");
+    EXPECT_EQ(SaidByProgram(), "1|ShowOutput|" + Folder() + "|");
 }
 
 TEST_F(ManagerTest, DeletingTakesTheSelectedOneOrAll) {

@@ -18,6 +18,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace vantry::test {
 
 class ManagerTest : public ::testing::Test {
@@ -66,6 +68,16 @@ protected:
     }
     static void Select(int row) {
         Control<QTableWidget>("Form15", "SesDBGrid").setCurrentCell(row, 0);
+    }
+    // A stand-in for a program of that name, which writes down what the command prints.
+    void MakeProgram(const std::string& name, const std::string& command) const {
+        folder_.Write(name, "#!/bin/sh\n" + command + " >said.part\nmv said.part said\n");
+        std::filesystem::permissions(folder_ / name, std::filesystem::perms::owner_all);
+    }
+    // What it wrote; empty if it doesn't start.
+    std::string SaidByProgram() const {
+        Until([&] { return std::filesystem::exists(folder_ / "said"); });
+        return folder_.Read("said");
     }
     // The repository as another program has it open, until the object goes.
     class Held {

@@ -1,6 +1,7 @@
 // Editing a saved session: what its record becomes on the controls, and what goes back.
 
 #include "repository/pages/manager_fixture.h"
+#include "support/has.h"
 
 #include <QCheckBox>
 
@@ -97,7 +98,7 @@ TEST_F(SesEditTest, AChangeGoesFromKindToKindAndTheListKeepsTheFormerName) {
         << "the list is read when the page is loaded anew, or somebody else has changed something";
     UnloadPage("Form15");
     ShowPage("Form15");
-    EXPECT_NE(Grid().find("other"), std::string::npos);
+    EXPECT_TRUE(Has(Grid(), "other"));
 }
 
 TEST_F(SesEditTest, WhatMakesNoStatementStaysAndSaysWhy) {
