@@ -231,6 +231,10 @@ TEST_F(MySqlRoute, RowsWhoseAnswerIsLostMayHaveArrived) {
     FromCsvToOrders(Orders(1000), TextByPort(relay.Port()));
     view.hook_at_event = 150;
     view.hook = [&] {
+        // The first batch has gone out, and its answer isn't read before the second one goes.
+        while (RowsIn("orders") < 100) {
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
         relay.Spoil([](std::string& piece) {
             piece.clear();
             return false;
