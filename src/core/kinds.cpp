@@ -111,6 +111,7 @@ constexpr Kind kKinds[] = {
          .sizes = {.width = kAccessWidth, .widest = 255},
          .words = kAccessWords,
          .binds_booleans = true,
+         .date_unit = DateUnit::Milliseconds,
          .one_file = true,
          .trims_foxpro_types = true,
          .type_choices = kAccessChoices}},
@@ -136,6 +137,7 @@ constexpr Kind kKinds[] = {
          .long_text_width = 255,
          .most_digits = 20,
          .wide_text_by_recordset = true,
+         .date_unit = DateUnit::Milliseconds,
          .name_rules = NameRules::FoxPro,
          .type_choices = kFoxProChoices}},
 
@@ -185,6 +187,7 @@ constexpr Kind kKinds[] = {
          .column_lead = " ",
          .sizes = {.width = kMSSQLWidth},
          .source_cursor = adOpenForwardOnly,
+         .date_unit = DateUnit::ThreeHundredths,
          .type_choices = kMSSQLChoices,
          .page_after_failed_probe = false}},
 
@@ -210,6 +213,7 @@ constexpr Kind kKinds[] = {
      .target = {
          .page = "Form12c",
          .loader = Loader::Files,
+         .date_unit = DateUnit::Exact,
          .type_choices = kTextChoices,
          .page_before_mapping = false,
          .page_after_failed_probe = false}},

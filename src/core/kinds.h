@@ -152,6 +152,10 @@ struct SizeRules {
         {};  // a neutral type that has no size between two of a kind
 };
 
+// The fraction of a second that a target's dates keep; the rest is cut off or, at SQL Server,
+// rounded.
+enum class DateUnit : std::uint8_t { Exact, Milliseconds, ThreeHundredths, Seconds };
+
 struct TargetKind {
     std::string_view page = {};  // empty: the kind is no target
     Loader loader = Loader::Rows;
@@ -190,6 +194,7 @@ struct TargetKind {
     bool binds_booleans = false;        // those of sources with binary_booleans
     int most_digits = 0;                // of a number; the point is one of them; 0: no limit
     bool wide_text_by_recordset = false;
+    DateUnit date_unit = DateUnit::Seconds;
     bool one_file = false;  // has all tables: what happens to it happens to each of them
     std::string_view default_port = {};
 

@@ -58,6 +58,9 @@ void RowLedger::KeptDone(std::size_t rows) {
 }
 
 void RowLedger::KeptStored(std::int64_t rows) {
+    for (std::int64_t k = 0; sums_ != nullptr && k < rows; ++k) {
+        sums_->Add(kept_.Row(kept_done_ + static_cast<std::size_t>(k)));
+    }
     KeptDone(static_cast<std::size_t>(rows));
 }
 
@@ -216,6 +219,9 @@ void RowLedger::Finish() {
     if (!lost_.empty()) {
         TellLost();
     }
+    if (sums_ != nullptr) {
+        sums_->left_out = out_;
+    }
     if (CurrentRejects != nullptr) {
         CurrentRejects->Flush();
     }
@@ -246,6 +252,9 @@ void RowLedger::TellLostRow(std::int64_t row, std::span<const Cell> cells) {
         return;
     }
     ++report_.RowsRejected;
+    if (sums_ != nullptr) {
+        sums_->TakeAway(cells);
+    }
     if (CurrentRejects != nullptr) {
         CurrentRejects->Add({source_.Name, row, RejectState::TakenBack, lost_words_}, cells);
     }

@@ -15,6 +15,7 @@
 
 #include "core/session_state.h"
 #include "data/row_copies.h"
+#include "engine/content_sum.h"
 #include "engine/reject_file.h"
 #include "engine/run_report.h"
 
@@ -29,7 +30,9 @@ namespace vantry {
 
 class RowLedger {
 public:
-    RowLedger(const TableRec& source, TableReport& report) : source_(source), report_(report) {}
+    // Rows that are in the target go into CurrentSums, too, if there is one by now.
+    RowLedger(const TableRec& source, TableReport& report)
+        : source_(source), report_(report), sums_(CurrentSums) {}
     RowLedger(const RowLedger&) = delete;
     RowLedger& operator=(const RowLedger&) = delete;
 
@@ -58,6 +61,9 @@ public:
         stored_ += rows;
         if (kept_.IsEmpty()) {
             open_ = false;
+            if (sums_ != nullptr) {
+                sums_->Add(SrcRS->Row());
+            }
         } else {
             KeptStored(rows);
         }
@@ -91,6 +97,7 @@ private:
 
     const TableRec& source_;
     TableReport& report_;
+    ContentSums* sums_;
     std::int64_t row_ = 0;  // on which the source stands; the report's count may be an earlier one
     std::int64_t stored_ = 0;
     bool open_ = false;

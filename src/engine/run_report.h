@@ -25,6 +25,18 @@ enum class TableOutcome : std::uint8_t {
 };
 const char* OutcomeName(TableOutcome outcome);  // "not reached", "not prepared", ...
 
+// What the comparison of a table's content found (engine/verification).
+struct Verification {
+    enum class Result : std::uint8_t { NotAsked, Same, Differs, NotDone };
+    Result result = Result::NotAsked;
+    std::int64_t target_before = 0;  // rows of the target
+    std::int64_t target_after = 0;
+    std::vector<std::string> columns;       // of the target, whose content differs
+    std::optional<std::int64_t> rows;       // that differ, where both sides keep their order
+    std::optional<std::int64_t> first_row;  // of them, counted among those that were loaded
+    std::string why_not;
+};
+
 struct TableReport {
     std::string Source;
     std::string Target;
@@ -42,6 +54,7 @@ struct TableReport {
     double Seconds = 0;
     double WaitedSeconds = 0;  // of them, for a target file that another program held
     TableOutcome Outcome = TableOutcome::NotReached;
+    Verification Verified;
     std::int64_t LogLine = 0;  // the last line of the log when the table began
 
     std::int64_t RowsFailed() const { return RowsRead - RowsLoaded - RowsUnknown; }

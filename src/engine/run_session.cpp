@@ -14,6 +14,7 @@
 #include "engine/table_load.h"
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
+#include "engine/verification.h"
 
 #include <chrono>
 
@@ -70,6 +71,7 @@ void WalkTables() {
             // A table that couldn't be prepared is left out, and the next one is taken.
         } else if (Prepare(i)) {
             NoteCreation(i);
+            TableVerification verification(i);
             load_result =
                 ThisTarget().loader == Loader::Batches ? LoadRowsMySQL(i) : LoadRowsGeneric(i);
             TableEndTime = OnTheClockOf(table_start, ReadClock());
@@ -78,6 +80,7 @@ void WalkTables() {
                 AppendLog(unknown);
             }
             CurrentRunView->Repaint();
+            verification.Finish();
         } else if (ReportOf(i).Errors == 0) {
             ReportOf(i).Errors = 1;  // the failed preparation is in the log alone
         }

@@ -8,6 +8,8 @@
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
 
+#include <algorithm>
+
 namespace vantry {
 namespace {
 
@@ -42,7 +44,7 @@ void AddPreparation(TableStatements& table, i16 i) {
 
 }  // namespace
 
-RowWay RowWayOf(i16 i) {
+std::vector<int> SourceTypesOf(i16 i) {
     TableRec source = SrcTables.at(static_cast<std::size_t>(i));
     source.WhereCond.clear();  // the types are those of any row
     const auto statements =
@@ -52,12 +54,16 @@ RowWay RowWayOf(i16 i) {
                SourceConnStr,
                adOpenForwardOnly,
                adLockReadOnly);
+    std::vector<int> types;
     for (std::int32_t k = 0; k < probe.Fields().Count(); ++k) {
-        if (IsLongField(probe.Fields()[k].Type())) {
-            return RowWay::AddRows;
-        }
+        types.push_back(probe.Fields()[k].Type());
     }
-    return RowWay::Insert;
+    return types;
+}
+
+RowWay RowWayOf(i16 i) {
+    const auto types = SourceTypesOf(i);
+    return std::any_of(types.begin(), types.end(), IsLongField) ? RowWay::AddRows : RowWay::Insert;
 }
 
 TableStatements StatementsOf(i16 i, RowWay way) {

@@ -43,6 +43,9 @@ enum class RowWay : std::uint8_t {
 // Asks the source for the types of the table's columns, without reading a row. Throws DataError.
 RowWay RowWayOf(i16 i);
 
+// The types of the source's mapped columns, of which it is asked in the same way.
+std::vector<int> SourceTypesOf(i16 i);
+
 TableStatements StatementsOf(i16 i, RowWay way = RowWay::Unknown);
 
 // "drop", "delete", "create", "count", "select", "insert", "add rows", "file".

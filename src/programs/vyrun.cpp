@@ -5,6 +5,7 @@
 
 #include "core/folders.h"
 #include "core/session_state.h"
+#include "core/settings.h"
 #include "data/answer_watch.h"
 #include "data/message_text.h"
 #include "programs/console_view.h"
@@ -75,6 +76,11 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         std::fprintf(stderr, "VYRun: %s\n", WithoutControls(line).c_str());
     };
     InitSharedState(surroundings.application_folder);
+    for (const auto& fault : TakeSettingsFaults()) {
+        surroundings.tell(fault);
+        TellInRunnerLog(surroundings.application_folder, fault);
+    }
+    CurrentSettings.VerifyRuns |= arguments.verify;
     if (arguments.show_output && NamesDisplay()) {
         DisplayTrial trial(argc, argv);
         // A scheduler's session may name a display that has gone: the run goes on without a window.
@@ -99,7 +105,9 @@ int main(int argc, char** argv) {
     CatchCancel();
     const auto arguments = ParseRunnerArguments(argc, argv);
     if (!arguments) {
-        const std::string usage = "usage: VYRun SESSIONID [ShowOutput | --check]";
+        const std::string usage =
+            "usage: VYRun SESSIONID [ShowOutput] [--verify]\n"
+            "       VYRun SESSIONID --check | --dry-run";
         std::fprintf(stderr, "%s\n", usage.c_str());
         TellInRunnerLog(ApplicationFolder(), "Wrong arguments; " + usage);
         return kRunUsage;

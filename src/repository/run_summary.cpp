@@ -5,6 +5,7 @@
 #include "repository/run_summary.h"
 
 #include "data/value_text.h"
+#include "engine/verification.h"
 #include "files/file.h"
 
 #include <unistd.h>
@@ -28,6 +29,26 @@ std::string JsonMoment(const DateTime& moment) {
     return text;
 }
 
+Json JsonVerification(const Verification& found) {
+    Json json = {{"result", ResultName(found.result)}};
+    if (found.result == Verification::Result::NotDone) {
+        json["why"] = found.why_not;
+        return json;
+    }
+    json["targetRowsBefore"] = found.target_before;
+    json["targetRowsAfter"] = found.target_after;
+    if (found.result == Verification::Result::Differs) {
+        json["columns"] = found.columns;
+        if (found.rows) {
+            json["rows"] = *found.rows;
+        }
+        if (found.first_row) {
+            json["firstRow"] = *found.first_row;
+        }
+    }
+    return json;
+}
+
 Json JsonTable(const TableReport& table) {
     Json json = {{"source", table.Source},
                  {"target", table.Target},
@@ -45,6 +66,9 @@ Json JsonTable(const TableReport& table) {
     }
     if (const auto row = table.FirstRowNotReached()) {
         json["firstRowNotReached"] = *row;
+    }
+    if (table.Verified.result != Verification::Result::NotAsked) {
+        json["verification"] = JsonVerification(table.Verified);
     }
     return json;
 }

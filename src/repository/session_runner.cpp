@@ -16,6 +16,7 @@
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
+#include "engine/verification.h"
 #include "repository/log_companions.h"
 #include "repository/polled_run.h"
 #include "repository/program_lock.h"
@@ -87,6 +88,7 @@ private:
     void RunPolled();
     void SaveRecord();
     RunnerExit CodeOfTables() const;
+    void TellVerification() const;
     void EndRejects();
     RunnerExit Refuse(const NotStarted& why);
     bool Summarize(RunnerExit code);
@@ -200,6 +202,7 @@ RunnerExit SavedRun::Run() {
         Prepare();
         RunLoads();
         code = CodeOfTables();
+        TellVerification();
     } catch (const NotStarted& why) {
         return Refuse(why);
     } catch (const std::exception& error) {
@@ -359,9 +362,18 @@ RunnerExit SavedRun::CodeOfTables() const {
     }
     if (faults_ > 0 ||
         any([](const auto& table) { return table.Errors > 0 || table.RowsFailed() != 0; })) {
-        return kRunWithErrors;
+        return AnyContentDiffers(summary_.Tables) ? kRunDiffers : kRunWithErrors;
     }
-    return kRunWhole;
+    return AnyContentDiffers(summary_.Tables) ? kRunDiffers : kRunWhole;
+}
+
+// The log has no line for it: its words are those of old logs.
+void SavedRun::TellVerification() const {
+    for (const auto& table : summary_.Tables) {
+        if (const auto text = VerificationText(table); !text.empty()) {
+            Tell(text);
+        }
+    }
 }
 
 RunnerExit SavedRun::Refuse(const NotStarted& why) {
@@ -415,7 +427,7 @@ bool SavedRun::Summarize(RunnerExit code) {
 }  // namespace
 
 std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const* arguments) {
-    if (count < 2 || count > 3) {
+    if (count < 2) {
         return std::nullopt;
     }
     const std::string_view id = arguments[1];
@@ -425,12 +437,18 @@ std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const
     }
     RunnerArguments parsed;
     parsed.session_id = static_cast<i32>(ParseInt64(id).value_or(0));
-    parsed.check = count == 3 && arguments[2] == std::string_view("--check");
-    parsed.show_output = count == 3 && !parsed.check;
-    if (parsed.show_output && !EqualsNoCase(arguments[2], "ShowOutput")) {
-        return std::nullopt;
+    for (int k = 2; k < count; ++k) {
+        const std::string_view word = arguments[k];
+        bool& given = EqualsNoCase(word, "ShowOutput") ? parsed.show_output
+                      : word == "--check"              ? parsed.check
+                      : word == "--dry-run"            ? parsed.dry_run
+                                                       : parsed.verify;
+        if (std::exchange(given, true) || (&given == &parsed.verify && word != "--verify")) {
+            return std::nullopt;
+        }
     }
-    return parsed;
+    return parsed.dry_run && (parsed.show_output || parsed.verify) ? std::nullopt
+                                                                   : std::optional(parsed);
 }
 
 RunnerExit RunSavedSession(i32 session_id, const RunnerSurroundings& surroundings) {

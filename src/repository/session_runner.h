@@ -17,6 +17,7 @@ enum RunnerExit : int {
     kRunWithErrors = 1,  // finished, with error lines
     kRunTableLost = 2,   // a table was given up or couldn't be prepared
     kRunNotStarted = 3,  // couldn't connect or start
+    kRunDiffers = 4,     // loaded, and a verification found the content to differ
     kRunCancelled = 5,
     kRunRefused = 6,  // no such session, or it is running already
     kCheckFound = 7,  // of --check: values will be changed or refused
@@ -26,9 +27,13 @@ enum RunnerExit : int {
 struct RunnerArguments {
     i32 session_id = 0;
     bool show_output = false;
-    bool check = false;  // no run: repository/session_check
+    bool verify = false;
+    // No run, so each stands alone: repository/session_check, a list of statements.
+    bool check = false;
+    bool dry_run = false;
 };
-// "<SessionID> [ShowOutput | --check]"; nothing if the arguments are others.
+// "<SessionID> [ShowOutput] [--verify]" in any order behind the number, or "<SessionID> --check" or
+// "--dry-run"; nothing if the arguments are others.
 std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const* arguments);
 
 struct RunnerSurroundings {

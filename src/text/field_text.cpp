@@ -327,6 +327,11 @@ LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style) {
     return column;
 }
 
+std::size_t WrittenWidth(const LineColumn& column) {
+    constexpr std::size_t kBooleanWidth = 5;
+    return column.write == WriteBoolean ? kBooleanWidth : column.width;
+}
+
 std::string FixedHeading(const ColMapRec& row) {
     const std::string type = UpperCased(row.DDtype);
     const auto is_one_of = [&](std::initializer_list<std::string_view> names) {

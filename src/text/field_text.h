@@ -50,6 +50,9 @@ struct LineColumn {
 LineColumn DelimitedColumn(Field& field, FieldClass field_class, LineStyle& style);
 LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style);
 
+// So many characters a column of fixed width takes in a line.
+std::size_t WrittenWidth(const LineColumn& column);
+
 // A column's place in a heading line of fixed width.
 std::string FixedHeading(const ColMapRec& row);
 

@@ -12,8 +12,10 @@
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/table_load.h"
+#include "engine/verification.h"
 #include "text/field_text.h"
 #include "text/line_file.h"
+#include "text/text_read_back.h"
 #include "text_format/file_names.h"
 
 #include <algorithm>
@@ -286,8 +288,13 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
     const auto start = std::chrono::steady_clock::now();
     const int errors_before = scope_.ErrorCount;
     report_->Outcome = TableOutcome::GivenUp;
-    ledger_.emplace(source, *report_);
     in_place_ = true;
+    const auto index = static_cast<i16>(&source - SrcTables.data());
+    const auto open = [&] {
+        return ReadTextBack(target.Name, columns_, delimited_, TextDestHeader != kFalse);
+    };
+    TableVerification verification(index, open, false);
+    ledger_.emplace(source, *report_);
     const auto note = [&] {
         report_->Errors = scope_.ErrorCount - errors_before;
         report_->FormulaTexts = std::exchange(style_.formulas, 0);
@@ -304,6 +311,9 @@ void TextRun::WriteTableReported(const TableRec& source, const TableRec& target)
     ledger_->Finish();
     if (report_->Outcome == TableOutcome::GivenUp && in_place_) {
         report_->Outcome = CancelRequested() ? TableOutcome::Cancelled : TableOutcome::Loaded;
+    }
+    if (report_->Outcome == TableOutcome::Loaded) {
+        verification.Finish();
     }
 }
 

@@ -1,0 +1,406 @@
+// A value's form is found by its column's, then by its own kind, with the usual kinds first: this
+// runs once a field. Easy to get wrong: numbers. The same number comes as an integer, a decimal, a
+// double or digits, and must give the same 64 bits, so all that a double holds goes through the
+// double's bits; what it doesn't hold is kept apart by its digits.
+
+#include "engine/content_sum.h"
+
+#include "core/kinds.h"
+#include "data/ado_types.h"
+#include "data/ascii.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+namespace vantry {
+
+ContentSums* CurrentSums = nullptr;
+
+namespace {
+
+constexpr std::uint64_t kNullHash = 0x6E756C6C6E756C6CULL;
+constexpr std::uint64_t kUnreadableHash = 0x6E6F6E656E6F6E65ULL;
+constexpr std::uint64_t kOdd = 0xD6E8FEB86659FD93ULL;
+
+std::uint64_t Mixed(std::uint64_t x) {
+    x ^= x >> 32U;
+    x *= kOdd;
+    x ^= x >> 32U;
+    x *= kOdd;
+    return x ^ (x >> 32U);
+}
+
+std::uint64_t HashOfText(std::string_view text) {
+    std::uint64_t hash = text.size() * kOdd;
+    const char* at = text.data();
+    std::size_t left = text.size();
+    std::uint64_t word = 0;
+    for (; left >= sizeof word; at += sizeof word, left -= sizeof word) {
+        std::memcpy(&word, at, sizeof word);
+        hash = (hash ^ word) * kOdd;
+        hash ^= hash >> 29U;
+    }
+    word = 0;
+    if (left > 0) {
+        std::memcpy(&word, at, left);
+    }
+    return Mixed(hash ^ word);
+}
+
+// ---- Numbers
+
+constexpr auto kPowers = [] {
+    std::array<double, 23> powers{};
+    double power = 1;
+    for (auto& place : powers) {
+        place = power;
+        power *= 10;
+    }
+    return powers;
+}();
+constexpr std::int64_t kMostExact = std::int64_t{1} << 53;
+
+std::uint64_t HashOfDouble(double number) {
+    number += 0.0;  // -0 is 0
+    std::uint64_t bits = 0;
+    std::memcpy(&bits, &number, sizeof bits);
+    return Mixed(bits ^ 0x5555'5555'0000'0000ULL);
+}
+
+// Significant digits and the place of the point before them.
+struct Digits {
+    std::string digits;
+    int exponent = 0;
+    friend bool operator==(const Digits&, const Digits&) = default;
+};
+
+Digits DigitsOf(const Decimal& number) {
+    auto rest = static_cast<UInt128>(number.unscaled < 0 ? -number.unscaled : number.unscaled);
+    Digits result;
+    for (; rest != 0; rest /= 10) {
+        result.digits += static_cast<char>('0' + static_cast<int>(rest % 10));
+    }
+    std::reverse(result.digits.begin(), result.digits.end());
+    result.exponent = static_cast<int>(result.digits.size()) - number.scale;
+    result.digits.erase(result.digits.find_last_not_of('0') + 1);
+    return result;
+}
+
+// As it is written with so many digits.
+Digits DigitsOf(double number, int digits) {
+    std::array<char, 48> text{};
+    const auto end = std::to_chars(text.data(),
+                                   text.data() + text.size(),
+                                   std::abs(number),
+                                   std::chars_format::scientific,
+                                   digits - 1)
+                         .ptr;
+    const std::string_view all(text.data(), static_cast<std::size_t>(end - text.data()));
+    const auto e = all.find('e');
+    Digits result;
+    for (const char c : all.substr(0, e)) {
+        if (c != '.') {
+            result.digits += c;
+        }
+    }
+    result.digits.erase(result.digits.find_last_not_of('0') + 1);
+    const char* from = all.data() + e + (all[e + 1] == '+' ? 2 : 1);
+    std::from_chars(from, end, result.exponent);
+    ++result.exponent;
+    return result;
+}
+
+[[gnu::noinline]] std::uint64_t HashOfWide(const Decimal& number) {
+    const auto nearest = ToDouble(Cell::FromDecimal(number));
+    if (nearest) {
+        const bool whole = number.scale == 0 && std::abs(*nearest) < 1e38 &&
+                           static_cast<Int128>(*nearest) == number.unscaled;
+        const auto own = DigitsOf(number);
+        bool held = whole || own.digits.size() <= 15;
+        for (int digits = 16; !held && digits <= 17; ++digits) {
+            held = DigitsOf(*nearest, digits) == own;
+        }
+        if (held) {
+            return HashOfDouble(*nearest);
+        }
+    }
+    const Decimal plain = WithoutTrailingZeros(number);
+    const auto bits = static_cast<UInt128>(plain.unscaled);
+    return Mixed(Mixed(static_cast<std::uint64_t>(bits)) ^ static_cast<std::uint64_t>(bits >> 64) ^
+                 (std::uint64_t{plain.scale} << 56U));
+}
+
+std::uint64_t HashOfDecimal(const Decimal& number) {
+    if (number.unscaled >= -kMostExact && number.unscaled <= kMostExact &&
+        number.scale < kPowers.size()) {
+        return HashOfDouble(static_cast<double>(static_cast<std::int64_t>(number.unscaled)) /
+                            kPowers[number.scale]);
+    }
+    return HashOfWide(number);
+}
+
+std::uint64_t HashOfInteger(std::int64_t number) {
+    if (number >= -kMostExact && number <= kMostExact) {
+        return HashOfDouble(static_cast<double>(number));
+    }
+    return HashOfWide({number, 0});
+}
+
+// The double nearest to what the Single is written as.
+double WrittenAs(float number) {
+    if (number == std::trunc(number) && std::abs(number) < 1e6F) {
+        return number;
+    }
+    std::array<char, 48> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    double written = number;
+    std::from_chars(text.data(), end, written);
+    return written;
+}
+
+// Most often up to 15 digits and a point.
+std::uint64_t HashOfDigits(std::string_view text) {
+    std::int64_t unscaled = 0;
+    std::size_t scale = 0;
+    bool point = false;
+    const bool negative = text.starts_with('-');
+    const auto digits = text.substr(negative ? 1 : 0);
+    if (digits.empty() || digits.size() > 16) {
+        const auto number = ParseDecimal(text);
+        return number ? HashOfDecimal(*number) : HashOfText(text);
+    }
+    for (const char c : digits) {
+        if (c == '.' && !point) {
+            point = true;
+        } else if (IsDigit(c)) {
+            unscaled = unscaled * 10 + DigitOf(c);
+            scale += point ? 1 : 0;
+        } else {
+            const auto number = ParseDouble(text);
+            return number ? HashOfDouble(*number) : HashOfText(text);
+        }
+    }
+    return HashOfDecimal({negative ? -unscaled : unscaled, static_cast<std::uint8_t>(scale)});
+}
+
+std::uint64_t HashOfNumber(const Cell& value) {
+    switch (value.Kind()) {
+        case ValueKind::NumberText:
+            return HashOfDigits(value.AsText());
+        case ValueKind::Int64:
+            return HashOfInteger(value.AsInt64());
+        case ValueKind::Double:
+            return HashOfDouble(value.AsDouble());
+        case ValueKind::Decimal:
+            return HashOfDecimal(value.AsDecimal());
+        case ValueKind::Single:
+            return HashOfDouble(WrittenAs(value.AsSingle()));
+        case ValueKind::Boolean:
+            return HashOfDouble(value.AsBoolean() ? -1 : 0);
+        case ValueKind::Text:
+            return HashOfDigits(Trimmed(value.AsText()));
+        default:
+            if (const auto number = ToDecimal(value)) {
+                return HashOfDecimal(*number);
+            }
+            return HashOfText(ToText(value));
+    }
+}
+
+std::uint64_t HashOfSingle(const Cell& value) {
+    if (value.Kind() == ValueKind::Single) {
+        return HashOfDouble(WrittenAs(value.AsSingle()));
+    }
+    const auto number = ToDouble(value);
+    return number ? HashOfDouble(WrittenAs(static_cast<float>(*number)))
+                  : HashOfText(ToText(value));
+}
+
+// ---- The others
+
+std::uint64_t HashOfTruth(const Cell& value) {
+    std::optional<bool> truth;
+    if (value.Kind() == ValueKind::Text || value.Kind() == ValueKind::Bytes) {
+        const auto text = Trimmed(value.AsText());
+        truth = EqualsNoCase(text, "T")   ? std::optional(true)
+                : EqualsNoCase(text, "F") ? std::optional(false)
+                                          : ParseBoolean(text);
+    } else {
+        truth = ToBoolean(value);
+    }
+    return truth ? Mixed(*truth ? 0x7472'7565 : 0x6661'6C73) : HashOfText(ToText(value));
+}
+
+std::uint64_t HashOfNumberOrTruth(const Cell& value) {
+    const auto number = ToDouble(value);
+    const bool is_truth =
+        value.Kind() == ValueKind::Boolean || (number && (*number == 0 || std::abs(*number) == 1));
+    return is_truth ? HashOfTruth(value) : HashOfNumber(value);
+}
+
+std::uint64_t HashOfMoment(const Cell& value, const ContentColumn& column) {
+    DateTime moment;
+    if (value.Kind() == ValueKind::DateTime) {
+        moment = value.AsDateTime();
+    } else if (const auto read = ToDateTime(value)) {
+        moment = *read;
+    } else {
+        return HashOfText(ToText(value));
+    }
+    std::int64_t nanos = moment.nanos + column.ahead;
+    std::int64_t day = moment.day;
+    if (nanos >= kNanosPerDay) {
+        nanos -= kNanosPerDay;
+        ++day;
+    }
+    return Mixed(Mixed(static_cast<std::uint64_t>(day)) ^
+                 static_cast<std::uint64_t>(nanos / column.nanos));
+}
+
+std::uint64_t HashOfGuid(const Cell& value) {
+    std::string digits;
+    for (const char c : ToText(value)) {
+        if (c != '{' && c != '}') {
+            digits += UpperCase(c);
+        }
+    }
+    return HashOfText(digits);
+}
+
+std::uint64_t HashOfPlainText(const Cell& value, const ContentColumn& column) {
+    std::string made;
+    std::string_view text;
+    if (value.IsView()) {
+        text = value.AsText();
+    } else {
+        made = ToText(value);
+        text = made;
+    }
+    if (column.without_outer_blanks) {
+        text = Trimmed(text);
+    } else if (column.without_end_blanks) {
+        text = text.substr(0, text.find_last_not_of(' ') + 1);
+    }
+    return text.empty() && column.empty_is_null ? kNullHash : HashOfText(text);
+}
+
+bool IsFixedText(int type) {
+    return type == adChar || type == adWChar;
+}
+
+bool IsNumberType(int type) {
+    constexpr int kNumbers[] = {adSmallInt,
+                                adInteger,
+                                adSingle,
+                                adDouble,
+                                adCurrency,
+                                adDecimal,
+                                adTinyInt,
+                                adUnsignedTinyInt,
+                                adUnsignedSmallInt,
+                                adUnsignedInt,
+                                adBigInt,
+                                adUnsignedBigInt,
+                                adNumeric,
+                                adVarNumeric};
+    return std::find(std::begin(kNumbers), std::end(kNumbers), type) != std::end(kNumbers);
+}
+
+ContentForm FormOf(int source, int target) {
+    if (source == adBoolean) {
+        return ContentForm::Boolean;
+    }
+    if (target == adBoolean) {
+        return ContentForm::NumberOrTruth;
+    }
+    if (source == adSingle) {
+        return ContentForm::Single;
+    }
+    if (IsDateType(source) || IsDateType(target)) {
+        return ContentForm::Moment;
+    }
+    if (source == adGUID || target == adGUID) {
+        return ContentForm::Guid;
+    }
+    return IsNumberType(source) || IsNumberType(target) ? ContentForm::Number : ContentForm::Text;
+}
+
+void SetDateUnit(ContentColumn& column) {
+    switch (ThisTarget().date_unit) {
+        case DateUnit::Exact:
+            break;
+        case DateUnit::Milliseconds:
+            column.nanos = kNanosPerSecond / 1000;
+            break;
+        case DateUnit::ThreeHundredths:  // rounded to 0, 3 and 7 milliseconds
+            column.nanos = kNanosPerSecond;
+            column.ahead = kNanosPerSecond / 600;
+            break;
+        case DateUnit::Seconds:
+            column.nanos = kNanosPerSecond;
+            break;
+    }
+}
+
+}  // namespace
+
+ContentColumn ContentColumnOf(int source_type, int target_type) {
+    ContentColumn column;
+    column.form = FormOf(source_type, target_type);
+    column.without_end_blanks = IsFixedText(source_type) || IsFixedText(target_type);
+    if (ThisTarget().loader == Loader::Files) {
+        const bool fixed = TextDestFormat != "DELIMITED";
+        column.without_outer_blanks = fixed || column.without_end_blanks;
+        column.empty_is_null = fixed || TextDestQual.empty();
+    }
+    SetDateUnit(column);
+    return column;
+}
+
+std::uint64_t ContentHash(const Cell& value, const ContentColumn& column) {
+    if (value.IsNull()) {
+        return kNullHash;
+    }
+    if (value.Kind() == ValueKind::Unreadable) {
+        return kUnreadableHash;
+    }
+    if (column.empty_is_null && value.Kind() == ValueKind::Text &&
+        Trimmed(value.AsText()).empty()) {
+        return kNullHash;
+    }
+    switch (column.form) {
+        case ContentForm::Text:
+            return HashOfPlainText(value, column);
+        case ContentForm::Number:
+            return HashOfNumber(value);
+        case ContentForm::Single:
+            return HashOfSingle(value);
+        case ContentForm::Moment:
+            return HashOfMoment(value, column);
+        case ContentForm::Boolean:
+            return HashOfTruth(value);
+        case ContentForm::NumberOrTruth:
+            return HashOfNumberOrTruth(value);
+        case ContentForm::Guid:
+            return HashOfGuid(value);
+    }
+    return 0;
+}
+
+void ContentSums::Count(std::span<const Cell> row, std::int64_t sign) {
+    rows_ += sign;
+    const std::size_t count = std::min(row.size(), columns_.size());
+    for (std::size_t k = 0; k < count; ++k) {
+        const auto hash = ContentHash(row[k], columns_[k]);
+        sums_[k] += sign > 0 ? hash : std::uint64_t{0} - hash;
+    }
+}
+
+}  // namespace vantry

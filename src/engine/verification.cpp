@@ -1,0 +1,280 @@
+// The target is read back through a connection of its own, when the load has let go of it. Where
+// sums differ, both sides are read once more and compared row by row, which tells more only if both
+// keep their order: that is believed when the columns that agree in their sums agree in each row.
+// Easy to get wrong: rows that the target refused belong to neither side, and those that it had
+// before come first where it keeps its order.
+
+#include "engine/verification.h"
+
+#include "core/settings.h"
+#include "core/table_names.h"
+#include "data/error_text.h"
+#include "engine/run_statements.h"
+#include "engine/source_statements.h"
+#include "engine/table_load.h"
+
+#include <algorithm>
+
+namespace vantry {
+namespace {
+
+constexpr std::int64_t kRowsPerHandOver = 1000;
+
+struct Cancelled {};
+
+void LetCancelIn(std::int64_t row) {
+    if (row % kRowsPerHandOver == 0) {
+        CurrentRunView->DoEvents();
+        if (CancelRequested()) {
+            throw Cancelled();
+        }
+    }
+}
+
+class DatabaseRows final : public TargetRows {
+public:
+    DatabaseRows(const TableRec& source, const TableRec& target) {
+        std::string select = "SELECT ";
+        for (const auto* row : MappedColumnsOf(source.TabID)) {
+            select += TargetColumnInList(TargetColumnName(source, *row));
+        }
+        CutLast(select);
+        rows_.Open(select + " FROM " + TargetTable(target.Name),
+                   TargetConnStr,
+                   adOpenForwardOnly,
+                   adLockReadOnly);
+    }
+    std::vector<int> Types() const override {
+        std::vector<int> types;
+        for (std::int32_t k = 0; k < rows_.Fields().Count(); ++k) {
+            types.push_back(rows_.Fields()[k].Type());
+        }
+        return types;
+    }
+    bool Next() override {
+        if (begun_) {
+            rows_.MoveNext();
+        }
+        begun_ = true;
+        return !rows_.Eof();
+    }
+    std::span<const Cell> Row() const override { return rows_.Row(); }
+
+private:
+    mutable Recordset rows_;
+    bool begun_ = false;
+};
+
+ContentSums SumsOf(TargetRows& rows, std::vector<ContentColumn> columns) {
+    ContentSums sums(std::move(columns));
+    while (rows.Next()) {
+        sums.Add(rows.Row());
+        LetCancelIn(sums.Rows());
+    }
+    return sums;
+}
+
+// The rows that were loaded, once more.
+class LoadedRows {
+public:
+    LoadedRows(i16 i, const ContentSums& sums) : sums_(sums) {
+        const auto table = StatementsOf(i, RowWay::Insert);
+        for (const auto& statement : table.statements) {
+            if (statement.use == RunStatement::Use::Select) {
+                rows_.Open(statement.text, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
+            }
+        }
+    }
+    bool Next() {
+        do {
+            if (number_ > 0) {
+                rows_.MoveNext();
+            }
+            ++number_;
+        } while (!rows_.Eof() && IsLeftOut());
+        return !rows_.Eof();
+    }
+    std::span<const Cell> Row() { return rows_.Row(); }
+
+private:
+    bool IsLeftOut() const {
+        const auto next = sums_.left_out.upper_bound(number_);
+        return next != sums_.left_out.begin() && std::prev(next)->second >= number_;
+    }
+    const ContentSums& sums_;
+    Recordset rows_;
+    std::int64_t number_ = 0;
+};
+
+}  // namespace
+
+TableVerification::TableVerification(i16 i, OpenTarget open, bool appends)
+    : table_(i), open_(std::move(open)), verified_(ReportOf(i).Verified) {
+    if (!CurrentSettings.VerifyRuns) {
+        return;
+    }
+    const auto index = static_cast<std::size_t>(i);
+    if (!open_) {
+        open_ = [index] {
+            return std::make_unique<DatabaseRows>(SrcTables.at(index), DstTables.at(index));
+        };
+    }
+    try {
+        const auto sources = SourceTypesOf(i);
+        std::unique_ptr<TargetRows> rows = appends ? open_() : nullptr;
+        const auto targets = rows ? rows->Types() : std::vector<int>();
+        std::vector<ContentColumn> columns;
+        for (std::size_t k = 0; k < sources.size(); ++k) {
+            columns.push_back(
+                ContentColumnOf(sources[k], k < targets.size() ? targets[k] : adEmpty));
+        }
+        before_ = rows ? SumsOf(*rows, columns) : ContentSums(columns);
+        source_.emplace(columns);
+        CurrentSums = &*source_;
+    } catch (const Cancelled&) {
+        NotDone("the run was cancelled");
+    } catch (const std::exception& error) {
+        NotDone(ErrorText(error));
+    }
+}
+
+void TableVerification::NotDone(std::string why) {
+    verified_.result = Verification::Result::NotDone;
+    verified_.why_not = std::move(why);
+}
+
+void TableVerification::Finish() {
+    CurrentSums = nullptr;
+    if (!source_) {
+        return;
+    }
+    const auto& report = ReportOf(table_);
+    if (report.RowsUnknown > 0) {
+        NotDone("it isn't known of " + std::to_string(report.RowsUnknown) +
+                " rows whether they arrived");
+        return;
+    }
+    try {
+        LetCancelIn(0);
+        const auto rows = open_();
+        const auto columns = source_->Columns();
+        Compare(SumsOf(*rows, {columns.begin(), columns.end()}));
+    } catch (const Cancelled&) {
+        NotDone("the run was cancelled");
+    } catch (const std::exception& error) {
+        NotDone("the target can't be read back: " + ErrorText(error));
+    }
+}
+
+void TableVerification::Compare(const ContentSums& after) {
+    verified_.target_before = before_->Rows();
+    verified_.target_after = after.Rows();
+    const auto mapped = MappedColumnsOf(SrcTables[static_cast<std::size_t>(table_)].TabID);
+    std::vector<bool> differs;
+    for (std::size_t k = 0; k < source_->Sums().size(); ++k) {
+        differs.push_back(after.Sums()[k] - before_->Sums()[k] != source_->Sums()[k]);
+        if (differs.back() && k < mapped.size()) {
+            verified_.columns.push_back(
+                TargetColumnName(SrcTables[static_cast<std::size_t>(table_)], *mapped[k]));
+        }
+    }
+    const bool same =
+        verified_.columns.empty() && after.Rows() - before_->Rows() == source_->Rows();
+    verified_.result = same ? Verification::Result::Same : Verification::Result::Differs;
+    if (!same) {
+        Locate(differs);
+    }
+}
+
+// Without a column that agrees, order is believed while most rows agree.
+void TableVerification::Locate(const std::vector<bool>& differs) {
+    const bool any_agrees = std::find(differs.begin(), differs.end(), false) != differs.end();
+    LoadedRows source(table_, *source_);
+    const auto target = open_();
+    for (std::int64_t k = 0; k < verified_.target_before && target->Next(); ++k) {
+        LetCancelIn(k);
+    }
+    const auto columns = source_->Columns();
+    std::int64_t rows = 0;
+    std::int64_t different = 0;
+    std::optional<std::int64_t> first;
+    bool more_left = source.Next();
+    bool more_right = target->Next();
+    for (; more_left && more_right; more_left = source.Next(), more_right = target->Next()) {
+        LetCancelIn(++rows);
+        const auto left = source.Row();
+        const auto right = target->Row();
+        bool differ = false;
+        for (std::size_t k = 0; k < std::min({left.size(), right.size(), columns.size()}); ++k) {
+            if (ContentHash(left[k], columns[k]) != ContentHash(right[k], columns[k])) {
+                if (any_agrees && !differs[k]) {
+                    return;  // other rows stand in these places
+                }
+                differ = true;
+            }
+        }
+        different += differ ? 1 : 0;
+        if (differ && !first) {
+            first = rows;
+        }
+    }
+    const bool same_count = !more_left && !more_right;
+    if (same_count && (any_agrees || different * 2 <= rows)) {
+        verified_.rows = different;
+    }
+    // Of sides of different length, the place where they part.
+    if (verified_.rows || (!same_count && first.value_or(rows + 1) > 1)) {
+        verified_.first_row = first.value_or(rows + 1);
+    }
+}
+
+std::string VerificationText(const TableReport& report) {
+    const auto& found = report.Verified;
+    if (found.result == Verification::Result::NotDone) {
+        return "The content of " + report.Target + " wasn't compared: " + found.why_not + ".";
+    }
+    if (found.result != Verification::Result::Differs) {
+        return {};
+    }
+    std::string text = "The content of " + report.Target + " differs from its source";
+    for (std::size_t k = 0; k < found.columns.size(); ++k) {
+        text += (k > 0                      ? ", "
+                 : found.columns.size() > 1 ? " in the columns "
+                                            : " in column ") +
+                found.columns[k];
+    }
+    const auto grown = found.target_after - found.target_before;
+    std::string more;
+    if (grown != report.RowsLoaded) {
+        more = "it grew by " + std::to_string(grown) + " rows, " +
+               std::to_string(report.RowsLoaded) + " were loaded";
+    }
+    if (found.rows) {
+        more += (more.empty() ? "" : "; ") + std::to_string(*found.rows) +
+                (*found.rows == 1 ? " row" : " rows");
+    }
+    if (found.first_row) {
+        more += (more.empty() ? "" : ", ") + std::string("first at row ") +
+                std::to_string(*found.first_row);
+    }
+    return text + (more.empty() ? "." : " (" + more + ").");
+}
+
+bool AnyContentDiffers(const std::vector<TableReport>& tables) {
+    return std::any_of(tables.begin(), tables.end(), [](const auto& table) {
+        return table.Verified.result == Verification::Result::Differs;
+    });
+}
+
+const char* ResultName(Verification::Result result) {
+    switch (result) {
+        case Verification::Result::Same:
+            return "same";
+        case Verification::Result::Differs:
+            return "differs";
+        default:
+            return "not done";
+    }
+}
+
+}  // namespace vantry

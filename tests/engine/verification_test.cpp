@@ -1,0 +1,150 @@
+#include "engine/verification.h"
+
+#include "core/settings.h"
+#include "data/ado_types.h"
+#include "engine/row_loader.h"
+#include "engine/session_fixture.h"
+#include "support/temp_dir.h"
+
+namespace vantry::test {
+namespace {
+
+class VerificationTest : public RunTest {
+protected:
+    ~VerificationTest() override { CurrentSettings = {}; }
+};
+
+TEST_F(VerificationTest, AValueIsItselfInEachTypeThatHoldsItAndNoOtherOne) {
+    const auto dec = [](std::int64_t unscaled, std::uint8_t scale) {
+        return Cell::FromDecimal({unscaled, scale});
+    };
+    const Cell noon = Cell::FromDateTime({45000, 43'200 * kNanosPerSecond});
+    struct {
+        int source;
+        int target;
+        Cell read;
+        Cell stored;
+        bool same;
+    } const cases[] = {
+        {adNumeric, adDouble, dec(1250, 2), Cell::Double(12.5), true},
+        {adNumeric, adInteger, dec(1234, 2), Cell::Int64(12), false},
+        {adInteger, adNumeric, Cell::NumberText("-7"), dec(-700, 2), true},
+        {adDouble, adNumeric, Cell::Double(0.1 + 0.2), dec(30000000000000004, 17), true},
+        {adDouble, adNumeric, Cell::Double(0.1 + 0.2), dec(3, 1), false},
+        {adBigInt,
+         adDouble,
+         Cell::Int64(9007199254740993),
+         Cell::Double(9007199254740992.0),
+         false},
+        {adBigInt, adNumeric, Cell::Int64(1LL << 60), dec(1LL << 60, 0), true},
+        {adDouble, adBigInt, Cell::Double(1e18), Cell::Int64(1'000'000'000'000'000'000), true},
+        {adNumeric, adNumeric, dec(123456789012345678, 3), dec(123456789012345679, 3), false},
+        {adSingle, adDouble, Cell::Single(0.1F), Cell::Double(double{0.1F}), true},
+        {adSingle, adDouble, Cell::Single(0.1F), Cell::Double(0.1), true},
+        {adDouble, adSingle, Cell::Double(0.123456789), Cell::Single(0.123456789F), false},
+        {adDouble, adDouble, Cell::Double(-0.0), Cell::Int64(0), true},
+        {adBoolean, adChar, Cell::Boolean(true), Cell::Text("T"), true},
+        {adBoolean, adSmallInt, Cell::Boolean(true), Cell::Int64(1), true},
+        {adBoolean, adChar, Cell::Null(), Cell::Text("F"), false},
+        {adInteger, adBoolean, Cell::Int64(5), Cell::Boolean(true), false},
+        {adVarWChar, adWChar, Cell::Text("ab"), Cell::Text("ab   "), true},
+        {adVarWChar, adVarWChar, Cell::Text("ab"), Cell::Text("ab "), false},
+        {adVarWChar, adVarWChar, Cell::Null(), Cell::Text(""), false},
+        {adVarWChar, adInteger, Cell::Text("007"), Cell::Int64(7), true},
+        {adInteger, adVarWChar, Cell::Int64(7), Cell::Text("7"), true},
+        {adGUID, adVarWChar, Cell::Text("{ab-1}"), Cell::Text("AB-1"), true},
+        {adDBTimeStamp,
+         adDate,
+         noon,
+         Cell::FromDateTime({45000, 43'200 * kNanosPerSecond + 999'999}),
+         true},
+        {adDBTimeStamp, adDBDate, noon, Cell::FromDateTime({45000, 0}), false},
+    };
+    TargetType = "ACCESS";
+    for (const auto& c : cases) {
+        const auto column = ContentColumnOf(c.source, c.target);
+        EXPECT_EQ(ContentHash(c.read, column) == ContentHash(c.stored, column), c.same)
+            << c.source << ' ' << c.target << ' ' << ToText(c.read) << ' ' << ToText(c.stored);
+    }
+}
+
+TEST_F(VerificationTest, ATargetSpoiledBehindOurBackIsFoundButForTwoCellsThatChangedPlaces) {
+    struct {
+        const char* spoil;
+        const char* columns;
+        std::int64_t rows;
+        std::int64_t first;
+    } const cases[] = {
+        {"", "", 0, 0},
+        {"update t set price = 12.35 where id = 17", "price ", 1, 17},
+        {"delete from t where id = 40", "id price name at ", 0, 40},
+        {"insert into t select * from t where id = 3", "id price name at ", 0, 201},
+        {"update t set at = #2024-01-02 10:11:13# where id = 200", "at ", 1, 200},
+        {"update t set name = 'n' where id > 100", "name ", 100, 101},
+        {"update t set name = IIf(id = 5, 'name 6', 'name 5') where id in (5, 6)", "", 0, 0},
+    };
+    const TempDir folder;
+    std::string csv = "id,price,name,at\n";
+    for (int k = 1; k <= 200; ++k) {
+        csv += std::to_string(k) + ",12.34,name " + std::to_string(k) + ",2024-01-02 10:11:12\n";
+    }
+    folder.Write("s.csv", csv);
+    SourceType = "TEXT";
+    TargetType = "ACCESS";
+    SourceConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder.Path().string() +
+                    ";Extended Properties=\"text;FMT=Delimited\"";
+    TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder / "t.mdb").string();
+    Catalog().Create(TargetConnStr);
+    SrcTables.resize(1);
+    DstTables.resize(1);
+    SrcTables[0].Name = "s.csv";
+    DstTables[0].Name = "t";
+    for (const char* name : {"id", "price", "name", "at"}) {
+        auto& row = ColMaps.emplace_back();
+        row.SCName = row.DCName = name;
+        row.SSelected = 1;
+    }
+    const std::string before = "insert into t values (3, 1.5, 'old', #2020-01-01#)";
+    for (const bool verify : {true, false}) {
+        CurrentSettings.VerifyRuns = verify;
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.spoil);
+            Connection target;
+            target.Open(TargetConnStr);
+            target.Execute("create table t (id long, price double, name text(20), at datetime)");
+            const bool appends = std::string_view(c.spoil).find("select") == std::string_view::npos;
+            if (appends) {
+                target.Execute(before);
+            }
+            CurrentRunReport = {};
+            TableVerification verification(0);
+            ASSERT_EQ(LoadRowsGeneric(0), kTrue) << Log();
+            if (*c.spoil != '\0') {
+                target.Execute(c.spoil);
+            }
+            verification.Finish();
+            target.Execute("drop table t");
+            target.Close();
+            const auto& found = ReportOf(0).Verified;
+            if (!verify) {
+                EXPECT_EQ(found.result, Verification::Result::NotAsked);
+                continue;
+            }
+            std::string columns;
+            for (const auto& column : found.columns) {
+                columns += column + " ";
+            }
+            EXPECT_EQ(
+                found.result,
+                *c.columns == '\0' ? Verification::Result::Same : Verification::Result::Differs)
+                << found.why_not;
+            EXPECT_EQ(columns, c.columns);
+            EXPECT_EQ(found.target_before, appends ? 1 : 0);
+            EXPECT_EQ(found.rows.value_or(0), c.rows);
+            EXPECT_EQ(found.first_row.value_or(0), c.first);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vantry::test
