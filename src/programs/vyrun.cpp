@@ -1,7 +1,8 @@
-// VYRun <SessionID> [ShowOutput | --check]: runs a saved session of the repository in the program's
-// own folder. With "ShowOutput" the run is shown in a window, or on standard output where there is
-// no display. With "--check" nothing is run: what the types and the data of the session lose is
-// written on standard output. Exit codes: repository/session_runner.h.
+// VYRun <SessionID> [ShowOutput] [--verify]: runs a saved session of the repository in the
+// program's own folder. With "ShowOutput" the run is shown in a window, or on standard output where
+// there is no display; with "--verify" the target's content is compared afterwards. "--check" and
+// "--dry-run" run nothing: what the types and the data of the session lose, or the statements that
+// a run would send, are written on standard output. Exit codes: repository/session_runner.h.
 
 #include "core/folders.h"
 #include "core/session_state.h"
@@ -12,6 +13,7 @@
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
 #include "programs/run_window.h"
+#include "repository/dry_run.h"
 #include "repository/session_check.h"
 #include "repository/session_runner.h"
 
@@ -81,6 +83,11 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         TellInRunnerLog(surroundings.application_folder, fault);
     }
     CurrentSettings.VerifyRuns |= arguments.verify;
+    if (arguments.dry_run) {
+        return PrintRun(arguments.session_id, surroundings, [](const std::string& text) {
+            std::fputs(WithoutControls(text).c_str(), stdout);
+        });
+    }
     if (arguments.show_output && NamesDisplay()) {
         DisplayTrial trial(argc, argv);
         // A scheduler's session may name a display that has gone: the run goes on without a window.

@@ -30,6 +30,8 @@ namespace {
 
 constexpr int kRenameTries = 3;
 
+}  // namespace
+
 // The sample is the file from which the session was made; its section of Schema.ini describes all
 // others. Single quotes, doubled inside: a file's name may hold either kind.
 std::string WithLayoutOf(const std::string& sample, const std::string& connection_string) {
@@ -42,8 +44,6 @@ std::string WithLayoutOf(const std::string& sample, const std::string& connectio
     }
     return "Layout File='" + quoted + "';" + connection_string;
 }
-
-}  // namespace
 
 PolledRun::PolledRun(std::function<void()> run_once,
                      std::function<bool()> cancel_requested,

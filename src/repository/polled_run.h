@@ -13,6 +13,9 @@
 
 namespace vantry {
 
+// The connection string by which the files of a polled folder are read, each as the sample is.
+std::string WithLayoutOf(const std::string& sample, const std::string& connection_string);
+
 class PolledRun {
 public:
     // The session in memory is the saved one. `run_once` runs what stands in memory at the time,

@@ -447,8 +447,8 @@ std::optional<RunnerArguments> ParseRunnerArguments(int count, const char* const
             return std::nullopt;
         }
     }
-    return parsed.dry_run && (parsed.show_output || parsed.verify) ? std::nullopt
-                                                                   : std::optional(parsed);
+    const bool alone = parsed.check || parsed.dry_run;
+    return alone && count > 3 ? std::nullopt : std::optional(parsed);
 }
 
 RunnerExit RunSavedSession(i32 session_id, const RunnerSurroundings& surroundings) {

@@ -62,6 +62,42 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     }
 }
 
+TEST(VYRun, ALookWritesNothingAndAVerifiedRunTellsWhatItsTargetChanged) {
+    const Application app;
+    app.Folder().Write("Vantry.ini", "LogGenerations=1\nColour=blue\n");
+    fs::create_directory(app.Path("in"));
+    app.Folder().Write("in/odd.csv", "id,price\n1,12.34\n2,5\n3,1E400\n");
+    app.FromText("odd.csv");
+    app.ToAccess("out.mdb");
+    RunStatement(TargetConnStr, "create table odd (id long, price long)");  // 12.34 becomes 12
+    const std::string id = std::to_string(app.Save("odd"));
+
+    const auto look = app.Run({id, "--dry-run"});
+    EXPECT_EQ(look.exit_code, 0) << look.errors;
+    EXPECT_NE(look.output.find("-- insert\nINSERT INTO [odd] ("), std::string::npos) << look.output;
+    EXPECT_NE(look.output.find("-- rows of the target: 0\n"), std::string::npos) << look.output;
+    EXPECT_NE(look.output.find("-- rows of the source: 3\n"), std::string::npos) << look.output;
+    EXPECT_FALSE(fs::exists(app.Path("log/odd.log")));
+    EXPECT_EQ(Count(look.errors, "\"Colour\" in line 2"), 1) << look.errors;
+
+    const auto run = app.Run({id, "--verify"});
+    EXPECT_EQ(run.exit_code, 4) << run.errors << app.Summary("odd");
+    EXPECT_NE(run.errors.find("differs from its source in column price"), std::string::npos)
+        << run.errors;
+    EXPECT_EQ(NumberIn(app.Summary("odd"), "rows"), 1);
+    EXPECT_EQ(NumberIn(app.Summary("odd"), "rowsRejected"), 1);
+    const auto rejects = app.Folder().Read("log/odd.log.rejects.csv");
+    EXPECT_NE(rejects.find("\"odd.csv\",3,refused,"), std::string::npos) << rejects;
+
+    const auto again = app.Run({id});
+    EXPECT_EQ(again.exit_code, 1);
+    EXPECT_EQ(app.Summary("odd").find("verification"), std::string::npos);
+    for (const char* file : {"log/odd.log.1", "log/odd.log.1.json", "log/odd.log.1.rejects.csv"}) {
+        EXPECT_TRUE(fs::exists(app.Path(file))) << file;
+    }
+    EXPECT_NE(app.Folder().Read("log/odd.log.1.json").find("verification"), std::string::npos);
+}
+
 TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     const Application app;
     // Each of these is a session of its own: 1, 2, ... Its log is in the application's folder.
