@@ -133,9 +133,14 @@ Fidelity JudgeText(const CellRoute& route,
             return Fidelity::Exact;
         }
         const bool bare_memos = route.source == "TEXT" && route.beside_long;
-        return take('"' + std::string(Trimmed(words)) + '"') || (bare_memos && take(words))
-                   ? Fidelity::Prescribed
-                   : Fidelity::Unexpected;
+        if (bare_memos && take(words)) {
+            // Reads back as it was, unless a reader takes a part of it for the field's end.
+            const bool plain = !words.empty() && words == Trimmed(words) &&
+                               words.find_first_of("\t\"\r\n") == std::string::npos;
+            return plain ? Fidelity::Exact : Fidelity::Prescribed;
+        }
+        return take('"' + std::string(Trimmed(words)) + '"') ? Fidelity::Prescribed
+                                                             : Fidelity::Unexpected;
     }
     if (meaning == Meaning::Bytes) {
         return take(std::string(sent.AsText())) ? Fidelity::Exact : Fidelity::Unexpected;
