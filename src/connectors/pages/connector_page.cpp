@@ -122,12 +122,24 @@ std::vector<std::string> ChosenEntries(const QListWidget& list) {
     return entries;
 }
 
+TableRec NamedTable(const std::string& entry) {
+    TableRec table;
+    table.Name = entry;
+    return table;
+}
+
+TableRec OwnedTable(const std::string& entry) {
+    TableRec table;
+    auto [owner, name] = SplitOwner(entry);
+    table.Owner = std::move(owner);
+    table.Name = std::move(name);
+    return table;
+}
+
 void TakeOwnedTables(const std::vector<std::string>& entries) {
-    SrcTables.assign(entries.size(), {});
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        auto [owner, name] = SplitOwner(entries[i]);
-        SrcTables[i].Owner = std::move(owner);
-        SrcTables[i].Name = std::move(name);
+    SrcTables.clear();
+    for (const auto& entry : entries) {
+        SrcTables.push_back(OwnedTable(entry));
     }
 }
 

@@ -3,6 +3,7 @@
 // data sources, names that a server lists, a status in a colour.
 
 #include "connectors/listing.h"
+#include "core/session_state.h"
 #include "shell/page.h"
 #include "shell/plate_button.h"
 
@@ -54,6 +55,9 @@ void ShowSorted(QListWidget& list, std::vector<std::string> names);
 void ShowNames(QListWidget& list, const std::vector<std::string>& names);
 // The selected entries, in the order of the list.
 std::vector<std::string> ChosenEntries(const QListWidget& list);
+// The table of an entry of a list: NAME, or OWNER.NAME.
+TableRec NamedTable(const std::string& entry);
+TableRec OwnedTable(const std::string& entry);
 // SrcTables from entries OWNER.NAME.
 void TakeOwnedTables(const std::vector<std::string>& entries);
 

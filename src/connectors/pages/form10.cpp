@@ -6,6 +6,8 @@
 
 #include "ui_Form10.h"
 
+#include "check/pages/preview_window.h"
+#include "connectors/pages/connector_page.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
@@ -22,6 +24,7 @@ const QColor kFoxProGreen(50, 200, 40);
 
 Form10::Form10() : FoxProPage("Form10"), ui_(std::make_unique<Ui::Form10>()) {
     ui_->setupUi(this);
+    OfferPreview(*ui_->List1, NamedTable);
     UseControls(ControlsOf(*ui_), "Select VFP Database");
     ConnectMethods();
     connect(ui_->DirLoadbutt, &PlateButton::Click, this, [this] { Load(FoxProForm::Folder); });

@@ -7,7 +7,9 @@
 
 #include "ui_Form2.h"
 
+#include "check/pages/preview_window.h"
 #include "connectors/pages/access_page.h"
+#include "connectors/pages/connector_page.h"
 #include "core/route.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
@@ -20,6 +22,7 @@ namespace vantry {
 
 Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
     ui_->setupUi(this);
+    OfferPreview(*ui_->mdbtables, NamedTable);
     ConnectOptions();
     WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
     connect(ui_->mdbtables, &QListWidget::itemSelectionChanged, this, [] { RefreshStatus(); });

@@ -2,6 +2,7 @@
 
 #include "ui_Form6.h"
 
+#include "check/pages/preview_window.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
@@ -13,6 +14,7 @@ namespace vantry {
 
 Form6::Form6() : OraclePage("Form6"), ui_(std::make_unique<Ui::Form6>()) {
     ui_->setupUi(this);
+    OfferPreview(*ui_->orclTables, OwnedTable);
     ui_->OraOwn->setVisible(false);
     UseControls(ControlsOf(*ui_, ui_->OraDSN));
     // A data source's name counts as it is typed, letter by letter.

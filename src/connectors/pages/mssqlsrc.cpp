@@ -5,6 +5,7 @@
 
 #include "ui_MSSQLSrc.h"
 
+#include "check/pages/preview_window.h"
 #include "core/kinds.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
@@ -21,6 +22,7 @@ MSSQLSrc::MSSQLSrc()
                     "Express Edition Check Box and Click Connect Again"),
       ui_(std::make_unique<Ui::MSSQLSrc>()) {
     ui_->setupUi(this);
+    OfferPreview(*ui_->MSSQLSrcTables, OwnedTable);
     UseControls(ControlsOf(*ui_));
     connect(ui_->MSSQLDBCombo, &QComboBox::activated, this, [this] { ListTables(); });
     connect(ui_->ShowTables, &QCheckBox::clicked, this, [this] { ListAgain(); });

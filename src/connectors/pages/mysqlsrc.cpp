@@ -5,6 +5,7 @@
 
 #include "ui_MySQLSrc.h"
 
+#include "check/pages/preview_window.h"
 #include "core/session_state.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
@@ -16,6 +17,11 @@ namespace vantry {
 
 MySQLSrc::MySQLSrc() : MySqlPage("MySQLSrc"), ui_(std::make_unique<Ui::MySQLSrc>()) {
     ui_->setupUi(this);
+    OfferPreview(*ui_->MySQLSrcTables, [this](const std::string& entry) {
+        auto table = NamedTable(entry);
+        table.Owner = Database();
+        return table;
+    });
     UseControls(ControlsOf(*ui_));
     connect(ui_->MySQLODBCDriverList, &QComboBox::activated, this, [this] { ResetMySQLPage(); });
     connect(ui_->MySQLDBCombo, &QComboBox::activated, this, [this] { ListTables(); });

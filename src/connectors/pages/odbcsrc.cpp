@@ -4,6 +4,7 @@
 
 #include "ui_ODBCSrc.h"
 
+#include "check/pages/preview_window.h"
 #include "connectors/odbc_method.h"
 #include "connectors/pages/connector_page.h"
 #include "core/session_state.h"
@@ -17,6 +18,7 @@ namespace vantry {
 
 ODBCSrc::ODBCSrc() : Page("ODBCSrc"), ui_(std::make_unique<Ui::ODBCSrc>()) {
     ui_->setupUi(this);
+    OfferPreview(*ui_->ODBCTabs, NamedTable);
     WatchField(*ui_->ODBCDSn);
     WatchField(*ui_->Usr);
     WatchField(*ui_->Pwd);

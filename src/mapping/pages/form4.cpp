@@ -17,6 +17,7 @@
 #include "mapping/pages/busy_cursor.h"
 #include "mapping/pages/button_column.h"
 #include "mapping/pages/editor_list.h"
+#include "mapping/pages/form4_menu.h"
 #include "mapping/pages/form5.h"
 #include "mapping/pages/maperrform.h"
 #include "shell/background_work.h"
@@ -87,6 +88,8 @@ Form4::Form4() : Page("Form4"), ui_(std::make_unique<Ui::Form4>()) {
         ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
     });
 
+    menu_ = new Form4Menu(
+        *ui_->FlexGrid1, [this] { return ColumnsLoaded != kFalse; }, [this] { ShowMarks(); });
     connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form4::Next);
     connect(ui_->BCKBUTT, &PlateButton::Click, this, &Form4::Back);
     connect(ui_->HLPBUTT, &PlateButton::Click, this, [] { OpenHelp(); });
@@ -134,10 +137,11 @@ void Form4::ShowMarks() {
         marked += mark.empty() ? 0 : 1;
         ui_->FlexGrid1->SetMark(row, kSourceTable, ToQt(mark));
     }
-    SetNotice(marked == 0 ? std::string()
-                          : CountInWords(marked, "table is", "tables are") +
-                                " marked: the mouse on the sign says why.",
-              NoticeKind::Warning);
+    std::string notice = marked == 0 ? std::string()
+                                     : CountInWords(marked, "table is", "tables are") +
+                                           " marked: the mouse on the sign says why.";
+    const auto losses = menu_->MarkLosses(kColMapping);
+    SetNotice(notice + (notice.empty() || losses.empty() ? "" : " ") + losses, NoticeKind::Warning);
 }
 
 bool Form4::QueryUnload() {

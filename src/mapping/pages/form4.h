@@ -17,6 +17,7 @@ class Form4;
 namespace vantry {
 
 class ButtonColumn;
+class Form4Menu;
 
 class Form4 : public Page {
     Q_OBJECT
@@ -56,6 +57,7 @@ private:
     void Back();
 
     std::unique_ptr<Ui::Form4> ui_;
+    Form4Menu* menu_ = nullptr;              // the grid's
     std::vector<std::string> target_names_;  // what DestTabList offers
     i16 ColumnsLoaded = kFalse;
     i16 CellEntered = kFalse;  // the next cell left was entered by the user
