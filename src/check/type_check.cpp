@@ -375,17 +375,28 @@ TableCheck CheckTypes(std::size_t table) {
     return check;
 }
 
-std::vector<const ColumnCheck*> ChangingColumns(const TableCheck& check) {
+Grade UsualGrade(const ColumnCheck& column) {
     constexpr std::array kRare = {
         Reason::Blanks, Reason::CodePage, Reason::Qualifier, Reason::EmptyText, Reason::Padding};
+    Grade worst = Grade::Kept;
+    for (const auto& finding : column.types) {
+        if (std::find(kRare.begin(), kRare.end(), finding.verdict.reason) == kRare.end()) {
+            worst = std::max(worst, finding.verdict.grade);
+        }
+    }
+    return worst;
+}
+
+std::vector<const ColumnCheck*> ChangingColumns(const TableCheck& check) {
     std::vector<const ColumnCheck*> changing;
     for (const auto& column : check.columns) {
         const bool changes =
             std::any_of(column.types.begin(), column.types.end(), [&](const Finding& finding) {
+                ColumnCheck one;
+                one.types.push_back(finding);
                 const auto reason = finding.verdict.reason;
-                return (finding.verdict.grade == Grade::Changed &&
-                        std::find(kRare.begin(), kRare.end(), reason) == kRare.end()) ||
-                       reason == Reason::NoType || reason == Reason::NameLimit;
+                return UsualGrade(one) == Grade::Changed || reason == Reason::NoType ||
+                       reason == Reason::NameLimit;
             });
         if (changes) {
             changing.push_back(&column);

@@ -93,9 +93,11 @@ void JudgeNames(std::size_t table, TableCheck& check);
 // By the session's arrays alone, as the mapping pages fill them: nothing is asked.
 TableCheck CheckTypes(std::size_t table);
 
-// Whether the types of a created table change values, or can't be created: what the mapping page
-// marks. What depends on rare texts alone (blanks at their ends, letters of other scripts) doesn't
-// count.
+// The worst that the types of a column do. What depends on rare texts alone (blanks at their ends,
+// letters of other scripts) doesn't count.
+Grade UsualGrade(const ColumnCheck& column);
+// The columns of a created table whose types change values, or can't be created: what the mapping
+// page marks.
 std::vector<const ColumnCheck*> ChangingColumns(const TableCheck& check);
 
 }  // namespace vantry

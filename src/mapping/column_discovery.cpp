@@ -292,36 +292,11 @@ void AppendMapRows(double tab_id,
     // The shorter side is filled up with rows that lack it, which aren't loaded.
     const std::size_t count = std::max(source_columns.size(), target_columns.size());
     for (std::size_t r = 0; r < count; ++r) {
-        ColMapRec row;
-        row.TabID = tab_id;
+        auto row = MapRowOf(tab_id,
+                            r < source_columns.size() ? &source_columns[r] : nullptr,
+                            r < target_columns.size() ? &target_columns[r] : nullptr);
         row.Pos = static_cast<i16>(next);
         row.CPos = static_cast<i16>(r);
-        if (r < source_columns.size()) {
-            const auto& column = source_columns[r];
-            row.TName = column.TName;
-            row.SCName = column.ColName;
-            row.SCCount = column.ColCount;
-            row.SDtype = TranslateType(column.ColType, "SOURCE");
-            row.SOrgDtype = column.ColType;
-            row.SWidth = column.ColWidth;
-            row.SScale = static_cast<i16>(column.ColScale);
-            row.SSelected = 1;
-        } else {
-            row.SCName = SkipLabel;
-        }
-        // The target's name and number replace what the source side wrote.
-        if (r < target_columns.size()) {
-            const auto& column = target_columns[r];
-            row.TName = column.TName;
-            row.DCName = column.ColName;
-            row.DCCount = column.ColCount;
-            row.DDtype = TranslateType(column.ColType, "DEST");
-            row.DWidth = column.ColWidth;
-            row.DScale = static_cast<i16>(column.ColScale);
-        } else {
-            row.DCName = SkipLabel;
-            row.SSelected = 0;
-        }
         NextElement(ColMaps, next) = std::move(row);
     }
 }
@@ -352,6 +327,36 @@ const TableRec& TableOf(const std::vector<TableRec>& tables, i16 tab_id) {
 
 void AskHere(const Inquiry& inquiry) {
     inquiry([] { return false; });
+}
+
+ColMapRec MapRowOf(double tab_id, const ColumnRec* source, const ColumnRec* target) {
+    ColMapRec row;
+    row.TabID = tab_id;
+    if (source != nullptr) {
+        row.TName = source->TName;
+        row.SCName = source->ColName;
+        row.SCCount = source->ColCount;
+        row.SDtype = TranslateType(source->ColType, "SOURCE");
+        row.SOrgDtype = source->ColType;
+        row.SWidth = source->ColWidth;
+        row.SScale = static_cast<i16>(source->ColScale);
+        row.SSelected = 1;
+    } else {
+        row.SCName = SkipLabel;
+    }
+    // The target's name and number replace what the source side wrote.
+    if (target != nullptr) {
+        row.TName = target->TName;
+        row.DCName = target->ColName;
+        row.DCCount = target->ColCount;
+        row.DDtype = TranslateType(target->ColType, "DEST");
+        row.DWidth = target->ColWidth;
+        row.DScale = static_cast<i16>(target->ColScale);
+    } else {
+        row.DCName = SkipLabel;
+        row.SSelected = 0;
+    }
+    return row;
 }
 
 void FillTargetTables() {

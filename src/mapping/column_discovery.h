@@ -36,6 +36,9 @@ void LoadTargetColumns(const Ask& ask = AskHere);
 void SplitTableColumns(double tab_id,
                        std::vector<ColumnRec>& source_columns,
                        std::vector<ColumnRec>& target_columns);
+// A row of the map for two columns, of which one may be missing (null): such a row isn't loaded.
+// Its places are the caller's to set.
+ColMapRec MapRowOf(double tab_id, const ColumnRec* source, const ColumnRec* target);
 // The whole of ColMaps.
 void BuildColMaps();
 

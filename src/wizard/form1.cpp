@@ -5,6 +5,7 @@
 #include "connectors/odbc_enumeration.h"
 #include "core/kinds.h"
 #include "core/session_state.h"
+#include "core/settings.h"
 #include "data/data_error.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
@@ -46,8 +47,9 @@ Form1::Form1() : Page("Form1"), ui_(std::make_unique<Ui::Form1>()) {
     for (const auto& [button, index] : targets) {
         ui_->DOpt->setId(button, index);
     }
-    // Its page is whole, but data sources of every kind can be had through the kind's own page.
-    ui_->SOpt_5->setVisible(false);
+    // Data sources of every kind can be had through the kind's own page; a source of another kind is
+    // for who has asked for it in Vantry.ini.
+    ui_->SOpt_5->setVisible(CurrentSettings.ShowOdbcSource);
     ui_->cboDSNList->setVisible(false);
     connect(ui_->NXT, &PlateButton::Click, this, &Form1::Next);
     connect(ui_->BCK, &PlateButton::Click, this, &Form1::Back);

@@ -13,6 +13,7 @@
 #include "mapping/map_check.h"
 #include "mapping/map_edit.h"
 #include "mapping/map_marks.h"
+#include "mapping/map_match.h"
 #include "mapping/pages/busy_cursor.h"
 #include "mapping/pages/editor_list.h"
 #include "mapping/pages/maperrform.h"
@@ -23,8 +24,10 @@
 #include "shell/tool_tip.h"
 
 #include <QButtonGroup>
+#include <QMenu>
 
 #include <algorithm>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -102,6 +105,8 @@ Form5::Form5() : Page("Form5"), ui_(std::make_unique<Ui::Form5>()) {
     grid->AddEditor(ui_->t1, EditorHeight::Cell);
     grid->SetTabCells([this](int row, int column) { return TakesEditor(row, column); });
 
+    grid->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(grid, &QWidget::customContextMenuRequested, this, &Form5::ShowMatchMenu);
     connect(grid, &EditorGrid::CellEntered, this, &Form5::EnterCell);
     connect(grid, &EditorGrid::CellLeft, this, &Form5::LeaveCell);
     connect(grid, &EditorGrid::Scrolled, this, &Form5::Scroll);
@@ -140,6 +145,7 @@ void Form5::OnActivate() {
     FillColGrid(TabId());
     ShowTableOptions();
     FillTypeCombo();
+    tell_order_ = NamesMatchInAnotherOrder(static_cast<i16>(TabId()));
     ShowMarks();
 }
 
@@ -204,10 +210,39 @@ void Form5::ShowMarks() {
         marked += mark.empty() ? 0 : 1;
         ui_->ColGrid1->SetMark(row, kSourceColumn, ToQt(mark));
     }
-    SetNotice(marked == 0 ? std::string()
-                          : CountInWords(static_cast<std::size_t>(marked), "row is", "rows are") +
-                                " marked: the mouse on the sign says why.",
-              NoticeKind::Warning);
+    std::string notice =
+        marked == 0 ? std::string()
+                    : CountInWords(static_cast<std::size_t>(marked), "row is", "rows are") +
+                          " marked: the mouse on the sign says why.";
+    // Once: whoever goes on has seen it.
+    if (std::exchange(tell_order_, false)) {
+        notice = "All names match in another order: a right click on the grid can match by name.";
+    }
+    SetNotice(std::move(notice), NoticeKind::Warning);
+}
+
+void Form5::ShowMatchMenu(QPoint at) {
+    auto* const grid = ui_->ColGrid1;
+    QMenu menu(grid);
+    menu.setObjectName("MatchMenu");
+    menu.addSection("Match columns");
+    menu.addAction("By &Name", this, [this] { Match(MatchBy::Name); });
+    menu.addAction("By &Position", this, [this] { Match(MatchBy::Position); });
+    menu.addAction("&Skip What Has No Partner", this, [this] { Match(MatchBy::Skip); });
+    menu.exec(grid->viewport()->mapToGlobal(at));
+}
+
+// An open editor belongs to a row that is about to change.
+void Form5::Match(MatchBy by) {
+    auto* const grid = ui_->ColGrid1;
+    grid->GridFilling = true;
+    if (grid->OpenedEditor() != nullptr) {
+        grid->CloseEditor(grid->OpenedEditor());
+    }
+    former_.row = -1;
+    MatchColumns(static_cast<i16>(TabId()), by);
+    FillColGrid(TabId());
+    ShowMarks();
 }
 
 void Form5::FillColLists(double tab_id) {

@@ -5,6 +5,7 @@
 // them.
 
 #include "core/session_state.h"
+#include "mapping/map_match.h"
 #include "shell/page.h"
 
 #include <QTableWidgetItem>
@@ -44,6 +45,8 @@ private:
     void FillRow(int row, const ColMapRec& map);
     void FillColLists(double tab_id);
     void ShowMarks();
+    void ShowMatchMenu(QPoint at);
+    void Match(MatchBy by);
     void ShowTableOptions();
     void FillTypeCombo();
     void ChooseOption(int option);
@@ -85,6 +88,7 @@ private:
     std::unique_ptr<Ui::Form5> ui_;
     std::vector<std::size_t> RowToMap;  // grid row to index in ColMaps
     i16 TargetExists = kFalse;
+    bool tell_order_ = false;  // all names match, but not by their positions
 };
 
 }  // namespace vantry
