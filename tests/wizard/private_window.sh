@@ -10,7 +10,7 @@ finish() {
     end_of_walk
     [ -n "$wm_pid" ] && kill "$wm_pid" 2>/dev/null
     [ -n "$x_pid" ] && kill "$x_pid" 2>/dev/null
-    rm -rf "$pictures"; mkdir -p "$pictures"; cp "$folder"/pictures/*.png "$pictures" 2>/dev/null
+    rm -rf "$pictures"; mkdir -p "$pictures"; cp -r "$folder"/pictures/. "$pictures"
     rm -rf "$folder"
 }
 trap finish EXIT

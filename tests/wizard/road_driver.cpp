@@ -3,11 +3,14 @@
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 
+#include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QAbstractScrollArea>
 #include <QApplication>
 #include <QFileDialog>
 #include <QHeaderView>
+#include <QKeySequence>
+#include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMessageBox>
@@ -19,12 +22,13 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
+#include <filesystem>
+#include <memory>
 
 namespace vantry {
 namespace {
 
-constexpr int kTickMillis = 40;
+constexpr int kTickMillis = 25;
 constexpr int kTicksPerSecond = 1000 / kTickMillis;
 constexpr int kSettleTicks = 3;  // painted, and the window manager has had its say
 
@@ -44,6 +48,53 @@ QWidget* FindControl(const std::string& page, const std::string& control) {
     return loaded == nullptr ? nullptr : loaded->findChild<QWidget*>(ToQt(control));
 }
 
+bool IsUsable(const std::string& page, const std::string& control) {
+    const auto* const widget = FindControl(page, control);
+    return PageIsVisible(page) && widget != nullptr && widget->isVisible() && widget->isEnabled();
+}
+
+// As the page shows it at this moment; empty where neither the control nor a label of it has one.
+QString LetterOf(const std::string& page, const std::string& control) {
+    const auto* const widget = FindControl(page, control);
+    if (const auto* const button = qobject_cast<const QAbstractButton*>(widget)) {
+        return QKeySequence::mnemonic(button->text()).toString().toLower();
+    }
+    QString letter;
+    if (auto* const loaded = FindPage(page)) {
+        for (const auto* const label : loaded->findChildren<QLabel*>()) {
+            if (widget != nullptr && label->buddy() == widget && letter.isEmpty()) {
+                letter = QKeySequence::mnemonic(label->text()).toString().toLower();
+            }
+        }
+    }
+    return letter;
+}
+
+bool HasFocus(const std::string& page, const std::string& control) {
+    const auto* const widget = FindControl(page, control);
+    return widget != nullptr && widget->hasFocus();
+}
+
+// True when the control has the focus; else sends a Tab every few looks, as the last one has to
+// arrive before the next.
+std::function<bool()> TabsTo(const std::string& page, const std::string& control) {
+    return [=, looks = std::make_shared<int>(0)] {
+        constexpr int kLooks = 8;
+        if (HasFocus(page, control)) {
+            return true;
+        }
+        if (++*looks % kLooks == 0) {
+            XDo({"key", "Tab"});
+        }
+        return false;
+    };
+}
+
+QRect CellRect(const std::string& page, const std::string& view, QModelIndex index) {
+    auto& items = *dynamic_cast<QAbstractItemView*>(FindControl(page, view));
+    return items.visualRect(index);
+}
+
 QModelIndex EntryNamed(const std::string& page, const std::string& list, const std::string& text) {
     auto* const view = dynamic_cast<QAbstractItemView*>(FindControl(page, list));
     if (view == nullptr) {
@@ -61,32 +112,12 @@ QModelIndex EntryNamed(const std::string& page, const std::string& list, const s
 }  // namespace
 
 RoadDriver::RoadDriver(std::string pictures) : pictures_(std::move(pictures)) {
+    std::filesystem::create_directories(pictures_);
     connect(&timer_, &QTimer::timeout, this, &RoadDriver::Tick);
 }
 
 void RoadDriver::Add(std::string what, std::function<bool()> ready, std::function<void()> act) {
     steps_.push_back({std::move(what), std::move(ready), std::move(act)});
-}
-
-void RoadDriver::AddOn(const std::string& page,
-                       const std::string& control,
-                       std::string what,
-                       std::function<bool()> ready,
-                       std::function<void(QWidget&)> act) {
-    Add(
-        std::move(what) + " of " + page + "." + control,
-        [=, ready = std::move(ready)] {
-            const QWidget* const modal = QApplication::activeModalWidget();
-            const auto* const widget = FindControl(page, control);
-            return PageIsVisible(page) && (modal == nullptr || modal == FindPage(page)) &&
-                   widget != nullptr && widget->isVisible() && widget->isEnabled() && ready();
-        },
-        [=, this, act = std::move(act)] {
-            if (std::exchange(pictured_, page) != page) {
-                Shoot(page);
-            }
-            act(*FindControl(page, control));
-        });
 }
 
 void RoadDriver::Page(const std::string& name) {
@@ -96,10 +127,7 @@ void RoadDriver::Page(const std::string& name) {
             const QWidget* const modal = QApplication::activeModalWidget();
             return PageIsVisible(name) && (modal == nullptr || modal == FindPage(name));
         },
-        [this, name] {
-            pictured_ = name;
-            Shoot(name);
-        });
+        [this, name] { Shoot(name); });
 }
 
 void RoadDriver::Shot(const std::string& name) {
@@ -108,57 +136,115 @@ void RoadDriver::Shot(const std::string& name) {
 }
 
 void RoadDriver::Click(const std::string& page, const std::string& control) {
-    AddOn(
-        page,
-        control,
-        "a click on the control",
-        [] { return true; },
-        [](const QWidget& widget) {
+    Add(
+        "a click on " + page + "." + control,
+        [=] { return IsUsable(page, control); },
+        [=] {
+            const auto* const widget = FindControl(page, control);
             // Options and boxes are wider than what reacts; their left end always does.
-            ClickAt(widget, QPoint(std::min(widget.width() / 2, 30), widget.height() / 2));
+            ClickAt(*widget, QPoint(std::min(widget->width() / 2, 30), widget->height() / 2));
         });
 }
 
 void RoadDriver::ClickCell(const std::string& page, const std::string& table, int row, int column) {
-    AddOn(
-        page,
-        table,
-        "a click on a cell",
-        [] { return true; },
-        [=](QWidget& widget) {
-            auto& view = dynamic_cast<QAbstractItemView&>(widget);
+    Add(
+        "a click on a cell of " + page + "." + table,
+        [=] { return IsUsable(page, table); },
+        [=] {
+            auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, table));
             const auto index = view.model()->index(row, column);
             view.scrollTo(index);
-            ClickAt(*view.viewport(), view.visualRect(index).center());
+            ClickAt(*view.viewport(), CellRect(page, table, index).center());
         });
 }
 
 void RoadDriver::ClickEntry(const std::string& page,
                             const std::string& list,
-                            const std::string& text,
-                            bool tick) {
-    AddOn(
-        page,
-        list,
-        "a click on the entry " + text,
-        [=] { return EntryNamed(page, list, text).isValid(); },
-        [=](const QWidget& widget) {
-            const auto& view = dynamic_cast<const QAbstractItemView&>(widget);
-            const QRect cell = view.visualRect(EntryNamed(page, list, text));
-            const int half = view.style()->pixelMetric(QStyle::PM_IndicatorWidth) / 2 + 3;
-            ClickAt(*view.viewport(),
-                    tick ? QPoint(cell.left() + half, cell.center().y()) : cell.center());
+                            const std::string& text) {
+    Add(
+        "a click on the entry " + text + " of " + page + "." + list,
+        [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); },
+        [=] {
+            const auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, list));
+            const QRect cell = CellRect(page, list, EntryNamed(page, list, text));
+            ClickAt(*view.viewport(), cell.center());
         });
 }
 
-void RoadDriver::Type(const std::string& page, const std::string& line, const std::string& text) {
-    Click(page, line);
-    Retype(text);
+void RoadDriver::TickEntry(const std::string& page,
+                           const std::string& list,
+                           const std::string& text) {
+    Add(
+        "a tick at " + text + " of " + page + "." + list,
+        [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); },
+        [=] {
+            auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, list));
+            const QRect cell = CellRect(page, list, EntryNamed(page, list, text));
+            const int half = view.style()->pixelMetric(QStyle::PM_IndicatorWidth) / 2 + 3;
+            ClickAt(*view.viewport(), QPoint(cell.left() + half, cell.center().y()));
+        });
 }
 
-void RoadDriver::Retype(const std::string& text) {
+void RoadDriver::AddLetter(const std::string& page, const std::string& control) {
+    Add(
+        "the letter of " + page + "." + control,
+        [=] { return IsUsable(page, control) && QApplication::activeWindow() != nullptr; },
+        [=] {
+            if (const QString letter = LetterOf(page, control); !letter.isEmpty()) {
+                XDo({"key", letter});
+            }
+        });
+}
+
+void RoadDriver::Press(const std::string& page, const std::string& control) {
+    if (hand_ == Hand::Mouse) {
+        Click(page, control);
+        return;
+    }
+    AddLetter(page, control);
+    // Behind its letter a button has gone, perhaps with its page.
+    const auto was_pressed = [=] {
+        return FindControl(page, control) == nullptr || !LetterOf(page, control).isEmpty();
+    };
+    Add(
+        "a key on " + page + "." + control,
+        [=, tabs = TabsTo(page, control)] { return was_pressed() || tabs(); },
+        [=] {
+            if (!was_pressed()) {
+                XDo({"key", "space"});
+            }
+        });
+}
+
+void RoadDriver::Enter(const std::string& page, const std::string& control) {
+    if (hand_ == Hand::Mouse) {
+        Click(page, control);
+        return;
+    }
+    AddLetter(page, control);
+    Add(
+        "the focus on " + page + "." + control,
+        [=, tabs = TabsTo(page, control)] {
+            return LetterOf(page, control).isEmpty() ? tabs() : HasFocus(page, control);
+        },
+        [] {});
+}
+
+void RoadDriver::Fill(const std::string& page, const std::string& line, const std::string& text) {
+    Enter(page, line);
     Keys("ctrl+a");
     TypeText(text);
+}
+
+void RoadDriver::Pick(const std::string& page, const std::string& list, const std::string& text) {
+    if (hand_ == Hand::Mouse) {
+        ClickEntry(page, list, text);
+        return;
+    }
+    Until("the entry " + text + " of " + page + "." + list,
+          [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); });
+    Enter(page, list);
+    TypeText(text);  // a list goes to the entry that begins so
 }
 
 void RoadDriver::Keys(const std::string& keys) {
@@ -168,11 +254,6 @@ void RoadDriver::Keys(const std::string& keys) {
         [keys] {
             XDo({"key", ToQt(keys)});
         });
-}
-
-void RoadDriver::Keys(const std::string& page, const std::string& keys) {
-    Page(page);
-    Keys(keys);
 }
 
 void RoadDriver::TypeText(const std::string& text) {

@@ -8,6 +8,7 @@
 #include <QString>
 #include <QTimer>
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <string>
@@ -28,19 +29,25 @@ public:
     void Shot(const std::string& name);
     // Clicks into the middle of the page's control.
     void Click(const std::string& page, const std::string& control);
-    // Clicks a cell of a table or an entry of a list, or the entry's tick.
+    // Clicks a cell of a table or an entry of a list, by row and column.
     void ClickCell(const std::string& page, const std::string& table, int row, int column);
-    void ClickEntry(const std::string& page,
-                    const std::string& list,
-                    const std::string& text,
-                    bool tick = false);
-    // Clicks into a line and replaces what stands there; the second where the focus is.
-    void Type(const std::string& page, const std::string& line, const std::string& text);
-    void Retype(const std::string& text);
-    // As xdotool names them: "alt+n", "Return"; as soon as the page is there to be used.
-    void Keys(const std::string& keys);
-    void Keys(const std::string& page, const std::string& keys);
+    void ClickEntry(const std::string& page, const std::string& list, const std::string& text);
+    // The tick of an entry of a check list.
+    void TickEntry(const std::string& page, const std::string& list, const std::string& text);
+    void Keys(const std::string& keys);  // as xdotool names them: "alt+n", "Return"
     void TypeText(const std::string& text);
+
+    // The same step by either hand. The keyboard goes by the letter of a control or of its label;
+    // without one it gets there by Tab, and a button is pressed by the space bar.
+    enum class Hand : std::uint8_t { Mouse, Keyboard };
+    void Use(Hand hand) { hand_ = hand; }
+    void Press(const std::string& page, const std::string& control);
+    void Enter(const std::string& page, const std::string& control);  // it has the focus then
+    // Replaces what stands in a line.
+    void Fill(const std::string& page, const std::string& line, const std::string& text);
+    // Selects an entry of a list.
+    void Pick(const std::string& page, const std::string& list, const std::string& text);
+
     // A message box with that text is there; `key` answers it.
     void Box(const std::string& text, const std::string& key);
     // A file or folder chooser is there: types the path and confirms.
@@ -61,12 +68,7 @@ private:
         int seconds = 20;
     };
     void Add(std::string what, std::function<bool()> ready, std::function<void()> act);
-    // A step on a control of a page that is there to be used; the first one on it takes a picture.
-    void AddOn(const std::string& page,
-               const std::string& control,
-               std::string what,
-               std::function<bool()> ready,
-               std::function<void(QWidget&)> act);
+    void AddLetter(const std::string& page, const std::string& control);
     void Tick();
     void Fail(const std::string& why);
     void Shoot(const std::string& name);
@@ -74,11 +76,11 @@ private:
     std::deque<Step> steps_;
     QTimer timer_;
     std::string pictures_;
-    std::string pictured_;  // the page of the last picture
     int waited_ = 0;
     int settled_ = 0;
     int pictures_taken_ = 0;
     bool busy_ = false;
+    Hand hand_ = Hand::Mouse;
 };
 
 }  // namespace vantry

@@ -1,10 +1,12 @@
-// The wizard itself, walked through from the splash window to the finish by mouse and keyboard:
-// text files into a new Access database, and from there to delimited text, to fixed text, into
-// another Access database, and on to servers and back: a real MySQL server, the stand-in for SQL
-// Server through the real FreeTDS, and SQLite in the place of Oracle. Everything lies in the folder
-// of the executable, which the script makes anew and whose results it reads back; what servers hold
-// is written there as they tell it, past the wizard's drivers. Usage: wizard_road (in a folder with
-// data/customers.csv, data/notes.csv and data/orders.csv)
+// The wizard itself, walked through from the splash window to the finish. By mouse, in the main:
+// text files into a new Access database, and from there to delimited text, to fixed text and into
+// another Access database. Then by either hand, which is the argument: to servers and back, and out
+// of a FoxPro container. The servers are a real MySQL server, the stand-in for SQL Server through
+// the real FreeTDS, and SQLite in the place of Oracle. Everything lies in the folder of the
+// executable, which the script makes anew and whose results it reads back; what servers hold is
+// written there as they tell it, past the wizard's drivers. The keyboard's walk follows the mouse's
+// and has a folder in it. Usage: wizard_road mouse|keyboard (in a folder with data/customers.csv,
+// data/notes.csv and data/orders.csv)
 
 #include "core/session_state.h"
 #include "shell/qt_text.h"
@@ -25,18 +27,30 @@
 namespace vantry {
 namespace {
 
-constexpr const char* kFinish = "\n*******( F.I.N.I.S.H )*********";
-constexpr const char* kTextFinish = "\n******( FINISH )*******";
+constexpr const char* kTextBanner = "\n******( FINISH )*******";
 
-class Road : RoadDriver {
+class Road {
 public:
-    explicit Road(const std::string& folder) : RoadDriver(folder + "/pictures"), folder_(folder) {
+    explicit Road(const std::string& folder)
+        : folder_(folder),
+          by_keyboard_(QCoreApplication::arguments().contains("keyboard")),
+          driver_(folder + (by_keyboard_ ? "/pictures/keyboard" : "/pictures")) {
         registry_.Register({test::PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so"),
                             test::PrivateOdbc::Driver("Oracle", "libsqlite3odbc.so")});
         // The server's usual password has a letter that no key of the X server types.
         mysql_.Run(
             "create user walker@127.0.0.1 identified by 'pass-word'; grant all on shop.* to "
             "walker@127.0.0.1");
+        const std::string container =
+            "Driver={Microsoft Visual FoxPro Driver};SourceType=DBC;SourceDb=" + Out("old.dbc");
+        Catalog().Create(container);
+        Connection fox;
+        fox.Open(container);
+        for (const char* sql : {"create table goods (id n(5,0), name c(20), bought d)",
+                                "insert into goods values (1,'Ärger',{^2024-02-29})",
+                                "insert into goods (id, name) values (2,'two words')"}) {
+            fox.Execute(sql);
+        }
         // What an Oracle server keeps about its tables.
         Connection oracle;
         oracle.Open("Provider=MSDAORA;Data Source=" + OracleService());
@@ -49,281 +63,327 @@ public:
     }
 
     void Walk() {
-        StartAndMakeRepository();
-        TextToAccess();
-        AccessToText("FileFormatOpt_0", "delimited", "csv");
-        AccessToText("FileFormatOpt_1", "fixed", "txt");
-        AccessToAccess();
+        if (by_keyboard_) {
+            driver_.Use(RoadDriver::Hand::Keyboard);  // the splash goes by itself
+        } else {
+            StartAndMakeRepository();
+            TextToAccess();
+            AccessToText("FileFormatOpt_0", "delimited", "csv");
+            AccessToText("FileFormatOpt_1", "fixed", "txt");
+            AccessToAccess();
+        }
         AccessToMySql();
-        MySqlToAccessByKeyboard();
+        MySqlToAccess();
         MySqlToFoxPro();
+        FoxProContainerToMySql();
         TextToSqlServer();
         SqlServerToText();
         OracleToText();
-        Do("what the servers hold", [this] { WriteServersRows(); });
-        Start();
+        driver_.Do("what the servers hold", [this] { WriteServersRows(); });
+        driver_.Start();
     }
 
 private:
     std::string In(const std::string& name) const { return folder_ + "/" + name; }
+    // What this walk makes.
+    std::string Out(const std::string& name) const {
+        return In(by_keyboard_ ? "keyboard/" + name : name);
+    }
 
     void StartAndMakeRepository() {
-        Click("frmSplash", "Image1");
-        Keys("NavForm", "alt+r");
-        Keys("n");
-        Box("New Repository Created", "Return");
+        driver_.Click("frmSplash", "Image1");
+        driver_.Page("NavForm");
+        driver_.Keys("alt+r");
+        driver_.Keys("n");
+        driver_.Box("New Repository Created", "Return");
     }
 
     void ChooseKinds(const char* source, const char* target) {
-        Click("NavForm", "NavChoice_0");
-        Keys("alt+n");
-        Click("Form1", source);
-        Click("Form1", target);
-        Click("Form1", "NXT");
+        driver_.Page("NavForm");
+        driver_.Press("NavForm", "NavChoice_0");
+        driver_.Press("NavForm", "NXTBUTT");
+        driver_.Page("Form1");
+        driver_.Press("Form1", source);
+        driver_.Press("Form1", target);
+        driver_.Press("Form1", "NXT");
     }
 
     void NewAccessTarget(const std::string& file) {
-        Click("Form8", "NewMdbButton");
-        Choose(file);
-        Until("the target is connected",
-              [] { return LabelText("Form8", "ACCStatus") == "Connected Succesfully"; });
-        Click("Form8", "NXT");
-    }
-
-    void TextSource(std::initializer_list<const char*> files) {
-        Click("Form11", "Command1");
-        Choose(In("data"));
-        for (const char* file : files) {
-            ClickEntry("Form11", "FilesList", file, true);
-        }
-        ClickEntry("Form11", "FilesList", *files.begin());
-        Click("Form11", "NXTBUTT");
+        driver_.Page("Form8");
+        driver_.Press("Form8", "NewMdbButton");
+        driver_.Choose(file);
+        driver_.Until("the target is connected",
+                      [] { return LabelText("Form8", "ACCStatus") == "Connected Succesfully"; });
+        driver_.Page("Form8");
+        driver_.Press("Form8", "NXT");
     }
 
     void AccessSource() {
-        Type("Form2", "Mdbfilename", In("shop.mdb"));
-        Keys("alt+l");
-        ClickEntry("Form2", "mdbtables", "customers");
-        Keys("ctrl+a");
-        Click("Form2", "NXT");
+        driver_.Page("Form2");
+        driver_.Fill("Form2", "Mdbfilename", In("shop.mdb"));
+        driver_.Press("Form2", "LOADBUTT");
+        driver_.Pick("Form2", "mdbtables", "customers");
+        driver_.Keys("ctrl+a");
+        driver_.Page("Form2");
+        driver_.Press("Form2", "NXT");
     }
 
+    // The last three pages.
+    void MapAndRun(const char* banner = "\n*******( F.I.N.I.S.H )*********") {
+        driver_.Page("Form4");
+        driver_.Press("Form4", "NXTBUTT");
+        driver_.Page("Form13");
+        driver_.Press("Form13", "FreqOpt_1");
+        driver_.Press("Form13", "NXTBUTT");
+        RunToTheEnd(banner);
+    }
     void RunToTheEnd(const std::string& banner) {
-        Click("Form14", "StartButton");
-        Until("the log's last banner", [banner] {
+        driver_.Page("Form14");
+        driver_.Press("Form14", "StartButton");
+        driver_.Until("the log's last banner", [banner] {
             return FindPage("Form14") != nullptr &&
                    FromQt(Control<QPlainTextEdit>("Form14", "LogTxt").toPlainText())
                        .ends_with(banner);
         });
-        Click("Form14", "FINISHBUTT");
-        Page("NavForm");
-    }
-
-    // Not saved, from the map as it is.
-    void RunUnsaved(const std::string& banner = kFinish) {
-        Click("Form4", "NXTBUTT");
-        Click("Form13", "FreqOpt_1");
-        Click("Form13", "NXTBUTT");
-        RunToTheEnd(banner);
+        driver_.Page("Form14");
+        driver_.Press("Form14", "FINISHBUTT");
+        driver_.Page("NavForm");
     }
 
     // One column gets another name and size, one table a condition and the option to be dropped;
     // the session is saved and run at once.
     void TextToAccess() {
         ChooseKinds("SOpt_6", "DOpt_1");
-        TextSource({"customers.csv", "notes.csv", "orders.csv"});
+        driver_.Page("Form11");
+        driver_.Click("Form11", "Command1");
+        driver_.Choose(In("data"));
+        driver_.TickEntry("Form11", "FilesList", "customers.csv");
+        driver_.TickEntry("Form11", "FilesList", "notes.csv");
+        driver_.TickEntry("Form11", "FilesList", "orders.csv");
+        driver_.ClickEntry("Form11", "FilesList", "customers.csv");
+        driver_.Page("Form11");
+        driver_.Click("Form11", "NXTBUTT");
         NewAccessTarget(In("shop.mdb"));
 
-        ClickCell("Form4", "FlexGrid1", 0, 1);
-        ClickCell("Form5", "ColGrid1", 1, 5);
-        Retype("full name");
-        ClickCell("Form5", "ColGrid1", 1, 7);
-        Retype("80");
-        Keys("Return");
-        Click("Form5", "SQLCondTxt");
-        TypeText("id > 1");
-        Click("Form5", "closebutt");
-        ClickCell("Form4", "FlexGrid1", 2, 1);
-        Click("Form5", "TabDropOpt_0");
-        Keys("alt+c");
-        Click("Form4", "NXTBUTT");
+        driver_.Page("Form4");
+        driver_.ClickCell("Form4", "FlexGrid1", 0, 1);
+        driver_.Page("Form5");
+        driver_.ClickCell("Form5", "ColGrid1", 1, 5);
+        driver_.Keys("ctrl+a");
+        driver_.TypeText("full name");
+        driver_.ClickCell("Form5", "ColGrid1", 1, 7);
+        driver_.Keys("ctrl+a");
+        driver_.TypeText("80");
+        driver_.Keys("Return");
+        driver_.Click("Form5", "SQLCondTxt");
+        driver_.TypeText("id > 1");
+        driver_.Page("Form5");
+        driver_.Click("Form5", "closebutt");
+        driver_.Page("Form4");
+        driver_.ClickCell("Form4", "FlexGrid1", 2, 1);
+        driver_.Page("Form5");
+        driver_.Click("Form5", "TabDropOpt_0");
+        driver_.Keys("alt+c");
+        driver_.Page("Form4");
+        driver_.Click("Form4", "NXTBUTT");
 
-        Click("Form13", "FreqOpt_0");
-        Click("Form13", "NXTBUTT");
-        Box("Session Saved Successfully", "Return");
-        RunToTheEnd(kFinish);
+        driver_.Page("Form13");
+        driver_.Click("Form13", "FreqOpt_0");
+        driver_.Click("Form13", "NXTBUTT");
+        driver_.Box("Session Saved Successfully", "Return");
+        RunToTheEnd("\n*******( F.I.N.I.S.H )*********");
     }
 
     void AccessToText(const char* format, const std::string& folder, const std::string& extension) {
         ChooseKinds("SOpt_1", "DOpt_6");
         AccessSource();
-        Type("Form12c", "FName", In(folder));
-        Click("Form12c", format);
-        Click("Form12c", "DefExt");
-        Keys("Escape");
-        Retype(extension);
-        Click("Form12c", "ColNames");
-        Click("Form12c", "NXTBUTT");
-        RunUnsaved(kTextFinish);
+        driver_.Page("Form12c");
+        driver_.Fill("Form12c", "FName", In(folder));
+        driver_.Click("Form12c", format);
+        driver_.Click("Form12c", "DefExt");
+        driver_.Keys("Escape");
+        driver_.Keys("ctrl+a");
+        driver_.TypeText(extension);
+        driver_.Click("Form12c", "ColNames");
+        driver_.Page("Form12c");
+        driver_.Click("Form12c", "NXTBUTT");
+        MapAndRun(kTextBanner);
     }
 
-    // Field by field, with the mouse; then Connect.
-    void LogInByMouse(const char* page,
-                      std::initializer_list<std::pair<const char*, std::string>> fields) {
+    // Field by field; then Connect.
+    void LogIn(const char* page,
+               std::initializer_list<std::pair<const char*, std::string>> fields,
+               const char* connect,
+               const char* status,
+               const char* good) {
+        driver_.Page(page);
         for (const auto& [field, text] : fields) {
-            Type(page, field, text);
+            driver_.Fill(page, field, text);
         }
-        Click(page, "ConnButt");
-        Until(std::string(page) + " is connected",
-              [=] { return LabelText(page, "Label2") == "Connected Successfully"; });
-        Page(page);
+        driver_.Press(page, connect);
+        driver_.Until(std::string(page) + " is connected",
+                      [=] { return LabelText(page, status) == good; });
+        driver_.Page(page);
     }
-    void MySqlLogInByMouse(const char* page) {
-        LogInByMouse(page,
-                     {{"SrvTBox", "127.0.0.1"},
-                      {"PortTBox", std::to_string(mysql_.Port())},
-                      {"UserTBox", "walker"},
-                      {"PassTbox", "pass-word"}});
+    void MySqlLogIn(const char* page) {
+        LogIn(page,
+              {{"SrvTBox", "127.0.0.1"},
+               {"PortTBox", std::to_string(mysql_.Port())},
+               {"UserTBox", "walker"},
+               {"PassTbox", "pass-word"}},
+              "ConnButt",
+              "Label2",
+              "Connected Successfully");
     }
-    void SqlServerLogInByMouse(const char* page) {
-        Click(page, "Option2");
-        LogInByMouse(page,
-                     {{"SrvTBox", "127.0.0.1," + std::to_string(sql_server_.Port())},
-                      {"UserTBox", sql_server_.Options().user},
-                      {"PassTbox", sql_server_.Options().password}});
+    void SqlServerLogIn(const char* page) {
+        driver_.Page(page);
+        driver_.Press(page, "Option2");
+        LogIn(page,
+              {{"SrvTBox", "127.0.0.1," + std::to_string(sql_server_.Port())},
+               {"UserTBox", sql_server_.Options().user},
+               {"PassTbox", sql_server_.Options().password}},
+              "ConnButt",
+              "Label2",
+              "Connected Successfully");
     }
     // Down steps through the closed list; each step is a choice.
     void StepTo(const char* page, const char* combo, const std::string& entry) {
-        Click(page, combo);
+        driver_.Enter(page, combo);
+        if (!by_keyboard_) {
+            driver_.Keys("Escape");  // the click has opened it
+        }
         for (int step = 0; step < 3; ++step) {
-            Do("a step down the list, unless it is there", [=] {
+            driver_.Do("a step down the list, unless it is there", [=] {
                 if (FromQt(Control<QComboBox>(page, combo).currentText()) != entry) {
                     QProcess::execute("xdotool", {"key", "Down"});
                 }
             });
-            Page(page);
+            driver_.Page(page);
         }
-        Until(entry + " is chosen",
-              [=] { return FromQt(Control<QComboBox>(page, combo).currentText()) == entry; });
+        driver_.Until(entry + " is chosen", [=] {
+            return FromQt(Control<QComboBox>(page, combo).currentText()) == entry;
+        });
+    }
+
+    void MySqlTarget() {
+        MySqlLogIn("MySQLDest");
+        driver_.Fill("MySQLDest", "MySQLDBCombo", mysql_.Database());
+        driver_.Press("MySQLDest", "NXT");
+    }
+    void MySqlSource() {
+        MySqlLogIn("MySQLSrc");
+        StepTo("MySQLSrc", "MySQLDBCombo", mysql_.Database());
     }
 
     void AccessToMySql() {
         ChooseKinds("SOpt_1", "DOpt_3");
         AccessSource();
-        MySqlLogInByMouse("MySQLDest");
-        Type("MySQLDest", "MySQLDBCombo", mysql_.Database());
-        Click("MySQLDest", "NXT");
-        RunUnsaved();
+        MySqlTarget();
+        MapAndRun();
     }
 
-    // No mouse from the navigator to the finish.
-    void MySqlToAccessByKeyboard() {
-        Do("an empty database", [this] {
-            Catalog().Create("PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + In("back.mdb"));
-        });
-        Keys("NavForm", "alt+s");
-        Keys("alt+n");
-        Keys("Form1", "alt+m");
-        Keys("alt+e");
-        Keys("alt+n");
-        Page("MySQLSrc");
-        for (const auto& [letter, text] : {std::pair("alt+s", std::string("127.0.0.1")),
-                                           std::pair("alt+r", std::to_string(mysql_.Port())),
-                                           std::pair("alt+u", std::string("walker")),
-                                           std::pair("alt+p", std::string("pass-word"))}) {
-            Keys(letter);
-            Retype(text);
-        }
-        Keys("alt+t");
-        Until("the databases are listed",
-              [] { return Control<QComboBox>("MySQLSrc", "MySQLDBCombo").count() >= 2; });
-        Keys("alt+e");
-        Keys("Down");
-        Keys("MySQLSrc", "Down");
-        Until("the tables are listed", [this] {
-            return FromQt(Control<QComboBox>("MySQLSrc", "MySQLDBCombo").currentText()) ==
-                       mysql_.Database() &&
-                   Control<QListWidget>("MySQLSrc", "MySQLSrcTables").count() == 3;
-        });
-        Keys("MySQLSrc", "alt+a");
-        Keys("ctrl+a");
-        Keys("alt+n");
-        Keys("Form8", "alt+f");
-        TypeText(In("back.mdb"));
-        Keys("alt+l");
-        Until("the target is connected",
-              [] { return LabelText("Form8", "ACCStatus") == "Connected Succesfully"; });
-        Keys("alt+n");
-        Keys("Form4", "alt+n");
-        Keys("Form13", "alt+r");
-        Keys("alt+n");
-        Keys("Form14", "alt+s");
-        Until("the run's end", [] { return Control<QWidget>("Form14", "FINISHBUTT").isEnabled(); });
-        Keys("Form14", "alt+f");
-        Page("NavForm");
+    void MySqlToAccess() {
+        ChooseKinds("SOpt_3", "DOpt_1");
+        MySqlSource();
+        driver_.Pick("MySQLSrc", "MySQLSrcTables", "orders");
+        driver_.Keys("ctrl+a");
+        driver_.Press("MySQLSrc", "NXT");
+        NewAccessTarget(Out("back.mdb"));
+        MapAndRun();
     }
 
     void MySqlToFoxPro() {
         ChooseKinds("SOpt_3", "DOpt_2");
-        MySqlLogInByMouse("MySQLSrc");
-        StepTo("MySQLSrc", "MySQLDBCombo", mysql_.Database());
-        ClickEntry("MySQLSrc", "MySQLSrcTables", "orders");
-        Click("MySQLSrc", "NXT");
-        Type("Form3", "FoxDir", In("dbf"));
-        Click("Form3", "NXTBUTT");
-        RunUnsaved();
+        MySqlSource();
+        driver_.Pick("MySQLSrc", "MySQLSrcTables", "orders");
+        driver_.Press("MySQLSrc", "NXT");
+        driver_.Page("Form3");
+        driver_.Fill("Form3", "FoxDir", Out("dbf"));
+        driver_.Press("Form3", "NXTBUTT");
+        MapAndRun();
+    }
+
+    void FoxProContainerToMySql() {
+        ChooseKinds("SOpt_2", "DOpt_3");
+        driver_.Page("Form10");
+        driver_.Press("Form10", "VFPFileOpt");
+        driver_.Fill("Form10", "VFPFilename", Out("old.dbc"));
+        driver_.Press("Form10", "DBCLoadbutt");
+        driver_.Pick("Form10", "List1", "goods");
+        driver_.Page("Form10");
+        driver_.Press("Form10", "NXTBUTT");
+        MySqlTarget();
+        MapAndRun();
     }
 
     void TextToSqlServer() {
         ChooseKinds("SOpt_6", "DOpt_4");
-        TextSource({"orders.csv"});
-        SqlServerLogInByMouse("MSSQLDest");
-        Type("MSSQLDest", "MSSQLDBCombo", "shop");
-        Click("MSSQLDest", "NXT");
-        RunUnsaved();
+        driver_.Page("Form11");
+        driver_.Press("Form11", "Command1");
+        driver_.Choose(In("data"));
+        if (by_keyboard_) {
+            driver_.Pick("Form11", "FilesList", "orders.csv");
+            driver_.Keys("space");
+        } else {
+            driver_.TickEntry("Form11", "FilesList", "orders.csv");
+        }
+        driver_.Page("Form11");
+        driver_.Press("Form11", "NXTBUTT");
+        SqlServerLogIn("MSSQLDest");
+        driver_.Fill("MSSQLDest", "MSSQLDBCombo", "shop");
+        driver_.Press("MSSQLDest", "NXT");
+        MapAndRun();
     }
 
     void TextTarget(const std::string& folder) {
-        Type("Form12c", "FName", In(folder));
-        Click("Form12c", "NXTBUTT");
-        RunUnsaved(kTextFinish);
+        driver_.Page("Form12c");
+        driver_.Fill("Form12c", "FName", Out(folder));
+        driver_.Press("Form12c", "NXTBUTT");
+        MapAndRun(kTextBanner);
     }
 
     void SqlServerToText() {
         ChooseKinds("SOpt_4", "DOpt_6");
-        SqlServerLogInByMouse("MSSQLSrc");
-        Click("MSSQLSrc", "MSSQLDBCombo");
-        Keys("Down");
-        Box("No tables found in the selected Database", "Return");  // in "master"
-        Click("MSSQLSrc", "MSSQLDBCombo");
-        Keys("Down");
-        ClickEntry("MSSQLSrc", "MSSQLSrcTables", "dbo.orders");
-        Click("MSSQLSrc", "NXT");
+        SqlServerLogIn("MSSQLSrc");
+        driver_.Enter("MSSQLSrc", "MSSQLDBCombo");
+        driver_.Keys("Down");
+        driver_.Box("No tables found in the selected Database", "Return");  // in "master"
+        driver_.Page("MSSQLSrc");
+        driver_.Enter("MSSQLSrc", "MSSQLDBCombo");
+        driver_.Keys("Down");
+        driver_.Page("MSSQLSrc");
+        driver_.Pick("MSSQLSrc", "MSSQLSrcTables", "dbo.orders");
+        driver_.Press("MSSQLSrc", "NXT");
         TextTarget("sqlserver");
     }
 
-    std::string OracleService() const { return "svc;Database=" + In("oracle"); }
+    std::string OracleService() const { return "svc;Database=" + Out("oracle"); }
     void OracleToText() {
         ChooseKinds("SOpt_0", "DOpt_6");
-        Type("Form6", "OrclUsr", "main");
-        Type("Form6", "OrclPwd", "tiger");
-        Type("Form6", "OrclSvc", OracleService());
-        Click("Form6", "Command1");
-        ClickEntry("Form6", "orclTables", "MAIN.goods");
-        Click("Form6", "NXT");
+        driver_.Page("Form6");
+        driver_.Fill("Form6", "OrclUsr", "main");
+        driver_.Fill("Form6", "OrclPwd", "tiger");
+        driver_.Fill("Form6", "OrclSvc", OracleService());
+        driver_.Press("Form6", "Command1");
+        driver_.Pick("Form6", "orclTables", "MAIN.goods");
+        driver_.Press("Form6", "NXT");
         TextTarget("oracle-text");
     }
 
     void WriteServersRows() {
-        std::ofstream(In("mysql.txt"))
+        std::ofstream(Out("mysql.txt"))
             << mysql_.QueryOne(
                    "select group_concat(concat_ws('|', id, `full name`, city, credit) "
                    "order by id separator '\n') from customers")
             << "\n"
             << mysql_.QueryOne(
                    "select concat(count(*), '|', sum(id), '|', max(ordered)) from orders")
+            << "\n"
+            << mysql_.QueryOne(
+                   "select group_concat(concat_ws('|', id, trim(name), date(bought)) "
+                   "order by id separator '\n') from goods")
             << "\n";
-        std::ofstream(In("sqlserver.txt"))
+        std::ofstream(Out("sqlserver.txt"))
             << sql_server_.Rows("select count(*), sum(id), sum(customer) from orders");
     }
 
@@ -331,13 +391,15 @@ private:
         ChooseKinds("SOpt_1", "DOpt_1");
         AccessSource();
         NewAccessTarget(In("copy.mdb"));
-        RunUnsaved();
+        MapAndRun();
     }
 
     std::string folder_;
+    bool by_keyboard_;
     test::PrivateOdbc registry_;
     test::PrivateMariaDb mysql_;
     test::TdsServer sql_server_;
+    RoadDriver driver_;
 };
 
 }  // namespace

@@ -5,10 +5,12 @@ set -uo pipefail
 program=$1 pictures=$2
 . "$(dirname "$0")/private_window.sh"
 cp "$program" "$folder/wizard_road"
-mkdir -p "$folder/delimited" "$folder/fixed" "$folder/dbf" "$folder/sqlserver" "$folder/oracle-text"
+mkdir -p "$folder/delimited" "$folder/fixed" "$folder"/{,keyboard/}{dbf,sqlserver,oracle-text}
 printf 'id,name,city,credit\r\n1,"Lindström, Åsa",Malmö,1250.50\r\n2,José Núñez,Córdoba,-3.25\r\n3,"say ""hello""",Łódź,0\r\n' >"$folder/data/customers.csv"
 printf 'id,note\r\n1,"two\r\nlines"\r\n2,\r\n' >"$folder/data/notes.csv"
-(cd "$folder" && timeout 500 ./wizard_road) || { echo "the walk through the wizard failed"; exit 1; }
+for hand in mouse keyboard; do
+    (cd "$folder" && timeout 250 ./wizard_road "$hand") || { echo "the walk through the wizard by $hand failed"; exit 1; }
+done
 
 expect "customers of the new database" $'id,full name,city,credit\n2,"José Núñez","Córdoba",-3.25\n3,"say ""hello""","Łódź",0' \
     "$(mdb-export "$folder/shop.mdb" customers)"
@@ -27,13 +29,16 @@ expect "what happens to tables" $'customers.csv,APPEND,id > 1\nnotes.csv,APPEND,
     "$(mdb-export "$(ls "$folder"/[vV][yY]*.mdb)" VYTabs | python3 -c 'import csv, sys
 for row in csv.DictReader(sys.stdin): print(row["SourceTableName"], row["LoadOption"], row["WhereCond"], sep=",")')"
 expect "the saved session" 1 "$(mdb-count "$(ls "$folder"/[vV][yY]*.mdb)" Sessions)"
-expect "MySQL, as its server tells" $'2|José Núñez|Córdoba|-3.25\n3|say "hello"|Łódź|0\n500|125250|2024-02-28 00:00:00' "$(cat "$folder/mysql.txt")"
-expect "the way back from MySQL" "$(mdb-export "$folder/shop.mdb" orders)" "$(mdb-export "$folder/back.mdb" orders)"
-# The Debian package's own interpreter: another python3 may come first.
-expect "the FoxPro table" "500 125250 1001 2024-02-28" "$(/usr/bin/python3 -c 'import dbfread, glob, sys
+for out in "$folder" "$folder/keyboard"; do
+    expect "MySQL, as its server tells" $'2|José Núñez|Córdoba|-3.25\n3|say "hello"|Łódź|0\n500|125250|2024-02-28 00:00:00\n1|Ärger|2024-02-29\n2|two words' \
+        "$(cat "$out/mysql.txt")"
+    expect "the way back from MySQL" "$(mdb-export "$folder/shop.mdb" orders)" "$(mdb-export "$out/back.mdb" orders)"
+    # The Debian package's own interpreter: another python3 may come first.
+    expect "the FoxPro table" "500 125250 1001 2024-02-28" "$(/usr/bin/python3 -c 'import dbfread, glob, sys
 rows = [list(row.values()) for row in dbfread.DBF(glob.glob(sys.argv[1] + "/*.[dD][bB][fF]")[0], encoding="cp1252")]
-print(len(rows), sum(int(row[0]) for row in rows), sum(int(row[1]) for row in rows), max(str(row[2])[:10] for row in rows))' "$folder/dbf")"
-expect "SQL Server, as its stand-in keeps it" "500|125250|1001" "$(cat "$folder/sqlserver.txt")"
-expect "lines from SQL Server" 500 "$(cat "$folder"/sqlserver/* | wc -l)"
-expect "lines from Oracle" $'1,"Ärger"\r\n2,"two words"\r' "$(cat "$folder"/oracle-text/*)"
+print(len(rows), sum(int(row[0]) for row in rows), sum(int(row[1]) for row in rows), max(str(row[2])[:10] for row in rows))' "$out/dbf")"
+    expect "SQL Server, as its stand-in keeps it" "500|125250|1001" "$(cat "$out/sqlserver.txt")"
+    expect "lines from SQL Server" 500 "$(cat "$out"/sqlserver/* | wc -l)"
+    expect "lines from Oracle" $'1,"Ärger"\r\n2,"two words"\r' "$(cat "$out"/oracle-text/*)"
+done
 exit "$bad"
