@@ -41,8 +41,8 @@ namespace {
 // The window of one run: log, bar, counter, Cancel and Close.
 class RunWindow : public QWidget {
 public:
-    explicit RunWindow(i32 session_id) {
-        setWindowTitle(QStringLiteral("Vantry - Session %1").arg(session_id));
+    explicit RunWindow(i32 session_id) : session_id_(session_id) {
+        SetName({});
         log_ = new QPlainTextEdit(this);
         log_->setObjectName(QStringLiteral("LogTxt"));
         log_->setReadOnly(true);
@@ -78,6 +78,12 @@ public:
 
     RunView& Display() { return *display_; }
 
+    void SetName(const QString& name) {
+        setWindowTitle(
+            QStringLiteral("Vantry - Session %1").arg(session_id_) +
+            (name.trimmed().isEmpty() ? QString() : QStringLiteral(": ") + name.trimmed()));
+    }
+
     bool IsCancelled() const { return cancelled_; }
     // The window stays until it is closed: what it shows is often the only copy that the user
     // reads.
@@ -108,6 +114,7 @@ private:
         cancel_->setEnabled(false);
     }
 
+    i32 session_id_;
     QPlainTextEdit* log_;
     LogView* log_view_;
     QLabel* counter_;
@@ -202,6 +209,7 @@ int ShowRunInWindow(
         tell(line);
         window.AddLine(ToQt(line));
     };
+    surroundings.found = [&](const std::string& name) { window.SetName(ToQt(name)); };
     std::atexit(TellLostDisplay);
     Phase = WindowPhase::RunIsGoing;
     CodeOfRun = RunSavedSession(session_id, surroundings);

@@ -125,6 +125,7 @@ void SavedRun::FindSession() {
     }
     // Known from here on: what fails later can be said in the session's own log.
     summary_.SessionName = session->SessionName;
+    surroundings_.found(session->SessionName);
     log_file_ = LogFileAt(session->LogFileName);
 }
 

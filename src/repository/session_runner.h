@@ -44,6 +44,8 @@ struct RunnerSurroundings {
     std::function<bool()> cancel_requested = [] { return false; };
     // Takes what the log can't, and what must be seen at once: one line at a time.
     std::function<void(const std::string&)> tell = [](const std::string&) {};
+    // Called with the session's name when the repository has told it.
+    std::function<void(const std::string&)> found = [](const std::string&) {};
 };
 
 // Never throws. Everything that went wrong goes to `tell` and into the log.
