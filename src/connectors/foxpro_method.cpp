@@ -1,5 +1,7 @@
 #include "connectors/foxpro_method.h"
 
+#include "core/driver_registry.h"
+#include "data/connection_string.h"
 #include "data/paths.h"
 
 namespace vantry {
@@ -24,6 +26,12 @@ std::string FoxProTargetString(FoxProForm form, const std::string& path) {
     return std::string("Driver={Microsoft Visual FoxPro Driver};SourceType=") +
            (form == FoxProForm::Container ? "DBC" : "DBF") + ";SourceDb=" + path +
            ";Persist Security Info=False";
+}
+
+std::string FoxProPathOfDsn(const std::string& dsn) {
+    const auto connection = WithDataSource(ConnectionString::Parse(
+        FoxProSourceString(FoxProForm::Folder, FoxProMethod::Dsn, {"", "", dsn})));
+    return connection.GetAny({"SourceDB", "Data Source", "DBQ"});
 }
 
 const char* FoxProMode(FoxProForm form) {

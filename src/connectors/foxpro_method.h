@@ -18,6 +18,9 @@ std::string FoxProSourceString(FoxProForm form, FoxProMethod method, const FoxPr
 // The target's driver is always the same, built in where it isn't installed.
 std::string FoxProTargetString(FoxProForm form, const std::string& path);
 
+// The folder or the .dbc file that a data source names; empty where it says none.
+std::string FoxProPathOfDsn(const std::string& dsn);
+
 // The mode of FoxSrcMode and FoxDestMode.
 const char* FoxProMode(FoxProForm form);
 // What a run puts before a table's name: the closed folder; nothing in a container.

@@ -26,7 +26,7 @@ DataError NoSuchItem(std::string_view collection, std::int32_t index, std::int32
 }
 
 std::shared_ptr<DriverConnection> ConnectByString(std::string_view text) {
-    const auto connection = ConnectionString::Parse(text);
+    const auto connection = WithDataSource(ConnectionString::Parse(text));
     return DriverFor(connection).Connect(connection);
 }
 

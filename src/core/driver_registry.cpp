@@ -77,7 +77,61 @@ Driver& DriverForOdbcName(const std::string& name) {
     return OdbcDriver();
 }
 
+// A value in the form of either grammar that reads back as it is.
+std::string Wrapped(const std::string& value, bool ole_db) {
+    const char close = ole_db ? '"' : '}';
+    std::string text(1, ole_db ? '"' : '{');
+    for (const char c : value) {
+        text += c;
+        if (c == close) {
+            text += c;
+        }
+    }
+    return text + close;
+}
+
+// The driver that a data source names; empty without such a source.
+std::string DriverOfSource(const std::string& dsn) {
+    const auto machine = odbc::Machine::Read();
+    const auto* const source = machine.FindSource(dsn);
+    return source == nullptr ? std::string() : source->driver;
+}
+
 }  // namespace
+
+ConnectionString WithDataSource(const ConnectionString& connection) {
+    const std::string& dsn = connection.Get("DSN");
+    if (dsn.empty() || connection.Has("Driver")) {
+        return connection;
+    }
+    const std::string& provider = connection.Get("Provider");
+    const std::string driver = DriverOfSource(dsn);
+    const bool by_provider =
+        !provider.empty() && &DriverForProvider(connection, provider) != &OdbcDriver();
+    // A path is a library, whatever words are in it.
+    const bool by_driver = driver.find('/') == std::string::npos && !driver.empty() &&
+                           &DriverForOdbcName(driver) != &OdbcDriver();
+    if (driver.empty() || (!by_provider && !by_driver)) {
+        return connection;
+    }
+    std::string text = by_provider ? "Provider=" + provider : "Driver=" + Wrapped(driver, false);
+    const auto add = [&](const std::string& key, const std::string& value) {
+        text += ";" + key + "=" + Wrapped(value, by_provider);
+    };
+    for (const auto& pair : connection.Pairs()) {
+        // An empty login would hide what the data source itself says.
+        if (!pair.value.empty() && !EqualsNoCase(pair.key, "DSN") &&
+            !EqualsNoCase(pair.key, "Provider")) {
+            add(pair.key, pair.value);
+        }
+    }
+    for (const auto& [key, value] : odbc::KeysOfSource(dsn)) {
+        if (connection.Get(key).empty()) {
+            add(key, value);
+        }
+    }
+    return ConnectionString::Parse(text);
+}
 
 void RegisterDriver(const std::string& provider, std::shared_ptr<Driver> driver) {
     if (driver) {

@@ -13,6 +13,11 @@ namespace vantry {
 // mend.
 Driver& DriverFor(const ConnectionString& connection);
 
+// The string with all that its data source says, where an engine of ours is the driver: the driver
+// manager has no library for those. What the string says itself counts more. Any other string stays
+// as it is.
+ConnectionString WithDataSource(const ConnectionString& connection);
+
 // A driver for connection strings with this Provider word, before all others; a null driver takes
 // it away again. For drivers that come from outside the program: in tests, one that fails on
 // demand.

@@ -4,6 +4,7 @@
 // compared: file or server, port, data source name, then what an owner means to the kind. When in
 // doubt the answer is yes: a refused table is an annoyance, an emptied one is a loss.
 
+#include "core/driver_registry.h"
 #include "core/kinds.h"
 #include "data/connection_string.h"
 #include "data/letter_case.h"
@@ -111,8 +112,8 @@ bool IsItsOwnSource(const TableRec& source, const TableRec& target) {
         return false;
     }
     // Names first: parsing two strings for each of a thousand tables is what takes time.
-    const auto from = ConnectionString::Parse(SourceConnStr);
-    const auto to = ConnectionString::Parse(TargetConnStr);
+    const auto from = WithDataSource(ConnectionString::Parse(SourceConnStr));
+    const auto to = WithDataSource(ConnectionString::Parse(TargetConnStr));
     return SamePlace(from, to) && SameOwner(source, from, to);
 }
 

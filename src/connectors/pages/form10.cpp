@@ -87,17 +87,30 @@ void Form10::MethodChanged() {
 }
 
 void Form10::Load(FoxProForm form) {
-    const FoxProSource source{Path(form),
-                              FromQt(ui_->VFPODBCDrvList->currentText()),
-                              FromQt(ui_->VFPDSNList->currentText())};
-    if (Method() == FoxProMethod::Dsn && source.dsn.empty()) {
-        Tell("No DSN is specified please select a Proper DSN");
-        return;
+    const std::string dsn = FromQt(ui_->VFPDSNList->currentText());
+    if (Method() == FoxProMethod::Dsn) {
+        if (dsn.empty()) {
+            Tell("No DSN is specified please select a Proper DSN");
+            return;
+        }
+        if (form == FoxProForm::Folder) {
+            ShowFolderOf(dsn);
+        }
     }
+    const FoxProSource source{Path(form), FromQt(ui_->VFPODBCDrvList->currentText()), dsn};
     SourceConnStr = FoxProSourceString(form, Method(), source);
     FoxSrcMode = FoxProMode(form);
     FoxSrcPrefix = FoxProPrefix(form, source.path);
     LoadFoxTables();
+}
+
+// A run reads each table by the folder that stands on the page. The user needn't copy it there from
+// the data source; what was typed counts.
+void Form10::ShowFolderOf(const std::string& dsn) {
+    if (const QString text = ui_->FoxDir->text(); text.isEmpty() || text == folder_of_dsn_) {
+        folder_of_dsn_ = ToQt(FoxProPathOfDsn(dsn));
+        ui_->FoxDir->setText(folder_of_dsn_);
+    }
 }
 
 void Form10::LoadFoxTables() {

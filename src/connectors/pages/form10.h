@@ -3,7 +3,10 @@
 
 #include "connectors/pages/foxpro_page.h"
 
+#include <QString>
+
 #include <memory>
+#include <string>
 
 namespace Ui {
 class Form10;
@@ -32,9 +35,11 @@ private:
     // Sets the session's string, mode and prefix, and lists the tables.
     void Load(FoxProForm form);
     void LoadFoxTables();
+    void ShowFolderOf(const std::string& dsn);
     void Next();
 
     std::unique_ptr<Ui::Form10> ui_;
+    QString folder_of_dsn_;  // as this page has put it into FoxDir
 };
 
 }  // namespace vantry

@@ -12,6 +12,7 @@
 #include "drivers/odbc/text_form.h"
 
 #include <dlfcn.h>
+#include <odbcinst.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -96,6 +97,15 @@ std::vector<std::string> PlacesOf(const std::string& library) {
     return places;
 }
 
+// Of a section; without a key the names of its keys, each closed by a zero byte.
+std::string ProfileText(const std::string& section, const char* key) {
+    std::vector<char> buffer(kMoreBytes);
+    const int length = SQLGetPrivateProfileString(
+        section.c_str(), key, "", buffer.data(), static_cast<int>(buffer.size()), "odbc.ini");
+    const auto size = static_cast<std::size_t>(std::max(length, 0));
+    return {buffer.data(), std::min(size, buffer.size())};
+}
+
 bool LookForWideCalls(const std::string& library) {
     for (const auto& place : PlacesOf(library)) {
         if (void* handle = dlopen(place.c_str(), RTLD_LAZY | RTLD_LOCAL)) {
@@ -155,6 +165,19 @@ bool Machine::HasLibrary(std::string_view library) const {
 std::string Machine::LibraryOf(std::string_view driver) const {
     const auto* found = FindDriver(driver);
     return found != nullptr ? found->library : std::string(driver);
+}
+
+std::vector<std::pair<std::string, std::string>> KeysOfSource(const std::string& name) {
+    std::vector<std::pair<std::string, std::string>> keys;
+    const std::string names = ProfileText(name, nullptr);
+    for (std::size_t begin = 0; begin < names.size();) {
+        const std::string key = names.substr(begin, names.find('\0', begin) - begin);
+        begin += key.size() + 1;
+        if (!key.empty() && !EqualsNoCase(key, "Driver")) {
+            keys.emplace_back(key, ProfileText(name, key.c_str()));
+        }
+    }
+    return keys;
 }
 
 std::string_view BaseName(std::string_view path) {

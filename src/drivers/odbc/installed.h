@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace vantry::odbc {
@@ -48,6 +49,10 @@ std::optional<std::string> AliasOf(std::string_view name, std::string_view libra
 std::string_view BaseName(std::string_view path);
 // Whether `library`, whatever its folder, is the driver known by `word` ("tdsodbc").
 bool LibraryIs(std::string_view library, std::string_view word);
+
+// What odbc.ini says of a data source, but for its driver: keys as written there. The user's file
+// comes before the system's.
+std::vector<std::pair<std::string, std::string>> KeysOfSource(const std::string& name);
 
 // Whether a Driver key of this name, or alias, finds a registered driver.
 bool IsInstalledDriver(std::string_view name);

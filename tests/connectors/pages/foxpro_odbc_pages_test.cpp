@@ -1,6 +1,8 @@
 // Form10 and Form3 on real folders and containers, ODBCSrc on a real data source.
 
+#include "connectors/odbc_enumeration.h"
 #include "connectors/pages/connector_pages_fixture.h"
+#include "core/table_names.h"
 #include "support/session_steps.h"
 
 #include <filesystem>
@@ -74,6 +76,36 @@ TEST_F(FoxProPagesTest, SourceOfAFolderByEveryMethod) {
     EXPECT_EQ(Tables().front(), '|');
     EXPECT_EQ(SourceQueryMode, 7) << "left alone here";
     EXPECT_EQ(VisiblePages(), "Form3");
+}
+
+// The driver manager has no library for the driver that such a data source names.
+TEST_F(FoxProPagesTest, SourceByDataSource) {
+    const std::string folder = MakeFolder({"orders", "items"});
+    const std::string driver = std::string("Driver=") + kBuiltIn;
+    Registry().Register({},
+                        {{"Old files", driver + "\nSourceType=DBF\nSourceDB=" + folder + "\n"},
+                         {"Nowhere", driver + "\nSourceDB=" + folder + "/none\n"}});
+    EnumerateOdbcDsns();
+    ShowPage("Form10");
+    Press("Form10", "Option3");
+    Pick("Form10", "VFPDSNList", "Nowhere");
+    Press("Form10", "DirLoadbutt");
+    EXPECT_NE(dialogs_.TakeBoxes().find(folder + "/none"), std::string::npos);
+    EXPECT_EQ(Status("Form10", "Label6"), "Connection Error #ff0000");
+    Pick("Form10", "VFPDSNList", "Old files");
+    EXPECT_EQ(dialogs_.TakeBoxes() + Status("Form10", "Label6"), "Connect Success #32c828");
+    EXPECT_EQ(SourceConnStr, "Provider=vfpoledb.1;DSN=Old files");
+    EXPECT_EQ(Entries("Form10", "List1").size(), std::string("items,orders").size());
+    // A load reads tables by the path that the page has, so it takes the data source's.
+    EXPECT_EQ(FoxSrcPrefix, folder + "/");
+    Select("Form10", "List1", {0});
+    Press("Form10", "NXTBUTT");
+    EXPECT_EQ(RowsOf(SourceConnStr,
+                     "select count(*) from " + SourceTable(SrcTables[0], Reading::RowLoad)),
+              "0\n");
+    Type("Form10", "FoxDir", "/elsewhere");
+    Press("Form10", "DirLoadbutt");
+    EXPECT_EQ(FoxSrcPrefix, "/elsewhere/") << "what is typed counts";
 }
 
 TEST_F(FoxProPagesTest, SourceOfAContainerAndWhatCanBeWrong) {
