@@ -22,7 +22,7 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <regex>
 
 namespace vantry::test {
 namespace {
@@ -78,6 +78,12 @@ protected:
         return folder;
     }
     static std::string In(const std::string& name) { return (Folder() / name).string(); }
+
+    static std::string Emptied(const std::string& folder) {
+        std::filesystem::remove_all(In(folder));
+        std::filesystem::create_directories(In(folder));
+        return In(folder);
+    }
 
     static void MakeGoods(const std::string& connection, const std::string& columns) {
         RunStatement(connection, "create table goods (" + columns + ")");
@@ -150,61 +156,59 @@ protected:
         box.setCurrentIndex(box.findText(entry));
         Q_EMIT box.activated(box.currentIndex());
     }
-    static void ChooseEntry(const char* page, const char* list, const char* entry) {
-        const auto found = Control<QListWidget>(page, list).findItems(entry, Qt::MatchFixedString);
+    static void TakeTable(const char* page,
+                          const char* list,
+                          const char* entry,
+                          const char* next = "NXT") {
+        auto& tables = Control<QListWidget>(page, list);
+        const auto found = tables.findItems(entry, Qt::MatchFixedString);
         ASSERT_EQ(found.size(), 1) << entry;
-        found.front()->setSelected(true);
+        tables.setCurrentItem(found.front());
+        Press(page, next);
     }
 
     // Through the first page and the source's, behind its Next.
-    void GoBySource(std::string_view kind, int target_option) {
-        int option = 0;
-        while (AllKinds()[static_cast<std::size_t>(option)].name != kind) {
+    void GoBySource(std::string_view kind, std::size_t target_option) {
+        std::size_t option = 0;
+        while (AllKinds()[option].name != kind) {
             ++option;
         }
         HidePage("NavForm");
         ShowPage("Form1");
-        Control<QRadioButton>("Form1", ("SOpt_" + std::to_string(option)).c_str()).setChecked(true);
-        Control<QRadioButton>("Form1", ("DOpt_" + std::to_string(target_option)).c_str())
-            .setChecked(true);
+        for (const auto& choice :
+             {"SOpt_" + std::to_string(option), "DOpt_" + std::to_string(target_option)}) {
+            Control<QRadioButton>("Form1", choice.c_str()).setChecked(true);
+        }
         SourceViaOdbc = kTrue;  // as a former session has left it
         Press("Form1", "NXT");
         if (kind == "ORACLE") {
             TypeOracle("Form6", "source");
-            ChooseEntry("Form6", "orclTables", "MAIN.goods");
-            Press("Form6", "NXT");
+            TakeTable("Form6", "orclTables", "MAIN.goods");
         } else if (kind == "ACCESS") {
             Type("Form2", "Mdbfilename", In("source.mdb"));
             Press("Form2", "LOADBUTT");
-            ChooseEntry("Form2", "mdbtables", "goods");
-            Press("Form2", "NXT");
+            TakeTable("Form2", "mdbtables", "goods");
         } else if (kind == "FOXPRO") {
             Type("Form10", "FoxDir", In("dbf"));
             Press("Form10", "DirLoadbutt");
-            ChooseEntry("Form10", "List1", "goods");
-            Press("Form10", "NXTBUTT");
+            TakeTable("Form10", "List1", "goods", "NXTBUTT");
         } else if (kind == "MySQL") {
             TypeServer("MySQLSrc");
             Pick("MySQLSrc", "MySQLDBCombo", "shop");
-            ChooseEntry("MySQLSrc", "MySQLSrcTables", "goods");
-            Press("MySQLSrc", "NXT");
+            TakeTable("MySQLSrc", "MySQLSrcTables", "goods");
         } else if (kind == "MSSQL") {
             TypeSqlServer("MSSQLSrc", "source");
-            ChooseEntry("MSSQLSrc", "MSSQLSrcTables", "dbo.goods");
-            Press("MSSQLSrc", "NXT");
+            TakeTable("MSSQLSrc", "MSSQLSrcTables", "dbo.goods");
         } else if (kind == "ODBC") {
             Pick("ODBCSrc", "ODBCDrv", "Plain");
             Pick("ODBCSrc", "ODBCDSn", "Anything");
             Press("ODBCSrc", "ConnectButton");
-            ChooseEntry("ODBCSrc", "ODBCTabs", "goods");
-            Press("ODBCSrc", "NXT");
+            TakeTable("ODBCSrc", "ODBCTabs", "goods");
         } else if (kind == "TEXT") {
             dialogs_.choices = {In("csv")};
             Press("Form11", "Command1");
-            auto& files = Control<QListWidget>("Form11", "FilesList");
-            files.item(0)->setCheckState(Qt::Checked);
-            files.setCurrentRow(0);
-            Press("Form11", "NXTBUTT");
+            Control<QListWidget>("Form11", "FilesList").item(0)->setCheckState(Qt::Checked);
+            TakeTable("Form11", "FilesList", "goods.csv", "NXTBUTT");
         } else {
             dialogs_.choices = {In("csv/goods.csv")};
             Press("Form11Poll", "Command1");
@@ -232,17 +236,12 @@ protected:
             return rows_by(Access("target.mdb"));
         }
         if (kind == "FOXPRO") {
-            std::filesystem::remove_all(In("dbf-target"));
-            std::filesystem::create_directories(In("dbf-target"));
-            Type("Form3", "FoxDir", In("dbf-target"));
+            Type("Form3", "FoxDir", Emptied("dbf-target"));
             Press("Form3", "NXTBUTT");
             return [this] {
-                std::string rows = RowsOf(FoxPro("dbf-target"), "select id, name from goods");
-                std::string trimmed;  // its texts are as long as their column
-                for (std::istringstream lines(rows); std::getline(lines, rows);) {
-                    trimmed += rows.substr(0, rows.find_last_not_of(' ') + 1) + "\n";
-                }
-                return trimmed;
+                // Its texts are as long as their column.
+                const auto rows = RowsOf(FoxPro("dbf-target"), "select id, name from goods");
+                return std::regex_replace(rows, std::regex(" +\n"), "\n");
             };
         }
         if (kind == "MySQL") {
@@ -262,9 +261,7 @@ protected:
             Press("MSSQLDest", "NXT");
             return [] { return SqlServer().Rows("select id, name from goods", "target"); };
         }
-        std::filesystem::remove_all(In("txt"));
-        std::filesystem::create_directories(In("txt"));
-        Type("Form12c", "FName", In("txt"));
+        Type("Form12c", "FName", Emptied("txt"));
         Press("Form12c", "NXTBUTT");
         return [this] {
             std::string rows;
@@ -304,7 +301,7 @@ TEST_P(KindPairsTest, GoesIntoEveryTarget) {
         if (source.starts_with("TEXT")) {  // a run over a polled one renames it
             std::ofstream(In("csv/goods.csv")) << "id,name\r\n1,Ärger\r\n2,two words\r\n3,x\r\n";
         }
-        GoBySource(source, static_cast<int>(option));
+        GoBySource(source, option);
         if (source == "MSSQL" && kind.name == "MSSQL") {
             EXPECT_EQ(VisiblePages(), "") << "the one pair that has no road";
             CancelSession();

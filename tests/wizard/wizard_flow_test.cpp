@@ -1,12 +1,11 @@
-// The graph of pages, read as tables: each arrow is walked on the pages themselves. Pages of other
-// rooms stand in by name.
+// The graph of pages, read as tables: each arrow is walked on the pages themselves.
 
 #include "wizard/wizard_flow.h"
 
-#include "connectors/pages/register.h"
 #include "core/session_state.h"
-#include "shell/small_windows.h"
+#include "programs/all_pages.h"
 #include "support/page_driver.h"
+#include "support/temp_dir.h"
 
 #include <tuple>
 
@@ -22,10 +21,9 @@ void PressButton(std::string_view page, const std::string& name) {
 class WizardFlowTest : public ::testing::Test {
 protected:
     WizardFlowTest() {
-        RegisterShellPages();
-        RegisterWizardPages();
-        RegisterConnectorPages();
-        RegisterNamedPages({"Form4", "Form11", "Form11Poll", "Form12c", "Form15"});
+        InitSharedState(folder_.Path().string());
+        RegisterAllPages();
+        RegisterNamedPages({"Form4", "Form15"});
         SetProgramEnd([this] { ++ended_; });
         SourceType.clear();
         TargetType.clear();
@@ -35,6 +33,7 @@ protected:
         ClearPages();
         SetProgramEnd([] {});
     }
+    test::TempDir folder_;
     ScriptedDialogs dialogs_;
     int ended_ = 0;
 };
@@ -59,6 +58,8 @@ TEST_F(WizardFlowTest, PagesLeaveByBack) {
                                                                   {"Form10", "Form1", true},
                                                                   {"MySQLSrc", "Form1", false},
                                                                   {"MSSQLSrc", "Form1", false},
+                                                                  {"Form11", "Form1", false},
+                                                                  {"Form11Poll", "Form1", false},
                                                                   {"ODBCSrc", "ODBCSrc", true}};
     for (const auto& [page, back, stays_loaded] : sources) {
         ShowPage(page);
@@ -103,12 +104,17 @@ TEST_F(WizardFlowTest, CancelAndCloseBoxAskInThePagesOwnWords) {
         {"MSSQLSrc", "Cancel", "Are you sure you want to Cancel this Session?"},
         {"MSSQLDest", "Cancel", "Are you sure you want to Cancel this Session?"},
         {"MySQLDest", "Cancel Session", "Are you sure you want to cancel this session"},
+        {"Form11", "Cancel", "Are you sure you want to cancel this Session?"},
+        {"Form11Poll", "Cancel", "Are you sure you want to cancel this Session?"},
+        {"Form12c", "Cancel", "Are you sure you want to cancel this session?"},
+        {"Form13", "Cancel", "Are you sure to you want to cancel this session?"},
     };
     for (const auto& [page, title, text] : cases) {
         SrcTables.assign(2, {});
         ShowPage("Form1");
         ShowPage("Form11Poll");
         ShowPage(page);
+        EXPECT_EQ(RepeatedLetters(page), "") << page;
         for (const bool yes : {false, true}) {
             dialogs_.answers = {yes ? BoxAnswer::Yes : BoxAnswer::No};
             PressButton(page, "CNCL");

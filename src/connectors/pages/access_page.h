@@ -2,6 +2,7 @@
 // What Form2 and Form8 have in common: the controls of file, method and login.
 
 #include "connectors/access_method.h"
+#include "connectors/pages/connector_page.h"
 #include "shell/plate_button.h"
 
 #include <QComboBox>
@@ -77,6 +78,9 @@ template <class Ui, class Watch>
 void WatchAccessFields(const Ui& ui, Watch watch) {
     for (auto* const field : {ui.Mdbfilename, ui.SysDBFileName, ui.MdbUsr, ui.MdbPwd}) {
         watch(*field);
+    }
+    for (auto* const field : {ui.MdbUsr, ui.MdbPwd}) {
+        field->setToolTip(kSemicolonByMethod);
     }
     for (auto* const option : {ui.Option1, ui.Option2, ui.Option3, ui.Option4}) {
         watch(*option);

@@ -24,6 +24,16 @@ namespace vantry {
 inline const QColor kStatusGreen(20, 200, 20);
 inline const QColor kStatusRed(255, 0, 0);
 
+// Tool tips of fields whose text goes into a connection string, which a semicolon would divide. The
+// two families of strings wrap such a value in different ways.
+inline constexpr const char* kSemicolonInBraces =
+    "With a semicolon in it, or blanks at its ends: in braces, {a;b}";
+inline constexpr const char* kSemicolonInQuotes =
+    "With a semicolon in it: in double quotes, \"a;b\"";
+inline constexpr const char* kSemicolonByMethod =
+    "With a semicolon in it: in double quotes, \"a;b\", for an OLE DB provider; in braces, {a;b}, "
+    "for an ODBC driver or a data source";
+
 // In the colour given; without one in that of all texts, which is black on a light desktop.
 void ShowStatus(QLabel& label, const char* text, const QColor& color = {});
 

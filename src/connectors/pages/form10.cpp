@@ -26,6 +26,7 @@ Form10::Form10() : FoxProPage("Form10"), ui_(std::make_unique<Ui::Form10>()) {
     ui_->setupUi(this);
     OfferPreview(*ui_->List1, NamedTable);
     UseControls(ControlsOf(*ui_), "Select VFP Database");
+    ui_->VFPFilename->setToolTip(kSemicolonByMethod);
     ConnectMethods();
     connect(ui_->DirLoadbutt, &PlateButton::Click, this, [this] { Load(FoxProForm::Folder); });
     connect(ui_->DBCLoadbutt, &PlateButton::Click, this, [this] { Load(FoxProForm::Container); });

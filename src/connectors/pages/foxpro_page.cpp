@@ -9,6 +9,10 @@ void FoxProPage::UseControls(const Controls& controls, const char* chooser_title
     c_ = controls;
     WatchField(*c_.FoxDir);
     WatchField(*c_.VFPFilename);
+    c_.VFPFilename->setToolTip(kSemicolonInBraces);
+    // The folder stands before each table's name, too, where nothing can be wrapped.
+    c_.FoxDir->setToolTip(
+        "A folder with a semicolon in its name can't be used: give a link to it another name");
     SetForm(FoxProForm::Folder);
     const auto choose = [this](FoxProForm form) {
         SetForm(form);

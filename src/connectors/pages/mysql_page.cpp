@@ -10,7 +10,9 @@ void MySqlPage::UseControls(const Controls& controls) {
     PrepareNameCombo(*c_.MySQLDBCombo);
     for (auto* const field : {c_.SrvTBox, c_.PortTBox, c_.UserTBox, c_.PassTbox}) {
         WatchField(*field);
+        field->setToolTip(kSemicolonInBraces);
     }
+    c_.MySQLDBCombo->setToolTip(kSemicolonInBraces);
     const auto choose = [this](bool by_driver) {
         c_.MySQLODBCDriverList->setEnabled(by_driver);
         c_.MySQLDSNList->setEnabled(!by_driver);

@@ -20,8 +20,10 @@ ODBCSrc::ODBCSrc() : Page("ODBCSrc"), ui_(std::make_unique<Ui::ODBCSrc>()) {
     ui_->setupUi(this);
     OfferPreview(*ui_->ODBCTabs, NamedTable);
     WatchField(*ui_->ODBCDSn);
-    WatchField(*ui_->Usr);
-    WatchField(*ui_->Pwd);
+    for (auto* const field : {ui_->Usr, ui_->Pwd}) {
+        WatchField(*field);
+        field->setToolTip(kSemicolonInQuotes);
+    }
     connect(ui_->ODBCDrv, &QComboBox::activated, this, [this] { ListDsns(); });
     connect(ui_->ConnectButton, &PlateButton::Click, this, [this] { Connect(); });
     connect(ui_->NXT, &PlateButton::Click, this, [this] { Next(); });

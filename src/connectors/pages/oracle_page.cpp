@@ -11,6 +11,7 @@ void OraclePage::UseControls(const Controls& controls) {
     PrepareNameCombo(*c_.dsns);
     for (auto* const field : {c_.OrclSvc, c_.OrclUsr, c_.OrclPwd}) {
         WatchField(*field);
+        field->setToolTip(kSemicolonByMethod);
     }
     const auto on = [this](QRadioButton* option, bool drivers, bool dsns) {
         connect(option, &QRadioButton::clicked, this, [=, this] {

@@ -23,7 +23,9 @@ void SqlServerPage::UseControls(const Controls& controls) {
     PrepareNameCombo(*c_.MSSQLDBCombo);
     for (auto* const field : {c_.SrvTBox, c_.UserTBox, c_.PassTbox}) {
         WatchField(*field);
+        field->setToolTip(kSemicolonByMethod);
     }
+    c_.MSSQLDBCombo->setToolTip(kSemicolonByMethod);
     WatchField(*c_.SQLExpress);
     connect(c_.Option1, &QRadioButton::clicked, this, [this] { ChangeUser(false); });
     connect(c_.Option2, &QRadioButton::clicked, this, [this] { ChangeUser(true); });

@@ -270,6 +270,9 @@ TEST_F(OdbcPageTest, EveryControlHasANameAndEveryLetterOneOwner) {
             if (input && control->isVisibleTo(FindPage(page))) {
                 EXPECT_TRUE(!control->accessibleName().isEmpty() || named.count(control) > 0)
                     << page << "." << FromQt(control->objectName());
+                EXPECT_TRUE(qobject_cast<const QLineEdit*>(control) == nullptr ||
+                            control->toolTip().contains("semicolon"))
+                    << page << "." << FromQt(control->objectName());
             }
         }
     }

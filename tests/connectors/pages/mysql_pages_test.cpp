@@ -1,6 +1,7 @@
 // MySQLSrc and MySQLDest on a real server, and on ports where none is.
 
 #include "connectors/pages/connector_pages_fixture.h"
+#include "drivers/mysql/test_keys.h"
 #include "support/private_mariadb.h"
 #include "support/quiet_port.h"
 
@@ -212,6 +213,19 @@ TEST_F(MySqlPagesTest, NamesAndPasswordsOfAllLetters) {
         Pick("MySQLSrc", "MySQLDBCombo", name);
         EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables") + dialogs_.TakeBoxes(), name);
         Server().Run("drop database " + quoted);
+    }
+}
+
+TEST_F(MySqlPagesTest, AServerThatTakesNothingButTlsIsSpokenToByIt) {
+    const TestKeys keys;
+    const PrivateMariaDb strict({.more_settings = {"--require-secure-transport=ON",
+                                                   "--ssl-cert=" + keys.CertificateFile(),
+                                                   "--ssl-key=" + keys.PrivateKeyFile()}});
+    for (const char* page : {"MySQLSrc", "MySQLDest"}) {
+        Open(page);
+        Type(page, "PortTBox", std::to_string(strict.Port()));
+        Press(page, "ConnButt");
+        EXPECT_EQ(Status(page, "Label2") + dialogs_.TakeBoxes(), kGreen);
     }
 }
 
