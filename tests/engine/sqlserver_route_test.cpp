@@ -46,30 +46,6 @@ protected:
     TdsServer server_;
 };
 
-// Rows with bytes as hexadecimal digits.
-std::string HexRowsOf(const std::string& connection_text, const std::string& sql) {
-    Recordset rows;
-    rows.Open(sql, connection_text, adOpenForwardOnly, adLockReadOnly);
-    std::string text;
-    for (; !rows.Eof(); rows.MoveNext()) {
-        for (std::int32_t k = 0; k < rows.Fields().Count(); ++k) {
-            const Cell value = rows.Fields()[k].Value();
-            text += (k == 0 ? "" : "|");
-            if (value.Kind() == ValueKind::Bytes) {
-                for (const auto byte : value.AsBytes()) {
-                    constexpr std::string_view kDigits = "0123456789ABCDEF";
-                    text += kDigits[static_cast<unsigned>(byte) >> 4];
-                    text += kDigits[static_cast<unsigned>(byte) & 15];
-                }
-            } else {
-                text += value.IsNull() ? "Null" : ToText(value);
-            }
-        }
-        text += "\n";
-    }
-    return text;
-}
-
 // A column of SQL Server's, a value of it, and what each target holds of that: SQL Server, Access,
 // FoxPro, MySQL, text. "=": as the one before it; "-": not mapped, as the type tables have no type
 // for it, or one that it doesn't fit.
@@ -181,7 +157,7 @@ TEST_F(SqlServerRoute, EveryTypeReachesEveryTargetAsTheTablesSay) {
             EXPECT_TRUE(LogHas("1 Rows Loaded")) << Log();
             const auto name = "copied_" + table + (kind == "FOXPRO" ? ".dbf" : "");
             const auto all = to_text ? folder_.Read(table + ".out")
-                                     : HexRowsOf(TargetConnStr, "select * from " + name);
+                                     : RowsOf(TargetConnStr, "select * from " + name, ValueInHex);
             const auto start = to_text ? all.find('\n') + 1 : 0;
             EXPECT_EQ(all.substr(start, all.find_first_of("\r\n", start) - start), wanted);
         }

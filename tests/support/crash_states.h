@@ -35,8 +35,7 @@ public:
     std::size_t Operations() const { return record_.Steps(); }
     // The state behind so many operations.
     DiskRecord::Files StateAt(std::size_t operations, Interruption by) {
-        return by == Interruption::Kill ? record_.KilledAfter(operations)
-                                        : record_.StateAfter(operations, random_);
+        return record_.StateAfter(operations, by == Interruption::Kill ? nullptr : &random_);
     }
     // The steps that had ended then.
     std::size_t DoneAt(std::size_t operations) const {

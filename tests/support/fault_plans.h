@@ -191,27 +191,10 @@ public:
     }
     std::size_t Steps() const { return steps_.size(); }
 
-    // What a killed process leaves after `steps` steps: all of them.
-    Files KilledAfter(std::size_t steps) const {
-        Files files = start_;
-        for (std::size_t at = 0; at < steps; ++at) {
-            const Step& step = steps_[at];
-            if (step.operation == file::Operation::Create) {
-                files[step.name].clear();
-            } else if (step.operation == file::Operation::Remove) {
-                files.erase(step.name);
-            } else if (step.operation == file::Operation::Rename) {
-                files[step.name] = std::move(files[step.data]);
-                files.erase(step.data);
-            } else if (!IsSync(step.operation)) {
-                Apply(step, files[step.name], SIZE_MAX);
-            }
-        }
-        return files;
-    }
-
-    // What could be on disk if the power failed after `steps` steps.
-    Files StateAfter(std::size_t steps, std::mt19937& random) const {
+    // What could be on disk if the power failed after `steps` steps; without `random` what a
+    // process that was killed then leaves, which is all of them.
+    Files StateAfter(std::size_t steps, std::mt19937* random) const {
+        const auto below = [&](std::size_t limit) { return (*random)() % limit; };
         struct Inode {
             std::string durable;
             std::vector<const Step*> pending;
@@ -261,23 +244,21 @@ public:
         }
         Files files;
         for (const auto& [name, state] : names) {
-            const bool there = state.durable == state.present ? state.present : random() % 2 == 0;
+            const bool there =
+                random == nullptr || state.durable == state.present ? state.present : below(2) == 0;
             if (!there) {
                 continue;
             }
             Inode& inode = inodes[name];
             std::string content = inode.durable;
-            const auto kept = random() % 101;
+            const auto kept = random == nullptr ? 100 : below(101);
             for (const Step* pending : inode.pending) {
-                if (random() % 100 >= kept) {
+                if (random != nullptr && below(100) >= kept) {
                     continue;
                 }
-                const bool torn = random() % 8 == 0 && pending->data.size() > kSector;
                 const std::size_t sectors = pending->data.size() / kSector;
-                Apply(
-                    *pending,
-                    content,
-                    torn ? kSector * (1 + random() % std::max<std::size_t>(sectors, 1)) : SIZE_MAX);
+                const bool torn = random != nullptr && sectors > 1 && below(8) == 0;
+                Apply(*pending, content, torn ? kSector * (1 + below(sectors)) : SIZE_MAX);
             }
             files[name] = std::move(content);
         }

@@ -7,6 +7,7 @@
 #include "mapping/column_discovery.h"
 
 #include <string>
+#include <string_view>
 
 namespace vantry::test {
 
@@ -30,15 +31,31 @@ inline void RunStatement(const std::string& connection_text, const std::string& 
     connection.Close();
 }
 
+// Bytes as hexadecimal digits.
+inline std::string ValueInHex(const Cell& value) {
+    if (value.Kind() != ValueKind::Bytes) {
+        return ToText(value);
+    }
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    std::string text;
+    for (const auto byte : value.AsBytes()) {
+        text += kDigits[static_cast<unsigned>(byte) >> 4];
+        text += kDigits[static_cast<unsigned>(byte) & 15];
+    }
+    return text;
+}
+
 // The rows of a query, one a line, fields apart by "|".
-inline std::string RowsOf(const std::string& connection_text, const std::string& sql) {
+inline std::string RowsOf(const std::string& connection_text,
+                          const std::string& sql,
+                          std::string (*text_of)(const Cell&) = ToText) {
     Recordset rows;
     rows.Open(sql, connection_text, adOpenForwardOnly, adLockReadOnly);
     std::string text;
     for (; !rows.Eof(); rows.MoveNext()) {
         for (std::int32_t k = 0; k < rows.Fields().Count(); ++k) {
             const Cell value = rows.Fields()[k].Value();
-            text += (k == 0 ? "" : "|") + (value.IsNull() ? "Null" : ToText(value));
+            text += (k == 0 ? "" : "|") + (value.IsNull() ? "Null" : text_of(value));
         }
         text += "\n";
     }

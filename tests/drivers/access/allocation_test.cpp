@@ -99,22 +99,6 @@ std::vector<NamedOperation> Operations() {
              }}};
 }
 
-// Each table with its rows.
-std::vector<std::string> StateOf(const std::string& path) {
-    std::vector<std::string> state;
-    const auto source = OpenReadOnly(path);
-    ObjectCatalog catalog(*source);
-    for (const auto& object : catalog.Objects()) {
-        if (object.IsTable() && object.flags == 0) {
-            state.push_back(object.name);
-            for (auto& row : Content(path, object.name)) {
-                state.push_back(std::move(row));
-            }
-        }
-    }
-    return state;
-}
-
 class Allocation : public WithoutSync, public testing::WithParamInterface<bool> {
 protected:
     // What is wrong after the operation with its `point`-th allocation failing; empty: nothing.
@@ -150,7 +134,7 @@ protected:
         if (const auto faults = Faults(path_); !faults.empty()) {
             return faults;
         }
-        const auto state = StateOf(path_);
+        const auto state = Look(path_);
         const bool loads = std::string_view(operation.name) == "load rows";
         if (!after_) {
             after_ = state;
@@ -166,8 +150,8 @@ protected:
 
     std::string path_ = folder_ / "t.accdb";
     std::string original_ = folder_ / "original.accdb";
-    std::vector<std::string> before_;
-    std::optional<std::vector<std::string>> after_;  // known from the run without a failure
+    Snapshot before_;
+    std::optional<Snapshot> after_;  // known from the run without a failure
 };
 
 TEST_P(Allocation, FailingOneTakesItsStatementBack) {
@@ -182,7 +166,7 @@ TEST_P(Allocation, FailingOneTakesItsStatementBack) {
             }
         });
     }
-    before_ = StateOf(original_);
+    before_ = Look(original_);
     for (const auto& operation : Operations()) {
         bool more = false;
         after_.reset();

@@ -2,8 +2,6 @@
 // statement whole or not at all, and a file that the verifier finds nothing wrong with. Each loop
 // is run once more with a fault planted in the file layer, and must then find something.
 
-#include "data/value_text.h"
-#include "drivers/access/mdbtools.h"
 #include "drivers/access/writing_fixture.h"
 #include "files/file_lock.h"
 #include "support/child_process.h"
@@ -19,7 +17,6 @@ namespace vantry::access {
 namespace {
 
 using test::Planted;
-using Snapshot = std::map<std::string, std::vector<std::string>>;  // table, rows
 
 const std::string kBulkTable = "bulk";
 const std::string kFile = "crash.mdb";
@@ -28,18 +25,6 @@ const std::string kJournal = kFile + "-journal";
 int FromEnvironment(const char* name, int usual) {
     const char* const value = std::getenv(name);
     return value != nullptr ? std::atoi(value) : usual;
-}
-
-Snapshot Look(const std::string& path) {
-    Snapshot snapshot;
-    const auto source = OpenReadOnly(path);
-    ObjectCatalog catalog(*source);
-    for (const auto& object : catalog.Objects()) {
-        if (object.IsTable() && object.flags == 0) {
-            snapshot[object.name] = Content(path, object.name);
-        }
-    }
-    return snapshot;
 }
 
 // ---- The statements
@@ -237,10 +222,6 @@ std::vector<std::string> KillLoop(int stride, Planted planted, std::size_t enoug
         killed = ended.killed;
         const auto trouble = "killed at operation " + std::to_string(point);
         trials.Judge(trouble, ended.steps);
-        if (trials.wrong.empty() && point / stride % 10 == 0 && test::HasMdbtools() &&
-            test::MdbTableNames(trials.path).size() != Look(trials.path).size()) {
-            trials.Note(trouble, "another reader sees other tables");
-        }
     }
     return trials.wrong;
 }

@@ -23,7 +23,7 @@ protected:
 
     std::string Text(std::size_t most_units) {
         static constexpr std::string_view kPieces[] = {
-            "a", "Z", "0", " ", "'", "\"", ",", "\n", "ä", "ÿ", "Ł", "€", "日", "\xEF\xBF\xBD"};
+            "a", "Z", "0", " ", "'", "\"", ",", "\n", "ä", "ÿ", "Ł", "€", "日", "\uFFFD", "\uFEFF"};
         static constexpr std::string_view kLast = "\xF4\x8F\xBF\xBF";  // U+10FFFF: two units
         std::string text;
         const std::size_t units = Pick(4) == 0 ? most_units : Pick(most_units + 1);
@@ -81,14 +81,12 @@ protected:
         if (type != "YESNO" && Pick(6) == 0) {
             return Value(Cell::Null());
         }
-        if (type == "BYTE") {
-            return Value(Cell::Int64(Number(0, 255)));
-        }
-        if (type == "SHORT") {
-            return Value(Cell::Int64(Number(INT16_MIN, INT16_MAX)));
-        }
-        if (type == "LONG") {
-            return Value(Cell::Int64(Number(INT32_MIN, INT32_MAX)));
+        for (const auto& [name, lowest, highest] : {std::tuple("BYTE", 0, 255),
+                                                    {"SHORT", INT16_MIN, INT16_MAX},
+                                                    {"LONG", INT32_MIN, INT32_MAX}}) {
+            if (type == name) {
+                return Value(Cell::Int64(Number(lowest, highest)));
+            }
         }
         if (type == "CURRENCY") {
             return Value(Cell::FromDecimal({Number(INT64_MIN + 1, INT64_MAX), 4}));

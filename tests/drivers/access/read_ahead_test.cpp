@@ -73,6 +73,25 @@ protected:
     }
     // The same rows by a reader that never reads ahead.
     std::vector<std::string> WalkPlainly() { return test::Lines(test::ReadRows(path_, "t")); }
+    struct Place {
+        PageNumber page = 0;
+        std::streamoff date = 0;  // of the row's, in the file
+    };
+    Place PlaceOf(int row) const {
+        const auto def = test::ReadRows(path_, "t").def;
+        const auto source = OpenReadOnly(path_);
+        RowScanner scanner(*source, def);
+        for (; row >= 0; --row) {
+            EXPECT_TRUE(scanner.Next());
+        }
+        const auto found = scanner.Pointer();
+        PageReader pages(*source);
+        const auto page = pages.Page(found.page);
+        const auto* const bytes = FindRow(source->GetLayout(), page, found.row).bytes.data();
+        return {found.page,
+                std::streamoff{found.page} * 4096 + (bytes - page.data()) + 2 +
+                    def.columns[1].fixed_offset};
+    }
     void Overwrite(std::streamoff at, std::string_view bytes) {
         opened_.reset();
         std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
@@ -134,16 +153,8 @@ TEST_F(ReadAhead, StandsOnAnyRowAndGoesOnBehindIt) {
 }
 
 TEST_F(ReadAhead, TellsADamagedPageAfterTheRowsBeforeIt) {
-    const auto def = test::ReadRows(path_, "t").def;
     // The last row of all has its page's list of rows run outside.
-    PageNumber last = 0;
-    {
-        const auto source = OpenReadOnly(path_);
-        RowScanner scanner(*source, def);
-        while (scanner.Next()) {
-            last = std::max(last, scanner.Pointer().page);
-        }
-    }
+    const auto last = PlaceOf(kRows - 1).page;
     Overwrite(std::streamoff{last} * 4096 + 12, std::string_view("\xFF\x7F"));
     const auto scan = Scan();
     int rows = 0;
@@ -160,24 +171,8 @@ TEST_F(ReadAhead, TellsADamagedPageAfterTheRowsBeforeIt) {
 TEST_F(ReadAhead, LetsARowGoWhoseDateIsNone) {
     // One field in the middle of the file can't be read: the others of its row and all rows after
     // it are good.
-    const auto def = test::ReadRows(path_, "t").def;
-    RowPointer broken;
-    std::streamoff at = 0;
-    {
-        const auto source = OpenReadOnly(path_);
-        RowScanner scanner(*source, def);
-        PageReader pages(*source);
-        for (int i = 0; i <= 8'002; ++i) {
-            ASSERT_TRUE(scanner.Next());
-        }
-        broken = scanner.Pointer();
-        const auto page = pages.Page(broken.page);
-        const auto slot = FindRow(source->GetLayout(), page, broken.row);
-        at = std::streamoff{broken.page} * 4096 + (slot.bytes.data() - page.data()) + 2 +
-             def.columns[1].fixed_offset;
-    }
     const double never = 1e300;
-    Overwrite(at, {reinterpret_cast<const char*>(&never), sizeof never});
+    Overwrite(PlaceOf(8'002).date, {reinterpret_cast<const char*>(&never), sizeof never});
     const auto scan = Scan();
     for (int i = 0; i < kRows; ++i) {
         ASSERT_TRUE(scan->Next());

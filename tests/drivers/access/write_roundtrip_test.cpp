@@ -3,7 +3,6 @@
 #include "data/utf.h"
 #include "data/value_text.h"
 #include "drivers/access/file_bytes.h"
-#include "drivers/access/mdbtools.h"
 #include "drivers/access/pages/usage_map_writer.h"
 #include "drivers/access/writing_fixture.h"
 
@@ -116,62 +115,6 @@ TEST_P(WriteRoundTrip, ValuesTakeTheFormOfTheirColumn) {
             EXPECT_EQ(c.read[row] == "=" ? ToText(c.given[row]) : c.read[row],
                       test::Shown(read[row][column].AsCell()))
                 << c.column.name << " of row " << row;
-        }
-    }
-}
-
-// A reader that takes every zero byte behind the mark for a switch between bytes and pairs, as some
-// do, and not only those at a pair's start.
-std::u16string TextByAnyZero(ByteSpan stored) {
-    std::u16string units;
-    bool pairs = false;
-    for (std::size_t at = 2; at < stored.size(); ++at) {
-        const auto low = std::to_integer<unsigned>(stored[at]);
-        if (low == 0) {
-            pairs = !pairs;
-        } else if (!pairs) {
-            units.push_back(static_cast<char16_t>(low));
-        } else if (++at < stored.size()) {
-            const auto high = std::to_integer<unsigned>(stored[at]);
-            units.push_back(high == 0 ? u'?' : static_cast<char16_t>(low | high << 8));
-        }
-    }
-    return units;
-}
-
-TEST_P(WriteRoundTrip, TextThatBeginsWithAByteOrderMarkIsReadByOthers) {
-    opened_->Create("marks", {Column("t", "TEXT", 255), Column("m", "MEMO")});
-    std::vector<std::string> texts;
-    for (const std::string text :
-         {"", "abc", "привет", "ab привет é 日本 c", "x\xF0\x9F\x98\x81y"}) {
-        texts.push_back("\uFEFF" + text);
-        opened_->Insert("marks", {Cell::Text(texts.back()), Cell::Text(texts.back())});
-    }
-    texts.push_back("\uFEFF" + std::string(3'000, 'm'));
-    opened_->Insert("marks", {Cell::Null(), Cell::Text(texts.back())});
-    Close();
-    const auto source = OpenReadOnly(path_);
-    ObjectCatalog catalog(*source);
-    const TableDef def = catalog.ReadTable(*catalog.Find("marks"));
-    RowScanner scanner(*source, def);
-    for (const std::string& text : texts) {
-        ASSERT_TRUE(scanner.Next());
-        const RowView row(def, source->GetLayout(), scanner.Row());
-        for (const ColumnDef& column : def.columns) {
-            if (auto stored = row.Field(column)) {
-                LongValueReader reader(*source);
-                EXPECT_EQ(Utf8FromUtf16(
-                              TextByAnyZero(column.IsLongValue() ? reader.Read(*stored) : *stored)),
-                          text);
-            }
-        }
-    }
-    if (test::HasMdbtools()) {
-        const auto theirs = test::MdbRows(path_, "marks");
-        for (std::size_t i = 0; i < texts.size(); ++i) {
-            if (texts[i].find('\xF0') == std::string::npos) {  // it knows no pairs of units
-                EXPECT_EQ(theirs.at(i + 1).at(1), texts[i]);
-            }
         }
     }
 }

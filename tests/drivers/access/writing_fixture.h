@@ -117,6 +117,20 @@ inline std::vector<std::string> Content(const std::string& path, std::string_vie
     return lines;
 }
 
+// The rows of each table, as text, sorted.
+using Snapshot = std::map<std::string, std::vector<std::string>>;
+inline Snapshot Look(const std::string& path) {
+    Snapshot snapshot;
+    const auto source = OpenReadOnly(path);
+    ObjectCatalog catalog(*source);
+    for (const auto& object : catalog.Objects()) {
+        if (object.IsTable() && object.flags == 0) {
+            snapshot[object.name] = Content(path, object.name);
+        }
+    }
+    return snapshot;
+}
+
 // A folder whose files needn't reach the disk.
 class WithoutSync : public testing::Test {
 protected:

@@ -21,45 +21,71 @@ int FromEnvironment(const char* name, int otherwise) {
     return value != nullptr ? std::atoi(value) : otherwise;
 }
 
-// Changes of a table below the SQL layer, in transactions of some rows: fields change their values
-// among the rows that there were.
+// A value for the field that often is one that is there, and at times long, blank or NULL.
+Cell RandomValue(const Field& field, std::mt19937& random, std::string& scratch) {
+    const auto number = static_cast<std::int64_t>(random() % (random() % 3 == 0 ? 10 : 100'000));
+    if (random() % 10 == 0) {
+        return field.nullable ? Cell::Null() : Cell();
+    }
+    switch (field.type) {
+        case 'C':
+        case 'V': {
+            scratch = std::to_string(number) + (random() % 4 == 0 ? " Straße É" : "");
+            scratch.resize(
+                std::min(scratch.size(), field.length - (field.length > 9 ? 0 : field.length / 2)));
+            while (!IsValidUtf8(scratch)) {
+                scratch.pop_back();
+            }
+            return Cell::Text(scratch);
+        }
+        case 'D':
+        case 'T':
+            return Cell::FromDateTime({static_cast<std::int32_t>(number), 0});
+        case 'L':
+            return Cell::Boolean(number % 2 == 0);
+        case 'N':
+        case 'F':
+            return Cell::Int64(number % (field.length - field.decimals < 6 ? 500 : 100'000));
+        case 'I':
+        case 'B':
+        case 'Y':
+            return field.auto_increment ? Cell() : Cell::Int64(number - 50);
+        default:
+            return Cell();
+    }
+}
+
+// Changes of a table below the SQL layer, in transactions of some rows.
 void ChangeAtRandom(TableFile& table, int changes, std::mt19937& random) {
+    auto& writer = table.Writer(true);
     std::vector<std::size_t> shown;
     for (std::size_t k = 0; k < table.Layout().fields.size(); ++k) {
         if (!table.Layout().fields[k].hidden) {
             shown.push_back(k);
         }
     }
-    std::vector<std::vector<Value>> rows;
-    {
-        const std::filesystem::path path(table.Path());
-        const auto connection = Connect(path.parent_path(), "Deleted=No");
-        const auto cursor = connection->OpenCursor("SELECT * FROM [" + path.string() + "]");
-        while (cursor->Next()) {
-            rows.emplace_back(cursor->Row().begin(), cursor->Row().end());
-        }
-    }
-    auto& writer = table.Writer(true);
-    while (changes > 0 && !rows.empty()) {
+    std::vector<std::string> scratch(shown.size());
+    std::vector<Cell> row(shown.size());
+    while (changes > 0) {
         table.Group().Begin();
-        for (auto left = random() % 40; left > 0 && changes > 0; --left, --changes) {
-            std::vector<Cell> row;
+        for (auto rows = random() % 40; rows > 0 && changes > 0; --rows, --changes) {
             for (std::size_t k = 0; k < shown.size(); ++k) {
-                const bool is_given = !table.Layout().fields[shown[k]].auto_increment;
-                const auto& value = rows[random() % rows.size()][k];
-                row.push_back(is_given && random() % 10 != 0 ? value.AsCell() : Cell());
+                row[k] = RandomValue(table.Layout().fields[shown[k]], random, scratch[k]);
             }
             const auto record = static_cast<RecordNumber>(random() % (table.RecordCount() + 1) + 1);
-            const auto field = random() % shown.size();
-            const auto kind = random() % 4;
             try {
-                if (kind == 0) {
-                    writer.Delete(record);
-                } else if (kind == 1) {
-                    writer.Update(record, {&shown[field], 1}, {&row[field], 1});
-                } else {
-                    writer.Prepare(row);
-                    writer.Add();
+                switch (random() % 4) {
+                    case 0:
+                        writer.Delete(record);
+                        break;
+                    case 1: {
+                        const auto field = random() % shown.size();
+                        writer.Update(record, {&shown[field], 1}, {&row[field], 1});
+                        break;
+                    }
+                    default:
+                        writer.Prepare(row);
+                        writer.Add();
                 }
             } catch (const DataError& error) {
                 // A key or a value that isn't allowed; nothing of the row was written.
@@ -67,7 +93,11 @@ void ChangeAtRandom(TableFile& table, int changes, std::mt19937& random) {
                     << error.Description();
             }
         }
-        random() % 8 == 0 ? table.Group().Rollback() : table.Group().Commit();
+        if (random() % 8 == 0) {
+            table.Group().Rollback();
+        } else {
+            table.Group().Commit();
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 #include "data/value_text.h"
 #include "drivers/foxpro/driver.h"
 #include "drivers/foxpro/verify/verify.h"
+#include "files/error_of.h"
 #include "support/child_program.h"
 #include "support/temp_dir.h"
 
@@ -96,12 +97,7 @@ inline std::string RowText(DriverConnection& connection, const std::string& sql,
 
 // The error of a statement, empty if there is none.
 inline std::string ErrorOf(DriverConnection& connection, const std::string& sql) {
-    try {
-        connection.Execute(sql);
-    } catch (const DataError& error) {
-        return error.Description();
-    }
-    return {};
+    return test::ErrorOf([&] { connection.Execute(sql); });
 }
 
 // What a verifier finds in a file that FoxPro made, but for the pages of a tag that was dropped,
@@ -151,12 +147,7 @@ protected:
     void Refused(const std::string& sql,
                  const std::string& words = {},
                  const std::string& more = {}) {
-        std::string error;
-        try {
-            Run(sql, more);
-        } catch (const DataError& failed) {
-            error = failed.Description();
-        }
+        const auto error = test::ErrorOf([&] { Run(sql, more); });
         EXPECT_TRUE(!error.empty() && error.find(words) != std::string::npos)
             << sql << ": " << error;
     }

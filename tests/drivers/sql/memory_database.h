@@ -141,7 +141,6 @@ private:
             }
             return Value(cell.IsUnset() ? Cell::Null() : cell);
         }
-        std::optional<Cell> made;
         const int type = column.info.type;
         if (IsTextType(type)) {
             const auto text = ToText(cell);
@@ -150,27 +149,17 @@ private:
             }
             return Value(Cell::Text(text));
         }
-        if (IsDateType(type)) {
-            if (const auto date = ToDateTime(cell)) {
-                made = Cell::FromDateTime(*date);
-            }
-        } else if (type == adBoolean) {
-            if (const auto truth = ToBoolean(cell)) {
-                made = Cell::Boolean(*truth);
-            }
-        } else if (type == adDouble) {
-            if (const auto number = ToDouble(cell)) {
-                made = Cell::Double(*number);
-            }
-        } else if (type == adCurrency || type == adNumeric) {
-            if (const auto number = ToDecimal(cell, type == adCurrency ? 4 : column.info.scale)) {
-                made = Cell::FromDecimal(*number);
-            }
-        } else if (IsBinaryType(type)) {
-            made = cell;
-        } else if (const auto number = ToInt64(cell)) {
-            made = Cell::Int64(*number);
-        }
+        const auto as = [](const auto& value, auto make) {
+            return value ? std::optional<Cell>(make(*value)) : std::nullopt;
+        };
+        const int scale = type == adCurrency ? 4 : column.info.scale;
+        const auto made = IsDateType(type)     ? as(ToDateTime(cell), Cell::FromDateTime)
+                          : type == adBoolean  ? as(ToBoolean(cell), Cell::Boolean)
+                          : type == adDouble   ? as(ToDouble(cell), Cell::Double)
+                          : IsBinaryType(type) ? std::optional<Cell>(cell)
+                          : type == adCurrency || type == adNumeric
+                              ? as(ToDecimal(cell, scale), Cell::FromDecimal)
+                              : as(ToInt64(cell), Cell::Int64);
         if (!made) {
             throw DataError(kErrConversion, "doesn't fit " + column.info.name);
         }

@@ -12,7 +12,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTimer>
@@ -121,27 +120,23 @@ TEST_F(Form14Test, CancelBeforeTheStartLeavesTheSession) {
     EXPECT_EQ(SessionCancelled, kTrue);
 }
 
-TEST_F(Form14Test, CancelInTheMiddleStopsWithinATenthOfASecond) {
+TEST_F(Form14Test, CancelInTheMiddleStops) {
     MakeTextSession(2'000'000);
     MakeAccessTarget();
     ShowPage("Form14");
     dialogs_.answers = {BoxAnswer::Yes};
-    QElapsedTimer since_click;
     std::string counter;
     QTimer::singleShot(100, [&] {
         counter = LabelText("Form14", "Label2");
-        since_click.start();
         Press("Form14", "CNCLBUTT");
     });
     Press("Form14", "StartButton");
-    const auto millis = since_click.elapsed();
     const std::string log = Log();
     EXPECT_NE(log.find("User Requested to cancel loading"), std::string::npos) << log;
     EXPECT_TRUE(log.ends_with("\n*******( F.I.N.I.S.H )*********")) << log;
     EXPECT_TRUE(counter.ends_with(" of 2000000 Rows Loaded")) << counter;
     EXPECT_EQ(Buttons(), "0101");
     EXPECT_EQ(VisiblePages(), "Form14");
-    std::printf("[ MEASURED ] cancelled in %lld ms\n", static_cast<long long>(millis));
 }
 
 // Two tables, of which the second has a row that its target refuses.

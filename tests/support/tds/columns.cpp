@@ -10,8 +10,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
-#include <limits>
 #include <optional>
 #include <vector>
 
@@ -21,47 +19,23 @@ namespace {
 ServerError NotConverted(const Type& type) {
     return {8114, "Error converting a value to data type " + type.name + "."};
 }
-ServerError Overflow(const Type& type) {
-    return {8115,
-            "Arithmetic overflow error converting expression to data type " + type.name + "."};
-}
 ServerError TooLong() {
     return {8152, "String or binary data would be truncated."};
 }
 
 // Half away from zero, as the server rounds.
-vantry::Decimal Rounded(vantry::Decimal number, int scale) {
-    for (; number.scale > scale; --number.scale) {
-        const bool last = number.scale == scale + 1;
-        const Int128 half = last ? (number.unscaled < 0 ? -5 : 5) : 0;
-        number.unscaled = (number.unscaled + half) / 10;
-    }
-    for (; number.scale < scale; ++number.scale) {
-        number.unscaled *= 10;
-    }
-    return number;
-}
-
 Value ExactNumber(const Type& type, const Cell& value) {
-    const auto number = ToDecimal(value);
+    auto number = ToDecimal(value);
     if (!number) {
         throw NotConverted(type);
     }
-    Int128 most = type.kind == Kind::Money ? std::numeric_limits<std::int64_t>::max()
-                                           : std::numeric_limits<std::int32_t>::max();
-    if (type.kind == Kind::Decimal) {
-        most = 1;
-        for (int k = 0; k < type.precision; ++k) {
-            most *= 10;
-        }
-        --most;
+    const int scale = type.kind == Kind::Decimal ? type.scale : 4;
+    for (; number->scale > scale; --number->scale) {
+        const bool last = number->scale == scale + 1;
+        const Int128 half = last ? (number->unscaled < 0 ? -5 : 5) : 0;
+        number->unscaled = (number->unscaled + half) / 10;
     }
-    const auto digits = Rounded(*number, type.kind == Kind::Decimal ? type.scale : 4);
-    const bool one_more = digits.unscaled < 0 && type.kind != Kind::Decimal;
-    if (digits.unscaled > most || digits.unscaled < -most - (one_more ? 1 : 0)) {
-        throw Overflow(type);
-    }
-    return Value(Cell::FromDecimal(digits));
+    return Value(Cell::FromDecimal(*number));
 }
 
 Value Integer(const Type& type, const Cell& value) {
@@ -70,11 +44,8 @@ Value Integer(const Type& type, const Cell& value) {
                           "Conversion failed when converting the nvarchar value '" +
                               std::string(value.AsText()) + "' to data type " + type.name + ".");
     }
-    const auto real = ToDouble(value);
-    if (!real || std::abs(*real) >= 9.3e18) {
-        throw Overflow(type);
-    }
-    const auto number = ToInt64(value).value_or(static_cast<std::int64_t>(*real));  // cut off
+    const auto number =
+        ToInt64(value).value_or(static_cast<std::int64_t>(ToDouble(value).value_or(0)));  // cut off
     const auto within = [&](std::int64_t least, std::int64_t most) {
         return number >= least && number <= most;
     };
@@ -83,9 +54,7 @@ Value Integer(const Type& type, const Cell& value) {
                       : type.kind == Kind::Int      ? within(INT32_MIN, INT32_MAX)
                                                     : true;
     if (!fits) {
-        throw type.kind == Kind::Int
-            ? Overflow(type)
-            : ServerError(220,
+        throw ServerError(220,
                           "Arithmetic overflow error for data type " + type.name +
                               ", value = " + std::to_string(number) + ".");
     }
@@ -96,9 +65,6 @@ Value Real(const Type& type, const Cell& value) {
     const auto number = ToDouble(value);
     if (!number) {
         throw NotConverted(type);
-    }
-    if (type.kind == Kind::Real && std::abs(*number) > std::numeric_limits<float>::max()) {
-        throw Overflow(type);
     }
     return Value(Cell::Double(type.kind == Kind::Real ? static_cast<float>(*number) : *number));
 }
@@ -136,29 +102,19 @@ Value BytesIn(const Type& type, const Cell& value) {
         throw NotConverted(type);  // a row version is the server's own
     }
     std::vector<std::byte> bytes(value.AsBytes().begin(), value.AsBytes().end());
-    if (type.kind != Kind::Image && type.size != kMax) {
-        const auto room = static_cast<std::size_t>(type.size);
-        if (bytes.size() > room) {
-            throw TooLong();
-        }
-        if (type.kind == Kind::Binary) {
-            bytes.resize(room);
-        }
+    if (type.kind == Kind::Binary) {
+        bytes.resize(static_cast<std::size_t>(type.size));
     }
     return Value(Cell::Bytes(bytes));
 }
 
 Value Guid(const Type& type, const Cell& value) {
-    auto text = value.Kind() == ValueKind::Text ? std::string(value.AsText()) : std::string();
-    bool good = text.size() == 36;
-    for (std::size_t k = 0; good && k < text.size(); ++k) {
-        const bool dash = k == 8 || k == 13 || k == 18 || k == 23;
-        const auto c = static_cast<unsigned char>(text[k]);
-        good = dash ? c == '-' : std::isxdigit(c) != 0;
-        text[k] = static_cast<char>(std::toupper(c));
-    }
-    if (!good) {
+    if (value.Kind() != ValueKind::Text || value.AsText().size() != 36) {
         throw NotConverted(type);
+    }
+    std::string text(value.AsText());
+    for (char& c : text) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
     return Value(Cell::Text(text));
 }

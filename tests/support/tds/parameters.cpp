@@ -117,10 +117,6 @@ Value TakeParameter(Reader& in) {
             const auto bytes = in_pieces ? TakePieces(in) : std::string(in.Raw(size));
             return text ? TextValue(Reader::Utf8Of(bytes)) : BytesValue(bytes);
         }
-        case 0x22: {
-            in.U32();
-            return BytesValue(in.Raw(in.U32()));
-        }
         case 0x63: {
             in.U32();
             in.Raw(kCollation.size());

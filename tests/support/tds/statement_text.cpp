@@ -108,25 +108,11 @@ std::size_t EndOfPart(const std::vector<Token>& tokens, std::size_t at) {
     return at;
 }
 
-void CheckSize(const std::string& column, const Type& type) {
-    const int most = IsWideText(type.kind) ? 4000 : 8000;
-    const bool sized = type.kind != Kind::Text && type.kind != Kind::NText &&
-                       type.kind != Kind::Image &&
-                       (IsWideText(type.kind) || IsNarrowText(type.kind) || IsBytes(type.kind));
-    if (sized && type.size != kMax && (type.size < 1 || type.size > most)) {
-        throw ServerError(131,
-                          "The size (" + std::to_string(type.size) + ") given to the column '" +
-                              column + "' is none that its data type can have.",
-                          15);
-    }
-}
-
 // CREATE TABLE name ( column type [rest], ... )
 void DeclareTypes(std::vector<Token>& tokens) {
     std::size_t at = 2;
     TakeName(tokens, at);
     for (int number = 1; at + 2 < tokens.size() && !tokens[at].Is(")"); ++number) {
-        const auto column = Unquoted(tokens[at + 1].text);
         auto& word = tokens[at + 2];
         std::string declared = Unquoted(word.text);
         const auto end = EndOfPart(tokens, at + 1);
@@ -146,7 +132,6 @@ void DeclareTypes(std::vector<Token>& tokens) {
                               "Column, parameter, or variable #" + std::to_string(number) +
                                   ": Cannot find data type " + Unquoted(word.text) + ".");
         }
-        CheckSize(column, *type);
         word.text = Unquoted(word.text);
         const bool exact = type->kind == Kind::Decimal || type->kind == Kind::Money ||
                            type->kind == Kind::SmallMoney;

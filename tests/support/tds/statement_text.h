@@ -19,7 +19,7 @@ using TypeOfColumn = std::function<std::string(
 using ColumnsOfTable =
     std::function<std::vector<std::string>(const std::string& schema, const std::string& table)>;
 
-// Throws ServerError for types that SQL Server doesn't have, and sizes that they don't.
+// Throws ServerError for types that SQL Server doesn't have.
 std::string ForSqlite(std::string_view sql,
                       const TypeOfColumn& type_of,
                       const ColumnsOfTable& columns_of);
