@@ -11,7 +11,6 @@
 #include "repository/pages/show_log.h"
 #include "repository/repository.h"
 #include "repository/saved_session.h"
-#include "shell/dialogs.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/product_picture.h"
@@ -41,53 +40,12 @@ namespace vantry {
 namespace {
 
 // Nobody is there to answer a box: it is printed, and the picture shows what the page did next.
-class PrintedDialogs : public Dialogs {
-public:
-    PrintedDialogs() : replacement_(*this) {}
+struct PrintedDialogs : ScriptedDialogs {
     BoxAnswer Show(const Box& box) override {
         std::printf("a box said: %s\n", box.text.c_str());
-        return box.buttons == BoxButtons::YesNo ? BoxAnswer::No : BoxAnswer::Ok;
+        return ScriptedDialogs::Show(box);
     }
-    void Beep() override {}
-    std::optional<std::string> ChooseFileToOpen(const FileChoice&) override { return file; }
-    std::optional<std::string> ChooseFileToSave(const FileChoice&) override { return {}; }
-    std::optional<std::string> ChooseFolder(const std::string&, const std::string&) override {
-        return folder;
-    }
-    bool Open(const std::string&) override { return true; }
-
-    std::optional<std::string> file;
-    std::optional<std::string> folder;
-
-private:
-    DialogsReplacement replacement_;
 };
-
-QPalette DarkPalette() {
-    QPalette dark;
-    const std::pair<QPalette::ColorRole, QRgb> colors[] = {{QPalette::Window, 0x2b2d30},
-                                                           {QPalette::WindowText, 0xdfe1e5},
-                                                           {QPalette::Base, 0x1e1f22},
-                                                           {QPalette::AlternateBase, 0x2b2d30},
-                                                           {QPalette::Text, 0xdfe1e5},
-                                                           {QPalette::Button, 0x393b40},
-                                                           {QPalette::ButtonText, 0xdfe1e5},
-                                                           {QPalette::ToolTipBase, 0x2b2d30},
-                                                           {QPalette::ToolTipText, 0xdfe1e5},
-                                                           {QPalette::PlaceholderText, 0x868a91},
-                                                           {QPalette::Highlight, 0x3574f0},
-                                                           {QPalette::HighlightedText, 0xffffff},
-                                                           {QPalette::Light, 0x4e5157},
-                                                           {QPalette::Mid, 0x393b40},
-                                                           {QPalette::Dark, 0x1e1f22}};
-    for (const auto& [role, color] : colors) {
-        dark.setColor(role, QColor(color));
-    }
-    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
-        dark.setColor(QPalette::Disabled, role, QColor(0x6f737a));
-    }
-    return dark;
-}
 
 class Gallery {
 public:
@@ -207,12 +165,12 @@ private:
     }
 
     void DrawTextPages() {
-        dialogs_.folder = folder_;
+        dialogs_.choices = {folder_};
         ShowPage("Form11");
         Press("Form11", "Command1");
         Control<QListWidget>("Form11", "FilesList").setCurrentRow(0);
         Show("Form11");
-        dialogs_.file = JoinPath(folder_, "customers.csv");
+        dialogs_.choices = {JoinPath(folder_, "customers.csv")};
         ShowPage("Form11Poll");
         Press("Form11Poll", "Command1");
         Show("Form11Poll");
@@ -363,7 +321,8 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationVersion("2.0");
     QApplication::setWindowIcon(vantry::ProductIcon());
     if (argc > 4) {
-        QApplication::setPalette(vantry::DarkPalette());
+        // The toolkit derives all colours from a button's and a window's.
+        QApplication::setPalette(QPalette(QColor(0x393b40), QColor(0x2b2d30)));
     }
     std::filesystem::create_directories(argv[2]);
     vantry::Gallery(argv[1], argv[2], argv[3]).Draw();
