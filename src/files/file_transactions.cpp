@@ -284,6 +284,11 @@ void FileTransactions::Rollback() {
     RollbackOpen();
 }
 
+void FileTransactions::ExpectSlowCommits() {
+    const std::lock_guard lock(mutex_);
+    batch_age_ = least_age_ = most_age_;
+}
+
 bool FileTransactions::EnterRow() {
     mutex_.lock();
     try {

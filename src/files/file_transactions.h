@@ -8,7 +8,8 @@
 // is committed when it is 350 ms old (batch_age), when it has changed much, and before any other
 // statement; a thread looks at it every 125 ms in case no further row comes. A kill loses rows of
 // the last half second at most. Where commits are slow, as with indexes of many rows, a FileGroup's
-// batch gets older, up to some seconds: a load spends a fifth of its time on them at most.
+// batch gets older, up to three seconds, as long as further rows come: a load spends a fifth of its
+// time on them at most.
 //
 // Before a commit, and before the end of a bulk load, the files are still those under their names
 // and as long as they were left; what isn't is an error (DataError::TargetLost).
@@ -64,6 +65,9 @@ public:
     void Settle();
     // Rows are batched from the first one on: whoever adds them calls Settle() behind the last.
     void ExpectManyRows() { single_rows_ = 0; }
+
+    // A commit has so much to do that a batch may get as old as any, as long as rows come.
+    void ExpectSlowCommits();
 
     // Throws when a file can't be written, or is in use for longer than the lock timeout. Begin()
     // and BeginRow() keep other threads' commits out until the matching end.
@@ -157,7 +161,7 @@ private:
     void ThrowPending();
 
     std::vector<WrittenFile*> files_;
-    const std::chrono::nanoseconds least_age_;
+    std::chrono::nanoseconds least_age_;
     const std::chrono::nanoseconds most_age_;
     std::chrono::nanoseconds batch_age_;      // at which the open batch is committed
     std::atomic<std::uint64_t> version_ = 1;  // changed under the mutex alone
@@ -168,6 +172,7 @@ private:
     std::chrono::steady_clock::time_point batch_start_;
     std::chrono::steady_clock::time_point last_commit_;
     std::uint32_t burst_ = 0;
+    std::uint32_t rows_at_last_look_ = 0;  // of the timer
     static constexpr std::uint32_t kSingleRows = 4;
     std::uint32_t single_rows_ = kSingleRows;  // of a burst, committed one by one
     std::exception_ptr pending_;

@@ -14,6 +14,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kFlushTries = 50;
 constexpr std::chrono::milliseconds kTimerTick{125};
+constexpr std::chrono::nanoseconds kQuietAge = std::chrono::milliseconds(350);
 constexpr int kQuietTicks = 16;
 
 // The connections of this process, so that one can make another's open batch visible.
@@ -141,7 +142,11 @@ void FileTransactions::RunTimer() {
 
 void FileTransactions::CommitIfDue() {
     const std::lock_guard lock(mutex_);
-    if (state_ != State::Batch || Clock::now() - batch_start_ < batch_age_) {
+    if (state_ != State::Batch) {
+        return;
+    }
+    const bool rows_come = batch_rows_ != std::exchange(rows_at_last_look_, batch_rows_);
+    if (Clock::now() - batch_start_ < (rows_come ? batch_age_ : std::min(batch_age_, kQuietAge))) {
         return;
     }
     try {

@@ -1,7 +1,8 @@
 // Sorting is what a bulk load spends its time on. Entries are sorted by the eight bytes in which
-// they begin to differ, digit by digit, leaving out digits that are the same in all; the numbers of
+// they begin to differ, digit by digit, leaving out digits that are the same in all; those whose
+// eight bytes are the same by the next eight in which they differ, and so on. The numbers of
 // records that come one after the other stay in order by themselves, as each pass keeps the order
-// of equals. Only runs whose eight bytes are the same are compared in full.
+// of equals.
 
 #include "drivers/foxpro/indexes/entry_batch.h"
 
@@ -16,6 +17,7 @@ namespace {
 constexpr std::size_t kDigits = 8;
 constexpr std::size_t kDigitValues = 256;
 constexpr std::size_t kFewEntries = 128;
+constexpr std::size_t kReadBytes = 64 * kIndexPage;
 
 std::uint64_t StartOf(const std::byte* at, std::size_t length) {
     std::uint64_t word = 0;
@@ -34,14 +36,15 @@ std::uint64_t HashOf(ByteSpan key) {
     return hash;
 }
 
-void SortByDigits(std::vector<SortRoom::Item>& items, std::vector<SortRoom::Item>& others) {
+// `others`: room for as many.
+void SortByDigits(std::span<SortRoom::Item> items, std::span<SortRoom::Item> others) {
     std::array<std::array<std::uint32_t, kDigitValues>, kDigits> counts{};
     for (const auto& item : items) {
         for (std::size_t digit = 0; digit < kDigits; ++digit) {
             ++counts[digit][item.start >> (8 * digit) & 0xFF];
         }
     }
-    others.resize(items.size());
+    bool swapped = false;
     for (std::size_t digit = 0; digit < kDigits; ++digit) {
         auto& places = counts[digit];
         if (places[items.front().start >> (8 * digit) & 0xFF] == items.size()) {
@@ -54,14 +57,21 @@ void SortByDigits(std::vector<SortRoom::Item>& items, std::vector<SortRoom::Item
         for (const auto& item : items) {
             others[places[item.start >> (8 * digit) & 0xFF]++] = item;
         }
-        items.swap(others);
+        std::swap(items, others);
+        swapped = !swapped;
+    }
+    if (swapped) {
+        std::copy(items.begin(), items.end(), others.begin());
     }
 }
 
 // The entries of packed leaves, one after the other.
 class PackedRun : public TreeEdits {
 public:
-    PackedRun(ByteSpan leaves, const TreeShape& shape) : leaves_(leaves), shape_(shape) { Load(); }
+    PackedRun(const PackedEntries& packed, const TreeShape& shape)
+        : packed_(&packed), shape_(shape) {
+        Load();
+    }
     void Next() override {
         entry_ += shape_.EntrySize();
         if (++number_ == node_.count) {
@@ -73,15 +83,32 @@ private:
     void Load() {
         number_ = 0;
         entry_ = nullptr;
+        if (leaves_.empty() && read_ < packed_->size) {
+            ReadMore();
+        }
         if (!leaves_.empty()) {
             DecodeNode(leaves_.first(kIndexPage), shape_, node_);
             leaves_ = leaves_.subspan(kIndexPage);
             entry_ = node_.entries.data();
         }
     }
+    void ReadMore() {
+        const auto length = std::min<std::uint64_t>(packed_->size - read_, kReadBytes);
+        if (packed_->file != nullptr) {
+            buffer_.resize(length);
+            packed_->file->Read(packed_->start + read_, buffer_);
+            leaves_ = buffer_;
+        } else {
+            leaves_ = ByteSpan(packed_->leaves).subspan(read_, length);
+        }
+        read_ += length;
+    }
 
-    ByteSpan leaves_;
+    const PackedEntries* packed_;
     TreeShape shape_;
+    std::uint64_t read_ = 0;
+    std::vector<std::byte> buffer_;
+    ByteSpan leaves_;  // not decoded yet
     Node node_;
     std::size_t number_ = 0;
 };
@@ -89,9 +116,7 @@ private:
 // Several sorted parts as one: a heap, with the first of all entries on top.
 class MergedRuns : public TreeEdits {
 public:
-    MergedRuns(std::span<const std::vector<std::byte>> runs,
-               const EditList& rest,
-               const TreeShape& shape)
+    MergedRuns(std::span<const PackedEntries> runs, const EditList& rest, const TreeShape& shape)
         : size_(shape.EntrySize()) {
         for (const auto& run : runs) {
             parts_.push_back(std::make_unique<PackedRun>(run, shape));
@@ -103,18 +128,28 @@ public:
         }
         Stand();
     }
+    // Often the same part has the next one, too: equal keys come in the order of their records.
     void Next() override {
         parts_.front()->Next();
         if (parts_.front()->Entry() == nullptr) {
             std::swap(parts_.front(), parts_.back());
             parts_.pop_back();
+            SiftDown(0);
+            Stand();
+        } else if (parts_.size() > 1 && IsBefore(runner_up_, 0)) {
+            std::swap(parts_.front(), parts_[runner_up_]);
+            SiftDown(runner_up_);
+            Stand();
+        } else {
+            entry_ = parts_.front()->Entry();
         }
-        SiftDown(0);
-        Stand();
     }
 
 private:
-    void Stand() { entry_ = parts_.empty() ? nullptr : parts_.front()->Entry(); }
+    void Stand() {
+        entry_ = parts_.empty() ? nullptr : parts_.front()->Entry();
+        runner_up_ = parts_.size() > 2 && IsBefore(2, 1) ? 2 : 1;
+    }
     bool IsBefore(std::size_t left, std::size_t right) const {
         return CompareEntries(parts_[left]->Entry(), parts_[right]->Entry(), size_) < 0;
     }
@@ -130,6 +165,7 @@ private:
     }
 
     std::size_t size_;
+    std::size_t runner_up_ = 1;
     std::vector<std::unique_ptr<TreeEdits>> parts_;
 };
 
@@ -230,51 +266,60 @@ std::optional<EntryBatch::Last> EntryBatch::FindLast(ByteSpan key) const {
 
 // ---- In order ---------------------------------------------------------------------------------
 
-// How many bytes all entries begin with.
-std::size_t EntryBatch::CommonStart() const {
-    std::size_t common = shape_.EntrySize();
-    for (std::size_t k = 1; k < count_ && common > 0; ++k) {
-        const auto* const entry = Entry(k);
-        if (std::memcmp(entries_.data(), entry, common) != 0) {
-            common = static_cast<std::size_t>(
-                std::mismatch(entry, entry + common, entries_.data()).first - entry);
+// How many bytes all of these entries begin with, from `common` on, where all are the same before.
+std::size_t EntryBatch::CommonStart(std::span<const SortRoom::Item> items,
+                                    std::size_t common) const {
+    const auto* const first = Entry(items.front().number);
+    std::size_t end = shape_.EntrySize();
+    for (const auto& item : items) {
+        const auto* const entry = Entry(item.number);
+        if (std::memcmp(first + common, entry + common, end - common) != 0) {
+            end = static_cast<std::size_t>(
+                std::mismatch(entry + common, entry + end, first + common).first - entry);
         }
     }
-    return common;
+    return end;
 }
 
 void EntryBatch::SortItems(SortRoom& room) const {
-    const std::size_t size = shape_.EntrySize();
-    const std::size_t skipped = CommonStart();
-    auto& items = room.items;
-    items.resize(count_);
+    room.items.resize(count_);
+    room.others.resize(count_);
     for (std::size_t k = 0; k < count_; ++k) {
-        items[k] = {StartOf(Entry(k) + skipped, size - skipped), static_cast<std::uint32_t>(k)};
+        room.items[k].number = static_cast<std::uint32_t>(k);
     }
-    if (count_ > kFewEntries) {
-        SortByDigits(items, room.others);
-    } else {
-        std::stable_sort(items.begin(), items.end(), [](const auto& left, const auto& right) {
-            return left.start < right.start;
-        });
-    }
-    const std::size_t rest = skipped + sizeof(std::uint64_t);
-    if (rest >= size) {
+    SortSpan(room.items, room.others, 0);
+}
+
+// `same`: bytes in which these entries don't differ.
+void EntryBatch::SortSpan(std::span<SortRoom::Item> items,
+                          std::span<SortRoom::Item> others,
+                          std::size_t same) const {
+    const std::size_t size = shape_.EntrySize();
+    const auto less = [&](const SortRoom::Item& left, const SortRoom::Item& right) {
+        return std::memcmp(Entry(left.number) + same, Entry(right.number) + same, size - same) < 0;
+    };
+    if (std::is_sorted(items.begin(), items.end(), less)) {
         return;
     }
-    const auto less = [&](const SortRoom::Item& left, const SortRoom::Item& right) {
-        return std::memcmp(Entry(left.number) + rest, Entry(right.number) + rest, size - rest) < 0;
-    };
-    for (auto first = items.begin(); first != items.end();) {
-        auto behind = first + 1;
-        bool sorted = true;
-        while (behind != items.end() && behind->start == first->start) {
-            sorted = sorted && !less(*behind, *(behind - 1));
+    if (items.size() <= kFewEntries) {
+        std::stable_sort(items.begin(), items.end(), less);
+        return;
+    }
+    same = CommonStart(items, same);
+    for (auto& item : items) {
+        item.start = StartOf(Entry(item.number) + same, size - same);
+    }
+    SortByDigits(items, others);
+    same += sizeof(std::uint64_t);
+    if (same >= size) {
+        return;
+    }
+    for (std::size_t first = 0; first < items.size();) {
+        std::size_t behind = first + 1;
+        while (behind < items.size() && items[behind].start == items[first].start) {
             ++behind;
         }
-        if (!sorted) {
-            std::stable_sort(first, behind, less);
-        }
+        SortSpan(items.subspan(first, behind - first), others.subspan(first, behind - first), same);
         first = behind;
     }
 }
@@ -293,11 +338,20 @@ void EntryBatch::Pack(SortRoom& room) {
     }
     LeafPacker packer;
     packer.Pack(room.entries, shape_, true);
-    auto& run = runs_.emplace_back(packer.Leaves() * kIndexPage);
+    auto& leaves = room.leaves;
+    leaves.resize(packer.Leaves() * kIndexPage);
     for (std::size_t k = 0; k < packer.Leaves(); ++k) {
-        packer.Encode(k, std::span(run).subspan(k * kIndexPage, kIndexPage));
+        packer.Encode(k, std::span(leaves).subspan(k * kIndexPage, kIndexPage));
     }
-    packed_bytes_ += run.size();
+    auto& run = runs_.emplace_back();
+    run.size = leaves.size();
+    if (const auto start = room.packed.Append(leaves)) {
+        run.file = &room.packed;
+        run.start = *start;
+    } else {
+        run.leaves = leaves;
+        packed_bytes_ += leaves.size();
+    }
     count_ = 0;
     in_order_ = true;
 }

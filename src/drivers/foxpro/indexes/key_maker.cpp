@@ -6,6 +6,7 @@
 
 #include "drivers/foxpro/indexes/key_maker.h"
 
+#include "drivers/foxpro/indexes/field_value.h"
 #include "drivers/foxpro/indexes/general_order.h"
 
 #include <algorithm>
@@ -58,6 +59,7 @@ KeyMaker::KeyMaker(const TagHeader& header, const TableLayout& layout, const Let
             filter_.emplace(header.filter, layout, letters);
         }
         Settle(header, layout);
+        field_ = expression_->SingleField();
     } catch (const KeyTrouble& trouble) {
         unsupported_ = trouble.what();
     }
@@ -118,7 +120,8 @@ bool KeyMaker::Make(const RecordView& record, std::span<std::byte> out) const {
 
 // NULL is zeros, also in the prefix; a tag that knows no NULL takes it for a blank value.
 void KeyMaker::Put(const RecordView& record, std::span<std::byte> out) const {
-    const auto value = expression_->Evaluate(record);
+    const auto value =
+        field_ != nullptr ? FieldValue(*field_, record) : expression_->Evaluate(record);
     if (value.null && nullable_) {
         std::fill(out.data() - 1, out.data() + out.size(), std::byte{0});
         return;
@@ -145,9 +148,7 @@ void KeyMaker::Put(const RecordView& record, std::span<std::byte> out) const {
                 static_cast<std::uint32_t>(static_cast<std::int32_t>(value.number)) ^ 0x80000000U);
             break;
         case Form::Currency: {
-            const auto amount =
-                value.null ? 0
-                           : file::Load<std::int64_t>(record.Bytes(*expression_->SingleField()), 0);
+            const auto amount = value.null ? 0 : file::Load<std::int64_t>(record.Bytes(*field_), 0);
             file::StoreBigU64(out, 0, static_cast<std::uint64_t>(amount) ^ kSign);
             break;
         }

@@ -20,8 +20,9 @@ public:
     // Puts the record's key into `out`, which has the key's length. False: FOR doesn't hold. Throws
     // KeyTrouble.
     bool Make(const RecordView& record, std::span<std::byte> out) const;
-    // The field, if the key is that alone.
-    const Field* SingleField() const { return expression_ ? expression_->SingleField() : nullptr; }
+    // Whether the key is a field as it stands, of every record. Then Make may be called on any
+    // thread, and a row that was written here always has a key.
+    bool IsPlain() const { return field_ != nullptr && !filter_; }
 
 private:
     enum class Form : std::uint8_t { Text, General, Number, Integer, Currency, Logical };
@@ -30,6 +31,7 @@ private:
 
     std::optional<KeyExpression> expression_;
     std::optional<KeyExpression> filter_;
+    const Field* field_ = nullptr;
     Form form_ = Form::Text;
     bool nullable_ = false;
     std::byte pad_{' '};

@@ -68,7 +68,7 @@ void TagSet::Insert(const RecordView& row) {
     if (!state_->keys_are_made || state_->keys_have_former || state_->keys_record != row.number) {
         state_->MakeKeys(row, nullptr);
     }
-    state_->Gather(row.number);
+    state_->GatherNew(row);
 }
 
 void TagSet::Update(const RecordView& former, const RecordView& row) {
@@ -76,7 +76,7 @@ void TagSet::Update(const RecordView& former, const RecordView& row) {
     if (!state_->keys_are_made || !state_->keys_have_former || state_->keys_record != row.number) {
         state_->MakeKeys(row, &former);
     }
-    state_->Gather(row.number);
+    state_->GatherChange(row.number);
 }
 
 void TagSet::Flush(const RecordWalk& walk) {

@@ -1,6 +1,6 @@
-// Keys of changed rows are gathered by tag and merged into the trees before a commit, or when there
-// are many. A tag that keeps the first record of a key alone is the odd one: when that record goes,
-// only the table knows which one is the first now.
+// Keys of changed rows are gathered by tag, to be merged into the trees before a commit, or when
+// there are many (tag_flush.cpp). A new row is asked for those keys alone for which it may be
+// refused; the others are made by a second thread when it has been written.
 
 #include "drivers/foxpro/indexes/tag_state.h"
 
@@ -8,12 +8,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <unordered_map>
 
 namespace vantry::foxpro {
 namespace {
-
-constexpr std::size_t kKeysAtOnce = 4096;  // of a tag with one entry a key
 
 std::size_t UsableLength(const TagHeader& header) {
     return header.damage.empty() ? header.key_length : 1;
@@ -31,11 +28,6 @@ bool SameTag(const TagHeader& left, const TagHeader& right) {
                       right.bytes.begin() + kCollationOffset);
 }
 
-// Whether the table may have to be asked for the first record of a key.
-bool NeedsTable(const Tag& tag) {
-    return tag.IsUnique() && tag.batch.HasRemovals();
-}
-
 }  // namespace
 
 Tag::Tag(TagHeader read, const TableLayout& layout, const LetterTable& letters)
@@ -45,11 +37,27 @@ Tag::Tag(TagHeader read, const TableLayout& layout, const LetterTable& letters)
       former_key(UsableLength(header)),
       key(UsableLength(header)) {}
 
+bool Tag::MakeKey(const std::string& table,
+                  const RecordView& record,
+                  std::vector<std::byte>& out) const {
+    try {
+        return maker.Make(record, out);
+    } catch (const KeyTrouble& trouble) {
+        throw KeyNotMade(table, header.name, header.expression, record.number, trouble.what());
+    }
+}
+
 TagSet::State::State(file::FileGroup& owner,
                      file::FileGroup::Member member,
                      const TableLayout& table,
                      std::size_t memory)
-    : group(owner), layout(table), letters(table.code_page), pages(owner, member), memory_(memory) {
+    : group(owner),
+      layout(table),
+      letters(table.code_page),
+      pages(owner, member),
+      background(table, TablePath(), tags, memory),
+      memory_(memory),
+      room_(TablePath()) {
     Take(ReadTagHeaders(pages));
 }
 
@@ -57,6 +65,7 @@ void TagSet::State::Enter() {
     if (!pages.Refresh()) {
         return;
     }
+    background.Forget();
     keys_are_made = false;
     flushed_ = false;
     Take(ReadTagHeaders(pages));
@@ -64,6 +73,7 @@ void TagSet::State::Enter() {
         tag->batch.Clear();
         tag->last_entry.reset();
     }
+    room_.packed.Clear();
 }
 
 // What was parsed stays where the tags are the same.
@@ -119,20 +129,17 @@ Tree TagSet::State::TreeOf(const Tag& tag) {
 
 // ---- Keys -------------------------------------------------------------------------------------
 
-bool TagSet::State::MakeKey(Tag& tag, const RecordView& record, std::vector<std::byte>& key) const {
-    try {
-        return tag.maker.Make(record, key);
-    } catch (const KeyTrouble& trouble) {
-        throw KeyNotMade(
-            TablePath(), tag.header.name, tag.header.expression, record.number, trouble.what());
-    }
-}
-
 void TagSet::State::MakeKeys(const RecordView& row, const RecordView* former) {
     keys_are_made = false;
+    if (former != nullptr) {
+        background.Wait();
+    }
     for (const auto& tag : tags) {
-        tag->has_key = MakeKey(*tag, row, tag->key);
-        tag->has_former_key = former != nullptr && MakeKey(*tag, *former, tag->former_key);
+        if (former != nullptr || !tag->IsMadeInBackground()) {
+            tag->has_key = tag->MakeKey(TablePath(), row, tag->key);
+            tag->has_former_key =
+                former != nullptr && tag->MakeKey(TablePath(), *former, tag->former_key);
+        }
     }
     keys_are_made = true;
     keys_have_former = former != nullptr;
@@ -162,178 +169,58 @@ void TagSet::State::RefuseDuplicate(Tag& tag, RecordNumber record) {
     }
 }
 
-void TagSet::State::Gather(RecordNumber record) {
+void TagSet::State::GatherNew(const RecordView& row) {
     keys_are_made = false;
-    std::size_t gathered = 0;  // that can be packed
-    std::size_t kept = 0;
+    for (const auto& tag : tags) {
+        if (!tag->IsMadeInBackground() && tag->has_key) {
+            tag->batch.Add(tag->key, row.number, false);
+            FlushIfBehind(*tag);
+        }
+    }
+    background.Add(row);
+    KeepWithinMemory(background.KeptBytes(), false);
+}
+
+void TagSet::State::GatherChange(RecordNumber record) {
+    keys_are_made = false;
     for (const auto& tag : tags) {
         auto& batch = tag->batch;
         const bool same =
             tag->has_key == tag->has_former_key && (!tag->has_key || tag->key == tag->former_key);
         if (!same && tag->has_former_key) {
             // It may stand among what is packed.
-            if (batch.PackedBytes() != 0) {
-                Flush(*tag, nullptr);
+            if (batch.HasPacked()) {
+                FlushBatches(nullptr);
             }
             batch.Add(tag->former_key, record, true);
         }
         if (!same && tag->has_key) {
             batch.Add(tag->key, record, false);
         }
-        if (!NeedsTable(*tag)) {
+    }
+    KeepWithinMemory(0, true);
+}
+
+// Merging with a tree reads and writes all of it as a rule; what is packed can wait for that.
+void TagSet::State::KeepWithinMemory(std::size_t background_bytes, bool background_too) {
+    std::size_t gathered = 0;  // that can be packed
+    std::size_t kept = background_bytes;
+    for (const auto& tag : tags) {
+        const auto& batch = tag->batch;
+        if ((background_too || !tag->IsMadeInBackground()) && !tag->NeedsTable()) {
             (batch.CanPack() ? gathered : kept) += batch.Bytes();
             kept += batch.PackedBytes();
         }
     }
-    // Merging with a tree reads and writes all of it as a rule; what is packed first can wait until
-    // there is much of it.
     if (kept >= 2 * memory_) {
         FlushBatches(nullptr);
     } else if (gathered >= memory_) {
         for (const auto& tag : tags) {
-            if (tag->batch.CanPack()) {
+            if ((background_too || !tag->IsMadeInBackground()) && tag->batch.CanPack()) {
                 tag->batch.Pack(room_);
             }
         }
     }
-}
-
-// ---- Into the trees ---------------------------------------------------------------------------
-
-void TagSet::State::FlushBatches(const RecordWalk* walk) {
-    bool any = false;
-    for (const auto& tag : tags) {
-        if (!tag->batch.IsEmpty()) {
-            Flush(*tag, walk);
-            any = true;
-        }
-    }
-    if (any && !flushed_) {
-        CountChange(pages);
-        flushed_ = true;
-    }
-    pages.Write();
-}
-
-void TagSet::State::Flush(Tag& tag, const RecordWalk* walk) {
-    if (NeedsTable(tag) && walk == nullptr) {
-        return;
-    }
-    const auto edits = tag.batch.Sorted(room_);
-    if (tag.IsUnique()) {
-        while (edits->Entry() != nullptr) {
-            FlushUnique(tag, *edits, walk);
-        }
-    } else {
-        Apply(tag, *edits);
-    }
-    tag.batch.Clear();
-    tag.last_entry.reset();
-}
-
-void TagSet::State::Apply(Tag& tag, TreeEdits& edits) {
-    auto tree = TreeOf(tag);
-    tree.Apply(edits);
-    if (tree.Root() != tag.header.root) {
-        tag.header.root = tree.Root();
-        StoreRoot(pages, tag.header, tree.Root());
-    }
-}
-
-// The edits say which records came to a key and went from it. The first of those that came has the
-// entry, unless the tree has an earlier one that stays; if that went, the table is asked.
-void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* walk) {
-    const auto shape = tag.Shape();
-    struct Change {
-        std::vector<std::byte> key;
-        std::optional<RecordNumber> former;
-        std::optional<RecordNumber> now;
-    };
-    std::vector<Change> changes;
-    std::unordered_map<std::string, std::size_t> orphans;  // keys whose first record went
-    auto tree = TreeOf(tag);
-    while (edits.Entry() != nullptr && (tag.batch.HasRemovals() || changes.size() < kKeysAtOnce)) {
-        Change change;
-        change.key.assign(edits.Entry(), edits.Entry() + shape.key_length);
-        change.former = tree.Find(change.key);
-        change.now = change.former;
-        bool orphan = false;
-        for (; edits.Entry() != nullptr &&
-               std::memcmp(edits.Entry(), change.key.data(), shape.key_length) == 0;
-             edits.Next()) {
-            const auto record = RecordOf(edits.Entry(), shape);
-            if (edits.IsRemoval()) {
-                orphan = orphan || record == change.former;
-            } else if (!change.now || record < *change.now) {
-                change.now = record;
-            }
-        }
-        if (orphan) {
-            change.now.reset();
-            orphans.emplace(
-                std::string(reinterpret_cast<const char*>(change.key.data()), change.key.size()),
-                changes.size());
-        }
-        changes.push_back(std::move(change));
-    }
-    if (!orphans.empty()) {
-        std::vector<std::byte> key(shape.key_length);
-        (*walk)([&](const RecordView& record) {
-            if (!MakeKey(tag, record, key)) {
-                return;
-            }
-            const auto found =
-                orphans.find(std::string(reinterpret_cast<const char*>(key.data()), key.size()));
-            if (found != orphans.end() && !changes[found->second].now) {
-                changes[found->second].now = record.number;
-            }
-        });
-    }
-    std::vector<std::byte> entries;
-    std::vector<std::uint8_t> removals;
-    const auto add = [&](const Change& change, RecordNumber record, bool removal) {
-        entries.insert(entries.end(), change.key.begin(), change.key.end());
-        entries.resize(entries.size() + sizeof record);
-        file::StoreBigU32(entries, entries.size() - sizeof record, record);
-        removals.push_back(removal ? 1 : 0);
-    };
-    for (const auto& change : changes) {
-        if (change.former == change.now) {
-            continue;
-        }
-        const bool now_first = change.now && change.former && *change.now < *change.former;
-        if (now_first) {
-            add(change, *change.now, false);
-        }
-        if (change.former) {
-            add(change, *change.former, true);
-        }
-        if (change.now && !now_first) {
-            add(change, *change.now, false);
-        }
-    }
-    EditList changed(entries, removals, shape);
-    Apply(tag, changed);
-}
-
-void TagSet::State::Build(std::vector<TagHeader> headers, const RecordWalk& walk) {
-    std::vector<std::byte> pads;
-    for (const auto& header : headers) {
-        pads.push_back(KeyMaker(header, layout, letters).Pad());
-    }
-    WriteSkeleton(pages, headers, pads);
-    tags.clear();
-    Take(std::move(headers));
-    walk([&](const RecordView& record) {
-        MakeKeys(record, nullptr);
-        for (const auto& tag : tags) {
-            if (tag->IsCandidate() && tag->has_key) {
-                RefuseDuplicate(*tag, record.number);
-            }
-        }
-        Gather(record.number);
-    });
-    FlushBatches(&walk);
 }
 
 }  // namespace vantry::foxpro

@@ -164,6 +164,13 @@ void Tree::Merge(const Node& leaf, std::size_t& taken, TreeEdits& edits, const s
     const std::byte* const end = leaf.entries.data() + leaf.count * size;
     const std::byte* old = leaf.entries.data() + taken * size;
     while (merged_.size() < kMergedBytes && Belongs(edits, limit)) {
+        if (old == end && limit == nullptr && !edits.IsRemoval()) {
+            const auto entries =
+                std::min(edits.Ahead(), (kMergedBytes - merged_.size()) / size + 1);
+            merged_.insert(merged_.end(), edits.Entry(), edits.Entry() + entries * size);
+            edits.Skip(entries);
+            continue;
+        }
         const std::byte* next = old;
         int order = -1;
         while (next != end && (order = CompareEntries(next, edits.Entry(), size)) < 0) {

@@ -19,6 +19,10 @@ public:
     const std::byte* Entry() const { return entry_; }
     bool IsRemoval() const { return removal_; }
     virtual void Next() = 0;
+    // How many entries, from this one on, stand behind each other and come; 1 if that isn't known.
+    virtual std::size_t Ahead() const { return 1; }
+    // Passes over so many, at most those ahead.
+    virtual void Skip(std::size_t /*entries*/) { Next(); }
 
 protected:
     const std::byte* entry_ = nullptr;
@@ -33,8 +37,12 @@ public:
         : entries_(entries), removals_(removals), size_(shape.EntrySize()) {
         Stand();
     }
-    void Next() override {
-        ++number_;
+    void Next() override { Skip(1); }
+    std::size_t Ahead() const override {
+        return removals_.empty() ? entries_.size() / size_ - number_ : 1;
+    }
+    void Skip(std::size_t entries) override {
+        number_ += entries;
         Stand();
     }
 

@@ -59,6 +59,7 @@ TableWriter::TableWriter(TableFile& table, bool null_by_default)
     if (const auto index = table.IndexMember()) {
         tags_ = std::make_unique<TagSet>(table.Group(), *index, layout, table.Options().tag_memory);
         tags_->RequireMaintainable();
+        table.Group().ExpectSlowCommits();
     }
     next_values_.resize(layout.fields.size());
     table.Group().SetBeforeCommit([this] { BeforeCommit(); });

@@ -1,0 +1,120 @@
+// Records are gathered into blocks that are large enough to be worth waking a thread, and few
+// enough that little memory waits. A statement of some rows never fills one: its keys are made
+// where they are wanted, without a thread.
+
+#include "drivers/foxpro/indexes/background_keys.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace vantry::foxpro {
+namespace {
+
+constexpr std::size_t kBlockBytes = 256U << 10;
+
+}  // namespace
+
+BackgroundKeys::BackgroundKeys(const TableLayout& layout,
+                               const std::string& table,
+                               const Tags& tags,
+                               std::size_t memory)
+    : layout_(&layout),
+      table_(&table),
+      tags_(&tags),
+      memory_(memory),
+      block_bytes_(std::min(kBlockBytes, memory)),
+      room_(table) {}
+
+void BackgroundKeys::Add(const RecordView& record) {
+    auto& block = blocks_[filled_];
+    block.bytes.insert(block.bytes.end(), record.bytes.begin(), record.bytes.end());
+    block.numbers.push_back(record.number);
+    if (block.bytes.size() < block_bytes_) {
+        return;
+    }
+    if (jobs_.Start()) {
+        HandOver();
+    } else {
+        Digest(block);
+        block = {};
+    }
+}
+
+void BackgroundKeys::HandOver() {
+    jobs_.Post([this, &block = blocks_[filled_]] { Digest(block); }, kBlocks - 1);
+    filled_ = (filled_ + 1) % kBlocks;
+    blocks_[filled_].bytes.clear();
+    blocks_[filled_].numbers.clear();
+}
+
+void BackgroundKeys::Wait() {
+    jobs_.Wait();
+    auto& block = blocks_[filled_];
+    if (!block.numbers.empty()) {
+        Digest(block);
+        block.bytes.clear();
+        block.numbers.clear();
+    }
+    kept_ = 0;
+    if (error_) {
+        std::rethrow_exception(std::exchange(error_, nullptr));
+    }
+}
+
+void BackgroundKeys::Forget() {
+    jobs_.Wait();
+    blocks_[filled_].bytes.clear();
+    blocks_[filled_].numbers.clear();
+    error_ = nullptr;
+    kept_ = 0;
+    room_.packed.Clear();
+}
+
+void BackgroundKeys::Digest(const Block& block) noexcept {
+    if (error_) {
+        return;
+    }
+    try {
+        std::size_t gathered = 0;
+        for (const auto& tag : *tags_) {
+            if (!tag->IsMadeInBackground()) {
+                continue;
+            }
+            ByteSpan bytes = block.bytes;
+            for (const auto number : block.numbers) {
+                const RecordView record{layout_, bytes.first(layout_->record_length), number};
+                bytes = bytes.subspan(layout_->record_length);
+                if (tag->MakeKey(*table_, record, tag->key)) {
+                    tag->batch.Add(tag->key, number, false);
+                }
+            }
+            gathered += tag->batch.CanPack() ? tag->batch.Bytes() : 0;
+        }
+        std::size_t kept = 0;
+        for (const auto& tag : *tags_) {
+            if (!tag->IsMadeInBackground() || tag->NeedsTable()) {
+                continue;
+            }
+            if (gathered >= memory_ && tag->batch.CanPack()) {
+                tag->batch.Pack(room_);
+            }
+            kept += tag->batch.PackedBytes() + (tag->batch.CanPack() ? 0 : tag->batch.Bytes());
+        }
+        kept_ = kept;
+    } catch (...) {
+        error_ = std::current_exception();
+    }
+}
+
+std::unique_ptr<EditPipe> BackgroundKeys::Sorted(const Tag& tag) {
+    if (!jobs_.Start()) {
+        return nullptr;
+    }
+    auto pipe = std::make_unique<EditPipe>(tag.Shape());
+    jobs_.Post([this, &tag, to = pipe.get()] { to->Fill([&] { return tag.batch.Sorted(room_); }); },
+               SIZE_MAX);
+    return pipe;
+}
+
+}  // namespace vantry::foxpro

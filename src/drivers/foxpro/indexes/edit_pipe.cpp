@@ -1,0 +1,81 @@
+#include "drivers/foxpro/indexes/edit_pipe.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace vantry::foxpro {
+namespace {
+
+constexpr std::size_t kPartBytes = 128U << 10;
+constexpr std::size_t kMostParts = 4;  // that wait
+
+}  // namespace
+
+EditPipe::~EditPipe() {
+    std::unique_lock lock(mutex_);
+    closing_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return ended_; });
+}
+
+void EditPipe::Fill(const std::function<std::unique_ptr<TreeEdits>()>& sorted) noexcept {
+    std::exception_ptr error;
+    try {
+        const auto edits = sorted();
+        while (edits->Entry() != nullptr && PassOn(*edits)) {
+        }
+    } catch (...) {
+        error = std::current_exception();
+    }
+    // Under the lock to the end: the owner may be gone as soon as it is free.
+    const std::lock_guard lock(mutex_);
+    error_ = error;
+    ended_ = true;
+    changed_.notify_all();
+}
+
+// False: nobody wants more.
+bool EditPipe::PassOn(TreeEdits& edits) {
+    Part part;
+    part.entries.resize(std::max<std::size_t>(kPartBytes / size_, 1) * size_);
+    std::size_t filled = 0;
+    for (; filled < part.entries.size() && edits.Entry() != nullptr; edits.Next()) {
+        std::memcpy(part.entries.data() + filled, edits.Entry(), size_);
+        if (edits.IsRemoval() && part.removals.empty()) {
+            part.removals.resize(filled / size_);
+        }
+        if (edits.IsRemoval() || !part.removals.empty()) {
+            part.removals.push_back(edits.IsRemoval() ? 1 : 0);
+        }
+        filled += size_;
+    }
+    part.entries.resize(filled);
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return closing_ || parts_.size() < kMostParts; });
+    parts_.push_back(std::move(part));
+    changed_.notify_all();
+    return !closing_;
+}
+
+void EditPipe::TakePart() {
+    number_ = count_ = 0;
+    entry_ = nullptr;
+    removal_ = false;
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return ended_ || !parts_.empty(); });
+    if (parts_.empty()) {
+        if (error_) {
+            std::rethrow_exception(std::exchange(error_, nullptr));
+        }
+        return;
+    }
+    part_ = std::move(parts_.front());
+    parts_.pop_front();
+    changed_.notify_all();
+    count_ = part_.entries.size() / size_;
+    entry_ = part_.entries.data();
+    removal_ = !part_.removals.empty() && part_.removals.front() != 0;
+}
+
+}  // namespace vantry::foxpro
