@@ -5,6 +5,7 @@
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
 #include "shell/product_picture.h"
+#include "shell/window_memory.h"
 
 #include <QApplication>
 
@@ -22,6 +23,7 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(vantry::ProductIcon());
     // The set of pages knows when the last one went.
     QApplication::setQuitOnLastWindowClosed(false);
+    vantry::UseWindowMemory(vantry::ApplicationFolder() + "/Vantry.ini");
     vantry::StartWizard(vantry::ApplicationFolder());
     return QApplication::exec();
 }

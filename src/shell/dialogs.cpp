@@ -6,6 +6,7 @@
 #include "shell/dialogs.h"
 
 #include "shell/qt_text.h"
+#include "shell/window_memory.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -91,6 +92,14 @@ QString QtFilter(const std::string& filter) {
     return filters.join(";;");
 }
 
+// Choosers of one kind begin where the last one of it was left: by the first ending of their files,
+// as the lists that go with it differ, or by the title of one for folders.
+std::string KindOf(const FileChoice& choice) {
+    const auto parts = ToQt(choice.filter).split('|');
+    const auto endings = parts.value(1).split(';');
+    return parts.size() > 1 ? FromQt(endings.first()) : choice.title;
+}
+
 // A text of which a box would be higher than a small screen with large letters, cut; others whole.
 QString RowsForABox(const QString& text) {
     constexpr qsizetype kMostRows = 25;
@@ -165,6 +174,7 @@ private:
     static std::optional<std::string> Choose(const FileChoice& choice,
                                              QFileDialog::AcceptMode accept,
                                              QFileDialog::FileMode mode) {
+        const ForgetfulToolkit forgetful;
         QFileDialog window(QApplication::activeWindow(), ToQt(choice.title));
         window.setObjectName("FileDialog");
         window.setAcceptMode(accept);
@@ -178,8 +188,10 @@ private:
         if (!choice.default_suffix.empty()) {
             window.setDefaultSuffix(ToQt(choice.default_suffix));
         }
-        if (!choice.start.empty()) {
-            const QFileInfo start(ToQt(choice.start));
+        const std::string start_at =
+            choice.start.empty() ? LastFolder(KindOf(choice)) : choice.start;
+        if (!start_at.empty()) {
+            const QFileInfo start(ToQt(start_at));
             // A folder is opened; of a file the folder is opened and the name proposed, whether it
             // exists or not.
             if (start.isDir()) {
@@ -192,6 +204,7 @@ private:
         if (window.exec() != QDialog::Accepted || window.selectedFiles().isEmpty()) {
             return std::nullopt;
         }
+        KeepLastFolder(KindOf(choice), FromQt(window.directory().absolutePath()));
         return FromQt(window.selectedFiles().first());
     }
 };

@@ -12,6 +12,7 @@
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "shell/status_line.h"
+#include "shell/window_memory.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -22,6 +23,7 @@
 #include <QLabel>
 #include <QMdiSubWindow>
 #include <QMenuBar>
+#include <QScreen>
 #include <QScrollBar>
 #include <QStatusBar>
 #include <QVersionNumber>
@@ -91,6 +93,24 @@ QMdiArea* MainWindow::Area() const {
 
 void MainWindow::SetActions(Actions actions) {
     actions_ = std::move(actions);
+}
+
+void MainWindow::ShowAtItsPlace() {
+    constexpr QSize kWindowFrame(12, 36);
+    if (const QByteArray place = FramePlace(); !place.isEmpty()) {
+        restoreGeometry(place);
+    }
+    // The screen may have become smaller since.
+    if (!isMaximized() && !isFullScreen()) {
+        resize(size().boundedTo(screen()->availableGeometry().size() - kWindowFrame));
+    }
+    show();
+}
+
+void MainWindow::KeepPlace() const {
+    if (isVisible()) {
+        KeepFramePlace(saveGeometry());
+    }
 }
 
 void MainWindow::LeaveInputTo(const QWidget* page) {
@@ -175,6 +195,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::Resize) {
+        FitPages();
         KeepPagesCentred();
         RefreshStatus();
     }
@@ -247,6 +268,9 @@ void CloseMainWindow() {
 }
 
 void EndProgram() {
+    if (const auto* const frame = FindMainWindow()) {
+        frame->KeepPlace();
+    }
     ProgramEnd()();
 }
 

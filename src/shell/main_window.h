@@ -39,6 +39,11 @@ public:
     };
     void SetActions(Actions actions);
 
+    // Shown for the first time: where it was when it was last closed, and no larger than the
+    // screen.
+    void ShowAtItsPlace();
+    void KeepPlace() const;
+
     // While a run reads the session's state, no other page may change it: all but this one take no
     // input, and the entries that open pages or replace the repository none either. Null: the run
     // has ended.

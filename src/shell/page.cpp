@@ -1,7 +1,8 @@
-// What all pages share: Enter for the default button, the line about their side of the session, the
-// close box. Easy to get wrong: a page that is closed by its box and one that is unloaded by code
-// come through the same event, and only the first is asked about; and what a page was connected
-// with may have been typed over since, which the status line says rather than the page.
+// What all pages share: Enter for the default button, Escape for Cancel, the line about their side
+// of the session, the close box. Easy to get wrong: a page that is closed by its box and one that
+// is unloaded by code come through the same event, and only the first is asked about; and what a
+// page was connected with may have been typed over since, which the status line says rather than
+// the page.
 
 #include "shell/page.h"
 
@@ -9,6 +10,7 @@
 #include "core/session_state.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
+#include "shell/plate_button.h"
 #include "shell/qt_text.h"
 
 #include <QCloseEvent>
@@ -34,6 +36,14 @@ void Page::keyPressEvent(QKeyEvent* event) {
     if (enter && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
         for (auto* const button : findChildren<QPushButton*>()) {
             if (button->isDefault() && button->isEnabled() && button->isVisible()) {
+                button->click();
+                return;
+            }
+        }
+    }
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        for (auto* const button : findChildren<PlateButton*>()) {
+            if (button->Caption() == "Cancel" && button->isEnabled() && button->isVisible()) {
                 button->click();
                 return;
             }
@@ -65,6 +75,9 @@ void Page::SetNotice(std::string text, NoticeKind kind) {
 }
 
 Notice Page::CurrentNotice() const {
+    if (Notice unusable = UnusablePath(); !unusable.Empty()) {
+        return unusable;
+    }
     Notice stale = StaleField();
     // What isn't true any more goes before what was noted earlier.
     return stale.Empty() ? notice_ : stale;
@@ -83,6 +96,26 @@ Notice Page::StaleField() const {
         }
     }
     return {};
+}
+
+Notice Page::UnusablePath() const {
+    for (const auto* const path : paths_) {
+        if (std::string why = path->Objection(); !why.empty()) {
+            return {{{std::move(why)}}, NoticeKind::Warning};
+        }
+    }
+    return {};
+}
+
+void Page::TakesPath(QLineEdit& field, const char* kind, PathUse use) {
+    paths_.push_back(new PathEntry(field, kind, use));
+    connect(&field, &QLineEdit::textChanged, this, [] { RefreshStatus(); });
+}
+
+void Page::RememberPaths() {
+    for (auto* const path : paths_) {
+        path->Remember();
+    }
 }
 
 void Page::Watch(std::function<QString()> text) {
@@ -111,6 +144,7 @@ void Page::Connected() {
     for (auto& field : watched_) {
         field.connected = field.text();
     }
+    RememberPaths();
     // Told here, not only by the log of a run that was prepared in vain.
     SetNotice(target ? ReadOnlyTargetInWords() : std::string(), NoticeKind::Warning);
 }

@@ -3,6 +3,7 @@
 // Pages are loaded, shown, hidden and unloaded by name (page_set.h): a hidden page keeps what its
 // controls hold, an unloaded one loses it.
 
+#include "shell/path_entry.h"
 #include "shell/status_line.h"
 
 #include <QString>
@@ -48,6 +49,11 @@ public:
     void SetNotice(std::string text, NoticeKind kind = NoticeKind::Information);
 
 protected:
+    // A field for a file or folder. `kind` names its list of those that were used lately.
+    void TakesPath(QLineEdit& field, const char* kind, PathUse use = PathUse::InConnectionString);
+    // What stands in these fields is used now. Connected() says so, too.
+    void RememberPaths();
+
     // Fields that say what is connected: file or server first, then user, password, method. From
     // Connected() on the status bar warns while one of them differs from what it was then.
     void WatchField(QLineEdit& field);
@@ -60,9 +66,10 @@ protected:
     bool IsConnected() const { return connected_; }
 
     void closeEvent(QCloseEvent* event) override;
-    // Enter presses the page's default button, as in a dialog, unless a control wants it.
+    // Enter presses the page's default button and Escape its Cancel, as in a dialog, unless a
+    // control wants the key.
     void keyPressEvent(QKeyEvent* event) override;
-    // Escape presses this button.
+    // Escape presses this button, whatever has the focus; for buttons other than Cancel.
     void SetEscapeButton(QAbstractButton* button);
 
 private:
@@ -72,9 +79,11 @@ private:
     };
     void Watch(std::function<QString()> text);
     Notice StaleField() const;
+    Notice UnusablePath() const;
 
     Place place_;
     std::vector<WatchedField> watched_;
+    std::vector<PathEntry*> paths_;
     bool connected_ = false;
     std::string connected_place_;
     Notice notice_;

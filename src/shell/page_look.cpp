@@ -1,8 +1,10 @@
 #include "shell/page_look.h"
 
+#include "shell/name_list.h"
 #include "shell/plate_button.h"
 
 #include <QLabel>
+#include <QListWidget>
 #include <QRadioButton>
 #include <QVariant>
 
@@ -36,6 +38,11 @@ void ApplyLook(QWidget& page) {
     for (auto* const button : page.findChildren<PlateButton*>()) {
         if (button->Caption() == "Help" && button->toolTip().isEmpty()) {
             button->setToolTip("The contents of the help. F1 opens the page about this window.");
+        }
+    }
+    for (auto* const list : page.findChildren<QListWidget*>()) {
+        if (!list->property("whenEmpty").isNull()) {
+            new NameList(*list, page);
         }
     }
     for (auto* const label : page.findChildren<QLabel*>()) {

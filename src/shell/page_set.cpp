@@ -32,6 +32,8 @@ struct LoadedPage {
     QPointer<Page> page;
     QPointer<QMdiSubWindow> window;  // of pages in the frame, once they were shown there
     QPointer<QWidget> focus;         // what had it when the page was hidden
+    QSize needed;                    // inside, of a page in the frame
+    QSize fitted;                    // of its window, as Fit gave it
     bool modal = false;
     std::function<void()> on_hidden;  // ends the wait of ShowPageModal
 };
@@ -51,6 +53,18 @@ std::vector<LoadedPage>& Pages() {
 std::string& ActiveName() {
     static std::string name;
     return name;
+}
+
+// What pages in the frame share.
+struct PageShape {
+    QSize size{860, 640};  // inside: the widest and the highest of those that were designed
+    bool by_the_user = false;
+    bool maximized = false;
+};
+
+PageShape& Shape() {
+    static PageShape shape;
+    return shape;
 }
 
 LoadedPage* Find(std::string_view name) {
@@ -99,6 +113,7 @@ QSize RoomOnScreen(const QWidget& widget) {
 void PutIntoFrame(LoadedPage& loaded) {
     auto& frame = TheMainWindow();
     auto* const window = new QMdiSubWindow;
+    // Asked before it has the size of a window.
     const QSize size = FirstSize(*loaded.page);
     window->setWidget(loaded.page);
     window->setObjectName(loaded.page->objectName() + "Window");
@@ -111,10 +126,7 @@ void PutIntoFrame(LoadedPage& loaded) {
                                    ? title
                                    : title | Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint |
                                          Qt::WindowMaximizeButtonHint);
-    // Sizes are asked of the page; the frame around it comes on top.
-    const QSize border = window->size() - window->contentsRect().size();
-    const QSize room = frame.Area()->viewport()->size() - border;
-    window->resize(RoomFor(*loaded.page, size.boundedTo(room)) + border);
+    loaded.needed = size;
     QObject::connect(frame.Area(),
                      &QMdiArea::subWindowActivated,
                      window,
@@ -124,6 +136,38 @@ void PutIntoFrame(LoadedPage& loaded) {
                          }
                      });
     loaded.window = window;
+}
+
+// Looks what the user has made of a window since it was fitted; before it is left.
+void LearnShape(const LoadedPage& loaded) {
+    if (loaded.window == nullptr || loaded.window->isHidden() ||
+        loaded.page->WherePlaced() != Page::Place::Frame) {
+        return;
+    }
+    Shape().maximized = loaded.window->isMaximized();
+    if (!Shape().maximized && loaded.fitted.isValid() && loaded.window->size() != loaded.fitted) {
+        Shape().size = loaded.page->size();
+        Shape().by_the_user = true;
+    }
+}
+
+void Fit(LoadedPage& loaded) {
+    QMdiSubWindow& window = *loaded.window;
+    // Sizes are those of the page; the border comes on top.
+    const QSize border = window.size() - window.contentsRect().size();
+    const QSize room = TheMainWindow().Area()->viewport()->size() - border;
+    if (loaded.page->WherePlaced() != Page::Place::Frame) {
+        window.resize(RoomFor(*loaded.page, loaded.needed.boundedTo(room)) + border);
+        return;
+    }
+    if (window.isMaximized()) {
+        return;
+    }
+    if (!Shape().by_the_user) {
+        Shape().size = Shape().size.expandedTo(loaded.needed);
+    }
+    loaded.fitted = RoomFor(*loaded.page, Shape().size.boundedTo(room)) + border;
+    window.resize(loaded.fitted);
 }
 
 void MakeVisible(const std::string& name) {
@@ -137,8 +181,7 @@ void MakeVisible(const std::string& name) {
     } else {
         auto& frame = TheMainWindow();
         if (!frame.isVisible()) {
-            frame.resize(frame.size().boundedTo(RoomOnScreen(frame)));
-            frame.show();
+            frame.ShowAtItsPlace();
         }
         if (loaded.window == nullptr) {
             PutIntoFrame(loaded);
@@ -146,8 +189,20 @@ void MakeVisible(const std::string& name) {
         // Copies: `loaded` may be moved in the list by pages that a show handler loads.
         const QPointer<Page> page = loaded.page;
         const QPointer<QMdiSubWindow> window = loaded.window;
+        const bool maximized = Shape().maximized && page->WherePlaced() == Page::Place::Frame;
+        for (const auto& other : Pages()) {
+            LearnShape(other);
+        }
+        if (!maximized && window->isMaximized() && window->isHidden()) {
+            window->showNormal();
+        }
+        Fit(loaded);
         page->show();
-        window->show();
+        if (maximized) {
+            window->showMaximized();
+        } else {
+            window->show();
+        }
         frame.Area()->setActiveSubWindow(window);
         if (LoadedPage* const shown = Find(name); shown != nullptr && shown->focus != nullptr) {
             shown->focus->setFocus();
@@ -195,6 +250,7 @@ void Vanish(LoadedPage& loaded) {
         YieldLetters(nullptr);
     }
     if (loaded.window != nullptr) {
+        LearnShape(loaded);
         // Hiding gives the focus to whatever comes next in the page.
         loaded.focus = loaded.page == nullptr ? nullptr : loaded.page->focusWidget();
         loaded.window->hide();
@@ -226,7 +282,9 @@ Page* LoadPage(std::string_view name) {
     auto page = maker->second();
     const QPointer<Page> watched = page.get();
     // In the list before OnLoad: what the handler calls may ask for the page by name, or unload it.
-    Pages().push_back({std::string(name), page.release(), nullptr, nullptr, false, nullptr});
+    auto& loaded = Pages().emplace_back();
+    loaded.name = name;
+    loaded.page = page.release();
     ApplyLook(*watched);
     TabToChosenOptions(*watched);
     watched->OnLoad();
@@ -288,8 +346,17 @@ void UnloadPage(std::string_view name) {
     QuitWithoutWindows();
 }
 
+void FitPages() {
+    for (auto& loaded : Pages()) {
+        if (loaded.window != nullptr && loaded.page != nullptr) {
+            LearnShape(loaded);
+            Fit(loaded);
+        }
+    }
+}
+
 QSize RoomFor(const Page& page, QSize asked) {
-    QSize room = asked.expandedTo(page.minimumSizeHint());
+    QSize room = asked.expandedTo(page.minimumSizeHint()).expandedTo(page.minimumSize());
     if (page.layout() != nullptr && page.layout()->hasHeightForWidth()) {
         room.setHeight(
             std::max(room.height(), page.layout()->totalMinimumHeightForWidth(room.width())));
@@ -333,6 +400,7 @@ void UnloadAllPages() {
     while (!Pages().empty()) {
         UnloadPage(std::string(Pages().back().name));
     }
+    Shape() = {};
 }
 
 WaitNotice::WaitNotice() : focus_(QApplication::focusWidget()) {

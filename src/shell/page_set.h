@@ -32,6 +32,11 @@ void ShowPageModal(std::string_view name);
 void HidePage(std::string_view name);
 void UnloadPage(std::string_view name);
 
+// All pages in the frame have one size, and are maximised together: the designed one or what a page
+// needs at most, as far as there is room, or what the user has made of one of them. After the frame
+// has changed its size.
+void FitPages();
+
 // `asked`, or more where the page's contents need it; lines that wrap need more height at less
 // width.
 QSize RoomFor(const Page& page, QSize asked);

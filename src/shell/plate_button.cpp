@@ -1,6 +1,11 @@
 #include "shell/plate_button.h"
 
+#include "shell/contrast.h"
+
 #include <QFocusEvent>
+#include <QPen>
+#include <QStyleOptionButton>
+#include <QStylePainter>
 
 namespace vantry {
 
@@ -57,6 +62,33 @@ void PlateButton::SetMousePointer(int shape) {
         unsetCursor();
     } else {
         setCursor(static_cast<Qt::CursorShape>(shape));
+    }
+}
+
+// Styles tint the default button and the focused one alike, and on a dark desktop hardly at all. So
+// what Enter presses has a frame, and what has the focus a dashed one within.
+void PlateButton::paintEvent(QPaintEvent*) {
+    QStyleOptionButton option;
+    initStyleOption(&option);
+    const bool enter_presses = isDefault() && isEnabled();
+    const bool focused = hasFocus();
+    option.features &= ~QStyleOptionButton::DefaultButton;
+    option.state &= ~QStyle::State_HasFocus;
+    QStylePainter painter(this);
+    painter.drawControl(QStyle::CE_PushButton, option);
+    painter.setRenderHint(QPainter::Antialiasing);
+    constexpr double kMarkContrast = 3;
+    if (enter_presses) {
+        const QColor behind = option.palette.color(QPalette::Window);
+        painter.setPen(
+            QPen(ToldFrom(option.palette.color(QPalette::Highlight), behind, kMarkContrast), 2));
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), 2, 2);
+    }
+    if (focused) {
+        QPen dashes(option.palette.color(QPalette::ButtonText), 1);
+        dashes.setDashPattern({2, 2});
+        painter.setPen(dashes);
+        painter.drawRect(QRectF(rect()).adjusted(3.5, 3.5, -3.5, -3.5));
     }
 }
 

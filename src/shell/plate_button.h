@@ -38,6 +38,7 @@ Q_SIGNALS:
     void Click();
 
 protected:
+    void paintEvent(QPaintEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
 

@@ -110,11 +110,15 @@ void ShowNavigator() {
 void ForceSize(Page& page, int width_twips, int height_twips) {
     // Sizes of pages are kept in twips, 1440 to the inch; a pixel of the layout is a 96th of one.
     constexpr int kTwipsPerPixel = 15;
-    const QSize asked(width_twips / kTwipsPerPixel, height_twips / kTwipsPerPixel);
+    QSize asked(width_twips / kTwipsPerPixel, height_twips / kTwipsPerPixel);
     QWidget* const window = page.parentWidget() != nullptr ? page.parentWidget() : &page;
+    if (const auto* const area = window->parentWidget()) {
+        asked = asked.boundedTo(area->size());
+    }
     if (!window->isMaximized()) {
         const QSize frame = window->size() - page.size();
-        window->resize(RoomFor(page, asked - frame) + frame);
+        // At least: pages have one size, which is larger where there is room for it.
+        window->resize((RoomFor(page, asked - frame) + frame).expandedTo(window->size()));
     }
 }
 

@@ -3,16 +3,22 @@
 #include "shell/dialogs.h"
 
 #include "shell/qt_text.h"
+#include "shell/window_memory.h"
+#include "support/temp_dir.h"
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDir>
+#include <QFileDialog>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
+#include <QSettings>
 #include <QTimer>
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 
 namespace vantry {
@@ -59,6 +65,36 @@ TEST(Boxes, KeepsItsButtonsOnTheScreenUnderALongText) {
             EXPECT_EQ(FromQt(box.detailedText()), text) << "nothing of it is lost";
         });
     }
+}
+
+TEST(Choosers, BeginWhereTheLastOfTheirKindWasLeftAndLeaveNothingOfTheToolkits) {
+    const test::TempDir folder;
+    const std::string kept = folder.Path().string() + "/settings";
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, ToQt(kept));
+    UseWindowMemory(folder / "window.ini");
+    const std::string file = folder.Write("a.mdb", "");
+    const auto choose = [&](const FileChoice& choice, const std::string& name) {
+        std::string began;
+        QTimer::singleShot(0, qApp, [&] {
+            auto* const chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+            ASSERT_NE(chooser, nullptr);
+            began = FromQt(chooser->directory().absolutePath());
+            chooser->selectFile(ToQt(name));
+            name.empty() ? chooser->reject() : static_cast<QDialog*>(chooser)->accept();
+        });
+        EXPECT_EQ(CurrentDialogs().ChooseFileToOpen(choice).value_or(""), name);
+        return began;
+    };
+    const auto in = [](const std::string& at, const char* patterns) {
+        return FileChoice{"Open", std::string("Files|") + patterns, at, ""};
+    };
+    const test::TempDir other;
+    choose(in(folder.Path().string(), "*.mdb;*.accdb"), file);
+    choose(in(other.Path().string(), "*.dbc"), other.Write("a.dbc", ""));
+    EXPECT_EQ(choose(in("", "*.mdb"), ""), folder.Path().string());
+    EXPECT_EQ(choose(in("", "*.dbc"), ""), other.Path().string());
+    UseWindowMemory("");
+    EXPECT_FALSE(std::filesystem::exists(kept));
 }
 
 }  // namespace

@@ -3,8 +3,10 @@
 #include "core/session_state.h"
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
+#include "shell/window_memory.h"
 #include "support/has.h"
 #include "support/page_driver.h"
+#include "support/temp_dir.h"
 
 #include <QAction>
 #include <QApplication>
@@ -123,6 +125,10 @@ TEST_F(MainWindowTest, EntriesOpenWhatTheyName) {
         UnloadPage(page);
     }
     Trigger("mRepNew");
+    const auto shortcut = [](const char* entry) {
+        return TheMainWindow().findChild<QAction*>(entry)->shortcut().toString().toStdString();
+    };
+    EXPECT_EQ(shortcut("mCreateNewSes") + " " + shortcut("mExit"), "Ctrl+N Ctrl+Q");
     Trigger("mCreateNewSes");
     Trigger("mShowNavigator");
     EXPECT_EQ(created + sessions + navigators, 3);
@@ -149,22 +155,36 @@ TEST_F(MainWindowTest, AsksBeforeItEnds) {
     EXPECT_EQ(ended, 2);
 }
 
+TEST_F(MainWindowTest, ComesBackWhereItWasLeft) {
+    ScriptedDialogs dialogs;
+    dialogs.answers = {BoxAnswer::Yes};
+    const test::TempDir folder;
+    UseWindowMemory(folder / "window.ini");
+    ShowPage("NavForm");
+    const QRect place(40, 50, 700, 480);
+    TheMainWindow().setGeometry(place);
+    TheMainWindow().close();
+    UseWindowMemory(folder / "window.ini");  // read anew
+    ClearPages();
+    ShowPage("NavForm");
+    EXPECT_EQ(TheMainWindow().geometry(), place);
+    UseWindowMemory("");
+}
+
 TEST_F(MainWindowTest, APageStaysCentredUntilItIsMoved) {
     auto& frame = TheMainWindow();
-    frame.resize(800, 600);
     ShowPage("NavForm");
+    frame.resize(1000, 800);
     auto* const window = qobject_cast<QMdiSubWindow*>(FindPage("NavForm")->parentWidget());
     const auto off_centre = [&] {
         QCoreApplication::processEvents();
         return frame.frameGeometry().width() - window->width() - 2 * window->x();
     };
     EXPECT_LE(std::abs(off_centre()), 1);
-    frame.resize(1000, 700);
-    EXPECT_LE(std::abs(off_centre()), 1);
-    frame.resize(600, 500);
+    frame.resize(940, 760);
     EXPECT_LE(std::abs(off_centre()), 1);
     window->move(3, 4);
-    frame.resize(900, 600);
+    frame.resize(900, 700);
     QCoreApplication::processEvents();
     EXPECT_EQ(window->pos(), QPoint(3, 4));
 }

@@ -200,6 +200,39 @@ TEST_F(PageSetTest, TheWaitNoticeShowsAsLongAsItLives) {
     EXPECT_NE(FindPage("frmWait"), nullptr) << "closed once only";
 }
 
+TEST_F(PageSetTest, PagesHaveOneSizeWhateverTheUserMakesOfIt) {
+    LoadPage("One")->resize(300, 100);
+    LoadPage("Two")->resize(500, 400);
+    const auto window = [](const char* page) {
+        return qobject_cast<QMdiSubWindow*>(FindPage(page)->parentWidget());
+    };
+    const auto go = [](const char* from, const char* to) {
+        HidePage(from);
+        ShowPage(to);
+        QCoreApplication::processEvents();
+    };
+    ShowPage("One");
+    TheMainWindow().resize(1000, 800);
+    QCoreApplication::processEvents();
+    const QSize first = window("One")->size();
+    go("One", "Two");
+    EXPECT_EQ(window("Two")->size(), first);
+    TheMainWindow().resize(500, 400);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(window("Two")->size(), TheMainWindow().Area()->viewport()->size());
+    TheMainWindow().resize(1000, 800);
+    go("Two", "One");
+    EXPECT_EQ(window("One")->size(), first);
+    window("One")->showMaximized();
+    go("One", "Two");
+    EXPECT_TRUE(window("Two")->isMaximized());
+    window("Two")->showNormal();
+    window("Two")->resize(610, 510);
+    go("Two", "One");
+    EXPECT_FALSE(window("One")->isMaximized());
+    EXPECT_EQ(window("One")->size(), QSize(610, 510));
+}
+
 TEST_F(PageSetTest, TheKeysGoBackToThePageThatWasCovered) {
     const auto active = [] {
         QCoreApplication::processEvents();

@@ -18,6 +18,9 @@ inline constexpr const char* kAccessFiles =
     "MS Access (*.mdb,*.accdb)|*.mdb;*.accdb|MS Access 2007 (*.accdb)|*.accdb|MS Access "
     "(*.mdb)|*.mdb|All Files (*.*)|*.*";
 
+// Fields of source and target share their list of files used lately.
+inline constexpr const char* kAccessPaths = "Access";
+
 // Fills both lists with what the machine has for Access; the first driver is selected, no data
 // source is.
 template <class Ui>

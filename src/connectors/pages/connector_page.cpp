@@ -9,6 +9,7 @@
 #include "shell/background_work.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
+#include "shell/name_list.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"
 
@@ -110,6 +111,9 @@ void ShowSorted(QListWidget& list, std::vector<std::string> names) {
 void ShowNames(QListWidget& list, const std::vector<std::string>& names) {
     list.clear();
     list.addItems(ToQtList(names));
+    if (names.empty()) {
+        SayNoneFound(list, "There are no tables.");
+    }
 }
 
 std::vector<std::string> ChosenEntries(const QListWidget& list) {

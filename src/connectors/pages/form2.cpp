@@ -15,6 +15,7 @@
 #include "data/data_error.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
+#include "shell/name_list.h"
 #include "shell/page_set.h"
 #include "wizard/wizard_flow.h"
 
@@ -24,6 +25,8 @@ Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
     ui_->setupUi(this);
     OfferPreview(*ui_->mdbtables, NamedTable);
     ConnectOptions();
+    TakesPath(*ui_->Mdbfilename, kAccessPaths);
+    TakesPath(*ui_->SysDBFileName, "Access system databases");
     WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
     connect(ui_->mdbtables, &QListWidget::itemSelectionChanged, this, [] { RefreshStatus(); });
     connect(ui_->brow, &PlateButton::Click, this, &Form2::Browse);
@@ -140,6 +143,7 @@ void Form2::ListTables() {
     try {
         auto& tables = SourceCatalog->Tables();
         if (tables.Count() == 0) {
+            SayNoneFound(*ui_->mdbtables, "There are no tables.");
             wait.Close();
             CurrentDialogs().Show({"No Tables found in the selected Database",
                                    "Not Found",
@@ -157,6 +161,9 @@ void Form2::ListTables() {
             }
         }
         ui_->mdbtables->addItems(names);
+        if (names.isEmpty()) {
+            SayNoneFound(*ui_->mdbtables, "There are no tables.");
+        }
     } catch (const DataError& error) {
         tell(error);
     }

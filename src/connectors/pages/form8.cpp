@@ -23,6 +23,8 @@ constexpr const char* kConnected = "Connected Succesfully";
 Form8::Form8() : Page("Form8"), ui_(std::make_unique<Ui::Form8>()) {
     ui_->setupUi(this);
     ConnectOptions();
+    TakesPath(*ui_->Mdbfilename, kAccessPaths);
+    TakesPath(*ui_->SysDBFileName, "Access system databases");
     WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
     connect(ui_->brow, &PlateButton::Click, this, &Form8::Browse);
     connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form8::BrowseSystemDatabase);

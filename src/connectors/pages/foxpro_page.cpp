@@ -7,6 +7,8 @@ namespace vantry {
 
 void FoxProPage::UseControls(const Controls& controls, const char* chooser_title) {
     c_ = controls;
+    TakesPath(*c_.FoxDir, "FoxPro folders");
+    TakesPath(*c_.VFPFilename, "FoxPro databases");
     WatchField(*c_.FoxDir);
     WatchField(*c_.VFPFilename);
     c_.VFPFilename->setToolTip(kSemicolonInBraces);

@@ -14,6 +14,7 @@
 #include "data/letter_case.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
+#include "shell/name_list.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "shell/tool_tip.h"
@@ -80,6 +81,7 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
         "F",
         {store(&TableRec::SFormat), store(&TableRec::TextQ), store(&TableRec::SFirstColLine)});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11::ChooseFolder);
+    TakesPath(*ui_->FolderName, "Text folders");
     folder_ = new PathField(*ui_->FolderName, [this] { RefreshList(); });
     connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
     ui_->FileExtCombo->installEventFilter(this);
@@ -175,6 +177,9 @@ void Form11::RefreshList() {
         ReadOwnFormats();
     }
     RefreshStatus();
+    if (files_.empty() && !Folder().empty()) {
+        SayNoneFound(*ui_->FilesList, "There are no such files in the folder.");
+    }
     untold_ = files_.empty() && passing_;
     if (!files_.empty()) {
         // Looked at at once: nothing can go on before a file was.
@@ -235,10 +240,13 @@ void Form11::SelectFile() {
     TellFormat();
 }
 
+// Those that the filter shows: nobody means names that can't be seen.
 void Form11::Tick(bool all) {
     const QSignalBlocker quiet(ui_->FilesList);
     for (int row = 0; row < ui_->FilesList->count(); ++row) {
-        ui_->FilesList->item(row)->setCheckState(all ? Qt::Checked : Qt::Unchecked);
+        if (!ui_->FilesList->isRowHidden(row)) {
+            ui_->FilesList->item(row)->setCheckState(all ? Qt::Checked : Qt::Unchecked);
+        }
     }
     ui_->FilesList->viewport()->update();
     RefreshStatus();
@@ -298,6 +306,7 @@ void Form11::Next() {
     }
     SourceConnStr = TextSourceConnectionString(Folder());
     SrcTables = std::move(ticked);
+    RememberPaths();
     SourceQueryMode = 0;
     // Hidden, not unloaded: Back must find the ticks and formats as they are.
     HidePage("Form11");

@@ -56,6 +56,7 @@ Form11Poll::Form11Poll() : Page("Form11Poll"), ui_(std::make_unique<Ui::Form11Po
     };
     format_ = new FormatControls(*this, "Col", {nowhere, nowhere, nowhere});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11Poll::ChooseSample);
+    TakesPath(*ui_->TxtFile, "Sample files");
     sample_ = new PathField(*ui_->TxtFile, [this] { TakeSample(); });
     connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form11Poll::Next);
     connect(ui_->BCKBUTT, &PlateButton::Click, this, [] {
@@ -154,6 +155,7 @@ void Form11Poll::Prepare() {
     WriteSchemaIni(sample.folder, {&file, sections}, format_->Qualifier(), kPolledFileScanRows);
     SourceConnStr = TextSourceConnectionString(sample.folder);
     SrcTables = {file};
+    RememberPaths();
     SourceQueryMode = 0;
 }
 

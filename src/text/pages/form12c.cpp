@@ -86,6 +86,7 @@ void Form12c::ConnectControls() {
     connect(ui_->CNCLBUTT, &PlateButton::Click, this, [] {
         AskToCancel("Cancel", "Are you sure you want to cancel this session?");
     });
+    TakesPath(*ui_->FName, "Text folders", PathUse::InSession);
     connect(ui_->FName, &QLineEdit::textChanged, this, &Form12c::FolderChanged);
     connect(ui_->DefExt, &QComboBox::currentTextChanged, this, [] { RefreshStatus(); });
     ui_->FName->installEventFilter(this);
@@ -224,6 +225,7 @@ void Form12c::Next() {
     TextDestDelim = delimiter_;
     TextDestDir = FromQt(ui_->FName->text());
     TextDestHeader = ToI16(ui_->ColNames->isChecked());
+    RememberPaths();
     HidePage("Form12c");
     ShowPage("Form4");
 }

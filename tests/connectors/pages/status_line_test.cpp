@@ -5,6 +5,13 @@
 
 #include "connectors/pages/connector_pages_fixture.h"
 #include "core/route.h"
+#include "shell/window_memory.h"
+
+#include <QDir>
+#include <QDropEvent>
+#include <QMenu>
+#include <QMimeData>
+#include <QUrl>
 
 #include <unistd.h>
 
@@ -94,6 +101,59 @@ TEST_F(StatusLineTest, SaysThatATargetCannotBeWritten) {
     ShowPage("Form2");
     Load("Form2", shop);
     EXPECT_EQ(Said(), "") << "a source is only read";
+}
+
+TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
+    UseWindowMemory(folder_.Path().string() + "/window.ini");
+    ShowPage("Form2");
+    auto& field = Control<QLineEdit>("Form2", "Mdbfilename");
+    const std::pair<std::string, std::string> cases[] = {
+        {"file:///data/a%20b.mdb", "/data/a b.mdb"},
+        {"~/shop.mdb", FromQt(QDir::homePath()) + "/shop.mdb"},
+        {"~shop.mdb", "~shop.mdb"},
+        {"file:/", "file:/"},
+    };
+    for (const auto& [typed, taken] : cases) {
+        field.setText(ToQt(typed));
+        EXPECT_EQ(FromQt(field.text()), taken);
+    }
+    QMimeData files;
+    files.setUrls({QUrl::fromLocalFile("/data/dropped 1.mdb"), QUrl::fromLocalFile("/data/2.mdb")});
+    QDragEnterEvent enter(QPoint(1, 1), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(&field, &enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(QPointF(1, 1), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(&field, &drop);
+    EXPECT_EQ(FromQt(field.text()), "/data/dropped 1.mdb");
+    EXPECT_EQ(Said(), "");
+    for (const auto* const path : {"/data/a;b.mdb", "/data/a\"b.mdb"}) {
+        Type("Form2", "Mdbfilename", path);
+        EXPECT_NE(Said().find(std::string("can't be part of a path here: ") + path),
+                  std::string::npos)
+            << Said();
+    }
+    Load("Form2", MakeDatabase("shop.mdb"));
+    Load("Form2", MakeDatabase("orders.mdb"));
+    // The target's field offers what the source's took.
+    ShowPage("Form8");
+    auto& other = Control<QLineEdit>("Form8", "Mdbfilename");
+    QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::AltModifier);
+    QCoreApplication::sendEvent(&other, &down);
+    const auto* const menu = other.findChild<QMenu*>();
+    ASSERT_NE(menu, nullptr);
+    ASSERT_EQ(menu->actions().size(), 2);
+    menu->actions().last()->trigger();
+    EXPECT_EQ(FromQt(other.text()), folder_.Path().string() + "/shop.mdb");
+    UseWindowMemory("");
+}
+
+TEST_F(StatusLineTest, EscapeAsksAsCancelDoes) {
+    ShowPage("Form2");
+    auto& field = Control<QLineEdit>("Form2", "Mdbfilename");
+    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
+    QCoreApplication::sendEvent(&field, &escape);
+    EXPECT_EQ(dialogs_.TakeBoxes(),
+              "none|Confirm Cancel|Are you sure to cancel this Session?|Yes/No");
 }
 
 TEST_F(StatusLineTest, OffersTheLastPageWhereNoneFollows) {
