@@ -153,6 +153,21 @@ DataError RowsLost(const DataError& error, std::uint64_t rows) {
     return lost;
 }
 
+DataError ToldOf(const DataError& error, std::string_view path, std::string_view beside) {
+    std::string text = error.Description();
+    for (auto at = text.find(beside); at != std::string::npos;
+         at = text.find(beside, at + path.size())) {
+        text.replace(at, beside.size(), path);
+    }
+    DataError told(error.Number(), std::move(text), error.Source());
+    told.SetLostRows(error.LostRows());
+    told.SetArrivedRows(error.ArrivedRows());
+    if (error.TargetLost()) {
+        told.SetTargetLost();
+    }
+    return told;
+}
+
 DataError JournalInTheWay(std::string_view path, std::string_view journal) {
     return Error("The file " + Quoted(path) + " can't be changed: something named " +
                  Quoted(journal) +

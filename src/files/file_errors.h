@@ -26,6 +26,9 @@ DataError OpenedReadOnly(std::string_view path);
 DataError OutOfMemory(std::string_view path);
 // `error` made a bulk load's last `rows` rows be taken back, which had been reported as added.
 DataError RowsLost(const DataError& error, std::uint64_t rows);
+// What happened to a file that is made beside its place, told of the place: `path` for `beside`
+// wherever that is named. Nobody knows the other name, and the file is gone when it is read of.
+DataError ToldOf(const DataError& error, std::string_view path, std::string_view beside);
 // The journal can't be made because something has its name.
 DataError JournalInTheWay(std::string_view path, std::string_view journal);
 DataError NotAJournal(std::string_view path, std::string_view journal);

@@ -35,15 +35,15 @@ void ReplaceFile(const std::string& path, std::string_view content) {
         throw SystemError(path, "written", errno);
     }
     const std::string beside = target + ".new-" + std::to_string(::getpid());
-    RemoveFile(beside);  // of a killed program that had our number
     try {
+        RemoveFile(beside);  // of a killed program that had our number
         Write(beside,
               content,
               replaces ? std::optional(former.st_mode & kPermissionBits) : std::nullopt);
         RenameReplacing(beside, target);
-    } catch (const DataError&) {
+    } catch (const DataError& error) {
         ::unlink(beside.c_str());
-        throw;
+        throw ToldOf(error, path, beside);
     }
     SyncFolderOf(target);
 }

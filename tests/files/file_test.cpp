@@ -6,6 +6,7 @@
 #include "files/error_of.h"
 #include "files/file_lock.h"
 #include "files/file_name.h"
+#include "files/replace_file.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
@@ -62,6 +63,15 @@ TEST(FileErrors, NameTheFileAndWhatToDo) {
     EXPECT_EQ("0123456789", folder.Read("there"));
     File::CreateNew(folder / "private", true);
     EXPECT_EQ(0600U, test::ModeOf(folder / "private"));
+}
+
+// The name beside it is too long for the file system.
+TEST(FileErrors, OfAFileThatIsReplacedNameNoOther) {
+    const test::TempDir folder;
+    const std::string path = folder / std::string(250, 'n');
+    const std::string error = ErrorOf([&] { ReplaceFile(path, "x"); });
+    EXPECT_TRUE(Has(error, path)) << error;
+    EXPECT_FALSE(Has(error, ".new-")) << error;
 }
 
 TEST(FileWrites, GatheredPiecesArriveInOrder) {

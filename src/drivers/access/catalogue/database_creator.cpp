@@ -294,6 +294,13 @@ void CreateDatabaseFile(const std::string& path) {
     // Made beside its place and given its name at the end, so that no other program meets half a
     // file.
     const std::string temporary = path + ".new-" + std::to_string(::getpid());
+    const auto forget = [&temporary] {
+        try {
+            file::RemoveFile(temporary);
+        } catch (const DataError&) {
+            // It stays behind; what went wrong first matters more.
+        }
+    };
     try {
         for (const auto& left : {temporary, file::Journal::PathFor(temporary)}) {
             file::RemoveFile(left);  // of a killed program that had our number
@@ -306,12 +313,11 @@ void CreateDatabaseFile(const std::string& path) {
         FillSystemTables(temporary, kind);
         file::RenameNoReplace(temporary, path);
         file::SyncFolderOf(path);
+    } catch (const DataError& error) {
+        forget();
+        throw file::ToldOf(error, path, temporary);
     } catch (...) {
-        try {
-            file::RemoveFile(temporary);
-        } catch (const DataError&) {
-            // It stays behind; what went wrong first matters more.
-        }
+        forget();
         throw;
     }
 }

@@ -13,6 +13,7 @@
 #include "drivers/foxpro/table/sidecars.h"
 #include "drivers/foxpro/write/table_creator.h"
 #include "files/file.h"
+#include "files/file_errors.h"
 
 #include <unistd.h>
 
@@ -152,6 +153,12 @@ void CreateContainer(const std::string& path, int code_page) {
     }
     constexpr std::array<std::string_view, 2> kSidecars = {".dct", ".dcx"};
     std::vector<std::string> moved;
+    const auto forget = [&] {
+        for (const auto& file : moved) {
+            fs::remove(file, error);
+        }
+        fs::remove_all(beside, error);
+    };
     try {
         WriteWhole(Sidecar(at_work, ".dct"), NewMemoFile(MemoFormat::Fpt, {}));
         WriteWhole(Sidecar(at_work, ".dcx"), {});
@@ -164,11 +171,11 @@ void CreateContainer(const std::string& path, int code_page) {
         file::RenameNoReplace(at_work, path);
         moved.clear();
         file::SyncFolderOf(path);
+    } catch (const DataError& failure) {
+        forget();
+        throw file::ToldOf(failure, fs::path(path).parent_path().string(), beside.string());
     } catch (...) {
-        for (const auto& file : moved) {
-            fs::remove(file, error);
-        }
-        fs::remove_all(beside, error);
+        forget();
         throw;
     }
     fs::remove_all(beside, error);

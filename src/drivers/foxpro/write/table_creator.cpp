@@ -250,6 +250,16 @@ void WriteNewTable(const NewTable& table,
     }
     const auto beside = table.path + ".new-" + std::to_string(::getpid());
     bool there = false;
+    const auto forget = [&] {
+        std::error_code ignored;
+        std::filesystem::remove(there ? table.path : beside, ignored);
+        if (memos) {
+            std::filesystem::remove(memo_path, ignored);
+        }
+        if (!tags.empty()) {
+            std::filesystem::remove(index_path, ignored);
+        }
+    };
     try {
         file::RemoveFile(beside);  // of a killed program that had our number
         WriteFile(beside, HeaderBytes(marked, true));
@@ -259,15 +269,11 @@ void WriteNewTable(const NewTable& table,
         file::RenameNoReplace(beside, table.path);
         there = true;
         file::SyncFolderOf(table.path);
+    } catch (const DataError& error) {
+        forget();
+        throw file::ToldOf(error, table.path, beside);
     } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove(there ? table.path : beside, ignored);
-        if (memos) {
-            std::filesystem::remove(memo_path, ignored);
-        }
-        if (!tags.empty()) {
-            std::filesystem::remove(index_path, ignored);
-        }
+        forget();
         throw;
     }
 }
