@@ -47,8 +47,8 @@ Form1::Form1() : Page("Form1"), ui_(std::make_unique<Ui::Form1>()) {
     for (const auto& [button, index] : targets) {
         ui_->DOpt->setId(button, index);
     }
-    // Data sources of every kind can be had through the kind's own page; a source of another kind is
-    // for who has asked for it in Vantry.ini.
+    // Data sources of every kind can be had through the kind's own page; a source of another kind
+    // is for who has asked for it in Vantry.ini.
     ui_->SOpt_5->setVisible(CurrentSettings.ShowOdbcSource);
     ui_->cboDSNList->setVisible(false);
     connect(ui_->NXT, &PlateButton::Click, this, &Form1::Next);

@@ -211,6 +211,20 @@ TEST_F(MySqlPagesTest, NamesAndPasswordsOfAllLetters) {
     }
 }
 
+TEST_F(MySqlPagesTest, AServerThatGoesAwayIsToldAndTheNextTryWorks) {
+    Open("MySQLSrc");
+    Press("MySQLSrc", "ConnButt");
+    Server().Stop();
+    Pick("MySQLSrc", "MySQLDBCombo", "shop");
+    EXPECT_EQ(Status("MySQLSrc", "Label2"), kRed);
+    EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 54),
+              "stop|Error|Unable to show list of tables\nCan't connect");
+    Server().Restart();
+    Press("MySQLSrc", "ConnButt");
+    Pick("MySQLSrc", "MySQLDBCombo", "shop");
+    EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables"), "Ärger,b items,cheap");
+}
+
 TEST_F(MySqlPagesTest, AServerThatTakesNothingButTlsIsSpokenToByIt) {
     const TestKeys keys;
     const PrivateMariaDb strict({.more_settings = {"--require-secure-transport=ON",
