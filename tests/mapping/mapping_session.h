@@ -1,9 +1,9 @@
 #pragma once
 // A session between Access files of a test's own, mapped as the table mapping page does it.
 
-#include "core/data_access.h"
 #include "core/session_state.h"
 #include "mapping/column_discovery.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 
 #include <string>
@@ -28,21 +28,14 @@ public:
         TargetConnStr = MakeDatabase("target.mdb", {});
     }
 
-    // The connection string of a new database in which the statements were executed.
     std::string MakeDatabase(const std::string& name,
                              const std::vector<std::string>& statements) const {
-        std::string text =
-            "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + (folder_ / name).string();
-        Catalog().Create(text);
-        Execute(text, statements);
-        return text;
+        return NewAccessDatabase(folder_ / name, statements);
     }
     static void Execute(const std::string& connection_string,
                         const std::vector<std::string>& statements) {
-        Connection connection;
-        connection.Open(connection_string);
         for (const auto& statement : statements) {
-            connection.Execute(statement);
+            RunStatement(connection_string, statement);
         }
     }
     static void InSource(const std::vector<std::string>& statements) {
@@ -58,15 +51,7 @@ public:
             SrcTables.emplace_back().Name = name;
         }
     }
-    static std::vector<std::string> Map() {
-        std::vector<std::string> names;
-        FillTargetTables();
-        LoadSourceColumns();
-        CheckTargetTables(names);
-        LoadTargetColumns();
-        BuildColMaps();
-        return names;
-    }
+    static std::vector<std::string> Map() { return MapTables(); }
 
     const TempDir& Folder() const { return folder_; }
 

@@ -24,17 +24,8 @@ void MakeOlder(const fs::path& file, double seconds) {
                             std::chrono::milliseconds(static_cast<int>(seconds * 1000)));
 }
 
-std::vector<std::string> NamesIn(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-int CountLoaded(const fs::path& folder) {
-    return static_cast<int>(std::ranges::count_if(NamesIn(folder), [](const auto& name) {
+int CountLoaded(const Application& app) {
+    return static_cast<int>(std::ranges::count_if(app.Folder().Names("in"), [](const auto& name) {
         return name.find(".csv.Loaded_On_") != name.npos;
     }));
 }
@@ -164,8 +155,8 @@ TEST(PolledFolder, FiveHundredFilesLoadOnceEachWhileOthersArrive) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1100));
     const auto second = app.Run({id});
     EXPECT_EQ(second.exit_code, 0) << second.errors;
-    EXPECT_EQ(CountLoaded(app.Path("in")), kThere + kArriving + 1);
-    EXPECT_EQ(NamesIn(app.Path("in")).size(), std::size_t{kThere + kArriving + 2});
+    EXPECT_EQ(CountLoaded(app), kThere + kArriving + 1);
+    EXPECT_EQ(app.Folder().Names("in").size(), std::size_t{kThere + kArriving + 2});
     EXPECT_EQ(RowsOf(TargetConnStr,
                      "select count(*), min(n), max(n) from "
                      "(select count(*) as n from sample group by id)"),
@@ -194,7 +185,7 @@ TEST(PolledFolder, EachFileIsReadByTheLayoutOfTheSampleAndOneThatFailsStays) {
     EXPECT_EQ(run.exit_code, 2) << run.errors << app.Log("poll");
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 3) << app.Log("poll");
     std::string names;
-    for (const auto& name : NamesIn(app.Path("in"))) {
+    for (const auto& name : app.Folder().Names("in")) {
         names += name.substr(0, name.find("_On_")) + " ";
     }
     EXPECT_EQ(names, "Schema.ini bad.csv it's.csv.done sample.csv.done ");
@@ -231,7 +222,7 @@ TEST(PolledFolder, WhatCouldntGetItsNewNameIsntLoaded) {
     EXPECT_TRUE(Has(app.Log("long"), "name is too long"));
     EXPECT_TRUE(fs::exists(app.Path(long_name)));
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 4) << app.Log("long");
-    EXPECT_EQ(CountLoaded(app.Path("in")), 2);
+    EXPECT_EQ(CountLoaded(app), 2);
     const auto read_json =
         "python3 -m json.tool '" + app.Path("log/long.log.json") + "' >/dev/null";
     EXPECT_EQ(std::system(read_json.c_str()), 0) << app.Summary("long");
@@ -249,7 +240,7 @@ TEST(PolledFolder, ATextTargetHasAFilePerPolledFile) {
     EXPECT_EQ(run.exit_code, 0) << run.errors << app.Log("poll");
     EXPECT_TRUE(Has(app.Folder().Read("out/sample.csv.tab"), "name 2"));
     EXPECT_TRUE(Has(app.Folder().Read("out/more.csv.tab"), "name 4"));
-    EXPECT_EQ(CountLoaded(app.Path("in")), 2);
+    EXPECT_EQ(CountLoaded(app), 2);
     EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
 }
 
@@ -264,10 +255,10 @@ TEST(PolledFolder, ACancelLetsTheFileThatIsBeingLoadedComeToItsEnd) {
     }
     MakeOlder(app.Path("in/sample.csv"), 20);
     auto run = app.Start("VYRun", {"1"});
-    ASSERT_TRUE(Within(20, [&] { return CountLoaded(app.Path("in")) > 5; }));
+    ASSERT_TRUE(Within(20, [&] { return CountLoaded(app) > 5; }));
     run.Signal(SIGINT);
     EXPECT_EQ(run.Wait().exit_code, 5);
-    const int loaded = CountLoaded(app.Path("in"));
+    const int loaded = CountLoaded(app);
     EXPECT_LT(loaded, 301);
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), 3 + (loaded - 1) * kRows);
 }
@@ -280,7 +271,7 @@ TEST(PolledFolder, ASecondSignalOfEitherKindEndsAtOnce) {
         MakeOlder(app.Folder().Write("in/long.csv", NumberedRows(3'000'000)), 10);
         MakeOlder(app.Path("in/sample.csv"), 20);
         auto run = app.Start("VYRun", {"1"});
-        ASSERT_TRUE(Within(20, [&] { return CountLoaded(app.Path("in")) == 1; }));
+        ASSERT_TRUE(Within(20, [&] { return CountLoaded(app) == 1; }));
         run.Signal(first);
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         run.Signal(second);

@@ -57,12 +57,7 @@ protected:
         TargetType = target_type;
         SourceConnStr = "Provider=source";
         TargetConnStr = target_string;
-        TextDestFormat = "DELIMITED";
-        TextDestDir = (folder / "out").string();
-        TextDestExt = ".txt";
-        TextDestDelim = ",";
-        TextDestQual = "\"";
-        TextDestHeader = kTrue;
+        SetTextTarget(folder / "out");
         SrcTables.clear();
         DstTables.clear();
         AddTable("src", target_type == "TEXT" ? (folder / "out/dst.txt").string() : "dst");
@@ -81,13 +76,9 @@ protected:
         surroundings.tell = [this](const std::string& line) { told += line + "\n"; };
         return RunSavedSession(session, surroundings);
     }
-    // The connection string of a database made anew, with an empty table for the session.
+    // With an empty table for the session.
     static std::string NewAccess(const fs::path& file) {
-        const std::string text = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + file.string();
-        fs::remove(file);
-        Catalog().Create(text);
-        RunStatement(text, "create table dst (d_id long, d_name memo, d_memo memo)");
-        return text;
+        return NewAccessDatabase(file, {"create table dst (d_id long, d_name memo, d_memo memo)"});
     }
     static i32 SaveDaily(const fs::path& log) {
         SessionSave save;

@@ -6,13 +6,16 @@
 #include "data/value_text.h"
 #include "mapping/column_discovery.h"
 
+#include <filesystem>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantry::test {
 
-// What the mapping page does when it opens; `target` names the first table's target.
-inline void MapTables(const std::string& target = {}) {
+// What the mapping page does when it opens; `target` names the first table's target. The tables
+// that the target has.
+inline std::vector<std::string> MapTables(const std::string& target = {}) {
     std::vector<std::string> names;
     FillTargetTables();
     if (!target.empty()) {
@@ -22,6 +25,7 @@ inline void MapTables(const std::string& target = {}) {
     CheckTargetTables(names);
     LoadTargetColumns();
     BuildColMaps();
+    return names;
 }
 
 inline void RunStatement(const std::string& connection_text, const std::string& sql) {
@@ -43,6 +47,28 @@ inline std::string ValueInHex(const Cell& value) {
         text += kDigits[static_cast<unsigned>(byte) & 15];
     }
     return text;
+}
+
+// A database made anew in which the statements were executed: its connection string.
+inline std::string NewAccessDatabase(const std::filesystem::path& file,
+                                     const std::vector<std::string>& statements = {}) {
+    const std::string text = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file.string();
+    std::filesystem::remove(file);
+    Catalog().Create(text);
+    for (const auto& sql : statements) {
+        RunStatement(text, sql);
+    }
+    return text;
+}
+
+// Where a session's rows go as texts that commas part, under a heading.
+inline void SetTextTarget(const std::filesystem::path& folder) {
+    TextDestFormat = "DELIMITED";
+    TextDestDir = folder.string();
+    TextDestExt = ".txt";
+    TextDestDelim = ",";
+    TextDestQual = "\"";
+    TextDestHeader = kTrue;
 }
 
 // The rows of a query, one a line, fields apart by "|".

@@ -3,12 +3,14 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace vantry::test {
 
@@ -45,6 +47,15 @@ public:
         const auto file = path_ / name;
         std::ofstream(file, std::ios::binary) << content;
         return file;
+    }
+    // Of all that is in it or in a folder below, in their order.
+    std::vector<std::string> Names(std::string_view below = ".") const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(path_ / below)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
     }
     std::string Read(std::string_view name) const {
         std::ifstream in(path_ / name, std::ios::binary);

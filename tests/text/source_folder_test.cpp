@@ -96,7 +96,7 @@ TEST(SchemaIniWriter, FailureAtAnyPointLeavesTheOlderFile) {
                 EXPECT_EQ(folder.Read("Schema.ini"), "old") << failures;
             }
         }
-        EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()), {}), 1);
+        EXPECT_EQ(folder.Names().size(), 1U);
     }
     EXPECT_GE(failures, 6);
     // The older file goes only for one that is on the disk.
@@ -145,14 +145,6 @@ protected:
     }
     ~MoveLoadedFileTest() override { CurrentRunView = nullptr; }
 
-    std::vector<std::string> Names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
-            names.push_back(entry.path().filename().string());
-        }
-        return names;
-    }
-
     TempDir folder_;
     RecordingView view_;
 };
@@ -160,11 +152,11 @@ protected:
 TEST_F(MoveLoadedFileTest, AddsTheExtensionAndTheTime) {
     folder_.Write("Orders.CSV", "x");
     EXPECT_EQ(MoveLoadedFile("orders.csv"), kTrue);
-    ASSERT_EQ(Names().size(), 1U);
+    ASSERT_EQ(folder_.Names().size(), 1U);
     // The minutes have no leading zero.
     const std::regex form(
         "Orders.CSV.Loaded_On_[0-9]{2}_[A-Z][a-z]{2}(_[0-9]{2}){2}_[0-9]{1,2}_[0-9]{2}");
-    EXPECT_TRUE(std::regex_match(Names()[0], form)) << Names()[0];
+    EXPECT_TRUE(std::regex_match(folder_.Names()[0], form)) << folder_.Names()[0];
     EXPECT_TRUE(view_.messages.empty());
 }
 
@@ -192,7 +184,7 @@ TEST_F(MoveLoadedFileTest, NamesDoNotLeaveTheFolder) {
     EXPECT_EQ(MoveLoadedFile("../orders.csv"), kFalse);
     PollRename = "/../../gone";
     EXPECT_EQ(MoveLoadedFile("orders.csv"), kFalse);
-    EXPECT_EQ(Names(), std::vector<std::string>{"orders.csv"});
+    EXPECT_EQ(folder_.Names(), std::vector<std::string>{"orders.csv"});
     EXPECT_EQ(view_.messages.size(), 2U);
 }
 

@@ -18,12 +18,9 @@ protected:
         std::filesystem::create_directory(folder / "out");
         SourceConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder / "in").string() +
                         ";Extended Properties=\"text;FMT=Delimited\";\"";
-        TextDestFormat = "DELIMITED";
-        TextDestDir = (folder / "out").string();
-        TextDestExt = ".txt";
+        SetTextTarget(folder / "out");
         TextDestDelim = ";";
         TextDestQual = "'";
-        TextDestHeader = kTrue;
     }
 
     // A comma-delimited source with a line of names.

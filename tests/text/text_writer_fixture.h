@@ -2,6 +2,7 @@
 // Sessions between a scripted source and text files of a folder of the test's own.
 
 #include "engine/session_fixture.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "text/text_writer.h"
 
@@ -13,12 +14,8 @@ class TextWriterTest : public SessionTest {
 protected:
     TextWriterTest() {
         TargetType = "TEXT";
-        TextDestDir = folder.Path().string();
-        TextDestExt = ".txt";
+        SetTextTarget(folder.Path());
         TextDestHeader = kFalse;
-        TextDestFormat = "DELIMITED";
-        TextDestDelim = ",";
-        TextDestQual = "\"";
         SetFile(0);
     }
     void SetFile(std::size_t table) {

@@ -96,8 +96,7 @@ protected:
                              PrivateOdbc::Driver("Oracle", "libsqlite3odbc.so"),
                              PrivateOdbc::Driver("Plain", "libsqlite3odbc.so")},
                             {{"Anything", "Driver=Plain\nDatabase=" + In("anything") + "\n"}});
-        Catalog().Create(Access("source.mdb"));
-        MakeGoods(Access("source.mdb"), "id Long, name Text(20)");
+        MakeGoods(NewAccessDatabase(In("source.mdb")), "id Long, name Text(20)");
         std::filesystem::create_directories(In("dbf"));
         MakeGoods(FoxPro("dbf"), "id n(5,0), name c(20)");
         MakeGoods("DSN=Anything", "id integer, name varchar(20)");

@@ -107,10 +107,7 @@ private:
             table.LoadOption = "APPEND";
             SrcTables = {table};
             SourceConnStr = TextSourceConnectionString(In("data"));
-            TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + In(name + ".mdb");
-            if (!std::filesystem::exists(In(name + ".mdb"))) {
-                Catalog().Create(TargetConnStr);
-            }
+            TargetConnStr = test::NewAccessDatabase(In(name + ".mdb"));
             test::MapTables();
             HidePage("NavForm");
             ShowPage("Form13");

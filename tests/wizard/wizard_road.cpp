@@ -201,7 +201,6 @@ private:
         driver_.Fill("Form12c", "FName", In(folder));
         driver_.Click("Form12c", format);
         driver_.Click("Form12c", "DefExt");
-        driver_.Keys("Escape");
         driver_.Keys("ctrl+a");
         driver_.TypeText(extension);
         driver_.Click("Form12c", "ColNames");

@@ -3,13 +3,13 @@
 // words for what is looked at.
 
 #include "connectors/pages/register.h"
-#include "core/data_access.h"
 #include "core/session_state.h"
 #include "shell/background_work.h"
 #include "shell/small_windows.h"
 #include "support/has.h"
 #include "support/page_driver.h"
 #include "support/private_odbc.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "wizard/wizard_flow.h"
 
@@ -125,15 +125,11 @@ protected:
 
     std::string MakeDatabase(const std::string& name,
                              std::initializer_list<const char*> tables = {}) const {
-        const std::string file = (folder_ / name).string();
-        const std::string connect = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file;
-        Catalog().Create(connect);
-        Connection connection;
-        connection.Open(connect);
+        const std::string connect = NewAccessDatabase(folder_ / name);
         for (const char* table : tables) {
-            connection.Execute(std::string("create table [") + table + "] ([id] Long)");
+            RunStatement(connect, std::string("create table [") + table + "] ([id] Long)");
         }
-        return file;
+        return (folder_ / name).string();
     }
 
     TempDir folder_;

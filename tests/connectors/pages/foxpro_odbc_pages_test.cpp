@@ -3,7 +3,6 @@
 #include "connectors/odbc_enumeration.h"
 #include "connectors/pages/connector_pages_fixture.h"
 #include "core/table_names.h"
-#include "support/session_steps.h"
 
 #include <filesystem>
 

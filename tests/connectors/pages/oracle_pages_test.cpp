@@ -2,7 +2,6 @@
 // for.
 
 #include "connectors/pages/connector_pages_fixture.h"
-#include "support/session_steps.h"
 
 #include <QCheckBox>
 

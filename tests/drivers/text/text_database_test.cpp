@@ -215,28 +215,18 @@ TEST(TextDatabase, ScanSeesTheRowsThatWereThereWhenItBegan) {
     EXPECT_EQ(table->CountRows(), 200);
 }
 
-// Room for three bytes, and then for none.
-class ThreeBytesLeft : public file::FaultPlan {
-public:
-    file::Verdict Before(const file::Call& call) override {
-        if (call.operation != file::Operation::Write) {
-            return {};
-        }
-        return std::exchange(room_, false) ? file::Verdict{.limit = 3}
-                                           : file::Verdict{.error = ENOSPC};
-    }
-
-private:
-    bool room_ = true;
-};
-
 TEST(TextDatabase, FullDiskLeavesNoHalfLineAndNoHalfTable) {
     TextFolder folder;
     folder.Write("a.csv", "n,t\r\n1,\"x\"\r\n");
     const auto table = folder.Open("a.csv");
     const Cell row[] = {Cell::Int64(2), Cell::Text("yyyyyyyy")};
     for (const bool into_table : {true, false}) {
-        ThreeBytesLeft fault;
+        bool room = true;  // for three bytes
+        vantry::test::VerdictBy fault([&](const file::Call& call) {
+            return call.operation != file::Operation::Write ? file::Verdict{}
+                   : std::exchange(room, false)             ? file::Verdict{.limit = 3}
+                                                            : file::Verdict{.error = ENOSPC};
+        });
         const vantry::test::InstalledPlan installed(fault);
         EXPECT_THROW(into_table ? folder.Database().InsertRow(*table, row)
                                 : void(Create(folder, "new.csv", {Column("a", "LONG")})),

@@ -3,6 +3,7 @@
 #include "data/date_format.h"
 #include "repository/pages/manager_fixture.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace vantry::test {
@@ -71,12 +72,9 @@ TEST_F(ManagerTest, ARestoreAsksAndKeepsTheFormerRepository) {
     EXPECT_EQ(Query("select count(*) from sessions"), "2\n");
 
     const auto kept = [&] {
-        int files = 0;
-        for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
-            const std::string name = entry.path().filename().string();
-            files += name.starts_with("VYRepo") && name.find('_') != name.npos ? 1 : 0;
-        }
-        return files;
+        return std::ranges::count_if(folder_.Names(), [](const auto& name) {
+            return name.starts_with("VYRepo") && name.find('_') != name.npos;
+        });
     };
     {
         const Held held(Folder(), file::LockByte::Content, file::LockKind::Shared);
