@@ -20,11 +20,13 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QColor>
 #include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QPalette>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QStyleFactory>

@@ -7,6 +7,7 @@
 #include "support/has.h"
 #include "text/text_source.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QDateEdit>
 #include <QGroupBox>
