@@ -450,18 +450,17 @@ void Command::TakeValues() {
     }
 }
 
-void Command::Execute() {
+std::int64_t Command::Execute() {
     Connect();
     if (Parameters.items_.empty()) {
-        connection_->Execute(CommandText);
-        return;
+        return connection_->Execute(CommandText);
     }
     const bool prepared = IsPrepared();
     TakeValues();
     if (!prepared) {
         Prepare();
     }
-    statement_->Execute(values_);
+    return statement_->Execute(values_);
 }
 
 bool Command::StartExecute() {
@@ -469,8 +468,8 @@ bool Command::StartExecute() {
     return connection_->StartExecute(CommandText);
 }
 
-void Command::FinishExecute() {
-    connection_->FinishExecute();
+std::int64_t Command::FinishExecute() {
+    return connection_->FinishExecute();
 }
 
 std::size_t Command::MostKept() {

@@ -217,13 +217,13 @@ public:
 
     // Prepares at the first call and whenever text or parameter types have changed. A call uses the
     // parameters' values up: each must be set again before the next. A parameter without a value is
-    // an error of this call.
-    void Execute();
+    // an error of this call. Returns the count of rows affected, -1 where it isn't known.
+    std::int64_t Execute();
     // In place of Execute for an INSERT without parameters: sends it and leaves its answer to
     // FinishExecute, so that the caller works while the data source does. False where that can't be
     // done: nothing was sent.
     bool StartExecute();
-    void FinishExecute();
+    std::int64_t FinishExecute();
     // ---- Rows that travel together
 
     // So many rows may be kept back by Keep, 1 where each must go by Execute. Prepares.

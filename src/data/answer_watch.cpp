@@ -94,6 +94,42 @@ std::vector<int> NewSockets::Find() const {
     return sockets;
 }
 
+LoginWatch::LoginWatch(std::chrono::seconds limit) : until_(Clock::now() + limit) {
+    try {
+        thread_ = std::thread([this] { Look(); });
+    } catch (const std::system_error&) {
+        // The library's own limits hold.
+    }
+}
+
+LoginWatch::~LoginWatch() {
+    if (thread_.joinable()) {
+        {
+            const std::lock_guard lock(mutex_);
+            over_ = true;
+        }
+        over_changed_.notify_all();
+        thread_.join();
+    }
+}
+
+// Goes on when it has cut: the library may try another address of the server.
+void LoginWatch::Look() {
+    std::unique_lock lock(mutex_);
+    while (!over_changed_.wait_for(lock, kLookInterval, [this] { return over_; })) {
+        const bool cancel = WaitsCancelled.load(std::memory_order_relaxed);
+        if (!cancel && Clock::now() < until_) {
+            continue;
+        }
+        // None yet: the library looks for the server's address, or for the server.
+        for (const int socket : sockets_.Find()) {
+            WaitEnd none = WaitEnd::None;
+            ended_.compare_exchange_strong(none, cancel ? WaitEnd::Cancelled : WaitEnd::TooLong);
+            shutdown(socket, SHUT_RDWR);
+        }
+    }
+}
+
 AnswerWatch::~AnswerWatch() {
     if (thread_.joinable()) {
         {

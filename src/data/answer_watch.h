@@ -33,9 +33,37 @@ private:
     std::vector<int> former_;
 };
 
+// Why a wait was ended by us.
+enum class WaitEnd : std::uint8_t { None, TooLong, Cancelled };
+
+// A login, from its first byte to its last. A library waits for each byte anew, so a server that
+// sends one now and then would keep it for ever; and it can't be told of a cancel. The sockets are
+// known to the library alone until it returns: those that are new are cut, which can hit another
+// login of the same moment. Without a thread to spare there is no watch.
+class LoginWatch {
+public:
+    explicit LoginWatch(std::chrono::seconds limit);
+    ~LoginWatch();
+    LoginWatch(const LoginWatch&) = delete;
+    LoginWatch& operator=(const LoginWatch&) = delete;
+
+    WaitEnd Ended() const { return ended_.load(std::memory_order_acquire); }
+
+private:
+    void Look();
+
+    NewSockets sockets_;
+    std::chrono::steady_clock::time_point until_;
+    std::atomic<WaitEnd> ended_ = WaitEnd::None;
+    std::mutex mutex_;
+    std::condition_variable over_changed_;
+    bool over_ = false;
+    std::thread thread_;
+};
+
 class AnswerWatch {
 public:
-    enum class End : std::uint8_t { None, TooLong, Cancelled };
+    using End = WaitEnd;
 
     explicit AnswerWatch(std::chrono::seconds limit) : limit_(limit) {}
     ~AnswerWatch();

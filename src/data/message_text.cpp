@@ -28,6 +28,18 @@ std::string WithoutControls(std::string_view text) {
     return clean;
 }
 
+std::string OnOneLine(std::string_view text) {
+    std::string line;
+    for (const char c : WithoutControls(text)) {
+        if (c == '\n') {
+            line += ' ';
+        } else if (c != '\r') {
+            line += c;
+        }
+    }
+    return line;
+}
+
 std::string Shown(std::string_view value) {
     constexpr std::size_t kMaxBytes = 60;
     // Bytes that are no UTF-8 may never begin a character: there is an end all the same.

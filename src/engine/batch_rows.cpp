@@ -7,12 +7,25 @@
 // comes when the walk is some rows further on, but its error, its counts and a load that it gives
 // up are those of the row at which its batch went out.
 
+#include <optional>
+#include <string>
 #include <utility>
 
 namespace vantry {
 namespace {
 
 constexpr std::int64_t kRowsPerBatch = 100;
+
+// No row is refused in silence by a strict server. What stands in its place may.
+DataError TakenInPart(std::int64_t rows, std::int64_t taken) {
+    DataError error(kErrUnspecified,
+                    "The server took the statement of " + std::to_string(rows) +
+                        " rows and says that it has added " + std::to_string(taken) +
+                        ". Look at the table, and at what stands between this program and the "
+                        "server.");
+    error.SetArrivedRows(taken < rows ? std::optional(taken) : std::nullopt);
+    return error;
+}
 
 }  // namespace
 
@@ -86,7 +99,7 @@ void BatchRows::SendBatch(std::string_view end) {
     try {
         sent_->answered = !command_.StartExecute();
         if (sent_->answered) {
-            command_.Execute();
+            sent_->taken = command_.Execute();
         }
     } catch (...) {
         sent_->answered = true;
@@ -110,8 +123,9 @@ void BatchRows::FinishSent(Show show) {
         if (sent->failure) {
             std::rethrow_exception(sent->failure);
         }
-        if (!sent->answered) {
-            command_.FinishExecute();
+        const auto taken = sent->answered ? sent->taken : command_.FinishExecute();
+        if (taken > 0 && taken != sent->rows) {
+            throw TakenInPart(sent->rows, taken);
         }
     });
     if (sent->answered) {

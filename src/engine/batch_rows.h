@@ -45,6 +45,7 @@ private:
         bool row_ok;
         bool answered;
         std::exception_ptr failure;  // to send it
+        std::int64_t taken = -1;     // rows, as the answer at once has it
     };
 
     struct Column {

@@ -247,25 +247,30 @@ TEST_F(MySQLLoaderTest, AnAnswerThatComesLateChangesNothing) {
     SessionCancelled = TableCancelled = kFalse;
 }
 
-// A batch that failed isn't always gone: the driver says what it knows.
+// A batch that failed isn't always gone: the driver says what it knows. And a server that takes a
+// batch says how many rows it has added.
 TEST_F(MySQLLoaderTest, TheReportSaysWhatBecameOfTheRowsOfAFailedBatch) {
     const struct {
         std::optional<std::int64_t> arrived;
         std::int64_t loaded;
         std::int64_t unknown;
         std::int64_t failed;
+        std::int64_t says = -1;
     } cases[] = {
         {0, 150, 0, 100},
         {56, 206, 0, 44},
         {100, 250, 0, 0},  // taken with changed values
         {std::nullopt, 150, 100, 0},
+        {100, 249, 0, 1, 99},
+        {100, 150, 100, 0, 200},
     };
     FillSource(250);
     for (const auto& one : cases) {
         StartRunReport();
         target->calls.clear();
         target->before = [&](std::string_view operation, int number) {
-            if (operation == "Execute" && number == 1) {
+            target->affected = number == 1 ? one.says : -1;
+            if (operation == "Execute" && number == 1 && one.says < 0) {
                 DataError error(kErrUnspecified, "broken off");
                 error.SetArrivedRows(one.arrived);
                 throw DataError(error);

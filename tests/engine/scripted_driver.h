@@ -60,6 +60,7 @@ public:
 
     std::vector<std::string> queries;     // OpenCursor and OpenAppender
     std::vector<std::string> statements;  // Execute
+    std::int64_t affected = -1;           // what each of them says
     std::vector<std::string> prepared;
     std::vector<ParameterInfo> parameters;  // of the last Prepare
     std::vector<ValueRow> taken;            // rows of ExecutePrepared and Append
@@ -208,7 +209,7 @@ private:
         std::int64_t Execute(std::string_view sql) override {
             driver_.statements.emplace_back(sql);
             driver_.Enter("Execute");
-            return -1;
+            return driver_.affected;
         }
         bool StartExecute(std::string_view sql) override {
             if (driver_.answers_later) {
@@ -220,7 +221,7 @@ private:
         std::int64_t FinishExecute() override {
             EXPECT_TRUE(std::exchange(is_awaited_, false));
             driver_.Enter("Execute");
-            return -1;
+            return driver_.affected;
         }
         std::unique_ptr<Statement> Prepare(std::string_view sql,
                                            std::span<const ParameterInfo> parameters) override {

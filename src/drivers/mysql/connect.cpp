@@ -116,6 +116,8 @@ public:
     // Null if there is no server and the socket was only a guess.
     UniqueHandle BySocket();
     UniqueHandle ByPort();
+    // Why the last try failed.
+    DataError Failure(MYSQL* handle) const;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -126,16 +128,20 @@ private:
 
     const Login& login_;
     Clock::time_point begin_ = Clock::now();
+    WaitEnd ended_ = WaitEnd::None;
 };
 
 UniqueHandle Connector::Try(const Way& way) {
     const auto passed = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin_);
-    const auto left = static_cast<std::int64_t>(login_.timeout_s) - passed.count();
-    auto handle = NewHandle(login_, way, static_cast<unsigned>(std::max<std::int64_t>(left, 1)));
+    const auto left =
+        std::max<std::int64_t>(static_cast<std::int64_t>(login_.timeout_s) - passed.count(), 1);
+    auto handle = NewHandle(login_, way, static_cast<unsigned>(left));
     const unsigned protocol = MYSQL_PROTOCOL_TCP;
     if (!way.by_socket) {
         mysql_optionsv(handle.get(), MYSQL_OPT_PROTOCOL, &protocol);
     }
+    // A moment longer than the library's own limit, whose words are the better ones.
+    const LoginWatch watch(std::chrono::seconds(left + 1));
     mysql_real_connect(handle.get(),
                        way.by_socket ? "localhost" : login_.host.c_str(),
                        login_.user.c_str(),
@@ -144,7 +150,20 @@ UniqueHandle Connector::Try(const Way& way) {
                        way.by_socket ? 0 : login_.port,
                        way.by_socket ? OrNull(login_.socket) : nullptr,
                        login_.count_matched_rows ? CLIENT_FOUND_ROWS : 0);
+    ended_ = watch.Ended();
     return handle;
+}
+
+DataError Connector::Failure(MYSQL* handle) const {
+    switch (ended_) {
+        case WaitEnd::TooLong:
+            return LoginTooLong(std::chrono::seconds(login_.timeout_s));
+        case WaitEnd::Cancelled:
+            return CancelledWait();
+        case WaitEnd::None:
+            break;
+    }
+    return ServerError(handle);
 }
 
 UniqueHandle Connector::BySocket() {
@@ -165,7 +184,7 @@ UniqueHandle Connector::ByPort() {
     }
     Way way{.tls = login_.tls != Tls::Never, .may_send_password = login_.password.empty()};
     auto handle = Try(way);
-    if (login_.tls == Tls::IfOffered && IsTlsFailure(handle.get())) {
+    if (login_.tls == Tls::IfOffered && IsTlsFailure(handle.get()) && ended_ == WaitEnd::None) {
         way.tls = false;  // an old server, whose versions of TLS are no longer spoken
         handle = Try(way);
     }
@@ -250,7 +269,7 @@ UniqueHandle OpenHandle(const Login& login) {
         handle = connector.ByPort();
     }
     if (mysql_errno(handle.get()) != 0) {
-        throw ServerError(handle.get());
+        throw connector.Failure(handle.get());
     }
     NoticeDeadNetwork(static_cast<int>(mysql_get_socket(handle.get())));
     RequireTlsIfAsked(login, handle.get());

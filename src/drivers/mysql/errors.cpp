@@ -65,7 +65,7 @@ DataError FromServer(const char* state, unsigned code, const char* text, const M
 }  // namespace
 
 std::string CleanWords(const char* text, const MYSQL* handle) {
-    std::string words = WithoutControls(text);
+    std::string words = OnOneLine(text);
     // The client library keeps it as long as the connection lives.
     if (handle->passwd != nullptr && *handle->passwd != '\0') {
         words = MaskSecret(words, handle->passwd);
@@ -129,6 +129,14 @@ DataError NoAnswer(std::chrono::seconds limit) {
     return error;
 }
 
+DataError LoginTooLong(std::chrono::seconds limit) {
+    return {kErrUnspecified,
+            "The server let nobody in within " + std::to_string(limit.count()) +
+                " seconds, and the connection was closed. If it needs longer, add "
+                "CONN_TIMEOUT=<seconds> to the connection string.",
+            kSource};
+}
+
 DataError CancelledWait() {
     DataError error(kErrUnspecified,
                     "The server did not answer after the cancel, and the connection was closed.",
@@ -148,6 +156,16 @@ DataError NothingAdded() {
 DataError ValuesChanged(const std::string& warnings, std::int64_t rows) {
     DataError error(kErrConversion,
                     "The rows were taken, but the server has changed values: " + warnings,
+                    kSource);
+    error.SetArrivedRows(rows);
+    return error;
+}
+
+DataError RemarksNotListed(std::int64_t rows) {
+    DataError error(kErrUnspecified,
+                    "The rows were taken. The server has warnings about them and doesn't list them "
+                    "(its max_error_count may be 0, or a proxy may answer for it): whether it has "
+                    "changed values can't be known. Compare them.",
                     kSource);
     error.SetArrivedRows(rows);
     return error;

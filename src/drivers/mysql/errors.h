@@ -24,10 +24,12 @@ std::string CleanWords(const char* text, const MYSQL* handle);
 DataError BadConnectionKey(const std::string& key, const std::string& value);
 DataError BadTlsMode(const std::string& mode);
 DataError BadServerKey(const std::string& file);
+DataError RemarksNotListed(std::int64_t rows);
 DataError NoTls();
 // `why` nothing proves the server to be the right one.
 DataError PasswordNotProtected(const std::string& why);
 DataError NoAnswer(std::chrono::seconds limit);
+DataError LoginTooLong(std::chrono::seconds limit);
 DataError CancelledWait();
 // The server took an INSERT of rows and counts none.
 DataError NothingAdded();

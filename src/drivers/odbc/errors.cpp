@@ -60,7 +60,7 @@ bool ReadRecord(GetRecord get_record,
     text.back() = 0;
     const auto units =
         static_cast<std::size_t>(std::find(text.begin(), text.end(), Unit{0}) - text.begin());
-    record.text = WithoutControls(WithoutLineEnd(TextOfUnits(text.data(), units)));
+    record.text = OnOneLine(WithoutLineEnd(TextOfUnits(text.data(), units)));
     record.state = TextOfUnits(state.data(), 5);
     record.native = native;
     return true;
@@ -246,6 +246,13 @@ DataError NoAnswer(std::chrono::seconds limit, const std::string& source) {
                     source);
     error.SetArrivedRows(std::nullopt);
     return error;
+}
+
+DataError LoginTooLong(std::chrono::seconds limit, const std::string& source) {
+    return {kErrUnspecified,
+            "The server let nobody in within " + std::to_string(limit.count()) +
+                " seconds, and the connection was closed.",
+            source};
 }
 
 DataError CancelledWait(const std::string& source) {

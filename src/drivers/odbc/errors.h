@@ -42,6 +42,7 @@ Loss LossIn(const DiagnosticRecord& record);
 DataError ValuesChanged(const std::string& remark, std::int64_t rows, const std::string& source);
 
 DataError NoAnswer(std::chrono::seconds limit, const std::string& source);
+DataError LoginTooLong(std::chrono::seconds limit, const std::string& source);
 DataError CancelledWait(const std::string& source);
 DataError NoDriverManager();
 // `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.

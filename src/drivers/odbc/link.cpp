@@ -19,6 +19,7 @@ namespace vantry::odbc {
 namespace {
 
 constexpr std::uintptr_t kLoginTimeoutSeconds = 15;
+constexpr std::chrono::seconds kLongestLogin{4 * kLoginTimeoutSeconds};
 constexpr std::uintptr_t kCatalogTimeoutSeconds = 60;
 
 SQLPOINTER AsAttribute(std::uintptr_t number) {
@@ -79,6 +80,8 @@ void Link::Connect(const Login& login) {
     const bool wide = traits_.wide_calls;
     const CallText text(login.text, wide);
     const auto length = text.Count<SQLSMALLINT>(wide);
+    // The driver's own limit is for one address and for each answer of a login.
+    const LoginWatch watch(kLongestLogin);
     const auto result = wide ? SQLDriverConnectW(handle_.Get(),
                                                  nullptr,
                                                  text.Wide(),
@@ -96,6 +99,10 @@ void Link::Connect(const Login& login) {
                                                 nullptr,
                                                 SQL_DRIVER_NOPROMPT);
     if (!SQL_SUCCEEDED(result)) {
+        if (watch.Ended() != WaitEnd::None) {
+            throw watch.Ended() == WaitEnd::TooLong ? LoginTooLong(kLongestLogin, source_)
+                                                    : CancelledWait(source_);
+        }
         const auto records = ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), wide);
         throw Masked(ConnectError(records, source_));
     }

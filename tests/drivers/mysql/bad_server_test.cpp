@@ -10,6 +10,7 @@
 namespace vantry::test {
 namespace {
 
+using namespace std::chrono_literals;
 using namespace std::string_literals;
 
 std::unique_ptr<DriverConnection> ConnectTo(const ScriptedServer& server) {
@@ -38,6 +39,7 @@ void ExpectError(const std::string& name, const std::function<void()>& action) {
     EXPECT_NE(error.Number(), 0) << name;
     EXPECT_FALSE(error.Description().empty()) << name;
     EXPECT_FALSE(Has(error.Description(), "S3cr3t")) << name;
+    EXPECT_FALSE(Has(error.Description(), "\n")) << name;
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)) << name;
 }
 
@@ -54,6 +56,10 @@ TEST(BadMySqlServer, LoginsThatGoWrongEndInAnError) {
         {"a refusal of endless words",
          {.login_answer = Packet(2, "\xFF\x15\x04#28000"s + std::string(60'000, 'x'))}},
         {"an unknown way to log in", {.login_answer = switch_to("../../nosuch")}},
+        {"a greeting that never stops coming",
+         {.greeting = Greeting() + std::string(200, 'x'), .per_byte = 200ms}},
+        {"a refusal that plays a log",
+         {.login_answer = Packet(2, "\xFF\x15\x04#28000no\r\n300 Rows Loaded\n"s)}},
         {"no answer", {.login_answer = "", .then_hangs = true}},
     };
     for (const auto& one : cases) {
@@ -195,7 +201,7 @@ TEST(BadMySqlServer, ItsWordsSteerNoTerminalAndRepeatNoPassword) {
     };
     for (const auto& call : calls) {
         const auto error = ErrorOf(call);
-        EXPECT_EQ(error.Description(), "?]0;title??[2J?***** is ?31m wrong ?drow\n?line");
+        EXPECT_EQ(error.Description(), "?]0;title??[2J?***** is ?31m wrong ?drow ?line");
     }
 }
 

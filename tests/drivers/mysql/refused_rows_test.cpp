@@ -91,6 +91,12 @@ TEST_F(MySqlRefusedRows, WhatIsLostAtAValuesEndIsSaidOnceForEachColumn) {
     EXPECT_TRUE(Has(insert("(3,NULL,'ab   ')").Description(), "'name'"));
     EXPECT_EQ(insert("(3,NULL,'abc')").Number(), 0);
     EXPECT_EQ(Count("cut"), 10);
+    // A server that doesn't say what it remarks, likewise.
+    connection->Execute("set session max_error_count=0");
+    const auto unlisted = insert("(5.678,'2006-05-01-14-30-15','')");
+    EXPECT_NE(unlisted.Description().find("max_error_count"), std::string::npos);
+    EXPECT_EQ(unlisted.ArrivedRows(), 2);
+    EXPECT_EQ(insert("(6.789,NULL,'')").Number(), 0);
 }
 
 TEST_F(MySqlRefusedRows, WhereTheServerCannotTellItIsSaidToBeUnknown) {

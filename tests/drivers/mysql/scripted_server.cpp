@@ -184,7 +184,17 @@ char ScriptedServer::Take() {
 void ScriptedServer::Serve(int client) {
     client_ = client;
     tls_.reset();
-    SendAll(client, script_.greeting);
+    if (script_.per_byte.count() == 0) {
+        SendAll(client, script_.greeting);
+    } else {
+        for (const char byte : script_.greeting) {
+            pollfd ends{wake_, POLLIN, 0};
+            if (poll(&ends, 1, static_cast<int>(script_.per_byte.count())) != 0) {
+                return;
+            }
+            SendAll(client, std::string_view(&byte, 1));
+        }
+    }
     if ((script_.tls != nullptr && !StartTls(client)) || Take() == kQuit) {
         return;
     }

@@ -6,6 +6,7 @@
 
 #include <openssl/ssl.h>
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,6 +30,7 @@ std::string ResultHead(int columns, unsigned char type = 253);
 
 struct Script {
     std::string greeting = Greeting();
+    std::chrono::milliseconds per_byte{0};  // of the greeting; 0: it goes out at once
     std::string login_answer = OkPacket(2);
     std::vector<std::string> login_more = {};  // one answer to each further packet of the client
     const TestKeys* tls = nullptr;             // the greeting must offer it
