@@ -6,6 +6,7 @@
 
 #include "core/kinds.h"
 #include "data/value_text.h"
+#include "engine/left_targets.h"
 #include "engine/loaded_file.h"
 #include "engine/row_loader.h"
 #include "engine/row_loader_mysql.h"
@@ -15,6 +16,7 @@
 #include "engine/target_creation.h"
 #include "engine/target_preparation.h"
 #include "engine/verification.h"
+#include "files/left_files.h"
 
 #include <chrono>
 
@@ -144,12 +146,14 @@ void RunSession(const std::string& /*ignored*/) {
     // One element a table, empty until that table is created for the first time.
     CreatedTables.assign(SrcTables.size(), TableRec());
     StartRunReport();
+    const file::LeftFilesWatch watch;
     WalkTables();
     // From here on a failure is the record's, and the tables are loaded all the same.
     CurrentRunReport.Walked = true;
     if (CurrentSessionID >= 1 && SessionNotSaved == kFalse) {
         WriteRunRecord();
     }
+    LookAtTargetsAgain(CurrentRunReport.Tables);
     FinishRunLog();
 }
 

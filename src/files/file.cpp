@@ -9,6 +9,7 @@
 
 #include "files/fault_plan.h"
 #include "files/file_errors.h"
+#include "files/left_files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -335,6 +336,7 @@ bool RemoveFile(const std::string& path) {
     if (error != 0 && error != ENOENT) {
         throw SystemError(path, "deleted", error);
     }
+    ForgetLeft(path);
     return error == 0;
 }
 
@@ -356,6 +358,7 @@ void RenameNoReplace(const std::string& from, const std::string& to) {
     if (error != 0) {
         throw SystemError(to, "created", error);
     }
+    ForgetLeft(from);
 }
 
 void RenameReplacing(const std::string& from, const std::string& to) {
@@ -364,6 +367,8 @@ void RenameReplacing(const std::string& from, const std::string& to) {
     if (error != 0) {
         throw SystemError(to, "replaced", error);
     }
+    ForgetLeft(to);
+    ForgetLeft(from);
 }
 
 }  // namespace vantry::file

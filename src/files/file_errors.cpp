@@ -121,6 +121,28 @@ DataError ResizedWhileOpen(std::string_view path, std::uint64_t left, std::uint6
         "again.");
 }
 
+DataError ReplacedAfterwards(std::string_view path) {
+    return TargetLost(
+        "The file " + Quoted(path) +
+        " was replaced by another one before the run ended. What the run wrote isn't in the file "
+        "that is there now, which was left as it is.");
+}
+
+DataError TakenAwayAfterwards(std::string_view path) {
+    return TargetLost("The file " + Quoted(path) +
+                      " was deleted or moved away by another program before the run ended, with "
+                      "all that the run wrote into it. Put it back if it was moved, or load it "
+                      "again.");
+}
+
+DataError CutAfterwards(std::string_view path, std::uint64_t left, std::uint64_t now) {
+    return TargetLost("Another program made " + Quoted(path) +
+                      " shorter before the run ended: it has " + std::to_string(now) +
+                      " bytes where the run left " + std::to_string(left) +
+                      ". What was written into it can't be relied on. Restore the file from a "
+                      "copy, or load it again.");
+}
+
 DataError SizeLimit(std::string_view path, std::uint64_t limit) {
     return Error("The file " + Quoted(path) + " has reached the largest size of its format, " +
                  std::to_string(limit >> 20) +

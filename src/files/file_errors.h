@@ -21,6 +21,10 @@ DataError AlreadyExists(std::string_view path);
 DataError ReplacedWhileOpen(std::string_view path);
 DataError TakenAwayWhileOpen(std::string_view path);
 DataError ResizedWhileOpen(std::string_view path, std::uint64_t left, std::uint64_t now);
+// The same after the load of a table, while others of the run were still being loaded.
+DataError ReplacedAfterwards(std::string_view path);
+DataError TakenAwayAfterwards(std::string_view path);
+DataError CutAfterwards(std::string_view path, std::uint64_t left, std::uint64_t now);
 DataError SizeLimit(std::string_view path, std::uint64_t limit);
 DataError OpenedReadOnly(std::string_view path);
 DataError OutOfMemory(std::string_view path);

@@ -9,6 +9,7 @@
 
 #include "files/file_errors.h"
 #include "files/file_lock.h"
+#include "files/left_files.h"
 
 #include <algorithm>
 #include <ctime>
@@ -161,6 +162,11 @@ void FileTransactions::Settle() {
         // The load ends here: what it wrote must still be there.
         if (std::exchange(rows_to_settle_, false)) {
             RequireNamed(true);
+            for (const WrittenFile* const file : files_) {
+                FileStamp left = file->stamp;
+                left.size = file->length;
+                NoteLeft(file->file.Path(), left, Afterwards::Stays);
+            }
         }
     }
 }
@@ -218,6 +224,9 @@ void FileTransactions::AcquireWriter() {
         LockOthersOut();
         // Not before: the former holder of the lock may have replaced a file.
         RequireNamed(rows_to_settle_);
+        for (const WrittenFile* const file : files_) {
+            RequireLeft(file->file.Path());
+        }
         while (JournalIsThere()) {
             Recover();
             Lock(first, LockByte::Writer, LockKind::Exclusive);
@@ -343,6 +352,9 @@ void FileTransactions::CommitOpen(std::uint32_t failing) {
         FailOpen(former_rows);
     }
     rows_to_settle_ = rows_to_settle_ || state_ == State::Batch;
+    for (const WrittenFile* const file : files_) {
+        NoteChanged(file->file.Path(), file->length);
+    }
     last_commit_ = Clock::now();
     batch_age_ = std::clamp<std::chrono::nanoseconds>(
         kLoadPerCommit * (last_commit_ - start), least_age_, most_age_);

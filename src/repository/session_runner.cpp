@@ -12,11 +12,13 @@
 #include "core/settings.h"
 #include "data/error_text.h"
 #include "data/value_text.h"
+#include "engine/left_targets.h"
 #include "engine/reject_file.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
 #include "engine/verification.h"
+#include "files/left_files.h"
 #include "repository/log_companions.h"
 #include "repository/polled_run.h"
 #include "repository/program_lock.h"
@@ -273,6 +275,7 @@ void SavedRun::Prepare() {
 }
 
 void SavedRun::RunLoads() {
+    const file::LeftFilesWatch watch;
     if (ThisSource().polled) {
         RunPolled();
     } else {
@@ -282,6 +285,8 @@ void SavedRun::RunLoads() {
             SaveRecord();
         }
     }
+    // Once more: the record took its time, and a polled folder's files had a run each.
+    LookAtTargetsAgain(summary_.Tables);
 }
 
 void SavedRun::RunOnce() {

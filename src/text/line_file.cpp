@@ -10,6 +10,7 @@
 #include "data/data_error.h"
 #include "files/file_errors.h"
 #include "files/file_lock.h"
+#include "files/left_files.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -280,7 +281,9 @@ void LineFile::Finish() {
         } else {
             FlushToServer(file_);
         }
+        const auto stamp = file_.Stamp();
         file::RenameReplacing(file_.Path(), path_);
+        file::NoteLeft(path_, stamp, file::Afterwards::MayBeFetched);
         file_ = {};
     } catch (const DataError& error) {
         const std::int64_t accepted = lines_;

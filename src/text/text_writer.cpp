@@ -9,10 +9,12 @@
 
 #include "core/kinds.h"
 #include "data/connection_string.h"
+#include "engine/left_targets.h"
 #include "engine/run_log.h"
 #include "engine/run_report.h"
 #include "engine/table_load.h"
 #include "engine/verification.h"
+#include "files/left_files.h"
 #include "text/field_text.h"
 #include "text/line_file.h"
 #include "text/text_read_back.h"
@@ -216,6 +218,7 @@ void TextRun::Run() {
     SessionCancelled = kFalse;
     TableCancelled = kFalse;
     StartRunReport();
+    const file::LeftFilesWatch watch;
     // What isn't caught at a step ends in here: the error behind the last one allowed gives up the
     // whole run, tables that have been written stay.
     const bool whole = scope_.Run([this] {
@@ -235,6 +238,7 @@ void TextRun::Run() {
         }
     });
     CurrentRunReport.Walked = true;
+    LookAtTargetsAgain(CurrentRunReport.Tables);
     if (!whole) {
         AbandonFile();
         AppendLog(log_line::TextAborting());

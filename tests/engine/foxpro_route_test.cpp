@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
+#include <utility>
 
 namespace vantry::test {
 namespace {
@@ -247,6 +249,91 @@ TEST_P(FoxProRoute, FoxProTablesReachEveryKindOfFile) {
     EXPECT_TRUE(LogHas("2 Rows Loaded")) << Log();
     const auto written = folder_.Read("order lines.out");
     EXPECT_NE(written.find("1,\"Zoë\",-7.25,"), std::string::npos) << written;
+}
+
+// Does something to the target as soon as the log has these words.
+struct Meddler : RecordingView {
+    void AppendLogText(std::string_view text) override {
+        RecordingView::AppendLogText(text);
+        if (deed && text.find(words) != text.npos) {
+            std::exchange(deed, nullptr)();
+        }
+    }
+    std::string words;
+    std::function<void()> deed;
+};
+
+// The first table is loaded and its file let go; the run goes on with the second.
+TEST(LeftTargets, AFileThatIsLostBeforeTheRunEndsIsTold) {
+    struct Fixture : RouteTest {
+        Fixture() : RouteTest(MemoryFolder()) {}
+        void TestBody() override {}
+        using RouteTest::folder_, RouteTest::FromAccess, RouteTest::ToAccess, RouteTest::ToText;
+    };
+    const auto cut = [](std::uintmax_t size) {
+        return [size](const fs::path& file) { fs::resize_file(file, size); };
+    };
+    const auto moved = [](const fs::path& file) { fs::rename(file, file.string() + ".away"); };
+    const auto again = [](const fs::path& file) {
+        fs::copy_file(file, file.string() + ".new");
+        fs::rename(file.string() + ".new", file);
+    };
+    const struct {
+        const char* file;
+        std::function<void(const fs::path&)> deed;
+        int unknown;
+    } cases[] = {
+        {"target.mdb", cut(40960), 300},
+        {"target.mdb", again, 300},
+        {"a.dbf", cut(0), 300},
+        {"a.dbf", moved, 300},
+        {"a.out", cut(10), 300},
+        {"a.out", moved, 0},  // fetched by whoever waited for it
+        {"a.out", again, 0},
+    };
+    for (const auto& one : cases) {
+        Fixture here;
+        here.FromAccess({"create table a (id long, name text(40))",
+                         "create table b (id long)",
+                         "insert into b values (1)"});
+        for (int id = 1; id <= 300; ++id) {
+            RunStatement(SourceConnStr,
+                         "insert into a values (" + std::to_string(id) + ", '" +
+                             std::string(40, 'n') + "')");
+        }
+        const std::string file = one.file;
+        if (file.ends_with("mdb")) {
+            here.ToAccess();
+        } else if (file.ends_with("out")) {
+            here.ToText();
+        } else {
+            TargetType = "FOXPRO";
+            FoxDestMode = "DIR";
+            FoxDestPrefix = here.folder_.Path().string() + "/";
+            TargetConnStr = "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDb=" +
+                            here.folder_.Path().string();
+        }
+        SrcTables.assign(2, TableRec());
+        SrcTables[0].Name = "a";
+        SrcTables[1].Name = "b";
+        MapTables();
+        Meddler meddler;
+        meddler.words = file.ends_with("out") ? "/b.out" : "from b to b";
+        meddler.deed = [&] { one.deed(here.folder_ / file); };
+        CurrentRunView = &meddler;
+        if (file.ends_with("out")) {
+            RunSessionToText("");
+        } else {
+            RunSession("");
+        }
+        const auto& a = ReportOf(0);
+        EXPECT_EQ(a.RowsUnknown, one.unknown) << file << meddler.log;
+        EXPECT_EQ(a.RowsLoaded, 300 - one.unknown) << file;
+        const bool given_up =
+            a.Outcome == TableOutcome::GivenUp || ReportOf(1).Outcome == TableOutcome::GivenUp;
+        EXPECT_EQ(given_up, one.unknown > 0) << file;
+        EXPECT_EQ(meddler.log.find("before the run ended") != std::string::npos, one.unknown > 0);
+    }
 }
 
 }  // namespace

@@ -96,7 +96,8 @@ TEST_F(JournalTest, ItIsPlayedBackOnlyIntoItsOwnDatabase) {
         {"doesn't belong", [&] { change(std::uint64_t{2} * kPage + kPage - 1); }},
         {"doesn't belong", [&] { change(std::uint64_t{8} * kPage + 3000); }},
         {"doesn't belong", [&] { change(7); }},
-        {"doesn't belong", [&] { std::filesystem::resize_file(path_, 5 * kPage); }},
+        {"doesn't belong",
+         [&] { std::filesystem::resize_file(path_, (kPages - 1) * std::uint64_t{kPage}); }},
         {"earlier version",
          [&] {
              File::Open(journal_, OpenMode::ReadWrite).Write(6, std::as_bytes(std::span("1", 1)));
