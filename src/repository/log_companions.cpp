@@ -75,6 +75,7 @@ void RemoveFormerSummary(const std::string& log_file) {
         throw ForeignFile(file, "the summary of the run");
     }
     file::RemoveFile(file);
+    RemoveLeftParts(file);
 }
 
 void MakeRoomBesideLog(const std::string& log_file, int generations) {

@@ -1,10 +1,13 @@
 #include "repository/poll_note.h"
 
 #include "data/data_error.h"
+#include "files/file.h"
 #include "files/replace_file.h"
 
 #include <filesystem>
-#include <fstream>
+#include <iterator>
+#include <span>
+#include <sstream>
 
 namespace vantry {
 namespace {
@@ -20,7 +23,13 @@ bool Same(const PolledFile& left, const PolledFile& right) {
 }  // namespace
 
 PollNote::PollNote(std::string path) : path_(std::move(path)) {
-    std::ifstream in(path_, std::ios::binary);
+    const auto note = file::File::OpenIfThere(path_, file::OpenMode::Read);
+    if (!note) {
+        return;
+    }
+    std::string content(note->Size(), '\0');
+    content.resize(note->Read(0, std::as_writable_bytes(std::span(content))));
+    std::istringstream in(content);
     std::string state;
     PolledFile file;
     in >> state >> file.stamp.size >> file.stamp.modified_ns >> file.stamp.inode >>

@@ -21,7 +21,8 @@ public:
         Loaded,  // all of them are
     };
 
-    // Reads what a former run left. A note that can't be made sense of counts as none.
+    // Reads what a former run left. A note that can't be made sense of counts as none; one that is
+    // there and can't be read is an error, as it may say that a file has been loaded.
     explicit PollNote(std::string path);
 
     // What a former run noted of this very file: the same name, content and place on the disk.

@@ -8,17 +8,24 @@
 #include "engine/verification.h"
 #include "files/file.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cmath>
+#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <system_error>
 
 namespace vantry {
 namespace {
 
 // What SummaryText() begins with; by it a summary is known from another file of the name.
 constexpr std::string_view kBegin = "{\n  \"session\": ";
+
+constexpr const char* kPart = ".part-";  // and the writing process
 
 // Keeps the names in the order in which they are put in: people read the file, too.
 using Json = nlohmann::ordered_json;
@@ -115,9 +122,29 @@ bool IsSummary(const std::string& path) {
     }
 }
 
+void RemoveLeftParts(const std::string& path) {
+    const std::string start = std::filesystem::path(path + kPart).filename().string();
+    std::error_code error;
+    for (std::filesystem::directory_iterator
+             entry(std::filesystem::path(path).parent_path(), error),
+         end;
+         !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        const auto process = name.starts_with(start)
+                                 ? ParseInt64(std::string_view(name).substr(start.size()))
+                                 : std::nullopt;
+        if (process && *process > 0 && ::kill(static_cast<pid_t>(*process), 0) != 0 &&
+            errno == ESRCH) {
+            std::error_code stays;
+            std::filesystem::remove(entry->path(), stays);
+        }
+    }
+}
+
 void WriteSummary(const std::string& path, const RunSummary& summary) {
     const std::string text = SummaryText(summary);
-    const std::string part = path + ".part-" + std::to_string(::getpid());
+    const std::string part = path + kPart + std::to_string(::getpid());
     // Left by a run of the same process number that was killed.
     file::RemoveFile(part);
     try {

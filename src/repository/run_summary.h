@@ -27,6 +27,8 @@ std::string SummaryText(const RunSummary& summary);
 std::string SummaryFileOf(const std::string& log_file);
 // Whether the file is such a summary: one that isn't belongs to another program.
 bool IsSummary(const std::string& path);
+// Takes away what runs that were killed while they wrote it have left beside it.
+void RemoveLeftParts(const std::string& path);
 // Readable by its owner alone. Throws DataError.
 void WriteSummary(const std::string& path, const RunSummary& summary);
 

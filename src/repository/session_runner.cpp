@@ -336,17 +336,19 @@ void SavedRun::RunPolled() {
             created = CreatedTables;
         }
     };
-    PolledRun run(load_file,
-                  surroundings_.cancel_requested,
-                  SessionLockFile(LogFolder(surroundings_.application_folder), summary_.SessionID) +
-                      ".polled");
+    std::optional<PolledRun> run;
     try {
-        run.LoadAll();
+        run.emplace(
+            load_file,
+            surroundings_.cancel_requested,
+            SessionLockFile(LogFolder(surroundings_.application_folder), summary_.SessionID) +
+                ".polled");
+        run->LoadAll();
     } catch (const DataError& error) {
         throw NotStarted{kRunNotStarted, error.Description()};
     }
-    summary_.Tables = run.Files();
-    faults_ += run.Faults();
+    summary_.Tables = run->Files();
+    faults_ += run->Faults();
     CreatedTables = created;
     SaveRecord();
 }

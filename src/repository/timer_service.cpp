@@ -10,6 +10,7 @@
 
 #include "core/folders.h"
 #include "data/error_text.h"
+#include "data/message_text.h"
 #include "data/value_text.h"
 #include "repository/program_lock.h"
 #include "repository/repository.h"
@@ -19,9 +20,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
+#include <optional>
+#include <span>
 #include <sstream>
 
 namespace vantry {
@@ -31,9 +33,15 @@ constexpr std::chrono::milliseconds kLookInterval{5000};
 constexpr int kLooksBetweenReadings = 120;         // ten minutes
 constexpr std::uintmax_t kLongestLog = 1'000'000;  // bytes; one former log is kept beside it
 
-std::string ContentOf(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
+// Nothing if there is no such file.
+std::optional<std::string> ContentOf(const std::string& path) {
+    const auto file = file::File::OpenIfThere(path, file::OpenMode::Read);
+    if (!file) {
+        return std::nullopt;
+    }
+    std::string content(file->Size(), '\0');
+    content.resize(file->Read(0, std::as_writable_bytes(std::span(content))));
+    return content;
 }
 
 // The state file holds the scheduler's own lines and these, "waiting NUMBER DUE MISSED": a start
@@ -82,11 +90,18 @@ TimerService::TimerService(std::string folder,
 }
 
 void TimerService::LoadState() {
-    const std::string state_file = JoinPath(logs_, "VYTimer.state");
-    if (!file::StampOf(state_file)) {
+    std::optional<std::string> content;
+    try {
+        content = ContentOf(JoinPath(logs_, "VYTimer.state"));
+    } catch (const DataError& error) {
+        // Without it there is no telling what has run already.
+        Log("The scheduler can't work: " + error.Description());
+        throw;
+    }
+    if (!content) {
         return;
     }
-    std::istringstream lines(ContentOf(state_file));
+    std::istringstream lines(*content);
     std::string of_scheduler;
     for (std::string line; std::getline(lines, line);) {
         if (!line.starts_with(kWaiting)) {
@@ -285,10 +300,15 @@ void TimerService::Log(const std::string& line) {
     if (std::filesystem::file_size(path, ignored) > kLongestLog && !ignored) {
         std::filesystem::rename(path, path + ".old", ignored);
     }
+    bool told = false;
     try {
-        LogFile::Open(path).Append(IsoText(now_()) + " " + line + "\n");
+        told = LogFile::Open(path).Append(IsoText(now_()) + " " + line + "\n");
     } catch (const DataError&) {
-        // There is no other place to tell it.
+        // Told below.
+    }
+    if (!told) {
+        // A full disk, as likely as not: what started this program may keep it.
+        std::fprintf(stderr, "VYTimer: %s\n", WithoutControls(line).c_str());
     }
 }
 

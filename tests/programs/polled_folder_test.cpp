@@ -213,6 +213,12 @@ TEST(PolledFolder, WhatCouldntGetItsNewNameIsntLoaded) {
     EXPECT_EQ(nowhere.exit_code, 3) << app.Log("nowhere");
     EXPECT_TRUE(Has(nowhere.errors, "done/by us"));
     EXPECT_EQ(app.RowsIn("out.mdb", "sample"), -1);
+    // What a former run noted can't be read: it may say that the file has been loaded.
+    const auto note = app.Path("log/session1.lock.polled");
+    fs::create_symlink(note, note);
+    EXPECT_EQ(app.Run({"1"}).exit_code, 3) << app.Log("long");
+    EXPECT_EQ(app.RowsIn("out.mdb", "sample"), -1);
+    fs::remove(note);
     const std::string long_name = "in/" + std::string(240, 'x') + ".csv";
     MakeOlder(app.Folder().Write(long_name, NumberedRows(2, 3)), 9);
     // A name that isn't text, as other systems leave it.

@@ -52,8 +52,10 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     EXPECT_EQ(SrcTables.at(0).TableExists, kTrue);
     EXPECT_EQ(SrcTables.at(0).FirstTimeLoadOpt, "");
 
+    const auto left = app.Folder().Write("log/first.log.json.part-999999999", "of a killed run");
     const auto second = app.Run({id, "ShowOutput"});
     EXPECT_EQ(second.exit_code, 0) << second.errors;
+    EXPECT_FALSE(fs::exists(left));
     EXPECT_EQ(ReadableLog(app.Log("first")), RunLog(loaded));
     EXPECT_TRUE(Has(second.output, "25 Rows Loaded"));
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 50);

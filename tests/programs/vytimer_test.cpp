@@ -153,6 +153,12 @@ TEST_F(TimerServiceTest, NothingIsStartedWhileTheStateCantBeWritten) {
     LookAt(*NewService(), "2026-03-01 06:00:15");
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(Starts().size(), 8U) << Starts();
+    // One that is there and can't be read is no reason to begin anew.
+    const auto state = app.Path("log/VYTimer.state");
+    fs::remove(state);
+    fs::create_symlink(state, state);
+    EXPECT_THROW(NewService(), DataError);
+    EXPECT_NE(Log().find("The scheduler can't work: "), Log().npos) << Log();
 }
 
 // Sixteen run at once; the others' starts are kept for as long as they wait.
