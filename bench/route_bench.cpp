@@ -6,6 +6,10 @@
 // other round; medians of the rounds. A run of ours counts only if every row and value arrived.
 // Prints a heading and one line: seconds of ours, seconds of the peer, the peer's time by ours, our
 // peak memory in MiB. Routes to a server that is some way away print another form (server_route.h).
+//
+//     route_bench ROUTE,ROUTE ROWS [ROUNDS]
+//
+// Measures two routes of ours against each other, without their peers.
 
 #include "routes.h"
 #include "server_route.h"
@@ -63,8 +67,37 @@ void Measure(const Route& route, std::int64_t rows, std::int64_t rounds) {
                  Median(peer, &Seconds::cpu));
 }
 
+// The second route is the measure of the first.
+void MeasureAgainst(const Route& route, const Route& measure, std::int64_t rows, int rounds) {
+    Arena first(route, rows);
+    Arena second(measure, rows);
+    std::vector<Seconds> ours;
+    std::vector<Seconds> others;
+    for (int round = 0; round < rounds; ++round) {
+        if (round % 2 == 0) {
+            others.push_back(second.RunOurs());
+            ours.push_back(first.RunOurs());
+        } else {
+            ours.push_back(first.RunOurs());
+            others.push_back(second.RunOurs());
+        }
+    }
+    std::printf("%-14s %9lld  wall %8.3f  cpu %7.3f  peak %6.1f MiB\n",
+                std::string(route.name).c_str(),
+                static_cast<long long>(rows),
+                Median(ours, &Seconds::wall),
+                Median(ours, &Seconds::cpu),
+                first.PeakMebibytes());
+    std::printf("%-14s %9lld  wall %8.3f  cpu %7.3f  peak %6.1f MiB\n",
+                std::string(measure.name).c_str(),
+                static_cast<long long>(rows),
+                Median(others, &Seconds::wall),
+                Median(others, &Seconds::cpu),
+                second.PeakMebibytes());
+}
+
 int Usage() {
-    std::fputs("usage: route_bench ROUTE ROWS [ROUNDS]\n  routes:", stderr);
+    std::fputs("usage: route_bench ROUTE[,ROUTE] ROWS [ROUNDS]\n  routes:", stderr);
     for (const auto& route : AllRoutes()) {
         std::fprintf(stderr, " %s", std::string(route.name).c_str());
     }
@@ -106,6 +139,15 @@ int Main(const std::vector<std::string>& arguments) {
     }
     if (IsServerRoute(arguments[0])) {
         MeasureServerRoute(arguments[0], rows);
+        return 0;
+    }
+    if (const auto comma = arguments[0].find(','); comma != std::string::npos) {
+        const auto* const route = FindRoute(arguments[0].substr(0, comma));
+        const auto* const measure = FindRoute(arguments[0].substr(comma + 1));
+        if (route == nullptr || measure == nullptr) {
+            return Usage();
+        }
+        MeasureAgainst(*route, *measure, rows, static_cast<int>(rounds));
         return 0;
     }
     std::vector<const Route*> chosen;

@@ -260,6 +260,10 @@ Fields& Recordset::Fields() {
     return fields_;
 }
 
+std::vector<std::string> Recordset::TakeRemarks() {
+    return connection_ ? connection_->TakeRemarks() : std::vector<std::string>();
+}
+
 bool Recordset::EofWithoutRow() const {
     RequireOpen();
     if (position_ == Position::Broken) {

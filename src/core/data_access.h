@@ -109,6 +109,8 @@ public:
 
     class Fields& Fields();  // throws kErrObjectClosed
     // Throws once a move has failed for good: there is no row and no end.
+    // See DriverConnection; none of a closed one.
+    std::vector<std::string> TakeRemarks();
     bool Eof() const { return row_.empty() && EofWithoutRow(); }
     void MoveNext();
     void MoveFirst();

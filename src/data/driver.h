@@ -128,6 +128,9 @@ public:
     virtual void Settle() {}
     // A bulk load begins: until Settle() the driver may keep rows back and write them together.
     virtual void ExpectManyRows() {}
+    // What the user should know of the rows and isn't an error of one, such as a part of the source
+    // that is missing. Each remark once; some are only known when rows have been read.
+    virtual std::vector<std::string> TakeRemarks() { return {}; }
 };
 
 class Driver {

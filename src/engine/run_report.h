@@ -55,6 +55,8 @@ struct TableReport {
     double WaitedSeconds = 0;  // of them, for a target file that another program held
     TableOutcome Outcome = TableOutcome::NotReached;
     Verification Verified;
+    // What the source says of the rows beside them, in sentences.
+    std::vector<std::string> Remarks;
     std::int64_t LogLine = 0;  // the last line of the log when the table began
 
     std::int64_t RowsFailed() const { return RowsRead - RowsLoaded - RowsUnknown; }

@@ -140,6 +140,14 @@ bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cu
 void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {
     load.ledger.SetReading(statements.select, cursor_type);
     load.scope([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
+    NoteRemarks(load);
+}
+
+// The log has its fixed lines; what the source remarks is told beside it.
+void NoteRemarks(LoadState& load) {
+    for (auto& remark : SrcRS->TakeRemarks()) {
+        load.report.Remarks.push_back(std::move(remark));
+    }
 }
 
 bool IsLongField(int type) {
@@ -201,6 +209,7 @@ void DatabaseLoad::OpenSource() {
 }
 
 void DatabaseLoad::Close() {
+    NoteRemarks(state_);
     scope_([] { SrcRS->Close(); });
     AppendLog(log_line::RowsLoaded(rows_.loaded - scope_.LostRows));
     if (CancelRequested()) {

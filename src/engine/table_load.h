@@ -119,6 +119,8 @@ std::string InsertHead(const TableRec& source, const TableRec& target);
 // Runs the count on SrcRS. False when the count couldn't be had: `rows.total` is then as it was.
 bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type);
 void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type);
+// Takes what the source remarks over into the report; before it is closed, too.
+void NoteRemarks(LoadState& load);
 
 // Long or binary, or as long to this target: no parameter and no statement's text can carry such a
 // field there, and no line of fixed width.

@@ -77,6 +77,9 @@ Json JsonTable(const TableReport& table) {
     if (table.Verified.result != Verification::Result::NotAsked) {
         json["verification"] = JsonVerification(table.Verified);
     }
+    if (!table.Remarks.empty()) {
+        json["remarks"] = table.Remarks;
+    }
     return json;
 }
 

@@ -206,6 +206,11 @@ RunnerExit SavedRun::Run() {
         RunLoads();
         code = CodeOfTables();
         TellVerification();
+        for (const auto& table : summary_.Tables) {
+            std::for_each(table.Remarks.begin(), table.Remarks.end(), [this](const auto& remark) {
+                Tell(remark);
+            });
+        }
     } catch (const NotStarted& why) {
         return Refuse(why);
     } catch (const std::exception& error) {

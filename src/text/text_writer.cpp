@@ -118,6 +118,7 @@ public:
     void Begin() override {}  // the bar was set up when the rows were counted
     bool TakeRow() override;
     void End() override {
+        NoteRemarks(load_);
         load_.scope([] { SrcRS->Close(); });
     }
 

@@ -249,6 +249,20 @@ TEST_P(FoxProRoute, FoxProTablesReachEveryKindOfFile) {
     EXPECT_TRUE(LogHas("2 Rows Loaded")) << Log();
     const auto written = folder_.Read("order lines.out");
     EXPECT_NE(written.find("1,\"Zoë\",-7.25,"), std::string::npos) << written;
+
+    // Without the memo file the log stays as it is, and the report says it once a run.
+    fs::remove(folder_ / "in/order lines.fpt");
+    RunSessionToText("");
+    EXPECT_EQ(folder_.Read("order lines.out").find("first"), std::string::npos);
+    EXPECT_EQ(CurrentRunReport.Tables.at(0).Remarks.size(), 1U);
+    ToAccess();
+    Map("order lines", "again");
+    RunSoundly();
+    EXPECT_TRUE(LogHas("\n2 Rows Loaded Time Elapsed")) << Log();
+    EXPECT_EQ(Target("select note from again where id=1"), "Null\n");
+    ASSERT_EQ(CurrentRunReport.Tables.at(0).Remarks.size(), 1U);
+    const auto& remark = CurrentRunReport.Tables[0].Remarks[0];
+    EXPECT_NE(remark.find("order lines.fpt' is missing"), std::string::npos) << remark;
 }
 
 // Does something to the target as soon as the log has these words.

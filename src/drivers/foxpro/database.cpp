@@ -315,6 +315,16 @@ void FoxProDatabase::Settle() {
     }
 }
 
+std::vector<std::string> FoxProDatabase::TakeRemarks() {
+    std::vector<std::string> remarks;
+    for (const auto& [path, table] : open_) {
+        if (table->TakeMissedMemos()) {
+            remarks.push_back(MemosMissed(table->Path(), table->MemoPath()));
+        }
+    }
+    return remarks;
+}
+
 void FoxProDatabase::ExpectManyRows() {
     expect_many_rows_ = true;
     for (const auto& [path, file] : open_) {

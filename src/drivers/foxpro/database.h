@@ -39,6 +39,7 @@ public:
     void InsertRow(sql::StoredTable& table, std::span<const Cell> row) override;
     void Settle() override;
     void ExpectManyRows() override;
+    std::vector<std::string> TakeRemarks() override;
 
 private:
     struct Place {

@@ -56,6 +56,11 @@ DataError BadField(std::string_view path,
 }
 
 // Said at the end of the walk, not at its beginning: what is there has been read by then.
+std::string MemosMissed(std::string_view path, std::string_view memo_path) {
+    return "The memo file " + Quoted(memo_path) + " is missing: all memos of the table " +
+           Quoted(path) + " were read as null. Bring the file back and load the table again.";
+}
+
 DataError RecordsMissing(std::string_view path, std::uint32_t there, std::uint32_t missing) {
     return DamagedTable(path,
                         "its header counts " + std::to_string(std::uint64_t{there} + missing) +

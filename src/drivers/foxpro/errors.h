@@ -25,6 +25,8 @@ DataError BadField(std::string_view path,
                    std::string_view field,
                    std::string_view what);
 // The header counts more records than the file has.
+// No error: a remark on memos that are read as null.
+std::string MemosMissed(std::string_view path, std::string_view memo_path);
 DataError RecordsMissing(std::string_view path, std::uint32_t there, std::uint32_t missing);
 DataError TableIsFull(std::string_view path, std::string_view limit);
 

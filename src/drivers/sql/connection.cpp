@@ -82,6 +82,7 @@ public:
     }
     void Settle() override { database_->Settle(); }
     void ExpectManyRows() override { database_->ExpectManyRows(); }
+    std::vector<std::string> TakeRemarks() override { return database_->TakeRemarks(); }
 
 private:
     std::shared_ptr<EmbeddedDatabase> database_;

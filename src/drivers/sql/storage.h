@@ -135,6 +135,8 @@ public:
     virtual void Settle() {}
     // Lets a batch begin with its first row.
     virtual void ExpectManyRows() {}
+    // As DriverConnection has it.
+    virtual std::vector<std::string> TakeRemarks() { return {}; }
 };
 
 // What the SQL layer must know of an engine's dialect.

@@ -145,6 +145,12 @@ void Form14::TellOutcome(bool ended_early) {
     if (outcome.NotReached > 0) {
         say(CountInWords(outcome.NotReached, "table was", "tables were") + " not reached.");
     }
+    for (const auto& table : tables) {
+        for (const auto& remark : table.Remarks) {
+            notice.kind = NoticeKind::Warning;
+            say(" " + remark);
+        }
+    }
     SetNotice(std::move(notice));
 }
 

@@ -60,12 +60,16 @@ TEST_F(IndexTest, KeysAreThoseOfTheOriginalProducts) {
     ExpectSound("t");
 }
 
-std::string KeyOf(const std::string& expression, const RecordView& record, std::size_t length) {
+std::string KeyOf(const std::string& expression,
+                  const RecordView& record,
+                  std::size_t length,
+                  const std::string& collation = {}) {
     TagHeader header;
     header.expression = expression;
     header.key_length = length;
     header.options = kTagCompact;
-    header.kind = kKindMachine;
+    header.kind = collation.empty() ? kKindMachine : kKindCollation;
+    header.collation = collation;
     const LetterTable letters(record.layout->code_page);
     const KeyMaker maker(header, *record.layout, letters);
     if (!maker.Unsupported().empty()) {
@@ -135,6 +139,16 @@ TEST_F(IndexTest, ExpressionsAreEvaluatedOrNamed) {
          }) {
         EXPECT_EQ(key(expression), "unsupported: " + why);
     }
+    // An order of letters concerns texts alone, and that of GENERAL is known for one code page.
+    EXPECT_EQ(KeyOf("id", record, 4, "PINYIN"), key("id", 4));
+    EXPECT_EQ(KeyOf("name", record, 20, "SPANISH"),
+              "unsupported: its order is SPANISH of code page 1252");
+    EXPECT_EQ(KeyOf("id<8 AND v='a'", record, 1, "GENERAL"),
+              "unsupported: it compares texts in the order GENERAL");
+    auto russian = table.Layout();
+    russian.code_page = 1251;
+    EXPECT_EQ(KeyOf("name", {&russian, record.bytes, 1}, 20, "GENERAL"),
+              "unsupported: its order is GENERAL of code page 1251");
 }
 
 // Leaves as the format has them: bits, free bytes, what keys have in common.

@@ -120,6 +120,7 @@ TEST_F(IndexOfRealFilesTest, AreRightAndStayRightWhenRowsChange) {
     std::size_t records = 0;
     int tables = 0;
     Rows unsupported;
+    Rows refusals;
     for (const auto& [path, names] : IndexedBelow(Real(""))) {
         SCOPED_TRACE(path);
         const auto others = unsupported.size();
@@ -139,7 +140,13 @@ TEST_F(IndexOfRealFilesTest, AreRightAndStayRightWhenRowsChange) {
         // Little memory, so that entries are packed and merged within a transaction, too.
         const TableOptions options{.show_deleted = true, .tag_memory = 200};
         if (unsupported.size() > others) {
-            EXPECT_THROW(TableFile(path.string(), options, names).Writer(true), DataError);
+            try {
+                TableFile(path.string(), options, names).Writer(true);
+            } catch (const DataError& error) {
+                const auto& text = error.Description();
+                const auto start = text.find("its tag");
+                refusals.push_back(text.substr(start, text.find(", as") - start));
+            }
         } else if (UpperCased(path.extension().string()) != ".DBC") {
             std::mt19937 random(11);
             {
@@ -157,6 +164,10 @@ TEST_F(IndexOfRealFilesTest, AreRightAndStayRightWhenRowsChange) {
     EXPECT_EQ(unsupported,
               (Rows{"fb2p_dbf.dbf NOTDELETED: it is a BINARY one",
                     "fb2p_free.dbf LOGICO: it is a BINARY one"}));
+    std::sort(refusals.begin(), refusals.end());
+    EXPECT_EQ(refusals,
+              (Rows{"its tag 'LOGICO' on 'logico' can't be kept right",
+                    "its tag 'NOTDELETED' on '.NOT.DELETED()' can't be kept right"}));
     EXPECT_EQ(tags, 42U);
     EXPECT_EQ(entries, 550U);
     EXPECT_EQ(tables, 12);

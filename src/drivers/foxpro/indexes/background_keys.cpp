@@ -114,6 +114,7 @@ std::unique_ptr<EditPipe> BackgroundKeys::Sorted(const Tag& tag) {
     auto pipe = std::make_unique<EditPipe>(tag.Shape());
     jobs_.Post([this, &tag, to = pipe.get()] { to->Fill([&] { return tag.batch.Sorted(room_); }); },
                SIZE_MAX);
+    pipe->PromiseFill();  // not before: without memory there is no job
     return pipe;
 }
 

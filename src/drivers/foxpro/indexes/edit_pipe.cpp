@@ -16,7 +16,7 @@ EditPipe::~EditPipe() {
     std::unique_lock lock(mutex_);
     closing_ = true;
     changed_.notify_all();
-    changed_.wait(lock, [this] { return ended_; });
+    changed_.wait(lock, [this] { return ended_ || !promised_; });
 }
 
 void EditPipe::Fill(const std::function<std::unique_ptr<TreeEdits>()>& sorted) noexcept {

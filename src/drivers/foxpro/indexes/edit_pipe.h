@@ -16,8 +16,9 @@ namespace vantry::foxpro {
 class EditPipe : public TreeEdits {
 public:
     explicit EditPipe(const TreeShape& shape) : size_(shape.EntrySize()) {}
-    // Waits for the end of Fill, which stops early then.
+    // Waits for the end of Fill, if one was promised, which stops early then.
     ~EditPipe() override;
+    void PromiseFill() { promised_ = true; }
 
     // On the other thread, once: passes on what `sorted` makes.
     void Fill(const std::function<std::unique_ptr<TreeEdits>()>& sorted) noexcept;
@@ -45,6 +46,7 @@ private:
     bool PassOn(TreeEdits& edits);
 
     std::size_t size_;
+    bool promised_ = false;
     Part part_;  // whose edits are being applied
     std::size_t number_ = 0;
     std::size_t count_ = 0;

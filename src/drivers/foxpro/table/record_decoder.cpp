@@ -9,7 +9,9 @@
 #include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/number_text.h"
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 namespace vantry::foxpro {
@@ -28,7 +30,18 @@ bool IsBlank(ByteSpan bytes) {
 }
 
 std::string_view WithoutPadding(std::string_view text) {
+    constexpr std::uint64_t kBlanks = 0x2020202020202020U;
     std::size_t size = text.size();
+    // Most fields are much wider than their texts.
+    while (size >= sizeof kBlanks) {
+        std::uint64_t word;
+        std::memcpy(&word, text.data() + size - sizeof word, sizeof word);
+        if (word != kBlanks) {
+            size -= static_cast<std::size_t>(std::countl_zero(word ^ kBlanks)) / 8;
+            break;
+        }
+        size -= sizeof word;
+    }
     while (size > 0 && (text[size - 1] == ' ' || text[size - 1] == '\0')) {
         --size;
     }

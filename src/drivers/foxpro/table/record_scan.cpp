@@ -9,7 +9,11 @@ RecordScan::RecordScan(std::shared_ptr<TableFile> table, std::span<const std::si
     : table_(std::move(table)),
       reader_(*table_),
       decoder_(*table_, fields),
-      show_deleted_(table_->Options().show_deleted) {}
+      show_deleted_(table_->Options().show_deleted) {
+    if (decoder_.HasMemos()) {
+        table_->MissMemos();
+    }
+}
 
 void RecordScan::Decode() {
     decoder_.Decode(reader_.Bytes(), reader_.Number());

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace vantry::foxpro {
 
@@ -58,6 +59,9 @@ public:
     MemoFile* Memos() { return memos_.get(); }
     // Whether it has memo fields whose file is missing.
     bool MemosAreMissing() const { return memos_missing_; }
+    // Notes that memos are wanted; true once, if they are missing.
+    void MissMemos() { memos_missed_ = memos_missing_; }
+    bool TakeMissedMemos() { return memos_missed_ && !std::exchange(memos_miss_told_, true); }
     // The path of the memo file that is there or should be.
     const std::string& MemoPath() const { return memo_path_; }
 
@@ -92,6 +96,8 @@ private:
     std::string memo_path_;
     std::unique_ptr<MemoFile> memos_;
     bool memos_missing_ = false;
+    bool memos_missed_ = false;
+    bool memos_miss_told_ = false;
     std::optional<file::FileGroup::Member> index_;
     std::string index_trouble_;
     std::unique_ptr<TableWriter> writer_;  // lives as long as rows of a batch may be in it
