@@ -6,6 +6,7 @@
 #include "engine/content_sum.h"
 
 #include "core/kinds.h"
+#include "core/settings.h"
 #include "data/ado_types.h"
 #include "data/ascii.h"
 #include "data/value_convert.h"
@@ -288,6 +289,10 @@ std::uint64_t HashOfPlainText(const Cell& value, const ContentColumn& column) {
     } else if (column.without_end_blanks) {
         text = text.substr(0, text.find_last_not_of(' ') + 1);
     }
+    if (column.without_formula_lead && text.size() > 1 && text[0] == '\'' &&
+        IsFormulaSign(text[1])) {
+        text.remove_prefix(1);
+    }
     return text.empty() && column.empty_is_null ? kNullHash : HashOfText(text);
 }
 
@@ -359,6 +364,7 @@ ContentColumn ContentColumnOf(int source_type, int target_type) {
         const bool fixed = TextDestFormat != "DELIMITED";
         column.without_outer_blanks = fixed || column.without_end_blanks;
         column.empty_is_null = fixed || TextDestQual.empty();
+        column.without_formula_lead = CurrentSettings.SpreadsheetSafe;
     }
     SetDateUnit(column);
     return column;

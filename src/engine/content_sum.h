@@ -47,10 +47,16 @@ struct ContentColumn {
     bool without_end_blanks = false;
     bool without_outer_blanks = false;
     bool empty_is_null = false;
-    std::int64_t nanos = 1;  // a moment counts in these
+    bool without_formula_lead = false;  // a "'" before what would be a formula
+    std::int64_t nanos = 1;             // a moment counts in these
     std::int64_t ahead =
         0;  // nanoseconds that are added before it is cut: half of a unit, to round
 };
+
+// Whether a spreadsheet takes a text that begins so for a formula.
+constexpr bool IsFormulaSign(char c) {
+    return c == '=' || c == '+' || c == '-' || c == '@' || c == '\t' || c == '\r';
+}
 
 // By the type codes of both sides' columns and the row of the target's kind. For a text file the
 // target's type is adEmpty.

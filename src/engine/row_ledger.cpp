@@ -126,6 +126,7 @@ void RowLedger::RejectKept(std::size_t rows, RejectState state, std::string_view
 }
 
 void RowLedger::Failed(const std::exception& error) {
+    ++report_.Errors;  // until the table's end, which counts them anew
     const auto words = ErrorText(error);
     if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
         Lost(data_error->LostRows(), words);
@@ -213,7 +214,11 @@ void RowLedger::Finish() {
     open_ = open_ && row_ <= report_.RowsRead;
     refusal_told_ = false;
     if (open_ && !holds_failed_rows_) {
-        Failed(DataError(kErrUnspecified, std::string(kNotSentWords)));
+        open_ = false;
+        Reject(row_,
+               RejectState::NotSent,
+               kNotSentWords,
+               SrcRS ? SrcRS->Row() : std::span<const Cell>());
     }
     KeptNotSent();
     if (!lost_.empty()) {

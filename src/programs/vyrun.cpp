@@ -1,8 +1,9 @@
 // VYRun <SessionID> [ShowOutput] [--verify]: runs a saved session of the repository in the
 // program's own folder. With "ShowOutput" the run is shown in a window, or on standard output where
-// there is no display; with "--verify" the target's content is compared afterwards. "--check" and
-// "--dry-run" run nothing: what the types and the data of the session lose, or the statements that
-// a run would send, are written on standard output. Exit codes: repository/session_runner.h.
+// there is no display; otherwise a terminal gets one line that renews itself. With "--verify" the
+// targets are read back and compared. With "--check" in place of these nothing is run: what the
+// types and the data of the session lose is written on standard output; with "--dry-run" the
+// statements of a run. Exit codes: repository/session_runner.h.
 
 #include "core/folders.h"
 #include "core/session_state.h"
@@ -11,8 +12,10 @@
 #include "data/message_text.h"
 #include "programs/console_view.h"
 #include "programs/failed_writes.h"
+#include "programs/failure_notice.h"
 #include "programs/no_core_file.h"
 #include "programs/run_window.h"
+#include "programs/terminal_line.h"
 #include "repository/dry_run.h"
 #include "repository/session_check.h"
 #include "repository/session_runner.h"
@@ -21,6 +24,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <string_view>
 
 namespace {
 
@@ -96,7 +101,16 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         }
     }
     ConsoleView console;
-    surroundings.display = arguments.show_output ? &console : nullptr;
+    TerminalLine line;
+    const bool renews_line = !arguments.show_output && TerminalLine::HasTerminal();
+    surroundings.display = arguments.show_output ? static_cast<RunView*>(&console)
+                           : renews_line         ? &line
+                                                 : nullptr;
+    const auto tell = surroundings.tell;
+    surroundings.tell = [&](const std::string& text) {
+        line.Clear();
+        tell(text);
+    };
     const int code = RunSavedSession(arguments.session_id, surroundings);
     if (arguments.show_output) {
         std::printf("\n");
@@ -110,6 +124,13 @@ int main(int argc, char** argv) {
     RefuseCoreFile();
     MakeFailedWritesErrors();
     CatchCancel();
+    // As the scheduler starts it.
+    if (argc == 5 && std::string_view(argv[1]) == "--tell-failure") {
+        const std::string name = argv[2];
+        const std::string how = argv[3];
+        const std::string log = argv[4];
+        return ShowFailureNotice(argc, argv, name, how, log);
+    }
     const auto arguments = ParseRunnerArguments(argc, argv);
     if (!arguments) {
         const std::string usage =

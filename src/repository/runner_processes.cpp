@@ -134,7 +134,8 @@ std::vector<RunnerProcesses::Ended> RunnerProcesses::TakeEnded() {
         const std::string how = WIFSIGNALED(status)
                                     ? "was ended by signal " + std::to_string(WTERMSIG(status))
                                     : "ended with exit code " + std::to_string(WEXITSTATUS(status));
-        ended.push_back({process->first, how});
+        const bool whole = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        ended.push_back({process->first, whole, how});
         process = running_.erase(process);
     }
     return ended;

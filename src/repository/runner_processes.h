@@ -33,7 +33,8 @@ public:
 
     struct Ended {
         i32 SessionID = 0;
-        std::string How;  // "ended with exit code 0", "was ended by signal 9"
+        bool Whole = false;  // with 0
+        std::string How;     // "ended with exit code 0", "was ended by signal 9"
     };
     std::vector<Ended> TakeEnded();
 

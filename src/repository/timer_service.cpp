@@ -9,6 +9,7 @@
 #include "repository/timer_service.h"
 
 #include "core/folders.h"
+#include "core/settings.h"
 #include "data/error_text.h"
 #include "data/message_text.h"
 #include "data/value_text.h"
@@ -85,7 +86,8 @@ TimerService::TimerService(std::string folder,
       now_(std::move(now)),
       utc_offset_(std::move(utc_offset)),
       logs_(LogFolder(folder_)),
-      runners_(ProgramPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log"), idle_limit) {
+      runners_(ProgramPath(folder_, "VYRun"), JoinPath(logs_, "VYTimer.log"), idle_limit),
+      teller_(ProgramPath(folder_, "VYRun")) {
     LoadState();
 }
 
@@ -113,11 +115,31 @@ void TimerService::LoadState() {
     scheduler_.SetState(of_scheduler);
 }
 
+// By the settings of this moment: a scheduler runs for weeks.
+void TimerService::TellFailure(const RunnerProcesses::Ended& ended) {
+    LoadSettings(folder_);
+    for (const auto& fault : TakeSettingsFaults()) {
+        Log(fault);
+    }
+    const auto name = names_.find(ended.SessionID);
+    const auto fault = teller_.Tell(
+        {name == names_.end() ? std::to_string(ended.SessionID) : "\"" + name->second + "\"",
+         ended.How,
+         log_files_[ended.SessionID]});
+    if (!fault.empty()) {
+        Log(fault);
+    }
+}
+
 void TimerService::Look() {
     // First of all, so that a session whose run has just ended can start again in the same look.
     for (const auto& ended : runners_.TakeEnded()) {
         Log(Named(ended.SessionID) + " " + ended.How + ".");
+        if (!ended.Whole) {
+            TellFailure(ended);
+        }
     }
+    teller_.Reap();
     for (const auto& hanging : runners_.TakeHanging()) {
         Log(Named(hanging.SessionID) +
             " has done nothing for a long time and may hang, on its server or a file: process " +
@@ -201,6 +223,7 @@ void TimerService::ReadSchedules(const DateTime& now) {
         names_.clear();
         for (const auto& session : sessions) {
             names_[session.SessionID] = session.SessionName;
+            log_files_[session.SessionID] = LogFileAt(session.LogFileName);
             LogOnce(last_faults_[session.SessionID],
                     ScheduleFault(session.Schedule).empty()
                         ? ""

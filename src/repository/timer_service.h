@@ -4,6 +4,7 @@
 
 #include "data/value_text.h"
 #include "files/file.h"
+#include "repository/failure_teller.h"
 #include "repository/runner_processes.h"
 #include "repository/scheduler.h"
 
@@ -32,6 +33,7 @@ public:
     void Log(const std::string& line);
 
 private:
+    void TellFailure(const RunnerProcesses::Ended& ended);
     void ReadSchedules(const DateTime& now);
     void LoadState();
     void Await(DueStart due);
@@ -50,6 +52,8 @@ private:
     std::deque<DueStart> waiting_;  // due, but too many are running or the runner can't be started
     bool unsaved_ = false;          // something to note besides what the scheduler tells
     std::map<i32, std::string> names_;
+    std::map<i32, std::string> log_files_;
+    FailureTeller teller_;
     std::optional<file::FileStamp> stamp_;  // of the repository that was read
     int looks_since_reading_ = 0;
     bool missing_ = false;

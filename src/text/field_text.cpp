@@ -11,6 +11,7 @@
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
+#include "engine/content_sum.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -109,20 +110,24 @@ std::string_view TextOf(const LineColumn& column) {
 // ---- Delimited
 
 // A spreadsheet would run such a text as a formula; numbers with a sign are meant as numbers.
-[[gnu::noinline, gnu::cold]] void CountFormula(std::string_view text, LineStyle& style) {
-    style.formulas += ToDouble(Cell::Text(text)) ? 0 : 1;
+[[gnu::noinline, gnu::cold]] std::string_view LeadOfFormula(std::string_view text,
+                                                            LineStyle& style) {
+    if (ToDouble(Cell::Text(text))) {
+        return {};
+    }
+    if (style.spreadsheet_safe) {
+        return "'";
+    }
+    ++style.formulas;
+    return {};
 }
 
-// By its first byte: letters and digits are none of these.
-void NoteIfFormula(std::string_view text, LineStyle& style) {
-    if (text.empty() || text[0] > '@') {
-        return;
+// What is written before the text. By its first byte: letters and digits begin no formula.
+std::string_view LeadOf(std::string_view text, LineStyle& style) {
+    if (text.empty() || text[0] > '@' || !IsFormulaSign(text[0])) {
+        return {};
     }
-    const char first = text[0];
-    if (first == '=' || first == '+' || first == '-' || first == '@' || first == '\t' ||
-        first == '\r') {
-        CountFormula(text, style);
-    }
+    return LeadOfFormula(text, style);
 }
 
 // The value as it stands; nothing for a null.
@@ -130,8 +135,8 @@ void WriteValue(const LineColumn& column, LineFile& line) {
     const Cell& value = column.field->Value();
     switch (value.Kind()) {
         case ValueKind::Text:
-            NoteIfFormula(value.AsText(), *column.style);
-            line.Append({}, value.AsText(), column.style->delimiter);
+            line.Append(
+                LeadOf(value.AsText(), *column.style), value.AsText(), column.style->delimiter);
             return;
         case ValueKind::NumberText:
         case ValueKind::Bytes:
@@ -158,7 +163,11 @@ void WriteQualified(const LineColumn& column, LineFile& line) {
         return;
     }
     const std::string_view text = Trimmed(TextOf(column));
-    NoteIfFormula(text, *column.style);
+    if (const auto lead = LeadOf(text, *column.style); !lead.empty()) {
+        line.Append(column.style->qualifier);
+        line.Append(lead, text, column.style->closing);
+        return;
+    }
     line.Append(column.style->qualifier, text, column.style->closing);
 }
 

@@ -36,8 +36,10 @@ struct LineStyle {
     std::string delimiter;  // follows every field; the line's end takes the last one back
     std::string closing;    // qualifier and delimiter
     std::string scratch;    // texts of values that aren't text in themselves
-    // Texts that a spreadsheet takes for formulas, numbers apart: they are written as they are.
+    // Texts that a spreadsheet takes for formulas, numbers apart: they are written as they are, or
+    // where a user asks for it with a "'" before them.
     std::int64_t formulas = 0;
+    bool spreadsheet_safe = false;
 };
 
 // One column of the lines that are being written.

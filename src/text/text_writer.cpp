@@ -8,6 +8,7 @@
 #include "text/text_writer.h"
 
 #include "core/kinds.h"
+#include "core/settings.h"
 #include "data/connection_string.h"
 #include "engine/left_targets.h"
 #include "engine/run_log.h"
@@ -183,6 +184,7 @@ public:
         style_.qualifier = TextDestQual;
         style_.delimiter = TextDestDelim;
         style_.closing = TextDestQual + TextDestDelim;
+        style_.spreadsheet_safe = CurrentSettings.SpreadsheetSafe;
     }
 
     void Run();

@@ -70,6 +70,29 @@ protected:
     DateTime now = At("2026-03-01 05:50:00");
 };
 
+TEST_F(TimerServiceTest, AFailedRunHandsItsSummaryToTheCommandOfTheSettings) {
+    ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    const std::string out = app.Path("told with blank");
+    app.Folder().Write("tell",
+                       "#!/bin/sh\nprintf '%s|' \"$@\" >\"$1.part\"\nmv \"$1.part\" \"$1\"\n");
+    fs::permissions(app.Path("tell"), fs::perms::owner_all);
+    app.Folder().Write("does1", "exit 2\n");
+    app.Folder().Write("Vantry.ini", "OnFailure=" + app.Path("tell") + " \"" + out + "\" $HOME\n");
+    auto service = NewService();
+    LookAt(*service, "2026-01-05 05:59:00");
+    LookAt(*service, "2026-01-05 06:00:00");
+    EXPECT_TRUE(Within(20, [&] {
+        service->Look();
+        return fs::exists(out);
+    })) << Log();
+    EXPECT_EQ(app.Folder().Read("told with blank"),
+              out + "|$HOME|" + app.Path("log/s.log") + ".json|");
+    // A note on the desktop is the runner's to show.
+    EXPECT_TRUE(Within(20, [&] { return Starts().find("4 --tell-failure") != Starts().npos; }))
+        << Starts();
+    ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
+}
+
 TEST_F(TimerServiceTest, EachDueTimeStartsTheRunnerOnceWithTheNumberAlone) {
     auto service = NewService();
     LookAt(*service, "2026-03-01 05:50:00");

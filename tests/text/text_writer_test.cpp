@@ -1,5 +1,6 @@
 // What a text file holds: statements, log, and the form of every type.
 
+#include "core/settings.h"
 #include "engine/run_report.h"
 #include "support/has.h"
 #include "text/field_text.h"
@@ -119,6 +120,19 @@ TEST_F(TextWriterTest, FormulaLikeTextsAreWrittenAsTheyAreAndCounted) {
               "\"=1+1\",-1\r\n\"@SUM(A1)\",-1\r\n\"-5\",-1\r\n\"+1.5\",-1\r\n\"-x\",-1\r\n"
               "\"a=b\",-1\r\n");
     EXPECT_EQ(ReportOf(0).FormulaTexts, 3);
+    CurrentSettings.SpreadsheetSafe = true;
+    CurrentSettings.VerifyRuns = true;
+    RunSessionToText("");
+    CurrentSettings = {};
+    EXPECT_EQ(Written(),
+              "\"'=1+1\",-1\r\n\"'@SUM(A1)\",-2\r\n\"-5\",3\r\n\"+1.5\",4\r\n\"'-x\",5\r\n"
+              "\"a=b\",6\r\n");
+    EXPECT_EQ(ReportOf(0).FormulaTexts, 0);
+    // The blanks before the second one are lost, and no sign that was put there counts.
+    const auto& found = ReportOf(0).Verified;
+    EXPECT_EQ(found.columns, std::vector<std::string>{ColMaps.at(0).DCName}) << found.why_not;
+    EXPECT_EQ(found.rows.value_or(0), 1);
+    EXPECT_EQ(found.first_row.value_or(0), 2);
 }
 
 TEST_F(TextWriterTest, AFixedHeadingIsAsWideAsItsTypeSays) {
