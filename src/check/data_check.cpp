@@ -115,16 +115,14 @@ private:
     void Other(const Cell& value) {
         if (value.Kind() == ValueKind::Decimal) {
             const auto decimal = value.AsDecimal();
-            if (decimal.scale > places_) {
-                places_ = std::max<int>(places_, WithoutTrailingZeros(decimal).scale);
+            if (decimal.unscaled == static_cast<std::int64_t>(decimal.unscaled) &&
+                decimal.scale < std::size(kTens)) {
+                Digits(static_cast<std::int64_t>(decimal.unscaled), decimal.scale);
+                return;
             }
-        } else if (value.Kind() == ValueKind::NumberText) {
-            const auto text = value.AsText();
-            const auto point = text.find('.');
-            if (point != std::string_view::npos) {
-                const auto end = text.find_last_not_of('0');
-                places_ = std::max(places_, static_cast<int>(end - std::min(point, end)));
-            }
+            places_ = std::max<int>(places_, WithoutTrailingZeros(decimal).scale);
+        } else if (value.Kind() == ValueKind::NumberText && NumberText(value.AsText())) {
+            return;
         } else if (value.Kind() == ValueKind::Unreadable) {
             return;
         }
@@ -132,6 +130,46 @@ private:
             Number(*number);
         }
     }
+    // A number of up to 18 digits without an exponent; false: another one.
+    bool NumberText(std::string_view text) {
+        const bool minus = text.starts_with('-');
+        text.remove_prefix(minus ? 1 : 0);
+        constexpr std::size_t kMostSigns = 19;
+        if (text.empty() || text.size() >= kMostSigns) {
+            return false;
+        }
+        std::int64_t unscaled = 0;
+        std::size_t scale = 0;
+        bool behind = false;
+        for (const char c : text) {
+            if (c == '.' && !behind) {
+                behind = true;
+                continue;
+            }
+            if (c < '0' || c > '9') {
+                return false;
+            }
+            unscaled = unscaled * 10 + (c - '0');
+            scale += behind ? 1 : 0;
+        }
+        Digits(minus ? -unscaled : unscaled, scale);
+        return true;
+    }
+    void Digits(std::int64_t unscaled, std::size_t scale) {
+        const auto places = static_cast<std::size_t>(places_);
+        if (scale > places && unscaled % kTens[scale - places] != 0) {
+            places_ = WithoutTrailingZeros({unscaled, static_cast<std::uint8_t>(scale)}).scale;
+        }
+        Number(static_cast<double>(unscaled) / static_cast<double>(kTens[scale]));
+    }
+
+    static constexpr auto kTens = [] {
+        std::array<std::int64_t, 19> tens{1};
+        for (std::size_t k = 1; k < tens.size(); ++k) {
+            tens[k] = tens[k - 1] * 10;
+        }
+        return tens;
+    }();
 
     std::int64_t nulls_ = 0;
     std::size_t bytes_ = 0;
@@ -144,6 +182,15 @@ private:
     DateTime earliest_{kMaxDay + 1, 0};
     DateTime latest_{kMinDay - 1, 0};
 };
+
+// The row is there where a field of it can't be read; the field is told as such.
+[[gnu::always_inline]] inline const Cell& ValueOf(const Field& field, const Cell& unreadable) {
+    try {
+        return field.Value();
+    } catch (const DataError&) {
+        return unreadable;
+    }
+}
 
 // ---- Keys
 
@@ -363,14 +410,10 @@ void TablePass::Note(std::size_t column, const Cell& value, Verdict verdict) {
 }
 
 void TablePass::JudgeRow() {
+    static const Cell kUnreadable = Cell::Unreadable();
     bool refused = false;
     for (std::size_t k = 0; k < fields_.size(); ++k) {
-        Cell value = Cell::Unreadable();
-        try {
-            value = fields_[k]->Value();
-        } catch (const DataError&) {
-            // The row is there, and this field has no value: it is told as such.
-        }
+        const Cell& value = ValueOf(*fields_[k], kUnreadable);
         reaches_[k].Note(value);
         const auto verdict = plans_[k].judge(value);
         if (verdict.grade != Grade::Kept) [[unlikely]] {
@@ -379,11 +422,14 @@ void TablePass::JudgeRow() {
         }
     }
     check_.refused += refused ? 1 : 0;
+    if (keys_.empty()) {
+        return;
+    }
     std::vector<const Cell*> cells;
     for (auto& key : keys_) {
         cells.clear();
         for (const auto column : key.columns) {
-            cells.push_back(&fields_[column]->Value());
+            cells.push_back(&ValueOf(*fields_[column], kUnreadable));
         }
         key.Add(cells, check_.rows, IgnoresCase());
     }

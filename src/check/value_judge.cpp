@@ -416,6 +416,9 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
         AppendText(value, scratch_);
         text = scratch_;
     }
+    if (value.Kind() == ValueKind::NumberText && carriage_.width == 0) {
+        return kKept;
+    }
     if (carriage_.width != 0) {
         const auto trimmed = Trimmed(text);
         if (trimmed.size() > carriage_.width && CountCodePoints(trimmed) > carriage_.width) {

@@ -73,6 +73,9 @@ void SetDark() {
                                       std::pair(QPalette::ToolTipText, QRgb(0xdfe1e5))}) {
         dark.setColor(role, QColor(color));
     }
+    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
+        dark.setColor(QPalette::Disabled, role, QColor(0x868a91));
+    }
     QApplication::setPalette(dark);
 }
 

@@ -74,9 +74,9 @@ CheckWindow::CheckWindow(std::vector<std::size_t> tables, QWidget* parent)
     tree_->setHeaderLabels({"Table and column", "Types", "Grade", "What becomes of the values"});
     tree_->setUniformRowHeights(true);
     const int letter = fontMetrics().averageCharWidth();
-    tree_->setColumnWidth(kName, letter * 24);
+    tree_->setColumnWidth(kName, letter * 26);
     tree_->setColumnWidth(kTypes, letter * 28);
-    tree_->setColumnWidth(kGrade, letter * 14);
+    tree_->setColumnWidth(kGrade, letter * 20);
     bar_->setRange(0, static_cast<int>(tables_.size()));
     bar_->setAccessibleName("Tables that were checked");
     Rows()->addWidget(state_);

@@ -11,7 +11,7 @@ LookWindow::LookWindow(const char* name, const QString& title, QWidget* parent)
     setWindowTitle(title);
     setWindowModality(Qt::WindowModal);
     // By the font, for desktops at 200 %, and never larger than the screen.
-    const QSize asked(fontMetrics().averageCharWidth() * 110, fontMetrics().height() * 26);
+    const QSize asked(fontMetrics().averageCharWidth() * 170, fontMetrics().height() * 30);
     resize(asked.boundedTo(screen()->availableSize() * 0.9));
 }
 

@@ -46,6 +46,12 @@ std::string NameOf(std::size_t table) {
     return table < DstTables.size() ? LastPartOf(DstTables[table].Name) : SrcTables[table].Name;
 }
 
+std::ptrdiff_t Losses(const ColumnCheck& column) {
+    return std::count_if(column.types.begin(), column.types.end(), [](const Finding& finding) {
+        return finding.verdict.grade == Grade::Changed;
+    });
+}
+
 // A table's losses as lines of a tool tip.
 std::string LossesOf(std::size_t table) {
     if (IsFilledAsItIs(table) || ThisTarget().loader == Loader::Files) {
@@ -55,8 +61,12 @@ std::string LossesOf(std::size_t table) {
     std::string text;
     for (const auto* const column : ChangingColumns(check)) {
         for (const auto& finding : column->types) {
-            if (finding.verdict.reason == Reason::Null && column->types.size() > 1) {
-                continue;  // the rarer loss tells more
+            // What is refused is told by the run; a null says less than another loss.
+            const auto reason = finding.verdict.reason;
+            const bool silent = finding.verdict.grade == Grade::Changed ||
+                                reason == Reason::NoType || reason == Reason::NameLimit;
+            if (!silent || (reason == Reason::Null && Losses(*column) > 1)) {
+                continue;
             }
             text += (text.empty() ? "" : "\n") + std::string(GradeMark(finding.verdict.grade)) +
                     " " + column->source + ", " + column->source_type + " into " +
@@ -143,9 +153,12 @@ void Form4Menu::Show(QPoint at) {
         static_cast<std::size_t>(std::count_if(tables.begin(), tables.end(), Exists));
     QMenu menu(&grid_);
     menu.setObjectName("TablesMenu");
-    menu.addSection(ToQt(one ? NameOf(tables[0]) + ": " + TargetStateInWords(tables[0])
-                             : CountInWords(tables.size(), "table", "tables") + ", " +
-                                   std::to_string(existing) + " of them there already"));
+    auto* const heading =
+        menu.addAction(ToQt(one ? NameOf(tables[0]) + ": " + TargetStateInWords(tables[0])
+                                : CountInWords(tables.size(), "table", "tables") + ", " +
+                                      std::to_string(existing) + " of them there already"));
+    heading->setEnabled(false);
+    menu.addSeparator();
     menu.addAction("&Check Data...", this, [&] { Check(tables); });
     menu.addAction("Check Data of A&ll Tables...", this, [this] {
         std::vector<std::size_t> all(SrcTables.size());

@@ -225,7 +225,8 @@ void Form5::ShowMatchMenu(QPoint at) {
     auto* const grid = ui_->ColGrid1;
     QMenu menu(grid);
     menu.setObjectName("MatchMenu");
-    menu.addSection("Match columns");
+    menu.addAction("Match columns")->setEnabled(false);
+    menu.addSeparator();
     menu.addAction("By &Name", this, [this] { Match(MatchBy::Name); });
     menu.addAction("By &Position", this, [this] { Match(MatchBy::Position); });
     menu.addAction("&Skip What Has No Partner", this, [this] { Match(MatchBy::Skip); });
