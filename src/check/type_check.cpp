@@ -242,6 +242,22 @@ void AddWorst(std::vector<Finding>& findings, Finding finding) {
     findings.push_back(std::move(finding));
 }
 
+// As the mapping page has read them.
+std::vector<TargetField> FieldsOf(i16 tab_id) {
+    std::vector<TargetField> fields;
+    for (const auto& column : DstCols) {
+        if (column.TabID == tab_id) {
+            fields.push_back({column.ColName,
+                              {AdoTypeCode(column.ColType),
+                               column.ColWidth,
+                               column.ColWidth,
+                               static_cast<int>(column.ColScale)},
+                              TranslateType(column.ColType, "DEST")});
+        }
+    }
+    return fields;
+}
+
 }  // namespace
 
 Grade ColumnCheck::Worst(bool with_data) const {
@@ -335,28 +351,30 @@ void JudgeNames(std::size_t table, TableCheck& check) {
     }
 }
 
-TableCheck CheckTypes(std::size_t table) {
+std::map<double, MappedColumns> MappedColumnsByTable() {
+    std::map<double, MappedColumns> tables;
+    for (const auto& row : ColMaps) {
+        if (row.SSelected == 1) {
+            tables[row.TabID].push_back(&row);
+        }
+    }
+    return tables;
+}
+
+TableCheck CheckTypes(std::size_t table, const MappedColumns& columns) {
     TableCheck check;
     check.source = SrcTables.at(table).Name;
     if (table >= DstTables.size()) {
         return check;
     }
     check.target = DstTables[table].Name;
-    const auto columns = MappedColumnsOf(SrcTables[table].TabID);
     std::vector<FieldShape> sources;
     for (const auto* map : columns) {
         sources.push_back({AdoTypeCode(map->SOrgDtype), map->SWidth, map->SWidth, map->SScale});
     }
     std::vector<TargetField> targets;
-    for (const auto& column : DstCols) {
-        if (column.TabID == SrcTables[table].TabID) {
-            targets.push_back({column.ColName,
-                               {AdoTypeCode(column.ColType),
-                                column.ColWidth,
-                                column.ColWidth,
-                                static_cast<int>(column.ColScale)},
-                               TranslateType(column.ColType, "DEST")});
-        }
+    if (IsFilledAsItIs(table)) {
+        targets = FieldsOf(SrcTables[table].TabID);
     }
     auto plans = PlanTable(table, columns, sources, targets);
     const auto kind = KindOf(SourceType).types;

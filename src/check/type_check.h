@@ -8,6 +8,7 @@
 #include "engine/source_statements.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -90,8 +91,10 @@ std::vector<Finding> JudgeType(TypeNames source_kind, ColumnPlan& plan);
 // What is wrong with the names and the number of the columns that CREATE would make.
 void JudgeNames(std::size_t table, TableCheck& check);
 
-// By the session's arrays alone, as the mapping pages fill them: nothing is asked.
-TableCheck CheckTypes(std::size_t table);
+// By the session's arrays alone, as the mapping pages fill them: nothing is asked. `columns` are
+// the table's; whoever checks all tables finds those of each in one pass over the map.
+TableCheck CheckTypes(std::size_t table, const MappedColumns& columns);
+std::map<double, MappedColumns> MappedColumnsByTable();
 
 // The worst that the types of a column do. What depends on rare texts alone (blanks at their ends,
 // letters of other scripts) doesn't count.

@@ -53,11 +53,11 @@ std::ptrdiff_t Losses(const ColumnCheck& column) {
 }
 
 // A table's losses as lines of a tool tip.
-std::string LossesOf(std::size_t table) {
+std::string LossesOf(std::size_t table, const MappedColumns& columns) {
     if (IsFilledAsItIs(table) || ThisTarget().loader == Loader::Files) {
         return {};
     }
-    const auto check = CheckTypes(table);
+    const auto check = CheckTypes(table, columns);
     std::string text;
     for (const auto* const column : ChangingColumns(check)) {
         for (const auto& finding : column->types) {
@@ -115,12 +115,15 @@ Form4Menu::Form4Menu(EditorGrid& grid, std::function<bool()> ready, std::functio
 
 std::string Form4Menu::MarkLosses(int column) {
     std::size_t marked = 0;
+    const auto columns = MappedColumnsByTable();
     for (int row = 0; row < grid_.rowCount(); ++row) {
         auto* const cell = grid_.item(row, column);
-        if (cell == nullptr || static_cast<std::size_t>(row) >= SrcTables.size()) {
+        const auto table = static_cast<std::size_t>(row);
+        if (cell == nullptr || table >= SrcTables.size()) {
             continue;
         }
-        const auto losses = LossesOf(static_cast<std::size_t>(row));
+        const auto own = columns.find(SrcTables[table].TabID);
+        const auto losses = own == columns.end() ? std::string() : LossesOf(table, own->second);
         marked += losses.empty() ? 0 : 1;
         cell->setToolTip(losses.empty() ? QString() : ToolTipOf(ToQt(losses)));
         cell->setData(Qt::AccessibleDescriptionRole,
