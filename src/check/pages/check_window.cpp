@@ -73,6 +73,8 @@ CheckWindow::CheckWindow(std::vector<std::size_t> tables, QWidget* parent)
     tree_->setAccessibleName("Columns and what becomes of their values");
     tree_->setHeaderLabels({"Table and column", "Types", "Grade", "What becomes of the values"});
     tree_->setUniformRowHeights(true);
+    // What becomes of the values is read whole, by scrolling where the window is small.
+    tree_->header()->setStretchLastSection(false);
     const int letter = fontMetrics().averageCharWidth();
     tree_->setColumnWidth(kName, letter * 26);
     tree_->setColumnWidth(kTypes, letter * 28);
@@ -204,6 +206,7 @@ void CheckWindow::Finish() {
     buttons_->setStandardButtons(QDialogButtonBox::Close);
     auto* const copy = buttons_->addButton("Co&py All", QDialogButtonBox::ActionRole);
     connect(copy, &QPushButton::clicked, this, &CheckWindow::CopyAll);
+    tree_->resizeColumnToContents(kWhat);
     tree_->setFocus();
     if (tree_->topLevelItemCount() > 0) {
         tree_->setCurrentItem(tree_->topLevelItem(0));
