@@ -250,6 +250,9 @@ std::uint64_t HashOfMoment(const Cell& value, const ContentColumn& column) {
     DateTime moment;
     if (value.Kind() == ValueKind::DateTime) {
         moment = value.AsDateTime();
+    } else if (const auto iso = value.Kind() == ValueKind::Text ? ParseIsoDateTime(value.AsText())
+                                                                : std::nullopt) {
+        moment = *iso;
     } else if (const auto read = ToDateTime(value)) {
         moment = *read;
     } else {
