@@ -11,6 +11,7 @@
 #include "shell/qt_text.h"
 #include "shell/tool_tip.h"
 
+#include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QMdiArea>
@@ -180,6 +181,10 @@ OpenPagesNote::OpenPagesNote(QMdiArea& area) : QLabel(area.viewport()), area_(ar
 }
 
 void OpenPagesNote::Refresh() {
+    // A box is answered first. The page that shows it may only be about to come, or to go again.
+    if (QApplication::activeModalWidget() != nullptr) {
+        return;
+    }
     QStringList titles;
     for (const auto& name : LoadedPages()) {
         const Page* const page = FindPage(name);
