@@ -4,6 +4,7 @@
 // repaints by its own clock.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -31,6 +32,10 @@ public:
 
     // What the run waits for, empty when that is over. Only where there is room beside the log.
     virtual void ShowWaiting(std::string_view /*what*/) {}
+
+    // Does `work`, which takes its time, touches nothing of the view and lets no events in, and
+    // returns when it is done. A view that is a window keeps it alive meanwhile.
+    virtual void WaitFor(const std::function<void()>& work) { work(); }
 
     // Lets waiting events in; a cancel arrives here.
     virtual void DoEvents() = 0;

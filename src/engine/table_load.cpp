@@ -13,7 +13,10 @@
 #include "files/file_lock.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
+#include <exception>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -124,17 +127,37 @@ std::string InsertHead(const TableRec& source, const TableRec& target) {
     return head + ") VALUES ";
 }
 
+// A large file is read as a whole, so the view waits for it. The connection is opened, asked and
+// closed there; what failed is told here, step by step, as the log is the view's.
 bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {
-    bool counted = false;
-    load.scope([&] { SrcRS->Open(statements.count, SourceConnStr, cursor_type, adLockReadOnly); });
-    load.scope([&] {
-        load.rows.total = CountOf(SrcRS->Fields()[0].Value());
-        load.report.RowsInSource = RowsOf(load.rows.total);
-        counted = true;
+    std::optional<double> count;
+    const std::array<std::function<void()>, 3> steps{
+        [&] { SrcRS->Open(statements.count, SourceConnStr, cursor_type, adLockReadOnly); },
+        [&] { count = CountOf(SrcRS->Fields()[0].Value()); },
+        // Before the rows are opened on the same object, also when the count failed.
+        [&] { SrcRS->Close(); }};
+    std::array<std::exception_ptr, 3> failures;
+    CurrentRunView->WaitFor([&] {
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            try {
+                steps[i]();
+            } catch (...) {
+                failures[i] = std::current_exception();
+            }
+        }
     });
-    // Closed before the rows are opened on the same object, also when the count failed.
-    load.scope([&] { SrcRS->Close(); });
-    return counted;
+    for (const auto& failure : failures) {
+        load.scope([&] {
+            if (failure != nullptr) {
+                std::rethrow_exception(failure);
+            }
+        });
+    }
+    if (count) {
+        load.rows.total = *count;
+        load.report.RowsInSource = RowsOf(*count);
+    }
+    return count.has_value();
 }
 
 void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {

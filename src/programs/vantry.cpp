@@ -4,6 +4,7 @@
 #include "programs/all_pages.h"
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
+#include "shell/page_look.h"
 #include "shell/product_picture.h"
 #include "shell/window_memory.h"
 
@@ -21,6 +22,7 @@ int main(int argc, char** argv) {
     // module of text forms.
     std::setlocale(LC_NUMERIC, "C");
     QApplication::setWindowIcon(vantry::ProductIcon());
+    vantry::MakeSelectionsReadable();
     // The set of pages knows when the last one went.
     QApplication::setQuitOnLastWindowClosed(false);
     vantry::UseWindowMemory(vantry::ApplicationFolder() + "/Vantry.ini");

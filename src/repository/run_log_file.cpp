@@ -192,6 +192,14 @@ void RunLogView::SetBarValue(std::int64_t value) {
     }
 }
 
+void RunLogView::WaitFor(const std::function<void()>& work) {
+    if (display_ != nullptr) {
+        display_->WaitFor(work);
+    } else {
+        work();
+    }
+}
+
 void RunLogView::DoEvents() {
     if (display_ != nullptr) {
         display_->DoEvents();

@@ -78,6 +78,10 @@ MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
     ConnectMenus();
     ui_->Pages->viewport()->installEventFilter(this);
     connect(qApp, &QApplication::focusChanged, this, [this](const QWidget*, const QWidget* now) {
+        if (now != nullptr) {
+            // Styles show the focus only after Tab; whoever came by the mouse goes on by keys, too.
+            now->window()->setAttribute(Qt::WA_KeyboardFocusChange);
+        }
         // Not for a click: the control would move away under the mouse between press and release.
         if (now != nullptr && QApplication::mouseButtons() == Qt::NoButton) {
             BringIntoView(*now);

@@ -1,10 +1,16 @@
 #include "shell/page_look.h"
 
+#include "shell/contrast.h"
 #include "shell/name_list.h"
 #include "shell/plate_button.h"
 
+#include <QAbstractScrollArea>
+#include <QApplication>
+#include <QComboBox>
+#include <QEvent>
 #include <QLabel>
 #include <QListWidget>
+#include <QPainter>
 #include <QRadioButton>
 #include <QVariant>
 
@@ -32,12 +38,80 @@ bool AreOneGroup(const QRadioButton& one, const QRadioButton& other) {
            (one.group() != nullptr || one.parentWidget() == other.parentWidget());
 }
 
+// Styles draw no focus around a text or a table, and one around the current row only where there is
+// a row.
+class FocusMark : public QWidget {
+public:
+    explicit FocusMark(QAbstractScrollArea& area) : QWidget(&area) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        area.installEventFilter(this);
+        hide();
+    }
+
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        const auto type = event->type();
+        if (type == QEvent::FocusIn || type == QEvent::FocusOut) {
+            setVisible(type == QEvent::FocusIn);
+            raise();
+        } else if (type == QEvent::Resize) {
+            resize(static_cast<QWidget*>(watched)->size());
+        }
+        return QWidget::eventFilter(watched, event);
+    }
+
+protected:
+    // Only the rim: what is below the rest needn't be painted again with it.
+    void resizeEvent(QResizeEvent*) override {
+        setMask(QRegion(rect()) - QRegion(rect().adjusted(kRim, kRim, -kRim, -kRim)));
+    }
+    void paintEvent(QPaintEvent*) override {
+        constexpr double kMarkContrast = 3;
+        QPainter(this).fillRect(rect(),
+                                ToldFrom(palette().color(QPalette::Highlight),
+                                         palette().color(QPalette::Window),
+                                         kMarkContrast));
+    }
+
+private:
+    static constexpr int kRim = 2;
+};
+
+// The list of a combo box shows by itself what is chosen.
+bool IsOfComboBox(const QWidget& control) {
+    for (const QWidget* above = control.parentWidget(); above != nullptr;
+         above = above->parentWidget()) {
+        if (qobject_cast<const QComboBox*>(above) != nullptr) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
+
+void MakeSelectionsReadable() {
+    constexpr double kReadable = 5.5;  // thin strokes don't reach their full colour
+    QPalette colors = QApplication::palette();
+    for (const auto group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+        // Both, so that they stay a pair whatever the desktop changes later.
+        const QColor text = colors.color(group, QPalette::HighlightedText);
+        colors.setColor(group, QPalette::HighlightedText, text);
+        colors.setColor(group,
+                        QPalette::Highlight,
+                        ToldFrom(colors.color(group, QPalette::Highlight), text, kReadable));
+    }
+    QApplication::setPalette(colors);
+}
 
 void ApplyLook(QWidget& page) {
     for (auto* const button : page.findChildren<PlateButton*>()) {
         if (button->Caption() == "Help" && button->toolTip().isEmpty()) {
             button->setToolTip("The contents of the help. F1 opens the page about this window.");
+        }
+    }
+    for (auto* const area : page.findChildren<QAbstractScrollArea*>()) {
+        if (!IsOfComboBox(*area)) {
+            new FocusMark(*area);
         }
     }
     for (auto* const list : page.findChildren<QListWidget*>()) {

@@ -7,6 +7,9 @@ class QWidget;
 
 namespace vantry {
 
+// Once for the program: desktops have colours of a selected text that hardly differ.
+void MakeSelectionsReadable();
+
 void ApplyLook(QWidget& page);
 
 // Tab comes to the chosen option of a group, not to its first: a blank there would choose another.

@@ -12,9 +12,11 @@
 #include "repository/repository.h"
 #include "repository/saved_session.h"
 #include "shell/main_window.h"
+#include "shell/page_look.h"
 #include "shell/page_set.h"
 #include "shell/product_picture.h"
 #include "shell/qt_text.h"
+#include "support/dark_palette.h"
 #include "support/page_driver.h"
 #include "text/text_source.h"
 
@@ -323,9 +325,9 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationVersion("2.0");
     QApplication::setWindowIcon(vantry::ProductIcon());
     if (argc > 4) {
-        // The toolkit derives all colours from a button's and a window's.
-        QApplication::setPalette(QPalette(QColor(0x393b40), QColor(0x2b2d30)));
+        QApplication::setPalette(vantry::DarkPalette());
     }
+    vantry::MakeSelectionsReadable();
     std::filesystem::create_directories(argv[2]);
     vantry::Gallery(argv[1], argv[2], argv[3]).Draw();
     vantry::UnloadAllPages();

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QScrollBar>
 
+#include <future>
 #include <limits>
 
 namespace vantry {
@@ -72,6 +73,16 @@ void RunDisplay::SetBarMax(std::int64_t maximum) {
 void RunDisplay::SetBarValue(std::int64_t value) {
     value_ = value;
     bar_changed_ = true;
+}
+
+// On a thread of its own. Most work is over before anybody could notice, and then no events come in
+// between.
+void RunDisplay::WaitFor(const std::function<void()>& work) {
+    Flush();
+    const auto done = std::async(std::launch::async, work);
+    while (done.wait_for(kBetweenEvents) != std::future_status::ready) {
+        DoEvents();
+    }
 }
 
 void RunDisplay::DoEvents() {

@@ -33,6 +33,7 @@ public:
     void SetBarMin(std::int64_t minimum) override;
     void SetBarMax(std::int64_t maximum) override;
     void SetBarValue(std::int64_t value) override;
+    void WaitFor(const std::function<void()>& work) override;
     void DoEvents() override;
     void ShowMessage(std::string_view text) override;
 

@@ -206,6 +206,11 @@ void EditorGrid::OpenEditor(QWidget* editor) {
     // Persistent: rows may be filled anew while the editor is open.
     place_ = currentIndex();
     PlaceEditor();
+    // The editor alone doesn't say over which cell it lies.
+    editor->setAccessibleDescription(QString("%1, row %2 of %3")
+                                         .arg(horizontalHeaderItem(place_.column())->text())
+                                         .arg(place_.row() + 1)
+                                         .arg(rowCount()));
     editor->show();
     editor->raise();
     editor->setFocus();

@@ -126,10 +126,16 @@ TEST_F(Form14Test, CancelInTheMiddleStops) {
     ShowPage("Form14");
     dialogs_.answers = {BoxAnswer::Yes};
     std::string counter;
-    QTimer::singleShot(100, [&] {
+    // Events come in while the rows are counted, too: the click waits until some are loaded.
+    QTimer poll;
+    QObject::connect(&poll, &QTimer::timeout, [&] {
         counter = LabelText("Form14", "Label2");
-        Press("Form14", "CNCLBUTT");
+        if (!counter.empty()) {
+            poll.stop();
+            Press("Form14", "CNCLBUTT");
+        }
     });
+    poll.start(20);
     Press("Form14", "StartButton");
     const std::string log = Log();
     EXPECT_NE(log.find("User Requested to cancel loading"), std::string::npos) << log;
