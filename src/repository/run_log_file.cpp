@@ -132,8 +132,8 @@ void RunLogView::SetLogText(std::string_view text) {
         return;
     }
     begun_ = true;
-    log_.Clear();
-    log_failed_ |= !log_.Append(text);
+    start_ = text;
+    Write({});
     if (display_ != nullptr) {
         display_->SetLogText(text);
     }
@@ -142,8 +142,22 @@ void RunLogView::SetLogText(std::string_view text) {
     }
 }
 
-void RunLogView::AppendLogText(std::string_view text) {
+// Without its first words a file is no log to the next run, which would leave it as it is and not
+// start: nothing is written before they are, on a full disk say.
+void RunLogView::Write(std::string_view text) {
+    if (!start_.empty()) {
+        log_.Clear();
+        if (!log_.Append(start_)) {
+            log_failed_ = true;
+            return;
+        }
+        start_.clear();
+    }
     log_failed_ |= !log_.Append(text);
+}
+
+void RunLogView::AppendLogText(std::string_view text) {
+    Write(text);
     if (display_ != nullptr) {
         display_->AppendLogText(text);
     }

@@ -69,6 +69,7 @@ public:
     void ShowMessage(std::string_view text) override;
 
 private:
+    void Write(std::string_view text);
     void PassCancelOn();
 
     LogFile log_;
@@ -78,6 +79,7 @@ private:
     std::chrono::steady_clock::time_point cancelled_at_{};
     std::vector<std::string> warnings_;
     bool begun_ = false;
+    std::string start_;  // the log's first words, as long as they aren't in the file
     bool log_failed_ = false;
 };
 

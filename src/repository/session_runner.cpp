@@ -411,7 +411,11 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
                 Summarize(why.code);
             }
             LogFile log = LogFile::OpenForSession(log_file_);
-            told = log.Append((log.IsEmpty() ? log_line::Started() : "") + "\r\n" + why.reason);
+            const bool is_new = log.IsEmpty();
+            told = log.Append((is_new ? log_line::Started() : "") + "\r\n" + why.reason);
+            if (is_new && !told) {
+                log.Clear();  // a torn first line would be no log to the next run
+            }
         } catch (const DataError&) {
         }
     }
