@@ -6,6 +6,7 @@
 
 #include <QAbstractScrollArea>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
 #include <QLabel>
@@ -87,6 +88,18 @@ bool IsOfComboBox(const QWidget& control) {
     return false;
 }
 
+// Styles draw the outline of a tick or an option as a shade of the window, and on a dark desktop an
+// empty one couldn't be seen.
+void OutlineMark(QAbstractButton& mark) {
+    QPalette colors = mark.palette();
+    if (colors.color(QPalette::Window).lightness() < 128) {
+        for (const auto group : {QPalette::Active, QPalette::Inactive}) {
+            colors.setColor(group, QPalette::Window, colors.color(group, QPalette::WindowText));
+        }
+        mark.setPalette(colors);
+    }
+}
+
 }  // namespace
 
 void MakeSelectionsReadable() {
@@ -112,6 +125,12 @@ void ApplyLook(QWidget& page) {
     for (auto* const area : page.findChildren<QAbstractScrollArea*>()) {
         if (!IsOfComboBox(*area)) {
             new FocusMark(*area);
+        }
+    }
+    for (auto* const mark : page.findChildren<QAbstractButton*>()) {
+        if (qobject_cast<QRadioButton*>(mark) != nullptr ||
+            qobject_cast<QCheckBox*>(mark) != nullptr) {
+            OutlineMark(*mark);
         }
     }
     for (auto* const list : page.findChildren<QListWidget*>()) {
