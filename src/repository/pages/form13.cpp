@@ -20,6 +20,11 @@
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"
 
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QGuiApplication>
+#include <QScopeGuard>
+
 #include <filesystem>
 
 namespace vantry {
@@ -176,8 +181,11 @@ void Form13::OfferRepository() {
     }
 }
 
+// A session of many tables is many statements, each of which waits for the disk: what a box covered
+// is painted before, and the pointer says that it goes on.
 bool Form13::Save() {
     OfferRepository();
+    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     SessionSave save;
     save.SesName = FromQt(ui_->SesName->text());
     save.LogName = FromQt(ui_->LogName->text());
@@ -189,6 +197,8 @@ bool Form13::Save() {
             return false;
         }
         // Another program may have saved meanwhile: the id that is stored is the one shown.
+        QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+        const auto former = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
         ui_->SesID->setText(QString::number(SaveSession(save)));
         return true;
     } catch (const std::exception& error) {

@@ -1,5 +1,6 @@
 #include "mapping/pages/form5.h"
 
+#include "mapping/map_marks.h"
 #include "mapping/pages/maperrform.h"
 #include "pages_fixture.h"
 
@@ -387,6 +388,29 @@ TEST_F(Form5Test, CloseTriesTheFilterAtTheSource) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
     EXPECT_EQ(VisiblePages(), "Form4");
     EXPECT_EQ(SrcTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
+}
+
+TEST_F(Form5Test, MarksRowsThatStayOutOrGoByPosition) {
+    const auto mark = [&](int row) {
+        return FromQt(grid_->item(row, kSource)->data(Qt::AccessibleDescriptionRole).toString());
+    };
+    session_.InTarget({"CREATE TABLE People (ID LONG, Born DATETIME, Label TEXT(40))"});
+    MapAndOpen();
+    EXPECT_EQ(mark(0), "");
+    EXPECT_EQ(mark(1), "Columns are paired by their position: \"Name\" goes into \"Born\".");
+    EXPECT_EQ(mark(3), "") << "skipped rows say so themselves";
+    EXPECT_EQ(FindPage("Form5")->CurrentNotice().Text(),
+              "2 rows are marked: the mouse on the sign says why.");
+    EXPECT_EQ(MarkOfTable(1), "2 columns go by position into one of another name.");
+    // Dropped and made anew, the target has the source's names.
+    Control<QRadioButton>("Form5", "TabDropOpt_0").click();
+    EXPECT_EQ(mark(1), "");
+    EXPECT_TRUE(FindPage("Form5")->CurrentNotice().Empty());
+    // A row that began as skipped stays out, whatever is chosen for it later.
+    Map(2).SSelected = 0;
+    UnloadPage("Form5");
+    Open();
+    EXPECT_EQ(mark(2).find("This row isn't loaded"), 0U) << mark(2);
 }
 
 TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
