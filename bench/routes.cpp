@@ -101,9 +101,14 @@ Arena::Arena(const Route& route, std::int64_t rows)
         server_ = std::make_unique<test::PrivateMariaDb>(options);
         WriteClientFile();
     }
+    UseItsLetters();
+    MakeSource();
+}
+
+// There may be another arena with others.
+void Arena::UseItsLetters() const {
     UseLetters(route_.source == Side::Dbf || route_.target == Side::Dbf ? Letters::Windows1252
                                                                         : Letters::All);
-    MakeSource();
 }
 
 Arena::~Arena() = default;
@@ -189,6 +194,7 @@ Seconds Arena::RunSessionProcess(const std::string& task) const {
 }
 
 Seconds Arena::RunOurs() {
+    UseItsLetters();
     EmptyTarget();
     const Seconds seconds = RunSessionProcess("--session");
     peak_mebibytes_ = std::max(peak_mebibytes_, std::stod(ReadFile(places_.Peak())) / 1024);

@@ -47,6 +47,7 @@ public:
     double PeakMebibytes() const { return peak_mebibytes_; }
 
 private:
+    void UseItsLetters() const;
     void EmptyTarget();
     void MakeSource();
     Seconds RunSessionProcess(const std::string& task) const;
