@@ -1,5 +1,5 @@
-// A thread for each connection looks four times a second whether a wait goes on, and since when by
-// its own clock: the waits themselves, one for each row that is fetched, only count up. What is
+// A thread for each connection looks twenty times a second whether a wait goes on, and since when
+// by its own clock: the waits themselves, one for each row that is fetched, only count up. What is
 // easy to get wrong: the descriptors. A library closes its socket when the connection fails, and
 // the number goes to the next file that is opened; so the watch cuts by descriptors of its own.
 
@@ -22,7 +22,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kLookInterval{250};
+constexpr std::chrono::milliseconds kLookInterval{50};
+// A short statement comes to its own end, with its rows.
+constexpr std::chrono::milliseconds kStopGrace{80};
 // A server that is only busy may still answer; the user has asked for an end.
 constexpr std::chrono::seconds kCancelGrace{5};
 constexpr int kDeadNetworkSeconds = 120;
@@ -139,6 +141,9 @@ AnswerWatch::~AnswerWatch() {
         over_changed_.notify_all();
         thread_.join();
     }
+    if (stopping_.joinable()) {
+        stopping_.join();
+    }
     for (const int socket : sockets_) {
         close(socket);
     }
@@ -182,9 +187,20 @@ void AnswerWatch::Look() {
         }
         if (now - since >= limit_ * times_.load(std::memory_order_relaxed)) {
             Cut(End::TooLong);
+        } else if (cancel && stop_ && now - std::max(since, cancelled) >= kStopGrace) {
+            AskToStop();
         } else if (cancel && now - std::max(since, cancelled) >= kCancelGrace) {
             Cut(End::Cancelled);
         }
+    }
+}
+
+// On a thread of its own: what asks may have to wait itself, and the watch goes on.
+void AnswerWatch::AskToStop() {
+    try {
+        stopping_ = std::thread(std::exchange(stop_, {}));
+    } catch (const std::system_error&) {
+        // The system has no thread left: the connection is cut in the end.
     }
 }
 

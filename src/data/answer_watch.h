@@ -8,8 +8,10 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace vantry {
@@ -74,6 +76,9 @@ public:
     // the meantime must not make us cut another's. Once. Without a thread to spare there is no
     // watch.
     void Watch(const std::vector<int>& sockets);
+    // How the partner is asked to stop what it does, once, when the user has cancelled and a wait
+    // goes on: called on a thread of its own, before the connection is cut. Before Watch.
+    void SetStopper(std::function<void()> stop) { stop_ = std::move(stop); }
     std::chrono::seconds Limit() const { return limit_; }
     // Why the connection was cut, if it was.
     End Ended() const { return ended_.load(std::memory_order_acquire); }
@@ -108,6 +113,7 @@ private:
         return true;
     }
     void Look();
+    void AskToStop();
     void Cut(End why);
 
     std::chrono::seconds limit_;
@@ -119,6 +125,8 @@ private:
     std::mutex mutex_;
     std::condition_variable over_changed_;
     bool over_ = false;
+    std::function<void()> stop_;
+    std::thread stopping_;
     std::thread thread_;
 };
 

@@ -10,6 +10,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <charconv>
 #include <string>
 #include <utility>
@@ -44,6 +45,7 @@ Session::Session(Login login)
     : login_(std::move(login)),
       handle_(OpenHandle(login_)),
       watch_(std::chrono::seconds(login_.answer_timeout_s)) {
+    watch_.SetStopper([this] { StopRunningStatement(); });
     watch_.Watch({static_cast<int>(mysql_get_socket(handle_.get()))});
     MY_CHARSET_INFO charset{};
     mysql_get_character_set_info(handle_.get(), &charset);
@@ -182,6 +184,8 @@ void Session::StopRunningStatement() const {
     try {
         auto login = login_;
         login.first_statement.clear();
+        constexpr decltype(login.timeout_s) kMostSeconds = 3;  // a cancel waits for this
+        login.timeout_s = std::min(login.timeout_s, kMostSeconds);
         const auto side = OpenHandle(login);
         AnswerWatch watch(LoginLimit());
         watch.Watch({static_cast<int>(mysql_get_socket(side.get()))});

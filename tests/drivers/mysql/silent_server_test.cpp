@@ -99,6 +99,28 @@ TEST_F(MySqlSilentServer, ACancelEndsTheWait) {
     EXPECT_EQ(status, 0);
 }
 
+TEST_F(MySqlSilentServer, ACancelStopsTheStatementAtTheServer) {
+    const auto text = Server().ConnectionText();
+    const pid_t child = fork();
+    if (child == 0) {
+        std::unique_ptr<DriverConnection> connection;
+        const auto refused = ErrorOf([&] { connection = ConnectBy(text); });
+        std::thread cancel([] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            CancelWaits();
+        });
+        const auto start = std::chrono::steady_clock::now();
+        connection->Execute("do sleep(30)");  // stopped, it ends without an error
+        const auto seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        cancel.join();
+        _exit(refused.Number() == 0 && seconds < 3 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
 TEST_F(MySqlSilentServer, ADeadNetworkIsNoticedByTheSystem) {
     const NewSockets sockets;
     const auto connection = Connect();
