@@ -1,9 +1,11 @@
 // The page of tables over a small Access database and a folder of FoxPro tables, in a real window:
 // for check_walk_test.sh, which clicks and types. Prints where the grid's cells are on the screen.
-// Usage: check_walk FOLDER [dark]
+// Usage: check_walk FOLDER light|dark [run]; with "run" it shows the page of a run.
 
 #include "core/data_access.h"
 #include "core/session_state.h"
+#include "core/settings.h"
+#include "mapping/column_discovery.h"
 #include "programs/all_pages.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
@@ -19,8 +21,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace vantry {
 namespace {
@@ -59,6 +64,35 @@ void MakeSession(const std::string& folder) {
     SrcTables.assign(2, TableRec());
     SrcTables[0].Name = "orders";
     SrcTables[1].Name = "places";
+}
+
+// The run page, before a run that takes some seconds.
+void MakeRun(const std::string& folder) {
+    std::filesystem::create_directories(folder + "/text");
+    constexpr int kTables = 2;
+    SrcTables.assign(kTables, TableRec());
+    for (int table = 0; table < kTables; ++table) {
+        SrcTables[static_cast<std::size_t>(table)].Name = "big" + std::to_string(table) + ".csv";
+        std::ofstream file(folder + "/text/big" + std::to_string(table) + ".csv");
+        file << "id,name,price\n";
+        for (int k = 0; k < 1'500'000; ++k) {
+            file << k << ",\"Customer " << k << "\"," << k << ".25\n";
+        }
+    }
+    SourceType = "TEXT";
+    SourceConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder +
+                    "/text;Extended Properties=\"text;FMT=Delimited\";\"";
+    TargetType = "ACCESS";
+    TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder + "/big.mdb";
+    Catalog().Create(TargetConnStr);
+    std::vector<std::string> names;
+    FillTargetTables();
+    LoadSourceColumns();
+    CheckTargetTables(names);
+    LoadTargetColumns();
+    BuildColMaps();
+    SessionNotSaved = kTrue;
+    CurrentSettings.VerifyRuns = true;
 }
 
 void SetDark() {
@@ -122,8 +156,18 @@ int main(int argc, char** argv) {
     }
     vantry::RegisterAllPages();
     vantry::MakeSession(argv[1]);
+    const bool runs = argc > 3 && std::string_view(argv[3]) == "run";
+    if (runs) {
+        vantry::MakeRun(argv[1]);
+    }
     vantry::TheMainWindow().showMaximized();
-    QTimer::singleShot(800, [] {
+    QTimer::singleShot(800, [runs] {
+        if (runs) {
+            vantry::ShowPage("Form14");
+            std::printf("ready=1\n");
+            std::fflush(stdout);
+            return;
+        }
         vantry::ShowPage("Form4");
         QTimer::singleShot(800, vantry::TellCells);
     });

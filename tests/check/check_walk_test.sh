@@ -48,6 +48,23 @@ walk() { # SCALE THEME
     expect "$name: pairs" "code>CODE town>TOWN " "$pairs"
     grep -v "propagateSizeHints" "$session/errors" | head -5
 }
+run() { # SCALE THEME: how a run is getting on, and what it was
+    name="run-$2-$1" session=$folder/run-$2-$1
+    mkdir -p "$session/dbf"
+    QT_SCALE_FACTOR=$1 "$program" "$session" "$2" run >"$session/cells" 2>"$session/errors" &
+    local walk_pid=$!
+    for _ in $(seq 400); do grep -q ready "$session/cells" && break; sleep 0.1; done
+    sleep 0.7; xdotool key alt+s
+    sleep 2.5; shot 1-progress
+    for _ in $(seq 300); do mdb-count "$session/big.mdb" big1 2>/dev/null | grep -qx 1500000 && break; sleep 0.2; done
+    sleep 8; shot 2-end
+    xdotool mousemove 640 480 click 3; sleep 0.7; shot 3-menu; xdotool key Escape
+    expect "$name: rows" 1500000 "$(mdb-count "$session/big.mdb" big1)"
+    touch "$session/stop"; wait "$walk_pid"
+    rm -rf "$session"
+}
+run 1 light
+run 2 dark
 walk 1 light
 walk 1 dark
 walk 2 light

@@ -8,9 +8,11 @@
 #include "core/kinds.h"
 #include "core/route.h"
 #include "core/session_state.h"
+#include "core/settings.h"
 #include "data/error_text.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
+#include "engine/verification.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
 #include "shell/main_window.h"
@@ -20,8 +22,16 @@
 #include "text/text_writer.h"
 #include "wizard/wizard_flow.h"
 
+#include <QAction>
+
+#include <chrono>
+
 namespace vantry {
 namespace {
+
+// A run that is over at once needs no words on how it is getting on.
+constexpr std::chrono::milliseconds kFirstProgress{1000};
+constexpr std::chrono::milliseconds kBetweenProgress{250};
 
 // The kind of the target alone decides, also for text sources.
 void RunChosen() {
@@ -52,6 +62,7 @@ Form14::Form14() : Page("Form14"), ui_(std::make_unique<Ui::Form14>()) {
     connect(log_view_, &LogView::SaveFailed, this, [](const QString& why) {
         TellStop(FromQt(why), "Error");
     });
+    OfferVerification();
     connect(ui_->StartButton, &PlateButton::Click, this, &Form14::Start);
     connect(ui_->CNCLBUTT, &PlateButton::Click, this, &Form14::Cancel);
     connect(ui_->FINISHBUTT, &PlateButton::Click, this, [] { CancelSession(); });
@@ -77,6 +88,10 @@ void Form14::Start() {
     log_view_->Clear();
     SetNotice(Notice());
     CurrentRunReport = {};
+    verify_->setEnabled(false);
+    progress_.emplace(RunProgress::Clock::now());
+    next_progress_ = RunProgress::Clock::now() + kFirstProgress;
+    display_->SetTick([this] { TellProgress(); });
     bool ended_early = false;
     CurrentRunView = display_.get();
     TheMainWindow().LeaveInputTo(this);
@@ -99,13 +114,54 @@ void Form14::Start() {
     CurrentRunView = nullptr;
     TheMainWindow().LeaveInputTo(nullptr);
     running_ = false;
+    display_->SetTick(nullptr);
     display_->Flush();
+    verify_->setEnabled(true);
     TellOutcome(ended_early);
     ui_->FINISHBUTT->setEnabled(true);
     ui_->CNCLBUTT->setEnabled(false);
     ui_->FINISHBUTT->setFocus();
     if (leave_after_run_) {
         CancelSession();
+    }
+}
+
+void Form14::TellProgress() {
+    const auto now = RunProgress::Clock::now();
+    if (now < next_progress_) {
+        return;
+    }
+    next_progress_ = now + kBetweenProgress;
+    progress_->TakeFromReport(display_->Loaded(), display_->Total());
+    progress_->Tick(now);
+    SetNotice(progress_->Text());
+}
+
+// In the menus of the page and of its log: the page's own controls are fixed.
+void Form14::OfferVerification() {
+    verify_ = new QAction("&Verify: Compare the Target with the Source", this);
+    verify_->setCheckable(true);
+    verify_->setChecked(CurrentSettings.VerifyRuns);
+    connect(verify_, &QAction::toggled, this, [](bool on) { CurrentSettings.VerifyRuns = on; });
+    log_view_->AddAction(verify_);
+    addAction(verify_);
+    setContextMenuPolicy(Qt::ActionsContextMenu);
+}
+
+void Form14::AddVerification(Notice& notice) const {
+    std::size_t same = 0;
+    for (const auto& table : CurrentRunReport.Tables) {
+        same += table.Verified.result == Verification::Result::Same ? 1 : 0;
+        if (table.Verified.result == Verification::Result::Differs ||
+            table.Verified.result == Verification::Result::NotDone) {
+            notice.kind = NoticeKind::Warning;
+            notice.parts.push_back({" " + VerificationText(table)});
+        }
+    }
+    if (same > 0) {
+        notice.parts.push_back(
+            {" " + CountInWords(same, "table was compared and is", "tables were compared and are") +
+             " the same in the target."});
     }
 }
 
@@ -151,6 +207,7 @@ void Form14::TellOutcome(bool ended_early) {
             say(" " + remark);
         }
     }
+    AddVerification(notice);
     SetNotice(std::move(notice));
 }
 

@@ -5,9 +5,13 @@
 
 #include "engine/pages/log_view.h"
 #include "engine/pages/run_display.h"
+#include "engine/run_progress.h"
 #include "shell/page.h"
 
 #include <memory>
+#include <optional>
+
+class QAction;
 
 namespace Ui {
 class Form14;
@@ -30,10 +34,18 @@ private:
     void Cancel();
     // Beside the log, whose words are fixed: what became of the tables, with links to their errors.
     void TellOutcome(bool ended_early);
+    // What the verification of the run has found, where it was asked for.
+    void AddVerification(Notice& notice) const;
+    // How the run is getting on, in the status bar: its widgets are fixed.
+    void TellProgress();
+    void OfferVerification();
 
     std::unique_ptr<Ui::Form14> ui_;
     std::unique_ptr<RunDisplay> display_;
     LogView* log_view_;
+    QAction* verify_;
+    std::optional<RunProgress> progress_;  // of the run that is going
+    RunProgress::Clock::time_point next_progress_{};
     bool running_ = false;          // Start is on the stack
     bool leave_after_run_ = false;  // the window was closed in the middle
 };

@@ -92,6 +92,12 @@ void LogView::ShowMenu(QPoint at) {
     menu.addSeparator();
     menu.addAction("&Next Error (F3)", this, [this] { NextError(); })
         ->setEnabled(!failures_.empty());
+    if (!more_.empty()) {
+        menu.addSeparator();
+    }
+    for (auto* const action : more_) {
+        menu.addAction(action);
+    }
     menu.exec(log_.mapToGlobal(at));
 }
 

@@ -2,6 +2,7 @@
 // What the box of a run's log can do besides showing it: lines that tell of failures are marked,
 // one can go from one to the next, copy and save. The text itself stays as the run wrote it.
 
+#include <QAction>
 #include <QObject>
 #include <QPlainTextEdit>
 
@@ -19,6 +20,9 @@ public:
     // offered.
     explicit LogView(QPlainTextEdit& log,
                      std::function<std::optional<std::string>()> choose_file = nullptr);
+
+    // In its context menu, too.
+    void AddAction(QAction* action) { more_.push_back(action); }
 
     // At the end of a run: marks what failed, and with `failed` the last line, too.
     void MarkEnd(bool failed);
@@ -39,6 +43,7 @@ private:
     QPlainTextEdit& log_;
     std::function<std::optional<std::string>()> choose_file_;
     std::vector<int> failures_;  // lines
+    std::vector<QAction*> more_;
 };
 
 }  // namespace vantry

@@ -91,6 +91,9 @@ void RunDisplay::DoEvents() {
         return;
     }
     Flush();
+    if (tick_) {
+        tick_();
+    }
     QCoreApplication::processEvents();
     // From the end of the events: a slow repaint must not leave the run without time.
     next_events_ = std::chrono::steady_clock::now() + kBetweenEvents;

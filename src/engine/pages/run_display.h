@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <functional>
+#include <utility>
 
 namespace vantry {
 
@@ -40,11 +41,18 @@ public:
     // Puts the numbers of this moment on the widgets.
     void Flush();
 
+    // Called before events are let in, so many times a second: for who shows the run elsewhere,
+    // too.
+    void SetTick(std::function<void()> tick) { tick_ = std::move(tick); }
+    std::int64_t Loaded() const { return loaded_; }
+    double Total() const { return total_; }
+
 private:
     QPlainTextEdit& log_;
     QLabel& counter_;
     QProgressBar& bar_;
     std::function<void(std::string_view)> tell_;
+    std::function<void()> tick_;
 
     std::chrono::steady_clock::time_point next_events_{};  // not before
     std::int64_t loaded_ = 0;
