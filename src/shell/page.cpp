@@ -107,9 +107,10 @@ Notice Page::UnusablePath() const {
     return {};
 }
 
-void Page::TakesPath(QLineEdit& field, const char* kind, PathUse use) {
+PathEntry& Page::TakesPath(QLineEdit& field, const char* kind, PathUse use) {
     paths_.push_back(new PathEntry(field, kind, use));
     connect(&field, &QLineEdit::textChanged, this, [] { RefreshStatus(); });
+    return *paths_.back();
 }
 
 void Page::RememberPaths() {
@@ -150,6 +151,9 @@ void Page::Connected() {
 }
 
 void Page::NotConnected() {
+    for (auto* const path : connected_ ? paths_ : std::vector<PathEntry*>()) {
+        path->Forget();
+    }
     connected_ = false;
     SetNotice(Notice());
 }

@@ -50,7 +50,9 @@ public:
 
 protected:
     // A field for a file or folder. `kind` names its list of those that were used lately.
-    void TakesPath(QLineEdit& field, const char* kind, PathUse use = PathUse::InConnectionString);
+    PathEntry& TakesPath(QLineEdit& field,
+                         const char* kind,
+                         PathUse use = PathUse::InConnectionString);
     // What stands in these fields is used now. Connected() says so, too.
     void RememberPaths();
 

@@ -74,6 +74,11 @@ void PathEntry::Remember() {
     }
 }
 
+void PathEntry::Forget() {
+    ForgetRecentPath(kind_, FromQt(field_.text()));
+    ShowSign();
+}
+
 std::string PathEntry::Objection() const {
     const QString path = field_.text();
     const bool semicolon = use_ == PathUse::InConnectionString && path.contains(';');
@@ -98,8 +103,7 @@ bool PathEntry::eventFilter(QObject* watched, QEvent* event) {
             drag.acceptProposedAction();
             if (event->type() == QEvent::Drop) {
                 field_.setFocus();
-                Replace(path);
-                Q_EMIT field_.editingFinished();
+                Pick(path);
             }
             return true;
         }
@@ -143,6 +147,12 @@ void PathEntry::Replace(const QString& path) {
     field_.insert(path);
 }
 
+void PathEntry::Pick(const QString& path) {
+    Replace(path);
+    Q_EMIT field_.editingFinished();
+    Q_EMIT Picked();
+}
+
 void PathEntry::ShowSign() {
     recent_->setVisible(!RecentPaths(kind_).empty());
 }
@@ -159,10 +169,7 @@ void PathEntry::OfferRecent() {
         auto* const entry = menu->addAction(QString(shown).replace('&', "&&"));
         entry->setToolTip(ToolTipOf(path));
         entry->setData(path);
-        connect(entry, &QAction::triggered, this, [this, path] {
-            Replace(path);
-            Q_EMIT field_.editingFinished();
-        });
+        connect(entry, &QAction::triggered, this, [this, path] { Pick(path); });
     }
     menu->popup(field_.mapToGlobal(QPoint(0, field_.height())));
     menu->setActiveAction(menu->actions().value(0));

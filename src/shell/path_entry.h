@@ -27,15 +27,23 @@ public:
 
     // What stands in the field was used: the list begins with it.
     void Remember();
+    // It turned out to be of no use.
+    void Forget();
     // Why the path in the field can't be used, as the user would read it; empty when it can, or
     // while the field is off.
     std::string Objection() const;
 
+Q_SIGNALS:
+    // A path was dropped or chosen from the list, which counts as browsing for it.
+    void Picked();
+
+public:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void Straighten();
     void Replace(const QString& path);
+    void Pick(const QString& path);
     void OfferRecent();
     void ShowSign();
 

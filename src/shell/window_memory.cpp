@@ -37,6 +37,14 @@ void Keep(const QString& key, const QVariant& value) {
     }
 }
 
+void KeepRecent(std::string_view kind, const std::vector<std::string>& paths) {
+    QStringList kept;
+    for (std::size_t i = 0; i < std::min(paths.size(), kMostRecent); ++i) {
+        kept << ToQt(paths[i]);
+    }
+    Keep(Key("Recent", kind), kept);
+}
+
 }  // namespace
 
 void UseWindowMemory(const std::string& path) {
@@ -73,11 +81,14 @@ void KeepRecentPath(std::string_view kind, const std::string& path) {
     auto paths = RecentPaths(kind);
     std::erase(paths, path);
     paths.insert(paths.begin(), path);
-    QStringList kept;
-    for (std::size_t i = 0; i < std::min(paths.size(), kMostRecent); ++i) {
-        kept << ToQt(paths[i]);
+    KeepRecent(kind, paths);
+}
+
+void ForgetRecentPath(std::string_view kind, const std::string& path) {
+    auto paths = RecentPaths(kind);
+    if (std::erase(paths, path) > 0) {
+        KeepRecent(kind, paths);
     }
-    Keep(Key("Recent", kind), kept);
 }
 
 ForgetfulToolkit::ForgetfulToolkit()

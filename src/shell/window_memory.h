@@ -28,6 +28,8 @@ void KeepLastFolder(std::string_view kind, const std::string& folder);
 std::vector<std::string> RecentPaths(std::string_view kind);
 void KeepRecentPath(std::string_view kind, const std::string& path);
 
+void ForgetRecentPath(std::string_view kind, const std::string& path);
+
 // As long as it lives, what the toolkit itself keeps of a chooser goes into a folder that vanishes
 // with it, and not under the toolkit's name into the user's settings.
 class ForgetfulToolkit {

@@ -25,8 +25,13 @@ Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
     ui_->setupUi(this);
     OfferPreview(*ui_->mdbtables, NamedTable);
     ConnectOptions();
-    TakesPath(*ui_->Mdbfilename, kAccessPaths);
-    TakesPath(*ui_->SysDBFileName, "Access system databases");
+    connect(&TakesPath(*ui_->Mdbfilename, kAccessPaths), &PathEntry::Picked, this, [this] {
+        TakeFile(FromQt(ui_->Mdbfilename->text()));
+    });
+    connect(&TakesPath(*ui_->SysDBFileName, "Access system databases"),
+            &PathEntry::Picked,
+            this,
+            &Form2::Load);
     WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
     connect(ui_->mdbtables, &QListWidget::itemSelectionChanged, this, [] { RefreshStatus(); });
     connect(ui_->brow, &PlateButton::Click, this, &Form2::Browse);
@@ -85,7 +90,11 @@ void Form2::Browse() {
         return;
     }
     ui_->Mdbfilename->setText(ToQt(*file));
-    const std::string extension = FileExtOf(*file);
+    TakeFile(*file);
+}
+
+void Form2::TakeFile(const std::string& file) {
+    const std::string extension = FileExtOf(file);
     if (extension == "accdb") {
         ui_->Option4->click();
     } else if (extension == "mdb") {

@@ -29,6 +29,8 @@ private:
     // What a click on an option enables, and whether it loads anew.
     void ConnectOptions();
     void Browse();
+    // One that was chosen: its ending says how to connect.
+    void TakeFile(const std::string& file);
     void BrowseSystemDatabase();
     // Puts SourceConnStr together and lists the tables. Without a file it says so and empties the
     // list.

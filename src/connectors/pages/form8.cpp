@@ -23,8 +23,14 @@ constexpr const char* kConnected = "Connected Succesfully";
 Form8::Form8() : Page("Form8"), ui_(std::make_unique<Ui::Form8>()) {
     ui_->setupUi(this);
     ConnectOptions();
-    TakesPath(*ui_->Mdbfilename, kAccessPaths);
-    TakesPath(*ui_->SysDBFileName, "Access system databases");
+    connect(&TakesPath(*ui_->Mdbfilename, kAccessPaths), &PathEntry::Picked, this, [this] {
+        ChooseAceFor(FromQt(ui_->Mdbfilename->text()));
+        Load();
+    });
+    connect(&TakesPath(*ui_->SysDBFileName, "Access system databases"),
+            &PathEntry::Picked,
+            this,
+            &Form8::Load);
     WatchAccessFields(*ui_, [this](auto& field) { WatchField(field); });
     connect(ui_->brow, &PlateButton::Click, this, &Form8::Browse);
     connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form8::BrowseSystemDatabase);
@@ -127,12 +133,16 @@ void Form8::CreateDatabase() {
         Tell(error.Description());
         return;
     }
-    // Such a file isn't for the provider of .mdb files, whichever option stands there.
-    if (FileExtOf(*file) == "accdb") {
+    ChooseAceFor(*file);
+    Load();
+}
+
+// An .accdb isn't for the provider of .mdb files, whichever option stands there.
+void Form8::ChooseAceFor(const std::string& file) {
+    if (FileExtOf(file) == "accdb") {
         ui_->Option4->setChecked(true);
         SetEnabled(false, false, true);
     }
-    Load();
 }
 
 void Form8::Load() {

@@ -30,6 +30,7 @@ private:
     void BrowseSystemDatabase();
     // Asks for a name, makes an empty .mdb and connects to it.
     void CreateDatabase();
+    void ChooseAceFor(const std::string& file);
     // Puts TargetConnStr together and tries it; ACCStatus says how that went.
     void Load();
     void ReloadIfTried();

@@ -7,8 +7,12 @@ namespace vantry {
 
 void FoxProPage::UseControls(const Controls& controls, const char* chooser_title) {
     c_ = controls;
-    TakesPath(*c_.FoxDir, "FoxPro folders");
-    TakesPath(*c_.VFPFilename, "FoxPro databases");
+    connect(&TakesPath(*c_.FoxDir, "FoxPro folders"), &PathEntry::Picked, this, [this] {
+        Browsed(FoxProForm::Folder);
+    });
+    connect(&TakesPath(*c_.VFPFilename, "FoxPro databases"), &PathEntry::Picked, this, [this] {
+        Browsed(FoxProForm::Container);
+    });
     WatchField(*c_.FoxDir);
     WatchField(*c_.VFPFilename);
     c_.VFPFilename->setToolTip(kSemicolonInBraces);

@@ -158,11 +158,22 @@ TEST_F(AccessPagesTest, FormEightCreatesADatabaseAndKeepsOneThatIsThere) {
     ShowPage("Form8");
     const std::string file = (folder_ / "new.mdb").string();
     const std::string full = MakeDatabase("full.mdb", {"kept"});
-    dialogs_.choices = {file, full, std::nullopt, (folder_ / "no folder/x.mdb").string()};
+    dialogs_.choices = {file,
+                        (folder_ / "new.accdb").string(),
+                        full,
+                        std::nullopt,
+                        (folder_ / "no folder/x.mdb").string()};
     Press("Form8", "Option4");
     Press("Form8", "NewMdbButton");
     EXPECT_TRUE(std::filesystem::exists(file));
     EXPECT_EQ(LabelText("Form8", "ACCStatus"), "Connected Succesfully") << dialogs_.TakeBoxes();
+
+    // By its ending it is of the newer kind, and connected to as such.
+    Press("Form8", "Option1");
+    Press("Form8", "NewMdbButton");
+    EXPECT_EQ(folder_.Read("new.accdb").substr(4, 15), "Standard ACE DB");
+    EXPECT_TRUE(Control<QRadioButton>("Form8", "Option4").isChecked());
+    EXPECT_EQ(TargetConnStr.find("Provider=Microsoft.ACE"), 0U) << TargetConnStr;
 
     TargetConnStr = "of the last try";
     Press("Form8", "NewMdbButton");

@@ -125,6 +125,7 @@ TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
     QDropEvent drop(QPointF(1, 1), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(&field, &drop);
     EXPECT_EQ(FromQt(field.text()), "/data/dropped 1.mdb");
+    EXPECT_NE(dialogs_.TakeBoxes().find("dropped 1.mdb"), std::string::npos) << "it is loaded";
     EXPECT_EQ(Said(), "");
     for (const auto* const path : {"/data/a;b.mdb", "/data/a\"b.mdb"}) {
         Type("Form2", "Mdbfilename", path);
@@ -144,6 +145,7 @@ TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
     ASSERT_EQ(menu->actions().size(), 2);
     menu->actions().last()->trigger();
     EXPECT_EQ(FromQt(other.text()), folder_.Path().string() + "/shop.mdb");
+    EXPECT_EQ(LabelText("Form8", "ACCStatus"), "Connected Succesfully");
     UseWindowMemory("");
 }
 
