@@ -18,6 +18,7 @@
 #include <QApplication>
 #include <QImage>
 #include <QListWidget>
+#include <QPushButton>
 #include <QTableWidget>
 
 #include <gtest/gtest.h>
