@@ -401,7 +401,7 @@ TEST_F(Form5Test, MarksRowsThatStayOutOrGoByPosition) {
     EXPECT_EQ(mark(3), "") << "skipped rows say so themselves";
     EXPECT_EQ(FindPage("Form5")->CurrentNotice().Text(),
               "2 rows are marked: the mouse on the sign says why.");
-    EXPECT_EQ(MarkOfTable(1), "2 columns go by position into one of another name.");
+    EXPECT_EQ(MarksOfTables().at(1), "2 columns go by position into one of another name.");
     // Dropped and made anew, the target has the source's names.
     Control<QRadioButton>("Form5", "TabDropOpt_0").click();
     EXPECT_EQ(mark(1), "");
