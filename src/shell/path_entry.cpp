@@ -17,6 +17,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPolygonF>
+#include <QTimer>
 #include <QUrl>
 
 namespace vantry {
@@ -147,10 +148,14 @@ void PathEntry::Replace(const QString& path) {
     field_.insert(path);
 }
 
+// Not from within the menu or the drop: what a page does then may let events in, by which the menu
+// is gone before it has returned, or show a box while another program waits for its drop.
 void PathEntry::Pick(const QString& path) {
-    Replace(path);
-    Q_EMIT field_.editingFinished();
-    Q_EMIT Picked();
+    QTimer::singleShot(0, this, [this, path] {
+        Replace(path);
+        Q_EMIT field_.editingFinished();
+        Q_EMIT Picked();
+    });
 }
 
 void PathEntry::ShowSign() {

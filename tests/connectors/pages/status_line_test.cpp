@@ -124,6 +124,7 @@ TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
     EXPECT_TRUE(enter.isAccepted());
     QDropEvent drop(QPointF(1, 1), Qt::CopyAction, &files, Qt::LeftButton, Qt::NoModifier);
     QCoreApplication::sendEvent(&field, &drop);
+    QCoreApplication::processEvents();
     EXPECT_EQ(FromQt(field.text()), "/data/dropped 1.mdb");
     EXPECT_NE(dialogs_.TakeBoxes().find("dropped 1.mdb"), std::string::npos) << "it is loaded";
     EXPECT_EQ(Said(), "");
@@ -144,6 +145,7 @@ TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
     ASSERT_NE(menu, nullptr);
     ASSERT_EQ(menu->actions().size(), 2);
     menu->actions().last()->trigger();
+    QCoreApplication::processEvents();
     EXPECT_EQ(FromQt(other.text()), folder_.Path().string() + "/shop.mdb");
     EXPECT_EQ(LabelText("Form8", "ACCStatus"), "Connected Succesfully");
     UseWindowMemory("");
