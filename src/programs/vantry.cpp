@@ -1,6 +1,8 @@
 // The wizard.
 
 #include "core/folders.h"
+#include "core/settings.h"
+#include "data/message_text.h"
 #include "programs/all_pages.h"
 #include "programs/failed_writes.h"
 #include "programs/no_core_file.h"
@@ -11,6 +13,7 @@
 #include <QApplication>
 
 #include <clocale>
+#include <cstdio>
 
 int main(int argc, char** argv) {
     vantry::RefuseCoreFile();
@@ -25,7 +28,10 @@ int main(int argc, char** argv) {
     vantry::MakeSelectionsReadable();
     // The set of pages knows when the last one went.
     QApplication::setQuitOnLastWindowClosed(false);
-    vantry::UseWindowMemory(vantry::ApplicationFolder() + "/Vantry.ini");
+    vantry::UseWindowMemory(vantry::ApplicationFolder() + "/Window.ini");
     vantry::StartWizard(vantry::ApplicationFolder());
+    for (const auto& fault : vantry::TakeSettingsFaults()) {
+        std::fprintf(stderr, "Vantry: %s\n", vantry::WithoutControls(fault).c_str());
+    }
     return QApplication::exec();
 }

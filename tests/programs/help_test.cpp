@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 
@@ -55,8 +56,13 @@ TEST(Help, NoLinkLeadsNowhereAndEveryPageIsReachedFromTheStart) {
         more = false;
         for (const auto& file : std::set<std::string>(reached)) {
             for (const auto& link : Matches(TextOf(kHelp / file), "(?:href|src)=\"([^\"]*)\"")) {
-                EXPECT_TRUE(std::filesystem::is_regular_file(kHelp / link)) << file << " " << link;
-                more |= files.contains(link) && reached.insert(link).second;
+                const auto mark = std::min(link.find('#'), link.size());
+                const auto target = mark == 0 ? file : link.substr(0, mark);
+                EXPECT_TRUE(std::filesystem::is_regular_file(kHelp / target)) << file << link;
+                EXPECT_TRUE(mark == link.size() ||
+                            test::Has(TextOf(kHelp / target), "id=\"" + link.substr(mark + 1)))
+                    << file << " " << link;
+                more |= files.contains(target) && reached.insert(target).second;
             }
         }
     }

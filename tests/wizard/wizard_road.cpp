@@ -17,6 +17,7 @@
 #include "wizard/road_driver.h"
 #include "wizard/road_program.h"
 
+#include <QAbstractItemView>
 #include <QComboBox>
 #include <QListWidget>
 #include <QPlainTextEdit>
@@ -249,7 +250,17 @@ private:
     void StepTo(const char* page, const char* combo, const std::string& entry) {
         driver_.Enter(page, combo);
         if (!by_keyboard_) {
-            driver_.Keys("Escape");  // the click has opened it
+            const auto is_open = [=] {
+                return Control<QComboBox>(page, combo).view()->isVisible();
+            };
+            driver_.Until("the click has come",
+                          [=] { return is_open() || Control<QComboBox>(page, combo).hasFocus(); });
+            // On a list that is closed the key would be the page's: Cancel.
+            driver_.Do("Escape for an open list", [=] {
+                if (is_open()) {
+                    QProcess::execute("xdotool", {"key", "Escape"});
+                }
+            });
         }
         for (int step = 0; step < 3; ++step) {
             driver_.Do("a step down the list, unless it is there", [=] {
