@@ -125,8 +125,8 @@ TEST_F(TextWriterTest, FormulaLikeTextsAreWrittenAsTheyAreAndCounted) {
     RunSessionToText("");
     CurrentSettings = {};
     EXPECT_EQ(Written(),
-              "\"'=1+1\",-1\r\n\"'@SUM(A1)\",-2\r\n\"-5\",3\r\n\"+1.5\",4\r\n\"'-x\",5\r\n"
-              "\"a=b\",6\r\n");
+              "\"'=1+1\",-1\r\n\"'@SUM(A1)\",-1\r\n\"-5\",-1\r\n\"+1.5\",-1\r\n\"'-x\",-1\r\n"
+              "\"a=b\",-1\r\n");
     EXPECT_EQ(ReportOf(0).FormulaTexts, 0);
     // The blanks before the second one are lost, and no sign that was put there counts.
     const auto& found = ReportOf(0).Verified;
