@@ -11,6 +11,7 @@ BackgroundJobs::~BackgroundJobs() {
     }
     {
         const std::lock_guard lock(mutex_);
+        // Loop ends only when no job is left: what was posted is still done.
         closing_ = true;
     }
     changed_.notify_all();
@@ -53,6 +54,7 @@ void BackgroundJobs::Loop() {
         lock.unlock();
         job();
         lock.lock();
+        // Taken out when it is done, not before: Wait and the limit of Post count it while it runs.
         jobs_.pop_front();
         changed_.notify_all();
     }

@@ -42,6 +42,8 @@ void BackgroundKeys::Add(const RecordView& record) {
 }
 
 void BackgroundKeys::HandOver() {
+    // The next block of the ring is free then: at most the other kBlocks - 1 wait or are being
+    // read.
     jobs_.Post([this, &block = blocks_[filled_]] { Digest(block); }, kBlocks - 1);
     filled_ = (filled_ + 1) % kBlocks;
     blocks_[filled_].bytes.clear();
@@ -50,6 +52,7 @@ void BackgroundKeys::HandOver() {
 
 void BackgroundKeys::Wait() {
     jobs_.Wait();
+    // What filled no block is done here; the second thread is at rest, so the batches are free.
     auto& block = blocks_[filled_];
     if (!block.numbers.empty()) {
         Digest(block);
@@ -72,6 +75,7 @@ void BackgroundKeys::Forget() {
 }
 
 void BackgroundKeys::Digest(const Block& block) noexcept {
+    // Needs no lock: jobs run one after the other, and the owner looks at it when they are done.
     if (error_) {
         return;
     }
@@ -93,6 +97,8 @@ void BackgroundKeys::Digest(const Block& block) noexcept {
         }
         std::size_t kept = 0;
         for (const auto& tag : *tags_) {
+            // A flush without the table passes over such a tag, so its bytes would never be freed
+            // by one.
             if (!tag->IsMadeInBackground() || tag->NeedsTable()) {
                 continue;
             }
@@ -112,6 +118,8 @@ std::unique_ptr<EditPipe> BackgroundKeys::Sorted(const Tag& tag) {
         return nullptr;
     }
     auto pipe = std::make_unique<EditPipe>(tag.Shape());
+    // No limit: there is a job for each tag, and one that waited here would wait for a pipe that
+    // nobody empties yet.
     jobs_.Post([this, &tag, to = pipe.get()] { to->Fill([&] { return tag.batch.Sorted(room_); }); },
                SIZE_MAX);
     pipe->PromiseFill();  // not before: without memory there is no job

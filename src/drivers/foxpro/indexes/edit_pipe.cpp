@@ -16,6 +16,7 @@ EditPipe::~EditPipe() {
     std::unique_lock lock(mutex_);
     closing_ = true;
     changed_.notify_all();
+    // Fill uses this object to its end, and a promised one always comes to run.
     changed_.wait(lock, [this] { return ended_ || !promised_; });
 }
 
@@ -42,6 +43,7 @@ bool EditPipe::PassOn(TreeEdits& edits) {
     std::size_t filled = 0;
     for (; filled < part.entries.size() && edits.Entry() != nullptr; edits.Next()) {
         std::memcpy(part.entries.data() + filled, edits.Entry(), size_);
+        // Nothing before this one was a removal; from here on each entry has its mark.
         if (edits.IsRemoval() && part.removals.empty()) {
             part.removals.resize(filled / size_);
         }
@@ -59,6 +61,7 @@ bool EditPipe::PassOn(TreeEdits& edits) {
 }
 
 void EditPipe::TakePart() {
+    // What is true at the end, and if Fill has failed.
     number_ = count_ = 0;
     entry_ = nullptr;
     removal_ = false;

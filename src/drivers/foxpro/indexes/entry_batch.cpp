@@ -19,6 +19,7 @@ constexpr std::size_t kDigitValues = 256;
 constexpr std::size_t kFewEntries = 128;
 constexpr std::size_t kReadBytes = 64 * kIndexPage;
 
+// As a number that is ordered as the bytes are; what is missing at the end counts as zeros.
 std::uint64_t StartOf(const std::byte* at, std::size_t length) {
     std::uint64_t word = 0;
     std::memcpy(&word, at, std::min(length, sizeof word));
@@ -30,6 +31,8 @@ std::uint64_t HashOf(ByteSpan key) {
     while (!key.empty()) {
         const std::size_t length = std::min(key.size(), sizeof(std::uint64_t));
         hash = (hash ^ StartOf(key.data(), length)) * 0xD6E8FEB86659FD93U;
+        // The lowest bits choose the slot, and those of a product know nothing of the bits above
+        // them.
         hash ^= hash >> 32;
         key = key.subspan(length);
     }
@@ -39,6 +42,7 @@ std::uint64_t HashOf(ByteSpan key) {
 // `others`: room for as many.
 void SortByDigits(std::span<SortRoom::Item> items, std::span<SortRoom::Item> others) {
     std::array<std::array<std::uint32_t, kDigitValues>, kDigits> counts{};
+    // How often a value occurs doesn't depend on the order: one pass counts for all digits.
     for (const auto& item : items) {
         for (std::size_t digit = 0; digit < kDigits; ++digit) {
             ++counts[digit][item.start >> (8 * digit) & 0xFF];
@@ -52,6 +56,7 @@ void SortByDigits(std::span<SortRoom::Item> items, std::span<SortRoom::Item> oth
         }
         std::uint32_t place = 0;
         for (auto& count : places) {
+            // Counts become the places where the entries with each value begin.
             place += std::exchange(count, place);
         }
         for (const auto& item : items) {
@@ -60,6 +65,7 @@ void SortByDigits(std::span<SortRoom::Item> items, std::span<SortRoom::Item> oth
         std::swap(items, others);
         swapped = !swapped;
     }
+    // The result is to be where the caller has the entries, whichever of the two was written last.
     if (swapped) {
         std::copy(items.begin(), items.end(), others.begin());
     }
@@ -148,6 +154,8 @@ public:
 private:
     void Stand() {
         entry_ = parts_.empty() ? nullptr : parts_.front()->Entry();
+        // The second of all is one of the two below the top, so a single comparison tells whether
+        // the next entry of the first part is still the first.
         runner_up_ = parts_.size() > 2 && IsBefore(2, 1) ? 2 : 1;
     }
     bool IsBefore(std::size_t left, std::size_t right) const {
@@ -174,6 +182,7 @@ private:
 void EntryBatch::Add(ByteSpan key, RecordNumber record, bool removal) {
     const std::size_t size = shape_.EntrySize();
     const std::size_t at = count_ * size;
+    // Filled up to `count_`: Clear() keeps the room for the next batch.
     if (entries_.size() < at + size) {
         entries_.resize(std::max<std::size_t>(2 * entries_.size(), 16 * size));
     }
@@ -213,6 +222,7 @@ void EntryBatch::Clear() {
 
 std::size_t EntryBatch::SlotOf(ByteSpan key) const {
     std::size_t slot = HashOf(key) & (slots_.size() - 1);
+    // Ends, as Remember leaves half of the slots empty at least.
     while (slots_[slot] != 0 &&
            std::memcmp(Entry(slots_[slot] - 1), key.data(), shape_.key_length) != 0) {
         slot = (slot + 1) & (slots_.size() - 1);
@@ -242,6 +252,8 @@ std::optional<EntryBatch::Last> EntryBatch::FindLast(ByteSpan key) const {
     std::size_t found = count_;
     if (in_order_) {
         const auto length = shape_.key_length;
+        // Keys that come in their order are new ones as a rule, and known as such by the last
+        // entry.
         if (std::memcmp(key.data(), Entry(count_ - 1), length) > 0) {
             return std::nullopt;
         }
@@ -254,6 +266,7 @@ std::optional<EntryBatch::Last> EntryBatch::FindLast(ByteSpan key) const {
                 found = middle;
             }
         }
+        // The last entry isn't below the key, so the search ended at one of them.
         found = std::memcmp(Entry(found), key.data(), length) == 0 ? found : count_;
     } else if (const auto entry = slots_[SlotOf(key)]; entry != 0) {
         found = entry - 1;
@@ -298,10 +311,13 @@ void EntryBatch::SortSpan(std::span<SortRoom::Item> items,
     const auto less = [&](const SortRoom::Item& left, const SortRoom::Item& right) {
         return std::memcmp(Entry(left.number) + same, Entry(right.number) + same, size - same) < 0;
     };
+    // Entries of one key mostly stand in their order already: records come by their numbers.
     if (std::is_sorted(items.begin(), items.end(), less)) {
         return;
     }
     if (items.size() <= kFewEntries) {
+        // What was said about one entry has to stay in its order: SortedList goes by the last of
+        // it.
         std::stable_sort(items.begin(), items.end(), less);
         return;
     }
@@ -337,6 +353,7 @@ void EntryBatch::Pack(SortRoom& room) {
         out += size;
     }
     LeafPacker packer;
+    // Nothing is ever put between the entries of a run, which is read once from end to end.
     packer.Pack(room.entries, shape_, true);
     auto& leaves = room.leaves;
     leaves.resize(packer.Leaves() * kIndexPage);
@@ -383,6 +400,7 @@ EditList EntryBatch::SortedList(SortRoom& room) const {
         if ((behind - first) % 2 != 0) {
             std::memcpy(out, entry, size);
             out += size;
+            // An odd number of times: what was said last is what the first said, too.
             room.removals.push_back(removals_[room.items[behind - 1].number]);
         }
         first = behind;

@@ -20,6 +20,7 @@ constexpr int kStrWidth = 10;
 constexpr int kMostDecimals = 18;
 constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
 
+// Arguments come from fields: what is below zero or huge must not wrap when it becomes a size.
 std::size_t Size(double number) {
     return static_cast<std::size_t>(std::clamp(number, 0.0, 1000.0));
 }
@@ -33,6 +34,7 @@ std::string_view WithoutTrailing(std::string_view text) {
 }
 
 std::int32_t DayIn(const KeyValue& value) {
+    // A date to which a number was added may be any number.
     return static_cast<std::int32_t>(std::clamp(value.number, 0.0, 1e7)) - kJulianDayZero;
 }
 bool IsBlankDate(const KeyValue& value) {
@@ -104,6 +106,7 @@ std::string Digits(double number, int decimals) {
         scaled *= 10;
     }
     scaled = std::round(scaled);
+    // In this form it is true of what is not a number, too.
     if (!(scaled < kExactIntegers)) {
         throw KeyTrouble("STR() of a number of more than 15 digits isn't certain");
     }
@@ -138,6 +141,7 @@ KeyValue Str(const CallInput& in) {
 }
 KeyValue Val(const CallInput& in) {
     auto text = WithoutLeading(in.Text(0));
+    // from_chars knows no plus, and leaves `number` as it is where there are no digits.
     if (text.starts_with('+')) {
         text.remove_prefix(1);
     }
@@ -210,6 +214,7 @@ KeyValue Not(const CallInput& in) {
     return LogicalValue(!in.Logical(0));
 }
 KeyValue And(const CallInput& in) {
+    // FALSE decides even beside NULL, whose value wouldn't matter.
     for (const auto& value : in.values) {
         if (!value.null && !value.logical) {
             return LogicalValue(false);
@@ -219,6 +224,7 @@ KeyValue And(const CallInput& in) {
     result.null = in.values[0].null || in.values[1].null;
     return result;
 }
+// TRUE decides even beside NULL.
 KeyValue Or(const CallInput& in) {
     for (const auto& value : in.values) {
         if (!value.null && value.logical) {
@@ -305,6 +311,7 @@ template <bool (*holds)(int)>
 KeyValue Numbers(const CallInput& in) {
     return CompareNumbers(in, holds);
 }
+// "==" pads nothing, so that no setting has a say.
 KeyValue SameText(const CallInput& in) {
     return LogicalValue(in.Text(0) == in.Text(1));
 }
@@ -320,6 +327,7 @@ KeyValue Contains(const CallInput& in) {
 
 // ---- Widths of texts
 
+// A width that comes from a field differs between records: 0, which stands for no fixed width.
 std::size_t LiteralSize(std::span<const NodePtr> arguments, std::size_t number) {
     const auto literal =
         number < arguments.size() ? arguments[number]->Literal() : std::optional<double>();
@@ -424,6 +432,7 @@ constexpr std::array kNumberComparisons = {
 }  // namespace
 
 const Function* FindFunction(std::string_view name) {
+    // FoxPro takes a function's name from its first four letters on.
     constexpr std::size_t kShortest = 4;
     for (const auto& function : kFunctions) {
         const bool cut = name.size() >= kShortest && name.size() < function.name.size();

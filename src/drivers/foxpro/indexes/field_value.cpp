@@ -23,11 +23,13 @@ double NumberIn(const Field& field, ByteSpan bytes) {
     const auto text = AsText(bytes);
     const auto start = text.find_first_not_of(' ');
     if (start == std::string_view::npos) {
+        // A blank number has the key of 0, as FoxPro takes it for 0 wherever it computes.
         return 0;
     }
     double number = 0;
     const auto [end, error] = std::from_chars(
         text.data() + start, text.data() + text.size(), number, std::chars_format::fixed);
+    // The form that nearly all have; the rest, blanks behind it included, is left to ReadNumber.
     if (error == std::errc() && end == text.data() + text.size() && IsDigit(text.back())) {
         return number;
     }
@@ -48,6 +50,7 @@ double DayNumberIn(const Field& field, ByteSpan bytes) {
         good = good && IsDigit(c);
         digits[k] = DigitOf(c);
     }
+    // Some programs write zeros or NULs for no date.
     if (blank) {
         return 0;
     }
@@ -62,10 +65,12 @@ double DayNumberIn(const Field& field, ByteSpan bytes) {
 }
 
 double MomentIn(ByteSpan bytes) {
+    // Blanks in place of zeros occur in files of other programs.
     const auto blank = [](std::byte byte) { return byte == std::byte{' '}; };
     if (std::all_of(bytes.begin(), bytes.end(), blank)) {
         return 0;
     }
+    // The day first: the last bit of the sum, and so the key, depends on the order.
     return file::Load<std::int32_t>(bytes, 0) +
            file::Load<std::int32_t>(bytes, 4) / static_cast<double>(kMillisPerDay);
 }
@@ -128,6 +133,7 @@ KeyValue FieldValue(const Field& field, const RecordView& record) {
             value.number = MomentIn(bytes);
             break;
         case 'L':
+            // A value that was never set, blank or "?", is false to FoxPro.
             value.logical = std::string_view("TtYy").find(std::to_integer<char>(bytes[0])) !=
                             std::string_view::npos;
             break;

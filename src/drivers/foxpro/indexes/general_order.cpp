@@ -64,6 +64,7 @@ std::string_view Expanded(unsigned char letter) {
 }  // namespace
 
 void GeneralKey(std::string_view text, std::span<std::byte> out) {
+    // The padding stands for them: zeros sort before all weights, as blanks should.
     while (!text.empty() && text.back() == ' ') {
         text.remove_suffix(1);
     }
@@ -75,6 +76,8 @@ void GeneralKey(std::string_view text, std::span<std::byte> out) {
         if (at < out.size()) {
             out[at++] = std::byte{kWeights[letter]};
         }
+        // 0, of a letter that could have an accent, is kept: it holds the place before later
+        // accents.
         if (kAccents[letter] >= 0 && accent_count < accents.size()) {
             accents[accent_count++] = static_cast<std::byte>(kAccents[letter]);
         }
@@ -89,6 +92,8 @@ void GeneralKey(std::string_view text, std::span<std::byte> out) {
             add(static_cast<unsigned char>(part));
         }
     }
+    // No sign stands between: accents end at 8 and weights begin at 16, so that the accents of a
+    // shorter text sort before the next letter of a longer one.
     const std::size_t room = std::min(out.size() - at, accent_count);
     std::copy_n(accents.begin(), room, out.begin() + static_cast<std::ptrdiff_t>(at));
 }

@@ -20,6 +20,7 @@ void IndexPages::Forget() {
     chunks_.clear();
     last_ = nullptr;
     changed_ = cut_ = false;
+    // Half a page at the end is none: no address may lead into it.
     end_ = group_->SizeOf(member_) / kIndexPage * kIndexPage;
 }
 
@@ -105,6 +106,7 @@ PageAddress IndexPages::AllocateAtEnd(std::size_t pages) {
 void IndexPages::Free(PageAddress address) {
     const auto next = file::LoadU32(Page(0), kFreePageOffset);
     const auto page = Change(address);
+    // Nothing but zeros behind the link: Allocate takes no other page from the list.
     std::fill(page.begin(), page.end(), std::byte{0});
     file::Store(page, kNextFreePage, next == kNoPage ? PageAddress{0} : next);
     file::Store(Change(0), kFreePageOffset, address);
@@ -126,6 +128,7 @@ void IndexPages::Write() {
             numbers.push_back(number);
         }
     }
+    // The order of the file: neighbouring chunks make fewer and longer writes.
     std::sort(numbers.begin(), numbers.end());
     for (const auto number : numbers) {
         auto& chunk = chunks_.at(number);

@@ -62,6 +62,7 @@ public:
     KeyValue Evaluate(const RecordView& record) override {
         for (std::size_t k = 0; k < arguments_.size(); ++k) {
             values_[k] = arguments_[k]->Evaluate(record);
+            // With a NULL the result is NULL, but for the functions that are about NULL.
             if (values_[k].null && !function_->takes_null) {
                 KeyValue null;
                 null.type = Type();
@@ -92,6 +93,7 @@ private:
 // ---- Parsing ----------------------------------------------------------------------------------
 
 bool StartsName(char c) {
+    // A letter beyond ASCII begins with a byte from 0x80 on in every code page of tables.
     return IsLetter(c) || c == '_' || (static_cast<unsigned char>(c) & 0x80U) != 0;
 }
 
@@ -192,6 +194,7 @@ private:
         auto left = ParseSum(depth);
         for (const auto& sign : kSigns) {
             if (Accept(sign.written)) {
+                // KeyMaker refuses a tag with a collation then, as that orders comparisons, too.
                 compares_texts_ = compares_texts_ || left->Type() == KeyType::Text;
                 return Combine(sign.meant, std::move(left), ParseSum(depth));
             }
@@ -237,6 +240,7 @@ private:
             Expect(")");
             return inner;
         }
+        // Square brackets are quotation marks in FoxPro as well.
         if (c == '"' || c == '\'' || c == '[') {
             return ParseText(c == '[' ? ']' : c);
         }
@@ -335,10 +339,13 @@ private:
         if (Peek() == '(') {
             return ParseCall(name, depth);
         }
+        // The point may belong to an operator that follows without a blank; the name is no alias
+        // then.
         const auto rest = text_.substr(at_, 5);
         const bool is_operator = EqualsNoCase(rest.substr(0, 4), ".or.") ||
                                  EqualsNoCase(rest, ".and.") || EqualsNoCase(rest, ".not.");
         if (Accept("->") || (Peek() == '.' && StartsName(Peek(1)) && !is_operator && Accept("."))) {
+            // "m." is for variables of a program, which an index has nothing of.
             if (EqualsNoCase(name, "m")) {
                 throw KeyTrouble("it has a variable");
             }
@@ -364,6 +371,7 @@ private:
             const auto stem = name.substr(0, kFieldNameLength - 1);
             int alike = 0;
             for (const auto& field : layout_.fields) {
+                // Those with a long name of their own were compared with it above.
                 if (field.hidden || field.long_name != field.name) {
                     continue;
                 }
@@ -387,6 +395,7 @@ private:
             throw KeyTrouble("fields of the type " + std::string(1, found->type) + ", such as " +
                              found->name + ", aren't kept in keys here");
         }
+        // A tag that is made from it needs room for NULL in its keys.
         has_nullable_field_ = has_nullable_field_ || found->nullable;
         return std::make_unique<FieldNode>(*found, *type);
     }

@@ -27,6 +27,7 @@ bool IsOneField(const KeyExpression& expression, char type) {
 }
 
 // Of a key that isn't a text.
+// Only the field itself is kept in four bytes: what is computed from it is a double.
 std::size_t SizeOf(const KeyExpression& expression) {
     if (expression.Type() == KeyType::Logical) {
         return 1;
@@ -41,6 +42,8 @@ void PutNumberKey(double number, std::span<std::byte> out) {
     if (number != 0) {  // there is one zero alone
         std::memcpy(&bits, &number, sizeof bits);
     }
+    // A negative number is turned round as a whole, because its larger amounts come first; the sign
+    // alone is turned in others, which puts them behind.
     bits = (bits & kSign) != 0 ? ~bits : bits | kSign;
     file::StoreBigU64(out, 0, bits);
 }
@@ -61,6 +64,7 @@ KeyMaker::KeyMaker(const TagHeader& header, const TableLayout& layout, const Let
         Settle(header, layout);
         field_ = expression_->SingleField();
     } catch (const KeyTrouble& trouble) {
+        // The table can still be read, and says why it takes no changes (RequireMaintainable).
         unsupported_ = trouble.what();
     }
 }
@@ -89,6 +93,7 @@ void KeyMaker::Settle(const TagHeader& header, const TableLayout& layout) {
             expression_->SingleField()->binary) {
             throw KeyTrouble("its field is binary, and its order " + header.collation);
         }
+        // Any length goes with a text, which is cut or padded to it.
         return;
     }
     pad_ = std::byte{0};
@@ -123,6 +128,7 @@ void KeyMaker::Put(const RecordView& record, std::span<std::byte> out) const {
     const auto value =
         field_ != nullptr ? FieldValue(*field_, record) : expression_->Evaluate(record);
     if (value.null && nullable_) {
+        // `out` begins behind the prefix, so there is a byte of the key before it.
         std::fill(out.data() - 1, out.data() + out.size(), std::byte{0});
         return;
     }
@@ -148,6 +154,7 @@ void KeyMaker::Put(const RecordView& record, std::span<std::byte> out) const {
                 static_cast<std::uint32_t>(static_cast<std::int32_t>(value.number)) ^ 0x80000000U);
             break;
         case Form::Currency: {
+            // From the record: a double has too few digits for 19 of them.
             const auto amount = value.null ? 0 : file::Load<std::int64_t>(record.Bytes(*field_), 0);
             file::StoreBigU64(out, 0, static_cast<std::uint64_t>(amount) ^ kSign);
             break;
@@ -170,6 +177,7 @@ void SettleNewHeader(TagHeader& header, const TableLayout& layout, const LetterT
     options |= header.filter.empty() ? 0U : kTagFilter;
     header.kind = header.collation.empty() ? kKindMachine : kKindCollation;
     if (text && header.kind == kKindCollation) {
+        // Two bytes a letter: one for its weight, and one for an accent or a second letter.
         length *= 2;
     }
     if (expression.HasNullableField()) {
@@ -186,6 +194,8 @@ void SettleNewHeader(TagHeader& header, const TableLayout& layout, const LetterT
     header.options = static_cast<std::uint8_t>(options);
     header.key_length = length;
     EncodeTagHeader(header);
+    // As if it had been read from a file: what could not be kept right later is refused when it is
+    // made.
     if (const auto why = KeyMaker(header, layout, letters).Unsupported(); !why.empty()) {
         throw KeyTrouble(why);
     }

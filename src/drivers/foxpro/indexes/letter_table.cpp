@@ -10,6 +10,7 @@ namespace vantry::foxpro {
 namespace {
 
 bool HasLongCharacters(int code_page) {
+    // A byte may be half a character there, so that no single one has a letter case.
     constexpr std::array kLong = {932, 936, 949, 950, 1361, 54936, 65001};
     return std::find(kLong.begin(), kLong.end(), code_page) != kLong.end();
 }

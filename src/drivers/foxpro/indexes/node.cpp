@@ -20,6 +20,7 @@ std::size_t InnerEntrySize(const TreeShape& shape) {
 
 void DecodeInner(ByteSpan page, const TreeShape& shape, Node& node) {
     const std::size_t size = InnerEntrySize(shape);
+    // Slice throws if the page is too small for them, so nothing below looks behind it.
     const auto all = file::Slice(page, kInnerEntries, node.count * size);
     node.entries.resize(node.count * shape.EntrySize());
     node.children.resize(node.count);
@@ -37,6 +38,7 @@ void DecodeLeaf(ByteSpan page, const TreeShape& shape, Node& node) {
     const std::size_t packed = file::LoadU8(page, kLeafEntrySize);
     node.children.clear();
     node.entries.resize(node.count * shape.EntrySize());
+    // The widths of a leaf without entries describe nothing, and aren't looked at.
     if (node.count == 0) {
         return;
     }
@@ -44,8 +46,10 @@ void DecodeLeaf(ByteSpan page, const TreeShape& shape, Node& node) {
         dup_bits > 8 || trail_bits > 8) {
         throw file::BoundsError();
     }
+    // For its check alone: that the table of entries ends inside of the page.
     file::Slice(page, kLeafEntries, node.count * packed);
     const std::size_t keys_start = kLeafEntries + node.count * packed;
+    // Both bound the record's number; the smaller one keeps the bits of the counts out of it.
     const std::uint64_t record_mask =
         std::min<std::uint64_t>(file::LoadU32(page, kLeafRecordMask),
                                 record_bits >= 32 ? UINT32_MAX : (1ULL << record_bits) - 1);
@@ -54,6 +58,7 @@ void DecodeLeaf(ByteSpan page, const TreeShape& shape, Node& node) {
     for (std::size_t k = 0; k < node.count; ++k, out += shape.EntrySize()) {
         const std::size_t place = kLeafEntries + k * packed;
         std::uint64_t word = 0;
+        // The last entry may end with the page, behind which nothing may be read.
         std::memcpy(&word, page.data() + place, std::min(kWord, kIndexPage - place));
         if (packed < kWord) {
             word &= (1ULL << 8 * packed) - 1;
@@ -66,6 +71,7 @@ void DecodeLeaf(ByteSpan page, const TreeShape& shape, Node& node) {
             throw file::BoundsError();
         }
         const std::size_t stored = shape.key_length - dup - trail;
+        // `at` is never below the keys' start, so this can't wrap.
         if (stored > at - keys_start) {
             throw file::BoundsError();
         }
@@ -87,6 +93,7 @@ std::size_t TrailOf(const std::byte* key, const TreeShape& shape) {
         std::uint64_t word;
         std::memcpy(&word, key + used - kWord, kWord);
         if (word != pads) {
+            // The page's bytes become a little-endian word: what stands last is highest.
             used -= static_cast<std::size_t>(std::countl_zero(word ^ pads)) / 8;
             return shape.key_length - used;
         }
@@ -105,6 +112,7 @@ std::size_t CommonLength(const std::byte* left, const std::byte* right, std::siz
         std::memcpy(&a, left + at, kWord);
         std::memcpy(&b, right + at, kWord);
         if (a != b) {
+            // What stands first is lowest in a little-endian word.
             return at + static_cast<std::size_t>(std::countr_zero(a ^ b)) / 8;
         }
     }
@@ -125,6 +133,7 @@ void DecodeNode(ByteSpan page, const TreeShape& shape, Node& node) {
     node.count = file::LoadU16(page, kNodeCount);
     node.left = file::LoadU32(page, kNodeLeft);
     node.right = file::LoadU32(page, kNodeRight);
+    // Before room is made: an entry has at least a byte, so no page holds more.
     if (node.count > kIndexPage) {
         throw file::BoundsError();
     }
@@ -180,6 +189,7 @@ void EncodeInner(ByteSpan entries,
 void LeafPacker::Pack(ByteSpan entries, const TreeShape& shape, bool fill_up) {
     entries_ = entries;
     shape_ = shape;
+    // Room for counts up to the whole key, and no more: what FoxPro chooses, too.
     count_bits_ = static_cast<unsigned>(std::bit_width(shape.key_length));
     const std::size_t size = shape.EntrySize();
     const std::size_t count = entries.size() / size;
@@ -229,6 +239,7 @@ void LeafPacker::Encode(std::size_t leaf, std::span<std::byte> page) const {
     const std::size_t count = bounds_[leaf + 1] - first;
     const std::size_t size = shape_.EntrySize();
     const auto mask = static_cast<std::uint8_t>((1U << count_bits_) - 1);
+    // The links before this belong to LinkChain, which may have set them.
     std::fill(page.begin() + kLeafFree, page.end(), std::byte{0});
     std::size_t at = kIndexPage;
     for (std::size_t k = 0; k < count; ++k) {

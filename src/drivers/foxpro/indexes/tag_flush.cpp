@@ -21,6 +21,7 @@ constexpr std::size_t kWorthAThread = 512U << 10;  // bytes of entries
 }  // namespace
 
 void TagSet::State::FlushBatches(const RecordWalk* walk) {
+    // Until it returns the batches are the second thread's.
     background.Wait();
     std::vector<Tag*> flushed;
     for (const auto& tag : tags) {
@@ -40,6 +41,7 @@ void TagSet::State::FlushBatches(const RecordWalk* walk) {
         }
         tag.batch.Clear();
     }
+    // A batch that was left out has removals, and so nothing packed in either room.
     background.Forget();
     room_.packed.Clear();
     pages.Write();
@@ -47,6 +49,7 @@ void TagSet::State::FlushBatches(const RecordWalk* walk) {
 
 // Keys that come in their order go behind the last one, which changes the end of the tree alone.
 void TagSet::State::FlushIfBehind(Tag& tag) {
+    // A key may have its entry in the tree already where each has only one.
     if (tag.batch.Bytes() < kBehindBytes || !tag.batch.IsInOrder() || tag.IsUnique()) {
         return;
     }
@@ -65,6 +68,7 @@ void TagSet::State::FlushIfBehind(Tag& tag) {
 std::vector<std::unique_ptr<EditPipe>> TagSet::State::SortBeside(std::span<Tag* const> sorted) {
     std::size_t bytes = 0;
     for (const auto* const tag : sorted) {
+        // What is packed is large enough for a thread in any case.
         bytes += tag->batch.HasPacked() ? memory_ : tag->batch.Bytes();
     }
     std::vector<std::unique_ptr<EditPipe>> pipes;
@@ -89,6 +93,8 @@ void TagSet::State::Flush(Tag& tag, TreeEdits& edits, const RecordWalk* walk) {
         Apply(tag, edits);
     }
     tag.last_entry.reset();
+    // The counter is for engines that keep pages: one step is enough, as they see whole commits
+    // alone.
     if (!flushed_) {
         CountChange(pages);
         flushed_ = true;
@@ -116,6 +122,7 @@ void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* wa
     std::vector<Change> changes;
     std::unordered_map<std::string, std::size_t> orphans;  // keys whose first record went
     auto tree = TreeOf(tag);
+    // With removals all at once, as each round could cost a walk over the table.
     while (edits.Entry() != nullptr && (tag.batch.HasRemovals() || changes.size() < kKeysAtOnce)) {
         Change change;
         change.key.assign(edits.Entry(), edits.Entry() + shape.key_length);
@@ -133,6 +140,7 @@ void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* wa
             }
         }
         if (orphan) {
+            // Those that came, too: the walk meets them as they are now.
             change.now.reset();
             orphans.emplace(
                 std::string(reinterpret_cast<const char*>(change.key.data()), change.key.size()),
@@ -149,6 +157,7 @@ void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* wa
             const auto found =
                 orphans.find(std::string(reinterpret_cast<const char*>(key.data()), key.size()));
             if (found != orphans.end() && !changes[found->second].now) {
+                // Records come by number, so the first that is met is the first of its key.
                 changes[found->second].now = record.number;
             }
         });
@@ -165,6 +174,7 @@ void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* wa
         if (change.former == change.now) {
             continue;
         }
+        // Edits have to be in the tree's order, which for one key is that of the records.
         const bool now_first = change.now && change.former && *change.now < *change.former;
         if (now_first) {
             add(change, *change.now, false);
@@ -185,6 +195,7 @@ void TagSet::State::Build(std::vector<TagHeader> headers, const RecordWalk& walk
     for (const auto& header : headers) {
         pads.push_back(KeyMaker(header, layout, letters).Pad());
     }
+    // The walk gives every record, also those whose keys wait here.
     background.Forget();
     WriteSkeleton(pages, headers, pads);
     tags.clear();

@@ -80,6 +80,7 @@ std::vector<TagHeader> ReadTagHeaders(IndexPages& pages) {
         if (headers.size() >= kMostTags) {
             throw DamagedIndex(pages.Path(), "its directory has no end");
         }
+        // Only noted: the headers are read when the directory is known to be whole.
         TagHeader header;
         header.name = std::string(AsText(key));
         header.name.resize(header.name.find_last_not_of(' ') + 1);
@@ -107,6 +108,7 @@ void EncodeTagHeader(TagHeader& header) {
     file::Store(bytes, kFilterPlaceOffset, static_cast<std::uint16_t>(key_length));
     file::Store(bytes, kFilterLengthOffset, static_cast<std::uint16_t>(header.filter.size() + 1));
     file::Store(bytes, kKeyTextLengthOffset, static_cast<std::uint16_t>(key_length));
+    // Both fit: no text has more than kMaxKeyLength letters (AddTags).
     std::memcpy(bytes.data() + kIndexPage, header.expression.data(), header.expression.size());
     std::memcpy(bytes.data() + kIndexPage + key_length, header.filter.data(), header.filter.size());
 }
@@ -125,6 +127,8 @@ void WriteSkeleton(IndexPages& pages,
         header.root = pages.AllocateAtEnd(1);
         const std::span<std::byte> bytes(header.bytes);
         file::Store(bytes, kTagRootOffset, header.root);
+        // Everything else of a tag that was there stays, known here or not. These four fields would
+        // speak of the former tree.
         std::fill_n(bytes.begin() + kFreePageOffset, 8, std::byte{0});
         std::fill_n(bytes.begin() + kTagStatisticsOffset, kTagStatisticsSize, std::byte{0});
         for (std::size_t part = 0; part < kTagHeaderSize; part += kIndexPage) {
@@ -140,6 +144,7 @@ void WriteSkeleton(IndexPages& pages,
         file::StoreBigU32(entry, kTagNameLength, header.address);
         entries.insert(entries.end(), entry.begin(), entry.end());
     }
+    // The headers are sorted by name, as edits must be.
     Tree tree(pages, kDirectoryShape, directory, "directory");
     EditList edits(entries, {}, kDirectoryShape);
     tree.Apply(edits);
@@ -150,6 +155,7 @@ void WriteSkeleton(IndexPages& pages,
                 kTagOptionsOffset,
                 static_cast<std::uint8_t>(kTagDirectory | kTagCompact | kTagCompound));
     file::Store(start, kTagKindOffset, kKindMachine);
+    // What the original product writes there: the lengths of two empty texts.
     file::Store(start, kFilterPlaceOffset, std::uint16_t{1});
     file::Store(start, kFilterLengthOffset, std::uint16_t{1});
     file::Store(start, kKeyTextLengthOffset, std::uint16_t{1});

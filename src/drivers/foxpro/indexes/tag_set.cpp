@@ -112,6 +112,7 @@ void TagSet::AddTags(std::span<const TagDefinition> tags, const RecordWalk& walk
                 throw KeyTrouble(
                     "a tag's name has at most 10 letters, digits and _, and begins with a letter");
             }
+            // The pool has 512 bytes for both texts and their ends.
             if (header.expression.size() > kMaxKeyLength || header.filter.size() > kMaxKeyLength) {
                 throw KeyTrouble("an expression has at most 240 letters");
             }
@@ -129,6 +130,7 @@ void TagSet::AddTags(std::span<const TagDefinition> tags, const RecordWalk& walk
         }
         headers.push_back(std::move(header));
     }
+    // The order of the directory's keys.
     std::sort(headers.begin(), headers.end(), [](const TagHeader& left, const TagHeader& right) {
         return left.name < right.name;
     });

@@ -12,6 +12,7 @@
 namespace vantry::foxpro {
 namespace {
 
+// A length that can't be right must not become room; such a tag makes no keys.
 std::size_t UsableLength(const TagHeader& header) {
     return header.damage.empty() ? header.key_length : 1;
 }
@@ -65,6 +66,7 @@ void TagSet::State::Enter() {
     if (!pages.Refresh()) {
         return;
     }
+    // The second thread uses the tags that are about to be replaced.
     background.Forget();
     keys_are_made = false;
     flushed_ = false;
@@ -132,6 +134,7 @@ Tree TagSet::State::TreeOf(const Tag& tag) {
 void TagSet::State::MakeKeys(const RecordView& row, const RecordView* former) {
     keys_are_made = false;
     if (former != nullptr) {
+        // The record's key as a new one may still be made, and the batch is changed below.
         background.Wait();
     }
     for (const auto& tag : tags) {
@@ -149,6 +152,7 @@ void TagSet::State::MakeKeys(const RecordView& row, const RecordView* former) {
 // What was gathered knows better than the tree. Most tables get their keys in order: what is behind
 // the last one can't be there.
 void TagSet::State::RefuseDuplicate(Tag& tag, RecordNumber record) {
+    // Its own entry is the only one that may have the key, and stays.
     if (tag.has_former_key && tag.former_key == tag.key) {
         return;
     }
@@ -207,6 +211,7 @@ void TagSet::State::KeepWithinMemory(std::size_t background_bytes, bool backgrou
     std::size_t kept = background_bytes;
     for (const auto& tag : tags) {
         const auto& batch = tag->batch;
+        // What a flush without the table would leave must not count, or each row would flush.
         if ((background_too || !tag->IsMadeInBackground()) && !tag->NeedsTable()) {
             (batch.CanPack() ? gathered : kept) += batch.Bytes();
             kept += batch.PackedBytes();

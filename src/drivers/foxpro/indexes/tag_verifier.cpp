@@ -166,6 +166,7 @@ private:
             return false;
         }
         const auto found = pages_.Page(page);
+        // A copy: those of the page are good until the next one is asked for, which is below.
         const std::vector<std::byte> bytes(found.begin(), found.end());
         const auto attributes = file::LoadU16(bytes, kNodeAttributes);
         if (((attributes & kNodeIsRoot) != 0) != is_root) {
@@ -184,6 +185,7 @@ private:
         }
         if ((attributes & kNodeIsLeaf) != 0) {
             leaf_depth_ = entries_.empty() ? depth : leaf_depth_;
+            // The first leaf that is reached sets the level for all.
             if (depth != leaf_depth_) {
                 FindAt(page, "is a leaf on another level than the others");
             }

@@ -56,8 +56,10 @@ PageAddress Tree::LeafFor(ByteSpan wanted) {
 }
 
 void Tree::Walk(const std::function<void(ByteSpan, RecordNumber)>& found) {
+    // Nothing sorts before zeros, so this leads to the first leaf.
     const std::vector<std::byte> lowest(shape_.EntrySize());
     Node node;
+    // A chain that runs into itself ends here.
     std::uint64_t pages_left = pages_->Size() / kIndexPage;
     for (PageAddress page = LeafFor(lowest); page != kNoPage; page = node.right) {
         Load(page, node);
@@ -93,6 +95,7 @@ std::optional<RecordNumber> Tree::Find(ByteSpan key) {
 }
 
 std::vector<std::byte> Tree::LastEntry() {
+    // Nothing sorts behind it: ChildFor takes the last child then.
     const std::vector<std::byte> highest(shape_.EntrySize(), std::byte{0xFF});
     Node node;
     Load(LeafFor(highest), node);
@@ -164,6 +167,7 @@ void Tree::Merge(const Node& leaf, std::size_t& taken, TreeEdits& edits, const s
     const std::byte* const end = leaf.entries.data() + leaf.count * size;
     const std::byte* old = leaf.entries.data() + taken * size;
     while (merged_.size() < kMergedBytes && Belongs(edits, limit)) {
+        // Behind the last entry of all nothing has to be compared, which is where a bulk load is.
         if (old == end && limit == nullptr && !edits.IsRemoval()) {
             const auto entries =
                 std::min(edits.Ahead(), (kMergedBytes - merged_.size()) / size + 1);
@@ -237,6 +241,7 @@ void Tree::LinkChain(std::span<const PageAddress> chain, PageAddress left, PageA
         file::Store(page, kNodeLeft, k == 0 ? left : chain[k - 1]);
         file::Store(page, kNodeRight, k + 1 == chain.size() ? right : chain[k + 1]);
     }
+    // The chain begins in the page to which the left neighbour is linked already.
     if (chain.size() > 1 && right != kNoPage) {
         file::Store(pages_->Change(right), kNodeLeft, chain.back());
     }
@@ -262,6 +267,7 @@ void Tree::WriteInner(
         }
         return;
     }
+    // What changed below left this node as it is: it isn't written.
     if (row.entries == former.entries && row.pages == former.children) {
         Add(out, row.entries.data() + (count - 1) * size, page, false);
         return;
@@ -314,6 +320,7 @@ void Tree::JoinSparse(Row& row) {
 bool Tree::TryJoin(Row& row, std::size_t left) {
     Node first;
     Node second;
+    // Joined are neighbours of one parent only; these are such if the chain is right.
     Load(row.pages[left], first);
     Load(row.pages[left + 1], second);
     if (first.leaf != second.leaf || first.right != row.pages[left + 1]) {
@@ -346,6 +353,7 @@ bool Tree::TryJoin(Row& row, std::size_t left) {
 
 // ---- The root -----------------------------------------------------------------------------------
 
+// The pages of the row are without a parent: nodes are put above them until one is left.
 void Tree::SettleRoot(Row row) {
     if (row.pages.empty()) {
         WriteEmptyRoot(shape_, pages_->Change(root_));
@@ -359,6 +367,7 @@ void Tree::SettleRoot(Row row) {
     }
     root_ = row.pages.front();
     Node node;
+    // A level of one child only lengthens the way down. The bound is for rings in damaged files.
     Load(root_, node);
     for (unsigned level = 0; level < kMostLevels && !node.leaf && node.count == 1; ++level) {
         pages_->Free(root_);
