@@ -132,6 +132,7 @@ struct Reading {
 
 void ReadElement(Reading& reading, std::string_view name, const Attributes& attributes) {
     AgileDescription& out = reading.out;
+    // A file may have several ways to its key: the first one by password is taken.
     if (name == kPageElement && !reading.has_pages) {
         out.pages = ReadSettings(attributes);
         reading.has_pages = true;
@@ -184,6 +185,7 @@ AgileDescription ParseAgileDescription(std::string_view xml, std::string_view pa
     XML_SetUserData(parser.get(), &reading);
     XML_SetStartElementHandler(parser.get(), OnStart);
     XML_SetStartDoctypeDeclHandler(parser.get(), OnDocumentType);
+    // A description lies inside of page 0, so its size is small.
     const auto status = XML_Parse(parser.get(), xml.data(), static_cast<int>(xml.size()), 1);
     if (reading.failure) {
         throw DataError(*reading.failure);
@@ -198,6 +200,7 @@ AgileDescription ParseAgileDescription(std::string_view xml, std::string_view pa
         throw UnknownEncryption(path, "a key that no password opens, such as a certificate");
     }
     AgileDescription& out = reading.out;
+    // The key of the pages is cut from what is decrypted, and that is as long as what is encrypted.
     if (out.encrypted_key.size() < out.pages.key_size) {
         throw DamagedFile(path, "the key in the description of its encryption is too short");
     }

@@ -21,6 +21,7 @@ constexpr Purpose kPageKey = {0x14, 0x6E, 0x0B, 0xE7, 0xAB, 0xAC, 0xD0, 0xD6};
 
 class AgileCipher : public PageCipher {
 public:
+    // Of the description only the file's number is kept: its bytes and path are the caller's.
     AgileCipher(const OfficeDescription& description, AgileCipherSettings settings, SecretBytes key)
         : description_{{}, description.file_key, {}},
           settings_(std::move(settings)),
@@ -35,10 +36,12 @@ public:
 
 private:
     void Apply(Direction direction, PageNumber page, std::span<std::byte> bytes) const {
+        // Page 0 stays readable in every scheme, because it says how the others are encrypted.
         if (page == 0) {
             return;
         }
         auto iv = HashOf(settings_.hash, settings_.salt, BlockOf(description_, page));
+        // The hash may be longer or shorter than a block: cut, or filled up as the format says.
         iv.Resize(settings_.block_size, kFill);
         ApplyAes(direction, key_, iv, bytes);
     }
@@ -81,6 +84,7 @@ std::unique_ptr<const PageCipher> OpenAgile(const OfficeDescription& description
                                        description.path);
     const PasswordBox box(agile, password);
     auto verifier = box.Open(kVerifier, agile.encrypted_verifier);
+    // Encrypted were whole blocks; the verifier itself is as long as the salt.
     verifier.Resize(std::min(verifier.size(), agile.password.salt.size()));
     const auto expected = box.Open(kVerifierHash, agile.encrypted_verifier_hash);
     const auto hash = HashOf(agile.password.hash, verifier);

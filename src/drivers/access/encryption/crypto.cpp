@@ -190,6 +190,7 @@ void ApplyAes(Direction direction, ByteSpan key, ByteSpan iv, std::span<std::byt
     // Without a vector the blocks stand alone, as the older scheme has them.
     const EVP_CIPHER* const algorithm = Aes(key.size(), !iv.empty());
     Require(context != nullptr && algorithm != nullptr);
+    // libcrypto may write over what it reads if both begin at the same byte.
     int written = 0;
     Require(EVP_CipherInit_ex(context.get(),
                               algorithm,

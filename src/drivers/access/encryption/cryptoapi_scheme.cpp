@@ -35,6 +35,7 @@ public:
         }
     }
     void Encrypt(PageNumber page, std::span<std::byte> bytes) const override {
+        // The same stream once more gives back what it was applied to.
         Decrypt(page, bytes);
     }
 
@@ -110,6 +111,7 @@ CryptoApiHeader ReadCryptoApi(const OfficeDescription& description) {
                          std::to_string(LoadU16(description.bytes, 0)) + "." +
                          std::to_string(LoadU16(description.bytes, 2)));
     }
+    // By its own length, because the provider's name at its end is of no interest.
     ByteReader header(reader.Take(reader.Take<std::uint32_t>()));
     header.Take(8);  // the flags again, and a size that is always 0
     const auto algorithm = header.Take<std::uint32_t>();
@@ -231,6 +233,7 @@ std::unique_ptr<const PageCipher> OpenBinaryRc4(const OfficeDescription& descrip
                                                 ByteSpan password) {
     ByteReader reader(description.bytes, 4);
     const auto salt = reader.Take(kSaltSize);
+    // What is too short ends in a BoundsError, which OpenOfficeCipher turns into a message.
     const auto encrypted = reader.Take(kVerifierSize + SizeOf(HashKind::Md5));
     auto cipher = std::make_unique<BinaryRc4>(description, BinaryRc4Base(salt, password));
     std::vector<std::byte> both(encrypted.begin(), encrypted.end());

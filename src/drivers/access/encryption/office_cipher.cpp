@@ -51,6 +51,7 @@ std::unique_ptr<const PageCipher> OpenOfficeCipher(ByteSpan page_zero,
     if (units.size() > kLongestPassword) {
         throw WrongPassword(path, true);
     }
+    // What is hashed is UTF-16, lowest byte first and without an end.
     const SecretBytes secret(std::as_bytes(std::span(units)));
     WipeText(units);
     std::unique_ptr<const PageCipher> cipher;

@@ -10,6 +10,7 @@ public:
     explicit JetEncoding(std::uint32_t file_key) : file_key_(file_key) {}
 
     void Decrypt(PageNumber page, std::span<std::byte> bytes) const override {
+        // The key stands on page 0, which stays readable therefore.
         if (page != 0) {
             Rc4(LittleEndian(file_key_ ^ page)).Apply(bytes);
         }

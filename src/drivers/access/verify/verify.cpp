@@ -32,6 +32,7 @@ public:
                 }
             }
             CheckPermissions(catalog);
+            // Last: a page is free or lost only when everything else has claimed its own.
             Guarded("the global page map", [&] {
                 owners_.CheckAgainstGlobalMap({kGlobalMapPage, 0});
             });
@@ -138,6 +139,7 @@ void VerifyLog::Finish() {
     }
 }
 
+// Number 0 is nobody: the names begin with an empty one.
 PageOwners::PageOwners(PageSource& source, VerifyLog& log)
     : source_(&source), log_(&log), owners_(source.PageCount()), names_(1) {}
 
@@ -171,6 +173,7 @@ void PageOwners::ClaimMap(RowPointer row, const UsageMap& map, const std::string
                       "the usage map of " + owner + " (page " + std::to_string(row.page) +
                           ", row " + std::to_string(row.row) + ") is another's, too");
     }
+    // The maps of many tables share a page, which is claimed by the first of them.
     if (row.page < owners_.size() && names_[owners_[row.page]] != "usage maps" &&
         row.page != kGlobalMapPage) {
         Claim(row.page, "usage maps");

@@ -73,6 +73,7 @@ private:
 
     // What ParseTableDef() lets pass because a reader can live with it.
     void CheckDefinition() {
+        // Each further page begins with a head that holds nothing of the definition.
         const std::size_t size = def_.pages.size() * source_.PageSize() -
                                  (def_.pages.size() - 1) * kTdefContinuationOffset;
         if (def_.length > size) {
@@ -128,6 +129,7 @@ private:
         UsageMap map(source_, row);
         owners_.ClaimMap(row, map, owner + " with room");
         for (auto page = map.Next(0); page; page = map.Next(*page + 1)) {
+            // Sorted, because a map is walked upwards.
             if (!std::binary_search(owned.begin(), owned.end(), *page)) {
                 Note("free map",
                      "page " + std::to_string(*page) + " is listed as one with room of " + owner +
@@ -362,6 +364,7 @@ private:
 
     // One page of an index with all that lies below it, in the order of the keys.
     void WalkPage(Walk& walk, PageNumber number, int depth) {
+        // A tree has no more pages than its map lists: who visits more goes round.
         if (depth > kMaxIndexDepth || walk.visited++ > walk.owned.size()) {
             Finding(walk.name, walk.name + " goes in a circle at page " + std::to_string(number));
             throw BoundsError();
@@ -474,6 +477,7 @@ private:
         const RowView row(def_, layout_, *bytes);
         std::vector<std::optional<ByteSpan>> fields;
         std::vector<LongValueReader> readers;
+        // The fields are views of what these hold, so they must not move.
         readers.reserve(walk.index->columns.size());
         bool any_null = false;
         for (const auto& part : walk.index->columns) {

@@ -41,6 +41,7 @@ Container::Container(const std::string& path, const TableOptions& options) {
     }
     file_ = std::make_unique<TableFile>(path, options, std::span<const std::string>());
     const auto& fields = file_->Layout().fields;
+    // By place and type, as everything below goes by the fields' places.
     if (fields.size() < kContainerFields || fields[kContainerObjectId].type != 'I' ||
         fields[kContainerParentId].type != 'I' || fields[kContainerObjectType].type != 'C' ||
         fields[kContainerObjectName].type != 'C' || fields[kContainerProperty].type != 'M') {
@@ -71,6 +72,7 @@ void Container::Reread() {
 std::string Container::TextIn(const ContainerObject& object, std::uint8_t property) const {
     const auto stored = TextOf(object.properties, property);
     std::string scratch;
+    // A path that the code page can't read may still be the one on the disk: it is taken as it is.
     const auto text = file_->Coder().Decode(stored, scratch);
     return std::string(text.value_or(stored));
 }
@@ -85,6 +87,7 @@ void Container::ReadObjects() {
                                                     kContainerProperty};
     RecordDecoder decoder(*file_, kFields);
     for (RecordReader reader(*file_); reader.Next();) {
+        // What was dropped keeps its record and so its number; it is no object any more.
         if (reader.View().IsDeleted()) {
             continue;
         }
@@ -119,6 +122,7 @@ std::string Container::PathFor(const std::string& relative) const {
     // Each folder on the way may be spelled in another letter case.
     fs::path path = Folder();
     const fs::path wanted(name);
+    // A drive, or the root of another machine, doesn't say where the file is on this one.
     if (wanted.is_absolute() || name.find(':') != std::string::npos) {
         throw DamagedContainer(Path(),
                                "it places a table at '" + relative +

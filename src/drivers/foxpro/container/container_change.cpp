@@ -14,6 +14,8 @@ ContainerChange::ContainerChange(Container& container) : container_(&container) 
     container.File().Group().Begin();
     open_ = true;
     try {
+        // Only under the lock: until then another program may add objects, whose numbers would be
+        // given twice.
         container.Reread();
         next_id_ = static_cast<std::int32_t>(container.File().RecordCount()) + 1;
     } catch (...) {

@@ -82,6 +82,7 @@ void WriteWhole(const std::string& path, ByteSpan bytes) {
     if (!bytes.empty()) {
         created.Write(0, bytes);
     }
+    // Before it gets its name: what has a name must be whole after a power failure, too.
     created.Sync();
 }
 
@@ -169,10 +170,12 @@ void CreateContainer(const std::string& path, int code_page) {
             moved.push_back(Sidecar(path, extension));
         }
         file::RenameNoReplace(at_work, path);
+        // From here on there is a container, which needs both, even if the folder can't be synced.
         moved.clear();
         file::SyncFolderOf(path);
     } catch (const DataError& failure) {
         forget();
+        // The user gave the path; the folder beside it, which the failure names, is gone by now.
         throw file::ToldOf(failure, fs::path(path).parent_path().string(), beside.string());
     } catch (...) {
         forget();

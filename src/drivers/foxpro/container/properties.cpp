@@ -16,6 +16,7 @@ std::vector<Property> ParseProperties(file::ByteSpan bytes) {
     while (!bytes.empty()) {
         const std::size_t length = file::LoadU32(bytes, 0);
         const auto item = file::Slice(bytes, 0, length);
+        // A length below that of the head would never come to the next item.
         if (length < kPropertyHead || file::LoadU16(item, 4) != kIdLength) {
             throw file::BoundsError();
         }

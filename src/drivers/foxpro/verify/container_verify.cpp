@@ -69,6 +69,7 @@ private:
     }
 
     void CheckDatabaseObjects() {
+        // The fifth one, of dependencies, came with later versions.
         constexpr std::size_t kWithoutDependencies = 4;
         for (std::size_t k = 0; k < kWithoutDependencies; ++k) {
             const auto id = static_cast<std::int32_t>(k) + 1;
@@ -84,6 +85,7 @@ private:
     }
 
     void CheckObject(const ContainerObject& object) {
+        // FoxPro goes to an object by its number as that of a record, and would find another one.
         if (static_cast<RecordNumber>(object.id) != object.record) {
             Find(Name(object) + " stands in record " + std::to_string(object.record));
         }
@@ -92,6 +94,7 @@ private:
         }
         const bool part =
             object.type == kFieldType || object.type == kIndexType || object.type == kRelationType;
+        // Views have fields, too, and everything that is no part stands below the container itself.
         const bool has_parent = part ? Is(object.parent, kTableType) || Is(object.parent, kViewType)
                                      : object.parent == kContainerRoot;
         if (!has_parent) {
@@ -134,6 +137,7 @@ private:
     }
 
     void CheckNames() {
+        // Names of what was dropped are free again: Objects() has none of that.
         std::set<std::string> names;
         for (const auto& object : container_.Objects()) {
             const bool table = object.type == kTableType || object.type == kViewType;
@@ -154,6 +158,8 @@ private:
         for (const auto& finding : Verify(table.path)) {
             Find("table " + table.name + ": " + finding);
         }
+        // Opened once more: the checks below need the fields and the index as the engine reads
+        // them.
         try {
             TableFile file(table.path, {}, {});
             CheckFields(table, file.Layout());

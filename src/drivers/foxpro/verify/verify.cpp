@@ -17,6 +17,7 @@ namespace {
 
 class Verifier {
 public:
+    // Deleted records, too: their memos take blocks and their keys stand in the tags.
     explicit Verifier(const std::string& path)
         : table_(path, {.show_deleted = true}, {}), layout_(table_.Layout()) {}
 
@@ -122,8 +123,11 @@ private:
         }
         try {
             if (const auto block = MemoBlockIn(record.Bytes(field)); block != 0) {
+                // In a dBase III file the text has two end marks behind it in place of a head
+                // before it.
                 const std::size_t head = memos->Format() == MemoFormat::Dbt3 ? 2 : kFptBlockHeader;
                 const auto size = memos->Read(block).size() + head;
+                // Several records may refer to one memo.
                 auto& end = memo_ends_[block];
                 end = std::max<std::uint64_t>(
                     end, block + (size + memos->BlockSize() - 1) / memos->BlockSize());
@@ -149,6 +153,7 @@ private:
         std::vector<std::byte> stored(4);
         const auto opened = file::File::Open(table_.MemoPath(), file::OpenMode::Read);
         opened.ReadExactly(0, stored);
+        // All formats begin with the next free block, FoxPro's alone with its highest byte first.
         const std::uint64_t next = memos->Format() == MemoFormat::Fpt ? file::LoadBigU32(stored, 0)
                                                                       : file::LoadU32(stored, 0);
         if (next < end) {

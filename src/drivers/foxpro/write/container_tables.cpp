@@ -35,6 +35,7 @@ void RequireFreeName(const Container& container, const std::string& name) {
     if (stored->size() > kMaxLongName) {
         throw BadTableDefinition(name, "its name has more than 128 letters");
     }
+    // A "!" parts container and table in FoxPro's commands.
     if (!file::IsPlainFileName(name) || name.find('\\') != std::string::npos ||
         name.find('!') != std::string::npos) {
         throw BadTableDefinition(name,
@@ -47,6 +48,7 @@ void RequireFreeName(const Container& container, const std::string& name) {
 }
 
 void MakeRoom(const Container& container, const NewTable& table) {
+    // Tables whose drop was interrupted come back first: their names are still taken.
     for (const auto& listed : container.Tables()) {
         if (!file::StampOf(listed.path)) {
             BringBackTableAside(listed.path);
@@ -91,6 +93,7 @@ TableEntryOfContainer EntryFor(const NewTable& table,
                                std::string primary_tag) {
     TableEntryOfContainer entry;
     entry.name = table.name;
+    // Without a folder, as the file always lies beside the container.
     entry.file = fs::path(table.path).filename().string();
     entry.primary_tag = std::move(primary_tag);
     for (const auto& field : layout.fields) {
@@ -117,11 +120,13 @@ bool NamesAsItsOwn(const Container& container, const std::string& path) {
     std::string link(
         coder.Decode(header->layout.back_link, scratch).value_or(header->layout.back_link));
     std::replace(link.begin(), link.end(), '\\', '/');
+    // By the name alone: folders before it are often those of another machine.
     return SameName(fs::path(link).filename().string(),
                     fs::path(container.Path()).filename().string());
 }
 
 void CreateTableIn(Container& container, NewTable table, const sql::TableDefinition& definition) {
+    // Takes the lock, under which all that follows looks at names and files.
     ContainerChange change(container);
     RequireFreeName(container, table.name);
     table.path =

@@ -24,8 +24,10 @@
 namespace vantry::foxpro {
 namespace {
 
+// Without entries a tag has three pages: a file larger than this has some, and isn't read.
 constexpr std::uint64_t kLargestLeftover = 1U << 20;
 
+// Those that may have a .cdx. The .mdx of dBase IV isn't written here.
 bool CanHaveIndex(const TableLayout& layout) {
     return layout.IsVisual() || layout.version == Version::DBase3 ||
            layout.version == Version::FoxPro2Memo;
@@ -55,6 +57,7 @@ std::string AsTextExpression(const Field& field, std::string_view table, std::st
         case 'N':
         case 'F':
             return "STR(" + name + "," + width + "," + std::to_string(field.decimals) + ")";
+        // As wide as the longest number of four bytes with its sign.
         case 'I':
             return "STR(" + name + ",11)";
         case 'D':
@@ -156,6 +159,7 @@ std::vector<TagDefinition> TagsFor(const sql::TableDefinition& definition,
 }
 
 void RequireKeyColumns(sql::TableDefinition& definition) {
+    // As if it were said at the column: TagFor refuses a primary key over fields that take null.
     for (const auto& index : definition.indexes) {
         for (auto& column : definition.columns) {
             const bool in_key =
@@ -208,6 +212,7 @@ void AddIndex(const std::string& path,
     }
     try {
         group.Begin();
+        // Only under the lock: another program may have made the index meanwhile.
         table.Reread();
         std::vector<std::string> taken;
         if (table.IndexMember()) {
@@ -272,6 +277,7 @@ void RemoveEmptyIndex(const std::string& index_path) {
             IndexPages pages(group, file::FileGroup::kLeader);
             empty = true;
             for (const auto& header : ReadTagHeaders(pages)) {
+                // The padding is of no matter: asked is only whether there is an entry.
                 Tree tree(pages, {header.key_length, {}}, header.root, header.name);
                 empty = empty && header.damage.empty() && tree.LastEntry().empty();
             }

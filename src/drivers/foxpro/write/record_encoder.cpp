@@ -77,6 +77,7 @@ void RecordEncoder::PutBlank(std::span<std::byte> record) const {
 }
 
 void RecordEncoder::SetBit(std::size_t bit, bool value, std::span<std::byte> record) const {
+    // Where a field has a bit, the table has null flags (AssignNullBits).
     auto& byte = record[layout_->fields[*layout_->null_flags].offset + bit / 8];
     const std::byte mask{static_cast<unsigned char>(1U << (bit % 8))};
     byte = value ? byte | mask : byte & ~mask;
@@ -99,6 +100,7 @@ void RecordEncoder::SetNull(const Field& field, std::span<std::byte> record) {
         SetBit(*field.null_bit, true, record);
     }
     std::memcpy(record.data() + field.offset, blank_.data() + field.offset, field.length);
+    // The blank bytes say length 0, which counts only with this bit.
     if (field.short_bit) {
         SetBit(*field.short_bit, true, record);
     }
@@ -126,8 +128,10 @@ void RecordEncoder::EncodeBytes(const Field& field,
     if (!bytes.empty()) {
         std::memcpy(out.data(), bytes.data(), bytes.size());
     }
+    // Binary values, too, have blanks behind them in files of the product.
     std::memset(out.data() + bytes.size(), ' ', out.size() - bytes.size());
     if (field.short_bit) {
+        // A value that fills the field leaves no byte for a length.
         const bool is_short = bytes.size() < out.size();
         SetBit(*field.short_bit, is_short, record);
         if (is_short) {
@@ -143,6 +147,7 @@ void RecordEncoder::EncodeText(const Field& field,
                                std::span<std::byte> out,
                                std::span<std::byte> record) {
     auto bytes = InCodePage(field, text, scratch_[number]);
+    // Blanks at the end of a V belong to it, and are never dropped.
     if (bytes.size() > out.size() && !field.short_bit) {
         bytes = WithoutBlanksBehind(bytes);
     }
@@ -172,10 +177,12 @@ void RecordEncoder::EncodeMemo(std::size_t number, const Cell& value, std::span<
         scratch = ToText(value);
         content = scratch;
     }
+    // AppendMemos sets the place when the memo is written; an empty one has none.
     std::memcpy(out.data(), blank_.data() + field.offset, out.size());
     if (content.empty()) {
         return;
     }
+    // Contents of a W are marked as text in files of the product.
     const bool is_text = field.type == 'M' || field.type == 'W';
     const auto kind = field.type == 'G' ? kFptObject : is_text ? kFptText : kFptPicture;
     memos_.push_back({number, kind, content});
@@ -186,6 +193,7 @@ void RecordEncoder::EncodeNumber(const Field& field, const Cell& value, std::spa
     if (value.Kind() == ValueKind::Text || value.Kind() == ValueKind::Bytes) {
         const auto text =
             value.Kind() == ValueKind::Text ? value.AsText() : AsText(value.AsBytes());
+        // As decimal if it can be: a double keeps 15 digits, and an N has up to 20.
         if (const auto decimal = ParseDecimal(text)) {
             return EncodeNumber(field, Cell::FromDecimal(*decimal), out);
         }
@@ -289,6 +297,7 @@ void RecordEncoder::EncodeValue(std::size_t number,
             if (value.Kind() != ValueKind::Bytes) {
                 return EncodeText(field, number, ToText(value), out, record);
             }
+            // Bytes for a field of text are a text in UTF-8.
             if (!field.binary && field.type != 'Q') {
                 return EncodeText(field, number, AsText(value.AsBytes()), out, record);
             }
@@ -338,6 +347,8 @@ void RecordEncoder::EncodeRow(std::span<const Cell> row,
                 const auto given = file::Load<std::int32_t>(record, field.offset);
                 auto& next = next_values[shown_[k]];
                 if (std::int64_t{given} >= std::int64_t{static_cast<std::int32_t>(next)}) {
+                    // May pass INT32_MAX, which is refused when the next number is to be handed
+                    // out.
                     next = static_cast<std::uint32_t>(given) + field.step;
                 }
             }

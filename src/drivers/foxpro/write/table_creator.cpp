@@ -157,6 +157,7 @@ TableLayout LayoutFor(const NewTable& table, std::span<const sql::ColumnDefiniti
                                  "doesn't have, or is too long");
     }
     layout.back_link = *link;
+    // The first byte of a record is its deletion mark.
     std::size_t offset = 1;
     for (const auto& column : columns) {
         auto field = FieldFor(column, table.null_by_default, table.name);
@@ -166,6 +167,7 @@ TableLayout LayoutFor(const NewTable& table, std::span<const sql::ColumnDefiniti
         layout.fields.push_back(std::move(field));
     }
     layout.version = VersionFor(layout.fields);
+    // The field of null flags comes last, as in all files of the product.
     if (const auto bits = AssignNullBits(layout.fields); bits != 0) {
         Field flags;
         flags.name = flags.long_name = kNullFlagsName;

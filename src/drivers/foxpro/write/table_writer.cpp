@@ -82,6 +82,7 @@ void TableWriter::StartTransaction() {
     touched_ = false;
     const auto& layout = table_->Layout();
     for (std::size_t k = 0; k < layout.fields.size(); ++k) {
+        // From the file: the layout has the numbers of the time when the table was opened.
         if (layout.fields[k].auto_increment) {
             std::array<std::byte, 4> stored{};
             group.Read(TableFile::kTable,
@@ -99,6 +100,7 @@ void TableWriter::StartTransaction() {
 // Before the row is written, not when the file has grown past what other programs can address.
 void TableWriter::CheckRoom() {
     const auto& layout = table_->Layout();
+    // Up to the end of the new record, and the end mark behind it.
     if (layout.OffsetOf(count_ + 2) + 1 > kMaxFileSize) {
         throw TableIsFull(table_->Path(), "a DBF table has at most 2 GB");
     }
@@ -119,6 +121,7 @@ std::span<std::byte> TableWriter::NextRecord() {
 void TableWriter::Prepare(std::span<const Cell> row) {
     StartTransaction();
     CheckRoom();
+    // Taken over by Add: a row that is refused uses up no number.
     values_after_ = next_values_;
     encoder_.EncodeRow(row, values_after_, NextRecord());
     if (tags_) {
@@ -141,12 +144,14 @@ void TableWriter::Add() {
 }
 
 void TableWriter::FlushRecords() {
+    // What was gathered for a transaction that was rolled back must not get into another.
     if (gathered_records_ != 0 && transaction_ == table_->Group().TransactionNumber()) {
         table_->Group().Write(TableFile::kTable,
                               table_->Layout().OffsetOf(written_ + 1),
                               ByteSpan(gathered_).first(gathered_records_ * record_length_));
         written_ = count_;
         gathered_records_ = 0;
+        // The program's own readers see the rows from here on, before the commit.
         table_->record_count_ = count_;
     }
 }
@@ -156,6 +161,7 @@ bool TableWriter::Update(RecordNumber record,
                          std::span<const std::size_t> fields,
                          std::span<const Cell> values) {
     StartTransaction();
+    // The record may be one that is only gathered so far.
     FlushRecords();
     if (!table_->ReadRecord(record, former_) ||
         (former_[0] == kDeletedRecord && !table_->Options().show_deleted)) {
@@ -185,6 +191,7 @@ bool TableWriter::Delete(RecordNumber record) {
     if (!table_->ReadRecord(record, former_) || former_[0] == kDeletedRecord) {
         return false;
     }
+    // A deleted record keeps its entries, but for tags that ask for DELETED().
     if (tags_) {
         const auto former = ViewOf(former_, record);
         changed_ = former_;
