@@ -17,6 +17,7 @@ std::string QuotedName(const std::string& name, const std::string& quote) {
 OdbcAppender::OdbcAppender(std::shared_ptr<Link> link, std::string_view select_sql)
     : link_(std::move(link)) {
     Describe(select_sql);
+    // As most callers give every column: what is wrong with the names shows before the first row.
     PrepareFor(std::vector<bool>(infos_.size(), true));
 }
 
@@ -34,6 +35,7 @@ void OdbcAppender::Describe(std::string_view select_sql) {
         infos_.push_back(std::move(column.info));
     }
     table_ = parts->table;
+    // Names as they were written keep their quotation marks.
     if (parts->columns.size() == infos_.size() && parts->columns.front() != "*") {
         names_.assign(parts->columns.begin(), parts->columns.end());
         return;
@@ -60,6 +62,7 @@ void OdbcAppender::PrepareFor(const std::vector<bool>& given) {
         const auto& info = infos_[k];
         parameters.push_back({info.type, info.defined_size, info.precision, info.scale});
     }
+    // SQL has no empty list of columns, so a row of defaults alone has a form of its own.
     const auto sql = columns.empty()
                          ? "INSERT INTO " + table_ + " DEFAULT VALUES"
                          : "INSERT INTO " + table_ + " (" + columns + ") VALUES (" + marks + ")";
@@ -76,6 +79,7 @@ void OdbcAppender::Append(std::span<const Cell> row) {
     now_given_.assign(infos_.size(), true);
     values_.clear();
     for (std::size_t k = 0; k < row.size(); ++k) {
+        // Left out of the statement, so that the server's default counts.
         now_given_[k] = !row[k].IsUnset();
         if (now_given_[k]) {
             values_.push_back(row[k]);

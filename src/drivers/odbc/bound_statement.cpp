@@ -241,6 +241,7 @@ void BoundStatement::SendEachRow(RowOutcomes& outcomes) {
             break;
         }
     }
+    // Those that the driver says it didn't use stay kept, and are sent next.
     parameters_.DropKept(judged);
     if (judged == 0 && WasNotPrepared(records)) {
         prepare_again_ = true;
@@ -280,6 +281,7 @@ void BoundStatement::SendAllOrNothing(RowOutcomes& outcomes) {
     if (!link_->IsLost()) {
         link_->CommitEach(true);
     }
+    // One by one now, so that only those that are refused are missing in the end.
     while (undone && parameters_.Kept() > 0) {
         SendOne(outcomes);
     }
@@ -298,6 +300,7 @@ void BoundStatement::SendToTheFirstRefused(RowOutcomes& outcomes) {
     }
     const auto error = link_->ErrorOf(statement_);
     SQLFreeStmt(statement_.Get(), SQL_CLOSE);
+    // One at least was refused, whatever the driver counts.
     const auto stored = std::min<std::size_t>(processed_, rows - 1);
     outcomes.resize(outcomes.size() + stored);
     outcomes.emplace_back(error);

@@ -43,11 +43,13 @@ Cell IntegerCell(std::string_view text, std::string& scratch) {
         error == std::errc() && rest == end) {
         return Cell::Int64(number);
     }
+    // Unsigned columns go twice as far.
     std::uint64_t large = 0;
     if (const auto [rest, error] = std::from_chars(text.data(), end, large);
         error == std::errc() && rest == end) {
         return Cell::UInt64(large);
     }
+    // A source without types may have fractions in a column of integers.
     if (const auto fraction = ParseDouble(text)) {
         return Cell::Double(*fraction);
     }
@@ -124,6 +126,7 @@ Cell MomentCell(const std::optional<DateTime>& moment,
 }
 
 Cell GuidCell(std::string_view text, std::string& scratch) {
+    // With braces or without, by the driver; cells always have them.
     if (text.size() == kGuidCharacters + 2 && text.front() == '{' && text.back() == '}') {
         text = text.substr(1, kGuidCharacters);
     }

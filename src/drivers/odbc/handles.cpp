@@ -8,6 +8,8 @@ namespace vantry::odbc {
 
 EnvironmentHandle OpenEnvironment() {
     auto environment = EnvironmentHandle::Allocate(nullptr);
+    // Without a version the driver manager gives no connection; this one has the states of errors
+    // that errors.cpp knows.
     if (!environment ||
         !SQL_SUCCEEDED(SQLSetEnvAttr(environment.Get(),
                                      SQL_ATTR_ODBC_VERSION,

@@ -122,12 +122,14 @@ void Link::LearnTraits(const std::string& library) {
     if (traits_.blocks == Blocks::None) {
         traits_.blocks = BlocksOf(library);
     }
+    // 0 stands for no limit.
     SQLUSMALLINT statements = 0;
     SQLGetInfo(
         handle_.Get(), SQL_MAX_CONCURRENT_ACTIVITIES, &statements, sizeof statements, nullptr);
     traits_.one_statement = statements == 1 || tuning_.one_statement_at_a_time;
     SQLUINTEGER extensions = 0;
     SQLGetInfo(handle_.Get(), SQL_GETDATA_EXTENSIONS, &extensions, sizeof extensions, nullptr);
+    // All three, or a bound value that was cut off can't be asked for once more.
     constexpr SQLUINTEGER kNeeded = SQL_GD_ANY_COLUMN | SQL_GD_ANY_ORDER | SQL_GD_BOUND;
     traits_.rereads_bound = (extensions & kNeeded) == kNeeded;
 }
@@ -148,6 +150,7 @@ std::string Link::CurrentCatalog() const {
     constexpr std::size_t kUnits = 1024;
     SQLINTEGER bytes = 0;
     if (traits_.wide_calls) {
+        // The last unit is kept from the driver: whatever it writes, a zero stands behind.
         std::vector<SQLWCHAR> text(kUnits);
         if (SQL_SUCCEEDED(
                 SQLGetConnectAttrW(handle_.Get(),
@@ -209,6 +212,8 @@ std::optional<DataError> Link::ChangeIn(SQLRETURN result,
     }
     for (const auto& record :
          ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls)) {
+        // Lost digits would be told for every row; once is enough. A changed value is each row's
+        // own.
         const auto loss = LossIn(record);
         if (loss == Loss::Value || (loss == Loss::Digits && told_.insert(record.text).second)) {
             return Masked(ValuesChanged(record.text, rows, source_));
@@ -248,6 +253,7 @@ void Link::ListTables(const StatementHandle& statement) const {
 
 void Link::DropFurtherResults(const StatementHandle& statement) const {
     const AnswerWatch::Wait wait(watch_);
+    // What goes wrong in later parts of a batch comes with their results.
     for (;;) {
         const auto result = SQLMoreResults(statement.Get());
         if (result == SQL_NO_DATA) {

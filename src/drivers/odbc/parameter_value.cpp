@@ -171,6 +171,7 @@ void ValueEncoder::EncodeByKind(Target& to, const Cell& value) {
 }
 
 void ValueEncoder::EncodeNull(Target& to) {
+    // As the values before it, so that nothing has to be bound anew.
     if (to.former.shape.c_type != 0) {
         to.encoded.shape = to.former.shape;
     } else {
@@ -243,6 +244,7 @@ void ValueEncoder::EncodeDecimal(Target& to, const Cell& value) {
     const auto before = same_kind ? to.former.shape.digits : SQLSMALLINT{0};
     auto scale = std::max({digits, declared, before});
     const auto whole = std::min(point, scratch_.size()) - (scratch_.starts_with('-') ? 1 : 0);
+    // Declared digits give way where the whole ones need their room; those of the value never do.
     if (whole + static_cast<std::size_t>(scale) > kDecimalDigits) {
         scale = digits;
     }
@@ -272,6 +274,7 @@ void ValueEncoder::EncodeMoment(Target& to, const DateTime& value) {
         to.encoded.shape = {SQL_C_CHAR, SQL_WVARCHAR, 64, 0};
         return;
     }
+    // The structure of a time has no fraction.
     if (only_time && dialect != Dialect::SqlServer && dialect != Dialect::Oracle &&
         moment.fraction == 0) {
         const SQL_TIME_STRUCT time = {moment.hour, moment.minute, moment.second};
@@ -279,6 +282,7 @@ void ValueEncoder::EncodeMoment(Target& to, const DateTime& value) {
         return;
     }
     auto digits = FractionDigits(value);
+    // A shape that shrank with each rounder value would be bound anew each time.
     if (to.former.shape.sql_type == SQL_TYPE_TIMESTAMP) {
         digits = std::max(digits, to.former.shape.digits);
     }
@@ -290,6 +294,7 @@ void ValueEncoder::EncodeMoment(Target& to, const DateTime& value) {
 void ValueEncoder::EncodeGuid(Target& to, std::string_view text) {
     const auto dialect = link_.GetTraits().dialect;
     const auto bare = WithoutBraces(text);
+    // The others keep a GUID as text, with its braces.
     const bool typed = dialect == Dialect::SqlServer || dialect == Dialect::PostgreSql;
     if (!typed || bare.size() != kGuidCharacters) {
         EncodeText(to, text);

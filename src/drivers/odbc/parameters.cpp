@@ -24,6 +24,7 @@ std::string_view WholeCharacters(std::string_view text, std::size_t most) {
     while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) {
         --end;
     }
+    // What isn't UTF-8 is cut anywhere, or this would never end.
     return text.substr(0, end == 0 ? most : end);
 }
 
@@ -67,6 +68,7 @@ void Parameters::Set(std::size_t parameter, const Cell& value) {
 void Parameters::SetLong(Slot& slot, const Encoded& encoded) {
     slot.long_value = encoded.bytes;
     slot.long_is_text = encoded.long_is_text;
+    // Announced is what will be sent, which in UTF-16 has another length.
     auto bytes = static_cast<SQLLEN>(encoded.bytes.size());
     if (encoded.long_is_text && !encoder_.Narrow()) {
         bytes = static_cast<SQLLEN>(CountUtf16Units(encoded.bytes) * sizeof(char16_t));
@@ -107,6 +109,7 @@ Statement::Keeping Parameters::Keep(std::span<const Cell> values) {
         auto& slot = slots_[k];
         if (kept_ == 0) {
             slot.kept_values = slot.whole_digits = 0;
+            // A long row that went alone may have left it wider than a block allows.
             slot.width = slot.width > MostWidth() ? 0 : slot.width;
         }
         const auto encoded = encoder_.Encode(slot.info, values[k], slot.former);
@@ -127,6 +130,7 @@ Statement::Keeping Parameters::Keep(std::span<const Cell> values) {
         slot.whole_digits = std::max(slot.whole_digits, encoded.whole_digits);
         Put(slot, kept_, block_rows_, encoded);
     }
+    // Counted when the row is kept as a whole: one that isn't leaves nothing behind.
     for (auto& slot : slots_) {
         slot.kept_values += slot.new_value ? 1 : 0;
     }
@@ -183,6 +187,7 @@ void Parameters::Widen(Slot& slot, std::size_t width, std::size_t rows) {
     if (slot.data.size() < width * rows) {
         slot.data.resize(width * rows);
     }
+    // From the last one on: each moves to a place that is free by then.
     for (std::size_t row = rows; width > former && row-- > 1;) {
         std::memmove(slot.data.data() + row * width, slot.data.data() + row * former, former);
     }
@@ -200,6 +205,7 @@ void Parameters::Bind(Slot& slot, void* data) {
         return;
     }
     const auto number = static_cast<SQLUSMALLINT>(&slot - slots_.data() + 1);
+    // If the call fails, nothing is bound, whatever was before.
     slot.bound = {};
     link_.Check(SQLBindParameter(statement_.Get(),
                                  number,
@@ -226,8 +232,10 @@ SQLRETURN Parameters::SendLongValues() {
             return result;
         }
         const auto* slot = static_cast<const Slot*>(wanted);
+        // What a driver gives back isn't used as an address before it is known as one.
         const bool known = slot >= slots_.data() && slot < slots_.data() + slots_.size();
         if (!known) {
+            // The statement waits for data, and takes no other call until then.
             SQLCancel(statement_.Get());
             throw DataError(kErrUnspecified,
                             "The driver asked for the data of a parameter that doesn't exist.",

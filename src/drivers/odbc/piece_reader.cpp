@@ -40,6 +40,7 @@ FieldBytes ReadField(const Link& link,
                      const Column& column,
                      GrowingBuffer& buffer) {
     const auto terminator = TerminatorBytes(column.form);
+    // Room for every value of a fixed size, as those come in one go.
     buffer.Grow(std::max(kFirstBytes, sizeof(SQL_TIMESTAMP_STRUCT)), 0);
     std::size_t have = 0;
     for (;;) {
@@ -53,10 +54,12 @@ FieldBytes ReadField(const Link& link,
                                        buffer.Data() + have,
                                        static_cast<SQLLEN>(room),
                                        &indicator);
+        // The value has ended just where the buffer did.
         if (result == SQL_NO_DATA) {
             return {false, {buffer.Data(), have}};
         }
         link.Check(result, statement);
+        // Such a value needs no length, and not every driver gives one.
         if (HasFixedSize(column.form) && indicator != SQL_NULL_DATA) {
             return {false, {buffer.Data(), room}};
         }

@@ -49,6 +49,7 @@ void RowReader::BindColumns() {
         row_bytes += columns_[k].bytes;
     }
     const auto& tuning = link_.GetTuning();
+    // Fields in pieces belong to the one current row: blocks only where there are none.
     if (bound_ == columns_.size()) {
         block_rows_ = std::clamp<std::size_t>(
             tuning.block_bytes / std::max<std::size_t>(row_bytes, 1), 1, tuning.block_rows);
@@ -120,6 +121,7 @@ bool RowReader::FetchBlock() {
         }
         block_error_ = error;
     }
+    // A count that is wrong must not lead behind the arrays.
     rows_in_block_ = std::min<std::size_t>(rows_fetched_, block_rows_);
     if (rows_in_block_ == 0 && block_rows_ == 1) {
         rows_in_block_ = 1;  // a driver that doesn't count

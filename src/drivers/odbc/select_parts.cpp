@@ -10,6 +10,7 @@ constexpr std::string_view kBlanks = " \t\r\n";
 
 // Behind the quoted name or round bracket that begins at `at`, or `at` + 1.
 std::size_t Skip(std::string_view sql, std::size_t at) {
+    // Names are quoted in one of three ways, by the server's kind; the last sign is for texts.
     constexpr std::string_view kOpening = "[\"`'";
     constexpr std::string_view kClosing = "]\"`'";
     const auto quote = kOpening.find(sql[at]);
@@ -61,6 +62,7 @@ std::optional<SelectParts> SplitSelect(std::string_view sql) {
     for (const auto column : parts.columns) {
         const bool quoted =
             !column.empty() && std::string_view("[\"`").find(column[0]) != std::string_view::npos;
+        // Quoted, a name may have brackets.
         if (column.empty() || (!quoted && column.find('(') != std::string_view::npos)) {
             return std::nullopt;  // an expression is no column that a row could be added to
         }

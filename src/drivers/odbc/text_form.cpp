@@ -9,6 +9,7 @@ std::string_view AsUtf8(std::string_view bytes, std::string& scratch) {
         return bytes;
     }
     scratch.clear();
+    // What is no UTF-8 comes from drivers that keep to a Windows code page: the locale says which.
     thread_local const CodePage code_page(WindowsCodePageOfLocale());
     code_page.AppendUtf8(bytes, scratch);
     return scratch;

@@ -61,6 +61,7 @@ public:
     explicit CollationKey(std::vector<std::byte>& key) : key_(key) {}
 
     void Add(const Weight& weight) {
+        // Before its inline bytes count: an accent belongs to the character itself.
         const std::size_t position = position_;
         if (weight.inline_size > 0) {
             AddInline(weight.inline_value, weight.inline_size);
@@ -179,6 +180,7 @@ private:
 };
 
 const Collation* Collation::For(SortOrder order) {
+    // No key is better than one in an order that isn't known: other programs wouldn't find the row.
     if (order.lcid != kEnglishLcid) {
         return nullptr;
     }
@@ -197,6 +199,7 @@ void Collation::AppendKey(std::u16string_view text,
                           bool ascending,
                           std::vector<std::byte>& key) const {
     text = text.substr(0, kMaxTextUnits);
+    // Texts that differ in blanks at their end alone are equal to the engine.
     text = text.substr(0, text.find_last_not_of(u' ') + 1);
     const std::size_t start = key.size();
     CollationKey building(key);
@@ -212,6 +215,7 @@ void Collation::AppendKey(std::u16string_view text,
     }
     building.Finish();
     if (!ascending) {
+        // The end is inverted with the text, and another one follows that isn't.
         key.push_back(kEndOfText);
         for (std::size_t i = start; i < key.size(); ++i) {
             key[i] = ~key[i];

@@ -90,6 +90,7 @@ Held Keep(Value value, bool wide, std::vector<Value>& list) {
 
 CollationWeights::CollationWeights(std::string_view table) {
     TableReader reader(table);
+    // Each value is stored as its distance from the former one of the same size.
     std::array<std::uint64_t, kMaxInlineBytes + 1> former{};  // inline value by its size
     for (std::size_t next = 0; next < kPlane;) {
         const std::uint8_t head = reader.Byte();
@@ -122,6 +123,7 @@ CollationWeights::CollationWeights(std::string_view table) {
 }
 
 Weight CollationWeights::Find(char16_t unit) const {
+    // The first run begins at 0, so there is always one at or before the unit.
     const auto behind = std::upper_bound(first_.begin(), first_.end(), unit);
     const auto at = static_cast<std::size_t>(behind - first_.begin()) - 1;
     const Run& run = runs_[at];

@@ -31,6 +31,7 @@ IndexWriter::Node IndexWriter::TakeNode(PageNumber page) {
 
 void IndexWriter::PutNode(const Node& node) {
     const auto bytes = store_->Change(node.page);
+    // Leaves links and owner as they are; the tail isn't among the entries.
     IndexPageEditor::Write(bytes, node.entries, false);
     StoreU32(bytes, kLayout.tail_offset, node.tail);
 }
@@ -59,6 +60,7 @@ void IndexWriter::RemoveChild(Path& path, std::size_t level) {
     node.tail = ChildOf(node.entries.back());
     node.entries.pop_back();
     PutNode(node);
+    // The greatest entry below this node has changed, and stands in a node above it.
     UpdateAncestors(path, level, last);
     if (node.entries.empty() && level > 0) {
         // The ancestors may have been split, so the way to the node is looked for once more.
@@ -102,6 +104,7 @@ void IndexWriter::FeedFromLeft(Path& path, std::size_t level, Node& node, Node& 
     Node left = TakeNode(ChildOf(left_entry));
     const ByteSpan left_key = WithoutChild(left_entry);
     LinkChildren(left.tail, node.tail);
+    // Its tail becomes an entry, whose key is the one that the parent has for it.
     left.entries.push_back(NodeEntry(left_key, left.tail));
     if (IndexPageEditor::Fits(left.entries, false)) {
         left.tail = node.tail;

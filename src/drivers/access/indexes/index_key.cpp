@@ -56,6 +56,7 @@ void AppendNumeric(ByteSpan stored, bool ascending, bool ace, std::vector<std::b
     const std::size_t start = key.size();
     const bool negative = LoadU8(stored, 0) != 0;
     key.push_back(stored[0]);
+    // Stored are four words, the most significant one first, but each with its lowest byte first.
     for (std::size_t word = 0; word < 4; ++word) {
         AppendReversed(Slice(stored, 1 + word * 4, 4), 4, key);
     }
@@ -85,6 +86,7 @@ void AppendBinary(ByteSpan bytes, bool ascending, std::vector<std::byte>& key) {
         for (const auto byte : bytes.first(kBinaryGroup)) {
             key.push_back(byte ^ flip);
         }
+        // Not inverted in a descending key: of the counts only the last one is.
         key.push_back(kBinaryMore);
         bytes = bytes.subspan(kBinaryGroup);
     }
@@ -183,6 +185,7 @@ KeyResult KeyEncoder::AppendColumn(std::size_t column,
     key.push_back(part.ascending ? kValueAscending : kValueDescending);
     switch (part.type) {
         case ColumnType::Boolean: {
+            // True is -1 in Access, and so comes before False.
             const bool value = LoadU8(*stored, 0) != 0;
             key.push_back(value == part.ascending ? std::byte{0x00} : std::byte{0xFF});
             return KeyResult::Ok;

@@ -21,6 +21,7 @@ constexpr std::size_t kAreaSize = kJet4Layout.page_size - kLayout.entries_offset
 
 int CompareBytes(ByteSpan left, ByteSpan right) {
     const std::size_t common = std::min(left.size(), right.size());
+    // An empty span may have no address, which memcmp must not get.
     return common == 0 ? 0 : std::memcmp(left.data(), right.data(), common);
 }
 
@@ -38,6 +39,7 @@ std::size_t PrefixOf(std::span<const IndexEntry> entries, bool leaf) {
     if (entries.size() < 2) {
         return 0;
     }
+    // Rows and children stay whole: within keys alone the prefix is easy to take off again.
     const std::size_t tail = leaf ? kLeafEntryTail : kNodeEntryTail;
     const ByteSpan first(entries.front());
     const ByteSpan last(entries.back());
@@ -96,6 +98,7 @@ void IndexPageEditor::Load(ByteSpan page) {
     }
     const std::size_t tail = leaf_ ? kLeafEntryTail : kNodeEntryTail;
     for (std::size_t entry = 0; entry < ends_.size(); ++entry) {
+        // Ends come out of the mask in rising order, so this can't wrap.
         const std::size_t length = ends_[entry] - Begin(entry) + (entry == 0 ? 0 : prefix_);
         if (length < tail || (entry == 0 && length < prefix_)) {
             throw BoundsError();

@@ -137,6 +137,7 @@ IndexWriter::Path IndexWriter::Descend(ByteSpan wanted, bool tidy) {
 }
 
 std::optional<RowPointer> IndexWriter::Find(ByteSpan key) {
+    // Before all entries of the key: no row lies on page 0.
     MakeEntry(key, {0, 0}, entry_);
     const Path path = Descend(entry_, false);
     std::size_t position = path.back().position;
@@ -305,6 +306,7 @@ void IndexWriter::UpdateAncestors(Path& path, std::size_t level, IndexEntry last
         auto entries = editor_.AllEntries();
         const PageNumber child = ChildOf(entries[parent.position]);
         entries[parent.position] = NodeEntry(last, child);
+        // The new key may be longer, and find no room.
         WriteOrSplit(path, level - 1, std::move(entries));
         return;
     }
@@ -330,6 +332,7 @@ void IndexWriter::Clear() {
     UsageMapWriter owned(*store_, owned_map_);
     const PageNumber limit = store_->PageCount();
     for (auto page = owned.Next(0, limit); page; page = owned.Next(*page + 1, limit)) {
+        // The definition names the root for good.
         if (*page != root_) {
             store_->Free(*page);
         }
