@@ -130,6 +130,7 @@ std::optional<DateTime> DatePicture::Parse(std::string_view text) const {
         if (moment.hour < 1 || moment.hour > 12) {
             return std::nullopt;
         }
+        // 12 AM is midnight, and 12 PM noon.
         moment.hour = moment.hour % 12 + (*moment.afternoon ? 12 : 0);
     }
     const auto day = DayOf(moment.year, moment.month, moment.day);

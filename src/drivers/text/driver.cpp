@@ -12,6 +12,8 @@ public:
     std::unique_ptr<DriverConnection> Connect(const ConnectionString& connection) override {
         auto database = std::make_shared<TextDatabase>(
             connection.GetAny({"Data Source", "DBQ"}), FormatOfConnection(connection), layouts_);
+        // Statements are those of Access's engine, and messages name the one that the provider asks
+        // for.
         sql::Dialect dialect;
         dialect.kind = sql::Dialect::Kind::Jet;
         dialect.text_ignores_case = true;
@@ -22,6 +24,7 @@ public:
     }
 
 private:
+    // A guess reads the file, so it is made once for all connections of the driver.
     std::shared_ptr<LayoutCache> layouts_ = std::make_shared<LayoutCache>();
 };
 

@@ -151,6 +151,7 @@ Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) 
         return Cell::Unreadable();
     }
     const std::string_view text = Decode(bytes, field, plain);
+    // Counted only where that isn't clear from the bytes: no text has more units than bytes.
     if (HasWidth() && text.size() > column_.width && CountUtf16Units(text) > column_.width) {
         return Cell::Unreadable();
     }
@@ -240,6 +241,7 @@ Cell FieldReader::ReadFloat(std::string_view text) const {
         return Cell::Double(*value);
     }
     const auto single = static_cast<float>(*value);
+    // Out of a float's range it is infinite.
     return std::isfinite(single) ? Cell::Single(single) : Cell::Unreadable();
 }
 
@@ -299,6 +301,7 @@ Cell FieldReader::ReadDecimal(std::string_view text) const {
     if (size >= limit) {
         return Cell::Unreadable();
     }
+    // Zeros behind the point stay as they were written if the column has room for them.
     return Cell::FromDecimal(value->scale > column_.scale ? shortest : *value);
 }
 

@@ -26,11 +26,13 @@ constexpr int kMostDecimals = 38;
 // Whether a line that is added now would be glued to the last one.
 bool EndsWithinLine(const file::File& file, std::uint64_t size, const TextEncoding& encoding) {
     const std::size_t unit = encoding.IsUtf16() ? 2 : 1;
+    // Behind the byte order mark there is no line yet.
     if (size < encoding.MarkBytes() + unit) {
         return false;
     }
     char last[2] = {0, 0};
     file.ReadExactly(size - unit, std::as_writable_bytes(std::span(last, unit)));
+    // A byte alone counts as a unit whose upper half is zero.
     const bool little = encoding.Kind() != TextEncoding::Form::Utf16Be;
     const char low = last[little ? 0 : 1];
     const char high = last[little ? 1 : 0];
@@ -203,6 +205,7 @@ bool LineWriter::AppendNumber(const TextColumn& column, const Cell& value) {
 }
 
 void LineWriter::AppendText(const TextColumn& column, std::string_view text) {
+    // In UTF-16 units, as the reader of the column counts them.
     if (column.width > 0 && CountUtf16Units(text) > column.width) {
         throw DataError(kErrFieldTooSmall,
                         "File '" + source_.file->Path() + "', column '" + column.name +
@@ -245,6 +248,7 @@ void AppendJournal::Append(const std::shared_ptr<TextFile>& file,
                            std::string_view line) {
     file::File target = file::File::Open(file->Path(), file::OpenMode::ReadWrite);
     const file::FileStamp before = target.Stamp();
+    // By what the file was then its encoding and columns are known, which the line was made for.
     if (!IsSameState(before, file->Stamp())) {
         throw ChangedWhileRead(file->Path());
     }
@@ -263,6 +267,7 @@ void AppendJournal::Append(const std::shared_ptr<TextFile>& file,
     file->Refresh();
     const auto known = std::find_if(
         files_.begin(), files_.end(), [&](const Grown& grown) { return grown.file == file; });
+    // The first size of a file is what a rollback goes back to.
     if (known == files_.end()) {
         files_.push_back({file, before.size, before.size + bytes.size()});
     } else {

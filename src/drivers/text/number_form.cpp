@@ -184,6 +184,7 @@ bool NumberParts::MayBeCode() const {
 
 std::optional<Decimal> ToDecimal(const NumberParts& parts) {
     std::string_view whole = parts.whole;
+    // Zeros in front are none of the digits that a decimal has room for.
     while (!whole.empty() && whole.front() == '0') {
         whole.remove_prefix(1);
     }
@@ -277,6 +278,7 @@ std::optional<Amount> ParseAmount(std::string_view text, const NumberForm& form)
 }
 
 std::optional<Amount> ParseGrouped(std::string_view text, const NumberForm& form) {
+    // Of point and comma the one that isn't the decimal symbol groups.
     return ParseFramed(text, {}, form.decimal_symbol == "," ? "." : ",", form.decimal_symbol);
 }
 

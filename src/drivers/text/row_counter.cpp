@@ -26,6 +26,7 @@ std::uint64_t Parities(std::uint64_t bits) {
 RowCounter::RowCounter(const SplitRules& rules) {
     if (rules.layout == SplitRules::Layout::Delimited) {
         delimiter_ = rules.delimiter[0];
+        // Without qualifiers a break stands for them, whose mask isn't used.
         qualifier_ = rules.qualifier.empty() ? '\n' : rules.qualifier[0];
     }
 }
@@ -62,6 +63,7 @@ void RowCounter::AddBlock(const char* at, std::size_t size) {
     masks.delimiters &= ~inside;
     const auto was = [this](State state) { return std::uint64_t{state_ == state ? 1U : 0U}; };
     const std::uint64_t behind_break = masks.breaks << 1 | was(State::BehindBreak);
+    // A doubled qualifier closes its field and opens it again.
     const std::uint64_t may_open = behind_break | masks.delimiters << 1 |
                                    was(State::BehindDelimiter) | closings << 1 |
                                    was(State::BehindClosing);

@@ -104,10 +104,12 @@ std::int64_t RowReader::CountRest() {
     }
     RowCounter counter(splitter_.Rules());
     while (!at_end_) {
+        // Counted bytes aren't looked at again, so the window needn't slide.
         used_ = 0;
         ReadMore();
         counter.Add({window_.get(), used_});
     }
+    // At the end, where reading all rows would have left it.
     MoveTo(end_);
     return counter.Rows();
 }
@@ -171,6 +173,7 @@ void RowReader::AppendDecoded() {
         Grow();
     }
     std::memcpy(window_.get() + used_, decoded_.data(), decoded_.size());
+    // Append counts bytes of the file; the window has got those of the UTF-8.
     const std::size_t before = used_;
     Append(raw_.size());
     used_ = before + decoded_.size();
@@ -220,6 +223,7 @@ std::int64_t RowReader::OffsetOf(std::size_t place) const {
 }
 
 std::int64_t LineCounter::LineOf(std::int64_t offset) {
+    // Counting goes forward alone: for an earlier place it begins anew.
     if (offset < counted_to_) {
         counted_to_ = 0;
         breaks_ = 0;
@@ -237,6 +241,7 @@ std::int64_t LineCounter::LineOf(std::int64_t offset) {
             break;
         }
         for (std::size_t k = 0; k + unit <= got; k += unit) {
+            // A unit of UTF-16 may have a line break's byte as half of another letter.
             const char byte = unit == 2 && block[k + 1 - low] != 0 ? ' ' : block[k + low];
             if (byte == '\r' || (byte == '\n' && !after_return_)) {
                 ++breaks_;

@@ -50,6 +50,7 @@ public:
         definition_ = &create.definition;
         definition_->name = reader_.ExpectTableName(kCreate);
         if (reader_.FoxPro()) {
+            // Nothing hangs on it: the connection says whether there is a container.
             reader_.AcceptWord("free");
         }
         reader_.ExpectSymbol("(", kCreate);

@@ -45,6 +45,7 @@ bool StartsNextClause(TokenReader& reader) {
 
 ExpressionParser::Nested::Nested(ExpressionParser& parser) : parser_(parser) {
     if (++parser_.nesting_ > kMaxNesting) {
+        // No destructor runs behind a constructor that throws.
         --parser_.nesting_;
         throw TooComplex();
     }
@@ -318,6 +319,7 @@ ExpressionPtr ExpressionParser::ParseInOperands(ExpressionPtr left, std::size_t 
 ExpressionPtr ExpressionParser::ParseUnary() {
     const auto begin = reader_.Offset();
     if (reader_.AcceptSymbol("+")) {
+        // A row of signs goes as deep as a row of brackets.
         const Nested nested(*this);
         return ParseUnary();
     }
@@ -412,6 +414,7 @@ ExpressionPtr ExpressionParser::ParseBrackets() {
     if (!reader_.AcceptSymbol(")")) {
         throw MissingOperatorHere();
     }
+    // Other expressions keep their text without the brackets, so that GROUP BY finds them by it.
     return inside->kind == Expression::Kind::Subquery ? Finish(std::move(inside), begin)
                                                       : std::move(inside);
 }
@@ -476,6 +479,7 @@ ExpressionPtr ExpressionParser::ParseWord() {
         node->literal.Assign(*constant);
         return Finish(std::move(node), begin);
     }
+    // As a column's name it would hide that an operand is missing.
     if (reader_.IsAnyWord(
             {"select", "from", "where", "and", "or", "like", "between", "in", "is"})) {
         throw MissingOperatorHere();

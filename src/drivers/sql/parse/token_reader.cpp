@@ -25,6 +25,7 @@ Token TokenReader::Take() {
 }
 
 std::size_t TokenReader::Offset() const {
+    // Where the next token begins, whether it has been read or not.
     auto offset = offset_;
     while (offset < sql_.size() && IsSpace(sql_[offset])) {
         ++offset;
