@@ -50,6 +50,7 @@ public:
         MYSQL* handle = ReadyToWrite(sql);
         session_->Send(sql, kTimesForOneStatement);
         const auto affected = static_cast<std::int64_t>(mysql_affected_rows(handle));
+        // Rows after all, as of a CALL: they are read off, or nothing more could be sent.
         if (MYSQL_RES* result = mysql_use_result(handle)) {
             mysql_free_result(result);
         }
@@ -108,6 +109,7 @@ public:
     TableRules RulesOf(std::string_view table) override {
         TableRules rules;
         const std::string quoted = "`" + std::string(table) + "`";
+        // Of the answer's columns 0 is the name, 2 whether null is allowed, and 5 has the extras.
         Read("show columns from " + quoted, 6, [&](std::span<const std::string> column) {
             // A null in a counting column is its next number.
             if (column[2] == "NO" && column[5].find("auto_increment") == std::string::npos) {
@@ -115,6 +117,8 @@ public:
             }
         });
         Read("show index from " + quoted, 5, [&](std::span<const std::string> part) {
+            // 1 says whether a value may repeat, 2 names the index, 3 counts its parts, 4 is the
+            // column.
             if (part[1] != "0") {
                 return;
             }

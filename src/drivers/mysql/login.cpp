@@ -60,6 +60,7 @@ Tls TlsOf(const ConnectionString& connection) {
     if (!mode.empty()) {
         throw BadTlsMode(mode);
     }
+    // Who names an authority or a fingerprint wants the server's certificate checked by it.
     if (IsOn(connection.Get("SSLVERIFY")) || !connection.Get("SSLCA").empty() ||
         !connection.Get("TLSPEERFP").empty()) {
         return Tls::Verified;

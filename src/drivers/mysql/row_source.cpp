@@ -76,6 +76,7 @@ public:
             auto& target = targets_[k];
             auto& bind = binds_[k];
             bind = {};
+            // These addresses stay good: neither vector grows any more.
             bind.length = &target.length;
             bind.is_null = &target.is_null;
             bind.error = &target.truncated;

@@ -30,6 +30,7 @@ void StoredTable::Delete(RowId) {
 }
 
 std::int64_t StoredTable::DeleteAll() {
+    // Gathered first: a delete could take away what the scan stands on.
     std::vector<RowId> rows;
     const auto scan = Scan({});
     while (scan->Next()) {

@@ -63,6 +63,7 @@ void RequireText(const TableSource& source, std::string_view head) {
             found.nuls += byte == 0 ? 1 : 0;
         }
     }
+    // One is enough: no text has any, and databases would cut a value there.
     if (found.nuls > 0) {
         throw LooksLikeUtf16(head) ? TwoByteText(source.file->Path())
                                    : NotText(source.file->Path(), found);
@@ -293,6 +294,7 @@ TableLayout FindLayout(const TableSource& source, ReaderSizes sizes) {
     }
     Guesser guesser(source, sizes);
     guesser.Scan(layout.first_row);
+    // Never none: an empty file is a table of one column.
     const std::size_t count = std::max({header_count, guesser.MostFields(), std::size_t{1}});
     if (count > kMaxColumns) {
         throw TooManyFields(source.file->Path(), count);
@@ -362,6 +364,7 @@ std::shared_ptr<const TableLayout> LayoutCache::Find(const TableSource& source) 
             return found->second.layout;
         }
     }
+    // Without the lock: a guess may take long, and to make it twice does no harm.
     auto layout = std::make_shared<const TableLayout>(FindLayout(source));
     const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
                          std::chrono::system_clock::now().time_since_epoch())

@@ -92,10 +92,12 @@ std::string ColumnLine(const sql::ColumnDefinition& column) {
     if (found == std::end(kTypeNames)) {
         throw BadColumnType(column.name, column.type);
     }
+    // A name in Schema.ini stands in quotes on one line, with no way to write these.
     if (column.name.find_first_of("\"\r\n") != std::string::npos) {
         throw BadColumnName(column.name);
     }
     ColumnType type = found->type;
+    // Without a width TEXT is the long one, as in Access's engine.
     if (column.type == "TEXT" && !column.size) {
         type = ColumnType::Memo;
     }
@@ -139,6 +141,7 @@ std::string SectionOf(const std::string& file_name,
 // The new section in front of the older ones, in the older ones' character set.
 void PrependSection(const std::string& folder, const std::string& section) {
     const std::string older = ReadSchemaFile(folder).value_or("");
+    // The file may be there in another letter case.
     const std::string path =
         PathIn(folder, FindFile(folder, kSchemaFile).value_or(std::string(kSchemaFile)));
     // The mark, if there is one, must stay the first bytes of the file.
@@ -195,6 +198,7 @@ std::optional<std::string> TextDatabase::ViewText(std::string_view name) {
 
 void TextDatabase::CreateTable(const sql::TableDefinition& definition) {
     const std::string file_name = NewFileName(definition.name);
+    // A bracket would end the name at the head of its section.
     if (!file::IsPlainFileName(file_name) ||
         file_name.find_first_of("\r\n]") != std::string::npos) {
         throw BadTableName(definition.name);

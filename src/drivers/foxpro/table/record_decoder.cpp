@@ -84,6 +84,7 @@ std::optional<Cell> ReadMoment(ByteSpan bytes) {
     }
     const auto julian = file::Load<std::int32_t>(bytes, 0);
     const auto millis = file::Load<std::int32_t>(bytes, 4);
+    // A writer's own rounding may pass the end of the day, by less than a second.
     if (julian < kMinDay + kJulianDayZero || julian > kMaxDay + kJulianDayZero || millis < 0 ||
         millis >= kMillisPerDay + kMillisPerSecond) {
         return std::nullopt;
@@ -136,6 +137,7 @@ RecordDecoder::Kind RecordDecoder::KindOf(const Field& field, const TableLayout&
         case 'T':
             return Kind::Moment;
         case '@':
+            // How dBase 7 counts it isn't known for sure.
             return layout.IsDBase7() ? Kind::Unknown : Kind::Moment;
         case 'L':
             return Kind::Logical;
@@ -226,6 +228,7 @@ Cell RecordDecoder::DecodeField(Plan& plan, const RecordView& record) {
     std::optional<Cell> cell;
     switch (plan.kind) {
         case Kind::Text:
+            // Blanks at the end of a V are its own, those of a C are padding.
             return field.short_bit ? DecodeText(plan, AsText(record.ValueBytes(field)))
                                    : DecodeText(plan, WithoutPadding(AsText(bytes)));
         case Kind::Bytes:

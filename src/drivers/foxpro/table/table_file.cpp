@@ -153,6 +153,7 @@ std::vector<std::byte> TableFile::ReadHeaderBytes() {
     if (bytes.size() < kFixedHeaderSize) {
         return bytes;
     }
+    // Its header has no length: records begin at the same place in all such files.
     const bool fox_base = bytes[kVersionOffset] == static_cast<std::byte>(Version::FoxBase);
     const std::size_t length =
         fox_base ? kFoxBaseFirstRecord
