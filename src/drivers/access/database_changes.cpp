@@ -14,6 +14,7 @@ namespace vantry::access {
 TableWriter& AccessTable::Writer() {
     if (!writer_) {
         const auto* const object = file_->catalog.FindId(id_);
+        // The table may have been dropped meanwhile, and its number be another's.
         if (object == nullptr || !object->IsTable() || object->name != def_->name) {
             throw TableMissing(def_->name);
         }

@@ -42,6 +42,7 @@ bool NamesContainer(const std::string& path) {
 DatabaseOptions OptionsOf(const ConnectionString& connection) {
     DatabaseOptions options;
     options.path = connection.GetAny({"SourceDB", "Data Source", "DataSource", "DBQ"});
+    // Strings that were made on Windows have backslashes.
     std::replace(options.path.begin(), options.path.end(), '\\', '/');
     if (options.path.empty()) {
         throw DataError(kErrUnspecified,
@@ -52,6 +53,7 @@ DatabaseOptions OptionsOf(const ConnectionString& connection) {
     const auto& type = connection.Get("SourceType");
     options.container = type.empty() ? NamesContainer(options.path) : EqualsNoCase(type, "DBC");
     options.null_by_default = IsOn(connection.Get("Null"), true);
+    // As FoxPro's own setting: on, deleted records are hidden.
     options.tables.show_deleted = !IsOn(connection.Get("Deleted"), true);
     options.tables.exclusive = IsOn(connection.Get("Exclusive"), false);
     if (const auto& page = connection.Get("CodePage"); !page.empty()) {

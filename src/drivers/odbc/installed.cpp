@@ -114,6 +114,7 @@ bool LookForWideCalls(const std::string& library) {
             return wide;
         }
     }
+    // What can't be loaded here fails at the connect, by whichever calls.
     return true;
 }
 

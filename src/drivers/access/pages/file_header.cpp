@@ -168,6 +168,7 @@ std::vector<std::byte> ReadFileStart(int descriptor, std::string_view path) {
 
 std::unique_ptr<PageSource> OpenReadOnly(const std::filesystem::path& path,
                                          std::string_view password) {
+    // Without waiting: the path may be a pipe, whose opening would never end.
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) {
         throw CannotOpen(path.string(), std::generic_category().message(errno));

@@ -32,11 +32,13 @@ public:
 
 private:
     void Own(PageNumber page) {
+        // A map may list more pages than the file has.
         if (page < owned_.size()) {
             owned_[page] = true;
         }
     }
     void OwnMap(RowPointer row) {
+        // Page 0, the header, stands for no map.
         if (row.page == 0) {
             return;
         }

@@ -12,7 +12,9 @@ std::optional<ByteSpan> StoredKeyFields::KeyField(std::size_t column) {
     if (!field || !def.IsLongValue()) {
         return field;
     }
+    // Only as much of it as a key has.
     const ByteSpan text = reader_.Read(*field, KeyEncoder::kMemoKeyBytes);
+    // Copied, because the reader's bytes are those of the next column soon.
     texts_.resize(def_->columns.size());
     texts_[column].assign(text.begin(), text.end());
     return ByteSpan(texts_[column]);

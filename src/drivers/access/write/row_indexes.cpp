@@ -183,6 +183,7 @@ void RowIndexes::Fill(std::size_t position) {
     RowIndex& index = indexes_[position];
     KeySorter sorter;
     const auto put = [&](ByteSpan key, RowPointer row, bool unique) {
+        // Rows of this filling, too, as they stand in the index one after the other.
         if (unique && index.writer.Find(key)) {
             throw DuplicateKey(def_->name, index.name);
         }

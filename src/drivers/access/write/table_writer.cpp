@@ -85,6 +85,7 @@ void TableWriter::Synchronize() {
     std::vector<PageNumber> pages;
     auto bytes = ReadTableDefBytes(*store_, table_->def.page, pages);
     const std::uint32_t number = LoadU32(bytes, kJet4Layout.tdef.auto_number_offset);
+    // Counts change with every row; what is left tells whether the definition has.
     bytes = TableCounts::Blank(std::move(bytes));
     // Rules of the table stand in other places than its definition.
     if (bytes != def_bytes_ || foreign_changes_ != store_->ForeignChanges()) {
@@ -118,6 +119,7 @@ void TableWriter::Changing(Body&& body) {
     try {
         body();
     } catch (...) {
+        // The pages in hand are changed ones, which the rollback takes back.
         table_->places.Forget();
         table_->long_values.ForgetPages();
         throw;
@@ -322,6 +324,7 @@ std::int64_t TableWriter::ReleaseUnlisted(RowScanner& scanner) {
         RowScanner again(*store_, table.def);
         while (again.Next()) {
             for_each_value(again, [&](std::size_t column, ByteSpan field) {
+                // Copied: a release changes pages, and the scanner's view may move with them.
                 const std::vector<std::byte> stored(field.begin(), field.end());
                 table.long_values.ReleaseUnlisted(column, stored);
             });

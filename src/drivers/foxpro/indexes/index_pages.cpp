@@ -46,6 +46,7 @@ std::span<std::byte> IndexPages::Find(PageAddress address, bool change) {
         auto found = chunks_.find(number);
         if (found == chunks_.end()) {
             if (chunks_.size() >= kMostChunks) {
+                // The group gives back what is written here, before the commit, too.
                 Write();
                 chunks_.clear();
                 last_ = nullptr;

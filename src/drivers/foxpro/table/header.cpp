@@ -221,6 +221,8 @@ void PlaceFields(TableLayout& layout, std::string_view path) {
 }  // namespace
 
 std::size_t AssignNullBits(std::vector<Field>& fields) {
+    // In the order of the fields, and the bit of a short value before that of a null: the file
+    // itself doesn't say which bit is whose.
     std::size_t bits = 0;
     for (auto& field : fields) {
         if (field.type == 'V' || field.type == 'Q') {

@@ -200,6 +200,7 @@ NumberFit WriteNumber(const Cell& value, std::size_t decimals, std::span<std::by
         const auto text = value.AsText();
         const auto point = text.find('.');
         const std::size_t has = point == std::string_view::npos ? 0 : text.size() - point - 1;
+        // Nothing to round or to shift then.
         if (has == decimals && text.size() <= field.size()) {
             return Put(text, field);
         }
@@ -208,6 +209,7 @@ NumberFit WriteNumber(const Cell& value, std::size_t decimals, std::span<std::by
     if (scaled) {
         return PutScaled(*scaled, decimals, field);
     }
+    // A number all the same, but one that 38 digits don't hold.
     return ToDouble(value) ? NumberFit::TooLarge : NumberFit::NotANumber;
 }
 
