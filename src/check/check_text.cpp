@@ -54,6 +54,7 @@ std::string_view GradeWord(Grade grade) {
     return grade == Grade::Kept ? "kept" : grade == Grade::Changed ? "changed" : "refused";
 }
 
+// Signs of ASCII: the runner prints them on whatever terminal it has.
 std::string_view GradeMark(Grade grade) {
     return grade == Grade::Kept ? "=" : grade == Grade::Changed ? "~" : "x";
 }
@@ -66,6 +67,7 @@ std::string ShownValue(const Cell& value) {
     if (value.IsNull()) {
         return "Null";
     }
+    // There is no value to show; the reason says so.
     if (value.Kind() == ValueKind::Unreadable) {
         return {};
     }
@@ -75,6 +77,7 @@ std::string ShownValue(const Cell& value) {
     const std::string text = ToText(value);
     if (const auto letters = CountCodePoints(text); letters > kLongestShown) {
         std::size_t end = 0;
+        // By letters and not by bytes: a cut within one would make the text invalid.
         for (std::size_t k = 0; k < kLongestShown / 2; ++k) {
             NextCodePoint(text, end);
         }
@@ -90,6 +93,7 @@ std::string FindingText(const Finding& finding) {
         text = Count(finding.count) + ": ";
     }
     text += ReasonText(reason);
+    // Both are about the column: what stands as their value is the explanation.
     if (reason == Reason::NoType || reason == Reason::NameLimit) {
         return text + (finding.value.empty() ? "" : ": " + finding.value);
     }
@@ -134,6 +138,8 @@ std::string SummaryText(const TableCheck& check) {
     std::size_t changed = 0;
     std::size_t refused = 0;
     for (const auto& column : check.columns) {
+        // A column counts once, by the worst of its values, and its changed ones don't show beside
+        // refused ones.
         const auto worst = column.Worst(check.with_data);
         changed += worst == Grade::Changed ? 1 : 0;
         refused += worst == Grade::Refused ? 1 : 0;
@@ -164,6 +170,7 @@ std::string TableText(const TableCheck& check) {
     std::string text = std::string(GradeMark(check.Worst())) + " " + check.source + " into " +
                        check.target + ": " + SummaryText(check) + "\n";
     for (const auto& column : check.columns) {
+        // Where the rows were read, what the type might hold doesn't matter any more.
         const auto& findings = check.with_data ? column.data : column.types;
         for (const auto& finding : findings) {
             text += "    " + std::string(GradeMark(finding.verdict.grade)) + " " + column.source +

@@ -26,6 +26,8 @@ constexpr int kAnySize = -1;  // in `usual`: without a size it is the long form
 constexpr int kMostDecimalDigits = 38;
 constexpr std::int64_t kBlobBytes = 65'535;
 
+// adBSTR, adDBTime and adDecimal mark types that share their code with a neighbour otherwise:
+// TextOf, Moment and HoldingOfWords look for them.
 struct Word {
     TypeNames kind;
     std::string_view word;
@@ -156,6 +158,7 @@ Holding Exact(TypeNames kind, const FieldShape& shape) {
     // Oracle's number without a size, and a decimal whose size nobody knows: digits where needed.
     if (shape.precision <= 0 || shape.precision == kDoesNotApply) {
         holding.digits = kMostDecimalDigits;
+        // Negative: as many places as there is room for.
         holding.scale = -1;
         return holding;
     }
@@ -194,6 +197,8 @@ Holding TextOf(TypeNames kind, const FieldShape& shape) {
             break;
         case FoxPro:
             holding.length_in = LengthIn::Bytes;
+            // A new table gets the page of the machine that makes it; characters beyond it are
+            // refused, not replaced.
             holding.code_page = WindowsCodePageOfLocale();
             holding.cuts_blanks = shape.type == adChar;
             break;
@@ -330,8 +335,10 @@ Holding HoldingOfWords(TypeNames kind, std::string_view words) {
     if (row == std::end(kWords)) {
         return Refused(words, "the target has no type of that name");
     }
+    // From here on the words are a column that exists: both kinds of question end in the same rows.
     FieldShape shape{row->type, 0, 0, 0};
     const int size = split.size.value_or(row->usual);
+    // A word whose size CREATE doesn't take costs the whole table, not only this column.
     if (split.size && row->widest > 0 && (size > row->widest || size < 1) &&
         !IsIntegerType(row->type)) {
         return Refused(words, "a size must be 1 to " + std::to_string(row->widest) + " there");

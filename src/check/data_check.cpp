@@ -26,7 +26,9 @@
 namespace vantry {
 namespace {
 
+// Often enough for a cancel to be felt at once, and seldom enough to cost nothing a row.
 constexpr std::int64_t kRowsPerLook = 4096;
+// The limits of the run itself, which this check foretells.
 constexpr std::int64_t kErrorsOfATable = 50;
 constexpr std::int64_t kRowsOfABatch = 100;
 
@@ -85,6 +87,7 @@ public:
         extent.nulls = nulls_;
         extent.longest = longest_;
         extent.places = places_;
+        // Ends that never met a value still stand the wrong way round.
         if (least_whole_ <= most_whole_) {
             extent.least = static_cast<double>(least_whole_);
             extent.most = static_cast<double>(most_whole_);
@@ -105,6 +108,7 @@ private:
         least_ = std::min(least_, number);
         most_ = std::max(most_, number);
     }
+    // A longest value so far is rare among millions: kept out of the way of the others.
     [[gnu::noinline]] void Longest(const Cell& value) {
         bytes_ = value.AsText().size();
         longest_ = std::max(longest_,
@@ -157,6 +161,7 @@ private:
     }
     void Digits(std::int64_t unscaled, std::size_t scale) {
         const auto places = static_cast<std::size_t>(places_);
+        // Zeros behind the places that were met already add none, and most values end there.
         if (scale > places && unscaled % kTens[scale - places] != 0) {
             places_ = WithoutTrailingZeros({unscaled, static_cast<std::uint8_t>(scale)}).scale;
         }
@@ -194,6 +199,7 @@ private:
 
 // ---- Keys
 
+// An odd multiplier loses no bit; the shift brings the high bits, which it mixes best, down again.
 std::uint64_t Mixed(std::uint64_t hash, std::uint64_t word) {
     hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
     return hash ^ (hash >> 29);
@@ -227,6 +233,8 @@ std::uint64_t HashOf(std::uint64_t hash, const Cell& value, bool ignores_case) {
         std::memcpy(&word, text.data() + at, std::min(sizeof word, text.size() - at));
         hash = Mixed(hash, word);
     }
+    // The length, too: the last word is filled up with zeros, and parts of a key must not run
+    // together.
     return Mixed(hash, text.size() + 1);
 }
 
@@ -241,6 +249,7 @@ struct KeyCheck {
     void Add(const std::vector<const Cell*>& cells, std::int64_t row, bool ignores_case) {
         std::uint64_t hash = 0;
         for (const auto* cell : cells) {
+            // A null in any part takes the row out of such an index altogether.
             if (cell->IsNull() && ignores_nulls) {
                 return;
             }
@@ -368,6 +377,8 @@ void TablePass::MakeKeys() {
     }
 }
 
+// The usual collations of the others compare so; a server may be set up otherwise, and is not
+// asked.
 bool IgnoresCase() {
     return KindOf(TargetType).types != TypeNames::Oracle;
 }
@@ -389,6 +400,7 @@ void TablePass::AddTargetKeys(KeyCheck& key) {
         for (std::size_t k = 0; k < cells.size(); ++k) {
             cells[k] = &rows.Fields()[static_cast<std::int32_t>(k)].Value();
         }
+        // Row 0: it makes a row of the source repeat, and is never counted itself.
         key.Add(cells, 0, IgnoresCase());
         if (++row % kRowsPerLook == 0 && view_.cancelled()) {
             return;
@@ -406,6 +418,7 @@ void TablePass::Note(std::size_t column, const Cell& value, Verdict verdict) {
                               ? plans_[column].judge.Arrives(value, verdict.reason)
                               : "";
     }
+    // One reason may change one value and refuse another; the example stays the first one met.
     finding.verdict.grade = std::max(finding.verdict.grade, verdict.grade);
 }
 
@@ -514,6 +527,7 @@ TableCheck TablePass::Run() {
         Walk();
         Finish();
     } catch (const std::exception& error) {
+        // What was found until then stays; the trouble stands in place of the summary.
         check_.trouble = ErrorText(error);
     }
     return check_;

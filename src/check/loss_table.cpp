@@ -87,6 +87,8 @@ constexpr std::array<std::pair<const char*, const char*>, 6> kTargets = {{
     {"TEXT", "Delimited text"},
 }};
 
+// The mapping's rules read the session's variables. So these tables are for a process that has no
+// session of its own.
 void SetSession(const char* source, const char* target) {
     SourceType = source;
     TargetType = target;
@@ -154,6 +156,7 @@ std::string CellText(const SourceColumnType& type) {
     if (check.types.empty()) {
         text += "<br>=";
     }
+    // Only dates lose something more beside a long column: their time of day.
     if (ThisTarget().loader == Loader::Batches && IsDateType(type.type)) {
         for (const auto& finding : Judged(type, true).types) {
             add(finding, "beside a long column: ");

@@ -9,6 +9,8 @@ namespace {
 constexpr std::size_t kInMemory = 1 << 18;
 constexpr std::size_t kParts = 64;
 
+// By the highest bits, so that sorted entries of one part lie together and go out in one write.
+// Equal keys are always in one part: each can be counted alone.
 std::size_t PartOf(std::uint64_t key) {
     return static_cast<std::size_t>(key >> 58);
 }
@@ -31,6 +33,7 @@ void RepeatedKeys::Add(std::uint64_t key, std::int64_t row) {
 void RepeatedKeys::Spill() {
     if (parts_.empty()) {
         for (std::size_t k = 0; k < kParts; ++k) {
+            // Without a name: nothing is left behind, however the program ends.
             parts_.emplace_back(std::tmpfile());
             if (!parts_.back()) {
                 ThrowNoRoom();
@@ -56,6 +59,8 @@ void RepeatedKeys::Spill() {
 
 void RepeatedKeys::Count(std::vector<Entry>& entries, Answer& answer) {
     std::sort(entries.begin(), entries.end(), [](const Entry& left, const Entry& right) {
+        // By row within a key: a row of the target (0) comes first, and makes all those behind it
+        // repeat.
         return left.key != right.key ? left.key < right.key : left.row < right.row;
     });
     for (std::size_t k = 1; k < entries.size(); ++k) {
@@ -75,6 +80,7 @@ RepeatedKeys::Answer RepeatedKeys::Find() {
     }
     Spill();
     for (auto& part : parts_) {
+        // Nothing was read yet: the place is the length.
         const long bytes = std::ftell(part.get());
         if (bytes < 0) {
             ThrowNoRoom();

@@ -88,6 +88,7 @@ Holding HoldingFor(std::size_t table,
         }
     }
     Holding missing;
+    // The statement that fills the table would name it, and fail for every row.
     missing.type = map.DDtype;
     missing.fault = "the target table has no column of that name";
     return missing;
@@ -120,6 +121,8 @@ std::vector<Value> DecimalEnds(const FieldShape& shape) {
     }
     std::vector<Value> ends = {Tens(most, scale), Tens(-most, scale)};
     if (scale > 0) {
+        // The least fraction: a column that has fewer places loses it, where the largest number
+        // would be refused for its size and hide that.
         ends.push_back(Tens(1, scale));
     }
     return ends;
@@ -151,6 +154,7 @@ std::vector<Value> Moments(TypeNames kind, const FieldShape& shape) {
         (kind == TypeNames::MSSQL || ((kind == TypeNames::MySQL || kind == TypeNames::Neutral) &&
                                       shape.scale > 0 && shape.scale != kDoesNotApply));
     if (counts_parts) {
+        // A quarter of a second, which the steps of SQL Server (three are 10 ms) hold exactly.
         moments.push_back(At(day, kNoon + 25 * kTenMillis));
     }
     return moments;
@@ -160,6 +164,8 @@ std::vector<Value> Texts(const FieldShape& shape) {
     const auto length = static_cast<std::size_t>(std::clamp<std::int64_t>(
         IsLongType(shape.type) || shape.size <= 0 ? kLongSample : shape.size, 1, kLongSample));
     std::vector<Value> texts = {Value(Cell::Text(std::string(length, 'x')))};
+    // Each asks one thing: an empty text, a blank at the end, the code page, the sign around
+    // fields.
     for (const std::string_view text : {"", "a ", "日", "\""}) {
         texts.emplace_back(Cell::Text(text));
     }
@@ -310,6 +316,7 @@ std::vector<Finding> JudgeType(TypeNames source_kind, ColumnPlan& plan) {
     std::vector<Finding> findings;
     for (const auto& value : EdgeValues(source_kind, plan.source)) {
         const auto verdict = plan.judge(value.AsCell());
+        // Whether a null ever comes, the type can't say; each required column would be warned of.
         if (verdict.grade == Grade::Kept || (value.IsNull() && verdict.reason == Reason::NotNull)) {
             continue;
         }
@@ -346,6 +353,7 @@ void JudgeNames(std::size_t table, TableCheck& check) {
         }
     }
     if (limits.columns != 0 && check.columns.size() > limits.columns) {
+        // It is the table that is refused; a finding needs a column to stand at.
         refuse(check.columns.back(),
                "a table has at most " + std::to_string(limits.columns) + " columns there");
     }

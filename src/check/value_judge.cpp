@@ -28,6 +28,7 @@ constexpr Verdict Refused(Reason reason) {
 }
 
 constexpr std::int64_t kExactInDouble = std::int64_t{1} << 53;
+// That many digits always come back from a double as they were; more of them only by luck.
 constexpr int kDigitsOfDouble = 15;
 constexpr double kLargestNumber = 1e126;  // of Oracle's numbers
 
@@ -77,9 +78,11 @@ ColumnJudge::ColumnJudge(Holding holding, const Carriage& carriage)
         page_ = std::make_unique<CodePage>(holding_.code_page);
     }
     if (carriage_.way == Way::Batch) {
+        // A batch carries dates as texts, which have whole seconds.
         units_ = std::max(units_, kNanosPerSecond);
     }
     if (holding_.form == Form::Exact && holding_.scale >= 0) {
+        // The next power of ten wouldn't fit into 128 bits.
         most_ = PowerOfTen(std::min(holding_.digits + holding_.scale, 38));
     }
     // A truth that travels as a letter needs a column of letters.
@@ -126,6 +129,7 @@ Verdict ColumnJudge::JudgeNull() const {
     }
     switch (carriage_.way) {
         case Way::Batch:
+            // A batch writes such a null as '', which a column of numbers or dates refuses.
             if (IsTextType(carriage_.type)) {
                 return holding_.form == Form::Text || holding_.form == Form::Bytes
                            ? Changed(Reason::Null)
@@ -379,6 +383,7 @@ Verdict ColumnJudge::JudgeText(std::string_view text) {
         return holding_.page_loses ? Changed(Reason::CodePage) : Refused(Reason::CodePage);
     }
     const bool blank_end = text.back() == ' ';
+    // No text has more letters than bytes: only those that are longer in bytes need to be counted.
     if (holding_.length != 0 && text.size() > static_cast<std::size_t>(holding_.length)) {
         auto counted = text;
         if (holding_.cuts_blanks) {
@@ -419,6 +424,7 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
     if (value.Kind() == ValueKind::NumberText && carriage_.width == 0) {
         return kKept;
     }
+    // The writer trims a number and cuts it at its right end: the file has another number then.
     if (carriage_.width != 0) {
         const auto trimmed = Trimmed(text);
         if (trimmed.size() > carriage_.width && CountCodePoints(trimmed) > carriage_.width) {

@@ -22,6 +22,7 @@ std::string AccessConnectionString(AccessMethod method, const AccessLogin& login
            ";Jet OLEDB:Database Password=" + login.password;
 }
 
+// The same provider for both endings: which format the file gets goes by its name.
 std::string NewAccessFileString(const std::string& file) {
     return "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file;
 }

@@ -31,6 +31,7 @@ std::string FoxProTargetString(FoxProForm form, const std::string& path) {
 std::string FoxProPathOfDsn(const std::string& dsn) {
     const auto connection = WithDataSource(ConnectionString::Parse(
         FoxProSourceString(FoxProForm::Folder, FoxProMethod::Dsn, {"", "", dsn})));
+    // Drivers name the place in different keys; the one of FoxPro's own driver comes first.
     return connection.GetAny({"SourceDB", "Data Source", "DBQ"});
 }
 
@@ -39,6 +40,7 @@ const char* FoxProMode(FoxProForm form) {
 }
 
 std::string FoxProPrefix(FoxProForm form, const std::string& path) {
+    // With its closing separator: table names are put directly behind it.
     return form == FoxProForm::Container ? std::string() : JoinPath(path, "");
 }
 

@@ -35,6 +35,7 @@ std::vector<std::string> ReadNames(const NameQuery& query, const GivenUp& given_
     } else {
         connection.CursorLocation = adUseClient;
         connection.Open(query.connection, "", "");
+        // That it opened is the whole answer then; a caller that has gone needs none.
         if (query.statement.empty() || (given_up && given_up())) {
             return {};
         }
@@ -52,6 +53,7 @@ std::vector<Tables::Item> ReadCatalog(const std::string& connection) {
     Catalog catalog;
     catalog.SetActiveConnection(connection);
     auto& tables = catalog.Tables();
+    // Copies: the catalogue and its connection end with this routine, on the thread that made them.
     std::vector<Tables::Item> items;
     for (std::int32_t i = 0; i < tables.Count(); ++i) {
         items.push_back(tables[i]);
@@ -61,6 +63,8 @@ std::vector<Tables::Item> ReadCatalog(const std::string& connection) {
 
 void SortNames(std::vector<std::string>& names) {
     struct Entry {
+        // Worked out once a name: looked up in each comparison, they would be most of the time that
+        // a list of thousands takes.
         std::vector<std::uint64_t> places;
         std::string name;
     };
@@ -73,6 +77,8 @@ void SortNames(std::vector<std::string>& names) {
         entry.name = std::move(name);
     }
     std::sort(entries.begin(), entries.end(), [](const Entry& left, const Entry& right) {
+        // The name itself breaks ties, so that names that differ in letter case alone keep one
+        // order.
         return std::tie(left.places, left.name) < std::tie(right.places, right.name);
     });
     std::transform(entries.begin(), entries.end(), names.begin(), [](Entry& entry) {
@@ -81,6 +87,7 @@ void SortNames(std::vector<std::string>& names) {
 }
 
 OwnedName SplitOwner(std::string_view entry) {
+    // The first one: names with a dot are met more often among tables than among owners.
     const auto dot = entry.find('.');
     if (dot == std::string_view::npos) {
         return {"", std::string(entry)};

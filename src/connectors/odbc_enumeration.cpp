@@ -31,6 +31,8 @@ void AddNew(std::vector<std::string>& names, const std::string& name) {
 
 // The name under which the library of a data source is registered, for one that names the library.
 std::string RegisteredName(const odbc::InstalledSource& source, const odbc::Machine& machine) {
+    // A data source may name its library's file in place of a driver; files are compared without
+    // their folders, as the two entries may reach one file by different paths.
     if (machine.FindDriver(source.driver) == nullptr) {
         for (const auto& driver : machine.drivers) {
             if (!driver.library.empty() &&

@@ -21,6 +21,8 @@ std::string OracleConnectionString(OracleMethod method, const OracleLogin& login
 
 std::string OracleTables(bool views, bool of_all_users, const std::string& user) {
     const std::string own =
+        // The server's catalogue keeps names of users in capitals, however they were typed at the
+        // login.
         of_all_users ? std::string() : " where owner='" + UpperCased(user) + "'";
     const std::string tables = kOracleAllTables + own;
     return views ? tables + " union select owner,view_name from all_views" + own : tables;

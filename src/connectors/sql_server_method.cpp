@@ -21,6 +21,7 @@ std::string WithDatabase(const std::string& connection, const std::string& datab
 }
 
 std::string SqlServerTables(bool tables, bool views) {
+    // An empty list of types would be no SQL; the page says what is missing.
     if (!tables && !views) {
         return {};
     }

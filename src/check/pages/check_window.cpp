@@ -114,6 +114,7 @@ void CheckWindow::Work() {
 }
 
 void CheckWindow::Look() {
+    // Read before the list: what the thread adds last is there before it says that it has ended.
     const bool ended = ended_;
     std::vector<TableCheck> fresh;
     {
@@ -138,6 +139,7 @@ void CheckWindow::Look() {
 
 void CheckWindow::Add(const TableCheck& check) {
     ++shown_;
+    // The text that is copied is the runner's own: what one user sends another can compare.
     text_ += TableText(check);
     const auto worst = check.Worst();
     worst_ = std::max(worst_, worst);
@@ -223,6 +225,7 @@ void CheckWindow::reject() {
         QDialog::reject();
         return;
     }
+    // The second Cancel closes as soon as the thread has ended.
     close_at_end_ = cancelled_;
     cancelled_ = true;
     state_->setText("Stopping...");

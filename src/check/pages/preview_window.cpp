@@ -21,6 +21,7 @@ constexpr int kWidestColumn = 320;
 
 QTableWidgetItem* NewCell(const RowsPreview::Text& text) {
     QString shown = ToQt(text.text);
+    // One row of the grid is one row of the table; the tool tip has the value with its line breaks.
     shown.replace("\r\n", " ").replace('\n', ' ').replace('\r', ' ');
     auto* const cell = new QTableWidgetItem(text.is_cut ? shown + QChar(0x2026) : shown);
     if (text.is_null) {
@@ -78,6 +79,8 @@ PreviewWindow::PreviewWindow(const QString& table, const RowsPreview& preview, Q
 void ShowPreview(const TableRec& table, QWidget* parent) {
     try {
         const auto preview = InBackground<RowsPreview>(
+            // Both are worked out here: the thread may touch nothing of the session, which goes on
+            // if the preview is given up.
             [connection = SourceConnStr,
              statement = PreviewStatement(table)](const std::function<bool()>& given_up) {
                 return ReadFirstRows(connection, statement, given_up);
@@ -95,6 +98,8 @@ void OfferPreview(QListWidget& list, std::function<TableRec(const std::string&)>
                      &list,
                      [&list, table_of = std::move(table_of)](QPoint at) {
                          auto* const entry =
+                             // From the keyboard's menu key the place may be that of no entry; the
+                             // current one is meant.
                              list.itemAt(at) != nullptr ? list.itemAt(at) : list.currentItem();
                          if (entry == nullptr) {
                              return;

@@ -15,6 +15,8 @@ void FillAccessDsns(QComboBox& dsns) {
 }
 
 std::string NumberText(long number) {
+    // The blank keeps the place of the sign. Users quote these boxes and search for them as they
+    // stand.
     return number < 0 ? std::to_string(number) : " " + std::to_string(number);
 }
 

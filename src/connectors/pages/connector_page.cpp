@@ -51,6 +51,7 @@ BusyPointer::BusyPointer(QWidget& page) : page_(&page) {
     page.setCursor(Qt::BusyCursor);
 }
 
+// A page that was unloaded during the wait is gone: the pointer to it is null then.
 BusyPointer::~BusyPointer() {
     if (page_ != nullptr) {
         page_->unsetCursor();
@@ -63,6 +64,7 @@ void ListDriversOf(const char* word, QComboBox& drivers) {
             drivers.addItem(ToQt(driver));
         }
     }
+    // The toolkit chose the first entry when it came; what is proposed is the page's decision.
     drivers.setCurrentIndex(-1);
 }
 
@@ -148,6 +150,7 @@ void TakeOwnedTables(const std::vector<std::string>& entries) {
 }
 
 std::vector<std::string> ReadInBackground(const NameQuery& query) {
+    // The query is copied into the work: one that was given up runs on when the page may be gone.
     return InBackground<std::vector<std::string>>(
         [query](const GivenUp& given_up) { return ReadNames(query, given_up); });
 }

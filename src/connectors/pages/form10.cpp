@@ -82,6 +82,7 @@ FoxProMethod Form10::Method() const {
 
 void Form10::MethodChanged() {
     ui_->List1->clear();
+    // Any status means that Load was tried with this page's fields before, with whatever result.
     if (!ui_->Label6->text().isEmpty()) {
         Load(Form());
     }
@@ -95,6 +96,7 @@ void Form10::Load(FoxProForm form) {
             return;
         }
         if (form == FoxProForm::Folder) {
+            // Before the path is read below: the folder that it fills in is part of the source.
             ShowFolderOf(dsn);
         }
     }

@@ -44,6 +44,7 @@ Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
     });
     connect(ui_->HLP, &PlateButton::Click, this, [] { OpenHelp(); });
     connect(ui_->CNCL, &PlateButton::Click, this, [] {
+        // Each page asks in words of its own, which users' instructions quote.
         AskToCancel("Confirm Cancel", "Are you sure to cancel this Session?");
     });
 }
@@ -124,6 +125,7 @@ void Form2::Load() {
         NotConnected();
         return;
     }
+    // A new one each time: the former still holds the other file's list, and its connection.
     SourceCatalog = std::make_unique<Catalog>();
     // Without an option the former string stays, as an earlier page or session left it.
     if (const auto method = ChosenAccessMethod(*ui_)) {

@@ -29,6 +29,8 @@ Form3::~Form3() = default;
 bool Form3::IsVFPDestOK(const std::string& connection) {
     try {
         const BusyPointer busy(*this);
+        // Without a statement it only opens and closes: that the driver finds the folder is the
+        // question.
         ReadInBackground({.connection = connection});
         return true;
     } catch (const DataError& error) {

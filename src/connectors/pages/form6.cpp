@@ -35,6 +35,8 @@ Form6::Form6() : OraclePage("Form6"), ui_(std::make_unique<Ui::Form6>()) {
 Form6::~Form6() = default;
 
 bool Form6::ReconnectsByMethod() const {
+    // Before anything was listed a change of method asks nothing: the login may not be complete
+    // yet.
     return ui_->orclTables->count() > 0;
 }
 
@@ -47,6 +49,7 @@ void Form6::Connect() {
     const NameQuery query{
         .connection = SourceConnStr,
         .statement = OracleTables(ui_->ViewChk->isChecked(), ui_->AllChk->isChecked(), User()),
+        // Of each row the owner and the name, which become OWNER.NAME.
         .fields = {0, 1},
         .cursor_type = adOpenForwardOnly,
         .lock_type = adLockReadOnly,

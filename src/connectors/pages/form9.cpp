@@ -10,6 +10,7 @@
 namespace vantry {
 namespace {
 
+// Next compares it, as on the other target pages: corrected in one place, it would bar the way.
 constexpr const char* kConnected = "Succesfully connected to Oracle";
 const QColor kOracleGreen(0, 150, 0);
 
@@ -32,6 +33,8 @@ Form9::Form9() : OraclePage("Form9"), ui_(std::make_unique<Ui::Form9>()) {
 Form9::~Form9() = default;
 
 bool Form9::ReconnectsByMethod() const {
+    // Set by the first Connect that had a login, and by a failed one as well: from then on each
+    // change of method tries at once.
     return PageConnected != kFalse;
 }
 

@@ -19,6 +19,8 @@ void FoxProPage::UseControls(const Controls& controls, const char* chooser_title
     // The folder stands before each table's name, too, where nothing can be wrapped.
     c_.FoxDir->setToolTip(
         "A folder with a semicolon in its name can't be used: give a link to it another name");
+    // The option for a folder is the designed one; the other form's fields must be grey from the
+    // start.
     SetForm(FoxProForm::Folder);
     const auto choose = [this](FoxProForm form) {
         SetForm(form);
@@ -28,6 +30,7 @@ void FoxProPage::UseControls(const Controls& controls, const char* chooser_title
     connect(c_.VFPFileOpt, &QRadioButton::clicked, this, [=] { choose(FoxProForm::Container); });
     const auto take = [this](FoxProForm form, const std::optional<std::string>& path) {
         if (path) {
+            // A chooser that was cancelled changes nothing, and loads nothing.
             (form == FoxProForm::Folder ? c_.FoxDir : c_.VFPFilename)->setText(ToQt(*path));
             Browsed(form);
         }

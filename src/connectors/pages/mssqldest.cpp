@@ -34,6 +34,7 @@ NameQuery MSSQLDest::DatabaseQuery() const {
 }
 
 void MSSQLDest::ReleaseConnection() {
+    // What an earlier run of the session left open could belong to another server.
     DstConn.reset();
     DstRS.reset();
 }

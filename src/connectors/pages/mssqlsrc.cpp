@@ -31,6 +31,8 @@ MSSQLSrc::MSSQLSrc()
         {ui_->NXT, ui_->BCK, ui_->HLP, ui_->CNCL},
         [this] { Next(); },
         [] {
+            // Unloaded and not hidden: who goes back to the choice of kinds gives up this login and
+            // its lists.
             UnloadPage("MSSQLSrc");
             ShowPage("Form1");
         },
@@ -70,6 +72,7 @@ void MSSQLSrc::ListAgain() {
 }
 
 void MSSQLSrc::ListTables() {
+    // There is no proven string to list with: boxes that are ticked before the connect stay quiet.
     if (PageConnected == kFalse) {
         return;
     }
@@ -83,6 +86,7 @@ void MSSQLSrc::ListTables() {
         const auto names =
             ReadInBackground({WithDatabase(SourceConnStr, Database()), statement, {0, 2}});
         if (statement.empty()) {
+            // The pointer would say "busy" over a box that waits for the user.
             unsetCursor();
             TellStop("Please Check Tables or Views to populate list");
             return;
@@ -119,6 +123,7 @@ void MSSQLSrc::Next() {
     MSSQLSrcDB = Database();
     SourceConnStr = WithDatabase(SourceConnStr, MSSQLSrcDB);
     HidePage("MSSQLSrc");
+    // From SQL Server to SQL Server nothing is shown: the frame's note leads back to this page.
     const SourceKind& own = KindOf(TargetType).source;
     if (own.page != "MSSQLSrc" || own.leads_to_own_kind) {
         ShowPage(TargetPageOf(TargetType));

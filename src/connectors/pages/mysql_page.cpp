@@ -16,6 +16,7 @@ void MySqlPage::UseControls(const Controls& controls) {
     const auto choose = [this](bool by_driver) {
         c_.MySQLODBCDriverList->setEnabled(by_driver);
         c_.MySQLDSNList->setEnabled(!by_driver);
+        // What is listed was asked by the other method, perhaps of another server.
         ClearLists();
         Connect();
     };

@@ -48,6 +48,8 @@ void MySQLDest::Connect() {
         AddNames(*ui_->MySQLDBCombo, names);
     } catch (const DataError& error) {
         TellNotConnected(error.Description());
+        // A name that was typed goes with the list; where nothing was listed it stays for the next
+        // try.
         if (ui_->MySQLDBCombo->count() > 0) {
             ClearNames(*ui_->MySQLDBCombo);
         }
@@ -80,6 +82,8 @@ void MySQLDest::Next() {
         TellStop("Please Select a Target Database", "Stop");
         return;
     }
+    // Made anew of what the fields hold now, whatever was connected with; so they count as
+    // connected once more below.
     TargetConnStr = ByDriver() ? MySqlTargetDatabase(Login(), database) : MySqlDsn(Login());
     MySQLDstDB = database;
     Connected();

@@ -19,6 +19,7 @@ MySQLSrc::MySQLSrc() : MySqlPage("MySQLSrc"), ui_(std::make_unique<Ui::MySQLSrc>
     ui_->setupUi(this);
     OfferPreview(*ui_->MySQLSrcTables, [this](const std::string& entry) {
         auto table = NamedTable(entry);
+        // As Next sets it: the preview names a table as the run will.
         table.Owner = Database();
         return table;
     });
@@ -94,6 +95,8 @@ void MySQLSrc::ListTables() {
     if (!ByDriver()) {
         return;
     }
+    // From here on the string names the database: the one of Connect stands on the server's
+    // catalogue.
     SourceConnStr = MySqlSourceDatabase(Login(), Database());
     try {
         const BusyPointer busy(*this);
@@ -130,6 +133,7 @@ void MySQLSrc::Next() {
     SrcTables.assign(chosen.size(), {});
     for (std::size_t i = 0; i < chosen.size(); ++i) {
         SrcTables[i].Name = chosen[i];
+        // By data source it is empty, and the table is named alone.
         SrcTables[i].Owner = database;
     }
     SourceQueryMode = 0;

@@ -19,6 +19,7 @@ namespace vantry {
 ODBCSrc::ODBCSrc() : Page("ODBCSrc"), ui_(std::make_unique<Ui::ODBCSrc>()) {
     ui_->setupUi(this);
     OfferPreview(*ui_->ODBCTabs, NamedTable);
+    // First, as the status line names the place by it; the driver isn't part of the string.
     WatchField(*ui_->ODBCDSn);
     for (auto* const field : {ui_->Usr, ui_->Pwd}) {
         WatchField(*field);
@@ -43,6 +44,7 @@ void ODBCSrc::ListDsns() {
     ui_->ODBCDSn->clear();
     const QString driver = ui_->ODBCDrv->currentText();
     for (const auto& dsn : OdbcDsns) {
+        // Contained and not equal: without a driver in the list every data source is offered.
         if (ToQt(dsn.DsnDriver).contains(driver, Qt::CaseInsensitive)) {
             ui_->ODBCDSn->addItem(ToQt(dsn.DsnName));
         }
@@ -81,6 +83,7 @@ void ODBCSrc::Next() {
         SrcTables[i].Name = chosen[i];
     }
     SourceQueryMode = 0;
+    // A known kind brings its types and quotes along; the flag below still leads Back to this page.
     if (const auto kind = KindOfDriver(FromQt(ui_->ODBCDrv->currentText())); !kind.empty()) {
         SourceType = kind;
     }

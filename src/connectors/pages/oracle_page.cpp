@@ -31,6 +31,7 @@ void OraclePage::UseControls(const Controls& controls) {
 void OraclePage::OnLoad() {
     ListDriversOf("ORACLE", *c_.ORAODBCDrv);
     SelectFirst(*c_.ORAODBCDrv);
+    // Filling the list would replace it.
     const QString proposed = c_.dsns->currentText();
     ListDsnsOf("ORACLE", *c_.dsns);
     SelectFirst(*c_.dsns);
@@ -53,6 +54,7 @@ void OraclePage::Reconnect() {
 }
 
 bool OraclePage::HasLogin() const {
+    // The host string isn't asked for: with a data source it isn't used.
     if (c_.OrclUsr->text().isEmpty()) {
         TellStop("Please enter oracle User Name", "Stop");
         return false;

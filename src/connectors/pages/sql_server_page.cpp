@@ -36,6 +36,7 @@ void SqlServerPage::UseControls(const Controls& controls) {
     });
     connect(c_.ConnODBC, &QRadioButton::clicked, this, [this] {
         c_.ODBCDrv->setEnabled(true);
+        // Before Connect, which writes the chosen driver into the string.
         SelectFirst(*c_.ODBCDrv);
         Connect();
         AfterMethod();
@@ -50,6 +51,8 @@ void SqlServerPage::OnLoad() {
     c_.PassTbox->setEnabled(false);
 }
 
+// What one user may see another may not: lists of the former one go before the new one is asked
+// for.
 void SqlServerPage::ChangeUser(bool of_server) {
     c_.UserTBox->setEnabled(of_server);
     c_.PassTbox->setEnabled(of_server);
@@ -83,11 +86,13 @@ void SqlServerPage::Connect() {
         c_.ConnOLE->isChecked() ? SqlServerMethod::OleDb : SqlServerMethod::OdbcDriver,
         login);
     NameQuery query = DatabaseQuery();
+    // Every login may read the list of databases there; its own default database may be gone.
     query.connection = WithDatabase(connection_, "master");
     query.statement = kSqlServerDatabases;
     try {
         AddNames(*c_.MSSQLDBCombo, ReadInBackground(query));
     } catch (const DataError& error) {
+        // Else the pointer would be the busy one over the box.
         unsetCursor();
         TellLines({"Unable to Connect", error.Description(), advice_}, "Error");
         ShowFailure();

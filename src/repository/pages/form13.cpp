@@ -50,6 +50,7 @@ DateTime OneMinuteBefore(DateTime time) {
 
 Form13::Form13() : Page("Form13"), ui_(std::make_unique<Ui::Form13>()) {
     ui_->setupUi(this);
+    // The group gives numbers of its own otherwise; Next compares them with `After`.
     QRadioButton* const options[] = {ui_->FreqOpt_0, ui_->FreqOpt_1, ui_->FreqOpt_2};
     for (int i = 0; i < 3; ++i) {
         ui_->FreqOpt->setId(options[i], i);
@@ -95,6 +96,8 @@ void Form13::ProposeAnew() {
     ShowNextId();
     const QString name =
         ToQt(SourceType + "To" + TargetType + "SessionID" + FromQt(ui_->SesID->text()));
+    // Only over a proposal: what the user has typed stays, also when the menu makes another
+    // repository.
     if (former_name == proposed_name_) {
         ui_->SesName->setText(name);
     }
@@ -117,6 +120,7 @@ void Form13::ProposeAnew() {
 // A session can be run without a repository, so the page stays; saving offers to make one that
 // isn't there, and fails with more words where one can't be read.
 void Form13::ShowNextId() {
+    // What was said of a repository that wasn't there may have become untrue.
     SetNotice(Notice());
     if (!std::filesystem::exists(RepositoryFile(SharedFolder()))) {
         ui_->SesID->setText("1");
@@ -160,6 +164,7 @@ void Form13::Next() {
         }
         Tell("Session Saved Successfully");
     }
+    // The run page reads it: a run of a session that isn't saved has no record to write.
     SessionNotSaved = ToI16(after == kRunOnly);
     UnloadPage("Form13");
     if (after == kSaveOnly) {

@@ -78,6 +78,8 @@ void Form15::OnLoad() {
 
 void Form15::OnActivate() {
     Page::OnActivate();
+    // The clock starts behind a first successful read: so this is a page that never had a list, not
+    // one whose repository has gone since.
     if (!list_.IsOpen() && !news_.isActive()) {
         UnloadPage("Form15");
         // Who came from the navigator, which is hidden by now, would be left without a page.
@@ -89,6 +91,7 @@ void Form15::FillFromList() {
     ui_->Label4->setText(QString::number(list_.Count()));
     auto& grid = *ui_->SesDBGrid;
     const auto* const former = grid.item(grid.currentRow(), kIdColumn);
+    // By its number and not by its row: sessions above it may have come or gone.
     const QString selected = former == nullptr ? QString() : former->text();
     grid.setRowCount(0);
     FillGrid(grid, list_.Rows());
@@ -119,6 +122,7 @@ void Form15::LookForNews() {
     }
     const auto news = list_.Look();
     if (!list_.IsOpen()) {
+        // As long as the file isn't there, the note stays as it is, without a try each second.
         if (news != SessionList::News::Missing && ReadAnew()) {
             Note("The sessions can be read again.");
         }
@@ -206,6 +210,8 @@ void Form15::Edit() {
     if (!Choose(chosen, "Edit", "No Session Exist to Edit")) {
         return;
     }
+    // The clock goes on while the window is open. It would take the save for news, and read a list
+    // that is to show the former name until it is next read.
     const QScopedValueRollback guard(busy_, true);
     bool saved = false;
     try {
@@ -218,6 +224,8 @@ void Form15::Edit() {
             UnloadPage("SesEdit");  // no kind of schedule that the window could show
             return;
         }
+        // The window is unloaded only behind this signal, which ends the wait below: `saved` is
+        // still there.
         connect(window, &SesEdit::Saved, this, [&saved] { saved = true; });
         ShowPageModal("SesEdit");
     } catch (const std::exception&) {
@@ -247,6 +255,8 @@ void Form15::ViewLog() {
         }
         window->setWindowTitle("Session Log for Session ID:" +
                                ToQt(IdAndName(chosen.id, chosen.name)));
+        // Read before it is shown: a log that can't be opened is told in a box, not in an empty
+        // window.
         if (window->Read(LogFileAt(chosen.log))) {
             ShowPageModal("ShowLog");
         } else {
@@ -283,6 +293,7 @@ void Form15::DeleteAll() {
         Tell("No Session Exist to Delete", "Delete Session");
         return;
     }
+    // Before the question, and again behind it: the answer may come after a restore.
     if (!IsSameRepository() ||
         !AskYesNo("Are you sure you want to Delete All Sessions", "Delete All Sessions?") ||
         !IsSameRepository()) {

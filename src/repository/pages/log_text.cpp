@@ -33,6 +33,7 @@ std::uint64_t UnitOf(std::uint64_t size) {
 LogText::LogText(QWidget* parent)
     : QPlainTextEdit(parent), file_bar_(new QScrollBar(Qt::Vertical, this)) {
     setReadOnly(true);
+    // An undo step for each appended piece would hold all that was ever shown.
     setUndoRedoEnabled(false);
     setLineWrapMode(QPlainTextEdit::NoWrap);
     setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
@@ -51,6 +52,8 @@ void LogText::OpenLog(const std::string& path) {
 
 bool LogText::HoldsAll() const {
     return reader_ && end_ >= reader_->Size() &&
+           // By lines and not by bytes: the first line of a file may stand behind a byte order
+           // mark.
            reader_->LineStart(begin_) == reader_->LineStart(0);
 }
 
@@ -125,6 +128,7 @@ void LogText::Follow() {
     if (!reader_) {
         return;
     }
+    // Asked before Look, which changes the size.
     const bool had_end = end_ >= reader_->Size();
     const bool follows = FollowsEnd();
     LogReader::News news = LogReader::News::None;
@@ -134,8 +138,11 @@ void LogText::Follow() {
         return;  // out of reach for the moment: what was read stays
     }
     if (news == LogReader::News::Anew) {
+        // Another file's bytes: no place of the former one means anything in it.
         follows ? ShowEnd() : ShowStart();
     } else if (news == LogReader::News::Grown) {
+        // A log that is followed for days would fill the text box; past this the end is read anew,
+        // alone.
         const bool too_long = HeldBytes() > kMostHeld || starts_.size() > LogReader::kMostLines * 4;
         if (had_end && !too_long) {
             AppendNew();
@@ -161,6 +168,7 @@ void LogText::AppendNew() {
     std::uint64_t from = end_;
     if (!last_ended_) {
         from = starts_.back();
+        // AddLines puts it in again, with its rest.
         starts_.pop_back();
         const QTextBlock line = document()->findBlockByNumber(static_cast<int>(starts_.size()));
         end.setPosition(line.position(), QTextCursor::KeepAnchor);
@@ -192,6 +200,8 @@ void LogText::FileBarMoved() {
     if (file_bar_->value() >= file_bar_->maximum()) {
         ShowEnd();
     } else {
+        // The bar's end alone stands for the last line: by division its value falls short of the
+        // size.
         ShowAt(static_cast<std::uint64_t>(file_bar_->value()) * UnitOf(reader_->Size()));
     }
 }
@@ -202,6 +212,7 @@ void LogText::ArrangeBars() {
     setVerticalScrollBarPolicy(whole ? Qt::ScrollBarAsNeeded : Qt::ScrollBarAlwaysOff);
     file_bar_->setVisible(!whole);
     const int width = file_bar_->sizeHint().width();
+    // Room for the bar, which is no part of what the text box lays out.
     setViewportMargins(0, 0, whole ? 0 : width, 0);
     if (whole) {
         return;
@@ -222,6 +233,7 @@ void LogText::ArrangeBars() {
 }
 
 void LogText::keyPressEvent(QKeyEvent* event) {
+    // A text that can't be edited has no cursor to move: the keys move what is seen.
     auto* const bar = verticalScrollBar();
     switch (event->key()) {
         case Qt::Key_Home:

@@ -107,6 +107,7 @@ bool SchedulePanel::SetSchedule(const ScheduleRec& schedule) {
         return false;
     }
     const auto letter = kLetters.find(schedule.SesFreq);
+    // The last two letters, hours and minutes, are one option with two units.
     const int kind = std::min(static_cast<int>(letter), static_cast<int>(kEvery));
     ui_->TimeOpt->button(kind)->setChecked(true);
     if (schedule.SesRunTime) {
@@ -174,6 +175,8 @@ std::string SchedulePanel::WeekMask() const {
     return mask;
 }
 
+// Of an edited session a week without a day is stored, and a month without a day makes a statement
+// that the database refuses: the page's note says so beforehand (Fault).
 bool SchedulePanel::Fill(SessionSave& save, const DateTime& mark, ScheduleOf whose) const {
     const bool checked = whose == ScheduleOf::NewSession;
     const DateTime time = TimeOf(ui_->SesTime->time());
@@ -190,6 +193,7 @@ bool SchedulePanel::Fill(SessionSave& save, const DateTime& mark, ScheduleOf who
             return true;
         case kMonthly:
             if (!checked) {
+                // As a text: an empty one is what makes the statement fail.
                 SetMonthlyUnquoted(save, time, ui_->SesDay->currentText().toStdString());
                 return true;
             }

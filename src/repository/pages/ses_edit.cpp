@@ -65,6 +65,8 @@ void SesEdit::Save() {
         return;
     }
     Tell("Changes Saved", "Successful");
+    // Before the unload, which ends the wait of the page that listens. Unloaded by code: the
+    // question about lost changes is for the other ways out.
     Q_EMIT Saved();
     UnloadPage("SesEdit");
 }
@@ -75,6 +77,7 @@ void SesEdit::Cancel() {
     }
 }
 
+// Asked of unchanged fields, too: nothing keeps what they held at first.
 bool SesEdit::QueryUnload() {
     return AskYesNo("Are you sure to Cancel the changes?", "Cancel?");
 }

@@ -35,6 +35,7 @@ BackupRepo::BackupRepo() : Page("BackupRepo"), ui_(std::make_unique<Ui::BackupRe
 BackupRepo::~BackupRepo() = default;
 
 void BackupRepo::OnLoad() {
+    // With the minute, so that a second backup of the day finds its own name free.
     proposed_ = "VYRepoBackup" + ToQt(FormatDateTime(Now(), "dd-mmm-yy-hh-nn"));
     ui_->BckDest->setText(ToQt(JoinPath(SharedFolder(), FromQt(proposed_))));
 }
@@ -45,6 +46,7 @@ void BackupRepo::Browse() {
         ui_->BckDest->setText(ToQt(*folder));
     }
     const QString chosen = ui_->BckDest->text();
+    // The same folder again is the text that stands there, which ends in the name already.
     if (chosen.toLower() != former.toLower()) {
         ui_->BckDest->setText(chosen + (chosen.endsWith('/') ? "" : "/") + proposed_);
     }
@@ -132,12 +134,14 @@ void CheckSch::TellProcess() {
 void CheckSch::Start() {
     const std::string folder = SharedFolder();
     const std::string program = ProgramPath(folder, kScheduler);
+    // Detached: the scheduler outlives the wizard that started it.
     if (!QProcess::startDetached(ToQt(program), {}, ToQt(folder))) {
         TellStop("The scheduler can't be started: there is no program \"" + program + "\".");
         return;
     }
     ui_->Label1->setText("Vantry is now Running");
     ui_->startit->setEnabled(false);
+    // The button that had the focus is disabled, and Enter must still do something.
     ui_->closebutt->setFocus();
     // It may find that it can't work: what is said above was said before that.
     constexpr int kUntilItHasTried = 1500;
