@@ -48,6 +48,7 @@ void StartWizard(const std::string& application_folder) {
             InitSharedState(application_folder);
             RegisterAllPages();
             ConnectMenu();
+            // Once, also after a Retry: two filters would open the help twice.
             if (qApp->findChild<HelpKey*>() == nullptr) {
                 new HelpKey("index.html", qApp);  // NOLINT(cppcoreguidelines-owning-memory): qApp's
             }

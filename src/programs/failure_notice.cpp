@@ -51,6 +51,8 @@ public:
                     SLOT(Closed(uint, uint)));
         QStringList actions;
         if (!log_file_.isEmpty()) {
+            // Both: a click on the note is "default", and some desktops show only actions of
+            // another name, as buttons.
             actions = {QStringLiteral("default"),
                        QStringLiteral("Open log"),
                        QStringLiteral("open-log"),
@@ -106,6 +108,7 @@ int ShowFailureNotice(int& argc,
         log_file.empty()) {
         return 0;
     }
+    // A desktop that never says what became of the note would keep this process for ever.
     QTimer::singleShot(kLongestMs, &application, [] { QCoreApplication::quit(); });
     return QCoreApplication::exec();
 }

@@ -89,6 +89,7 @@ public:
     // reads.
     void ShowEnd(int code) {
         running_ = false;
+        // What the clock hasn't painted yet: the last lines and the last count.
         display_->Flush();
         log_view_->MarkEnd(code != kRunWhole);
         cancel_->setEnabled(false);
@@ -140,6 +141,7 @@ void TellLostDisplay() {
     if (Phase == WindowPhase::RunHasEnded) {
         ::_exit(CodeOfRun);
     }
+    // Only the log's file is written from here on: the window belongs to a toolkit that is ending.
     const char* const line = "The display is gone: the run ended here.";
     std::fprintf(stderr, "VYRun: %s\n", line);
     if (auto* const log = dynamic_cast<RunLogView*>(CurrentRunView)) {
@@ -196,6 +198,7 @@ void DisplayTrial::End() {
 int ShowRunInWindow(
     int& argc, char** argv, i32 session_id, RunnerSurroundings surroundings, DisplayTrial& trial) {
     QApplication application(argc, argv);
+    // Only now: the child's connection keeps the display alive until this program has its own.
     trial.End();
     const HelpKey help("runner.html");
     QApplication::setWindowIcon(ProductIcon());
@@ -205,6 +208,7 @@ int ShowRunInWindow(
     const auto tell = surroundings.tell;
     surroundings.display = &window.Display();
     surroundings.cancel_requested = [&] { return window.IsCancelled() || signalled(); };
+    // On standard error, too: a scheduler's session keeps that, and nobody may look at the window.
     surroundings.tell = [&](const std::string& line) {
         tell(line);
         window.AddLine(ToQt(line));

@@ -52,6 +52,7 @@ void ChooseSource(const std::filesystem::path& samples, const std::filesystem::p
         table.FolderName = folder.string();
         SrcTables.push_back(table);
     }
+    // Of an earlier run of this program: its sections would take part in what is read.
     std::filesystem::remove(folder / "Schema.ini");
     WriteSchemaIni(folder.string(), SrcTables, QualifierChoice(), kTextSourceScanRows);
     SourceConnStr = TextSourceConnectionString(folder.string());
@@ -128,6 +129,8 @@ void KeepOnlyTheDbfTable() {
 
 void MapTables() {
     std::vector<std::string> names;
+    // In the order of the mapping page: each step reads what the one before it has put into the
+    // session.
     FillTargetTables();
     LoadSourceColumns();
     CheckTargetTables(names);

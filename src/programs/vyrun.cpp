@@ -31,6 +31,7 @@ namespace {
 
 using namespace vantry;  // NOLINT(google-build-using-namespace): a program of one page
 
+// Set by the handler; the run asks for it between its steps.
 volatile sig_atomic_t CancelSignal = 0;
 
 // The second signal, of either kind, ends the program at once: the files stand that.
@@ -44,6 +45,7 @@ void CatchCancel() {
         CancelSignal = 1;
         CancelWaits();
     };
+    // Reads and writes of files go on; waits for a server are ended by CancelWaits.
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGINT, &action, nullptr);
     ::sigaction(SIGTERM, &action, nullptr);
@@ -65,6 +67,7 @@ int Check(const RunnerArguments& arguments) {
     surroundings.cancel_requested = [] { return CancelSignal != 0; };
     surroundings.print = [](const std::string& lines) {
         std::fputs(WithoutControls(lines).c_str(), stdout);
+        // A table at a time, as it is checked: behind a pipe nothing would be seen until the end.
         std::fflush(stdout);
     };
     surroundings.tell = [](const std::string& line) {
@@ -87,6 +90,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
         surroundings.tell(fault);
         TellInRunnerLog(surroundings.application_folder, fault);
     }
+    // The argument only adds: what the settings ask for is done in any case.
     CurrentSettings.VerifyRuns |= arguments.verify;
     if (arguments.dry_run) {
         return PrintRun(arguments.session_id, surroundings, [](const std::string& text) {
@@ -108,6 +112,7 @@ int Run(const RunnerArguments& arguments, int& argc, char** argv) {
                                                  : nullptr;
     const auto tell = surroundings.tell;
     surroundings.tell = [&](const std::string& text) {
+        // A message on standard error would stand in the middle of the line that renews itself.
         line.Clear();
         tell(text);
     };

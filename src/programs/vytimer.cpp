@@ -48,6 +48,7 @@ bool IsToldToEnd(std::chrono::milliseconds wait) {
 int Work() {
     const std::string folder = ApplicationFolder();
     InitSharedState(folder);
+    // Before any session is read: two schedulers would start each of them twice.
     const auto lock = ProgramLock::Take(JoinPath(LogFolder(folder), "VYTimer.lock"));
     if (!lock) {
         std::fprintf(stderr, "VYTimer: another one works for this repository already.\n");
@@ -64,6 +65,7 @@ int Work() {
         ::tzset();
         service.Look();
     } while (!IsToldToEnd(service.Wait()));
+    // Runners that are under way go on: they are programs of their own.
     service.Log("Scheduler ended.");
     return 0;
 }

@@ -70,6 +70,7 @@ void Work(const std::shared_ptr<Shared>& shared,
     shared->error = error;
     shared->ended = true;
     if (shared->loop != nullptr) {
+        // Queued: a quit before the loop runs would be lost; as an event it waits for the loop.
         QMetaObject::invokeMethod(shared->loop, &QEventLoop::quit, Qt::QueuedConnection);
     }
 }
@@ -79,6 +80,8 @@ bool StartThread(const std::shared_ptr<Shared>& shared,
                  const std::function<void(const std::function<bool()>&)>& work) {
     Threads::All().Count(1);
     try {
+        // Detached, as nobody can be made to wait for an answer that was given up; AwaitAllWork
+        // counts instead.
         std::thread([shared = std::shared_ptr(shared), work = work]() mutable {
             Work(shared, std::move(work));
             shared.reset();
@@ -111,6 +114,7 @@ public:
 
     bool eventFilter(QObject* watched, QEvent* event) override {
         const QWidget* const modal = QApplication::activeModalWidget();
+        // Only a box that came later: the page that waits may itself be modal.
         if (modal != nullptr && modal != modal_) {
             return false;
         }
@@ -142,6 +146,8 @@ public:
             case QEvent::DragEnter:
                 return true;
             case QEvent::Close:
+                // The program may be ended while it waits: its frame asks, and nothing needs the
+                // answer then.
                 if (watched == FindMainWindow() || !watched->isWidgetType()) {
                     return false;
                 }
@@ -212,6 +218,7 @@ void RunInBackground(std::function<void(const std::function<bool()>& given_up)> 
     shared->loop = &loop;
     if (!StartThread(shared, work)) {
         shared->loop = nullptr;
+        // Here, with windows that stand still meanwhile: slower to look at, but the same result.
         work([] { return false; });
         return;
     }
@@ -226,6 +233,8 @@ void RunInBackground(std::function<void(const std::function<bool()>& given_up)> 
     const std::lock_guard lock(shared->mutex);
     shared->loop = nullptr;
     if (!shared->ended) {
+        // The thread may be in the middle of a connect that nothing can interrupt: it ends by
+        // itself.
         shared->given_up = true;
         throw DataError(kErrUnspecified, "The wait for an answer was given up.");
     }

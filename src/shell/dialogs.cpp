@@ -53,6 +53,7 @@ QMessageBox::StandardButton ButtonOf(BoxAnswer answer) {
     return QMessageBox::Ok;
 }
 
+// The first is the default, the last the careful one (see Show).
 std::vector<BoxAnswer> AnswersOf(BoxButtons buttons) {
     switch (buttons) {
         case BoxButtons::YesNo:
@@ -138,6 +139,7 @@ public:
         for (const auto answer : answers) {
             window.addButton(ButtonOf(answer));
         }
+        // Cut: the whole of it stands behind a button that unfolds it.
         if (window.text() != text) {
             window.setDetailedText(text);
         }
@@ -174,6 +176,8 @@ private:
     static std::optional<std::string> Choose(const FileChoice& choice,
                                              QFileDialog::AcceptMode accept,
                                              QFileDialog::FileMode mode) {
+        // The toolkit would keep names of folders in a file of its own, for all programs of the
+        // user.
         const ForgetfulToolkit forgetful;
         QFileDialog window(QApplication::activeWindow(), ToQt(choice.title));
         window.setObjectName("FileDialog");

@@ -76,6 +76,7 @@ void OpenHelpPage(std::string_view file) {
 
 void OpenHelp() {
     const std::string folder = ProgramFolder();
+    // Installations that bring a compiled help show that one, whatever else is there.
     const std::string compiled = JoinPath(folder, "VY3Help.chm");
     if (QFileInfo::exists(ToQt(compiled)) && CurrentDialogs().Open(compiled)) {
         return;
@@ -108,6 +109,7 @@ bool HelpKey::eventFilter(QObject* watched, QEvent* event) {
         static_cast<QKeyEvent*>(event)->key() != Qt::Key_F1) {
         return false;
     }
+    // Boxes without a page above them are about the page in front.
     const Page* page = ActivePage();
     for (const QWidget* widget = control; widget != nullptr; widget = widget->parentWidget()) {
         if (const auto* const found = qobject_cast<const Page*>(widget)) {

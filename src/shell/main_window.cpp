@@ -73,6 +73,7 @@ MainWindow::MainWindow() : ui_(std::make_unique<Ui::MDIForm1>()) {
     statusBar()->addWidget(status_, 1);
     note_ = new OpenPagesNote(*ui_->Pages);
     for (auto* const menu : {ui_->mRep, ui_->mSesS, ui_->mWindow, ui_->mHelp}) {
+        // With its letter, which YieldLetters takes away and gives back.
         menus_.emplace_back(menu, menu->title());
     }
     ConnectMenus();
@@ -216,6 +217,7 @@ void MainWindow::resizeEvent(QResizeEvent* event) {
 void MainWindow::PlaceStatus() {
     constexpr int kLowWindow = 560;
     const bool low = height() < kLowWindow;
+    // Neither low nor beside the menus: it stands where it belongs already.
     if (!low && menuBar()->cornerWidget() != status_) {
         return;
     }
@@ -296,6 +298,7 @@ void CenterPage(Page& page) {
     };
     window->move(middle(outer.width(), room.width(), window->width()),
                  middle(outer.height(), room.height(), window->height()));
+    // What the window really got, which may differ from what was asked for.
     window->setProperty(kCentredAt, window->pos());
 }
 

@@ -81,6 +81,8 @@ NameList::NameList(QListWidget& list, QWidget& page)
     connect(filter_, &QLineEdit::textChanged, this, &NameList::Refresh);
     const auto* const names = list.model();
     const auto changed = [this] {
+        // A reason holds for one listing: with the next change the list says again what it says by
+        // itself.
         list_.setProperty(kNoneFound, {});
         RefreshSoon();
     };
@@ -109,6 +111,8 @@ void NameList::PlaceRow(QWidget& page) {
     row_->hide();
     if (QBoxLayout* const box = BoxOf(page.layout(), list_)) {
         box->insertWidget(box->indexOf(&list_), row_);
+        // Before the list, as it stands there; the row is made last and would be reached behind all
+        // buttons.
         QWidget::setTabOrder(list_.previousInFocusChain(), filter_);
         QWidget::setTabOrder(filter_, &list_);
     }
@@ -172,6 +176,8 @@ void NameList::Refresh() {
     int in_view = 0;
     for (int row = 0; row < list_.count(); ++row) {
         const bool shown = list_.item(row)->text().contains(wanted, Qt::CaseInsensitive);
+        // Only what changes: each call makes the list lay itself out again, and there may be
+        // thousands.
         if (list_.isRowHidden(row) == shown) {
             list_.setRowHidden(row, !shown);
         }
@@ -205,6 +211,7 @@ void NameList::ShowCount() {
 void NameList::ChooseAllInView() {
     for (int row = 0; row < list_.count(); ++row) {
         QListWidgetItem& item = *list_.item(row);
+        // Ctrl+A must not choose what the filter hides.
         if (list_.isRowHidden(row)) {
             continue;
         }

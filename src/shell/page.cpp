@@ -43,6 +43,7 @@ void Page::keyPressEvent(QKeyEvent* event) {
     }
     if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
         for (auto* const button : findChildren<PlateButton*>()) {
+            // By its caption: pages name their Cancel buttons in several ways.
             if (button->Caption() == "Cancel" && button->isEnabled() && button->isVisible()) {
                 button->click();
                 return;
@@ -141,6 +142,7 @@ void Page::WatchField(QAbstractButton& field) {
 void Page::Connected() {
     const bool target = SideOfPage(FromQt(objectName())) == Side::Target;
     connected_ = true;
+    // Taken from the string and kept: what the fields or the variables hold later is another thing.
     connected_place_ = PlaceInWords(target ? TargetConnStr : SourceConnStr);
     for (auto& field : watched_) {
         field.connected = field.text();
@@ -169,6 +171,7 @@ void Page::closeEvent(QCloseEvent* event) {
         event->ignore();
         return;
     }
+    // Usually the question has unloaded it already (AskToClose): this call then does nothing.
     UnloadPage(name);
     event->accept();
 }

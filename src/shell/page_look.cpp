@@ -1,3 +1,7 @@
+// One walk over a page when it is loaded gives it what the .ui files can't say: readable headings,
+// a visible focus, lists with a filter. All of it goes by the desktop's own palette and font, so
+// that a page fits light and dark, 100 % and 200 %. Easy to get wrong: colours are derived from the
+// palette of this moment, and a style may draw with another role than the one that was set.
 #include "shell/page_look.h"
 
 #include "shell/contrast.h"
@@ -28,6 +32,7 @@ void Enlarge(QLabel& label, double factor, QFont::Weight weight) {
     label.setFont(font);
 }
 
+// Tab goes to the chosen option of a group only, as in a dialog; the arrows go on from there.
 void TakeTab(QRadioButton& option, bool takes) {
     // The click still gives the focus.
     const int others = option.focusPolicy() & ~Qt::TabFocus;
@@ -118,6 +123,7 @@ void MakeSelectionsReadable() {
 
 void ApplyLook(QWidget& page) {
     for (auto* const button : page.findChildren<PlateButton*>()) {
+        // A page that has said more about its button keeps that.
         if (button->Caption() == "Help" && button->toolTip().isEmpty()) {
             button->setToolTip("The contents of the help. F1 opens the page about this window.");
         }

@@ -50,6 +50,7 @@ std::vector<LoadedPage>& Pages() {
     return pages;
 }
 
+// A name and not a pointer: the page that was active may be gone.
 std::string& ActiveName() {
     static std::string name;
     return name;
@@ -163,6 +164,7 @@ void Fit(LoadedPage& loaded) {
     if (window.isMaximized()) {
         return;
     }
+    // Pages only ever make the common size larger: one that shrank it would make the others jump.
     if (!Shape().by_the_user) {
         Shape().size = Shape().size.expandedTo(loaded.needed);
     }
@@ -190,9 +192,11 @@ void MakeVisible(const std::string& name) {
         const QPointer<Page> page = loaded.page;
         const QPointer<QMdiSubWindow> window = loaded.window;
         const bool maximized = Shape().maximized && page->WherePlaced() == Page::Place::Frame;
+        // What the user has made of the page in front is known before the next one is fitted to it.
         for (const auto& other : Pages()) {
             LearnShape(other);
         }
+        // It was hidden as a maximised one, and the user has made another page small since.
         if (!maximized && window->isMaximized() && window->isHidden()) {
             window->showNormal();
         }
@@ -397,6 +401,7 @@ std::vector<std::string> LoadedPages() {
 }
 
 void UnloadAllPages() {
+    // From the last: a page that unloads others in its own end leaves no iterator behind.
     while (!Pages().empty()) {
         UnloadPage(std::string(Pages().back().name));
     }

@@ -69,6 +69,7 @@ PathEntry::PathEntry(QLineEdit& field, std::string kind, PathUse use)
 
 void PathEntry::Remember() {
     const QString path = field_.text();
+    // A path that can't be used here would be offered again and again.
     if (field_.isEnabled() && !path.isEmpty() && Objection().empty()) {
         KeepRecentPath(kind_, FromQt(path));
         ShowSign();
@@ -131,6 +132,7 @@ bool PathEntry::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void PathEntry::Straighten() {
+    // What is pasted often has blanks around it.
     const QString text = field_.text().trimmed();
     QString path;
     if (text.startsWith("file://", Qt::CaseInsensitive)) {
@@ -177,6 +179,7 @@ void PathEntry::OfferRecent() {
         connect(entry, &QAction::triggered, this, [this, path] { Pick(path); });
     }
     menu->popup(field_.mapToGlobal(QPoint(0, field_.height())));
+    // So that Enter takes the latest one at once.
     menu->setActiveAction(menu->actions().value(0));
 }
 

@@ -11,6 +11,7 @@ namespace vantry {
 
 PlateButton::PlateButton(QWidget* parent) : QPushButton(parent) {
     setAutoDefault(true);
+    // A signal without argument: handlers of pages are ordinary methods, and take no "checked".
     connect(this, &QPushButton::clicked, this, [this] { Q_EMIT Click(); });
 }
 
@@ -28,6 +29,7 @@ QString PlateButton::Caption() const {
 }
 
 void PlateButton::SetCaption(const QString& caption) {
+    // The same caption without its mark would take the underlined letter away.
     if (caption != Caption()) {
         setText(caption);
     }

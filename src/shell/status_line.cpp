@@ -75,6 +75,7 @@ std::string Notice::Text() const {
     return text;
 }
 
+// The palette has no role for warnings; each of the two can be read on its half of the desktops.
 QColor WarningColor(const QPalette& palette) {
     return palette.color(QPalette::Window).lightness() < 128 ? QColor(255, 190, 100)
                                                              : QColor(140, 60, 0);
@@ -153,10 +154,12 @@ void StatusLine::Draw() {
     }
     notice_label_->setPalette(colors);
     const QString sign = notice_.kind == NoticeKind::Warning && !notice_.Empty() ? "\u26a0 " : "";
+    // The sign beside the colour: not everybody tells colours apart.
     notice_label_->setText(sign + MarkedUp(notice_, LinkColor(palette())));
     notice_label_->setToolTip(notice_.Empty() ? QString() : ToolTipOf(ToQt(notice_.Text())));
     // The notice comes first: it is about what the user is doing now.
     const int needed = notice_.Empty() ? 0 : notice_label_->sizeHint().width();
+    // A third at least: a long notice must not push the route out altogether.
     const int left = std::max(width() - needed - 5 * kMargin, width() / 3);
     route_label_->setText(fontMetrics().elidedText(route_, Qt::ElideMiddle, left));
     route_label_->setToolTip(route_.isEmpty() ? QString() : ToolTipOf(route_));
@@ -192,6 +195,7 @@ void OpenPagesNote::Refresh() {
             hide();
             return;
         }
+        // The navigator belongs to no session: there is nothing in it to go back to.
         if (page != nullptr && page->WherePlaced() == Page::Place::Frame && name != "NavForm") {
             titles << TitleOf(name).toHtmlEscaped();
             last_ = name;
@@ -221,6 +225,7 @@ void OpenPagesNote::Refresh() {
 
 void RefreshStatus() {
     static bool waiting = false;
+    // Many changes of one handler make one refresh, and it sees the last state.
     if (std::exchange(waiting, true)) {
         return;
     }

@@ -30,6 +30,7 @@ QVariant Recall(const QString& key) {
 }
 
 void Keep(const QString& key, const QVariant& value) {
+    // Each sync writes the file: a value that is the same needn't be kept again.
     if (Memory() != nullptr && Memory()->value(key) != value) {
         Memory()->setValue(key, value);
         // The program ends without clean-up.
@@ -62,6 +63,7 @@ void KeepFramePlace(const QByteArray& place) {
 
 std::string LastFolder(std::string_view kind) {
     const QString folder = Recall(Key("Folders", kind)).toString();
+    // A folder that has gone since would make the chooser begin at nowhere.
     return QFileInfo(folder).isDir() ? FromQt(folder) : std::string();
 }
 
@@ -95,6 +97,7 @@ ForgetfulToolkit::ForgetfulToolkit()
     : former_(QFileInfo(QSettings(QSettings::NativeFormat, QSettings::UserScope, "any").fileName())
                   .absolutePath()) {
     QTemporaryDir own;
+    // The folder outlives this object, and is removed by the destructor of the class.
     own.setAutoRemove(false);
     if (own.isValid()) {
         own_ = own.path();

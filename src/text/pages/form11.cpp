@@ -71,6 +71,7 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
         return [this, field](const auto& value) {
             if (TableRec* const file = Selected()) {
                 file->*field = value;
+                // From now on the section that stands in "Schema.ini" is replaced by the page's.
                 formats_.at(static_cast<std::size_t>(file->TabID)).chosen = true;
                 TellFormat();
             }
@@ -110,6 +111,7 @@ Form11::~Form11() = default;
 
 void Form11::OnLoad() {
     format_->Open();
+    // The signal would list the files of a folder that nobody has chosen yet.
     const QSignalBlocker quiet(ui_->FileExtCombo);
     ui_->FileExtCombo->setCurrentIndex(0);
 }
@@ -166,6 +168,7 @@ void Form11::RefreshList() {
         files_.clear();
         for (const auto& name : FilesOf(Folder(), pattern)) {
             TableRec& file = files_.emplace_back();
+            // Here the row of the list; Next numbers the ticked ones anew.
             file.TabID = static_cast<i16>(files_.size() - 1);
             file.Name = name;
             file.SFormat = ",";
@@ -180,6 +183,7 @@ void Form11::RefreshList() {
     if (files_.empty() && !Folder().empty()) {
         SayNoneFound(*ui_->FilesList, "There are no such files in the folder.");
     }
+    // A box at each arrow key would make the list of extensions unusable.
     untold_ = files_.empty() && passing_;
     if (!files_.empty()) {
         // Looked at at once: nothing can go on before a file was.
@@ -298,6 +302,8 @@ void Form11::Next() {
         if (Folder().empty()) {
             throw DataError(kErrUnspecified, "No folder is chosen.");
         }
+        // Before anything of the session changes: when it can't be written, the page stays as it
+        // was.
         WriteSchemaIni(Folder(), FilesToDescribe(), format_->Qualifier(), kTextSourceScanRows);
     } catch (const std::exception& error) {
         Tell(std::string("Error while preparing Text Source. Please Contact Vantry Support\n") +

@@ -42,6 +42,7 @@ SamplePath Split(const std::string& path) {
 // "*.csv"; "*.*" for a name without an extension.
 std::string PatternOf(const std::string& path) {
     const auto name = path.substr(path.rfind('/') + 1);
+    // The polled names are matched by it, and the user may narrow it down.
     return name.find('.') == std::string::npos ? "*.*" : "*." + FileExtOf(name);
 }
 
@@ -152,6 +153,7 @@ void Form11Poll::Prepare() {
     PollRename = FromQt(ui_->FRenameTbox->text());
     PollFolder = sample.folder;
     const std::size_t sections = own_format_.empty() || format_chosen_ ? 1 : 0;
+    // Also without a section to write: the folder's name is judged in any case.
     WriteSchemaIni(sample.folder, {&file, sections}, format_->Qualifier(), kPolledFileScanRows);
     SourceConnStr = TextSourceConnectionString(sample.folder);
     SrcTables = {file};

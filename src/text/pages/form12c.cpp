@@ -60,6 +60,7 @@ Form12c::Form12c() : Page("Form12c"), ui_(std::make_unique<Ui::Form12c>()) {
     }
     ui_->TQ->addItems({"\"", "'"});
     ui_->TQ->setCurrentIndex(0);
+    // It would turn a typed sign into an entry of the list.
     ui_->TQ->setCompleter(nullptr);
     ui_->DefExt->setCompleter(nullptr);
     ConnectControls();
@@ -211,6 +212,7 @@ void Form12c::Next() {
         ui_->OthFormat->setFocus();
         return;
     }
+    // Nothing of the session changes above: a refused page leaves what an earlier pass has set.
     TextDestFormat = delimited ? "DELIMITED" : "FIXED";
     // Written back into the field, so that going Back shows what is in force.
     QString extension = ui_->DefExt->currentText();
@@ -231,6 +233,8 @@ void Form12c::Next() {
 }
 
 void Form12c::Back() {
+    // With some sources nothing is shown behind it: their rows say that Back leads nowhere from
+    // here.
     UnloadPage("Form12c");
     if (const auto& source = ThisSource(); source.back_from_text_target) {
         ShowPage(source.page);

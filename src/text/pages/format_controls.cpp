@@ -76,6 +76,7 @@ FormatControls::FormatControls(QWidget& page, std::string heading, Stores stores
 
 void FormatControls::Open() {
     loading_ = true;
+    // Misspelt as it has always been; Qualifier looks an entry's text up in this list.
     TQ->addItems({"Double Qoutes \"", "Single Quote '", "<none>"});
     TQ->setCurrentIndex(0);
     loading_ = false;
@@ -120,6 +121,7 @@ bool FormatControls::TakeDelimiter() {
 }
 
 void FormatControls::TakeQualifier() {
+    // A text that is no entry is itself the qualifier.
     const auto choice = Qualifier();
     TextQual = choice.list_index < 0 ? choice.typed : std::string(kQualifiers[choice.list_index]);
 }
@@ -184,6 +186,7 @@ void FormatControls::PreviewAgain() {
 void FormatControls::Preview(const std::string& path, bool counts) {
     Clear();
     path_ = path;
+    // Next asks for it: a file that failed once may be mended and looked at again.
     preview_valid_ = true;
     try {
         auto lines = ReadPreview(path);
@@ -197,6 +200,7 @@ void FormatControls::Preview(const std::string& path, bool counts) {
         const bool valid = table.Valid();
         grid_->Show(std::move(table));
         FitColumns();
+        // Where "Schema.ini" describes the file by hand, this page's format needn't fit it.
         if (!valid && counts) {
             preview_valid_ = false;
             Tell("Invalid Text ");

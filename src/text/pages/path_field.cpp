@@ -23,6 +23,7 @@ bool IsEnterKey(const QEvent& event) {
 PathField::PathField(QLineEdit& field, std::function<void()> take)
     : QObject(&field), field_(field), take_(std::move(take)) {
     field.installEventFilter(this);
+    // Not textChanged: a text that the page itself puts in is taken over by the page.
     connect(&field, &QLineEdit::textEdited, this, [this] { typed_ = true; });
     connect(&field, &QLineEdit::editingFinished, this, &PathField::TakeLeftSoon);
 }
