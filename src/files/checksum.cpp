@@ -33,6 +33,8 @@ constexpr Tables kTables = MakeTables();
 std::uint32_t Crc32c(std::span<const std::byte> bytes, std::uint32_t before) {
     std::uint32_t sum = ~before;
     std::size_t at = 0;
+    // Eight bytes a step by eight tables: each page of a commit is summed up, and a byte at a time
+    // that would be felt. The word is read as it lies in memory, which is little-endian here.
     for (; bytes.size() - at >= 8; at += 8) {
         std::uint64_t word;
         std::memcpy(&word, bytes.data() + at, sizeof word);

@@ -20,6 +20,8 @@ constexpr std::chrono::milliseconds kMostForAStep(10);
 
 void EarlyWriteout::Wrote(const File& file, std::uint64_t end) noexcept {
     const std::uint64_t next = end / kStep * kStep;
+    // Once the system has refused or made this thread wait, it is left alone: writing early only
+    // helps.
     if (over_ || next <= begun_) {
         return;
     }

@@ -5,6 +5,7 @@
 namespace vantry::file {
 namespace {
 
+// Asked at each call, also by the threads that write behind.
 std::atomic<FaultPlan*> Installed{nullptr};
 
 }  // namespace

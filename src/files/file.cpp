@@ -79,6 +79,8 @@ off_t Offset(std::uint64_t value) {
 int TryOpen(const std::string& path, int flags, UniqueFd& descriptor) {
     const Call call{.operation = Operation::Open, .path = path};
     return Perform(call, [&] {
+        // A program that is started meanwhile must not inherit it: a lock of the file would outlive
+        // this one.
         const int opened = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
         if (opened >= 0) {
             descriptor.Reset(opened);
@@ -104,6 +106,7 @@ std::optional<File> File::OpenIfThere(const std::string& path, OpenMode mode, Li
     int error = TryOpen(path, (writable ? O_RDWR : O_RDONLY) | extra, descriptor);
     if (MeansReadOnly(error) && mode == OpenMode::ReadWriteIfAllowed) {
         writable = false;
+        // Whoever asked so finds out by Writable() before the first change.
         error = TryOpen(path, O_RDONLY | extra, descriptor);
     }
     if (error == ENOENT) {
@@ -243,6 +246,7 @@ void File::WriteGathered(std::uint64_t offset, std::span<iovec> pieces) {
             }
             throw SystemError(path_, "written", errno);
         }
+        // A short write is no error yet: the next call goes on behind it, and says why if it can't.
         auto left = static_cast<std::size_t>(put);
         offset += left;
         while (!pieces.empty() && left >= pieces.front().iov_len) {
@@ -310,6 +314,7 @@ bool IsThere(const std::string& path) {
 std::string RealPath(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> real(::realpath(path.c_str(), nullptr),
                                                            &std::free);
+    // A file that isn't there yet has no other name to be known by.
     return real ? std::string(real.get()) : path;
 }
 
@@ -336,6 +341,7 @@ bool RemoveFile(const std::string& path) {
     if (error != 0 && error != ENOENT) {
         throw SystemError(path, "deleted", error);
     }
+    // The run itself did it: its look at the end must not take that for another program's work.
     ForgetLeft(path);
     return error == 0;
 }

@@ -89,6 +89,7 @@ DataError AlreadyExists(std::string_view path) {
 
 namespace {
 
+// By this mark a load knows that none of its rows can be vouched for.
 DataError TargetLost(std::string text) {
     auto error = Error(std::move(text));
     error.SetTargetLost();
@@ -182,6 +183,7 @@ DataError ToldOf(const DataError& error, std::string_view path, std::string_view
         text.replace(at, beside.size(), path);
     }
     DataError told(error.Number(), std::move(text), error.Source());
+    // All that an error carries beside its words: the loaders count by it.
     told.SetLostRows(error.LostRows());
     told.SetArrivedRows(error.ArrivedRows());
     if (error.TargetLost()) {

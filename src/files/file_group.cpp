@@ -73,6 +73,7 @@ void FileGroup::PlayBackJournals(File& first) {
     std::vector<File> files;
     for (const auto& path : paths) {
         if (IsThere(Journal::PathFor(path))) {
+            // By handles of its own, whatever the group has open: these may be read-only.
             if (auto file = File::OpenIfThere(path, OpenMode::ReadWrite)) {
                 files.push_back(std::move(*file));
             }
@@ -82,6 +83,7 @@ void FileGroup::PlayBackJournals(File& first) {
     for (File& file : files) {
         playbacks.emplace_back(file, kBlock);
     }
+    // The leader last: see above.
     playbacks.emplace_back(first, kBlock);
     for (Playback& playback : playbacks) {
         playback.Check();

@@ -51,6 +51,8 @@ void FileGroup::RemoveLeftovers() {
 void FileGroup::StartTransaction() {
     for (const auto& member : members_) {
         member->base_size = member->size = member->reserved = member->length;
+        // From the next whole block on: the block in which the former end lies holds bytes that
+        // must be saved.
         member->tail_start = (member->base_size + kBlock - 1) / kBlock * kBlock;
         member->tail_written = member->tail_start;
         member->writeout = EarlyWriteout(member->base_size);
@@ -71,6 +73,7 @@ void FileGroup::ForgetTransaction() {
 void FileGroup::EndRow(bool keep) {
     const std::lock_guard lock(mutex_, std::adopt_lock);
     if (!keep) {
+        // The batch holds no row: it ends without a commit.
         if (batch_rows_ == 0) {
             ReleaseWriter();
         }
@@ -123,6 +126,7 @@ FileGroup::Block& FileGroup::BlockOf(MemberFile& member, std::uint64_t number) {
             const std::uint64_t at = number * kBlock;
             const std::size_t got = member.file.Read(at, {entry->second.bytes.get(), kBlock});
             if (at + got < std::min(member.base_size, at + kBlock)) {
+                // Zeros in place of what was cut off would be committed as content.
                 throw UnexpectedEnd(member.file.Path(), at + got);
             }
         } catch (...) {
@@ -152,6 +156,7 @@ void FileGroup::Grow(MemberFile& member, std::uint64_t end) {
         member.reserved = wanted;
     }
     if (member.size < member.tail_start) {
+        // Its bytes up to the new end are part of what is committed, also those that nobody writes.
         BlockOf(member, member.size / kBlock).changed = true;
     }
     if (end > member.tail_written) {
@@ -267,10 +272,12 @@ void FileGroup::WriteBlocks() {
             const std::uint64_t at = number * kBlock;
             const auto image =
                 std::span(former).first(std::min<std::uint64_t>(kBlock, member->base_size - at));
+            // Once a transaction: what stands there later is no longer the former content.
             if (member->journaled.insert(number).second) {
                 member->file.ReadExactly(at, image);
                 member->journal->AddImage(number, image);
             }
+            // Each time: a playback takes a block for ours only in a state that was announced.
             member->journal->AddReplacement(number, ByteSpan(block.bytes.get(), image.size()));
         }
         if (member->journal) {
@@ -311,6 +318,7 @@ void FileGroup::WriteEverything() {
         if (!member->journal) {
             continue;
         }
+        // Room that was taken in advance and not used goes back.
         if (member->length != member->size) {
             member->Truncate(member->size);
         }

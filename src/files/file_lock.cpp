@@ -109,6 +109,7 @@ void LockWithin(const File& file,
                 ByteRange range,
                 LockKind kind,
                 std::chrono::milliseconds timeout) {
+    // Most locks are held for the length of a page read; a long wait costs few wake-ups.
     constexpr std::chrono::microseconds kFirstPause{100};
     constexpr std::chrono::microseconds kLongestPause{5000};
     if (TryLock(file, range, kind)) {
@@ -164,10 +165,12 @@ std::string HoldersOf(const File& file) {
          process.increment(error)) {
         const std::string id = process->path().filename().string();
         if (id.empty() || id.find_first_not_of("0123456789") != std::string::npos ||
+            // "In use by" this very program would help nobody.
             id == std::to_string(::getpid()) || !Holds(process->path(), stamp)) {
             continue;
         }
         std::string name;
+        // Empty when the process has just ended; its number is told all the same.
         std::getline(std::ifstream(process->path() / "comm"), name);
         if (!holders.empty()) {
             holders += ", ";

@@ -23,6 +23,7 @@ std::string ResolveFileName(std::string_view path) {
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
         const std::string candidate = entry->path().filename().string();
+        // Of several the first by name: a folder lists its entries in no order that lasts.
         if (UpperCased(candidate) == name && (found.empty() || candidate < found)) {
             found = candidate;
         }

@@ -93,6 +93,7 @@ void FileTransactions::NoteStamps(bool own_change) {
     for (WrittenFile* const file : files_) {
         const FileStamp now = file->file.Stamp();
         changed = changed || !(now == file->stamp);
+        // A marked time differs from that of any later change, however soon it comes.
         recent = recent || (!now.marked && NowAsFileTime() - now.modified_ns < kClockGrain_ns);
         file->stamp = now;
     }
@@ -112,10 +113,12 @@ void FileTransactions::RecoverIf(bool journal_is_there) {
 void FileTransactions::Recover() {
     File* target = &First().file;
     File writable;
+    // Whoever only reads must put the file right, too: what it would read is half of a change.
     if (!target->Writable()) {
         writable = File::Open(target->Path(), OpenMode::ReadWrite);
         target = &writable;
     }
+    // Before anything is believed: another reader may be playing the same journal back.
     Lock(*target, LockByte::Writer, LockKind::Exclusive);
     try {
         Lock(*target, LockByte::Content, LockKind::Exclusive);
@@ -227,6 +230,7 @@ void FileTransactions::AcquireWriter() {
         for (const WrittenFile* const file : files_) {
             RequireLeft(file->file.Path());
         }
+        // Recover gives the writer's lock back at its end; whoever gets it in between may die, too.
         while (JournalIsThere()) {
             Recover();
             Lock(first, LockByte::Writer, LockKind::Exclusive);
@@ -246,6 +250,7 @@ void FileTransactions::AcquireWriter() {
 }
 
 void FileTransactions::ReleaseWriter() {
+    // Before the locks go: what is kept of the transaction is nobody's once others may write.
     ForgetTransaction();
     if (content_locked_) {
         Unlock(First().file, LockByte::Content);
@@ -309,6 +314,8 @@ bool FileTransactions::EnterRow() {
         state_ = State::Batch;
         batch_start_ = Clock::now();
         batch_rows_ = 0;
+        // Rows that come one by one, from a user's hand say, are each made durable at once; only a
+        // burst of them is a load.
         if (batch_start_ - last_commit_ > kBurstGap) {
             burst_ = 0;
         }
@@ -356,6 +363,7 @@ void FileTransactions::CommitOpen(std::uint32_t failing) {
         NoteChanged(file->file.Path(), file->length);
     }
     last_commit_ = Clock::now();
+    // The slower the disk, the longer a batch: commits take a fixed part of a load's time.
     batch_age_ = std::clamp<std::chrono::nanoseconds>(
         kLoadPerCommit * (last_commit_ - start), least_age_, most_age_);
     NoteStamps(true);

@@ -38,6 +38,7 @@ void FileTransactions::Register() {
 void FileTransactions::Close() noexcept {
     {
         const std::lock_guard lock(AllConnections().mutex);
+        // First: a sibling must not find an object whose end has begun.
         std::erase(AllConnections().connections, this);
     }
     {

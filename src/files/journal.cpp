@@ -32,6 +32,8 @@ std::uint64_t RandomNonce() {
 File NewJournal(const std::string& database) {
     const std::string path = Journal::PathFor(database);
     if (IsThere(path)) {
+        // Checked although CreateNew refuses as well: the error names the database, and what can be
+        // done.
         throw JournalInTheWay(database, path);
     }
     return File::CreateNew(path, true);
@@ -73,6 +75,7 @@ void Journal::ReserveImages(std::size_t count) {
 }
 
 void Journal::NoteGrowth(std::uint64_t length) {
+    // Not flushed: a header that a power failure loses is allowed for by the playback (CutGrowth).
     header_.grown_to = length;
     WriteHeader();
 }
@@ -81,6 +84,7 @@ void Journal::WriteSlot(std::uint32_t kind,
                         std::uint64_t number,
                         std::span<const std::byte> content) {
     const std::span<std::byte> slot(slot_);
+    // What an earlier, longer content has left would go into the file as well.
     std::memset(slot.data(), 0, slot.size());
     Store(slot, 0, header_.nonce);
     Store(slot, kSlotKindOffset, kind);
@@ -123,6 +127,7 @@ void Journal::Sync() {
     if (!unsynced_) {
         return;
     }
+    // Within the same flush as what it ends: the playback looks whether the rest got there, too.
     WriteSlot(kBatchEnd, slots_, {});
     file_.Sync();
     if (!named_) {

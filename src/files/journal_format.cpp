@@ -49,6 +49,8 @@ JournalHeader ReadJournalHeader(const File& journal) {
     };
     const bool blank =
         std::all_of(bytes.begin(), bytes.end(), [](std::byte byte) { return byte == std::byte{}; });
+    // Zeros and a cut header are ours, too: a power failure may leave the length of a file without
+    // its content.
     header.ours = begins_with(kMagic) || blank;
     header.old = !header.ours && begins_with(kOldMagic);
     header.intact =

@@ -36,6 +36,7 @@ public:
           block_(block_size) {}
 
     void Check() {
+        // Before a byte of it is believed.
         RequireTrusted(journal_, database_);
         header_ = ReadJournalHeader(journal_);
         if (header_.old) {
@@ -57,6 +58,8 @@ public:
             }
             return;
         }
+        // Shorter than before the transaction, which only ever grows it until it is committed:
+        // another program has cut it, or it was replaced.
         if (database_.Size() < header_.database_size) {
             throw ForeignJournal(database_.Path(), journal_.Path());
         }
@@ -108,6 +111,7 @@ private:
     // The end of the last batch that ends before `limit`, as the count of slots up to it; 0: none.
     std::uint64_t LastEnd(std::uint64_t limit) {
         for (std::uint64_t slot = limit; slot > 0; --slot) {
+            // By its number, too: an end of another place would be an old block of the disk.
             if (ReadSlot(slot - 1) && Is(kBatchEnd) && Number() == slot - 1) {
                 return slot;
             }
@@ -138,6 +142,7 @@ private:
             for (std::size_t at = 0; at + kSumsEntry <= content.size(); at += kSumsEntry) {
                 SectorSums sums{};
                 std::memcpy(sums.data(), content.data() + at + 8, sizeof sums);
+                // Several a block: the kill may have come behind any of its writes.
                 written_[LoadU64(content, at)].push_back(sums);
             }
         }
@@ -276,6 +281,8 @@ PlaybackResult Playback::Run() {
         return PlaybackResult::NoJournal;
     }
     const auto result = player_->Run();
+    // Behind the flush of the database: gone before it, a power failure would leave a file that
+    // nobody can put right.
     RemoveFile(player_->journal_.Path());
     SyncFolderOf(player_->journal_.Path());
     return result;

@@ -30,6 +30,7 @@ struct User {
 };
 
 User UserOf(uid_t id) {
+    // A user whose entry doesn't fit is told by number.
     constexpr std::size_t kMostOfAnEntry = 64U << 10;
     std::vector<char> buffer(kMostOfAnEntry);
     passwd entry{};
@@ -64,6 +65,7 @@ void RequireTrusted(const File& journal, const File& database) {
     const bool for_group = (into.st_mode & S_IWGRP) != 0;
     const bool for_all = (into.st_mode & S_IWOTH) != 0;
     const uid_t writer = written.st_uid;
+    // Root, the database's owner and this user could write the database anyway.
     if (writer != into.st_uid && writer != 0 && writer != ::geteuid() && !for_all &&
         !(for_group && IsMember(writer, into.st_gid))) {
         throw UntrustedJournal(
@@ -91,6 +93,7 @@ void GrantLike(const File& journal, const File& database) {
     const uid_t owner = ::geteuid() == 0 ? into.st_uid : static_cast<uid_t>(-1);
     const bool same_group =
         ::fchown(journal.Descriptor(), owner, into.st_gid) == 0 || made.st_gid == into.st_gid;
+    // Readers of the database must be able to open it, too: they play it back.
     mode_t mode = (into.st_mode & kBits) | kOwner;
     if (!same_group) {
         mode &= ~kGroup;

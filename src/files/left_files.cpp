@@ -24,6 +24,8 @@ std::map<std::string, Left> list;
 std::optional<DataError> WhatIsWrong(const std::string& path, const Left& left) {
     const auto now = StampOf(path);
     const bool same = now && now->SameFile(left.stamp);
+    // Programs wait for finished text files by name, take them away, and may leave others of the
+    // name.
     if (!same && left.afterwards == Afterwards::MayBeFetched) {
         return std::nullopt;
     }
@@ -43,6 +45,7 @@ std::optional<DataError> WhatIsWrong(const std::string& path, const Left& left) 
 
 LeftFilesWatch::LeftFilesWatch() {
     const std::lock_guard lock(list_mutex);
+    // A run within a run (one polled file) sees the list of the whole.
     if (watches++ == 0) {
         list.clear();
     }

@@ -87,6 +87,7 @@ bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint
         return false;
     }
     const std::unique_lock lock(mutex_, std::try_to_lock);
+    // Again, under the lock: the first look only saves the wait for it.
     if (!lock.owns_lock() || state_ != State::Idle || stamps_are_recent_) {
         return false;
     }

@@ -29,6 +29,8 @@ std::byte* PagedFile::TakeBuffer() {
 }
 
 void PagedFile::ForgetTransaction() {
+    // A bulk load goes on with the next transaction at once; a large one's memory isn't kept for
+    // ever.
     constexpr std::size_t kKeptChunks = 4;
     frames_.clear();
     free_buffers_.clear();
@@ -74,6 +76,7 @@ std::span<const std::byte> PagedFile::Look(std::uint32_t page) {
 std::span<std::byte> PagedFile::Change(std::uint32_t page) {
     BumpVersion();
     Frame& frame = Load(page, true);
+    // Pages that this row has appended need no image: they are cut off.
     if (undo_ && page < pages_at_mark_ && frame.mark != mark_) {
         Image image{page, std::make_unique<std::byte[]>(options_.page_size)};
         std::memcpy(image.bytes.get(), frame.bytes, options_.page_size);
@@ -86,6 +89,7 @@ std::span<std::byte> PagedFile::Change(std::uint32_t page) {
             ++changed_existing_;
             if (!journaled_.contains(page)) {
                 OpenJournal();
+                // Room for the images is taken now: a full disk shows at the row that is too much.
                 journal_->ReserveImages(journaled_.size() + changed_existing_);
             }
         }
@@ -99,6 +103,7 @@ std::span<std::byte> PagedFile::Renew(std::uint32_t page) {
     if (frame.changed && Matters(page)) {
         --changed_existing_;
     }
+    // For the rest of the transaction: its former content is not saved, so it can't be put back.
     renewed_.insert(page);
     std::memset(frame.bytes, 0, options_.page_size);
     frame.changed = true;

@@ -20,6 +20,7 @@ void PagedFile::StartTransaction() {
 
 void PagedFile::BeginRow(bool undo) {
     const bool first = EnterRow();
+    // Images of the first row are kept in any case: BeginRow promises that it can be taken back.
     undo_ = undo || first;
     ++mark_;
     BumpVersion();
@@ -66,6 +67,7 @@ void PagedFile::UndoRow() {
             frames_.erase(frame);
         }
     }
+    // Their numbers are given to other pages by the next row.
     std::erase_if(finished_, [this](std::uint32_t page) { return page >= pages_at_mark_; });
     page_count_ = pages_at_mark_;
     ++view_;
@@ -179,6 +181,7 @@ void PagedFile::WriteEverything() {
     // New pages first: until existing ones refer to them they do no harm.
     WritePages(appended);
     WritePages(existing);
+    // Room that was reserved and not used goes back before the commit.
     if (file_.length != OffsetOf(page_count_)) {
         file_.Truncate(OffsetOf(page_count_));
     }
@@ -206,6 +209,7 @@ void PagedFile::SafePoint() {
         std::vector<std::uint32_t> complete;
         for (const std::uint32_t page : finished_) {
             const auto frame = frames_.find(page);
+            // Pages that existed before stay: written early, they would shut readers out.
             if (!Matters(page) && frame != frames_.end() && frame->second.changed) {
                 complete.push_back(page);
             }

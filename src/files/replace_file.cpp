@@ -40,9 +40,11 @@ void ReplaceFile(const std::string& path, std::string_view content) {
         Write(beside,
               content,
               replaces ? std::optional(former.st_mode & kPermissionBits) : std::nullopt);
+        // A reader finds the former file or the whole new one, never a part.
         RenameReplacing(beside, target);
     } catch (const DataError& error) {
         ::unlink(beside.c_str());
+        // The user knows the file by its own name, not by the one beside it.
         throw ToldOf(error, path, beside);
     }
     SyncFolderOf(target);

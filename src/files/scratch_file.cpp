@@ -18,6 +18,7 @@ constexpr mode_t kOwnerAlone = 0600;
 std::optional<std::uint64_t> ScratchFile::Append(std::span<const std::byte> bytes) {
     if (!descriptor_ && !refused_) {
         const auto parent = std::filesystem::path(neighbour_).parent_path();
+        // On the database's own disk: the folder of temporary files may be memory.
         descriptor_.Reset(::open(
             parent.empty() ? "." : parent.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, kOwnerAlone));
         refused_ = !descriptor_;
@@ -33,6 +34,8 @@ std::optional<std::uint64_t> ScratchFile::Append(std::span<const std::byte> byte
             continue;
         }
         if (put <= 0) {
+            // The caller goes on without the file: what was written of this piece counts for
+            // nothing.
             end_ = start;
             return std::nullopt;
         }
