@@ -25,6 +25,8 @@ DataError NoSuchItem(std::string_view collection, std::int32_t index, std::int32
                 std::string(collection) + ", which has " + std::to_string(count) + "."};
 }
 
+// What a data source over a driver of our own stands for is put in first: that driver would look
+// for a file or server in the string, and find a name.
 std::shared_ptr<DriverConnection> ConnectByString(std::string_view text) {
     const auto connection = WithDataSource(ConnectionString::Parse(text));
     return DriverFor(connection).Connect(connection);
@@ -488,6 +490,7 @@ Statement::Keeping Command::Keep() {
     TakeValues();
     const auto keeping = statement_->Keep(values_);
     for (std::size_t k = 0; keeping != Statement::Keeping::Kept && k < values_.size(); ++k) {
+        // Given back: a row that wasn't kept is sent by itself, with the same values.
         Parameters.items_[k].value_ = values_[k];
     }
     return keeping;

@@ -47,8 +47,10 @@ Driver& DriverForProvider(const ConnectionString& connection, const std::string&
     if (ContainsNoCase(provider, "Microsoft.Jet.OLEDB") ||
         ContainsNoCase(provider, "Microsoft.ACE.OLEDB")) {
         const auto& extended = connection.Get("Extended Properties");
+        // At its beginning alone: the properties of text sources begin so, perhaps behind a quote.
         return ContainsNoCase(extended.substr(0, 5), "text") ? TextDriver() : AccessDriver();
     }
+    // With any version behind it.
     if (provider.size() >= 8 && EqualsNoCase(provider.substr(0, 8), "vfpoledb")) {
         return FoxProDriver();
     }
@@ -64,6 +66,7 @@ Driver& DriverForOdbcName(const std::string& name) {
     if (odbc::IsInstalledDriver(name)) {
         return OdbcDriver();
     }
+    // Both words: "access" alone is part of names of other vendors' drivers.
     if (ContainsNoCase(name, "Access") && ContainsNoCase(name, "mdb")) {
         return AccessDriver();
     }

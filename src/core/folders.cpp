@@ -35,6 +35,8 @@ std::string WhichApplicationFolder(const FolderFacts& facts) {
     if (IsAbsolute(facts.vantry_home)) {
         return facts.vantry_home;
     }
+    // Root can write in /usr, too: without the second question its sessions would lie beside the
+    // program.
     if (facts.can_write && !facts.program_folder.starts_with("/usr/")) {
         return facts.program_folder;
     }
@@ -57,6 +59,7 @@ std::string ApplicationFolder() {
     const std::string folder = WhichApplicationFolder(facts);
     std::error_code error;
     if (folder != facts.program_folder && fs::create_directories(folder, error)) {
+        // Connection strings with passwords will lie in it.
         fs::permissions(folder, fs::perms::owner_all, error);
     }
     return folder;
@@ -65,6 +68,8 @@ std::string ApplicationFolder() {
 std::string ProgramPath(const std::string& application_folder, std::string_view name) {
     const std::string path = JoinPath(application_folder, std::string(name));
     std::error_code error;
+    // A program that lies beside the data comes first, as in an installation that was copied as a
+    // folder.
     return fs::exists(path, error) ? path : JoinPath(ProgramFolder(), std::string(name));
 }
 

@@ -261,6 +261,7 @@ std::span<const Kind> AllKinds() {
 const Kind& KindOf(std::string_view name) {
     const auto* const row = std::find_if(
         std::begin(kKinds), std::end(kKinds), [&](const Kind& kind) { return kind.name == name; });
+    // A repository may name a kind of another version: nothing is known of it, and no page follows.
     return row == std::end(kKinds) ? kNoKind : *row;
 }
 

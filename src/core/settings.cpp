@@ -28,6 +28,7 @@ std::set<std::string> ToldFaults;
 std::vector<std::string> UntoldFaults;
 
 void AddFault(std::string fault) {
+    // The file may be read more than once a process; each of its faults is told once.
     if (ToldFaults.insert(fault).second) {
         UntoldFaults.push_back(std::move(fault));
     }
@@ -87,6 +88,7 @@ std::optional<std::string> ContentOf(int descriptor) {
         if (count < 0 && errno == EINTR) {
             continue;
         }
+        // A file of that length is something else under this name.
         if (count < 0 || text.size() + static_cast<std::size_t>(count) > kLongestFile) {
             return std::nullopt;
         }
@@ -155,6 +157,7 @@ Settings ParseSettings(std::string_view text,
 }
 
 void LoadSettings(const std::string& application_folder) {
+    // What a former reading has found must not outlive the file.
     CurrentSettings = {};
     const std::string path = SettingsFile(application_folder);
     const OpenFile file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};

@@ -30,6 +30,7 @@ DataError TakenInPart(std::int64_t rows, std::int64_t taken) {
 }  // namespace
 
 BatchRows::BatchRows(LoadState& load) : RowStrategy(load) {
+    // An error of a later row must stand behind those of the batch that is under way.
     load_.scope.BeforeError = [this] { FinishSent(Show::Yes); };
 }
 
@@ -87,6 +88,7 @@ bool BatchRows::TakeRow() {
 void BatchRows::SendBatch(std::string_view end) {
     FinishSent(Show::Yes);
     CutLast(batch_);
+    // Assigned piece by piece: the text's memory is used again by the next batch.
     command_.CommandText.assign(insert_head_).append(batch_).append(end);
     batch_.clear();
     auto& scope = load_.scope;
@@ -103,6 +105,7 @@ void BatchRows::SendBatch(std::string_view end) {
         }
     } catch (...) {
         sent_->answered = true;
+        // Told in FinishSent, where the ledger counts the rows that it concerns.
         sent_->failure = std::current_exception();
     }
     if (sent_->answered) {
@@ -116,6 +119,7 @@ void BatchRows::FinishSent(Show show) {
         return;
     }
     auto& row_ok = load_.scope.RowOK;
+    // As of the row at which it went out, until its answer is told.
     std::swap(load_.rows.loaded, sent->loaded);
     std::swap(load_.report.RowsRead, sent->read);
     std::swap(row_ok, sent->row_ok);
@@ -124,6 +128,7 @@ void BatchRows::FinishSent(Show show) {
             std::rethrow_exception(sent->failure);
         }
         const auto taken = sent->answered ? sent->taken : command_.FinishExecute();
+        // Nothing counted is no answer: only a number says that rows are missing.
         if (taken > 0 && taken != sent->rows) {
             throw TakenInPart(sent->rows, taken);
         }

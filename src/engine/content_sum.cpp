@@ -26,6 +26,7 @@ ContentSums* CurrentSums = nullptr;
 
 namespace {
 
+// Not 0: a null counts in a sum, so that a null in place of a value shows.
 constexpr std::uint64_t kNullHash = 0x6E756C6C6E756C6CULL;
 constexpr std::uint64_t kUnreadableHash = 0x6E6F6E656E6F6E65ULL;
 constexpr std::uint64_t kOdd = 0xD6E8FEB86659FD93ULL;
@@ -124,6 +125,7 @@ Digits DigitsOf(double number, int digits) {
         const bool whole = number.scale == 0 && std::abs(*nearest) < 1e38 &&
                            static_cast<Int128>(*nearest) == number.unscaled;
         const auto own = DigitsOf(number);
+        // Fifteen digits always come back from a double; with 16 and 17 it depends on the number.
         bool held = whole || own.digits.size() <= 15;
         for (int digits = 16; !held && digits <= 17; ++digits) {
             held = DigitsOf(*nearest, digits) == own;
@@ -243,6 +245,7 @@ std::uint64_t HashOfNumberOrTruth(const Cell& value) {
     const auto number = ToDouble(value);
     const bool is_truth =
         value.Kind() == ValueKind::Boolean || (number && (*number == 0 || std::abs(*number) == 1));
+    // The same value on both sides goes the same way: 1, -1 and True are one, 2 is a number.
     return is_truth ? HashOfTruth(value) : HashOfNumber(value);
 }
 
@@ -408,6 +411,8 @@ void ContentSums::Count(std::span<const Cell> row, std::int64_t sign) {
     const std::size_t count = std::min(row.size(), columns_.size());
     for (std::size_t k = 0; k < count; ++k) {
         const auto hash = ContentHash(row[k], columns_[k]);
+        // A sum and no chain: a server gives its rows in any order, and rows can be taken off
+        // again.
         sums_[k] += sign > 0 ? hash : std::uint64_t{0} - hash;
     }
 }

@@ -30,6 +30,8 @@ void LookAtTargetsAgain(std::vector<TableReport>& tables) {
                 return IsFileOf(table, lost.path);
             });
         for (auto& table : tables) {
+            // What was lost can't be told from what is there: the rows may be in the file that was
+            // moved away.
             if (table.RowsLoaded == 0 || !(of_all || IsFileOf(table, lost.path))) {
                 continue;
             }

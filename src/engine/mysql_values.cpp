@@ -104,6 +104,7 @@ void AppendTextPiece(const Cell& value, std::string& batch) {
     }
 }
 
+// Loads with binary columns go by the recordset (HasLongFields), which needs no escaping.
 void AppendBinaryPiece(const Cell& value, std::string& batch) {
     if (value.IsNull()) {
         AppendNull(batch);

@@ -57,6 +57,7 @@ bool SameFileOrServer(const std::string& source, const std::string& target) {
 
 std::string_view PortOf(const ConnectionString& connection) {
     const auto& port = connection.Get("PORT");
+    // A string without a port and one that names the usual one lead to the same server.
     return port.empty() ? ThisTarget().default_port : std::string_view(port);
 }
 

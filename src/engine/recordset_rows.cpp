@@ -61,6 +61,7 @@ bool RecordsetRows::TakeRow() {
         scope([&] { column.carry(column); });
     }
     ++load_.rows.read;
+    // Send passes it over when a field of the row has failed.
     Send([] { DstRS->Update(); });
     scope([] { SrcRS->MoveNext(); });
     manner_.after_row(load_);

@@ -18,6 +18,8 @@ RejectFile* CurrentRejects = nullptr;
 
 namespace {
 
+// One write for many rows; each refusal that is told is followed by a Flush, so that a killed run
+// leaves what its log speaks of.
 constexpr std::size_t kMostHeld = 64 * 1024;
 constexpr std::string_view kBegin =
     "\xEF\xBB\xBF"
@@ -105,6 +107,7 @@ void RejectFile::Begin() {
 }
 
 void RejectFile::Add(const Reject& reject, std::span<const Cell> cells) noexcept {
+    // Once something couldn't be written, the file has a gap: what comes behind it would hide that.
     if (!fault_.empty()) {
         return;
     }

@@ -37,6 +37,7 @@ std::optional<std::int64_t> RowNamedIn(std::string_view words) {
 }  // namespace
 
 void RowLedger::RowKept() {
+    // Copied now: with the next step the source's row is another one.
     kept_.Add(SrcRS->Row());
     kept_rows_.push_back(row_);
 }
@@ -49,6 +50,7 @@ void RowLedger::KeptDone(std::size_t rows) {
         bad_.clear();
         kept_done_ = 0;
     } else if (kept_done_ >= kMostDone) {
+        // Not after each row: what is behind would be moved up each time.
         kept_.DropFirst(kept_done_);
         kept_rows_.erase(kept_rows_.begin(),
                          kept_rows_.begin() + static_cast<std::ptrdiff_t>(kept_done_));
@@ -68,6 +70,7 @@ void RowLedger::Refused(std::int64_t rows, const DataError& error) {
     refusal_told_ = true;
     const auto arrived = error.ArrivedRows();
     const auto stored = std::clamp<std::int64_t>(arrived.value_or(0), 0, rows);
+    // Asked before Stored, which takes the rows that arrived off.
     const bool kept = !kept_.IsEmpty();
     if (stored > 0) {
         Stored(stored);
@@ -135,6 +138,8 @@ void RowLedger::Failed(const std::exception& error) {
         return;
     }
     if (holds_failed_rows_) {
+        // The first failure of a row is what it is told by; its batch decides later what becomes of
+        // it.
         bad_.emplace(row_, words);
         return;
     }
@@ -190,6 +195,8 @@ void RowLedger::Lost(std::int64_t rows, std::string_view words) {
     lost_words_ = words;
     stored_ -= rows;
     const auto unsent = static_cast<std::int64_t>(kept_.Count() - kept_done_);
+    // Behind this row nothing has been sent. A target takes back what came last, so the walk goes
+    // down from here, past rows that never were in it.
     std::int64_t last = row_ - std::max<std::int64_t>(unsent, open_ ? 1 : 0);
     while (rows > 0 && last > 0) {
         const auto next = out_.upper_bound(last);
@@ -247,6 +254,7 @@ void RowLedger::TellLost() {
     }
     while (!lost_.empty()) {
         row = std::max(row + 1, lost_.begin()->first);
+        // Each by its number at least: the counts of file and report must agree.
         TellLostRow(row, {});
     }
 }

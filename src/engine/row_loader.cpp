@@ -76,6 +76,7 @@ std::uint16_t ParamTypeFor(std::uint16_t code) {
 i16 LoadRowsGeneric(i16 i) {
     DatabaseLoad load(i, kRules);
     auto& state = load.State();
+    // Both are made, one is used: which of them is known only when the source's fields are.
     RecordsetRows recordset(state, kManner);
     StatementRows statement(state);
     AppendLog(log_line::AboutToInsert(state.source.Name, state.target.Name));

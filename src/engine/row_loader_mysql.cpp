@@ -20,6 +20,7 @@ void CopyDay(RecordsetColumn& column) {
     const Cell& value = column.source->Value();
     Field& target = column.Target();
     if (value.IsNull()) {
+        // A saved session's target has got this word so far; the check before the run warns of it.
         target.SetValue(Cell::Text("NULL"));
         return;
     }

@@ -16,6 +16,7 @@ RunView* CurrentRunView = nullptr;
 
 namespace {
 
+// Counted here, not asked of the view: a link to a table's lines needs a number in any view.
 std::int64_t last_line = 0;
 
 std::int64_t BreaksIn(std::string_view text) {
@@ -93,6 +94,7 @@ ClockReading ReadClock() {
     ClockReading reading;
     do {
         reading = {Now(), LocalUtcOffset()};
+        // The clock may change between the two calls: time and offset must be of one side.
     } while (LocalUtcOffset() != reading.utc_offset);
     return reading;
 }
@@ -106,6 +108,7 @@ DateTime OnTheClockOf(const ClockReading& earlier, const ClockReading& later) {
     for (; moment.nanos >= kNanosPerDay; ++moment.day) {
         moment.nanos -= kNanosPerDay;
     }
+    // A clock that was set back must not give a table a negative time.
     return std::max(moment, earlier.local);
 }
 

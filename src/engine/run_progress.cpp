@@ -32,6 +32,8 @@ void RunProgress::TakeFromReport(std::int64_t rows, double total) {
 void RunProgress::Tick(Clock::time_point now) {
     now_ = now;
     if (table_ != seen_table_ ||
+        // Also where the count falls: a polled file begins at its first row again under the same
+        // number.
         (sample_count_ > 0 && samples_[(sample_count_ - 1) % kSamples].rows > rows_)) {
         seen_table_ = table_;
         table_start_ = now;
@@ -62,6 +64,7 @@ double RunProgress::SecondsLeft() const {
         return -1;
     }
     const double table_left = left / rate;
+    // The tables to come are taken to need as long as those so far: their rows aren't counted yet.
     const double until_table_end = Seconds(now_ - start_) + table_left;
     const auto to_come = static_cast<double>(tables_ - std::min(table_, tables_));
     return table_left + until_table_end / static_cast<double>(table_) * to_come;

@@ -26,6 +26,8 @@ namespace {
 ClockReading SessionStart;  // of the run that is going on
 
 bool Prepare(i16 i) {
+    // In this order, and none behind one that failed: a table that couldn't be dropped is neither
+    // made nor filled.
     const auto steps = PreparationOf(SrcTables[static_cast<std::size_t>(i)]);
     return (!steps.drops || DropTargetTable(i) == kTrue) &&
            (!steps.creates || CreateTargetTable(i) == kTrue) &&

@@ -37,6 +37,7 @@ void AddPreparation(TableStatements& table, i16 i) {
     if (steps.empties) {
         table.statements.push_back({Use::Delete, DeleteStatement(table.target)});
     }
+    // Only these lose rows: a session may well append to the table that it reads.
     if (steps.drops || steps.empties) {
         table.fault = PreparationFault(i);
     }

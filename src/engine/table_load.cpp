@@ -94,6 +94,7 @@ void AfterRefusal(LoadState& load, const DataError& error, const std::function<v
         }
     }
     load.report.WaitedSeconds += waited();
+    // The patience of the run is used up: each further row would only fail in the same way.
     load.scope.LastError = true;
     CurrentRunView->ShowWaiting("");
     throw DataError(error);
@@ -253,6 +254,7 @@ void DatabaseLoad::Finish(bool whole) {
     } else {
         report.RowsLoaded -= scope_.LostRows;
     }
+    // Behind Lost: what the target took back is told here, with values that are read again.
     ledger_.Finish();
     report.Outcome = !whole              ? TableOutcome::GivenUp
                      : CancelRequested() ? TableOutcome::Cancelled

@@ -90,6 +90,7 @@ std::string RebuiltType(const ColMapRec& row) {
             return std::string(word.rebuilt);
         }
     }
+    // A rebuilt table alone: in a new one the type is what the user has chosen.
     if (!kind.long_text.empty() && IsOneOf(type, kind.sizes.width) &&
         row.SWidth >= kind.long_text_width) {
         return std::string(kind.long_text);

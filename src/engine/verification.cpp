@@ -52,6 +52,7 @@ public:
         return types;
     }
     bool Next() override {
+        // The recordset stands on its first row when it is open.
         if (begun_) {
             rows_.MoveNext();
         }
@@ -128,8 +129,10 @@ TableVerification::TableVerification(i16 i, OpenTarget open, bool appends)
             columns.push_back(
                 ContentColumnOf(sources[k], k < targets.size() ? targets[k] : adEmpty));
         }
+        // Rows that are there before the load are subtracted afterwards, rather than looked for.
         before_ = rows ? SumsOf(*rows, columns) : ContentSums(columns);
         source_.emplace(columns);
+        // The ledger adds each row to it that the target has taken.
         CurrentSums = &*source_;
     } catch (const Cancelled&) {
         NotDone("the run was cancelled");

@@ -21,6 +21,7 @@ std::string CountBy(const std::string& statement, const std::string& connection_
     try {
         Recordset rows;
         rows.Open(statement, connection_string, adOpenForwardOnly, adLockReadOnly);
+        // A count that can't be had spoils nothing: the statements are what was asked for.
         return rows.Eof() ? "unknown" : ToText(rows.Fields()[0].Value());
     } catch (const DataError& error) {
         return "unknown: " + WithoutControls(error.Description());
@@ -48,6 +49,7 @@ void PrintTable(i16 i, const std::function<void(const std::string&)>& print) {
         try {
             way = RowWayOf(i);
         } catch (const DataError& error) {
+            // Both ways of adding rows are printed then.
             print("-- The columns of the source can't be read: " +
                   WithoutControls(error.Description()) + "\n");
         }

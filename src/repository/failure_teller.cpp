@@ -64,6 +64,7 @@ std::string FailureTeller::Tell(const Failure& failure) {
     if (command.empty()) {
         return {};
     }
+    // Always one more word: a command that counts its arguments finds it where it always is.
     command.push_back(failure.log_file.empty() ? "" : SummaryFileOf(failure.log_file));
     const std::string program = command.front();
     const int error = Start(std::move(command));

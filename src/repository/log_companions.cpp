@@ -31,6 +31,7 @@ void RemoveFormerRejects(const std::string& log_file) {
 
 // A log and what stands beside it get the name of another generation.
 void MoveLog(const std::string& from, const std::string& to) {
+    // The log first: what stands beside a log that couldn't be moved must stay with it.
     file::RenameReplacing(from, to);
     RemoveFormerSummary(to);
     RemoveFormerRejects(to);

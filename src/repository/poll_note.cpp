@@ -55,6 +55,7 @@ void PollNote::Write(State state, const PolledFile& file) {
                                std::to_string(file.stamp.device)}) {
         text += '\n' + number;
     }
+    // Whole or not at all: a note that was cut off would name a file wrongly.
     file::ReplaceFile(path_, text + '\n' + file.name);
     state_ = state;
     file_ = file;

@@ -35,6 +35,7 @@ std::optional<int> FindProcess(std::string_view name) {
         const auto folder = process->path();
         if (folder.filename().string().find_first_not_of("0123456789") == std::string::npos) {
             std::ifstream in(folder / "stat");
+            // The system keeps fifteen letters of a program's name.
             if (IsAliveUnder({std::istreambuf_iterator<char>(in), {}}, name.substr(0, 15))) {
                 return std::stoi(folder.filename().string());
             }

@@ -32,6 +32,7 @@ std::optional<DateTime> NextMonthly(int day_of_month, std::int64_t time, const D
     auto date = CalendarOf(after.day);
     // This month's day or, once that has passed, the next month's.
     for (int months = 0; months < 2; ++months) {
+        // In shorter months on the last day: a session for the 31st runs each month.
         const int day = std::min(day_of_month, DaysOfMonth(date.year, date.month));
         if (const auto number = DayOf(date.year, date.month, day)) {
             const DateTime due{*number, time};
@@ -135,6 +136,8 @@ std::optional<DateTime> NextDue(const ScheduleRec& schedule, const DateTime& aft
             return due > after ? std::optional(due) : std::nullopt;
         }
         case 'H':
+            // From the last mark, not from `after`: starts keep to the minute, however late one
+            // was.
             return Later(LastMark(after, *MinuteMark(schedule.SesWeekDay)), IntervalOf(schedule));
         default:
             return Later({after.day, after.nanos / kNanosPerMinute * kNanosPerMinute},

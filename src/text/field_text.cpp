@@ -37,6 +37,8 @@ std::size_t WidthOfCode(int code) {
 // Names in any letter case, but for the first one.
 std::size_t WidthOfName(const std::string& name) {
     const std::string upper = UpperCased(name);
+    // Files that were written so are read by position: another width would shift all fields behind
+    // it.
     if (name == "SMALLINT" || upper == "INTEGER") {
         return 7;
     }
@@ -112,6 +114,7 @@ std::string_view TextOf(const LineColumn& column) {
 // A spreadsheet would run such a text as a formula; numbers with a sign are meant as numbers.
 [[gnu::noinline, gnu::cold]] std::string_view LeadOfFormula(std::string_view text,
                                                             LineStyle& style) {
+    // "-5" and "+49" are values; only what doesn't read as a number can be a formula.
     if (ToDouble(Cell::Text(text))) {
         return {};
     }
@@ -330,6 +333,8 @@ LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style) {
             column.width = SizeOf(field);
             break;
     }
+    // Refused row by row and not at once: the run's error limit then gives it up, as any other
+    // fault of a column.
     if (column.width > kWidestField) {
         column.write = RefuseWidth;
     }

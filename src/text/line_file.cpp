@@ -115,6 +115,7 @@ void LineFile::Open(const std::string& path) {
         throw NotAFile(path);
     }
     code_page_.reset();
+    // Lines are made as UTF-8 in any case; elsewhere each is recoded when it is complete.
     if (LocaleCodePage() != kUtf8CodePage) {
         code_page_.emplace(LocaleCodePage());
     }
@@ -127,6 +128,7 @@ void LineFile::Open(const std::string& path) {
 
 void LineFile::TakePartialName() {
     const std::string partial = path_ + ".partial";
+    // The lock decides, not the age: a long run may be at work on an old file.
     RemoveStale(partial);
     auto created = file::File::CreateNew(partial, false);
     // Between its making and its lock the file looked stale to others.

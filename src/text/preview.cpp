@@ -70,6 +70,7 @@ std::vector<PreviewLine> ReadPreview(const std::string& path) {
         head.resize(wanted);
         const auto room = std::as_writable_bytes(std::span(head).subspan(old_size));
         head.resize(old_size + file.Read(old_size, room));
+        // A file of exactly that length is taken for a longer one; the next round finds its end.
         const bool goes_on = head.size() == wanted;
         const auto encoding = text::TextEncoding::Choose("", head, path);
         auto lines =

@@ -75,6 +75,7 @@ public:
 private:
     bool Refill() {
         if (done_ > 0) {
+            // The cells of the last row point into the window: the caller is done with them by now.
             std::memmove(window_.data(), window_.data() + done_, held_ - done_);
         }
         held_ -= done_;
@@ -103,6 +104,8 @@ private:
     Cell CellOf(const text::FieldSpan& field, std::string& text) {
         const std::string_view bytes(window_.data() + field.Begin(), field.End() - field.Begin());
         if (bytes.empty()) {
+            // As the driver would read it: an empty field is a null, an empty text stands between
+            // qualifiers.
             return field.IsQualified() ? Cell::Text({}) : Cell::Null();
         }
         if (!code_page_ && !field.HasQualifiers()) {

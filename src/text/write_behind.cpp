@@ -46,6 +46,7 @@ std::exception_ptr WriteBehind::Await() {
 void WriteBehind::Write() {
     try {
         file_->Write(offset_, data_);
+        // Another file begins: what was written out early of the last one doesn't count for it.
         if (offset_ == 0) {
             writeout_ = {};
         }
