@@ -132,6 +132,7 @@ std::string ExtentText(const Extent& extent) {
 }
 
 std::string SummaryText(const TableCheck& check) {
+    // Counts of a check that broke off would read like a verdict.
     if (!check.trouble.empty()) {
         return check.trouble;
     }

@@ -212,6 +212,7 @@ Holding TextOf(TypeNames kind, const FieldShape& shape) {
                 holding.length = kBlobBytes;
                 holding.length_in = LengthIn::Bytes;
             }
+            // The server gives such a text back without the blanks at its end.
             holding.cuts_blanks = fixed;
             break;
         case MSSQL:

@@ -89,6 +89,7 @@ public:
         extent.places = places_;
         // Ends that never met a value still stand the wrong way round.
         if (least_whole_ <= most_whole_) {
+            // For the eye: of numbers that a double doesn't hold the last digits don't matter here.
             extent.least = static_cast<double>(least_whole_);
             extent.most = static_cast<double>(most_whole_);
         }
@@ -442,6 +443,7 @@ void TablePass::JudgeRow() {
     for (auto& key : keys_) {
         cells.clear();
         for (const auto column : key.columns) {
+            // Asked once more rather than kept: only tables with a unique key pay for it.
             cells.push_back(&ValueOf(*fields_[column], kUnreadable));
         }
         key.Add(cells, check_.rows, IgnoresCase());
@@ -477,6 +479,7 @@ void TablePass::FinishKeys() {
         for (const auto& name : key.targets) {
             names += (names.empty() ? "" : ", ") + name;
         }
+        // At the key's first column: a finding has no other place to stand.
         check_.columns[key.columns.front()].data.push_back(
             {{Grade::Refused, Reason::RepeatedKey},
              answer.repeats,
@@ -496,6 +499,8 @@ void TablePass::Finish() {
                 column.data.push_back(std::move(finding));
             }
         }
+        // Without a row nothing was judged: the column that can't be made must be told all the
+        // same.
         if (plans_[k].judge.Target().form == Form::Nothing && column.data.empty()) {
             column.data.push_back(
                 {{Grade::Refused, Reason::NoType}, 0, 0, plans_[k].judge.Target().fault, {}});
@@ -520,6 +525,8 @@ TableCheck TablePass::Run() {
     }
     check_.target = DstTables[table_].Name;
     try {
+        // Each step stands on the one before it: the judges need the source's fields, the keys the
+        // plan.
         OpenSource();
         LookAtTarget();
         MakePlan();

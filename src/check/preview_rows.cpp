@@ -26,6 +26,7 @@ RowsPreview::Text TextOf(const Field& field) {
         }
         shown.text = ToText(value);
     } catch (const DataError& error) {
+        // The other fields of the row, and the rows behind it, can be shown all the same.
         shown.text = error.Description();
     }
     if (const auto part = PrefixOfUtf16Units(shown.text, kLongestText);
@@ -71,6 +72,7 @@ RowsPreview ReadFirstRows(const std::string& connection,
         const auto& field = rows.Fields()[k];
         preview.columns.push_back({field.Name(), TypeOf(field)});
     }
+    // A stream: where the driver has one, only the rows that are shown are fetched.
     for (; !rows.Eof() && !given_up(); rows.MoveNext()) {
         if (preview.rows.size() == kRowsOfPreview) {
             preview.whole = false;

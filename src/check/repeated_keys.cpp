@@ -6,6 +6,7 @@
 namespace vantry {
 namespace {
 
+// Four megabytes of entries; most tables' keys never leave them.
 constexpr std::size_t kInMemory = 1 << 18;
 constexpr std::size_t kParts = 64;
 

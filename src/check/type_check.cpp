@@ -26,6 +26,7 @@ constexpr std::int64_t kLongSample = 70'000;  // characters: more than two bytes
 constexpr int kUsualPrecision = 28;
 
 bool CarriedByRecordset(const std::vector<FieldShape>& sources) {
+    // The same question as the run's IsLongField, asked of shapes: here no recordset need be open.
     const int too = ThisTarget().wide_text_by_recordset ? adWChar : adEmpty;
     return std::any_of(sources.begin(), sources.end(), [&](const FieldShape& shape) {
         return IsLongType(shape.type) || IsBinaryType(shape.type) ||
@@ -132,6 +133,8 @@ Value At(std::int32_t day, std::int64_t nanos) {
     return Value(Cell::FromDateTime({day, nanos}));
 }
 
+// The same days as in the table of moments of column_holding: what a kind can hold is what it
+// sends.
 std::int32_t FirstDayOf(TypeNames kind) {
     constexpr std::int32_t kYear100 = -657'434;
     constexpr std::int32_t kYear1753 = -53'690;
@@ -144,6 +147,7 @@ std::vector<Value> Moments(TypeNames kind, const FieldShape& shape) {
     const std::int32_t day = 38'838;  // 2006-05-01
     std::vector<Value> moments = {At(FirstDayOf(kind), 0), At(kMaxDay, 0)};
     if (shape.type == adDBTime) {
+        // A time of day alone: day 0 is what drivers put before it.
         return {At(0, kNoon)};
     }
     if (shape.type != adDBDate) {
@@ -335,6 +339,7 @@ void JudgeNames(std::size_t table, TableCheck& check) {
         return;
     }
     const auto limits = NameLimitsOfTarget();
+    // Into both lists: whichever of them is shown, this is why the table isn't made.
     const auto refuse = [](ColumnCheck& column, std::string why) {
         column.types.push_back({{Grade::Refused, Reason::NameLimit}, 0, 0, std::move(why), {}});
         if (std::none_of(column.data.begin(), column.data.end(), [](const Finding& finding) {
@@ -418,6 +423,7 @@ std::vector<const ColumnCheck*> ChangingColumns(const TableCheck& check) {
     for (const auto& column : check.columns) {
         const bool changes =
             std::any_of(column.types.begin(), column.types.end(), [&](const Finding& finding) {
+                // Each finding by itself: beside a refused one a change wouldn't show.
                 ColumnCheck one;
                 one.types.push_back(finding);
                 const auto reason = finding.verdict.reason;

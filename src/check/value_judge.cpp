@@ -142,6 +142,7 @@ Verdict ColumnJudge::JudgeNull() const {
             }
             break;
         case Way::FixedWidth:
+            // There is no blank form of a boolean in such a file: a null is written as False.
             return carriage_.type == adBoolean ? Changed(Reason::Null) : kKept;
         case Way::Delimited:
             return kKept;
@@ -256,6 +257,7 @@ Verdict ColumnJudge::JudgeExact(const Cell& value) const {
     }
     const auto rounded =
         decimal->scale <= holding_.scale ? decimal : ToDecimal(value, holding_.scale);
+    // With the rounding included: 9.96 with one place is 10.0, and needs a digit more than it had.
     const auto scaled = rounded ? ToDecimal(Cell::FromDecimal(*rounded), holding_.scale) : rounded;
     if (!scaled) {
         return Refused(Reason::Range);
@@ -315,6 +317,7 @@ Verdict ColumnJudge::JudgeSingle(const Cell& value) const {
     if (!number || !std::isfinite(narrow)) {
         return Refused(Reason::Range);
     }
+    // What left a column of singles is one, in whatever form it travels.
     if (carriage_.type == adSingle || static_cast<double>(narrow) == *number) {
         return kKept;
     }
@@ -438,10 +441,12 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
         return Changed(Reason::CodePage);
     }
     if (carriage_.way == Way::FixedWidth) {
+        // A break ends the record for whoever reads it: what follows would be other columns' text.
         const bool breaks = text.find_first_of("\r\n") != std::string_view::npos;
         return breaks ? Changed(Reason::Qualifier)
                       : (Trimmed(text).size() != text.size() ? Changed(Reason::Blanks) : kKept);
     }
+    // Between qualifiers nothing but the qualifier itself ends the field.
     if (carriage_.text_field) {
         return Contains(text, TextDestQual)          ? Changed(Reason::Qualifier)
                : Trimmed(text).size() != text.size() ? Changed(Reason::Blanks)

@@ -79,6 +79,7 @@ CheckWindow::CheckWindow(std::vector<std::size_t> tables, QWidget* parent)
     tree_->setColumnWidth(kName, letter * 26);
     tree_->setColumnWidth(kTypes, letter * 28);
     tree_->setColumnWidth(kGrade, letter * 20);
+    // By tables: how many rows there are isn't known before they are read.
     bar_->setRange(0, static_cast<int>(tables_.size()));
     bar_->setAccessibleName("Tables that were checked");
     Rows()->addWidget(state_);
@@ -87,6 +88,7 @@ CheckWindow::CheckWindow(std::vector<std::size_t> tables, QWidget* parent)
     Rows()->addWidget(buttons_);
     connect(buttons_, &QDialogButtonBox::rejected, this, &CheckWindow::reject);
     connect(clock_, &QTimer::timeout, this, &CheckWindow::Look);
+    // Last: what the thread writes into must be there.
     thread_ = std::thread(&CheckWindow::Work, this);
     clock_->start(kBetweenLooks);
 }
@@ -132,6 +134,8 @@ void CheckWindow::Look() {
             QString("Table %1 of %2, %3: %4 rows read.")
                 .arg(shown_ + 1)
                 .arg(tables_.size())
+                // Behind the last table there is none to name, and the thread hasn't said yet that
+                // it has ended.
                 .arg(ToQt(SrcTables[tables_[std::min(shown_, tables_.size() - 1)]].Name))
                 .arg(rows_.load()));
     }
@@ -168,6 +172,8 @@ void CheckWindow::AddColumn(const TableCheck& check,
     item->setText(kTypes, ToQt(column.source_type + " into " + column.target_type));
     SetGrade(*item, *this, column.Worst(check.with_data));
     const auto& findings = check.with_data ? column.data : column.types;
+    // The first finding stands on the column's own line: most columns have one at most, and need no
+    // unfolding.
     item->setText(kWhat,
                   ToQt(findings.empty() ? ExtentText(column.extent) : FindingText(findings[0])));
     SetTips(*item);

@@ -60,6 +60,7 @@ PreviewWindow::PreviewWindow(const QString& table, const RowsPreview& preview, Q
     }
     grid->resizeColumnsToContents();
     for (int k = 0; k < grid->columnCount(); ++k) {
+        // One long text must not push all other columns out of the window.
         grid->setColumnWidth(k, std::min(grid->columnWidth(k), kWidestColumn));
     }
     Rows()->addWidget(grid);

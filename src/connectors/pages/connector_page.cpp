@@ -118,6 +118,8 @@ void ShowNames(QListWidget& list, const std::vector<std::string>& names) {
     }
 }
 
+// Row by row: the toolkit gives selected entries in the order in which they were clicked, and
+// tables are loaded in this one.
 std::vector<std::string> ChosenEntries(const QListWidget& list) {
     std::vector<std::string> entries;
     for (int row = 0; row < list.count(); ++row) {

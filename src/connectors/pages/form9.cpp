@@ -43,6 +43,7 @@ void Form9::Connect() {
         return;
     }
     PageConnected = kTrue;
+    // Set before the try, and kept when it fails: Next goes by the label, which says so then.
     TargetConnStr = LoginString();
     try {
         const BusyPointer busy(*this);
