@@ -164,7 +164,7 @@ void Form13::Next() {
         }
         Tell("Session Saved Successfully");
     }
-    // The run page reads it: a run of a session that isn't saved has no record to write.
+    // The run reads it: that of a session that isn't saved has no record to write.
     SessionNotSaved = ToI16(after == kRunOnly);
     UnloadPage("Form13");
     if (after == kSaveOnly) {
