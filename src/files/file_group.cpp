@@ -73,7 +73,7 @@ void FileGroup::PlayBackJournals(File& first) {
     std::vector<File> files;
     for (const auto& path : paths) {
         if (IsThere(Journal::PathFor(path))) {
-            // By handles of its own, whatever the group has open: these may be read-only.
+            // By handles of its own: those that the group has open may be read-only.
             if (auto file = File::OpenIfThere(path, OpenMode::ReadWrite)) {
                 files.push_back(std::move(*file));
             }

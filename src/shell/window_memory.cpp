@@ -97,7 +97,7 @@ ForgetfulToolkit::ForgetfulToolkit()
     : former_(QFileInfo(QSettings(QSettings::NativeFormat, QSettings::UserScope, "any").fileName())
                   .absolutePath()) {
     QTemporaryDir own;
-    // The folder outlives this object, and is removed by the destructor of the class.
+    // The folder outlives this variable: ~ForgetfulToolkit removes it.
     own.setAutoRemove(false);
     if (own.isValid()) {
         own_ = own.path();
