@@ -1,3 +1,8 @@
+// A connection string leads to a driver by its provider, else by its driver's name; what stands for
+// neither is ODBC's. A data source over a driver of our own is written out as that driver's string
+// first, with the keys that the system has stored for it. Easy to get wrong: who comes first. A
+// test's driver goes before all, an installed driver before ours of the same name, and the built-in
+// MySQL before any other one where it is named as such.
 #include "core/driver_registry.h"
 
 #include "drivers/access/driver.h"

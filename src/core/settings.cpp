@@ -1,3 +1,6 @@
+// A file of a few lines that people write by hand, read whole when a program starts. What isn't
+// understood is told and passed over: a slip in one line must not turn the others off. Easy to get
+// wrong: the file may be a pipe or a folder, and one that others can write must not name a command.
 #include "core/settings.h"
 
 #include "data/ascii.h"

@@ -1,3 +1,7 @@
+// The rows that a run didn't bring into a target, as a text file that a session can load again. The
+// file is made with the first such row, so a run without one leaves none. Easy to get wrong:
+// nothing here may throw into the load, so that what fails is kept as a text and told at the end;
+// and a heading must serve tables of different columns.
 #include "engine/reject_file.h"
 
 #include "core/session_state.h"

@@ -100,6 +100,8 @@ TextEncoding TextEncoding::Choose(std::string_view character_set,
     }
     encoding.form_ = page == kUtf8Page ? Form::Utf8 : Form::CodePage;
     try {
+        // UTF-8 has a page beside it, too: for the stray bytes of files that only call themselves
+        // so.
         encoding.page_ =
             std::make_shared<const CodePage>(page == kUtf8Page ? WindowsCodePageOfLocale() : page);
     } catch (const DataError&) {
@@ -187,6 +189,7 @@ void TextEncoding::AppendUtf8FromUnits(std::string_view bytes, std::string& out)
         units += static_cast<char16_t>(form_ == Form::Utf16Le ? first | second << 8
                                                               : second | first << 8);
     }
+    // A file that ends in half a character shows it, rather than losing it.
     if (bytes.size() % 2 != 0) {
         units += u'\xFFFD';
     }

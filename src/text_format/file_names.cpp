@@ -62,6 +62,7 @@ std::optional<std::string> FindFile(const std::string& folder, std::string_view 
         return std::nullopt;
     }
     std::string dotted = name;
+    // The last one alone before all of them: a name may hold both "#" and dots.
     dotted[mark] = '.';
     if (auto found = FindAsSpelledOrNoCase(folder, dotted)) {
         return found;
@@ -133,6 +134,7 @@ std::string FindFolder(const std::string& folder) {
             continue;  // what stands behind a closing "/"
         }
         const std::string here = found.string();
+        // As it is spelled first: two folders may differ in letter case alone.
         if (Exists(PathIn(here, name))) {
             found /= name;
         } else if (const auto other = FindEntryNoCase(here, name)) {

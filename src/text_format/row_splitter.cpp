@@ -91,6 +91,7 @@ public:
         if (count_ < max_fields_) {
             out_[count_] = field;
         } else {
+            // Delimiters at the end of a line are common, and blanks behind them are no data.
             surplus_ = surplus_ || !IsBlank(window_ + field.Begin(), window_ + field.End());
         }
         ++count_;
@@ -132,6 +133,7 @@ RowSplitter::RowSplitter(SplitRules rules, std::size_t max_fields)
     record_width_ = std::max<std::size_t>(
         std::accumulate(rules_.widths.begin(), rules_.widths.end(), std::size_t{0}), 1);
     const bool pairs = rules_.bytes == ByteForm::DoubleByte || rules_.bytes == ByteForm::ShiftJis;
+    // Decided once for a file: asked at each field, it would cost the usual files.
     careful_ = rules_.delimiter.size() != 1 || rules_.qualifier.size() > 1 ||
                (pairs && (MayBeSecondByte(rules_.delimiter) || MayBeSecondByte(rules_.qualifier)));
 }

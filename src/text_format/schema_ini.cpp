@@ -101,6 +101,7 @@ SchemaIni SchemaIni::Parse(std::string_view utf8) {
             continue;
         }
         if (const auto equals = line.find('='); equals != std::string_view::npos) {
+            // Keeps the first line of a key.
             section->lines_.try_emplace(UpperCased(TrimBlanks(line.substr(0, equals))),
                                         TrimBlanks(line.substr(equals + 1)));
         }

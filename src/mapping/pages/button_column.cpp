@@ -93,6 +93,7 @@ bool ButtonColumn::Key(QEvent* event) {
 void ButtonColumn::Press(int row) {
     if (row != pressed_row_) {
         pressed_row_ = row;
+        // All of it: the former row's button comes up again, too.
         grid_->viewport()->update();
     }
 }

@@ -10,6 +10,7 @@ namespace vantry {
 
 void PrepareEditorList(QComboBox& list) {
     auto* const view = new QListView(&list);
+    // A table may have hundreds of columns, and the list is opened at each row.
     view->setUniformItemSizes(true);
     view->setTextElideMode(Qt::ElideMiddle);
     list.setView(view);

@@ -177,6 +177,8 @@ void Form4::ShowTargetTables() {
     for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
         const auto& table = DstTables[static_cast<std::size_t>(row)];
         ui_->FlexGrid1->SetText(row, kDestinationTable, ToQt(table.Name));
+        // The table's number travels with the row to the page of its columns, which knows tables by
+        // it alone.
         ui_->FlexGrid1->SetText(row, kNumber, QString::number(row));
     }
 }

@@ -1,3 +1,6 @@
+// Three small windows: backup, restore, and whether the scheduler runs. What they do is the
+// repository's; here are its questions and its failures in words. Easy to get wrong: a program that
+// was started needn't be running a moment later, so the scheduler is looked at again.
 #include "repository/pages/upkeep.h"
 
 #include "ui_BackupRepo.h"
