@@ -253,8 +253,11 @@ Holding HoldingOfType(TypeNames kind, const FieldShape& shape) {
             return Of(Form::Single);
         case adDouble:
             return Of(Form::Double);
-        case adCurrency:
-            return Exact(Neutral, {adNumeric, 0, 19, 4});
+        case adCurrency: {
+            Holding holding = Exact(Neutral, {adNumeric, 0, 19, 4});
+            holding.high = INT64_MAX;  // less than its nineteen digits could say
+            return holding;
+        }
         case adDecimal:
         case adNumeric:
         case adVarNumeric:

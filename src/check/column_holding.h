@@ -34,10 +34,10 @@ enum class LengthIn : std::uint8_t { Characters, Utf16Units, Bytes };
 
 struct Holding {
     Form form = Form::Nothing;
-    std::int64_t low = 0;  // Whole
-    std::int64_t high = 0;
-    int digits = 0;  // Exact: before the point
-    int scale = 0;   // Exact: behind it; negative: as many as there is room for in `digits`
+    std::int64_t low = 0;   // Whole
+    std::int64_t high = 0;  // Whole; Exact: the largest number without its point, 0: by the digits
+    int digits = 0;         // Exact: before the point
+    int scale = 0;          // Exact: behind it; negative: as many as there is room for in `digits`
     std::int64_t length = 0;  // Text, Bytes; 0: as long as they are
     LengthIn length_in = LengthIn::Characters;
     int code_page = 0;         // 0: all characters

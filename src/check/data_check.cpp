@@ -73,7 +73,8 @@ public:
                 break;
             case ValueKind::Text:
             case ValueKind::Bytes:
-                if (value.AsText().size() > bytes_) {
+                // No text has more letters than bytes: only a longer one needs to be counted.
+                if (value.AsText().size() > static_cast<std::size_t>(longest_)) {
                     Longest(value);
                 }
                 break;
@@ -111,7 +112,6 @@ private:
     }
     // A longest value so far is rare among millions: kept out of the way of the others.
     [[gnu::noinline]] void Longest(const Cell& value) {
-        bytes_ = value.AsText().size();
         longest_ = std::max(longest_,
                             static_cast<std::int64_t>(value.Kind() == ValueKind::Text
                                                           ? CountCodePoints(value.AsText())
@@ -178,7 +178,6 @@ private:
     }();
 
     std::int64_t nulls_ = 0;
-    std::size_t bytes_ = 0;
     std::int64_t longest_ = 0;
     int places_ = 0;
     std::int64_t least_whole_ = INT64_MAX;
@@ -397,9 +396,10 @@ void TablePass::AddTargetKeys(KeyCheck& key) {
               adLockReadOnly);
     std::vector<const Cell*> cells(key.targets.size());
     std::int64_t row = 0;
+    static const Cell kUnreadable = Cell::Unreadable();
     for (; !rows.Eof(); rows.MoveNext()) {
         for (std::size_t k = 0; k < cells.size(); ++k) {
-            cells[k] = &rows.Fields()[static_cast<std::int32_t>(k)].Value();
+            cells[k] = &ValueOf(rows.Fields()[static_cast<std::int32_t>(k)], kUnreadable);
         }
         // Row 0: it makes a row of the source repeat, and is never counted itself.
         key.Add(cells, 0, IgnoresCase());

@@ -83,7 +83,8 @@ ColumnJudge::ColumnJudge(Holding holding, const Carriage& carriage)
     }
     if (holding_.form == Form::Exact && holding_.scale >= 0) {
         // The next power of ten wouldn't fit into 128 bits.
-        most_ = PowerOfTen(std::min(holding_.digits + holding_.scale, 38));
+        most_ = holding_.high > 0 ? static_cast<UInt128>(holding_.high) + 1
+                                  : PowerOfTen(std::min(holding_.digits + holding_.scale, 38));
     }
     // A truth that travels as a letter needs a column of letters.
     if (carriage_.type == adBoolean && holding_.form == Form::Text && holding_.empty_is_null) {
@@ -264,7 +265,9 @@ Verdict ColumnJudge::JudgeExact(const Cell& value) const {
     }
     const auto size =
         static_cast<UInt128>(scaled->unscaled < 0 ? -scaled->unscaled : scaled->unscaled);
-    if (size >= most_) {
+    // A number kept in 64 bits reaches one further below zero.
+    const bool is_least = holding_.high > 0 && scaled->unscaled < 0 && size == most_;
+    if (size >= most_ && !is_least) {
         return Refused(Reason::Range);
     }
     return SameDecimal(*decimal, *scaled) ? kKept : Changed(Reason::Scale);

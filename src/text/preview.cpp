@@ -27,7 +27,9 @@ std::string Decoded(std::string_view bytes, const text::TextEncoding& encoding, 
         return text;
     }
     if (goes_on) {  // not in the middle of a character
-        for (std::size_t i = 0; i < kLongestCharacter && !bytes.empty() && bytes.back() < 0; ++i) {
+        for (std::size_t i = 0; i < kLongestCharacter && !bytes.empty() &&
+                                (static_cast<unsigned char>(bytes.back()) & 0x80U) != 0;
+             ++i) {
             bytes.remove_suffix(1);
         }
     }

@@ -1,5 +1,5 @@
 // New sections go before the older text, where they win over sections of the same name, and the
-// older text stays as it is, byte for byte: other programs read it, too. Easy to get wrong: the
+// older text stays as it is, line for line: other programs read it, too. Easy to get wrong: the
 // older text's character set decides how the new sections are written, and a name that the set
 // lacks must not be written as another one.
 
@@ -90,7 +90,8 @@ void PrependSections(const std::string& folder,
     const std::string name(kSchemaFile);
     const std::string path = JoinPath(folder, FindFile(folder, name).value_or(name));
     const std::string older = ReadSchemaFile(folder).value_or("");
-    // In the character set of the older text, which stays as it is, byte for byte.
+    // In the character set of the older text, which stays as it is but for its line
+    // breaks.
     const auto encoding = TextEncoding::Choose("", older, path);
     const std::size_t mark = encoding.MarkBytes();
     std::string content = older.substr(0, mark);

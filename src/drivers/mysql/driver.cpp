@@ -108,7 +108,11 @@ public:
 
     TableRules RulesOf(std::string_view table) override {
         TableRules rules;
-        const std::string quoted = "`" + std::string(table) + "`";
+        std::string quoted = "`";
+        for (const char c : table) {
+            quoted.append(c == '`' ? 2 : 1, c);
+        }
+        quoted += '`';
         // Of the answer's columns 0 is the name, 2 whether null is allowed, and 5 has the extras.
         Read("show columns from " + quoted, 6, [&](std::span<const std::string> column) {
             // A null in a counting column is its next number.

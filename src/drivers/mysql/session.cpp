@@ -101,10 +101,11 @@ void Session::Send(std::string_view sql, int times) {
 }
 
 void Session::BeStrict() {
-    if (!std::exchange(strict_, true)) {
+    if (!strict_) {
         Send(
             "set session "
             "sql_mode=concat(@@sql_mode,',STRICT_ALL_TABLES,NO_AUTO_VALUE_ON_ZERO')");
+        strict_ = true;  // only now: what couldn't be set is tried again before the next write
     }
 }
 

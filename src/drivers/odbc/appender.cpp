@@ -64,7 +64,9 @@ void OdbcAppender::PrepareFor(const std::vector<bool>& given) {
     }
     // SQL has no empty list of columns, so a row of defaults alone has a form of its own.
     const auto sql = columns.empty()
-                         ? "INSERT INTO " + table_ + " DEFAULT VALUES"
+                         ? "INSERT INTO " + table_ +
+                               (link_->GetTraits().dialect == Dialect::MySql ? " () VALUES ()"
+                                                                             : " DEFAULT VALUES")
                          : "INSERT INTO " + table_ + " (" + columns + ") VALUES (" + marks + ")";
     insert_.reset();
     insert_.emplace(link_, sql, parameters);

@@ -90,13 +90,14 @@ private:
     // A MySQL server would change a value that doesn't fit its column, unless it is told not to;
     // and a 0 of a counting column. Before anything else is kept of its settings.
     void BeStrict() {
-        if (link_->GetTraits().dialect != Dialect::MySql || std::exchange(strict_, true)) {
+        if (link_->GetTraits().dialect != Dialect::MySql || strict_) {
             return;
         }
         link_->Idle();
         link_->ExecuteDirect(link_->NewStatement(),
                              "set session sql_mode=concat(@@session.sql_mode,"
                              "',STRICT_ALL_TABLES,NO_AUTO_VALUE_ON_ZERO')");
+        strict_ = true;  // only now: what couldn't be set is tried again before the next write
     }
 
     // Only MySQL has tables that keep the rows before the one that was refused.

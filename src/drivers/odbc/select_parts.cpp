@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-// Behind the quoted name or round bracket that begins at `at`, or `at` + 1.
-std::size_t Skip(std::string_view sql, std::size_t at) {
+// Behind the quoted name or text that begins at `at`, or `at` + 1.
+std::size_t SkipOne(std::string_view sql, std::size_t at) {
     // Names are quoted in one of three ways, by the server's kind; the last sign is for texts.
     constexpr std::string_view kOpening = "[\"`'";
     constexpr std::string_view kClosing = "]\"`'";
@@ -18,13 +18,22 @@ std::size_t Skip(std::string_view sql, std::size_t at) {
         const auto end = sql.find(kClosing[quote], at + 1);
         return end == std::string_view::npos ? sql.size() : end + 1;
     }
-    if (sql[at] != '(') {
-        return at + 1;
-    }
-    for (++at; at < sql.size() && sql[at] != ')';) {
-        at = Skip(sql, at);
-    }
     return at + 1;
+}
+
+// The same, or behind the round bracket that ends one which begins there. Counted rather than
+// called again for each inner one: a statement of the user's may have any number of them.
+std::size_t Skip(std::string_view sql, std::size_t at) {
+    std::size_t depth = 0;
+    do {
+        if (sql[at] == '(') {
+            ++depth;
+        } else if (sql[at] == ')' && depth > 0) {
+            --depth;
+        }
+        at = SkipOne(sql, at);
+    } while (depth > 0 && at < sql.size());
+    return at;
 }
 
 // Whether the word stands at `at` by itself, in any letter case.

@@ -220,7 +220,7 @@ void Form15::Edit() {
         if (!session || window == nullptr) {
             throw DataError(kErrNoCurrentRow, "The session is gone.");
         }
-        if (!window->Begin(*session)) {
+        if (!window->Begin(*session, [this] { return IsSameRepository(); })) {
             UnloadPage("SesEdit");  // no kind of schedule that the window could show
             return;
         }

@@ -9,6 +9,8 @@
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 
+#include <utility>
+
 namespace vantry {
 
 SesEdit::SesEdit() : Page("SesEdit"), ui_(std::make_unique<Ui::SesEdit>()) {
@@ -25,8 +27,9 @@ SesEdit::SesEdit() : Page("SesEdit"), ui_(std::make_unique<Ui::SesEdit>()) {
 
 SesEdit::~SesEdit() = default;
 
-bool SesEdit::Begin(const SavedSession& session) {
+bool SesEdit::Begin(const SavedSession& session, std::function<bool()> is_current) {
     session_id_ = session.SessionID;
+    is_current_ = std::move(is_current);
     ui_->SesID->setText(QString::number(session_id_));
     ui_->SesName->setText(ToQt(session.SessionName));
     ui_->LogName->setText(ToQt(session.LogFileName));
@@ -56,6 +59,10 @@ void SesEdit::Save() {
     save.SesName = FromQt(ui_->SesName->text());
     save.LogName = FromQt(ui_->LogName->text());
     if (!ui_->Schedule->Fill(save, Now(), ScheduleOf::EditedSession)) {
+        return;
+    }
+    if (!is_current_()) {
+        UnloadPage("SesEdit");
         return;
     }
     try {

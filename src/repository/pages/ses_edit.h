@@ -5,6 +5,7 @@
 #include "repository/saved_session.h"
 #include "shell/page.h"
 
+#include <functional>
 #include <memory>
 
 namespace Ui {
@@ -20,7 +21,10 @@ public:
     ~SesEdit() override;
 
     // Shows the session as it is stored. False: its schedule is of no kind that there is.
-    bool Begin(const SavedSession& session);
+    // `is_current` is asked before a save; false, and told, when another repository has taken the
+    // place of the one that the session is from: its number may be another session's there.
+    bool Begin(
+        const SavedSession& session, std::function<bool()> is_current = [] { return true; });
     bool QueryUnload() override;
 
 Q_SIGNALS:
@@ -34,6 +38,7 @@ private:
 
     std::unique_ptr<Ui::SesEdit> ui_;
     i32 session_id_ = 0;
+    std::function<bool()> is_current_;
 };
 
 }  // namespace vantry

@@ -64,6 +64,7 @@ TEST(SelectPartsTest, KeepsTheQuotesOfTheDialectAndSeesNoWordsInsideThem) {
         }
         EXPECT_EQ(shown, expected) << sql;
     }
+    EXPECT_FALSE(SplitSelect("select " + std::string(1'000'000, '(') + " from t"));
 }
 
 Described Like(const char* type_name, int sql_type, std::uint64_t size, int digits) {

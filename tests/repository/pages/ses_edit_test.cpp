@@ -124,6 +124,17 @@ TEST_F(SesEditTest, WhatMakesNoStatementStaysAndSaysWhy) {
     EXPECT_TRUE(Row().starts_with("name|/x/a.log|D|")) << Row();
 }
 
+TEST_F(SesEditTest, AnotherRepositorysSessionOfThatNumberIsLeftAlone) {
+    BackupRepository(Folder(), folder_ / "backup");
+    Edit([&] {
+        RestoreRepository(Folder(), folder_ / "backup/VYRepo.mdb", Now());
+        Type("SesEdit", "SesName", "other");
+        Press("SesEdit", "SaveButton");
+    });
+    EXPECT_TRUE(Has(dialogs_.TakeBoxes(), "The repository was replaced by another one."));
+    EXPECT_TRUE(Row().starts_with("name|")) << Row();
+}
+
 TEST_F(SesEditTest, OddRecords) {
     Execute("update sessions set SesFreq=\"W\",SesWeekDay=\"01\"");
     Edit([] {

@@ -22,7 +22,8 @@ constexpr double kExactIntegers = 9007199254740992.0;  // 2^53
 
 // Arguments come from fields: what is below zero or huge must not wrap when it becomes a size.
 std::size_t Size(double number) {
-    return static_cast<std::size_t>(std::clamp(number, 0.0, 1000.0));
+    // Not std::clamp: it lets a number pass that is none (NaN), as a damaged B field may hold.
+    return number >= 0 ? static_cast<std::size_t>(std::min(number, 1000.0)) : 0;
 }
 
 std::string_view WithoutLeading(std::string_view text) {
@@ -35,7 +36,8 @@ std::string_view WithoutTrailing(std::string_view text) {
 
 std::int32_t DayIn(const KeyValue& value) {
     // A date to which a number was added may be any number.
-    return static_cast<std::int32_t>(std::clamp(value.number, 0.0, 1e7)) - kJulianDayZero;
+    const double day = value.number >= 0 ? std::min(value.number, 1e7) : 0;
+    return static_cast<std::int32_t>(day) - kJulianDayZero;
 }
 bool IsBlankDate(const KeyValue& value) {
     return value.number == 0;
