@@ -306,6 +306,19 @@ std::optional<FileStamp> StampOf(const std::string& path) {
     return StampFrom(status);
 }
 
+std::optional<FileStamp> StampIfThere(const std::string& path) {
+    struct stat status {};
+    const Call call{.operation = Operation::Open, .path = path};
+    const int error = Perform(call, [&] { return ::stat(path.c_str(), &status); });
+    if (error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG) {
+        return std::nullopt;
+    }
+    if (error != 0) {
+        throw SystemError(path, "examined", error);
+    }
+    return StampFrom(status);
+}
+
 bool IsThere(const std::string& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0;

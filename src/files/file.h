@@ -90,6 +90,8 @@ private:
 
 // Nothing if there is no such file.
 std::optional<FileStamp> StampOf(const std::string& path);
+// The same, and throws where it can't be seen whether there is one.
+std::optional<FileStamp> StampIfThere(const std::string& path);
 // Whether something has that name, be it a symbolic link that leads nowhere.
 bool IsThere(const std::string& path);
 // The path with all symbolic links followed; `path` itself if it can't be.

@@ -181,7 +181,7 @@ void FileTransactions::Settle() {
 void FileTransactions::RequireNamed(bool length) const {
     for (const WrittenFile* const file : files_) {
         const std::string& path = file->file.Path();
-        const auto named = StampOf(path);
+        const auto named = StampIfThere(path);
         if (!named) {
             throw TakenAwayWhileOpen(path);
         }

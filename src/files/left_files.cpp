@@ -22,7 +22,7 @@ std::map<std::string, Left> list;
 
 // Nothing when it is what was left, or longer: others may add to it.
 std::optional<DataError> WhatIsWrong(const std::string& path, const Left& left) {
-    const auto now = StampOf(path);
+    const auto now = StampIfThere(path);
     const bool same = now && now->SameFile(left.stamp);
     // Programs wait for finished text files by name, take them away, and may leave others of the
     // name.

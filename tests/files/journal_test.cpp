@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <functional>
 
@@ -221,6 +222,29 @@ TEST_F(JournalTest, AFileThatIsntOursAnyMoreIsLeftAlone) {
             file.EndRow(true);
         }
     };
+    // One that can't be looked at isn't lost.
+    struct BadDisk : FaultPlan {
+        Verdict Before(const Call& call) override {
+            return {.error = call.operation == Operation::Open ? EIO : 0};
+        }
+    } bad_disk;
+    {
+        folder_.Write("pages", std::string(std::size_t{kPages} * kPage, 'a'));
+        const auto file = Open();
+        file->ExpectManyRows();
+        add_rows(*file, 3);
+        file->BeginRow(true);
+        file->EndRow(false);
+        const test::InstalledPlan installed(bad_disk);
+        try {
+            file->Settle();
+            ADD_FAILURE();
+        } catch (const DataError& error) {
+            EXPECT_TRUE(Has(error.Description(), "could not be examined"));
+            EXPECT_FALSE(error.TargetLost());
+        }
+    }
+    std::filesystem::remove(path_);
     for (const auto& [words, attack] : cases) {
         // In the middle of a batch; behind its commit, where a longer file is others' right.
         for (const bool open_batch : {true, false}) {
