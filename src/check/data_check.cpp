@@ -36,18 +36,6 @@ FieldShape ShapeOf(const Field& field) {
     return {field.Type(), field.DefinedSize(), field.Precision(), field.NumericScale()};
 }
 
-Reading ReadingOfTheRun() {
-    switch (ThisTarget().loader) {
-        case Loader::Batches:
-            return Reading::BatchLoad;
-        case Loader::Files:
-            return Reading::TextRun;
-        case Loader::Rows:
-            break;
-    }
-    return Reading::RowLoad;
-}
-
 // ---- What a column's data reach to
 
 class Reach {
@@ -304,7 +292,7 @@ void TablePass::OpenSource() {
     if (mapped_.empty()) {
         throw DataError(kErrUnspecified, "No column of this table is loaded.");
     }
-    const auto statements = ReadingStatements(SrcTables[table_], mapped_, ReadingOfTheRun());
+    const auto statements = ReadingStatements(SrcTables[table_], mapped_, ReadingOfRun());
     rows_.Open(statements.select, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
     for (std::int32_t k = 0; k < rows_.Fields().Count(); ++k) {
         shapes_.push_back(ShapeOf(rows_.Fields()[k]));

@@ -13,18 +13,6 @@
 namespace vantry {
 namespace {
 
-Reading ReadingOfRun() {
-    switch (ThisTarget().loader) {
-        case Loader::Batches:
-            return Reading::BatchLoad;
-        case Loader::Files:
-            return Reading::TextRun;
-        case Loader::Rows:
-            break;
-    }
-    return Reading::RowLoad;
-}
-
 void AddPreparation(TableStatements& table, i16 i) {
     using Use = RunStatement::Use;
     const auto steps = PreparationOf(SrcTables[static_cast<std::size_t>(i)]);

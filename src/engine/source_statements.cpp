@@ -31,6 +31,18 @@ MappedColumns MappedColumnsOf(i16 tab_id) {
     return columns;
 }
 
+Reading ReadingOfRun() {
+    switch (ThisTarget().loader) {
+        case Loader::Batches:
+            return Reading::BatchLoad;
+        case Loader::Files:
+            return Reading::TextRun;
+        case Loader::Rows:
+            break;
+    }
+    return Reading::RowLoad;
+}
+
 SourceStatements ReadingStatements(const TableRec& source,
                                    const MappedColumns& columns,
                                    Reading reading) {

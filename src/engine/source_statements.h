@@ -21,6 +21,9 @@ struct SourceStatements {
     std::string select;
     std::string count;
 };
+// How the run into the session's target reads its tables.
+Reading ReadingOfRun();
+
 SourceStatements ReadingStatements(const TableRec& source,
                                    const MappedColumns& columns,
                                    Reading reading);

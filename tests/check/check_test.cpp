@@ -23,12 +23,7 @@ TEST(DataCheck, FindsWhatAnExistingTableRefusesAndWritesNothing) {
          "price LONG, big SHORT)",
          "INSERT INTO orders VALUES (9, 'x', 1, 1)"});
     session.ChooseTables({"orders"});
-    std::vector<std::string> names;
-    FillTargetTables();
-    LoadSourceColumns();
-    CheckTargetTables(names);
-    LoadTargetColumns();
-    BuildColMaps();
+    session.Map();
     const auto check = CheckTable(0, {});
     ASSERT_EQ(check.trouble, "");
     EXPECT_EQ(
@@ -61,12 +56,7 @@ TEST(MatchColumns, ByNameByPositionAndSkip) {
     session.InSource({"CREATE TABLE t (first_name TEXT(9), Town TEXT(9), extra LONG)"});
     session.InTarget({"CREATE TABLE t (town TEXT(9), [First Name] TEXT(9), other LONG)"});
     session.ChooseTables({"t"});
-    std::vector<std::string> names;
-    FillTargetTables();
-    LoadSourceColumns();
-    CheckTargetTables(names);
-    LoadTargetColumns();
-    BuildColMaps();
+    session.Map();
     const auto pairs = [] {
         std::string text;
         for (const auto& row : ColMaps) {
