@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
@@ -17,7 +18,7 @@ constexpr std::string_view kBegin = "<!-- losses: written by check_tests -->\n";
 constexpr std::string_view kEnd = "<!-- end of losses -->\n";
 
 void ExpectCurrent(const std::string& file, const std::string& table) {
-    const std::string path = std::string(VANTRY_TREE) + "/" + file;
+    const std::filesystem::path path = std::filesystem::path(VANTRY_TREE) / file;
     std::ifstream in(path, std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     const auto begin = text.find(kBegin);
