@@ -37,10 +37,9 @@ enum class Reason : std::uint8_t {
     Digits,     // a number in another writing
     NotAValue,  // a text that is no number, date or truth
     Unreadable,
-    RepeatedKey,
-    Count_
+    RepeatedKey  // the last: kReasons counts by it
 };
-inline constexpr std::size_t kReasons = static_cast<std::size_t>(Reason::Count_);
+inline constexpr std::size_t kReasons = static_cast<std::size_t>(Reason::RepeatedKey) + 1;
 
 struct Verdict {
     Grade grade = Grade::Kept;
