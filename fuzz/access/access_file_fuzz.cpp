@@ -10,9 +10,8 @@
 
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t max_size);
 
+namespace vantry::access {
 namespace {
-
-using namespace vantry::access;
 
 class Mutation {
 public:
@@ -131,3 +130,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     vantry::test::ReadEverything(std::as_bytes(std::span(data, size)));
     return 0;
 }
+
+}  // namespace vantry::access

@@ -10,9 +10,8 @@
 #include "drivers/access/rows/field.h"
 #include "drivers/access/rows/row.h"
 
+namespace vantry::access {
 namespace {
-
-using namespace vantry::access;
 
 FileHeader HeaderOf(std::uint8_t generation) {
     FileHeader header;
@@ -122,3 +121,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     return 0;
 }
+
+}  // namespace vantry::access

@@ -19,9 +19,8 @@
 #include <string>
 #include <vector>
 
+namespace vantry {
 namespace {
-
-using namespace vantry;
 
 const std::filesystem::path& Folder() {
     static const std::filesystem::path folder = [] {
@@ -179,3 +178,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     return 0;
 }
+
+}  // namespace vantry

@@ -11,19 +11,21 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
+namespace vantry::foxpro {
 namespace {
 
 // A field of each type, named after it, one behind the other.
-vantry::foxpro::TableLayout LayoutOfAllTypes() {
-    vantry::foxpro::TableLayout layout;
+TableLayout LayoutOfAllTypes() {
+    TableLayout layout;
     layout.code_page = 1252;
     layout.record_length = 1;
     for (const char type : std::string_view("CNFDTLIBYVM")) {
-        vantry::foxpro::Field field;
+        Field field;
         field.name = field.long_name = std::string(1, type);
         field.type = type;
         field.offset = layout.record_length;
@@ -36,26 +38,52 @@ vantry::foxpro::TableLayout LayoutOfAllTypes() {
     return layout;
 }
 
+void FuzzHeader(std::span<const std::byte> bytes) {
+    const auto header = ParseHeader(bytes, 10 * bytes.size(), "t.dbf");
+    for (const auto& field : header.layout.fields) {
+        if (field.offset + field.length > header.layout.record_length) {
+            std::abort();
+        }
+    }
+}
+
+// A number that was read fits where it came from.
+void FuzzNumber(std::span<const std::byte> bytes) {
+    const auto number = ReadNumber(AsText(bytes));
+    if (!number || number->Kind() != ValueKind::NumberText) {
+        return;
+    }
+    const auto text = number->AsText();
+    const auto point = text.find('.');
+    const std::size_t decimals = point == std::string_view::npos ? 0 : text.size() - point - 1;
+    std::vector<std::byte> field(bytes.size());
+    if (decimals < 30 && text.size() < 30 &&
+        WriteNumber(*number, decimals, field) != NumberFit::Fits) {
+        std::abort();
+    }
+}
+
+// The text of an expression, over a record of blanks.
+void FuzzExpression(std::span<const std::byte> bytes) {
+    const auto layout = LayoutOfAllTypes();
+    const LetterTable letters(layout.code_page);
+    const std::vector<std::byte> record(layout.record_length, std::byte{' '});
+    const KeyExpression expression(AsText(bytes), layout, letters);
+    static_cast<void>(expression.Evaluate({&layout, record, 1}));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace vantry;
-    using namespace vantry::foxpro;
     if (size == 0) {
         return 0;
     }
     const auto bytes = std::as_bytes(std::span(data + 1, size - 1));
     try {
         switch (data[0] % 6) {
-            case 0: {
-                const auto header = ParseHeader(bytes, 10 * bytes.size(), "t.dbf");
-                for (const auto& field : header.layout.fields) {
-                    if (field.offset + field.length > header.layout.record_length) {
-                        std::abort();
-                    }
-                }
+            case 0:
+                FuzzHeader(bytes);
                 break;
-            }
             case 1:
                 // What was read is written as it was.
                 if (const auto properties = ParseProperties(bytes);
@@ -63,31 +91,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                     std::abort();
                 }
                 break;
-            case 2: {
-                // A number that was read fits where it came from.
-                const auto number = ReadNumber(AsText(bytes));
-                if (number && number->Kind() == ValueKind::NumberText) {
-                    std::vector<std::byte> field(bytes.size());
-                    const auto text = number->AsText();
-                    const auto point = text.find('.');
-                    const std::size_t decimals =
-                        point == std::string_view::npos ? 0 : text.size() - point - 1;
-                    if (decimals < 30 && text.size() < 30 &&
-                        WriteNumber(*number, decimals, field) != NumberFit::Fits) {
-                        std::abort();
-                    }
-                }
+            case 2:
+                FuzzNumber(bytes);
                 break;
-            }
-            case 3: {
-                // The text of an expression, over a record of blanks.
-                const auto layout = LayoutOfAllTypes();
-                const LetterTable letters(layout.code_page);
-                const std::vector<std::byte> record(layout.record_length, std::byte{' '});
-                const KeyExpression expression(AsText(bytes), layout, letters);
-                static_cast<void>(expression.Evaluate({&layout, record, 1}));
+            case 3:
+                FuzzExpression(bytes);
                 break;
-            }
             case 4: {
                 // A leaf or an inner node.
                 Node node;
@@ -105,3 +114,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     return 0;
 }
+
+}  // namespace vantry::foxpro

@@ -6,9 +6,8 @@
 
 #include <cstdlib>
 
+namespace vantry {
 namespace {
-
-using namespace vantry;
 using vantry::sql::test::MemoryDatabase;
 
 // Reads that one statement may make: joins without a condition end there.
@@ -97,7 +96,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         switch (data[0] >> 1 & 3) {
             case 0:
-            case 1:
+            case 1:  // half of all
                 Walk(*connection, statement);
                 break;
             case 2:
@@ -115,3 +114,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     return 0;
 }
+
+}  // namespace vantry

@@ -16,9 +16,8 @@
 #include <string_view>
 #include <vector>
 
+namespace vantry {
 namespace {
-
-using namespace vantry;
 
 void Require(bool holds, const char* what) {
     if (!holds) {
@@ -132,3 +131,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Compare(*table);  // no more errors from here on: the file stays as it is
     return 0;
 }
+
+}  // namespace vantry

@@ -46,7 +46,7 @@ public:
               ByteRange lock,
               std::span<const std::string> others,
               FileGroupOptions options);
-    ~FileGroup();
+    ~FileGroup() override;
 
     // Outside of a transaction, before the first read of it.
     Member Add(File file, ByteRange lock);

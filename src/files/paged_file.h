@@ -33,7 +33,7 @@ public:
     // Plays back an interrupted transaction first. The path is the file's own, no symbolic link's:
     // the journal lies beside it.
     PagedFile(File file, PagedFileOptions options);
-    ~PagedFile();
+    ~PagedFile() override;
 
     const std::string& Path() const { return file_.file.Path(); }
     bool Writable() const { return file_.file.Writable(); }
