@@ -125,10 +125,10 @@ Value TenThousandths(std::int64_t count) {
     return Value(Cell::FromDecimal({count, 4}));
 }
 
-bool in_windows_1252 = false;
+bool InWindows1252 = false;
 
 std::string LongText(std::size_t bytes) {
-    const std::string letter = in_windows_1252 ? "€" : "😀";
+    const std::string letter = InWindows1252 ? "€" : "😀";
     std::string text;
     while (text.size() < bytes) {
         text += "Zeile äöü " + letter + " \"q\" 'a'\r\n";
@@ -145,22 +145,78 @@ std::string RandomBytes(std::size_t count) {
     return bytes;
 }
 
+Value WholeNumber(std::int64_t number) {
+    return Value(Cell::Int64(number));
+}
+
+Value Words(std::string_view words) {
+    return Value(Cell::Text(words));
+}
+
+Value Binary(const std::string& bytes) {
+    return Value(Cell::Bytes(std::as_bytes(std::span(bytes))));
+}
+
+// Of the table "edges".
+std::vector<Value> EdgeValues(std::string_view column) {
+    const Value null(Cell::Null());
+    if (column == "e_count") {
+        return {WholeNumber(4'000'000'000), WholeNumber(0), null, WholeNumber(7)};
+    }
+    if (column == "e_part") {
+        const auto millionths = [](std::int64_t count) {
+            return Value(Cell::FromDecimal({count, 6}));
+        };
+        return {millionths(1),
+                millionths(500'000),
+                millionths(123'456'789'012'345'678),
+                millionths(999'999'999'999),
+                millionths(-99'000'000)};
+    }
+    if (column == "e_single") {
+        return {Value(Cell::Single(0.5F)), Value(Cell::Single(3.0e38F)), Value(Cell::Single(7))};
+    }
+    if (column == "e_day") {
+        return {At(101, 1, 1, 0), At(2006, 5, 1, 52'215), At(1752, 12, 31, 0), null};
+    }
+    const std::string wide = InWindows1252 ? "Ÿ" : "日";
+    std::string many;
+    for (int k = 0; k < 250; ++k) {
+        many += wide;
+    }
+    return {Words("plain"),
+            Words(std::string(250, 'x')),
+            Words(many),
+            Words("blank behind  "),
+            Words(wide),
+            Words(""),
+            null};
+}
+
 // Sets of coprime sizes, so that all values meet in some row.
 std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
     const Value null(Cell::Null());
-    const auto whole = [](std::int64_t number) { return Value(Cell::Int64(number)); };
-    const auto text = [](std::string_view words) { return Value(Cell::Text(words)); };
-    const auto bytes = [](const std::string& of) {
-        return Value(Cell::Bytes(std::as_bytes(std::span(of))));
-    };
+    if (column.starts_with("e_")) {
+        return EdgeValues(column);
+    }
     if (column == "c_byte") {
-        return {whole(0), whole(255), null, whole(127), whole(128)};
+        return {WholeNumber(0), WholeNumber(255), null, WholeNumber(127), WholeNumber(128)};
     }
     if (column == "c_short") {
-        return {whole(32'767), whole(-32'768), null, whole(0), whole(-1), whole(256), whole(9)};
+        return {WholeNumber(32'767),
+                WholeNumber(-32'768),
+                null,
+                WholeNumber(0),
+                WholeNumber(-1),
+                WholeNumber(256),
+                WholeNumber(9)};
     }
     if (column == "c_long") {
-        return {whole(INT32_MAX), whole(INT32_MIN), null, whole(0), whole(1'000'003)};
+        return {WholeNumber(INT32_MAX),
+                WholeNumber(INT32_MIN),
+                null,
+                WholeNumber(0),
+                WholeNumber(1'000'003)};
     }
     if (column == "c_single") {
         return {Value(Cell::Single(0.1F)),
@@ -217,65 +273,32 @@ std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
         return days;
     }
     if (column == "c_name") {
-        return {text("plain"),
-                text("O'Brien & Söhne"),
-                text("a\\b\\"),
-                text(in_windows_1252 ? "Ça œuvre – €" : "日本語 😀"),
-                text(" lead"),
-                text("trail "),
-                text("\"q\" inside \""),
-                text(""),
+        return {Words("plain"),
+                Words("O'Brien & Söhne"),
+                Words("a\\b\\"),
+                Words(InWindows1252 ? "Ça œuvre – €" : "日本語 😀"),
+                Words(" lead"),
+                Words("trail "),
+                Words("\"q\" inside \""),
+                Words(""),
                 null,
-                text("x,y;z"),
-                text(in_windows_1252 ? "\xC3\xA9" : "e\xCC\x81")};
-    }
-    if (column == "e_count") {
-        return {whole(4'000'000'000), whole(0), null, whole(7)};
-    }
-    if (column == "e_part") {
-        const auto millionths = [](std::int64_t count) {
-            return Value(Cell::FromDecimal({count, 6}));
-        };
-        return {millionths(1),
-                millionths(500'000),
-                millionths(123'456'789'012'345'678),
-                millionths(999'999'999'999),
-                millionths(-99'000'000)};
-    }
-    if (column == "e_single") {
-        return {Value(Cell::Single(0.5F)), Value(Cell::Single(3.0e38F)), Value(Cell::Single(7))};
-    }
-    if (column == "e_day") {
-        return {At(101, 1, 1, 0), At(2006, 5, 1, 52'215), At(1752, 12, 31, 0), null};
-    }
-    if (column == "e_text") {
-        const std::string wide = in_windows_1252 ? "Ÿ" : "日";
-        std::string many;
-        for (int k = 0; k < 250; ++k) {
-            many += wide;
-        }
-        return {text("plain"),
-                text(std::string(250, 'x')),
-                text(many),
-                text("blank behind  "),
-                text(wide),
-                text(""),
-                null};
+                Words("x,y;z"),
+                Words(InWindows1252 ? "\xC3\xA9" : "e\xCC\x81")};
     }
     if (column == "c_memo") {
-        return {text("short"),
-                text(LongText(70'000)),
+        return {Words("short"),
+                Words(LongText(70'000)),
                 null,
-                text("line\r\nline"),
-                text(""),
-                text(LongText(300'000)),
-                text("NULL")};
+                Words("line\r\nline"),
+                Words(""),
+                Words(LongText(300'000)),
+                Words("NULL")};
     }
-    return {bytes(RandomBytes(1)),
+    return {Binary(RandomBytes(1)),
             null,
-            bytes(RandomBytes(300)),
-            bytes(RandomBytes(70'000)),
-            bytes(std::string(3, '\0'))};
+            Binary(RandomBytes(300)),
+            Binary(RandomBytes(70'000)),
+            Binary(std::string(3, '\0'))};
 }
 
 }  // namespace
@@ -285,7 +308,7 @@ std::span<const FidelityTable> FidelityTables() {
 }
 
 void KeepToWindows1252(bool keep) {
-    in_windows_1252 = keep;
+    InWindows1252 = keep;
 }
 
 Value FidelityValue(const FidelityTable& table, std::size_t column, int row) {
@@ -295,7 +318,7 @@ Value FidelityValue(const FidelityTable& table, std::size_t column, int row) {
     static std::map<std::string, std::vector<Value>> made;  // the long ones take their time
     const std::string_view name = table.columns[column].name;
     auto& values =
-        made[std::string(table.name) + std::string(name) + (in_windows_1252 ? " 1252" : "")];
+        made[std::string(table.name) + std::string(name) + (InWindows1252 ? " 1252" : "")];
     if (values.empty()) {
         values = ValuesOf(name, table.has_long_columns);
     }

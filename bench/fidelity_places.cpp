@@ -401,6 +401,7 @@ ReadRows FidelityPlaces::ReadTarget(const std::string& place,
               adLockReadOnly);
     for (; !read.Eof(); read.MoveNext()) {
         std::vector<Value> row;
+        row.reserve(columns.size());
         for (std::int32_t k = 0; k < read.Fields().Count(); ++k) {
             row.emplace_back(read.Fields()[k].Value());
         }
@@ -418,6 +419,7 @@ ReadRows FidelityPlaces::ReadSqlite(const std::string& file,
         Prepared(handle.get(), "select " + Joined(table, columns) + " from " + kTargetTable);
     while (sqlite3_step(select.get()) == SQLITE_ROW) {
         std::vector<Value> row;
+        row.reserve(columns.size());
         for (int k = 0; k < sqlite3_column_count(select.get()); ++k) {
             row.push_back(ReadColumn(select.get(), k));
         }
