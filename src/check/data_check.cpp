@@ -114,9 +114,8 @@ private:
                 return;
             }
             places_ = std::max<int>(places_, WithoutTrailingZeros(decimal).scale);
-        } else if (value.Kind() == ValueKind::NumberText && NumberText(value.AsText())) {
-            return;
-        } else if (value.Kind() == ValueKind::Unreadable) {
+        } else if (value.Kind() == ValueKind::Unreadable ||
+                   (value.Kind() == ValueKind::NumberText && NumberText(value.AsText()))) {
             return;
         }
         if (const auto number = ToDouble(value)) {

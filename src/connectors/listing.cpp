@@ -55,6 +55,7 @@ std::vector<Tables::Item> ReadCatalog(const std::string& connection) {
     auto& tables = catalog.Tables();
     // Copies: the catalogue and its connection end with this routine, on the thread that made them.
     std::vector<Tables::Item> items;
+    items.reserve(static_cast<std::size_t>(tables.Count()));
     for (std::int32_t i = 0; i < tables.Count(); ++i) {
         items.push_back(tables[i]);
     }

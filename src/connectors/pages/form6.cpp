@@ -57,6 +57,7 @@ void Form6::Connect() {
     try {
         const auto names = ReadInBackground(query);
         std::vector<std::string> owners;
+        owners.reserve(names.size());
         for (const auto& name : names) {
             owners.push_back(SplitOwner(name).owner);
         }
