@@ -56,7 +56,7 @@ std::string ApplicationFolder() {
     facts.vantry_home = Variable("VANTRY_HOME");
     facts.data_home = Variable("XDG_DATA_HOME");
     facts.home = Variable("HOME");
-    const std::string folder = WhichApplicationFolder(facts);
+    std::string folder = WhichApplicationFolder(facts);
     std::error_code error;
     if (folder != facts.program_folder && fs::create_directories(folder, error)) {
         // Connection strings with passwords will lie in it.

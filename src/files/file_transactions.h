@@ -54,6 +54,7 @@ private:
 
 class FileTransactions {
 public:
+    virtual ~FileTransactions() = default;
     FileTransactions(const FileTransactions&) = delete;
     FileTransactions& operator=(const FileTransactions&) = delete;
 
@@ -89,7 +90,6 @@ protected:
     // A batch is committed at `batch_age`, or at up to `oldest` where commits are slow.
     FileTransactions(std::chrono::milliseconds batch_age, std::chrono::milliseconds oldest)
         : least_age_(batch_age), most_age_(std::max(batch_age, oldest)), batch_age_(batch_age) {}
-    virtual ~FileTransactions() = default;
     // The first file carries the locks. They outlive the call to Close().
     void Attach(WrittenFile& file);
     // The last step of a constructor; the first of a destructor, which commits an open batch as
