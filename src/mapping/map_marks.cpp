@@ -33,7 +33,13 @@ struct Counted {
     bool exists = false;
     std::size_t out = 0;
     std::size_t differ = 0;
+    std::string unparted;  // the name of a column that may be several
 };
+
+// The heading of a file that another sign parts than the chosen one.
+bool LooksUnparted(const std::string& column) {
+    return ThisSource().text_files && column.find_first_of(";\t|") != std::string::npos;
+}
 
 std::string MarkOfTable(const std::string& target, const Counted& rows) {
     std::string text;
@@ -41,6 +47,11 @@ std::string MarkOfTable(const std::string& target, const Counted& rows) {
     if (ThisTarget().loader == Loader::Files && std::filesystem::exists(target, error)) {
         Add(text,
             "The file " + LastPartOf(target) + " is there already, and the run replaces it whole.");
+    }
+    if (!rows.unparted.empty()) {
+        Add(text,
+            "A column is called \"" + rows.unparted +
+                "\": perhaps the file has another delimiter than the one that was chosen.");
     }
     if (rows.differ > 0) {
         Add(text,
@@ -76,6 +87,9 @@ std::vector<std::string> MarksOfTables() {
     }
     for (const ColMapRec& row : ColMaps) {
         if (const auto table = of_table.find(row.TabID); table != of_table.end()) {
+            if (LooksUnparted(row.SCName)) {
+                table->second.unparted = row.SCName;
+            }
             table->second.out += StaysOut(row) ? 1 : 0;
             table->second.differ += NamesDiffer(row, table->second.exists) ? 1 : 0;
         }

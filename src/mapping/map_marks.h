@@ -13,9 +13,9 @@ namespace vantry {
 // another name because the map went by position.
 std::string MarkOfRow(const ColMapRec& row, bool target_exists);
 
-// One text a table, in the order of SrcTables: the same for all its rows, and a text file that a
-// run will replace whatever is chosen. In one pass over the map: a session may have thousands of
-// tables.
+// One text a table, in the order of SrcTables: the same for all its rows, a text file that a run
+// will replace whatever is chosen, and a source file that falls into the wrong columns. In one pass
+// over the map: a session may have thousands of tables.
 std::vector<std::string> MarksOfTables();
 
 }  // namespace vantry

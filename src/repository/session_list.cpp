@@ -46,10 +46,6 @@ void SessionList::Close() {
     count_ = 0;
 }
 
-std::optional<SavedSession> SessionList::Find(i32 session_id) {
-    return FindSession(connection_, session_id);
-}
-
 SessionList::News SessionList::Look() const {
     auto now = file::StampOf(path_);
     if (!now) {

@@ -5,7 +5,6 @@
 
 #include "core/data_access.h"
 #include "files/file.h"
-#include "repository/saved_session.h"
 
 #include <cstdint>
 #include <optional>
@@ -25,9 +24,6 @@ public:
     // SessionID, SessionName, SourceDBName, TargetDBName, DateCreated, LogFileName, LastRunDate;
     // newest first.
     Recordset& Rows() { return *rows_; }
-    // Nothing if it has been deleted since.
-    std::optional<SavedSession> Find(i32 session_id);
-
     enum class News : std::uint8_t { None, Changed, Replaced, Missing };
     // What has happened to the file since the list was read.
     News Look() const;

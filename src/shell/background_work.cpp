@@ -26,17 +26,19 @@
 #include <thread>
 
 namespace vantry {
-namespace {
 
-constexpr int kHintAfterMs = 700;  // most answers are there before
-
-struct Shared {
+struct SharedWork {
     std::mutex mutex;
     QEventLoop* loop = nullptr;  // of the caller, as long as it waits
     std::exception_ptr error;
     bool ended = false;
+    std::condition_variable at_its_end;
     std::atomic<bool> given_up = false;
 };
+
+namespace {
+
+constexpr int kHintAfterMs = 700;  // most answers are there before
 
 // Never destroyed: a thread may count itself out while the process ends.
 struct Threads {
@@ -57,7 +59,7 @@ struct Threads {
 
 bool is_waiting = false;
 
-void Work(const std::shared_ptr<Shared>& shared,
+void Work(const std::shared_ptr<SharedWork>& shared,
           std::function<void(const std::function<bool()>&)> work) {
     std::exception_ptr error;
     try {
@@ -69,6 +71,7 @@ void Work(const std::shared_ptr<Shared>& shared,
     const std::lock_guard lock(shared->mutex);
     shared->error = error;
     shared->ended = true;
+    shared->at_its_end.notify_all();
     if (shared->loop != nullptr) {
         // Queued: a quit before the loop runs would be lost; as an event it waits for the loop.
         QMetaObject::invokeMethod(shared->loop, &QEventLoop::quit, Qt::QueuedConnection);
@@ -76,7 +79,7 @@ void Work(const std::shared_ptr<Shared>& shared,
 }
 
 // False when the system has no thread left.
-bool StartThread(const std::shared_ptr<Shared>& shared,
+bool StartThread(const std::shared_ptr<SharedWork>& shared,
                  const std::function<void(const std::function<bool()>&)>& work) {
     Threads::All().Count(1);
     try {
@@ -100,7 +103,8 @@ bool StartThread(const std::shared_ptr<Shared>& shared,
 // window manager's close button asks one) keeps its own.
 class InputGate : public QObject {
 public:
-    explicit InputGate(QEventLoop& loop) : loop_(loop), modal_(QApplication::activeModalWidget()) {
+    InputGate(QEventLoop& loop, bool gives_up)
+        : loop_(loop), gives_up_(gives_up), modal_(QApplication::activeModalWidget()) {
         qApp->installEventFilter(this);
     }
     ~InputGate() override {
@@ -120,7 +124,7 @@ public:
         }
         switch (event->type()) {
             case QEvent::KeyPress:
-                if (dynamic_cast<const QKeyEvent&>(*event).key() == Qt::Key_Escape) {
+                if (gives_up_ && dynamic_cast<const QKeyEvent&>(*event).key() == Qt::Key_Escape) {
                     loop_.quit();
                 }
                 return true;
@@ -148,7 +152,7 @@ public:
             case QEvent::Close:
                 // The program may be ended while it waits: its frame asks, and nothing needs the
                 // answer then.
-                if (watched == FindMainWindow() || !watched->isWidgetType()) {
+                if (gives_up_ && (watched == FindMainWindow() || !watched->isWidgetType())) {
                     return false;
                 }
                 event->ignore();
@@ -160,6 +164,7 @@ public:
 
 private:
     QEventLoop& loop_;
+    bool gives_up_;
     const QWidget* modal_;
     QPointer<QObject> released_;
     std::unique_ptr<QEvent> release_;
@@ -168,7 +173,7 @@ private:
 // A line at the bottom of the frame, where it covers no page's texts, once the wait is felt.
 class WaitHint {
 public:
-    WaitHint() {
+    explicit WaitHint(const char* text) : text_(text) {
         timer_.setSingleShot(true);
         QObject::connect(&timer_, &QTimer::timeout, &timer_, [this] { Show(); });
         timer_.start(kHintAfterMs);
@@ -189,7 +194,7 @@ private:
         hint->setFrameShape(QFrame::StyledPanel);
         hint->setAutoFillBackground(true);
         auto* const row = new QVBoxLayout(hint);
-        row->addWidget(new QLabel("Waiting for an answer. Press Esc to give up."));
+        row->addWidget(new QLabel(text_));
         hint->adjustSize();
         hint->move((area->width() - hint->width()) / 2, area->height() - hint->height());
         hint->show();
@@ -197,23 +202,24 @@ private:
         hint_ = hint;
     }
 
+    const char* text_;
     QTimer timer_;
     QPointer<QWidget> hint_;
 };
 
-void Rethrow(const Shared& shared) {
+void Rethrow(const SharedWork& shared) {
     if (shared.error) {
         std::rethrow_exception(shared.error);
     }
 }
 
-}  // namespace
-
-void RunInBackground(std::function<void(const std::function<bool()>& given_up)> work) {
+void RunAndWait(std::function<void(const std::function<bool()>&)> work,
+                const char* text,
+                bool gives_up) {
     if (is_waiting) {
         throw DataError(kErrInUse, "Another answer is being waited for already.");
     }
-    const auto shared = std::make_shared<Shared>();
+    const auto shared = std::make_shared<SharedWork>();
     QEventLoop loop;
     shared->loop = &loop;
     if (!StartThread(shared, work)) {
@@ -225,13 +231,17 @@ void RunInBackground(std::function<void(const std::function<bool()>& given_up)> 
     work = nullptr;  // the thread's alone from here on
     is_waiting = true;
     {
-        const InputGate gate(loop);
-        const WaitHint hint;
+        const InputGate gate(loop, gives_up);
+        const WaitHint hint(text);
         loop.exec();
     }
     is_waiting = false;
-    const std::lock_guard lock(shared->mutex);
+    std::unique_lock lock(shared->mutex);
     shared->loop = nullptr;
+    if (!gives_up) {
+        // The loop may have been left because the program ends.
+        shared->at_its_end.wait(lock, [&] { return shared->ended; });
+    }
     if (!shared->ended) {
         // The thread may be in the middle of a connect that nothing can interrupt: it ends by
         // itself.
@@ -239,6 +249,33 @@ void RunInBackground(std::function<void(const std::function<bool()>& given_up)> 
         throw DataError(kErrUnspecified, "The wait for an answer was given up.");
     }
     Rethrow(*shared);
+}
+
+}  // namespace
+
+void RunInBackground(std::function<void(const std::function<bool()>& given_up)> work) {
+    RunAndWait(std::move(work), "Waiting for an answer. Press Esc to give up.", true);
+}
+
+void RunToItsEnd(std::function<void()> work, const char* hint) {
+    RunAndWait([work = std::move(work)](const std::function<bool()>&) { work(); }, hint, false);
+}
+
+WorkBeside::WorkBeside(std::function<void()> work) : shared_(std::make_shared<SharedWork>()) {
+    const auto ignoring = [work = std::move(work)](const std::function<bool()>&) { work(); };
+    if (!StartThread(shared_, ignoring)) {
+        Work(shared_, ignoring);
+    }
+}
+
+bool WorkBeside::HasEnded() const {
+    const std::lock_guard lock(shared_->mutex);
+    return shared_->ended;
+}
+
+void WorkBeside::Result() const {
+    const std::lock_guard lock(shared_->mutex);
+    Rethrow(*shared_);
 }
 
 bool IsWaitingForWork() {

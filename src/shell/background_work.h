@@ -11,6 +11,8 @@
 
 namespace vantry {
 
+struct SharedWork;
+
 // Runs `work` and returns when it has ended, with what it threw. Its argument says between two of
 // its steps whether it has been given up; the caller then gets a DataError that says so.
 void RunInBackground(std::function<void(const std::function<bool()>& given_up)> work);
@@ -25,7 +27,23 @@ Result InBackground(std::function<Result(const std::function<bool()>& given_up)>
     return std::move(**result);
 }
 
-// Whether somebody waits for such work.
+// For work that changes something: it isn't given up, as it would go on behind a user who was told
+// that it ended. `hint` says at the bottom of the frame what goes on, if it takes longer.
+void RunToItsEnd(std::function<void()> work, const char* hint);
+
+// Work that nobody waits for, for whoever looks at it now and then. Where it goes before the end,
+// the work goes on alone.
+class WorkBeside {
+public:
+    explicit WorkBeside(std::function<void()> work);
+    bool HasEnded() const;
+    void Result() const;  // throws what the work threw
+
+private:
+    std::shared_ptr<SharedWork> shared_;
+};
+
+// Whether somebody waits for work.
 bool IsWaitingForWork();
 
 // Returns when all work has ended, given up or not: for the end of a test's process.

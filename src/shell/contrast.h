@@ -3,6 +3,7 @@
 // measure it: 1 for the same colour, 21 for black on white; a text needs 4.5, a mark 3.
 
 #include <QColor>
+#include <QPalette>
 
 #include <algorithm>
 #include <cmath>
@@ -33,6 +34,14 @@ inline QColor ToldFrom(QColor color, const QColor& behind, double contrast) {
         color.setRgb(moved(color.red()), moved(color.green()), moved(color.blue()));
     }
     return color;
+}
+
+// The toolkit's hints in empty fields are half transparent, which is too faint to be read by all.
+inline QPalette WithReadableHints(QPalette colors) {
+    constexpr double kReadable = 4.5;
+    colors.setColor(QPalette::PlaceholderText,
+                    ToldFrom(QColor(128, 128, 128), colors.color(QPalette::Base), kReadable));
+    return colors;
 }
 
 }  // namespace vantry

@@ -5,6 +5,7 @@
 // has room for.
 #include "shell/dialogs.h"
 
+#include "shell/contrast.h"
 #include "shell/qt_text.h"
 #include "shell/window_memory.h"
 
@@ -12,8 +13,12 @@
 #include <QDesktopServices>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFileSystemModel>
+#include <QIdentityProxyModel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QUrl>
 
 #include <algorithm>
@@ -123,6 +128,18 @@ QString RowsForABox(const QString& text) {
     return text;
 }
 
+// Whoever looks for the folder that has the files wants to see them there, though none of them can
+// be taken.
+class FilesInGrey : public QIdentityProxyModel {
+public:
+    using QIdentityProxyModel::QIdentityProxyModel;
+    Qt::ItemFlags flags(const QModelIndex& index) const override {
+        const auto* const files = qobject_cast<const QFileSystemModel*>(sourceModel());
+        const bool is_file = files != nullptr && !files->isDir(mapToSource(index));
+        return is_file ? Qt::NoItemFlags : QIdentityProxyModel::flags(index);
+    }
+};
+
 class DesktopDialogs : public Dialogs {
 public:
     BoxAnswer Show(const Box& box) override {
@@ -146,6 +163,10 @@ public:
         window.setDefaultButton(ButtonOf(box.preset.value_or(answers.front())));
         // Escape and the close box mean the careful answer, which is the last one of each set.
         window.setEscapeButton(ButtonOf(answers.back()));
+        // Who asks may be in the middle of work and have a busy pointer: over a box, and beside it,
+        // it would tell the user to wait for what waits for him.
+        QGuiApplication::setOverrideCursor(Qt::ArrowCursor);
+        const auto pointer = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
         const auto pressed = window.exec();
         for (const auto answer : answers) {
             if (ButtonOf(answer) == pressed) {
@@ -187,7 +208,11 @@ private:
             window.setNameFilter(QtFilter(choice.filter));
         }
         if (mode == QFileDialog::Directory) {
-            window.setOption(QFileDialog::ShowDirsOnly);
+            window.setProxyModel(new FilesInGrey(&window));
+        }
+        if (auto* const name = window.findChild<QLineEdit*>("fileNameEdit")) {
+            name->setPlaceholderText(ToQt(choice.hint));
+            name->setPalette(WithReadableHints(name->palette()));
         }
         if (!choice.default_suffix.empty()) {
             window.setDefaultSuffix(ToQt(choice.default_suffix));

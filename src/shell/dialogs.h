@@ -35,6 +35,7 @@ struct FileChoice {
     std::string filter;
     std::string start;  // the file or folder that stands there at first
     std::string default_suffix;
+    std::string hint{};  // shown in the field for the name as long as that is empty
 };
 
 class Dialogs {

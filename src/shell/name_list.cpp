@@ -52,6 +52,21 @@ void SayNoneFound(QListWidget& list, const QString& why) {
     list.setProperty(kNoneFound, why);
 }
 
+void ChooseAllInView(QListWidget& list) {
+    for (int row = 0; row < list.count(); ++row) {
+        QListWidgetItem& item = *list.item(row);
+        // Not what the filter hides.
+        if (list.isRowHidden(row)) {
+            continue;
+        }
+        if (HasTick(item)) {
+            item.setCheckState(Qt::Checked);
+        } else if (list.selectionMode() != QAbstractItemView::SingleSelection) {
+            item.setSelected(true);
+        }
+    }
+}
+
 NameList::NameList(QListWidget& list, QWidget& page)
     : QObject(&list),
       list_(list),
@@ -75,6 +90,11 @@ NameList::NameList(QListWidget& list, QWidget& page)
     reason_->setForegroundRole(QPalette::Text);
     reason_->setAttribute(Qt::WA_TransparentForMouseEvents);
     PlaceRow(page);
+    if (list.toolTip().isEmpty() && list.selectionMode() == QAbstractItemView::ExtendedSelection) {
+        list.setToolTip(
+            "Ctrl+A chooses all names in view, a click with Ctrl one more, with Shift all up to "
+            "there. The right mouse button has a menu.");
+    }
     list.installEventFilter(this);
     list.viewport()->installEventFilter(this);
     filter_->installEventFilter(this);
@@ -94,13 +114,8 @@ NameList::NameList(QListWidget& list, QWidget& page)
     Refresh();
 }
 
-// The toolkit's hints are half transparent, which is too faint to be read by all.
 void NameList::ShowHintReadably() {
-    constexpr double kReadable = 4.5;
-    QPalette colors = list_.palette();
-    colors.setColor(QPalette::PlaceholderText,
-                    ToldFrom(QColor(128, 128, 128), colors.color(QPalette::Base), kReadable));
-    filter_->setPalette(colors);
+    filter_->setPalette(WithReadableHints(list_.palette()));
 }
 
 void NameList::PlaceRow(QWidget& page) {
@@ -125,7 +140,7 @@ bool NameList::eventFilter(QObject* watched, QEvent* event) {
             return FilterKey(key.key());
         }
         if (watched == &list_ && key.matches(QKeySequence::SelectAll)) {
-            ChooseAllInView();
+            ChooseAllInView(list_);
             return true;
         }
     } else if (watched == list_.viewport() && event->type() == QEvent::Resize) {
@@ -206,21 +221,6 @@ void NameList::ShowCount() {
         chosen += IsChosen(*list_.item(row)) ? 1 : 0;
     }
     count_->setText(QString("%1 of %2 selected").arg(chosen).arg(list_.count()));
-}
-
-void NameList::ChooseAllInView() {
-    for (int row = 0; row < list_.count(); ++row) {
-        QListWidgetItem& item = *list_.item(row);
-        // Ctrl+A must not choose what the filter hides.
-        if (list_.isRowHidden(row)) {
-            continue;
-        }
-        if (HasTick(item)) {
-            item.setCheckState(Qt::Checked);
-        } else if (list_.selectionMode() != QAbstractItemView::SingleSelection) {
-            item.setSelected(true);
-        }
-    }
 }
 
 }  // namespace vantry

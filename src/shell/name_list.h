@@ -20,6 +20,9 @@ inline constexpr int kNamesWithoutFilter = 30;
 // It was looked, and nothing found: said until the list is filled or cleared again.
 void SayNoneFound(QListWidget& list, const QString& why);
 
+// Ticks or selects all names that the filter leaves in view.
+void ChooseAllInView(QListWidget& list);
+
 class NameList : public QObject {
     Q_OBJECT
 public:
@@ -34,7 +37,6 @@ private:
     void RefreshSoon();
     void Refresh();
     void ShowCount();
-    void ChooseAllInView();
     bool FilterKey(int key);
 
     QListWidget& list_;

@@ -8,6 +8,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QCursor>
 #include <QDir>
 #include <QFileDialog>
 #include <QMessageBox>
@@ -15,6 +16,7 @@
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
+#include <QTreeView>
 
 #include <gtest/gtest.h>
 
@@ -42,11 +44,15 @@ void ShowAndLook(const std::string& text, const std::function<void(QMessageBox&)
 
 TEST(Boxes, ShowsATextAsItStands) {
     const std::string text = "<b>5</b>\r\nof\r6 rows\nin <Skip>";
+    QGuiApplication::setOverrideCursor(Qt::WaitCursor);  // of the work that the box interrupts
     ShowAndLook(text, [](const QMessageBox& box) {
+        EXPECT_EQ(QGuiApplication::overrideCursor()->shape(), Qt::ArrowCursor);
         EXPECT_EQ(box.textFormat(), Qt::PlainText);
         EXPECT_EQ(FromQt(box.text()), "<b>5</b>\nof\n6 rows\nin <Skip>");
         EXPECT_TRUE(box.detailedText().isEmpty());
     });
+    EXPECT_EQ(QGuiApplication::overrideCursor()->shape(), Qt::WaitCursor);
+    QGuiApplication::restoreOverrideCursor();
 }
 
 TEST(Boxes, KeepsItsButtonsOnTheScreenUnderALongText) {
@@ -95,6 +101,17 @@ TEST(Choosers, BeginWhereTheLastOfTheirKindWasLeftAndLeaveNothingOfTheToolkits) 
     EXPECT_EQ(choose(in("", "*.dbc"), ""), other.Path().string());
     UseWindowMemory("");
     EXPECT_FALSE(std::filesystem::exists(kept));
+
+    // A folder is known by its files, which can't be chosen themselves.
+    QTimer::singleShot(300, qApp, [&] {
+        auto* const chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        const auto* const rows = chooser->findChild<QTreeView*>();
+        const auto row = rows->model()->index(0, 0, rows->rootIndex());
+        EXPECT_EQ(FromQt(row.data().toString()), "a.mdb");
+        EXPECT_FALSE(row.flags() & Qt::ItemIsEnabled);
+        chooser->reject();
+    });
+    CurrentDialogs().ChooseFolder("Folder", folder.Path().string());
 }
 
 }  // namespace

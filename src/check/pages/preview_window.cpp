@@ -3,11 +3,13 @@
 #include "data/data_error.h"
 #include "shell/background_work.h"
 #include "shell/dialogs.h"
+#include "shell/name_list.h"
 #include "shell/qt_text.h"
 #include "shell/tool_tip.h"
 
 #include <QDialogButtonBox>
 #include <QHeaderView>
+#include <QKeySequence>
 #include <QLabel>
 #include <QListWidget>
 #include <QMenu>
@@ -107,8 +109,12 @@ void OfferPreview(QListWidget& list, std::function<TableRec(const std::string&)>
                          }
                          QMenu menu(&list);
                          auto* const preview = menu.addAction("&Preview rows");
-                         if (menu.exec(list.viewport()->mapToGlobal(at)) == preview) {
+                         auto* const all = menu.addAction("Select &All", QKeySequence::SelectAll);
+                         const auto* const chosen = menu.exec(list.viewport()->mapToGlobal(at));
+                         if (chosen == preview) {
                              ShowPreview(table_of(FromQt(entry->text())), list.window());
+                         } else if (chosen == all) {
+                             ChooseAllInView(list);
                          }
                      });
 }

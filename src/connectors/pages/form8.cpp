@@ -16,6 +16,9 @@
 namespace vantry {
 namespace {
 
+// The chooser's own list of types is for those of .mdb alone.
+constexpr const char* kNewFileHint = "name.mdb, or name.accdb for Access 2007 and later";
+
 constexpr const char* kConnected = "Connected Succesfully";
 
 }  // namespace
@@ -122,7 +125,8 @@ void Form8::CreateDatabase() {
     const auto file = CurrentDialogs().ChooseFileToSave({"Create New MS Access Database",
                                                          "MS Access Database (*.mdb)|*.mdb",
                                                          FromQt(ui_->Mdbfilename->text()),
-                                                         "mdb"});
+                                                         "mdb",
+                                                         kNewFileHint});
     if (!file) {
         return;
     }

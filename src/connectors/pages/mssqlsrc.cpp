@@ -86,8 +86,6 @@ void MSSQLSrc::ListTables() {
         const auto names =
             ReadInBackground({WithDatabase(SourceConnStr, Database()), statement, {0, 2}});
         if (statement.empty()) {
-            // The pointer would say "busy" over a box that waits for the user.
-            unsetCursor();
             TellStop("Please Check Tables or Views to populate list");
             return;
         }

@@ -92,8 +92,6 @@ void SqlServerPage::Connect() {
     try {
         AddNames(*c_.MSSQLDBCombo, ReadInBackground(query));
     } catch (const DataError& error) {
-        // Else the pointer would be the busy one over the box.
-        unsetCursor();
         TellLines({"Unable to Connect", error.Description(), advice_}, "Error");
         ShowFailure();
         if (c_.MSSQLDBCombo->count() > 0) {

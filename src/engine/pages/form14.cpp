@@ -23,6 +23,7 @@
 #include "wizard/wizard_flow.h"
 
 #include <QAction>
+#include <QFontMetrics>
 
 #include <chrono>
 
@@ -165,6 +166,14 @@ void Form14::AddVerification(Notice& notice) const {
     }
 }
 
+// The route stands in the same line, and other tables do.
+std::string Form14::ShortOf(const std::string& table) const {
+    constexpr int kLetters = 30;
+    const QFontMetrics letters = fontMetrics();
+    return FromQt(
+        letters.elidedText(ToQt(table), Qt::ElideMiddle, kLetters * letters.averageCharWidth()));
+}
+
 void Form14::TellOutcome(bool ended_early) {
     const auto outcome = OutcomeOfRun();
     const auto& tables = CurrentRunReport.Tables;
@@ -187,9 +196,9 @@ void Form14::TellOutcome(bool ended_early) {
             if (i > 0) {
                 say(", ");
             }
-            notice.parts.push_back({SrcTables[table].Name, [this, line = tables[table].LogLine] {
-                                        log_view_->ShowFailureFrom(line);
-                                    }});
+            notice.parts.push_back(
+                {ShortOf(SrcTables[table].Name),
+                 [this, line = tables[table].LogLine] { log_view_->ShowFailureFrom(line); }});
         }
         say(outcome.Failed.size() > kMostNames ? " ... " : " ");
     }

@@ -33,6 +33,7 @@ private:
     void Start();
     void Cancel();
     // Beside the log, whose words are fixed: what became of the tables, with links to their errors.
+    std::string ShortOf(const std::string& table) const;
     void TellOutcome(bool ended_early);
     // What the verification of the run has found, where it was asked for.
     void AddVerification(Notice& notice) const;

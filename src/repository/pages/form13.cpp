@@ -14,18 +14,18 @@
 #include "data/value_text.h"
 #include "repository/pages/create_repository.h"
 #include "repository/repository.h"
+#include "shell/background_work.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "wizard/wizard_flow.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
 #include <QGuiApplication>
 #include <QScopeGuard>
 
 #include <filesystem>
+#include <functional>
 
 namespace vantry {
 namespace {
@@ -44,6 +44,11 @@ DateTime OneMinuteBefore(DateTime time) {
         --time.day;
     }
     return time;
+}
+
+// Another program may hold the repository for as long as a lock is waited for.
+i32 AskForNextId() {
+    return InBackground<i32>([](const std::function<bool()>&) { return NextSessionID(); });
 }
 
 }  // namespace
@@ -128,7 +133,7 @@ void Form13::ShowNextId() {
         return;
     }
     try {
-        ui_->SesID->setText(QString::number(NextSessionID()));
+        ui_->SesID->setText(QString::number(AskForNextId()));
     } catch (const DataError& error) {
         TellStop(error.Description() +
                      "\nA new repository is made by the menu entry \"Create New Repository...\".",
@@ -186,25 +191,26 @@ void Form13::OfferRepository() {
     }
 }
 
-// A session of many tables is many statements, each of which waits for the disk: what a box covered
-// is painted before, and the pointer says that it goes on.
+// A session of many tables is many statements, each of which waits for the disk: seconds, on a
+// thread of its own.
 bool Form13::Save() {
     OfferRepository();
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
     SessionSave save;
     save.SesName = FromQt(ui_->SesName->text());
     save.LogName = FromQt(ui_->LogName->text());
     try {
         // First, so that a repository that can't be read is reported before a missing schedule: the
         // user could mend the schedule in vain.
-        ui_->SesID->setText(QString::number(NextSessionID()));
+        ui_->SesID->setText(QString::number(AskForNextId()));
         if (!ui_->Schedule->Fill(save, OneMinuteBefore(Now()), ScheduleOf::NewSession)) {
             return false;
         }
         // Another program may have saved meanwhile: the id that is stored is the one shown.
         QGuiApplication::setOverrideCursor(Qt::WaitCursor);
         const auto former = qScopeGuard([] { QGuiApplication::restoreOverrideCursor(); });
-        ui_->SesID->setText(QString::number(SaveSession(save)));
+        i32 id = 0;
+        RunToItsEnd([&] { id = SaveSession(save); }, "The session is being saved.");
+        ui_->SesID->setText(QString::number(id));
         return true;
     } catch (const std::exception& error) {
         Tell(std::string("Unable to Save Session\n") + ErrorText(error), "Error");

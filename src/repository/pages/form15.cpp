@@ -5,16 +5,21 @@
 // one. Before and after each question the file is looked at again, and a replaced one stops what
 // was begun. A name that was changed in the editing window is the one exception: the list shows it
 // when it is next read, and until then the note tells it.
+// Another program may hold the repository for seconds; so whatever waits for it does so on another
+// thread, and the window lives on.
 #include "repository/pages/form15.h"
 
 #include "ui_Form15.h"
 
+#include "core/data_access.h"
 #include "core/folders.h"
 #include "core/session_state.h"
 #include "repository/pages/ses_edit.h"
 #include "repository/pages/session_grid.h"
 #include "repository/pages/show_log.h"
 #include "repository/repository.h"
+#include "repository/saved_session.h"
+#include "shell/background_work.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
 #include "shell/page_set.h"
@@ -22,8 +27,12 @@
 #include "wizard/wizard_flow.h"
 
 #include <QHeaderView>
+#include <QPointer>
 #include <QProcess>
 #include <QScopedValueRollback>
+
+#include <optional>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -31,7 +40,9 @@ namespace {
 constexpr int kIdColumn = 0;
 constexpr int kNameColumn = 1;
 constexpr int kLogColumn = 5;
-constexpr int kBetweenLooks = 1000;  // milliseconds
+// Milliseconds: between looks at the repository, and at a reading that is under way.
+constexpr int kBetweenLooks = 1000;
+constexpr int kBetweenGlances = 20;
 
 void TellWithInformation(std::string text, std::string title) {
     CurrentDialogs().Show(
@@ -65,9 +76,51 @@ Form15::Form15() : Page("Form15"), ui_(std::make_unique<Ui::Form15>()) {
 
 Form15::~Form15() = default;
 
+// Read by a list of the thread's own: when that could, this one can at once.
+bool Form15::OpenList() {
+    const QPointer<Form15> self(this);
+    EndReading();
+    RunInBackground([](const std::function<bool()>&) { SessionList().Open(); });
+    if (self == nullptr) {
+        return false;
+    }
+    list_.Open();
+    return true;
+}
+
+// What others change is read while the user may do as he likes: nothing of this waits.
+void Form15::StartReading(const QString& note) {
+    note_when_read_ = note;
+    reading_.emplace([] { SessionList().Open(); });
+    news_.start(kBetweenGlances);
+}
+
+void Form15::EndReading() {
+    reading_.reset();
+    if (news_.isActive()) {
+        news_.start(kBetweenLooks);
+    }
+}
+
+void Form15::TakeReading() {
+    try {
+        reading_->Result();
+        EndReading();
+        list_.Open();
+    } catch (const std::exception& error) {
+        EndReading();
+        ShowUnreadable(error);
+        return;
+    }
+    FillFromList();
+    Note(note_when_read_);
+}
+
 void Form15::OnLoad() {
     try {
-        list_.Open();
+        if (!OpenList()) {
+            return;
+        }
     } catch (const std::exception& error) {
         Tell(std::string("Error Opening Sessions\n") + error.what(), "Error");
         return;
@@ -104,46 +157,45 @@ void Form15::FillFromList() {
 
 bool Form15::ReadAnew() {
     try {
-        list_.Open();
+        if (!OpenList()) {
+            return false;
+        }
     } catch (const std::exception& error) {
-        // Old rows over a repository that can't be read would promise what isn't there.
-        ui_->Label4->setText("0");
-        ui_->SesDBGrid->setRowCount(0);
-        Note(QString("The sessions can't be read: ") + error.what());
+        ShowUnreadable(error);
         return false;
     }
     FillFromList();
     return true;
 }
 
+// Old rows over a repository that can't be read would promise what isn't there.
+void Form15::ShowUnreadable(const std::exception& error) {
+    list_.Close();
+    ui_->Label4->setText("0");
+    ui_->SesDBGrid->setRowCount(0);
+    Note(QString("The sessions can't be read: ") + error.what());
+}
+
 void Form15::LookForNews() {
-    if (busy_) {
+    if (busy_ || IsWaitingForWork()) {
+        return;
+    }
+    if (reading_) {
+        if (reading_->HasEnded()) {
+            TakeReading();
+        }
         return;
     }
     const auto news = list_.Look();
     if (!list_.IsOpen()) {
         // As long as the file isn't there, the note stays as it is, without a try each second.
-        if (news != SessionList::News::Missing && ReadAnew()) {
-            Note("The sessions can be read again.");
+        if (news != SessionList::News::Missing) {
+            StartReading("The sessions can be read again.");
         }
-        return;
-    }
-    switch (news) {
-        case SessionList::News::Missing:
-            ReadAnew();
-            break;
-        case SessionList::News::Replaced:
-            if (ReadAnew()) {
-                Note("The repository was replaced by another one: these are its sessions.");
-            }
-            break;
-        case SessionList::News::Changed:
-            if (ReadAnew()) {
-                Note({});
-            }
-            break;
-        case SessionList::News::None:
-            break;
+    } else if (news == SessionList::News::Replaced) {
+        StartReading("The repository was replaced by another one: these are its sessions.");
+    } else if (news != SessionList::News::None) {
+        StartReading({});
     }
 }
 
@@ -215,7 +267,12 @@ void Form15::Edit() {
     const QScopedValueRollback guard(busy_, true);
     bool saved = false;
     try {
-        const auto session = list_.Find(chosen.id);
+        const auto session = InBackground<std::optional<SavedSession>>(
+            [id = chosen.id](const std::function<bool()>&) {
+                Connection repository;
+                repository.Open(RepoConnStr);
+                return FindSession(repository, id);
+            });
         auto* const window = dynamic_cast<SesEdit*>(LoadPage("SesEdit"));
         if (!session || window == nullptr) {
             throw DataError(kErrNoCurrentRow, "The session is gone.");
@@ -268,6 +325,17 @@ void Form15::ViewLog() {
     }
 }
 
+bool Form15::Change(std::function<void()> work, const char* failure) {
+    const QPointer<Form15> self(this);
+    try {
+        RunToItsEnd(std::move(work), "Waiting for the repository.");
+    } catch (const std::exception& error) {
+        Tell(failure + std::string(error.what()), "Error");
+        return false;
+    }
+    return self != nullptr;
+}
+
 void Form15::Delete() {
     Chosen chosen;
     if (!Choose(chosen, "Delete Session", "No Session Exist to Delete") ||
@@ -277,10 +345,7 @@ void Form15::Delete() {
         !IsSameRepository()) {
         return;
     }
-    try {
-        DeleteSession(chosen.id);
-    } catch (const std::exception& error) {
-        Tell(std::string("Session Cannot be deleted\n") + error.what(), "Error");
+    if (!Change([id = chosen.id] { DeleteSession(id); }, "Session Cannot be deleted\n")) {
         return;
     }
     TellWithInformation("Session ID :" + std::to_string(chosen.id) + " deleted.",
@@ -299,10 +364,8 @@ void Form15::DeleteAll() {
         !IsSameRepository()) {
         return;
     }
-    try {
-        DeleteAllSessions(SharedFolder());
-    } catch (const std::exception& error) {
-        Tell(std::string("Sessions Cannot be deleted\n") + error.what(), "Error");
+    if (!Change([folder = SharedFolder()] { DeleteAllSessions(folder); },
+                "Sessions Cannot be deleted\n")) {
         return;
     }
     TellWithInformation("All Sessions Deleted", "Deleted");

@@ -4,6 +4,7 @@
 
 #include "data/value_text.h"
 #include "repository/repository.h"
+#include "shell/background_work.h"
 #include "shell/dialogs.h"
 #include "shell/help.h"
 #include "shell/page_set.h"
@@ -66,7 +67,7 @@ void SesEdit::Save() {
         return;
     }
     try {
-        EditSession(session_id_, save);
+        RunToItsEnd([&] { EditSession(session_id_, save); }, "Waiting for the repository.");
     } catch (const std::exception& error) {
         Tell(std::string("Unable to Save Changes\n") + error.what(), "Error");
         return;

@@ -201,6 +201,13 @@ TEST_F(OdbcPageTest, ListsTheTablesOfADataSourceAndTakesItsKind) {
     EXPECT_EQ(Control<QComboBox>("ODBCSrc", "ODBCDSn").currentIndex(), -1);
     Pick("ODBCSrc", "ODBCDrv", "sqlite3");
     EXPECT_EQ(Entries("ODBCSrc", "ODBCDSn"), "My any,Other");
+    UnloadPage("ODBCSrc");
+    OdbcDrivers = {""};
+    ShowPage("ODBCSrc");
+    EXPECT_EQ(Entries("ODBCSrc", "ODBCDSn"), "My any,Other,No") << "no driver is none to go by";
+    UnloadPage("ODBCSrc");
+    OdbcDrivers = {"Oracle SQLite3", "sqlite3", "PostgreSQL"};
+    ShowPage("ODBCSrc");
     Press("ODBCSrc", "ConnectButton");
     EXPECT_EQ(dialogs_.TakeBoxes().substr(0, 38), "none|Vantry|No data source is chosen. ");
     Pick("ODBCSrc", "ODBCDSn", "My any");

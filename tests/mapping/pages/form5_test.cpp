@@ -10,6 +10,9 @@
 #include <QRadioButton>
 #include <QScrollBar>
 
+#include <tuple>
+#include <utility>
+
 namespace vantry::test {
 namespace {
 
@@ -402,6 +405,11 @@ TEST_F(Form5Test, MarksRowsThatStayOutOrGoByPosition) {
     EXPECT_EQ(FindPage("Form5")->CurrentNotice().Text(),
               "2 rows are marked: the mouse on the sign says why.");
     EXPECT_EQ(MarksOfTables().at(1), "2 columns go by position into one of another name.");
+    const auto former = std::pair(SourceType, Map(0).SCName);
+    SourceType = "TEXT";
+    Map(0).SCName = "ID;Name";
+    EXPECT_EQ(MarksOfTables().at(1).find("A column is called \"ID;Name\": perhaps"), 0U);
+    std::tie(SourceType, Map(0).SCName) = former;
     // Dropped and made anew, the target has the source's names.
     Control<QRadioButton>("Form5", "TabDropOpt_0").click();
     EXPECT_EQ(mark(1), "");

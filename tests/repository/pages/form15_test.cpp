@@ -6,6 +6,8 @@
 
 #include <QHeaderView>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 
 namespace vantry::test {
@@ -143,6 +145,32 @@ TEST_F(ManagerTest, AListThatCantBeReadClosesItsPage) {
     std::filesystem::rename(folder_ / "good", repository);
     ShowPage("Form15");
     EXPECT_EQ(LabelText("Form15", "Label4"), "1") << "nothing was lost";
+}
+
+TEST_F(ManagerTest, ARepositoryThatIsHeldLeavesTheWindowAlive) {
+    constexpr std::chrono::milliseconds kHeld{600};
+    QElapsedTimer since;
+    qint64 longest = 0;
+    QTimer beat;
+    QObject::connect(
+        &beat, &QTimer::timeout, [&] { longest = std::max(longest, since.restart()); });
+    Save("a");
+    ShowPage("Form15");
+    Save("b");
+    {
+        const Held held(Folder(), file::LockByte::Content, file::LockKind::Exclusive);
+        file::SetLockTimeout(kHeld);
+        since.start();
+        beat.start(5);
+        EXPECT_TRUE(Until([] { return LabelText("Form15", "RepoNote") != ""; })) << "by the clock";
+        Press("Form15", "Close");
+        ShowPage("Form15");  // and when it is opened
+        EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("none|Error|Error Opening Sessions\n"));
+        beat.stop();
+    }
+    EXPECT_LT(longest, kHeld.count() / 2);
+    ShowPage("Form15");
+    EXPECT_EQ(LabelText("Form15", "Label4"), "2");
 }
 
 TEST_F(ManagerTest, ARepositoryThatMayNotBeWrittenIsListedAndStays) {

@@ -6,6 +6,7 @@
 #include "files/file_lock.h"
 #include "repository/pages/register.h"
 #include "repository/repository.h"
+#include "shell/background_work.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
 #include "support/session_steps.h"
@@ -95,7 +96,10 @@ protected:
         decltype(file::File::OpenIfThere("", file::OpenMode::ReadWrite)) file_;
     };
     // Runs inside the next modal page.
-    static void WhenModal(std::function<void()> work) { QTimer::singleShot(0, std::move(work)); }
+    static void WhenModal(std::function<void()> work) {
+        QTimer::singleShot(
+            0, [work = std::move(work)] { IsWaitingForWork() ? WhenModal(work) : work(); });
+    }
     // Lets the page's clocks run until it is so; false after the time.
     static bool Until(const std::function<bool()>& is_so, int milliseconds = 10'000) {
         QElapsedTimer timer;
