@@ -8,6 +8,7 @@
 #include "programs/no_core_file.h"
 #include "shell/page_look.h"
 #include "shell/product_picture.h"
+#include "shell/status_line.h"
 #include "shell/window_memory.h"
 
 #include <QApplication>
@@ -30,8 +31,11 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
     vantry::UseWindowMemory(vantry::ApplicationFolder() + "/Window.ini");
     vantry::StartWizard(vantry::ApplicationFolder());
-    for (const auto& fault : vantry::TakeSettingsFaults()) {
+    const auto faults = vantry::TakeSettingsFaults();
+    for (const auto& fault : faults) {
         std::fprintf(stderr, "Vantry: %s\n", vantry::WithoutControls(fault).c_str());
     }
+    // Whoever starts the wizard from a menu sees no standard error.
+    vantry::TellAtStart(faults);
     return QApplication::exec();
 }

@@ -60,6 +60,11 @@ std::string RouteBeside(const Page& page) {
     return RouteInWords(source, target);
 }
 
+Notice& AtStart() {
+    static Notice notice;
+    return notice;
+}
+
 QString TitleOf(const std::string& name) {
     const Page* const page = FindPage(name);
     return page == nullptr ? ToQt(name) : page->windowTitle();
@@ -223,6 +228,15 @@ void OpenPagesNote::Refresh() {
     setFocus();
 }
 
+void TellAtStart(const std::vector<std::string>& sentences) {
+    AtStart() = {};
+    for (const auto& sentence : sentences) {
+        AtStart().parts.push_back({(AtStart().Empty() ? "" : " ") + sentence});
+    }
+    AtStart().kind = NoticeKind::Warning;
+    RefreshStatus();
+}
+
 void RefreshStatus() {
     static bool waiting = false;
     // Many changes of one handler make one refresh, and it sees the last state.
@@ -236,8 +250,13 @@ void RefreshStatus() {
             return;
         }
         const Page* const page = ActivePage();
-        frame->Status().Show(page == nullptr ? std::string() : RouteBeside(*page),
-                             page == nullptr ? Notice() : page->CurrentNotice());
+        if (page != nullptr && page->WherePlaced() == Page::Place::Frame &&
+            page->objectName() != "NavForm") {
+            AtStart() = {};
+        }
+        frame->Status().Show(
+            page == nullptr ? std::string() : RouteBeside(*page),
+            page == nullptr || page->CurrentNotice().Empty() ? AtStart() : page->CurrentNotice());
         frame->Note().Refresh();
     });
 }

@@ -75,6 +75,10 @@ private:
     std::string last_;  // the page that the link shows
 };
 
+// What was found when the program started and no page has to say: shown in the status bar as long
+// as the first page is in front, and gone for good behind it.
+void TellAtStart(const std::vector<std::string>& sentences);
+
 // Brings both up to date once control is back in the event loop; what pages and the set of pages
 // call after each change.
 void RefreshStatus();
