@@ -57,6 +57,7 @@ std::unique_ptr<Connection> RepoConn;
 std::unique_ptr<Catalog> SourceCatalog;
 
 i16 SessionNotSaved = kFalse;
+std::string SessionLogFile;
 i16 SessionCancelled = kFalse;
 i16 TableCancelled = kFalse;
 std::vector<TableRec> CreatedTables;
@@ -75,6 +76,7 @@ void InitSharedState(const std::string& application_folder) {
     // Unsaved: a run of it leaves no record.
     CurrentSessionID = 0;
     SessionNotSaved = kFalse;
+    SessionLogFile.clear();
     LoadSettings(application_folder);
 }
 

@@ -136,6 +136,9 @@ extern std::unique_ptr<Catalog> SourceCatalog;  // stays attached until the next
 // The session in memory was never saved: CurrentSessionID still names an earlier one, whose record
 // is none of this run's business.
 extern i16 SessionNotSaved;
+// The log file that the session in memory was saved with, by its whole path. The run page writes no
+// log there, but beside it the list of rows that it doesn't load.
+extern std::string SessionLogFile;
 extern i16 SessionCancelled;
 extern i16 TableCancelled;
 extern std::vector<TableRec> CreatedTables;

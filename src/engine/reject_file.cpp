@@ -7,13 +7,19 @@
 #include "core/session_state.h"
 #include "data/ascii.h"
 #include "data/data_error.h"
+#include "data/date_format.h"
 #include "data/error_text.h"
 #include "data/message_text.h"
 #include "data/value_text.h"
 #include "engine/source_statements.h"
 
+#include <sys/file.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <filesystem>
 #include <set>
 
 namespace vantry {
@@ -106,7 +112,18 @@ void RejectFile::Begin() {
     if (file_) {
         return;
     }
+    const auto folder = std::filesystem::path(path_).parent_path();
+    if (!folder.empty()) {
+        ::mkdir(folder.c_str(), S_IRWXU);  // most often it is there
+    }
+    if (file::IsThere(path_) && path_.ends_with(kRejectFileEnding)) {
+        // Of a run whose log stands beside it, or of one that goes on elsewhere.
+        path_.insert(path_.size() - kRejectFileEnding.size(),
+                     "." + FormatDateTime(Now(), "yyyy-mm-dd-hh-nn-ss"));
+    }
     file_ = file::File::CreateNew(path_, true);
+    // By this others see that it is in use. Where the file system has no locks they don't.
+    static_cast<void>(::flock(file_.Descriptor(), LOCK_EX | LOCK_NB));
     held_ = Heading();
 }
 
@@ -152,6 +169,15 @@ bool RejectFile::IsOne(const std::string& path) {
         const auto file = file::File::OpenIfThere(path, file::OpenMode::Read, file::Links::Refused);
         return file && file->Read(0, std::as_writable_bytes(std::span(begin))) == begin.size() &&
                std::string_view(begin.data(), begin.size()) == kBegin;
+    } catch (const DataError&) {
+        return false;
+    }
+}
+
+bool RejectFile::IsBeingWritten(const std::string& path) {
+    try {
+        const auto file = file::File::OpenIfThere(path, file::OpenMode::Read, file::Links::Refused);
+        return file && ::flock(file->Descriptor(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
     } catch (const DataError&) {
         return false;
     }

@@ -18,7 +18,9 @@
 // an empty text "", a text always stands in quotes; dates are yyyy-mm-dd hh:mm:ss; bytes are 0x and
 // hexadecimal digits; a field that couldn't be read is empty.
 //
-// Readable by its owner alone; there is none before the first row.
+// Readable by its owner alone; there is none before the first row. One that another program is
+// writing stays with that program (IsBeingWritten); a file of the name that is there already stays,
+// too, and this one then has the moment in its name: "<log>.2026-01-31-08-00-00.rejects.csv".
 
 #include "data/value.h"
 #include "files/file.h"
@@ -60,6 +62,7 @@ public:
     // Writes out what is held back; to be called whenever a run may wait or end.
     void Flush() noexcept;
 
+    // The file's own, as soon as it is made.
     const std::string& Path() const { return path_; }
     bool IsMade() const { return static_cast<bool>(file_); }
     // Why rows are missing in the file; empty when none is.
@@ -67,6 +70,8 @@ public:
 
     // Whether the file is such a file: one that isn't belongs to another program.
     static bool IsOne(const std::string& path);
+    // Whether a run has it open, in this program or in another one.
+    static bool IsBeingWritten(const std::string& path);
 
 private:
     void Begin();

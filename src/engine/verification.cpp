@@ -6,6 +6,7 @@
 
 #include "engine/verification.h"
 
+#include "core/route.h"
 #include "core/settings.h"
 #include "core/table_names.h"
 #include "data/error_text.h"
@@ -261,6 +262,23 @@ std::string VerificationText(const TableReport& report) {
                 std::to_string(*found.first_row);
     }
     return text + (more.empty() ? "." : " (" + more + ").");
+}
+
+std::string VerificationSummary(std::span<const TableReport> tables) {
+    std::string text;
+    std::size_t same = 0;
+    for (const auto& table : tables) {
+        same += table.Verified.result == Verification::Result::Same ? 1 : 0;
+        if (const auto told = VerificationText(table); !told.empty()) {
+            text += (text.empty() ? "" : " ") + told;
+        }
+    }
+    if (same > 0) {
+        text += (text.empty() ? "" : " ") +
+                CountInWords(same, "table was compared and is", "tables were compared and are") +
+                " the same in the target.";
+    }
+    return text;
 }
 
 bool AnyContentDiffers(const std::vector<TableReport>& tables) {

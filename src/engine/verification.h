@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,8 @@ private:
 // What a person is told of a table: "The content of orders differs from its source in column price
 // (1 row, first row 17)."; empty when all is well or nothing was asked.
 std::string VerificationText(const TableReport& report);
+// The same of all tables, and how many were found to be the same; empty when nothing was asked.
+std::string VerificationSummary(std::span<const TableReport> tables);
 // Whether the content of some table differs.
 bool AnyContentDiffers(const std::vector<TableReport>& tables);
 // The name of a result in the summary: "same", "differs", "not done".

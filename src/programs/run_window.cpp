@@ -10,19 +10,27 @@
 #include "engine/pages/log_view.h"
 #include "engine/pages/run_display.h"
 #include "engine/run_log.h"
+#include "engine/run_progress.h"
+#include "engine/verification.h"
 #include "repository/run_log_file.h"
+#include "repository/run_summary.h"
 #include "shell/help.h"
 #include "shell/product_picture.h"
 #include "shell/qt_text.h"
+#include "shell/status_line.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QCloseEvent>
+#include <QDesktopServices>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTimer>
+#include <QUrl>
 #include <QVBoxLayout>
 
 #include <fcntl.h>
@@ -65,15 +73,33 @@ public:
         buttons->addWidget(counter_, 1);
         buttons->addWidget(cancel_);
         buttons->addWidget(close_);
+        status_ = new QLabel(this);
+        status_->setObjectName(QStringLiteral("StatusNotice"));
+        status_->setAccessibleName(QStringLiteral("How the run is getting on"));
+        status_->setTextFormat(Qt::RichText);
+        status_->setWordWrap(true);
+        status_->setTextInteractionFlags(Qt::LinksAccessibleByMouse |
+                                         Qt::LinksAccessibleByKeyboard);
+        status_->setMinimumHeight(status_->fontMetrics().height());
+        connect(status_, &QLabel::linkActivated, this, [this] { OpenRejects(); });
+        open_rejects_ = new QAction("Open the List of &Rows That Weren't Loaded", this);
+        open_rejects_->setEnabled(false);
+        connect(open_rejects_, &QAction::triggered, this, [this] { OpenRejects(); });
+        log_view_->AddAction(open_rejects_);
         auto* column = new QVBoxLayout(this);
         column->addWidget(log_, 1);
         column->addWidget(bar_);
         column->addLayout(buttons);
+        column->addWidget(status_);
         connect(cancel_, &QPushButton::clicked, this, [this] { Cancel(); });
         connect(close_, &QPushButton::clicked, this, &QWidget::close);
-        resize(640, 420);
+        // Wide enough for the line of a run that is going.
+        resize(720, 440);
         display_.emplace(
             *log_, *counter_, *bar_, [this](std::string_view text) { AddLine(ToQt(text)); });
+        display_->TellProgressTo([this](const RunProgress& progress) {
+            status_->setText(ToQt(progress.Text()).toHtmlEscaped());
+        });
     }
 
     RunView& Display() { return *display_; }
@@ -90,7 +116,11 @@ public:
     void ShowEnd(int code) {
         running_ = false;
         // What the clock hasn't painted yet: the last lines and the last count.
+        display_->TellProgressTo(nullptr);
         display_->Flush();
+        if (!summary_told_) {
+            status_->clear();  // it wasn't begun: the log's box says why
+        }
         log_view_->MarkEnd(code != kRunWhole);
         cancel_->setEnabled(false);
         close_->setEnabled(true);
@@ -99,6 +129,8 @@ public:
         setWindowTitle(windowTitle() + QStringLiteral(" - ended (%1)").arg(code));
     }
     void AddLine(const QString& line) { log_->appendPlainText(line); }
+    // In the line at the bottom: rows, those that weren't loaded, and what a comparison has found.
+    void ShowSummary(const RunSummary& summary);
 
 protected:
     // Closing while the run goes is a cancel; the window stays until the run has ended.
@@ -114,6 +146,7 @@ private:
         cancelled_ = true;
         cancel_->setEnabled(false);
     }
+    void OpenRejects() { QDesktopServices::openUrl(QUrl::fromLocalFile(rejects_)); }
 
     i32 session_id_;
     QPlainTextEdit* log_;
@@ -122,10 +155,64 @@ private:
     QProgressBar* bar_;
     QPushButton* cancel_;
     QPushButton* close_;
+    QLabel* status_;
+    QAction* open_rejects_;
+    QString rejects_;
+    bool summary_told_ = false;
     std::optional<RunDisplay> display_;
     bool cancelled_ = false;
     bool running_ = true;
 };
+
+const char* EndInWords(int code) {
+    switch (code) {
+        case kRunWhole:
+            return "Ended without errors";
+        case kRunCancelled:
+            return "Cancelled";
+        case kRunNotStarted:
+        case kRunRefused:
+            return "Not started";
+        case kRunDiffers:
+            return "Ended, and the content of a target differs";
+        default:
+            return "Ended with errors";
+    }
+}
+
+void RunWindow::ShowSummary(const RunSummary& summary) {
+    summary_told_ = true;
+    std::int64_t loaded = 0;
+    std::int64_t rejected = 0;
+    for (const auto& table : summary.Tables) {
+        loaded += table.RowsLoaded;
+        rejected += table.RowsRejected;
+    }
+    const bool well = summary.ExitCode == kRunWhole;
+    QPalette colors = palette();
+    if (!well) {
+        colors.setColor(QPalette::WindowText, WarningColor(colors));
+    }
+    status_->setPalette(colors);
+    // The sign beside the colour: not everybody tells colours apart.
+    QString text =
+        (well ? QString() : QStringLiteral("\u26a0 ")) + ToQt(EndInWords(summary.ExitCode)) +
+        ToQt(": " + GroupedNumber(loaded) + (loaded == 1 ? " row" : " rows") + " loaded");
+    if (rejected > 0) {
+        text += ToQt(", " + GroupedNumber(rejected) + " not loaded");
+    }
+    rejects_ = ToQt(summary.Rejects);
+    open_rejects_->setEnabled(!rejects_.isEmpty());
+    if (!rejects_.isEmpty()) {
+        text += ": <a style=\"color:" + LinkColor(palette()).name() + "\" href=\"rejects\">" +
+                QFileInfo(rejects_).fileName().toHtmlEscaped() + "</a>";
+    }
+    text += '.';
+    if (const auto compared = VerificationSummary(summary.Tables); !compared.empty()) {
+        text += ' ' + ToQt(compared).toHtmlEscaped();
+    }
+    status_->setText(text);
+}
 
 enum class WindowPhase { NotShown, RunIsGoing, RunHasEnded };
 WindowPhase Phase = WindowPhase::NotShown;
@@ -213,6 +300,7 @@ int ShowRunInWindow(
         tell(line);
         window.AddLine(ToQt(line));
     };
+    surroundings.ended = [&](const RunSummary& summary) { window.ShowSummary(summary); };
     surroundings.found = [&](const std::string& name) { window.SetName(ToQt(name)); };
     std::atexit(TellLostDisplay);
     Phase = WindowPhase::RunIsGoing;

@@ -23,6 +23,11 @@ std::string RejectsOf(const std::string& log_file) {
 
 void RemoveFormerRejects(const std::string& log_file) {
     const std::string file = RejectsOf(log_file);
+    // The wizard runs the same session: its list is still growing, and the new one takes another
+    // name.
+    if (RejectFile::IsBeingWritten(file)) {
+        return;
+    }
     if (file::IsThere(file) && !RejectFile::IsOne(file)) {
         throw ForeignFile(file, "the list of rows that aren't loaded");
     }
@@ -38,7 +43,7 @@ void MoveLog(const std::string& from, const std::string& to) {
     if (IsSummary(SummaryFileOf(from))) {
         file::RenameReplacing(SummaryFileOf(from), SummaryFileOf(to));
     }
-    if (RejectFile::IsOne(RejectsOf(from))) {
+    if (RejectFile::IsOne(RejectsOf(from)) && !RejectFile::IsBeingWritten(RejectsOf(from))) {
         file::RenameReplacing(RejectsOf(from), RejectsOf(to));
     }
 }

@@ -429,6 +429,7 @@ RunnerExit SavedRun::Refuse(const NotStarted& why) {
 bool SavedRun::Summarize(RunnerExit code) {
     summary_.End = Now();
     summary_.ExitCode = code;
+    surroundings_.ended(summary_);
     if (log_file_.empty()) {
         return true;
     }

@@ -4,6 +4,7 @@
 
 #include "core/session_state.h"
 #include "engine/run_view.h"
+#include "repository/run_summary.h"
 
 #include <functional>
 #include <optional>
@@ -46,6 +47,8 @@ struct RunnerSurroundings {
     std::function<void(const std::string&)> tell = [](const std::string&) {};
     // Called with the session's name when the repository has told it.
     std::function<void(const std::string&)> found = [](const std::string&) {};
+    // Called at the end of a run that was begun, with what its summary file gets.
+    std::function<void(const RunSummary&)> ended = [](const RunSummary&) {};
 };
 
 // Never throws. Everything that went wrong goes to `tell` and into the log.

@@ -25,14 +25,11 @@
 #include <QAction>
 #include <QFontMetrics>
 
-#include <chrono>
+#include <algorithm>
+#include <filesystem>
 
 namespace vantry {
 namespace {
-
-// A run that is over at once needs no words on how it is getting on.
-constexpr std::chrono::milliseconds kFirstProgress{1000};
-constexpr std::chrono::milliseconds kBetweenProgress{250};
 
 // The kind of the target alone decides, also for text sources.
 void RunChosen() {
@@ -64,6 +61,7 @@ Form14::Form14() : Page("Form14"), ui_(std::make_unique<Ui::Form14>()) {
         TellStop(FromQt(why), "Error");
     });
     OfferVerification();
+    OfferRejects();
     connect(ui_->StartButton, &PlateButton::Click, this, &Form14::Start);
     connect(ui_->CNCLBUTT, &PlateButton::Click, this, &Form14::Cancel);
     connect(ui_->FINISHBUTT, &PlateButton::Click, this, [] { CancelSession(); });
@@ -90,9 +88,10 @@ void Form14::Start() {
     SetNotice(Notice());
     CurrentRunReport = {};
     verify_->setEnabled(false);
-    progress_.emplace(RunProgress::Clock::now());
-    next_progress_ = RunProgress::Clock::now() + kFirstProgress;
-    display_->SetTick([this] { TellProgress(); });
+    open_rejects_->setEnabled(false);
+    rejects_.Begin();
+    // In the status bar: the page's own controls are fixed.
+    display_->TellProgressTo([this](const RunProgress& progress) { SetNotice(progress.Text()); });
     bool ended_early = false;
     CurrentRunView = display_.get();
     TheMainWindow().LeaveInputTo(this);
@@ -115,9 +114,11 @@ void Form14::Start() {
     CurrentRunView = nullptr;
     TheMainWindow().LeaveInputTo(nullptr);
     running_ = false;
-    display_->SetTick(nullptr);
+    display_->TellProgressTo(nullptr);
     display_->Flush();
+    rejects_.End();
     verify_->setEnabled(true);
+    open_rejects_->setEnabled(!rejects_.File().empty());
     TellOutcome(ended_early);
     ui_->FINISHBUTT->setEnabled(true);
     ui_->CNCLBUTT->setEnabled(false);
@@ -125,17 +126,6 @@ void Form14::Start() {
     if (leave_after_run_) {
         CancelSession();
     }
-}
-
-void Form14::TellProgress() {
-    const auto now = RunProgress::Clock::now();
-    if (now < next_progress_) {
-        return;
-    }
-    next_progress_ = now + kBetweenProgress;
-    progress_->TakeFromReport(display_->Loaded(), display_->Total());
-    progress_->Tick(now);
-    SetNotice(progress_->Text());
 }
 
 // In the menus of the page and of its log: the page's own controls are fixed.
@@ -149,21 +139,51 @@ void Form14::OfferVerification() {
     setContextMenuPolicy(Qt::ActionsContextMenu);
 }
 
-void Form14::AddVerification(Notice& notice) const {
-    std::size_t same = 0;
-    for (const auto& table : CurrentRunReport.Tables) {
-        same += table.Verified.result == Verification::Result::Same ? 1 : 0;
-        if (table.Verified.result == Verification::Result::Differs ||
-            table.Verified.result == Verification::Result::NotDone) {
-            notice.kind = NoticeKind::Warning;
-            notice.parts.push_back({" " + VerificationText(table)});
-        }
+void Form14::OfferRejects() {
+    open_rejects_ = new QAction("Open the List of &Rows That Weren't Loaded", this);
+    open_rejects_->setEnabled(false);
+    connect(open_rejects_, &QAction::triggered, this, &Form14::OpenRejects);
+    log_view_->AddAction(open_rejects_);
+    addAction(open_rejects_);
+}
+
+void Form14::OpenRejects() {
+    if (!CurrentDialogs().Open(rejects_.File())) {
+        TellStop("\"" + rejects_.File() +
+                     "\" can't be opened: it was taken away, or no program that shows such files "
+                     "is installed.",
+                 "Error");
     }
-    if (same > 0) {
+}
+
+void Form14::AddRejects(Notice& notice) {
+    if (!rejects_.File().empty()) {
+        notice.kind = NoticeKind::Warning;
+        const auto rows = PageRejects::Rows();
         notice.parts.push_back(
-            {" " + CountInWords(same, "table was compared and is", "tables were compared and are") +
-             " the same in the target."});
+            {CountInWords(static_cast<std::size_t>(rows), "row", "rows") + " not loaded: "});
+        notice.parts.push_back({std::filesystem::path(rejects_.File()).filename().string(),
+                                [this] { OpenRejects(); }});
+        notice.parts.push_back({" "});
     }
+    if (!rejects_.Fault().empty()) {
+        notice.kind = NoticeKind::Warning;
+        notice.parts.push_back({rejects_.Fault() + " "});
+    }
+}
+
+void Form14::AddVerification(Notice& notice) const {
+    const auto& tables = CurrentRunReport.Tables;
+    const auto summary = VerificationSummary(tables);
+    if (summary.empty()) {
+        return;
+    }
+    if (std::any_of(tables.begin(), tables.end(), [](const TableReport& table) {
+            return !VerificationText(table).empty();
+        })) {
+        notice.kind = NoticeKind::Warning;
+    }
+    notice.parts.push_back({" " + summary});
 }
 
 // The route stands in the same line, and other tables do.
@@ -202,6 +222,7 @@ void Form14::TellOutcome(bool ended_early) {
         }
         say(outcome.Failed.size() > kMostNames ? " ... " : " ");
     }
+    AddRejects(notice);
     if (cancelled) {
         say("The run was cancelled. ");
     } else if (ended_early) {

@@ -4,12 +4,11 @@
 // on this thread, and lets events in now and then.
 
 #include "engine/pages/log_view.h"
+#include "engine/pages/page_rejects.h"
 #include "engine/pages/run_display.h"
-#include "engine/run_progress.h"
 #include "shell/page.h"
 
 #include <memory>
-#include <optional>
 
 class QAction;
 
@@ -37,16 +36,18 @@ private:
     void TellOutcome(bool ended_early);
     // What the verification of the run has found, where it was asked for.
     void AddVerification(Notice& notice) const;
-    // How the run is getting on, in the status bar: its widgets are fixed.
-    void TellProgress();
+    // Where the list of rows that weren't loaded is.
+    void AddRejects(Notice& notice);
+    void OpenRejects();
     void OfferVerification();
+    void OfferRejects();
 
     std::unique_ptr<Ui::Form14> ui_;
     std::unique_ptr<RunDisplay> display_;
     LogView* log_view_;
     QAction* verify_;
-    std::optional<RunProgress> progress_;  // of the run that is going
-    RunProgress::Clock::time_point next_progress_{};
+    QAction* open_rejects_;
+    PageRejects rejects_;
     bool running_ = false;          // Start is on the stack
     bool leave_after_run_ = false;  // the window was closed in the middle
 };

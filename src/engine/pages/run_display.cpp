@@ -16,6 +16,9 @@ namespace {
 
 // Thirty times a second: smooth to the eye, and a cancel waits no longer than that.
 constexpr std::chrono::milliseconds kBetweenEvents{33};
+// A run that is over at once needs no words on how it is getting on.
+constexpr std::chrono::milliseconds kFirstProgress{1000};
+constexpr std::chrono::milliseconds kBetweenProgress{250};
 
 }  // namespace
 
@@ -91,12 +94,32 @@ void RunDisplay::DoEvents() {
         return;
     }
     Flush();
-    if (tick_) {
-        tick_();
+    if (tell_progress_) {
+        TellProgress();
     }
     QCoreApplication::processEvents();
     // From the end of the events: a slow repaint must not leave the run without time.
     next_events_ = std::chrono::steady_clock::now() + kBetweenEvents;
+}
+
+void RunDisplay::TellProgressTo(std::function<void(const RunProgress& progress)> tell) {
+    tell_progress_ = std::move(tell);
+    const auto now = RunProgress::Clock::now();
+    progress_.emplace(now);
+    next_progress_ = now + kFirstProgress;
+    loaded_ = 0;
+    total_ = 0;
+}
+
+void RunDisplay::TellProgress() {
+    const auto now = RunProgress::Clock::now();
+    if (now < next_progress_) {
+        return;
+    }
+    next_progress_ = now + kBetweenProgress;
+    progress_->TakeFromReport(loaded_, total_);
+    progress_->Tick(now);
+    tell_progress_(*progress_);
 }
 
 void RunDisplay::ShowMessage(std::string_view text) {

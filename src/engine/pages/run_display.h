@@ -3,6 +3,7 @@
 // move at every row; they are painted, and waiting events let in, by the clock: often enough for
 // the eye and for a cancel, seldom enough to cost the run nothing.
 
+#include "engine/run_progress.h"
 #include "engine/run_view.h"
 
 #include <QLabel>
@@ -11,6 +12,7 @@
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <utility>
 
 namespace vantry {
@@ -41,18 +43,20 @@ public:
     // Puts the numbers of this moment on the widgets.
     void Flush();
 
-    // Called before events are let in, so many times a second: for who shows the run elsewhere,
-    // too.
-    void SetTick(std::function<void()> tick) { tick_ = std::move(tick); }
-    std::int64_t Loaded() const { return loaded_; }
-    double Total() const { return total_; }
+    // A run begins: from its second second on `tell` hears four times a second how it is getting
+    // on. For what shows that beside the three widgets. Null: it has ended.
+    void TellProgressTo(std::function<void(const RunProgress& progress)> tell);
 
 private:
+    void TellProgress();
+
     QPlainTextEdit& log_;
     QLabel& counter_;
     QProgressBar& bar_;
     std::function<void(std::string_view)> tell_;
-    std::function<void()> tick_;
+    std::function<void(const RunProgress&)> tell_progress_;
+    std::optional<RunProgress> progress_;  // of the run that is going
+    RunProgress::Clock::time_point next_progress_{};
 
     std::chrono::steady_clock::time_point next_events_{};  // not before
     std::int64_t loaded_ = 0;

@@ -171,6 +171,7 @@ void Form13::Next() {
     }
     // The run reads it: that of a session that isn't saved has no record to write.
     SessionNotSaved = ToI16(after == kRunOnly);
+    SessionLogFile = after == kRunOnly ? std::string() : LogFileAt(FromQt(ui_->LogName->text()));
     UnloadPage("Form13");
     if (after == kSaveOnly) {
         CancelSession();

@@ -173,6 +173,33 @@ TEST_F(Form14Test, ARunWithErrorsSaysSoBesideTheLogAndLeadsToThem) {
     EXPECT_EQ(FromQt(box.textCursor().block().text()), line);
 }
 
+// Beside the log that the session was saved with, where a runner writes its own at the same moment.
+TEST_F(Form14Test, RowsThatAreNotLoadedAreInAListThatTheStatusBarOpens) {
+    MakeTextSession(200);
+    folder_.Write("in.csv", folder_.Read("in.csv") + "oops,\"late\"\r\n");
+    MakeAccessTarget();
+    SessionLogFile = (folder_ / "logs/s.log").string();
+    std::filesystem::create_directory(folder_ / "logs");
+    RejectFile runners(SessionLogFile + ".rejects.csv");
+    runners.Add({SrcTables[0].Name, 1, RejectState::Refused, "busy"}, {});
+    EXPECT_TRUE(RejectFile::IsBeingWritten(runners.Path()));
+    ShowPage("Form14");
+    Press("Form14", "StartButton");
+    const Notice notice = FindPage("Form14")->CurrentNotice();
+    EXPECT_NE(notice.Text().find("errors: in.csv 1 row not loaded: s.log.2"), std::string::npos)
+        << notice.Text();
+    ASSERT_EQ(notice.parts.size(), 6U);
+    notice.parts[4].action();
+    ASSERT_EQ(dialogs_.opened.size(), 1U);
+    const std::string file = dialogs_.opened[0];
+    EXPECT_NE(folder_.Read("logs/" + std::filesystem::path(file).filename().string())
+                  .find("\"in.csv\",201,refused,"),
+              std::string::npos);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+    EXPECT_FALSE(RejectFile::IsBeingWritten(file));
+    EXPECT_EQ(CurrentRejects, nullptr);
+}
+
 TEST_F(Form14Test, ARecordThatCannotBeWrittenIsNoRunThatEndedEarly) {
     MakeTextSession(3);
     MakeAccessTarget();
