@@ -4,13 +4,16 @@
 //
 // Both copy the same generated table in turn, each into an empty target and each first in every
 // other round; medians of the rounds. A run of ours counts only if every row and value arrived.
-// Prints a heading and one line: seconds of ours, seconds of the peer, the peer's time by ours, our
-// peak memory in MiB. Routes to a server that is some way away print another form (server_route.h).
+// Prints a heading and one line: seconds of ours, seconds of the peer, the peer's time by ours and
+// the least that it was in one round, our peak memory in MiB. Where there is a floor, a plain loop
+// that does no more than the work itself, a second line has its seconds and our time by the loop's.
+// Routes to other servers that are some way away print another form (server_route.h).
 //
 //     route_bench ROUTE,ROUTE ROWS [ROUNDS]
 //
 // Measures two routes of ours against each other, without their peers.
 
+#include "plain_loop.h"
 #include "routes.h"
 #include "server_route.h"
 
@@ -36,29 +39,54 @@ double Median(const std::vector<Seconds>& runs, double Seconds::*part) {
     return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
+// The least of the ratios that the rounds had each for itself.
+double LeastRatio(const std::vector<Seconds>& ours, const std::vector<Seconds>& peer) {
+    double least = peer[0].wall / ours[0].wall;
+    for (std::size_t k = 1; k < ours.size(); ++k) {
+        least = std::min(least, peer[k].wall / ours[k].wall);
+    }
+    return least;
+}
+
 void Measure(const Route& route, std::int64_t rows, std::int64_t rounds) {
     Arena arena(route, rows);
     std::vector<Seconds> ours;
     std::vector<Seconds> peer;
+    std::vector<Seconds> floor;
+    const auto run_floor = [&] {
+        if (arena.HasFloor()) {
+            floor.push_back(arena.RunFloor());
+        }
+    };
     for (std::int64_t round = 0; round < rounds; ++round) {
         // Who comes first finds colder caches and a server that is still busy with the last table.
         if (round % 2 == 0) {
             peer.push_back(arena.RunPeer());
+            run_floor();
             ours.push_back(arena.RunOurs());
         } else {
             ours.push_back(arena.RunOurs());
+            run_floor();
             peer.push_back(arena.RunPeer());
         }
     }
     const double ours_s = Median(ours, &Seconds::wall);
     const double peer_s = Median(peer, &Seconds::wall);
-    std::printf("%-14s %9lld %8.3f %8.3f %7.2f %8.1f\n",
+    std::printf("%-14s %9lld %8.3f %8.3f %7.2f %7.2f %8.1f\n",
                 std::string(route.name).c_str(),
                 static_cast<long long>(rows),
                 ours_s,
                 peer_s,
                 peer_s / ours_s,
+                LeastRatio(ours, peer),
                 arena.PeakMebibytes());
+    if (!floor.empty()) {
+        const double floor_s = Median(floor, &Seconds::wall);
+        std::printf("  floor, a plain loop: %.3f s (cpu %.3f), ours takes %.2f times as long\n",
+                    floor_s,
+                    Median(floor, &Seconds::cpu),
+                    ours_s / floor_s);
+    }
     std::fflush(stdout);
     // On a busy machine the work says more than the clock.
     std::fprintf(stderr,
@@ -118,6 +146,10 @@ int RunTask(const std::string& task, const std::string& route_name, const Places
         RunRoute(route->source, route->target, places, server == nullptr ? "" : server);
         return 0;
     }
+    if (task == "--floor") {
+        CopyPlainly(places.SourceCsv(), places.TargetCsv());
+        return 0;
+    }
     if (task == "--fill") {
         route != nullptr && route->source == Side::Dbf ? FillDbf(places) : FillAccess(places);
         return 0;
@@ -159,7 +191,7 @@ int Main(const std::vector<std::string>& arguments) {
     if (chosen.empty()) {
         return Usage();
     }
-    std::puts("route               rows   ours_s   peer_s   ratio peak_MiB");
+    std::puts("route               rows   ours_s   peer_s   ratio   least peak_MiB");
     for (const auto* route : chosen) {
         if (const auto missing = MissingFor(*route); !missing.empty()) {
             std::fprintf(stderr, "%s: %s\n", std::string(route->name).c_str(), missing.c_str());

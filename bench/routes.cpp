@@ -16,6 +16,8 @@ namespace {
 constexpr std::array kRoutes = {
     Route{"csv-csv", Side::Csv, Side::Csv, "ogr2ogr"},
     Route{"csv-mysql", Side::Csv, Side::MySql, "mariadb mariadbd"},
+    Route{
+        "csv-mysql-1ms", Side::Csv, Side::MySql, "mariadb mariadbd", std::chrono::milliseconds(1)},
     Route{"mysql-csv", Side::MySql, Side::Csv, "mariadb mariadbd"},
     Route{"csv-access", Side::Csv, Side::Access, "sqlite3 mdb-export"},
     Route{"access-csv", Side::Access, Side::Csv, "mdb-export"},
@@ -99,6 +101,11 @@ Arena::Arena(const Route& route, std::int64_t rows)
         options.flush_log_at_commit = 1;
         options.more_settings = {"--innodb-log-file-size=96M"};
         server_ = std::make_unique<test::PrivateMariaDb>(options);
+        if (route_.delay.count() > 0) {
+            relay_ = std::make_unique<test::TcpRelay>(server_->Port());
+            relay_->KeepNothing();
+            relay_->SetDelay(route_.delay);
+        }
         WriteClientFile();
     }
     UseItsLetters();
@@ -121,8 +128,14 @@ std::string Arena::ClientFile() const {
 void Arena::WriteClientFile() const {
     std::ofstream file(ClientFile());
     chmod(ClientFile().c_str(), 0600);
-    file << "[client]\nsocket=" << server_->Socket() << "\nuser=" << server_->User()
-         << "\npassword=\"" << server_->Password() << "\"\ndefault-character-set=utf8mb4\n";
+    file << "[client]\n";
+    if (relay_) {
+        file << "protocol=tcp\nhost=127.0.0.1\nport=" << relay_->Port() << "\n";
+    } else {
+        file << "socket=" << server_->Socket() << "\n";
+    }
+    file << "user=" << server_->User() << "\npassword=\"" << server_->Password()
+         << "\"\ndefault-character-set=utf8mb4\n";
 }
 
 void Arena::MakeSource() {
@@ -188,10 +201,37 @@ Seconds Arena::RunSessionProcess(const std::string& task) const {
     // The forms of dates and numbers are then the same on every machine.
     command.environment = {"LC_ALL=C.UTF-8"};
     if (server_) {
-        command.environment.push_back("VANTRY_BENCH_SERVER=" + server_->ConnectionText());
+        command.environment.push_back("VANTRY_BENCH_SERVER=" + ServerText());
     }
     return RunTimed(command);
 }
+
+// By the relay's port where the server is some way away.
+std::string Arena::ServerText() const {
+    auto text = server_->ConnectionText();
+    if (relay_) {
+        const auto own = "port=" + std::to_string(server_->Port());
+        text.replace(text.find(own), own.size(), "port=" + std::to_string(relay_->Port()));
+    }
+    return text;
+}
+
+// Checks and fillings don't wait for the way there.
+class Arena::NoDelay {
+public:
+    explicit NoDelay(const Arena& arena) : arena_(arena) { Set(std::chrono::milliseconds(0)); }
+    ~NoDelay() { Set(arena_.route_.delay); }
+    NoDelay(const NoDelay&) = delete;
+    NoDelay& operator=(const NoDelay&) = delete;
+
+private:
+    void Set(std::chrono::milliseconds delay) const {
+        if (arena_.relay_) {
+            arena_.relay_->SetDelay(delay);
+        }
+    }
+    const Arena& arena_;
+};
 
 Seconds Arena::RunOurs() {
     UseItsLetters();
@@ -257,6 +297,7 @@ void Arena::CheckDbf(const std::filesystem::path& file) const {
 
 // What the server's table holds, in the order of the rows.
 std::filesystem::path Arena::FetchTable() const {
+    const NoDelay quickly(*this);
     const auto file = places_.folder / "arrived.tsv";
     RunTimed({{"mariadb",
                "--defaults-file=" + ClientFile(),
@@ -275,7 +316,8 @@ std::filesystem::path Arena::FetchTable() const {
 // Of a DBF table, ogr2ogr is the peer as long as a user would have the patience: it sends row by
 // row, and gives up at a whole number whose four bytes it takes for a text that isn't UTF-8.
 bool Arena::PeerIsClient() const {
-    return route_.name == "csv-mysql" || (route_.name == "dbf-mysql" && rows_ > kMostRowsOneByOne);
+    return (route_.source == Side::Csv && route_.target == Side::MySql) ||
+           (route_.name == "dbf-mysql" && rows_ > kMostRowsOneByOne);
 }
 
 Command Arena::PeerCommand() const {
@@ -419,6 +461,19 @@ void Arena::CheckPeer() const {
     if (std::stoll(ReadFile(counted)) != rows_) {
         throw std::runtime_error("the peer wrote " + ReadFile(counted) + " rows");
     }
+}
+
+bool Arena::HasFloor() const {
+    return route_.name == "csv-csv";
+}
+
+// The loop's lines are compared as ours are: a loop that left something out would be no measure.
+Seconds Arena::RunFloor() {
+    UseItsLetters();
+    EmptyTarget();
+    const Seconds seconds = RunSessionProcess("--floor");
+    CheckOurs();
+    return seconds;
 }
 
 Seconds Arena::RunPeer() {

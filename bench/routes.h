@@ -5,8 +5,10 @@
 #include "orders_data.h"
 #include "route_session.h"
 #include "support/private_mariadb.h"
+#include "support/tcp_relay.h"
 #include "support/temp_dir.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -22,6 +24,8 @@ struct Route {
     Side target;
     // The programs that the peer and the check need, blanks between them.
     std::string_view programs;
+    // How long each piece on the way to the server and back is held up, for ours and the peer's.
+    std::chrono::milliseconds delay{0};
 
     bool NeedsServer() const { return source == Side::MySql || target == Side::MySql; }
 };
@@ -44,9 +48,14 @@ public:
     // throws std::runtime_error when something is missing there.
     Seconds RunOurs();
     Seconds RunPeer();
+    // Some routes have a plain loop of this program's own beside the peer: what the work costs at
+    // least.
+    bool HasFloor() const;
+    Seconds RunFloor();
     double PeakMebibytes() const { return peak_mebibytes_; }
 
 private:
+    class NoDelay;
     void UseItsLetters() const;
     void EmptyTarget();
     void MakeSource();
@@ -59,6 +68,7 @@ private:
     bool PeerIsClient() const;
     Command PeerCommand() const;
     std::filesystem::path FetchTable() const;
+    std::string ServerText() const;
     std::string ClientFile() const;
     void WriteClientFile() const;
 
@@ -67,6 +77,7 @@ private:
     test::TempDir temp_;
     Places places_;
     std::unique_ptr<test::PrivateMariaDb> server_;
+    std::unique_ptr<test::TcpRelay> relay_;
     double peak_mebibytes_ = 0;
 };
 

@@ -138,7 +138,9 @@ bool TcpRelay::Pump(Link& link, bool from_client) {
     bool go_on = true;
     {
         const std::lock_guard lock(mutex_);
-        if (from_client) {
+        if (from_client && !keeps_) {
+            link.unread.clear();
+        } else if (from_client) {
             sent_ += piece;
             link.unread += piece;
             KeepQueries(link);

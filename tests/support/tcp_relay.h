@@ -28,6 +28,8 @@ public:
 
     int Port() const { return port_; }
     void Spoil(Spoiler spoiler);
+    // Queries and bytes aren't kept from now on: a load of a million rows would fill the memory.
+    void KeepNothing() { keeps_ = false; }
     // How long each piece is held back from now on, in both directions.
     void SetDelay(std::chrono::microseconds delay) { delay_us_ = delay.count(); }
     // How often the talk went over from the client to the server, since the last call.
@@ -55,6 +57,7 @@ private:
     Spoiler spoiler_;
     std::vector<std::string> queries_;
     std::string sent_;
+    std::atomic<bool> keeps_ = true;
     std::atomic<std::int64_t> delay_us_ = 0;
     std::atomic<std::int64_t> round_trips_ = 0;
     struct Held {
