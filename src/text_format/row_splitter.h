@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantry::text {
@@ -72,12 +73,36 @@ struct RowSpan {
     bool IsOdd() const { return surplus || unclosed; }
 };
 
+// One row of a batch whose window begins at `text`.
+struct SplitRow {
+    const char* text = nullptr;
+    const RowSpan* span = nullptr;
+    const FieldSpan* fields = nullptr;
+
+    // Those that weren't stored included.
+    std::size_t FieldCount() const { return span->field_count; }
+    // `position` below FieldCount() and the most that are stored.
+    FieldSpan Field(std::size_t position) const { return fields[position]; }
+    std::string_view Bytes(FieldSpan field) const {
+        return {text + field.Begin(), field.End() - field.Begin()};
+    }
+    // Surely ASCII without NUL.
+    bool IsPlain() const { return span->plain; }
+    // Whether fields that weren't stored have values, or the last field's qualifier isn't closed.
+    bool IsOdd() const { return span->IsOdd(); }
+    bool IsOpen() const { return span->unclosed; }
+};
+
 // The rows of one call. At most `max_fields` fields of each row are stored.
 struct RowBatch {
     std::vector<RowSpan> rows;
     std::vector<FieldSpan> fields;
     std::size_t field_count = 0;  // of `fields`, which only grows
     std::size_t open_field = 0;   // where the field begins that isn't closed; its row is the last
+
+    SplitRow Row(std::size_t row, const char* text) const {
+        return {text, &rows[row], fields.data() + rows[row].first_field};
+    }
 };
 
 class RowSplitter {

@@ -23,6 +23,7 @@ std::size_t TextFile::Read(std::int64_t offset,
                            char* out,
                            std::size_t size,
                            std::int64_t row) const {
+    const auto hold = HoldReads();
     const std::size_t got = file_.Read(static_cast<std::uint64_t>(offset),
                                        std::as_writable_bytes(std::span(out, size)));
     RequireUnchanged(row);

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 namespace vantry::text {
@@ -25,6 +26,11 @@ public:
     // that fails or the file has changed, which the error then says of what is behind `row`.
     std::size_t Read(std::int64_t offset, char* out, std::size_t size, std::int64_t row = 0) const;
 
+    // For a change of our own: no scan reads while it lasts, as a second thread of one would take
+    // it for a stranger's.
+    [[nodiscard]] std::unique_lock<std::mutex> HoldReads() const {
+        return std::unique_lock(reads_);
+    }
     // Takes the present state for the right one: after we have appended to the file ourselves.
     void Refresh() { stamp_ = file_.Stamp(); }
 
@@ -34,6 +40,7 @@ private:
 
     file::File file_;
     file::FileStamp stamp_;
+    mutable std::mutex reads_;
 };
 
 // Whether the file of the one stamp is the file of the other, with the same content.

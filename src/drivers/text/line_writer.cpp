@@ -257,6 +257,7 @@ void AppendJournal::Append(const std::shared_ptr<TextFile>& file,
         encoding.AppendFileBytes(kLineBreak, bytes);
     }
     bytes += line;
+    const auto hold = file->HoldReads();
     try {
         target.Write(before.size, std::as_bytes(std::span(bytes)));
     } catch (const DataError&) {
@@ -280,6 +281,7 @@ void AppendJournal::Rollback() {
     files_.clear();
     for (const Grown& grown : files) {
         file::File target = file::File::Open(grown.file->Path(), file::OpenMode::ReadWrite);
+        const auto hold = grown.file->HoldReads();
         // If somebody has added lines behind ours, cutting would take those away.
         if (target.Size() == grown.new_size) {
             target.Truncate(grown.old_size);

@@ -37,6 +37,24 @@ std::int64_t EndOfRows(const TextFile& file, const TextEncoding& encoding) {
     return last[0] == kCtrlZ && last[1] == 0 ? size - unit : size;
 }
 
+// Where `text` ends without the line breaks at its end, but not before `least`.
+std::size_t WithoutBreaks(std::string_view text, std::size_t least) {
+    std::size_t end = text.size();
+    while (end > least && (text[end - 1] == '\n' || text[end - 1] == '\r')) {
+        --end;
+    }
+    return end;
+}
+
+DataError NotClosed(const std::shared_ptr<const TextFile>& file,
+                    const TextEncoding& encoding,
+                    std::int64_t field,
+                    std::int64_t end) {
+    LineCounter lines(file, encoding);
+    const std::int64_t line = lines.LineOf(field);
+    return QualifierNotClosed(file->Path(), line, lines.LineOf(end) - line);
+}
+
 }  // namespace
 
 RowReader::RowReader(std::shared_ptr<const TextFile> file,
@@ -199,13 +217,36 @@ std::int64_t RowReader::RowOffset() const {
 
 DataError RowReader::OpenFieldError() const {
     const auto field = static_cast<std::size_t>(batch_start_ - window_.get()) + batch_.open_field;
-    std::size_t end = used_;  // line breaks at the end of the file aside
-    while (end > field && (window_[end - 1] == '\n' || window_[end - 1] == '\r')) {
-        --end;
+    const std::size_t end = WithoutBreaks({window_.get(), used_}, field);
+    const std::int64_t at = OffsetOf(field);
+    return NotClosed(file_, encoding_, at, OffsetOf(end));
+}
+
+// The window slides on under the block's rows, so they take their bytes along.
+void RowReader::GiveBatch(RowBlock& block) {
+    block.size = BatchBytes();
+    if (block.capacity < block.size) {
+        block.capacity = std::max(block.size, 2 * sizes_.batch);
+        block.text = std::make_unique_for_overwrite<char[]>(block.capacity + kWindowPadding);
     }
-    LineCounter lines(file_, encoding_);
-    const std::int64_t line = lines.LineOf(OffsetOf(field));
-    return QualifierNotClosed(file_->Path(), line, lines.LineOf(OffsetOf(end)) - line);
+    std::memcpy(block.text.get(), batch_start_, block.size + kWindowPadding);
+    block.offset = OffsetOf(static_cast<std::size_t>(batch_start_ - window_.get()));
+    block.is_utf16 = encoding_.IsUtf16();
+    rows_behind_ += static_cast<std::int64_t>(batch_.rows.size());
+    std::swap(block.batch, batch_);
+    batch_.rows.clear();
+    row_ = 0;
+}
+
+std::int64_t RowBlock::OffsetOf(std::size_t place) const {
+    return offset +
+           static_cast<std::int64_t>(is_utf16 ? 2 * CountUtf16Units({text.get(), place}) : place);
+}
+
+DataError RowBlock::OpenFieldError(const std::shared_ptr<const TextFile>& file,
+                                   const TextEncoding& encoding) const {
+    const std::size_t end = WithoutBreaks({text.get(), size}, batch.open_field);
+    return NotClosed(file, encoding, OffsetOf(batch.open_field), OffsetOf(end));
 }
 
 std::int64_t RowReader::OffsetOf(std::size_t place) const {

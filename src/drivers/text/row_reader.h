@@ -19,6 +19,25 @@ namespace vantry::text {
 struct ReaderSizes {
     std::size_t window = std::size_t{256} << 10;
     std::size_t batch = std::size_t{16} << 10;
+    // Batches before a second thread is worth its start.
+    std::size_t batches_alone = 16;
+};
+
+// The rows of a batch with bytes of their own: good whatever the reader does next.
+struct RowBlock {
+    std::unique_ptr<char[]> text;  // readable for kWindowPadding bytes behind its end
+    std::size_t capacity = 0;      // of `text`, without those
+    std::size_t size = 0;
+    RowBatch batch;
+    std::int64_t offset = 0;  // in the file, of the first byte of `text`
+    bool is_utf16 = false;    // the file: `text` is UTF-8
+
+    SplitRow Row(std::size_t row) const { return batch.Row(row, text.get()); }
+    // Where a place of `text` is in the file.
+    std::int64_t OffsetOf(std::size_t place) const;
+    // As the reader's own.
+    DataError OpenFieldError(const std::shared_ptr<const TextFile>& file,
+                             const TextEncoding& encoding) const;
 };
 
 class RowReader {
@@ -34,31 +53,24 @@ public:
 
     // Throws DataError if the file can't be read, has changed, or a row is longer than
     // kMaxRowBytes.
-    bool Next() {
-        if (++row_ < batch_.rows.size()) {
-            return true;
-        }
-        return NextBatch();
-    }
+    bool Next() { return NextInBatch() || NextBatch(); }
+    // The same in two steps: rows that are split already, and the first of those that are split
+    // next.
+    bool NextInBatch() { return ++row_ < batch_.rows.size(); }
+    bool NextBatch();
 
-    // Fields of the current row, those beyond `max_fields` included.
-    std::size_t FieldCount() const { return batch_.rows[row_].field_count; }
-    // `position` below both FieldCount() and `max_fields`.
-    FieldSpan Field(std::size_t position) const {
-        return batch_.fields[batch_.rows[row_].first_field + position];
-    }
-    std::string_view Bytes(FieldSpan field) const {
-        return {batch_start_ + field.Begin(), field.End() - field.Begin()};
-    }
-    // Surely ASCII without NUL.
-    bool IsPlainRow() const { return batch_.rows[row_].plain; }
-    // Whether fields beyond `max_fields` have values, or the last field's qualifier isn't closed.
-    bool IsOddRow() const { return batch_.rows[row_].IsOdd(); }
-    bool IsOpenRow() const { return batch_.rows[row_].unclosed; }
-    // What is to be told of such a row.
+    SplitRow Row() const { return batch_.Row(row_, batch_start_); }
+    // What is to be told of a row whose last field's qualifier isn't closed.
     DataError OpenFieldError() const;
     // Where the current row begins in the file, in bytes.
     std::int64_t RowOffset() const;
+
+    // Bytes of the batch that the current row is in.
+    std::size_t BatchBytes() const {
+        return static_cast<std::size_t>(window_.get() + done_ - batch_start_);
+    }
+    // Hands the current batch over; there is no current row until NextBatch().
+    void GiveBatch(RowBlock& block);
 
     // The next row will be the one that begins at `offset`.
     void MoveTo(std::int64_t offset);
@@ -67,7 +79,6 @@ public:
     std::int64_t CountRest();
 
 private:
-    bool NextBatch();
     void ReadMore();
     void Append(std::size_t size);
     void AppendDecoded();

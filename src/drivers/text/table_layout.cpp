@@ -112,10 +112,11 @@ std::vector<TextColumn> DeclaredColumns(const TableSource& source) {
 std::vector<std::string> ReadHeader(RowReader& reader, const FileForms& forms) {
     std::vector<std::string> header;
     FieldReader text(TextColumn{}, forms);
-    const std::size_t count = std::min(reader.FieldCount(), kMaxColumns);
+    const SplitRow row = reader.Row();
+    const std::size_t count = std::min(row.FieldCount(), kMaxColumns);
     for (std::size_t k = 0; k < count; ++k) {
-        const FieldSpan field = reader.Field(k);
-        header.push_back(text.ShownText(reader.Bytes(field), field));
+        const FieldSpan field = row.Field(k);
+        header.push_back(text.ShownText(row.Bytes(field), field));
     }
     return header;
 }
@@ -134,11 +135,11 @@ std::int64_t PassHeader(const TableSource& source,
     if (!reader.Next()) {
         return source.file->Size();
     }
-    if (reader.IsOpenRow()) {
+    if (reader.Row().IsOpen()) {
         throw reader.OpenFieldError();  // all of the file would be a name
     }
     header = ReadHeader(reader, source.Forms());
-    header_count = reader.FieldCount();
+    header_count = reader.Row().FieldCount();
     return reader.Next() ? reader.RowOffset() : source.file->Size();
 }
 
@@ -158,8 +159,8 @@ public:
                 return;
             }
             ++rows_;
-            most_fields_ = std::max(most_fields_, reader.FieldCount());
-            AddRow(reader);
+            most_fields_ = std::max(most_fields_, reader.Row().FieldCount());
+            AddRow(reader.Row());
         }
     }
     std::int64_t Rows() const { return rows_; }
@@ -170,20 +171,20 @@ public:
     }
 
 private:
-    void AddRow(const RowReader& reader) {
-        const std::size_t count = std::min(reader.FieldCount(), kMaxColumns);
+    void AddRow(const SplitRow& row) {
+        const std::size_t count = std::min(row.FieldCount(), kMaxColumns);
         if (guesses_.size() < count) {
             guesses_.resize(count);
         }
         for (std::size_t k = 0; k < count; ++k) {
-            const FieldSpan field = reader.Field(k);
-            const std::string_view bytes = reader.Bytes(field);
+            const FieldSpan field = row.Field(k);
+            const std::string_view bytes = row.Bytes(field);
             // Empty fields fit every type; a column that is text already can't become anything
             // else.
             if (bytes.empty() || guesses_[k].TakesTextOf(bytes.size())) {
                 continue;
             }
-            if (!field.HasQualifiers() && (reader.IsPlainRow() || IsPlainText(bytes))) {
+            if (!field.HasQualifiers() && (row.IsPlain() || IsPlainText(bytes))) {
                 guesses_[k].Add(bytes, forms_.values);
             } else {
                 guesses_[k].Add(text_.ShownText(bytes, field), forms_.values);

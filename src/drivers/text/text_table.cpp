@@ -2,13 +2,17 @@
 // offset in the file, and new rows become lines at its end. Nothing else can be changed in place.
 // Easy to get wrong: only the columns that a query asks for are read, so fields are found by their
 // place in the projection, not in the file; and what was wrong with a field is worked out only when
-// it is asked for, from the row that still stands in the window.
+// it is asked for, from the row that still stands in the window or in its block. Long files are
+// read by a second thread; the lines of a row are counted by the one that asks.
 
 #include "drivers/text/text_table.h"
 
+#include "drivers/text/row_cells.h"
+#include "drivers/text/rows_ahead.h"
 #include "text_format/errors.h"
 
-#include <algorithm>
+#include <exception>
+#include <limits>
 #include <utility>
 
 namespace vantry::text {
@@ -23,6 +27,8 @@ constexpr std::string_view kWidthHint =
 constexpr std::string_view kDeclaredHint =
     "Correct the value in the file, or give the column another type in Schema.ini.";
 
+constexpr std::size_t kForEver = std::numeric_limits<std::size_t>::max();
+
 class TextScan : public sql::TableScan {
 public:
     TextScan(const TableSource& source,
@@ -32,110 +38,140 @@ public:
         : file_(source.file),
           encoding_(source.encoding),
           layout_(std::move(layout)),
-          forms_(source.Forms()),
+          row_cells_(layout_, source.Forms(), projection),
           reader_(
               file_, encoding_, source.Rules(), layout_->first_row, FieldsFor(projection), sizes),
-          columns_(projection.begin(), projection.end()),
-          cells_(projection.size()) {
-        readers_.reserve(columns_.size());
-        for (const std::size_t column : columns_) {
-            readers_.emplace_back(layout_->columns[column], forms_);
-        }
-    }
+          cells_(projection.size()),
+          batches_alone_(projection.empty() ? kForEver : sizes.batches_alone) {}
 
     bool Next() override {
-        if (!reader_.Next()) {
-            return false;
+        if (block_ != nullptr && taken_ + 1 < block_->rows.batch.rows.size()) {
+            ++taken_;
+            row_ += cells_.size();
+            return true;
         }
-        BuildRow();
-        return true;
+        if (!ahead_ && reader_.NextInBatch()) {
+            return StandOnOwnRow();
+        }
+        return NextBatch();
     }
 
-    // Cells look into the window or into their reader: they live until the next row.
-    std::span<const Cell> Row() const override { return cells_; }
-    sql::RowId CurrentRow() const override { return reader_.RowOffset(); }
-
-    bool Seek(sql::RowId row) override {
-        if (row < layout_->first_row || row >= file_->Size()) {
-            return false;
-        }
-        // An offset from another state of the file may stand inside a row.
-        reader_.MoveTo(row);
-        if (!reader_.Next() || reader_.RowOffset() != row) {
-            return false;
-        }
-        BuildRow();
-        return true;
+    // Cells look into the window, into a block or into their reader: they live until the next row.
+    std::span<const Cell> Row() const override { return {row_, cells_.size()}; }
+    sql::RowId CurrentRow() const override {
+        return block_ != nullptr ? block_->rows.OffsetOf(block_->rows.batch.rows[taken_].begin)
+                                 : reader_.RowOffset();
     }
-
-    DataError FieldError(std::size_t position) const override {
-        if (reader_.IsOddRow()) {
-            return RowError();
-        }
-        const std::size_t column = columns_[position];
-        const TextColumn& info = layout_->columns[column];
-        FieldReader text(info, forms_);
-        FieldPlace place;
-        place.path = file_->Path();
-        place.line = lines_.LineOf(reader_.RowOffset());
-        place.column = info.name;
-        if (column < reader_.FieldCount()) {
-            const FieldSpan field = reader_.Field(column);
-            place.value = text.ShownText(reader_.Bytes(field), field);
-        }
-        const std::string hint =
-            info.guessed ? std::string(kGuessHint) + std::to_string(layout_->scanned_rows) +
-                               std::string(kGuessRemedy)
-                         : std::string(text.HasWidth() ? kWidthHint : kDeclaredHint);
-        return FieldDoesNotFit(place, text.Wanted(place.value), hint);
-    }
+    bool Seek(sql::RowId row) override;
+    DataError FieldError(std::size_t position) const override;
 
 private:
     // All fields are kept, whichever are asked for: what is behind them is the row's surplus.
     std::size_t FieldsFor(std::span<const std::size_t> projection) const {
         return projection.empty() ? 0 : layout_->columns.size();
     }
-
-    // Why a row as a whole can't be read.
-    DataError RowError() const {
-        if (reader_.IsOpenRow()) {
-            return reader_.OpenFieldError();
-        }
-        const std::int64_t line = lines_.LineOf(reader_.RowOffset());
-        return forms_.fixed_columns
-                   ? LineTooLong(file_->Path(), line)
-                   : RowHasSurplus(
-                         file_->Path(), line, reader_.FieldCount(), layout_->columns.size());
+    SplitRow Split() const { return block_ != nullptr ? block_->rows.Row(taken_) : reader_.Row(); }
+    bool StandOnOwnRow() {
+        row_cells_.Fill(reader_.Row(), cells_.data());
+        row_ = cells_.data();
+        return true;
     }
-
-    void BuildRow() {
-        const bool plain = reader_.IsPlainRow();
-        const std::size_t count = reader_.FieldCount();
-        for (std::size_t k = 0; k < columns_.size(); ++k) {
-            // A row that is shorter than the header.
-            if (columns_[k] >= count) {
-                cells_[k] = Cell::Null();
-                continue;
-            }
-            const FieldSpan field = reader_.Field(columns_[k]);
-            cells_[k] = readers_[k].Read(reader_.Bytes(field), field, plain);
-        }
-        if (reader_.IsOddRow() && !cells_.empty()) {
-            // One field that failed fails its row; a condition looks at the last one seldom.
-            cells_.back() = Cell::Unreadable();
-        }
-    }
+    bool NextBatch();
+    bool StartAhead();
+    bool NextBlock();
+    DataError RowError() const;
 
     std::shared_ptr<const TextFile> file_;
     TextEncoding encoding_;
     std::shared_ptr<const TableLayout> layout_;
-    FileForms forms_;
+    RowCells row_cells_;
     RowReader reader_;
-    std::vector<std::size_t> columns_;
-    std::vector<FieldReader> readers_;
     std::vector<Cell> cells_;
+    const Cell* row_ = nullptr;         // in cells_ or in block_
+    std::size_t batches_alone_;         // until a second thread is started
+    std::unique_ptr<RowsAhead> ahead_;  // has reader_ and row_cells_ while it is there
+    const ReadyBlock* block_ = nullptr;
+    std::size_t taken_ = 0;  // the current row in block_
     mutable LineCounter lines_{file_, encoding_};
 };
+
+bool TextScan::NextBatch() {
+    if (ahead_ || (batches_alone_ == 0 && StartAhead())) {
+        return NextBlock();
+    }
+    --batches_alone_;
+    return reader_.NextBatch() && StandOnOwnRow();
+}
+
+bool TextScan::StartAhead() {
+    try {
+        ahead_ = std::make_unique<RowsAhead>(reader_, row_cells_);
+        return true;
+    } catch (const std::exception&) {
+        // No thread to be had, or no memory for it: the rows come without one.
+        batches_alone_ = kForEver;
+        return false;
+    }
+}
+
+bool TextScan::NextBlock() {
+    block_ = ahead_->Next();
+    taken_ = 0;
+    if (block_ != nullptr) {
+        row_ = block_->cells.data();
+        return true;
+    }
+    const bool stands_on_row = ahead_->StandsOnRow();
+    ahead_.reset();
+    return stands_on_row && StandOnOwnRow();
+}
+
+bool TextScan::Seek(sql::RowId row) {
+    ahead_.reset();
+    block_ = nullptr;
+    batches_alone_ = kForEver;  // who goes back and forth reads little at each place
+    if (row < layout_->first_row || row >= file_->Size()) {
+        return false;
+    }
+    // An offset from another state of the file may stand inside a row.
+    reader_.MoveTo(row);
+    return reader_.Next() && reader_.RowOffset() == row && StandOnOwnRow();
+}
+
+DataError TextScan::FieldError(std::size_t position) const {
+    const SplitRow row = Split();
+    if (row.IsOdd()) {
+        return RowError();
+    }
+    const TextColumn& info = row_cells_.Column(position);
+    const std::size_t column = row_cells_.PlaceOf(position);
+    FieldReader text(info, row_cells_.Forms());
+    FieldPlace place;
+    place.path = file_->Path();
+    place.line = lines_.LineOf(CurrentRow());
+    place.column = info.name;
+    if (column < row.FieldCount()) {
+        const FieldSpan field = row.Field(column);
+        place.value = text.ShownText(row.Bytes(field), field);
+    }
+    const std::string hint = info.guessed
+                                 ? std::string(kGuessHint) + std::to_string(layout_->scanned_rows) +
+                                       std::string(kGuessRemedy)
+                                 : std::string(text.HasWidth() ? kWidthHint : kDeclaredHint);
+    return FieldDoesNotFit(place, text.Wanted(place.value), hint);
+}
+
+// Why a row as a whole can't be read.
+DataError TextScan::RowError() const {
+    if (Split().IsOpen()) {
+        return block_ != nullptr ? block_->rows.OpenFieldError(file_, encoding_)
+                                 : reader_.OpenFieldError();
+    }
+    const std::int64_t line = lines_.LineOf(CurrentRow());
+    return row_cells_.Forms().fixed_columns
+               ? LineTooLong(file_->Path(), line)
+               : RowHasSurplus(file_->Path(), line, Split().FieldCount(), layout_->columns.size());
+}
 
 }  // namespace
 

@@ -113,8 +113,14 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          {"'\xF0\x9F\x98\x80'", "'x'", "'\xC3\xB0'"}},
     };
     for (const auto& [schema, file, rows] : cases) {
-        for (const std::size_t window : {1U, 16U, 65536U}) {
-            TextFolder folder("text", {window, window});
+        // Windows of any size, by one thread and by two.
+        for (const auto& sizes : {ReaderSizes{1, 1, 99},
+                                  ReaderSizes{16, 16, 99},
+                                  ReaderSizes{65536, 65536, 99},
+                                  ReaderSizes{1, 1, 0},
+                                  ReaderSizes{16, 16, 1},
+                                  ReaderSizes{65536, 65536, 0}}) {
+            TextFolder folder("text", sizes);
             folder.Write("f.csv", file);
             folder.Schema("[f.csv]\n" + schema);
             EXPECT_EQ(folder.Rows("f.csv"), rows) << schema << "\n" << file;
