@@ -1,5 +1,6 @@
 #include "orders_data.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -74,6 +75,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kOutside1
     {"Plzeň", "Plzén"},
 }};
 Letters letters_in_use = Letters::All;
+Notes notes_in_use = Notes::All;
 
 std::string_view InLetters(std::string_view word) {
     if (letters_in_use == Letters::Windows1252) {
@@ -213,6 +215,10 @@ void UseLetters(Letters letters) {
     letters_in_use = letters;
 }
 
+void UseNotes(Notes notes) {
+    notes_in_use = notes;
+}
+
 void MakeOrder(std::int64_t id, Order& order) {
     RowNumbers numbers(id);
     order.id = id;
@@ -233,7 +239,7 @@ void MakeOrder(std::int64_t id, Order& order) {
     order.minute = of_day / 60 % 60;
     order.second = of_day % 60;
     order.shipped = numbers.Below(2) == 1;
-    if (numbers.Below(10) == 0) {
+    if (numbers.Below(10) == 0 && notes_in_use == Notes::All) {
         order.note.reset();
         return;
     }
@@ -241,6 +247,9 @@ void MakeOrder(std::int64_t id, Order& order) {
         order.note.emplace();
     }
     order.note->assign(Pick(numbers, kNotes));
+    if (notes_in_use == Notes::Kept) {
+        std::replace(order.note->begin(), order.note->end(), '"', '*');
+    }
     AppendFormat(*order.note, " #%llu", static_cast<unsigned long long>(numbers.Below(1000)));
 }
 

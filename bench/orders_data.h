@@ -29,6 +29,10 @@ inline constexpr std::string_view kColumnNames = "id,customer,city,price,qty,ord
 enum class Letters { All, Windows1252 };
 void UseLetters(Letters letters);
 
+// Kept: notes without quotes, none of them null, so that every route keeps them as they are.
+enum class Notes { All, Kept };
+void UseNotes(Notes notes);
+
 // Replaces `order` by row `id`, from 1 on; its texts keep their memory.
 void MakeOrder(std::int64_t id, Order& order);
 

@@ -13,14 +13,12 @@
 //
 // Measures two routes of ours against each other, without their peers.
 
-#include "plain_loop.h"
 #include "routes.h"
 #include "server_route.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 #include <vector>
 
@@ -138,28 +136,10 @@ bool ReadNumber(std::string_view text, std::int64_t& number) {
     return read.ec == std::errc() && read.ptr == text.data() + text.size() && number > 0;
 }
 
-// What this program does as a process of its own.
-int RunTask(const std::string& task, const std::string& route_name, const Places& places) {
-    const char* server = std::getenv("VANTRY_BENCH_SERVER");
-    const Route* route = FindRoute(route_name);
-    if (task == "--session" && route != nullptr) {
-        RunRoute(route->source, route->target, places, server == nullptr ? "" : server);
-        return 0;
-    }
-    if (task == "--floor") {
-        CopyPlainly(places.SourceCsv(), places.TargetCsv());
-        return 0;
-    }
-    if (task == "--fill") {
-        route != nullptr && route->source == Side::Dbf ? FillDbf(places) : FillAccess(places);
-        return 0;
-    }
-    return 2;
-}
-
 int Main(const std::vector<std::string>& arguments) {
     if (arguments.size() == 3 && arguments[0].starts_with("--")) {
-        return RunTask(arguments[0], arguments[1], Places(arguments[2]));
+        const Route* const route = FindRoute(arguments[1]);
+        return route != nullptr && DoTask(arguments[0], *route, Places(arguments[2])) ? 0 : 2;
     }
     std::int64_t rows = 0;
     if (arguments.size() < 2 || arguments.size() > 3 || !ReadNumber(arguments[1], rows)) {

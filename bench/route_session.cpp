@@ -1,8 +1,11 @@
 #include "route_session.h"
 
 #include "core/folders.h"
+#include "core/settings.h"
+#include "engine/run_report.h"
 #include "engine/run_session.h"
 #include "engine/run_view.h"
+#include "engine/verification.h"
 #include "mapping/column_discovery.h"
 #include "orders_data.h"
 #include "text/text_source.h"
@@ -10,6 +13,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <stdexcept>
 #include <string_view>
 
 namespace vantry::bench {
@@ -158,17 +162,28 @@ void PrepareRoute(Side source, Side target, const Places& places, const std::str
     BuildColMaps();
 }
 
-void RunRoute(Side source, Side target, const Places& places, const std::string& server) {
+void LeavePeak(const Places& places) {
+    std::ofstream(places.Peak()) << PeakKibibytes();
+}
+
+void RunRoute(
+    Side source, Side target, const Places& places, const std::string& server, Verified verified) {
     QuietView view;
     CurrentRunView = &view;
     PrepareRoute(source, target, places, server);
+    CurrentSettings.VerifyRuns = verified == Verified::Yes;
     if (target == Side::Csv) {
         RunSessionToText("");
     } else {
         RunSession("");
     }
     std::ofstream(places.Log()) << view.Log();
-    std::ofstream(places.Peak()) << PeakKibibytes();
+    LeavePeak(places);
+    for (const auto& table : CurrentRunReport.Tables) {
+        if (verified == Verified::Yes && table.Verified.result != Verification::Result::Same) {
+            throw std::runtime_error("The run isn't verified: " + VerificationText(table));
+        }
+    }
 }
 
 void FillAccess(const Places& places) {

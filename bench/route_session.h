@@ -33,9 +33,19 @@ void DescribeSource(const Places& places);
 // The session in memory, ready to be run.
 void PrepareRoute(Side source, Side target, const Places& places, const std::string& server);
 
+enum class Verified { No, Yes };
+
 // Runs the session. The run's log and the peak memory in KiB are left in files. `server` is the
-// connection string of the server where a side is one.
-void RunRoute(Side source, Side target, const Places& places, const std::string& server);
+// connection string of the server where a side is one. A verified run that finds a difference
+// throws std::runtime_error.
+void RunRoute(Side source,
+              Side target,
+              const Places& places,
+              const std::string& server,
+              Verified verified = Verified::No);
+
+// Peak of this program so far, in KiB, into its file.
+void LeavePeak(const Places& places);
 
 // Fills a new Access file at the target's place from the CSV source, in columns of the types that a
 // designer would choose: it becomes the source of other routes.

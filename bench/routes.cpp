@@ -1,11 +1,13 @@
 #include "routes.h"
 
 #include "arrival_check.h"
+#include "plain_loop.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -89,6 +91,31 @@ std::string MissingFor(const Route& route) {
         }
     }
     return {};
+}
+
+std::string ServerOfTask() {
+    const char* server = std::getenv("VANTRY_BENCH_SERVER");
+    return server == nullptr ? "" : server;
+}
+
+bool DoTask(const std::string& task, const Route& route, const Places& places) {
+    if (task == "--session" || task == "--verified") {
+        RunRoute(route.source,
+                 route.target,
+                 places,
+                 ServerOfTask(),
+                 task == "--verified" ? Verified::Yes : Verified::No);
+        return true;
+    }
+    if (task == "--floor") {
+        CopyPlainly(places.SourceCsv(), places.TargetCsv());
+        return true;
+    }
+    if (task == "--fill") {
+        route.source == Side::Dbf ? FillDbf(places) : FillAccess(places);
+        return true;
+    }
+    return false;
 }
 
 Arena::Arena(const Route& route, std::int64_t rows)
@@ -233,11 +260,17 @@ private:
     const Arena& arena_;
 };
 
+Seconds Arena::RunTask(const std::string& task) {
+    EmptyTarget();
+    const Seconds seconds = RunSessionProcess(task);
+    last_peak_mebibytes_ = std::stod(ReadFile(places_.Peak())) / 1024;
+    peak_mebibytes_ = std::max(peak_mebibytes_, last_peak_mebibytes_);
+    return seconds;
+}
+
 Seconds Arena::RunOurs() {
     UseItsLetters();
-    EmptyTarget();
-    const Seconds seconds = RunSessionProcess("--session");
-    peak_mebibytes_ = std::max(peak_mebibytes_, std::stod(ReadFile(places_.Peak())) / 1024);
+    const Seconds seconds = RunTask("--session");
     try {
         CheckOurs();
     } catch (const std::runtime_error& error) {

@@ -36,6 +36,13 @@ const Route* FindRoute(std::string_view name);
 // What has to be installed first, or an empty text.
 std::string MissingFor(const Route& route);
 
+// What a program with an arena does as a process of its own: "--session", "--verified" or "--fill".
+// False: the task is another one.
+bool DoTask(const std::string& task, const Route& route, const Places& places);
+
+// The connection string of the arena's server, in such a process.
+std::string ServerOfTask();
+
 // One route with its data, in a temporary folder that goes away with it.
 class Arena {
 public:
@@ -47,12 +54,15 @@ public:
     // One run into an empty target, whose content is compared afterwards;
     // throws std::runtime_error when something is missing there.
     Seconds RunOurs();
+    // The task alone, in a process of its own with an empty target.
+    Seconds RunTask(const std::string& task);
     Seconds RunPeer();
     // Some routes have a plain loop of this program's own beside the peer: what the work costs at
     // least.
     bool HasFloor() const;
     Seconds RunFloor();
     double PeakMebibytes() const { return peak_mebibytes_; }
+    double LastPeakMebibytes() const { return last_peak_mebibytes_; }
 
 private:
     class NoDelay;
@@ -79,6 +89,7 @@ private:
     std::unique_ptr<test::PrivateMariaDb> server_;
     std::unique_ptr<test::TcpRelay> relay_;
     double peak_mebibytes_ = 0;
+    double last_peak_mebibytes_ = 0;
 };
 
 }  // namespace vantry::bench

@@ -13,6 +13,7 @@
 #include "data/data_error.h"
 #include "data/error_text.h"
 #include "data/letter_case.h"
+#include "data/short_number.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -46,8 +47,7 @@ public:
                 ++nulls_;
                 break;
             case ValueKind::Int64:
-                least_whole_ = std::min(least_whole_, value.AsInt64());
-                most_whole_ = std::max(most_whole_, value.AsInt64());
+                Digits(value.AsInt64(), 0);
                 break;
             case ValueKind::Double:
                 Number(value.AsDouble());
@@ -55,6 +55,15 @@ public:
             case ValueKind::Single:
                 Number(value.AsSingle());
                 break;
+            case ValueKind::NumberText: {
+                ShortNumber number;
+                if (ReadShortNumber(value.AsText(), number)) {
+                    Digits(number.unscaled, number.scale);
+                } else {
+                    Other(value);
+                }
+                break;
+            }
             case ValueKind::DateTime:
                 earliest_ = std::min(earliest_, value.AsDateTime());
                 latest_ = std::max(latest_, value.AsDateTime());
@@ -77,14 +86,19 @@ public:
         extent.longest = longest_;
         extent.places = places_;
         // Ends that never met a value still stand the wrong way round.
-        if (least_whole_ <= most_whole_) {
+        double least = least_;
+        double most = most_;
+        for (std::size_t scale = 0; scale < scaled_.size(); ++scale) {
             // For the eye: of numbers that a double doesn't hold the last digits don't matter here.
-            extent.least = static_cast<double>(least_whole_);
-            extent.most = static_cast<double>(most_whole_);
+            if (scaled_[scale].least <= scaled_[scale].most) {
+                const auto ten = static_cast<double>(kTens[scale]);
+                least = std::min(least, static_cast<double>(scaled_[scale].least) / ten);
+                most = std::max(most, static_cast<double>(scaled_[scale].most) / ten);
+            }
         }
-        if (least_ <= most_) {
-            extent.least = std::min(extent.least.value_or(least_), least_);
-            extent.most = std::max(extent.most.value_or(most_), most_);
+        if (least <= most) {
+            extent.least = least;
+            extent.most = most;
         }
         if (earliest_ <= latest_) {
             extent.earliest = earliest_;
@@ -114,46 +128,25 @@ private:
                 return;
             }
             places_ = std::max<int>(places_, WithoutTrailingZeros(decimal).scale);
-        } else if (value.Kind() == ValueKind::Unreadable ||
-                   (value.Kind() == ValueKind::NumberText && NumberText(value.AsText()))) {
+        } else if (value.Kind() == ValueKind::Unreadable) {
             return;
+        } else if (const auto decimal =
+                       value.Kind() == ValueKind::NumberText ? ToDecimal(value) : std::nullopt) {
+            places_ = std::max<int>(places_, WithoutTrailingZeros(*decimal).scale);
         }
         if (const auto number = ToDouble(value)) {
             Number(*number);
         }
     }
-    // A number of up to 18 digits without an exponent; false: another one.
-    bool NumberText(std::string_view text) {
-        const bool minus = text.starts_with('-');
-        text.remove_prefix(minus ? 1 : 0);
-        constexpr std::size_t kMostSigns = 19;
-        if (text.empty() || text.size() >= kMostSigns) {
-            return false;
-        }
-        std::int64_t unscaled = 0;
-        std::size_t scale = 0;
-        bool behind = false;
-        for (const char c : text) {
-            if (c == '.' && !behind) {
-                behind = true;
-                continue;
-            }
-            if (c < '0' || c > '9') {
-                return false;
-            }
-            unscaled = unscaled * 10 + (c - '0');
-            scale += behind ? 1 : 0;
-        }
-        Digits(minus ? -unscaled : unscaled, scale);
-        return true;
-    }
+    // By the digits as they are: a division a value would cost more than all the rest.
     void Digits(std::int64_t unscaled, std::size_t scale) {
         const auto places = static_cast<std::size_t>(places_);
         // Zeros behind the places that were met already add none, and most values end there.
         if (scale > places && unscaled % kTens[scale - places] != 0) {
             places_ = WithoutTrailingZeros({unscaled, static_cast<std::uint8_t>(scale)}).scale;
         }
-        Number(static_cast<double>(unscaled) / static_cast<double>(kTens[scale]));
+        scaled_[scale].least = std::min(scaled_[scale].least, unscaled);
+        scaled_[scale].most = std::max(scaled_[scale].most, unscaled);
     }
 
     static constexpr auto kTens = [] {
@@ -167,22 +160,16 @@ private:
     std::int64_t nulls_ = 0;
     std::int64_t longest_ = 0;
     int places_ = 0;
-    std::int64_t least_whole_ = INT64_MAX;
-    std::int64_t most_whole_ = INT64_MIN;
+    struct Ends {
+        std::int64_t least = INT64_MAX;
+        std::int64_t most = INT64_MIN;
+    };
+    std::array<Ends, kTens.size()> scaled_;  // of numbers with so many places
     double least_ = HUGE_VAL;
     double most_ = -HUGE_VAL;
     DateTime earliest_{kMaxDay + 1, 0};
     DateTime latest_{kMinDay - 1, 0};
 };
-
-// The row is there where a field of it can't be read; the field is told as such.
-[[gnu::always_inline]] inline const Cell& ValueOf(const Field& field, const Cell& unreadable) {
-    try {
-        return field.Value();
-    } catch (const DataError&) {
-        return unreadable;
-    }
-}
 
 // ---- Keys
 
@@ -282,7 +269,6 @@ private:
     std::vector<ColumnPlan> plans_;
     std::vector<Tally> tallies_;
     std::vector<Reach> reaches_;
-    std::vector<Field*> fields_;
     std::vector<KeyCheck> keys_;
 };
 
@@ -383,10 +369,10 @@ void TablePass::AddTargetKeys(KeyCheck& key) {
               adLockReadOnly);
     std::vector<const Cell*> cells(key.targets.size());
     std::int64_t row = 0;
-    static const Cell kUnreadable = Cell::Unreadable();
     for (; !rows.Eof(); rows.MoveNext()) {
+        const auto values = rows.Row();
         for (std::size_t k = 0; k < cells.size(); ++k) {
-            cells[k] = &ValueOf(rows.Fields()[static_cast<std::int32_t>(k)], kUnreadable);
+            cells[k] = &values[k];
         }
         // Row 0: it makes a row of the source repeat, and is never counted itself.
         key.Add(cells, 0, IgnoresCase());
@@ -411,10 +397,11 @@ void TablePass::Note(std::size_t column, const Cell& value, Verdict verdict) {
 }
 
 void TablePass::JudgeRow() {
-    static const Cell kUnreadable = Cell::Unreadable();
+    // Cells and not fields: one that can't be read says so itself, where a field would throw.
+    const auto row = rows_.Row();
     bool refused = false;
-    for (std::size_t k = 0; k < fields_.size(); ++k) {
-        const Cell& value = ValueOf(*fields_[k], kUnreadable);
+    for (std::size_t k = 0; k < plans_.size(); ++k) {
+        const Cell& value = row[k];
         reaches_[k].Note(value);
         const auto verdict = plans_[k].judge(value);
         if (verdict.grade != Grade::Kept) [[unlikely]] {
@@ -430,17 +417,13 @@ void TablePass::JudgeRow() {
     for (auto& key : keys_) {
         cells.clear();
         for (const auto column : key.columns) {
-            // Asked once more rather than kept: only tables with a unique key pay for it.
-            cells.push_back(&ValueOf(*fields_[column], kUnreadable));
+            cells.push_back(&row[column]);
         }
         key.Add(cells, check_.rows, IgnoresCase());
     }
 }
 
 void TablePass::Walk() {
-    for (std::size_t k = 0; k < plans_.size(); ++k) {
-        fields_.push_back(&rows_.Fields()[static_cast<std::int32_t>(k)]);
-    }
     check_.with_data = true;
     for (; !rows_.Eof(); rows_.MoveNext()) {
         ++check_.rows;

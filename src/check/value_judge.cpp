@@ -13,6 +13,7 @@
 #include "data/value_text.h"
 
 #include <cmath>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -86,6 +87,10 @@ ColumnJudge::ColumnJudge(Holding holding, const Carriage& carriage)
         most_ = holding_.high > 0 ? static_cast<UInt128>(holding_.high) + 1
                                   : PowerOfTen(std::min(holding_.digits + holding_.scale, 38));
     }
+    keeps_values_ =
+        holding_.form == Form::Line && carriage_.way == Way::Delimited && carriage_.width == 0;
+    keeps_plain_text_ = keeps_values_ && carriage_.text_field && !page_ && TextDestQual.size() == 1;
+    qualifier_ = keeps_plain_text_ ? TextDestQual[0] : '\0';
     // A truth that travels as a letter needs a column of letters.
     if (carriage_.type == adBoolean && holding_.form == Form::Text && holding_.empty_is_null) {
         holding_.form = Form::Letter;
@@ -117,11 +122,23 @@ Verdict ColumnJudge::operator()(const Cell& value) {
             if (holding_.form == Form::Text) {
                 return JudgeText(value.AsText());
             }
+            if (keeps_plain_text_ && IsPlainLineText(value.AsText())) {
+                return kKept;
+            }
+            break;
+        case ValueKind::Boolean:
+        case ValueKind::Decimal:
+        case ValueKind::NumberText:
             break;
         default:
-            break;
+            return JudgeOther(value);
     }
-    return JudgeOther(value);
+    return keeps_values_ && value.Kind() != ValueKind::Text ? kKept : JudgeOther(value);
+}
+
+bool ColumnJudge::IsPlainLineText(std::string_view text) const {
+    return !text.empty() && !text.starts_with(' ') && !text.ends_with(' ') &&
+           std::memchr(text.data(), qualifier_, text.size()) == nullptr;
 }
 
 Verdict ColumnJudge::JudgeNull() const {

@@ -88,6 +88,7 @@ private:
     Verdict JudgeText(std::string_view text);
     Verdict JudgeBytes(std::string_view bytes) const;
     Verdict JudgeLine(const Cell& value);
+    bool IsPlainLineText(std::string_view text) const;
     bool InPage(std::string_view text);
     bool TooLong(std::string_view text);
 
@@ -97,6 +98,11 @@ private:
     std::string scratch_;
     std::int64_t units_;  // of a second that are carried: nanoseconds
     UInt128 most_ = 0;    // Exact: the first number that has too many digits, by the scale
+    // Of a delimited text file: what isn't text is written as it reads back, and a text between
+    // qualifiers of one byte is looked through for that byte and for blanks at its ends.
+    bool keeps_values_ = false;
+    bool keeps_plain_text_ = false;
+    char qualifier_ = 0;
 };
 
 }  // namespace vantry

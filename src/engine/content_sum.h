@@ -66,11 +66,13 @@ std::uint64_t ContentHash(const Cell& value, const ContentColumn& column);
 
 class ContentSums {
 public:
-    explicit ContentSums(std::vector<ContentColumn> columns)
-        : columns_(std::move(columns)), sums_(columns_.size()) {}
+    explicit ContentSums(std::vector<ContentColumn> columns);
 
     void Add(std::span<const Cell> row) { Count(row, 1); }
     void TakeAway(std::span<const Cell> row) { Count(row, -1); }
+
+    // Those of other rows, of the same columns.
+    void Add(const ContentSums& others);
 
     std::int64_t Rows() const { return rows_; }
     std::span<const std::uint64_t> Sums() const { return sums_; }
@@ -83,6 +85,7 @@ private:
     void Count(std::span<const Cell> row, std::int64_t sign);
 
     std::vector<ContentColumn> columns_;
+    std::vector<std::uint8_t> plain_text_;  // a column's texts are equal by their bytes alone
     std::vector<std::uint64_t> sums_;
     std::int64_t rows_ = 0;
 };

@@ -15,6 +15,14 @@
 #include "engine/table_load.h"
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -67,8 +75,101 @@ private:
     bool begun_ = false;
 };
 
-ContentSums SumsOf(TargetRows& rows, std::vector<ContentColumn> columns) {
-    ContentSums sums(std::move(columns));
+// Sums of parts, each on a thread of its own, while this one lets a cancel in.
+class PartSums {
+public:
+    PartSums(std::vector<std::unique_ptr<TargetRows>> parts,
+             const std::vector<ContentColumn>& columns) {
+        for (auto& rows : parts) {
+            parts_.push_back({std::move(rows), ContentSums(columns), nullptr});
+        }
+    }
+    ~PartSums() {
+        stop_ = true;
+        for (auto& thread : threads_) {
+            thread.join();
+        }
+    }
+    PartSums(const PartSums&) = delete;
+    PartSums& operator=(const PartSums&) = delete;
+
+    // Nothing: the parts aren't what they seemed, or there are no threads for them. Throws what
+    // reading threw, and Cancelled.
+    std::optional<ContentSums> Result() {
+        try {
+            for (auto& part : parts_) {
+                threads_.emplace_back([this, &part] { Sum(part); });
+            }
+        } catch (const std::system_error&) {
+            return std::nullopt;
+        }
+        Wait();
+        ContentSums all({parts_[0].sums.Columns().begin(), parts_[0].sums.Columns().end()});
+        for (const auto& part : parts_) {
+            if (part.failure) {
+                std::rethrow_exception(part.failure);
+            }
+            if (!part.rows->EndsWithRow() && &part != &parts_.back()) {
+                return std::nullopt;
+            }
+            all.Add(part.sums);
+        }
+        return all;
+    }
+
+private:
+    struct Part {
+        std::unique_ptr<TargetRows> rows;
+        ContentSums sums;
+        std::exception_ptr failure;
+    };
+
+    void Sum(Part& part) {
+        try {
+            // In memory of this thread alone: neighbours of what another one writes would be slow.
+            ContentSums sums = part.sums;
+            while (!stop_.load(std::memory_order_relaxed) && part.rows->Next()) {
+                sums.Add(part.rows->Row());
+            }
+            part.sums = std::move(sums);
+        } catch (...) {
+            part.failure = std::current_exception();
+        }
+        const std::lock_guard lock(mutex_);
+        ++done_;
+        changed_.notify_one();
+    }
+
+    void Wait() {
+        constexpr auto kBetweenEvents = std::chrono::milliseconds(20);
+        std::unique_lock lock(mutex_);
+        while (
+            !changed_.wait_for(lock, kBetweenEvents, [this] { return done_ == parts_.size(); })) {
+            lock.unlock();
+            LetCancelIn(0);
+            lock.lock();
+        }
+    }
+
+    std::vector<Part> parts_;
+    std::vector<std::thread> threads_;
+    std::atomic<bool> stop_ = false;
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::size_t done_ = 0;
+};
+
+ContentSums SumsOf(TargetRows& rows, const std::vector<ContentColumn>& columns) {
+    // More would wait for memory rather than work.
+    constexpr unsigned kMostThreads = 4;
+    const auto threads = std::min(std::thread::hardware_concurrency(), kMostThreads);
+    if (auto parts = threads > 1 ? rows.Parts(threads) : std::vector<std::unique_ptr<TargetRows>>();
+        parts.size() > 1) {
+        if (const auto sums = PartSums(std::move(parts), columns).Result()) {
+            return *sums;
+        }
+    }
+    ContentSums sums(columns);
     while (rows.Next()) {
         sums.Add(rows.Row());
         LetCancelIn(sums.Rows());

@@ -28,6 +28,15 @@ public:
     // False behind the last row. Throws DataError.
     virtual bool Next() = 0;
     virtual std::span<const Cell> Row() const = 0;
+
+    // The rows from here on in up to `most` parts, each for a thread of its own, one behind the
+    // other; empty where the rows can only be read in one go. Where a part that was read to its end
+    // doesn't end with a whole row, the one behind it doesn't begin with one either: then they are
+    // good for nothing, and all must be read in one go. Throws DataError.
+    virtual std::vector<std::unique_ptr<TargetRows>> Parts(std::size_t /*most*/) const {
+        return {};
+    }
+    virtual bool EndsWithRow() const { return true; }
 };
 using OpenTarget = std::function<std::unique_ptr<TargetRows>()>;
 

@@ -1,7 +1,9 @@
+#include "data/short_number.h"
 #include "data/value_text.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -173,6 +175,33 @@ TEST(NumberText, ACanonicalNumberIsOneThatIsWrittenAsItStands) {
     EXPECT_FALSE(IsCanonicalNumber("0.0000123"));
     EXPECT_FALSE(IsCanonicalNumber("1000000000000000"));
     EXPECT_FALSE(IsCanonicalNumber("12345678.12345678"));
+}
+
+// Each text of up to 17 of these signs at each length, at the end of its memory: what the quick way
+// takes must be what the careful one makes of it, and all that has only digits and a point it
+// takes.
+TEST(NumberText, ShortNumbersAreReadAsTheCarefulWayReadsThem) {
+    std::uint64_t state = 7;
+    for (int k = 0; k < 200'000; ++k) {
+        std::string text(k % 3 == 0 ? "-" : "");
+        const int size = k % 18;
+        for (int at = 0; at < size; ++at) {
+            state = state * 6364136223846793005U + 1442695040888963407U;
+            text += (k % 5 == 0 ? "0123456789.-/:e \x80" : "0123456789012345.")[state >> 60];
+        }
+        ShortNumber number{-1, 99};
+        const bool taken = ReadShortNumber(text, number);
+        const auto careful = ParseDecimal(text);
+        const std::string body = text.substr(text.starts_with('-') ? 1 : 0);
+        const auto points = std::count(body.begin(), body.end(), '.');
+        const bool plain = !body.empty() && body.size() <= 16 &&
+                           points <= (body.size() > 1 ? 1 : 0) &&
+                           body.find_first_not_of("0123456789.") == body.npos;
+        ASSERT_EQ(taken, plain) << text;
+        ASSERT_TRUE(!taken || (careful && careful->unscaled == number.unscaled &&
+                               careful->scale == number.scale))
+            << text;
+    }
 }
 
 }  // namespace

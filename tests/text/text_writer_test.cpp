@@ -4,6 +4,7 @@
 #include "engine/run_report.h"
 #include "support/has.h"
 #include "text/field_text.h"
+#include "text/text_read_back.h"
 #include "text/text_writer_fixture.h"
 
 namespace vantry::test {
@@ -133,6 +134,38 @@ TEST_F(TextWriterTest, FormulaLikeTextsAreWrittenAsTheyAreAndCounted) {
     EXPECT_EQ(found.columns, std::vector<std::string>{ColMaps.at(0).DCName}) << found.why_not;
     EXPECT_EQ(found.rows.value_or(0), 1);
     EXPECT_EQ(found.first_row.value_or(0), 2);
+}
+
+// Lines within a text that look like rows mislead who begins in the middle of the file.
+TEST_F(TextWriterTest, ALargeFileIsReadBackInPartsUnlessARowThatWasGuessedStandsInAText) {
+    FillSource(0);
+    for (const char* note :
+         {"nothing of note, but of some length", "a\r\n2,b\r\n3,c\r\n4,d\r\n5,e"}) {
+        const bool misleads = note[1] == '\r';
+        source->rows.clear();
+        for (int k = 0; k < 100'000; ++k) {
+            source->rows.push_back({Int(k), Text(note)});
+        }
+        CurrentSettings.VerifyRuns = true;
+        Run();
+        CurrentSettings = {};
+        EXPECT_EQ(ReportOf(0).Verified.result, Verification::Result::Same) << note;
+
+        const std::vector<text::LineColumn> columns(2);
+        const auto rows = ReadTextBack((folder / "dst.txt").string(), columns, true, false);
+        auto parts = rows->Parts(4);
+        ASSERT_GE(parts.size(), 2U);
+        std::int64_t count = 0;
+        bool whole = true;
+        for (auto& part : parts) {
+            while (part->Next()) {
+                ++count;
+            }
+            whole = whole && (part->EndsWithRow() || &part == &parts.back());
+        }
+        EXPECT_EQ(whole, !misleads) << note;
+        EXPECT_EQ(count == 100'000, !misleads);
+    }
 }
 
 TEST_F(TextWriterTest, AFixedHeadingIsAsWideAsItsTypeSays) {

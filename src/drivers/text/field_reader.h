@@ -2,6 +2,7 @@
 // From the bytes of a field to a cell, by the type of its column. One reader a column; the kind of
 // work is decided when it is made.
 
+#include "data/short_number.h"
 #include "data/value.h"
 #include "data/value_text.h"
 #include "drivers/text/number_form.h"
@@ -79,12 +80,7 @@ private:
         if (text.size() == sign || (text[sign] == '0' && text.size() > 1)) {
             return false;
         }
-        for (std::size_t k = sign; k < text.size(); ++k) {
-            if (text[k] < '0' || text[k] > '9') {
-                return false;
-            }
-        }
-        return true;
+        return AreDigits(text.substr(sign));  // a limit of ten characters keeps it short
     }
     Cell ReadText(std::string_view bytes, FieldSpan field, bool plain);
     Cell ReadOther(std::string_view bytes, FieldSpan field, bool plain);

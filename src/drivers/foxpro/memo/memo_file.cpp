@@ -61,11 +61,15 @@ MemoFile::MemoFile(file::FileGroup& group, file::FileGroup::Member member, MemoF
     }
 }
 
+bool MemoFile::IsInWindow(std::uint64_t offset, std::size_t length) const {
+    return version_ == group_->Version() && offset >= window_offset_ &&
+           offset + length <= window_offset_ + window_.size();
+}
+
 // Bytes of the file; fewer at its end.
 ByteSpan MemoFile::Window(std::uint64_t offset, std::size_t length) {
     WriteGathered();
-    if (version_ != group_->Version() || offset < window_offset_ ||
-        offset + length > window_offset_ + window_.size()) {
+    if (!IsInWindow(offset, length)) {
         window_.resize(std::max(kWindow, length));
         window_offset_ = offset;
         version_ = group_->Version();
@@ -120,7 +124,10 @@ ByteSpan MemoFile::Read(std::uint32_t block) {
         }
         length -= kDbt4BlockHeader;
     }
-    if (offset + kFptBlockHeader + length > group_->SizeOf(member_)) {
+    // The system is asked for the file's size only where that isn't clear: each memo would cost a
+    // call, and most lie in the window.
+    if (!IsInWindow(offset + kFptBlockHeader, length) &&
+        offset + kFptBlockHeader + length > group_->SizeOf(member_)) {
         throw file::BoundsError();
     }
     const auto content = Window(offset + kFptBlockHeader, length);

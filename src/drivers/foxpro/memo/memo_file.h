@@ -35,6 +35,7 @@ public:
     void Clear();
 
 private:
+    bool IsInWindow(std::uint64_t offset, std::size_t length) const;
     ByteSpan Window(std::uint64_t offset, std::size_t length);
     ByteSpan ReadDbt3(std::uint64_t offset);
     std::uint32_t NextFree();
