@@ -70,6 +70,15 @@ double RunProgress::SecondsLeft() const {
     return table_left + until_table_end / static_cast<double>(table_) * to_come;
 }
 
+double RunProgress::Fraction() const {
+    if (table_ == 0 || tables_ == 0) {
+        return 0;
+    }
+    const double of_table =
+        total_ > 0 ? std::clamp(static_cast<double>(rows_) / total_, 0.0, 1.0) : 0;
+    return (static_cast<double>(table_ - 1) + of_table) / static_cast<double>(tables_);
+}
+
 std::string RunProgress::Text() const {
     std::string text = "Table " + std::to_string(table_) + " of " + std::to_string(tables_) + ", " +
                        GroupedNumber(rows_);

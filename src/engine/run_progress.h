@@ -37,6 +37,8 @@ public:
     // Seconds until the whole run ends; below 0: it can't be told yet. Tables to come are taken to
     // be as long as those so far are on the average.
     double SecondsLeft() const;
+    // Of the whole run, from 0 to 1: tables count alike, and the running one by its rows.
+    double Fraction() const;
     // "Table 2 of 5, 12,340 of 40,000 rows, 8,100 rows/s, 0:01:12, ends in about 0:00:40, 3 errors"
     std::string Text() const;
 

@@ -4,8 +4,8 @@
 
 #include "programs/failure_notice.h"
 
+#include "core/desktop_bus.h"
 #include "data/message_text.h"
-#include "repository/failure_teller.h"
 #include "shell/qt_text.h"
 
 #include <QCoreApplication>
@@ -98,7 +98,7 @@ int ShowFailureNotice(int& argc,
                       const std::string& session_name,
                       const std::string& how,
                       const std::string& log_file) {
-    if (!FailureTeller::HasDesktopBus()) {
+    if (!HasDesktopBus()) {
         return 0;
     }
     const QCoreApplication application(argc, argv);

@@ -1,5 +1,6 @@
 #include "repository/failure_teller.h"
 
+#include "core/desktop_bus.h"
 #include "core/settings.h"
 #include "repository/run_summary.h"
 
@@ -14,12 +15,6 @@
 #include <cstring>
 
 namespace vantry {
-
-bool FailureTeller::HasDesktopBus() {
-    const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    const std::string usual = "/run/user/" + std::to_string(::getuid()) + "/bus";
-    return (address != nullptr && *address != '\0') || ::access(usual.c_str(), R_OK | W_OK) == 0;
-}
 
 // Without a shell, nothing on its standard streams, and with no signal blocked.
 int FailureTeller::Start(std::vector<std::string> words) {

@@ -22,9 +22,6 @@ public:
         std::string how;       // "ended with exit code 2"
         std::string log_file;  // empty: the session has none, and no summary
     };
-    // Whether a session's bus is there, by which a desktop takes notes. A program that asks for one
-    // may have it started.
-    static bool HasDesktopBus();
     // Why the command couldn't be started; empty when all is well, or there is none.
     std::string Tell(const Failure& failure);
     // Takes up the processes that have ended.
