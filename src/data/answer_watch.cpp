@@ -67,6 +67,14 @@ void CancelWaits() noexcept {
     WaitsCancelled.store(true, std::memory_order_relaxed);
 }
 
+bool WaitsAreCancelled() noexcept {
+    return WaitsCancelled.load(std::memory_order_relaxed);
+}
+
+void AllowWaits() noexcept {
+    WaitsCancelled.store(false, std::memory_order_relaxed);
+}
+
 void NoticeDeadNetwork(int socket) {
     const int domain = OptionOf(socket, SO_DOMAIN);
     if (domain != AF_INET && domain != AF_INET6) {
@@ -168,6 +176,7 @@ void AnswerWatch::Watch(const std::vector<int>& sockets) {
 
 void AnswerWatch::Look() {
     std::uint64_t seen = 0;
+    std::uint64_t asked = 0;  // to stop
     Clock::time_point since;
     Clock::time_point cancelled;  // when this was first seen
     std::unique_lock lock(mutex_);
@@ -176,6 +185,8 @@ void AnswerWatch::Look() {
         const bool cancel = WaitsCancelled.load(std::memory_order_relaxed);
         if (cancel && cancelled == Clock::time_point()) {
             cancelled = now;
+        } else if (!cancel) {
+            cancelled = {};
         }
         const auto wait = current_.load(std::memory_order_acquire);
         if (wait != seen) {
@@ -187,8 +198,9 @@ void AnswerWatch::Look() {
         }
         if (now - since >= limit_ * times_.load(std::memory_order_relaxed)) {
             Cut(End::TooLong);
-        } else if (cancel && stop_ && now - std::max(since, cancelled) >= kStopGrace) {
-            AskToStop();
+        } else if (cancel && stop_ && asked != wait &&
+                   now - std::max(since, cancelled) >= kStopGrace) {
+            asked = AskToStop() ? wait : asked;
         } else if (cancel && now - std::max(since, cancelled) >= kCancelGrace) {
             Cut(End::Cancelled);
         }
@@ -196,12 +208,28 @@ void AnswerWatch::Look() {
 }
 
 // On a thread of its own: what asks may have to wait itself, and the watch goes on.
-void AnswerWatch::AskToStop() {
+// False while an earlier request isn't through: it may concern the wait before this one.
+bool AnswerWatch::AskToStop() {
+    if (is_stopping_.load(std::memory_order_acquire)) {
+        return false;
+    }
+    if (stopping_.joinable()) {
+        stopping_.join();
+    }
+    is_stopping_.store(true, std::memory_order_relaxed);
     try {
-        stopping_ = std::thread(std::exchange(stop_, {}));
+        stopping_ = std::thread([this] {
+            // The thread may have begun late, when the cancelled work was over.
+            if (WaitsAreCancelled()) {
+                stop_();
+            }
+            is_stopping_.store(false, std::memory_order_release);
+        });
     } catch (const std::system_error&) {
         // The system has no thread left: the connection is cut in the end.
+        is_stopping_.store(false, std::memory_order_relaxed);
     }
+    return true;
 }
 
 void AnswerWatch::Cut(End why) {

@@ -19,6 +19,9 @@ namespace vantry {
 // Called when the user cancels, also from a signal handler: no server is waited for much longer
 // from here on, in this process.
 void CancelWaits() noexcept;
+bool WaitsAreCancelled() noexcept;
+// The cancelled work has ended, and other work begins in this process.
+void AllowWaits() noexcept;
 
 // For a socket of TCP; nothing for others. What was sent and isn't confirmed for two minutes, or a
 // partner that answers no probe for as long, ends the connection.
@@ -76,8 +79,8 @@ public:
     // the meantime must not make us cut another's. Once. Without a thread to spare there is no
     // watch.
     void Watch(const std::vector<int>& sockets);
-    // How the partner is asked to stop what it does, once, when the user has cancelled and a wait
-    // goes on: called on a thread of its own, before the connection is cut. Before Watch.
+    // How the partner is asked to stop what it does, once a wait, when the user has cancelled and
+    // it goes on: called on a thread of its own, before the connection is cut. Before Watch.
     void SetStopper(std::function<void()> stop) { stop_ = std::move(stop); }
     std::chrono::seconds Limit() const { return limit_; }
     // Why the connection was cut, if it was.
@@ -113,7 +116,7 @@ private:
         return true;
     }
     void Look();
-    void AskToStop();
+    bool AskToStop();
     void Cut(End why);
 
     std::chrono::seconds limit_;
@@ -126,6 +129,7 @@ private:
     std::condition_variable over_changed_;
     bool over_ = false;
     std::function<void()> stop_;
+    std::atomic<bool> is_stopping_ = false;
     std::thread stopping_;
     std::thread thread_;
 };

@@ -87,6 +87,9 @@ bool BatchRows::TakeRow() {
 
 void BatchRows::SendBatch(std::string_view end) {
     FinishSent(Show::Yes);
+    if (load_.scope.Cancelled) {
+        return;  // its rows stay kept, as those of the batch that was stopped
+    }
     CutLast(batch_);
     // Assigned piece by piece: the text's memory is used again by the next batch.
     command_.CommandText.assign(insert_head_).append(batch_).append(end);
@@ -99,10 +102,12 @@ void BatchRows::SendBatch(std::string_view end) {
              false,
              {}};
     try {
-        sent_->answered = !command_.StartExecute();
-        if (sent_->answered) {
-            sent_->taken = command_.Execute();
-        }
+        Waited([this] {
+            sent_->answered = !command_.StartExecute();
+            if (sent_->answered) {
+                sent_->taken = command_.Execute();
+            }
+        });
     } catch (...) {
         sent_->answered = true;
         // Told in FinishSent, where the ledger counts the rows that it concerns.
@@ -127,7 +132,10 @@ void BatchRows::FinishSent(Show show) {
         if (sent->failure) {
             std::rethrow_exception(sent->failure);
         }
-        const auto taken = sent->answered ? sent->taken : command_.FinishExecute();
+        auto taken = sent->taken;
+        if (!sent->answered) {
+            Waited([&] { taken = command_.FinishExecute(); });
+        }
         // Nothing counted is no answer: only a number says that rows are missing.
         if (taken > 0 && taken != sent->rows) {
             throw TakenInPart(sent->rows, taken);

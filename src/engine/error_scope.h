@@ -15,6 +15,7 @@
 // ask whether the statement before it went well, and nothing runs on for ever. A statement that
 // doesn't fail costs no more than its call.
 
+#include "data/cancelled.h"
 #include "data/data_error.h"
 #include "data/error_text.h"
 
@@ -49,6 +50,12 @@ public:
     // Called before an error is told: what was sent before and isn't answered yet comes first. May
     // be a walk's end itself.
     std::function<void()> BeforeError;
+    // The user's cancel has stopped a statement. Neither that nor what fails because of it is an
+    // error: nothing is told or counted any more but rows that are lost, and the walk finds the
+    // cancel where it looks for one.
+    bool Cancelled = false;
+    // Called by the first such statement.
+    std::function<void()> OnCancel;
     // Rows that had been sent well and that a later failure took back.
     std::int64_t LostRows = 0;
 
@@ -81,6 +88,9 @@ public:
             return true;
         } catch (const GiveUp&) {
         } catch (const std::exception& error) {
+            if (IsConsequenceOfCancel(error)) {
+                return true;
+            }
             if (note_) {
                 note_(error);
             }
@@ -92,11 +102,23 @@ public:
 private:
     struct GiveUp {};  // no std::exception: statements around it let it pass
 
+    bool IsConsequenceOfCancel(const std::exception& error) {
+        if (IsCancelled(error) && !std::exchange(Cancelled, true) && OnCancel) {
+            OnCancel();
+        }
+        const auto* const data_error = dynamic_cast<const DataError*>(&error);
+        return Cancelled && (data_error == nullptr ||
+                             (data_error->LostRows() == 0 && !data_error->TargetLost()));
+    }
+
     [[gnu::cold, gnu::noinline]] void Fail(const std::exception& error) {
         if (BeforeError) {
             BeforeError();
         }
         RowOK = false;
+        if (IsConsequenceOfCancel(error)) {
+            return;
+        }
         if (note_) {
             note_(error);
         }

@@ -33,11 +33,16 @@ void RecordsetRows::Begin() {
         DstConn->CursorLocation = adUseClient;
     }
     DstRS = std::make_unique<Recordset>();
-    scope([] { DstConn->Open(TargetConnStr); });
+    is_server_ = TargetIsServer();
+    scope([] { Waited([] { DstConn->Open(TargetConnStr); }); });
     std::int32_t targets = 0;
     scope([&] {
-        DstRS->Open(
-            AddingSelect(load_.source, load_.target), *DstConn, adOpenDynamic, adLockOptimistic);
+        Waited([&] {
+            DstRS->Open(AddingSelect(load_.source, load_.target),
+                        *DstConn,
+                        adOpenDynamic,
+                        adLockOptimistic);
+        });
         targets = DstRS->Fields().Count();
     });
     for (std::int32_t k = 0; k < SrcRS->Fields().Count(); ++k) {
@@ -62,7 +67,13 @@ bool RecordsetRows::TakeRow() {
     }
     ++load_.rows.read;
     // Send passes it over when a field of the row has failed.
-    Send([] { DstRS->Update(); });
+    Send([this] {
+        if (is_server_) {
+            Waited([] { DstRS->Update(); });
+        } else {
+            DstRS->Update();
+        }
+    });
     scope([] { SrcRS->MoveNext(); });
     manner_.after_row(load_);
     return !CancelRequested();

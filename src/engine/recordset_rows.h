@@ -51,6 +51,7 @@ private:
     RecordsetManner manner_;
     std::vector<RecordsetColumn> columns_;
     std::string scratch_;
+    bool is_server_ = false;  // the target's
 };
 
 }  // namespace vantry

@@ -70,6 +70,14 @@ public:
     }
     void Refused(std::int64_t rows, const DataError& error);
     void Failed(const std::exception& error);
+    // A cancel has stopped the statement of the open row, if there is one: it counts as not
+    // reached. One that is kept stays so.
+    void OpenNotReached() {
+        if (std::exchange(open_, false)) {
+            --report_.RowsRead;
+            --row_;
+        }
+    }
     // What is kept was never sent: by a cancel it counts as not reached, otherwise as not loaded.
     void KeptNotReached();
     void KeptNotSent();

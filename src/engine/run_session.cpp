@@ -85,6 +85,10 @@ void WalkTables() {
             }
             CurrentRunView->Repaint();
             verification.Finish();
+        } else if (CancelRequested()) {
+            // The table's preparation was stopped: its line says by which words.
+            ReportOf(i).Outcome = TableOutcome::Cancelled;
+            AppendLog(log_line::LoadCancelled());
         } else if (ReportOf(i).Errors == 0) {
             ReportOf(i).Errors = 1;  // the failed preparation is in the log alone
         }

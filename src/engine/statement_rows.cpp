@@ -103,6 +103,7 @@ void StatementRows::AppendParameters() {
 }
 
 void StatementRows::Begin() {
+    is_server_ = TargetIsServer();
     insert_ = InsertHead(load_.source, load_.target) + "(";
     command_.CommandType = adCmdText;
     command_.ActiveConnection = TargetConnStr;
@@ -174,7 +175,11 @@ void StatementRows::SendRow(std::optional<DataError> refusal) {
         if (const auto error = std::exchange(refusal, std::nullopt)) {
             throw DataError(*error);
         }
-        command_.Execute();
+        if (is_server_) {
+            Waited([this] { command_.Execute(); });
+        } else {
+            command_.Execute();
+        }
     });
 }
 
@@ -237,6 +242,9 @@ bool StatementRows::KeepRow() {
 }
 
 void StatementRows::SendKept(bool on_last) {
+    if (load_.scope.Cancelled) {
+        kept_.clear();  // they weren't sent, and aren't any more: the ledger counts them off
+    }
     if (kept_.empty()) {
         return;
     }
@@ -244,7 +252,11 @@ void StatementRows::SendKept(bool on_last) {
     const auto read = load_.rows.read;
     const auto rows = std::exchange(kept_, {});
     const auto errors = load_.scope.ErrorCount;
-    command_.SendKept(outcomes_);
+    if (is_server_) {
+        Waited([this] { command_.SendKept(outcomes_); });
+    } else {
+        command_.SendKept(outcomes_);
+    }
     for (std::size_t k = 0; k < rows.size(); ++k) {
         load_.rows.read = rows[k];
         load_.scope.RowOK = true;

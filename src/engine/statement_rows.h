@@ -65,7 +65,8 @@ private:
     RowOutcomes outcomes_;
     std::size_t most_kept_ = 0;  // by the driver; 0 is unknown
     std::size_t block_rows_ = kMostTogether;
-    int ahead_ = 0;  // hand-overs that came before their row's outcome
+    bool is_server_ = false;  // the target's
+    int ahead_ = 0;           // hand-overs that came before their row's outcome
     std::chrono::steady_clock::time_point first_kept_;
 
     static constexpr std::size_t kMostTogether = 50;

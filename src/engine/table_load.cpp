@@ -163,7 +163,9 @@ bool CountSourceRows(LoadState& load, const SourceStatements& statements, int cu
 
 void OpenSourceRows(LoadState& load, const SourceStatements& statements, int cursor_type) {
     load.ledger.SetReading(statements.select, cursor_type);
-    load.scope([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
+    load.scope([&] {
+        Waited([&] { SrcRS->Open(statements.select, SourceConnStr, cursor_type, adLockReadOnly); });
+    });
     NoteRemarks(load);
 }
 
@@ -202,6 +204,16 @@ bool CancelRequested() {
     return TableCancelled != kFalse || SessionCancelled != kFalse;
 }
 
+void NoteCancelled() {
+    SessionCancelled = kTrue;
+    TableCancelled = kTrue;
+}
+
+bool TargetIsServer() {
+    const auto types = KindOf(TargetType).types;
+    return types == TypeNames::Oracle || types == TypeNames::MySQL || types == TypeNames::MSSQL;
+}
+
 DatabaseLoad::DatabaseLoad(i16 i, const LoadRules& rules)
     : rules_(rules),
       ledger_(SrcTables.at(static_cast<std::size_t>(i)), ReportOf(i)),
@@ -216,14 +228,19 @@ DatabaseLoad::DatabaseLoad(i16 i, const LoadRules& rules)
              ReportOf(i),
              scope_,
              rows_,
-             ledger_} {}
+             ledger_} {
+    scope_.OnCancel = [this] {
+        NoteCancelled();
+        ledger_.OpenNotReached();
+    };
+}
 
 void DatabaseLoad::OpenSource() {
     // SrcConn only proves that the source can be reached; the recordsets connect by the string, so
     // that count and rows each have a connection of their own. Its error comes first in the log.
     SrcConn = std::make_unique<Connection>();
     SrcConn->CursorLocation = adUseClient;
-    scope_([] { SrcConn->Open(SourceConnStr); });
+    scope_([] { Waited([] { SrcConn->Open(SourceConnStr); }); });
     SrcRS = std::make_unique<Recordset>();
     const auto statements =
         ReadingStatements(state_.source, MappedColumnsOf(state_.source.TabID), rules_.reading);
@@ -253,6 +270,9 @@ void DatabaseLoad::Finish(bool whole) {
         CountLostTarget();
     } else {
         report.RowsLoaded -= scope_.LostRows;
+    }
+    if (scope_.Cancelled) {
+        ledger_.KeptNotReached();
     }
     // Behind Lost: what the target took back is told here, with values that are read again.
     ledger_.Finish();

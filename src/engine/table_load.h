@@ -18,6 +18,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 
 namespace vantry {
@@ -83,7 +84,10 @@ protected:
             try {
                 write();
             } catch (const DataError& error) {
-                load_.ledger.Refused(rows, error);
+                // Stopped by a cancel, and surely not stored: no more than not reached.
+                if (!IsCancelled(error) || error.ArrivedRows() != 0) {
+                    load_.ledger.Refused(rows, error);
+                }
                 throw;
             }
             load_.ledger.Stored(rows);
@@ -133,6 +137,33 @@ bool HasLongFields(LoadState& load);
 void StartBar(const LoadState& load);
 
 bool CancelRequested();
+// A statement was stopped by a cancel: the walk's variables are set where the view hasn't done it
+// yet.
+void NoteCancelled();
+inline void NoteIfCancelled(const std::exception& error) {
+    if (IsCancelled(error)) {
+        NoteCancelled();
+    }
+}
+
+// Whether the target's statements go to a server, whose answers may take any time.
+bool TargetIsServer();
+
+// Does what may take long, and throws what it throws: a view that is a window lives on meanwhile.
+template <typename Work>
+void Waited(Work&& work) {
+    std::exception_ptr failure;
+    CurrentRunView->WaitFor([&] {
+        try {
+            work();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    });
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+}
 // Moves the counter's label.
 inline void ShowCounter(const LoadState& load) {
     CurrentRunView->SetRowCounter(load.rows.loaded, load.rows.total);
@@ -162,8 +193,10 @@ public:
     bool Run(Choose&& choose) {
         const bool whole = scope_.Run([&] {
             OpenSource();
-            strategy_ = &choose();
-            WalkRows(state_, *strategy_);
+            if (!scope_.Cancelled) {
+                strategy_ = &choose();
+                WalkRows(state_, *strategy_);
+            }
             Close();
         });
         Finish(whole);

@@ -11,6 +11,7 @@
 #include "data/letter_case.h"
 #include "engine/run_log.h"
 #include "engine/source_statements.h"
+#include "engine/table_load.h"
 #include "mapping/type_catalogue.h"
 
 #include <algorithm>
@@ -129,14 +130,17 @@ i16 CreateTargetTable(i16 i) {
         const std::string statement = CreateTableStatement(i);
         Connection connection;
         connection.CursorLocation = adUseClient;
-        connection.Open(TargetConnStr);
-        connection.Execute(statement);
+        Waited([&] {
+            connection.Open(TargetConnStr);
+            connection.Execute(statement);
+        });
         AppendLog(log_line::Created(DstTables.at(table).Name));
         connection.Close();
         return kTrue;
     } catch (const std::exception& error) {
         AppendLog(log_line::CreateFailed(DstTables.at(table).Name));
         AppendLog(ErrorText(error));
+        NoteIfCancelled(error);
         return kFalse;
     }
 }

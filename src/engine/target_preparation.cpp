@@ -7,6 +7,7 @@
 #include "data/error_text.h"
 #include "engine/own_source.h"
 #include "engine/run_log.h"
+#include "engine/table_load.h"
 
 #include <utility>
 
@@ -60,15 +61,18 @@ i16 DropTargetTable(i16 i) {
         RequireOtherTable(i);
         // Opened twice: the first open makes a file engine let go of what an earlier table of the
         // run left cached of this one.
-        connection.Open(TargetConnStr);
-        connection.Close();
-        connection.CursorLocation = adUseClient;
-        connection.Open(TargetConnStr);
-        connection.Execute(DropStatement(name));
+        Waited([&] {
+            connection.Open(TargetConnStr);
+            connection.Close();
+            connection.CursorLocation = adUseClient;
+            connection.Open(TargetConnStr);
+            connection.Execute(DropStatement(name));
+        });
         AppendLog(log_line::Dropped(name));
         return kTrue;
     } catch (const std::exception& error) {
         AppendLog(log_line::DropFailed(name, ErrorText(error)));
+        NoteIfCancelled(error);
         return kFalse;
     }
 }
@@ -78,14 +82,15 @@ i16 DeleteTargetRows(i16 i) {
     try {
         Connection connection;
         connection.CursorLocation = adUseClient;
-        connection.Open(TargetConnStr);
+        Waited([&] { connection.Open(TargetConnStr); });
         AppendLog(log_line::AboutToDelete(name));
         RequireOtherTable(i);
-        connection.Execute(DeleteStatement(name));
+        Waited([&] { connection.Execute(DeleteStatement(name)); });
         AppendLog(log_line::Deleted(name));
         return kTrue;
     } catch (const std::exception& error) {
         AppendLog(log_line::DeleteFailed(name, ErrorText(error)));
+        NoteIfCancelled(error);
         return kFalse;
     }
 }

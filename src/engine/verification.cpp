@@ -48,10 +48,8 @@ public:
             select += TargetColumnInList(TargetColumnName(source, *row));
         }
         CutLast(select);
-        rows_.Open(select + " FROM " + TargetTable(target.Name),
-                   TargetConnStr,
-                   adOpenForwardOnly,
-                   adLockReadOnly);
+        select += " FROM " + TargetTable(target.Name);
+        Waited([&] { rows_.Open(select, TargetConnStr, adOpenForwardOnly, adLockReadOnly); });
     }
     std::vector<int> Types() const override {
         std::vector<int> types;
@@ -184,7 +182,9 @@ public:
         const auto table = StatementsOf(i, RowWay::Insert);
         for (const auto& statement : table.statements) {
             if (statement.use == RunStatement::Use::Select) {
-                rows_.Open(statement.text, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
+                Waited([&] {
+                    rows_.Open(statement.text, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
+                });
             }
         }
     }

@@ -7,6 +7,7 @@
 // it.
 #include "programs/run_window.h"
 
+#include "data/answer_watch.h"
 #include "engine/pages/log_view.h"
 #include "engine/pages/run_display.h"
 #include "engine/run_log.h"
@@ -145,6 +146,7 @@ private:
     void Cancel() {
         cancelled_ = true;
         cancel_->setEnabled(false);
+        CancelWaits();
     }
     void OpenRejects() { QDesktopServices::openUrl(QUrl::fromLocalFile(rejects_)); }
 

@@ -181,6 +181,12 @@ public:
                       ledger_->Failed(error);
                   }
               }) {
+        scope_.OnCancel = [this] {
+            NoteCancelled();
+            if (ledger_) {
+                ledger_->OpenNotReached();
+            }
+        };
         style_.qualifier = TextDestQual;
         style_.delimiter = TextDestDelim;
         style_.closing = TextDestQual + TextDestDelim;
@@ -356,6 +362,12 @@ void TextRun::WriteTable(const TableRec& source, const TableRec& target) {
     rows_.read = 0;
     rows_.loaded = 0;
     OpenSourceRows(load, statements, adOpenForwardOnly);
+    if (scope_.Cancelled) {
+        // Without columns there would be no heading: a former file stays.
+        AppendLog(log_line::RowsLoaded(rows_.loaded));
+        report_->Outcome = TableOutcome::Cancelled;
+        return;
+    }
     const bool long_columns = TextDestFormat == "FIXED" && HasLongFields(load);
     if (long_columns) {
         AppendLog(log_line::LongColumns());

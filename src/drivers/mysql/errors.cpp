@@ -5,10 +5,13 @@
 
 #include "drivers/mysql/errors.h"
 
+#include "data/answer_watch.h"
+#include "data/cancelled.h"
 #include "data/connection_string.h"
 #include "data/message_text.h"
 
 #include <errmsg.h>
+#include <mysqld_error.h>
 
 #include <optional>
 #include <string_view>
@@ -55,7 +58,8 @@ DataError FromServer(const char* state, unsigned code, const char* text, const M
         description =
             "The MySQL server reported error " + std::to_string(code) + " without a text.";
     }
-    DataError error(NumberFor(state), std::move(description), kSource);
+    const bool stopped = code == ER_QUERY_INTERRUPTED && WaitsAreCancelled();
+    DataError error(stopped ? kErrCancelled : NumberFor(state), std::move(description), kSource);
     if (IsAnswerLost(code)) {
         error.SetArrivedRows(std::nullopt);
     }

@@ -7,6 +7,7 @@
 
 #include "drivers/odbc/bound_statement.h"
 
+#include "data/cancelled.h"
 #include "data/cell_copies.h"
 #include "drivers/odbc/errors.h"
 
@@ -111,7 +112,7 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
         link_->Prepare(statement_, sql_);
     }
     PrepareAgain();
-    const AnswerWatch::Wait wait(link_->Watch());
+    const Link::Call call(*link_, statement_);
     auto result = SQLExecute(statement_.Get());
     if (result == SQL_NEED_DATA) {
         result = ExecuteWithLongValues();
@@ -168,9 +169,20 @@ void BoundStatement::SendKept(RowOutcomes& outcomes) {
             } else {
                 SendToTheFirstRefused(outcomes);
             }
+            DropAfterStop(outcomes);
         }
     } catch (const DataError& error) {  // of a call before anything was sent
         outcomes.resize(rows, error);
+        parameters_.DropKept(parameters_.Kept());
+    }
+}
+
+// Behind a row that the user's cancel has stopped none is sent any more.
+void BoundStatement::DropAfterStop(RowOutcomes& outcomes) {
+    if (!outcomes.empty() && outcomes.back() && IsCancelled(*outcomes.back())) {
+        DataError stopped = *outcomes.back();
+        stopped.SetArrivedRows(0);  // whatever is known of the one before them
+        outcomes.resize(outcomes.size() + parameters_.Kept(), stopped);
         parameters_.DropKept(parameters_.Kept());
     }
 }
@@ -195,7 +207,7 @@ SQLRETURN BoundStatement::ExecuteKept(std::size_t rows) {
     std::fill(status_.begin(), status_.end(), kUntouched);
     processed_ = 0;
     PrepareAgain();
-    const AnswerWatch::Wait wait(link_->Watch());
+    const Link::Call call(*link_, statement_);
     return SQLExecute(statement_.Get());
 }
 
@@ -219,6 +231,15 @@ void BoundStatement::SendEachRow(RowOutcomes& outcomes) {
         records = ReadBlockDiagnostics(statement_.Get(), link_->GetTraits().wide_calls, rows);
     }
     SQLFreeStmt(statement_.Get(), SQL_CLOSE);
+    if (link_->WasStopped()) {
+        // All were sent. FreeTDS gives the status of a stored row to the one that was under way,
+        // and throws away what the server says of those behind it.
+        auto unknown = link_->ErrorOf(records);
+        unknown.SetArrivedRows(std::nullopt);
+        outcomes.resize(outcomes.size() + rows, unknown);
+        parameters_.DropKept(rows);
+        return;
+    }
     if (link_->Watch().Ended() != AnswerWatch::End::None || IsAnswerLost(records)) {
         // All of them were sent; what the server did with them it couldn't say any more.
         outcomes.resize(outcomes.size() + rows, link_->ErrorOf(records));
@@ -282,8 +303,9 @@ void BoundStatement::SendAllOrNothing(RowOutcomes& outcomes) {
         link_->CommitEach(true);
     }
     // One by one now, so that only those that are refused are missing in the end.
-    while (undone && parameters_.Kept() > 0) {
+    while (undone && !IsCancelled(*refusal) && parameters_.Kept() > 0) {
         SendOne(outcomes);
+        DropAfterStop(outcomes);
     }
     outcomes.resize(outcomes.size() + parameters_.Kept(), refusal);
     parameters_.DropKept(parameters_.Kept());

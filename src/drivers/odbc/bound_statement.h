@@ -45,6 +45,7 @@ private:
     void SendAllOrNothing(RowOutcomes& outcomes);
     void SendToTheFirstRefused(RowOutcomes& outcomes);
     void SendOne(RowOutcomes& outcomes);
+    void DropAfterStop(RowOutcomes& outcomes);
 
     std::shared_ptr<Link> link_;
     std::string sql_;

@@ -64,7 +64,7 @@ void OdbcCursor::Start(std::vector<Column> columns) {
     }
     // What a server says about rows affected comes as results of its own before the rows.
     while (columns.empty()) {
-        const AnswerWatch::Wait wait(link_->Watch());
+        const Link::Call call(*link_, statement_);
         const auto result = SQLMoreResults(statement_.Get());
         link_->Check(result, statement_);
         if (result == SQL_NO_DATA) {

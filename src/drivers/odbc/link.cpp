@@ -6,6 +6,7 @@
 
 #include "drivers/odbc/link.h"
 
+#include "data/cancelled.h"
 #include "drivers/odbc/errors.h"
 #include "drivers/odbc/text_form.h"
 
@@ -69,6 +70,7 @@ Link::Link(const Login& login, const ConnectionString& connection, const Tuning&
     Connect(login);
     const auto opened = sockets.Find();
     std::for_each(opened.begin(), opened.end(), NoticeDeadNetwork);
+    watch_.SetStopper([this] { StopCall(); });
     watch_.Watch(opened);
     LearnTraits(login.library);
 }
@@ -187,7 +189,7 @@ void Link::Prepare(const StatementHandle& statement, std::string_view sql) const
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
-    const AnswerWatch::Wait wait(watch_);
+    const Call call(*this, statement);
     Check(wide ? SQLPrepareW(statement.Get(), text.Wide(), length)
                : SQLPrepare(statement.Get(), text.Narrow(), length),
           statement);
@@ -197,7 +199,7 @@ SQLRETURN Link::ExecuteDirect(const StatementHandle& statement, std::string_view
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
-    const AnswerWatch::Wait wait(watch_);
+    const Call call(*this, statement);
     const auto result = wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
                              : SQLExecDirect(statement.Get(), text.Narrow(), length);
     Check(result, statement);
@@ -229,7 +231,7 @@ void Link::ListTables(const StatementHandle& statement) const {
     const bool wide = traits_.wide_calls;
     const CallText text(catalog, wide);
     const auto length = text.Count<SQLSMALLINT>(wide);
-    const AnswerWatch::Wait wait(watch_);
+    const Call call(*this, statement);
     const auto result = wide ? SQLTablesW(statement.Get(),
                                           catalog.empty() ? nullptr : text.Wide(),
                                           length,
@@ -252,7 +254,12 @@ void Link::ListTables(const StatementHandle& statement) const {
 }
 
 void Link::DropFurtherResults(const StatementHandle& statement) const {
-    const AnswerWatch::Wait wait(watch_);
+    if (WasStopped()) {
+        // It came too late: the statement has done its work.
+        SQLFreeStmt(statement.Get(), SQL_CLOSE);
+        return;
+    }
+    const Call call(*this, statement);
     // What goes wrong in later parts of a batch comes with their results.
     for (;;) {
         const auto result = SQLMoreResults(statement.Get());
@@ -298,7 +305,47 @@ DataError Link::ErrorOf(const StatementHandle& statement) const {
 }
 
 DataError Link::ErrorOf(const std::vector<DiagnosticRecord>& records) const {
-    return WithReason(Masked(StatementError(records, source_)));
+    auto error = WithReason(Masked(StatementError(records, source_)));
+    if (!WasStopped() || watch_.Ended() != AnswerWatch::End::None) {
+        return error;
+    }
+    DataError stopped(kErrCancelled, error.Description(), error.Source());
+    // The protocol of SQL Server throws away what the server had still to say: it may have been
+    // that the row is stored.
+    stopped.SetArrivedRows(traits_.dialect == Dialect::SqlServer ? std::nullopt
+                                                                 : error.ArrivedRows());
+    return stopped;
+}
+
+bool Link::BeginCall(SQLHANDLE statement) const {
+    if (calling_.load(std::memory_order_relaxed) != nullptr) {
+        return false;
+    }
+    const SQLHANDLE stopped = stopped_.load(std::memory_order_relaxed);
+    if (stopped != nullptr && (stopped != statement || !WaitsAreCancelled())) {
+        stopped_.store(nullptr, std::memory_order_relaxed);
+    }
+    calling_.store(statement);
+    return true;
+}
+
+// Both sides write first and then read what the other has written: either the stop finds no
+// statement any more, or this end sees the stop and waits for it.
+void Link::EndCall() const {
+    calling_.store(nullptr);
+    if (stopping_.load()) {
+        const std::lock_guard through(stop_mutex_);
+    }
+}
+
+void Link::StopCall() const {
+    const std::lock_guard lock(stop_mutex_);
+    stopping_.store(true);
+    if (SQLHANDLE const statement = calling_.load()) {
+        stopped_.store(statement, std::memory_order_release);
+        SQLCancel(statement);
+    }
+    stopping_.store(false);
 }
 
 void Link::CommitEach(bool each) const {

@@ -9,8 +9,10 @@
 #include "drivers/odbc/handles.h"
 #include "drivers/odbc/translation.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -53,6 +55,30 @@ public:
     const std::string& Source() const { return source_; }
     // Of the sockets that the driver has opened. Each call that asks the server waits under it.
     AnswerWatch& Watch() const { return watch_; }
+    // One call that asks the server by a statement: waits under the watch, and is stopped at the
+    // server when the user cancels meanwhile. Costs two stores more. Calls don't nest: a further
+    // one inside has no effect.
+    class Call {
+    public:
+        Call(const Link& link, const StatementHandle& statement)
+            : wait_(link.watch_), link_(link), outer_(link.BeginCall(statement.Get())) {}
+        ~Call() {
+            if (outer_) {
+                link_.EndCall();
+            }
+        }
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+
+    private:
+        AnswerWatch::Wait wait_;
+        const Link& link_;
+        bool outer_;
+    };
+    // Whether the statement of the last call was stopped in that way: its errors come from there,
+    // also those of later calls. A stop that comes when the statement has just ended closes its
+    // results.
+    bool WasStopped() const { return stopped_.load(std::memory_order_acquire) != nullptr; }
     // An error has said that the connection broke off.
     bool IsLost() const { return lost_; }
 
@@ -91,6 +117,9 @@ public:
     void EndStream(const Streamer* streamer);
 
 private:
+    bool BeginCall(SQLHANDLE statement) const;
+    void EndCall() const;
+    void StopCall() const;
     void Connect(const Login& login);
     DataError Masked(const DataError& error) const;
     DataError WithReason(DataError error) const;
@@ -100,6 +129,12 @@ private:
 
     EnvironmentHandle environment_;
     ConnectionHandle handle_;
+    // The statement of the call that goes on. Read and used by the watch's own thread, which the
+    // call's end waits for: a statement is never freed under a stop.
+    mutable std::atomic<SQLHANDLE> calling_ = nullptr;
+    mutable std::atomic<bool> stopping_ = false;
+    mutable std::atomic<SQLHANDLE> stopped_ = nullptr;
+    mutable std::mutex stop_mutex_;
     mutable AnswerWatch watch_;
     mutable bool lost_ = false;  // the connection broke off, and an error has said so
     Tuning tuning_;

@@ -47,7 +47,7 @@ FieldBytes ReadField(const Link& link,
         // Whole units only: a driver could put half a UTF-16 unit into an odd byte.
         const auto room = (buffer.Capacity() - have) & ~std::size_t{1};
         SQLLEN indicator = SQL_NO_TOTAL;
-        const AnswerWatch::Wait wait(link.Watch());
+        const Link::Call call(link, statement);
         const auto result = SQLGetData(statement.Get(),
                                        number,
                                        CTypeOf(column.form),

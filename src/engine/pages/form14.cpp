@@ -9,6 +9,7 @@
 #include "core/route.h"
 #include "core/session_state.h"
 #include "core/settings.h"
+#include "data/answer_watch.h"
 #include "data/error_text.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
@@ -112,6 +113,7 @@ void Form14::Start() {
     }
     // A late line has no place to go: the page may be closed at any time from here.
     CurrentRunView = nullptr;
+    AllowWaits();
     TheMainWindow().LeaveInputTo(nullptr);
     running_ = false;
     display_->TellProgressTo(nullptr);
@@ -241,6 +243,14 @@ void Form14::TellOutcome(bool ended_early) {
     SetNotice(std::move(notice));
 }
 
+// A server may be working on one while the page waits. Only for this run: what other pages ask
+// servers afterwards has its time.
+void Form14::StopStatement() {
+    if (running_) {
+        CancelWaits();
+    }
+}
+
 void Form14::Cancel() {
     const auto answer = CurrentDialogs().Show({"Are you sure to cancel Loading",
                                                "Cancel Loading",
@@ -252,6 +262,7 @@ void Form14::Cancel() {
     }
     SessionCancelled = kTrue;
     TableCancelled = kTrue;
+    StopStatement();
     // Before a run there is nothing to wait for.
     if (ui_->StartButton->isEnabled()) {
         UnloadPage("Form14");
@@ -267,6 +278,7 @@ bool Form14::QueryUnload() {
     if (AskYesNo("Are you sure you want to close this session", "Cancel Session")) {
         SessionCancelled = kTrue;
         TableCancelled = kTrue;
+        StopStatement();
         leave_after_run_ = running_;
     }
     return false;

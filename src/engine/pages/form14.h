@@ -31,6 +31,7 @@ public:
 private:
     void Start();
     void Cancel();
+    void StopStatement();
     // Beside the log, whose words are fixed: what became of the tables, with links to their errors.
     std::string ShortOf(const std::string& table) const;
     void TellOutcome(bool ended_early);

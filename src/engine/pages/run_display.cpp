@@ -8,8 +8,11 @@
 #include <QCoreApplication>
 #include <QScrollBar>
 
-#include <future>
+#include <condition_variable>
 #include <limits>
+#include <mutex>
+#include <system_error>
+#include <thread>
 
 namespace vantry {
 namespace {
@@ -21,6 +24,61 @@ constexpr std::chrono::milliseconds kFirstProgress{1000};
 constexpr std::chrono::milliseconds kBetweenProgress{250};
 
 }  // namespace
+
+// The thread for what the run waits for. One for all: a batch of rows may take less time than to
+// start a thread does.
+class RunDisplay::Helper {
+public:
+    Helper() : thread_([this] { Loop(); }) {}
+    ~Helper() {
+        {
+            const std::lock_guard lock(mutex_);
+            ends_ = true;
+        }
+        begun_.notify_one();
+        thread_.join();
+    }
+    Helper(const Helper&) = delete;
+    Helper& operator=(const Helper&) = delete;
+
+    // `work` stays the caller's, who waits for its end.
+    void Start(const std::function<void()>& work) {
+        {
+            const std::lock_guard lock(mutex_);
+            work_ = &work;
+        }
+        begun_.notify_one();
+    }
+    bool IsDoneWithin(std::chrono::milliseconds time) {
+        std::unique_lock lock(mutex_);
+        return done_.wait_for(lock, time, [this] { return work_ == nullptr; });
+    }
+
+private:
+    void Loop() {
+        std::unique_lock lock(mutex_);
+        for (;;) {
+            begun_.wait(lock, [this] { return ends_ || work_ != nullptr; });
+            if (ends_) {
+                return;
+            }
+            lock.unlock();
+            (*work_)();
+            lock.lock();
+            work_ = nullptr;
+            done_.notify_one();
+        }
+    }
+
+    std::mutex mutex_;
+    std::condition_variable begun_;
+    std::condition_variable done_;
+    const std::function<void()>* work_ = nullptr;
+    bool ends_ = false;
+    std::thread thread_;  // last: it uses the others
+};
+
+RunDisplay::~RunDisplay() = default;
 
 RunDisplay::RunDisplay(QPlainTextEdit& log,
                        QLabel& counter,
@@ -78,14 +136,23 @@ void RunDisplay::SetBarValue(std::int64_t value) {
     bar_changed_ = true;
 }
 
-// On a thread of its own. Most work is over before anybody could notice, and then no events come in
-// between.
+// Most work is over before anybody could notice, and then no events come in between.
 void RunDisplay::WaitFor(const std::function<void()>& work) {
-    Flush();
-    const auto done = std::async(std::launch::async, work);
-    while (done.wait_for(kBetweenEvents) != std::future_status::ready) {
-        DoEvents();
+    if (helper_ == nullptr) {
+        try {
+            helper_ = std::make_unique<Helper>();
+        } catch (const std::system_error&) {
+            work();  // the system has no thread left: the window stands still meanwhile
+            return;
+        }
     }
+    helper_->Start(work);
+    if (helper_->IsDoneWithin(kBetweenEvents)) {
+        return;
+    }
+    do {
+        DoEvents();
+    } while (!helper_->IsDoneWithin(kBetweenEvents));
 }
 
 void RunDisplay::DoEvents() {
@@ -106,6 +173,7 @@ void RunDisplay::TellProgressTo(std::function<void(const RunProgress& progress)>
     tell_progress_ = std::move(tell);
     const auto now = RunProgress::Clock::now();
     progress_.emplace(now);
+    taskbar_.Hide();
     next_progress_ = now + kFirstProgress;
     loaded_ = 0;
     total_ = 0;
@@ -119,6 +187,7 @@ void RunDisplay::TellProgress() {
     next_progress_ = now + kBetweenProgress;
     progress_->TakeFromReport(loaded_, total_);
     progress_->Tick(now);
+    taskbar_.Show(progress_->Fraction());
     tell_progress_(*progress_);
 }
 

@@ -5,6 +5,7 @@
 
 #include "engine/run_progress.h"
 #include "engine/run_view.h"
+#include "shell/taskbar_progress.h"
 
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -12,6 +13,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -24,6 +26,7 @@ public:
                QLabel& counter,
                QProgressBar& bar,
                std::function<void(std::string_view)> tell);
+    ~RunDisplay() override;
 
     // The log is written at once: a line must be there if the run hangs after it.
     void SetLogText(std::string_view text) override;
@@ -44,12 +47,16 @@ public:
     void Flush();
 
     // A run begins: from its second second on `tell` hears four times a second how it is getting
-    // on. For what shows that beside the three widgets. Null: it has ended.
+    // on. For what shows that beside the three widgets. The taskbar shows it, too. Null: it has
+    // ended.
     void TellProgressTo(std::function<void(const RunProgress& progress)> tell);
 
 private:
     void TellProgress();
 
+    TaskbarProgress taskbar_;
+    class Helper;
+    std::unique_ptr<Helper> helper_;  // from the first call that is waited for
     QPlainTextEdit& log_;
     QLabel& counter_;
     QProgressBar& bar_;

@@ -2,9 +2,11 @@
 
 #include "engine/pages/form14.h"
 
+#include "data/answer_watch.h"
 #include "engine/run_report.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
+#include "support/private_mariadb.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 #include "text/text_source.h"
@@ -15,6 +17,9 @@
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTimer>
+
+#include <chrono>
+#include <cstdio>
 
 namespace vantry {
 namespace {
@@ -171,6 +176,50 @@ TEST_F(Form14Test, ARunWithErrorsSaysSoBesideTheLogAndLeadsToThem) {
     EXPECT_GT(box.textCursor().blockNumber(), CurrentRunReport.Tables.at(1).LogLine);
     EXPECT_TRUE(box.findChild<LogView*>()->NextError()) << "round to the same one";
     EXPECT_EQ(FromQt(box.textCursor().block().text()), line);
+}
+
+// The first batch waits for a table that somebody else has locked.
+TEST_F(Form14Test, ACancelIsAnsweredWhileAServerWorksAndStopsItsStatement) {
+    if (const auto missing = test::PrivateMariaDb::Missing(); !missing.empty()) {
+        GTEST_SKIP() << missing;
+    }
+    const test::PrivateMariaDb server;
+    MakeTextSession(1000);
+    TargetType = "MySQL";
+    TargetConnStr = server.ConnectionText();
+    Connection other;
+    other.Open(TargetConnStr);
+    other.Execute("create table orders (id int, name varchar(40))");
+    test::MapTables();
+    DstTables[0].Name = "orders";
+    SrcTables[0].TableExists = kTrue;
+    other.Execute("lock tables orders write");
+    ShowPage("Form14");
+    dialogs_.answers = {BoxAnswer::Yes};
+    int painted = 0;
+    QTimer window;
+    QObject::connect(&window, &QTimer::timeout, [&] { ++painted; });
+    window.start(20);
+    std::chrono::steady_clock::time_point cancelled;
+    QTimer::singleShot(600, [&] {
+        cancelled = std::chrono::steady_clock::now();
+        Press("Form14", "CNCLBUTT");
+    });
+    Press("Form14", "StartButton");
+    const std::chrono::duration<double, std::milli> took =
+        std::chrono::steady_clock::now() - cancelled;
+    std::printf("%.0f ms from the cancel to the end of the run\n", took.count());
+    EXPECT_LT(took.count(), 3000);
+    EXPECT_GT(painted, 8);
+    const std::string log = Log();
+    EXPECT_EQ(log.find("Error"), std::string::npos) << log;
+    EXPECT_NE(log.find("User Requested to cancel loading"), std::string::npos) << log;
+    const auto& table = CurrentRunReport.Tables.at(0);
+    EXPECT_EQ(table.Outcome, TableOutcome::Cancelled);
+    EXPECT_EQ(table.Errors, 0);
+    EXPECT_EQ(table.RowsRejected, 0);
+    EXPECT_EQ(table.FirstRowNotReached(), 1);
+    EXPECT_FALSE(WaitsAreCancelled()) << "other pages ask servers next";
 }
 
 // Beside the log that the session was saved with, where a runner writes its own at the same moment.
