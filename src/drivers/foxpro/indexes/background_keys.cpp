@@ -11,7 +11,8 @@
 namespace vantry::foxpro {
 namespace {
 
-constexpr std::size_t kBlockBytes = 256U << 10;
+constexpr std::size_t kBlockBytes = 512U << 10;
+constexpr std::size_t kWorthABlock = 16U << 10;  // by then it will be filled
 
 }  // namespace
 
@@ -28,6 +29,10 @@ BackgroundKeys::BackgroundKeys(const TableLayout& layout,
 
 void BackgroundKeys::Add(const RecordView& record) {
     auto& block = blocks_[filled_];
+    if (block.bytes.size() + record.bytes.size() > block.bytes.capacity() &&
+        block.bytes.size() >= kWorthABlock) {
+        block.bytes.reserve(block_bytes_ + record.bytes.size());
+    }
     block.bytes.insert(block.bytes.end(), record.bytes.begin(), record.bytes.end());
     block.numbers.push_back(record.number);
     if (block.bytes.size() < block_bytes_) {
@@ -80,7 +85,6 @@ void BackgroundKeys::Digest(const Block& block) noexcept {
         return;
     }
     try {
-        std::size_t gathered = 0;
         for (const auto& tag : *tags_) {
             if (!tag->IsMadeInBackground()) {
                 continue;
@@ -93,23 +97,40 @@ void BackgroundKeys::Digest(const Block& block) noexcept {
                     tag->batch.Add(tag->key, number, false);
                 }
             }
-            gathered += tag->batch.CanPack() ? tag->batch.Bytes() : 0;
         }
+        PackOldest();
         std::size_t kept = 0;
         for (const auto& tag : *tags_) {
             // A flush without the table passes over such a tag, so its bytes would never be freed
             // by one.
-            if (!tag->IsMadeInBackground() || tag->NeedsTable()) {
-                continue;
+            if (tag->IsMadeInBackground() && !tag->NeedsTable()) {
+                kept += tag->batch.PackedBytes() + (tag->batch.CanPack() ? 0 : tag->batch.Bytes());
             }
-            if (gathered >= memory_ && tag->batch.CanPack()) {
-                tag->batch.Pack(room_);
-            }
-            kept += tag->batch.PackedBytes() + (tag->batch.CanPack() ? 0 : tag->batch.Bytes());
         }
         kept_ = kept;
     } catch (...) {
         error_ = std::current_exception();
+    }
+}
+
+// One tag at a time, in turn: packing all of them at once would take so long that the owner had to
+// wait for a free block.
+void BackgroundKeys::PackOldest() {
+    for (;;) {
+        std::size_t gathered = 0;
+        Tag* oldest = nullptr;
+        for (const auto& tag : *tags_) {
+            if (tag->IsMadeInBackground() && !tag->NeedsTable() && tag->batch.CanPack()) {
+                gathered += tag->batch.Bytes();
+                if (oldest == nullptr || tag->batch.Count() > oldest->batch.Count()) {
+                    oldest = tag.get();
+                }
+            }
+        }
+        if (oldest == nullptr || gathered < memory_) {
+            return;
+        }
+        oldest->batch.Pack(room_);
     }
 }
 

@@ -46,10 +46,13 @@ private:
         std::vector<std::byte> bytes;
         std::vector<RecordNumber> numbers;
     };
-    static constexpr std::size_t kBlocks = 4;  // one is filled, the others wait or are in work
+    // One is filled, the others wait or are in work. Enough for the rows that come while a tag is
+    // packed.
+    static constexpr std::size_t kBlocks = 6;
 
     void HandOver();
     void Digest(const Block& block) noexcept;
+    void PackOldest();
 
     const TableLayout* layout_;
     const std::string* table_;

@@ -7,7 +7,8 @@
 namespace vantry::foxpro {
 namespace {
 
-constexpr std::size_t kPartBytes = 128U << 10;
+constexpr std::size_t kPartBytes =
+    512U << 10;  // waking the other thread takes as long as merging some hundred
 constexpr std::size_t kMostParts = 4;  // that wait
 
 }  // namespace
@@ -36,12 +37,31 @@ void EditPipe::Fill(const std::function<std::unique_ptr<TreeEdits>()>& sorted) n
     changed_.notify_all();
 }
 
+// One that was emptied, if there is one: its memory needn't be cleared and handed out again.
+EditPipe::Part EditPipe::UsedPart() {
+    const std::lock_guard lock(mutex_);
+    Part part;
+    if (!used_.empty()) {
+        part = std::move(used_.back());
+        used_.pop_back();
+    }
+    return part;
+}
+
 // False: nobody wants more.
 bool EditPipe::PassOn(TreeEdits& edits) {
-    Part part;
+    Part part = UsedPart();
     part.entries.resize(std::max<std::size_t>(kPartBytes / size_, 1) * size_);
+    part.removals.clear();
     std::size_t filled = 0;
-    for (; filled < part.entries.size() && edits.Entry() != nullptr; edits.Next()) {
+    while (filled < part.entries.size() && edits.Entry() != nullptr) {
+        if (part.removals.empty() && !edits.IsRemoval()) {
+            const auto copied = edits.CopyTo(std::span(part.entries).subspan(filled));
+            filled += copied;
+            if (copied != 0) {
+                continue;
+            }
+        }
         std::memcpy(part.entries.data() + filled, edits.Entry(), size_);
         // Nothing before this one was a removal; from here on each entry has its mark.
         if (edits.IsRemoval() && part.removals.empty()) {
@@ -51,6 +71,7 @@ bool EditPipe::PassOn(TreeEdits& edits) {
             part.removals.push_back(edits.IsRemoval() ? 1 : 0);
         }
         filled += size_;
+        edits.Next();
     }
     part.entries.resize(filled);
     std::unique_lock lock(mutex_);
@@ -66,6 +87,9 @@ void EditPipe::TakePart() {
     entry_ = nullptr;
     removal_ = false;
     std::unique_lock lock(mutex_);
+    if (!part_.entries.empty()) {
+        used_.push_back(std::exchange(part_, {}));
+    }
     changed_.wait(lock, [this] { return ended_ || !parts_.empty(); });
     if (parts_.empty()) {
         if (error_) {

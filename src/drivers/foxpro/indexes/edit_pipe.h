@@ -42,6 +42,7 @@ private:
         std::vector<std::byte> entries;
         std::vector<std::uint8_t> removals;  // empty if there is none
     };
+    Part UsedPart();
     void TakePart();
     bool PassOn(TreeEdits& edits);
 
@@ -54,6 +55,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     std::deque<Part> parts_;
+    std::vector<Part> used_;
     bool closing_ = false;
     bool ended_ = false;
     std::exception_ptr error_;

@@ -17,14 +17,6 @@ namespace {
 constexpr std::size_t kDigits = 8;
 constexpr std::size_t kDigitValues = 256;
 constexpr std::size_t kFewEntries = 128;
-constexpr std::size_t kReadBytes = 64 * kIndexPage;
-
-// As a number that is ordered as the bytes are; what is missing at the end counts as zeros.
-std::uint64_t StartOf(const std::byte* at, std::size_t length) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, at, std::min(length, sizeof word));
-    return __builtin_bswap64(word);
-}
 
 std::uint64_t HashOf(ByteSpan key) {
     std::uint64_t hash = 0x9E3779B97F4A7C15U ^ key.size();
@@ -70,112 +62,6 @@ void SortByDigits(std::span<SortRoom::Item> items, std::span<SortRoom::Item> oth
         std::copy(items.begin(), items.end(), others.begin());
     }
 }
-
-// The entries of packed leaves, one after the other.
-class PackedRun : public TreeEdits {
-public:
-    PackedRun(const PackedEntries& packed, const TreeShape& shape)
-        : packed_(&packed), shape_(shape) {
-        Load();
-    }
-    void Next() override {
-        entry_ += shape_.EntrySize();
-        if (++number_ == node_.count) {
-            Load();
-        }
-    }
-
-private:
-    void Load() {
-        number_ = 0;
-        entry_ = nullptr;
-        if (leaves_.empty() && read_ < packed_->size) {
-            ReadMore();
-        }
-        if (!leaves_.empty()) {
-            DecodeNode(leaves_.first(kIndexPage), shape_, node_);
-            leaves_ = leaves_.subspan(kIndexPage);
-            entry_ = node_.entries.data();
-        }
-    }
-    void ReadMore() {
-        const auto length = std::min<std::uint64_t>(packed_->size - read_, kReadBytes);
-        if (packed_->file != nullptr) {
-            buffer_.resize(length);
-            packed_->file->Read(packed_->start + read_, buffer_);
-            leaves_ = buffer_;
-        } else {
-            leaves_ = ByteSpan(packed_->leaves).subspan(read_, length);
-        }
-        read_ += length;
-    }
-
-    const PackedEntries* packed_;
-    TreeShape shape_;
-    std::uint64_t read_ = 0;
-    std::vector<std::byte> buffer_;
-    ByteSpan leaves_;  // not decoded yet
-    Node node_;
-    std::size_t number_ = 0;
-};
-
-// Several sorted parts as one: a heap, with the first of all entries on top.
-class MergedRuns : public TreeEdits {
-public:
-    MergedRuns(std::span<const PackedEntries> runs, const EditList& rest, const TreeShape& shape)
-        : size_(shape.EntrySize()) {
-        for (const auto& run : runs) {
-            parts_.push_back(std::make_unique<PackedRun>(run, shape));
-        }
-        parts_.push_back(std::make_unique<EditList>(rest));
-        std::erase_if(parts_, [](const auto& part) { return part->Entry() == nullptr; });
-        for (std::size_t k = parts_.size() / 2; k-- > 0;) {
-            SiftDown(k);
-        }
-        Stand();
-    }
-    // Often the same part has the next one, too: equal keys come in the order of their records.
-    void Next() override {
-        parts_.front()->Next();
-        if (parts_.front()->Entry() == nullptr) {
-            std::swap(parts_.front(), parts_.back());
-            parts_.pop_back();
-            SiftDown(0);
-            Stand();
-        } else if (parts_.size() > 1 && IsBefore(runner_up_, 0)) {
-            std::swap(parts_.front(), parts_[runner_up_]);
-            SiftDown(runner_up_);
-            Stand();
-        } else {
-            entry_ = parts_.front()->Entry();
-        }
-    }
-
-private:
-    void Stand() {
-        entry_ = parts_.empty() ? nullptr : parts_.front()->Entry();
-        // The second of all is one of the two below the top, so a single comparison tells whether
-        // the next entry of the first part is still the first.
-        runner_up_ = parts_.size() > 2 && IsBefore(2, 1) ? 2 : 1;
-    }
-    bool IsBefore(std::size_t left, std::size_t right) const {
-        return CompareEntries(parts_[left]->Entry(), parts_[right]->Entry(), size_) < 0;
-    }
-    void SiftDown(std::size_t at) {
-        for (std::size_t child = 2 * at + 1; child < parts_.size(); child = 2 * at + 1) {
-            child += child + 1 < parts_.size() && IsBefore(child + 1, child) ? 1 : 0;
-            if (!IsBefore(child, at)) {
-                return;
-            }
-            std::swap(parts_[at], parts_[child]);
-            at = child;
-        }
-    }
-
-    std::size_t size_;
-    std::size_t runner_up_ = 1;
-    std::vector<std::unique_ptr<TreeEdits>> parts_;
-};
 
 }  // namespace
 
@@ -413,7 +299,7 @@ std::unique_ptr<TreeEdits> EntryBatch::Sorted(SortRoom& room) const {
     if (runs_.empty()) {
         return std::make_unique<EditList>(SortedList(room));
     }
-    return std::make_unique<MergedRuns>(runs_, SortedList(room), shape_);
+    return MergeRuns(runs_, SortedList(room), shape_);
 }
 
 }  // namespace vantry::foxpro

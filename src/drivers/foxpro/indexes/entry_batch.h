@@ -2,6 +2,7 @@
 // Entries of a tag that come and go with the rows of a batch, gathered to be put into the tree in
 // one go and in its order.
 
+#include "drivers/foxpro/indexes/merged_runs.h"
 #include "drivers/foxpro/indexes/tree.h"
 #include "files/scratch_file.h"
 
@@ -28,14 +29,6 @@ struct SortRoom {
     std::vector<std::uint8_t> removals;
     std::vector<std::byte> leaves;
     file::ScratchFile packed;
-};
-
-// Sorted entries, packed as leaves one behind the other: in a file, or here if that doesn't work.
-struct PackedEntries {
-    const file::ScratchFile* file = nullptr;
-    std::uint64_t start = 0;
-    std::uint64_t size = 0;
-    std::vector<std::byte> leaves;
 };
 
 class EntryBatch {

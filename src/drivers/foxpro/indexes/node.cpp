@@ -104,6 +104,8 @@ std::size_t TrailOf(const std::byte* key, const TreeShape& shape) {
     return shape.key_length - used;
 }
 
+}  // namespace
+
 std::size_t CommonLength(const std::byte* left, const std::byte* right, std::size_t most) {
     std::size_t at = 0;
     for (; at + kWord <= most; at += kWord) {
@@ -121,8 +123,6 @@ std::size_t CommonLength(const std::byte* left, const std::byte* right, std::siz
     }
     return at;
 }
-
-}  // namespace
 
 bool IsLeaf(ByteSpan page) {
     return (file::LoadU16(page, kNodeAttributes) & kNodeIsLeaf) != 0;

@@ -38,6 +38,21 @@ inline int CompareEntries(const std::byte* left, const std::byte* right, std::si
     return std::memcmp(left, right, size);
 }
 
+// The first eight bytes as a number that is ordered as they are; what is missing at the end counts
+// as zeros.
+inline std::uint64_t StartOf(const std::byte* at, std::size_t length) {
+    std::uint64_t word = 0;
+    if (length >= sizeof word) {
+        std::memcpy(&word, at, sizeof word);
+    } else {
+        std::memcpy(&word, at, length);
+    }
+    return __builtin_bswap64(word);
+}
+
+// How many bytes are the same before the first that differs, at most `most`.
+std::size_t CommonLength(const std::byte* left, const std::byte* right, std::size_t most);
+
 struct Node {
     bool leaf = true;
     PageAddress left = kNoPage;

@@ -48,7 +48,7 @@ struct TagDefinition {
 // Gives all records of the table one by one, in the order of their numbers, deleted ones too.
 using RecordWalk = std::function<void(const std::function<void(const RecordView&)>&)>;
 
-inline constexpr std::size_t kTagMemory = 8U << 20;
+inline constexpr std::size_t kTagMemory = 4U << 20;
 
 class TagSet {
 public:

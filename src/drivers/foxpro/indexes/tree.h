@@ -5,6 +5,8 @@
 #include "drivers/foxpro/indexes/index_pages.h"
 #include "drivers/foxpro/indexes/node.h"
 
+#include <algorithm>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <string>
@@ -23,6 +25,9 @@ public:
     virtual std::size_t Ahead() const { return 1; }
     // Passes over so many, at most those ahead.
     virtual void Skip(std::size_t /*entries*/) { Next(); }
+    // Copies entries that come into `out`, which has room for whole ones, and passes over them; not
+    // over one that goes. Returns bytes, 0 if there is no such way.
+    virtual std::size_t CopyTo(std::span<std::byte> /*out*/) { return 0; }
 
 protected:
     const std::byte* entry_ = nullptr;
@@ -44,6 +49,12 @@ public:
     void Skip(std::size_t entries) override {
         number_ += entries;
         Stand();
+    }
+    std::size_t CopyTo(std::span<std::byte> out) override {
+        const auto entries = std::min(Ahead(), out.size() / size_);
+        std::memcpy(out.data(), entry_, entries * size_);
+        Skip(entries);
+        return entries * size_;
     }
 
 private:
