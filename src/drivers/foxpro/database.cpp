@@ -152,7 +152,7 @@ std::shared_ptr<TableFile> FoxProDatabase::OpenFile(const Place& place) {
         }
         open_.erase(open);
     }
-    auto opened = std::make_shared<TableFile>(path, options_.tables, place.long_names);
+    auto opened = std::make_shared<TableFile>(path, options_.tables, place.long_names, place.name);
     if (expect_many_rows_) {
         opened->Group().ExpectManyRows();
     }

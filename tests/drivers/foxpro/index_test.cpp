@@ -125,6 +125,8 @@ TEST_F(IndexTest, ExpressionsAreEvaluatedOrNamed) {
              {"DATE()-d", "the function DATE() isn't known here"},
              {"nothing", "there is no field nothing"},
              {"m.x", "it has a variable"},
+             {"UPPER(other.name)", "it has a field of another table, other.name"},
+             {"tt->name", "it has a field of another table, tt.name"},
              {"m", "fields of the type M, such as M, aren't kept in keys here"},
              {"name+id", "an argument of + has a type that isn't known here"},
              {"name-v", "the operator - isn't known here between these values"},
@@ -145,6 +147,10 @@ TEST_F(IndexTest, ExpressionsAreEvaluatedOrNamed) {
               "unsupported: its order is SPANISH of code page 1252");
     EXPECT_EQ(KeyOf("id<8 AND v='a'", record, 1, "GENERAL"),
               "unsupported: it compares texts in the order GENERAL");
+    // The name in the container is one of its own, too.
+    auto named = table.Layout();
+    named.names.emplace_back("Order détails");
+    EXPECT_EQ(KeyOf("order_D\xC9TAILS.v", {&named, record.bytes, 1}, 6), "ab    ");
     auto russian = table.Layout();
     russian.code_page = 1251;
     EXPECT_EQ(KeyOf("name", {&russian, record.bytes, 1}, 20, "GENERAL"),

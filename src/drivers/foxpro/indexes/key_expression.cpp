@@ -10,7 +10,9 @@
 #include "data/letter_case.h"
 #include "drivers/foxpro/indexes/expression_node.h"
 #include "drivers/foxpro/indexes/field_value.h"
+#include "drivers/foxpro/table/text_coder.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 
@@ -349,9 +351,34 @@ private:
             if (EqualsNoCase(name, "m")) {
                 throw KeyTrouble("it has a variable");
             }
+            const auto alias = name;
             name = ReadName();
+            RequireOwnName(alias, name);
         }
         return MakeField(name);
+    }
+
+    // The value of another table's field depends on where that one stands.
+    void RequireOwnName(std::string_view alias, std::string_view field) const {
+        const TextCoder coder(layout_.code_page, false);
+        std::string scratch;
+        const auto decoded = coder.Decode(alias, scratch);
+        const auto wanted = UpperCased(decoded.value_or(alias));
+        for (const auto& name : layout_.names) {
+            auto own = UpperCased(name);
+            // What can't stand in a name is _ in the alias of the table.
+            std::replace_if(
+                own.begin(), own.end(), [](char c) { return !StartsName(c) && !IsDigit(c); }, '_');
+            if (own == wanted) {
+                return;
+            }
+        }
+        const bool may_be_long = !layout_.back_link.empty() && layout_.names.size() < 2;
+        throw KeyTrouble("it has a field of another table, " + std::string(alias) + "." +
+                         std::string(field) +
+                         (may_be_long ? ", unless its container calls the table so; open the "
+                                        "table through the container"
+                                      : ""));
     }
 
     // The long name counts; where it isn't known, its first ten letters are those of the header,

@@ -81,7 +81,8 @@ void GiveLongNames(TableLayout& layout, std::span<const std::string> names) {
 
 TableFile::TableFile(const std::string& path,
                      const TableOptions& options,
-                     std::span<const std::string> long_names)
+                     std::span<const std::string> long_names,
+                     std::string_view name)
     : path_(path), options_(options) {
     if (std::error_code unknown; fs::is_directory(path, unknown)) {
         throw CannotOpen(path, "it is a folder");
@@ -103,6 +104,10 @@ TableFile::TableFile(const std::string& path,
     auto header = ParseHeader(ReadHeaderBytes(), group_->SizeOf(kTable), path_);
     layout_ = std::move(header.layout);
     GiveLongNames(layout_, long_names);
+    layout_.names.push_back(fs::path(path).stem().string());
+    if (!name.empty()) {
+        layout_.names.emplace_back(name);
+    }
     NoteCount(header.record_count);
     version_ = group_->Version();
     bool guess_utf8 = false;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace vantry::foxpro {
@@ -28,9 +29,11 @@ class TableFile {
 public:
     // `path` exists as it is spelled. Throws DataError naming it if it is no table or can't be
     // read. `long_names`: of the container, one for each field that isn't hidden; empty: none.
+    // `name`: that by which the table is known beside its file's, if there is one.
     TableFile(const std::string& path,
               const TableOptions& options,
-              std::span<const std::string> long_names);
+              std::span<const std::string> long_names,
+              std::string_view name = {});
     ~TableFile();
     TableFile(const TableFile&) = delete;
     TableFile& operator=(const TableFile&) = delete;

@@ -50,6 +50,8 @@ struct TableLayout {
     std::vector<Field> fields;              // hidden ones too, in the order of the header
     std::optional<std::size_t> null_flags;  // number of the field of null flags
     std::string back_link;                  // path of the container, empty for a free table
+    // What the table is called: by its file, without the extension, and by its container.
+    std::vector<std::string> names;
     std::string trouble;  // what is wrong with the header and could be read all the same
 
     bool IsVisual() const {

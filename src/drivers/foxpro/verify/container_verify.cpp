@@ -161,7 +161,7 @@ private:
         // Opened once more: the checks below need the fields and the index as the engine reads
         // them.
         try {
-            TableFile file(table.path, {}, {});
+            TableFile file(table.path, {}, {}, table.name);
             CheckFields(table, file.Layout());
             CheckTags(table, file);
         } catch (const DataError& error) {

@@ -178,7 +178,7 @@ void AddIndex(const std::string& path,
               std::span<const std::string> long_names,
               const sql::IndexDefinition& index,
               std::string_view table_name) {
-    TableFile table(path, options, long_names);
+    TableFile table(path, options, long_names, table_name);
     const auto& layout = table.Layout();
     if (!CanHaveIndex(layout)) {
         throw CannotWrite(path, "tables of its version have no such indexes");
