@@ -243,11 +243,10 @@ std::optional<DateTime> WithTime(std::int32_t day, std::string_view text, bool w
     if (text[kFullDateLength] != ' ' && !(with_t && text[kFullDateLength] == 'T')) {
         return std::nullopt;
     }
-    auto value = ParseIsoTime(text.substr(kFullDateLength + 1));
-    if (value) {
-        value->day = day;
-    }
-    return value;
+    // A new value: one whose day had just been changed couldn't be loaded whole without waiting for
+    // all stores before it.
+    const auto time = ParseIsoTime(text.substr(kFullDateLength + 1));
+    return time ? std::optional<DateTime>({day, time->nanos}) : std::nullopt;
 }
 
 // Just " hh:mm:ss AM".

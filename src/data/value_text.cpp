@@ -170,16 +170,28 @@ char* PutDecimal(char* to, const Decimal& value) {
     return PutScaled(to, value.unscaled < 0, value.unscaled < 0 ? 0 - bits : bits, value.scale);
 }
 
-// As a double of the same value is written: 3.5000 of a column with four decimals is "3.5".
+// As a double of the same value is written: 3.5000 of a column with four decimals is "3.5". The
+// zeros go before the digits are written: to look for them afterwards is to wait for the writes.
 char* PutWithoutTrailingZeros(char* to, const Decimal& value) {
-    char* end = PutDecimal(to, value);
-    if (value.scale > 0) {
-        while (end[-1] == '0') {
-            --end;
+    const bool negative = value.unscaled < 0;
+    auto digits = static_cast<UInt128>(value.unscaled);
+    digits = negative ? 0 - digits : digits;
+    std::size_t scale = value.scale;
+    if (digits <= UINT64_MAX) {
+        auto few = static_cast<std::uint64_t>(digits);
+        for (; scale >= 2 && few % 100 == 0; scale -= 2) {
+            few /= 100;
         }
-        end -= end[-1] == '.' ? 1 : 0;
+        if (scale >= 1 && few % 10 == 0) {
+            few /= 10;
+            --scale;
+        }
+        return PutScaled(to, negative, few, scale);
     }
-    return end;
+    for (; scale > 0 && digits % 10 == 0; --scale) {
+        digits /= 10;
+    }
+    return PutScaled(to, negative, digits, scale);
 }
 
 char* PutDouble(char* to, double value) {

@@ -104,19 +104,17 @@ FieldReader::FieldReader(const TextColumn& column, const FileForms& forms)
     }
 }
 
-// `utf8` is a field's bytes, readable for 16 more. The text stands in memory of this reader.
-std::string_view FieldReader::Unqualified(std::string_view utf8, FieldSpan field) {
+// `utf8` is a field's bytes, readable for 16 more.
+std::string_view FieldReader::Unqualified(std::string_view utf8, FieldSpan field, MadeTexts& made) {
     if (field.HasTail() || forms_.qualifier.size() != 1) {
         scratch_ = utf8;
         TakeQualifiersOut(scratch_, forms_.qualifier, field.HasTail());
-        return scratch_;
+        return made.Copy(scratch_);
     }
-    constexpr std::size_t kRoom = 16;
-    if (scratch_.size() < utf8.size() + kRoom) {
-        scratch_.resize(2 * utf8.size() + kRoom);
-    }
-    const char* const end = CopyUndoubled(utf8, forms_.qualifier[0], scratch_.data());
-    return {scratch_.data(), static_cast<std::size_t>(end - scratch_.data())};
+    constexpr std::size_t kTouched = 16;
+    char* const room = made.Room(utf8.size() + kTouched);
+    const char* const end = CopyUndoubled(utf8, forms_.qualifier[0], room);
+    return made.Keep(static_cast<std::size_t>(end - room));
 }
 
 // The field as UTF-8 with single qualifiers; a view of `bytes` if they are that already.
@@ -139,7 +137,7 @@ std::string_view FieldReader::Decode(std::string_view bytes, FieldSpan field, bo
 
 // Empty without qualifiers is null, with them it is the empty text; blanks of a fixed column are
 // padding.
-Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) {
+Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made) {
     if (forms_.fixed_columns) {
         bytes = WithoutTrailingBlanks(bytes);
     }
@@ -155,11 +153,11 @@ Cell FieldReader::ReadText(std::string_view bytes, FieldSpan field, bool plain) 
     if (HasWidth() && text.size() > column_.width && CountUtf16Units(text) > column_.width) {
         return Cell::Unreadable();
     }
-    return Cell::Text(text);
+    return Cell::Text(text.data() == bytes.data() ? text : made.Copy(text));
 }
 
 // Blanks around numbers and dates don't count; bytes are taken as they stand.
-Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain) {
+Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made) {
     if (column_.type == ColumnType::Binary || column_.type == ColumnType::Ole) {
         if (bytes.empty()) {
             return Cell::Null();
@@ -169,7 +167,8 @@ Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain)
             TakeQualifiersOut(
                 scratch_, forms_.encoding.SplitToken(forms_.qualifier), field.HasTail());
         }
-        return Cell::Bytes(std::as_bytes(std::span(scratch_.data(), scratch_.size())));
+        const std::string_view kept = made.Copy(scratch_);
+        return Cell::Bytes(std::as_bytes(std::span(kept.data(), kept.size())));
     }
     const std::string_view text = TrimBlanks(Decode(bytes, field, plain));
     return text.empty() ? Cell::Null() : ReadValue(text);

@@ -5,6 +5,7 @@
 #include "data/short_number.h"
 #include "data/value.h"
 #include "data/value_text.h"
+#include "drivers/text/made_texts.h"
 #include "drivers/text/number_form.h"
 #include "drivers/text/type_guess.h"
 #include "text_format/byte_masks.h"
@@ -40,17 +41,17 @@ public:
     FieldReader(const TextColumn& column, const FileForms& forms);
 
     // `bytes` are the field without its qualifiers, readable for 16 bytes more; `plain` says that
-    // they are surely ASCII without NUL. The cell looks at `bytes` or at memory of this reader and
-    // is valid until the next call. Unreadable if the field isn't a value of the column's type.
-    Cell Read(std::string_view bytes, FieldSpan field, bool plain) {
+    // they are surely ASCII without NUL. The cell looks at `bytes` or into `made`. Unreadable if
+    // the field isn't a value of the column's type.
+    Cell Read(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made) {
         if (is_text_) {
             if (!cuts_ && (plain || (is_utf8_ ? IsPlainUtf8(bytes) : IsPlainText(bytes)))) {
                 if (field.HasQualifiers()) {
-                    return Cell::Text(Unqualified(bytes, field));
+                    return Cell::Text(Unqualified(bytes, field, made));
                 }
                 return bytes.empty() && !field.IsQualified() ? Cell::Null() : Cell::Text(bytes);
             }
-            return ReadText(bytes, field, plain);
+            return ReadText(bytes, field, plain, made);
         }
         if (bytes.size() <= canonical_limit_) {
             std::string_view number = bytes;
@@ -63,7 +64,7 @@ public:
                 return Cell::FromDateTime(*date);
             }
         }
-        return ReadOther(bytes, field, plain);
+        return ReadOther(bytes, field, plain, made);
     }
 
     // The field as text, for messages.
@@ -82,15 +83,15 @@ private:
         }
         return AreDigits(text.substr(sign));  // a limit of ten characters keeps it short
     }
-    Cell ReadText(std::string_view bytes, FieldSpan field, bool plain);
-    Cell ReadOther(std::string_view bytes, FieldSpan field, bool plain);
+    Cell ReadText(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made);
+    Cell ReadOther(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made);
     Cell ReadValue(std::string_view text);
     Cell ReadInteger(std::string_view text) const;
     Cell ReadFloat(std::string_view text) const;
     Cell ReadCurrency(std::string_view text) const;
     Cell ReadDecimal(std::string_view text) const;
     Cell ReadDate(std::string_view text) const;
-    std::string_view Unqualified(std::string_view utf8, FieldSpan field);
+    std::string_view Unqualified(std::string_view utf8, FieldSpan field, MadeTexts& made);
     std::string_view Decode(std::string_view bytes, FieldSpan field, bool plain);
 
     TextColumn column_;

@@ -125,7 +125,8 @@ void LineWriter::AppendValue(std::size_t position, const Cell& value) {
         return;
     }
     const bool made = AppendPlain(column, value);
-    const Cell read = readers_[position].Read(field_, FieldSpan(0, field_.size()), false);
+    made_.Clear();
+    const Cell read = readers_[position].Read(field_, FieldSpan(0, field_.size()), false, made_);
     if (!made || read.Kind() == ValueKind::Unreadable) {
         Refuse(column, "it is not " + readers_[position].Wanted(field_));
     }

@@ -40,8 +40,9 @@ private:
     std::vector<TextColumn> columns_;
     FileForms forms_;
     std::vector<FieldReader> readers_;  // what is written must be readable
-    std::string field_;                 // UTF-8
-    std::string line_;                  // as it goes into the file
+    MadeTexts made_;
+    std::string field_;  // UTF-8
+    std::string line_;   // as it goes into the file
 };
 
 // The line with the names of the columns, in UTF-8 and with its line break.

@@ -16,7 +16,7 @@ RowCells::RowCells(std::shared_ptr<const TableLayout> layout,
     }
 }
 
-void RowCells::Fill(const SplitRow& row, Cell* cells) {
+void RowCells::Fill(const SplitRow& row, Cell* cells, MadeTexts& made) {
     const bool plain = row.IsPlain();
     const std::size_t count = row.FieldCount();
     for (std::size_t k = 0; k < columns_.size(); ++k) {
@@ -26,7 +26,7 @@ void RowCells::Fill(const SplitRow& row, Cell* cells) {
             continue;
         }
         const FieldSpan field = row.Field(columns_[k]);
-        cells[k] = readers_[k].Read(row.Bytes(field), field, plain);
+        cells[k] = readers_[k].Read(row.Bytes(field), field, plain, made);
     }
     if (row.IsOdd() && !columns_.empty()) {
         // One field that failed fails its row; a condition looks at the last one seldom.

@@ -21,9 +21,8 @@ public:
     RowCells& operator=(const RowCells&) = delete;
 
     std::size_t Width() const { return columns_.size(); }
-    // Fills one cell a column. They look into the row's text, or into memory that is good until the
-    // next call.
-    void Fill(const SplitRow& row, Cell* cells);
+    // Fills one cell a column. They look into the row's text or into `made`.
+    void Fill(const SplitRow& row, Cell* cells, MadeTexts& made);
 
     const TextColumn& Column(std::size_t position) const {
         return layout_->columns[columns_[position]];

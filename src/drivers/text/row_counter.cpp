@@ -1,8 +1,13 @@
 #include "drivers/text/row_counter.h"
 
 #include "text_format/byte_masks.h"
+#include "text_format/errors.h"
 
 #include <algorithm>
+#include <exception>
+#include <memory>
+#include <string>
+#include <thread>
 
 namespace vantry::text {
 namespace {
@@ -19,6 +24,38 @@ std::uint64_t Parities(std::uint64_t bits) {
         bits ^= bits << shift;
     }
     return bits;
+}
+
+// Bytes of a file from which on a second thread pays.
+constexpr std::int64_t kWorthTwo = std::int64_t{4} << 20;
+// So far behind the middle a line break is looked for.
+constexpr std::size_t kNearMiddle = std::size_t{4} << 10;
+
+void CountOn(RowCounter& counter,
+             const TextFile& file,
+             std::int64_t begin,
+             std::int64_t end,
+             std::size_t window) {
+    const auto bytes = std::make_unique<char[]>(window + kWindowPadding);
+    while (begin < end) {
+        const auto wanted =
+            std::min<std::uint64_t>(window, static_cast<std::uint64_t>(end - begin));
+        const std::size_t got = file.Read(begin, bytes.get(), static_cast<std::size_t>(wanted));
+        if (got == 0) {
+            throw ChangedWhileRead(file.Path());  // it ended before its end
+        }
+        counter.Add({bytes.get(), got});
+        begin += static_cast<std::int64_t>(got);
+    }
+}
+
+// Behind a line feed in the middle; `end` if there is none near it.
+std::int64_t BreakNearMiddle(const TextFile& file, std::int64_t begin, std::int64_t end) {
+    const std::int64_t middle = begin + (end - begin) / 2;
+    std::string bytes(kNearMiddle, '\0');
+    bytes.resize(file.Read(middle, bytes.data(), bytes.size()));
+    const auto feed = bytes.find('\n');
+    return feed == std::string::npos ? end : middle + static_cast<std::int64_t>(feed) + 1;
 }
 
 }  // namespace
@@ -103,6 +140,54 @@ RowCounter::State RowCounter::Behind(State state, char byte) const {
         return State::BehindBreak;
     }
     return byte == delimiter_ ? State::BehindDelimiter : State::Inside;
+}
+
+// The second half is counted as if a row began there. Whether that is so, the first half tells:
+// inside a field the count goes on from its end.
+std::int64_t CountRows(const TextFile& file,
+                       const SplitRules& rules,
+                       std::int64_t begin,
+                       std::int64_t end,
+                       std::size_t window) {
+    RowCounter counter(rules);
+    const std::int64_t middle = end - begin < kWorthTwo ? end : BreakNearMiddle(file, begin, end);
+    RowCounter second(rules);
+    std::exception_ptr failure;
+    std::thread other;
+    try {
+        if (middle < end) {
+            other = std::thread([&] {
+                try {
+                    CountOn(second, file, middle, end, window);
+                } catch (...) {
+                    failure = std::current_exception();
+                }
+            });
+        }
+    } catch (const std::exception&) {
+        // No thread to be had: the count goes on behind the middle.
+    }
+    const bool has_second = other.joinable();
+    std::exception_ptr first_failure;
+    try {
+        CountOn(counter, file, begin, middle, window);
+    } catch (...) {
+        first_failure = std::current_exception();
+    }
+    if (has_second) {
+        other.join();
+    }
+    if (first_failure) {
+        std::rethrow_exception(first_failure);
+    }
+    if (has_second && counter.IsBetweenRows()) {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+        return counter.Rows() + second.Rows();
+    }
+    CountOn(counter, file, middle, end, window);
+    return counter.Rows();
 }
 
 }  // namespace vantry::text

@@ -4,6 +4,7 @@
 // RowSplitter would find.
 
 #include "text_format/row_splitter.h"
+#include "text_format/text_file.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +22,8 @@ public:
     // Counts on; `bytes` are readable for kWindowPadding more and follow those of the last call.
     void Add(std::string_view bytes);
     // Of all bytes so far, the row that they end in included.
-    std::int64_t Rows() const { return rows_ + (state_ == State::BehindBreak ? 0 : 1); }
+    std::int64_t Rows() const { return rows_ + (IsBetweenRows() ? 0 : 1); }
+    bool IsBetweenRows() const { return state_ == State::BehindBreak; }
 
 private:
     // What the last byte was.
@@ -41,5 +43,14 @@ private:
     State state_ = State::BehindBreak;
     std::int64_t rows_ = 0;  // that are ended
 };
+
+// The rows from `begin` to `end` of a file, by `rules` that RowCounter::CanCount, `window` bytes at
+// once: of a large file by two threads, a half each. Throws DataError if the file can't be read or
+// has changed.
+std::int64_t CountRows(const TextFile& file,
+                       const SplitRules& rules,
+                       std::int64_t begin,
+                       std::int64_t end,
+                       std::size_t window);
 
 }  // namespace vantry::text

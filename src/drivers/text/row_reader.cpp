@@ -120,16 +120,10 @@ std::int64_t RowReader::CountRest() {
         }
         return count;
     }
-    RowCounter counter(splitter_.Rules());
-    while (!at_end_) {
-        // Counted bytes aren't looked at again, so the window needn't slide.
-        used_ = 0;
-        ReadMore();
-        counter.Add({window_.get(), used_});
-    }
+    const std::int64_t rows = CountRows(*file_, splitter_.Rules(), read_offset_, end_, capacity_);
     // At the end, where reading all rows would have left it.
     MoveTo(end_);
-    return counter.Rows();
+    return rows;
 }
 
 // Reads behind what is left of the window; makes the window larger when a row fills it.

@@ -18,7 +18,7 @@ namespace vantry::text {
 // Bytes of the file that are looked at at once, and rows that are split at once.
 struct ReaderSizes {
     std::size_t window = std::size_t{256} << 10;
-    std::size_t batch = std::size_t{16} << 10;
+    std::size_t batch = std::size_t{32} << 10;
     // Batches before a second thread is worth its start.
     std::size_t batches_alone = 16;
 };

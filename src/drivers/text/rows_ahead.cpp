@@ -1,15 +1,12 @@
 // A ring of blocks between two threads: the second one fills them in order, the scan hands their
 // rows out. Two counters that only grow are all they share, and the end is counted as a block, so
-// whoever sees it sees all that was before it. Easy to get wrong: the reader's window and the
-// memory of the field readers move on while rows are still in use, so a block owns its bytes; and a
-// file of huge rows must not be held several times, so those are left to the scan's own thread.
+// whoever sees it sees all that was before it. Easy to get wrong: the reader's window moves on
+// while rows are still in use, so a block owns its bytes; and a file of huge rows must not be held
+// several times, so those are left to the scan's own thread.
 
 #include "drivers/text/rows_ahead.h"
 
 #include <algorithm>
-#include <functional>
-#include <span>
-#include <string_view>
 #include <utility>
 
 namespace vantry::text {
@@ -17,32 +14,8 @@ namespace {
 
 // A batch is that large only if a row of it is.
 constexpr std::size_t kMostBytes = std::size_t{1} << 20;
-constexpr std::size_t kPieceBytes = std::size_t{16} << 10;
-
-// The same value with its bytes at `data`.
-Cell Moved(const Cell& cell, const char* data) {
-    const std::string_view bytes(data, cell.AsText().size());
-    return cell.Kind() == ValueKind::Text         ? Cell::Text(bytes)
-           : cell.Kind() == ValueKind::NumberText ? Cell::NumberText(bytes)
-                                                  : Cell::Bytes(std::as_bytes(std::span(bytes)));
-}
 
 }  // namespace
-
-const char* MadeTexts::Keep(std::string_view text) {
-    while (piece_ < pieces_.size() && pieces_[piece_].size - used_ < text.size()) {
-        ++piece_;
-        used_ = 0;
-    }
-    if (piece_ == pieces_.size()) {
-        const std::size_t size = std::max(text.size(), kPieceBytes);
-        pieces_.push_back({std::make_unique_for_overwrite<char[]>(size), size});
-    }
-    char* const place = pieces_[piece_].bytes.get() + used_;
-    std::copy(text.begin(), text.end(), place);
-    used_ += text.size();
-    return place;
-}
 
 RowsAhead::RowsAhead(RowReader& reader, RowCells& cells) : reader_(&reader), cells_(&cells) {
     worker_ = std::thread([this] { Work(); });
@@ -94,8 +67,11 @@ void RowsAhead::Work() noexcept {
         if (!filled) {
             end_ = next;
         }
-        ++filled_;
-        filled_.notify_one();
+        // A scan that waits may do so until half of the ring is filled: to be woken up costs more
+        // than a block.
+        if (++filled_ % (kBlocks / 2) == 0 || !filled) {
+            filled_.notify_one();
+        }
         if (!filled) {
             return;
         }
@@ -118,19 +94,9 @@ bool RowsAhead::FillNext(ReadyBlock& block) {
         block.cells.resize(std::max(count * width, 2 * block.cells.size()));
     }
     block.made.Clear();
-    const char* const begin = rows.text.get();
-    const char* const end = begin + rows.size;
     Cell* cell = block.cells.data();
-    for (std::size_t row = 0; row < count; ++row) {
-        cells_->Fill(rows.Row(row), cell);
-        for (Cell* const behind = cell + width; cell != behind; ++cell) {
-            if (cell->IsView()) {
-                const char* const at = cell->AsText().data();
-                if (std::less<>()(at, begin) || !std::less<>()(at, end)) {
-                    *cell = Moved(*cell, block.made.Keep(cell->AsText()));
-                }
-            }
-        }
+    for (std::size_t row = 0; row < count; ++row, cell += width) {
+        cells_->Fill(rows.Row(row), cell, block.made);
     }
     return true;
 }

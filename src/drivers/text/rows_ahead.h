@@ -2,6 +2,7 @@
 // Rows of a file read and made cells of on a second thread, some batches ahead of the scan. Worth
 // it for files of many batches.
 
+#include "drivers/text/made_texts.h"
 #include "drivers/text/row_cells.h"
 #include "drivers/text/row_reader.h"
 
@@ -11,31 +12,10 @@
 #include <exception>
 #include <limits>
 #include <memory>
-#include <string_view>
 #include <thread>
 #include <vector>
 
 namespace vantry::text {
-
-// Texts that aren't written so in the file, such as those with a doubled qualifier: one behind the
-// other, in memory that stands still until it is cleared.
-class MadeTexts {
-public:
-    void Clear() {
-        piece_ = 0;
-        used_ = 0;
-    }
-    const char* Keep(std::string_view text);
-
-private:
-    struct Piece {
-        std::unique_ptr<char[]> bytes;
-        std::size_t size;
-    };
-    std::vector<Piece> pieces_;
-    std::size_t piece_ = 0;
-    std::size_t used_ = 0;  // of that piece
-};
 
 struct ReadyBlock {
     RowBlock rows;

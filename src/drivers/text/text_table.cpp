@@ -56,7 +56,7 @@ public:
         return NextBatch();
     }
 
-    // Cells look into the window, into a block or into their reader: they live until the next row.
+    // Cells look into the window, into a block or at made texts: they live until the next row.
     std::span<const Cell> Row() const override { return {row_, cells_.size()}; }
     sql::RowId CurrentRow() const override {
         return block_ != nullptr ? block_->rows.OffsetOf(block_->rows.batch.rows[taken_].begin)
@@ -72,7 +72,8 @@ private:
     }
     SplitRow Split() const { return block_ != nullptr ? block_->rows.Row(taken_) : reader_.Row(); }
     bool StandOnOwnRow() {
-        row_cells_.Fill(reader_.Row(), cells_.data());
+        made_.Clear();
+        row_cells_.Fill(reader_.Row(), cells_.data(), made_);
         row_ = cells_.data();
         return true;
     }
@@ -87,6 +88,7 @@ private:
     RowCells row_cells_;
     RowReader reader_;
     std::vector<Cell> cells_;
+    MadeTexts made_;
     const Cell* row_ = nullptr;         // in cells_ or in block_
     std::size_t batches_alone_;         // until a second thread is started
     std::unique_ptr<RowsAhead> ahead_;  // has reader_ and row_cells_ while it is there

@@ -13,6 +13,7 @@
 #include "drivers/access/rows/stored_bytes.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 
@@ -29,6 +30,29 @@ constexpr Int128 PowerOfTen(int exponent) {
     return power;
 }
 
+// Up to 8 bytes of a text whose last byte stands before `end`, the first of them lowest and zeros
+// above; the text has 8 at least.
+std::uint64_t WordAt(const char* at, const char* end) {
+    std::uint64_t word;
+    if (end - at >= 8) {
+        std::memcpy(&word, at, sizeof word);
+        return word;
+    }
+    std::memcpy(&word, end - 8, sizeof word);
+    return word >> (8 * (8 - (end - at)));
+}
+
+// A character of two bytes up to U+00FF, which is a byte in the file; 0 for all others.
+unsigned char NarrowPair(const char* at, const char* end) {
+    const auto first = static_cast<unsigned char>(*at);
+    if ((first != 0xC2 && first != 0xC3) || end - at < 2 ||
+        (static_cast<unsigned char>(at[1]) & 0xC0) != 0x80) {
+        return 0;
+    }
+    return static_cast<unsigned char>((first & 3) << 6 |
+                                      (static_cast<unsigned char>(at[1]) & 0x3F));
+}
+
 // Writes the characters of `text` one byte each; nothing if one isn't in U+0001..U+00FF or there
 // are more than `limit`. Writes up to 8 bytes too much.
 std::byte* PutNarrow(std::string_view text, std::size_t limit, std::byte* out) {
@@ -37,38 +61,31 @@ std::byte* PutNarrow(std::string_view text, std::size_t limit, std::byte* out) {
     const char* at = text.data();
     const char* const end = at + text.size();
     const std::byte* const last = out + limit;
+    const bool by_words = text.size() >= 8;
     while (at < end) {
-        while (end - at >= 8 && last - out >= 8) {
-            std::uint64_t word;
-            std::memcpy(&word, at, sizeof word);
-            // All below 0x80 and none 0.
-            if (((word | (word - kLowBits)) & kHighBits) != 0) {
-                break;
-            }
+        if (by_words) {
+            const std::uint64_t word = WordAt(at, end);
+            // The lowest one is the first that is above 0x7F or 0, also behind the text's end.
+            const std::uint64_t special = (word | (word - kLowBits)) & kHighBits;
+            const auto plain = std::min<std::ptrdiff_t>(std::countr_zero(special) / 8, end - at);
             std::memcpy(out, &word, sizeof word);
-            at += 8;
-            out += 8;
-        }
-        for (int step = 0; step < 8 && at < end; ++step) {
-            if (out >= last) {
+            at += plain;
+            out += plain;
+            if (out > last) {
                 return nullptr;
             }
-            const auto byte = static_cast<unsigned char>(*at);
-            if (byte != 0 && byte < 0x80) {
-                *out++ = std::byte{byte};
-                ++at;
+            if (at == end || special == 0) {
                 continue;
             }
-            // The two-byte characters up to U+00FF, which are a byte each in the file.
-            const bool two = (byte == 0xC2 || byte == 0xC3) && end - at >= 2 &&
-                             (static_cast<unsigned char>(at[1]) & 0xC0) == 0x80;
-            if (!two) {
-                return nullptr;
-            }
-            *out++ = std::byte{static_cast<unsigned char>(
-                (byte & 3) << 6 | (static_cast<unsigned char>(at[1]) & 0x3F))};
-            at += 2;
         }
+        const auto byte = static_cast<unsigned char>(*at);
+        const bool single = byte != 0 && byte < 0x80;
+        const unsigned char narrow = single ? byte : NarrowPair(at, end);
+        if (narrow == 0 || out == last) {
+            return nullptr;
+        }
+        *out++ = std::byte{narrow};
+        at += single ? 1 : 2;
     }
     return out;
 }
@@ -147,6 +164,37 @@ bool ParseGuid(std::string_view text, std::array<std::byte, kGuidSize>& out) {
     return true;
 }
 
+// A canonical number without a point, as a source of texts has most of its whole numbers.
+std::optional<std::int64_t> ShortWholeNumber(const Cell& cell) {
+    constexpr std::size_t kSurelyFits = 18;
+    std::string_view digits = cell.AsText();
+    const bool negative = digits.starts_with('-');
+    digits.remove_prefix(negative ? 1 : 0);
+    if (digits.empty() || digits.size() > kSurelyFits) {
+        return std::nullopt;
+    }
+    std::int64_t value = 0;
+    for (const char digit : digits) {
+        if (!IsDigit(digit)) {
+            return std::nullopt;
+        }
+        value = 10 * value + (digit - '0');
+    }
+    return negative ? -value : value;
+}
+
+std::optional<std::int64_t> Rounded(const Cell& cell) {
+    if (cell.Kind() == ValueKind::Int64) {
+        return cell.AsInt64();
+    }
+    if (cell.Kind() == ValueKind::NumberText) {
+        if (const auto value = ShortWholeNumber(cell)) {
+            return value;
+        }
+    }
+    return ToInt64Rounded(cell);
+}
+
 }  // namespace
 
 void RowEncoder::ThrowUnfit(const Column& column, const Cell& cell) const {
@@ -163,8 +211,7 @@ std::int64_t RowEncoder::WholeNumber(const Column& column,
                                      const Cell& cell,
                                      std::int64_t low,
                                      std::int64_t high) {
-    const auto value =
-        cell.Kind() == ValueKind::Int64 ? std::optional(cell.AsInt64()) : ToInt64Rounded(cell);
+    const auto value = Rounded(cell);
     if (!value) {
         if (ToDouble(cell)) {
             throw ValueOutOfRange(NameOf(column), ToText(cell), TypeName(*column.def));
