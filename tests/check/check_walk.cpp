@@ -5,14 +5,14 @@
 #include "core/data_access.h"
 #include "core/session_state.h"
 #include "core/settings.h"
-#include "mapping/column_discovery.h"
 #include "programs/all_pages.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/product_picture.h"
+#include "support/dark_palette.h"
+#include "support/session_steps.h"
 
 #include <QApplication>
-#include <QPalette>
 #include <QStyleFactory>
 #include <QTableWidget>
 #include <QTimer>
@@ -24,8 +24,6 @@
 #include <fstream>
 #include <string>
 #include <string_view>
-#include <utility>
-#include <vector>
 
 namespace vantry {
 namespace {
@@ -85,32 +83,9 @@ void MakeRun(const std::string& folder) {
     TargetType = "ACCESS";
     TargetConnStr = "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder + "/big.mdb";
     Catalog().Create(TargetConnStr);
-    std::vector<std::string> names;
-    FillTargetTables();
-    LoadSourceColumns();
-    CheckTargetTables(names);
-    LoadTargetColumns();
-    BuildColMaps();
+    test::MapTables();
     SessionNotSaved = kTrue;
     CurrentSettings.VerifyRuns = true;
-}
-
-void SetDark() {
-    QPalette dark;
-    for (const auto& [role, color] : {std::pair(QPalette::Window, QRgb(0x2b2d30)),
-                                      std::pair(QPalette::WindowText, QRgb(0xdfe1e5)),
-                                      std::pair(QPalette::Base, QRgb(0x1e1f22)),
-                                      std::pair(QPalette::Text, QRgb(0xdfe1e5)),
-                                      std::pair(QPalette::Button, QRgb(0x393b40)),
-                                      std::pair(QPalette::ButtonText, QRgb(0xdfe1e5)),
-                                      std::pair(QPalette::ToolTipBase, QRgb(0x2b2d30)),
-                                      std::pair(QPalette::ToolTipText, QRgb(0xdfe1e5))}) {
-        dark.setColor(role, QColor(color));
-    }
-    for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
-        dark.setColor(QPalette::Disabled, role, QColor(0x868a91));
-    }
-    QApplication::setPalette(dark);
 }
 
 void TellCells() {
@@ -152,7 +127,7 @@ int main(int argc, char** argv) {
     QApplication::setStyle(QStyleFactory::create("Fusion"));
     std::setlocale(LC_NUMERIC, "C");
     if (argc > 2 && std::string_view(argv[2]) == "dark") {
-        vantry::SetDark();
+        QApplication::setPalette(vantry::DarkPalette());
     }
     vantry::RegisterAllPages();
     vantry::MakeSession(argv[1]);

@@ -33,14 +33,6 @@ TEST(ConnectionMethodsTest, Oracle) {
     EXPECT_EQ(OracleTables(false, false, "scött"), tables + own);
 }
 
-TEST(ConnectionMethodsTest, FoxProDataSource) {
-    const FoxProSource source{"/mnt/old files/", "Microsoft Visual FoxPro Driver", "Fox"};
-    for (const auto form : {FoxProForm::Folder, FoxProForm::Container}) {
-        EXPECT_EQ(FoxProSourceString(form, FoxProMethod::Dsn, source),
-                  "Provider=vfpoledb.1;DSN=Fox");
-    }
-}
-
 TEST(ConnectionMethodsTest, AnyOdbcSourceAndItsKind) {
     EXPECT_EQ(OdbcSourceString("my dsn", "ü", ";p"), "Provider=MSDASQL;DSN=my dsn;UID=ü;PWD=;p;");
     const std::pair<const char*, const char*> cases[] = {

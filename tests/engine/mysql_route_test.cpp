@@ -76,23 +76,6 @@ protected:
     }
 };
 
-TEST_F(MySqlRoute, AnExistingTableIsAppendedToEmptiedOrRebuilt) {
-    MakeOrders();
-    Server().Run("insert into orders (id) values (77)");
-    const std::pair<const char*, std::int64_t> cases[] = {
-        {"APPEND", 4}, {"DELETE", 3}, {"DROP", 3}};
-    for (const auto& [option, rows] : cases) {
-        FromCsvToOrders(Orders(3));
-        RunAndLog(option);
-        EXPECT_TRUE(LogHas("About to Insert Rows in orders Table\n3 Rows Loaded")) << Log();
-        EXPECT_EQ(RowsIn("orders"), rows) << option;
-    }
-    // The rebuilt table has the source's idea of its columns.
-    EXPECT_NE(Server().QueryOne("select column_type from information_schema.columns where "
-                                "table_name='orders' and column_name='customer'"),
-              "varchar(40)");
-}
-
 TEST_F(MySqlRoute, ATableThatIsItsOwnSourceKeepsItsRows) {
     MakeOrders();
     FromCsvToOrders(Orders(250));
@@ -277,45 +260,6 @@ TEST_F(MySqlRoute, ATargetThatDiesDuringABatchLeavesTheLedgerRight) {
 }
 
 // ---- From the server
-
-TEST_F(MySqlRoute, ASourceThatBreaksOffLeavesWholeBatchesAndIsGivenUp) {
-    Server().Run(
-        "create table orders as select seq as id, repeat('x', 200) as customer "
-        "from seq_1_to_50000; create table copied like orders");
-    TcpRelay relay(Server().Port());
-    FromOrdersTo("copied");
-    SourceConnStr = TextByPort(relay.Port());
-    view.hook_at_event = 1000;
-    view.hook = [&] { relay.Spoil([](std::string&) { return false; }); };
-    RunSession("");
-    EXPECT_TRUE(LogHas("Aborting Loading Rows for Table :orders As Errors Exceeded 50 Allowed"))
-        << Log().substr(0, 3000);
-    EXPECT_TRUE(LogHas("Lost connection")) << Log().substr(0, 3000);
-    const auto rows = RowsIn("copied");
-    EXPECT_GT(rows, 900);
-    EXPECT_LT(rows, 50000);
-    EXPECT_EQ(rows % 100, 0);
-    EXPECT_EQ(Server().QueryOne("select max(id) from copied"), std::to_string(rows));
-    EXPECT_EQ(Server().QueryOne("select count(*) from copied where length(customer) <> 200"), "0");
-}
-
-// Long and binary columns go row by row: an error costs its row alone.
-TEST_F(MySqlRoute, ABadRowAmongLongValuesIsTheOnlyOneLost) {
-    Server().Run(
-        "create table orders (id int, picture blob, d datetime);"
-        "insert into orders select seq, unhex(concat('00275cff', hex(seq))), "
-        "'2006-05-01 14:30:15' from seq_1_to_25;"
-        "update orders set id = 3 where id = 17;"
-        "create table copied (id int primary key, picture blob, d datetime)");
-    FromOrdersTo("copied");
-    EXPECT_EQ(RunAndLog(),
-              Whole("About to Insert Rows in copied Table\n"
-                    "Error Loading Row:16\nDuplicate entry '3' for key 'PRIMARY'\n"
-                    "24 Rows Loaded"));
-    EXPECT_EQ(Server().QueryOne("select count(*) from orders join copied using (id, picture) "
-                                "where copied.d = '2006-05-01'"),
-              "24");
-}
 
 }  // namespace
 }  // namespace vantry::test

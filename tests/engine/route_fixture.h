@@ -26,14 +26,6 @@ protected:
             RunStatement(connection_text, sql);
         }
     }
-    std::string NewAccessFile(const std::string& name) const {
-        const auto text =
-            "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + (folder_ / name).string();
-        std::filesystem::remove(folder_ / name);
-        Catalog().Create(text);
-        return text;
-    }
-
     // The source "orders.csv".
     void FromCsv(const std::string& content) const {
         folder_.Write("orders.csv", content);
@@ -43,22 +35,25 @@ protected:
     }
     void FromAccess(std::initializer_list<const char*> statements) const {
         SourceType = "ACCESS";
-        SourceConnStr = NewAccessFile("source.mdb");
-        Send(SourceConnStr, statements);
+        SourceConnStr =
+            NewAccessDatabase(folder_ / "source.mdb", {statements.begin(), statements.end()});
     }
     void ToAccess() const {
         TargetType = "ACCESS";
-        TargetConnStr = NewAccessFile("target.mdb");
+        TargetConnStr = NewAccessDatabase(folder_ / "target.mdb");
+    }
+    void ToFoxProFolder() const {
+        TargetType = "FOXPRO";
+        FoxDestMode = "DIR";
+        FoxDestPrefix = folder_.Path().string() + "/";
+        TargetConnStr = "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDb=" +
+                        folder_.Path().string();
     }
     // Delimited text in files that end in ".out".
     void ToText() const {
         TargetType = "TEXT";
-        TextDestFormat = "DELIMITED";
-        TextDestDir = folder_.Path().string();
+        SetTextTarget(folder_.Path());
         TextDestExt = ".out";
-        TextDestDelim = ",";
-        TextDestQual = "\"";
-        TextDestHeader = kTrue;
     }
 
     static void Map(const std::string& table,

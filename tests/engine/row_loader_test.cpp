@@ -111,19 +111,6 @@ TEST_F(RowLoaderTest, BooleansTakeTheTargetsForm) {
     }
 }
 
-TEST_F(RowLoaderTest, LongValuesTravelAsBytesAndNullsStayNulls) {
-    AddColumn("memo", adLongVarWChar, 0);
-    for (const int type : {adLongVarWChar, adLongVarChar, adLongVarBinary, adBinary, adVarBinary}) {
-        source->columns[0].type = type;
-        source->rows = {{Text("Grüße")}, {Null()}, {Text("")}};
-        target->taken.clear();
-        EXPECT_EQ(LoadRowsGeneric(0), kTrue);
-        ASSERT_EQ(target->taken.size(), 3u);
-        EXPECT_EQ(Shown(target->taken[0]), type == adVarBinary ? "'Grüße'|" : "bytes:Grüße|");
-        EXPECT_EQ(Shown(target->taken[1]), "null|") << type;
-    }
-}
-
 TEST_F(RowLoaderTest, ProgressIsShownPerRowAndEventsComeInEveryTenLoadedRows) {
     for (const int type : {adVarWChar, adLongVarWChar}) {
         for (const int rows : {0, 1, 25}) {
@@ -313,72 +300,6 @@ TEST_F(RowLoaderTest, WhatDiesGivesTheTableUpWithWhatArrivedBefore) {
             EXPECT_EQ(LoggedErrors(), 50) << c.operation;
             EXPECT_TRUE(LogHas(c.told)) << c.operation << Log();
         }
-    }
-}
-
-TEST_F(RowLoaderTest, ACancelEndsTheLoopAtTheHandOverThatBroughtIt) {
-    for (const int type : {adVarWChar, adLongVarWChar}) {
-        FillSource(45, type);
-        for (int hand_over = 1; hand_over <= 4; ++hand_over) {
-            view = RecordingView();
-            view.cancel_at_event = hand_over;
-            SessionCancelled = TableCancelled = kFalse;
-            target->taken.clear();
-            EXPECT_EQ(LoadRowsGeneric(0), kTrue);
-            EXPECT_EQ(target->taken.size(), static_cast<std::size_t>(hand_over * 10));
-            EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(hand_over * 10) +
-                                           " Rows Loaded\r\nUser Requested to cancel loading"));
-        }
-        ClearTable();
-    }
-    SessionCancelled = TableCancelled = kFalse;
-}
-
-// Whatever call fails once: the rows in the target are those that the log counts, each of them as
-// the source has it, and each missing row has an error in the log.
-TEST_F(RowLoaderTest, TheLedgerHoldsWhicheverCallFails) {
-    for (const int type : {adVarWChar, adLongVarWChar}) {
-        FillSource(12, type);
-        std::vector<std::string> all;
-        for (const auto& row : source->rows) {
-            all.push_back(row[1].AsCell().AsText().data());
-        }
-        int fired = 1;
-        for (int n = 1; fired != 0; ++n) {
-            fired = 0;
-            int call = 0;
-            const auto count_down = [&](std::string_view, int) {
-                if (++call == n) {
-                    ++fired;
-                    throw DataError(kErrUnspecified, "call " + std::to_string(n) + " failed");
-                }
-            };
-            source->before = count_down;
-            target->before = count_down;
-            target->taken.clear();
-            view = RecordingView();
-            const i16 result = LoadRowsGeneric(0);
-            std::size_t next = 0;
-            for (const auto& row : target->taken) {
-                while (next < all.size() && all[next] != std::string(row[1].AsCell().AsText())) {
-                    ++next;
-                }
-                ASSERT_LT(next++, all.size())
-                    << "a row that the source doesn't have, at call " << n;
-            }
-            const auto missing = static_cast<int>(all.size() - target->taken.size());
-            if (result == kTrue) {
-                EXPECT_TRUE(view.log.ends_with("\r\n" + std::to_string(target->taken.size()) +
-                                               " Rows Loaded"))
-                    << view.log;
-                EXPECT_GE(LoggedErrors(), missing);
-            } else {
-                EXPECT_EQ(LoggedErrors(), 50);
-            }
-            EXPECT_GE(LoggedErrors(), fired);
-        }
-        ClearTable();
-        source->before = target->before = nullptr;
     }
 }
 

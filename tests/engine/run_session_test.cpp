@@ -12,18 +12,6 @@ namespace {
 
 class RunSessionTest : public SessionTest {};
 
-TEST_F(RunSessionTest, ARunThatCreatesAndFillsATableTellsItStepByStep) {
-    FillSource(3);
-    SrcTables[0].TableExists = kFalse;
-    RunSession("");
-    EXPECT_EQ(Log(),
-              RunLog("About To Create Table src\n\ndst Table Created Successfully\n\n"
-                     "About to Insert Rows from src to dst\n3 Rows Loaded Time Elapsed :E"));
-    EXPECT_EQ(view.caret, view.log.size());
-    EXPECT_EQ(view.repaints, 2);
-    EXPECT_EQ(view.counter, "");
-}
-
 struct PreparationCase {
     const char* option;
     const char* operation;     // refused by the target
@@ -168,36 +156,6 @@ TEST_F(RunSessionTest, AnUnsavedSessionTouchesNoRepositoryAndALockedOneIsTheCall
     EXPECT_TRUE(repository->calls.empty());
     SessionNotSaved = kFalse;
     EXPECT_THROW(RunSession(""), DataError);
-}
-
-TEST_F(RunSessionTest, APolledFileIsRenamedByTheLastLoadsResult) {
-    const TempDir folder;
-    SourceType = "TEXTPOLL";
-    PollFolder = folder.Path().string() + "/";
-    PollRename = "Loaded";
-    const auto files = [&] {
-        std::string names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.Path())) {
-            const auto name = entry.path().filename().string();
-            names += name.substr(0, name.find("_On_")) + " ";
-        }
-        return names;
-    };
-    FillSource(60);
-    SrcTables[0].Name = "a.csv";
-    folder.Write("a.csv", "1");
-    folder.Write("b.csv", "1");
-    target->FailAlways("Connect", "no target");
-    RunSession("");
-    EXPECT_NE(files().find("a.csv "), std::string::npos) << "given up";
-    // A table that couldn't be prepared goes by the result of the one before it.
-    AddTable("b.csv", "b");
-    MapColumn("id");
-    SrcTables[1].LoadOption = "DELETE";
-    target->FailAlways("Execute", "locked");
-    RunSession("");
-    EXPECT_EQ(files().find(".csv "), std::string::npos) << files();
-    EXPECT_TRUE(view.messages.empty());
 }
 
 TEST(RunLogTest, ElapsedTimeCountsBoundariesAndKeepsItsMinutesWhole) {

@@ -35,13 +35,6 @@ protected:
         TargetType = "MSSQL";
         TargetConnStr = server_.ConnectionText();
     }
-    void ToFoxPro() const {
-        TargetType = "FOXPRO";
-        FoxDestMode = "DIR";
-        FoxDestPrefix = folder_.Path().string() + "/";
-        TargetConnStr = "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDb=" +
-                        folder_.Path().string();
-    }
 
     TdsServer server_;
 };
@@ -135,7 +128,7 @@ TEST_F(SqlServerRoute, EveryTypeReachesEveryTargetAsTheTablesSay) {
             } else if (kind == "ACCESS") {
                 ToAccess();
             } else if (kind == "FOXPRO") {
-                ToFoxPro();
+                ToFoxProFolder();
             } else if (to_text) {
                 ToText();
             } else if (mysql) {

@@ -28,17 +28,6 @@ protected:
     void Choose(bool is_new) { SrcTables[0].TableExists = is_new ? kFalse : kTrue; }
 };
 
-TEST_F(TargetTablesTest, AFoxProTableIsDroppedAndEmptiedAsAFile) {
-    TargetType = "FOXPRO";
-    FoxDestMode = "DIR";
-    FoxDestPrefix = "/out/";
-    EXPECT_EQ(DropTargetTable(0), kTrue);
-    EXPECT_EQ(DeleteTargetRows(0), kTrue);
-    EXPECT_EQ(
-        target->statements,
-        (std::vector<std::string>{"drop table [/out/dst.dbf]", "delete from [/out/dst.dbf]"}));
-}
-
 TEST_F(TargetTablesTest, ATableIsNeitherDroppedNorEmptiedWhenItsRowsAreToBeLoaded) {
     const TempDir folder;
     folder.Write("Shop.mdb", "");

@@ -102,17 +102,6 @@ TEST_F(ColumnDiscovery, AnExistingTargetIsMatchedByPositionAndSkipsWhatIsLeft) {
     EXPECT_EQ(ColMaps[9].TName, "three");
 }
 
-TEST_F(ColumnDiscovery, ATextTargetIsNeverLookedFor) {
-    session_.InSource({"CREATE TABLE items (id LONG)"});
-    MappingSession::ChooseTables({"items"});
-    TargetType = "TEXT";
-    TargetConnStr = "";
-    TextDestDir = session_.Folder().Path().string();
-    EXPECT_TRUE(MappingSession::Map().empty());
-    EXPECT_EQ(StateOf(0), "0 APPEND ");
-    EXPECT_EQ(ColMaps[0].DDtype, "Integer");
-}
-
 TEST_F(ColumnDiscovery, ARenamedTargetIsMappedAnewBehindTheOtherTables) {
     session_.InSource({"CREATE TABLE a (p LONG, q LONG)", "CREATE TABLE b (r LONG, s LONG)"});
     session_.InTarget({"CREATE TABLE narrow (only LONG)"});
@@ -157,23 +146,6 @@ TEST_F(ColumnDiscovery, ASingleRowOfAnotherTableGivesUpItsPlace) {
         EXPECT_EQ(MappingSession::MapText(), "0 p>p 1\n0 q>q 1\n");
         EXPECT_EQ(SrcCols.size(), DstCols.size());
     }
-}
-
-TEST_F(ColumnDiscovery, TextFilesAreProbedByTheirNamesAndOwnTheirBaseNames) {
-    session_.Folder().Write("orders.csv", "id,name\n1,Anna\n");
-    session_.Folder().Write("Schema.ini",
-                            "[orders.csv]\nColNameHeader=True\nFormat=CSVDelimited\n"
-                            "Col1=id Long\nCol2=name Text Width 20\n");
-    SourceType = "TEXT";
-    SourceConnStr =
-        "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + session_.Folder().Path().string() +
-        ";Extended Properties=\"text;HDR=Yes\"";
-    MappingSession::ChooseTables({"orders.csv"});
-    MappingSession::Map();
-    EXPECT_EQ(MappingSession::MapText(), "0 id>id 1\n0 name>name 1\n");
-    EXPECT_EQ(SrcCols[0].TName, "orders");
-    EXPECT_EQ(ColMaps[1].SDtype, ColMaps[1].SOrgDtype);
-    EXPECT_EQ(ColMaps[1].DDtype, "Text");
 }
 
 TEST_F(ColumnDiscovery, AnOracleTargetIsAskedForItsUsersTables) {

@@ -5,13 +5,11 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <stdexcept>
 #include <thread>
 
 namespace vantry::test {
@@ -144,12 +142,9 @@ void Application::ToAccess(const std::string& file) const {
 
 void Application::ToText(const std::string& folder) const {
     TargetType = "TEXT";
-    TextDestFormat = "DELIMITED";
-    TextDestDir = Path(folder);
+    SetTextTarget(Path(folder));
     TextDestExt = ".tab";
     TextDestDelim = "\t";
-    TextDestQual = "\"";
-    TextDestHeader = kTrue;
 }
 
 i32 Application::Save(const std::string& name) const {

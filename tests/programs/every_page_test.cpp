@@ -146,6 +146,7 @@ protected:
 
 TEST_F(EveryPage, TellsItsControlsByNameAndRole) {
     Walk([](const Page& page) {
+        EXPECT_EQ(RepeatedLetters(FromQt(page.objectName())), "");
         for (auto* const control : Controls(page)) {
             QAccessibleInterface* const told = QAccessible::queryAccessibleInterface(control);
             ASSERT_NE(told, nullptr) << NameOf(*control);

@@ -6,7 +6,6 @@
 #include "support/has.h"
 #include "support/session_steps.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>

@@ -100,45 +100,6 @@ TEST(VYRun, ALookWritesNothingAndAVerifiedRunTellsWhatItsTargetChanged) {
     EXPECT_NE(app.Folder().Read("log/odd.log.1.json").find("verification"), std::string::npos);
 }
 
-TEST(VYRun, ManyTablesWithBadRowsLeaveNoRowInDoubt) {
-    const Application app;
-    fs::create_directory(app.Path("in"));
-    constexpr int kTables = 5;
-    constexpr int kRows = 4000;
-    std::int64_t rows_in_all = 0;
-    app.Use();
-    for (int table = 1; table <= kTables; ++table) {
-        const int bad = table == kTables ? 60 : 40;
-        std::string csv = "id,n,name\n";
-        for (int k = 1; k <= kRows; ++k) {
-            const bool is_bad = k > 30 && k % (kRows / bad) == 0;
-            csv += std::to_string(k) + (is_bad && k % 2 == 0 ? ",x" : ",7") + ",name " +
-                   std::to_string(k) + "\n";
-        }
-        app.Folder().Write("in/t" + std::to_string(table) + ".csv", csv);
-    }
-    for (int table = 1; table <= kTables; ++table) {
-        const std::string name = "t" + std::to_string(table);
-        app.FromText(name + ".csv");
-        app.ToAccess("out.mdb");
-        const std::string id = std::to_string(app.Save(name));
-        const auto run = app.Run({id, "--verify"});
-        const auto summary = app.Summary(name);
-        const auto rejected = std::max<std::int64_t>(NumberIn(summary, "rowsRejected"), 0);
-        const auto read = NumberIn(summary, "rowsRead");
-        const auto in_target = app.RowsIn("out.mdb", name);
-        EXPECT_EQ(read, in_target + rejected) << summary;
-        EXPECT_EQ(in_target, NumberIn(summary, "rowsLoaded"));
-        EXPECT_EQ(Count(app.Folder().Read("log/" + name + ".log.rejects.csv"), "refused"),
-                  static_cast<int>(rejected));
-        EXPECT_NE(summary.find("\"result\": \"same\""), std::string::npos) << summary;
-        EXPECT_EQ(run.exit_code, table == kTables ? 2 : 1) << run.errors;
-        EXPECT_EQ(NumberIn(summary, "firstRowNotReached"), table == kTables ? read + 1 : -1);
-        rows_in_all += in_target + rejected;
-    }
-    EXPECT_GT(rows_in_all, (kTables - 1) * kRows);
-}
-
 TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
     const Application app;
     // Each of these is a session of its own: 1, 2, ... Its log is in the application's folder.

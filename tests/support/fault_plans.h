@@ -13,7 +13,6 @@
 #include <fstream>
 #include <functional>
 #include <map>
-#include <optional>
 #include <random>
 #include <string>
 #include <vector>

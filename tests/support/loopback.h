@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <stdexcept>
+#include <string_view>
 
 namespace vantry::test {
 
@@ -35,6 +36,18 @@ inline Listener Listen() {
     }
     listener.port = ntohs(address.sin_port);
     return listener;
+}
+
+// False when the other side is gone.
+inline bool SendAll(int socket, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const auto sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(sent));
+    }
+    return true;
 }
 
 // For a server that wants to be told its port.

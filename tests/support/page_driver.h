@@ -58,6 +58,19 @@ inline void Press(std::string_view page, const char* button) {
     Control<QAbstractButton>(page, button).click();
 }
 
+// The user's choice of an entry.
+inline void Pick(QComboBox* list, const char* entry) {
+    const int index = list->findText(entry, Qt::MatchExactly | Qt::MatchCaseSensitive);
+    if (index < 0) {
+        throw std::runtime_error(std::string(entry) + " isn't listed");
+    }
+    list->setCurrentIndex(index);
+    Q_EMIT list->activated(index);
+}
+inline void Pick(std::string_view page, const char* list, const char* entry) {
+    Pick(&Control<QComboBox>(page, list), entry);
+}
+
 inline void Type(std::string_view page, const char* edit, std::string_view text) {
     Control<QLineEdit>(page, edit).setText(ToQt(text));
 }

@@ -2,16 +2,13 @@
 
 #include "support/loopback.h"
 
-#include <fcntl.h>
 #include <mysql.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <chrono>
 #include <cstdlib>
@@ -26,48 +23,10 @@ namespace {
 using MysqlHandle = std::unique_ptr<MYSQL, decltype(&mysql_close)>;
 
 // The server lies outside the PATH of an ordinary user.
-std::string FindProgram(const std::string& name) {
-    std::string path = std::getenv("PATH") != nullptr ? std::getenv("PATH") : "";
-    path += ":/usr/sbin:/usr/local/sbin:/usr/bin";
-    for (std::size_t begin = 0; begin < path.size();) {
-        const auto end = std::min(path.find(':', begin), path.size());
-        const auto file = path.substr(begin, end - begin) + "/" + name;
-        if (access(file.c_str(), X_OK) == 0) {
-            return file;
-        }
-        begin = end + 1;
-    }
-    return {};
-}
+const std::string kPath = "PATH=$PATH:/usr/sbin:/usr/local/sbin:/usr/bin; ";
 
-// Starts `arguments` with both outputs in `output`. The child dies with this thread.
-pid_t Spawn(const std::vector<std::string>& arguments, const std::string& output) {
-    std::vector<char*> words;
-    for (const auto& argument : arguments) {
-        words.push_back(const_cast<char*>(argument.c_str()));  // execv's own signature
-    }
-    words.push_back(nullptr);
-    const pid_t parent = getpid();
-    const pid_t child = fork();
-    if (child < 0) {
-        throw std::runtime_error("fork failed");
-    }
-    if (child == 0) {
-        // The server must keep its user for this: a change of user would clear the signal again,
-        // which is why it runs as root where the test does.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (getppid() != parent) {
-            _exit(127);
-        }
-        const int file = open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-        const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
-        dup2(nothing, 0);
-        dup2(file, 1);
-        dup2(file, 2);
-        execv(words[0], words.data());
-        _exit(127);
-    }
-    return child;
+bool IsThere(const std::string& program) {
+    return std::system((kPath + "command -v " + program + " >/dev/null").c_str()) == 0;
 }
 
 constexpr const char* kMemoryFolder = "/dev/shm";
@@ -134,10 +93,8 @@ std::string RunAll(MYSQL* handle, std::string_view sql) {
 }  // namespace
 
 std::string PrivateMariaDb::Missing() {
-    if (FindProgram("mariadbd").empty() || FindProgram("mariadb-install-db").empty()) {
-        return "mariadbd isn't installed: apt-get install mariadb-server";
-    }
-    return {};
+    static const bool there = IsThere("mariadbd") && IsThere("mariadb-install-db");
+    return there ? "" : "mariadbd isn't installed: apt-get install mariadb-server";
 }
 
 PrivateMariaDb::PrivateMariaDb(MariaDbOptions options)
@@ -160,59 +117,48 @@ PrivateMariaDb::~PrivateMariaDb() {
     Kill();  // the data goes away with the folder, so a clean end would only cost time
 }
 
-// A server clears away what it takes for its own leftovers: two that share this folder take each
-// other's tables.
-std::string PrivateMariaDb::TemporaryTables() const {
-    const auto folder = folder_ / "tmp";
-    std::filesystem::create_directory(folder);
-    return folder.string();
+// A server clears away what it takes for its own leftovers: two that share a folder of temporary
+// tables take each other's. As root it must keep its user, or the signal would be cleared.
+std::string PrivateMariaDb::Settings() const {
+    const auto folder = folder_.Path().string();
+    std::filesystem::create_directory(folder + "/tmp");
+    return " --no-defaults --innodb-log-file-size=16M --datadir=" + folder +
+           "/data --tmpdir=" + folder + "/tmp" + (geteuid() == 0 ? " --user=root" : "");
 }
 
 void PrivateMariaDb::Initialise() {
-    std::vector<std::string> arguments = {FindProgram("mariadb-install-db"),
-                                          "--no-defaults",
-                                          "--datadir=" + (folder_ / "data").string(),
-                                          "--tmpdir=" + TemporaryTables(),
-                                          "--auth-root-authentication-method=normal",
-                                          "--skip-test-db",
-                                          "--innodb-log-file-size=16M"};
-    if (geteuid() == 0) {
-        arguments.emplace_back("--user=root");
-    }
-    int status = 0;
-    waitpid(Spawn(arguments, (folder_ / "install.log").string()), &status, 0);
-    if (status != 0) {
+    const auto install = kPath + "mariadb-install-db" + Settings() +
+                         " --auth-root-authentication-method=normal --skip-test-db >" +
+                         (folder_ / "install.log").string() + " 2>&1";
+    if (std::system(install.c_str()) != 0) {
         throw std::runtime_error("mariadb-install-db failed:\n" + folder_.Read("install.log"));
     }
 }
 
+// The server dies with this thread.
 void PrivateMariaDb::Start() {
-    std::vector<std::string> arguments = {
-        FindProgram("mariadbd"),
-        "--no-defaults",
-        "--datadir=" + (folder_ / "data").string(),
-        "--tmpdir=" + TemporaryTables(),
-        "--socket=" + Socket(),
-        "--port=" + std::to_string(port_),
-        "--bind-address=127.0.0.1",
-        "--pid-file=" + (folder_ / "m.pid").string(),
-        "--log-error=" + (folder_ / "error.log").string(),
-        "--character-set-server=utf8mb4",
-        "--skip-name-resolve",
-        "--innodb-log-file-size=16M",
-        "--innodb-flush-log-at-trx-commit=" + std::to_string(options_.flush_log_at_commit)};
-    if (geteuid() == 0) {
-        arguments.emplace_back("--user=root");
-    }
+    const auto folder = folder_.Path().string();
+    std::string command = kPath + "exec setpriv --pdeathsig KILL mariadbd" + Settings() +
+                          " --socket=" + Socket() + " --port=" + std::to_string(port_) +
+                          " --bind-address=127.0.0.1 --pid-file=" + folder + "/m.pid" +
+                          " --log-error=" + folder + "/error.log --skip-name-resolve" +
+                          " --character-set-server=utf8mb4 --innodb-flush-log-at-trx-commit=" +
+                          std::to_string(options_.flush_log_at_commit);
     if (options_.general_log) {
-        arguments.emplace_back("--general-log=1");
-        arguments.push_back("--general-log-file=" + (folder_ / "general.log").string());
+        command += " --general-log=1 --general-log-file=" + folder + "/general.log";
     }
     if (options_.max_allowed_packet != 0) {
-        arguments.push_back("--max-allowed-packet=" + std::to_string(options_.max_allowed_packet));
+        command += " --max-allowed-packet=" + std::to_string(options_.max_allowed_packet);
     }
-    arguments.insert(arguments.end(), options_.more_settings.begin(), options_.more_settings.end());
-    pid_ = Spawn(arguments, (folder_ / "error.log").string());
+    for (const auto& setting : options_.more_settings) {
+        command += " " + setting;
+    }
+    command += " </dev/null >>" + folder + "/error.log 2>&1";
+    pid_ = fork();
+    if (pid_ == 0) {
+        execl("/bin/sh", "sh", "-c", command.c_str(), static_cast<char*>(nullptr));
+        _exit(127);
+    }
     WaitUntilReady();
 }
 

@@ -62,7 +62,7 @@ public:
 
 private:
     void Initialise();
-    std::string TemporaryTables() const;
+    std::string Settings() const;
     void Start();
     void WaitUntilReady() const;
     void CreateUser() const;

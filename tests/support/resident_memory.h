@@ -1,8 +1,6 @@
 #pragma once
 // The memory that this process has in use now.
 
-#include <unistd.h>
-
 #include <cstddef>
 #include <fstream>
 

@@ -10,7 +10,6 @@
 
 #include <array>
 #include <cstdint>
-#include <stdexcept>
 #include <utility>
 
 namespace vantry::test {
@@ -18,17 +17,6 @@ namespace {
 
 constexpr std::size_t kPacketHeader = 4;  // three bytes of length, one sequence number
 constexpr char kQueryCommand = 3;
-
-bool SendAll(int socket, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -71,11 +59,6 @@ void TcpRelay::Spoil(Spoiler spoiler) {
 std::vector<std::string> TcpRelay::Queries() const {
     const std::lock_guard lock(mutex_);
     return queries_;
-}
-
-std::string TcpRelay::Sent() const {
-    const std::lock_guard lock(mutex_);
-    return sent_;
 }
 
 void TcpRelay::Work() {
@@ -141,7 +124,6 @@ bool TcpRelay::Pump(Link& link, bool from_client) {
         if (from_client && !keeps_) {
             link.unread.clear();
         } else if (from_client) {
-            sent_ += piece;
             link.unread += piece;
             KeepQueries(link);
         } else {

@@ -7,7 +7,6 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -36,8 +35,6 @@ public:
     std::int64_t TakeRoundTrips() { return round_trips_.exchange(0); }
     // The texts of the queries (command 3 of the MySQL protocol) of all connections, in order.
     std::vector<std::string> Queries() const;
-    // All that clients sent.
-    std::string Sent() const;
 
 private:
     struct Link;
@@ -56,7 +53,6 @@ private:
     mutable std::mutex mutex_;
     Spoiler spoiler_;
     std::vector<std::string> queries_;
-    std::string sent_;
     std::atomic<bool> keeps_ = true;
     std::atomic<std::int64_t> delay_us_ = 0;
     std::atomic<std::int64_t> round_trips_ = 0;

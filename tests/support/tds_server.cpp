@@ -14,7 +14,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <stdexcept>
 
 namespace vantry::test {
 
@@ -134,7 +133,7 @@ std::optional<TdsFault> TdsServer::TakeFault(const std::string& statement) {
 }
 
 TdsCounts TdsServer::TakeCounts() {
-    return {logins_.exchange(0), requests_.exchange(0), statements_.exchange(0)};
+    return {requests_.exchange(0), statements_.exchange(0)};
 }
 
 }  // namespace vantry::test

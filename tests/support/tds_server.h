@@ -17,7 +17,6 @@
 
 #include <atomic>
 #include <list>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -53,7 +52,6 @@ struct TdsFault {
 
 // What clients have sent since the start or the last call of TakeCounts.
 struct TdsCounts {
-    int logins = 0;
     int requests = 0;    // messages that are answered: round trips
     int statements = 0;  // run for them, prepared ones each time
 };
@@ -82,7 +80,6 @@ public:
 
     // For the sessions.
     std::optional<TdsFault> TakeFault(const std::string& statement);
-    void CountLogin() { ++logins_; }
     void CountRequest() { ++requests_; }
     void CountStatement() { ++statements_; }
 
@@ -100,7 +97,6 @@ private:
     int port_ = 0;
     int listener_ = -1;
     int wake_ = -1;  // readable: end
-    std::atomic<int> logins_ = 0;
     std::atomic<int> requests_ = 0;
     std::atomic<int> statements_ = 0;
     std::mutex mutex_;

@@ -70,18 +70,6 @@ TEST_F(TextFileTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
     }
 }
 
-TEST_F(TextFileTest, ASourceThatCantBeReachedEndsTheTableAndKeepsTheFormerFile) {
-    FillSource(3);
-    source->FailAlways("Connect", "no such server");
-    folder.Write("dst.txt", "former");
-    RunSessionToText("");
-    EXPECT_EQ(LoggedErrors(), 5);  // the count and its answer, two opens, the columns
-    EXPECT_TRUE(Has(view.log, ".txt\r\nError Loading Row:0\r\nno such server"));
-    EXPECT_FALSE(Has(view.log, "Rows Loaded"));
-    EXPECT_TRUE(view.log.ends_with("\r\n******( FINISH )*******"));
-    EXPECT_EQ(Written(), "former");
-}
-
 TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
     FillSource(250);
     AddFile("dst2");
@@ -98,38 +86,6 @@ TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
         EXPECT_FALSE(IsThere("dst2.txt"));
     }
     SessionCancelled = TableCancelled = kFalse;
-}
-
-// Whichever call fails once: the file holds the rows that the log counts, each as the source has
-// it.
-TEST_F(TextFileTest, TheLedgerHoldsWhicheverCallFails) {
-    FillSource(12);
-    const std::string all = Lines(12);
-    int fired = 1;
-    for (int n = 1; fired != 0; ++n) {
-        fired = 0;
-        int call = 0;
-        source->before = [&](std::string_view, int) {
-            if (++call == n) {
-                ++fired;
-                throw DataError(kErrUnspecified, "call " + std::to_string(n) + " failed");
-            }
-        };
-        fs::remove(folder / "dst.txt");
-        RunSessionToText("");
-        const std::string written = Written();
-        const int lines = Count(written, "\r\n");
-        EXPECT_EQ(written, all.substr(0, written.size())) << n;
-        if (view.log.find("Rows Loaded") == std::string::npos && LoggedErrors() < 51) {
-            // The count failed: the table ends before its rows, told as failed and not as empty.
-            EXPECT_GE(LoggedErrors(), 1) << n;
-            EXPECT_LE(n, 3);
-            EXPECT_EQ(lines, 0) << n;
-        } else if (LoggedErrors() < 51) {
-            EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1) << n;
-            EXPECT_EQ(lines, 12) << n;
-        }
-    }
 }
 
 // ---- The file
@@ -219,24 +175,6 @@ TEST_F(TextFileTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
         RunSessionToText("");
         return LoggedErrors() == 0 && Written() == Lines(kManyRows);
     }));
-}
-
-// The kernel's own refusal, behind a part of the bytes.
-TEST_F(TextFileTest, AFileAtTheSystemsSizeLimitEndsInWholeLines) {
-    FillSource(kManyRows);
-    const auto former = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit low{300'000, limit.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &low), 0);
-    RunSessionToText("");
-    setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, former);
-    EXPECT_EQ(LoggedErrors(), 51);
-    EXPECT_FALSE(IsThere("dst.txt"));
-    const std::string written = Written("dst.txt.partial");
-    EXPECT_TRUE(written.ends_with("\"\r\n"));
-    EXPECT_EQ(written, Lines(kManyRows).substr(0, written.size()));
 }
 
 // What another program does to the file while it is written, behind the first full buffer. Nothing

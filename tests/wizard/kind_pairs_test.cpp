@@ -150,11 +150,6 @@ protected:
         Type(page, "OrclSvc", Service(file));
         Press(page, "Command1");
     }
-    static void Pick(const char* page, const char* combo, const char* entry) {
-        auto& box = Control<QComboBox>(page, combo);
-        box.setCurrentIndex(box.findText(entry));
-        Q_EMIT box.activated(box.currentIndex());
-    }
     static void TakeTable(const char* page,
                           const char* list,
                           const char* entry,

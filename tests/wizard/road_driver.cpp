@@ -90,11 +90,6 @@ std::function<bool()> TabsTo(const std::string& page, const std::string& control
     };
 }
 
-QRect CellRect(const std::string& page, const std::string& view, QModelIndex index) {
-    auto& items = *dynamic_cast<QAbstractItemView*>(FindControl(page, view));
-    return items.visualRect(index);
-}
-
 QModelIndex EntryNamed(const std::string& page, const std::string& list, const std::string& text) {
     auto* const view = dynamic_cast<QAbstractItemView*>(FindControl(page, list));
     if (view == nullptr) {
@@ -146,43 +141,48 @@ void RoadDriver::Click(const std::string& page, const std::string& control) {
         });
 }
 
-void RoadDriver::ClickCell(const std::string& page, const std::string& table, int row, int column) {
+void RoadDriver::ClickItem(const std::string& what,
+                           const std::string& page,
+                           const std::string& view,
+                           std::function<QModelIndex()> find,
+                           bool on_its_tick) {
     Add(
-        "a click on a cell of " + page + "." + table,
-        [=] { return IsUsable(page, table); },
+        what + " of " + page + "." + view,
+        [=] { return IsUsable(page, view) && find().isValid(); },
         [=] {
-            auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, table));
-            const auto index = view.model()->index(row, column);
-            view.scrollTo(index);
-            ClickAt(*view.viewport(), CellRect(page, table, index).center());
+            auto& items = *dynamic_cast<QAbstractItemView*>(FindControl(page, view));
+            items.scrollTo(find());
+            const QRect cell = items.visualRect(find());
+            const int half = items.style()->pixelMetric(QStyle::PM_IndicatorWidth) / 2 + 3;
+            ClickAt(*items.viewport(),
+                    on_its_tick ? QPoint(cell.left() + half, cell.center().y()) : cell.center());
         });
+}
+
+void RoadDriver::ClickCell(const std::string& page, const std::string& table, int row, int column) {
+    const auto find = [=] {
+        const auto& items = *dynamic_cast<QAbstractItemView*>(FindControl(page, table));
+        return items.model()->index(row, column);
+    };
+    ClickItem("a click on a cell", page, table, find, false);
 }
 
 void RoadDriver::ClickEntry(const std::string& page,
                             const std::string& list,
                             const std::string& text) {
-    Add(
-        "a click on the entry " + text + " of " + page + "." + list,
-        [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); },
-        [=] {
-            const auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, list));
-            const QRect cell = CellRect(page, list, EntryNamed(page, list, text));
-            ClickAt(*view.viewport(), cell.center());
-        });
+    ClickItem(
+        "a click on the entry " + text,
+        page,
+        list,
+        [=] { return EntryNamed(page, list, text); },
+        false);
 }
 
 void RoadDriver::TickEntry(const std::string& page,
                            const std::string& list,
                            const std::string& text) {
-    Add(
-        "a tick at " + text + " of " + page + "." + list,
-        [=] { return IsUsable(page, list) && EntryNamed(page, list, text).isValid(); },
-        [=] {
-            auto& view = *dynamic_cast<QAbstractItemView*>(FindControl(page, list));
-            const QRect cell = CellRect(page, list, EntryNamed(page, list, text));
-            const int half = view.style()->pixelMetric(QStyle::PM_IndicatorWidth) / 2 + 3;
-            ClickAt(*view.viewport(), QPoint(cell.left() + half, cell.center().y()));
-        });
+    ClickItem(
+        "a tick at " + text, page, list, [=] { return EntryNamed(page, list, text); }, true);
 }
 
 void RoadDriver::AddLetter(const std::string& page, const std::string& control) {

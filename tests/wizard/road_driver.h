@@ -4,6 +4,7 @@
 // xdotool). The driver lives in the wizard's own process, so it finds controls by their names; it
 // touches none.
 
+#include <QModelIndex>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -68,6 +69,11 @@ private:
         int seconds = 20;
     };
     void Add(std::string what, std::function<bool()> ready, std::function<void()> act);
+    void ClickItem(const std::string& what,
+                   const std::string& page,
+                   const std::string& view,
+                   std::function<QModelIndex()> find,
+                   bool on_its_tick);
     void AddLetter(const std::string& page, const std::string& control);
     void Tick();
     void Fail(const std::string& why);

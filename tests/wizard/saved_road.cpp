@@ -19,7 +19,6 @@
 #include <QRegularExpression>
 #include <QTableWidget>
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 

@@ -82,14 +82,6 @@ protected:
         const bool usual = color == QApplication::palette().color(QPalette::WindowText);
         return FromQt(label.text()) + (usual ? "" : " " + FromQt(color.name()));
     }
-    // As a click on the entry of an opened list does it.
-    static void Pick(const char* page, const char* combo, const char* entry) {
-        auto& box = Control<QComboBox>(page, combo);
-        const int index = box.findText(entry, Qt::MatchExactly | Qt::MatchCaseSensitive);
-        ASSERT_GE(index, 0) << entry;
-        box.setCurrentIndex(index);
-        Q_EMIT box.activated(index);
-    }
     static void Select(const char* page, const char* list, std::initializer_list<int> rows) {
         for (const int row : rows) {
             Control<QListWidget>(page, list).item(row)->setSelected(true);

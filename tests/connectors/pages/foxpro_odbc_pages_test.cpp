@@ -240,41 +240,5 @@ TEST_F(OdbcPageTest, ListsTheTablesOfADataSourceAndTakesItsKind) {
     EXPECT_TRUE(dialogs_.boxes.empty() && dialogs_.opened.empty());
 }
 
-// What all pages of this room owe the keyboard and screen readers.
-TEST_F(OdbcPageTest, EveryControlHasANameAndEveryLetterOneOwner) {
-    const std::pair<const char*, const char*> pages[] = {
-        {"MySQLSrc", "MySQL Source"},
-        {"MySQLDest", "MySQL Destination"},
-        {"MSSQLSrc", "Microsoft SQL Server Source"},
-        {"MSSQLDest", "Microsoft SQL Server Destination"},
-        {"Form6", "Vantry: Source Oracle"},
-        {"Form9", "Vantry: Choose Oracle Destination"},
-        {"Form10", "Vantry: Choose Foxpro Source"},
-        {"Form3", "Vantry: Choose Foxpro / DBF Destination"},
-        {"ODBCSrc", "Select ODBC Source"}};
-    for (const auto& [page, caption] : pages) {
-        ShowPage(page);
-        EXPECT_EQ(FindPage(page)->windowTitle(), caption);
-        EXPECT_EQ(RepeatedLetters(page), "") << page;
-        std::set<const QWidget*> named;
-        for (const auto* const label : FindPage(page)->findChildren<QLabel*>()) {
-            named.insert(label->buddy());
-        }
-        for (const auto* const control : FindPage(page)->findChildren<QWidget*>()) {
-            const bool input = qobject_cast<const QComboBox*>(control) != nullptr ||
-                               qobject_cast<const QListWidget*>(control) != nullptr ||
-                               (qobject_cast<const QLineEdit*>(control) != nullptr &&
-                                qobject_cast<const QComboBox*>(control->parent()) == nullptr);
-            if (input && control->isVisibleTo(FindPage(page))) {
-                EXPECT_TRUE(!control->accessibleName().isEmpty() || named.count(control) > 0)
-                    << page << "." << FromQt(control->objectName());
-                EXPECT_TRUE(qobject_cast<const QLineEdit*>(control) == nullptr ||
-                            control->toolTip().contains("semicolon"))
-                    << page << "." << FromQt(control->objectName());
-            }
-        }
-    }
-}
-
 }  // namespace
 }  // namespace vantry::test

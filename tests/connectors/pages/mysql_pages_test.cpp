@@ -1,7 +1,6 @@
 // MySQLSrc and MySQLDest on a real server, and on ports where none is.
 
 #include "connectors/pages/connector_pages_fixture.h"
-#include "drivers/mysql/test_keys.h"
 #include "support/private_mariadb.h"
 #include "support/quiet_port.h"
 
@@ -209,34 +208,6 @@ TEST_F(MySqlPagesTest, NamesAndPasswordsOfAllLetters) {
         EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables") + dialogs_.TakeBoxes(), name);
         Server().Run("drop database " + quoted);
     }
-}
-
-// It also goes between Connect and the choice of a database, and comes back.
-TEST_F(MySqlPagesTest, AServerThatTakesNothingButTlsIsSpokenToByIt) {
-    const TestKeys keys;
-    PrivateMariaDb strict({.more_settings = {"--require-secure-transport=ON",
-                                             "--ssl-cert=" + keys.CertificateFile(),
-                                             "--ssl-key=" + keys.PrivateKeyFile()}});
-    strict.Run("create table shop.goods(id int); create user poor@127.0.0.1 identified by ''");
-    for (const char* page : {"MySQLDest", "MySQLSrc"}) {
-        Open(page);
-        Type(page, "PortTBox", std::to_string(strict.Port()));
-        Press(page, "ConnButt");
-        EXPECT_EQ(Status(page, "Label2") + dialogs_.TakeBoxes(), kGreen);
-    }
-    strict.Stop();
-    Pick("MySQLSrc", "MySQLDBCombo", "shop");
-    EXPECT_TRUE(dialogs_.TakeBoxes().starts_with(
-        "stop|Error|Unable to show list of tables\nCan't connect"));
-    EXPECT_EQ(Status("MySQLSrc", "Label2"), kRed);
-    strict.Restart();
-    Press("MySQLSrc", "ConnButt");
-    Pick("MySQLSrc", "MySQLDBCombo", "shop");
-    EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables") + dialogs_.TakeBoxes(), "goods");
-    Type("MySQLSrc", "UserTBox", "poor");
-    Type("MySQLSrc", "PassTbox", "");
-    Press("MySQLSrc", "ConnButt");
-    EXPECT_EQ(Entries("MySQLSrc", "MySQLDBCombo"), "information_schema") << "what poor may see";
 }
 
 TEST_F(MySqlPagesTest, EscGivesASilentServerUpAtOnce) {

@@ -5,8 +5,6 @@
 
 #include <QCheckBox>
 
-#include <filesystem>
-
 namespace vantry::test {
 namespace {
 

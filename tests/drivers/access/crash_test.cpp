@@ -8,7 +8,6 @@
 #include "support/crash_states.h"
 
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <optional>

@@ -16,7 +16,6 @@
 
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace vantry::test {

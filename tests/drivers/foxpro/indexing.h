@@ -8,7 +8,6 @@
 #include "drivers/foxpro/table/record_reader.h"
 
 #include <map>
-#include <memory>
 #include <string>
 #include <vector>
 

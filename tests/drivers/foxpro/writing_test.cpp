@@ -91,7 +91,7 @@ TEST_F(WritingTest, WhatDoesntFitIsAnErrorOfItsRow) {
     Run("INSERT INTO narrow (c) VALUES ('abc')");
     const auto before = folder_.Read("narrow.dbf");
     const std::pair<const char*, const char*> rows[] = {
-        {"(c) VALUES ('abcd')", "4 bytes for a width of 3"},
+        {"(c) VALUES ('abcd')", "4 bytes for a width of 3. Make the field wider, or a memo."},
         {"(c) VALUES (NULL)", "does not accept null values"},
         {"(c) VALUES ('日')", "code page 1252"},
         {"(c, m) VALUES ('a', 'x日')", "'日' for the field 'M'"},

@@ -22,16 +22,6 @@ constexpr char kQuit = 1;
 constexpr char kPrepare = 22;
 constexpr char kSetting = 127;  // no command of the protocol
 
-void SendAll(int client, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const auto sent = send(client, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-            return;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-}
-
 }  // namespace
 
 std::string Packet(int number, std::string_view payload) {
@@ -110,11 +100,6 @@ ScriptedServer::~ScriptedServer() {
 std::string ScriptedServer::Sent() const {
     const std::lock_guard lock(mutex_);
     return sent_;
-}
-
-std::string ScriptedServer::SentAfterLogin() const {
-    const std::lock_guard lock(mutex_);
-    return sent_after_login_;
 }
 
 // Until the descriptor has something to read; false at the end of the test.
@@ -206,7 +191,6 @@ void ScriptedServer::Serve(int client) {
         }
         const std::lock_guard lock(mutex_);
         sent_ += packet;
-        sent_after_login_ += packet;
         Send(answer);
     }
     bool said_all = false;

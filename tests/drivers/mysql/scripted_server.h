@@ -48,10 +48,8 @@ public:
     ScriptedServer& operator=(const ScriptedServer&) = delete;
 
     int Port() const { return port_; }
-    // All that clients sent, as it was inside of TLS; the second of the packets behind the first of
-    // a login.
+    // All that clients sent, as it was inside of TLS.
     std::string Sent() const;
-    std::string SentAfterLogin() const;
 
 private:
     void Work();
@@ -68,7 +66,6 @@ private:
     int wake_ = -1;  // readable: end
     mutable std::mutex mutex_;
     std::string sent_;
-    std::string sent_after_login_;
     int client_ = -1;
     std::unique_ptr<SSL, void (*)(SSL*)> tls_{nullptr, &SSL_free};
     std::thread worker_;

@@ -7,7 +7,6 @@
 #include "support/tcp_relay.h"
 #include "support/tds_server.h"
 
-#include <functional>
 #include <optional>
 #include <random>
 

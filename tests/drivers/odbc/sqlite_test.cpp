@@ -12,7 +12,6 @@
 
 #include <cstdio>
 #include <optional>
-#include <random>
 
 namespace {
 
@@ -158,71 +157,6 @@ TEST_F(SqliteTest, NamesAndTextsOutsideOfTheLocaleGoThroughUnchanged) {
     EXPECT_EQ(tables[0].type, "TABLE");
 }
 
-TEST_F(SqliteTest, AStatementSendsValuesOfAnyKindInItsParametersTypes) {
-    const auto connection = Open();
-    connection->Execute(
-        "create table p (i integer, r real, n numeric, v varchar(20), d datetime, f boolean)");
-    const std::vector<ParameterInfo> infos = {{adInteger, 4, 10, kDoesNotApply},
-                                              {adDouble, 8, 15, kDoesNotApply},
-                                              {adNumeric, 19, 30, 2},
-                                              {adVarChar, 20, 0, 0},
-                                              {adDBTimeStamp, 16, 0, 0},
-                                              {adBoolean, 2, 0, 0}};
-    const auto statement = connection->Prepare("insert into p values (?,?,?,?,?,?)", infos);
-    const auto text = [](const char* value) { return Cell::Text(value); };
-    const auto moment = Cell::FromDateTime({36'526, 3'723'123'456'000});
-    const auto decimal = Cell::FromDecimal({12'345'678, 3});
-    const std::vector<std::vector<Cell>> rows = {
-        {Cell::Int64(9'000'000'000),
-         Cell::Double(0.5),
-         decimal,
-         Cell::Int64(7),
-         moment,
-         Cell::Boolean(true)},
-        {text("12"),
-         Cell::NumberText("1.25"),
-         text("1.5"),
-         text("ü😀"),
-         Cell::Null(),
-         Cell::Int64(0)},
-        std::vector<Cell>(6, Cell::Null()),
-        {text("no number"), text("none"), text("none"), text(""), text("no date"), text("no flag")},
-    };
-    for (const auto& row : rows) {
-        EXPECT_EQ(statement->Execute(row), 1);
-    }
-    const auto stored = Query(
-        *connection, "select i,typeof(i),r,cast(n as text),v,d,f,typeof(f) from p order by rowid");
-    ASSERT_EQ(stored.size(), 4U);
-    EXPECT_EQ(Shown(stored[0]),
-              "number:9000000000 | text:integer | number:0.5 | text:12345.678 | text:7 | "
-              "moment:2000-01-01 01:02:03.123456 | bool:True | text:integer");
-    EXPECT_EQ(Shown(stored[1]),
-              "number:12 | text:integer | number:1.25 | text:1.5 | text:ü😀 | null | bool:False | "
-              "text:integer");
-    EXPECT_EQ(Shown(stored[2]), "null | text:null | null | null | null | null | null | text:null");
-    EXPECT_EQ(Shown(stored[3]),
-              "text:no number | text:text | text:none | text:none | text: | text:no date | "
-              "text:no flag | text:text");
-    EXPECT_EQ(ErrorOf([&] { statement->Execute(std::vector<Cell>(2)); }).Number(),
-              kErrMissingParameter);
-}
-
-TEST_F(SqliteTest, AnAppenderUsesTheSelectsOwnWordsAndLeavesColumnsToTheirDefaults) {
-    const auto connection = Open();
-    connection->Execute("create table [my rows] ([from] varchar(5) default 'd', [b,c] integer)");
-    const auto appender = connection->OpenAppender("Select [from], [b,c] FROM [my rows] ");
-    EXPECT_EQ(Shown(appender->Columns()), "from 200 5, b,c 3 4 p10");
-    appender->Append(std::vector<Cell>{Cell::Text("new"), Cell::Int64(2)});
-    appender->Append(std::vector<Cell>{Cell(), Cell::Int64(3)});
-    appender->Append(std::vector<Cell>{Cell::Null(), Cell::Int64(4)});
-    EXPECT_EQ(One(*connection, "select group_concat(ifnull([from],'-') || [b,c]) from [my rows]"),
-              "new2,d3,-4");
-    EXPECT_EQ(ErrorOf([&] { connection->OpenAppender("delete from [my rows]"); }).Number(),
-              kErrInvalidArgument);
-    EXPECT_THROW(connection->OpenCursor("delete from [my rows]"), DataError);
-}
-
 // Its driver reads a number as text of fifteen digits, in whatever type it is asked for.
 TEST_F(SqliteTest, DoublesComeBackToTheLastBit) {
     const auto connection = Open();
@@ -270,40 +204,6 @@ TEST_F(SqliteTest, DoublesComeBackToTheLastBit) {
         const auto one = connection->OpenCursor(sql);
         ASSERT_TRUE(one->Next());
         EXPECT_EQ(ToDouble(one->Row()[0]), 0.1 + 0.2) << sql << ToText(one->Row()[0]);
-    }
-}
-
-// One row doesn't show it: a value keeps the length that the one before it had.
-TEST_F(SqliteTest, BytesOfAThousandLengthsGoToTheirRows) {
-    const auto connection = Open();
-    connection->Execute("create table b (id integer, b blob, t text)");
-    const auto appender = connection->OpenAppender("Select [id],[b],[t] FROM [b] ");
-    std::mt19937 random(3);
-    std::vector<std::string> all;
-    for (int id = 0; id < 1000; ++id) {
-        std::string bytes(random() % (id % 10 == 0 ? 5000 : 40), '\0');
-        for (auto& byte : bytes) {
-            byte = static_cast<char>(random());
-        }
-        all.push_back(bytes);
-        const auto text = std::string(bytes.size() % 60, 'x');
-        appender->Append(std::vector<Cell>{
-            Cell::Int64(id),
-            id % 17 == 3 ? Cell::Null() : Cell::Bytes(std::as_bytes(std::span(all.back()))),
-            Cell::Text(text)});
-    }
-    const auto rows = Query(*connection, "select id,b,length(b),typeof(b),t from b order by id");
-    ASSERT_EQ(rows.size(), all.size());
-    for (std::size_t id = 0; id < all.size(); ++id) {
-        ASSERT_EQ(ToText(rows[id][4].AsCell()).size(), all[id].size() % 60);
-        const auto read = rows[id][1].AsCell();
-        if (id % 17 == 3) {
-            ASSERT_TRUE(read.IsNull()) << id;
-            continue;
-        }
-        ASSERT_TRUE(read.Kind() == ValueKind::Bytes && read.AsText() == std::string_view(all[id]))
-            << id << ": " << all[id].size() << " bytes, read " << ToText(rows[id][2].AsCell())
-            << " " << ToText(rows[id][3].AsCell());
     }
 }
 

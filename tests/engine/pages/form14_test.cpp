@@ -52,19 +52,14 @@ protected:
         std::filesystem::remove(folder_ / "Schema.ini");
         WriteSchemaIni(folder_.Path().string(), SrcTables, QualifierChoice(), kTextSourceScanRows);
         SourceConnStr = TextSourceConnectionString(folder_.Path().string());
-        TextDestFormat = "DELIMITED";
-        TextDestDir = folder_.Path().string();
+        test::SetTextTarget(folder_.Path());
         TextDestExt = ".out";
         TextDestDelim = ";";
-        TextDestHeader = kTrue;
-        TextDestQual = "\"";
         test::MapTables();
     }
     void MakeAccessTarget() {
         TargetType = "ACCESS";
-        TargetConnStr =
-            "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + (folder_ / "t.mdb").string();
-        Catalog().Create(TargetConnStr);
+        TargetConnStr = test::NewAccessDatabase(folder_ / "t.mdb");
         test::MapTables();
     }
     static std::string Log() {

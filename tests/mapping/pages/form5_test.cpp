@@ -421,23 +421,6 @@ TEST_F(Form5Test, MarksRowsThatStayOutOrGoByPosition) {
     EXPECT_EQ(mark(2).find("This row isn't loaded"), 0U) << mark(2);
 }
 
-TEST_F(Form5Test, TabWalksTheCellsThatCanBeChanged) {
-    MapAndOpen();
-    ClickCell(grid_, 0, kSource);
-    std::string walk;
-    for (int k = 0; k < 8; ++k) {
-        walk += std::to_string(grid_->currentRow()) + "." + std::to_string(grid_->currentColumn()) +
-                " ";
-        PressKey(grid_->OpenedEditor(), Qt::Key_Tab);
-    }
-    EXPECT_EQ(walk, "0.1 0.5 0.6 1.1 1.5 1.6 1.7 2.1 ");
-    // Down in a number leaves its cell for the one below.
-    grid_->setCurrentCell(1, kSize);
-    ASSERT_EQ(Opened(), "t1");
-    PressKey(number_, Qt::Key_Down);
-    EXPECT_EQ(grid_->currentRow(), 2);
-}
-
 TEST_F(Form5Test, KeysWalkOverTheRowsAndChooseNothingInAClosedList) {
     MapAndOpen();
     const auto maps = [] { return MapOf(0) + "\n" + MapOf(1) + "\n" + MapOf(2) + "\n" + MapOf(3); };

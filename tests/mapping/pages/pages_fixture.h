@@ -81,13 +81,6 @@ protected:
         SendMouse(grid->viewport(), QEvent::MouseButtonPress, CellAt(grid, row, column));
         SendMouse(grid->viewport(), QEvent::MouseButtonRelease, CellAt(grid, row, column));
     }
-    // The user's choice of an item.
-    static void Pick(QComboBox* list, const char* item) {
-        const int index = list->findText(item, Qt::MatchExactly | Qt::MatchCaseSensitive);
-        ASSERT_GE(index, 0) << item;
-        list->setCurrentIndex(index);
-        Q_EMIT list->activated(index);
-    }
     // Runs inside the next modal page.
     static void WhenModal(std::function<void()> work) { QTimer::singleShot(0, std::move(work)); }
 

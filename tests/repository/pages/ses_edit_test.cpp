@@ -75,7 +75,6 @@ TEST_F(SesEditTest, EveryKindComesBackAsItIsStored) {
 
 TEST_F(SesEditTest, AChangeGoesFromKindToKindAndTheListKeepsTheFormerName) {
     Edit([&] {
-        EXPECT_EQ(RepeatedLetters("SesEdit"), "");
         Type("SesEdit", "SesName", "other");
         dialogs_.choices = {std::nullopt, "/y/b.log"};
         Press("SesEdit", "BrowseButton");

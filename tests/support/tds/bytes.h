@@ -4,7 +4,6 @@
 
 #include "data/utf.h"
 
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,10 @@
 #include "support/tds/messages.h"
 
+#include "support/loopback.h"
+
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <algorithm>
 #include <array>
 #include <iterator>
 
@@ -92,13 +93,7 @@ void Channel::Send(std::string_view answer, unsigned session) const {
         packets += '\0';
         packets += piece;
     } while (!answer.empty());
-    for (std::string_view rest = packets; !rest.empty();) {
-        const auto sent = send(socket_, rest.data(), rest.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-            return;
-        }
-        rest.remove_prefix(static_cast<std::size_t>(sent));
-    }
+    SendAll(socket_, packets);
 }
 
 void PutDone(Writer& out, Done kind, unsigned status, std::int64_t rows) {

@@ -129,7 +129,6 @@ bool Session::LogIn(std::string_view bytes) {
         std::clamp<std::size_t>(Reader(bytes.substr(kPacketSize)).U32(), 512, 32767);
     const auto user = Reader::Utf8Of(field(kUser));
     const auto database = Reader::Utf8Of(field(kDatabase));
-    server_.CountLogin();
     Writer out;
     const ServerError refused(18456, "Login failed for user '" + user + "'.", 14);
     if (user != server_.Options().user ||

@@ -8,9 +8,7 @@
 #include "support/tds_server.h"
 
 #include <map>
-#include <optional>
 #include <string>
-#include <vector>
 
 namespace vantry::test::tds {
 

@@ -8,7 +8,6 @@
 #include "data/connection_string.h"
 #include "support/tds/types.h"
 
-#include <algorithm>
 #include <cctype>
 #include <utility>
 

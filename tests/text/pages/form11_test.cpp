@@ -308,32 +308,6 @@ TEST_F(Form11Test, ListsTheFolderThatWasTyped) {
     EXPECT_EQ(Listed(), "c.csv");
 }
 
-TEST_F(Form11Test, ShowsFilesOfEveryKindAtOnce) {
-    std::string wide;
-    for (int i = 0; i < 100'000; ++i) {
-        wide += "column" + std::to_string(i) + ",";
-    }
-    folder_.Write("wide.csv", wide + "\n" + wide + "\n");
-    folder_.Write("delimiters.csv", std::string(5'000'000, ','));
-    std::filesystem::resize_file(folder_.Write("huge.csv", "a,b"), 1ull << 30);
-    folder_.Write("zero.csv", "a\0b,c\x01\n"s);
-    Open();
-    QElapsedTimer timer;
-    timer.start();
-    for (int row = 0; row < Files().count(); ++row) {
-        Files().setCurrentRow(row);
-        FindPage("Form11")->grab();
-    }
-    EXPECT_LT(timer.elapsed(), 20'000) << "a page that reads whole files would take minutes";
-    EXPECT_EQ(Grid("Form11", 0), "[a\uFFFDb][c\uFFFD]");
-    Select("wide.csv");
-    auto& grid = Control<QTableView>("Form11", "ColGrid");
-    EXPECT_EQ(grid.model()->columnCount(), 100'001);
-    grid.scrollTo(grid.model()->index(0, 99'999));
-    FindPage("Form11")->grab();
-    dialogs_.TakeBoxes();
-}
-
 class Form11PollTest : public Form11Test {};
 
 TEST_F(Form11PollTest, TakesASampleFile) {

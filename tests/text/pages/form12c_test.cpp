@@ -152,25 +152,5 @@ TEST_F(Form12cTest, AFolderThatIsntThereIsToldWhenItsFieldIsLeft) {
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
 }
 
-TEST_F(Form12cTest, BackGoesByTheKindOfTheSource) {
-    const std::pair<const char*, const char*> cases[] = {{"FOXPRO", "Form10"},
-                                                         {"ORACLE", "Form6"},
-                                                         {"ACCESS", "Form2"},
-                                                         {"MySQL", "MySQLSrc"},
-                                                         {"MSSQL", "MSSQLSrc"},
-                                                         {"TEXT", "Form11"},
-                                                         {"ODBC", ""},
-                                                         {"TEXTPOLL", ""}};
-    for (const auto& [kind, back] : cases) {
-        SourceType = kind;
-        SourceViaOdbc = kTrue;  // isn't asked
-        UnloadAllPages();
-        ShowPage("Form12c");
-        Press("Form12c", "BCKBUTT");
-        EXPECT_EQ(VisiblePages(), back) << kind;
-        EXPECT_EQ(FindPage("Form12c"), nullptr);
-    }
-}
-
 }  // namespace
 }  // namespace vantry
