@@ -307,7 +307,7 @@ bool FileTransactions::EnterRow() {
     mutex_.lock();
     try {
         ThrowPending();
-        if (state_ == State::Batch) {
+        if (state_ != State::Idle) {
             return false;
         }
         AcquireWriter();

@@ -11,6 +11,9 @@
 // batch gets older, up to three seconds, as long as further rows come: a load spends a fifth of its
 // time on them at most.
 //
+// A row inside a statement, Begin() BeginRow() EndRow() ... Commit(), is a part of it that can be
+// taken back alone: so several statements of a user's become one transaction (PagedFile alone).
+//
 // Before a commit, and before the end of a bulk load, the files are still those under their names
 // and as long as they were left; what isn't is an error (DataError::TargetLost).
 //
@@ -128,7 +131,7 @@ protected:
     void LockContent();
     // Throws if a file isn't any more what it was left as.
     void RequireAsLeft() const;
-    // Locks the mutex. True: the row is the first of its transaction.
+    // Locks the mutex. True: the row is the first of its transaction, which it has begun.
     bool EnterRow();
     // True: the row is committed, because it is one of those that go one by one.
     bool CountRow();

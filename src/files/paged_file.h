@@ -53,8 +53,8 @@ public:
     // Counts the times when another connection was found to have changed the file.
     std::uint64_t ForeignChanges() const { return foreign_changes_; }
 
-    // ---- Rows; `undo`: whether EndRow(false) can take back this row's changes alone; it always
-    // can for the first row of a transaction.
+    // ---- Rows, of a bulk load or within a statement; `undo`: whether EndRow(false) can take back
+    // this row's changes alone; it always can for the first row of a load's transaction.
     void BeginRow(bool undo);
     void EndRow(bool keep);
 
@@ -128,6 +128,7 @@ private:
     std::unique_ptr<Journal> journal_;
 
     bool undo_ = false;
+    bool half_row_ = false;  // couldn't be taken back: the transaction mustn't be committed
     std::uint64_t mark_ = 0;
     std::uint32_t pages_at_mark_ = 0;
     std::vector<Image> images_;

@@ -48,6 +48,7 @@ void PagedFile::ForgetTransaction() {
     images_.clear();
     changed_existing_ = 0;
     undo_ = false;
+    half_row_ = false;
     ++view_;
 }
 

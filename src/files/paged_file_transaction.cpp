@@ -29,15 +29,23 @@ void PagedFile::BeginRow(bool undo) {
 
 void PagedFile::EndRow(bool keep) {
     const std::lock_guard lock(mutex_, std::adopt_lock);
+    const bool in_statement = InStatement();
     if (!keep && undo_) {
         try {
             UndoRow();
         } catch (...) {
+            if (in_statement) {
+                half_row_ = true;
+                throw;
+            }
             FailOpen(batch_rows_);
         }
     }
     undo_ = false;
     images_.clear();
+    if (in_statement) {
+        return keep ? SafePoint() : void();
+    }
     if (!keep || CountRow()) {
         return;
     }
@@ -160,6 +168,9 @@ void PagedFile::WritePages(std::vector<std::uint32_t>& pages) {
 }
 
 void PagedFile::WriteEverything() {
+    if (half_row_) {
+        throw std::bad_alloc();  // what it was that kept the row from being taken back
+    }
     std::vector<std::uint32_t> existing;
     std::vector<std::uint32_t> appended;
     for (const auto& [page, frame] : frames_) {

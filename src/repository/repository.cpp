@@ -178,13 +178,15 @@ void RemoveIfThere(const std::filesystem::path& file) {
     }
 }
 
-// One connection for statements that belong together; each of them commits by itself.
+// Statements that belong together: after a failure, or a kill, the repository is as before.
 void ExecuteAll(std::initializer_list<std::string> statements) {
     Connection connection;
     connection.Open(RepoConnStr);
+    connection.Execute("BEGIN TRANSACTION");
     for (const auto& statement : statements) {
         connection.Execute(statement);
     }
+    connection.Execute("COMMIT TRANSACTION");
     connection.Close();
 }
 
@@ -232,6 +234,25 @@ DataError WithoutPasswords(const DataError& error) {
         }
     }
     return {error.Number(), text, error.Source()};
+}
+
+void InsertSession(Connection& connection, i32 id, const SessionSave& save) {
+    try {
+        connection.Execute(SessionsInsert(id, save, Now()));
+    } catch (const DataError& error) {
+        throw WithoutPasswords(error);
+    }
+    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
+        SrcTables[i].TabID = static_cast<i16>(i);
+        connection.Execute(TableInsert(id, i));
+    }
+    for (const auto& table : SrcTables) {
+        for (const auto& column : ColMaps) {
+            if (column.TabID == table.TabID) {
+                connection.Execute(ColumnInsert(id, table.TabID, column));
+            }
+        }
+    }
 }
 
 }  // namespace
@@ -312,6 +333,8 @@ void ForgetFormerRun(i32 session_id) {
     }
 }
 
+// Some thousand rows wait for the disk once. A program that dies leaves none of them; behind a
+// refused one (a name with a double quote) those before it stay, and the next save takes a new id.
 i32 SaveSession(const SessionSave& save) {
     // Two programs that save at once would both take the same next number.
     std::optional<ProgramLock> alone;
@@ -325,22 +348,18 @@ i32 SaveSession(const SessionSave& save) {
     ForgetFormerRun(id);
     // Set before the first statement, so that it names the session also when a later one fails.
     CurrentSessionID = id;
+    connection.Execute("BEGIN TRANSACTION");
     try {
-        connection.Execute(SessionsInsert(id, save, Now()));
-    } catch (const DataError& error) {
-        throw WithoutPasswords(error);
-    }
-    for (std::size_t i = 0; i < SrcTables.size(); ++i) {
-        SrcTables[i].TabID = static_cast<i16>(i);
-        connection.Execute(TableInsert(id, i));
-    }
-    for (const auto& table : SrcTables) {
-        for (const auto& column : ColMaps) {
-            if (column.TabID == table.TabID) {
-                connection.Execute(ColumnInsert(id, table.TabID, column));
-            }
+        InsertSession(connection, id, save);
+    } catch (const DataError&) {
+        try {
+            connection.Execute("COMMIT TRANSACTION");
+        } catch (const DataError&) {
+            // What a full disk doesn't take isn't there; the first failure is the one to report.
         }
+        throw;
     }
+    connection.Execute("COMMIT TRANSACTION");
     connection.Close();
     return id;
 }

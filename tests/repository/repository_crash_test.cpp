@@ -55,11 +55,19 @@ i32 SaveNumbered(int number) {
     return SaveSession(save);
 }
 
-// What is wrong with the repository; sessions 1 to `whole` must be whole, and one more may
-// be there in part.
+bool FindsSession(int number) {
+    const auto sessions = ListSessions();
+    return std::any_of(sessions.begin(), sessions.end(), [number](const auto& session) {
+        return session.SessionID == number;
+    });
+}
+
+// What is wrong with the repository; sessions 1 to `whole` must be there, one more may be, and each
+// must be whole.
 std::string WrongWith(const std::string& folder, int whole) {
     try {
-        for (int number = 1; number <= whole; ++number) {
+        const int last = whole + (FindsSession(whole + 1) ? 1 : 0);
+        for (int number = 1; number <= last; ++number) {
             const auto session = LoadSession(number);
             if (!session || session->SessionName != "session " + std::to_string(number)) {
                 return "session " + std::to_string(number) + " is gone";
@@ -115,7 +123,7 @@ protected:
         return RunKilled([&] {
             KillAt plan(point, 512, Planted::Nothing);
             const InstalledPlan installed(plan);
-            SaveNumbered(kSaved + 1);
+            DeleteSession(SaveNumbered(kSaved + 1));
         });
     }
     bool HasJournal() const {
@@ -136,7 +144,7 @@ TEST_F(RepositoryCrash, WhatAKilledProgramLeftIsInNoCopyAndSpoilsNoOtherReposito
     const TempDir copies(MemoryFolder(), "vantry");
     BackupRepository(folder, copies / "good");
     int cases = 0;
-    for (int point = 0; KillWriter(point); point += 9) {
+    for (int point = 0; KillWriter(point); ++point) {
         if (!HasJournal()) {
             continue;
         }

@@ -4,6 +4,7 @@
 
 #include "drivers/access/database.h"
 
+#include "data/ascii.h"
 #include "data/letter_case.h"
 #include "drivers/access/access_table.h"
 #include "drivers/access/catalogue/saved_query.h"
@@ -47,6 +48,11 @@ std::vector<TableEntry> AccessDatabase::Tables() {
 
 std::shared_ptr<sql::StoredTable> AccessDatabase::OpenTable(std::string_view name) {
     file_->store->Settle();
+    for (const auto& table : used_tables_) {
+        if (EqualsNoCase(table->Name(), name)) {
+            return table;
+        }
+    }
     const auto* object = file_->catalog.Find(name);
     if (object == nullptr || object->IsQuery()) {
         return nullptr;
@@ -64,7 +70,11 @@ std::shared_ptr<sql::StoredTable> AccessDatabase::OpenTable(std::string_view nam
                                    "' of an ODBC data source, and links aren't followed. Choose "
                                    "that data source as the source");
     }
-    return std::make_shared<AccessTable>(file_, *object);
+    auto table = std::make_shared<AccessTable>(file_, *object);
+    if (in_transaction_) {
+        used_tables_.push_back(table);
+    }
+    return table;
 }
 
 std::optional<std::string> AccessDatabase::ViewText(std::string_view name) {

@@ -4,11 +4,15 @@
 #include "drivers/access/database_file.h"
 #include "drivers/sql/storage.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantry::access {
+
+class AccessTable;
 
 class AccessDatabase : public sql::EmbeddedDatabase {
 public:
@@ -25,14 +29,23 @@ public:
     void CommitStatement() override;
     void RollbackStatement() override;
     void InsertRow(sql::StoredTable& table, std::span<const Cell> row) override;
+    void BeginTransaction() override;
+    void CommitTransaction() override;
+    void RollbackTransaction() override;
     void Settle() override;
     void ExpectManyRows() override;
 
 private:
+    void TakeBack();
     template <typename Change>
     void ChangeDefinitions(Change&& change);
 
     std::shared_ptr<DatabaseFile> file_;
+    bool in_transaction_ = false;       // of several statements
+    std::uint64_t version_before_ = 0;  // the statement that is under way
+    // Those that the transaction has used. They keep what has to be written into their definitions
+    // at its end, and nobody else's change can make them stale before.
+    std::vector<std::shared_ptr<AccessTable>> used_tables_;
 };
 
 }  // namespace vantry::access

@@ -6,6 +6,7 @@
 #include "drivers/access/errors.h"
 #include "drivers/access/write/table_writer.h"
 #include "drivers/access/write_errors.h"
+#include "drivers/sql/errors.h"
 
 namespace vantry::access {
 
@@ -77,19 +78,65 @@ std::int64_t AccessTable::DeleteAll() {
 
 // ---- The database -----------------------------------------------------------------------------
 
-void AccessDatabase::BeginStatement() {
+void AccessDatabase::BeginTransaction() {
+    if (in_transaction_) {
+        throw sql::NotSupported("A transaction within a transaction");
+    }
     file_->store->Begin();
+    in_transaction_ = true;
+}
+
+void AccessDatabase::RollbackTransaction() {
+    if (!in_transaction_) {
+        throw sql::NoTransaction();
+    }
+    TakeBack();
+}
+
+void AccessDatabase::CommitTransaction() {
+    if (!in_transaction_) {
+        throw sql::NoTransaction();
+    }
+    try {
+        file_->store->Commit();
+    } catch (...) {
+        TakeBack();
+        throw;
+    }
+    in_transaction_ = false;
+    used_tables_.clear();
+}
+
+void AccessDatabase::BeginStatement() {
+    if (!in_transaction_) {
+        file_->store->Begin();
+    }
+    version_before_ = file_->store->Version();
 }
 
 void AccessDatabase::CommitStatement() {
-    file_->store->Commit();
+    if (!in_transaction_) {
+        file_->store->Commit();
+    }
 }
 
+// Of several statements it takes them all, unless nothing was changed yet: what the tables remember
+// of the pages would else be that of a half statement.
 void AccessDatabase::RollbackStatement() {
+    if (in_transaction_ && file_->store->InTransaction() &&
+        file_->store->Version() == version_before_) {
+        return;
+    }
+    TakeBack();
+}
+
+void AccessDatabase::TakeBack() {
+    in_transaction_ = false;
     // A commit that failed has taken everything back itself.
     if (file_->store->InTransaction()) {
         file_->store->Rollback();
     }
+    used_tables_.clear();
 }
 
 void AccessDatabase::InsertRow(sql::StoredTable& table, std::span<const Cell> row) {
@@ -99,6 +146,9 @@ void AccessDatabase::InsertRow(sql::StoredTable& table, std::span<const Cell> ro
 // Definitions change in a statement of their own, unless one is open.
 template <typename Change>
 void AccessDatabase::ChangeDefinitions(Change&& change) {
+    if (in_transaction_) {
+        throw sql::NotSupported("Making or dropping a table in a transaction");
+    }
     PageStore& store = *file_->store;
     DefinitionWriter writer(store);
     const auto checked_change = [&] { WithFile(store.Name(), [&] { change(writer); }); };

@@ -72,6 +72,10 @@ DataError NotSupported(std::string_view what) {
     return Syntax(std::string(what) + " isn't supported here.");
 }
 
+DataError NoTransaction() {
+    return {kErrUnspecified, "There is no transaction to end: BEGIN TRANSACTION comes first."};
+}
+
 DataError TooComplex() {
     return Syntax("Query is too complex.");
 }

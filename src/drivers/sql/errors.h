@@ -25,6 +25,7 @@ DataError TextAfterEnd(Spot spot);
 DataError FieldDefinitionError(Spot spot);
 // `what` begins a sentence: "DROP of anything but a table".
 DataError NotSupported(std::string_view what);
+DataError NoTransaction();
 // More levels, tables or columns than there is room for.
 DataError TooComplex();
 

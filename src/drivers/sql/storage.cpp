@@ -64,6 +64,18 @@ void EmbeddedDatabase::CreateIndex(std::string_view table, const IndexDefinition
     throw ReadOnlyEngine("Creating an index of '" + std::string(table) + "'");
 }
 
+void EmbeddedDatabase::BeginTransaction() {
+    throw NotSupported("A transaction of several statements");
+}
+
+void EmbeddedDatabase::CommitTransaction() {
+    throw NoTransaction();
+}
+
+void EmbeddedDatabase::RollbackTransaction() {
+    throw NoTransaction();
+}
+
 void EmbeddedDatabase::InsertRow(StoredTable& table, std::span<const Cell> row) {
     BeginStatement();
     try {

@@ -133,6 +133,13 @@ public:
     virtual void InsertRow(StoredTable& table, std::span<const Cell> row);
     // Ends such a batch; throws what went wrong with it.
     virtual void Settle() {}
+    // BEGIN TRANSACTION and the like: statements and rows in between are there as a whole or not at
+    // all after the program or the machine has died. A row that is refused leaves those before it;
+    // any other statement that fails in the middle takes all back and ends the transaction. The
+    // default throws.
+    virtual void BeginTransaction();
+    virtual void CommitTransaction();
+    virtual void RollbackTransaction();
     // Lets a batch begin with its first row.
     virtual void ExpectManyRows() {}
     // As DriverConnection has it.

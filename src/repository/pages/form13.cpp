@@ -192,8 +192,8 @@ void Form13::OfferRepository() {
     }
 }
 
-// A session of many tables is many statements, each of which waits for the disk: seconds, on a
-// thread of its own.
+// A session of many tables takes a moment on a slow disk, and another program may hold the
+// repository: on a thread of its own.
 bool Form13::Save() {
     OfferRepository();
     SessionSave save;

@@ -58,6 +58,20 @@ void DeleteHalf(Opened& opened) {
         }
     });
 }
+// Several statements as one.
+void ChangeTogether(Opened& opened) {
+    opened.database->BeginTransaction();
+    const auto table = opened.Table("main");
+    for (int row = 50; row < 80; ++row) {
+        opened.database->InsertRow(*table,
+                                   std::vector<Cell>{Cell(),
+                                                     Cell::Text("n" + std::to_string(row)),
+                                                     Cell::Int64(row),
+                                                     Cell::Text(kLonger)});
+    }
+    DeleteHalf(opened);
+    opened.database->CommitTransaction();
+}
 void BulkLoad(Opened& opened, int first, int count) {
     const auto table = opened.Table(kBulkTable);
     for (int row = first; row < first + count; ++row) {
@@ -80,7 +94,7 @@ const std::vector<std::function<void(Opened&)>>& Script() {
         [](Opened& opened) { InsertSome(opened, 0, 40); },
         [](Opened& opened) { InsertSome(opened, 40, 1); },
         UpdateAll,
-        DeleteHalf,
+        ChangeTogether,
         [](Opened& opened) { opened.Create(kBulkTable, {Column("text", "TEXT", 255)}); },
         [](Opened& opened) { BulkLoad(opened, 0, 600); },
         [](Opened& opened) { opened.database->DropTable("main"); },

@@ -215,6 +215,46 @@ TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {
     }
 }
 
+TEST_F(AccessDriverTest, StatementsOfATransactionAreThereTogetherOrNot) {
+    const auto path = Made("shop.accdb");
+    const auto reader = ConnectTo(path);
+    auto writer = ConnectTo(path);
+    const auto rows = [&] { return RowsBy(*reader, "select id from [table] order by id"); };
+    const auto added = [&](int id) {
+        const std::string text = "insert into [table] values (" + std::to_string(id) + ", ";
+        writer->Execute(text + "'x')");
+        // Refused after the pages of the row have been chosen, or before.
+        EXPECT_NE(ErrorOf([&] { writer->Execute(text + "'" + std::string(21, 'l') + "')"); }), "");
+    };
+    for (const char* end : {"commit", "rollback", "update", "close"}) {
+        SCOPED_TRACE(end);
+        writer->Execute("begin transaction");
+        EXPECT_TRUE(Has(ErrorOf([&] { writer->Execute("begin transaction"); }), "within"));
+        EXPECT_TRUE(Has(ErrorOf([&] { writer->Execute("drop table [table]"); }), "dropping"));
+        added(3);
+        writer->Execute("delete from [table] where id = 1");
+        added(4);
+        EXPECT_EQ(RowsBy(*writer, "select id from [table] order by id"), (Strings{"2", "3", "4"}));
+        EXPECT_EQ(rows(), (Strings{"1", "2"}));
+        const std::string word = end;
+        if (word == "update") {
+            EXPECT_NE(
+                ErrorOf([&] { writer->Execute("update [table] set data = String(id * 6, 'u')"); }),
+                "");
+        } else if (word == "close") {
+            writer = ConnectTo(path);
+        } else {
+            writer->Execute(word + " transaction");
+        }
+        EXPECT_TRUE(Has(ErrorOf([&] { writer->Execute("commit transaction"); }), "no transaction"));
+        EXPECT_EQ(rows(), word == "commit" ? (Strings{"2", "3", "4"}) : (Strings{"1", "2"}));
+        EXPECT_EQ(Verify(path).Text(), "");
+        writer->Execute("delete from [table]");
+        writer->Execute("insert into [table] values (1, 'one')");
+        writer->Execute("insert into [table] values (2, 'two')");
+    }
+}
+
 // The rows' long values lie on other pages, which the other connection frees and uses again.
 TEST_F(AccessDriverTest, GivesWholeValuesWhileAnotherConnectionChangesThem) {
     const auto writer = New("shop.accdb");

@@ -7,6 +7,8 @@
 #include "drivers/access/writing_fixture.h"
 
 #include <cstdlib>
+#include <map>
+#include <optional>
 #include <random>
 
 namespace vantry::access {
@@ -39,6 +41,9 @@ public:
     }
 
     void Step() {
+        if (Below(50) == 0) {
+            BeginOrEnd();
+        }
         const auto dice = Below(100);
         if (dice < 45 || model_.size() < 10) {
             Insert();
@@ -48,12 +53,15 @@ public:
             Delete();
         } else if (dice < 98) {
             Refused();
-        } else {
+        } else if (!before_) {
             OtherTable();
         }
     }
 
     void Check() {
+        if (before_) {
+            BeginOrEnd();
+        }
         opened_->file->store->Settle();
         ASSERT_EQ("", Faults(path_));
         std::vector<std::string> expected;
@@ -81,9 +89,30 @@ public:
         opened_ = std::make_unique<Opened>(path_);
         table_ = opened_->Table("work");
     }
-    void AddIndex() { opened_->database->CreateIndex("work", Index("late", {"-memo", "name"})); }
+    void AddIndex() {
+        if (before_) {
+            BeginOrEnd();
+        }
+        opened_->database->CreateIndex("work", Index("late", {"-memo", "name"}));
+    }
 
 private:
+    // Several changes as one transaction; a third of them is taken back. The table that is used in
+    // one has been opened before it, or in it.
+    void BeginOrEnd() {
+        if (!before_) {
+            opened_->database->BeginTransaction();
+            before_ = model_;
+            table_ = Below(2) == 0 ? opened_->Table("work") : table_;
+        } else if (Below(3) == 0) {
+            opened_->database->RollbackTransaction();
+            model_ = *std::exchange(before_, std::nullopt);
+        } else {
+            opened_->database->CommitTransaction();
+            before_.reset();
+        }
+    }
+
     unsigned Below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
 
     static char32_t Character(char32_t character) {
@@ -197,8 +226,10 @@ private:
         const int id = AnyId();
         auto row = RandomRow();
         EXPECT_NE("", ErrorOf([&] { opened_->database->InsertRow(*table_, Cells(id, row)); }));
-        row.name = std::string(121, 'x');
-        EXPECT_NE("", ErrorOf([&] { opened_->Insert("work", Cells(1000001, row)); }));
+        if (!before_) {  // else it would take the transaction back
+            row.name = std::string(121, 'x');
+            EXPECT_NE("", ErrorOf([&] { opened_->Insert("work", Cells(1000001, row)); }));
+        }
     }
     void OtherTable() {
         if (std::exchange(other_, !other_)) {
@@ -218,6 +249,7 @@ private:
     std::unique_ptr<Opened> opened_;
     std::shared_ptr<sql::StoredTable> table_;
     std::map<int, ModelRow> model_;
+    std::optional<std::map<int, ModelRow>> before_;  // the open transaction
     bool other_ = false;
     int found_ = 0;
 };

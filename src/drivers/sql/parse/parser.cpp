@@ -67,6 +67,9 @@ private:
         if (reader_.AcceptWord("create")) {
             return ParseCreate();
         }
+        if (const auto step = ParseTransactionStep()) {
+            return {*step, 0};
+        }
         // Known, but not done: "isn't supported" is a better answer than "syntax error".
         for (const auto word : {"alter", "transform", "exec", "execute", "grant", "revoke"}) {
             if (reader_.IsWord(word)) {
@@ -74,6 +77,23 @@ private:
             }
         }
         throw InvalidStatement();
+    }
+
+    std::optional<TransactionStep> ParseTransactionStep() {
+        static constexpr std::pair<const char*, TransactionStep> kSteps[] = {
+            {"begin", TransactionStep::Begin},
+            {"commit", TransactionStep::Commit},
+            {"rollback", TransactionStep::Rollback},
+        };
+        for (const auto& [word, step] : kSteps) {
+            if (reader_.AcceptWord(word)) {
+                if (!reader_.AcceptWord("transaction")) {
+                    throw InvalidStatement();
+                }
+                return step;
+            }
+        }
+        return std::nullopt;
     }
 
     ParsedStatement ParseCreate() {

@@ -167,9 +167,20 @@ struct CreateIndex {
     IndexDefinition index;
 };
 
+// BEGIN, COMMIT and ROLLBACK TRANSACTION.
+enum class TransactionStep : std::uint8_t { Begin, Commit, Rollback };
+
 // Any statement. Parameters are numbered over all of it, subqueries included.
 struct ParsedStatement {
-    std::variant<Select, Insert, Update, Delete, CreateTable, DropTable, CreateIndex> content;
+    std::variant<Select,
+                 Insert,
+                 Update,
+                 Delete,
+                 CreateTable,
+                 DropTable,
+                 CreateIndex,
+                 TransactionStep>
+        content;
     std::size_t parameter_count = 0;
 };
 

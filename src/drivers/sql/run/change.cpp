@@ -157,7 +157,18 @@ TablePtr TableToClear(const Delete& erase, const Database& database) {
     return plain ? database->OpenTable(erase.tables[0].name) : nullptr;
 }
 
-// Statements that define something: done when executed, each time anew.
+void TakeTransactionStep(EmbeddedDatabase& database, TransactionStep step) {
+    switch (step) {
+        case TransactionStep::Begin:
+            return database.BeginTransaction();
+        case TransactionStep::Commit:
+            return database.CommitTransaction();
+        case TransactionStep::Rollback:
+            return database.RollbackTransaction();
+    }
+}
+
+// Statements that aren't about rows: done when executed, each time anew.
 class Definition : public Statement {
 public:
     explicit Definition(std::function<void()> work) : work_(std::move(work)) {}
@@ -240,6 +251,10 @@ std::unique_ptr<Statement> PrepareChange(std::string_view sql,
     if (const auto* drop = std::get_if<DropTable>(&parsed.content)) {
         return std::make_unique<Definition>(
             [database, name = drop->table] { DropTableOf(*database, name); });
+    }
+    if (const auto* step = std::get_if<TransactionStep>(&parsed.content)) {
+        return std::make_unique<Definition>(
+            [database, step = *step] { TakeTransactionStep(*database, step); });
     }
     const auto& create = std::get<CreateIndex>(parsed.content);
     return std::make_unique<Definition>(
