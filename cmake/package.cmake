@@ -81,8 +81,8 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)  # of the Debian package; scripts/packa
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION database)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Text in the window needs a font; SQL Server is reached through FreeTDS, other kinds through drivers that unixodbc lists.
+# Text in the window needs a font, the help a browser; SQL Server is reached through FreeTDS, other kinds through drivers that unixodbc lists.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "unixodbc-common | unixodbc")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "tdsodbc, odbcinst, fonts-dejavu-core | fonts-liberation2")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "tdsodbc, odbcinst, xdg-utils, fonts-dejavu-core | fonts-liberation2")
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "odbc-postgresql, odbc-mariadb, libsqliteodbc")
 include(CPack)

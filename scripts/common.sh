@@ -15,12 +15,24 @@ need_packages() {
     fi
     telling_progress "Asking for the newest lists of packages" "" "${as_root[@]}" apt-get update -qq ||
         echo "apt-get update failed; trying with the lists that are there" >&2
-    telling_progress "Installing packages" "" \
-        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+    local log status=0
+    log=$(mktemp)
+    telling_progress "Installing packages" "$log" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq -o APT::Status-Fd=1 --no-install-recommends "${missing[@]}" || status=$?
+    [ "$status" -eq 0 ] || grep -vE '^(dlstatus|pm[a-z]+):' "$log" | tail -n 100 >&2
+    rm -f "$log"
+    return "$status"
 }
 
-# telling_progress WHAT LOG COMMAND...: runs it and says on standard error every 20 seconds that it is still at work; with a LOG of
-# ninja, into which its output goes, how far it is.
+# how_far LOG: what the last line of ninja or apt-get in it says, for a sentence; nothing where neither is at work.
+how_far() {
+    sed -nE -e 's/^\[([0-9]+)\/([0-9]+)\].*/, step \1 of \2/p' \
+        -e 's/^dlstatus:[^:]*:([0-9]+)[^:]*:.*/, \1 % downloaded/p' -e 's/^pmstatus:[^:]*:([0-9]+)[^:]*:.*/, \1 % unpacked and set up/p' \
+        "$1" | tail -n 1
+}
+
+# telling_progress WHAT LOG COMMAND...: runs it and says on standard error every 20 seconds that it is still at work; with a LOG,
+# into which its output goes, how far it is.
 telling_progress() {
     local what=$1 log=$2 begun=$SECONDS told=$SECONDS pid step
     shift 2
@@ -31,7 +43,7 @@ telling_progress() {
         if [ $(((SECONDS - begun) / 20)) -gt $(((told - begun) / 20)) ]; then
             told=$SECONDS
             step=
-            [ -z "$log" ] || step=$(sed -nE 's/^\[([0-9]+)\/([0-9]+)\].*/, step \1 of \2/p' "$log" | tail -n 1)
+            [ -z "$log" ] || step=$(how_far "$log")
             echo "$what: $(((SECONDS - begun) / 60)) min $(((SECONDS - begun) % 60)) s so far$step" >&2
         fi
     done

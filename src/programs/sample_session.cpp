@@ -40,9 +40,9 @@ void ChooseSource(const std::filesystem::path& samples, const std::filesystem::p
     SourceType = "TEXT";
     SrcTables.clear();
     for (const auto& sample : kSampleFiles) {
-        std::filesystem::copy_file(samples / sample.name,
-                                   folder / sample.name,
-                                   std::filesystem::copy_options::overwrite_existing);
+        // Samples that can't be written give copies that can't be written over.
+        std::filesystem::remove(folder / sample.name);
+        std::filesystem::copy_file(samples / sample.name, folder / sample.name);
         TableRec table;
         table.TabID = static_cast<i16>(SrcTables.size());
         table.Name = sample.name;
