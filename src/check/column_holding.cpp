@@ -169,7 +169,11 @@ Holding Exact(TypeNames kind, const FieldShape& shape) {
     return holding;
 }
 
-Holding Moment(TypeNames kind, int type) {
+// `shape` of a column that is created has no scale: it is the kind's usual type.
+Holding Moment(TypeNames kind, const FieldShape& shape) {
+    constexpr int kDigitsOfNanos = 9;
+    constexpr int kWidthOfMinutes = 16;  // yyyy-mm-dd hh:mm
+    const int scale = shape.scale == kDoesNotApply ? 0 : shape.scale;
     Holding holding = Of(Form::Moment);
     for (const auto& row : kMoments) {
         if (row.kind == kind) {
@@ -177,9 +181,20 @@ Holding Moment(TypeNames kind, int type) {
             holding.step = row.step;
         }
     }
-    if (kind == MSSQL && type == adDBTime) {
-        holding.first_day = 2;  // 1900
+    if (kind == MSSQL &&
+        (shape.type == adDBTime || (shape.precision == kWidthOfMinutes && scale == 0))) {
+        holding.first_day = 2;      // 1900
+        holding.last_day = 65'537;  // 2079-06-06
         holding.step = 60 * kSecond;
+    } else if (kind == MSSQL && scale > 3 && scale <= kDigitsOfNanos) {
+        // A newer type than the usual one, to parts of a microsecond and from the year 1 on.
+        holding.first_day = kMinDay;
+        holding.step = kSecond;
+        for (int k = 0; k < scale; ++k) {
+            holding.step /= 10;
+        }
+    } else {
+        holding.thirds = kind == MSSQL;
     }
     return holding;
 }
@@ -232,6 +247,11 @@ Holding TextOf(TypeNames kind, const FieldShape& shape) {
     return holding;
 }
 
+// Types whose precision is the width of a field of digits.
+bool IsWidthOfDigits(int type) {
+    return type == adNumeric || type == adDecimal || type == adVarNumeric;
+}
+
 Holding HoldingOfType(TypeNames kind, const FieldShape& shape) {
     switch (shape.type) {
         case adTinyInt:
@@ -268,11 +288,11 @@ Holding HoldingOfType(TypeNames kind, const FieldShape& shape) {
             return holding;
         }
         case adDBDate:
-            return kind == Access ? Moment(kind, shape.type) : Of(Form::Day);
+            return kind == Access ? Moment(kind, shape) : Of(Form::Day);
         case adDate:
         case adDBTime:
         case adDBTimeStamp:
-            return Moment(kind, shape.type);
+            return Moment(kind, shape);
         case adGUID:
             return Of(Form::Guid);
         case adBinary:
@@ -323,6 +343,9 @@ SizedWord Split(std::string_view words) {
 
 Holding HoldingOfField(TypeNames kind, const FieldShape& shape, std::string type_name) {
     Holding holding = HoldingOfType(kind, shape);
+    holding.half_away = kind != Access;
+    holding.all_doubles = kind == Access;
+    holding.sign_in_width = kind == FoxPro && IsWidthOfDigits(shape.type);
     holding.type = std::move(type_name);
     return holding;
 }

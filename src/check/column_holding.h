@@ -38,7 +38,10 @@ struct Holding {
     std::int64_t high = 0;  // Whole; Exact: the largest number without its point, 0: by the digits
     int digits = 0;         // Exact: before the point
     int scale = 0;          // Exact: behind it; negative: as many as there is room for in `digits`
-    std::int64_t length = 0;  // Text, Bytes; 0: as long as they are
+    bool sign_in_width = false;  // a negative number has a digit less
+    bool all_doubles = false;    // those that are no number among them
+    bool half_away = false;      // halves are rounded away from zero; else to the even digit
+    std::int64_t length = 0;     // Text, Bytes; 0: as long as they are
     LengthIn length_in = LengthIn::Characters;
     int code_page = 0;         // 0: all characters
     bool page_loses = false;   // what the page lacks becomes "?"; else it is refused
@@ -46,9 +49,12 @@ struct Holding {
     bool pads = false;         // up to the length
     bool empty_is_null = false;
     bool null_is_false = false;
-    bool required = false;  // no null
+    bool required = false;     // no null
+    bool never_empty = false;  // no text without letters
     std::int32_t first_day = kMinDay;
+    std::int32_t last_day = kMaxDay;
     std::int64_t step = 1;  // nanoseconds that a moment counts in
+    bool thirds = false;    // of its steps of 10 ms: shown as 0, 3 and 7 ms
     std::string type;       // as the user knows it: "Decimal(10,0)"
     std::string fault;      // of Form::Nothing
 };

@@ -7,12 +7,12 @@
 #include "check/data_check.h"
 
 #include "check/check_text.h"
-#include "check/repeated_keys.h"
+#include "check/unique_key.h"
 #include "core/table_names.h"
 #include "data/ado_types.h"
+#include "data/ascii.h"
 #include "data/data_error.h"
 #include "data/error_text.h"
-#include "data/letter_case.h"
 #include "data/short_number.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
@@ -22,7 +22,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
+#include <optional>
 
 namespace vantry {
 namespace {
@@ -171,67 +171,11 @@ private:
     DateTime latest_{kMinDay - 1, 0};
 };
 
-// ---- Keys
-
-// An odd multiplier loses no bit; the shift brings the high bits, which it mixes best, down again.
-std::uint64_t Mixed(std::uint64_t hash, std::uint64_t word) {
-    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
-    return hash ^ (hash >> 29);
+bool Names(const std::vector<std::string>& names, const std::string& column) {
+    return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
+        return EqualsNoCase(name, column);
+    });
 }
-
-// Values that a unique index takes for one give one number: texts whatever their case and without
-// blanks behind them, numbers whatever their type.
-std::uint64_t HashOf(std::uint64_t hash, const Cell& value, bool ignores_case) {
-    if (value.Kind() == ValueKind::Int64) {
-        const auto number = static_cast<double>(value.AsInt64());
-        if (std::abs(number) < 9e15) {
-            return Mixed(hash, static_cast<std::uint64_t>(value.AsInt64()));
-        }
-    }
-    std::string text;
-    if (const auto number = value.Kind() == ValueKind::Text ? std::nullopt : ToInt64(value)) {
-        return Mixed(hash, static_cast<std::uint64_t>(*number));
-    }
-    if (value.Kind() == ValueKind::Decimal || value.Kind() == ValueKind::NumberText) {
-        const auto decimal = ToDecimal(value);
-        text = decimal ? ToText(Cell::FromDecimal(WithoutTrailingZeros(*decimal))) : ToText(value);
-    } else {
-        text = ToText(value);
-    }
-    if (ignores_case) {
-        text = LowerCased(text);
-        text.resize(text.find_last_not_of(' ') + 1);
-    }
-    for (std::size_t at = 0; at < text.size(); at += sizeof(std::uint64_t)) {
-        std::uint64_t word = 0;
-        std::memcpy(&word, text.data() + at, std::min(sizeof word, text.size() - at));
-        hash = Mixed(hash, word);
-    }
-    // The length, too: the last word is filled up with zeros, and parts of a key must not run
-    // together.
-    return Mixed(hash, text.size() + 1);
-}
-
-// A unique key of the target, by the columns of the load that feed it.
-struct KeyCheck {
-    std::string name;
-    std::vector<std::string> targets;
-    std::vector<std::size_t> columns;
-    bool ignores_nulls = true;
-    RepeatedKeys keys;
-
-    void Add(const std::vector<const Cell*>& cells, std::int64_t row, bool ignores_case) {
-        std::uint64_t hash = 0;
-        for (const auto* cell : cells) {
-            // A null in any part takes the row out of such an index altogether.
-            if (cell->IsNull() && ignores_nulls) {
-                return;
-            }
-            hash = HashOf(hash, *cell, ignores_case);
-        }
-        keys.Add(hash, row);
-    }
-};
 
 // ---- The pass
 
@@ -246,11 +190,13 @@ private:
     void LookAtTarget();
     void MakePlan();
     void MakeKeys();
-    void AddTargetKeys(KeyCheck& key);
+    void AddTargetKeys(UniqueKey& key);
+    void NoteKeys();
     void Walk();
     void JudgeRow();
     void Note(std::size_t column, const Cell& value, Verdict verdict);
     void FinishKeys();
+    void FinishLeftOut();
     void Finish();
 
     struct Tally {
@@ -269,7 +215,10 @@ private:
     std::vector<ColumnPlan> plans_;
     std::vector<Tally> tallies_;
     std::vector<Reach> reaches_;
-    std::vector<KeyCheck> keys_;
+    std::vector<std::string> left_out_;  // columns of the target that take no null
+    std::vector<UniqueKey> keys_;
+    std::vector<Reason> reasons_;  // of the row's values
+    std::vector<Value> stored_;    // room for those that a key sees otherwise
 };
 
 void TablePass::OpenSource() {
@@ -313,53 +262,60 @@ void TablePass::MakePlan() {
         column.target = rebuilt ? plan.map->SCName : plan.map->DCName;
         column.source_type = plan.map->SDtype;
         column.target_type = plan.judge.Target().type;
-        column.required = std::any_of(
-            rules_.required.begin(), rules_.required.end(), [&](const std::string& name) {
-                return EqualsNoCase(name, column.target);
-            });
+        column.required = Names(rules_.required, column.target);
         plan.judge.SetRequired(column.required);
+        plan.judge.SetNeverEmpty(Names(rules_.never_empty, column.target));
         column.types = JudgeType(kind, plan);
         check_.columns.push_back(std::move(column));
     }
+    for (const auto& name : rules_.needed) {
+        if (std::none_of(check_.columns.begin(), check_.columns.end(), [&](const auto& column) {
+                return EqualsNoCase(name, column.target);
+            })) {
+            left_out_.push_back(name);
+        }
+    }
     JudgeNames(table_, check_);
+    reasons_.resize(plans_.size());
+    stored_.resize(plans_.size());
     tallies_.resize(plans_.size());
     reaches_.resize(plans_.size());
 }
 
 void TablePass::MakeKeys() {
     for (const auto& rule : rules_.unique) {
-        KeyCheck key;
-        key.name = rule.name;
-        key.targets = rule.columns;
-        key.ignores_nulls = rule.ignores_nulls;
-        for (const auto& name : rule.columns) {
+        std::vector<std::optional<std::size_t>> columns;
+        for (const auto& part : rule.parts) {
             const auto at = std::find_if(plans_.begin(), plans_.end(), [&](const auto& plan) {
-                return EqualsNoCase(plan.map->DCName, name);
+                return EqualsNoCase(plan.map->DCName, part.column);
             });
-            if (at != plans_.end()) {
-                key.columns.push_back(static_cast<std::size_t>(at - plans_.begin()));
-            }
+            columns.push_back(at == plans_.end()
+                                  ? std::nullopt
+                                  : std::optional(static_cast<std::size_t>(at - plans_.begin())));
         }
-        // A column that the load doesn't fill is numbered by the target itself, or refuses a null.
-        if (key.columns.size() == rule.columns.size()) {
-            keys_.push_back(std::move(key));
-            if (SrcTables[table_].LoadOption != "DELETE") {
-                AddTargetKeys(keys_.back());
-            }
+        // What the load doesn't fill is numbered by a server itself, or refused as a null.
+        if (rule.keys == nullptr &&
+            std::find(columns.begin(), columns.end(), std::nullopt) != columns.end()) {
+            continue;
         }
+        keys_.emplace_back(rule, std::move(columns));
+        if (SrcTables[table_].LoadOption != "DELETE") {
+            AddTargetKeys(keys_.back());
+        }
+    }
+    if (!rules_.unknown.empty()) {
+        check_.remarks.push_back("The target doesn't say which keys it has: " + rules_.unknown);
     }
 }
 
-// The usual collations of the others compare so; a server may be set up otherwise, and is not
-// asked.
-bool IgnoresCase() {
-    return KindOf(TargetType).types != TypeNames::Oracle;
-}
-
-void TablePass::AddTargetKeys(KeyCheck& key) {
+void TablePass::AddTargetKeys(UniqueKey& key) {
+    if (key.Rule().keys) {
+        key.Rule().keys->ForEach([&](std::string_view taken) { key.AddKey(taken, 0); });
+        return;
+    }
     std::string select = "SELECT ";
-    for (const auto& name : key.targets) {
-        select += TargetColumnInList(name);
+    for (const auto& part : key.Rule().parts) {
+        select += TargetColumnInList(part.column);
     }
     CutLast(select);
     Recordset rows;
@@ -367,15 +323,15 @@ void TablePass::AddTargetKeys(KeyCheck& key) {
               target_,
               adOpenForwardOnly,
               adLockReadOnly);
-    std::vector<const Cell*> cells(key.targets.size());
+    std::vector<Cell> cells(key.Rule().parts.size());
     std::int64_t row = 0;
     for (; !rows.Eof(); rows.MoveNext()) {
         const auto values = rows.Row();
         for (std::size_t k = 0; k < cells.size(); ++k) {
-            cells[k] = &values[k];
+            cells[k] = values[k];
         }
         // Row 0: it makes a row of the source repeat, and is never counted itself.
-        key.Add(cells, 0, IgnoresCase());
+        key.Add(cells, 0);
         if (++row % kRowsPerLook == 0 && view_.cancelled()) {
             return;
         }
@@ -400,26 +356,56 @@ void TablePass::JudgeRow() {
     // Cells and not fields: one that can't be read says so itself, where a field would throw.
     const auto row = rows_.Row();
     bool refused = false;
+    bool moved = false;
+    bool broken = false;
     for (std::size_t k = 0; k < plans_.size(); ++k) {
         const Cell& value = row[k];
         reaches_[k].Note(value);
-        const auto verdict = plans_[k].judge(value);
+        auto verdict = plans_[k].judge(value);
+        if (moved && verdict.grade == Grade::Kept) {
+            verdict = {Grade::Changed, Reason::Displaced};
+        }
+        reasons_[k] = verdict.reason;
+        moved = moved || verdict.reason == Reason::PushesOn ||
+                verdict.reason == Reason::EndsField || verdict.reason == Reason::EndsLine;
+        broken = broken || verdict.reason == Reason::EndsLine;
         if (verdict.grade != Grade::Kept) [[unlikely]] {
             Note(k, value, verdict);
             refused = refused || verdict.grade == Grade::Refused;
         }
     }
-    check_.refused += refused ? 1 : 0;
-    if (keys_.empty()) {
-        return;
+    for (std::size_t k = 0; broken && k < plans_.size(); ++k) {
+        if (reasons_[k] == Reason::None) {
+            Note(k, row[k], {Grade::Changed, Reason::Displaced});
+        }
     }
-    std::vector<const Cell*> cells;
+    check_.refused += refused ? 1 : 0;
+    // A row that doesn't get in for its values leaves its key to the next one.
+    if (!keys_.empty() && !refused) {
+        NoteKeys();
+    }
+}
+
+// With the values that arrive: two that differ by what is lost on the way repeat one another.
+void TablePass::NoteKeys() {
+    const auto row = rows_.Row();
+    std::vector<Cell> cells;
     for (auto& key : keys_) {
         cells.clear();
-        for (const auto column : key.columns) {
-            cells.push_back(&row[column]);
+        for (const auto column : key.Columns()) {
+            if (!column) {
+                cells.emplace_back();  // left out
+                continue;
+            }
+            cells.push_back(row[*column]);
+            if (reasons_[*column] != Reason::None && key.WantsStoredValues()) {
+                if (auto value = plans_[*column].judge.Stored(cells.back(), reasons_[*column])) {
+                    stored_[*column] = *std::move(value);
+                    cells.back() = stored_[*column].AsCell();
+                }
+            }
         }
-        key.Add(cells, check_.rows, IgnoresCase());
+        key.Add(cells, check_.rows);
     }
 }
 
@@ -440,23 +426,49 @@ void TablePass::Walk() {
 }
 
 void TablePass::FinishKeys() {
+    // A bit a row, and only of a table that has several keys: a row may repeat in more than one.
+    std::vector<bool> repeated;
     for (auto& key : keys_) {
-        const auto answer = key.keys.Find();
+        const auto note = [&](std::int64_t row) {
+            const auto place = static_cast<std::size_t>(row);
+            if (repeated.size() <= place) {
+                repeated.resize(std::max(place + 1, static_cast<std::size_t>(check_.rows) + 1));
+            }
+            check_.refused += repeated[place] ? 0 : 1;
+            repeated[place] = true;
+        };
+        const auto answer = keys_.size() > 1 ? key.keys.Find(note) : key.keys.Find();
         if (answer.repeats == 0) {
             continue;
         }
-        std::string names;
-        for (const auto& name : key.targets) {
-            names += (names.empty() ? "" : ", ") + name;
-        }
+        check_.refused += keys_.size() > 1 ? 0 : answer.repeats;
         // At the key's first column: a finding has no other place to stand.
-        check_.columns[key.columns.front()].data.push_back(
-            {{Grade::Refused, Reason::RepeatedKey},
-             answer.repeats,
-             answer.first,
-             "the unique key " + key.name + " (" + names + ")",
-             {}});
-        check_.refused += answer.repeats;
+        std::size_t place = 0;
+        for (const auto column : key.Columns()) {
+            if (column) {
+                place = *column;
+                break;
+            }
+        }
+        check_.columns[place].data.push_back({{Grade::Refused, Reason::RepeatedKey},
+                                              answer.repeats,
+                                              answer.first,
+                                              "the unique key " + key.Name(),
+                                              {}});
+    }
+}
+
+// A target whose column takes no null and has no value of its own refuses every row.
+void TablePass::FinishLeftOut() {
+    for (const auto& name : left_out_) {
+        if (check_.rows > 0 && !check_.columns.empty()) {
+            check_.columns.front().data.push_back({{Grade::Refused, Reason::NotNull},
+                                                   check_.rows,
+                                                   1,
+                                                   "the column " + name + ", which isn't loaded",
+                                                   {}});
+            check_.refused = check_.rows;
+        }
     }
 }
 
@@ -477,6 +489,7 @@ void TablePass::Finish() {
         }
     }
     FinishKeys();
+    FinishLeftOut();
     if (check_.refused >= kErrorsOfATable && ThisTarget().loader == Loader::Rows) {
         check_.remarks.push_back("More than " + std::to_string(kErrorsOfATable - 1) +
                                  " rows are refused: the run gives this table up.");

@@ -58,7 +58,9 @@ void RepeatedKeys::Spill() {
     entries_.clear();
 }
 
-void RepeatedKeys::Count(std::vector<Entry>& entries, Answer& answer) {
+void RepeatedKeys::Count(std::vector<Entry>& entries,
+                         Answer& answer,
+                         const std::function<void(std::int64_t)>& repeated) {
     std::sort(entries.begin(), entries.end(), [](const Entry& left, const Entry& right) {
         // By row within a key: a row of the target (0) comes first, and makes all those behind it
         // repeat.
@@ -67,16 +69,19 @@ void RepeatedKeys::Count(std::vector<Entry>& entries, Answer& answer) {
     for (std::size_t k = 1; k < entries.size(); ++k) {
         if (entries[k].key == entries[k - 1].key && entries[k].row > 0) {
             ++answer.repeats;
+            if (repeated) {
+                repeated(entries[k].row);
+            }
             answer.first =
                 answer.first == 0 ? entries[k].row : std::min(answer.first, entries[k].row);
         }
     }
 }
 
-RepeatedKeys::Answer RepeatedKeys::Find() {
+RepeatedKeys::Answer RepeatedKeys::Find(const std::function<void(std::int64_t)>& repeated) {
     Answer answer;
     if (parts_.empty()) {
-        Count(entries_, answer);
+        Count(entries_, answer, repeated);
         return answer;
     }
     Spill();
@@ -92,7 +97,7 @@ RepeatedKeys::Answer RepeatedKeys::Find() {
             entries.size()) {
             ThrowNoRoom();
         }
-        Count(entries, answer);
+        Count(entries, answer, repeated);
         part.reset();
     }
     parts_.clear();

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -21,8 +22,9 @@ public:
         std::int64_t repeats = 0;  // rows of the source whose key an earlier one or the target has
         std::int64_t first = 0;    // the first of them
     };
-    // Once, behind the last Add. Throws std::runtime_error when the file can't be used.
-    Answer Find();
+    // Once, behind the last Add. `repeated` is told each such row, in no order. Throws
+    // std::runtime_error when the file can't be used.
+    Answer Find(const std::function<void(std::int64_t row)>& repeated = {});
 
 private:
     struct Entry {
@@ -33,7 +35,9 @@ private:
         void operator()(std::FILE* file) const { std::fclose(file); }
     };
     void Spill();
-    static void Count(std::vector<Entry>& entries, Answer& answer);
+    static void Count(std::vector<Entry>& entries,
+                      Answer& answer,
+                      const std::function<void(std::int64_t)>& repeated);
 
     std::vector<Entry> entries_;
     std::vector<std::unique_ptr<std::FILE, CloseFile>> parts_;

@@ -56,10 +56,28 @@ void SetLine(Carriage& carriage, const ColMapRec& map, const FieldShape& shape) 
     if (carriage.way != Way::FixedWidth) {
         return;
     }
-    if (of == FieldClass::Number) {
-        carriage.width = text::WidthOfNumber(shape.type);
-    } else if (of == FieldClass::Numeric) {
-        carriage.width = static_cast<std::size_t>(std::max<std::int64_t>(shape.size, 0));
+    const auto size = static_cast<std::size_t>(std::max<std::int64_t>(shape.size, 0));
+    carriage.is_cut = of == FieldClass::Number || of == FieldClass::Numeric;
+    switch (of) {
+        case FieldClass::Number:
+            carriage.width = text::WidthOfNumber(shape.type);
+            break;
+        case FieldClass::Date:
+            carriage.width = text::kDateWidth;
+            break;
+        case FieldClass::TimeStamp:
+            carriage.width = text::kTimeStampWidth;
+            break;
+        case FieldClass::VarNumeric:
+            carriage.width = text::kVarNumericWidth;
+            break;
+        case FieldClass::Boolean:
+            break;
+        case FieldClass::Text:
+        case FieldClass::Numeric:
+        case FieldClass::Other:
+            carriage.width = size;
+            break;
     }
 }
 
@@ -303,9 +321,13 @@ std::vector<ColumnPlan> PlanTable(std::size_t table,
         if (ThisTarget().loader == Loader::Files) {
             SetLine(carriage, *columns[k], sources[k]);
         }
-        plans.push_back({columns[k],
-                         sources[k],
-                         ColumnJudge(HoldingFor(table, *columns[k], targets), carriage)});
+        auto holding = HoldingFor(table, *columns[k], targets);
+        if (way == Way::FixedWidth && CarriedByRecordset({sources[k]})) {
+            // The run passes the whole table over.
+            holding.form = Form::Nothing;
+            holding.fault = "a file of fixed width takes no table with long columns";
+        }
+        plans.push_back({columns[k], sources[k], ColumnJudge(std::move(holding), carriage)});
     }
     return plans;
 }

@@ -11,6 +11,7 @@
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
+#include "engine/content_sum.h"
 
 #include <cmath>
 #include <cstring>
@@ -28,10 +29,12 @@ constexpr Verdict Refused(Reason reason) {
     return {Grade::Refused, reason};
 }
 
+constexpr std::int64_t kNanosPerMilli = kNanosPerSecond / 1000;
 constexpr std::int64_t kExactInDouble = std::int64_t{1} << 53;
 // That many digits always come back from a double as they were; more of them only by luck.
 constexpr int kDigitsOfDouble = 15;
-constexpr double kLargestNumber = 1e126;  // of Oracle's numbers
+constexpr std::int64_t kShortestFloat = 7;  // characters: -1e-308
+constexpr double kLargestNumber = 1e126;    // of Oracle's numbers
 
 UInt128 PowerOfTen(int exponent) {
     UInt128 power = 1;
@@ -45,17 +48,6 @@ bool SameDecimal(const Decimal& left, const Decimal& right) {
     const auto a = WithoutTrailingZeros(left);
     const auto b = WithoutTrailingZeros(right);
     return a.unscaled == b.unscaled && a.scale == b.scale;
-}
-
-// A number that stands in a text as any other text would: "007" isn't the number 7.
-bool IsPlainNumber(std::string_view text) {
-    const auto number = ParseDecimal(text);
-    if (!number) {
-        return true;  // with an exponent, or none at all: judged by its value
-    }
-    std::string plain;
-    AppendDecimal(*number, plain);
-    return plain == Trimmed(text);
 }
 
 std::size_t DigitsIn(std::string_view text) {
@@ -109,7 +101,10 @@ Verdict ColumnJudge::operator()(const Cell& value) {
             break;
         case ValueKind::Double:
         case ValueKind::Single:
-            if (holding_.form == Form::Double) {
+            if (holding_.form == Form::Double &&
+                (holding_.all_doubles ||
+                 std::isfinite(value.Kind() == ValueKind::Double ? value.AsDouble()
+                                                                 : value.AsSingle()))) {
                 return kKept;
             }
             break;
@@ -190,12 +185,18 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
                 return Refused(Reason::NotAValue);
             }
             const auto number = value.Kind() == ValueKind::Boolean ? std::nullopt : ToDouble(value);
-            return number && *number != 0 && *number != 1 ? Changed(Reason::Truth) : kKept;
+            return number && *number != 0 && std::abs(*number) != 1 ? Changed(Reason::Truth)
+                                                                    : kKept;
         }
         case Form::Guid:
             return carriage_.type == adGUID ? kKept : Refused(Reason::NotAValue);
         case Form::Bytes:
-            return value.IsView() ? JudgeBytes(value.AsText()) : kKept;
+            if (value.IsView()) {
+                return JudgeBytes(value.AsText());
+            }
+            scratch_.clear();
+            AppendText(value, scratch_);
+            return JudgeBytes(scratch_);
         case Form::Text:
             if (value.Kind() == ValueKind::Bytes) {
                 return IsValidUtf8(value.AsText()) ? JudgeText(value.AsText())
@@ -203,7 +204,13 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
             }
             scratch_.clear();
             AppendText(value, scratch_);
-            return JudgeText(scratch_);
+            // A server writes a floating number with as many digits as the column has room for.
+            if (const auto verdict = JudgeText(scratch_);
+                verdict.reason != Reason::Length || carriage_.way != Way::Batch ||
+                scratch_.find('E') == std::string::npos || holding_.length < kShortestFloat) {
+                return verdict;
+            }
+            return Changed(Reason::Digits);
         case Form::Moment:
         case Form::Day: {
             const auto moment = ToDateTime(value);
@@ -242,8 +249,28 @@ Verdict ColumnJudge::JudgeNumber(const Cell& value) {
     }
 }
 
+std::optional<Decimal> ColumnJudge::RoundedTo(const Cell& value, int scale) const {
+    auto exact = holding_.half_away ? ToDecimal(value) : std::nullopt;
+    if (!exact || exact->scale <= scale) {
+        return ToDecimal(value, scale);
+    }
+    Int128 divisor = 1;
+    for (int k = scale; k < exact->scale; ++k) {
+        divisor *= 10;
+    }
+    const auto rest = exact->unscaled % divisor;
+    Decimal rounded{exact->unscaled / divisor, static_cast<std::uint8_t>(scale)};
+    if ((rest < 0 ? -rest : rest) >= divisor - (rest < 0 ? -rest : rest)) {
+        rounded.unscaled += rest < 0 ? -1 : 1;
+    }
+    return rounded;
+}
+
 Verdict ColumnJudge::JudgeWhole(const Cell& value) const {
-    const auto rounded = ToInt64Rounded(value);
+    const auto whole = RoundedTo(value, 0);
+    const bool fits = whole && whole->unscaled >= INT64_MIN && whole->unscaled <= INT64_MAX;
+    const auto rounded =
+        fits ? std::optional(static_cast<std::int64_t>(whole->unscaled)) : std::nullopt;
     if (!rounded || *rounded < holding_.low || *rounded > holding_.high) {
         // True is -1, and is bound as a truth, not as a number.
         return value.Kind() == ValueKind::Boolean ? kKept : Refused(Reason::Range);
@@ -260,7 +287,7 @@ Verdict ColumnJudge::JudgeExact(const Cell& value) const {
     }
     if (holding_.scale < 0) {  // digits where they are needed
         const auto number = ToDouble(value);
-        if (number && std::abs(*number) >= kLargestNumber) {
+        if (number && !(std::abs(*number) < kLargestNumber)) {
             return Refused(Reason::Range);
         }
         return number && *number != 0 && std::abs(*number) < 1 / kLargestNumber
@@ -274,7 +301,7 @@ Verdict ColumnJudge::JudgeExact(const Cell& value) const {
         return number && std::abs(*number) < 1 ? Changed(Reason::Scale) : Refused(Reason::Range);
     }
     const auto rounded =
-        decimal->scale <= holding_.scale ? decimal : ToDecimal(value, holding_.scale);
+        decimal->scale <= holding_.scale ? decimal : RoundedTo(value, holding_.scale);
     // With the rounding included: 9.96 with one place is 10.0, and needs a digit more than it had.
     const auto scaled = rounded ? ToDecimal(Cell::FromDecimal(*rounded), holding_.scale) : rounded;
     if (!scaled) {
@@ -284,7 +311,11 @@ Verdict ColumnJudge::JudgeExact(const Cell& value) const {
         static_cast<UInt128>(scaled->unscaled < 0 ? -scaled->unscaled : scaled->unscaled);
     // A number kept in 64 bits reaches one further below zero.
     const bool is_least = holding_.high > 0 && scaled->unscaled < 0 && size == most_;
-    if (size >= most_ && !is_least) {
+    // Where the sign takes the place of a digit.
+    const auto most = !holding_.sign_in_width || scaled->unscaled >= 0 ? most_
+                      : holding_.digits > 0                            ? most_ / 10
+                                                                       : UInt128{1};
+    if (size >= most && !is_least) {
         return Refused(Reason::Range);
     }
     return SameDecimal(*decimal, *scaled) ? kKept : Changed(Reason::Scale);
@@ -293,8 +324,6 @@ Verdict ColumnJudge::JudgeExact(const Cell& value) const {
 Verdict ColumnJudge::JudgeDouble(const Cell& value) const {
     switch (value.Kind()) {
         case ValueKind::Boolean:
-        case ValueKind::Single:
-        case ValueKind::Double:
         case ValueKind::DateTime:
             return kKept;
         case ValueKind::Int64:
@@ -322,10 +351,8 @@ Verdict ColumnJudge::JudgeDouble(const Cell& value) const {
     if (!number || !std::isfinite(*number)) {
         return Refused(Reason::Range);
     }
-    const auto before = ToDecimal(value);
-    const auto after = ToDecimal(Cell::Double(*number));
-    return before && after && SameDecimal(*before, *after) ? kKept
-                                                           : Changed(Reason::FloatPrecision);
+    const auto decimal = ToDecimal(value);
+    return decimal && DoubleHolds(*decimal) ? kKept : Changed(Reason::FloatPrecision);
 }
 
 Verdict ColumnJudge::JudgeSingle(const Cell& value) const {
@@ -338,7 +365,7 @@ Verdict ColumnJudge::JudgeSingle(const Cell& value) const {
         return Refused(Reason::Range);
     }
     // What left a column of singles is one, in whatever form it travels.
-    if (carriage_.type == adSingle || static_cast<double>(narrow) == *number) {
+    if (carriage_.type == adSingle || WrittenAs(narrow) == *number) {
         return kKept;
     }
     if (value.Kind() == ValueKind::Double) {
@@ -351,7 +378,7 @@ Verdict ColumnJudge::JudgeSingle(const Cell& value) const {
 }
 
 Verdict ColumnJudge::JudgeMoment(const DateTime& moment) const {
-    if (moment.day < holding_.first_day) {
+    if (moment.day < holding_.first_day || moment.day > holding_.last_day) {
         return Refused(Reason::Range);
     }
     if (moment.nanos == 0) {
@@ -360,11 +387,15 @@ Verdict ColumnJudge::JudgeMoment(const DateTime& moment) const {
     if (holding_.form == Form::Day || carriage_.way == Way::BatchRecordset) {
         return Changed(Reason::TimeOfDay);
     }
-    if (moment.nanos % units_ == 0) {
+    const auto millis = moment.nanos / kNanosPerMilli % 10;
+    const bool third = holding_.thirds && moment.nanos % kNanosPerMilli == 0 &&
+                       (millis == 3 || millis == 7) && units_ == holding_.step;
+    if (moment.nanos % units_ == 0 || third) {
         return kKept;
     }
-    // Half a second and more would be the next one: behind the calendar's last there is none.
-    const bool past = moment.day == kMaxDay && moment.nanos + units_ / 2 >= kNanosPerDay;
+    // Half a step and more would be the next one: behind the calendar's last there is none.
+    const auto half = holding_.thirds ? kNanosPerSecond / 600 : units_ / 2;
+    const bool past = moment.day == holding_.last_day && moment.nanos + half >= kNanosPerDay;
     return past && carriage_.way != Way::Batch ? Refused(Reason::Range)
                                                : Changed(Reason::SecondFraction);
 }
@@ -377,28 +408,27 @@ bool ColumnJudge::InPage(std::string_view text) {
     return !page_->AppendBytesStrictly(text, scratch_);
 }
 
-// `text` has more bytes than the column's length.
-bool ColumnJudge::TooLong(std::string_view text) {
-    const auto most = static_cast<std::size_t>(holding_.length);
+std::size_t ColumnJudge::LengthOf(std::string_view text) const {
     switch (holding_.length_in) {
         case LengthIn::Characters:
-            return CountCodePoints(text) > most;
+            return CountCodePoints(text);
         case LengthIn::Utf16Units:
-            return CountUtf16Units(text) > most;
+            return CountUtf16Units(text);
         case LengthIn::Bytes:
             break;
     }
-    if (!page_) {
-        return text.size() > most;
+    if (!page_ || IsAscii(text)) {
+        return text.size();
     }
     std::string bytes;
     page_->AppendBytes(text, bytes);
-    return bytes.size() > most;
+    return bytes.size();
 }
 
 Verdict ColumnJudge::JudgeText(std::string_view text) {
     if (text.empty()) {
-        return holding_.empty_is_null                  ? Changed(Reason::EmptyText)
+        return holding_.never_empty                    ? Refused(Reason::NoEmptyText)
+               : holding_.empty_is_null                ? Changed(Reason::EmptyText)
                : holding_.pads && holding_.length != 0 ? Changed(Reason::Padding)
                                                        : kKept;
     }
@@ -412,11 +442,11 @@ Verdict ColumnJudge::JudgeText(std::string_view text) {
         if (holding_.cuts_blanks) {
             counted = counted.substr(0, counted.find_last_not_of(' ') + 1);
         }
-        if (TooLong(counted)) {
+        if (LengthOf(counted) > static_cast<std::size_t>(holding_.length)) {
             return Refused(Reason::Length);
         }
-    } else if (holding_.pads && !page_ &&
-               CountCodePoints(text) < static_cast<std::size_t>(holding_.length)) {
+    }
+    if (holding_.pads && LengthOf(text) < static_cast<std::size_t>(holding_.length)) {
         return Changed(Reason::Padding);
     }
     return blank_end && holding_.cuts_blanks ? Changed(Reason::Blanks) : kKept;
@@ -437,21 +467,28 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
     if (value.IsView()) {
         text = value.AsText();
     } else {
-        if (carriage_.width == 0) {
+        const auto number = value.Kind() == ValueKind::Double   ? value.AsDouble()
+                            : value.Kind() == ValueKind::Single ? value.AsSingle()
+                                                                : 0;
+        if (!std::isfinite(number)) {
+            return Changed(Reason::Digits);
+        }
+        if (carriage_.way != Way::FixedWidth) {
             return kKept;  // no such value has a delimiter in its text, and each reads back
         }
         scratch_.clear();
         AppendText(value, scratch_);
         text = scratch_;
     }
-    if (value.Kind() == ValueKind::NumberText && carriage_.width == 0) {
+    if (value.Kind() == ValueKind::NumberText && carriage_.way != Way::FixedWidth) {
         return kKept;
     }
-    // The writer trims a number and cuts it at its right end: the file has another number then.
-    if (carriage_.width != 0) {
-        const auto trimmed = Trimmed(text);
-        if (trimmed.size() > carriage_.width && CountCodePoints(trimmed) > carriage_.width) {
-            return Changed(Reason::Length);
+    if (carriage_.way == Way::FixedWidth) {
+        // Numbers are trimmed and cut at their right ends: the file has another number then.
+        const auto written = carriage_.is_cut ? Trimmed(text) : text;
+        if (written.size() > carriage_.width && carriage_.type != adBoolean &&
+            CountCodePoints(written) > carriage_.width) {
+            return Changed(carriage_.is_cut ? Reason::Length : Reason::PushesOn);
         }
     }
     if (value.Kind() == ValueKind::NumberText || !value.IsView()) {
@@ -460,65 +497,86 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
     if (value.Kind() == ValueKind::Text && !InPage(text)) {
         return Changed(Reason::CodePage);
     }
+    const bool breaks = text.find_first_of("\r\n") != std::string_view::npos;
     if (carriage_.way == Way::FixedWidth) {
         // A break ends the record for whoever reads it: what follows would be other columns' text.
-        const bool breaks = text.find_first_of("\r\n") != std::string_view::npos;
-        return breaks ? Changed(Reason::Qualifier)
-                      : (Trimmed(text).size() != text.size() ? Changed(Reason::Blanks) : kKept);
+        return breaks ? Changed(Reason::EndsLine)
+               : text.empty()
+                   ? Changed(Reason::EmptyText)
+                   : (Trimmed(text).size() != text.size() ? Changed(Reason::Blanks) : kKept);
     }
     // Between qualifiers nothing but the qualifier itself ends the field.
-    if (carriage_.text_field) {
-        return Contains(text, TextDestQual)          ? Changed(Reason::Qualifier)
-               : Trimmed(text).size() != text.size() ? Changed(Reason::Blanks)
-                                                     : kKept;
+    if (carriage_.text_field && !TextDestQual.empty()) {
+        if (Contains(text, TextDestQual)) {
+            // Behind it the field is an open one.
+            return breaks                          ? Changed(Reason::EndsLine)
+                   : Contains(text, TextDestDelim) ? Changed(Reason::EndsField)
+                                                   : Changed(Reason::Qualifier);
+        }
+        return Trimmed(text).size() != text.size() ? Changed(Reason::Blanks) : kKept;
     }
     if (text.empty()) {
         return Changed(Reason::EmptyText);  // without qualifiers it reads as a null
     }
-    const bool cut = Contains(text, TextDestDelim) || Contains(text, TextDestQual) ||
-                     text.find_first_of("\r\n") != std::string_view::npos;
-    return cut ? Changed(Reason::Qualifier)
-               : (value.Kind() == ValueKind::Text && Trimmed(text).size() != text.size()
-                      ? Changed(Reason::Blanks)
-                      : kKept);
+    if (breaks) {
+        return Changed(Reason::EndsLine);
+    }
+    return Contains(text, TextDestDelim)  ? Changed(Reason::EndsField)
+           : Contains(text, TextDestQual) ? Changed(Reason::Qualifier)
+           : value.Kind() == ValueKind::Text && Trimmed(text).size() != text.size()
+               ? Changed(Reason::Blanks)
+               : kKept;
 }
 
-std::string ColumnJudge::Arrives(const Cell& value, Reason reason) const {
+std::optional<Value> ColumnJudge::Stored(const Cell& value, Reason reason) const {
     switch (reason) {
         case Reason::Null:
-            return holding_.form == Form::Text || holding_.form == Form::Bytes ? "an empty text"
-                   : holding_.form == Form::Letter                             ? "F"
-                                                                               : "False";
+            return holding_.form == Form::Text || holding_.form == Form::Bytes
+                       ? Value(Cell::Text(""))
+                   : holding_.form == Form::Letter ? Value(Cell::Text("F"))
+                                                   : Value(Cell::Boolean(false));
         case Reason::EmptyText:
-            return "Null";
+            return Value(Cell::Null());
         case Reason::Scale:
-            if (const auto number = ToDecimal(value, std::max(holding_.scale, 0))) {
-                return ToText(Cell::FromDecimal(*number));
+            if (const auto number = RoundedTo(value, std::max(holding_.scale, 0))) {
+                return Value(Cell::FromDecimal(*number));
             }
-            return "0";
+            return Value(Cell::Int64(0));
         case Reason::FloatPrecision:
             if (const auto number = ToDouble(value)) {
-                return ToText(holding_.form == Form::Single
-                                  ? Cell::Single(static_cast<float>(*number))
-                                  : Cell::Double(*number));
+                return Value(holding_.form == Form::Single
+                                 ? Cell::Single(static_cast<float>(*number))
+                                 : Cell::Double(*number));
             }
-            return {};
+            return std::nullopt;
         case Reason::TimeOfDay:
         case Reason::SecondFraction:
             if (auto moment = ToDateTime(value)) {
                 moment->nanos = reason == Reason::TimeOfDay
                                     ? 0
                                     : moment->nanos / kNanosPerSecond * kNanosPerSecond;
-                return ToText(Cell::FromDateTime(*moment));
+                return Value(Cell::FromDateTime(*moment));
             }
-            return {};
+            return std::nullopt;
         case Reason::Letters:
-            return ToBoolean(value).value_or(false) ? "T" : "F";
+            return Value(Cell::Text(ToBoolean(value).value_or(false) ? "T" : "F"));
         case Reason::Truth:
-            return "True";
+            return Value(Cell::Boolean(true));
         default:
-            return {};
+            return std::nullopt;
     }
+}
+
+std::string ColumnJudge::Arrives(const Cell& value, Reason reason) const {
+    const auto stored = Stored(value, reason);
+    if (!stored) {
+        return {};
+    }
+    if (stored->IsNull()) {
+        return "Null";
+    }
+    return reason == Reason::Null && ToText(stored->AsCell()).empty() ? "an empty text"
+                                                                      : ToText(stored->AsCell());
 }
 
 }  // namespace vantry

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,8 +30,13 @@ enum class Reason : std::uint8_t {
     Null,     // becomes another value, or a text that is refused
     NotNull,  // the target takes none
     EmptyText,
+    NoEmptyText,  // the target takes none
     CodePage,
     Blanks,     // at the ends of a text
+    PushesOn,   // longer than its place in a line of fixed width, and not cut
+    EndsField,  // so it does what follows by a delimiter in it
+    EndsLine,   // and by a line break what goes before, too
+    Displaced,  // of a value in whose line such a one stands
     Qualifier,  // a sign in the text that a reader of the file takes for its end
     Letters,    // T or F
     Truth,      // a number other than 0 and 1
@@ -61,8 +67,8 @@ struct Carriage {
     Way way = Way::Statement;
     int type = 0;             // of the source's field
     bool text_field = false;  // of a text file: it stands between qualifiers
-    std::size_t width = 0;    // of a text file of fixed width: numbers are cut to it
-    bool blank_if_long = false;
+    std::size_t width = 0;    // of a text file of fixed width; 0: any
+    bool is_cut = false;      // what is longer is cut there, else it moves what follows
 };
 
 class ColumnJudge {
@@ -73,7 +79,10 @@ public:
 
     const Holding& Target() const { return holding_; }
     void SetRequired(bool required) { holding_.required = required; }
-    // What arrives in place of a value that is changed, in words; `reason` as it was judged.
+    void SetNeverEmpty(bool never) { holding_.never_empty = never; }
+    // What arrives in place of a value that is changed for `reason`; nothing where that can't be
+    // said. The other in words.
+    std::optional<Value> Stored(const Cell& value, Reason reason) const;
     std::string Arrives(const Cell& value, Reason reason) const;
 
 private:
@@ -81,6 +90,8 @@ private:
     Verdict JudgeOther(const Cell& value);
     Verdict JudgeNumber(const Cell& value);
     Verdict JudgeWhole(const Cell& value) const;
+    // As the target rounds.
+    std::optional<Decimal> RoundedTo(const Cell& value, int scale) const;
     Verdict JudgeExact(const Cell& value) const;
     Verdict JudgeDouble(const Cell& value) const;
     Verdict JudgeSingle(const Cell& value) const;
@@ -90,7 +101,8 @@ private:
     Verdict JudgeLine(const Cell& value);
     bool IsPlainLineText(std::string_view text) const;
     bool InPage(std::string_view text);
-    bool TooLong(std::string_view text);
+    // In what the column's length counts.
+    std::size_t LengthOf(std::string_view text) const;
 
     Holding holding_;
     Carriage carriage_;

@@ -10,6 +10,7 @@
 #include "data/value.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -32,15 +33,46 @@ struct TableEntry {
     std::string type;  // "TABLE", "VIEW", "SYSTEM TABLE", "ACCESS TABLE", "LINK", ...
 };
 
+// Keys that are more than their columns: an expression, a condition, rows that no SELECT shows.
+class StoredKeys {
+public:
+    virtual ~StoredKeys() = default;
+    // Of a row to be added, one cell a part, Unset where it is left out. Nothing: it has no key.
+    virtual std::optional<std::string> KeyOf(std::span<const Cell> parts) = 0;
+    // Each key that is taken. Throws DataError.
+    virtual void ForEach(const std::function<void(std::string_view key)>& found) = 0;
+};
+
 // What a table asks of its rows beside their types.
 struct TableRules {
+    enum class Letters : std::uint8_t {
+        Usual,  // as the kind of database does where nobody asked for more
+        Exact,
+        AnyCase,
+        AnyCaseAndAccents
+    };
+    enum class Nulls : std::uint8_t {
+        TakeOut,       // a key with a null repeats nothing
+        TakeOutIfAll,  // only one of nothing but nulls
+        Count          // as any value
+    };
+    struct Part {
+        std::string column;
+        std::int64_t letters = 0;  // so many of its first ones count; 0: all
+        Letters compared = Letters::Usual;
+        bool blanks_count = false;  // those behind a text
+    };
     struct Unique {
         std::string name;
-        std::vector<std::string> columns;
-        bool ignores_nulls = true;  // two rows may have a null in it
+        std::vector<Part> parts;
+        Nulls nulls = Nulls::TakeOut;
+        std::shared_ptr<StoredKeys> keys = nullptr;  // null: the parts' values are the key
     };
-    std::vector<std::string> required;  // columns that take no null
+    std::vector<std::string> required;     // columns that take no null
+    std::vector<std::string> needed;       // of them, those that must not be left out either
+    std::vector<std::string> never_empty;  // texts
     std::vector<Unique> unique;
+    std::string unknown;  // why keys may be missing here; empty: none is
 };
 
 struct ParameterInfo {

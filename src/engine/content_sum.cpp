@@ -94,6 +94,8 @@ constexpr auto kPowers = [] {
     return powers;
 }();
 constexpr std::int64_t kMostExact = std::int64_t{1} << 53;
+// Fifteen digits always come back from a double; with more of them it depends on the number.
+constexpr std::int64_t kMostSure = 999'999'999'999'999;
 
 std::uint64_t HashOfDouble(double number) {
     number += 0.0;  // -0 is 0
@@ -102,63 +104,10 @@ std::uint64_t HashOfDouble(double number) {
     return Mixed(bits ^ 0x5555'5555'0000'0000ULL);
 }
 
-// Significant digits and the place of the point before them.
-struct Digits {
-    std::string digits;
-    int exponent = 0;
-    friend bool operator==(const Digits&, const Digits&) = default;
-};
-
-Digits DigitsOf(const Decimal& number) {
-    auto rest = static_cast<UInt128>(number.unscaled < 0 ? -number.unscaled : number.unscaled);
-    Digits result;
-    for (; rest != 0; rest /= 10) {
-        result.digits += static_cast<char>('0' + static_cast<int>(rest % 10));
-    }
-    std::reverse(result.digits.begin(), result.digits.end());
-    result.exponent = static_cast<int>(result.digits.size()) - number.scale;
-    result.digits.erase(result.digits.find_last_not_of('0') + 1);
-    return result;
-}
-
-// As it is written with so many digits.
-Digits DigitsOf(double number, int digits) {
-    std::array<char, 48> text{};
-    const auto end = std::to_chars(text.data(),
-                                   text.data() + text.size(),
-                                   std::abs(number),
-                                   std::chars_format::scientific,
-                                   digits - 1)
-                         .ptr;
-    const std::string_view all(text.data(), static_cast<std::size_t>(end - text.data()));
-    const auto e = all.find('e');
-    Digits result;
-    for (const char c : all.substr(0, e)) {
-        if (c != '.') {
-            result.digits += c;
-        }
-    }
-    result.digits.erase(result.digits.find_last_not_of('0') + 1);
-    const char* from = all.data() + e + (all[e + 1] == '+' ? 2 : 1);
-    std::from_chars(from, end, result.exponent);
-    ++result.exponent;
-    return result;
-}
-
 [[gnu::noinline]] std::uint64_t HashOfWide(const Decimal& number) {
     const auto nearest = ToDouble(Cell::FromDecimal(number));
-    if (nearest) {
-        const bool whole = number.scale == 0 && std::abs(*nearest) < 1e38 &&
-                           static_cast<Int128>(*nearest) == number.unscaled;
-        const auto own = DigitsOf(number);
-        // Fifteen digits always come back from a double; with 16 and 17 it depends on the number.
-        bool held = whole || own.digits.size() <= 15;
-        for (int digits = 16; !held && digits <= 17; ++digits) {
-            held = DigitsOf(*nearest, digits) == own;
-        }
-        if (held) {
-            return HashOfDouble(*nearest);
-        }
+    if (nearest && DoubleHolds(number)) {
+        return HashOfDouble(*nearest);
     }
     const Decimal plain = WithoutTrailingZeros(number);
     const auto bits = static_cast<UInt128>(plain.unscaled);
@@ -167,7 +116,7 @@ Digits DigitsOf(double number, int digits) {
 }
 
 std::uint64_t HashOfDecimal(const Decimal& number) {
-    if (number.unscaled >= -kMostExact && number.unscaled <= kMostExact &&
+    if (number.unscaled >= -kMostSure && number.unscaled <= kMostSure &&
         number.scale < kPowers.size()) {
         return HashOfDouble(static_cast<double>(static_cast<std::int64_t>(number.unscaled)) /
                             kPowers[number.scale]);
@@ -182,18 +131,6 @@ std::uint64_t HashOfInteger(std::int64_t number) {
     return HashOfWide({number, 0});
 }
 
-// The double nearest to what the Single is written as.
-double WrittenAs(float number) {
-    if (number == std::trunc(number) && std::abs(number) < 1e6F) {
-        return number;
-    }
-    std::array<char, 48> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    double written = number;
-    std::from_chars(text.data(), end, written);
-    return written;
-}
-
 // Of a text that isn't a short number: one of more digits, with an exponent, or none at all.
 [[gnu::noinline]] std::uint64_t HashOfOtherDigits(std::string_view text) {
     if (const auto number = ParseDecimal(text)) {
@@ -204,7 +141,7 @@ double WrittenAs(float number) {
 }
 
 std::uint64_t HashOfShort(const ShortNumber& number) {
-    if (number.unscaled < -kMostExact || number.unscaled > kMostExact) [[unlikely]] {
+    if (number.unscaled < -kMostSure || number.unscaled > kMostSure) [[unlikely]] {
         return HashOfWide({number.unscaled, number.scale});
     }
     // Most are whole, and a division takes longer than all the rest.
@@ -258,10 +195,7 @@ std::uint64_t HashOfSingle(const Cell& value) {
 std::uint64_t HashOfTruth(const Cell& value) {
     std::optional<bool> truth;
     if (value.Kind() == ValueKind::Text || value.Kind() == ValueKind::Bytes) {
-        const auto text = Trimmed(value.AsText());
-        truth = EqualsNoCase(text, "T")   ? std::optional(true)
-                : EqualsNoCase(text, "F") ? std::optional(false)
-                                          : ParseBoolean(text);
+        truth = ParseBoolean(Trimmed(value.AsText()));
     } else {
         truth = ToBoolean(value);
     }
@@ -288,16 +222,15 @@ std::uint64_t HashOfMoment(const Cell& value, const ContentColumn& column) {
     } else {
         return HashOfText(ToText(value));
     }
-    std::int64_t nanos = moment.nanos + column.ahead;
+    // Most columns count in nanoseconds: no division for them.
+    std::int64_t nanos = column.nanos == 1
+                             ? moment.nanos
+                             : (moment.nanos + column.nanos / 2) / column.nanos * column.nanos;
     std::int64_t day = moment.day;
     if (nanos >= kNanosPerDay) {
         nanos -= kNanosPerDay;
         ++day;
     }
-    // The usual units without a division by what the processor must find out.
-    nanos = column.nanos == 1                 ? nanos
-            : column.nanos == kNanosPerSecond ? nanos / kNanosPerSecond
-                                              : nanos / column.nanos;
     return Mixed(Mixed(static_cast<std::uint64_t>(day)) ^ static_cast<std::uint64_t>(nanos));
 }
 
@@ -320,20 +253,14 @@ std::uint64_t HashOfPlainText(const Cell& value, const ContentColumn& column) {
         made = ToText(value);
         text = made;
     }
-    if (column.without_outer_blanks) {
+    if (column.filled_up) {
         text = Trimmed(text);
-    } else if (column.without_end_blanks) {
-        text = text.substr(0, text.find_last_not_of(' ') + 1);
     }
     if (column.without_formula_lead && text.size() > 1 && text[0] == '\'' &&
         IsFormulaSign(text[1])) {
         text.remove_prefix(1);
     }
-    return text.empty() && column.empty_is_null ? kNullHash : HashOfText(text);
-}
-
-bool IsFixedText(int type) {
-    return type == adChar || type == adWChar;
+    return HashOfText(text);
 }
 
 bool IsNumberType(int type) {
@@ -355,6 +282,9 @@ bool IsNumberType(int type) {
 }
 
 ContentForm FormOf(int source, int target) {
+    if (IsBinaryType(source) || IsBinaryType(target)) {
+        return ContentForm::Text;
+    }
     if (source == adBoolean) {
         return ContentForm::Boolean;
     }
@@ -373,36 +303,59 @@ ContentForm FormOf(int source, int target) {
     return IsNumberType(source) || IsNumberType(target) ? ContentForm::Number : ContentForm::Text;
 }
 
-void SetDateUnit(ContentColumn& column) {
-    switch (ThisTarget().date_unit) {
-        case DateUnit::Exact:
-            break;
-        case DateUnit::Milliseconds:
-            column.nanos = kNanosPerSecond / 1000;
-            break;
-        case DateUnit::ThreeHundredths:  // rounded to 0, 3 and 7 milliseconds
-            column.nanos = kNanosPerSecond;
-            column.ahead = kNanosPerSecond / 600;
-            break;
-        case DateUnit::Seconds:
-            column.nanos = kNanosPerSecond;
-            break;
+}  // namespace
+
+double WrittenAs(float number) {
+    if (number == std::trunc(number) && std::abs(number) < 1e6F) {
+        return number;
     }
+    std::array<char, 48> text{};
+    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
+    double written = number;
+    std::from_chars(text.data(), end, written);
+    return written;
 }
 
-}  // namespace
+bool DoubleHolds(const Decimal& number) {
+    if (number.unscaled >= -kMostSure && number.unscaled <= kMostSure) {
+        return true;
+    }
+    const auto nearest = ToDouble(Cell::FromDecimal(number));
+    if (!nearest || std::abs(*nearest) >= 1e38) {
+        return false;
+    }
+    const bool whole = number.scale == 0 && static_cast<Int128>(*nearest) == number.unscaled;
+    const auto written = ToDecimal(Cell::Double(*nearest));
+    const auto left = WithoutTrailingZeros(number);
+    const auto right = written ? WithoutTrailingZeros(*written) : Decimal{};
+    return whole || (left.unscaled == right.unscaled && left.scale == right.scale);
+}
+
+bool IsPlainNumber(std::string_view text) {
+    const auto number = ParseDecimal(text);
+    if (!number) {
+        return true;
+    }
+    std::string plain;
+    AppendDecimal(*number, plain);
+    return plain == Trimmed(text);
+}
 
 ContentColumn ContentColumnOf(int source_type, int target_type) {
     ContentColumn column;
     column.form = FormOf(source_type, target_type);
-    column.without_end_blanks = IsFixedText(source_type) || IsFixedText(target_type);
-    if (ThisTarget().loader == Loader::Files) {
-        const bool fixed = TextDestFormat != "DELIMITED";
-        column.without_outer_blanks = fixed || column.without_end_blanks;
-        column.empty_is_null = fixed || TextDestQual.empty();
-        column.without_formula_lead = CurrentSettings.SpreadsheetSafe;
+    column.only_plain_numbers = IsTextType(source_type);
+    column.without_formula_lead =
+        ThisTarget().loader == Loader::Files && CurrentSettings.SpreadsheetSafe;
+    return column;
+}
+
+ContentColumn AsReadBack(ContentColumn column) {
+    column.only_plain_numbers = false;
+    column.filled_up = ThisTarget().loader == Loader::Files && TextDestFormat != "DELIMITED";
+    if (ThisTarget().date_unit == DateUnit::ThreeHundredths) {
+        column.nanos = kNanosPerSecond / 1000;
     }
-    SetDateUnit(column);
     return column;
 }
 
@@ -413,15 +366,17 @@ std::uint64_t ContentHash(const Cell& value, const ContentColumn& column) {
     if (value.Kind() == ValueKind::Unreadable) {
         return kUnreadableHash;
     }
-    if (column.empty_is_null && value.Kind() == ValueKind::Text &&
-        Trimmed(value.AsText()).empty()) {
+    if (column.filled_up && value.Kind() == ValueKind::Text && Trimmed(value.AsText()).empty()) {
         return kNullHash;
     }
     switch (column.form) {
         case ContentForm::Text:
             return HashOfPlainText(value, column);
         case ContentForm::Number:
-            return HashOfNumber(value);
+            return column.only_plain_numbers && value.Kind() == ValueKind::Text &&
+                           !IsPlainNumber(value.AsText())
+                       ? HashOfText(value.AsText())
+                       : HashOfNumber(value);
         case ContentForm::Single:
             return HashOfSingle(value);
         case ContentForm::Moment:
@@ -438,6 +393,12 @@ std::uint64_t ContentHash(const Cell& value, const ContentColumn& column) {
 
 namespace {
 
+// A number that begins with a digit other than 0 and ends with one is written as numbers are.
+inline bool IsSurelyPlain(std::string_view number) {
+    const char first = number[number[0] == '-' && number.size() > 1 ? 1 : 0];
+    return first >= '1' && first <= '9' && IsDigit(number.back());
+}
+
 // The two usual kinds of columns without a call; everything else, and what of them is uncommon,
 // goes the whole way.
 inline std::uint64_t QuickHash(const Cell& value, const ContentColumn& column, bool plain_text) {
@@ -447,7 +408,8 @@ inline std::uint64_t QuickHash(const Cell& value, const ContentColumn& column, b
     }
     ShortNumber number;
     if (column.form == ContentForm::Number && (is_text || value.Kind() == ValueKind::NumberText) &&
-        ReadShortNumber(value.AsText(), number)) {
+        ReadShortNumber(value.AsText(), number) &&
+        (!column.only_plain_numbers || !is_text || IsSurelyPlain(value.AsText()))) {
         return HashOfShort(number);
     }
     return ContentHash(value, column);
@@ -458,8 +420,7 @@ inline std::uint64_t QuickHash(const Cell& value, const ContentColumn& column, b
 ContentSums::ContentSums(std::vector<ContentColumn> columns)
     : columns_(std::move(columns)), sums_(columns_.size()) {
     for (const auto& column : columns_) {
-        plain_text_.push_back(column.form == ContentForm::Text && !column.without_end_blanks &&
-                              !column.without_outer_blanks && !column.empty_is_null &&
+        plain_text_.push_back(column.form == ContentForm::Text && !column.filled_up &&
                               !column.without_formula_lead);
     }
 }

@@ -7,18 +7,19 @@
 //   is -1. A binary fraction stands for the decimals that it is written as with 15, 16 or 17
 //   digits. 12 is not 12.34, and a number of more digits than a double keeps is equal to all its
 //   digits only. A column of Singles is compared as Singles: 0.1 in a double is what became of it.
-// - Dates are equal to the fraction of a second that the target's kind keeps (core/kinds,
-//   DateUnit), which is cut off. A day without its time of day is another moment.
-// - Booleans of the source are equal to true and false in whatever form the target has them (-1, 1,
-//   "T", "True").
-// - Texts are equal by their characters. Blanks at the end don't count where one of both sides has
-//   them because its type has a fixed length (Char). In text files of fixed width blanks at both
-//   ends don't, and an empty text is Null there, as in delimited files without a text qualifier:
-//   such files hold no difference.
+// - Dates are equal to the nanosecond; what a SQL Server keeps in steps of 1/300 s is read as it
+//   shows it, in milliseconds. A day without its time of day is another moment.
+// - Booleans of the source are equal to -1, 1, 0, "True" and "False".
+// - Texts are equal by their characters, blanks at their ends among them: a Char that fills them up
+//   has changed them. In text files of fixed width the blanks around a text are the column's, and
+//   nothing else is a null.
 // - A text that goes into a column of numbers or dates, or comes out of one, is compared as a
-//   number or a date if it is one. GUIDs are equal with and without braces, in any letter case.
+//   number or a date if it is one; "007" isn't written as a number is, and stays a text. GUIDs are
+//   equal with and without braces, in any letter case.
 // - Null equals nothing but Null: an empty text, a 0, an F in its place is a difference. Bytes are
 //   equal to a text of these bytes.
+//
+// The check before a run (check/value_judge) calls changed what these rules call different.
 //
 // What sums don't find: values that have changed places within a column.
 
@@ -28,6 +29,7 @@
 #include <cstdint>
 #include <map>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace vantry {
@@ -44,13 +46,10 @@ enum class ContentForm : std::uint8_t {
 
 struct ContentColumn {
     ContentForm form = ContentForm::Text;
-    bool without_end_blanks = false;
-    bool without_outer_blanks = false;
-    bool empty_is_null = false;
+    bool filled_up = false;             // blanks around a text are the file's
     bool without_formula_lead = false;  // a "'" before what would be a formula
-    std::int64_t nanos = 1;             // a moment counts in these
-    std::int64_t ahead =
-        0;  // nanoseconds that are added before it is cut: half of a unit, to round
+    bool only_plain_numbers = false;    // a text that isn't written as a number would be isn't one
+    std::int64_t nanos = 1;             // a moment is rounded to these
 };
 
 // Whether a spreadsheet takes a text that begins so for a formula.
@@ -58,9 +57,19 @@ constexpr bool IsFormulaSign(char c) {
     return c == '=' || c == '+' || c == '-' || c == '@' || c == '\t' || c == '\r';
 }
 
-// By the type codes of both sides' columns and the row of the target's kind. For a text file the
-// target's type is adEmpty.
+// Of the source's values, by the type codes of both sides' columns and the row of the target's
+// kind. For a text file the target's type is adEmpty.
 ContentColumn ContentColumnOf(int source_type, int target_type);
+// The same column as the target gives it back.
+ContentColumn AsReadBack(ContentColumn column);
+
+// Whether a text that is a number says no more than the number: "007" and "+7" do. True of a text
+// that is no decimal number.
+bool IsPlainNumber(std::string_view text);
+// Whether the double nearest to the number is written as the number is, or is the number itself.
+bool DoubleHolds(const Decimal& number);
+// The double nearest to what the Single is written as: 0.1 of 0.1F.
+double WrittenAs(float number);
 
 std::uint64_t ContentHash(const Cell& value, const ContentColumn& column);
 

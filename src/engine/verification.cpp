@@ -19,6 +19,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <exception>
+#include <iterator>
 #include <mutex>
 #include <system_error>
 #include <thread>
@@ -232,7 +233,9 @@ TableVerification::TableVerification(i16 i, OpenTarget open, bool appends)
                 ContentColumnOf(sources[k], k < targets.size() ? targets[k] : adEmpty));
         }
         // Rows that are there before the load are subtracted afterwards, rather than looked for.
-        before_ = rows ? SumsOf(*rows, columns) : ContentSums(columns);
+        std::vector<ContentColumn> stored;
+        std::transform(columns.begin(), columns.end(), std::back_inserter(stored), AsReadBack);
+        before_ = rows ? SumsOf(*rows, stored) : ContentSums(stored);
         source_.emplace(columns);
         // The ledger adds each row to it that the target has taken.
         CurrentSums = &*source_;
@@ -262,7 +265,7 @@ void TableVerification::Finish() {
     try {
         LetCancelIn(0);
         const auto rows = open_();
-        const auto columns = source_->Columns();
+        const auto columns = before_->Columns();
         Compare(SumsOf(*rows, {columns.begin(), columns.end()}));
     } catch (const Cancelled&) {
         NotDone("the run was cancelled");
@@ -300,6 +303,7 @@ void TableVerification::Locate(const std::vector<bool>& differs) {
         LetCancelIn(k);
     }
     const auto columns = source_->Columns();
+    const auto stored = before_->Columns();
     std::int64_t rows = 0;
     std::int64_t different = 0;
     std::optional<std::int64_t> first;
@@ -311,7 +315,7 @@ void TableVerification::Locate(const std::vector<bool>& differs) {
         const auto right = target->Row();
         bool differ = false;
         for (std::size_t k = 0; k < std::min({left.size(), right.size(), columns.size()}); ++k) {
-            if (ContentHash(left[k], columns[k]) != ContentHash(right[k], columns[k])) {
+            if (ContentHash(left[k], columns[k]) != ContentHash(right[k], stored[k])) {
                 if (any_agrees && !differs[k]) {
                     return;  // other rows stand in these places
                 }

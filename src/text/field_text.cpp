@@ -307,11 +307,11 @@ LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style) {
             column.write = WriteNumber;
             break;
         case FieldClass::Date:
-            column.width = 10;
+            column.width = kDateWidth;
             column.write = WriteLeft;
             break;
         case FieldClass::TimeStamp:
-            column.width = 22;
+            column.width = kTimeStampWidth;
             column.write = WriteLeft;
             break;
         case FieldClass::Boolean:
@@ -326,7 +326,7 @@ LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style) {
             column.write = WriteNumeric;
             break;
         case FieldClass::VarNumeric:
-            column.width = 40;
+            column.width = kVarNumericWidth;
             column.write = WriteRightTrimmed;
             break;
         case FieldClass::Other:

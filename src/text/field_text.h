@@ -52,6 +52,11 @@ struct LineColumn {
 LineColumn DelimitedColumn(Field& field, FieldClass field_class, LineStyle& style);
 LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style);
 
+// Characters of a column of fixed width.
+inline constexpr std::size_t kDateWidth = 10;
+inline constexpr std::size_t kTimeStampWidth = 22;
+inline constexpr std::size_t kVarNumericWidth = 40;
+
 // So many characters a column of fixed width takes in a line.
 std::size_t WrittenWidth(const LineColumn& column);
 

@@ -8,8 +8,8 @@
 namespace vantry {
 namespace {
 
-// The target has what the source's rows break: a length, a required column, a unique key, and a
-// row whose key comes again.
+// The target has what the source's rows break: a length, a required column, a unique key. A row
+// that is refused for its values leaves its key to the next one.
 TEST(DataCheck, FindsWhatAnExistingTableRefusesAndWritesNothing) {
     test::MappingSession session;
     session.InSource({"CREATE TABLE orders (id LONG, name TEXT(40), price DOUBLE, big LONG)",
@@ -30,8 +30,8 @@ TEST(DataCheck, FindsWhatAnExistingTableRefusesAndWritesNothing) {
         TableText(check),
         "x orders into orders: 3 columns have values that are refused, 1 that are changed; 5 "
         "rows read.\n"
-        "    x id, Long into Long: refused, 2 values: the key is there already; the first in "
-        "row 3: the unique key pk (id)\n"
+        "    x id, Long into Long: refused, 1 value: the key is there already; the first in "
+        "row 4: the unique key pk (id)\n"
         "    x name, Text into Text: refused, 1 value: longer than the target; the first in "
         "row 2: \"longer than eight\"\n"
         "    x name, Text into Text: refused, 1 value: the target takes no null; the first in "

@@ -131,16 +131,25 @@ TableRules AccessTable::Rules() const {
             continue;
         }
         auto& unique = rules.unique.emplace_back();
-        unique.ignores_nulls = index.IgnoresNulls();
+        unique.nulls = TableRules::Nulls::TakeOutIfAll;
         for (const auto& logical : def_->logical_indexes) {
             if (logical.real == k) {
                 unique.name = logical.name;
             }
         }
         for (const auto& column : index.columns) {
-            unique.columns.push_back(def_->columns[column.position].name);
-            if (index.IsRequired()) {
-                rules.required.push_back(unique.columns.back());
+            const auto& name = def_->columns[column.position].name;
+            unique.parts.push_back({name});
+            const auto shown =
+                std::find_if(columns_.begin(), columns_.end(), [&](const auto& described) {
+                    return described.info.name == name;
+                });
+            // A null in an AutoNumber is its next number.
+            if (index.IsRequired() && shown != columns_.end() && !shown->auto_number) {
+                rules.required.push_back(name);
+                if (!shown->has_default) {
+                    rules.needed.push_back(name);
+                }
             }
         }
     }

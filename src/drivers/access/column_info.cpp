@@ -65,6 +65,11 @@ sql::StoredColumn DescribeColumn(const ColumnDef& column,
     info.name = column.name;
     described.auto_number = column.IsAutoNumber() || column.IsAutoGuid();
     described.required = IsTrue(FindProperty(properties, column.name, "Required"));
+    const auto* const value = FindProperty(properties, column.name, "DefaultValue");
+    described.has_default = value != nullptr && !value->value.empty();
+    const auto* const empty = FindProperty(properties, column.name, "AllowZeroLength");
+    // Without the property empty texts are taken.
+    described.never_empty = column.IsText() && empty != nullptr && !IsTrue(empty);
     // Only Access works out the one and keeps the tables behind the other.
     described.read_only = column.IsCalculated() || column.type == ColumnType::Complex;
     // Of a calculated column that is the type of its result.

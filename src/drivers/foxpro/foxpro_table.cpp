@@ -6,6 +6,7 @@
 #include "drivers/foxpro/column_info.h"
 #include "drivers/foxpro/errors.h"
 #include "drivers/foxpro/table/record_scan.h"
+#include "drivers/foxpro/write/candidate_keys.h"
 #include "drivers/foxpro/write/table_writer.h"
 
 #include <algorithm>
@@ -29,7 +30,8 @@ FoxProTable::FoxProTable(std::shared_ptr<TableFile> file,
     }
 }
 
-// Tables before Visual FoxPro have no null, and take a blank for one.
+// Tables before Visual FoxPro have no null, and take a blank for one. A field that a row leaves out
+// is blank, whether it takes nulls or not.
 TableRules FoxProTable::Rules() const {
     TableRules rules;
     const auto& layout = file_->Layout();
@@ -39,6 +41,7 @@ TableRules FoxProTable::Rules() const {
             rules.required.push_back(columns_[k].info.name);
         }
     }
+    rules.unique = CandidateKeysOf(file_, null_by_default_);
     return rules;
 }
 

@@ -1,5 +1,6 @@
 #include "drivers/mysql/driver.h"
 
+#include "data/value_convert.h"
 #include "data/value_text.h"
 #include "drivers/mysql/appender.h"
 #include "drivers/mysql/bound_statement.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -113,24 +115,38 @@ public:
             quoted.append(c == '`' ? 2 : 1, c);
         }
         quoted += '`';
-        // Of the answer's columns 0 is the name, 2 whether null is allowed, and 5 has the extras.
-        Read("show columns from " + quoted, 6, [&](std::span<const std::string> column) {
+        std::map<std::string, std::string> collations;
+        // Of the answer's columns 0 is the name, 1 the type, 2 the collation of a text, 3 whether
+        // null is allowed, 5 the default, 6 has the extras.
+        Read("show full columns from " + quoted, 7, [&](std::span<const Cell> column) {
+            const auto name = ToText(column[0]);
+            const auto extras = ToText(column[6]);
             // A null in a counting column is its next number.
-            if (column[2] == "NO" && column[5].find("auto_increment") == std::string::npos) {
-                rules.required.push_back(column[0]);
+            if (ToText(column[3]) == "NO" && extras.find("auto_increment") == extras.npos) {
+                rules.required.push_back(name);
+                // The first word of a list stands in for what isn't given.
+                if (column[5].IsNull() && !ToText(column[1]).starts_with("enum") &&
+                    extras.find("GENERATED") == extras.npos) {
+                    rules.needed.push_back(name);
+                }
+            }
+            if (!column[2].IsNull()) {
+                collations.emplace(name, ToText(column[2]));
             }
         });
-        Read("show index from " + quoted, 5, [&](std::span<const std::string> part) {
+        Read("show index from " + quoted, 8, [&](std::span<const Cell> part) {
             // 1 says whether a value may repeat, 2 names the index, 3 counts its parts, 4 is the
-            // column.
-            if (part[1] != "0") {
+            // column, 7 how many of its letters count.
+            if (ToText(part[1]) != "0") {
                 return;
             }
-            if (part[3] == "1") {
-                rules.unique.push_back({part[2], {}});
+            if (ToText(part[3]) == "1") {
+                rules.unique.push_back({ToText(part[2]), {}});
             }
             if (!rules.unique.empty()) {
-                rules.unique.back().columns.push_back(part[4]);
+                const auto column = ToText(part[4]);
+                rules.unique.back().parts.push_back(
+                    PartOf(column, ToInt64(part[7]).value_or(0), collations[column]));
             }
         });
         return rules;
@@ -147,19 +163,34 @@ private:
         return handle;
     }
 
-    // The first `columns` of each row as texts; rows with fewer are none of ours.
+    // By a collation's name. Without a word about accents those of a "_ci" don't count. Bytes have
+    // none.
+    static TableRules::Part PartOf(const std::string& column,
+                                   std::int64_t letters,
+                                   std::string_view collation) {
+        using enum TableRules::Letters;
+        const auto has = [&](std::string_view word) {
+            return collation.find(word) != std::string_view::npos;
+        };
+        TableRules::Part part{column, letters, AnyCaseAndAccents};
+        if (collation.empty() || collation == "binary" || has("_bin") || has("_cs")) {
+            part.compared = Exact;
+        } else if (has("_as_ci")) {
+            part.compared = AnyCase;
+        }
+        part.blanks_count =
+            collation.empty() || collation == "binary" || has("nopad") || has("_0900_");
+        return part;
+    }
+
+    // Each row, if it has so many columns; others are none of ours.
     void Read(const std::string& question,
               std::size_t columns,
-              const std::function<void(std::span<const std::string>)>& take) {
+              const std::function<void(std::span<const Cell>)>& take) {
         const auto cursor = OpenCursor(question);
         while (cursor->Next()) {
-            const auto row = cursor->Row();
-            std::vector<std::string> texts;
-            for (std::size_t k = 0; k < std::min(columns, row.size()); ++k) {
-                texts.push_back(ToText(row[k]));
-            }
-            if (texts.size() == columns) {
-                take(texts);
+            if (cursor->Row().size() >= columns) {
+                take(cursor->Row());
             }
         }
     }

@@ -12,6 +12,7 @@
 #include "drivers/odbc/cursor.h"
 #include "drivers/odbc/errors.h"
 #include "drivers/odbc/link.h"
+#include "drivers/odbc/table_rules.h"
 #include "drivers/odbc/translation.h"
 
 #include <optional>
@@ -83,6 +84,8 @@ public:
         }
         return tables;
     }
+
+    TableRules RulesOf(std::string_view table) override { return ReadTableRules(link_, table); }
 
 private:
     enum class Backslash { Escape, Data };

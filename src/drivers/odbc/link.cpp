@@ -253,6 +253,79 @@ void Link::ListTables(const StatementHandle& statement) const {
     Check(result, statement);
 }
 
+namespace {
+
+// The calls in one of their two forms, wide or narrow.
+template <typename Char, typename Columns, typename Keys, typename Statistics>
+struct CatalogCalls {
+    Columns columns;
+    Keys keys;
+    Statistics statistics;
+
+    SQLRETURN operator()(SQLHSTMT statement,
+                         CatalogCall call,
+                         Char* catalog,
+                         SQLSMALLINT in_catalog,
+                         Char* schema,
+                         SQLSMALLINT in_schema,
+                         Char* table,
+                         SQLSMALLINT in_table) const {
+        const auto ask = [&](auto question, auto... more) {
+            return question(
+                statement, catalog, in_catalog, schema, in_schema, table, in_table, more...);
+        };
+        switch (call) {
+            case CatalogCall::Columns:
+                return ask(columns, nullptr, SQLSMALLINT{0});
+            case CatalogCall::PrimaryKey:
+                return ask(keys);
+            case CatalogCall::UniqueIndexes:
+                break;
+        }
+        return ask(statistics, SQLUSMALLINT{SQL_INDEX_UNIQUE}, SQLUSMALLINT{SQL_QUICK});
+    }
+};
+
+template <typename Char, typename Columns, typename Keys, typename Statistics>
+CatalogCalls<Char, Columns, Keys, Statistics> CallsOf(Columns columns,
+                                                      Keys keys,
+                                                      Statistics statistics) {
+    return {columns, keys, statistics};
+}
+
+}  // namespace
+
+void Link::AskCatalog(const StatementHandle& statement,
+                      CatalogCall call,
+                      std::string_view schema,
+                      std::string_view table) const {
+    SQLSetStmtAttr(statement.Get(), SQL_ATTR_QUERY_TIMEOUT, AsAttribute(kCatalogTimeoutSeconds), 0);
+    const auto current = CurrentCatalog();
+    const bool wide = traits_.wide_calls;
+    const std::array<CallText, 3> texts = {
+        CallText(current, wide), CallText(schema, wide), CallText(table, wide)};
+    const AnswerWatch::Wait wait(watch_);
+    const auto ask = [&](const auto& calls, auto name) {
+        const auto length = [&](std::size_t k) { return texts[k].Count<SQLSMALLINT>(wide); };
+        // An empty text would ask for what has no schema; none at all leaves it open.
+        const auto or_none = [&](std::size_t k, bool none) {
+            return none ? nullptr : (texts[k].*name)();
+        };
+        return calls(statement.Get(),
+                     call,
+                     or_none(0, current.empty()),
+                     length(0),
+                     or_none(1, schema.empty()),
+                     length(1),
+                     (texts[2].*name)(),
+                     length(2));
+    };
+    Check(
+        wide ? ask(CallsOf<SQLWCHAR>(SQLColumnsW, SQLPrimaryKeysW, SQLStatisticsW), &CallText::Wide)
+             : ask(CallsOf<SQLCHAR>(SQLColumns, SQLPrimaryKeys, SQLStatistics), &CallText::Narrow),
+        statement);
+}
+
 void Link::DropFurtherResults(const StatementHandle& statement) const {
     if (WasStopped()) {
         // It came too late: the statement has done its work.

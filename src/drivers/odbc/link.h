@@ -43,6 +43,9 @@ protected:
     ~Streamer() = default;
 };
 
+// Questions about one table.
+enum class CatalogCall { Columns, PrimaryKey, UniqueIndexes };
+
 class Link {
 public:
     // Connects; `connection` is the stored string, whose passwords errors must not repeat.
@@ -95,6 +98,13 @@ public:
                                       std::int64_t rows);
     // Tables and views of the current catalogue.
     void ListTables(const StatementHandle& statement) const;
+    // `schema` may be empty: the driver says which it means. A driver that doesn't know the
+    // question throws as a server does that refuses it.
+    void AskCatalog(const StatementHandle& statement,
+                    CatalogCall call,
+                    std::string_view schema,
+                    std::string_view table) const;
+    std::string UserName() const { return InfoText(SQL_USER_NAME); }
     // What stands around a name; a blank where the source has no such thing.
     std::string IdentifierQuote() const { return InfoText(SQL_IDENTIFIER_QUOTE_CHAR); }
     // Reads what a statement gives behind its first result; an error in it is this call's.

@@ -12,6 +12,12 @@ TableRules StoredTable::Rules() const {
     for (const auto& column : Columns()) {
         if (column.required && !column.auto_number) {
             rules.required.push_back(column.info.name);
+            if (!column.has_default) {
+                rules.needed.push_back(column.info.name);
+            }
+        }
+        if (column.never_empty) {
+            rules.never_empty.push_back(column.info.name);
         }
     }
     return rules;

@@ -29,7 +29,9 @@ struct StoredColumn {
     ColumnInfo info;
     bool auto_number = false;
     bool required = false;
-    bool read_only = false;  // calculated columns and such
+    bool has_default = false;
+    bool never_empty = false;  // takes no text without letters
+    bool read_only = false;    // calculated columns and such
 };
 
 // A column of CREATE TABLE, in words; the engine knows its own type words.

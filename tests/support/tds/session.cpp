@@ -5,11 +5,14 @@
 
 #include "support/tds/session.h"
 
+#include "data/ascii.h"
 #include "data/connection_string.h"
+#include "data/value_text.h"
 #include "support/tds/statement_text.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 
 namespace vantry::test::tds {
 namespace {
@@ -64,6 +67,7 @@ bool ChangesRows(std::string_view sql) {
 struct Session::Call {
     std::string procedure;
     std::string database;  // empty: the session's
+    std::string table;     // of a catalogue call
     std::vector<Value> parameters;
     bool last = true;
 
@@ -249,9 +253,12 @@ Session::Call Session::TakeCall(Reader& in) const {
             call.last = in.AtEnd();
             break;
         }
-        in.ShortText();  // its name
-        in.U8();         // whether it is for output
+        const auto name = in.ShortText();
+        in.U8();  // whether it is for output
         call.parameters.push_back(TakeParameter(in));
+        if (EqualsNoCase(name, "@table_name")) {
+            call.table = ToText(call.parameters.back().AsCell());
+        }
     }
     return call;
 }
@@ -320,6 +327,8 @@ void Session::RunCall(Call& call, Writer& out) {
         prepared_.erase(call.Number(0));
     } else if (is("sp_tables")) {
         ListTables(call.database.empty() ? database_ : call.database, out);
+    } else if (is("sp_columns") || is("sp_pkeys") || is("sp_statistics")) {
+        Describe(LowerAscii(call.procedure), call.table, out);
     } else {
         throw std::runtime_error("a call of " + call.procedure + ", which isn't here");
     }
@@ -355,6 +364,53 @@ void Session::ListTables(const std::string& database, Writer& out) {
                       {"TABLE_TYPE", *ParseType("varchar(32)")},
                       {"REMARKS", *ParseType("varchar(254)")}};
     result.rows = std::move(rows);
+    PutRows(out, result);
+    PutDone(out, Done::InCall, kMore | kCounted, static_cast<std::int64_t>(result.rows.size()));
+}
+
+// One table's columns, primary key, or unique indexes, in the places that clients look at; what
+// stands in the others is null.
+void Session::Describe(const std::string& call, const std::string& table, Writer& out) {
+    std::string literal = "'";
+    for (const char c : table) {
+        literal.append(c == '\'' ? 2 : 1, c);
+    }
+    literal += "' collate nocase";
+    const std::string of = " from sysobjects s, sysusers u, ";
+    const std::string where = " where s.uid=u.uid and s.type='U' and s.name=" + literal;
+    const std::string begin = "select '" + database_ + "', u.name, s.name, ";
+    const std::string sql =
+        call == "sp_columns"
+            ? begin +
+                  "c.name, 12, c.type, 0, 0, 0, 10, case c.\"notnull\" or c.pk when 0 then 1 "
+                  "else 0 end, null, c.dflt_value" +
+                  of + "pragma_table_info(s.name) c" + where
+        : call == "sp_pkeys"
+            ? begin + "c.name, c.pk, 'PK_' || s.name" + of + "pragma_table_info(s.name) c" + where +
+                  " and c.pk > 0"
+            : begin + "0, s.name, i.name, 3, c.seqno + 1, c.name, 'A', null, null" + of +
+                  "pragma_index_list(s.name) i, pragma_index_info(i.name) c" + where +
+                  " and i.\"unique\"=1";
+    auto result = server_.Databases().Run(database_, sql, {});
+    const auto text = *ParseType("sysname");
+    const auto number = *ParseType("smallint");
+    for (std::size_t k = 0; k < result.columns.size(); ++k) {
+        const bool is_number = call == "sp_columns" ? k == 4 || (k > 5 && k < 11)
+                               : call == "sp_pkeys" ? k == 4
+                                                    : k == 3 || k == 6 || k == 7 || k > 9;
+        result.columns[k] = {"C" + std::to_string(k + 1), is_number ? number : text};
+        for (auto& row : result.rows) {
+            if (row[k].IsNull()) {
+                continue;
+            }
+            const auto words = ToText(row[k].AsCell());
+            if (is_number) {
+                row[k].Assign(Cell::Int64(std::atoi(words.c_str())));
+            } else {
+                row[k].Assign(Cell::Text(words));
+            }
+        }
+    }
     PutRows(out, result);
     PutDone(out, Done::InCall, kMore | kCounted, static_cast<std::int64_t>(result.rows.size()));
 }

@@ -31,6 +31,7 @@ private:
     bool RunPrepared(const std::string& sql, std::span<const Value> values, Writer& out);
     bool PrepareText(const std::string& sql, Writer& out);
     void ListTables(const std::string& database, Writer& out);
+    void Describe(const std::string& call, const std::string& table, Writer& out);
     Result RunOrFail(const std::string& sql, std::span<const Value> values);
     void Answer(const Writer& out);
 

@@ -114,6 +114,7 @@ public:
     }
     bool ComparesTexts() const { return compares_texts_; }
     bool HasNullableField() const { return has_nullable_field_; }
+    std::vector<const Field*> TakeFields() { return std::move(fields_); }
 
 private:
     void SkipBlanks() {
@@ -424,6 +425,7 @@ private:
         }
         // A tag that is made from it needs room for NULL in its keys.
         has_nullable_field_ = has_nullable_field_ || found->nullable;
+        fields_.push_back(found);
         return std::make_unique<FieldNode>(*found, *type);
     }
 
@@ -514,6 +516,7 @@ private:
     std::size_t at_ = 0;
     bool compares_texts_ = false;
     bool has_nullable_field_ = false;
+    std::vector<const Field*> fields_;
 };
 
 }  // namespace
@@ -525,6 +528,7 @@ KeyExpression::KeyExpression(std::string_view text,
     root_ = parser.Parse();
     compares_texts_ = parser.ComparesTexts();
     has_nullable_field_ = parser.HasNullableField();
+    fields_ = parser.TakeFields();
 }
 
 KeyExpression::KeyExpression(KeyExpression&&) noexcept = default;

@@ -8,8 +8,10 @@
 
 #include <exception>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vantry::foxpro {
 
@@ -53,6 +55,8 @@ public:
     bool ComparesTexts() const { return compares_texts_; }
     // Whether a field of it can be NULL.
     bool HasNullableField() const { return has_nullable_field_; }
+    // Those that it names, one more than once if it does.
+    std::span<const Field* const> Fields() const { return fields_; }
 
     // Throws KeyTrouble.
     KeyValue Evaluate(const RecordView& record) const;
@@ -61,6 +65,7 @@ private:
     std::unique_ptr<ExpressionNode> root_;
     bool compares_texts_ = false;
     bool has_nullable_field_ = false;
+    std::vector<const Field*> fields_;
 };
 
 }  // namespace vantry::foxpro

@@ -107,6 +107,19 @@ void KeyMaker::Settle(const TagHeader& header, const TableLayout& layout) {
     }
 }
 
+std::vector<const Field*> KeyMaker::Fields() const {
+    std::vector<const Field*> fields;
+    for (const auto* expression : {&expression_, &filter_}) {
+        for (const auto* field :
+             *expression ? (*expression)->Fields() : std::span<const Field* const>()) {
+            if (std::find(fields.begin(), fields.end(), field) == fields.end()) {
+                fields.push_back(field);
+            }
+        }
+    }
+    return fields;
+}
+
 bool KeyMaker::Make(const RecordView& record, std::span<std::byte> out) const {
     if (filter_) {
         const auto holds = filter_->Evaluate(record);

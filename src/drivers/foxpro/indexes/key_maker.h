@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <span>
+#include <vector>
 
 namespace vantry::foxpro {
 
@@ -23,6 +24,8 @@ public:
     // Whether the key is a field as it stands, of every record. Then Make may be called on any
     // thread, and a row that was written here always has a key.
     bool IsPlain() const { return field_ != nullptr && !filter_; }
+    // That the key and FOR depend on.
+    std::vector<const Field*> Fields() const;
 
 private:
     enum class Form : std::uint8_t { Text, General, Number, Integer, Currency, Logical };

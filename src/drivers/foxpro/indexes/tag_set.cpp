@@ -146,6 +146,12 @@ void TagSet::Walk(std::size_t tag, const std::function<void(ByteSpan, RecordNumb
     state_->TreeOf(walked).Walk(found);
 }
 
+bool TagSet::MakeKey(std::size_t tag, const RecordView& row, std::vector<std::byte>& key) {
+    const auto& made = *state_->tags.at(tag);
+    key.resize(made.header.key_length);
+    return made.MakeKey(state_->group.PathOf(file::FileGroup::kLeader), row, key);
+}
+
 std::vector<std::string> TagSet::Verify(const RecordWalk& walk) {
     state_->Enter();
     return VerifyTags(state_->pages, state_->tags, walk);

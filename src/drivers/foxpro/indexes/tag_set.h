@@ -30,8 +30,9 @@ struct TagInfo {
     bool candidate = false;  // or primary: a second record with a key is an error
     bool nullable = false;   // keys have a prefix for NULL
     bool descending = false;
-    bool bitmap = false;      // a BINARY tag
-    std::string unsupported;  // why it can't be kept right; empty: it can
+    bool bitmap = false;               // a BINARY tag
+    std::string unsupported;           // why it can't be kept right; empty: it can
+    std::vector<const Field*> fields;  // of the layout, that the key and FOR depend on
 };
 
 // What makes a new tag.
@@ -92,6 +93,9 @@ public:
     // Calls `found` with each entry of the tag from its first to its last key, in the order of the
     // tree (ascending, also for a descending tag). Throws DataError if the tree isn't whole.
     void Walk(std::size_t tag, const std::function<void(ByteSpan key, RecordNumber record)>& found);
+
+    // The key that the row would have; false: FOR doesn't hold. Throws DataError.
+    bool MakeKey(std::size_t tag, const RecordView& row, std::vector<std::byte>& key);
 
     // What contradicts the format or the table, in words with tag and page; empty: nothing. Every
     // key of every tag that can be kept right is made again from the records and compared.

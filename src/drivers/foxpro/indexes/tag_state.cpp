@@ -112,6 +112,7 @@ TagInfo TagSet::State::Describe(const Tag& tag) const {
     info.descending = tag.header.descending;
     info.bitmap = tag.header.kind == kKindBitmap;
     info.unsupported = tag.maker.Unsupported();
+    info.fields = tag.maker.Fields();
     return info;
 }
 

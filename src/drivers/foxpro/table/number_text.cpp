@@ -167,7 +167,12 @@ std::optional<Cell> ReadNumber(std::string_view stored) {
 
 // Half away from zero, as FoxPro rounds; the general conversions round half to even.
 std::optional<Int128> ScaledNumber(const Cell& value, std::size_t scale) {
-    const auto decimal = ToDecimal(value);
+    auto decimal = ToDecimal(value);
+    if (!decimal) {
+        // Of a very small number 38 places hold no digit, and none of its own counts here.
+        constexpr int kPlacesThatCount = 24;
+        decimal = ToDecimal(value, kPlacesThatCount);
+    }
     if (!decimal || scale > kMostScale) {
         return std::nullopt;
     }

@@ -1,0 +1,689 @@
+// Random sessions of odd values between the kinds that this machine has, row by row, into tables of
+// random types: what the check before says of a row must be what the run and the verification say
+// of it.
+//
+//     ledger_attack SEED SESSIONS [FROM [TO]]
+//
+// A row that is "refused" isn't in the target and is in the reject count; of one that isn't, the
+// columns that are "changed" are those in which the verification finds a difference. Prints each
+// disagreement with the seed that repeats it, and ends with 1 if there is one.
+
+#include "check/check_text.h"
+#include "check/data_check.h"
+#include "core/data_access.h"
+#include "core/folders.h"
+#include "core/session_state.h"
+#include "core/settings.h"
+#include "data/calendar.h"
+#include "data/value_text.h"
+#include "engine/run_report.h"
+#include "engine/run_session.h"
+#include "engine/run_view.h"
+#include "mapping/column_discovery.h"
+#include "mapping/map_check.h"
+#include "support/private_mariadb.h"
+#include "support/private_odbc.h"
+#include "support/tds_server.h"
+#include "support/temp_dir.h"
+#include "text/text_writer.h"
+
+#include <algorithm>
+#include <clocale>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vantry::bench {
+namespace {
+
+constexpr int kRows = 10;
+
+class QuietView : public RunView {
+public:
+    void SetLogText(std::string_view text) override { log = text; }
+    void AppendLogText(std::string_view text) override { log += text; }
+    void CaretToEnd() override {}
+    void Repaint() override {}
+    void SetRowCounter(std::int64_t, double) override {}
+    void ClearRowCounter() override {}
+    void SetBarMin(std::int64_t) override {}
+    void SetBarMax(std::int64_t) override {}
+    void SetBarValue(std::int64_t) override {}
+    void DoEvents() override {}
+    void ShowMessage(std::string_view text) override { log += text; }
+    std::string log;
+};
+
+enum class Odd { Whole, Decimal, Double, Single, Moment, Text, Memo, Bytes, Truth };
+
+struct KindOfPlace {
+    std::string_view name;
+    std::string_view kind;
+    // Types of a source's columns by Odd; empty: it has none.
+    std::string_view source[9];
+    std::vector<std::string_view> targets;  // of columns that exist
+};
+
+const std::vector<KindOfPlace>& Places() {
+    static const std::vector<KindOfPlace> places = {
+        {"ACCESS",
+         "ACCESS",
+         {"Long",
+          "Decimal(28,6)",
+          "Double",
+          "Single",
+          "DateTime",
+          "Text(60)",
+          "Memo",
+          "LongBinary",
+          "YesNo"},
+         {"Text(8)",
+          "Text(60)",
+          "Long",
+          "Short",
+          "Byte",
+          "Single",
+          "Double",
+          "Currency",
+          "Decimal(10,2)",
+          "DateTime",
+          "YesNo",
+          "Memo",
+          "LongBinary"}},
+        {"FOXPRO",
+         "FOXPRO",
+         {"I", "N(20,4)", "B", "B", "T", "V(60)", "M", "W", "L"},
+         {"C(8)", "V(60)", "I", "N(6,2)", "N(3)", "B", "Y", "D", "T", "L", "M", "W"}},
+        {"MySQL",
+         "MySQL",
+         {"int",
+          "decimal(28,6)",
+          "double",
+          "float",
+          "datetime(6)",
+          "varchar(60)",
+          "longtext",
+          "longblob",
+          "tinyint(1)"},
+         {"char(8)",
+          "varchar(8)",
+          "varchar(60)",
+          "int",
+          "smallint",
+          "tinyint unsigned",
+          "bigint",
+          "float",
+          "double",
+          "decimal(6,2)",
+          "decimal(30,6)",
+          "date",
+          "datetime",
+          "datetime(3)",
+          "text",
+          "longtext",
+          "longblob",
+          "varbinary(8)"}},
+        {"MSSQL",
+         "MSSQL",
+         {"int",
+          "decimal(28,6)",
+          "float",
+          "real",
+          "datetime2(7)",
+          "nvarchar(60)",
+          "ntext",
+          "image",
+          "bit"},
+         {"char(8)",    "nchar(8)", "varchar(8)",    "nvarchar(60)", "int",          "smallint",
+          "tinyint",    "bigint",   "real",          "float",        "decimal(6,2)", "money",
+          "smallmoney", "datetime", "smalldatetime", "datetime2(7)", "date",         "bit",
+          "ntext",      "text",     "image",         "varbinary(8)"}},
+        {"TEXT",
+         "TEXT",
+         {"Long",
+          "Decimal Precision 28 Scale 6",
+          "Double",
+          "Single",
+          "DateTime",
+          "Text Width 60",
+          "Memo",
+          "",
+          "Bit"},
+         {}}};
+    return places;
+}
+
+using Row = std::vector<Value>;
+
+class Attack {
+public:
+    Attack() {
+        registry_.Register({test::PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so")});
+        std::filesystem::create_directory(temp_ / "in");
+        std::filesystem::create_directory(temp_ / "out");
+    }
+    int Run(unsigned seed, std::string_view from, std::string_view to);
+    int sessions = 0;
+    int rows_tried = 0;
+    int counted[3] = {};
+
+private:
+    std::int64_t Any(std::int64_t least, std::int64_t most) {
+        return std::uniform_int_distribution<std::int64_t>(least, most)(random_);
+    }
+    template <typename Of>
+    const auto& OneOf(const Of& of) {
+        return of[static_cast<std::size_t>(Any(0, static_cast<std::int64_t>(std::size(of)) - 1))];
+    }
+    Value OddValue(Odd odd);
+    std::string OddText();
+    std::string Connection(const KindOfPlace& place, bool is_target);
+    void MakeSource(const KindOfPlace& place);
+    void MakeTarget(const KindOfPlace& place);
+    void WriteText();
+    void Map(bool first);
+    int TryRow(int row, bool made);
+    int Tell(const std::string& what) const {
+        std::printf("seed %u, %s into %s: %s\n", seed_, from_.c_str(), to_.c_str(), what.c_str());
+        std::fflush(stdout);
+        return 1;
+    }
+
+    test::TempDir temp_;
+    test::PrivateOdbc registry_;
+    std::unique_ptr<test::PrivateMariaDb> mysql_;
+    std::unique_ptr<test::TdsServer> mssql_;
+    std::mt19937 random_;
+    unsigned seed_ = 0;
+    std::string from_;
+    std::string to_;
+    std::vector<Odd> odds_;
+    std::vector<Row> data_;
+    std::string types_;
+};
+
+std::string Attack::OddText() {
+    static const std::string kTexts[] = {"",
+                                         " ",
+                                         "        ",
+                                         "blank behind  ",
+                                         "  before",
+                                         "tab\t",
+                                         "a\r\nb",
+                                         "\n",
+                                         "\"",
+                                         "\"q\" in",
+                                         "O'Brien",
+                                         "a\\",
+                                         "x,y;z",
+                                         std::string("nul\0in", 6),
+                                         "😀",
+                                         "😀😀😀😀",
+                                         "日本語",
+                                         "Ÿ€ß",
+                                         "e\xCC\x81",
+                                         "\xEF\xBB\xBF"
+                                         "bom",
+                                         "007",
+                                         "-0",
+                                         "1e5",
+                                         "12.50",
+                                         "+7",
+                                         " 7",
+                                         "2024-02-29",
+                                         "2024-02-29 23:59:59.999",
+                                         "True",
+                                         "yes",
+                                         "T",
+                                         "NULL",
+                                         "=1+1",
+                                         "'quoted'",
+                                         "NaN",
+                                         "inf",
+                                         "12345678",
+                                         "123456789",
+                                         "\x7F",
+                                         "\x01",
+                                         "\x1A",
+                                         "a\xC2\xA0"};
+    switch (Any(0, 9)) {
+        case 0:
+            return std::string(static_cast<std::size_t>(Any(1, 60)), 'x');
+        case 1:
+            return std::to_string(Any(-70'000, 70'000));
+        default:
+            return OneOf(kTexts);
+    }
+}
+
+Value Attack::OddValue(Odd odd) {
+    if (Any(0, 6) == 0 && odd != Odd::Truth) {
+        return Value(Cell::Null());
+    }
+    switch (odd) {
+        case Odd::Whole: {
+            static constexpr std::int64_t kNumbers[] = {
+                0, 1, -1, 2, 127, 128, 255, 256, 32'767, 32'768, -32'769, INT32_MAX, INT32_MIN};
+            return Value(Cell::Int64(OneOf(kNumbers)));
+        }
+        case Odd::Decimal: {
+            Int128 digits = Any(0, INT64_MAX) % 10'000'000'000'000'000;
+            if (Any(0, 3) == 0) {
+                digits = digits * 1'000'000'000'000 + Any(0, 999'999'999'999);
+            } else if (Any(0, 1) == 0) {
+                digits %= 1'000'000'000;
+            }
+            if (Any(0, 1) == 0) {
+                digits = digits / 1'000'000 * 1'000'000;
+            }
+            return Value(Cell::FromDecimal({Any(0, 1) == 0 ? digits : -digits, 6}));
+        }
+        case Odd::Double: {
+            static const double kNumbers[] = {0.0,
+                                              -0.0,
+                                              0.1,
+                                              0.1 + 0.2,
+                                              -1.0 / 3,
+                                              1e22,
+                                              1e-300,
+                                              -1e300,
+                                              5e-324,
+                                              std::numeric_limits<double>::max(),
+                                              9'007'199'254'740'993.0,
+                                              2.5,
+                                              3.5,
+                                              32'767.4999,
+                                              214'748.36475,
+                                              -2.0,
+                                              1.0,
+                                              16'777'217.0,
+                                              std::nan(""),
+                                              HUGE_VAL};
+            return Value(Cell::Double(OneOf(kNumbers)));
+        }
+        case Odd::Single: {
+            static constexpr float kNumbers[] = {
+                0.0F, -0.0F, 0.1F, 3.4e38F, 1e-45F, 16'777'216.0F, 2.5F, -1.0F, 7.0F, 0.333333F};
+            return Value(Cell::Single(OneOf(kNumbers)));
+        }
+        case Odd::Moment: {
+            static const std::int32_t kDays[] = {*DayOf(1, 1, 1),
+                                                 *DayOf(99, 12, 31),
+                                                 *DayOf(100, 1, 1),
+                                                 *DayOf(1582, 10, 10),
+                                                 *DayOf(1752, 12, 31),
+                                                 *DayOf(1753, 1, 1),
+                                                 -1,
+                                                 0,
+                                                 1,
+                                                 2,
+                                                 *DayOf(2000, 2, 29),
+                                                 *DayOf(2079, 6, 6),
+                                                 *DayOf(2079, 6, 7),
+                                                 kMaxDay};
+            static constexpr std::int64_t kTimes[] = {0,
+                                                      1,
+                                                      43'200'000,
+                                                      86'399'000,
+                                                      86'399'500,
+                                                      86'399'999,
+                                                      86'399'997,
+                                                      45'015'003,
+                                                      45'015'250,
+                                                      45'015'010,
+                                                      60'000};
+            return Value(Cell::FromDateTime({OneOf(kDays), OneOf(kTimes) * 1'000'000}));
+        }
+        case Odd::Text:
+            return Value(Cell::Text(OddText()));
+        case Odd::Memo: {
+            if (Any(0, 2) != 0) {
+                return Value(Cell::Text(OddText()));
+            }
+            const std::size_t size = OneOf(std::vector<std::size_t>{65'535, 65'536, 8'000, 256});
+            return Value(Cell::Text(std::string(size - 1, 'm') + (Any(0, 1) == 0 ? " " : "n")));
+        }
+        case Odd::Bytes: {
+            const std::string bytes = OneOf(std::vector<std::string>{std::string(3, '\0'),
+                                                                     "abc",
+                                                                     "\xFF\xFE",
+                                                                     "12345678",
+                                                                     "ends ",
+                                                                     std::string(65'536, '\x80'),
+                                                                     ""});
+            return Value(Cell::Bytes(std::as_bytes(std::span(bytes))));
+        }
+        case Odd::Truth:
+            return Value(Cell::Boolean(Any(0, 1) == 0));
+    }
+    return {};
+}
+
+std::string Attack::Connection(const KindOfPlace& place, bool is_target) {
+    const auto folder = temp_ / (is_target ? "out" : "in");
+    if (place.kind == "ACCESS") {
+        return "Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + (folder / "file.mdb").string();
+    }
+    if (place.kind == "FOXPRO") {
+        return "Driver={Microsoft Visual FoxPro Driver};SourceType=DBF;SourceDb=" +
+               folder.string() + ";Null=Yes";
+    }
+    if (place.kind == "MySQL") {
+        if (!mysql_) {
+            mysql_ = std::make_unique<test::PrivateMariaDb>();
+        }
+        return mysql_->ConnectionText();
+    }
+    if (place.kind == "MSSQL") {
+        if (!mssql_) {
+            mssql_ = std::make_unique<test::TdsServer>();
+        }
+        return mssql_->ConnectionText();
+    }
+    return "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + folder.string() +
+           ";Extended Properties=\"text;FMT=Delimited\";\"";
+}
+
+void Attack::WriteText() {
+    std::ofstream schema(temp_ / "in" / "Schema.ini");
+    schema << "[odd.csv]\nFormat=CSVDelimited\nColNameHeader=True\nCharacterSet=65001\nCol1=n "
+              "Long\n";
+    std::ofstream file(temp_ / "in" / "odd.csv", std::ios::binary);
+    file << "n";
+    for (std::size_t k = 0; k < odds_.size(); ++k) {
+        schema << "Col" << k + 2 << "=c" << k << " "
+               << Places().back().source[static_cast<int>(odds_[k])] << "\n";
+        file << ",c" << k;
+    }
+    file << "\r\n";
+    for (std::size_t row = 0; row < data_.size(); ++row) {
+        file << row + 1;
+        for (const auto& value : data_[row]) {
+            const Cell cell = value.AsCell();
+            std::string text;
+            if (cell.Kind() == ValueKind::Text) {
+                text = "\"";
+                for (const char c : cell.AsText()) {
+                    text.append(c == '"' ? 2 : 1, c);
+                }
+                text += '"';
+            } else if (cell.Kind() == ValueKind::DateTime) {
+                AppendIsoDateTime(cell.AsDateTime(), text);
+            } else if (!cell.IsNull()) {
+                text = ToText(cell);
+            }
+            file << ',' << text;
+        }
+        file << "\r\n";
+    }
+}
+
+void Attack::MakeSource(const KindOfPlace& place) {
+    std::filesystem::remove_all(temp_ / "in");
+    std::filesystem::create_directory(temp_ / "in");
+    SourceType = std::string(place.kind);
+    SourceConnStr = Connection(place, false);
+    FoxSrcMode = place.kind == "FOXPRO" ? "DIR" : "";
+    FoxSrcPrefix = place.kind == "FOXPRO" ? (temp_ / "in").string() + "/" : "";
+    SrcTables.assign(1, TableRec());
+    DstTables.clear();
+    SrcTables[0].Name = place.kind == "TEXT" ? "odd.csv" : "odd";
+    if (place.kind == "TEXT") {
+        WriteText();
+        return;
+    }
+    if (place.kind == "ACCESS") {
+        Catalog().Create(SourceConnStr);
+    } else if (place.kind == "MySQL") {
+        SrcTables[0].Owner = mysql_->Database();
+        mysql_->Run("drop table if exists " + mysql_->Database() + ".odd");
+    } else if (place.kind == "MSSQL") {
+        SrcTables[0].Owner = "dbo";
+        mssql_->Run("drop table if exists odd");
+    }
+    std::string create = "CREATE TABLE odd (n int";
+    std::string names = "n";
+    if (place.kind == "FOXPRO") {
+        create = "CREATE TABLE odd (n I";
+    }
+    for (std::size_t k = 0; k < odds_.size(); ++k) {
+        create += ", c" + std::to_string(k) + " " +
+                  std::string(place.source[static_cast<int>(odds_[k])]) +
+                  (place.kind == "FOXPRO" ? " NULL" : "");
+        names += ", c" + std::to_string(k);
+    }
+    vantry::Connection connection;
+    connection.Open(SourceConnStr);
+    connection.Execute(create + ")");
+    for (std::size_t row = 0; row < data_.size(); ++row) {
+        Recordset rows;
+        rows.Open("SELECT " + names + " FROM odd", connection, adOpenDynamic, adLockOptimistic);
+        rows.AddNew();
+        rows.Fields()[0].SetValue(Cell::Int64(static_cast<std::int64_t>(row) + 1));
+        try {
+            for (std::size_t k = 0; k < odds_.size(); ++k) {
+                rows.Fields()[static_cast<std::int32_t>(k + 1)].SetValue(data_[row][k].AsCell());
+            }
+            rows.Update();
+        } catch (const DataError&) {
+            // What the source doesn't take is no value of it: the row goes without one.
+        }
+    }
+    connection.Close();
+}
+
+void Attack::MakeTarget(const KindOfPlace& place) {
+    std::filesystem::remove_all(temp_ / "out");
+    std::filesystem::create_directory(temp_ / "out");
+    TargetType = std::string(place.kind);
+    FoxDestMode = place.kind == "FOXPRO" ? "DIR" : "";
+    FoxDestPrefix = place.kind == "FOXPRO" ? (temp_ / "out").string() + "/" : "";
+    TargetConnStr = place.kind == "TEXT" ? "" : Connection(place, true);
+    types_.clear();
+    if (place.kind == "TEXT") {
+        TextDestFormat = Any(0, 1) == 0 ? "DELIMITED" : "FIXED";
+        TextDestDelim = OneOf(std::vector<std::string>{"\t", ",", ";"});
+        TextDestQual = OneOf(std::vector<std::string>{"\"", "'", ""});
+        TextDestHeader = kTrue;
+        TextDestExt = ".txt";
+        TextDestDir = (temp_ / "out").string();
+        types_ = TextDestFormat + " by " + TextDestDelim + " in " + TextDestQual;
+        return;
+    }
+    if (place.kind == "ACCESS") {
+        Catalog().Create(TargetConnStr);
+    } else if (place.kind == "MySQL") {
+        mysql_->Run("drop table if exists " + mysql_->Database() + ".taken");
+    } else if (place.kind == "MSSQL") {
+        mssql_->Run("drop table if exists taken");
+    }
+    if (Any(0, 3) == 0) {
+        return;  // made by the run
+    }
+    const bool foxpro = place.kind == "FOXPRO";
+    types_ = std::string("n ") + (foxpro ? "I" : "int");
+    for (std::size_t k = 0; k < odds_.size(); ++k) {
+        const std::string type(OneOf(place.targets));
+        const bool required = Any(0, 5) == 0;
+        types_ += ", c" + std::to_string(k) + " " + type +
+                  (required                            ? " NOT NULL"
+                   : (foxpro || place.kind == "MSSQL") ? " NULL"
+                                                       : "");
+    }
+    vantry::Connection connection;
+    connection.Open(TargetConnStr);
+    connection.Execute("CREATE TABLE taken (" + types_ + ")");
+    if (Any(0, 2) == 0 && !foxpro) {
+        connection.Execute("CREATE UNIQUE INDEX one ON taken (n)");
+    }
+    connection.Close();
+}
+
+void Attack::Map(bool first) {
+    std::vector<std::string> names;
+    if (first) {
+        FillTargetTables();
+        if (TargetType != "TEXT") {
+            DstTables[0].Name = "taken";
+        }
+    }
+    LoadSourceColumns();
+    CheckTargetTables(names);
+    LoadTargetColumns();
+    BuildColMaps();
+    for (auto& row : ColMaps) {
+        // What the mapping page warns of is no session to judge.
+        if (!CheckMapRow(row).empty()) {
+            row.SSelected = 0;
+        }
+        if (TargetType == "FOXPRO" && row.DDtype == "Numeric" && row.DWidth > 20) {
+            row.DWidth = 20;
+            row.DScale = 4;
+        }
+    }
+}
+
+int Attack::TryRow(int row, bool made) {
+    ++rows_tried;
+    SrcTables[0].WhereCond = "n = " + std::to_string(row);
+    if (made) {
+        SrcTables[0].TableExists = kTrue;
+        SrcTables[0].LoadOption = DstTables[0].LoadOption = Any(0, 1) == 0 ? "APPEND" : "DELETE";
+    }
+    QuietView view;
+    CurrentRunView = &view;
+    const auto check = CheckTable(0, {});
+    if (!check.trouble.empty()) {
+        return Tell("[" + types_ + "] row " + std::to_string(row) +
+                    ", the check: " + check.trouble);
+    }
+    CurrentSettings.VerifyRuns = true;
+    TargetType == "TEXT" ? RunSessionToText("") : RunSession("");
+    const auto& report = ReportOf(0);
+    std::string shown;
+    for (const auto& value : data_[static_cast<std::size_t>(row - 1)]) {
+        shown += " " + ShownValue(value.AsCell());
+    }
+    if (TargetType == "MSSQL") {
+        shown += " in the target: " + mssql_->Rows("select * from taken");
+    }
+    const auto place =
+        "[" + types_ + "] row " + std::to_string(row) + shown + "\n" + TableText(check);
+    const bool refused = check.refused > 0;
+    ++counted[static_cast<std::size_t>(check.Worst())];
+    if (report.RowsLoaded != check.rows - check.refused) {
+        return Tell(place + "    loaded " + std::to_string(report.RowsLoaded) +
+                    ", log: " + view.log.substr(0, 600));
+    }
+    if (report.RowsRejected + check.rows - report.RowsRead != check.refused) {
+        return Tell(place + "    rejected " + std::to_string(report.RowsRejected));
+    }
+    if (refused) {
+        return 0;
+    }
+    if (report.Verified.result == Verification::Result::NotDone) {
+        return Tell(place + "    not verified: " + report.Verified.why_not);
+    }
+    int bad = 0;
+    for (const auto& column : check.columns) {
+        const auto& names = report.Verified.columns;
+        const bool found = std::find(names.begin(), names.end(), column.target) != names.end();
+        // Blanks that stand elsewhere may be blanks all the same.
+        const bool displaced =
+            !column.data.empty() && column.data[0].verdict.reason == Reason::Displaced;
+        if (!displaced && found != (column.Worst(true) == Grade::Changed)) {
+            bad += Tell(place + "    of column " + column.target + " the verification says " +
+                        (found ? "it differs" : "it is the same"));
+        }
+    }
+    return bad;
+}
+
+int Attack::Run(unsigned seed, std::string_view from, std::string_view to) {
+    seed_ = seed;
+    random_.seed(seed);
+    InitSharedState(ApplicationFolder());
+    const auto pick = [&](std::string_view name) -> const KindOfPlace& {
+        for (const auto& place : Places()) {
+            if (place.name == name) {
+                return place;
+            }
+        }
+        return OneOf(Places());
+    };
+    const auto& source = pick(from);
+    const auto& target = pick(to);
+    from_ = source.name;
+    to_ = target.name;
+    odds_.clear();
+    const bool with_long = Any(0, 3) == 0;
+    for (int k = 0; k < 5; ++k) {
+        const auto odd = static_cast<Odd>(Any(0, 8));
+        const bool is_long = odd == Odd::Memo || odd == Odd::Bytes;
+        if ((with_long || !is_long) && !source.source[static_cast<int>(odd)].empty()) {
+            odds_.push_back(odd);
+        }
+    }
+    data_.clear();
+    for (int row = 0; row < kRows; ++row) {
+        auto& values = data_.emplace_back();
+        for (const auto odd : odds_) {
+            values.push_back(OddValue(odd));
+        }
+    }
+    ++sessions;
+    int bad = 0;
+    try {
+        MakeSource(source);
+        MakeTarget(target);
+        Map(true);
+        bool made = !types_.empty() && TargetType != "TEXT";
+        for (int row = 1; row <= kRows && bad == 0; ++row) {
+            bad += TryRow(row, made);
+            if (!made && TargetType != "TEXT") {
+                // From now on it is there, with the types that it was given.
+                Map(false);
+                made = SrcTables[0].TableExists != kFalse;
+            }
+        }
+    } catch (const std::exception& error) {
+        bad += Tell("[" + types_ + "] " + error.what());
+    }
+    return bad;
+}
+
+}  // namespace
+}  // namespace vantry::bench
+
+int main(int count, char** arguments) {
+    setenv("LC_ALL", "C.UTF-8", 1);
+    std::setlocale(LC_ALL, "");
+    std::setlocale(LC_NUMERIC, "C");
+    vantry::SetLocalDateForm({});
+    const auto seed = count > 1 ? static_cast<unsigned>(std::atoi(arguments[1])) : 1U;
+    const int sessions = count > 2 ? std::atoi(arguments[2]) : 100;
+    vantry::bench::Attack attack;
+    int bad = 0;
+    for (int k = 0; k < sessions; ++k) {
+        bad += attack.Run(seed + static_cast<unsigned>(k),
+                          count > 3 ? arguments[3] : "",
+                          count > 4 ? arguments[4] : "");
+    }
+    std::printf("%d sessions, %d rows: %d kept, %d changed, %d refused; %d disagreements\n",
+                attack.sessions,
+                attack.rows_tried,
+                attack.counted[0],
+                attack.counted[1],
+                attack.counted[2],
+                bad);
+    return bad == 0 && attack.rows_tried > 0 ? 0 : 1;
+}
