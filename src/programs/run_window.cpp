@@ -81,7 +81,10 @@ public:
         status_->setWordWrap(true);
         status_->setTextInteractionFlags(Qt::LinksAccessibleByMouse |
                                          Qt::LinksAccessibleByKeyboard);
-        status_->setMinimumHeight(status_->fontMetrics().height());
+        // Room for two lines from the start: the log must not jump when a text grows into the
+        // second.
+        status_->setMinimumHeight(2 * status_->fontMetrics().lineSpacing());
+        status_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         connect(status_, &QLabel::linkActivated, this, [this] { OpenRejects(); });
         open_rejects_ = new QAction("Open the List of &Rows That Weren't Loaded", this);
         open_rejects_->setEnabled(false);

@@ -230,6 +230,10 @@ void OpenPagesNote::Refresh() {
 
 void TellAtStart(const std::vector<std::string>& sentences) {
     AtStart() = {};
+    if (sentences.size() > 1) {
+        // The first fills the line; all are in the tool tip.
+        AtStart().parts.push_back({std::to_string(sentences.size()) + " faults:"});
+    }
     for (const auto& sentence : sentences) {
         AtStart().parts.push_back({(AtStart().Empty() ? "" : " ") + sentence});
     }
