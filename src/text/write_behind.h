@@ -2,26 +2,19 @@
 // Writes of a file, each going on while its caller works: handing fresh pages of a new file to a
 // program costs the kernel as much time as making the lines that go into them.
 
+#include "files/background_jobs.h"
 #include "files/early_writeout.h"
 #include "files/file.h"
 
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
-#include <mutex>
 #include <span>
-#include <thread>
 
 namespace vantry::text {
 
 class WriteBehind {
 public:
-    WriteBehind() = default;
-    ~WriteBehind();
-    WriteBehind(const WriteBehind&) = delete;
-    WriteBehind& operator=(const WriteBehind&) = delete;
-
     // Begins to write `data` at `offset`, a file's pieces in their order; file and data stand still
     // until Await. One write at a time. A system that has no thread left gets the data written
     // before this returns.
@@ -31,19 +24,13 @@ public:
 
 private:
     void Write();
-    void Loop();
-
-    std::thread thread_;  // from the first write on
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    bool asked_ = false;  // for a write that isn't over
-    bool closing_ = false;
 
     file::File* file_ = nullptr;
     std::uint64_t offset_ = 0;
     std::span<const std::byte> data_;
     file::EarlyWriteout writeout_;
     std::exception_ptr error_;
+    file::BackgroundJobs jobs_;  // last: it ends before what it uses
 };
 
 }  // namespace vantry::text

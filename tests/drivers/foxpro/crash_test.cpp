@@ -7,6 +7,9 @@
 #include "drivers/foxpro/verify/verify.h"
 #include "support/crash_states.h"
 
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 
 namespace vantry::foxpro {
@@ -185,41 +188,61 @@ TEST_F(CrashTest, AFullDiskTellsTheRowsThatItTookBack) {
     EXPECT_EQ(Findings(), Rows());
 }
 
-// Two programs add, change and delete rows of one table for two seconds; one is killed in the
-// middle and started again.
+// Two programs add, change and delete rows of one table with tags; one of them is killed and
+// started again all the time. VANTRY_FOXPRO_WRITERS sets for how many seconds.
 TEST_F(CrashTest, TwoWritersKeepOneTableWhole) {
-    Connect(folder_.Path())->Execute("CREATE TABLE t (who I, n I, note M)");
-    const auto write = [this](int who, std::chrono::milliseconds duration) {
-        const auto id = std::to_string(who);
-        const auto end = std::chrono::steady_clock::now() + duration;
+    const char* const wanted = std::getenv("VANTRY_FOXPRO_WRITERS");
+    const std::chrono::seconds duration(wanted != nullptr ? std::atoi(wanted) : 2);
+    {
+        const auto connection = Connect(folder_.Path());
+        connection->Execute("CREATE TABLE t (who I, n I, note M, name C(30))");
+        connection->Execute("CREATE INDEX n ON t (n)");
+        connection->Execute("CREATE INDEX name ON t (name, who)");
+    }
+    const auto fate = [](int number) { return static_cast<unsigned>(number) * 2654435761U >> 28; };
+    const auto write = [&](int who, std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
         const auto connection = Connect(folder_.Path());
         for (int number = 1; std::chrono::steady_clock::now() < end; ++number) {
             const auto n = std::to_string(number);
-            connection->Execute("INSERT INTO t VALUES (" + id + ", " + n + ", 'note " + n + "')");
-            if (number % 5 == 0) {
-                connection->Execute("UPDATE t SET note = 'changed' WHERE who = " + id +
-                                    " AND n = " + std::to_string(number - 1));
+            connection->Execute("INSERT INTO t VALUES (" + std::to_string(who) + ", " + n +
+                                ", 'note " + n + "', 'name " + n + "')");
+            const auto former =
+                " WHERE who = " + std::to_string(who) + " AND n = " + std::to_string(number - 1);
+            if (fate(number) < 4) {
+                connection->Execute("DELETE FROM t" + former);
+            } else if (fate(number) < 8) {
+                connection->Execute("UPDATE t SET note = 'changed', name = 'other'" + former);
             }
         }
     };
+    int kills = 0;
     const auto kill_others = [&](pid_t) {
-        for (int round = 0; round < 4; ++round) {
-            test::RunChild([&](const test::Report&) { write(2, std::chrono::seconds(5)); },
-                           [](pid_t child) {
+        for (; kills < 2 * duration.count(); ++kills) {
+            test::RunChild([&](const test::Report&) { write(2, std::chrono::minutes(1)); },
+                           [&](pid_t child) {
                                ::usleep(400'000);
                                ::kill(child, SIGKILL);
                            });
         }
     };
     EXPECT_TRUE(
-        test::RunChild([&](const test::Report&) { write(1, std::chrono::seconds(2)); }, kill_others)
-            .whole);
+        test::RunChild([&](const test::Report&) { write(1, duration); }, kill_others).whole);
     EXPECT_EQ(Findings(), Rows());
-    const auto rows = RowsOf(*Connect(folder_.Path()), "SELECT n FROM t WHERE who = 1");
+    const auto rows = RowsOf(*Connect(folder_.Path()), "SELECT n, name FROM t WHERE who = 1");
     ASSERT_FALSE(rows.empty());
-    for (std::size_t k = 0; k < rows.size(); ++k) {
-        EXPECT_EQ(rows[k], std::to_string(k + 1));
+    const int last = std::stoi(rows.back());
+    Rows expected;
+    for (int number = 1; number <= last; ++number) {
+        const auto next = number == last ? 15 : fate(number + 1);
+        if (next >= 4) {
+            expected.push_back(std::to_string(number) + "\t" +
+                               HexOf(next < 8 ? "other" : "name " + std::to_string(number)));
+        }
     }
+    // The row before the last may have gone with the last one's statement, or not.
+    EXPECT_EQ(rows, expected);
+    std::printf("rows of the writer that lived: %d, kills of the other: %d\n", last, kills);
 }
 
 }  // namespace

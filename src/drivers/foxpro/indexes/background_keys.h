@@ -2,9 +2,9 @@
 // Keys of new records, made, sorted and packed on a second thread while the owner of the tags goes
 // on with further rows: those of tags whose key is a field as it stands (Tag::IsMadeInBackground).
 
-#include "drivers/foxpro/indexes/background_jobs.h"
 #include "drivers/foxpro/indexes/edit_pipe.h"
 #include "drivers/foxpro/indexes/tag.h"
+#include "files/background_jobs.h"
 
 #include <array>
 #include <atomic>
@@ -62,9 +62,9 @@ private:
     std::array<Block, kBlocks> blocks_;
     std::size_t filled_ = 0;  // number of the one that is filled
     std::atomic<std::size_t> kept_ = 0;
-    SortRoom room_;             // of the second thread
-    std::exception_ptr error_;  // of the second thread, until it rests
-    BackgroundJobs jobs_;       // last: it ends before what it uses
+    SortRoom room_;              // of the second thread
+    std::exception_ptr error_;   // of the second thread, until it rests
+    file::BackgroundJobs jobs_;  // last: it ends before what it uses
 };
 
 }  // namespace vantry::foxpro

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <thread>
 
-namespace vantry::foxpro {
+namespace vantry::file {
 
 class BackgroundJobs {
 public:
@@ -35,4 +35,4 @@ private:
     std::thread thread_;
 };
 
-}  // namespace vantry::foxpro
+}  // namespace vantry::file

@@ -1,9 +1,9 @@
-#include "drivers/foxpro/indexes/background_jobs.h"
+#include "files/background_jobs.h"
 
 #include <exception>
 #include <utility>
 
-namespace vantry::foxpro {
+namespace vantry::file {
 
 BackgroundJobs::~BackgroundJobs() {
     if (!thread_.joinable()) {
@@ -60,4 +60,4 @@ void BackgroundJobs::Loop() {
     }
 }
 
-}  // namespace vantry::foxpro
+}  // namespace vantry::file
