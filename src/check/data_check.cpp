@@ -215,6 +215,7 @@ private:
     std::vector<ColumnPlan> plans_;
     std::vector<Tally> tallies_;
     std::vector<Reach> reaches_;
+    std::vector<ColumnJudge*> judges_;   // of the plans
     std::vector<std::string> left_out_;  // columns of the target that take no null
     std::vector<UniqueKey> keys_;
     std::vector<Reason> reasons_;  // of the row's values
@@ -354,14 +355,20 @@ void TablePass::Note(std::size_t column, const Cell& value, Verdict verdict) {
 
 void TablePass::JudgeRow() {
     // Cells and not fields: one that can't be read says so itself, where a field would throw.
-    const auto row = rows_.Row();
+    const auto row = rows_.Row().first(plans_.size());
     bool refused = false;
     bool moved = false;
     bool broken = false;
-    for (std::size_t k = 0; k < plans_.size(); ++k) {
+    Reach* reach = reaches_.data();
+    for (std::size_t k = 0; k < row.size(); ++k) {
         const Cell& value = row[k];
-        reaches_[k].Note(value);
-        auto verdict = plans_[k].judge(value);
+        reach[k].Note(value);
+        auto* const judge = judges_[k];
+        if (!moved && judge->IsSurelyKept(value)) {
+            reasons_[k] = Reason::None;
+            continue;
+        }
+        auto verdict = (*judge)(value);
         if (moved && verdict.grade == Grade::Kept) {
             verdict = {Grade::Changed, Reason::Displaced};
         }
@@ -410,6 +417,13 @@ void TablePass::NoteKeys() {
 }
 
 void TablePass::Walk() {
+    for (auto& plan : plans_) {
+        judges_.push_back(&plan.judge);
+    }
+    if (!plans_.empty()) {
+        // Throws where the source has fewer columns than it was asked for.
+        (void)rows_.Fields()[static_cast<std::int32_t>(plans_.size()) - 1];
+    }
     check_.with_data = true;
     for (; !rows_.Eof(); rows_.MoveNext()) {
         ++check_.rows;

@@ -14,7 +14,6 @@
 #include "engine/content_sum.h"
 
 #include <cmath>
-#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -117,23 +116,11 @@ Verdict ColumnJudge::operator()(const Cell& value) {
             if (holding_.form == Form::Text) {
                 return JudgeText(value.AsText());
             }
-            if (keeps_plain_text_ && IsPlainLineText(value.AsText())) {
-                return kKept;
-            }
-            break;
-        case ValueKind::Boolean:
-        case ValueKind::Decimal:
-        case ValueKind::NumberText:
             break;
         default:
-            return JudgeOther(value);
+            break;
     }
-    return keeps_values_ && value.Kind() != ValueKind::Text ? kKept : JudgeOther(value);
-}
-
-bool ColumnJudge::IsPlainLineText(std::string_view text) const {
-    return !text.empty() && !text.starts_with(' ') && !text.ends_with(' ') &&
-           std::memchr(text.data(), qualifier_, text.size()) == nullptr;
+    return IsSurelyKept(value) ? kKept : JudgeOther(value);
 }
 
 Verdict ColumnJudge::JudgeNull() const {

@@ -7,6 +7,7 @@
 #include "data/code_page.h"
 
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -76,6 +77,22 @@ public:
     ColumnJudge(Holding holding, const Carriage& carriage);
 
     Verdict operator()(const Cell& value);
+    // Whether the verdict is surely that it is kept; false says nothing. For most values of a text
+    // file, whose check is to cost a fraction of writing them.
+    bool IsSurelyKept(const Cell& value) const {
+        switch (value.Kind()) {
+            case ValueKind::Text:
+                return keeps_plain_text_ && IsPlainLineText(value.AsText());
+            case ValueKind::Boolean:
+            case ValueKind::Int64:
+            case ValueKind::Decimal:
+            case ValueKind::NumberText:
+            case ValueKind::DateTime:
+                return keeps_values_;
+            default:
+                return false;  // infinities among the floating numbers
+        }
+    }
 
     const Holding& Target() const { return holding_; }
     void SetRequired(bool required) { holding_.required = required; }
@@ -99,7 +116,10 @@ private:
     Verdict JudgeText(std::string_view text);
     Verdict JudgeBytes(std::string_view bytes) const;
     Verdict JudgeLine(const Cell& value);
-    bool IsPlainLineText(std::string_view text) const;
+    bool IsPlainLineText(std::string_view text) const {
+        return !text.empty() && !text.starts_with(' ') && !text.ends_with(' ') &&
+               std::memchr(text.data(), qualifier_, text.size()) == nullptr;
+    }
     bool InPage(std::string_view text);
     // In what the column's length counts.
     std::size_t LengthOf(std::string_view text) const;

@@ -435,11 +435,14 @@ void ContentSums::Add(const ContentSums& others) {
 void ContentSums::Count(std::span<const Cell> row, std::int64_t sign) {
     rows_ += sign;
     const std::size_t count = std::min(row.size(), columns_.size());
+    const ContentColumn* const columns = columns_.data();
+    const std::uint8_t* const plain_text = plain_text_.data();
+    std::uint64_t* const sums = sums_.data();
     for (std::size_t k = 0; k < count; ++k) {
-        const auto hash = QuickHash(row[k], columns_[k], plain_text_[k] != 0);
+        const auto hash = QuickHash(row[k], columns[k], plain_text[k] != 0);
         // A sum and no chain: a server gives its rows in any order, and rows can be taken off
         // again.
-        sums_[k] += sign > 0 ? hash : std::uint64_t{0} - hash;
+        sums[k] += sign > 0 ? hash : std::uint64_t{0} - hash;
     }
 }
 
