@@ -12,6 +12,10 @@
 #include <chrono>
 #include <cstdio>
 #include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
 #include <thread>
 
 namespace vantry::test {
