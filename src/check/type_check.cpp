@@ -72,6 +72,7 @@ void SetLine(Carriage& carriage, const ColMapRec& map, const FieldShape& shape) 
             carriage.width = text::kVarNumericWidth;
             break;
         case FieldClass::Boolean:
+            carriage.width = text::kBooleanWidth;
             break;
         case FieldClass::Text:
         case FieldClass::Numeric:

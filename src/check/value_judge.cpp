@@ -473,8 +473,7 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
     if (carriage_.way == Way::FixedWidth) {
         // Numbers are trimmed and cut at their right ends: the file has another number then.
         const auto written = carriage_.is_cut ? Trimmed(text) : text;
-        if (written.size() > carriage_.width && carriage_.type != adBoolean &&
-            CountCodePoints(written) > carriage_.width) {
+        if (written.size() > carriage_.width && CountCodePoints(written) > carriage_.width) {
             return Changed(carriage_.is_cut ? Reason::Length : Reason::PushesOn);
         }
     }

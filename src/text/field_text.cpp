@@ -342,7 +342,6 @@ LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style) {
 }
 
 std::size_t WrittenWidth(const LineColumn& column) {
-    constexpr std::size_t kBooleanWidth = 5;
     return column.write == WriteBoolean ? kBooleanWidth : column.width;
 }
 

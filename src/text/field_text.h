@@ -54,6 +54,7 @@ LineColumn FixedColumn(Field& field, FieldClass field_class, LineStyle& style);
 
 // Characters of a column of fixed width.
 inline constexpr std::size_t kDateWidth = 10;
+inline constexpr std::size_t kBooleanWidth = 5;
 inline constexpr std::size_t kTimeStampWidth = 22;
 inline constexpr std::size_t kVarNumericWidth = 40;
 
