@@ -34,7 +34,10 @@ std::string Disagreement(const Grades& grades) {
     std::int64_t found[3] = {};
     for (const auto& column : check.columns) {
         for (const auto& finding : column.data) {
-            found[static_cast<std::size_t>(finding.verdict.grade)] += finding.count;
+            // A value's own grade says nothing of what stands before it in its line.
+            if (finding.verdict.reason != Reason::Displaced) {
+                found[static_cast<std::size_t>(finding.verdict.grade)] += finding.count;
+            }
         }
     }
     return counted[1] + counted[2] == found[1] + found[2]
