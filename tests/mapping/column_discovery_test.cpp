@@ -102,6 +102,17 @@ TEST_F(ColumnDiscovery, AnExistingTargetIsMatchedByPositionAndSkipsWhatIsLeft) {
     EXPECT_EQ(ColMaps[9].TName, "three");
 }
 
+TEST_F(ColumnDiscovery, ATextTargetIsNeverLookedFor) {
+    session_.InSource({"CREATE TABLE items (id LONG)"});
+    MappingSession::ChooseTables({"items"});
+    TargetType = "TEXT";
+    TargetConnStr = "";
+    TextDestDir = session_.Folder().Path().string();
+    EXPECT_TRUE(MappingSession::Map().empty());
+    EXPECT_EQ(StateOf(0), "0 APPEND ");
+    EXPECT_EQ(ColMaps[0].DDtype, "Integer");
+}
+
 TEST_F(ColumnDiscovery, ARenamedTargetIsMappedAnewBehindTheOtherTables) {
     session_.InSource({"CREATE TABLE a (p LONG, q LONG)", "CREATE TABLE b (r LONG, s LONG)"});
     session_.InTarget({"CREATE TABLE narrow (only LONG)"});

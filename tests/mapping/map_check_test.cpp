@@ -69,6 +69,17 @@ TEST_F(MapCheck, RowsOutOfTheLoadAndTablesMadeAnewAreNotJudged) {
     EXPECT_EQ(MapErrorsOfAllTables(), first_ + BadPair("a"));
 }
 
+TEST_F(MapCheck, RowsThatLackASideLeaveTheLoadAndNoneComesBack) {
+    ColMaps = {Row(0, "a", "a"), Row(0, "<Skip>", "b"), Row(1, "c", "<Skip>"), Row(1, "d", "d")};
+    ColMaps[3].SSelected = 0;
+    UnselectSkippedRows();
+    std::string selected;
+    for (const auto& row : ColMaps) {
+        selected += std::to_string(row.SSelected);
+    }
+    EXPECT_EQ(selected, "1000");
+}
+
 TEST_F(MapCheck, TheFirstTargetColumnNamedTwiceInItsTableIsTold) {
     struct {
         std::vector<ColMapRec> rows;
