@@ -3,6 +3,7 @@
 #include "core/kinds.h"
 #include "core/route.h"
 #include "data/letter_case.h"
+#include "data/utf.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -33,8 +34,12 @@ struct Counted {
     bool exists = false;
     std::size_t out = 0;
     std::size_t differ = 0;
-    std::string unparted;  // the name of a column that may be several
+    std::string unparted;     // the name of a column that may be several
+    std::size_t letters = 0;  // of the table's name
 };
+
+// What a saved session keeps of a table's name.
+constexpr std::size_t kLettersSaved = 50;
 
 // The heading of a file that another sign parts than the chosen one.
 bool LooksUnparted(const std::string& column) {
@@ -52,6 +57,12 @@ std::string MarkOfTable(const std::string& target, const Counted& rows) {
         Add(text,
             "A column is called \"" + rows.unparted +
                 "\": perhaps the file has another delimiter than the one that was chosen.");
+    }
+    if (rows.letters > kLettersSaved) {
+        Add(text,
+            "The name has " + std::to_string(rows.letters) + " letters: a session keeps " +
+                std::to_string(kLettersSaved) +
+                ", so one with this table can be run, but not saved.");
     }
     if (rows.differ > 0) {
         Add(text,
@@ -87,6 +98,7 @@ std::vector<std::string> MarksOfTables() {
     }
     for (const ColMapRec& row : ColMaps) {
         if (const auto table = of_table.find(row.TabID); table != of_table.end()) {
+            table->second.letters = CountCodePoints(row.TName);
             if (LooksUnparted(row.SCName)) {
                 table->second.unparted = row.SCName;
             }

@@ -20,6 +20,8 @@
 #include <QPushButton>
 #include <QShortcut>
 
+#include <algorithm>
+
 namespace vantry {
 
 Page::Page(const char* name, Place place) : place_(place) {
@@ -34,6 +36,10 @@ void Page::keyPressEvent(QKeyEvent* event) {
     // A page is no dialog, where the toolkit would do this.
     const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
     if (enter && (event->modifiers() & ~Qt::KeypadModifier) == Qt::NoModifier) {
+        if (QAbstractButton* const button = ConnectButtonForEnter()) {
+            button->click();
+            return;
+        }
         for (auto* const button : findChildren<QPushButton*>()) {
             if (button->isDefault() && button->isEnabled() && button->isVisible()) {
                 button->click();
@@ -51,6 +57,19 @@ void Page::keyPressEvent(QKeyEvent* event) {
         }
     }
     QWidget::keyPressEvent(event);
+}
+
+QAbstractButton* Page::ConnectButtonForEnter() const {
+    const bool typed =
+        std::find(typed_into_.begin(), typed_into_.end(), focusWidget()) != typed_into_.end();
+    if (typed && (!connected_ || !StaleField().Empty())) {
+        for (auto* const button : connect_buttons_) {
+            if (button->isEnabled() && button->isVisible()) {
+                return button;
+            }
+        }
+    }
+    return nullptr;
 }
 
 void Page::SetEscapeButton(QAbstractButton* button) {
@@ -125,6 +144,7 @@ void Page::Watch(std::function<QString()> text) {
 }
 
 void Page::WatchField(QLineEdit& field) {
+    typed_into_.push_back(&field);
     Watch([&field] { return field.text(); });
     connect(&field, &QLineEdit::textChanged, this, [] { RefreshStatus(); });
 }

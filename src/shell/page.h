@@ -66,6 +66,9 @@ protected:
     // The last try failed: nothing is connected.
     void NotConnected();
     bool IsConnected() const { return connected_; }
+    // Enter in one of those fields that are typed into presses this button, and not the page's
+    // default one, as long as they don't say what is connected.
+    void ConnectsByEnter(QAbstractButton& button) { connect_buttons_.push_back(&button); }
 
     void closeEvent(QCloseEvent* event) override;
     // Enter presses the page's default button and Escape its Cancel, as in a dialog, unless a
@@ -81,10 +84,13 @@ private:
     };
     void Watch(std::function<QString()> text);
     Notice StaleField() const;
+    QAbstractButton* ConnectButtonForEnter() const;
     Notice UnusablePath() const;
 
     Place place_;
     std::vector<WatchedField> watched_;
+    std::vector<const QWidget*> typed_into_;
+    std::vector<QAbstractButton*> connect_buttons_;
     std::vector<PathEntry*> paths_;
     bool connected_ = false;
     std::string connected_place_;

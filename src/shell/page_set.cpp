@@ -19,6 +19,7 @@
 #include <QMdiSubWindow>
 #include <QPointer>
 #include <QScreen>
+#include <QScrollBar>
 #include <QTimer>
 
 #include <map>
@@ -156,7 +157,13 @@ void Fit(LoadedPage& loaded) {
     QMdiSubWindow& window = *loaded.window;
     // Sizes are those of the page; the border comes on top.
     const QSize border = window.size() - window.contentsRect().size();
-    const QSize room = TheMainWindow().Area()->viewport()->size() - border;
+    auto& area = *TheMainWindow().Area();
+    QSize room = area.maximumViewportSize() - border;
+    // On a small screen with large letters the frame scrolls a page; a bar for the height must not
+    // bring one for the width along.
+    if (RoomFor(*loaded.page, room).height() > room.height()) {
+        room.rwidth() -= area.verticalScrollBar()->sizeHint().width();
+    }
     if (loaded.page->WherePlaced() != Page::Place::Frame) {
         window.resize(RoomFor(*loaded.page, loaded.needed.boundedTo(room)) + border);
         return;
@@ -322,6 +329,13 @@ void ShowPageModal(std::string_view name) {
     // never end.
     if (const auto* const still = Find(key); still != nullptr && still->on_hidden) {
         loop.exec();
+    }
+    // A window manager gives the keys back to the window that a box came from. Where that one goes
+    // together with its box, nobody would have them.
+    QWidget* const below = QApplication::activeModalWidget();
+    if (auto* const next = below != nullptr ? below : static_cast<QWidget*>(FindMainWindow());
+        next != nullptr && next->isVisible()) {
+        next->activateWindow();
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "core/route.h"
 #include "core/session_state.h"
+#include "shell/background_work.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
@@ -189,8 +190,9 @@ OpenPagesNote::OpenPagesNote(QMdiArea& area) : QLabel(area.viewport()), area_(ar
 }
 
 void OpenPagesNote::Refresh() {
-    // A box is answered first. The page that shows it may only be about to come, or to go again.
-    if (QApplication::activeModalWidget() != nullptr) {
+    // A box is answered first, an answer waited for. The page that does so may only be about to
+    // come, or to go again.
+    if (QApplication::activeModalWidget() != nullptr || IsWaitingForWork()) {
         return;
     }
     QStringList titles;

@@ -53,9 +53,10 @@ TEST_F(MainWindowTest, HasTheMenusInTheirOrder) {
     const std::pair<const char*, const char*> menus[] = {
         {"mRep",
          "Repository: Create New Repository...; Backup Repository; -; Restore from the Backup; -; "
-         "Exit"},
+         "Exit Ctrl+Q"},
         {"mSesS",
-         "Session: Create New Session...; Open Existing Sessions...; -; Check Status of Scheduler"},
+         "Session: Create New Session... Ctrl+N; Open Existing Sessions...; -; Check Status of "
+         "Scheduler"},
         {"mWindow", "Window: Show Navigator"},
         {"mHelp", "Help: Contents; Index; Take A Tour; -; About; -; Vantry on the Web"},
     };
@@ -64,7 +65,9 @@ TEST_F(MainWindowTest, HasTheMenusInTheirOrder) {
         ASSERT_NE(menu, nullptr) << name;
         QStringList entries;
         for (const auto* const action : menu->actions()) {
-            entries << (action->isSeparator() ? QString("-") : action->text().remove('&'));
+            const QString keys = action->shortcut().toString();
+            entries << (action->isSeparator() ? QString("-") : action->text().remove('&')) +
+                           (keys.isEmpty() ? QString() : " " + keys);
         }
         EXPECT_EQ((menu->title().remove('&') + ": " + entries.join("; ")).toStdString(), expected);
     }

@@ -4,6 +4,7 @@
 #include "connectors/access_method.h"
 #include "connectors/pages/connector_page.h"
 #include "shell/plate_button.h"
+#include "wizard/wizard_flow.h"
 
 #include <QComboBox>
 #include <QLineEdit>
@@ -36,6 +37,11 @@ AccessLogin AccessLoginOf(const Ui& ui);
 // Calls `watch` with each field by which a page connects, the file's first.
 template <class Ui, class Watch>
 void WatchAccessFields(const Ui& ui, Watch watch);
+
+// An .accdb isn't for the provider of .mdb files: `choose` is called where its name was typed, as
+// for one that was browsed for.
+template <class Ui, class Choose>
+void ChooseAceWhenTyped(const Ui& ui, Choose choose);
 
 // The entries of OdbcDrivers and OdbcDsns that are for Access.
 void FillAccessDrivers(QComboBox& drivers);
@@ -88,6 +94,15 @@ void WatchAccessFields(const Ui& ui, Watch watch) {
     for (auto* const option : {ui.Option1, ui.Option2, ui.Option3, ui.Option4}) {
         watch(*option);
     }
+}
+
+template <class Ui, class Choose>
+void ChooseAceWhenTyped(const Ui& ui, Choose choose) {
+    QObject::connect(ui.Mdbfilename, &QLineEdit::editingFinished, ui.Mdbfilename, [&ui, choose] {
+        if (ui.Option1->isChecked() && FileExtOf(FromQt(ui.Mdbfilename->text())) == "accdb") {
+            choose();
+        }
+    });
 }
 
 template <class Ui>

@@ -30,6 +30,8 @@ Form10::Form10() : FoxProPage("Form10"), ui_(std::make_unique<Ui::Form10>()) {
     ConnectMethods();
     connect(ui_->DirLoadbutt, &PlateButton::Click, this, [this] { Load(FoxProForm::Folder); });
     connect(ui_->DBCLoadbutt, &PlateButton::Click, this, [this] { Load(FoxProForm::Container); });
+    ConnectsByEnter(*ui_->DirLoadbutt);
+    ConnectsByEnter(*ui_->DBCLoadbutt);
     ConnectButtons(
         {ui_->NXTBUTT, ui_->BCKBUTT, ui_->HLPBUTT, ui_->CNCLBUTT},
         [this] { Next(); },

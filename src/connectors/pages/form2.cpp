@@ -37,6 +37,8 @@ Form2::Form2() : Page("Form2"), ui_(std::make_unique<Ui::Form2>()) {
     connect(ui_->brow, &PlateButton::Click, this, &Form2::Browse);
     connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form2::BrowseSystemDatabase);
     connect(ui_->LOADBUTT, &PlateButton::Click, this, &Form2::Load);
+    ConnectsByEnter(*ui_->LOADBUTT);
+    ChooseAceWhenTyped(*ui_, [this] { ui_->Option4->setChecked(true); });
     connect(ui_->NXT, &PlateButton::Click, this, &Form2::Next);
     connect(ui_->BCK, &PlateButton::Click, this, [] {
         HidePage("Form2");

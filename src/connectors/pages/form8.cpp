@@ -39,6 +39,8 @@ Form8::Form8() : Page("Form8"), ui_(std::make_unique<Ui::Form8>()) {
     connect(ui_->SysDBBrow, &PlateButton::Click, this, &Form8::BrowseSystemDatabase);
     connect(ui_->NewMdbButton, &PlateButton::Click, this, &Form8::CreateDatabase);
     connect(ui_->LOADBUTT, &PlateButton::Click, this, &Form8::Load);
+    ConnectsByEnter(*ui_->LOADBUTT);
+    ChooseAceWhenTyped(*ui_, [this] { ChooseAceFor(FromQt(ui_->Mdbfilename->text())); });
     connect(ui_->NXT, &PlateButton::Click, this, &Form8::Next);
     connect(ui_->BCK, &PlateButton::Click, this, [] {
         HidePage("Form8");

@@ -23,6 +23,7 @@ void MySqlPage::UseControls(const Controls& controls) {
     connect(c_.Option1, &QRadioButton::clicked, this, [=] { choose(true); });
     connect(c_.Option2, &QRadioButton::clicked, this, [=] { choose(false); });
     connect(c_.ConnButt, &PlateButton::Click, this, [this] { Connect(); });
+    ConnectsByEnter(*c_.ConnButt);
 }
 
 void MySqlPage::OnLoad() {

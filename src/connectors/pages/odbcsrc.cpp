@@ -27,6 +27,7 @@ ODBCSrc::ODBCSrc() : Page("ODBCSrc"), ui_(std::make_unique<Ui::ODBCSrc>()) {
     }
     connect(ui_->ODBCDrv, &QComboBox::activated, this, [this] { ListDsns(); });
     connect(ui_->ConnectButton, &PlateButton::Click, this, [this] { Connect(); });
+    ConnectsByEnter(*ui_->ConnectButton);
     connect(ui_->NXT, &PlateButton::Click, this, [this] { Next(); });
 }
 

@@ -26,6 +26,7 @@ void OraclePage::UseControls(const Controls& controls) {
     on(c_.Option4, false, true);
     connect(c_.ORAODBCDrv, &QComboBox::activated, this, [this] { Reconnect(); });
     connect(c_.Command1, &PlateButton::Click, this, [this] { Connect(); });
+    ConnectsByEnter(*c_.Command1);
 }
 
 void OraclePage::OnLoad() {

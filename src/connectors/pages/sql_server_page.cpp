@@ -42,6 +42,7 @@ void SqlServerPage::UseControls(const Controls& controls) {
         AfterMethod();
     });
     connect(c_.ConnButt, &PlateButton::Click, this, [this] { Connect(); });
+    ConnectsByEnter(*c_.ConnButt);
 }
 
 void SqlServerPage::OnLoad() {

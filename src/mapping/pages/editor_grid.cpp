@@ -284,7 +284,10 @@ void EditorGrid::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Return:
         case Qt::Key_Enter:
             EnterAgain();
-            event->accept();
+            // Where nothing opens, Enter is for the page's default button. An editor may still lie
+            // over another cell, which was left as it was.
+            event->setAccepted((open_ != nullptr && place_ == currentIndex()) ||
+                               event->key() == Qt::Key_F2);
             return;
         default:
             QTableWidget::keyPressEvent(event);

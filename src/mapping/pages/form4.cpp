@@ -29,6 +29,9 @@
 
 #include <QLineEdit>
 
+#include <algorithm>
+#include <utility>
+
 namespace vantry {
 namespace {
 
@@ -88,6 +91,7 @@ Form4::Form4() : Page("Form4"), ui_(std::make_unique<Ui::Form4>()) {
         ui_->FlexGrid1->CloseEditor(ui_->DestTabList);
     });
 
+    connect(ui_->FlexGrid1, &QTableWidget::currentCellChanged, this, &Form4::TellMarks);
     menu_ = new Form4Menu(
         *ui_->FlexGrid1, [this] { return ColumnsLoaded != kFalse; }, [this] { ShowMarks(); });
     connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form4::Next);
@@ -128,20 +132,42 @@ void Form4::ShowMarks() {
     if (ColumnsLoaded == kFalse) {
         return;
     }
-    std::size_t marked = 0;
-    auto marks = MarksOfTables();
+    marks_ = MarksOfTables();
     // A page beneath this one may have chosen fewer tables meanwhile.
-    marks.resize(static_cast<std::size_t>(ui_->FlexGrid1->rowCount()));
+    marks_.resize(static_cast<std::size_t>(ui_->FlexGrid1->rowCount()));
     for (int row = 0; row < ui_->FlexGrid1->rowCount(); ++row) {
-        const std::string& mark = marks[static_cast<std::size_t>(row)];
-        marked += mark.empty() ? 0 : 1;
-        ui_->FlexGrid1->SetMark(row, kSourceTable, ToQt(mark));
+        ui_->FlexGrid1->SetMark(row, kSourceTable, ToQt(marks_[static_cast<std::size_t>(row)]));
     }
-    std::string notice = marked == 0 ? std::string()
-                                     : CountInWords(marked, "table is", "tables are") +
-                                           " marked: the mouse on the sign says why.";
-    const auto losses = menu_->MarkLosses(kColMapping);
-    SetNotice(notice + (notice.empty() || losses.empty() ? "" : " ") + losses, NoticeKind::Warning);
+    losses_ = menu_->MarkLosses(kColMapping);
+    TellMarks();
+}
+
+// The marked rows may be far below, and who uses no mouse gets no tool tip: the status bar leads to
+// them, and says of the current one why.
+void Form4::TellMarks() {
+    Notice notice{{}, NoticeKind::Warning};
+    auto& grid = *ui_->FlexGrid1;
+    std::vector<int> marked;
+    for (int row = 0; row < static_cast<int>(marks_.size()); ++row) {
+        if (!marks_[static_cast<std::size_t>(row)].empty()) {
+            marked.push_back(row);
+        }
+    }
+    if (std::find(marked.begin(), marked.end(), grid.currentRow()) != marked.end()) {
+        notice.parts.push_back({marks_[static_cast<std::size_t>(grid.currentRow())] + " "});
+    } else if (!marked.empty()) {
+        notice.parts.push_back({CountInWords(marked.size(), "table is", "tables are") +
+                                " marked: the mouse on the sign says why. "});
+        notice.parts.push_back({"Go to the first", [this, row = marked.front()] {
+                                    ui_->FlexGrid1->setFocus();
+                                    ui_->FlexGrid1->setCurrentCell(row, kSourceTable);
+                                }});
+        notice.parts.push_back({" "});
+    }
+    if (!losses_.empty()) {
+        notice.parts.push_back({losses_});
+    }
+    SetNotice(std::move(notice));
 }
 
 bool Form4::QueryUnload() {

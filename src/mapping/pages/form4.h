@@ -39,6 +39,7 @@ private:
     void ShowTargetTables();
     void ShowTargetNames();
     void ShowMarks();
+    void TellMarks();
     // Reads both sides and finds the targets that exist. False after a failure of the source, which
     // the user has been told; a failure of the target leads to its page by itself.
     void LoadColumns(i16& ok);
@@ -57,7 +58,9 @@ private:
     void Back();
 
     std::unique_ptr<Ui::Form4> ui_;
-    Form4Menu* menu_ = nullptr;              // the grid's
+    Form4Menu* menu_ = nullptr;       // the grid's
+    std::vector<std::string> marks_;  // a text a row, empty where nothing is odd
+    std::string losses_;
     std::vector<std::string> target_names_;  // what DestTabList offers
     i16 ColumnsLoaded = kFalse;
     i16 CellEntered = kFalse;  // the next cell left was entered by the user

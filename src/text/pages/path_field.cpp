@@ -30,6 +30,7 @@ PathField::PathField(QLineEdit& field, std::function<void()> take)
 
 void PathField::Take() {
     typed_ = false;
+    taken_ = field_.text();
     take_();
 }
 
@@ -40,7 +41,9 @@ void PathField::TakeTyped() {
 }
 
 bool PathField::eventFilter(QObject* watched, QEvent* event) {
-    if (IsEnterKey(*event)) {
+    // Of a path that is taken already the key is the page's: to take it again would forget what was
+    // chosen in it.
+    if (IsEnterKey(*event) && (taken_.isEmpty() || taken_ != field_.text())) {
         Take();
         return true;
     }

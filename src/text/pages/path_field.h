@@ -1,8 +1,10 @@
 #pragma once
 // A field into which a path can be typed as well as browsed for. What was typed is taken by Enter,
-// which then isn't the page's default button, and when the field is left.
+// which then isn't the page's default button, and when the field is left. Enter on a path that is
+// taken is the page's.
 
 #include <QObject>
+#include <QString>
 
 #include <functional>
 
@@ -30,6 +32,7 @@ private:
 
     QLineEdit& field_;
     std::function<void()> take_;
+    QString taken_;
     bool typed_ = false;  // and not taken yet
 };
 

@@ -127,6 +127,16 @@ TEST_F(AccessPagesTest, MethodsOfFormTwoEnableAndReloadAsTheyAlwaysDid) {
     Press("Form2", "Option2");
     EXPECT_EQ(SourceConnStr.substr(0, 7), "Driver=") << "a listed database is loaded again";
     EXPECT_EQ(Listed(), "t");
+
+    // A typed name is loaded by Enter, with the provider of its kind.
+    Press("Form2", "Option1");
+    Control<QWidget>("Form2", "Mdbfilename").setFocus();
+    TypeByKeys("Form2", "Mdbfilename", MakeDatabase("b.accdb"));
+    PressEnter("Form2", "Mdbfilename");
+    EXPECT_NE(SourceConnStr.find("ACE.OLEDB"), std::string::npos) << SourceConnStr;
+    EXPECT_EQ(Listed() + dialogs_.TakeBoxes(), "");
+    PressEnter("Form2", "Mdbfilename");
+    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please select atleast one table|OK");
 }
 
 TEST_F(AccessPagesTest, FormEightProvesTheConnection) {

@@ -2,14 +2,19 @@
 
 #include "engine/scripted_driver.h"
 #include "mapping/pages/button_column.h"
+#include "mapping/pages/form4_menu.h"
 #include "mapping/pages/maperrform.h"
 #include "pages_fixture.h"
 #include "shell/background_work.h"
 #include "support/has.h"
 
+#include <QAbstractButton>
+#include <QAction>
 #include <QLabel>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QTimer>
 #include <QWheelEvent>
 
 #include <future>
@@ -278,6 +283,33 @@ TEST_F(Form4Test, KeysWalkTheCellsAndEscapeForgetsWhatWasTyped) {
     grid_->setCurrentCell(2, 2);
     PressKey(list_, Qt::Key_Tab);
     EXPECT_EQ(QApplication::focusWidget()->objectName(), "NXTBUTT");
+    grid_->setCurrentCell(0, 0);
+    int pressed = 0;
+    QObject::connect(&Control<QAbstractButton>("Form4", "NXTBUTT"), &QAbstractButton::clicked, [&] {
+        ++pressed;
+    });
+    PressKey(grid_, Qt::Key_Return);
+    EXPECT_EQ(pressed, 1) << "no editor wants it: the default button's";
+}
+
+TEST_F(Form4Test, TheMenuSetsOneOptionForAllSelectedTablesThatExist) {
+    Open();
+    EXPECT_EQ(TargetStateInWords(0), "exists; 3 columns differ");
+    EXPECT_EQ(TargetStateInWords(1), "new");
+    const std::string former = SrcTables[1].LoadOption;
+    grid_->selectAll();
+    QTimer::singleShot(0, [] {
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        for (auto* const action : menu->actions()) {
+            if (action->text().remove('&').startsWith("Drop and Make")) {
+                action->trigger();
+            }
+        }
+        menu->close();
+    });
+    Q_EMIT grid_->customContextMenuRequested(QPoint(5, 5));
+    EXPECT_EQ(SrcTables[0].LoadOption + DstTables[0].LoadOption, "DROPDROP");
+    EXPECT_EQ(SrcTables[1].LoadOption, former) << "nothing is there to be dropped";
 }
 
 TEST_F(Form4Test, AFailureWhileTheTableIsReadAgainIsToldAndThePageStays) {

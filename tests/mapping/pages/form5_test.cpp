@@ -410,6 +410,11 @@ TEST_F(Form5Test, MarksRowsThatStayOutOrGoByPosition) {
     Map(0).SCName = "ID;Name";
     EXPECT_EQ(MarksOfTables().at(1).find("A column is called \"ID;Name\": perhaps"), 0U);
     std::tie(SourceType, Map(0).SCName) = former;
+    const auto target = std::pair(TargetType, DstTables[1].Name);
+    TargetType = "TEXT";
+    DstTables[1].Name = session_.Folder().Write("there.csv", "");
+    EXPECT_EQ(MarksOfTables().at(1).find("The file there.csv is there already"), 0U);
+    std::tie(TargetType, DstTables[1].Name) = target;
     // Dropped and made anew, the target has the source's names.
     Control<QRadioButton>("Form5", "TabDropOpt_0").click();
     EXPECT_EQ(mark(1), "");

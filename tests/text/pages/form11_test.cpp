@@ -6,6 +6,7 @@
 #include "text/pages/text_pages_fixture.h"
 
 #include <QElapsedTimer>
+#include <QPushButton>
 
 namespace vantry {
 namespace {
@@ -300,6 +301,10 @@ TEST_F(Form11Test, ListsTheFolderThatWasTyped) {
     LeaveField("Form11", "FolderName");
     QCoreApplication::processEvents();
     EXPECT_EQ(Listed(), "a.csv+") << "left as it was";
+    Control<QPushButton>("Form11", "NXTBUTT").setEnabled(false);
+    PressEnter("Form11", "FolderName");
+    Control<QPushButton>("Form11", "NXTBUTT").setEnabled(true);
+    EXPECT_EQ(Listed(), "a.csv+") << "the key is the page's, and forgets nothing";
 
     TypeByKeys("Form11", "FolderName", Folder() + "/other");
     Press("Form11", "NXTBUTT");
