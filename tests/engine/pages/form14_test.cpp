@@ -3,6 +3,7 @@
 #include "engine/pages/form14.h"
 
 #include "data/answer_watch.h"
+#include "engine/pages/run_display.h"
 #include "engine/run_report.h"
 #include "shell/small_windows.h"
 #include "support/page_driver.h"
@@ -14,12 +15,17 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QProgressBar>
 #include <QScrollBar>
 #include <QTextBlock>
 #include <QTimer>
 
+#include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <thread>
 
 namespace vantry {
 namespace {
@@ -76,6 +82,24 @@ protected:
     test::TempDir folder_;
     ScriptedDialogs dialogs_;
 };
+
+TEST_F(Form14Test, WindowsLiveWhileRowsAreCounted) {
+    QPlainTextEdit log;
+    QLabel counter;
+    QProgressBar bar;
+    RunDisplay display(log, counter, bar, [](std::string_view) {});
+    std::atomic<int> beats = 0;
+    QTimer beat;
+    QObject::connect(&beat, &QTimer::timeout, [&] { ++beats; });
+    beat.start(10);
+    display.WaitFor([&] {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (beats < 3 && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    EXPECT_GE(beats, 3);
+}
 
 TEST_F(Form14Test, RunsAndShowsTheLog) {
     MakeTextSession(1000);

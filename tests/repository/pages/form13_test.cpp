@@ -7,8 +7,10 @@
 #include "support/has.h"
 #include "text/text_source.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDateEdit>
 #include <QGroupBox>
 #include <QTimeEdit>
@@ -91,6 +93,14 @@ TEST_F(Form13Test, ShowsWhatTheKindOfScheduleNeeds) {
             visible += Control<QWidget>("Form13", name.c_str()).isVisible() ? name + " " : "";
         }
         EXPECT_EQ(visible, names) << option;
+    }
+    Set("TimeOpt_4");
+    for (const char* const list : {"Hrs", "Mins"}) {
+        constexpr int kSmallScreen = 384;  // 768 at 200 %
+        auto& combo = Control<QComboBox>("Form13", list);
+        combo.showPopup();
+        EXPECT_LT(combo.view()->window()->height(), kSmallScreen) << list;
+        combo.hidePopup();
     }
     Set("TimeOpt_2");
     EXPECT_EQ(LabelText("Form13", "LabelChoice"), "Every");
