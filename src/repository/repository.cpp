@@ -351,7 +351,7 @@ i32 SaveSession(const SessionSave& save) {
     connection.Execute("BEGIN TRANSACTION");
     try {
         InsertSession(connection, id, save);
-    } catch (const DataError&) {
+    } catch (...) {  // also where a table has no target
         try {
             connection.Execute("COMMIT TRANSACTION");
         } catch (const DataError&) {

@@ -70,6 +70,18 @@ TEST_F(TextFileTest, TheFiftyFirstErrorOfTheRunGivesItUpAndKeepsTheFormerFile) {
     }
 }
 
+TEST_F(TextFileTest, ASourceThatCantBeReachedEndsTheTableAndKeepsTheFormerFile) {
+    FillSource(3);
+    source->FailAlways("Connect", "no such server");
+    folder.Write("dst.txt", "former");
+    RunSessionToText("");
+    EXPECT_EQ(LoggedErrors(), 5);  // the count and its answer, two opens, the columns
+    EXPECT_TRUE(Has(view.log, ".txt\r\nError Loading Row:0\r\nno such server"));
+    EXPECT_FALSE(Has(view.log, "Rows Loaded"));
+    EXPECT_TRUE(view.log.ends_with("\r\n******( FINISH )*******"));
+    EXPECT_EQ(Written(), "former");
+}
+
 TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
     FillSource(250);
     AddFile("dst2");

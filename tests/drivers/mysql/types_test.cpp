@@ -131,5 +131,40 @@ TEST_F(MySqlTypes, ValuesComeOutAndGoInAgainUnchanged) {
     }
 }
 
+TEST_F(MySqlTypes, AppenderBringsOtherKindsIntoTheColumnsType) {
+    struct Case {
+        const char* declared;
+        Cell value;
+        const char* stored;
+    };
+    const DateTime moment{38838, (14 * 3600 + 30 * 60 + 15) * kNanosPerSecond};
+    const std::string latin = "Zürich";
+    const std::vector<Case> cases = {
+        {"varchar(30)", Cell::FromDateTime(moment), "2006-05-01 14:30:15"},
+        {"varchar(30)", Cell::Boolean(true), "True"},
+        {"varchar(30) character set latin1",
+         Cell::Bytes(std::as_bytes(std::span(latin.data(), latin.size()))),
+         "Zürich"},
+        {"bit(1)", Cell::Text("True"), "1"},
+        {"bit(1)", Cell::NumberText("0"), "0"},
+        {"int", Cell::Text("42"), "42"},
+        {"decimal(40,2)", Cell::FromDecimal({-1, 2}), "-0.01"},
+        {"datetime", Cell::Text("1 May 2006 14:30:15"), "2006-05-01 14:30:15"},
+        {"date", Cell::FromDateTime({38838, 0}), "2006-05-01"},
+        {"time", Cell::FromDateTime({0, moment.nanos}), "14:30:15"},
+        {"bigint unsigned", Cell::UInt64(UINT64_MAX), "18446744073709551615"},
+        {"float", Cell::Single(1.5F), "1.5"},
+    };
+    const auto connection = Connect();
+    for (const auto& one : cases) {
+        SCOPED_TRACE(std::string(one.declared) + " <- " + ToText(one.value));
+        connection->Execute(std::string("create or replace table target (v ") + one.declared + ")");
+        const auto appender = connection->OpenAppender("Select v FROM target");
+        appender->Append(std::span(&one.value, 1));
+        const std::string shown = std::string(one.declared).starts_with("bit") ? "v+0" : "v";
+        EXPECT_EQ(Server().QueryOne("select " + shown + " from target"), one.stored);
+    }
+}
+
 }  // namespace
 }  // namespace vantry::test

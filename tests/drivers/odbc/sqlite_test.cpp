@@ -157,6 +157,21 @@ TEST_F(SqliteTest, NamesAndTextsOutsideOfTheLocaleGoThroughUnchanged) {
     EXPECT_EQ(tables[0].type, "TABLE");
 }
 
+TEST_F(SqliteTest, AnAppenderUsesTheSelectsOwnWordsAndLeavesColumnsToTheirDefaults) {
+    const auto connection = Open();
+    connection->Execute("create table [my rows] ([from] varchar(5) default 'd', [b,c] integer)");
+    const auto appender = connection->OpenAppender("Select [from], [b,c] FROM [my rows] ");
+    EXPECT_EQ(Shown(appender->Columns()), "from 200 5, b,c 3 4 p10");
+    appender->Append(std::vector<Cell>{Cell::Text("new"), Cell::Int64(2)});
+    appender->Append(std::vector<Cell>{Cell(), Cell::Int64(3)});
+    appender->Append(std::vector<Cell>{Cell::Null(), Cell::Int64(4)});
+    EXPECT_EQ(One(*connection, "select group_concat(ifnull([from],'-') || [b,c]) from [my rows]"),
+              "new2,d3,-4");
+    EXPECT_EQ(ErrorOf([&] { connection->OpenAppender("delete from [my rows]"); }).Number(),
+              kErrInvalidArgument);
+    EXPECT_THROW(connection->OpenCursor("delete from [my rows]"), DataError);
+}
+
 // Its driver reads a number as text of fifteen digits, in whatever type it is asked for.
 TEST_F(SqliteTest, DoublesComeBackToTheLastBit) {
     const auto connection = Open();
