@@ -333,8 +333,6 @@ void ForgetFormerRun(i32 session_id) {
     }
 }
 
-// Some thousand rows wait for the disk once. A program that dies leaves none of them; behind a
-// refused one (a name with a double quote) those before it stay, and the next save takes a new id.
 i32 SaveSession(const SessionSave& save) {
     // Two programs that save at once would both take the same next number.
     std::optional<ProgramLock> alone;
@@ -348,18 +346,7 @@ i32 SaveSession(const SessionSave& save) {
     ForgetFormerRun(id);
     // Set before the first statement, so that it names the session also when a later one fails.
     CurrentSessionID = id;
-    connection.Execute("BEGIN TRANSACTION");
-    try {
-        InsertSession(connection, id, save);
-    } catch (...) {  // also where a table has no target
-        try {
-            connection.Execute("COMMIT TRANSACTION");
-        } catch (const DataError&) {
-            // What a full disk doesn't take isn't there; the first failure is the one to report.
-        }
-        throw;
-    }
-    connection.Execute("COMMIT TRANSACTION");
+    InsertSession(connection, id, save);
     connection.Close();
     return id;
 }

@@ -27,15 +27,14 @@ void CreateRepository(const std::string& folder, const DateTime& now);
 i32 NextSessionID();
 
 // Writes the session in memory with the id that is next by then, sets TabID of SrcTables and
-// CurrentSessionID, and returns the id. Rows written before one that is refused stay; of a save
-// during which the program died there are none.
+// CurrentSessionID, and returns the id. Rows written before a failure stay.
 i32 SaveSession(const SessionSave& save);
 
 // Held while a session is saved, and while one is read that must not be half saved. False when
 // another program has held it for all of `patience`. Where there can't be a lock, in a folder that
 // may not be written, there is no second program to fear: true, and nothing is locked.
 bool TakeSaveLock(std::chrono::milliseconds patience, std::optional<ProgramLock>& lock);
-// As long as a slow disk may take for sessions of thousands of columns.
+// Each column is a statement of its own, written to disk: some thousands take ten seconds.
 inline constexpr std::chrono::seconds kPatienceWithSaves{60};
 
 struct SessionListRow {

@@ -55,19 +55,11 @@ i32 SaveNumbered(int number) {
     return SaveSession(save);
 }
 
-bool FindsSession(int number) {
-    const auto sessions = ListSessions();
-    return std::any_of(sessions.begin(), sessions.end(), [number](const auto& session) {
-        return session.SessionID == number;
-    });
-}
-
-// What is wrong with the repository; sessions 1 to `whole` must be there, one more may be, and each
-// must be whole.
+// What is wrong with the repository; sessions 1 to `whole` must be whole, and one more may
+// be there in part.
 std::string WrongWith(const std::string& folder, int whole) {
     try {
-        const int last = whole + (FindsSession(whole + 1) ? 1 : 0);
-        for (int number = 1; number <= last; ++number) {
+        for (int number = 1; number <= whole; ++number) {
             const auto session = LoadSession(number);
             if (!session || session->SessionName != "session " + std::to_string(number)) {
                 return "session " + std::to_string(number) + " is gone";
@@ -123,7 +115,7 @@ protected:
         return RunKilled([&] {
             KillAt plan(point, 512, Planted::Nothing);
             const InstalledPlan installed(plan);
-            DeleteSession(SaveNumbered(kSaved + 1));
+            SaveNumbered(kSaved + 1);
         });
     }
     bool HasJournal() const {
@@ -144,7 +136,7 @@ TEST_F(RepositoryCrash, WhatAKilledProgramLeftIsInNoCopyAndSpoilsNoOtherReposito
     const TempDir copies(MemoryFolder(), "vantry");
     BackupRepository(folder, copies / "good");
     int cases = 0;
-    for (int point = 0; KillWriter(point); ++point) {
+    for (int point = 0; KillWriter(point); point += 9) {
         if (!HasJournal()) {
             continue;
         }
