@@ -30,6 +30,7 @@ constexpr std::chrono::seconds kCancelGrace{5};
 constexpr int kDeadNetworkSeconds = 120;
 
 std::atomic<bool> WaitsCancelled = false;
+std::atomic<int> HeldBack = 0;
 static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler sets it
 
 int OptionOf(int socket, int option) {
@@ -68,7 +69,16 @@ void CancelWaits() noexcept {
 }
 
 bool WaitsAreCancelled() noexcept {
-    return WaitsCancelled.load(std::memory_order_relaxed);
+    return WaitsCancelled.load(std::memory_order_relaxed) &&
+           HeldBack.load(std::memory_order_relaxed) == 0;
+}
+
+HoldCancel::HoldCancel() {
+    HeldBack.fetch_add(1, std::memory_order_relaxed);
+}
+
+HoldCancel::~HoldCancel() {
+    HeldBack.fetch_sub(1, std::memory_order_relaxed);
 }
 
 void AllowWaits() noexcept {
@@ -104,7 +114,8 @@ std::vector<int> NewSockets::Find() const {
     return sockets;
 }
 
-LoginWatch::LoginWatch(std::chrono::seconds limit) : until_(Clock::now() + limit) {
+LoginWatch::LoginWatch(std::chrono::seconds limit, bool despite_cancel)
+    : until_(Clock::now() + limit), despite_cancel_(despite_cancel) {
     try {
         thread_ = std::thread([this] { Look(); });
     } catch (const std::system_error&) {
@@ -127,7 +138,7 @@ LoginWatch::~LoginWatch() {
 void LoginWatch::Look() {
     std::unique_lock lock(mutex_);
     while (!over_changed_.wait_for(lock, kLookInterval, [this] { return over_; })) {
-        const bool cancel = WaitsCancelled.load(std::memory_order_relaxed);
+        const bool cancel = !despite_cancel_ && WaitsAreCancelled();
         if (!cancel && Clock::now() < until_) {
             continue;
         }
@@ -182,7 +193,7 @@ void AnswerWatch::Look() {
     std::unique_lock lock(mutex_);
     while (!over_changed_.wait_for(lock, kLookInterval, [this] { return over_; })) {
         const auto now = Clock::now();
-        const bool cancel = WaitsCancelled.load(std::memory_order_relaxed);
+        const bool cancel = WaitsAreCancelled();
         if (cancel && cancelled == Clock::time_point()) {
             cancelled = now;
         } else if (!cancel) {
@@ -198,11 +209,11 @@ void AnswerWatch::Look() {
         }
         if (now - since >= limit_ * times_.load(std::memory_order_relaxed)) {
             Cut(End::TooLong);
+        } else if (cancel && now - std::max(since, cancelled) >= kCancelGrace) {
+            Cut(End::Cancelled);
         } else if (cancel && stop_ && asked != wait &&
                    now - std::max(since, cancelled) >= kStopGrace) {
             asked = AskToStop() ? wait : asked;
-        } else if (cancel && now - std::max(since, cancelled) >= kCancelGrace) {
-            Cut(End::Cancelled);
         }
     }
 }

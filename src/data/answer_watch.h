@@ -23,6 +23,16 @@ bool WaitsAreCancelled() noexcept;
 // The cancelled work has ended, and other work begins in this process.
 void AllowWaits() noexcept;
 
+// Steps that are only right together, such as dropping a table and making it anew: a cancel waits
+// until they are through.
+class HoldCancel {
+public:
+    HoldCancel();
+    ~HoldCancel();
+    HoldCancel(const HoldCancel&) = delete;
+    HoldCancel& operator=(const HoldCancel&) = delete;
+};
+
 // For a socket of TCP; nothing for others. What was sent and isn't confirmed for two minutes, or a
 // partner that answers no probe for as long, ends the connection.
 void NoticeDeadNetwork(int socket);
@@ -47,7 +57,8 @@ enum class WaitEnd : std::uint8_t { None, TooLong, Cancelled };
 // login of the same moment. Without a thread to spare there is no watch.
 class LoginWatch {
 public:
-    explicit LoginWatch(std::chrono::seconds limit);
+    // despite_cancel: the login serves a cancel, which doesn't end it.
+    explicit LoginWatch(std::chrono::seconds limit, bool despite_cancel = false);
     ~LoginWatch();
     LoginWatch(const LoginWatch&) = delete;
     LoginWatch& operator=(const LoginWatch&) = delete;
@@ -59,6 +70,7 @@ private:
 
     NewSockets sockets_;
     std::chrono::steady_clock::time_point until_;
+    bool despite_cancel_;
     std::atomic<WaitEnd> ended_ = WaitEnd::None;
     std::mutex mutex_;
     std::condition_variable over_changed_;

@@ -5,6 +5,7 @@
 // and the result of the table before it goes on deciding whether a polled file is renamed.
 
 #include "core/kinds.h"
+#include "data/answer_watch.h"
 #include "data/value_text.h"
 #include "engine/left_targets.h"
 #include "engine/loaded_file.h"
@@ -19,6 +20,7 @@
 #include "files/left_files.h"
 
 #include <chrono>
+#include <optional>
 
 namespace vantry {
 namespace {
@@ -29,8 +31,17 @@ bool Prepare(i16 i) {
     // In this order, and none behind one that failed: a table that couldn't be dropped is neither
     // made nor filled.
     const auto steps = PreparationOf(SrcTables[static_cast<std::size_t>(i)]);
-    return (!steps.drops || DropTargetTable(i) == kTrue) &&
-           (!steps.creates || CreateTargetTable(i) == kTrue) &&
+    StatementStopped = false;
+    if (steps.drops && DropTargetTable(i) != kTrue) {
+        return false;
+    }
+    // A session whose table is gone would fail in each later run: what is dropped is made anew
+    // before a cancel is heeded.
+    std::optional<HoldCancel> whole;
+    if (steps.drops && steps.creates) {
+        whole.emplace();
+    }
+    return (!steps.creates || CreateTargetTable(i) == kTrue) &&
            (!steps.empties || DeleteTargetRows(i) == kTrue);
 }
 
@@ -85,7 +96,7 @@ void WalkTables() {
             }
             CurrentRunView->Repaint();
             verification.Finish();
-        } else if (CancelRequested()) {
+        } else if (StatementStopped) {
             // The table's preparation was stopped: its line says by which words.
             ReportOf(i).Outcome = TableOutcome::Cancelled;
             AppendLog(log_line::LoadCancelled());

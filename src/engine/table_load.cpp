@@ -204,7 +204,10 @@ bool CancelRequested() {
     return TableCancelled != kFalse || SessionCancelled != kFalse;
 }
 
+bool StatementStopped = false;
+
 void NoteCancelled() {
+    StatementStopped = true;
     SessionCancelled = kTrue;
     TableCancelled = kTrue;
 }

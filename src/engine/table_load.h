@@ -140,6 +140,9 @@ bool CancelRequested();
 // A statement was stopped by a cancel: the walk's variables are set where the view hasn't done it
 // yet.
 void NoteCancelled();
+// Set by it: the walk clears it before each table, to tell a step that was stopped from one that
+// failed for its own reason while a cancel waited.
+extern bool StatementStopped;
 inline void NoteIfCancelled(const std::exception& error) {
     if (IsCancelled(error)) {
         NoteCancelled();

@@ -9,6 +9,7 @@
 #include "core/route.h"
 #include "core/settings.h"
 #include "core/table_names.h"
+#include "data/cancelled.h"
 #include "data/error_text.h"
 #include "engine/run_statements.h"
 #include "engine/source_statements.h"
@@ -29,6 +30,8 @@ namespace vantry {
 namespace {
 
 constexpr std::int64_t kRowsPerHandOver = 1000;
+
+constexpr const char* kRunCancelled = "the run was cancelled";
 
 struct Cancelled {};
 
@@ -240,9 +243,9 @@ TableVerification::TableVerification(i16 i, OpenTarget open, bool appends)
         // The ledger adds each row to it that the target has taken.
         CurrentSums = &*source_;
     } catch (const Cancelled&) {
-        NotDone("the run was cancelled");
+        NotDone(kRunCancelled);
     } catch (const std::exception& error) {
-        NotDone(ErrorText(error));
+        NotDone(IsCancelled(error) ? kRunCancelled : ErrorText(error));
     }
 }
 
@@ -268,9 +271,10 @@ void TableVerification::Finish() {
         const auto columns = before_->Columns();
         Compare(SumsOf(*rows, {columns.begin(), columns.end()}));
     } catch (const Cancelled&) {
-        NotDone("the run was cancelled");
+        NotDone(kRunCancelled);
     } catch (const std::exception& error) {
-        NotDone("the target can't be read back: " + ErrorText(error));
+        NotDone(IsCancelled(error) ? kRunCancelled
+                                   : "the target can't be read back: " + ErrorText(error));
     }
 }
 

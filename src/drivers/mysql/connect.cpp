@@ -141,7 +141,7 @@ UniqueHandle Connector::Try(const Way& way) {
         mysql_optionsv(handle.get(), MYSQL_OPT_PROTOCOL, &protocol);
     }
     // A moment longer than the library's own limit, whose words are the better ones.
-    const LoginWatch watch(std::chrono::seconds(left + 1));
+    const LoginWatch watch(std::chrono::seconds(left + 1), login_.despite_cancel);
     mysql_real_connect(handle.get(),
                        way.by_socket ? "localhost" : login_.host.c_str(),
                        login_.user.c_str(),
@@ -159,7 +159,7 @@ DataError Connector::Failure(MYSQL* handle) const {
         case WaitEnd::TooLong:
             return LoginTooLong(std::chrono::seconds(login_.timeout_s));
         case WaitEnd::Cancelled:
-            return CancelledWait();
+            return CancelledLogin();
         case WaitEnd::None:
             break;
     }

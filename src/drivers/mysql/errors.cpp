@@ -149,6 +149,10 @@ DataError CancelledWait() {
     return error;
 }
 
+DataError CancelledLogin() {
+    return {kErrCancelled, CancelledWait().Description(), kSource};
+}
+
 DataError NothingAdded() {
     return {
         kErrUnspecified,

@@ -31,6 +31,8 @@ DataError PasswordNotProtected(const std::string& why);
 DataError NoAnswer(std::chrono::seconds limit);
 DataError LoginTooLong(std::chrono::seconds limit);
 DataError CancelledWait();
+// The same of a login, which has sent no statement: it counts as stopped, as such a statement does.
+DataError CancelledLogin();
 // The server took an INSERT of rows and counts none.
 DataError NothingAdded();
 // All of `rows` are in their table, some of their values changed: `warnings` says which.

@@ -36,6 +36,7 @@ struct Login {
     unsigned timeout_s = 15;  // for the whole login, also when a server accepts and then is silent
     unsigned answer_timeout_s = 600;  // for the first byte of any later answer
     bool count_matched_rows = false;
+    bool despite_cancel = false;  // a login that serves a cancel, which doesn't end it
     Tls tls = Tls::IfOffered;
     std::string tls_ca;
     std::string tls_certificate;

@@ -185,6 +185,7 @@ void Session::StopRunningStatement() const {
     try {
         auto login = login_;
         login.first_statement.clear();
+        login.despite_cancel = true;
         constexpr decltype(login.timeout_s) kMostSeconds = 3;  // a cancel waits for this
         login.timeout_s = std::min(login.timeout_s, kMostSeconds);
         const auto side = OpenHandle(login);

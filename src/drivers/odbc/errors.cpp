@@ -6,6 +6,7 @@
 
 #include "drivers/odbc/errors.h"
 
+#include "data/cancelled.h"
 #include "data/connection_string.h"
 #include "data/message_text.h"
 #include "drivers/odbc/handles.h"
@@ -261,6 +262,10 @@ DataError CancelledWait(const std::string& source) {
                     source);
     error.SetArrivedRows(std::nullopt);
     return error;
+}
+
+DataError CancelledLogin(const std::string& source) {
+    return {kErrCancelled, CancelledWait(source).Description(), source};
 }
 
 DataError NoDriverManager() {

@@ -44,6 +44,8 @@ DataError ValuesChanged(const std::string& remark, std::int64_t rows, const std:
 DataError NoAnswer(std::chrono::seconds limit, const std::string& source);
 DataError LoginTooLong(std::chrono::seconds limit, const std::string& source);
 DataError CancelledWait(const std::string& source);
+// The same of a login, which has sent no statement: it counts as stopped, as such a statement does.
+DataError CancelledLogin(const std::string& source);
 DataError NoDriverManager();
 // `role`: "SQL Server"; `advice`: what to install, a sentence without its full stop.
 DataError NoDriverOfKind(std::string_view role, std::string_view advice);

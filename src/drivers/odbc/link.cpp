@@ -103,7 +103,7 @@ void Link::Connect(const Login& login) {
     if (!SQL_SUCCEEDED(result)) {
         if (watch.Ended() != WaitEnd::None) {
             throw watch.Ended() == WaitEnd::TooLong ? LoginTooLong(kLongestLogin, source_)
-                                                    : CancelledWait(source_);
+                                                    : CancelledLogin(source_);
         }
         const auto records = ReadDiagnostics(SQL_HANDLE_DBC, handle_.Get(), wide);
         throw Masked(ConnectError(records, source_));
@@ -304,7 +304,7 @@ void Link::AskCatalog(const StatementHandle& statement,
     const bool wide = traits_.wide_calls;
     const std::array<CallText, 3> texts = {
         CallText(current, wide), CallText(schema, wide), CallText(table, wide)};
-    const AnswerWatch::Wait wait(watch_);
+    const Call call_watch(*this, statement);
     const auto ask = [&](const auto& calls, auto name) {
         const auto length = [&](std::size_t k) { return texts[k].Count<SQLSMALLINT>(wide); };
         // An empty text would ask for what has no schema; none at all leaves it open.
