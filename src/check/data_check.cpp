@@ -192,6 +192,7 @@ private:
     void MakeKeys();
     void AddTargetKeys(UniqueKey& key);
     void NoteKeys();
+    void TakeOnColumnsForm(Form form, std::size_t column, Cell& cell);
     void Walk();
     void JudgeRow();
     void Note(std::size_t column, const Cell& value, Verdict verdict);
@@ -393,6 +394,27 @@ void TablePass::JudgeRow() {
     }
 }
 
+// A text in a column of numbers is a number there, and a number in one of texts a text: "007" and
+// "7" make one key, as does the 7 that the target has already.
+void TablePass::TakeOnColumnsForm(Form form, std::size_t column, Cell& cell) {
+    const bool is_text = cell.Kind() == ValueKind::Text;
+    const bool wants_number =
+        form == Form::Whole || form == Form::Exact || form == Form::Single || form == Form::Double;
+    std::optional<Value> taken;
+    if (is_text && wants_number) {
+        if (const auto number = ParseDecimal(Trimmed(cell.AsText()))) {
+            taken = Value(Cell::FromDecimal(*number));
+        }
+    } else if (form == Form::Text && !is_text && !cell.IsNull() &&
+               cell.Kind() != ValueKind::Bytes && cell.Kind() != ValueKind::Unreadable) {
+        taken = Value(Cell::Text(ToText(cell)));
+    }
+    if (taken) {
+        stored_[column] = *std::move(taken);
+        cell = stored_[column].AsCell();
+    }
+}
+
 // With the values that arrive: two that differ by what is lost on the way repeat one another.
 void TablePass::NoteKeys() {
     const auto row = rows_.Row();
@@ -410,6 +432,9 @@ void TablePass::NoteKeys() {
                     stored_[*column] = *std::move(value);
                     cells.back() = stored_[*column].AsCell();
                 }
+            }
+            if (key.WantsStoredValues()) {
+                TakeOnColumnsForm(plans_[*column].judge.Target().form, *column, cells.back());
             }
         }
         key.Add(cells, check_.rows);

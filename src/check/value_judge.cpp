@@ -536,12 +536,13 @@ std::optional<Value> ColumnJudge::Stored(const Cell& value, Reason reason) const
             }
             return std::nullopt;
         case Reason::TimeOfDay:
+            if (const auto moment = ToDateTime(value)) {
+                return Value(Cell::FromDateTime({moment->day, 0}));
+            }
+            return std::nullopt;
         case Reason::SecondFraction:
-            if (auto moment = ToDateTime(value)) {
-                moment->nanos = reason == Reason::TimeOfDay
-                                    ? 0
-                                    : moment->nanos / kNanosPerSecond * kNanosPerSecond;
-                return Value(Cell::FromDateTime(*moment));
+            if (const auto moment = ToDateTime(value)) {
+                return Value(Cell::FromDateTime(OnItsStep(*moment)));
             }
             return std::nullopt;
         case Reason::Letters:
@@ -551,6 +552,22 @@ std::optional<Value> ColumnJudge::Stored(const Cell& value, Reason reason) const
         default:
             return std::nullopt;
     }
+}
+
+// A batch's text and an Access file cut what they have no room for; other targets round it.
+DateTime ColumnJudge::OnItsStep(DateTime moment) const {
+    if (holding_.thirds && units_ == holding_.step) {
+        const auto steps = (moment.nanos * 300 + kNanosPerSecond / 2) / kNanosPerSecond;
+        moment.nanos = (steps * 10 + 1) / 3 * kNanosPerMilli;
+    } else {
+        const bool cuts = carriage_.way == Way::Batch || units_ == kNanosPerMilli;
+        moment.nanos = (moment.nanos + (cuts ? 0 : units_ / 2)) / units_ * units_;
+    }
+    if (moment.nanos >= kNanosPerDay) {
+        moment.nanos -= kNanosPerDay;
+        ++moment.day;
+    }
+    return moment;
 }
 
 std::string ColumnJudge::Arrives(const Cell& value, Reason reason) const {

@@ -121,6 +121,8 @@ private:
                std::memchr(text.data(), qualifier_, text.size()) == nullptr;
     }
     bool InPage(std::string_view text);
+    // As the column stores it.
+    DateTime OnItsStep(DateTime moment) const;
     // In what the column's length counts.
     std::size_t LengthOf(std::string_view text) const;
 

@@ -92,7 +92,8 @@ public:
     TableRules Read(std::string_view text) {
         wanted_ = SplitName(text);
         if (!FindTable()) {
-            return {};
+            rules_.unknown = "the catalogue doesn't list the table";
+            return std::move(rules_);
         }
         try {
             ReadPrimaryKey();
@@ -117,8 +118,9 @@ private:
         link_->AskCatalog(statement, call, wanted_.schema, wanted_.table);
         OdbcCursor rows(link_, std::move(statement));
         while (rows.Next()) {
-            // What is asked for as a pattern brings neighbours along.
-            if (TextAt(rows.Row(), kTable) == wanted_.table) {
+            // What is asked for as a pattern brings neighbours along. Whether letters' case counts
+            // the server has decided.
+            if (EqualsNoCase(TextAt(rows.Row(), kTable), wanted_.table)) {
                 take(rows.Row());
             }
         }
