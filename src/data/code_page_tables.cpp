@@ -228,6 +228,7 @@ CodePageConverter::CodePageConverter(int number) {
 
 // One character at a time: where one is refused, what came before it is whole.
 std::size_t CodePageConverter::Decode(std::string_view bytes, std::string& out) const {
+    const std::lock_guard lock(mutex_);
     ucnv_resetToUnicode(handle_.get());
     const char* at = bytes.data();
     const char* const end = at + bytes.size();
@@ -245,6 +246,7 @@ std::size_t CodePageConverter::Decode(std::string_view bytes, std::string& out) 
 }
 
 std::size_t CodePageConverter::Encode(std::string_view utf8, std::string& out) const {
+    const std::lock_guard lock(mutex_);
     std::size_t at = 0;
     while (at < utf8.size()) {
         std::size_t next = at;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -54,6 +55,8 @@ private:
         void operator()(UConverter* handle) const;
     };
     std::unique_ptr<UConverter, Closer> handle_;
+    // Copies of an encoding share it, one of them on the thread that reads ahead.
+    mutable std::mutex mutex_;
 };
 
 // The tables of a set, made at the first call; null if it has characters of other lengths. Throws

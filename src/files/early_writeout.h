@@ -16,6 +16,13 @@ public:
     EarlyWriteout() = default;
     // Of a file that grows from `start` on and is used again soon: its memory stays.
     explicit EarlyWriteout(std::uint64_t start) : begun_(start), keeps_memory_(true) {}
+    // Of a file that nobody waits for at its end: as much of it as `length` is left to the system,
+    // and stays in memory, where its first reader finds it.
+    static EarlyWriteout Behind(std::uint64_t length) {
+        EarlyWriteout later;
+        later.begun_ = length;
+        return later;
+    }
 
     // The file is written up to `end`.
     void Wrote(const File& file, std::uint64_t end) noexcept;

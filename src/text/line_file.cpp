@@ -124,6 +124,8 @@ void LineFile::Open(const std::string& path) {
     }
     TakePartialName();
     KeepMode();
+    // Finish syncs a file that takes a former one's place.
+    writer_.NewFile(type != std::filesystem::file_type::not_found);
 }
 
 void LineFile::TakePartialName() {
@@ -212,10 +214,10 @@ void LineFile::HandOver() {
     std::swap(block_.capacity, capacity_);
     block_.size = line_start_;
     block_.lines = lines_waiting_;
-    block_.on_its_way = true;
     size_ = begun;
     line_start_ = 0;
     writer_.Begin(file_, file_size_, std::as_bytes(std::span(block_.bytes.get(), block_.size)));
+    block_.on_its_way = true;
 }
 
 // Waits until the block is in the file. A write that fails leaves all as it is: the next one writes

@@ -15,6 +15,9 @@ namespace vantry::text {
 
 class WriteBehind {
 public:
+    // The next writes are another file's; none is under way. Where its writer waits for the disk
+    // at its end, the disk gets it early.
+    void NewFile(bool is_waited_for);
     // Begins to write `data` at `offset`, a file's pieces in their order; file and data stand still
     // until Await. One write at a time. A system that has no thread left gets the data written
     // before this returns.

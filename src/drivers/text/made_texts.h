@@ -4,6 +4,7 @@
 // is cleared and is used again then.
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <memory>
 #include <string_view>
@@ -47,7 +48,8 @@ private:
             ++piece_;
         }
         if (piece_ == pieces_.size()) {
-            const std::size_t size = std::max(least, kPieceBytes);
+            // Powers of two, which later texts of about this length fit into, too.
+            const std::size_t size = std::bit_ceil(std::max(least, kPieceBytes));
             pieces_.push_back({std::make_unique_for_overwrite<char[]>(size), size});
         }
     }

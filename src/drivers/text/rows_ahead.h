@@ -54,7 +54,7 @@ private:
     std::atomic<std::uint32_t> filled_ = 0;
     std::atomic<std::uint32_t> used_ = 0;
     std::atomic<bool> stop_ = false;
-    std::uint32_t end_ = std::numeric_limits<std::uint32_t>::max();
+    std::atomic<std::uint32_t> end_ = std::numeric_limits<std::uint32_t>::max();
     bool in_use_ = false;
     bool stands_on_row_ = false;
     std::exception_ptr failure_;
