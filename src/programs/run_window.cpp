@@ -151,7 +151,11 @@ private:
         cancel_->setEnabled(false);
         CancelWaits();
     }
-    void OpenRejects() { QDesktopServices::openUrl(QUrl::fromLocalFile(rejects_)); }
+    void OpenRejects() {
+        if (!QDesktopServices::openUrl(QUrl::fromLocalFile(rejects_))) {
+            status_->setText("The list can't be opened: " + rejects_.toHtmlEscaped());
+        }
+    }
 
     i32 session_id_;
     QPlainTextEdit* log_;

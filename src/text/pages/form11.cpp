@@ -83,7 +83,10 @@ Form11::Form11() : Page("Form11"), ui_(std::make_unique<Ui::Form11>()) {
         {store(&TableRec::SFormat), store(&TableRec::TextQ), store(&TableRec::SFirstColLine)});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11::ChooseFolder);
     TakesPath(*ui_->FolderName, "Text folders");
-    folder_ = new PathField(*ui_->FolderName, [this] { RefreshList(); });
+    folder_ = new PathField(*ui_->FolderName, [this] {
+        RefreshList();
+        return !files_.empty();
+    });
     connect(ui_->FileExtCombo, &QComboBox::currentIndexChanged, this, &Form11::RefreshList);
     ui_->FileExtCombo->installEventFilter(this);
     ui_->FileExtCombo->view()->installEventFilter(this);

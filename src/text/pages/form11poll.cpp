@@ -16,6 +16,9 @@
 #include "text/pages/path_field.h"
 #include "wizard/wizard_flow.h"
 
+#include <filesystem>
+#include <system_error>
+
 namespace vantry {
 namespace {
 
@@ -58,7 +61,11 @@ Form11Poll::Form11Poll() : Page("Form11Poll"), ui_(std::make_unique<Ui::Form11Po
     format_ = new FormatControls(*this, "Col", {nowhere, nowhere, nowhere});
     connect(ui_->Command1, &PlateButton::Click, this, &Form11Poll::ChooseSample);
     TakesPath(*ui_->TxtFile, "Sample files");
-    sample_ = new PathField(*ui_->TxtFile, [this] { TakeSample(); });
+    sample_ = new PathField(*ui_->TxtFile, [this] {
+        TakeSample();
+        std::error_code error;
+        return std::filesystem::exists(FromQt(ui_->TxtFile->text()), error);
+    });
     connect(ui_->NXTBUTT, &PlateButton::Click, this, &Form11Poll::Next);
     connect(ui_->BCKBUTT, &PlateButton::Click, this, [] {
         UnloadPage("Form11Poll");

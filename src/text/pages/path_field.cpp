@@ -20,7 +20,7 @@ bool IsEnterKey(const QEvent& event) {
     return key == Qt::Key_Return || key == Qt::Key_Enter;
 }
 
-PathField::PathField(QLineEdit& field, std::function<void()> take)
+PathField::PathField(QLineEdit& field, std::function<bool()> take)
     : QObject(&field), field_(field), take_(std::move(take)) {
     field.installEventFilter(this);
     // Not textChanged: a text that the page itself puts in is taken over by the page.
@@ -30,8 +30,12 @@ PathField::PathField(QLineEdit& field, std::function<void()> take)
 
 void PathField::Take() {
     typed_ = false;
-    taken_ = field_.text();
-    take_();
+    const QString text = field_.text();
+    taken_.clear();
+    // What couldn't be read may be there by the next try.
+    if (take_()) {
+        taken_ = text;
+    }
 }
 
 void PathField::TakeTyped() {

@@ -18,8 +18,9 @@ bool IsEnterKey(const QEvent& event);
 class PathField : public QObject {
     Q_OBJECT
 public:
-    // `take` reads the field and shows what is there.
-    PathField(QLineEdit& field, std::function<void()> take);
+    // `take` reads the field and shows what is there; false: nothing, and the next Enter tries
+    // again.
+    PathField(QLineEdit& field, std::function<bool()> take);
 
     void Take();
     // For buttons that go by the path: they may come before a field that was left is taken.
@@ -31,7 +32,7 @@ private:
     void TakeLeftSoon();
 
     QLineEdit& field_;
-    std::function<void()> take_;
+    std::function<bool()> take_;
     QString taken_;
     bool typed_ = false;  // and not taken yet
 };

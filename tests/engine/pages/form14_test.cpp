@@ -287,7 +287,7 @@ TEST_F(Form14Test, ACancelArrivesBetweenTablesOfAFewRows) {
     DstTables.resize(kTables, DstTables[0]);
     for (std::size_t i = 0; i < kTables; ++i) {
         SrcTables[i].TabID = DstTables[i].TabID = static_cast<i16>(i);
-        DstTables[i].Name = "t" + std::to_string(i);
+        DstTables[i].Name = (folder_ / ("t" + std::to_string(i))).string();
     }
     ShowPage("Form14");
     dialogs_.answers = {BoxAnswer::Yes};
