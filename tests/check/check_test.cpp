@@ -67,6 +67,25 @@ TEST(DataCheck, FindsWhatAnExistingTableRefusesAndWritesNothing) {
     EXPECT_NE(CheckTable(0, {}).trouble, "");
 }
 
+// Keys are what their columns make of the values: texts of one number repeat.
+TEST(DataCheck, ComparesKeysAsTheTargetStoresThem) {
+    test::MappingSession session;
+    session.InSource({"CREATE TABLE t (code TEXT(10), at DATETIME)",
+                      "INSERT INTO t VALUES ('007', #2006-05-01 12:00:00#)",
+                      "INSERT INTO t VALUES ('7', #2006-05-01 12:00:00#)",
+                      "INSERT INTO t VALUES ('8', #2006-05-01 12:00:01#)",
+                      "INSERT INTO t VALUES ('10', #2006-05-01 12:00:02#)"});
+    session.InTarget({"CREATE TABLE t (code LONG CONSTRAINT pk PRIMARY KEY, at DATETIME)",
+                      "INSERT INTO t VALUES (8, NULL)"});
+    session.ChooseTables({"t"});
+    session.Map();
+    const auto check = CheckTable(0, {});
+    ASSERT_EQ(check.trouble, "");
+    EXPECT_NE(TableText(check).find("2 values: the key is there already; the first in row 2"),
+              std::string::npos)
+        << TableText(check);
+}
+
 // Each kind is asked for its own keys, and its run refuses the rows that were named.
 TEST(DataCheck, KnowsTheKeysOfEveryKindOfTarget) {
     test::MappingSession session;

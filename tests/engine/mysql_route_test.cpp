@@ -2,6 +2,7 @@
 // left when one of them fails: the rows of the source are the growth of the target and the rows
 // that the log calls failed.
 
+#include "data/answer_watch.h"
 #include "engine/route_fixture.h"
 #include "support/private_mariadb.h"
 #include "support/tcp_relay.h"
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <chrono>
 #include <set>
+#include <string_view>
 #include <thread>
 
 namespace vantry::test {
@@ -137,6 +139,30 @@ TEST_F(MySqlRoute, ADeadlockOrALockWaitCostsItsBatchAlone) {
         EXPECT_EQ(ReportOf(0).RowsUnknown, 0);
     }
     Server().Run("set global innodb_lock_wait_timeout=50; drop table weight");
+}
+
+// A session whose table is gone would fail in each later run.
+TEST_F(MySqlRoute, ADroppedTableIsMadeAnewBeforeACancelIsHeeded) {
+    struct CancelAtDrop : RecordingView {
+        void AppendLogText(std::string_view text) override {
+            RecordingView::AppendLogText(text);
+            if (text.find("Table dropped") != std::string_view::npos) {
+                SessionCancelled = TableCancelled = kTrue;
+                CancelWaits();
+            }
+        }
+    } cancelling;
+    MakeOrders();
+    TcpRelay relay(Server().Port());
+    relay.SetDelay(std::chrono::milliseconds(40));  // a login is under way at a look
+    FromCsvToOrders(Orders(10), TextByPort(relay.Port()));
+    SrcTables[0].TableExists = kTrue;
+    SrcTables[0].LoadOption = "DROP";
+    CurrentRunView = &cancelling;
+    RunSession("");
+    CurrentRunView = &view;
+    AllowWaits();
+    EXPECT_EQ(Server().QueryOne("show tables like 'orders'"), "orders") << cancelling.log;
 }
 
 TEST_F(MySqlRoute, ANewTablesRowsGoInThreeInsertsAndComeBackByteForByte) {
