@@ -57,6 +57,7 @@ public:
     }
     std::vector<int> Types() const override {
         std::vector<int> types;
+        types.reserve(static_cast<std::size_t>(rows_.Fields().Count()));
         for (std::int32_t k = 0; k < rows_.Fields().Count(); ++k) {
             types.push_back(rows_.Fields()[k].Type());
         }

@@ -19,6 +19,7 @@ namespace vantry {
 // Without a shell, nothing on its standard streams, and with no signal blocked.
 int FailureTeller::Start(std::vector<std::string> words) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (auto& word : words) {
         arguments.push_back(word.data());
     }

@@ -57,7 +57,7 @@ struct Threads {
     }
 };
 
-bool is_waiting = false;
+bool WaitGoesOn = false;
 
 void Work(const std::shared_ptr<SharedWork>& shared,
           std::function<void(const std::function<bool()>&)> work) {
@@ -216,7 +216,7 @@ void Rethrow(const SharedWork& shared) {
 void RunAndWait(std::function<void(const std::function<bool()>&)> work,
                 const char* text,
                 bool gives_up) {
-    if (is_waiting) {
+    if (WaitGoesOn) {
         throw DataError(kErrInUse, "Another answer is being waited for already.");
     }
     const auto shared = std::make_shared<SharedWork>();
@@ -229,13 +229,13 @@ void RunAndWait(std::function<void(const std::function<bool()>&)> work,
         return;
     }
     work = nullptr;  // the thread's alone from here on
-    is_waiting = true;
+    WaitGoesOn = true;
     {
         const InputGate gate(loop, gives_up);
         const WaitHint hint(text);
         loop.exec();
     }
-    is_waiting = false;
+    WaitGoesOn = false;
     std::unique_lock lock(shared->mutex);
     shared->loop = nullptr;
     if (!gives_up) {
@@ -279,7 +279,7 @@ void WorkBeside::Result() const {
 }
 
 bool IsWaitingForWork() {
-    return is_waiting;
+    return WaitGoesOn;
 }
 
 void AwaitAllWork() {
