@@ -17,10 +17,10 @@
 #include "core/session_state.h"
 #include "data/value_text.h"
 #include "engine/run_session.h"
-#include "engine/run_view.h"
 #include "fidelity_grades.h"
 #include "fidelity_places.h"
 #include "fidelity_rules.h"
+#include "log_view.h"
 #include "mapping/column_discovery.h"
 #include "text/text_writer.h"
 
@@ -37,22 +37,6 @@ namespace vantry::bench {
 namespace {
 
 constexpr int kWidestFoxProNumber = 20;
-
-class LogView : public RunView {
-public:
-    void SetLogText(std::string_view text) override { log = text; }
-    void AppendLogText(std::string_view text) override { log += text; }
-    void CaretToEnd() override {}
-    void Repaint() override {}
-    void SetRowCounter(std::int64_t, double) override {}
-    void ClearRowCounter() override {}
-    void SetBarMin(std::int64_t) override {}
-    void SetBarMax(std::int64_t) override {}
-    void SetBarValue(std::int64_t) override {}
-    void DoEvents() override {}
-    void ShowMessage(std::string_view text) override { log += text; }
-    std::string log;
-};
 
 struct Count {
     std::array<std::int64_t, 3> cells{};   // by Fidelity

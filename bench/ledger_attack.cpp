@@ -19,6 +19,7 @@
 #include "engine/run_report.h"
 #include "engine/run_session.h"
 #include "engine/run_view.h"
+#include "log_view.h"
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
 #include "support/private_mariadb.h"
@@ -46,22 +47,6 @@ namespace vantry::bench {
 namespace {
 
 constexpr int kRows = 10;
-
-class QuietView : public RunView {
-public:
-    void SetLogText(std::string_view text) override { log = text; }
-    void AppendLogText(std::string_view text) override { log += text; }
-    void CaretToEnd() override {}
-    void Repaint() override {}
-    void SetRowCounter(std::int64_t, double) override {}
-    void ClearRowCounter() override {}
-    void SetBarMin(std::int64_t) override {}
-    void SetBarMax(std::int64_t) override {}
-    void SetBarValue(std::int64_t) override {}
-    void DoEvents() override {}
-    void ShowMessage(std::string_view text) override { log += text; }
-    std::string log;
-};
 
 enum class Odd { Whole, Decimal, Double, Single, Moment, Text, Memo, Bytes, Truth };
 
@@ -559,7 +544,7 @@ int Attack::TryRow(int row, bool made) {
         SrcTables[0].TableExists = kTrue;
         SrcTables[0].LoadOption = DstTables[0].LoadOption = Any(0, 1) == 0 ? "APPEND" : "DELETE";
     }
-    QuietView view;
+    LogView view;
     CurrentRunView = &view;
     const auto check = CheckTable(0, {});
     if (!check.trouble.empty()) {

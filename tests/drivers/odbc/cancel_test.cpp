@@ -31,9 +31,10 @@ struct Server {
     std::optional<std::int64_t> arrived;  // rows of a stopped INSERT, as far as the driver can know
 };
 
-class CancelTest : public testing::Test {
+class CancelTest : public DriverTest {
 protected:
-    CancelTest() {
+    template <typename... Needed>
+    explicit CancelTest(const Needed&... needed) : DriverTest(needed...) {
         Registry().Register({PrivateOdbc::Driver("FreeTDS", kFreeTdsLibrary),
                              PrivateOdbc::Driver("MariaDB Unicode", kMariaDbLibrary),
                              PrivateOdbc::Driver("PostgreSQL Unicode", kPostgreSqlLibrary)});
@@ -115,10 +116,21 @@ protected:
     }
 };
 
-TEST_F(CancelTest, AStatementIsStoppedAtPostgreSql) {
-    if (const auto missing = PrivatePostgres::Missing(); !missing.empty()) {
-        GTEST_SKIP() << missing;
-    }
+class CancelPostgreSql : public CancelTest {
+protected:
+    CancelPostgreSql()
+        : CancelTest(kPostgreSqlLibrary, "odbc-postgresql", PrivatePostgres::Missing()) {}
+};
+class CancelMariaDb : public CancelTest {
+protected:
+    CancelMariaDb() : CancelTest(kMariaDbLibrary, "odbc-mariadb", PrivateMariaDb::Missing()) {}
+};
+class CancelSqlServer : public CancelTest {
+protected:
+    CancelSqlServer() : CancelTest(kFreeTdsLibrary, "tdsodbc") {}
+};
+
+TEST_F(CancelPostgreSql, StopsTheStatement) {
     const PrivatePostgres server;
     const auto other = Connect(server.ConnectionText());
     StopsAndGoesOn({"PostgreSQL",
@@ -132,12 +144,7 @@ TEST_F(CancelTest, AStatementIsStoppedAtPostgreSql) {
     EndsAtTheSameMoment(server.ConnectionText(), "select pg_sleep");
 }
 
-TEST_F(CancelTest, AStatementIsStoppedAtMariaDb) {
-    if (const auto missing =
-            PrivateMariaDb::Missing() + PrivateOdbc::Missing(kMariaDbLibrary, "odbc-mariadb");
-        !missing.empty()) {
-        GTEST_SKIP() << missing;
-    }
+TEST_F(CancelMariaDb, StopsTheStatement) {
     const PrivateMariaDb server;
     const auto text = server.ConnectionText("MariaDB Unicode");
     const auto other = Connect(text);
@@ -148,10 +155,7 @@ TEST_F(CancelTest, AStatementIsStoppedAtMariaDb) {
                     0});
 }
 
-TEST_F(CancelTest, AStatementIsStoppedAtSqlServer) {
-    if (const auto missing = PrivateOdbc::Missing(kFreeTdsLibrary, "tdsodbc"); !missing.empty()) {
-        GTEST_SKIP() << missing;
-    }
+TEST_F(CancelSqlServer, StopsTheStatement) {
     TdsServer server;
     StopsAndGoesOn({"SQL Server",
                     server.ConnectionText(),

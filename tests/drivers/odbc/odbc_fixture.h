@@ -27,11 +27,13 @@ inline PrivateOdbc& Registry() {
     return PrivateOdbc::OfProcess();
 }
 
-// Without its library on this machine the tests of a driver are skipped.
+// Without its library on this machine, or its server, the tests of a driver are skipped.
 class DriverTest : public testing::Test {
 protected:
-    DriverTest(const std::string& library, const std::string& package)
-        : missing_(PrivateOdbc::Missing(library, package)) {}
+    DriverTest(const std::string& library,
+               const std::string& package,
+               const std::string& missing_server = {})
+        : missing_(PrivateOdbc::Missing(library, package) + missing_server) {}
     void SetUp() override {
         if (!missing_.empty()) {
             GTEST_SKIP() << missing_;
