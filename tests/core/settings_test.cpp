@@ -1,5 +1,8 @@
+// Where the programs keep their files, and what their settings say.
+
 #include "core/settings.h"
 
+#include "core/folders.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
@@ -9,6 +12,34 @@
 
 namespace vantry {
 namespace {
+
+TEST(Folders, WhatTheProgramsKeepLiesBesideThemUnlessTheUserHasAFolderOfHisOwn) {
+    struct Case {
+        const char* program;
+        bool can_write;
+        const char* vantry_home;
+        const char* data_home;
+        const char* home;
+        const char* folder;
+    };
+    const Case cases[] = {
+        {"/opt/vantry", true, "", "/d", "/home/u", "/opt/vantry"},
+        {"/opt/vantry", false, "", "/d", "/home/u", "/d/vantry"},
+        {"/opt/vantry", false, "", "", "/home/u", "/home/u/.local/share/vantry"},
+        {"/opt/vantry", false, "", "d", "/home/u", "/home/u/.local/share/vantry"},
+        {"/opt/vantry", false, "", "", "", "/opt/vantry"},
+        {"/usr/lib/vantry", true, "", "", "/root", "/root/.local/share/vantry"},
+        {"/opt/vantry", true, "/srv/v", "/d", "/home/u", "/srv/v"},
+        {"/usr/lib/vantry", false, "v", "/d", "/home/u", "/d/vantry"},
+    };
+    for (const auto& one : cases) {
+        EXPECT_EQ(WhichApplicationFolder(
+                      {one.program, one.can_write, one.vantry_home, one.data_home, one.home}),
+                  one.folder)
+            << one.program << ' ' << one.can_write << ' ' << one.vantry_home << ' '
+            << one.data_home;
+    }
+}
 
 using Words = std::vector<std::string>;
 

@@ -1,9 +1,16 @@
+// A run as a whole: its tables, its log and its record; what is shown before it is what it sends;
+// and how it is getting on.
+
 #include "engine/run_session.h"
 
 #include "engine/run_log.h"
+#include "engine/run_progress.h"
 #include "engine/run_report.h"
+#include "engine/run_statements.h"
 #include "engine/session_fixture.h"
 #include "support/temp_dir.h"
+
+#include <gtest/gtest.h>
 
 #include <filesystem>
 
@@ -172,6 +179,90 @@ TEST(RunLogTest, ElapsedTimeCountsBoundariesAndKeepsItsMinutesWhole) {
     for (const auto& [from, to, text] : cases) {
         EXPECT_EQ(ElapsedText(from, to), text);
     }
+}
+
+class RunStatementsTest : public SessionTest {};
+
+TEST_F(RunStatementsTest, WhatIsShownBeforeARunIsWhatTheRunSends) {
+    for (const char* kind : {"ACCESS", "MySQL", "ORACLE"}) {
+        for (const char* option : {"APPEND", "DELETE", "DROP", "new"}) {
+            for (const int type : {adVarWChar, adLongVarWChar}) {
+                SCOPED_TRACE(std::string(kind) + " " + option + " " + std::to_string(type));
+                ClearTable();
+                FillSource(2, type);
+                TargetType = kind;
+                SrcTables[0].LoadOption = option;
+                SrcTables[0].TableExists = ToI16(std::string_view(option) != "new");
+                SrcTables[0].WhereCond = "s_id > 0";
+                const auto shown = StatementsOf(0, RowWayOf(0));
+                for (const auto& driver : {source, target}) {
+                    driver->queries.clear();
+                    driver->statements.clear();
+                    driver->prepared.clear();
+                }
+                RunSession("");
+                std::vector<std::string> sent = target->statements;
+                sent.insert(sent.begin() +
+                                static_cast<std::ptrdiff_t>(
+                                    sent.size() -
+                                    (target->prepared.empty() && target->queries.empty() ? 1 : 0)),
+                            source->queries.begin(),
+                            source->queries.end());
+                for (const auto* more : {&target->prepared, &target->queries}) {
+                    sent.insert(sent.end(), more->begin(), more->end());
+                }
+                ASSERT_EQ(shown.statements.size(), sent.size());
+                for (std::size_t k = 0; k < sent.size(); ++k) {
+                    const auto& [use, text] = shown.statements[k];
+                    EXPECT_EQ(
+                        use == RunStatement::Use::Insert ? sent[k].substr(0, text.size()) : sent[k],
+                        text);
+                }
+                EXPECT_EQ(target->taken.size(),
+                          std::string_view(kind) == "MySQL" && type == adVarWChar ? 0U : 2U);
+            }
+        }
+    }
+}
+
+TEST_F(RunStatementsTest, AScriptNamesEachStatementAndWhyATableIsLeftOut) {
+    FillSource(1);
+    SrcTables[0].LoadOption = "DELETE";
+    EXPECT_EQ(StatementsText(StatementsOf(0, RowWay::Insert)),
+              "-- src into dst\n-- delete\ndelete from [dst]\n-- count\nSelect count(*)  FROM "
+              "src\n-- select\nSELECT [s_id],[s_name] FROM src\n-- insert\nINSERT INTO [dst] ("
+              " [d_id], [d_name]) VALUES \n");
+    DstTables.clear();
+    EXPECT_NE(StatementsOf(0).fault.find("names no target"), std::string::npos);
+}
+
+TEST(RunProgress, TheRateIsThatOfTheLastTenSecondsAndTheEndIsGuessedFromTheTablesSoFar) {
+    using std::chrono::milliseconds;
+    const RunProgress::Clock::time_point start;
+    RunProgress progress(start);
+    // A first table of 10 s at 100 rows a second, then 30 s of the second one at 1000, then 200.
+    int ms = 0;
+    for (; ms <= 10'000; ms += 100) {
+        progress.Take(1, 4, ms / 10, 1000);
+        progress.Tick(start + milliseconds(ms));
+    }
+    EXPECT_NEAR(progress.RowsPerSecond(), 100, 1);
+    for (; ms <= 60'000; ms += 100) {
+        const auto rows = ms <= 40'000 ? ms - 10'000 : 30'000 + (ms - 40'000) / 5;
+        progress.Take(2, 4, rows, 36'000);
+        progress.Tick(start + milliseconds(ms));
+    }
+    EXPECT_NEAR(progress.RowsPerSecond(), 200, 1);
+    // 2000 rows left: 10 s, so 70 s for two tables, and two more to come.
+    EXPECT_NEAR(progress.SecondsLeft(), 10 + 70, 2);
+    progress.TakeErrors(1);
+    EXPECT_EQ(progress.Text().substr(0, 41), "Table 2 of 4, 34,000 of 36,000 rows, 200 ");
+    EXPECT_EQ(progress.Text().substr(progress.Text().size() - 9), ", 1 error");
+    progress.Take(3, 4, 0, 0);
+    progress.Tick(start + milliseconds(ms));
+    EXPECT_EQ(progress.Text(), "Table 3 of 4, 0 rows, 0 rows/s, 0:01:00, 1 error");
+    EXPECT_EQ(GroupedNumber(-1234567), "-1,234,567");
+    EXPECT_EQ(GroupedNumber(-123), "-123");
 }
 
 }  // namespace

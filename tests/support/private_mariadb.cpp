@@ -8,8 +8,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -144,9 +142,6 @@ void PrivateMariaDb::Start() {
                           " --log-error=" + folder + "/error.log --skip-name-resolve" +
                           " --character-set-server=utf8mb4 --innodb-flush-log-at-trx-commit=" +
                           std::to_string(options_.flush_log_at_commit);
-    if (options_.general_log) {
-        command += " --general-log=1 --general-log-file=" + folder + "/general.log";
-    }
     if (options_.max_allowed_packet != 0) {
         command += " --max-allowed-packet=" + std::to_string(options_.max_allowed_packet);
     }
@@ -186,7 +181,6 @@ void PrivateMariaDb::CreateUser() const {
         sql += "grant all on *.* to " + account + ";";
     }
     Run(sql);
-    ClearLog();
 }
 
 std::string PrivateMariaDb::LogTail() const {
@@ -226,45 +220,6 @@ void PrivateMariaDb::End(int signal) {
 void PrivateMariaDb::Restart() {
     Stop();
     Start();
-}
-
-// A line of the log is "[time]\t<thread id> <command>\t<text>", the thread id right-aligned in
-// blanks; a text with line breaks goes on in lines that don't have this form (observed with server
-// 10.11).
-std::vector<std::string> PrivateMariaDb::LoggedStatements() const {
-    std::vector<std::string> statements;
-    bool in_statement = false;
-    const auto log = folder_.Read("general.log");
-    for (std::size_t begin = 0; begin < log.size();) {
-        const auto end = std::min(log.find('\n', begin), log.size());
-        const auto line = log.substr(begin, end - begin);
-        begin = end + 1;
-        const auto id = line.find('\t') == std::string::npos
-                            ? std::string::npos
-                            : line.find_first_not_of(" \t", line.find('\t'));
-        const auto command = id == std::string::npos || std::isdigit(line[id]) == 0
-                                 ? std::string::npos
-                                 : line.find_first_not_of("0123456789", id);
-        if (command != std::string::npos && line[command] == ' ' &&
-            std::isupper(line[command + 1]) != 0) {
-            const auto tab = line.find('\t', command);
-            const auto word = line.substr(command + 1, tab - command - 1);
-            in_statement = word == "Query" || word == "Execute";
-            if (in_statement) {
-                statements.push_back(line.substr(tab + 1));
-            }
-        } else if (line.find(", Version: ") != std::string::npos) {
-            in_statement = false;  // the heading that each start of the server writes
-        } else if (in_statement) {
-            statements.back() += "\n" + line;
-        }
-    }
-    return statements;
-}
-
-void PrivateMariaDb::ClearLog() const {
-    std::error_code ignored;  // there is no file without the option
-    std::filesystem::resize_file(folder_ / "general.log", 0, ignored);
 }
 
 }  // namespace vantry::test

@@ -16,7 +16,6 @@
 namespace vantry::test {
 
 struct MariaDbOptions {
-    bool general_log = false;  // LoggedStatements() needs it
     // 2: a killed server keeps its commits; 1: on disk and as an untouched server, to measure.
     int flush_log_at_commit = 2;
     std::uint64_t max_allowed_packet = 0;         // bytes; 0: the server's default of 16 MiB
@@ -53,12 +52,6 @@ public:
     void Stop();     // a clean end; nothing if it isn't running
     void Kill();     // SIGKILL, as in a crash; returns when the process is gone
     void Restart();  // same data, same port; after Stop, Kill or while it runs
-
-    // The statement texts that clients sent, in order, with the words "Query" and the like cut off
-    // and the line breaks inside as they were sent. The server itself cuts trailing blanks and
-    // semicolons.
-    std::vector<std::string> LoggedStatements() const;
-    void ClearLog() const;
 
 private:
     void Initialise();

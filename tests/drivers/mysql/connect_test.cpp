@@ -1,6 +1,9 @@
-// How a connection string finds its server, and what is said when it doesn't.
+// How a connection string finds its server, what is said when it doesn't, and to whom a password
+// goes: to a server that has proved itself, or to nobody.
 
 #include "drivers/mysql/mysql_fixture.h"
+#include "drivers/mysql/scripted_server.h"
+
 namespace vantry::test {
 namespace {
 
@@ -75,6 +78,159 @@ TEST_F(MySqlConnect, FirstStatementRunsAndStatementsTakeTheirTimeAndAreCommitted
               std::vector<std::string>{"N 7"});
     connection->Execute("insert into committed values (1)");
     EXPECT_EQ(Server().QueryOne("select count(*) from committed"), "1");
+}
+
+using namespace std::string_literals;
+
+const std::string kPassword = "S3cr3t-password";
+const std::string kChallenge = "abcdefghijklmnopqrst";
+
+// What a server of the newer kind says at a login on which it wants the password itself. Packets
+// are numbered on from the client's first, which is one later inside of TLS.
+// `gives_key`: to a client that has none, outside of TLS.
+Script AskingForPassword(const std::string& plugin,
+                         const TestKeys& keys,
+                         bool tls,
+                         bool gives_key) {
+    const int first = tls ? 3 : 2;
+    Script script;
+    script.greeting = Greeting(tls);
+    script.tls = tls ? &keys : nullptr;
+    script.login_answer = Packet(first, "\xFE" + plugin + '\0' + kChallenge + '\0');
+    const auto key = [&](int number) { return Packet(number, "\x01" + keys.PublicKey()); };
+    if (plugin == "sha256_password") {
+        script.login_more = gives_key ? std::vector{key(first + 2), OkPacket(first + 4)}
+                                      : std::vector{OkPacket(first + 2)};
+        return script;
+    }
+    // The answer to the challenge isn't enough: then the password, or a wish for the key.
+    script.login_more = {Packet(first + 2, "\x01\x04")};
+    if (gives_key) {
+        script.login_more.push_back(key(first + 4));
+    }
+    script.login_more.push_back(OkPacket(gives_key ? first + 6 : first + 4));
+    return script;
+}
+
+// Whether the password can be read out of what the client sent.
+bool HasPassword(const std::string& sent, const TestKeys& keys) {
+    if (sent.find(kPassword) != std::string::npos) {
+        return true;
+    }
+    constexpr std::size_t kBlock = 256;
+    for (std::size_t at = 0; at + kBlock <= sent.size(); ++at) {
+        auto plain = keys.Decrypted(std::string_view(sent).substr(at, kBlock));
+        for (std::size_t k = 0; k < plain.size(); ++k) {
+            plain[k] = static_cast<char>(plain[k] ^ kChallenge[k % kChallenge.size()]);
+        }
+        if (plain.starts_with(kPassword)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+struct Attempt {
+    DataError error{0, ""};
+    bool got_password = false;
+};
+
+Attempt ConnectTo(Script script, const TestKeys& keys, const std::string& more) {
+    const ScriptedServer server(std::move(script));
+    Attempt attempt;
+    attempt.error = ErrorOf([&] {
+        mysql::MakeMySqlDriver()->Connect(ConnectionString::Parse(
+            "DRIVER=MySQL;SERVER=127.0.0.1;USER=u;PASSWORD=" + kPassword +
+            ";CONN_TIMEOUT=3;port=" + std::to_string(server.Port()) + ";" + more));
+    });
+    attempt.got_password = HasPassword(server.Sent() + std::string(256, '\0'), keys);
+    return attempt;
+}
+
+TEST(MySqlPassword, GoesToAProvenServerAndToNobodyElse) {
+    const TestKeys server;
+    const TestKeys stranger;
+    const struct {
+        const char* name;
+        bool tls;
+        std::string keys;
+        bool sent;
+    } cases[] = {
+        {"a key that comes along", false, "", false},
+        {"a key that comes along, TLS off", false, "SSLMODE=DISABLED", false},
+        {"no TLS where it was asked for", false, "SSLMODE=REQUIRED", false},
+        {"no TLS where a proof was asked for", false, "SSLVERIFY=1", false},
+        {"no TLS where a fingerprint was given", false, "TLSPEERFP=" + server.Fingerprint(), false},
+        {"a certificate of nobody", true, "", false},
+        {"the same, asked for", true, "SSLMODE=REQUIRED", false},
+        {"the certificate of another", true, "SSLCA=" + stranger.CertificateFile(), false},
+        {"the fingerprint of another", true, "TLSPEERFP=" + stranger.Fingerprint(), false},
+        {"the key of another", false, "RSAKEY=" + stranger.PublicKeyFile(), false},
+        {"the key inside of TLS of nobody", true, "RSAKEY=" + server.PublicKeyFile(), false},
+        {"a key that isn't there", false, "RSAKEY=/nonexistent", false},
+        {"a key that is none", false, "RSAKEY=" + server.CertificateFile(), false},
+        {"a good certificate", true, "SSLCA=" + server.CertificateFile(), true},
+        {"the same, by its mode",
+         true,
+         "SSLMODE=VERIFY_IDENTITY;SSLCA=" + server.CertificateFile(),
+         true},
+        {"the same, where TLS would do",
+         true,
+         "SSLMODE=PREFERRED;SSLCA=" + server.CertificateFile(),
+         true},
+        {"its fingerprint", true, "TLSPEERFP=" + server.Fingerprint(), true},
+        {"its key", false, "RSAKEY=" + server.PublicKeyFile(), true},
+        {"its key, TLS off", false, "SSLMODE=DISABLED;RSAKEY=" + server.PublicKeyFile(), true},
+    };
+    for (const std::string plugin : {"caching_sha2_password", "sha256_password"}) {
+        for (const auto& one : cases) {
+            const bool gives_key = !one.tls && one.keys.find("RSAKEY") == std::string::npos;
+            const auto attempt =
+                ConnectTo(AskingForPassword(plugin, server, one.tls, gives_key), server, one.keys);
+            EXPECT_EQ(attempt.got_password, one.sent) << plugin << ": " << one.name;
+            // Who can't read it may let everybody in.
+            if (one.sent) {
+                EXPECT_EQ(attempt.error.Number(), 0)
+                    << plugin << ": " << one.name << ": " << attempt.error.Description();
+            } else if (one.keys.empty()) {
+                EXPECT_TRUE(Has(attempt.error.Description(), "Add to the connection string"));
+            }
+        }
+    }
+}
+
+class MySqlTls : public MySqlTest {};
+
+TEST_F(MySqlTls, IsUsedWhereverAServerOffersItUnlessTheStringSaysOtherwise) {
+    const TestKeys keys;
+    const PrivateMariaDb server({.more_settings = {"--ssl-cert=" + keys.CertificateFile(),
+                                                   "--ssl-key=" + keys.PrivateKeyFile()}});
+    const struct {
+        std::string keys;
+        bool connects;
+        bool encrypted;
+    } cases[] = {
+        {"", true, true},
+        {"SSLMODE=DISABLED", true, false},
+        {"SSLMODE=REQUIRED", true, true},
+        {"FORCETLS=1", true, true},
+        {"SSLMODE=VERIFY_CA", false, true},  // nobody vouches for the certificate
+        {"SSLCA=" + keys.CertificateFile(), true, true},
+        {"TLSPEERFP=" + keys.Fingerprint(), true, true},
+        {"TLSPEERFP=" + std::string(40, 'A'), false, true},
+        {"SSLMODE=ALWAYS", false, true},
+    };
+    for (const auto& one : cases) {
+        std::string cipher;
+        const auto error = ErrorOf([&] {
+            const auto connection = ConnectBy(server.ConnectionText() + ";" + one.keys);
+            cipher = ReadColumn(*connection, "show session status like 'Ssl_cipher'", 1)[0];
+        });
+        EXPECT_EQ(error.Number() == 0, one.connects) << one.keys << ": " << error.Description();
+        if (one.connects) {
+            EXPECT_EQ(cipher != "T ", one.encrypted) << one.keys;
+        }
+    }
 }
 
 }  // namespace

@@ -36,8 +36,7 @@ protected:
     }
 
     static PrivateMariaDb& Server() {
-        static PrivateMariaDb server(
-            {.general_log = true, .max_allowed_packet = std::uint64_t{64} << 20});
+        static PrivateMariaDb server({.max_allowed_packet = std::uint64_t{64} << 20});
         return server;
     }
 

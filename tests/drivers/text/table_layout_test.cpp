@@ -1,11 +1,23 @@
+// What a file's header, its values and Schema.ini say of its columns, and the forms of its numbers.
+
 #include "drivers/text/table_layout.h"
 
+#include "data/value_text.h"
+#include "drivers/text/number_form.h"
+#include "drivers/text/table_format.h"
 #include "drivers/text/text_folder.h"
+#include "drivers/text/type_guess.h"
+#include "text_format/schema_ini.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
+#include <random>
+#include <ranges>
+#include <string>
+#include <string_view>
 
 namespace vantry::text {
 namespace {
@@ -136,6 +148,228 @@ TEST(LayoutCache, ForgetsAFileThatHasChanged) {
     const auto second = find();
     EXPECT_EQ(second->columns[0].type, ColumnType::Text);
     EXPECT_NE(find(), second);  // too young to be told from its next version
+}
+
+TEST(CutToCanonical, LeavesWhatADoubleWouldBeWrittenAs) {
+    // Text, what is left of it; empty: not cut.
+    constexpr std::pair<std::string_view, std::string_view> kCases[] = {
+        {"12.50", "12.5"},
+        {"-0.00", "0"},
+        {"9999999999999990", ""},
+        {"1.00000000000000000000", "1"},
+        {"123456789.1234567", ""},
+        {"007", ""},
+        {".5", ""},
+        {"1e5", ""},
+        {"", ""},
+    };
+    for (const auto& [given, canonical] : kCases) {
+        std::string_view text = given;
+        EXPECT_EQ(CutToCanonical(text), !canonical.empty()) << given;
+        EXPECT_EQ(text, canonical.empty() ? given : canonical);
+    }
+}
+
+// Whatever is cut must be what the value is written as by everyone else.
+TEST(CutToCanonical, AgreesWithTheTextFormOfDoubles) {
+    std::mt19937 random(3);
+    for (int round = 0; round < 20000; ++round) {
+        std::string number = random() % 2 == 0 ? "-" : "";
+        const auto whole = static_cast<int>(random() % 10);
+        for (int k = 0; k <= whole; ++k) {
+            number += static_cast<char>('0' + random() % (k == 0 ? 10 : 3));
+        }
+        number += '.';
+        for (auto k = random() % 9; k > 0; --k) {
+            number += random() % 3 == 0 ? static_cast<char>('0' + random() % 10) : '0';
+        }
+        std::string_view cut = number;
+        if (CutToCanonical(cut)) {
+            std::string written;
+            AppendDouble(*ParseDouble(number.ends_with('.') ? number + "0" : number), written);
+            EXPECT_EQ(cut, written == "-0" ? "0" : written) << number;
+        }
+    }
+}
+
+TEST(TypeOfValue, KeepsAsTextWhatANumberCouldNotGiveBack) {
+    constexpr std::pair<ColumnType, std::string_view> kCases[] = {
+        // a bar between two texts
+        {ColumnType::Long, "7| 7 |0|-2147483648"},
+        {ColumnType::Double, "2147483648|999999999999999|1.5|.5|1.|1.5E-3|1E+5|1e-5|-1E5|1.E5"},
+        {ColumnType::Text, "1000000000000000|007|-007|+49|00.5|1E999|1E-999|1e|&H1F|NaN|Infinity"},
+        {ColumnType::Text, "1E5|12e34|0E0|1-2-03|01/02/03|1.2.03|31-12-99"},
+        {ColumnType::Text, "1,234|$1,23|$0.12345|$|$$5|2024-02-30|1.2.3|10.0.0.1|May 5|True"},
+        {ColumnType::Currency, "$1,234.50|($5)|-$5|5 $"},
+        {ColumnType::DateTime, "2024-01-31|2024-01-31 23:59:59|31-Jan-2024|12:30"},
+    };
+    SetLocalDateForm({});
+    for (const auto& [type, texts] : kCases) {
+        for (const auto part : std::views::split(texts, '|')) {
+            const std::string_view text(part.begin(), part.end());
+            EXPECT_EQ(TypeOfValue(text, {}), type) << text;
+        }
+    }
+    EXPECT_EQ(TypeOfValue(std::string(255, 'x'), {}), ColumnType::Text);
+    EXPECT_EQ(TypeOfValue(std::string(256, 'x'), {}), ColumnType::Memo);
+    ValueForms comma;
+    comma.numbers.decimal_symbol = ",";
+    EXPECT_EQ(TypeOfValue("1,5", comma), ColumnType::Double);
+    EXPECT_EQ(TypeOfValue("1.5", comma), ColumnType::Text);
+}
+
+TEST(TypeGuess, WidensOverAllValues) {
+    const std::string long_text(300, 'x');
+    const std::pair<std::vector<std::string_view>, ColumnType> cases[] = {
+        {{" ", ""}, ColumnType::Text},
+        {{"1", " ", "2.5"}, ColumnType::Double},
+        {{"2.5", "007"}, ColumnType::Text},
+        {{"1", "$2"}, ColumnType::Currency},
+        {{"1", "$2", "2.5"}, ColumnType::Double},
+        {{"2024-01-31", "5"}, ColumnType::Text},
+        {{"5", "2.50", "1234567890123456"}, ColumnType::Text},
+        {{"short", long_text, "short"}, ColumnType::Memo},
+    };
+    for (const auto& [values, type] : cases) {
+        TypeGuess guess;
+        for (const auto value : values) {
+            guess.Add(value, {});
+        }
+        EXPECT_EQ(guess.Type(), type);
+    }
+}
+
+TEST(SchemaIni, FollowsTheRulesOfPrivateProfiles) {
+    const SchemaIni schema = SchemaIni::Parse(
+        "Format=TabDelimited\n; comment\r\n  [ Orders.csv ]  \r\nno equals sign\r\n"
+        " Format =\tDelimited(;) \r\nformat=TabDelimited\r\n;MaxScanRows=3\r\n"
+        "TextDelimiter=\"'\"\nQuoted='a b'\rHalf=\"\r\nEmpty=\"\"\r\n\r\n"
+        "[a]b.csv]\r\nk==1\r\n[orders.csv]\r\nMaxScanRows=0\r\n"
+        "[ Blank.csv]\r\nk=0\r\n[ blank.csv]\r\nk=1\r\n");
+    const SchemaSection* const orders = schema.Find("ORDERS.CSV");
+    ASSERT_NE(orders, nullptr);
+    EXPECT_EQ(orders->Get("FORMAT"), "Delimited(;)");
+    EXPECT_EQ(orders->Get("MaxScanRows"), std::nullopt);  // neither a comment's nor the other's
+    EXPECT_EQ(orders->Get("TextDelimiter"), "'");
+    EXPECT_EQ(orders->Get("Quoted"), "a b");
+    EXPECT_EQ(orders->Get("Half"), "\"");
+    EXPECT_EQ(orders->Get("Empty"), "");
+    EXPECT_EQ(schema.Find("a]b.csv")->Get("k"), "=1");
+    EXPECT_EQ(schema.Find(" BLANK.csv")->Get("k"), "0");  // the file's own name has a blank
+    EXPECT_EQ(schema.Find("other.csv"), nullptr);
+}
+
+TEST(SchemaIni, IsReadInItsOwnCharacterSet) {
+    using namespace std::string_literals;
+    for (const std::string& bytes : {"[\xC3\xA4.csv]\nk=v"s,
+                                     "\xEF\xBB\xBF[\xC3\xA4.csv]\nk=v"s,
+                                     "\xFF\xFE[\0\xE4\0.\0c\0s\0v\0]\0\n\0k\0=\0v\0"s,
+                                     "[\xE4.csv]\nk=v"s}) {  // the Windows page of the locale
+        const test::TextFolder folder;
+        folder.Schema(bytes);
+        const SchemaIni schema = SchemaIni::Load(folder.Dir().Path().string());
+        const SchemaSection* const section = schema.Find("\xC3\x84.csv");
+        ASSERT_NE(section, nullptr) << bytes;
+        EXPECT_EQ(section->Get("k"), "v");
+    }
+}
+
+TableFormat FormatOf(const std::string& lines, const std::string& properties = "text") {
+    TableFormat format = FormatOfConnection(ConnectionString::Parse(
+        "Provider=Microsoft.Jet.OLEDB.4.0;Extended Properties=\"" + properties + "\";\""));
+    const SchemaIni schema = SchemaIni::Parse("[f]\n" + lines);
+    ApplySection(schema.Find("f"), format);
+    return format;
+}
+
+TEST(TableFormat, DelimiterAndQualifierComeFromManySpellings) {
+    // Lines of the section, of the connection, delimiter, qualifier.
+    const std::array<std::string, 4> cases[] = {
+        {"", "text", ",", "\""},
+        {"", "text;HDR=Yes;FMT=Delimited(;)", ";", "\""},
+        {"Format=CSVDelimited", "text;FMT=TabDelimited", ",", "\""},
+        {"Format=tabdelimited", "text", "\t", "\""},
+        {"Format=Delimited())", "text", ")", "\""},
+        {"Format=Delimited(||)", "text", "|", "\""},
+        {"Format=Delimited(\xC2\xA7)", "text", "\xC2\xA7", "\""},
+        {"TextDelimiter='", "text", ",", "'"},
+        {"TextDelimiter=none", "text", ",", ""},
+        {"TextDelimiter=\"\"", "text", ",", ""},
+        {"TextDelimiter=ab", "text", ",", "a"},
+        {"TextDelimeter='", "text", ",", "'"},
+        {"Format=Delimited(')\nTextDelimiter='", "text", "'", ""},
+    };
+    for (const auto& [lines, properties, delimiter, qualifier] : cases) {
+        const TableFormat format = FormatOf(lines, properties);
+        EXPECT_EQ(format.delimiter, delimiter) << lines << properties;
+        EXPECT_EQ(format.qualifier, qualifier) << lines << properties;
+    }
+}
+
+TEST(TableFormat, KeysOverrideTheConnectionAndBadValuesCountAsMissing) {
+    EXPECT_FALSE(FormatOf("", "text;HDR=No").has_header);
+    EXPECT_TRUE(FormatOf("ColNameHeader=on", "text;HDR=No").has_header);
+    EXPECT_FALSE(FormatOf("ColNameHeader=maybe", "text;HDR=No").has_header);
+    EXPECT_EQ(FormatOf("MaxScanRows=-3").max_scan_rows, 25);
+    EXPECT_EQ(FormatOf("MaxScanRows=99999999999").max_scan_rows, 25);
+    EXPECT_EQ(FormatOf("CharacterSet=1252", "text;CharacterSet=65001").character_set, "1252");
+    EXPECT_EQ(FormatOf("Format=FixedLength\nFixedFormat=TrueFixedLength").layout,
+              SplitRules::Layout::TrueFixedLength);
+    EXPECT_EQ(FormatOf("FixedFormat=TrueFixedLength").layout, SplitRules::Layout::Delimited);
+    EXPECT_EQ(FormatOf("", "text;FMT=Fixed").layout, SplitRules::Layout::RaggedEdge);
+}
+
+std::string ShowColumn(const DeclaredColumn& column) {
+    std::string shown = column.name + ":" + std::string(TypeWord(column.type));
+    shown += column.width > 0 ? " w" + std::to_string(column.width) : "";
+    shown += column.type == ColumnType::Decimal
+                 ? " p" + std::to_string(column.precision) + " s" + std::to_string(column.scale)
+                 : "";
+    shown += column.picture ? " " + column.picture->Text() : "";
+    return shown;
+}
+
+TEST(TableFormat, ColumnLinesHaveNameTypeAndWidth) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"id Long", "id:Long"},
+        {"\"Customer name\" Text Width 30", "Customer name:Text w30"},
+        {"\"id Long\"", "id:Long"},
+        {"a\tCHAR\tWIDTH 7", "a:Text w7"},
+        {"a", "a:Text"},
+        {"a Decimal Precision 10 Scale 2", "a:Decimal p10 s2"},
+        {"a Date dd/mm/yyyy hh:nn", "a:DateTime dd/mm/yyyy hh:nn"},
+        {"a Text Width x", "a:Text"},
+    };
+    for (const auto& [line, column] : cases) {
+        const TableFormat format = FormatOf("Col1=" + line);
+        ASSERT_EQ(format.columns.size(), 1U) << line;
+        EXPECT_EQ(ShowColumn(format.columns[0]), column) << line;
+    }
+    EXPECT_EQ(FormatOf("Col1=a Long\nCol3=c Long\nCol2=b Long\nCol5=e Long").columns.size(), 3U);
+}
+
+TEST(DatePicture, ReadsItsOwnFormOnly) {
+    // Picture, text, date; empty: none.
+    constexpr std::array<std::string_view, 3> kCases[] = {
+        {"dd/mm/yyyy", "05/12/2024", "2024-12-05 00:00:00"},
+        {"dd/mm/yyyy", "31/02/2024", ""},
+        {"dd/mm/yyyy", "05/12/2024 ", ""},
+        {"DD.MM.YY hh:mm", "05.12.29 7:05", "2029-12-05 07:05:00"},
+        {"yyyymmddhhnnss", "20240131235958", "2024-01-31 23:59:58"},
+        {"mmm d, yyyy", "feb 3, 2024", "2024-02-03 00:00:00"},
+        {"dddd, d mmmm yyyy", "Saturday, 3 February 2024", "2024-02-03 00:00:00"},
+        {"yyyy-mm-dd h:nn AM/PM", "2024-01-31 12:05 am", "2024-01-31 00:05:00"},
+        {"yyyy-mm-dd h:nn AM/PM", "2024-01-31 13:05 pm", ""},
+        {"hh:nn", "24:00", ""},
+    };
+    for (const auto& [picture, text, expected] : kCases) {
+        const auto date = DatePicture(picture).Parse(text);
+        std::string shown;
+        if (date) {
+            AppendIsoDateTime(*date, shown);
+        }
+        EXPECT_EQ(shown, expected) << picture << " " << text;
+    }
 }
 
 }  // namespace

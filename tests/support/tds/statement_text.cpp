@@ -1,7 +1,6 @@
 // A statement is cut into tokens and put together again; what isn't told here stays as it was.
-// Values of an INSERT are wrapped in a call, in_column('type', value), which
-// converts or refuses as the server would. Decimals are declared under names that SQLite takes for
-// texts, or it would make floating numbers of them.
+// Decimals are declared under names that SQLite takes for texts, or it would make floating numbers
+// of them.
 
 #include "support/tds/statement_text.h"
 
@@ -78,22 +77,12 @@ std::string Joined(const std::vector<Token>& tokens) {
     return text;
 }
 
-// A name of one to three parts (database, schema, table); `at` moves behind it.
-struct TableName {
-    std::string schema;
-    std::string table;
-};
-TableName TakeName(const std::vector<Token>& tokens, std::size_t& at) {
-    std::vector<std::string> parts;
-    for (bool more = true; more && at < tokens.size();) {
-        parts.push_back(Unquoted(tokens[at++].text));
-        more = at < tokens.size() && tokens[at].Is(".");
-        at += more ? 1 : 0;
+// Behind a name of one to three parts (database, schema, table) at `at`.
+std::size_t BehindName(const std::vector<Token>& tokens, std::size_t at) {
+    while (at + 1 < tokens.size() && tokens[at + 1].Is(".")) {
+        at += 2;
     }
-    TableName name;
-    name.table = parts.empty() ? "" : parts.back();
-    name.schema = parts.size() > 1 ? parts[parts.size() - 2] : "";
-    return name;
+    return at + 1;
 }
 
 // The place of the sign that ends what begins at `at`: a comma, or a closing bracket.
@@ -109,8 +98,7 @@ std::size_t EndOfPart(const std::vector<Token>& tokens, std::size_t at) {
 
 // CREATE TABLE name ( column type [rest], ... )
 void DeclareTypes(std::vector<Token>& tokens) {
-    std::size_t at = 2;
-    TakeName(tokens, at);
+    std::size_t at = BehindName(tokens, 2);
     for (int number = 1; at + 2 < tokens.size() && !tokens[at].Is(")"); ++number) {
         auto& word = tokens[at + 2];
         std::string declared = Unquoted(word.text);
@@ -143,66 +131,23 @@ void DeclareTypes(std::vector<Token>& tokens) {
     }
 }
 
-std::string Literal(std::string_view text) {
-    std::string literal = "'";
-    for (const char c : text) {
-        literal.append(c == '\'' ? 2 : 1, c);
-    }
-    return literal + "'";
+bool IsNumber(const Token& token) {
+    return token.text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 // A number with a point is exact, and SQLite would make a floating one of it: the same with the
-// sign of an exact one before it (store.cpp). Empty for everything else.
-std::string AsDecimal(const std::vector<Token>& tokens, std::size_t from, std::size_t end) {
-    std::string digits;
-    for (; from < end; ++from) {
-        digits += tokens[from].text;
-    }
-    return digits.find('.') != std::string::npos &&
-                   digits.find_first_not_of("-0123456789.") == std::string::npos
-               ? "(char(1)||'" + digits + "')"
-               : std::string();
-}
-
-// INSERT [INTO] name [(columns)] VALUES (values) [, (values)]
-void WrapValues(std::vector<Token>& tokens,
-                const TypeOfColumn& type_of,
-                const ColumnsOfTable& columns_of) {
-    std::size_t at = 1;
-    at += tokens[at].Is("into") ? 1 : 0;
-    const auto name = TakeName(tokens, at);
-    std::vector<std::string> columns;
-    if (at < tokens.size() && tokens[at].Is("(")) {
-        while (at < tokens.size() && !tokens[at].Is(")")) {
-            columns.push_back(Unquoted(tokens[at + 1].text));
-            at = EndOfPart(tokens, at + 1);
-        }
-        ++at;
-    } else {
-        columns = columns_of(name.schema, name.table);
-    }
-    if (at >= tokens.size() || !tokens[at].Is("values")) {
-        return;
-    }
-    for (++at; at < tokens.size() && tokens[at].Is("("); ++at) {
-        for (std::size_t k = 0; at < tokens.size() && !tokens[at].Is(")"); ++k) {
-            const auto end = EndOfPart(tokens, at + 1);
-            const auto type =
-                k < columns.size() ? type_of(name.schema, name.table, columns[k]) : std::string();
-            if (!type.empty() && end < tokens.size()) {
-                const auto digits = AsDecimal(tokens, at + 1, end);
-                auto& first = tokens[at + 1].text;
-                first = "in_column(" + Literal(type) + "," + (digits.empty() ? first : digits);
-                for (auto rest = at + 2; !digits.empty() && rest < end; ++rest) {
-                    tokens[rest].text.clear();
-                }
-                tokens[end].before += ")";
+// sign of an exact one before it (store.cpp).
+void MarkDecimals(std::vector<Token>& tokens) {
+    for (std::size_t at = 1; at + 1 < tokens.size(); ++at) {
+        if (tokens[at].Is(".") && IsNumber(tokens[at - 1]) && IsNumber(tokens[at + 1])) {
+            const bool negative = at > 1 && tokens[at - 2].Is("-");
+            const auto digits = tokens[at - 1].text + "." + tokens[at + 1].text;
+            tokens[at].text = "(char(1)||'" + std::string(negative ? "-" : "") + digits + "')";
+            tokens[at - 1].text.clear();
+            tokens[at + 1].text.clear();
+            if (negative) {
+                tokens[at - 2].text.clear();
             }
-            at = end;
-        }
-        ++at;
-        if (at >= tokens.size() || !tokens[at].Is(",")) {
-            break;
         }
     }
 }
@@ -243,14 +188,12 @@ std::vector<std::string> SplitBatch(std::string_view batch) {
     return statements;
 }
 
-std::string ForSqlite(std::string_view sql,
-                      const TypeOfColumn& type_of,
-                      const ColumnsOfTable& columns_of) {
+std::string ForSqlite(std::string_view sql) {
     auto tokens = TokensOf(sql);
     if (tokens.size() > 4 && tokens[0].Is("create") && tokens[1].Is("table")) {
         DeclareTypes(tokens);
-    } else if (tokens.size() > 4 && tokens[0].Is("insert")) {
-        WrapValues(tokens, type_of, columns_of);
+    } else if (!tokens.empty() && tokens[0].Is("insert")) {
+        MarkDecimals(tokens);
     }
     return Joined(tokens);
 }

@@ -1,5 +1,6 @@
 // SQLite does the work; types stay in its declarations, and every value of an INSERT passes
-// InColumn on its way in. Text that stands for something else, a decimal or a moment given as a
+// InColumn, in a trigger that each table gets with its creation: it converts or refuses as the
+// server would. Text that stands for something else, a decimal or a moment given as a
 // parameter, carries a sign before it that no statement's text has. Easy to get wrong: the system
 // tables have to be made anew for each statement that reads them, and views don't tell the types of
 // expressions.
@@ -11,6 +12,8 @@
 #include "support/tds/statement_text.h"
 
 #include <sqlite3.h>
+
+#include <regex>
 
 namespace vantry::test::tds {
 namespace {
@@ -159,49 +162,39 @@ Value Fetched(const Type& type, sqlite3_value* value) {
     return Value(cell);
 }
 
-std::string Behind(std::string_view text, std::string_view words) {
-    const auto at = text.find(words);
-    return at == std::string_view::npos ? "" : std::string(text.substr(at + words.size()));
-}
-
 // SQLite tells errors in words; the server's numbers and texts are made of them.
-ServerError ServersError(std::string_view database,
+ServerError ServersError(const std::string& database,
                          std::string_view sql,
                          const std::string& words) {
     if (words.starts_with(kErrorSign)) {
         const auto blank = words.find(' ');
         return {std::stoi(words.substr(1, blank)), words.substr(blank + 1)};
     }
-    if (const auto name = Behind(words, "no such table: "); !name.empty()) {
-        return FirstWord(sql) == "DROP"
-                   ? ServerError(3701,
-                                 "Cannot drop the table '" + name +
-                                     "', because it does not exist or you do not have permission.",
-                                 11)
-                   : ServerError(208, "Invalid object name '" + name + "'.");
-    }
-    if (words.starts_with("table ") && words.ends_with(" already exists")) {
-        const auto name = words.substr(6, words.size() - 6 - 15);
-        return {2714, "There is already an object named '" + Unquoted(name) + "' in the database."};
-    }
-    // "t.c" or "t.a, t.b"
-    if (const auto names = Behind(words, "UNIQUE constraint failed: "); !names.empty()) {
-        const auto table = names.substr(0, names.find('.'));
-        return {2627,
-                "Violation of PRIMARY KEY constraint 'PK_" + table +
-                    "'. Cannot insert duplicate key in object 'dbo." + table + "'.",
-                14};
-    }
-    if (const auto name = Behind(words, "NOT NULL constraint failed: "); !name.empty()) {
-        const auto dot = name.find('.');
-        return {515,
-                "Cannot insert the value NULL into column '" + name.substr(dot + 1) + "', table '" +
-                    std::string(database) + ".dbo." + name.substr(0, dot) +
-                    "'; column does not allow nulls. INSERT fails."};
-    }
-    if (words.starts_with("near \"")) {
-        const auto end = words.find('"', 6);
-        return {102, "Incorrect syntax near '" + words.substr(6, end - 6) + "'.", 15};
+    const std::pair<const char*, ServerError> told[] = {
+        {"no such table: (.*)",
+         FirstWord(sql) == "DROP"
+             ? ServerError(3701,
+                           "Cannot drop the table '$1', because it does not exist or you do not "
+                           "have permission.",
+                           11)
+             : ServerError(208, "Invalid object name '$1'.")},
+        {"table [\\[\"]?(.*?)[\\]\"]? already exists",
+         {2714, "There is already an object named '$1' in the database."}},
+        // "t.c" or "t.a, t.b"
+        {"UNIQUE constraint failed: ([^.]*)[.].*",
+         {2627,
+          "Violation of PRIMARY KEY constraint 'PK_$1'. Cannot insert duplicate key in object "
+          "'dbo.$1'.",
+          14}},
+        {"NOT NULL constraint failed: ([^.]*)[.](.*)",
+         {515,
+          "Cannot insert the value NULL into column '$2', table '" + database +
+              ".dbo.$1'; column does not allow nulls. INSERT fails."}},
+        {"near \"(.*?)\".*", {102, "Incorrect syntax near '$1'.", 15}}};
+    for (const auto& [pattern, error] : told) {
+        if (std::smatch found; std::regex_match(words, found, std::regex(pattern))) {
+            return {error.number, found.format(error.what()), error.severity};
+        }
     }
     return {50000, words};
 }
@@ -286,36 +279,34 @@ void Store::FillSystemTables(Database& database) {
     Plain(database, sql);
 }
 
+// A row version is the server's own, and stays.
+void Store::ConvertInNewTables(Database& database) {
+    std::string triggers;
+    for (const auto& schema : database.schemas) {
+        const auto of = "[" + schema + "]";
+        const auto question =
+            "select 'create trigger if not exists " + of +
+            ".[in_'||m.name||'] after insert on ['||m.name||'] begin update ['||m.name||'] set '||"
+            "group_concat('['||c.name||']=in_column('||quote(c.type)||',new.['||c.name||'])')||"
+            "' where rowid=new.rowid; end;' from " +
+            of +
+            ".sqlite_master m, "
+            "pragma_table_info(m.name,'" +
+            schema +
+            "') c where m.type='table' and "
+            "c.type<>'timestamp' group by m.name";
+        const auto append = [](void* text, int, char** values, char**) {
+            *static_cast<std::string*>(text) += values[0];
+            return 0;
+        };
+        sqlite3_exec(database.handle.get(), question.c_str(), append, &triggers, nullptr);
+    }
+    Plain(database, triggers);
+}
+
 Store::Prepared Store::Prepare(Database& database, std::string_view sql) {
     auto* handle = database.handle.get();
-    const auto schema_or_any = [](const std::string& schema) {
-        return schema.empty() ? nullptr : schema.c_str();
-    };
-    const auto type_of = [&](const auto& schema, const auto& table, const auto& column) {
-        const char* declared = nullptr;
-        sqlite3_table_column_metadata(handle,
-                                      schema_or_any(schema),
-                                      table.c_str(),
-                                      column.c_str(),
-                                      &declared,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr,
-                                      nullptr);
-        return std::string(declared == nullptr ? "" : declared);
-    };
-    const auto columns_of = [&](const auto&, const auto& table) {
-        std::vector<std::string> columns;
-        sqlite3_stmt* raw = nullptr;
-        const auto question = "select name from pragma_table_info('" + table + "')";
-        sqlite3_prepare_v2(handle, question.c_str(), -1, &raw, nullptr);
-        const Prepared names(raw);
-        while (sqlite3_step(raw) == SQLITE_ROW) {
-            columns.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(raw, 0)));
-        }
-        return columns;
-    };
-    const auto sent = ForSqlite(sql, type_of, columns_of);
+    const auto sent = ForSqlite(sql);
     sqlite3_stmt* raw = nullptr;
     if (sqlite3_prepare_v2(handle, sent.c_str(), static_cast<int>(sent.size()), &raw, nullptr) !=
         SQLITE_OK) {
@@ -371,7 +362,10 @@ Result Store::Run(std::string_view name, std::string_view sql, std::span<const V
         }
     }
     if (state != SQLITE_DONE) {
-        throw ServersError(name, sql, sqlite3_errmsg(handle));
+        throw ServersError(std::string(name), sql, sqlite3_errmsg(handle));
+    }
+    if (FirstWord(sql) == "CREATE") {
+        ConvertInNewTables(database);
     }
     result.affected =
         columns > 0 ? static_cast<std::int64_t>(result.rows.size()) : sqlite3_changes64(handle);

@@ -63,6 +63,7 @@ private:
     Database& Find(std::string_view name);
     void Plain(Database& database, const std::string& sql);
     void FillSystemTables(Database& database);
+    void ConvertInNewTables(Database& database);
     Prepared Prepare(Database& database, std::string_view sql);
 
     mutable std::mutex mutex_;

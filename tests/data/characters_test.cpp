@@ -1,17 +1,179 @@
-#include "data/code_page.h"
+// Characters: UTF-8 and UTF-16, letter case and order, code pages.
 
+#include "data/code_page.h"
 #include "data/data_error.h"
+#include "data/letter_case.h"
+#include "data/letter_order.h"
 #include "data/utf.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <map>
+#include <random>
+#include <ranges>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace vantry {
 namespace {
+
+using namespace std::string_literals;
+
+// Every length and every place around the eight-byte blocks.
+TEST(Utf, AsciiIsToldFromTheRestAtEveryPlace) {
+    for (std::size_t size = 0; size < 70; ++size) {
+        std::string text(size, 'a');
+        EXPECT_TRUE(IsAscii(text));
+        for (std::size_t at = 0; at < size; ++at) {
+            text[at] = '\x80';
+            EXPECT_FALSE(IsAscii(text)) << size << " " << at;
+            EXPECT_FALSE(IsValidUtf8(text)) << size << " " << at;
+            text[at] = 'a';
+        }
+    }
+}
+
+struct UtfCase {
+    std::string text;
+    std::u16string units;
+    bool valid;
+};
+
+TEST(Utf, IllFormedTextBecomesReplacementCharacters) {
+    const std::vector<UtfCase> cases = {
+        {"", u"", true},
+        {"a\0b"s, u"a\0b"s, true},
+        {"\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", u"\u0080\u07FF\u0800\uFFFF", true},
+        {"\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", u"\xD800\xDC00\xDBFF\xDFFF", true},
+        {"\xED\x9F\xBF\xEE\x80\x80", u"\uD7FF\uE000", true},
+        // Overlong, surrogates, above the last plane, stray and missing continuations.
+        {"\xC0\x80", u"\uFFFD\uFFFD", false},
+        {"\xE0\x9F\xBF", u"\uFFFD\uFFFD\uFFFD", false},
+        {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD", false},
+        {"\xF0\x8F\xBF\xBF", u"\uFFFD\uFFFD\uFFFD\uFFFD", false},
+        {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD", false},
+        {"\xF5x\xFFy", u"\uFFFDx\uFFFDy", false},
+        {"a\xE2\x82", u"a\uFFFD\uFFFD", false},
+        {"\xE2\x82z\xBF", u"\uFFFD\uFFFDz\uFFFD", false},
+    };
+    for (const auto& expected : cases) {
+        EXPECT_EQ(Utf16FromUtf8(expected.text), expected.units) << expected.text;
+        EXPECT_EQ(IsValidUtf8(expected.text), expected.valid) << expected.text;
+        EXPECT_EQ(CountUtf16Units(expected.text), expected.units.size()) << expected.text;
+        if (expected.valid) {
+            EXPECT_EQ(Utf8FromUtf16(expected.units), expected.text);
+        }
+    }
+    EXPECT_EQ(Utf8FromUtf16(u"a\xD800z\xDC00"), "a\uFFFDz\uFFFD");
+    EXPECT_EQ(Utf8FromUtf16(u"\xD83D"), "\uFFFD");
+}
+
+std::string RandomText(std::mt19937& random, std::size_t length) {
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i) {
+        constexpr std::array<char32_t, 5> kTops = {0x7F, 0x7FF, 0xFFFF, 0x10FFFF, 0x7F};
+        const auto c = static_cast<char32_t>(random() % (kTops[random() % kTops.size()] + 1));
+        AppendUtf8(c >= 0xD800 && c <= 0xDFFF ? U'x' : c, text);
+    }
+    return text;
+}
+
+TEST(Utf, RandomTextsComeBackAndPrefixesNeverSplitACharacter) {
+    std::mt19937 random(7);  // NOLINT(cert-msc51-cpp): the same texts at each run
+    for (std::size_t round = 0; round < 300; ++round) {
+        const std::size_t length = round < 295 ? random() % 40 : 700 * (round - 294);
+        const std::string text = RandomText(random, length);
+        const std::u16string units = Utf16FromUtf8(text);
+        ASSERT_EQ(Utf8FromUtf16(units), text);
+        ASSERT_TRUE(IsValidUtf8(text));
+        ASSERT_EQ(CountCodePoints(text), length);
+        const std::size_t most = random() % (units.size() + 2);
+        const auto prefix = PrefixOfUtf16Units(text, most);
+        ASSERT_TRUE(IsValidUtf8(prefix));
+        const std::size_t taken = CountUtf16Units(prefix);
+        ASSERT_LE(taken, most);
+        ASSERT_TRUE(taken == units.size() || taken + 1 >= most);
+    }
+}
+
+using namespace std::string_view_literals;
+
+struct CaseOf {
+    std::string text;
+    std::string upper;
+    std::string lower;
+};
+
+// No character may become two, and none may go with the locale (Turkish would make "İ" of "i").
+TEST(LetterCase, ChangesEachCharacterByItself) {
+    for (const auto& expected :
+         std::vector<CaseOf>{{"Straße", "STRAßE", "straße"},
+                             {"iI\u0131\u0130", "III\u0130", "ii\u0131i"},
+                             {"Ǆ ǅ ǆ", "Ǆ Ǆ Ǆ", "ǆ ǆ ǆ"},
+                             {"Σίσυφος", "ΣΊΣΥΦΟΣ", "σίσυφος"},
+                             {"Ёж\U00010400", "ЁЖ\U00010400", "ёж\U00010428"},
+                             {"a\xFF@[`{", "A\uFFFD@[`{", "a\uFFFD@[`{"}}) {
+        EXPECT_EQ(UpperCased(expected.text), expected.upper);
+        EXPECT_EQ(LowerCased(expected.text), expected.lower);
+    }
+    EXPECT_TRUE(SameName("  Größe", "GRÖßE "));
+    EXPECT_FALSE(SameName("Größe", "Grösse"));
+    EXPECT_FALSE(SameName("a\tb", "a b"));
+}
+
+// All letter cases of a letter, and no other letter, fold to one.
+TEST(LetterCase, FoldsWhatDiffersInCaseAlone) {
+    for (const std::u32string_view same :
+         {U"Aa", U"Σσς", U"Ёё", U"Ǆǅǆ", U"ſsS", U"\u212Akk", U"µμ"}) {
+        for (const char32_t c : same) {
+            EXPECT_EQ(FoldedCase(c), FoldedCase(same[0])) << static_cast<unsigned>(c);
+        }
+    }
+    EXPECT_NE(FoldedCase(U'\u0131'), FoldedCase(U'i'));
+    EXPECT_NE(FoldedCase(U'@'), FoldedCase(U'`'));
+    EXPECT_NE(FoldedCase(U'é'), FoldedCase(U'e'));
+}
+
+// Each line ascends, or stands at one place; the blocks are those in which accents had been taken
+// for letters behind z.
+TEST(LetterOrder, FollowsTheAlphabetInEveryScript) {
+    for (const auto ascending : std::views::split(
+             U" -09_a;anŋoz{;iıj;zþ|;αβγω;абвеиклэюя;אבג;ա\u0562;a€;€中;zαаא中한\U0001F600"sv,
+             U';')) {
+        for (std::size_t k = 1; k < ascending.size(); ++k) {
+            EXPECT_LT(LetterPlace(ascending[k - 1]), LetterPlace(ascending[k]))
+                << static_cast<unsigned>(ascending[k]);
+        }
+    }
+    for (const auto one_place :
+         std::views::split(U"aáãåāąạầæª;eéęệ;oøőờœ;dđð;lł;zžź;2²;αά;её;かが;f\uFB01"sv, U';')) {
+        for (const char32_t c : one_place) {
+            EXPECT_EQ(LetterPlace(c), LetterPlace(one_place[0])) << static_cast<unsigned>(c);
+        }
+    }
+}
+
+TEST(Ascii, LettersStayApartFromTheirNeighbours) {
+    EXPECT_TRUE(EqualsNoCase("AZaz09", "azAZ09"));
+    EXPECT_FALSE(EqualsNoCase("@[", "`{"));
+    EXPECT_FALSE(EqualsNoCase("\xC4", "\xE4"));
+    EXPECT_TRUE(ContainsNoCase("xxFoxPro", "foxpro"));
+    EXPECT_TRUE(ContainsNoCase("", ""));
+    EXPECT_FALSE(StartsWithNoCase("ab", "abc"));
+    EXPECT_TRUE(EndsWithNoCase("orders.DBF", ".dbf"));
+    EXPECT_FALSE(EndsWithNoCase("bf", ".dbf"));
+    const std::string hex = "0123456789abcdefABCDEF";
+    for (int c = 0; c < 128; ++c) {
+        const auto at = hex.find(static_cast<char>(c));
+        const int value = at == std::string::npos ? -1 : static_cast<int>(at < 16 ? at : at - 6);
+        EXPECT_EQ(HexValue(static_cast<char>(c)), value) << c;
+    }
+    EXPECT_EQ(Trimmed(" \t a  "), "\t a");
+    EXPECT_EQ(TrimBlanks(" \t a \n "), "a \n");
+    EXPECT_EQ(TrimSpace(" \t\r\n"), "");
+}
 
 using namespace std::string_literals;
 
