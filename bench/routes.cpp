@@ -46,7 +46,6 @@ constexpr std::array kPackages = {
 constexpr std::int64_t kRowsPerStatement = 100;  // as a run sends them
 constexpr std::int64_t kRowsPerFilling = 1000;
 constexpr std::int64_t kMostRowsOneByOne = 10'000;
-constexpr std::string_view kIsoForm = "%Y-%m-%d %H:%M:%S";
 
 std::string ReadFile(const std::filesystem::path& path) {
     std::ostringstream text;
@@ -294,20 +293,10 @@ void Arena::CheckOurs() {
     }
 }
 
-std::vector<std::string> Arena::ExportWords(const std::filesystem::path& file) const {
-    return {"mdb-export",
-            "-T",
-            std::string(kIsoForm),
-            "-D",
-            std::string(kIsoForm),
-            file.string(),
-            std::string(kTableName)};
-}
-
 // Read by a program that we didn't write.
 void Arena::CheckAccess(const std::filesystem::path& file) const {
     const auto exported = places_.folder / "arrived.csv";
-    RunTimed({ExportWords(file), {}, exported, {}});
+    RunTimed({AccessExport(file), {}, exported, {}});
     CheckArrived(exported, rows_, {',', '"', true, true, "", false});
 }
 
@@ -353,121 +342,15 @@ bool Arena::PeerIsClient() const {
            (route_.name == "dbf-mysql" && rows_ > kMostRowsOneByOne);
 }
 
-Command Arena::PeerCommand() const {
-    const std::vector<std::string> client = {
-        "mariadb", "--defaults-file=" + ClientFile(), server_ ? server_->Database() : ""};
-    const std::string export_words =
-        "mdb-export -T '" + std::string(kIsoForm) + "' -D '" + std::string(kIsoForm) + "' ";
-    const std::string source = places_.SourceAccess().string() + " " + std::string(kTableName);
-    const std::string new_database = (places_.TargetFolder() / "orders.db").string();
-    if (PeerIsClient()) {
-        return {client, places_.SourceFolder() / "orders.sql", {}, {}};
+PeerNeeds Arena::NeedsOfPeer() const {
+    PeerNeeds needs{places_, ClientFile(), {}, {}, {}, 0};
+    if (server_) {
+        needs.database = server_->Database();
+        needs.user = server_->User();
+        needs.password = server_->Password();
+        needs.port = server_->Port();
     }
-    if (route_.name == "mysql-csv") {
-        auto words = client;
-        words.insert(words.end() - 1, {"-B", "--quick", "-e", "select * from orders"});
-        return {words, {}, places_.TargetCsv(), {}};
-    }
-    if (route_.name == "csv-access") {
-        return {{"sqlite3",
-                 new_database,
-                 ".mode csv",
-                 ".import " + places_.SourceCsv().string() + " " + std::string(kTableName)},
-                {},
-                {},
-                {}};
-    }
-    if (route_.name == "access-csv") {
-        return {ExportWords(places_.SourceAccess()), {}, places_.TargetCsv(), {}};
-    }
-    if (route_.name == "access-mysql") {
-        return {{"sh",
-                 "-c",
-                 export_words + "-I mysql -S 100 " + source +
-                     " | mariadb --defaults-file=" + ClientFile() + " " + server_->Database()},
-                {},
-                {},
-                {}};
-    }
-    if (route_.name == "access-access") {
-        // Nothing else writes Access files here: into the database file that anyone can write.
-        return {{"sh",
-                 "-c",
-                 export_words + source + " | sqlite3 " + new_database +
-                     " '.mode csv' '.import /dev/stdin orders'"},
-                {},
-                {},
-                {}};
-    }
-    const std::string target_dbf = places_.TargetDbf().string();
-    if (route_.name == "csv-dbf") {
-        return {{"ogr2ogr",
-                 "-f",
-                 "ESRI Shapefile",
-                 "-lco",
-                 "ENCODING=CP1252",
-                 target_dbf,
-                 places_.SourceCsv().string()},
-                {},
-                {},
-                {}};
-    }
-    if (route_.name == "dbf-csv") {
-        return {
-            {"ogr2ogr", "-f", "CSV", places_.TargetCsv().string(), places_.SourceDbf().string()},
-            {},
-            {},
-            {}};
-    }
-    if (route_.name == "access-dbf") {
-        return {{"sh",
-                 "-c",
-                 export_words + source + " | ogr2ogr -f 'ESRI Shapefile' -lco ENCODING=CP1252 " +
-                     target_dbf + " CSV:/vsistdin/"},
-                {},
-                {},
-                {}};
-    }
-    if (route_.name == "dbf-mysql") {
-        return {{"ogr2ogr",
-                 "-f",
-                 "MySQL",
-                 "-overwrite",
-                 "-select",
-                 std::string(kColumnNames),
-                 "-nln",
-                 std::string(kTableName),
-                 "MYSQL:" + server_->Database() + ",user=" + server_->User() +
-                     ",password=" + server_->Password() +
-                     ",host=127.0.0.1,port=" + std::to_string(server_->Port()),
-                 places_.SourceDbf().string()},
-                {},
-                {},
-                {}};
-    }
-    if (route_.name == "dbf-access") {
-        // Into the database file that anyone can write.
-        return {{"ogr2ogr",
-                 "-f",
-                 "SQLite",
-                 "-nln",
-                 std::string(kTableName),
-                 new_database,
-                 places_.SourceDbf().string()},
-                {},
-                {},
-                {}};
-    }
-    return {{"ogr2ogr",
-             "-f",
-             "CSV",
-             "-lco",
-             "SEPARATOR=TAB",
-             places_.TargetCsv().string(),
-             places_.SourceCsv().string()},
-            {},
-            {},
-            {}};
+    return needs;
 }
 
 // Only whether it did its work: its forms are its own.
@@ -511,7 +394,8 @@ Seconds Arena::RunFloor() {
 
 Seconds Arena::RunPeer() {
     EmptyTarget();
-    const Seconds seconds = RunTimed(PeerCommand());
+    const Seconds seconds =
+        RunTimed(PeerCommand(PeerIsClient() ? kFilledByClient : route_.name, NeedsOfPeer()));
     CheckPeer();
     return seconds;
 }

@@ -3,6 +3,7 @@
 
 #include "child_process.h"
 #include "orders_data.h"
+#include "peers.h"
 #include "route_session.h"
 #include "support/private_mariadb.h"
 #include "support/tcp_relay.h"
@@ -74,9 +75,8 @@ private:
     void CheckPeer() const;
     void CheckDbf(const std::filesystem::path& file) const;
     void CheckAccess(const std::filesystem::path& file) const;
-    std::vector<std::string> ExportWords(const std::filesystem::path& file) const;
     bool PeerIsClient() const;
-    Command PeerCommand() const;
+    PeerNeeds NeedsOfPeer() const;
     std::filesystem::path FetchTable() const;
     std::string ServerText() const;
     std::string ClientFile() const;

@@ -83,7 +83,9 @@ public:
             }
         };
     }
-    void FailAt(const std::string& operation, std::vector<int> numbers, const std::string& words) {
+    void FailAt(const std::string& operation,
+                const std::vector<int>& numbers,
+                const std::string& words) {
         before = [=](std::string_view name, int number) {
             if (name == operation &&
                 std::find(numbers.begin(), numbers.end(), number) != numbers.end()) {
@@ -224,9 +226,9 @@ private:
             return driver_.affected;
         }
         std::unique_ptr<Statement> Prepare(std::string_view sql,
-                                           std::span<const ParameterInfo> parameters) override {
+                                           std::span<const ParameterInfo> types) override {
             driver_.prepared.emplace_back(sql);
-            driver_.parameters.assign(parameters.begin(), parameters.end());
+            driver_.parameters.assign(types.begin(), types.end());
             driver_.Enter("Prepare");
             return std::make_unique<Taker>(driver_, "ExecutePrepared");
         }

@@ -52,7 +52,7 @@ inline std::string ValueInHex(const Cell& value) {
 // A database made anew in which the statements were executed: its connection string.
 inline std::string NewAccessDatabase(const std::filesystem::path& file,
                                      const std::vector<std::string>& statements = {}) {
-    const std::string text = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file.string();
+    std::string text = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file.string();
     std::filesystem::remove(file);
     Catalog().Create(text);
     for (const auto& sql : statements) {

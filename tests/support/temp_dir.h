@@ -44,7 +44,7 @@ public:
     const std::filesystem::path& Path() const { return path_; }
     std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
     std::filesystem::path Write(std::string_view name, std::string_view content) const {
-        const auto file = path_ / name;
+        auto file = path_ / name;
         std::ofstream(file, std::ios::binary) << content;
         return file;
     }
