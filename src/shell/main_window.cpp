@@ -9,6 +9,7 @@
 
 #include "shell/dialogs.h"
 #include "shell/help.h"
+#include "shell/page_body.h"
 #include "shell/page_set.h"
 #include "shell/qt_text.h"
 #include "shell/status_line.h"
@@ -24,7 +25,6 @@
 #include <QMdiSubWindow>
 #include <QMenuBar>
 #include <QScreen>
-#include <QScrollBar>
 #include <QStatusBar>
 #include <QVersionNumber>
 
@@ -54,13 +54,6 @@ std::function<void()>& ProgramEnd() {
 // The property of a page's window that holds where CenterPage put it. A window that stands
 // elsewhere was moved by the user, and is left there.
 constexpr const char* kCentredAt = "centred_at";
-
-// How far a scroll bar has to go until a control from `first` to `last` is seen; its start counts
-// more than its end.
-int Distance(int first, int last, int length) {
-    const int down = std::max(0, last - length);
-    return std::min(first, down);
-}
 
 }  // namespace
 
@@ -247,15 +240,12 @@ void MainWindow::KeepPagesCentred() {
 
 // On a small screen a page may reach beyond the area: the keyboard walks there all the same.
 void MainWindow::BringIntoView(const QWidget& control) {
+    ScrollBodyTo(control);
     const auto* const area = ui_->Pages->viewport();
     if (!area->isAncestorOf(&control)) {
         return;
     }
-    const QRect place(control.mapTo(area, QPoint()), control.size());
-    auto* const across = ui_->Pages->horizontalScrollBar();
-    auto* const down = ui_->Pages->verticalScrollBar();
-    across->setValue(across->value() + Distance(place.left(), place.right() + 1, area->width()));
-    down->setValue(down->value() + Distance(place.top(), place.bottom() + 1, area->height()));
+    ScrollTo(*ui_->Pages, control, 0);
 }
 
 MainWindow& TheMainWindow() {

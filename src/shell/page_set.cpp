@@ -8,6 +8,7 @@
 #include "shell/page_set.h"
 
 #include "shell/main_window.h"
+#include "shell/page_body.h"
 #include "shell/page_look.h"
 #include "shell/qt_text.h"
 #include "shell/status_line.h"
@@ -106,6 +107,13 @@ QSize FirstSize(const Page& page) {
                    page.testAttribute(Qt::WA_Resized) ? asked.expandedTo(page.size()) : asked);
 }
 
+// A page that needs more than that scrolls what it can.
+void LimitTo(Page& page, QSize room) {
+    if (RoomFor(page, room) != room) {
+        LetBodyScroll(page);
+    }
+}
+
 // What a window of its own can have inside, with room left for the window manager's frame.
 QSize RoomOnScreen(const QWidget& widget) {
     constexpr QSize kWindowFrame(12, 36);
@@ -159,8 +167,9 @@ void Fit(LoadedPage& loaded) {
     const QSize border = window.size() - window.contentsRect().size();
     auto& area = *TheMainWindow().Area();
     QSize room = area.maximumViewportSize() - border;
-    // On a small screen with large letters the frame scrolls a page; a bar for the height must not
-    // bring one for the width along.
+    LimitTo(*loaded.page, room);
+    // What is still too high is scrolled by the frame; a bar for the height must not bring one for
+    // the width along.
     if (RoomFor(*loaded.page, room).height() > room.height()) {
         room.rwidth() -= area.verticalScrollBar()->sizeHint().width();
     }
@@ -183,7 +192,9 @@ void MakeVisible(const std::string& name) {
     LoadedPage& loaded = *Find(name);
     if (loaded.modal || loaded.page->WherePlaced() == Page::Place::Window) {
         const QSize room = RoomOnScreen(*loaded.page);
-        loaded.page->resize(RoomFor(*loaded.page, FirstSize(*loaded.page).boundedTo(room)));
+        const QSize size = FirstSize(*loaded.page).boundedTo(room);
+        LimitTo(*loaded.page, room);
+        loaded.page->resize(RoomFor(*loaded.page, size));
         loaded.page->show();
         loaded.page->raise();
         loaded.page->activateWindow();

@@ -286,7 +286,12 @@ private:
     }
     void Show(const char* name) {
         ShowPage(name);
-        Save(*FindPage(name)->parentWidget(), name);
+        auto* const window = FindPage(name)->parentWidget();
+        Save(*window, name);
+        const auto* const area = TheMainWindow().Area()->viewport();
+        if (!area->rect().contains(window->geometry())) {
+            Save(TheMainWindow(), (std::string("MDIForm1-") + name).c_str());  // what of it is seen
+        }
         HidePage(name);
     }
 

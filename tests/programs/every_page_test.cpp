@@ -7,6 +7,7 @@
 #include "programs/all_pages.h"
 #include "repository/pages/create_repository.h"
 #include "shell/contrast.h"
+#include "shell/main_window.h"
 #include "shell/page_look.h"
 #include "shell/status_line.h"
 #include "support/dark_palette.h"
@@ -20,6 +21,7 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QTableWidget>
+#include <QWheelEvent>
 
 #include <gtest/gtest.h>
 
@@ -229,6 +231,49 @@ TEST_F(EveryPage, ShowsWhereTheFocusIs) {
             control->clearFocus();
             EXPECT_NE(with, control->grab().toImage()) << NameOf(*control);
         }
+    });
+}
+
+// A screen of 1366 x 768 points at 200 %, less what the window manager takes.
+TEST_F(EveryPage, KeepsItsButtonsAndTheFocusInSightOnASmallScreen) {
+    const auto seen = [](const QWidget& control) {
+        constexpr int kEnough = 40;  // of a list, whose rows scroll by themselves
+        const QSize part = control.visibleRegion().boundingRect().size();
+        return part.height() >= std::min(control.height(), kEnough) &&
+               part.width() >= std::min(control.width(), 3 * kEnough);
+    };
+    Walk([&](Page& page) {
+        if (page.WherePlaced() != Page::Place::Frame) {
+            return;
+        }
+        TheMainWindow().activateWindow();
+        TheMainWindow().resize(671, 348);
+        QCoreApplication::processEvents();
+        for (auto* const button : page.findChildren<QPushButton*>()) {
+            if (button->isVisibleTo(&page) && button->parentWidget() == &page) {
+                EXPECT_TRUE(seen(*button)) << NameOf(*button);
+            }
+        }
+        for (auto* const list : page.findChildren<QComboBox*>()) {
+            const int chosen = list->currentIndex();
+            TheMainWindow().setFocus();
+            QWheelEvent wheel(
+                {5, 5}, {}, {}, {0, -120}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(list, &wheel);
+            EXPECT_TRUE(list->currentIndex() == chosen || !list->isVisible())
+                << NameOf(*list) << ": who scrolls the page passes over it";
+        }
+        for (auto* const control : Controls(page)) {
+            if (control->isVisibleTo(&page) && control->isEnabled() &&
+                (control->focusPolicy() & Qt::TabFocus) != 0) {
+                control->setFocus(Qt::TabFocusReason);
+                QCoreApplication::processEvents();
+                const auto* const focus = QApplication::focusWidget();
+                ASSERT_NE(focus, nullptr) << NameOf(*control);
+                EXPECT_TRUE(seen(*focus)) << NameOf(*focus);
+            }
+        }
+        TheMainWindow().resize(1000, 800);
     });
 }
 

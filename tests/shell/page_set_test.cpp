@@ -11,6 +11,7 @@
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
 #include <QTimer>
@@ -180,6 +181,13 @@ TEST_F(PageSetTest, NothingIsLargerThanTheScreen) {
     const auto* const window = FindPage("One")->parentWidget();
     EXPECT_TRUE(TheMainWindow().Area()->viewport()->rect().contains(window->geometry()));
     LoadPage("Two")->resize(screen * 2);
+    auto* const rows = new QVBoxLayout(FindPage("Two"));
+    auto* const large = new QLabel("needs more than the screen");
+    large->setMinimumSize(screen * 2);
+    rows->addWidget(large);
+    auto* const buttons = new QHBoxLayout;
+    buttons->addWidget(new QPushButton("Close"));
+    rows->addLayout(buttons);
     QTimer::singleShot(0, [&] {
         EXPECT_EQ(FindPage("Two")->size().boundedTo(screen), FindPage("Two")->size());
         UnloadPage("Two");
