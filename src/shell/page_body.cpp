@@ -1,7 +1,8 @@
 // The page's own layout moves as a whole into a widget that scrolls; only its last rows, the
 // buttons and the line above them, come back out of it.
 // Easy to get wrong: controls that change their parent are hidden and lose the focus, so a page
-// that is seen gets both again. And the wheel, which now scrolls, must not change a choice on its
+// that is seen gets both again; and they lose their place in the tab order if they leave its window
+// on their way. And the wheel, which now scrolls, must not change a choice on its
 // way: a list or a number takes it only where it has the focus.
 #include "shell/page_body.h"
 
@@ -11,6 +12,7 @@
 #include <QComboBox>
 #include <QEvent>
 #include <QFrame>
+#include <QListWidget>
 #include <QPointer>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -20,6 +22,8 @@
 
 namespace vantry {
 namespace {
+
+constexpr int kNarrowList = 120;
 
 class PageBody : public QScrollArea {
 public:
@@ -31,7 +35,7 @@ public:
 
     // Puts the layout into a widget that scrolls.
     void Take(QLayout& rows) {
-        auto* const content = new QWidget;
+        auto* const content = new QWidget(viewport());
         content->setLayout(&rows);
         setWidget(content);
         // Both would paint over what the page has behind it.
@@ -41,6 +45,10 @@ public:
             if (qobject_cast<QComboBox*>(control) != nullptr ||
                 qobject_cast<QAbstractSpinBox*>(control) != nullptr) {
                 control->installEventFilter(this);
+            }
+            // The room of a bar for the height comes out of a list, not out of a bar for the width.
+            if (qobject_cast<QListWidget*>(control) != nullptr) {
+                control->setMinimumWidth(std::min(control->minimumWidth(), kNarrowList));
             }
         }
     }

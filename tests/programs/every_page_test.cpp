@@ -78,6 +78,8 @@ protected:
                 }
                 UnloadPage(name == "Form5" ? "Form4" : name);
                 UnloadPage(name);
+                // The splash's clock would go on, and show the navigator over another page.
+                QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
             }
             EXPECT_EQ(missed, std::set<std::string>()) << dialogs_.TakeBoxes();
         }
@@ -242,13 +244,25 @@ TEST_F(EveryPage, KeepsItsButtonsAndTheFocusInSightOnASmallScreen) {
         return part.height() >= std::min(control.height(), kEnough) &&
                part.width() >= std::min(control.width(), 3 * kEnough);
     };
+    const auto in_tab_order = [](const Page& page) {
+        std::string names;
+        const QWidget* control = page.nextInFocusChain();
+        for (; control != &page; control = control->nextInFocusChain()) {
+            if (page.isAncestorOf(control) && control->focusPolicy() != Qt::NoFocus) {
+                names += NameOf(*control) + "\n";
+            }
+        }
+        return names;
+    };
     Walk([&](Page& page) {
         if (page.WherePlaced() != Page::Place::Frame) {
             return;
         }
+        const std::string order = in_tab_order(page);
         TheMainWindow().activateWindow();
         TheMainWindow().resize(671, 348);
         QCoreApplication::processEvents();
+        EXPECT_EQ(in_tab_order(page), order);
         for (auto* const button : page.findChildren<QPushButton*>()) {
             if (button->isVisibleTo(&page) && button->parentWidget() == &page) {
                 EXPECT_TRUE(seen(*button)) << NameOf(*button);
