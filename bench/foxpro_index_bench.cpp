@@ -198,6 +198,11 @@ int Run(std::int64_t rows, int rounds) {
 }  // namespace vantry::bench
 
 int main(int argc, char** argv) {
-    return vantry::bench::Run(argc > 1 ? std::atoll(argv[1]) : 1'000'000,
-                              argc > 2 ? std::max(std::atoi(argv[2]), 1) : 5);
+    try {
+        return vantry::bench::Run(argc > 1 ? std::atoll(argv[1]) : 1'000'000,
+                                  argc > 2 ? std::max(std::atoi(argv[2]), 1) : 5);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "foxpro_index_bench: %s\n", error.what());
+        return 1;
+    }
 }

@@ -22,6 +22,7 @@
 #include "log_view.h"
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
+#include "odd_values.h"
 #include "support/private_mariadb.h"
 #include "support/private_odbc.h"
 #include "support/tds_server.h"
@@ -30,15 +31,11 @@
 
 #include <algorithm>
 #include <clocale>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <limits>
 #include <memory>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,8 +44,6 @@ namespace vantry::bench {
 namespace {
 
 constexpr int kRows = 10;
-
-enum class Odd { Whole, Decimal, Double, Single, Moment, Text, Memo, Bytes, Truth };
 
 struct KindOfPlace {
     std::string_view name;
@@ -162,15 +157,6 @@ public:
     int counted[3] = {};
 
 private:
-    std::int64_t Any(std::int64_t least, std::int64_t most) {
-        return std::uniform_int_distribution<std::int64_t>(least, most)(random_);
-    }
-    template <typename Of>
-    const auto& OneOf(const Of& of) {
-        return of[static_cast<std::size_t>(Any(0, static_cast<std::int64_t>(std::size(of)) - 1))];
-    }
-    Value OddValue(Odd odd);
-    std::string OddText();
     std::string Connection(const KindOfPlace& place, bool is_target);
     void MakeSource(const KindOfPlace& place);
     void MakeTarget(const KindOfPlace& place);
@@ -187,7 +173,7 @@ private:
     test::PrivateOdbc registry_;
     std::unique_ptr<test::PrivateMariaDb> mysql_;
     std::unique_ptr<test::TdsServer> mssql_;
-    std::mt19937 random_;
+    OddValues random_;
     unsigned seed_ = 0;
     std::string from_;
     std::string to_;
@@ -195,163 +181,6 @@ private:
     std::vector<Row> data_;
     std::string types_;
 };
-
-std::string Attack::OddText() {
-    static const std::string kTexts[] = {"",
-                                         " ",
-                                         "        ",
-                                         "blank behind  ",
-                                         "  before",
-                                         "tab\t",
-                                         "a\r\nb",
-                                         "\n",
-                                         "\"",
-                                         "\"q\" in",
-                                         "O'Brien",
-                                         "a\\",
-                                         "x,y;z",
-                                         std::string("nul\0in", 6),
-                                         "😀",
-                                         "😀😀😀😀",
-                                         "日本語",
-                                         "Ÿ€ß",
-                                         "e\xCC\x81",
-                                         "\xEF\xBB\xBF"
-                                         "bom",
-                                         "007",
-                                         "-0",
-                                         "1e5",
-                                         "12.50",
-                                         "+7",
-                                         " 7",
-                                         "2024-02-29",
-                                         "2024-02-29 23:59:59.999",
-                                         "True",
-                                         "yes",
-                                         "T",
-                                         "NULL",
-                                         "=1+1",
-                                         "'quoted'",
-                                         "NaN",
-                                         "inf",
-                                         "12345678",
-                                         "123456789",
-                                         "\x7F",
-                                         "\x01",
-                                         "\x1A",
-                                         "a\xC2\xA0"};
-    switch (Any(0, 9)) {
-        case 0:
-            return std::string(static_cast<std::size_t>(Any(1, 60)), 'x');
-        case 1:
-            return std::to_string(Any(-70'000, 70'000));
-        default:
-            return OneOf(kTexts);
-    }
-}
-
-Value Attack::OddValue(Odd odd) {
-    if (Any(0, 6) == 0 && odd != Odd::Truth) {
-        return Value(Cell::Null());
-    }
-    switch (odd) {
-        case Odd::Whole: {
-            static constexpr std::int64_t kNumbers[] = {
-                0, 1, -1, 2, 127, 128, 255, 256, 32'767, 32'768, -32'769, INT32_MAX, INT32_MIN};
-            return Value(Cell::Int64(OneOf(kNumbers)));
-        }
-        case Odd::Decimal: {
-            Int128 digits = Any(0, INT64_MAX) % 10'000'000'000'000'000;
-            if (Any(0, 3) == 0) {
-                digits = digits * 1'000'000'000'000 + Any(0, 999'999'999'999);
-            } else if (Any(0, 1) == 0) {
-                digits %= 1'000'000'000;
-            }
-            if (Any(0, 1) == 0) {
-                digits = digits / 1'000'000 * 1'000'000;
-            }
-            return Value(Cell::FromDecimal({Any(0, 1) == 0 ? digits : -digits, 6}));
-        }
-        case Odd::Double: {
-            static const double kNumbers[] = {0.0,
-                                              -0.0,
-                                              0.1,
-                                              0.1 + 0.2,
-                                              -1.0 / 3,
-                                              1e22,
-                                              1e-300,
-                                              -1e300,
-                                              5e-324,
-                                              std::numeric_limits<double>::max(),
-                                              9'007'199'254'740'993.0,
-                                              2.5,
-                                              3.5,
-                                              32'767.4999,
-                                              214'748.36475,
-                                              -2.0,
-                                              1.0,
-                                              16'777'217.0,
-                                              std::nan(""),
-                                              HUGE_VAL};
-            return Value(Cell::Double(OneOf(kNumbers)));
-        }
-        case Odd::Single: {
-            static constexpr float kNumbers[] = {
-                0.0F, -0.0F, 0.1F, 3.4e38F, 1e-45F, 16'777'216.0F, 2.5F, -1.0F, 7.0F, 0.333333F};
-            return Value(Cell::Single(OneOf(kNumbers)));
-        }
-        case Odd::Moment: {
-            static const std::int32_t kDays[] = {*DayOf(1, 1, 1),
-                                                 *DayOf(99, 12, 31),
-                                                 *DayOf(100, 1, 1),
-                                                 *DayOf(1582, 10, 10),
-                                                 *DayOf(1752, 12, 31),
-                                                 *DayOf(1753, 1, 1),
-                                                 -1,
-                                                 0,
-                                                 1,
-                                                 2,
-                                                 *DayOf(2000, 2, 29),
-                                                 *DayOf(2079, 6, 6),
-                                                 *DayOf(2079, 6, 7),
-                                                 kMaxDay};
-            static constexpr std::int64_t kTimes[] = {0,
-                                                      1,
-                                                      43'200'000,
-                                                      86'399'000,
-                                                      86'399'500,
-                                                      86'399'999,
-                                                      86'399'997,
-                                                      45'015'003,
-                                                      45'015'250,
-                                                      45'015'010,
-                                                      60'000};
-            return Value(Cell::FromDateTime({OneOf(kDays), OneOf(kTimes) * 1'000'000}));
-        }
-        case Odd::Text:
-            return Value(Cell::Text(OddText()));
-        case Odd::Memo: {
-            if (Any(0, 2) != 0) {
-                return Value(Cell::Text(OddText()));
-            }
-            const std::size_t size = OneOf(std::vector<std::size_t>{65'535, 65'536, 8'000, 256});
-            return Value(Cell::Text(std::string(size - 1, 'm') + (Any(0, 1) == 0 ? " " : "n")));
-        }
-        case Odd::Bytes: {
-            const std::string bytes = OneOf(std::vector<std::string>{std::string(3, '\0'),
-                                                                     "abc",
-                                                                     "\xFF\xFE",
-                                                                     "12345678",
-                                                                     "ends ",
-                                                                     std::string(65'536, '\x80'),
-                                                                     ""});
-            return Value(Cell::Bytes(std::as_bytes(std::span(bytes))));
-        }
-        case Odd::Truth:
-            return Value(Cell::Boolean(Any(0, 1) == 0));
-    }
-    return {};
-}
 
 std::string Attack::Connection(const KindOfPlace& place, bool is_target) {
     const auto folder = temp_ / (is_target ? "out" : "in");
@@ -475,9 +304,9 @@ void Attack::MakeTarget(const KindOfPlace& place) {
     TargetConnStr = place.kind == "TEXT" ? "" : Connection(place, true);
     types_.clear();
     if (place.kind == "TEXT") {
-        TextDestFormat = Any(0, 1) == 0 ? "DELIMITED" : "FIXED";
-        TextDestDelim = OneOf(std::vector<std::string>{"\t", ",", ";"});
-        TextDestQual = OneOf(std::vector<std::string>{"\"", "'", ""});
+        TextDestFormat = random_.Any(0, 1) == 0 ? "DELIMITED" : "FIXED";
+        TextDestDelim = random_.OneOf(std::vector<std::string>{"\t", ",", ";"});
+        TextDestQual = random_.OneOf(std::vector<std::string>{"\"", "'", ""});
         TextDestHeader = kTrue;
         TextDestExt = ".txt";
         TextDestDir = (temp_ / "out").string();
@@ -491,14 +320,14 @@ void Attack::MakeTarget(const KindOfPlace& place) {
     } else if (place.kind == "MSSQL") {
         mssql_->Run("drop table if exists taken");
     }
-    if (Any(0, 3) == 0) {
+    if (random_.Any(0, 3) == 0) {
         return;  // made by the run
     }
     const bool foxpro = place.kind == "FOXPRO";
     types_ = std::string("n ") + (foxpro ? "I" : "int");
     for (std::size_t k = 0; k < odds_.size(); ++k) {
-        const std::string type(OneOf(place.targets));
-        const bool required = Any(0, 5) == 0;
+        const std::string type(random_.OneOf(place.targets));
+        const bool required = random_.Any(0, 5) == 0;
         types_ += ", c" + std::to_string(k) + " " + type +
                   (required                            ? " NOT NULL"
                    : (foxpro || place.kind == "MSSQL") ? " NULL"
@@ -507,7 +336,7 @@ void Attack::MakeTarget(const KindOfPlace& place) {
     vantry::Connection connection;
     connection.Open(TargetConnStr);
     connection.Execute("CREATE TABLE taken (" + types_ + ")");
-    if (Any(0, 2) == 0 && !foxpro) {
+    if (random_.Any(0, 2) == 0 && !foxpro) {
         connection.Execute("CREATE UNIQUE INDEX one ON taken (n)");
     }
     connection.Close();
@@ -542,7 +371,8 @@ int Attack::TryRow(int row, bool made) {
     SrcTables[0].WhereCond = "n = " + std::to_string(row);
     if (made) {
         SrcTables[0].TableExists = kTrue;
-        SrcTables[0].LoadOption = DstTables[0].LoadOption = Any(0, 1) == 0 ? "APPEND" : "DELETE";
+        SrcTables[0].LoadOption = DstTables[0].LoadOption =
+            random_.Any(0, 1) == 0 ? "APPEND" : "DELETE";
     }
     LogView view;
     CurrentRunView = &view;
@@ -595,7 +425,7 @@ int Attack::TryRow(int row, bool made) {
 
 int Attack::Run(unsigned seed, std::string_view from, std::string_view to) {
     seed_ = seed;
-    random_.seed(seed);
+    random_.Seed(seed);
     InitSharedState(ApplicationFolder());
     const auto pick = [&](std::string_view name) -> const KindOfPlace& {
         for (const auto& place : Places()) {
@@ -603,16 +433,16 @@ int Attack::Run(unsigned seed, std::string_view from, std::string_view to) {
                 return place;
             }
         }
-        return OneOf(Places());
+        return random_.OneOf(Places());
     };
     const auto& source = pick(from);
     const auto& target = pick(to);
     from_ = source.name;
     to_ = target.name;
     odds_.clear();
-    const bool with_long = Any(0, 3) == 0;
+    const bool with_long = random_.Any(0, 3) == 0;
     for (int k = 0; k < 5; ++k) {
-        const auto odd = static_cast<Odd>(Any(0, 8));
+        const auto odd = static_cast<Odd>(random_.Any(0, 8));
         const bool is_long = odd == Odd::Memo || odd == Odd::Bytes;
         if ((with_long || !is_long) && !source.source[static_cast<int>(odd)].empty()) {
             odds_.push_back(odd);
@@ -622,7 +452,7 @@ int Attack::Run(unsigned seed, std::string_view from, std::string_view to) {
     for (int row = 0; row < kRows; ++row) {
         auto& values = data_.emplace_back();
         for (const auto odd : odds_) {
-            values.push_back(OddValue(odd));
+            values.push_back(random_.Of(odd));
         }
     }
     ++sessions;

@@ -74,11 +74,11 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kOutside1
     {"Łódź", "Lódz"},
     {"Plzeň", "Plzén"},
 }};
-Letters letters_in_use = Letters::All;
-Notes notes_in_use = Notes::All;
+Letters LettersInUse = Letters::All;
+Notes NotesInUse = Notes::All;
 
 std::string_view InLetters(std::string_view word) {
-    if (letters_in_use == Letters::Windows1252) {
+    if (LettersInUse == Letters::Windows1252) {
         for (const auto& [all, fewer] : kOutside1252) {
             if (word == all) {
                 return fewer;
@@ -212,11 +212,11 @@ void AppendSqlRow(const Order& order, NullNote null_note, std::string& out) {
 }  // namespace
 
 void UseLetters(Letters letters) {
-    letters_in_use = letters;
+    LettersInUse = letters;
 }
 
 void UseNotes(Notes notes) {
-    notes_in_use = notes;
+    NotesInUse = notes;
 }
 
 void MakeOrder(std::int64_t id, Order& order) {
@@ -239,7 +239,7 @@ void MakeOrder(std::int64_t id, Order& order) {
     order.minute = of_day / 60 % 60;
     order.second = of_day % 60;
     order.shipped = numbers.Below(2) == 1;
-    if (numbers.Below(10) == 0 && notes_in_use == Notes::All) {
+    if (numbers.Below(10) == 0 && NotesInUse == Notes::All) {
         order.note.reset();
         return;
     }
@@ -247,7 +247,7 @@ void MakeOrder(std::int64_t id, Order& order) {
         order.note.emplace();
     }
     order.note->assign(Pick(numbers, kNotes));
-    if (notes_in_use == Notes::Kept) {
+    if (NotesInUse == Notes::Kept) {
         std::replace(order.note->begin(), order.note->end(), '"', '*');
     }
     AppendFormat(*order.note, " #%llu", static_cast<unsigned long long>(numbers.Below(1000)));

@@ -29,6 +29,7 @@ constexpr std::int64_t kManyRows = 1'000'000;
 
 double Median(const std::vector<Seconds>& runs, double Seconds::*part) {
     std::vector<double> values;
+    values.reserve(runs.size());
     for (const auto& run : runs) {
         values.push_back(run.*part);
     }

@@ -78,7 +78,7 @@ std::string MissingFor(const Route& route) {
     std::istringstream programs{std::string(route.programs)};
     for (std::string program; programs >> program;) {
         if (program == "mariadbd") {
-            if (const auto missing = test::PrivateMariaDb::Missing(); !missing.empty()) {
+            if (auto missing = test::PrivateMariaDb::Missing(); !missing.empty()) {
                 return missing;
             }
             continue;
@@ -320,7 +320,7 @@ void Arena::CheckDbf(const std::filesystem::path& file) const {
 // What the server's table holds, in the order of the rows.
 std::filesystem::path Arena::FetchTable() const {
     const NoDelay quickly(*this);
-    const auto file = places_.folder / "arrived.tsv";
+    auto file = places_.folder / "arrived.tsv";
     RunTimed({{"mariadb",
                "--defaults-file=" + ClientFile(),
                "-B",

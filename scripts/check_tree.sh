@@ -50,7 +50,7 @@ while IFS=: read -r file line include; do
     fi
 done < <(grep -rnE '^#include "[^"]*/' src --include='*.h' --include='*.cpp' | sed -E 's/#include "([^"]+)".*/\1/')
 
-hits=$(grep -rlE '#include <Q[A-Z]' src/data src/files src/text_format src/core src/drivers src/engine src/mapping src/text src/repository \
+hits=$(grep -rlE '#include <Q[A-Z]' src/data src/files src/text_format src/core src/drivers src/engine src/mapping src/text src/check src/repository \
     src/connectors \
     --exclude-dir=pages 2>/dev/null)
 [ -z "$hits" ] || breach "Qt in the logic:" "$hits"

@@ -56,7 +56,7 @@ TEST_PACKAGES=(ccache libgtest-dev clang-format git mariadb-server mariadb-clien
                libsqliteodbc odbc-postgresql postgresql odbcinst unixodbc mdbtools gdal-bin python3-dbfread sqlite3 python3 xvfb xauth xdotool openbox
                fonts-dejavu-core locales openssl)
 FUZZ_PACKAGES=(clang libclang-rt-14-dev)
-TIDY_PACKAGES=(clang-tidy)
+TIDY_PACKAGES=(clang-tidy libclang-14-dev llvm-14-dev)
 
 # build_twice PRESET: a page whose .ui file has changed is compiled anew only by the second pass, as the first makes the header in the
 # middle of its work. Without a change both do nothing.

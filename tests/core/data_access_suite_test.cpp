@@ -164,7 +164,7 @@ protected:
     // count.
     std::string MakePeople(int count) {
         const auto& types = backend_->types;
-        const std::string table = Quoted(backend_->table_name("people"));
+        std::string table = Quoted(backend_->table_name("people"));
         Execute("Create Table " + table + " (\r" + Quoted("id") + " " + types.integer + ",\r" +
                 Quoted(backend_->text_column) + " " + types.text + ",\r" + Quoted("born") + " " +
                 types.date + "\r)");

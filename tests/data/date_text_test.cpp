@@ -31,8 +31,8 @@ DateTime At(int year,
 }
 
 TEST_F(DateText, DaysAgreeWithTheCalendarOfTheLibrary) {
-    using namespace std::chrono;
-    const auto day_zero = sys_days(year(1899) / December / 30);
+    using std::chrono::days, std::chrono::sys_days, std::chrono::year_month_day;
+    const auto day_zero = sys_days(std::chrono::year(1899) / std::chrono::December / 30);
     for (std::int32_t day = kMinDay; day <= kMaxDay; ++day) {
         const year_month_day expected(day_zero + days(day));
         const CalendarDate date = CalendarOf(day);

@@ -59,7 +59,7 @@ protected:
     void ExpectSound() const {
         const std::vector<std::string> none;
         for (const auto& entry : fs::directory_iterator(folder_ / "out")) {
-            const auto path = entry.path();
+            const auto& path = entry.path();
             if (path.extension() == ".dbf") {
                 EXPECT_EQ(foxpro::Verify(path.string()), none) << path;
             } else if (path.extension() == ".dbc") {

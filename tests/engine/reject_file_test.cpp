@@ -74,7 +74,7 @@ DataError Lost(std::int64_t rows) {
 }
 
 TEST_F(RejectFileTest, RowsOfTheSourceAreThoseOfTheTargetAndThoseOfTheFile) {
-    const auto at = [](std::set<int> numbers, DataError error) {
+    const auto at = [](const std::set<int>& numbers, const DataError& error) {
         return [=](int number) {
             if (numbers.contains(number)) {
                 throw DataError(error);
@@ -85,7 +85,7 @@ TEST_F(RejectFileTest, RowsOfTheSourceAreThoseOfTheTargetAndThoseOfTheFile) {
     const DataError third(kErrConversion, "Data too long for column 'name' at row 3");
     DataError half(kErrConstraint, "Duplicate entry");
     half.SetArrivedRows(40);
-    const auto from = [](int first, DataError error) {
+    const auto from = [](int first, const DataError& error) {
         return [=](int number) {
             if (number >= first) {
                 throw DataError(error);

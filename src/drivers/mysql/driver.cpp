@@ -1,3 +1,7 @@
+// What each call of the driver's interface becomes on a session. Easy to get wrong: an INSERT that
+// a loader sends is answered late (RowInsert), so whatever comes next must wait for its answer
+// (Session::Idle); and what a collation counts as the same text stands in its name alone.
+
 #include "drivers/mysql/driver.h"
 
 #include "data/value_convert.h"

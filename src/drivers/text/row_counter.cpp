@@ -1,3 +1,9 @@
+// A qualifier changes what the bytes behind it mean, up to the next one: the parity of qualifiers
+// before a byte says whether it is inside, for 64 bytes in a few steps. That holds as long as a
+// qualifier opens a field at its beginning; a block with one elsewhere is counted byte by byte.
+// Easy to get wrong: what the last byte of a block was decides how the next one begins, and a
+// doubled qualifier is one that closes and opens again.
+
 #include "drivers/text/row_counter.h"
 
 #include "text_format/byte_masks.h"

@@ -207,7 +207,9 @@ TEST_F(AccessPagesTest, APasswordIsAskedForAndNeverShown) {
     std::string bytes = folder_.Read("locked.mdb");
     const std::string password = "S3cr3t";
     for (std::size_t i = 0; i < password.size(); ++i) {
-        bytes[0x42 + 2 * i] ^= password[i];  // under a mask that leaves the changes visible
+        char& byte = bytes[0x42 + 2 * i];
+        byte =
+            static_cast<char>(byte ^ password[i]);  // under a mask that leaves the changes visible
     }
     folder_.Write("locked.mdb", bytes);
     for (const char* page : {"Form2", "Form8"}) {

@@ -22,7 +22,7 @@ protected:
         FoxSrcMode = FoxSrcPrefix = FoxDestMode = FoxDestPrefix = "former";
     }
     std::string MakeFolder(std::initializer_list<const char*> tables) {
-        const std::string folder = (folder_ / "old files").string();
+        std::string folder = (folder_ / "old files").string();
         std::filesystem::create_directories(folder);
         for (const char* table : tables) {
             RunStatement("Provider=vfpoledb.1;Data Source=" + folder,

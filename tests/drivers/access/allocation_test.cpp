@@ -12,14 +12,14 @@
 namespace {
 
 // Of the thread that sets it: allocations until one fails; 0: all succeed.
-thread_local long allocations_left = 0;
-thread_local bool fails_for_good = false;
-thread_local bool has_failed = false;
+thread_local long AllocationsLeft = 0;
+thread_local bool FailsForGood = false;
+thread_local bool HasFailed = false;
 
 void* Allocate(std::size_t size) {
-    if (allocations_left > 0 && --allocations_left == 0) {
-        has_failed = true;
-        allocations_left = fails_for_good ? 1 : 0;
+    if (AllocationsLeft > 0 && --AllocationsLeft == 0) {
+        HasFailed = true;
+        AllocationsLeft = FailsForGood ? 1 : 0;
         throw std::bad_alloc();
     }
     void* const memory = std::malloc(size == 0 ? 1 : size);
@@ -110,16 +110,16 @@ protected:
         bool failed = false;
         {
             auto opened = std::make_unique<Opened>(path_);
-            has_failed = false;
-            fails_for_good = GetParam();
-            allocations_left = point;
+            HasFailed = false;
+            FailsForGood = GetParam();
+            AllocationsLeft = point;
             try {
                 operation.run(*opened);
             } catch (const std::exception&) {
                 failed = true;
             }
-            allocations_left = 0;
-            more = has_failed;
+            AllocationsLeft = 0;
+            more = HasFailed;
             // The connection goes on to be of use.
             if (failed) {
                 const auto error = ErrorOf([&] {
@@ -131,7 +131,7 @@ protected:
                 }
             }
         }
-        if (const auto faults = Faults(path_); !faults.empty()) {
+        if (auto faults = Faults(path_); !faults.empty()) {
             return faults;
         }
         const auto state = Look(path_);

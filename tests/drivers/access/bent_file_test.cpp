@@ -12,13 +12,13 @@ namespace {
 class BentFiles : public WithoutSync {
 protected:
     std::string MakeFile(const std::string& name = "bent.mdb") const {
-        const std::string path = folder_ / name;
+        std::string path = folder_ / name;
         CreateDatabaseFile(path);
         return path;
     }
     // Parents 1 to 5 by "id", children of 1 and 2, and one without a parent.
     std::string MakeFamily() const {
-        const std::string path = MakeFile();
+        std::string path = MakeFile();
         {
             Opened opened(path);
             auto unique = Index("referenced", {"id"});

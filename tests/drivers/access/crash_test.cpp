@@ -164,7 +164,7 @@ std::string WrongWith(const std::string& path, std::size_t done) {
         if (std::filesystem::exists(path + "-journal")) {
             return "the journal is still there";
         }
-        const std::string faults = Faults(path);
+        std::string faults = Faults(path);
         if (!faults.empty()) {
             return faults;
         }
@@ -229,7 +229,8 @@ std::vector<std::string> KillLoop(int stride, Planted planted, std::size_t enoug
     bool killed = true;
     for (int point = 0; killed && !trials.HasEnough(); point += stride) {
         trials.Put(EmptyDatabase());
-        const std::size_t torn = point / stride % 3 == 0 ? 0 : 512 * (1 + point % 8);
+        const std::size_t torn =
+            point / stride % 3 == 0 ? 0 : 512 * (1 + static_cast<std::size_t>(point) % 8);
         const auto ended = RunKilledAt(
             point, torn, planted, [&](const Report& report) { RunScript(trials.path, report); });
         killed = ended.killed;
@@ -290,21 +291,24 @@ TEST(AccessCrash, PowerFailureLeavesWholeStatements) {
 
 // ---- Failing operations
 
+// How many statements of the script are done when operations fail by the plan. One that failed must
+// have left no trace, or all of it where the failure came after its end.
+std::size_t DoneUnder(test::FailAt& plan, const std::string& path) {
+    const test::InstalledPlan installed(plan);
+    std::size_t done = 0;
+    ErrorOf([&] { RunScript(path, [&] { ++done; }); });
+    return done;
+}
+
 std::vector<std::string> FailLoop(int stride, Planted planted, std::size_t enough) {
     Trials trials(enough);
     for (const bool for_good : {false, true}) {
         bool triggered = true;
         for (int point = 3; triggered && !trials.HasEnough(); point += stride) {
             trials.Put(EmptyDatabase());
-            std::size_t done = 0;
-            {
-                test::FailAt plan(point, point % 2 == 0 ? ENOSPC : EIO, for_good, planted);
-                const test::InstalledPlan installed(plan);
-                // A statement that failed must have left no trace, or all of it where the failure
-                // came after its end.
-                ErrorOf([&] { RunScript(trials.path, [&] { ++done; }); });
-                triggered = plan.Triggered();
-            }
+            test::FailAt plan(point, point % 2 == 0 ? ENOSPC : EIO, for_good, planted);
+            const std::size_t done = DoneUnder(plan, trials.path);
+            triggered = plan.Triggered();
             const auto trouble = "operation " + std::to_string(point) +
                                  (for_good ? " and all later failed" : " failed");
             file::SetLockTimeout(std::chrono::milliseconds(50));

@@ -16,7 +16,6 @@
 namespace vantry::access {
 namespace {
 
-namespace fs = std::filesystem;
 using test::ConnectBy;
 using test::ConnectTo;
 using test::ConnectToNew;

@@ -145,7 +145,7 @@ void ChangeAndCheck(const fs::path& path, const std::string& password) {
 class Encryption : public WithoutSync {
 protected:
     fs::path Ours() {
-        const auto path = folder_ / "ours.accdb";
+        auto path = folder_ / "ours.accdb";
         CreateDatabaseFile(path);
         {
             Opened opened(path.string());
@@ -267,7 +267,7 @@ TEST_F(Encryption, ADamagedDescriptionIsAnErrorThatSaysSo) {
          "document type"},
     };
     for (const auto& [xml, says] : cases) {
-        const auto error = ErrorOf([&] { ParseAgileDescription(xml, "shop.accdb"); });
+        const auto error = ErrorOf([&xml = xml] { ParseAgileDescription(xml, "shop.accdb"); });
         EXPECT_TRUE(Has(error, says)) << says << ": " << error;
         EXPECT_TRUE(Has(error, "shop.accdb"));
     }

@@ -59,7 +59,7 @@ protected:
                 "DECIMAL BINARY TEXT LONG");
             return std::vector<std::string>(std::istream_iterator<std::string>(names), {});
         }();
-        const std::string type = kTypes[Pick(kTypes.size())];
+        const std::string& type = kTypes[Pick(kTypes.size())];
         auto column = Column("c" + std::to_string(number) + (Pick(5) == 0 ? " ß 日" : ""), type);
         if (type == "TEXT" || type == "BINARY") {
             column.size = static_cast<int>(1 + Pick(255));

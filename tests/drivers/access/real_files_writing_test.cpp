@@ -44,6 +44,45 @@ protected:
 
     test::NoSync no_sync_;
     test::InstalledPlan installed_{no_sync_};
+    // How many of so many new rows the table takes.
+    int AddRows(
+        Opened& opened, sql::StoredTable& table, int tries, bool jet3, std::mt19937& random) {
+        const auto rows_before = table.CountRows();
+        const auto columns = table.Columns();
+        int added = 0;
+        std::string refusal;
+        for (int number = 0; number < tries; ++number) {
+            const int value = tries > 40 ? static_cast<int>(random() % 100'000) : number;
+            std::vector<Cell> row;
+            row.reserve(columns.size());
+            for (const auto& column : columns) {
+                const bool is_given = !column.auto_number && !column.read_only;
+                row.push_back(is_given ? ValueFor(column.info, value) : Cell());
+            }
+            const auto error = ErrorOf([&] { opened.database->InsertRow(table, row); });
+            added += error.empty() ? 1 : 0;
+            refusal = error.empty() ? refusal : error;
+        }
+        EXPECT_TRUE(jet3 ? added == 0 && Has(refusal, "97") : added > 0 || !refusal.empty());
+        EXPECT_EQ(rows_before + added, table.CountRows());
+        return added;
+    }
+    static void DeleteRows(Opened& opened,
+                           sql::StoredTable& table,
+                           int count,
+                           std::mt19937& random) {
+        const auto rows_before = table.CountRows();
+        auto rows = RowsOf(table);
+        std::shuffle(rows.begin(), rows.end(), random);
+        rows.resize(static_cast<std::size_t>(count));
+        int deleted = 0;
+        for (const auto row : rows) {
+            const auto error = ErrorOf([&] { opened.Statement([&] { table.Delete(row); }); });
+            deleted += error.empty() ? 1 : 0;
+        }
+        EXPECT_EQ(rows_before - deleted, table.CountRows());
+    }
+
     std::list<std::string> texts_;
 };
 
@@ -74,34 +113,11 @@ TEST_F(WritingRealFiles, RowsAndTablesComeAndGoInEveryFile) {
             }
             SCOPED_TRACE(listed.name);
             const auto table = opened.Table(listed.name);
-            const auto rows_before = table->CountRows();
-            int added = 0;
-            std::string refusal;
-            for (int number = 0; number < tries; ++number) {
-                const int value = tries > 40 ? static_cast<int>(random() % 100'000) : number;
-                std::vector<Cell> row;
-                for (const auto& column : table->Columns()) {
-                    const bool is_given = !column.auto_number && !column.read_only;
-                    row.push_back(is_given ? ValueFor(column.info, value) : Cell());
-                }
-                const auto error = ErrorOf([&] { opened.database->InsertRow(*table, row); });
-                added += error.empty() ? 1 : 0;
-                refusal = error.empty() ? refusal : error;
-            }
-            EXPECT_TRUE(jet3 ? added == 0 && Has(refusal, "97") : added > 0 || !refusal.empty());
-            EXPECT_EQ(rows_before + added, table->CountRows());
+            const int added = AddRows(opened, *table, tries, jet3, random);
             changed_tables += added > 0 ? 1 : 0;
             opened.file->store->Settle();
             EXPECT_EQ(before.findings, Verify(path).findings);
-            auto rows = RowsOf(*table);
-            std::shuffle(rows.begin(), rows.end(), random);
-            rows.resize(static_cast<std::size_t>(added));
-            int deleted = 0;
-            for (const auto row : rows) {
-                const auto error = ErrorOf([&] { opened.Statement([&] { table->Delete(row); }); });
-                deleted += error.empty() ? 1 : 0;
-            }
-            EXPECT_EQ(rows_before + added - deleted, table->CountRows());
+            DeleteRows(opened, *table, added, random);
         }
         expect_as_before();
         if (jet3) {

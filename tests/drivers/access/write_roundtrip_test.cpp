@@ -167,6 +167,20 @@ TEST_P(WriteRoundTrip, TextThatBeginsWithAByteOrderMarkIsReadByOthers) {
     }
 }
 
+void EmptyColumnMaps(PageStore& store, const TableDef& def) {
+    for (const ColumnDef& column : def.columns) {
+        if (!column.has_maps) {
+            continue;
+        }
+        for (const RowPointer row : {column.owned_map, column.free_map}) {
+            UsageMapWriter map(store, row);
+            while (const auto page = map.Next(0, store.PageCount())) {
+                map.Remove(*page);
+            }
+        }
+    }
+}
+
 // Files made elsewhere have pages of long values that no list of the column names.
 TEST_P(WriteRoundTrip, LongValuesThatNoListHasAreGivenBack) {
     const std::string text(1'500, 'a');                           // a row of a shared page
@@ -178,21 +192,9 @@ TEST_P(WriteRoundTrip, LongValuesThatNoListHasAreGivenBack) {
         for (int id = 0; id < 30; ++id) {
             opened_->Insert("notes", {Cell::Int64(id), Cell::Text(text), Cell::Bytes(image)});
         }
-        PageStore& store = *opened_->file->store;
         auto& catalog = opened_->file->catalog;
         const TableDef def = catalog.ReadTable(*catalog.Find("notes"));
-        opened_->Statement([&] {
-            for (const ColumnDef& column : def.columns) {
-                for (const RowPointer row : {column.owned_map, column.free_map}) {
-                    if (column.has_maps) {
-                        UsageMapWriter map(store, row);
-                        while (const auto page = map.Next(0, store.PageCount())) {
-                            map.Remove(*page);
-                        }
-                    }
-                }
-            }
-        });
+        opened_->Statement([&] { EmptyColumnMaps(*opened_->file->store, def); });
         EXPECT_TRUE(Has(Faults(path_), "isn't in the column's map"));
         EXPECT_FALSE(Has(Faults(path_), "belongs to nobody"));
         const auto table = opened_->Table("notes");
@@ -435,8 +437,8 @@ TEST(NewDatabase, IsLikeTheEnginesOwnAndNeverPutOverAFile) {
         same += row;
     }
     std::uint64_t sum = 0xCBF29CE484222325;
-    for (const unsigned char byte : same) {
-        sum = (sum ^ byte) * 0x100000001B3;
+    for (const char byte : same) {
+        sum = (sum ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
     }
     EXPECT_EQ(sum, 0x70C26A438E5C403U);
 }

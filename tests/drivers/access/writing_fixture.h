@@ -72,10 +72,10 @@ inline sql::ColumnDefinition Column(std::string name, std::string type, int size
     return column;
 }
 
-inline sql::IndexDefinition Index(std::string name, std::vector<std::string> columns) {
+inline sql::IndexDefinition Index(std::string name, const std::vector<std::string>& columns) {
     sql::IndexDefinition index;
     index.name = std::move(name);
-    for (auto& column : columns) {
+    for (const auto& column : columns) {
         const bool descending = column.starts_with('-');
         index.parts.push_back(
             {.column = descending ? column.substr(1) : column, .descending = descending});

@@ -6,10 +6,12 @@
 #include "drivers/foxpro/write/table_writer.h"
 #include "support/child_process.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <set>
 
@@ -55,6 +57,16 @@ Cell RandomValue(const Field& field, std::mt19937& random, std::string& scratch)
     }
 }
 
+// A key or a value that isn't allowed may be refused; nothing of the row was written then.
+void TryChange(const std::function<void()>& change) {
+    try {
+        change();
+    } catch (const DataError& error) {
+        ASSERT_TRUE(error.Number() == kErrConstraint || error.Number() == kErrConversion)
+            << error.Description();
+    }
+}
+
 // Changes of a table below the SQL layer, in transactions of some rows.
 void ChangeAtRandom(TableFile& table, int changes, std::mt19937& random) {
     auto& writer = table.Writer(true);
@@ -73,25 +85,20 @@ void ChangeAtRandom(TableFile& table, int changes, std::mt19937& random) {
                 row[k] = RandomValue(table.Layout().fields[shown[k]], random, scratch[k]);
             }
             const auto record = static_cast<RecordNumber>(random() % (table.RecordCount() + 1) + 1);
-            try {
+            const auto field = random() % shown.size();
+            TryChange([&] {
                 switch (random() % 4) {
                     case 0:
                         writer.Delete(record);
                         break;
-                    case 1: {
-                        const auto field = random() % shown.size();
+                    case 1:
                         writer.Update(record, {&shown[field], 1}, {&row[field], 1});
                         break;
-                    }
                     default:
                         writer.Prepare(row);
                         writer.Add();
                 }
-            } catch (const DataError& error) {
-                // A key or a value that isn't allowed; nothing of the row was written.
-                ASSERT_TRUE(error.Number() == kErrConstraint || error.Number() == kErrConversion)
-                    << error.Description();
-            }
+            });
         }
         if (random() % 8 == 0) {
             table.Group().Rollback();

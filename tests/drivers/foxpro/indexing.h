@@ -71,6 +71,7 @@ inline std::vector<Indexed> IndexedBelow(const std::filesystem::path& folder) {
         add(path, {});
     }
     std::vector<Indexed> all;
+    all.reserve(found.size());
     for (auto& [path, indexed] : found) {
         all.push_back(std::move(indexed));
     }

@@ -14,7 +14,7 @@ struct RealTable {
 
 // An independent reader knows no null flags and takes blanks in N, D and L for none; an unset memo
 // is none for it and an empty text for us.
-std::string Blanks(std::string line) {
+std::string Blanks(const std::string& line) {
     std::string out;
     std::istringstream fields(line + "\t");
     for (std::string field; std::getline(fields, field, '\t');) {

@@ -86,7 +86,7 @@ protected:
 
     // `types` are those of a moment and of a floating number.
     void CompareWithSingleRows(const std::string& text,
-                               std::pair<std::string, std::string> types,
+                               const std::pair<std::string, std::string>& types,
                                int rows) {
         const auto connection = Connect(text);
         for (const char* table : {"together", "single"}) {

@@ -49,7 +49,7 @@ protected:
             cancelled = Clock::now();
             CancelWaits();
         });
-        const auto error = ErrorOf(call);
+        auto error = ErrorOf(call);
         const auto end = Clock::now();
         user.join();
         AllowWaits();

@@ -21,7 +21,7 @@
 namespace {
 
 // The row of each block that the driver is made to refuse; none while negative.
-int refused_row = -1;
+int RefusedRow = -1;
 
 }  // namespace
 
@@ -34,11 +34,11 @@ extern "C" SQLRETURN SQL_API SQLFetch(SQLHSTMT statement) {
     SQLUSMALLINT* status = nullptr;
     SQLGetStmtAttr(statement, SQL_ATTR_ROW_ARRAY_SIZE, &rows, 0, nullptr);
     SQLGetStmtAttr(statement, SQL_ATTR_ROW_STATUS_PTR, &status, 0, nullptr);
-    if (refused_row < 0 || !SQL_SUCCEEDED(result) || status == nullptr ||
-        rows <= static_cast<SQLULEN>(refused_row)) {
+    if (RefusedRow < 0 || !SQL_SUCCEEDED(result) || status == nullptr ||
+        rows <= static_cast<SQLULEN>(RefusedRow)) {
         return result;
     }
-    status[refused_row] = SQL_ROW_ERROR;
+    status[RefusedRow] = SQL_ROW_ERROR;
     return SQL_SUCCESS_WITH_INFO;
 }
 
@@ -193,8 +193,8 @@ TEST_F(MariaDbOdbcTest, ARefusedRowOfABlockIsUnreadableAndTheOthersStand) {
     const auto cursor = connection->OpenCursor("select i, v from refused order by i");
     std::string shown;
     struct Refused {
-        Refused() { refused_row = 1; }
-        ~Refused() { refused_row = -1; }
+        Refused() { RefusedRow = 1; }
+        ~Refused() { RefusedRow = -1; }
     } const refused;
     while (cursor->Next()) {
         shown += Shown(Value(cursor->Row()[0])) + Shown(Value(cursor->Row()[1])) + " ";

@@ -20,7 +20,7 @@ struct Remark {
     const char* state;
     const char* text;
 };
-std::optional<Remark> planted_remark;
+std::optional<Remark> PlantedRemark;
 
 template <typename Function>
 Function Next(Function, const char* name) {
@@ -28,7 +28,7 @@ Function Next(Function, const char* name) {
 }
 
 SQLRETURN WithRemark(SQLRETURN result) {
-    return planted_remark && result == SQL_SUCCESS ? SQLRETURN{SQL_SUCCESS_WITH_INFO} : result;
+    return PlantedRemark && result == SQL_SUCCESS ? SQLRETURN{SQL_SUCCESS_WITH_INFO} : result;
 }
 
 }  // namespace
@@ -51,13 +51,13 @@ extern "C" SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT kind,
                                            SQLSMALLINT room,
                                            SQLSMALLINT* length) {
     static const auto next = Next(&SQLGetDiagRec, "SQLGetDiagRec");
-    if (!planted_remark || kind != SQL_HANDLE_STMT || number != 1) {
+    if (!PlantedRemark || kind != SQL_HANDLE_STMT || number != 1) {
         return next(kind, handle, number, state, native, text, room, length);
     }
-    std::snprintf(reinterpret_cast<char*>(state), 6, "%s", planted_remark->state);
+    std::snprintf(reinterpret_cast<char*>(state), 6, "%s", PlantedRemark->state);
     *native = 0;
     *length = static_cast<SQLSMALLINT>(std::snprintf(
-        reinterpret_cast<char*>(text), static_cast<std::size_t>(room), "%s", planted_remark->text));
+        reinterpret_cast<char*>(text), static_cast<std::size_t>(room), "%s", PlantedRemark->text));
     return SQL_SUCCESS;
 }
 
@@ -124,13 +124,13 @@ TEST_F(SqliteTest, WhatADriverRemarksOnChangedValuesIsAnError) {
           Case{{"01000", "changed database context"}, false, false}}) {
         for (const bool prepared : {true, false}) {
             for (const bool expected : {first && (prepared || again), again}) {
-                planted_remark = remark;
+                PlantedRemark = remark;
                 const auto error = ErrorOf([&] {
                     EXPECT_EQ(prepared ? insert->Execute(row)
                                        : connection->Execute("insert into t values ('long')"),
                               1);
                 });
-                planted_remark.reset();
+                PlantedRemark.reset();
                 EXPECT_EQ(expected, error.Description().find(remark.text) != std::string::npos)
                     << remark.state << prepared << error.Description();
                 EXPECT_EQ(error.ArrivedRows(), expected ? 1 : 0);

@@ -217,7 +217,7 @@ TEST_F(SelectTest, SavedQueriesAreTablesToo) {
     EXPECT_EQ(Names("select * from [Bigger]"), "id:3,customer:202,price:6,twice:6");
     EXPECT_EQ(ErrorOf("select * from Loop").Description(), "Circular reference caused by 'LOOP'.");
     // A statement stands on no more than some of them.
-    StatementState state(*database_, dialect_);
+    StatementState state{*database_, dialect_};
     SavedQueries queries(state);
     const auto open_many = [&] {
         for (int k = 0; k < 300; ++k) {
