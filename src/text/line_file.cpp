@@ -279,12 +279,12 @@ void LineFile::Finish() {
     }
     try {
         WriteAll();
-        RequireOwnFile();
         if (IsThere(path_)) {
             file_.Sync();  // a former file is given up only for one that is safe on the disk
         } else {
             FlushToServer(file_);
         }
+        RequireOwnFile();  // behind the sync, which may take its time
         const auto stamp = file_.Stamp();
         file::RenameReplacing(file_.Path(), path_);
         file::NoteLeft(path_, stamp, file::Afterwards::MayBeFetched);

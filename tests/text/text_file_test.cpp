@@ -15,6 +15,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <thread>
+#include <utility>
 
 namespace vantry::test {
 namespace {
@@ -193,14 +195,15 @@ TEST_F(TextFileTest, WhereNoThreadIsToBeHadTheFileIsWrittenAllTheSame) {
 // of it may go by the name of the target afterwards, and no row counts as loaded.
 TEST_F(TextFileTest, AFileThatIsTakenAwayWhileItIsWrittenIsNoTarget) {
     const fs::path partial = folder / "dst.txt.partial";
+    const auto replace = [&] {
+        fs::remove(partial);
+        folder.Write("dst.txt.partial", "another's");
+    };
     const std::pair<const char*, std::function<void()>> cases[] = {
         {"cut", [&] { fs::resize_file(partial, 1000); }},
         {"removed", [&] { fs::remove(partial); }},
-        {"replaced",
-         [&] {
-             fs::remove(partial);
-             folder.Write("dst.txt.partial", "another's");
-         }},
+        {"replaced", replace},
+        {"replaced at the very end", replace},
         {"replaced by a link",
          [&] {
              fs::remove(partial);
@@ -215,11 +218,24 @@ TEST_F(TextFileTest, AFileThatIsTakenAwayWhileItIsWrittenIsNoTarget) {
             folder.Write("elsewhere", "untouched");
             SetFormer(former);
             int rows = 0;
+            bool at_the_end = what == std::string_view("replaced at the very end");
             source->before = [&, happens = happens](std::string_view name, int) {
-                if (name == "Next" && ++rows == kManyRows - 10) {
+                if (name == "Next" && ++rows == kManyRows - 10 && !at_the_end) {
                     happens();
                 }
             };
+            VerdictBy plan([&,
+                            former = former,
+                            happens = happens,
+                            user = std::this_thread::get_id()](const file::Call& call) {
+                const auto last = former ? file::Operation::Sync : file::Operation::Write;
+                if (call.operation == last && call.path == partial.string() && rows > kManyRows &&
+                    std::this_thread::get_id() == user && std::exchange(at_the_end, false)) {
+                    happens();
+                }
+                return file::Verdict();
+            });
+            const InstalledPlan installed(plan);
             RunSessionToText("");
             source->before = nullptr;
             ExpectFormer(former);
