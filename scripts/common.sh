@@ -16,9 +16,16 @@ need_packages() {
     telling_progress "Asking for the newest lists of packages" "" "${as_root[@]}" apt-get update -qq ||
         echo "apt-get update failed; trying with the lists that are there" >&2
     local log status=0
+    # Another program that installs something, as a new machine does by itself, is waited for.
+    local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq -o APT::Status-Fd=1
+                   -o DPkg::Lock::Timeout=300 --no-install-recommends "${missing[@]}")
     log=$(mktemp)
-    telling_progress "Installing packages" "$log" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-        apt-get install -y -qq -o APT::Status-Fd=1 --no-install-recommends "${missing[@]}" || status=$?
+    if ! telling_progress "Installing packages" "$log" "${install[@]}"; then
+        # A download or the set-up of a package that failed once often works the second time.
+        echo "Installing packages failed: $(grep -E '^(E|dpkg): ' "$log" | head -n 1); trying once more" >&2
+        "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive dpkg --configure -a >/dev/null 2>&1 || true
+        telling_progress "Installing packages" "$log" "${install[@]}" || status=$?
+    fi
     [ "$status" -eq 0 ] || grep -vE '^(dlstatus|pm[a-z]+):' "$log" | tail -n 100 >&2
     rm -f "$log"
     return "$status"
