@@ -15,7 +15,7 @@ namespace vantry {
 struct CodePageTables;
 class CodePageConverter;
 
-// Not thread-safe; two objects of one page are independent of each other.
+// Two threads may use one at the same time; with the library they take turns.
 class CodePage {
 public:
     // Throws DataError if there is no such code page.

@@ -118,6 +118,10 @@ std::size_t FileGroup::Read(Member number, std::uint64_t offset, std::span<std::
     }
 }
 
+bool FileGroup::TryRead(std::uint64_t offset, std::span<std::byte> out, std::uint64_t& version) {
+    return TryReading([&] { return Leader().file.Read(offset, out) == out.size(); }, version);
+}
+
 // Of an open transaction: blocks from memory, the tail from memory as far as it isn't written yet,
 // the rest from the file.
 std::size_t FileGroup::ReadChanged(MemberFile& member,

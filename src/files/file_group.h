@@ -61,6 +61,8 @@ public:
     std::uint64_t SizeOf(Member member);
     // Bytes read: fewer than asked for only at the file's end.
     std::size_t Read(Member member, std::uint64_t offset, std::span<std::byte> out);
+    // All of it from the leader, on a thread other than the connection's; see TryReading.
+    bool TryRead(std::uint64_t offset, std::span<std::byte> out, std::uint64_t& version);
     // Keeps other programs out until the group is closed. Throws when one is in.
     void HoldForeignLocks();
 

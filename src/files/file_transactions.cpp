@@ -152,6 +152,32 @@ void FileTransactions::StopReading() {
     Unlock(First().file, LockByte::Content);
 }
 
+bool FileTransactions::TryReading(const std::function<bool()>& read, std::uint64_t& version) {
+    if (state_ != State::Idle) {
+        return false;
+    }
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    // Again, under the lock: the first look only saves the wait for it.
+    if (!lock.owns_lock() || state_ != State::Idle || stamps_are_recent_) {
+        return false;
+    }
+    bool done = false;
+    try {
+        if (!TryLock(First().file, LockByte::Content, LockKind::Shared)) {
+            return false;
+        }
+        if (First().file.Stamp() == First().stamp) {
+            done = read();
+            version = Version();
+        }
+    } catch (const std::exception&) {
+        // The connection's thread meets it again, and reports it.
+        done = false;
+    }
+    StopReading();
+    return done;
+}
+
 void FileTransactions::Settle() {
     const std::lock_guard lock(mutex_);
     ThrowPending();

@@ -3,8 +3,6 @@
 
 #include "files/paged_file.h"
 
-#include "files/file_lock.h"
-
 #include <cstring>
 
 namespace vantry::file {
@@ -83,29 +81,12 @@ std::uint64_t PagedFile::Read(std::uint32_t first, std::span<std::byte> out) {
 }
 
 bool PagedFile::TryRead(std::uint32_t first, std::span<std::byte> out, std::uint64_t& version) {
-    if (state_ != State::Idle) {
-        return false;
-    }
-    const std::unique_lock lock(mutex_, std::try_to_lock);
-    // Again, under the lock: the first look only saves the wait for it.
-    if (!lock.owns_lock() || state_ != State::Idle || stamps_are_recent_) {
-        return false;
-    }
-    bool read = false;
-    try {
-        if (!TryLock(file_.file, LockByte::Content, LockKind::Shared)) {
-            return false;
-        }
-        if (file_.file.Stamp() == file_.stamp) {
+    return TryReading(
+        [&] {
             ReadFromDisk(first, out);
-            version = Version();
-            read = true;
-        }
-    } catch (const std::exception&) {
-        // The connection's thread meets it again, and reports it.
-    }
-    StopReading();
-    return read;
+            return true;
+        },
+        version);
 }
 
 }  // namespace vantry::file

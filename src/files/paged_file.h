@@ -45,10 +45,8 @@ public:
     // Pages from `first` on; `out` is a multiple of the page size. With the changes of the open
     // transaction. Returns the version of what was read.
     std::uint64_t Read(std::uint32_t first, std::span<std::byte> out);
-    // The same from a thread other than the connection's, which may go on using it meanwhile: only
-    // when nothing stands against it, neither a transaction nor a change by others that the
-    // connection hasn't noticed yet. False: the connection's own thread must read. `version` is
-    // that of what was read.
+    // The same from a thread other than the connection's, which may go on using it meanwhile; see
+    // TryReading.
     bool TryRead(std::uint32_t first, std::span<std::byte> out, std::uint64_t& version);
     // Counts the times when another connection was found to have changed the file.
     std::uint64_t ForeignChanges() const { return foreign_changes_; }

@@ -2,10 +2,10 @@
 // From the bytes of a field to a cell, by the type of its column. One reader a column; the kind of
 // work is decided when it is made.
 
+#include "data/made_texts.h"
 #include "data/short_number.h"
 #include "data/value.h"
 #include "data/value_text.h"
-#include "drivers/text/made_texts.h"
 #include "drivers/text/number_form.h"
 #include "drivers/text/type_guess.h"
 #include "text_format/byte_masks.h"

@@ -1,6 +1,7 @@
 // A field's kind is settled once, when the projection is made; a record then takes one switch a
 // field. Cells look into the record where its bytes are the value (plain ASCII text, most numbers);
-// what has to be converted goes into a text of the field's own, whose room is used again.
+// what has to be converted is put beside it, in room that is used again. Memos are read by the
+// thread that owns the table alone, as their file has one reader.
 
 #include "drivers/foxpro/table/record_decoder.h"
 
@@ -177,16 +178,47 @@ DataError RecordDecoder::FieldError(std::size_t position) const {
 
 void RecordDecoder::Decode(ByteSpan bytes, RecordNumber number) {
     number_ = number;
+    made_.Clear();
     const RecordView record{&table_->Layout(), bytes, number};
     for (std::size_t k = 0; k < plans_.size(); ++k) {
         auto& plan = plans_[k];
-        cells_[k] = record.IsNull(*plan.field) ? Cell::Null() : DecodeField(plan, record);
+        cells_[k] = record.IsNull(*plan.field) ? Cell::Null() : DecodeField(plan, record, made_);
     }
 }
 
-Cell RecordDecoder::DecodeText(Plan& plan, std::string_view stored) {
-    const auto text = table_->Coder().Decode(stored, plan.scratch);
-    return text ? Cell::Text(*text) : Fault(plan, table_->Coder().Trouble());
+bool RecordDecoder::DecodeWithoutMemos(ByteSpan bytes, Cell* cells, MadeTexts& made) {
+    const RecordView record{&table_->Layout(), bytes, 0};
+    for (auto& plan : plans_) {
+        Cell& cell = *cells++;
+        if (record.IsNull(*plan.field)) {
+            cell = Cell::Null();
+        } else if (!plan.IsMemo()) {
+            cell = DecodeField(plan, record, made);
+            if (cell.Kind() == ValueKind::Unreadable) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+void RecordDecoder::DecodeMemos(ByteSpan bytes, RecordNumber number, Cell* cells) {
+    number_ = number;
+    const RecordView record{&table_->Layout(), bytes, number};
+    for (std::size_t k = 0; k < plans_.size(); ++k) {
+        auto& plan = plans_[k];
+        if (plan.IsMemo() && !record.IsNull(*plan.field)) {
+            cells[k] = DecodeMemo(plan, record.Bytes(*plan.field));
+        }
+    }
+}
+
+Cell RecordDecoder::DecodeText(Plan& plan, std::string_view stored, MadeTexts& made) {
+    const auto text = table_->Coder().Decode(stored, converted_);
+    if (!text) {
+        return Fault(plan, table_->Coder().Trouble());
+    }
+    return Cell::Text(text->data() == converted_.data() ? made.Copy(*text) : *text);
 }
 
 // Pointer 0 is an empty text, as null has a flag of its own; for bytes, which nothing reads as
@@ -201,20 +233,20 @@ Cell RecordDecoder::DecodeMemo(Plan& plan, ByteSpan pointer) {
         if (block == 0) {
             return plan.kind == Kind::MemoText ? Cell::Text({}) : Cell::Null();
         }
-        const auto content = table_->Memos()->Read(block);
-        if (plan.kind == Kind::MemoText) {
-            const auto text = table_->Coder().Decode(AsText(content), plan.scratch);
-            if (!text) {
-                return Fault(plan, table_->Coder().Trouble());
-            }
-            // The next memo of the record is read into the same bytes.
-            if (text->data() != plan.scratch.data()) {
-                plan.scratch.assign(*text);
-            }
-            return Cell::Text(plan.scratch);
+        // The next memo of the record is read into the same bytes.
+        const auto content = AsText(table_->Memos()->Read(block));
+        if (plan.kind == Kind::MemoBytes) {
+            plan.memo.assign(content);
+            return Cell::Bytes(std::as_bytes(std::span(plan.memo)));
         }
-        plan.scratch.assign(AsText(content));
-        return Cell::Bytes(std::as_bytes(std::span(plan.scratch)));
+        const auto text = table_->Coder().Decode(content, plan.memo);
+        if (!text) {
+            return Fault(plan, table_->Coder().Trouble());
+        }
+        if (text->data() != plan.memo.data()) {
+            plan.memo.assign(*text);
+        }
+        return Cell::Text(plan.memo);
     } catch (const file::BoundsError&) {
         return Fault(
             plan,
@@ -222,15 +254,17 @@ Cell RecordDecoder::DecodeMemo(Plan& plan, ByteSpan pointer) {
     }
 }
 
-Cell RecordDecoder::DecodeField(Plan& plan, const RecordView& record) {
+Cell RecordDecoder::DecodeField(Plan& plan, const RecordView& record, MadeTexts& made) {
     const Field& field = *plan.field;
     const auto bytes = record.Bytes(field);
     std::optional<Cell> cell;
     switch (plan.kind) {
         case Kind::Text:
             // Blanks at the end of a V are its own, those of a C are padding.
-            return field.short_bit ? DecodeText(plan, AsText(record.ValueBytes(field)))
-                                   : DecodeText(plan, WithoutPadding(AsText(bytes)));
+            return DecodeText(
+                plan,
+                field.short_bit ? AsText(record.ValueBytes(field)) : WithoutPadding(AsText(bytes)),
+                made);
         case Kind::Bytes:
             return Cell::Bytes(record.ValueBytes(field));
         case Kind::Number:

@@ -36,11 +36,16 @@ bool RecordReader::Next() {
     if (number_ >= count_) {
         return false;
     }
-    if (number_ + 1 >= end_) {
+    if (IsAtBlockEnd()) {
         ReadBlock(number_ + 1);
     }
     ++number_;
     return true;
+}
+
+void RecordReader::StandBefore(RecordNumber number) {
+    number_ = number - 1;
+    first_ = end_ = number;
 }
 
 bool RecordReader::Seek(RecordNumber number) {

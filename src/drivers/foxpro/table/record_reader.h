@@ -17,7 +17,12 @@ public:
     bool Next();
     // Stands on that record, if there is one.
     bool Seek(RecordNumber number);
+    // Before that record, which is read anew.
+    void StandBefore(RecordNumber number);
     RecordNumber Number() const { return number_; }
+    RecordNumber Count() const { return count_; }
+    // Whether the next record lies in another block.
+    bool IsAtBlockEnd() const { return number_ + 1 >= end_; }
     ByteSpan Bytes() const {
         return ByteSpan(block_).subspan(std::size_t{number_ - first_} * record_length_,
                                         record_length_);

@@ -1,15 +1,33 @@
-// Deleted records are passed over here and nowhere below, as tags and the check of a table need
-// them.
+// Deleted records are passed over by scans and nowhere below, as tags and the check of a table need
+// them. Behind the first blocks a second thread reads ahead. Easy to get wrong: its blocks are as
+// old as they were when it read them, so a table that is changed meanwhile, by whomever, is read on
+// by this thread, from the first row on that hasn't been handed out.
 #include "drivers/foxpro/table/record_scan.h"
 
 #include "drivers/foxpro/errors.h"
 
+#include <algorithm>
+#include <exception>
+#include <limits>
+
 namespace vantry::foxpro {
+namespace {
+
+// Before a second thread is worth its start. Each time that it has to be left, because the table is
+// in use otherwise, twice as many.
+constexpr std::size_t kBlocksAlone = 2;
+constexpr std::size_t kForEver = std::numeric_limits<std::size_t>::max() / 2;
+
+}  // namespace
+
 RecordScan::RecordScan(std::shared_ptr<TableFile> table, std::span<const std::size_t> fields)
     : table_(std::move(table)),
+      fields_(fields.begin(), fields.end()),
       reader_(*table_),
       decoder_(*table_, fields),
-      show_deleted_(table_->Options().show_deleted) {
+      show_deleted_(table_->Options().show_deleted),
+      blocks_alone_(kBlocksAlone),
+      patience_(2 * kBlocksAlone) {
     if (decoder_.HasMemos()) {
         table_->MissMemos();
     }
@@ -21,10 +39,22 @@ void RecordScan::Decode() {
     for (int tries = 0; decoder_.HasMemos() && tries < 3 && reader_.ReadAgain(); ++tries) {
         decoder_.Decode(reader_.Bytes(), reader_.Number());
     }
+    row_ = decoder_.Cells().data();
 }
 
 bool RecordScan::Next() {
+    return NextAhead() || NextAlone();
+}
+
+bool RecordScan::NextAlone() {
     do {
+        if (reader_.IsAtBlockEnd()) {
+            if (blocks_alone_ > 0) {
+                --blocks_alone_;
+            } else if (StartAhead()) {
+                return Next();
+            }
+        }
         if (!reader_.Next()) {
             if (table_->MissingRecords() != 0) {
                 throw RecordsMissing(
@@ -37,7 +67,80 @@ bool RecordScan::Next() {
     return true;
 }
 
+// ---- With a second thread ---------------------------------------------------------------------
+
+bool RecordScan::StartAhead() {
+    const RecordNumber first = reader_.Number() + 1;
+    if (first > reader_.Count() || table_->Group().InTransaction()) {
+        return false;
+    }
+    try {
+        ahead_ = std::make_unique<RecordsAhead>(*table_, fields_, first, reader_.Count());
+        return true;
+    } catch (const std::exception&) {
+        // No thread to be had, or no memory for it: the rows come without one.
+        blocks_alone_ = kForEver;
+        return false;
+    }
+}
+
+void RecordScan::LeaveAhead(RecordNumber next) {
+    ahead_.reset();
+    block_ = nullptr;
+    taken_ = 0;
+    reader_.StandBefore(next);
+    blocks_alone_ = patience_;
+    patience_ = std::min(2 * patience_, kForEver);
+}
+
+// False without a second thread, and when it is left.
+bool RecordScan::NextAhead() {
+    while (ahead_) {
+        if (block_ == nullptr || taken_ == block_->rows.size()) {
+            taken_ = 0;
+            block_ = ahead_->Next();
+            if (block_ == nullptr) {
+                LeaveAhead(ahead_->Unread());
+            }
+        } else if (StandInBlock()) {
+            return true;
+        } else {
+            LeaveAhead(block_->rows[taken_].number);
+        }
+    }
+    return false;
+}
+
+// False: the row may have been changed since it was read.
+bool RecordScan::StandInBlock() {
+    const auto& row = block_->rows[taken_];
+    Cell* const cells = block_->cells.data() + taken_ * fields_.size();
+    row_ = cells;
+    if (!row.is_decoded || decoder_.HasMemos()) {
+        const std::size_t length = table_->Layout().record_length;
+        const auto record =
+            ByteSpan(block_->bytes).subspan((row.number - block_->first) * length, length);
+        if (row.is_decoded) {
+            decoder_.DecodeMemos(record, row.number, cells);
+        } else {
+            decoder_.Decode(record, row.number);
+            row_ = decoder_.Cells().data();
+        }
+    }
+    // Behind the memos: reading them may have been what noticed a change by others.
+    if (block_->version != table_->Group().Version()) {
+        return false;
+    }
+    ++taken_;
+    return true;
+}
+
+// Who goes back and forth reads little at each place.
 bool RecordScan::Seek(sql::RowId row) {
+    if (ahead_) {
+        LeaveAhead(static_cast<RecordNumber>(CurrentRow()) + 1);
+    }
+    blocks_alone_ = kForEver;
     if (row <= 0 || row > INT32_MAX || !reader_.Seek(static_cast<RecordNumber>(row)) ||
         (!show_deleted_ && reader_.View().IsDeleted())) {
         return false;

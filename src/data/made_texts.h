@@ -1,7 +1,7 @@
 #pragma once
-// Texts that don't stand in the file as they are to be shown, such as those with a doubled
-// qualifier or of another character set: one behind the other, in memory that stands still until it
-// is cleared and is used again then.
+// Texts that don't stand in a file as they are to be shown, such as those with a doubled qualifier
+// or of another character set: one behind the other, in memory that stands still until it is
+// cleared and is used again then.
 
 #include <algorithm>
 #include <bit>
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vantry::text {
+namespace vantry {
 
 class MadeTexts {
 public:
@@ -59,4 +59,4 @@ private:
     std::size_t used_ = 0;  // of that piece
 };
 
-}  // namespace vantry::text
+}  // namespace vantry
