@@ -15,7 +15,8 @@ enum class Operation : std::uint8_t {
     Create,
     Read,
     Write,
-    Reserve,  // space set aside ahead of writes
+    Reserve,   // space set aside ahead of writes, the file growing by it
+    SetAside,  // the same behind the end, which stays where it is
     Truncate,
     Sync,
     SyncFolder,

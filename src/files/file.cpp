@@ -271,6 +271,16 @@ bool File::Reserve(std::uint64_t offset, std::uint64_t length) {
     return error == 0;
 }
 
+void File::SetAside(std::uint64_t offset, std::uint64_t length) {
+    const Call call{.operation = Operation::SetAside, .path = path_, .offset = offset + length};
+    const int error = Perform(call, [&] {
+        return ::fallocate(descriptor_.Get(), FALLOC_FL_KEEP_SIZE, Offset(offset), Offset(length));
+    });
+    if (error != 0 && error != EOPNOTSUPP && error != ENOSYS) {
+        throw SystemError(path_, "made larger", error);
+    }
+}
+
 void File::Truncate(std::uint64_t size) {
     const Call call{.operation = Operation::Truncate, .path = path_, .offset = size};
     const int error = Perform(call, [&] { return ::ftruncate(descriptor_.Get(), Offset(size)); });

@@ -72,6 +72,9 @@ public:
     void WriteGathered(std::uint64_t offset, std::span<iovec> pieces);
     // Sets space aside, growing the file; false, and nothing done, where the file system can't.
     bool Reserve(std::uint64_t offset, std::uint64_t length);
+    // The same behind the end of the file, which stays where it is. What isn't used goes back when
+    // the file is truncated, be it to the size that it has.
+    void SetAside(std::uint64_t offset, std::uint64_t length);
     void Truncate(std::uint64_t size);
     void Sync();
     // Sets the time of change to a moment that no other change has: the system's own clock for it

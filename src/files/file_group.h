@@ -102,7 +102,7 @@ private:
         std::vector<std::byte> tail;            // bytes from tail_written to size
         std::uint64_t tail_written = 0;
         EarlyWriteout writeout;
-        std::uint64_t reserved = 0;  // size that the file has been given in advance
+        std::uint64_t reserved = 0;  // up to where there is room on the disk for it
         std::optional<std::uint64_t> cut;
         std::unique_ptr<Journal> journal;
 
@@ -119,9 +119,12 @@ private:
     void TakeBack() override;
     void ForgetTransaction() override;
     void WriteBlocks();
+    bool JournalBlocks();
+    void PutBlocks();
     void FlushTail(MemberFile& member);
     void OpenJournals();
     void OpenJournal(MemberFile& member);
+    void SyncJournals();
     Block& BlockOf(MemberFile& member, std::uint64_t number);
     std::size_t ReadChanged(MemberFile& member, std::uint64_t offset, std::span<std::byte> out);
     void Grow(MemberFile& member, std::uint64_t end);

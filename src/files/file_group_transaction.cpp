@@ -1,7 +1,8 @@
 // Statements, batches of rows, and how their bytes get into several files at once. The leader's
 // journal is made first and taken away first; in between each changed block of an existing file is
 // in its file's journal, on the disk, before it is written. Bytes behind the former end are written
-// when there are enough of them: the numbers that lead to them come with the commit.
+// when there are enough of them: the numbers that lead to them come with the commit. No file grows
+// before its journal is on the disk, which a short transaction therefore waits for once.
 
 #include "files/file_errors.h"
 #include "files/file_group.h"
@@ -99,16 +100,21 @@ void FileGroup::TakeBack() {
         ours = ours && named && named->SameFile(member->stamp);
     }
     // Without the leader's journal the transaction had been committed when it failed.
-    if (!journalled || !JournalIsThere()) {
+    if (journalled && !JournalIsThere()) {
         return;
     }
-    if (content_locked_ && ours) {
+    if (journalled && content_locked_ && ours) {
         PlayBackJournals(Leader().file);
     }
     for (const auto& member : members_) {
-        if (member->file.Size() == member->length && member->length > member->base_size) {
+        const bool grown = member->length > member->base_size;
+        if (member->file.Size() == member->length &&
+            (grown || member->reserved > member->base_size)) {
             member->Truncate(member->base_size);
         }
+    }
+    if (!journalled) {
+        return;
     }
     for (const auto& member : members_) {
         RemoveLeftJournal(member->file.Path());
@@ -147,12 +153,10 @@ void FileGroup::Grow(MemberFile& member, std::uint64_t end) {
     if (end > member.reserved) {
         // A full disk shows here, for the row that needs the room, and not when earlier rows are
         // committed.
-        OpenJournals();
-        OpenJournal(member);
         const std::uint64_t wanted =
             std::min(options_.max_size,
                      end + std::min<std::uint64_t>(end - member.base_size, kMostGrowBytes));
-        member.Reserve(member.reserved, wanted - member.reserved);
+        member.SetAside(member.reserved, wanted - member.reserved);
         member.reserved = wanted;
     }
     if (member.size < member.tail_start) {
@@ -231,8 +235,17 @@ void FileGroup::OpenJournal(MemberFile& member) {
     std::vector<std::byte> former(std::min<std::uint64_t>(kBlock, member.base_size));
     member.file.ReadExactly(0, former);
     member.journal->AddImage(0, former);
-    member.journal->Sync();
     member.journaled.insert(0);
+}
+
+void FileGroup::SyncJournals() {
+    std::vector<Journal*> journals;
+    for (const auto& member : members_) {
+        if (member->journal) {
+            journals.push_back(member->journal.get());
+        }
+    }
+    Journal::SyncAll(journals);
 }
 
 void FileGroup::OpenJournals() {
@@ -250,6 +263,7 @@ void FileGroup::FlushTail(MemberFile& member) {
     }
     OpenJournals();
     OpenJournal(member);
+    SyncJournals();
     RequireAsLeft();
     member.Write(member.tail_written, member.tail);
     member.tail_written += member.tail.size();
@@ -257,9 +271,14 @@ void FileGroup::FlushTail(MemberFile& member) {
     member.tail.clear();
 }
 
-// Puts the former content of changed blocks into the journals, and then their new one into the
-// files.
 void FileGroup::WriteBlocks() {
+    if (JournalBlocks()) {
+        PutBlocks();
+    }
+}
+
+// Puts the former content of changed blocks into the journals; false: there are none.
+bool FileGroup::JournalBlocks() {
     RequireAsLeft();
     std::vector<std::byte> former(kBlock);
     bool any = false;
@@ -280,13 +299,13 @@ void FileGroup::WriteBlocks() {
             // Each time: a playback takes a block for ours only in a state that was announced.
             member->journal->AddReplacement(number, ByteSpan(block.bytes.get(), image.size()));
         }
-        if (member->journal) {
-            member->journal->Sync();
-        }
     }
-    if (!any) {
-        return;
-    }
+    SyncJournals();
+    return any;
+}
+
+// And their new one into the files.
+void FileGroup::PutBlocks() {
     LockContent();
     for (const auto& member : members_) {
         for (auto& [number, block] : member->blocks) {
@@ -310,16 +329,20 @@ void FileGroup::WriteEverything() {
         return;
     }
     OpenJournals();
+    // Before the tails, so that one sync of each journal is for all that is written.
+    const bool any = JournalBlocks();
     for (const auto& member : members_) {
         FlushTail(*member);
     }
-    WriteBlocks();
+    if (any) {
+        PutBlocks();
+    }
     for (const auto& member : members_) {
         if (!member->journal) {
             continue;
         }
-        // Room that was taken in advance and not used goes back.
-        if (member->length != member->size) {
+        // Room that was set aside and not used goes back.
+        if (member->length != member->size || member->reserved > member->size) {
             member->Truncate(member->size);
         }
         member->file.Sync();

@@ -63,10 +63,19 @@ void WrittenFile::WriteGathered(std::uint64_t offset, std::span<iovec> pieces) {
 }
 
 // Growing would hide that somebody has cut the file, with a hole where its pages were.
-void WrittenFile::Reserve(std::uint64_t offset, std::uint64_t bytes) {
+void WrittenFile::RequireLength() const {
     if (const auto now = file.Size(); now != length) {
         throw ResizedWhileOpen(file.Path(), length, now);
     }
+}
+
+void WrittenFile::SetAside(std::uint64_t offset, std::uint64_t bytes) {
+    RequireLength();
+    file.SetAside(offset, bytes);
+}
+
+void WrittenFile::Reserve(std::uint64_t offset, std::uint64_t bytes) {
+    RequireLength();
     bool grown = false;
     Grow([&] { grown = file.Reserve(offset, bytes); });
     if (grown) {

@@ -43,6 +43,7 @@ struct WrittenFile {
     void Write(std::uint64_t offset, std::span<const std::byte> data);
     void WriteGathered(std::uint64_t offset, std::span<iovec> pieces);
     void Reserve(std::uint64_t offset, std::uint64_t bytes);
+    void SetAside(std::uint64_t offset, std::uint64_t bytes);
     void Truncate(std::uint64_t size);
 
     File file;
@@ -53,6 +54,7 @@ struct WrittenFile {
 private:
     template <typename Action>
     void Grow(Action&& action);
+    void RequireLength() const;
 };
 
 class FileTransactions {

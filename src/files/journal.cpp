@@ -14,7 +14,10 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
+#include <optional>
 #include <random>
+#include <utility>
 
 namespace vantry::file {
 
@@ -123,18 +126,41 @@ void Journal::AddReplacement(std::uint64_t block, std::span<const std::byte> rep
 }
 
 void Journal::Sync() {
+    Journal* const self = this;
+    SyncAll({&self, 1});
+}
+
+void Journal::SyncAll(std::span<Journal* const> journals) {
+    std::vector<Journal*> synced;
+    for (Journal* const journal : journals) {
+        if (journal->SyncContent()) {
+            synced.push_back(journal);
+        }
+    }
+    std::optional<std::filesystem::path> last;
+    for (Journal* const journal : synced) {
+        if (!journal->named_) {
+            auto folder = std::filesystem::path(journal->file_.Path()).parent_path();
+            if (folder != last) {
+                SyncFolderOf(journal->file_.Path());
+                last = std::move(folder);
+            }
+            journal->named_ = true;
+        }
+        journal->unsynced_ = false;
+    }
+}
+
+// False: there was nothing to sync.
+bool Journal::SyncContent() {
     WriteSums();
     if (!unsynced_) {
-        return;
+        return false;
     }
     // Within the same flush as what it ends: the playback looks whether the rest got there, too.
     WriteSlot(kBatchEnd, slots_, {});
     file_.Sync();
-    if (!named_) {
-        SyncFolderOf(file_.Path());
-        named_ = true;
-    }
-    unsynced_ = false;
+    return true;
 }
 
 void Journal::Remove() {

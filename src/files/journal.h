@@ -16,6 +16,7 @@
 #include "files/journal_format.h"
 
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,8 @@ public:
     void AddReplacement(std::uint64_t block, std::span<const std::byte> replacement);
     // Everything added is on disk when it returns; the blocks may then be changed.
     void Sync();
+    // The same of several, whose folder is synced once for all of them.
+    static void SyncAll(std::span<Journal* const> journals);
     // The transaction is complete, and stays so: the folder is synced.
     void Remove();
 
@@ -53,6 +56,7 @@ private:
     void WriteHeader();
     void WriteSlot(std::uint32_t kind, std::uint64_t number, std::span<const std::byte> content);
     void WriteSums();
+    bool SyncContent();
 
     File file_;
     JournalHeader header_;
