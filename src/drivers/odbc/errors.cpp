@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 namespace vantry::odbc {
 namespace {
@@ -29,26 +30,36 @@ std::string_view WithoutLineEnd(std::string_view text) {
     return text;
 }
 
-// One call for both forms of SQLGetDiagRec; false when there is no such record.
-template <typename Unit, typename GetRecord>
-bool ReadRecord(GetRecord get_record,
-                short kind,
-                SQLHANDLE handle,
-                SQLSMALLINT number,
-                DiagnosticRecord& record) {
-    std::array<Unit, 6> state{};
-    std::vector<Unit> text(1024);
+// Texts of a driver without wide calls are kept by the driver manager as units of a byte each.
+// Asked for them as bytes it would put them through the locale that the program had when it
+// connected: UTF-8 would come out as UTF-8 of UTF-8.
+std::string TextOfBytes(std::span<const SQLWCHAR> units) {
+    std::string bytes;
+    for (const auto unit : units) {
+        if (unit > 0xFF) {
+            return TextOfUnits(units.data(), units.size());
+        }
+        bytes += static_cast<char>(unit);
+    }
+    return TextOfUnits(reinterpret_cast<const SQLCHAR*>(bytes.data()), bytes.size());
+}
+
+// False when there is no such record.
+bool ReadRecord(
+    short kind, SQLHANDLE handle, SQLSMALLINT number, bool wide, DiagnosticRecord& record) {
+    std::array<SQLWCHAR, 6> state{};
+    std::vector<SQLWCHAR> text(1024);
     SQLINTEGER native = 0;
     SQLSMALLINT length = 0;
     const auto read = [&] {
-        return get_record(kind,
-                          handle,
-                          number,
-                          state.data(),
-                          &native,
-                          text.data(),
-                          static_cast<SQLSMALLINT>(text.size()),
-                          &length);
+        return SQLGetDiagRecW(kind,
+                              handle,
+                              number,
+                              state.data(),
+                              &native,
+                              text.data(),
+                              static_cast<SQLSMALLINT>(text.size()),
+                              &length);
     };
     if (!SQL_SUCCEEDED(read())) {
         return false;
@@ -60,8 +71,10 @@ bool ReadRecord(GetRecord get_record,
     }
     text.back() = 0;
     const auto units =
-        static_cast<std::size_t>(std::find(text.begin(), text.end(), Unit{0}) - text.begin());
-    record.text = OnOneLine(WithoutLineEnd(TextOfUnits(text.data(), units)));
+        static_cast<std::size_t>(std::find(text.begin(), text.end(), SQLWCHAR{0}) - text.begin());
+    const auto told =
+        wide ? TextOfUnits(text.data(), units) : TextOfBytes(std::span(text).first(units));
+    record.text = OnOneLine(WithoutLineEnd(told));
     record.state = TextOfUnits(state.data(), 5);
     record.native = native;
     return true;
@@ -151,10 +164,7 @@ std::vector<DiagnosticRecord> ReadRecords(short handle_kind,
     std::vector<DiagnosticRecord> records;
     DiagnosticRecord record;
     for (SQLSMALLINT number = 1; records.size() < most; ++number) {
-        const bool found =
-            wide ? ReadRecord<SQLWCHAR>(SQLGetDiagRecW, handle_kind, handle, number, record)
-                 : ReadRecord<SQLCHAR>(SQLGetDiagRec, handle_kind, handle, number, record);
-        if (!found) {
+        if (!ReadRecord(handle_kind, handle, number, wide, record)) {
             break;
         }
         records.push_back(record);

@@ -10,8 +10,11 @@
 #include <sql.h>
 #include <sqlext.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <clocale>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace {
 
@@ -42,22 +45,23 @@ extern "C" SQLRETURN SQL_API SQLExecDirect(SQLHSTMT statement, SQLCHAR* text, SQ
     static const auto next = Next(&SQLExecDirect, "SQLExecDirect");
     return WithRemark(next(statement, text, length));
 }
-extern "C" SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT kind,
-                                           SQLHANDLE handle,
-                                           SQLSMALLINT number,
-                                           SQLCHAR* state,
-                                           SQLINTEGER* native,
-                                           SQLCHAR* text,
-                                           SQLSMALLINT room,
-                                           SQLSMALLINT* length) {
-    static const auto next = Next(&SQLGetDiagRec, "SQLGetDiagRec");
+extern "C" SQLRETURN SQL_API SQLGetDiagRecW(SQLSMALLINT kind,
+                                            SQLHANDLE handle,
+                                            SQLSMALLINT number,
+                                            SQLWCHAR* state,
+                                            SQLINTEGER* native,
+                                            SQLWCHAR* text,
+                                            SQLSMALLINT room,
+                                            SQLSMALLINT* length) {
+    static const auto next = Next(&SQLGetDiagRecW, "SQLGetDiagRecW");
     if (!PlantedRemark || kind != SQL_HANDLE_STMT || number != 1) {
         return next(kind, handle, number, state, native, text, room, length);
     }
-    std::snprintf(reinterpret_cast<char*>(state), 6, "%s", PlantedRemark->state);
+    const std::string_view words = PlantedRemark->text;
+    std::copy_n(PlantedRemark->state, 6, state);
+    *std::copy(words.begin(), words.end(), text) = 0;
     *native = 0;
-    *length = static_cast<SQLSMALLINT>(std::snprintf(
-        reinterpret_cast<char*>(text), static_cast<std::size_t>(room), "%s", PlantedRemark->text));
+    *length = static_cast<SQLSMALLINT>(words.size());
     return SQL_SUCCESS;
 }
 
@@ -141,7 +145,11 @@ TEST_F(SqliteTest, WhatADriverRemarksOnChangedValuesIsAnError) {
 }
 
 TEST_F(SqliteTest, NamesAndTextsOutsideOfTheLocaleGoThroughUnchanged) {
+    // As in a program with windows, or behind a driver that sets it.
+    const std::string former = std::setlocale(LC_CTYPE, nullptr);
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
     const auto connection = Connect(Text("dätä😀.db"));
+    std::setlocale(LC_CTYPE, former.c_str());
     EXPECT_TRUE(std::filesystem::exists(folder_ / "dätä😀.db"));
     connection->Execute("create table [tä 😀] ([spalte ö] varchar(40))");
     connection->Execute("insert into [tä 😀] values ('Ω 😀')");
