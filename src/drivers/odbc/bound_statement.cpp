@@ -75,6 +75,10 @@ void BoundStatement::CheckParameterCount() const {
     }
 }
 
+SQLRETURN BoundStatement::Executed() {
+    return link_->Asking(statement_, [this] { return SQLExecute(statement_.Get()); });
+}
+
 // A refused long value stays with the statement of some servers, and would be refused with every
 // row behind it: those go by a fresh one.
 SQLRETURN BoundStatement::ExecuteWithLongValues() {
@@ -112,8 +116,7 @@ std::int64_t BoundStatement::Execute(std::span<const Cell> values) {
         link_->Prepare(statement_, sql_);
     }
     PrepareAgain();
-    const Link::Call call(*link_, statement_);
-    auto result = SQLExecute(statement_.Get());
+    auto result = Executed();
     if (result == SQL_NEED_DATA) {
         result = ExecuteWithLongValues();
     }
@@ -207,8 +210,7 @@ SQLRETURN BoundStatement::ExecuteKept(std::size_t rows) {
     std::fill(status_.begin(), status_.end(), kUntouched);
     processed_ = 0;
     PrepareAgain();
-    const Link::Call call(*link_, statement_);
-    return SQLExecute(statement_.Get());
+    return Executed();
 }
 
 void BoundStatement::SendOne(RowOutcomes& outcomes) {

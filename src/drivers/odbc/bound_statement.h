@@ -33,6 +33,7 @@ public:
 
 private:
     void CheckParameterCount() const;
+    SQLRETURN Executed();
     SQLRETURN ExecuteWithLongValues();
     void CheckExecuted(SQLRETURN result);
     void PrepareAgain();

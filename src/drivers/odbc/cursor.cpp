@@ -64,8 +64,8 @@ void OdbcCursor::Start(std::vector<Column> columns) {
     }
     // What a server says about rows affected comes as results of its own before the rows.
     while (columns.empty()) {
-        const Link::Call call(*link_, statement_);
-        const auto result = SQLMoreResults(statement_.Get());
+        const auto result =
+            link_->Asking(statement_, [&] { return SQLMoreResults(statement_.Get()); });
         link_->Check(result, statement_);
         if (result == SQL_NO_DATA) {
             throw NotARowStatement(link_->Source());

@@ -189,19 +189,21 @@ void Link::Prepare(const StatementHandle& statement, std::string_view sql) const
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
-    const Call call(*this, statement);
-    Check(wide ? SQLPrepareW(statement.Get(), text.Wide(), length)
-               : SQLPrepare(statement.Get(), text.Narrow(), length),
-          statement);
+    const auto result = Asking(statement, [&] {
+        return wide ? SQLPrepareW(statement.Get(), text.Wide(), length)
+                    : SQLPrepare(statement.Get(), text.Narrow(), length);
+    });
+    Check(result, statement);
 }
 
 SQLRETURN Link::ExecuteDirect(const StatementHandle& statement, std::string_view sql) const {
     const bool wide = traits_.wide_calls;
     const CallText text(sql, wide);
     const auto length = text.Count<SQLINTEGER>(wide);
-    const Call call(*this, statement);
-    const auto result = wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
-                             : SQLExecDirect(statement.Get(), text.Narrow(), length);
+    const auto result = Asking(statement, [&] {
+        return wide ? SQLExecDirectW(statement.Get(), text.Wide(), length)
+                    : SQLExecDirect(statement.Get(), text.Narrow(), length);
+    });
     Check(result, statement);
     return result;
 }
@@ -231,25 +233,26 @@ void Link::ListTables(const StatementHandle& statement) const {
     const bool wide = traits_.wide_calls;
     const CallText text(catalog, wide);
     const auto length = text.Count<SQLSMALLINT>(wide);
-    const Call call(*this, statement);
-    const auto result = wide ? SQLTablesW(statement.Get(),
-                                          catalog.empty() ? nullptr : text.Wide(),
-                                          length,
-                                          nullptr,
-                                          0,
-                                          nullptr,
-                                          0,
-                                          nullptr,
-                                          0)
-                             : SQLTables(statement.Get(),
-                                         catalog.empty() ? nullptr : text.Narrow(),
-                                         length,
-                                         nullptr,
-                                         0,
-                                         nullptr,
-                                         0,
-                                         nullptr,
-                                         0);
+    const auto result = Asking(statement, [&] {
+        return wide ? SQLTablesW(statement.Get(),
+                                 catalog.empty() ? nullptr : text.Wide(),
+                                 length,
+                                 nullptr,
+                                 0,
+                                 nullptr,
+                                 0,
+                                 nullptr,
+                                 0)
+                    : SQLTables(statement.Get(),
+                                catalog.empty() ? nullptr : text.Narrow(),
+                                length,
+                                nullptr,
+                                0,
+                                nullptr,
+                                0,
+                                nullptr,
+                                0);
+    });
     Check(result, statement);
 }
 
@@ -304,7 +307,6 @@ void Link::AskCatalog(const StatementHandle& statement,
     const bool wide = traits_.wide_calls;
     const std::array<CallText, 3> texts = {
         CallText(current, wide), CallText(schema, wide), CallText(table, wide)};
-    const Call call_watch(*this, statement);
     const auto ask = [&](const auto& calls, auto name) {
         const auto length = [&](std::size_t k) { return texts[k].Count<SQLSMALLINT>(wide); };
         // An empty text would ask for what has no schema; none at all leaves it open.
@@ -320,10 +322,13 @@ void Link::AskCatalog(const StatementHandle& statement,
                      (texts[2].*name)(),
                      length(2));
     };
-    Check(
-        wide ? ask(CallsOf<SQLWCHAR>(SQLColumnsW, SQLPrimaryKeysW, SQLStatisticsW), &CallText::Wide)
-             : ask(CallsOf<SQLCHAR>(SQLColumns, SQLPrimaryKeys, SQLStatistics), &CallText::Narrow),
-        statement);
+    const auto result = Asking(statement, [&] {
+        return wide ? ask(CallsOf<SQLWCHAR>(SQLColumnsW, SQLPrimaryKeysW, SQLStatisticsW),
+                          &CallText::Wide)
+                    : ask(CallsOf<SQLCHAR>(SQLColumns, SQLPrimaryKeys, SQLStatistics),
+                          &CallText::Narrow);
+    });
+    Check(result, statement);
 }
 
 void Link::DropFurtherResults(const StatementHandle& statement) const {
@@ -332,16 +337,15 @@ void Link::DropFurtherResults(const StatementHandle& statement) const {
         SQLFreeStmt(statement.Get(), SQL_CLOSE);
         return;
     }
-    const Call call(*this, statement);
     // What goes wrong in later parts of a batch comes with their results.
     for (;;) {
-        const auto result = SQLMoreResults(statement.Get());
+        const auto result = Asking(statement, [&] { return SQLMoreResults(statement.Get()); });
         if (result == SQL_NO_DATA) {
             break;
         }
         Check(result, statement);
     }
-    SQLFreeStmt(statement.Get(), SQL_CLOSE);
+    Asking(statement, [&] { return SQLFreeStmt(statement.Get(), SQL_CLOSE); });
 }
 
 void Link::Check(SQLRETURN result, const StatementHandle& statement) const {
@@ -390,16 +394,12 @@ DataError Link::ErrorOf(const std::vector<DiagnosticRecord>& records) const {
     return stopped;
 }
 
-bool Link::BeginCall(SQLHANDLE statement) const {
-    if (calling_.load(std::memory_order_relaxed) != nullptr) {
-        return false;
-    }
+void Link::BeginCall(SQLHANDLE statement) const {
     const SQLHANDLE stopped = stopped_.load(std::memory_order_relaxed);
     if (stopped != nullptr && (stopped != statement || !WaitsAreCancelled())) {
         stopped_.store(nullptr, std::memory_order_relaxed);
     }
     calling_.store(statement);
-    return true;
 }
 
 // Both sides write first and then read what the other has written: either the stop finds no

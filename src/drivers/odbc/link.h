@@ -59,25 +59,14 @@ public:
     // Of the sockets that the driver has opened. Each call that asks the server waits under it.
     AnswerWatch& Watch() const { return watch_; }
     // One call that asks the server by a statement: waits under the watch, and is stopped at the
-    // server when the user cancels meanwhile. Costs two stores more. Calls don't nest: a further
-    // one inside has no effect.
-    class Call {
-    public:
-        Call(const Link& link, const StatementHandle& statement)
-            : wait_(link.watch_), link_(link), outer_(link.BeginCall(statement.Get())) {}
-        ~Call() {
-            if (outer_) {
-                link_.EndCall();
-            }
-        }
-        Call(const Call&) = delete;
-        Call& operator=(const Call&) = delete;
-
-    private:
-        AnswerWatch::Wait wait_;
-        const Link& link_;
-        bool outer_;
-    };
+    // server when the user cancels meanwhile. Costs two stores more. Nothing but the driver's one
+    // call goes in here: what reads the statement's diagnostics mustn't meet the stop, which clears
+    // them from its own thread.
+    template <typename DriverCall>
+    SQLRETURN Asking(const StatementHandle& statement, const DriverCall& call) const {
+        const Call watched(*this, statement);
+        return call();
+    }
     // Whether the statement of the last call was stopped in that way: its errors come from there,
     // also those of later calls. A stop that comes when the statement has just ended closes its
     // results.
@@ -127,7 +116,20 @@ public:
     void EndStream(const Streamer* streamer);
 
 private:
-    bool BeginCall(SQLHANDLE statement) const;
+    class Call {
+    public:
+        Call(const Link& link, const StatementHandle& statement) : wait_(link.watch_), link_(link) {
+            link_.BeginCall(statement.Get());
+        }
+        ~Call() { link_.EndCall(); }
+        Call(const Call&) = delete;
+        Call& operator=(const Call&) = delete;
+
+    private:
+        AnswerWatch::Wait wait_;
+        const Link& link_;
+    };
+    void BeginCall(SQLHANDLE statement) const;
     void EndCall() const;
     void StopCall() const;
     void Connect(const Login& login);

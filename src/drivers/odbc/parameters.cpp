@@ -227,7 +227,8 @@ void Parameters::Bind(Slot& slot, void* data) {
 SQLRETURN Parameters::SendLongValues() {
     for (;;) {
         SQLPOINTER wanted = nullptr;
-        const auto result = SQLParamData(statement_.Get(), &wanted);
+        const auto result =
+            link_.Asking(statement_, [&] { return SQLParamData(statement_.Get(), &wanted); });
         if (result != SQL_NEED_DATA) {
             return result;
         }
@@ -257,8 +258,10 @@ void Parameters::SendInPieces(std::string_view value, bool is_text) {
             AppendUtf16FromUtf8(piece, units_);
             sent = {reinterpret_cast<const char*>(units_.data()), units_.size() * sizeof(char16_t)};
         }
-        const auto result = SQLPutData(
-            statement_.Get(), const_cast<char*>(sent.data()), static_cast<SQLLEN>(sent.size()));
+        const auto result = link_.Asking(statement_, [&] {
+            return SQLPutData(
+                statement_.Get(), const_cast<char*>(sent.data()), static_cast<SQLLEN>(sent.size()));
+        });
         if (!SQL_SUCCEEDED(result)) {
             const auto error = link_.ErrorOf(statement_);
             SQLCancel(statement_.Get());

@@ -47,13 +47,14 @@ FieldBytes ReadField(const Link& link,
         // Whole units only: a driver could put half a UTF-16 unit into an odd byte.
         const auto room = (buffer.Capacity() - have) & ~std::size_t{1};
         SQLLEN indicator = SQL_NO_TOTAL;
-        const Link::Call call(link, statement);
-        const auto result = SQLGetData(statement.Get(),
-                                       number,
-                                       CTypeOf(column.form),
-                                       buffer.Data() + have,
-                                       static_cast<SQLLEN>(room),
-                                       &indicator);
+        const auto result = link.Asking(statement, [&] {
+            return SQLGetData(statement.Get(),
+                              number,
+                              CTypeOf(column.form),
+                              buffer.Data() + have,
+                              static_cast<SQLLEN>(room),
+                              &indicator);
+        });
         // The value has ended just where the buffer did.
         if (result == SQL_NO_DATA) {
             return {false, {buffer.Data(), have}};

@@ -106,8 +106,7 @@ bool RowReader::FetchBlock() {
         const SQLLEN untouched = HasFixedSize(columns_[k].form) ? 0 : kNoLengthGiven;
         std::fill(bindings_[k].lengths.begin(), bindings_[k].lengths.end(), untouched);
     }
-    const Link::Call call(link_, statement_);
-    const auto result = SQLFetch(statement_.Get());
+    const auto result = link_.Asking(statement_, [&] { return SQLFetch(statement_.Get()); });
     if (result == SQL_NO_DATA) {
         return false;
     }
