@@ -10,6 +10,7 @@
 #include "data/date_format.h"
 #include "data/error_text.h"
 #include "data/message_text.h"
+#include "data/reject_form.h"
 #include "data/value_text.h"
 #include "engine/source_statements.h"
 
@@ -33,7 +34,7 @@ namespace {
 constexpr std::size_t kMostHeld = 64 * 1024;
 constexpr std::string_view kBegin =
     "\xEF\xBB\xBF"
-    "Table,Row,State,Reason";
+    "Table,Row,State,Reason";  // kRejectColumns
 
 const char* StateName(RejectState state) {
     static constexpr const char* kNames[] = {
@@ -94,7 +95,10 @@ std::string Heading() {
             shared[k] = shared[k] && EqualsNoCase(names[k], columns[k]->SCName);
         }
     }
-    std::set<std::string> taken = {"table", "row", "state", "reason"};
+    std::set<std::string> taken;
+    for (const auto column : kRejectColumns) {
+        taken.insert(LowerAscii(std::string(column)));
+    }
     std::string heading(kBegin);
     for (std::size_t k = 0; k < names.size(); ++k) {
         const bool good = shared[k] && !names[k].empty() &&

@@ -16,7 +16,8 @@
 // and behind them the row's values as read. They have the source columns' names where all tables of
 // the session agree on the name in that place, else "Value 1", "Value 2". Null is an empty field,
 // an empty text "", a text always stands in quotes; dates are yyyy-mm-dd hh:mm:ss; bytes are 0x and
-// hexadecimal digits; a field that couldn't be read is empty.
+// hexadecimal digits, which the text driver reads back as bytes; a field that couldn't be read is
+// empty.
 //
 // Readable by its owner alone; there is none before the first row. One that another program is
 // writing stays with that program (IsBeingWritten); a file of the name that is there already stays,

@@ -208,7 +208,8 @@ TEST(DataCheck, KnowsTheKeysOfEveryKindOfTarget) {
 TEST(Rejects, ReloadIntoASecondTargetAndNothingIsMissing) {
     constexpr int kRows = 130;
     const int bad[] = {40, 60};
-    const std::string columns = "(id LONG, name TEXT(60), price CURRENCY, at DATETIME, big LONG)";
+    const std::string columns =
+        "(id LONG, name TEXT(60), price CURRENCY, at DATETIME, big LONG, photo OLEOBJECT)";
     test::MappingSession session;
     test::RecordingView view;
     CurrentRunView = &view;
@@ -220,10 +221,10 @@ TEST(Rejects, ReloadIntoASecondTargetAndNothingIsMissing) {
         test::RunStatement(second, "CREATE TABLE " + table + " " + columns);
         session.InTarget({"CREATE TABLE " + table +
                           " (id LONG CONSTRAINT pk PRIMARY KEY, name TEXT(20) NOT NULL, price "
-                          "CURRENCY, at DATETIME, big SHORT)"});
+                          "CURRENCY, at DATETIME, big SHORT, photo OLEOBJECT)"});
         Connection source;
         source.Open(SourceConnStr);
-        source.Execute("INSERT INTO " + table + " VALUES (0, '', NULL, NULL, NULL)");
+        source.Execute("INSERT INTO " + table + " VALUES (0, '', NULL, NULL, NULL, NULL)");
         for (int row = 1; row < kRows; ++row) {
             const bool is_bad = row <= 2 * count && row % 2 == 0;
             const int kind = is_bad ? row / 2 % 4 : 4;
@@ -234,12 +235,22 @@ TEST(Rejects, ReloadIntoASecondTargetAndNothingIsMissing) {
                                      : kind == 2    ? "NULL"
                                      : row % 3 == 0 ? "'007'"
                                                     : "'Ä''b" + number + "  '";
-            source.Execute("INSERT INTO " + table + " VALUES (" + id + ", " + name + ", -" +
-                           number + ".0625, #2024-02-29 23:59:58#, " +
-                           (kind == 3      ? "70000"
-                            : row % 2 == 0 ? "NULL"
-                                           : number) +
-                           ")");
+            Command insert;
+            insert.ActiveConnection = SourceConnStr;
+            insert.CommandText = "INSERT INTO " + table + " VALUES (" + id + ", " + name + ", -" +
+                                 number + ".0625, #2024-02-29 23:59:58#, " +
+                                 (kind == 3      ? "70000"
+                                  : row % 2 == 0 ? "NULL"
+                                                 : number) +
+                                 ", ?)";
+            Parameter photo;
+            photo.Type = adLongVarBinary;
+            // With bytes that no text has; of some rows none at all.
+            const std::string bytes{'\0', '\xFF', static_cast<char>(row), ' '};
+            photo.SetValue(row % 8 == 0 ? Cell::Null()
+                                        : Cell::Bytes(std::as_bytes(std::span(bytes))));
+            insert.Parameters.Append(std::move(photo));
+            insert.Execute();
         }
     }
     session.ChooseTables(names);
@@ -284,7 +295,7 @@ TEST(Rejects, ReloadIntoASecondTargetAndNothingIsMissing) {
         std::multiset<std::string> all;
         const auto add = [&](const std::string& text, std::int64_t most) {
             Recordset rows;
-            rows.Open("SELECT id, name, price, at, big FROM " + names[k],
+            rows.Open("SELECT id, name, price, at, big, photo FROM " + names[k],
                       text,
                       adOpenForwardOnly,
                       adLockReadOnly);

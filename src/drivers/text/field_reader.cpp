@@ -8,6 +8,7 @@
 
 #include "drivers/text/field_reader.h"
 
+#include "data/reject_form.h"
 #include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
@@ -162,6 +163,9 @@ Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain,
         if (bytes.empty()) {
             return Cell::Null();
         }
+        if (column_.hexadecimal) {
+            return ReadHexadecimal(TrimBlanks(bytes), made);
+        }
         scratch_ = bytes;
         if (field.HasQualifiers()) {
             TakeQualifiersOut(
@@ -172,6 +176,18 @@ Cell FieldReader::ReadOther(std::string_view bytes, FieldSpan field, bool plain,
     }
     const std::string_view text = TrimBlanks(Decode(bytes, field, plain));
     return text.empty() ? Cell::Null() : ReadValue(text);
+}
+
+Cell FieldReader::ReadHexadecimal(std::string_view text, MadeTexts& made) {
+    if (!IsHexForm(text)) {
+        return Cell::Unreadable();
+    }
+    scratch_.clear();
+    for (std::size_t k = 2; k < text.size(); k += 2) {
+        scratch_ += static_cast<char>(ValueOfHexDigit(text[k]) << 4 | ValueOfHexDigit(text[k + 1]));
+    }
+    const std::string_view kept = made.Copy(scratch_);
+    return Cell::Bytes(std::as_bytes(std::span(kept.data(), kept.size())));
 }
 
 Cell FieldReader::ReadValue(std::string_view text) {
@@ -316,6 +332,9 @@ std::string FieldReader::ShownText(std::string_view bytes, FieldSpan field) {
 }
 
 std::string FieldReader::Wanted(std::string_view shown) const {
+    if (column_.hexadecimal) {
+        return "0x and an even number of hexadecimal digits";
+    }
     const auto whole_number = [&] {
         const IntegerRange range = RangeOf(column_.type);
         return "a whole number from " + std::to_string(range.least) + " to " +

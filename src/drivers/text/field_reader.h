@@ -25,6 +25,7 @@ struct TextColumn {
     std::uint32_t width = 0;  // of Text: characters, longer values don't fit; 0: all do
     int precision = 18;       // of Decimal
     int scale = 0;
+    bool hexadecimal = false;            // bytes are written as 0x and digits
     std::optional<DatePicture> picture;  // of its own, before the file's
 };
 
@@ -85,6 +86,7 @@ private:
     }
     Cell ReadText(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made);
     Cell ReadOther(std::string_view bytes, FieldSpan field, bool plain, MadeTexts& made);
+    Cell ReadHexadecimal(std::string_view text, MadeTexts& made);
     Cell ReadValue(std::string_view text);
     Cell ReadInteger(std::string_view text) const;
     Cell ReadFloat(std::string_view text) const;

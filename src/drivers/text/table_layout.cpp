@@ -8,6 +8,7 @@
 #include "drivers/text/table_layout.h"
 
 #include "data/letter_case.h"
+#include "data/reject_form.h"
 #include "data/utf.h"
 #include "data/value_text.h"
 #include "text_format/errors.h"
@@ -163,6 +164,11 @@ public:
             AddRow(reader.Row());
         }
     }
+    // Of a file of rejected rows: values without quotes that are 0x and digits are bytes.
+    void LookForBytes() { looks_for_bytes_ = true; }
+    bool IsBytes(std::size_t column) const {
+        return column < bytes_.size() && bytes_[column].found && !bytes_[column].others;
+    }
     std::int64_t Rows() const { return rows_; }
     bool SawAll() const { return at_end_; }
     std::size_t MostFields() const { return most_fields_; }
@@ -175,10 +181,15 @@ private:
         const std::size_t count = std::min(row.FieldCount(), kMaxColumns);
         if (guesses_.size() < count) {
             guesses_.resize(count);
+            bytes_.resize(count);
         }
         for (std::size_t k = 0; k < count; ++k) {
             const FieldSpan field = row.Field(k);
             const std::string_view bytes = row.Bytes(field);
+            if (looks_for_bytes_ && !(bytes.empty() && !field.IsQualified())) {
+                const bool is_hex = !field.IsQualified() && IsHexForm(bytes);
+                (is_hex ? bytes_[k].found : bytes_[k].others) = true;
+            }
             // Empty fields fit every type; a column that is text already can't become anything
             // else.
             if (bytes.empty() || guesses_[k].TakesTextOf(bytes.size())) {
@@ -197,6 +208,12 @@ private:
     ReaderSizes sizes_;
     FieldReader text_;
     std::vector<TypeGuess> guesses_;
+    struct Seen {
+        bool found = false;
+        bool others = false;
+    };
+    std::vector<Seen> bytes_;
+    bool looks_for_bytes_ = false;
     std::int64_t rows_ = 0;
     std::size_t most_fields_ = 0;
     bool at_end_ = false;
@@ -294,6 +311,10 @@ TableLayout FindLayout(const TableSource& source, ReaderSizes sizes) {
         return layout;
     }
     Guesser guesser(source, sizes);
+    if (header.size() > kRejectColumns.size() &&
+        std::equal(kRejectColumns.begin(), kRejectColumns.end(), header.begin())) {
+        guesser.LookForBytes();
+    }
     guesser.Scan(layout.first_row);
     // Never none: an empty file is a table of one column.
     const std::size_t count = std::max({header_count, guesser.MostFields(), std::size_t{1}});
@@ -302,7 +323,8 @@ TableLayout FindLayout(const TableSource& source, ReaderSizes sizes) {
     }
     layout.columns = NameColumns(header, count);
     for (std::size_t k = 0; k < count; ++k) {
-        layout.columns[k].type = guesser.TypeOf(k);
+        layout.columns[k].hexadecimal = guesser.IsBytes(k);
+        layout.columns[k].type = guesser.IsBytes(k) ? ColumnType::Ole : guesser.TypeOf(k);
     }
     layout.scanned_rows = guesser.Rows();
     if (guesser.SawAll()) {
