@@ -3,6 +3,7 @@
 // of it.
 //
 //     ledger_attack SEED SESSIONS [FROM [TO]]
+//     ledger_attack rejects [TABLES [ROWS]]     (reject_reload.h)
 //
 // A row that is "refused" isn't in the target and is in the reject count; of one that isn't, the
 // columns that are "changed" are those in which the verification finds a difference. Prints each
@@ -23,6 +24,7 @@
 #include "mapping/column_discovery.h"
 #include "mapping/map_check.h"
 #include "odd_values.h"
+#include "reject_reload.h"
 #include "support/private_mariadb.h"
 #include "support/private_odbc.h"
 #include "support/tds_server.h"
@@ -389,8 +391,10 @@ int Attack::TryRow(int row, bool made) {
         shown += " " + ShownValue(value.AsCell());
     }
     if (TargetType == "MSSQL") {
-        shown += " in the target: " + mssql_->Rows("select * from taken");
+        shown += " in the target: " + mssql_->Rows("select * from taken") + "made by " +
+                 mssql_->Rows("select sql from sqlite_master where name='taken'");
     }
+    std::replace(shown.begin(), shown.end(), '\0', '.');  // they would end what is printed
     const auto place =
         "[" + types_ + "] row " + std::to_string(row) + shown + "\n" + TableText(check);
     const bool refused = check.refused > 0;
@@ -409,12 +413,18 @@ int Attack::TryRow(int row, bool made) {
         return Tell(place + "    not verified: " + report.Verified.why_not);
     }
     int bad = 0;
+    bool moved = false;
     for (const auto& column : check.columns) {
         const auto& names = report.Verified.columns;
         const bool found = std::find(names.begin(), names.end(), column.target) != names.end();
-        // Blanks that stand elsewhere may be blanks all the same.
-        const bool displaced =
-            !column.data.empty() && column.data[0].verdict.reason == Reason::Displaced;
+        // What stands elsewhere in its line may be read as the same all the same.
+        const auto has = [&](Reason reason) {
+            return std::any_of(column.data.begin(), column.data.end(), [&](const auto& finding) {
+                return finding.verdict.reason == reason;
+            });
+        };
+        const bool displaced = moved || has(Reason::Displaced);
+        moved = moved || has(Reason::PushesOn) || has(Reason::EndsField) || has(Reason::EndsLine);
         if (!displaced && found != (column.Worst(true) == Grade::Changed)) {
             bad += Tell(place + "    of column " + column.target + " the verification says " +
                         (found ? "it differs" : "it is the same"));
@@ -453,6 +463,12 @@ int Attack::Run(unsigned seed, std::string_view from, std::string_view to) {
         auto& values = data_.emplace_back();
         for (const auto odd : odds_) {
             values.push_back(random_.Of(odd));
+            const auto cell = values.back().AsCell();
+            // A file with NUL bytes isn't taken for a text file: no row of it would be tried.
+            if (source.kind == "TEXT" && cell.Kind() == ValueKind::Text &&
+                cell.AsText().find('\0') != std::string_view::npos) {
+                values.back() = Value(Cell::Text("nul in"));
+            }
         }
     }
     ++sessions;
@@ -484,6 +500,10 @@ int main(int count, char** arguments) {
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_NUMERIC, "C");
     vantry::SetLocalDateForm({});
+    if (count > 1 && std::string_view(arguments[1]) == "rejects") {
+        return vantry::bench::ReloadRejects(count > 2 ? std::atoi(arguments[2]) : 25,
+                                            count > 3 ? std::atoll(arguments[3]) : 40'000);
+    }
     const auto seed = count > 1 ? static_cast<unsigned>(std::atoi(arguments[1])) : 1U;
     const int sessions = count > 2 ? std::atoi(arguments[2]) : 100;
     vantry::bench::Attack attack;

@@ -301,6 +301,8 @@ Holding HoldingOfType(TypeNames kind, const FieldShape& shape) {
             Holding holding = Of(Form::Bytes);
             holding.length = IsLongType(shape.type) ? 0 : std::max<std::int64_t>(shape.size, 0);
             holding.pads = shape.type == adBinary && kind != FoxPro;
+            // Without a content there is no memo, and what has none is a null.
+            holding.empty_is_null = kind == FoxPro;
             return holding;
         }
         default:
@@ -345,6 +347,8 @@ Holding HoldingOfField(TypeNames kind, const FieldShape& shape, std::string type
     Holding holding = HoldingOfType(kind, shape);
     holding.half_away = kind != Access;
     holding.all_doubles = kind == Access;
+    holding.truth_is_number = kind == Access || kind == FoxPro;
+    holding.converts = kind == MSSQL;
     holding.sign_in_width = kind == FoxPro && IsWidthOfDigits(shape.type);
     holding.type = std::move(type_name);
     return holding;

@@ -49,8 +49,12 @@ struct Holding {
     bool pads = false;         // up to the length
     bool empty_is_null = false;
     bool null_is_false = false;
-    bool required = false;     // no null
-    bool never_empty = false;  // no text without letters
+    bool truth_is_number = false;  // True is -1 there, else 1 or as the column likes it
+    bool converts = false;         // a server that converts by rules of its own
+    bool is_long = false;          // a text that takes nothing but texts
+    bool shown_as_text = false;    // a moment that is read back as a text
+    bool required = false;         // no null
+    bool never_empty = false;      // no text without letters
     std::int32_t first_day = kMinDay;
     std::int32_t last_day = kMaxDay;
     std::int64_t step = 1;  // nanoseconds that a moment counts in

@@ -248,10 +248,14 @@ void TablePass::LookAtTarget() {
     for (std::int32_t k = 0; k < columns.Fields().Count(); ++k) {
         auto& field = columns.Fields()[k];
         targets_.push_back(
-            {field.Name(), ShapeOf(field), TranslateType(AdoTypeName(field.Type()), "DEST")});
+            {field.Name(), ShapeOf(field), TranslateType(AdoTypeName(field.Type()), "DEST"), {}});
     }
     columns.Close();
     rules_ = target_.RulesOf(DstTables[table_].Name);
+    for (auto& field : targets_) {
+        const auto type = rules_.server_types.find(field.name);
+        field.servers_type = type == rules_.server_types.end() ? "" : type->second;
+    }
 }
 
 void TablePass::MakePlan() {

@@ -6,6 +6,7 @@
 #include "check/type_check.h"
 
 #include "check/check_text.h"
+#include "check/server_conversion.h"
 #include "data/ado_types.h"
 #include "data/calendar.h"
 #include "data/letter_case.h"
@@ -104,7 +105,9 @@ Holding HoldingFor(std::size_t table,
     }
     for (const auto& field : targets) {
         if (EqualsNoCase(field.name, map.DCName)) {
-            return HoldingOfField(kind, field.shape, field.type);
+            auto holding = HoldingOfField(kind, field.shape, field.type);
+            SetServersType(field.servers_type, field.shape.size, holding);
+            return holding;
         }
     }
     Holding missing;
@@ -281,7 +284,8 @@ std::vector<TargetField> FieldsOf(i16 tab_id) {
                                column.ColWidth,
                                column.ColWidth,
                                static_cast<int>(column.ColScale)},
-                              TranslateType(column.ColType, "DEST")});
+                              TranslateType(column.ColType, "DEST"),
+                              {}});
         }
     }
     return fields;
@@ -319,6 +323,7 @@ std::vector<ColumnPlan> PlanTable(std::size_t table,
     const Way way = WayOf(sources);
     for (std::size_t k = 0; k < std::min(columns.size(), sources.size()); ++k) {
         Carriage carriage{way, sources[k].type};
+        carriage.scale = sources[k].scale == kDoesNotApply ? 0 : std::max(sources[k].scale, 0);
         if (ThisTarget().loader == Loader::Files) {
             SetLine(carriage, *columns[k], sources[k]);
         }

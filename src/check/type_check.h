@@ -67,6 +67,7 @@ struct TargetField {
     std::string name;
     FieldShape shape;
     std::string type;
+    std::string servers_type;  // its own word for it; empty where nobody asked
 };
 
 // A column of the load with its judge.

@@ -6,6 +6,7 @@
 
 #include "check/value_judge.h"
 
+#include "check/server_conversion.h"
 #include "core/session_state.h"
 #include "data/ado_types.h"
 #include "data/utf.h"
@@ -159,6 +160,11 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
     if (value.Kind() == ValueKind::Unreadable || value.Kind() == ValueKind::Unset) {
         return Refused(Reason::Unreadable);
     }
+    if (holding_.converts) {
+        if (const auto verdict = JudgeConversion(value, carriage_, holding_)) {
+            return *verdict;
+        }
+    }
     switch (holding_.form) {
         case Form::Nothing:
             return Refused(Reason::NoType);
@@ -183,7 +189,7 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
             }
             scratch_.clear();
             AppendText(value, scratch_);
-            return JudgeBytes(scratch_);
+            return WithFewerDigits(JudgeBytes(scratch_));
         case Form::Text:
             if (value.Kind() == ValueKind::Bytes) {
                 return IsValidUtf8(value.AsText()) ? JudgeText(value.AsText())
@@ -191,13 +197,7 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
             }
             scratch_.clear();
             AppendText(value, scratch_);
-            // A server writes a floating number with as many digits as the column has room for.
-            if (const auto verdict = JudgeText(scratch_);
-                verdict.reason != Reason::Length || carriage_.way != Way::Batch ||
-                scratch_.find('E') == std::string::npos || holding_.length < kShortestFloat) {
-                return verdict;
-            }
-            return Changed(Reason::Digits);
+            return WithFewerDigits(JudgeText(scratch_));
         case Form::Moment:
         case Form::Day: {
             const auto moment = ToDateTime(value);
@@ -208,7 +208,20 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
     }
 }
 
+// Of what isn't a text, in scratch_. A server writes a floating number with as many digits as the
+// column has room for; blanks behind a number leave it what it is.
+Verdict ColumnJudge::WithFewerDigits(Verdict verdict) const {
+    if (verdict.reason == Reason::Length && carriage_.way == Way::Batch &&
+        scratch_.find('E') != std::string::npos && holding_.length >= kShortestFloat) {
+        return Changed(Reason::Digits);
+    }
+    return verdict.reason == Reason::Padding && holding_.form == Form::Text ? kKept : verdict;
+}
+
 Verdict ColumnJudge::JudgeNumber(const Cell& value) {
+    if (value.Kind() == ValueKind::Boolean && holding_.truth_is_number) {
+        return JudgeNumber(Cell::Int64(value.AsBoolean() ? -1 : 0));
+    }
     if (value.Kind() == ValueKind::Text) {
         const auto text = value.AsText();
         // The engines read numbers alike; a text that is none is refused by all.
@@ -238,6 +251,8 @@ Verdict ColumnJudge::JudgeNumber(const Cell& value) {
 
 std::optional<Decimal> ColumnJudge::RoundedTo(const Cell& value, int scale) const {
     auto exact = holding_.half_away ? ToDecimal(value) : std::nullopt;
+    const bool cuts =
+        holding_.converts && carriage_.way == Way::Statement && holding_.form == Form::Whole;
     if (!exact || exact->scale <= scale) {
         return ToDecimal(value, scale);
     }
@@ -247,7 +262,7 @@ std::optional<Decimal> ColumnJudge::RoundedTo(const Cell& value, int scale) cons
     }
     const auto rest = exact->unscaled % divisor;
     Decimal rounded{exact->unscaled / divisor, static_cast<std::uint8_t>(scale)};
-    if ((rest < 0 ? -rest : rest) >= divisor - (rest < 0 ? -rest : rest)) {
+    if (!cuts && (rest < 0 ? -rest : rest) >= divisor - (rest < 0 ? -rest : rest)) {
         rounded.unscaled += rest < 0 ? -1 : 1;
     }
     return rounded;
@@ -440,6 +455,9 @@ Verdict ColumnJudge::JudgeText(std::string_view text) {
 }
 
 Verdict ColumnJudge::JudgeBytes(std::string_view bytes) const {
+    if (bytes.empty() && holding_.empty_is_null) {
+        return Changed(Reason::EmptyText);
+    }
     const auto most = static_cast<std::size_t>(holding_.length);
     if (most != 0 && bytes.size() > most) {
         return Refused(Reason::Length);
@@ -549,6 +567,10 @@ std::optional<Value> ColumnJudge::Stored(const Cell& value, Reason reason) const
             return Value(Cell::Text(ToBoolean(value).value_or(false) ? "T" : "F"));
         case Reason::Truth:
             return Value(Cell::Boolean(true));
+        case Reason::BlankText:
+            return holding_.form == Form::Moment || holding_.form == Form::Day
+                       ? std::nullopt
+                       : std::optional(Value(Cell::Int64(0)));
         default:
             return std::nullopt;
     }

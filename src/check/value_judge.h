@@ -42,6 +42,9 @@ enum class Reason : std::uint8_t {
     Letters,    // T or F
     Truth,      // a number other than 0 and 1
     Digits,     // a number in another writing
+    BlankText,  // an empty one that becomes 0 or the first day
+    OtherDay,   // a number of days that the target counts from another one
+    Writing,    // a value in another writing
     NotAValue,  // a text that is no number, date or truth
     Unreadable,
     RepeatedKey  // the last: kReasons counts by it
@@ -69,6 +72,7 @@ struct Carriage {
     int type = 0;             // of the source's field
     bool text_field = false;  // of a text file: it stands between qualifiers
     std::size_t width = 0;    // of a text file of fixed width; 0: any
+    int scale = 0;            // of the source's field
     bool is_cut = false;      // what is longer is cut there, else it moves what follows
 };
 
@@ -105,6 +109,7 @@ public:
 private:
     Verdict JudgeNull() const;
     Verdict JudgeOther(const Cell& value);
+    Verdict WithFewerDigits(Verdict verdict) const;
     Verdict JudgeNumber(const Cell& value);
     Verdict JudgeWhole(const Cell& value) const;
     // As the target rounds.

@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -72,6 +73,8 @@ struct TableRules {
     std::vector<std::string> needed;       // of them, those that must not be left out either
     std::vector<std::string> never_empty;  // texts
     std::vector<Unique> unique;
+    // By column: the type as the server itself calls it, where its driver shows another one.
+    std::map<std::string, std::string, std::less<>> server_types;
     std::string unknown;  // why keys may be missing here; empty: none is
 };
 

@@ -110,6 +110,7 @@ private:
         std::string name;
         bool required = false;
         bool needed = false;
+        std::string type;
     };
 
     void Ask(CatalogCall call, const RowTaker& take) {
@@ -144,7 +145,7 @@ private:
     }
 
     static Column ColumnOf(std::span<const Cell> row) {
-        Column column{TextAt(row, column::kName)};
+        Column column{TextAt(row, column::kName), false, false, {}};
         const auto type = LowerCased(TextAt(row, column::kTypeName));
         // Numbered by the server, which takes no value for it at all or any.
         const bool numbered = type.find("identity") != type.npos ||
@@ -155,6 +156,7 @@ private:
         // A server's own version of the row is given by nobody.
         column.needed = column.required && TextAt(row, column::kDefault).empty() &&
                         type != "timestamp" && type != "rowversion";
+        column.type = type;
         return column;
     }
 
@@ -175,6 +177,9 @@ private:
         wanted_.schema = chosen->first;
         for (const auto& column : chosen->second) {
             columns_.push_back(column.name);
+            if (link_->GetTraits().dialect == Dialect::SqlServer) {
+                rules_.server_types[column.name] = column.type;
+            }
             if (column.required) {
                 rules_.required.push_back(column.name);
             }

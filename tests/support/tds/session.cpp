@@ -380,11 +380,11 @@ void Session::Describe(const std::string& call, const std::string& table, Writer
     const std::string where = " where s.uid=u.uid and s.type='U' and s.name=" + literal;
     const std::string begin = "select '" + database_ + "', u.name, s.name, ";
     const std::string sql =
-        call == "sp_columns"
-            ? begin +
-                  "c.name, 12, c.type, 0, 0, 0, 10, case c.\"notnull\" or c.pk when 0 then 1 "
-                  "else 0 end, null, c.dflt_value" +
-                  of + "pragma_table_info(s.name) c" + where
+        call == "sp_columns" ? begin +
+                                   "c.name, 12, replace(c.type,'_text',''), 0, 0, 0, 10, case "
+                                   "c.\"notnull\" or c.pk when 0 then 1 "
+                                   "else 0 end, null, c.dflt_value" +
+                                   of + "pragma_table_info(s.name) c" + where
         : call == "sp_pkeys"
             ? begin + "c.name, c.pk, 'PK_' || s.name" + of + "pragma_table_info(s.name) c" + where +
                   " and c.pk > 0"

@@ -13,6 +13,7 @@
 
 #include <sqlite3.h>
 
+#include <cmath>
 #include <regex>
 
 namespace vantry::test::tds {
@@ -117,8 +118,13 @@ void Bind(sqlite3_stmt* statement, int at, const Cell& value) {
             return;
         case ValueKind::Single:
         case ValueKind::Double:
-            sqlite3_bind_double(statement, at, ToDouble(value).value_or(0));
-            return;
+            // SQLite would make a null of what is no number.
+            if (const double number = ToDouble(value).value_or(HUGE_VAL); std::isfinite(number)) {
+                sqlite3_bind_double(statement, at, number);
+                return;
+            }
+            throw ServerError(8023,
+                              "The supplied value is not a valid instance of data type float.");
         case ValueKind::Bytes:
             sqlite3_bind_blob(statement,
                               at,

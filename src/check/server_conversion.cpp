@@ -1,0 +1,245 @@
+// A parameter that goes by a statement has the type of the source's field; of a recordset it has
+// the column's type if the value can take it on, else it goes as it is. Easy to get wrong: an empty
+// text is 0 or the first day there, a text with an exponent is no whole number, a number counts
+// days for the two older types of dates only, and a floating number becomes a text of six digits.
+
+#include "check/server_conversion.h"
+
+#include "data/ado_types.h"
+#include "data/ascii.h"
+#include "data/calendar.h"
+#include "data/value_convert.h"
+#include "data/value_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace vantry {
+namespace {
+
+constexpr Verdict kRefusedType{Grade::Refused, Reason::NotAValue};
+constexpr Verdict kOutside{Grade::Refused, Reason::Range};
+constexpr std::int32_t kDay1900 = 2;
+constexpr std::int64_t kMinute = 60 * kNanosPerSecond;
+
+bool IsBlank(std::string_view text) {
+    return text.find_first_not_of(' ') == std::string_view::npos;
+}
+bool IsFloating(const Cell& value) {
+    return value.Kind() == ValueKind::Double || value.Kind() == ValueKind::Single;
+}
+
+// Its numbers end where those of 64 or 32 bits do.
+bool IsMoney(const Holding& holding) {
+    return holding.form == Form::Exact && holding.high > 0;
+}
+// Of the two types that numbers are days for.
+bool IsOldMoment(const Holding& holding) {
+    return holding.form == Form::Moment && (holding.thirds || holding.step == kMinute);
+}
+
+std::optional<Verdict> TextIntoNumber(std::string_view text, const Holding& holding) {
+    const bool is_exact = holding.form == Form::Exact;
+    if (IsBlank(text)) {
+        return is_exact && !IsMoney(holding) ? kRefusedType
+                                             : Verdict{Grade::Changed, Reason::BlankText};
+    }
+    if (is_exact) {
+        return text.find_first_of("eE") == text.npos ? std::nullopt : std::optional(kRefusedType);
+    }
+    const bool is_truth = EqualsNoCase(text, "true") || EqualsNoCase(text, "false");
+    const bool whole = holding.form == Form::Whole || holding.form == Form::Truth;
+    if (whole && !ParseInt64(text) && !(holding.form == Form::Truth && is_truth)) {
+        return kRefusedType;
+    }
+    return std::nullopt;
+}
+
+std::optional<Verdict> TextIntoMoment(std::string_view text, const Holding& holding) {
+    constexpr std::size_t kYearAlone = 4;
+    if (IsBlank(text)) {
+        return Verdict{Grade::Changed, Reason::BlankText};
+    }
+    if (text.size() == kYearAlone && text.find_first_not_of("0123456789") == text.npos) {
+        const auto day = DayOf(static_cast<int>(*ParseInt64(text)), 1, 1);
+        return day && *day >= holding.first_day && *day <= holding.last_day
+                   ? Verdict{Grade::Changed, Reason::OtherDay}
+                   : kOutside;
+    }
+    const auto moment = ParseIsoDateTime(Trimmed(text));
+    if (!moment) {
+        return kRefusedType;
+    }
+    if (!holding.shown_as_text) {
+        return std::nullopt;
+    }
+    // It comes back with all places that the column has.
+    std::string back;
+    AppendIsoDateTime({moment->day, moment->nanos / kNanosPerSecond * kNanosPerSecond}, back);
+    if (holding.step < kNanosPerSecond) {
+        const auto places = std::to_string(kNanosPerSecond / holding.step).size() - 1;
+        const auto parts = std::to_string(moment->nanos % kNanosPerSecond / holding.step);
+        back += "." + std::string(places - parts.size(), '0') + parts;
+    }
+    return holding.form == Form::Moment && back != text
+               ? std::optional(Verdict{Grade::Changed, Reason::Writing})
+               : std::nullopt;
+}
+
+std::optional<Verdict> NumberIntoMoment(const Cell& value, const Holding& holding) {
+    if (!IsOldMoment(holding)) {
+        return kRefusedType;
+    }
+    const auto days =
+        value.Kind() == ValueKind::Boolean ? (value.AsBoolean() ? 1 : 0) : ToDouble(value);
+    const double day = std::floor(days.value_or(HUGE_VAL)) + kDay1900;
+    return day >= holding.first_day && day <= holding.last_day
+               ? Verdict{Grade::Changed, Reason::OtherDay}
+               : kOutside;
+}
+
+std::optional<Verdict> IntoText(const Cell& value,
+                                const Carriage& carriage,
+                                const Holding& holding) {
+    if (holding.is_long) {
+        return kRefusedType;
+    }
+    std::string text;
+    bool same = true;
+    if (value.Kind() == ValueKind::Boolean) {
+        text = "1";
+    } else if (IsFloating(value) || carriage.type == adDouble || carriage.type == adSingle) {
+        const double number = ToDouble(value).value_or(0);
+        std::array<char, 32> digits{};
+        std::snprintf(digits.data(), digits.size(), "%g", number);
+        text = digits.data();
+        const auto sign = text.find_first_of("+-", 1);
+        if (sign != text.npos && text.size() - sign == 3) {
+            text.insert(sign + 1, "0");
+        }
+        const auto back = ParseDouble(text).value_or(HUGE_VAL);
+        same = carriage.type == adSingle ? static_cast<float>(back) == static_cast<float>(number)
+                                         : back == number;
+    } else if (const auto decimal = ToDecimal(value);
+               decimal &&
+               (value.Kind() == ValueKind::Decimal || value.Kind() == ValueKind::NumberText)) {
+        // With all places that the source's column has.
+        const int places = std::max<int>(carriage.scale, decimal->scale);
+        const auto wide = ToDecimal(Cell::FromDecimal(*decimal), places);
+        AppendDecimal(wide.value_or(*decimal), text);
+    } else {
+        return std::nullopt;
+    }
+    if (holding.length != 0 && text.size() > static_cast<std::size_t>(holding.length)) {
+        return Verdict{Grade::Refused, Reason::Length};
+    }
+    return same ? Verdict{} : Verdict{Grade::Changed, Reason::Digits};
+}
+
+std::optional<Verdict> JudgeStatement(const Cell& value,
+                                      const Carriage& carriage,
+                                      const Holding& holding) {
+    if (IsFloating(value) && !std::isfinite(ToDouble(value).value_or(HUGE_VAL))) {
+        return kOutside;  // the server takes no such number, whatever the column
+    }
+    const bool is_text = value.Kind() == ValueKind::Text;
+    const bool is_moment = value.Kind() == ValueKind::DateTime;
+    switch (holding.form) {
+        case Form::Whole:
+        case Form::Exact:
+        case Form::Single:
+        case Form::Double:
+        case Form::Truth:
+            return is_text     ? TextIntoNumber(value.AsText(), holding)
+                   : is_moment ? std::optional(kRefusedType)
+                               : std::nullopt;
+        case Form::Moment:
+        case Form::Day:
+            return is_text     ? TextIntoMoment(value.AsText(), holding)
+                   : is_moment ? std::nullopt
+                               : NumberIntoMoment(value, holding);
+        case Form::Text:
+            return is_text ? std::nullopt : IntoText(value, carriage, holding);
+        case Form::Bytes:
+            return is_text || is_moment || holding.length == 0
+                       ? kRefusedType
+                       : Verdict{Grade::Changed, Reason::Writing};
+        default:
+            return std::nullopt;
+    }
+}
+
+// Only what doesn't take on the column's type goes as it is.
+std::optional<Verdict> JudgeRecordset(const Cell& value,
+                                      const Carriage& carriage,
+                                      const Holding& holding) {
+    const bool is_text = value.Kind() == ValueKind::Text;
+    if (holding.shown_as_text && value.Kind() != ValueKind::DateTime) {
+        std::string made;
+        AppendText(value, made);
+        return TextIntoMoment(made, holding);
+    }
+    switch (holding.form) {
+        case Form::Whole:
+        case Form::Exact:
+        case Form::Single:
+        case Form::Double:
+        case Form::Truth:
+            return is_text && IsBlank(value.AsText()) ? TextIntoNumber(value.AsText(), holding)
+                                                      : std::nullopt;
+        case Form::Moment:
+        case Form::Day:
+            return (is_text || value.Kind() == ValueKind::Boolean) && !ToDateTime(value)
+                       ? JudgeStatement(value, carriage, holding)
+                       : std::nullopt;
+        case Form::Bytes:
+            return value.IsView() ? std::nullopt : JudgeStatement(value, carriage, holding);
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+void SetServersType(std::string_view type_name, std::int64_t size, Holding& holding) {
+    constexpr std::int64_t kSeconds = 19;  // characters of a moment without parts of a second
+    const auto name = LowerAscii(std::string(Trimmed(type_name.substr(0, type_name.find('(')))));
+    if (name == "ntext" || name == "text" || name == "xml") {
+        holding.is_long = true;
+    } else if (name == "smallmoney" && holding.form == Form::Exact) {
+        holding.high = INT32_MAX;
+    } else if (name == "smalldatetime" && holding.form == Form::Moment) {
+        holding.first_day = kDay1900;
+        holding.last_day = 65'537;  // 2079-06-06
+        holding.step = kMinute;
+        holding.thirds = false;
+    } else if (holding.form == Form::Text && (name == "date" || name == "datetime2")) {
+        holding = Holding();
+        holding.form = name == "date" ? Form::Day : Form::Moment;
+        holding.shown_as_text = true;
+        holding.converts = true;
+        holding.half_away = true;
+        holding.type = name;
+        holding.step = kNanosPerSecond;
+        for (auto places = size - kSeconds - 1; name == "datetime2" && places > 0; --places) {
+            holding.step /= 10;
+        }
+    }
+}
+
+std::optional<Verdict> JudgeConversion(const Cell& value,
+                                       const Carriage& carriage,
+                                       const Holding& holding) {
+    if (value.Kind() == ValueKind::Unreadable || value.Kind() == ValueKind::Unset ||
+        value.Kind() == ValueKind::Bytes) {
+        return std::nullopt;
+    }
+    return carriage.way == Way::Statement ? JudgeStatement(value, carriage, holding)
+                                          : JudgeRecordset(value, carriage, holding);
+}
+
+}  // namespace vantry
