@@ -18,6 +18,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,11 @@ std::uint64_t Mixed(std::uint64_t x) {
     x ^= x >> 32U;
     x *= kOdd;
     return x ^ (x >> 32U);
+}
+
+// Of what a product has mixed already: sums of neighbours must not cancel out.
+std::uint64_t Finished(std::uint64_t x) {
+    return (x ^ (x >> 32U)) * kOdd;
 }
 
 // Both halves of the product: each bit of both comes out everywhere.
@@ -79,7 +85,7 @@ std::uint64_t HashOfText(std::string_view text) {
         };
         first = byte(0) | byte(text.size() / 2) << 8U | byte(text.size() - 1) << 16U;
     }
-    return Mixed(Folded(first ^ kFirst, last ^ hash) ^ kLast);
+    return Finished(Folded(first ^ kFirst, last ^ hash) ^ kLast);
 }
 
 // ---- Numbers
@@ -192,6 +198,10 @@ std::uint64_t HashOfSingle(const Cell& value) {
 
 // ---- The others
 
+std::uint64_t HashOfTrueOrFalse(bool truth) {
+    return Mixed(truth ? 0x7472'7565 : 0x6661'6C73);
+}
+
 std::uint64_t HashOfTruth(const Cell& value) {
     std::optional<bool> truth;
     if (value.Kind() == ValueKind::Text || value.Kind() == ValueKind::Bytes) {
@@ -199,7 +209,7 @@ std::uint64_t HashOfTruth(const Cell& value) {
     } else {
         truth = ToBoolean(value);
     }
-    return truth ? Mixed(*truth ? 0x7472'7565 : 0x6661'6C73) : HashOfText(ToText(value));
+    return truth ? HashOfTrueOrFalse(*truth) : HashOfText(ToText(value));
 }
 
 std::uint64_t HashOfNumberOrTruth(const Cell& value) {
@@ -208,6 +218,11 @@ std::uint64_t HashOfNumberOrTruth(const Cell& value) {
         value.Kind() == ValueKind::Boolean || (number && (*number == 0 || std::abs(*number) == 1));
     // The same value on both sides goes the same way: 1, -1 and True are one, 2 is a number.
     return is_truth ? HashOfTruth(value) : HashOfNumber(value);
+}
+
+std::uint64_t HashOfExactMoment(const DateTime& moment) {
+    return Mixed(Mixed(static_cast<std::uint64_t>(moment.day)) ^
+                 static_cast<std::uint64_t>(moment.nanos));
 }
 
 std::uint64_t HashOfMoment(const Cell& value, const ContentColumn& column) {
@@ -223,15 +238,14 @@ std::uint64_t HashOfMoment(const Cell& value, const ContentColumn& column) {
         return HashOfText(ToText(value));
     }
     // Most columns count in nanoseconds: no division for them.
-    std::int64_t nanos = column.nanos == 1
-                             ? moment.nanos
-                             : (moment.nanos + column.nanos / 2) / column.nanos * column.nanos;
-    std::int64_t day = moment.day;
-    if (nanos >= kNanosPerDay) {
-        nanos -= kNanosPerDay;
-        ++day;
+    if (column.nanos != 1) {
+        moment.nanos = (moment.nanos + column.nanos / 2) / column.nanos * column.nanos;
+        if (moment.nanos >= kNanosPerDay) {
+            moment.nanos -= kNanosPerDay;
+            ++moment.day;
+        }
     }
-    return Mixed(Mixed(static_cast<std::uint64_t>(day)) ^ static_cast<std::uint64_t>(nanos));
+    return HashOfExactMoment(moment);
 }
 
 std::uint64_t HashOfGuid(const Cell& value) {
@@ -399,30 +413,80 @@ inline bool IsSurelyPlain(std::string_view number) {
     return first >= '1' && first <= '9' && IsDigit(number.back());
 }
 
-// The two usual kinds of columns without a call; everything else, and what of them is uncommon,
-// goes the whole way.
-inline std::uint64_t QuickHash(const Cell& value, const ContentColumn& column, bool plain_text) {
-    const bool is_text = value.Kind() == ValueKind::Text;
-    if (is_text && plain_text) {
-        return HashOfText(value.AsText());
-    }
-    ShortNumber number;
-    if (column.form == ContentForm::Number && (is_text || value.Kind() == ValueKind::NumberText) &&
-        ReadShortNumber(value.AsText(), number) &&
-        (!column.only_plain_numbers || !is_text || IsSurelyPlain(value.AsText()))) {
-        return HashOfShort(number);
+// The usual values of the usual columns without a call; everything else, and what of them is
+// uncommon, goes the whole way. Each answer is what ContentHash gives.
+inline std::uint64_t QuickHash(const Cell& value, const ContentColumn& column, QuickWay way) {
+    const auto kind = value.Kind();
+    switch (way) {
+        case QuickWay::Text:
+            if (kind == ValueKind::Text) {
+                return HashOfText(value.AsText());
+            }
+            break;
+        case QuickWay::Number: {
+            ShortNumber number;
+            if (kind == ValueKind::NumberText) {
+                if (ReadShortNumber(value.AsText(), number)) {
+                    return HashOfShort(number);
+                }
+            } else if (kind == ValueKind::Int64) {
+                return HashOfInteger(value.AsInt64());
+            } else if (kind == ValueKind::Decimal) {
+                return HashOfDecimal(value.AsDecimal());
+            } else if (kind == ValueKind::Text && ReadShortNumber(value.AsText(), number) &&
+                       (!column.only_plain_numbers || IsSurelyPlain(value.AsText()))) {
+                return HashOfShort(number);
+            }
+            break;
+        }
+        case QuickWay::Moment:
+            if (kind == ValueKind::DateTime) {
+                return HashOfExactMoment(value.AsDateTime());
+            }
+            if (kind == ValueKind::Text) {
+                if (const auto moment = ParseIsoDateTime(value.AsText())) {
+                    return HashOfExactMoment(*moment);
+                }
+            }
+            break;
+        case QuickWay::Truth:
+            if (kind == ValueKind::Boolean) {
+                return HashOfTrueOrFalse(value.AsBoolean());
+            }
+            if (kind == ValueKind::Text) {
+                const auto text = value.AsText();
+                if (text == "True" || text == "False") {
+                    return HashOfTrueOrFalse(text.size() == 4);
+                }
+            }
+            break;
+        case QuickWay::None:
+            break;
     }
     return ContentHash(value, column);
+}
+
+QuickWay QuickWayOf(const ContentColumn& column) {
+    switch (column.form) {
+        case ContentForm::Text:
+            return column.filled_up || column.without_formula_lead ? QuickWay::None
+                                                                   : QuickWay::Text;
+        case ContentForm::Number:
+            return QuickWay::Number;
+        case ContentForm::Moment:
+            return column.nanos == 1 ? QuickWay::Moment : QuickWay::None;
+        case ContentForm::Boolean:
+            return QuickWay::Truth;
+        default:
+            return QuickWay::None;
+    }
 }
 
 }  // namespace
 
 ContentSums::ContentSums(std::vector<ContentColumn> columns)
     : columns_(std::move(columns)), sums_(columns_.size()) {
-    for (const auto& column : columns_) {
-        plain_text_.push_back(column.form == ContentForm::Text && !column.filled_up &&
-                              !column.without_formula_lead);
-    }
+    std::transform(columns_.begin(), columns_.end(), std::back_inserter(ways_), QuickWayOf);
 }
 
 void ContentSums::Add(const ContentSums& others) {
@@ -436,10 +500,10 @@ void ContentSums::Count(std::span<const Cell> row, std::int64_t sign) {
     rows_ += sign;
     const std::size_t count = std::min(row.size(), columns_.size());
     const ContentColumn* const columns = columns_.data();
-    const std::uint8_t* const plain_text = plain_text_.data();
+    const QuickWay* const ways = ways_.data();
     std::uint64_t* const sums = sums_.data();
     for (std::size_t k = 0; k < count; ++k) {
-        const auto hash = QuickHash(row[k], columns[k], plain_text[k] != 0);
+        const auto hash = QuickHash(row[k], columns[k], ways[k]);
         // A sum and no chain: a server gives its rows in any order, and rows can be taken off
         // again.
         sums[k] += sign > 0 ? hash : std::uint64_t{0} - hash;

@@ -73,6 +73,9 @@ double WrittenAs(float number);
 
 std::uint64_t ContentHash(const Cell& value, const ContentColumn& column);
 
+// By what the usual values of a column are put into their form.
+enum class QuickWay : std::uint8_t { None, Text, Number, Moment, Truth };
+
 class ContentSums {
 public:
     explicit ContentSums(std::vector<ContentColumn> columns);
@@ -94,7 +97,7 @@ private:
     void Count(std::span<const Cell> row, std::int64_t sign);
 
     std::vector<ContentColumn> columns_;
-    std::vector<std::uint8_t> plain_text_;  // a column's texts are equal by their bytes alone
+    std::vector<QuickWay> ways_;
     std::vector<std::uint64_t> sums_;
     std::int64_t rows_ = 0;
 };
