@@ -1,28 +1,32 @@
-// One SELECT as the run sends it, one walk. A column has a judge and a record of its findings, so
-// that a row costs a call a value. Easy to get wrong: a row counts as refused once, however many of
-// its values are; a finding's example is copied when it is first met, since the row's memory goes
-// with the row; and the keys of rows that are in the target already repeat, too, unless it is
-// emptied first.
+// One SELECT as the run sends it, one walk (check/row_judge); a long file is walked in two halves
+// at once, as a run works on two threads, too, and nobody waits for a check as long as for a run.
+// Whatever comes between the halves, a row across their border or an error in the second one, is
+// found again by a walk in one go, which alone has the numbers of its rows. Easy to get wrong: the
+// keys of rows that are in the target already repeat, too, unless it is emptied first.
 
 #include "check/data_check.h"
 
-#include "check/check_text.h"
+#include "check/row_judge.h"
 #include "check/unique_key.h"
 #include "core/table_names.h"
 #include "data/ado_types.h"
 #include "data/ascii.h"
 #include "data/data_error.h"
 #include "data/error_text.h"
-#include "data/short_number.h"
-#include "data/utf.h"
 #include "data/value_convert.h"
 #include "data/value_text.h"
 #include "mapping/type_catalogue.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
+#include <atomic>
+#include <chrono>
+#include <future>
 #include <optional>
+#include <span>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace vantry {
 namespace {
@@ -37,145 +41,75 @@ FieldShape ShapeOf(const Field& field) {
     return {field.Type(), field.DefinedSize(), field.Precision(), field.NumericScale()};
 }
 
-// ---- What a column's data reach to
-
-class Reach {
-public:
-    void Note(const Cell& value) {
-        switch (value.Kind()) {
-            case ValueKind::Null:
-                ++nulls_;
-                break;
-            case ValueKind::Int64:
-                Digits(value.AsInt64(), 0);
-                break;
-            case ValueKind::Double:
-                Number(value.AsDouble());
-                break;
-            case ValueKind::Single:
-                Number(value.AsSingle());
-                break;
-            case ValueKind::NumberText: {
-                ShortNumber number;
-                if (ReadShortNumber(value.AsText(), number)) {
-                    Digits(number.unscaled, number.scale);
-                } else {
-                    Other(value);
-                }
-                break;
-            }
-            case ValueKind::DateTime:
-                earliest_ = std::min(earliest_, value.AsDateTime());
-                latest_ = std::max(latest_, value.AsDateTime());
-                break;
-            case ValueKind::Text:
-            case ValueKind::Bytes:
-                // No text has more letters than bytes: only a longer one needs to be counted.
-                if (value.AsText().size() > static_cast<std::size_t>(longest_)) {
-                    Longest(value);
-                }
-                break;
-            default:
-                Other(value);
-        }
-    }
-
-    Extent Result() const {
-        Extent extent;
-        extent.nulls = nulls_;
-        extent.longest = longest_;
-        extent.places = places_;
-        // Ends that never met a value still stand the wrong way round.
-        double least = least_;
-        double most = most_;
-        for (std::size_t scale = 0; scale < scaled_.size(); ++scale) {
-            // For the eye: of numbers that a double doesn't hold the last digits don't matter here.
-            if (scaled_[scale].least <= scaled_[scale].most) {
-                const auto ten = static_cast<double>(kTens[scale]);
-                least = std::min(least, static_cast<double>(scaled_[scale].least) / ten);
-                most = std::max(most, static_cast<double>(scaled_[scale].most) / ten);
-            }
-        }
-        if (least <= most) {
-            extent.least = least;
-            extent.most = most;
-        }
-        if (earliest_ <= latest_) {
-            extent.earliest = earliest_;
-            extent.latest = latest_;
-        }
-        return extent;
-    }
-
-private:
-    void Number(double number) {
-        least_ = std::min(least_, number);
-        most_ = std::max(most_, number);
-    }
-    // A longest value so far is rare among millions: kept out of the way of the others.
-    [[gnu::noinline]] void Longest(const Cell& value) {
-        longest_ = std::max(longest_,
-                            static_cast<std::int64_t>(value.Kind() == ValueKind::Text
-                                                          ? CountCodePoints(value.AsText())
-                                                          : value.AsText().size()));
-    }
-    void Other(const Cell& value) {
-        if (value.Kind() == ValueKind::Decimal) {
-            const auto decimal = value.AsDecimal();
-            if (decimal.unscaled == static_cast<std::int64_t>(decimal.unscaled) &&
-                decimal.scale < std::size(kTens)) {
-                Digits(static_cast<std::int64_t>(decimal.unscaled), decimal.scale);
-                return;
-            }
-            places_ = std::max<int>(places_, WithoutTrailingZeros(decimal).scale);
-        } else if (value.Kind() == ValueKind::Unreadable) {
-            return;
-        } else if (const auto decimal =
-                       value.Kind() == ValueKind::NumberText ? ToDecimal(value) : std::nullopt) {
-            places_ = std::max<int>(places_, WithoutTrailingZeros(*decimal).scale);
-        }
-        if (const auto number = ToDouble(value)) {
-            Number(*number);
-        }
-    }
-    // By the digits as they are: a division a value would cost more than all the rest.
-    void Digits(std::int64_t unscaled, std::size_t scale) {
-        const auto places = static_cast<std::size_t>(places_);
-        // Zeros behind the places that were met already add none, and most values end there.
-        if (scale > places && unscaled % kTens[scale - places] != 0) {
-            places_ = WithoutTrailingZeros({unscaled, static_cast<std::uint8_t>(scale)}).scale;
-        }
-        scaled_[scale].least = std::min(scaled_[scale].least, unscaled);
-        scaled_[scale].most = std::max(scaled_[scale].most, unscaled);
-    }
-
-    static constexpr auto kTens = [] {
-        std::array<std::int64_t, 19> tens{1};
-        for (std::size_t k = 1; k < tens.size(); ++k) {
-            tens[k] = tens[k - 1] * 10;
-        }
-        return tens;
-    }();
-
-    std::int64_t nulls_ = 0;
-    std::int64_t longest_ = 0;
-    int places_ = 0;
-    struct Ends {
-        std::int64_t least = INT64_MAX;
-        std::int64_t most = INT64_MIN;
-    };
-    std::array<Ends, kTens.size()> scaled_;  // of numbers with so many places
-    double least_ = HUGE_VAL;
-    double most_ = -HUGE_VAL;
-    DateTime earliest_{kMaxDay + 1, 0};
-    DateTime latest_{kMinDay - 1, 0};
-};
-
 bool Names(const std::vector<std::string>& names, const std::string& column) {
     return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
         return EqualsNoCase(name, column);
     });
 }
+
+// ---- The second half of a table
+
+class SecondHalf {
+public:
+    // Throws std::system_error if there is no thread to be had.
+    SecondHalf(std::string select, std::int64_t middle, std::span<const ColumnPlan> plans)
+        : select_(std::move(select)),
+          connection_(SourceConnStr),
+          middle_(middle),
+          judge_(plans),
+          width_(plans.size()),
+          done_(std::async(std::launch::async, [this] { return Walk(); })) {}
+    ~SecondHalf() {
+        stop_ = true;
+        if (done_.valid()) {
+            done_.wait();
+        }
+    }
+    SecondHalf(const SecondHalf&) = delete;
+    SecondHalf& operator=(const SecondHalf&) = delete;
+
+    std::int64_t RowsSoFar() const { return rows_so_far_.load(std::memory_order_relaxed); }
+    bool IsDone(std::chrono::milliseconds within) const {
+        return done_.wait_for(within) == std::future_status::ready;
+    }
+    // Null: it couldn't be read. Once, behind IsDone.
+    const RowJudge* Result() { return done_.get() ? &judge_ : nullptr; }
+
+private:
+    bool Walk() {
+        try {
+            Recordset rows;
+            rows.Open(select_, connection_, adOpenForwardOnly, adLockReadOnly);
+            if (rows.Middle() != middle_) {
+                return false;  // the source was changed meanwhile
+            }
+            // In memory of this thread alone: neighbours of what another one writes would be slow.
+            RowJudge judge = std::move(judge_);
+            for (rows.GoOnAt(middle_); !rows.Eof(); rows.MoveNext()) {
+                judge.Judge(rows.Row().first(width_));
+                if (judge.Rows() % kRowsPerLook == 0) {
+                    rows_so_far_.store(judge.Rows(), std::memory_order_relaxed);
+                    if (stop_.load(std::memory_order_relaxed)) {
+                        return false;
+                    }
+                }
+            }
+            judge_ = std::move(judge);
+            return true;
+        } catch (const std::exception&) {
+            return false;  // the walk in one go meets it again, and knows the row's number
+        }
+    }
+
+    std::string select_;
+    std::string connection_;
+    std::int64_t middle_;
+    RowJudge judge_;
+    std::size_t width_;
+    std::atomic<bool> stop_ = false;
+    std::atomic<std::int64_t> rows_so_far_ = 0;
+    std::future<bool> done_;  // last: its thread uses all of the others
+};
 
 // ---- The pass
 
@@ -194,33 +128,28 @@ private:
     void NoteKeys();
     void TakeOnColumnsForm(Form form, std::size_t column, Cell& cell);
     void Walk();
-    void JudgeRow();
-    void Note(std::size_t column, const Cell& value, Verdict verdict);
+    bool WalkInHalves();
+    void WalkRows(const SecondHalf* other);
+    void WaitFor(const SecondHalf& other);
     void FinishKeys();
     void FinishLeftOut();
     void Finish();
-
-    struct Tally {
-        std::array<Finding, kReasons> found;
-    };
 
     std::size_t table_;
     const CheckView& view_;
     TableCheck check_;
     MappedColumns mapped_;
     Connection target_;
+    std::string select_;
     Recordset rows_;
     std::vector<FieldShape> shapes_;
     std::vector<TargetField> targets_;
     TableRules rules_;
     std::vector<ColumnPlan> plans_;
-    std::vector<Tally> tallies_;
-    std::vector<Reach> reaches_;
-    std::vector<ColumnJudge*> judges_;   // of the plans
+    std::optional<RowJudge> judge_;
     std::vector<std::string> left_out_;  // columns of the target that take no null
     std::vector<UniqueKey> keys_;
-    std::vector<Reason> reasons_;  // of the row's values
-    std::vector<Value> stored_;    // room for those that a key sees otherwise
+    std::vector<Value> stored_;  // room for the row's values that a key sees otherwise
 };
 
 void TablePass::OpenSource() {
@@ -228,8 +157,8 @@ void TablePass::OpenSource() {
     if (mapped_.empty()) {
         throw DataError(kErrUnspecified, "No column of this table is loaded.");
     }
-    const auto statements = ReadingStatements(SrcTables[table_], mapped_, ReadingOfRun());
-    rows_.Open(statements.select, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
+    select_ = ReadingStatements(SrcTables[table_], mapped_, ReadingOfRun()).select;
+    rows_.Open(select_, SourceConnStr, adOpenForwardOnly, adLockReadOnly);
     for (std::int32_t k = 0; k < rows_.Fields().Count(); ++k) {
         shapes_.push_back(ShapeOf(rows_.Fields()[k]));
     }
@@ -282,10 +211,7 @@ void TablePass::MakePlan() {
         }
     }
     JudgeNames(table_, check_);
-    reasons_.resize(plans_.size());
     stored_.resize(plans_.size());
-    tallies_.resize(plans_.size());
-    reaches_.resize(plans_.size());
 }
 
 void TablePass::MakeKeys() {
@@ -344,60 +270,6 @@ void TablePass::AddTargetKeys(UniqueKey& key) {
     }
 }
 
-void TablePass::Note(std::size_t column, const Cell& value, Verdict verdict) {
-    auto& finding = tallies_[column].found[static_cast<std::size_t>(verdict.reason)];
-    if (finding.count++ == 0) {
-        finding.verdict = verdict;
-        finding.row = check_.rows;
-        finding.value = ShownValue(value);
-        finding.arrives = verdict.grade == Grade::Changed
-                              ? plans_[column].judge.Arrives(value, verdict.reason)
-                              : "";
-    }
-    // One reason may change one value and refuse another; the example stays the first one met.
-    finding.verdict.grade = std::max(finding.verdict.grade, verdict.grade);
-}
-
-void TablePass::JudgeRow() {
-    // Cells and not fields: one that can't be read says so itself, where a field would throw.
-    const auto row = rows_.Row().first(plans_.size());
-    bool refused = false;
-    bool moved = false;
-    bool broken = false;
-    Reach* reach = reaches_.data();
-    for (std::size_t k = 0; k < row.size(); ++k) {
-        const Cell& value = row[k];
-        reach[k].Note(value);
-        auto* const judge = judges_[k];
-        if (!moved && judge->IsSurelyKept(value)) {
-            reasons_[k] = Reason::None;
-            continue;
-        }
-        auto verdict = (*judge)(value);
-        if (moved && verdict.grade == Grade::Kept) {
-            verdict = {Grade::Changed, Reason::Displaced};
-        }
-        reasons_[k] = verdict.reason;
-        moved = moved || verdict.reason == Reason::PushesOn ||
-                verdict.reason == Reason::EndsField || verdict.reason == Reason::EndsLine;
-        broken = broken || verdict.reason == Reason::EndsLine;
-        if (verdict.grade != Grade::Kept) [[unlikely]] {
-            Note(k, value, verdict);
-            refused = refused || verdict.grade == Grade::Refused;
-        }
-    }
-    for (std::size_t k = 0; broken && k < plans_.size(); ++k) {
-        if (reasons_[k] == Reason::None) {
-            Note(k, row[k], {Grade::Changed, Reason::Displaced});
-        }
-    }
-    check_.refused += refused ? 1 : 0;
-    // A row that doesn't get in for its values leaves its key to the next one.
-    if (!keys_.empty() && !refused) {
-        NoteKeys();
-    }
-}
-
 // A text in a column of numbers is a number there, and a number in one of texts a text: "007" and
 // "7" make one key, as does the 7 that the target has already.
 void TablePass::TakeOnColumnsForm(Form form, std::size_t column, Cell& cell) {
@@ -431,8 +303,9 @@ void TablePass::NoteKeys() {
                 continue;
             }
             cells.push_back(row[*column]);
-            if (reasons_[*column] != Reason::None && key.WantsStoredValues()) {
-                if (auto value = plans_[*column].judge.Stored(cells.back(), reasons_[*column])) {
+            const auto reason = judge_->ReasonOf(*column);
+            if (reason != Reason::None && key.WantsStoredValues()) {
+                if (auto value = plans_[*column].judge.Stored(cells.back(), reason)) {
                     stored_[*column] = *std::move(value);
                     cells.back() = stored_[*column].AsCell();
                 }
@@ -441,31 +314,77 @@ void TablePass::NoteKeys() {
                 TakeOnColumnsForm(plans_[*column].judge.Target().form, *column, cells.back());
             }
         }
-        key.Add(cells, check_.rows);
+        key.Add(cells, judge_->Rows());
     }
 }
 
 void TablePass::Walk() {
-    for (auto& plan : plans_) {
-        judges_.push_back(&plan.judge);
-    }
     if (!plans_.empty()) {
         // Throws where the source has fewer columns than it was asked for.
         (void)rows_.Fields()[static_cast<std::int32_t>(plans_.size()) - 1];
     }
     check_.with_data = true;
+    // Keys are numbers by the row, and those of the second half aren't known.
+    if (!keys_.empty() || !WalkInHalves()) {
+        judge_.emplace(plans_);
+        WalkRows(nullptr);
+    }
+    check_.rows = judge_->Rows();
+    check_.refused = judge_->Refused();
+    view_.progress(check_.rows);
+}
+
+// False: nothing is judged, and the recordset stands on the first row.
+bool TablePass::WalkInHalves() {
+    const auto middle = std::thread::hardware_concurrency() > 1 ? rows_.Middle() : 0;
+    if (middle == 0) {
+        return false;
+    }
+    std::optional<SecondHalf> other;
+    try {
+        other.emplace(select_, middle, plans_);
+    } catch (const std::system_error&) {
+        return false;
+    }
+    judge_.emplace(plans_);
+    rows_.EndAt(middle);
+    WalkRows(&*other);
+    WaitFor(*other);
+    if (!check_.whole) {
+        return true;  // cancelled: what the first half has is what was read so far
+    }
+    const auto* const rest = other->Result();
+    if (rest == nullptr || !rows_.EndedWithRow()) {
+        rows_.MoveFirst();
+        return false;
+    }
+    judge_->Add(*rest);
+    return true;
+}
+
+void TablePass::WalkRows(const SecondHalf* other) {
     for (; !rows_.Eof(); rows_.MoveNext()) {
-        ++check_.rows;
-        JudgeRow();
-        if (check_.rows % kRowsPerLook == 0) {
-            view_.progress(check_.rows);
+        // Cells and not fields: one that can't be read says so itself, where a field would throw. A
+        // row that doesn't get in for its values leaves its key to the next one.
+        if (judge_->Judge(rows_.Row().first(plans_.size())) && !keys_.empty()) {
+            NoteKeys();
+        }
+        if (judge_->Rows() % kRowsPerLook == 0) {
+            view_.progress(judge_->Rows() + (other != nullptr ? other->RowsSoFar() : 0));
             if (view_.cancelled()) {
                 check_.whole = false;
-                break;
+                return;
             }
         }
     }
-    view_.progress(check_.rows);
+}
+
+void TablePass::WaitFor(const SecondHalf& other) {
+    constexpr auto kBetweenLooks = std::chrono::milliseconds(20);
+    while (check_.whole && !other.IsDone(kBetweenLooks)) {
+        view_.progress(judge_->Rows() + other.RowsSoFar());
+        check_.whole = !view_.cancelled();
+    }
 }
 
 void TablePass::FinishKeys() {
@@ -518,12 +437,8 @@ void TablePass::FinishLeftOut() {
 void TablePass::Finish() {
     for (std::size_t k = 0; k < plans_.size(); ++k) {
         auto& column = check_.columns[k];
-        column.extent = reaches_[k].Result();
-        for (auto& finding : tallies_[k].found) {
-            if (finding.count > 0) {
-                column.data.push_back(std::move(finding));
-            }
-        }
+        column.extent = judge_->ExtentOf(k);
+        column.data = judge_->FindingsOf(k);
         // Without a row nothing was judged: the column that can't be made must be told all the
         // same.
         if (plans_[k].judge.Target().form == Form::Nothing && column.data.empty()) {
@@ -561,6 +476,7 @@ TableCheck TablePass::Run() {
         Finish();
     } catch (const std::exception& error) {
         // What was found until then stays; the trouble stands in place of the summary.
+        check_.rows = judge_ ? judge_->Rows() : 0;
         check_.trouble = ErrorText(error);
     }
     return check_;

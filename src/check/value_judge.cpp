@@ -87,6 +87,10 @@ ColumnJudge::ColumnJudge(Holding holding, const Carriage& carriage)
     if (carriage_.type == adBoolean && holding_.form == Form::Text && holding_.empty_is_null) {
         holding_.form = Form::Letter;
     }
+    if (holding_.form == Form::Text && !holding_.pads) {
+        plain_text_bytes_ =
+            holding_.length > 0 ? static_cast<std::size_t>(holding_.length) : SIZE_MAX;
+    }
 }
 
 Verdict ColumnJudge::operator()(const Cell& value) {

@@ -5,7 +5,10 @@
 
 #include "check/column_holding.h"
 #include "data/code_page.h"
+#include "data/short_number.h"
+#include "data/utf.h"
 
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -80,17 +83,29 @@ class ColumnJudge {
 public:
     ColumnJudge(Holding holding, const Carriage& carriage);
 
+    // Another one for the same column, for another thread.
+    ColumnJudge Copy() const { return {holding_, carriage_}; }
+
     Verdict operator()(const Cell& value);
     // Whether the verdict is surely that it is kept; false says nothing. For most values of a text
     // file, whose check is to cost a fraction of writing them.
     bool IsSurelyKept(const Cell& value) const {
         switch (value.Kind()) {
             case ValueKind::Text:
-                return keeps_plain_text_ && IsPlainLineText(value.AsText());
-            case ValueKind::Boolean:
+                return keeps_plain_text_ ? IsPlainLineText(value.AsText())
+                                         : IsPlainShortText(value.AsText());
             case ValueKind::Int64:
+                return keeps_values_ ||
+                       (holding_.form == Form::Whole && value.AsInt64() >= holding_.low &&
+                        value.AsInt64() <= holding_.high);
+            case ValueKind::NumberText: {
+                ShortNumber number;
+                return keeps_values_ ||
+                       (ReadShortNumber(value.AsText(), number) && IsSurelyHeld(number));
+            }
             case ValueKind::Decimal:
-            case ValueKind::NumberText:
+                return keeps_values_ || IsSurelyHeld(value.AsDecimal());
+            case ValueKind::Boolean:
             case ValueKind::DateTime:
                 return keeps_values_;
             default:
@@ -125,6 +140,36 @@ private:
         return !text.empty() && !text.starts_with(' ') && !text.ends_with(' ') &&
                std::memchr(text.data(), qualifier_, text.size()) == nullptr;
     }
+    // Of a column of texts: no letter of it needs to be counted or looked up.
+    bool IsPlainShortText(std::string_view text) const {
+        return text.size() <= plain_text_bytes_ && !text.empty() && text.back() != ' ' &&
+               (!page_ || IsAscii(text));
+    }
+    // Of a column of numbers.
+    bool IsSurelyHeld(const ShortNumber& number) const {
+        if (holding_.form == Form::Whole) {
+            return number.scale == 0 && number.unscaled >= holding_.low &&
+                   number.unscaled <= holding_.high;
+        }
+        // At most 16 digits on either side: the product stays within 128 bits.
+        return holding_.form == Form::Exact && number.unscaled >= 0 &&
+               number.scale <= holding_.scale && holding_.scale - number.scale < kShortTens &&
+               static_cast<UInt128>(number.unscaled) *
+                       kShortPowers[static_cast<std::size_t>(holding_.scale - number.scale)] <
+                   most_;
+    }
+    bool IsSurelyHeld(const Decimal& number) const {
+        return number.unscaled >= 0 && number.unscaled <= INT64_MAX &&
+               IsSurelyHeld(ShortNumber{static_cast<std::int64_t>(number.unscaled), number.scale});
+    }
+    static constexpr int kShortTens = 19;
+    static constexpr auto kShortPowers = [] {
+        std::array<std::uint64_t, kShortTens> powers{1};
+        for (std::size_t k = 1; k < powers.size(); ++k) {
+            powers[k] = powers[k - 1] * 10;
+        }
+        return powers;
+    }();
     bool InPage(std::string_view text);
     // As the column stores it.
     DateTime OnItsStep(DateTime moment) const;
@@ -141,6 +186,7 @@ private:
     // qualifiers of one byte is looked through for that byte and for blanks at its ends.
     bool keeps_values_ = false;
     bool keeps_plain_text_ = false;
+    std::size_t plain_text_bytes_ = 0;  // a text that is no longer has no letter too many
     char qualifier_ = 0;
 };
 

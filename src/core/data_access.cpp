@@ -293,6 +293,12 @@ void Recordset::MoveNext() {
     }
 }
 
+void Recordset::GoOnAt(std::int64_t middle) {
+    RequireOpen();
+    cursor_->GoOnAt(middle);
+    StepCursor();
+}
+
 void Recordset::MoveFirst() {
     RequireOpen();
     // A stream can't go back: it starts again, and the source may have other rows by then.

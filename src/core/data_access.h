@@ -114,6 +114,11 @@ public:
     bool Eof() const { return row_.empty() && EofWithoutRow(); }
     void MoveNext();
     void MoveFirst();
+    // Of a stream that stands on its first row: see HalvedRows. GoOnAt moves.
+    std::int64_t Middle() { return cursor_ && !row_.empty() ? cursor_->Middle() : 0; }
+    void EndAt(std::int64_t middle) { cursor_->EndAt(middle); }
+    void GoOnAt(std::int64_t middle);
+    bool EndedWithRow() const { return cursor_->EndedWithRow(); }
     // The current row as it was read, Unreadable cells among them, valid until the next move; empty
     // outside the rows.
     std::span<const Cell> Row();

@@ -85,10 +85,27 @@ struct ParameterInfo {
     int scale = 0;
 };
 
-// The rows of a result, read forward once, in memory that doesn't grow with their number.
-class Cursor {
+// Rows that can be read in two halves at once, each by a reader of its own that has a connection
+// and a thread of its own. Both stand on the first row when they are asked; from then on they read
+// without threads of their own.
+class HalvedRows {
 public:
-    virtual ~Cursor() = default;
+    virtual ~HalvedRows() = default;
+    // A place that about half of the rows lie before, by the storage alone: two readers that find
+    // the same one have the same rows before them. 0: they are too few, or can't be parted.
+    virtual std::int64_t Middle() { return 0; }
+    // The rows end before that place.
+    virtual void EndAt(std::int64_t /*middle*/) {}
+    // The next row is the first one from that place on.
+    virtual void GoOnAt(std::int64_t /*middle*/) {}
+    // Of a reader that was ended and has no more rows: whether no row goes beyond the place.
+    // Otherwise the other half began within a row, and both are good for nothing.
+    virtual bool EndedWithRow() const { return true; }
+};
+
+// The rows of a result, read forward once, in memory that doesn't grow with their number.
+class Cursor : public HalvedRows {
+public:
     virtual std::span<const ColumnInfo> Columns() const = 0;
     // Moves to the first row, then to each further one; false behind the last. A failure leaves the
     // cursor without a row for good: each further call throws.

@@ -44,25 +44,61 @@ void LetCancelIn(std::int64_t row) {
     }
 }
 
+std::vector<int> TypesOf(Recordset& rows) {
+    std::vector<int> types;
+    types.reserve(static_cast<std::size_t>(rows.Fields().Count()));
+    for (std::int32_t k = 0; k < rows.Fields().Count(); ++k) {
+        types.push_back(rows.Fields()[k].Type());
+    }
+    return types;
+}
+
+// One half of a table, through a connection of the thread that reads it.
+class HalfOfRows final : public TargetRows {
+public:
+    HalfOfRows(std::string select, std::int64_t middle, bool first)
+        : select_(std::move(select)), connection_(TargetConnStr), middle_(middle), first_(first) {}
+
+    std::vector<int> Types() const override { return TypesOf(rows_); }
+    bool Next() override {
+        if (begun_) {
+            rows_.MoveNext();
+            return !rows_.Eof();
+        }
+        begun_ = true;
+        rows_.Open(select_, connection_, adOpenForwardOnly, adLockReadOnly);
+        is_same_ = rows_.Middle() == middle_;
+        if (!is_same_) {
+            return false;  // it was changed meanwhile
+        }
+        first_ ? rows_.EndAt(middle_) : rows_.GoOnAt(middle_);
+        return !rows_.Eof();
+    }
+    std::span<const Cell> Row() const override { return rows_.Row(); }
+    bool EndsWithRow() const override { return is_same_ && (!first_ || rows_.EndedWithRow()); }
+
+private:
+    std::string select_;
+    std::string connection_;
+    std::int64_t middle_;
+    bool first_;
+    bool begun_ = false;
+    bool is_same_ = false;
+    mutable Recordset rows_;
+};
+
 class DatabaseRows final : public TargetRows {
 public:
     DatabaseRows(const TableRec& source, const TableRec& target) {
-        std::string select = "SELECT ";
+        select_ = "SELECT ";
         for (const auto* row : MappedColumnsOf(source.TabID)) {
-            select += TargetColumnInList(TargetColumnName(source, *row));
+            select_ += TargetColumnInList(TargetColumnName(source, *row));
         }
-        CutLast(select);
-        select += " FROM " + TargetTable(target.Name);
-        Waited([&] { rows_.Open(select, TargetConnStr, adOpenForwardOnly, adLockReadOnly); });
+        CutLast(select_);
+        select_ += " FROM " + TargetTable(target.Name);
+        Waited([&] { rows_.Open(select_, TargetConnStr, adOpenForwardOnly, adLockReadOnly); });
     }
-    std::vector<int> Types() const override {
-        std::vector<int> types;
-        types.reserve(static_cast<std::size_t>(rows_.Fields().Count()));
-        for (std::int32_t k = 0; k < rows_.Fields().Count(); ++k) {
-            types.push_back(rows_.Fields()[k].Type());
-        }
-        return types;
-    }
+    std::vector<int> Types() const override { return TypesOf(rows_); }
     bool Next() override {
         // The recordset stands on its first row when it is open.
         if (begun_) {
@@ -72,8 +108,17 @@ public:
         return !rows_.Eof();
     }
     std::span<const Cell> Row() const override { return rows_.Row(); }
+    std::vector<std::unique_ptr<TargetRows>> Parts(std::size_t /*most*/) const override {
+        std::vector<std::unique_ptr<TargetRows>> parts;
+        if (const auto middle = begun_ ? 0 : rows_.Middle(); middle != 0) {
+            parts.push_back(std::make_unique<HalfOfRows>(select_, middle, true));
+            parts.push_back(std::make_unique<HalfOfRows>(select_, middle, false));
+        }
+        return parts;
+    }
 
 private:
+    std::string select_;
     mutable Recordset rows_;
     bool begun_ = false;
 };
@@ -112,7 +157,7 @@ public:
             if (part.failure) {
                 std::rethrow_exception(part.failure);
             }
-            if (!part.rows->EndsWithRow() && &part != &parts_.back()) {
+            if (!part.rows->EndsWithRow()) {
                 return std::nullopt;
             }
             all.Add(part.sums);

@@ -1,10 +1,13 @@
 #include "../mapping/mapping_session.h"
 #include "check/check_text.h"
 #include "check/data_check.h"
+#include "core/settings.h"
 #include "engine/reject_file.h"
+#include "engine/route_fixture.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
 #include "engine/session_fixture.h"
+#include "engine/verification.h"
 #include "mapping/map_match.h"
 #include "support/private_mariadb.h"
 #include "support/private_odbc.h"
@@ -65,6 +68,108 @@ TEST(DataCheck, FindsWhatAnExistingTableRefusesAndWritesNothing) {
     EXPECT_EQ(CheckTable(0, {}).Worst(), Grade::Kept);
     SrcTables[0].WhereCond = "nothing = 2";
     EXPECT_NE(CheckTable(0, {}).trouble, "");
+}
+
+// Long files are read in two halves at once, by the check and by the verification; a middle that
+// was guessed within a text of several lines must show and change nothing. 100,000 orders, of which
+// the fifth has a name that is too long and the last but one such a name and too large a number.
+class Halves : public test::RouteTest {
+protected:
+    static std::string Orders(std::string_view name_begins, std::size_t shift) {
+        std::string csv = "id,name,qty\r\n";
+        for (int id = 1; id <= kRows; ++id) {
+            const bool is_bad = id == 5 || id == kRows - 1;
+            csv += std::to_string(id) + ",\"" + std::string(name_begins) + "y" +
+                   std::string(is_bad    ? 60
+                               : id == 1 ? shift
+                                         : 4,
+                               'x') +
+                   "\"," + (id == kRows - 1 ? "40000" : "5") + "\r\n";
+        }
+        return csv;
+    }
+    // Whether a row begins at the source's middle.
+    static bool EndsWithRow() {
+        Recordset rows;
+        rows.Open("SELECT * FROM " + SrcTables[0].Name, SourceConnStr);
+        const auto middle = rows.Middle();
+        EXPECT_NE(middle, 0);
+        for (rows.EndAt(middle); !rows.Eof(); rows.MoveNext()) {
+        }
+        return rows.EndedWithRow();
+    }
+    static void ExpectFound(const char* where) {
+        SCOPED_TRACE(where);
+        const auto check = CheckTable(0, {});
+        ASSERT_EQ(check.trouble, "");
+        EXPECT_EQ(check.rows, kRows);
+        EXPECT_EQ(check.refused, 2);
+        const auto& name = check.columns[1].data;
+        const auto& qty = check.columns[2].data;
+        ASSERT_TRUE(name.size() == 1 && qty.size() == 1);
+        EXPECT_EQ(name[0].count, 2);
+        EXPECT_EQ(name[0].row, 5);
+        EXPECT_EQ(qty[0].row, kRows - 1);
+        EXPECT_EQ(check.columns[0].extent.most, kRows);
+        EXPECT_EQ(check.columns[0].extent.least, 1);
+        std::int64_t told = 0;
+        CheckView cancelled;
+        cancelled.progress = [&](std::int64_t so_far) { told = so_far; };
+        cancelled.cancelled = [&] { return told >= 10'000; };
+        const auto cut = CheckTable(0, cancelled);
+        EXPECT_FALSE(cut.whole);
+        EXPECT_TRUE(cut.rows >= 4096 && cut.rows < kRows) << cut.rows;
+        EXPECT_EQ(cut.columns[1].data.size(), 1U);
+    }
+    void RunVerified(std::int64_t loaded) const {
+        CurrentSettings.VerifyRuns = true;
+        CurrentRunReport = {};
+        const auto log = RunAndLog("DELETE");
+        EXPECT_EQ(ReportOf(0).RowsLoaded, loaded) << log;
+        EXPECT_EQ(ReportOf(0).Verified.result, Verification::Result::Same)
+            << VerificationText(ReportOf(0));
+    }
+    static constexpr int kRows = 100'000;
+};
+
+TEST_F(Halves, GiveWhatOneWalkGives) {
+    ToAccess();
+    Send(TargetConnStr, {"CREATE TABLE t (id LONG, name TEXT(50), qty SHORT)"});
+    int within_texts = 0;
+    for (std::size_t shift = 0; shift < 48; shift += 12) {
+        FromCsv(Orders("a\r\n1,x,2\r\n3,", shift));
+        Map("orders.csv", "t");
+        within_texts += EndsWithRow() ? 0 : 1;
+        ExpectFound("texts of lines that look like rows");
+    }
+    EXPECT_GT(within_texts, 0);
+    FromCsv(Orders("name of a customer in a town ", 4));
+    Map("orders.csv", "t");
+    EXPECT_TRUE(EndsWithRow());
+    ExpectFound("text");
+    RunVerified(kRows - 2);
+
+    // What a run has made of them is the source of the next ones.
+    Send(TargetConnStr, {"CREATE TABLE wide (id LONG, name TEXT(100), qty LONG)"});
+    Map("orders.csv", "wide");
+    RunVerified(kRows);
+    SourceType = "ACCESS";
+    SourceConnStr = TargetConnStr;
+    Map("wide", "t");
+    EXPECT_TRUE(EndsWithRow());
+    ExpectFound("Access");
+    ToFoxProFolder();
+    Send(TargetConnStr, {"CREATE TABLE orders (id N(9), name C(100), qty N(9))"});
+    Map("wide", "orders");
+    RunVerified(kRows);
+    SourceType = "FOXPRO";
+    SourceConnStr = TargetConnStr;
+    TargetType = "ACCESS";
+    TargetConnStr =
+        "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + (folder_ / "target.mdb").string();
+    Map("orders", "t");
+    EXPECT_TRUE(EndsWithRow());
+    ExpectFound("DBF");
 }
 
 // Keys are what their columns make of the values: texts of one number repeat.

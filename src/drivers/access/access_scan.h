@@ -68,6 +68,15 @@ public:
     DataError FieldError(std::size_t position) const override {
         return decoder_.FieldError(position);
     }
+    std::int64_t Middle() override { return ahead_ ? 0 : scanner_.Middle(); }
+    void EndAt(std::int64_t middle) override {
+        may_read_ahead_ = false;
+        scanner_.EndAt(static_cast<PageNumber>(middle));
+    }
+    void GoOnAt(std::int64_t middle) override {
+        may_read_ahead_ = false;
+        scanner_.GoOnAt(static_cast<PageNumber>(middle));
+    }
 
 private:
     bool DecodeSettled();

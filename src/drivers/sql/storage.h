@@ -68,9 +68,8 @@ struct TableDefinition {
 };
 
 // Rows of one table in storage order, one projection. Not invalidated by another scan.
-class TableScan {
+class TableScan : public HalvedRows {
 public:
-    virtual ~TableScan() = default;
     virtual bool Next() = 0;
     // One cell for each projected column, in the order asked for; valid until Next() or Seek().
     virtual std::span<const Cell> Row() const = 0;

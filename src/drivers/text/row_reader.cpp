@@ -15,6 +15,7 @@
 #include <cstring>
 #include <limits>
 #include <utility>
+#include <vector>
 
 namespace vantry::text {
 namespace {
@@ -100,6 +101,7 @@ bool RowReader::NextBatch() {
             splitter_.Split(batch_start_, used_ - done_, at_end_, sizes_.batch, batch_);
         done_ += taken;
         if (!batch_.rows.empty()) {
+            ended_open_ = batch_.rows.back().unclosed;
             return true;
         }
         if (at_end_ && done_ == used_) {
@@ -109,6 +111,43 @@ bool RowReader::NextBatch() {
             ReadMore();
         }
     }
+}
+
+// A guess: within a text of several lines rows may look the same. That shows when all rows before
+// it have been read, whose last text is then open.
+std::int64_t RowReader::Middle(std::size_t fields) const {
+    constexpr std::int64_t kSmallestHalf = std::int64_t{1} << 20;
+    constexpr std::size_t kLook = std::size_t{64} << 10;
+    constexpr int kTries = 64;
+    const std::int64_t half = (end_ - read_offset_) / 2;
+    const auto layout = splitter_.Rules().layout;
+    const bool any_count = layout == SplitRules::Layout::RaggedEdge;
+    if (encoding_.IsUtf16() || half < kSmallestHalf ||
+        (layout != SplitRules::Layout::Delimited && !any_count)) {
+        return 0;
+    }
+    const std::int64_t begin = read_offset_ + half;
+    std::vector<char> window(kLook + kWindowPadding);
+    const std::size_t got = file_->Read(begin, window.data(), kLook);
+    RowSplitter splitter(splitter_.Rules(), fields);
+    RowBatch batch;
+    const char* at = window.data();
+    for (int k = 0; k < kTries; ++k) {
+        const auto behind = static_cast<std::size_t>(at - window.data());
+        at = static_cast<const char*>(std::memchr(at, '\n', got - behind));
+        if (at == nullptr) {
+            break;
+        }
+        const auto place = static_cast<std::size_t>(++at - window.data());
+        splitter.Split(at, got - place, false, got - place, batch);
+        if (!batch.rows.empty() &&
+            std::all_of(batch.rows.begin(), batch.rows.end(), [&](const RowSpan& row) {
+                return any_count || row.field_count == fields;
+            })) {
+            return begin + static_cast<std::int64_t>(place);
+        }
+    }
+    return 0;
 }
 
 // Counting needs no fields: where the rules allow it, quotes and breaks are counted by masks alone.

@@ -7,6 +7,7 @@
 #include "text_format/row_splitter.h"
 #include "text_format/text_file.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -74,6 +75,13 @@ public:
 
     // The next row will be the one that begins at `offset`.
     void MoveTo(std::int64_t offset);
+    // Where the first row behind about half of what is left seems to begin: the rows there have as
+    // many fields as they should. 0: not to be told, or not worth it.
+    std::int64_t Middle(std::size_t fields) const;
+    // The rows end there; the last one may be half of one, and its last field open.
+    void EndAt(std::int64_t offset) { end_ = std::min(end_, offset); }
+    bool EndedOpen() const { return ended_open_; }
+
     // The rows from here to the end, which is where the reader stands afterwards. A row that is too
     // long counts.
     std::int64_t CountRest();
@@ -98,6 +106,7 @@ private:
     std::int64_t window_offset_ = 0;  // in the file, of the window's first byte
     std::int64_t read_offset_ = 0;    // in the file, of what is read next
     bool at_end_ = false;
+    bool ended_open_ = false;  // the last batch ends with an open field
 
     RowBatch batch_;
     std::int64_t rows_behind_ = 0;  // before the batch; below 0 once the reader was moved

@@ -64,6 +64,21 @@ public:
     }
     bool Seek(sql::RowId row) override;
     DataError FieldError(std::size_t position) const override;
+    // A file whose rows were all looked at when it was opened would be so by the other reader, too.
+    std::int64_t Middle() override {
+        return ahead_ || layout_->row_count || cells_.empty()
+                   ? 0
+                   : reader_.Middle(layout_->columns.size());
+    }
+    void EndAt(std::int64_t middle) override {
+        batches_alone_ = kForEver;
+        reader_.EndAt(middle);
+    }
+    void GoOnAt(std::int64_t middle) override {
+        batches_alone_ = kForEver;
+        reader_.MoveTo(middle);
+    }
+    bool EndedWithRow() const override { return !reader_.EndedOpen(); }
 
 private:
     // All fields are kept, whichever are asked for: what is behind them is the row's surplus.

@@ -239,6 +239,29 @@ void RowScanner::LeaveRun() {
     run_next_ = slots_ = next_slot_ = 0;
 }
 
+PageNumber RowScanner::Middle() {
+    constexpr std::size_t kFewest = 4 * PageRun::kMaxPages;
+    std::size_t pages = 0;
+    for (auto next = owned_.Next(next_page_); next && *next < page_limit_;
+         next = owned_.Next(*next + 1)) {
+        ++pages;
+    }
+    if (pages < kFewest) {
+        return 0;
+    }
+    PageNumber middle = next_page_;
+    for (std::size_t k = 0; k <= pages / 2; ++k) {
+        // What was there a moment ago may have been changed by others.
+        middle = owned_.Next(k == 0 ? middle : middle + 1).value_or(page_limit_);
+    }
+    return middle < page_limit_ ? middle : 0;
+}
+
+void RowScanner::GoOnAt(PageNumber page) {
+    LeaveRun();
+    next_page_ = page;
+}
+
 // Slots alone, no rows: a moved row counts where its slot is.
 std::int64_t RowScanner::CountRest() {
     std::int64_t count = 0;

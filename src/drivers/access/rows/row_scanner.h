@@ -4,6 +4,7 @@
 #include "drivers/access/pages/usage_map.h"
 #include "drivers/access/rows/row.h"
 
+#include <algorithm>
 #include <memory>
 #include <vector>
 
@@ -56,6 +57,13 @@ public:
     bool Refresh();
     // Whether the file may have changed since this row's page was read.
     bool IsStale() const { return source_->Version() != run_.version; }
+
+    // ---- For reading in two halves
+    // The page behind the run that the scanner stands in at which about half of the pages that are
+    // left begin; 0: they are few.
+    PageNumber Middle();
+    void EndAt(PageNumber page) { page_limit_ = std::min(page_limit_, page); }
+    void GoOnAt(PageNumber page);
 
     // Live rows of the table; leaves the scanner at the end.
     std::int64_t CountRest();

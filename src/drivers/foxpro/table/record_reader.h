@@ -23,6 +23,8 @@ public:
     RecordNumber Count() const { return count_; }
     // Whether the next record lies in another block.
     bool IsAtBlockEnd() const { return number_ + 1 >= end_; }
+    // The records end before that one.
+    void EndAt(RecordNumber number) { count_ = number - 1; }
     ByteSpan Bytes() const {
         return ByteSpan(block_).subspan(std::size_t{number_ - first_} * record_length_,
                                         record_length_);

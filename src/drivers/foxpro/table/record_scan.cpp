@@ -56,7 +56,7 @@ bool RecordScan::NextAlone() {
             }
         }
         if (!reader_.Next()) {
-            if (table_->MissingRecords() != 0) {
+            if (!in_first_half_ && table_->MissingRecords() != 0) {
                 throw RecordsMissing(
                     table_->Path(), table_->RecordCount(), table_->MissingRecords());
             }
@@ -147,6 +147,23 @@ bool RecordScan::Seek(sql::RowId row) {
     }
     Decode();
     return true;
+}
+
+std::int64_t RecordScan::Middle() {
+    constexpr RecordNumber kFewest = 10'000;
+    const auto count = reader_.Count();
+    return ahead_ || count < kFewest || reader_.Number() > count / 2 ? 0 : count / 2 + 1;
+}
+
+void RecordScan::EndAt(std::int64_t middle) {
+    in_first_half_ = true;
+    blocks_alone_ = kForEver;
+    reader_.EndAt(static_cast<RecordNumber>(middle));
+}
+
+void RecordScan::GoOnAt(std::int64_t middle) {
+    blocks_alone_ = kForEver;
+    reader_.StandBefore(static_cast<RecordNumber>(middle));
 }
 
 // The header's count has the deleted ones in it, so the records are looked at.

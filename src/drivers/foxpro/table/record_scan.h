@@ -23,6 +23,9 @@ public:
         return taken_ > 0 ? block_->rows[taken_ - 1].number : reader_.Number();
     }
     bool Seek(sql::RowId row) override;
+    std::int64_t Middle() override;
+    void EndAt(std::int64_t middle) override;
+    void GoOnAt(std::int64_t middle) override;
     DataError FieldError(std::size_t position) const override {
         return decoder_.FieldError(position);
     }
@@ -46,7 +49,8 @@ private:
     std::size_t patience_;      // blocks alone the next time
     std::unique_ptr<RecordsAhead> ahead_;
     RecordBlock* block_ = nullptr;
-    std::size_t taken_ = 0;  // rows of the block
+    std::size_t taken_ = 0;       // rows of the block
+    bool in_first_half_ = false;  // what is missing at the file's end is the other half's to tell
 };
 
 // Records that the scan would give.

@@ -90,6 +90,11 @@ public:
         return scan_->FieldError(positions_[column]);
     }
 
+    std::int64_t Middle() override { return scan_ && !query_.limit ? scan_->Middle() : 0; }
+    void EndAt(std::int64_t middle) override { scan_->EndAt(middle); }
+    void GoOnAt(std::int64_t middle) override { scan_->GoOnAt(middle); }
+    bool EndedWithRow() const override { return scan_->EndedWithRow(); }
+
 private:
     std::shared_ptr<EmbeddedDatabase> database_;
     PlainQuery query_;
