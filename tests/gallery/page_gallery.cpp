@@ -18,11 +18,11 @@
 #include "shell/qt_text.h"
 #include "support/dark_palette.h"
 #include "support/page_driver.h"
+#include "support/session_steps.h"
 #include "text/text_source.h"
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QColor>
 #include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
@@ -39,6 +39,8 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <string>
+#include <vector>
 
 namespace vantry {
 namespace {
@@ -97,19 +99,14 @@ private:
         }
         InitSharedState(folder_);
         file_ = JoinPath(folder_, "shop.mdb");
-        const std::string connect = "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + file_;
-        Catalog().Create(connect);
-        Connection connection;
-        connection.Open(connect);
+        std::vector<std::string> statements;
         for (const char* table : {"customers", "invoices", "orders", "order items", "products"}) {
-            connection.Execute(
+            statements.push_back(
                 std::string("create table [") + table +
                 "] ([id] Long, [name] Text(50), [price] Currency, [since] DateTime)");
         }
-        SourceType = "ACCESS";
-        TargetType = "ACCESS";
-        SourceConnStr = connect;
-        TargetConnStr = connect;
+        SourceType = TargetType = "ACCESS";
+        SourceConnStr = TargetConnStr = test::NewAccessDatabase(file_, statements);
         SrcTables.clear();
         for (const char* table : {"customers", "orders", "products"}) {
             SrcTables.emplace_back().Name = table;
@@ -118,54 +115,29 @@ private:
         CreateNewRepository(folder_);
     }
 
-    // No server is asked: the lists hold what one might have said, the status what the page writes.
+    // No server is asked: the lists hold what one might have said.
     void DrawServerPages() {
-        Lists("MySQLSrc", "MySQLDBCombo", {"information_schema", "shop"}, "MySQLSrcTables", "");
-        Status("MySQLSrc", "Label2", "Connected Successfully", QColor(20, 200, 20));
-        Lists("MySQLDest", "MySQLDBCombo", {"information_schema", "shop"}, "", "");
-        Status("MySQLDest", "Label2", "Connection Error", QColor(255, 0, 0));
-        Lists("MSSQLSrc", "MSSQLDBCombo", {"master", "shop"}, "MSSQLSrcTables", "dbo.");
-        Status("MSSQLSrc", "Label2", "Connected Successfully", {});
-        Lists("MSSQLDest", "MSSQLDBCombo", {"master", "shop"}, "", "");
-        Status("MSSQLDest", "Label2", "Connection Error", QColor(255, 0, 0));
-        Lists("Form6", "", {}, "orclTables", "SCOTT.");
-        Show("Form6");
-        LoadPage("Form9");
-        Status("Form9", "ValidTxt", "Succesfully connected to Oracle", QColor(0, 150, 0));
-        Lists("Form10", "", {}, "List1", "");
-        Type("Form10", "FoxDir", folder_);
-        Status("Form10", "Label6", "Connect Success", QColor(50, 200, 40));
-        Show("Form3");
-        Lists("ODBCSrc", "", {}, "ODBCTabs", "");
-        Show("ODBCSrc");
-    }
-    static void Lists(const char* page,
-                      const char* databases,
-                      const QStringList& names,
-                      const char* tables,
-                      const char* owner) {
-        Page* const loaded = LoadPage(page);
-        if (auto* const combo = loaded->findChild<QComboBox*>(databases)) {
-            combo->addItems(names);
-            combo->setCurrentIndex(1);
-        }
-        if (auto* const list = loaded->findChild<QListWidget*>(tables)) {
-            for (const char* table :
-                 {"customers", "invoices", "order items", "orders", "products"}) {
-                list->addItem(QString(owner) + table);
+        for (const char* name : {"MySQLSrc",
+                                 "MySQLDest",
+                                 "MSSQLSrc",
+                                 "MSSQLDest",
+                                 "Form6",
+                                 "Form9",
+                                 "Form10",
+                                 "Form3",
+                                 "ODBCSrc"}) {
+            Page* const page = LoadPage(name);
+            for (auto* const list : page->findChildren<QListWidget*>()) {
+                list->addItems({"customers", "invoices", "order items", "orders", "products"});
+                list->item(3)->setSelected(true);
             }
-            list->item(3)->setSelected(true);
+            for (auto* const label : page->findChildren<QLabel*>()) {
+                if (label->text().isEmpty()) {
+                    label->setText("Connected Successfully");
+                }
+            }
+            Show(name);
         }
-    }
-    void Status(const char* page, const char* name, const char* text, const QColor& color) {
-        auto* const label = FindPage(page)->findChild<QLabel*>(name);
-        label->setText(text);
-        QPalette colors;
-        if (color.isValid()) {
-            colors.setColor(QPalette::WindowText, color);
-        }
-        label->setPalette(colors);
-        Show(page);
     }
 
     void DrawTextPages() {

@@ -1,7 +1,6 @@
 // What all pages owe to those who don't see well or use no mouse: names and roles of the controls,
 // texts that stand out, and a focus that shows; in the colours of a light and of a dark desktop.
 
-#include "core/data_access.h"
 #include "core/session_state.h"
 #include "mapping/pages/editor_grid.h"
 #include "programs/all_pages.h"
@@ -12,6 +11,7 @@
 #include "shell/status_line.h"
 #include "support/dark_palette.h"
 #include "support/page_driver.h"
+#include "support/session_steps.h"
 #include "support/temp_dir.h"
 
 #include <QAbstractSpinBox>
@@ -40,16 +40,11 @@ protected:
     EveryPage() {
         const std::string folder = folder_.Path().string();
         InitSharedState(folder);
-        const std::string connect =
-            "PROVIDER=Microsoft.Jet.OLEDB.4.0;DATA SOURCE=" + folder + "/shop.mdb";
-        Catalog().Create(connect);
-        Connection connection;
-        connection.Open(connect);
-        for (const char* table : {"customers", "orders"}) {
-            connection.Execute(std::string("create table ") + table + " ([id] Long, [a] Text(9))");
-        }
         SourceType = TargetType = "ACCESS";
-        SourceConnStr = TargetConnStr = connect;
+        SourceConnStr = TargetConnStr =
+            test::NewAccessDatabase(folder_ / "shop.mdb",
+                                    {"create table customers ([id] Long, [a] Text(9))",
+                                     "create table orders ([id] Long, [a] Text(9))"});
         SrcTables.assign(2, {});
         SrcTables[0].Name = "customers";
         SrcTables[1].Name = "orders";

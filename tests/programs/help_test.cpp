@@ -10,7 +10,6 @@
 #include "support/page_driver.h"
 
 #include <QFile>
-#include <QKeyEvent>
 #include <QRegularExpression>
 
 #include <gtest/gtest.h>
@@ -98,11 +97,6 @@ protected:
         dialogs_.opened.clear();
         return opened;
     }
-    static bool PressF1(QWidget* control) {
-        QKeyEvent key(QEvent::KeyPress, Qt::Key_F1, Qt::NoModifier);
-        QCoreApplication::sendEvent(control, &key);
-        return key.isAccepted();
-    }
     ScriptedDialogs dialogs_;
 };
 
@@ -117,18 +111,18 @@ TEST_F(HelpOfPages, F1OpensThePageOfTheWindowInFront) {
         RegisterNamedPages({name.c_str()});
         ShowPage(name);
         QWidget control(FindPage(name));
-        PressF1(&control);
+        SendKey(control, Qt::Key_F1);
         EXPECT_EQ(Opened(), name == "frmSplash" ? "" : file + " ");
         // A box over it, which is no page.
         QWidget box;
         if (name != "frmSplash") {
-            PressF1(&box);
+            SendKey(box, Qt::Key_F1);
             EXPECT_EQ(Opened(), file + " ");
         }
         UnloadPage(name);
     }
     QWidget window;
-    PressF1(&window);
+    SendKey(window, Qt::Key_F1);
     EXPECT_EQ(Opened(), "runner.html ");
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
 }

@@ -4,7 +4,6 @@
 #include "files/journal.h"
 #include "repository/saved_session.h"
 #include "support/fault_plans.h"
-#include "support/order_of_calls.h"
 #include "support/session_steps.h"
 #include "support/temp_dir.h"
 

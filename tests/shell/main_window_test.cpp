@@ -11,13 +11,11 @@
 #include <QAction>
 #include <QApplication>
 #include <QGroupBox>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMouseEvent>
 #include <QPushButton>
 #include <QShortcut>
 #include <QTimer>
@@ -220,20 +218,13 @@ TEST_F(MainWindowTest, AControlBeyondTheAreaComesIntoViewWithTheFocus) {
 TEST_F(MainWindowTest, TheSplashGivesWayToTheNavigatorByClickAndToNothingByKey) {
     ShowPage("frmSplash");
     auto* const image = FindPage("frmSplash")->findChild<QLabel*>("Image1");
-    QMouseEvent release(QEvent::MouseButtonRelease,
-                        QPointF(5, 5),
-                        QPointF(5, 5),
-                        Qt::LeftButton,
-                        Qt::NoButton,
-                        Qt::NoModifier);
-    QApplication::sendEvent(image, &release);
+    SendMouse(image, QEvent::MouseButtonRelease, QPoint(5, 5));
     EXPECT_EQ(FindPage("frmSplash"), nullptr);
     EXPECT_TRUE(PageIsVisible("NavForm"));
     UnloadAllPages();
 
     ShowPage("frmSplash");
-    QKeyEvent key(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier);
-    QApplication::sendEvent(FindPage("frmSplash"), &key);
+    SendKey(*FindPage("frmSplash"), Qt::Key_Space);
     EXPECT_TRUE(LoadedPages().empty());
 }
 

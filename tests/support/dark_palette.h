@@ -1,32 +1,25 @@
 #pragma once
 // The colours of a dark desktop.
 
+#include <QBrush>
+#include <QColor>
 #include <QPalette>
-
-#include <utility>
 
 namespace vantry {
 
 inline QPalette DarkPalette() {
-    QPalette dark;
-    const std::pair<QPalette::ColorRole, QRgb> colors[] = {{QPalette::Window, 0x2b2d30},
-                                                           {QPalette::WindowText, 0xdfe1e5},
-                                                           {QPalette::Base, 0x1e1f22},
-                                                           {QPalette::AlternateBase, 0x2b2d30},
-                                                           {QPalette::Text, 0xdfe1e5},
-                                                           {QPalette::Button, 0x393b40},
-                                                           {QPalette::ButtonText, 0xdfe1e5},
-                                                           {QPalette::ToolTipBase, 0x2b2d30},
-                                                           {QPalette::ToolTipText, 0xdfe1e5},
-                                                           {QPalette::PlaceholderText, 0x868a91},
-                                                           {QPalette::Highlight, 0x3574f0},
-                                                           {QPalette::HighlightedText, 0xffffff},
-                                                           {QPalette::Light, 0x4e5157},
-                                                           {QPalette::Mid, 0x393b40},
-                                                           {QPalette::Dark, 0x1e1f22}};
-    for (const auto& [role, color] : colors) {
-        dark.setColor(role, QColor(color));
-    }
+    const auto color = [](QRgb rgb) { return QBrush(QColor(rgb)); };
+    const QBrush text = color(0xdfe1e5);
+    const QBrush button = color(0x393b40);
+    const QBrush base = color(0x1e1f22);
+    const QBrush window = color(0x2b2d30);
+    QPalette dark(text, button, color(0x4e5157), base, button, text, text, base, window);
+    dark.setBrush(QPalette::AlternateBase, window);
+    dark.setBrush(QPalette::ToolTipBase, window);
+    dark.setBrush(QPalette::ToolTipText, text);
+    dark.setBrush(QPalette::PlaceholderText, color(0x868a91));
+    dark.setBrush(QPalette::Highlight, color(0x3574f0));
+    dark.setBrush(QPalette::HighlightedText, color(0xffffff));
     for (const auto role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
         dark.setColor(QPalette::Disabled, role, QColor(0x6f737a));
     }

@@ -161,6 +161,23 @@ private:
     int last_;
 };
 
+// The order of what happens to files: w written, s flushed to the disk, n given its name; the same
+// thing several times in turn is one sign.
+class OrderOfCalls : public file::FaultPlan {
+public:
+    file::Verdict Before(const file::Call& call) override {
+        const char sign = call.operation == file::Operation::Write    ? 'w'
+                          : call.operation == file::Operation::Sync   ? 's'
+                          : call.operation == file::Operation::Rename ? 'n'
+                                                                      : '\0';
+        if (sign != '\0' && (order.empty() || order.back() != sign)) {
+            order += sign;
+        }
+        return {};
+    }
+    std::string order;
+};
+
 // Keeps every change in order, and makes states of the disk out of them: what was synced, a random
 // part of the rest, single sectors of a torn page, names that were or weren't on disk.
 class DiskRecord : public file::FaultPlan {

@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMdiSubWindow>
+#include <QMouseEvent>
 #include <QRadioButton>
 #include <QTextDocument>
 
@@ -58,6 +59,12 @@ inline void Press(std::string_view page, const char* button) {
     Control<QAbstractButton>(page, button).click();
 }
 
+// What the boxes have said then, in scripted dialogs.
+inline std::string Pressed(std::string_view page, const char* button) {
+    Press(page, button);
+    return dynamic_cast<ScriptedDialogs&>(CurrentDialogs()).TakeBoxes();
+}
+
 // The user's choice of an entry.
 inline void Pick(QComboBox* list, const char* entry) {
     const int index = list->findText(entry, Qt::MatchExactly | Qt::MatchCaseSensitive);
@@ -75,17 +82,36 @@ inline void Type(std::string_view page, const char* edit, std::string_view text)
     Control<QLineEdit>(page, edit).setText(ToQt(text));
 }
 
+// Event by event, as the window system sends them.
+inline void SendMouse(QWidget* widget, QEvent::Type type, QPoint at) {
+    const bool down = type != QEvent::MouseButtonRelease;
+    QMouseEvent event(type,
+                      at,
+                      widget->mapToGlobal(at),
+                      type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
+                      down ? Qt::LeftButton : Qt::NoButton,
+                      Qt::NoModifier);
+    QCoreApplication::sendEvent(widget, &event);
+}
+// True: the widget took it.
+inline bool SendKey(QWidget& widget,
+                    int key,
+                    const QString& text = {},
+                    Qt::KeyboardModifiers modifiers = {}) {
+    QKeyEvent press(QEvent::KeyPress, key, modifiers, text);
+    QCoreApplication::sendEvent(&widget, &press);
+    return press.isAccepted();
+}
+
 // As the keyboard does it: what the page changes by itself isn't typed.
 inline void TypeByKeys(std::string_view page, const char* edit, std::string_view text) {
     auto& field = Control<QLineEdit>(page, edit);
     field.clear();
-    QKeyEvent keys(QEvent::KeyPress, 0, Qt::NoModifier, ToQt(text));
-    QCoreApplication::sendEvent(&field, &keys);
+    SendKey(field, 0, ToQt(text));
 }
 
 inline void PressEnter(std::string_view page, const char* control) {
-    QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, "\r");
-    QCoreApplication::sendEvent(&Control<QWidget>(page, control), &enter);
+    SendKey(Control<QWidget>(page, control), Qt::Key_Return, "\r");
 }
 
 // As the focus leaves it; the page may wait with its answer until the events are processed.

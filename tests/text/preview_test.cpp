@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
+#include <vector>
 
 namespace vantry {
 namespace {
@@ -111,40 +111,15 @@ TEST_F(PreviewFileTest, LooksAtTheHeadOfAFileOnly) {
     const auto cut = ReadPreview(folder_.Write("wide.csv", wide).string());
     EXPECT_EQ(cut.at(0).text, std::string(kPreviewBytes - 1, 'x'));
 
+    EXPECT_EQ(cut[0].cut, true);
+    // The qualifier may be closed behind what was read.
+    for (const bool whole : {true, false}) {
+        const std::vector<PreviewLine> line = {{"a,\"b,c", !whole}};
+        EXPECT_EQ(PreviewTable(line, {",", "\"", true, "F"}).Valid(), !whole);
+    }
+
     EXPECT_THROW(ReadPreview((folder_ / "none").string()), DataError);
     EXPECT_THROW(ReadPreview(folder_.Path().string()), DataError);
-}
-
-// Heading and three rows of lines that a bar parts; the last line may have been cut.
-std::string Table(const std::string& text, bool names, bool cut = false) {
-    std::vector<PreviewLine> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line, '|');) {
-        lines.push_back({line, false});
-    }
-    lines.back().cut = cut;
-    const PreviewTable table(lines, {",", "\"", names, "F"});
-    std::string shown = table.Valid() ? "" : "!";
-    for (std::size_t column = 0; column < table.Columns(); ++column) {
-        shown += "[" + table.Heading(column) + "=" + table.Name(column) + "]";
-    }
-    for (std::size_t row = 0; row < 3 && table.Columns() > 0; ++row) {
-        shown += "/";
-        for (std::size_t column = 0; column < table.Columns(); ++column) {
-            shown += "[" + table.Cell(row, column) + "]";
-        }
-    }
-    return shown;
-}
-
-TEST(PreviewTableTest, PlacesLinesInRows) {
-    EXPECT_EQ(Table("\"id\",name|1,\"a, b\",cut off|2", true),
-              "[\"id\"=id][name=name]/[1][a, b]/[2][]/[][]");
-    EXPECT_EQ(Table("\"id\",name|\"1\",2", false), "[F1=F1][F2=F2]/[\"id\"][name]/[1][2]/[][]");
-    EXPECT_EQ(Table("\"id,name|1,2", true), "!");
-    // The qualifier may be closed behind what was read.
-    EXPECT_FALSE(Table("a,\"b,c", true, true).starts_with("!"));
-    EXPECT_FALSE(Table("id,name|1,\"x\"y,z", true).starts_with("!"));
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include "support/fault_plans.h"
 #include "support/has.h"
 #include "support/no_threads.h"
-#include "support/order_of_calls.h"
 #include "text/line_file.h"
 #include "text/text_writer_fixture.h"
 

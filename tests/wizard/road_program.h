@@ -5,6 +5,7 @@
 #include "core/folders.h"
 #include "programs/all_pages.h"
 #include "shell/product_picture.h"
+#include "wizard/road_driver.h"
 
 #include <QApplication>
 #include <QStyleFactory>
@@ -13,6 +14,14 @@
 #include <string>
 
 namespace vantry {
+
+inline void StartAndMakeRepository(RoadDriver& driver) {
+    driver.Click("frmSplash", "Image1");
+    driver.Page("NavForm");
+    driver.Keys("alt+r");
+    driver.Keys("n");
+    driver.Box("New Repository Created", "Return");
+}
 
 // Made before the wizard is, so that what the road registers is listed by its pages.
 template <typename Road>

@@ -41,12 +41,10 @@ protected:
 TEST_F(WizardFlowTest, FormOneAsksForTheSourceFirst) {
     TargetType = "MySQL";
     ShowPage("Form1");
-    Press("Form1", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please select the Data Source|OK");
+    EXPECT_EQ(Pressed("Form1", "NXT"), "none|Vantry|Please select the Data Source|OK");
     EXPECT_EQ(TargetType, "");
     Press("Form1", "SOpt_3");
-    Press("Form1", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please select the Destination Database|OK");
+    EXPECT_EQ(Pressed("Form1", "NXT"), "none|Vantry|Please select the Destination Database|OK");
     EXPECT_EQ(SourceType, "MySQL");
     EXPECT_EQ(VisiblePages(), "Form1");
 }

@@ -47,27 +47,22 @@ public:
         Catalog().Create(container);
         Connection fox;
         fox.Open(container);
-        for (const char* sql : {"create table goods (id n(5,0), name c(20), bought d)",
-                                "insert into goods values (1,'Ärger',{^2024-02-29})",
-                                "insert into goods (id, name) values (2,'two words')"}) {
-            fox.Execute(sql);
-        }
+        fox.Execute("create table goods (id n(5,0), name c(20), bought d)");
+        fox.Execute("insert into goods values (1,'Ärger',{^2024-02-29})");
+        fox.Execute("insert into goods (id, name) values (2,'two words')");
         // What an Oracle server keeps about its tables.
         Connection oracle;
         oracle.Open("Provider=MSDAORA;Data Source=" + OracleService());
-        for (const char* sql :
-             {"create table goods (id integer, name varchar(20))",
-              "insert into goods values (1,'Ärger'),(2,'two words')",
-              "create table all_tables as select 'MAIN' owner, 'goods' table_name"}) {
-            oracle.Execute(sql);
-        }
+        oracle.Execute("create table goods (id integer, name varchar(20))");
+        oracle.Execute("insert into goods values (1,'Ärger'),(2,'two words')");
+        oracle.Execute("create table all_tables as select 'MAIN' owner, 'goods' table_name");
     }
 
     void Walk() {
         if (by_keyboard_) {
             driver_.Use(RoadDriver::Hand::Keyboard);  // the splash goes by itself
         } else {
-            StartAndMakeRepository();
+            StartAndMakeRepository(driver_);
             TextToAccess();
             AccessToText("FileFormatOpt_0", "delimited", "csv");
             AccessToText("FileFormatOpt_1", "fixed", "txt");
@@ -89,14 +84,6 @@ private:
     // What this walk makes.
     std::string Out(const std::string& name) const {
         return In(by_keyboard_ ? "keyboard/" + name : name);
-    }
-
-    void StartAndMakeRepository() {
-        driver_.Click("frmSplash", "Image1");
-        driver_.Page("NavForm");
-        driver_.Keys("alt+r");
-        driver_.Keys("n");
-        driver_.Box("New Repository Created", "Return");
     }
 
     void ChooseKinds(const char* source, const char* target) {
@@ -158,9 +145,9 @@ private:
         driver_.Page("Form11");
         driver_.Click("Form11", "Command1");
         driver_.Choose(In("data"));
-        driver_.TickEntry("Form11", "FilesList", "customers.csv");
-        driver_.TickEntry("Form11", "FilesList", "notes.csv");
-        driver_.TickEntry("Form11", "FilesList", "orders.csv");
+        for (const char* file : {"customers.csv", "notes.csv", "orders.csv"}) {
+            driver_.TickEntry("Form11", "FilesList", file);
+        }
         driver_.ClickEntry("Form11", "FilesList", "customers.csv");
         driver_.Page("Form11");
         driver_.Click("Form11", "NXTBUTT");
@@ -212,17 +199,14 @@ private:
 
     // Field by field; then Connect.
     void LogIn(const char* page,
-               std::initializer_list<std::pair<const char*, std::string>> fields,
-               const char* connect,
-               const char* status,
-               const char* good) {
+               std::initializer_list<std::pair<const char*, std::string>> fields) {
         driver_.Page(page);
         for (const auto& [field, text] : fields) {
             driver_.Fill(page, field, text);
         }
-        driver_.Press(page, connect);
+        driver_.Press(page, "ConnButt");
         driver_.Until(std::string(page) + " is connected",
-                      [=] { return LabelText(page, status) == good; });
+                      [=] { return LabelText(page, "Label2") == "Connected Successfully"; });
         driver_.Page(page);
     }
     void MySqlLogIn(const char* page) {
@@ -230,10 +214,7 @@ private:
               {{"SrvTBox", "127.0.0.1"},
                {"PortTBox", std::to_string(mysql_.Port())},
                {"UserTBox", "walker"},
-               {"PassTbox", "pass-word"}},
-              "ConnButt",
-              "Label2",
-              "Connected Successfully");
+               {"PassTbox", "pass-word"}});
     }
     void SqlServerLogIn(const char* page) {
         driver_.Page(page);
@@ -241,10 +222,7 @@ private:
         LogIn(page,
               {{"SrvTBox", "127.0.0.1," + std::to_string(sql_server_.Port())},
                {"UserTBox", sql_server_.Options().user},
-               {"PassTbox", sql_server_.Options().password}},
-              "ConnButt",
-              "Label2",
-              "Connected Successfully");
+               {"PassTbox", sql_server_.Options().password}});
     }
     // Down steps through the closed list; each step is a choice.
     void StepTo(const char* page, const char* combo, const std::string& entry) {

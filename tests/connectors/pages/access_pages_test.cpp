@@ -52,8 +52,7 @@ TEST_F(AccessPagesTest, ListsTablesAndTakesTheChosenOnes) {
     Press("Form2", "brow");
     EXPECT_EQ(Listed(), "items,Kunden äöü,orders") << dialogs_.TakeBoxes();
     EXPECT_EQ(FindPage("frmWait"), nullptr);
-    Press("Form2", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please select atleast one table|OK");
+    EXPECT_EQ(Pressed("Form2", "NXT"), "stop|Stop|Please select atleast one table|OK");
 
     Select("Form2", "mdbtables", {2, 1});
     SourceQueryMode = 7;
@@ -92,8 +91,7 @@ TEST_F(AccessPagesTest, FormTwoTellsWhatIsWrongAndStays) {
     ShowPage("Form2");
     for (const auto& [file, first_box] : cases) {
         Type("Form2", "Mdbfilename", file);
-        Press("Form2", "LOADBUTT");
-        const std::string boxes = dialogs_.TakeBoxes();
+        const std::string boxes = Pressed("Form2", "LOADBUTT");
         EXPECT_EQ(boxes.substr(0, std::string_view(first_box).size()), first_box) << file;
         if (!file.empty()) {
             EXPECT_TRUE(Has(boxes, std::filesystem::path(file).filename().string()));
@@ -141,17 +139,14 @@ TEST_F(AccessPagesTest, MethodsOfFormTwoEnableAndReloadAsTheyAlwaysDid) {
 
 TEST_F(AccessPagesTest, FormEightProvesTheConnection) {
     ShowPage("Form8");
-    Press("Form8", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Connection Failed|OK");
-    Press("Form8", "LOADBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form8", "NXT"), "none|Vantry|Connection Failed|OK");
+    EXPECT_EQ(Pressed("Form8", "LOADBUTT"),
               "stop|Vantry|Please enter the MDB File or click button to browse. If you want to "
               "connect via ODBC DSN, Please choose DSN Option|OK");
     EXPECT_EQ(LabelText("Form8", "ACCStatus"), "Connection Failed");
 
     Type("Form8", "Mdbfilename", (folder_ / "missing.mdb").string());
-    Press("Form8", "LOADBUTT");
-    const std::string box = dialogs_.TakeBoxes();
+    const std::string box = Pressed("Form8", "LOADBUTT");
     EXPECT_EQ(box.substr(0, 12), "stop|Error|-") << box;
     EXPECT_TRUE(Has(box, "missing.mdb"));
 
@@ -217,15 +212,13 @@ TEST_F(AccessPagesTest, APasswordIsAskedForAndNeverShown) {
         Type(page, "Mdbfilename", file);
         for (const char* typed : {"", "s3cr3t"}) {
             Type(page, "MdbPwd", typed);
-            Press(page, "LOADBUTT");
-            const std::string box = dialogs_.TakeBoxes();
+            const std::string box = Pressed(page, "LOADBUTT");
             EXPECT_TRUE(Has(box, "Not a valid password"));
             EXPECT_FALSE(Has(box, "s3cr3t"));
             EXPECT_EQ(VisiblePages(), page);
         }
         Type(page, "MdbPwd", "S3cr3t");
-        Press(page, "LOADBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), "");
+        EXPECT_EQ(Pressed(page, "LOADBUTT"), "");
         HidePage(page);
     }
     EXPECT_EQ(Listed(), "t");

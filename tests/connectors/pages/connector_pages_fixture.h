@@ -110,8 +110,7 @@ protected:
                 GiveUpSoon();
                 return;
             }
-            QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
-            QCoreApplication::sendEvent(&TheMainWindow(), &escape);
+            SendKey(TheMainWindow(), Qt::Key_Escape);
         });
     }
 

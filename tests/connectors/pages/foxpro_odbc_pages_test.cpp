@@ -56,14 +56,12 @@ TEST_F(FoxProPagesTest, SourceOfAFolderByEveryMethod) {
     EXPECT_EQ(Entries("Form10", "List1"), both) << "a loaded source is loaded again";
     EXPECT_EQ(Enabled("Form10", {"VFPODBCDrvList", "VFPDSNList"}), "");
     FoxSrcMode = "stays";
-    Press("Form10", "Option3");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form10", "Option3"),
               "none|Vantry|No DSN is specified please select a Proper DSN|OK");
     EXPECT_EQ(FoxSrcMode + Entries("Form10", "List1"), "stays");
     EXPECT_EQ(Enabled("Form10", {"VFPODBCDrvList", "VFPDSNList"}), "VFPDSNList ");
 
-    Press("Form10", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please Select Atleast one table|OK");
+    EXPECT_EQ(Pressed("Form10", "NXTBUTT"), "stop|Stop|Please Select Atleast one table|OK");
     Press("Form10", "Option1");
     Type("Form10", "FoxDir", folder + "/");
     Press("Form10", "DirLoadbutt");
@@ -111,8 +109,7 @@ TEST_F(FoxProPagesTest, SourceOfAContainerAndWhatCanBeWrong) {
     const std::string folder = MakeFolder({});
     ShowPage("Form10");
     Type("Form10", "FoxDir", folder);
-    Press("Form10", "DirLoadbutt");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form10", "DirLoadbutt"),
               "information|Not Found|No tables found in the selected source|OK");
     EXPECT_EQ(Status("Form10", "Label6"), "") << "left as it stood";
 
@@ -151,11 +148,9 @@ TEST_F(FoxProPagesTest, TargetMustBeThere) {
     const std::string none =
         "stop|Stop|Either choose Directory where the files should be created or Enter VFP database "
         "filename|OK";
-    Press("Form3", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), none);
+    EXPECT_EQ(Pressed("Form3", "NXTBUTT"), none);
     Press("Form3", "VFPFileOpt");
-    Press("Form3", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), none);
+    EXPECT_EQ(Pressed("Form3", "NXTBUTT"), none);
     EXPECT_EQ(TargetConnStr, "of the last session");
     dialogs_.choices = {folder + "/none.dbc"};
     Press("Form3", "brow2");
@@ -218,8 +213,7 @@ TEST_F(OdbcPageTest, ListsTheTablesOfADataSourceAndTakesItsKind) {
     const std::string tables = Entries("ODBCSrc", "ODBCTabs");
     EXPECT_TRUE(tables == "b t,a" || tables == "a,b t") << tables << dialogs_.TakeBoxes();
 
-    Press("ODBCSrc", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please select atleast one table|OK");
+    EXPECT_EQ(Pressed("ODBCSrc", "NXT"), "stop|Stop|Please select atleast one table|OK");
     for (const auto& [driver, kind] :
          {std::pair("sqlite3", "ODBC"), std::pair("Oracle SQLite3", "ORACLE")}) {
         SourceType = "ODBC";

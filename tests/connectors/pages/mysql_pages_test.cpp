@@ -70,8 +70,7 @@ TEST_F(MySqlPagesTest, StartsAsDesigned) {
 
 TEST_F(MySqlPagesTest, SourceListsDatabasesAndTheTablesOfThePickedOne) {
     Open("MySQLSrc");
-    Press("MySQLSrc", "ConnButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(Pressed("MySQLSrc", "ConnButt"), "");
     EXPECT_EQ(Status("MySQLSrc", "Label2"), kGreen);
     EXPECT_EQ(SourceConnStr, Login() + "DATABASE=information_schema;" + Tail() + ";Option=3");
     EXPECT_EQ(Control<QComboBox>("MySQLSrc", "MySQLDBCombo").currentText(), "");
@@ -118,8 +117,7 @@ TEST_F(MySqlPagesTest, SourceListsDatabasesAndTheTablesOfThePickedOne) {
 
 TEST_F(MySqlPagesTest, TargetListsDatabasesAndTakesATypedOne) {
     Open("MySQLDest");
-    Press("MySQLDest", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("MySQLDest", "NXT"),
               "stop|Stop|Please connect to the Target MySQL Database first|OK");
     Press("MySQLDest", "ConnButt");
     EXPECT_EQ(Status("MySQLDest", "Label2") + dialogs_.TakeBoxes(), kGreen);
@@ -128,8 +126,7 @@ TEST_F(MySqlPagesTest, TargetListsDatabasesAndTakesATypedOne) {
     const auto listed = Entries("MySQLDest", "MySQLDBCombo");
     Press("MySQLDest", "ConnButt");
     EXPECT_EQ(Entries("MySQLDest", "MySQLDBCombo"), listed) << "not twice";
-    Press("MySQLDest", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please Select a Target Database|OK");
+    EXPECT_EQ(Pressed("MySQLDest", "NXT"), "stop|Stop|Please Select a Target Database|OK");
 
     Control<QComboBox>("MySQLDest", "MySQLDBCombo").setEditText("my new; db");
     Press("MySQLDest", "NXT");
@@ -220,14 +217,8 @@ TEST_F(MySqlPagesTest, EscGivesASilentServerUpAtOnce) {
         QTimer::singleShot(20, qApp, [&] {
             was_busy = IsWaitingForWork() && FindPage(page)->cursor().shape() == Qt::BusyCursor;
             // Another press while it waits does nothing.
-            QMouseEvent press(QEvent::MouseButtonPress,
-                              QPointF(5, 5),
-                              QPointF(5, 5),
-                              Qt::LeftButton,
-                              Qt::LeftButton,
-                              Qt::NoModifier);
             auto& back = Control<QAbstractButton>(page, "BCK");
-            QCoreApplication::sendEvent(&back, &press);
+            SendMouse(&back, QEvent::MouseButtonPress, QPoint(5, 5));
             was_pressed = back.isDown();
         });
         GiveUpSoon();
@@ -248,8 +239,7 @@ TEST_F(MySqlPagesTest, WithoutADriverTheBoxSaysSo) {
     OdbcDrivers = {"SQLite3"};
     for (const char* page : {"MySQLSrc", "MySQLDest"}) {
         ShowPage(page);
-        Press(page, "ConnButt");
-        const std::string box = dialogs_.TakeBoxes();
+        const std::string box = Pressed(page, "ConnButt");
         EXPECT_TRUE(box.starts_with(
             "stop|Vantry|No MySQL ODBC Drivers found. Please download and install MySQL ODBC "
             "Driver and then try again.\nYou can download the driver from MySQL AB site at http"))
@@ -269,22 +259,19 @@ TEST_F(MySqlPagesTest, DataSources) {
          {"Bare", "Driver=MariaDB\nSERVER=127.0.0.1\nPORT=" + Port() + "\nDATABASE=bare db\n"}});
     const std::string dsn = "DSN=Books;UID=" + Server().User() + ";PWD=" + Server().Password();
     Open("MySQLSrc");
-    Press("MySQLSrc", "Option2");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("MySQLSrc", "Option2"),
               "none|Vantry|No MySQL DSN Found. You can create DSN from Control Panel|OK");
     EXPECT_EQ(Enabled("MySQLSrc", {"MySQLODBCDriverList", "MySQLDSNList"}), "MySQLDSNList ");
     UnloadPage("MySQLSrc");
     Open("MySQLDest");
-    Press("MySQLDest", "Option2");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("MySQLDest", "Option2"),
               "none|Vantry|No MySQL DSN found. You can create DSN from windows control panel|OK");
     EXPECT_EQ(Status("MySQLDest", "Label2"), kRed);
     UnloadPage("MySQLDest");
 
     OdbcDsns = {{"Books", "MySQL"}, {"Bare", "MySQL"}};
     Open("MySQLSrc");
-    Press("MySQLSrc", "Option2");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(Pressed("MySQLSrc", "Option2"), "");
     EXPECT_EQ(SourceConnStr, dsn);
     EXPECT_EQ(Entries("MySQLSrc", "MySQLSrcTables"), "Ärger,b items,cheap");
     EXPECT_EQ(Status("MySQLSrc", "Label2"), kGreen);
@@ -293,12 +280,10 @@ TEST_F(MySqlPagesTest, DataSources) {
     EXPECT_EQ(Tables() + MySQLSrcDB, "|b items") << "the data source names the database";
     ShowPage("MySQLSrc");
     Pick("MySQLSrc", "MySQLDSNList", "Bare");
-    Press("MySQLSrc", "ConnButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("MySQLSrc", "ConnButt"),
               "information|Information|No tables found in the selected Database|OK");
     Type("MySQLSrc", "SrvTBox", "");
-    Press("MySQLSrc", "ConnButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(), kFieldsMissing) << "though the server isn't used";
+    EXPECT_EQ(Pressed("MySQLSrc", "ConnButt"), kFieldsMissing) << "though the server isn't used";
 
     Open("MySQLDest");
     Type("MySQLDest", "PassTbox", "wrong");

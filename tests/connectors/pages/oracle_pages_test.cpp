@@ -109,11 +109,9 @@ TEST_F(OraclePagesTest, SourceListsWhatTheBoxesSay) {
     Press("Form6", "ViewChk");
     EXPECT_EQ(listed(), "HR.EMP,SCOTT.bonus.old,SCOTT.EMP");
 
-    Press("Form6", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please select atleast one table|OK");
+    EXPECT_EQ(Pressed("Form6", "NXT"), "stop|Stop|Please select atleast one table|OK");
     Select("Form6", "orclTables", {0, 1, 2});
-    Press("Form6", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form6", "NXT"),
               "stop|Stop|Duplicate Tables Selected. Please De-Select duplicate tables and then "
               "Continue.|OK");
     EXPECT_EQ(Tables(), "HR|EMP,SCOTT|bonus.old,SCOTT|EMP") << "filled all the same";
@@ -139,8 +137,7 @@ TEST_F(OraclePagesTest, SourceListsWhatTheBoxesSay) {
 
 TEST_F(OraclePagesTest, TargetIsProvenAndTakesTheUser) {
     Open("Form9");
-    Press("Form9", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please connect to Oracle Destination|OK");
+    EXPECT_EQ(Pressed("Form9", "NXTBUTT"), "stop|Stop|Please connect to Oracle Destination|OK");
     Press("Form9", "Command1");
     EXPECT_EQ(Status("Form9", "ValidTxt") + dialogs_.TakeBoxes(),
               "Succesfully connected to Oracle #009600");
@@ -168,11 +165,9 @@ TEST_F(OraclePagesTest, TargetIsProvenAndTakesTheUser) {
 TEST_F(OraclePagesTest, UserAndPasswordAreAskedFor) {
     for (const char* page : kPages) {
         ShowPage(page);
-        Press(page, "Command1");
-        EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter oracle User Name|OK");
+        EXPECT_EQ(Pressed(page, "Command1"), "stop|Stop|Please enter oracle User Name|OK");
         Type(page, "OrclUsr", "scott");
-        Press(page, "Command1");
-        EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter Oracle Password|OK");
+        EXPECT_EQ(Pressed(page, "Command1"), "stop|Stop|Please enter Oracle Password|OK");
         EXPECT_EQ(ConnStr(page), "of the last session");
         // At least as large as it was designed, window and all.
         const QSize size = FindPage(page)->parentWidget()->size();

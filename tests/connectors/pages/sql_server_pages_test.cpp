@@ -86,8 +86,7 @@ TEST_F(SqlServerPagesTest, StartsAsDesignedAndConnectsByEveryTemplate) {
         Press(page, "Option2");
         EXPECT_EQ(Enabled(page, {"UserTBox", "PassTbox"}), "UserTBox PassTbox ");
         EXPECT_TRUE(dialogs_.boxes.empty()) << "by itself only where something is listed";
-        Press(page, "ConnButt");
-        EXPECT_EQ(dialogs_.TakeBoxes(),
+        EXPECT_EQ(Pressed(page, "ConnButt"),
                   "stop|Stop|Please Enter the required fields and then click connect|OK")
             << "an empty password is refused here";
         EXPECT_EQ(FindPage(page)->cursor().shape(), Qt::ArrowCursor);
@@ -135,8 +134,7 @@ TEST_F(SqlServerPagesTest, SourceListsTablesAndViewsOfAPickedDatabase) {
               "information|Information|No tables found in the selected Database|OK");
     EXPECT_EQ(Status("MSSQLSrc", "Label2"), kGood);
 
-    Press("MSSQLSrc", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please select atleast one table|OK");
+    EXPECT_EQ(Pressed("MSSQLSrc", "NXT"), "stop|Stop|Please select atleast one table|OK");
     Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
     Select("MSSQLSrc", "MSSQLSrcTables", {0, 1});
     Press("MSSQLSrc", "NXT");
@@ -170,8 +168,7 @@ TEST_F(SqlServerPagesTest, SourceListsTablesAndViewsOfAPickedDatabase) {
     EXPECT_TRUE(box.starts_with("stop|Error|Unable to Connect\n")) << box;
     EXPECT_TRUE(Has(box, "deadlocked"));
     EXPECT_EQ(Status("MSSQLSrc", "Label2"), kRed);
-    Press("MSSQLSrc", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Connect to MS SQL Server first|OK");
+    EXPECT_EQ(Pressed("MSSQLSrc", "NXT"), "none|Vantry|Please Connect to MS SQL Server first|OK");
     Pick("MSSQLSrc", "MSSQLDBCombo", "shop");
     EXPECT_EQ(Status("MSSQLSrc", "Label2"), kRed) << "not before the next connect";
 }
@@ -191,8 +188,8 @@ TEST_F(SqlServerPagesTest, TargetGoesOnUntriedButNotAfterAFailure) {
     Registry().Register({});
     Press("MSSQLDest", "ConnButt");
     EXPECT_EQ(NoFailureWith("MSSQLDest", "tdsodbc"), "");
-    Press("MSSQLDest", "NXT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Connect to MS SQL Server Destination first|OK");
+    EXPECT_EQ(Pressed("MSSQLDest", "NXT"),
+              "none|Vantry|Connect to MS SQL Server Destination first|OK");
     EXPECT_EQ(VisiblePages(), "MSSQLDest Form4");
 }
 

@@ -139,8 +139,7 @@ TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
     // The target's field offers what the source's took.
     ShowPage("Form8");
     auto& other = Control<QLineEdit>("Form8", "Mdbfilename");
-    QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::AltModifier);
-    QCoreApplication::sendEvent(&other, &down);
+    SendKey(other, Qt::Key_Down, {}, Qt::AltModifier);
     const auto* const menu = other.findChild<QMenu*>();
     ASSERT_NE(menu, nullptr);
     ASSERT_EQ(menu->actions().size(), 2);
@@ -153,9 +152,7 @@ TEST_F(StatusLineTest, FieldsForFilesTakeAddressesHomesAndDroppedFiles) {
 
 TEST_F(StatusLineTest, EscapeAsksAsCancelDoes) {
     ShowPage("Form2");
-    auto& field = Control<QLineEdit>("Form2", "Mdbfilename");
-    QKeyEvent escape(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier);
-    QCoreApplication::sendEvent(&field, &escape);
+    SendKey(Control<QLineEdit>("Form2", "Mdbfilename"), Qt::Key_Escape);
     EXPECT_EQ(dialogs_.TakeBoxes(),
               "none|Confirm Cancel|Are you sure to cancel this Session?|Yes/No");
 }

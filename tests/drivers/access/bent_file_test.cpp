@@ -24,9 +24,8 @@ protected:
             auto unique = Index("referenced", {"id"});
             unique.unique = true;
             opened.Create("parents", {Column("id", "LONG"), Column("n", "LONG")}, {unique});
-            opened.Create("children",
-                          {Column("key", "LONG"), Column("parent", "LONG")},
-                          {Index("referencing", {"parent"})});
+            opened.Create(
+                "children", ColumnsOf("key LONG, parent LONG"), {Index("referencing", {"parent"})});
             for (int id = 1; id <= 5; ++id) {
                 opened.Insert("parents", {Cell::Int64(id), Cell::Int64(10 * id)});
             }
@@ -187,8 +186,7 @@ TEST_F(BentFiles, AColumnOfSeveralValuesShowsThem) {
 // 19 digits of days since the year 1, 12 of seconds, 7 of tenths of microseconds.
 TEST_F(BentFiles, ExtendedDatesStandInDigits) {
     const std::string path = MakeFile("extended.accdb");
-    Opened(path).Create("t",
-                        {Column("id", "LONG"), Column("day", "BINARY", 42), Column("n", "LONG")});
+    Opened(path).Create("t", ColumnsOf("id LONG, day BINARY 42, n LONG"));
     {
         BentFile bent(path);
         bent.Turn("t", 1, ColumnType::DateTimeExtended);
@@ -219,7 +217,7 @@ TEST_F(BentFiles, IndexesStandInTheOrderOfTheirNames) {
     {
         Opened opened(path);
         opened.Create("t",
-                      {Column("a", "LONG"), Column("b", "LONG")},
+                      ColumnsOf("a LONG, b LONG"),
                       {Index("zeta", {"a"}), Index("Alpha", {"b"}), Index("mid", {"a", "b"})});
     }
     std::string names;
@@ -274,9 +272,8 @@ TEST_F(BentFiles, EmptiedPagesAreUsedAgain) {
     for (const bool at_one_go : {false, true}) {
         const std::string path = MakeFile(at_one_go ? "all.accdb" : "single.accdb");
         Opened opened(path);
-        opened.Create("t",
-                      {Column("id", "LONG"), Column("name", "TEXT", 200), Column("memo", "MEMO")},
-                      {Index("name", {"name"})});
+        opened.Create(
+            "t", ColumnsOf("id LONG, name TEXT 200, memo MEMO"), {Index("name", {"name"})});
         const auto table = opened.Table("t");
         const std::string memo(6'000, 'm');
         std::uintmax_t size = 0;

@@ -46,9 +46,7 @@ inline test::FileBytes MadeFile() {
         });
         opened.Create("empty", {Column("flag", "YESNO"), Column("g", "GUID")});
         opened.Create("several", {Column("id", "LONG"), Column("all", "LONG")});
-        opened.Create("values",
-                      {Column("_all", "LONG"), Column("Value", "TEXT", 40)},
-                      {Index("keys", {"_all"})});
+        opened.Create("values", ColumnsOf("_all LONG, Value TEXT 40"), {Index("keys", {"_all"})});
         for (int id = 0; id < 30; ++id) {
             opened.Insert("several", {Cell::Int64(id), Cell::Int64(id)});
             opened.Insert("values", {Cell::Int64(id / 2), Cell::Text("a value")});

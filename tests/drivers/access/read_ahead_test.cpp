@@ -20,12 +20,8 @@ protected:
         CreateDatabaseFile(path_);
         opened_ = std::make_unique<Opened>(path_);
         opened_->Create("t",
-                        {Column("id", "LONG"),
-                         Column("day", "DATETIME"),
-                         Column("name", "TEXT", 200),
-                         Column("amount", "CURRENCY"),
-                         Column("done", "YESNO"),
-                         Column("key", "GUID")});
+                        ColumnsOf("id LONG, day DATETIME, name TEXT 200, amount CURRENCY, "
+                                  "done YESNO, key GUID"));
         const auto stored = opened_->Table("t");
         opened_->Statement([&] {
             for (int i = 0; i < kRows; ++i) {

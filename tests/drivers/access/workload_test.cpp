@@ -27,11 +27,8 @@ public:
         CreateDatabaseFile(path_);
         opened_ = std::make_unique<Opened>(path_);
         opened_->Create("work",
-                        {Column("id", "LONG"),
-                         Column("name", "TEXT", 120),
-                         Column("tag", "VARBINARY", 20),
-                         Column("amount", "DOUBLE"),
-                         Column("memo", "MEMO")},
+                        ColumnsOf("id LONG, name TEXT 120, tag VARBINARY 20, amount DOUBLE, "
+                                  "memo MEMO"),
                         {PrimaryKey(),
                          Index("names", {"name"}),
                          Index("tags", {"tag"}),

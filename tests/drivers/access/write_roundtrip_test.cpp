@@ -40,63 +40,53 @@ TEST_P(WriteRoundTrip, ValuesTakeTheFormOfTheirColumn) {
     const auto text = [](std::string_view value) { return Cell::Text(value); };
     // What two rows get, and what is read; "=": the same. A third row gets nothing.
     struct {
-        sql::ColumnDefinition column;
+        const char* column;
         std::vector<Cell> given;
         std::vector<std::string> read;
-    } cases[] = {
+    } const cases[] = {
         // Half to even, text in any form.
-        {Column("dec", "DECIMAL", 28),
+        {"dec DECIMAL 28",
          {text("0.1"), Cell::FromDecimal({big, 10}), Cell()},
          {"0.1", "=", "NULL"}},
         // AutoNumber: handed out, given, handed out behind the one given.
-        {Column("key", "COUNTER"), {Cell(), number(1000), Cell()}, {"1", "1000", "1001"}},
-        {Column("flag", "YESNO"), {Cell::Null(), text("True"), Cell()}, {"False", "True", "False"}},
-        {Column("byte", "BYTE"), {text("7"), Cell::Null(), Cell()}, {"7", "NULL", "NULL"}},
-        {Column("short", "SMALLINT"), {Cell::Double(2.5), text("-9"), Cell()}, {"2", "-9", "NULL"}},
-        {Column("long", "LONG"), {Cell::Double(3.5), text(" 8 "), Cell()}, {"4", "8", "NULL"}},
-        {Column("single", "SINGLE"), {text("0.25"), number(3), Cell()}, {"0.25", "3", "NULL"}},
-        {Column("double", "DOUBLE"),
-         {text("1e3"), Cell::Double(-0.0), Cell()},
-         {"1000", "=", "NULL"}},
-        {Column("money", "CURRENCY"),
+        {"key COUNTER", {Cell(), number(1000), Cell()}, {"1", "1000", "1001"}},
+        {"flag YESNO", {Cell::Null(), text("True"), Cell()}, {"False", "True", "False"}},
+        {"byte BYTE", {text("7"), Cell::Null(), Cell()}, {"7", "NULL", "NULL"}},
+        {"short SMALLINT", {Cell::Double(2.5), text("-9"), Cell()}, {"2", "-9", "NULL"}},
+        {"long LONG", {Cell::Double(3.5), text(" 8 "), Cell()}, {"4", "8", "NULL"}},
+        {"single SINGLE", {text("0.25"), number(3), Cell()}, {"0.25", "3", "NULL"}},
+        {"double DOUBLE", {text("1e3"), Cell::Double(-0.0), Cell()}, {"1000", "=", "NULL"}},
+        {"money CURRENCY",
          {text("12.34565"), Cell::FromDecimal({-9223372036854775807LL, 4}), Cell()},
          {"12.3456", "=", "NULL"}},
-        {Column("when", "DATETIME"),
+        {"when DATETIME",
          {text("2024-02-29"), Cell::FromDateTime({-2, 6 * 3600 * kNanosPerSecond}), Cell()},
          {ToText(Cell::FromDateTime({45351, 0})), "=", "NULL"}},
         // Cut to the millisecond, or the last instant of a day would be one of the next.
-        {Column("last", "DATETIME"),
+        {"last DATETIME",
          {Cell::FromDateTime({2'958'465, kNanosPerDay - 100}),
           Cell::FromDateTime({-2, kNanosPerDay - 100}),
           Cell()},
          {ToText(Cell::FromDateTime({2'958'465, kNanosPerDay - 1'000'000})),
           ToText(Cell::FromDateTime({-2, kNanosPerDay - 1'000'000})),
           "NULL"}},
-        {Column("text", "TEXT", 255),
-         {number(42), text("\xEF\xBB\xBFmark"), Cell()},
-         {"42", "=", "NULL"}},
-        {Column("fixed", "CHAR", 10),
+        {"text TEXT 255", {number(42), text("\xEF\xBB\xBFmark"), Cell()}, {"42", "=", "NULL"}},
+        {"fixed CHAR 10",
          {Cell::Double(0.5), text("äöü"), Cell()},
          {"0.5       ", "äöü       ", "NULL"}},
-        {Column("memo", "MEMO"),
-         {number(7), text("日本語 \xF0\x9F\x98\x80"), Cell()},
-         {"7", "=", "NULL"}},
-        {Column("bin", "BINARY", 510),
-         {text("bytes"), Cell::Bytes(bytes), Cell()},
-         {"bytes", "=", "NULL"}},
-        {Column("ole", "IMAGE"),
-         {text("image"), Cell::Bytes(image), Cell()},
-         {"image", "=", "NULL"}},
-        {Column("guid", "GUID"),
+        {"memo MEMO", {number(7), text("日本語 \xF0\x9F\x98\x80"), Cell()}, {"7", "=", "NULL"}},
+        {"bin BINARY 510", {text("bytes"), Cell::Bytes(bytes), Cell()}, {"bytes", "=", "NULL"}},
+        {"ole IMAGE", {text("image"), Cell::Bytes(image), Cell()}, {"image", "=", "NULL"}},
+        {"guid GUID",
          {text("{01234567-89AB-CDEF-0123-456789ABCDEF}"),
           text("00000000-0000-0000-0000-000000000001"),
           Cell()},
          {"=", "{00000000-0000-0000-0000-000000000001}", "NULL"}}};
-    cases[0].column.scale = 10;
     Columns columns;
     for (const auto& c : cases) {
-        columns.push_back(c.column);
+        columns.push_back(ColumnsOf(c.column)[0]);
     }
+    columns[0].scale = 10;
     opened_->Create("types", columns);
     for (std::size_t row = 0; row < 3; ++row) {
         std::vector<Cell> cells;
@@ -114,7 +104,7 @@ TEST_P(WriteRoundTrip, ValuesTakeTheFormOfTheirColumn) {
             const auto& c = cases[column];
             EXPECT_EQ(c.read[row] == "=" ? ToText(c.given[row]) : c.read[row],
                       test::Shown(read[row][column].AsCell()))
-                << c.column.name << " of row " << row;
+                << c.column << " of row " << row;
         }
     }
 }
@@ -187,8 +177,7 @@ TEST_P(WriteRoundTrip, LongValuesThatNoListHasAreGivenBack) {
     const std::vector<std::byte> image(20'000, std::byte{0x11});  // a chain of pages
     for (const std::string way : {"one by one", "all at once", "with the table"}) {
         SCOPED_TRACE(way);
-        opened_->Create("notes",
-                        {Column("id", "LONG"), Column("text", "MEMO"), Column("image", "IMAGE")});
+        opened_->Create("notes", ColumnsOf("id LONG, text MEMO, image IMAGE"));
         for (int id = 0; id < 30; ++id) {
             opened_->Insert("notes", {Cell::Int64(id), Cell::Text(text), Cell::Bytes(image)});
         }
@@ -213,50 +202,40 @@ TEST_P(WriteRoundTrip, LongValuesThatNoListHasAreGivenBack) {
 }
 
 TEST_P(WriteRoundTrip, ValuesThatDoNotFitAreErrorsWithTheirPlace) {
-    auto required = Column("required", "LONG");
-    required.not_null = true;
-    opened_->Create("Narrow",
-                    {Column("byte", "BYTE"),
-                     Column("short", "SHORT"),
-                     Column("text", "TEXT", 3),
-                     Column("money", "CURRENCY"),
-                     Column("when", "DATE"),
-                     Column("dec", "DECIMAL", 3),
-                     Column("bin", "BINARY", 2),
-                     Column("guid", "GUID"),
-                     required});
+    auto columns = ColumnsOf(
+        "byte BYTE, short SHORT, text TEXT 3, money CURRENCY, when DATE, dec DECIMAL 3, "
+        "bin BINARY 2, guid GUID, required LONG");
+    columns[8].not_null = true;
+    opened_->Create("Narrow", columns);
     const std::vector<std::byte> three(3);
-    const std::vector<std::pair<std::size_t, Cell>> bad = {
-        {0, Cell::Int64(256)},
-        {0, Cell::Int64(-1)},
-        {0, Cell::Text("no number")},
-        {1, Cell::Double(32767.5)},
-        {1, Cell::Text("40000")},
-        {2, Cell::Text("four")},
-        {2, Cell::Text("ä€日x")},
-        {3, Cell::Double(1e15)},
-        {4, Cell::Text("2023-02-29")},
-        {4, Cell::Double(3e6)},
-        {5, Cell::Int64(1000)},
-        {6, Cell::Bytes(three)},
-        {7, Cell::Text("{not-a-guid}")},
-        {8, Cell::Null()},
+    const auto text = [](const char* value) { return Cell::Text(value); };
+    const std::pair<const char*, std::vector<Cell>> bad[] = {
+        {"byte", {Cell::Int64(256), Cell::Int64(-1), text("no number")}},
+        {"short", {Cell::Double(32767.5), text("40000")}},
+        {"text", {text("four"), text("ä€日x")}},
+        {"money", {Cell::Double(1e15)}},
+        {"when", {text("2023-02-29"), Cell::Double(3e6)}},
+        {"dec", {Cell::Int64(1000)}},
+        {"bin", {Cell::Bytes(three)}},
+        {"guid", {text("{not-a-guid}")}},
+        {"required", {Cell::Null()}},
     };
     const auto table = opened_->Table("Narrow");
-    for (const auto& [column, value] : bad) {
-        std::vector<Cell> row(9);
-        row[8] = Cell::Int64(1);
-        row[column] = value;
-        EXPECT_TRUE(Has(ErrorOf([&] { opened_->Insert("Narrow", row); }),
-                        "Narrow." + table->Columns()[column].info.name));
+    for (std::size_t column = 0; column < std::size(bad); ++column) {
+        for (const Cell& value : bad[column].second) {
+            std::vector<Cell> row(9);
+            row[8] = Cell::Int64(1);
+            row[column] = value;
+            EXPECT_TRUE(Has(ErrorOf([&] { opened_->Insert("Narrow", row); }),
+                            std::string("Narrow.") + bad[column].first));
+        }
     }
     EXPECT_EQ(0, table->CountRows());
     EXPECT_EQ("", Faults(path_));
 }
 
 TEST_P(WriteRoundTrip, MemosOfEveryLength) {
-    opened_->Create("memos",
-                    {Column("n", "LONG"), Column("memo", "MEMO"), Column("ole", "LONGBINARY")});
+    opened_->Create("memos", ColumnsOf("n LONG, memo MEMO, ole LONGBINARY"));
     const std::size_t lengths[] = {0,    1,    2,     3,      30,
                                    31,   32,   33,    62,     64,
                                    65,   1023, 1024,  1025,   2037,
@@ -306,20 +285,12 @@ TEST_P(WriteRoundTrip, TablesThatCanNotBeAreErrors) {
     EXPECT_NE("",
               ErrorOf([&] { opened_->Insert(name, std::vector<Cell>(255, Cell::Text(text))); }));
     columns.push_back(Column("one more", "LONG"));
-    const std::pair<const char*, Columns> cases[] = {
-        {"too wide", columns},
-        {"", {Column("a", "LONG")}},
-        {" blank first", {Column("a", "LONG")}},
-        {"a.b", {Column("a", "LONG")}},
-        {"a[b", {Column("a", "LONG")}},
-        {"x!y", {Column("a", "LONG")}},
-        {"twice", {Column("a", "LONG"), Column("A", "LONG")}},
-        {"no type", {Column("a", "VARCHAR2", 9)}},
-        {"no size", {Column("a", "TEXT", 256)}},
-    };
-    for (const auto& [table, its_columns] : cases) {
-        EXPECT_NE("", ErrorOf([&, t = table, &c = its_columns] { opened_->Create(t, c); }))
-            << table;
+    EXPECT_NE("", ErrorOf([&] { opened_->Create("too wide", columns); }));
+    for (const char* const table : {"", " blank first", "a.b", "a[b", "x!y"}) {
+        EXPECT_NE("", ErrorOf([&] { opened_->Create(table, ColumnsOf("a LONG")); })) << table;
+    }
+    for (const char* const wrong : {"a LONG, A LONG", "a VARCHAR2 9", "a TEXT 256"}) {
+        EXPECT_NE("", ErrorOf([&] { opened_->Create("wrong", ColumnsOf(wrong)); })) << wrong;
     }
     EXPECT_EQ("", Faults(path_));
 }

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -70,6 +71,21 @@ inline sql::ColumnDefinition Column(std::string name, std::string type, int size
         column.size = size;
     }
     return column;
+}
+
+// "id LONG, name TEXT 50": names of one word, with the size behind the type.
+inline Columns ColumnsOf(const std::string& list) {
+    Columns columns;
+    std::istringstream parts(list);
+    for (std::string part; std::getline(parts, part, ',');) {
+        std::istringstream words(part);
+        std::string name;
+        std::string type;
+        int size = 0;
+        words >> name >> type >> size;
+        columns.push_back(Column(name, type, size));
+    }
+    return columns;
 }
 
 inline sql::IndexDefinition Index(std::string name, const std::vector<std::string>& columns) {

@@ -135,11 +135,9 @@ TEST_F(Form14Test, CancelBeforeTheStartLeavesTheSession) {
     MakeTextSession(3);
     ShowPage("Form14");
     dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes};
-    Press("Form14", "CNCLBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), kQuestion);
+    EXPECT_EQ(Pressed("Form14", "CNCLBUTT"), kQuestion);
     EXPECT_EQ(Buttons(), "1011");
-    Press("Form14", "CNCLBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), kQuestion);
+    EXPECT_EQ(Pressed("Form14", "CNCLBUTT"), kQuestion);
     EXPECT_EQ(VisiblePages(), "NavForm");
     EXPECT_EQ(SessionCancelled, kTrue);
 }
@@ -323,8 +321,7 @@ TEST_F(Form14Test, TheCloseBoxInTheMiddleStopsTheRunAndThenLeaves) {
     ShowPage("Form14");
     dialogs_.answers = {BoxAnswer::Yes};
     QTimer::singleShot(100, [] { EXPECT_FALSE(CloseBox("Form14")); });
-    Press("Form14", "StartButton");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form14", "StartButton"),
               "none|Cancel Session|Are you sure you want to close this session|Yes/No");
     EXPECT_EQ(VisiblePages(), "NavForm");
     EXPECT_EQ(CurrentRunView, nullptr);

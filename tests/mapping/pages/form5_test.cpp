@@ -324,8 +324,7 @@ TEST_F(Form5Test, CloseStopsAtTargetColumnsNamedTwice) {
 TEST_F(Form5Test, CloseTakesWhatStandsInAnOpenEditor) {
     MapAndOpen();
     TypeNumber(1, kSize, "x");
-    Press("Form5", "closebutt");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Number|OK");
+    EXPECT_EQ(Pressed("Form5", "closebutt"), "stop|Stop|Invalid Number|OK");
     EXPECT_EQ(VisiblePages(), "Form5");
     TypeNumber(1, kSize, "33");
     Press("Form5", "closebutt");
@@ -379,16 +378,14 @@ TEST_F(Form5Test, CloseTriesTheFilterAtTheSource) {
     auto* const filter = &Control<QPlainTextEdit>("Form5", "SQLCondTxt");
     filter->setPlainText("NoSuchColumn = 1");
     Control<QRadioButton>("Form5", "TabDropOpt_0").click();
-    Press("Form5", "closebutt");
-    const std::string box = dialogs_.TakeBoxes();
+    const std::string box = Pressed("Form5", "closebutt");
     EXPECT_EQ(box.find("stop|Invalid Where Condition|-21472179"), 0U) << box;
     EXPECT_EQ(box.find('\r'), 40U) << box;
     EXPECT_GT(box.size(), 50U) << "with the source's words behind the number";
     EXPECT_EQ(VisiblePages(), "Form5");
     EXPECT_EQ(SrcTables[1].WhereCond, "");
     filter->setPlainText("ID > 0 and Name = 'Ada'");
-    Press("Form5", "closebutt");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(Pressed("Form5", "closebutt"), "");
     EXPECT_EQ(VisiblePages(), "Form4");
     EXPECT_EQ(SrcTables[1].WhereCond, "ID > 0 and Name = 'Ada'");
 }

@@ -8,24 +8,13 @@
 #include "support/page_driver.h"
 
 #include <QApplication>
-#include <QMouseEvent>
+#include <QKeyEvent>
 #include <QTimer>
 
 #include <functional>
 
 namespace vantry::test {
 
-// Event by event, as the window system sends them.
-inline void SendMouse(QWidget* widget, QEvent::Type type, QPoint at) {
-    const bool down = type != QEvent::MouseButtonRelease;
-    QMouseEvent event(type,
-                      at,
-                      widget->mapToGlobal(at),
-                      type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,
-                      down ? Qt::LeftButton : Qt::NoButton,
-                      Qt::NoModifier);
-    QApplication::sendEvent(widget, &event);
-}
 inline void SendKey(QWidget* widget, QEvent::Type type, int key, const QString& text = {}) {
     QKeyEvent event(type, key, Qt::NoModifier, text);
     QApplication::sendEvent(widget, &event);

@@ -129,13 +129,11 @@ TEST_F(Form13Test, RefusesAnUnfinishedSession) {
         for (const char* option : options) {
             Set(option);
         }
-        Press("Form13", "NXTBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), box);
+        EXPECT_EQ(Pressed("Form13", "NXTBUTT"), box);
         EXPECT_EQ(VisiblePages(), "Form13");
     }
     Type("Form13", "SesName", "");
-    Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Enter the Session Name|OK");
+    EXPECT_EQ(Pressed("Form13", "NXTBUTT"), "none|Vantry|Please Enter the Session Name|OK");
     EXPECT_EQ(FindPage("Form13")->focusWidget(), &Control<QLineEdit>("Form13", "SesName"));
     EXPECT_EQ(Query("select count(*) from sessions"), "0\n");
     EXPECT_EQ(CurrentSessionID, 0);
@@ -155,8 +153,7 @@ TEST_F(Form13Test, TabGoesThroughTheScheduleFromTopToBottom) {
     for (QString name; page->focusWidget()->objectName() != name;) {  // the last one's Tab leaves
         name = page->focusWidget()->objectName();
         stations += FromQt(name) + " ";
-        QKeyEvent tab(QEvent::KeyPress, Qt::Key_Tab, Qt::NoModifier);
-        QApplication::sendEvent(page->focusWidget(), &tab);
+        SendKey(*page->focusWidget(), Qt::Key_Tab);
     }
     EXPECT_EQ(
         stations,
@@ -187,8 +184,7 @@ TEST_F(Form13Test, SavesEveryKindOfSchedule) {
         Control<QTimeEdit>("Form13", "SesTime").setTime(QTime(7, 5));
         Control<QDateEdit>("Form13", "SesDate").setDate(QDate(2027, 3, 4));
         const QTime now = QTime::currentTime();
-        Press("Form13", "NXTBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
+        EXPECT_EQ(Pressed("Form13", "NXTBUTT"), SavedBox());
         EXPECT_EQ(VisiblePages(), "NavForm");
         EXPECT_EQ(FindPage("Form13"), nullptr);
         EXPECT_EQ(CurrentSessionID, ++id);
@@ -216,8 +212,7 @@ TEST_F(Form13Test, SavesRunsOrBoth) {
     ShowPage("Form13");
     Set("FreqOpt_1");
     Type("Form13", "SesName", "");
-    Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    EXPECT_EQ(Pressed("Form13", "NXTBUTT"), "");
     EXPECT_EQ(VisiblePages(), "Form14");
     EXPECT_EQ(FindPage("Form13"), nullptr);
     EXPECT_EQ(CurrentSessionID, 77);
@@ -234,8 +229,7 @@ TEST_F(Form13Test, SavesRunsOrBoth) {
     Type("Form13", "SesName", "Anna's");
     // Another program takes the number meanwhile.
     TakeNumber(6);
-    Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
+    EXPECT_EQ(Pressed("Form13", "NXTBUTT"), SavedBox());
     EXPECT_EQ(VisiblePages(), "Form14");
     EXPECT_EQ(CurrentSessionID, 7);
     EXPECT_EQ(SessionNotSaved, kFalse);
@@ -253,8 +247,7 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
     ShowPage("Form13");
     const std::string start = "none|Error|Unable to Save Session\n";
     const auto fails = [&](const char* why) {
-        Press("Form13", "NXTBUTT");
-        const std::string box = dialogs_.TakeBoxes();
+        const std::string box = Pressed("Form13", "NXTBUTT");
         EXPECT_TRUE(box.starts_with(start) && box.size() > start.size() + 10) << why << ": " << box;
         EXPECT_EQ(VisiblePages(), "Form13");
     };
@@ -262,8 +255,7 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
     fails("a double quote");
     for (const char* password : {"S3cr3t", "a\"S3cr3t", "a\"S3cr3t\"b", "\"S3cr3t;x\""}) {
         TargetConnStr = "DRIVER=MySQL;SERVER=h;UID=u;PWD=" + std::string(password) + ";PORT=1";
-        Press("Form13", "NXTBUTT");
-        const std::string box = dialogs_.TakeBoxes();
+        const std::string box = Pressed("Form13", "NXTBUTT");
         EXPECT_TRUE(box.starts_with(start)) << box;
         EXPECT_FALSE(Has(box, "S3cr3t"));
     }
@@ -277,8 +269,7 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
     fails("no target tables");
     DstTables = SrcTables;
     EXPECT_EQ(Query("select count(*) from sessions"), "1\n") << "what was written stays";
-    Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), SavedBox());
+    EXPECT_EQ(Pressed("Form13", "NXTBUTT"), SavedBox());
     EXPECT_EQ(CurrentSessionID, 2) << "the second attempt takes a new number";
     UnloadAllPages();
 
@@ -302,13 +293,11 @@ TEST_F(Form13Test, StaysWhenItCantSave) {
         "none|Create New Repository|There is no repository for saved sessions yet.\nDo you want to "
         "create it now in " +
         Folder() + "?|Yes/No\n";
-    Press("Form13", "NXTBUTT");
-    const std::string boxes = dialogs_.TakeBoxes();
+    const std::string boxes = Pressed("Form13", "NXTBUTT");
     EXPECT_TRUE(boxes.starts_with(offer + start)) << boxes;
     // With a yes it is made and the save goes on, here to a schedule that isn't complete.
     dialogs_.answers = {BoxAnswer::Yes};
-    Press("Form13", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form13", "NXTBUTT"),
               offer + "none|Vantry|New Repository Created|OK\n" +
                   "stop|Stop|Please Select atleast one WeekDay|OK");
     EXPECT_TRUE(std::filesystem::exists(folder_ / "VYRepo.mdb"));

@@ -63,8 +63,7 @@ TEST_F(ManagerTest, WithoutSessionsEveryButtonSaysSo) {
         {"DelButt", "none|Delete Session|No Session Exist to Delete|OK"},
         {"DelAll", "none|Delete Session|No Session Exist to Delete|OK"}};
     for (const auto& [button, box] : cases) {
-        Press("Form15", button);
-        EXPECT_EQ(dialogs_.TakeBoxes(), box);
+        EXPECT_EQ(Pressed("Form15", button), box);
     }
     EXPECT_EQ(LabelText("Form15", "Label4"), "0");
 }
@@ -76,8 +75,7 @@ TEST_F(ManagerTest, RunStartsTheRunnerInTheProgramsFolder) {
     ShowPage("Form15");
     Select(1);
     dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes, BoxAnswer::Yes};
-    Press("Form15", "RunButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Run Session|Run Session ID:1 Name :first|Yes/No");
+    EXPECT_EQ(Pressed("Form15", "RunButt"), "none|Run Session|Run Session ID:1 Name :first|Yes/No");
     Press("Form15", "RunButt");
     EXPECT_EQ(dialogs_.boxes.back().text, "Unable to Run Session");
     EXPECT_EQ(dialogs_.boxes.back().title, "Run");
@@ -93,8 +91,7 @@ TEST_F(ManagerTest, DeletingTakesTheSelectedOneOrAll) {
     ShowPage("Form15");
     Select(1);
     dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes};
-    Press("Form15", "DelButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form15", "DelButt"),
               "none|Delete Session?|Are you sure you want to Delete Session ID: 2 Name :b|Yes/No");
     EXPECT_EQ(LabelText("Form15", "Label4"), "3");
     Press("Form15", "DelButt");
@@ -104,8 +101,7 @@ TEST_F(ManagerTest, DeletingTakesTheSelectedOneOrAll) {
     EXPECT_EQ(Query("select sessionid from sessions order by sessionid"), "1\n3\n");
 
     dialogs_.answers = {BoxAnswer::No, BoxAnswer::Yes};
-    Press("Form15", "DelAll");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form15", "DelAll"),
               "none|Delete All Sessions?|Are you sure you want to Delete All Sessions|Yes/No");
     Press("Form15", "DelAll");
     dialogs_.boxes.erase(dialogs_.boxes.begin());
@@ -201,8 +197,7 @@ TEST_F(ManagerTest, WhatOthersDoToTheRepositoryShows) {
     // Session 3 isn't in the backup; session 1 is, and would be another one's in any other file.
     RestoreRepository(Folder(), folder_ / "backup/VYRepo.mdb", Now());
     dialogs_.answers = {};
-    Press("Form15", "DelButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form15", "DelButt"),
               "stop|Vantry|The repository was replaced by another one. Its sessions are listed "
               "now: choose again.|OK");
     EXPECT_EQ(LabelText("Form15", "Label4"), "2");
@@ -211,8 +206,7 @@ TEST_F(ManagerTest, WhatOthersDoToTheRepositoryShows) {
     std::filesystem::rename(RepositoryFile(Folder()), folder_ / "away");
     ASSERT_TRUE(Until([] { return LabelText("Form15", "Label4") == "0"; }));
     EXPECT_NE(LabelText("Form15", "RepoNote"), "");
-    Press("Form15", "DelAll");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Delete Session|No Session Exist to Delete|OK");
+    EXPECT_EQ(Pressed("Form15", "DelAll"), "none|Delete Session|No Session Exist to Delete|OK");
     std::filesystem::rename(folder_ / "away", folder_ / "vyrepo.mdb");
     ASSERT_TRUE(Until([] { return LabelText("Form15", "Label4") == "2"; }));
 

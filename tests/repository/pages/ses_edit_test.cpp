@@ -84,8 +84,7 @@ TEST_F(SesEditTest, AChangeGoesFromKindToKindAndTheListKeepsTheFormerName) {
                                           std::pair("Evy_1", "Please Select Mins")}) {
             Set("TimeOpt_4");
             Set(option);
-            Press("SesEdit", "SaveButton");
-            EXPECT_EQ(dialogs_.TakeBoxes(), std::string("none|Vantry|") + box + "|OK");
+            EXPECT_EQ(Pressed("SesEdit", "SaveButton"), std::string("none|Vantry|") + box + "|OK");
         }
         EXPECT_EQ(FindPage("SesEdit")->focusWidget(), &Control<QComboBox>("SesEdit", "Mins"));
         Pick("Mins", "1");
@@ -104,8 +103,7 @@ TEST_F(SesEditTest, WhatMakesNoStatementStaysAndSaysWhy) {
     Edit([&] {
         Set("TimeOpt_2");
         EXPECT_NE(LabelText("SesEdit", "ScheduleNote"), "");
-        Press("SesEdit", "SaveButton");
-        const std::string box = dialogs_.TakeBoxes();
+        const std::string box = Pressed("SesEdit", "SaveButton");
         EXPECT_TRUE(box.starts_with("none|Error|Unable to Save Changes\n")) << box;
         EXPECT_NE(FindPage("SesEdit"), nullptr);
         Set("TimeOpt_1");  // no day ticked: stored as it is
@@ -148,8 +146,7 @@ TEST_F(SesEditTest, OddRecords) {
     EXPECT_EQ(FindPage("SesEdit"), nullptr);
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
     Execute("delete from sessions");
-    Press("Form15", "EditButt");
-    EXPECT_EQ(dialogs_.TakeBoxes(),
+    EXPECT_EQ(Pressed("Form15", "EditButt"),
               "none|Error|Error Occurred During Loading of Session Data. Please Try again.|OK");
 }
 

@@ -46,7 +46,7 @@ protected:
 
 TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     for (const char* name : {"b.csv", "A.CSV", "c.tab", "d.txt", "none", "x.csv.bak"}) {
-        folder_.Write(name, "<b>a\n");
+        folder_.Write(name, "\"<b>a\"\n");
     }
     std::filesystem::create_directory(folder_ / "folder.csv");
     Open();
@@ -65,7 +65,7 @@ TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     Press("Form11", "SelNone");
     EXPECT_EQ(Listed(), "A.CSV b.csv c.tab d.txt none x.csv.bak");
     Select("d.txt");
-    EXPECT_EQ(Preview("Form11"), "<b>a");
+    EXPECT_EQ(Preview("Form11"), "\"<b>a\"");
     EXPECT_EQ(ShownByTip(Control<QTableView>("Form11", "ColGrid")
                              .model()
                              ->headerData(0, Qt::Horizontal, Qt::ToolTipRole)
@@ -81,8 +81,7 @@ TEST_F(Form11Test, ListsTheFilesOfAFolderByTheirExtension) {
     EXPECT_EQ(Listed() + Preview("Form11") + Grid("Form11", 0), "");
     SetOption("Form11", "Option1_1");  // of no file
     // Arrows pass over an extension without files; left on it, the page says so.
-    QKeyEvent down(QEvent::KeyPress, Qt::Key_Down, Qt::NoModifier);
-    QCoreApplication::sendEvent(&extensions, &down);
+    SendKey(extensions, Qt::Key_Down);
     QCoreApplication::processEvents();
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
     LeaveField("Form11", "FileExtCombo");
@@ -121,7 +120,7 @@ TEST_F(Form11Test, ASectionWrittenByHandCountsUntilAFormatIsChosen) {
 }
 
 TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
-    folder_.Write("a.csv", "id,name\n1,\"x,y\"\n");
+    folder_.Write("a.csv", "\"id\",name\n1,\"x,y\",more than columns\n");
     folder_.Write("b.csv", "id;name\n1;'x;y'\n");
     folder_.Write("c.csv", "id|name\n");
     folder_.Write("empty.csv", "");
@@ -130,8 +129,8 @@ TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
     Open();
     Select("a.csv");
     EXPECT_EQ(Chosen("Form11"), "0Double Qoutes \"+");
-    EXPECT_EQ(Preview("Form11"), "id,name\n1,\"x,y\"");
-    EXPECT_EQ(Grid("Form11", 2), "[id][name]\n[1][x,y]\n[][]");
+    EXPECT_EQ(Preview("Form11"), "\"id\",name\n1,\"x,y\",more than columns");
+    EXPECT_EQ(Grid("Form11", 2), "[\"id\"][name]\n[1][x,y]\n[][]");
 
     Select("b.csv");
     SetOption("Form11", "Option1_2");
@@ -166,7 +165,17 @@ TEST_F(Form11Test, KeepsTheFormatOfEachFile) {
         EXPECT_EQ(Chosen("Form11"), format) << name;
         EXPECT_EQ(other.isEnabled(), format[0] == '3');
     }
-    EXPECT_EQ(dialogs_.TakeBoxes(), "");
+    for (const auto& [name, written] : {std::pair("c.csv",
+                                                  "(|)\r\nColNameHeader=True\r\n"
+                                                  "MaxScanRows=50\r\nTextDelimiter=\"#\""),
+                                        {"b.csv", "MaxScanRows=50\r\nTextDelimiter=\"\""}}) {
+        ShowPage("Form11");
+        Press("Form11", "SelNone");
+        Select(name);
+        Entry(name).setCheckState(Qt::Checked);
+        EXPECT_EQ(Pressed("Form11", "NXTBUTT"), "");
+        EXPECT_TRUE(test::Has(folder_.Read("Schema.ini"), written)) << name;
+    }
 }
 
 TEST_F(Form11Test, RefusesWhatCantBeRead) {
@@ -175,23 +184,21 @@ TEST_F(Form11Test, RefusesWhatCantBeRead) {
     folder_.Write("further.csv", "a,b\n\"1,2\n");
     ShowPage("Form11");
     const std::string invalid = "stop|Stop|Invalid File|OK";
-    Press("Form11", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), invalid);
+    EXPECT_EQ(Pressed("Form11", "NXTBUTT"), invalid);
     Open();
     Press("Form11", "SelAll");
     Select("open.csv");
     EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Invalid Text |OK");
     EXPECT_EQ(Grid("Form11", 0), "");
-    Press("Form11", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), invalid);
+    EXPECT_EQ(Pressed("Form11", "NXTBUTT"), invalid);
     Control<QComboBox>("Form11", "TQ").setCurrentIndex(2);
     EXPECT_EQ(Grid("Form11", 1), "[\"a][b]\n[1][2]");
     Select("further.csv");
     EXPECT_EQ(dialogs_.TakeBoxes(), "") << "only the first line is judged";
 
     Press("Form11", "SelNone");
-    Press("Form11", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Select atleast one file for transfer|OK");
+    EXPECT_EQ(Pressed("Form11", "NXTBUTT"),
+              "none|Vantry|Please Select atleast one file for transfer|OK");
 
     std::filesystem::remove(folder_ / "good.csv");
     Select("good.csv");
@@ -211,8 +218,7 @@ TEST_F(Form11Test, TellsWhenSchemaIniCantBeWritten) {
         "none|Vantry|Error while preparing Text Source. Please Contact Vantry Support\n";
     for (const auto& folder : {Folder() + "/a.csv", Folder() + "/gone", std::string()}) {
         Type("Form11", "FolderName", folder);
-        Press("Form11", "NXTBUTT");
-        const std::string box = dialogs_.TakeBoxes();
+        const std::string box = Pressed("Form11", "NXTBUTT");
         EXPECT_TRUE(box.starts_with(start) && box.size() > start.size() + 10) << box;
         EXPECT_EQ(VisiblePages(), "Form11");
         EXPECT_EQ(Listed(), "a.csv+");
@@ -307,8 +313,8 @@ TEST_F(Form11Test, ListsTheFolderThatWasTyped) {
     EXPECT_EQ(Listed(), "a.csv+") << "the key is the page's, and forgets nothing";
 
     TypeByKeys("Form11", "FolderName", Folder() + "/other");
-    Press("Form11", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "none|Vantry|Please Select atleast one file for transfer|OK")
+    EXPECT_EQ(Pressed("Form11", "NXTBUTT"),
+              "none|Vantry|Please Select atleast one file for transfer|OK")
         << "never the files of one folder in another";
     EXPECT_EQ(Listed(), "c.csv");
 }
@@ -342,8 +348,7 @@ TEST_F(Form11PollTest, TakesASampleFile) {
     EXPECT_EQ(Preview("Form11Poll"), "k");
     EXPECT_FALSE(std::filesystem::exists(folder_ / "Schema.ini"));
     TypeByKeys("Form11Poll", "TxtFile", Folder() + "/gone.csv");
-    Press("Form11Poll", "NXTBUTT");
-    const std::string boxes = dialogs_.TakeBoxes();
+    const std::string boxes = Pressed("Form11Poll", "NXTBUTT");
     EXPECT_TRUE(boxes.starts_with("none|Vantry|Error :")) << boxes;
     EXPECT_TRUE(boxes.ends_with("stop|Stop|Invalid File|OK")) << boxes;
     EXPECT_EQ(VisiblePages(), "Form11Poll");
@@ -354,8 +359,7 @@ TEST_F(Form11PollTest, LeavesOneTableThatTheTextDriverReads) {
     SourceType = "TEXTPOLL";
     TargetType = "TEXT";
     ShowPage("Form11Poll");
-    Press("Form11Poll", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid File|OK");
+    EXPECT_EQ(Pressed("Form11Poll", "NXTBUTT"), "stop|Stop|Invalid File|OK");
     dialogs_.choices.push_back(file);
     Press("Form11Poll", "Command1");
     SetOption("Form11Poll", "Option1_3");

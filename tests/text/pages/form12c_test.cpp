@@ -3,7 +3,6 @@
 #include "text/pages/text_pages_fixture.h"
 
 #include <QGroupBox>
-#include <QKeyEvent>
 
 namespace vantry {
 namespace {
@@ -18,10 +17,6 @@ protected:
     }
     static QLineEdit& Other() { return Control<QLineEdit>("Form12c", "OthFormat"); }
     static QWidget* Focus() { return FindPage("Form12c")->focusWidget(); }
-    static void Key(QWidget& widget, int key, const char* text) {
-        QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier, text);
-        QCoreApplication::sendEvent(&widget, &press);
-    }
     static std::string Stored() {
         return TextDestFormat + "|" + TextDestDir + "|" + TextDestExt + "|" + TextDestDelim + "|" +
                TextDestQual + "|" + std::to_string(TextDestHeader);
@@ -48,8 +43,7 @@ TEST_F(Form12cTest, StoresItsChoices) {
         Control<QComboBox>("Form12c", "DefExt").setEditText(extension);
         Control<QComboBox>("Form12c", "TQ").setEditText(qualifier);
         Control<QCheckBox>("Form12c", "ColNames").setChecked(names);
-        Press("Form12c", "NXTBUTT");
-        EXPECT_EQ(dialogs_.TakeBoxes(), "");
+        EXPECT_EQ(Pressed("Form12c", "NXTBUTT"), "");
         std::string expected = stored;
         expected.insert(expected.find('|'), "|" + Folder());
         EXPECT_EQ(Stored(), expected);
@@ -80,28 +74,26 @@ TEST_F(Form12cTest, FixedFieldsNeedNoDelimiter) {
 
 TEST_F(Form12cTest, TheOtherDelimiterIsOneCharacterAndNoDoubleQuote) {
     SetOption("Form12c", "Option1_3");
-    Key(Other(), Qt::Key_Bar, "|");
+    SendKey(Other(), Qt::Key_Bar, "|");
     Other().selectAll();
-    Key(Other(), Qt::Key_A, "a");
+    SendKey(Other(), Qt::Key_A, "a");
     EXPECT_EQ(Other().text(), "|");
-    Key(Other(), Qt::Key_Backspace, "\b");
+    SendKey(Other(), Qt::Key_Backspace, "\b");
     EXPECT_EQ(Other().text(), "");
     EXPECT_EQ(dialogs_.TakeBoxes(), "");
-    Key(Other(), Qt::Key_QuoteDbl, "\"");
+    SendKey(Other(), Qt::Key_QuoteDbl, "\"");
     EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Invalid Delimiting Character|OK");
     Type("Form12c", "FName", Folder());
-    Press("Form12c", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter Delimiting Characater|OK");
+    EXPECT_EQ(Pressed("Form12c", "NXTBUTT"), "stop|Stop|Please enter Delimiting Characater|OK");
     EXPECT_EQ(Focus(), &Other());
     EXPECT_EQ(TextDestDelim, "former");
-    Key(Other(), Qt::Key_A, "ß");
+    SendKey(Other(), Qt::Key_A, "ß");
     Press("Form12c", "NXTBUTT");
     EXPECT_EQ(TextDestDelim, "ß");
 }
 
 TEST_F(Form12cTest, AFolderThatIsntThereIsToldWhenItsFieldIsLeft) {
-    Press("Form12c", "NXTBUTT");
-    EXPECT_EQ(dialogs_.TakeBoxes(), "stop|Stop|Please enter the Folder Name|OK");
+    EXPECT_EQ(Pressed("Form12c", "NXTBUTT"), "stop|Stop|Please enter the Folder Name|OK");
     EXPECT_EQ(Focus(), &Control<QLineEdit>("Form12c", "FName"));
     folder_.Write("file", "");
     const std::string told = "stop|Stop|Directory does not exist|OK";
