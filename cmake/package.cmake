@@ -40,6 +40,11 @@ execute_process(COMMAND git -C ${PROJECT_SOURCE_DIR} log -1 --format=%cs OUTPUT_
   OUTPUT_STRIP_TRAILING_WHITESPACE)
 execute_process(COMMAND git -C ${PROJECT_SOURCE_DIR} log -1 --format=%cD OUTPUT_VARIABLE VANTRY_RELEASE_DATE_LONG
   OUTPUT_STRIP_TRAILING_WHITESPACE)
+# A tree without its history, or a machine without git, is released today.
+if(NOT VANTRY_RELEASE_DATE)
+  string(TIMESTAMP VANTRY_RELEASE_DATE "%Y-%m-%d" UTC)
+  string(TIMESTAMP VANTRY_RELEASE_DATE_LONG "%a, %d %b %Y %H:%M:%S +0000" UTC)
+endif()
 file(READ LICENSE LICENSE_TEXT)
 string(REGEX REPLACE "^MIT License\n\nCopyright[^\n]*\n\n" "" LICENSE_TEXT "${LICENSE_TEXT}")
 string(STRIP "${LICENSE_TEXT}" LICENSE_TEXT)

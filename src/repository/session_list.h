@@ -4,10 +4,12 @@
 // repository that has taken the former one's place.
 
 #include "core/data_access.h"
+#include "core/session_state.h"
 #include "files/file.h"
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace vantry {
@@ -24,6 +26,9 @@ public:
     // SessionID, SessionName, SourceDBName, TargetDBName, DateCreated, LogFileName, LastRunDate;
     // newest first.
     Recordset& Rows() { return *rows_; }
+    // Those of them whose saving hasn't come to its end: it failed, was killed, or goes on in
+    // another program. The runner doesn't run them.
+    const std::set<i32>& Unfinished() const { return unfinished_; }
     enum class News : std::uint8_t { None, Changed, Replaced, Missing };
     // What has happened to the file since the list was read.
     News Look() const;
@@ -37,6 +42,7 @@ private:
     std::optional<file::FileStamp> stamp_;
     Connection connection_;
     std::optional<Recordset> rows_;
+    std::set<i32> unfinished_;
 };
 
 }  // namespace vantry

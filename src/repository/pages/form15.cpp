@@ -30,6 +30,7 @@
 #include <QPointer>
 #include <QProcess>
 #include <QScopedValueRollback>
+#include <QStyle>
 
 #include <optional>
 #include <utility>
@@ -153,6 +154,35 @@ void Form15::FillFromList() {
             grid.setCurrentCell(row, kIdColumn);
         }
     }
+    MarkUnfinished();
+}
+
+// A save that fails leaves what it has written, and such a session looks like the others.
+void Form15::MarkUnfinished() {
+    auto& grid = *ui_->SesDBGrid;
+    QStringList numbers;
+    for (int row = 0; row < grid.rowCount(); ++row) {
+        const QString number = grid.item(row, kIdColumn)->text();
+        if (!list_.Unfinished().contains(number.toInt())) {
+            continue;
+        }
+        numbers << number;
+        grid.item(row, kIdColumn)->setIcon(style()->standardIcon(QStyle::SP_MessageBoxWarning));
+        for (int column = 0; column < grid.columnCount(); ++column) {
+            grid.item(row, column)
+                ->setToolTip(
+                    "The saving of this session hasn't come to its end. It can't be run; delete "
+                    "it, and save it again.");
+        }
+    }
+    constexpr qsizetype kMostNumbers = 5;
+    std::string which = FromQt(numbers.mid(0, kMostNumbers).join(", "));
+    if (numbers.size() > kMostNumbers) {
+        which += " ...";
+    }
+    SetNotice(numbers.isEmpty() ? std::string()
+                                : "Not saved to the end, and can't be run: session " + which + ".",
+              NoticeKind::Warning);
 }
 
 bool Form15::ReadAnew() {

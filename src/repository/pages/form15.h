@@ -47,6 +47,7 @@ private:
     // gone meanwhile. Throws DataError.
     bool OpenList();
     void FillFromList();
+    void MarkUnfinished();
     void ShowUnreadable(const std::exception& error);
     void LookForNews();
     // A reading that the clock begins and looks at; `note` is what is said when it succeeds.

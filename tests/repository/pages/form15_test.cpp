@@ -3,6 +3,7 @@
 
 #include "repository/pages/manager_fixture.h"
 #include "repository/pages/session_grid.h"
+#include "support/has.h"
 
 #include <QHeaderView>
 
@@ -52,6 +53,35 @@ TEST_F(ManagerTest, SessionsStandNewestFirstUnderPaddedHeadings) {
                         "Sessions\nError Details :\n  Error Number: 3704\n  Error "
                         "Description : "))
         << box;
+}
+
+TEST_F(ManagerTest, ASessionThatWasntSavedToItsEndIsMarked) {
+    TableRec table;
+    table.Name = "t";
+    SrcTables.assign(2, table);
+    DstTables = SrcTables;
+    ColMapRec column;
+    column.SCCount = 2;
+    ColMaps.assign(4, column);
+    ColMaps[2].TabID = ColMaps[3].TabID = 1;
+    for (const char* name : {"whole", "whole, too", "no column", "no table"}) {
+        Save(name);
+    }
+    ColMaps[3].SCName = "a \"name\"";  // which no statement can take
+    EXPECT_THROW(Save("refused"), DataError);
+    EXPECT_EQ(Query("select count(*) from srcdcols where sessionid=5"), "3\n")
+        << "what was written before stays";
+    Execute("delete from srcdcols where sessionid=3 and tabid=1");
+    Execute("delete from srcdcols where sessionid=4");
+    Execute("delete from vytabs where sessionid=4");
+    ShowPage("Form15");
+    EXPECT_EQ(FindPage("Form15")->CurrentNotice().Text(),
+              "Not saved to the end, and can't be run: session 5, 4, 3.");
+    const auto& grid = Control<QTableWidget>("Form15", "SesDBGrid");
+    for (int row = 0; row < 5; ++row) {
+        EXPECT_EQ(grid.item(row, 0)->icon().isNull(), row > 2) << row;
+        EXPECT_EQ(Has(FromQt(grid.item(row, 1)->toolTip()), "save it again"), row <= 2) << row;
+    }
 }
 
 TEST_F(ManagerTest, WithoutSessionsEveryButtonSaysSo) {
