@@ -251,15 +251,8 @@ void Recordset::Close() {
     }
 }
 
-void Recordset::RequireOpen() const {
-    if (position_ == Position::Closed) {
-        throw ObjectClosed("Recordset");
-    }
-}
-
-Fields& Recordset::Fields() {
-    RequireOpen();
-    return fields_;
+void Recordset::ThrowClosed() {
+    throw ObjectClosed("Recordset");
 }
 
 std::vector<std::string> Recordset::TakeRemarks() {
@@ -274,7 +267,8 @@ bool Recordset::EofWithoutRow() const {
     return position_ != Position::OnRow;
 }
 
-void Recordset::MoveNext() {
+// Where no streaming cursor stands on a row.
+void Recordset::MoveNextUncommonly() {
     RequireOpen();
     if (position_ == Position::Broken) {
         throw DataError(kErrNoCurrentRow, "Reading the source broke off: there is no current row.");

@@ -107,12 +107,15 @@ public:
               int options = adCmdUnspecified);
     void Close();
 
-    class Fields& Fields();  // throws kErrObjectClosed
+    class Fields& Fields() {  // throws kErrObjectClosed
+        RequireOpen();
+        return fields_;
+    }
     // Throws once a move has failed for good: there is no row and no end.
     // See DriverConnection; none of a closed one.
     std::vector<std::string> TakeRemarks();
     bool Eof() const { return row_.empty() && EofWithoutRow(); }
-    void MoveNext();
+    void MoveNext() { row_.empty() ? MoveNextUncommonly() : StepCursor(); }
     void MoveFirst();
     // Of a stream that stands on its first row: see HalvedRows. GoOnAt moves.
     std::int64_t Middle() { return cursor_ && !row_.empty() ? cursor_->Middle() : 0; }
@@ -141,7 +144,13 @@ private:
                 int cursor_type,
                 int lock_type);
     void BuildFields(std::span<const ColumnInfo> columns);
-    void RequireOpen() const;
+    void RequireOpen() const {
+        if (position_ == Position::Closed) [[unlikely]] {
+            ThrowClosed();
+        }
+    }
+    [[noreturn]] static void ThrowClosed();
+    void MoveNextUncommonly();
     bool EofWithoutRow() const;
     const Cell& ValueAt(std::size_t position) const;
     void SetNewValue(std::size_t position, const Cell& value);

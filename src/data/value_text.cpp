@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 
@@ -55,6 +56,24 @@ char* PutLongScaled(char* to, UInt128 unscaled, std::size_t scale) {
     return std::copy(end - scale, end, to);
 }
 
+// `eight` as EightDigits gives them, with a point before the last `scale` of them, which are seven
+// at most.
+char* PutEightScaled(char* to, std::uint64_t eight, std::size_t scale) {
+    constexpr std::uint64_t kZeros = 0x3030303030303030;
+    const auto all = static_cast<std::size_t>(std::countr_zero(eight | std::uint64_t{1} << 56)) / 8;
+    const std::size_t leading = std::min(all, 7 - scale);
+    const std::uint64_t digits = (eight | kZeros) >> 8 * leading;
+    const std::size_t whole = 8 - leading - scale;  // 1 to 8
+    PutEight(to, digits);
+    to += whole;
+    if (scale > 0) {
+        *to++ = '.';
+        PutEight(to, digits >> 8 * whole);
+        to += scale;
+    }
+    return to;
+}
+
 // `unscaled` / 10^`scale`.
 char* PutScaled(char* to, bool negative, UInt128 unscaled, std::size_t scale) {
     if (negative) {
@@ -64,6 +83,9 @@ char* PutScaled(char* to, bool negative, UInt128 unscaled, std::size_t scale) {
         return PutLongScaled(to, unscaled, scale);
     }
     const auto digits = static_cast<std::uint64_t>(unscaled);
+    if (digits < kEndOfEightDigits && scale < 8) {
+        return PutEightScaled(to, EightDigits(static_cast<std::uint32_t>(digits)), scale);
+    }
     const std::uint64_t whole = digits / kPowersOfTen[scale];
     to = PutDigits(to, whole);
     if (scale > 0) {
@@ -177,6 +199,15 @@ char* PutWithoutTrailingZeros(char* to, const Decimal& value) {
     auto digits = static_cast<UInt128>(value.unscaled);
     digits = negative ? 0 - digits : digits;
     std::size_t scale = value.scale;
+    if (digits < kEndOfEightDigits && scale < 8) {
+        const std::uint64_t eight = EightDigits(static_cast<std::uint32_t>(digits));
+        const auto zeros = static_cast<std::size_t>(std::countl_zero(eight)) / 8;
+        const std::size_t dropped = std::min(zeros, scale);
+        if (negative) {
+            *to++ = '-';
+        }
+        return PutEightScaled(to, eight << 8 * dropped, scale - dropped);
+    }
     if (digits <= UINT64_MAX) {
         auto few = static_cast<std::uint64_t>(digits);
         for (; scale >= 2 && few % 100 == 0; scale -= 2) {

@@ -40,6 +40,7 @@ struct LineStyle {
     // where a user asks for it with a "'" before them.
     std::int64_t formulas = 0;
     bool spreadsheet_safe = false;
+    bool delimited = true;  // rather than of fixed width
 };
 
 // One column of the lines that are being written.

@@ -101,7 +101,7 @@ void EndLine(text::LineFile& file,
         throw IncompleteLine(columns - fields, columns);
     }
     // Each field has brought its delimiter along; the last one goes.
-    if (TextDestFormat == "DELIMITED") {
+    if (style.delimited) {
         file.CutBack(style.delimiter.size());
     }
     file.EndLine();
@@ -191,6 +191,7 @@ public:
         style_.delimiter = TextDestDelim;
         style_.closing = TextDestQual + TextDestDelim;
         style_.spreadsheet_safe = CurrentSettings.SpreadsheetSafe;
+        style_.delimited = delimited_;
     }
 
     void Run();

@@ -59,6 +59,9 @@ TEST(NumberText, IntegersAndDecimalsKeepEveryDigit) {
     EXPECT_EQ(ToText(Cell::UInt64(UINT64_MAX)), "18446744073709551615");
     EXPECT_EQ(DecimalText(1250, 2), "12.5");
     EXPECT_EQ(DecimalText(-5, 3), "-0.005");
+    EXPECT_EQ(DecimalText(99'999'999, 7), "9.9999999");
+    EXPECT_EQ(DecimalText(-100'000'001, 8), "-1.00000001");
+    EXPECT_EQ(DecimalText(10'000'001, 7) + DecimalText(1, 7), "1.00000010.0000001");
     EXPECT_EQ(DecimalText(-1'000'000, 4), "-100");
     EXPECT_EQ(DecimalText(0, 2), "0");
     EXPECT_EQ(DecimalText(-kMostDigits, 0), "-" + std::string(38, '9'));
