@@ -56,9 +56,12 @@ protected:
         return row_;
     }
     // id and name of each row of a scan, in its order.
-    static std::vector<std::string> Walk(sql::TableScan& scan) {
+    static std::vector<std::string> Walk(sql::TableScan& scan, bool slowly = false) {
         std::vector<std::string> lines;
         while (scan.Next()) {
+            if (slowly && lines.size() % 100 == 0) {  // for the second thread to be ahead
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             std::string line;
             for (const Cell& cell : scan.Row()) {
                 line += test::Shown(cell) + '|';
@@ -194,7 +197,7 @@ TEST_F(ReadAhead, GivesEachRowOnceWhenTheSecondThreadRunsOutOfMemory) {
     const auto expected = WalkPlainly();
     const auto scan = Scan();
     file::InstallFaultPlan(&plan);
-    const auto ahead = Walk(*scan);
+    const auto ahead = Walk(*scan, true);
     file::InstallFaultPlan(&no_sync_);
     EXPECT_GT(reads, 10);
     EXPECT_EQ(ahead.size(), expected.size());

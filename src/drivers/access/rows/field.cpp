@@ -10,13 +10,10 @@
 #include "data/value_text.h"
 
 #include <charconv>
-#include <cmath>
 
 namespace vantry::access {
 namespace {
 
-constexpr std::int64_t kMillisPerDay = 86'400'000;
-constexpr std::int64_t kNanosPerMilli = 1'000'000;
 constexpr std::size_t kKeptCapacity = std::size_t{4} << 20;
 
 // Windows' DECIMAL without its first two bytes' meaning: u16 0, u8 scale, u8 sign, u32 high, low
@@ -50,25 +47,6 @@ std::optional<std::int64_t> Digits(std::string_view text) {
 }
 
 }  // namespace
-
-std::optional<DateTime> DateTimeFromSerial(double serial) {
-    if (!(serial >= kMinSerialDate - 1) || !(serial < kEndSerialDate)) {
-        return std::nullopt;
-    }
-    auto day = static_cast<std::int32_t>(serial);
-    const double fraction = std::fabs(serial - day);
-    // A fraction isn't negative, so cutting behind the half rounds; std::llround would be a call a
-    // date. NOLINTNEXTLINE(bugprone-incorrect-roundings)
-    auto millis = static_cast<std::int64_t>(fraction * static_cast<double>(kMillisPerDay) + 0.5);
-    if (millis == kMillisPerDay) {
-        millis = 0;
-        ++day;
-    }
-    if (day < static_cast<std::int32_t>(kMinSerialDate) || day > kMaxDay) {
-        return std::nullopt;
-    }
-    return DateTime{day, millis * kNanosPerMilli};
-}
 
 // Four words, the most significant first, each little-endian: up to 38 digits fit a decimal of
 // ours.

@@ -7,6 +7,8 @@
 #include "drivers/access/rows/long_value.h"
 #include "drivers/access/rows/text_coding.h"
 
+#include <cmath>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -40,7 +42,27 @@ private:
 
 // Days since 1899-12-30 with the time counted forward, rounded to the millisecond: what stands for
 // 12:00 may be off by some microseconds. Nothing outside the years 100 to 9999.
-std::optional<DateTime> DateTimeFromSerial(double serial);
+// In the header because it runs for every date of every row.
+inline std::optional<DateTime> DateTimeFromSerial(double serial) {
+    constexpr std::int64_t kMillisPerDay = 86'400'000;
+    constexpr std::int64_t kNanosPerMilli = 1'000'000;
+    if (!(serial >= kMinSerialDate - 1) || !(serial < kEndSerialDate)) {
+        return std::nullopt;
+    }
+    auto day = static_cast<std::int32_t>(serial);
+    const double fraction = std::fabs(serial - day);
+    // A fraction isn't negative, so cutting behind the half rounds; std::llround would be a call a
+    // date. NOLINTNEXTLINE(bugprone-incorrect-roundings)
+    auto millis = static_cast<std::int64_t>(fraction * static_cast<double>(kMillisPerDay) + 0.5);
+    if (millis == kMillisPerDay) {
+        millis = 0;
+        ++day;
+    }
+    if (day < static_cast<std::int32_t>(kMinSerialDate) || day > kMaxDay) {
+        return std::nullopt;
+    }
+    return DateTime{day, millis * kNanosPerMilli};
+}
 // 17 bytes; nothing when the magnitude has more than 38 digits.
 std::optional<Decimal> DecimalFromNumeric(ByteSpan stored, std::uint8_t scale);
 // 42 bytes of ASCII; nothing when they aren't of that form.

@@ -1,8 +1,9 @@
 // A ring of runs between two threads: the owner of the scan plans them, the second thread reads and
-// decodes them in order, the owner hands the rows out. Two counters that only grow are all they
-// share. The second thread never follows a pointer and never raises: where it stops, it leaves a
-// mark, and the owner goes on from there by the careful way. Easy to get wrong: what it read is
-// good only if the file hasn't changed since, which the stamp of the read tells.
+// decodes them in order, the owner hands the rows out, and decodes the next one itself rather than
+// sleep until it is done. Two counters that only grow say which are planned and which are taken; a
+// run says itself when it is ready. Decoding never follows a pointer and never raises: where it
+// stops, it leaves a mark, and the owner goes on from there by the careful way. Easy to get wrong:
+// what was read is good only if the file hasn't changed since, which the stamp of the read tells.
 
 #include "drivers/access/rows/rows_ahead.h"
 
@@ -78,29 +79,39 @@ DecodedRun* RowsAhead::Next() {
         }
         return nullptr;
     }
-    for (auto decoded = decoded_.load(); decoded == used_; decoded = decoded_.load()) {
-        decoded_.wait(decoded);
+    auto& run = runs_[used_ % kRuns];
+    const std::uint32_t done = used_ + 1;
+    if (run.ready != done && Claim(used_)) {
+        ReadAndDecode(run);
+        run.ready = done;
+    }
+    for (auto ready = run.ready.load(); ready != done; ready = run.ready.load()) {
+        run.ready.wait(ready);
     }
     in_use_ = true;
-    return &runs_[used_ % kRuns];
+    return &run;
 }
 
-// Sleeps until a run is planned; the count says how many have been decoded.
+// Sleeps until a run is planned that nobody has taken.
 void RowsAhead::Work() {
-    for (std::uint32_t next = 0;; ++next) {
-        for (auto planned = planned_.load(); planned == next; planned = planned_.load()) {
-            planned_.wait(planned);
-        }
+    for (;;) {
+        const std::uint32_t next = claimed_;  // first, so that it isn't behind what is planned
+        const std::uint32_t planned = planned_;
         if (stop_) {
             return;
         }
-        ReadAndDecode(runs_[next % kRuns]);
-        ++decoded_;
-        decoded_.notify_one();
+        if (next == planned) {
+            planned_.wait(planned);
+        } else if (Claim(next)) {
+            auto& run = runs_[next % kRuns];
+            ReadAndDecode(run);
+            run.ready = next + 1;
+            run.ready.notify_one();
+        }
     }
 }
 
-void RowsAhead::ReadAndDecode(DecodedRun& run) const noexcept {
+void RowsAhead::ReadAndDecode(DecodedRun& run) noexcept {
     run.rows.clear();
     run.taken = 0;
     run.is_read = false;
@@ -108,8 +119,13 @@ void RowsAhead::ReadAndDecode(DecodedRun& run) const noexcept {
     run.room->Clear();
     const auto& pages = run.pages;
     try {
-        run.is_read = source_->TryRead(
-            pages.first, {pages.bytes.get(), pages.PageCount() * layout_->page_size}, run.stamp);
+        {
+            const std::lock_guard lock(reading_);
+            run.is_read =
+                source_->TryRead(pages.first,
+                                 {pages.bytes.get(), pages.PageCount() * layout_->page_size},
+                                 run.stamp);
+        }
         if (run.is_read) {
             Decode(run);
         }

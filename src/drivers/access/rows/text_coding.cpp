@@ -1,7 +1,8 @@
 // Most text is ASCII in the compressed form, and is then handed out as it lies in the page. The
-// rest is converted in strides of four or eight characters. Easy to get wrong: a zero byte in
-// compressed text switches to pairs of bytes and back, an odd byte at the end is no character, and
-// surrogates must be seen in pairs, which the strides leave to the slow way.
+// rest is converted in strides of four or eight characters; those of compressed text depend on no
+// guess which of them are ASCII. Easy to get wrong: a zero byte in compressed text switches to
+// pairs of bytes and back, an odd byte at the end is no character, and surrogates must be seen in
+// pairs, which the strides leave to the slow way.
 
 #include "drivers/access/rows/text_coding.h"
 
@@ -59,20 +60,69 @@ char* PutUnit(char16_t unit, char* out) {
     return out;
 }
 
-// One byte a character, no switches, as UTF-8: up to two bytes each. Returns the end.
-char* PutLatin1(std::string_view text, char* out) {
-    for (std::size_t i = 0; i < text.size();) {
-        std::uint64_t word;
-        if (text.size() - i >= sizeof(word)) {
-            std::memcpy(&word, text.data() + i, sizeof(word));
-            if ((word & 0x8080808080808080) == 0) {
-                std::memcpy(out, &word, sizeof(word));
-                out += sizeof(word);
-                i += sizeof(word);
-                continue;
-            }
+constexpr std::uint64_t kOnes = 0x0101010101010101;
+constexpr std::uint64_t kTops = 0x8080808080808080;
+
+template <typename Word>
+Word At(const char* place) {
+    Word word;
+    std::memcpy(&word, place, sizeof word);
+    return word;
+}
+
+// The last `count` characters before `end`, fewer than eight of `size` in all, the first one
+// lowest; ones for those that are missing.
+std::uint64_t LastOf(const char* end, std::size_t count, std::size_t size) {
+    const char* const begin = end - count;
+    const auto byte = [&](std::size_t at) {
+        return std::uint64_t{static_cast<unsigned char>(begin[at])} << 8 * at;
+    };
+    std::uint64_t word = 0;
+    if (size >= sizeof word) {
+        word = At<std::uint64_t>(end - sizeof word) >> 8 * (sizeof word - count);
+    } else if (count >= sizeof(std::uint32_t)) {
+        word =
+            At<std::uint32_t>(begin) | std::uint64_t{At<std::uint32_t>(end - sizeof(std::uint32_t))}
+                                           << 8 * (count - sizeof(std::uint32_t));
+    } else {
+        word = byte(0) | byte(count / 2) | byte(count - 1);
+    }
+    return word | kOnes << 8 * count;
+}
+
+// `count` characters as UTF-8; returns the end. Writes up to 16 bytes whatever they are: which of
+// them take two can't be guessed, and a wrong guess costs more than all eight.
+char* PutLatin1(std::uint64_t word, std::size_t count, char* out) {
+    char* const end = out + count + ((word >> 7 & kOnes) * kOnes >> 56);
+    for (std::size_t i = 0; i < sizeof word; ++i, word >>= 8) {
+        const auto byte = static_cast<unsigned>(word & 0xFF);
+        const unsigned two = byte >> 7;
+        const unsigned first = (byte & (two - 1)) | ((0xC0 | byte >> 6) & (0 - two));
+        out[0] = static_cast<char>(first);
+        out[1] = static_cast<char>(0x80 | (byte & 0x3F));
+        out += 1 + two;
+    }
+    return end;
+}
+
+// One byte a character, as UTF-8: up to two bytes each, and as many as eight more are written to.
+// The end, or null where a zero byte switches to pairs.
+char* PutCompressed(std::string_view text, char* out) {
+    const char* const end = text.data() + text.size();
+    for (std::size_t left = text.size(); left > 0;) {
+        const std::size_t count = std::min(left, sizeof(std::uint64_t));
+        const std::uint64_t word =
+            count == sizeof word ? At<std::uint64_t>(end - left) : LastOf(end, count, text.size());
+        if (((word - kOnes) & ~word & kTops) != 0) {
+            return nullptr;
         }
-        out = PutUnit(static_cast<unsigned char>(text[i++]), out);
+        if ((word & kTops) == 0) {
+            std::memcpy(out, &word, sizeof word);
+            out += count;
+        } else {
+            out = PutLatin1(word, count, out);
+        }
+        left -= count;
     }
     return out;
 }
@@ -82,9 +132,8 @@ char* PutLatin1(std::string_view text, char* out) {
 char* PutUnits(ByteSpan pairs, char* out) {
     const std::size_t count = pairs.size() / 2;
     for (std::size_t i = 0; i < count;) {
-        std::uint64_t four;
         if (count - i >= 4) {
-            std::memcpy(&four, pairs.data() + i * 2, sizeof(four));
+            auto four = At<std::uint64_t>(AsChars(pairs).data() + i * 2);
             if ((four & 0xFF80FF80FF80FF80) == 0) {
                 four = (four | four >> 8) & 0x0000FFFF0000FFFF;
                 const auto packed = static_cast<std::uint32_t>(four | four >> 16);
@@ -94,8 +143,7 @@ char* PutUnits(ByteSpan pairs, char* out) {
                 continue;
             }
         }
-        char16_t unit;
-        std::memcpy(&unit, pairs.data() + i++ * 2, sizeof(unit));
+        const auto unit = At<char16_t>(AsChars(pairs).data() + i++ * 2);
         if (unit >= 0xD800 && unit <= 0xDFFF) {
             return nullptr;
         }
@@ -126,28 +174,6 @@ std::string TextCoding::Name(ByteSpan stored) const {
     return name;
 }
 
-bool TextCoding::IsPlainAscii(std::string_view text) {
-    // A zero byte or one above 7F: in eight bytes at a time both show in the top bit of
-    // (x - 01..01) | x, bar a borrow that only ever adds a false alarm.
-    constexpr std::uint64_t kOnes = 0x0101010101010101;
-    constexpr std::uint64_t kTops = 0x8080808080808080;
-    const auto odd_at = [&](std::size_t at) {
-        std::uint64_t word;
-        std::memcpy(&word, text.data() + at, sizeof(word));
-        return (word - kOnes) | word;
-    };
-    if (text.size() < sizeof(std::uint64_t)) {
-        return std::all_of(text.begin(), text.end(), [](char c) {
-            return static_cast<unsigned char>(c - 1) < 0x7F;
-        });
-    }
-    std::uint64_t odd = odd_at(text.size() - sizeof(std::uint64_t));  // overlaps the one before
-    for (std::size_t i = 0; i + sizeof(std::uint64_t) < text.size(); i += sizeof(std::uint64_t)) {
-        odd |= odd_at(i);
-    }
-    return (odd & kTops) == 0;
-}
-
 std::string_view TextCoding::DecodeSlowly(ByteSpan stored, std::string& scratch) const {
     if (jet3_) {
         if (const auto text = AsChars(stored); IsAscii(text)) {
@@ -174,8 +200,7 @@ char* TextCoding::PutSimple(ByteSpan stored, char* room) {
     if (!IsCompressed(stored)) {
         return PutUnits(stored, room);
     }
-    const auto text = AsChars(stored.subspan(2));
-    return text.find('\0') == std::string_view::npos ? PutLatin1(text, room) : nullptr;
+    return PutCompressed(AsChars(stored.subspan(2)), room);
 }
 
 std::u16string TextCoding::Units(ByteSpan stored) const {
