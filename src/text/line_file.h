@@ -94,7 +94,7 @@ public:
     void Discard() noexcept;
 
 private:
-    static constexpr std::size_t kWriteSize = 256 * 1024;
+    static constexpr std::size_t kWriteSize = 512 * 1024;
 
     char* Room(std::size_t count) {
         if (capacity_ - size_ < count) {

@@ -103,7 +103,7 @@ TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
 
 // ---- The file
 
-constexpr int kManyRows = 60'000;  // 1.1 MiB: four full buffers and a rest
+constexpr int kManyRows = 120'000;  // 2.2 MiB: four full buffers and a rest
 
 TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile) {
     constexpr int kForGood = INT_MAX;
