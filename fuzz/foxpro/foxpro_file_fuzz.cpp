@@ -1,9 +1,12 @@
 // A table or a container with its memo file and its index, as files of a folder in memory, read
-// whole and verified. Rows of a table with an index are changed, too: if nothing was wrong with it
-// before, nothing may be wrong behind a commit. In a container a table is made and dropped.
+// whole and verified, and its records decoded as a scan does and as its second thread does, which
+// must come to the same. Rows of a table with an index are changed, too: if nothing was wrong with
+// it before, nothing may be wrong behind a commit. In a container a table is made and dropped.
 
 #include "data/data_error.h"
+#include "data/value_text.h"
 #include "drivers/foxpro/container/container.h"
+#include "drivers/foxpro/table/record_decoder.h"
 #include "drivers/foxpro/table/record_reader.h"
 #include "drivers/foxpro/verify/container_verify.h"
 #include "drivers/foxpro/verify/verify.h"
@@ -15,6 +18,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <numeric>
 #include <span>
 #include <string>
 #include <vector>
@@ -34,6 +38,40 @@ void Put(const std::string& name, std::span<const std::uint8_t> bytes) {
     std::ofstream(Folder() / name, std::ios::binary)
         .write(reinterpret_cast<const char*>(bytes.data()),
                static_cast<std::streamsize>(bytes.size()));
+}
+
+bool Same(const Cell& left, const Cell& right) {
+    if (left.Kind() != right.Kind()) {
+        return false;
+    }
+    return left.IsView() ? left.AsText() == right.AsText()
+                         : left.Kind() == ValueKind::Unreadable || ToText(left) == ToText(right);
+}
+
+void DecodeBothWays(const std::string& path) {
+    foxpro::TableFile table(path, {.show_deleted = true}, {});
+    std::vector<std::size_t> fields(table.Layout().fields.size());
+    std::iota(fields.begin(), fields.end(), 0);
+    foxpro::RecordDecoder alone(table, fields);
+    foxpro::RecordDecoder ahead(table, fields);
+    std::vector<Cell> cells(fields.size());
+    MadeTexts made;
+    for (foxpro::RecordReader reader(table); reader.Next(); made.Clear()) {
+        alone.Decode(reader.Bytes(), reader.Number());
+        const bool decoded = ahead.DecodeWithoutMemos(reader.Bytes(), cells.data(), made);
+        if (decoded) {
+            ahead.DecodeMemos(reader.Bytes(), reader.Number(), cells.data());
+        }
+        const auto expected = alone.Cells();
+        const bool right =
+            decoded ? std::equal(expected.begin(), expected.end(), cells.begin(), Same)
+                    : std::any_of(expected.begin(), expected.end(), [](const Cell& cell) {
+                          return cell.Kind() == ValueKind::Unreadable;
+                      });
+        if (!right) {
+            std::abort();
+        }
+    }
 }
 
 void Change(const std::string& path) {
@@ -153,6 +191,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Put(table, bytes);
     const auto path = (Folder() / table).string();
     const auto findings = foxpro::Verify(path);
+    try {
+        DecodeBothWays(path);
+    } catch (const DataError&) {
+    }
     if (has_index && !is_container) {
         try {
             Change(path);
