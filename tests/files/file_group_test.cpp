@@ -8,6 +8,7 @@
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <random>
@@ -63,6 +64,23 @@ protected:
         }
         return contents;
     }
+    // In bytes: what the files have, and what their contents need.
+    std::uint64_t RoomOnDisk() const {
+        std::uint64_t room = 0;
+        for (const auto* name : kNames) {
+            struct stat status {};
+            EXPECT_EQ(::stat((folder_ / name).c_str(), &status), 0);
+            room += static_cast<std::uint64_t>(status.st_blocks) * 512;
+        }
+        return room;
+    }
+    static std::uint64_t PagesOf(const Contents& contents) {
+        std::uint64_t room = 0;
+        for (const auto& content : contents) {
+            room += (content.size() + 4095) / 4096 * 4096;
+        }
+        return room;
+    }
     // A few random writes, most of them at the end, into the group and into the model.
     static void Change(FileGroup& group, Contents& model, std::mt19937& random, int count) {
         for (; count > 0; --count) {
@@ -104,6 +122,7 @@ TEST_F(FileGroupTest, RandomTransactionsMatchTheModel) {
             Change(*group, changed, random, static_cast<int>(random() % 6));
             ASSERT_TRUE(ReadAll(*group) == changed) << step;
             kind == 1 ? group->Rollback() : group->Commit();
+            ASSERT_LE(RoomOnDisk(), PagesOf(kind == 1 ? model : changed)) << step;
         }
         model = kind == 1 ? model : changed;
         ASSERT_TRUE(ReadAll(*group) == model) << step;
