@@ -128,7 +128,7 @@ constexpr MomentRow kMoments[] = {
     {FoxPro, kMinDay, kSecond},
     {Oracle, kMinDay, kSecond},
     {MySQL, kMinDay, kSecond},
-    {MSSQL, -53'690, 10 * kMilli},    // 1753; three steps of 1/300 s are 10 ms
+    {MSSQL, -53'688, 10 * kMilli},    // 1753; three steps of 1/300 s are 10 ms
 };
 // clang-format on
 
@@ -348,7 +348,7 @@ Holding HoldingOfField(TypeNames kind, const FieldShape& shape, std::string type
     holding.half_away = kind != Access;
     holding.all_doubles = kind == Access;
     holding.truth_is_number = kind == Access || kind == FoxPro;
-    holding.converts = kind == MSSQL;
+    holding.converts = kind == MSSQL || kind == MySQL;
     holding.sign_in_width = kind == FoxPro && IsWidthOfDigits(shape.type);
     holding.type = std::move(type_name);
     return holding;

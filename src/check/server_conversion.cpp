@@ -1,7 +1,8 @@
-// A parameter that goes by a statement has the type of the source's field; of a recordset it has
-// the column's type if the value can take it on, else it goes as it is. Easy to get wrong: an empty
-// text is 0 or the first day there, a text with an exponent is no whole number, a number counts
-// days for the two older types of dates only, and a floating number becomes a text of six digits.
+// For SQL Server: a parameter that goes by a statement has the type of the source's field; of a
+// recordset it has the column's type if the value can take it on, else it goes as it is. Easy to
+// get wrong: an empty text is 0 or the first day there, a text with an exponent is no whole number,
+// a number counts days for the two older types of dates only, and a floating number becomes a text
+// of six digits.
 
 #include "check/server_conversion.h"
 
@@ -203,6 +204,57 @@ std::optional<Verdict> JudgeRecordset(const Cell& value,
     }
 }
 
+// A number in the text of a MySQL statement that is to be a date: its digits are year, month and
+// day, with a year of two digits where it is short.
+bool IsDateInDigits(double number) {
+    constexpr double kLongest = 99'991'231'235'959;
+    if (!(number >= 101 && number <= kLongest)) {
+        return false;
+    }
+    auto digits = static_cast<std::int64_t>(number);
+    const bool has_time = digits >= 101'000'000;
+    const auto time = has_time ? digits % 1'000'000 : 0;
+    digits = has_time ? digits / 1'000'000 : digits;
+    constexpr std::int64_t kShort = 991'231;
+    if (digits <= kShort) {
+        digits += digits / 10'000 < 70 ? 20'000'000 : 19'000'000;
+    }
+    return time / 10'000 < 24 && time / 100 % 100 < 60 && time % 100 < 60 &&
+           DayOf(static_cast<int>(digits / 10'000),
+                 static_cast<int>(digits / 100 % 100),
+                 static_cast<int>(digits % 100));
+}
+
+// As the pieces of a batch are written: dates as texts of their own form, all else bare.
+std::optional<Verdict> JudgeBatch(const Cell& value, const Holding& holding) {
+    const bool is_moment = value.Kind() == ValueKind::DateTime;
+    const bool as_text = holding.form == Form::Text || holding.form == Form::Bytes;
+    if (value.Kind() == ValueKind::Text) {
+        return std::nullopt;
+    }
+    if (is_moment && as_text) {
+        constexpr std::int64_t kLetters = 19;  // yyyy-mm-dd-hh-nn-ss
+        return holding.length != 0 && holding.length < kLetters
+                   ? Verdict{Grade::Refused, Reason::Length}
+                   : Verdict{Grade::Changed, Reason::Writing};
+    }
+    if (holding.form == Form::Moment || holding.form == Form::Day) {
+        const auto number = value.Kind() == ValueKind::Boolean ? 1 : ToDouble(value);
+        return is_moment ? std::nullopt
+               : IsDateInDigits(number.value_or(HUGE_VAL))
+                   ? std::optional(Verdict{Grade::Changed, Reason::OtherDay})
+                   : kRefusedType;
+    }
+    if (is_moment) {
+        return kRefusedType;
+    }
+    // Bytes are compared as such: 1e-45 isn't 1E-45, and a truth is written as its number.
+    if (holding.form == Form::Bytes && value.Kind() == ValueKind::Boolean) {
+        return Verdict{Grade::Changed, Reason::Writing};
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 void SetServersType(std::string_view type_name, std::int64_t size, Holding& holding) {
@@ -237,6 +289,9 @@ std::optional<Verdict> JudgeConversion(const Cell& value,
     if (value.Kind() == ValueKind::Unreadable || value.Kind() == ValueKind::Unset ||
         value.Kind() == ValueKind::Bytes) {
         return std::nullopt;
+    }
+    if (carriage.way == Way::Batch || carriage.way == Way::BatchRecordset) {
+        return carriage.way == Way::Batch ? JudgeBatch(value, holding) : std::nullopt;
     }
     return carriage.way == Way::Statement ? JudgeStatement(value, carriage, holding)
                                           : JudgeRecordset(value, carriage, holding);

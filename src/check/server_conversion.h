@@ -1,10 +1,12 @@
 #pragma once
-// What a SQL Server makes of a value whose type isn't its column's. A run names the source's types
-// for its parameters, so it is the server that converts, by a table of its own: of which types it
-// takes none for a column, where it cuts instead of rounding, from which day numbers count.
+// What a server makes of a value whose type isn't its column's. To SQL Server a run names the
+// source's types for its parameters, so it is the server that converts, by a table of its own: of
+// which types it takes none for a column, where it cuts instead of rounding, from which day numbers
+// count. A batch for MySQL is text, of which the server makes what it reads there.
 
 #include "check/value_judge.h"
 
+#include <cstdint>
 #include <optional>
 #include <string_view>
 

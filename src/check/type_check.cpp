@@ -159,7 +159,7 @@ Value At(std::int32_t day, std::int64_t nanos) {
 // sends.
 std::int32_t FirstDayOf(TypeNames kind) {
     constexpr std::int32_t kYear100 = -657'434;
-    constexpr std::int32_t kYear1753 = -53'690;
+    constexpr std::int32_t kYear1753 = -53'688;
     return kind == TypeNames::Access ? kYear100 : kind == TypeNames::MSSQL ? kYear1753 : kMinDay;
 }
 

@@ -219,6 +219,11 @@ Verdict ColumnJudge::WithFewerDigits(Verdict verdict) const {
         scratch_.find('E') != std::string::npos && holding_.length >= kShortestFloat) {
         return Changed(Reason::Digits);
     }
+    // In bytes its exponent has another form.
+    if (verdict.grade == Grade::Kept && carriage_.way == Way::Batch &&
+        holding_.form == Form::Bytes && scratch_.find('E') != std::string::npos) {
+        return Changed(Reason::Writing);
+    }
     return verdict.reason == Reason::Padding && holding_.form == Form::Text ? kKept : verdict;
 }
 
