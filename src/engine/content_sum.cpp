@@ -215,8 +215,11 @@ std::uint64_t HashOfTruth(const Cell& value) {
 std::uint64_t HashOfNumberOrTruth(const Cell& value) {
     const auto number = ToDouble(value);
     const bool is_truth =
-        value.Kind() == ValueKind::Boolean || (number && (*number == 0 || std::abs(*number) == 1));
-    // The same value on both sides goes the same way: 1, -1 and True are one, 2 is a number.
+        value.Kind() == ValueKind::Boolean ||
+        (number ? *number == 0 || std::abs(*number) == 1
+                : value.Kind() == ValueKind::Text && ParseBoolean(Trimmed(value.AsText())));
+    // The same value on both sides goes the same way: 1, -1, True and "True" are one, 2 is a
+    // number.
     return is_truth ? HashOfTruth(value) : HashOfNumber(value);
 }
 

@@ -68,6 +68,11 @@ bool IsNumericType(int type) {
     return type == adCurrency || type == adDecimal || type == adNumeric || type == adVarNumeric;
 }
 
+bool IsValueType(int type) {
+    return IsIntegerType(type) || IsNumericType(type) || IsDateType(type) || type == adSingle ||
+           type == adDouble || type == adBoolean;
+}
+
 }  // namespace
 
 SQLULEN RoomFor(SQLULEN size) {
@@ -82,9 +87,17 @@ Encoded ValueEncoder::Encode(const ParameterInfo& info, const Cell& value, Forme
     Target to{info, former, {}};
     if (value.IsNull() || value.IsUnset() || value.Kind() == ValueKind::Unreadable) {
         EncodeNull(to);
-    } else if (!EncodeByType(to, value)) {
-        // Not of the parameter's type: the data source decides, and its refusal is the row's error.
-        EncodeByKind(to, value);
+    } else {
+        // A long text travels through a recordset as bytes. For a number or a date SQL Server would
+        // take them for the value's own: "12" would be 12594.
+        const bool is_text = value.Kind() == ValueKind::Bytes && IsValueType(info.type) &&
+                             IsValidUtf8(value.AsText());
+        const Cell given = is_text ? Cell::Text(value.AsText()) : value;
+        if (!EncodeByType(to, given)) {
+            // Not of the parameter's type: the data source decides, and its refusal is the row's
+            // error.
+            EncodeByKind(to, given);
+        }
     }
     return to.encoded;
 }
