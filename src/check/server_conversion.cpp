@@ -208,6 +208,9 @@ std::optional<Verdict> JudgeRecordset(const Cell& value,
 // day, with a year of two digits where it is short.
 bool IsDateInDigits(double number) {
     constexpr double kLongest = 99'991'231'235'959;
+    if (number >= 0 && number < 1) {
+        return true;  // the date of nothing but zeros
+    }
     if (!(number >= 101 && number <= kLongest)) {
         return false;
     }
