@@ -1,5 +1,9 @@
+#include "engine/loaded_file.h"
+#include "engine/run_report.h"
+#include "engine/session_fixture.h"
 #include "programs/application.h"
 #include "repository/poll_folder.h"
+#include "repository/polled_run.h"
 #include "support/has.h"
 #include "support/session_steps.h"
 
@@ -197,6 +201,50 @@ TEST(PolledFolder, EachFileIsReadByTheLayoutOfTheSampleAndOneThatFailsStays) {
     fs::remove(app.Path("in/bad.csv"));
     EXPECT_EQ(app.Run({"1"}).exit_code, 0);
     EXPECT_TRUE(Has(app.Log("poll"), "No file in"));
+}
+
+using LoadsOfAFolder = SessionTest;
+
+// The first file that gets so far drops the target; those behind it add to the new one by the
+// source's names.
+TEST_F(LoadsOfAFolder, ShareOneTargetAndTellWhatChangedMeanwhile) {
+    const TempDir folder;
+    PollFolder = folder.Path().string();
+    PollPattern = "*.csv";
+    PollRename = "done";
+    SrcTables[0].LoadOption = DstTables[0].LoadOption = "DROP";
+    MapColumn("id");
+    for (const int k : {4, 3, 2, 1}) {
+        MakeOlder(folder.Write(std::to_string(k) + ".csv", "1\n"), 50 - k);
+    }
+    std::string loads;
+    const auto load = [&] {
+        const std::string name = SrcTables[0].Name;
+        loads += name + SrcTables[0].LoadOption + ColMaps[0].DCName + " ";
+        StartRunReport();
+        ReportOf(0).Outcome = name == "1.csv"   ? TableOutcome::NotPrepared
+                              : name == "4.csv" ? TableOutcome::GivenUp
+                                                : TableOutcome::Loaded;
+        if (name == "2.csv") {
+            std::ofstream(folder / name, std::ios::app) << "2\n";
+        }
+        if (ReportOf(0).Outcome == TableOutcome::Loaded) {
+            MoveLoadedFile(name);
+        }
+    };
+    const auto run = [&] {
+        PolledRun polled(
+            load, [] { return false; }, (folder / "note").string());
+        polled.LoadAll();
+        return polled.Faults();
+    };
+    EXPECT_EQ(run(), 1);
+    EXPECT_EQ(loads, "1.csvDROPd_id 2.csvDROPd_id 3.csvAPPENDs_id 4.csvAPPENDs_id ");
+    EXPECT_TRUE(LogHas("2.csv has changed"));
+    view.log.clear();
+    fs::remove(folder / "1.csv");
+    EXPECT_EQ(run(), 0);
+    EXPECT_FALSE(LogHas("former run")) << Log();
 }
 
 // A file that were loaded without getting its new name would be loaded again by each later run.
