@@ -1,9 +1,15 @@
 #include "check/value_judge.h"
 
 #include "check/repeated_keys.h"
+#include "check/unique_key.h"
+#include "core/session_state.h"
 #include "data/ado_types.h"
 
 #include <gtest/gtest.h>
+
+#include <array>
+#include <cstdint>
+#include <vector>
 
 namespace vantry {
 namespace {
@@ -115,7 +121,9 @@ TEST(ValueJudge, GradesEachValueByWayAndTarget) {
 TEST(RepeatedKeys, FindsThemAmongMoreThanMemoryHolds) {
     RepeatedKeys keys;
     constexpr std::int64_t kRows = 1'000'000;
-    keys.Add(7ULL * 0x9E3779B97F4A7C15U, 0);  // the target has it
+    for (int times = 0; times < 2; ++times) {
+        keys.Add(7ULL * 0x9E3779B97F4A7C15U, 0);  // the target has it, and repeats it itself
+    }
     for (std::int64_t row = 1; row <= kRows; ++row) {
         const std::int64_t value = row == kRows ? 12 : row;
         keys.Add(static_cast<std::uint64_t>(value) * 0x9E3779B97F4A7C15U, row);
@@ -123,6 +131,26 @@ TEST(RepeatedKeys, FindsThemAmongMoreThanMemoryHolds) {
     const auto answer = keys.Find();
     EXPECT_EQ(answer.repeats, 2);
     EXPECT_EQ(answer.first, 7);
+}
+
+TEST(UniqueKey, RepeatsByItsRuleForNullsAndItsPartsDontRunTogether) {
+    using enum TableRules::Nulls;
+    TargetType = "ACCESS";
+    const auto repeats = [](TableRules::Nulls nulls) {
+        UniqueKey key({"k", {{"a"}, {"b"}}, nulls}, {});
+        const Cell x = Cell::Text("x");
+        const Cell empty = Cell::Text("");
+        const Cell null = Cell::Null();
+        std::int64_t row = 0;
+        for (const auto& parts : std::vector<std::array<Cell, 2>>{
+                 {x, empty}, {empty, x}, {x, null}, {x, null}, {null, null}, {null, null}}) {
+            key.Add(parts, ++row);
+        }
+        return key.keys.Find().repeats;
+    };
+    EXPECT_EQ(repeats(TakeOut), 0);
+    EXPECT_EQ(repeats(TakeOutIfAll), 1);
+    EXPECT_EQ(repeats(Count), 2);
 }
 
 }  // namespace

@@ -128,6 +128,11 @@ TEST_F(MalformedTest, NumbersThatLieAreNotBelieved) {
     EXPECT_EQ(put("t.fpt", 0, std::string("\x01\0\0\0", 4)), Outcome::Whole);
     EXPECT_THROW(Connect(folder_.Path())->Execute("UPDATE t SET m = 'new' WHERE i = 3"), DataError);
     EXPECT_EQ(std::filesystem::file_size(folder_ / "t.fpt"), files_["t.fpt"].size());
+    // A near one is kept: the next memo goes there.
+    const auto near = static_cast<char>(files_["t.fpt"].size() / 64 + 3);
+    EXPECT_EQ(put("t.fpt", 0, std::string(3, '\0') + near), Outcome::Whole);
+    Connect(folder_.Path())->Execute("UPDATE t SET m = 'new' WHERE i = 3");
+    EXPECT_EQ(folder_.Read("t.fpt").substr(0, 4), std::string(3, '\0') + char(near + 1));
 }
 
 }  // namespace
