@@ -157,6 +157,13 @@ TEST(RowSplitter, AllWaysAgreeOnRandomText) {
         const Found by_masks = FindRows(fast_b, no_pairs, 500, 100, &random);
         EXPECT_EQ(by_bytes.begins, by_masks.begins) << no_pairs;
         EXPECT_EQ(by_bytes.shown, by_masks.shown) << no_pairs;
+        SplitRules records;
+        records.layout = SplitRules::Layout::TrueFixedLength;
+        records.bytes = ByteForm::Utf8;
+        records.widths = {2, 3};
+        EXPECT_EQ(FindRows(records, text, 500, 100, &random).shown,
+                  FindRows(records, text, 500, text.size()).shown)
+            << text;
     }
 }
 

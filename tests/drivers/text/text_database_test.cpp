@@ -4,6 +4,7 @@
 #include "drivers/text/text_folder.h"
 #include "support/fault_plans.h"
 #include "support/has.h"
+#include "text_format/file_names.h"
 
 #include <gtest/gtest.h>
 
@@ -40,6 +41,15 @@ TEST(TextDatabase, FindsFilesByAllNamesOfATable) {
         EXPECT_EQ(folder.Database().OpenTable(name), nullptr) << name;
     }
     EXPECT_EQ(folder.Database().OpenTable(std::string_view("a\0b", 3)), nullptr);
+    EXPECT_EQ(NewFileName("a.b#csv") + NewFileName("a#1.csv"), "a.b.csva#1.csv");
+    // Folders whose names differ in letter case alone are not each other.
+    for (const char* name : {"In", "IN", "iN"}) {
+        std::filesystem::create_directories(folder.Dir() / name / "Sub");
+    }
+    for (const char* name : {"In", "IN", "iN"}) {
+        const auto path = (folder.Dir() / name).string();
+        EXPECT_EQ(FindFolder(path + "/sub"), path + "/Sub");
+    }
 }
 
 TEST(TextDatabase, ListsTextFilesAndFilesWithASection) {
