@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <map>
 #include <random>
-#include <ranges>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -98,8 +97,6 @@ TEST(Utf, RandomTextsComeBackAndPrefixesNeverSplitACharacter) {
     }
 }
 
-using namespace std::string_view_literals;
-
 struct CaseOf {
     std::string text;
     std::string upper;
@@ -139,16 +136,33 @@ TEST(LetterCase, FoldsWhatDiffersInCaseAlone) {
 // Each line ascends, or stands at one place; the blocks are those in which accents had been taken
 // for letters behind z.
 TEST(LetterOrder, FollowsTheAlphabetInEveryScript) {
-    for (const auto ascending : std::views::split(
-             U" -09_a;anŋoz{;iıj;zþ|;αβγω;абвеиклэюя;אבג;ա\u0562;a€;€中;zαаא中한\U0001F600"sv,
-             U';')) {
+    for (const std::u32string_view ascending : {U" -09_a",
+                                                U"anŋoz{",
+                                                U"iıj",
+                                                U"zþ|",
+                                                U"αβγω",
+                                                U"абвеиклэюя",
+                                                U"אבג",
+                                                U"ա\u0562",
+                                                U"a€",
+                                                U"€中",
+                                                U"zαаא中한\U0001F600"}) {
         for (std::size_t k = 1; k < ascending.size(); ++k) {
             EXPECT_LT(LetterPlace(ascending[k - 1]), LetterPlace(ascending[k]))
                 << static_cast<unsigned>(ascending[k]);
         }
     }
-    for (const auto one_place :
-         std::views::split(U"aáãåāąạầæª;eéęệ;oøőờœ;dđð;lł;zžź;2²;αά;её;かが;f\uFB01"sv, U';')) {
+    for (const std::u32string_view one_place : {U"aáãåāąạầæª",
+                                                U"eéęệ",
+                                                U"oøőờœ",
+                                                U"dđð",
+                                                U"lł",
+                                                U"zžź",
+                                                U"2²",
+                                                U"αά",
+                                                U"её",
+                                                U"かが",
+                                                U"f\uFB01"}) {
         for (const char32_t c : one_place) {
             EXPECT_EQ(LetterPlace(c), LetterPlace(one_place[0])) << static_cast<unsigned>(c);
         }
