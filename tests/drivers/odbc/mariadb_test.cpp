@@ -351,6 +351,23 @@ TEST_F(MariaDbOdbcTest, ConnectionsFailInPlainWordsAndWithoutThePassword) {
     EXPECT_EQ(steering.Description().find_first_of("\x1B\x07"), std::string::npos);
 }
 
+TEST_F(MariaDbOdbcTest, ASourceOfTheIniFileIsReachedByTheProviderOfAnySource) {
+    const auto by_its_own_login = Connect("Provider=MSDASQL;DSN=shop;UID=;PWD=;");
+    EXPECT_EQ(One(*by_its_own_login, "select database()"), server_->Database());
+    const auto by_ours =
+        Connect("DSN=shop;User ID=" + server_->User() + ";Password=" + server_->Password() + ";");
+    by_ours->Execute("create table if not exists listed (id int)");
+    by_ours->Execute("create or replace view looked_at as select 1 as x");
+    std::string found;
+    for (const auto& table : by_ours->Tables()) {
+        if (table.name == "listed" || table.name == "looked_at") {
+            found += table.name + ":" + table.type + ";";
+        }
+        EXPECT_NE(table.name, "user") << "a table of another database";
+    }
+    EXPECT_EQ(found, "listed:TABLE;looked_at:VIEW;");
+}
+
 // A server that accepts and says nothing: the login timeout ends it. The one of this test is short.
 TEST_F(MariaDbOdbcTest, ASilentServerEndsTheConnectByItsTimeLimit) {
     const ScriptedServer silent({.greeting = "", .then_hangs = true});
