@@ -51,7 +51,7 @@ double RunProgress::RowsPerSecond() const {
         const auto& sample = samples_[(sample_count_ - k) % kSamples];
         if (now_ - sample.at <= kRateTime) {
             const double seconds = Seconds(now_ - sample.at);
-            return seconds < 0.2 ? 0 : static_cast<double>(rows_ - sample.rows) / seconds;
+            return seconds < 0.2 ? -1 : static_cast<double>(rows_ - sample.rows) / seconds;
         }
     }
     return 0;
@@ -85,8 +85,11 @@ std::string RunProgress::Text() const {
     if (total_ > 0 && total_ < 1e15) {
         text += " of " + GroupedNumber(static_cast<std::int64_t>(total_));
     }
-    text += " rows, " + GroupedNumber(std::llround(RowsPerSecond())) + " rows/s, " +
-            ClockText(Seconds(now_ - start_));
+    text += " rows, ";
+    if (const double rate = RowsPerSecond(); rate >= 0) {
+        text += GroupedNumber(std::llround(rate)) + " rows/s, ";
+    }
+    text += ClockText(Seconds(now_ - start_));
     if (const double left = SecondsLeft(); left >= 0) {
         text += ", ends in about " + ClockText(left);
     }

@@ -32,7 +32,8 @@ public:
     // To be called several times a second; keeps what the rate is made of.
     void Tick(Clock::time_point now);
 
-    // Over the last ten seconds, or since the table began.
+    // Over the last ten seconds, or since the table began; negative as long as that is too short to
+    // tell.
     double RowsPerSecond() const;
     // Seconds until the whole run ends; below 0: it can't be told yet. Tables to come are taken to
     // be as long as those so far are on the average.
