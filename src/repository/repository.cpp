@@ -18,7 +18,6 @@
 #include "repository/run_log_file.h"
 #include "repository/run_summary.h"
 #include "repository/session_list.h"
-#include "repository/statement_groups.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -243,19 +242,17 @@ void InsertSession(Connection& connection, i32 id, const SessionSave& save) {
     } catch (const DataError& error) {
         throw WithoutPasswords(error);
     }
-    StatementGroups statements(connection);
     for (std::size_t i = 0; i < SrcTables.size(); ++i) {
         SrcTables[i].TabID = static_cast<i16>(i);
-        statements.Execute(TableInsert(id, i));
+        connection.Execute(TableInsert(id, i));
     }
     for (const auto& table : SrcTables) {
         for (const auto& column : ColMaps) {
             if (column.TabID == table.TabID) {
-                statements.Execute(ColumnInsert(id, table.TabID, column));
+                connection.Execute(ColumnInsert(id, table.TabID, column));
             }
         }
     }
-    statements.Finish();
 }
 
 }  // namespace

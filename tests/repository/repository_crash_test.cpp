@@ -136,7 +136,7 @@ TEST_F(RepositoryCrash, WhatAKilledProgramLeftIsInNoCopyAndSpoilsNoOtherReposito
     const TempDir copies(MemoryFolder(), "vantry");
     BackupRepository(folder, copies / "good");
     int cases = 0;
-    for (int point = 0; KillWriter(point); point += 3) {
+    for (int point = 0; KillWriter(point); point += 9) {
         if (!HasJournal()) {
             continue;
         }
