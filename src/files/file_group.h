@@ -103,6 +103,8 @@ private:
         std::uint64_t tail_written = 0;
         EarlyWriteout writeout;
         std::uint64_t reserved = 0;  // up to where there is room on the disk for it
+        // Room was asked for: a disk gives what it has before it says that this isn't enough.
+        bool has_room_aside = false;
         std::optional<std::uint64_t> cut;
         std::unique_ptr<Journal> journal;
 

@@ -57,6 +57,7 @@ void FileGroup::StartTransaction() {
         member->tail_start = (member->base_size + kBlock - 1) / kBlock * kBlock;
         member->tail_written = member->tail_start;
         member->writeout = EarlyWriteout(member->base_size);
+        member->has_room_aside = false;
     }
 }
 
@@ -108,8 +109,7 @@ void FileGroup::TakeBack() {
     }
     for (const auto& member : members_) {
         const bool grown = member->length > member->base_size;
-        if (member->file.Size() == member->length &&
-            (grown || member->reserved > member->base_size)) {
+        if (member->file.Size() == member->length && (grown || member->has_room_aside)) {
             member->Truncate(member->base_size);
         }
     }
@@ -156,6 +156,7 @@ void FileGroup::Grow(MemberFile& member, std::uint64_t end) {
         const std::uint64_t wanted =
             std::min(options_.max_size,
                      end + std::min<std::uint64_t>(end - member.base_size, kMostGrowBytes));
+        member.has_room_aside = true;
         member.SetAside(member.reserved, wanted - member.reserved);
         member.reserved = wanted;
     }
@@ -342,7 +343,7 @@ void FileGroup::WriteEverything() {
             continue;
         }
         // Room that was set aside and not used goes back.
-        if (member->length != member->size || member->reserved > member->size) {
+        if (member->length != member->size || member->has_room_aside) {
             member->Truncate(member->size);
         }
         member->file.Sync();

@@ -7,10 +7,13 @@
 #include "support/crash_states.h"
 #include "support/temp_dir.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <random>
 
 namespace vantry::file {
@@ -206,6 +209,29 @@ TEST_F(FileGroupTest, EachFailingOperationLeavesEverythingAsItWas) {
         Open();
         EXPECT_TRUE(OnDisk() == (error.empty() ? after : before)) << nth << error;
     });
+}
+
+// File systems give what there is before they say that it isn't enough.
+TEST_F(FileGroupTest, WhatAFullDiskHadLeftGoesBackToIt) {
+    test::VerdictBy full([](const Call& call) {
+        if (call.operation != Operation::SetAside) {
+            return Verdict{};
+        }
+        const int file = ::open(std::string(call.path).c_str(), O_RDWR);
+        EXPECT_EQ(::fallocate(file, FALLOC_FL_KEEP_SIZE, 0, 1 << 20), 0);
+        ::close(file);
+        return Verdict{.error = ENOSPC};
+    });
+    const Contents before = OnDisk();
+    auto group = Open();
+    {
+        const test::InstalledPlan installed(full);
+        group->Begin();
+        const std::array<std::byte, 9> bytes{};
+        EXPECT_TRUE(Has(ErrorOf([&] { group->Write(0, 5000, bytes); }), "full"));
+        group->Rollback();
+    }
+    EXPECT_LE(RoomOnDisk(), PagesOf(before));
 }
 
 TEST_F(FileGroupTest, KeepsOutWhoeverLocksTheSameBytes) {
