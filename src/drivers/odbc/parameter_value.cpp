@@ -68,6 +68,14 @@ bool IsNumericType(int type) {
     return type == adCurrency || type == adDecimal || type == adNumeric || type == adVarNumeric;
 }
 
+// Numbers in bytes (a BIT(16), a row version) have zeros and the like among them.
+bool MayBeText(std::string_view bytes) {
+    const bool has_controls = std::any_of(bytes.begin(), bytes.end(), [](char c) {
+        return static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\r' && c != '\n';
+    });
+    return !has_controls && IsValidUtf8(bytes);
+}
+
 bool IsValueType(int type) {
     return IsIntegerType(type) || IsNumericType(type) || IsDateType(type) || type == adSingle ||
            type == adDouble || type == adBoolean;
@@ -90,8 +98,8 @@ Encoded ValueEncoder::Encode(const ParameterInfo& info, const Cell& value, Forme
     } else {
         // A long text travels through a recordset as bytes. For a number or a date SQL Server would
         // take them for the value's own: "12" would be 12594.
-        const bool is_text = value.Kind() == ValueKind::Bytes && IsValueType(info.type) &&
-                             IsValidUtf8(value.AsText());
+        const bool is_text =
+            value.Kind() == ValueKind::Bytes && IsValueType(info.type) && MayBeText(value.AsText());
         const Cell given = is_text ? Cell::Text(value.AsText()) : value;
         if (!EncodeByType(to, given)) {
             // Not of the parameter's type: the data source decides, and its refusal is the row's

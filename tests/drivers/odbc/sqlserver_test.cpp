@@ -136,6 +136,8 @@ TEST_F(SqlServerTest, ParametersArriveWholeOrAreRefused) {
         {"varchar(3)", adVarChar, Cell::Text("long"), "String or binary data would be truncated."},
         {"ntext", adLongVarWChar, Cell::Text("x😀"), "x😀"},
         {"varbinary(8)", adVarBinary, Cell::Bytes(kBytes), {"\0\xFF\x41", 3}},
+        // A number in bytes, which is no long text on its way to a number.
+        {"varbinary(8)", adInteger, Cell::Bytes(std::span(kBytes).first(1)), {"\0", 1}},
         {"uniqueidentifier", adGUID, guid, "6F9619FF-8B86-D011-B42D-00C04FC964FF"},
         {"datetime", adDBTimeStamp, Cell::FromDateTime({2, 7'000'000}), "1900-01-01 00:00:00.007"},
         {"datetime",
