@@ -21,7 +21,7 @@ i32 NumberIn(Recordset& rows, std::int32_t field) {
 
 // A save writes the session, then its tables, then a row for each column of the side that has more
 // of them: what was broken off has no tables, or one that lacks columns.
-std::set<i32> UnfinishedSessions(Connection& connection) {
+std::set<i32> UnfinishedIn(Connection& connection) {
     std::set<i32> unfinished;
     Recordset rows;
     rows.Open("select SessionID from Sessions", connection);
@@ -55,15 +55,30 @@ std::set<i32> UnfinishedSessions(Connection& connection) {
 
 }  // namespace
 
-void SessionList::Open() {
+// The list itself needs Sessions alone: where another table is missing or damaged, its user can
+// still look, delete and restore.
+UnfinishedSessions FindUnfinished() {
+    UnfinishedSessions found;
+    found.stamp = file::StampOf(CurrentPath());
+    try {
+        Connection connection;
+        connection.Open(RepoConnStr);
+        found.numbers = UnfinishedIn(connection);
+    } catch (const DataError&) {
+        found.numbers.clear();
+    }
+    return found;
+}
+
+void SessionList::Open(UnfinishedSessions unfinished) {
     Close();
     path_ = CurrentPath();
     // Before the rows: what is written while they are read shows as a change.
-    stamp_ = file::StampOf(path_);
+    stamp_ = unfinished.stamp ? unfinished.stamp : file::StampOf(path_);
+    unfinished_ = std::move(unfinished.numbers);
     try {
         connection_.CursorLocation = adUseClient;
         connection_.Open(RepoConnStr);
-        unfinished_ = UnfinishedSessions(connection_);
         rows_.emplace();
         rows_->Open("select count(*) from Sessions", connection_, adOpenStatic, adLockOptimistic);
         count_ = ToInt64(rows_->Fields()[0].Value()).value_or(0);

@@ -14,11 +14,21 @@
 
 namespace vantry {
 
+// Sessions whose saving hasn't come to its end: it failed, was killed, or goes on in another
+// program. The runner doesn't run them.
+struct UnfinishedSessions {
+    std::set<i32> numbers;
+    std::optional<file::FileStamp> stamp;  // of the file before it was read
+};
+// Reads the columns of all sessions, which takes a moment where there are many. None where they
+// can't be read.
+UnfinishedSessions FindUnfinished();
+
 class SessionList {
 public:
     // Opens the repository and reads it, anew where it is open. Throws DataError; it is closed
     // then.
-    void Open();
+    void Open(UnfinishedSessions unfinished = {});
     void Close();
     bool IsOpen() const { return open_; }
 
@@ -26,8 +36,6 @@ public:
     // SessionID, SessionName, SourceDBName, TargetDBName, DateCreated, LogFileName, LastRunDate;
     // newest first.
     Recordset& Rows() { return *rows_; }
-    // Those of them whose saving hasn't come to its end: it failed, was killed, or goes on in
-    // another program. The runner doesn't run them.
     const std::set<i32>& Unfinished() const { return unfinished_; }
     enum class News : std::uint8_t { None, Changed, Replaced, Missing };
     // What has happened to the file since the list was read.

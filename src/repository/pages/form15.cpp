@@ -77,22 +77,30 @@ Form15::Form15() : Page("Form15"), ui_(std::make_unique<Ui::Form15>()) {
 
 Form15::~Form15() = default;
 
-// Read by a list of the thread's own: when that could, this one can at once.
+// Read by a list of the thread's own: when that could, this one can at once. What needs all of the
+// repository is left to that thread.
 bool Form15::OpenList() {
     const QPointer<Form15> self(this);
     EndReading();
-    RunInBackground([](const std::function<bool()>&) { SessionList().Open(); });
+    auto unfinished = InBackground<UnfinishedSessions>([](const std::function<bool()>&) {
+        SessionList().Open();
+        return FindUnfinished();
+    });
     if (self == nullptr) {
         return false;
     }
-    list_.Open();
+    list_.Open(std::move(unfinished));
     return true;
 }
 
 // What others change is read while the user may do as he likes: nothing of this waits.
 void Form15::StartReading(const QString& note) {
     note_when_read_ = note;
-    reading_.emplace([] { SessionList().Open(); });
+    unfinished_ = std::make_shared<UnfinishedSessions>();
+    reading_.emplace([found = unfinished_] {
+        SessionList().Open();
+        *found = FindUnfinished();
+    });
     news_.start(kBetweenGlances);
 }
 
@@ -107,7 +115,7 @@ void Form15::TakeReading() {
     try {
         reading_->Result();
         EndReading();
-        list_.Open();
+        list_.Open(std::move(*unfinished_));
     } catch (const std::exception& error) {
         EndReading();
         ShowUnreadable(error);
@@ -203,6 +211,7 @@ void Form15::ShowUnreadable(const std::exception& error) {
     list_.Close();
     ui_->Label4->setText("0");
     ui_->SesDBGrid->setRowCount(0);
+    MarkUnfinished();
     Note(QString("The sessions can't be read: ") + error.what());
 }
 

@@ -69,6 +69,7 @@ private:
     SessionList list_;
     QTimer news_;
     std::optional<WorkBeside> reading_;
+    std::shared_ptr<UnfinishedSessions> unfinished_;  // what reading_ finds, when it has ended
     QString note_when_read_;
     bool busy_ = false;  // a window that this page has opened is there
 };

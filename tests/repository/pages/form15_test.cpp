@@ -82,6 +82,15 @@ TEST_F(ManagerTest, ASessionThatWasntSavedToItsEndIsMarked) {
         EXPECT_EQ(grid.item(row, 0)->icon().isNull(), row > 2) << row;
         EXPECT_EQ(Has(FromQt(grid.item(row, 1)->toolTip()), "save it again"), row <= 2) << row;
     }
+    Execute("drop table SrcDCols");
+    const auto repository = RepositoryFile(Folder());
+    for (const char* sessions : {"0", "5"}) {
+        const bool gone = *sessions == '0';
+        std::filesystem::rename(gone ? repository : folder_ / "away",
+                                gone ? folder_ / "away" : repository);
+        EXPECT_TRUE(Until([&] { return LabelText("Form15", "Label4") == sessions; }));
+        EXPECT_EQ(FindPage("Form15")->CurrentNotice().Text(), "") << sessions;
+    }
 }
 
 TEST_F(ManagerTest, WithoutSessionsEveryButtonSaysSo) {
