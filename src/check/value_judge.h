@@ -58,6 +58,13 @@ struct Verdict {
     Grade grade = Grade::Kept;
     Reason reason = Reason::None;
 };
+constexpr Verdict kKept{};
+constexpr Verdict Changed(Reason reason) {
+    return {Grade::Changed, reason};
+}
+constexpr Verdict Refused(Reason reason) {
+    return {Grade::Refused, reason};
+}
 
 // How a run carries the values of a table.
 enum class Way : std::uint8_t {

@@ -105,7 +105,7 @@ TEST(ValueJudge, GradesEachValueByWayAndTarget) {
          Changed,
          Reason::Letters},
         {Oracle, "Varchar2(9)", Way::Statement, adVarWChar, Text(""), Changed, Reason::EmptyText},
-        {MSSQL, "datetime", Way::Statement, adDate, At(-53'691, 0), Refused, Reason::Range},
+        {MSSQL, "datetime", Way::Statement, adDate, At(-53'689, 0), Refused, Reason::Range},
         {MSSQL, "Bit", Way::Statement, adTinyInt, Value(Cell::Int64(5)), Changed, Reason::Truth},
         {MSSQL, "varchar(9)", Way::Statement, adVarChar, Text("日"), Changed, Reason::CodePage},
     };
