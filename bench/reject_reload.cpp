@@ -113,7 +113,7 @@ void Reload::WriteSource(Table& table) {
 }
 
 std::string Reload::MakeTarget(const std::string& file, const char* columns) const {
-    const auto connection = test::NewAccessDatabase(folder_ / file);
+    auto connection = test::NewAccessDatabase(folder_ / file);
     for (const auto& table : tables_) {
         test::RunStatement(connection, "CREATE TABLE " + table.name + " " + columns);
     }

@@ -354,7 +354,7 @@ TEST(Rejects, ReloadIntoASecondTargetAndNothingIsMissing) {
             const std::string bytes{'\0', '\xFF', static_cast<char>(row), ' '};
             photo.SetValue(row % 8 == 0 ? Cell::Null()
                                         : Cell::Bytes(std::as_bytes(std::span(bytes))));
-            insert.Parameters.Append(std::move(photo));
+            insert.Parameters.Append(photo);
             insert.Execute();
         }
     }

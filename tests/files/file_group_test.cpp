@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <random>
@@ -147,7 +148,9 @@ TEST_F(FileGroupTest, RandomTransactionsMatchTheModel) {
 // with. With a fault planted in the file layer some aren't.
 TEST_F(FileGroupTest, AnInterruptedTransactionIsThereWholeOrNotAtAll) {
     using test::Interruption;
-    const auto count_bad = [this](Planted planted, Interruption by) {
+    // Bytes behind the end that was committed belong to nobody.
+    const auto begins_with = [](const auto& now, const auto& was) { return now.starts_with(was); };
+    const auto count_bad = [&](Planted planted, Interruption by) {
         std::vector<Contents> states{OnDisk()};
         const auto start = test::ReadFolder(folder_.Path());
         test::RecordedRun run(folder_.Path(), planted, [&](const test::Report& done) {
@@ -170,13 +173,7 @@ TEST_F(FileGroupTest, AnInterruptedTransactionIsThereWholeOrNotAtAll) {
                 const auto now = OnDisk();
                 bool whole = false;
                 for (auto at = done; at < std::min(done + 2, states.size()); ++at) {
-                    // Bytes behind the end that was committed belong to nobody.
-                    whole = whole || std::equal(now.begin(),
-                                                now.end(),
-                                                states[at].begin(),
-                                                [](const auto& left, const auto& right) {
-                                                    return left.starts_with(right);
-                                                });
+                    whole = whole || std::ranges::equal(now, states[at], begins_with);
                 }
                 return error.empty() && whole;
             });

@@ -36,6 +36,7 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -288,7 +289,7 @@ private:
 }  // namespace
 }  // namespace vantry
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     if (argc < 4) {
         std::fputs("usage: page_gallery SAMPLES_FOLDER OUT_FOLDER SUFFIX [dark]\n", stderr);
         return 64;
@@ -310,4 +311,7 @@ int main(int argc, char** argv) {
     vantry::UnloadAllPages();
     vantry::CloseMainWindow();
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "page_gallery: %s\n", error.what());
+    return 1;
 }

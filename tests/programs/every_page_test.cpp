@@ -155,13 +155,12 @@ TEST_F(EveryPage, TellsItsControlsByNameAndRole) {
         }
         for (auto* const grid : page.findChildren<QTableWidget*>()) {
             auto* const cells = QAccessible::queryAccessibleInterface(grid)->tableInterface();
-            for (int row = 0; row < grid->rowCount(); ++row) {
-                for (int column = 0; column < grid->columnCount(); ++column) {
-                    const auto* const item = grid->item(row, column);
-                    if (item != nullptr && !item->text().isEmpty()) {
-                        EXPECT_EQ(cells->cellAt(row, column)->text(QAccessible::Name),
-                                  item->text());
-                    }
+            for (int cell = 0; cell < grid->rowCount() * grid->columnCount(); ++cell) {
+                const int row = cell / grid->columnCount();
+                const int column = cell % grid->columnCount();
+                const auto* const item = grid->item(row, column);
+                if (item != nullptr && !item->text().isEmpty()) {
+                    EXPECT_EQ(cells->cellAt(row, column)->text(QAccessible::Name), item->text());
                 }
             }
         }
