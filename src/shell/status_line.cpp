@@ -1,7 +1,8 @@
 // The row is drawn from the state of the session and from the active page each time that something
 // changed; nothing is kept that could grow stale. Easy to get wrong: names come from files and
-// servers, so what stands in a label that knows links is escaped; and a page may be gone before the
-// refresh that it asked for.
+// servers, so what stands in a label that knows links is escaped; a page may be gone before the
+// refresh that it asked for; and the toolkit cuts markup without a sign, so a notice that is wider
+// than its room is shortened here, and its last link opens the rest.
 #include "shell/status_line.h"
 
 #include "core/route.h"
@@ -17,7 +18,10 @@
 #include <QHBoxLayout>
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QMenu>
+#include <QScreen>
 #include <QTimer>
+#include <QWidgetAction>
 
 #include <algorithm>
 #include <utility>
@@ -27,15 +31,23 @@ namespace {
 
 constexpr int kMargin = 6;
 constexpr int kMostNamesOfPages = 6;
+constexpr int kWidestRest = 60;  // average characters
 
-// Parts of a text that is markup; links by the number of their part.
-QString MarkedUp(const Notice& notice, const QColor& link) {
+constexpr const char* kRest = "rest";
+
+QString LinkTo(const QString& target, const QString& text, const QColor& color) {
+    return "<a style=\"color:" + color.name() + "\" href=\"" + target + "\">" +
+           text.toHtmlEscaped() + "</a>";
+}
+
+// The first `length` characters as markup; links by the number of their part.
+QString MarkedUp(const Notice& notice, qsizetype length, const QColor& link) {
     QString text;
-    for (std::size_t i = 0; i < notice.parts.size(); ++i) {
-        const QString part = ToQt(notice.parts[i].text).toHtmlEscaped();
-        text += notice.parts[i].action ? "<a style=\"color:" + link.name() + "\" href=\"" +
-                                             QString::number(i) + "\">" + part + "</a>"
-                                       : part;
+    for (std::size_t i = 0; i < notice.parts.size() && length > 0; ++i) {
+        const QString part = ToQt(notice.parts[i].text).left(length);
+        length -= part.size();
+        text +=
+            notice.parts[i].action ? LinkTo(QString::number(i), part, link) : part.toHtmlEscaped();
     }
     return text;
 }
@@ -112,13 +124,62 @@ StatusLine::StatusLine(QWidget* parent)
     route_label_->setAccessibleName("Source and target");
     route_label_->setTextFormat(Qt::PlainText);
     connect(notice_label_, &QLabel::linkActivated, this, [this](const QString& link) {
-        const auto part = static_cast<std::size_t>(link.toULongLong());
-        if (part < notice_.parts.size() && notice_.parts[part].action) {
-            // A copy: the action may change the notice.
-            const auto action = notice_.parts[part].action;
-            action();
+        if (link == kRest) {
+            ShowRest();
+        } else {
+            Follow(static_cast<std::size_t>(link.toULongLong()));
         }
     });
+}
+
+void StatusLine::Follow(std::size_t part) {
+    if (part < notice_.parts.size() && notice_.parts[part].action) {
+        // A copy: the action may change the notice.
+        const auto action = notice_.parts[part].action;
+        action();
+    }
+}
+
+// The whole notice, and its links as entries: where there is little room they may all be in what
+// was cut off.
+void StatusLine::ShowRest() {
+    auto* const menu = new QMenu(this);
+    menu->setObjectName("StatusRest");
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    auto* const whole = new QLabel(ToQt(notice_.Text()).trimmed(), menu);
+    whole->setTextFormat(Qt::PlainText);
+    whole->setWordWrap(true);
+    whole->setMargin(kMargin);
+    const int width = std::min(fontMetrics().averageCharWidth() * kWidestRest,
+                               screen()->availableSize().width() - 4 * kMargin);
+    whole->setFixedSize(width, whole->heightForWidth(width));
+    auto* const entry = new QWidgetAction(menu);
+    entry->setDefaultWidget(whole);
+    // What screen readers say of the entry.
+    entry->setText(whole->text());
+    menu->addAction(entry);
+    menu->addSeparator();
+    for (std::size_t i = 0; i < notice_.parts.size(); ++i) {
+        if (!notice_.parts[i].action) {
+            continue;
+        }
+        const std::string text = notice_.parts[i].text;
+        connect(menu->addAction(ToQt(text).replace("&", "&&")),
+                &QAction::triggered,
+                this,
+                [this, i, text] {
+                    // The page may have another notice by now, or be gone.
+                    if (i < notice_.parts.size() && notice_.parts[i].text == text) {
+                        Follow(i);
+                    }
+                });
+    }
+    const QSize size = menu->sizeHint();
+    const int above = mapToGlobal(QPoint(0, 0)).y() - size.height();
+    const int below = mapToGlobal(QPoint(0, height())).y();
+    const int left = mapToGlobal(notice_label_->geometry().topRight()).x() - size.width();
+    menu->popup(QPoint(std::max(left, screen()->availableGeometry().left()),
+                       above < screen()->availableGeometry().top() ? below : above));
 }
 
 void StatusLine::Show(const std::string& route, const Notice& notice) {
@@ -159,16 +220,29 @@ void StatusLine::Draw() {
         colors.setColor(QPalette::WindowText, WarningColor(colors));
     }
     notice_label_->setPalette(colors);
-    const QString sign = notice_.kind == NoticeKind::Warning && !notice_.Empty() ? "\u26a0 " : "";
     // The sign beside the colour: not everybody tells colours apart.
-    notice_label_->setText(sign + MarkedUp(notice_, LinkColor(palette())));
-    notice_label_->setToolTip(notice_.Empty() ? QString() : ToolTipOf(ToQt(notice_.Text())));
+    const QString sign = notice_.kind == NoticeKind::Warning && !notice_.Empty() ? "\u26a0 " : "";
+    const QString whole = ToQt(notice_.Text());
+    const QColor link = LinkColor(palette());
+    notice_label_->setText(sign + MarkedUp(notice_, whole.size(), link));
+    notice_label_->setToolTip(notice_.Empty() ? QString() : ToolTipOf(whole));
+    // A screen reader says the name, and would say nothing of the text beside a fixed one.
+    notice_label_->setAccessibleName(notice_.Empty() ? QString("Notice") : whole);
     // The notice comes first: it is about what the user is doing now.
     const int needed = notice_.Empty() ? 0 : notice_label_->sizeHint().width();
     // A third at least: a long notice must not push the route out altogether.
     const int left = std::max(width() - needed - 5 * kMargin, width() / 3);
     route_label_->setText(fontMetrics().elidedText(route_, Qt::ElideMiddle, left));
     route_label_->setToolTip(route_.isEmpty() ? QString() : ToolTipOf(route_));
+    const int room = width() - route_label_->sizeHint().width() - 5 * kMargin;
+    if (needed > room) {
+        const QFontMetrics metrics = notice_label_->fontMetrics();
+        const QString start =
+            metrics.elidedText(whole, Qt::ElideRight, room - metrics.horizontalAdvance(sign) - 2);
+        // Without the ellipsis, which is a link of its own.
+        notice_label_->setText(sign + MarkedUp(notice_, start.size() - 1, link) +
+                               LinkTo(kRest, QChar(0x2026), link));
+    }
 }
 
 OpenPagesNote::OpenPagesNote(QMdiArea& area) : QLabel(area.viewport()), area_(area) {

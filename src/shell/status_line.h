@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QWidget>
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -35,7 +36,8 @@ QColor WarningColor(const QPalette& palette);
 // The same for links: the toolkit's own blue can't be read on a dark window.
 QColor LinkColor(const QPalette& palette);
 
-// The row in the status bar: a notice, and behind it the route.
+// The row in the status bar: a notice, and behind it the route. What has no room of either ends in
+// an ellipsis; that of a notice is a link to the whole of it.
 class StatusLine : public QWidget {
     Q_OBJECT
 public:
@@ -54,6 +56,8 @@ protected:
 
 private:
     void Draw();
+    void Follow(std::size_t part);
+    void ShowRest();
 
     QLabel* notice_label_;
     QLabel* route_label_;

@@ -7,6 +7,7 @@
 #include "shell/dialogs.h"
 #include "shell/name_list.h"
 #include "shell/qt_text.h"
+#include "shell/status_line.h"
 #include "shell/window_memory.h"
 #include "support/page_driver.h"
 #include "support/temp_dir.h"
@@ -20,6 +21,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
@@ -198,6 +200,27 @@ TEST_F(NameListTest, FiltersManyNamesAndCountsTheChosen) {
 }
 
 using test::ErrorOf;
+
+TEST(StatusLineTest, ANoticeThatIsCutLeadsToTheRestOfIt) {
+    StatusLine line;
+    line.resize(260, 24);
+    line.show();
+    std::string followed;
+    const auto follow = [&](const char* what) { return [&followed, what] { followed += what; }; };
+    line.Show("a \u2192 b",
+              {{{"2 tables have errors: "}, {"orders", follow("o")}, {", "}, {"R&D", follow("r")}},
+               NoticeKind::Warning});
+    QCoreApplication::processEvents();
+    auto& notice = *line.findChild<QLabel*>("StatusNotice");
+    EXPECT_EQ(FromQt(notice.accessibleName()), "2 tables have errors: orders, R&D");
+    EXPECT_TRUE(notice.text().endsWith("\u2026</a>")) << FromQt(notice.text());
+    EXPECT_LE(notice.sizeHint().width(), notice.width());
+    Q_EMIT notice.linkActivated("rest");
+    line.findChild<QMenu*>("StatusRest")->actions().last()->trigger();
+    EXPECT_EQ(followed, "r");
+    line.resize(2000, 24);
+    EXPECT_FALSE(notice.text().contains(QChar(0x2026))) << FromQt(notice.text());
+}
 
 TEST(BackgroundWorkTest, ResultsAndErrorsComeBackWhileTheWindowsLive) {
     int ticks = 0;
