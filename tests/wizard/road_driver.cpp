@@ -16,6 +16,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QProcess>
+#include <QRadioButton>
 #include <QScreen>
 #include <QStyle>
 #include <QStyleOptionViewItem>
@@ -139,6 +140,19 @@ void RoadDriver::Click(const std::string& page, const std::string& control) {
             // Options and boxes are wider than what reacts; their left end always does.
             ClickAt(*widget, QPoint(std::min(widget->width() / 2, 30), widget->height() / 2));
         });
+    // A tooltip that appears under the pointer takes a click for itself; a user clicks again.
+    Add(
+        "the choice of " + page + "." + control,
+        [=, looks = 0]() mutable {
+            constexpr int kPatience = 60;
+            auto* const option = qobject_cast<QRadioButton*>(FindControl(page, control));
+            const bool is_chosen = option == nullptr || !option->isVisible() || option->isChecked();
+            if (!is_chosen && ++looks % kPatience == 0 && IsUsable(page, control)) {
+                ClickAt(*option, QPoint(std::min(option->width() / 2, 30), option->height() / 2));
+            }
+            return is_chosen;
+        },
+        [] {});
 }
 
 void RoadDriver::ClickItem(const std::string& what,
