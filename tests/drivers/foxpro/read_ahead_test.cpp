@@ -176,6 +176,13 @@ TEST_F(ReadAheadTest, GivesEachRowOnceWhileTheTableIsChanged) {
 }
 
 TEST_F(ReadAheadTest, EndsAnywhereAndTellsWhereTheFileWasCut) {
+    for (const bool exclusive : {false, true}) {
+        TableOptions options;
+        options.exclusive = exclusive;
+        const auto half = ScanOf(Open(options));
+        EXPECT_TRUE(half->Next());
+        EXPECT_EQ(half->Middle() == 0, exclusive) << "who reads the other half is locked out";
+    }
     for (const int rows : {0, 1, 4'000, 6'000}) {
         const auto left = ScanOf(Open());  // which keeps the file
         for (int row = 0; row < rows; ++row) {

@@ -149,10 +149,13 @@ bool RecordScan::Seek(sql::RowId row) {
     return true;
 }
 
+// A table that is held exclusively lets no second reader in.
 std::int64_t RecordScan::Middle() {
     constexpr RecordNumber kFewest = 10'000;
     const auto count = reader_.Count();
-    return ahead_ || count < kFewest || reader_.Number() > count / 2 ? 0 : count / 2 + 1;
+    return ahead_ || table_->Options().exclusive || count < kFewest || reader_.Number() > count / 2
+               ? 0
+               : count / 2 + 1;
 }
 
 void RecordScan::EndAt(std::int64_t middle) {
