@@ -50,7 +50,8 @@ struct Sums {
 
 class Reload {
 public:
-    Reload(int tables, std::int64_t rows) : rows_(rows) {
+    // With fewer rows there is no room for the bad ones.
+    Reload(int tables, std::int64_t rows) : rows_(std::max<std::int64_t>(rows, 1'000)) {
         for (int k = 1; k <= tables + 1; ++k) {
             tables_.push_back({"t" + std::to_string(k), k <= tables ? 40 : 60, {}});
         }

@@ -242,7 +242,8 @@ std::optional<Verdict> JudgeBatch(const Cell& value, const Holding& holding) {
                    : Verdict{Grade::Changed, Reason::Writing};
     }
     if (holding.form == Form::Moment || holding.form == Form::Day) {
-        const auto number = value.Kind() == ValueKind::Boolean ? 1 : ToDouble(value);
+        const auto number =
+            value.Kind() == ValueKind::Boolean ? (value.AsBoolean() ? 1 : 0) : ToDouble(value);
         return is_moment ? std::nullopt
                : IsDateInDigits(number.value_or(HUGE_VAL))
                    ? std::optional(Verdict{Grade::Changed, Reason::OtherDay})
