@@ -13,13 +13,21 @@ need_packages() {
         command -v sudo >/dev/null || { echo "Packages are missing and there is no sudo; as root: apt-get install ${missing[*]}" >&2; return 1; }
         as_root=(sudo)
     fi
-    telling_progress "Asking for the newest lists of packages" "" "${as_root[@]}" apt-get update -qq ||
-        echo "apt-get update failed; trying with the lists that are there" >&2
     local log status=0
     # Another program that installs something, as a new machine does by itself, is waited for.
     local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq -o APT::Status-Fd=1
                    -o DPkg::Lock::Timeout=300 --no-install-recommends "${missing[@]}")
     log=$(mktemp)
+    # apt-get waits for no other program that fetches lists; without any, it finds no package.
+    local asked try
+    for try in 1 2 3 4 5 6 7 8 9 10; do
+        asked=0
+        telling_progress "Asking for the newest lists of packages" "$log" "${as_root[@]}" env LC_ALL=C apt-get update -qq || asked=$?
+        [ "$asked" -ne 0 ] && [ "$try" -lt 10 ] && grep -q 'Could not get lock' "$log" || break
+        echo "Another program fetches the lists of packages; waiting for it" >&2
+        sleep 15
+    done
+    [ "$asked" -eq 0 ] || { cat "$log" >&2; echo "apt-get update failed; trying with the lists that are there" >&2; }
     if ! telling_progress "Installing packages" "$log" "${install[@]}"; then
         # A download or the set-up of a package that failed once often works the second time.
         echo "Installing packages failed: $(grep -E '^(E|dpkg): ' "$log" | head -n 1); trying once more" >&2
