@@ -196,7 +196,8 @@ TEST_F(ManagerTest, ARepositoryThatIsHeldLeavesTheWindowAlive) {
         file::SetLockTimeout(kHeld);
         since.start();
         beat.start(5);
-        EXPECT_TRUE(Until([] { return LabelText("Form15", "RepoNote") != ""; })) << "by the clock";
+        EXPECT_TRUE(Until([] { return !LabelText("Form15", "RepoNote").empty(); }))
+            << "by the clock";
         Press("Form15", "Close");
         ShowPage("Form15");  // and when it is opened
         EXPECT_TRUE(dialogs_.TakeBoxes().starts_with("none|Error|Error Opening Sessions\n"));
