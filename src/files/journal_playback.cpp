@@ -16,7 +16,7 @@
 
 namespace vantry::file {
 
-using namespace journal_format;
+using namespace journal_format;  // NOLINT(google-build-using-namespace): the format it reads
 
 namespace {
 

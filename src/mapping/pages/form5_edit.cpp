@@ -15,7 +15,7 @@
 
 namespace vantry {
 
-using namespace form5;
+using enum form5::Column;
 
 namespace {
 
