@@ -80,6 +80,7 @@ void FileGroup::PlayBackJournals(File& first) {
         }
     }
     std::vector<Playback> playbacks;
+    playbacks.reserve(files.size() + 1);
     for (File& file : files) {
         playbacks.emplace_back(file, kBlock);
     }
