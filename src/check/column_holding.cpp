@@ -303,6 +303,8 @@ Holding HoldingOfType(TypeNames kind, const FieldShape& shape) {
             holding.pads = shape.type == adBinary && kind != FoxPro;
             // Without a content there is no memo, and what has none is a null.
             holding.empty_is_null = kind == FoxPro;
+            // A text is written into it as into a memo.
+            holding.code_page = kind == FoxPro ? WindowsCodePageOfLocale() : 0;
             return holding;
         }
         default:

@@ -160,6 +160,12 @@ Verdict ColumnJudge::JudgeOther(const Cell& value) {
         case Form::Guid:
             return carriage_.type == adGUID ? kKept : Refused(Reason::NotAValue);
         case Form::Bytes:
+            // What is long travels as bytes, and isn't converted.
+            if (page_ && value.Kind() == ValueKind::Text && !IsLongType(carriage_.type) &&
+                !IsAscii(value.AsText())) {
+                return InPage(value.AsText()) ? Changed(Reason::Writing)
+                                              : Refused(Reason::CodePage);
+            }
             if (value.IsView()) {
                 return JudgeBytes(value.AsText());
             }

@@ -22,6 +22,7 @@ namespace {
 constexpr char kErrorSign = '\1';  // no words of SQLite's begin with it
 constexpr char kDecimalSign = '\1';
 constexpr char kMomentSign = '\2';
+constexpr char kTextSign = '\3';  // before a text that begins like one of these
 
 Cell CellOf(sqlite3_value* value) {
     switch (sqlite3_value_type(value)) {
@@ -47,7 +48,13 @@ Cell CellOf(sqlite3_value* value) {
     if (view.starts_with(kMomentSign)) {
         return Cell::FromDateTime(ParseIsoDateTime(view.substr(1)).value_or(DateTime{}));
     }
-    return Cell::Text(view);
+    return Cell::Text(view.starts_with(kTextSign) ? view.substr(1) : view);
+}
+
+std::string Signed(std::string_view text) {
+    const bool looks_signed = text.starts_with(kDecimalSign) || text.starts_with(kMomentSign) ||
+                              text.starts_with(kTextSign);
+    return (looks_signed ? std::string(1, kTextSign) : std::string()).append(text);
 }
 
 // A value as it lies in its column.
@@ -81,7 +88,7 @@ void ReturnStored(sqlite3_context* context, const Type& type, const Cell& value)
             break;
         }
         default:
-            give(value.IsView() ? value.AsText() : std::string_view());
+            give(value.IsView() ? Signed(value.AsText()) : std::string());
             break;
         case ValueKind::Decimal: {
             std::string digits;  // all that the column has
@@ -142,7 +149,7 @@ void Bind(sqlite3_stmt* statement, int at, const Cell& value) {
             text = kMomentSign + MomentText(value.AsDateTime(), 9);
             break;
         default:
-            text = value.AsText();
+            text = Signed(value.AsText());
             break;
     }
     sqlite3_bind_text(statement, at, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
