@@ -33,8 +33,13 @@ walk() { # SCALE THEME
     sleep 0.5; xdotool mousemove $cell01; sleep 1.5; shot 1-losses
     menu "$cell00"; shot 2-menu; xdotool key Escape; sleep 0.3
     look 3-check c "Check data"
-    look 4-preview p "First rows of orders"
-    look 5-statements s "Statements of the run"
+    menu "$cell00"; xdotool key p; wait_for "First rows of orders"; sleep 1.5; shot 4-preview
+    # Beside the rows the page goes on taking input.
+    xdotool windowactivate --sync "$(xdotool search --onlyvisible --name "^Vantry [0-9]" | head -n 1)"; sleep 0.5
+    xdotool key Menu; sleep 0.7; xdotool key s; wait_for "Statements of the run"; sleep 1.5; shot 5-statements
+    xdotool key Escape; wait_gone "Statements of the run"
+    xdotool windowactivate --sync "$(xdotool search --onlyvisible --name "First rows of orders" | head -n 1)"; xdotool key Escape
+    wait_gone "First rows of orders"
     menu "$cell00"; xdotool key l; wait_for "Check data"; sleep 1.5; shot 6-check-all; xdotool key Escape; wait_gone "Check data"
     # Both tables: only the one that is there takes the option.
     xdotool mousemove $cell00 click 1; sleep 0.3; xdotool keydown shift; xdotool mousemove $cell10 click 1; xdotool keyup shift; sleep 0.3

@@ -7,7 +7,10 @@
 #include "shell/qt_text.h"
 #include "shell/tool_tip.h"
 
+#include <QAbstractItemModel>
+#include <QAbstractItemView>
 #include <QDialogButtonBox>
+#include <QEvent>
 #include <QHeaderView>
 #include <QKeySequence>
 #include <QLabel>
@@ -40,8 +43,15 @@ QTableWidgetItem* NewCell(const RowsPreview::Text& text) {
 
 }  // namespace
 
-PreviewWindow::PreviewWindow(const QString& table, const RowsPreview& preview, QWidget* parent)
-    : LookWindow("PreviewWindow", "First rows of " + table, parent) {
+PreviewWindow::PreviewWindow(const QString& table,
+                             const RowsPreview& preview,
+                             QAbstractItemView& list)
+    : LookWindow("PreviewWindow", "First rows of " + table, &list) {
+    setWindowModality(Qt::NonModal);
+    setAttribute(Qt::WA_DeleteOnClose);
+    list.installEventFilter(this);
+    connect(list.model(), &QAbstractItemModel::modelReset, this, &QWidget::close);
+    connect(list.model(), &QAbstractItemModel::rowsRemoved, this, &QWidget::close);
     auto* const grid = new QTableWidget(
         static_cast<int>(preview.rows.size()), static_cast<int>(preview.columns.size()), this);
     grid->setObjectName("PreviewRows");
@@ -79,7 +89,15 @@ PreviewWindow::PreviewWindow(const QString& table, const RowsPreview& preview, Q
     grid->setFocus();
 }
 
-void ShowPreview(const TableRec& table, QWidget* parent) {
+bool PreviewWindow::eventFilter(QObject* watched, QEvent* event) {
+    // A frame that is only minimised sends its pages a spontaneous one.
+    if (watched == parent() && event->type() == QEvent::Hide && !event->spontaneous()) {
+        close();
+    }
+    return LookWindow::eventFilter(watched, event);
+}
+
+void ShowPreview(const TableRec& table, QAbstractItemView& list) {
     try {
         const auto preview = InBackground<RowsPreview>(
             // Both are worked out here: the thread may touch nothing of the session, which goes on
@@ -88,7 +106,8 @@ void ShowPreview(const TableRec& table, QWidget* parent) {
              statement = PreviewStatement(table)](const std::function<bool()>& given_up) {
                 return ReadFirstRows(connection, statement, given_up);
             });
-        PreviewWindow(ToQt(table.Name), preview, parent).exec();
+        // The list's, which may be gone while the program goes on.
+        (new PreviewWindow(ToQt(table.Name), preview, list))->show();
     } catch (const DataError& error) {
         TellStop(error.Description(), "Preview rows");
     }
@@ -112,7 +131,7 @@ void OfferPreview(QListWidget& list, std::function<TableRec(const std::string&)>
                          auto* const all = menu.addAction("Select &All", QKeySequence::SelectAll);
                          const auto* const chosen = menu.exec(list.viewport()->mapToGlobal(at));
                          if (chosen == preview) {
-                             ShowPreview(table_of(FromQt(entry->text())), list.window());
+                             ShowPreview(table_of(FromQt(entry->text())), list);
                          } else if (chosen == all) {
                              ChooseAllInView(list);
                          }

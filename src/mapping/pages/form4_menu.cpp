@@ -170,8 +170,8 @@ void Form4Menu::Show(QPoint at) {
         }
         Check(std::move(all));
     });
-    auto* const preview = menu.addAction(
-        "&Preview Rows", this, [&] { ShowPreview(SrcTables[tables[0]], grid_.window()); });
+    auto* const preview =
+        menu.addAction("&Preview Rows", this, [&] { ShowPreview(SrcTables[tables[0]], grid_); });
     preview->setEnabled(one);
     menu.addAction("Show &Statements", this, [&] { ShowStatements(tables); });
     menu.addSeparator();

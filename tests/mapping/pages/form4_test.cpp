@@ -1,5 +1,6 @@
 #include "mapping/pages/form4.h"
 
+#include "check/pages/preview_window.h"
 #include "engine/scripted_driver.h"
 #include "mapping/pages/button_column.h"
 #include "mapping/pages/form4_menu.h"
@@ -11,8 +12,10 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QLabel>
+#include <QListWidget>
 #include <QMenu>
 #include <QPlainTextEdit>
+#include <QPointer>
 #include <QScrollBar>
 #include <QTimer>
 #include <QWheelEvent>
@@ -310,6 +313,20 @@ TEST_F(Form4Test, TheMenuSetsOneOptionForAllSelectedTablesThatExist) {
     Q_EMIT grid_->customContextMenuRequested(QPoint(5, 5));
     EXPECT_EQ(SrcTables[0].LoadOption + DstTables[0].LoadOption, "DROPDROP");
     EXPECT_EQ(SrcTables[1].LoadOption, former) << "nothing is there to be dropped";
+}
+
+TEST(PreviewWindowTest, EndsWithTheListThatItWasOpenedFrom) {
+    QListWidget list;
+    for (const bool refilled : {true, false}) {
+        list.addItem("orders");
+        list.show();
+        const QPointer<PreviewWindow> preview = new PreviewWindow("orders", {}, list);
+        preview->show();
+        EXPECT_FALSE(preview->isModal());
+        refilled ? list.clear() : list.hide();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        EXPECT_TRUE(preview.isNull()) << refilled;
+    }
 }
 
 TEST_F(Form4Test, AFailureWhileTheTableIsReadAgainIsToldAndThePageStays) {
