@@ -180,6 +180,9 @@ void StatusLine::ShowRest() {
     const int left = mapToGlobal(notice_label_->geometry().topRight()).x() - size.width();
     menu->popup(QPoint(std::max(left, screen()->availableGeometry().left()),
                        above < screen()->availableGeometry().top() ? below : above));
+    // For Enter; the text itself is nothing to choose.
+    constexpr int kFirstLink = 2;
+    menu->setActiveAction(menu->actions().value(kFirstLink));
 }
 
 void StatusLine::Show(const std::string& route, const Notice& notice) {
