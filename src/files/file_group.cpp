@@ -13,6 +13,8 @@ namespace vantry::file {
 namespace {
 
 constexpr std::chrono::seconds kOldestBatch{3};
+// Of a second thread while the first one reads memos: some twenty milliseconds in all.
+constexpr int kTriesAhead = 400;
 
 }  // namespace
 
@@ -120,7 +122,8 @@ std::size_t FileGroup::Read(Member number, std::uint64_t offset, std::span<std::
 }
 
 bool FileGroup::TryRead(std::uint64_t offset, std::span<std::byte> out, std::uint64_t& version) {
-    return TryReading([&] { return Leader().file.Read(offset, out) == out.size(); }, version);
+    return TryReading(
+        [&] { return Leader().file.Read(offset, out) == out.size(); }, version, kTriesAhead);
 }
 
 // Of an open transaction: blocks from memory, the tail from memory as far as it isn't written yet,

@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::uint32_t kRowsPerLook = 64;  // at the clock
 constexpr std::chrono::milliseconds kBurstGap{100};
 constexpr int kLoadPerCommit = 4;  // of the time that a commit takes
+constexpr std::chrono::microseconds kBetweenTries{50};
 constexpr std::chrono::milliseconds kPatienceOfABatch{60'000};
 // A time of change younger than this when it was read may stay the same through another change.
 constexpr std::int64_t kClockGrain_ns = 20'000'000;
@@ -161,11 +162,18 @@ void FileTransactions::StopReading() {
     Unlock(First().file, LockByte::Content);
 }
 
-bool FileTransactions::TryReading(const std::function<bool()>& read, std::uint64_t& version) {
+bool FileTransactions::TryReading(const std::function<bool()>& read,
+                                  std::uint64_t& version,
+                                  int tries) {
     if (state_ != State::Idle) {
         return false;
     }
-    const std::unique_lock lock(mutex_, std::try_to_lock);
+    std::unique_lock lock(mutex_, std::try_to_lock);
+    // Never for good: a transaction of the connection's keeps the mutex to its end.
+    for (; !lock.owns_lock() && tries > 1 && state_ == State::Idle; --tries) {
+        std::this_thread::sleep_for(kBetweenTries);
+        lock.try_lock();
+    }
     // Again, under the lock: the first look only saves the wait for it.
     if (!lock.owns_lock() || state_ != State::Idle || stamps_are_recent_) {
         return false;

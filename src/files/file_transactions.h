@@ -132,8 +132,9 @@ protected:
     // For a thread other than the connection's, which may go on using the first file meanwhile:
     // calls `read` only when nothing stands against it, neither a transaction nor a change by
     // others that the connection hasn't noticed yet. False: it wasn't called, said so itself or
-    // threw; the connection's own thread must read. `version` is that of what was read.
-    bool TryReading(const std::function<bool()>& read, std::uint64_t& version);
+    // threw; the connection's own thread must read. `version` is that of what was read. `tries`: to
+    // get at the files while the connection's thread reads.
+    bool TryReading(const std::function<bool()>& read, std::uint64_t& version, int tries = 1);
     // Shuts readers out until the end of the transaction.
     void LockContent();
     // Throws if a file isn't any more what it was left as.

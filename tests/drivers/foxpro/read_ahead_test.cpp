@@ -134,7 +134,7 @@ TEST_F(ReadAheadTest, GivesTheRowsThatOneThreadGives) {
             EXPECT_EQ(reads, 0);
             EXPECT_EQ(alone.size(), deleted ? 16'384U : 15'226U);
             EXPECT_TRUE(Walk(*ScanOf(Open(options))) == alone);
-            EXPECT_GT(reads, 20);
+            EXPECT_GT(reads, 10);
             reads = 0;
             runs_out = true;
             EXPECT_TRUE(Walk(*ScanOf(Open(options))) == alone);
@@ -148,7 +148,8 @@ TEST_F(ReadAheadTest, GivesTheRowsThatOneThreadGives) {
                                           [&] { return Walk(*ScanOf(Open())) == expected; }));
 }
 
-// This connection's changes are seen from the next row on; another's as soon as a block is read.
+// This connection's changes are seen from the next row or block on; another's as soon as a block is
+// read.
 TEST_F(ReadAheadTest, GivesEachRowOnceWhileTheTableIsChanged) {
     const auto connection = Connect(folder_.Path(), "CodePage=1252");
     const auto cursor = connection->OpenCursor("SELECT id, c, m FROM t");
@@ -156,8 +157,9 @@ TEST_F(ReadAheadTest, GivesEachRowOnceWhileTheTableIsChanged) {
     std::string now;
     while (cursor->Next()) {
         ASSERT_EQ(cursor->Row()[0].AsInt64(), ++rows);
-        if (rows > 5'000 && rows <= 12'000) {
-            EXPECT_EQ(Shown(cursor->Row()[1]) + Shown(cursor->Row()[2]), now) << rows;
+        // The block that the scan's own thread may have read stays as it was, 256 KiB at most.
+        if (rows > 5'000 && rows <= 12'000 && (rows - 1'000) % 4'000 > 1'200) {
+            ASSERT_EQ(Shown(cursor->Row()[1]) + Shown(cursor->Row()[2]), now) << rows;
         }
         if (rows == 5'000 || rows == 9'000) {
             now = "now " + std::to_string(rows);
