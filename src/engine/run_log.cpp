@@ -17,7 +17,7 @@ RunView* CurrentRunView = nullptr;
 namespace {
 
 // Counted here, not asked of the view: a link to a table's lines needs a number in any view.
-std::int64_t last_line = 0;
+std::int64_t LastLine = 0;
 
 std::int64_t BreaksIn(std::string_view text) {
     return std::count(text.begin(), text.end(), '\n');
@@ -54,7 +54,7 @@ std::int64_t MinutesOf(const DateTime& moment) {
 
 void StartLog(std::string_view line) {
     // A former run's log goes, and the user sees at once that this one has begun.
-    last_line = BreaksIn(line);
+    LastLine = BreaksIn(line);
     CurrentRunView->SetLogText(line);
     CurrentRunView->Repaint();
 }
@@ -65,18 +65,18 @@ void AppendLog(std::string_view line) {
 }
 
 void AppendLogCaretKept(std::string_view line) {
-    last_line += 1 + BreaksIn(line);
+    LastLine += 1 + BreaksIn(line);
     CurrentRunView->AppendLogText(Join(kLineBreak, line));
 }
 
 void ContinueLog(std::string_view text) {
-    last_line += BreaksIn(text);
+    LastLine += BreaksIn(text);
     CurrentRunView->AppendLogText(text);
     CurrentRunView->CaretToEnd();
 }
 
 std::int64_t LastLogLine() {
-    return last_line;
+    return LastLine;
 }
 
 std::string ElapsedText(const DateTime& from, const DateTime& to) {

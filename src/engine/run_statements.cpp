@@ -44,6 +44,7 @@ std::vector<int> SourceTypesOf(i16 i) {
                adOpenForwardOnly,
                adLockReadOnly);
     std::vector<int> types;
+    types.reserve(static_cast<std::size_t>(probe.Fields().Count()));
     for (std::int32_t k = 0; k < probe.Fields().Count(); ++k) {
         types.push_back(probe.Fields()[k].Type());
     }

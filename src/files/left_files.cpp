@@ -16,9 +16,9 @@ struct Left {
     bool told = false;
 };
 
-std::mutex list_mutex;
-int watches = 0;
-std::map<std::string, Left> list;
+std::mutex NotedMutex;
+int Watches = 0;
+std::map<std::string, Left> Noted;
 
 // Nothing when it is what was left, or longer: others may add to it.
 std::optional<DataError> WhatIsWrong(const std::string& path, const Left& left) {
@@ -44,43 +44,43 @@ std::optional<DataError> WhatIsWrong(const std::string& path, const Left& left) 
 }  // namespace
 
 LeftFilesWatch::LeftFilesWatch() {
-    const std::lock_guard lock(list_mutex);
+    const std::lock_guard lock(NotedMutex);
     // A run within a run (one polled file) sees the list of the whole.
-    if (watches++ == 0) {
-        list.clear();
+    if (Watches++ == 0) {
+        Noted.clear();
     }
 }
 
 LeftFilesWatch::~LeftFilesWatch() {
-    const std::lock_guard lock(list_mutex);
-    if (--watches == 0) {
-        list.clear();
+    const std::lock_guard lock(NotedMutex);
+    if (--Watches == 0) {
+        Noted.clear();
     }
 }
 
 void NoteLeft(const std::string& path, const FileStamp& stamp, Afterwards afterwards) {
-    const std::lock_guard lock(list_mutex);
-    if (watches > 0) {
-        list[path] = {.stamp = stamp, .afterwards = afterwards};
+    const std::lock_guard lock(NotedMutex);
+    if (Watches > 0) {
+        Noted[path] = {.stamp = stamp, .afterwards = afterwards};
     }
 }
 
 void NoteChanged(const std::string& path, std::uint64_t size) {
-    const std::lock_guard lock(list_mutex);
-    if (const auto noted = list.find(path); noted != list.end()) {
+    const std::lock_guard lock(NotedMutex);
+    if (const auto noted = Noted.find(path); noted != Noted.end()) {
         noted->second.stamp.size = size;
     }
 }
 
 void ForgetLeft(const std::string& path) {
-    const std::lock_guard lock(list_mutex);
-    list.erase(path);
+    const std::lock_guard lock(NotedMutex);
+    Noted.erase(path);
 }
 
 void RequireLeft(const std::string& path) {
-    const std::lock_guard lock(list_mutex);
-    const auto noted = list.find(path);
-    if (noted == list.end()) {
+    const std::lock_guard lock(NotedMutex);
+    const auto noted = Noted.find(path);
+    if (noted == Noted.end()) {
         return;
     }
     if (const auto wrong = WhatIsWrong(path, noted->second)) {
@@ -90,8 +90,8 @@ void RequireLeft(const std::string& path) {
 
 std::vector<LostFile> LostFiles() {
     std::vector<LostFile> lost;
-    const std::lock_guard lock(list_mutex);
-    for (auto& [path, left] : list) {
+    const std::lock_guard lock(NotedMutex);
+    for (auto& [path, left] : Noted) {
         std::optional<DataError> wrong;
         try {
             wrong = WhatIsWrong(path, left);

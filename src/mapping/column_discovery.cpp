@@ -245,6 +245,7 @@ std::vector<std::string> CatalogNames(const std::string& connection_string) {
     Catalog catalog;
     catalog.SetActiveConnection(connection_string);
     std::vector<std::string> names;
+    names.reserve(static_cast<std::size_t>(catalog.Tables().Count()));
     for (i32 k = 0; k < catalog.Tables().Count(); ++k) {
         names.push_back(catalog.Tables()[k].Name);
     }
