@@ -11,6 +11,7 @@
 #include "text/text_source.h"
 #include "text/text_writer.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -170,7 +171,10 @@ void RunRoute(
     Side source, Side target, const Places& places, const std::string& server, Verified verified) {
     QuietView view;
     CurrentRunView = &view;
+    const auto start = std::chrono::steady_clock::now();
     PrepareRoute(source, target, places, server);
+    const std::chrono::duration<double> preparation = std::chrono::steady_clock::now() - start;
+    std::ofstream(places.Preparation()) << preparation.count();
     CurrentSettings.VerifyRuns = verified == Verified::Yes;
     if (target == Side::Csv) {
         RunSessionToText("");

@@ -25,6 +25,7 @@ struct Places {
     std::filesystem::path TargetDbf() const { return TargetFolder() / "orders.dbf"; }
     std::filesystem::path Log() const { return folder / "session.log"; }
     std::filesystem::path Peak() const { return folder / "session.peak"; }
+    std::filesystem::path Preparation() const { return folder / "session.preparation"; }
 };
 
 // Leaves "Schema.ini" beside the CSV source, as the text source's page does.
@@ -35,7 +36,8 @@ void PrepareRoute(Side source, Side target, const Places& places, const std::str
 
 enum class Verified { No, Yes };
 
-// Runs the session. The run's log and the peak memory in KiB are left in files. `server` is the
+// Runs the session. The run's log, the peak memory in KiB and the seconds that PrepareRoute took
+// are left in files. `server` is the
 // connection string of the server where a side is one. A verified run that finds a difference
 // throws std::runtime_error.
 void RunRoute(Side source,

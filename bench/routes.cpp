@@ -279,6 +279,10 @@ Seconds Arena::RunOurs() {
     return seconds;
 }
 
+double Arena::LastPreparation() const {
+    return std::stod(ReadFile(places_.Preparation()));
+}
+
 void Arena::CheckOurs() {
     if (route_.target == Side::Csv) {
         CheckArrived(places_.TargetCsv(),

@@ -64,6 +64,8 @@ public:
     Seconds RunFloor();
     double PeakMebibytes() const { return peak_mebibytes_; }
     double LastPeakMebibytes() const { return last_peak_mebibytes_; }
+    // Of the last run of ours: seconds in which the session was mapped, before the run itself.
+    double LastPreparation() const;
 
 private:
     class NoDelay;
