@@ -193,12 +193,9 @@ std::vector<Value> EdgeValues(std::string_view column) {
             null};
 }
 
-// Sets of coprime sizes, so that all values meet in some row.
-std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
+// Empty for a column that isn't one of numbers.
+std::vector<Value> NumbersOf(std::string_view column) {
     const Value null(Cell::Null());
-    if (column.starts_with("e_")) {
-        return EdgeValues(column);
-    }
     if (column == "c_byte") {
         return {WholeNumber(0), WholeNumber(255), null, WholeNumber(127), WholeNumber(128)};
     }
@@ -256,6 +253,18 @@ std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
                 TenThousandths(70'000),
                 TenThousandths(1)};
     }
+    return {};
+}
+
+// Sets of coprime sizes, so that all values meet in some row.
+std::vector<Value> ValuesOf(std::string_view column, bool beside_long) {
+    if (column.starts_with("e_")) {
+        return EdgeValues(column);
+    }
+    if (auto numbers = NumbersOf(column); !numbers.empty()) {
+        return numbers;
+    }
+    const Value null(Cell::Null());
     if (column == "c_flag") {
         return {Value(Cell::Boolean(true)), Value(Cell::Boolean(false))};  // Access has no third
     }

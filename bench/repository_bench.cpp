@@ -129,7 +129,8 @@ void Measure(int tables, int columns, int sessions) {
         peer_save.push_back(SecondsOf([&] { peer.Save(round); }));
         list.push_back(SecondsOf([] { ListSessions(); }));
         load.push_back(SecondsOf([&] { LoadSession(id); }));
-        if (ColMaps.size() != static_cast<std::size_t>(tables * columns)) {
+        if (ColMaps.size() !=
+            static_cast<std::size_t>(tables) * static_cast<std::size_t>(columns)) {
             throw std::runtime_error("The saved session isn't whole.");
         }
         erase.push_back(SecondsOf([&] { DeleteSession(id); }));

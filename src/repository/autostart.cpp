@@ -75,7 +75,7 @@ std::string Word(const std::string& word) {
 }  // namespace
 
 std::string InstallAutostart(const std::string& program) {
-    const std::string file = EntryFile();
+    std::string file = EntryFile();
     if (program.find('\n') != std::string::npos) {
         throw DataError(kErrUnspecified, "The path \"" + program + "\" can't stand in an entry.");
     }
@@ -99,7 +99,7 @@ std::string InstallAutostart(const std::string& program) {
 }
 
 std::string RemoveAutostart() {
-    const std::string file = EntryFile();
+    std::string file = EntryFile();
     if (!file::StampOf(file)) {
         return {};
     }

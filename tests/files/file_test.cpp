@@ -84,6 +84,7 @@ TEST(FileWrites, GatheredPiecesArriveInOrder) {
         whole += parts.back();
     }
     std::vector<iovec> pieces;
+    pieces.reserve(parts.size());
     for (auto& part : parts) {
         pieces.push_back({part.data(), part.size()});
     }

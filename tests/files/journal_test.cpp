@@ -135,7 +135,7 @@ TEST_F(JournalTest, ItIsPlayedBackOnlyIntoItsOwnDatabase) {
 TEST_F(JournalTest, NobodyWhoMayNotWriteTheDatabaseMayWriteItsJournal) {
     folder_.Write("pages", std::string(std::size_t{kPages} * kPage, 'a'));
     const mode_t umask = ::umask(0);
-    for (const mode_t mode : {0600, 0640, 0644, 0660, 0666}) {
+    for (const mode_t mode : {0600U, 0640U, 0644U, 0660U, 0666U}) {
         std::filesystem::permissions(path_, std::filesystem::perms(mode));
         const auto file = Open();
         file->Begin();

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <random>
 
 namespace vantry::file {
@@ -20,6 +21,16 @@ using test::ErrorOf;
 using test::Has;
 
 constexpr std::uint32_t kPage = 4096;
+
+// As an encoding of the pages: all but the first.
+std::function<void(std::uint32_t, std::span<std::byte>)> ShiftedBy(unsigned by) {
+    return [by](std::uint32_t page, std::span<std::byte> bytes) {
+        for (std::byte& byte : bytes) {
+            const unsigned shift = page == 0 ? 0 : by;
+            byte = std::byte((std::to_integer<unsigned>(byte) + shift) & 0xFF);
+        }
+    };
+}
 
 class PagedFileTest : public testing::Test {
 protected:
@@ -62,16 +73,8 @@ TEST_F(PagedFileTest, RandomTransactionsMatchTheModel) {
         options.cache_pages = 3;
         options.batch_age = std::chrono::milliseconds(2);
         if (encoded) {
-            const auto shifted_by = [](unsigned by) {
-                return [by](std::uint32_t page, std::span<std::byte> bytes) {
-                    for (std::byte& byte : bytes) {
-                        const unsigned shift = page == 0 ? 0 : by;
-                        byte = std::byte((std::to_integer<unsigned>(byte) + shift) & 0xFF);
-                    }
-                };
-            };
-            options.encode = shifted_by(1);
-            options.decode = shifted_by(255);
+            options.encode = ShiftedBy(1);
+            options.decode = ShiftedBy(255);
         }
         auto file = Open(options);
         std::string model = ReadAll(*file);

@@ -19,6 +19,7 @@ Running::Running(const std::vector<std::string>& command, const fs::path& output
     : output_files_(output_files) {
     std::vector<std::string> words = command;
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (auto& word : words) {
         arguments.push_back(word.data());
     }

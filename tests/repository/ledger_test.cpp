@@ -258,24 +258,24 @@ TEST_F(Ledger, ATargetThatAnotherProgramHoldsIsWaitedForOnce) {
     const auto former_timeout = file::LockTimeout();
     const auto former_patience = TargetPatience;
     file::SetLockTimeout(std::chrono::milliseconds(50));
+    std::thread holder;
+    const auto hold = [&](int milliseconds) {
+        auto file = std::make_shared<file::File>(file::File::Open(path, file::OpenMode::ReadWrite));
+        // Once the rows before are committed, which comes by the clock.
+        file::LockPatiently(
+            *file, file::LockByte::Writer, file::LockKind::Exclusive, std::chrono::seconds(20));
+        holder = std::thread([file, milliseconds] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+        });
+    };
     for (const int type : {adVarWChar, adLongVarWChar}) {
         for (const bool lasts : {false, true}) {
             SaveSessionTo("ACCESS", type, connection);
             TargetPatience = std::chrono::duration<double>(lasts ? 0.3 : 30);
-            std::thread holder;
             int moves = 0;
             source->before = [&](std::string_view name, int) {
                 if (name == "Next" && ++moves == 100) {
-                    auto file = std::make_shared<file::File>(
-                        file::File::Open(path, file::OpenMode::ReadWrite));
-                    // Once the rows before are committed, which comes by the clock.
-                    file::LockPatiently(*file,
-                                        file::LockByte::Writer,
-                                        file::LockKind::Exclusive,
-                                        std::chrono::seconds(20));
-                    holder = std::thread([file, lasts] {
-                        std::this_thread::sleep_for(std::chrono::milliseconds(lasts ? 3000 : 700));
-                    });
+                    hold(lasts ? 3000 : 700);
                 }
             };
             const auto start = std::chrono::steady_clock::now();
@@ -311,25 +311,23 @@ TEST_F(Ledger, ATargetThatIsTakenAwayEndsTheTableWithNoRowLoaded) {
         {"shorter",
          [](const std::string& file) { fs::resize_file(file, fs::file_size(file) / 2); }},
     };
+    const auto new_table = [&] {
+        fs::remove_all(fox);
+        fs::create_directory(fox);
+        std::string connection = "Provider=VFPOLEDB;Data Source=" + fox;
+        RunStatement(connection, "create table dst (d_id i, d_name c(40), d_memo m)");
+        return connection;
+    };
+    int moves_left = 0;
     for (const std::string kind : {"ACCESS", "FOXPRO"}) {
         const std::string file = kind == "ACCESS" ? mdb : fox + "/dst.dbf";
         for (const auto& [word, attack] : attacks) {
             for (const int row : {10, 100, kRows + 1}) {
-                std::string connection = "Provider=VFPOLEDB;Data Source=" + fox;
-                if (kind == "ACCESS") {
-                    connection = NewAccess(mdb);
-                } else {
-                    fs::remove_all(fox);
-                    fs::create_directory(fox);
-                    RunStatement(connection, "create table dst (d_id i, d_name c(40), d_memo m)");
-                }
                 view = RecordingView();
-                SaveSessionTo(kind, adVarWChar, connection);
-                int moves = 0;
+                SaveSessionTo(kind, adVarWChar, kind == "ACCESS" ? NewAccess(mdb) : new_table());
+                moves_left = row;
                 source->before = [&, take = attack](std::string_view name, int) {
-                    if (name == "Next" && ++moves == row) {
-                        take(file);
-                    }
+                    name == "Next" && --moves_left == 0 ? take(file) : void();
                 };
                 const auto code = Run();
                 const auto what = file + " " + word + " at row " + std::to_string(row) + "\n" +

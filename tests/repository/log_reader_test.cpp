@@ -73,7 +73,7 @@ TEST(LogReader, APieceReadsTheSameFromAboveAndFromBelow) {
             at = piece.end;
         }
         EXPECT_EQ(at, content.size());
-        EXPECT_EQ(Lines(reader.Read(0, content.size())).size() > 0, true);
+        EXPECT_FALSE(Lines(reader.Read(0, content.size())).empty());
         std::size_t line = 0;
         for (std::uint64_t offset = starts[0]; offset < content.size(); offset += 37) {
             while (line + 1 < starts.size() && starts[line + 1] <= offset) {

@@ -41,7 +41,7 @@ void SetSession(int number) {
     column.SSelected = 1;
     ColMaps.assign(kTables * kColumns, column);
     for (i16 k = 0; k < kTables * kColumns; ++k) {
-        ColMaps[static_cast<std::size_t>(k)].TabID = k / kColumns;
+        ColMaps[static_cast<std::size_t>(k)].TabID = static_cast<i16>(k / kColumns);
         ColMaps[static_cast<std::size_t>(k)].Pos = k;
     }
 }

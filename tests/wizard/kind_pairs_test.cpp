@@ -232,7 +232,7 @@ protected:
         if (kind == "FOXPRO") {
             Type("Form3", "FoxDir", Emptied("dbf-target"));
             Press("Form3", "NXTBUTT");
-            return [this] {
+            return [] {
                 // Its texts are as long as their column.
                 const auto rows = RowsOf(FoxPro("dbf-target"), "select id, name from goods");
                 return std::regex_replace(rows, std::regex(" +\n"), "\n");
@@ -257,7 +257,7 @@ protected:
         }
         Type("Form12c", "FName", Emptied("txt"));
         Press("Form12c", "NXTBUTT");
-        return [this] {
+        return [] {
             std::string rows;
             for (const auto& file : std::filesystem::directory_iterator(In("txt"))) {
                 std::ifstream stream(file.path());

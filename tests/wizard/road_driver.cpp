@@ -158,7 +158,7 @@ void RoadDriver::Click(const std::string& page, const std::string& control) {
 void RoadDriver::ClickItem(const std::string& what,
                            const std::string& page,
                            const std::string& view,
-                           std::function<QModelIndex()> find,
+                           const std::function<QModelIndex()>& find,
                            bool on_its_tick) {
     Add(
         what + " of " + page + "." + view,

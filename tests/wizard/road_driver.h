@@ -72,7 +72,7 @@ private:
     void ClickItem(const std::string& what,
                    const std::string& page,
                    const std::string& view,
-                   std::function<QModelIndex()> find,
+                   const std::function<QModelIndex()>& find,
                    bool on_its_tick);
     void AddLetter(const std::string& page, const std::string& control);
     void Tick();

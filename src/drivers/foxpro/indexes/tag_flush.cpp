@@ -192,6 +192,7 @@ void TagSet::State::FlushUnique(Tag& tag, TreeEdits& edits, const RecordWalk* wa
 
 void TagSet::State::Build(std::vector<TagHeader> headers, const RecordWalk& walk) {
     std::vector<std::byte> pads;
+    pads.reserve(headers.size());
     for (const auto& header : headers) {
         pads.push_back(KeyMaker(header, layout, letters).Pad());
     }

@@ -308,9 +308,9 @@ void Tree::JoinSparse(Row& row) {
         if (row.touched[k] == 0 || !IsSparse(row.pages[k])) {
             continue;
         }
-        if (k > 0 && TryJoin(row, k - 1)) {
-            --k;
-        } else if (k + 1 < row.pages.size() && TryJoin(row, k)) {
+        const bool joined =
+            (k > 0 && TryJoin(row, k - 1)) || (k + 1 < row.pages.size() && TryJoin(row, k));
+        if (joined) {
             --k;  // it may take in one more
         }
     }

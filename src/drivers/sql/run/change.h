@@ -17,7 +17,7 @@ std::unique_ptr<Statement> PrepareChange(std::string_view sql,
 
 // For "SELECT columns FROM table"; throws for anything else.
 std::unique_ptr<Appender> MakeAppender(const Select& select,
-                                       std::shared_ptr<EmbeddedDatabase> database,
+                                       const std::shared_ptr<EmbeddedDatabase>& database,
                                        const Dialect& dialect);
 
 // A value of a statement in the kind of the column that it is for: text becomes the date, number

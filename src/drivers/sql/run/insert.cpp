@@ -428,13 +428,13 @@ std::unique_ptr<Statement> PrepareInsert(const Insert& insert,
 }
 
 std::unique_ptr<Statement> PrepareSelectInto(Select select,
-                                             std::shared_ptr<EmbeddedDatabase> database,
+                                             const std::shared_ptr<EmbeddedDatabase>& database,
                                              const Dialect& dialect) {
-    return std::make_unique<SelectInto>(std::move(select), std::move(database), dialect);
+    return std::make_unique<SelectInto>(std::move(select), database, dialect);
 }
 
 std::unique_ptr<Appender> MakeAppender(const Select& select,
-                                       std::shared_ptr<EmbeddedDatabase> database,
+                                       const std::shared_ptr<EmbeddedDatabase>& database,
                                        const Dialect& dialect) {
     auto plain = MatchPlainQuery(select, *database);
     if (!plain || plain->count_only) {
@@ -442,7 +442,7 @@ std::unique_ptr<Appender> MakeAppender(const Select& select,
         CompileSelect(select, *database, dialect);  // says what isn't there
         throw NotSupported("Adding rows to anything but the columns of a table");
     }
-    return std::make_unique<TableAppender>(std::move(*plain), std::move(database));
+    return std::make_unique<TableAppender>(std::move(*plain), database);
 }
 
 }  // namespace vantry::sql

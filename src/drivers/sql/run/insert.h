@@ -14,7 +14,7 @@ std::unique_ptr<Statement> PrepareInsert(const Insert& insert,
                                          const Dialect& dialect);
 // SELECT ... INTO a new table.
 std::unique_ptr<Statement> PrepareSelectInto(Select select,
-                                             std::shared_ptr<EmbeddedDatabase> database,
+                                             const std::shared_ptr<EmbeddedDatabase>& database,
                                              const Dialect& dialect);
 
 // Throws TableExists; the engine itself says what else is wrong.
