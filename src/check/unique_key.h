@@ -21,7 +21,8 @@ public:
 
     const TableRules::Unique& Rule() const { return rule_; }
     std::span<const std::optional<std::size_t>> Columns() const { return columns_; }
-    // Values are taken as they arrive. False: by the rule itself, which stores them.
+    // Whether Add wants the values as the target stores them. False: the rule makes its keys itself
+    // (StoredKeys), of the values as they are read.
     bool WantsStoredValues() const { return rule_.keys == nullptr; }
 
     // One cell a part. Row 0: it is in the target already.

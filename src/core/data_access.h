@@ -111,9 +111,9 @@ public:
         RequireOpen();
         return fields_;
     }
-    // Throws once a move has failed for good: there is no row and no end.
     // See DriverConnection; none of a closed one.
     std::vector<std::string> TakeRemarks();
+    // Throws once a move has failed for good: there is no row and no end.
     bool Eof() const { return row_.empty() && EofWithoutRow(); }
     void MoveNext() { row_.empty() ? MoveNextUncommonly() : StepCursor(); }
     void MoveFirst();

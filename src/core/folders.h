@@ -1,5 +1,4 @@
 #pragma once
-
 // Where the programs stand, and which folder is the user's: the one with the repository, the log
 // folder and the state of the scheduler. Unpacked or built, Vantry keeps everything beside its
 // programs. Installed for all users it can't: then the user has a folder of his own.

@@ -35,8 +35,8 @@ std::string TargetInWords();
 // "orders.mdb, 4 tables → shop.accdb". A side without words is named by its kind.
 std::string RouteInWords(const std::string& source, const std::string& target);
 
-// What a page says when its fields don't say what is connected any more. `field` is the text that
-// names the file or server; the same as before where another field was changed.
+// What a page says when its fields don't say what is connected any more: the texts of the field
+// that names the file or server, then and now. They are the same where another field was changed.
 std::string StaleFieldInWords(const std::string& connected,
                               const std::string& field_then,
                               const std::string& field_now);

@@ -78,6 +78,8 @@ private:
     std::thread thread_;
 };
 
+// The waits of one connection: cuts it when one takes longer than the limit, and has the server
+// asked to stop when the user has cancelled.
 class AnswerWatch {
 public:
     using End = WaitEnd;

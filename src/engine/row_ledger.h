@@ -5,10 +5,10 @@
 // verification are kept here.
 //
 //     RowOpened                      the source stands on a row
-//     RowKept, RowClosed             a copy of it is kept, its outcome comes later; it is dealt
-//     with Stored(n), Refused(n, error)   outcome of the n oldest kept rows or, with none kept, of
-//     the
-//                                    row on which the source stands
+//     RowKept                        a copy of it is kept: its outcome comes later
+//     RowClosed                      the source leaves it; what becomes of the copy is told later
+//     Stored(n), Refused(n, error)   the outcome of the n oldest kept rows or, with none kept, of
+//                                    the row on which the source stands
 //     Failed                         a statement failed: the open row, if there is one, isn't sent
 //
 // A row is told once, under the words of its first failure.

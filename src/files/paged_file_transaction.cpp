@@ -1,4 +1,9 @@
-// Statements, batches of rows, and how their pages get into the file by way of the journal.
+// How the pages of a transaction get into the file, whole or not at all. At the commit the former
+// content of existing pages goes into the journal first, then new pages are written, then existing
+// ones; taking the journal away is the commit. A load that is larger than the memory for pages
+// writes some earlier (SafePoint), new ones where it can: an existing page shuts readers out from
+// then on. Easy to get wrong: a page counts as unchanged only when its write went well; and a file
+// that isn't as it was left, or whose journal has gone already, is not cut.
 
 #include "files/paged_file.h"
 

@@ -1,6 +1,7 @@
 #pragma once
-// The one line of a run on a terminal, renewed in place, and gone at its end. Where standard error
-// is another's business and standard output is no terminal there is none.
+// The one line of a run on a terminal, renewed in place, and gone at its end. It stands on standard
+// output, and only where that is a terminal. Messages go to standard error; who prints one calls
+// Clear() first, or it would stand within the line.
 
 #include "engine/run_progress.h"
 #include "engine/run_view.h"

@@ -30,7 +30,7 @@ std::string ColumnInsert(i32 session_id, i16 tab_id, const ColMapRec& column);
 // Name, log file and schedule of a saved session, as its editing window changes them.
 std::string SessionUpdate(i32 session_id, const SessionSave& save);
 
-// The five schedule values; `time` and `date` are what the pickers hold.
+// The five schedule values; times and dates are what the pickers hold.
 void SetDaily(SessionSave& save, const DateTime& time);
 void SetWeekly(SessionSave& save, const DateTime& time, const std::string& mask);
 void SetMonthly(SessionSave& save, const DateTime& time, int day);

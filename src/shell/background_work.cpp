@@ -99,8 +99,8 @@ bool StartThread(const std::shared_ptr<SharedWork>& shared,
 
 // Takes all input as long as it lives; Esc ends the loop. What began with a press of the mouse ends
 // with its release: that comes again behind the work, or a button pressed to leave a cell would
-// stay down. A box that comes up in the meantime (the
-// window manager's close button asks one) keeps its own.
+// stay down. A box that comes up in the meantime (the window manager's
+// close button asks one) keeps its own.
 class InputGate : public QObject {
 public:
     InputGate(QEventLoop& loop, bool gives_up)

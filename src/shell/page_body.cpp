@@ -2,8 +2,8 @@
 // buttons and the line above them, come back out of it.
 // Easy to get wrong: controls that change their parent are hidden and lose the focus, so a page
 // that is seen gets both again; and they lose their place in the tab order if they leave its window
-// on their way. And the wheel, which now scrolls, must not change a choice on its
-// way: a list or a number takes it only where it has the focus.
+// on their way. And the wheel, which now scrolls, must not change a choice on its way:
+// a list or a number takes it only where it has the focus.
 #include "shell/page_body.h"
 
 #include <QAbstractSpinBox>

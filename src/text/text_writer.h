@@ -8,8 +8,8 @@
 // dies, the former file stays and the lines so far stand beside it (text/line_file.h).
 //
 // A line is written whole or not at all: a row of which a field can't be read, or whose line the
-// file refuses, is logged and not counted. The rows counted are those in the file; a
-// cancel alone leaves one more there, whose line was written when the cancel came.
+// file refuses, is logged and not counted. The rows counted are those in the file; a cancel alone
+// leaves one more there, whose line was written when the cancel came.
 
 #include "core/session_state.h"
 

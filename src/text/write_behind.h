@@ -1,6 +1,7 @@
 #pragma once
-// Writes of a file, each going on while its caller works: handing fresh pages of a new file to a
-// program costs the kernel as much time as making the lines that go into them.
+// Writes a file piece by piece on a second thread, while the caller makes the next piece. That
+// pays: the kernel takes as long to give a new file its pages as a run takes to make the lines for
+// them.
 
 #include "files/background_jobs.h"
 #include "files/early_writeout.h"

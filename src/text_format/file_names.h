@@ -14,8 +14,8 @@ namespace vantry::text {
 // differs in letter case only. Nothing if there is no such file.
 std::optional<std::string> FindFile(const std::string& folder, std::string_view table_name);
 
-// The name that a new table's file gets: a last "#" with no "." behind it
-// becomes the "." of the extension.
+// The name that a new table's file gets: a last "#" with no "." behind it becomes the "." of the
+// extension.
 std::string NewFileName(std::string_view table_name);
 
 // How the catalogue spells a file's name: the last "." becomes "#".

@@ -90,8 +90,7 @@ void PrependSections(const std::string& folder,
     const std::string name(kSchemaFile);
     const std::string path = JoinPath(folder, FindFile(folder, name).value_or(name));
     const std::string older = ReadSchemaFile(folder).value_or("");
-    // In the character set of the older text, which stays as it is but for its line
-    // breaks.
+    // In the character set of the older text, which stays as it is but for its line breaks.
     const auto encoding = TextEncoding::Choose("", older, path);
     const std::size_t mark = encoding.MarkBytes();
     std::string content = older.substr(0, mark);

@@ -1,6 +1,6 @@
 #pragma once
-// The windows by which a user looks before a copy: over the frame, closed by Escape, as large as
-// their contents ask and the screen has room for.
+// The windows by which a user looks before a copy: over the frame, closed by Escape, of a size that
+// goes by the font and stays within the screen.
 
 #include <QDialog>
 
@@ -11,7 +11,7 @@ namespace vantry {
 class LookWindow : public QDialog {
     Q_OBJECT
 public:
-    // `name` is the object's; `share`: of the frame's width and height.
+    // `name` is the object's.
     LookWindow(const char* name, const QString& title, QWidget* parent);
 
 protected:

@@ -1,4 +1,9 @@
-// The writing side of the database and its tables for the SQL layer.
+// The writing side of AccessDatabase and AccessTable for the SQL layer; database.cpp and
+// access_table.cpp have the reading one. Rows go to the table's writer, statements and transactions
+// to the page store. Easy to get wrong: how far a roll-back reaches. A row of a bulk load has a
+// bracket of its own (InsertBatched); a statement that fails within BEGIN TRANSACTION takes the
+// whole transaction back once it has changed a page; and definitions don't change within one at
+// all.
 
 #include "drivers/access/access_table.h"
 #include "drivers/access/catalogue/definition_writer.h"

@@ -1,6 +1,7 @@
-// Reads the words of both families of connection strings. A word that is there but says nothing
-// known is taken for its default, as the product's drivers do; a code page that isn't one is an
-// error, since texts would be stored wrongly.
+// Connection strings are of two families, the OLE DB provider's and the ODBC driver's, and both
+// name the same things. A word that is there but says nothing known is taken for its default, as
+// FoxPro's own drivers do; a code page that isn't one is an error, since texts would be stored
+// wrongly.
 #include "drivers/foxpro/driver.h"
 
 #include "data/letter_case.h"
@@ -34,7 +35,7 @@ bool IsOn(const std::string& value, bool usual) {
     return usual;
 }
 
-// Strings of the second family say nothing about the kind: the path decides.
+// Strings of the provider don't say whether it is a folder or a container: the path decides.
 bool NamesContainer(const std::string& path) {
     return path.size() > 4 && EqualsNoCase(std::string_view(path).substr(path.size() - 4), ".dbc");
 }

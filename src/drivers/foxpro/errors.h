@@ -17,7 +17,7 @@ DataError NotATable(std::string_view path, std::string_view what);
 DataError DamagedTable(std::string_view path, std::string_view what);
 DataError DamagedIndex(std::string_view path, std::string_view what);
 DataError DamagedContainer(std::string_view path, std::string_view what);
-// `what`: "the table", "a memo file", ...; the way out stands in the sentence.
+// `why`: without its full stop; says the way out where there is one.
 DataError CannotWrite(std::string_view path, std::string_view why);
 // A field of a record that can't be read.
 DataError BadField(std::string_view path,

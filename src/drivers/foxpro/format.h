@@ -12,7 +12,7 @@
 
 namespace vantry::foxpro {
 
-// ---- Header of a table, 32 bytes (all versions but kFoxBase)
+// ---- Header of a table, 32 bytes (all versions but FoxBase)
 inline constexpr std::size_t kVersionOffset = 0;        // u8, see Version
 inline constexpr std::size_t kUpdateDateOffset = 1;     // three u8: year % 100, month, day
 inline constexpr std::size_t kRecordCountOffset = 4;    // u32; deleted records are counted

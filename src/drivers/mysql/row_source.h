@@ -1,5 +1,6 @@
 #pragma once
-// The two ways in which rows come from the server.
+// How the rows of a statement come from the server: in the protocol's text form, or in its binary
+// one where the text would lose digits.
 
 #include "drivers/mysql/session.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 // The errors of the SQL layer, in the words that users of this dialect know. `engine` is the
-// dialect's engine name ("Microsoft Jet database engine"); `near` the place in the statement.
+// dialect's engine name ("Microsoft Jet database engine").
 
 #include "data/data_error.h"
 

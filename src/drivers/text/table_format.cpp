@@ -1,7 +1,7 @@
 // How one file is to be read: the connection string first, then its section of Schema.ini over it,
 // key by key. Both are written by hand and by other programs, so nothing here fails: a word that
-// isn't understood leaves what was there, as refusing the
-// file would help less than reading it. Easy to get wrong: a semicolon may be the delimiter inside
+// isn't understood leaves what was there, as refusing the file
+// would help less than reading it. Easy to get wrong: a semicolon may be the delimiter inside
 // "Delimited(;)" of a string that is itself cut at semicolons, a column's name may have blanks and
 // quotes, and two spellings of TextDelimiter are in use.
 

@@ -1,7 +1,10 @@
 #include "engine/pages/form14.h"
 
-// A run works inside Start, so Start is on the stack while Cancel and the close box are handled:
-// both only set the two flags, and what they would unload goes when the run has ended.
+// The run page: chooses the run by the kind of the target, shows it by a RunDisplay, and tells what
+// came of it in the status bar, as the page's own texts are fixed. Easy to get wrong: a run works
+// inside Start, so Start is on the stack while Cancel and the close box are handled. Both only ask
+// the run to stop (SessionCancelled, TableCancelled, StopStatement), and what they would unload
+// goes when it has ended.
 
 #include "ui_Form14.h"
 
@@ -99,8 +102,7 @@ void Form14::Start() {
     try {
         RunChosen();
     } catch (const std::exception& error) {
-        // A run logs its failures. What still gets here must not take the program
-        // along.
+        // A run logs its failures. What still gets here must not take the program along.
         // When all tables are behind, no row is missing: it was the note of the run that failed.
         TellStop(
             std::string(CurrentRunReport.Walked

@@ -1,5 +1,5 @@
 #pragma once
-// Makers for the pages of this folder.
+// Makes the pages of this folder known by their names (shell/page_set).
 
 namespace vantry {
 

@@ -1,7 +1,7 @@
 #pragma once
-// A field into which a path can be typed as well as browsed for. What was typed is taken by Enter,
-// which then isn't the page's default button, and when the field is left. Enter on a path that is
-// taken is the page's.
+// A field into which a path can be typed as well as browsed for. What was typed is taken when the
+// field is left, and by Enter, which then doesn't press the page's default button; Enter on a path
+// that has been taken does.
 
 #include <QObject>
 #include <QString>

@@ -1,5 +1,5 @@
-// What Access's own files ask of our writer, by files of our making (real_files_writing_test.cpp is
-// the second opinion), and what every page owes its readers.
+// What Access's own files ask of our writer, by files of our making (real_files_test.cpp is the
+// second opinion), and what every page owes its readers.
 
 #include "drivers/access/bent_file.h"
 

@@ -1,5 +1,8 @@
 // MSysQueries has one row for each clause or part of a clause of a query; its column Attribute says
-// which, Order numbers the rows of one attribute. Expressions are stored as they are printed.
+// which, Order numbers the rows of one attribute. Expressions are stored as they are printed, so
+// the statement is put together clause by clause. Easy to get wrong: the rows of the joins come in
+// no order in which they could be written, and what needs more than a SELECT (parameters, another
+// database) is refused rather than left out.
 
 #include "drivers/access/catalogue/saved_query.h"
 

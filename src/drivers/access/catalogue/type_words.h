@@ -13,8 +13,8 @@ struct NewColumn {
     std::uint32_t last_number = 0;  // AutoNumber: the one before the first
 };
 
-// Throws DataError, naming the column, for words and sizes that the engine doesn't know. `version`
-// is the file's: later ones have further types.
+// Throws DataError, naming the column, for words and sizes that the engine doesn't know. `header`
+// is the file's: those of later versions have further types.
 NewColumn ColumnFromWords(const sql::ColumnDefinition& definition, const FileHeader& header);
 
 }  // namespace vantry::access

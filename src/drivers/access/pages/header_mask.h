@@ -1,5 +1,5 @@
 #pragma once
-// The mask over a part of page 0, which hides it from a glance and from nothing else.
+// The mask over a part of page 0: the same bytes in every file, so it keeps nothing secret.
 
 #include "drivers/access/format.h"
 

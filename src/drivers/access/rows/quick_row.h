@@ -1,7 +1,7 @@
 #pragma once
 // The short way from a stored row to cells, for rows with nothing uncommon about them: Jet 4 rows
-// that know all columns of the table, whose fields lie within the row. Whatever else a row may be,
-// this only says that it is, and the careful way (RowView, FieldDecoder) takes it from there.
+// that know all columns of the table, whose fields lie within the row. Of any other row it says
+// that it is one, and the careful way (RowView, FieldDecoder) reads it.
 //
 // Has no state of its own but the plan: several threads may use one.
 

@@ -1,5 +1,5 @@
 #pragma once
-// How the fields of a row are put behind one another.
+// Writing the fields of a row one behind the other, as the row's encoders do.
 
 #include <cstddef>
 #include <cstring>

@@ -12,7 +12,7 @@ namespace vantry::access {
 class VerifyLog {
 public:
     explicit VerifyLog(VerifyReport& report) : report_(&report) {}
-    // `kind` groups what is counted together; `where` and `what` make the sentence.
+    // `kind` groups what is counted together.
     void Finding(const std::string& kind, const std::string& sentence) {
         Add(report_->findings, kind, sentence);
     }

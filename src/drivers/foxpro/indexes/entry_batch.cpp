@@ -2,7 +2,9 @@
 // they begin to differ, digit by digit, leaving out digits that are the same in all; those whose
 // eight bytes are the same by the next eight in which they differ, and so on. The numbers of
 // records that come one after the other stay in order by themselves, as each pass keeps the order
-// of equals.
+// of equals. Easy to get wrong: an entry may come and go several times in one batch. What was said
+// about it must keep its order, since only an odd number of times leaves something to do, and the
+// last word says what.
 
 #include "drivers/foxpro/indexes/entry_batch.h"
 

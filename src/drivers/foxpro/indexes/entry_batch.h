@@ -33,7 +33,7 @@ struct SortRoom {
 
 class EntryBatch {
 public:
-    // `finds`: Last() will be asked.
+    // `finds`: FindLast() will be asked.
     EntryBatch(const TreeShape& shape, bool finds) : shape_(shape), finds_(finds) {}
 
     std::size_t Count() const { return count_; }

@@ -1,7 +1,7 @@
-// The outside of the tags: each call first sees whether the files are still those of the last one
-// (State::Enter), and then leaves the work to the state. Tags that are added are built together
-// with those that are there, into a file that is made anew: the directory stays small and in order,
-// and there is one way to write it.
+// The calls that change, build and check a table's tags. Each first sees whether the files are
+// still those of the last one (State::Enter), and then leaves the work to the state. Tags that are
+// added are built together with those that are there, into a file that is made anew: the directory
+// stays small and in order, and there is one way to write it.
 
 #include "drivers/foxpro/indexes/tag_set.h"
 

@@ -1,5 +1,7 @@
 #pragma once
-// The inside of a TagSet.
+// What a TagSet keeps: the tags, the keys that were gathered for each, the pages of the index file,
+// and the thread that makes keys beside this one. Apart from tag_set.h, so that users of the tags
+// see none of it. tag_state.cpp gathers keys, tag_flush.cpp puts them into the trees.
 
 #include "drivers/foxpro/indexes/background_keys.h"
 #include "drivers/foxpro/indexes/tag.h"

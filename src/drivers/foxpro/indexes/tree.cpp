@@ -1,9 +1,11 @@
 // All changes go through one walk down the tree, with as many edits as there are, in their order:
 // each node that has some is read once and written once, as one, several or no nodes, and the node
-// above takes over what it is told. So one row and a million go by the same way. Two things are
-// easy to get wrong: an entry of an inner node is the last one below its child, so that a change at
-// the end of a child changes all above; and nodes are linked on every level, also to neighbours
-// below another parent.
+// above takes over what it is told. So one row and a million go by the same way. What doesn't fit
+// into a page is split there: a leaf's entries by LeafPacker (node.cpp), an inner node's in
+// WriteInner; nodes that have become small are joined (JoinSparse). Two things are easy to get
+// wrong: an entry of an inner node is the last one below its child, so that a change at the end of
+// a child changes all above; and nodes are linked on every level, also to neighbours below another
+// parent.
 
 #include "drivers/foxpro/indexes/tree.h"
 

@@ -22,7 +22,7 @@ struct Header {
 // `start` holds the file's first bytes: all up to the first record if they are there. Throws
 // DataError naming the file and what is wrong with it.
 Header ParseHeader(ByteSpan start, std::uint64_t file_size, std::string_view path);
-// Of a file that nobody needs to have open; nothing where no header can be read.
+// Opens the file for this alone; nothing where no header can be read.
 std::optional<Header> HeaderOfFile(const std::string& path);
 
 // Gives each V, Q and nullable field its bits, in the order of the fields: the short bit first.

@@ -1,5 +1,8 @@
-// Most numbers stand in their field just as they are passed on, and are written just as they come;
-// both ways look first whether that is so, and only then take the number apart.
+// A table may be nothing but numbers, and each is text in its field. The digits of most are passed
+// on as they stand there, and written as they come: both ways look first whether that is so, and
+// take only the others apart. Easy to get wrong: numbers are rounded half away from zero here, not
+// half to even; sign and point count in the width; and ".50" is what FoxPro writes where "0.50" has
+// no room.
 
 #include "drivers/foxpro/table/number_text.h"
 

@@ -1,5 +1,6 @@
 #pragma once
-// Numbers in N and F fields: digits, right aligned, in words of the table alone.
+// Numbers of N and F fields: digits as text, right aligned in the field's width. These functions
+// only say what a number is and whether it fits; the errors are the caller's.
 
 #include "data/value.h"
 #include "files/checked_bytes.h"
