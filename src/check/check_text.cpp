@@ -1,7 +1,7 @@
-#include "check/check_text.h"
-
 // Sentences made of counts and values. Easy to get wrong: an example of the types has no row, and a
 // value that is refused arrives as nothing.
+
+#include "check/check_text.h"
 
 #include "core/route.h"
 #include "data/utf.h"

@@ -1,10 +1,10 @@
-#include "check/column_holding.h"
-
 // Words lead to a type code with the size that the kind gives it when none is written, and type
 // codes to what they hold; so a created column and one that exists are judged by the same rows.
 // Easy to get wrong: what a word means differs by kind (INTEGER is four bytes in Access's CREATE,
 // "Decimal" alone has no places in MySQL and SQL Server), a FoxPro number's precision counts its
 // point and its sign, and lengths count characters, UTF-16 units or bytes.
+
+#include "check/column_holding.h"
 
 #include "data/ado_types.h"
 #include "data/code_page.h"

@@ -1,11 +1,11 @@
-#include "core/data_access.h"
-
 // The state of the objects over a driver: which operation is allowed when, and whose words an error
 // has. A recordset is one of three things: a streaming cursor, whose row is the driver's own
 // memory, a static one that holds its rows, or an appender that reads nothing. Easy to get wrong: a
 // cursor whose step failed must stay dead, or a lost server would give its last row for ever; rows
 // sent in bulk fail as late as Close, so Close flushes first and throws last; and a field without a
 // value is refused rather than sent as something else.
+
+#include "core/data_access.h"
 
 #include "core/driver_registry.h"
 

@@ -1,10 +1,10 @@
-#include "core/kinds.h"
-
 // The table is one constant expression: lists of type names first, then a row a kind, then the
 // search. A row says only where its kind departs from the defaults of kinds.h, so what a kind is
 // like can be read off in one place. Easy to get wrong: the order of the rows is the order of the
 // options on the wizard's first page, and type names are in capitals where they are compared, as
 // users see them where they are offered.
+
+#include "core/kinds.h"
 
 #include <algorithm>
 #include <iterator>

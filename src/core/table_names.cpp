@@ -1,9 +1,9 @@
-#include "core/table_names.h"
-
 // Each name in a statement is put together here, by the row of its kind and what the statement is
 // for. Easy to get wrong: a FoxPro table in folder mode is a file when its rows are read or written
 // and a plain name when its columns are probed, and the target's name is bracketed in some
 // statements and bare in others, as the row's fields "table" and "name" say.
+
+#include "core/table_names.h"
 
 #include "data/letter_case.h"
 

@@ -1,11 +1,11 @@
-#include "engine/batch_rows.h"
-
 // A batch grows as one string and goes out when the count of rows reaches a multiple of 100. Easy
 // to get wrong: the count includes rows that were lost, so after a refused batch the next is as
 // long as any other; the full batches end in ";" and the last doesn't; and a cancel is looked for
 // only behind a batch, so that what the server has is always a whole number of them. An answer
 // comes when the walk is some rows further on, but its error, its counts and a load that it gives
 // up are those of the row at which its batch went out.
+
+#include "engine/batch_rows.h"
 
 #include <optional>
 #include <string>

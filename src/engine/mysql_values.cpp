@@ -1,10 +1,10 @@
-#include "engine/mysql_values.h"
-
 // Values as MySQL reads them in the text of an INSERT. One function a group of types, chosen once a
 // table, each of which appends to the batch without a text of its own in between: a batch of 100
 // rows is one string. Easy to get wrong: a quote inside a text is doubled and a backslash isn't,
 // since stored sessions hold texts that were escaped for exactly that; a null text is an empty one;
 // and what isn't a number must not stand bare, or the server reads it as part of the statement.
+
+#include "engine/mysql_values.h"
 
 #include "data/ado_types.h"
 #include "data/data_error.h"

@@ -1,8 +1,8 @@
-#include "engine/own_source.h"
-
 // Two connection strings rarely look alike even when they lead to one database, so their parts are
 // compared: file or server, port, data source name, then what an owner means to the kind. When in
 // doubt the answer is yes: a refused table is an annoyance, an emptied one is a loss.
+
+#include "engine/own_source.h"
 
 #include "core/driver_registry.h"
 #include "core/kinds.h"

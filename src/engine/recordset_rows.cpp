@@ -1,7 +1,7 @@
-#include "engine/recordset_rows.h"
-
 // A row is AddNew, each field by its carrier, Update. A field that fails leaves its value unset,
 // and Update isn't tried then: the row is logged once, under the field's words.
+
+#include "engine/recordset_rows.h"
 
 #include "core/table_names.h"
 

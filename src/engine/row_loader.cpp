@@ -1,8 +1,8 @@
-#include "engine/row_loader.h"
-
 // Chooses between the two ways to any target but MySQL: a prepared statement, or a recordset where
 // a column is long or binary. The row number of an error is that of the last row tried, so a field
 // that fails shows the number of the row before it; logs have always read that way.
+
+#include "engine/row_loader.h"
 
 #include "data/value_convert.h"
 #include "data/value_text.h"

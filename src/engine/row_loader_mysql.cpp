@@ -1,9 +1,9 @@
-#include "engine/row_loader_mysql.h"
-
 // Chooses between batches of text and, where a column is long or binary, a recordset. Differs from
 // the other loader in what users see: the limit is the 51st error, errors show the count of rows
 // loaded, and on giving up the source is closed. Logs are compared with those of earlier runs, so
 // these stay as they are.
+
+#include "engine/row_loader_mysql.h"
 
 #include "engine/batch_rows.h"
 #include "engine/recordset_rows.h"

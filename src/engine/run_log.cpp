@@ -1,9 +1,9 @@
-#include "engine/run_log.h"
-
 // The words of the log, one function a line. They are searched by users' scripts and compared with
 // logs of earlier runs: odd spellings, blanks and line breaks are part of them. Easy to get wrong:
 // "exceed 50" stands also where the limit is the 51st error, and minutes of an elapsed time aren't
 // reduced by its hours.
+
+#include "engine/run_log.h"
 
 #include "data/value_text.h"
 

@@ -1,8 +1,8 @@
-#include "engine/run_session.h"
-
 // The walk over a session's tables: prepare, note a creation, load, time, rename a polled file.
 // Easy to get wrong: what a table's failure leaves behind. It ends neither the walk nor the record,
 // and the result of the table before it goes on deciding whether a polled file is renamed.
+
+#include "engine/run_session.h"
 
 #include "core/kinds.h"
 #include "data/answer_watch.h"

@@ -1,6 +1,6 @@
-#include "engine/source_statements.h"
-
 // Both statements share their FROM and WHERE, so that the count is that of the rows that are read.
+
+#include "engine/source_statements.h"
 
 #include "core/table_names.h"
 

@@ -1,5 +1,3 @@
-#include "engine/statement_rows.h"
-
 // The statement is prepared by its first execution and takes new values by reference after that: no
 // value is copied between the source's row and the driver. A parameter holds its value for one
 // execution only, so a field that failed leaves its parameter empty instead of the row before's.
@@ -9,6 +7,8 @@
 // get wrong: the window is let in while rows are still kept, or a cancel would find them sent, so
 // those hand-overs are taken off when the rows' outcomes are known; and the row that the source
 // stands on is shown only when the step behind it has gone well.
+
+#include "engine/statement_rows.h"
 
 #include "core/table_names.h"
 #include "data/value_convert.h"

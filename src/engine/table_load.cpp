@@ -1,10 +1,10 @@
-#include "engine/table_load.h"
-
 // The frame around the rows of one table. Each step is a statement of the error scope and none asks
 // whether the one before it went well: a source that can't be reached ends in as many logged errors
 // as are allowed, as users know it from old logs. Easy to get wrong: a loop condition that fails
 // enters the loop, a table that is given up must flush what it has sent before it is reported, and
 // rows that a late failure took back come off the counts that were right when they were made.
+
+#include "engine/table_load.h"
 
 #include "core/table_names.h"
 #include "data/value_convert.h"

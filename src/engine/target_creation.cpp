@@ -1,10 +1,10 @@
-#include "engine/target_creation.h"
-
 // One statement from the column map: head, a piece a column behind a carriage return, and a
 // bracket. A new table takes the target side's names and types, a rebuilt one the source side's
 // names with their types translated, because the loaders name the columns of a dropped table that
 // way. Easy to get wrong: which width counts (the target's in a new table, the source's in a
 // rebuilt one), and that a word in place of a type, such as OLEOBJECT, takes no size.
+
+#include "engine/target_creation.h"
 
 #include "core/table_names.h"
 #include "data/error_text.h"

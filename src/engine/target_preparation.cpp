@@ -1,7 +1,7 @@
-#include "engine/target_preparation.h"
-
 // One statement each, on a connection that ends with the routine. No error goes further than the
 // log: the walk over the tables only sees that this one is left out.
+
+#include "engine/target_preparation.h"
 
 #include "core/table_names.h"
 #include "data/error_text.h"

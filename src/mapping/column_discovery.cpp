@@ -1,5 +1,3 @@
-#include "mapping/column_discovery.h"
-
 // Columns are read from the field list of a query without rows, which every kind understands alike,
 // and put side by side by position. What is asked is written down first and then asked in one go
 // over one connection, perhaps on another thread: that one has strings and gives records, and
@@ -7,6 +5,8 @@
 // again moves its rows to their end. Easy to get wrong: an array without rows has one empty element
 // (pages count on it), rows of one table stay together, and a text source's probe has no condition,
 // since its driver reads the first line in any case.
+
+#include "mapping/column_discovery.h"
 
 #include "core/table_names.h"
 #include "data/letter_case.h"

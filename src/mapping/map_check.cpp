@@ -1,8 +1,8 @@
-#include "mapping/map_check.h"
-
 // What stands between a map and the next page. Each check only reads; what a page does about an
 // answer is its own business. Tables that are dropped and made anew are passed over: their target
 // columns come from the source, whatever the map says.
+
+#include "mapping/map_check.h"
 
 #include "core/table_names.h"
 #include "mapping/mapping_rules.h"

@@ -1,7 +1,7 @@
-#include "mapping/map_edit.h"
-
 // Each choice of the user as the fields that it changes, and no others: what a choice leaves alone
 // is as much part of it, since the rest of the row is what the run will load.
+
+#include "mapping/map_edit.h"
 
 #include "core/kinds.h"
 #include "data/letter_case.h"

@@ -1,8 +1,8 @@
-#include "mapping/map_match.h"
-
 // Pairs first, as places in the two lists of columns, then rows from pairs. Easy to get wrong: two
 // columns of one name (letter case apart) each need a partner of their own, rows of other tables
 // may stand between and must keep their places, and Pos is the row's place in the whole array.
+
+#include "mapping/map_match.h"
 
 #include "data/letter_case.h"
 #include "mapping/column_discovery.h"

@@ -1,10 +1,10 @@
-#include "mapping/mapping_rules.h"
-
 // A row is judged by its target's rules for names and widths first, then by the table of type
 // pairs. The first rule that is broken gives the name message; the type block is added to it, so a
 // row can have both. Easy to get wrong: a FoxPro source is judged by rules of its own in three
 // points, a text source has no types, and the messages' words, line breaks included, are what users
 // search for.
+
+#include "mapping/mapping_rules.h"
 
 #include "core/kinds.h"
 #include "data/letter_case.h"

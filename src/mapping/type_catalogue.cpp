@@ -1,9 +1,9 @@
-#include "mapping/type_catalogue.h"
-
 // Two tables and a search. Every uneven cell of the second is in the tables that sessions have made
 // so far: a Single becomes an Integer in FoxPro and MySQL, a GUID a number. Evened out, a table
 // that is dropped and made anew would get other types than the one before, and programs that read
 // it break.
+
+#include "mapping/type_catalogue.h"
 
 #include "core/kinds.h"
 

@@ -1,10 +1,10 @@
-#include "mapping/type_rules.h"
-
 // Rows of (source kind, target kind, source types, allowed target types); the first row that has
 // the source type decides. Easy to get wrong: a type that stands in no row passes with every
 // target, which some types rely on (INT between MySQL and Oracle, NCLOB to FoxPro), so a group that
 // looks incomplete is meant. The lists are by hand and apart from the catalogue: users were warned
 // by them for years, and a new warning stops a session that has always run.
+
+#include "mapping/type_rules.h"
 
 #include <algorithm>
 #include <initializer_list>

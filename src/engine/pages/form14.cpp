@@ -1,10 +1,10 @@
-#include "engine/pages/form14.h"
-
 // The run page: chooses the run by the kind of the target, shows it by a RunDisplay, and tells what
 // came of it in the status bar, as the page's own texts are fixed. Easy to get wrong: a run works
 // inside Start, so Start is on the stack while Cancel and the close box are handled. Both only ask
 // the run to stop (SessionCancelled, TableCancelled, StopStatement), and what they would unload
 // goes when it has ended.
+
+#include "engine/pages/form14.h"
 
 #include "ui_Form14.h"
 

@@ -1,9 +1,9 @@
-#include "engine/pages/run_display.h"
-
 // The run calls this at every row; widgets are touched by the clock alone. What changed in between
 // is kept as numbers and drawn by Flush. What may take long (a server's answer, a count of rows) is
 // done by a helper thread, and events are let in meanwhile (WaitFor). Easy to get wrong: the log
 // isn't held back, as its lines are few, so a line may stand there before the counter has moved.
+
+#include "engine/pages/run_display.h"
 
 #include "shell/qt_text.h"
 

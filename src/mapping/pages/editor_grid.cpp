@@ -1,10 +1,10 @@
-#include "mapping/pages/editor_grid.h"
-
 // The toolkit's own editing takes a value over whenever an editor closes; here Enter, leaving and
 // scrolling take over different things, so editors are plain widgets that the grid lays over a
 // cell. Easy to get wrong: a cell is left before the next one is entered, also when leaving it
 // opens a box that moves the focus; the grid's own scrolling must not look like the user's; and an
 // editor that is hidden by scrolling still belongs to its cell.
+
+#include "mapping/pages/editor_grid.h"
 
 #include "shell/tool_tip.h"
 

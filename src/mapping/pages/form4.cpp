@@ -1,10 +1,10 @@
-#include "mapping/pages/form4.h"
-
 // The page does everything at its loading: both sides' columns, which targets exist, the map. A
 // failure on the way leads back to the page of the side that failed, and which pages those are is
 // in the rows of the kinds. Easy to get wrong: UnloadPage("Form4") takes this page out of the set
 // while its own handler runs, so nothing of it may be touched for long after that; and while the
 // grid is filled no cell event may be acted on.
+
+#include "mapping/pages/form4.h"
 
 #include "ui_Form4.h"
 

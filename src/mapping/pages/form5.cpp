@@ -1,10 +1,10 @@
-#include "mapping/pages/form5.h"
-
 // One grid with four editors over it: a list of source columns, one of target columns, one of
 // types, and a box for numbers. Each edit is written into ColMaps at once (mapping/map_edit says
 // what belongs to it) and shown from there; what the editors do stands in form5_edit.cpp, and here
 // what fills the page and what closes it. Easy to get wrong: nothing of the target side can be
 // changed once the target exists.
+
+#include "mapping/pages/form5.h"
 
 #include "ui_Form5.h"
 

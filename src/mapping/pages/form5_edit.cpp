@@ -1,8 +1,8 @@
-#include "mapping/pages/form5.h"
-
 // What the four editors over the grid do. The record is always written first and the cell shown
 // from it. Easy to get wrong: leaving a cell is strict about numbers and tells, Enter and scrolling
 // are not; and a choice from a list is written at once, so Escape has to put the whole row back.
+
+#include "mapping/pages/form5.h"
 
 #include "ui_Form5.h"
 

@@ -74,7 +74,7 @@ std::string JoinWord(std::int32_t flag) {
 
 // The same join with its sides exchanged.
 std::int32_t Mirrored(std::int32_t flag) {
-    return flag == 2 ? 3 : flag == 3 ? 2 : flag;
+    return flag == kLeftJoin ? kRightJoin : flag == kRightJoin ? kLeftJoin : flag;
 }
 
 // Sources that are joined already, as text.
