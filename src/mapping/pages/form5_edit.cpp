@@ -2,11 +2,10 @@
 // from it. Easy to get wrong: leaving a cell is strict about numbers and tells, Enter and scrolling
 // are not; and a choice from a list is written at once, so Escape has to put the whole row back.
 
-#include "mapping/pages/form5.h"
-
 #include "ui_Form5.h"
 
 #include "mapping/map_edit.h"
+#include "mapping/pages/form5.h"
 #include "mapping/pages/form5_columns.h"
 #include "shell/dialogs.h"
 #include "shell/qt_text.h"
