@@ -284,12 +284,17 @@ void BoundStatement::SendAllOrNothing(RowOutcomes& outcomes) {
     const auto rows = parameters_.Kept();
     link_->CommitEach(false);
     std::optional<DataError> refusal;
+    bool commits = false;
     try {
         link_->Check(ExecuteKept(rows), statement_);
         link_->DropFurtherResults(statement_);
+        commits = true;
         link_->EndTransaction(true);
     } catch (const DataError& error) {
         refusal = error;
+        if (!commits) {
+            refusal->SetArrivedRows(0);  // ends with its connection, if that is lost
+        }
         SQLFreeStmt(statement_.Get(), SQL_CLOSE);
     }
     bool undone = false;
@@ -304,6 +309,11 @@ void BoundStatement::SendAllOrNothing(RowOutcomes& outcomes) {
     if (!link_->IsLost()) {
         link_->CommitEach(true);
     }
+    // Over a connection that the server has ended at the commit the driver rolls back well, too.
+    if (undone && commits && !ServerAnswers()) {
+        undone = false;
+        refusal->SetArrivedRows(std::nullopt);
+    }
     // One by one now, so that only those that are refused are missing in the end.
     while (undone && !IsCancelled(*refusal) && parameters_.Kept() > 0) {
         SendOne(outcomes);
@@ -311,6 +321,16 @@ void BoundStatement::SendAllOrNothing(RowOutcomes& outcomes) {
     }
     outcomes.resize(outcomes.size() + parameters_.Kept(), refusal);
     parameters_.DropKept(parameters_.Kept());
+}
+
+bool BoundStatement::ServerAnswers() {
+    try {
+        const auto question = link_->NewStatement();
+        link_->ExecuteDirect(question, "SELECT 1");
+        return true;
+    } catch (const DataError&) {
+        return false;
+    }
 }
 
 void BoundStatement::SendToTheFirstRefused(RowOutcomes& outcomes) {

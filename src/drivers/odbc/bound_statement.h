@@ -45,6 +45,7 @@ private:
     void SendEachRow(RowOutcomes& outcomes);
     void SendAllOrNothing(RowOutcomes& outcomes);
     void SendToTheFirstRefused(RowOutcomes& outcomes);
+    bool ServerAnswers();
     void SendOne(RowOutcomes& outcomes);
     void DropAfterStop(RowOutcomes& outcomes);
 

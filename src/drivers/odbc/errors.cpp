@@ -134,7 +134,8 @@ bool IsRemark(const DiagnosticRecord& record) {
     return record.state.starts_with("01");
 }
 
-// The states of a broken connection and of a time limit. MariaDB's driver says it by its code
+// The states of a broken connection, of one that PostgreSQL's server ends (it may have committed
+// before), and of a time limit. MariaDB's driver says it by its code
 // alone; FreeTDS gives what its library noticed (no answer in time, a failed read or write, the end
 // of what the server sends) the state of a remark.
 bool IsAnswerLost(const DiagnosticRecord& record) {
@@ -144,7 +145,7 @@ bool IsAnswerLost(const DiagnosticRecord& record) {
         std::find(kFreeTdsLost.begin(), kFreeTdsLost.end(), record.native) != kFreeTdsLost.end() &&
         record.text.starts_with("[FreeTDS]");
     return record.state.starts_with("08") || record.state.starts_with("HYT") ||
-           record.native == kServerLost || noticed;
+           record.state.starts_with("57P") || record.native == kServerLost || noticed;
 }
 
 DataError WithoutWords(const std::string& source) {

@@ -227,27 +227,52 @@ TEST_F(BlocksTest, PostgresRowsAreJudgedAsSingleOnesAndALostAnswerIsUnknown) {
     }
     EXPECT_EQ(One(*in_parts, "select count(*) from parts"), "8");
 
-    TcpRelay relay(server.Port());
-    const auto connection = Connect(server.ConnectionText(relay.Port()));
-    const auto lost = connection->Prepare("INSERT INTO parts (id) VALUES (?)",
-                                          std::vector<ParameterInfo>{{adInteger, 4}});
-    for (int id = 100; id < 110; ++id) {
-        lost->Keep(std::vector{Cell::Int64(id)});
-    }
-    relay.Spoil([](std::string& piece) {
-        const bool committed = piece.find("COMMIT") != std::string::npos;
-        if (committed) {
-            piece.clear();
+    // The server's answer to the INSERTs or to the COMMIT is missing, or is that it ends the
+    // connection, in states that drivers know or don't know for it.
+    const auto fatal = [](const std::string& state) {
+        const auto end = std::string(1, '\0');
+        const auto fields = "SFATAL" + end + "C" + state + end + "Mthe end" + end + end;
+        return "E" + std::string(3, '\0') + static_cast<char>(fields.size() + 4) + fields;
+    };
+    const struct {
+        std::string words;
+        std::string answer;
+        int rows;
+        std::optional<std::int64_t> arrived;
+        int stored;
+    } cases[] = {{"COMMIT", "", 10, std::nullopt, 10},
+                 {"COMMIT", fatal("57P01"), 10, std::nullopt, 10},
+                 {"COMMIT", fatal("40001"), 10, std::nullopt, 10},
+                 {"INSERT", "", 10, 0, 0},
+                 {"INSERT", fatal("57P01"), 10, 0, 0},
+                 {"INSERT", fatal("57P02"), 1, std::nullopt, 1}};
+    int id = 100;
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.words + one.answer);
+        const auto before = One(*in_parts, "select count(*) from parts");
+        TcpRelay relay(server.Port());
+        const auto connection = Connect(server.ConnectionText(relay.Port()));
+        const auto lost = connection->Prepare("INSERT INTO parts (id) VALUES (?)",
+                                              std::vector<ParameterInfo>{{adInteger, 4}});
+        for (int k = 0; k < one.rows; ++k) {
+            lost->Keep(std::vector{Cell::Int64(++id)});
         }
-        return !committed;
-    });
-    lost->SendKept(outcomes);
-    ASSERT_EQ(outcomes.size(), 10U);
-    for (const auto& outcome : outcomes) {
-        ASSERT_TRUE(outcome.has_value());
-        EXPECT_EQ(outcome->ArrivedRows(), std::nullopt) << outcome->Description();
+        relay.Spoil([&](std::string& piece) {
+            const bool found = piece.find(one.words) != std::string::npos;
+            if (found) {
+                piece = one.answer;
+            }
+            return !found;
+        });
+        lost->SendKept(outcomes);
+        ASSERT_EQ(outcomes.size(), static_cast<std::size_t>(one.rows));
+        for (const auto& outcome : outcomes) {
+            ASSERT_TRUE(outcome.has_value());
+            EXPECT_EQ(outcome->ArrivedRows(), one.arrived) << outcome->Description();
+        }
+        EXPECT_EQ(One(*in_parts, "select count(*) from parts"),
+                  std::to_string(std::stoi(before) + one.stored));
     }
-    EXPECT_EQ(One(*in_parts, "select count(*) from parts"), "18");
 }
 
 // Of a refused block MariaDB's driver says nothing, and a table without transactions keeps some of
