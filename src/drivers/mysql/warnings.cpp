@@ -64,7 +64,14 @@ std::string WithoutRow(const std::string& text) {
 void Warnings::RequireUnchanged(Session& session, std::int64_t rows) {
     std::string first;
     int more = 0;
-    const auto remarks = ReadRemarks(session);
+    std::vector<Remark> remarks;
+    try {
+        remarks = ReadRemarks(session);
+    } catch (const DataError& error) {  // lost or stopped: the statement had gone well before
+        DataError arrived = error;
+        arrived.SetArrivedRows(rows);
+        throw DataError(arrived);
+    }
     // Once: where a proxy answers in the server's place, it would else end the table.
     if (remarks.empty() && told_.insert(std::string()).second) {
         throw RemarksNotListed(rows);

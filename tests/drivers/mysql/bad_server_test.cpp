@@ -19,6 +19,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <tuple>
 
 namespace vantry::test {
 namespace {
@@ -116,10 +117,21 @@ TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
     }
 }
 
-TEST(BadMySqlServer, AnInsertOfWhichTheServerCountsNoRowHasNotLoadedAny) {
-    for (const auto& counted : {"\0"s, "\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s}) {
-        const ScriptedServer server({.answer = Packet(1, "\0"s + counted + "\0\2\0\0\0"s)});
-        ExpectError("no row", [&] { ConnectTo(server)->Execute("INSERT INTO `t`(a) VALUES (1)"); });
+// One that counts none has loaded none; the rows of one that is gone before its remarks were read
+// are there.
+TEST(BadMySqlServer, AnInsertsAnswerSaysWhichRowsHaveArrived) {
+    const std::tuple<std::string, std::string, std::int64_t> cases[] = {
+        {"\0"s, "\0\0"s, 0},
+        {"\xFE\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s, "\0\0"s, 0},
+        {"\3"s, "\1\0"s, 3}};
+    for (const auto& [counted, remarks, arrived] : cases) {
+        const ScriptedServer server({.answer = Packet(1, "\0"s + counted + "\0\2\0"s + remarks)});
+        ExpectError("an insert", [&] {
+            const auto error =
+                ErrorOf([&] { ConnectTo(server)->Execute("INSERT INTO `t`(a) VALUES (1)"); });
+            EXPECT_EQ(error.ArrivedRows(), arrived) << error.Description();
+            throw DataError(error);
+        });
     }
 }
 
