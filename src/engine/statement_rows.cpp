@@ -124,8 +124,9 @@ bool StatementRows::TakeRow() {
             try {
                 column.bind(column);
             } catch (...) {
-                SendKept(false);  // their lines come before this row's
-                throw;
+                if (MakeWay()) {  // their lines come before this row's
+                    throw;
+                }
             }
         });
     }
@@ -191,7 +192,12 @@ std::size_t StatementRows::RoomForRows() {
     const auto left = static_cast<std::size_t>(std::max(load_.scope.ErrorsLeft(), 1));
     const auto room = std::min(block_rows_, left);
     if (room > 1 && most_kept_ == 0) {
-        most_kept_ = command_.MostKept();
+        // Connects.
+        if (is_server_) {
+            Waited([this] { most_kept_ = command_.MostKept(); });
+        } else {
+            most_kept_ = command_.MostKept();
+        }
     }
     return most_kept_ == 0 ? room : std::min(room, most_kept_);
 }
@@ -205,11 +211,10 @@ bool StatementRows::SendOrKeep() {
         refusal = error;
     }
     if (!kept) {
-        if (refusal) {
-            SendKept(false);
+        if (!left_out_ && (!refusal || MakeWay())) {
+            SendRow(std::move(refusal));
+            Grow(load_.scope.RowOK);
         }
-        SendRow(std::move(refusal));
-        Grow(load_.scope.RowOK);
         return true;
     }
     constexpr std::chrono::milliseconds kLongest{500};  // a slow source must not hold rows back
@@ -227,7 +232,9 @@ bool StatementRows::SendOrKeep() {
 bool StatementRows::KeepRow() {
     auto keeping = command_.Keep();
     if (keeping != Statement::Keeping::Kept && !kept_.empty()) {
-        SendKept(false);
+        if (!MakeWay()) {
+            return false;
+        }
         if (keeping == Statement::Keeping::Full) {
             keeping = command_.Keep();
         }
@@ -239,6 +246,18 @@ bool StatementRows::KeepRow() {
     load_.ledger.RowKept();
     load_.ledger.RowClosed();
     return true;
+}
+
+// A cancel that comes in meanwhile finds the row on which the source stands not sent yet.
+bool StatementRows::MakeWay() {
+    const bool cancelled = CancelRequested();
+    SendKept(false);
+    if (!cancelled && CancelRequested()) {
+        left_out_ = true;
+        load_.ledger.OpenNotReached();
+        load_.scope.RowOK = false;
+    }
+    return !left_out_;
 }
 
 void StatementRows::SendKept(bool on_last) {

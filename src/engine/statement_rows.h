@@ -52,6 +52,8 @@ private:
     // Sends the rows that are kept and tells what became of each. The source stands behind them, or
     // with `on_last` on the last of them, which is then shown by the walk.
     void SendKept(bool on_last);
+    // The same for the sake of the row on which the source stands. False: it is left out.
+    bool MakeWay();
     void Grow(bool all_well);
     // Behind a row whose outcome is known.
     void ShowAndHandOver();
@@ -66,6 +68,7 @@ private:
     std::size_t most_kept_ = 0;  // by the driver; 0 is unknown
     std::size_t block_rows_ = kMostTogether;
     bool is_server_ = false;  // the target's
+    bool left_out_ = false;   // the row on which the source stands, by a cancel
     int ahead_ = 0;           // hand-overs that came before their row's outcome
     std::chrono::steady_clock::time_point first_kept_;
 

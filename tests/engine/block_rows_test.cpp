@@ -2,6 +2,7 @@
 // same rows in the target, whatever goes wrong. The target is played: it takes blocks as each kind
 // of driver does, or refuses them and gets its rows one by one.
 
+#include "data/cancelled.h"
 #include "engine/row_loader.h"
 #include "engine/run_report.h"
 #include "engine/session_fixture.h"
@@ -9,6 +10,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <iostream>
 #include <random>
 #include <set>
 #include <string>
@@ -30,6 +32,7 @@ struct Fate {
     std::size_t most_kept = 50;        // 1: one by one
     std::set<int> changes_block = {};  // rows that don't fit the block before them
     std::set<int> alone = {};
+    std::set<int> stopped = {};  // by a cancel, at the server
 };
 
 class BlockRowsTest : public SessionTest {
@@ -47,6 +50,9 @@ protected:
             // One step for the count, one for each row.
             source->FailFrom("Next", fate.source_dies_behind + 2, "the source is gone");
         }
+        target->before = [&](std::string_view operation, int) {
+            EXPECT_TRUE(view.waits || operation == "Settle") << operation;
+        };
         target->most_kept = fate.most_kept;
         target->longest_block = 0;
         target->keep = [&fate](std::span<const Cell> row, bool is_first) {
@@ -59,6 +65,9 @@ protected:
             const auto id = static_cast<int>(row[0].AsInt64());
             if (fate.target_dies_at != 0 && id >= fate.target_dies_at) {
                 throw DataError(kErrUnspecified, "gone");
+            }
+            if (fate.stopped.contains(id)) {
+                throw DataError(kErrCancelled, "stopped");
             }
             if (fate.refused.contains(id)) {
                 throw DataError(kErrConstraint, "refused " + std::to_string(id));
@@ -106,6 +115,9 @@ TEST_F(BlockRowsTest, RandomLoadsEndLikeSingleRows) {
     const auto below = [&](int most) {
         return std::uniform_int_distribution<int>(0, most - 1)(random);
     };
+    int refused = 0;  // these three as the logs have it
+    int cancelled = 0;
+    int lost = 0;
     for (int load = 0; load < loads; ++load) {
         Fate fate{.rows = below(260)};
         const auto sprinkle = [&](std::set<int>& rows, int one_in) {
@@ -128,12 +140,20 @@ TEST_F(BlockRowsTest, RandomLoadsEndLikeSingleRows) {
             fate.target_dies_at = 0;
         } else {
             sprinkle(fate.refused, kRates[static_cast<std::size_t>(below(6))]);
+            if (below(4) == 0) {
+                fate.refused.insert({1, 49, 50, 51, fate.rows});
+            }
         }
         ExpectLikeSingleRows(fate, "load " + std::to_string(load));
         if (HasFatalFailure()) {
             return;
         }
+        refused += Count(view.log, "\r\nrefused ");
+        cancelled += Count(view.log, "User Requested to cancel");
+        lost += Count(view.log, "gone\r\n") > 0 ? 1 : 0;
     }
+    std::cout << loads << " loads: " << refused << " refused rows, " << cancelled << " cancels, "
+              << lost << " lost connections\n";
     Load({.rows = 120});
     EXPECT_EQ(target->longest_block, 50U);
 }
@@ -152,6 +172,29 @@ TEST_F(BlockRowsTest, ACancelAmongRefusedRowsLeavesTheLedgerRight) {
                   std::string::npos)
             << view.log;
         EXPECT_LE(report.RowsRead, 10 * event + 60);
+    }
+}
+
+// A row that needs those before it out of its way isn't sent behind a cancel that came meanwhile:
+// neither one that has stopped them at the server nor one at a refused row's hand-over.
+TEST_F(BlockRowsTest, ACancelFindsTheRowBehindABlockUnsent) {
+    const std::set<int> block = {7, 8, 9, 10, 11};
+    const std::tuple<Fate, std::int64_t, int> cases[] = {
+        {{.rows = 40, .changes_block = {7, 12}, .stopped = block}, 6, 0},
+        {{.rows = 40, .changes_block = {7}, .alone = {12}, .stopped = block}, 6, 0},
+        {{.rows = 40, .unreadable = {12}, .changes_block = {7}, .stopped = block}, 6, 0},
+        {{.rows = 40, .refused = {1}, .cancel_at_event = 2, .changes_block = {12}}, 10, 1},
+        {{.rows = 40, .refused = {1}, .cancel_at_event = 2, .alone = {12}}, 10, 1},
+        {{.rows = 40, .refused = {1}, .unreadable = {12}, .cancel_at_event = 2}, 10, 1}};
+    for (const auto& [fate, loaded, errors] : cases) {
+        Load(fate);
+        SCOPED_TRACE(view.log);
+        const auto& report = ReportOf(0);
+        EXPECT_EQ(target->taken.size(), static_cast<std::size_t>(loaded));
+        EXPECT_EQ(report.RowsLoaded, loaded);
+        EXPECT_EQ(report.RowsRead, loaded + errors);
+        EXPECT_EQ(LoggedErrors(), errors);
+        EXPECT_EQ(report.Outcome, TableOutcome::Cancelled);
     }
 }
 

@@ -35,6 +35,11 @@ public:
             hook();
         }
     }
+    void WaitFor(const std::function<void()>& work) override {
+        waits = true;
+        work();
+        waits = false;
+    }
     void ShowMessage(std::string_view text) override { messages.emplace_back(text); }
 
     std::string log;
@@ -46,6 +51,7 @@ public:
     std::int64_t bar_max = 100;
     std::int64_t bar_value = 0;
     int events = 0;
+    bool waits = false;
     int cancel_at_event = 0;
     int hook_at_event = 0;
     std::function<void()> hook;  // something of the test's own
