@@ -242,7 +242,8 @@ void BoundStatement::SendEachRow(RowOutcomes& outcomes) {
         parameters_.DropKept(rows);
         return;
     }
-    if (link_->Watch().Ended() != AnswerWatch::End::None || IsAnswerLost(records)) {
+    if (link_->Watch().Ended() != AnswerWatch::End::None || IsAnswerLost(records) ||
+        (result != SQL_SUCCESS && link_->IsDead())) {
         // All of them were sent; what the server did with them it couldn't say any more.
         outcomes.resize(outcomes.size() + rows, link_->ErrorOf(records));
         parameters_.DropKept(rows);

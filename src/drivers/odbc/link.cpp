@@ -377,12 +377,23 @@ DataError Link::WithReason(DataError error) const {
     return error;
 }
 
+bool Link::IsDead() const {
+    SQLUINTEGER dead = SQL_CD_FALSE;
+    return SQL_SUCCEEDED(SQLGetConnectAttr(
+               handle_.Get(), SQL_ATTR_CONNECTION_DEAD, &dead, sizeof dead, nullptr)) &&
+           dead == SQL_CD_TRUE;
+}
+
 DataError Link::ErrorOf(const StatementHandle& statement) const {
     return ErrorOf(ReadDiagnostics(SQL_HANDLE_STMT, statement.Get(), traits_.wide_calls));
 }
 
 DataError Link::ErrorOf(const std::vector<DiagnosticRecord>& records) const {
-    auto error = WithReason(Masked(StatementError(records, source_)));
+    auto broken_off = StatementError(records, source_);
+    if (IsDead()) {
+        broken_off.SetArrivedRows(std::nullopt);
+    }
+    auto error = WithReason(Masked(broken_off));
     if (!WasStopped() || watch_.Ended() != AnswerWatch::End::None) {
         return error;
     }

@@ -73,6 +73,8 @@ public:
     bool WasStopped() const { return stopped_.load(std::memory_order_acquire) != nullptr; }
     // An error has said that the connection broke off.
     bool IsLost() const { return lost_; }
+    // The driver knows that it has, whatever its errors say.
+    bool IsDead() const;
 
     // Each throws the driver's error. Statements travel in the form that the driver has.
     StatementHandle NewStatement() const;

@@ -7,8 +7,10 @@
 #include "support/tcp_relay.h"
 #include "support/tds_server.h"
 
+#include <chrono>
 #include <optional>
 #include <random>
+#include <thread>
 
 namespace vantry::test {
 namespace {
@@ -176,6 +178,27 @@ TEST_F(BlocksTest, SqlServersRowsAreJudgedAsSingleOnes) {
         insert->SendKept(outcomes);
         EXPECT_EQ(server.TakeCounts().requests, block == 0 ? 2 : 1);
     }
+    // A connection that has ended behind the answer before: FreeTDS gives the first row the status
+    // of a stored one, and the others an error that says nothing.
+    TcpRelay relay(server.Port());
+    auto text = server.ConnectionText();
+    const auto own = std::to_string(server.Port());
+    text.replace(text.find(own), own.size(), std::to_string(relay.Port()));
+    const auto cut = Connect(text);
+    const auto lost = Insert(*cut, "together");
+    relay.Spoil([](auto&) { return false; });
+    for (const int rows : {1, 4}) {
+        for (int k = 0; k < rows; ++k) {
+            lost->Keep(row(1000 + 10 * rows + k));
+        }
+        lost->SendKept(outcomes);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        for (const auto& outcome : outcomes) {
+            EXPECT_EQ(outcome.has_value(), rows > 1);
+            EXPECT_TRUE(!outcome || !outcome->ArrivedRows()) << outcome->Description();
+        }
+    }
+    EXPECT_EQ(server.Rows("select count(*) from together where id>=1000"), "1\n");
     // The first row finds that there is no such table, and so do all.
     server.Run("drop table together");
     const auto gone = Insert(*connection, "together");
