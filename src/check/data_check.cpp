@@ -20,11 +20,11 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <exception>
 #include <future>
 #include <optional>
 #include <span>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -51,7 +51,7 @@ bool Names(const std::vector<std::string>& names, const std::string& column) {
 
 class SecondHalf {
 public:
-    // Throws std::system_error if there is no thread to be had.
+    // Throws where there is no thread to be had, or no memory for it.
     SecondHalf(std::string select, std::int64_t middle, std::span<const ColumnPlan> plans)
         : select_(std::move(select)),
           connection_(SourceConnStr),
@@ -343,7 +343,7 @@ bool TablePass::WalkInHalves() {
     std::optional<SecondHalf> other;
     try {
         other.emplace(select_, middle, plans_);
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
         return false;
     }
     judge_.emplace(plans_);

@@ -22,7 +22,6 @@
 #include <exception>
 #include <iterator>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -141,22 +140,20 @@ public:
     PartSums(const PartSums&) = delete;
     PartSums& operator=(const PartSums&) = delete;
 
-    // Nothing: the parts aren't what they seemed, or there are no threads for them. Throws what
-    // reading threw, and Cancelled.
+    // Nothing: the parts aren't what they seemed. Throws what reading threw, std::system_error
+    // where there is no thread to be had, and Cancelled.
     std::optional<ContentSums> Result() {
-        try {
-            for (auto& part : parts_) {
-                threads_.emplace_back([this, &part] { Sum(part); });
-            }
-        } catch (const std::system_error&) {
-            return std::nullopt;
+        for (auto& part : parts_) {
+            threads_.emplace_back([this, &part] { Sum(part); });
         }
         Wait();
-        ContentSums all({parts_[0].sums.Columns().begin(), parts_[0].sums.Columns().end()});
         for (const auto& part : parts_) {
             if (part.failure) {
                 std::rethrow_exception(part.failure);
             }
+        }
+        ContentSums all({parts_[0].sums.Columns().begin(), parts_[0].sums.Columns().end()});
+        for (const auto& part : parts_) {
             if (!part.rows->EndsWithRow()) {
                 return std::nullopt;
             }
@@ -182,6 +179,7 @@ private:
             part.sums = std::move(sums);
         } catch (...) {
             part.failure = std::current_exception();
+            stop_ = true;  // the others are good for nothing without it
         }
         const std::lock_guard lock(mutex_);
         ++done_;
@@ -207,16 +205,27 @@ private:
     std::size_t done_ = 0;
 };
 
-ContentSums SumsOf(TargetRows& rows, const std::vector<ContentColumn>& columns) {
+// Nothing: the rows must be read in one go. Throws Cancelled.
+std::optional<ContentSums> SumsByParts(const TargetRows& rows,
+                                       const std::vector<ContentColumn>& columns) {
     // More would wait for memory rather than work.
     constexpr unsigned kMostThreads = 4;
     const auto threads = std::min(std::thread::hardware_concurrency(), kMostThreads);
-    if (auto parts = threads > 1 ? rows.Parts(threads) : std::vector<std::unique_ptr<TargetRows>>();
-        parts.size() > 1) {
-        if (const auto sums = PartSums(std::move(parts), columns).Result()) {
-            return *sums;
-        }
+    try {
+        auto parts = threads > 1 ? rows.Parts(threads) : std::vector<std::unique_ptr<TargetRows>>();
+        return parts.size() > 1 ? PartSums(std::move(parts), columns).Result() : std::nullopt;
+    } catch (const std::exception&) {
+        // A connection, lock, thread or memory that the parts couldn't have the walk in one go
+        // doesn't need; what is wrong with the rows it meets again.
+        return std::nullopt;
     }
+}
+
+ContentSums SumsOf(TargetRows& rows, const std::vector<ContentColumn>& columns) {
+    if (auto sums = SumsByParts(rows, columns)) {
+        return *std::move(sums);
+    }
+    LetCancelIn(0);  // what was stopped by it must not begin anew
     ContentSums sums(columns);
     while (rows.Next()) {
         sums.Add(rows.Row());

@@ -32,8 +32,8 @@ public:
     // The rows from here on in up to `most` parts, each for a thread of its own, one behind the
     // other; empty where the rows can only be read in one go. Where a part that was read to its end
     // doesn't end with a whole row (or isn't the part that it was to be), the one behind it doesn't
-    // begin with one either: then they are good for nothing, and all must be read in one go. Throws
-    // DataError.
+    // begin with one either: then they are good for nothing, and all must be read in one go. So
+    // they are where one can't be read. Throws DataError.
     virtual std::vector<std::unique_ptr<TargetRows>> Parts(std::size_t /*most*/) const {
         return {};
     }

@@ -2,6 +2,7 @@
 
 #include "core/settings.h"
 #include "data/ado_types.h"
+#include "data/data_error.h"
 #include "engine/row_loader.h"
 #include "engine/session_fixture.h"
 #include "support/temp_dir.h"
@@ -171,26 +172,34 @@ TEST_F(VerificationTest, ATargetSpoiledBehindOurBackIsFoundButForTwoCellsThatCha
     }
 }
 
-// One row of a number, in two parts of which the first may end within a row; such parts read wrong.
+// One row of a number, in two parts of which the second has none. The first one may end within a
+// row, and such parts read wrong; there may be no connection for the second one.
+enum class PartsAre { Whole, Cut, Unreachable };
+
 class RowInParts : public TargetRows {
 public:
-    explicit RowInParts(bool whole, std::int64_t value = 7)
-        : whole_(whole), cell_(Cell::Int64(value)) {}
+    explicit RowInParts(PartsAre are, std::int64_t value = 7, bool is_second = false)
+        : are_(are), is_second_(is_second), left_(!is_second), cell_(Cell::Int64(value)) {}
     std::vector<int> Types() const override { return {adInteger}; }
-    bool Next() override { return std::exchange(left_, false); }
+    bool Next() override {
+        if (is_second_ && are_ == PartsAre::Unreachable) {
+            throw DataError(kErrInUse, "There is no second connection.");
+        }
+        return std::exchange(left_, false);
+    }
     std::span<const Cell> Row() const override { return {&cell_, 1}; }
     std::vector<std::unique_ptr<TargetRows>> Parts(std::size_t) const override {
         std::vector<std::unique_ptr<TargetRows>> parts;
-        parts.push_back(std::make_unique<RowInParts>(whole_, whole_ ? 7 : 1));
-        parts.push_back(std::make_unique<RowInParts>(whole_));
-        parts.back()->Next();  // it has none
+        parts.push_back(std::make_unique<RowInParts>(are_, are_ == PartsAre::Cut ? 1 : 7));
+        parts.push_back(std::make_unique<RowInParts>(are_, 7, true));
         return parts;
     }
-    bool EndsWithRow() const override { return whole_; }
+    bool EndsWithRow() const override { return are_ != PartsAre::Cut; }
 
 private:
-    bool whole_;
-    bool left_ = true;
+    PartsAre are_;
+    bool is_second_;
+    bool left_;
     Cell cell_;
 };
 
@@ -198,18 +207,22 @@ using PartsTest = SessionTest;
 
 TEST_F(PartsTest, AreBelievedOnlyIfTheyEndWithARowAndNothingIsWhereRowsAreUnknown) {
     using enum Verification::Result;
+    using enum PartsAre;
     AddColumn("n", adInteger);
     CurrentSettings.VerifyRuns = true;
-    for (const auto& [whole, unknown, result] :
-         {std::tuple(true, 0, Same), std::tuple(false, 0, Same), std::tuple(true, 1, NotDone)}) {
+    for (const auto& [are, unknown, result] : {std::tuple(Whole, 0, Same),
+                                               std::tuple(Cut, 0, Same),
+                                               std::tuple(Unreachable, 0, Same),
+                                               std::tuple(Whole, 1, NotDone)}) {
         CurrentRunReport = {};
-        const auto open = [whole = whole] { return std::make_unique<RowInParts>(whole); };
+        const auto open = [are = are] { return std::make_unique<RowInParts>(are); };
         TableVerification verification(0, open, false);
         const Cell seven = Cell::Int64(7);
         CurrentSums->Add({&seven, 1});
         ReportOf(0).RowsUnknown = unknown;
         verification.Finish();
-        EXPECT_EQ(ReportOf(0).Verified.result, result) << whole << ReportOf(0).Verified.why_not;
+        EXPECT_EQ(ReportOf(0).Verified.result, result)
+            << static_cast<int>(are) << ReportOf(0).Verified.why_not;
     }
     CurrentSettings = {};
 }
