@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <utility>
 
 namespace vantry::bench {
 namespace {
@@ -38,17 +39,18 @@ Command FilledByClient(const PeerNeeds& needs) {
     return {Client(needs), needs.places.SourceFolder() / "orders.sql", {}, {}};
 }
 
+// Into a format of that name: what else it is told, the target, and the source last.
+Command Ogr2Ogr(const char* format, std::vector<std::string> rest) {
+    rest.insert(rest.begin(), {"ogr2ogr", "-f", format});
+    return {std::move(rest), {}, {}, {}};
+}
+
 Command CsvToCsv(const PeerNeeds& needs) {
-    return {{"ogr2ogr",
-             "-f",
-             "CSV",
-             "-lco",
-             "SEPARATOR=TAB",
-             needs.places.TargetCsv().string(),
-             needs.places.SourceCsv().string()},
-            {},
-            {},
-            {}};
+    return Ogr2Ogr("CSV",
+                   {"-lco",
+                    "SEPARATOR=TAB",
+                    needs.places.TargetCsv().string(),
+                    needs.places.SourceCsv().string()});
 }
 
 Command MySqlToCsv(const PeerNeeds& needs) {
@@ -88,58 +90,34 @@ Command AccessToDbf(const PeerNeeds& needs) {
 }
 
 Command CsvToDbf(const PeerNeeds& needs) {
-    return {{"ogr2ogr",
-             "-f",
-             "ESRI Shapefile",
-             "-lco",
-             "ENCODING=CP1252",
-             needs.places.TargetDbf().string(),
-             needs.places.SourceCsv().string()},
-            {},
-            {},
-            {}};
+    return Ogr2Ogr("ESRI Shapefile",
+                   {"-lco",
+                    "ENCODING=CP1252",
+                    needs.places.TargetDbf().string(),
+                    needs.places.SourceCsv().string()});
 }
 
 Command DbfToCsv(const PeerNeeds& needs) {
-    return {{"ogr2ogr",
-             "-f",
-             "CSV",
-             needs.places.TargetCsv().string(),
-             needs.places.SourceDbf().string()},
-            {},
-            {},
-            {}};
+    return Ogr2Ogr("CSV", {needs.places.TargetCsv().string(), needs.places.SourceDbf().string()});
 }
 
 Command DbfToMySql(const PeerNeeds& needs) {
-    return {{"ogr2ogr",
-             "-f",
-             "MySQL",
-             "-overwrite",
-             "-select",
-             std::string(kColumnNames),
-             "-nln",
-             std::string(kTableName),
-             "MYSQL:" + needs.database + ",user=" + needs.user + ",password=" + needs.password +
-                 ",host=127.0.0.1,port=" + std::to_string(needs.port),
-             needs.places.SourceDbf().string()},
-            {},
-            {},
-            {}};
+    return Ogr2Ogr("MySQL",
+                   {"-overwrite",
+                    "-select",
+                    std::string(kColumnNames),
+                    "-nln",
+                    std::string(kTableName),
+                    "MYSQL:" + needs.database + ",user=" + needs.user + ",password=" +
+                        needs.password + ",host=127.0.0.1,port=" + std::to_string(needs.port),
+                    needs.places.SourceDbf().string()});
 }
 
 // Into the database file that anyone can write.
 Command DbfToAccess(const PeerNeeds& needs) {
-    return {{"ogr2ogr",
-             "-f",
-             "SQLite",
-             "-nln",
-             std::string(kTableName),
-             NewDatabase(needs),
-             needs.places.SourceDbf().string()},
-            {},
-            {},
-            {}};
+    return Ogr2Ogr(
+        "SQLite",
+        {"-nln", std::string(kTableName), NewDatabase(needs), needs.places.SourceDbf().string()});
 }
 
 struct Peer {

@@ -2,9 +2,9 @@
 
 #include "core/folders.h"
 #include "core/settings.h"
+#include "engine/log_only_view.h"
 #include "engine/run_report.h"
 #include "engine/run_session.h"
-#include "engine/run_view.h"
 #include "engine/verification.h"
 #include "mapping/column_discovery.h"
 #include "orders_data.h"
@@ -20,18 +20,12 @@
 namespace vantry::bench {
 namespace {
 
-class QuietView : public RunView {
+class QuietView : public LogOnlyView {
 public:
     void SetLogText(std::string_view text) override { log_ = text; }
     void AppendLogText(std::string_view text) override { log_ += text; }
-    void CaretToEnd() override {}
-    void Repaint() override {}
     void SetRowCounter(std::int64_t loaded, double) override { loaded_ = loaded; }
-    void ClearRowCounter() override {}
-    void SetBarMin(std::int64_t) override {}
-    void SetBarMax(std::int64_t) override {}
     void SetBarValue(std::int64_t value) override { bar_ = value; }
-    void DoEvents() override {}
     void ShowMessage(std::string_view text) override { log_.append("\n").append(text); }
 
     const std::string& Log() const { return log_; }

@@ -27,6 +27,13 @@ constexpr Verdict kOutside{Grade::Refused, Reason::Range};
 constexpr std::int32_t kDay1900 = 2;
 constexpr std::int64_t kMinute = 60 * kNanosPerSecond;
 
+bool TakesNumbers(Form form) {
+    return form == Form::Whole || form == Form::Exact || form == Form::Single ||
+           form == Form::Double || form == Form::Truth;
+}
+bool TakesMoments(Form form) {
+    return form == Form::Moment || form == Form::Day;
+}
 bool IsBlank(std::string_view text) {
     return text.find_first_not_of(' ') == std::string_view::npos;
 }
@@ -149,29 +156,25 @@ std::optional<Verdict> JudgeStatement(const Cell& value,
     }
     const bool is_text = value.Kind() == ValueKind::Text;
     const bool is_moment = value.Kind() == ValueKind::DateTime;
-    switch (holding.form) {
-        case Form::Whole:
-        case Form::Exact:
-        case Form::Single:
-        case Form::Double:
-        case Form::Truth:
-            return is_text     ? TextIntoNumber(value.AsText(), holding)
-                   : is_moment ? std::optional(kRefusedType)
-                               : std::nullopt;
-        case Form::Moment:
-        case Form::Day:
-            return is_text     ? TextIntoMoment(value.AsText(), holding)
-                   : is_moment ? std::nullopt
-                               : NumberIntoMoment(value, holding);
-        case Form::Text:
-            return is_text ? std::nullopt : IntoText(value, carriage, holding);
-        case Form::Bytes:
-            return is_text || is_moment || holding.length == 0
-                       ? kRefusedType
-                       : Verdict{Grade::Changed, Reason::Writing};
-        default:
-            return std::nullopt;
+    if (TakesNumbers(holding.form)) {
+        return is_text     ? TextIntoNumber(value.AsText(), holding)
+               : is_moment ? std::optional(kRefusedType)
+                           : std::nullopt;
     }
+    if (TakesMoments(holding.form)) {
+        return is_text     ? TextIntoMoment(value.AsText(), holding)
+               : is_moment ? std::nullopt
+                           : NumberIntoMoment(value, holding);
+    }
+    if (holding.form == Form::Text) {
+        return is_text ? std::nullopt : IntoText(value, carriage, holding);
+    }
+    if (holding.form == Form::Bytes) {
+        return is_text || is_moment || holding.length == 0
+                   ? kRefusedType
+                   : Verdict{Grade::Changed, Reason::Writing};
+    }
+    return std::nullopt;
 }
 
 // Only what doesn't take on the column's type goes as it is.
@@ -184,24 +187,15 @@ std::optional<Verdict> JudgeRecordset(const Cell& value,
         AppendText(value, made);
         return TextIntoMoment(made, holding);
     }
-    switch (holding.form) {
-        case Form::Whole:
-        case Form::Exact:
-        case Form::Single:
-        case Form::Double:
-        case Form::Truth:
-            return is_text && IsBlank(value.AsText()) ? TextIntoNumber(value.AsText(), holding)
-                                                      : std::nullopt;
-        case Form::Moment:
-        case Form::Day:
-            return (is_text || value.Kind() == ValueKind::Boolean) && !ToDateTime(value)
-                       ? JudgeStatement(value, carriage, holding)
-                       : std::nullopt;
-        case Form::Bytes:
-            return value.IsView() ? std::nullopt : JudgeStatement(value, carriage, holding);
-        default:
-            return std::nullopt;
+    if (TakesNumbers(holding.form)) {
+        return is_text && IsBlank(value.AsText()) ? TextIntoNumber(value.AsText(), holding)
+                                                  : std::nullopt;
     }
+    const bool goes_as_it_is =
+        TakesMoments(holding.form)
+            ? (is_text || value.Kind() == ValueKind::Boolean) && !ToDateTime(value)
+            : holding.form == Form::Bytes && !value.IsView();
+    return goes_as_it_is ? JudgeStatement(value, carriage, holding) : std::nullopt;
 }
 
 // A number in the text of a MySQL statement that is to be a date: its digits are year, month and
@@ -241,7 +235,7 @@ std::optional<Verdict> JudgeBatch(const Cell& value, const Holding& holding) {
                    ? Verdict{Grade::Refused, Reason::Length}
                    : Verdict{Grade::Changed, Reason::Writing};
     }
-    if (holding.form == Form::Moment || holding.form == Form::Day) {
+    if (TakesMoments(holding.form)) {
         const auto number =
             value.Kind() == ValueKind::Boolean ? (value.AsBoolean() ? 1 : 0) : ToDouble(value);
         return is_moment ? std::nullopt

@@ -2,25 +2,18 @@
 // Shows a run on standard output: the log as it grows, without a bar.
 
 #include "data/message_text.h"
-#include "engine/run_view.h"
+#include "engine/log_only_view.h"
 
 #include <cstdio>
-#include <string>
+#include <string_view>
 
 namespace vantry {
 
-class ConsoleView : public RunView {
+class ConsoleView : public LogOnlyView {
 public:
     void SetLogText(std::string_view text) override { Print(text); }
     void AppendLogText(std::string_view text) override { Print(text); }
-    void CaretToEnd() override {}
     void Repaint() override { std::fflush(stdout); }
-    void SetRowCounter(std::int64_t, double) override {}
-    void ClearRowCounter() override {}
-    void SetBarMin(std::int64_t) override {}
-    void SetBarMax(std::int64_t) override {}
-    void SetBarValue(std::int64_t) override {}
-    void DoEvents() override {}
     void ShowMessage(std::string_view text) override { Print(text); }
 
 private:

@@ -3,8 +3,8 @@
 // output, and only where that is a terminal. Messages go to standard error; who prints one calls
 // Clear() first, or it would stand within the line.
 
+#include "engine/log_only_view.h"
 #include "engine/run_progress.h"
-#include "engine/run_view.h"
 
 #include <unistd.h>
 
@@ -13,23 +13,18 @@
 
 namespace vantry {
 
-class TerminalLine : public RunView {
+class TerminalLine : public LogOnlyView {
 public:
     ~TerminalLine() override { Clear(); }
     static bool HasTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
 
     void SetLogText(std::string_view) override {}
     void AppendLogText(std::string_view) override {}
-    void CaretToEnd() override {}
     void Repaint() override { Renew(); }
     void SetRowCounter(std::int64_t loaded, double total) override {
         loaded_ = loaded;
         total_ = total;
     }
-    void ClearRowCounter() override {}
-    void SetBarMin(std::int64_t) override {}
-    void SetBarMax(std::int64_t) override {}
-    void SetBarValue(std::int64_t) override {}
     void DoEvents() override { Renew(); }
     void ShowMessage(std::string_view) override {}
 
