@@ -4,6 +4,8 @@
 
 #include "support/temp_dir.h"
 
+#include <odbcinst.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -37,6 +39,10 @@ public:
         folder_.Write("odbcinst.ini", IniText(drivers));
         folder_.Write("odbc.ini", "");
         folder_.Write("user.ini", IniText(sources));
+        // The driver manager keeps what it has read of a data source for as long as the process
+        // lives, whatever becomes of the file. A change by its own library makes it forget that,
+        // also the removal of what isn't there.
+        SQLWritePrivateProfileString("none", nullptr, nullptr, "odbc.ini");
     }
     static Entry Driver(const std::string& name, const std::string& library) {
         return {name, "Driver=" + library + "\nThreading=0\n"};
