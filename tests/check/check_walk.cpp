@@ -8,7 +8,6 @@
 #include "programs/all_pages.h"
 #include "shell/main_window.h"
 #include "shell/page_set.h"
-#include "shell/product_picture.h"
 #include "support/dark_palette.h"
 #include "support/session_steps.h"
 

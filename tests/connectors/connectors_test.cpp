@@ -1,7 +1,6 @@
 // The statements of the connector pages, character for character, the string that no page's own
 // test connects by, and the lists of drivers and data sources.
 
-#include "connectors/foxpro_method.h"
 #include "connectors/listing.h"
 #include "connectors/odbc_enumeration.h"
 #include "connectors/odbc_method.h"

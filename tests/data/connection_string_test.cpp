@@ -51,9 +51,7 @@ TEST(ConnectionString, IsReadInTheGrammarThatItsProviderDecides) {
         EXPECT_EQ(parsed.Text(), text);
     }
     EXPECT_EQ(ConnectionString::Parse("Provider=P;c==d=e").Get("c=d"), "e");
-}
-
-TEST(ConnectionString, KeysAreFoundInAnyLetterCase) {
+    // Keys are found in any letter case.
     const auto parsed = ConnectionString::Parse("UID=;User=u;SERVER=h");
     EXPECT_EQ(parsed.Get("server"), "h");
     EXPECT_TRUE(parsed.Has("uid"));

@@ -288,7 +288,7 @@ TEST(ValueConvert, DecimalsRoundHalfToEvenAndKeepThirtyEightDigits) {
     }
 }
 
-TEST(ValueConvert, DoublesAreTheNearest) {
+TEST(ValueConvert, DoublesAreTheNearestAndBooleansAndDatesComeFromNumbersAndTexts) {
     EXPECT_EQ(ToDouble(DecimalCell(1, 1)), 0.1);
     EXPECT_EQ(ToDouble(DecimalCell(-123456789012345678, 20)), -0.00123456789012345678);
     EXPECT_EQ(ToDouble(DecimalCell(Int128{INT64_MAX} * INT64_MAX / 1000, 38)),
@@ -297,9 +297,6 @@ TEST(ValueConvert, DoublesAreTheNearest) {
     EXPECT_EQ(ToDouble(Cell::Text(" 2.5 ")), 2.5);
     EXPECT_EQ(ToDouble(Cell::FromDateTime({-1, kNanosPerDay / 4})), -1.25);
     EXPECT_FALSE(ToDouble(Cell::Text("True")));
-}
-
-TEST(ValueConvert, BooleansAndDatesComeFromNumbersAndTexts) {
     EXPECT_EQ(ToBoolean(Cell::Int64(2)), true);
     EXPECT_EQ(ToBoolean(DecimalCell(0, 4)), false);
     EXPECT_EQ(ToBoolean(Cell::Text("no")), false);

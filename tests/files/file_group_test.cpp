@@ -1,10 +1,10 @@
-// Transactions over several files of odd sizes: against a model, and what a kill, a power failure
-// or a full disk in the middle of one leaves.
+// Transactions over several files of odd sizes, against a model. What a kill, a power failure or
+// a failing disk leaves of them is seen on the tables of drivers/foxpro, whose files they are.
 
 #include "files/file_group.h"
 
 #include "files/error_of.h"
-#include "support/crash_states.h"
+#include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
 #include <fcntl.h>
@@ -22,7 +22,6 @@ namespace {
 
 using test::ErrorOf;
 using test::Has;
-using test::Planted;
 
 constexpr std::array<const char*, 3> kNames = {"t.dbf", "t.fpt", "t.cdx"};
 using Contents = std::array<std::string, 3>;
@@ -144,70 +143,6 @@ TEST_F(FileGroupTest, RandomTransactionsMatchTheModel) {
     EXPECT_TRUE(OnDisk() == model);
 }
 
-// Every state that a kill or a power failure can leave is one that a transaction began or ended
-// with. With a fault planted in the file layer some aren't.
-TEST_F(FileGroupTest, AnInterruptedTransactionIsThereWholeOrNotAtAll) {
-    using test::Interruption;
-    // Bytes behind the end that was committed belong to nobody.
-    const auto begins_with = [](const auto& now, const auto& was) { return now.starts_with(was); };
-    const auto count_bad = [&](Planted planted, Interruption by) {
-        std::vector<Contents> states{OnDisk()};
-        const auto start = test::ReadFolder(folder_.Path());
-        test::RecordedRun run(folder_.Path(), planted, [&](const test::Report& done) {
-            FileGroupOptions options;
-            options.cache_bytes = 8192;
-            auto group = Open(options);
-            std::mt19937 random(11);
-            for (int step = 0; step < 6; ++step) {
-                states.push_back(states.back());
-                group->Begin();
-                Change(*group, states.back(), random, 5);
-                group->Commit();
-                done();
-            }
-        });
-        int bad = 0;
-        for (int round = 0; round < (by == Interruption::Kill ? 1 : 4); ++round) {
-            bad += run.CountBad(by, 1, [&](std::size_t done) {
-                const auto error = ErrorOf([this] { Open(); });
-                const auto now = OnDisk();
-                bool whole = false;
-                for (auto at = done; at < std::min(done + 2, states.size()); ++at) {
-                    whole = whole || std::ranges::equal(now, states[at], begins_with);
-                }
-                return error.empty() && whole;
-            });
-        }
-        test::WriteFolder(folder_.Path(), start);
-        return bad;
-    };
-    EXPECT_EQ(count_bad(Planted::Nothing, Interruption::Kill), 0);
-    EXPECT_EQ(count_bad(Planted::Nothing, Interruption::PowerFailure), 0);
-    EXPECT_GT(count_bad(Planted::JournalNotSynced, Interruption::PowerFailure), 0);
-}
-
-TEST_F(FileGroupTest, EachFailingOperationLeavesEverythingAsItWas) {
-    Contents before;
-    Contents after;
-    const auto prepare = [&] { before = after = OnDisk(); };
-    const auto work = [&] {
-        auto group = Open();
-        group->Begin();
-        std::mt19937 random(3);
-        try {
-            Change(*group, after, random, 8);
-        } catch (...) {
-            group->Rollback();
-            throw;
-        }
-        group->Commit();
-    };
-    test::FailEachOperation(prepare, work, [&](int nth, const std::string& error) {
-        Open();
-        EXPECT_TRUE(OnDisk() == (error.empty() ? after : before)) << nth << error;
-    });
-}
-
 // File systems give what there is before they say that it isn't enough.
 TEST_F(FileGroupTest, WhatAFullDiskHadLeftGoesBackToIt) {
     test::VerdictBy full([](const Call& call) {
@@ -229,20 +164,6 @@ TEST_F(FileGroupTest, WhatAFullDiskHadLeftGoesBackToIt) {
         group->Rollback();
     }
     EXPECT_LE(RoomOnDisk(), PagesOf(before));
-}
-
-TEST_F(FileGroupTest, KeepsOutWhoeverLocksTheSameBytes) {
-    SetLockTimeout(std::chrono::milliseconds(50));
-    const auto group = Open();
-    const File other = File::Open(Path(0), OpenMode::ReadWrite);
-    ASSERT_TRUE(TryLock(other, ByteRange{(1U << 30) + 7, 1}, LockKind::Exclusive));
-    EXPECT_TRUE(Has(ErrorOf([&] { group->Begin(); }), "in use"));
-    Unlock(other, ByteRange{(1U << 30) + 7, 1});
-    group->Begin();
-    EXPECT_FALSE(TryLock(other, ByteRange{(1U << 30) + 7, 1}, LockKind::Exclusive));
-    group->Rollback();
-    EXPECT_TRUE(TryLock(other, ByteRange{(1U << 30) + 7, 1}, LockKind::Exclusive));
-    SetLockTimeout(std::chrono::milliseconds(5000));
 }
 
 }  // namespace

@@ -120,22 +120,6 @@ TEST_F(PagedFileTest, RandomTransactionsMatchTheModel) {
     }
 }
 
-TEST_F(PagedFileTest, OthersSeeWholeTransactionsOnly) {
-    const auto writer = Open();
-    const auto reader = Open();
-    writer->Begin();
-    Fill(writer->Change(1), 'x');
-    Fill(writer->Change(writer->Append()), 'y');
-    EXPECT_EQ("aaaa", Letters(ReadAll(*reader)).substr(0, 4));
-    const auto version = reader->Version();
-    writer->Commit();
-    EXPECT_EQ("axaay", Letters(ReadAll(*reader)));
-    EXPECT_NE(version, reader->Version());
-    const auto steady = reader->Version();
-    ReadAll(*reader);
-    EXPECT_EQ(steady, reader->Version());
-}
-
 // Rows of a burst share a transaction; it ends by age, by another connection's statement, by
 // closing.
 TEST_F(PagedFileTest, BatchedRowsBecomeVisibleInTime) {

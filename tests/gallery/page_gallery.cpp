@@ -19,7 +19,6 @@
 #include "support/dark_palette.h"
 #include "support/page_driver.h"
 #include "support/session_steps.h"
-#include "text/text_source.h"
 
 #include <QAbstractButton>
 #include <QApplication>
@@ -27,8 +26,6 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMdiArea>
-#include <QMdiSubWindow>
-#include <QPalette>
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QStyleFactory>
@@ -40,6 +37,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -68,15 +66,9 @@ public:
             ShowPage(name);
             Type(name, "Mdbfilename", file_);
             Press(name, "LOADBUTT");
-            if (name == std::string_view("Form2")) {
-                Show(name);
-            }
+            Save(TheMainWindow(), std::string("MDIForm1-") + name);
+            Show(name);
         }
-        Save(TheMainWindow(), "MDIForm1-connected");
-        Type("Form8", "Mdbfilename", JoinPath(folder_, "other.mdb"));
-        Save(TheMainWindow(), "MDIForm1-stale");
-        Type("Form8", "Mdbfilename", file_);
-        Show("Form8");
         HidePage("NavForm");
         Save(TheMainWindow(), "MDIForm1-nopage");
         DrawServerPages();
@@ -118,15 +110,10 @@ private:
 
     // No server is asked: the lists hold what one might have said.
     void DrawServerPages() {
-        for (const char* name : {"MySQLSrc",
-                                 "MySQLDest",
-                                 "MSSQLSrc",
-                                 "MSSQLDest",
-                                 "Form6",
-                                 "Form9",
-                                 "Form10",
-                                 "Form3",
-                                 "ODBCSrc"}) {
+        std::istringstream names(
+            "MySQLSrc MySQLDest MSSQLSrc MSSQLDest Form6 Form9 Form10 Form3 ODBCSrc");
+        for (std::string word; names >> word;) {
+            const char* const name = word.c_str();
             Page* const page = LoadPage(name);
             for (auto* const list : page->findChildren<QListWidget*>()) {
                 list->addItems({"customers", "invoices", "order items", "orders", "products"});
@@ -143,17 +130,13 @@ private:
 
     void DrawTextPages() {
         dialogs_.choices = {folder_};
-        ShowPage("Form11");
-        Press("Form11", "Command1");
-        Control<QListWidget>("Form11", "FilesList").setCurrentRow(0);
-        Show("Form11");
+        Show("Form11", [] {
+            Press("Form11", "Command1");
+            Control<QListWidget>("Form11", "FilesList").setCurrentRow(0);
+        });
         dialogs_.choices = {JoinPath(folder_, "customers.csv")};
-        ShowPage("Form11Poll");
-        Press("Form11Poll", "Command1");
-        Show("Form11Poll");
-        ShowPage("Form12c");
-        Type("Form12c", "FName", folder_);
-        Show("Form12c");
+        Show("Form11Poll", [] { Press("Form11Poll", "Command1"); });
+        Show("Form12c", [this] { Type("Form12c", "FName", folder_); });
     }
 
     void DrawMappingPages() {
@@ -162,10 +145,19 @@ private:
         Control<QTableWidget>("Form4", "FlexGrid1").setCurrentCell(1, 2);
         Save(*FindPage("Form4")->parentWidget(), "Form4-list");
         HidePage("Form4");
-        DrawColumns("Form5", [] {});
+        const auto open_columns = [] {
+            for (const auto& [label, text] : {std::pair("TabIDLabel", "0"),
+                                              {"SourceTabName", "customers"},
+                                              {"DestTabName", "customers"}}) {
+                LoadPage("Form5")->findChild<QLabel*>(label)->setText(text);
+            }
+        };
+        open_columns();
+        DrawModal("Form5", "Form5", [] {});
         // A table that is still to be made, one column skipped, one size being changed.
         SrcTables[0].TableExists = kFalse;
-        DrawColumns("Form5-editing", [] {
+        open_columns();
+        DrawModal("Form5", "Form5-editing", [] {
             auto& grid = Control<QTableWidget>("Form5", "ColGrid1");
             auto& list = Control<QComboBox>("Form5", "SColList");
             grid.setCurrentCell(2, 1);
@@ -173,18 +165,12 @@ private:
             Q_EMIT list.activated(0);
             grid.setCurrentCell(1, 7);
         });
-        QTimer::singleShot(200, [this] {
-            if (Page* const page = FindPage("MapErrForm")) {
-                Save(*page, "MapErrForm");
-                UnloadPage("MapErrForm");
-            }
-        });
         LoadPage("MapErrForm")
             ->findChild<QPlainTextEdit*>("t1")
             ->setPlainText(
                 "TABLE NAME :customers\n\nInvalid Datatype Mapping.\nSrc Col Name :name\n"
                 "Dest Col Name:born\nSource Datatype:Text\nDest. Datatype:DateTime\n");
-        ShowPageModal("MapErrForm");
+        DrawModal("MapErrForm", "MapErrForm", [] {});
     }
 
     void DrawSavedSessions() {
@@ -208,7 +194,7 @@ private:
         {
             std::ofstream out(log);
             out << "Started loading at :11/15/2026 7:03:08 PM\r\n";
-            for (int i = 1; i < 20'000; ++i) {
+            for (int i = 1; i < 200; ++i) {
                 out << "About to Insert Rows from table" << i << " to table" << i << "\r\n"
                     << i * 7 << " Rows Loaded Time Elapsed :0 Hrs 0 Min " << i % 7 << " Sec\r\n";
             }
@@ -222,31 +208,29 @@ private:
         ShowAlone({"BackupRepo", "RestoreRepo", "CheckSch"});
     }
 
-    void DrawColumns(const char* name, const std::function<void()>& work) {
+    void DrawModal(const char* name,
+                   const std::string& picture,
+                   const std::function<void()>& work) {
         QTimer::singleShot(200, [&] {
             work();
-            Save(*FindPage("Form5"), name);
-            UnloadPage("Form5");
+            Save(*FindPage(name), picture);
+            UnloadPage(name);
         });
-        Page* const page = LoadPage("Form5");
-        page->findChild<QLabel*>("TabIDLabel")->setText("0");
-        page->findChild<QLabel*>("SourceTabName")->setText("customers");
-        page->findChild<QLabel*>("DestTabName")->setText("customers");
-        ShowPageModal("Form5");
+        ShowPageModal(name);
     }
 
     void DrawRunPage() {
-        ShowPage("Form14");
-        Control<QPlainTextEdit>("Form14", "LogTxt")
-            .setPlainText(
-                "Started loading at :11/15/2026 7:03:08 PM\n\nAbout To Create Table customers\n\n"
-                "customers Table Created Successfully\n\nAbout to Insert Rows from customers to "
-                "customers");
-        Control<QLabel>("Form14", "Label2").setText("4711 of 10000 Rows Loaded");
-        auto& bar = Control<QProgressBar>("Form14", "RowPro");
-        bar.setMaximum(10000);
-        bar.setValue(4711);
-        Show("Form14");
+        Show("Form14", [] {
+            Control<QPlainTextEdit>("Form14", "LogTxt")
+                .setPlainText(
+                    "Started loading at :11/15/2026 7:03:08 PM\n\nAbout To Create Table "
+                    "customers\n\ncustomers Table Created Successfully\n\nAbout to Insert Rows "
+                    "from customers to customers");
+            Control<QLabel>("Form14", "Label2").setText("4711 of 10000 Rows Loaded");
+            auto& bar = Control<QProgressBar>("Form14", "RowPro");
+            bar.setMaximum(10000);
+            bar.setValue(4711);
+        });
     }
 
     // Windows of their own.
@@ -257,22 +241,25 @@ private:
             UnloadPage(name);
         }
     }
-    void Show(const char* name) {
+    // With what `fill` does to it.
+    void Show(
+        const char* name, const std::function<void()>& fill = [] {}) {
         ShowPage(name);
+        fill();
         auto* const window = FindPage(name)->parentWidget();
         Save(*window, name);
         const auto* const area = TheMainWindow().Area()->viewport();
         if (!area->rect().contains(window->geometry())) {
-            Save(TheMainWindow(), (std::string("MDIForm1-") + name).c_str());  // what of it is seen
+            Save(TheMainWindow(), std::string("MDIForm1-") + name);  // what of it is seen
         }
         HidePage(name);
     }
 
-    void Save(QWidget& widget, const char* name) {
+    void Save(QWidget& widget, const std::string& name) {
         for (int round = 0; round < 5; ++round) {
             QCoreApplication::processEvents();
         }
-        const auto file = out_ / (std::string(name) + "-" + suffix_ + ".png");
+        const auto file = out_ / (name + "-" + suffix_ + ".png");
         if (!widget.grab().save(ToQt(file.string()))) {
             std::printf("can't write %s\n", file.c_str());
         }

@@ -53,14 +53,9 @@ protected:
     MappingSession session_;
 };
 
-TEST_F(MapCheck, ErrorsStandInTheOrderOfTheTablesEachUnderItsTable) {
+TEST_F(MapCheck, RowsOutOfTheLoadAndTablesMadeAnewAreNotJudged) {
     EXPECT_EQ(MapErrorsOfAllTables(),
               first_ + BadPair("a") + second_ + BadPair("b") + second_ + BadPair("c"));
-    EXPECT_EQ(MapErrorsOfRows(0, 2), BadPair("b") + BadPair("c"));
-    EXPECT_EQ(MapErrorsOfRows(3, 4), "");
-}
-
-TEST_F(MapCheck, RowsOutOfTheLoadAndTablesMadeAnewAreNotJudged) {
     ColMaps[0].SSelected = 0;
     ColMaps[1].SSelected = 2;
     EXPECT_EQ(MapErrorsOfAllTables(), first_ + BadPair("a"));
@@ -72,17 +67,6 @@ TEST_F(MapCheck, RowsOutOfTheLoadAndTablesMadeAnewAreNotJudged) {
     SrcTables[0].FirstTimeLoadOpt = "";
     SrcTables[0].LoadOption = "DELETE";
     EXPECT_EQ(MapErrorsOfAllTables(), first_ + BadPair("a"));
-}
-
-TEST_F(MapCheck, RowsThatLackASideLeaveTheLoadAndNoneComesBack) {
-    ColMaps = {Row(0, "a", "a"), Row(0, "<Skip>", "b"), Row(1, "c", "<Skip>"), Row(1, "d", "d")};
-    ColMaps[3].SSelected = 0;
-    UnselectSkippedRows();
-    std::string selected;
-    for (const auto& row : ColMaps) {
-        selected += std::to_string(row.SSelected);
-    }
-    EXPECT_EQ(selected, "1000");
 }
 
 TEST_F(MapCheck, TheFirstTargetColumnNamedTwiceInItsTableIsTold) {
@@ -231,29 +215,6 @@ TEST_F(ColumnDiscovery, ATextTargetIsNeverLookedFor) {
     EXPECT_TRUE(MappingSession::Map().empty());
     EXPECT_EQ(StateOf(0), "0 APPEND ");
     EXPECT_EQ(ColMaps[0].DDtype, "Integer");
-}
-
-TEST_F(ColumnDiscovery, ARenamedTargetIsMappedAnewBehindTheOtherTables) {
-    session_.InSource({"CREATE TABLE a (p LONG, q LONG)", "CREATE TABLE b (r LONG, s LONG)"});
-    session_.InTarget({"CREATE TABLE narrow (only LONG)"});
-    MappingSession::ChooseTables({"a", "b"});
-    MappingSession::Map();
-    ColMaps[0].SCName = "q";  // what the user made of it is gone afterwards
-    EXPECT_FALSE(NameTargetTable(0, " A "));
-    Rename(0, "narrow");
-    EXPECT_EQ(MappingSession::MapText(), "1 r>r 1\n1 s>s 1\n0 p>only 1\n0 q><Skip> 0\n");
-    EXPECT_EQ(SrcCols[2].ColName, "p");
-    EXPECT_EQ(DstCols[2].ColName, "only");
-    EXPECT_EQ(StateOf(0), "-1 APPEND ");
-    Rename(0, "fresh");
-    EXPECT_EQ(MappingSession::MapText(), "1 r>r 1\n1 s>s 1\n0 p>p 1\n0 q>q 1\n");
-    EXPECT_EQ(StateOf(0), "0 APPEND CREATE");
-    // Two sources may go to one target.
-    Rename(0, "Narrow");
-    Rename(1, " NARROW ");
-    EXPECT_EQ(StateOf(0), "-1 APPEND ");
-    EXPECT_EQ(StateOf(1), "-1 APPEND ");
-    EXPECT_EQ(DstTables[1].Name, " NARROW ");
 }
 
 TEST_F(ColumnDiscovery, ATableThatCouldNotBeReadSpoilsNoOther) {

@@ -213,26 +213,6 @@ std::vector<std::string> Words(const std::string& text) {
     return {std::istream_iterator<std::string>(in), {}};
 }
 
-// The names of the interface's codes, with less capitals in four of them: stored maps hold these.
-const char kCodes[] =
-    "0 Empty 2 SmallInt 3 Integer 4 Single 5 Double 6 Currency 7 Date 8 BSTR 9 IDispatch 10 Error "
-    "11 Boolean 12 Variant 13 IUnknown 14 Decimal 16 TinyInt 17 UnsignedTinyInt "
-    "18 UnsignedSmallInt 19 UnsignedInt 20 BigInt 21 UnsignedBigInt 64 FileTime 72 GUID 128 Binary "
-    "129 Char 130 Wchar 131 Numeric 132 UserDefined 133 DBDate 134 DBTime 135 DBTimeStamp "
-    "136 Chapter 138 PropVariant 139 VarNumeric 200 Varchar 201 LongVarChar 202 VarWchar "
-    "203 LongVarWChar 204 VarBinary 205 LongVarBinary";
-
-TEST(TypeCatalogueTest, EveryCodeHasItsNameAndAllOthersHaveNone) {
-    std::map<i32, std::string> names;
-    std::istringstream in(kCodes);
-    for (i32 code = 0; in >> code;) {
-        in >> names[code];
-    }
-    for (i32 code = -1; code <= 260; ++code) {
-        EXPECT_EQ(AdoTypeName(code), names[code]) << code;
-    }
-}
-
 // Access, FoxPro, Oracle, MySQL, SQL Server; "-": none.
 std::string TypesOf(const std::string& name) {
     std::string types;

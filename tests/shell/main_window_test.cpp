@@ -1,6 +1,5 @@
 #include "shell/main_window.h"
 
-#include "core/session_state.h"
 #include "shell/page_set.h"
 #include "shell/small_windows.h"
 #include "shell/window_memory.h"
@@ -9,17 +8,14 @@
 #include "support/temp_dir.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QGroupBox>
 #include <QLabel>
-#include <QMdiArea>
 #include <QMdiSubWindow>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QShortcut>
 #include <QTimer>
-#include <QVBoxLayout>
 
 namespace vantry {
 namespace {
@@ -188,31 +184,6 @@ TEST_F(MainWindowTest, APageStaysCentredUntilItIsMoved) {
     frame.resize(900, 700);
     QCoreApplication::processEvents();
     EXPECT_EQ(window->pos(), QPoint(3, 4));
-}
-
-TEST_F(MainWindowTest, AControlBeyondTheAreaComesIntoViewWithTheFocus) {
-    auto& frame = TheMainWindow();
-    frame.resize(400, 300);
-    auto* const page = LoadPage("NavForm");
-    auto* const rows = new QVBoxLayout(page);
-    auto* const near = new QPushButton("near");
-    auto* const far = new QPushButton("far");
-    rows->addWidget(near);
-    rows->addSpacing(500);
-    rows->addWidget(far);
-    ShowPage("NavForm");
-    frame.activateWindow();
-    const auto* const area = frame.Area()->viewport();
-    const auto is_seen = [&](const QPushButton* button) {
-        QCoreApplication::processEvents();
-        return area->rect().contains(QRect(button->mapTo(area, QPoint()), button->size()));
-    };
-    ASSERT_FALSE(is_seen(far));
-    far->setFocus();
-    EXPECT_TRUE(is_seen(far));
-    EXPECT_FALSE(is_seen(near));
-    near->setFocus();
-    EXPECT_TRUE(is_seen(near));
 }
 
 TEST_F(MainWindowTest, TheSplashGivesWayToTheNavigatorByClickAndToNothingByKey) {

@@ -13,7 +13,6 @@
 #include <QMdiSubWindow>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QScreen>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -170,29 +169,6 @@ TEST_F(PageSetTest, TabComesToTheChosenOptionOfAGroup) {
     EXPECT_EQ(tab_to(), "third");
     page->findChild<QRadioButton*>("second")->setChecked(true);
     EXPECT_EQ(tab_to(), "second");
-}
-
-TEST_F(PageSetTest, NothingIsLargerThanTheScreen) {
-    const QSize screen = QGuiApplication::primaryScreen()->availableGeometry().size();
-    TheMainWindow().resize(screen * 2);
-    LoadPage("One")->resize(screen * 2);
-    ShowPage("One");
-    EXPECT_EQ(TheMainWindow().size().boundedTo(screen), TheMainWindow().size());
-    const auto* const window = FindPage("One")->parentWidget();
-    EXPECT_TRUE(TheMainWindow().Area()->viewport()->rect().contains(window->geometry()));
-    LoadPage("Two")->resize(screen * 2);
-    auto* const rows = new QVBoxLayout(FindPage("Two"));
-    auto* const large = new QLabel("needs more than the screen");
-    large->setMinimumSize(screen * 2);
-    rows->addWidget(large);
-    auto* const buttons = new QHBoxLayout;
-    buttons->addWidget(new QPushButton("Close"));
-    rows->addLayout(buttons);
-    QTimer::singleShot(0, [&] {
-        EXPECT_EQ(FindPage("Two")->size().boundedTo(screen), FindPage("Two")->size());
-        UnloadPage("Two");
-    });
-    ShowPageModal("Two");
 }
 
 TEST_F(PageSetTest, TheWaitNoticeShowsAsLongAsItLives) {

@@ -12,12 +12,10 @@
 #include "support/page_driver.h"
 #include "support/temp_dir.h"
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QCursor>
 #include <QDir>
 #include <QFileDialog>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -153,10 +151,7 @@ protected:
         return label->isVisible() ? FromQt(label->text()) : std::string();
     }
     QLineEdit& Filter() { return *page.findChild<QLineEdit*>("NamesFilter"); }
-    static void Press(QWidget& widget, int key, Qt::KeyboardModifiers with = Qt::NoModifier) {
-        QKeyEvent press(QEvent::KeyPress, key, with);
-        QApplication::sendEvent(&widget, &press);
-    }
+    static void SelectAll(QWidget& widget) { SendKey(widget, Qt::Key_A, {}, Qt::ControlModifier); }
 
     QWidget page;
     QListWidget list{&page};
@@ -181,11 +176,11 @@ TEST_F(NameListTest, FiltersManyNamesAndCountsTheChosen) {
     list.item(0)->setSelected(true);
     Filter().setText(" TABLE3 ");
     EXPECT_TRUE(list.isRowHidden(0));
-    Press(list, Qt::Key_A, Qt::ControlModifier);
+    SelectAll(list);
     EXPECT_EQ(Said("Count"), "12 of 40 selected") << "Table3, Table30 to 39, and the hidden one";
     Filter().setText("none of them");
     EXPECT_EQ(Said("Reason"), "No name holds \"none of them\".");
-    Press(Filter(), Qt::Key_Escape);
+    SendKey(Filter(), Qt::Key_Escape);
     EXPECT_EQ(FromQt(Filter().text()) + Said("Reason"), "");
     EXPECT_FALSE(list.isRowHidden(0));
     // Ticks count as what is chosen where there are some.
@@ -193,7 +188,7 @@ TEST_F(NameListTest, FiltersManyNamesAndCountsTheChosen) {
         list.item(row)->setCheckState(Qt::Unchecked);
     }
     Filter().setText("Table4");
-    Press(list, Qt::Key_A, Qt::ControlModifier);
+    SelectAll(list);
     EXPECT_EQ(Said("Count"), "2 of 40 selected");
     Fill(3);
     EXPECT_FALSE(list.isRowHidden(0)) << "a new list isn't filtered by what can't be seen";

@@ -188,8 +188,11 @@ public:
         : start_(std::move(start)), planted_(planted) {}
 
     file::Verdict Before(const file::Call& call) override {
-        if (planted_ == Planted::JournalNotSynced && call.operation == file::Operation::Sync &&
-            IsJournal(call.path)) {
+        const bool lost =
+            planted_ == Planted::JournalNotWritten
+                ? call.operation == file::Operation::Write
+                : planted_ == Planted::JournalNotSynced && call.operation == file::Operation::Sync;
+        if (lost && IsJournal(call.path)) {
             skipped_ = true;
         }
         return {.skip = IsSync(call.operation)};  // the record alone decides what is on disk

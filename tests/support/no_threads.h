@@ -1,11 +1,13 @@
 #pragma once
 // What the program does on a system that has no thread left for it.
 
+#include "support/child_process.h"
+
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 
@@ -29,23 +31,16 @@ bool HoldsWithoutThreads(const std::filesystem::path& folder, Check&& holds) {
     for (const auto& entry : fs::directory_iterator(folder)) {
         fs::permissions(entry, fs::perms::all);
     }
-    const pid_t child = ::fork();
-    if (child == 0) {
-        constexpr uid_t kNobody = 65534;
-        const rlimit none{0, 0};
-        bool held = false;
-        try {
-            held = ::setrlimit(RLIMIT_NPROC, &none) == 0 &&
-                   (::geteuid() != 0 || ::setresuid(kNobody, kNobody, kNobody) == 0) &&
-                   !CanStartThread() && holds();
-        } catch (...) {
-            held = false;
-        }
-        ::_exit(held ? 0 : 1);
-    }
-    int status = 0;
-    return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) &&
-           WEXITSTATUS(status) == 0;
+    return RunChild([&](const Report&) {
+               constexpr uid_t kNobody = 65534;
+               const rlimit none{0, 0};
+               if (::setrlimit(RLIMIT_NPROC, &none) != 0 ||
+                   (::geteuid() == 0 && ::setresuid(kNobody, kNobody, kNobody) != 0) ||
+                   CanStartThread() || !holds()) {
+                   throw std::runtime_error("it doesn't hold");
+               }
+           })
+        .whole;
 }
 
 }  // namespace vantry::test

@@ -4,7 +4,6 @@
 #include "core/kinds.h"
 #include "core/session_state.h"
 #include "programs/all_pages.h"
-#include "repository/pages/create_repository.h"
 #include "shell/background_work.h"
 #include "support/page_driver.h"
 #include "support/private_mariadb.h"

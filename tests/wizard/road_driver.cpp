@@ -5,21 +5,16 @@
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
-#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QFileDialog>
-#include <QHeaderView>
 #include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
-#include <QListWidget>
 #include <QMessageBox>
-#include <QPlainTextEdit>
 #include <QProcess>
 #include <QRadioButton>
 #include <QScreen>
 #include <QStyle>
-#include <QStyleOptionViewItem>
 
 #include <cstdio>
 #include <cstdlib>

@@ -3,8 +3,6 @@
 
 #include "connectors/pages/connector_pages_fixture.h"
 
-#include <QCheckBox>
-
 namespace vantry::test {
 namespace {
 

@@ -15,6 +15,7 @@
 namespace vantry::access {
 namespace {
 
+using test::Interruption;
 using test::Planted;
 
 const std::string kBulkTable = "bulk";
@@ -221,29 +222,38 @@ struct Trials {
     std::vector<std::string> wrong;
 };
 
-// ---- Killed
+// ---- Killed, or without power
 
-// Kills the writer at every `stride`-th operation; the states that were wrong.
-std::vector<std::string> KillLoop(int stride, Planted planted, std::size_t enough) {
+test::RecordedRun Recorded(const test::TempDir& folder, Planted planted) {
+    test::WriteFolder(folder.Path(), EmptyDatabase());
+    return {
+        folder.Path(), planted, [&](const Report& report) { RunScript(folder / kFile, report); }};
+}
+
+// So many states that an interruption can leave, or as many times more as the environment says;
+// those that were wrong.
+std::vector<std::string> InterruptedLoop(Interruption by,
+                                         int states,
+                                         Planted planted,
+                                         std::size_t enough) {
     Trials trials(enough);
-    bool killed = true;
-    for (int point = 0; killed && !trials.HasEnough(); point += stride) {
-        trials.Put(EmptyDatabase());
-        const std::size_t torn =
-            point / stride % 3 == 0 ? 0 : 512 * (1 + static_cast<std::size_t>(point) % 8);
-        const auto ended = RunKilledAt(
-            point, torn, planted, [&](const Report& report) { RunScript(trials.path, report); });
-        killed = ended.killed;
-        const auto trouble = "killed at operation " + std::to_string(point);
-        trials.Judge(trouble, ended.steps);
+    auto run = Recorded(trials.folder, planted);
+    std::mt19937 random(42);
+    states *= FromEnvironment("VANTRY_CRASH_STATES", 1);
+    for (int state = 0; state < states && !trials.HasEnough(); ++state) {
+        const std::size_t steps = random() % (run.Operations() + 1);
+        trials.Put(run.StateAt(steps, by));
+        trials.Judge("state " + std::to_string(state) + ", interrupted at operation " +
+                         std::to_string(steps),
+                     run.DoneAt(steps));
     }
     return trials.wrong;
 }
 
 TEST(AccessCrash, KilledWriterLeavesWholeStatements) {
     EXPECT_EQ(std::vector<std::string>(),
-              KillLoop(FromEnvironment("VANTRY_KILL_STRIDE", 20), Planted::Nothing, 5));
-    EXPECT_FALSE(KillLoop(3, Planted::JournalNotWritten, 1).empty());
+              InterruptedLoop(Interruption::Kill, 1000, Planted::Nothing, 5));
+    EXPECT_FALSE(InterruptedLoop(Interruption::Kill, 1000, Planted::JournalNotWritten, 1).empty());
 }
 
 TEST(AccessCrash, KilledCreationLeavesNoFileOrAWholeOne) {
@@ -261,32 +271,11 @@ TEST(AccessCrash, KilledCreationLeavesNoFileOrAWholeOne) {
     }
 }
 
-// ---- Power failure
-
-test::RecordedRun Recorded(const test::TempDir& folder, Planted planted) {
-    test::WriteFolder(folder.Path(), EmptyDatabase());
-    return {
-        folder.Path(), planted, [&](const Report& report) { RunScript(folder / kFile, report); }};
-}
-
-std::vector<std::string> PowerLoop(int states, Planted planted, std::size_t enough) {
-    Trials trials(enough);
-    auto run = Recorded(trials.folder, planted);
-    std::mt19937 random(42);
-    for (int state = 0; state < states && !trials.HasEnough(); ++state) {
-        const std::size_t steps = random() % (run.Operations() + 1);
-        trials.Put(run.StateAt(steps, test::Interruption::PowerFailure));
-        trials.Judge(
-            "state " + std::to_string(state) + ", power lost at operation " + std::to_string(steps),
-            run.DoneAt(steps));
-    }
-    return trials.wrong;
-}
-
 TEST(AccessCrash, PowerFailureLeavesWholeStatements) {
     EXPECT_EQ(std::vector<std::string>(),
-              PowerLoop(FromEnvironment("VANTRY_POWER_STATES", 1500), Planted::Nothing, 5));
-    EXPECT_FALSE(PowerLoop(3000, Planted::JournalNotSynced, 1).empty());
+              InterruptedLoop(Interruption::PowerFailure, 1500, Planted::Nothing, 5));
+    EXPECT_FALSE(
+        InterruptedLoop(Interruption::PowerFailure, 3000, Planted::JournalNotSynced, 1).empty());
 }
 
 // ---- Failing operations

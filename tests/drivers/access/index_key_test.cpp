@@ -4,8 +4,6 @@
 #include "drivers/access/indexes/index_key.h"
 
 #include "data/utf.h"
-#include "drivers/access/encryption/page_cipher.h"
-#include "drivers/access/pages/header_mask.h"
 
 #include <gtest/gtest.h>
 
@@ -234,15 +232,6 @@ TEST(IndexKey, SaysWhatItCannotMake) {
     index.columns.push_back({0, 0, true});
     const KeyEncoder encoder(header, def, index);
     EXPECT_NE(encoder.Unsupported().find("'Namn' (language 041D, version 0)"), std::string::npos);
-}
-
-// The mask of the file header is the key stream of one key of the same cipher.
-TEST(PageCodec, MakesTheKeyStreamThatMasksTheHeader) {
-    Bytes page(kMaskedLengthJet4);
-    MakeJetEncoding(0x6B39DAC7U ^ 1U)->Encrypt(1, page);
-    EXPECT_TRUE(std::equal(page.begin(), page.end(), kHeaderMask.begin(), [](auto a, auto b) {
-        return static_cast<std::uint8_t>(a) == b;
-    }));
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Locks between us and a program of another kind: a process that follows the byte ranges by which
 // such programs lock records, header, file and index, and knows nothing of ours.
 
-#include "drivers/foxpro/format.h"
 #include "drivers/foxpro/reading.h"
 #include "files/file_lock.h"
 #include "support/child_process.h"

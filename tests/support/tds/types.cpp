@@ -13,7 +13,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstring>
 
 namespace vantry::test::tds {
 namespace {

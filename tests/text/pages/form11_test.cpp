@@ -5,7 +5,6 @@
 #include "support/session_steps.h"
 #include "text/pages/text_pages_fixture.h"
 
-#include <QElapsedTimer>
 #include <QPushButton>
 
 namespace vantry {

@@ -2,8 +2,6 @@
 
 #include "text/pages/text_pages_fixture.h"
 
-#include <QGroupBox>
-
 namespace vantry {
 namespace {
 
