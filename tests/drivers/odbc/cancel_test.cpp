@@ -142,6 +142,26 @@ TEST_F(CancelPostgreSql, StopsTheStatement) {
                     [&] { other->Execute("COMMIT"); },
                     0});
     EndsAtTheSameMoment(server.ConnectionText(), "select pg_sleep");
+
+    // Behind a refused row the others go one by one, and none behind the one that is stopped.
+    const auto connection = Connect(server.ConnectionText());
+    connection->Execute("create table keys (id int primary key)");
+    connection->Execute("insert into keys values (1)");
+    const auto insert = connection->Prepare("INSERT INTO keys (id) VALUES (?)",
+                                            std::vector<ParameterInfo>{{adInteger, 4}});
+    for (const int id : {3, 1, 2, 4}) {
+        insert->Keep(std::vector{Cell::Int64(id)});
+    }
+    other->Execute("BEGIN");
+    other->Execute("insert into keys values (2)");  // the other 2 waits for its end
+    RowOutcomes outcomes;
+    Cancelled("block", [&] { insert->SendKept(outcomes); });
+    other->Execute("ROLLBACK");
+    ASSERT_EQ(outcomes.size(), 4U);
+    EXPECT_TRUE(!outcomes[0] && outcomes[1] && !IsCancelled(*outcomes[1]));
+    EXPECT_TRUE(outcomes[2] && IsCancelled(*outcomes[2]));
+    EXPECT_TRUE(outcomes[3] && IsCancelled(*outcomes[3]));
+    EXPECT_EQ(One(*connection, "select count(*) from keys"), "2");
 }
 
 TEST_F(CancelMariaDb, StopsTheStatement) {

@@ -24,6 +24,7 @@ struct Remark {
     const char* text;
 };
 std::optional<Remark> PlantedRemark;
+bool CountsRefusedRows = false;  // as if they had been stored
 
 template <typename Function>
 Function Next(Function, const char* name) {
@@ -39,7 +40,13 @@ SQLRETURN WithRemark(SQLRETURN result) {
 // Stand before the driver manager's own: no driver on a test machine changes a value and says so.
 extern "C" SQLRETURN SQL_API SQLExecute(SQLHSTMT statement) {
     static const auto next = Next(&SQLExecute, "SQLExecute");
-    return WithRemark(next(statement));
+    const auto result = next(statement);
+    SQLULEN* counted = nullptr;
+    if (CountsRefusedRows && !SQL_SUCCEEDED(result)) {
+        SQLGetStmtAttr(statement, SQL_ATTR_PARAMS_PROCESSED_PTR, &counted, 0, nullptr);
+        SQLGetStmtAttr(statement, SQL_ATTR_PARAMSET_SIZE, counted, 0, nullptr);
+    }
+    return WithRemark(result);
 }
 extern "C" SQLRETURN SQL_API SQLExecDirect(SQLHSTMT statement, SQLCHAR* text, SQLINTEGER length) {
     static const auto next = Next(&SQLExecDirect, "SQLExecDirect");
@@ -106,6 +113,22 @@ TEST_F(SqliteTest, ValuesKeepWhatTheyAreWhateverTheirColumnsSay) {
     EXPECT_EQ(Shown(rows[3]),
               "number:1.5 | number:1E+300 | text: | moment:2020-01-01 00:00:00 | null | bytes:0 | "
               "bool:False");
+}
+
+TEST_F(SqliteTest, ARefusedBlockHasARefusedRowWhateverTheDriverCounts) {
+    const auto connection = Open();
+    connection->Execute("create table t (id integer primary key)");
+    const auto insert =
+        connection->Prepare("insert into t values (?)", std::vector<ParameterInfo>{{adInteger, 4}});
+    for (const int id : {1, 2, 1}) {
+        insert->Keep(std::vector{Cell::Int64(id)});
+    }
+    RowOutcomes outcomes;
+    CountsRefusedRows = true;
+    insert->SendKept(outcomes);
+    CountsRefusedRows = false;
+    ASSERT_EQ(outcomes.size(), 3U);
+    EXPECT_TRUE(!outcomes[0] && !outcomes[1] && outcomes[2]);
 }
 
 // A value that the server changed is an error of its statement, and the row counts as arrived;
