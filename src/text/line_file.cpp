@@ -243,6 +243,16 @@ void LineFile::SettleBlock() {
     block_.size = 0;
 }
 
+// A full disk takes a part of a write. The next try appends all of it, and a file that is longer
+// than what we wrote counts as somebody else's.
+void LineFile::CutTornWrite() noexcept {
+    try {
+        file_.Truncate(file_size_);
+    } catch (const DataError&) {
+        // The failed write is the one to report.
+    }
+}
+
 // All accepted lines; none that is being made.
 void LineFile::WriteAll() {
     BeginLine();
@@ -253,7 +263,12 @@ void LineFile::WriteAll() {
     }
     RequireOwnFile();
     if (line_start_ != 0) {
-        file_.Write(file_size_, std::as_bytes(std::span(buffer_.get(), line_start_)));
+        try {
+            file_.Write(file_size_, std::as_bytes(std::span(buffer_.get(), line_start_)));
+        } catch (const DataError&) {
+            CutTornWrite();
+            throw;
+        }
         file_size_ += line_start_;
         size_ = line_start_ = 0;
     }

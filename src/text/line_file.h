@@ -134,6 +134,7 @@ private:
     void HandOver();
     void SettleBlock();
     void RequireOwnFile();
+    void CutTornWrite() noexcept;
     void WriteAll();
     void TakePartialName();
     void KeepMode() const;

@@ -15,6 +15,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vantry::test {
@@ -148,8 +149,14 @@ public:
         verdict.skip = IsSync(call.operation);
         if (call.operation == file::Operation::Write &&
             call.path.find(name_) != std::string_view::npos) {
+            const bool full = writes + 1 >= first_ && writes < last_;
+            if (full && call.data.size() > 1 && !std::exchange(torn_, true)) {
+                verdict.limit = call.data.size() / 2;  // it takes a part before it says so
+                return verdict;
+            }
+            torn_ = false;
             ++writes;
-            verdict.error = writes >= first_ && writes <= last_ ? ENOSPC : 0;
+            verdict.error = full ? ENOSPC : 0;
         }
         return verdict;
     }
@@ -159,6 +166,7 @@ private:
     std::string name_;
     int first_;
     int last_;
+    bool torn_ = false;
 };
 
 // The order of what happens to files: w written, s flushed to the disk, n given its name; the same
