@@ -421,12 +421,13 @@ TEST(Rejects, ReloadIntoASecondTargetAndNothingIsMissing) {
 TEST(MatchColumns, ByNameByPositionAndSkip) {
     test::MappingSession session;
     session.InSource({"CREATE TABLE t (first_name TEXT(9), Town TEXT(9), extra LONG)"});
-    session.InTarget({"CREATE TABLE t (town TEXT(9), [First Name] TEXT(9), other LONG)"});
+    session.InTarget({"CREATE TABLE t (town TEXT(9), [First Name] TEXT(9), [T O W N] LONG)"});
     session.ChooseTables({"t"});
     session.Map();
     const auto pairs = [] {
         std::string text;
         for (const auto& row : ColMaps) {
+            EXPECT_EQ(row.Pos, &row - ColMaps.data());
             text += row.SCName + ">" + row.DCName + (row.SSelected == 1 ? "+ " : "- ");
         }
         return text;
@@ -436,12 +437,12 @@ TEST(MatchColumns, ByNameByPositionAndSkip) {
     MatchColumns(0, MatchBy::Name);
     EXPECT_EQ(
         pairs(),
-        "Town>town+ first_name>First Name+ " + SkipLabel + ">other- extra>" + SkipLabel + "- ");
+        "Town>town+ first_name>First Name+ " + SkipLabel + ">T O W N- extra>" + SkipLabel + "- ");
     MatchColumns(0, MatchBy::Position);
     EXPECT_EQ(pairs(), by_position);
     MatchColumns(0, MatchBy::Skip);
     EXPECT_EQ(pairs(),
-              SkipLabel + ">town- " + SkipLabel + ">First Name- " + SkipLabel + ">other- ");
+              SkipLabel + ">town- " + SkipLabel + ">First Name- " + SkipLabel + ">T O W N- ");
 }
 
 }  // namespace

@@ -73,6 +73,13 @@ TEST(ValueJudge, GradesEachValueByWayAndTarget) {
         {Oracle, "Varchar2(2)", Statement, adBoolean, yes, Changed, Letters},
         {Oracle, "Varchar2(9)", Statement, adVarWChar, Text(""), Changed, EmptyText},
         {MSSQL, "datetime", Statement, adDate, At(-53'689, 0), Refused, Range},
+        {MSSQL,
+         "datetime",
+         Statement,
+         adDate,
+         At(2'958'465, kNanosPerDay - 1'000'000),
+         Refused,
+         Range},
         {MSSQL, "Bit", Statement, adTinyInt, number(5), Changed, Truth},
         {MSSQL, "varchar(9)", Statement, adVarChar, Text("日"), Changed, CodePage},
     };

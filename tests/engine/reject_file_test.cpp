@@ -100,11 +100,13 @@ TEST_F(RejectFileTest, RowsOfTheSourceAreThoseOfTheTargetAndThoseOfTheFile) {
         std::vector<int> unreadable;           // rows, from 1
         const char* states;
         std::int64_t not_reached = 0;
+        std::int64_t taken_back = 0;  // when the table is settled
     } cases[] = {
         {"ACCESS", "ExecutePrepared", at({}, bad), {}, ""},
         {"ACCESS", "ExecutePrepared", at({1, 7, 203}, bad), {9, 10}, "5 refused"},
         {"ACCESS", "Append", at({1, 7}, bad), {9, 205}, "4 refused"},
         {"ACCESS", "ExecutePrepared", from(11, bad), {}, "50 refused", 61},
+        {"ACCESS", "ExecutePrepared", from(11, bad), {}, "50 refused, 4 taken back", 61, 4},
         {"ACCESS", "ExecutePrepared", at({5}, Unknown()), {}, "1 may have arrived"},
         {"ACCESS", "ExecutePrepared", at({60}, Lost(30)), {50}, "2 refused, 30 taken back"},
         {"ACCESS", "Settle", at({1}, Lost(205)), {}, "205 taken back"},
@@ -133,6 +135,8 @@ TEST_F(RejectFileTest, RowsOfTheSourceAreThoseOfTheTargetAndThoseOfTheFile) {
         const auto play = [&](std::string_view operation, int) {
             if (operation == c.operation) {
                 c.fail(++calls - (at_source ? 1 : 0));  // the count's row comes first
+            } else if (operation == "Settle" && c.taken_back > 0) {
+                throw Lost(c.taken_back);
             }
         };
         source->before = at_source ? play : std::function<void(std::string_view, int)>();

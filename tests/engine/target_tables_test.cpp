@@ -59,6 +59,7 @@ TEST_F(TargetTablesTest, ATableIsNeitherDroppedNorEmptiedWhenItsRowsAreToBeLoade
         {false, "ORACLE", oracle + "scott", "hr", "ORDERS", oracle + "scott"},
         {true, "ODBC", "Provider=MSDASQL;DSN=d;UID=a", "", "orders", "DSN=D"},
         {false, "ODBC", "Provider=MSDASQL;DSN=d", "", "orders", "DSN=e"},
+        {false, "ODBC", "FILEDSN=d;UID=a", "", "orders", "FILEDSN=e"},
         {true, "ODBC", sql_server + "a", "", "orders", sql_server + "a"},
         {false, "TEXT", jet, "", "orders", jet},
         {false, "MySQL", mysql + "db1;DATABASE=b", "b", "orders", sql_server + "b;Server=db1"},

@@ -91,6 +91,10 @@ TEST(VYRun, ALookWritesNothingAndAVerifiedRunTellsWhatItsTargetChanged) {
     const auto rejects = app.Folder().Read("log/odd.log.rejects.csv");
     EXPECT_NE(rejects.find("\"odd.csv\",3,refused,"), std::string::npos) << rejects;
 
+    EXPECT_NE(app.Folder().Read("log/VYRun.log").find("\"Colour\" in line 2"), std::string::npos);
+    app.Folder().Write("Vantry.ini", "VerifyRuns=1\n");
+    EXPECT_EQ(app.Run({id}).exit_code, 4);
+    app.Folder().Write("Vantry.ini", "LogGenerations=1\n");
     const auto again = app.Run({id});
     EXPECT_EQ(again.exit_code, 1);
     EXPECT_EQ(app.Summary("odd").find("verification"), std::string::npos);

@@ -309,6 +309,13 @@ TEST_F(TextFileTest, AMachineWithAnotherCharacterSetGetsItsBytesAndLosesNoCharac
     EXPECT_EQ(LoggedErrors(), 1);
     EXPECT_TRUE(Has(view.log, "has a character that the character set of this machine lacks"));
     EXPECT_TRUE(Has(view.log, "\r\n2 Rows Loaded"));
+    // A heading that can't be written is no line of its file, as that of the table before was.
+    TextDestHeader = kTrue;
+    AddTable("src", "other");
+    SetFile(1);
+    MapColumn("東京");
+    Run();
+    EXPECT_EQ(ReportOf(1).RowsLoaded, 2);
 }
 
 TEST_F(TextFileTest, AKilledRunLeavesTheFormerFileAndTheNextOneReplacesIt) {

@@ -26,7 +26,7 @@ std::vector<Cell> CellsOf(const Row& row) {
 }
 
 const std::vector<ParameterInfo> kParameters = {
-    {adInteger, 4}, {adVarWChar, 20}, {adNumeric, 19, 38, 4}, {adDBTimeStamp, 16}, {adDouble, 8}};
+    {adInteger, 4}, {adVarWChar, 20}, {adNumeric, 19, 38, 1}, {adDBTimeStamp, 16}, {adDouble, 8}};
 
 // Rows of which some are refused: keys that are there, or come twice, or are missing, and texts
 // that are too long. Values change their shapes from row to row.

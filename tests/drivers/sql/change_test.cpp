@@ -64,6 +64,9 @@ TEST_F(ChangeTest, UpdateFindsRowsFirst) {
             "update Orders inner join People on customer = name set qty = age where age > 40"),
         1);
     EXPECT_EQ(Rows("select qty from Orders where customer = 'émile'"), "51");
+    // Two orders of one customer: a row is changed once.
+    EXPECT_EQ(
+        connection_->Execute("update People inner join Orders on customer = name set age = 9"), 2);
     const auto update = connection_->Prepare("update Orders set note = ? where id = ?", {});
     const Cell values[] = {Cell::Text("new"), Cell::Text("3")};
     EXPECT_EQ(update->Execute(values), 1);

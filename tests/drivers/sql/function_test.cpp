@@ -131,6 +131,8 @@ TEST_F(FunctionTest, Dates) {
         {"DatePart('q', #5/1/2024#) & DatePart('y', #12/31/2024#) & DatePart('ww', #1/7/2024#)",
          "23662"},
         {"DatePart('ww', #1/1/2023#, 2, 2) & '/' & DatePart('ww', #12/31/2024#, 2, 2)", "52/1"},
+        // Three days and four days of the first week.
+        {"DatePart('ww', #1/1/2021#, 2, 2) & '/' & DatePart('ww', #1/1/2015#, 2, 2)", "53/1"},
         {"Year(#7/4/1776#) & Month(#7/4/1776#) & Day(#7/4/1776#)", "177674"},
         {"Hour(#13:45:59#) & Minute(#13:45:59#) & Second(#13:45:59#)", "134559"},
         {"Weekday(#1/7/2024#) & Weekday(#1/7/2024#, 2) & WeekdayName(1) & MonthName(2, True)",

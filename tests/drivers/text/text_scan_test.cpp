@@ -84,7 +84,7 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "a|b\n\x83|x|\xB1|\n",
          {"'\xE3\x83\x9D"
           "x'|'\xEF\xBD\xB1'|<null>"}},
-        {"CharacterSet=Unicode", "a\0\n\0=\xD8\0\xDE\n\0"s, {"'\xF0\x9F\x98\x80'"}},
+        {"CharacterSet=Unicode", "a\0\n\0x\0=\xD8\0\xDE\n\0"s, {"'x\xF0\x9F\x98\x80'"}},
         // U+1A00 at the end, and a Ctrl-Z.
         {"CharacterSet=Unicode", "a\0\n\0x\0\0\x1A"s, {"'x\xE1\xA8\x80'"}},
         {"CharacterSet=1201", "\0a\0\n\0x\0\x1A"s, {"'x'"}},
@@ -198,6 +198,16 @@ TEST(TextScan, RowsThatDoNotFitTheTableTellTheirLine) {
         Has(error_of("f.csv", 1, 4), "line 6: a text qualifier opens a value and is never"));
     EXPECT_TRUE(Has(error_of("f.csv", 1, 4), "so that 2 more lines up to the end"));
     EXPECT_EQ(folder.Open("f.csv")->CountRows(), 4);
+    // A return at the end of 64 KiB, and its feed behind them.
+    folder.Write("f.csv", "a,b\n1," + std::string((64 << 10) - 7, 'x') + "\r\n2,Ada, Ltd\n");
+    EXPECT_TRUE(Has(error_of("f.csv", 0, 2), "line 3: the row has 3 fields"));
+    // Files of this size are counted in two halves: here the middle is in a text.
+    std::string text = "a,b\n1,\"";
+    while (text.size() < std::size_t{5} << 20) {
+        text += "x\n";
+    }
+    folder.Write("f.csv", text + "\"\n2,y\n");
+    EXPECT_EQ(folder.Open("f.csv")->CountRows(), 2);
     folder.Write("w.csv", "h\nabc,x\nabcd,x\nabc," + std::string(256, 'y') + "\n");
     EXPECT_TRUE(Has(error_of("w.csv", 0, 2),
                     "line 3, column 'a': the value 'abcd' is not a text of at most 3 characters."));
