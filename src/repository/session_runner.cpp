@@ -264,7 +264,10 @@ void SavedRun::EndRejects() {
 
 void SavedRun::Prepare() {
     if (auto fault = ConnectionFault(); !fault.empty()) {
-        throw NotStarted{kRunNotStarted, std::move(fault)};
+        // A cancel ends the wait for a server, which then couldn't be reached.
+        throw surroundings_.cancel_requested()
+            ? NotStarted{kRunCancelled, "Cancelled before it began."}
+            : NotStarted{kRunNotStarted, std::move(fault)};
     }
     RecordCreatedTables(summary_.SessionID);
     if (lock_->FoundMark() != ProgramLock::Mark::None) {

@@ -5,6 +5,7 @@
 #include "repository/session_runner.h"
 #include "support/fault_plans.h"
 #include "support/has.h"
+#include "support/quiet_port.h"
 #include "support/session_steps.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <regex>
 #include <thread>
@@ -236,6 +238,24 @@ TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     EXPECT_EQ(NumberIn(app.Summary("long"), "exitCode"), 5);
     EXPECT_EQ(NumberIn(app.Summary("long"), "rowsLoaded"), app.RowsIn("out.mdb", "orders"));
     EXPECT_EQ(ListSessions().at(0).LastRunDate, ShortDate(Now()));
+}
+
+// A server that says nothing has a quarter of a minute, which nothing but the signal ends.
+TEST(VYRun, ACancelEndsAWaitForAServer) {
+    const QuietPort server;
+    const Application app;
+    app.SaveOrders("wait", 2);
+    RunStatement(RepoConnStr,
+                 "update sessions set TargetType='MySQL', TargetConnStr='DRIVER={MySQL ODBC 3.51 "
+                 "Driver};SERVER=127.0.0.1;PORT=" +
+                     std::to_string(server.Port()) + "'");
+    auto run = app.Start("VYRun", {"1"});
+    ASSERT_TRUE(Within(20, [&] { return fs::exists(app.Path("log/wait.log")); }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    const auto start = std::chrono::steady_clock::now();
+    run.Signal(SIGTERM);
+    EXPECT_EQ(run.Wait().exit_code, 5) << app.Log("wait");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 // The table is made and loaded, and the disk of the repository is full: the next run must not find
