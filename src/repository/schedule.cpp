@@ -65,13 +65,13 @@ DateTime Later(const DateTime& moment, std::int64_t nanos) {
                               : DateTime{moment.day + 1, sum - kNanosPerDay};
 }
 
-// The last time up to `moment` at which the clock's minutes and seconds were `mark` and 0.
+// The last time up to `moment` at which the clock's minutes and seconds were `mark` and 0. Below 0
+// where that was the day before: an hour at least is added to it.
 DateTime LastMark(const DateTime& moment, int mark) {
     constexpr std::int64_t kNanosPerHour = 60 * kNanosPerMinute;
     const std::int64_t into = mark * kNanosPerMinute;
     const std::int64_t since = (moment.nanos - into + kNanosPerHour) % kNanosPerHour;
-    return moment.nanos >= since ? DateTime{moment.day, moment.nanos - since}
-                                 : DateTime{moment.day - 1, moment.nanos - since + kNanosPerDay};
+    return {moment.day, moment.nanos - since};
 }
 
 bool IsBetween(const std::optional<int>& value, int low, int high) {

@@ -147,9 +147,12 @@ TEST_F(PagedFileTest, BatchedRowsBecomeVisibleInTime) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     EXPECT_EQ("aaea", OnDisk());
-    add_rows(8, 'f');
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    add_rows(1, 'f');
+    EXPECT_EQ("aafa", OnDisk()) << "one by itself again";
+    add_rows(8, 'g');
     writer.reset();
-    EXPECT_EQ("aafa", OnDisk());
+    EXPECT_EQ("aaga", OnDisk());
     EXPECT_FALSE(HasJournal());
 }
 
