@@ -21,6 +21,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -211,52 +212,46 @@ TEST(DataCheck, KnowsTheKeysOfEveryKindOfTarget) {
     const std::string foxpro = "Driver={Microsoft Visual FoxPro Driver};SourceType=";
     // Rows of `name` that repeat, and the first of them, beside the null of row 6; "ANNA" is in the
     // target. 0: the kind takes them.
-    const struct {
-        const char* kind;
-        const char* mode;
-        std::string target;
-        std::vector<const char*> statements;
-        int repeats;
-        int first;
-    } cases[] = {
-        {"FOXPRO",
-         "DIR",
-         foxpro + "DBF;SourceDb=" + folder + "/free",
-         {"CREATE TABLE t (id I, name C(20) UNIQUE)", "INSERT INTO t VALUES (1, 'ANNA')"},
-         3,
-         2},
-        {"FOXPRO",
-         "DBC",
-         foxpro + "DBC;SourceDb=" + folder + "/shop.dbc",
-         {"CREATE TABLE t (id I, name C(20) PRIMARY KEY)", "INSERT INTO t VALUES (1, 'ANNA')"},
-         3,
-         2},
-        {"MySQL",
-         "",
-         mariadb ? mariadb->ConnectionText() : "",
-         {"CREATE TABLE t (id int, name varchar(20) not null unique)",
-          "INSERT INTO t VALUES (1, 'ANNA')"},
-         5,
-         1},
-        {"MSSQL",
-         "",
-         tds ? tds->ConnectionText() : "",
-         {"CREATE TABLE t (id int, name nvarchar(20) not null unique)",
-          "INSERT INTO t VALUES (1, 'ANNA')"},
-         4,
-         1},
-        {"ORACLE",
-         "",
-         sqlite ? "Provider=OraOLEDB.Oracle;Data Source=svc;Database=" + folder +
-                      "/ora;User ID=scott;Password=tiger;"
-                : "",
-         {"CREATE TABLE user_tables (table_name varchar(30))",
-          "INSERT INTO user_tables VALUES ('t')",
-          "CREATE TABLE t (id integer, name varchar(20) not null unique)",
-          "INSERT INTO t VALUES (1, 'ANNA')"},
-         3,
-         2},
-    };
+    const std::tuple<const char*, const char*, std::string, std::vector<const char*>, int, int>
+        cases[] = {
+            {"FOXPRO",
+             "DIR",
+             foxpro + "DBF;SourceDb=" + folder + "/free",
+             {"CREATE TABLE t (id I, name C(20) UNIQUE)", "INSERT INTO t VALUES (1, 'ANNA')"},
+             3,
+             2},
+            {"FOXPRO",
+             "DBC",
+             foxpro + "DBC;SourceDb=" + folder + "/shop.dbc",
+             {"CREATE TABLE t (id I, name C(20) PRIMARY KEY)", "INSERT INTO t VALUES (1, 'ANNA')"},
+             3,
+             2},
+            {"MySQL",
+             "",
+             mariadb ? mariadb->ConnectionText() : "",
+             {"CREATE TABLE t (id int, name varchar(20) not null unique)",
+              "INSERT INTO t VALUES (1, 'ANNA')"},
+             5,
+             1},
+            {"MSSQL",
+             "",
+             tds ? tds->ConnectionText() : "",
+             {"CREATE TABLE t (id int, name nvarchar(20) not null unique)",
+              "INSERT INTO t VALUES (1, 'ANNA')"},
+             4,
+             1},
+            {"ORACLE",
+             "",
+             sqlite ? "Provider=OraOLEDB.Oracle;Data Source=svc;Database=" + folder +
+                          "/ora;User ID=scott;Password=tiger;"
+                    : "",
+             {"CREATE TABLE user_tables (table_name varchar(30))",
+              "INSERT INTO user_tables VALUES ('t')",
+              "CREATE TABLE t (id integer, name varchar(20) not null unique)",
+              "INSERT INTO t VALUES (1, 'ANNA')"},
+             3,
+             2},
+        };
     session.InSource({"CREATE TABLE t (id LONG, name TEXT(20))",
                       "INSERT INTO t VALUES (1, 'Anna')",
                       "INSERT INTO t VALUES (2, 'Anna')",
@@ -265,19 +260,19 @@ TEST(DataCheck, KnowsTheKeysOfEveryKindOfTarget) {
                       "INSERT INTO t VALUES (5, 'Bo')",
                       "INSERT INTO t VALUES (6, NULL)",
                       "INSERT INTO t VALUES (7, 'Bo')"});
-    for (const auto& c : cases) {
-        if (c.target.empty()) {
+    for (const auto& [kind, mode, target, statements, repeats, first] : cases) {
+        if (target.empty()) {
             continue;  // not on this machine
         }
-        SCOPED_TRACE(std::string(c.kind) + c.mode);
-        TargetType = c.kind;
-        TargetConnStr = c.target;
-        FoxDestMode = c.mode;
+        SCOPED_TRACE(std::string(kind) + mode);
+        TargetType = kind;
+        TargetConnStr = target;
+        FoxDestMode = mode;
         FoxDestPrefix = folder + "/free/";
-        if (std::string_view(c.mode) == "DBC") {
+        if (std::string_view(mode) == "DBC") {
             Catalog().Create(TargetConnStr);
         }
-        for (const auto* sql : c.statements) {
+        for (const auto* sql : statements) {
             test::RunStatement(TargetConnStr, sql);
         }
         session.ChooseTables({"t"});
@@ -290,12 +285,12 @@ TEST(DataCheck, KnowsTheKeysOfEveryKindOfTarget) {
         for (const auto& finding : check.columns[1].data) {
             found[finding.verdict.reason] = finding;
         }
-        EXPECT_EQ(found[Reason::RepeatedKey].count, c.repeats) << TableText(check);
-        EXPECT_EQ(found[Reason::RepeatedKey].row, c.first);
+        EXPECT_EQ(found[Reason::RepeatedKey].count, repeats) << TableText(check);
+        EXPECT_EQ(found[Reason::RepeatedKey].row, first);
         // A batch carries the null as an empty text.
         const bool batch = TargetType == "MySQL";
         EXPECT_EQ(found[Reason::NotNull].row, batch ? 0 : 6);
-        EXPECT_EQ(check.refused, c.repeats + (batch ? 0 : 1));
+        EXPECT_EQ(check.refused, repeats + (batch ? 0 : 1));
         SrcTables[0].LoadOption = DstTables[0].LoadOption = "APPEND";
         RunSession("");
         // The scripted server's index goes by letter case, as no SQL Server's does by default.

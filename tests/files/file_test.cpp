@@ -1,18 +1,15 @@
-// Single files: names, errors, locks.
+// Single files: names, errors, writes. Locks are looked at where two use them.
 
 #include "files/file.h"
 
 #include "files/checksum.h"
 #include "files/error_of.h"
-#include "files/file_lock.h"
 #include "files/file_name.h"
 #include "files/replace_file.h"
 #include "support/fault_plans.h"
 #include "support/temp_dir.h"
 
 #include <gtest/gtest.h>
-
-#include <thread>
 
 namespace vantry::file {
 namespace {
@@ -95,33 +92,6 @@ TEST(FileWrites, GatheredPiecesArriveInOrder) {
 TEST(Checksums, AreCrc32c) {
     EXPECT_EQ(0xE3069283U, Crc32c(BytesOf("123456789")));  // the published check value
     EXPECT_EQ(Crc32c(BytesOf("123456789")), Crc32c(BytesOf("6789"), Crc32c(BytesOf("12345"))));
-}
-
-TEST(FileLocks, BelongToTheDescriptionAndWaitOnlySoLong) {
-    const test::TempDir folder;
-    folder.Write("f", "x");
-    const std::string path = folder / "f";
-    const File one = File::Open(path, OpenMode::ReadWrite);
-    const File two = File::Open(path, OpenMode::ReadWrite);
-    ASSERT_TRUE(TryLock(one, LockByte::Writer, LockKind::Exclusive));
-    EXPECT_FALSE(TryLock(two, LockByte::Writer, LockKind::Exclusive));
-    EXPECT_TRUE(LockedByOther(two, LockByte::Writer, LockKind::Shared));
-    EXPECT_FALSE(LockedByOther(one, LockByte::Writer, LockKind::Shared));
-    // Another descriptor of the process closed: the lock stays.
-    { const File third = File::Open(path, OpenMode::ReadWrite); }
-    EXPECT_FALSE(TryLock(two, LockByte::Writer, LockKind::Exclusive));
-    EXPECT_TRUE(TryLock(two, LockByte::Content, LockKind::Shared));
-    EXPECT_TRUE(TryLock(one, LockByte::Content, LockKind::Shared));
-    EXPECT_FALSE(TryLock(one, LockByte::Content, LockKind::Exclusive));
-    SetLockTimeout(std::chrono::milliseconds(30));
-    EXPECT_TRUE(Has(ErrorOf([&] { Lock(two, LockByte::Writer, LockKind::Exclusive); }), "in use"));
-    SetLockTimeout(std::chrono::milliseconds(5000));
-    std::thread later([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        Unlock(one, LockByte::Writer);
-    });
-    EXPECT_EQ("", ErrorOf([&] { Lock(two, LockByte::Writer, LockKind::Exclusive); }));
-    later.join();
 }
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <cerrno>
 #include <cstring>
 #include <functional>
+#include <tuple>
 
 namespace vantry::file {
 namespace {
@@ -198,11 +199,7 @@ TEST_F(JournalTest, AJournalThatCouldntBeMadeIsNotThere) {
 // A file that is deleted, moved, replaced or cut while it is written: the error says so, nothing of
 // ours gets into what is there now, and no journal stays that would keep it from being opened.
 TEST_F(JournalTest, AFileThatIsntOursAnyMoreIsLeftAlone) {
-    struct Case {
-        const char* error;
-        std::function<void()> attack;
-    };
-    const Case cases[] = {
+    const std::tuple<const char*, std::function<void()>> cases[] = {
         {"deleted or moved away", [&] { std::filesystem::remove(path_); }},
         {"deleted or moved away", [&] { std::filesystem::rename(path_, folder_ / "elsewhere"); }},
         {"replaced by another",

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <utility>
 
 namespace vantry::test {
 namespace {
@@ -70,11 +71,8 @@ TEST_F(MapCheck, RowsOutOfTheLoadAndTablesMadeAnewAreNotJudged) {
 }
 
 TEST_F(MapCheck, TheFirstTargetColumnNamedTwiceInItsTableIsTold) {
-    struct {
-        std::vector<ColMapRec> rows;
-        std::string expected;
-    } const cases[] = {
-        {{}, ""},
+    const std::pair<std::vector<ColMapRec>, std::string> cases[] = {
+        {std::vector<ColMapRec>(), ""},
         {{Row(0, "a", "x"), Row(1, "b", "x")}, ""},
         {{Row(0, "a", "x"), Row(0, "b", "X")}, ""},
         {{Row(0, "a", "<Skip>"), Row(0, "b", "<Skip>")}, ""},
@@ -82,8 +80,8 @@ TEST_F(MapCheck, TheFirstTargetColumnNamedTwiceInItsTableIsTold) {
         {{Row(0, "a", "y"), Row(0, "b", "x"), Row(0, "c", "x"), Row(0, "d", "y")}, "y"},
         {{Row(1, "a", "x"), Row(0, "b", "y"), Row(1, "c", "x"), Row(0, "d", "y")}, "x"},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(FindDuplicateTarget(c.rows), c.expected) << c.rows.size();
+    for (const auto& [rows, expected] : cases) {
+        EXPECT_EQ(FindDuplicateTarget(rows), expected) << rows.size();
     }
 }
 

@@ -15,6 +15,7 @@
 
 #include <csignal>
 #include <thread>
+#include <tuple>
 #include <utility>
 
 namespace vantry::test {
@@ -108,13 +109,8 @@ constexpr int kManyRows = 120'000;  // 2.2 MiB: four full buffers and a rest
 TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile) {
     constexpr int kForGood = INT_MAX;
     constexpr int kRest = -1;  // all behind what was written
-    struct {
-        int rows;
-        int first;  // and last write that fails
-        int last;
-        int errors;
-        int lost;
-    } const cases[] = {
+    // first: and last write that fails.
+    const std::tuple<int, int, int, int, int> cases[] = {
         {kManyRows, 2, kForGood, 51, kRest},
         {kManyRows, 2, 11, 10, 10},  // there is room again
         // The last full buffer, on its way when the rows end: what became of it shows only then.
@@ -125,33 +121,33 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
         {kManyRows, 5, kForGood, 1, kRest},
         {3, 1, kForGood, 1, 3},
     };
-    for (const auto& c : cases) {
+    for (const auto& [rows, first, last, errors, lost] : cases) {
         ClearTable();
-        FillSource(c.rows);
+        FillSource(rows);
         for (const bool former : {true, false}) {
             SetFormer(former);
             {
-                FullDisk disk("", c.first, c.last);
+                FullDisk disk("", first, last);
                 const InstalledPlan installed(disk);
                 RunSessionToText("");
             }
-            const bool kept = c.lost == kRest || c.errors == 1;
+            const bool kept = lost == kRest || errors == 1;
             if (kept) {
                 ExpectFormer(former);
             }
             const std::string written = Written(kept ? "dst.txt.partial" : "dst.txt");
             const int lines = Count(written, "\r\n");
-            SCOPED_TRACE("writes " + std::to_string(c.first) + " to " + std::to_string(c.last));
-            EXPECT_EQ(LoggedErrors(), c.errors);
+            SCOPED_TRACE("writes " + std::to_string(first) + " to " + std::to_string(last));
+            EXPECT_EQ(LoggedErrors(), errors);
             EXPECT_EQ(ReportOf(0).RowsLoaded, kept ? 0 : lines);
-            if (c.lost == 10) {
-                EXPECT_TRUE(written.ends_with("\"row " + std::to_string(c.rows) + "\"\r\n"));
+            if (lost == 10) {
+                EXPECT_TRUE(written.ends_with("\"row " + std::to_string(rows) + "\"\r\n"));
             } else {
-                EXPECT_TRUE(written == Lines(c.rows).substr(0, written.size()));
+                EXPECT_TRUE(written == Lines(rows).substr(0, written.size()));
                 EXPECT_TRUE(written.empty() || written.ends_with("\"\r\n"));
             }
-            EXPECT_TRUE(c.lost == kRest ? lines > 0 && lines < c.rows : lines == c.rows - c.lost);
-            if (c.errors == 51) {
+            EXPECT_TRUE(lost == kRest ? lines > 0 && lines < rows : lines == rows - lost);
+            if (errors == 51) {
                 EXPECT_TRUE(view.log.ends_with("\r\nAborting loading as Errors exceed 50 allowed"));
                 EXPECT_EQ(Count(view.log, "No space left"), 51);
                 const auto at = view.log.find("Error Loading Row:") + 18;
@@ -160,8 +156,8 @@ TEST_F(TextFileTest, WhatADiskRefusesIsCountedToldAndNeverReplacesTheFormerFile)
                           1);
             } else {
                 EXPECT_EQ(Count(view.log, "\r\n" + std::to_string(lines) + " Rows Loaded"), 1);
-                const auto told = "The last " + std::to_string(c.rows - lines) + " lines aren't in";
-                EXPECT_EQ(Count(view.log, told), c.errors == 1 && c.lost != 0 ? 1 : 0);
+                const auto told = "The last " + std::to_string(rows - lines) + " lines aren't in";
+                EXPECT_EQ(Count(view.log, told), errors == 1 && lost != 0 ? 1 : 0);
             }
         }
     }

@@ -3,6 +3,8 @@
 
 #include "connectors/pages/connector_pages_fixture.h"
 
+#include <tuple>
+
 namespace vantry::test {
 namespace {
 
@@ -50,15 +52,10 @@ protected:
 };
 
 TEST_F(OraclePagesTest, EveryMethodHasItsListsAndItsString) {
-    struct Case {
-        const char* option;
-        const char* enabled;
-        std::string string;
-    };
     for (const char* page : kPages) {
         const char* const dsns = std::string_view(page) == "Form6" ? "OraDSN" : "OrclDSN";
         const std::string login = ";User ID=scott;Password=tiger;";
-        const Case cases[] = {
+        const std::tuple<const char*, const char*, std::string> cases[] = {
             {"Option1", "", "Provider=MSDAORA;Data Source=" + service_ + login},
             {"Option2", "ORAODBCDrv ", "DRIVER=Oracle 21;SERVER=" + service_ + login},
             {"Option3", "", "Provider=OraOLEDB.Oracle;Data Source=" + service_ + login},

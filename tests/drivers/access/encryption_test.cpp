@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <random>
+#include <tuple>
 
 namespace vantry::access {
 namespace {
@@ -170,12 +171,8 @@ TEST_F(Encryption, FilesOfEachSchemeAreReadAndWritten) {
         GTEST_SKIP() << shared << " isn't there";
     }
     const std::string umlauts = "Pässwörd-€";
-    const struct {
-        const char* file;
-        std::string password;
-        const char* sql;
-        const char* like;  // a file of the same content
-    } cases[] = {
+    // like: a file of the same content.
+    const std::tuple<const char*, std::string, const char*, const char*> cases[] = {
         {"db2007-oldenc.accdb", "Test123", "select * from Table1", "db2007-enc.accdb"},
         {"db2007-enc.accdb", "Test123", "select * from Table1", ""},
         {"db-nonstandard.accdb", "password", "select * from Table_One", ""},
@@ -185,18 +182,18 @@ TEST_F(Encryption, FilesOfEachSchemeAreReadAndWritten) {
         {"rc4capi128.accdb", umlauts, "select * from Table_One", "db-nonstandard.accdb"},
     };
     std::map<std::string, Strings> rows;
-    for (const auto& one : cases) {
-        SCOPED_TRACE(one.file);
-        const auto path = folder_ / one.file;
-        fs::copy_file(shared / one.file, path);
+    for (const auto& [file, password, sql, like] : cases) {
+        SCOPED_TRACE(file);
+        const auto path = folder_ / file;
+        fs::copy_file(shared / file, path);
         fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
-        rows[one.file] = RowsBy(*ConnectTo(path, one.password), one.sql);
-        EXPECT_EQ(rows[one.file].size(), 1U);
-        ChangeAndCheck(path, one.password);
+        rows[file] = RowsBy(*ConnectTo(path, password), sql);
+        EXPECT_EQ(rows[file].size(), 1U);
+        ChangeAndCheck(path, password);
     }
-    for (const auto& one : cases) {
-        if (*one.like != '\0') {
-            EXPECT_EQ(rows[one.file], rows[one.like]) << one.file;
+    for (const auto& [file, password, sql, like] : cases) {
+        if (*like != '\0') {
+            EXPECT_EQ(rows[file], rows[like]) << file;
         }
     }
     for (const char* encoded : {"db97-enc.mdb", "db-enc.mdb"}) {

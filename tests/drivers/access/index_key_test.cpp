@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <tuple>
 
 namespace vantry::access {
 namespace {
@@ -152,11 +153,7 @@ TEST(IndexKey, OfText) {
 TEST(IndexKey, OfTextInManyScripts) {
     constexpr auto kOld = kGeneralLegacyVersion;
     constexpr auto kNew = kGeneralVersion;
-    const struct {
-        std::uint8_t version;
-        std::u16string_view units;
-        std::string_view ascending;
-    } cases[] = {
+    const std::tuple<std::uint8_t, std::u16string_view, std::string_view> cases[] = {
         {kOld, u"e\u0301te\u0301", "7F516D51010E020E00"},
         {kNew, u"Zoe\u0308", "7F0EA90E7C0E210102021300"},
         {kOld, u"O\u02BCBrien", "7F644C69595162014800"},
@@ -178,8 +175,8 @@ TEST(IndexKey, OfTextInManyScripts) {
         {kOld, u"W\uF95EJi\u0329\uF238", "7F73F2155B59F85E010202025C00"},
         {kNew, u"\uD55C\uAD6D\uC5B4", "7FEA4CC173DA570100"},
     };
-    for (const auto& each : cases) {
-        EXPECT_EQ(KeyOfUnits(each.units, each.version, true), FromHex(each.ascending));
+    for (const auto& [version, units, ascending] : cases) {
+        EXPECT_EQ(KeyOfUnits(units, version, true), FromHex(ascending));
     }
 }
 

@@ -16,6 +16,7 @@
 #include <filesystem>
 #include <list>
 #include <random>
+#include <tuple>
 
 namespace vantry::access {
 namespace {
@@ -117,11 +118,7 @@ class KnownContent : public test::OnRealFiles {};
 using Strings = std::vector<std::string>;
 
 TEST_F(KnownContent, IsWhatStatementsGive) {
-    const struct {
-        const char* file;
-        const char* sql;
-        Strings rows;
-    } cases[] = {
+    const std::tuple<const char*, const char*, Strings> cases[] = {
         // mdbtools prints dates before 1900 as 01/00/00 and doesn't know extended dates; the file
         // has another column that spells each of them.
         {"extDateTestV2019.accdb",
@@ -298,11 +295,8 @@ TEST_F(WritingRealFiles, RowsAndTablesComeAndGoInEveryFile) {
 
 // Where the marks of a relationship, of a rule and of kinds of columns stand in Access's own files.
 TEST_F(WritingRealFiles, WhatTheirDefinitionsForbidIsRefused) {
-    const struct {
-        const char* file;
-        const char* word;
-        Cell value;  // of each field
-    } cases[] = {
+    // value: of each field.
+    const std::tuple<const char*, const char*, Cell> cases[] = {
         {"calcFieldTestV2010.accdb", "calculated", Cell()},
         {"complexDataTestV2010.accdb", "several values", Cell()},
         {"indexTestV2000.mdb", "related record is required", Cell::Int64(987654)},

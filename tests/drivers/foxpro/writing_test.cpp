@@ -4,6 +4,7 @@
 #include "drivers/foxpro/reading.h"
 
 #include <random>
+#include <tuple>
 
 namespace vantry::foxpro {
 namespace {
@@ -154,19 +155,15 @@ TEST_F(WritingTest, AnIndependentReaderSeesTheSameRows) {
     if (!HasDbfread()) {
         GTEST_SKIP() << "The Debian package python3-dbfread isn't installed.";
     }
-    const struct {
-        int code_page;
-        const char* encoding;
-        const char* letters;
-    } pages[] = {{1252, "cp1252", "äÖß€é"},
-                 {1251, "cp1251", "ЖяЩ"},
-                 {437, "cp437", "éÄ½"},
-                 {932, "cp932", "日本語"},
-                 {949, "cp949", "한국"}};
+    const std::tuple<int, const char*, const char*> pages[] = {{1252, "cp1252", "äÖß€é"},
+                                                               {1251, "cp1251", "ЖяЩ"},
+                                                               {437, "cp437", "éÄ½"},
+                                                               {932, "cp932", "日本語"},
+                                                               {949, "cp949", "한국"}};
     std::mt19937 random(3);
-    for (const auto& page : pages) {
-        const std::string table = "cp" + std::to_string(page.code_page);
-        const std::string more = "CodePage=" + std::to_string(page.code_page);
+    for (const auto& [code_page, encoding, letters] : pages) {
+        const std::string table = "cp" + std::to_string(code_page);
+        const std::string more = "CodePage=" + std::to_string(code_page);
         const auto connection = Connect(folder_.Path(), more);
         connection->Execute("CREATE TABLE " + table +
                             " (c C(40) NOT NULL, n N(14,3) NOT NULL, i I NOT NULL, b B NOT NULL, y "
@@ -174,10 +171,10 @@ TEST_F(WritingTest, AnIndependentReaderSeesTheSameRows) {
         const auto insert =
             connection->Prepare("INSERT INTO " + table + " VALUES (?,?,?,?,?,?,?,?,?)", {});
         for (int row = 0; row < 200; ++row) {
-            const std::string text = page.letters + std::to_string(random());
+            const std::string text = letters + std::to_string(random());
             std::string memo;
             for (auto words = random() % 40; words > 0; --words) {
-                memo += page.letters + std::string(" and ");
+                memo += letters + std::string(" and ");
             }
             memo += "end";
             const auto day = static_cast<std::int32_t>(random() % 100'000);
@@ -195,7 +192,7 @@ TEST_F(WritingTest, AnIndependentReaderSeesTheSameRows) {
         }
         connection->Settle();
         const auto ours = RowsOf(*Connect(folder_.Path()), "SELECT * FROM " + table);
-        const auto theirs = RowsByDbfread(folder_ / (table + ".dbf"), page.encoding);
+        const auto theirs = RowsByDbfread(folder_ / (table + ".dbf"), encoding);
         ASSERT_EQ(ours.size(), 200U);
         EXPECT_EQ(ours, theirs) << table;
         ExpectSound(table);

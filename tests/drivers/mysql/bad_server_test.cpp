@@ -63,10 +63,7 @@ TEST(BadMySqlServer, LoginsThatGoWrongEndInAnError) {
     const auto switch_to = [](const std::string& plugin) {
         return Packet(2, "\xFE" + plugin + '\0' + "abcdefghijklmnopqrst" + '\0');
     };
-    const struct {
-        std::string name;
-        Script script;
-    } cases[] = {
+    const std::tuple<std::string, Script> cases[] = {
         {"another protocol", {.greeting = "HTTP/1.1 400 Bad Request\r\n\r\n"}},
         {"no greeting", {.greeting = "", .then_hangs = true}},
         {"a refusal of endless words",
@@ -78,9 +75,9 @@ TEST(BadMySqlServer, LoginsThatGoWrongEndInAnError) {
          {.login_answer = Packet(2, "\xFF\x15\x04#28000no\r\n300 Rows Loaded\n"s)}},
         {"no answer", {.login_answer = "", .then_hangs = true}},
     };
-    for (const auto& one : cases) {
-        const ScriptedServer server(one.script);
-        ExpectError(one.name, [&] { ConnectTo(server); });
+    for (const auto& [name, script] : cases) {
+        const ScriptedServer server(script);
+        ExpectError(name, [&] { ConnectTo(server); });
     }
 }
 
@@ -98,10 +95,7 @@ TEST(BadMySqlServer, ThePasswordIsNeverSentInTheClear) {
 TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
     const std::string head = ResultHead(2);
     const std::string row = Packet(5, Lengthened("a") + Lengthened("b"));
-    const struct {
-        std::string name;
-        std::string answer;
-    } cases[] = {
+    const std::tuple<std::string, std::string> cases[] = {
         {"closed in a row", head + row + row.substr(0, 5)},
         {"closed behind a row", head + row},
         {"a field of 2^63 bytes", head + Packet(5, "\xFE\0\0\0\0\0\0\0\x80xyz"s)},
@@ -111,9 +105,9 @@ TEST(BadMySqlServer, AnswersThatLieEndInAnError) {
         {"a packet of no bytes for a row", head + Packet(5, "")},
         {"an error without words", Packet(1, "\xFF")},
     };
-    for (const auto& one : cases) {
-        const ScriptedServer server({.answer = one.answer});
-        ExpectError(one.name, [&] { ReadAll(*ConnectTo(server)); });
+    for (const auto& [name, answer] : cases) {
+        const ScriptedServer server({.answer = answer});
+        ExpectError(name, [&] { ReadAll(*ConnectTo(server)); });
         ErrorOf([&] { ConnectTo(server)->Execute("do 1"); });
         ErrorOf([&] { ConnectTo(server)->Tables(); });
     }
@@ -145,11 +139,7 @@ TEST(BadMySqlServer, AnswersToPreparedStatementsThatLieEndInAnError) {
     const std::string one_float = ResultHead(1, kFloat);
     // What follows the head's first packet is what follows the answer to a preparation.
     const std::string with_column = prepared(1, "\0\0"s) + one_float.substr(5);
-    const struct {
-        std::string name;
-        std::string prepare;
-        std::string answer;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string> cases[] = {
         {"no descriptions", prepared(2, "\0\0"s) + EndPacket(2), ""},
         {"a row of half a number", with_column, one_float + Packet(4, "\0\0\x12\x34"s)},
         {"more columns than prepared", with_column, ResultHead(3) + Packet(6, "\0\0\5abc"s)},
@@ -157,9 +147,9 @@ TEST(BadMySqlServer, AnswersToPreparedStatementsThatLieEndInAnError) {
          with_column,
          ResultHead(1) + Packet(4, "\0\0\xFE\0\0\0\0\0\0\0\x7F"s + "abc")},
     };
-    for (const auto& one : cases) {
-        const ScriptedServer server({.prepare_answer = one.prepare, .answer = one.answer});
-        ExpectError(one.name, [&] { ReadAll(*ConnectTo(server)); });
+    for (const auto& [name, prepare, answer] : cases) {
+        const ScriptedServer server({.prepare_answer = prepare, .answer = answer});
+        ExpectError(name, [&] { ReadAll(*ConnectTo(server)); });
     }
     for (const std::string& parameters : {"\0\0"s, "\2\0"s, "\xFF\xFF"s}) {
         const ScriptedServer server({.prepare_answer = prepared(0, parameters), .answer = ""});

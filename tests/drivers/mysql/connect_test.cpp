@@ -4,6 +4,8 @@
 #include "drivers/mysql/mysql_fixture.h"
 #include "drivers/mysql/scripted_server.h"
 
+#include <tuple>
+
 namespace vantry::test {
 namespace {
 
@@ -150,12 +152,7 @@ Attempt ConnectTo(Script script, const TestKeys& keys, const std::string& more) 
 TEST(MySqlPassword, GoesToAProvenServerAndToNobodyElse) {
     const TestKeys server;
     const TestKeys stranger;
-    const struct {
-        const char* name;
-        bool tls;
-        std::string keys;
-        bool sent;
-    } cases[] = {
+    const std::tuple<const char*, bool, std::string, bool> cases[] = {
         {"a key that comes along", false, "", false},
         {"a key that comes along, TLS off", false, "SSLMODE=DISABLED", false},
         {"no TLS where it was asked for", false, "SSLMODE=REQUIRED", false},
@@ -183,16 +180,16 @@ TEST(MySqlPassword, GoesToAProvenServerAndToNobodyElse) {
         {"its key, TLS off", false, "SSLMODE=DISABLED;RSAKEY=" + server.PublicKeyFile(), true},
     };
     for (const std::string plugin : {"caching_sha2_password", "sha256_password"}) {
-        for (const auto& one : cases) {
-            const bool gives_key = !one.tls && one.keys.find("RSAKEY") == std::string::npos;
+        for (const auto& [name, tls, keys, sent] : cases) {
+            const bool gives_key = !tls && keys.find("RSAKEY") == std::string::npos;
             const auto attempt =
-                ConnectTo(AskingForPassword(plugin, server, one.tls, gives_key), server, one.keys);
-            EXPECT_EQ(attempt.got_password, one.sent) << plugin << ": " << one.name;
+                ConnectTo(AskingForPassword(plugin, server, tls, gives_key), server, keys);
+            EXPECT_EQ(attempt.got_password, sent) << plugin << ": " << name;
             // Who can't read it may let everybody in.
-            if (one.sent) {
+            if (sent) {
                 EXPECT_EQ(attempt.error.Number(), 0)
-                    << plugin << ": " << one.name << ": " << attempt.error.Description();
-            } else if (one.keys.empty()) {
+                    << plugin << ": " << name << ": " << attempt.error.Description();
+            } else if (keys.empty()) {
                 EXPECT_TRUE(Has(attempt.error.Description(), "Add to the connection string"));
             }
         }
@@ -205,11 +202,7 @@ TEST_F(MySqlTls, IsUsedWhereverAServerOffersItUnlessTheStringSaysOtherwise) {
     const TestKeys keys;
     const PrivateMariaDb server({.more_settings = {"--ssl-cert=" + keys.CertificateFile(),
                                                    "--ssl-key=" + keys.PrivateKeyFile()}});
-    const struct {
-        std::string keys;
-        bool connects;
-        bool encrypted;
-    } cases[] = {
+    const std::tuple<std::string, bool, bool> cases[] = {
         {"", true, true},
         {"SSLMODE=DISABLED", true, false},
         {"SSLMODE=REQUIRED", true, true},
@@ -220,15 +213,15 @@ TEST_F(MySqlTls, IsUsedWhereverAServerOffersItUnlessTheStringSaysOtherwise) {
         {"TLSPEERFP=" + std::string(40, 'A'), false, true},
         {"SSLMODE=ALWAYS", false, true},
     };
-    for (const auto& one : cases) {
+    for (const auto& [more, connects, encrypted] : cases) {
         std::string cipher;
-        const auto error = ErrorOf([&] {
-            const auto connection = ConnectBy(server.ConnectionText() + ";" + one.keys);
+        const auto error = ErrorOf([&, more = more] {
+            const auto connection = ConnectBy(server.ConnectionText() + ";" + more);
             cipher = ReadColumn(*connection, "show session status like 'Ssl_cipher'", 1)[0];
         });
-        EXPECT_EQ(error.Number() == 0, one.connects) << one.keys << ": " << error.Description();
-        if (one.connects) {
-            EXPECT_EQ(cipher != "T ", one.encrypted) << one.keys;
+        EXPECT_EQ(error.Number() == 0, connects) << more << ": " << error.Description();
+        if (connects) {
+            EXPECT_EQ(cipher != "T ", encrypted) << more;
         }
     }
 }

@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <thread>
+#include <tuple>
 
 namespace vantry::test {
 namespace {
@@ -52,12 +53,7 @@ TEST_F(MySqlStatementTest, FailuresCarryTheServersWordsAndTheirNumber) {
     Server().Run(
         "create table strict (id int primary key, t varchar(3) not null, n tinyint, d date);"
         "insert into strict values (1, 'a', 1, null)");
-    struct Case {
-        const char* sql;
-        int number;
-        const char* words;
-    };
-    const std::vector<Case> cases = {
+    const std::tuple<const char*, int, const char*> cases[] = {
         {"select * from nosuch", kErrNoSuchTable, "Table 'shop.nosuch' doesn't exist"},
         {"select nosuch from strict", kErrMissingParameter, "Unknown column 'nosuch' in"},
         {"this is no statement", kErrSyntax, "You have an error in your SQL syntax"},
@@ -82,10 +78,10 @@ TEST_F(MySqlStatementTest, FailuresCarryTheServersWordsAndTheirNumber) {
          "The used command is not allowed"},
     };
     const auto connection = Connect();
-    for (const auto& one : cases) {
-        const auto error = ErrorOf([&] { connection->Execute(one.sql); });
-        EXPECT_EQ(error.Number(), one.number) << one.sql;
-        EXPECT_TRUE(error.Description().starts_with(one.words)) << error.Description();
+    for (const auto& [sql, number, words] : cases) {
+        const auto error = ErrorOf([&, sql = sql] { connection->Execute(sql); });
+        EXPECT_EQ(error.Number(), number) << sql;
+        EXPECT_TRUE(error.Description().starts_with(words)) << error.Description();
         EXPECT_EQ(error.Source(), "MySQL");
     }
     EXPECT_EQ(Server().QueryOne("select count(*) from strict"), "1");
@@ -245,11 +241,7 @@ protected:
 
 // Whatever the server's own mode and the table's engine.
 TEST_F(MySqlRefusedRows, NoValueIsChangedToFitItsColumn) {
-    const struct {
-        const char* column;
-        const char* good;
-        const char* bad;
-    } cases[] = {
+    const std::tuple<const char*, const char*, const char*> cases[] = {
         {"int", "1", "99999999999"},
         {"varchar(5)", "'five'", "'sixsix'"},
         {"varchar(5) character set latin1", "'a'", "'\xF0\x9F\x98\x80'"},
@@ -261,24 +253,24 @@ TEST_F(MySqlRefusedRows, NoValueIsChangedToFitItsColumn) {
     for (const char* mode : {"''", "'STRICT_TRANS_TABLES'"}) {
         Server().Run("set global sql_mode=" + std::string(mode));
         for (const char* engine : {"InnoDB", "MyISAM", "Aria"}) {
-            for (const auto& one : cases) {
-                SCOPED_TRACE(std::string(mode) + " " + engine + " " + one.column);
-                Server().Run("create or replace table refused (v " + std::string(one.column) +
+            for (const auto& [column, good, bad] : cases) {
+                SCOPED_TRACE(std::string(mode) + " " + engine + " " + column);
+                Server().Run("create or replace table refused (v " + std::string(column) +
                              ") engine=" + engine);
-                const std::string good = "(" + std::string(one.good) + ")";
-                const auto error = ErrorOf([&] {
-                    Connect()->Execute("INSERT INTO `refused` ( `v`) VALUES " + good + "," + good +
-                                       ",(" + one.bad + ")," + good + ";");
+                const std::string whole = "(" + std::string(good) + ")";
+                const auto error = ErrorOf([&, bad = bad] {
+                    Connect()->Execute("INSERT INTO `refused` ( `v`) VALUES " + whole + "," +
+                                       whole + ",(" + bad + ")," + whole + ";");
                 });
                 EXPECT_NE(error.Number(), 0);
                 const std::int64_t arrived = std::string(engine) == "InnoDB" ? 0 : 2;
                 EXPECT_EQ(error.ArrivedRows(), std::optional<std::int64_t>(arrived))
                     << error.Description();
                 EXPECT_EQ(Count("refused"), arrived);
-                const auto one_row = ErrorOf([&] {
+                const auto one_row = ErrorOf([&, bad = bad] {
                     const std::vector<ParameterInfo> parameters;
                     Connect()
-                        ->Prepare("insert into refused values (" + std::string(one.bad) + ")",
+                        ->Prepare("insert into refused values (" + std::string(bad) + ")",
                                   parameters)
                         ->Execute({});
                 });
@@ -327,11 +319,7 @@ TEST_F(MySqlRefusedRows, WhereTheServerCannotTellItIsSaidToBeUnknown) {
         "create or replace table plain_rows (id int primary key) engine=MyISAM;"
         "create or replace table kept_rows (id int primary key) engine=InnoDB;"
         "create or replace view seen_rows as select * from plain_rows");
-    const struct {
-        const char* name;
-        const char* sql;
-        std::optional<std::int64_t> arrived;
-    } cases[] = {
+    const std::tuple<const char*, const char*, std::optional<std::int64_t>> cases[] = {
         {"a key twice", "INSERT INTO `plain_rows` VALUES (1),(2),(2),(3)", 2},
         {"a key twice, taken back", "INSERT INTO `kept_rows` VALUES (1),(2),(2),(3)", 0},
         {"through a view", "INSERT INTO `seen_rows` VALUES (11),(12),(12)", std::nullopt},
@@ -339,10 +327,10 @@ TEST_F(MySqlRefusedRows, WhereTheServerCannotTellItIsSaidToBeUnknown) {
         {"no table", "INSERT INTO `nosuch` VALUES (31)", 0},
         {"no column", "INSERT INTO `plain_rows` ( `nosuch`) VALUES (31)", 0},
     };
-    for (const auto& one : cases) {
-        const auto error = ErrorOf([&] { Connect()->Execute(one.sql); });
-        EXPECT_NE(error.Number(), 0) << one.name;
-        EXPECT_EQ(error.ArrivedRows(), one.arrived) << one.name << ": " << error.Description();
+    for (const auto& [name, sql, arrived] : cases) {
+        const auto error = ErrorOf([&, sql = sql] { Connect()->Execute(sql); });
+        EXPECT_NE(error.Number(), 0) << name;
+        EXPECT_EQ(error.ArrivedRows(), arrived) << name << ": " << error.Description();
     }
     // A server that dies before it answers.
     const auto connection = Connect();

@@ -5,6 +5,7 @@
 #include "support/shown_columns.h"
 
 #include <cstdint>
+#include <tuple>
 
 namespace vantry::test {
 namespace {
@@ -132,14 +133,9 @@ TEST_F(MySqlTypes, ValuesComeOutAndGoInAgainUnchanged) {
 }
 
 TEST_F(MySqlTypes, AppenderBringsOtherKindsIntoTheColumnsType) {
-    struct Case {
-        const char* declared;
-        Cell value;
-        const char* stored;
-    };
     const DateTime moment{38838, (14 * 3600 + 30 * 60 + 15) * kNanosPerSecond};
     const std::string latin = "Zürich";
-    const std::vector<Case> cases = {
+    const std::tuple<const char*, Cell, const char*> cases[] = {
         {"varchar(30)", Cell::FromDateTime(moment), "2006-05-01 14:30:15"},
         {"varchar(30)", Cell::Boolean(true), "True"},
         {"varchar(30) character set latin1",
@@ -156,13 +152,13 @@ TEST_F(MySqlTypes, AppenderBringsOtherKindsIntoTheColumnsType) {
         {"float", Cell::Single(1.5F), "1.5"},
     };
     const auto connection = Connect();
-    for (const auto& one : cases) {
-        SCOPED_TRACE(std::string(one.declared) + " <- " + ToText(one.value));
-        connection->Execute(std::string("create or replace table target (v ") + one.declared + ")");
+    for (const auto& [declared, value, stored] : cases) {
+        SCOPED_TRACE(std::string(declared) + " <- " + ToText(value));
+        connection->Execute(std::string("create or replace table target (v ") + declared + ")");
         const auto appender = connection->OpenAppender("Select v FROM target");
-        appender->Append(std::span(&one.value, 1));
-        const std::string shown = std::string(one.declared).starts_with("bit") ? "v+0" : "v";
-        EXPECT_EQ(Server().QueryOne("select " + shown + " from target"), one.stored);
+        appender->Append(std::span(&value, 1));
+        const std::string shown = std::string(declared).starts_with("bit") ? "v+0" : "v";
+        EXPECT_EQ(Server().QueryOne("select " + shown + " from target"), stored);
     }
 }
 

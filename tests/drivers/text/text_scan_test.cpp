@@ -30,11 +30,7 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          {"7|'Müller GmbH & Co'", "8|'5\" of 6\"\" \"x\"'"}},
         {"", "a,b\n1,never\n2,\"closed\n3,x", {"1|'never'", "2|!!!"}},
         {"TextDelimiter='", "a,b\n1,'x,''y'\n2,\"z\"\n", {"1|'x,'y'", "2|'\"z\"'"}},
-        {"Format=Delimited(\xC2\xA7)",
-         "a\xC2\xA7"
-         "b\n1\xC2\xA7\"x\xC2\xA7\"\n",
-         {"1|'x\xC2\xA7'"}},
-        // The same in an old file, whose other letters are of the Windows page, too.
+        // A delimiter of two bytes, in a file whose other letters are of the Windows page.
         {"Format=Delimited(\xC2\xA7)",
          "a\xA7"
          "b\n\xC4\xA7x\xFC\n",
@@ -61,9 +57,7 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "a,b,c\n1,1.5,2024-01-31\n007,+5,31.12.2024\n5,,\n",
          {"1|1.5|#2024-01-31 00:00:00#", "!!!|!!!|!!!", "5|<null>|<null>"}},
         {"MaxScanRows=1", "a\n1\n1.5\n3000000000\n0.0\n", {"1", "!!!", "!!!", "!!!"}},
-        {"MaxScanRows=1",
-         "a\n1.5\n1234567890123456\n00.5\n1E5\n1E+5\n2\n",
-         {"1.5", "!!!", "!!!", "!!!", "100000d", "2"}},
+        {"MaxScanRows=1", "a\n1.5\n00.5\n1E+5\n", {"1.5", "!!!", "100000d"}},
         {"Col1=a Long\nCol2=b Short\nCol3=c Byte\nCol4=d Bit\nCol5=e Currency\n"
          "Col6=f Decimal Precision 3 Scale 1\nCol7=g DateTime\nCol8=h Single",
          "h\n2147483648,32768,-1,maybe,1e30,12.34,2024-02-30,1e39\n"
@@ -79,7 +73,6 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"MaxScanRows=1\nCharacterSet=65001",
          "a\n\xC3\xA4\n\xE4\n\xC3\xA4\xE4\x80\n",
          {"'\xC3\xA4'", "'\xC3\xA4'", "'\xC3\xA4\xC3\xA4\xE2\x82\xAC'"}},
-        {"CharacterSet=1252", "a\n\x80\xE4\x81\n", {"'\xE2\x82\xAC\xC3\xA4\xC2\x81'"}},
         {"CharacterSet=932\nFormat=Delimited(|)",
          "a|b\n\x83|x|\xB1|\n",
          {"'\xE3\x83\x9D"
@@ -96,18 +89,17 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"",
          "a\n2024-01-31\n2024-01-31 23:59:59\n12:30\n",
          {"#2024-01-31 00:00:00#", "#2024-01-31 23:59:59#", "#1899-12-30 12:30:00#"}},
-        {"DateTimeFormat=dd/mm/yyyy",
-         "a\n31/01/2024\n 1/2/2024 \n",
-         {"#2024-01-31 00:00:00#", "#2024-02-01 00:00:00#"}},
         // Fixed columns.
         {"Format=FixedLength\nColNameHeader=False\nCol1=a Long Width 4\nCol2=b Text Width 5",
          "   1 ab  \r\n22  \xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4xx\r\n\r\n  33\r\n    c\n",
          {"1|' ab'", "22|!!!", "33|<null>", "<null>|'c'"}},
-        {"Format=FixedLength\nFixedFormat=TrueFixedLength\nCol1=a Text Width 2\nCol2=b Text Width "
+        {"Format=FixedLength\nFixedFormat=TrueFixedLength\nCol1=a Text Width 2\nCol2=b Text "
+         "Width "
          "3",
          "any header\r\nab\rcd1 234\r\nxyz",
          {"'ab'|'\rcd'", "'1'|'234'", "'xy'|'z'"}},
-        {"Format=FixedLength\nFixedFormat=TrueFixedLength\nColNameHeader=False\nCol1=a Text Width "
+        {"Format=FixedLength\nFixedFormat=TrueFixedLength\nColNameHeader=False\nCol1=a Text "
+         "Width "
          "1",
          "\xF0\x9F\x98\x80x\xF0",
          {"'\xF0\x9F\x98\x80'", "'x'", "'\xC3\xB0'"}},
