@@ -1,9 +1,10 @@
 // SQLite does the work; types stay in its declarations, and every value of an INSERT passes
 // InColumn, in a trigger that each table gets with its creation: it converts or refuses as the
-// server would. Text that stands for something else, a decimal or a moment given as a
-// parameter, carries a sign before it that no statement's text has. Easy to get wrong: the system
-// tables have to be made anew for each statement that reads them, and views don't tell the types of
-// expressions.
+// server would. On its way there SQLite would turn it into what it takes the declaration for, a
+// number into a text for one, so an INSERT's parameters are wrapped in bytes with their kind; in
+// other statements a decimal or a moment is a text with a sign before it. Easy to get wrong: the
+// system tables have to be made anew for each statement that reads them, and views don't tell the
+// types of expressions.
 
 #include "support/tds/store.h"
 
@@ -13,7 +14,9 @@
 
 #include <sqlite3.h>
 
+#include <array>
 #include <cmath>
+#include <cstdio>
 #include <regex>
 
 namespace vantry::test::tds {
@@ -23,6 +26,31 @@ constexpr char kErrorSign = '\1';  // no words of SQLite's begin with it
 constexpr char kDecimalSign = '\1';
 constexpr char kMomentSign = '\2';
 constexpr char kTextSign = '\3';  // before a text that begins like one of these
+
+// Before the kind and the content of a parameter in its wrapping: sixteen bytes that no value has.
+constexpr std::string_view kWrapped = "\1a parameter is\2";
+
+// Good as long as the bytes are.
+Cell Unwrapped(std::string_view wrapped) {
+    const auto kind = static_cast<ValueKind>(wrapped[kWrapped.size()]);
+    const auto content = wrapped.substr(kWrapped.size() + 1);
+    switch (kind) {
+        case ValueKind::Boolean:
+            return Cell::Boolean(content == "1");
+        case ValueKind::Int64:
+            return Cell::Int64(ParseInt64(content).value_or(0));
+        case ValueKind::Double:
+            return Cell::Double(ParseDouble(content).value_or(0));
+        case ValueKind::Decimal:
+            return Cell::FromDecimal(ParseDecimal(content).value_or(Decimal{}));
+        case ValueKind::DateTime:
+            return Cell::FromDateTime(ParseIsoDateTime(content).value_or(DateTime{}));
+        case ValueKind::Bytes:
+            return Cell::Bytes(std::as_bytes(std::span(content.data(), content.size())));
+        default:
+            return Cell::Text(content);
+    }
+}
 
 Cell CellOf(sqlite3_value* value) {
     switch (sqlite3_value_type(value)) {
@@ -39,6 +67,9 @@ Cell CellOf(sqlite3_value* value) {
     const auto* data = is_text ? reinterpret_cast<const char*>(sqlite3_value_text(value))
                                : static_cast<const char*>(sqlite3_value_blob(value));
     const std::string_view view(data, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+    if (!is_text && view.starts_with(kWrapped)) {
+        return Unwrapped(view);
+    }
     if (!is_text) {
         return Cell::Bytes(std::as_bytes(std::span(view.data(), view.size())));
     }
@@ -111,6 +142,33 @@ void InColumnFunction(sqlite3_context* context, int, sqlite3_value** arguments) 
     }
 }
 
+bool IsFloating(const Cell& value) {
+    return value.Kind() == ValueKind::Single || value.Kind() == ValueKind::Double;
+}
+
+void BindWrapped(sqlite3_stmt* statement, int at, const Cell& value) {
+    std::string bytes(kWrapped);
+    const bool is_floating = IsFloating(value);
+    bytes += static_cast<char>(is_floating ? ValueKind::Double : value.Kind());
+    if (value.IsView()) {
+        bytes += value.AsText();
+    } else if (value.Kind() == ValueKind::Boolean) {
+        bytes += value.AsBoolean() ? '1' : '0';
+    } else if (is_floating) {
+        std::array<char, 32> digits{};
+        std::snprintf(digits.data(), digits.size(), "%.17g", ToDouble(value).value_or(0));
+        bytes += digits.data();
+    } else if (value.Kind() == ValueKind::DateTime) {
+        bytes += MomentText(value.AsDateTime(), 9);
+    } else if (value.Kind() == ValueKind::Decimal) {
+        AppendDecimal(value.AsDecimal(), bytes);
+    } else {
+        bytes += std::to_string(ToInt64(value).value_or(0));
+    }
+    sqlite3_bind_blob(
+        statement, at, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+}
+
 void Bind(sqlite3_stmt* statement, int at, const Cell& value) {
     std::string text;
     switch (value.Kind()) {
@@ -125,13 +183,8 @@ void Bind(sqlite3_stmt* statement, int at, const Cell& value) {
             return;
         case ValueKind::Single:
         case ValueKind::Double:
-            // SQLite would make a null of what is no number.
-            if (const double number = ToDouble(value).value_or(HUGE_VAL); std::isfinite(number)) {
-                sqlite3_bind_double(statement, at, number);
-                return;
-            }
-            throw ServerError(8023,
-                              "The supplied value is not a valid instance of data type float.");
+            sqlite3_bind_double(statement, at, ToDouble(value).value_or(0));
+            return;
         case ValueKind::Bytes:
             sqlite3_bind_blob(statement,
                               at,
@@ -344,12 +397,20 @@ Result Store::Run(std::string_view name, std::string_view sql, std::span<const V
     if (!statement) {
         return {};
     }
+    const bool is_insert = FirstWord(sql) == "INSERT";
     for (std::size_t k = 0; k < parameters.size(); ++k) {
         const auto mark = "@P" + std::to_string(k + 1);
         const int at = sqlite3_bind_parameter_index(statement.get(), mark.c_str());
-        if (at > 0) {
-            Bind(statement.get(), at, parameters[k].AsCell());
+        const auto value = parameters[k].AsCell();
+        if (at <= 0) {
+            continue;
         }
+        if (IsFloating(value) && !std::isfinite(ToDouble(value).value_or(0))) {
+            throw ServerError(8023,
+                              "The supplied value is not a valid instance of data type float.");
+        }
+        is_insert && !value.IsNull() ? BindWrapped(statement.get(), at, value)
+                                     : Bind(statement.get(), at, value);
     }
     Result result;
     const int columns = sqlite3_column_count(statement.get());
