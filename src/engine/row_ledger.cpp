@@ -131,6 +131,9 @@ void RowLedger::RejectKept(std::size_t rows, RejectState state, std::string_view
 void RowLedger::Failed(const std::exception& error) {
     ++report_.Errors;  // until the table's end, which counts them anew
     const auto words = ErrorText(error);
+    if (report_.FirstError.empty()) {
+        report_.FirstError = words;
+    }
     if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
         Lost(data_error->LostRows(), words);
     }

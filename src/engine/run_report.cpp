@@ -37,6 +37,14 @@ double RunReport::WaitedForFiles() const {
     return seconds;
 }
 
+std::string FailureText(const TableReport& report) {
+    const bool prepared = report.Outcome != TableOutcome::NotPrepared;
+    if (report.FirstError.empty() || (prepared && report.Outcome != TableOutcome::GivenUp)) {
+        return {};
+    }
+    return report.Source + (prepared ? " was given up: " : " wasn't loaded: ") + report.FirstError;
+}
+
 std::string UnknownRowsText(const TableReport& report) {
     if (report.RowsUnknown == 0) {
         return {};

@@ -48,6 +48,9 @@ struct TableReport {
     std::int64_t RowsRejected = 0;
     std::optional<std::int64_t> RowsInSource;  // by the count before the load
     int Errors = 0;                            // statements that failed, those of no row among them
+    // The words of the first of them. Where a source or target can't be opened, those behind it say
+    // no more than that nothing is open.
+    std::string FirstError;
     // Texts of a delimited file that a spreadsheet would take for formulas; of lines that the file
     // refused, too.
     std::int64_t FormulaTexts = 0;
@@ -72,6 +75,8 @@ struct RunReport {
 };
 extern RunReport CurrentRunReport;
 
+// Why a table was given up or couldn't be prepared, by its first error; empty of any other.
+std::string FailureText(const TableReport& report);
 // What the user is told of rows that may have arrived; empty when there are none.
 std::string UnknownRowsText(const TableReport& report);
 

@@ -83,6 +83,7 @@ void WalkTables() {
         if (table >= DstTables.size()) {
             AppendLog(NoTargetFor(SrcTables[table]).Description());
             ++ReportOf(i).Errors;
+            ReportOf(i).FirstError = NoTargetFor(SrcTables[table]).Description();
             // A table that couldn't be prepared is left out, and the next one is taken.
         } else if (Prepare(i)) {
             NoteCreation(i);

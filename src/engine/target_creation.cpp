@@ -140,6 +140,7 @@ i16 CreateTargetTable(i16 i) {
     } catch (const std::exception& error) {
         AppendLog(log_line::CreateFailed(DstTables.at(table).Name));
         AppendLog(ErrorText(error));
+        ReportOf(i).FirstError = ErrorText(error);
         NoteIfCancelled(error);
         return kFalse;
     }

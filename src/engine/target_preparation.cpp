@@ -72,6 +72,7 @@ i16 DropTargetTable(i16 i) {
         return kTrue;
     } catch (const std::exception& error) {
         AppendLog(log_line::DropFailed(name, ErrorText(error)));
+        ReportOf(i).FirstError = ErrorText(error);
         NoteIfCancelled(error);
         return kFalse;
     }
@@ -90,6 +91,7 @@ i16 DeleteTargetRows(i16 i) {
         return kTrue;
     } catch (const std::exception& error) {
         AppendLog(log_line::DeleteFailed(name, ErrorText(error)));
+        ReportOf(i).FirstError = ErrorText(error);
         NoteIfCancelled(error);
         return kFalse;
     }

@@ -6,6 +6,7 @@
 
 #include "core/desktop_bus.h"
 #include "data/message_text.h"
+#include "repository/run_summary.h"
 #include "shell/qt_text.h"
 
 #include <QCoreApplication>
@@ -103,8 +104,10 @@ int ShowFailureNotice(int& argc,
     }
     const QCoreApplication application(argc, argv);
     Notice notice(ToQt(log_file));
+    const auto why = log_file.empty() ? std::string() : FailureIn(SummaryFileOf(log_file));
+    const auto body = "It " + how + "." + (why.empty() ? "" : " " + why);
     if (!notice.Show(ToQt("Session " + WithoutControls(session_name) + " failed"),
-                     ToQt("It " + WithoutControls(how) + ".").toHtmlEscaped()) ||
+                     ToQt(WithoutControls(body)).toHtmlEscaped()) ||
         log_file.empty()) {
         return 0;
     }

@@ -217,6 +217,12 @@ void RunWindow::ShowSummary(const RunSummary& summary) {
                 QFileInfo(rejects_).fileName().toHtmlEscaped() + "</a>";
     }
     text += '.';
+    for (const auto& table : summary.Tables) {
+        if (const auto failure = FailureText(table); !failure.empty()) {
+            text += ' ' + ToQt(failure).toHtmlEscaped();
+            break;  // the others are in the log's box, and there is room for one
+        }
+    }
     if (const auto compared = VerificationSummary(summary.Tables); !compared.empty()) {
         text += ' ' + ToQt(compared).toHtmlEscaped();
     }

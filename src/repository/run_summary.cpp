@@ -15,6 +15,7 @@
 #include <cerrno>
 #include <cmath>
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <system_error>
@@ -68,6 +69,12 @@ Json JsonTable(const TableReport& table) {
                  {"errors", table.Errors},
                  {"formulaTexts", table.FormulaTexts},
                  {"outcome", OutcomeName(table.Outcome)}};
+    if (!table.FirstError.empty()) {
+        json["firstError"] = table.FirstError;
+    }
+    if (const auto why = FailureText(table); !why.empty()) {
+        json["failure"] = why;
+    }
     if (table.RowsRejected > 0) {
         json["rowsRejected"] = table.RowsRejected;
     }
@@ -107,6 +114,32 @@ std::string SummaryText(const RunSummary& summary) {
     }
     // Names of files needn't be text, but what other programs are to read must be.
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string FailureIn(const std::string& summary_file) {
+    std::ifstream file(summary_file);
+    const auto json = Json::parse(file, nullptr, false);
+    const auto text_at = [](const Json& object, const char* name) {
+        const auto found = object.find(name);
+        return found != object.end() && found->is_string() ? found->get<std::string>()
+                                                           : std::string();
+    };
+    if (!json.is_object()) {
+        return {};
+    }
+    if (auto reason = text_at(json, "reason"); !reason.empty()) {
+        return reason;
+    }
+    const auto tables = json.find("tables");
+    if (tables != json.end() && tables->is_array()) {
+        for (const auto& table : *tables) {
+            auto failure = table.is_object() ? text_at(table, "failure") : std::string();
+            if (!failure.empty()) {
+                return failure;
+            }
+        }
+    }
+    return {};
 }
 
 std::string SummaryFileOf(const std::string& log_file) {

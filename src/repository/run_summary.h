@@ -23,6 +23,9 @@ struct RunSummary {
 };
 
 std::string SummaryText(const RunSummary& summary);
+// Why the run of a summary didn't start, or its first table that was given up or not prepared
+// failed; empty where it says neither, or can't be read.
+std::string FailureIn(const std::string& summary_file);
 // The log's name with ".json" behind it.
 std::string SummaryFileOf(const std::string& log_file);
 // Whether the file is such a summary: one that isn't belongs to another program.

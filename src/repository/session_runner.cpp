@@ -90,6 +90,7 @@ private:
     void RunPolled();
     void SaveRecord();
     RunnerExit CodeOfTables() const;
+    void TellFailures() const;
     void TellVerification() const;
     void EndRejects();
     RunnerExit Refuse(const NotStarted& why);
@@ -205,6 +206,7 @@ RunnerExit SavedRun::Run() {
         Prepare();
         RunLoads();
         code = CodeOfTables();
+        TellFailures();
         TellVerification();
         for (const auto& table : summary_.Tables) {
             std::for_each(table.Remarks.begin(), table.Remarks.end(), [this](const auto& remark) {
@@ -381,6 +383,16 @@ RunnerExit SavedRun::CodeOfTables() const {
         return AnyContentDiffers(summary_.Tables) ? kRunDiffers : kRunWithErrors;
     }
     return AnyContentDiffers(summary_.Tables) ? kRunDiffers : kRunWhole;
+}
+
+// The log has the same at a table's first error, and up to fifty lines behind it that follow from
+// that one.
+void SavedRun::TellFailures() const {
+    for (const auto& table : summary_.Tables) {
+        if (const auto text = FailureText(table); !text.empty()) {
+            Tell(text);
+        }
+    }
 }
 
 // The log has no line for it: its words are those of old logs.

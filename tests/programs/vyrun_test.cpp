@@ -1,6 +1,7 @@
 #include "engine/session_fixture.h"
 #include "programs/application.h"
 #include "repository/program_lock.h"
+#include "repository/run_summary.h"
 #include "repository/saved_session.h"
 #include "repository/session_runner.h"
 #include "support/fault_plans.h"
@@ -64,6 +65,14 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     for (const char* file : {"log/first.log", "log/first.log.json", "log/session1.lock"}) {
         EXPECT_EQ(ModeOf(app.Path(file)), 0600U) << file;
     }
+
+    // The log says fifty times that nothing is open; the reason stands beside it.
+    fs::remove(app.Path("in/orders.csv"));
+    const auto gone = app.Run({id});
+    EXPECT_EQ(gone.exit_code, 2);
+    const auto why = FailureIn(app.Path("log/first.log.json"));
+    EXPECT_TRUE(why.starts_with("orders.csv was given up: ") && !Has(why, "closed")) << why;
+    EXPECT_TRUE(Has(gone.errors, "VYRun: " + why + "\n"));
 }
 
 TEST(VYRun, ALookWritesNothingAndAVerifiedRunTellsWhatItsTargetChanged) {
