@@ -14,12 +14,14 @@
 
 namespace vantry::bench {
 namespace {
+using namespace std::chrono_literals;
 
 constexpr std::array kRoutes = {
     Route{"csv-csv", Side::Csv, Side::Csv, "ogr2ogr"},
     Route{"csv-mysql", Side::Csv, Side::MySql, "mariadb mariadbd"},
-    Route{
-        "csv-mysql-1ms", Side::Csv, Side::MySql, "mariadb mariadbd", std::chrono::milliseconds(1)},
+    Route{"csv-mysql-1ms", Side::Csv, Side::MySql, "mariadb mariadbd", 1ms},
+    // One millisecond there and back.
+    Route{"csv-mysql-500us", Side::Csv, Side::MySql, "mariadb mariadbd", 500us},
     Route{"mysql-csv", Side::MySql, Side::Csv, "mariadb mariadbd"},
     Route{"csv-access", Side::Csv, Side::Access, "sqlite3 mdb-export"},
     Route{"access-csv", Side::Access, Side::Csv, "mdb-export"},
@@ -245,13 +247,13 @@ std::string Arena::ServerText() const {
 // Checks and fillings don't wait for the way there.
 class Arena::NoDelay {
 public:
-    explicit NoDelay(const Arena& arena) : arena_(arena) { Set(std::chrono::milliseconds(0)); }
+    explicit NoDelay(const Arena& arena) : arena_(arena) { Set(0us); }
     ~NoDelay() { Set(arena_.route_.delay); }
     NoDelay(const NoDelay&) = delete;
     NoDelay& operator=(const NoDelay&) = delete;
 
 private:
-    void Set(std::chrono::milliseconds delay) const {
+    void Set(std::chrono::microseconds delay) const {
         if (arena_.relay_) {
             arena_.relay_->SetDelay(delay);
         }

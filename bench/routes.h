@@ -26,7 +26,7 @@ struct Route {
     // The programs that the peer and the check need, blanks between them.
     std::string_view programs;
     // How long each piece on the way to the server and back is held up, for ours and the peer's.
-    std::chrono::milliseconds delay{0};
+    std::chrono::microseconds delay{0};
 
     bool NeedsServer() const { return source == Side::MySql || target == Side::MySql; }
 };
