@@ -124,6 +124,13 @@ TEST_F(Form14Test, RunsAndShowsTheLog) {
     EXPECT_GT(box.verticalScrollBar()->maximum(), 0);
     EXPECT_EQ(box.verticalScrollBar()->value(), box.verticalScrollBar()->maximum())
         << "the last line, whole";
+    auto& bar = Control<QProgressBar>("Form14", "RowPro");
+    RunDisplay display(box, Control<QLabel>("Form14", "Label2"), bar, {});
+    display.SetBarMax(8'000'000'000);  // more than the bar can count
+    display.SetBarValue(6'000'000'000);
+    display.Repaint();
+    EXPECT_NEAR(bar.value(), bar.maximum() * 0.75, 10);
+    EXPECT_GT(bar.maximum(), 0);
     Press("Form14", "FINISHBUTT");
     EXPECT_EQ(VisiblePages(), "NavForm");
     EXPECT_TRUE(dialogs_.boxes.empty());
