@@ -12,6 +12,9 @@
 #include "data/value_text.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
 
 namespace vantry::odbc {
 namespace {
@@ -234,7 +237,26 @@ void ValueEncoder::EncodeInteger(Target& to, std::int64_t value) {
     PutFixed(to, value, {SQL_C_SBIGINT, SQL_BIGINT, 19, 0});
 }
 
+// PostgreSQL's driver (13.02) gives numbers and moments their type in the text of a block, and
+// leaves that to the server for a single row: 1.5 would be refused by a column of whole numbers
+// alone, and become 2 together with other rows. As texts they go alike.
+void ValueEncoder::EncodeUntyped(Target& to) {
+    to.encoded.bytes = scratch_;
+    to.encoded.shape = {SQL_C_CHAR, SQL_VARCHAR, 64, 0};
+}
+
 void ValueEncoder::EncodeDouble(Target& to, double value) {
+    if (link_.GetTraits().dialect == Dialect::PostgreSql) {
+        std::array<char, 32> digits;
+        const auto end = std::to_chars(digits.data(),
+                                       digits.data() + digits.size(),
+                                       value,
+                                       std::chars_format::general,
+                                       std::numeric_limits<double>::max_digits10);
+        scratch_.assign(digits.data(), end.ptr);
+        EncodeUntyped(to);
+        return;
+    }
     PutFixed(to, value, {SQL_C_DOUBLE, SQL_DOUBLE, 15, 0});
 }
 
@@ -281,8 +303,15 @@ void ValueEncoder::EncodeMoment(Target& to, const DateTime& value) {
     const bool only_time = type == adDBTime && value.day == 0;
     if (dialect == Dialect::Sqlite || (only_time && dialect == Dialect::MySql)) {
         scratch_ = IsoTextOf(value, type);
-        to.encoded.bytes = scratch_;
-        to.encoded.shape = {SQL_C_CHAR, SQL_VARCHAR, 64, 0};
+        EncodeUntyped(to);
+        return;
+    }
+    if (dialect == Dialect::PostgreSql) {
+        constexpr std::int64_t kNanosKept = 1'000;  // the server has millionths of a second
+        const auto nanos = value.nanos - value.nanos % kNanosKept;
+        const bool is_plain = nanos % kNanosPerSecond == 0;
+        scratch_ = IsoTextOf({value.day, nanos}, only_time && is_plain ? adDBTime : adDBTimeStamp);
+        EncodeUntyped(to);
         return;
     }
     const auto moment = MomentOf(value);

@@ -56,6 +56,7 @@ private:
     };
     void EncodeNull(Target& to);
     void EncodeInteger(Target& to, std::int64_t value);
+    void EncodeUntyped(Target& to);  // the text in scratch_
     void EncodeDouble(Target& to, double value);
     void EncodeDecimal(Target& to, const Cell& value);
     void EncodeBoolean(Target& to, bool value);

@@ -233,6 +233,29 @@ TEST_F(BlocksTest, PostgresRowsAreJudgedAsSingleOnesAndALostAnswerIsUnknown) {
     }
     const PrivatePostgres server;
     CompareWithSingleRows(server.ConnectionText(), {"timestamp", "double precision"}, 1500);
+    // Of another type than its column's, a value is taken or refused as in a single row: the driver
+    // gives it a type in the text of a block alone.
+    const auto mixed = Connect(server.ConnectionText());
+    for (const std::string column : {"int", "money", "json", "varchar(40)"}) {
+        for (const Cell& value : {Cell::Double(1.5), Cell::FromDateTime({36'526, 0})}) {
+            const bool is_number = value.Kind() == ValueKind::Double;
+            const ParameterInfo info{is_number ? adDouble : adDBTimeStamp, 8};
+            const auto prepared = [&] {
+                return mixed->Prepare("INSERT INTO mixed (c) VALUES (?)", std::span(&info, 1));
+            };
+            mixed->Execute("create table mixed (c " + column + ")");
+            const auto single = ErrorOf([&] { prepared()->Execute(std::span(&value, 1)); });
+            const auto together = prepared();
+            together->Keep(std::span(&value, 1));
+            together->Keep(std::span(&value, 1));
+            RowOutcomes both;
+            together->SendKept(both);
+            EXPECT_EQ(both.at(1) ? both[1]->Description() : "no error", single.Description());
+            EXPECT_EQ(One(*mixed, "select count(*) from mixed"), both[1] ? "0" : "3");
+            EXPECT_LE(One(*mixed, "select count(distinct c::text) from mixed"), "1");
+            mixed->Execute("drop table mixed");
+        }
+    }
     // The driver cuts a block into several texts by a setting of its own: those before the refused
     // one must not stay.
     const auto in_parts = Connect(server.ConnectionText() + ";BatchSize=3");
