@@ -6,24 +6,33 @@
 #include <errmsg.h>
 #include <mysqld_error.h>
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace vantry::mysql {
 namespace {
 
-// The first value of the first row; nothing when there is none or the statement fails.
-std::optional<std::string> AskOne(Session& session, std::string_view sql) {
+// The values of the first row; none when there is no row, a null in it, or the statement fails.
+std::vector<std::string> Ask(Session& session, std::string_view sql) {
     try {
         session.Send(sql);
     } catch (const DataError&) {
-        return std::nullopt;  // the server doesn't know such a question
+        return {};  // the server doesn't know such a question
     }
     const std::unique_ptr<MYSQL_RES, void (*)(MYSQL_RES*)> result(
         mysql_store_result(session.Busy()), mysql_free_result);
     const MYSQL_ROW row = result ? mysql_fetch_row(result.get()) : nullptr;
-    return row != nullptr && row[0] != nullptr ? std::optional<std::string>(row[0]) : std::nullopt;
+    std::vector<std::string> values;
+    for (unsigned k = 0; row != nullptr && k < mysql_num_fields(result.get()); ++k) {
+        if (row[k] == nullptr) {
+            return {};
+        }
+        values.emplace_back(row[k]);
+    }
+    return values;
 }
 
 std::string Literal(std::string_view text) {
@@ -46,20 +55,31 @@ std::optional<bool> HasTransactions(Session& session, std::string_view table) {
         Literal(table);
     // The name stands as it is in the statement that failed.
     session.ReadBackslashesAs(Backslash::Data, sql);
-    const auto answer = AskOne(session, sql);
-    return answer ? std::optional<bool>(*answer == "YES") : std::nullopt;
+    const auto answer = Ask(session, sql);
+    return answer.empty() ? std::nullopt : std::optional<bool>(answer[0] == "YES");
 }
 
 // Which row of the statement was refused, counted from 1. Servers of MariaDB tell it from version
-// 10.7 on; 0 or nothing when it wasn't one row's fault.
-std::optional<std::int64_t> RefusedRow(Session& session) {
+// 10.7 on; 0 or nothing when it wasn't one row's fault. The error is the first of the conditions or
+// stands behind remarks on the rows before, of which there may be too many for it to be listed.
+std::optional<std::int64_t> RefusedRow(Session& session, const DataError& error) {
     try {
-        session.Send("get diagnostics condition 1 @vantry_row = row_number");
+        session.Send("get diagnostics @vantry_last = number");
+        session.Send(
+            "get diagnostics condition 1 @vantry_a = message_text, @vantry_b = row_number");
+        session.Send(
+            "get diagnostics condition @vantry_last @vantry_c = message_text, @vantry_d = "
+            "row_number");
     } catch (const DataError&) {
         return std::nullopt;
     }
-    const auto row = AskOne(session, "select @vantry_row");
-    return row ? ParseInt64(*row) : std::nullopt;
+    const auto told = Ask(session, "select @vantry_a, @vantry_b, @vantry_c, @vantry_d");
+    for (std::size_t k = 0; k + 1 < told.size(); k += 2) {
+        if (CleanWords(told[k].c_str(), session.Busy()) == error.Description()) {
+            return ParseInt64(told[k + 1]);
+        }
+    }
+    return std::nullopt;
 }
 
 // What the server refused before it looked at the first row.
@@ -74,7 +94,8 @@ std::optional<std::int64_t> RowsInSpiteOf(Session& session,
         return error.ArrivedRows();
     }
     const bool was_stopped = mysql_errno(session.Busy()) == ER_QUERY_INTERRUPTED;
-    const auto refused = RefusedRow(session);  // first: any other statement makes it forgotten
+    const auto refused =
+        RefusedRow(session, error);  // first: any other statement makes it forgotten
     const auto transactions = HasTransactions(session, table);
     if (!transactions || *transactions) {
         return transactions ? std::optional<std::int64_t>(0) : std::nullopt;

@@ -318,8 +318,15 @@ TEST_F(MySqlRefusedRows, WhereTheServerCannotTellItIsSaidToBeUnknown) {
     Server().Run(
         "create or replace table plain_rows (id int primary key) engine=MyISAM;"
         "create or replace table kept_rows (id int primary key) engine=InnoDB;"
-        "create or replace view seen_rows as select * from plain_rows");
-    const std::tuple<const char*, const char*, std::optional<std::int64_t>> cases[] = {
+        "create or replace view seen_rows as select * from plain_rows;"
+        "create or replace table cut_rows (p decimal(9,1), n varchar(3)) engine=MyISAM");
+    std::string cut = "INSERT INTO `cut_rows` VALUES (1.25,'')";
+    for (int k = 0; k < 69; ++k) {
+        cut += ",(1.25,'')";
+    }
+    const std::tuple<const char*, std::string, std::optional<std::int64_t>> cases[] = {
+        {"behind a remark", "INSERT INTO `cut_rows` VALUES (1.25,''),(2.25,''),(3,'long')", 2},
+        {"behind more remarks than a server lists", cut + ",(3,'long')", std::nullopt},
         {"a key twice", "INSERT INTO `plain_rows` VALUES (1),(2),(2),(3)", 2},
         {"a key twice, taken back", "INSERT INTO `kept_rows` VALUES (1),(2),(2),(3)", 0},
         {"through a view", "INSERT INTO `seen_rows` VALUES (11),(12),(12)", std::nullopt},
