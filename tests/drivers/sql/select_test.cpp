@@ -31,6 +31,7 @@ TEST_F(SelectTest, Conditions) {
     const Case cases[] = {
         {"select id from Orders where customer = 'ADA'", "1\n3"},
         {"select id from Orders where customer = \"émile\"", "2"},
+        {"select id from Orders where customer in ('BOB', 'Émile')", "2\n5"},
         {"select id from Orders where customer & '' in ('BOB', 'Émile')", "2\n5"},
         {"select id from Orders where Trim(customer) not in ('ADA', 'BOB')", "2"},
         {"select id from Orders where shipped", "1\n3\n5"},
@@ -39,6 +40,7 @@ TEST_F(SelectTest, Conditions) {
         {"select id from Orders where id = ' 2 '", "2"},
         {"select id from Orders where ordered = #1/2/2024 1:45:00 PM#", "1"},
         {"select id from Orders where ordered >= #2024-01-02#", "1\n2"},
+        {"select id from Orders where ordered >= '2024-02-01'", "2"},
         {"select id from Orders where qty = '10'", "4"},
         {"select id from Orders where qty not between 0 and 5", "4\n5"},
         {"select id from Orders where qty is null", "3"},
@@ -47,6 +49,7 @@ TEST_F(SelectTest, Conditions) {
         {"select id from Orders where id < 3 xor shipped", "2\n3\n5"},
         {"select id from Orders where id < 3 eqv shipped", "1\n4"},
         {"select id from Orders where id < 3 imp shipped", "1\n3\n4\n5"},
+        {"select id from Orders where id = &H5", "5"},
         {"select id from Orders where -id ^ 2 = -9", "3"},
     };
     Check(cases);
@@ -98,6 +101,7 @@ TEST_F(SelectTest, ComparesWithAllAndWithAnyRowOfAQuery) {
         {"not qty > all (select age from People)", "1\n2\n4\n5"},
         {"qty > any (select 0 from People)", "1\n2\n4"},
         {"not qty > any (select 99 from People)", "1\n2\n4\n5"},
+        {"qty < any (select age from People where name = 'nobody')", ""},
         {"qty = some (select qty from Orders where id < 3)", "1\n2"},
         {"qty <> all (select qty from Orders where id < 3)", "4\n5"},
         {"qty <> all (select 3 from People where 1=2)", "1\n2\n3\n4\n5"},
@@ -105,6 +109,7 @@ TEST_F(SelectTest, ComparesWithAllAndWithAnyRowOfAQuery) {
         {"qty <> any (select qty from Orders where id < 3)", "1\n2\n4\n5"},
         {"customer <= all (select name from People)", "1\n3"},
         {"id = all (select id from Orders i where i.customer = Orders.customer)", "2\n4\n5"},
+        {"price >= all (select price from Orders where price is not null)", "2"},
         {"ordered > all (select ordered from Orders where id = 1)", "2"},
     };
     Check(cases, "select id from Orders where ");

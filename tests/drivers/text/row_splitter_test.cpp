@@ -94,8 +94,10 @@ struct Case {
 
 constexpr Case kDelimited[] = {
     {"a,b\r\nc,d\r\n", "a|b;c|d;"},
+    {"a\rb\rc", "a;b;c;"},
     {"a\r\n\r\n\n\nb\r\n\r\n", "a;b;"},
     {"a,", "a|;"},
+    {" \n", " ;"},
     {"\"a,b\",c\n", "<a,b>|c;"},
     {"\"a\r\nb\",c\n", "<a\r\nb>|c;"},
     {"\"a\"\"b\",c\n", "<a\"\"b>*|c;"},

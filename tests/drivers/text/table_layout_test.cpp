@@ -47,6 +47,7 @@ TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
          "a,b,c,d,e\n1,2.5,1,2024-01-31,5\n$2,007,$2,5,2.50\n,,2.5,,1234567890123456\n",
          "a 6/8, b 202/255, c 5/8, d 202/255, e 202/255"},
         {"ColNameHeader=False", "1,x\n2,y,$5\n", "F1 3/4, F2 202/255, F3 6/8"},
+        {"", "F2,b\n1,2,3\n", "F2 3/4, b 3/4, F3 3/4"},
         {"",
          std::string(70, 'x') + "," + std::string(70, 'x') + "\n",
          std::string(64, 'x') + " 202/255, " + std::string(63, 'x') + "1 202/255"},
@@ -63,6 +64,7 @@ TEST(TableLayout, NamesAndTypesComeFromHeaderAndValues) {
          "i\0d\0\n\0"
          "1\0"s,
          "id 3/4"},
+        {"CharacterSet=OEM", "\x84\n1\n", "\xC3\xA4 3/4"},
         {"Format=Delimited(;)\nDecimalSymbol=,", "a;b\n1,5;1.5\n", "a 5/8, b 202/255"},
         {"DateTimeFormat=dd/mm/yyyy", "a,b\n31/12/2024,2024-12-31\n", "a 7/8, b 202/255"},
         {"Col1=x Short\nCol2=\"y.z\" Text Width 7\nCol3=m Memo\nCol4=t Text\nCol5=u Text Width 400",
@@ -266,12 +268,14 @@ TEST(TableFormat, DelimiterAndQualifierComeFromManySpellings) {
     // Lines of the section, of the connection, delimiter, qualifier.
     const std::array<std::string, 4> cases[] = {
         {"", "text", ",", "\""},
+        {"", "text;HDR=Yes;FMT=Delimited(;)", ";", "\""},
         {"Format=CSVDelimited", "text;FMT=TabDelimited", ",", "\""},
         {"Format=tabdelimited", "text", "\t", "\""},
         {"Format=Delimited())", "text", ")", "\""},
         {"Format=Delimited(||)", "text", "|", "\""},
         {"Format=Delimited(\xC2\xA7)", "text", "\xC2\xA7", "\""},
         {"TextDelimiter='", "text", ",", "'"},
+        {"TextDelimiter=none", "text", ",", ""},
         {"TextDelimiter=\"\"", "text", ",", ""},
         {"TextDelimiter=ab", "text", ",", "a"},
         {"TextDelimeter='", "text", ",", "'"},
@@ -288,6 +292,7 @@ TEST(TableFormat, KeysOverrideTheConnectionAndBadValuesCountAsMissing) {
     EXPECT_FALSE(FormatOf("", "text;HDR=No").has_header);
     EXPECT_TRUE(FormatOf("ColNameHeader=on", "text;HDR=No").has_header);
     EXPECT_FALSE(FormatOf("ColNameHeader=maybe", "text;HDR=No").has_header);
+    EXPECT_EQ(FormatOf("MaxScanRows=-3").max_scan_rows, 25);
     EXPECT_EQ(FormatOf("MaxScanRows=99999999999").max_scan_rows, 25);
     EXPECT_EQ(FormatOf("CharacterSet=1252", "text;CharacterSet=65001").character_set, "1252");
     EXPECT_EQ(FormatOf("Format=FixedLength\nFixedFormat=TrueFixedLength").layout,
@@ -311,6 +316,7 @@ TEST(TableFormat, ColumnLinesHaveNameTypeAndWidth) {
         {"id Long", "id:Long"},
         {"\"Customer name\" Text Width 30", "Customer name:Text w30"},
         {"\"id Long\"", "id:Long"},
+        {"a\tCHAR\tWIDTH 7", "a:Text w7"},
         {"a", "a:Text"},
         {"a Decimal Precision 10 Scale 2", "a:Decimal p10 s2"},
         {"a Date dd/mm/yyyy hh:nn", "a:DateTime dd/mm/yyyy hh:nn"},

@@ -57,7 +57,9 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
          "a,b,c\n1,1.5,2024-01-31\n007,+5,31.12.2024\n5,,\n",
          {"1|1.5|#2024-01-31 00:00:00#", "!!!|!!!|!!!", "5|<null>|<null>"}},
         {"MaxScanRows=1", "a\n1\n1.5\n3000000000\n0.0\n", {"1", "!!!", "!!!", "!!!"}},
-        {"MaxScanRows=1", "a\n1.5\n00.5\n1E+5\n", {"1.5", "!!!", "100000d"}},
+        {"MaxScanRows=1",
+         "a\n1.5\n1234567890123456\n00.5\n1E5\n1E+5\n2\n",
+         {"1.5", "!!!", "!!!", "!!!", "100000d", "2"}},
         {"Col1=a Long\nCol2=b Short\nCol3=c Byte\nCol4=d Bit\nCol5=e Currency\n"
          "Col6=f Decimal Precision 3 Scale 1\nCol7=g DateTime\nCol8=h Single",
          "h\n2147483648,32768,-1,maybe,1e30,12.34,2024-02-30,1e39\n"
@@ -73,6 +75,7 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"MaxScanRows=1\nCharacterSet=65001",
          "a\n\xC3\xA4\n\xE4\n\xC3\xA4\xE4\x80\n",
          {"'\xC3\xA4'", "'\xC3\xA4'", "'\xC3\xA4\xC3\xA4\xE2\x82\xAC'"}},
+        {"CharacterSet=1252", "a\n\x80\xE4\x81\n", {"'\xE2\x82\xAC\xC3\xA4\xC2\x81'"}},
         {"CharacterSet=932\nFormat=Delimited(|)",
          "a|b\n\x83|x|\xB1|\n",
          {"'\xE3\x83\x9D"
@@ -89,6 +92,9 @@ TEST(TextScan, RowsCountsRowIdsAndSeekAreWhatTheFormatSaysThroughWindowsOfAnySiz
         {"",
          "a\n2024-01-31\n2024-01-31 23:59:59\n12:30\n",
          {"#2024-01-31 00:00:00#", "#2024-01-31 23:59:59#", "#1899-12-30 12:30:00#"}},
+        {"DateTimeFormat=dd/mm/yyyy",
+         "a\n31/01/2024\n 1/2/2024 \n",
+         {"#2024-01-31 00:00:00#", "#2024-02-01 00:00:00#"}},
         // Fixed columns.
         {"Format=FixedLength\nColNameHeader=False\nCol1=a Long Width 4\nCol2=b Text Width 5",
          "   1 ab  \r\n22  \xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4\xC3\xA4xx\r\n\r\n  33\r\n    c\n",

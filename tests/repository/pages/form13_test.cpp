@@ -8,6 +8,7 @@
 #include "text/text_source.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDateEdit>
@@ -138,6 +139,25 @@ TEST_F(Form13Test, RefusesAnUnfinishedSession) {
     EXPECT_EQ(CurrentSessionID, 0);
     Press("Form13", "BCKBUTT");
     EXPECT_EQ(VisiblePages(), "Form4");
+}
+
+// Through the whole page; the lists that open from combo boxes are windows of their
+// own, and no stations.
+TEST_F(Form13Test, TabGoesThroughTheScheduleFromTopToBottom) {
+    ShowPage("Form13");
+    Set("TimeOpt_4");
+    Set("Evy_1");
+    Page* const page = FindPage("Form13");
+    Control<QLineEdit>("Form13", "SesName").setFocus();
+    std::string stations;
+    for (QString name; page->focusWidget()->objectName() != name;) {  // the last one's Tab leaves
+        name = page->focusWidget()->objectName();
+        stations += FromQt(name) + " ";
+        SendKey(*page->focusWidget(), Qt::Key_Tab);
+    }
+    EXPECT_EQ(
+        stations,
+        "SesName LogName brow FreqOpt_0 TimeOpt_4 Evy_1 Mins NXTBUTT BCKBUTT CNCLBUTT HLPBUTT ");
 }
 
 TEST_F(Form13Test, SavesEveryKindOfSchedule) {
