@@ -59,6 +59,9 @@ bool BatchRows::TakeRow() {
     if (load_.ledger.IsOpen()) {  // else the source broke off, and there is no row
         load_.ledger.RowKept();
     }
+    if (rows_in_batch_ == 0) {
+        batch_ = insert_head_;
+    }
     batch_ += '(';
     for (auto& column : columns_) {
         scope([&] { column.append(column.source->Value(), batch_); });
@@ -91,9 +94,9 @@ void BatchRows::SendBatch(std::string_view end) {
         return;  // its rows stay kept, as those of the batch that was stopped
     }
     CutLast(batch_);
-    // Assigned piece by piece: the text's memory is used again by the next batch.
-    command_.CommandText.assign(insert_head_).append(batch_).append(end);
-    batch_.clear();
+    batch_ += end;
+    // The former text's memory is used again by the next batch.
+    command_.CommandText.swap(batch_);
     auto& scope = load_.scope;
     sent_ = {std::exchange(rows_in_batch_, 0),
              load_.rows.loaded,
@@ -156,7 +159,7 @@ void BatchRows::End() {
     if (CancelRequested()) {
         FinishSent(Show::Yes);
         load_.ledger.KeptNotReached();
-    } else if (!batch_.empty()) {
+    } else if (rows_in_batch_ > 0) {
         SendBatch({});
         if (!sent_ && load_.scope.RowOK) {
             ShowCounter(load_);

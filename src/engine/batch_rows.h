@@ -55,7 +55,7 @@ private:
     std::string insert_head_;
     Command command_;
     std::vector<Column> columns_;
-    std::string batch_;
+    std::string batch_;  // the statement so far
     std::int64_t rows_in_batch_ = 0;
     std::optional<Sent> sent_;
 };
