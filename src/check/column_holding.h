@@ -53,14 +53,24 @@ struct Holding {
     bool converts = false;         // a server that converts by rules of its own
     bool is_long = false;          // a text that takes nothing but texts
     bool shown_as_text = false;    // a moment that is read back as a text
+    bool time_alone = false;       // of it, the time of day
+    bool with_distance = false;    // and its distance to UTC
     bool required = false;         // no null
     bool never_empty = false;      // no text without letters
     std::int32_t first_day = kMinDay;
     std::int32_t last_day = kMaxDay;
+    std::int64_t first_time = 0;  // on the first day
+    std::int64_t last_time = kNanosPerDay - 1;
     std::int64_t step = 1;  // nanoseconds that a moment counts in
     bool thirds = false;    // of its steps of 10 ms: shown as 0, 3 and 7 ms
     std::string type;       // as the user knows it: "Decimal(10,0)"
     std::string fault;      // of Form::Nothing
+
+    bool Contains(const DateTime& moment) const {
+        return moment.day >= first_day && moment.day <= last_day &&
+               (moment.day != first_day || moment.nanos >= first_time) &&
+               (moment.day != last_day || moment.nanos <= last_time);
+    }
 };
 
 // A column as its field list describes it, by the codes of data/ado_types.h.

@@ -176,14 +176,20 @@ void TablePass::LookAtTarget() {
                  adLockReadOnly);
     for (std::int32_t k = 0; k < columns.Fields().Count(); ++k) {
         auto& field = columns.Fields()[k];
-        targets_.push_back(
-            {field.Name(), ShapeOf(field), TranslateType(AdoTypeName(field.Type()), "DEST"), {}});
+        targets_.push_back({field.Name(),
+                            ShapeOf(field),
+                            TranslateType(AdoTypeName(field.Type()), "DEST"),
+                            {},
+                            {}});
     }
     columns.Close();
     rules_ = target_.RulesOf(DstTables[table_].Name);
     for (auto& field : targets_) {
         const auto type = rules_.server_types.find(field.name);
         field.servers_type = type == rules_.server_types.end() ? "" : type->second;
+        if (const auto moments = rules_.moments.find(field.name); moments != rules_.moments.end()) {
+            field.moments = moments->second;
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "check/server_conversion.h"
 
+#include "check/server_moments.h"
 #include "data/ado_types.h"
 #include "data/ascii.h"
 #include "data/calendar.h"
@@ -22,20 +23,12 @@
 namespace vantry {
 namespace {
 
-constexpr Verdict kRefusedType{Grade::Refused, Reason::NotAValue};
-constexpr Verdict kOutside{Grade::Refused, Reason::Range};
-constexpr std::int32_t kDay1900 = 2;
-constexpr std::int64_t kMinute = 60 * kNanosPerSecond;
-
 bool TakesNumbers(Form form) {
     return form == Form::Whole || form == Form::Exact || form == Form::Single ||
            form == Form::Double || form == Form::Truth;
 }
 bool TakesMoments(Form form) {
     return form == Form::Moment || form == Form::Day;
-}
-bool IsBlank(std::string_view text) {
-    return text.find_first_not_of(' ') == std::string_view::npos;
 }
 bool IsFloating(const Cell& value) {
     return value.Kind() == ValueKind::Double || value.Kind() == ValueKind::Single;
@@ -45,11 +38,6 @@ bool IsFloating(const Cell& value) {
 bool IsMoney(const Holding& holding) {
     return holding.form == Form::Exact && holding.high > 0;
 }
-// Of the two types that numbers are days for.
-bool IsOldMoment(const Holding& holding) {
-    return holding.form == Form::Moment && (holding.thirds || holding.step == kMinute);
-}
-
 std::optional<Verdict> TextIntoNumber(std::string_view text, const Holding& holding) {
     const bool is_exact = holding.form == Form::Exact;
     if (IsBlank(text)) {
@@ -67,53 +55,14 @@ std::optional<Verdict> TextIntoNumber(std::string_view text, const Holding& hold
     return std::nullopt;
 }
 
-std::optional<Verdict> TextIntoMoment(std::string_view text, const Holding& holding) {
-    constexpr std::size_t kYearAlone = 4;
-    if (IsBlank(text)) {
-        return Verdict{Grade::Changed, Reason::BlankText};
-    }
-    if (text.size() == kYearAlone && text.find_first_not_of("0123456789") == text.npos) {
-        const auto day = DayOf(static_cast<int>(*ParseInt64(text)), 1, 1);
-        return day && *day >= holding.first_day && *day <= holding.last_day
-                   ? Verdict{Grade::Changed, Reason::OtherDay}
-                   : kOutside;
-    }
-    const auto moment = ParseIsoDateTime(Trimmed(text));
-    if (!moment) {
-        return kRefusedType;
-    }
-    if (!holding.shown_as_text) {
-        return std::nullopt;
-    }
-    // It comes back with all places that the column has.
-    std::string back;
-    AppendIsoDateTime({moment->day, moment->nanos / kNanosPerSecond * kNanosPerSecond}, back);
-    if (holding.step < kNanosPerSecond) {
-        const auto places = std::to_string(kNanosPerSecond / holding.step).size() - 1;
-        const auto parts = std::to_string(moment->nanos % kNanosPerSecond / holding.step);
-        back += "." + std::string(places - parts.size(), '0') + parts;
-    }
-    return holding.form == Form::Moment && back != text
-               ? std::optional(Verdict{Grade::Changed, Reason::Writing})
-               : std::nullopt;
-}
-
-std::optional<Verdict> NumberIntoMoment(const Cell& value, const Holding& holding) {
-    if (!IsOldMoment(holding)) {
-        return kRefusedType;
-    }
-    const auto days =
-        value.Kind() == ValueKind::Boolean ? (value.AsBoolean() ? 1 : 0) : ToDouble(value);
-    const double day = std::floor(days.value_or(HUGE_VAL)) + kDay1900;
-    return day >= holding.first_day && day <= holding.last_day
-               ? Verdict{Grade::Changed, Reason::OtherDay}
-               : kOutside;
-}
-
 std::optional<Verdict> IntoText(const Cell& value,
                                 const Carriage& carriage,
                                 const Holding& holding) {
-    if (holding.is_long) {
+    // FreeTDS counts the days of the first centuries wrong: such a moment goes as a text.
+    constexpr std::int32_t kFirstDaySent = -53'688;  // 1753
+    const bool goes_as_text =
+        value.Kind() == ValueKind::DateTime && value.AsDateTime().day < kFirstDaySent;
+    if (holding.is_long && !goes_as_text) {
         return kRefusedType;
     }
     std::string text;
@@ -198,15 +147,15 @@ std::optional<Verdict> JudgeRecordset(const Cell& value,
     return goes_as_it_is ? JudgeStatement(value, carriage, holding) : std::nullopt;
 }
 
-// A number in the text of a MySQL statement that is to be a date: its digits are year, month and
-// day, with a year of two digits where it is short.
-bool IsDateInDigits(double number) {
+// A number in the text of a MySQL statement that is to be a date, or a text of nothing but digits:
+// they are year, month and day, with a year of two digits where it is short.
+Verdict DigitsIntoMoment(double number, const Holding& holding) {
     constexpr double kLongest = 99'991'231'235'959;
     if (number >= 0 && number < 1) {
-        return true;  // the date of nothing but zeros
+        return Changed(Reason::OtherDay);  // the date of nothing but zeros
     }
     if (!(number >= 101 && number <= kLongest)) {
-        return false;
+        return kRefusedType;
     }
     auto digits = static_cast<std::int64_t>(number);
     const bool has_time = digits >= 101'000'000;
@@ -216,10 +165,21 @@ bool IsDateInDigits(double number) {
     if (digits <= kShort) {
         digits += digits / 10'000 < 70 ? 20'000'000 : 19'000'000;
     }
-    return time / 10'000 < 24 && time / 100 % 100 < 60 && time % 100 < 60 &&
-           DayOf(static_cast<int>(digits / 10'000),
-                 static_cast<int>(digits / 100 % 100),
-                 static_cast<int>(digits % 100));
+    const auto day = DayOf(static_cast<int>(digits / 10'000),
+                           static_cast<int>(digits / 100 % 100),
+                           static_cast<int>(digits % 100));
+    const auto nanos = NanosOf(static_cast<int>(time / 10'000),
+                               static_cast<int>(time / 100 % 100),
+                               static_cast<int>(time % 100));
+    return !day || !nanos                      ? kRefusedType
+           : !holding.Contains({*day, *nanos}) ? kOutside
+                                               : Changed(Reason::OtherDay);
+}
+
+// Six, eight, twelve or fourteen of them are a date to MySQL.
+bool AreDigitsOfDate(std::string_view text) {
+    return (text.size() == 6 || text.size() == 8 || text.size() == 12 || text.size() == 14) &&
+           text.find_first_not_of("0123456789") == text.npos;
 }
 
 // As the pieces of a batch are written: dates as texts of their own form, all else bare.
@@ -227,7 +187,11 @@ std::optional<Verdict> JudgeBatch(const Cell& value, const Holding& holding) {
     const bool is_moment = value.Kind() == ValueKind::DateTime;
     const bool as_text = holding.form == Form::Text || holding.form == Form::Bytes;
     if (value.Kind() == ValueKind::Text) {
-        return std::nullopt;
+        if (!TakesMoments(holding.form) || !AreDigitsOfDate(value.AsText())) {
+            return std::nullopt;
+        }
+        const auto verdict = DigitsIntoMoment(ToDouble(value).value_or(HUGE_VAL), holding);
+        return verdict.grade == Grade::Refused ? verdict : Changed(Reason::Writing);
     }
     if (is_moment && as_text) {
         constexpr std::int64_t kLetters = 19;  // yyyy-mm-dd-hh-nn-ss
@@ -239,9 +203,7 @@ std::optional<Verdict> JudgeBatch(const Cell& value, const Holding& holding) {
         const auto number =
             value.Kind() == ValueKind::Boolean ? (value.AsBoolean() ? 1 : 0) : ToDouble(value);
         return is_moment ? std::nullopt
-               : IsDateInDigits(number.value_or(HUGE_VAL))
-                   ? std::optional(Verdict{Grade::Changed, Reason::OtherDay})
-                   : kRefusedType;
+                         : std::optional(DigitsIntoMoment(number.value_or(HUGE_VAL), holding));
     }
     if (is_moment) {
         return kRefusedType;
@@ -255,19 +217,22 @@ std::optional<Verdict> JudgeBatch(const Cell& value, const Holding& holding) {
 
 }  // namespace
 
-void SetServersType(std::string_view type_name, std::int64_t size, Holding& holding) {
-    constexpr std::int64_t kSeconds = 19;  // characters of a moment without parts of a second
-    const auto name = LowerAscii(std::string(Trimmed(type_name.substr(0, type_name.find('(')))));
+void SetServersType(std::string_view type_name, Holding& holding) {
+    constexpr std::int64_t kMinute = 60 * kNanosPerSecond;
+    constexpr std::int64_t kMostPlaces = 7;
+    const auto open = std::min(type_name.find('('), type_name.size());
+    const auto name = LowerAscii(std::string(Trimmed(type_name.substr(0, open))));
+    const bool has_time = name == "time" || name == "datetime2" || name == "datetimeoffset";
     if (name == "ntext" || name == "text" || name == "xml") {
         holding.is_long = true;
     } else if (name == "smallmoney" && holding.form == Form::Exact) {
         holding.high = INT32_MAX;
     } else if (name == "smalldatetime" && holding.form == Form::Moment) {
-        holding.first_day = kDay1900;
+        holding.first_day = 2;      // 1900
         holding.last_day = 65'537;  // 2079-06-06
         holding.step = kMinute;
         holding.thirds = false;
-    } else if (holding.form == Form::Text && (name == "date" || name == "datetime2")) {
+    } else if (holding.form == Form::Text && (name == "date" || has_time)) {
         holding = Holding();
         holding.form = name == "date" ? Form::Day : Form::Moment;
         holding.shown_as_text = true;
@@ -275,7 +240,13 @@ void SetServersType(std::string_view type_name, std::int64_t size, Holding& hold
         holding.half_away = true;
         holding.type = name;
         holding.step = kNanosPerSecond;
-        for (auto places = size - kSeconds - 1; name == "datetime2" && places > 0; --places) {
+        holding.time_alone = name == "time";
+        holding.with_distance = name == "datetimeoffset";
+        const auto size =
+            open < type_name.size()
+                ? ParseInt64(type_name.substr(open + 1, type_name.find(')') - open - 1))
+                : std::nullopt;
+        for (auto places = size.value_or(kMostPlaces); has_time && places > 0; --places) {
             holding.step /= 10;
         }
     }

@@ -6,15 +6,14 @@
 
 #include "check/value_judge.h"
 
-#include <cstdint>
 #include <optional>
 #include <string_view>
 
 namespace vantry {
 
-// Takes up what the server's catalogue calls the column's type, "datetime2" or "ntext(16)": the
+// Takes up what the server's catalogue calls the column's type, "datetime2(3)" or "ntext": the
 // driver shows the newer dates as texts, and all long texts alike.
-void SetServersType(std::string_view type_name, std::int64_t size, Holding& holding);
+void SetServersType(std::string_view type_name, Holding& holding);
 
 // Of a value that the server has to convert; nothing where what holds for all targets holds there,
 // too.

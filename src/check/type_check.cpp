@@ -106,7 +106,13 @@ Holding HoldingFor(std::size_t table,
     for (const auto& field : targets) {
         if (EqualsNoCase(field.name, map.DCName)) {
             auto holding = HoldingOfField(kind, field.shape, field.type);
-            SetServersType(field.servers_type, field.shape.size, holding);
+            SetServersType(field.servers_type, holding);
+            if (field.moments && holding.form == Form::Moment) {
+                holding.first_day = field.moments->first.day;
+                holding.first_time = field.moments->first.nanos;
+                holding.last_day = field.moments->last.day;
+                holding.last_time = field.moments->last.nanos;
+            }
             return holding;
         }
     }
@@ -285,6 +291,7 @@ std::vector<TargetField> FieldsOf(i16 tab_id) {
                                column.ColWidth,
                                static_cast<int>(column.ColScale)},
                               TranslateType(column.ColType, "DEST"),
+                              {},
                               {}});
         }
     }

@@ -5,6 +5,7 @@
 
 #include "check/value_judge.h"
 #include "core/session_state.h"
+#include "data/driver.h"
 #include "engine/source_statements.h"
 
 #include <cstdint>
@@ -68,6 +69,7 @@ struct TargetField {
     FieldShape shape;
     std::string type;
     std::string servers_type;  // its own word for it; empty where nobody asked
+    std::optional<TableRules::Moments> moments;
 };
 
 // A column of the load with its judge.

@@ -206,8 +206,15 @@ Verdict ColumnJudge::WithFewerDigits(Verdict verdict) const {
 }
 
 Verdict ColumnJudge::JudgeMoment(const DateTime& moment) const {
-    if (moment.day < holding_.first_day || moment.day > holding_.last_day) {
+    // Beside long columns a batch carries the day alone.
+    if (!holding_.Contains({moment.day, carriage_.way == Way::BatchRecordset ? 0 : moment.nanos})) {
         return Refused(Reason::Range);
+    }
+    if (holding_.time_alone && moment.day != 0) {
+        return Changed(Reason::Day);
+    }
+    if (holding_.with_distance) {
+        return Changed(Reason::Writing);
     }
     if (moment.nanos == 0) {
         return kKept;

@@ -27,6 +27,7 @@ enum class Reason : std::uint8_t {
     Scale,           // places behind the point
     Range,           // too large, too small, too early
     FloatPrecision,  // digits that a binary fraction doesn't have
+    Day,
     TimeOfDay,
     SecondFraction,
     Length,

@@ -75,6 +75,12 @@ struct TableRules {
     std::vector<Unique> unique;
     // By column: the type as the server itself calls it, where its driver shows another one.
     std::map<std::string, std::string, std::less<>> server_types;
+    // By column: the moments that it holds, where they are fewer than its type's; both ends count.
+    struct Moments {
+        DateTime first;
+        DateTime last;
+    };
+    std::map<std::string, Moments, std::less<>> moments;
     std::string unknown;  // why keys may be missing here; empty: none is
 };
 

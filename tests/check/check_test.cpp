@@ -302,6 +302,92 @@ TEST(DataCheck, KnowsTheKeysOfEveryKindOfTarget) {
     CurrentRunView = nullptr;
 }
 
+// What servers' columns of dates and times make of a value, as the run and its verification find
+// it.
+TEST(DataCheck, KnowsWhatServersMakeOfDatesAndTimes) {
+    using enum Grade;
+    struct Case {
+        const char* type;
+        const char* value;  // of Access: a text, or a moment
+        Grade grade;
+        Reason reason;
+    };
+    const std::vector<Case> of_mssql = {
+        {"date", "'20240131'", Changed, Reason::Writing},
+        {"date", "'2024-01-31 10:00:00 +05:30'", Changed, Reason::TimeOfDay},
+        {"datetime", "'240131 10:11:12.123'", Changed, Reason::Writing},
+        {"datetime", "'2024-01-31 10:11:12.1234'", Refused, Reason::NotAValue},
+        {"datetime", "'2024-01-31 10:11:12 +05:30'", Refused, Reason::NotAValue},
+        {"datetime2(3)", "'2024-01-31 10:11:12.125'", Kept, Reason::None},
+        {"datetime2(3)", "'2024-01-31 10:11:12.1250'", Changed, Reason::Writing},
+        {"time(3)", "'10:11:12.125'", Kept, Reason::None},
+        {"time(3)", "'20240131 10:11'", Changed, Reason::Day},
+        {"time(3)", "'31 January'", Refused, Reason::NotAValue},
+        {"time(0)", "#10:11:12#", Kept, Reason::None},
+        {"time(0)", "#2024-01-31 10:11:12#", Changed, Reason::Day},
+        {"datetimeoffset(0)", "'2024-01-31 10:11:12 -05:30'", Kept, Reason::None},
+        {"datetimeoffset(0)", "'9999-12-31 23:11:12 -05:30'", Refused, Reason::Range},
+        {"datetimeoffset(0)", "#2024-01-31 10:11:12#", Changed, Reason::Writing},
+    };
+    const std::vector<Case> of_mysql = {
+        {"timestamp null", "#1970-01-01 00:00:01#", Kept, Reason::None},
+        {"timestamp null", "#1970-01-01#", Refused, Reason::Range},
+        {"timestamp null", "'2038-01-19 03:14:07'", Kept, Reason::None},
+        {"timestamp null", "'2038-01-19 03:14:08'", Refused, Reason::Range},
+        {"timestamp null", "'20380120'", Refused, Reason::Range},
+        {"datetime", "'20380120'", Changed, Reason::Writing},
+    };
+    test::RecordingView view;
+    CurrentRunView = &view;
+    CurrentSettings.VerifyRuns = true;
+    const auto try_all = [&](const char* kind, const std::string& target, const auto& cases) {
+        test::MappingSession session;
+        TargetType = kind;
+        TargetConnStr = target;
+        std::vector<std::string> names;
+        for (const auto& c : cases) {
+            const auto& name = names.emplace_back("m" + std::to_string(names.size()));
+            session.InSource(
+                {"CREATE TABLE " + name + (*c.value == '#' ? " (a DATETIME)" : " (a TEXT(40))"),
+                 "INSERT INTO " + name + " VALUES (" + c.value + ")"});
+            session.InTarget({"CREATE TABLE " + name + " (a " + c.type + ")"});
+        }
+        session.ChooseTables(names);
+        session.Map();
+        std::vector<TableCheck> checks;
+        for (std::size_t k = 0; k < names.size(); ++k) {
+            SrcTables[k].LoadOption = DstTables[k].LoadOption = "APPEND";
+            checks.push_back(CheckTable(k, {}));
+        }
+        RunSession("");
+        for (std::size_t k = 0; k < names.size(); ++k) {
+            const auto& c = cases[k];
+            SCOPED_TRACE(std::string(c.type) + " " + c.value + TableText(checks[k]) + view.log);
+            const auto found = checks[k].columns.at(0).data;
+            EXPECT_EQ(checks[k].Worst(), c.grade);
+            EXPECT_EQ(found.empty() ? Reason::None : found[0].verdict.reason, c.reason);
+            const auto& report = ReportOf(static_cast<i16>(k));
+            EXPECT_EQ(report.RowsLoaded, c.grade == Refused ? 0 : 1);
+            EXPECT_EQ(
+                report.Verified.result,
+                c.grade == Changed ? Verification::Result::Differs : Verification::Result::Same);
+        }
+    };
+    if (test::PrivateOdbc::Missing("libtdsodbc.so", "tdsodbc").empty()) {
+        test::PrivateOdbc::OfProcess().Register(
+            {test::PrivateOdbc::Driver("FreeTDS", "libtdsodbc.so")});
+        const test::TdsServer tds;
+        try_all("MSSQL", tds.ConnectionText(), of_mssql);
+    }
+    if (test::PrivateMariaDb::Missing().empty()) {
+        const test::PrivateMariaDb mariadb;
+        mariadb.Run("set global time_zone = '+00:00'");
+        try_all("MySQL", mariadb.ConnectionText(), of_mysql);
+    }
+    CurrentSettings = {};
+    CurrentRunView = nullptr;
+}
+
 // Rows that were refused for every kind of badness are loaded from the reject file into a target
 // that takes them: both targets together have what the source has. Of a table that was given up
 // the rows behind are in neither.

@@ -137,7 +137,13 @@ public:
             if (!column[2].IsNull()) {
                 collations.emplace(name, ToText(column[2]));
             }
+            if (ToText(column[1]).starts_with("timestamp")) {
+                rules.moments.emplace(name, TableRules::Moments());
+            }
         });
+        if (!rules.moments.empty()) {
+            SetMomentsOfTimestamps(rules);
+        }
         Read("show index from " + quoted, 8, [&](std::span<const Cell> part) {
             // 1 says whether a value may repeat, 2 names the index, 3 counts its parts, 4 is the
             // column, 7 how many of its letters count.
@@ -165,6 +171,28 @@ private:
         session_->ReadBackslashesAs(Backslash::Data, sql);
         session_->RequireFits(sql);
         return handle;
+    }
+
+    // They count seconds from 1970 in UTC, of which 0 stands for no date, and are written in the
+    // session's time zone: the server itself knows its first and last second there.
+    void SetMomentsOfTimestamps(TableRules& rules) {
+        std::optional<TableRules::Moments> ends;
+        // MariaDB has counted with a bit more since 11.5; MySQL's function goes further than its
+        // type.
+        Read(
+            "select from_unixtime(1), from_unixtime(2147483647), if(version() like '%MariaDB%', "
+            "from_unixtime(4294967295), null)",
+            3,
+            [&](std::span<const Cell> row) {
+                const auto first = ToDateTime(row[0]);
+                const auto last = ToDateTime(row[row[2].IsNull() ? 1 : 2]);
+                if (first && last) {
+                    ends = {*first, {last->day, last->nanos + kNanosPerSecond - 1}};
+                }
+            });
+        for (auto& [name, moments] : rules.moments) {
+            moments = ends.value_or(TableRules::Moments{{kMinDay, 0}, {kMaxDay, kNanosPerDay - 1}});
+        }
     }
 
     // By a collation's name. Without a word about accents those of a "_ci" don't count. Bytes have

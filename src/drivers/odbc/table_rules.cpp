@@ -17,6 +17,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -58,6 +59,7 @@ constexpr std::size_t kTable = 2;
 namespace column {
 constexpr std::size_t kName = 3;
 constexpr std::size_t kTypeName = 5;
+constexpr std::size_t kSize = 6;
 constexpr std::size_t kNullable = 10;
 constexpr std::size_t kDefault = 12;
 }  // namespace column
@@ -83,6 +85,21 @@ std::string TextAt(std::span<const Cell> row, std::size_t place) {
 
 std::int64_t NumberAt(std::span<const Cell> row, std::size_t place, std::int64_t otherwise) {
     return place < row.size() ? ToInt64(row[place]).value_or(otherwise) : otherwise;
+}
+
+// SQL Server's newer moments as they are declared, with the places of a second: the catalogue gives
+// the characters that they have as texts.
+std::string WithPlaces(const std::string& type, std::int64_t characters) {
+    constexpr std::pair<std::string_view, std::int64_t> kWithoutPlaces[] = {
+        {"time", 8}, {"datetime2", 19}, {"datetimeoffset", 26}};
+    for (const auto& [name, plain] : kWithoutPlaces) {
+        if (type == name && characters >= plain) {
+            // With a point before them, where there are any.
+            return type + "(" + std::to_string(std::max<std::int64_t>(characters - plain - 1, 0)) +
+                   ")";
+        }
+    }
+    return type;
 }
 
 class RulesReader {
@@ -156,7 +173,7 @@ private:
         // A server's own version of the row is given by nobody.
         column.needed = column.required && TextAt(row, column::kDefault).empty() &&
                         type != "timestamp" && type != "rowversion";
-        column.type = type;
+        column.type = WithPlaces(type, NumberAt(row, column::kSize, 0));
         return column;
     }
 

@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
+#include <regex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -278,28 +279,54 @@ Value Guid(const Type& type, const Cell& value) {
     return Value(Cell::Text(text));
 }
 
-std::optional<DateTime> MomentOf(const Cell& value) {
+struct Given {
+    DateTime moment{kDay1900, 0};
+    std::size_t places = 0;  // of a second
+    std::string distance;    // to UTC, "+05:30"; empty where none is given
+};
+
+// A text that is read one way in every login's language: digits alone are a date, a time alone is
+// one of 1900-01-01.
+std::optional<Given> ReadMoment(const std::string& text) {
+    static const std::regex form(
+        R"( *(?:(\d{4})(-?)(\d\d)\2(\d\d)|(\d\d)(\d\d)(\d\d)|(\d{4})(?= *$))?)"
+        R"((?:(?:^|[ T]) *(\d\d:\d\d(?::\d\d(?:\.(\d{1,9}))?)?)(?: *([+-]\d\d:\d\d)|Z)?)? *)");
+    std::smatch found;
+    if (!std::regex_match(text, found, form)) {
+        return std::nullopt;
+    }
+    const auto number = [&](std::size_t k) { return std::atoi(found[k].str().c_str()); };
+    Given given;
+    std::optional<std::int32_t> day = kDay1900;
+    if (found[1].matched) {
+        day = DayOf(number(1), number(3), number(4));
+    } else if (found[5].matched) {
+        day = DayOf(number(5) + (number(5) < 50 ? 2000 : 1900), number(6), number(7));
+    } else if (found[8].matched) {
+        day = DayOf(number(8), 1, 1);
+    }
+    const auto time = found[9].matched ? ParseIsoTime(found[9].str()) : DateTime{};
+    if (!day || !time) {
+        return std::nullopt;
+    }
+    given.moment = {*day, time->nanos};
+    given.places = found[10].str().size();
+    given.distance = found[11].str();
+    return given;
+}
+
+std::optional<Given> MomentOf(const Type& type, const Cell& value) {
+    if (value.Kind() == ValueKind::DateTime) {
+        return Given{value.AsDateTime(), 0, {}};
+    }
     if (value.Kind() != ValueKind::Text) {
-        return value.Kind() == ValueKind::DateTime ? std::optional(value.AsDateTime())
-                                                   : std::nullopt;
+        return std::nullopt;
     }
-    if (IsBlank(value.AsText())) {
-        return DateTime{kDay1900, 0};
-    }
-    const auto text = value.AsText();
-    constexpr std::size_t kYearAlone = 4;
-    if (text.size() == kYearAlone && text.find_first_not_of("0123456789") == std::string::npos) {
-        const auto day = DayOf(std::atoi(std::string(text).c_str()), 1, 1);
-        return day ? std::optional(DateTime{*day, 0}) : std::nullopt;
-    }
-    if (const auto moment = ParseIsoDateTime(value.AsText())) {
-        return moment;
-    }
-    auto time = ParseIsoTime(value.AsText());
-    if (time) {
-        time->day = kDay1900;
-    }
-    return time;
+    const auto given = ReadMoment(std::string(value.AsText()));
+    const bool old = type.kind == Kind::DateTime || type.kind == Kind::SmallDateTime;
+    return given && given->places <= (old ? 3 : 7) && (!old || given->distance.empty())
+               ? given
+               : std::nullopt;
 }
 
 // To the unit of `nanos`, half up, into the next day where it must be.
@@ -312,15 +339,20 @@ DateTime RoundedTo(DateTime moment, std::int64_t nanos) {
     return moment;
 }
 
-Value MomentIn(const Type& type, const Cell& value) {
-    const bool has_offset = value.Kind() == ValueKind::Text && value.AsText().size() > 17 &&
-                            value.AsText()[value.AsText().size() - 3] == ':' &&
-                            value.AsText().find_last_of("+-") == value.AsText().size() - 6;
-    if (type.kind == Kind::DateTimeOffset && has_offset) {
-        return Value(value);
+// As text, local time and distance: at UTC it must lie within the calendar.
+Value WithDistance(const Type& type, const Given& given) {
+    const auto moment = RoundedTo(given.moment, NanosPerUnit(type.scale));
+    const auto text =
+        MomentText(moment, type.scale) + " " + (given.distance.empty() ? "+00:00" : given.distance);
+    if (const auto utc = ReadOffsetMoment(text).utc; utc.day < kMinDay || utc.day > kMaxDay) {
+        throw NotConverted(type);
     }
+    return Value(Cell::Text(text));
+}
+
+Value MomentIn(const Type& type, const Cell& value) {
     const bool old = type.kind == Kind::DateTime || type.kind == Kind::SmallDateTime;
-    auto given = MomentOf(value);
+    auto given = MomentOf(type, value);
     if (!given && value.Kind() != ValueKind::Text) {
         // A number counts days from 1900-01-01 where the type is an old one, and is nothing else.
         const auto days =
@@ -328,16 +360,20 @@ Value MomentIn(const Type& type, const Cell& value) {
         if (!old || !days) {
             throw Clash(type);
         }
-        given =
+        const auto counted =
             std::abs(*days) < kMaxDay ? ToDateTime(Cell::Double(*days + kDay1900)) : std::nullopt;
-        if (!given) {
+        if (!counted) {
             throw Overflow(type);
         }
+        given = Given{*counted, 0, {}};
     }
-    if (!given || type.kind == Kind::DateTimeOffset) {
+    if (!given) {
         throw NotConverted(type);
     }
-    auto moment = *given;
+    if (type.kind == Kind::DateTimeOffset) {
+        return WithDistance(type, *given);
+    }
+    auto moment = given->moment;
     const auto first = type.kind == Kind::DateTime ? *DayOf(1753, 1, 1) : kDay1900;
     const auto last = type.kind == Kind::DateTime ? kMaxDay : *DayOf(2079, 6, 6);
     const auto check = [&](const DateTime& at) {

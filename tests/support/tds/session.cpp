@@ -378,13 +378,14 @@ void Session::Describe(const std::string& call, const std::string& table, Writer
     literal += "' collate nocase";
     const std::string of = " from sysobjects s, sysusers u, ";
     const std::string where = " where s.uid=u.uid and s.type='U' and s.name=" + literal;
+    const std::string declared = "replace(c.type,'_text','')";
     const std::string begin = "select '" + database_ + "', u.name, s.name, ";
     const std::string sql =
-        call == "sp_columns" ? begin +
-                                   "c.name, 12, replace(c.type,'_text',''), 0, 0, 0, 10, case "
-                                   "c.\"notnull\" or c.pk when 0 then 1 "
-                                   "else 0 end, null, c.dflt_value" +
-                                   of + "pragma_table_info(s.name) c" + where
+        call == "sp_columns"
+            ? begin + "c.name, 12, substr(" + declared + ",1,instr(" + declared +
+                  "||'(','(')-1), c.type, 0, 0, 10, case c.\"notnull\" or c.pk when 0 then 1 "
+                  "else 0 end, null, c.dflt_value" +
+                  of + "pragma_table_info(s.name) c" + where
         : call == "sp_pkeys"
             ? begin + "c.name, c.pk, 'PK_' || s.name" + of + "pragma_table_info(s.name) c" + where +
                   " and c.pk > 0"
@@ -404,7 +405,9 @@ void Session::Describe(const std::string& call, const std::string& table, Writer
                 continue;
             }
             const auto words = ToText(row[k].AsCell());
-            if (is_number) {
+            if (const auto type = ParseType(words); is_number && type) {
+                row[k].Assign(Cell::Int64(CharactersOf(*type)));
+            } else if (is_number) {
                 row[k].Assign(Cell::Int64(std::atoi(words.c_str())));
             } else {
                 row[k].Assign(Cell::Text(words));

@@ -134,32 +134,10 @@ void PutMoney(const Type& type, const Cell& value, Writer& out) {
     out.Put(static_cast<std::int32_t>(units));
 }
 
-// A datetimeoffset is stored as text: local time, a blank, the distance to UTC as "+hh:mm".
-struct Moment {
-    vantry::DateTime utc;
-    int offset_minutes = 0;
-};
-Moment OffsetMoment(std::string_view text) {
-    constexpr std::size_t kOffset = 6;
-    const auto end = text.size() - kOffset;
-    Moment moment;
-    moment.utc = ParseIsoDateTime(text.substr(0, end - 1)).value_or(vantry::DateTime{});
-    moment.offset_minutes = std::stoi(std::string(text.substr(end + 1, 2))) * 60 +
-                            std::stoi(std::string(text.substr(end + 4)));
-    if (text[end] == '-') {
-        moment.offset_minutes = -moment.offset_minutes;
-    }
-    moment.utc.nanos -= moment.offset_minutes * 60 * kNanosPerSecond;
-    for (; moment.utc.nanos < 0; --moment.utc.day) {
-        moment.utc.nanos += kNanosPerDay;
-    }
-    return moment;
-}
-
 void PutMoment(const Type& type, const Cell& value, Writer& out) {
     const bool has_offset = type.kind == Kind::DateTimeOffset;
-    const auto moment = has_offset ? OffsetMoment(value.AsText())
-                                   : Moment{ToDateTime(value).value_or(vantry::DateTime{})};
+    const auto moment = has_offset ? ReadOffsetMoment(value.AsText())
+                                   : OffsetMoment{ToDateTime(value).value_or(vantry::DateTime{})};
     const auto [day, nanos] = moment.utc;
     if (type.kind == Kind::DateTime) {
         out.U8(8);
@@ -329,6 +307,31 @@ void PutValue(const Type& type, const Cell& value, Writer& out) {
     } else {
         PutNumber(type, value, out);
     }
+}
+
+OffsetMoment ReadOffsetMoment(std::string_view text) {
+    constexpr std::size_t kOffset = 6;
+    const auto end = text.size() - kOffset;
+    OffsetMoment moment;
+    moment.utc = ParseIsoDateTime(text.substr(0, end - 1)).value_or(vantry::DateTime{});
+    moment.offset_minutes = std::stoi(std::string(text.substr(end + 1, 2))) * 60 +
+                            std::stoi(std::string(text.substr(end + 4)));
+    if (text[end] == '-') {
+        moment.offset_minutes = -moment.offset_minutes;
+    }
+    moment.utc.nanos -= moment.offset_minutes * 60 * kNanosPerSecond;
+    const auto days = moment.utc.nanos < 0 ? -1 : moment.utc.nanos / kNanosPerDay;
+    moment.utc.nanos -= days * kNanosPerDay;
+    moment.utc.day += static_cast<std::int32_t>(days);
+    return moment;
+}
+
+int CharactersOf(const Type& type) {
+    const int places = type.scale > 0 ? type.scale + 1 : 0;
+    return type.kind == Kind::Time             ? 8 + places
+           : type.kind == Kind::DateTime2      ? 19 + places
+           : type.kind == Kind::DateTimeOffset ? 26 + places
+                                               : 0;
 }
 
 std::string MomentText(const vantry::DateTime& moment, int digits) {

@@ -104,6 +104,14 @@ inline std::int64_t NanosPerUnit(int scale) {
     }
     return nanos;
 }
+// What the catalogue calls the size of a type whose seconds may have places; 0 of all others.
+int CharactersOf(const Type& type);
+// A datetimeoffset is stored as text: local time, a blank, the distance to UTC as "+hh:mm".
+struct OffsetMoment {
+    vantry::DateTime utc;
+    int offset_minutes = 0;
+};
+OffsetMoment ReadOffsetMoment(std::string_view text);
 // The text form of a moment with so many digits of a second.
 std::string MomentText(const vantry::DateTime& moment, int digits);
 
