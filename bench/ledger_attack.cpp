@@ -426,7 +426,8 @@ int Attack::TryRow(int row, bool made) {
             });
         };
         const bool displaced = moved || has(Reason::Displaced);
-        moved = moved || has(Reason::PushesOn) || has(Reason::EndsField) || has(Reason::EndsLine);
+        moved = moved || has(Reason::PushesOn) || has(Reason::EndsField) || has(Reason::EndsLine) ||
+                has(Reason::RunsOn);
         if (!displaced && found != (column.Worst(true) == Grade::Changed)) {
             bad += Tell(place + "    of column " + column.target + " the verification says " +
                         (found ? "it differs" : "it is the same"));

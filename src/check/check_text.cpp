@@ -36,6 +36,7 @@ constexpr std::array<std::string_view, kReasons> kReasonTexts = {
     "longer than its place in the file, so that what follows in the line moves",
     "a delimiter in it, so that what follows in the line moves",
     "a line break in it, so that its row becomes two",
+    "a sign at its end that leaves its field open, so that it goes on into what follows",
     "moved out of its place by another value of its line",
     "signs in it that end a field or a line of the file",
     "stored as a letter",

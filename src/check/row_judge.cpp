@@ -49,7 +49,8 @@ bool RowJudge::JudgeRest(std::span<const Cell> row, std::size_t k, Verdict verdi
         }
         column.reason = verdict.reason;
         moved = moved || verdict.reason == Reason::PushesOn ||
-                verdict.reason == Reason::EndsField || verdict.reason == Reason::EndsLine;
+                verdict.reason == Reason::EndsField || verdict.reason == Reason::RunsOn ||
+                verdict.reason == Reason::EndsLine;
         broken = broken || verdict.reason == Reason::EndsLine;
         if (verdict.grade != Grade::Kept) {
             Note(column, row[k], verdict);

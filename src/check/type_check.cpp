@@ -198,7 +198,7 @@ std::vector<Value> Texts(const FieldShape& shape) {
     std::vector<Value> texts = {Value(Cell::Text(std::string(length, 'x')))};
     // Each asks one thing: an empty text, a blank at the end, the code page, the sign around
     // fields.
-    for (const std::string_view text : {"", "a ", "日", "\""}) {
+    for (const std::string_view text : {"", "a ", "日", "\"a"}) {
         texts.emplace_back(Cell::Text(text));
     }
     return texts;
@@ -442,8 +442,12 @@ TableCheck CheckTypes(std::size_t table, const MappedColumns& columns) {
 }
 
 Grade UsualGrade(const ColumnCheck& column) {
-    constexpr std::array kRare = {
-        Reason::Blanks, Reason::CodePage, Reason::Qualifier, Reason::EmptyText, Reason::Padding};
+    constexpr std::array kRare = {Reason::Blanks,
+                                  Reason::CodePage,
+                                  Reason::Qualifier,
+                                  Reason::RunsOn,
+                                  Reason::EmptyText,
+                                  Reason::Padding};
     Grade worst = Grade::Kept;
     for (const auto& finding : column.types) {
         if (std::find(kRare.begin(), kRare.end(), finding.verdict.reason) == kRare.end()) {

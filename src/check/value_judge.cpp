@@ -34,6 +34,23 @@ bool Contains(std::string_view text, std::string_view part) {
     return !part.empty() && text.find(part) != std::string_view::npos;
 }
 
+// Between qualifiers a pair of them stands for one, so one at the end makes a pair with the sign
+// that closes the field: unless another one has closed it by then, nothing does.
+bool RunsOn(std::string_view text) {
+    const auto sign = TextDestQual.size();
+    for (auto at = text.find(TextDestQual); at != text.npos; at = text.find(TextDestQual, at)) {
+        at += sign;
+        if (at == text.size()) {
+            return true;
+        }
+        if (!text.substr(at).starts_with(TextDestQual)) {
+            return false;
+        }
+        at += sign;
+    }
+    return false;
+}
+
 }  // namespace
 
 ColumnJudge::ColumnJudge(Holding holding, const Carriage& carriage)
@@ -348,6 +365,7 @@ Verdict ColumnJudge::JudgeLine(const Cell& value) {
             // Behind it the field is an open one.
             return breaks                          ? Changed(Reason::EndsLine)
                    : Contains(text, TextDestDelim) ? Changed(Reason::EndsField)
+                   : RunsOn(Trimmed(text))         ? Changed(Reason::RunsOn)
                                                    : Changed(Reason::Qualifier);
         }
         return Trimmed(text).size() != text.size() ? Changed(Reason::Blanks) : kKept;

@@ -41,6 +41,7 @@ enum class Reason : std::uint8_t {
     PushesOn,   // longer than its place in a line of fixed width, and not cut
     EndsField,  // so it does what follows by a delimiter in it
     EndsLine,   // and by a line break what goes before, too
+    RunsOn,     // its closing sign is read as one of its own
     Displaced,  // of a value in whose line such a one stands
     Qualifier,  // a sign in the text that a reader of the file takes for its end
     Letters,    // T or F
