@@ -122,7 +122,7 @@ TEST(BadMySqlServer, AnInsertsAnswerSaysWhichRowsHaveArrived) {
         {"\3"s, "\1\0"s, 3}};
     for (const auto& [counted, remarks, arrived] : cases) {
         const ScriptedServer server({.answer = Packet(1, "\0"s + counted + "\0\2\0"s + remarks)});
-        ExpectError("an insert", [&] {
+        ExpectError("an insert", [&, arrived = arrived] {
             const auto error =
                 ErrorOf([&] { ConnectTo(server)->Execute("INSERT INTO `t`(a) VALUES (1)"); });
             EXPECT_EQ(error.ArrivedRows(), arrived) << error.Description();
