@@ -102,6 +102,16 @@ TEST_F(RunSessionTest, ATableThatFailsOrHasNoTargetDoesntStopTheOthers) {
     EXPECT_TRUE(Log().ends_with("*******( F.I.N.I.S.H )*********"));
     EXPECT_EQ(ReportOf(1).Outcome, TableOutcome::NotPrepared);
     EXPECT_EQ(ReportOf(1).Errors, 1);
+
+    // A polled file keeps its name.
+    const TempDir polled;
+    polled.Write("src", "");
+    PollFolder = polled.Path().string();
+    PollRename = "done";
+    SourceType = "TEXTPOLL";
+    SrcTables[0].LoadOption = "DELETE";
+    RunSession("");
+    EXPECT_TRUE(std::filesystem::exists(polled / "src"));
 }
 
 TEST_F(RunSessionTest, ACancelEndsTheWalkAfterItsTableAndTheClosingLinesFollow) {

@@ -271,7 +271,7 @@ TEST_F(Repository, ANewOneKeepsACopyOfTheOldOneAndAllArePrivate) {
         const test::InstalledPlan installed(calls);
         RestoreRepository(folder, folder_ / "VYRepo211126_19_13", kNow);
     }
-    EXPECT_TRUE(calls.order.ends_with("sn")) << calls.order << ": on the disk, then its name";
+    EXPECT_TRUE(calls.order.ends_with("snf")) << calls.order << ": on the disk, then its name";
     EXPECT_EQ(test::ModeOf(RepositoryFile(folder)), 0600U);
     EXPECT_EQ(ListSessions().size(), 1U);
     BackupRepository(folder, folder_ / "backup");

@@ -169,15 +169,16 @@ private:
     bool torn_ = false;
 };
 
-// The order of what happens to files: w written, s flushed to the disk, n given its name; the same
-// thing several times in turn is one sign.
+// The order of what happens to files: w written, s flushed to the disk, n given its name, f which
+// its folder keeps; the same thing several times in turn is one sign.
 class OrderOfCalls : public file::FaultPlan {
 public:
     file::Verdict Before(const file::Call& call) override {
-        const char sign = call.operation == file::Operation::Write    ? 'w'
-                          : call.operation == file::Operation::Sync   ? 's'
-                          : call.operation == file::Operation::Rename ? 'n'
-                                                                      : '\0';
+        const char sign = call.operation == file::Operation::Write        ? 'w'
+                          : call.operation == file::Operation::Sync       ? 's'
+                          : call.operation == file::Operation::Rename     ? 'n'
+                          : call.operation == file::Operation::SyncFolder ? 'f'
+                                                                          : '\0';
         if (sign != '\0' && (order.empty() || order.back() != sign)) {
             order += sign;
         }

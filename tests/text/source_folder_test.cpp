@@ -80,7 +80,7 @@ TEST(SchemaIniWriter, FailureAtAnyPointLeavesTheOlderFile) {
         const InstalledPlan installed(calls);
         WriteSchemaIni(folder.Path().string(), file, {}, 50);
     }
-    EXPECT_EQ(calls.order, "wsn");
+    EXPECT_EQ(calls.order, "wsnf");
     EXPECT_EQ(text::SchemaIni::Load(folder.Path().string()).Find("a.csv")->Get("MaxScanRows"),
               "50");
 }

@@ -52,6 +52,24 @@ protected:
     }
 };
 
+TEST_F(BentFiles, ARowMayReferToItself) {
+    const std::string path = MakeFile();
+    {
+        auto unique = Index("referenced", {"id"});
+        unique.unique = true;
+        Opened(path).Create("people",
+                            {Column("id", "LONG"), Column("boss", "LONG")},
+                            {unique, Index("referencing", {"boss"})});
+    }
+    BentFile bent(path);
+    bent.Relate("people", "referencing", "people", "referenced");
+    bent.Save();
+    Opened opened(path);
+    EXPECT_THROW(opened.Insert("people", {Cell::Int64(1), Cell::Int64(2)}), DataError);
+    opened.Insert("people", {Cell::Int64(1), Cell::Int64(1)});
+    EXPECT_EQ("", Faults(path));
+}
+
 TEST_F(BentFiles, AKeyThatAnotherTableRefersToStays) {
     const std::string path = MakeFamily();
     Opened opened(path);

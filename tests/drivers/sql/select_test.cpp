@@ -236,6 +236,8 @@ TEST_F(SelectTest, UnreadableValuesHurtOnlyThoseWhoLookAtThem) {
             EXPECT_EQ(error.Description(), "unreadable Orders.price row 3");
         }
     }
+    EXPECT_EQ(ErrorOf("update Orders set qty = price where id > 1").Description(),
+              "unreadable Orders.price row 3");
     const auto plain = connection_->OpenCursor("select price, id from Orders where id = 3");
     ASSERT_TRUE(plain->Next());
     EXPECT_EQ(plain->FieldError(0).Description(), "unreadable Orders.price row 3");

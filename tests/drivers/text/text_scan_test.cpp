@@ -1,7 +1,9 @@
 #include "drivers/text/text_folder.h"
+#include "support/fault_plans.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 
 namespace vantry::text {
@@ -206,6 +208,13 @@ TEST(TextScan, RowsThatDoNotFitTheTableTellTheirLine) {
     }
     folder.Write("f.csv", text + "\"\n2,y\n");
     EXPECT_EQ(folder.Open("f.csv")->CountRows(), 2);
+    folder.Write("f.csv", text.replace(text.find('"'), 1, "") + "y\n");
+    const auto table = folder.Open("f.csv");
+    vantry::test::VerdictBy bad_sector([](const file::Call& call) {
+        return file::Verdict{.error = call.offset >> 20 == 4 ? EIO : 0};  // in the second half
+    });
+    const vantry::test::InstalledPlan installed(bad_sector);
+    EXPECT_TRUE(Has(ErrorOf([&] { table->CountRows(); }), "f.csv"));
     folder.Write("w.csv", "h\nabc,x\nabcd,x\nabc," + std::string(256, 'y') + "\n");
     EXPECT_TRUE(Has(error_of("w.csv", 0, 2),
                     "line 3, column 'a': the value 'abcd' is not a text of at most 3 characters."));
