@@ -71,6 +71,25 @@ TEST(DataCheck, FindsWhatAnExistingTableRefusesAndWritesNothing) {
     EXPECT_NE(CheckTable(0, {}).trouble, "");
 }
 
+// A value that ends its field moves those behind it, and a break those before it, too.
+TEST(DataCheck, ATextFileOfNoQualifiersIsJudgedByItsLines) {
+    test::MappingSession session;
+    session.InSource({"CREATE TABLE t (a LONG, b TEXT(9), c LONG)",
+                      "INSERT INTO t VALUES (1, 'x,y', 2)",
+                      "INSERT INTO t VALUES (3, 'x' & Chr(10) & 'y', 4)"});
+    session.ChooseTables({"t"});
+    session.Map();
+    TargetType = "TEXT";
+    TextDestFormat = "DELIMITED";
+    TextDestDelim = ",";
+    TextDestQual = "";
+    const std::string text = TableText(CheckTable(0, {}));
+    for (const char* const moved : {"~ a, Long into text file: changed, 1 value: moved out",
+                                    "~ c, Long into text file: changed, 2 values: moved out"}) {
+        EXPECT_NE(text.find(moved), std::string::npos) << text;
+    }
+}
+
 // Long files are read in two halves at once, by the check and by the verification; a middle that
 // was guessed within a text of several lines must show and change nothing. 100,000 orders, of which
 // the fifth has a name that is too long and the last but one such a name and too large a number.

@@ -1,5 +1,6 @@
 #include "repository/repository.h"
 
+#include "files/error_of.h"
 #include "files/file_lock.h"
 #include "files/journal.h"
 #include "repository/saved_session.h"
@@ -166,6 +167,11 @@ TEST_F(Repository, ASingleQuoteInANameAndQualifiersOfTheirOwnStandInTheStatement
     TextDestQual = "#";
     EXPECT_TRUE(SessionsInsert(12, Named("a'b"), kNow).find(" values ( 12,\"a'b\",\"") !=
                 std::string::npos);
+    // The engine would tell what stands behind a double quote as the statement's rest.
+    CreateRepository(folder_.Path().string(), kNow);
+    TargetConnStr = "Data Source=/a.mdb;PWD=ab\"topsecret";
+    const auto error = test::ErrorOf([&] { SaveSession(Named("s")); });
+    EXPECT_TRUE(!error.empty() && error.find("topsecret") == std::string::npos) << error;
     EXPECT_TRUE(TableInsert(12, 1).ends_with(
         ",1,\"DROP\",\"\",'\"',null,\"1\",\"DELIMITED\",\"/data/out\",\".tab\",\"\t\",1,\"#\")"))
         << TableInsert(12, 1);
