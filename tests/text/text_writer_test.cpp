@@ -177,6 +177,7 @@ TEST_F(TextWriterTest, AFixedHeadingIsAsWideAsItsTypeSays) {
         {"SmallInt", ""},  // the one name that must match in its letter case
         {"Integer", "a_long_"},
         {"Double", "a_long_name      "},
+        {"long", "a_long_name      "},
         {"Currency", "a_long_name          "},
         {"LONGINT", ""},
         {"bit", "a_lon"},
@@ -203,9 +204,11 @@ TEST_F(TextWriterTest, TextToTextGoesByTheTypesOfTheColumnMap) {
         {"203", "\"12\"", " 12   "},
         {"Varchar", " 12", "    12"},
         {"Date", " 12", " 12       "},
+        {"131", " 12", "    12"},
         {"139", " 12", wide},
         {"11", " 12", "True "},
         {"Integer", " 12", ""},
+        {"varwchar", " 12", "    12"},
     };
     AddColumn("a", adVarWChar, 6);
     source->rows = {{Text(" 12")}};

@@ -201,6 +201,7 @@ TEST_F(AccessDriverTest, RefusesWhatIsNoAccessFile) {
         std::string("\0\1\0\0MSISAM Database\0\1\0\0\0", 24) + std::string(5000, ' ');
     const std::pair<std::string, const char*> cases[] = {
         {"", "doesn't begin like"},
+        {"id;name\n1;x\n", "doesn't begin like"},
         {money, "Money"},
         {std::string("\xD0\xCF\x11\xE0 and so on"), "OLE container"},
         {std::string("\0\1\0\0Standard ACE DB\0\x1F\0\0\0", 24) + std::string(5000, ' '),

@@ -295,6 +295,26 @@ TEST_F(Form4Test, KeysWalkTheCellsAndEscapeForgetsWhatWasTyped) {
     EXPECT_EQ(pressed, 1) << "no editor wants it: the default button's";
 }
 
+TEST_F(Form4Test, TheMenuSetsOneOptionForAllSelectedTablesThatExist) {
+    Open();
+    EXPECT_EQ(TargetStateInWords(0), "exists; 3 columns differ");
+    EXPECT_EQ(TargetStateInWords(1), "new");
+    const std::string former = SrcTables[1].LoadOption;
+    grid_->selectAll();
+    QTimer::singleShot(0, [] {
+        auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+        for (auto* const action : menu->actions()) {
+            if (action->text().remove('&').startsWith("Drop and Make")) {
+                action->trigger();
+            }
+        }
+        menu->close();
+    });
+    Q_EMIT grid_->customContextMenuRequested(QPoint(5, 5));
+    EXPECT_EQ(SrcTables[0].LoadOption + DstTables[0].LoadOption, "DROPDROP");
+    EXPECT_EQ(SrcTables[1].LoadOption, former) << "nothing is there to be dropped";
+}
+
 TEST(PreviewWindowTest, EndsWithTheListThatItWasOpenedFrom) {
     QListWidget list;
     for (const bool refilled : {true, false}) {
