@@ -140,8 +140,10 @@ TEST_F(DateText, FormsOfDatesAreReadByTheOrderOfTheLocale) {
         {"05/01/2024", kAmerican, may_first},
         {"01/05/2024", british, may_first},
         {"1.5.24", kGerman, may_first},
+        {"2024/5/1", kAmerican, may_first},
         {"05/01/2024", kIso, may_first},
         {"01-MAY-24", kIso, may_first},
+        {"2024-may-01", kAmerican, may_first},
         {"May 1, 2024", kIso, may_first},
         {" 5/1/2024 1:04 pm ", kAmerican, At(2024, 5, 1, 13, 4)},
         {"5/1/2024 12:04:05 AM", kAmerican, At(2024, 5, 1, 0, 4, 5)},
@@ -152,11 +154,13 @@ TEST_F(DateText, FormsOfDatesAreReadByTheOrderOfTheLocale) {
         // The order makes these impossible, and nothing is swapped.
         {"13/02/2024", kAmerican, std::nullopt},
         {"2024-13-02", kIso, std::nullopt},
+        {"02/30/2024", kAmerican, std::nullopt},
         // Not dates, however near.
         {"", kIso, std::nullopt},
         {"1.2.10", kAmerican, std::nullopt},  // a version number
         {"1/2-2024", kAmerican, std::nullopt},
         {"1/2/204", kAmerican, std::nullopt},
+        {"1/2/2024 25:00", kAmerican, std::nullopt},
         {"1/2/2024 13:00 PM", kAmerican, std::nullopt},
         {"12:60", kAmerican, std::nullopt},
         {"2024-05-01 10:00:00Z", kIso, std::nullopt},

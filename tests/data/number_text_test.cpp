@@ -35,8 +35,10 @@ TEST(NumberText, DoublesAreWrittenPlainInTheMiddleAndWithExponentsOutside) {
         {1, "1"},
         {-12.34, "-12.34"},
         {0.1 + 0.2, "0.30000000000000004"},
+        {1.0 / 3, "0.3333333333333333"},
         {0.0001, "0.0001"},
         {0.00001, "1E-05"},
+        {0.000015, "1.5E-05"},
         {999999999999999.0, "999999999999999"},
         {-1e15, "-1E+15"},
         {1234567890123456.0, "1.234567890123456E+15"},
@@ -237,6 +239,7 @@ TEST(ValueConvert, IntegersAreExactOrNothing) {
         {Cell::Text("-9223372036854775808"), INT64_MIN, INT64_MIN},
         {Cell::Text("9223372036854775808"), {}, {}},
         {Cell::Text("1e99999999999"), {}, {}},
+        {Cell::Text("12x"), {}, {}},
         {Cell::NumberText("7.5"), {}, 8},
         {Cell::FromDateTime({36526, 0}), 36526, 36526},
     };
