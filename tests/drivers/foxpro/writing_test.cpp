@@ -122,7 +122,27 @@ TEST_F(WritingTest, NumbersAreHandedOutOnce) {
     }
     EXPECT_EQ(RowsOf(*Connect(folder_.Path()), "SELECT a FROM counted"),
               (Rows{"5", "8", "40", "43"}));
+    // A row that is refused within a batch takes none.
+    const auto connection = Connect(folder_.Path());
+    connection->ExpectManyRows();
+    const auto insert = connection->Prepare("INSERT INTO counted (b) VALUES (?)", {});
+    insert->Execute(std::vector<Cell>{Cell::Text("v")});
+    EXPECT_THROW(insert->Execute(std::vector<Cell>{Cell::Text("longer")}), DataError);
+    insert->Execute(std::vector<Cell>{Cell::Text("u")});
+    connection->Settle();
+    EXPECT_EQ(RowsOf(*connection, "SELECT a FROM counted WHERE a > 43"), (Rows{"46", "49"}));
     ExpectSound("counted");
+}
+
+TEST_F(WritingTest, AMemoIsKeptThoughTheHeaderNamesItsBlockAsFree) {
+    Run("CREATE TABLE t (m M)");
+    Run("INSERT INTO t VALUES ('first')");
+    auto memos = folder_.Read("t.fpt");
+    memos[3] = 8;  // the first block behind the header
+    folder_.Write("t.fpt", memos);
+    Run("INSERT INTO t VALUES ('other')");
+    EXPECT_EQ(RowsOf(*Connect(folder_.Path()), "SELECT m FROM t"),
+              (Rows{"6669727374", "6f74686572"}));  // both, in hexadecimal digits
 }
 
 TEST_F(WritingTest, ChangesAndDeletionsKeepTheRest) {
