@@ -143,6 +143,23 @@ TEST_F(FileGroupTest, RandomTransactionsMatchTheModel) {
     EXPECT_TRUE(OnDisk() == model);
 }
 
+// Another connection was killed behind its commit, when the leader's journal alone was gone.
+TEST_F(FileGroupTest, AJournalThatACommitLeftIsInNobodysWay) {
+    auto group = Open({.cache_bytes = 1});
+    std::string left;
+    for (const char* const bytes : {"first", "again"}) {
+        if (!left.empty()) {
+            folder_.Write("t.cdx-journal", left);
+        }
+        group->Begin();
+        group->Write(2, 100, std::as_bytes(std::span(bytes, 5)));
+        left = folder_.Read("t.cdx-journal");
+        group->Commit();
+        EXPECT_EQ(OnDisk()[2].substr(100, 5), bytes);
+        EXPECT_FALSE(IsThere(Path(2) + "-journal"));
+    }
+}
+
 // File systems give what there is before they say that it isn't enough.
 TEST_F(FileGroupTest, WhatAFullDiskHadLeftGoesBackToIt) {
     test::VerdictBy full([](const Call& call) {

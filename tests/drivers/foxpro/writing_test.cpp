@@ -339,10 +339,19 @@ TEST_F(WritingTest, SidecarsAreFoundOrMissedWithoutHarm) {
     {
         const auto connection = Connect(folder_.Path());
         connection->Execute("CREATE TABLE t (id I, m M)");
+        connection->Execute("CREATE INDEX by_id ON t (id)");
         connection->Execute("INSERT INTO t VALUES (1, 'memo')");
     }
     std::filesystem::rename(folder_ / "t.fpt", folder_ / "T.Fpt");
     EXPECT_EQ(RowOf("SELECT * FROM t"), "1|memo");
+    // What a drop set aside, a long time ago, doesn't take the place of what is there now.
+    const auto memos = folder_.Read("T.Fpt");
+    const auto index = folder_.Read("t.cdx");
+    folder_.Write("T.Fpt-dropped", std::string(1'024, 'm'));
+    folder_.Write("t.cdx-dropped", std::string(1'024, 'x'));
+    EXPECT_EQ(RowOf("SELECT * FROM t WHERE id = 1"), "1|memo");
+    EXPECT_EQ(folder_.Read("T.Fpt") + folder_.Read("t.cdx"), memos + index);
+    std::filesystem::remove(folder_ / "T.Fpt-dropped");
     std::filesystem::remove(folder_ / "T.Fpt");
     const auto connection = Connect(folder_.Path());
     EXPECT_EQ(RowOf("SELECT * FROM t"), "1|NULL");
