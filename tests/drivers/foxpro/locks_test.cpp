@@ -4,9 +4,13 @@
 #include "drivers/foxpro/reading.h"
 #include "files/file_lock.h"
 #include "support/child_process.h"
+#include "support/fault_plans.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
 
 namespace vantry::foxpro {
 namespace {
@@ -97,8 +101,20 @@ TEST_F(LocksTest, WhatWeWriteNobodyElseLocks) {
         const auto connection = Connect(folder_.Path());
         connection->ExpectManyRows();
         const auto insert = connection->Prepare("INSERT INTO t VALUES (?)", {});
+        // The timer, on a thread of its own, doesn't get on with a commit while we look.
+        const auto own = std::this_thread::get_id();
+        std::mutex looking;
+        test::VerdictBy hold([&](const file::Call&) {
+            if (std::this_thread::get_id() != own) {
+                const std::lock_guard wait(looking);
+            }
+            return file::Verdict{};
+        });
+        const test::InstalledPlan installed(hold);
+        std::unique_lock look(looking);
         insert->Execute(std::vector<Cell>{Cell::Int64(2)});
         expect(false, "within a batch of rows");
+        look.unlock();
         connection->Settle();
         expect(true, "behind it");
     }
