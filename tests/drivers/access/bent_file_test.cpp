@@ -284,8 +284,8 @@ TEST_F(BentFiles, APageTakesNoMoreThan255RowsHoweverShortTheyAre) {
     }
 }
 
-// A table that is emptied and filled again and again, row by row or at one go, with its index and
-// its long texts: the file has reached its size after the first time.
+// A table that is emptied and filled again and again, row by row or at one go, with its index, its
+// long texts and rows that are moved twice: the file has reached its size after the first time.
 TEST_F(BentFiles, EmptiedPagesAreUsedAgain) {
     for (const bool at_one_go : {false, true}) {
         const std::string path = MakeFile(at_one_go ? "all.accdb" : "single.accdb");
@@ -303,6 +303,14 @@ TEST_F(BentFiles, EmptiedPagesAreUsedAgain) {
                         Cell::Int64(id), Cell::Text(name), Cell::Text(id % 10 == 0 ? memo : "")});
                 }
             });
+            for (const std::size_t length : {175U, 200U}) {
+                opened.Statement([&] {
+                    for (const auto row : RowsOf(*table)) {
+                        SetField(*table, row, 1, Cell::Text(std::string(length, 'n')));
+                    }
+                });
+                EXPECT_EQ("", Faults(path)) << length;
+            }
             if (round == 0) {
                 size = std::filesystem::file_size(path);
             }

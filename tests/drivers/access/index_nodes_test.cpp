@@ -222,6 +222,36 @@ TEST_F(IndexNodes, MayHaveEntriesAboveTheirChildren) {
     EXPECT_FALSE(Verify(path_).IsSound());
 }
 
+// Another engine's delete has left the entry of the first leaf as it was, the key of the second
+// one's first row: the search for that key begins on the wrong leaf.
+TEST_F(IndexNodes, FindADoubleBehindTheBorderOfALeaf) {
+    auto unique = Index("ids", {"id"});
+    unique.unique = true;
+    opened_->Create("once", {Column("id", "LONG")}, {unique});
+    const auto once = opened_->Table("once");
+    opened_->Statement([&] {
+        for (int id = 0; id < 3'000; ++id) {
+            once->Insert(std::vector{Cell::Int64(id)});
+        }
+    });
+    PageStore& store = *opened_->file->store;
+    auto& catalog = opened_->file->catalog;
+    const PageNumber root = catalog.ReadTable(*catalog.Find("once")).real_indexes[0].root;
+    IndexPageEditor editor;
+    editor.Load(store.Look(root));
+    auto nodes = editor.AllEntries();
+    ASSERT_GE(nodes.size(), 2U);
+    editor.Load(store.Look(ChildOf(nodes[1])));
+    const auto second = editor.AllEntries();
+    editor.Load(store.Look(ChildOf(nodes[0])));
+    const auto border = Cell::Int64(static_cast<std::int64_t>(editor.Size()));
+    nodes[0] = NodeEntry(second[0], ChildOf(nodes[0]));
+    std::fill_n(nodes[0].rbegin() + 4, kLeafEntryTail, std::byte{});  // of a row before that one
+    opened_->Statement([&] { IndexPageEditor::Write(store.Change(root), nodes, false); });
+    EXPECT_THROW(opened_->Insert("once", {border}), DataError);
+    EXPECT_EQ(Verify(path_).findings, std::vector<std::string>());
+}
+
 // A map of free pages on pages of its own that says that they are free: they aren't given away.
 TEST_F(IndexNodes, AreNotPutOnThePagesOfTheFreeMap) {
     Insert(Shuffled(6'000, 8));  // more pages than a map in a row of its own covers
