@@ -274,12 +274,14 @@ TEST_F(BlocksTest, PostgresRowsAreJudgedAsSingleOnesAndALostAnswerIsUnknown) {
     EXPECT_EQ(One(*in_parts, "select count(*) from parts"), "8");
 
     // The server's answer to the INSERTs or to the COMMIT is missing, or is that it ends the
-    // connection, in states that drivers know or don't know for it.
-    const auto fatal = [](const std::string& state) {
+    // connection, in states that drivers know or don't know for it. A pool between the two says
+    // that its server is gone by an error like any other, and then ends the connection.
+    const auto error = [](const std::string& severity, const std::string& state) {
         const auto end = std::string(1, '\0');
-        const auto fields = "SFATAL" + end + "C" + state + end + "Mthe end" + end + end;
+        const auto fields = "S" + severity + end + "C" + state + end + "Mthe end" + end + end;
         return "E" + std::string(3, '\0') + static_cast<char>(fields.size() + 4) + fields;
     };
+    const auto ready = "Z" + std::string(3, '\0') + "\5I";
     const struct {
         std::string words;
         std::string answer;
@@ -287,11 +289,12 @@ TEST_F(BlocksTest, PostgresRowsAreJudgedAsSingleOnesAndALostAnswerIsUnknown) {
         std::optional<std::int64_t> arrived;
         int stored;
     } cases[] = {{"COMMIT", "", 10, std::nullopt, 10},
-                 {"COMMIT", fatal("57P01"), 10, std::nullopt, 10},
-                 {"COMMIT", fatal("40001"), 10, std::nullopt, 10},
+                 {"COMMIT", error("FATAL", "57P01"), 10, std::nullopt, 10},
+                 {"COMMIT", error("FATAL", "40001"), 10, std::nullopt, 10},
+                 {"COMMIT", error("ERROR", "40001") + ready, 10, std::nullopt, 10},
                  {"INSERT", "", 10, 0, 0},
-                 {"INSERT", fatal("57P01"), 10, 0, 0},
-                 {"INSERT", fatal("57P02"), 1, std::nullopt, 1}};
+                 {"INSERT", error("FATAL", "57P01"), 10, 0, 0},
+                 {"INSERT", error("FATAL", "57P02"), 1, std::nullopt, 1}};
     int id = 100;
     for (const auto& one : cases) {
         SCOPED_TRACE(one.words + one.answer);
