@@ -327,6 +327,18 @@ TEST(Scheduler, ClocksAreSetAndSessionsChange) {
     const auto anew = Session(3, {"D", {}, Time("06:21:00"), {}, ""}, "2025-03-02 06:25:00");
     scheduler.SetSessions({anew}, At("2025-03-02 06:26:00"));
     EXPECT_EQ(Starts(scheduler, "2025-03-03 06:00:00"), "");
+    // It has missed nothing of the former one's, whether that was seen to go or not.
+    const auto often = Session(4, {"N", {}, {}, 10, ""}, "2025-03-03 05:00:00");
+    const auto heir = Session(4, often.Schedule, "2025-03-03 06:58:00");
+    for (const bool seen_to_go : {false, true}) {
+        Scheduler taken;
+        taken.SetSessions({often}, At("2025-03-03 06:00:00"));
+        if (seen_to_go) {
+            taken.SetSessions({}, At("2025-03-03 06:59:00"));
+        }
+        taken.SetSessions({heir}, At("2025-03-03 07:00:00"));
+        EXPECT_EQ(Starts(taken, "2025-03-03 07:00:00"), "") << seen_to_go;
+    }
     // A state that somebody has spoilt is passed over.
     Scheduler spoilt;
     spoilt.SetState("x\n3 yesterday D\n\xFF\xFE\n99999999999999999999 2025-03-02T06:00:00 D\n");

@@ -1,5 +1,6 @@
 // What becomes of a text file when something fails: rows, disk, process.
 
+#include "data/cancelled.h"
 #include "engine/run_report.h"
 #include "support/child_process.h"
 #include "support/child_program.h"
@@ -98,6 +99,25 @@ TEST_F(TextFileTest, ACancelKeepsTheLineThatItMetAndEndsTheWalk) {
             " Rows Loaded\nEnd Time is :T\n******( FINISH )*******\n"
             "User Requested to abort loading"));
         EXPECT_FALSE(IsThere("dst2.txt"));
+    }
+    SessionCancelled = TableCancelled = kFalse;
+}
+
+// The heading alone, or an empty file, would be no better than what was there. The first statement
+// counts the rows, the second one reads them.
+TEST_F(TextFileTest, ACancelOfAStatementAtTheOpeningLeavesTheFormerFile) {
+    FillSource(3);
+    for (const auto& [stopped, former] : {std::pair{1, true}, {2, true}, {2, false}}) {
+        SetFormer(former);
+        source->calls.clear();
+        source->before = [at = stopped](std::string_view operation, int number) {
+            if (operation == "OpenCursor" && number >= at) {
+                throw DataError(kErrCancelled, "stopped");
+            }
+        };
+        RunSessionToText("");
+        ExpectFormer(former);
+        EXPECT_EQ(CurrentRunReport.Tables[0].Outcome, TableOutcome::Cancelled);
     }
     SessionCancelled = TableCancelled = kFalse;
 }
