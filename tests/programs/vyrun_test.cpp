@@ -113,6 +113,10 @@ TEST(VYRun, ALookWritesNothingAndAVerifiedRunTellsWhatItsTargetChanged) {
         EXPECT_TRUE(fs::exists(app.Path(file))) << file;
     }
     EXPECT_NE(app.Folder().Read("log/odd.log.1.json").find("verification"), std::string::npos);
+    // A log that has lost its summary gets no older one's.
+    fs::remove(app.Path("log/odd.log.json"));
+    EXPECT_EQ(app.Run({id}).exit_code, 1);
+    EXPECT_FALSE(fs::exists(app.Path("log/odd.log.1.json")));
 }
 
 TEST(VYRun, WhatKeepsARunFromStartingIsToldAndHasItsCode) {
@@ -233,11 +237,13 @@ TEST(VYRun, ASessionThatIsHalfSavedWaitsForItsRestAndDoesntRunWithoutIt) {
 TEST(VYRun, ACancelEndsTheRunWithItsRecordAndASecondRunIsRefusedMeanwhile) {
     const Application app;
     app.SaveOrders("long", 1'000'000);
+    app.Folder().Write("log/long.log.json", "{\n  \"session\": 1");  // of an older run
     auto run = app.Start("VYRun", {"1"});
     ASSERT_TRUE(
         Within(20, [&] { return app.Log("long").find("About to Insert") != app.Log("").npos; }));
     run.Signal(SIGSTOP);  // however slow the second one is
     EXPECT_EQ(app.Run({"1"}).exit_code, 6);
+    EXPECT_EQ(app.Summary("long"), "");
     run.Signal(SIGTERM);
     run.Signal(SIGCONT);
     const auto ended = run.Wait();
@@ -270,17 +276,25 @@ TEST(VYRun, ACancelEndsAWaitForAServer) {
 // The table is made and loaded, and the disk of the repository is full: the next run must not find
 // its own table in its way.
 TEST(VYRun, ARunWhoseRecordCouldntBeWrittenIsKnownToTheNextOne) {
-    const Application app;
-    app.SaveOrders("unrecorded", 300);
-    {
-        FullDisk disk("epo.mdb", 1, 1'000'000);
+    const auto run_on_full_disk = [](const Application& app, int last) {
+        FullDisk disk("epo.mdb", 1, last);
         const InstalledPlan installed(disk);
         RunnerSurroundings surroundings;
         surroundings.application_folder = app.Folder().Path().string();
         surroundings.cancel_requested = [] { return false; };
         surroundings.tell = [](const std::string&) {};
-        EXPECT_EQ(RunSavedSession(1, surroundings), kRunWithErrors);
+        return RunSavedSession(1, surroundings);
+    };
+    {
+        // Full at the table's creation alone: the record at the end makes up for it.
+        const Application polled;
+        polled.SavePoll();
+        EXPECT_EQ(run_on_full_disk(polled, 1), kRunWhole) << polled.Log("poll");
+        EXPECT_EQ(RowsOf(RepoConnStr, "select TableExists from vytabs"), "True\n");
     }
+    const Application app;
+    app.SaveOrders("unrecorded", 300);
+    EXPECT_EQ(run_on_full_disk(app, 1'000'000), kRunWithErrors);
     const auto again = app.Run({"1"});
     EXPECT_EQ(again.exit_code, 0) << again.errors << app.Log("unrecorded");
     EXPECT_EQ(app.RowsIn("out.mdb", "orders"), 600);

@@ -187,6 +187,22 @@ TEST_F(TimerServiceTest, NothingIsStartedWhileTheStateCantBeWritten) {
     EXPECT_NE(Log().find("The scheduler can't work: "), Log().npos) << Log();
 }
 
+// However it was kept from its start: what is made then is none of that day's.
+TEST_F(TimerServiceTest, AStartThatHasWaitedForADayIsGivenUp) {
+    RunStatement(RepoConnStr,
+                 "update sessions set SesFreq='W', SesWeekDay='0000001' where SessionID=1");
+    auto service = NewService();
+    LookAt(*service, "2026-03-01 05:50:00");
+    fs::rename(app.Path("VYRun"), app.Path("away"));
+    LookAt(*service, "2026-03-01 06:00:00");  // a Sunday
+    LookAt(*service, "2026-03-02 06:00:00");
+    EXPECT_TRUE(Has(app.Folder().Read("log/VYTimer.state"), "waiting 1 2026-03-01T06:00:00 0\n"));
+    fs::rename(app.Path("away"), app.Path("VYRun"));
+    LookAt(*service, "2026-03-02 06:00:01");
+    EXPECT_TRUE(Has(Log(), "Session 2 \"s\" started")) << Log();
+    EXPECT_FALSE(Has(Log(), "Session 1 \"s\" started")) << Log();
+}
+
 // Sixteen run at once; the others' starts are kept for as long as they wait.
 TEST_F(TimerServiceTest, StartsThatWaitOutliveTheSchedulerAndComeOnce) {
     constexpr int kSessions = 20;
