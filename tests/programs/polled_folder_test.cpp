@@ -77,9 +77,10 @@ TEST(PolledFolder, OldestWholeFilesComeFirstAndEachOnce) {
         order += file.name + " ";
         if (file.name == "c.csv") {
             MakeOlder(folder.Write("late.csv", "x\n"), 3);
+            MakeOlder(folder.Write("a.csv", "x\ny\n"), 0);  // was whole when it was found
         }
     }
-    EXPECT_EQ(order, "c.csv a.csv f.txt late.csv new.csv ");
+    EXPECT_EQ(order, "c.csv f.txt late.csv new.csv a.csv ");
     EXPECT_EQ(walk.Waiting(), std::vector<std::string>{"b.csv"});
     ::close(writer);
     // What a program writes piece by piece, each time opening it anew, is no whole file either.
@@ -315,6 +316,7 @@ TEST(PolledFolder, ACancelLetsTheFileThatIsBeingLoadedComeToItsEnd) {
     MakeOlder(app.Path("in/sample.csv"), 20);
     auto run = app.Start("VYRun", {"1"});
     ASSERT_TRUE(Within(20, [&] { return CountLoaded(app) > 5; }));
+    EXPECT_EQ(RowsOf(RepoConnStr, "select TableExists from vytabs"), "True\n");  // at once
     run.Signal(SIGINT);
     EXPECT_EQ(run.Wait().exit_code, 5);
     const int loaded = CountLoaded(app);
@@ -330,9 +332,13 @@ TEST(PolledFolder, ASecondSignalOfEitherKindEndsAtOnce) {
         MakeOlder(app.Folder().Write("in/long.csv", NumberedRows(3'000'000)), 10);
         MakeOlder(app.Path("in/sample.csv"), 20);
         auto run = app.Start("VYRun", {"1"});
-        ASSERT_TRUE(Within(20, [&] { return CountLoaded(app) == 1; }));
+        // Between two files one signal ends the run; two that wait are taken in the system's order.
+        ASSERT_TRUE(Within(20, [&] { return Has(app.Log("poll"), "from long.csv"); }));
         run.Signal(first);
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        const auto status = "/proc/" + std::to_string(run.Pid()) + "/status";
+        ASSERT_TRUE(Within(
+            20, [&] { return Has(app.Folder().Read(status), "ShdPnd:\t0000000000000000"); }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));  // for its handler
         run.Signal(second);
         EXPECT_EQ(run.Wait().exit_code, 128 + second);
     }
