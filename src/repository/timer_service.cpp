@@ -224,6 +224,11 @@ void TimerService::ReadSchedules(const DateTime& now) {
         for (const auto& session : sessions) {
             names_[session.SessionID] = session.SessionName;
             log_files_[session.SessionID] = LogFileAt(session.LogFileName);
+            // A start from before its creation is that of a former session of its number.
+            unsaved_ |= std::erase_if(waiting_, [&](const DueStart& due) {
+                            return due.SessionID == session.SessionID && session.DateCreated &&
+                                   due.Due < *session.DateCreated;
+                        }) > 0;
             LogOnce(last_faults_[session.SessionID],
                     ScheduleFault(session.Schedule).empty()
                         ? ""

@@ -195,11 +195,16 @@ TEST_F(TimerServiceTest, AStartThatHasWaitedForADayIsGivenUp) {
     LookAt(*service, "2026-03-01 05:50:00");
     fs::rename(app.Path("VYRun"), app.Path("away"));
     LookAt(*service, "2026-03-01 06:00:00");  // a Sunday
+    // Nor is one whose number another session has been given.
+    RunStatement(RepoConnStr,
+                 "update sessions set DateCreated=#2026-03-01 06:05:00# where SessionID=2");
+    LookAt(*service, "2026-03-01 06:05:01");
+    EXPECT_FALSE(Has(app.Folder().Read("log/VYTimer.state"), "waiting 2 "));
     LookAt(*service, "2026-03-02 06:00:00");
     EXPECT_TRUE(Has(app.Folder().Read("log/VYTimer.state"), "waiting 1 2026-03-01T06:00:00 0\n"));
     fs::rename(app.Path("away"), app.Path("VYRun"));
     LookAt(*service, "2026-03-02 06:00:01");
-    EXPECT_TRUE(Has(Log(), "Session 2 \"s\" started")) << Log();
+    EXPECT_TRUE(EndsBecome(*service, 1)) << Log();
     EXPECT_FALSE(Has(Log(), "Session 1 \"s\" started")) << Log();
 }
 
