@@ -294,6 +294,14 @@ TEST_F(BentFiles, EmptiedPagesAreUsedAgain) {
             "t", ColumnsOf("id LONG, name TEXT 200, memo MEMO"), {Index("name", {"name"})});
         const auto table = opened.Table("t");
         const std::string memo(6'000, 'm');
+        const auto lengthen = [&](std::size_t length) {
+            opened.Statement([&] {
+                for (const auto row : RowsOf(*table)) {
+                    SetField(*table, row, 1, Cell::Text(std::string(length, 'n')));
+                }
+            });
+            EXPECT_EQ("", Faults(path)) << length;
+        };
         std::uintmax_t size = 0;
         for (int round = 0; round < 4; ++round) {
             opened.Statement([&] {
@@ -303,14 +311,8 @@ TEST_F(BentFiles, EmptiedPagesAreUsedAgain) {
                         Cell::Int64(id), Cell::Text(name), Cell::Text(id % 10 == 0 ? memo : "")});
                 }
             });
-            for (const std::size_t length : {175U, 200U}) {
-                opened.Statement([&] {
-                    for (const auto row : RowsOf(*table)) {
-                        SetField(*table, row, 1, Cell::Text(std::string(length, 'n')));
-                    }
-                });
-                EXPECT_EQ("", Faults(path)) << length;
-            }
+            lengthen(175);
+            lengthen(200);
             if (round == 0) {
                 size = std::filesystem::file_size(path);
             }
