@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <numeric>
 #include <random>
 
@@ -153,6 +155,29 @@ TEST_F(IndexNodes, AreLinkedBelowTheSameParent) {
             for (int count = 0; count < 200 && !rows.empty(); ++count) {
                 table_->Delete(rows.back());
                 rows.pop_back();
+            }
+        });
+        families_now();
+    }
+    // Keys with nothing in common, deleted by their order: nodes are emptied beside full ones.
+    std::mt19937 random(3);
+    const auto letter = [&] { return static_cast<char>('a' + random() % 26); };
+    opened_->Statement([&] {
+        for (int id = 0; id < 1'000; ++id) {
+            std::string text(245, ' ');
+            std::generate(text.begin(), text.end(), letter);
+            table_->Insert(std::vector{Cell::Int64(id), Cell::Text(text)});
+        }
+    });
+    static constexpr std::size_t kAll[] = {0, 1};
+    std::map<std::string, sql::RowId> by_key;
+    for (const auto scan = table_->Scan(kAll); scan->Next();) {
+        by_key.emplace(scan->Row()[1].AsText(), scan->CurrentRow());
+    }
+    while (!by_key.empty() && !HasFailure()) {
+        opened_->Statement([&] {
+            for (int count = 0; count < 5; ++count) {
+                table_->Delete(by_key.extract(std::prev(by_key.end())).mapped());
             }
         });
         families_now();
