@@ -136,6 +136,9 @@ void RowLedger::Failed(const std::exception& error) {
     }
     if (const auto* data_error = dynamic_cast<const DataError*>(&error)) {
         Lost(data_error->LostRows(), words);
+        if (data_error->TargetLost()) {
+            report_.LastStraw = words;
+        }
     }
     if (std::exchange(refusal_told_, false) || !open_) {
         return;

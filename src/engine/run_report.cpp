@@ -42,7 +42,8 @@ std::string FailureText(const TableReport& report) {
     if (report.FirstError.empty() || (prepared && report.Outcome != TableOutcome::GivenUp)) {
         return {};
     }
-    return report.Source + (prepared ? " was given up: " : " wasn't loaded: ") + report.FirstError;
+    return report.Source + (prepared ? " was given up: " : " wasn't loaded: ") +
+           (report.LastStraw.empty() ? report.FirstError : report.LastStraw);
 }
 
 std::string UnknownRowsText(const TableReport& report) {

@@ -51,6 +51,9 @@ struct TableReport {
     // The words of the first of them. Where a source or target can't be opened, those behind it say
     // no more than that nothing is open.
     std::string FirstError;
+    // The words of the one that ended the table by itself: a target that was taken away or that
+    // stayed locked. Empty where it was their number.
+    std::string LastStraw;
     // Texts of a delimited file that a spreadsheet would take for formulas; of lines that the file
     // refused, too.
     std::int64_t FormulaTexts = 0;

@@ -96,6 +96,7 @@ void AfterRefusal(LoadState& load, const DataError& error, const std::function<v
     load.report.WaitedSeconds += waited();
     // The patience of the run is used up: each further row would only fail in the same way.
     load.scope.LastError = true;
+    load.report.LastStraw = ErrorText(error);
     CurrentRunView->ShowWaiting("");
     throw DataError(error);
 }

@@ -6,6 +6,7 @@
 
 #include "core/desktop_bus.h"
 #include "data/message_text.h"
+#include "data/value_text.h"
 #include "repository/run_summary.h"
 #include "shell/qt_text.h"
 
@@ -104,7 +105,10 @@ int ShowFailureNotice(int& argc,
     }
     const QCoreApplication application(argc, argv);
     Notice notice(ToQt(log_file));
-    const auto why = log_file.empty() ? std::string() : FailureIn(SummaryFileOf(log_file));
+    const auto code = ParseInt64(how.substr(how.rfind(' ') + 1));
+    const auto why = log_file.empty() || !code || !how.starts_with("ended with exit code")
+                         ? std::string()
+                         : FailureIn(SummaryFileOf(log_file), static_cast<int>(*code));
     const auto body = "It " + how + "." + (why.empty() ? "" : " " + why);
     if (!notice.Show(ToQt("Session " + WithoutControls(session_name) + " failed"),
                      ToQt(WithoutControls(body)).toHtmlEscaped()) ||

@@ -116,7 +116,7 @@ std::string SummaryText(const RunSummary& summary) {
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-std::string FailureIn(const std::string& summary_file) {
+std::string FailureIn(const std::string& summary_file, int exit_code) {
     std::ifstream file(summary_file);
     const auto json = Json::parse(file, nullptr, false);
     const auto text_at = [](const Json& object, const char* name) {
@@ -125,6 +125,10 @@ std::string FailureIn(const std::string& summary_file) {
                                                            : std::string();
     };
     if (!json.is_object()) {
+        return {};
+    }
+    const auto code = json.find("exitCode");
+    if (code == json.end() || *code != exit_code) {
         return {};
     }
     if (auto reason = text_at(json, "reason"); !reason.empty()) {

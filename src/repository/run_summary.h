@@ -24,8 +24,9 @@ struct RunSummary {
 
 std::string SummaryText(const RunSummary& summary);
 // Why the run of a summary didn't start, or its first table that was given up or not prepared
-// failed; empty where it says neither, or can't be read.
-std::string FailureIn(const std::string& summary_file);
+// failed; empty where it says neither, can't be read, or is of a run that ended with another code:
+// one that can't begin leaves the summary of the one before it.
+std::string FailureIn(const std::string& summary_file, int exit_code);
 // The log's name with ".json" behind it.
 std::string SummaryFileOf(const std::string& log_file);
 // Whether the file is such a summary: one that isn't belongs to another program.

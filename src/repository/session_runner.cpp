@@ -385,8 +385,7 @@ RunnerExit SavedRun::CodeOfTables() const {
     return AnyContentDiffers(summary_.Tables) ? kRunDiffers : kRunWhole;
 }
 
-// The log has the same at a table's first error, and up to fifty lines behind it that follow from
-// that one.
+// The log has the same as the line of one error, among up to fifty others.
 void SavedRun::TellFailures() const {
     for (const auto& table : summary_.Tables) {
         if (const auto text = FailureText(table); !text.empty()) {

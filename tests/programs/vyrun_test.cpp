@@ -70,7 +70,9 @@ TEST(VYRun, TheFirstRunCreatesAndTheSecondAppends) {
     fs::remove(app.Path("in/orders.csv"));
     const auto gone = app.Run({id});
     EXPECT_EQ(gone.exit_code, 2);
-    const auto why = FailureIn(app.Path("log/first.log.json"));
+    const auto summary = app.Path("log/first.log.json");
+    EXPECT_EQ(FailureIn(summary, 4), "") << "of another run";
+    const auto why = FailureIn(summary, 2);
     EXPECT_TRUE(why.starts_with("orders.csv was given up: ") && !Has(why, "closed")) << why;
     EXPECT_TRUE(Has(gone.errors, "VYRun: " + why + "\n"));
 }
