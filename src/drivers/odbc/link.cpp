@@ -377,7 +377,9 @@ DataError Link::WithReason(DataError error) const {
     return error;
 }
 
+// MariaDB's driver asks the server.
 bool Link::IsDead() const {
+    const AnswerWatch::Wait wait(watch_);
     SQLUINTEGER dead = SQL_CD_FALSE;
     return SQL_SUCCEEDED(SQLGetConnectAttr(
                handle_.Get(), SQL_ATTR_CONNECTION_DEAD, &dead, sizeof dead, nullptr)) &&

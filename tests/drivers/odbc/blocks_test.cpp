@@ -237,9 +237,12 @@ TEST_F(BlocksTest, PostgresRowsAreJudgedAsSingleOnesAndALostAnswerIsUnknown) {
     // gives it a type in the text of a block alone.
     const auto mixed = Connect(server.ConnectionText());
     for (const std::string column : {"int", "money", "json", "varchar(40)"}) {
-        for (const Cell& value : {Cell::Double(1.5), Cell::FromDateTime({36'526, 0})}) {
-            const bool is_number = value.Kind() == ValueKind::Double;
-            const ParameterInfo info{is_number ? adDouble : adDBTimeStamp, 8};
+        const std::pair<Cell, int> values[] = {{Cell::Double(1.5), adDouble},
+                                               {Cell::FromDecimal({15, 1}), adNumeric},
+                                               {Cell::FromDateTime({36'526, 0}), adDBTimeStamp}};
+        for (const auto& each : values) {
+            const Cell& value = each.first;
+            const ParameterInfo info{each.second, 19, 38, 1};
             const auto prepared = [&] {
                 return mixed->Prepare("INSERT INTO mixed (c) VALUES (?)", std::span(&info, 1));
             };
