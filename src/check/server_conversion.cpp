@@ -246,7 +246,9 @@ void SetServersType(std::string_view type_name, Holding& holding) {
             open < type_name.size()
                 ? ParseInt64(type_name.substr(open + 1, type_name.find(')') - open - 1))
                 : std::nullopt;
-        for (auto places = size.value_or(kMostPlaces); has_time && places > 0; --places) {
+        for (auto places = std::min<std::int64_t>(size.value_or(kMostPlaces), kMostPlaces);
+             has_time && places > 0;
+             --places) {
             holding.step /= 10;
         }
     }

@@ -247,7 +247,10 @@ void LineFile::SettleBlock() {
 // than what we wrote counts as somebody else's.
 void LineFile::CutTornWrite() noexcept {
     try {
-        file_.Truncate(file_size_);
+        // A shorter file is another program's doing, which the next look has to see.
+        if (file_.Size() > file_size_) {
+            file_.Truncate(file_size_);
+        }
     } catch (const DataError&) {
         // The failed write is the one to report.
     }

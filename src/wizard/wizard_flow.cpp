@@ -115,10 +115,12 @@ void ForceSize(Page& page, int width_twips, int height_twips) {
     if (const auto* const area = window->parentWidget()) {
         asked = asked.boundedTo(area->size());
     }
-    const QSize frame = window->size() - page.size();
-    // At least: pages have one size, which is larger where there is room for it, and a maximized
-    // one has all the room.
-    window->resize((RoomFor(page, asked - frame) + frame).expandedTo(window->size()));
+    // A maximized one has all the room there is, though its widgets may ask for more.
+    if (!window->isMaximized()) {
+        const QSize frame = window->size() - page.size();
+        // At least: pages have one size, which is larger where there is room for it.
+        window->resize((RoomFor(page, asked - frame) + frame).expandedTo(window->size()));
+    }
 }
 
 }  // namespace vantry
